@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/error.h"
 
+#include <atomic>
+
 namespace {
-int g_nCode = QLIB_ERR_NONE;
+std::atomic<int> g_nCode = QLIB_ERR_NONE;
 }
 
 int QLIBCErrSet(int nCode) {
