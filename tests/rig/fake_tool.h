@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Steers the fake tool that stands under the tools' names in a private
+// appliance root, and tells how it was called:
+//
+//   FakeTools tools;
+//   tools.On("ldapsearch").Output("dn: o=x\n\n").Exit(32);
+//   …run what is under test…
+//   EXPECT_EQ(tools.Calls().at(0).argv.back(), "(uid=ann)");
+//
+// Each On() queues one more script for that tool; a call takes the next one
+// and the last is played again and again. A tool without a script writes
+// nothing and exits 0.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::rig {
+
+// One call, as the tool saw it before it did anything.
+struct FakeCall {
+    struct File {
+        mode_t mode = 0;
+        std::string content;
+    };
+
+    std::string tool;  // base name of argv[0]
+    std::vector<std::string> argv;
+    std::vector<std::string> environment;
+    std::map<int, std::string> descriptors;  // number to target, as in /proc/PID/fd
+    std::string folder;
+    mode_t umask = 0;
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::vector<gid_t> groups;
+    pid_t pid = 0;
+    pid_t parent = 0;
+    unsigned long long ignored_signals = 0;  // bit N-1 is signal N
+    unsigned long long blocked_signals = 0;
+    unsigned long long core_limit = 0;
+    std::optional<std::string> input;   // standard input, when it is a regular file
+    std::map<std::string, File> files;  // regular files named after "-f", "-l", "-y" and "-T"
+
+    bool InputIsNull() const;
+};
+
+// The steps of one call, in order. Ready as soon as they are written: no
+// script may be added to while its tool runs.
+class FakeScript {
+  public:
+    FakeScript &Output(std::string_view bytes);
+    FakeScript &Error(std::string_view bytes);
+    // Writes the bytes again and again until nobody reads them any more.
+    FakeScript &Flood(std::string_view bytes);
+    FakeScript &Sleep(std::chrono::milliseconds duration);
+    FakeScript &Hang();
+    FakeScript &WaitForFile(const std::string &path);
+    FakeScript &CloseOutput();
+    // SIGPIPE, SIGTERM, SIGHUP and SIGINT do nothing from here on.
+    FakeScript &IgnoreSignals();
+    FakeScript &Exit(int code);
+    FakeScript &Die(int signal);
+
+  private:
+    friend class FakeTools;
+    explicit FakeScript(std::string name) : name_(std::move(name)) {}
+    FakeScript &Add(char step, std::string_view bytes);
+
+    std::string name_;
+};
+
+class FakeTools {
+  public:
+    FakeTools() { Reset(); }
+    ~FakeTools();
+    FakeTools(const FakeTools &) = delete;
+    FakeTools &operator=(const FakeTools &) = delete;
+
+    FakeScript On(const std::string &tool);
+
+    // All calls since the last Reset, in the order of their start.
+    std::vector<FakeCall> Calls() const;
+
+    // Waits until that many calls have begun; false when the time is over.
+    bool WaitForCalls(size_t count,
+                      std::chrono::milliseconds limit = std::chrono::seconds(10)) const;
+
+    // Forgets scripts and calls.
+    void Reset();
+
+  private:
+    std::map<std::string, int> scripts_;
+};
+
+}  // namespace zafo::rig
