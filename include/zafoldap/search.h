@@ -57,7 +57,7 @@ ZAFOLDAP_API int ZAFOLDAPSearchRequestClone(ZAFOLDAP_SEARCH_REQUEST *pDst,
 
 /* Starts a search. `pResult` must be uninitialised or freed; it is
  * initialised here. Call ZAFOLDAPSearchFree in every case afterwards, also
- * after a failure other than a bad argument.
+ * after a failure.
  * 0; -1 with platform error 0x0900 (the tool cannot be started), 0x0D00 or 0x0200. */
 ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
                                     const ZAFOLDAP_SEARCH_REQUEST *pRequest,

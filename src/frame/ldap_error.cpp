@@ -10,7 +10,7 @@ int g_nLDAPError = 0;
 
 struct ERROR_STRING {
     int code;
-    const char *szSection; // nullptr: the default section
+    const char *szSection;  // nullptr: the default section
     const char *szKey;
 };
 
@@ -47,7 +47,7 @@ constexpr ERROR_STRING rgLDAPErrorString[] = {
     {255, nullptr, "ldap_operations_error"},
 };
 
-} // namespace
+}  // namespace
 
 int ZAFOLDAPErrSet(int code) {
     g_nLDAPError = code;
@@ -65,7 +65,7 @@ int ZAFOLDAPErrGet() {
 const char *ZAFOLDAPErrGetString(int code, const char **pszSection) {
     const ERROR_STRING *pFound = nullptr;
     for (const ERROR_STRING &row : rgLDAPErrorString) {
-        if (row.code == code) pFound = &row; // the last row of a code wins
+        if (row.code == code) pFound = &row;  // the last row of a code wins
     }
     if (pFound == nullptr) return "";
     if (pszSection != nullptr) {

@@ -24,4 +24,4 @@ TEST(SystemLogRig, GivesBackWhatWasLogged) {
     EXPECT_EQ(log.Priorities(), std::vector<int>{LOG_USER | LOG_ERR});
 }
 
-} // namespace
+}  // namespace

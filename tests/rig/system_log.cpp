@@ -38,7 +38,7 @@ std::string MessageOf(const std::string &datagram) {
     return at == std::string::npos ? datagram : datagram.substr(at + kTag.size());
 }
 
-} // namespace
+}  // namespace
 
 SystemLog &SystemLog::Get() {
     static SystemLog log;
@@ -48,8 +48,10 @@ SystemLog &SystemLog::Get() {
 SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     unlink(kPath);
     const sockaddr_un address = Address();
-    if (socket_ < 0 || bind(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        throw std::runtime_error("cannot own /dev/log: run the tests in a private appliance root (./dev test)");
+    if (socket_ < 0 ||
+        bind(socket_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        throw std::runtime_error(
+            "cannot own /dev/log: run the tests in a private appliance root (./dev test)");
     }
     const int cbBuffer = 4 << 20;
     setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &cbBuffer, sizeof cbBuffer);
@@ -86,7 +88,8 @@ void SystemLog::Drain() {
 void SystemLog::Flush() {
     const int wanted = ++flushes_;
     Send(socket_, kFlushMark);
-    for (int seen = flushed_; seen < wanted; seen = flushed_) flushed_.wait(seen);
+    for (int seen = flushed_; seen < wanted; seen = flushed_)
+        flushed_.wait(seen);
 }
 
 void SystemLog::Clear() {
@@ -99,7 +102,8 @@ std::vector<std::string> SystemLog::Messages() {
     Flush();
     const std::lock_guard lock(mutex_);
     std::vector<std::string> texts;
-    for (const Line &line : lines_) texts.push_back(line.text);
+    for (const Line &line : lines_)
+        texts.push_back(line.text);
     return texts;
 }
 
@@ -107,8 +111,9 @@ std::vector<int> SystemLog::Priorities() {
     Flush();
     const std::lock_guard lock(mutex_);
     std::vector<int> priorities;
-    for (const Line &line : lines_) priorities.push_back(line.priority);
+    for (const Line &line : lines_)
+        priorities.push_back(line.priority);
     return priorities;
 }
 
-} // namespace zafo::rig
+}  // namespace zafo::rig

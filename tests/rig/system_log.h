@@ -49,4 +49,4 @@ class SystemLog {
     int flushes_ = 0;
 };
 
-} // namespace zafo::rig
+}  // namespace zafo::rig

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The file of saved connections: one section a connection, one key a field.
+#pragma once
+
+#include "zafoldap/host.h"
+
+namespace zafo {
+
+constexpr const char *kBrowserConf = "/usr/zafo/etc/private/ldapbrowser.conf";
+constexpr const char *kDefaultSection = "root";  // the appliance's own server
+
+constexpr const char *kKeyBindPasswd = "bindpw";
+constexpr const char *kKeySSL = "ssl";
+
+struct BROWSER_CONF_KEY {
+    const char *szKey;
+    int nAttr;
+    const char *ZAFOLDAP_HOST::*pszField;
+};
+
+// The fields that are stored as they are, in the order in which they are read.
+inline constexpr BROWSER_CONF_KEY kBrowserConfKeys[] = {
+    {"uri", LDAP_HOST_ATTR_URI, &ZAFOLDAP_HOST::szUri},
+    {"basedn", LDAP_HOST_ATTR_BASEDN, &ZAFOLDAP_HOST::szBaseDN},
+    {"binddn", LDAP_HOST_ATTR_BINDDN, &ZAFOLDAP_HOST::szBindDN},
+    {"loginsuffix", LDAP_HOST_ATTR_LOGIN_SUFFIX, &ZAFOLDAP_HOST::szLoginSuffix},
+};
+
+}  // namespace zafo

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Applies a change file with ldapmodify(1). Its exit code is the LDAP result
+// code of the record that the server refused; it stops there.
+#include "zafoldap/modify.h"
+
+#include <stdlib.h>
+
+#include <cstring>
+#include <string>
+
+#include "core/ldap_search_command.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/error.h"
+#include "platform/ldap.h"
+#include "platform/process.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/error.h"
+
+namespace zafo {
+
+namespace {
+
+constexpr const char *kTool = "/usr/zafo/bin/ldapmodify";
+constexpr size_t kMaxAddress = 4094;
+
+const char *OrEmpty(const char *sz) {
+    return sz != nullptr ? sz : "";
+}
+
+// While debugging, the tool's words; otherwise they are not read. The tool
+// ignores the broken pipe and ends by itself.
+void LogOutput(FILE *pOutput) {
+    if (ZAFOLDAPDebugEnabled() == 0) return;
+    char *szLine = nullptr;
+    size_t cbLine = 0;
+    while (getline(&szLine, &cbLine, pOutput) >= 0) {
+        szLine[std::strcspn(szLine, "\n")] = '\0';
+        if (szLine[0] != '\0') ZAFO_LOG("%s", szLine);
+    }
+    free(szLine);
+}
+
+int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
+    if (nStatus == 0) return 0;
+    if ((nStatus & 127) == 0) {
+        const int nExitCode = (nStatus >> 8) & 255;
+        ZAFO_DEBUG_LOG("ldapmodify return %d", nExitCode);
+        pLDIF->nExitCode = nExitCode;
+        ZAFOLDAPErrSet(nExitCode);
+    } else {
+        ZAFO_LOG("ldapmodify terminate abnormal %d", nStatus);
+    }
+    return -1;
+}
+
+int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *pLDIF, bool blAdd) {
+    const std::string address = ServerAddress(host, kMaxAddress);
+    const char *szMode = blAdd ? "-ax" : "-x";
+    const char *szServer = host.nSSLType == ZAFOLDAP_SSL_START_TLS ? "-ZH" : "-H";
+    const char *szBindDN = OrEmpty(host.szBindDN);
+
+    ZAFO_DEBUG_LOG("%s %s %s '%s' %s '%s' %s '%s' %s '%s'", kTool, szMode, szServer,
+                   address.c_str(), "-D", szBindDN, "-f", pLDIF->szPath, "-w", "****");
+    FILE *pOutput =
+        QLIBCPopen(kTool, "r", szMode, szServer, address.c_str(), "-D", szBindDN, "-f",
+                   pLDIF->szPath, "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
+    if (pOutput == nullptr) {
+        ZAFO_LOG("Execute [%s] failed!", "");
+        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
+        return -1;
+    }
+    LogOutput(pOutput);
+    return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
+}
+
+}  // namespace
+
+}  // namespace zafo
+
+int ZAFOLDAPModify(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_LDIF *pLDIF, int blAdd) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+
+    ZAFOLDAPLdifClose(pLDIF);
+    int nResult = 0;
+    if (ZAFOLDAPLdifIsEmpty(pLDIF) == 0) {
+        nResult = zafo::Guarded(-1, [&] { return zafo::RunTool(*pHost, pLDIF, blAdd != 0); });
+    }
+    ZAFOLDAPLdifUnlink(pLDIF);
+    return nResult;
+}

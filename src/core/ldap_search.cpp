@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The search engine: runs ldapsearch(1) and turns its LDIF (RFC 2849) into
+// entries, one at a time.
+//
+// What "ldapsearch -LLL" prints: an entry is a "dn:" line, a line a value and
+// an empty line. A value that is not safe text stands in base64 after "::". A
+// line that begins with a blank continues the one before; "#" begins a comment,
+// which may be continued too. Referrals come as comments.
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ldap_result.h"
+#include "core/ldap_search_command.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "frame/text.h"
+#include "platform/crypt.h"
+#include "platform/error.h"
+#include "platform/process.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/error.h"
+#include "zafoldap/search.h"
+
+namespace zafo {
+
+namespace {
+
+constexpr size_t kMaxLoggedCommand = 4095;
+
+int g_nSearchSequence = 0;
+
+struct FreeMemory {
+    void operator()(void *p) const { free(p); }
+};
+
+// One line of the tool's output, without its line break, in a buffer that grows.
+class LineBuffer {
+  public:
+    // 1 a line; 0 the end; -1 a read error.
+    int Read(FILE *pFile) {
+        char *p = line_.release();
+        const ssize_t n = getdelim(&p, &capacity_, '\n', pFile);
+        line_.reset(p);
+        if (n < 0) return ferror(pFile) != 0 ? -1 : 0;
+        size_ = static_cast<size_t>(n);
+        if (size_ > 0 && p[size_ - 1] == '\n') p[--size_] = '\0';
+        return 1;
+    }
+    char *text() const { return line_.get(); }
+    size_t size() const { return size_; }
+
+  private:
+    std::unique_ptr<char, FreeMemory> line_;
+    size_t capacity_ = 0;
+    size_t size_ = 0;
+};
+
+// The window of matching entries that a request hands out.
+struct Window {
+    explicit Window(const ZAFOLDAP_SEARCH_REQUEST &request)
+        : nFirst(request.nOffset),
+          nCount(request.nOffset == 0 && request.nCount == 0 ? -1 : request.nCount) {}
+
+    bool Holds(int nIndex) const {
+        return nIndex >= nFirst && (nCount == -1 || nIndex - nFirst < nCount);
+    }
+
+    int nFirst;
+    int nCount;
+};
+
+// ASCII white space, whatever the caller's locale.
+bool IsSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// Ends the search: reaps the tool and turns its wait status into the library
+// error. 0 when the tool succeeded or no search was open, else -1.
+int EndSearch(ZAFOLDAP_RESULT *pResult);
+
+// Reads one entry into a result record.
+class EntryReader {
+  public:
+    EntryReader(const Window &window, ZAFOLDAP_RESULT *pResult)
+        : window_(window), result_(*pResult) {}
+
+    // As ZAFOLDAPSearchGetNext.
+    int Read();
+
+  private:
+    enum class Step { kGoOn, kDelivered, kFailed };
+
+    int EndOfOutput();
+    Step EndOfEntry();
+    Step Continuation(const char *szText);
+    Step Pair(char *szLine);
+    bool FlushFolded();
+    bool DecodeValues();
+
+    const Window window_;
+    ZAFOLDAP_RESULT &result_;
+    LineBuffer line_;
+    std::vector<char> base64_;  // one mark for each pair: does its value stand in base64?
+    std::string folded_;        // text of the last value while continuation lines add to it
+    bool is_folded_ = false;
+    bool skip_continuation_ = false;
+};
+
+int EntryReader::Read() {
+    for (;;) {
+        const int nRead = line_.Read(result_.pFile);
+        if (nRead < 0) {
+            QLIBCErrSet(QLIB_ERR_READ_FAILED);
+            return -1;
+        }
+        if (nRead == 0) return EndOfOutput();
+
+        char *szLine = line_.text();
+        Step step = Step::kGoOn;
+        if (szLine[0] == '#') {
+            skip_continuation_ = true;
+        } else if (line_.size() == 0) {
+            step = EndOfEntry();
+        } else if (!window_.Holds(result_.nEntry)) {
+            continue;
+        } else if (szLine[0] == ' ') {
+            step = Continuation(szLine + 1);
+        } else {
+            step = Pair(szLine);
+        }
+        if (step == Step::kDelivered) return 1;
+        if (step == Step::kFailed) return -1;
+    }
+}
+
+// A last entry that no empty line ends is handed out as it stands, undecoded.
+int EntryReader::EndOfOutput() {
+    if (!FlushFolded()) return -1;
+    if (result_.plistAttr->nItem == 0) return EndSearch(&result_);
+    ++result_.nEntry;
+    return 1;
+}
+
+EntryReader::Step EntryReader::EndOfEntry() {
+    if (!FlushFolded()) return Step::kFailed;
+    const int nMarks = static_cast<int>(base64_.size());
+    if (result_.plistValue->nItem != nMarks) {
+        ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, nMarks);
+        return Step::kFailed;
+    }
+    if (!DecodeValues()) return Step::kFailed;
+    base64_.clear();
+    const bool blInside = window_.Holds(result_.nEntry);
+    ++result_.nEntry;
+    return blInside ? Step::kDelivered : Step::kGoOn;
+}
+
+// The text is gathered here and stored once, when the value is complete: a value
+// of megabytes comes in a hundred thousand lines.
+EntryReader::Step EntryReader::Continuation(const char *szText) {
+    if (skip_continuation_) return Step::kGoOn;
+    const int nPairs = result_.plistValue->nItem;
+    if (nPairs == 0) return Step::kFailed;
+    if (!is_folded_) {
+        folded_ = QLIBCSzListGet(result_.plistValue, nPairs - 1);
+        is_folded_ = true;
+    }
+    folded_.append(szText);
+    return Step::kGoOn;
+}
+
+EntryReader::Step EntryReader::Pair(char *szLine) {
+    char *szColon = std::strchr(szLine, ':');
+    if (szColon == nullptr) return Step::kGoOn;
+    if (!FlushFolded()) return Step::kFailed;
+    *szColon = '\0';
+    const char *szValue = szColon + 1;
+    const bool blBase64 = *szValue == ':';
+    if (blBase64) ++szValue;
+    while (IsSpace(*szValue))
+        ++szValue;
+    base64_.push_back(blBase64 ? 1 : 0);
+    if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
+    skip_continuation_ = false;
+    return Step::kGoOn;
+}
+
+bool EntryReader::FlushFolded() {
+    if (!is_folded_) return true;
+    is_folded_ = false;
+    return ReplaceLastValue(&result_, folded_.c_str()) == 0;
+}
+
+bool EntryReader::DecodeValues() {
+    std::string decoded;
+    for (int i = 0; i < static_cast<int>(base64_.size()); ++i) {
+        if (base64_[static_cast<size_t>(i)] == 0) continue;
+        const char *szText = QLIBCSzListGet(result_.plistValue, i);
+        const size_t cbText = std::strlen(szText);
+        decoded.assign(cbText + 1, '\0');
+        size_t cbDecoded = 0;
+        if (ZAFOEncodingBase64Decode(szText, cbText, decoded.data(), &cbDecoded) == 0) {
+            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", szText, PlatformError());
+            return false;
+        }
+        decoded[cbDecoded] = '\0';
+        if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) != 0) return false;
+    }
+    return true;
+}
+
+// While debugging, what somebody left in the search's error file.
+void LogErrorFile(const char *szErrFile) {
+    FILE *pFile = szErrFile[0] != '\0' ? fopen(szErrFile, "re") : nullptr;
+    if (pFile == nullptr) return;
+    LineBuffer line;
+    while (line.Read(pFile) == 1)
+        ZAFO_LOG("  %s", line.text());
+    fclose(pFile);
+}
+
+int ReapTool(ZAFOLDAP_RESULT *pResult) {
+    const int nStatus = QLIBCPclose(pResult->pFile);
+    pResult->pFile = nullptr;
+    if (nStatus == 0) return 0;
+    if ((nStatus & 127) == 0) {
+        const int nExitCode = (nStatus >> 8) & 255;
+        ZAFO_DEBUG_LOG("ldapsearch return %d", nExitCode);
+        pResult->nExitCode = nExitCode;
+        ZAFOLDAPErrSet(nExitCode);
+    } else {
+        ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", nStatus);
+    }
+    if (ZAFOLDAPDebugEnabled() != 0) LogErrorFile(pResult->szErrFile);
+    return -1;
+}
+
+int EndSearch(ZAFOLDAP_RESULT *pResult) {
+    const int nResult = pResult->pFile != nullptr ? ReapTool(pResult) : 0;
+    if (pResult->szErrFile[0] != '\0') {
+        unlink(pResult->szErrFile);
+        pResult->szErrFile[0] = '\0';
+    }
+    return nResult;
+}
+
+void LogCommand(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
+    if (ZAFOLDAPDebugEnabled() == 0) return;
+    ZAFOLDAP_HOST masked = host;
+    if (masked.szBindPasswd != nullptr) masked.szBindPasswd = "****";
+    char szCommand[kMaxLoggedCommand];
+    if (ZAFOLDAPSearchBuildRequestCmd(&masked, &request, szCommand, sizeof szCommand) == 0) {
+        ZAFO_LOG("search command: %s", szCommand);
+    }
+}
+
+// The tool's output as a stream, or nullptr.
+FILE *StartTool(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
+    std::vector<std::string> arguments = SearchArguments(host, request);
+    std::vector<char *> argv;
+    argv.reserve(arguments.size() + 1);
+    for (std::string &argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    return QLIBCPopenv(argv[0], "r", argv.data());
+}
+
+}  // namespace
+
+}  // namespace zafo
+
+int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
+                                  const ZAFOLDAP_SEARCH_REQUEST *pRequest, char *szCmd,
+                                  size_t cbCmd) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (szCmd == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
+    if (cbCmd == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
+
+    try {
+        const std::string line = zafo::CommandLine(zafo::SearchArguments(*pHost, *pRequest));
+        zafo::CopyText(line.c_str(), szCmd, cbCmd);
+        return 0;
+    } catch (const std::exception &) {
+        ZAFO_LOG("Failed to alloc arg array (%s)", std::strerror(errno));
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+}
+
+int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
+                       ZAFOLDAP_RESULT *pResult) {
+    // Zeroed before the checks: the record is freed after a failure as well.
+    if (pResult != nullptr) *pResult = {};
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (ZAFOLDAPResultInit(pResult) != 0) return -1;
+
+    snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
+             zafo::g_nSearchSequence++);
+    return zafo::Guarded(-1, [&] {
+        zafo::LogCommand(*pHost, *pRequest);
+        pResult->pFile = zafo::StartTool(*pHost, *pRequest);
+        if (pResult->pFile != nullptr) return 0;
+        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
+        return -1;
+    });
+}
+
+int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
+    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (pResult->plistAttr == nullptr)
+        return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr");
+    if (pResult->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
+    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+
+    ZAFOLDAPResultRemoveAll(pResult);
+    if (pResult->pFile == nullptr) return 0;
+    if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
+    return zafo::Guarded(
+        -1, [&] { return zafo::EntryReader(zafo::Window(*pRequest), pResult).Read(); });
+}
+
+int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
+    if (pResult != nullptr) zafo::EndSearch(pResult);
+    ZAFOLDAPSearchRequestFree(pRequest);
+    ZAFOLDAPResultFree(pResult);
+    return 0;
+}

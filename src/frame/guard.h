@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The C boundary: no exception leaves an exported function.
+#pragma once
+
+#include <exception>
+
+#include "platform/error.h"
+
+namespace zafo {
+
+// The result of `body`, or `failure` when it throws. Memory is the only thing
+// that the library's own code throws for, so every exception is reported as that.
+template <class Result, class Body>
+Result Guarded(Result failure, const Body &body) noexcept {
+    try {
+        return body();
+    } catch (const std::exception &) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return failure;
+    }
+}
+
+}  // namespace zafo

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/log.h"
+
+#include "platform/error.h"
+
+namespace zafo {
+
+int BadArgument(const char *szFile, int nLine, const char *szCondition) {
+    syslog(LOG_ERR, "%s:%d Invaild Argument (%s)=[%d]\n", szFile, nLine, szCondition, 0);
+    QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
+    return -1;
+}
+
+unsigned int PlatformError() {
+    return static_cast<unsigned int>(QLIBCErrGet());
+}
+
+}  // namespace zafo
