@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The example directory under the real slapd, for the tests of one binary, and
+// the OpenLDAP clients of the system beside the library: what the library is
+// compared with does not pass through it, nor through the tool front.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/rig/example_directory.h"
+
+namespace zafo::rig {
+
+struct ToolRun {
+    int exit_code;  // 128 + the signal's number when one ended it
+    std::string out;
+    std::string err;
+};
+
+// Runs a program found on PATH with `input` as its standard input; throws
+// std::runtime_error when it cannot be started.
+ToolRun RunTool(const std::vector<std::string> &argv, std::string_view input = "");
+
+class ExampleDirectory {
+  public:
+    // The directory of this process, started on first use, stopped at exit.
+    static ExampleDirectory &Get();
+
+    // One more server with the options of host/root/directory/start; --work is
+    // among them, so that the two do not share a folder.
+    ExampleDirectory(std::string work, unsigned port, const std::vector<std::string> &options);
+    ~ExampleDirectory();
+    ExampleDirectory(const ExampleDirectory &) = delete;
+    ExampleDirectory &operator=(const ExampleDirectory &) = delete;
+
+    // The administrator of the first tree; a second tree has its own, with the
+    // same password.
+    const char *BindDN() const { return "cn=admin,dc=example,dc=com"; }
+    const std::string &Password() const { return password_; }
+
+    // A client of the system, bound as the administrator of the first tree.
+    ToolRun Client(const std::string &tool, const std::vector<std::string> &arguments,
+                   std::string_view input = "") const;
+
+    // What ldapsearch says of `base` and below; throws when it fails.
+    std::vector<LdifEntry> Read(const std::string &base, const std::string &scope = "sub",
+                                const std::vector<std::string> &filter_and_attributes = {}) const;
+
+    // Applies change records, or adds entries; throws when ldapmodify fails.
+    void Change(std::string_view ldif) const;
+    void Add(const LdifEntry &entry) const;
+
+    void Stop();
+    void Start();
+
+  private:
+    std::string work_;
+    unsigned port_;
+    std::vector<std::string> options_;
+    std::string password_;
+    bool running_ = false;
+};
+
+}  // namespace zafo::rig
