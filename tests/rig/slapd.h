@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/rig/example_directory.h"
+#include "host/root/directory/example_directory.h"
 
 namespace zafo::rig {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "tests/rig/example_directory.h"
+#include "host/root/directory/example_directory.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/rig/example_directory.h"
+#include "host/root/directory/example_directory.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/rig/ldif.h"
+#include "host/root/directory/ldif.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/rig/ldif.h"
+#include "host/root/directory/ldif.h"
 
 namespace zafo::rig {
 
