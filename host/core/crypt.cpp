@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Stored passwords: AES-256-GCM under the machine's key. The bytes behind
+// the printable text are a version, the nonce, the ciphertext and the tag.
+#include "platform/crypt.h"
+
+#include "host/core/base85.h"
+#include "host/core/fail.h"
+#include "host/core/machine_key.h"
+
+#include <nettle/gcm.h>
+#include <sys/random.h>
+
+#include <cstring>
+
+namespace {
+
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+
+constexpr uint8_t kVersion = 1;
+constexpr size_t kNonceAt = 1;
+constexpr size_t kTextAt = kNonceAt + GCM_IV_SIZE;
+constexpr size_t kOverhead = kTextAt + GCM_DIGEST_SIZE;
+constexpr size_t kLongestText = 1023;
+
+// The cipher, set up for one message: its version and nonce are in `head`. Wiped after use.
+class Cipher {
+  public:
+    Cipher(const zafo::MachineKey &key, const uint8_t *head) {
+        gcm_aes256_set_key(&context_, key.bytes.data());
+        gcm_aes256_set_iv(&context_, GCM_IV_SIZE, head + kNonceAt);
+        gcm_aes256_update(&context_, kNonceAt, head);
+    }
+    Cipher(const Cipher &) = delete;
+    Cipher &operator=(const Cipher &) = delete;
+    ~Cipher() { explicit_bzero(&context_, sizeof context_); }
+
+    void Encrypt(size_t length, uint8_t *to, const char *from) {
+        gcm_aes256_encrypt(&context_, length, to, reinterpret_cast<const uint8_t *>(from));
+    }
+    void Decrypt(size_t length, char *to, const uint8_t *from) {
+        gcm_aes256_decrypt(&context_, length, reinterpret_cast<uint8_t *>(to), from);
+    }
+    void Digest(uint8_t *tag) { gcm_aes256_digest(&context_, GCM_DIGEST_SIZE, tag); }
+
+  private:
+    gcm_aes256_ctx context_;
+};
+
+// Whether two tags are equal, in a time that does not tell where they differ.
+bool SameTag(const uint8_t *a, const uint8_t *b) {
+    unsigned difference = 0;
+    for (size_t i = 0; i < GCM_DIGEST_SIZE; ++i)
+        difference |= static_cast<unsigned>(a[i] ^ b[i]);
+    return difference == 0;
+}
+
+}  // namespace
+
+int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher) {
+    if (szClear == nullptr || szCipher == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    const size_t length = std::strlen(szClear);
+    if (length > kLongestText) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        std::vector<uint8_t> message(kOverhead + length);
+        message[0] = kVersion;
+        zafo::MachineKey key;
+        if (const int error = zafo::ReadOrMakeMachineKey(&key); error != 0) return Fail(error);
+        if (getrandom(&message[kNonceAt], GCM_IV_SIZE, 0) != GCM_IV_SIZE) {
+            return Fail(QLIB_ERR_OPEN_FAILED);
+        }
+        Cipher cipher(key, message.data());
+        cipher.Encrypt(length, &message[kTextAt], szClear);
+        cipher.Digest(&message[kTextAt + length]);
+        const std::string text = zafo::ToBase85(message);
+        if (text.size() >= cbCipher) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        std::memcpy(szCipher, text.c_str(), text.size() + 1);
+        return 0;
+    });
+}
+
+int QLIBCryptSzDecrypt(const char *szCipher, char *szClear, size_t cbClear) {
+    if (szCipher == nullptr || szClear == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        const auto message = zafo::FromBase85(szCipher);
+        if (!message || message->size() < kOverhead || message->front() != kVersion) {
+            return Fail(QLIB_ERR_BAD_FORMAT);
+        }
+        const size_t length = message->size() - kOverhead;
+        if (length >= cbClear) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        zafo::MachineKey key;
+        if (const int error = zafo::ReadMachineKey(&key); error != 0) return Fail(error);
+        uint8_t tag[GCM_DIGEST_SIZE];
+        Cipher cipher(key, message->data());
+        cipher.Decrypt(length, szClear, message->data() + kTextAt);
+        cipher.Digest(tag);
+        if (!SameTag(tag, message->data() + kTextAt + length)) {
+            explicit_bzero(szClear, length);
+            return Fail(QLIB_ERR_BAD_FORMAT);
+        }
+        szClear[length] = '\0';
+        return 0;
+    });
+}

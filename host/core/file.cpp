@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/file.h"
+
+#include "host/core/fail.h"
+#include "host/core/section_text.h"
+#include "host/core/whole_file.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+namespace {
+
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+using zafo::Pairs;
+using zafo::ReadResult;
+using zafo::SectionText;
+
+// What a section becomes: keys to store and keys to remove.
+struct Changes {
+    Pairs set;
+    std::vector<std::string> removed;
+};
+
+// From `before` to `after`.
+Changes Difference(const Pairs &before, const Pairs &after) {
+    Changes changes;
+    for (const auto &[key, value] : after) {
+        const auto old = before.find(key);
+        if (old == before.end() || old->second != value) changes.set.emplace(key, value);
+    }
+    for (const auto &[key, value] : before) {
+        if (!after.contains(key)) changes.removed.push_back(key);
+    }
+    return changes;
+}
+
+bool AreKeys(const Pairs &pairs) {
+    return std::all_of(pairs.begin(), pairs.end(),
+                       [](const auto &pair) { return zafo::IsKey(pair.first); });
+}
+
+// Reads and parses a section file. 0, or the platform error code; an absent file is an
+// empty one.
+int Load(const std::string &path, SectionText *sections) {
+    std::string text;
+    switch (zafo::ReadWhole(path, &text)) {
+        case ReadResult::kAbsent:
+            return 0;
+        case ReadResult::kNotReadable:
+        case ReadResult::kReadFailed:
+            return QLIB_ERR_OPEN_FAILED;
+        case ReadResult::kDone:
+            break;
+    }
+    const zafo::Damage damage = sections->Parse(text);
+    if (damage.reason == nullptr) return 0;
+    syslog(LOG_ERR, "%s:%d damaged file [%s] line %d: %s\n", __FILE_NAME__, __LINE__, path.c_str(),
+           damage.line, damage.reason);
+    return QLIB_ERR_BAD_FORMAT;
+}
+
+// Changes a section file under its lock. `change` tells what to return; the file is
+// written only when its text is another one then.
+template <typename Change>
+int Update(const char *path, Change change) {
+    return OutOfMemoryIs(-1, [&] {
+        zafo::FileUpdate update(path);
+        if (update.Error() != 0) return Fail(update.Error());
+        SectionText sections;
+        if (const int error = Load(update.Path(), &sections); error != 0) return Fail(error);
+        const std::string before = sections.Text();
+        const int result = change(sections);
+        if (result < 0) return result;
+        const std::string after = sections.Text();
+        if (after == before) return result;
+        if (const int error = update.Replace(after); error != 0) return Fail(error);
+        return result;
+    });
+}
+
+// The changes that storing `hash` makes to a section with the pairs `present`.
+Changes ChangesOf(const QLIBSZHASH &hash, const char *file, const char *section,
+                  const Pairs &present) {
+    const bool loaded = hash.loaded && hash.loaded->file == file && hash.loaded->section == section;
+    return Difference(loaded ? hash.loaded->pairs : present, hash.pairs);
+}
+
+}  // namespace
+
+int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *pHash) {
+    if (szFile == nullptr || szSection == nullptr || pHash == nullptr) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        SectionText sections;
+        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
+        zafo::LoadedSection loaded{szFile, szSection, sections.Get(szSection)};
+        Pairs merged = loaded.pairs;
+        merged.insert(pHash->pairs.begin(), pHash->pairs.end());
+        const int count = static_cast<int>(loaded.pairs.size());
+        // Nothing below allocates: the map is filled wholly or not at all.
+        pHash->pairs.swap(merged);
+        pHash->loaded = std::move(loaded);
+        if (count == 0) QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
+        return count;
+    });
+}
+
+int QLIBCFileAddSection(const char *szFile, const char *szSection, const QLIBSZHASH *pHash,
+                        int nFlags) {
+    if (szFile == nullptr || szSection == nullptr || !zafo::IsSectionName(szSection) ||
+        nFlags != 0 || (pHash != nullptr && !AreKeys(pHash->pairs))) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return Update(szFile, [=](SectionText &sections) {
+        if (!sections.Has(szSection)) sections.Add(szSection, pHash ? pHash->pairs : Pairs());
+        return 0;
+    });
+}
+
+int QLIBCFileSetSection(const char *szFile, const char *szSection, const char *szNewName,
+                        const QLIBSZHASH *pHash, int nFlags) {
+    if (szFile == nullptr || szSection == nullptr || pHash == nullptr || nFlags != 0 ||
+        !AreKeys(pHash->pairs) || (szNewName != nullptr && !zafo::IsSectionName(szNewName))) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return Update(szFile, [=](SectionText &sections) {
+        if (!sections.Has(szSection)) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+        const bool renamed = szNewName != nullptr && std::string_view(szNewName) != szSection;
+        if (renamed && sections.Has(szNewName)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        const Changes changes = ChangesOf(*pHash, szFile, szSection, sections.Get(szSection));
+        for (const std::string &key : changes.removed)
+            sections.RemoveKey(szSection, key);
+        for (const auto &[key, value] : changes.set)
+            sections.Set(szSection, key, value);
+        if (renamed) sections.Rename(szSection, szNewName);
+        return 0;
+    });
+}
+
+int QLIBCFileGetPair(const char *szFile, QLIBSZHASH *pHash) {
+    if (szFile == nullptr || pHash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        std::string text;
+        const ReadResult read = zafo::ReadWhole(szFile, &text);
+        if (read == ReadResult::kReadFailed) return Fail(QLIB_ERR_READ_FAILED);
+        if (read != ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
+        Pairs pairs = zafo::PlainPairs(text);
+        const int count = static_cast<int>(pairs.size());
+        pairs.insert(pHash->pairs.begin(), pHash->pairs.end());
+        pHash->pairs.swap(pairs);
+        return count;
+    });
+}
+
+int QLIBCFileEnumSection(const char *szFile, QLIBSZLIST **ppList) {
+    if (szFile == nullptr || ppList == nullptr || *ppList == nullptr) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        SectionText sections;
+        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
+        const std::vector<std::string> names = sections.Names();
+        for (const std::string &name : names) {
+            if (QLIBCSzListPush(ppList, name.c_str()) != 0) return -1;
+        }
+        return static_cast<int>(names.size());
+    });
+}
+
+int QLIBCFileRemoveSection(const char *szFile, const char *szSection) {
+    if (szFile == nullptr || szSection == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return Update(szFile, [=](SectionText &sections) {
+        if (!sections.Has(szSection)) return 0;
+        sections.Remove(szSection);
+        return 1;
+    });
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/core/machine_key.h"
+
+#include "host/core/unique_fd.h"
+#include "platform/error.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace zafo {
+
+namespace {
+
+constexpr const char *kFolder = "/usr/zafo/etc/private";
+constexpr const char *kFile = "/usr/zafo/etc/private/machine.key";
+
+// Makes the key under a name of its own, complete and on the disk, and links it to the
+// key file's name: link never replaces, so a key that stands there stays.
+int MakeMachineKey() {
+    MachineKey key;
+    if (getrandom(key.bytes.data(), key.bytes.size(), 0) != ssize_t{sizeof key.bytes}) {
+        return QLIB_ERR_OPEN_FAILED;
+    }
+    char name[] = "/usr/zafo/etc/private/.machine.key.XXXXXX";
+    const UniqueFd file(mkostemp(name, O_CLOEXEC));
+    if (!file.IsOpen()) return QLIB_ERR_OPEN_FAILED;
+    const bool written = write(file.Get(), key.bytes.data(), key.bytes.size()) ==
+                             static_cast<ssize_t>(key.bytes.size()) &&
+                         fsync(file.Get()) == 0 && (link(name, kFile) == 0 || errno == EEXIST);
+    unlink(name);
+    const UniqueFd folder(open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return written && folder.IsOpen() && fsync(folder.Get()) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
+}
+
+// Why the key file could not be opened.
+int OpenError() {
+    return errno == ELOOP ? QLIB_ERR_BAD_FORMAT : QLIB_ERR_OPEN_FAILED;
+}
+
+int ReadFrom(const UniqueFd &file, MachineKey *key) {
+    struct stat status {};
+    const auto size = static_cast<ssize_t>(key->bytes.size());
+    if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size != size ||
+        read(file.Get(), key->bytes.data(), key->bytes.size()) != size) {
+        return QLIB_ERR_BAD_FORMAT;
+    }
+    return 0;
+}
+
+// A link is refused: the key is the machine's own file.
+UniqueFd OpenKeyFile() {
+    return UniqueFd(open(kFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
+}  // namespace
+
+int ReadMachineKey(MachineKey *key) {
+    const UniqueFd file = OpenKeyFile();
+    return file.IsOpen() ? ReadFrom(file, key) : OpenError();
+}
+
+int ReadOrMakeMachineKey(MachineKey *key) {
+    const UniqueFd file = OpenKeyFile();
+    if (file.IsOpen()) return ReadFrom(file, key);
+    if (errno != ENOENT) return OpenError();
+    const int error = MakeMachineKey();
+    return error == 0 ? ReadMachineKey(key) : error;
+}
+
+}  // namespace zafo

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Files that are read whole and replaced whole. Errors are platform error codes, 0 is success.
+#pragma once
+
+#include "host/core/unique_fd.h"
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+namespace zafo {
+
+enum class ReadResult { kDone, kAbsent, kNotReadable, kReadFailed };
+
+// The text of a regular file.
+ReadResult ReadWhole(const std::string &path, std::string *text);
+
+// The right to replace one file: a lock on "FILE.lock", which stays behind, and
+// the file's real name when it is reached through symbolic links. Processes and
+// threads wait for each other; readers need no lock.
+class FileUpdate {
+  public:
+    // Waits for the lock. On failure Error() is not 0.
+    explicit FileUpdate(const std::string &path);
+
+    int Error() const { return error_; }
+    const std::string &Path() const { return path_; }
+
+    // Puts `text` in the file's place in one step; the text is on the disk when this returns.
+    // An owner stays where the caller may give files away.
+    // A file that exists keeps its mode unless it is private. `mode` is a new file's mode.
+    int Replace(std::string_view text, mode_t mode = 0600);
+
+    // The file has mode 0600 from the next Replace on.
+    void MakePrivate() { private_ = true; }
+
+  private:
+    std::string path_;
+    UniqueFd lock_;
+    bool private_ = false;
+    int error_ = 0;
+};
+
+}  // namespace zafo
