@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The tool front: stands under the names of the directory tools, makes a call
+// safe and hands it to the real tool.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "host/front/account.h"
+#include "host/front/failure.h"
+#include "host/front/tool.h"
+#include "host/front/vector.h"
+#include "host/front/watch.h"
+
+namespace zafo::front {
+
+namespace {
+
+constexpr const char *kFolders[] = {"/usr/zafo/libexec/", "/usr/bin/", "/usr/sbin/"};
+constexpr const char *kServerConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
+constexpr const char *kMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
+
+// The tools take servers, trust and credentials from variables and from files
+// that variables name; they get none but these.
+char kPath[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+char kNoConfiguration[] = "LDAPNOINIT=1";
+char kLocale[] = "LC_ALL=C";
+char *environment[] = {kPath, kNoConfiguration, kLocale, nullptr};
+
+// A memory file under the number of a missing standard stream would be read or
+// written as that stream.
+void OpenStandardStreams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != fd) {
+            Fail(kRefused, "cannot open /dev/null", errno);
+        }
+    }
+}
+
+void ResetProcess() {
+    signal(SIGPIPE, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    const rlimit no_core{0, 0};
+    if (setrlimit(RLIMIT_CORE, &no_core) != 0) Fail(kRefused, "cannot forbid core files", errno);
+}
+
+const char *FindProgram(const Tool &tool) {
+    static char path[64];
+    for (const char *folder : kFolders) {
+        const size_t size = std::strlen(folder);
+        std::memcpy(path, folder, size);
+        std::memcpy(path + size, tool.name.data(), tool.name.size());
+        path[size + tool.name.size()] = '\0';
+        if (access(path, F_OK) == 0) return path;
+    }
+    Fail(kNoTool, "the tool is not installed");
+}
+
+// The old name of a database file tells whether there is a database. As a link
+// to the file that has its place now it exists as long as that file.
+void MarkDatabase() {
+    if (symlink("data.mdb", kMarker) != 0 && errno != EEXIST && errno != ENOENT) {
+        Fail(kRefused, kMarker, errno);
+    }
+}
+
+void PrepareOffline(const Tool &tool, Vector &vector) {
+    vector.Add("-f");
+    vector.Add(kServerConfiguration);
+    umask(077);
+    if (tool.name == "slapadd") MarkDatabase();
+    BecomeServerUser();
+}
+
+[[noreturn]] void Run(const Tool &tool, int argc, char **argv) {
+    OpenStandardStreams();
+    const auto count = static_cast<size_t>(argc);
+    // A client's options are ten more; an argument becomes four at most.
+    Vector arguments(count * 4);
+    if (tool.family == Family::kRandom) {
+        RewriteRandom(argc, argv, arguments);
+    } else {
+        Rewrite(tool, argc, argv, arguments);
+    }
+    ResetProcess();
+
+    Vector vector(count * 4 + 16);
+    vector.Add(FindProgram(tool));
+    const Limits limits = tool.family == Family::kClient ? ReadLimits() : Limits{};
+    if (tool.family == Family::kClient) AddClientOptions(tool, limits, vector);
+    if (tool.family == Family::kOffline) PrepareOffline(tool, vector);
+    vector.Add(arguments);
+
+    if (chdir("/") != 0) Fail(kRefused, "cannot enter /", errno);
+    const Command command{vector.Data()[0], vector.Data(), environment};
+    if (tool.family == Family::kClient) RunWatched(tool, command, limits.answer + limits.network);
+    execve(command.path, command.argv, command.environment);
+    Fail(kRefused, command.path, errno);
+}
+
+}  // namespace
+
+}  // namespace zafo::front
+
+int main(int argc, char **argv) {
+    using namespace zafo::front;
+    if (argc == 0) Fail(kNoTool, "called without a name");
+    const char *slash = std::strrchr(argv[0], '/');
+    const std::string_view name = slash == nullptr ? argv[0] : slash + 1;
+    const Tool *tool = FindTool(name);
+    if (tool == nullptr) Fail(kNoTool, "runs under the name of a directory tool only");
+    SpeakAs(name);
+    Run(*tool, argc, argv);
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace zafo::front {
+
+// A whole file in memory; empty when it cannot be read.
+class TextFile {
+  public:
+    explicit TextFile(const char *path);
+    ~TextFile();
+    TextFile(const TextFile &) = delete;
+    TextFile &operator=(const TextFile &) = delete;
+
+    std::string_view Text() const { return {text_, size_}; }
+
+  private:
+    char *text_ = nullptr;
+    size_t size_ = 0;
+};
+
+// Cuts the text before the first separator off `rest`, and the separator with
+// it; all of it when there is none.
+std::string_view TakeField(std::string_view &rest, char separator);
+
+// The same for words with any number of blanks and tabs around them.
+std::string_view TakeWord(std::string_view &rest);
+
+// A decimal number of digits only; false when it is none or does not fit.
+bool ParseNumber(std::string_view text, unsigned &number);
+
+}  // namespace zafo::front

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/front/vector.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/front/failure.h"
+#include "host/front/secret.h"
+#include "host/front/text_file.h"
+
+namespace zafo::front {
+
+namespace {
+
+constexpr const char *kLimitsFile = "/usr/zafo/etc/tools.conf";
+constexpr unsigned kLongestLimit = 86400;
+
+// The appliance's own authority, and what its administrator put beside it,
+// before what the system trusts.
+constexpr const char *kTrustFiles[] = {"/usr/zafo/etc/ssl/ca.pem",
+                                       "/etc/ssl/certs/ca-certificates.crt"};
+
+char *Join(std::string_view head, std::string_view tail) {
+    auto *text = static_cast<char *>(std::calloc(1, head.size() + tail.size() + 1));
+    if (text == nullptr) Fail(kRefused, "no memory");
+    std::memcpy(text, head.data(), head.size());
+    std::memcpy(text + head.size(), tail.data(), tail.size());
+    return text;
+}
+
+// One argument of options: flags, then perhaps a letter with a value.
+struct Cluster {
+    char *flags = nullptr;  // after the dash
+    char *letter = nullptr;
+    char *value = nullptr;
+    bool value_is_next = false;
+};
+
+Cluster Split(const Tool &tool, char *argument, char *next) {
+    Cluster cluster;
+    cluster.flags = argument + 1;
+    for (char *at = cluster.flags; *at != '\0'; at++) {
+        if (tool.with_value.find(*at) == std::string_view::npos) continue;
+        cluster.letter = at;
+        cluster.value_is_next = at[1] == '\0';
+        cluster.value = cluster.value_is_next ? next : at + 1;
+        break;
+    }
+    return cluster;
+}
+
+// "-Z" carries on in clear text with a server that knows no StartTLS; "-ZZ" does not.
+void MakeStrict(Cluster &cluster, Vector &out) {
+    const char *end = cluster.letter;
+    char *to = cluster.flags;
+    bool found = false;
+    for (char *from = cluster.flags; *from != '\0'; from++) {
+        if ((end == nullptr || from < end) && *from == 'Z') {
+            found = true;
+            continue;
+        }
+        if (from == end) cluster.letter = to;
+        *to++ = *from;
+    }
+    *to = '\0';
+    if (!found) return;
+    if (cluster.value != nullptr && !cluster.value_is_next) cluster.value = cluster.letter + 1;
+    out.Add("-ZZ");
+}
+
+char FileLetter(const Tool &tool, char letter) {
+    for (size_t i = 0; i + 1 < tool.secrets.size(); i += 2) {
+        if (tool.secrets[i] == letter) return tool.secrets[i + 1];
+    }
+    return '\0';
+}
+
+// The user that the tool runs as may not open the file, not even through
+// "/dev/fd", which checks permissions anew: it becomes standard input. One that
+// cannot be opened is left for the tool to report.
+bool BecomesInput(const Tool &tool, const Cluster &cluster) {
+    if (cluster.letter == nullptr || *cluster.letter != tool.input) return false;
+    const int fd = open(cluster.value, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0) return false;
+    const bool done = dup2(fd, STDIN_FILENO) == STDIN_FILENO;
+    if (fd != STDIN_FILENO) close(fd);
+    return done;
+}
+
+void AddCluster(const Tool &tool, char *argument, Cluster cluster, Vector &out) {
+    if (tool.family == Family::kClient) MakeStrict(cluster, out);
+    const char replacement = cluster.value == nullptr ? '\0' : FileLetter(tool, *cluster.letter);
+    if (replacement != '\0') {
+        Secret secret(cluster.value);
+        *cluster.letter = '\0';
+        if (*cluster.flags != '\0') out.Add(argument);
+        const char option[] = {'-', replacement, '\0'};
+        out.Add(Join(option, ""));
+        out.Add(secret.MoveToFile());
+        return;
+    }
+    if (cluster.value != nullptr && BecomesInput(tool, cluster)) {
+        *cluster.letter = '\0';
+        if (*cluster.flags != '\0') out.Add(argument);
+        return;
+    }
+    if (*cluster.flags != '\0') out.Add(argument);
+    if (cluster.value != nullptr && cluster.value_is_next) out.Add(cluster.value);
+}
+
+bool IsReadable(const char *path) {
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0) return false;
+    struct stat facts {};
+    const bool readable =
+        fstat(fd, &facts) == 0 && (S_ISREG(facts.st_mode) || S_ISCHR(facts.st_mode));
+    close(fd);
+    return readable;
+}
+
+// OpenSSL 3 gives no number at all when one file of the list cannot be read,
+// and takes the "file:" of older versions for a name.
+char *ReadableFiles(std::string_view list) {
+    constexpr std::string_view kScheme = "file:";
+    if (list.starts_with(kScheme)) list.remove_prefix(kScheme.size());
+    char *kept = Join("", "");
+    while (!list.empty()) {
+        char *path = Join(TakeField(list, ':'), "");
+        if (IsReadable(path)) {
+            char *longer = Join(kept, *kept == '\0' ? "" : ":");
+            std::free(kept);
+            kept = Join(longer, path);
+            std::free(longer);
+        }
+        std::free(path);
+    }
+    return kept;
+}
+
+void AddOption(Vector &out, const char *name, std::string_view value) {
+    out.Add("-o");
+    out.Add(Join(name, value));
+}
+
+void AddOption(Vector &out, const char *name, unsigned value) {
+    char digits[12];
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    AddOption(out, name, std::string_view(digits, static_cast<size_t>(end - digits)));
+}
+
+}  // namespace
+
+Vector::Vector(size_t capacity)
+    : items_(static_cast<char **>(std::calloc(capacity + 1, sizeof *items_))), capacity_(capacity) {
+    if (items_ == nullptr) Fail(kRefused, "no memory");
+}
+
+Vector::~Vector() {
+    std::free(items_);
+}
+
+void Vector::Add(const char *argument) {
+    if (size_ == capacity_) Fail(kRefused, "too many arguments");
+    // execve takes pointers to plain characters and writes to none of them.
+    items_[size_++] = const_cast<char *>(argument);
+}
+
+void Vector::Add(const Vector &other) {
+    for (size_t i = 0; i < other.size_; i++)
+        Add(other.items_[i]);
+}
+
+void Rewrite(const Tool &tool, int argc, char **argv, Vector &out) {
+    for (int i = 1; i < argc; i++) {
+        char *argument = argv[i];
+        if (std::strcmp(argument, "--") == 0) {
+            while (i < argc)
+                out.Add(argv[i++]);
+            return;
+        }
+        if (argument[0] != '-' || argument[1] == '\0') {
+            out.Add(argument);
+            continue;
+        }
+        const Cluster cluster = Split(tool, argument, argv[i + 1]);
+        if (cluster.value_is_next) i++;
+        AddCluster(tool, argument, cluster, out);
+    }
+}
+
+void RewriteRandom(int argc, char **argv, Vector &out) {
+    const bool random = argc > 1 && std::strcmp(argv[1], "rand") == 0;
+    for (int i = 1; i < argc; i++) {
+        if (!random || std::strcmp(argv[i], "-rand") != 0 || i + 1 == argc) {
+            out.Add(argv[i]);
+            continue;
+        }
+        const char *files = ReadableFiles(argv[++i]);
+        if (*files == '\0') continue;
+        out.Add("-rand");
+        out.Add(files);
+    }
+}
+
+Limits ReadLimits() {
+    Limits limits;
+    const TextFile file(kLimitsFile);
+    for (std::string_view rest = file.Text(); !rest.empty();) {
+        std::string_view line = TakeField(rest, '\n');
+        const std::string_view key = TakeWord(line);
+        unsigned seconds = 0;
+        if (!ParseNumber(TakeWord(line), seconds) || seconds == 0 || seconds > kLongestLimit)
+            continue;
+        if (key == "timeout") limits.answer = seconds;
+        if (key == "network_timeout") limits.network = seconds;
+    }
+    return limits;
+}
+
+void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out) {
+    if (tool.name == "ldapsearch") AddOption(out, "ldif-wrap=", "no");
+    for (const char *file : kTrustFiles) {
+        if (access(file, F_OK) != 0) continue;
+        AddOption(out, "TLS_CACERT=", file);
+        break;
+    }
+    AddOption(out, "TLS_REQCERT=", "demand");
+    AddOption(out, "TIMEOUT=", limits.answer);
+    AddOption(out, "NETWORK_TIMEOUT=", limits.network);
+}
+
+}  // namespace zafo::front

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// From the argument vector that a caller passes to the one that the tool gets.
+#pragma once
+
+#include <cstddef>
+
+#include "host/front/tool.h"
+
+namespace zafo::front {
+
+// An argument vector in the making, always ended by NULL. Strings are borrowed
+// from the process's own vector or live until its end.
+class Vector {
+  public:
+    explicit Vector(size_t capacity);
+    ~Vector();
+    Vector(const Vector &) = delete;
+    Vector &operator=(const Vector &) = delete;
+
+    void Add(const char *argument);
+    void Add(const Vector &other);
+    size_t Size() const { return size_; }
+    char **Data() { return items_; }
+
+  private:
+    char **items_;
+    size_t size_ = 0;
+    size_t capacity_;
+};
+
+// Adds the arguments after argv[0] as the tool shall see them: a secret as the
+// name of a memory file, "-Z" made strict. On return no secret is left in argv.
+void Rewrite(const Tool &tool, int argc, char **argv, Vector &out);
+
+// The same for openssl: of the files of "rand -rand LIST" only the readable ones.
+void RewriteRandom(int argc, char **argv, Vector &out);
+
+// Adds what every client gets: trust, time limits, unfolded output.
+struct Limits {
+    unsigned answer = 60;   // seconds to wait for an answer
+    unsigned network = 10;  // seconds to wait for a connection
+};
+Limits ReadLimits();
+void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out);
+
+}  // namespace zafo::front
