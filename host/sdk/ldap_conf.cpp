@@ -1,2 +1,102 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "host/core/szhash.h"
+#include "host/core/whole_file.h"
+#include "host/sdk/copy_out.h"
+#include "host/sdk/directives.h"
 #include "platform/ldap.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+using zafo::Directives;
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+using zafo::ReadResult;
+
+int ErrorOf(ReadResult result) {
+    switch (result) {
+        case ReadResult::kDone:
+            return QLIB_ERR_NONE;
+        case ReadResult::kReadFailed:
+            return QLIB_ERR_READ_FAILED;
+        case ReadResult::kAbsent:
+        case ReadResult::kNotReadable:
+            break;
+    }
+    return QLIB_ERR_OPEN_FAILED;
+}
+
+// The text to start from: the file's own, when it is to be kept and exists, else
+// the template's. 0, or a platform error code.
+int ReadBase(const std::string &conf, const char *pattern, bool keep, std::string *text) {
+    ReadResult result = keep ? zafo::ReadWhole(conf, text) : ReadResult::kAbsent;
+    if (result == ReadResult::kAbsent) result = zafo::ReadWhole(pattern, text);
+    return result == ReadResult::kDone ? 0 : QLIB_ERR_OPEN_FAILED;
+}
+
+int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &values) {
+    const bool valid = std::all_of(values.begin(), values.end(), [](const auto &pair) {
+        return zafo::IsDirective(pair.first, pair.second);
+    });
+    if (!valid) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    zafo::FileUpdate update(path);
+    if (update.Error() != 0) return Fail(update.Error());
+    // It holds the directory administrator's password.
+    update.MakePrivate();
+    std::string text;
+    if (const int error = ReadBase(update.Path(), pattern, keep, &text); error != 0) {
+        return Fail(error);
+    }
+    Directives directives(text);
+    for (const auto &[key, value] : values)
+        directives.Set(key, value);
+    const int error = update.Replace(directives.Text());
+    return error == 0 ? 0 : Fail(error);
+}
+
+}  // namespace
+
+int ZAFOLDAPInfoGetFromConf(const char *szConf, const char *szKey, char *szBuf, size_t cbBuf) {
+    if (szConf == nullptr || szKey == nullptr || *szKey == '\0' || szBuf == nullptr) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        std::string text;
+        const int error = ErrorOf(zafo::ReadWhole(szConf, &text));
+        if (error != QLIB_ERR_NONE) return Fail(error);
+        const std::optional<std::string> value = Directives(text).Get(szKey);
+        if (!value) return 0;
+        return zafo::CopyOut(*value, szBuf, cbBuf) == 0 ? 1 : -1;
+    });
+}
+
+int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const QLIBSZHASH *pHash,
+                    int nFlags) {
+    if (szConf == nullptr || szTemplate == nullptr || pHash == nullptr || nFlags != 0) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] { return Write(szConf, szTemplate, false, pHash->pairs); });
+}
+
+int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *szKey,
+                       const char *szValue, int nFlags) {
+    if (szConf == nullptr || szTemplate == nullptr || szKey == nullptr || szValue == nullptr ||
+        nFlags != 0) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] { return Write(szConf, szTemplate, true, {{szKey, szValue}}); });
+}
+
+int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPath) {
+    if (szConf == nullptr || szPath == nullptr || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        std::string path = std::string(szConf) + ".XXXXXX";
+        if (path.size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        const zafo::UniqueFd file(mkostemp(path.data(), O_CLOEXEC));
+        return file.IsOpen() ? zafo::CopyOut(path, szPath, cbPath) : Fail(QLIB_ERR_OPEN_FAILED);
+    });
+}

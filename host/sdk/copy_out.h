@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "host/core/fail.h"
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+namespace zafo {
+
+// Puts a result into a caller's buffer. 0; -1 with 0x0E00, the buffer untouched, when it does
+// not fit.
+inline int CopyOut(std::string_view text, char *buffer, size_t size) {
+    if (text.size() >= size) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+    text.copy(buffer, text.size());
+    buffer[text.size()] = '\0';
+    return 0;
+}
+
+}  // namespace zafo

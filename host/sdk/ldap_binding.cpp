@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The appliance's own binding to a directory, as nslcd uses it.
+#include "host/core/szhash.h"
+#include "host/core/whole_file.h"
+#include "host/sdk/copy_out.h"
+#include "platform/file.h"
+#include "platform/ldap.h"
+
+#include <strings.h>
+
+#include <string>
+
+namespace {
+
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+
+constexpr const char *kNslcdConf = "/usr/zafo/etc/nslcd.conf";
+constexpr const char *kClientConf = "/usr/zafo/etc/ldapclient.conf";
+constexpr const char *kSecretFile = "/usr/zafo/etc/private/ldap.secret";
+
+// nslcd's longest line.
+constexpr size_t kLongestValue = 4096;
+
+int FirstLineOf(const char *path, char *buffer, size_t size) {
+    std::string text;
+    switch (zafo::ReadWhole(path, &text)) {
+        case zafo::ReadResult::kReadFailed:
+            return Fail(QLIB_ERR_READ_FAILED);
+        case zafo::ReadResult::kAbsent:
+        case zafo::ReadResult::kNotReadable:
+            return Fail(QLIB_ERR_OPEN_FAILED);
+        case zafo::ReadResult::kDone:
+            break;
+    }
+    const std::string_view line = std::string_view(text).substr(0, text.find('\n'));
+    return line.empty() ? Fail(QLIB_ERR_OPEN_FAILED) : zafo::CopyOut(line, buffer, size);
+}
+
+}  // namespace
+
+int ZAFOLDAPSecretGet(char *szBuf, size_t cbBuf) {
+    if (szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    const int found = ZAFOLDAPInfoGetFromConf(kNslcdConf, "bindpw", szBuf, cbBuf);
+    if (found == 1) return 0;
+    if (found < 0 && QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
+    return OutOfMemoryIs(-1, [=] { return FirstLineOf(kSecretFile, szBuf, cbBuf); });
+}
+
+int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf) {
+    if (szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        QLIBSZHASH settings;
+        if (QLIBCFileGetPair(kClientConf, &settings) > 0) {
+            const char *suffix = QLIBCSzHashGetValue(&settings, "login_suffix");
+            if (suffix != nullptr) return zafo::CopyOut(suffix, szBuf, cbBuf);
+        }
+        char base[kLongestValue];
+        if (ZAFOLDAPInfoGetFromConf(kNslcdConf, "base", base, sizeof base) != 1) {
+            return Fail(QLIB_ERR_OPEN_FAILED);
+        }
+        const int result = ZAFOLDAPDNDomainName(base, szBuf, cbBuf);
+        // A base DN without domain components gives no suffix either.
+        return result != 0 && QLIBCErrGet() == QLIB_ERR_BAD_FORMAT ? Fail(QLIB_ERR_OPEN_FAILED)
+                                                                   : result;
+    });
+}
+
+int ZAFOLDAPSSLTypeGetFromNslcd() {
+    char value[kLongestValue];
+    if (ZAFOLDAPInfoGetFromConf(kNslcdConf, "ssl", value, sizeof value) == 1) {
+        const int type = ZAFOLDAPSSLToType(value);
+        if (type != ZAFOLDAP_SSL_OFF) return type;
+    }
+    constexpr std::string_view kScheme = "ldaps://";
+    const bool ldaps = ZAFOLDAPInfoGetFromConf(kNslcdConf, "uri", value, sizeof value) == 1 &&
+                       strncasecmp(value, kScheme.data(), kScheme.size()) == 0;
+    return ldaps ? ZAFOLDAP_SSL_LDAPS : ZAFOLDAP_SSL_OFF;
+}
+
+int ZAFOLDAPIsBinded(int nFlags) {
+    if (nFlags != 0) {
+        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
+        return 0;
+    }
+    char uri[kLongestValue];
+    return ZAFOLDAPInfoGetFromConf(kNslcdConf, "uri", uri, sizeof uri) == 1 && *uri != '\0';
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/sdk/copy_out.h"
+#include "platform/ldap.h"
+
+#include <strings.h>
+
+namespace {
+
+struct Word {
+    const char *text;
+    int type;
+};
+
+// The first word of a type is the one that is written.
+constexpr Word kWords[] = {
+    {"off", ZAFOLDAP_SSL_OFF},
+    {"on", ZAFOLDAP_SSL_LDAPS},
+    {"start_tls", ZAFOLDAP_SSL_START_TLS},
+    {"yes", ZAFOLDAP_SSL_LDAPS},
+    {"true", ZAFOLDAP_SSL_LDAPS},
+    {"1", ZAFOLDAP_SSL_LDAPS},
+    {"starttls", ZAFOLDAP_SSL_START_TLS},
+};
+
+}  // namespace
+
+int ZAFOLDAPSSLToType(const char *szSSL) {
+    for (const Word &word : kWords) {
+        if (szSSL != nullptr && strcasecmp(szSSL, word.text) == 0) return word.type;
+    }
+    return ZAFOLDAP_SSL_OFF;
+}
+
+int ZAFOLDAPSSLToString(int nSSLType, char *szBuf, size_t cbBuf) {
+    if (szBuf == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+    for (const Word &word : kWords) {
+        if (word.type == nSSLType) return zafo::CopyOut(word.text, szBuf, cbBuf);
+    }
+    return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+}
