@@ -72,7 +72,7 @@ pid_t Spawn(const std::vector<std::string> &argv, const StreamFile &in, const St
     return pid;
 }
 
-ToolRun Checked(ToolRun run, const std::string &what) {
+ProgramRun Checked(ProgramRun run, const std::string &what) {
     if (run.exit_code == 0) return run;
     throw std::runtime_error(what + " ended with " + std::to_string(run.exit_code) + ": " +
                              run.err + run.out);
@@ -86,7 +86,7 @@ std::string FileContent(const std::string &path) {
 
 }  // namespace
 
-ToolRun RunTool(const std::vector<std::string> &argv, std::string_view input) {
+ProgramRun RunProgram(const std::vector<std::string> &argv, std::string_view input) {
     const StreamFile in(input);
     const StreamFile out;
     const StreamFile err;
@@ -127,18 +127,19 @@ void ExampleDirectory::Start() {
                                      "--port",
                                      std::to_string(port_)};
     argv.insert(argv.end(), options_.begin(), options_.end());
-    Checked(RunTool(argv), "start");
+    Checked(RunProgram(argv), "start");
     password_ = FileContent(work_ + "/password");
     running_ = true;
 }
 
 void ExampleDirectory::Stop() {
-    Checked(RunTool({std::string(kScripts) + "stop", "--work", work_}), "stop");
+    Checked(RunProgram({std::string(kScripts) + "stop", "--work", work_}), "stop");
     running_ = false;
 }
 
-ToolRun ExampleDirectory::Client(const std::string &tool, const std::vector<std::string> &arguments,
-                                 std::string_view input) const {
+ProgramRun ExampleDirectory::Client(const std::string &tool,
+                                    const std::vector<std::string> &arguments,
+                                    std::string_view input) const {
     std::vector<std::string> argv = {"/usr/bin/" + tool,
                                      "-x",
                                      "-H",
@@ -148,7 +149,7 @@ ToolRun ExampleDirectory::Client(const std::string &tool, const std::vector<std:
                                      "-y",
                                      work_ + "/password"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
-    return RunTool(argv, input);
+    return RunProgram(argv, input);
 }
 
 std::vector<LdifEntry> ExampleDirectory::Read(

@@ -13,7 +13,7 @@
 
 namespace zafo::rig {
 
-struct ToolRun {
+struct ProgramRun {
     int exit_code;  // 128 + the signal's number when one ended it
     std::string out;
     std::string err;
@@ -21,7 +21,7 @@ struct ToolRun {
 
 // Runs a program found on PATH with `input` as its standard input; throws
 // std::runtime_error when it cannot be started.
-ToolRun RunTool(const std::vector<std::string> &argv, std::string_view input = "");
+ProgramRun RunProgram(const std::vector<std::string> &argv, std::string_view input = "");
 
 class ExampleDirectory {
   public:
@@ -41,8 +41,8 @@ class ExampleDirectory {
     const std::string &Password() const { return password_; }
 
     // A client of the system, bound as the administrator of the first tree.
-    ToolRun Client(const std::string &tool, const std::vector<std::string> &arguments,
-                   std::string_view input = "") const;
+    ProgramRun Client(const std::string &tool, const std::vector<std::string> &arguments,
+                      std::string_view input = "") const;
 
     // What ldapsearch says of `base` and below; throws when it fails.
     std::vector<LdifEntry> Read(const std::string &base, const std::string &scope = "sub",

@@ -256,7 +256,7 @@ std::vector<LdifEntry> ValueSpecimens() {
                           .Add("description;lang-de", "auf Deutsch")
                           .Add("description;lang-de", "noch einmal, größer")
                           .Add("description;lang-fr", "en français")
-                          .Add("sn;lang-el;lang-en-US", "Δείγμα"));
+                          .Add("sn;lang-el;lang-en-us", "Δείγμα"));
     entries.push_back(
         Specimen("cn=emoji", "emoji", "👩🏽‍🚀")
             .Add("description",
