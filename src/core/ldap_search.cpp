@@ -304,7 +304,7 @@ int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST
     if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
     if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (ZAFOLDAPResultInit(pResult) != 0) return -1;
+    if (ZAFOLDAPResultInit(pResult) != 0 || pResult == nullptr) return -1;
 
     snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
              zafo::g_nSearchSequence++);
