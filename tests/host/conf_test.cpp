@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/ldap.h"
+#include "tests/host/owners.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::UnorderedElementsAre;
+using zafo::test::Folder;
+using zafo::test::ModeOf;
+using zafo::test::NewMap;
+using zafo::test::ReadFile;
+using zafo::test::WriteFile;
+
+class Conf : public testing::Test {
+  protected:
+    // The value of a directive, "(absent)" or "(failed)".
+    std::string Get(const char *key) const {
+        char buffer[64];
+        const int result = ZAFOLDAPInfoGetFromConf(path_.c_str(), key, buffer, sizeof buffer);
+        return result == 1 ? buffer : result == 0 ? "(absent)" : "(failed)";
+    }
+    int SetOne(const char *key, const std::string &value) const {
+        return ZAFOLDAPConfSetOne(path_.c_str(), template_.c_str(), key, value.c_str(), 0);
+    }
+
+    Folder folder_;
+    std::string path_ = folder_ / "slapd.conf";
+    std::string template_ = folder_ / "slapd.conf.template";
+};
+
+TEST_F(Conf, GivesTheFirstDirectiveOfAName) {
+    WriteFile(path_,
+              "# uri comment\n#base dc=no\nuri ldap://a/ ldap://b/\n\nBASE\t dc=example,dc=com \r\n"
+              "base dc=second\nrootdn \"cn=Directory Manager,dc=a\"\nsuffix \"dc=a\"\nlonely\n"
+              "pw \"a\\\"b\\\\c\\,\"\nindex \"a\" \"b\"\nopen \"x\nlast=x");
+    EXPECT_EQ(Get("uri"), "ldap://a/ ldap://b/");
+    EXPECT_EQ(Get("base"), "dc=example,dc=com");
+    EXPECT_EQ(Get("RootDN"), "cn=Directory Manager,dc=a");
+    EXPECT_EQ(Get("suffix"), "dc=a");
+    EXPECT_EQ(Get("lonely"), "");
+    EXPECT_EQ(Get("pw"), "a\"b\\c\\,");
+    EXPECT_EQ(Get("index"), "\"a\" \"b\"");
+    EXPECT_EQ(Get("open"), "\"x");
+    EXPECT_EQ(Get("bindpw"), "(absent)");
+    EXPECT_EQ(Get("dc=example,dc=com"), "(absent)");
+}
+
+TEST_F(Conf, ALineThatBeginsWithBlanksContinuesTheOneBefore) {
+    WriteFile(
+        path_,
+        "suffix\n  \"dc=a\"\n# comment\n rootdn hidden\naccess to *\n\tby * read\n\n uri x\n");
+    EXPECT_EQ(Get("suffix"), "dc=a");
+    EXPECT_EQ(Get("rootdn"), "(absent)");
+    EXPECT_EQ(Get("access"), "to * by * read");
+    EXPECT_EQ(Get("uri"), "x");
+}
+
+TEST_F(Conf, AnAbsentKeyLeavesTheBufferAlone) {
+    WriteFile(path_, "uri x\n");
+    char buffer[16] = "untouched";
+    EXPECT_EQ(ZAFOLDAPInfoGetFromConf(path_.c_str(), "base", buffer, sizeof buffer), 0);
+    EXPECT_STREQ(buffer, "untouched");
+}
+
+TEST_F(Conf, TellsWhyItFailed) {
+    char buffer[4];
+    const auto get = [&](const char *path, const char *key) {
+        QLIBCErrSet(0);
+        const int result = ZAFOLDAPInfoGetFromConf(path, key, buffer, sizeof buffer);
+        return result == -1 ? QLIBCErrGet() : 0;
+    };
+    EXPECT_EQ(get(path_.c_str(), "uri"), 0x0900);
+    EXPECT_EQ(get(folder_.Path().c_str(), "uri"), 0x0A00);
+    WriteFile(path_, "uri long\n");
+    EXPECT_EQ(get(path_.c_str(), "uri"), 0x0E00);
+    EXPECT_EQ(get(nullptr, "uri"), 0x0D00);
+    EXPECT_EQ(get(path_.c_str(), nullptr), 0x0D00);
+    EXPECT_EQ(get(path_.c_str(), ""), 0x0D00);
+    EXPECT_EQ(ZAFOLDAPInfoGetFromConf(path_.c_str(), "uri", nullptr, 0), -1);
+}
+
+TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
+    WriteFile(template_,
+              "# server\ninclude /a\n\nsuffix \"dc=x\"\nrootdn\n  cn=x\nRootPW secret\n# end\n");
+    WriteFile(path_, "old text\n");
+    chmod(path_.c_str(), 0644);
+    const auto map = NewMap({{"suffix", "dc=example,dc=com"},
+                             {"rootdn", "cn=Directory Manager,dc=com"},
+                             {"rootpw", "a\"b\\c"},
+                             {"extra", ""}});
+    EXPECT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 0), 0);
+    EXPECT_EQ(
+        ReadFile(path_),
+        "# server\ninclude /a\n\nsuffix dc=example,dc=com\n"
+        "rootdn \"cn=Directory Manager,dc=com\"\nRootPW \"a\\\"b\\\\c\"\n# end\nextra \"\"\n");
+    EXPECT_EQ(ModeOf(path_), 0600U);
+    EXPECT_EQ(Get("rootpw"), "a\"b\\c");
+}
+
+TEST_F(Conf, OneKeyIsChangedInTheFileItself) {
+    WriteFile(template_, "suffix dc=x\n");
+    EXPECT_EQ(SetOne("rootpw", "one"), 0);
+    EXPECT_EQ(SetOne("suffix", "dc=y"), 0);
+    EXPECT_EQ(ReadFile(path_), "suffix dc=y\nrootpw one\n");
+    EXPECT_EQ(ReadFile(template_), "suffix dc=x\n");
+}
+
+TEST_F(Conf, RoundTripsValues) {
+    WriteFile(template_, "");
+    for (const std::string value : {"", " ", "a b", "\"", "\\", "\\\"", "\"a\" \"b\"", "#x", " x ",
+                                    "{SSHA}abc/+=", "Zo\xC3\xAB", "a\\, b", "\tx", "100%n"}) {
+        ASSERT_EQ(SetOne("key", value), 0);
+        EXPECT_EQ(Get("key"), value);
+    }
+}
+
+TEST_F(Conf, RefusesWhatWouldBecomeAnotherDirective) {
+    WriteFile(template_, "suffix dc=x\n");
+    for (const auto &[key, value] : {std::pair{"rootpw", "a\nrootdn cn=evil"},
+                                     {"rootpw", "a\rb"},
+                                     {"", "x"},
+                                     {"a b", "x"},
+                                     {"#a", "x"},
+                                     {"a\nb", "x"}}) {
+        QLIBCErrSet(0);
+        EXPECT_EQ(SetOne(key, value), -1) << key;
+        EXPECT_EQ(QLIBCErrGet(), 0x0D00) << key;
+    }
+    EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+TEST_F(Conf, NeedsTemplateAndFolder) {
+    const auto map = NewMap();
+    EXPECT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 0), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0900);
+    WriteFile(template_, "");
+    QLIBCErrSet(0);
+    EXPECT_EQ(ZAFOLDAPConfSet((folder_ / "no/x").c_str(), template_.c_str(), map.get(), 0), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0900);
+    EXPECT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 1), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0D00);
+}
+
+TEST_F(Conf, ManyProcessesThatSetOneKeyEachLoseNothing) {
+    WriteFile(template_, "suffix dc=x\n");
+    for (int i = 0; i < 16; ++i) {
+        if (fork() == 0) _exit(SetOne(("key" + std::to_string(i)).c_str(), "v") == 0 ? 0 : 1);
+    }
+    for (int status = 0; wait(&status) > 0;)
+        EXPECT_EQ(status, 0);
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(Get(("key" + std::to_string(i)).c_str()), "v");
+}
+
+TEST_F(Conf, ATemporaryFileIsEmptyPrivateAndBesideTheFile) {
+    char path[256];
+    EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, path, sizeof path), 0);
+    EXPECT_EQ(std::filesystem::path(path).parent_path(), folder_.Path());
+    EXPECT_EQ(ReadFile(path), "");
+    EXPECT_EQ(ModeOf(path), 0600U);
+    char second[256];
+    EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, second, sizeof second), 0);
+    EXPECT_STRNE(path, second);
+}
+
+TEST_F(Conf, ATemporaryFileWhosePathDoesNotFitIsNotMade) {
+    char path[8];
+    EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, path, sizeof path), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0E00);
+    EXPECT_TRUE(folder_.Names().empty());
+    char large[256];
+    EXPECT_EQ(ZAFOLDAPGenTmpConf((folder_ / "no/x").c_str(), 0, large, sizeof large), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0900);
+    EXPECT_EQ(ZAFOLDAPGenTmpConf(nullptr, 0, large, sizeof large), -1);
+    EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 1, large, sizeof large), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0D00);
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Owners and shorthand for the platform's lists, maps and files in tests.
+#pragma once
+
+#include "platform/error.h"
+#include "platform/szhash.h"
+#include "platform/szlist.h"
+
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace zafo::test {
+
+// A list under test; its address is handed to the functions.
+class List {
+  public:
+    explicit List(int capacity = 1) : list_(QLIBCSzListAlloc(capacity)) {}
+    List(const List &) = delete;
+    List &operator=(const List &) = delete;
+    ~List() { QLIBCSzListFree(list_); }
+
+    operator QLIBSZLIST *() const { return list_; }
+    QLIBSZLIST *operator->() const { return list_; }
+    QLIBSZLIST **Address() { return &list_; }
+
+    void Fill(const std::vector<std::string> &texts) {
+        QLIBCSzListRemoveAll(list_);
+        for (const std::string &text : texts)
+            QLIBCSzListPush(&list_, text.c_str());
+    }
+
+    std::vector<std::string> Items() const {
+        std::vector<std::string> items;
+        for (int i = 0; i < list_->nItem; ++i)
+            items.emplace_back(QLIBCSzListGet(list_, i));
+        return items;
+    }
+
+  private:
+    QLIBSZLIST *list_;
+};
+
+struct MapFree {
+    void operator()(QLIBSZHASH *map) const { QLIBCSzHashFree(map); }
+};
+using Map = std::unique_ptr<QLIBSZHASH, MapFree>;
+
+inline Map NewMap(const std::vector<std::pair<std::string, std::string>> &pairs = {}) {
+    Map map(QLIBCSzHashAlloc(8));
+    for (const auto &[key, value] : pairs) {
+        QLIBCSzHashSetValue(map.get(), key.c_str(), value.c_str());
+    }
+    return map;
+}
+
+// The value under a key, "(none)" when there is none.
+inline std::string Value(const Map &map, const std::string &key) {
+    const char *value = QLIBCSzHashGetValue(map.get(), key.c_str());
+    return value == nullptr ? "(none)" : value;
+}
+
+inline void WriteFile(const std::filesystem::path &path, const std::string &text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+inline std::string ReadFile(const std::filesystem::path &path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+inline unsigned ModeOf(const std::filesystem::path &path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0U;
+}
+
+// A folder of the test's own, removed at its end.
+class Folder {
+  public:
+    Folder() {
+        char name[] = "/tmp/host_test.XXXXXX";
+        path_ = mkdtemp(name);
+    }
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+    ~Folder() {
+        std::error_code error;
+        std::filesystem::remove_all(path_, error);
+    }
+
+    std::string operator/(const std::string &name) const { return (path_ / name).string(); }
+    const std::filesystem::path &Path() const { return path_; }
+
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(path_)) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+// How many descriptors the process has open.
+inline size_t OpenDescriptors() {
+    size_t count = 0;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        count += entry.path().empty() ? 0 : 1;
+    }
+    return count;
+}
+
+}  // namespace zafo::test
