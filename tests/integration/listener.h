@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A server that takes a connection, keeps what it hears and never answers.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace zafo::test {
+
+class SilentServer {
+  public:
+    SilentServer();
+    ~SilentServer();
+    SilentServer(const SilentServer &) = delete;
+    SilentServer &operator=(const SilentServer &) = delete;
+
+    // "127.0.0.1:PORT".
+    std::string Uri() const;
+
+    // Everything that came over all connections so far.
+    std::string Heard();
+
+  private:
+    void Listen();
+
+    int listener_;
+    int stop_[2];
+    std::mutex mutex_;
+    std::string heard_;
+    std::thread thread_;
+};
+
+}  // namespace zafo::test
