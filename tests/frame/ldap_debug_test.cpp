@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A private appliance root without the debug marker.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "platform/error.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/error.h"
+
+namespace {
+
+constexpr const char *kMarker = "/tmp/zafoldap_debug";
+
+// The answer is fixed per process, so every case asks in a process of its own:
+// 0 or 1, or 10 and more when a check of `question` failed.
+template <class Question> int InOwnProcess(Question question) {
+    const pid_t pid = fork();
+    if (pid == 0) _exit(question());
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void MakeMarker() {
+    std::ofstream marker(kMarker);
+}
+
+TEST(DebugSwitch, IsOffWithoutTheMarker) {
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
+}
+
+TEST(DebugSwitch, IsOnWithTheMarkerWhateverItHolds) {
+    MakeMarker();
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    std::ofstream(kMarker) << "0\n";
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, StaysOffWhenTheMarkerComesLater) {
+    EXPECT_EQ(InOwnProcess([] {
+                  if (ZAFOLDAPDebugEnabled() != 0) return 10;
+                  MakeMarker();
+                  return ZAFOLDAPDebugEnabled();
+              }),
+              0);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, StaysOnWhenTheMarkerGoes) {
+    MakeMarker();
+    EXPECT_EQ(InOwnProcess([] {
+                  if (ZAFOLDAPDebugEnabled() != 1) return 10;
+                  unlink(kMarker);
+                  return ZAFOLDAPDebugEnabled();
+              }),
+              1);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, AFolderOfThatNameThrowsItToo) {
+    ASSERT_EQ(mkdir(kMarker, 0755), 0);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    rmdir(kMarker);
+}
+
+TEST(DebugSwitch, ADanglingLinkDoesNot) {
+    ASSERT_EQ(symlink("/nowhere", kMarker), 0);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, IsOffWhenTheProcessMayNotReadTheMarker) {
+    MakeMarker();
+    chmod(kMarker, 0);
+    const int answer = InOwnProcess([] {
+        if (setuid(65534) != 0) return 11;
+        return ZAFOLDAPDebugEnabled();
+    });
+    unlink(kMarker);
+    if (answer == 11) GTEST_SKIP() << "this root has only one user";
+    EXPECT_EQ(answer, 0);
+}
+
+TEST(DebugSwitch, AskingLeavesBothErrorSlots) {
+    QLIBCErrSet(0x1234);
+    ZAFOLDAPErrSet(-77);
+    ZAFOLDAPDebugEnabled();
+    EXPECT_EQ(QLIBCErrGet(), 0x1234);
+    EXPECT_EQ(ZAFOLDAPErrGet(), -77);
+    ZAFOLDAPErrReset();
+}
+
+} // namespace

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "zafoldap/lock.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+
+#include "platform/error.h"
+#include "tests/rig/system_log.h"
+#include "zafoldap/error.h"
+
+namespace {
+
+constexpr int kStaleCode = -77;
+constexpr int kStalePlatformCode = 0x1234;
+
+// A lock file of the test's own, and both slots holding codes of earlier failures.
+class Lock : public testing::Test {
+  protected:
+    Lock() {
+        unlink(file_.c_str());
+        ZAFOLDAPErrSet(kStaleCode);
+        QLIBCErrSet(kStalePlatformCode);
+    }
+    ~Lock() override {
+        unlink(file_.c_str());
+        ZAFOLDAPErrReset();
+    }
+
+    const std::string file_ = "/tmp/lock_test.lock";
+};
+
+// Takes a lock in another process and holds it until the object goes.
+class OtherProcess {
+  public:
+    OtherProcess(const std::string &file, int flag) {
+        int ready[2], stop[2];
+        if (pipe(ready) != 0 || pipe(stop) != 0) return;
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(ready[0]);
+            close(stop[1]);
+            const char held = ZAFOLDAPLock(file.c_str(), flag) >= 0 ? 'y' : 'n';
+            char end = 0;
+            if (write(ready[1], &held, 1) == 1 && read(stop[0], &end, 1) < 0) _exit(1);
+            _exit(0);
+        }
+        close(ready[1]);
+        close(stop[0]);
+        char held = 'n';
+        if (read(ready[0], &held, 1) == 1) held_ = held == 'y';
+        close(ready[0]);
+        stop_ = stop[1];
+    }
+    ~OtherProcess() { End(); }
+    OtherProcess(const OtherProcess &) = delete;
+    OtherProcess &operator=(const OtherProcess &) = delete;
+
+    void End() {
+        if (pid_ <= 0) return;
+        close(stop_);
+        waitpid(pid_, nullptr, 0);
+        pid_ = 0;
+    }
+    bool Held() const { return held_; }
+
+  private:
+    pid_t pid_ = 0;
+    int stop_ = -1;
+    bool held_ = false;
+};
+
+TEST_F(Lock, IsADescriptorOnAFileOfMode0600ThatStays) {
+    const mode_t mask = umask(0);
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    umask(mask);
+    ASSERT_GE(fd, 0);
+    struct stat status {};
+    ASSERT_EQ(fstat(fd, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(ZAFOLDAPUnLock(fd), 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "the descriptor is closed";
+    EXPECT_EQ(access(file_.c_str(), F_OK), 0);
+}
+
+TEST_F(Lock, DescriptorDoesNotReachChildren) {
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    ASSERT_GE(fd, 0);
+    EXPECT_NE(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+    ZAFOLDAPUnLock(fd);
+}
+
+TEST_F(Lock, LeavesContentAndModeOfAnExistingFile) {
+    std::ofstream(file_) << "content\n";
+    chmod(file_.c_str(), 0644);
+    ZAFOLDAPUnLock(ZAFOLDAPLock(file_.c_str(), LOCK_EX));
+    std::string line;
+    std::getline(std::ifstream(file_) >> std::ws, line);
+    EXPECT_EQ(line, "content");
+    struct stat status {};
+    stat(file_.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777, 0644u);
+}
+
+TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsAtOnce) {
+    OtherProcess other(file_, LOCK_EX);
+    ASSERT_TRUE(other.Held());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), LOCK_EX), -1);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_EQ(ZAFOLDAPErrGet(), -65542);
+    EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode) << "a held lock is no platform failure";
+}
+
+struct Pair {
+    int held, wanted;
+    bool granted;
+};
+
+TEST_F(Lock, SharedLocksGoTogetherAndExcludeExclusiveOnes) {
+    for (const Pair &pair : {Pair{LOCK_SH, LOCK_SH, true}, Pair{LOCK_SH, LOCK_EX, false},
+                             Pair{LOCK_EX, LOCK_SH, false}, Pair{LOCK_EX, LOCK_EX, false}}) {
+        SCOPED_TRACE(testing::Message() << pair.held << " held, " << pair.wanted << " wanted");
+        OtherProcess other(file_, pair.held);
+        ASSERT_TRUE(other.Held());
+        const int fd = ZAFOLDAPLock(file_.c_str(), pair.wanted);
+        EXPECT_EQ(fd >= 0, pair.granted);
+        ZAFOLDAPUnLock(fd);
+    }
+}
+
+TEST_F(Lock, IsFreeAgainAfterUnlockAndAfterTheHoldersEnd) {
+    ZAFOLDAPUnLock(ZAFOLDAPLock(file_.c_str(), LOCK_EX));
+    OtherProcess other(file_, LOCK_EX);
+    ASSERT_TRUE(other.Held());
+    other.End();
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    EXPECT_GE(fd, 0);
+    EXPECT_EQ(ZAFOLDAPErrGet(), kStaleCode) << "success leaves the slots";
+    EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);
+    ZAFOLDAPUnLock(fd);
+}
+
+TEST_F(Lock, RefusedLockLeavesNoDescriptorOpen) {
+    OtherProcess other(file_, LOCK_EX);
+    const int before = dup(0);
+    close(before);
+    ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    const int after = dup(0);
+    close(after);
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(Lock, FileThatCannotBeOpenedIsAPlatformFailure) {
+    for (const char *file : {"/nowhere/lock", "/tmp", ""}) {
+        SCOPED_TRACE(file);
+        QLIBCErrSet(kStalePlatformCode);
+        EXPECT_EQ(ZAFOLDAPLock(file, LOCK_EX), -1);
+        EXPECT_EQ(QLIBCErrGet(), 0x0900);
+        EXPECT_EQ(ZAFOLDAPErrGet(), kStaleCode);
+    }
+}
+
+TEST_F(Lock, FifoIsOpenedWithoutWaiting) {
+    ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    EXPECT_GE(fd, 0);
+    ZAFOLDAPUnLock(fd);
+}
+
+TEST_F(Lock, BadFlagsDoNotTouchTheFile) {
+    for (int flag : {0, LOCK_SH | LOCK_EX, LOCK_UN, LOCK_NB, LOCK_NB | LOCK_SH | LOCK_EX}) {
+        SCOPED_TRACE(flag);
+        QLIBCErrSet(kStalePlatformCode);
+        EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), flag), -1);
+        EXPECT_EQ(QLIBCErrGet(), 0x0D00);
+        EXPECT_EQ(access(file_.c_str(), F_OK), -1);
+    }
+}
+
+TEST_F(Lock, ExtraFlagBitsAreAllowed) {
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX | LOCK_NB);
+    EXPECT_GE(fd, 0);
+    ZAFOLDAPUnLock(fd);
+}
+
+TEST_F(Lock, UnlockIgnoresNoLockAndBadDescriptors) {
+    for (int fd : {-1, -5, 1'000'000}) EXPECT_EQ(ZAFOLDAPUnLock(fd), 0) << fd;
+    EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);
+    EXPECT_EQ(ZAFOLDAPErrGet(), kStaleCode);
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Rules of the house that a reviewer would otherwise have to remember.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "tests/meta/source_tree.h"
+
+namespace {
+
+using namespace zafo::meta;
+
+bool IsSource(const std::filesystem::path &file) {
+    static const std::set<std::string> kExtensions = {".c", ".cpp", ".h"};
+    return kExtensions.contains(file.extension());
+}
+
+std::vector<std::filesystem::path> Sources() {
+    std::vector<std::filesystem::path> sources;
+    for (const auto &file : FilesBelow(kSourceDir)) {
+        if (IsSource(file)) sources.push_back(file);
+    }
+    return sources;
+}
+
+TEST(Layout, NoFileIsADrawerForOddsAndEnds) {
+    static const std::set<std::string> kDrawers = {"util",   "utils", "misc", "helper",
+                                                   "common", "helpers"};
+    for (const auto &file : FilesBelow(kSourceDir)) {
+        EXPECT_FALSE(kDrawers.contains(file.stem())) << file;
+    }
+}
+
+TEST(Layout, SourcesStartWithTheirLicence) {
+    ASSERT_FALSE(Sources().empty());
+    for (const auto &file : Sources()) {
+        const auto lines = Lines(file);
+        ASSERT_FALSE(lines.empty()) << file;
+        EXPECT_NE(lines[0].find("SPDX-License-Identifier: Apache-2.0"), std::string::npos) << file;
+    }
+}
+
+TEST(Layout, SourcesStayUnderSixHundredLines) {
+    for (const auto &file : Sources()) EXPECT_LT(Lines(file).size(), 600u) << file;
+}
+
+// The umbrella header is what most programs include: a family's header that it
+// leaves out would be invisible to them.
+TEST(Layout, UmbrellaHeaderIncludesEveryFamily) {
+    std::set<std::string> included;
+    for (const std::string &line : Lines(kSourceDir / "include/zafoldap.h")) {
+        if (line.starts_with("#include \"")) included.insert(line.substr(10, line.size() - 11));
+    }
+    for (const auto &file : FilesBelow(kSourceDir / "include/zafoldap")) {
+        const std::string name = "zafoldap/" + file.filename().string();
+        if (name != "zafoldap/api.h") EXPECT_TRUE(included.contains(name)) << name;
+    }
+}
+
+} // namespace
