@@ -54,7 +54,7 @@ TEST(Layout, UmbrellaHeaderIncludesEveryFamily) {
     }
     for (const auto &file : FilesBelow(kSourceDir / "include/zafoldap")) {
         const std::string name = "zafoldap/" + file.filename().string();
-        if (name != "zafoldap/api.h") EXPECT_TRUE(included.contains(name)) << name;
+        EXPECT_TRUE(name == "zafoldap/api.h" || included.contains(name)) << name;
     }
 }
 

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/core/core_fixture.h"
+
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "platform/error.h"
+
+namespace zafo::core_test {
+
+namespace fs = std::filesystem;
+
+void SetStaleCodes() {
+    ZAFOLDAPErrSet(kStaleLdapCode);
+    QLIBCErrSet(kStalePlatformCode);
+}
+
+namespace {
+
+// Names and targets; the descriptor that reads the folder itself is left out.
+std::set<std::string> OpenDescriptors() {
+    std::set<std::string> open;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const fs::path target = fs::read_symlink(entry.path(), error);
+        if (error || target.string().ends_with("/fd")) continue;
+        open.insert(entry.path().filename().string() + " " + target.string());
+    }
+    return open;
+}
+
+std::set<std::string> TemporaryFiles() {
+    std::set<std::string> names;
+    for (const auto &entry : fs::directory_iterator("/tmp")) {
+        if (entry.path().filename() != "fake-tools") names.insert(entry.path().filename());
+    }
+    return names;
+}
+
+bool HasChildren() {
+    const pid_t pid = waitpid(-1, nullptr, WNOHANG | __WALL);
+    return pid >= 0 || errno != ECHILD;
+}
+
+}  // namespace
+
+Belongings Belongings::Now() {
+    return {OpenDescriptors(), TemporaryFiles(), HasChildren()};
+}
+
+void PrintTo(const Belongings &belongings, std::ostream *out) {
+    *out << testing::PrintToString(belongings.descriptors) << " "
+         << testing::PrintToString(belongings.temporary_files)
+         << (belongings.children ? " children" : "");
+}
+
+CoreTest::CoreTest() : before_(Belongings::Now()) {
+    host_.szUri = "server";
+    host_.szBaseDN = "dc=example,dc=com";
+    log_.Clear();
+    SetStaleCodes();
+}
+
+CoreTest::~CoreTest() {
+    EXPECT_EQ(Belongings::Now(), before_) << "something was left behind";
+    ZAFOLDAPErrReset();
+}
+
+Texts CoreTest::LoggedTexts() {
+    Texts texts;
+    for (const std::string &message : log_.Messages()) {
+        const size_t blank = message.find(' ');
+        texts.push_back(blank == std::string::npos ? message : message.substr(blank + 1));
+    }
+    return texts;
+}
+
+Texts Items(const QLIBSZLIST *list) {
+    Texts items;
+    for (int i = 0; list != nullptr && i < list->nItem; ++i) {
+        items.push_back(QLIBCSzListGet(list, i));
+    }
+    return items;
+}
+
+Texts List::Items() const {
+    return core_test::Items(list_);
+}
+
+Entry PairsOf(const ZAFOLDAP_RESULT &result) {
+    Entry entry;
+    for (int i = 0; i < ZAFOLDAPResultGetAttrCount(&result); ++i) {
+        const char *value = nullptr;
+        const char *name = ZAFOLDAPResultGetAt(&result, i, &value);
+        entry.emplace_back(name, value);
+    }
+    return entry;
+}
+
+Request::Request(std::initializer_list<const char *> attributes) {
+    ZAFOLDAPSearchRequestInit(this, 1);
+    for (const char *attribute : attributes) QLIBCSzListPush(&plistAttr, attribute);
+}
+
+Search RunSearch(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
+    Search search;
+    ZAFOLDAP_SEARCH_REQUEST own{};
+    ZAFOLDAP_RESULT result;
+    ZAFOLDAPSearchRequestClone(&own, &request);
+    search.last = ZAFOLDAPSearchInit(&host, &own, &result);
+    if (search.last == 0) {
+        while ((search.last = ZAFOLDAPSearchGetNext(&own, &result)) == 1) {
+            search.entries.push_back(PairsOf(result));
+        }
+    }
+    search.exit_code = result.nExitCode;
+    search.counted = result.nEntry;
+    ZAFOLDAPSearchFree(&own, &result);
+    return search;
+}
+
+}  // namespace zafo::core_test
