@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/core/core_fixture.h"
 
-#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "platform/error.h"
 
@@ -39,21 +40,31 @@ std::set<std::string> TemporaryFiles() {
     return names;
 }
 
-bool HasChildren() {
-    const pid_t pid = waitpid(-1, nullptr, WNOHANG | __WALL);
-    return pid >= 0 || errno != ECHILD;
+// Zombies included: "PID (NAME) STATE PPID …". The root's system log daemon is one of them.
+std::set<std::string> Children() {
+    std::set<std::string> children;
+    for (const auto &entry : fs::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        std::string stat;
+        if (!isdigit(entry.path().filename().c_str()[0]) || !std::getline(file, stat)) continue;
+        std::istringstream rest(stat.substr(stat.rfind(')') + 1));
+        char state = 0;
+        pid_t parent = 0;
+        if (rest >> state >> parent && parent == getpid()) children.insert(entry.path().filename());
+    }
+    return children;
 }
 
 }  // namespace
 
 Belongings Belongings::Now() {
-    return {OpenDescriptors(), TemporaryFiles(), HasChildren()};
+    return {OpenDescriptors(), TemporaryFiles(), Children()};
 }
 
 void PrintTo(const Belongings &belongings, std::ostream *out) {
     *out << testing::PrintToString(belongings.descriptors) << " "
          << testing::PrintToString(belongings.temporary_files)
-         << (belongings.children ? " children" : "");
+         << " " << testing::PrintToString(belongings.children);
 }
 
 CoreTest::CoreTest() : before_(Belongings::Now()) {

@@ -28,11 +28,11 @@ inline constexpr int kStaleLdapCode = -77;
 inline constexpr int kStalePlatformCode = 0x1234;
 void SetStaleCodes();
 
-// Open descriptors, files of "/tmp" (the fake tools' state left out) and children.
+// Open descriptors, files of "/tmp" (the fake tools' state left out) and child processes.
 struct Belongings {
     std::set<std::string> descriptors;
     std::set<std::string> temporary_files;
-    bool children = false;
+    std::set<std::string> children;
 
     static Belongings Now();
     bool operator==(const Belongings &) const = default;

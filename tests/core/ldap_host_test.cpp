@@ -63,7 +63,7 @@ TEST_F(Host, SettingNullUnsetsOneFieldAndKeepsTheOthers) {
     for (int attr = 0; attr < LDAP_HOST_ATTR_MAX; ++attr) {
         SCOPED_TRACE(attr);
         Texts expected = Fields(record_);
-        expected[static_cast<size_t>(attr)] = "-";
+        expected.at(static_cast<size_t>(attr)).assign(1, '-');
         EXPECT_EQ(ZAFOLDAPHostSet(&record_, attr, nullptr), 0);
         EXPECT_EQ(Fields(record_), expected);
         EXPECT_STREQ(QLIBCSzListGet(record_.plistBuffer, attr), "");
