@@ -2,7 +2,6 @@
 //
 // How searches start and end: exit codes, signals, tools that cannot be
 // started, that flood or go away.
-#include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -12,6 +11,8 @@
 
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
+#include "tests/core/signals.h"
+#include "tests/core/without_tool.h"
 
 namespace zafo::core_test {
 namespace {
@@ -19,8 +20,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
-
-constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 
 class SearchEnd : public CoreTest {
   protected:
@@ -34,20 +33,6 @@ class SearchEnd : public CoreTest {
 
     ZAFOLDAP_SEARCH_REQUEST request_{};
     ZAFOLDAP_RESULT result_{};
-};
-
-// Moves the tool away for as long as the object lives.
-class WithoutTool {
-  public:
-    explicit WithoutTool(std::string path) : path_(std::move(path)) {
-        std::filesystem::rename(path_, path_ + ".away");
-    }
-    ~WithoutTool() { std::filesystem::rename(path_ + ".away", path_); }
-    WithoutTool(const WithoutTool &) = delete;
-    WithoutTool &operator=(const WithoutTool &) = delete;
-
-  private:
-    std::string path_;
 };
 
 TEST_F(SearchEnd, EveryExitCodeBecomesTheLibraryError) {
@@ -75,15 +60,7 @@ TEST_F(SearchEnd, FailureWithoutOutput) {
 }
 
 TEST_F(SearchEnd, DeathByEverySignalLeavesTheLibraryError) {
-    const rlimit no_core{0, 0};
-    setrlimit(RLIMIT_CORE, &no_core);
-    for (int signal = 1; signal < NSIG - 1; ++signal) {
-        const bool harmless = signal == SIGCHLD || signal == SIGCONT || signal == SIGURG ||
-                              signal == SIGWINCH;
-        const bool stops =
-            signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU;
-        const bool reserved = signal == 32 || signal == 33;  // the C library's own
-        if (harmless || stops || reserved) continue;
+    for (int signal : DeadlySignals()) {
         SCOPED_TRACE(signal);
         tools_.Reset();
         tools_.On("ldapsearch").Output("dn: a\n\n").Die(signal);
@@ -107,7 +84,7 @@ TEST_F(SearchEnd, TruncatedEntryIsHandedOutBeforeTheFailure) {
 }
 
 TEST_F(SearchEnd, ToolThatCannotBeStartedIsAPlatformFailure) {
-    const WithoutTool without(kTool);
+    const WithoutTool without("ldapsearch");
     EXPECT_EQ(Start(), -1);
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
@@ -115,15 +92,15 @@ TEST_F(SearchEnd, ToolThatCannotBeStartedIsAPlatformFailure) {
 }
 
 TEST_F(SearchEnd, ToolThatIsNotAProgramIsAPlatformFailure) {
-    const WithoutTool without(kTool);
-    std::ofstream(kTool) << "text\n";
+    const WithoutTool without("ldapsearch");
+    std::ofstream(without.Path()) << "text\n";
     EXPECT_EQ(Start(), -1);
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
-    std::filesystem::remove(kTool);
+    std::filesystem::remove(without.Path());
 }
 
 TEST_F(SearchEnd, NextAfterAFailedStartIsTheEnd) {
-    const WithoutTool without(kTool);
+    const WithoutTool without("ldapsearch");
     ASSERT_EQ(Start(), -1);
     EXPECT_EQ(Next(), 0);
 }
