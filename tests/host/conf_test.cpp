@@ -149,13 +149,10 @@ TEST_F(Conf, NeedsTemplateAndFolder) {
 
 TEST_F(Conf, ManyProcessesThatSetOneKeyEachLoseNothing) {
     WriteFile(template_, "suffix dc=x\n");
-    for (int i = 0; i < 16; ++i) {
-        if (fork() == 0) _exit(SetOne(("key" + std::to_string(i)).c_str(), "v") == 0 ? 0 : 1);
-    }
-    for (int status = 0; wait(&status) > 0;)
-        EXPECT_EQ(status, 0);
+    EXPECT_TRUE(zafo::test::InProcesses(
+        16, [&](int i) { return SetOne((std::string("key") + std::to_string(i)).c_str(), "v"); }));
     for (int i = 0; i < 16; ++i)
-        EXPECT_EQ(Get(("key" + std::to_string(i)).c_str()), "v");
+        EXPECT_EQ(Get((std::string("key") + std::to_string(i)).c_str()), "v");
 }
 
 TEST_F(Conf, ATemporaryFileIsEmptyPrivateAndBesideTheFile) {

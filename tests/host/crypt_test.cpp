@@ -140,13 +140,10 @@ TEST_F(PasswordCipher, ProcessesThatMakeTheKeyAtOnceAgree) {
         unlink(kKeyFile);
         zafo::test::Folder folder;
         constexpr int kProcesses = 8;
-        for (int i = 0; i < kProcesses; ++i) {
-            if (fork() != 0) continue;
+        ASSERT_TRUE(zafo::test::InProcesses(kProcesses, [&](int i) {
             WriteFile(folder / std::to_string(i), Encrypt("secret"));
-            _exit(0);
-        }
-        while (wait(nullptr) > 0) {
-        }
+            return 0;
+        }));
         for (int i = 0; i < kProcesses; ++i) {
             ASSERT_EQ(Decrypt(ReadFile(folder / std::to_string(i))), "secret");
         }

@@ -110,7 +110,8 @@ TEST_F(SectionFile, RoundTripsEveryValue) {
                                              "\x01\x7F"};
     Map map = NewMap();
     for (size_t i = 0; i < values.size(); ++i) {
-        QLIBCSzHashSetValue(map.get(), ("k" + std::to_string(i)).c_str(), values[i].c_str());
+        QLIBCSzHashSetValue(map.get(), (std::string("k") + std::to_string(i)).c_str(),
+                            values[i].c_str());
     }
     ASSERT_EQ(Add("s", map), 0);
     ASSERT_EQ(Add("t"), 0);
@@ -119,7 +120,7 @@ TEST_F(SectionFile, RoundTripsEveryValue) {
         map = NewMap();
         ASSERT_EQ(Get(section, map), static_cast<int>(values.size()));
         for (size_t i = 0; i < values.size(); ++i) {
-            EXPECT_EQ(Value(map, "k" + std::to_string(i)), values[i]);
+            EXPECT_EQ(Value(map, std::string("k") + std::to_string(i)), values[i]);
         }
     }
 }

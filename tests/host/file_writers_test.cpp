@@ -44,20 +44,18 @@ TEST(SectionFileWriter, ManyProcessesThatSaveAtOnceLoseNothing) {
     const std::string path = folder / "f.conf";
     constexpr int kProcesses = 12;
     constexpr int kKeys = 10;
-    for (int p = 0; p < kProcesses; ++p) {
-        if (fork() != 0) continue;
+    EXPECT_TRUE(zafo::test::InProcesses(kProcesses, [&](int p) {
         for (int k = 0; k < kKeys; ++k) {
-            const std::string key = "k" + std::to_string(p) + "_" + std::to_string(k);
-            if (Save(path, key, key) != 0) _exit(1);
+            const std::string key = std::string("k") + std::to_string(p) + "_" + std::to_string(k);
+            if (Save(path, key, key) != 0) return 1;
         }
-        _exit(0);
-    }
-    for (int status = 0; wait(&status) > 0;)
-        EXPECT_EQ(status, 0);
+        return 0;
+    }));
     const auto map = NewMap();
     EXPECT_EQ(QLIBCFileGetSection(path.c_str(), "a", map.get()), kProcesses * kKeys);
     for (int p = 0; p < kProcesses; ++p) {
-        const std::string key = "k" + std::to_string(p) + "_" + std::to_string(kKeys - 1);
+        const std::string key =
+            std::string("k") + std::to_string(p) + "_" + std::to_string(kKeys - 1);
         EXPECT_EQ(Value(map, key), key);
     }
 }
