@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <ostream>
 #include <stdexcept>
 
 namespace zafo::rig {
@@ -106,6 +107,10 @@ std::string LdifRecord(const LdifEntry &entry) {
     for (const auto &[name, value] : entry.values)
         AppendLine(record, name, value);
     return record + "\n";
+}
+
+std::ostream &operator<<(std::ostream &out, const LdifEntry &entry) {
+    return out << entry.dn << " (" << entry.values.size() << " values)";
 }
 
 std::string Base64(std::string_view bytes) {

@@ -4,6 +4,7 @@
 // reader of its own, so that what the library reads can be compared with it.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -25,6 +26,9 @@ struct LdifEntry {
 
     bool operator==(const LdifEntry &) const = default;
 };
+
+// How a failed test shows an entry.
+std::ostream &operator<<(std::ostream &out, const LdifEntry &entry);
 
 // The entry as a record with the blank line that ends it: lines folded at 76
 // characters, base64 where plain text would not survive.
