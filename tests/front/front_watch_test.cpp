@@ -46,8 +46,9 @@ TEST_P(EndOf, ToolsSignalIsTheFronts) {
 
 TEST_P(EndOf, ToolsOutputArrivesWhole) {
     std::string bytes;
-    for (int i = 0; i < 1000000; i++)
+    for (unsigned i = 0; i < 1000000; i++) {
         bytes += static_cast<char>(i * 7919 >> 3);
+    }
     tools_.On(GetParam()).Output(bytes).Exit(4);
     const rig::ToolOutcome outcome = rig::RunTool({Front(GetParam())});
     EXPECT_TRUE(outcome.output == bytes);
