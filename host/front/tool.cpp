@@ -7,14 +7,14 @@ namespace {
 
 // "-s" is the scope for ldapsearch and the new password for the passwd tools.
 constexpr Tool kTools[] = {
-    {"ldapsearch", Family::kClient, "abdDeEfFhHloOpPRsSTUwXyYz", "wy", 0, true},
-    {"ldapmodify", Family::kClient, "dDeEfhHjoOpPRSUwXyY", "wy", 0, false},
-    {"ldappasswd", Family::kClient, "adDeEhHoOpPRstTUwXyY", "wysTat", 0, false},
-    {"slappasswd", Family::kHash, "choTs", "sT", 0, false},
-    {"slapadd", Family::kOffline, "bdfFjlnoS", "", 'l', false},
-    {"slapcat", Family::kOffline, "abdfFHlnos", "", 0, false},
-    {"slapindex", Family::kOffline, "bdfFno", "", 0, false},
-    {"openssl", Family::kRandom, "", "", 0, false},
+    {"ldapsearch", "abdDeEfFhHloOpPRsSTUwXyYz", "wy", Family::kClient, 0, true},
+    {"ldapmodify", "dDeEfhHjoOpPRSUwXyY", "wy", Family::kClient, 0, false},
+    {"ldappasswd", "adDeEhHoOpPRstTUwXyY", "wysTat", Family::kClient, 0, false},
+    {"slappasswd", "choTs", "sT", Family::kHash, 0, false},
+    {"slapadd", "bdfFjlnoS", "", Family::kOffline, 'l', false},
+    {"slapcat", "abdfFHlnos", "", Family::kOffline, 0, false},
+    {"slapindex", "bdfFno", "", Family::kOffline, 0, false},
+    {"openssl", "", "", Family::kRandom, 0, false},
 };
 
 }  // namespace

@@ -16,11 +16,11 @@ enum class Family {
 
 struct Tool {
     std::string_view name;
-    Family family;
     // Option letters that take a value, in the same argument or the next.
     std::string_view with_value;
     // Pairs: a letter whose value is a secret, the letter that reads it from a file.
     std::string_view secrets;
+    Family family;
     // The letter that names the file to read in place of standard input; 0 for none.
     char input;
     // Ends when nobody reads its output any more.

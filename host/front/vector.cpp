@@ -125,21 +125,27 @@ bool IsReadable(const char *path) {
 
 // OpenSSL 3 gives no number at all when one file of the list cannot be read,
 // and takes the "file:" of older versions for a name.
-char *ReadableFiles(std::string_view list) {
+void AddReadableFiles(std::string_view list, Vector &out) {
     constexpr std::string_view kScheme = "file:";
     if (list.starts_with(kScheme)) list.remove_prefix(kScheme.size());
-    char *kept = Join("", "");
+    // Nothing grows: the list is copied once and shrinks in place.
+    char *kept = Join(list, ":");
+    size_t size = 0;
     while (!list.empty()) {
-        char *path = Join(TakeField(list, ':'), "");
-        if (IsReadable(path)) {
-            char *longer = Join(kept, *kept == '\0' ? "" : ":");
-            std::free(kept);
-            kept = Join(longer, path);
-            std::free(longer);
-        }
-        std::free(path);
+        const std::string_view item = TakeField(list, ':');
+        std::memcpy(kept + size, item.data(), item.size());
+        kept[size + item.size()] = '\0';
+        if (!IsReadable(kept + size)) continue;
+        size += item.size();
+        kept[size++] = ':';
     }
-    return kept;
+    if (size == 0) {
+        std::free(kept);
+        return;
+    }
+    kept[size - 1] = '\0';
+    out.Add("-rand");
+    out.Add(kept);
 }
 
 void AddOption(Vector &out, const char *name, std::string_view value) {
@@ -200,10 +206,7 @@ void RewriteRandom(int argc, char **argv, Vector &out) {
             out.Add(argv[i]);
             continue;
         }
-        const char *files = ReadableFiles(argv[++i]);
-        if (*files == '\0') continue;
-        out.Add("-rand");
-        out.Add(files);
+        AddReadableFiles(argv[++i], out);
     }
 }
 

@@ -36,12 +36,17 @@ void Rewrite(const Tool &tool, int argc, char **argv, Vector &out);
 // The same for openssl: of the files of "rand -rand LIST" only the readable ones.
 void RewriteRandom(int argc, char **argv, Vector &out);
 
-// Adds what every client gets: trust, time limits, unfolded output.
+// How long a client waits, in seconds.
 struct Limits {
-    unsigned answer = 60;   // seconds to wait for an answer
-    unsigned network = 10;  // seconds to wait for a connection
+    unsigned answer = 60;
+    unsigned network = 10;  // for a connection
 };
+
+// From "/usr/zafo/etc/tools.conf": lines "timeout N" and "network_timeout N",
+// 1 to 86400. Anything else leaves the default.
 Limits ReadLimits();
+
+// Adds what every client gets: trust, time limits, unfolded output.
 void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out);
 
 }  // namespace zafo::front
