@@ -151,6 +151,8 @@ TEST_F(FrontTest, KilledDuringItsStartLeavesNoTool) {
         rig::RunningTool front({Front("ldapsearch"), "-w", "geheim"});
         std::this_thread::sleep_for(std::chrono::microseconds(delay));
         kill(front.Pid(), SIGKILL);
+        // A tool that was left behind would hold the pipe open.
+        front.CloseReader();
         front.Finish();
     }
     for (const rig::FakeCall &call : tools_.Calls())
