@@ -58,8 +58,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *pHost);
 /* Saves a connection under `szSection` (NULL: "root"). Fields that are NULL
  * leave their key as the file had it, the password included; other connections, comments and
  * unknown keys stay. The password is stored enciphered.
- * 0; -1 with 0x0900, 0x0B00, 0x0F00 (the file is damaged: it is left alone), 0x0E00 (password longer
- * than 1023 bytes), 0x0D00 or 0x0200. */
+ * 0; -1 with 0x0900, 0x0B00, 0x0F00 (the file is damaged: it is left alone), 0x0D00 (a password
+ * longer than 1023 bytes among others) or 0x0200. */
 ZAFOLDAP_API int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *pHost, const char *szSection);
 
 /* Saves the local server's connection under "root": localhost with StartTLS,
