@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <bitset>
+#include <filesystem>
 #include <functional>
 #include <regex>
 
@@ -129,7 +130,8 @@ constexpr const char *kLockFile = "/tmp/argument_failure.lock";
 
 const std::vector<Function> &FrameFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPLock", "ldap_lock",
+        {"ZAFOLDAPLock",
+         "ldap_lock",
          {NOT_NULL "szFile", "(flag & (1 | 2))",
           "(flag & (LOCK_SH | LOCK_EX)) != (LOCK_SH | LOCK_EX)"},
          [](Arguments &, Bad bad) {
@@ -138,7 +140,8 @@ const std::vector<Function> &FrameFunctions() {
              ZAFOLDAPUnLock(fd);
              return fd;
          }},
-        {"ZAFOLDAPDNParserParentDN", "ldap_dn_parser",
+        {"ZAFOLDAPDNParserParentDN",
+         "ldap_dn_parser",
          {NOT_NULL "szDN", NOT_NULL "szParentDN", "0 < cbParentDN"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPDNParserParentDN(Unless(bad(0), "dc=com"), Unless(bad(1), a.buffer),
@@ -150,9 +153,12 @@ const std::vector<Function> &FrameFunctions() {
 
 const std::vector<Function> &ResultFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPResultInit", "ldap_result", {NOT_NULL "pResult"},
+        {"ZAFOLDAPResultInit",
+         "ldap_result",
+         {NOT_NULL "pResult"},
          [](Arguments &, Bad) { return ZAFOLDAPResultInit(nullptr); }},
-        {"ZAFOLDAPResultClone", "ldap_result",
+        {"ZAFOLDAPResultClone",
+         "ldap_result",
          {NOT_NULL "pDst", NOT_NULL "pSrc", NOT_NULL "pDst->plistAttr", "NULL != pDst->plistValue"},
          [](Arguments &a, Bad bad) {
              a.broken = a.result;
@@ -160,19 +166,22 @@ const std::vector<Function> &ResultFunctions() {
              if (bad(3)) a.broken.plistValue = nullptr;
              return ZAFOLDAPResultClone(Unless(bad(0), &a.broken), Unless(bad(1), &a.result));
          }},
-        {"ZAFOLDAPResultSet", "ldap_result",
+        {"ZAFOLDAPResultSet",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           "~szAttr", "~szValue"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPResultSet(a.Result(bad), Unless(bad(3), "cn"), Unless(bad(4), "v"));
          }},
-        {"ZAFOLDAPResultConcateAttr", "ldap_result",
+        {"ZAFOLDAPResultConcateAttr",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           "~szValue"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPResultConcateAttr(a.Result(bad), Unless(bad(3), "v"));
          }},
-        {"ZAFOLDAPResultGetAt", "ldap_result",
+        {"ZAFOLDAPResultGetAt",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           "NULL != pszValue"},
          [](Arguments &a, Bad bad) {
@@ -180,28 +189,34 @@ const std::vector<Function> &ResultFunctions() {
                  ZAFOLDAPResultGetAt(a.Result(bad), 0, Unless(bad(3), &a.value)));
          },
          0},
-        {"ZAFOLDAPResultGetAt", "ldap_result", {"0 <= index"},
+        {"ZAFOLDAPResultGetAt",
+         "ldap_result",
+         {"0 <= index"},
          [](Arguments &a, Bad) {
              return reinterpret_cast<long>(ZAFOLDAPResultGetAt(&a.result, -1, &a.value));
          },
          0},
-        {"ZAFOLDAPResultGetAt", "ldap_result", {"index < pResult->plistAttr->nItem"},
+        {"ZAFOLDAPResultGetAt",
+         "ldap_result",
+         {"index < pResult->plistAttr->nItem"},
          [](Arguments &a, Bad) {
              return reinterpret_cast<long>(ZAFOLDAPResultGetAt(&a.result, 1, &a.value));
          },
          0},
-        {"ZAFOLDAPResultGetAttrCount", "ldap_result",
+        {"ZAFOLDAPResultGetAttrCount",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue"},
          [](Arguments &a, Bad bad) { return ZAFOLDAPResultGetAttrCount(a.Result(bad)); }},
-        {"ZAFOLDAPResultGetAll", "ldap_result",
+        {"ZAFOLDAPResultGetAll",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           "~szAttr", NOT_NULL "pplistValues", "NULL != *pplistValues"},
          [](Arguments &a, Bad bad) {
-             return ZAFOLDAPResultGetAll(
-                 a.Result(bad), Unless(bad(3), "cn"),
-                 Unless(bad(4), bad(5) ? &a.no_list : a.list.Address()));
+             return ZAFOLDAPResultGetAll(a.Result(bad), Unless(bad(3), "cn"),
+                                         Unless(bad(4), bad(5) ? &a.no_list : a.list.Address()));
          }},
-        {"ZAFOLDAPResultGetFirst", "ldap_result",
+        {"ZAFOLDAPResultGetFirst",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           "~szAttr"},
          [](Arguments &a, Bad bad) {
@@ -209,7 +224,8 @@ const std::vector<Function> &ResultFunctions() {
                  ZAFOLDAPResultGetFirst(a.Result(bad), Unless(bad(3), "dn")));
          },
          0},
-        {"ZAFOLDAPResultRemoveAll", "ldap_result",
+        {"ZAFOLDAPResultRemoveAll",
+         "ldap_result",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue"},
          [](Arguments &a, Bad bad) { return ZAFOLDAPResultRemoveAll(a.Result(bad)); }},
     };
@@ -218,27 +234,36 @@ const std::vector<Function> &ResultFunctions() {
 
 const std::vector<Function> &HostFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPHostInit", "ldap_host", {NOT_NULL "pHost"},
+        {"ZAFOLDAPHostInit",
+         "ldap_host",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPHostInit(nullptr); }},
-        {"ZAFOLDAPHostSet", "ldap_host",
+        {"ZAFOLDAPHostSet",
+         "ldap_host",
          {NOT_NULL "pHost", "NULL != pHost->plistBuffer", "LDAP_HOST_ATTR_MIN < attr"},
          [](Arguments &a, Bad bad) {
              ZAFOLDAP_HOST unused{};
              return ZAFOLDAPHostSet(Unless(bad(0), bad(1) ? &unused : &a.host), bad(2) ? -1 : 0,
                                     "v");
          }},
-        {"ZAFOLDAPHostSet", "ldap_host",
+        {"ZAFOLDAPHostSet",
+         "ldap_host",
          {NOT_NULL "pHost", "NULL != pHost->plistBuffer", "LDAP_HOST_ATTR_MAX > attr"},
          [](Arguments &a, Bad bad) {
              ZAFOLDAP_HOST unused{};
              return ZAFOLDAPHostSet(Unless(bad(0), bad(1) ? &unused : &a.host), bad(2) ? 5 : 4,
                                     nullptr);
          }},
-        {"ZAFOLDAPHostFree", "ldap_host", {NOT_NULL "pHost"},
+        {"ZAFOLDAPHostFree",
+         "ldap_host",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPHostFree(nullptr); }},
-        {"ZAFOLDAPHostClone", "ldap_host", {"~pDst", "~pSrc"},
+        {"ZAFOLDAPHostClone",
+         "ldap_host",
+         {"~pDst", "~pSrc"},
          [](Arguments &a, Bad bad) {
-             const int result = ZAFOLDAPHostClone(Unless(bad(0), &a.no_uri), Unless(bad(1), &a.host));
+             const int result =
+                 ZAFOLDAPHostClone(Unless(bad(0), &a.no_uri), Unless(bad(1), &a.host));
              if (result == 0) ZAFOLDAPHostFree(&a.no_uri);
              return result;
          }},
@@ -248,18 +273,22 @@ const std::vector<Function> &HostFunctions() {
 
 const std::vector<Function> &SearchFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPSearchRequestInit", "ldap_search_request", {NOT_NULL "pRequest"},
+        {"ZAFOLDAPSearchRequestInit",
+         "ldap_search_request",
+         {NOT_NULL "pRequest"},
          [](Arguments &, Bad) { return ZAFOLDAPSearchRequestInit(nullptr, 1); }},
-        {"ZAFOLDAPSearchRequestClone", "ldap_search_request", {"~pDst", "~pSrc"},
+        {"ZAFOLDAPSearchRequestClone",
+         "ldap_search_request",
+         {"~pDst", "~pSrc"},
          [](Arguments &a, Bad bad) {
              ZAFOLDAP_SEARCH_REQUEST copy{};
-             const int result =
-                 ZAFOLDAPSearchRequestClone(Unless(bad(0), &copy),
-                                            Unless<const ZAFOLDAP_SEARCH_REQUEST>(bad(1), &a.request));
+             const int result = ZAFOLDAPSearchRequestClone(
+                 Unless(bad(0), &copy), Unless<const ZAFOLDAP_SEARCH_REQUEST>(bad(1), &a.request));
              ZAFOLDAPSearchRequestFree(&copy);
              return result;
          }},
-        {"ZAFOLDAPSearchInit", "ldap_search",
+        {"ZAFOLDAPSearchInit",
+         "ldap_search",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "pRequest"},
          [](Arguments &a, Bad bad) {
              const int result =
@@ -267,42 +296,50 @@ const std::vector<Function> &SearchFunctions() {
              if (result == 0) ZAFOLDAPResultFree(&a.broken);
              return result;
          }},
-        {"ZAFOLDAPSearchInit", "ldap_search|ldap_result", {NOT_NULL "pResult"},
+        {"ZAFOLDAPSearchInit",
+         "ldap_search|ldap_result",
+         {NOT_NULL "pResult"},
          [](Arguments &a, Bad) { return ZAFOLDAPSearchInit(&a.host, &a.request, nullptr); }},
-        {"ZAFOLDAPSearchGetNext", "ldap_search",
+        {"ZAFOLDAPSearchGetNext",
+         "ldap_search",
          {NOT_NULL "pResult", NOT_NULL "pResult->plistAttr", "NULL != pResult->plistValue",
           NOT_NULL "pRequest"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPSearchGetNext(Unless(bad(3), &a.request), a.Result(bad));
          }},
-        {"ZAFOLDAPSearchBuildRequestCmd", "ldap_search",
+        {"ZAFOLDAPSearchBuildRequestCmd",
+         "ldap_search",
          {"~pHost", NOT_NULL "pRequest", NOT_NULL "szCmd", "0 < cbCmd"},
          [](Arguments &a, Bad bad) {
-             return ZAFOLDAPSearchBuildRequestCmd(Unless(bad(0), &a.host), Unless(bad(1), &a.request),
-                                                  Unless(bad(2), a.buffer),
-                                                  bad(3) ? 0 : sizeof a.buffer);
+             return ZAFOLDAPSearchBuildRequestCmd(
+                 Unless(bad(0), &a.host), Unless(bad(1), &a.request), Unless(bad(2), a.buffer),
+                 bad(3) ? 0 : sizeof a.buffer);
          }},
-        {"ZAFOLDAPSearchResultGet", "ldap_search_result_get",
+        {"ZAFOLDAPSearchResultGet",
+         "ldap_search_result_get",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "pRequest", "NULL != pResultHandler"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPSearchResultGet(a.Host(bad), Unless(bad(2), &a.request),
                                             bad(3) ? nullptr : StopAtOnce, nullptr);
          }},
-        {"ZAFOLDAPSearchEachValue", "ldap_search_values",
+        {"ZAFOLDAPSearchEachValue",
+         "ldap_search_values",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "pRequest", NOT_NULL "szAttr",
-          NOT_NULL "pplistDN", "NULL != *pplistDN", NOT_NULL "pplistValue",
-          "NULL != *pplistValue"},
+          NOT_NULL "pplistDN", "NULL != *pplistDN", NOT_NULL "pplistValue", "NULL != *pplistValue"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPSearchEachValue(
                  a.Host(bad), Unless(bad(2), &a.request), Unless(bad(3), "cn"),
                  Unless(bad(4), bad(5) ? &a.no_list : a.list.Address()),
                  Unless(bad(6), bad(7) ? &a.no_list : a.other_list.Address()));
          }},
-        {"ZAFOLDAPSearchEachValue", "ldap_search_values", {NOT_NULL "pplistValue"},
+        {"ZAFOLDAPSearchEachValue",
+         "ldap_search_values",
+         {NOT_NULL "pplistValue"},
          [](Arguments &a, Bad) {  // only "dn" exactly does without values
              return ZAFOLDAPSearchEachValue(&a.host, &a.request, "DN", a.list.Address(), nullptr);
          }},
-        {"ZAFOLDAPSearchMultiValue", "ldap_search_values",
+        {"ZAFOLDAPSearchMultiValue",
+         "ldap_search_values",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "pRequest", NOT_NULL "szAttr",
           NOT_NULL "pplistValue", "NULL != *pplistValue"},
          [](Arguments &a, Bad bad) {
@@ -310,7 +347,8 @@ const std::vector<Function> &SearchFunctions() {
                  a.Host(bad), Unless(bad(2), &a.request), Unless(bad(3), "cn"),
                  Unless(bad(4), bad(5) ? &a.no_list : a.list.Address()));
          }},
-        {"ZAFOLDAPSearchGetValueByDN", "ldap_search_values",
+        {"ZAFOLDAPSearchGetValueByDN",
+         "ldap_search_values",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "szDN", NOT_NULL "szAttr",
           NOT_NULL "szValue", "0 < cbValue"},
          [](Arguments &a, Bad bad) {
@@ -318,7 +356,8 @@ const std::vector<Function> &SearchFunctions() {
                                                Unless(bad(3), "cn"), Unless(bad(4), a.buffer),
                                                bad(5) ? 0 : sizeof a.buffer);
          }},
-        {"ZAFOLDAPSearchObjectClasses", "ldap_search_object_classes",
+        {"ZAFOLDAPSearchObjectClasses",
+         "ldap_search_object_classes",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "szDN", "NULL != pSchema"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPSearchObjectClasses(a.Host(bad), Unless(bad(2), "dc=com"), nullptr,
@@ -330,60 +369,85 @@ const std::vector<Function> &SearchFunctions() {
 
 const std::vector<Function> &ChangeFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPLdifInit", "ldap_ldif", {NOT_NULL "pLDIF"},
+        {"ZAFOLDAPLdifInit",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF"},
          [](Arguments &, Bad) { return ZAFOLDAPLdifInit(nullptr, nullptr); }},
-        {"ZAFOLDAPLdifTargetDN", "ldap_ldif", {NOT_NULL "pLDIF", "~pLDIF->pFile", "NULL != szDN"},
+        {"ZAFOLDAPLdifTargetDN",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF", "~pLDIF->pFile", "NULL != szDN"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifTargetDN(a.Ldif(bad), Unless(bad(2), "dc=com"));
          }},
-        {"ZAFOLDAPLdifChangeType", "ldap_ldif",
+        {"ZAFOLDAPLdifChangeType",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "NULL != szType"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifChangeType(a.Ldif(bad), Unless(bad(2), "modify"));
          }},
-        {"ZAFOLDAPLdifLine", "ldap_ldif", {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szFmt"},
+        {"ZAFOLDAPLdifLine",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szFmt"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifLine(a.Ldif(bad), Unless(bad(2), "%s"), "-");
          }},
-        {"ZAFOLDAPLdifSepAttr", "ldap_ldif", {NOT_NULL "pLDIF", "~pLDIF->pFile"},
+        {"ZAFOLDAPLdifSepAttr",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF", "~pLDIF->pFile"},
          [](Arguments &a, Bad bad) { return ZAFOLDAPLdifSepAttr(a.Ldif(bad)); }},
-        {"ZAFOLDAPLdifAttr", "ldap_ldif",
+        {"ZAFOLDAPLdifAttr",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr", "NULL != szValueFmt"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifAttr(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"), "v");
          }},
-        {"ZAFOLDAPLdifVAttr", "ldap_ldif",
+        {"ZAFOLDAPLdifVAttr",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr", "NULL != szValueFmt"},
          [](Arguments &a, Bad bad) {
              return VAttr(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"), "v");
          }},
-        {"ZAFOLDAPLdifAttr64", "ldap_ldif",
+        {"ZAFOLDAPLdifAttr64",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr", "NULL != szValueFmt"},
          [](Arguments &a, Bad bad) {
-             return ZAFOLDAPLdifAttr64(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"), "v");
+             return ZAFOLDAPLdifAttr64(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"),
+                                       "v");
          }},
-        {"ZAFOLDAPLdifVAttr64", "ldap_ldif",
+        {"ZAFOLDAPLdifVAttr64",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr", "NULL != szValueFmt"},
          [](Arguments &a, Bad bad) {
              return VAttr64(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"), "v");
          }},
-        {"ZAFOLDAPLdifAttrReplace", "ldap_ldif",
+        {"ZAFOLDAPLdifAttrReplace",
+         "ldap_ldif",
          {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr", "NULL != szValueFmt"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifAttrReplace(a.Ldif(bad), Unless(bad(2), "cn"), Unless(bad(3), "%s"),
                                             "v");
          }},
-        {"ZAFOLDAPLdifAttrDelete", "ldap_ldif", {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr"},
+        {"ZAFOLDAPLdifAttrDelete",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF", "~pLDIF->pFile", "~szAttr"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPLdifAttrDelete(a.Ldif(bad), Unless(bad(2), "cn"), nullptr);
          }},
-        {"ZAFOLDAPLdifIsEmpty", "ldap_ldif", {NOT_NULL "pLDIF"},
-         [](Arguments &, Bad) { return ZAFOLDAPLdifIsEmpty(nullptr); }, 1},
-        {"ZAFOLDAPLdifClose", "ldap_ldif", {NOT_NULL "pLDIF"},
+        {"ZAFOLDAPLdifIsEmpty",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF"},
+         [](Arguments &, Bad) { return ZAFOLDAPLdifIsEmpty(nullptr); },
+         1},
+        {"ZAFOLDAPLdifClose",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF"},
          [](Arguments &, Bad) { return ZAFOLDAPLdifClose(nullptr); }},
-        {"ZAFOLDAPLdifUnlink", "ldap_ldif", {NOT_NULL "pLDIF"},
+        {"ZAFOLDAPLdifUnlink",
+         "ldap_ldif",
+         {NOT_NULL "pLDIF"},
          [](Arguments &, Bad) { return ZAFOLDAPLdifUnlink(nullptr); }},
-        {"ZAFOLDAPModify", "ldap_modify",
+        {"ZAFOLDAPModify",
+         "ldap_modify",
          {NOT_NULL "pHost", "NULL != pHost->szUri", NOT_NULL "pLDIF"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPModify(a.Host(bad), Unless(bad(2), &a.ldif), 0);
@@ -394,25 +458,40 @@ const std::vector<Function> &ChangeFunctions() {
 
 const std::vector<Function> &ConnectionFunctions() {
     static const std::vector<Function> kFunctions = {
-        {"ZAFOLDAPHostInitByBrowserConfig", "ldap_host_init|ldap_host", {NOT_NULL "pHost"},
+        {"ZAFOLDAPHostInitByBrowserConfig",
+         "ldap_host_init|ldap_host",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPHostInitByBrowserConfig(nullptr, nullptr); }},
-        {"ZAFOLDAPHostInitByBindConfig", "ldap_host_init", {NOT_NULL "pHost"},
+        {"ZAFOLDAPHostInitByBindConfig",
+         "ldap_host_init",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPHostInitByBindConfig(nullptr); }},
-        {"ZAFOLDAPHostGetSchemaDN", "ldap_host_init", {NOT_NULL "pHost", "~szDN", "0 < cbDN"},
+        {"ZAFOLDAPHostGetSchemaDN",
+         "ldap_host_init",
+         {NOT_NULL "pHost", "~szDN", "0 < cbDN"},
          [](Arguments &a, Bad bad) {
              return ZAFOLDAPHostGetSchemaDN(Unless(bad(0), &a.host), Unless(bad(1), a.buffer),
                                             bad(2) ? 0 : sizeof a.buffer);
          }},
-        {"ZAFOLDAPHostGetSupportedSchema", "ldap_host_init", {NOT_NULL "pHost"},
+        {"ZAFOLDAPHostGetSupportedSchema",
+         "ldap_host_init",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPHostGetSupportedSchema(nullptr); }},
-        {"ZAFOLDAPSSLGetByBindConfig", "ldap_host_init", {NOT_NULL "pHost"},
+        {"ZAFOLDAPSSLGetByBindConfig",
+         "ldap_host_init",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPSSLGetByBindConfig(nullptr); }},
-        {"ZAFOLDAPBrowserCheckServerType", "ldap_browser_check_server_type",
+        {"ZAFOLDAPBrowserCheckServerType",
+         "ldap_browser_check_server_type",
          {NOT_NULL "pHost", "NULL != pHost->szUri"},
          [](Arguments &a, Bad bad) { return ZAFOLDAPBrowserCheckServerType(a.Host(bad)); }},
-        {"ZAFOLDAPBrowserConfSet", "ldap_browser_conf", {NOT_NULL "pHost"},
+        {"ZAFOLDAPBrowserConfSet",
+         "ldap_browser_conf",
+         {NOT_NULL "pHost"},
          [](Arguments &, Bad) { return ZAFOLDAPBrowserConfSet(nullptr, nullptr); }},
-        {"ZAFOLDAPBrowserConfSetByServerParam", "ldap_browser_conf", {"~pParam"},
+        {"ZAFOLDAPBrowserConfSetByServerParam",
+         "ldap_browser_conf",
+         {"~pParam"},
          [](Arguments &, Bad) { return ZAFOLDAPBrowserConfSetByServerParam(nullptr); }},
     };
     return kFunctions;
@@ -432,8 +511,8 @@ class ArgumentFailure : public CoreTest, public testing::WithParamInterface<Func
     // The checks in `bad` fail; check `first` is the one to be reported.
     void ExpectFailure(unsigned first, unsigned bad) {
         const Function &function = GetParam();
-        SCOPED_TRACE(testing::Message() << function.checks[first] << ", failing checks: "
-                                        << std::bitset<8>(bad));
+        SCOPED_TRACE(testing::Message()
+                     << function.checks[first] << ", failing checks: " << std::bitset<8>(bad));
         Arguments arguments;
         log_.Clear();
         SetStaleCodes();
@@ -451,12 +530,14 @@ class ArgumentFailure : public CoreTest, public testing::WithParamInterface<Func
 };
 
 TEST_P(ArgumentFailure, EachBadArgumentIsReportedByItsOwnCondition) {
-    for (unsigned i = 0; i < GetParam().checks.size(); ++i) ExpectFailure(i, 1u << i);
+    for (unsigned i = 0; i < GetParam().checks.size(); ++i)
+        ExpectFailure(i, 1u << i);
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
 TEST_P(ArgumentFailure, FirstOfSeveralBadArgumentsIsReported) {
-    for (unsigned i = 0; i < GetParam().checks.size(); ++i) ExpectFailure(i, 0xFFu << i & 0xFFu);
+    for (unsigned i = 0; i < GetParam().checks.size(); ++i)
+        ExpectFailure(i, 0xFFu << i & 0xFFu);
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
@@ -468,16 +549,17 @@ INSTANTIATE_TEST_SUITE_P(EveryFunction, ArgumentFailure, testing::ValuesIn(AllFu
 
 // These take anything: codes, nothing at all, or NULL as "nothing to do".
 const std::set<std::string> kWithoutChecks = {
-    "ZAFOLDAPErrSet",      "ZAFOLDAPErrReset", "ZAFOLDAPErrGet",
-    "ZAFOLDAPErrGetString", "ZAFOLDAPUnLock",   "ZAFOLDAPDebugEnabled",
-    "ZAFOLDAPResultFree",  "ZAFOLDAPSearchRequestFree", "ZAFOLDAPSearchFree"};
+    "ZAFOLDAPErrSet",    "ZAFOLDAPErrReset",     "ZAFOLDAPErrGet",     "ZAFOLDAPErrGetString",
+    "ZAFOLDAPUnLock",    "ZAFOLDAPDebugEnabled", "ZAFOLDAPResultFree", "ZAFOLDAPSearchRequestFree",
+    "ZAFOLDAPSearchFree"};
 
-const std::set<std::string> kHeaders = {"debug",  "dn",     "error",  "host",   "ldif", "lock",
-                                        "modify", "result", "search", "connection"};
+const std::set<std::string> kHeaders = {"debug", "dn",     "error",  "host",   "ldif",
+                                        "lock",  "modify", "result", "search", "connection"};
 
 TEST(ArgumentFailureTable, HoldsEveryFunctionOfTheseLayers) {
     std::set<std::string> tested = kWithoutChecks;
-    for (const Function &function : AllFunctions()) tested.insert(function.name);
+    for (const Function &function : AllFunctions())
+        tested.insert(function.name);
     for (const auto &declaration : meta::ExportedDeclarations()) {
         const std::string family = std::filesystem::path(declaration.header).stem();
         if (kHeaders.contains(family)) {

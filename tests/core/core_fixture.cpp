@@ -63,8 +63,8 @@ Belongings Belongings::Now() {
 
 void PrintTo(const Belongings &belongings, std::ostream *out) {
     *out << testing::PrintToString(belongings.descriptors) << " "
-         << testing::PrintToString(belongings.temporary_files)
-         << " " << testing::PrintToString(belongings.children);
+         << testing::PrintToString(belongings.temporary_files) << " "
+         << testing::PrintToString(belongings.children);
 }
 
 CoreTest::CoreTest() : before_(Belongings::Now()) {
@@ -77,6 +77,12 @@ CoreTest::CoreTest() : before_(Belongings::Now()) {
 CoreTest::~CoreTest() {
     EXPECT_EQ(Belongings::Now(), before_) << "something was left behind";
     ZAFOLDAPErrReset();
+}
+
+Texts CoreTest::LibraryMessages() {
+    Texts messages = log_.Messages();
+    std::erase_if(messages, [](const std::string &text) { return !text.starts_with("ldap_"); });
+    return messages;
 }
 
 Texts CoreTest::LoggedTexts() {
@@ -112,7 +118,8 @@ Entry PairsOf(const ZAFOLDAP_RESULT &result) {
 
 Request::Request(std::initializer_list<const char *> attributes) {
     ZAFOLDAPSearchRequestInit(this, 1);
-    for (const char *attribute : attributes) QLIBCSzListPush(&plistAttr, attribute);
+    for (const char *attribute : attributes)
+        QLIBCSzListPush(&plistAttr, attribute);
 }
 
 Search RunSearch(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {

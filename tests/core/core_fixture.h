@@ -44,6 +44,9 @@ class CoreTest : public testing::Test {
     CoreTest();
     ~CoreTest() override;
 
+    // The library's own log lines so far; the platform has a say in damaged files as well.
+    Texts LibraryMessages();
+
     // The log lines so far, each without the "FILE.cpp:LINE " at its start.
     Texts LoggedTexts();
 
@@ -60,7 +63,8 @@ class List {
   public:
     List() : list_(QLIBCSzListAlloc(1024)) {}
     List(std::initializer_list<const char *> items) : List() {
-        for (const char *item : items) QLIBCSzListPush(&list_, item);
+        for (const char *item : items)
+            QLIBCSzListPush(&list_, item);
     }
     ~List() { QLIBCSzListFree(list_); }
     List(const List &) = delete;

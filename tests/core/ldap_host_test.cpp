@@ -26,8 +26,8 @@ class Host : public CoreTest {
     // The five string fields by attribute number; "-" stands for NULL.
     static Texts Fields(const ZAFOLDAP_HOST &host) {
         Texts fields;
-        for (const char *field : {host.szUri, host.szBaseDN, host.szBindDN, host.szBindPasswd,
-                                  host.szLoginSuffix}) {
+        for (const char *field :
+             {host.szUri, host.szBaseDN, host.szBindDN, host.szBindPasswd, host.szLoginSuffix}) {
             fields.push_back(field == nullptr ? "-" : field);
         }
         return fields;
@@ -135,7 +135,8 @@ TEST_F(Host, CloneCopiesAllFieldsAndTheBuffer) {
     EXPECT_EQ(Items(clone.plistBuffer), Items(record_.plistBuffer));
     EXPECT_EQ(clone.szUri, record_.szUri) << "its strings are the source's until they are set";
     ZAFOLDAPHostFree(&clone);
-    EXPECT_THAT(Fields(record_), ElementsAre("server:389", "dc=com", "cn=admin", "-", "example.com"));
+    EXPECT_THAT(Fields(record_),
+                ElementsAre("server:389", "dc=com", "cn=admin", "-", "example.com"));
 }
 
 TEST_F(Host, CloneBecomesIndependentWhenEachAttributeIsSetAgain) {

@@ -203,8 +203,8 @@ TEST_F(Ldif, PlainValueOf2000CharactersIsWholeAndEncodedOneIsCutAt1023) {
     const std::string value(2000, 'v');
     ZAFOLDAPLdifAttr(&ldif_, "plain", "%s", value.c_str());
     ZAFOLDAPLdifAttr64(&ldif_, "encoded", "%s", value.c_str());
-    EXPECT_EQ(Written(), "plain: " + value + "\nencoded:: " +
-                             Base64WithZero(value.substr(0, 1023)) + "\n");
+    EXPECT_EQ(Written(),
+              "plain: " + value + "\nencoded:: " + Base64WithZero(value.substr(0, 1023)) + "\n");
 }
 
 TEST_F(Ldif, EncodedValueOfEveryLengthAroundTheLimit) {
@@ -307,7 +307,8 @@ TEST_F(LdifName, StaleFileIsReplacedByAPrivateOne) {
     const int stale = open(next_.c_str(), O_RDONLY | O_CLOEXEC);
     ZAFOLDAP_LDIF ldif;
     ASSERT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), 0);
-    struct stat before {}, after {};
+    struct stat before {
+    }, after{};
     fstat(stale, &before);
     fstat(fileno(ldif.pFile), &after);
     EXPECT_NE(before.st_ino, after.st_ino) << "whoever holds the old file sees nothing";

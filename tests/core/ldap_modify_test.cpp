@@ -3,6 +3,7 @@
 // Running ldapmodify on a change file.
 #include "zafoldap/modify.h"
 
+#include <filesystem>
 #include <optional>
 
 #include "platform/error.h"
@@ -53,12 +54,12 @@ TEST_F(Modify, ToolGetsExactlyTheseArgumentsOverTheWholeGrid) {
                     host_.szBindDN = bind ? bind->c_str() : nullptr;
                     host_.szBindPasswd = password ? password->c_str() : nullptr;
                     EXPECT_EQ(Run(add), 0);
-                    EXPECT_THAT(tools_.Calls().back().argv,
-                                ElementsAre("/usr/zafo/bin/ldapmodify", add ? "-ax" : "-x",
-                                            ssl == 2 ? "-ZH" : "-H",
-                                            ssl == 1 ? "ldaps://server" : "ldap://server", "-D",
-                                            bind.value_or(""), "-f", path_, "-w",
-                                            password.value_or("")));
+                    EXPECT_THAT(
+                        tools_.Calls().back().argv,
+                        ElementsAre("/usr/zafo/bin/ldapmodify", add ? "-ax" : "-x",
+                                    ssl == 2 ? "-ZH" : "-H",
+                                    ssl == 1 ? "ldaps://server" : "ldap://server", "-D",
+                                    bind.value_or(""), "-f", path_, "-w", password.value_or("")));
                 }
             }
         }
@@ -81,7 +82,8 @@ TEST_F(Modify, ToolFindsTheWholePrivateFile) {
     EXPECT_EQ(file.content, "dn: dc=a\nchangetype: modify\nreplace: cn\ncn: x\n");
     EXPECT_EQ(file.mode & 07777, 0600u);
     EXPECT_TRUE(call.InputIsNull());
-    for (const auto &[number, target] : call.descriptors) EXPECT_LE(number, 2) << target;
+    for (const auto &[number, target] : call.descriptors)
+        EXPECT_LE(number, 2) << target;
 }
 
 TEST_F(Modify, EmptyFileRunsNothingAndIsRemoved) {

@@ -162,9 +162,9 @@ class SearchCommand : public CoreTest {
     static std::string Command(const Case &c, size_t size = 4096) {
         Records records(c);
         std::string command(size + 4, '#');
-        EXPECT_EQ(ZAFOLDAPSearchBuildRequestCmd(&records.host, &records.request, command.data(),
-                                                size),
-                  0);
+        EXPECT_EQ(
+            ZAFOLDAPSearchBuildRequestCmd(&records.host, &records.request, command.data(), size),
+            0);
         EXPECT_EQ(command.substr(size), "####") << "written past the buffer";
         return command.c_str();
     }
@@ -177,7 +177,8 @@ TEST_F(SearchCommand, ToolGetsExactlyTheseArgumentsOverTheWholeGrid) {
     for (size_t begin = 0; begin < grid.size(); begin += kBatch) {
         const size_t end = std::min(begin + kBatch, grid.size());
         tools_.Reset();
-        for (size_t i = begin; i < end; ++i) Run(grid[i]);
+        for (size_t i = begin; i < end; ++i)
+            Run(grid[i]);
         const auto calls = tools_.Calls();
         ASSERT_EQ(calls.size(), end - begin);
         for (size_t i = begin; i < end; ++i) {
@@ -234,7 +235,8 @@ TEST_F(SearchCommand, UnknownTransportSecurityIsPlain) {
 TEST_F(SearchCommand, ManyAttributesAreAllPassedInOrder) {
     Case c;
     c.attributes = Texts{};
-    for (int i = 0; i < 3000; ++i) c.attributes->push_back("attribute" + std::to_string(i));
+    for (int i = 0; i < 3000; ++i)
+        c.attributes->push_back("attribute" + std::to_string(i));
     Run(c);
     EXPECT_EQ(tools_.Calls().at(0).argv, ExpectedArguments(c));
 }
@@ -265,9 +267,8 @@ TEST_F(SearchCommand, PrintedLineHoldsNoAddressForAHostWithoutOne) {
     Records records(c);
     records.host.szUri = nullptr;
     char command[128];
-    EXPECT_EQ(ZAFOLDAPSearchBuildRequestCmd(&records.host, &records.request, command,
-                                            sizeof command),
-              0);
+    EXPECT_EQ(
+        ZAFOLDAPSearchBuildRequestCmd(&records.host, &records.request, command, sizeof command), 0);
     EXPECT_STREQ(command, "/usr/zafo/bin/ldapsearch -LLL -x");
 }
 
@@ -287,7 +288,8 @@ TEST_F(SearchCommand, ToolsEnvironmentAndDescriptorsAreClean) {
     Run(Case());
     const auto call = tools_.Calls().at(0);
     EXPECT_TRUE(call.InputIsNull());
-    for (const auto &[number, target] : call.descriptors) EXPECT_LE(number, 2) << target;
+    for (const auto &[number, target] : call.descriptors)
+        EXPECT_LE(number, 2) << target;
     EXPECT_THAT(call.descriptors.at(1), testing::StartsWith("pipe:"));
 }
 

@@ -78,8 +78,7 @@ TEST_F(SearchEnd, DeathByEverySignalLeavesTheLibraryError) {
 TEST_F(SearchEnd, TruncatedEntryIsHandedOutBeforeTheFailure) {
     tools_.On("ldapsearch").Output("dn: a\n\ndn: b\ncn: tru").Die(SIGKILL);
     const Search search = RunSearch(host_, Request());
-    EXPECT_EQ(search.entries,
-              (std::vector<Entry>{{{"dn", "a"}}, {{"dn", "b"}, {"cn", "tru"}}}));
+    EXPECT_EQ(search.entries, (std::vector<Entry>{{{"dn", "a"}}, {{"dn", "b"}, {"cn", "tru"}}}));
     EXPECT_EQ(search.last, -1);
 }
 
@@ -117,7 +116,8 @@ TEST_F(SearchEnd, CallsAfterTheEndReturnZero) {
     tools_.On("ldapsearch").Output("dn: a\n\n");
     ASSERT_EQ(Start(), 0);
     EXPECT_EQ(Next(), 1);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(Next(), 0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Next(), 0);
     EXPECT_EQ(ZAFOLDAPResultGetAttrCount(&result_), 0);
 }
 
@@ -127,7 +127,8 @@ TEST_F(SearchEnd, CallsAfterAFailureReturnZero) {
     EXPECT_EQ(Next(), -1);
     EXPECT_EQ(result_.nExitCode, 49);
     SetStaleCodes();
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(Next(), 0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Next(), 0);
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
 }
 

@@ -44,7 +44,8 @@ TEST_F(ObjectClasses, EachClassHasItsBitInAnyLetterCase) {
     for (const ClassBit &row : kClasses) {
         SCOPED_TRACE(row.name);
         std::string capitals = row.name;
-        for (char &c : capitals) c = static_cast<char>(toupper(c));
+        for (char &c : capitals)
+            c = static_cast<char>(toupper(c));
         EXPECT_EQ(BitsOf(std::string("objectClass: ") + row.name + "\n"), row.bit);
         EXPECT_EQ(BitsOf("OBJECTCLASS: " + capitals + "\n"), row.bit);
     }

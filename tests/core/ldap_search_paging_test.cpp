@@ -23,7 +23,8 @@ class SearchPaging : public CoreTest {
         EXPECT_EQ(search.last, 0);
         EXPECT_EQ(search.counted, total) << "skipped entries are counted too";
         Texts dns;
-        for (const Entry &entry : search.entries) dns.push_back(entry.at(0).second);
+        for (const Entry &entry : search.entries)
+            dns.push_back(entry.at(0).second);
         return dns;
     }
 
@@ -42,8 +43,8 @@ TEST_F(SearchPaging, HandsOutTheWindowOfTheGrid) {
     for (int total : {0, 1, 3, 5}) {
         for (int offset = 0; offset <= 6; ++offset) {
             for (int count = -1; count <= 6; ++count) {
-                SCOPED_TRACE(testing::Message() << total << " entries from " << offset << ", "
-                                                << count << " of them");
+                SCOPED_TRACE(testing::Message()
+                             << total << " entries from " << offset << ", " << count << " of them");
                 EXPECT_EQ(Window(offset, count, total), Expected(offset, count, total));
             }
         }

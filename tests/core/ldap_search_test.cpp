@@ -24,7 +24,8 @@ std::string Base64(const std::string &bytes) {
 // A value's text as the tool folds it: lines of 76 columns, each after the first with a blank.
 std::string Folded(const std::string &line) {
     std::string folded = line.substr(0, 76);
-    for (size_t at = 76; at < line.size(); at += 75) folded += "\n " + line.substr(at, 75);
+    for (size_t at = 76; at < line.size(); at += 75)
+        folded += "\n " + line.substr(at, 75);
     return folded + "\n";
 }
 
@@ -39,60 +40,77 @@ using namespace std::string_literals;
 const std::vector<Output> &Outputs() {
     static const std::vector<Output> kOutputs = {
         {"Nothing", "", {}},
-        {"TwoEntries", "dn: a\ncn: x\n\ndn: b\ncn: y\n\n",
+        {"TwoEntries",
+         "dn: a\ncn: x\n\ndn: b\ncn: y\n\n",
          {{{"dn", "a"}, {"cn", "x"}}, {{"dn", "b"}, {"cn", "y"}}}},
         {"MissingFinalEmptyLine", "dn: a\ncn: x\n", {{{"dn", "a"}, {"cn", "x"}}}},
         {"MissingFinalLineBreak", "dn: a\ncn: x", {{{"dn", "a"}, {"cn", "x"}}}},
-        {"SeveralValuesInServerOrder", "dn: a\nmemberUid: b\ncn: x\nmemberUid: a\n\n",
+        {"SeveralValuesInServerOrder",
+         "dn: a\nmemberUid: b\ncn: x\nmemberUid: a\n\n",
          {{{"dn", "a"}, {"memberUid", "b"}, {"cn", "x"}, {"memberUid", "a"}}}},
         {"Base64", "dn: a\ndescription:: aGVsbG8=\n\n", {{{"dn", "a"}, {"description", "hello"}}}},
         {"Base64DN", "dn:: dWlkPVpvw6s=\n\n", {{{"dn", "uid=Zo\xc3\xab"}}}},
-        {"Base64Folded", "dn: a\ndescription:: aGVs\n bG8\n =\n\n",
+        {"Base64Folded",
+         "dn: a\ndescription:: aGVs\n bG8\n =\n\n",
          {{{"dn", "a"}, {"description", "hello"}}}},
         {"Base64WithBlanksBefore", "cn::   aGk=\n\n", {{{"cn", "hi"}}}},
         {"Base64BlanksInsideTheValueSurvive", "cn:: IGhpIA==\n\n", {{{"cn", " hi "}}}},
         {"Base64Empty", "dn: a\ncn:: \n\n", {{{"dn", "a"}, {"cn", ""}}}},
         {"Base64EndsAtItsFirstZeroByte", "cn:: YWIAY2Q=\n\n", {{{"cn", "ab"}}}},
-        {"Base64OfAMissingFinalEmptyLineStaysEncoded", "dn: a\ncn:: aGk=\n",
+        {"Base64OfAMissingFinalEmptyLineStaysEncoded",
+         "dn: a\ncn:: aGk=\n",
          {{{"dn", "a"}, {"cn", "aGk="}}}},
-        {"Base64OfTheEntryBeforeIsDecoded", "cn:: aGk=\n\ncn:: aGk=\n",
+        {"Base64OfTheEntryBeforeIsDecoded",
+         "cn:: aGk=\n\ncn:: aGk=\n",
          {{{"cn", "hi"}}, {{"cn", "aGk="}}}},
-        {"PlainAfterBase64OfTheSameAttribute", "cn:: aGk=\ncn: aGk=\n\n",
+        {"PlainAfterBase64OfTheSameAttribute",
+         "cn:: aGk=\ncn: aGk=\n\n",
          {{{"cn", "hi"}, {"cn", "aGk="}}}},
-        {"Continuation", "dn: a\ncn: one\n  two\n three\n\n",
+        {"Continuation",
+         "dn: a\ncn: one\n  two\n three\n\n",
          {{{"dn", "a"}, {"cn", "one twothree"}}}},
-        {"ContinuedDN", "dn: uid=ann,\n dc=com\ncn: x\n\n",
+        {"ContinuedDN",
+         "dn: uid=ann,\n dc=com\ncn: x\n\n",
          {{{"dn", "uid=ann,dc=com"}, {"cn", "x"}}}},
         {"ContinuationOfNothingMore", "cn: one\n \n\n", {{{"cn", "one"}}}},
         {"ContinuedEmptyValue", "cn:\n text\n\n", {{{"cn", "text"}}}},
         {"ContinuationAtTheEndOfOutput", "cn: one\n two\n", {{{"cn", "onetwo"}}}},
         {"ContinuationKeepsColons", "cn: one\n : two: three\n\n", {{{"cn", "one: two: three"}}}},
-        {"OnlyTheBlankIsAContinuation", "cn: one\n\tcn: two\n\n",
+        {"OnlyTheBlankIsAContinuation",
+         "cn: one\n\tcn: two\n\n",
          {{{"cn", "one"}, {"\tcn", "two"}}}},
         {"Comment", "# note\ndn: a\n# note: more\ncn: x\n\n", {{{"dn", "a"}, {"cn", "x"}}}},
-        {"CommentsContinuationIsIgnored", "dn: a\n# ref\n erral\n more\ncn: x\n\n",
+        {"CommentsContinuationIsIgnored",
+         "dn: a\n# ref\n erral\n more\ncn: x\n\n",
          {{{"dn", "a"}, {"cn", "x"}}}},
-        {"ContinuationAfterACommentsEndBelongsToThePair", "dn: a\n# ref\n erral\ncn: x\n y\n\n",
+        {"ContinuationAfterACommentsEndBelongsToThePair",
+         "dn: a\n# ref\n erral\ncn: x\n y\n\n",
          {{{"dn", "a"}, {"cn", "xy"}}}},
-        {"CommentBetweenAPairAndItsContinuationSwallowsIt", "cn: one\n# note\n two\n\n",
+        {"CommentBetweenAPairAndItsContinuationSwallowsIt",
+         "cn: one\n# note\n two\n\n",
          {{{"cn", "one"}}}},
         {"CommentSignElsewhereIsText", "cn: # one\n#two\n # three\n\n", {{{"cn", "# one"}}}},
-        {"LineWithoutColonIsIgnored", "garbage\ndn: a\nmore garbage\ncn: x\n\n",
+        {"LineWithoutColonIsIgnored",
+         "garbage\ndn: a\nmore garbage\ncn: x\n\n",
          {{{"dn", "a"}, {"cn", "x"}}}},
-        {"ContinuationAfterGarbageBelongsToThePairBefore", "cn: one\ngarbage\n two\n\n",
+        {"ContinuationAfterGarbageBelongsToThePairBefore",
+         "cn: one\ngarbage\n two\n\n",
          {{{"cn", "onetwo"}}}},
-        {"EmptyValue", "dn: a\ncn:\nsn: \nmail:   \n\n",
+        {"EmptyValue",
+         "dn: a\ncn:\nsn: \nmail:   \n\n",
          {{{"dn", "a"}, {"cn", ""}, {"sn", ""}, {"mail", ""}}}},
         {"LeadingWhiteSpaceOfAValueIsSkipped", "cn: \t\v\f  x y \n\n", {{{"cn", "x y "}}}},
         {"ColonsInsideAValue", "cn: a:b::c\nsn:a:b\n\n", {{{"cn", "a:b::c"}, {"sn", "a:b"}}}},
         {"ValueWithoutBlank", "cn:x\n\n", {{{"cn", "x"}}}},
         {"EmptyName", ": x\n\n", {{{"", "x"}}}},
         {"NameWithOptions", "cn;lang-de;binary: x\n\n", {{{"cn;lang-de;binary", "x"}}}},
-        {"ValueByUrlIsKeptAsText", "jpegPhoto:< file:///tmp/x\n\n",
+        {"ValueByUrlIsKeptAsText",
+         "jpegPhoto:< file:///tmp/x\n\n",
          {{{"jpegPhoto", "< file:///tmp/x"}}}},
         {"DNNeedNotComeFirst", "cn: x\ndn: a\n\n", {{{"cn", "x"}, {"dn", "a"}}}},
         {"EmptyLineAloneEndsAnEmptyEntry", "\ndn: a\n\n", {{}, {{"dn", "a"}}}},
-        {"CarriageReturnsDoNotEndAnEntry", "dn: a\r\ncn: x\r\n\r\ndn: b\r\n\r\n",
+        {"CarriageReturnsDoNotEndAnEntry",
+         "dn: a\r\ncn: x\r\n\r\ndn: b\r\n\r\n",
          {{{"dn", "a\r"}, {"cn", "x\r"}, {"dn", "b\r"}}}},
         {"ValueEndsAtANulByte", "cn: a\0b\nsn: x\n\n"s, {{{"cn", "a"}, {"sn", "x"}}}},
         {"NameEndsAtANulByte", "c\0n: a\nsn: x\n\n"s, {{{"sn", "x"}}}},
@@ -120,7 +138,8 @@ TEST_P(SearchOutput, BecomesTheseEntries) {
 TEST_P(SearchOutput, BecomesTheSameEntriesByteByByte) {
     if (GetParam().text.size() > 60) return;  // the longer ones show nothing more
     auto script = tools_.On("ldapsearch");
-    for (char c : GetParam().text) script.Output(std::string_view(&c, 1));
+    for (char c : GetParam().text)
+        script.Output(std::string_view(&c, 1));
     EXPECT_EQ(RunSearch(host_, Request()).entries, GetParam().entries);
 }
 
@@ -142,8 +161,7 @@ const std::vector<BadOutput> &BadOutputs() {
     static const std::vector<BadOutput> kOutputs = {
         {"ContinuationFirst", " x\ndn: a\n\n", 0, ""},
         {"ContinuationFirstInTheSecondEntry", "dn: a\n\n x\ndn: b\n\n", 1, ""},
-        {"NotBase64", "dn: a\ncn:: !!!\n\n", 0,
-         R"(base64 decode failed: \[!!!\], \[0x0F00\])"},
+        {"NotBase64", "dn: a\ncn:: !!!\n\n", 0, R"(base64 decode failed: \[!!!\], \[0x0F00\])"},
         {"Base64WithoutPadding", "dn: a\n\ndn: b\ncn:: aGk\n\n", 1,
          R"(base64 decode failed: \[aGk\], \[0x0F00\])"},
         {"ThreeColons", "cn::: aGk=\n\n", 0, R"(base64 decode failed: \[: aGk=\], \[0x0F00\])"},
@@ -197,7 +215,8 @@ class SearchSize : public CoreTest {
 const std::string &TenMegabytes() {
     static const std::string kText = [] {
         std::string text(10 << 20, ' ');
-        for (size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 23);
+        for (size_t i = 0; i < text.size(); ++i)
+            text[i] = static_cast<char>('a' + i % 23);
         return text;
     }();
     return kText;
@@ -224,7 +243,8 @@ TEST_F(SearchSize, LongNameAndLongLineOfGarbage) {
 
 TEST_F(SearchSize, HundredThousandPairsInOneEntry) {
     std::string output = "dn: a\n";
-    for (int i = 0; i < 100'000; ++i) output += "memberUid: user" + std::to_string(i) + "\n";
+    for (int i = 0; i < 100'000; ++i)
+        output += "memberUid: user" + std::to_string(i) + "\n";
     tools_.On("ldapsearch").Output(output + "\n");
     const Search search = RunSearch(host_, Request());
     ASSERT_EQ(search.entries.size(), 1u);
@@ -234,7 +254,8 @@ TEST_F(SearchSize, HundredThousandPairsInOneEntry) {
 
 TEST_F(SearchSize, HundredThousandFoldedBase64Pairs) {
     std::string output = "dn: a\n";
-    for (int i = 0; i < 100'000; ++i) output += "cn:: aGVs\n bG8=\n";
+    for (int i = 0; i < 100'000; ++i)
+        output += "cn:: aGVs\n bG8=\n";
     tools_.On("ldapsearch").Output(output + "\n");
     const Search search = RunSearch(host_, Request());
     ASSERT_EQ(search.entries.size(), 1u);

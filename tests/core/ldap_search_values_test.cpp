@@ -92,8 +92,9 @@ TEST_F(EachValue, HonoursBaseScopeWindowAndLimit) {
     tools_.On("ldapsearch").Output("dn: a\n\ndn: b\n\ndn: c\n\n");
     EXPECT_EQ(Run("cn"), 0);
     EXPECT_THAT(dns_.Items(), ElementsAre("b"));
-    EXPECT_THAT(Tail(tools_.Calls().at(0).argv, 8),
-                ElementsAre("-b", "cn=users,dc=example,dc=com", "-z", "9", "-s", "one", "dn", "cn"));
+    EXPECT_THAT(
+        Tail(tools_.Calls().at(0).argv, 8),
+        ElementsAre("-b", "cn=users,dc=example,dc=com", "-z", "9", "-s", "one", "dn", "cn"));
 }
 
 class MultiValue : public CoreTest {
@@ -107,8 +108,9 @@ class MultiValue : public CoreTest {
 };
 
 TEST_F(MultiValue, GivesAllValuesOfTheFirstEntryOnly) {
-    tools_.On("ldapsearch").IgnoreSignals().Output(
-        "dn: a\nmemberUid: x\nMEMBERUID: y\ncn: z\n\ndn: b\nmemberUid: w\n\n");
+    tools_.On("ldapsearch")
+        .IgnoreSignals()
+        .Output("dn: a\nmemberUid: x\nMEMBERUID: y\ncn: z\n\ndn: b\nmemberUid: w\n\n");
     EXPECT_EQ(Run("memberUid"), 0);
     EXPECT_THAT(values_.Items(), ElementsAre("x", "y"));
     EXPECT_THAT(tools_.Calls().at(0).argv.back(), "memberUid");

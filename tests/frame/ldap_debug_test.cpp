@@ -18,7 +18,8 @@ constexpr const char *kMarker = "/tmp/zafoldap_debug";
 
 // The answer is fixed per process, so every case asks in a process of its own:
 // 0 or 1, or 10 and more when a check of `question` failed.
-template <class Question> int InOwnProcess(Question question) {
+template <class Question>
+int InOwnProcess(Question question) {
     const pid_t pid = fork();
     if (pid == 0) _exit(question());
     int status = 0;
@@ -96,4 +97,4 @@ TEST(DebugSwitch, AskingLeavesBothErrorSlots) {
     ZAFOLDAPErrReset();
 }
 
-} // namespace
+}  // namespace

@@ -25,8 +25,8 @@ constexpr Parent kParents[] = {
     {",dc=b", "dc=b", 64},
     {"cn=a,", "", 64},
     {"cn=a,,dc=b", ",dc=b", 64},
-    {"cn=a, dc=b", " dc=b", 64},                 // blanks are kept
-    {"cn=Doe\\, John,dc=b", " John,dc=b", 64},   // an escaped comma splits like any other
+    {"cn=a, dc=b", " dc=b", 64},                // blanks are kept
+    {"cn=Doe\\, John,dc=b", " John,dc=b", 64},  // an escaped comma splits like any other
     {"cn=\"Doe, John\",dc=b", " John\",dc=b", 64},
     {"uid=a+cn=b,dc=x", "dc=x", 64},
     {"cn=Zo\xc3\xab,ou=\xc3\xa4,dc=b", "ou=\xc3\xa4,dc=b", 64},
@@ -34,7 +34,7 @@ constexpr Parent kParents[] = {
     {"cn=a,dc=b", "", 1},
     {"cn=a,dc=b", "d", 2},
     {"cn=a,dc=b", "dc=", 4},
-    {"cn=a,dc=b", "dc=b", 5}, // fits exactly
+    {"cn=a,dc=b", "dc=b", 5},  // fits exactly
     {"cn=a,dc=b", "dc=b", 6},
     {"dc=com", "", 1},
 };
@@ -66,4 +66,4 @@ TEST(ParentDN, LeavesBothErrorSlotsOnSuccess) {
     ZAFOLDAPErrReset();
 }
 
-} // namespace
+}  // namespace

@@ -192,9 +192,10 @@ TEST_F(Lock, ExtraFlagBitsAreAllowed) {
 }
 
 TEST_F(Lock, UnlockIgnoresNoLockAndBadDescriptors) {
-    for (int fd : {-1, -5, 1'000'000}) EXPECT_EQ(ZAFOLDAPUnLock(fd), 0) << fd;
+    for (int fd : {-1, -5, 1'000'000})
+        EXPECT_EQ(ZAFOLDAPUnLock(fd), 0) << fd;
     EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleCode);
 }
 
-} // namespace
+}  // namespace

@@ -23,20 +23,23 @@ std::set<std::string> Exported() {
     for (const std::string &line : OutputOf("nm -D --defined-only --format=posix " + kLibrary)) {
         const std::string name = line.substr(0, line.find(' '));
         const std::string type = line.substr(name.size() + 1, 1);
-        if (type != "A") names.insert(name.substr(0, name.find('@'))); // "A" is the version's own name
+        if (type != "A")
+            names.insert(name.substr(0, name.find('@')));  // "A" is the version's own name
     }
     return names;
 }
 
 std::set<std::string> Declared() {
     std::set<std::string> names;
-    for (const Declaration &declaration : ExportedDeclarations()) names.insert(declaration.function);
+    for (const Declaration &declaration : ExportedDeclarations())
+        names.insert(declaration.function);
     return names;
 }
 
 std::set<std::string> Planned() {
     std::set<std::string> names;
-    for (const std::string &line : Lines(kSourceDir / "tests/meta/exports.txt")) names.insert(line);
+    for (const std::string &line : Lines(kSourceDir / "tests/meta/exports.txt"))
+        names.insert(line);
     return names;
 }
 
@@ -98,8 +101,8 @@ TEST(SharedLibrary, SonameCarriesTheInterfaceNumber) {
 }
 
 TEST(SharedLibrary, NeedsOnlyTheStandardAndThePlatformLibraries) {
-    static const std::set<std::string> kAllowed = {"libc", "libstdc++", "libgcc_s", "libm",
-                                                   "libzafocore", "libzafosdk"};
+    static const std::set<std::string> kAllowed = {"libc", "libstdc++",   "libgcc_s",
+                                                   "libm", "libzafocore", "libzafosdk"};
     static const std::set<std::string> kSanitizers = {"libasan", "libubsan"};
     const auto needed = DynamicEntries("NEEDED");
     ASSERT_FALSE(needed.empty());
@@ -123,4 +126,4 @@ TEST(SharedLibrary, HasNoExecutableStack) {
     EXPECT_TRUE(seen);
 }
 
-} // namespace
+}  // namespace

@@ -25,8 +25,8 @@ std::vector<std::filesystem::path> Sources() {
 }
 
 TEST(Layout, NoFileIsADrawerForOddsAndEnds) {
-    static const std::set<std::string> kDrawers = {"util",   "utils", "misc", "helper",
-                                                   "common", "helpers"};
+    static const std::set<std::string> kDrawers = {"util",   "utils",  "misc",
+                                                   "helper", "common", "helpers"};
     for (const auto &file : FilesBelow(kSourceDir)) {
         EXPECT_FALSE(kDrawers.contains(file.stem())) << file;
     }
@@ -42,7 +42,8 @@ TEST(Layout, SourcesStartWithTheirLicence) {
 }
 
 TEST(Layout, SourcesStayUnderSixHundredLines) {
-    for (const auto &file : Sources()) EXPECT_LT(Lines(file).size(), 600u) << file;
+    for (const auto &file : Sources())
+        EXPECT_LT(Lines(file).size(), 600u) << file;
 }
 
 // The umbrella header is what most programs include: a family's header that it
@@ -58,4 +59,4 @@ TEST(Layout, UmbrellaHeaderIncludesEveryFamily) {
     }
 }
 
-} // namespace
+}  // namespace

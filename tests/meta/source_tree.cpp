@@ -15,7 +15,8 @@ std::vector<std::string> Lines(const fs::path &file) {
     std::ifstream in(file);
     if (!in) throw std::runtime_error("cannot read " + file.string());
     std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -44,7 +45,7 @@ bool HasComment(const std::vector<std::string> &lines, size_t declaration) {
     return false;
 }
 
-} // namespace
+}  // namespace
 
 std::vector<Declaration> ExportedDeclarations() {
     static const std::regex kFunction(R"(^ZAFOLDAP_API\b.*?\b(ZAFOLDAP\w+)\()");
@@ -54,7 +55,8 @@ std::vector<Declaration> ExportedDeclarations() {
         for (size_t i = 0; i < lines.size(); ++i) {
             std::smatch match;
             // The name may stand on the line after the linkage when the type is long.
-            const std::string text = i + 1 < lines.size() ? lines[i] + " " + lines[i + 1] : lines[i];
+            const std::string text =
+                i + 1 < lines.size() ? lines[i] + " " + lines[i + 1] : lines[i];
             if (lines[i].starts_with("ZAFOLDAP_API") && std::regex_search(text, match, kFunction)) {
                 found.push_back({match[1], file.lexically_relative(kSourceDir),
                                  static_cast<int>(i) + 1, HasComment(lines, i)});
@@ -77,4 +79,4 @@ std::vector<std::string> OutputOf(const std::string &command) {
     return lines;
 }
 
-} // namespace zafo::meta
+}  // namespace zafo::meta

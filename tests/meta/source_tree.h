@@ -23,7 +23,7 @@ struct Declaration {
     std::string function;
     std::string header;
     int line;
-    bool has_comment; // directly above it, or above the run of declarations it stands in
+    bool has_comment;  // directly above it, or above the run of declarations it stands in
 };
 
 std::vector<Declaration> ExportedDeclarations();
@@ -31,4 +31,4 @@ std::vector<Declaration> ExportedDeclarations();
 // What a command prints on its standard output, line by line.
 std::vector<std::string> OutputOf(const std::string &command);
 
-} // namespace zafo::meta
+}  // namespace zafo::meta
