@@ -45,12 +45,12 @@ struct FreeMemory {
 // One line of the tool's output, without its line break, in a buffer that grows.
 class LineBuffer {
   public:
-    // 1 a line; 0 the end; -1 a read error.
+    // 1 a line; 0 the end; -1 a read error, or no memory for the line.
     int Read(FILE *pFile) {
         char *p = line_.release();
         const ssize_t n = getdelim(&p, &capacity_, '\n', pFile);
         line_.reset(p);
-        if (n < 0) return ferror(pFile) != 0 ? -1 : 0;
+        if (n < 0) return feof(pFile) != 0 ? 0 : -1;
         size_ = static_cast<size_t>(n);
         if (size_ > 0 && p[size_ - 1] == '\n') p[--size_] = '\0';
         return 1;
@@ -119,7 +119,7 @@ int EntryReader::Read() {
     for (;;) {
         const int nRead = line_.Read(result_.pFile);
         if (nRead < 0) {
-            QLIBCErrSet(QLIB_ERR_READ_FAILED);
+            QLIBCErrSet(ferror(result_.pFile) != 0 ? QLIB_ERR_READ_FAILED : QLIB_ERR_OUT_OF_MEMORY);
             return -1;
         }
         if (nRead == 0) return EndOfOutput();
