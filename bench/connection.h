@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The bench's way through the library: a connection and searches on it.
+#pragma once
+
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "bench/places.h"
+#include "zafoldap/host.h"
+#include "zafoldap/search.h"
+
+namespace zafo::bench {
+
+inline std::string Password() {
+    std::string password;
+    if (!std::getline(std::ifstream(kPasswordFile), password))
+        throw std::runtime_error(std::string(kPasswordFile) + " cannot be read");
+    return password;
+}
+
+class Connection {
+  public:
+    Connection() {
+        if (ZAFOLDAPHostInit(&host_) != 0 ||
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, kAddress) != 0 ||
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDDN, kBindDN) != 0 ||
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDPW, Password().c_str()) != 0)
+            throw std::bad_alloc();
+    }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+    ~Connection() { ZAFOLDAPHostFree(&host_); }
+
+    const ZAFOLDAP_HOST *get() const { return &host_; }
+
+  private:
+    ZAFOLDAP_HOST host_{};
+};
+
+// A search over whole DNs, ended on every path.
+class Search {
+  public:
+    Search(const Connection &connection, const char *base, const char *scope, const char *filter,
+           int size_limit = 0) {
+        ZAFOLDAPSearchRequestInit(&request_, 0);
+        request_.blBaseAsIs = 1;
+        request_.szBase = base;
+        request_.szScope = scope;
+        request_.szFilter = filter;
+        request_.nSizeLimit = size_limit;
+        if (ZAFOLDAPSearchInit(connection.get(), &request_, &entry_) != 0) {
+            Free();
+            throw std::runtime_error("the search tool cannot be started");
+        }
+    }
+    Search(const Search &) = delete;
+    Search &operator=(const Search &) = delete;
+    ~Search() { Free(); }
+
+    int Next() { return ZAFOLDAPSearchGetNext(&request_, &entry_); }
+    void Free() { ZAFOLDAPSearchFree(&request_, &entry_); }
+
+    // Reads to the end: the number of entries, or the negative exit code of a tool that failed.
+    long ReadAll() {
+        long entries = 0;
+        int found = 0;
+        while ((found = Next()) == 1)
+            ++entries;
+        return found == 0 ? entries : -static_cast<long>(entry_.nExitCode);
+    }
+
+    const ZAFOLDAP_RESULT &entry() const { return entry_; }
+
+  private:
+    ZAFOLDAP_SEARCH_REQUEST request_{};
+    ZAFOLDAP_RESULT entry_{};
+};
+
+}  // namespace zafo::bench

@@ -1,0 +1,31 @@
+/* SPDX-License-Identifier: Apache-2.0
+ *
+ * The floors: what a plain C program does that runs the same tool and looks at
+ * nothing but the ends of lines and entries.
+ */
+#ifndef ZAFO_BENCH_FLOOR_H
+#define ZAFO_BENCH_FLOOR_H
+
+#include <stddef.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct floor_count {
+    long entries;
+    size_t bytes;
+};
+
+/* Reads LDIF to its end, line by line. 0 or -1. */
+int floor_read(FILE *stream, struct floor_count *count);
+
+/* Runs a program found on PATH, reads its output and waits for it. Its wait status or -1. */
+int floor_run(char *const argv[], struct floor_count *count);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// zafo-bench JSON [ROUNDS]: measures in the example directory that bench/run has
+// started, prints the table of goals and writes it to the file JSON.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <string>
+
+#include "bench/connection.h"
+#include "bench/figures.h"
+#include "bench/report.h"
+#include "bench/scenarios.h"
+#include "platform/process.h"
+
+namespace {
+
+using zafo::bench::Figures;
+using zafo::bench::Peak;
+
+constexpr int kUsualRounds = 7;
+
+Peak MeasurePeak(int entries) {
+    const std::string path = std::string(zafo::bench::kPrograms) + "zafo-bench-reader";
+    FILE *stream = QLIBCPopen(path.c_str(), "r", std::to_string(entries).c_str(),
+                              static_cast<char *>(nullptr));
+    Peak peak{0, 0};
+    const bool read =
+        stream != nullptr && std::fscanf(stream, "%d %ld", &peak.entries, &peak.kib) == 2;
+    if (stream == nullptr || QLIBCPclose(stream) != 0 || !read || peak.entries != entries)
+        throw std::runtime_error("the reading process failed");
+    return peak;
+}
+
+// All repetitions of all benchmarks in one random order: what disturbs the
+// machine for a while then disturbs both sides of every comparison.
+void MeasureTimes(Figures *figures) {
+    std::string words[] = {"zafo-bench", "--benchmark_enable_random_interleaving=true"};
+    char *argv[] = {words[0].data(), words[1].data(), nullptr};
+    int argc = 2;
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks(figures);
+}
+
+int Run(const char *json_file, int rounds) {
+    const zafo::bench::Connection connection;
+    const Peak few = MeasurePeak(1000);
+    const Peak many = MeasurePeak(100'000);
+    zafo::bench::Register(connection, rounds);
+    Figures figures;
+    MeasureTimes(&figures);
+    for (const auto &[name, reason] : figures.Failures())
+        std::fprintf(stderr, "%s failed: %s\n", name.c_str(), reason.c_str());
+    if (!figures.Failures().empty()) return 1;
+    const auto rows = zafo::bench::Rows(figures, few, many);
+    std::fputs(zafo::bench::Table(rows).c_str(), stdout);
+    std::ofstream json(json_file);
+    json << zafo::bench::Json(rows, figures) << std::flush;
+    if (json) return 0;
+    std::fprintf(stderr, "%s cannot be written\n", json_file);
+    return 1;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : kUsualRounds;
+    if (argc < 2 || argc > 3 || rounds < 1) {
+        std::fputs("usage: zafo-bench JSON [ROUNDS]\n", stderr);
+        return 2;
+    }
+    try {
+        return Run(argv[1], rounds);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "zafo-bench: %s\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The figures as the table of goals. Whole runs and parsing are compared by
+// their least times, many short runs by their medians.
+#include "bench/report.h"
+
+#include <fmt/format.h>
+#include <sys/utsname.h>
+
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "bench/scenarios.h"
+
+namespace zafo::bench {
+
+namespace {
+
+constexpr double kMegabyte = 1e6;
+constexpr double kMiB = 1024;  // in KiB
+
+Row Ratio(std::string id, std::string work, std::string unit, double floor, double ours,
+          double most) {
+    const double ratio = ours / floor;
+    return {std::move(id),
+            std::move(work),
+            std::move(unit),
+            floor,
+            ours,
+            ratio,
+            fmt::format("at most {:.1f} times", most),
+            ratio <= most};
+}
+
+Row PeakGrowth(const Peak &few, const Peak &many) {
+    const double growth = static_cast<double>(many.kib - few.kib) / kMiB;
+    return {"memory_growth",
+            fmt::format("peak memory, {} and {} entries", few.entries, many.entries),
+            "MiB",
+            static_cast<double>(few.kib) / kMiB,
+            static_cast<double>(many.kib) / kMiB,
+            growth,
+            "at most 1 MiB more",
+            growth <= 1};
+}
+
+Row PeakItself(const Peak &many) {
+    const double peak = static_cast<double>(many.kib) / kMiB;
+    return {"memory_peak",  fmt::format("peak memory, {} entries", many.entries),
+            "MiB",          0,
+            peak,           peak,
+            "under 10 MiB", peak < 10};
+}
+
+Row Stop(const Samples &stop) {
+    const double worst = stop.Most() * 1e3;
+    return {"stop_after_first",
+            "stop after the first of all users, worst",
+            "ms",
+            0,
+            worst,
+            worst,
+            "under 20 ms",
+            worst < 20};
+}
+
+Row Parse(const Samples &floor, const Samples &ours) {
+    const double share = ours.bytes_per_second / floor.bytes_per_second;
+    return {"parse",
+            "parse a prepared answer from a pipe",
+            "MB/s",
+            floor.bytes_per_second / kMegabyte,
+            ours.bytes_per_second / kMegabyte,
+            share,
+            "at least 0.5 of the rate",
+            share >= 0.5};
+}
+
+std::string Machine() {
+    utsname names{};
+    uname(&names);
+    return fmt::format("{} {}, {} processors", names.machine, names.release,
+                       std::thread::hardware_concurrency());
+}
+
+}  // namespace
+
+std::vector<Row> Rows(const Figures &figures, const Peak &few, const Peak &many) {
+    return {
+        Ratio("read_all", "read 100,000 users, all attributes", "s", figures.Of(kReadFloor).Least(),
+              figures.Of(kReadOurs).Least(), 1.0),
+        PeakGrowth(few, many),
+        PeakItself(many),
+        Stop(figures.Of(kStopOurs)),
+        Ratio("base_search", "one base search", "ms", figures.Of(kBaseFloor).Median() * 1e3,
+              figures.Of(kBaseOurs).Median() * 1e3, 1.1),
+        Ratio("spawn", "start a tool, small process and 1 GiB", "ms",
+              figures.Of(kSpawnSmall).Median() * 1e3, figures.Of(kSpawnLarge).Median() * 1e3, 1.2),
+        Parse(figures.Of(kParseFloor), figures.Of(kParseOurs)),
+    };
+}
+
+std::string Table(const std::vector<Row> &rows) {
+    constexpr const char *kLine = "{:<42} {:>9} {:>9} {:<5} {:>7}  {:<24}  {}\n";
+    std::string table =
+        fmt::format(fmt::runtime(kLine), "work", "floor", "ours", "", "ratio", "goal", "reached");
+    for (const Row &row : rows) {
+        const bool has_floor = row.floor != 0;
+        table += fmt::format(fmt::runtime(kLine), row.work,
+                             has_floor ? fmt::format("{:.2f}", row.floor) : "-",
+                             fmt::format("{:.2f}", row.ours), row.unit,
+                             has_floor ? fmt::format("{:.2f}", row.ours / row.floor) : "-",
+                             row.goal, row.reached ? "yes" : "NO");
+    }
+    return table;
+}
+
+std::string Json(const std::vector<Row> &rows, const Figures &figures) {
+    nlohmann::ordered_json document;
+    document["machine"] = Machine();
+    document["time"] = static_cast<int64_t>(std::time(nullptr));
+    for (const Row &row : rows) {
+        nlohmann::ordered_json item = {{"id", row.id}, {"work", row.work}, {"unit", row.unit}};
+        item["floor"] = row.floor != 0 ? nlohmann::ordered_json(row.floor) : nullptr;
+        item["ours"] = row.ours;
+        item["compared"] = row.compared;
+        item["goal"] = row.goal;
+        item["reached"] = row.reached;
+        document["rows"].push_back(item);
+    }
+    for (const auto &[name, samples] : figures.All())
+        document["seconds"][name] = samples.seconds;
+    return document.dump(2) + '\n';
+}
+
+}  // namespace zafo::bench

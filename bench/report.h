@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "bench/figures.h"
+
+namespace zafo::bench {
+
+// The most memory that a process which read that many entries ever held.
+struct Peak {
+    int entries;
+    long kib;
+};
+
+struct Row {
+    std::string id;
+    std::string work;
+    std::string unit;
+    double floor = 0;  // or the other side of a comparison; 0: there is none
+    double ours = 0;
+    double compared = 0;  // the ratio or value that the goal is about
+    std::string goal;
+    bool reached = false;
+};
+
+std::vector<Row> Rows(const Figures &figures, const Peak &few, const Peak &many);
+
+// A table for people.
+std::string Table(const std::vector<Row> &rows);
+
+// The same, and every sample, for programs.
+std::string Json(const std::vector<Row> &rows, const Figures &figures);
+
+}  // namespace zafo::bench

@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Both sides of every comparison do the same work: the same bind over the same
+// clear-text connection, the same base, scope, filter and attributes, the tool
+// started, read to its end and waited for.
+#include "bench/scenarios.h"
+
+#include <benchmark/benchmark.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "bench/floor.h"
+#include "host/root/directory/example_directory.h"
+#include "platform/process.h"
+
+namespace zafo::bench {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr long kEnoughEntries = 100'000;
+constexpr size_t kResident = size_t{1} << 30;
+
+// A child of the library that is read by the floor's loop.
+class Child {
+  public:
+    explicit Child(const char *path)
+        : stream_(QLIBCPopen(path, "r", static_cast<char *>(nullptr))) {}
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+    ~Child() {
+        if (stream_ != nullptr) QLIBCPclose(stream_);
+    }
+
+    FILE *get() const { return stream_; }
+    int Close() { return QLIBCPclose(std::exchange(stream_, nullptr)); }
+
+  private:
+    FILE *stream_;
+};
+
+// The system's own ldapsearch, as a person calls it.
+class PlainSearch {
+  public:
+    PlainSearch(const std::string &base, const char *scope, const char *filter)
+        : words_{"ldapsearch",
+                 "-LLL",
+                 "-x",
+                 "-o",
+                 "ldif-wrap=no",
+                 "-H",
+                 std::string("ldap://") + kAddress,
+                 "-D",
+                 kBindDN,
+                 "-w",
+                 Password(),
+                 "-b",
+                 base,
+                 "-s",
+                 scope,
+                 filter} {
+        for (std::string &word : words_)
+            argv_.push_back(word.data());
+        argv_.push_back(nullptr);
+    }
+
+    bool Run(floor_count *count) { return floor_run(argv_.data(), count) == 0; }
+
+  private:
+    std::vector<std::string> words_;
+    std::vector<char *> argv_;
+};
+
+// While it lives, the prepared answer's source stands in the tool's place.
+class PreparedAnswer {
+  public:
+    PreparedAnswer() {
+        std::filesystem::rename(kTool, kAside);
+        std::filesystem::create_symlink(std::string(kPrograms) + "zafo-bench-source", kTool);
+    }
+    PreparedAnswer(const PreparedAnswer &) = delete;
+    PreparedAnswer &operator=(const PreparedAnswer &) = delete;
+    ~PreparedAnswer() {
+        std::error_code ignored;
+        std::filesystem::rename(kAside, kTool, ignored);
+    }
+
+  private:
+    static constexpr const char *kAside = "/usr/zafo/bin/ldapsearch.aside";
+};
+
+// Memory that is really there.
+class Resident {
+  public:
+    Resident()
+        : memory_(mmap(nullptr, kResident, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1,
+                       0)) {
+        if (memory_ == MAP_FAILED) throw std::bad_alloc();
+        const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        for (size_t at = 0; at < kResident; at += page)
+            static_cast<char *>(memory_)[at] = 1;
+    }
+    Resident(const Resident &) = delete;
+    Resident &operator=(const Resident &) = delete;
+    ~Resident() { munmap(memory_, kResident); }
+
+  private:
+    void *memory_;
+};
+
+// What holds for one repetition of a benchmark.
+template <class Condition>
+class During {
+  public:
+    static void Begin(const benchmark::State &) { condition().emplace(); }
+    static void End(const benchmark::State &) { condition().reset(); }
+
+  private:
+    static std::optional<Condition> &condition() {
+        static std::optional<Condition> held;
+        return held;
+    }
+};
+
+bool Expect(benchmark::State &state, bool as_expected, const char *complaint) {
+    if (!as_expected) state.SkipWithError(complaint);
+    return as_expected;
+}
+
+void ReadAllFloor(benchmark::State &state) {
+    PlainSearch search(kUsersBase, "one", kUsersFilter);
+    for ([[maybe_unused]] auto _ : state) {
+        floor_count count{};
+        const bool done = search.Run(&count);
+        if (!Expect(state, done && count.entries >= kEnoughEntries, "not all users came")) break;
+    }
+}
+
+void ReadAllOurs(benchmark::State &state, const Connection &connection) {
+    for ([[maybe_unused]] auto _ : state) {
+        Search search(connection, kUsersBase, "one", kUsersFilter);
+        if (!Expect(state, search.ReadAll() >= kEnoughEntries, "not all users came")) break;
+    }
+}
+
+void StopAfterFirst(benchmark::State &state, const Connection &connection) {
+    for ([[maybe_unused]] auto _ : state) {
+        Search search(connection, kUsersBase, "one", kUsersFilter);
+        if (!Expect(state, search.Next() == 1, "no first user")) break;
+        const auto begin = Clock::now();
+        search.Free();
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
+    }
+}
+
+std::string OneUser() {
+    return "uid=" + rig::ExampleLogin(0) + "," + kUsersBase;
+}
+
+void BaseSearchFloor(benchmark::State &state) {
+    PlainSearch search(OneUser(), "base", kUsersFilter);
+    for ([[maybe_unused]] auto _ : state) {
+        floor_count count{};
+        const bool done = search.Run(&count);
+        if (!Expect(state, done && count.entries == 1, "the user was not found")) break;
+    }
+}
+
+void BaseSearchOurs(benchmark::State &state, const Connection &connection) {
+    const std::string base = OneUser();
+    for ([[maybe_unused]] auto _ : state) {
+        Search search(connection, base.c_str(), "base", kUsersFilter);
+        if (!Expect(state, search.ReadAll() == 1, "the user was not found")) break;
+    }
+}
+
+void Spawn(benchmark::State &state) {
+    for ([[maybe_unused]] auto _ : state) {
+        Child child("/bin/true");
+        if (!Expect(state, child.get() != nullptr && child.Close() == 0, "/bin/true failed")) break;
+    }
+}
+
+void CountAnswer(benchmark::State &state) {
+    state.SetBytesProcessed(state.iterations() *
+                            static_cast<int64_t>(std::filesystem::file_size(kAnswer)));
+}
+
+// The same pipe and buffer as the library's, so that only the parsing differs.
+void ParseFloor(benchmark::State &state) {
+    for ([[maybe_unused]] auto _ : state) {
+        Child child(kTool);
+        floor_count count{};
+        const bool done =
+            child.get() != nullptr && floor_read(child.get(), &count) == 0 && child.Close() == 0;
+        if (!Expect(state, done && count.entries >= kEnoughEntries, "the answer was cut")) break;
+    }
+    CountAnswer(state);
+}
+
+void ParseOurs(benchmark::State &state, const Connection &connection) {
+    for ([[maybe_unused]] auto _ : state) {
+        Search search(connection, kUsersBase, "one", kUsersFilter);
+        if (!Expect(state, search.ReadAll() >= kEnoughEntries, "the answer was cut")) break;
+    }
+    CountAnswer(state);
+}
+
+}  // namespace
+
+void Register(const Connection &connection, int rounds) {
+    const auto ours = [&connection](void (*body)(benchmark::State &, const Connection &)) {
+        return [&connection, body](benchmark::State &state) { body(state, connection); };
+    };
+    const auto add = [](const char *name, auto body, int iterations, int repetitions) {
+        return benchmark::RegisterBenchmark(name, body)
+            ->Iterations(iterations)
+            ->Repetitions(repetitions);
+    };
+    add(kReadFloor, ReadAllFloor, 1, rounds)->UseRealTime();
+    add(kReadOurs, ours(ReadAllOurs), 1, rounds)->UseRealTime();
+    add(kStopOurs, ours(StopAfterFirst), 1, 4 * rounds)->UseManualTime();
+    add(kBaseFloor, BaseSearchFloor, 20, 4 * rounds)->UseRealTime();
+    add(kBaseOurs, ours(BaseSearchOurs), 20, 4 * rounds)->UseRealTime();
+    add(kSpawnSmall, Spawn, 100, 2 * rounds)->UseRealTime();
+    add(kSpawnLarge, Spawn, 100, 2 * rounds)
+        ->UseRealTime()
+        ->Setup(During<Resident>::Begin)
+        ->Teardown(During<Resident>::End);
+    for (auto *parse : {add(kParseFloor, ParseFloor, 1, 2 * rounds),
+                        add(kParseOurs, ours(ParseOurs), 1, 2 * rounds)}) {
+        parse->UseRealTime()
+            ->Setup(During<PreparedAnswer>::Begin)
+            ->Teardown(During<PreparedAnswer>::End);
+    }
+}
+
+}  // namespace zafo::bench

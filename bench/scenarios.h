@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "bench/connection.h"
+
+namespace zafo::bench {
+
+// The benchmarks' names: a piece of work, and which side does it.
+inline constexpr const char *kReadFloor = "read_all/floor";
+inline constexpr const char *kReadOurs = "read_all/library";
+inline constexpr const char *kStopOurs = "stop_after_first/library";
+inline constexpr const char *kBaseFloor = "base_search/floor";
+inline constexpr const char *kBaseOurs = "base_search/library";
+inline constexpr const char *kSpawnSmall = "spawn/small_process";
+inline constexpr const char *kSpawnLarge = "spawn/1_gib_resident";
+inline constexpr const char *kParseFloor = "parse/floor";
+inline constexpr const char *kParseOurs = "parse/library";
+
+// Registers every benchmark; `rounds` is how often the longest are run.
+void Register(const Connection &connection, int rounds);
+
+}  // namespace zafo::bench
