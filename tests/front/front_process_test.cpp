@@ -35,8 +35,8 @@ TEST_P(EveryTool, StartsInACleanProcess) {
         "/tmp");
     EXPECT_EQ(front.Finish().status, 0);
     const rig::FakeCall call = tools_.Calls().at(0);
-    EXPECT_THAT(call.environment,
-                ElementsAre("PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LDAPNOINIT=1", "LC_ALL=C"));
+    EXPECT_THAT(call.environment, ElementsAre("PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LDAPNOINIT=1",
+                                              "LC_ALL=C", "SASL_PATH=/usr/zafo/lib/sasl2"));
     EXPECT_EQ(call.folder, "/");
     EXPECT_EQ(call.core_limit, 0U);
     EXPECT_EQ(call.descriptors.size(), 3U);
