@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdio_ext.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -191,6 +192,8 @@ FILE *OpenChild(const char *path, char *const argv[]) {
     if (!stream) return FailNull(QLIB_ERR_OUT_OF_MEMORY);
     pipe->read.Release();
     Child child{.pid = -1, .buffer = std::make_unique_for_overwrite<char[]>(kStreamBuffer)};
+    // A stream belongs to one thread: locking it for every line is half of getdelim's time.
+    __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
     setvbuf(stream.get(), child.buffer.get(), _IOFBF, kStreamBuffer);
     OpenChildren().Add(stream.get(), std::move(child));
     const std::optional<pid_t> pid = spawner.Start(path, argv);
