@@ -109,8 +109,9 @@ class EntryReader {
     const Window window_;
     ZAFOLDAP_RESULT &result_;
     LineBuffer line_;
-    std::vector<char> base64_;  // one mark for each pair: does its value stand in base64?
-    std::string folded_;        // text of the last value while continuation lines add to it
+    int pairs_ = 0;            // of this entry, as counted here
+    std::vector<int> base64_;  // those whose value stands in base64
+    std::string folded_;       // text of the last value while continuation lines add to it
     bool is_folded_ = false;
     bool skip_continuation_ = false;
 };
@@ -152,12 +153,12 @@ int EntryReader::EndOfOutput() {
 
 EntryReader::Step EntryReader::EndOfEntry() {
     if (!FlushFolded()) return Step::kFailed;
-    const int nMarks = static_cast<int>(base64_.size());
-    if (result_.plistValue->nItem != nMarks) {
-        ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, nMarks);
+    if (result_.plistValue->nItem != pairs_) {
+        ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, pairs_);
         return Step::kFailed;
     }
     if (!DecodeValues()) return Step::kFailed;
+    pairs_ = 0;
     base64_.clear();
     const bool blInside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
@@ -188,7 +189,8 @@ EntryReader::Step EntryReader::Pair(char *szLine) {
     if (blBase64) ++szValue;
     while (IsSpace(*szValue))
         ++szValue;
-    base64_.push_back(blBase64 ? 1 : 0);
+    if (blBase64) base64_.push_back(pairs_);
+    ++pairs_;
     if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
@@ -202,8 +204,7 @@ bool EntryReader::FlushFolded() {
 
 bool EntryReader::DecodeValues() {
     std::string decoded;
-    for (int i = 0; i < static_cast<int>(base64_.size()); ++i) {
-        if (base64_[static_cast<size_t>(i)] == 0) continue;
+    for (const int i : base64_) {
         const char *szText = QLIBCSzListGet(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
         decoded.assign(cbText + 1, '\0');
