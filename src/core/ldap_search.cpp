@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -74,7 +75,7 @@ struct Window {
         return nIndex >= nFirst && (nCount == -1 || nIndex - nFirst < nCount);
     }
 
-    int nFirst;
+    int64_t nFirst;  // wider than the request's, whatever a caller puts there
     int nCount;
 };
 
