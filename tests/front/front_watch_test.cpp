@@ -156,7 +156,7 @@ TEST_F(FrontTest, KilledDuringItsStartLeavesNoTool) {
         front.Finish();
     }
     for (const rig::FakeCall &call : tools_.Calls())
-        EXPECT_TRUE(IsGoneWithin(call.pid, seconds(5)));
+        ASSERT_TRUE(IsGoneWithin(call.pid, seconds(5)));
 }
 
 class Silence : public FrontTest, public testing::WithParamInterface<const char *> {
