@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/integration/integration.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 
@@ -121,9 +121,17 @@ std::vector<std::string> StringList::Content() const {
     return content;
 }
 
+// A process that ends while its files are read gives what was read so far.
 std::string FileContent(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string content;
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return content;
+    char buffer[1 << 14];
+    for (ssize_t n = 0; (n = read(fd, buffer, sizeof buffer)) > 0;) {
+        content.append(buffer, static_cast<size_t>(n));
+    }
+    close(fd);
+    return content;
 }
 
 void WriteFile(const std::string &path, const std::string &content) {

@@ -83,6 +83,7 @@ class StringList {
     QLIBSZLIST *list_;
 };
 
+// Empty for a file that cannot be read.
 std::string FileContent(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
 
