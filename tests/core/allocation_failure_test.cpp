@@ -66,11 +66,15 @@ void ScriptEntries(rig::FakeTools &tools) {
     tools.On("ldapsearch").IgnoreSignals().Output(kEntries);
 }
 
+void ScriptSchemaOnly(rig::FakeTools &tools) {
+    tools.On("ldapsearch").IgnoreSignals().Output("dn:\nsubschemaSubentry: cn=Subschema\n\n");
+    tools.On("ldapsearch").IgnoreSignals().Output("dn: cn=s\nobjectClasses: ( 1 NAME 'top' )\n\n");
+}
+
 void ScriptServer(rig::FakeTools &tools) {
     tools.On("ldapsearch").Exit(32);
     tools.On("ldapsearch").IgnoreSignals().Output("dn: ou=macosxodconfig\n\n");
-    tools.On("ldapsearch").IgnoreSignals().Output("dn:\nsubschemaSubentry: cn=Subschema\n\n");
-    tools.On("ldapsearch").IgnoreSignals().Output("dn: cn=s\nobjectClasses: ( 1 NAME 'top' )\n\n");
+    ScriptSchemaOnly(tools);
 }
 
 const ZAFOLDAP_HOST kHost = [] {
@@ -214,6 +218,27 @@ void NoteHost(Outcome &outcome, ZAFOLDAP_HOST *host) {
     ZAFOLDAPHostFree(host);
 }
 
+void RunSupportedSchema(Outcome &outcome) {
+    ZAFOLDAP_HOST host = kHost;
+    outcome.result = ZAFOLDAPHostGetSupportedSchema(&host);
+    FailingAllocator::StopFailing();
+    if (outcome.result == 0) outcome.Note("%x", host.nSchema);
+}
+
+// The file holds the old connection or the new one, never anything else.
+void RunBrowserConfSet(Outcome &outcome) {
+    ZAFOLDAP_HOST host = kHost;
+    host.szUri = "other";
+    outcome.result = ZAFOLDAPBrowserConfSet(&host, "ann");
+    FailingAllocator::StopFailing();
+    QLIBSZHASH *pairs = QLIBCSzHashAlloc(16);
+    QLIBCFileGetSection(kBrowserConf, "ann", pairs);
+    const char *uri = QLIBCSzHashGetValue(pairs, "uri");
+    outcome.Note("%s", outcome.result == 0 ? uri : "");
+    if (uri == nullptr) outcome.result = -99;
+    QLIBCSzHashFree(pairs);
+}
+
 void RunBrowserConfig(Outcome &outcome) {
     ZAFOLDAP_HOST host{};
     outcome.result = ZAFOLDAPHostInitByBrowserConfig(&host, "ann");
@@ -252,6 +277,8 @@ const std::vector<Call> &Calls() {
         {"SearchObjectClasses", ScriptEntries, RunObjectClasses, {-1}, kStart},
         {"Modify", NoScript, RunModify, {-1}, kStart},
         {"BrowserCheckServerType", ScriptServer, RunServerType, {-1}, kStart, kServer},
+        {"HostGetSupportedSchema", ScriptSchemaOnly, RunSupportedSchema, {-1, -2, -3}, kStart},
+        {"BrowserConfSet", NoScript, RunBrowserConfSet, {-1}, {0x0200, 0x0900, 0x0B00}},
         // 0: the record is filled, the server could not be asked. A section that cannot
         // be read counts as missing.
         {"HostInitByBrowserConfig",

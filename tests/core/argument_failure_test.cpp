@@ -13,6 +13,7 @@
 
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
+#include "tests/core/variadic_writers.h"
 #include "tests/meta/source_tree.h"
 
 namespace zafo::core_test {
@@ -80,22 +81,6 @@ struct Arguments {
 template <class T>
 T *Unless(bool bad, T *pointer) {
     return bad ? nullptr : pointer;
-}
-
-int VAttr(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = ZAFOLDAPLdifVAttr(ldif, attribute, format, args);
-    va_end(args);
-    return result;
-}
-
-int VAttr64(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = ZAFOLDAPLdifVAttr64(ldif, attribute, format, args);
-    va_end(args);
-    return result;
 }
 
 int StopAtOnce(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *, const ZAFOLDAP_RESULT *,

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 #include "platform/file.h"
 #include "tests/core/core_fixture.h"
@@ -34,11 +33,6 @@ class ConnectionTest : public CoreTest {
         std::filesystem::remove(std::string(kBrowserConf) + ".lock");
     }
     static void Write(const char *path, const std::string &text) { std::ofstream(path) << text; }
-    static std::string Read(const char *path) {
-        std::ostringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    }
 
     // The pairs of a saved connection.
     static std::map<std::string, std::string> Section(const char *name) {
@@ -61,16 +55,6 @@ class ConnectionTest : public CoreTest {
     void ScriptSchema(const std::string &lines) {
         tools_.On("ldapsearch").IgnoreSignals().Output("dn:\nsubschemaSubentry: cn=Subschema\n\n");
         tools_.On("ldapsearch").IgnoreSignals().Output("dn: cn=Subschema\n" + lines + "\n");
-    }
-
-    // The five string fields by attribute number; "-" stands for NULL.
-    Texts Fields() const {
-        Texts fields;
-        for (const char *field : {record_.szUri, record_.szBaseDN, record_.szBindDN,
-                                  record_.szBindPasswd, record_.szLoginSuffix}) {
-            fields.emplace_back(field == nullptr ? "-" : field);
-        }
-        return fields;
     }
 
     ZAFOLDAP_HOST record_{};

@@ -102,6 +102,21 @@ Texts Items(const QLIBSZLIST *list) {
     return items;
 }
 
+Texts FieldsOf(const ZAFOLDAP_HOST &host) {
+    Texts fields;
+    for (const char *field :
+         {host.szUri, host.szBaseDN, host.szBindDN, host.szBindPasswd, host.szLoginSuffix}) {
+        fields.emplace_back(field == nullptr ? "-" : field);
+    }
+    return fields;
+}
+
+std::string ContentOf(const std::string &path) {
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
 Texts List::Items() const {
     return core_test::Items(list_);
 }

@@ -79,6 +79,13 @@ class List {
 };
 
 Texts Items(const QLIBSZLIST *list);
+
+// The five string fields by attribute number; "-" stands for NULL.
+Texts FieldsOf(const ZAFOLDAP_HOST &host);
+
+// A file's text; empty when it cannot be read.
+std::string ContentOf(const std::string &path);
+
 Entry PairsOf(const ZAFOLDAP_RESULT &result);
 
 // A request of the test's own, initialised with an attribute list.

@@ -144,7 +144,7 @@ class DebugModify : public DebugSwitch {
 TEST_F(DebugModify, KeepsTheChangeFileForInspection) {
     EXPECT_EQ(Run(), 0);
     EXPECT_STREQ(ldif_.szPath, "");
-    EXPECT_EQ(Read(path_.c_str()), "dn: dc=a\ncn: x\n");
+    EXPECT_EQ(ContentOf(path_), "dn: dc=a\ncn: x\n");
 }
 
 TEST_F(DebugModify, KeepsAnEmptyChangeFileToo) {

@@ -59,7 +59,7 @@ TEST_F(BrowserConf, FileIsPrivateAndHoldsNoClearPassword) {
     struct stat status {};
     ASSERT_EQ(stat(kBrowserConf, &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600u);
-    EXPECT_THAT(Read(kBrowserConf), Not(HasSubstr("clear-secret")));
+    EXPECT_THAT(ContentOf(kBrowserConf), Not(HasSubstr("clear-secret")));
 }
 
 TEST_F(BrowserConf, NullFieldsKeepTheirKeys) {
@@ -90,8 +90,8 @@ TEST_F(BrowserConf, OtherConnectionsCommentsAndUnknownKeysStay) {
     EXPECT_EQ(Section("ann"), (std::map<std::string, std::string>{{"uri", "a"}}));
     EXPECT_EQ(Section("root")["note"], "kept");
     EXPECT_EQ(Section("root")["uri"], "server");
-    EXPECT_THAT(Read(kBrowserConf), HasSubstr("# ours\n"));
-    EXPECT_THAT(Read(kBrowserConf), HasSubstr("; note\n"));
+    EXPECT_THAT(ContentOf(kBrowserConf), HasSubstr("# ours\n"));
+    EXPECT_THAT(ContentOf(kBrowserConf), HasSubstr("; note\n"));
 }
 
 TEST_F(BrowserConf, EmptySectionIsFilled) {
@@ -119,19 +119,19 @@ TEST_F(BrowserConf, LongestPasswordFitsAndALongerOneIsRefused) {
     host_.szBindPasswd = longest.c_str();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0);
     EXPECT_EQ(Deciphered(Section("root")["bindpw"]), longest);
-    const std::string before = Read(kBrowserConf);
+    const std::string before = ContentOf(kBrowserConf);
     host_.szBindPasswd = longer.c_str();
     host_.szUri = "other";
     EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), -1);
     EXPECT_THAT(log_.Messages(),
                 ElementsAre(MatchesRegex("ldap_browser_conf\\.cpp:[0-9]+ Encrypt password failed! "
                                          "\\[0x0D00\\]")));
-    EXPECT_EQ(Read(kBrowserConf), before);
+    EXPECT_EQ(ContentOf(kBrowserConf), before);
 }
 
 TEST_F(BrowserConf, UnknownTransportSecurityIsRefused) {
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0);
-    const std::string before = Read(kBrowserConf);
+    const std::string before = ContentOf(kBrowserConf);
     for (int type : {-1, 3}) {
         host_.nSSLType = type;
         host_.szUri = "other";
@@ -139,7 +139,7 @@ TEST_F(BrowserConf, UnknownTransportSecurityIsRefused) {
         EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), -1);
         EXPECT_THAT(log_.Messages(),
                     ElementsAre(MatchesRegex("ldap_browser_conf\\.cpp:[0-9]+ Bad parameters\\.")));
-        EXPECT_EQ(Read(kBrowserConf), before);
+        EXPECT_EQ(ContentOf(kBrowserConf), before);
     }
 }
 
@@ -151,7 +151,7 @@ TEST_F(BrowserConf, DamagedFileIsReportedAndLeftAlone) {
     EXPECT_THAT(LibraryMessages(),
                 ElementsAre(MatchesRegex("ldap_browser_conf\\.cpp:[0-9]+ save borwser conf "
                                          "\\[root\\] failed! \\[0x0F00\\]")));
-    EXPECT_EQ(Read(kBrowserConf), damaged);
+    EXPECT_EQ(ContentOf(kBrowserConf), damaged);
 }
 
 TEST_F(BrowserConf, MissingFolderIsReported) {

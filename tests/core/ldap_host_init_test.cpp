@@ -35,7 +35,7 @@ TEST_F(InitByBrowserConfig, FillsTheRecordAndAsksTheServer) {
               Enciphered("p w") + "\n");
     ScriptWholeServer();
     EXPECT_EQ(Run(), 1);
-    EXPECT_THAT(Fields(), ElementsAre("server:389", "dc=x", "cn=a,dc=x", "p w", "x.org"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("server:389", "dc=x", "cn=a,dc=x", "p w", "x.org"));
     EXPECT_EQ(record_.nSSLType, 2);
     EXPECT_EQ(record_.nServerType, 1);
     EXPECT_EQ(record_.nSchema, 0x0020u);
@@ -46,7 +46,7 @@ TEST_F(InitByBrowserConfig, AbsentKeysAreUnset) {
     Write(kBrowserConf, "[ann]\nuri=server\n");
     ScriptWholeServer();
     EXPECT_EQ(Run("ann"), 1);
-    EXPECT_THAT(Fields(), ElementsAre("server", "-", "-", "-", "-"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("server", "-", "-", "-", "-"));
     EXPECT_EQ(record_.nSSLType, 0);
 }
 
@@ -58,7 +58,8 @@ TEST_F(InitByBrowserConfig, ReadsBackWhatWasSaved) {
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(&host_, "ann"), 0);
     ScriptWholeServer();
     EXPECT_EQ(Run("ann"), 1);
-    EXPECT_THAT(Fields(), ElementsAre("server", "dc=example,dc=com", "cn=a", "", " suffix "));
+    EXPECT_THAT(FieldsOf(record_),
+                ElementsAre("server", "dc=example,dc=com", "cn=a", "", " suffix "));
     EXPECT_EQ(record_.nSSLType, 1);
 }
 
@@ -80,7 +81,7 @@ TEST_F(InitByBrowserConfig, MissingOrUnreadableSectionIsNotFound) {
         EXPECT_EQ(QLIBCErrGet(), 0x2200);
         EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
         EXPECT_EQ(ZAFOLDAPHostFree(&record_), 0);
-        EXPECT_EQ(Read(kBrowserConf), row.text != nullptr ? row.text : "");
+        EXPECT_EQ(ContentOf(kBrowserConf), row.text != nullptr ? row.text : "");
     }
     EXPECT_THAT(LibraryMessages(), IsEmpty()) << "logged while debugging only";
     EXPECT_TRUE(tools_.Calls().empty());
@@ -106,7 +107,7 @@ TEST_F(InitByBrowserConfig, ServerThatCannotBeClassifiedStillGivesTheRecord) {
     Write(kBrowserConf, "[root]\nuri=server\nbasedn=dc=x\n");
     tools_.On("ldapsearch").Exit(255);
     EXPECT_EQ(Run(), 0);
-    EXPECT_THAT(Fields(), ElementsAre("server", "dc=x", "-", "-", "-"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("server", "dc=x", "-", "-", "-"));
     EXPECT_EQ(ZAFOLDAPErrGet(), 255);
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
@@ -163,7 +164,7 @@ TEST_F(InitByBindConfig, ReadsTheVariantsOfTheClientBinding) {
         ScriptWholeServer();
         Write(kNslcdConf, binding.nslcd);
         EXPECT_EQ(Run(), 1);
-        EXPECT_EQ(Fields(), binding.fields);
+        EXPECT_EQ(FieldsOf(record_), binding.fields);
         EXPECT_EQ(record_.nSSLType, binding.ssl);
         EXPECT_EQ(record_.nServerType, 1);
         EXPECT_EQ(record_.nSchema, 0x0020u);
@@ -241,7 +242,7 @@ TEST_F(InitByBindConfig, AbsentKeysAreUnset) {
     Write(kNslcdConf, "ssl start_tls\n");
     Write(kClientConf, "login_suffix=corp.example\n");
     EXPECT_EQ(Run(), 0) << "without an address no server can be asked";
-    EXPECT_THAT(Fields(), ElementsAre("-", "-", "-", "-", "corp.example"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("-", "-", "-", "-", "corp.example"));
     EXPECT_EQ(record_.nSSLType, 2);
 }
 

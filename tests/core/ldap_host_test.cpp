@@ -23,16 +23,6 @@ class Host : public CoreTest {
         }
     }
 
-    // The five string fields by attribute number; "-" stands for NULL.
-    static Texts Fields(const ZAFOLDAP_HOST &host) {
-        Texts fields;
-        for (const char *field :
-             {host.szUri, host.szBaseDN, host.szBindDN, host.szBindPasswd, host.szLoginSuffix}) {
-            fields.push_back(field == nullptr ? "-" : field);
-        }
-        return fields;
-    }
-
     ZAFOLDAP_HOST record_;
 };
 
@@ -40,7 +30,7 @@ TEST_F(Host, IsZeroedWithRoomForItsStringsAfterInit) {
     ZAFOLDAP_HOST host;
     std::memset(&host, 0xA5, sizeof host);
     ASSERT_EQ(ZAFOLDAPHostInit(&host), 0);
-    EXPECT_THAT(Fields(host), ElementsAre("-", "-", "-", "-", "-"));
+    EXPECT_THAT(FieldsOf(host), ElementsAre("-", "-", "-", "-", "-"));
     EXPECT_EQ(host.nServerType, 0);
     EXPECT_EQ(host.nSchema, 0u);
     EXPECT_EQ(host.nSSLType, 0);
@@ -51,7 +41,7 @@ TEST_F(Host, IsZeroedWithRoomForItsStringsAfterInit) {
 
 TEST_F(Host, FieldsAreTheItemsOfTheirNumbers) {
     FillAll();
-    EXPECT_THAT(Fields(record_),
+    EXPECT_THAT(FieldsOf(record_),
                 ElementsAre("server:389", "dc=com", "cn=admin", "secret", "example.com"));
     EXPECT_THAT(Items(record_.plistBuffer),
                 ElementsAre("server:389", "dc=com", "cn=admin", "secret", "example.com"));
@@ -62,10 +52,10 @@ TEST_F(Host, SettingNullUnsetsOneFieldAndKeepsTheOthers) {
     FillAll();
     for (int attr = 0; attr < LDAP_HOST_ATTR_MAX; ++attr) {
         SCOPED_TRACE(attr);
-        Texts expected = Fields(record_);
+        Texts expected = FieldsOf(record_);
         expected.at(static_cast<size_t>(attr)).assign(1, '-');
         EXPECT_EQ(ZAFOLDAPHostSet(&record_, attr, nullptr), 0);
-        EXPECT_EQ(Fields(record_), expected);
+        EXPECT_EQ(FieldsOf(record_), expected);
         EXPECT_STREQ(QLIBCSzListGet(record_.plistBuffer, attr), "");
         EXPECT_EQ(record_.plistBuffer->nItem, 5);
     }
@@ -75,19 +65,19 @@ TEST_F(Host, UnsetFieldStaysUnsetWhileOthersAreSet) {
     FillAll();
     ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_BINDDN, nullptr);
     ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_URI, "other");
-    EXPECT_THAT(Fields(record_), ElementsAre("other", "dc=com", "-", "secret", "example.com"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("other", "dc=com", "-", "secret", "example.com"));
 }
 
 TEST_F(Host, EmptyTextIsAValue) {
     ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_BINDPW, "");
-    EXPECT_THAT(Fields(record_), ElementsAre("-", "-", "-", "", "-"));
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("-", "-", "-", "", "-"));
 }
 
 TEST_F(Host, FieldsFollowTheListWhenItMoves) {
     FillAll();
     const std::string large(1 << 20, 'x');
     EXPECT_EQ(ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_BASEDN, large.c_str()), 0);
-    EXPECT_THAT(Fields(record_),
+    EXPECT_THAT(FieldsOf(record_),
                 ElementsAre("server:389", large, "cn=admin", "secret", "example.com"));
 }
 
@@ -95,19 +85,19 @@ TEST_F(Host, ValueMayBeOneOfItsOwnFields) {
     FillAll();
     EXPECT_EQ(ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_URI, record_.szUri + 7), 0);
     EXPECT_EQ(ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_BASEDN, record_.szLoginSuffix), 0);
-    EXPECT_THAT(Fields(record_),
+    EXPECT_THAT(FieldsOf(record_),
                 ElementsAre("389", "example.com", "cn=admin", "secret", "example.com"));
 }
 
 TEST_F(Host, AttributeOutsideTheRangeChangesNothing) {
     FillAll();
-    const Texts before = Fields(record_);
+    const Texts before = FieldsOf(record_);
     for (int attr : {-1, 5, -1000, 1000}) {
         QLIBCErrSet(kStalePlatformCode);
         EXPECT_EQ(ZAFOLDAPHostSet(&record_, attr, "x"), -1) << attr;
         EXPECT_EQ(QLIBCErrGet(), 0x0D00) << attr;
     }
-    EXPECT_EQ(Fields(record_), before);
+    EXPECT_EQ(FieldsOf(record_), before);
 }
 
 TEST_F(Host, FreeZeroesTheRecord) {
@@ -127,7 +117,7 @@ TEST_F(Host, CloneCopiesAllFieldsAndTheBuffer) {
     record_.nSSLType = 1;
     ZAFOLDAP_HOST clone;
     ASSERT_EQ(ZAFOLDAPHostClone(&clone, &record_), 0);
-    EXPECT_EQ(Fields(clone), Fields(record_));
+    EXPECT_EQ(FieldsOf(clone), FieldsOf(record_));
     EXPECT_EQ(clone.nServerType, 2);
     EXPECT_EQ(clone.nSchema, 0x1FFFu);
     EXPECT_EQ(clone.nSSLType, 1);
@@ -135,7 +125,7 @@ TEST_F(Host, CloneCopiesAllFieldsAndTheBuffer) {
     EXPECT_EQ(Items(clone.plistBuffer), Items(record_.plistBuffer));
     EXPECT_EQ(clone.szUri, record_.szUri) << "its strings are the source's until they are set";
     ZAFOLDAPHostFree(&clone);
-    EXPECT_THAT(Fields(record_),
+    EXPECT_THAT(FieldsOf(record_),
                 ElementsAre("server:389", "dc=com", "cn=admin", "-", "example.com"));
 }
 
@@ -143,12 +133,12 @@ TEST_F(Host, CloneBecomesIndependentWhenEachAttributeIsSetAgain) {
     FillAll();
     ZAFOLDAP_HOST clone;
     ASSERT_EQ(ZAFOLDAPHostClone(&clone, &record_), 0);
-    const Texts values = Fields(record_);
+    const Texts values = FieldsOf(record_);
     for (int attr = 0; attr < LDAP_HOST_ATTR_MAX; ++attr) {
         ASSERT_EQ(ZAFOLDAPHostSet(&clone, attr, values[static_cast<size_t>(attr)].c_str()), 0);
     }
     ZAFOLDAPHostFree(&record_);
-    EXPECT_EQ(Fields(clone), values);
+    EXPECT_EQ(FieldsOf(clone), values);
     ZAFOLDAPHostFree(&clone);
 }
 

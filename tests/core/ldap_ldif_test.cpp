@@ -10,20 +10,14 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
+#include "tests/core/variadic_writers.h"
 
 namespace zafo::core_test {
 namespace {
-
-std::string ContentOf(const std::string &path) {
-    std::ostringstream content;
-    content << std::ifstream(path).rdbuf();
-    return content.str();
-}
 
 void WriteFile(const std::string &path, const std::string &content) {
     std::ofstream(path) << content;
@@ -80,22 +74,6 @@ struct Writer {
     std::string text;
     int attributes;
 };
-
-int VAttr(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = ZAFOLDAPLdifVAttr(ldif, attribute, format, args);
-    va_end(args);
-    return result;
-}
-
-int VAttr64(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = ZAFOLDAPLdifVAttr64(ldif, attribute, format, args);
-    va_end(args);
-    return result;
-}
 
 const std::vector<Writer> &Writers() {
     static const std::vector<Writer> kWriters = {
