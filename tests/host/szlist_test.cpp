@@ -329,9 +329,9 @@ TEST(SzList, StaysAsItIsWhenMemoryRunsOut) {
     list.Fill({"first", large, "last"});
     const QLIBSZLIST *address = list;
     const QLIBSZLIST header = *address;
+    const std::string text(header.cbBlock * 2, 'y');
     {
         const AddressSpaceLimit limit(1 << 20);
-        const std::string &text = large;
         QLIBCErrSet(0);
         EXPECT_EQ(QLIBCSzListPush(list.Address(), text.c_str()), -1);
         EXPECT_EQ(QLIBCErrGet(), 0x0200);
