@@ -22,7 +22,8 @@ struct Case {
     bool base_as_is = false;
     int size_limit = 0;
     Text scope, extra, filter;
-    std::optional<Texts> attributes;
+    bool with_list = true;
+    Texts attributes;
 };
 
 void PrintTo(const Case &c, std::ostream *out) {
@@ -31,7 +32,7 @@ void PrintTo(const Case &c, std::ostream *out) {
          << show(c.password) << " host base " << show(c.host_base) << " base " << show(c.base)
          << " as is " << c.base_as_is << " limit " << c.size_limit << " scope " << show(c.scope)
          << " extra " << show(c.extra) << " filter " << show(c.filter) << " attributes "
-         << (c.attributes ? std::to_string(c.attributes->size()) : "NULL");
+         << (c.with_list ? std::to_string(c.attributes.size()) : "NULL");
 }
 
 // Where to search: a relative base hangs below the connection's.
@@ -58,7 +59,7 @@ Texts ExpectedArguments(const Case &c) {
     if (c.scope) option("-s", *c.scope);
     if (c.extra) argv.push_back(*c.extra);
     if (c.filter) argv.push_back(*c.filter);
-    if (c.attributes) argv.insert(argv.end(), c.attributes->begin(), c.attributes->end());
+    argv.insert(argv.end(), c.attributes.begin(), c.attributes.end());
     return argv;
 }
 
@@ -82,11 +83,9 @@ class Records {
         host.szBindDN = pointer(c.bind_dn);
         host.szBindPasswd = pointer(c.password);
         host.szBaseDN = pointer(c.host_base);
-        ZAFOLDAPSearchRequestInit(&request, c.attributes.has_value());
-        if (c.attributes) {
-            for (const std::string &name : *c.attributes) {
-                QLIBCSzListPush(&request.plistAttr, name.c_str());
-            }
+        ZAFOLDAPSearchRequestInit(&request, c.with_list);
+        for (const std::string &name : c.attributes) {
+            QLIBCSzListPush(&request.plistAttr, name.c_str());
         }
         request.szBase = pointer(c.base);
         request.blBaseAsIs = c.base_as_is;
@@ -124,10 +123,14 @@ void ForEachConnection(Use use) {
 
 template <class Use>
 void ForEachRequest(const Case &connection, Use use) {
-    const std::vector<std::optional<Texts>> lists = {std::nullopt, Texts{}, Texts{"uid", "cn;x"}};
-    const Texts words = {"base", "as is", "limit", "scope", "extra", "filter"};
-    for (unsigned bits = 0; bits < 1u << words.size(); ++bits) {
-        for (const auto &list : lists) {
+    struct Attributes {
+        bool with_list;
+        Texts names;
+    };
+    const std::vector<Attributes> lists = {{false, {}}, {true, {}}, {true, {"uid", "cn;x"}}};
+    constexpr unsigned kFields = 6;
+    for (unsigned bits = 0; bits < 1u << kFields; ++bits) {
+        for (const auto &[with_list, names] : lists) {
             Case c = connection;
             if (bits & 1) c.base = "cn=users";
             c.base_as_is = bits & 2;
@@ -135,7 +138,8 @@ void ForEachRequest(const Case &connection, Use use) {
             if (bits & 8) c.scope = "baseObject";
             if (bits & 16) c.extra = "(extra=1)";
             if (bits & 32) c.filter = "(&(uid=ann)(cn=*))";
-            c.attributes = list;
+            c.with_list = with_list;
+            c.attributes = names;
             use(c);
         }
     }
@@ -211,7 +215,7 @@ TEST_F(SearchCommand, TextsThatMeanSomethingToAShellOrToPrintfStayAsTheyAre) {
     c.host_base = "dc=%n";
     c.base = "ou=Zo\xc3\xab\n";
     c.filter = "(cn=*;rm -rf /)";
-    c.attributes = Texts{"-f", "", "%s"};
+    c.attributes = {"-f", "", "%s"};
     Run(c);
     EXPECT_EQ(tools_.Calls().at(0).argv, ExpectedArguments(c));
 }
@@ -234,9 +238,9 @@ TEST_F(SearchCommand, UnknownTransportSecurityIsPlain) {
 
 TEST_F(SearchCommand, ManyAttributesAreAllPassedInOrder) {
     Case c;
-    c.attributes = Texts{};
+    c.attributes = {};
     for (int i = 0; i < 3000; ++i)
-        c.attributes->push_back("attribute" + std::to_string(i));
+        c.attributes.push_back("attribute" + std::to_string(i));
     Run(c);
     EXPECT_EQ(tools_.Calls().at(0).argv, ExpectedArguments(c));
 }
@@ -277,7 +281,7 @@ TEST_F(SearchCommand, PrintedLineIsCutToEverySizeOfBuffer) {
     c.bind_dn = "cn=ann";
     c.password = "pw";
     c.filter = "(uid=ann)";
-    c.attributes = Texts{"uid"};
+    c.attributes = {"uid"};
     const std::string whole = ExpectedCommand(c);
     for (size_t size = 1; size <= whole.size() + 2; ++size) {
         EXPECT_EQ(Command(c, size), whole.substr(0, size - 1)) << size;

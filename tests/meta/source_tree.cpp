@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/meta/source_tree.h"
 
+#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <stdexcept>
 
 namespace zafo::meta {
@@ -45,22 +45,28 @@ bool HasComment(const std::vector<std::string> &lines, size_t declaration) {
     return false;
 }
 
+std::string NameBeforeBracket(const std::string &declaration) {
+    const size_t end = declaration.find('(');
+    size_t begin = end;
+    while (begin > 0 && (std::isalnum(declaration[begin - 1]) || declaration[begin - 1] == '_')) {
+        --begin;
+    }
+    return declaration.substr(begin, end - begin);
+}
+
 }  // namespace
 
 std::vector<Declaration> ExportedDeclarations() {
-    static const std::regex kFunction(R"(^ZAFOLDAP_API\b.*?\b(ZAFOLDAP\w+)\()");
     std::vector<Declaration> found;
     for (const fs::path &file : FilesBelow(kSourceDir / "include")) {
         const std::vector<std::string> lines = Lines(file);
         for (size_t i = 0; i < lines.size(); ++i) {
-            std::smatch match;
+            if (!lines[i].starts_with("ZAFOLDAP_API")) continue;
             // The name may stand on the line after the linkage when the type is long.
-            const std::string text =
-                i + 1 < lines.size() ? lines[i] + " " + lines[i + 1] : lines[i];
-            if (lines[i].starts_with("ZAFOLDAP_API") && std::regex_search(text, match, kFunction)) {
-                found.push_back({match[1], file.lexically_relative(kSourceDir),
-                                 static_cast<int>(i) + 1, HasComment(lines, i)});
-            }
+            const std::string next = i + 1 < lines.size() ? lines[i + 1] : "";
+            found.push_back({NameBeforeBracket(lines[i] + " " + next),
+                             file.lexically_relative(kSourceDir), static_cast<int>(i) + 1,
+                             HasComment(lines, i)});
         }
     }
     return found;
