@@ -42,14 +42,12 @@ class Connection {
 // A search over whole DNs, ended on every path.
 class Search {
   public:
-    Search(const Connection &connection, const char *base, const char *scope, const char *filter,
-           int size_limit = 0) {
+    Search(const Connection &connection, const char *base, const char *scope, const char *filter) {
         ZAFOLDAPSearchRequestInit(&request_, 0);
         request_.blBaseAsIs = 1;
         request_.szBase = base;
         request_.szScope = scope;
         request_.szFilter = filter;
-        request_.nSizeLimit = size_limit;
         if (ZAFOLDAPSearchInit(connection.get(), &request_, &entry_) != 0) {
             Free();
             throw std::runtime_error("the search tool cannot be started");

@@ -31,8 +31,10 @@ int main(int argc, char **argv) {
     const int wanted = std::atoi(argv[1]);
     try {
         const zafo::bench::Connection connection;
-        zafo::bench::Search search(connection, zafo::bench::kUsersBase, "one",
-                                   zafo::bench::kUsersFilter, wanted);
+        // The users' numbers begin at 20000.
+        const std::string filter =
+            "(&(uidNumber>=20000)(uidNumber<=" + std::to_string(20000 + wanted - 1) + "))";
+        zafo::bench::Search search(connection, zafo::bench::kUsersBase, "one", filter.c_str());
         int entries = 0;
         while (search.Next() == 1)
             ++entries;
