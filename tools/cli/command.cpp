@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/command.h"
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+const std::vector<Option> &CommonOptions() {
+    static const std::vector<Option> kOptions = {
+        {.name = "connection",
+         .letter = 'c',
+         .value = "NAME",
+         .help = "the saved connection to use (default: root)",
+         .kind = Kind::kConnection},
+        {.name = "format",
+         .value = "FORM",
+         .help = "how results are printed: table (default), plain (values between tabs, no "
+                 "heading), csv, json, ldif (directory entries only)",
+         .choices = {"table", "plain", "csv", "json", "ldif"}},
+        {.name = "json", .help = "short for --format json"},
+        {.name = "fields",
+         .value = "A,B,…",
+         .help = "print only these fields (columns, attributes), in this order"},
+        {.name = "quiet", .letter = 'q', .help = "no notes, only errors"},
+        {.name = "verbose",
+         .letter = 'v',
+         .help = "say what is done; twice (-vv): also the command lines of the tools, with "
+                 "passwords masked",
+         .repeatable = true},
+        {.name = "dry-run",
+         .letter = 'n',
+         .help = "print what would be changed and the checks, change nothing"},
+        {.name = "yes", .letter = 'y', .help = "do not ask before something is deleted"},
+        {.name = "no-input", .help = "never ask for anything: fail instead"},
+        {.name = "color",
+         .value = "WHEN",
+         .help = "colour messages and headings: auto (default: on a terminal), always, never",
+         .choices = {"auto", "always", "never"}},
+        {.name = "help", .letter = 'h', .help = "print help"},
+        {.name = "version", .help = "print the version"},
+    };
+    return kOptions;
+}
+
+const std::vector<ExitCode> &CommonExitCodes() {
+    static const std::vector<ExitCode> kCodes = {
+        {0, "done"},
+        {1, "failed, or the answer is incomplete"},
+        {2, "wrong usage, or a confirmation or password was needed and could not be asked for"},
+        {3, "not found"},
+        {4, "authentication failed or not permitted"},
+        {5, "exists already"},
+        {6, "the server cannot be reached, or did not answer in time"},
+        {7, "partly done"},
+        {8, "busy: somebody else is doing this"},
+        {130, "interrupted (Ctrl-C)"},
+    };
+    return kCodes;
+}
+
+const Option &PasswordStdinOption() {
+    static const Option kOption{.name = "password-stdin",
+                                .help = "read the password from standard input"};
+    return kOption;
+}
+
+const Option &PasswordFileOption() {
+    static const Option kOption{
+        .name = "password-file",
+        .value = "FILE",
+        .help = "read the password from a file that only its owner can read",
+        .kind = Kind::kFile};
+    return kOption;
+}
+
+std::string FullName(const Command &command) {
+    std::string name(command.noun);
+    if (!command.verb.empty()) name.append(" ").append(command.verb);
+    return name;
+}
+
+const Command *FindCommand(const Program &program, std::string_view noun, std::string_view verb) {
+    const auto found = std::ranges::find_if(program.commands, [&](const Command &command) {
+        return command.noun == noun &&
+               (command.verb == verb || std::ranges::count(command.aliases, verb) > 0);
+    });
+    return found == program.commands.end() ? nullptr : &*found;
+}
+
+std::vector<const Command *> CommandsOf(const Program &program, std::string_view noun) {
+    std::vector<const Command *> commands;
+    for (const Command &command : program.commands) {
+        if (command.noun == noun) commands.push_back(&command);
+    }
+    return commands;
+}
+
+}  // namespace zafo::cli

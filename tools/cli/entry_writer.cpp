@@ -1,0 +1,351 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/entry_writer.h"
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/table_writer.h"
+
+#include <strings.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+// Attributes whose values are not text though their first bytes may look like it.
+constexpr std::string_view kBinaryAttributes[] = {
+    "jpegPhoto",
+    "photo",
+    "audio",
+    "userCertificate",
+    "cACertificate",
+    "userPKCS12",
+    "userSMIMECertificate",
+    "certificateRevocationList",
+    "authorityRevocationList",
+    "crossCertificatePair",
+    "objectSid",
+    "objectGUID",
+    "krbPrincipalKey",
+    "krbExtraData",
+    "thumbnailPhoto",
+};
+
+bool SameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+std::string_view WithoutOptions(std::string_view name) {
+    return name.substr(0, name.find(';'));
+}
+
+// A column named "cn" also takes "cn;lang-de"; one named "cn;lang-de" only that.
+bool Matches(std::string_view column, std::string_view name) {
+    return SameName(column, name) || SameName(column, WithoutOptions(name));
+}
+
+std::string BytesShown(std::string_view value) {
+    return fmt::format("<binary: {}>", Base64(value));
+}
+
+// As an item of a list whose separator is "|".
+std::string ListItem(std::string_view value) {
+    std::string item;
+    for (const char c : value) {
+        if (c == '|') item += '\\';
+        item += c;
+    }
+    return item;
+}
+
+template <typename Visit>
+void ForEachValue(const Entry &entry, std::string_view column, Visit visit) {
+    if (SameName(column, "dn")) {
+        visit(std::string_view("dn"), entry.dn);
+        return;
+    }
+    for (const Attribute &attribute : entry.attributes) {
+        if (!Matches(column, attribute.name)) continue;
+        for (std::string_view value : attribute.values)
+            visit(attribute.name, value);
+    }
+}
+
+// The attributes that the columns ask for, in their order; all without columns.
+std::vector<const Attribute *> Wanted(const Entry &entry, const std::vector<std::string> &columns) {
+    std::vector<const Attribute *> wanted;
+    if (columns.empty()) {
+        for (const Attribute &attribute : entry.attributes)
+            wanted.push_back(&attribute);
+    }
+    for (const std::string &column : columns) {
+        for (const Attribute &attribute : entry.attributes) {
+            if (Matches(column, attribute.name)) wanted.push_back(&attribute);
+        }
+    }
+    return wanted;
+}
+
+void AppendJsonString(std::string &json, std::string_view text) {
+    json += JsonText(text);
+}
+
+void AppendJsonValue(std::string &json, std::string_view name, std::string_view value) {
+    if (!IsBinary(name, value)) {
+        AppendJsonString(json, value);
+        return;
+    }
+    json += R"({"binary":true,"base64_prefix":")";
+    json += Base64(value);
+    json += "\"}";
+}
+
+class JsonEntries final : public EntryWriter {
+  public:
+    JsonEntries(JsonDocument &document, std::vector<std::string> columns)
+        : document_(document), columns_(std::move(columns)) {
+        document_.OpenArray();
+    }
+
+    static std::string Text(const Entry &entry, const std::vector<std::string> &columns) {
+        std::string json = R"({"dn":)";
+        AppendJsonString(json, entry.dn);
+        json += R"(,"attributes":{)";
+        const char *separator = "";
+        for (const Attribute *attribute : Wanted(entry, columns)) {
+            json += separator;
+            separator = ",";
+            AppendJsonString(json, attribute->name);
+            json += ":[";
+            for (size_t i = 0; i < attribute->values.size(); ++i) {
+                if (i > 0) json += ',';
+                AppendJsonValue(json, attribute->name, attribute->values[i]);
+            }
+            json += ']';
+        }
+        return json + "}}";
+    }
+
+    void Write(const Entry &entry) override { document_.Element(Text(entry, columns_)); }
+    void Finish(bool ok, bool complete) override { document_.CloseArray(ok, complete); }
+
+  private:
+    JsonDocument &document_;
+    std::vector<std::string> columns_;
+};
+
+class JsonEntry final : public EntryWriter {
+  public:
+    JsonEntry(JsonDocument &document, std::vector<std::string> columns)
+        : document_(document), columns_(std::move(columns)) {}
+
+    void Write(const Entry &entry) override {
+        document_.Whole(Json::parse(JsonEntries::Text(entry, columns_)));
+    }
+    void Finish(bool, bool) override {}
+
+  private:
+    JsonDocument &document_;
+    std::vector<std::string> columns_;
+};
+
+class LdifEntries final : public EntryWriter {
+  public:
+    LdifEntries(Streams &streams, std::vector<std::string> columns)
+        : streams_(streams), columns_(std::move(columns)) {}
+
+    void Write(const Entry &entry) override {
+        std::string text = LdifLine("dn", entry.dn);
+        for (const Attribute *attribute : Wanted(entry, columns_)) {
+            for (std::string_view value : attribute->values) {
+                text += LdifLine(attribute->name, value);
+            }
+        }
+        streams_.Out(text + "\n");
+    }
+    void Finish(bool, bool complete) override {
+        if (!complete) streams_.Out("# the answer is incomplete\n");
+    }
+
+  private:
+    Streams &streams_;
+    std::vector<std::string> columns_;
+};
+
+// One line for each entry, between tabs or as CSV; without columns one for each value.
+class SeparatedEntries final : public EntryWriter {
+  public:
+    SeparatedEntries(Streams &streams, std::vector<std::string> columns, bool csv)
+        : streams_(streams), columns_(std::move(columns)), csv_(csv) {
+        if (!csv_) return;
+        if (columns_.empty()) {
+            Line({"dn", "attribute", "value"});
+        } else {
+            Line(columns_);
+        }
+    }
+
+    void Write(const Entry &entry) override {
+        if (columns_.empty()) {
+            for (const Attribute &attribute : entry.attributes) {
+                for (std::string_view value : attribute.values) {
+                    Line({std::string(entry.dn), std::string(attribute.name),
+                          Shown(attribute.name, value)});
+                }
+            }
+            return;
+        }
+        std::vector<std::string> cells;
+        for (const std::string &column : columns_)
+            cells.push_back(Joined(entry, column));
+        Line(cells);
+    }
+    void Finish(bool, bool) override {}
+
+  private:
+    static std::string Shown(std::string_view name, std::string_view value) {
+        return IsBinary(name, value) ? BytesShown(value) : std::string(value);
+    }
+
+    static std::string Joined(const Entry &entry, std::string_view column) {
+        std::string joined;
+        bool first = true;
+        ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
+            if (!first) joined += '|';
+            first = false;
+            joined += SameName(name, "dn") ? std::string(value) : ListItem(Shown(name, value));
+        });
+        return joined;
+    }
+
+    void Line(const std::vector<std::string> &cells) {
+        std::string line;
+        for (size_t i = 0; i < cells.size(); ++i) {
+            if (i > 0) line += csv_ ? ',' : '\t';
+            line += csv_ ? CsvField(cells[i]) : OneLine(cells[i]);
+        }
+        streams_.Out(line + "\n");
+    }
+
+    Streams &streams_;
+    std::vector<std::string> columns_;
+    bool csv_;
+};
+
+class TableEntries final : public EntryWriter {
+  public:
+    TableEntries(Streams &streams, std::vector<std::string> columns)
+        : columns_(columns), table_(streams, std::move(columns)) {}
+
+    void Write(const Entry &entry) override {
+        std::vector<std::string> cells;
+        for (const std::string &column : columns_) {
+            std::string cell;
+            ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
+                if (!cell.empty()) cell += "; ";
+                cell += IsBinary(name, value) ? BytesShown(value) : OneLine(value);
+            });
+            cells.push_back(std::move(cell));
+        }
+        table_.Row(std::move(cells));
+    }
+    void Finish(bool, bool) override { table_.Finish(); }
+
+  private:
+    std::vector<std::string> columns_;
+    TableWriter table_;
+};
+
+// For a person who wants to see everything: the DN, then one line for each value.
+class BlockEntries final : public EntryWriter {
+  public:
+    explicit BlockEntries(Streams &streams) : streams_(streams) {}
+
+    void Write(const Entry &entry) override {
+        std::string text = first_ ? "" : "\n";
+        first_ = false;
+        const bool colors = streams_.ColorsOut();
+        text += fmt::format("{}{}{}\n", colors ? "\033[1m" : "", OneLine(entry.dn),
+                            colors ? "\033[0m" : "");
+        int width = 0;
+        for (const Attribute &attribute : entry.attributes) {
+            width = std::max(width, DisplayWidth(attribute.name));
+        }
+        for (const Attribute &attribute : entry.attributes) {
+            std::string name = OneLine(attribute.name);
+            for (std::string_view value : attribute.values) {
+                text +=
+                    fmt::format("  {:<{}}  {}\n", name, width, Shown(attribute.name, value, width));
+                name.clear();
+            }
+        }
+        streams_.Out(text);
+    }
+    void Finish(bool, bool) override {}
+
+  private:
+    std::string Shown(std::string_view name, std::string_view value, int indent) const {
+        std::string shown = IsBinary(name, value) ? BytesShown(value) : OneLine(value);
+        constexpr int kLeast = 20;
+        const int room = streams_.Columns() - indent - 4;
+        return streams_.Columns() > 0 ? Shortened(shown, std::max(room, kLeast)) : shown;
+    }
+
+    Streams &streams_;
+    bool first_ = true;
+};
+
+// SAFE-STRING of RFC 2849; a blank at the end is allowed there but asks for trouble.
+bool IsSafeString(std::string_view value) {
+    if (value.empty()) return true;
+    if (std::string_view(" :<").find(value.front()) != std::string_view::npos) return false;
+    if (value.back() == ' ') return false;
+    return std::ranges::all_of(value, [](char c) {
+        return static_cast<unsigned char>(c) < 0x80 && c != '\n' && c != '\r' && c != '\0';
+    });
+}
+
+}  // namespace
+
+std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &document,
+                                             std::vector<std::string> columns, bool single) {
+    switch (streams.Options().form) {
+        case Form::kJson:
+            if (single) return std::make_unique<JsonEntry>(document, std::move(columns));
+            return std::make_unique<JsonEntries>(document, std::move(columns));
+        case Form::kLdif:
+            return std::make_unique<LdifEntries>(streams, std::move(columns));
+        case Form::kCsv:
+            return std::make_unique<SeparatedEntries>(streams, std::move(columns), /*csv=*/true);
+        case Form::kPlain:
+            return std::make_unique<SeparatedEntries>(streams, std::move(columns), /*csv=*/false);
+        case Form::kTable:
+            break;
+    }
+    if (columns.empty()) return std::make_unique<BlockEntries>(streams);
+    return std::make_unique<TableEntries>(streams, std::move(columns));
+}
+
+bool IsBinary(std::string_view attribute, std::string_view value) {
+    if (!IsText(value)) return true;
+    const std::string_view base = WithoutOptions(attribute);
+    const bool binary_option =
+        attribute.size() > base.size() && attribute.find(";binary") != std::string_view::npos;
+    return binary_option || std::ranges::any_of(kBinaryAttributes, [&](std::string_view name) {
+               return SameName(name, base);
+           });
+}
+
+std::string LdifLine(std::string_view name, std::string_view value) {
+    std::string line;
+    if (!SameName(name, "dn") && IsBinary(name, value)) {
+        line = fmt::format("# value of {} may be cut at a zero byte\n", OneLine(name));
+    }
+    const bool safe = line.empty() && IsSafeString(value);
+    return line + (safe ? fmt::format("{}:{}{}\n", name, value.empty() ? "" : " ", value)
+                        : fmt::format("{}:: {}\n", name, Base64(value)));
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Directory entries in every form, one after the other: nothing is kept of an
+// entry once it is printed.
+//
+// Values come as text that ends at its first zero byte (zafoldap/result.h), so
+// a value that is no text may have been cut. It is never passed off as whole:
+// JSON says {"binary":true,"base64_prefix":"…"}, LDIF has a comment before it, the other
+// forms write "<binary: …>".
+#pragma once
+
+#include "tools/cli/json_document.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::cli {
+
+struct Attribute {
+    std::string_view name;  // as the server wrote it, options included
+    std::vector<std::string_view> values;
+};
+
+struct Entry {
+    std::string_view dn;
+    std::vector<Attribute> attributes;
+};
+
+class EntryWriter {
+  public:
+    EntryWriter() = default;
+    EntryWriter(const EntryWriter &) = delete;
+    EntryWriter &operator=(const EntryWriter &) = delete;
+    virtual ~EntryWriter() = default;
+
+    virtual void Write(const Entry &entry) = 0;
+    virtual void Finish(bool ok, bool complete) = 0;
+};
+
+// `columns` are attribute names ("dn" among them) for the forms that have columns; without any,
+// plain and csv print one row for each value and a table one block for each entry.
+// `single`: one entry is printed as an object, not as a list.
+std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &document,
+                                             std::vector<std::string> columns, bool single);
+
+// Whether a value of this attribute is to be shown as bytes: it is no text, or the attribute's
+// syntax is binary (RFC 4523, RFC 2798) and the text only what stands before a zero byte.
+bool IsBinary(std::string_view attribute, std::string_view value);
+
+// "name: value" or "name:: base64" (RFC 2849), with the comment for a binary value.
+std::string LdifLine(std::string_view name, std::string_view value);
+
+}  // namespace zafo::cli

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The one JSON object that a command prints with --json, whatever happens:
+// {"schema":1,"ok":…,"complete":…,"data":…}. A long answer is written element
+// by element, and "complete" and "ok" then follow at the end.
+#pragma once
+
+#include "tools/cli/streams.h"
+
+#include <nlohmann/json.hpp>
+
+namespace zafo::cli {
+
+using Json = nlohmann::ordered_json;
+
+// The text of a JSON value; bytes that are no UTF-8 become U+FFFD.
+std::string JsonText(const Json &value);
+
+class JsonDocument {
+  public:
+    explicit JsonDocument(Streams &streams) : streams_(streams) {}
+
+    void Whole(const Json &data, bool ok = true, bool complete = true);
+
+    void OpenArray();
+    void Element(std::string_view json_text);
+    void CloseArray(bool ok, bool complete);
+
+    // After a failure: closes what is open, or prints the object without data.
+    void Fail();
+
+  private:
+    enum class State { kNothing, kArray, kDone };
+
+    Streams &streams_;
+    State state_ = State::kNothing;
+    bool first_ = true;
+};
+
+}  // namespace zafo::cli

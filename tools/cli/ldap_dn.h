@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Distinguished names (RFC 4514), checked before they reach a tool.
+#pragma once
+
+#include "tools/cli/ldap_filter.h"
+
+#include <optional>
+#include <string_view>
+
+namespace zafo::cli {
+
+// The first fault of a DN; nothing when its syntax is right. The empty DN (the root DSE) is no
+// fault. Blanks around "," and "=" are accepted, as servers do.
+std::optional<SyntaxFault> DnFault(std::string_view dn);
+
+// A name that a search can ask for: an attribute description (RFC 4512 section 2.5), "*", "+"
+// or "1.1".
+bool IsAttributeSelector(std::string_view name);
+
+}  // namespace zafo::cli

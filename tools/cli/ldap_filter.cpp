@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/ldap_filter.h"
+
+#include "tools/cli/display_text.h"
+
+#include <fmt/format.h>
+#include <unistr.h>
+
+#include <cctype>
+
+namespace zafo::cli {
+
+namespace {
+
+bool IsAlpha(char c) {
+    return std::isalpha(static_cast<unsigned char>(c)) != 0;
+}
+
+bool IsDescriptionCharacter(char c) {  // of an attribute name, number or option
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.' || c == ';';
+}
+
+bool IsHex(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// A recursive-descent reader of RFC 4515 section 3. Nesting is bounded, so that a
+// filter of brackets only cannot exhaust the stack (slapd's own bound is far lower).
+class Reader {
+  public:
+    explicit Reader(std::string_view text) : text_(text) {}
+
+    std::optional<SyntaxFault> Read() {
+        SkipBlanks();
+        if (AtEnd()) return Fault("it is empty");
+        if (Peek() == '(') {
+            Filter(0);
+        } else {
+            Item(/*bracketed=*/false);
+        }
+        if (fault_) return fault_;
+        SkipBlanks();
+        if (!AtEnd()) Fault(Peek() == ')' ? "a closing bracket too many" : "text after the end");
+        return fault_;
+    }
+
+  private:
+    static constexpr int kDeepest = 1000;
+
+    void Filter(int depth) {
+        const size_t opened = at_;
+        ++at_;  // the bracket
+        if (depth == kDeepest) {
+            Fault("brackets too deep");
+            return;
+        }
+        SkipBlanks();
+        if (AtEnd()) {
+            Unclosed(opened);
+        } else if (Peek() == '&' || Peek() == '|') {
+            ++at_;
+            List(depth);
+        } else if (Peek() == '!') {
+            Not(depth);
+        } else {
+            Item(/*bracketed=*/true);
+        }
+        if (fault_) return;
+        SkipBlanks();
+        if (AtEnd()) {
+            Unclosed(opened);
+        } else if (Peek() != ')') {
+            Fault("a closing bracket is missing before this");
+        } else {
+            ++at_;
+        }
+    }
+
+    // "(&)" and "(|)" are the filters true and false (RFC 4526).
+    void List(int depth) {
+        for (SkipBlanks(); !fault_ && !AtEnd() && Peek() == '('; SkipBlanks())
+            Filter(depth + 1);
+    }
+
+    void Not(int depth) {
+        ++at_;
+        SkipBlanks();
+        if (AtEnd() || Peek() != '(') {
+            Fault("after ! a filter in brackets is needed");
+            return;
+        }
+        Filter(depth + 1);
+    }
+
+    void Item(bool bracketed) {
+        const size_t begin = at_;
+        Description();
+        if (fault_) return;
+        const bool extensible = Extension();
+        if (fault_) return;
+        const bool compares =
+            !extensible && !AtEnd() && (Peek() == '>' || Peek() == '<' || Peek() == '~');
+        if (compares) ++at_;
+        if (AtEnd() || Peek() != '=') {
+            Fault(at_ == begin ? "an attribute name is needed here"
+                               : "\"=\" is missing after the attribute");
+            return;
+        }
+        if (at_ == begin) {
+            Fault("an attribute name is needed here");
+            return;
+        }
+        ++at_;
+        Value(/*stars=*/!extensible && !compares, bracketed);
+    }
+
+    // attribute description: a name or number, then options
+    void Description() {
+        if (AtEnd() || Peek() == ':') return;
+        if (!IsAlpha(Peek()) && std::isdigit(static_cast<unsigned char>(Peek())) == 0) {
+            Fault(Peek() == ')' ? "empty brackets" : "an attribute name is needed here");
+            return;
+        }
+        while (!AtEnd() && IsDescriptionCharacter(Peek()))
+            ++at_;
+    }
+
+    // [":dn"] [":" rule] ":", up to the "="
+    bool Extension() {
+        if (AtEnd() || Peek() != ':') return false;
+        while (!AtEnd() && (Peek() == ':' || IsDescriptionCharacter(Peek())))
+            ++at_;
+        if (text_[at_ - 1] != ':') Fault("\":=\" is missing after the matching rule");
+        return true;
+    }
+
+    void Value(bool stars, bool bracketed) {
+        for (; !AtEnd() && !fault_; ++at_) {
+            const char c = Peek();
+            if (c == ')' && bracketed) return;
+            if (c == '(' || c == ')') {
+                Fault(fmt::format("a bracket inside a value is written \\{:02x}",
+                                  static_cast<unsigned>(c)));
+            } else if (c == '*' && !stars) {
+                Fault("* has no meaning here; as a character it is written \\2a");
+            } else if (c == '\\') {
+                Escape();
+            } else {
+                Character();
+            }
+        }
+    }
+
+    void Escape() {
+        if (at_ + 2 >= text_.size() || !IsHex(text_[at_ + 1]) || !IsHex(text_[at_ + 2])) {
+            Fault("after \\ two hexadecimal digits are needed; \\ itself is written \\5c");
+            return;
+        }
+        at_ += 2;
+    }
+
+    void Character() {
+        ucs4_t character = 0;
+        const auto *bytes = reinterpret_cast<const uint8_t *>(text_.data() + at_);
+        const int length = u8_mbtoucr(&character, bytes, text_.size() - at_);
+        if (length <= 0) {
+            Fault("this is not UTF-8; write bytes as \\NN");
+        } else {
+            at_ += static_cast<size_t>(length) - 1;
+        }
+    }
+
+    void SkipBlanks() {
+        while (!AtEnd() && Peek() == ' ')
+            ++at_;
+    }
+
+    void Unclosed(size_t opened) {
+        at_ = opened;
+        Fault("this bracket is not closed");
+    }
+
+    std::optional<SyntaxFault> Fault(std::string reason) {
+        if (!fault_) fault_ = SyntaxFault{at_, std::move(reason)};
+        return fault_;
+    }
+
+    bool AtEnd() const { return at_ == text_.size(); }
+    char Peek() const { return text_[at_]; }
+
+    std::string_view text_;
+    size_t at_ = 0;
+    std::optional<SyntaxFault> fault_;
+};
+
+}  // namespace
+
+std::optional<SyntaxFault> FilterFault(std::string_view filter) {
+    return Reader(filter).Read();
+}
+
+std::string WithCaret(std::string_view text, size_t position) {
+    const std::string before = OneLine(text.substr(0, position));
+    const auto indent = static_cast<size_t>(DisplayWidth(before));
+    return fmt::format("{}{}\n{:>{}}", before, OneLine(text.substr(position)), "^", indent + 1);
+}
+
+}  // namespace zafo::cli

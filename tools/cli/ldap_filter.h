@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Search filters (RFC 4515), checked before any tool runs.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zafo::cli {
+
+struct SyntaxFault {
+    size_t position;  // byte in the text, its size for "at the end"
+    std::string reason;
+};
+
+// The first fault of a filter; nothing when it is well-formed. As ldapsearch does, this accepts
+// blanks around the brackets and one item without any brackets ("uid=alice").
+std::optional<SyntaxFault> FilterFault(std::string_view filter);
+
+// The text with a caret under the fault, on two lines.
+std::string WithCaret(std::string_view text, size_t position);
+
+}  // namespace zafo::cli

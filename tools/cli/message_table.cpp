@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The texts of all failures: what happened and where, then what to do.
+#include "tools/cli/failure.h"
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::string_view kLdap = "ldap_error";
+constexpr std::string_view kOwn = "zafoldap";
+
+constexpr MessageRow kRows[] = {
+    // The library's pairs.
+    {"common", "error_system", 1, "the operation failed on this system",
+     "the system log has the reason (journalctl, or /var/log/messages)"},
+    {"common", "error_occupied", 8, "another process is doing this right now",
+     "wait until it has finished and try again"},
+    {kLdap, "ldap_server_not_support", 1,
+     "{server} does not support this: an attribute or kind of matching that it lacks",
+     "see what the server knows: zafoldap connection check {connection}"},
+    {kLdap, "ldap_username_already_exists", 5, "a user with this name exists already",
+     "choose another name, or edit the existing user"},
+    {kLdap, "ldap_groupname_already_exists", 5, "a group with this name exists already",
+     "choose another name, or edit the existing group"},
+    {kLdap, "ldap_uid_already_exists", 5, "this user number is taken",
+     "choose another number, or leave it out to get the next free one"},
+    {kLdap, "ldap_gid_already_exists", 5, "this group number is taken",
+     "choose another number, or leave it out to get the next free one"},
+    {"backup", "err_backup_locked", 8, "a backup is running",
+     "wait until it has finished and try again"},
+    {"backup", "err_restore_locked", 8, "a restore is running",
+     "wait until it has finished and try again"},
+    {"backup", "err_invalid_share", 3, "the backup's shared folder does not exist",
+     "choose an existing shared folder as the destination"},
+    {"backup", "err_invalid_bkp_file", 1, "this is not a usable backup file",
+     "choose another backup file"},
+    {"backup", "err_pyx_version", 1, "the backup comes from another version of the system",
+     "restore it on a system of that version"},
+    {"backup", "err_pkg_version", 1, "the backup comes from another version of this software",
+     "install that version, then restore"},
+    {"backup", "err_disk_full", 1, "the destination is full",
+     "free space there or choose another destination"},
+    {"backup", "err_root_partition_full", 1, "the system partition is full",
+     "free space on the system partition and try again"},
+    {kLdap, "ldap_operations_error", 1, "{server} or the LDAP tool reported a general failure",
+     "the detail is the tool's own words; try zafoldap connection check {connection}"},
+    {kLdap, "ldap_protocol_error", 1, "{server} did not understand the request",
+     "check that this is an LDAP version 3 server: zafoldap connection check {connection}"},
+    {kLdap, "ldap_timelimit_exceeded", 6, "{server} stopped the search at its time limit",
+     "narrow the search with a filter or a deeper --base"},
+    {kLdap, "ldap_insufficient_modify", 4, "{server} wants stronger authentication for this",
+     "encrypt the connection: zafoldap connection edit {connection} --ssl start_tls"},
+    {kLdap, "ldap_no_such_object", 3, "{subject} does not exist on {server}",
+     "check the DN; zafoldap search --base with a DN above it lists what is there"},
+    {kLdap, "ldap_invalid_dn_syntax", 2, "{server} does not accept the DN {subject}",
+     "write it like uid=alice,ou=people,dc=example,dc=com, with a comma inside a value as \\,"},
+    {kLdap, "ldap_invalid_credentials", 4, "{server} refused the password of {bind_dn}",
+     "set it again: zafoldap connection edit {connection} --ask-password; or correct the "
+     "--bind-dn"},
+    {kLdap, "ldap_insufficient_access", 4, "{server} does not allow this to {bind_dn}",
+     "use a connection whose bind DN has the right, or have it granted by the server's "
+     "administrator"},
+    {kLdap, "ldap_already_exists", 5, "{subject} exists already on {server}",
+     "choose another name, or change the existing entry"},
+
+    // LDAP result codes for which the library has no pair (RFC 4511 appendix A).
+    {kOwn, "size_limit", 1, "{server} stopped at a size limit: the answer is incomplete",
+     "narrow the search with a filter or a deeper --base, or have the limit raised for "
+     "{bind_dn} on the server"},
+    {kOwn, "auth_method", 4, "{server} does not allow this way of authentication to {bind_dn}",
+     "bind with a DN and a password: zafoldap connection edit {connection} --bind-dn DN"},
+    {kOwn, "referral", 1, "{server} refers to another server for this entry",
+     "add a connection to the server that the detail names"},
+    {kOwn, "confidentiality", 4, "{server} insists on an encrypted connection",
+     "encrypt it: zafoldap connection edit {connection} --ssl start_tls"},
+    {kOwn, "invalid_value", 1, "{server} does not accept a value or an attribute",
+     "the detail names it; correct the value"},
+    {kOwn, "server_busy", 8, "{server} is too busy", "try again later"},
+    {kOwn, "server_unavailable", 6, "{server} is shutting down or not ready",
+     "try again later; the server's log has the reason"},
+    {kOwn, "ldap_result", 1, "{server} answered with LDAP result code {reason}",
+     "RFC 4511, appendix A, explains the code; the detail is the tool's own words"},
+
+    // What only the tool's words tell.
+    {kOwn, "server_unreachable", 6, "{server} cannot be reached",
+     "see which step fails: zafoldap connection check {connection}"},
+    {kOwn, "server_timed_out", 6, "{server} did not answer in time",
+     "check that it is an LDAP server and not overloaded: zafoldap connection check {connection}"},
+    {kOwn, "tls_failed", 6, "no encrypted connection to {server}",
+     "see what is wrong with the certificate: zafoldap connection check {connection}"},
+    {kOwn, "tool_not_started", 1, "the LDAP tool {subject} cannot be started",
+     "install the appliance's tools again; the system log has the reason"},
+    {kOwn, "tool_ended", 1, "the LDAP tool stopped in the middle of the answer from {server}",
+     "try again; when it happens again, the system log may have the reason"},
+    {kOwn, "answer_unreadable", 1, "the answer from {server} cannot be read",
+     "try again; when it happens again, the system log may have the reason"},
+    {kOwn, "out_of_memory", 1, "not enough memory", "ask for less, or close other programs"},
+
+    // Saved connections.
+    {kOwn, "connection_missing", 3, "there is no saved connection \"{connection}\"",
+     "zafoldap connection list shows all; zafoldap connection add {connection} --uri HOST --base "
+     "DN makes it"},
+    {kOwn, "connection_exists", 5, "the connection \"{connection}\" exists already",
+     "change it with zafoldap connection edit {connection}, or choose another name"},
+    {kOwn, "connection_incomplete", 1, "the connection \"{connection}\" has no {subject}",
+     "add it with zafoldap connection edit {connection}"},
+    {kOwn, "connections_unreadable", 4, "{subject} cannot be read: {reason}",
+     "run the program as the user who owns the file (root)"},
+    {kOwn, "connections_damaged", 1, "{subject} is damaged{reason}",
+     "correct that line in an editor, or move the file away and add the connections again; it "
+     "has not been changed"},
+    {kOwn, "connections_unwritable", 4, "{subject} cannot be written: {reason}",
+     "run the program as root and see that the disk is not full; the file is as it was"},
+    {kOwn, "password_undecipherable", 1,
+     "the stored password of the connection \"{connection}\" cannot be deciphered on this machine",
+     "set it again: zafoldap connection edit {connection} --ask-password"},
+
+    // Input.
+    {kOwn, "usage", 2, "{reason}", "see {subject}"},
+    {kOwn, "bad_filter", 2, "the filter is wrong: {reason}",
+     "write it like (&(objectClass=person)(cn=a*)); inside a value ( ) * \\ are \\28 \\29 \\2a "
+     "\\5c"},
+    {kOwn, "bad_dn", 2, "{subject} is not a DN: {reason}",
+     "write it like ou=people,dc=example,dc=com; inside a value , + \" \\ < > ; need a \\ before "
+     "them"},
+    {kOwn, "bad_attribute", 2, "\"{subject}\" is not an attribute name",
+     "write the names after the filter, for example: zafoldap search '(uid=alice)' cn mail"},
+    {kOwn, "bad_name", 2, "\"{subject}\" cannot name a connection",
+     "use 1 to 64 letters, digits, dots, underscores or hyphens"},
+    {kOwn, "bad_address", 2, "\"{subject}\" is not a server address: {reason}",
+     "write HOST, HOST:PORT, ldap://HOST or ldaps://HOST; an IPv6 address in [ ]"},
+    {kOwn, "bad_text", 2, "the value of {subject} is not usable: {reason}",
+     "give one line of UTF-8 text"},
+    {kOwn, "nothing_to_change", 2, "nothing to change was given",
+     "name what to change, see zafoldap connection edit --help"},
+    {kOwn, "columns_needed", 2, "{subject} needs to know its columns",
+     "name the attributes: zafoldap search FILTER uid cn mail --format {subject}; or use json or "
+     "ldif, which take any"},
+    {kOwn, "confirmation_needed", 2, "{subject} needs a confirmation, and nobody can be asked",
+     "add --yes when you are sure"},
+    {kOwn, "refused", 2, "{subject}: not confirmed, nothing was changed", "answer y to go on"},
+    {kOwn, "password_needed", 2, "a password is needed, and nobody can be asked for it",
+     "give it with --password-stdin or --password-file FILE"},
+    {kOwn, "password_mismatch", 2, "the two passwords differ; nothing was changed",
+     "run the command again and type the same password twice"},
+    {kOwn, "password_bad", 2, "this password cannot be used: {reason}",
+     "use one line of at most 1023 bytes that is not empty"},
+    {kOwn, "password_file_open", 2, "the password file {subject} can be read by others: {reason}",
+     "make it private first: chmod 600 {subject}"},
+    {kOwn, "password_file_unreadable", 2, "the password file {subject} cannot be read: {reason}",
+     "check the path and who owns the file"},
+
+    // The program itself.
+    {kOwn, "output_failed", 1, "the output cannot be written: {reason}",
+     "check the disk, or the program that reads the output"},
+    {kOwn, "interrupted", 130, "interrupted", "nothing was changed; run it again"},
+    {kOwn, "check_name", 6, "the name {subject} is not known: {reason}",
+     "check the spelling and this machine's DNS settings, or use the server's IP address"},
+    {kOwn, "check_connect", 6, "no connection to {subject}: {reason}",
+     "check that the server runs, its port, and the firewalls between"},
+    {kOwn, "check_users", 1, "no user can be listed below {subject}",
+     "check the base DN, and that {bind_dn} may read entries of the class posixAccount"},
+    {kOwn, "check_schema", 1, "{server} lacks the object class {subject}",
+     "add the schema that defines it to the server (for POSIX accounts: nis.schema, RFC 2307)"},
+};
+
+}  // namespace
+
+std::span<const MessageRow> MessageTable() {
+    return kRows;
+}
+
+const MessageRow *FindMessage(std::string_view section, std::string_view key) {
+    const auto found = std::ranges::find_if(
+        kRows, [&](const MessageRow &row) { return row.section == section && row.key == key; });
+    return found == std::end(kRows) ? nullptr : &*found;
+}
+
+}  // namespace zafo::cli

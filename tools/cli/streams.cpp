@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/streams.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kInterruptedExit = 130;
+constexpr off_t kMostToolWords = 64 * 1024;
+
+volatile sig_atomic_t g_interrupts = 0;
+
+extern "C" void OnInterrupt(int) {
+    if (g_interrupts != 0) _exit(kInterruptedExit);
+    g_interrupts = 1;
+}
+
+// A file in memory that cannot grow: a tool that floods its standard error fails to write
+// instead of filling the memory. -1 when the system has none.
+int BoundedMemoryFile() {
+    const int fd = memfd_create("tool-words", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (fd < 0) return -1;
+    if (ftruncate(fd, kMostToolWords) == 0) fcntl(fd, F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SHRINK);
+    return fd;
+}
+
+void WriteAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno != EINTR) return;
+        if (written > 0) text.remove_prefix(static_cast<size_t>(written));
+    }
+}
+
+// Echo off for as long as it lives.
+class QuietTerminal {
+  public:
+    QuietTerminal() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+        if (!changed_) return;
+        termios quiet = before_;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    ~QuietTerminal() {
+        if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    }
+    QuietTerminal(const QuietTerminal &) = delete;
+    QuietTerminal &operator=(const QuietTerminal &) = delete;
+
+  private:
+    termios before_{};
+    bool changed_;
+};
+
+std::string ReadLine() {
+    std::string line;
+    for (char c = 0;;) {
+        const ssize_t n = read(STDIN_FILENO, &c, 1);
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0 || c == '\n') return line;
+        line += c;
+    }
+}
+
+std::string Indented(std::string_view text) {
+    std::string indented = "  ";
+    for (const char c : text) {
+        indented += c;
+        if (c == '\n') indented += "  ";
+    }
+    return indented;
+}
+
+std::string AsJson(const Failure &failure) {
+    nlohmann::ordered_json json;
+    json["code"] = failure.exit_code;
+    json["ldap_code"] =
+        failure.ldap_code != 0 ? nlohmann::ordered_json(failure.ldap_code) : nullptr;
+    json["key"] = failure.section + "." + failure.key;
+    json["message"] = failure.message;
+    json["hint"] = failure.hint;
+    json["detail"] = failure.detail.empty() ? nullptr : nlohmann::ordered_json(failure.detail);
+    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+UniqueFd::~UniqueFd() {
+    if (fd_ >= 0) close(fd_);
+}
+
+UniqueFd &UniqueFd::operator=(UniqueFd &&other) noexcept {
+    if (this != &other) {
+        if (fd_ >= 0) close(fd_);
+        fd_ = std::exchange(other.fd_, -1);
+    }
+    return *this;
+}
+
+Streams::Streams()
+    : real_error_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)),
+      tool_words_(BoundedMemoryFile()),
+      out_terminal_(isatty(STDOUT_FILENO) == 1),
+      error_terminal_(isatty(STDERR_FILENO) == 1) {
+    if (tool_words_) dup2(tool_words_.Get(), STDERR_FILENO);
+}
+
+Streams::~Streams() {
+    if (real_error_) dup2(real_error_.Get(), STDERR_FILENO);
+}
+
+void Streams::Configure(const Globals &globals) {
+    globals_ = globals;
+}
+
+void Streams::Out(std::string_view text) {
+    if (fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
+        throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+    }
+}
+
+void Streams::Flush() {
+    if (fflush(stdout) != 0) throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+}
+
+bool Streams::ColorsOn(bool terminal) const {
+    if (globals_.color != Color::kAuto) return globals_.color == Color::kAlways;
+    const char *no_color = std::getenv("NO_COLOR");
+    return terminal && (no_color == nullptr || *no_color == '\0');
+}
+
+void Streams::Message(std::string_view text) {
+    fflush(stdout);  // so that messages stand where they belong when both go to one place
+    WriteAll(real_error_.Get(), text);
+}
+
+void Streams::Note(std::string_view text) {
+    if (globals_.verbosity < 0 || globals_.form == Form::kJson) return;
+    Message(fmt::format("{}\n", text));
+}
+
+void Streams::Verbose(int verbosity, std::string_view text) {
+    if (globals_.verbosity >= verbosity) Message(fmt::format("{}\n", text));
+}
+
+void Streams::Report(const Failure &failure) {
+    if (globals_.form == Form::kJson) {
+        Message(AsJson(failure));
+        return;
+    }
+    const bool colors = ColorsOn(error_terminal_);
+    std::string text = fmt::format("{}error:{} {}\n", colors ? "\033[1;31m" : "",
+                                   colors ? "\033[0m" : "", failure.message);
+    if (!failure.detail.empty()) text += Indented(failure.detail) + "\n";
+    if (!failure.hint.empty()) text += fmt::format("hint: {}\n", failure.hint);
+    Message(text);
+}
+
+bool Streams::CanAsk() const {
+    return !globals_.no_input && error_terminal_ && isatty(STDIN_FILENO) == 1;
+}
+
+std::string Streams::Ask(std::string_view question, bool echo) {
+    std::string answer;
+    if (echo) {
+        Message(question);
+        return ReadLine();
+    }
+    {
+        const QuietTerminal quiet;  // before the question: a quick typist must not be shown
+        Message(question);
+        answer = ReadLine();
+    }
+    Message("\n");  // the one that was typed has not been shown
+    return answer;
+}
+
+std::string Streams::ToolWords() const {
+    const off_t end = tool_words_ ? lseek(tool_words_.Get(), 0, SEEK_CUR) : 0;
+    std::string words(static_cast<size_t>(end < 0 ? 0 : end), '\0');
+    const ssize_t n = pread(tool_words_.Get(), words.data(), words.size(), 0);
+    words.resize(n < 0 ? 0 : static_cast<size_t>(n));
+    return words;
+}
+
+void Streams::ForgetToolWords() {
+    if (tool_words_) lseek(tool_words_.Get(), 0, SEEK_SET);
+}
+
+int Streams::Columns() const {
+    winsize size{};
+    if (!out_terminal_ || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+    return size.ws_col;
+}
+
+// Without SA_RESTART, so that reading an answer from a tool or a person ends.
+void CatchInterrupts() {
+    struct sigaction action {};
+    action.sa_handler = OnInterrupt;
+    sigaction(SIGINT, &action, nullptr);
+}
+
+bool Interrupted() {
+    return g_interrupts != 0;
+}
+
+}  // namespace zafo::cli

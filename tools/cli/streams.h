@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Where a program reads and writes: data on standard output, messages and
+// questions on standard error.
+//
+// The LDAP tools that the library runs inherit descriptor 2 and write there
+// what they think of a failure. While a Streams lives, descriptor 2 is a small
+// file in memory and the program keeps the real standard error for itself: the
+// tools' words become the detail of one error and never mix with it.
+#pragma once
+
+#include "tools/cli/failure.h"
+#include "tools/cli/parser.h"
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace zafo::cli {
+
+// A descriptor that is closed with its owner.
+class UniqueFd {
+  public:
+    explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
+    ~UniqueFd();
+    UniqueFd(UniqueFd &&other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    UniqueFd &operator=(UniqueFd &&other) noexcept;
+    int Get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+
+  private:
+    int fd_;
+};
+
+class Streams {
+  public:
+    Streams();
+    ~Streams();
+    Streams(const Streams &) = delete;
+    Streams &operator=(const Streams &) = delete;
+
+    void Configure(const Globals &globals);
+
+    // Data. Writing it fails with "output_failed", at the latest in Flush.
+    void Out(std::string_view text);
+    void Flush();
+
+    // Messages; a note is dropped with --quiet and with JSON, whose standard error is for
+    // one error object; words of the given verbosity need -v or -vv.
+    void Note(std::string_view text);
+    void Verbose(int verbosity, std::string_view text);
+    void Report(const Failure &failure);
+
+    // A question on the terminal and the line that answers it; CanAsk first.
+    bool CanAsk() const;
+    std::string Ask(std::string_view question, bool echo);
+
+    // What tools have written to their standard error since the last Forget.
+    std::string ToolWords() const;
+    void ForgetToolWords();
+
+    bool OutIsTerminal() const { return out_terminal_; }
+    bool ColorsOut() const { return ColorsOn(out_terminal_); }
+    int Columns() const;  // of the terminal; 0: no terminal
+    const Globals &Options() const { return globals_; }
+
+  private:
+    bool ColorsOn(bool terminal) const;
+    void Message(std::string_view text);
+
+    Globals globals_;
+    UniqueFd real_error_;
+    UniqueFd tool_words_;
+    bool out_terminal_;
+    bool error_terminal_;
+};
+
+// Interruption by Ctrl-C: the first one ends the work at the next entry or question, the second
+// one ends the process.
+void CatchInterrupts();
+bool Interrupted();
+
+}  // namespace zafo::cli

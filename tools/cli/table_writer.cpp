@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/table_writer.h"
+
+#include "tools/cli/display_text.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr size_t kRowsThatSettle = 200;
+constexpr int kGap = 2;
+constexpr int kNarrowest = 6;
+
+// Takes columns from the widest until all fit.
+void Narrow(std::vector<int> &widths, int columns) {
+    const int gaps = kGap * (static_cast<int>(widths.size()) - 1);
+    int excess = std::accumulate(widths.begin(), widths.end(), gaps) - columns;
+    while (excess > 0) {
+        const auto widest = std::ranges::max_element(widths);
+        if (*widest <= kNarrowest) return;
+        --*widest;
+        --excess;
+    }
+}
+
+}  // namespace
+
+TableWriter::TableWriter(Streams &streams, std::vector<std::string> headings)
+    : streams_(streams), headings_(std::move(headings)) {}
+
+void TableWriter::Row(std::vector<std::string> cells) {
+    if (settled_) {
+        Print(cells, /*heading=*/false);
+        return;
+    }
+    waiting_.push_back(std::move(cells));
+    if (waiting_.size() == kRowsThatSettle) Settle();
+}
+
+void TableWriter::Finish() {
+    if (!settled_ && !waiting_.empty()) Settle();
+}
+
+void TableWriter::Settle() {
+    settled_ = true;
+    for (const std::string &heading : headings_)
+        widths_.push_back(DisplayWidth(heading));
+    for (const auto &row : waiting_) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            widths_[i] = std::max(widths_[i], DisplayWidth(row[i]));
+        }
+    }
+    if (const int columns = streams_.Columns(); columns > 0) {
+        narrow_ = true;
+        Narrow(widths_, columns);
+    }
+    Print(headings_, /*heading=*/true);
+    for (const auto &row : waiting_)
+        Print(row, /*heading=*/false);
+    waiting_.clear();
+}
+
+void TableWriter::Print(const std::vector<std::string> &cells, bool heading) {
+    std::string line;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        const std::string cell = narrow_ ? Shortened(cells[i], widths_[i]) : cells[i];
+        line += cell;
+        if (i + 1 == cells.size()) break;
+        line.append(static_cast<size_t>(std::max(widths_[i] - DisplayWidth(cell), 0) + kGap), ' ');
+    }
+    const size_t end = line.find_last_not_of(' ');
+    line.resize(end == std::string::npos ? 0 : end + 1);
+    if (heading && streams_.ColorsOut()) line = "\033[1m" + line + "\033[0m";
+    streams_.Out(line + "\n");
+}
+
+}  // namespace zafo::cli
