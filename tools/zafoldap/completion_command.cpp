@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/completion.h"
+#include "tools/zafoldap/program.h"
+#include "tools/zafoldap/session.h"
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+struct ShellRow {
+    std::string_view name;
+    std::string (*script)(const Program &);
+};
+
+constexpr ShellRow kShells[] = {
+    {"bash", BashCompletion}, {"zsh", ZshCompletion}, {"fish", FishCompletion}};
+
+}  // namespace
+
+int PrintCompletion(Session &session) {
+    const std::string &shell = session.Argument("SHELL");
+    const ShellRow &row = *std::ranges::find(kShells, shell, &ShellRow::name);
+    const std::string script = row.script(Zafoldap());
+    if (session.Options().form == Form::kJson) {
+        session.document.Whole({{"shell", shell}, {"script", script}});
+    } else {
+        session.streams.Out(script);
+    }
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Owners of the library's records, and searches that fail with words.
+#pragma once
+
+#include "tools/cli/entry_writer.h"
+#include "tools/cli/failure.h"
+#include "tools/cli/streams.h"
+
+#include "platform/error.h"
+#include "zafoldap.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zafo::cli {
+
+class Host {
+  public:
+    Host();
+    ~Host();
+    Host(Host &&other) noexcept;
+    Host &operator=(Host &&) = delete;
+
+    void Set(int attribute, const std::string &value);
+    ZAFOLDAP_HOST &Record() { return host_; }
+    const ZAFOLDAP_HOST &Record() const { return host_; }
+
+  private:
+    ZAFOLDAP_HOST host_{};
+};
+
+// What to ask a directory.
+struct Query {
+    std::optional<std::string> base = {};  // unset: the connection's base DN; empty: the root DSE
+    std::string filter = {};               // empty: any entry
+    std::string scope = {};                // empty: sub
+    std::vector<std::string> attributes = {};
+    int offset = 0;
+    int count = -1;  // -1: all
+    int size_limit = 0;
+};
+
+// An open search. Errors are thrown as Failure; entries that came before stay valid.
+class Search {
+  public:
+    Search(Streams &streams, const Host &host, Query query, Facts facts);
+    ~Search();
+    Search(const Search &) = delete;
+    Search &operator=(const Search &) = delete;
+
+    // The next entry, valid until the next call; nullptr at the end.
+    const Entry *Next();
+
+  private:
+    void Start(const Host &host);
+    void ShowCommandLine(const Host &host) const;
+    void Fill();
+    [[noreturn]] void Fail() const;
+
+    Streams &streams_;
+    Query query_;
+    Facts facts_;
+    ZAFOLDAP_SEARCH_REQUEST request_{};
+    ZAFOLDAP_RESULT result_{};
+    Entry entry_;
+};
+
+// Runs `call`, a function of the library that returns a negative value on failure, and turns
+// that into a Failure. Returns its value.
+template <typename Call>
+int Ask(Streams &streams, const Facts &facts, Call call) {
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    const int result = call();
+    if (Interrupted()) throw OwnFailure("interrupted", facts);
+    if (result < 0) {
+        throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+    }
+    return result;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Saved connections: sections of "/usr/zafo/etc/private/ldapbrowser.conf"
+// (zafoldap/connection.h, platform/file.h).
+#pragma once
+
+#include "tools/cli/json_document.h"
+#include "tools/zafoldap/directory.h"
+#include "tools/zafoldap/server_address.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zafo::cli {
+
+constexpr const char *kConnectionFile = "/usr/zafo/etc/private/ldapbrowser.conf";
+
+struct Connection {
+    std::string name = {};
+    std::vector<ServerAddress> servers = {};
+    std::string base = {};
+    std::string bind_dn = {};  // empty: anonymous
+    int ssl = 0;               // platform/ldap.h
+    std::string login_suffix = {};
+    bool password_stored = false;
+
+    std::string Servers() const;  // "a b:1389"
+    std::string SslName() const;
+    Json AsJson() const;
+    // What messages about this connection mention.
+    Facts Known() const;
+};
+
+// Throws Failure ("bad_name").
+void CheckConnectionName(const std::string &name);
+
+// All connections in file order. These and the following throw Failure when the file cannot be
+// read, is damaged or cannot be written; it is never changed then.
+std::vector<Connection> ReadConnections();
+std::optional<Connection> FindConnection(const std::string &name);
+Connection ReadConnection(const std::string &name);  // "connection_missing" when there is none
+
+// The record of a saved connection, with its password.
+Host OpenConnection(const std::string &name, const Connection &connection);
+
+// The record of settings that need not be saved.
+Host MakeHost(const Connection &connection, const std::optional<std::string> &password);
+
+// Saves settings; without a password a stored one stays.
+void SaveConnection(const Connection &connection, const std::optional<std::string> &password);
+
+// Removes keys ("binddn" …) from a saved connection.
+void RemoveKeys(const std::string &name, const std::vector<const char *> &keys);
+
+void RemoveConnection(const std::string &name);
+
+}  // namespace zafo::cli
