@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Every command of the table has everything that a command must have.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tools/cli/completion.h"
+#include "tools/cli/failure.h"
+#include "tools/cli/help.h"
+#include "tools/cli/man_page.h"
+#include "tools/cli/parser.h"
+#include "tools/zafoldap/program.h"
+#include "tools/zafoldap/session.h"
+
+namespace {
+
+using namespace zafo::cli;
+using testing::HasSubstr;
+
+Invocation ParseLine(std::vector<const char *> words) {
+    words.insert(words.begin(), "zafoldap");
+    return Parse(Zafoldap(), static_cast<int>(words.size()), words.data());
+}
+
+std::string RefusalOf(std::vector<const char *> words) {
+    try {
+        ParseLine(std::move(words));
+    } catch (const Failure &failure) {
+        EXPECT_EQ(failure.exit_code, 2);
+        return failure.message;
+    }
+    return "accepted";
+}
+
+std::string Troff(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '-') out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+class EveryCommand : public testing::TestWithParam<Command> {};
+
+INSTANTIATE_TEST_SUITE_P(Table, EveryCommand, testing::ValuesIn(Zafoldap().commands),
+                         [](const auto &row) {
+                             std::string name = FullName(row.param);
+                             std::erase_if(name, [](char c) { return c == ' '; });
+                             return name;
+                         });
+
+TEST_P(EveryCommand, HasAHandler) {
+    EXPECT_NE(HandlerOf(GetParam()), nullptr);
+}
+
+TEST_P(EveryCommand, HelpNamesItsUsageOptionsAndExamples) {
+    const std::string help = CommandHelp(Zafoldap(), GetParam());
+    EXPECT_THAT(help, HasSubstr(UsageLine(Zafoldap(), GetParam())));
+    for (const Option &option : GetParam().options) {
+        EXPECT_THAT(help, HasSubstr("--" + std::string(option.name)));
+        EXPECT_FALSE(option.help.empty()) << option.name;
+    }
+    for (const Argument &argument : GetParam().arguments)
+        EXPECT_FALSE(argument.help.empty());
+    ASSERT_FALSE(GetParam().examples.empty());
+    for (const Example &example : GetParam().examples)
+        EXPECT_THAT(help, HasSubstr(std::string(example.line)));
+}
+
+TEST_P(EveryCommand, HasASectionInAManPage) {
+    const auto pages = ManPages(Zafoldap());
+    const auto page = std::ranges::find_if(pages, [](const ManPage &candidate) {
+        return candidate.name == "zafoldap-" + std::string(GetParam().noun);
+    });
+    ASSERT_NE(page, pages.end());
+    EXPECT_THAT(page->text, HasSubstr(".SS " + FullName(GetParam()) + "\n"));
+    for (const Option &option : GetParam().options) {
+        EXPECT_THAT(page->text, HasSubstr(Troff("--" + std::string(option.name))));
+    }
+}
+
+TEST_P(EveryCommand, IsCompletedByEveryShell) {
+    for (const std::string &script :
+         {BashCompletion(Zafoldap()), ZshCompletion(Zafoldap()), FishCompletion(Zafoldap())}) {
+        EXPECT_THAT(script, HasSubstr(std::string(GetParam().noun)));
+        EXPECT_THAT(script, HasSubstr(std::string(GetParam().verb)));
+        for (const Option &option : GetParam().options)
+            EXPECT_THAT(script, HasSubstr(std::string(option.name)));
+    }
+}
+
+TEST_P(EveryCommand, ExamplesAreValidCommandLines) {
+    for (const Example &example : GetParam().examples) {
+        SCOPED_TRACE(example.line);
+        if (example.line.find('|') != std::string_view::npos || example.line.starts_with("source"))
+            continue;
+        std::vector<std::string> words;
+        std::string word;
+        bool quoted = false;
+        for (const char c : std::string(example.line) + " ") {
+            if (c == '\'') {
+                quoted = !quoted;
+            } else if (c == ' ' && !quoted) {
+                words.push_back(word);
+                word.clear();
+            } else {
+                word += c;
+            }
+        }
+        std::vector<const char *> argv;
+        for (const std::string &item : words)
+            argv.push_back(item.c_str());
+        const Invocation invocation = Parse(Zafoldap(), static_cast<int>(argv.size()), argv.data());
+        ASSERT_NE(invocation.command, nullptr);
+        EXPECT_EQ(FullName(*invocation.command), FullName(GetParam()));
+    }
+}
+
+TEST_P(EveryCommand, NoOptionTakesASecret) {
+    for (const Option &option : GetParam().options) {
+        const bool secret = option.name.find("password") != std::string_view::npos;
+        EXPECT_TRUE(!secret || option.value.empty() || option.kind == Kind::kFile) << option.name;
+    }
+}
+
+TEST(CommandLine, TakesCommonOptionsAnywhere) {
+    for (const auto &line : std::vector<std::vector<const char *>>{
+             {"--json", "-c", "work", "search", "uid=a"},
+             {"search", "--json", "uid=a", "-c", "work"},
+             {"search", "uid=a", "--connection=work", "--format", "json"}}) {
+        const Invocation invocation = ParseLine(line);
+        EXPECT_EQ(invocation.globals.form, Form::kJson);
+        EXPECT_EQ(invocation.globals.connection, "work");
+        EXPECT_EQ(*invocation.Find("FILTER"), "uid=a");
+    }
+}
+
+TEST(CommandLine, WordsOfTheTableAreOrdinaryArgumentsToo) {
+    const Invocation invocation = ParseLine({"search", "uid=a", "entry", "connection", "list"});
+    EXPECT_EQ(FullName(*invocation.command), "search");
+    EXPECT_THAT(invocation.All("ATTR"), testing::ElementsAre("entry", "connection", "list"));
+}
+
+TEST(CommandLine, AliasesAreTheirVerbs) {
+    EXPECT_EQ(ParseLine({"connection", "ls"}).command, ParseLine({"connection", "list"}).command);
+    EXPECT_EQ(ParseLine({"connection", "rm", "x"}).command,
+              ParseLine({"connection", "delete", "x"}).command);
+}
+
+TEST(CommandLine, PrefixesAreNoVerbs) {
+    EXPECT_THAT(RefusalOf({"connection", "li"}), HasSubstr("connection has no verb \"li\""));
+    EXPECT_THAT(RefusalOf({"sear"}), HasSubstr("there is no command \"sear\""));
+}
+
+TEST(CommandLine, CountsVerbosity) {
+    EXPECT_EQ(ParseLine({"-vv", "connection", "list"}).globals.verbosity, 2);
+    EXPECT_EQ(ParseLine({"connection", "list", "-v"}).globals.verbosity, 1);
+    EXPECT_EQ(ParseLine({"connection", "list", "-q"}).globals.verbosity, -1);
+}
+
+TEST(CommandLine, AddressesInBracketsStayWhole) {
+    const Invocation invocation =
+        ParseLine({"connection", "add", "x", "--base", "dc=x", "--uri", "[::1]", "--uri", "b"});
+    EXPECT_THAT(invocation.All("uri"), testing::ElementsAre("[::1]", "b"));
+}
+
+TEST(CommandLine, AnEmptyValueIsAValue) {
+    const Invocation invocation = ParseLine({"connection", "edit", "x", "--login-suffix", ""});
+    ASSERT_NE(invocation.Find("login-suffix"), nullptr);
+    EXPECT_EQ(*invocation.Find("login-suffix"), "");
+}
+
+TEST(CommandLine, SaysWhatIsWrong) {
+    const std::pair<std::vector<const char *>, const char *> kCases[] = {
+        {{}, "no command given"},
+        {{"connection"}, "connection what?"},
+        {{"connection", "show"}, "NAME is missing"},
+        {{"connection", "add", "x", "--base", "dc=x"}, "--uri is missing"},
+        {{"connection", "list", "--nonsense"}, "there is no option --nonsense"},
+        {{"connection", "show", "a", "b"}, "\"b\" is too much"},
+        {{"connection", "list", "--format", "xml"}, "--format cannot be \"xml\""},
+        {{"connection", "list", "--format", "ldif"}, "has no LDIF form"},
+        {{"search", "--limit", "ten"}, "--limit needs a number"},
+        {{"search", "--limit", "-1"}, "--limit needs a number"},
+        {{"search", "--scope", "tree"}, "--scope cannot be \"tree\""},
+        {{"completion", "ksh"}, "SHELL cannot be \"ksh\""},
+        {{"search", "--json", "--format", "csv"}, "exclude each other"},
+    };
+    for (const auto &[line, message] : kCases)
+        EXPECT_THAT(RefusalOf(line), HasSubstr(message));
+}
+
+}  // namespace
