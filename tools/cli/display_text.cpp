@@ -36,7 +36,12 @@ void ForEachCharacter(std::string_view text, Visit visit) {
 
 }  // namespace
 
+bool IsPlainAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7f; });
+}
+
 bool IsText(std::string_view bytes) {
+    if (IsPlainAscii(bytes)) return true;
     bool text = true;
     ForEachCharacter(bytes, [&](ucs4_t character, std::string_view) {
         const bool layout = character == '\t' || character == '\n' || character == '\r';
@@ -47,6 +52,7 @@ bool IsText(std::string_view bytes) {
 }
 
 std::string OneLine(std::string_view text) {
+    if (IsPlainAscii(text)) return std::string(text);
     std::string line;
     line.reserve(text.size());
     ForEachCharacter(text, [&](ucs4_t character, std::string_view bytes) {

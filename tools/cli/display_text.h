@@ -9,6 +9,9 @@
 
 namespace zafo::cli {
 
+// Printable ASCII only: most values are, and need no closer look.
+bool IsPlainAscii(std::string_view text);
+
 // UTF-8 without control characters other than tab and line breaks.
 bool IsText(std::string_view bytes);
 

@@ -89,7 +89,11 @@ std::vector<const Attribute *> Wanted(const Entry &entry, const std::vector<std:
 }
 
 void AppendJsonString(std::string &json, std::string_view text) {
-    json += JsonText(text);
+    if (!IsPlainAscii(text) || text.find_first_of("\"\\") != std::string_view::npos) {
+        json += JsonText(text);
+        return;
+    }
+    json.append(1, '"').append(text).append(1, '"');
 }
 
 void AppendJsonValue(std::string &json, std::string_view name, std::string_view value) {
