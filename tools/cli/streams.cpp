@@ -2,6 +2,7 @@
 #include "tools/cli/streams.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -67,11 +68,37 @@ class QuietTerminal {
     bool changed_;
 };
 
+// Holds Ctrl-C back, but for the moments in which it waits for input: none is lost
+// between a look at the flag and a read that would then wait for ever.
+class InterruptibleInput {
+  public:
+    InterruptibleInput() {
+        sigset_t interrupt;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        sigprocmask(SIG_BLOCK, &interrupt, &before_);
+    }
+    ~InterruptibleInput() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    InterruptibleInput(const InterruptibleInput &) = delete;
+    InterruptibleInput &operator=(const InterruptibleInput &) = delete;
+
+    void Wait() const {
+        pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
+        while (!Interrupted() && ppoll(&input, 1, nullptr, &before_) < 0 && errno == EINTR) {
+        }
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+    }
+
+  private:
+    sigset_t before_{};
+};
+
 std::string ReadLine() {
+    const InterruptibleInput input;
     std::string line;
     for (char c = 0;;) {
+        input.Wait();
         const ssize_t n = read(STDIN_FILENO, &c, 1);
-        if (Interrupted()) throw OwnFailure("interrupted", {});
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0 || c == '\n') return line;
         line += c;
