@@ -15,6 +15,7 @@
 #include "platform/file.h"
 #include "platform/szhash.h"
 #include "tests/integration/integration.h"
+#include "tests/rig/cipher.h"
 
 namespace zafo::test {
 namespace {
@@ -65,6 +66,7 @@ class SavedConnection : public testing::Test {
 };
 
 TEST_F(SavedConnection, IsCompleteWhenReadBack) {
+    SKIP_WITHOUT_CIPHER();
     for (const int ssl_type : {0, 1, 2}) {
         SCOPED_TRACE(ssl_type);
         Connection connection(ssl_type == 1 ? "localhost:636" : "localhost", ssl_type,
@@ -85,6 +87,7 @@ TEST_F(SavedConnection, IsCompleteWhenReadBack) {
 }
 
 TEST_F(SavedConnection, WithoutANameIsRoot) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection(), nullptr), 0);
     EXPECT_THAT(FileContent(kBrowserFile), HasSubstr("[root]"));
     EXPECT_EQ(loaded_.FromBrowser(nullptr), 1);
@@ -92,6 +95,7 @@ TEST_F(SavedConnection, WithoutANameIsRoot) {
 }
 
 TEST_F(SavedConnection, KeepsItsPasswordSecretAndWhole) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection(), "office"), 0);
     for (const std::string &password :
          {std::string("secret"), std::string("  blanks = [and] ; # \"quotes\" \\ "),
@@ -109,12 +113,14 @@ TEST_F(SavedConnection, KeepsItsPasswordSecretAndWhole) {
 }
 
 TEST_F(SavedConnection, IsReadableForItsOwnerOnly) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection(), "office"), 0);
     EXPECT_EQ(ModeOf(kBrowserFile), 0600U);
     EXPECT_EQ(ModeOf("/usr/zafo/etc/private"), 0700U);
 }
 
 TEST_F(SavedConnection, SavedWithoutPasswordAndBindDNKeepsThoseOfTheFile) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection(), "office"), 0);
     Connection changed("zafo", 2);
     changed.BindAs(nullptr, nullptr);
@@ -126,6 +132,7 @@ TEST_F(SavedConnection, SavedWithoutPasswordAndBindDNKeepsThoseOfTheFile) {
 }
 
 TEST_F(SavedConnection, LeavesOtherSectionsCommentsAndKeysAlone) {
+    SKIP_WITHOUT_CIPHER();
     const std::string before =
         "# connections of the office\n\n[other]\nuri=somewhere\nnote=keep me\n\n";
     WriteFile(kBrowserFile, before);
@@ -134,6 +141,7 @@ TEST_F(SavedConnection, LeavesOtherSectionsCommentsAndKeysAlone) {
 }
 
 TEST_F(SavedConnection, ThatIsNotThereIs2200) {
+    SKIP_WITHOUT_CIPHER();
     EXPECT_EQ(loaded_.FromBrowser("office"), -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_SECTION_NOT_FOUND);
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection(), "office"), 0);
@@ -158,6 +166,7 @@ TEST_F(SavedConnection, WithAForeignCipherTextIsAFailure) {
 }
 
 TEST_F(SavedConnection, ToAServerThatIsDownIsUsableButNotClassified) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(Connection("127.0.0.1:1"), "office"), 0);
     EXPECT_EQ(loaded_.FromBrowser("office"), 0);
     EXPECT_STREQ(loaded_->szUri, "127.0.0.1:1");
@@ -165,6 +174,7 @@ TEST_F(SavedConnection, ToAServerThatIsDownIsUsableButNotClassified) {
 }
 
 TEST_F(SavedConnection, OfTheLocalServerIsLocalhostWithStartTLS) {
+    SKIP_WITHOUT_CIPHER();
     const ExampleDirectory &directory = ExampleDirectory::Get();
     ZAFOLDAP_SERVER_PARAM parameters{};
     parameters.szSuffix = rig::kExampleBase;
@@ -194,6 +204,7 @@ pid_t SaveInAnotherProcess(const std::string &name, int rounds) {
 }
 
 TEST_F(SavedConnection, TwoProcessesSavingAtOnceLoseNothing) {
+    SKIP_WITHOUT_CIPHER();
     constexpr int kRounds = 25;
     const std::vector<std::string> names = {"anna", "bob"};
     std::vector<pid_t> children;

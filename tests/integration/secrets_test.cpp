@@ -18,6 +18,7 @@
 
 #include "tests/integration/integration.h"
 #include "tests/integration/listener.h"
+#include "tests/rig/cipher.h"
 #include "tests/rig/system_log.h"
 
 namespace zafo::test {
@@ -207,6 +208,7 @@ TEST(Secrets, ShowForAMomentInTheStartingFrontAndNeverInATool) {
 }
 
 TEST(Secrets, AreStarsInTheDebugLog) {
+    SKIP_WITHOUT_CIPHER();
     ASSERT_EQ(ZAFOLDAPDebugEnabled(), 1);
     rig::SystemLog &log = rig::SystemLog::Get();
     log.Clear();
