@@ -30,7 +30,7 @@ typedef struct QLIBSZLIST {
 } QLIBSZLIST;
 
 enum {
-    QLIB_SZLIST_SORT_NOCASE = 16 /* sort flag: order of strcasecmp, as QLIBCSzListCaseFind needs it */
+    QLIB_SZLIST_SORT_NOCASE = 16 /* sort flag: order of strcasecmp, for QLIBCSzListCaseFind */
 };
 
 /* A new empty list. `nCapacity` (bytes of text to reserve at first) is a hint;

@@ -21,7 +21,7 @@ bool IsSameKeyword(std::string_view a, std::string_view b) {
 
 // Only a value that is one quoted word: several of them are a list, whose quotes matter.
 std::string Unquote(std::string_view written) {
-    const std::string as_written(written);
+    std::string as_written(written);
     if (written.size() < 2 || written.front() != '"') return as_written;
     std::string value;
     for (size_t i = 1; i < written.size(); ++i) {

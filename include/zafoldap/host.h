@@ -33,8 +33,9 @@ enum {
 
 typedef struct ZAFOLDAP_HOST {
     QLIBSZLIST *plistBuffer;   /* owns the five strings, item = attribute number */
-    const char *szUri;         /* host name or address, optionally ":port", no scheme; further servers may
-                                  follow with a blank and their own scheme ("a:389 ldap://b:389"), tried in order */
+    const char *szUri;         /* host name or address, optionally ":port", no scheme; more servers
+                                  may follow, each with its scheme ("a:389 ldap://b:389"), tried
+                                  in order */
     const char *szBaseDN;      /* base DN of the tree */
     const char *szBindDN;      /* DN to bind as; NULL: anonymous */
     const char *szBindPasswd;  /* bind password in clear */

@@ -58,8 +58,8 @@ ZAFOLDAP_API int ZAFOLDAPLdifSepAttr(ZAFOLDAP_LDIF *pLDIF);
 /* "NAME: VALUE", of any length. */
 ZAFOLDAP_API int ZAFOLDAPLdifAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
                                   ...) ZAFOLDAP_PRINTF(3, 4);
-ZAFOLDAP_API int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr,
-                                   const char *szValueFmt, va_list args) ZAFOLDAP_PRINTF(3, 0);
+ZAFOLDAP_API int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
+                                   va_list args) ZAFOLDAP_PRINTF(3, 0);
 
 /* "NAME:: BASE64". The value is cut to 1023 bytes. The encoded bytes include
  * the final zero, which a server stores with the value. */

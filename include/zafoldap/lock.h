@@ -16,7 +16,7 @@ ZAFOLDAP_BEGIN_DECLS
  *
  * Returns the descriptor that holds the lock, 0 or more, released with
  * ZAFOLDAPUnLock; it is closed on exec. -1 with
- *   library error -65542  another process holds a conflicting lock (the platform slot is left alone)
+ *   library error -65542  another process holds a conflicting lock (the platform slot stays)
  *   platform error 0x0900 the file cannot be opened
  *   platform error 0x0D00 NULL, neither or both of the two flags (the file is not touched) */
 ZAFOLDAP_API int ZAFOLDAPLock(const char *szFile, int flag);

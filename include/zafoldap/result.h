@@ -63,8 +63,7 @@ ZAFOLDAP_API int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char
 
 /* The first value of `szAttr`, valid until the record is changed or freed; NULL
  * when there is none, or with 0x0D00. The entry's DN is the value of "dn". */
-ZAFOLDAP_API const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult,
-                                                const char *szAttr);
+ZAFOLDAP_API const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *szAttr);
 
 /* Removes all pairs. 0; -1 with 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult);

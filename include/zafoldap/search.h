@@ -31,15 +31,15 @@
 ZAFOLDAP_BEGIN_DECLS
 
 typedef struct ZAFOLDAP_SEARCH_REQUEST {
-    const char *szBase;    /* search base, relative to the host's base DN unless blBaseAsIs; NULL: the
-                              host's base DN itself */
-    const char *szFilter;  /* filter (RFC 4515), passed as it is; NULL: the tool's default, any entry */
+    const char *szBase;    /* search base, relative to the host's base DN unless blBaseAsIs;
+                              NULL: the host's base DN itself */
+    const char *szFilter;  /* filter (RFC 4515), passed as it is; NULL: any entry */
     const char *szExtra;   /* must be NULL together with a filter: it takes the filter's place */
     const char *szScope;   /* "base", "one", "sub" or "children"; NULL: subtree */
     QLIBSZLIST *plistAttr; /* attributes to return, owned; NULL or empty: all user attributes */
     int blBaseAsIs;        /* 1: `szBase` is a whole DN, and NULL means the root DSE with "base" */
     int nOffset;           /* matching entries to skip */
-    int nCount;            /* entries to hand out after them, -1 for all; 0 with nOffset 0 means all */
+    int nCount;            /* entries to hand out after them, -1: all; both 0: all */
     int nSizeLimit;        /* size limit asked of the server; 0: none */
 } ZAFOLDAP_SEARCH_REQUEST;
 
@@ -85,8 +85,8 @@ ZAFOLDAP_API int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_
  * item after the first that does not begin with "-" in single quotes, nothing escaped, cut to the
  * buffer. It shows the bind password. 0; -1 with 0x0D00 or 0x0200. */
 ZAFOLDAP_API int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
-                                               const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                                               char *szCmd, size_t cbCmd);
+                                               const ZAFOLDAP_SEARCH_REQUEST *pRequest, char *szCmd,
+                                               size_t cbCmd);
 
 /* Called for each entry. 0 asks for the next one, a positive value ends the search with success,
  * a negative one aborts it. The entry is valid during the call. */
@@ -123,8 +123,8 @@ ZAFOLDAP_API int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *pHost,
  * buffer; "" when there is none.
  * The number of values that the attribute has there; -1 as ZAFOLDAPSearchResultGet. */
 ZAFOLDAP_API int ZAFOLDAPSearchGetValueByDN(const ZAFOLDAP_HOST *pHost, const char *szDN,
-                                            const char *szFilter, const char *szAttr,
-                                            char *szValue, size_t cbValue);
+                                            const char *szFilter, const char *szAttr, char *szValue,
+                                            size_t cbValue);
 
 /* Sets *pSchema to the bits (zafoldap/object_class.h) of the object classes of the
  * first entry at or below `szDN` that matches `szFilter` (NULL: any); 0 when there is none.

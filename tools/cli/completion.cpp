@@ -60,6 +60,7 @@ std::string OptionsWithValue(const Program &program, std::string_view separator)
 
 std::string OptionWords(const std::vector<Option> &options) {
     std::vector<std::string> words;
+    words.reserve(options.size());
     for (const Option &option : options)
         words.push_back(fmt::format("--{}", option.name));
     return Joined(words, " ");

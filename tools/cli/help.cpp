@@ -62,8 +62,8 @@ std::string Rows(const std::vector<Row> &rows) {
         if (own > width) {
             out += fmt::format("  {}\n{}", row.label, text);
         } else {
-            const auto pad = static_cast<size_t>(width - own + 2);
-            out += fmt::format("  {}{}{}", row.label, std::string(pad, ' '),
+            const std::string pad(static_cast<size_t>(width - own) + 2, ' ');
+            out += fmt::format("  {}{}{}", row.label, pad,
                                std::string_view(text).substr(static_cast<size_t>(width) + 4));
         }
     }
@@ -87,6 +87,7 @@ std::string WithChoices(std::string_view help, const std::vector<std::string_vie
 
 std::string OptionRows(const std::vector<Option> &options) {
     std::vector<Row> rows;
+    rows.reserve(options.size());
     for (const Option &option : options) {
         rows.push_back({OptionLabel(option), WithChoices(option.help, option.choices)});
     }

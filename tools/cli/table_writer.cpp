@@ -69,7 +69,8 @@ void TableWriter::Print(const std::vector<std::string> &cells, bool heading) {
         const std::string cell = narrow_ ? Shortened(cells[i], widths_[i]) : cells[i];
         line += cell;
         if (i + 1 == cells.size()) break;
-        line.append(static_cast<size_t>(std::max(widths_[i] - DisplayWidth(cell), 0) + kGap), ' ');
+        const int missing = std::max(widths_[i] - DisplayWidth(cell), 0);
+        line.append(static_cast<size_t>(missing) + kGap, ' ');
     }
     const size_t end = line.find_last_not_of(' ');
     line.resize(end == std::string::npos ? 0 : end + 1);
