@@ -1,19 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/section_text.h"
 
+#include "host/core/blanks.h"
+
 #include <algorithm>
 
 namespace zafo {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r\v\f";
-
-std::string_view Trim(std::string_view text) {
-    const size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 struct Escape {
     char letter;
