@@ -49,6 +49,8 @@ std::optional<std::vector<uint8_t>> FromBase85(std::string_view text) {
             data.push_back(static_cast<uint8_t>(bits >> (24 - 8 * k)));
         }
     }
+    // A cut last group has several spellings; only the one that ToBase85 writes counts.
+    if (ToBase85(data) != text) return {};
     return data;
 }
 

@@ -63,14 +63,21 @@ TEST_F(PasswordCipher, NeverGivesTheSameTextTwice) {
     EXPECT_EQ(seen.size(), 100U);
 }
 
+// Every length, so that the text's last group is cut in each possible way, and the last
+// character by all others, since several of them may stand for the same bytes.
 TEST_F(PasswordCipher, RefusesEveryChangedCharacter) {
-    const std::string cipher = Encrypt("secret");
-    for (size_t i = 0; i < cipher.size(); ++i) {
-        std::string changed = cipher;
-        changed[i] = changed[i] == 'A' ? 'B' : 'A';
-        QLIBCErrSet(0);
-        ASSERT_EQ(Decrypt(changed), "(failed)") << i;
-        ASSERT_EQ(QLIBCErrGet(), 0x0F00) << i;
+    for (const char *clear : {"secre", "secret", "secret7", "secret78"}) {
+        const std::string cipher = Encrypt(clear);
+        for (size_t i = 0; i < cipher.size(); ++i) {
+            for (char other = i + 1 < cipher.size() ? '~' : '!'; other <= '~'; ++other) {
+                std::string changed = cipher;
+                changed[i] = other == '~' ? (cipher[i] == 'A' ? 'B' : 'A') : other;
+                if (changed == cipher) continue;
+                QLIBCErrSet(0);
+                ASSERT_EQ(Decrypt(changed), "(failed)") << clear << " " << i << " " << other;
+                ASSERT_EQ(QLIBCErrGet(), 0x0F00);
+            }
+        }
     }
 }
 
