@@ -111,9 +111,13 @@ TEST(PrivateRoot, RunsBesideOthersWithoutMeetingThem) {
 // The processes on this machine whose command line holds a word, by their ids.
 std::string ProcessesWith(const std::string &word) {
     std::string found;
-    for (const auto &process : fs::directory_iterator("/proc")) {
+    std::error_code error;
+    for (const auto &process : fs::directory_iterator("/proc", error)) {
+        // A process that ends while it is looked at makes the read fail, which is no line.
+        std::string line(4096, '\0');
         std::ifstream file(process.path() / "cmdline");
-        const std::string line((std::istreambuf_iterator<char>(file)), {});
+        file.read(line.data(), static_cast<std::streamsize>(line.size()));
+        line.resize(static_cast<size_t>(file.gcount()));
         if (line.find(word) != std::string::npos) found += process.path().filename().string() + " ";
     }
     return found;
