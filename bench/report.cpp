@@ -54,15 +54,15 @@ Row PeakItself(const Peak &many) {
 }
 
 Row Stop(const Samples &stop) {
-    const double usual = stop.Median() * 1e3;
+    const double worst = stop.Most() * 1e3;
     return {"stop_after_first",
-            fmt::format("stop after the first of them (worst {:.1f})", stop.Most() * 1e3),
+            fmt::format("stop after the first, worst (median {:.1f})", stop.Median() * 1e3),
             "ms",
             0,
-            usual,
-            usual,
+            worst,
+            worst,
             "under 20 ms",
-            usual < 20};
+            worst < 20};
 }
 
 Row Parse(const Samples &floor, const Samples &ours) {
