@@ -1,0 +1,52 @@
+/* SPDX-License-Identifier: Apache-2.0
+ *
+ * One POSIX group: reading, creating, changing and deleting the entry. The rules of
+ * zafoldap/user.h hold for texts and DNs; members are in zafoldap/membership.h.
+ */
+#ifndef ZAFOLDAP_GROUP_H
+#define ZAFOLDAP_GROUP_H
+
+#include "platform/group.h"
+#include "platform/szlist.h"
+#include "zafoldap/api.h"
+#include "zafoldap/host.h"
+
+#include <stddef.h>
+
+ZAFOLDAP_BEGIN_DECLS
+
+/* Reads the group at or below `szGroupDN` into a new record, freed by the caller with
+ * ZAFOGroupFree (*ppGroup must be NULL or such a record, which is then replaced), of type
+ * ZAFO_ACCOUNT_DIRECTORY; a missing number is GID_ERR. The description is written into
+ * `szDescription`, cut to the buffer, which is left alone when there is none. Needs szLoginSuffix.
+ * 1 found; 0 no such group; -1 as ZAFOLDAPSearchGetNext (library error 32: no such entry),
+ * 0x0200 or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
+                                         ZAFOGROUP **ppGroup, char *szDescription,
+                                         size_t cbDescription);
+
+/* Adds "cn=NAME,CONTAINER,BASE" with the record's number and members (memberUid). `szDescription`
+ * and `plistExtra` (see ZAFOLDAPBrowserUserCreate) may be NULL; `szGroupsContainer` NULL means
+ * "cn=groups".
+ * 0; -1 with library error -65539 (the name is taken, or could not be looked up), -65541 (the
+ * number), as ZAFOLDAPModify, or 0x0D00 (a number of GID_ERR and an empty name among the reasons). */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup,
+                                            const char *szDescription, const QLIBSZLIST *plistExtra,
+                                            const char *szGroupsContainer);
+
+/* Changes a group's name, description ("" removes it) and number; NULL leaves one alone, and at
+ * least one must be given. A name that differs in letter case only is ignored. Users whose primary
+ * group it is keep the old number. Needs szLoginSuffix.
+ * 0; -1 with library error -65539 or -65541 (name or number taken), as ZAFOLDAPModify, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
+                                          const char *szNewGroupCN, const char *szDesc,
+                                          const unsigned int *pGid);
+
+/* Deletes the group of a name; users and other groups are not touched.
+ * 0; -1 with 0x1800 (no such group), with neither slot changed (the name is ambiguous, nothing was
+ * deleted), as ZAFOLDAPModify, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserDeleteGroup(const ZAFOLDAP_HOST *pHost, const char *szName);
+
+ZAFOLDAP_END_DECLS
+
+#endif

@@ -1,0 +1,55 @@
+/* SPDX-License-Identifier: Apache-2.0
+ *
+ * Users' home folders over NFS, and the automount maps (RFC 2307bis, autofs(5))
+ * that tell clients where they are.
+ *
+ * The maps are "auto_master", whose key "/home" names the map "auto_home", and
+ * "auto_home", whose key "*" holds "-fstype=nfs HOST:PATH/&" with a backslash
+ * before every "$", blank and "&" of the path. Folders are made by mounting
+ * HOST:PATH on "/zafoldaphomefolder.PID" with "/bin/mount"; every mount is undone
+ * in the same call. The caller is root.
+ */
+#ifndef ZAFOLDAP_HOME_H
+#define ZAFOLDAP_HOME_H
+
+#include "platform/user.h"
+#include "zafoldap/api.h"
+#include "zafoldap/host.h"
+
+ZAFOLDAP_BEGIN_DECLS
+
+/* Publishes the maps for the NFS server `szHost` and the exported path
+ * `szHomeFolderPath` (neither may hold a line break) in the directory of the saved
+ * connection "root", then makes all users' folders. Maps that exist are kept, host and
+ * path of the key "*" are brought up to date. That a folder could not be made is only logged.
+ * 0; -1 as ZAFOLDAPHostInitByBrowserConfig or ZAFOLDAPModify, with 0x0200 (the path does
+ * not fit 4094 bytes escaped), or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath);
+
+/* Makes the folder of every user of the directory that has none in the export
+ * HOST:PATH. Folders that exist are left alone; a user whose folder cannot be made is
+ * logged and passed over.
+ * 0; -1 when the export cannot be mounted or users cannot be listed, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost,
+                                                  const char *szHomeFolderPath);
+
+/* Makes one user's folder (szName, pw_uid, pw_gid) in the export that the
+ * directory's "auto_home" map names.
+ * 0; -1 when the map is not there or not of this form, or as ZAFOLDAPBrowserUserHomeCreateEx. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser);
+
+/* The same in the export `szHomePath` (HOST:PATH). The folder is the user's own, mode
+ * 0700. A name that is not one path component ("", ".", "..", or with a "/") is refused.
+ * 0, also when the folder exists; -1 when something else has its name, when it cannot
+ * be mounted or made, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateEx(const char *szHomePath, const ZAFOUSER *pUser);
+
+/* Mounts `szHomePath` on the process's mount point, which is made. 0; -1, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPNFSMount(const char *szHomePath);
+
+/* Unmounts it and removes the mount point. 0, or -1. */
+ZAFOLDAP_API int ZAFOLDAPNFSUMount(void);
+
+ZAFOLDAP_END_DECLS
+
+#endif

@@ -1,0 +1,95 @@
+/* SPDX-License-Identifier: Apache-2.0
+ *
+ * Who is in which group.
+ *
+ * A group lists a member twice: its login name in "memberUid" (RFC 2307) and the
+ * DN "uid=NAME,cn=users,BASE" in "member" (RFC 4519 section 2.17), whatever the user
+ * entry's real DN is. A user's primary group is the one with its gidNumber. Functions that need
+ * szLoginSuffix of the connection to be set say so.
+ *
+ * Changes of one call are one change file: ldapmodify(1) stops at the first record
+ * that the server refuses, those before it stay. None of the texts may hold a line break.
+ */
+#ifndef ZAFOLDAP_MEMBERSHIP_H
+#define ZAFOLDAP_MEMBERSHIP_H
+
+#include "platform/szlist.h"
+#include "zafoldap/api.h"
+#include "zafoldap/host.h"
+
+ZAFOLDAP_BEGIN_DECLS
+
+/* --- questions ------------------------------------------------------------ */
+
+/* Appends DN and name of the groups that list a user to two parallel lists; either may be
+ * NULL. Needs szLoginSuffix. By DN: 0x1D00 when there is no such user.
+ * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost,
+                                                   const char *szUserUID,
+                                                   QLIBSZLIST **ppGroupDNList,
+                                                   QLIBSZLIST **ppGroupNameList);
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
+                                                  QLIBSZLIST **ppGroupDNList,
+                                                  QLIBSZLIST **ppGroupNameList);
+
+/* The login names of the users whose primary group it is, into a list that is emptied
+ * first. The group is named by DN, or by name when `szGroupDN` is NULL.
+ * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHost,
+                                                       const char *szGroupDN, const char *szGroupCN,
+                                                       QLIBSZLIST **ppUserUIDList);
+
+/* Appends the login names that a group lists.
+ * Their number; -1 with 0x1800 (no such group), as ZAFOLDAPSearchGetNext, or 0x0D00. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
+                                                  QLIBSZLIST **ppUserUIDList);
+
+/* Appends the login names of all users that are neither listed in the group nor have it
+ * as their primary group (names that the list held before are taken out by the same rule).
+ * 0; -1 as the functions above. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost,
+                                                     const char *szGroupDN,
+                                                     QLIBSZLIST **ppUserUIDList);
+
+/* --- changes -------------------------------------------------------------- */
+
+/* All of them need szLoginSuffix, and give 0, or -1 as ZAFOLDAPModify, or 0x0D00. */
+
+/* Adds a user to the groups of one list of DNs and takes it out of those of the other; either
+ * may be NULL. Groups that are as wanted already are not touched.
+ * By DN also 0x1D00 (no such user). */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost,
+                                                   const char *szUserUID,
+                                                   const QLIBSZLIST *pAddedGroupDNList,
+                                                   const QLIBSZLIST *pRemovedGroupDNList);
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
+                                                  const QLIBSZLIST *pAddedGroupDNList,
+                                                  const QLIBSZLIST *pRemovedGroupDNList);
+
+/* Adds users to a group and takes others out, without looking first: a user who is in
+ * already is refused by the server (LDAP code 20), one who is not there likewise (16), and then
+ * nothing is changed. An EMPTY removed list takes out EVERY member: pass NULL for none. */
+ZAFOLDAP_API int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
+                                                  const QLIBSZLIST *pAddedUserUIDList,
+                                                  const QLIBSZLIST *pRemovedUserUIDList);
+
+/* Follows a change of a user's name in every group that lists the old one; a new name of NULL
+ * takes the user out. By DN also 0x1D00 (no such user). */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost,
+                                                           const char *szUserUID,
+                                                           const char *szNewUserUID);
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *pHost,
+                                                                   const char *szUserDN,
+                                                                   const char *szNewUserUID);
+
+/* Follows a change of a user's primary group: takes the user out of the groups with the old
+ * number and adds it to those with the new one; either may be NULL. A number that no
+ * group has is passed over. */
+ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *pHost,
+                                                           const char *szUserUID,
+                                                           const unsigned int *pOldGid,
+                                                           const unsigned int *pNewGid);
+
+ZAFOLDAP_END_DECLS
+
+#endif

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Users and groups are twins: what differs between them is a row here.
+#pragma once
+
+#include "zafoldap/error.h"
+
+namespace zafo {
+
+// Which entries are users and which are groups (RFC 2307 section 4).
+inline constexpr char kUserFilter[] = "objectClass=posixAccount";
+inline constexpr char kGroupFilter[] = "objectClass=posixGroup";
+
+struct ACCOUNT_KIND {
+    const char *szFilter;
+    const char *szNameAttr;
+    const char *szNumberAttr;
+    const char *szContainer;  // relative to the base DN, when the caller names none
+    int nNameTaken;           // library errors
+    int nNumberTaken;
+};
+
+inline constexpr ACCOUNT_KIND kUsers{
+    kUserFilter,
+    "uid",
+    "uidNumber",
+    "cn=users",
+    ZAFOLDAP_ERR_USERNAME_EXISTS,
+    ZAFOLDAP_ERR_UID_EXISTS,
+};
+inline constexpr ACCOUNT_KIND kGroups{
+    kGroupFilter,
+    "cn",
+    "gidNumber",
+    "cn=groups",
+    ZAFOLDAP_ERR_GROUPNAME_EXISTS,
+    ZAFOLDAP_ERR_GID_EXISTS,
+};
+
+}  // namespace zafo

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How an account's texts become lines of LDIF and parts of a DN. No tool runs here.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/szlist.h"
+#include "zafoldap/host.h"
+#include "zafoldap/ldif.h"
+
+namespace zafo {
+
+// Longest DN that account functions make or look up: what fits their buffers.
+inline constexpr size_t kMaxDN = 1023;
+
+// Whether a text fits on one line: a line break in a value would start a line, and with it
+// an attribute or a record, of somebody else's choice. NULL is fine.
+bool IsOneLine(const char *szText);
+bool AreOneLineEach(const QLIBSZLIST *pList);
+
+// "ATTR: VALUE". A value that LDIF cannot show as it is (it begins with a blank, which
+// readers drop) is written in base64 (RFC 2849).
+void WriteValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue);
+
+// The same for texts in which "%%" stands for "%"; every other "%" stands for itself.
+void WriteFormatText(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szText);
+
+// A "replace" modification with one value, separated from the one before.
+void ReplaceValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue);
+
+// The pairs of a list of name, value, name, value, if it holds a whole one.
+void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra);
+
+// A value as it stands in a DN: RFC 4514 section 2.4 escapes.
+std::string EscapedForDN(std::string_view value);
+
+// "ATTR=NAME,CONTAINER,BASE"; container and base are taken as they are.
+std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
+                      std::string_view base);
+
+// The value of "member" that stands for a user: "uid=NAME,cn=users,BASE", wherever its entry is.
+std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid);
+
+}  // namespace zafo
