@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <initializer_list>
+#include <new>
+
+#include "zafoldap/search.h"
+
+namespace zafo {
+
+// A search and its request, ended and freed on every path.
+class OpenSearch {
+  public:
+    OpenSearch() = default;
+    OpenSearch(const OpenSearch &) = delete;
+    OpenSearch &operator=(const OpenSearch &) = delete;
+    ~OpenSearch() { ZAFOLDAPSearchFree(&request, &result); }
+
+    // The attributes to return. Throws std::bad_alloc.
+    void AskFor(std::initializer_list<const char *> attributes) {
+        if (ZAFOLDAPSearchRequestInit(&request, 1) != 0) throw std::bad_alloc();
+        for (const char *szAttr : attributes) {
+            if (QLIBCSzListPush(&request.plistAttr, szAttr) != 0) throw std::bad_alloc();
+        }
+    }
+
+    // As ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext.
+    int Open(const ZAFOLDAP_HOST *pHost) { return ZAFOLDAPSearchInit(pHost, &request, &result); }
+    int Next() { return ZAFOLDAPSearchGetNext(&request, &result); }
+
+    // The first value of an attribute of the current entry, or NULL.
+    const char *First(const char *szAttr) const { return ZAFOLDAPResultGetFirst(&result, szAttr); }
+
+    ZAFOLDAP_SEARCH_REQUEST request{};
+    ZAFOLDAP_RESULT result{};
+};
+
+}  // namespace zafo
