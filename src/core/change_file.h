@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdio>
+
+#include "platform/error.h"
+#include "zafoldap/modify.h"
+
+namespace zafo {
+
+// A change file in "/tmp", removed on every path.
+class ChangeFile {
+  public:
+    ChangeFile() = default;
+    ChangeFile(const ChangeFile &) = delete;
+    ChangeFile &operator=(const ChangeFile &) = delete;
+    ~ChangeFile() {
+        ZAFOLDAPLdifClose(&ldif_);
+        ZAFOLDAPLdifUnlink(&ldif_);
+    }
+
+    // As ZAFOLDAPLdifInit.
+    int Open() { return ZAFOLDAPLdifInit(&ldif_, nullptr); }
+    ZAFOLDAP_LDIF *get() { return &ldif_; }
+
+    // As ZAFOLDAPModify. A file that the disk had no room for is not run (platform error
+    // 0x0B00): a record that is cut short says something else, "delete: memberUid" alone
+    // means every member.
+    int Apply(const ZAFOLDAP_HOST *pHost, int blAdd = 0) {
+        if (std::fflush(ldif_.pFile) != 0 || std::ferror(ldif_.pFile) != 0) {
+            QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
+            return -1;
+        }
+        return ZAFOLDAPModify(pHost, &ldif_, blAdd);
+    }
+
+  private:
+    ZAFOLDAP_LDIF ldif_{};
+};
+
+}  // namespace zafo
