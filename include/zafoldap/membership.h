@@ -39,7 +39,7 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHos
                                                        const char *szGroupDN, const char *szGroupCN,
                                                        QLIBSZLIST **ppUserUIDList);
 
-/* Appends the login names that a group lists.
+/* The login names that a group lists, into a list that is emptied first.
  * Their number; -1 with 0x1800 (no such group), as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                                   QLIBSZLIST **ppUserUIDList);
@@ -53,7 +53,10 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost,
 
 /* --- changes -------------------------------------------------------------- */
 
-/* All of them need szLoginSuffix, and give 0, or -1 as ZAFOLDAPModify, or 0x0D00. */
+/* All of them need szLoginSuffix, and give 0, or -1 as ZAFOLDAPModify or with
+ *   platform error 0x0D00
+ *   platform error 0x0B00 the disk has no room for the change file: nothing was changed
+ *   platform error 0x0F00 the server gave the DN of a group with a line break in it */
 
 /* Adds a user to the groups of one list of DNs and takes it out of those of the other; either
  * may be NULL. Groups that are as wanted already are not touched.

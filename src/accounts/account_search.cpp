@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_search.h"
 
-#include "core/open_search.h"
+#include <cstdlib>
+#include <cstring>
+
 #include "frame/log.h"
 #include "platform/error.h"
+#include "platform/user.h"
 
 namespace zafo {
 
@@ -61,6 +64,35 @@ int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, u
     if (!filter) return -1;
     const bool blFill = ppDNList != nullptr && *ppDNList != nullptr;
     return ListAccounts(pHost, filter->c_str(), {nullptr, blFill ? ppDNList : nullptr, nullptr});
+}
+
+int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch) {
+    pSearch->request.szBase = szDN;
+    pSearch->request.blBaseAsIs = 1;
+    if (pSearch->Open(pHost) != 0) return -1;
+    const int nFound = pSearch->Next();
+    if (nFound < 0) ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
+    return nFound;
+}
+
+bool IsWhole(const FoundText &szText) {
+    if (std::strlen(szText) < sizeof szText - 1) return true;
+    QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
+    return false;
+}
+
+int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName) {
+    int nFound = ZAFOLDAPPosixGetUserUID(pHost, szUserDN, szName, sizeof szName);
+    if (nFound > 0 && !IsWhole(szName)) nFound = -1;
+    if (nFound < 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed. [%s] ", szUserDN);
+    if (nFound == 0) QLIBCErrSet(QLIB_ERR_NO_SUCH_USER);
+    return nFound;
+}
+
+uint32_t AccountNumber(const char *szText) {
+    if (szText == nullptr) return UID_ERR;
+    const long long nNumber = std::strtoll(szText, nullptr, 10);
+    return nNumber >= INT32_MIN && nNumber <= UINT32_MAX ? static_cast<uint32_t>(nNumber) : UID_ERR;
 }
 
 }  // namespace zafo

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How accounts are looked for in a directory.
+// How accounts are looked for in a directory and read from entries.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "accounts/account_kind.h"
+#include "core/open_search.h"
 #include "platform/szlist.h"
+#include "zafoldap/browser.h"
 #include "zafoldap/host.h"
 
 namespace zafo {
@@ -20,6 +23,14 @@ inline constexpr size_t kMaxFilter = 2047;
 // 0x0E00, when it is too long.
 std::optional<std::string> AccountFilter(std::string_view condition, std::string_view attr,
                                          std::string_view value);
+
+// How to recognise a user: as the options say, else the usual way.
+inline ZAFOLDAP_BROWSER_OPTIONS UserRule(const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
+    ZAFOLDAP_BROWSER_OPTIONS rule = pOptions != nullptr ? *pOptions : ZAFOLDAP_BROWSER_OPTIONS{};
+    if (rule.szFilter == nullptr) rule.szFilter = kUsers.szFilter;
+    if (rule.szNameAttr == nullptr) rule.szNameAttr = kUsers.szNameAttr;
+    return rule;
+}
 
 // What a listing of accounts takes from each entry. Lists that are NULL are not filled.
 struct ACCOUNT_LISTING {
@@ -36,5 +47,22 @@ int ListAccounts(const ZAFOLDAP_HOST *pHost, const char *szFilter, const ACCOUNT
 // address or the list itself, is not filled.
 int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, unsigned int nNumber,
                          QLIBSZLIST **ppDNList);
+
+// Opens a search at a whole DN and reads its first entry. 1; 0 there is none; -1.
+int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch);
+
+// Buffer for a name or a number that a lookup finds.
+using FoundText = char[1024];
+
+// Whether a lookup had room for all of the text; platform error 0x0E00 when it fills the buffer.
+bool IsWhole(const FoundText &szText);
+
+// The login name of the user at a DN. 1; 0, with platform error 0x1D00, there is no such user;
+// -1, also for a name that is not whole.
+int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName);
+
+// A uid or gid as an attribute's text gives it, decimal; all ones, which means none, without a
+// text and for what 32 bits cannot hold.
+uint32_t AccountNumber(const char *szText);
 
 }  // namespace zafo

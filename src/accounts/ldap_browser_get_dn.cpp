@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_kind.h"
 #include "accounts/account_search.h"
-#include "core/open_search.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -9,10 +7,6 @@
 #include "zafoldap/error.h"
 
 namespace {
-
-const char *OrDefault(const char *sz, const char *szDefault) {
-    return sz != nullptr ? sz : szDefault;
-}
 
 int FirstDNByName(const ZAFOLDAP_HOST *pHost, const char *szCondition, const char *szAttr,
                   const char *szName, char *szDN, size_t cbDN) {
@@ -56,11 +50,8 @@ int ZAFOLDAPBrowserGetDNByUserUIDEx(const ZAFOLDAP_HOST *pHost, const char *szUs
     if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
 
-    const ZAFOLDAP_BROWSER_OPTIONS options =
-        pOptions != nullptr ? *pOptions : ZAFOLDAP_BROWSER_OPTIONS{};
-    return FirstDNByName(pHost, OrDefault(options.szFilter, zafo::kUserFilter),
-                         OrDefault(options.szNameAttr, zafo::kUsers.szNameAttr), szUserUID, szDN,
-                         cbDN);
+    const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(pOptions);
+    return FirstDNByName(pHost, rule.szFilter, rule.szNameAttr, szUserUID, szDN, cbDN);
 }
 
 int ZAFOLDAPBrowserGetDNByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID, char *szDN,

@@ -1,1 +1,96 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Whether a connection can be used for accounts.
+#include "frame/log.h"
+#include "platform/ldap.h"
+#include "zafoldap/browser.h"
+#include "zafoldap/connection.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/error.h"
+#include "zafoldap/object_class.h"
+
+namespace {
+
+constexpr unsigned int kNeededClasses = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_CLASS_POSIX_GROUP |
+                                        ZAFOLDAP_CLASS_INET_ORG_PERSON |
+                                        ZAFOLDAP_CLASS_SHADOW_ACCOUNT;
+
+// A connection record of our own, freed on every path.
+class OwnHost {
+  public:
+    OwnHost() = default;
+    OwnHost(const OwnHost &) = delete;
+    OwnHost &operator=(const OwnHost &) = delete;
+    ~OwnHost() { ZAFOLDAPHostFree(&host); }
+
+    ZAFOLDAP_HOST host{};
+};
+
+const char *ErrorKey() {
+    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
+}
+
+int CheckListing(const ZAFOLDAP_HOST &host) {
+    if (ZAFOLDAPPosixCheckEnumUser(&host) == 0) return 0;
+    ZAFO_LOG("check enum failed, dn=[%s], %s (%d)",
+             host.szBindDN != nullptr ? host.szBindDN : "(null)", ErrorKey(), ZAFOLDAPErrGet());
+    return -1;
+}
+
+int CheckBinding() {
+    if (ZAFOLDAPIsBinded(0) != 1) {
+        ZAFO_DEBUG_LOG("is not binded");
+        return -1;
+    }
+    OwnHost binding;
+    if (ZAFOLDAPHostInitByBindConfig(&binding.host) < 1) {
+        ZAFO_DEBUG_LOG("get bind info failed");
+        return -1;
+    }
+    return CheckListing(binding.host);
+}
+
+// A server that lacks a class is told by the library error alone; the check itself has passed.
+void JudgeClasses(unsigned int nSchema) {
+    if ((nSchema & kNeededClasses) == kNeededClasses) return;
+    ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
+}
+
+int CheckSavedConnection(const char *szSection) {
+    OwnHost saved;
+    if (ZAFOLDAPHostInitByBrowserConfig(&saved.host, szSection) < 1) return -1;
+    const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved.host);
+    if (nResult >= 0) JudgeClasses(saved.host.nSchema);
+    return nResult;
+}
+
+}  // namespace
+
+int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
+    if (pHost == nullptr) return CheckBinding();
+    if (CheckListing(*pHost) != 0) return -1;
+    OwnHost clone;  // the caller's record keeps its schema bits
+    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) {
+        ZAFO_DEBUG_LOG("clone host info failed");
+        return -1;
+    }
+    const int nResult = ZAFOLDAPHostGetSupportedSchema(&clone.host);
+    if (nResult < 0) {
+        ZAFO_LOG("get support schema failed(%d), %s (%d)", nResult, ErrorKey(), ZAFOLDAPErrGet());
+        ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
+        return -1;
+    }
+    return 0;
+}
+
+int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
+    if (pHost == nullptr) return CheckSavedConnection(szSection);
+    const int nResult = ZAFOLDAPPosixCheckEnumUser(pHost);
+    if (nResult < 0) return nResult;
+    OwnHost clone;
+    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) return nResult;
+    clone.host.nSchema = 0;  // what the server says now counts, not what it said once
+    if (ZAFOLDAPHostGetSupportedSchema(&clone.host) < 0) return nResult;
+    JudgeClasses(clone.host.nSchema);
+    return nResult;
+}
