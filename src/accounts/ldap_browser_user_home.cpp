@@ -1,1 +1,147 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Home folders, made in the export that users mount theirs from.
+#include <sys/stat.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "accounts/account_record.h"
+#include "accounts/automount_value.h"
+#include "accounts/ldap_mount.h"
+#include "core/list.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/error.h"
+#include "platform/fs.h"
+#include "zafoldap/browser.h"
+#include "zafoldap/home.h"
+#include "zafoldap/search.h"
+#include "zafoldap/user.h"
+
+namespace {
+
+constexpr mode_t kHomeMode = 0700;
+constexpr size_t kMaxValue = 1024;
+
+struct FREE_USER {
+    void operator()(ZAFOUSER *pUser) const { ZAFOUserFree(pUser); }
+};
+
+int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *szLoggedPath) {
+    if (ZAFOFSMkdirP(folder.c_str(), 0, 1, user.pw_uid, user.pw_gid, kHomeMode) >= 0) return 0;
+    ZAFO_LOG("mkdir %s failed. uid = %u, gid = %u. [0x%04X]", szLoggedPath, user.pw_uid,
+             user.pw_gid, zafo::PlatformError());
+    return -1;
+}
+
+// Makes the folder of one of all users, if it is missing; what fails is logged.
+void MakeMissingFolder(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const char *szName,
+                       const char *szHomeFolderPath) {
+    if (!zafo::IsFolderName(szName)) {
+        ZAFO_LOG("user name [%s] cannot be the name of a folder.", szName);
+        return;
+    }
+    const std::string folder = zafo::HomeFolder(szName);
+    struct stat status;
+    if (stat(folder.c_str(), &status) == 0) return;
+    ZAFOUSER *pFound = nullptr;
+    const int nFound = ZAFOLDAPBrowserUserGet(pHost, szUserDN, &pFound, nullptr);
+    const std::unique_ptr<ZAFOUSER, FREE_USER> user(pFound);
+    if (nFound != 1) {
+        ZAFO_LOG("get user info [%s] failed. [0x%04X]", szUserDN, zafo::PlatformError());
+        return;
+    }
+    MakeFolder(folder, *user, szHomeFolderPath);
+}
+
+int CreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost, const char *szHomeFolderPath) {
+    zafo::List dns, uids;
+    const std::string path = std::string(szHost) + ":" + szHomeFolderPath;
+    if (ZAFOLDAPNFSMount(path.c_str()) != 0) {
+        ZAFO_LOG("nfs mount %s failed. [0x%04X]", path.c_str(), zafo::PlatformError());
+        return -1;
+    }
+    const zafo::Mounted mounted;
+    if (ZAFOLDAPBrowserUserEnumAll(pHost, dns.address(), uids.address()) < 0) {
+        ZAFO_LOG("enum ldap users failed.");
+        return -1;
+    }
+    for (int i = 0; i < uids.size(); ++i)
+        MakeMissingFolder(pHost, dns[i], uids[i], szHomeFolderPath);
+    return 0;
+}
+
+int CreateOne(const char *szHomePath, const ZAFOUSER &user) {
+    const std::string folder = zafo::HomeFolder(user.szName);
+    if (ZAFOLDAPNFSMount(szHomePath) != 0) {
+        ZAFO_LOG("nfs mount %s failed. [0x%04X]", szHomePath, zafo::PlatformError());
+        return -1;
+    }
+    const zafo::Mounted mounted;
+    struct stat status;
+    if (lstat(folder.c_str(), &status) != 0) return MakeFolder(folder, user, folder.c_str());
+    return S_ISDIR(status.st_mode) ? 0 : -1;
+}
+
+// The export that the directory names. 0 or -1.
+int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
+    const std::string dn = zafo::AutomountKeyDN(*pHost, zafo::kAnyKey, zafo::kHomeMap);
+    if (!zafo::FitsDN(dn)) return -1;
+    char szValue[kMaxValue];
+    if (ZAFOLDAPSearchGetValueByDN(pHost, dn.c_str(), nullptr, zafo::kAutomountInformation, szValue,
+                                   sizeof szValue) < 0) {
+        return -1;
+    }
+    if (std::strlen(szValue) + 1 == sizeof szValue) {  // it may go on
+        QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
+        return -1;
+    }
+    const auto escaped = zafo::EscapedExportOf(szValue);
+    if (!escaped) {
+        ZAFO_LOG("unknown format of automountInformation: %s", szValue);
+        return -1;
+    }
+    const auto path = zafo::Unescaped(*escaped);
+    if (!path) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        ZAFO_LOG("ZAFOEatEscape failed. [%s] [0x%04X]", escaped->c_str(), zafo::PlatformError());
+        return -1;
+    }
+    *pPath = *path;
+    return 0;
+}
+
+}  // namespace
+
+int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost,
+                                     const char *szHomeFolderPath) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
+    if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
+    return zafo::Guarded(-1, [=] { return CreateAll(pHost, szHost, szHomeFolderPath); });
+}
+
+int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
+
+    return zafo::Guarded(-1, [=] {
+        std::string path;
+        if (ReadExport(pHost, &path) != 0) return -1;
+        if (ZAFOLDAPBrowserUserHomeCreateEx(path.c_str(), pUser) == 0) return 0;
+        ZAFO_LOG("create user home failed. [%s] for user [%s]", path.c_str(),
+                 pUser->szName != nullptr ? pUser->szName : "");
+        return -1;
+    });
+}
+
+int ZAFOLDAPBrowserUserHomeCreateEx(const char *szHomePath, const ZAFOUSER *pUser) {
+    if (szHomePath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
+    if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pUser");
+    if (!zafo::IsFolderName(pUser->szName)) return ZAFO_BAD_ARGUMENT("IsFolderName(pUser->szName)");
+    return zafo::Guarded(-1, [=] { return CreateOne(szHomePath, *pUser); });
+}

@@ -1,1 +1,130 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "accounts/account_record.h"
+#include "accounts/automount_value.h"
+#include "core/change_file.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/error.h"
+#include "zafoldap/connection.h"
+#include "zafoldap/error.h"
+#include "zafoldap/home.h"
+
+namespace {
+
+constexpr int kAlreadyExists = 68;  // LDAP result code
+
+using Attributes = std::initializer_list<std::pair<const char *, std::string>>;
+
+// The connection of the appliance's own server, freed on every path.
+struct ServerHost {
+    ServerHost() = default;
+    ServerHost(const ServerHost &) = delete;
+    ServerHost &operator=(const ServerHost &) = delete;
+    ~ServerHost() { ZAFOLDAPHostFree(&host); }
+
+    ZAFOLDAP_HOST host{};
+};
+
+bool IsWritable(const std::string &dn) {
+    if (!zafo::FitsDN(dn)) return false;
+    if (zafo::IsOneLine(dn.c_str())) return true;
+    return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szDN, \"\\r\\n\")") == 0;
+}
+
+// The library error says why, if it is one of the server's.
+int AddEntry(const ZAFOLDAP_HOST &host, const std::string &dn, const Attributes &attributes) {
+    ZAFOLDAPErrReset();
+    zafo::ChangeFile change;
+    if (!IsWritable(dn) || change.Open() != 0) return -1;
+    ZAFOLDAPLdifTargetDN(change.get(), dn.c_str());
+    for (const auto &[szAttr, value] : attributes)
+        zafo::WriteValue(change.get(), szAttr, value.c_str());
+    return change.Apply(&host, 1);
+}
+
+int AddUnlessThere(const ZAFOLDAP_HOST &host, const std::string &dn, const Attributes &attributes) {
+    if (AddEntry(host, dn, attributes) == 0 || ZAFOLDAPErrGet() == kAlreadyExists) return 0;
+    return -1;
+}
+
+int AddMap(const ZAFOLDAP_HOST &host, const char *szMap) {
+    return AddUnlessThere(
+        host, zafo::AutomountMapDN(host, szMap),
+        {{"automountMapName", szMap}, {"objectClass", "top"}, {"objectClass", "automountMap"}});
+}
+
+int AddMaps(const ZAFOLDAP_HOST &host) {
+    if (AddMap(host, zafo::kMasterMap) != 0) return -1;
+    if (AddUnlessThere(host, zafo::AutomountKeyDN(host, zafo::kHomeKey, zafo::kMasterMap),
+                       {{"automountKey", zafo::kHomeKey},
+                        {zafo::kAutomountInformation, zafo::kHomeMap},
+                        {"objectClass", "top"},
+                        {"objectClass", "automount"}}) != 0) {
+        return -1;
+    }
+    return AddMap(host, zafo::kHomeMap);
+}
+
+int ReplaceInformation(const ZAFOLDAP_HOST &host, const std::string &dn, const std::string &value) {
+    zafo::ChangeFile change;
+    if (change.Open() != 0) return -1;
+    ZAFOLDAPLdifTargetDN(change.get(), dn.c_str());
+    ZAFOLDAPLdifChangeType(change.get(), "modify");
+    zafo::ReplaceValue(change.get(), zafo::kAutomountInformation, value.c_str());
+    return change.Apply(&host);
+}
+
+// Adds the key of all users, or brings the one that is there up to date.
+int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
+    const std::string dn = zafo::AutomountKeyDN(host, zafo::kAnyKey, zafo::kHomeMap);
+    if (AddEntry(host, dn,
+                 {{"automountKey", zafo::kAnyKey},
+                  {zafo::kAutomountInformation, value},
+                  {"objectClass", "top"},
+                  {"objectClass", "automount"}}) == 0) {
+        return 0;
+    }
+    if (ZAFOLDAPErrGet() == 0) return -1;
+    if (ReplaceInformation(host, dn, value) == 0) return 0;
+    ZAFO_LOG("Failed to update 'automountInformation' %s (%d)",
+             ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+    return -1;
+}
+
+int Publish(const char *szHost, const char *szHomeFolderPath) {
+    ServerHost server;
+    if (ZAFOLDAPHostInitByBrowserConfig(&server.host, nullptr) <= 0) {
+        ZAFO_LOG("Init config failed. Start server first.");
+        return -1;
+    }
+    if (AddMaps(server.host) != 0) return -1;
+    const auto escaped = zafo::EscapedPath(szHomeFolderPath);
+    if (!escaped) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        ZAFO_LOG("Escape [%s] failed. [0x%04X]", szHomeFolderPath, zafo::PlatformError());
+        return -1;
+    }
+    if (PublishHomes(server.host, zafo::AutomountValue(szHost, *escaped)) != 0) return -1;
+    if (ZAFOLDAPBrowserUserHomeCreateAll(&server.host, szHost, szHomeFolderPath) != 0) {
+        ZAFO_LOG("Create user home folders failed. [%s] [%s] [0x%04X]", szHost, szHomeFolderPath,
+                 zafo::PlatformError());
+    }
+    return 0;
+}
+
+}  // namespace
+
+int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath) {
+    if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
+    if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
+    if (!zafo::IsOneLine(szHost)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szHost, \"\\r\\n\")");
+    if (!zafo::IsOneLine(szHomeFolderPath)) {
+        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szHomeFolderPath, \"\\r\\n\")");
+    }
+    return zafo::Guarded(-1, [=] { return Publish(szHost, szHomeFolderPath); });
+}

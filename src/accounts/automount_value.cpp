@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "accounts/automount_value.h"
+
+namespace zafo {
+
+namespace {
+
+constexpr size_t kMaxEscaped = 4094;
+constexpr std::string_view kType = "-fstype=nfs";
+constexpr std::string_view kBlanks = " \t\n\v\f\r";
+
+bool IsSpecial(char c) {
+    return c == '$' || c == ' ' || c == '&';
+}
+
+}  // namespace
+
+std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *szMap) {
+    std::string dn = std::string("automountMapName=") + szMap;
+    if (host.szBaseDN != nullptr) dn.append(",").append(host.szBaseDN);
+    return dn;
+}
+
+std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *szKey, const char *szMap) {
+    return std::string("automountKey=") + szKey + "," + AutomountMapDN(host, szMap);
+}
+
+std::optional<std::string> EscapedPath(std::string_view path) {
+    std::string escaped;
+    for (const char c : path) {
+        if (IsSpecial(c)) escaped += '\\';
+        escaped += c;
+        if (escaped.size() > kMaxEscaped) return {};
+    }
+    if (escaped.ends_with('/')) escaped.pop_back();
+    return escaped;
+}
+
+std::string AutomountValue(std::string_view host, std::string_view escaped) {
+    return std::string(kType).append(" ").append(host).append(":").append(escaped).append("/&");
+}
+
+std::optional<std::string> EscapedExportOf(std::string_view value) {
+    value = value.substr(0, value.find_last_not_of(kBlanks) + 1);
+    if (!value.ends_with('&')) return {};
+    value.remove_suffix(1);
+
+    const size_t nType = value.find(kType);
+    if (nType == std::string_view::npos) return {};
+    const size_t nBlank = value.find(' ', nType + kType.size());
+    if (nBlank == std::string_view::npos) return {};
+    value.remove_prefix(nBlank);
+    while (value.starts_with(' '))
+        value.remove_prefix(1);
+    if (value.starts_with('-')) return {};  // one more option
+    return std::string(value);
+}
+
+std::optional<std::string> Unescaped(std::string_view escaped) {
+    std::string text;
+    for (size_t i = 0; i < escaped.size(); ++i) {
+        if (escaped[i] == '\\' && i + 1 < escaped.size() && IsSpecial(escaped[i + 1])) ++i;
+        text += escaped[i];
+        if (text.size() > kMaxEscaped) return {};
+    }
+    return text;
+}
+
+}  // namespace zafo
