@@ -1,2 +1,98 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Every step down is relative to the open folder above it and refuses links, so that a
+// folder that is renamed or replaced meanwhile cannot lead the walk astray.
 #include "platform/fs.h"
+
+#include "host/core/fail.h"
+#include "host/core/unique_fd.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using zafo::UniqueFd;
+
+constexpr mode_t kAllBits = 07777;
+constexpr mode_t kParentMode = 0755;
+
+using Names = std::vector<std::string>;
+
+// The names of an absolute path; none when it is not one that may be made.
+Names NamesOf(std::string_view path) {
+    if (!path.starts_with('/')) return {};
+    Names names;
+    while (!path.empty()) {
+        path.remove_prefix(1);  // the "/"
+        const std::string_view name = path.substr(0, path.find('/'));
+        if (name == "." || name == "..") return {};
+        if (!name.empty()) names.emplace_back(name);
+        path.remove_prefix(name.size());
+    }
+    return names;
+}
+
+struct Wanted {
+    bool set_owner;
+    uid_t uid;
+    gid_t gid;
+    mode_t mode;
+};
+
+// Owner first: changing it clears the set-user-id and set-group-id bits.
+bool Give(int folder, const Wanted &wanted) {
+    return (!wanted.set_owner || fchown(folder, wanted.uid, wanted.gid) == 0) &&
+           fchmod(folder, wanted.mode) == 0;
+}
+
+class Maker {
+  public:
+    Maker(const Names &names, const Wanted &wanted) : names_(names), wanted_(wanted) {}
+
+    // Makes the names from number `at` on below an open folder. 0, or a platform error code.
+    int MakeBelow(int parent, size_t at) const {
+        const char *name = names_[at].c_str();
+        const bool last = at + 1 == names_.size();
+        const bool made = mkdirat(parent, name, S_IRWXU) == 0;
+        if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
+        // A folder to pass through need not be readable; one to change must be open for reading.
+        const int access = made ? O_RDONLY : O_PATH;
+        const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;
+        if (error == QLIB_ERR_NONE && made && !Give(folder.Get(), last ? wanted_ : kParent)) {
+            error = QLIB_ERR_WRITE_FAILED;
+        }
+        if (error == QLIB_ERR_NONE && !last) error = MakeBelow(folder.Get(), at + 1);
+        if (error != QLIB_ERR_NONE && made) unlinkat(parent, name, AT_REMOVEDIR);
+        return error;
+    }
+
+  private:
+    static constexpr Wanted kParent{false, 0, 0, kParentMode};
+    const Names &names_;
+    const Wanted &wanted_;
+};
+
+}  // namespace
+
+int ZAFOFSMkdirP(const char *szPath, int nFlags, int blSetOwner, uid_t uid, gid_t gid,
+                 mode_t mode) {
+    if (szPath == nullptr || nFlags != 0 || (mode & ~kAllBits) != 0) {
+        return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return zafo::OutOfMemoryIs(-1, [=] {
+        const Names names = NamesOf(szPath);
+        if (names.empty()) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+        const UniqueFd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (!root.IsOpen()) return zafo::Fail(QLIB_ERR_OPEN_FAILED);
+        const Wanted wanted{blSetOwner != 0, uid, gid, mode};
+        const int error = Maker(names, wanted).MakeBelow(root.Get(), 0);
+        return error == QLIB_ERR_NONE ? 0 : zafo::Fail(error);
+    });
+}
