@@ -6,10 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <ostream>
 #include <stdexcept>
 #include <utility>
 
@@ -140,14 +143,9 @@ void ExampleDirectory::Stop() {
 ProgramRun ExampleDirectory::Client(const std::string &tool,
                                     const std::vector<std::string> &arguments,
                                     std::string_view input) const {
-    std::vector<std::string> argv = {"/usr/bin/" + tool,
-                                     "-x",
-                                     "-H",
-                                     "ldap://127.0.0.1:" + std::to_string(port_),
-                                     "-D",
-                                     BindDN(),
-                                     "-y",
-                                     work_ + "/password"};
+    std::vector<std::string> argv = {
+        "/usr/bin/" + tool, "-x", "-H", "ldap://" + Uri(), "-D", BindDN(), "-y",
+        work_ + "/password"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
     return RunProgram(argv, input);
 }
@@ -166,6 +164,36 @@ void ExampleDirectory::Change(std::string_view ldif) const {
 
 void ExampleDirectory::Add(const LdifEntry &entry) const {
     Checked(Client("ldapadd", {}, LdifRecord(entry)), "ldapadd");
+}
+
+std::string ExampleDirectory::Uri() const {
+    return "127.0.0.1:" + std::to_string(port_);
+}
+
+bool ExampleDirectory::Binds(const std::string &dn, const std::string &password) const {
+    constexpr int kInvalidCredentials = 49;
+    const ProgramRun run = RunProgram(
+        {"/usr/bin/ldapwhoami", "-x", "-H", "ldap://" + Uri(), "-D", dn, "-y", "/dev/stdin"},
+        password);
+    if (run.exit_code == kInvalidCredentials) return false;
+    Checked(run, "ldapwhoami");
+    return true;
+}
+
+ExampleDirectory &VariantDirectory(std::string_view name) {
+    static std::map<std::string, ExampleDirectory, std::less<>> directories;
+    const auto running = directories.find(name);
+    if (running != directories.end()) return running->second;
+    const auto variant = std::find_if(std::begin(kVariants), std::end(kVariants),
+                                      [=](const Variant &v) { return v.name == name; });
+    if (variant == std::end(kVariants)) throw std::runtime_error("no such variant");
+    const std::string work = std::string("/var/lib/variant-") + variant->name;
+    const std::vector<std::string> options = {"--no-tls", "--variant", variant->name};
+    return directories.try_emplace(variant->name, work, variant->port, options).first->second;
+}
+
+std::ostream &operator<<(std::ostream &out, const Variant &variant) {
+    return out << variant.name;
 }
 
 }  // namespace zafo::rig

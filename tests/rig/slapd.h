@@ -5,6 +5,7 @@
 // compared with does not pass through it, nor through the tool front.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +41,9 @@ class ExampleDirectory {
     const char *BindDN() const { return "cn=admin,dc=example,dc=com"; }
     const std::string &Password() const { return password_; }
 
+    // "127.0.0.1:PORT", as a connection record wants it.
+    std::string Uri() const;
+
     // A client of the system, bound as the administrator of the first tree.
     ProgramRun Client(const std::string &tool, const std::vector<std::string> &arguments,
                       std::string_view input = "") const;
@@ -52,6 +56,10 @@ class ExampleDirectory {
     void Change(std::string_view ldif) const;
     void Add(const LdifEntry &entry) const;
 
+    // Whether the server lets somebody in, asked with the system's ldapwhoami; throws when
+    // it says neither yes nor "invalid credentials".
+    bool Binds(const std::string &dn, const std::string &password) const;
+
     void Stop();
     void Start();
 
@@ -62,5 +70,25 @@ class ExampleDirectory {
     std::string password_;
     bool running_ = false;
 };
+
+// The kinds of server that accounts live on (host/root/directory/start --variant). What
+// the schema of each one has is in `schema`, as the bits of zafoldap/object_class.h.
+struct Variant {
+    const char *name;
+    unsigned port;
+    unsigned schema;
+    int server_type;
+};
+inline constexpr Variant kVariants[] = {
+    {"minimal", 1389, 0x0061, 0}, {"posix", 1390, 0x01FF, 0},     {"samba", 1391, 0x19FF, 0},
+    {"apple", 1392, 0x07FF, 2},   {"appliance", 1393, 0x19FF, 1},
+};
+
+// The server of a variant: clear text, one nearly empty tree below dc=example,dc=com,
+// started on first use (50 ms), stopped at exit.
+ExampleDirectory &VariantDirectory(std::string_view name);
+
+// How a test's parameter is shown.
+std::ostream &operator<<(std::ostream &out, const Variant &variant);
 
 }  // namespace zafo::rig
