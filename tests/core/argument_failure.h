@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The table of exported functions, each with the checks it makes of its arguments: their
+// order, what they log and what they set. A binary has rows of its own; the tests over them
+// are in argument_failure_cases.cpp.
+#pragma once
+
+#include <bitset>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/core/core_fixture.h"
+
+namespace zafo::core_test {
+
+inline constexpr unsigned kMaxChecks = 16;
+
+// Which of a function's checks are to fail.
+class Bad {
+  public:
+    explicit Bad(unsigned checks) : checks_(checks) {}
+    bool operator()(unsigned check) const { return checks_[check]; }
+
+  private:
+    std::bitset<kMaxChecks> checks_;
+};
+
+// Arguments that pass every check, or the NULL or broken record asked for.
+struct Arguments {
+    Arguments() {
+        ZAFOLDAPHostInit(&host);
+        ZAFOLDAPHostSet(&host, LDAP_HOST_ATTR_URI, "server");
+        ZAFOLDAPResultInit(&result);
+        ZAFOLDAPResultSet(&result, "dn", "dc=com");
+        ZAFOLDAPLdifInit(&ldif, nullptr);
+        user.szName = name;
+    }
+    ~Arguments() {
+        ZAFOLDAPHostFree(&host);
+        ZAFOLDAPResultFree(&result);
+        if (ldif.pFile != nullptr) ZAFOLDAPLdifClose(&ldif);
+        ZAFOLDAPLdifUnlink(&ldif);
+    }
+    Arguments(const Arguments &) = delete;
+    Arguments &operator=(const Arguments &) = delete;
+
+    // pHost and pHost->szUri, the checks `at` and `at` + 1.
+    ZAFOLDAP_HOST *Host(Bad bad, unsigned at = 0) {
+        no_uri = host;
+        no_uri.szUri = nullptr;
+        return bad(at) ? nullptr : bad(at + 1) ? &no_uri : &host;
+    }
+    // pResult, pResult->plistAttr and pResult->plistValue, the checks from `at` on.
+    ZAFOLDAP_RESULT *Result(Bad bad, unsigned at = 0) {
+        broken = result;
+        if (bad(at + 1)) broken.plistAttr = nullptr;
+        if (bad(at + 2)) broken.plistValue = nullptr;
+        return bad(at) ? nullptr : &broken;
+    }
+    // pLDIF and pLDIF->pFile, the checks 0 and 1.
+    ZAFOLDAP_LDIF *Ldif(Bad bad) {
+        no_file = ldif;
+        no_file.pFile = nullptr;
+        return bad(0) ? nullptr : bad(1) ? &no_file : &ldif;
+    }
+
+    ZAFOLDAP_HOST host{}, no_uri{};
+    ZAFOLDAP_RESULT result{}, broken{};
+    ZAFOLDAP_LDIF ldif{}, no_file{};
+    Request request;
+    List list, other_list;
+    QLIBSZLIST *no_list = nullptr;
+    const char *value = nullptr;
+    char buffer[64] = "";
+    unsigned int schema = 0;
+    uint64_t number = 0;
+    ZAFOUSER user{};
+    char name[8] = "ann";
+};
+
+template <class T>
+T *Unless(bool bad, T *pointer) {
+    return bad ? nullptr : pointer;
+}
+
+// A good text, NULL, or one that would begin a line of its own.
+inline const char *Text(bool null, bool two_lines, const char *good = "v") {
+    return null ? nullptr : two_lines ? "v\nx: y" : good;
+}
+
+// The texts of checks; `~` before a condition leaves open how its NULL is spelt.
+#define NOT_NULL "((void *)0) != "
+#define ONE_LINE(text) "NULL == strpbrk(" text ", \"\\r\\n\")"
+
+struct Function {
+    const char *name;
+    const char *file;  // base name of the source in the log line, alternatives with "|"
+    std::vector<const char *> checks;
+    std::function<long(Arguments &, Bad)> call;
+    long failure = -1;
+};
+
+using Functions = std::vector<Function>;
+
+// What a binary has to say: its rows, the headers that they are to cover, and the
+// functions of these that take anything.
+Functions AllFunctions();
+const std::set<std::string> &CoveredHeaders();
+const std::set<std::string> &FunctionsWithoutChecks();
+
+}  // namespace zafo::core_test
