@@ -3,6 +3,7 @@
 // Users and groups are twins: what differs between them is a row here.
 #pragma once
 
+#include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 
 namespace zafo {
@@ -18,6 +19,8 @@ struct ACCOUNT_KIND {
     const char *szContainer;  // relative to the base DN, when the caller names none
     int nNameTaken;           // library errors
     int nNumberTaken;
+    int (*pfnFindByName)(const ZAFOLDAP_HOST *, const char *, char *, size_t);
+    int (*pfnCountByNumber)(const ZAFOLDAP_HOST *, unsigned int, QLIBSZLIST **);
 };
 
 inline constexpr ACCOUNT_KIND kUsers{
@@ -27,6 +30,8 @@ inline constexpr ACCOUNT_KIND kUsers{
     "cn=users",
     ZAFOLDAP_ERR_USERNAME_EXISTS,
     ZAFOLDAP_ERR_UID_EXISTS,
+    ZAFOLDAPBrowserGetDNByUserUID,
+    ZAFOLDAPBrowserUserEnumByUIDNumber,
 };
 inline constexpr ACCOUNT_KIND kGroups{
     kGroupFilter,
@@ -35,6 +40,8 @@ inline constexpr ACCOUNT_KIND kGroups{
     "cn=groups",
     ZAFOLDAP_ERR_GROUPNAME_EXISTS,
     ZAFOLDAP_ERR_GID_EXISTS,
+    ZAFOLDAPBrowserGetDNByGroupCN,
+    ZAFOLDAPBrowserGroupEnumByGIDNumber,
 };
 
 }  // namespace zafo

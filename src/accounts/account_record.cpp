@@ -72,6 +72,15 @@ void ReplaceValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue)
     WriteValue(pLDIF, szAttr, szValue);
 }
 
+void WriteModRDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN, std::string_view attr,
+                 std::string_view name) {
+    ZAFOLDAPLdifTargetDN(pLDIF, szDN);
+    ZAFOLDAPLdifChangeType(pLDIF, "modrdn");
+    const std::string rdn = std::string(attr).append("=").append(EscapedForDN(name));
+    WriteValue(pLDIF, "newrdn", rdn.c_str());
+    WriteValue(pLDIF, "deleteoldrdn", "1");
+}
+
 void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra) {
     if (plistExtra == nullptr) return;
     for (int i = 0; i + 1 < plistExtra->nItem; i += 2) {
@@ -98,6 +107,12 @@ std::string AccountDN(std::string_view attr, std::string_view name, std::string_
     std::string dn(attr);
     dn.append("=").append(EscapedForDN(name)).append(",").append(container);
     return dn.append(",").append(base);
+}
+
+bool FitsAsDN(std::string_view dn) {
+    if (dn.size() <= kMaxDN) return true;
+    QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
+    return false;
 }
 
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid) {

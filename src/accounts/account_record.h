@@ -33,6 +33,10 @@ void WriteFormatText(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szTex
 // A "replace" modification with one value, separated from the one before.
 void ReplaceValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue);
 
+// A "modrdn" record: the entry's new RDN, which takes the place of the old one.
+void WriteModRDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN, std::string_view attr,
+                 std::string_view name);
+
 // The pairs of a list of name, value, name, value, if it holds a whole one.
 void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra);
 
@@ -42,6 +46,9 @@ std::string EscapedForDN(std::string_view value);
 // "ATTR=NAME,CONTAINER,BASE"; container and base are taken as they are.
 std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
                       std::string_view base);
+
+// Whether a DN fits the buffers that DNs are handled in; 0x0E00 is set when it does not.
+bool FitsAsDN(std::string_view dn);
 
 // The value of "member" that stands for a user: "uid=NAME,cn=users,BASE", wherever its entry is.
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid);

@@ -1,1 +1,84 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// Adding a group: is the name free, is the number free, one "add" record.
+#include <string>
+
+#include "accounts/account_taken.h"
+#include "accounts/group_record.h"
+#include "accounts/one_line.h"
+#include "accounts/password_attributes.h"
+#include "core/change_file.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/group.h"
+#include "zafoldap/object_class.h"
+#include "zafoldap/samba.h"
+
+namespace {
+
+bool IsTaken(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP &group) {
+    if (zafo::IsNameTaken(pHost, zafo::kGroups, group.szName)) {
+        ZAFO_DEBUG_LOG("group [%s] exists in db.", group.szName);
+        return true;
+    }
+    if (zafo::IsNumberTaken(pHost, zafo::kGroups, group.nGid)) {
+        ZAFO_DEBUG_LOG("gid number [%u] exists in db.", group.nGid);
+        return true;
+    }
+    return false;
+}
+
+// What cannot be made is written as an empty value.
+void MakeSid(const ZAFOLDAP_HOST *pHost, char (&szSID)[zafo::kSidSize]) {
+    if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) == 0) return;
+    ZAFOLDAPSambaSIDGen(pHost, szSID, sizeof szSID);
+}
+
+int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDescription,
+           const QLIBSZLIST *plistExtra, const char *szContainer) {
+    if (IsTaken(pHost, *pGroup)) return -1;
+    const std::string dn =
+        zafo::AccountDN(zafo::kGroups.szNameAttr, pGroup->szName, szContainer, pHost->szBaseDN);
+    if (!zafo::FitsAsDN(dn)) return -1;
+    zafo::ChangeFile file;
+    if (file.Open() != 0) return -1;
+    char szSID[zafo::kSidSize] = "";
+    MakeSid(pHost, szSID);
+    zafo::WriteGroupRecord(file.get(), pHost->nSchema,
+                           {.pGroup = pGroup,
+                            .szDN = dn.c_str(),
+                            .szDescription = szDescription,
+                            .szSID = szSID,
+                            .plistExtra = plistExtra});
+    if (file.Apply(pHost) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", pGroup->szName, zafo::PlatformError());
+    return -1;
+}
+
+}  // namespace
+
+int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup,
+                               const char *szDescription, const QLIBSZLIST *plistExtra,
+                               const char *szGroupsContainer) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (pGroup == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
+    if (pGroup->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
+    if (pGroup->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");
+    if (pGroup->nGid == GID_ERR) return ZAFO_BAD_ARGUMENT("GID_ERR != pGroup->nGid");
+    REQUIRE_ONE_LINE(pGroup->szName);
+    REQUIRE_ONE_LINE(szDescription);
+    REQUIRE_ONE_LINE(szGroupsContainer);
+    REQUIRE_ONE_LINE(pHost->szBaseDN);
+    REQUIRE_ONE_LINE_EACH(plistExtra);
+    for (char **psz = pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
+        REQUIRE_ONE_LINE(*psz);
+    }
+
+    const char *szContainer =
+        szGroupsContainer != nullptr ? szGroupsContainer : zafo::kGroups.szContainer;
+    return zafo::Guarded(
+        -1, [&] { return Create(pHost, pGroup, szDescription, plistExtra, szContainer); });
+}

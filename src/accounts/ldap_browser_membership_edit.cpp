@@ -5,6 +5,7 @@
 // one record, so that the server takes both or none.
 #include "accounts/account_record.h"
 #include "accounts/account_search.h"
+#include "accounts/one_line.h"
 #include "core/change_file.h"
 #include "core/list.h"
 #include "frame/guard.h"
@@ -156,13 +157,6 @@ int UserNameToChange(const ZAFOLDAP_HOST *pHost, const char *szUserDN, zafo::Fou
         if (pHost->szLoginSuffix == nullptr)                                           \
             return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");                  \
     } while (false)
-
-// And last that its texts are lines.
-#define REQUIRE_ONE_LINE(szText)  \
-    if (!zafo::IsOneLine(szText)) \
-    return ZAFO_BAD_ARGUMENT("NULL == strpbrk(" #szText ", \"\\r\\n\")")
-#define REQUIRE_ONE_LINE_EACH(pList) \
-    if (!zafo::AreOneLineEach(pList)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(" #pList ")")
 
 int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                       const QLIBSZLIST *pAddedGroupDNList,
