@@ -31,6 +31,18 @@ Connection::Connection(const std::string &uri, int ssl_type, const std::string &
     BindAs(directory.BindDN(), directory.Password().c_str());
 }
 
+Connection::Connection(const ExampleDirectory &directory) {
+    if (ZAFOLDAPHostInit(&host_) != 0) throw std::bad_alloc();
+    ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, directory.Uri().c_str());
+    ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BASEDN, rig::kExampleBase);
+    ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_LOGIN_SUFFIX, "example.com");
+    BindAs(directory.BindDN(), directory.Password().c_str());
+    if (ZAFOLDAPBrowserCheckServerType(&host_) != 0 ||
+        ZAFOLDAPHostGetSupportedSchema(&host_) != 0) {
+        throw std::runtime_error("the server does not say what it is");
+    }
+}
+
 Connection::~Connection() {
     ZAFOLDAPHostFree(&host_);
 }

@@ -22,6 +22,9 @@ class Connection {
   public:
     explicit Connection(const std::string &uri = "127.0.0.1:389", int ssl_type = 0,
                         const std::string &base = rig::kExampleBase);
+    // As the administrator of another server, with a login suffix; the server has been asked
+    // what it is and what it knows.
+    explicit Connection(const ExampleDirectory &directory);
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
