@@ -313,6 +313,18 @@ TEST_P(Users, AreRenamedInTheirGroupsToo) {
     EXPECT_TRUE(LetsIn(anna, "Erstes Geheimnis"));
 }
 
+// A group that was created with its members lists them by name, not by DN: the server refuses
+// to take out a "member" that is not there (16), or that it does not know (17).
+TEST_P(Users, StayRenamedWhenAGroupCannotFollow) {
+    CreateAlice();
+    ASSERT_EQ(CreateGroup("team", 6001, {"alice"}), 0);
+    Changes();
+    EXPECT_EQ(Edit(kAliceDN, {.name = "anna"}), -1);
+    EXPECT_EQ(ZAFOLDAPErrGet(), Knows(ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT) ? 16 : 17);
+    EXPECT_THAT(Changes(),
+                ElementsAre(std::string("- ") + kAliceDN, "+ uid=anna,cn=users,dc=example,dc=com"));
+}
+
 TEST_P(Users, AreRenamedAndChangedInOneEdit) {
     CreateAlice();
     const std::string anna = "uid=anna,cn=users,dc=example,dc=com";
