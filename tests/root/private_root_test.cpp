@@ -70,6 +70,15 @@ TEST(PrivateRoot, CannotWriteToTheHostsPrograms) {
     EXPECT_NE(InRoot("echo x >/usr/bin/zafo-private-root").exit_code, 0);
 }
 
+TEST(PrivateRoot, MountsItsOwnFoldersAsTheExportsOfServers) {
+    const Outcome outcome = InRoot(
+        R"(d="/var/lib/exports/srv/a b"; mkdir -p "$d" /mp && touch "$d/here" && )"
+        R"(mount "srv:/a b" /mp && ls /mp && umount /mp && ls /mp && tail -1 /var/log/mounts)",
+        "--play-nfs");
+    EXPECT_EQ(outcome.output, "here\n'mount' 'srv:/a b' '/mp'\n");
+    EXPECT_EQ(InRoot("mkdir /mp; mount srv:/other /mp", "--play-nfs").exit_code, 32);
+}
+
 TEST(PrivateRoot, SeesNoProcessOfTheHost) {
     EXPECT_EQ(InRoot("[ ! -d /proc/" + std::to_string(getpid()) +
                      " ] || "
