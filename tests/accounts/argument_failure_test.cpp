@@ -8,6 +8,11 @@
 namespace zafo::core_test {
 namespace {
 
+#define HOST_CHECKS NOT_NULL "pHost", "NULL != pHost->szUri"
+#define LOGIN_HOST_CHECKS HOST_CHECKS, "NULL != pHost->szLoginSuffix"
+#define GROUP_LISTS "NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList"
+#define ONE_LINE_EACH(list) "AreOneLineEach(" list ")"
+
 const Functions &PasswordFunctions() {
     static const Functions kFunctions = {
         {"ZAFOLDAPEncryptPasswd",
@@ -143,24 +148,253 @@ const Functions &HomeFunctions() {
     return kFunctions;
 }
 
+const Functions &BrowserFunctions() {
+    static const ZAFOLDAP_BROWSER_OPTIONS kNoOptions{};
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserGetFirstDN",
+         "ldap_browser_get_dn",
+         {HOST_CHECKS, NOT_NULL "szFilter"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGetFirstDN(a.Host(bad), Unless(bad(2), "a=b"), nullptr, 0);
+         }},
+        {"ZAFOLDAPBrowserGetDNByUserUIDEx",
+         "ldap_browser_get_dn",
+         {HOST_CHECKS, NOT_NULL "szUserUID"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGetDNByUserUIDEx(a.Host(bad), Unless(bad(2), "ann"), nullptr, 0,
+                                                    &kNoOptions);
+         }},
+        {"ZAFOLDAPBrowserGetDNByUserUID",
+         "ldap_browser_get_dn",
+         {HOST_CHECKS, NOT_NULL "szUserUID"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGetDNByUserUID(a.Host(bad), Unless(bad(2), "ann"), nullptr, 0);
+         }},
+        {"ZAFOLDAPBrowserGetDNByGroupCN",
+         "ldap_browser_get_dn",
+         {HOST_CHECKS, NOT_NULL "szGroupCN"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGetDNByGroupCN(a.Host(bad), Unless(bad(2), "ann"), nullptr, 0);
+         }},
+        {"ZAFOLDAPPosixGetUserUID",
+         "ldap_search_values",
+         {HOST_CHECKS, NOT_NULL "szDN", NOT_NULL "szValue", "0 < cbValue"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPPosixGetUserUID(a.Host(bad), Unless(bad(2), "dc=com"),
+                                            Unless(bad(3), a.buffer), bad(4) ? 0 : sizeof a.buffer);
+         }},
+        {"ZAFOLDAPPosixGetGroupCN",
+         "ldap_search_values",
+         {HOST_CHECKS, NOT_NULL "szDN", NOT_NULL "szValue", "0 < cbValue"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPPosixGetGroupCN(a.Host(bad), Unless(bad(2), "dc=com"),
+                                            Unless(bad(3), a.buffer), bad(4) ? 0 : sizeof a.buffer);
+         }},
+        {"ZAFOLDAPBrowserUserEnumRequestInit",
+         "ldap_browser_search",
+         {NOT_NULL "pRequest"},
+         [](Arguments &, Bad) { return ZAFOLDAPBrowserUserEnumRequestInit(nullptr); }},
+        {"ZAFOLDAPBrowserGroupEnumRequestInit",
+         "ldap_browser_search",
+         {NOT_NULL "pRequest"},
+         [](Arguments &, Bad) { return ZAFOLDAPBrowserGroupEnumRequestInit(nullptr); }},
+        {"ZAFOLDAPBrowserUserEnumAll",
+         "ldap_browser_user_enum",
+         {HOST_CHECKS, "((void *)0) == ppUserDNList || ((void *)0) != *ppUserDNList",
+          "NULL == ppUserUIDList || NULL != *ppUserUIDList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEnumAll(a.Host(bad), a.Slot(bad(2)), a.Slot(bad(3)));
+         }},
+        {"ZAFOLDAPBrowserGroupEnumAll",
+         "ldap_browser_group_enum",
+         {HOST_CHECKS, "((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList",
+          "NULL == ppGroupCNList || NULL != *ppGroupCNList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEnumAll(a.Host(bad), a.Slot(bad(2)), a.Slot(bad(3)));
+         }},
+        {"ZAFOLDAPBrowserUserEnumByUIDNumber",
+         "ldap_browser_user_enum",
+         {HOST_CHECKS},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEnumByUIDNumber(a.Host(bad), 1, nullptr);
+         }},
+        {"ZAFOLDAPBrowserGroupEnumByGIDNumber",
+         "ldap_browser_group_enum",
+         {HOST_CHECKS},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEnumByGIDNumber(a.Host(bad), 1, nullptr);
+         }},
+        {"ZAFOLDAPBrowserStatUGNum",
+         "ldap_browser_stat",
+         {HOST_CHECKS, NOT_NULL "szSubject"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserStatUGNum(a.Host(bad), Unless(bad(2), "user"));
+         }},
+        {"ZAFOLDAPPosixCheckEnumUser",
+         "ldap_posix_check_enum_user",
+         {HOST_CHECKS},
+         [](Arguments &a, Bad bad) { return ZAFOLDAPPosixCheckEnumUser(a.Host(bad)); }},
+    };
+    return kFunctions;
+}
+
+const Functions &ReadingFunctions() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserUserGetEx",
+         "ldap_browser_user_get",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserDN", NOT_NULL "ppUser"},
+         [](Arguments &a, Bad bad) {
+             ZAFOUSER *user = nullptr;
+             return ZAFOLDAPBrowserUserGetEx(a.LoginHost(bad), Unless(bad(3), "dc=com"),
+                                             Unless(bad(4), &user), nullptr, nullptr);
+         }},
+        {"ZAFOLDAPBrowserUserGet",
+         "ldap_browser_user_get",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserDN", NOT_NULL "ppUser"},
+         [](Arguments &a, Bad bad) {
+             ZAFOUSER *user = nullptr;
+             return ZAFOLDAPBrowserUserGet(a.LoginHost(bad), Unless(bad(3), "dc=com"),
+                                           Unless(bad(4), &user), nullptr);
+         }},
+        {"ZAFOLDAPBrowserGroupGet",
+         "ldap_browser_group_get",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szGroupDN", NOT_NULL "ppGroup"},
+         [](Arguments &a, Bad bad) {
+             ZAFOGROUP *group = nullptr;
+             return ZAFOLDAPBrowserGroupGet(a.LoginHost(bad), Unless(bad(3), "dc=com"),
+                                            Unless(bad(4), &group), nullptr, 0);
+         }},
+    };
+    return kFunctions;
+}
+
+const Functions &MembershipQuestions() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserGroupEnumByUserUID",
+         "ldap_browser_membership_enum",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserUID",
+          "((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList",
+          "NULL == ppGroupNameList || NULL != *ppGroupNameList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEnumByUserUID(a.LoginHost(bad), Unless(bad(3), "ann"),
+                                                      a.Slot(bad(4)), a.Slot(bad(5)));
+         }},
+        {"ZAFOLDAPBrowserGroupEnumByUserDN",
+         "ldap_browser_membership_enum",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserDN",
+          "((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList",
+          "NULL == ppGroupNameList || NULL != *ppGroupNameList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEnumByUserDN(a.LoginHost(bad), Unless(bad(3), "dc=com"),
+                                                     a.Slot(bad(4)), a.Slot(bad(5)));
+         }},
+        {"ZAFOLDAPBrowserUserEnumByPrimaryGroup",
+         "ldap_browser_membership_enum",
+         {HOST_CHECKS, "((void *)0) != szGroupDN || ((void *)0) != szGroupCN",
+          NOT_NULL "ppUserUIDList", "NULL != *ppUserUIDList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEnumByPrimaryGroup(a.Host(bad), Unless(bad(2), "dc=com"),
+                                                          nullptr, Unless(bad(3), a.Slot(bad(4))));
+         }},
+        {"ZAFOLDAPBrowserUserEnumByGroupDN",
+         "ldap_browser_membership_enum",
+         {HOST_CHECKS, NOT_NULL "szGroupDN", NOT_NULL "ppUserUIDList", "NULL != *ppUserUIDList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEnumByGroupDN(a.Host(bad), Unless(bad(2), "dc=com"),
+                                                     Unless(bad(3), a.Slot(bad(4))));
+         }},
+        {"ZAFOLDAPBrowserUserEnumNotInGroupDN",
+         "ldap_browser_membership_enum",
+         {HOST_CHECKS, NOT_NULL "szGroupDN", NOT_NULL "ppUserUIDList", "NULL != *ppUserUIDList"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEnumNotInGroupDN(a.Host(bad), Unless(bad(2), "dc=com"),
+                                                        Unless(bad(3), a.Slot(bad(4))));
+         }},
+    };
+    return kFunctions;
+}
+
+const Functions &MembershipChanges() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserGroupEditByUserUID",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserUID", GROUP_LISTS, ONE_LINE("szUserUID"),
+          ONE_LINE("pHost->szBaseDN"), ONE_LINE_EACH("pAddedGroupDNList"),
+          ONE_LINE_EACH("pRemovedGroupDNList")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEditByUserUID(a.LoginHost(bad, bad(6)),
+                                                      Text(bad(3), bad(5)), a.Items(bad(4), bad(7)),
+                                                      a.Items(bad(4), bad(8)));
+         }},
+        {"ZAFOLDAPBrowserGroupEditByUserDN",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserDN", GROUP_LISTS, ONE_LINE("pHost->szBaseDN"),
+          ONE_LINE_EACH("pAddedGroupDNList"), ONE_LINE_EACH("pRemovedGroupDNList")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEditByUserDN(
+                 a.LoginHost(bad, bad(5)), Unless(bad(3), "dc=com"), a.Items(bad(4), bad(6)),
+                 a.Items(bad(4), bad(7)));
+         }},
+        {"ZAFOLDAPBrowserUserEditByGroupDN",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szGroupDN",
+          "NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList", ONE_LINE("szGroupDN"),
+          ONE_LINE("pHost->szBaseDN"), ONE_LINE_EACH("pAddedUserUIDList"),
+          ONE_LINE_EACH("pRemovedUserUIDList")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEditByGroupDN(a.LoginHost(bad, bad(6)), Text(bad(3), bad(5)),
+                                                     a.Items(bad(4), bad(7)),
+                                                     a.Items(bad(4), bad(8)));
+         }},
+        {"ZAFOLDAPBrowserGroupEditWhenUserUIDChange",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserUID", ONE_LINE("szUserUID"), ONE_LINE("szNewUserUID"),
+          ONE_LINE("pHost->szBaseDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEditWhenUserUIDChange(
+                 a.LoginHost(bad, bad(6)), Text(bad(3), bad(4)), Text(false, bad(5)));
+         }},
+        {"ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserDN", ONE_LINE("szNewUserUID"),
+          ONE_LINE("pHost->szBaseDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(
+                 a.LoginHost(bad, bad(5)), Unless(bad(3), "dc=com"), Text(false, bad(4)));
+         }},
+        {"ZAFOLDAPBrowserGroupEditWhenUserGIDChange",
+         "ldap_browser_membership_edit",
+         {LOGIN_HOST_CHECKS, NOT_NULL "szUserUID", ONE_LINE("szUserUID"),
+          ONE_LINE("pHost->szBaseDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEditWhenUserGIDChange(
+                 a.LoginHost(bad, bad(5)), Text(bad(3), bad(4)), nullptr, nullptr);
+         }},
+    };
+    return kFunctions;
+}
+
 }  // namespace
 
 Functions AllFunctions() {
     Functions all;
     for (const auto *group :
-         {&PasswordFunctions(), &SambaFunctions(), &SuggestFunctions(), &HomeFunctions()}) {
+         {&PasswordFunctions(), &SambaFunctions(), &SuggestFunctions(), &HomeFunctions(),
+          &BrowserFunctions(), &ReadingFunctions(), &MembershipQuestions(), &MembershipChanges()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;
 }
 
 const std::set<std::string> &FunctionsWithoutChecks() {
-    static const std::set<std::string> kFunctions = {"ZAFOLDAPNFSUMount"};
+    static const std::set<std::string> kFunctions = {
+        "ZAFOLDAPNFSUMount", "ZAFOLDAPClientCheckBindInfo", "ZAFOLDAPBrowserCheckBindInfo"};
     return kFunctions;
 }
 
 const std::set<std::string> &CoveredHeaders() {
-    static const std::set<std::string> kHeaders = {"password", "samba", "suggest", "home"};
+    static const std::set<std::string> kHeaders = {"password", "samba",   "suggest",
+                                                   "home",     "browser", "membership"};
     return kHeaders;
 }
 

@@ -32,6 +32,7 @@ struct Arguments {
     Arguments() {
         ZAFOLDAPHostInit(&host);
         ZAFOLDAPHostSet(&host, LDAP_HOST_ATTR_URI, "server");
+        ZAFOLDAPHostSet(&host, LDAP_HOST_ATTR_LOGIN_SUFFIX, "example.com");
         ZAFOLDAPResultInit(&result);
         ZAFOLDAPResultSet(&result, "dn", "dc=com");
         ZAFOLDAPLdifInit(&ldif, nullptr);
@@ -52,6 +53,20 @@ struct Arguments {
         no_uri.szUri = nullptr;
         return bad(at) ? nullptr : bad(at + 1) ? &no_uri : &host;
     }
+    // pHost, pHost->szUri and pHost->szLoginSuffix, the checks 0 to 2, and the line of pHost->szBaseDN.
+    ZAFOLDAP_HOST *LoginHost(Bad bad, bool two_lines = false) {
+        changed = host;
+        changed.szBaseDN = two_lines ? "dc=com\nx: y" : "dc=com";
+        if (bad(1)) changed.szUri = nullptr;
+        if (bad(2)) changed.szLoginSuffix = nullptr;
+        return bad(0) ? nullptr : &changed;
+    }
+    // A list, or a place for one that holds none.
+    QLIBSZLIST **Slot(bool none) { return none ? &no_list : list.Address(); }
+    // A list, NULL, or one with an item that would begin a line of its own.
+    const QLIBSZLIST *Items(bool null, bool two_lines) const {
+        return null ? nullptr : two_lines ? lines.Get() : list.Get();
+    }
     // pResult, pResult->plistAttr and pResult->plistValue, the checks from `at` on.
     ZAFOLDAP_RESULT *Result(Bad bad, unsigned at = 0) {
         broken = result;
@@ -66,11 +81,12 @@ struct Arguments {
         return bad(0) ? nullptr : bad(1) ? &no_file : &ldif;
     }
 
-    ZAFOLDAP_HOST host{}, no_uri{};
+    ZAFOLDAP_HOST host{}, no_uri{}, changed{};
     ZAFOLDAP_RESULT result{}, broken{};
     ZAFOLDAP_LDIF ldif{}, no_file{};
     Request request;
     List list, other_list;
+    const List lines{"v", "v\nx: y"};
     QLIBSZLIST *no_list = nullptr;
     const char *value = nullptr;
     char buffer[64] = "";
