@@ -109,12 +109,6 @@ std::string AccountDN(std::string_view attr, std::string_view name, std::string_
     return dn.append(",").append(base);
 }
 
-bool FitsAsDN(std::string_view dn) {
-    if (dn.size() <= kMaxDN) return true;
-    QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
-    return false;
-}
-
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid) {
     const char *szBase = host.szBaseDN != nullptr ? host.szBaseDN : "";
     return AccountDN(kUsers.szNameAttr, uid, kUsers.szContainer, szBase);

@@ -47,9 +47,6 @@ std::string EscapedForDN(std::string_view value);
 std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
                       std::string_view base);
 
-// Whether a DN fits the buffers that DNs are handled in; 0x0E00 is set when it does not.
-bool FitsAsDN(std::string_view dn);
-
 // The value of "member" that stands for a user: "uid=NAME,cn=users,BASE", wherever its entry is.
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid);
 

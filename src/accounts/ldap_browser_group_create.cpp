@@ -40,7 +40,7 @@ int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDe
     if (IsTaken(pHost, *pGroup)) return -1;
     const std::string dn =
         zafo::AccountDN(zafo::kGroups.szNameAttr, pGroup->szName, szContainer, pHost->szBaseDN);
-    if (!zafo::FitsAsDN(dn)) return -1;
+    if (!zafo::FitsDN(dn)) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
     char szSID[zafo::kSidSize] = "";

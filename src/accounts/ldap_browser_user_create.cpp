@@ -150,7 +150,7 @@ int Create(const ZAFOLDAP_HOST *pHost, ZAFOUSER *pUser, const QLIBSZLIST *plistE
         szUsersContainer != nullptr ? szUsersContainer : zafo::kUsers.szContainer;
     const std::string dn =
         zafo::AccountDN(zafo::kUsers.szNameAttr, pUser->szName, szContainer, pHost->szBaseDN);
-    if (!zafo::FitsAsDN(dn)) return -1;
+    if (!zafo::FitsDN(dn)) return -1;
     if (AddEntry(pHost, pUser, plistExtra, dn, kind) != 0) return -1;
     if (!kind.blClear) return 0;
 

@@ -129,7 +129,7 @@ int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
     pEntry->newDN.assign(pEntry->szRDNAttr).append("=");
     pEntry->newDN.append(zafo::EscapedForDN(request.pWanted->szName));
     pEntry->newDN.append(szParent[0] != '\0' ? "," : "").append(szParent);
-    return zafo::FitsAsDN(pEntry->newDN) ? 0 : -1;
+    return zafo::FitsDN(pEntry->newDN) ? 0 : -1;
 }
 
 int ChangeEntry(const REQUEST &request, const ENTRY &entry) {
@@ -173,7 +173,7 @@ int FollowUp(const REQUEST &request, const ENTRY &entry) {
 }
 
 int Edit(const REQUEST &request) {
-    if (!zafo::FitsAsDN(request.szDN)) return -1;
+    if (!zafo::FitsDN(request.szDN)) return -1;
     ENTRY entry;
     if (ReadEntry(request, &entry) != 0 || CheckName(request, &entry) != 0 ||
         CheckNumber(request, entry) != 0 || CheckPassword(request) != 0 ||
