@@ -88,12 +88,18 @@ void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra) {
     }
 }
 
+// Blanks at both ends are dropped by whoever reads the DN: of a tab RFC 4514 does not say so, but
+// servers do it.
 std::string EscapedForDN(std::string_view value) {
     std::string escaped;
     for (size_t i = 0; i < value.size(); ++i) {
         const char c = value[i];
-        const bool blAtEdge = c == ' ' && (i == 0 || i + 1 == value.size());
-        if (blAtEdge || (c == '#' && i == 0) ||
+        const bool blAtEdge = i == 0 || i + 1 == value.size();
+        if (c == '\t' && blAtEdge) {
+            escaped += "\\09";
+            continue;
+        }
+        if ((c == ' ' && blAtEdge) || (c == '#' && i == 0) ||
             std::string_view("\"+,;<>\\").find(c) != std::string_view::npos) {
             escaped += '\\';
         }
