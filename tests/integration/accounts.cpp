@@ -130,17 +130,16 @@ Tree AccountTest::Now() const {
     return tree;
 }
 
-Lines AccountTest::Entry(const std::string &dn) const {
-    const Tree tree = Now();
-    const auto entry = tree.find(dn);
-    return entry == tree.end() ? Lines() : entry->second;
-}
-
 Texts AccountTest::Changes() {
     Tree now = Now();
     Texts changes = Difference(seen_, now);
     seen_ = std::move(now);
     return changes;
+}
+
+Lines AccountTest::Seen(const std::string &dn) const {
+    const auto entry = seen_.find(dn);
+    return entry == seen_.end() ? Lines() : entry->second;
 }
 
 int AccountTest::Create(Person person, const char *container) {

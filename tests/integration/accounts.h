@@ -74,9 +74,10 @@ class AccountTest : public testing::Test {
     bool Knows(unsigned object_class) const { return (variant_.schema & object_class) != 0; }
 
     Tree Now() const;
-    Lines Entry(const std::string &dn) const;
     // What has changed since the last call of this function, or since the test began.
     Texts Changes();
+    // An entry as Changes() has seen it last; no lines when there was none.
+    Lines Seen(const std::string &dn) const;
 
     bool LetsIn(const std::string &dn, const std::string &password) const {
         return directory_.Binds(dn, password);

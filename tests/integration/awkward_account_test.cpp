@@ -8,6 +8,7 @@
 namespace zafo::test {
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -36,17 +37,14 @@ struct Case {
 const std::string kLongForAnRDN(400, 'x');
 
 const Case kCases[] = {
-    {"Anna Maria"},
     {" blank first"},
     {"blank last "},
-    {"two  blanks"},
     {"   "},
     {"\ttab first"},
     {"tab last\t"},
     {"a\tb\x01\x7f"},
     {"it's \"quoted\""},
-    {"100%"},
-    {"a%nb%s%d%99$s"},
+    {"a%nb%s%d%99$s 100%"},
     {"50%% off"},
     {"a,b+c=d;<e>"},
     {"uid=root,cn=users,dc=example,dc=com"},
@@ -56,17 +54,12 @@ const Case kCases[] = {
     {"< file:///etc/passwd"},
     {": colon"},
     {"-D"},
-    {"dn: cn=x"},
-    {"*", kRefused},  // finds others
-    {"by*", kRefused},
+    {"by*", kRefused},  // finds another
     {")(uid=*", kStored, kStored, kStored, "\\29\\28uid=\\2a"},
     {"../a/b"},
     {"$HOME `id` $(id)", kRefused},
-    {"{CRYPT}x"},
-    {"Jürgen Groß", kStored, kStored, kRefused},
-    {"田中 さくら", kStored, kStored, kRefused},
-    {"👩‍💻🚀", kStored, kStored, kRefused},
-    {"e\xcc\x81", kStored, kStored, kRefused},  // decomposed: stays so
+    {"Jürgen Große\xcc\x81", kStored, kStored, kRefused},  // composed and not: stays so
+    {"田中 さくら 👩‍💻🚀", kStored, kStored, kRefused},
     {"\xff\xfe", kRefused, kRefused, kRefused},
     {std::string(200, 'x')},
     {kLongForAnRDN, kRefused},
@@ -143,7 +136,7 @@ TEST_F(AwkwardAccounts, NamesOfUsersAreStoredExactlyOrRefused) {
         }
         ASSERT_EQ(result, 0);
         const std::string dn = OnlyOne('+');
-        const Lines entry = Entry(dn);
+        const Lines entry = Seen(dn);
         for (const char *attribute : {"uid: ", "cn: ", "sn: "})
             EXPECT_EQ(entry.count(attribute + item.text), 1U) << attribute;
         EXPECT_EQ(entry.count("displayName: " + AsFormatText(item.text)), 1U);
@@ -173,7 +166,7 @@ TEST_F(AwkwardAccounts, NewNamesOfUsersAreStoredExactlyOrRefused) {
         }
         ASSERT_EQ(result, 0);
         const std::string dn = OnlyRenamed();
-        const Lines entry = Entry(dn);
+        const Lines entry = Seen(dn);
         for (const char *attribute : {"uid: ", "cn: "})
             EXPECT_EQ(entry.count(attribute + item.text), 1U) << attribute;
         ASSERT_EQ(Edit(dn, {.name = "subject"}), 0) << dn;
@@ -204,7 +197,7 @@ TEST_F(AwkwardAccounts, NamesOfGroupsAreStoredExactlyOrRefused) {
         }
         ASSERT_EQ(result, 0);
         const std::string dn = OnlyRenamed();
-        EXPECT_EQ(Entry(dn).count("cn: " + item.text), 1U);
+        EXPECT_EQ(Seen(dn).count("cn: " + item.text), 1U);
         const Group group = GetGroup(dn);
         ASSERT_NE(group, nullptr);
         EXPECT_EQ(group->szName, item.text);
@@ -261,11 +254,9 @@ TEST_F(AwkwardAccounts, ValuesOfPlainAttributesAreStoredExactlyOrRefused) {
         EXPECT_EQ(user->pw_dir, item.text);
         EXPECT_EQ(user->pw_shell, item.text);
         EXPECT_EQ(user->szMail, item.text);
-        const Lines entry = Entry(kSubject);
+        EXPECT_THAT(Changes(), Each(StartsWith(kSubject)));
         for (const char *attribute : {"homeDirectory: ", "loginShell: ", "mail: "})
-            EXPECT_EQ(entry.count(attribute + item.text), 1U) << attribute;
-        for (const std::string &change : Changes())
-            EXPECT_THAT(change, StartsWith(kSubject));
+            EXPECT_EQ(Seen(kSubject).count(attribute + item.text), 1U) << attribute;
     }
 }
 
@@ -286,9 +277,9 @@ TEST_F(AwkwardAccounts, UsersAreCreatedWithAwkwardTextsEverywhere) {
         QLIBCSzListPush(extra.Slot(), text);
     ASSERT_EQ(ZAFOLDAPBrowserUserCreate(host_, &record, *extra.Slot(), nullptr), 0);
     const std::string dn = OnlyOne('+');
-    EXPECT_THAT(Entry(dn), IsSupersetOf({"gecos:  %s ", "homeDirectory: : /h",
-                                         "loginShell: < file:///etc/passwd", "mail: #%%@x",
-                                         "description:  100% of %n", "title: Ärztin"}));
+    EXPECT_THAT(Seen(dn), IsSupersetOf({"gecos:  %s ", "homeDirectory: : /h",
+                                        "loginShell: < file:///etc/passwd", "mail: #%%@x",
+                                        "description:  100% of %n", "title: Ärztin"}));
     EXPECT_TRUE(LetsIn(dn, *person.password));
     EXPECT_FALSE(LetsIn(dn, "%n\\\"' ü"));
 }

@@ -52,7 +52,7 @@ TEST_P(Groups, AreStoredWithWhatTheServerKnows) {
     if (Knows(ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT))
         expected.push_back("objectClass: extensibleObject");
     if (Knows(ZAFOLDAP_CLASS_APPLE_GROUP)) expected.push_back("objectClass: apple-group");
-    Lines entry = Entry(kTeamDN);
+    Lines entry = Seen(kTeamDN);
     if (Knows(ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING)) {
         const auto sid = entry.lower_bound("sambaSID: S-1-5-21-1111111111-2222222222-3333333333-");
         ASSERT_NE(sid, entry.end());
@@ -116,7 +116,7 @@ TEST_P(Groups, AreChangedInEachFieldAloneAndInAllAtOnce) {
 
 TEST_P(Groups, KeepEverythingElseWhenTheyAreRenamedAndChanged) {
     CreateTeam();
-    Lines expected = Entry(kTeamDN);
+    Lines expected = Seen(kTeamDN);
     const unsigned gid = 6002;
     const std::string crew = "cn=crew,cn=groups,dc=example,dc=com";
     ASSERT_EQ(EditGroup(kTeamDN, "crew", "", &gid), 0);
@@ -124,7 +124,7 @@ TEST_P(Groups, KeepEverythingElseWhenTheyAreRenamedAndChanged) {
     for (const char *line : {"cn: team", "gidNumber: 6001", "description: Unser Büro"})
         expected.erase(line);
     expected.insert({"cn: crew", "gidNumber: 6002"});
-    EXPECT_EQ(Entry(crew), expected);
+    EXPECT_EQ(Seen(crew), expected);
 }
 
 TEST_P(Groups, AreRefusedATakenNameOrNumber) {
