@@ -52,6 +52,9 @@ TEST_P(Users, AreOnAServerThatIsWhatItShouldBe) {
     const ZAFOLDAP_HOST *host = host_;
     EXPECT_EQ(host->nSchema, GetParam().schema);
     EXPECT_EQ(host->nServerType, GetParam().server_type);
+    const std::string settings = std::string("/var/lib/variant-") + GetParam().name + "/slapd.conf";
+    const rig::ProgramRun check = rig::RunProgram({"slaptest", "-u", "-f", settings});
+    EXPECT_EQ(check.err + check.out, "config file testing succeeded\n");
 }
 
 // What a server of each kind must hold of Alice: lines by the object class that allows them.
