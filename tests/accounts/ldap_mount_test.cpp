@@ -59,7 +59,19 @@ TEST_F(NFSMount, StaleMountPointIsRemovedWhenTheMountFails) {
     EXPECT_EQ(ZAFOLDAPNFSMount("server:/no"), -1);
 }
 
-TEST_F(NFSMount, MountPointThatIsInUseAlreadyIsNotFollowedOrRemoved) {
+// A process of the same number died while it had something mounted.
+TEST_F(NFSMount, WhatIsMountedThereAlreadyStaysMounted) {
+    std::ofstream(exports_.Add("/other") / "other");
+    std::ofstream(exports_.Add() / "here");
+    EXPECT_EQ(ZAFOLDAPNFSMount("server:/other"), 0);
+    EXPECT_EQ(ZAFOLDAPNFSMount("server:/homes"), 0);
+    EXPECT_TRUE(fs::exists(point_ + "/here"));
+    EXPECT_EQ(ZAFOLDAPNFSUMount(), -1);
+    EXPECT_TRUE(fs::exists(point_ + "/other"));
+    EXPECT_EQ(ZAFOLDAPNFSUMount(), 0);
+}
+
+TEST_F(NFSMount, LinkInTheMountPointsPlaceIsNotFollowedOrRemoved) {
     const fs::path elsewhere = exports_.Add("/elsewhere");
     exports_.Add();
     fs::create_directory_symlink(elsewhere, point_);
