@@ -1,67 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every allocation of the library's calls fails in turn. A call then fails as
-// its header says, or does all of its work without the memory; it never does
-// half of it and calls that success, leaks, or throws.
-#include <syslog.h>
-
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <functional>
-
+// The calls of the directory core.
+#include "tests/core/allocation_failure.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
-#include "tests/core/connection_fixture.h"
-#include "tests/core/failing_allocator.h"
-#include "tests/rig/cipher.h"
 
 namespace zafo::core_test {
 namespace {
-
-// What a call brought about, without allocating anything itself.
-struct Outcome {
-    int result = 0;
-    char text[4096] = "";
-
-    void Note(const char *format, ...) __attribute__((format(printf, 2, 3))) {
-        const size_t used = std::strlen(text);
-        va_list args;
-        va_start(args, format);
-        vsnprintf(text + used, sizeof text - used, format, args);
-        va_end(args);
-    }
-    void Note(const QLIBSZLIST *list) {
-        for (int i = 0; list != nullptr && i < list->nItem; ++i) {
-            Note("[%s]", QLIBCSzListGet(list, i));
-        }
-    }
-    void Note(const ZAFOLDAP_RESULT &entry) {
-        for (int i = 0; entry.plistAttr != nullptr && i < entry.plistAttr->nItem; ++i) {
-            Note("%s=%s;", QLIBCSzListGet(entry.plistAttr, i), QLIBCSzListGet(entry.plistValue, i));
-        }
-    }
-};
-
-struct Call {
-    const char *name;
-    std::function<void(rig::FakeTools &)> script;
-    std::function<void(Outcome &)> run;  // calls StopFailing before it cleans up
-    std::vector<int> failures = {-1};
-    std::vector<int> codes = {0x0200};
-    std::vector<int> ldap_codes = {kStaleLdapCode};
-};
-
-void PrintTo(const Call &call, std::ostream *out) {
-    *out << call.name;
-}
 
 constexpr const char *kEntries =
     "dn: dc=a\ncn: one\nobjectClass: top\ndescription:: aGVs\n bG8=\n\n"
     "# note\n\n"
     "dn: dc=b\ncn: tw\n o\nobjectClass: person\n";
-
-void NoScript(rig::FakeTools &) {}
 
 void ScriptEntries(rig::FakeTools &tools) {
     tools.On("ldapsearch").IgnoreSignals().Output(kEntries);
@@ -78,25 +28,10 @@ void ScriptServer(rig::FakeTools &tools) {
     ScriptSchemaOnly(tools);
 }
 
-const ZAFOLDAP_HOST kHost = [] {
-    ZAFOLDAP_HOST host{};
-    host.szUri = "server";
-    host.szBaseDN = "dc=example,dc=com";
-    host.szBindDN = "cn=admin";
-    host.szBindPasswd = rig::PlatformHasCipher() ? "secret" : nullptr;
-    return host;
-}();
-
 int NoteEntry(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *, const ZAFOLDAP_RESULT *result,
               void *data) {
     static_cast<Outcome *>(data)->Note(*result);
     return 0;
-}
-
-// Runs steps until one fails; the outcome is the result of the last one run.
-template <class... Step>
-void InOrder(Outcome &outcome, Step... steps) {
-    (void)((outcome.result = steps(), outcome.result >= 0) && ...);
 }
 
 void RunHost(Outcome &outcome) {
@@ -259,14 +194,16 @@ void RunServerType(Outcome &outcome) {
     if (outcome.result == 0) outcome.Note("%d", host.nServerType);
 }
 
-const std::vector<Call> &Calls() {
+}  // namespace
+
+const Calls &AllCalls() {
     // A tool or a file that cannot be opened for want of memory is 0x0900 as well.
     static const std::vector<int> kStart = {0x0200, 0x0900};
     // The scripted server has no marker of its own kind: 32. A login suffix that cannot be
     // had for whatever reason is -65537.
     static const std::vector<int> kServer = {kStaleLdapCode, 32};
     static const std::vector<int> kBinding = {kStaleLdapCode, 32, -65537};
-    static const std::vector<Call> kCalls = {
+    static const Calls kCalls = {
         {"Host", NoScript, RunHost},
         {"Result", NoScript, RunResult},
         {"SearchRequest", NoScript, RunRequest},
@@ -293,71 +230,4 @@ const std::vector<Call> &Calls() {
     return kCalls;
 }
 
-class AllocationFailure
-    : public ConnectionTest,
-      public testing::WithParamInterface<std::tuple<Call, FailingAllocator::Mode>> {
-  protected:
-    AllocationFailure() {
-        syslog(LOG_ERR, "the time zone is read once for the life of the process");
-        Write(kNslcdConf, "uri ldap://server\nbase dc=example,dc=com\nbindpw secret\n");
-        EXPECT_EQ(ZAFOLDAPBrowserConfSet(&kHost, "ann"), 0);
-    }
-
-    struct Run {
-        Outcome outcome;
-        long left = 0;
-        bool failed = false;
-    };
-    // The call with its `nth` allocation failing; 0: none.
-    Run With(long nth) {
-        const auto &[call, mode] = GetParam();
-        tools_.Reset();
-        call.script(tools_);
-        SetStaleCodes();
-        Run run;
-        FailingAllocator::Begin(nth, mode);
-        call.run(run.outcome);
-        run.left = FailingAllocator::End();
-        run.failed = FailingAllocator::HasFailed();
-        return run;
-    }
-};
-
-TEST_P(AllocationFailure, FailsTheCallOrNothing) {
-    const Call &call = std::get<0>(GetParam());
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
-    With(0);  // what is allocated once for the life of the process
-    const Run whole = With(0);
-    ASSERT_EQ(whole.left, 0);
-    long nth = 1;
-    for (;; ++nth) {
-        SCOPED_TRACE(testing::Message() << "allocation " << nth);
-        const Run run = With(nth);
-        EXPECT_EQ(run.left, 0) << "blocks leaked";
-        if (run.outcome.result == whole.outcome.result) {
-            EXPECT_STREQ(run.outcome.text, whole.outcome.text) << "half of the work as success";
-        } else {
-            EXPECT_THAT(call.failures, testing::Contains(run.outcome.result));
-            EXPECT_THAT(call.codes, testing::Contains(QLIBCErrGet()));
-            EXPECT_THAT(call.ldap_codes, testing::Contains(ZAFOLDAPErrGet()));
-        }
-        if (!run.failed || nth == 5000) break;
-    }
-    EXPECT_GT(nth, 1) << "nothing was ever allocated";
-    EXPECT_LT(nth, 5000);
-    RecordProperty("allocations", static_cast<int>(nth - 1));
-}
-
-std::string NameOf(const testing::TestParamInfo<AllocationFailure::ParamType> &test) {
-    const bool once = std::get<1>(test.param) == FailingAllocator::Mode::kOnce;
-    return std::get<0>(test.param).name + std::string(once ? "_Once" : "_FromThenOn");
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryCall, AllocationFailure,
-                         testing::Combine(testing::ValuesIn(Calls()),
-                                          testing::Values(FailingAllocator::Mode::kOnce,
-                                                          FailingAllocator::Mode::kFromThenOn)),
-                         NameOf);
-
-}  // namespace
 }  // namespace zafo::core_test
