@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The calls of the account functions.
+#include "tests/core/allocation_failure.h"
+
+#include "tests/accounts/home_fixture.h"
+
+namespace zafo::core_test {
+namespace {
+
+void Answer(rig::FakeTools &tools, std::initializer_list<const char *> answers) {
+    for (const char *ldif : answers)
+        tools.On("ldapsearch").IgnoreSignals().Output(ldif);
+}
+
+void ScriptHash(rig::FakeTools &tools) {
+    tools.On("slappasswd").IgnoreSignals().Output("{CRYPT}$1$ab$digest\n");
+}
+
+void RunEncryptPasswd(Outcome &outcome) {
+    char hash[64] = "";
+    outcome.result = ZAFOLDAPEncryptPasswd("secret", hash, sizeof hash);
+    FailingAllocator::StopFailing();
+    if (outcome.result == 0) outcome.Note("%s", hash);
+}
+
+void RunPasswd(Outcome &outcome) {
+    outcome.result = ZAFOLDAPPasswd(&kHost, "uid=ann,dc=a", "new");
+    FailingAllocator::StopFailing();
+}
+
+void ScriptCounter(rig::FakeTools &tools) {
+    Answer(tools, {"dn: cn=c\nuidNumber: 41\n\n"});
+}
+
+void RunAtomicIncr(Outcome &outcome) {
+    uint64_t value = 0;
+    outcome.result = ZAFOLDAPAtomicIncr(&kHost, "cn=c", "uidNumber", &value, nullptr, nullptr);
+    FailingAllocator::StopFailing();
+    outcome.Note("%d", static_cast<int>(value));
+}
+
+// A bound that cannot be read is no failure, but the answers are then those to other
+// questions: there is no number in them.
+void ScriptPool(rig::FakeTools &tools) {
+    Answer(tools, {"dn: cn=MinID\nuidNumber: 1000\n\n", "dn: cn=MaxID\nuidNumber: 2000\n\n",
+                   "dn: cn=CurID\nuidNumber: 1500\n\n", "dn: uid=somebody\n\n",
+                   "dn: uid=a\nuidNumber: 1500\n\ndn: uid=b\nuidNumber: 1501\n\n"});
+}
+
+void RunUIDGen(Outcome &outcome) {
+    outcome.result = ZAFOLDAPSambaUIDGen(&kHost);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptDomain(rig::FakeTools &tools) {
+    Answer(tools, {"dn: sambaDomainName=example\nsambaSID: S-1-5-21-1-2-3\n\n",
+                   "dn: sambaDomainName=example\nsambaSID: S-1-5-21-1-2-3\n\n",
+                   "dn: sambaDomainName=example\nsambaNextUserRid: 1000\n\n"});
+}
+
+void RunSIDGen(Outcome &outcome) {
+    char sid[64] = "";
+    outcome.result = ZAFOLDAPSambaSIDGen(&kHost, sid, sizeof sid);
+    FailingAllocator::StopFailing();
+    outcome.Note("%s", sid);
+}
+
+void ScriptNumbers(rig::FakeTools &tools) {
+    Answer(tools, {"dn: uid=a\nuidNumber: 5000\n\ndn: uid=b\nuidNumber: 70\n\n"});
+}
+
+void RunSuggestUid(Outcome &outcome) {
+    outcome.result = ZAFOLDAPBrowserSuggestUid(&kHost);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptContexts(rig::FakeTools &tools) {
+    Answer(tools, {"dn:\nnamingContexts: dc=a\nnamingContexts: dc=b\n\n"});
+}
+
+void RunSuggestBaseDN(Outcome &outcome) {
+    QLIBSZLIST *list = nullptr;
+    InOrder(
+        outcome, [&] { return (list = QLIBCSzListAlloc(1)) != nullptr ? 0 : -1; },
+        [&] { return ZAFOLDAPBrowserSuggestBaseDN(&kHost, &list); });
+    FailingAllocator::StopFailing();
+    if (outcome.result == 0) outcome.Note(list);
+    QLIBCSzListFree(list);
+}
+
+constexpr const char *kHomes = "/var/lib/exports/server/homes";
+
+// Without memory for good umount(8) cannot be run; what stays mounted then is logged, and
+// unmounted here.
+void EndHomes(Outcome &outcome, const char *folder) {
+    FailingAllocator::StopFailing();
+    const std::string point = test::Exports::MountPoint();
+    if (std::filesystem::exists(point)) ZAFOLDAPNFSUMount();
+    if (std::filesystem::exists(point)) outcome.result = -99;
+    struct stat status {};
+    const bool made = stat((std::string(kHomes) + folder).c_str(), &status) == 0;
+    if (outcome.result == 0 && made) outcome.Note("%o", status.st_mode);
+    std::filesystem::remove_all(std::string(kHomes) + "/ann");
+}
+
+void ScriptHome(rig::FakeTools &tools) {
+    std::filesystem::create_directories(kHomes);
+    Answer(tools, {"dn: cn=k\nautomountInformation: -fstype=nfs server:/homes/&\n\n"});
+}
+
+void RunHomeCreate(Outcome &outcome) {
+    char name[] = "ann";
+    ZAFOUSER user{};
+    user.szName = name;
+    outcome.result = ZAFOLDAPBrowserUserHomeCreate(&kHost, &user);
+    EndHomes(outcome, "/ann");
+}
+
+void ScriptUsers(rig::FakeTools &tools) {
+    std::filesystem::create_directories(kHomes);
+    Answer(tools, {"dn: uid=ann\nuid: ann\n\n", "dn: uid=ann\nuid: ann\nuidNumber: 0\n\n"});
+}
+
+// A user whose folder cannot be made is passed over, so only the export is looked at.
+void RunHomeCreateAll(Outcome &outcome) {
+    ZAFOLDAP_HOST host = kHost;
+    host.szLoginSuffix = "example.com";
+    outcome.result = ZAFOLDAPBrowserUserHomeCreateAll(&host, "server", "/homes");
+    EndHomes(outcome, "");
+}
+
+const Calls &PasswordCalls() {
+    static const std::vector<int> kStart = {0x0200, 0x0900};
+    static const Calls kCalls = {
+        {"EncryptPasswd", ScriptHash, RunEncryptPasswd, {-1}, kStart},
+        {"Passwd", NoScript, RunPasswd, {-1}, kStart},
+    };
+    return kCalls;
+}
+
+const Calls &NumberCalls() {
+    static const std::vector<int> kStart = {0x0200, 0x0900};
+    static const Calls kCalls = {
+        {"AtomicIncr", ScriptCounter, RunAtomicIncr, {-1}, kStart},
+        {"SambaUIDGen", ScriptPool, RunUIDGen, {-1}, kStart},
+        {"SambaSIDGen", ScriptDomain, RunSIDGen, {-1}, kStart},
+        {"BrowserSuggestUid", ScriptNumbers, RunSuggestUid, {-1}, kStart},
+        {"BrowserSuggestBaseDN", ScriptContexts, RunSuggestBaseDN, {-1}, kStart},
+    };
+    return kCalls;
+}
+
+const Calls &HomeCalls() {
+    static const std::vector<int> kCodes = {0x0200, 0x0900, 0x0B00};
+    static const Calls kCalls = {
+        {"BrowserUserHomeCreate", ScriptHome, RunHomeCreate, {-1}, kCodes},
+        {"BrowserUserHomeCreateAll", ScriptUsers, RunHomeCreateAll, {-1}, kCodes},
+    };
+    return kCalls;
+}
+
+}  // namespace
+
+const Calls &AllCalls() {
+    static const Calls kCalls = [] {
+        Calls all;
+        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls()})
+            all.insert(all.end(), group->begin(), group->end());
+        return all;
+    }();
+    return kCalls;
+}
+
+}  // namespace zafo::core_test
