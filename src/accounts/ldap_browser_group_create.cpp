@@ -74,7 +74,7 @@ int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGro
     REQUIRE_ONE_LINE(pHost->szBaseDN);
     REQUIRE_ONE_LINE_EACH(plistExtra);
     for (char **psz = pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
-        REQUIRE_ONE_LINE(*psz);
+        if (!zafo::IsOneLine(*psz)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(pGroup->pszMembers)");
     }
 
     const char *szContainer =
