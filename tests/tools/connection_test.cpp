@@ -196,12 +196,12 @@ TEST_F(ConnectionCommand, CheckSkipsWhatComesAfterAFailure) {
               "ok       settings  \"dead\" in /usr/zafo/etc/private/ldapbrowser.conf\n"
               "ok       resolve   127.0.0.1 is 127.0.0.1\n"
               "failed   connect   no connection to 127.0.0.1 port 1: Connection refused\n"
-              "skipped  tls\nskipped  bind\nskipped  base\nskipped  users\nskipped  "
-              "schema\nskipped  type\n");
+              "skipped  tls\nskipped  chain\nskipped  names\nskipped  bind\nskipped  base\n"
+              "skipped  users\nskipped  schema\nskipped  type\nskipped  pool\n");
     const Json document = ZafoldapJson({"connection", "check", "dead"}, 6);
-    ASSERT_EQ(document["data"].size(), 9U);
+    ASSERT_EQ(document["data"].size(), 12U);
     EXPECT_EQ(document["data"][2]["result"], "failed");
-    EXPECT_EQ(document["data"][8]["result"], "skipped");
+    EXPECT_EQ(document["data"][11]["result"], "skipped");
 }
 
 TEST_F(ConnectionCommand, DryRunSavesNothingAndRunsTheChecks) {

@@ -139,8 +139,8 @@ TEST(Certificate, ReadsVerdictAndEnd) {
         "Verify return code: 62 (hostname mismatch)\n");
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(report->verdict, "hostname mismatch");
-    EXPECT_EQ(report->subject, "O = Example, CN = zafo");
-    EXPECT_EQ(report->ends, 1797814800);
+    EXPECT_EQ(report->chain.at(0).subject, "O = Example, CN = zafo");
+    EXPECT_EQ(report->chain.at(0).ends, 1797814800);
     EXPECT_FALSE(ParseCertificateReport("connect:errno=111\n").has_value());
 }
 

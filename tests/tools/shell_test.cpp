@@ -33,7 +33,7 @@ TEST(BashCompletion, KnowsNounsVerbsOptionsAndSavedConnections) {
     WriteFile(kConnections, "[root]\nuri=h\n[work]\nuri=h\n");
     using testing::ElementsAre;
     EXPECT_THAT(Offered("zafoldap con"), ElementsAre("connection"));
-    EXPECT_THAT(Offered("zafoldap connection s"), ElementsAre("show"));
+    EXPECT_THAT(Offered("zafoldap connection sh"), ElementsAre("show"));
     EXPECT_THAT(Offered("zafoldap connection add x --bi"), ElementsAre("--bind-dn"));
     EXPECT_THAT(Offered("zafoldap connection show ''"), testing::IsSupersetOf({"root", "work"}));
     EXPECT_THAT(Offered("zafoldap connection rm w"), ElementsAre("work"));
@@ -59,8 +59,9 @@ TEST_P(OtherShell, ReadsTheScriptWithoutComplaint) {
 }
 
 TEST(ManPages, AreReadWithoutWarnings) {
-    for (const char *page : {"zafoldap", "zafoldap-connection", "zafoldap-search", "zafoldap-entry",
-                             "zafoldap-completion"}) {
+    for (const char *page : {"zafoldap", "zafoldap-connection", "zafoldap-user", "zafoldap-group",
+                             "zafoldap-member", "zafoldap-id", "zafoldap-stat", "zafoldap-search",
+                             "zafoldap-entry", "zafoldap-completion"}) {
         SCOPED_TRACE(page);
         const std::string path = "/usr/zafo/share/man/man1/" + std::string(page) + ".1";
         ASSERT_EQ(access(path.c_str(), R_OK), 0);

@@ -24,8 +24,9 @@ const std::vector<Option> &CommonOptions() {
         {.name = "quiet", .letter = 'q', .help = "no notes, only errors"},
         {.name = "verbose",
          .letter = 'v',
-         .help = "say what is done; twice (-vv): also the command lines of the tools, with "
-                 "passwords masked",
+         .help =
+             "say what is done; twice (-vv): also the command lines of searches, with passwords "
+             "masked",
          .repeatable = true},
         {.name = "dry-run",
          .letter = 'n',
@@ -73,6 +74,20 @@ const Option &PasswordFileOption() {
     return kOption;
 }
 
+const Option &RandomPasswordOption() {
+    static const Option kOption{
+        .name = "random-password",
+        .help = "make a password of 20 random characters and print it on standard output"};
+    return kOption;
+}
+
+const Option &WeakPasswordOption() {
+    static const Option kOption{
+        .name = "weak-password",
+        .help = "accept a password of fewer than 8 characters, or one that is the name"};
+    return kOption;
+}
+
 std::string FullName(const Command &command) {
     std::string name(command.noun);
     if (!command.verb.empty()) name.append(" ").append(command.verb);
@@ -93,6 +108,44 @@ std::vector<const Command *> CommandsOf(const Program &program, std::string_view
         if (command.noun == noun) commands.push_back(&command);
     }
     return commands;
+}
+
+std::vector<std::string_view> WordsAfter(const Program &program, std::string_view path,
+                                         bool aliases) {
+    std::vector<std::string_view> words;
+    const auto add = [&](std::string_view word) {
+        if (std::ranges::count(words, word) == 0) words.push_back(word);
+    };
+    const std::string_view noun = path.substr(0, path.find(' '));
+    const std::string begin =
+        path.size() > noun.size() ? std::string(path.substr(noun.size() + 1)) + " " : std::string();
+    for (const Command *command : CommandsOf(program, noun)) {
+        std::string_view verb = command->verb;
+        if (verb.empty() || !verb.starts_with(begin)) continue;
+        verb.remove_prefix(begin.size());
+        add(verb.substr(0, verb.find(' ')));
+        for (std::string_view alias : command->aliases) {
+            if (aliases && begin.empty()) add(alias);
+        }
+    }
+    return words;
+}
+
+std::vector<std::string> PathsWithWords(const Program &program) {
+    std::vector<std::string> paths;
+    for (const Command &command : program.commands) {
+        std::vector<std::string> own;
+        if (!command.verb.empty()) own.emplace_back(command.noun);
+        const size_t blank = command.verb.find(' ');
+        if (blank != std::string_view::npos) {
+            own.push_back(std::string(command.noun) + " " +
+                          std::string(command.verb.substr(0, blank)));
+        }
+        for (std::string &path : own) {
+            if (std::ranges::count(paths, path) == 0) paths.push_back(std::move(path));
+        }
+    }
+    return paths;
 }
 
 }  // namespace zafo::cli

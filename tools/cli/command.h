@@ -11,7 +11,7 @@
 namespace zafo::cli {
 
 // What a value names: how the shell completes it and how it is checked.
-enum class Kind { kText, kNumber, kFile, kConnection };
+enum class Kind { kText, kNumber, kFile, kConnection, kUser, kGroup };
 
 struct Option {
     std::string_view name;        // without the dashes
@@ -42,7 +42,7 @@ enum class Form { kTable, kPlain, kCsv, kJson, kLdif };
 
 struct Command {
     std::string_view noun;
-    std::string_view verb = {};                  // empty: the noun is the whole command
+    std::string_view verb = {};  // one word or two ("home create"); empty: the noun is all
     std::vector<std::string_view> aliases = {};  // of the verb
     std::string_view summary = {};               // one line, no full stop
     std::string_view description = {};           // paragraphs, an empty line between them
@@ -88,6 +88,8 @@ const std::vector<ExitCode> &CommonExitCodes();
 // The options with which a command takes a password (tools/cli/secret.h).
 const Option &PasswordStdinOption();
 const Option &PasswordFileOption();
+const Option &RandomPasswordOption();
+const Option &WeakPasswordOption();
 
 // "connection add", or the noun alone.
 std::string FullName(const Command &command);
@@ -97,6 +99,14 @@ const Command *FindCommand(const Program &program, std::string_view noun, std::s
 
 // The commands of one noun, in table order.
 std::vector<const Command *> CommandsOf(const Program &program, std::string_view noun);
+
+// The words that can follow a noun, or a noun and the first word of a verb of two ("user",
+// "user home"), each once and in table order; aliases where they are asked for.
+std::vector<std::string_view> WordsAfter(const Program &program, std::string_view path,
+                                         bool aliases);
+
+// What has words after it: nouns with verbs and first words of verbs of two.
+std::vector<std::string> PathsWithWords(const Program &program);
 
 constexpr std::string_view Name(Form form) {
     constexpr std::string_view kNames[] = {"table", "plain", "csv", "json", "ldif"};

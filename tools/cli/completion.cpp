@@ -10,9 +10,27 @@ namespace zafo::cli {
 
 namespace {
 
-// What lists the names of saved connections, one on a line.
-std::string ConnectionNames(const Program &program) {
-    return fmt::format("{} connection list --format plain --fields name 2>/dev/null", program.name);
+constexpr std::string_view NounOf(Kind kind) {
+    return kind == Kind::kConnection ? "connection" : kind == Kind::kUser ? "user" : "group";
+}
+
+bool IsName(Kind kind) {
+    return kind == Kind::kConnection || kind == Kind::kUser || kind == Kind::kGroup;
+}
+
+// A shell function that prints names of a noun, one on a line. Its arguments: the noun, how the
+// word begins, the connection. What is printed cannot be anything but a name to a shell.
+constexpr const char *kNamesFunction = R"(__{0}_names() {{
+    local find=()
+    [[ $1 = connection ]] || find=("$2*" --limit 200 --no-input --connection "$3")
+    timeout 1 {0} "$1" list "${{find[@]}}" --format plain --fields name 2>/dev/null |
+        LC_ALL=C grep -E '^[A-Za-z0-9_][A-Za-z0-9_.@-]*$'
+}}
+)";
+
+// The names of a kind as bash and zsh code, inside the function that completes.
+std::string Names(const Program &program, Kind kind) {
+    return fmt::format(R"($(__{}_names {} "$current" "$connection"))", program.name, NounOf(kind));
 }
 
 std::vector<std::string> Spellings(const Option &option) {
@@ -66,23 +84,21 @@ std::string OptionWords(const std::vector<Option> &options) {
     return Joined(words, " ");
 }
 
-std::string VerbWords(const Program &program, std::string_view noun) {
-    std::vector<std::string> words;
-    for (const Command *command : CommandsOf(program, noun)) {
-        if (command->verb.empty()) continue;
-        words.emplace_back(command->verb);
-        for (std::string_view alias : command->aliases)
-            words.emplace_back(alias);
-    }
-    return Joined(words, " ");
-}
-
 std::vector<std::string_view> NounsWithoutVerb(const Program &program) {
     std::vector<std::string_view> nouns;
     for (const Command &command : program.commands) {
         if (command.verb.empty()) nouns.push_back(command.noun);
     }
     return nouns;
+}
+
+// "user home", each in quotes for a pattern.
+std::vector<std::string> FirstWordsOfTwo(const Program &program) {
+    std::vector<std::string> paths;
+    for (const std::string &path : PathsWithWords(program)) {
+        if (path.find(' ') != std::string::npos) paths.push_back(fmt::format("'{}'", path));
+    }
+    return paths;
 }
 
 // "connection show" and, with an alias, "connection list|connection ls", quoted for a case label.
@@ -99,10 +115,11 @@ std::string CaseLabel(const Command &command) {
 // that is completed, `{first}` that of the first one after the program's name.
 std::string FindCommandCode(const Program &program, std::string_view word, std::string_view last,
                             int first) {
-    return fmt::format(R"(    local noun= verb= arguments=0 i word
+    return fmt::format(R"(    local noun= verb= arguments=0 connection=root i word
     for ((i = {first}; i < {last}; i++)); do
         word={word}
         case $word in
+        -c | --connection) ((i++)) && connection={word} ;;
         {with_value}) ((i++)) ;;
         -*) ;;
         *)
@@ -110,6 +127,8 @@ std::string FindCommandCode(const Program &program, std::string_view word, std::
                 noun=$word
             elif [[ -z $verb && $noun != @({plain_nouns}) ]]; then
                 verb=$word
+            elif [[ "$noun $verb" = @({long_verbs}) ]]; then
+                verb+=" $word"
             else
                 ((arguments++))
             fi
@@ -119,23 +138,20 @@ std::string FindCommandCode(const Program &program, std::string_view word, std::
 )",
                        fmt::arg("first", first), fmt::arg("last", last), fmt::arg("word", word),
                        fmt::arg("with_value", OptionsWithValue(program, " | ")),
+                       fmt::arg("long_verbs", Joined(FirstWordsOfTwo(program), "|")),
                        fmt::arg("plain_nouns", Joined(NounsWithoutVerb(program), "|")));
 }
 
-// The first argument's words as bash and zsh code that prints them; empty: nothing to offer.
-std::string ArgumentWords(const Program &program, const Command &command) {
-    if (command.arguments.empty()) return {};
-    const Argument &argument = command.arguments.front();
-    if (argument.kind == Kind::kConnection) {
-        return fmt::format("$({})", ConnectionNames(program));
-    }
-    return Joined(argument.choices, " ");
+// Words that can stand for an option's value or an argument, as shell code; nothing for free
+// text.
+template <typename Named>
+std::string ValueWords(const Program &program, const Named &named) {
+    return IsName(named.kind) ? Names(program, named.kind) : Joined(named.choices, " ");
 }
 
-// Words that can follow an option, as shell code; nothing for free text.
-std::string ValueWords(const Program &program, const Option &option) {
-    if (option.kind == Kind::kConnection) return fmt::format("$({})", ConnectionNames(program));
-    return Joined(option.choices, " ");
+// The condition under which an argument is the one to complete.
+std::string ArgumentTurn(const Command &command, size_t index) {
+    return fmt::format("arguments {} {}", command.arguments[index].repeatable ? ">=" : "==", index);
 }
 
 std::string QuotedForFish(std::string_view text) {
@@ -155,19 +171,21 @@ std::string WordCases(const Program &program) {
     std::string cases = fmt::format(
         "    local words='{}'\n    case \"$noun $verb\" in\n    ' ') words=\"{} $words\" ;;\n",
         OptionWords(program.global_options), Joined(nouns, " "));
-    for (const Noun &noun : program.nouns) {
-        const std::string verbs = VerbWords(program, noun.name);
-        if (!verbs.empty()) {
-            cases += fmt::format("    '{} ') words=\"{} $words\" ;;\n", noun.name, verbs);
-        }
+    for (const std::string &path : PathsWithWords(program)) {
+        const std::string noun = path.find(' ') == std::string::npos ? path + " " : path;
+        cases += fmt::format("    '{}') words=\"{} $words\" ;;\n", noun,
+                             Joined(WordsAfter(program, path, /*aliases=*/true), " "));
     }
     for (const Command &command : program.commands) {
         cases += fmt::format("    {})\n", CaseLabel(command));
         if (!command.options.empty()) {
             cases += fmt::format("        words=\"{} $words\"\n", OptionWords(command.options));
         }
-        if (const std::string words = ArgumentWords(program, command); !words.empty()) {
-            cases += fmt::format("        ((arguments == 0)) && words=\"{} $words\"\n", words);
+        for (size_t i = 0; i < command.arguments.size(); ++i) {
+            const std::string words = ValueWords(program, command.arguments[i]);
+            if (words.empty()) continue;
+            cases += fmt::format("        (({})) && [[ $current != -* ]] && words=\"{} $words\"\n",
+                                 ArgumentTurn(command, i), words);
         }
         cases += "        ;;\n";
     }
@@ -200,6 +218,11 @@ class FishScript {
         script_ = fmt::format(kHead, program_.name, OptionsWithValue(program_, " "));
         for (const Noun &noun : program_.nouns)
             Offer("at", noun.name, noun.summary);
+        for (const std::string &path : FirstWordsOfTwo(program_)) {
+            const std::string bare = path.substr(1, path.size() - 2);
+            const size_t blank = bare.find(' ');
+            Offer(fmt::format("at {}", bare.substr(0, blank)), bare.substr(blank + 1), {});
+        }
         for (const Command &command : program_.commands)
             AddCommand(command);
         for (const Option &option : program_.global_options)
@@ -226,6 +249,22 @@ function __{0}_at --description 'Whether the words so far are exactly these'
     set -l seen (__{0}_seen)
     test "$seen" = "$argv"
 end
+function __{0}_argument --description 'Whether argument number $argv[1] or one of the last kind ($argv[2]) of a command is next'
+    set -l seen (__{0}_seen)
+    set -l at (math (count $seen) - (count $argv[3..-1]))
+    test "$seen[1..(count $argv[3..-1])]" = "$argv[3..-1]"; or return 1
+    test $at -eq $argv[1]; or test $argv[2] = more -a $at -gt $argv[1]
+end
+function __{0}_names --description 'Names of a noun, one on a line'
+    set -l find
+    if test $argv[1] != connection
+        set -l words (commandline --tokenize --cut-at-cursor --current-process)
+        set -l at (contains --index -- -c $words; or contains --index -- --connection $words)
+        set find (commandline --current-token)'*' --limit 200 --no-input
+        test -n "$at"; and set -a find --connection $words[(math $at[1] + 1)]
+    end
+    timeout 1 {0} $argv[1] list $find --format plain --fields name 2>/dev/null | LC_ALL=C grep -E '^[A-Za-z0-9_][A-Za-z0-9_.@-]*$'
+end
 function __{0}_in --description 'Whether the words so far begin with these'
     set -l seen (__{0}_seen)
     test "$seen[1..(count $argv)]" = "$argv"
@@ -241,13 +280,17 @@ complete --command {0} --no-files
 
     void AddCommand(const Command &command) {
         const std::string name = FullName(command);
+        const size_t last = name.rfind(' ');
         if (!command.verb.empty()) {
-            Offer(fmt::format("at {}", command.noun), command.verb, command.summary);
+            Offer(fmt::format("at {}", name.substr(0, last)), name.substr(last + 1),
+                  command.summary);
         }
-        if (!command.arguments.empty()) {
-            const Argument &argument = command.arguments.front();
+        for (size_t i = 0; i < command.arguments.size(); ++i) {
+            const Argument &argument = command.arguments[i];
             const std::string words = Words(argument.kind, argument.choices);
-            if (!words.empty()) Offer(fmt::format("at {}", name), words, {});
+            if (words.empty()) continue;
+            Offer(fmt::format("argument {} {} {}", i, argument.repeatable ? "more" : "one", name),
+                  words, {});
         }
         for (const Option &option : command.options)
             AddOption(option, name);
@@ -268,7 +311,7 @@ complete --command {0} --no-files
     }
 
     std::string Words(Kind kind, const std::vector<std::string_view> &choices) const {
-        if (kind == Kind::kConnection) return fmt::format("({})", ConnectionNames(program_));
+        if (IsName(kind)) return fmt::format("(__{}_names {})", program_.name, NounOf(kind));
         return Joined(choices, " ");
     }
 
@@ -281,8 +324,10 @@ complete --command {0} --no-files
 std::string BashCompletion(const Program &program) {
     std::string script = fmt::format(
         "# bash completion of {0}; load it with\n"
-        "#   source <({0} completion bash)\n_{0}() {{\n",
+        "#   source <({0} completion bash)\n",
         program.name);
+    script += fmt::format(kNamesFunction, program.name);
+    script += fmt::format("_{}() {{\n", program.name);
     script +=
         "    local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}\n"
         "    COMPREPLY=()\n";
@@ -298,10 +343,14 @@ std::string ZshCompletion(const Program &program) {
     std::string script = fmt::format(
         "#compdef {0}\n# zsh completion of {0}; save it as _{0} in a "
         "folder of $fpath, or load it with\n"
-        "#   source <({0} completion zsh)\n_{0}() {{\n"
-        "    setopt localoptions kshglob noshwordsplit\n",
+        "#   source <({0} completion zsh)\n",
         program.name);
-    script += "    local before=${words[CURRENT - 1]}\n    local -a line=(\"${words[@]}\")\n";
+    script += fmt::format(kNamesFunction, program.name);
+    script +=
+        fmt::format("_{}() {{\n    setopt localoptions kshglob noshwordsplit\n", program.name);
+    script +=
+        "    local current=$PREFIX before=${words[CURRENT - 1]}\n"
+        "    local -a line=(\"${words[@]}\")\n";
     script += FindCommandCode(program, "${line[i]}", "CURRENT", 2);
     script += ValueCases(program, "compadd -- ${{=:-\"{words}\"}}", "_files");
     script += WordCases(program);

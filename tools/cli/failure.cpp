@@ -30,6 +30,7 @@ constexpr CodeRow kCodeRows[] = {
     {51, "server_busy"},       {52, "server_unavailable"}, {65, "invalid_value"},
     {249, "bad_filter"},        // LDAP_FILTER_ERROR (-7)
     {251, "server_timed_out"},  // LDAP_TIMEOUT (-5)
+    {16, "attribute_missing"}, {66, "has_children"},
 };
 
 // The client library's code in the tool's own words: "ldap_start_tls: Connect error (-11)".
@@ -41,6 +42,17 @@ std::optional<int> ClientCode(std::string_view tool_words) {
     const auto parsed = std::from_chars(begin, tool_words.data() + tool_words.size(), code);
     if (parsed.ec != std::errc() || *parsed.ptr != ')') return std::nullopt;
     return code;
+}
+
+// The server's code in the words of a tool whose exit code the library does not hand on:
+// "Result: Constraint violation (19)", "ldap_bind: Invalid credentials (49)".
+int ServerCode(std::string_view tool_words) {
+    const size_t begin = tool_words.find(" (");
+    if (begin == std::string_view::npos) return 0;
+    int code = 0;
+    const char *digits = tool_words.data() + begin + 2;
+    const auto parsed = std::from_chars(digits, tool_words.data() + tool_words.size(), code);
+    return parsed.ec == std::errc() && *parsed.ptr == ')' && code > 0 ? code : 0;
 }
 
 bool SpeaksOfTls(std::string_view tool_words) {
@@ -78,7 +90,7 @@ std::string Fill(std::string_view text, const Facts &facts) {
                        fmt::arg("server", Worded(facts.server, "the server")),
                        fmt::arg("bind_dn", Worded(facts.bind_dn, "an anonymous client")),
                        fmt::arg("subject", Worded(facts.subject, "the entry")),
-                       fmt::arg("reason", facts.reason));
+                       fmt::arg("reason", facts.reason), fmt::arg("finish", facts.finish));
 }
 
 Failure FromRow(const MessageRow &row, const Facts &facts) {
@@ -111,6 +123,12 @@ Failure FromPlatformCode(int code, Facts facts) {
             return OwnFailure("out_of_memory", facts);
         case QLIB_ERR_READ_FAILED:
             return OwnFailure("answer_unreadable", facts);
+        case QLIB_ERR_NO_SUCH_USER:
+            return OwnFailure("user_missing", facts);
+        case QLIB_ERR_NO_SUCH_GROUP:
+            return OwnFailure("group_missing", facts);
+        case QLIB_ERR_BUFFER_TOO_SMALL:
+            return OwnFailure("too_long", facts);
         case QLIB_ERR_OPEN_FAILED:
             facts.subject = "/usr/zafo/bin/ldapsearch";
             return OwnFailure("tool_not_started", facts);
@@ -146,8 +164,13 @@ Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail)
     return failure;
 }
 
+Failure LibraryRefusal(std::string_view key, const Facts &facts) {
+    return FromRow(*FindMessage("ldap_error", key), facts);
+}
+
 Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,
                        std::string_view tool_words) {
+    if (library_code == 0 && platform_code == QLIB_ERR_NONE) library_code = ServerCode(tool_words);
     Failure failure = library_code != 0 ? FromLdapCode(library_code, facts, tool_words)
                                         : FromPlatformCode(platform_code, facts);
     if (library_code > 0) failure.ldap_code = library_code;

@@ -19,6 +19,7 @@ struct Facts {
     std::string bind_dn = {};
     std::string subject = {};  // the DN, file, name or value in question
     std::string reason = {};   // words of the system or of a check
+    std::string finish = {};   // the commands that do what is left
 };
 
 struct Failure {
@@ -46,6 +47,9 @@ const MessageRow *FindMessage(std::string_view section, std::string_view key);
 
 // A failure of the programs' own: `key` is one of section "zafoldap".
 Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail = {});
+
+// The failure of a pair of the library's section "ldap_error".
+Failure LibraryRefusal(std::string_view key, const Facts &facts);
 
 // The failure behind a library error code (ZAFOLDAPErrGet) and, when that is 0,
 // a platform code (QLIBCErrGet). `tool_words` is what the tool wrote to its standard

@@ -205,4 +205,28 @@ std::string WithCaret(std::string_view text, size_t position) {
     return fmt::format("{}{}\n{:>{}}", before, OneLine(text.substr(position)), "^", indent + 1);
 }
 
+std::string EscapedForFilter(std::string_view value) {
+    std::string escaped;
+    for (const char c : value) {
+        if (std::string_view("*()\\").find(c) == std::string_view::npos && c != '\0') {
+            escaped += c;
+        } else {
+            escaped +=
+                fmt::format("\\{:02x}", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        }
+    }
+    return escaped;
+}
+
+std::string PatternForFilter(std::string_view pattern) {
+    std::string filter;
+    for (size_t at = 0;;) {
+        const size_t star = pattern.find('*', at);
+        filter += EscapedForFilter(pattern.substr(at, star - at));
+        if (star == std::string_view::npos) return filter;
+        if (!filter.ends_with('*')) filter += '*';  // two in a row are no filter
+        at = star + 1;
+    }
+}
+
 }  // namespace zafo::cli

@@ -19,6 +19,12 @@ struct SyntaxFault {
 // blanks around the brackets and one item without any brackets ("uid=alice").
 std::optional<SyntaxFault> FilterFault(std::string_view filter);
 
+// A value as it stands in a filter (RFC 4515 section 3): matches nothing but itself.
+std::string EscapedForFilter(std::string_view value);
+
+// The same, but "*" stays and matches anything.
+std::string PatternForFilter(std::string_view pattern);
+
 // The text with a caret under the fault, on two lines.
 std::string WithCaret(std::string_view text, size_t position);
 

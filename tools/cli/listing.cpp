@@ -2,13 +2,12 @@
 #include "tools/cli/listing.h"
 
 #include "tools/cli/display_text.h"
-#include "tools/cli/table_writer.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <span>
+#include <utility>
 
 namespace zafo::cli {
 
@@ -24,7 +23,7 @@ std::string Cell(const Json &value, std::string_view nothing) {
         if (!joined.empty()) joined += ' ';
         joined += Cell(item, nothing);
     }
-    return joined;
+    return value.empty() ? std::string(nothing) : joined;
 }
 
 Json Picked(const Fields &fields, const Json &record) {
@@ -34,38 +33,24 @@ Json Picked(const Fields &fields, const Json &record) {
     return picked;
 }
 
-void PrintTable(Streams &streams, const Fields &fields, std::span<const Json> records) {
-    std::vector<std::string> headings;
-    for (const Field &field : fields)
-        headings.emplace_back(field.title);
-    TableWriter table(streams, std::move(headings));
-    for (const Json &record : records) {
-        std::vector<std::string> cells;
-        for (const Field &field : fields) {
-            cells.push_back(OneLine(Cell(record.value(field.key, Json()), "-")));
-        }
-        table.Row(std::move(cells));
+// A line of plain text or CSV.
+template <typename TextOf>
+std::string Line(const Fields &fields, bool csv, TextOf text_of) {
+    std::string line;
+    for (const Field &field : fields) {
+        if (&field != &fields.front()) line += csv ? ',' : '\t';
+        line += csv ? CsvField(text_of(field)) : OneLine(text_of(field));
     }
-    table.Finish();
+    return line + "\n";
 }
 
-void PrintSeparated(Streams &streams, const Fields &fields, std::span<const Json> records,
-                    bool csv) {
-    const auto line = [&](const auto &text_of) {
-        std::string text;
-        for (const Field &field : fields) {
-            if (&field != &fields.front()) text += csv ? ',' : '\t';
-            text += text_of(field);
-        }
-        streams.Out(text + "\n");
-    };
-    if (csv) line([](const Field &field) { return CsvField(field.key); });
-    for (const Json &record : records) {
-        line([&](const Field &field) {
-            const std::string cell = Cell(record.value(field.key, Json()), "");
-            return csv ? CsvField(cell) : OneLine(cell);
-        });
-    }
+std::string CsvHeading(const Fields &fields) {
+    return Line(fields, /*csv=*/true, [](const Field &field) { return std::string(field.key); });
+}
+
+std::string RecordLine(const Fields &fields, const Json &record, bool csv) {
+    return Line(fields, csv,
+                [&](const Field &field) { return Cell(record.value(field.key, Json()), ""); });
 }
 
 void PrintBlock(Streams &streams, const Fields &fields, const Json &record) {
@@ -100,41 +85,88 @@ Fields Chosen(const Fields &fields, const Globals &globals) {
     return chosen;
 }
 
+ListWriter::ListWriter(Streams &streams, JsonDocument &document, Fields chosen, bool heading)
+    : streams_(streams), document_(document), fields_(std::move(chosen)) {
+    switch (streams.Options().form) {
+        case Form::kJson:
+            document_.OpenArray();
+            break;
+        case Form::kCsv:
+            streams_.Out(CsvHeading(fields_));
+            break;
+        case Form::kPlain:
+            break;
+        default:
+            if (!heading) break;
+            std::vector<std::string> headings;
+            for (const Field &field : fields_)
+                headings.emplace_back(field.title);
+            table_.emplace(streams_, std::move(headings));
+    }
+}
+
+void ListWriter::Write(const Json &record) {
+    const Form form = streams_.Options().form;
+    if (form == Form::kJson) {
+        document_.Element(JsonText(Picked(fields_, record)));
+        return;
+    }
+    if (!table_) {
+        streams_.Out(RecordLine(fields_, record, form == Form::kCsv));
+        return;
+    }
+    std::vector<std::string> cells;
+    for (const Field &field : fields_) {
+        cells.push_back(OneLine(Cell(record.value(field.key, Json()), "-")));
+    }
+    table_->Row(std::move(cells));
+}
+
+void ListWriter::WriteText(std::string_view text) {
+    const Form form = streams_.Options().form;
+    if (form == Form::kJson || table_) {
+        Write({{fields_.front().key, text}});
+        return;
+    }
+    std::string line = form == Form::kCsv   ? CsvField(text)
+                       : IsPlainAscii(text) ? std::string(text)
+                                            : OneLine(text);
+    streams_.Out(line += '\n');
+}
+
+void ListWriter::Finish(bool ok, bool complete) {
+    if (streams_.Options().form == Form::kJson) document_.CloseArray(ok, complete);
+    if (table_) table_->Finish();
+}
+
 void PrintList(Streams &streams, JsonDocument &document, const Fields &fields,
                const std::vector<Json> &records) {
     const Fields chosen = Chosen(fields, streams.Options());
-    switch (streams.Options().form) {
-        case Form::kJson: {
-            Json all = Json::array();
-            for (const Json &record : records)
-                all.push_back(Picked(chosen, record));
-            document.Whole(all);
-            break;
-        }
-        case Form::kCsv:
-            PrintSeparated(streams, chosen, records, /*csv=*/true);
-            break;
-        case Form::kPlain:
-            PrintSeparated(streams, chosen, records, /*csv=*/false);
-            break;
-        default:
-            PrintTable(streams, chosen, records);
+    if (streams.Options().form == Form::kJson) {
+        Json all = Json::array();
+        for (const Json &record : records)
+            all.push_back(Picked(chosen, record));
+        document.Whole(all);
+        return;
     }
+    ListWriter writer(streams, document, chosen);
+    for (const Json &record : records)
+        writer.Write(record);
+    writer.Finish(/*ok=*/true, /*complete=*/true);
 }
 
 void PrintRecord(Streams &streams, JsonDocument &document, const Fields &fields,
                  const Json &record) {
     const Fields chosen = Chosen(fields, streams.Options());
-    const std::span<const Json> one(&record, 1);
     switch (streams.Options().form) {
         case Form::kJson:
             document.Whole(Picked(chosen, record));
             break;
         case Form::kCsv:
-            PrintSeparated(streams, chosen, one, /*csv=*/true);
+            streams.Out(CsvHeading(chosen) + RecordLine(chosen, record, /*csv=*/true));
             break;
         case Form::kPlain:
-            PrintSeparated(streams, chosen, one, /*csv=*/false);
+            streams.Out(RecordLine(chosen, record, /*csv=*/false));
             break;
         default:
             PrintBlock(streams, chosen, record);

@@ -5,6 +5,9 @@
 
 #include "tools/cli/json_document.h"
 
+#include "tools/cli/table_writer.h"
+
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -20,6 +23,26 @@ using Fields = std::vector<Field>;
 // The fields that --fields asks for, all of them without it. Throws Failure ("usage") for a
 // name that is none of them.
 Fields Chosen(const Fields &fields, const Globals &globals);
+
+// A list that is printed record by record, however long it is: nothing is kept of a record once
+// it is printed.
+class ListWriter {
+  public:
+    // `heading`: whether a table says what its columns are.
+    ListWriter(Streams &streams, JsonDocument &document, Fields chosen, bool heading = true);
+
+    // A record has the fields' keys; others are not shown.
+    void Write(const Json &record);
+    // A record of one text, for a list of one field.
+    void WriteText(std::string_view text);
+    void Finish(bool ok, bool complete);
+
+  private:
+    Streams &streams_;
+    JsonDocument &document_;
+    Fields fields_;
+    std::optional<TableWriter> table_;
+};
 
 // Records that have the fields' keys; others are not shown.
 void PrintList(Streams &streams, JsonDocument &document, const Fields &fields,

@@ -48,13 +48,13 @@ void Register(CLI::App &app, const Argument &argument, Registered &registered) {
     registered.emplace_back(argument.name, added);
 }
 
-// One CLI::App for each noun and each verb below it.
+// One CLI::App for each noun and each word of a verb below it.
 struct Registry {
     const Program &program;
     CLI::App app;
     Registered common;
     std::map<const CLI::App *, std::pair<const Command *, Registered>> commands;
-    std::map<std::string, CLI::App *, std::less<>> nouns;
+    std::map<std::string, CLI::App *, std::less<>> paths;  // "user", "user home" …
 
     explicit Registry(const Program &the_program) : program(the_program), app("", "") {
         app.set_help_flag("-h,--help");
@@ -67,18 +67,18 @@ struct Registry {
     }
 
     void AddNoun(const Noun &noun) {
-        CLI::App *below = app.add_subcommand(std::string(noun.name), "");
-        below->fallthrough();
-        below->require_subcommand(0, 1);
-        nouns.emplace(noun.name, below);
+        CLI::App *below = Word(app, std::string(noun.name), std::string(noun.name));
         for (const Command *command : CommandsOf(program, noun.name)) {
             CLI::App *self = below;
-            if (!command->verb.empty()) {
-                self = below->add_subcommand(std::string(command->verb), "");
-                self->fallthrough();
-                for (std::string_view alias : command->aliases)
-                    self->alias(std::string(alias));
+            std::string path(noun.name);
+            for (std::string_view rest = command->verb; !rest.empty();) {
+                const std::string word(rest.substr(0, rest.find(' ')));
+                rest.remove_prefix(std::min(word.size() + 1, rest.size()));
+                path += " " + word;
+                self = Word(*self, word, path);
             }
+            for (std::string_view alias : command->aliases)
+                self->alias(std::string(alias));
             auto &[table_row, registered] = commands[self];
             table_row = command;
             for (const Option &option : command->options)
@@ -87,6 +87,17 @@ struct Registry {
                 Register(*self, argument, registered);
             }
         }
+    }
+
+    // The word below `above`, made when it is new.
+    CLI::App *Word(CLI::App &above, const std::string &word, const std::string &path) {
+        const auto known = paths.find(path);
+        if (known != paths.end()) return known->second;
+        CLI::App *made = above.add_subcommand(word, "");
+        made->fallthrough();
+        made->require_subcommand(0, 1);
+        paths.emplace(path, made);
+        return made;
     }
 
     // The deepest command or noun that the command line names.
@@ -102,9 +113,10 @@ struct Registry {
         return found == commands.end() ? nullptr : found->second.first;
     }
 
-    std::string NounAt(const CLI::App *at) const {
-        for (const auto &[name, below] : nouns) {
-            if (below == at) return name;
+    // "user", "user home"; empty for the program itself.
+    std::string PathAt(const CLI::App *at) const {
+        for (const auto &[path, below] : paths) {
+            if (below == at) return path;
         }
         return {};
     }
@@ -112,13 +124,6 @@ struct Registry {
 
 std::string Words(const std::vector<std::string_view> &words) {
     return fmt::format("{}", fmt::join(words, ", "));
-}
-
-std::vector<std::string_view> Verbs(const Program &program, std::string_view noun) {
-    std::vector<std::string_view> verbs;
-    for (const Command *command : CommandsOf(program, noun))
-        verbs.push_back(command->verb);
-    return verbs;
 }
 
 std::vector<std::string_view> Nouns(const Program &program) {
@@ -129,23 +134,23 @@ std::vector<std::string_view> Nouns(const Program &program) {
 }
 
 // What is wrong with a command line that names no command.
-[[noreturn]] void RefuseUnknown(const Registry &registry, const std::string &noun) {
+[[noreturn]] void RefuseUnknown(const Registry &registry, const std::string &path) {
     const std::vector<std::string> rest = registry.app.remaining(true);
     const Program &program = registry.program;
     const std::string first = rest.empty() ? "" : rest.front();
     if (first.starts_with('-')) {
         Refuse(program, nullptr, fmt::format("there is no option {}", first));
     }
-    if (noun.empty()) {
+    if (path.empty()) {
         Refuse(program, nullptr,
                first.empty() ? fmt::format("no command given: one of {}", Words(Nouns(program)))
                              : fmt::format("there is no command \"{}\": one of {}", first,
                                            Words(Nouns(program))));
     }
-    const std::string verbs = Words(Verbs(program, noun));
+    const std::string verbs = Words(WordsAfter(program, path, /*aliases=*/false));
     Refuse(program, nullptr,
-           first.empty() ? fmt::format("{} what? One of {}", noun, verbs)
-                         : fmt::format("{} has no verb \"{}\": one of {}", noun, first, verbs));
+           first.empty() ? fmt::format("{} what? One of {}", path, verbs)
+                         : fmt::format("{} has no verb \"{}\": one of {}", path, first, verbs));
 }
 
 void CheckValue(const Program &program, const Command &command, std::string_view shown, Kind kind,
@@ -254,7 +259,7 @@ void Collect(const Registered &registered, Invocation &invocation) {
     const Command *command = registry.CommandAt(at);
     const std::vector<std::string> rest = registry.app.remaining(true);
     if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr) {
-        if (command == nullptr) RefuseUnknown(registry, registry.NounAt(at));
+        if (command == nullptr) RefuseUnknown(registry, registry.PathAt(at));
         const std::string first = rest.empty() ? "" : rest.front();
         Refuse(registry.program, command,
                first.starts_with('-') ? fmt::format("there is no option {}", first)
@@ -296,14 +301,15 @@ Invocation Parse(const Program &program, int argc, const char *const *argv) {
     }
     const CLI::App *deepest = registry.Deepest();
     invocation.command = registry.CommandAt(deepest);
-    invocation.noun = registry.NounAt(deepest);
+    const std::string path = registry.PathAt(deepest);
+    invocation.noun = path.substr(0, path.find(' '));
     if (invocation.ask == Ask::kHelp) return invocation;
     Collect(registry.common, invocation);
     if (invocation.Has("version")) {
         invocation.ask = Ask::kVersion;
         return invocation;
     }
-    if (invocation.command == nullptr) RefuseUnknown(registry, invocation.noun);
+    if (invocation.command == nullptr) RefuseUnknown(registry, path);
     Collect(registry.commands.find(deepest)->second.second, invocation);
     CheckValues(program, invocation);
     invocation.globals = GlobalsOf(invocation);

@@ -4,8 +4,11 @@
 #include "tools/cli/display_text.h"
 
 #include <fcntl.h>
+#include <strings.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unistr.h>
 
 #include <fmt/format.h>
 
@@ -78,6 +81,38 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
         }
     }
     CheckPassword(password);
+    return password;
+}
+
+void CheckStrength(const std::string &password, std::string_view name) {
+    constexpr size_t kLeast = 8;
+    // Bytes that are no UTF-8 count as one character each.
+    const auto *bytes = reinterpret_cast<const uint8_t *>(password.data());
+    const bool utf8 = u8_check(bytes, password.size()) == nullptr;
+    const size_t characters = utf8 ? u8_mbsnlen(bytes, password.size()) : password.size();
+    const bool is_name = password.size() == name.size() &&
+                         strncasecmp(password.data(), name.data(), name.size()) == 0;
+    const char *reason = is_name               ? "it is the user's name"
+                         : characters < kLeast ? "it has fewer than 8 characters"
+                                               : nullptr;
+    if (reason != nullptr) throw OwnFailure("password_weak", {.reason = reason});
+}
+
+std::string RandomPassword() {
+    constexpr std::string_view kCharacters =
+        "abcdefghijkmnopqrstuvwxyzABCDEFGHJKLMNPQRSTUVWXYZ23456789";
+    constexpr size_t kLength = 20;
+    // Bytes beyond the last whole multiple would make some characters likelier.
+    constexpr size_t kFair = 256 / kCharacters.size() * kCharacters.size();
+    std::string password;
+    while (password.size() < kLength) {
+        unsigned char byte = 0;
+        if (getrandom(&byte, sizeof byte, 0) != sizeof byte) {
+            if (errno == EINTR && !Interrupted()) continue;
+            throw OwnFailure("no_random", {.reason = std::strerror(errno)});
+        }
+        if (byte < kFair) password += kCharacters[byte % kCharacters.size()];
+    }
     return password;
 }
 

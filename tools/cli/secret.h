@@ -13,4 +13,12 @@ namespace zafo::cli {
 // (refused when group or others can read it), or asked for twice.
 std::string TakePassword(Streams &streams, const Invocation &invocation, std::string_view what);
 
+// Throws Failure ("password_weak") for a password that a person should not have: shorter than 8
+// characters or the user's own name.
+void CheckStrength(const std::string &password, std::string_view name);
+
+// 20 characters that are hard to mistake for each other, from the system's random source: about
+// 116 bits.
+std::string RandomPassword();
+
 }  // namespace zafo::cli

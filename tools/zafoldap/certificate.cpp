@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/certificate.h"
 
+#include "platform/crypt.h"
 #include "platform/process.h"
 
 #include <arpa/inet.h>
@@ -45,21 +46,110 @@ std::string ReadAll(FILE *stream) {
     return text;
 }
 
+std::optional<std::time_t> DateAfter(std::string_view text, std::string_view mark) {
+    std::tm when{};
+    if (strptime(After(text, mark).c_str(), "%b %d %H:%M:%S %Y", &when) == nullptr)
+        return std::nullopt;
+    return timegm(&when);
+}
+
+// " 0 s:SUBJECT", "   i:ISSUER", "… NotAfter: DATE", one group for each certificate.
+std::vector<Certificate> ChainIn(std::string_view output) {
+    std::vector<Certificate> chain;
+    for (;;) {
+        const std::string mark = fmt::format("\n {} s:", chain.size());
+        const size_t at = output.find(mark);
+        if (at == std::string_view::npos) return chain;
+        output.remove_prefix(at + 1);
+        const std::string_view own =
+            output.substr(0, output.find(fmt::format("\n {} s:", chain.size() + 1)));
+        chain.push_back({After(own, " s:"), After(own, " i:"), DateAfter(own, "NotAfter: ")});
+    }
+}
+
+// The bytes of the first certificate in PEM.
+std::string FirstDer(std::string_view output) {
+    const size_t begin = output.find("-----BEGIN CERTIFICATE-----\n");
+    const size_t end = output.find("-----END CERTIFICATE-----", begin);
+    if (begin == std::string_view::npos || end == std::string_view::npos) return {};
+    std::string base64;
+    for (const char c : output.substr(begin, end - begin).substr(28)) {
+        if (c != '\n' && c != '\r') base64 += c;
+    }
+    std::string der(base64.size(), '\0');
+    size_t size = 0;
+    if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), der.data(), &size) == 0) return {};
+    der.resize(size);
+    return der;
+}
+
+// An element of DER: its tag, and its content cut off the text. Nothing at the end or for a
+// length that the text does not have.
+struct Element {
+    unsigned char tag;
+    std::string_view content;
+};
+
+std::optional<Element> TakeElement(std::string_view &der) {
+    if (der.size() < 2) return std::nullopt;
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(der[i]); };
+    size_t length = byte(1), head = 2;
+    if (length > 0x80) {
+        const size_t bytes = length - 0x80;
+        if (bytes > 3 || der.size() < 2 + bytes) return std::nullopt;
+        length = 0;
+        for (size_t i = 0; i < bytes; ++i)
+            length = length << 8 | byte(2 + i);
+        head += bytes;
+    }
+    if (length == 0x80 || der.size() - head < length) return std::nullopt;
+    const Element element{byte(0), der.substr(head, length)};
+    der.remove_prefix(head + length);
+    return element;
+}
+
+// A GeneralName that is a host name or an address.
+std::string NameIn(const Element &element) {
+    constexpr unsigned char kDnsName = 0x82, kIpAddress = 0x87;
+    char text[INET6_ADDRSTRLEN] = {};
+    const bool six = element.content.size() == sizeof(in6_addr);
+    if (element.tag == kDnsName) return std::string(element.content);
+    if (element.tag != kIpAddress || (!six && element.content.size() != sizeof(in_addr))) return {};
+    inet_ntop(six ? AF_INET6 : AF_INET, element.content.data(), text, sizeof text);
+    return text;
+}
+
 }  // namespace
+
+std::vector<std::string> AlternativeNames(std::string_view der) {
+    constexpr std::string_view kExtension("\x06\x03\x55\x1d\x11", 5);  // subjectAltName
+    constexpr unsigned char kBoolean = 0x01, kOctets = 0x04, kSequence = 0x30;
+    const size_t at = der.find(kExtension);
+    if (at == std::string_view::npos) return {};
+    der.remove_prefix(at + kExtension.size());
+    std::optional<Element> element = TakeElement(der);
+    if (element && element->tag == kBoolean) element = TakeElement(der);
+    if (!element || element->tag != kOctets) return {};
+    std::string_view list = element->content;
+    element = TakeElement(list);
+    if (!element || element->tag != kSequence) return {};
+    list = element->content;
+    std::vector<std::string> names;
+    while ((element = TakeElement(list))) {
+        std::string name = NameIn(*element);
+        if (!name.empty()) names.push_back(std::move(name));
+    }
+    return names;
+}
 
 std::optional<CertificateReport> ParseCertificateReport(const std::string &output) {
     // "Verify return code: 10 (certificate has expired)"
     const std::string code = After(output, "Verify return code: ");
     const size_t open = code.find('('), close = code.rfind(')');
     if (open == std::string::npos || close == std::string::npos) return std::nullopt;
-    CertificateReport report{.verdict = code.substr(open + 1, close - open - 1)};
-    report.subject = After(output, " 0 s:");
-    const std::string not_after = After(output, "NotAfter: ");
-    std::tm when{};
-    if (strptime(not_after.c_str(), "%b %d %H:%M:%S %Y", &when) != nullptr) {
-        report.ends = timegm(&when);
-    }
-    return report;
+    return CertificateReport{.verdict = code.substr(open + 1, close - open - 1),
+                             .chain = ChainIn(output),
+                             .names = AlternativeNames(FirstDer(output))};
 }
 
 std::optional<CertificateReport> AskForCertificate(const std::string &host, int port,

@@ -11,10 +11,14 @@
 #include <sys/socket.h>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 namespace zafo::cli {
@@ -22,7 +26,8 @@ namespace zafo::cli {
 namespace {
 
 constexpr int kConnectMilliseconds = 5000;
-constexpr int kWarnDays = 14;
+constexpr long kWarnDays = 14;
+constexpr std::time_t kDay = 24 * 3600;
 
 struct ClassRow {
     unsigned int bit;
@@ -96,9 +101,10 @@ class Checker {
         constexpr Row kRows[] = {
             {"settings", &Checker::Settings}, {"resolve", &Checker::ResolveNames},
             {"connect", &Checker::Connect},   {"tls", &Checker::Tls},
+            {"chain", &Checker::Chain},       {"names", &Checker::Names},
             {"bind", &Checker::Bind},         {"base", &Checker::Base},
             {"users", &Checker::Users},       {"schema", &Checker::Schema},
-            {"type", &Checker::Type},
+            {"type", &Checker::Type},         {"pool", &Checker::IdPool},
         };
         std::optional<Failure> failed;
         for (const Row &row : kRows) {
@@ -193,10 +199,11 @@ class Checker {
             ReadRootDse(MakeHost(anonymous, std::nullopt));
         } catch (Failure &failure) {
             if (failure.key == "tls_failed") {
-                if (const auto report = Certificate(); report && report->verdict != "ok") {
+                const CertificateReport *report = Report();
+                if (report != nullptr && report->verdict != "ok" && !report->chain.empty()) {
                     failure.detail +=
                         fmt::format("{}certificate of {}: {}", failure.detail.empty() ? "" : "\n",
-                                    report->subject, report->verdict);
+                                    report->chain.front().subject, report->verdict);
                 }
                 throw;
             }
@@ -204,19 +211,57 @@ class Checker {
             // same.
             if (failure.exit_code == 6) throw;
         }
-        const std::optional<CertificateReport> report = Certificate();
-        if (!report || !report->ends) return Ok(how);
-        const auto days = static_cast<long>((*report->ends - std::time(nullptr)) / (24 * 3600));
-        std::string detail =
-            fmt::format("{}, certificate of {} ends in {} days", how, report->subject, days);
-        return days < kWarnDays ? Warning(std::move(detail)) : Ok(std::move(detail));
+        const CertificateReport *report = Report();
+        if (report == nullptr || report->chain.empty()) return Ok(how);
+        return Ok(fmt::format("{}, certificate of {}", how, report->chain.front().subject));
     }
 
-    std::optional<CertificateReport> Certificate() {
-        if (first_reached_ == nullptr) return std::nullopt;
-        return AskForCertificate(first_reached_->BareHost(),
-                                 first_reached_->PortFor(connection_.ssl),
-                                 connection_.ssl == ZAFOLDAP_SSL_START_TLS);
+    // Who signed whom, and until when; the first to end decides.
+    CheckStep Chain() {
+        const CertificateReport *report = Report();
+        if (report == nullptr || report->chain.empty()) return NoCertificate();
+        std::string detail;
+        long days = kWarnDays;
+        for (const Certificate &certificate : report->chain) {
+            detail +=
+                fmt::format("{}{}", detail.empty() ? "" : "; signed by ", certificate.subject);
+            if (!certificate.ends) continue;
+            const auto left = static_cast<long>((*certificate.ends - std::time(nullptr)) / kDay);
+            std::tm date{};
+            gmtime_r(&*certificate.ends, &date);
+            detail += fmt::format(" (until {:04}-{:02}-{:02}, {} days)", date.tm_year + 1900,
+                                  date.tm_mon + 1, date.tm_mday, left);
+            days = std::min(days, left);
+        }
+        const Certificate &last = report->chain.back();
+        if (last.issuer != last.subject) detail += "; signed by " + last.issuer;
+        if (days >= kWarnDays) return Ok(std::move(detail));
+        CheckStep step = Warning(std::move(detail));
+        step.hint = "have the certificate renewed before it ends: no client connects after that";
+        return step;
+    }
+
+    CheckStep Names() {
+        const CertificateReport *report = Report();
+        if (report == nullptr || report->chain.empty()) return NoCertificate();
+        if (report->names.empty()) return Ok("no alternative names in the certificate");
+        return Ok(fmt::format("{}", fmt::join(report->names, ", ")));
+    }
+
+    static CheckStep NoCertificate() {
+        return {.step = {}, .result = StepResult::kSkipped, .detail = "no certificate to look at"};
+    }
+
+    // What the server shows of its certificates, asked for once; nullptr: nothing.
+    const CertificateReport *Report() {
+        if (connection_.ssl == ZAFOLDAP_SSL_OFF || first_reached_ == nullptr) return nullptr;
+        if (!asked_) {
+            report_ = AskForCertificate(first_reached_->BareHost(),
+                                        first_reached_->PortFor(connection_.ssl),
+                                        connection_.ssl == ZAFOLDAP_SSL_START_TLS);
+            asked_ = true;
+        }
+        return report_ ? &*report_ : nullptr;
     }
 
     CheckStep Bind() {
@@ -284,6 +329,39 @@ class Checker {
         return Ok(kTypes[host_.Record().nServerType]);
     }
 
+    std::uint64_t PoolValue(int type) {
+        std::uint64_t value = 0;
+        Ask(streams_, facts_,
+            [&] { return ZAFOLDAPSambaGetIDFromDB(&host_.Record(), &value, type); });
+        return value;
+    }
+
+    // Where the numbers of new accounts come from.
+    CheckStep IdPool() {
+        if (host_.Record().nServerType != ZAFOLDAP_SERVER_ZAFO)
+            return Ok("none: new accounts get one more than the highest number in use");
+        struct Row {
+            const char *name;
+            int lowest, highest, current;
+        };
+        constexpr Row kRows[] = {
+            {"uid", ZAFOLDAP_XID_MIN_UID, ZAFOLDAP_XID_MAX_UID, ZAFOLDAP_XID_CUR_UID},
+            {"gid", ZAFOLDAP_XID_MIN_GID, ZAFOLDAP_XID_MAX_GID, ZAFOLDAP_XID_CUR_GID}};
+        std::string detail;
+        bool sound = true;
+        for (const Row &row : kRows) {
+            const std::uint64_t lowest = PoolValue(row.lowest), highest = PoolValue(row.highest);
+            const std::uint64_t next = PoolValue(row.current);
+            sound = sound && lowest < highest && next >= lowest && next <= highest;
+            detail += fmt::format("{}{} {} to {}, next {}", detail.empty() ? "" : "; ", row.name,
+                                  lowest, highest, next);
+        }
+        if (sound) return Ok(std::move(detail));
+        CheckStep step = Warning(std::move(detail));
+        step.hint = "the bounds make no sense: see cn=zafoconf, and zafoldap id check";
+        return step;
+    }
+
     void ReadRootDse(const Host &host) {
         Search search(streams_, host,
                       {.base = "", .filter = {}, .scope = "base", .attributes = {"1.1"}}, facts_);
@@ -297,14 +375,11 @@ class Checker {
     std::string settings_;
     Facts facts_;
     const ServerAddress *first_reached_ = nullptr;
+    std::optional<CertificateReport> report_;
+    bool asked_ = false;
 };
 
 }  // namespace
-
-std::string_view Name(StepResult result) {
-    constexpr std::string_view kNames[] = {"ok", "warning", "failed", "skipped"};
-    return kNames[static_cast<int>(result)];
-}
 
 std::optional<Failure> RunChecks(Streams &streams, const Connection &connection, Host host,
                                  const std::string &settings,

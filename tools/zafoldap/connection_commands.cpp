@@ -5,6 +5,7 @@
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/secret.h"
+#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/connection_check.h"
 #include "tools/zafoldap/saved_connection.h"
 #include "tools/zafoldap/session.h"
@@ -28,14 +29,7 @@ const Fields kConnectionFields = {{"name", "NAME"},
                                   {"login_suffix", "LOGIN SUFFIX"},
                                   {"password_stored", "PASSWORD STORED"}};
 
-const Fields kStepFields = {
-    {"result", "RESULT"}, {"step", "STEP"}, {"detail", "DETAIL"}, {"hint", "HINT"}};
-
-[[noreturn]] void RefuseUsage(Session &session, std::string reason) {
-    throw OwnFailure("usage", {.subject = fmt::format("zafoldap {} --help",
-                                                      FullName(*session.invocation.command)),
-                               .reason = std::move(reason)});
-}
+const Fields kBaseFields = {{"base", "BASE DN"}};
 
 void CheckDn(const std::string &dn) {
     const std::optional<SyntaxFault> fault =
@@ -126,41 +120,12 @@ void Change(std::string_view verb, const std::string &name, const std::vector<st
     LogChange(verb, name, keys, "done");
 }
 
-Json StepJson(const CheckStep &step) {
-    return {{"step", step.step},
-            {"result", Name(step.result)},
-            {"detail", step.detail.empty() ? Json() : Json(step.detail)},
-            {"hint", step.failure ? Json(step.failure->hint) : Json()}};
-}
-
-// Runs the checks and prints them, in a table each as soon as it is done. Throws the failure of
-// the step that failed, after everything is printed.
-std::vector<Json> RunAndShow(Session &session, const Connection &connection, Host host,
-                             const std::string &settings, std::optional<Failure> &failed) {
-    constexpr std::string_view kColors[] = {"\033[32m", "\033[33m", "\033[31m", "\033[2m"};
-    Streams &streams = session.streams;
-    std::vector<Json> steps;
-    failed = RunChecks(streams, connection, std::move(host), settings, [&](const CheckStep &step) {
-        steps.push_back(StepJson(step));
-        if (session.Options().form != Form::kTable || !session.Options().fields.empty()) return;
-        const bool colors = streams.ColorsOut();
-        streams.Out(fmt::format("{}{:<8}{} {:<{}}{}\n",
-                                colors ? kColors[static_cast<int>(step.result)] : "",
-                                Name(step.result), colors ? "\033[0m" : "", step.step,
-                                step.detail.empty() ? 0 : 10, OneLine(step.detail)));
-        streams.Flush();
-    });
-    return steps;
-}
-
-void PrintSteps(Session &session, const std::vector<Json> &steps, bool ok) {
-    const Form form = session.Options().form;
-    if (form == Form::kTable && session.Options().fields.empty()) return;
-    if (form == Form::kJson && !ok) {
-        session.document.Whole(steps, /*ok=*/false, /*complete=*/true);
-        return;
-    }
-    PrintList(session.streams, session.document, kStepFields, steps);
+// Runs the checks and prints them; the failure of the step that failed.
+std::optional<Failure> RunAndShow(StepPrinter &printer, Streams &streams,
+                                  const Connection &connection, Host host,
+                                  const std::string &settings) {
+    return RunChecks(streams, connection, std::move(host), settings,
+                     [&](const CheckStep &step) { printer.Print(step); });
 }
 
 // What would be saved, and whether it would work.
@@ -175,13 +140,14 @@ int DryRun(Session &session, const Connection &connection,
     Host host = password || !connection.password_stored
                     ? MakeHost(connection, password)
                     : OpenConnection(connection.name, connection);
-    std::optional<Failure> failed;
-    const std::vector<Json> steps =
-        RunAndShow(session, connection, std::move(host), "not saved (dry run)", failed);
+    StepPrinter printer(session);
+    const std::optional<Failure> failed =
+        RunAndShow(printer, streams, connection, std::move(host), "not saved (dry run)");
     if (json) {
-        session.document.Whole({{"would_save", record}, {"checks", steps}}, /*ok=*/!failed);
+        session.document.Whole({{"would_save", record}, {"checks", printer.Steps()}},
+                               /*ok=*/!failed);
     } else {
-        PrintSteps(session, steps, !failed);
+        printer.Finish(!failed);
     }
     if (failed) throw *failed;
     return 0;
@@ -255,7 +221,7 @@ int EditConnection(Session &session) {
         RefuseUsage(session, "a password goes with --bind-dn, and the connection has none");
     }
     if (keys.empty() && !anonymous && !gives)
-        throw OwnFailure("nothing_to_change", {.connection = name});
+        throw OwnFailure("nothing_to_change", {.subject = "zafoldap connection edit"});
     std::vector<const char *> removed;
     if (anonymous) {
         connection.bind_dn.clear();
@@ -296,15 +262,7 @@ int DeleteConnection(Session &session) {
         }
         return 0;
     }
-    if (!session.Options().yes) {
-        if (!streams.CanAsk())
-            throw OwnFailure("confirmation_needed", {.subject = fmt::format("deleting {}", what)});
-        const std::string answer =
-            streams.Ask(fmt::format("Delete {}? [y/N] ", OneLine(what)), /*echo=*/true);
-        if (answer != "y" && answer != "Y" && answer != "yes") {
-            throw OwnFailure("refused", {.subject = fmt::format("deleting {}", what)});
-        }
-    }
+    ConfirmDeleting(session, what, {});
     Change("delete", name, {}, [&] { RemoveConnection(name); });
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"deleted", name}});
@@ -318,13 +276,37 @@ int CheckConnection(Session &session) {
     const std::string *given = session.invocation.Find("NAME");
     const std::string name = given != nullptr ? *given : session.Options().connection;
     const Connection connection = ReadConnection(name);
-    Host host = OpenConnection(name, connection);
-    std::optional<Failure> failed;
-    const std::vector<Json> steps =
-        RunAndShow(session, connection, std::move(host),
-                   fmt::format("\"{}\" in {}", name, kConnectionFile), failed);
-    PrintSteps(session, steps, !failed);
+    StepPrinter printer(session);
+    const std::optional<Failure> failed =
+        RunAndShow(printer, session.streams, connection, OpenConnection(name, connection),
+                   fmt::format("\"{}\" in {}", name, kConnectionFile));
+    printer.Finish(!failed);
     if (failed) throw *failed;
+    return 0;
+}
+
+// Needs no saved connection: the question is anonymous.
+int SuggestConnection(Session &session) {
+    const TypedAddress address = ParseTypedAddress(session.Argument("HOST"));
+    Connection connection{.name = session.Argument("HOST"), .ssl = ZAFOLDAP_SSL_START_TLS};
+    connection.servers = {address.server};
+    connection.ssl = TransportOf(session, {address}, connection.ssl);
+    const Host host = MakeHost(connection, std::nullopt);
+    NameList bases;
+    Ask(session.streams, connection.Known(),
+        [&] { return ZAFOLDAPBrowserSuggestBaseDN(&host.Record(), bases.Address()); });
+    std::vector<Json> rows;
+    for (const std::string &base : bases.Names())
+        rows.push_back({{"base", base}});
+    const ListLayout layout = LayoutOf(session, kBaseFields, kBaseFields);
+    ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
+    for (const Json &row : rows)
+        writer.Write(row);
+    writer.Finish(/*ok=*/true, /*complete=*/true);
+    if (rows.empty())
+        session.streams.Note(
+            "the server names no base DN to an anonymous client: ask whoever "
+            "runs it");
     return 0;
 }
 

@@ -82,4 +82,15 @@ int Ask(Streams &streams, const Facts &facts, Call call) {
     return result;
 }
 
+// The same for a change: the failure, or nothing when it was made. An interruption does not hide
+// that it was.
+template <typename Call>
+std::optional<Failure> Attempt(Streams &streams, const Facts &facts, Call call) {
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    if (call() >= 0) return std::nullopt;
+    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+}
+
 }  // namespace zafo::cli

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// search and entry show.
+// search, entry show and entry delete.
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/listing.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/saved_connection.h"
 #include "tools/zafoldap/session.h"
 
@@ -19,9 +21,6 @@
 namespace zafo::cli {
 
 namespace {
-
-constexpr int kSizeLimitExceeded = 4;
-constexpr int kAdminLimitExceeded = 11;
 
 void CheckDn(const std::string &dn) {
     const std::optional<SyntaxFault> fault = DnFault(dn);
@@ -104,16 +103,8 @@ Opened Open(Session &session, const std::optional<std::string> &base) {
     Host host = OpenConnection(name, connection);
     Facts facts = connection.Known();
     if (base) facts.subject = *base;
-    session.streams.Verbose(
-        1, fmt::format("connection \"{}\": {} as {}, encryption {}", name, connection.Servers(),
-                       connection.bind_dn.empty() ? "anonymous" : connection.bind_dn,
-                       connection.SslName()));
+    SayConnection(session.streams, connection);
     return {std::move(connection), std::move(host), std::move(facts)};
-}
-
-// A cut answer is no success, but what came is printed.
-bool IsCutOff(const Failure &failure) {
-    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded;
 }
 
 void Count(Session &session, Search &search) {
@@ -186,6 +177,42 @@ int ShowEntry(Session &session) {
                                         Columns({}, session.Options()), /*single=*/true);
     writer->Write(*entry);
     writer->Finish(/*ok=*/true, /*complete=*/true);
+    return 0;
+}
+
+int DeleteEntry(Session &session) {
+    const std::string &dn = session.Argument("DN");
+    CheckDn(dn);
+    if (dn.empty()) RefuseUsage(session, "the root DSE cannot be deleted");
+    const AccountDirectory directory(session);
+    Search search(session.streams, directory.TheHost(),
+                  {.base = dn, .filter = {}, .scope = "base", .attributes = {"objectClass"}},
+                  directory.Known(dn));
+    const Entry *entry = search.Next();
+    if (entry == nullptr) throw LibraryFailure(32, 0, directory.Known(dn), "");
+    std::vector<std::string> classes;
+    for (const Attribute &attribute : entry->attributes)
+        classes.insert(classes.end(), attribute.values.begin(), attribute.values.end());
+    const std::string own_dn(entry->dn);
+    const std::string touches =
+        fmt::format("{} is of the classes {}; no group is changed", own_dn, Enumerated(classes));
+    ChangePlan plan;
+    plan.Check(touches);
+    plan.Record(own_dn, "delete");
+    if (session.Options().dry_run) {
+        plan.Print(session);
+        return 0;
+    }
+    ConfirmDeleting(session, "the entry " + own_dn, {touches});
+    Logged(session, own_dn, {}, [&] {
+        const std::optional<Failure> failure =
+            Attempt(session.streams, directory.Known(own_dn), [&] {
+                return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
+            });
+        if (failure) throw *failure;
+    });
+    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", own_dn}});
+    session.streams.Note(fmt::format("{} deleted", OneLine(own_dn)));
     return 0;
 }
 

@@ -135,13 +135,42 @@ std::vector<Command> ConnectionCommands() {
          .description =
              "Goes from the saved settings to listing users and says of each step whether it "
              "works, or why not and what to do: settings, resolve (name to address), connect, "
-             "tls, bind, base, users, schema, type (kind of server). After a step that failed "
-             "the later ones are skipped. The exit code is that of the step that failed.",
+             "tls, chain (who signed the server's certificate, and when each of them ends), names "
+             "(those that the certificate is for), bind, base, users, schema, type (kind of "
+             "server), pool (numbers for new accounts). After a step that failed the later ones "
+             "are skipped. The exit code is that of the step that failed.",
          .arguments = {kMaybeConnectionName},
          .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
                       {"zafoldap connection check work --json", "the same for a monitor"}},
          .exits = {3, 4, 6}},
+        {.noun = "connection",
+         .verb = "suggest",
+         .summary = "Ask a server for its base DNs",
+         .description =
+             "Prints the base DNs that a server offers (its naming contexts), for \"connection "
+             "add --base\". The server is asked anonymously; one that does not answer such "
+             "questions has no suggestions. Field: base.",
+         .arguments = {{.name = "HOST", .help = "HOST, HOST:PORT, ldap://HOST or ldaps://HOST"}},
+         .options = {Ssl("encryption: start_tls (default), on (ldaps://) or off")},
+         .examples = {{"zafoldap connection suggest ldap.example.com", "its base DNs"}},
+         .exits = {6}},
     };
+}
+
+Command EntryDeleteCommand() {
+    return {
+        .noun = "entry",
+        .verb = "delete",
+        .aliases = {"rm"},
+        .summary = "Delete one entry",
+        .description =
+            "Deletes the entry with this DN, after asking. Nothing else is touched: groups keep "
+            "listing a user who is deleted this way (user delete takes it out of them). An entry "
+            "with others below it is refused. Without a terminal --yes is needed.",
+        .arguments = {{.name = "DN",
+                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+        .examples = {{"zafoldap entry delete cn=old,dc=example,dc=com", "asks first"}},
+        .exits = {3, 4, 6, 8, 130}};
 }
 
 Command SearchCommand() {
@@ -220,7 +249,9 @@ Command CompletionCommand() {
             .summary = "Print a completion script for a shell",
             .description =
                 "Prints the script that makes the shell complete commands, options and names of "
-                "saved connections.",
+                "saved connections, users and groups. Names of users and groups are asked from "
+                "the directory of the connection on the command line; when it does not answer "
+                "within a second there are none.",
             .arguments = {{.name = "SHELL",
                            .help = "bash, zsh or fish",
                            .choices = {"bash", "zsh", "fish"}}},
@@ -254,8 +285,18 @@ std::vector<Topic> Topics() {
          "asked for twice on the terminal, or read from --password-stdin (one line) or "
          "--password-file (which group and others must not be able to read)."},
         {"LOG",
-         "Every change of a saved connection is one line in the system log: who, which "
-         "connection, which settings, and the result; never a password."},
+         "Every change is one line in the system log: who, over which connection, which "
+         "settings or which entry and attributes, and the result; never a password or another "
+         "value."},
+        {"NAMES AND NUMBERS",
+         "A new user or group has a name of a to z, 0 to 9, \"_\", \".\" and \"-\", at most 32 of "
+         "them, the first a letter or \"_\"; --any-name accepts more. Names of existing accounts "
+         "can be anything; those with * ( ) or \\ can be looked at, and changed by DN only. The "
+         "numbers 0, 65534, 65535 and 4294967295, those of local accounts of this system and, on "
+         "the appliance's own kind of server, those outside its pool are refused.\n\n"
+         "Several programs can add accounts at the same time: a number that was chosen for a new "
+         "account and taken meanwhile is replaced by the next. On a directory with several "
+         "writable servers use one of them for that."},
     };
 }
 
@@ -267,10 +308,16 @@ const Program &Zafoldap() {
             .name = "zafoldap",
             .summary = "directory client",
             .description =
-                "Keeps connections to LDAP directory servers and searches the directories "
-                "behind them. Commands are a noun and a verb; \"zafoldap connection add "
+                "Keeps connections to LDAP directory servers, manages the users and groups of "
+                "the directories behind them and searches them. Commands are a noun and a verb; "
+                "\"zafoldap connection add "
                 "root\" makes the connection that the others use by default.",
             .nouns = {{"connection", "saved connections to directory servers"},
+                      {"user", "users of the directory"},
+                      {"group", "groups of the directory"},
+                      {"member", "who is in which group"},
+                      {"id", "numbers of users and groups"},
+                      {"stat", "how many there are"},
                       {"search", "search the directory"},
                       {"entry", "single entries"},
                       {"completion", "completion scripts for shells"}},
@@ -283,8 +330,12 @@ const Program &Zafoldap() {
                       {"/usr/zafo/etc/private/machine.key",
                        "The key with which their passwords are enciphered."}},
             .variables = {{"NO_COLOR", "Not empty: no colours (see --color)."}}};
+        std::vector<Command> accounts = AccountCommands();
+        for (Command &command : accounts)
+            program.commands.push_back(std::move(command));
         program.commands.push_back(SearchCommand());
         program.commands.push_back(EntryShowCommand());
+        program.commands.push_back(EntryDeleteCommand());
         program.commands.push_back(CompletionCommand());
         return program;
     }();

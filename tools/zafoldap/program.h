@@ -5,8 +5,13 @@
 
 #include "tools/cli/command.h"
 
+#include <vector>
+
 namespace zafo::cli {
 
 const Program &Zafoldap();
+
+// Its rows for accounts.
+std::vector<Command> AccountCommands();
 
 }  // namespace zafo::cli

@@ -209,6 +209,13 @@ Host OpenConnection(const std::string &name, const Connection &connection) {
     return MakeHost(connection, password);
 }
 
+void SayConnection(Streams &streams, const Connection &connection) {
+    streams.Verbose(1, fmt::format("connection \"{}\": {} as {}, encryption {}", connection.name,
+                                   connection.Servers(),
+                                   connection.bind_dn.empty() ? "anonymous" : connection.bind_dn,
+                                   connection.SslName()));
+}
+
 void SaveConnection(const Connection &connection, const std::optional<std::string> &password) {
     const Host host = MakeHost(connection, password);
     if (ZAFOLDAPBrowserConfSet(&host.Record(), connection.name.c_str()) != 0) FailToWrite();

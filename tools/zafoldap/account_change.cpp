@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/account_change.h"
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/ldap_dn.h"
+#include "tools/zafoldap/account_checks.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <random>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kAttempts = 8;
+constexpr int kAlreadyExists = 68;
+
+bool IsUsable(const AccountKind &kind, std::uint32_t number) {
+    return !IsReservedNumber(number) && !LocalAccount(kind, number);
+}
+
+unsigned int UpTo(unsigned int most) {
+    std::random_device source;
+    return std::uniform_int_distribution<unsigned int>(0, most)(source);
+}
+
+// The next number at or after `number` that nobody has.
+std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kind,
+                       std::uint32_t number) {
+    while (!IsUsable(kind, number) || !directory.WithNumber(kind, number).empty())
+        ++number;
+    return number;
+}
+
+// One number of the library's choice. It says nothing more when the pool is full.
+std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind &kind) {
+    int number = -1;
+    const std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.Known("cn=zafoconf," + directory.Saved().base),
+                [&] { return number = kind.suggest(directory.Record()); });
+    if (Interrupted()) throw OwnFailure("interrupted", {});
+    if (failure && failure->key == "tool_ended") throw OwnFailure("pool_failed", {});
+    if (failure) throw *failure;
+    return static_cast<std::uint32_t>(number);
+}
+
+// The failure that the library reports as a taken name or number may be a look-up that failed:
+// asks again, which throws that failure.
+bool IsTaken(const AccountDirectory &directory, const AccountKind &kind, const Failure &failure,
+             const std::string &name, std::uint32_t number) {
+    if (failure.key == kind.name_taken) return directory.Find(kind, name).has_value();
+    return failure.key == kind.number_taken && !directory.WithNumber(kind, number).empty();
+}
+
+// Lines of a record that say how it changes, not what.
+constexpr std::string_view kDirectives[] = {"",  "add",    "delete",      "replace",
+                                            "-", "newrdn", "deleteoldrdn"};
+
+}  // namespace
+
+void ChangePlan::Record(std::string dn, std::string_view type) {
+    entries_.push_back({std::move(dn), std::string(type), {}});
+}
+
+void ChangePlan::Line(std::string_view attribute, std::string_view value) {
+    entries_.back().lines.emplace_back(attribute, value);
+}
+
+void ChangePlan::Remark(std::string text) {
+    entries_.back().lines.emplace_back("", std::move(text));
+}
+
+void ChangePlan::Replace(std::string_view attribute, std::string_view value) {
+    if (!entries_.back().lines.empty()) Line("-", "");
+    Line(value.empty() ? "delete" : "replace", attribute);
+    if (!value.empty()) Line(attribute, value);
+}
+
+void ChangePlan::Member(const std::string &group_dn, std::string_view how, const std::string &name,
+                        const std::string &base) {
+    Record(group_dn, "modify");
+    Line(how, "memberUid");
+    Line("memberUid", name);
+    Line("-", "");
+    Line(how, "member");
+    Line("member", fmt::format("uid={},cn=users,{}", EscapedForDn(name), base));
+}
+
+std::vector<std::string> ChangePlan::Attributes() const {
+    std::vector<std::string> names;
+    for (const Entry &entry : entries_) {
+        for (const auto &[attribute, value] : entry.lines) {
+            const std::string name = attribute == "delete"   ? value
+                                     : attribute == "newrdn" ? value.substr(0, value.find('='))
+                                                             : attribute;
+            const bool directive = name == attribute && std::ranges::count(kDirectives, name) > 0;
+            if (!directive && std::ranges::count(names, name) == 0) names.push_back(name);
+        }
+    }
+    return names;
+}
+
+void ChangePlan::Print(Session &session) const {
+    session.streams.Note("dry run: nothing is changed");
+    if (session.Options().form == Form::kJson) {
+        Json changes = Json::array();
+        for (const Entry &entry : entries_) {
+            Json lines = Json::array();
+            for (const auto &[attribute, value] : entry.lines) {
+                lines.push_back(attribute.empty() ? Json{{"remark", value}}
+                                                  : Json{{"name", attribute}, {"value", value}});
+            }
+            changes.push_back({{"dn", entry.dn}, {"changetype", entry.type}, {"lines", lines}});
+        }
+        session.document.Whole({{"dry_run", true}, {"checks", checks_}, {"changes", changes}});
+        return;
+    }
+    std::string text;
+    for (const std::string &check : checks_)
+        text += fmt::format("# ok: {}\n", OneLine(check));
+    for (const Entry &entry : entries_) {
+        text += "\n" + LdifLine("dn", entry.dn) + LdifLine("changetype", entry.type);
+        for (const auto &[attribute, value] : entry.lines) {
+            text += attribute.empty()  ? fmt::format("# {}\n", OneLine(value))
+                    : attribute == "-" ? "-\n"
+                                       : LdifLine(attribute, value);
+        }
+    }
+    session.streams.Out(text);
+}
+
+ChangeFile::ChangeFile(const std::string &dn, const char *type) {
+    if (ZAFOLDAPLdifInit(&file_, nullptr) != 0) throw OwnFailure("tool_ended", {});
+    ZAFOLDAPLdifTargetDN(&file_, dn.c_str());
+    ZAFOLDAPLdifChangeType(&file_, type);
+}
+
+ChangeFile::~ChangeFile() {
+    ZAFOLDAPLdifClose(&file_);
+    ZAFOLDAPLdifUnlink(&file_);
+}
+
+// The library's writers take values as they are: one that LDIF cannot show so goes in base64.
+void ChangeFile::Replace(const std::string &attribute, const std::string &value) {
+    if (value.empty()) {
+        ZAFOLDAPLdifAttrDelete(&file_, attribute.c_str(), nullptr);
+        return;
+    }
+    if (std::string_view(" :<").find(value.front()) == std::string_view::npos) {
+        ZAFOLDAPLdifAttrReplace(&file_, attribute.c_str(), "%s", value.c_str());
+        return;
+    }
+    ZAFOLDAPLdifSepAttr(&file_);
+    ZAFOLDAPLdifAttr(&file_, "replace", "%s", attribute.c_str());
+    ZAFOLDAPLdifLine(&file_, "%s:: %s", attribute.c_str(), Base64(value).c_str());
+}
+
+std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name) {
+    NameList dns, names;
+    directory.Run(name, [&] {
+        return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), name.c_str(), dns.Address(),
+                                                 names.Address());
+    });
+    const std::vector<std::string> all_dns = dns.Names(), all_names = names.Names();
+    std::vector<Account> groups;
+    for (size_t i = 0; i < all_dns.size(); ++i)
+        groups.push_back({all_names[i], all_dns[i]});
+    return groups;
+}
+
+std::vector<std::string> NamesOf(const std::vector<Account> &accounts) {
+    std::vector<std::string> names;
+    for (const Account &account : accounts)
+        names.push_back(account.name);
+    return names;
+}
+
+std::string Enumerated(const std::vector<std::string> &words) {
+    std::string text;
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (i > 0) text += i + 1 == words.size() ? " and " : ", ";
+        text += words[i];
+    }
+    return text;
+}
+
+void Leftovers::Add(std::string reason, std::string command, std::string_view detail) {
+    reasons_.push_back(std::move(reason));
+    if (!command.empty()) commands_.push_back(std::move(command));
+    if (!detail.empty()) detail_ += fmt::format("{}{}", detail_.empty() ? "" : "\n", detail);
+}
+
+void Leftovers::ThrowIfAny(const std::string &done) const {
+    if (None()) return;
+    throw OwnFailure("partly_done",
+                     {.subject = done,
+                      .reason = fmt::format("{}", fmt::join(reasons_, "; ")),
+                      .finish = fmt::format("{}", fmt::join(commands_, " && "))},
+                     detail_);
+}
+
+std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
+                            unsigned int spread) {
+    const bool pool = directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const std::uint32_t number = AskForNumber(directory, kind);
+        if (!pool && spread > 0) return FreeFrom(directory, kind, number + UpTo(spread));
+        if (IsUsable(kind, number)) return number;
+        if (!pool) return FreeFrom(directory, kind, number + 1);
+    }
+    throw OwnFailure("pool_failed", {});
+}
+
+Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind,
+                      const std::string &name, const std::string &dn,
+                      std::optional<std::uint32_t> wanted,
+                      const std::function<int(std::uint32_t)> &create) {
+    for (int attempt = 0;; ++attempt) {
+        const std::uint32_t number = wanted ? *wanted : SuggestNumber(directory, kind);
+        std::optional<Failure> failure =
+            Attempt(directory.Out(), directory.Known(name), [&] { return create(number); });
+        if (!failure) return {number, std::nullopt};
+        const bool number_taken = failure->key == kind.number_taken;
+        if (number_taken || failure->key == kind.name_taken) {
+            const bool taken = IsTaken(directory, kind, *failure, name, number);
+            if (number_taken && !wanted && attempt < kAttempts) continue;
+            if (!taken) throw *failure;
+            throw LibraryRefusal(failure->key,
+                                 directory.Known(number_taken ? std::to_string(number) : name));
+        }
+        // Somebody else made an entry of that name in between.
+        if (failure->ldap_code == kAlreadyExists)
+            throw LibraryRefusal(kind.name_taken, directory.Known(name));
+        const std::optional<bool> exists = directory.Exists(dn);
+        if (!exists) {
+            throw OwnFailure(
+                "state_unknown",
+                {.server = directory.Saved().Servers(),
+                 .reason = failure->message,
+                 .finish = CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name})},
+                failure->detail);
+        }
+        if (*exists) return {number, std::move(failure)};
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+        throw *failure;
+    }
+}
+
+std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind &kind,
+                           std::uint32_t number,
+                           const std::function<int(std::uint32_t)> &renumber) {
+    if (directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO) return number;
+    for (unsigned int spread = 4; directory.WithNumber(kind, number).size() > 1; spread *= 2) {
+        const std::uint32_t next = SuggestNumber(directory, kind, spread);
+        const std::optional<Failure> failure = Attempt(
+            directory.Out(), directory.Known(std::to_string(next)), [&] { return renumber(next); });
+        if (!failure) {
+            number = next;
+        } else if (failure->key != kind.number_taken || spread > 1024) {
+            throw *failure;
+        }
+    }
+    return number;
+}
+
+std::string ContainerOf(const Session &session, const AccountKind &kind) {
+    const std::string *given = session.invocation.Find("container");
+    if (given == nullptr) return std::string(kind.container);
+    const std::optional<SyntaxFault> fault =
+        given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
+    if (fault) {
+        throw OwnFailure(
+            "bad_dn", {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
+            WithCaret(*given, fault->position));
+    }
+    return *given;
+}
+
+std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind) {
+    const std::string dn =
+        fmt::format("{},{}", ContainerOf(directory.Of(), kind), directory.Saved().base);
+    if (!directory.IsThere(dn)) throw OwnFailure("container_missing", directory.Known(dn));
+    return dn;
+}
+
+std::string PercentsDoubled(std::string_view text) {
+    std::string doubled;
+    for (const char c : text) {
+        if (c == '%') doubled += '%';
+        doubled += c;
+    }
+    return doubled;
+}
+
+std::string EscapedForDn(std::string_view value) {
+    std::string escaped;
+    for (size_t i = 0; i < value.size(); ++i) {
+        const char c = value[i];
+        const bool special = std::string_view("\"+,;<>\\=").find(c) != std::string_view::npos;
+        const bool edge = (c == ' ' && (i == 0 || i + 1 == value.size())) || (c == '#' && i == 0);
+        if (special || edge) escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// user delete and group delete: says what it will touch, asks, deletes one after the other and
+// stops at the first that fails.
+#include "tools/cli/display_text.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+using Delete = int (*)(const ZAFOLDAP_HOST *, const char *);
+
+struct Doomed {
+    Account account;
+    std::string touches;          // for the question
+    std::vector<Account> groups;  // that list a user
+};
+
+std::string Counted(size_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
+    Doomed doomed{user, {}, GroupsListing(directory, user.name)};
+    doomed.touches =
+        doomed.groups.empty()
+            ? fmt::format("{} ({}) is listed in no group", user.name, user.dn)
+            : fmt::format("{} ({}) is taken out of the group{} {}", user.name, user.dn,
+                          doomed.groups.size() == 1 ? "" : "s", Enumerated(NamesOf(doomed.groups)));
+    return doomed;
+}
+
+Doomed DoomedGroup(const AccountDirectory &directory, const Account &group) {
+    NameList members, primary;
+    directory.Run(group.name, [&] {
+        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
+                                                members.Address());
+    });
+    directory.Run(group.name, [&] {
+        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(), nullptr,
+                                                     primary.Address());
+    });
+    std::string touches = fmt::format("{} ({}) lists {}", group.name, group.dn,
+                                      Counted(members.Names().size(), "member"));
+    if (const size_t users = primary.Names().size(); users > 0)
+        touches += fmt::format(
+            "; {} with it as primary group will have the number of a group that is gone",
+            Counted(users, "user"));
+    return {group, std::move(touches), {}};
+}
+
+ChangePlan PlanOf(const AccountDirectory &directory, const std::vector<Doomed> &all) {
+    ChangePlan plan;
+    for (const Doomed &one : all) {
+        plan.Check(one.touches);
+        plan.Record(one.account.dn, "delete");
+        for (const Account &group : one.groups)
+            plan.Member(group.dn, "delete", one.account.name, directory.Saved().base);
+    }
+    return plan;
+}
+
+// What is left of a user whose entry may be gone while groups still list it.
+void ExplainFailure(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
+                    const Failure &failure, Leftovers &left) {
+    const std::optional<bool> exists = directory.Exists(one.account.dn);
+    if (!exists || *exists || one.groups.empty()) return;
+    for (const Account &group : GroupsListing(directory, one.account.name)) {
+        left.Add(fmt::format("the group {} still lists {}", group.name, one.account.name),
+                 CommandLine(directory.Of(), "member remove", {group.name, one.account.name}),
+                 failure.detail.empty() ? failure.message : failure.detail);
+    }
+    if (left.None()) throw failure;
+    left.ThrowIfAny(fmt::format("the {} {} was deleted", kind.noun, one.account.name));
+}
+
+// The failure of one of several, with what was done before it and what is left to do.
+[[noreturn]] void StopAt(const AccountDirectory &directory, const AccountKind &kind,
+                         const std::vector<Doomed> &all, size_t at, const Failure &failure) {
+    if (at == 0) throw failure;
+    std::vector<std::string> done, undone;
+    for (size_t i = 0; i < all.size(); ++i)
+        (i < at ? done : undone).push_back(all[i].account.name);
+    Leftovers left;
+    left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
+             CommandLine(directory.Of(), fmt::format("{} delete", kind.noun), undone),
+             failure.detail);
+    left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)));
+    throw failure;
+}
+
+void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
+               Delete remove) {
+    std::vector<std::string> attributes;
+    if (!one.groups.empty()) attributes = {"memberUid", "member"};
+    Logged(directory.Of(), one.account.dn, attributes, [&] {
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+        const std::optional<Failure> failure =
+            Attempt(directory.Out(), directory.Known(one.account.name),
+                    [&] { return remove(directory.Record(), one.account.name.c_str()); });
+        if (!failure) return;
+        Leftovers left;
+        ExplainFailure(directory, kind, one, *failure, left);
+        throw *failure;
+    });
+}
+
+int DeleteAccounts(Session &session, const AccountKind &kind,
+                   Doomed (*doom)(const AccountDirectory &, const Account &), Delete remove) {
+    std::vector<std::string> names;
+    for (const std::string &name : session.invocation.All("NAME")) {
+        CheckChangeableName(name);
+        if (std::ranges::count(names, name) == 0) names.push_back(name);
+    }
+    AccountDirectory directory(session);
+    directory.LearnServer(kind);
+    std::vector<Doomed> all;
+    for (const Account &account : directory.NeedAll(kind, names))
+        all.push_back(doom(directory, account));
+    if (session.Options().dry_run) {
+        PlanOf(directory, all).Print(session);
+        return 0;
+    }
+    std::vector<std::string> touches;
+    for (const Doomed &one : all)
+        touches.push_back(one.touches);
+    const std::string whom =
+        fmt::format("the {}{} {}", kind.noun, all.size() == 1 ? "" : "s", Enumerated(names));
+    ConfirmDeleting(session, whom, touches);
+    for (size_t i = 0; i < all.size(); ++i) {
+        try {
+            DeleteOne(directory, kind, all[i], remove);
+        } catch (const Failure &failure) {
+            StopAt(directory, kind, all, i, failure);
+        }
+    }
+    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", names}});
+    session.streams.Note(fmt::format("{} deleted", OneLine(whom)));
+    return 0;
+}
+
+}  // namespace
+
+int DeleteUsers(Session &session) {
+    return DeleteAccounts(session, kUserKind, DoomedUser, ZAFOLDAPBrowserDeleteUser);
+}
+
+int DeleteGroups(Session &session) {
+    return DeleteAccounts(session, kGroupKind, DoomedGroup, ZAFOLDAPBrowserDeleteGroup);
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/account_list.h"
+
+#include "tools/cli/ldap_filter.h"
+#include "tools/zafoldap/account_checks.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kSizeLimitExceeded = 4;
+constexpr int kAdminLimitExceeded = 11;
+
+std::string FilterOf(const Session &session, const AccountKind &kind) {
+    const std::string *pattern = session.invocation.Find("PATTERN");
+    if (pattern == nullptr) return std::string(kind.filter);
+    CheckName(*pattern);
+    return fmt::format("(&({})({}={}))", kind.filter, kind.name_attr, PatternForFilter(*pattern));
+}
+
+int LimitOf(const Session &session) {
+    const std::optional<int> limit = session.invocation.Number("limit");
+    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
+    return limit.value_or(std::numeric_limits<int>::max());
+}
+
+// Whether all were printed.
+bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bool only_name,
+              int limit) {
+    for (int printed = 0; const Entry *entry = search.Next();) {
+        const std::string_view name = FirstValue(*entry, request.kind.name_attr);
+        if (name.empty() || (request.wanted && !request.wanted(name))) continue;
+        if (printed++ == limit) return false;
+        if (only_name) {
+            writer.WriteText(name);
+        } else {
+            writer.Write(RecordOf(request.fields, *entry));
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+bool IsCutOff(const Failure &failure) {
+    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded;
+}
+
+bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {
+    Session &session = directory.Of();
+    if (!session.invocation.Has("raw") && session.Options().form != Form::kLdif) return false;
+    Search search(
+        session.streams, directory.TheHost(),
+        {.base = dn, .filter = {}, .scope = "base", .attributes = session.Options().fields},
+        directory.Known(dn));
+    const Entry *entry = search.Next();
+    if (entry == nullptr) throw OwnFailure(kind.missing, directory.Known(dn));
+    const auto writer = MakeEntryWriter(session.streams, session.document, session.Options().fields,
+                                        /*single=*/true);
+    writer->Write(*entry);
+    writer->Finish(/*ok=*/true, /*complete=*/true);
+    return true;
+}
+
+int ListAccounts(const AccountDirectory &directory, const ListRequest &request) {
+    Session &session = directory.Of();
+    const ListLayout layout = LayoutOf(session, request.fields);
+    const bool only_name = layout.fields.size() == 1 && layout.fields.front().key == "name";
+    const int limit = LimitOf(session);
+    std::vector<std::string> attributes = AttributesFor(request.fields, layout.fields);
+    if (std::ranges::count(attributes, request.kind.name_attr) == 0)
+        attributes.emplace_back(request.kind.name_attr);
+    Search search(session.streams, directory.TheHost(),
+                  {.base = std::nullopt,
+                   .filter = FilterOf(session, request.kind),
+                   .attributes = std::move(attributes)},
+                  directory.Known(directory.Saved().base));
+    ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
+    try {
+        const bool complete = PrintAll(search, writer, request, only_name, limit);
+        writer.Finish(/*ok=*/!request.cut, complete && !request.cut);
+        if (!complete)
+            session.streams.Note(fmt::format("there are more; --limit {} ended the list", limit));
+    } catch (const Failure &failure) {
+        if (failure.key != "output_failed") writer.Finish(/*ok=*/false, /*complete=*/false);
+        throw;
+    }
+    if (request.cut) throw *request.cut;
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/account_record.h"
+
+#include "tools/zafoldap/account_checks.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace zafo::cli {
+
+namespace {
+
+bool SameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
+    const auto found = std::ranges::find_if(entry.attributes, [&](const Attribute &attribute) {
+        return SameName(attribute.name, name);
+    });
+    return found == entry.attributes.end() ? nullptr : &*found;
+}
+
+// A number as such; a text that is none stays a text, so that nobody takes it for something else.
+Json NumberOrText(std::string_view text) {
+    long long number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
+    return whole ? Json(number) : Json(text);
+}
+
+Json DateOrNull(std::string_view text) {
+    long days = 0;
+    std::from_chars(text.data(), text.data() + text.size(), days);
+    const auto date = DateOf(days);
+    return date ? Json(*date) : Json();
+}
+
+Json FieldOf(const AccountField &field, const Entry &entry) {
+    if (field.kind == FieldKind::kDn) return entry.dn;
+    const Attribute *attribute = FindAttribute(entry, field.attribute);
+    if (field.kind == FieldKind::kTexts) {
+        Json all = Json::array();
+        if (attribute != nullptr) {
+            for (std::string_view value : attribute->values)
+                all.push_back(value);
+        }
+        return all;
+    }
+    if (attribute == nullptr) return {};
+    const std::string_view value = attribute->values.front();
+    return field.kind == FieldKind::kNumber ? NumberOrText(value)
+           : field.kind == FieldKind::kDate ? DateOrNull(value)
+                                            : Json(value);
+}
+
+}  // namespace
+
+const std::vector<AccountField> &UserFields() {
+    static const std::vector<AccountField> kFields = {
+        {{"name", "NAME"}, "uid", FieldKind::kText, true},
+        {{"uid", "UID"}, "uidNumber", FieldKind::kNumber, true},
+        {{"gid", "GID"}, "gidNumber", FieldKind::kNumber, true},
+        {{"full_name", "FULL NAME"}, "gecos", FieldKind::kText, true},
+        {{"mail", "MAIL"}, "mail", FieldKind::kTexts, false},
+        {{"home", "HOME"}, "homeDirectory", FieldKind::kText, false},
+        {{"shell", "SHELL"}, "loginShell", FieldKind::kText, false},
+        {{"expires", "EXPIRES"}, "shadowExpire", FieldKind::kDate, false},
+        {{"dn", "DN"}, "", FieldKind::kDn, false}};
+    return kFields;
+}
+
+const std::vector<AccountField> &GroupFields() {
+    static const std::vector<AccountField> kFields = {
+        {{"name", "NAME"}, "cn", FieldKind::kText, true},
+        {{"gid", "GID"}, "gidNumber", FieldKind::kNumber, true},
+        {{"description", "DESCRIPTION"}, "description", FieldKind::kText, true},
+        {{"members", "MEMBERS"}, "memberUid", FieldKind::kTexts, false},
+        {{"dn", "DN"}, "", FieldKind::kDn, false}};
+    return kFields;
+}
+
+ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_terminal) {
+    const bool chosen = !session.Options().fields.empty();
+    if (chosen || session.Options().form != Form::kTable) return {Chosen(all, session.Options())};
+    if (session.invocation.Has("format") || session.streams.OutIsTerminal()) return {on_terminal};
+    return {{all.front()}, /*heading=*/false};
+}
+
+ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fields) {
+    Fields all, on_terminal;
+    for (const AccountField &field : fields) {
+        all.push_back(field.field);
+        if (field.on_terminal) on_terminal.push_back(field.field);
+    }
+    return LayoutOf(session, all, on_terminal);
+}
+
+std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
+                                       const Fields &chosen) {
+    std::vector<std::string> attributes;
+    for (const Field &wanted : chosen) {
+        const auto field = std::ranges::find_if(
+            fields, [&](const AccountField &row) { return row.field.key == wanted.key; });
+        if (field != fields.end() && !field->attribute.empty())
+            attributes.emplace_back(field->attribute);
+    }
+    return attributes;
+}
+
+std::string_view FirstValue(const Entry &entry, std::string_view attribute) {
+    const Attribute *found = FindAttribute(entry, attribute);
+    return found == nullptr ? std::string_view() : found->values.front();
+}
+
+Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry) {
+    Json record = Json::object();
+    for (const AccountField &field : fields)
+        record[field.field.key] = FieldOf(field, entry);
+    return record;
+}
+
+}  // namespace zafo::cli

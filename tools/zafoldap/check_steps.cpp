@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/check_steps.h"
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/listing.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+const Fields kStepFields = {
+    {"result", "RESULT"}, {"step", "STEP"}, {"detail", "DETAIL"}, {"hint", "HINT"}};
+
+constexpr std::string_view kColors[] = {"\033[32m", "\033[33m", "\033[31m", "\033[2m"};
+
+Json TextOrNull(const std::string &text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+}  // namespace
+
+std::string_view Name(StepResult result) {
+    constexpr std::string_view kNames[] = {"ok", "warning", "failed", "skipped"};
+    return kNames[static_cast<int>(result)];
+}
+
+bool StepPrinter::AsTheyCome() const {
+    return session_.Options().form == Form::kTable && session_.Options().fields.empty();
+}
+
+void StepPrinter::Print(const CheckStep &step) {
+    steps_.push_back({{"step", step.step},
+                      {"result", Name(step.result)},
+                      {"detail", TextOrNull(step.detail)},
+                      {"hint", TextOrNull(step.failure ? step.failure->hint : step.hint)}});
+    results_.push_back(step.result);
+    if (!AsTheyCome()) return;
+    const bool colors = session_.streams.ColorsOut();
+    session_.streams.Out(fmt::format("{}{:<8}{} {:<{}}{}\n",
+                                     colors ? kColors[static_cast<int>(step.result)] : "",
+                                     Name(step.result), colors ? "\033[0m" : "", step.step,
+                                     step.detail.empty() ? 0 : width_, OneLine(step.detail)));
+    if (!step.hint.empty())
+        session_.streams.Out(fmt::format("{:<9}hint: {}\n", "", OneLine(step.hint)));
+    session_.streams.Flush();
+}
+
+void StepPrinter::Finish(bool ok) {
+    if (AsTheyCome()) return;
+    if (session_.Options().form == Form::kJson && !ok) {
+        session_.document.Whole(steps_, /*ok=*/false, /*complete=*/true);
+        return;
+    }
+    PrintList(session_.streams, session_.document, kStepFields, steps_);
+}
+
+size_t StepPrinter::Count(StepResult result) const {
+    return static_cast<size_t>(std::ranges::count(results_, result));
+}
+
+}  // namespace zafo::cli

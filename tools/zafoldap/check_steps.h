@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Checks that are made one after the other, and how they are printed: in a table each as soon as
+// it is made, else together.
+#pragma once
+
+#include "tools/zafoldap/session.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zafo::cli {
+
+enum class StepResult { kOk, kWarning, kFailed, kSkipped };
+
+struct CheckStep {
+    std::string step = {};  // "settings", "resolve" …
+    StepResult result = StepResult::kOk;
+    std::string detail = {};
+    std::string hint = {};
+    std::optional<Failure> failure = {};  // of a step that failed
+};
+
+std::string_view Name(StepResult result);
+
+class StepPrinter {
+  public:
+    // `width`: of the steps' names in a table.
+    explicit StepPrinter(Session &session, int width = 10) : session_(session), width_(width) {}
+
+    void Print(const CheckStep &step);
+    void Finish(bool ok);
+    size_t Count(StepResult result) const;
+    const std::vector<Json> &Steps() const { return steps_; }
+
+  private:
+    bool AsTheyCome() const;
+
+    Session &session_;
+    int width_;
+    std::vector<Json> steps_;
+    std::vector<StepResult> results_;
+};
+
+}  // namespace zafo::cli

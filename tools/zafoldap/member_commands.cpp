@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// member list, add and remove.
+#include "tools/cli/display_text.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_list.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace zafo::cli {
+
+namespace {
+
+// What the server answers when a group's classes or values do not go with the double form.
+constexpr int kNoSuchAttribute = 16;
+constexpr int kObjectClassViolation = 65;
+
+const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
+
+std::vector<std::string> ListedIn(const AccountDirectory &directory, const Account &group) {
+    NameList names;
+    directory.Run(group.name, [&] {
+        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
+                                                names.Address());
+    });
+    return names.Names();
+}
+
+void PrintMember(ListWriter &writer, bool only_name, const std::string &name, bool listed,
+                 bool primary) {
+    if (only_name) {
+        writer.WriteText(name);
+    } else {
+        writer.Write({{"name", name}, {"listed", listed}, {"primary", primary}});
+    }
+}
+
+std::vector<std::string> NamesOfUsers(const Session &session) {
+    std::vector<std::string> names;
+    for (const std::string &name : session.invocation.All("USER")) {
+        CheckName(name);
+        if (std::ranges::count(names, name) == 0) names.push_back(name);
+    }
+    return names;
+}
+
+struct MemberChange {
+    std::string_view how;  // "add" or "delete"
+    Account group;
+    std::vector<std::string> users;    // that are to be changed
+    std::vector<std::string> as_they;  // that are so already
+};
+
+void RunChange(const AccountDirectory &directory, const MemberChange &change) {
+    const NameList users(change.users);
+    const bool adds = change.how == "add";
+    std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.Known(change.group.name), [&] {
+            return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), change.group.dn.c_str(),
+                                                    adds ? users.Get() : nullptr,
+                                                    adds ? nullptr : users.Get());
+        });
+    if (!failure) return;
+    if (failure->ldap_code == kNoSuchAttribute || failure->ldap_code == kObjectClassViolation) {
+        Failure form =
+            OwnFailure("group_form", directory.Known(change.group.name), failure->detail);
+        form.ldap_code = failure->ldap_code;
+        throw form;
+    }
+    throw *failure;
+}
+
+int Change(const AccountDirectory &directory, const MemberChange &change) {
+    Session &session = directory.Of();
+    ChangePlan plan;
+    plan.Check(fmt::format("the group {} exists", change.group.name));
+    for (const std::string &user : change.as_they)
+        plan.Check(fmt::format("{} {} in the group", user, change.how == "add" ? "is" : "is not"));
+    for (const std::string &user : change.users)
+        plan.Member(change.group.dn, change.how, user, directory.Saved().base);
+    if (session.Options().dry_run) {
+        plan.Print(session);
+        return 0;
+    }
+    if (!change.users.empty()) {
+        Logged(session, change.group.dn, {"memberUid", "member"},
+               [&] { RunChange(directory, change); });
+    }
+    const bool adds = change.how == "add";
+    if (session.Options().form == Form::kJson) {
+        session.document.Whole({{"group", change.group.name},
+                                {adds ? "added" : "removed", change.users},
+                                {"unchanged", change.as_they}});
+    }
+    if (!change.users.empty())
+        session.streams.Note(fmt::format("{} {} the group {}", Enumerated(change.users),
+                                         adds ? "added to" : "taken out of", change.group.name));
+    for (const std::string &user : change.as_they)
+        session.streams.Note(fmt::format("{} is {} the group {} already", user,
+                                         adds ? "in" : "not in", change.group.name));
+    return 0;
+}
+
+}  // namespace
+
+int ListMembers(Session &session) {
+    CheckName(session.Argument("GROUP"));
+    const AccountDirectory directory(session);
+    const Account group = directory.NeedAccount(kGroupKind, session.Argument("GROUP"));
+    const std::vector<std::string> listed = ListedIn(directory, group);
+    NameList with_primary;
+    std::optional<Failure> cut;
+    if (session.invocation.Has("primary")) {
+        cut = Attempt(directory.Out(), directory.Known(group.name), [&] {
+            return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
+                                                         nullptr, with_primary.Address());
+        });
+        if (cut && !IsCutOff(*cut)) throw *cut;
+    }
+    const std::vector<std::string> primary = with_primary.Names();
+    const std::unordered_set<std::string> is_listed(listed.begin(), listed.end());
+    const std::unordered_set<std::string> is_primary(primary.begin(), primary.end());
+    const Fields names = {kMemberFields.front()};
+    const Fields &shown = session.invocation.Has("primary") ? kMemberFields : names;
+    const ListLayout layout = LayoutOf(session, shown, shown);
+    const bool only_name = layout.fields.size() == 1 && layout.fields.front().key == "name";
+    ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
+    for (const std::string &name : listed)
+        PrintMember(writer, only_name, name, true, is_primary.contains(name));
+    for (const std::string &name : primary) {
+        if (!is_listed.contains(name)) PrintMember(writer, only_name, name, false, true);
+    }
+    writer.Finish(/*ok=*/!cut, /*complete=*/!cut);
+    if (cut) throw *cut;
+    return 0;
+}
+
+int AddMembers(Session &session) {
+    CheckName(session.Argument("GROUP"));
+    const std::vector<std::string> names = NamesOfUsers(session);
+    AccountDirectory directory(session);
+    MemberChange change{.how = "add",
+                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .users = {},
+                        .as_they = {}};
+    const std::vector<std::string> listed = ListedIn(directory, change.group);
+    for (const Account &user : directory.NeedAll(kUserKind, names)) {
+        const bool in = std::ranges::count(listed, user.name) > 0;
+        (in ? change.as_they : change.users).push_back(user.name);
+    }
+    return Change(directory, change);
+}
+
+// A user that is gone can still be listed and is taken out; one that is neither is a mistake.
+int RemoveMembers(Session &session) {
+    CheckName(session.Argument("GROUP"));
+    const std::vector<std::string> names = NamesOfUsers(session);
+    AccountDirectory directory(session);
+    MemberChange change{.how = "delete",
+                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .users = {},
+                        .as_they = {}};
+    const std::vector<std::string> listed = ListedIn(directory, change.group);
+    std::vector<std::string> others;
+    for (const std::string &name : names) {
+        const bool in = std::ranges::count(listed, name) > 0;
+        (in ? change.users : others).push_back(name);
+    }
+    for (const Account &user : directory.NeedAll(kUserKind, others)) {
+        const bool in = std::ranges::count(listed, user.name) > 0;
+        (in ? change.users : change.as_they).push_back(user.name);
+    }
+    return Change(directory, change);
+}
+
+}  // namespace zafo::cli

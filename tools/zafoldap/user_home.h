@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Users' home folders in the export that the directory publishes.
+#pragma once
+
+#include "tools/zafoldap/account_directory.h"
+
+#include <optional>
+#include <string>
+
+namespace zafo::cli {
+
+struct Export {
+    std::string host;
+    std::string path;
+};
+
+// HOST:PATH in a value of the map "auto_home", "-fstype=nfs HOST:PATH/&" with backslashes before
+// "$", blanks and "&" of the path; nothing for another form.
+std::optional<Export> ParseAutomountValue(std::string value);
+
+// The value that the directory publishes; empty: none.
+std::string PublishedHomes(const AccountDirectory &directory);
+
+}  // namespace zafo::cli

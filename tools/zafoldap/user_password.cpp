@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// user passwd, and what else sets a password.
+#include "tools/zafoldap/user_password.h"
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/secret.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_directory.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+// What the change touches besides the password that the server keeps, by the entry's classes.
+struct Touched {
+    bool samba;
+    bool shadow;
+};
+
+Touched TouchedBy(const AccountDirectory &directory, const std::string &dn) {
+    unsigned int classes = 0;
+    directory.Run(dn, [&] {
+        return ZAFOLDAPSearchObjectClasses(directory.Record(), dn.c_str(),
+                                           std::string(kUserKind.filter).c_str(), &classes);
+    });
+    const auto has = [&](unsigned int bit) {
+        return (classes & bit) != 0 && directory.HasClass(bit);
+    };
+    return {has(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT), has(ZAFOLDAP_CLASS_SHADOW_ACCOUNT)};
+}
+
+// The library changes the entry first and then has the server set the password; the second step
+// fails with no code of its own.
+void SetPassword(const AccountDirectory &directory, const std::string &name, const std::string &dn,
+                 std::string password, const Touched &touched,
+                 const std::vector<std::string> &attributes) {
+    ZAFOUSER user{};
+    user.pw_uid = UID_ERR;
+    user.pw_gid = GID_ERR;
+    user.szPasswd = password.data();
+    const std::optional<Failure> failure = Attempt(directory.Out(), directory.Known(name), [&] {
+        return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
+    });
+    const Session &session = directory.Of();
+    if (!failure) {
+        LogEntryChange(session, dn, attributes, "done");
+        return;
+    }
+    const bool entry_changed = ZAFOLDAPErrGet() == 0;
+    const bool partly = entry_changed && touched.samba;
+    LogEntryChange(session, dn, attributes,
+                   fmt::format("{} ({})", partly ? "partly" : "failed", failure->key));
+    if (!entry_changed) throw *failure;
+    if (!partly) {
+        Failure refused = OwnFailure("password_refused", directory.Known(name), failure->detail);
+        refused.exit_code = failure->exit_code;  // 4, 6 where that is why
+        refused.ldap_code = failure->ldap_code;
+        throw refused;
+    }
+    Leftovers left;
+    left.Add("the server did not take it as the Unix password",
+             CommandLine(session, "user passwd", {name}), failure->detail);
+    left.ThrowIfAny(fmt::format("the Samba password of {} may be the new one", name));
+}
+
+}  // namespace
+
+void CheckPasswordOptions(const Session &session) {
+    int ways = 0;
+    for (const char *option : {"password-stdin", "password-file", "random-password"})
+        ways += session.invocation.Has(option) ? 1 : 0;
+    if (ways > 1) {
+        RefuseUsage(session,
+                    "--password-stdin, --password-file and --random-password exclude each other");
+    }
+}
+
+std::string TakeUserPassword(Session &session, const std::string &name) {
+    if (session.invocation.Has("random-password")) return RandomPassword();
+    std::string password = TakePassword(session.streams, session.invocation, name);
+    if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
+    return password;
+}
+
+void PrintRandomPassword(Session &session, const std::string &password) {
+    if (session.invocation.Has("random-password") && session.Options().form != Form::kJson)
+        session.streams.Out(password + "\n");
+}
+
+int SetUserPassword(Session &session) {
+    CheckName(session.Argument("NAME"));
+    CheckPasswordOptions(session);
+    AccountDirectory directory(session);
+    directory.LearnServer(kUserKind);
+    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const Touched touched = TouchedBy(directory, dn);
+    ChangePlan plan;
+    plan.Check(fmt::format("the user {} exists", name));
+    plan.Record(dn, "modify");
+    const std::string now = "set when it is done";
+    if (touched.samba) {
+        for (const char *attribute : {"sambaNTPassword", "sambaLMPassword", "sambaPwdLastSet"})
+            plan.Replace(attribute, now);
+    }
+    if (touched.shadow) plan.Replace("shadowLastChange", now);
+    plan.Remark("userPassword: set through the server (ldappasswd)");
+    std::vector<std::string> attributes = plan.Attributes();
+    attributes.insert(attributes.begin(), "userPassword");
+    if (session.Options().dry_run) {
+        plan.Print(session);
+        return 0;
+    }
+    const std::string password = TakeUserPassword(session, name);
+    SetPassword(directory, name, dn, password, touched, attributes);
+    PrintRandomPassword(session, password);
+    if (session.Options().form == Form::kJson) {
+        Json record = {{"name", name}, {"dn", dn}, {"unix", true}, {"samba", touched.samba}};
+        if (session.invocation.Has("random-password")) record["password"] = password;
+        session.document.Whole(record);
+    }
+    session.streams.Note(fmt::format(
+        "{} of {} set", touched.samba ? "Unix and Samba password" : "password", OneLine(name)));
+    return 0;
+}
+
+}  // namespace zafo::cli
