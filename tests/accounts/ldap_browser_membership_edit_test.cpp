@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The change files of membership changes, byte for byte, and when there is none.
-#include <fstream>
+#include <algorithm>
 
 #include "tests/accounts/reading_fixture.h"
 
@@ -180,6 +180,29 @@ TEST_F(MembershipChange, LooksUpWhatItNeeds) {
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserDN(&host_, kUserDN, List().Get(), nullptr), 0);
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(&host_, kUserDN, "b"), 0);
     EXPECT_THAT(Commands(), ElementsAre(name, groups, name, groups));
+}
+
+// Two runs of tools however many groups there are, and lines for what changes only.
+TEST_F(MembershipChange, WorkGrowsWithWhatChanges) {
+    constexpr int kGroups = 2000;
+    constexpr long kLinesOfAChange = 8, kLinesOfARename = 14;
+    std::string listed;
+    for (int i = 0; i < kGroups; ++i)
+        listed += "dn: cn=" + std::to_string(i) + ",dc=x\ncn: g\n\n";
+    const auto lines = [this] {
+        const std::string file = Changes().back().file;
+        return std::count(file.begin(), file.end(), '\n');
+    };
+    Answer(listed);
+    EXPECT_EQ(AddTo({"cn=1,dc=x", "cn=new,dc=x", "cn=1999,dc=x"}), 0);
+    EXPECT_EQ(tools_.Calls().size(), 2u);
+    EXPECT_EQ(lines(), kLinesOfAChange);
+    EXPECT_EQ(ZAFOLDAPBrowserGroupEditWhenUserUIDChange(&host_, "ann", "anna"), 0);
+    EXPECT_EQ(tools_.Calls().size(), 4u);
+    EXPECT_EQ(lines(), kGroups * kLinesOfARename);
+    EXPECT_EQ(ZAFOLDAPBrowserUserEditByGroupDN(&host_, "cn=1,dc=x", List{"ann"}.Get(), nullptr), 0);
+    EXPECT_EQ(tools_.Calls().size(), 5u) << "the members are not read";
+    EXPECT_EQ(lines(), kLinesOfAChange);
 }
 
 TEST_F(MembershipChange, BindsAsTheConnectionSays) {
