@@ -13,20 +13,21 @@
 
 namespace zafo::bench {
 
-inline std::string Password() {
+inline std::string Password(const Place &place = kLarge) {
     std::string password;
-    if (!std::getline(std::ifstream(kPasswordFile), password))
-        throw std::runtime_error(std::string(kPasswordFile) + " cannot be read");
+    if (!std::getline(std::ifstream(place.password_file), password))
+        throw std::runtime_error(std::string(place.password_file) + " cannot be read");
     return password;
 }
 
 class Connection {
   public:
-    Connection() {
+    explicit Connection(const Place &place = kLarge) {
         if (ZAFOLDAPHostInit(&host_) != 0 ||
-            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, kAddress) != 0 ||
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, place.address) != 0 ||
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BASEDN, kBaseDN) != 0 ||
             ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDDN, kBindDN) != 0 ||
-            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDPW, Password().c_str()) != 0)
+            ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDPW, Password(place).c_str()) != 0)
             throw std::bad_alloc();
     }
     Connection(const Connection &) = delete;

@@ -5,9 +5,20 @@
 
 namespace zafo::bench {
 
-inline constexpr const char *kAddress = "localhost";
+// A server and how many users it has.
+struct Place {
+    const char *address;
+    const char *password_file;
+    int users;
+};
+inline constexpr Place kLarge{"localhost", "/var/lib/example-directory/password", 100'000};
+inline constexpr Place kMedium{"localhost:1389", "/var/lib/medium-directory/password", 10'000};
+inline constexpr Place kSmall{"localhost:2389", "/var/lib/small-directory/password", 1000};
+
+inline constexpr const char *kBaseDN = "dc=example,dc=com";
 inline constexpr const char *kBindDN = "cn=admin,dc=example,dc=com";
-inline constexpr const char *kPasswordFile = "/var/lib/example-directory/password";
+// A tenth of the users are listed there, on the large and on the medium server.
+inline constexpr const char *kGroup = "cn=tenth,cn=groups,dc=example,dc=com";
 inline constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 inline constexpr const char *kPrograms = "/mnt/build/bench/";
 inline constexpr const char *kAnswer = "/tmp/answer.ldif";  // what the tool says for all users

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// zafo-bench-reader N: a fresh process that reads N users and says how many
-// came and the most memory it ever held, in KiB.
+// zafo-bench-reader read N | count PLACE | list PLACE: a fresh process that reads N users,
+// or counts or lists those of a place ("small", "large"), and says how many came and the most memory
+// it ever held besides the lists, in KiB.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <memory>
 
 #include "bench/connection.h"
+#include "zafoldap/browser.h"
 
 namespace {
 
@@ -24,21 +26,48 @@ long PeakKiB() {
     return peak;
 }
 
+int Read(int wanted) {
+    const zafo::bench::Connection connection;
+    // The users' numbers begin at 20000.
+    const std::string filter =
+        "(&(uidNumber>=20000)(uidNumber<=" + std::to_string(20000 + wanted - 1) + "))";
+    zafo::bench::Search search(connection, zafo::bench::kUsersBase, "one", filter.c_str());
+    int entries = 0;
+    while (search.Next() == 1)
+        ++entries;
+    return entries;
+}
+
+int Count(const zafo::bench::Place &place) {
+    return ZAFOLDAPBrowserStatUGNum(zafo::bench::Connection(place).get(), "user");
+}
+
+// The lists' own size, which the caller has asked for, is left out.
+int ListAll(const zafo::bench::Place &place, long *lists_kib) {
+    QLIBSZLIST *dns = QLIBCSzListAlloc(1024);
+    QLIBSZLIST *names = QLIBCSzListAlloc(1024);
+    if (dns == nullptr || names == nullptr) throw std::bad_alloc();
+    const zafo::bench::Connection connection(place);
+    const int entries = ZAFOLDAPBrowserUserEnumAll(connection.get(), &dns, &names);
+    *lists_kib = static_cast<long>((dns->cbText + names->cbText) / 1024) +
+                 static_cast<long>(sizeof(size_t)) * 2 * entries / 1024;
+    QLIBCSzListFree(dns);
+    QLIBCSzListFree(names);
+    return entries;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc != 2) return 2;
-    const int wanted = std::atoi(argv[1]);
+    if (argc != 3) return 2;
+    const std::string mode = argv[1];
+    const auto &place = std::string(argv[2]) == "small" ? zafo::bench::kSmall : zafo::bench::kLarge;
     try {
-        const zafo::bench::Connection connection;
-        // The users' numbers begin at 20000.
-        const std::string filter =
-            "(&(uidNumber>=20000)(uidNumber<=" + std::to_string(20000 + wanted - 1) + "))";
-        zafo::bench::Search search(connection, zafo::bench::kUsersBase, "one", filter.c_str());
-        int entries = 0;
-        while (search.Next() == 1)
-            ++entries;
-        std::printf("%d %ld\n", entries, PeakKiB());
+        long lists_kib = 0;
+        const int entries = mode == "read"    ? Read(std::atoi(argv[2]))
+                            : mode == "count" ? Count(place)
+                                              : ListAll(place, &lists_kib);
+        std::printf("%d %ld\n", entries, PeakKiB() - lists_kib);
         return 0;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "zafo-bench-reader: %s\n", error.what());

@@ -33,10 +33,10 @@ Row Ratio(std::string id, std::string work, std::string unit, double floor, doub
             ratio <= most};
 }
 
-Row PeakGrowth(const Peak &few, const Peak &many) {
+Row PeakGrowth(std::string id, const char *work, const Peak &few, const Peak &many) {
     const double growth = static_cast<double>(many.kib - few.kib) / kMiB;
-    return {"memory_growth",
-            fmt::format("peak memory, {} and {} entries", few.entries, many.entries),
+    return {std::move(id),
+            fmt::format("{}, {} and {}", work, few.entries, many.entries),
             "MiB",
             static_cast<double>(few.kib) / kMiB,
             static_cast<double>(many.kib) / kMiB,
@@ -86,23 +86,35 @@ std::string Machine() {
 
 }  // namespace
 
-std::vector<Row> Rows(const Figures &figures, const Peak &few, const Peak &many) {
+std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
+    const auto least = [&figures](const char *name) { return figures.Of(name).Least(); };
     return {
         Ratio("read_all", "read 100,000 users, all attributes", "s", figures.Of(kReadFloor).Least(),
               figures.Of(kReadOurs).Least(), 1.0),
-        PeakGrowth(few, many),
-        PeakItself(many),
+        PeakGrowth("memory_growth", "peak memory, entries", peaks.read_few, peaks.read_many),
+        PeakItself(peaks.read_many),
         Stop(figures.Of(kStopOurs)),
         Ratio("base_search", "one base search", "ms", figures.Of(kBaseFloor).Least() * 1e3,
               figures.Of(kBaseOurs).Least() * 1e3, 1.1),
         Ratio("spawn", "start a tool, small process and 1 GiB", "ms",
               figures.Of(kSpawnSmall).Least() * 1e3, figures.Of(kSpawnLarge).Least() * 1e3, 1.2),
         Parse(figures.Of(kParseFloor), figures.Of(kParseOurs)),
+        Ratio("count", "count 100,000 users", "s", least(kCountFloor), least(kCountOurs), 1.1),
+        Ratio("list", "list 100,000 users, DN and name", "s", least(kListFloor), least(kListOurs),
+              1.2),
+        PeakGrowth("count_memory", "peak memory, counting", peaks.count_few, peaks.count_many),
+        PeakGrowth("list_memory", "peak memory beside lists, listing", peaks.list_few,
+                   peaks.list_many),
+        Ratio("not_in_group", "not in a group, a user of 10,000 and 100,000", "us",
+              least(kNotInGroupMedium) / kMedium.users * 1e6,
+              least(kNotInGroupLarge) / kLarge.users * 1e6, 1.3),
+        Ratio("look_up", "look up a name among 1,000 and 100,000", "ms", least(kLookUpSmall) * 1e3,
+              least(kLookUpLarge) * 1e3, 1.2),
     };
 }
 
 std::string Table(const std::vector<Row> &rows) {
-    constexpr const char *kLine = "{:<42} {:>9} {:>9} {:<5} {:>7}  {:<24}  {}\n";
+    constexpr const char *kLine = "{:<48} {:>9} {:>9} {:<5} {:>7}  {:<24}  {}\n";
     std::string table =
         fmt::format(fmt::runtime(kLine), "work", "floor", "ours", "", "ratio", "goal", "reached");
     for (const Row &row : rows) {

@@ -14,6 +14,13 @@ struct Peak {
     long kib;
 };
 
+// Of reading entries, of counting accounts, and of listing them, the lists left out.
+struct Peaks {
+    Peak read_few, read_many;
+    Peak count_few, count_many;
+    Peak list_few, list_many;
+};
+
 struct Row {
     std::string id;
     std::string work;
@@ -25,7 +32,7 @@ struct Row {
     bool reached = false;
 };
 
-std::vector<Row> Rows(const Figures &figures, const Peak &few, const Peak &many);
+std::vector<Row> Rows(const Figures &figures, const Peaks &peaks);
 
 // A table for people.
 std::string Table(const std::vector<Row> &rows);

@@ -38,7 +38,7 @@ class PlainSearch {
                  "-o",
                  "ldif-wrap=no",
                  "-H",
-                 std::string("ldap://") + kAddress,
+                 std::string("ldap://") + kLarge.address,
                  "-D",
                  kBindDN,
                  "-w",
@@ -222,6 +222,7 @@ void Register(const Connection &connection, int rounds) {
             ->Setup(During<PreparedAnswer>::Begin)
             ->Teardown(During<PreparedAnswer>::End);
     }
+    RegisterAccounts(rounds);
 }
 
 }  // namespace zafo::bench

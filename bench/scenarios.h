@@ -15,8 +15,19 @@ inline constexpr const char *kSpawnSmall = "spawn/small_process";
 inline constexpr const char *kSpawnLarge = "spawn/1_gib_resident";
 inline constexpr const char *kParseFloor = "parse/floor";
 inline constexpr const char *kParseOurs = "parse/library";
+inline constexpr const char *kCountFloor = "count/floor";
+inline constexpr const char *kCountOurs = "count/library";
+inline constexpr const char *kListFloor = "list/floor";
+inline constexpr const char *kListOurs = "list/library";
+inline constexpr const char *kNotInGroupMedium = "not_in_group/medium";
+inline constexpr const char *kNotInGroupLarge = "not_in_group/large";
+inline constexpr const char *kLookUpSmall = "look_up/small";
+inline constexpr const char *kLookUpLarge = "look_up/large";
 
 // Registers every benchmark; `rounds` is how often the longest are run.
 void Register(const Connection &connection, int rounds);
+
+// Those of accounts.
+void RegisterAccounts(int rounds);
 
 }  // namespace zafo::bench
