@@ -13,19 +13,19 @@ namespace zafo::test {
 
 namespace {
 
-constexpr long kSecondsOfADay = 86400;
+constexpr long long kSecondsOfADay = 86400;
 
 // What a value is, where the value itself cannot be known.
 std::string Shown(const std::string &attribute, const std::string &value) {
-    const long now = std::time(nullptr);
+    const long long now = std::time(nullptr);
     if (attribute == "userPassword" && !value.empty() && value[0] == '{') {
         return value.substr(0, value.find('}') + 1) + "…";
     }
     if (attribute == "shadowLastChange") {
-        return std::labs(std::atol(value.c_str()) - now / kSecondsOfADay) <= 1 ? "today" : value;
+        return std::llabs(std::atoll(value.c_str()) - now / kSecondsOfADay) <= 1 ? "today" : value;
     }
     if (attribute == "sambaPwdLastSet") {
-        return std::labs(std::atol(value.c_str()) - now) <= 600 ? "now" : value;
+        return std::llabs(std::atoll(value.c_str()) - now) <= 600 ? "now" : value;
     }
     return value;
 }

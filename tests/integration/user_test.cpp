@@ -3,6 +3,7 @@
 // Users from creation to deletion, on every kind of server.
 #include "platform/error.h"
 #include "tests/integration/accounts.h"
+#include "tests/rig/cipher.h"
 
 namespace zafo::test {
 namespace {
@@ -57,6 +58,11 @@ TEST_P(Users, AreOnAServerThatIsWhatItShouldBe) {
     EXPECT_EQ(check.err + check.out, "config file testing succeeded\n");
 }
 
+// Without the platform's ciphers there is no such hash; that fails no creation.
+std::string NtHash(const std::string &hash) {
+    return rig::PlatformHasCipher() ? hash : "";
+}
+
 // What a server of each kind must hold of Alice: lines by the object class that allows them.
 struct ClassLines {
     unsigned object_class;
@@ -77,7 +83,7 @@ const ClassLines kAliceLines[] = {
     {ZAFOLDAP_CLASS_APPLE_USER, {"objectClass: apple-user", "authAuthority: ;basic;"}},
     {ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT,
      {"objectClass: sambaSamAccount", "objectClass: sambaIdmapEntry",
-      "sambaNTPassword: AB115E701EB4B29C398B545DD7BE793C",
+      "sambaNTPassword: " + NtHash("AB115E701EB4B29C398B545DD7BE793C"),
       "sambaLMPassword: XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX",
       "sambaPasswordHistory: " + std::string(64, '0'), "sambaPwdLastSet: now",
       "sambaAcctFlags: [U          ]", "displayName: alice"}},
@@ -160,7 +166,7 @@ TEST_P(Users, AreLetInWithTheirPasswordHoweverItWasSet) {
     ASSERT_EQ(Edit(kAliceDN, {.password = "zweites, \"100%n\" \\ wörtlich"}), 0);
     expect_only("zweites, \"100%n\" \\ wörtlich", {"Erstes Geheimnis"});
     Texts changes;
-    if (Knows(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT)) {
+    if (Knows(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) && rig::PlatformHasCipher()) {
         changes = {std::string(kAliceDN) + " - sambaNTPassword: AB115E701EB4B29C398B545DD7BE793C",
                    std::string(kAliceDN) + " + sambaNTPassword: 060BCEA504FAA2AC565D1968C2645B7C"};
     }
