@@ -68,13 +68,15 @@ int ZAFOLDAPBrowserDeleteDN(const ZAFOLDAP_HOST *pHost, const char *szDN) {
     return zafo::Guarded(-1, [&] { return DeleteEntry(pHost, szDN, zafo::WriteFormatText); });
 }
 
-// The other arguments are checked by the lookup.
+// A name that is NULL is reported by the lookup.
 
 int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *pHost, const char *szName) {
     if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
     if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    REQUIRE_ONE_LINE(szName);           // both are lines of what is changed
-    REQUIRE_ONE_LINE(pHost->szBaseDN);  // in the groups afterwards
+    if (szName != nullptr) {  // both are lines of what is changed in the groups afterwards
+        REQUIRE_ONE_LINE(szName);
+        REQUIRE_ONE_LINE(pHost->szBaseDN);
+    }
 
     return zafo::Guarded(-1, [&] {
         zafo::FoundText szDN = "";

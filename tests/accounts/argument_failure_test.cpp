@@ -374,13 +374,150 @@ const Functions &MembershipChanges() {
     return kFunctions;
 }
 
+// A changed text of a record, which may be too many lines.
+char *Line(bool two_lines, const char *good = "v") {
+    return const_cast<char *>(Text(false, two_lines, good));  // records are not written to
+}
+
+// The user of the checks from 3 on: NULL, no name, an empty one, no number, then texts that
+// break a line in the order of the checks.
+ZAFOUSER *NewUser(Arguments &a, Bad bad) {
+    a.user.szName = bad(4) ? nullptr : bad(5) ? Line(false, "") : Line(bad(7));
+    a.user.pw_uid = bad(6) ? UID_ERR : 1000;
+    a.user.szFullname = Line(bad(8));
+    a.user.pw_dir = Line(bad(9));
+    a.user.pw_shell = Line(bad(10));
+    a.user.szMail = Line(bad(11));
+    a.user.szPasswd = nullptr;
+    return Unless(bad(3), &a.user);
+}
+
+// pHost and pHost->szUri, the checks 0 and 1, and the line of pHost->szBaseDN.
+ZAFOLDAP_HOST *UriHost(Arguments &a, Bad bad, bool two_lines) {
+    ZAFOLDAP_HOST *host = a.Host(bad);
+    for (ZAFOLDAP_HOST *each : {&a.host, &a.no_uri})
+        each->szBaseDN = two_lines ? "dc=com\nx: y" : "dc=com";
+    return host;
+}
+
+// The same and pHost->szBaseDN, the check 2.
+ZAFOLDAP_HOST *BaseHost(Arguments &a, Bad bad, bool two_lines) {
+    ZAFOLDAP_HOST *host = UriHost(a, bad, two_lines);
+    if (bad(2)) a.host.szBaseDN = nullptr;
+    return host;
+}
+
+#define BASE_HOST_CHECKS HOST_CHECKS, NOT_NULL "pHost->szBaseDN"
+#define NEW_USER_CHECKS                                                                        \
+    BASE_HOST_CHECKS, NOT_NULL "pUser", NOT_NULL "pUser->szName", "'\\0' != pUser->szName[0]", \
+        "UID_ERR != pUser->pw_uid", ONE_LINE("pUser->szName"), ONE_LINE("pUser->szFullname"),  \
+        ONE_LINE("pUser->pw_dir"), ONE_LINE("pUser->pw_shell"), ONE_LINE("pUser->szMail"),     \
+        ONE_LINE("szUsersContainer"), ONE_LINE("pHost->szBaseDN"), ONE_LINE_EACH("plistExtra")
+
+const Functions &CreatingFunctions() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserUserCreate",
+         "ldap_browser_user_create",
+         {NEW_USER_CHECKS},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserCreate(BaseHost(a, bad, bad(13)), NewUser(a, bad),
+                                              a.Items(false, bad(14)), Text(false, bad(12)));
+         }},
+        {"ZAFOLDAPBrowserUserCreateWithCryptedPass",
+         "ldap_browser_user_create",
+         {NEW_USER_CHECKS, ONE_LINE("pUser->szPasswd")},
+         [](Arguments &a, Bad bad) {
+             ZAFOUSER *user = NewUser(a, bad);
+             a.user.szPasswd = Line(bad(15));
+             return ZAFOLDAPBrowserUserCreateWithCryptedPass(
+                 BaseHost(a, bad, bad(13)), user, a.Items(false, bad(14)), Text(false, bad(12)));
+         }},
+        {"ZAFOLDAPBrowserGroupCreate",
+         "ldap_browser_group_create",
+         {BASE_HOST_CHECKS, "NULL != pGroup", NOT_NULL "pGroup->szName",
+          "'\\0' != *(pGroup->szName)", "GID_ERR != pGroup->nGid", ONE_LINE("pGroup->szName"),
+          ONE_LINE("szDescription"), ONE_LINE("szGroupsContainer"), ONE_LINE("pHost->szBaseDN"),
+          ONE_LINE_EACH("plistExtra"), ONE_LINE_EACH("pGroup->pszMembers")},
+         [](Arguments &a, Bad bad) {
+             char *members[] = {Line(false), Line(bad(12)), nullptr};
+             char *name = bad(4) ? nullptr : bad(5) ? Line(false, "") : Line(bad(7));
+             const ZAFOGROUP group{name, bad(6) ? GID_ERR : 1000, members, 0};
+             return ZAFOLDAPBrowserGroupCreate(BaseHost(a, bad, bad(10)), Unless(bad(3), &group),
+                                               Text(false, bad(8)), a.Items(false, bad(11)),
+                                               Text(false, bad(9)));
+         }},
+    };
+    return kFunctions;
+}
+
+// The changes of the checks from 4 on: none at all, then texts that break a line.
+ZAFOUSER *ChangedUser(Arguments &a, Bad bad) {
+    a.user = {};
+    a.user.pw_uid = UID_ERR;
+    a.user.pw_gid = GID_ERR;
+    if (!bad(4)) {
+        a.user.szName = Line(bad(6));
+        a.user.pw_dir = Line(bad(7));
+        a.user.pw_shell = Line(bad(8));
+        a.user.szFullname = Line(bad(9));
+        a.user.szMail = Line(bad(10));
+    }
+    return Unless(bad(3), &a.user);
+}
+
+const Functions &ChangingFunctions() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBrowserUserEdit",
+         "ldap_browser_user_edit",
+         {HOST_CHECKS, NOT_NULL "szUserDN", NOT_NULL "pUser",
+          "pUser->szName || UID_ERR != pUser->pw_uid || GID_ERR != pUser->pw_gid || "
+          "pUser->pw_dir || pUser->pw_shell || pUser->szFullname || pUser->szPasswd || "
+          "pUser->szMail || pBlDisallowChPasswd || plExpire",
+          ONE_LINE("szUserDN"), ONE_LINE("pUser->szName"), ONE_LINE("pUser->pw_dir"),
+          ONE_LINE("pUser->pw_shell"), ONE_LINE("pUser->szFullname"), ONE_LINE("pUser->szMail"),
+          ONE_LINE("pHost->szBaseDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserUserEdit(UriHost(a, bad, bad(11)), Text(bad(2), bad(5)),
+                                            ChangedUser(a, bad), nullptr, nullptr);
+         }},
+        {"ZAFOLDAPBrowserGroupEdit",
+         "ldap_browser_group_edit",
+         {BASE_HOST_CHECKS, NOT_NULL "szGroupDN", "szNewGroupCN || szDesc || pGid",
+          ONE_LINE("szGroupDN"), ONE_LINE("szNewGroupCN"), ONE_LINE("szDesc")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserGroupEdit(BaseHost(a, bad, false), Text(bad(3), bad(5)),
+                                             Text(bad(4), bad(6)), Text(bad(4), bad(7)), nullptr);
+         }},
+        {"ZAFOLDAPBrowserDeleteDN",
+         "ldap_browser_delete_dn",
+         {HOST_CHECKS, NOT_NULL "szDN", ONE_LINE("szDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserDeleteDN(a.Host(bad), Text(bad(2), bad(3)));
+         }},
+        {"ZAFOLDAPBrowserDeleteUser",
+         "ldap_browser_(delete|get)_dn",
+         {HOST_CHECKS, NOT_NULL "szUserUID", ONE_LINE("szName"), ONE_LINE("pHost->szBaseDN")},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserDeleteUser(UriHost(a, bad, bad(4)), Text(bad(2), bad(3)));
+         }},
+        {"ZAFOLDAPBrowserDeleteGroup",
+         "ldap_browser_(delete|get)_dn",
+         {HOST_CHECKS, NOT_NULL "szGroupCN"},
+         [](Arguments &a, Bad bad) {
+             return ZAFOLDAPBrowserDeleteGroup(a.Host(bad), Unless(bad(2), "staff"));
+         }},
+    };
+    return kFunctions;
+}
+
 }  // namespace
 
 Functions AllFunctions() {
     Functions all;
     for (const auto *group :
          {&PasswordFunctions(), &SambaFunctions(), &SuggestFunctions(), &HomeFunctions(),
-          &BrowserFunctions(), &ReadingFunctions(), &MembershipQuestions(), &MembershipChanges()}) {
+          &BrowserFunctions(), &ReadingFunctions(), &MembershipQuestions(), &MembershipChanges(),
+          &CreatingFunctions(), &ChangingFunctions()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;
@@ -393,8 +530,8 @@ const std::set<std::string> &FunctionsWithoutChecks() {
 }
 
 const std::set<std::string> &CoveredHeaders() {
-    static const std::set<std::string> kHeaders = {"password", "samba",   "suggest",
-                                                   "home",     "browser", "membership"};
+    static const std::set<std::string> kHeaders = {"password", "samba",      "suggest", "home",
+                                                   "browser",  "membership", "user",    "group"};
     return kHeaders;
 }
 
