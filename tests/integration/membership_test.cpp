@@ -170,12 +170,12 @@ TEST_F(Memberships, GroupThatCannotHoldDNsIsLeftAsItWas) {
                        .Add("cn", "plain")
                        .Add("gidNumber", "1")
                        .Add("memberUid", "ann"));
+    Changes();
     EXPECT_EQ(GroupSide("plain", Texts{"bob"}, std::nullopt), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 65);
     EXPECT_EQ(UserSide("ann", std::nullopt, Texts{GroupDN("plain")}), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 16);
-    EXPECT_EQ(Entry(GroupDN("plain")).count("memberUid: ann"), 1u);
-    EXPECT_EQ(Entry(GroupDN("plain")).count("memberUid: bob"), 0u);
+    EXPECT_THAT(Changes(), IsEmpty());
 }
 
 TEST_F(Memberships, GroupsBeforeTheOneThatIsRefusedStayChanged) {
