@@ -3,6 +3,7 @@
 // The calls of the account functions.
 #include "tests/core/allocation_failure.h"
 
+#include "tests/accounts/allocation_failure_reading.h"
 #include "tests/accounts/home_fixture.h"
 
 namespace zafo::core_test {
@@ -165,7 +166,7 @@ const Calls &HomeCalls() {
 const Calls &AllCalls() {
     static const Calls kCalls = [] {
         Calls all;
-        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls()})
+        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls()})
             all.insert(all.end(), group->begin(), group->end());
         return all;
     }();
