@@ -12,6 +12,9 @@ constexpr const char *kUsers = "dn: uid=ann,dc=a\nuid: ann\n\ndn: uid=bob,dc=a\n
 constexpr const char *kStaff =
     "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 1000\nmemberUid: bob\ndescription: All\n\n";
 constexpr const char *kGroups = "dn: cn=staff,dc=a\ncn: staff\n\ndn: cn=all,dc=a\ncn: all\n\n";
+// Members that do not fit a list's first block.
+const std::string kLargeGroup =
+    "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 1000\nmemberUid: " + std::string(3000, 'm') + "\n\n";
 constexpr const char *kSubschema = "dn:\nsubschemaSubentry: cn=Subschema\n\n";
 constexpr const char *kSchema = "dn: cn=Subschema\nobjectClasses: ( 1 NAME 'top' )\n\n";
 
@@ -53,6 +56,9 @@ int ListGroupsOf(QLIBSZLIST **dns, QLIBSZLIST **names) {
 }
 int ListNotInGroup(QLIBSZLIST **names, QLIBSZLIST **) {
     return ZAFOLDAPBrowserUserEnumNotInGroupDN(&kLoginHost, "cn=staff,dc=a", names);
+}
+int ListMembers(QLIBSZLIST **names, QLIBSZLIST **) {
+    return ZAFOLDAPBrowserUserEnumByGroupDN(&kLoginHost, "cn=staff,dc=a", names);
 }
 int AddToGroups(QLIBSZLIST **added, QLIBSZLIST **) {
     if (QLIBCSzListPush(added, "cn=staff,dc=a") != 0 || QLIBCSzListPush(added, "cn=new") != 0)
@@ -109,6 +115,9 @@ void RunPlain(Outcome &outcome) {
 int CountUsers() {
     return ZAFOLDAPBrowserStatUGNum(&kLoginHost, "user");
 }
+int CountGroups() {
+    return ZAFOLDAPBrowserStatUGNum(&kLoginHost, "group");
+}
 int Rename() {
     return ZAFOLDAPBrowserGroupEditWhenUserUIDChange(&kLoginHost, "ann", "anna");
 }
@@ -117,6 +126,45 @@ int CheckListing() {
 }
 int CheckConnection() {
     return ZAFOLDAPClientCheckBindInfo(&kLoginHost);
+}
+
+// What must be among the lines that a call logs when its allocations fail one by one.
+class LoggedAllocationFailure : public ConnectionTest {
+  protected:
+    void ExpectLogged(const std::function<void(rig::FakeTools &)> &script, void (*run)(Outcome &),
+                      const Texts &expected) {
+        std::set<std::string> logged;
+        for (long nth = 1; nth < 1000; ++nth) {
+            tools_.Reset();
+            script(tools_);
+            log_.Clear();
+            Outcome outcome;
+            FailingAllocator::Begin(nth, FailingAllocator::Mode::kOnce);
+            run(outcome);
+            FailingAllocator::End();
+            for (const std::string &text : LoggedTexts())
+                logged.insert(text);
+            if (!FailingAllocator::HasFailed()) break;
+        }
+        EXPECT_THAT(logged, testing::IsSupersetOf(expected));
+    }
+};
+
+TEST_F(LoggedAllocationFailure, SaysWhatFailed) {
+    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    ExpectLogged(Script({kUsers}), RunListing<ListUsers>,
+                 {"QLIBCSzListPush failed. [uid=bob,dc=a] [0x0200]"});
+    ExpectLogged(NoScript, RunPlain<CountUsers>, {"init user enum request failed[0x0200]"});
+    ExpectLogged(NoScript, RunPlain<CountGroups>, {"init group enum request failed[0x0200]"});
+    ExpectLogged(NoScript, RunPlain<CheckListing>, {"init user enum request failed[0x0200]"});
+    ExpectLogged(Script({kAnn}), RunUserGet, {"user alloc failed"});
+    ExpectLogged(Script({kLargeGroup.c_str()}), RunGroupGet,
+                 {"ZAFOLDAPResultGetAll memberUid failed. [0x0200]", "out of memory",
+                  "ZAFOGroupAlloc failed. [cn=staff,dc=a]. [0x0200]"});
+    ExpectLogged(Script({kLargeGroup.c_str()}), RunListing<ListMembers>,
+                 {"ZAFOLDAPResultGetAll memberUid failed. [0x0200]"});
+    ExpectLogged(Script({kUsers, kStaff, kStaff, ""}), RunListing<ListNotInGroup>,
+                 {"QLIBCSzListSub() failed!! [0x0200]"});
 }
 
 }  // namespace
