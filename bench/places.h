@@ -23,6 +23,8 @@ inline constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 inline constexpr const char *kPrograms = "/mnt/build/bench/";
 inline constexpr const char *kAnswer = "/tmp/answer.ldif";  // what the tool says for all users
 
+inline constexpr const char *kLists = "/tmp/lists/";  // programs of bench/lists
+
 inline constexpr const char *kUsersBase = "cn=users,dc=example,dc=com";
 inline constexpr const char *kUsersFilter = "(objectClass=posixAccount)";
 

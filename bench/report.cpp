@@ -77,6 +77,21 @@ Row Parse(const Samples &floor, const Samples &ours) {
             share >= 0.5};
 }
 
+// Against another program that does the same; `package` brings it.
+Row Peer(const Figures &figures, std::string id, std::string work, const char *peer,
+         const char *ours, const char *package) {
+    if (figures.All().count(peer) == 0) {
+        return {.id = std::move(id),
+                .work = std::move(work),
+                .unit = "s",
+                .ours = figures.Of(ours).Least(),
+                .goal = fmt::format("{} is not installed", package),
+                .measured = false};
+    }
+    return Ratio(std::move(id), std::move(work), "s", figures.Of(peer).Least(),
+                 figures.Of(ours).Least(), 1.0);
+}
+
 std::string Machine() {
     utsname names{};
     uname(&names);
@@ -110,6 +125,14 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
               least(kNotInGroupLarge) / kLarge.users * 1e6, 1.3),
         Ratio("look_up", "look up a name among 1,000 and 100,000", "ms", least(kLookUpSmall) * 1e3,
               least(kLookUpLarge) * 1e3, 1.2),
+        Ratio("user_list", "zafoldap user list, ldapsearch uid | cat", "s", least(kUserListFloor),
+              least(kUserListOurs), 1.2),
+        Peer(figures, "user_list_smbldap", "zafoldap user list, smbldap-userlist", kUserListSmbldap,
+             kUserListOurs, "smbldap-tools"),
+        Peer(figures, "user_list_python", "zafoldap user list, python-ldap", kUserListPython,
+             kUserListOurs, "python3-ldap"),
+        Ratio("user_stat", "zafoldap stat users, ldapsearch dn | wc", "s", least(kUserStatFloor),
+              least(kUserStatOurs), 1.1),
     };
 }
 
@@ -119,11 +142,13 @@ std::string Table(const std::vector<Row> &rows) {
         fmt::format(fmt::runtime(kLine), "work", "floor", "ours", "", "ratio", "goal", "reached");
     for (const Row &row : rows) {
         const bool has_floor = row.floor != 0;
-        table += fmt::format(fmt::runtime(kLine), row.work,
-                             has_floor ? fmt::format("{:.2f}", row.floor) : "-",
-                             fmt::format("{:.2f}", row.ours), row.unit,
-                             has_floor ? fmt::format("{:.2f}", row.ours / row.floor) : "-",
-                             row.goal, row.reached ? "yes" : "NO");
+        table += fmt::format(
+            fmt::runtime(kLine), row.work, has_floor ? fmt::format("{:.2f}", row.floor) : "-",
+            fmt::format("{:.2f}", row.ours), row.unit,
+            has_floor ? fmt::format("{:.2f}", row.ours / row.floor) : "-", row.goal,
+            !row.measured ? "-"
+            : row.reached ? "yes"
+                          : "NO");
     }
     return table;
 }
@@ -138,7 +163,7 @@ std::string Json(const std::vector<Row> &rows, const Figures &figures) {
         item["ours"] = row.ours;
         item["compared"] = row.compared;
         item["goal"] = row.goal;
-        item["reached"] = row.reached;
+        item["reached"] = row.measured ? nlohmann::ordered_json(row.reached) : nullptr;
         document["rows"].push_back(item);
     }
     for (const auto &[name, samples] : figures.All())

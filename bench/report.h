@@ -30,6 +30,7 @@ struct Row {
     double compared = 0;  // the ratio or value that the goal is about
     std::string goal;
     bool reached = false;
+    bool measured = true;  // a peer that is not installed is not
 };
 
 std::vector<Row> Rows(const Figures &figures, const Peaks &peaks);

@@ -9,6 +9,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
@@ -195,6 +196,35 @@ void ParseOurs(benchmark::State &state, const Connection &connection) {
     CountAnswer(state);
 }
 
+// One of the programs of bench/lists, whose output is at least so long.
+void RunProgram(benchmark::State &state, const std::string &path, size_t least) {
+    std::string word = path;
+    char *argv[] = {word.data(), nullptr};
+    for ([[maybe_unused]] auto _ : state) {
+        floor_count count{};
+        const bool done = floor_run(argv, &count) == 0;
+        if (!Expect(state, done && count.bytes >= least, "the program failed")) break;
+    }
+}
+
+struct ListRow {
+    const char *name;
+    const char *program;
+    size_t least;  // bytes of output
+    int divisor;   // of the rounds: what takes long is run less often
+};
+
+constexpr size_t kAllNames = 5 * kEnoughEntries;
+
+constexpr ListRow kListRows[] = {
+    {kUserListFloor, "list-floor", kAllNames, 1},
+    {kUserListOurs, "list-zafoldap", kAllNames, 1},
+    {kUserListSmbldap, "list-smbldap", kAllNames, 4},
+    {kUserListPython, "list-python", kAllNames, 2},
+    {kUserStatFloor, "count-floor", 1, 1},
+    {kUserStatOurs, "count-zafoldap", 1, 1},
+};
+
 }  // namespace
 
 void Register(const Connection &connection, int rounds) {
@@ -216,6 +246,15 @@ void Register(const Connection &connection, int rounds) {
         ->UseRealTime()
         ->Setup(During<Resident>::Begin)
         ->Teardown(During<Resident>::End);
+    for (const ListRow &row : kListRows) {
+        const std::string path = std::string(kLists) + row.program;
+        if (!std::filesystem::exists(path)) continue;
+        const size_t least = row.least;
+        add(
+            row.name, [path, least](benchmark::State &state) { RunProgram(state, path, least); }, 1,
+            std::max(rounds / row.divisor, 1))
+            ->UseRealTime();
+    }
     for (auto *parse : {add(kParseFloor, ParseFloor, 1, 2 * rounds),
                         add(kParseOurs, ours(ParseOurs), 1, 2 * rounds)}) {
         parse->UseRealTime()

@@ -23,8 +23,15 @@ inline constexpr const char *kNotInGroupMedium = "not_in_group/medium";
 inline constexpr const char *kNotInGroupLarge = "not_in_group/large";
 inline constexpr const char *kLookUpSmall = "look_up/small";
 inline constexpr const char *kLookUpLarge = "look_up/large";
+inline constexpr const char *kUserListFloor = "user_list/floor";
+inline constexpr const char *kUserListOurs = "user_list/zafoldap";
+inline constexpr const char *kUserListSmbldap = "user_list/smbldap";
+inline constexpr const char *kUserListPython = "user_list/python";
+inline constexpr const char *kUserStatFloor = "user_stat/floor";
+inline constexpr const char *kUserStatOurs = "user_stat/zafoldap";
 
-// Registers every benchmark; `rounds` is how often the longest are run.
+// Registers every benchmark, but not those of peers that are not installed; `rounds` is how
+// often the longest are run.
 void Register(const Connection &connection, int rounds);
 
 // Those of accounts.

@@ -173,6 +173,7 @@ std::vector<Account> GroupsListing(const AccountDirectory &directory, const std:
 
 std::vector<std::string> NamesOf(const std::vector<Account> &accounts) {
     std::vector<std::string> names;
+    names.reserve(accounts.size());
     for (const Account &account : accounts)
         names.push_back(account.name);
     return names;
@@ -280,7 +281,7 @@ std::string ContainerOf(const Session &session, const AccountKind &kind) {
 }
 
 std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind) {
-    const std::string dn =
+    std::string dn =
         fmt::format("{},{}", ContainerOf(directory.Of(), kind), directory.Saved().base);
     if (!directory.IsThere(dn)) throw OwnFailure("container_missing", directory.Known(dn));
     return dn;

@@ -129,6 +129,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
         return 0;
     }
     std::vector<std::string> touches;
+    touches.reserve(all.size());
     for (const Doomed &one : all)
         touches.push_back(one.touches);
     const std::string whom =

@@ -33,7 +33,7 @@ std::optional<Export> ParseExport(const std::string &text) {
 std::optional<Export> ExportFor(const AccountDirectory &directory) {
     const Session &session = directory.Of();
     if (const std::string *given = session.invocation.Find("export")) {
-        const std::optional<Export> place = ParseExport(*given);
+        std::optional<Export> place = ParseExport(*given);
         if (!place || !IsText(*given) || given->find_first_of("\r\n") != std::string::npos) {
             RefuseUsage(session, fmt::format("--export {} is not HOST:/PATH", OneLine(*given)));
         }
