@@ -25,6 +25,9 @@ inline constexpr const char *kAnswer = "/tmp/answer.ldif";  // what the tool say
 
 inline constexpr const char *kLists = "/tmp/lists/";  // programs of bench/lists
 
+inline constexpr const char *kWholeSearches = "/tmp/whole-searches";  // a byte for each of them
+
+inline constexpr const char *kBase = "dc=example,dc=com";
 inline constexpr const char *kUsersBase = "cn=users,dc=example,dc=com";
 inline constexpr const char *kUsersFilter = "(objectClass=posixAccount)";
 

@@ -133,11 +133,14 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
              kUserListOurs, "python3-ldap"),
         Ratio("user_stat", "zafoldap stat users, ldapsearch dn | wc", "s", least(kUserStatFloor),
               least(kUserStatOurs), 1.1),
+        Ratio("free_number", "free number, per number used, 10,000 and 100,000", "us",
+              figures.Of(kNumberFew).Least() * 1e6 / kFewUsed,
+              figures.Of(kNumberMany).Least() * 1e6 / kManyUsed, 1.2),
     };
 }
 
 std::string Table(const std::vector<Row> &rows) {
-    constexpr const char *kLine = "{:<48} {:>9} {:>9} {:<5} {:>7}  {:<24}  {}\n";
+    constexpr const char *kLine = "{:<49} {:>9} {:>9} {:<5} {:>7}  {:<24}  {}\n";
     std::string table =
         fmt::format(fmt::runtime(kLine), "work", "floor", "ours", "", "ratio", "goal", "reached");
     for (const Row &row : rows) {

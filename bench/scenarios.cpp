@@ -6,6 +6,7 @@
 #include "bench/scenarios.h"
 
 #include <benchmark/benchmark.h>
+#include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,11 +15,14 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/floor.h"
 #include "host/root/directory/example_directory.h"
 #include "platform/process.h"
+#include "zafoldap/samba.h"
 
 namespace zafo::bench {
 
@@ -61,22 +65,36 @@ class PlainSearch {
     std::vector<char *> argv_;
 };
 
-// While it lives, the prepared answer's source stands in the tool's place.
-class PreparedAnswer {
+// While it lives, a program of the bench stands in a tool's place.
+class StandIn {
   public:
-    PreparedAnswer() {
-        std::filesystem::rename(kTool, kAside);
-        std::filesystem::create_symlink(std::string(kPrograms) + "zafo-bench-source", kTool);
+    StandIn(std::string tool, const char *program)
+        : tool_(std::move(tool)), aside_(tool_ + ".aside") {
+        std::filesystem::rename(tool_, aside_);
+        std::filesystem::create_symlink(std::string(kPrograms) + program, tool_);
     }
-    PreparedAnswer(const PreparedAnswer &) = delete;
-    PreparedAnswer &operator=(const PreparedAnswer &) = delete;
-    ~PreparedAnswer() {
+    StandIn(const StandIn &) = delete;
+    StandIn &operator=(const StandIn &) = delete;
+    ~StandIn() {
         std::error_code ignored;
-        std::filesystem::rename(kAside, kTool, ignored);
+        std::filesystem::rename(aside_, tool_, ignored);
     }
 
   private:
-    static constexpr const char *kAside = "/usr/zafo/bin/ldapsearch.aside";
+    const std::string tool_, aside_;
+};
+
+// The prepared answer comes from its source.
+class PreparedAnswer {
+  private:
+    const StandIn search_{kTool, "zafo-bench-source"};
+};
+
+// The pool of numbers is in nobody's directory.
+class PreparedPool {
+  private:
+    const StandIn search_{kTool, "zafo-bench-pool"};
+    const StandIn modify_{"/usr/zafo/bin/ldapmodify", "zafo-bench-pool"};
 };
 
 // Memory that is really there.
@@ -225,6 +243,20 @@ constexpr ListRow kListRows[] = {
     {kUserStatOurs, "count-zafoldap", 1, 1},
 };
 
+// The counter's number is taken, and so are all `used` up to the answer.
+void FreeNumber(benchmark::State &state, const Connection &connection, int used) {
+    ZAFOLDAP_HOST host = *connection.get();
+    host.szBaseDN = kBase;
+    setenv("ZAFO_BENCH_USED", std::to_string(used).c_str(), 1);
+    for ([[maybe_unused]] auto _ : state) {
+        std::filesystem::remove(kWholeSearches);
+        const int number = ZAFOLDAPSambaUIDGen(&host);
+        if (!Expect(state, number == used + 1, "not the first free number")) break;
+        const auto searches = std::filesystem::file_size(kWholeSearches);
+        if (!Expect(state, searches == 1, "all numbers were read more than once")) break;
+    }
+}
+
 }  // namespace
 
 void Register(const Connection &connection, int rounds) {
@@ -262,6 +294,15 @@ void Register(const Connection &connection, int rounds) {
             ->Teardown(During<PreparedAnswer>::End);
     }
     RegisterAccounts(rounds);
+    for (const auto &[name, used] : {std::pair{kNumberFew, kFewUsed}, {kNumberMany, kManyUsed}}) {
+        const auto body = [&connection, used = used](benchmark::State &state) {
+            FreeNumber(state, connection, used);
+        };
+        add(name, body, 1, 4 * rounds)
+            ->UseRealTime()
+            ->Setup(During<PreparedPool>::Begin)
+            ->Teardown(During<PreparedPool>::End);
+    }
 }
 
 }  // namespace zafo::bench

@@ -32,6 +32,14 @@ inline constexpr const char *kUserStatOurs = "user_stat/zafoldap";
 
 // Registers every benchmark, but not those of peers that are not installed; `rounds` is how
 // often the longest are run.
+inline constexpr const char *kNumberFew = "free_number/few_used";
+inline constexpr const char *kNumberMany = "free_number/many_used";
+
+// How many numbers are used in these two.
+inline constexpr int kFewUsed = 10'000;
+inline constexpr int kManyUsed = 100'000;
+
+// Registers every benchmark; `rounds` is how often the longest are run.
 void Register(const Connection &connection, int rounds);
 
 // Those of accounts.
