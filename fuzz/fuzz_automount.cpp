@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The value of the automount key of all users: a path that is published is read back as it
+// was, and whatever a directory holds is taken apart without a slip.
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "accounts/automount_value.h"
+#include "fuzz/check.h"
+
+namespace {
+
+void ReadAnyValue(std::string_view value) {
+    const auto escaped = zafo::EscapedExportOf(value);
+    if (!escaped) return;
+    CHECK(value.find(*escaped) != std::string_view::npos);
+    CHECK(!escaped->starts_with('-') && !escaped->starts_with(' '));
+    const auto path = zafo::Unescaped(*escaped);
+    CHECK(!path || path->size() <= escaped->size());
+}
+
+void PublishAnyPath(std::string_view path) {
+    const auto escaped = zafo::EscapedPath(path);
+    if (!escaped) return;
+    CHECK(escaped->size() <= 4094);
+    const auto read = zafo::EscapedExportOf(zafo::AutomountValue("server", *escaped));
+    CHECK(read && *read == "server:" + *escaped + "/");
+    if (path.ends_with('/')) path.remove_suffix(1);
+    const auto back = zafo::Unescaped(*read);
+    CHECK(!back || *back == "server:" + std::string(path) + "/");
+    CHECK(back || read->size() > 4094);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    ReadAnyValue(text);
+    PublishAnyPath(text);
+    return 0;
+}
