@@ -161,12 +161,118 @@ const Calls &HomeCalls() {
     return kCalls;
 }
 
+// A SID that cannot be made for want of memory fails nothing; it has a row of its own.
+ZAFOLDAP_HOST WritingHost() {
+    ZAFOLDAP_HOST host = kHost;
+    host.szLoginSuffix = "example.com";
+    host.nSchema = ~(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT | ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
+    return host;
+}
+
+char *Writable(const char *text) {
+    return const_cast<char *>(text);  // records are not written to
+}
+
+void RunUserCreate(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = WritingHost();
+    ZAFOUSER user{};
+    user.szName = Writable("ann");
+    user.szPasswd = Writable("secret");
+    outcome.result = ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr);
+    FailingAllocator::StopFailing();
+    if (user.szPasswd == nullptr || std::strcmp(user.szPasswd, "secret") != 0) outcome.result = -99;
+}
+
+void RunGroupCreate(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = WritingHost();
+    char *members[] = {Writable("ann"), nullptr};
+    const ZAFOGROUP group{Writable("staff"), 1000, members, 0};
+    outcome.result = ZAFOLDAPBrowserGroupCreate(&host, &group, "all", nullptr, nullptr);
+    FailingAllocator::StopFailing();
+}
+
+constexpr const char *kAnn =
+    "dn: uid=ann,dc=a\nobjectClass: posixAccount\nuid: ann\nuidNumber: 5\ncn: ann\n\n";
+constexpr const char *kStaff = "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 5\n\n";
+
+void ScriptUserEdit(rig::FakeTools &tools) {
+    ScriptHash(tools);
+    Answer(tools, {kAnn, kAnn, "", "", kStaff});
+}
+
+void RunUserEdit(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = WritingHost();
+    ZAFOUSER user{};
+    user.szName = Writable("bob");
+    user.szPasswd = Writable("secret");
+    user.pw_uid = 6;
+    user.pw_gid = GID_ERR;
+    user.pw_shell = Writable("/bin/sh");
+    outcome.result = ZAFOLDAPBrowserUserEdit(&host, "uid=ann,dc=a", &user, nullptr, nullptr);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptGroupEdit(rig::FakeTools &tools) {
+    Answer(tools, {kStaff, ""});
+}
+
+void RunGroupEdit(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = WritingHost();
+    const unsigned gid = 6;
+    outcome.result = ZAFOLDAPBrowserGroupEdit(&host, "cn=staff,dc=a", "crew", "all", &gid);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptDeleteUser(rig::FakeTools &tools) {
+    Answer(tools, {kAnn, kStaff});
+}
+
+void RunDeleteUser(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = WritingHost();
+    outcome.result = ZAFOLDAPBrowserDeleteUser(&host, "ann");
+    FailingAllocator::StopFailing();
+}
+
+// What cannot be looked up for want of memory counts as taken.
+const Calls &WritingCalls() {
+    static const std::vector<int> kCodes = {0x0200, 0x0900, 0x0B00};
+    static const Calls kCalls = {
+        {"BrowserUserCreate",
+         ScriptHash,
+         RunUserCreate,
+         {-1},
+         kCodes,
+         {kStaleLdapCode, -65538, -65540}},
+        {"BrowserGroupCreate",
+         NoScript,
+         RunGroupCreate,
+         {-1},
+         kCodes,
+         {kStaleLdapCode, -65539, -65541}},
+        {"BrowserUserEdit",
+         ScriptUserEdit,
+         RunUserEdit,
+         {-1},
+         kCodes,
+         {kStaleLdapCode, -65538, -65540}},
+        {"BrowserGroupEdit",
+         ScriptGroupEdit,
+         RunGroupEdit,
+         {-1},
+         kCodes,
+         {kStaleLdapCode, -65539, -65541}},
+        {"BrowserDeleteUser", ScriptDeleteUser, RunDeleteUser, {-1}, kCodes},
+    };
+    return kCalls;
+}
+
 }  // namespace
 
 const Calls &AllCalls() {
     static const Calls kCalls = [] {
         Calls all;
-        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls()})
+        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls(),
+                                   &WritingCalls()})
             all.insert(all.end(), group->begin(), group->end());
         return all;
     }();
