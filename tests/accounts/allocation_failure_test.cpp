@@ -271,8 +271,8 @@ const Calls &WritingCalls() {
 const Calls &AllCalls() {
     static const Calls kCalls = [] {
         Calls all;
-        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls(),
-                                   &WritingCalls()})
+        for (const Calls *group :
+             {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls(), &WritingCalls()})
             all.insert(all.end(), group->begin(), group->end());
         return all;
     }();
