@@ -194,9 +194,6 @@ constexpr MessageRow kRows[] = {
      "{subject} needs the object class {reason}, which the entry or the "
      "schema of {server} lacks",
      "leave it out; zafoldap connection check {connection} shows what the schema has"},
-    {kOwn, "group_form", 1, "the group {subject} cannot hold members as this program writes them",
-     "each member is listed twice, by name (memberUid) and by DN (member): the group's classes "
-     "must allow both, and both must agree"},
     {kOwn, "attribute_missing", 1, "{server} does not find the value that was to be changed",
      "somebody else may have changed {subject} meanwhile: look at it and try again"},
     {kOwn, "has_children", 1, "{subject} has entries below it",

@@ -143,19 +143,32 @@ ChangeFile::~ChangeFile() {
     ZAFOLDAPLdifUnlink(&file_);
 }
 
+void ChangeFile::Values(const char *how, const char *attribute,
+                        const std::vector<std::string> &values) {
+    if (values.empty()) return;
+    ZAFOLDAPLdifSepAttr(&file_);
+    ZAFOLDAPLdifAttr(&file_, how, "%s", attribute);
+    for (const std::string &value : values)
+        Value(attribute, value);
+}
+
 // The library's writers take values as they are: one that LDIF cannot show so goes in base64.
+void ChangeFile::Value(const std::string &attribute, const std::string &value) {
+    if (std::string_view(" :<").find(value.front()) == std::string_view::npos) {
+        ZAFOLDAPLdifAttr(&file_, attribute.c_str(), "%s", value.c_str());
+    } else {
+        ZAFOLDAPLdifLine(&file_, "%s:: %s", attribute.c_str(), Base64(value).c_str());
+    }
+}
+
 void ChangeFile::Replace(const std::string &attribute, const std::string &value) {
     if (value.empty()) {
         ZAFOLDAPLdifAttrDelete(&file_, attribute.c_str(), nullptr);
         return;
     }
-    if (std::string_view(" :<").find(value.front()) == std::string_view::npos) {
-        ZAFOLDAPLdifAttrReplace(&file_, attribute.c_str(), "%s", value.c_str());
-        return;
-    }
     ZAFOLDAPLdifSepAttr(&file_);
     ZAFOLDAPLdifAttr(&file_, "replace", "%s", attribute.c_str());
-    ZAFOLDAPLdifLine(&file_, "%s:: %s", attribute.c_str(), Base64(value).c_str());
+    Value(attribute, value);
 }
 
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name) {

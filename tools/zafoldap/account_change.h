@@ -56,9 +56,13 @@ class ChangeFile {
     ChangeFile &operator=(const ChangeFile &) = delete;
 
     void Replace(const std::string &attribute, const std::string &value);  // empty: removes it
+    // "add" or "delete"; without values nothing is written.
+    void Values(const char *how, const char *attribute, const std::vector<std::string> &values);
     int Apply(const ZAFOLDAP_HOST *host) { return ZAFOLDAPModify(host, &file_, 0); }
 
   private:
+    void Value(const std::string &attribute, const std::string &value);
+
     ZAFOLDAP_LDIF file_{};
 };
 

@@ -5,6 +5,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/membership.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -67,18 +68,15 @@ ChangePlan PlanOf(const AccountDirectory &directory, const std::vector<Doomed> &
     return plan;
 }
 
-// What is left of a user whose entry may be gone while groups still list it.
-void ExplainFailure(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
-                    const Failure &failure, Leftovers &left) {
+// A deletion that failed has changed nothing, or the entry is gone and groups still list the user:
+// those are done here.
+void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
+                  const Failure &failure) {
     const std::optional<bool> exists = directory.Exists(one.account.dn);
-    if (!exists || *exists || one.groups.empty()) return;
-    for (const Account &group : GroupsListing(directory, one.account.name)) {
-        left.Add(fmt::format("the group {} still lists {}", group.name, one.account.name),
-                 CommandLine(directory.Of(), "member remove", {group.name, one.account.name}),
-                 failure.detail.empty() ? failure.message : failure.detail);
-    }
-    if (left.None()) throw failure;
-    left.ThrowIfAny(fmt::format("the {} {} was deleted", kind.noun, one.account.name));
+    if (!exists || *exists || &kind != &kUserKind) throw failure;
+    Leftovers left;
+    FinishMemberships(directory, one.account.name, "", left);
+    left.ThrowIfAny(fmt::format("the user {} was deleted", one.account.name));
 }
 
 // The failure of one of several, with what was done before it and what is left to do.
@@ -105,10 +103,7 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
         const std::optional<Failure> failure =
             Attempt(directory.Out(), directory.Known(one.account.name),
                     [&] { return remove(directory.Record(), one.account.name.c_str()); });
-        if (!failure) return;
-        Leftovers left;
-        ExplainFailure(directory, kind, one, *failure, left);
-        throw *failure;
+        if (failure) FinishDelete(directory, kind, one, *failure);
     });
 }
 

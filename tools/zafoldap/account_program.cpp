@@ -197,8 +197,9 @@ std::vector<Command> UserChangingCommands() {
          .verb = "rename",
          .summary = "Give a user another name",
          .description =
-             "Renames the entry and every mention of the old name in groups. Number, password "
-             "and home folder stay; the home folder's path is changed with user edit --home. When "
+             "Renames the entry, its cn included, and every mention of the old name in groups. "
+             "Number, password and home folder stay; the home folder's path is changed with user "
+             "edit --home. When "
              "groups cannot be changed after the entry was renamed, the exit code is 7 and the "
              "message has the commands that finish the work.",
          .arguments = {{.name = "OLD", .help = "login name now", .kind = Kind::kUser}, kRenamed},
@@ -347,7 +348,8 @@ std::vector<Command> MemberCommands() {
          .verb = "add",
          .summary = "Add users to a group",
          .description = "Adds users to a group, all of them or none. Who is in it already stays. "
-                        "Group and users must exist.",
+                        "Group and users must exist. A member is listed by name (memberUid) and "
+                        "by DN (member), or by name only where the group's classes allow no DN.",
          .arguments = {kMembersGroup, kMembers},
          .examples = {{"zafoldap member add staff anna bob", "two users"}},
          .exits = {3, 4, 6, 8, 130}},

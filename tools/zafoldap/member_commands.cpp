@@ -5,6 +5,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
+#include "tools/zafoldap/membership.h"
 
 #include <fmt/format.h>
 
@@ -14,10 +15,6 @@
 namespace zafo::cli {
 
 namespace {
-
-// What the server answers when a group's classes or values do not go with the double form.
-constexpr int kNoSuchAttribute = 16;
-constexpr int kObjectClassViolation = 65;
 
 const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
 
@@ -56,22 +53,11 @@ struct MemberChange {
 };
 
 void RunChange(const AccountDirectory &directory, const MemberChange &change) {
-    const NameList users(change.users);
     const bool adds = change.how == "add";
-    std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(change.group.name), [&] {
-            return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), change.group.dn.c_str(),
-                                                    adds ? users.Get() : nullptr,
-                                                    adds ? nullptr : users.Get());
-        });
-    if (!failure) return;
-    if (failure->ldap_code == kNoSuchAttribute || failure->ldap_code == kObjectClassViolation) {
-        Failure form =
-            OwnFailure("group_form", directory.Known(change.group.name), failure->detail);
-        form.ldap_code = failure->ldap_code;
-        throw form;
-    }
-    throw *failure;
+    const std::vector<std::string> none;
+    const std::optional<Failure> failure = ChangeMembers(
+        directory, change.group, adds ? none : change.users, adds ? change.users : none);
+    if (failure) throw *failure;
 }
 
 int Change(const AccountDirectory &directory, const MemberChange &change) {

@@ -5,6 +5,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/user_home.h"
 #include "tools/zafoldap/user_password.h"
 
@@ -133,19 +134,19 @@ void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePla
         plan.Member(group.dn, "add", user.name, directory.Saved().base);
 }
 
-// Adding it to groups, told group by group when not all of it worked.
+// One request for all groups; when that was not all of it, group by group.
 void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftovers &left) {
     if (user.groups.empty()) return;
     std::vector<std::string> dns;
     for (const Account &group : user.groups)
         dns.push_back(group.dn);
     const NameList groups(dns);
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(user.name), [&] {
+    if (!Attempt(directory.Out(), directory.Known(user.name), [&] {
             return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.name.c_str(),
                                                      groups.Get(), nullptr);
-        });
-    if (!failure) return;
+        })) {
+        return;
+    }
     NameList joined;
     Attempt(directory.Out(), {}, [&] {
         return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), user.name.c_str(), nullptr,
@@ -154,9 +155,11 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
     const std::vector<std::string> in = joined.Names();
     for (const Account &group : user.groups) {
         if (std::ranges::count(in, group.name) > 0) continue;
+        const std::optional<Failure> failure = ChangeMembers(directory, group, {}, {user.name});
+        if (!failure) continue;
         left.Add(fmt::format("it is not in the group {}", group.name),
                  CommandLine(directory.Of(), "member add", {group.name, user.name}),
-                 failure->detail);
+                 failure->detail.empty() ? failure->message : failure->detail);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/membership.h"
 
 #include <strings.h>
 
@@ -156,26 +157,30 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
     left.ThrowIfAny(fmt::format("the other changes of {} were made", user.name));
 }
 
-// What a rename that failed has left: nothing, or an entry with its new name and groups with the
-// old one.
-[[noreturn]] void FailRename(const AccountDirectory &directory, const Account &user,
-                             const std::string &new_name, const Failure &failure) {
-    const auto renamed = directory.Find(kUserKind, new_name);
-    if (!renamed) {
+// A rename that failed has changed nothing, or the entry but not all groups: those are done here.
+void FinishRename(const AccountDirectory &directory, const Account &user,
+                  const std::string &new_name, const Failure &failure) {
+    if (failure.key == kUserKind.name_taken && directory.Find(kUserKind, new_name))
+        throw LibraryRefusal(failure.key, directory.Known(new_name));
+    if (!directory.Find(kUserKind, new_name)) {
         if (Interrupted()) throw OwnFailure("interrupted", {});
         throw failure;
     }
-    if (failure.key == kUserKind.name_taken)
-        throw LibraryRefusal(failure.key, directory.Known(new_name));
     Leftovers left;
-    for (const Account &group : GroupsListing(directory, user.name)) {
-        left.Add(fmt::format("the group {} still lists {}", group.name, user.name),
-                 CommandLine(directory.Of(), "member remove", {group.name, user.name}) + " && " +
-                     CommandLine(directory.Of(), "member add", {group.name, new_name}),
-                 failure.detail.empty() ? failure.message : failure.detail);
-    }
+    FinishMemberships(directory, user.name, new_name, left);
     left.ThrowIfAny(fmt::format("the user {} is now called {}", user.name, new_name));
-    throw failure;
+}
+
+// The attribute of the entry's RDN follows with it, the other one of "uid" and "cn" is replaced.
+void PlanRename(const Account &user, const std::string &new_name, ChangePlan &plan) {
+    const std::string rdn = user.dn.substr(0, user.dn.find('='));
+    plan.Record(user.dn, "modify");
+    for (const char *attribute : {"uid", "cn"}) {
+        if (strcasecmp(rdn.c_str(), attribute) != 0) plan.Replace(attribute, new_name);
+    }
+    plan.Record(user.dn, "modrdn");
+    plan.Line("newrdn", fmt::format("{}={}", rdn, EscapedForDn(new_name)));
+    plan.Line("deleteoldrdn", "1");
 }
 
 }  // namespace
@@ -216,9 +221,7 @@ int RenameUser(Session &session) {
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Check(fmt::format("the name {} is free", new_name));
-    plan.Record(user.dn, "modrdn");
-    plan.Line("newrdn", fmt::format("uid={}", EscapedForDn(new_name)));
-    plan.Line("deleteoldrdn", "1");
+    PlanRename(user, new_name, plan);
     const std::vector<Account> groups = GroupsListing(directory, user.name);
     for (const Account &group : groups) {
         plan.Member(group.dn, "delete", user.name, directory.Saved().base);
@@ -239,7 +242,7 @@ int RenameUser(Session &session) {
                 return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record,
                                                nullptr, nullptr);
             });
-        if (failure) FailRename(directory, user, new_name, *failure);
+        if (failure) FinishRename(directory, user, new_name, *failure);
     });
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"name", new_name},

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/membership.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+// What a server answers when the group's classes or values do not go with the double form.
+bool IsOfOtherForm(const Failure &failure) {
+    constexpr int kNoSuchAttribute = 16, kUndefinedType = 17, kObjectClassViolation = 65;
+    return failure.ldap_code == kNoSuchAttribute || failure.ldap_code == kUndefinedType ||
+           failure.ldap_code == kObjectClassViolation;
+}
+
+std::optional<Failure> ChangeNames(const AccountDirectory &directory, const Account &group,
+                                   const std::vector<std::string> &out,
+                                   const std::vector<std::string> &in) {
+    ChangeFile file(group.dn, "modify");
+    file.Values("delete", "memberUid", out);
+    file.Values("add", "memberUid", in);
+    return Attempt(directory.Out(), directory.Known(group.name),
+                   [&] { return file.Apply(directory.Record()); });
+}
+
+}  // namespace
+
+std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Account &group,
+                                     const std::vector<std::string> &out,
+                                     const std::vector<std::string> &in) {
+    const NameList removed(out), added(in);
+    std::optional<Failure> failure = Attempt(directory.Out(), directory.Known(group.name), [&] {
+        return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), group.dn.c_str(),
+                                                in.empty() ? nullptr : added.Get(),
+                                                out.empty() ? nullptr : removed.Get());
+    });
+    if (!failure || !IsOfOtherForm(*failure)) return failure;
+    if (out.size() > 1) {
+        for (const std::string &name : out) {
+            failure = ChangeMembers(directory, group, {name}, {});
+            if (failure) return failure;
+        }
+        return in.empty() ? std::nullopt : ChangeMembers(directory, group, {}, in);
+    }
+    directory.Out().Verbose(1, fmt::format("the group {} lists members by name only", group.name));
+    return ChangeNames(directory, group, out, in);
+}
+
+void FinishMemberships(const AccountDirectory &directory, const std::string &name,
+                       const std::string &new_name, Leftovers &left) {
+    for (const Account &group : GroupsListing(directory, name)) {
+        const std::vector<std::string> in =
+            new_name.empty() ? std::vector<std::string>() : std::vector<std::string>{new_name};
+        const std::optional<Failure> failure = ChangeMembers(directory, group, {name}, in);
+        if (!failure) continue;
+        std::string command = CommandLine(directory.Of(), "member remove", {group.name, name});
+        if (!new_name.empty())
+            command += " && " + CommandLine(directory.Of(), "member add", {group.name, new_name});
+        left.Add(fmt::format("the group {} still lists {}", group.name, name), std::move(command),
+                 failure->detail.empty() ? failure->message : failure->detail);
+    }
+}
+
+}  // namespace zafo::cli
