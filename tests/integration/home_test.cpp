@@ -14,7 +14,7 @@ using testing::SizeIs;
 
 constexpr const char *kEveryKey = "automountKey=*,automountMapName=auto_home,dc=example,dc=com";
 
-// The test's exports are played; where the kernel has NFS they are real.
+// Exports are played, but for the one of RealExport.
 class Homes : public testing::Test {
   protected:
     void SetUp() override {
@@ -102,6 +102,56 @@ TEST_F(Homes, FolderWithoutMapsIsAFailure) {
     const User ann;
     EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreate(server_.Host(), &ann), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 32);
+}
+
+// --- the kernel's own NFS, where the machine has it ----------------------------
+
+// Says why when it cannot be had.
+constexpr const char *kStartServer = R"(
+for kind in nfs4 nfsd; do
+    grep -qw "$kind" /proc/filesystems || { echo "the kernel has no $kind"; exit 1; }
+done
+for program in exportfs rpc.nfsd rpc.mountd /usr/sbin/mount.nfs; do
+    command -v "$program" >/dev/null || { echo "$program is not installed"; exit 1; }
+done
+exec 2>&1
+set -e
+mkdir -p /var/lib/nfs/v4recovery "$1"
+mount -t nfsd nfsd /proc/fs/nfsd
+rpc.mountd
+rpc.nfsd --no-nfs-version 3 1
+exportfs -o rw,no_root_squash,insecure,fsid=1 "localhost:$1"
+ln -sf /usr/sbin/mount.nfs /sbin/mount.nfs
+)";
+constexpr const char *kStopServer = R"(
+ln -sf /mnt/root/mount.nfs /sbin/mount.nfs
+[ -e /proc/fs/nfsd/threads ] || exit 0
+exportfs -ua
+rpc.nfsd 0
+umount /proc/fs/nfsd
+)";
+
+class RealHomes : public Homes {
+  protected:
+    void SetUp() override {
+        Homes::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        const auto run = rig::RunProgram(
+            {"timeout", "20", "bash", "-c", kStartServer, "start", homes_.string()});
+        if (run.exit_code != 0) GTEST_SKIP() << "no NFS server: " << run.out;
+    }
+    ~RealHomes() override { rig::RunProgram({"timeout", "20", "bash", "-c", kStopServer}); }
+
+    const fs::path homes_ = "/var/lib/exports/real";
+};
+
+TEST_F(RealHomes, EveryUserGetsAFolderOverTheNetwork) {
+    EXPECT_EQ(ZAFOLDAPServerAutomountCreate("localhost", homes_.c_str()), 0);
+    EXPECT_EQ(OwnershipOf(homes_ / "ann"), kAnnsFolder);
+    EXPECT_EQ(OwnershipOf(homes_ / "cy"), kAnnsFolder);
+    const User dora("dora");
+    EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreate(server_.Host(), &dora), 0);
+    EXPECT_EQ(OwnershipOf(homes_ / "dora"), kAnnsFolder);
 }
 
 }  // namespace
