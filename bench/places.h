@@ -14,6 +14,8 @@ struct Place {
 inline constexpr Place kLarge{"localhost", "/var/lib/example-directory/password", 100'000};
 inline constexpr Place kMedium{"localhost:1389", "/var/lib/medium-directory/password", 10'000};
 inline constexpr Place kSmall{"localhost:2389", "/var/lib/small-directory/password", 1000};
+// Where users are made, with Samba's schema and a Samba domain.
+inline constexpr Place kSamba{"localhost:3389", "/var/lib/samba-directory/password", 0};
 
 inline constexpr const char *kBaseDN = "dc=example,dc=com";
 inline constexpr const char *kBindDN = "cn=admin,dc=example,dc=com";
@@ -23,7 +25,11 @@ inline constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 inline constexpr const char *kPrograms = "/mnt/build/bench/";
 inline constexpr const char *kAnswer = "/tmp/answer.ldif";  // what the tool says for all users
 
-inline constexpr const char *kLists = "/tmp/lists/";  // programs of bench/lists
+inline constexpr const char *kLists = "/tmp/lists/";        // programs of bench/lists
+inline constexpr const char *kCreators = "/tmp/creators/";  // programs of bench/creators
+
+inline constexpr const char *kRecorder = "/mnt/src/bench/record";
+inline constexpr const char *kRecorded = "/tmp/recorded";  // a folder for each tool's run
 
 inline constexpr const char *kWholeSearches = "/tmp/whole-searches";  // a byte for each of them
 

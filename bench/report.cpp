@@ -29,7 +29,7 @@ Row Ratio(std::string id, std::string work, std::string unit, double floor, doub
             floor,
             ours,
             ratio,
-            fmt::format("at most {:.1f} times", most),
+            fmt::format("at most {:.3g} times", most),
             ratio <= most};
 }
 
@@ -133,6 +133,12 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
              kUserListOurs, "python3-ldap"),
         Ratio("user_stat", "zafoldap stat users, ldapsearch dn | wc", "s", least(kUserStatFloor),
               least(kUserStatOurs), 1.1),
+        Ratio("create_user", "create a user, full Samba; the same tools alone", "ms",
+              least(kCreateFloor) * 1e3, least(kCreateOurs) * 1e3, 1.15),
+        Peer(figures, "create_user_smbldap", "create a user; smbldap-useradd, -passwd",
+             kCreateSmbldap, kCreateOurs, "smbldap-tools"),
+        Peer(figures, "create_user_ldapscripts", "create a user; ldapadduser, ldapsetpasswd",
+             kCreateLdapscripts, kCreateOurs, "ldapscripts"),
         Ratio("free_number", "free number, per number used, 10,000 and 100,000", "us",
               figures.Of(kNumberFew).Least() * 1e6 / kFewUsed,
               figures.Of(kNumberMany).Least() * 1e6 / kManyUsed, 1.2),

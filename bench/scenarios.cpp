@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "bench/floor.h"
+#include "bench/stand_in.h"
 #include "host/root/directory/example_directory.h"
 #include "platform/process.h"
 #include "zafoldap/samba.h"
@@ -65,36 +66,18 @@ class PlainSearch {
     std::vector<char *> argv_;
 };
 
-// While it lives, a program of the bench stands in a tool's place.
-class StandIn {
-  public:
-    StandIn(std::string tool, const char *program)
-        : tool_(std::move(tool)), aside_(tool_ + ".aside") {
-        std::filesystem::rename(tool_, aside_);
-        std::filesystem::create_symlink(std::string(kPrograms) + program, tool_);
-    }
-    StandIn(const StandIn &) = delete;
-    StandIn &operator=(const StandIn &) = delete;
-    ~StandIn() {
-        std::error_code ignored;
-        std::filesystem::rename(aside_, tool_, ignored);
-    }
-
-  private:
-    const std::string tool_, aside_;
-};
-
 // The prepared answer comes from its source.
 class PreparedAnswer {
   private:
-    const StandIn search_{kTool, "zafo-bench-source"};
+    const StandIn search_{kTool, std::string(kPrograms) + "zafo-bench-source"};
 };
 
 // The pool of numbers is in nobody's directory.
 class PreparedPool {
   private:
-    const StandIn search_{kTool, "zafo-bench-pool"};
-    const StandIn modify_{"/usr/zafo/bin/ldapmodify", "zafo-bench-pool"};
+    inline static const std::string kPool = std::string(kPrograms) + "zafo-bench-pool";
+    const StandIn search_{kTool, kPool};
+    const StandIn modify_{"/usr/zafo/bin/ldapmodify", kPool};
 };
 
 // Memory that is really there.
@@ -294,6 +277,7 @@ void Register(const Connection &connection, int rounds) {
             ->Teardown(During<PreparedAnswer>::End);
     }
     RegisterAccounts(rounds);
+    RegisterCreation(rounds);
     for (const auto &[name, used] : {std::pair{kNumberFew, kFewUsed}, {kNumberMany, kManyUsed}}) {
         const auto body = [&connection, used = used](benchmark::State &state) {
             FreeNumber(state, connection, used);

@@ -30,19 +30,24 @@ inline constexpr const char *kUserListPython = "user_list/python";
 inline constexpr const char *kUserStatFloor = "user_stat/floor";
 inline constexpr const char *kUserStatOurs = "user_stat/zafoldap";
 
-// Registers every benchmark, but not those of peers that are not installed; `rounds` is how
-// often the longest are run.
 inline constexpr const char *kNumberFew = "free_number/few_used";
 inline constexpr const char *kNumberMany = "free_number/many_used";
 
-// How many numbers are used in these two.
+inline constexpr const char *kCreateFloor = "create_user/floor";
+inline constexpr const char *kCreateOurs = "create_user/library";
+inline constexpr const char *kCreateSmbldap = "create_user/smbldap";
+inline constexpr const char *kCreateLdapscripts = "create_user/ldapscripts";
+
+// How many numbers are used in "free_number".
 inline constexpr int kFewUsed = 10'000;
 inline constexpr int kManyUsed = 100'000;
 
-// Registers every benchmark; `rounds` is how often the longest are run.
+// Registers every benchmark, but not those of peers that are not installed; `rounds` is how
+// often the longest are run.
 void Register(const Connection &connection, int rounds);
 
-// Those of accounts.
+// Those of questions about accounts, and those of new accounts.
 void RegisterAccounts(int rounds);
+void RegisterCreation(int rounds);
 
 }  // namespace zafo::bench

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <utility>
+
+namespace zafo::bench {
+
+// While it lives, another program stands in a tool's place; the tool itself is at its path with
+// ".aside" added.
+class StandIn {
+  public:
+    StandIn(std::string tool, const std::string &program)
+        : tool_(std::move(tool)), aside_(tool_ + ".aside") {
+        std::filesystem::rename(tool_, aside_);
+        std::filesystem::create_symlink(program, tool_);
+    }
+    StandIn(const StandIn &) = delete;
+    StandIn &operator=(const StandIn &) = delete;
+    ~StandIn() {
+        std::error_code ignored;
+        std::filesystem::rename(aside_, tool_, ignored);
+    }
+
+  private:
+    const std::string tool_, aside_;
+};
+
+}  // namespace zafo::bench
