@@ -216,6 +216,17 @@ void Leftovers::ThrowIfAny(const std::string &done) const {
                      detail_);
 }
 
+const std::string &Reason(const Failure &failure) {
+    return failure.detail.empty() ? failure.message : failure.detail;
+}
+
+void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std::string command) {
+    Facts facts = directory.Known("");
+    facts.reason = failure.message;
+    facts.finish = std::move(command);
+    throw OwnFailure("state_unknown", facts, failure.detail);
+}
+
 std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
                             unsigned int spread) {
     const bool pool = directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO;
@@ -250,12 +261,8 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
             throw LibraryRefusal(kind.name_taken, directory.Known(name));
         const std::optional<bool> exists = directory.Exists(dn);
         if (!exists) {
-            throw OwnFailure(
-                "state_unknown",
-                {.server = directory.Saved().Servers(),
-                 .reason = failure->message,
-                 .finish = CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name})},
-                failure->detail);
+            ThrowUnknown(directory, *failure,
+                         CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name}));
         }
         if (*exists) return {number, std::move(failure)};
         if (Interrupted()) throw OwnFailure("interrupted", {});

@@ -86,6 +86,14 @@ class Leftovers {
     std::string detail_;
 };
 
+// The tool's own words for a failure, or ours where it had none.
+const std::string &Reason(const Failure &failure);
+
+// Throws Failure ("state_unknown"): a change failed, and so did asking what came of it. `command`
+// shows it.
+[[noreturn]] void ThrowUnknown(const AccountDirectory &directory, const Failure &failure,
+                               std::string command);
+
 // A free number that is not reserved and belongs to no local account. On the appliance's own kind
 // of server it is taken out of the pool. `spread`: up to so many numbers further on, at random.
 std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,

@@ -73,7 +73,13 @@ ChangePlan PlanOf(const AccountDirectory &directory, const std::vector<Doomed> &
 void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
                   const Failure &failure) {
     const std::optional<bool> exists = directory.Exists(one.account.dn);
-    if (!exists || *exists || &kind != &kUserKind) throw failure;
+    if (!exists) {
+        ThrowUnknown(
+            directory, failure,
+            CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {one.account.name}));
+    }
+    if (*exists && Interrupted()) throw OwnFailure("interrupted", {});
+    if (*exists || &kind != &kUserKind) throw failure;
     Leftovers left;
     FinishMemberships(directory, one.account.name, "", left);
     left.ThrowIfAny(fmt::format("the user {} was deleted", one.account.name));

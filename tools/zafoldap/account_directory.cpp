@@ -127,6 +127,15 @@ std::optional<std::string> AccountDirectory::Find(const AccountKind &kind,
     return text;
 }
 
+Json AccountDirectory::DnOrNull(const AccountKind &kind, const std::string &name) const {
+    try {
+        const std::optional<std::string> dn = Find(kind, name);
+        return dn ? Json(*dn) : Json();
+    } catch (const Failure &) {
+        return {};
+    }
+}
+
 // The DNs of all accounts of a name, one on a line.
 std::string AccountDirectory::Others(const AccountKind &kind, const std::string &name) const {
     Search search(Out(), host_,

@@ -92,6 +92,8 @@ class AccountDirectory {
 
     // The DN of the account of a name; nothing when there is none. Throws when it is ambiguous.
     std::optional<std::string> Find(const AccountKind &kind, const std::string &name) const;
+    // For the report of a change that was made: null when it cannot be seen.
+    Json DnOrNull(const AccountKind &kind, const std::string &name) const;
     // Throws Failure ("user_missing", "group_missing").
     std::string Need(const AccountKind &kind, const std::string &name) const;
     // The same with the name in the entry's own letters: groups tell "Ann" from "ann", look-ups

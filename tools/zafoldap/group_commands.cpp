@@ -225,7 +225,7 @@ int RenameGroup(Session &session) {
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", group.name},
-                                {"dn", directory.Find(kGroupKind, new_name).value_or("")}});
+                                {"dn", directory.DnOrNull(kGroupKind, new_name)}});
     }
     session.streams.Note(fmt::format("group {} is now {}", OneLine(group.name), OneLine(new_name)));
     return 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/membership.h"
 
+#include "tools/cli/ldap_filter.h"
+
 #include <fmt/format.h>
 
 namespace zafo::cli {
@@ -49,7 +51,16 @@ std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Ac
 
 void FinishMemberships(const AccountDirectory &directory, const std::string &name,
                        const std::string &new_name, Leftovers &left) {
-    for (const Account &group : GroupsListing(directory, name)) {
+    std::vector<Account> groups;
+    try {
+        groups = GroupsListing(directory, name);
+    } catch (const Failure &failure) {
+        left.Add(fmt::format("which groups still list {} could not be seen", name),
+                 CommandLine(directory.Of(), "search",
+                             {fmt::format("(memberUid={})", EscapedForFilter(name)), "cn"}),
+                 Reason(failure));
+    }
+    for (const Account &group : groups) {
         const std::vector<std::string> in =
             new_name.empty() ? std::vector<std::string>() : std::vector<std::string>{new_name};
         const std::optional<Failure> failure = ChangeMembers(directory, group, {name}, in);
@@ -58,7 +69,7 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
         if (!new_name.empty())
             command += " && " + CommandLine(directory.Of(), "member add", {group.name, new_name});
         left.Add(fmt::format("the group {} still lists {}", group.name, name), std::move(command),
-                 failure->detail.empty() ? failure->message : failure->detail);
+                 Reason(*failure));
     }
 }
 

@@ -159,19 +159,24 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
         if (!failure) continue;
         left.Add(fmt::format("it is not in the group {}", group.name),
                  CommandLine(directory.Of(), "member add", {group.name, user.name}),
-                 failure->detail.empty() ? failure->message : failure->detail);
+                 Reason(*failure));
     }
 }
 
 // The library makes the home folder and does not say whether it could; asking again finds out.
 void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
-    if (PublishedHomes(directory).empty()) return;
-    const std::optional<Failure> failure = Attempt(directory.Out(), {}, [&] {
-        return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), &record);
-    });
+    std::optional<Failure> failure;
+    try {
+        if (PublishedHomes(directory).empty()) return;
+        failure = Attempt(directory.Out(), {}, [&] {
+            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), &record);
+        });
+    } catch (const Failure &unseen) {
+        failure = unseen;
+    }
     if (!failure) return;
     left.Add("its home folder could not be made",
-             CommandLine(directory.Of(), "user home create", {record.szName}), failure->detail);
+             CommandLine(directory.Of(), "user home create", {record.szName}), Reason(*failure));
 }
 
 ZAFOUSER RecordOfUser(NewUser &user, std::string &password) {
@@ -221,8 +226,7 @@ std::uint32_t Make(const AccountDirectory &directory, NewUser &user, std::string
         });
     if (created.after) {
         left.Add("its password could not be set",
-                 CommandLine(directory.Of(), "user passwd", {user.name}),
-                 created.after->detail.empty() ? created.after->message : created.after->detail);
+                 CommandLine(directory.Of(), "user passwd", {user.name}), Reason(*created.after));
     }
     record.pw_uid = user.uid ? created.number : Settle(directory, user, created.number, left);
     JoinGroups(directory, user, left);

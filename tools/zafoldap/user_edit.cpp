@@ -160,12 +160,16 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
 // A rename that failed has changed nothing, or the entry but not all groups: those are done here.
 void FinishRename(const AccountDirectory &directory, const Account &user,
                   const std::string &new_name, const Failure &failure) {
-    if (failure.key == kUserKind.name_taken && directory.Find(kUserKind, new_name))
-        throw LibraryRefusal(failure.key, directory.Known(new_name));
-    if (!directory.Find(kUserKind, new_name)) {
-        if (Interrupted()) throw OwnFailure("interrupted", {});
-        throw failure;
+    bool renamed = false, gone = false;
+    try {
+        renamed = directory.Find(kUserKind, new_name).has_value();
+        gone = !directory.IsThere(user.dn);
+    } catch (const Failure &) {
+        ThrowUnknown(directory, failure, CommandLine(directory.Of(), "user show", {new_name}));
     }
+    if (renamed && !gone) throw LibraryRefusal(kUserKind.name_taken, directory.Known(new_name));
+    if (!renamed && Interrupted()) throw OwnFailure("interrupted", {});
+    if (!renamed) throw failure;
     Leftovers left;
     FinishMemberships(directory, user.name, new_name, left);
     left.ThrowIfAny(fmt::format("the user {} is now called {}", user.name, new_name));
@@ -247,7 +251,7 @@ int RenameUser(Session &session) {
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", user.name},
-                                {"dn", directory.Find(kUserKind, new_name).value_or("")},
+                                {"dn", directory.DnOrNull(kUserKind, new_name)},
                                 {"groups", NamesOf(groups)}});
     }
     session.streams.Note(

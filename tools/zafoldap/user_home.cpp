@@ -86,8 +86,15 @@ std::optional<Export> ParseAutomountValue(std::string value) {
 }
 
 std::string PublishedHomes(const AccountDirectory &directory) {
-    return directory.ValueOf("automountKey=*,automountMapName=auto_home," + directory.Saved().base,
-                             "", "automountInformation");
+    constexpr int kInvalidDnSyntax = 34;  // the schema does not know the map's attributes
+    try {
+        return directory.ValueOf(
+            "automountKey=*,automountMapName=auto_home," + directory.Saved().base, "",
+            "automountInformation");
+    } catch (const Failure &failure) {
+        if (failure.ldap_code == kInvalidDnSyntax) return {};
+        throw;
+    }
 }
 
 int CreateUserHome(Session &session) {
