@@ -218,8 +218,10 @@ TEST_F(SavedConnectionCheck, MissingClassIsTold) {
 
 TEST_F(SavedConnectionCheck, ServerThatCannotBeAskedFails) {
     tools_.On("ldapsearch").Exit(255);
+    tools_.On("ldapsearch").Output(kUser);
     EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(nullptr, "ann"), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 255);
+    EXPECT_EQ(tools_.Calls().size(), 1u) << "users are not even asked for";
 }
 
 }  // namespace
