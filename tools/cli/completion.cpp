@@ -251,8 +251,9 @@ function __{0}_at --description 'Whether the words so far are exactly these'
 end
 function __{0}_argument --description 'Whether argument number $argv[1] or one of the last kind ($argv[2]) of a command is next'
     set -l seen (__{0}_seen)
-    set -l at (math (count $seen) - (count $argv[3..-1]))
-    test "$seen[1..(count $argv[3..-1])]" = "$argv[3..-1]"; or return 1
+    set -l words (math (count $argv) - 2)
+    set -l at (math (count $seen) - $words)
+    test "$seen[1..$words]" = "$argv[3..-1]"; or return 1
     test $at -eq $argv[1]; or test $argv[2] = more -a $at -gt $argv[1]
 end
 function __{0}_names --description 'Names of a noun, one on a line'
@@ -267,7 +268,8 @@ function __{0}_names --description 'Names of a noun, one on a line'
 end
 function __{0}_in --description 'Whether the words so far begin with these'
     set -l seen (__{0}_seen)
-    test "$seen[1..(count $argv)]" = "$argv"
+    set -l words (count $argv)
+    test "$seen[1..$words]" = "$argv"
 end
 complete --command {0} --no-files
 )";
@@ -279,7 +281,12 @@ complete --command {0} --no-files
     }
 
     void AddCommand(const Command &command) {
-        const std::string name = FullName(command);
+        AddCommand(command, FullName(command));
+        for (std::string_view alias : command.aliases)
+            AddCommand(command, fmt::format("{} {}", command.noun, alias));
+    }
+
+    void AddCommand(const Command &command, const std::string &name) {
         const size_t last = name.rfind(' ');
         if (!command.verb.empty()) {
             Offer(fmt::format("at {}", name.substr(0, last)), name.substr(last + 1),

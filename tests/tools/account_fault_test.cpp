@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Changes that stop half-way: the exit code, what is said to be there, and that the command
+// which the message gives finishes the work.
+#include <filesystem>
+
+#include "tests/rig/system_log.h"
+#include "tests/tools/account_fixture.h"
+
+namespace {
+
+using namespace zafo::rig;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Lets the first N calls of a tool through; what comes after is played.
+std::string AfterCalls(int calls, const std::string &script) {
+    std::filesystem::remove("/tmp/calls");
+    return "echo x >>/tmp/calls\nif [ $(wc -l </tmp/calls) -le " + std::to_string(calls) +
+           " ]; then exec $real \"$@\"; fi\n" + script;
+}
+
+constexpr const char *kDenied = "echo 'ldap_modify: Insufficient access (50)' >&2; exit 50";
+
+class HalfWay : public AccountCommand {
+  protected:
+    HalfWay() { EXPECT_EQ(Line("group add staff").exit_code, 0); }
+
+    // Runs the command of a message; several stand between "&&".
+    static void Finish(const ProgramRun &run) {
+        std::string rest = FinishOf(run);
+        for (;;) {
+            const size_t at = rest.find(" && zafoldap ");
+            const ProgramRun step =
+                Line(rest.substr(0, at) + (rest.find("passwd") == 5 ? " --password-stdin" : ""));
+            EXPECT_EQ(step.exit_code, 0) << rest << "\n" << step.err;
+            if (at == std::string::npos) return;
+            rest.erase(0, at + 13);
+        }
+    }
+};
+
+TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
+    ProgramRun run{};
+    {
+        const ReplacedTool broken("ldappasswd",
+                                  "echo 'Result: Constraint violation (19)' >&2; exit 1");
+        run = Line("user add anna --password-stdin --groups staff");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("the user anna was added with the number "));
+    EXPECT_THAT(run.err, HasSubstr("but its password could not be set\n  Result: Constraint"));
+    EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), ElementsAre("anna"));
+    Finish(run);
+    EXPECT_TRUE(directory_.Binds(UserDN("anna"), kPassword));
+}
+
+TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
+    ASSERT_EQ(Line("group add other").exit_code, 0);
+    ProgramRun run{};
+    {
+        // number, SID and entry go through; then one request for all groups and one for each.
+        const ReplacedTool broken("ldapmodify", AfterCalls(3, kDenied));
+        run = Line("user add anna --password-stdin --groups staff,other --json");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    const Json error = ErrorOf(run);
+    EXPECT_EQ(error["key"], "zafoldap.partly_done");
+    EXPECT_THAT(error["message"],
+                HasSubstr("but it is not in the group staff; it is not in the group other"));
+    EXPECT_EQ(Json::parse(run.out)["data"]["name"], "anna");
+    EXPECT_EQ(Json::parse(run.out)["ok"], false);
+    const std::string hint = error["hint"];
+    EXPECT_EQ(hint, "to finish: zafoldap member add staff anna && zafoldap member add other anna");
+}
+
+TEST_F(HalfWay, AHomeFolderThatCannotBeMadeIsSaid) {
+    directory_.Change(
+        "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: add\nobjectClass: "
+        "automountMap\nautomountMapName: auto_home\n\n"
+        "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: add\n"
+        "objectClass: automount\nautomountKey: *\nautomountInformation: -fstype=nfs "
+        "server:/vol\\ 1/&\n");
+    const ProgramRun run = Line("user add anna --password-stdin");
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("but its home folder could not be made"));
+    EXPECT_EQ(FinishOf(run), "user home create anna");
+    std::filesystem::create_directories("/var/lib/exports/server/vol 1");
+    if (geteuid() == 0 && chown("/var/lib/exports/server/vol 1", 1, 1) == 0) {
+        Finish(run);
+        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/anna"));
+        EXPECT_EQ(Line("user add bob --password-stdin").exit_code, 0);
+        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/bob"));
+        std::filesystem::remove_all("/var/lib/exports/server/vol 1/bob");
+        EXPECT_EQ(Line("user home create-all").exit_code, 0);
+        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/bob"));
+    }
+    std::filesystem::remove_all("/var/lib/exports/server");
+    directory_.Change(
+        "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: delete\n\n"
+        "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: delete\n");
+}
+
+TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
+    ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
+    ProgramRun run{};
+    {
+        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
+        run = Line("user rename anna bea");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err,
+                HasSubstr("the user anna is now called bea, but the group staff still lists anna"));
+    Finish(run);
+    EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), ElementsAre("bea"));
+}
+
+TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItSays) {
+    ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
+    ProgramRun run{};
+    {
+        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
+        run = Line("user delete anna -y");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err,
+                HasSubstr("the user anna was deleted, but the group staff still lists anna"));
+    Finish(run);
+    EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), IsEmpty());
+}
+
+TEST_F(HalfWay, SeveralDeletionsStopAtTheFirstThatFails) {
+    for (const char *name : {"a1", "a2", "a3"})
+        ASSERT_EQ(Line(std::string("user add ") + name + " --password-stdin").exit_code, 0);
+    ProgramRun run{};
+    {
+        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
+        run = Line("user delete a1 a2 a3 -y");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("deleted: a1, but then a2: "));
+    EXPECT_EQ(FinishOf(run), "user delete a2 a3");
+    EXPECT_EQ(Line("user list").out, "a2\na3\n");
+}
+
+TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
+    ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
+    const ReplacedTool broken("ldappasswd", "echo 'Result: Constraint violation (19)' >&2; exit 1");
+    const ProgramRun run = Line("user passwd anna --password-stdin", "another-Word-2");
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("the server did not take it as the Unix password"));
+    EXPECT_EQ(FinishOf(run), "user passwd anna");
+}
+
+// Nothing was made: the failure as it is.
+TEST_F(HalfWay, AnAddThatTheServerRefusesLeavesNothing) {
+    const ReplacedTool broken("ldapmodify", AfterCalls(2, kDenied));
+    const ProgramRun run = Line("user add anna --password-stdin");
+    EXPECT_EQ(run.exit_code, 4);
+    EXPECT_THAT(run.err, HasSubstr("does not allow this"));
+    EXPECT_EQ(Line("user list").out, "");
+}
+
+TEST_F(HalfWay, AToolThatDiesAfterItsWorkHasMadeTheEntry) {
+    const ReplacedTool broken("ldapmodify", AfterCalls(2, "$real \"$@\"; kill -9 $$"));
+    const ProgramRun run = Line("user add anna --password-stdin");
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("the user anna was added"));
+    EXPECT_EQ(Line("user list").out, "anna\n");
+}
+
+TEST_F(HalfWay, AToolThatDiesBeforeItsWorkHasMadeNothing) {
+    const ReplacedTool broken("ldapmodify", AfterCalls(2, "kill -9 $$"));
+    EXPECT_EQ(Line("user add anna --password-stdin").exit_code, 1);
+    EXPECT_EQ(Line("user list").out, "");
+}
+
+TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
+    const ReplacedTool gone("ldapsearch",
+                            "[ -e /tmp/gone ] || exec $real \"$@\"\n"
+                            "echo \"ldap_bind: Can't contact LDAP server (-1)\" >&2; exit 255");
+    const ReplacedTool broken("ldapmodify", AfterCalls(2, ": >/tmp/gone; exit 255"));
+    const ProgramRun run = Line("user add anna --password-stdin");
+    std::filesystem::remove("/tmp/gone");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, HasSubstr("cannot be asked what came of it"));
+    EXPECT_THAT(run.err, HasSubstr("zafoldap user show anna"));
+}
+
+// Somebody takes the number between its choice and its use.
+TEST_F(HalfWay, ANumberTakenInBetweenIsReplacedByTheNext) {
+    const std::string next = Value("cn=CurID,cn=zafoconf,dc=example,dc=com", "uidNumber");
+    WriteFile("/tmp/rival.ldif",
+              "dn: uid=rival,cn=users,dc=example,dc=com\nobjectClass: account\nobjectClass: "
+              "posixAccount\nuid: rival\ncn: rival\nuidNumber: " +
+                  next + "\ngidNumber: 1500000\nhomeDirectory: /\n");
+    const ReplacedTool rival("ldapmodify",
+                             "$real \"$@\" || exit $?\n[ -e /tmp/rival.ldif ] || exit 0\n"
+                             "ldapadd -x -H ldap://" +
+                                 directory_.Uri() + " -D " + directory_.BindDN() + " -w " +
+                                 directory_.Password() +
+                                 " -f /tmp/rival.ldif && rm /tmp/rival.ldif");
+    const Json added = LineJson("user add anna --password-stdin");
+    EXPECT_EQ(Value(UserDN("rival"), "uidNumber"), next);
+    EXPECT_GT(added["data"]["uid"].get<int>(), std::stoi(next));
+}
+
+struct ListEnding {
+    const char *line;
+    int tool_exit;
+    const char *words;
+    int exit_code;
+};
+
+TEST_F(HalfWay, ListsAreNeverASuccessWhenTheyWereCut) {
+    for (const char *name : {"anna", "bob"})
+        ASSERT_EQ(Line(std::string("user add ") + name + " --password-stdin").exit_code, 0);
+    const ReplacedTool cut("ldapsearch",
+                           "$real \"$@\"; echo 'Size limit exceeded (4)' >&2; exit 4");
+    const Json list = LineJson("user list", 1);
+    EXPECT_EQ(list["data"].size(), 2U);
+    EXPECT_EQ(list["complete"], false);
+    const ProgramRun names = Line("user list");
+    EXPECT_EQ(names.exit_code, 1);
+    EXPECT_EQ(names.out, "anna\nbob\n");
+    EXPECT_THAT(names.err, HasSubstr("the answer is incomplete"));
+    for (const char *line :
+         {"group list", "stat users", "user list --not-in-group users", "id check"}) {
+        SCOPED_TRACE(line);
+        EXPECT_EQ(Line(line).exit_code, 1);
+    }
+}
+
+TEST_F(HalfWay, EveryEndingOfAToolHasItsExitCode) {
+    const ListEnding kRows[] = {
+        {"user list", 49, "ldap_bind: Invalid credentials (49)", 4},
+        {"user list", 255, "ldap_sasl_bind(SIMPLE): Can't contact LDAP server (-1)", 6},
+        {"user show anna", 251, "ldap_result: Timed out (-5)", 6},
+        {"group add more", 51, "Server is busy (51)", 8},
+        {"stat users", 50, "Insufficient access (50)", 4},
+        {"id check", 52, "Server is unavailable (52)", 6},
+        {"member list staff", 32, "No such object (32)", 3},
+    };
+    for (const ListEnding &row : kRows) {
+        SCOPED_TRACE(row.words);
+        const ReplacedTool broken(
+            "ldapsearch",
+            "echo \"" + std::string(row.words) + "\" >&2; exit " + std::to_string(row.tool_exit));
+        EXPECT_EQ(Line(row.line).exit_code, row.exit_code);
+    }
+}
+
+}  // namespace
