@@ -88,11 +88,11 @@ TEST(NextFreeNumber, AgreesWithTryingOneNumberAfterTheOther) {
     for (int i = 0; i < 20'000; ++i) {
         const uint64_t lowest = 3 + below(4);
         const NUMBER_RANGE pool{lowest, lowest + below(8)};
-        Numbers used(1 + below(24));
+        Numbers used(static_cast<size_t>(1 + below(24)));
         for (uint64_t &n : used)
             n = below(18);
         std::sort(used.begin(), used.end());
-        const uint64_t counter = used[below(static_cast<unsigned>(used.size()))];
+        const uint64_t counter = used[random() % used.size()];
         const auto answer = NextFreeNumber(used, counter, pool);
         ASSERT_EQ(answer, Naive(used, counter, pool))
             << testing::PrintToString(used) << " counter " << counter << " pool " << pool.nLowest
