@@ -156,6 +156,12 @@ bool IsLocalUser(const std::string &name) {
         .has_value();
 }
 
+bool IsLocalGroup(const std::string &name) {
+    return LocalName<group>("/etc/group", fgetgrent,
+                            [&](const group &row) { return row.gr_name == name; })
+        .has_value();
+}
+
 void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kind,
                        std::uint32_t number) {
     const std::string text = std::to_string(number);

@@ -34,9 +34,10 @@ std::uint32_t ParseAccountNumber(std::string_view option, const std::string &tex
 bool IsReservedNumber(std::uint64_t number);
 
 // The local account of this system (its "/etc/passwd" or "/etc/group") with a number; nothing:
-// none. And whether there is a user of a name.
+// none. And whether there is an account of a name.
 std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number);
 bool IsLocalUser(const std::string &name);
+bool IsLocalGroup(const std::string &name);
 
 // Throws Failure ("number_local", "number_outside_pool", the kind's number_taken) for a number
 // that a new account must not get.

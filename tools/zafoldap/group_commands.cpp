@@ -151,6 +151,9 @@ int AddGroup(Session &session) {
         session.document.Whole({{"name", name}, {"gid", number}, {"dn", dn}}, /*ok=*/left.None());
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
+    if (IsLocalGroup(name))
+        session.streams.Note("mind that this system has a local group of that name, which comes "
+                             "first where files are asked before the directory");
     return 0;
 }
 
