@@ -41,7 +41,8 @@ bool Has(const std::vector<std::string_view> &words, std::string_view beginning)
 std::string Answer(const std::vector<std::string_view> &words, unsigned long used) {
     if (Has(words, "-f")) return "";  // a change, which the server accepts
     if (Has(words, "cn=MaxID,")) return Entry("MaxID", 4294967295UL);
-    if (Has(words, "cn=") || Has(words, "(&")) return Entry("one", 1);
+    const bool counter = Has(words, "cn=CurID,") || Has(words, "cn=MinID,");
+    if (counter || Has(words, "(&")) return Entry("one", 1);
     const int fd =
         open(zafo::bench::kWholeSearches, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     if (fd < 0 || write(fd, "x", 1) != 1) std::exit(1);
