@@ -134,8 +134,8 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
     for (const Doomed &one : all)
         touches.push_back(one.touches);
     const std::string whom =
-        fmt::format("the {}{} {}", kind.noun, all.size() == 1 ? "" : "s", Enumerated(names));
-    ConfirmDeleting(session, whom, touches);
+        fmt::format("{}{} {}", kind.noun, all.size() == 1 ? "" : "s", Enumerated(names));
+    ConfirmDeleting(session, "the " + whom, touches);
     for (size_t i = 0; i < all.size(); ++i) {
         try {
             DeleteOne(directory, kind, all[i], remove);
