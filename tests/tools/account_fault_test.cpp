@@ -144,6 +144,19 @@ TEST_F(HalfWay, SeveralDeletionsStopAtTheFirstThatFails) {
     EXPECT_EQ(Line("user list").out, "a2\na3\n");
 }
 
+// As Ctrl-C does while the first is deleted. Between the program and the tool stands the front.
+TEST_F(HalfWay, AnInterruptionStopsBetweenDeletionsAndSaysTheState) {
+    for (const char *name : {"a1", "a2"})
+        ASSERT_EQ(Line(std::string("user add ") + name + " --password-stdin").exit_code, 0);
+    const ReplacedTool slow("ldapmodify",
+                            "$real \"$@\"; set -- $(cat /proc/$PPID/stat); kill -INT $4; exit 0");
+    const ProgramRun run = Line("user delete a1 a2 -y");
+    EXPECT_EQ(run.exit_code, 130);
+    EXPECT_THAT(run.err, HasSubstr("deleted: a1, but then a2: interrupted"));
+    EXPECT_EQ(FinishOf(run), "user delete a2");
+    EXPECT_EQ(Line("user list").out, "a2\n");
+}
+
 TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const ReplacedTool broken("ldappasswd", "echo 'Result: Constraint violation (19)' >&2; exit 1");
@@ -204,6 +217,24 @@ TEST_F(HalfWay, ANumberTakenInBetweenIsReplacedByTheNext) {
     const Json added = LineJson("user add anna --password-stdin");
     EXPECT_EQ(Value(UserDN("rival"), "uidNumber"), next);
     EXPECT_GT(added["data"]["uid"].get<int>(), std::stoi(next));
+}
+
+TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsSaid) {
+    WriteFile("/tmp/rival.ldif",
+              "dn: uid=rival,cn=users,dc=example,dc=com\nobjectClass: account\nobjectClass: "
+              "posixAccount\nuid: rival\ncn: rival\nuidNumber: 1500500\ngidNumber: 1500000\n"
+              "homeDirectory: /\n");
+    ProgramRun run{};
+    {
+        const ReplacedTool rival("slappasswd", "ldapadd -x -H ldap://" + directory_.Uri() + " -D " +
+                                                   directory_.BindDN() + " -w " +
+                                                   directory_.Password() +
+                                                   " -f /tmp/rival.ldif >&2\nexec $real \"$@\"");
+        run = Line("user add anna --uid 1500500 --password-stdin");
+    }
+    EXPECT_EQ(run.exit_code, 7);
+    EXPECT_THAT(run.err, HasSubstr("somebody else took its number at the same moment"));
+    EXPECT_EQ(FinishOf(run), "user edit anna --uid $(zafoldap id next uid)");
 }
 
 struct ListEnding {

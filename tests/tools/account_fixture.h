@@ -35,7 +35,9 @@ class ReplacedTool {
     ReplacedTool(const std::string &name, const std::string &script)
         : path_("/usr/zafo/libexec/" + name) {
         mkdir("/usr/zafo/libexec", 0755);
-        WriteFile(path_, "#!/bin/sh\nreal=/usr/bin/" + name + "\n" + script + "\n", 0755);
+        const std::string folder =
+            access(("/usr/bin/" + name).c_str(), X_OK) == 0 ? "bin/" : "sbin/";
+        WriteFile(path_, "#!/bin/sh\nreal=/usr/" + folder + name + "\n" + script + "\n", 0755);
     }
     ~ReplacedTool() { unlink(path_.c_str()); }
     ReplacedTool(const ReplacedTool &) = delete;

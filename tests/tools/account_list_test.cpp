@@ -112,6 +112,20 @@ TEST_F(AccountList, ShowOfANameInAFilterFindsNobodyElse) {
     EXPECT_EQ(Line("group show '*'").exit_code, 3);
 }
 
+TEST_F(AccountList, ANameWithFilterCharactersIsShownWithItsGroups) {
+    directory_.Change(
+        "dn: uid=a*(b\\29,cn=users,dc=example,dc=com\nchangetype: add\nobjectClass: "
+        "account\nobjectClass: posixAccount\nuid: a*(b)\ncn: x\nuidNumber: 1500097\n"
+        "gidNumber: 1500001\nhomeDirectory: /\n\ndn: " +
+        GroupDN("users") + "\nchangetype: modify\nadd: memberUid\nmemberUid: a*(b)\n");
+    const Json user = LineJson("user show 'a*(b)'")["data"];
+    EXPECT_EQ(user["groups"], Json{"users"});
+    EXPECT_EQ(user["primary_group"], "staff");
+    EXPECT_EQ(Line("user groups 'a*(b)' --format plain --fields name,primary,listed").out,
+              "users\tno\tyes\nstaff\tyes\tno\n");
+    EXPECT_EQ(Line("user rename 'a*(b)' ab").exit_code, 2);
+}
+
 TEST_F(AccountList, TwoEntriesOfOneNameAreToldApartByTheirDNs) {
     directory_.Change(
         "dn: cn=other,dc=example,dc=com\nchangetype: add\nobjectClass: account\n"

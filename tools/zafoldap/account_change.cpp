@@ -207,13 +207,15 @@ void Leftovers::Add(std::string reason, std::string command, std::string_view de
     if (!detail.empty()) detail_ += fmt::format("{}{}", detail_.empty() ? "" : "\n", detail);
 }
 
-void Leftovers::ThrowIfAny(const std::string &done) const {
+void Leftovers::ThrowIfAny(const std::string &done, int exit_code) const {
     if (None()) return;
-    throw OwnFailure("partly_done",
-                     {.subject = done,
-                      .reason = fmt::format("{}", fmt::join(reasons_, "; ")),
-                      .finish = fmt::format("{}", fmt::join(commands_, " && "))},
-                     detail_);
+    Failure failure = OwnFailure("partly_done",
+                                 {.subject = done,
+                                  .reason = fmt::format("{}", fmt::join(reasons_, "; ")),
+                                  .finish = fmt::format("{}", fmt::join(commands_, " && "))},
+                                 detail_);
+    failure.exit_code = exit_code;
+    throw failure;
 }
 
 const std::string &Reason(const Failure &failure) {

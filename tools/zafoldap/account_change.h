@@ -78,7 +78,7 @@ class Leftovers {
     void Add(std::string reason, std::string command, std::string_view detail = {});
     bool None() const { return reasons_.empty(); }
     // Throws Failure ("partly_done"); `done` reads like "the user anna was added".
-    void ThrowIfAny(const std::string &done) const;
+    void ThrowIfAny(const std::string &done, int exit_code = 7) const;
 
   private:
     std::vector<std::string> reasons_;

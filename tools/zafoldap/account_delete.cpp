@@ -96,7 +96,8 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
     left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
              CommandLine(directory.Of(), fmt::format("{} delete", kind.noun), undone),
              failure.detail);
-    left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)));
+    left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)),
+                    failure.exit_code == 130 ? 130 : 7);
     throw failure;
 }
 

@@ -152,8 +152,9 @@ int AddGroup(Session &session) {
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
     if (IsLocalGroup(name))
-        session.streams.Note("mind that this system has a local group of that name, which comes "
-                             "first where files are asked before the directory");
+        session.streams.Note(
+            "mind that this system has a local group of that name, which comes "
+            "first where files are asked before the directory");
     return 0;
 }
 
@@ -196,9 +197,8 @@ int EditGroup(Session &session) {
     session.streams.Note(fmt::format("group {} changed", OneLine(group.name)));
     if (!primary.empty())
         session.streams.Note(fmt::format(
-            "{} users keep the primary group number {}: zafoldap user edit NAME --gid {} changes "
-            "one",
-            primary.size(), old, *gid));
+            "the primary group number {} stays with {} user{}: zafoldap user edit NAME --gid {}",
+            old, primary.size(), primary.size() == 1 ? "" : "s", *gid));
     return 0;
 }
 

@@ -193,21 +193,31 @@ ZAFOUSER RecordOfUser(NewUser &user, std::string &password) {
     return record;
 }
 
+// Whether the number is the user's alone: a suggested one is replaced until it is, a wanted one
+// that somebody else took at the same moment is told.
 std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std::uint32_t number,
                      Leftovers &left) {
     try {
-        return SettleNumber(directory, kUserKind, number, [&](std::uint32_t next) {
-            ZAFOUSER change{};
-            change.pw_uid = next;
-            change.pw_gid = GID_ERR;
-            return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &change, nullptr,
-                                           nullptr);
-        });
+        if (!user.uid) {
+            return SettleNumber(directory, kUserKind, number, [&](std::uint32_t next) {
+                ZAFOUSER change{};
+                change.pw_uid = next;
+                change.pw_gid = GID_ERR;
+                return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &change,
+                                               nullptr, nullptr);
+            });
+        }
+        if (directory.WithNumber(kUserKind, number).size() > 1) {
+            left.Add(
+                "somebody else took its number at the same moment",
+                fmt::format("{} --uid $({})", CommandLine(directory.Of(), "user edit", {user.name}),
+                            CommandLine(directory.Of(), "id next uid", {})));
+        }
     } catch (const Failure &failure) {
         left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
                  CommandLine(directory.Of(), "id check", {}), failure.message);
-        return number;
     }
+    return number;
 }
 
 // Makes the entry and all that belongs to it; gives its number.
@@ -228,7 +238,7 @@ std::uint32_t Make(const AccountDirectory &directory, NewUser &user, std::string
         left.Add("its password could not be set",
                  CommandLine(directory.Of(), "user passwd", {user.name}), Reason(*created.after));
     }
-    record.pw_uid = user.uid ? created.number : Settle(directory, user, created.number, left);
+    record.pw_uid = Settle(directory, user, created.number, left);
     JoinGroups(directory, user, left);
     CheckHome(directory, record, left);
     return record.pw_uid;

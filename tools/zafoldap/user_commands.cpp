@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user list, show and groups.
+#include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
 
@@ -60,36 +61,35 @@ Names NotIn(const AccountDirectory &directory, const std::string &group) {
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
 
+// The groups that match a filter, as rows without what makes the user one of them.
+std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::string &name,
+                                 const std::string &filter) {
+    Search search(directory.Out(), directory.TheHost(),
+                  {.base = std::nullopt,
+                   .filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
+                   .attributes = {"cn", "gidNumber"}},
+                  directory.Known(name));
+    std::vector<Json> rows;
+    while (const Entry *entry = search.Next()) {
+        rows.push_back(RecordOf(GroupFields(), *entry));
+        rows.back()["primary"] = false;
+        rows.back()["listed"] = false;
+    }
+    return rows;
+}
+
 // Every group that lists the user or has its primary number.
 std::vector<Json> GroupsOf(const AccountDirectory &directory, const std::string &name,
                            const std::string &gid) {
-    NameList dns, names;
-    directory.Run(name, [&] {
-        return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), name.c_str(), dns.Address(),
-                                                 names.Address());
-    });
-    std::vector<std::string> listed = dns.Names();
-    std::vector<std::string> all = listed;
-    if (!gid.empty()) {
-        for (std::string &dn : directory.WithNumber(
-                 kGroupKind, static_cast<std::uint32_t>(std::strtoul(gid.c_str(), nullptr, 10)))) {
-            if (std::ranges::count(all, dn) == 0) all.push_back(std::move(dn));
-        }
-    }
-    std::vector<Json> rows;
-    for (const std::string &dn : all) {
-        Search search(directory.Out(), directory.TheHost(),
-                      {.base = dn,
-                       .filter = std::string(kGroupKind.filter),
-                       .scope = "base",
-                       .attributes = {"cn", "gidNumber"}},
-                      directory.Known(dn));
-        const Entry *entry = search.Next();
-        if (entry == nullptr) continue;
-        Json row = RecordOf(GroupFields(), *entry);
-        row["primary"] = FirstValue(*entry, "gidNumber") == gid;
-        row["listed"] = std::ranges::count(listed, dn) > 0;
-        rows.push_back(std::move(row));
+    std::vector<Json> rows = GroupsMatching(directory, name, "memberUid=" + EscapedForFilter(name));
+    for (Json &row : rows)
+        row["listed"] = true;
+    if (gid.empty()) return rows;
+    for (Json &primary : GroupsMatching(directory, name, "gidNumber=" + EscapedForFilter(gid))) {
+        const auto known =
+            std::ranges::find_if(rows, [&](const Json &row) { return row["dn"] == primary["dn"]; });
+        Json &row = known == rows.end() ? rows.emplace_back(std::move(primary)) : *known;
+        row["primary"] = true;
     }
     return rows;
 }
@@ -150,11 +150,9 @@ int ShowUser(Session &session) {
     const std::string gid(FirstValue(*entry, "gidNumber"));
     record["primary_group"] = nullptr;
     record["groups"] = Json::array();
-    if (name.find_first_of("*()\\") == std::string::npos) {
-        for (const Json &row : GroupsOf(directory, name, gid)) {
-            if (row["primary"] == true) record["primary_group"] = row["name"];
-            if (row["listed"] == true) record["groups"].push_back(row["name"]);
-        }
+    for (const Json &row : GroupsOf(directory, name, gid)) {
+        if (row["primary"] == true) record["primary_group"] = row["name"];
+        if (row["listed"] == true) record["groups"].push_back(row["name"]);
     }
     record["password_change"] = MayChangePassword(directory, dn);
     record["sid"] = sid.empty() ? Json() : Json(sid);
@@ -163,7 +161,7 @@ int ShowUser(Session &session) {
 }
 
 int ListUserGroups(Session &session) {
-    CheckChangeableName(session.Argument("NAME"));  // the library's filter takes it as it is
+    CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
     const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
     const std::string gid = directory.ValueOf(dn, std::string(kUserKind.filter), "gidNumber");
