@@ -52,6 +52,12 @@ TEST_F(DeleteDN, RefusalIsLogged) {
                    [this] { return ZAFOLDAPBrowserDeleteDN(&host_, "cn=%n"); });
 }
 
+TEST_F(DeleteDN, DNThatTheDiskCutsShortIsNotSent) {
+    ExpectNothingSentFromAFullDisk(
+        [this] { return ZAFOLDAPBrowserDeleteDN(&host_, kHugeText.c_str()); });
+    EXPECT_THAT(tools_.Calls(), IsEmpty());
+}
+
 TEST_F(DeleteDN, DNThatBreaksALineIsRefused) {
     for (const char *dn : {"\n", "dc=a\nchangetype: add", "dc=a\r", "\rdc=a"}) {
         EXPECT_EQ(ZAFOLDAPBrowserDeleteDN(&host_, dn), -1);

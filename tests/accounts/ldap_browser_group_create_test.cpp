@@ -181,6 +181,11 @@ TEST_F(GroupCreate, SidThatCannotBeMadeIsWrittenEmpty) {
     EXPECT_THAT(LastChange(), testing::HasSubstr("\nsambaSID: \n"));
 }
 
+TEST_F(GroupCreate, RecordThatTheDiskCutsShortIsNotSent) {
+    ExpectNothingSentFromAFullDisk([this] { return Create({.members = Texts{"a", kHugeText}}); });
+    EXPECT_EQ(tools_.Calls().size(), 2u);
+}
+
 TEST_F(GroupCreate, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
     for (const char *breaks : {"\n", "\r", "a\ngidNumber: 0", "a\r", "\na", "a\r\nb"}) {
         SCOPED_TRACE(testing::PrintToString(breaks));

@@ -166,6 +166,13 @@ TEST_F(GroupEdit, NumberThatIsTakenChangesNothing) {
     EXPECT_THAT(Commands(), ElementsAre(kRead, kNameSearch, kNumberSearch));
 }
 
+TEST_F(GroupEdit, ChangeThatTheDiskCutsShortIsNotSent) {
+    Prepare(kSteps);
+    ExpectNothingSentFromAFullDisk(
+        [this] { return Edit({.name = "crew", .description = kHugeText}); });
+    EXPECT_THAT(Commands(), ElementsAre(kRead, kNameSearch));
+}
+
 TEST_F(GroupEdit, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
     for (const char *breaks : {"\n", "\r", "a\ngidNumber: 0", "a\r", "\na", "a\r\nb"}) {
         SCOPED_TRACE(testing::PrintToString(breaks));

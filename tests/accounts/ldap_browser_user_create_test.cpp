@@ -364,6 +364,11 @@ TEST_F(UserCreate, RefusedCryptedUserIsLogged) {
                    [this] { return Create(Anna()); });
 }
 
+TEST_F(UserCreate, RecordThatTheDiskCutsShortIsNotSent) {
+    ExpectNothingSentFromAFullDisk([this] { return Create({.full_name = kHugeText}); });
+    EXPECT_EQ(tools_.Calls().size(), 2u);
+}
+
 TEST_F(UserCreate, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
     for (const char *breaks : {"\n", "\r", "a\nuidNumber: 0", "a\r", "\na", "a\r\nb"}) {
         for (Text Person::*field :

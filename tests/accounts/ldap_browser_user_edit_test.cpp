@@ -534,6 +534,15 @@ TEST_F(UserEdit, CurrentNameThatBreaksALineIsNotCarriedIntoTheGroups) {
     EXPECT_THAT(Changes(), IsEmpty());
 }
 
+TEST_F(UserEdit, ChangeThatTheDiskCutsShortIsNotSent) {
+    Request request = Everything();
+    request.person.password.reset();
+    request.person.full_name = kHugeText;
+    PrepareEntry({});
+    ExpectNothingSentFromAFullDisk([&] { return Edit(request); });
+    EXPECT_THAT(Commands(), ElementsAre(kRead, kReadClasses, kNameSearch, kNumberSearch));
+}
+
 TEST_F(UserEdit, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
     for (const char *breaks : {"\n", "\r", "a\nuidNumber: 0", "a\r", "\na", "a\r\nb"}) {
         SCOPED_TRACE(testing::PrintToString(breaks));

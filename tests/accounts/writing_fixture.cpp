@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/accounts/writing_fixture.h"
 
+#include <sys/resource.h>
+
 #include <csignal>
 #include <fstream>
 
@@ -187,6 +189,20 @@ void WritingTest::ExpectOutcomes(const std::vector<Step> &steps,
             EXPECT_EQ(LoggedTexts(), ExpectedTexts(outcome, steps[i].tool, code, platform_code));
         }
     }
+}
+
+void WritingTest::ExpectNothingSentFromAFullDisk(const std::function<int()> &operation) {
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit little{65'536, before.rlim_max};
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &little);
+    const int result = operation();
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    EXPECT_EQ(result, -1);
+    ExpectSlots(kStaleLdapCode, 0x0B00);
+    EXPECT_THAT(Changes(), IsEmpty());
 }
 
 Texts WritingTest::Commands() const {

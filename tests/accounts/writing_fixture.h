@@ -105,6 +105,9 @@ std::string Replaced(std::string text, const std::string &what, const std::strin
 // The platform's NT hash of "secret"; empty in a build that has none.
 std::string NtHashOfSecret();
 
+// A text for which a full disk has no room.
+inline const std::string kHugeText(200'000, 'x');
+
 // One run of a tool in an operation, what it answers when all goes well.
 struct Step {
     const char *tool;
@@ -134,6 +137,10 @@ class WritingTest : public CoreTest {
     // Runs the operation for every step with every kind of failure.
     void ExpectOutcomes(const std::vector<Step> &steps, const std::vector<Outcome> &outcomes,
                         const std::function<int()> &operation);
+
+    // Runs an operation that would write a change file of 200 kB, and finds room for 64: nothing
+    // of it is sent.
+    void ExpectNothingSentFromAFullDisk(const std::function<int()> &operation);
 
     // The command lines so far, words separated by blanks, change files named "FILE".
     Texts Commands() const;
