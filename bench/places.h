@@ -33,7 +33,6 @@ inline constexpr const char *kRecorded = "/tmp/recorded";  // a folder for each 
 
 inline constexpr const char *kWholeSearches = "/tmp/whole-searches";  // a byte for each of them
 
-inline constexpr const char *kBase = "dc=example,dc=com";
 inline constexpr const char *kUsersBase = "cn=users,dc=example,dc=com";
 inline constexpr const char *kUsersFilter = "(objectClass=posixAccount)";
 

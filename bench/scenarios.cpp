@@ -229,7 +229,7 @@ constexpr ListRow kListRows[] = {
 // The counter's number is taken, and so are all `used` up to the answer.
 void FreeNumber(benchmark::State &state, const Connection &connection, int used) {
     ZAFOLDAP_HOST host = *connection.get();
-    host.szBaseDN = kBase;
+    host.szBaseDN = kBaseDN;
     setenv("ZAFO_BENCH_USED", std::to_string(used).c_str(), 1);
     for ([[maybe_unused]] auto _ : state) {
         std::filesystem::remove(kWholeSearches);
