@@ -237,6 +237,23 @@ TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsSaid) {
     EXPECT_EQ(FinishOf(run), "user edit anna --uid $(zafoldap id next uid)");
 }
 
+TEST_F(HalfWay, NoToolIsGivenASecretOnItsCommandLineOrInItsEnvironment) {
+    const std::string record = "echo \"$0 $*\" >>/tmp/seen; env >>/tmp/seen; exec $real \"$@\"";
+    std::filesystem::remove("/tmp/seen");
+    {
+        const ReplacedTool search("ldapsearch", record), modify("ldapmodify", record),
+            passwd("ldappasswd", record), hash("slappasswd", record);
+        ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
+        ASSERT_EQ(Line("user passwd anna --password-stdin", "another-Word-2").exit_code, 0);
+    }
+    const std::string seen = ReadFile("/tmp/seen");
+    for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"})
+        EXPECT_THAT(seen, HasSubstr("/usr/zafo/libexec/" + std::string(tool)));
+    for (const std::string &secret :
+         {std::string(kPassword), std::string("another-Word-2"), directory_.Password()})
+        EXPECT_EQ(seen.find(secret), std::string::npos);
+}
+
 struct ListEnding {
     const char *line;
     int tool_exit;
