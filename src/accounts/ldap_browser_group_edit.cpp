@@ -3,8 +3,8 @@
 // Changing a group's name, description and number in one change file. Members, and users whose
 // primary group it is, are not touched.
 #include <cstring>
-#include <memory>
 
+#include "accounts/account_owner.h"
 #include "accounts/account_taken.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
@@ -16,11 +16,6 @@
 namespace {
 
 constexpr size_t kDescriptionSize = 1024;
-
-struct FreeGroup {
-    void operator()(ZAFOGROUP *pGroup) const { ZAFOGroupFree(pGroup); }
-};
-using Group = std::unique_ptr<ZAFOGROUP, FreeGroup>;
 
 // What really changes; NULL stays.
 struct CHANGES {
@@ -39,7 +34,7 @@ int KeepWhatDiffers(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, CHANGES *
     char szDesc[kDescriptionSize] = "";
     ZAFOGROUP *pGroup = nullptr;
     const int nFound = ZAFOLDAPBrowserGroupGet(pHost, szGroupDN, &pGroup, szDesc, sizeof szDesc);
-    const Group group(pGroup);
+    const zafo::Group group(pGroup);
     if (nFound != 1) {
         ZAFO_LOG("get group %s failed. ", szGroupDN);
         return -1;

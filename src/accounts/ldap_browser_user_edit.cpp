@@ -3,9 +3,9 @@
 // Changing a user: what really changes goes into one change file; then the groups follow a new
 // name, and the server sets a new password. What fails after the change file leaves it applied.
 #include <cstring>
-#include <memory>
 #include <string>
 
+#include "accounts/account_owner.h"
 #include "accounts/account_taken.h"
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
@@ -28,11 +28,6 @@ namespace {
 
 using DN = char[zafo::kMaxDN + 1];
 
-struct FreeUser {
-    void operator()(ZAFOUSER *pUser) const { ZAFOUserFree(pUser); }
-};
-using User = std::unique_ptr<ZAFOUSER, FreeUser>;
-
 // What a caller asked for.
 struct REQUEST {
     const ZAFOLDAP_HOST *pHost;
@@ -44,7 +39,7 @@ struct REQUEST {
 
 // The entry as it is.
 struct ENTRY {
-    User user;
+    zafo::User user;
     unsigned int nClasses = 0;
     bool blRenamed = false;  // the wanted name is another one
     DN szRDNAttr = "";       // for a renamed entry: the attribute that its RDN is made of

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 
 #include <cstring>
-#include <memory>
 #include <string>
 
+#include "accounts/account_owner.h"
 #include "accounts/account_record.h"
 #include "accounts/automount_value.h"
 #include "accounts/ldap_mount.h"
@@ -24,10 +24,6 @@ namespace {
 
 constexpr mode_t kHomeMode = 0700;
 constexpr size_t kMaxValue = 1024;
-
-struct FREE_USER {
-    void operator()(ZAFOUSER *pUser) const { ZAFOUserFree(pUser); }
-};
 
 int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *szLoggedPath) {
     if (ZAFOFSMkdirP(folder.c_str(), 0, 1, user.pw_uid, user.pw_gid, kHomeMode) >= 0) return 0;
@@ -48,7 +44,7 @@ void MakeMissingFolder(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const c
     if (stat(folder.c_str(), &status) == 0) return;
     ZAFOUSER *pFound = nullptr;
     const int nFound = ZAFOLDAPBrowserUserGet(pHost, szUserDN, &pFound, nullptr);
-    const std::unique_ptr<ZAFOUSER, FREE_USER> user(pFound);
+    const zafo::User user(pFound);
     if (nFound != 1) {
         ZAFO_LOG("get user info [%s] failed. [0x%04X]", szUserDN, zafo::PlatformError());
         return;

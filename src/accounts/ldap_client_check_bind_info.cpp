@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether a connection can be used for accounts.
+#include "core/own_host.h"
 #include "frame/log.h"
 #include "platform/ldap.h"
 #include "zafoldap/browser.h"
@@ -14,17 +15,6 @@ namespace {
 constexpr unsigned int kNeededClasses = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_CLASS_POSIX_GROUP |
                                         ZAFOLDAP_CLASS_INET_ORG_PERSON |
                                         ZAFOLDAP_CLASS_SHADOW_ACCOUNT;
-
-// A connection record of our own, freed on every path.
-class OwnHost {
-  public:
-    OwnHost() = default;
-    OwnHost(const OwnHost &) = delete;
-    OwnHost &operator=(const OwnHost &) = delete;
-    ~OwnHost() { ZAFOLDAPHostFree(&host); }
-
-    ZAFOLDAP_HOST host{};
-};
 
 const char *ErrorKey() {
     return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
@@ -42,7 +32,7 @@ int CheckBinding() {
         ZAFO_DEBUG_LOG("is not binded");
         return -1;
     }
-    OwnHost binding;
+    zafo::OwnHost binding;
     if (ZAFOLDAPHostInitByBindConfig(&binding.host) < 1) {
         ZAFO_DEBUG_LOG("get bind info failed");
         return -1;
@@ -57,7 +47,7 @@ void JudgeClasses(unsigned int nSchema) {
 }
 
 int CheckSavedConnection(const char *szSection) {
-    OwnHost saved;
+    zafo::OwnHost saved;
     if (ZAFOLDAPHostInitByBrowserConfig(&saved.host, szSection) < 1) return -1;
     const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved.host);
     if (nResult >= 0) JudgeClasses(saved.host.nSchema);
@@ -69,7 +59,7 @@ int CheckSavedConnection(const char *szSection) {
 int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
     if (pHost == nullptr) return CheckBinding();
     if (CheckListing(*pHost) != 0) return -1;
-    OwnHost clone;  // the caller's record keeps its schema bits
+    zafo::OwnHost clone;  // the caller's record keeps its schema bits
     if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) {
         ZAFO_DEBUG_LOG("clone host info failed");
         return -1;
@@ -87,7 +77,7 @@ int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
     if (pHost == nullptr) return CheckSavedConnection(szSection);
     const int nResult = ZAFOLDAPPosixCheckEnumUser(pHost);
     if (nResult < 0) return nResult;
-    OwnHost clone;
+    zafo::OwnHost clone;
     if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) return nResult;
     clone.host.nSchema = 0;  // what the server says now counts, not what it said once
     if (ZAFOLDAPHostGetSupportedSchema(&clone.host) < 0) return nResult;

@@ -7,6 +7,7 @@
 #include "accounts/account_record.h"
 #include "accounts/automount_value.h"
 #include "core/change_file.h"
+#include "core/own_host.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -19,16 +20,6 @@ namespace {
 constexpr int kAlreadyExists = 68;  // LDAP result code
 
 using Attributes = std::initializer_list<std::pair<const char *, std::string>>;
-
-// The connection of the appliance's own server, freed on every path.
-struct ServerHost {
-    ServerHost() = default;
-    ServerHost(const ServerHost &) = delete;
-    ServerHost &operator=(const ServerHost &) = delete;
-    ~ServerHost() { ZAFOLDAPHostFree(&host); }
-
-    ZAFOLDAP_HOST host{};
-};
 
 bool IsWritable(const std::string &dn) {
     if (!zafo::FitsDN(dn)) return false;
@@ -97,7 +88,7 @@ int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
 }
 
 int Publish(const char *szHost, const char *szHomeFolderPath) {
-    ServerHost server;
+    zafo::OwnHost server;
     if (ZAFOLDAPHostInitByBrowserConfig(&server.host, nullptr) <= 0) {
         ZAFO_LOG("Init config failed. Start server first.");
         return -1;
