@@ -1,6 +1,17 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
  * The appliance's services, by name.
+ *
+ * The host platform describes a service in the key=value file
+ * "/usr/zafo/etc.defaults/service/NAME.conf"; keys of "/usr/zafo/etc/service/NAME.conf", which
+ * need not exist, go before:
+ *   start         program and arguments, with blanks between them, that starts the service in
+ *                 the background and exits with 0 when it serves
+ *   pid_file      where the service writes its process id
+ *   stopped       program and arguments that run after the service has ended; may be missing
+ *   stop_seconds  how long it may take to end (default 30)
+ * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. Where systemd runs and
+ * has a unit of that name, systemd starts, stops and enables it instead.
  */
 #ifndef ZAFO_PLATFORM_SERVICE_H
 #define ZAFO_PLATFORM_SERVICE_H
@@ -9,15 +20,24 @@
 
 ZAFO_BEGIN_DECLS
 
-/* Starts a service. `nFlags` must be 0. Negative on failure. */
+/* Starts a service. `nFlags` must be 0. 0, also when it runs already; -1 with 0xD100 (it is not
+ * enabled, or it did not start: what it says itself went to standard error), 0x0900 (no such
+ * service, or its program cannot be started) or 0x0D00. */
 ZAFO_API int QLIBServiceStart(const char *szName, int nFlags);
 
-/* Stops a service and returns when its process and its pid file are gone.
- * `nFlags` must be 0. Negative on failure. */
+/* Ends a service and returns when its process and its pid file are gone.
+ * `nFlags` must be 0. 0, also when it does not run; -1 with 0xD200 (it does not end in time, and
+ * is left alone), 0x0900 or 0x0D00. Only the process that QLIBServiceStart left running is ever
+ * sent a signal (SIGTERM): a pid file that names another one is a stale file and is removed. */
 ZAFO_API int QLIBServiceStop(const char *szName, int nFlags);
 
-/* Non-zero when the service is enabled. */
+/* 1 when the service is enabled, else 0. */
 ZAFO_API int QLIBServiceIsEnabled(const char *szName);
+
+/* Enables or disables a service; it is neither started nor stopped.
+ * 0; -1 with 0x0900 (no such service), 0x0B00 or 0x0D00. */
+ZAFO_API int QLIBServiceEnable(const char *szName);
+ZAFO_API int QLIBServiceDisable(const char *szName);
 
 ZAFO_END_DECLS
 
