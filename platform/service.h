@@ -7,11 +7,22 @@
  * need not exist, go before:
  *   start         program and arguments, with blanks between them, that starts the service in
  *                 the background and exits with 0 when it serves
- *   pid_file      where the service writes its process id
- *   stopped       program and arguments that run after the service has ended; may be missing
- *   stop_seconds  how long it may take to end (default 30)
- * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. Where systemd runs and
- * has a unit of that name, systemd starts, stops and enables it instead.
+ *   pid_file      where the service writes its process id, an absolute path
+ *   program       the program file of the service's process; may be missing
+ *   stopped       program and arguments that run after the service has ended, also when it ended
+ *                 by itself; its result does not count; may be missing
+ *   stop_seconds  how long it may take to end, 1 to 3600 (default 30)
+ * Other keys are the start program's own.
+ *
+ * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. A successful start
+ * leaves the number and the start time of the service's process in "/run/zafo-service/NAME";
+ * starting and stopping one service exclude each other ("/run/zafo-service/NAME.lock"). Its process
+ * is the one of that record. When there is none, or it has ended, it is the pid file's if that
+ * runs `program`, so that a service that was started by hand is found too. Any other process
+ * that a pid file names is foreign.
+ *
+ * Where systemd runs ("/run/systemd/system" is a folder) and has a unit NAME.service, systemd
+ * starts, stops and enables it instead.
  */
 #ifndef ZAFO_PLATFORM_SERVICE_H
 #define ZAFO_PLATFORM_SERVICE_H
@@ -20,18 +31,20 @@
 
 ZAFO_BEGIN_DECLS
 
-/* Starts a service. `nFlags` must be 0. 0, also when it runs already; -1 with 0xD100 (it is not
- * enabled, or it did not start: what it says itself went to standard error), 0x0900 (no such
- * service, or its program cannot be started) or 0x0D00. */
+/* Starts a service. It has started when, five seconds after its start program has exited with 0 at
+ * the latest, its pid file names a living process. `nFlags` must be 0. 0, also when it runs already;
+ * -1 with 0xD100 (it is not enabled, or it did not start: what it says itself went to standard
+ * error), 0x0900 (no such service, or its program cannot be started) or 0x0D00. */
 ZAFO_API int QLIBServiceStart(const char *szName, int nFlags);
 
-/* Ends a service and returns when its process and its pid file are gone.
- * `nFlags` must be 0. 0, also when it does not run; -1 with 0xD200 (it does not end in time, and
- * is left alone), 0x0900 or 0x0D00. Only the process that QLIBServiceStart left running is ever
- * sent a signal (SIGTERM): a pid file that names another one is a stale file and is removed. */
+/* Ends a service and returns when its process and its pid file are gone; a process that is only
+ * waited for by its parent is gone. `nFlags` must be 0. 0, also when it does not run; -1 with
+ * 0xD200 (it does not end in time, and is left alone), 0x0900 or 0x0D00. Only the service's
+ * own process is ever sent a signal (SIGTERM, no other): a pid file that names a foreign one is a
+ * stale file and is removed. */
 ZAFO_API int QLIBServiceStop(const char *szName, int nFlags);
 
-/* 1 when the service is enabled, else 0. */
+/* 1 when the service is enabled, else 0 (with 0x0D00 for what is no service name). */
 ZAFO_API int QLIBServiceIsEnabled(const char *szName);
 
 /* Enables or disables a service; it is neither started nor stopped.

@@ -6,6 +6,7 @@
 #include "platform/process.h"
 
 #include "host/core/fail.h"
+#include "host/core/proc_file.h"
 #include "host/core/unique_fd.h"
 
 #include <dirent.h>
@@ -260,20 +261,6 @@ std::vector<std::string> Expand(std::string_view argument) {
     return paths;
 }
 
-// The start of a file's text, enough for a number or a process's status line.
-std::string Head(const char *path) {
-    const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    char text[512];
-    const ssize_t n = file.IsOpen() ? read(file.Get(), text, sizeof text) : -1;
-    return n > 0 ? std::string(text, static_cast<size_t>(n)) : std::string();
-}
-
-// Of "PID (NAME) STATE …": the name may hold anything.
-char ProcessState(const std::string &stat) {
-    const size_t at = stat.rfind(") ");
-    return at == std::string::npos || at + 2 >= stat.size() ? '\0' : stat[at + 2];
-}
-
 pid_t ParsePid(const std::string &text) {
     char *end = nullptr;
     errno = 0;
@@ -354,11 +341,7 @@ int QLIBCExecv(const char *szPath, char *const argv[], int nFlags) {
 }
 
 int QLIBCProcAlive(pid_t pid) {
-    if (pid <= 0 || (kill(pid, 0) != 0 && errno == ESRCH)) return 0;
-    return OutOfMemoryIs(0, [=] {
-        const char state = ProcessState(Head(("/proc/" + std::to_string(pid) + "/stat").c_str()));
-        return state == '\0' || state == 'Z' || state == 'X' ? 0 : 1;
-    });
+    return OutOfMemoryIs(0, [=] { return zafo::LivingProcess(pid) ? 1 : 0; });
 }
 
 pid_t QLIBCReadPidFile(const char *szPath) {
@@ -367,7 +350,7 @@ pid_t QLIBCReadPidFile(const char *szPath) {
         return 0;
     }
     return OutOfMemoryIs<pid_t>(0, [=] {
-        const pid_t pid = ParsePid(Head(szPath));
+        const pid_t pid = ParsePid(zafo::ReadHead(szPath));
         return QLIBCProcAlive(pid) == 1 ? pid : 0;
     });
 }
