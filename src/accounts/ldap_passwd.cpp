@@ -4,16 +4,14 @@
 // ldappasswd(1) has the server set one (RFC 3062).
 #include "zafoldap/password.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/ldap_search_command.h"
+#include "core/tool_output.h"
 #include "frame/log.h"
 #include "platform/error.h"
 #include "platform/ldap.h"
@@ -25,34 +23,10 @@ namespace {
 constexpr const char *kHashTool = "/usr/zafo/bin/slappasswd";
 constexpr const char *kScheme = "{CRYPT}";
 constexpr const char *kSalt = "$1$%.2s";  // MD5-crypt with two characters of the tool's choice
-constexpr int kReadAttempts = 5;
 
 constexpr const char *kChangeTool = "/usr/zafo/bin/ldappasswd";
 constexpr size_t kMaxAddress = 1024;
 constexpr size_t kMaxLoggedCommand = 1023;
-
-struct CLOSE {
-    void operator()(FILE *pStream) const { QLIBCPclose(pStream); }
-};
-using Output = std::unique_ptr<FILE, CLOSE>;
-
-// The tool's one line, without its line break. A signal may come in between.
-int ReadHash(FILE *pOutput, char *szHash, size_t cbHash) {
-    const int nSize = static_cast<int>(std::min<size_t>(cbHash, INT_MAX));
-    for (int i = 0; i < kReadAttempts; ++i) {
-        errno = 0;  // the end of the output leaves it alone
-        if (fgets(szHash, nSize, pOutput) != nullptr) {
-            const size_t nLength = std::strlen(szHash);
-            if (nLength > 0 && szHash[nLength - 1] == '\n') szHash[nLength - 1] = '\0';
-            return 0;
-        }
-        if (errno != EINTR) {
-            ZAFO_LOG("Failed to read from popen (%s)", std::strerror(errno));
-            return -1;
-        }
-    }
-    return -1;
-}
 
 std::vector<std::string> ChangeArguments(const ZAFOLDAP_HOST &host, const char *szUserDN,
                                          const char *szClearPass) {
@@ -90,13 +64,15 @@ int ZAFOLDAPEncryptPasswd(const char *szClearPass, char *szEncryptPass, size_t c
 
     ZAFO_DEBUG_LOG("cmd: %s %s '%s' %s '%s' %s '%s'", kHashTool, "-h", kScheme, "-s", "****", "-c",
                    kSalt);
-    const Output output(QLIBCPopen(kHashTool, "r", "-h", kScheme, "-s", szClearPass, "-c", kSalt,
-                                   static_cast<char *>(nullptr)));
+    const zafo::ToolOutput output(QLIBCPopen(kHashTool, "r", "-h", kScheme, "-s", szClearPass, "-c",
+                                             kSalt, static_cast<char *>(nullptr)));
     if (output == nullptr) {
         ZAFO_LOG("Popen failed [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return ReadHash(output.get(), szEncryptPass, cbEncryptPass);
+    if (zafo::ReadOnlyLine(output.get(), szEncryptPass, cbEncryptPass)) return 0;
+    if (errno != EINTR) ZAFO_LOG("Failed to read from popen (%s)", std::strerror(errno));
+    return -1;
 }
 
 int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const char *szClearPass) {

@@ -23,15 +23,18 @@ class ChangeFile {
     int Open() { return ZAFOLDAPLdifInit(&ldif_, nullptr); }
     ZAFOLDAP_LDIF *get() { return &ldif_; }
 
-    // As ZAFOLDAPModify. A file that the disk had no room for is not run (platform error
-    // 0x0B00): a record that is cut short says something else, "delete: memberUid" alone
-    // means every member.
+    // Whether everything written so far is in the file; -1 with platform error 0x0B00 when the
+    // disk had no room for it.
+    int Flush() {
+        if (std::fflush(ldif_.pFile) == 0 && std::ferror(ldif_.pFile) == 0) return 0;
+        QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
+        return -1;
+    }
+
+    // As ZAFOLDAPModify. A file that was cut short is not run: a record that is cut short says
+    // something else, "delete: memberUid" alone means every member.
     int Apply(const ZAFOLDAP_HOST *pHost, int blAdd = 0) {
-        if (std::fflush(ldif_.pFile) != 0 || std::ferror(ldif_.pFile) != 0) {
-            QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
-            return -1;
-        }
-        return ZAFOLDAPModify(pHost, &ldif_, blAdd);
+        return Flush() == 0 ? ZAFOLDAPModify(pHost, &ldif_, blAdd) : -1;
     }
 
   private:

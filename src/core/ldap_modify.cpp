@@ -4,12 +4,10 @@
 // code of the record that the server refused; it stops there.
 #include "zafoldap/modify.h"
 
-#include <stdlib.h>
-
-#include <cstring>
 #include <string>
 
 #include "core/ldap_search_command.h"
+#include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -33,13 +31,10 @@ const char *OrEmpty(const char *sz) {
 // ignores the broken pipe and ends by itself.
 void LogOutput(FILE *pOutput) {
     if (ZAFOLDAPDebugEnabled() == 0) return;
-    char *szLine = nullptr;
-    size_t cbLine = 0;
-    while (getline(&szLine, &cbLine, pOutput) >= 0) {
-        szLine[std::strcspn(szLine, "\n")] = '\0';
-        if (szLine[0] != '\0') ZAFO_LOG("%s", szLine);
+    Lines lines(pOutput);
+    while (const char *szLine = lines.Next()) {
+        if (*szLine != '\0') ZAFO_LOG("%s", szLine);
     }
-    free(szLine);
 }
 
 int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <initializer_list>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "accounts/account_record.h"
 #include "accounts/automount_value.h"
@@ -11,6 +9,7 @@
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
+#include "server/entry.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/error.h"
 #include "zafoldap/home.h"
@@ -19,43 +18,30 @@ namespace {
 
 constexpr int kAlreadyExists = 68;  // LDAP result code
 
-using Attributes = std::initializer_list<std::pair<const char *, std::string>>;
-
-bool IsWritable(const std::string &dn) {
-    if (!zafo::FitsDN(dn)) return false;
-    if (zafo::IsOneLine(dn.c_str())) return true;
-    return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szDN, \"\\r\\n\")") == 0;
-}
-
-// The library error says why, if it is one of the server's.
-int AddEntry(const ZAFOLDAP_HOST &host, const std::string &dn, const Attributes &attributes) {
+// The library error says why it failed, if it is one of the server's.
+int Add(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
     ZAFOLDAPErrReset();
-    zafo::ChangeFile change;
-    if (!IsWritable(dn) || change.Open() != 0) return -1;
-    ZAFOLDAPLdifTargetDN(change.get(), dn.c_str());
-    for (const auto &[szAttr, value] : attributes)
-        zafo::WriteValue(change.get(), szAttr, value.c_str());
-    return change.Apply(&host, 1);
+    return zafo::AddEntry(host, entry);
 }
 
-int AddUnlessThere(const ZAFOLDAP_HOST &host, const std::string &dn, const Attributes &attributes) {
-    if (AddEntry(host, dn, attributes) == 0 || ZAFOLDAPErrGet() == kAlreadyExists) return 0;
-    return -1;
+int AddUnlessThere(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
+    return Add(host, entry) == 0 || ZAFOLDAPErrGet() == kAlreadyExists ? 0 : -1;
 }
 
 int AddMap(const ZAFOLDAP_HOST &host, const char *szMap) {
     return AddUnlessThere(
-        host, zafo::AutomountMapDN(host, szMap),
-        {{"automountMapName", szMap}, {"objectClass", "top"}, {"objectClass", "automountMap"}});
+        host,
+        {zafo::AutomountMapDN(host, szMap),
+         {{"automountMapName", szMap}, {"objectClass", "top"}, {"objectClass", "automountMap"}}});
 }
 
 int AddMaps(const ZAFOLDAP_HOST &host) {
     if (AddMap(host, zafo::kMasterMap) != 0) return -1;
-    if (AddUnlessThere(host, zafo::AutomountKeyDN(host, zafo::kHomeKey, zafo::kMasterMap),
-                       {{"automountKey", zafo::kHomeKey},
-                        {zafo::kAutomountInformation, zafo::kHomeMap},
-                        {"objectClass", "top"},
-                        {"objectClass", "automount"}}) != 0) {
+    if (AddUnlessThere(host, {zafo::AutomountKeyDN(host, zafo::kHomeKey, zafo::kMasterMap),
+                              {{"automountKey", zafo::kHomeKey},
+                               {zafo::kAutomountInformation, zafo::kHomeMap},
+                               {"objectClass", "top"},
+                               {"objectClass", "automount"}}}) != 0) {
         return -1;
     }
     return AddMap(host, zafo::kHomeMap);
@@ -73,11 +59,11 @@ int ReplaceInformation(const ZAFOLDAP_HOST &host, const std::string &dn, const s
 // Adds the key of all users, or brings the one that is there up to date.
 int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
     const std::string dn = zafo::AutomountKeyDN(host, zafo::kAnyKey, zafo::kHomeMap);
-    if (AddEntry(host, dn,
-                 {{"automountKey", zafo::kAnyKey},
-                  {zafo::kAutomountInformation, value},
-                  {"objectClass", "top"},
-                  {"objectClass", "automount"}}) == 0) {
+    if (Add(host, {dn,
+                   {{"automountKey", zafo::kAnyKey},
+                    {zafo::kAutomountInformation, value},
+                    {"objectClass", "top"},
+                    {"objectClass", "automount"}}}) == 0) {
         return 0;
     }
     if (ZAFOLDAPErrGet() == 0) return -1;

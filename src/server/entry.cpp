@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "server/entry.h"
+
+#include "accounts/account_record.h"
+#include "accounts/one_line.h"
+#include "core/change_file.h"
+#include "platform/error.h"
+#include "zafoldap/server.h"
+
+namespace zafo {
+
+namespace {
+
+int CheckDN(const char *szDN) {
+    if (*szDN == '\0' || !FitsDN(szDN)) return -1;
+    REQUIRE_ONE_LINE(szDN);
+    return 0;
+}
+
+int Write(ChangeFile &change, const Entry &entry) {
+    if (CheckDN(entry.dn.c_str()) != 0 || change.Open() != 0) return -1;
+    ZAFOLDAPLdifTargetDN(change.get(), entry.dn.c_str());
+    for (const auto &[szAttr, value] : entry.attributes)
+        WriteValue(change.get(), szAttr, value.c_str());
+    return 0;
+}
+
+}  // namespace
+
+std::string EntryDN(const char *szAttr, const char *szName, const std::string &parent) {
+    std::string dn =
+        std::string(szAttr).append("=").append(EscapedForDN(szName)).append(",").append(parent);
+    return FitsDN(dn) ? dn : std::string();
+}
+
+Entry Container(const char *szName, const std::string &parent) {
+    return {EntryDN("cn", szName, parent), {{"cn", szName}, {"objectClass", "organizationalRole"}}};
+}
+
+int AddEntry(const ZAFOLDAP_HOST &host, const Entry &entry) {
+    ChangeFile change;
+    return Write(change, entry) == 0 ? change.Apply(&host, 1) : -1;
+}
+
+int LoadEntry(const Entry &entry) {
+    ChangeFile change;
+    if (Write(change, entry) != 0 || change.Flush() != 0) return -1;
+    return ZAFOLDAPServerSlapadd(change.get());
+}
+
+}  // namespace zafo

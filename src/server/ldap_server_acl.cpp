@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The access rules of the local server, slapd.access(5). slapd takes the first rule whose target
+// fits and in it the first clause whose subject fits. Operators are recognised by a set: the
+// "memberUid" values of their group and the "uid" of whoever is bound have a member in common.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "accounts/one_line.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/ldap.h"
+#include "server/server_files.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/server.h"
+
+namespace {
+
+constexpr size_t kMaxPath = 4095;
+
+// Stands for the operators, whose subject depends on the suffix.
+constexpr const char *kOperators = nullptr;
+
+struct Clause {
+    const char *szSubject;
+    const char *szRight;  // nullptr: no such clause
+};
+
+struct Rule {
+    const char *szTarget;
+    std::array<Clause, 3> clauses;
+};
+
+// Whoever may set a password may not read it: "=w" is less than "write".
+constexpr Rule kRules[] = {
+    {"dn.base=\"\"", {{{"*", "read"}}}},
+    {"dn.base=\"cn=Subschema\"", {{{"*", "read"}}}},
+    {"attrs=userPassword", {{{"self", "=w"}, {kOperators, "=w"}, {"anonymous", "auth"}}}},
+    {"attrs=sambaLMPassword,sambaNTPassword", {{{"self", "write"}, {kOperators, "write"}}}},
+    {"attrs=shadowLastChange,sambaPwdLastSet",
+     {{{"self", "write"}, {kOperators, "write"}, {"users", "read"}}}},
+    {"attrs=homeDirectory,uid,cn,uidNumber,gidNumber", {{{kOperators, "write"}, {"*", "read"}}}},
+    {"attrs=gecos,@inetOrgPerson", {{{"self", "write"}, {kOperators, "write"}, {"*", "read"}}}},
+    {"*", {{{kOperators, "write"}, {"*", "read"}}}},
+};
+
+std::string OperatorsSubject(const char *szSuffix) {
+    char szGroup[zafo::kServerText];
+    snprintf(szGroup, sizeof szGroup, "cn=Directory Operators,cn=groups,%s", szSuffix);
+    return "set=\"[" + std::string(szGroup) + "]/memberUid & user/uid\"";
+}
+
+std::string Text(const char *szSuffix) {
+    const std::string operators = OperatorsSubject(szSuffix);
+    std::string text;
+    for (const Rule &rule : kRules) {
+        text.append("access to ").append(rule.szTarget).append("\n");
+        for (const Clause &clause : rule.clauses) {
+            if (clause.szRight == nullptr) continue;
+            text.append("\tby ").append(clause.szSubject != kOperators ? clause.szSubject
+                                                                       : operators);
+            text.append(" ").append(clause.szRight).append("\n");
+        }
+    }
+    return text;
+}
+
+int Write(const char *szPath, const char *szSuffix) {
+    const std::string text = Text(szSuffix);
+    const int fd = open(szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    FILE *pFile = fd < 0 ? nullptr : fdopen(fd, "w");
+    if (pFile == nullptr) {
+        if (fd >= 0) close(fd);
+        return -1;
+    }
+    fwrite(text.data(), 1, text.size(), pFile);
+    fclose(pFile);
+    return 0;
+}
+
+}  // namespace
+
+// A line break in the suffix would be another rule.
+#define REQUIRE_SUFFIX()                                                                       \
+    do {                                                                                       \
+        if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");              \
+        if (pParms->szSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pParms->szSuffix"); \
+        REQUIRE_ONE_LINE(pParms->szSuffix);                                                    \
+    } while (false)
+
+int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVER_PARAM *pParms) {
+    REQUIRE_SUFFIX();
+    if (szPath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szPath");
+    return zafo::Guarded(-1, [=] { return Write(szPath, pParms->szSuffix); });
+}
+
+int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms) {
+    REQUIRE_SUFFIX();
+    ZAFO_DEBUG_LOG("gen tmp conf");
+    char szTemp[kMaxPath];
+    if (ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, szTemp, sizeof szTemp) < 0) {
+        ZAFO_LOG("generate temp file for %s failed.", zafo::kAccessRules);
+        return -1;
+    }
+    ZAFO_DEBUG_LOG("write acl conf to %s", szTemp);
+    if (ZAFOLDAPServerWriteACL(szTemp, pParms) != 0) {
+        ZAFO_LOG("write acl rules into %s failed.", szTemp);
+        return -1;
+    }
+    if (rename(szTemp, zafo::kAccessRules) != 0) {
+        ZAFO_LOG("rename %s -> %s failed. %s", szTemp, zafo::kAccessRules, std::strerror(errno));
+        return -1;
+    }
+    return 0;
+}

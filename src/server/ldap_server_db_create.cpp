@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The skeleton of a new database: the tree's base, containers for users and groups, the id pool
+// under "cn=zafoconf" (a sambaUnixIdPool entry for each of its pairs of numbers), the Samba domain.
+// Each entry is added offline unless it exists, so that nothing of a used database changes.
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/ldap.h"
+#include "platform/process.h"
+#include "server/entry.h"
+#include "server/random_sid.h"
+#include "server/server_files.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/server.h"
+
+namespace {
+
+constexpr const char *kSlapindex = "/usr/zafo/bin/slapindex";
+constexpr int kIndexOptions = 0xBB;
+
+constexpr unsigned kMaxAccounts = 10000;
+
+struct Pool {
+    const char *szName;
+    unsigned uid;
+    unsigned gid;
+};
+
+zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
+    zafo::Entry entry{zafo::EntryDN("cn", pool.szName, parent),
+                      {{"cn", pool.szName},
+                       {"uidNumber", std::to_string(pool.uid)},
+                       {"gidNumber", std::to_string(pool.gid)},
+                       {"objectClass", "organizationalRole"},
+                       {"objectClass", "sambaUnixIdPool"}}};
+    return entry;
+}
+
+// The first domain component of a DN; nothing, and a line in the log, when it has none.
+std::optional<std::string> DomainComponent(const char *szDN) {
+    char szComponent[zafo::kServerText];
+    if (ZAFOLDAPDNFirstDomainComponent(szDN, szComponent, sizeof szComponent) >= 0) {
+        return szComponent;
+    }
+    ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", szDN, zafo::PlatformError());
+    return {};
+}
+
+bool Exists(const std::string &dn) {
+    if (ZAFOLDAPServerDNIsExist(dn.c_str()) != 1) return false;
+    ZAFO_DEBUG_LOG("node [%s] is already exist", dn.c_str());
+    return true;
+}
+
+int Load(const zafo::Entry &entry) {
+    if (zafo::LoadEntry(entry) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPServerSlapadd [%s] failed. [0x%04X]", entry.dn.c_str(),
+             zafo::PlatformError());
+    return -1;
+}
+
+int LoadBase(const char *szSuffix) {
+    if (Exists(szSuffix)) return 0;
+    const auto component = DomainComponent(szSuffix);
+    if (!component) return -1;
+    return Load({szSuffix, {{"dc", *component}, {"objectClass", "domain"}}});
+}
+
+std::vector<zafo::Entry> EntriesBelow(const std::string &suffix,
+                                      const ZAFOLDAP_SERVER_PARAM &parms) {
+    const zafo::Entry bookkeeping = zafo::Container("zafoconf", suffix);
+    const Pool pools[] = {{"MinID", parms.nMinUid, parms.nMinGid},
+                          {"MaxID", parms.nMaxUid, parms.nMaxGid},
+                          {"CurID", parms.nCurUid, parms.nCurGid},
+                          {"MaxNum", kMaxAccounts, kMaxAccounts}};
+    std::vector<zafo::Entry> entries{zafo::Container("users", suffix),
+                                     zafo::Container("groups", suffix), bookkeeping};
+    for (const Pool &pool : pools)
+        entries.push_back(PoolEntry(pool, bookkeeping.dn));
+    return entries;
+}
+
+int Create(const ZAFOLDAP_SERVER_PARAM &parms) {
+    char szSuffix[zafo::kServerText];
+    if (zafo::ReadSuffix(szSuffix) != 0 || LoadBase(szSuffix) != 0) return -1;
+    for (const zafo::Entry &entry : EntriesBelow(szSuffix, parms)) {
+        if (!Exists(entry.dn) && Load(entry) != 0) return -1;
+    }
+    if (ZAFOLDAPServerSambaDomainCreate(szSuffix, &parms) != 0) {
+        ZAFO_LOG("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    QLIBCExecl(kSlapindex, kIndexOptions, static_cast<char *>(nullptr));
+    return 0;
+}
+
+zafo::Entry DomainEntry(const std::string &dn, const std::string &name, const std::string &sid) {
+    return {dn,
+            {{"sambaDomainName", name},
+             {"sambaLogonToChgPwd", "0"},
+             {"sambaLockoutObservationWindow", "30"},
+             {"sambaMaxPwdAge", "-1"},
+             {"sambaRefuseMachinePwdChange", "0"},
+             {"sambaLockoutThreshold", "0"},
+             {"sambaMinPwdAge", "0"},
+             {"sambaNextUserRid", "1000"},
+             {"sambaForceLogoff", "-1"},
+             {"sambaLockoutDuration", "30"},
+             {"sambaSID", sid},
+             {"sambaPwdHistoryLength", "0"},
+             {"sambaMinPwdLength", "1"},
+             {"sambaAlgorithmicRidBase", "1000"},
+             {"objectClass", "sambaDomain"}}};
+}
+
+int CreateDomain(const char *szSuffix) {
+    const auto component = DomainComponent(szSuffix);
+    if (!component) return -1;
+    const std::string dn = zafo::EntryDN("sambaDomainName", component->c_str(), szSuffix);
+    if (Exists(dn)) return 0;
+    const auto sid = zafo::RandomDomainSID();
+    if (!sid) return -1;
+    if (zafo::LoadEntry(DomainEntry(dn, *component, *sid)) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPServerSlapadd failed. [0x%04X]", zafo::PlatformError());
+    return -1;
+}
+
+}  // namespace
+
+int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *pParms) {
+    if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
+    return zafo::Guarded(-1, [=] { return Create(*pParms); });
+}
+
+int ZAFOLDAPServerSambaDomainCreate(const char *szSuffix, const ZAFOLDAP_SERVER_PARAM *pParms) {
+    if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
+    if (szSuffix == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSuffix");
+    return zafo::Guarded(-1, [=] { return CreateDomain(szSuffix); });
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include "frame/log.h"
+#include "platform/process.h"
+#include "server/server_files.h"
+#include "zafoldap/server.h"
+
+namespace {
+
+constexpr const char *kRemove = "/bin/rm";
+constexpr const char *kCopy = "/bin/cp";
+constexpr const char *kDatabaseSettings = "/usr/zafo/etc.defaults/openldap/data/DB_CONFIG";
+
+#define ZAFO_DATABASE "/usr/zafo/etc/openldap/data/"
+
+int EmptyDatabase() {
+    if (QLIBCExec(kRemove, "-rf", ZAFO_DATABASE "/*", nullptr, nullptr) == 0) return 0;
+    ZAFO_LOG("run cmd [%s -rf %s/*] failed.", kRemove, ZAFO_DATABASE);
+    return -1;
+}
+
+int CopySettings() {
+    if (QLIBCExec(kCopy, kDatabaseSettings, ZAFO_DATABASE "/", nullptr, nullptr) == 0) return 0;
+    ZAFO_LOG("run cmd [%s %s %s/] failed.", kCopy, kDatabaseSettings, ZAFO_DATABASE);
+    return -1;
+}
+
+int Remove(const char *szPath) {
+    if (unlink(szPath) == 0) return 0;
+    ZAFO_LOG("remove %s failed.", szPath);
+    return -1;
+}
+
+}  // namespace
+
+int ZAFOLDAPServerDBReset(void) {
+    if (ZAFOLDAPServerStop() != 0) {
+        ZAFO_LOG("stop server daemon failed.");
+        return -1;
+    }
+    if (EmptyDatabase() != 0 || CopySettings() != 0) return -1;
+    return Remove(zafo::kSlapdConf) == 0 ? Remove(zafo::kAccessRules) : -1;
+}

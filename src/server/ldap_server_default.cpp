@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The accounts that every directory of the appliance begins with. Whatever exists by name is
+// taken as it is; a number that belongs to somebody else is a failure.
+#include <new>
+#include <optional>
+#include <string>
+
+#include "core/list.h"
+#include "core/own_host.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/error.h"
+#include "zafoldap/connection.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/error.h"
+#include "zafoldap/group.h"
+#include "zafoldap/membership.h"
+#include "zafoldap/server.h"
+#include "zafoldap/user.h"
+
+namespace {
+
+constexpr int kValueExists = 20;  // LDAP result code
+
+struct DefaultGroup {
+    const char *szName;
+    uint32_t gid;
+    const char *szDescription;
+};
+
+constexpr DefaultGroup kGroups[] = {
+    {"users", 1000001, "Directory default group"},
+    {"Directory Operators", 1000000, "Directory default admin group"},
+    {"administrators", 1000002, "Homebox default admin group"},
+};
+
+constexpr const char *kAdmin = "admin";
+constexpr uint32_t kAdminUid = 1000000;
+constexpr uint32_t kAdminGid = 1000001;
+constexpr const char *kAdminName = "Directory/Homebox default admin user";
+
+// The access rules give members of the first one their rights.
+constexpr const char *kAdminGroups[] = {"Directory Operators", "administrators"};
+
+const char *Reason() {
+    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
+}
+
+// A code that an earlier call left must not explain a failure of the next one.
+template <class Call>
+int WithOwnError(const Call &call) {
+    ZAFOLDAPErrReset();
+    return call();
+}
+
+int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
+    std::string name = wanted.szName;
+    ZAFOGROUP group{};
+    group.szName = name.data();
+    group.nGid = wanted.gid;
+    if (WithOwnError([&] {
+            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.szDescription, nullptr,
+                                              nullptr);
+        }) == 0) {
+        return 0;
+    }
+    if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GROUPNAME_EXISTS) {
+        ZAFOLDAPErrReset();
+        ZAFO_DEBUG_LOG("default group: [%s] is already exists, skip", wanted.szName);
+        return 0;
+    }
+    if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GID_EXISTS) {
+        ZAFO_LOG("gid [%lu] already exists", static_cast<unsigned long>(wanted.gid));
+    }
+    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.szName, Reason(),
+             ZAFOLDAPErrGet());
+    return -1;
+}
+
+int AddAdmin(const ZAFOLDAP_HOST &host) {
+    std::string name = kAdmin;
+    std::string full_name = kAdminName;
+    ZAFOUSER user{};
+    user.szName = name.data();
+    user.szPasswd = const_cast<char *>(host.szBindPasswd);  // is not written to
+    user.pw_uid = kAdminUid;
+    user.pw_gid = kAdminGid;
+    user.szFullname = full_name.data();
+    user.nExpire = -1;
+    if (WithOwnError([&] { return ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr); }) ==
+        0) {
+        return 0;
+    }
+    if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_USERNAME_EXISTS) {
+        ZAFOLDAPErrReset();
+        ZAFO_DEBUG_LOG("default user: [%s] is already exists, skip", kAdmin);
+        return 0;
+    }
+    if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_UID_EXISTS) {
+        ZAFO_LOG("uid [%lu] already exists", static_cast<unsigned long>(kAdminUid));
+    }
+    ZAFO_LOG("create default user [%s] failed, %s (%d)", kAdmin, Reason(), ZAFOLDAPErrGet());
+    return -1;
+}
+
+// 0, or what the edit of the group returned.
+int JoinGroup(const ZAFOLDAP_HOST &host, const char *szGroup, const zafo::List &names) {
+    const std::string dn =
+        std::string("cn=") + szGroup + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
+    const int nResult = WithOwnError(
+        [&] { return ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr); });
+    if (nResult == 0) return 0;
+    if (ZAFOLDAPErrGet() == kValueExists) {
+        ZAFOLDAPErrReset();
+        ZAFO_DEBUG_LOG("[%s] already in group [%s]", kAdmin, dn.c_str());
+        return 0;
+    }
+    ZAFO_LOG("add [%s] to [%s] failed, %s (%d)", kAdmin, dn.c_str(), Reason(), ZAFOLDAPErrGet());
+    return nResult;
+}
+
+std::optional<zafo::List> AdminAlone() {
+    try {
+        zafo::List names;
+        names.Push(kAdmin);
+        return names;
+    } catch (const std::bad_alloc &) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        ZAFO_DEBUG_LOG("out of memory.");
+        return {};
+    }
+}
+
+int AddDefaults() {
+    zafo::OwnHost server;
+    if (ZAFOLDAPHostInitByBrowserConfig(&server.host, nullptr) <= 0) return -1;
+    for (const DefaultGroup &group : kGroups) {
+        if (AddGroup(server.host, group) != 0) return -1;
+    }
+    if (AddAdmin(server.host) != 0) return -1;
+    const auto names = AdminAlone();
+    if (!names || JoinGroup(server.host, kAdminGroups[0], *names) != 0) return -1;
+    return JoinGroup(server.host, kAdminGroups[1], *names);
+}
+
+}  // namespace
+
+int ZAFOLDAPServerDefaultAdd(void) {
+    return zafo::Guarded(-1, AddDefaults);
+}

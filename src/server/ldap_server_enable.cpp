@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "frame/log.h"
+#include "server/server_files.h"
+#include "zafoldap/connection.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/server.h"
+
+namespace {
+
+// Far from what the appliance and its clients hand out themselves. The counters begin behind the
+// default accounts.
+constexpr unsigned kFirstId = 1000000;
+constexpr unsigned kLastId = 0x1FFFFF;
+constexpr unsigned kNextUid = 1000001;
+constexpr unsigned kNextGid = 1000003;
+
+ZAFOLDAP_SERVER_PARAM WithPool(const ZAFOLDAP_SERVER_PARAM &parms) {
+    ZAFOLDAP_SERVER_PARAM whole{};
+    whole.szSuffix = parms.szSuffix;
+    whole.szRootDN = parms.szRootDN;
+    whole.szRootPW = parms.szRootPW;
+    whole.nMinUid = kFirstId;
+    whole.nMinGid = kFirstId;
+    whole.nCurUid = kNextUid;
+    whole.nCurGid = kNextGid;
+    whole.nMaxUid = kLastId;
+    whole.nMaxGid = kLastId;
+    return whole;
+}
+
+int Prepare(const ZAFOLDAP_SERVER_PARAM &parms) {
+    if (ZAFOLDAPServerConfSet(&parms) != 0) return -1;
+    if (ZAFOLDAPBrowserConfSetByServerParam(&parms) != 0) return -1;
+    ZAFO_DEBUG_LOG("write acl conf to %s", zafo::kAccessRules);
+    if (ZAFOLDAPServerACLConfGen(&parms) != 0) {
+        ZAFO_LOG("generate acl conf failed.");
+        return -1;
+    }
+    if (ZAFOLDAPServerDBCreate(&parms) != 0) {
+        ZAFO_LOG("db create failed[0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *pParms) {
+    ZAFOLDAPServerStop();
+    if (pParms != nullptr && Prepare(WithPool(*pParms)) != 0) return -1;
+    if (ZAFOLDAPServerStart() != 0) {
+        ZAFO_LOG("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    return pParms == nullptr ? 0 : ZAFOLDAPServerDefaultAdd();
+}

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// slapd(8) as the service "ldap-server".
+#include <unistd.h>
+
+#include "frame/log.h"
+#include "platform/error.h"
+#include "platform/process.h"
+#include "platform/service.h"
+#include "zafoldap/server.h"
+
+namespace {
+
+constexpr const char *kService = "ldap-server";
+constexpr const char *kPidFile = "/var/run/slapd.pid";
+
+// A server that finds something wrong after its start has ended by then.
+constexpr unsigned kSettlingSeconds = 2;
+
+}  // namespace
+
+int ZAFOLDAPServerIsStarted(int *pPid) {
+    if (QLIBServiceIsEnabled(kService) == 0) return 0;
+    const int nPid = QLIBCReadPidFile(kPidFile);
+    if (nPid < 1) return 0;
+    if (pPid != nullptr) *pPid = nPid;
+    return 1;
+}
+
+int ZAFOLDAPServerStart(void) {
+    if (QLIBServiceStart(kService, 0) < 0) return -1;
+    unsigned nLeft = kSettlingSeconds;
+    while (nLeft > 0)
+        nLeft = sleep(nLeft);
+    if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
+    ZAFO_LOG("Start slapd service failed");
+    return -1;
+}
+
+int ZAFOLDAPServerStop(void) {
+    if (QLIBServiceStop(kService, 0) < 0) {
+        QLIBCErrSet(QLIB_ERR_SERVICE_STOP);
+        return -1;
+    }
+    if (ZAFOLDAPServerIsStarted(nullptr) != 1) return 0;
+    ZAFO_LOG("Stop slapd service failed");
+    return -1;
+}

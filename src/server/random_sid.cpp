@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "server/random_sid.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/tool_output.h"
+#include "frame/log.h"
+#include "platform/process.h"
+#include "zafoldap/debug.h"
+
+namespace zafo {
+
+namespace {
+
+constexpr const char *kTool = "/usr/zafo/bin/openssl";
+constexpr const char *kSeeds =
+    "file:/usr/zafo/etc/smb.conf:/etc/passwd:/etc/shadow:/etc/groups:/var/log/messages";
+constexpr int kParts = 3;
+constexpr size_t kMaxLine = 256;
+
+// Four random bytes in decimal.
+std::optional<std::string> RandomNumber() {
+    const ToolOutput output(
+        QLIBCPopen(kTool, "r", "rand", "-rand", kSeeds, "-hex", "4", static_cast<char *>(nullptr)));
+    if (output == nullptr) {
+        ZAFO_LOG("Popen failed [0x%04X]", PlatformError());
+        return {};
+    }
+    char szLine[kMaxLine];
+    if (!ReadOnlyLine(output.get(), szLine, sizeof szLine)) {
+        if (errno != EINTR) ZAFO_LOG("Failed to read from popen (%s)", std::strerror(errno));
+        return {};
+    }
+    return std::to_string(std::strtoul(szLine, nullptr, 16));
+}
+
+}  // namespace
+
+std::optional<std::string> RandomDomainSID() {
+    std::string sid = "S-1-5-21";
+    for (int i = 0; i < kParts; ++i) {
+        const auto number = RandomNumber();
+        if (!number) return {};
+        ZAFO_DEBUG_LOG("Generate SID[%d] = %s", i, number->c_str());
+        sid.append("-").append(*number);
+    }
+    ZAFO_DEBUG_LOG("SID: %s", sid.c_str());
+    return sid;
+}
+
+}  // namespace zafo
