@@ -74,8 +74,11 @@ ZAFO_API int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAt
                                     size_t cbValue);
 
 /* Writes `szConf` anew from `szTemplate`, the value of every directive named by a key
- * of the map replaced by the key's value; a key that the template lacks is added. Values with
- * blanks are written in double quotes. One step, mode 0600. `nFlags` must be 0.
+ * of the map replaced by the key's value; a key that the template lacks is added. A value with
+ * blanks is written as one word, in double quotes: right for a DN, and not for a directive whose
+ * value is several words. In one step. The file is readable by the directory server: its group
+ * is "openldap" and its mode 0640; where there is no such group, or it cannot be given the
+ * file, the mode is 0600. `nFlags` must be 0.
  * 0; -1 with 0x0900, 0x0B00, 0x0D00 or 0x0200. */
 ZAFO_API int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const QLIBSZHASH *pHash,
                              int nFlags);
@@ -84,7 +87,8 @@ ZAFO_API int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const Q
 ZAFO_API int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *szKey,
                                 const char *szValue, int nFlags);
 
-/* Makes an empty temporary file beside `szConf`, mode 0600, and writes its path.
+/* Makes an empty temporary file beside `szConf`, with the group and mode that ZAFOLDAPConfSet gives,
+ * and writes its path.
  * 0; -1 with 0x0900, 0x0E00 or 0x0D00. `nFlags` must be 0. */
 ZAFO_API int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPath);
 

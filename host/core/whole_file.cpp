@@ -71,12 +71,14 @@ class NewFile {
         if (fd_.IsOpen()) unlink(path_.c_str());
     }
 
-    bool Write(std::string_view text, mode_t mode, const struct stat *previous) {
+    bool Write(std::string_view text, mode_t mode, const struct stat *previous,
+               std::optional<gid_t> reader) {
         if (!fd_.IsOpen() || !WriteAll(fd_.Get(), text)) return false;
         if (previous != nullptr && fchown(fd_.Get(), previous->st_uid, previous->st_gid) != 0 &&
             errno != EPERM) {
             return false;
         }
+        if (reader && fchown(fd_.Get(), static_cast<uid_t>(-1), *reader) == 0) mode = 0640;
         return fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
     }
 
@@ -130,7 +132,7 @@ int FileUpdate::Replace(std::string_view text, mode_t mode) {
     if (exists) mode = status.st_mode & 07777;
     if (private_) mode = 0600;
     NewFile file(path_ + ".new");
-    if (!file.Write(text, mode, exists ? &status : nullptr) || !file.MoveTo(path_)) {
+    if (!file.Write(text, mode, exists ? &status : nullptr, reader_) || !file.MoveTo(path_)) {
         return QLIB_ERR_WRITE_FAILED;
     }
     return SyncFolderOf(path_);

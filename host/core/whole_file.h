@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,10 +37,15 @@ class FileUpdate {
     // The file has mode 0600 from the next Replace on.
     void MakePrivate() { private_ = true; }
 
+    // The file belongs to this group and has mode 0640 from the next Replace on, where the caller
+    // may give files to the group.
+    void LetRead(gid_t group) { reader_ = group; }
+
   private:
     std::string path_;
     UniqueFd lock_;
     bool private_ = false;
+    std::optional<gid_t> reader_;
     int error_ = 0;
 };
 

@@ -3,12 +3,18 @@
 #include "host/core/whole_file.h"
 #include "host/sdk/copy_out.h"
 #include "host/sdk/directives.h"
+#include "host/server_account.h"
 #include "platform/ldap.h"
 
 #include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -30,6 +36,22 @@ int ErrorOf(ReadResult result) {
     return QLIB_ERR_OPEN_FAILED;
 }
 
+// The group that the directory server reads its files with; nothing where there is none.
+std::optional<gid_t> ServerGroup() {
+    constexpr size_t kMostMemory = 1 << 20;
+    for (std::vector<char> memory(1024); memory.size() <= kMostMemory;
+         memory.resize(2 * memory.size())) {
+        group record{};
+        group *found = nullptr;
+        const int error =
+            getgrnam_r(zafo::kServerAccount, &record, memory.data(), memory.size(), &found);
+        if (error == ERANGE) continue;
+        if (error != 0 || found == nullptr) return {};
+        return found->gr_gid;
+    }
+    return {};
+}
+
 // The text to start from: the file's own, when it is to be kept and exists, else
 // the template's. 0, or a platform error code.
 int ReadBase(const std::string &conf, const char *pattern, bool keep, std::string *text) {
@@ -47,6 +69,7 @@ int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &v
     if (update.Error() != 0) return Fail(update.Error());
     // It holds the directory administrator's password.
     update.MakePrivate();
+    if (const std::optional<gid_t> group = ServerGroup()) update.LetRead(*group);
     std::string text;
     if (const int error = ReadBase(update.Path(), pattern, keep, &text); error != 0) {
         return Fail(error);
@@ -97,6 +120,13 @@ int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPa
         std::string path = std::string(szConf) + ".XXXXXX";
         if (path.size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         const zafo::UniqueFd file(mkostemp(path.data(), O_CLOEXEC));
-        return file.IsOpen() ? zafo::CopyOut(path, szPath, cbPath) : Fail(QLIB_ERR_OPEN_FAILED);
+        if (!file.IsOpen()) return Fail(QLIB_ERR_OPEN_FAILED);
+        const std::optional<gid_t> group = ServerGroup();
+        if (group && fchown(file.Get(), static_cast<uid_t>(-1), *group) == 0 &&
+            fchmod(file.Get(), 0640) != 0) {
+            unlink(path.c_str());
+            return Fail(QLIB_ERR_OPEN_FAILED);
+        }
+        return zafo::CopyOut(path, szPath, cbPath);
     });
 }

@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace zafo {
+
+// The user, and the group of the same name, that the appliance's directory server runs as where
+// the system has them; else it runs as who starts it.
+inline constexpr char kServerAccount[] = "openldap";
+
+}  // namespace zafo
