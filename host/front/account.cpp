@@ -5,6 +5,7 @@
 #include "host/front/account.h"
 
 #include <grp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,12 +13,12 @@
 
 #include "host/front/failure.h"
 #include "host/front/text_file.h"
+#include "host/server_account.h"
 
 namespace zafo::front {
 
 namespace {
 
-constexpr std::string_view kUser = "openldap";
 constexpr size_t kMaxGroups = 256;
 
 struct Account {
@@ -74,17 +75,28 @@ bool IsMapped(unsigned uid) {
     return false;
 }
 
+// False for anybody but root, and in a root without that user.
+bool FindServerUser(Account &account) {
+    return geteuid() == 0 && FindAccount(kServerAccount, account) && IsMapped(account.uid);
+}
+
 }  // namespace
 
 void BecomeServerUser() {
     Account account;
-    if (geteuid() != 0 || !FindAccount(kUser, account) || !IsMapped(account.uid)) return;
+    if (!FindServerUser(account)) return;
     gid_t groups[kMaxGroups];
-    const size_t count = FindGroups(kUser, account.gid, groups);
+    const size_t count = FindGroups(kServerAccount, account.gid, groups);
     if (setgroups(count, groups) != 0 || setresgid(account.gid, account.gid, account.gid) != 0 ||
         setresuid(account.uid, account.uid, account.uid) != 0) {
         Fail(kRefused, "cannot become the directory server's user", errno);
     }
+}
+
+bool GiveToServerUser(const char *folder) {
+    Account account;
+    if (!FindServerUser(account)) return true;
+    return chown(folder, account.uid, account.gid) == 0 && chmod(folder, 0700) == 0;
 }
 
 }  // namespace zafo::front

@@ -8,4 +8,8 @@ namespace zafo::front {
 // anybody else and in a root without that user.
 void BecomeServerUser();
 
+// Makes a folder that user's alone, where the caller could become it; else the folder stays as
+// it is. False, with errno, when it cannot be given.
+bool GiveToServerUser(const char *folder);
+
 }  // namespace zafo::front

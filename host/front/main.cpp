@@ -13,6 +13,7 @@
 
 #include "host/front/account.h"
 #include "host/front/failure.h"
+#include "host/front/offline.h"
 #include "host/front/tool.h"
 #include "host/front/vector.h"
 #include "host/front/watch.h"
@@ -23,7 +24,6 @@ namespace {
 
 constexpr const char *kFolders[] = {"/usr/zafo/libexec/", "/usr/bin/", "/usr/sbin/"};
 constexpr const char *kServerConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
-constexpr const char *kMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 
 // The tools take servers, trust and credentials from variables and from files
 // that variables name; they get none but these.
@@ -66,20 +66,29 @@ const char *FindProgram(const Tool &tool) {
     Fail(kNoTool, "the tool is not installed");
 }
 
-// The old name of a database file tells whether there is a database. As a link
-// to the file that has its place now it exists as long as that file.
-void MarkDatabase() {
-    if (symlink("data.mdb", kMarker) != 0 && errno != EEXIST && errno != ENOENT) {
-        Fail(kRefused, kMarker, errno);
-    }
-}
-
 void PrepareOffline(const Tool &tool, Vector &vector) {
     vector.Add("-f");
     vector.Add(kServerConfiguration);
+    if (tool.name == "slapcat") {
+        vector.Add("-o");
+        vector.Add("ldif-wrap=no");
+    }
     umask(077);
-    if (tool.name == "slapadd") MarkDatabase();
+    if (tool.name == "slapadd") PrepareDatabaseFolder();
     BecomeServerUser();
+}
+
+// A call that asks whether an entry exists, not for an export.
+bool IsProbe(const Vector &arguments) {
+    return arguments.Size() == 2 && std::strcmp(arguments.Data()[0], "-a") == 0;
+}
+
+[[noreturn]] void RunOffline(const Tool &tool, const Command &command, const Vector &arguments) {
+    if (tool.name == "slapadd") RunLoader(command);
+    if (tool.name == "slapcat" && IsProbe(arguments)) RunProbe(command);
+    if (tool.name == "slapcat") RunReader(command);
+    execve(command.path, command.argv, command.environment);
+    Fail(kRefused, command.path, errno);
 }
 
 [[noreturn]] void Run(const Tool &tool, int argc, char **argv) {
@@ -104,6 +113,7 @@ void PrepareOffline(const Tool &tool, Vector &vector) {
     if (chdir("/") != 0) Fail(kRefused, "cannot enter /", errno);
     const Command command{vector.Data()[0], vector.Data(), environment};
     if (tool.family == Family::kClient) RunWatched(tool, command, limits.answer + limits.network);
+    if (tool.family == Family::kOffline) RunOffline(tool, command, arguments);
     execve(command.path, command.argv, command.environment);
     Fail(kRefused, command.path, errno);
 }

@@ -22,6 +22,7 @@ class Vector {
     void Add(const Vector &other);
     size_t Size() const { return size_; }
     char **Data() { return items_; }
+    const char *const *Data() const { return items_; }
 
   private:
     char **items_;

@@ -7,9 +7,6 @@
 #include "host/front/watch.h"
 
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,25 +23,6 @@ namespace {
 
 // Silence is measured in that many steps.
 constexpr unsigned kSteps = 4;
-
-// The child borrows this process's memory until it has become the tool: a
-// process with one thread that waits so long, and system calls only, are what
-// vfork allows. posix_spawn cannot ask for the signal.
-// NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
-pid_t Start(const Command &command, volatile int &failure) {
-    const pid_t front = getpid();
-    const pid_t child = vfork();
-    if (child == 0) {
-        // The signal comes only for a parent that dies after the request.
-        if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == front) {
-            execve(command.path, command.argv, command.environment);
-        }
-        failure = errno;
-        _exit(kRefused);
-    }
-    return child;
-}
-// NOLINTEND(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
 
 // The bytes that a process has read and written so far, as the kernel words it.
 class Traffic {
@@ -97,53 +75,12 @@ Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, unsigned sil
     return Event::kSilence;
 }
 
-int Reap(pid_t child) {
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
-}
-
-int KillAndReap(pid_t child) {
-    kill(child, SIGKILL);
-    return Reap(child);
-}
-
-// A core file of a process that has held a password is not wanted.
-[[noreturn]] void DieOf(int number) {
-    prctl(PR_SET_DUMPABLE, 0);
-    signal(number, SIG_DFL);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, number);
-    sigprocmask(SIG_UNBLOCK, &set, nullptr);
-    raise(number);
-    _exit(128 + number);
-}
-
 }  // namespace
 
 void RunWatched(const Tool &tool, const Command &command, unsigned silence) {
-    // Somebody's ignored SIGCHLD would take the exit code away.
-    signal(SIGCHLD, SIG_DFL);
-    volatile int failure = 0;
-    const pid_t child = Start(command, failure);
-    if (child < 0) Fail(kRefused, "cannot start", errno);
-    if (failure != 0) {
-        const int error = failure;
-        Reap(child);
-        Fail(kRefused, command.path, error);
-    }
-    const auto end_of_child = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
-    if (end_of_child < 0) {
-        const int error = errno;
-        KillAndReap(child);
-        Fail(kRefused, "cannot watch the tool", error);
-    }
-    int status = 0;
-    switch (WaitForEvent(tool, child, end_of_child, silence)) {
+    const pid_t child = StartChild(command);
+    switch (WaitForEvent(tool, child, WatchEnd(child), silence)) {
         case Event::kEnd:
-            status = Reap(child);
             break;
         case Event::kReaderGone:
             KillAndReap(child);
@@ -152,8 +89,7 @@ void RunWatched(const Tool &tool, const Command &command, unsigned silence) {
             KillAndReap(child);
             Fail(kRefused, "no answer from the server");
     }
-    if (WIFSIGNALED(status)) DieOf(WTERMSIG(status));
-    _exit(WEXITSTATUS(status));
+    EndAs(Reap(child));
 }
 
 }  // namespace zafo::front

@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "host/front/child.h"
 #include "host/front/tool.h"
 
 namespace zafo::front {
-
-struct Command {
-    const char *path;
-    char **argv;
-    char **environment;
-};
 
 // Runs the tool as a child and ends as it ends, with its exit code or by its
 // signal. The child never outlives this process. It is ended early when

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/front/child.h"
+
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "host/front/failure.h"
+
+namespace zafo::front {
+
+namespace {
+
+// The child borrows this process's memory until it has become the tool: a
+// process with one thread that waits so long, and system calls only, are what
+// vfork allows. posix_spawn cannot ask for the signal.
+// NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
+pid_t Start(const Command &command, int output, volatile int &failure) {
+    const pid_t front = getpid();
+    const pid_t child = vfork();
+    if (child == 0) {
+        // The signal comes only for a parent that dies after the request.
+        if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == front &&
+            (output < 0 || dup2(output, STDOUT_FILENO) == STDOUT_FILENO)) {
+            execve(command.path, command.argv, command.environment);
+        }
+        failure = errno;
+        _exit(kRefused);
+    }
+    return child;
+}
+// NOLINTEND(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
+
+}  // namespace
+
+pid_t StartChild(const Command &command, int output) {
+    // Somebody's ignored SIGCHLD would take the exit code away.
+    signal(SIGCHLD, SIG_DFL);
+    volatile int failure = 0;
+    const pid_t child = Start(command, output, failure);
+    if (child < 0) Fail(kRefused, "cannot start", errno);
+    if (failure != 0) {
+        const int error = failure;
+        Reap(child);
+        Fail(kRefused, command.path, error);
+    }
+    return child;
+}
+
+int WatchEnd(pid_t child) {
+    const auto end_of_child = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+    if (end_of_child < 0) {
+        const int error = errno;
+        KillAndReap(child);
+        Fail(kRefused, "cannot watch the tool", error);
+    }
+    return end_of_child;
+}
+
+int Reap(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+int KillAndReap(pid_t child) {
+    kill(child, SIGKILL);
+    return Reap(child);
+}
+
+void EndAs(int status) {
+    if (WIFSIGNALED(status)) DieOf(WTERMSIG(status));
+    _exit(WEXITSTATUS(status));
+}
+
+void DieOf(int number) {
+    // A core file of a process that has held a password is not wanted.
+    prctl(PR_SET_DUMPABLE, 0);
+    signal(number, SIG_DFL);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, number);
+    sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    raise(number);
+    _exit(128 + number);
+}
+
+}  // namespace zafo::front

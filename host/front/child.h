@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The tool as a child of the front, and the front's end in the tool's way.
+#pragma once
+
+#include <sys/types.h>
+
+namespace zafo::front {
+
+struct Command {
+    const char *path;
+    char **argv;
+    char **environment;
+};
+
+// The child never outlives this process. Its standard output is `output`; -1 leaves it this
+// process's. Ends this process when the tool cannot be run.
+pid_t StartChild(const Command &command, int output = -1);
+
+// A descriptor that is readable when the child has ended. Ends child and process when there is none.
+int WatchEnd(pid_t child);
+
+// The wait status.
+int Reap(pid_t child);
+int KillAndReap(pid_t child);
+
+// Ends this process as a child with that wait status has ended.
+[[noreturn]] void EndAs(int status);
+
+// By a signal, without a core file.
+[[noreturn]] void DieOf(int number);
+
+}  // namespace zafo::front
