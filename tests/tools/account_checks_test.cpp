@@ -6,11 +6,11 @@
 
 #include <set>
 
+#include "tools/cli/certificate.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/certificate.h"
 #include "tools/zafoldap/user_home.h"
 
 namespace {

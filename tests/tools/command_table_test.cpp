@@ -12,8 +12,8 @@
 #include "tools/cli/help.h"
 #include "tools/cli/man_page.h"
 #include "tools/cli/parser.h"
+#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/program.h"
-#include "tools/zafoldap/session.h"
 
 namespace {
 
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(Table, EveryCommand, testing::ValuesIn(Zafoldap().comma
                          });
 
 TEST_P(EveryCommand, HasAHandler) {
-    EXPECT_NE(HandlerOf(GetParam()), nullptr);
+    EXPECT_NE(ZafoldapHandler(GetParam()), nullptr);
 }
 
 TEST_P(EveryCommand, HelpNamesItsUsageOptionsAndExamples) {

@@ -5,7 +5,7 @@
 #include "tools/cli/failure.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/server_address.h"
+#include "tools/cli/server_address.h"
 
 namespace {
 

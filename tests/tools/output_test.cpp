@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tools/cli/certificate.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
-#include "tools/zafoldap/certificate.h"
 
 namespace {
 

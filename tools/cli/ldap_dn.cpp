@@ -2,6 +2,9 @@
 #include "tools/cli/ldap_dn.h"
 
 #include "tools/cli/display_text.h"
+#include "tools/cli/failure.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cctype>
@@ -109,6 +112,15 @@ class DnReader {
 
 std::optional<SyntaxFault> DnFault(std::string_view dn) {
     return DnReader(dn).Read();
+}
+
+void CheckDn(const std::string &dn, bool may_be_empty) {
+    const std::optional<SyntaxFault> fault =
+        dn.empty() && !may_be_empty ? SyntaxFault{0, "it is empty"} : DnFault(dn);
+    if (!fault) return;
+    throw OwnFailure("bad_dn",
+                     {.subject = fmt::format("\"{}\"", OneLine(dn)), .reason = fault->reason},
+                     WithCaret(dn, fault->position));
 }
 
 bool IsAttributeSelector(std::string_view name) {

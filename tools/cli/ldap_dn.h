@@ -6,6 +6,7 @@
 #include "tools/cli/ldap_filter.h"
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace zafo::cli {
@@ -13,6 +14,9 @@ namespace zafo::cli {
 // The first fault of a DN; nothing when its syntax is right. The empty DN (the root DSE) is no
 // fault. Blanks around "," and "=" are accepted, as servers do.
 std::optional<SyntaxFault> DnFault(std::string_view dn);
+
+// Throws Failure ("bad_dn") for a DN with a fault.
+void CheckDn(const std::string &dn, bool may_be_empty = false);
 
 // A name that a search can ask for: an attribute description (RFC 4512 section 2.5), "*", "+"
 // or "1.1".

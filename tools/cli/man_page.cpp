@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <fstream>
 
 namespace zafo::cli {
 
@@ -166,6 +168,24 @@ std::vector<ManPage> ManPages(const Program &program) {
     for (const Noun &noun : program.nouns)
         pages.push_back(NounPage(program, noun));
     return pages;
+}
+
+int WriteManPages(const Program &program, int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+        return 2;
+    }
+    for (const ManPage &page : ManPages(program)) {
+        std::ofstream file(std::string(argv[1]) + "/" + page.name + ".1");
+        file << page.text;
+        file.close();
+        if (!file) {
+            std::fprintf(stderr, "%s: cannot write %s.1 in %s\n", argv[0], page.name.c_str(),
+                         argv[1]);
+            return 1;
+        }
+    }
+    return 0;
 }
 
 }  // namespace zafo::cli

@@ -2,9 +2,11 @@
 //
 // user delete and group delete: says what it will touch, asks, deletes one after the other and
 // stops at the first that fails.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
 
 #include <fmt/format.h>

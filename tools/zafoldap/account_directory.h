@@ -4,8 +4,8 @@
 // and groups are found in it. Users and groups are twins: what differs is a row, AccountKind.
 #pragma once
 
-#include "tools/zafoldap/saved_connection.h"
-#include "tools/zafoldap/session.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/cli/session.h"
 
 #include "platform/szlist.h"
 

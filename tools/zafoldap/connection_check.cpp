@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/connection_check.h"
 
-#include "tools/zafoldap/certificate.h"
+#include "tools/cli/certificate.h"
 
 #include "platform/ldap.h"
 

@@ -3,8 +3,8 @@
 // The checks of a connection, step by step from its settings to listing users.
 #pragma once
 
-#include "tools/zafoldap/check_steps.h"
-#include "tools/zafoldap/saved_connection.h"
+#include "tools/cli/check_steps.h"
+#include "tools/cli/saved_connection.h"
 
 #include <functional>
 #include <optional>

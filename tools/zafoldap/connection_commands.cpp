@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // connection list, show, add, edit, delete and check.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/listing.h"
+#include "tools/cli/saved_connection.h"
 #include "tools/cli/secret.h"
+#include "tools/cli/session.h"
 #include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/connection_check.h"
-#include "tools/zafoldap/saved_connection.h"
-#include "tools/zafoldap/session.h"
+#include "tools/zafoldap/handlers.h"
 
 #include "platform/ldap.h"
 
@@ -30,15 +32,6 @@ const Fields kConnectionFields = {{"name", "NAME"},
                                   {"password_stored", "PASSWORD STORED"}};
 
 const Fields kBaseFields = {{"base", "BASE DN"}};
-
-void CheckDn(const std::string &dn) {
-    const std::optional<SyntaxFault> fault =
-        dn.empty() ? SyntaxFault{0, "it is empty"} : DnFault(dn);
-    if (!fault) return;
-    throw OwnFailure("bad_dn",
-                     {.subject = fmt::format("\"{}\"", OneLine(dn)), .reason = fault->reason},
-                     WithCaret(dn, fault->position));
-}
 
 void CheckLoginSuffix(const std::string &suffix) {
     const bool good = IsText(suffix) && suffix.find_first_of("\r\n\t ") == std::string::npos;
@@ -109,15 +102,12 @@ bool GivesPassword(const Invocation &invocation) {
 
 // Writes, and one line in the system log whatever comes of it.
 template <typename Write>
-void Change(std::string_view verb, const std::string &name, const std::vector<std::string> &keys,
+void Change(const Session &session, const std::string &name, const std::vector<std::string> &keys,
             Write write) {
-    try {
-        write();
-    } catch (const Failure &failure) {
-        LogChange(verb, name, keys, fmt::format("failed ({})", failure.key));
-        throw;
-    }
-    LogChange(verb, name, keys, "done");
+    LoggedChange(write, [&](const std::string &result) {
+        LogChange(FullName(*session.invocation.command), "connection=" + name,
+                  "keys=" + LoggedNames(keys), result);
+    });
 }
 
 // Runs the checks and prints them; the failure of the step that failed.
@@ -202,7 +192,7 @@ int AddConnection(Session &session) {
     }
     if (session.Options().dry_run) return DryRun(session, connection, password);
     if (!session.invocation.Has("ssl")) keys.emplace_back("ssl");
-    Change("add", name, keys, [&] { SaveConnection(connection, password); });
+    Change(session, name, keys, [&] { SaveConnection(connection, password); });
     PrintSaved(session, connection);
     return 0;
 }
@@ -240,7 +230,7 @@ int EditConnection(Session &session) {
     for (const char *key : removed) {
         if (std::ranges::count(keys, key) == 0) keys.emplace_back(key);
     }
-    Change("edit", name, keys, [&] {
+    Change(session, name, keys, [&] {
         if (!removed.empty()) RemoveKeys(name, removed);
         SaveConnection(connection, password);
     });
@@ -263,7 +253,7 @@ int DeleteConnection(Session &session) {
         return 0;
     }
     ConfirmDeleting(session, what, {});
-    Change("delete", name, {}, [&] { RemoveConnection(name); });
+    Change(session, name, {}, [&] { RemoveConnection(name); });
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"deleted", name}});
     } else {

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // search, entry show and entry delete.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/listing.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/cli/session.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/saved_connection.h"
-#include "tools/zafoldap/session.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <strings.h>
 
@@ -21,14 +23,6 @@
 namespace zafo::cli {
 
 namespace {
-
-void CheckDn(const std::string &dn) {
-    const std::optional<SyntaxFault> fault = DnFault(dn);
-    if (!fault) return;
-    throw OwnFailure("bad_dn",
-                     {.subject = fmt::format("\"{}\"", OneLine(dn)), .reason = fault->reason},
-                     WithCaret(dn, fault->position));
-}
 
 void CheckFilter(const std::string &filter) {
     const std::optional<SyntaxFault> fault = FilterFault(filter);
@@ -77,7 +71,7 @@ Query QueryOf(const Invocation &invocation) {
         query.filter = *filter;
     }
     if (const std::string *base = invocation.Find("base")) {
-        CheckDn(*base);
+        CheckDn(*base, /*may_be_empty=*/true);
         query.base = *base;
     }
     if (const std::string *scope = invocation.Find("scope")) query.scope = *scope;
@@ -166,7 +160,7 @@ int SearchDirectory(Session &session) {
 
 int ShowEntry(Session &session) {
     const std::string &dn = session.Argument("DN");
-    CheckDn(dn);
+    CheckDn(dn, /*may_be_empty=*/true);
     const std::vector<std::string> &fields = session.Options().fields;
     Query query{.base = dn, .filter = {}, .scope = "base", .attributes = Requested({}, fields)};
     const Opened opened = Open(session, query.base);
@@ -182,7 +176,7 @@ int ShowEntry(Session &session) {
 
 int DeleteEntry(Session &session) {
     const std::string &dn = session.Argument("DN");
-    CheckDn(dn);
+    CheckDn(dn, /*may_be_empty=*/true);
     if (dn.empty()) RefuseUsage(session, "the root DSE cannot be deleted");
     const AccountDirectory directory(session);
     Search search(session.streams, directory.TheHost(),

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // group list, show, add, edit and rename.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <strings.h>
 

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // id next, id pool show, id check and stat.
+#include "tools/cli/change_log.h"
+#include "tools/cli/check_steps.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/check_steps.h"
 
 #include "tools/cli/listing.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
 

@@ -1,77 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/cli/help.h"
+#include "tools/cli/program_main.h"
+#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/program.h"
-#include "tools/zafoldap/session.h"
-
-#include <syslog.h>
-
-#include <fmt/format.h>
-
-#include <new>
-
-namespace {
-
-using namespace zafo::cli;
-
-constexpr std::string_view kVersion = ZAFO_VERSION;
-
-void PrintHelp(Session &session, const Program &program) {
-    const Invocation &invocation = session.invocation;
-    const std::string text = invocation.command != nullptr
-                                 ? CommandHelp(program, *invocation.command)
-                             : !invocation.noun.empty() ? NounHelp(program, invocation.noun)
-                                                        : ProgramHelp(program);
-    session.streams.Out(text);
-}
-
-int Run(Session &session, const Program &program) {
-    switch (session.invocation.ask) {
-        case Ask::kHelp:
-            PrintHelp(session, program);
-            return 0;
-        case Ask::kVersion:
-            session.streams.Out(fmt::format("{} {}\n", program.name, kVersion));
-            return 0;
-        case Ask::kCommand:
-            break;
-    }
-    return HandlerOf(*session.invocation.command)(session);
-}
-
-int RunAndReport(Streams &streams, JsonDocument &document, int argc, char **argv) {
-    const Program &program = Zafoldap();
-    try {
-        Globals globals;
-        globals.form = RequestedForm(argc, argv);
-        streams.Configure(globals);
-        const Invocation invocation = Parse(program, argc, argv);
-        streams.Configure(invocation.globals);
-        Session session{invocation, streams, document};
-        const int exit_code = Run(session, program);
-        streams.Flush();
-        return exit_code;
-    } catch (const Failure &failure) {
-        if (streams.Options().form == Form::kJson && failure.key != "output_failed")
-            document.Fail();
-        streams.Report(failure);
-        return failure.exit_code;
-    }
-}
-
-}  // namespace
 
 int main(int argc, char **argv) {
-    openlog("zafoldap", LOG_PID, LOG_USER);
-    CatchInterrupts();
-    Streams streams;
-    JsonDocument document(streams);
-    try {
-        return RunAndReport(streams, document, argc, argv);
-    } catch (const Failure &failure) {  // the output broke while a failure was told
-        streams.Report(failure);
-        return failure.exit_code;
-    } catch (const std::bad_alloc &) {
-        streams.Report(OwnFailure("out_of_memory", {}));
-        return 1;
-    }
+    return zafo::cli::RunProgram(zafo::cli::Zafoldap(), zafo::cli::ZafoldapHandler, argc, argv);
 }

@@ -2,9 +2,11 @@
 //
 // user add. Everything that can be checked is checked before the entry is made; what fails
 // after that leaves the entry, and the message says how to finish.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/user_home.h"
 #include "tools/zafoldap/user_password.h"

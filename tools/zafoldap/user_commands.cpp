@@ -4,6 +4,7 @@
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user edit and rename.
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
 
 #include <strings.h>

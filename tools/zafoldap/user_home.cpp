@@ -5,6 +5,7 @@
 
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
 

@@ -2,12 +2,14 @@
 //
 // user passwd, and what else sets a password.
 #include "tools/zafoldap/user_password.h"
+#include "tools/cli/change_log.h"
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
 
@@ -69,26 +71,11 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
 
 }  // namespace
 
-void CheckPasswordOptions(const Session &session) {
-    int ways = 0;
-    for (const char *option : {"password-stdin", "password-file", "random-password"})
-        ways += session.invocation.Has(option) ? 1 : 0;
-    if (ways > 1) {
-        RefuseUsage(session,
-                    "--password-stdin, --password-file and --random-password exclude each other");
-    }
-}
-
 std::string TakeUserPassword(Session &session, const std::string &name) {
     if (session.invocation.Has("random-password")) return RandomPassword();
     std::string password = TakePassword(session.streams, session.invocation, name);
     if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
     return password;
-}
-
-void PrintRandomPassword(Session &session, const std::string &password) {
-    if (session.invocation.Has("random-password") && session.Options().form != Form::kJson)
-        session.streams.Out(password + "\n");
 }
 
 int SetUserPassword(Session &session) {

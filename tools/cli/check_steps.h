@@ -4,7 +4,7 @@
 // it is made, else together.
 #pragma once
 
-#include "tools/zafoldap/session.h"
+#include "tools/cli/session.h"
 
 #include <optional>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/certificate.h"
+#include "tools/cli/certificate.h"
 
 #include "platform/crypt.h"
 #include "platform/process.h"

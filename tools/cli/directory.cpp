@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/directory.h"
+#include "tools/cli/directory.h"
 
 #include "platform/szlist.h"
 

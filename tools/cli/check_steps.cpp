@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/check_steps.h"
+#include "tools/cli/check_steps.h"
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/server_address.h"
+#include "tools/cli/server_address.h"
 
 #include "tools/cli/failure.h"
 

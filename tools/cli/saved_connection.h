@@ -4,9 +4,9 @@
 // (zafoldap/connection.h, platform/file.h).
 #pragma once
 
+#include "tools/cli/directory.h"
 #include "tools/cli/json_document.h"
-#include "tools/zafoldap/directory.h"
-#include "tools/zafoldap/server_address.h"
+#include "tools/cli/server_address.h"
 
 #include <optional>
 #include <string>

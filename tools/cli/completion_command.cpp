@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/completion_command.h"
+
 #include "tools/cli/completion.h"
-#include "tools/zafoldap/program.h"
-#include "tools/zafoldap/session.h"
 
 #include <algorithm>
 
@@ -22,7 +22,7 @@ constexpr ShellRow kShells[] = {
 int PrintCompletion(Session &session) {
     const std::string &shell = session.Argument("SHELL");
     const ShellRow &row = *std::ranges::find(kShells, shell, &ShellRow::name);
-    const std::string script = row.script(Zafoldap());
+    const std::string script = row.script(session.program);
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"shell", shell}, {"script", script}});
     } else {

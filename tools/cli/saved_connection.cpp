@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/saved_connection.h"
+#include "tools/cli/saved_connection.h"
 
 #include "platform/crypt.h"
 #include "platform/file.h"

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// One line in the system log for each change: who, where, what, with which result; never a value
+// of an entry or a secret.
+#pragma once
+
+#include "tools/cli/session.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::cli {
+
+// "COMMAND: WHERE by=WHO WHAT result=RESULT"
+void LogChange(std::string_view command, std::string_view where, std::string_view what,
+               std::string_view result);
+
+// "a,b", or "-" for none.
+std::string LoggedNames(const std::vector<std::string> &names);
+
+// A change of an entry: its DN and the attributes' names.
+void LogEntryChange(const Session &session, const std::string &dn,
+                    const std::vector<std::string> &attributes, std::string_view result);
+
+// Makes a change and hands what came of it to `log`.
+template <typename Work, typename Log>
+void LoggedChange(Work work, Log log) {
+    try {
+        work();
+    } catch (const Failure &failure) {
+        const char *result = failure.key == "partly_done" ? "partly" : "failed";
+        log(result + (" (" + failure.key + ")"));
+        throw;
+    }
+    log(std::string("done"));
+}
+
+// The same for an entry.
+template <typename Work>
+void Logged(const Session &session, const std::string &dn,
+            const std::vector<std::string> &attributes, Work work) {
+    LoggedChange(
+        work, [&](const std::string &result) { LogEntryChange(session, dn, attributes, result); });
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/program_main.h"
+
+#include "tools/cli/help.h"
+
+#include <syslog.h>
+
+#include <fmt/format.h>
+
+#include <new>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::string_view kVersion = ZAFO_VERSION;
+
+void PrintHelp(Session &session) {
+    const Program &program = session.program;
+    const Invocation &invocation = session.invocation;
+    const std::string text = invocation.command != nullptr
+                                 ? CommandHelp(program, *invocation.command)
+                             : !invocation.noun.empty() ? NounHelp(program, invocation.noun)
+                                                        : ProgramHelp(program);
+    session.streams.Out(text);
+}
+
+int Run(Session &session, HandlerFinder find_handler) {
+    switch (session.invocation.ask) {
+        case Ask::kHelp:
+            PrintHelp(session);
+            return 0;
+        case Ask::kVersion:
+            session.streams.Out(fmt::format("{} {}\n", session.program.name, kVersion));
+            return 0;
+        case Ask::kCommand:
+            break;
+    }
+    return find_handler(*session.invocation.command)(session);
+}
+
+int RunAndReport(Streams &streams, JsonDocument &document, const Program &program,
+                 HandlerFinder find_handler, int argc, char **argv) {
+    try {
+        Globals globals;
+        globals.form = RequestedForm(argc, argv);
+        streams.Configure(globals);
+        const Invocation invocation = Parse(program, argc, argv);
+        streams.Configure(invocation.globals);
+        Session session{program, invocation, streams, document};
+        const int exit_code = Run(session, find_handler);
+        streams.Flush();
+        return exit_code;
+    } catch (const Failure &failure) {
+        if (streams.Options().form == Form::kJson && failure.key != "output_failed")
+            document.Fail();
+        streams.Report(failure);
+        return failure.exit_code;
+    }
+}
+
+}  // namespace
+
+int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
+    openlog(program.name.data(), LOG_PID, LOG_USER);
+    CatchInterrupts();
+    Streams streams;
+    JsonDocument document(streams);
+    try {
+        return RunAndReport(streams, document, program, find_handler, argc, argv);
+    } catch (const Failure &failure) {  // the output broke while a failure was told
+        streams.Report(failure);
+        return failure.exit_code;
+    } catch (const std::bad_alloc &) {
+        streams.Report(OwnFailure("out_of_memory", {}));
+        return 1;
+    }
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/session.h"
+
+#include "tools/cli/display_text.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+void RefuseUsage(const Session &session, std::string reason) {
+    throw OwnFailure("usage", {.subject = fmt::format("{} {} --help", session.program.name,
+                                                      FullName(*session.invocation.command)),
+                               .reason = std::move(reason)});
+}
+
+void ConfirmDeleting(Session &session, const std::string &what,
+                     const std::vector<std::string> &details) {
+    Streams &streams = session.streams;
+    if (session.Options().yes) return;
+    const std::string deleting = "deleting " + OneLine(what);
+    std::string lines;
+    for (const std::string &detail : details)
+        lines += (lines.empty() ? "" : "\n") + OneLine(detail);
+    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting}, lines);
+    const std::string answer = streams.Ask(
+        fmt::format("{}{}Delete {}? [y/N] ", lines, lines.empty() ? "" : "\n", OneLine(what)),
+        /*echo=*/true);
+    if (answer != "y" && answer != "Y" && answer != "yes") {
+        throw OwnFailure("refused", {.subject = deleting});
+    }
+}
+
+}  // namespace zafo::cli
