@@ -10,6 +10,8 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <fstream>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -119,6 +121,16 @@ std::string NameIn(const Element &element) {
     return text;
 }
 
+// Standard output of openssl; nothing when it cannot be started.
+std::optional<std::string> RunOpenssl(std::vector<const char *> argv) {
+    argv.push_back(nullptr);
+    FILE *stream = QLIBCPopenv(kOpenssl, "r", const_cast<char *const *>(argv.data()));
+    if (stream == nullptr) return std::nullopt;
+    std::string output = ReadAll(stream);
+    QLIBCPclose(stream);
+    return output;
+}
+
 }  // namespace
 
 std::vector<std::string> AlternativeNames(std::string_view der) {
@@ -164,12 +176,43 @@ std::optional<CertificateReport> AskForCertificate(const std::string &host, int 
                                       host.c_str()};
     if (start_tls) argv.insert(argv.end(), {"-starttls", "ldap"});
     if (access(kAuthority, R_OK) == 0) argv.insert(argv.end(), {"-CAfile", kAuthority});
-    argv.push_back(nullptr);
-    FILE *stream = QLIBCPopenv(kOpenssl, "r", const_cast<char *const *>(argv.data()));
-    if (stream == nullptr) return std::nullopt;
-    const std::string output = ReadAll(stream);
-    QLIBCPclose(stream);
-    return ParseCertificateReport(output);
+    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    if (!output) return std::nullopt;
+    return ParseCertificateReport(*output);
+}
+
+std::optional<Certificate> ReadCertificateFile(const std::string &path) {
+    const std::optional<std::string> output = RunOpenssl(
+        {kOpenssl, "x509", "-noout", "-subject", "-issuer", "-enddate", "-in", path.c_str()});
+    if (!output || !output->starts_with("subject=")) return std::nullopt;
+    return Certificate{After(*output, "subject="), After(*output, "\nissuer="),
+                       DateAfter(*output, "\nnotAfter=")};
+}
+
+std::vector<std::string> NamesInCertificateFile(const std::string &path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return AlternativeNames(FirstDer(text.str()));
+}
+
+std::string VerdictOnCertificateFile(Streams &streams, const std::string &path) {
+    std::vector<const char *> argv = {kOpenssl,     "verify",     "-no_check_time",
+                                      "-untrusted", path.c_str(), path.c_str()};
+    if (access(kAuthority, R_OK) == 0)
+        argv.insert(argv.begin() + 2, {"-CAfile", kAuthority, "-no-CApath", "-no-CAstore"});
+    streams.ForgetToolWords();
+    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    if (output && output->ends_with(": OK\n")) return "ok";
+    // "error 20 at 0 depth lookup: unable to get local issuer certificate"
+    const std::string reason = After(streams.ToolWords(), "lookup: ");
+    return reason.empty() ? "it cannot be read" : reason;
+}
+
+bool CertificateIsFor(const std::string &path, const std::string &host) {
+    const std::optional<std::string> output =
+        RunOpenssl({kOpenssl, "x509", "-noout", "-checkhost", host.c_str(), "-in", path.c_str()});
+    return output && output->find("does match") != std::string::npos;
 }
 
 }  // namespace zafo::cli

@@ -3,6 +3,8 @@
 // What openssl says of a server's certificate.
 #pragma once
 
+#include "tools/cli/streams.h"
+
 #include <ctime>
 #include <optional>
 #include <string>
@@ -34,5 +36,16 @@ std::vector<std::string> AlternativeNames(std::string_view der);
 // with TLS from the first byte.
 std::optional<CertificateReport> AskForCertificate(const std::string &host, int port,
                                                    bool start_tls);
+
+// Of a file in PEM: its first certificate; nothing when there is none.
+std::optional<Certificate> ReadCertificateFile(const std::string &path);
+std::vector<std::string> NamesInCertificateFile(const std::string &path);
+
+// What openssl says of the certificate in a file and those who signed it, their end dates aside:
+// "ok", or its reason. Those in the file itself count as signers between it and the authority.
+std::string VerdictOnCertificateFile(Streams &streams, const std::string &path);
+
+// Whether it stands for a host name (RFC 6125: the names, not the subject, where it has any).
+bool CertificateIsFor(const std::string &path, const std::string &host);
 
 }  // namespace zafo::cli

@@ -2,7 +2,6 @@
 #include "tools/cli/check_steps.h"
 
 #include "tools/cli/display_text.h"
-#include "tools/cli/listing.h"
 
 #include <fmt/format.h>
 
@@ -12,9 +11,6 @@ namespace zafo::cli {
 
 namespace {
 
-const Fields kStepFields = {
-    {"result", "RESULT"}, {"step", "STEP"}, {"detail", "DETAIL"}, {"hint", "HINT"}};
-
 constexpr std::string_view kColors[] = {"\033[32m", "\033[33m", "\033[31m", "\033[2m"};
 
 Json TextOrNull(const std::string &text) {
@@ -23,9 +19,9 @@ Json TextOrNull(const std::string &text) {
 
 }  // namespace
 
-std::string_view Name(StepResult result) {
-    constexpr std::string_view kNames[] = {"ok", "warning", "failed", "skipped"};
-    return kNames[static_cast<int>(result)];
+std::string_view StepPrinter::Name(StepResult result) const {
+    const std::string_view names[] = {"ok", "warning", words_.failed, "skipped"};
+    return names[static_cast<int>(result)];
 }
 
 bool StepPrinter::AsTheyCome() const {
@@ -33,10 +29,11 @@ bool StepPrinter::AsTheyCome() const {
 }
 
 void StepPrinter::Print(const CheckStep &step) {
-    steps_.push_back({{"step", step.step},
-                      {"result", Name(step.result)},
-                      {"detail", TextOrNull(step.detail)},
-                      {"hint", TextOrNull(step.failure ? step.failure->hint : step.hint)}});
+    steps_.push_back(
+        {{words_.step.key, step.step},
+         {words_.result.key, Name(step.result)},
+         {words_.detail.key, TextOrNull(step.detail)},
+         {words_.hint.key, TextOrNull(step.failure ? step.failure->hint : step.hint)}});
     results_.push_back(step.result);
     if (!AsTheyCome()) return;
     const bool colors = session_.streams.ColorsOut();
@@ -55,7 +52,8 @@ void StepPrinter::Finish(bool ok) {
         session_.document.Whole(steps_, /*ok=*/false, /*complete=*/true);
         return;
     }
-    PrintList(session_.streams, session_.document, kStepFields, steps_);
+    PrintList(session_.streams, session_.document,
+              {words_.result, words_.step, words_.detail, words_.hint}, steps_);
 }
 
 size_t StepPrinter::Count(StepResult result) const {

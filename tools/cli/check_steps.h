@@ -4,6 +4,7 @@
 // it is made, else together.
 #pragma once
 
+#include "tools/cli/listing.h"
 #include "tools/cli/session.h"
 
 #include <optional>
@@ -22,12 +23,20 @@ struct CheckStep {
     std::optional<Failure> failure = {};  // of a step that failed
 };
 
-std::string_view Name(StepResult result);
+// What the columns and the result of a step that failed are called.
+struct StepWords {
+    Field step = {"step", "STEP"};
+    Field result = {"result", "RESULT"};
+    Field detail = {"detail", "DETAIL"};
+    Field hint = {"hint", "HINT"};
+    std::string_view failed = "failed";
+};
 
 class StepPrinter {
   public:
     // `width`: of the steps' names in a table.
-    explicit StepPrinter(Session &session, int width = 10) : session_(session), width_(width) {}
+    explicit StepPrinter(Session &session, int width = 10, StepWords words = {})
+        : session_(session), width_(width), words_(words) {}
 
     void Print(const CheckStep &step);
     void Finish(bool ok);
@@ -36,9 +45,11 @@ class StepPrinter {
 
   private:
     bool AsTheyCome() const;
+    std::string_view Name(StepResult result) const;
 
     Session &session_;
     int width_;
+    StepWords words_;
     std::vector<Json> steps_;
     std::vector<StepResult> results_;
 };

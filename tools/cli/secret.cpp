@@ -84,12 +84,15 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
     return password;
 }
 
-void CheckStrength(const std::string &password, std::string_view name) {
-    constexpr size_t kLeast = 8;
-    // Bytes that are no UTF-8 count as one character each.
+size_t CharactersOf(const std::string &password) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(password.data());
     const bool utf8 = u8_check(bytes, password.size()) == nullptr;
-    const size_t characters = utf8 ? u8_mbsnlen(bytes, password.size()) : password.size();
+    return utf8 ? u8_mbsnlen(bytes, password.size()) : password.size();
+}
+
+void CheckStrength(const std::string &password, std::string_view name) {
+    constexpr size_t kLeast = 8;
+    const size_t characters = CharactersOf(password);
     const bool is_name = password.size() == name.size() &&
                          strncasecmp(password.data(), name.data(), name.size()) == 0;
     const char *reason = is_name               ? "it is the user's name"

@@ -13,6 +13,9 @@ namespace zafo::cli {
 // (refused when group or others can read it), or asked for twice.
 std::string TakePassword(Streams &streams, const Invocation &invocation, std::string_view what);
 
+// Its length; bytes that are no UTF-8 count as one character each.
+size_t CharactersOf(const std::string &password);
+
 // Throws Failure ("password_weak") for a password that a person should not have: shorter than 8
 // characters or the user's own name.
 void CheckStrength(const std::string &password, std::string_view name);

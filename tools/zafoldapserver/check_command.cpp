@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// check: a list for a person and for a monitor, whose ids stay the same.
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/server_checks.h"
+#include "tools/zafoldapserver/server_lock.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+struct Row {
+    const char *id;
+    CheckStep (*check)(CheckedServer &);
+};
+
+constexpr Row kRows[] = {
+    {"configuration", CheckConfigurationFile},
+    {"access-rules", CheckAccessRules},
+    {"enabled", CheckEnabled},
+    {"running", CheckRunning},
+    {"answer", CheckAnswer},
+    {"certificate-chain", CheckCertificateChain},
+    {"certificate-names", CheckCertificateNames},
+    {"certificate-end", CheckCertificateEnd},
+    {"authority-end", CheckAuthorityEnd},
+    {"database-space", CheckDatabaseSpace},
+    {"id-pool-uid", CheckUidPool},
+    {"id-pool-gid", CheckGidPool},
+    {"writers", CheckWriters},
+};
+
+constexpr int kWidth = 18;
+const StepWords kWords = {.step = {"id", "ID"},
+                          .result = {"severity", "SEVERITY"},
+                          .detail = {"cause", "CAUSE"},
+                          .hint = {"fix", "FIX"},
+                          .failed = "error"};
+
+CheckStep CheckSetUp(const LocalServer &server) {
+    if (!server.SetUp())
+        return Wrong(
+            "the server is not set up",
+            "zafoldapserver enable --suffix dc=… sets it up; zafoldapserver enable --help");
+    return Good(fmt::format("suffix {}, administrator {}", server.suffix, server.admin_dn));
+}
+
+}  // namespace
+
+int CheckServer(Session &session) {
+    NeedRoot(session);
+    CheckedServer checked{.session = session, .server = LookAtServer()};
+    checked.certificate_file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
+    if (checked.server.SetUp()) checked.census = TakeCensus();
+    StepPrinter printer(session, kWidth, kWords);
+    CheckStep step = CheckSetUp(checked.server);
+    step.step = "set-up";
+    printer.Print(step);
+    for (const Row &row : kRows) {
+        step = checked.server.SetUp() ? row.check(checked) : Skipped("the server is not set up");
+        step.step = row.id;
+        printer.Print(step);
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+    }
+    const size_t errors = printer.Count(StepResult::kFailed);
+    printer.Finish(errors == 0);
+    if (errors > 0)
+        throw OwnFailure("server_unwell",
+                         {.reason = fmt::format("{} of the checks found an error", errors)});
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/database_census.h"
+
+#include "platform/crypt.h"
+#include "platform/process.h"
+
+#include <strings.h>
+#include <sys/types.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
+
+bool Same(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+std::string Decoded(std::string_view base64) {
+    std::string bytes(base64.size() + 1, '\0');
+    size_t size = 0;
+    if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), bytes.data(), &size) == 0) return {};
+    bytes.resize(size);
+    return bytes;
+}
+
+std::optional<std::uint64_t> NumberIn(std::string_view text) {
+    std::uint64_t number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+// "20271121113111.123456Z#000000#001#000000": time, count, server, modification.
+std::string ServerIdIn(std::string_view csn) {
+    for (int field = 0; field < 2; ++field) {
+        const size_t hash = csn.find('#');
+        if (hash == std::string_view::npos) return {};
+        csn.remove_prefix(hash + 1);
+    }
+    return std::string(csn.substr(0, csn.find('#')));
+}
+
+}  // namespace
+
+std::uint64_t NumberCensus::UsedInPool() const {
+    if (!lowest || !highest || *highest < *lowest) return 0;
+    const auto begin = std::ranges::lower_bound(used, *lowest);
+    const auto end = std::ranges::upper_bound(used, *highest);
+    std::uint64_t count = 0;
+    for (auto at = begin; at < end; ++at)
+        count += at == begin || *at != *(at - 1) ? 1 : 0;
+    return count;
+}
+
+void CensusTaker::Line(std::string_view line) {
+    if (line.starts_with(' ')) {
+        folded_ += line.substr(1);
+        return;
+    }
+    if (!folded_.empty()) Take(folded_);
+    folded_ = line;
+    if (line.empty()) EndEntry();
+}
+
+void CensusTaker::Take(std::string_view line) {
+    const size_t colon = line.find(':');
+    if (colon == std::string_view::npos || line.starts_with('#')) return;
+    const std::string_view name = line.substr(0, colon);
+    std::string_view text = line.substr(colon + 1);
+    const bool encoded = text.starts_with(':');
+    text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
+    const std::string value = encoded ? Decoded(text) : std::string(text);
+    if (Same(name, "dn")) {
+        if (wanted_.contains(value)) census_.found.insert(value);
+    } else if (Same(name, "objectClass")) {
+        user_ = user_ || Same(value, "posixAccount");
+        group_ = group_ || Same(value, "posixGroup");
+        pool_ = pool_ || Same(value, "sambaUnixIdPool");
+    } else if (Same(name, "cn")) {
+        name_ = value;
+    } else if (Same(name, "uidNumber")) {
+        uid_ = NumberIn(value);
+    } else if (Same(name, "gidNumber")) {
+        gid_ = NumberIn(value);
+    } else if (Same(name, "entryCSN")) {
+        if (std::string id = ServerIdIn(value); !id.empty())
+            census_.server_ids.insert(std::move(id));
+    }
+}
+
+void CensusTaker::EndEntry() {
+    if (user_) ++census_.users;
+    if (group_) ++census_.groups;
+    if (user_ && uid_) census_.uids.used.push_back(*uid_);
+    if (group_ && gid_) census_.gids.used.push_back(*gid_);
+    if (pool_ && Same(name_, "MinID")) {
+        census_.uids.lowest = uid_;
+        census_.gids.lowest = gid_;
+    } else if (pool_ && Same(name_, "MaxID")) {
+        census_.uids.highest = uid_;
+        census_.gids.highest = gid_;
+    }
+    user_ = group_ = pool_ = false;
+    name_.clear();
+    uid_.reset();
+    gid_.reset();
+}
+
+DatabaseCensus CensusTaker::Finish() {
+    Line("");
+    std::ranges::sort(census_.uids.used);
+    std::ranges::sort(census_.gids.used);
+    return std::move(census_);
+}
+
+std::optional<DatabaseCensus> TakeCensus(std::set<std::string, std::less<>> wanted) {
+    FILE *stream = QLIBCPopen(kSlapcat, "r", static_cast<char *>(nullptr));
+    if (stream == nullptr) return std::nullopt;
+    CensusTaker taker(std::move(wanted));
+    char *line = nullptr;
+    size_t room = 0;
+    for (ssize_t n = 0; (n = getline(&line, &room, stream)) >= 0;) {
+        std::string_view text(line, static_cast<size_t>(n));
+        if (text.ends_with('\n')) text.remove_suffix(1);
+        taker.Line(text);
+    }
+    std::free(line);
+    if (QLIBCPclose(stream) != 0) return std::nullopt;
+    return taker.Finish();
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// How a server that is set up differs from what is asked for.
+#pragma once
+
+#include "tools/zafoldapserver/enable_checks.h"
+
+#include <string>
+#include <vector>
+
+namespace zafo::cli {
+
+struct Difference {
+    std::string id;    // "running", "password" …: stable
+    std::string text;  // a sentence
+};
+
+// `password` is the one that the server is to have, `saved` the one of the saved connection.
+std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedServer &wanted,
+                                      const Staging &staging, const std::string &password,
+                                      const std::string &saved);
+
+}  // namespace zafo::cli

@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// enable: everything that can be checked is checked first; what fails after that leaves something
+// behind, and the message says what and how to go on.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/password_options.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/cli/secret.h"
+#include "tools/zafoldapserver/differences.h"
+#include "tools/zafoldapserver/enable_checks.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/server_lock.h"
+#include "tools/zafoldapserver/server_names.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include "platform/error.h"
+#include "platform/service.h"
+#include "zafoldap/error.h"
+#include "zafoldap/server.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+namespace zafo::cli {
+
+namespace {
+
+struct Enabling {
+    LocalServer before;
+    WantedServer wanted;
+    std::string password;
+    std::vector<Difference> differences;
+    std::vector<std::string> checks;
+};
+
+// A suffix that is this server's but for the case of letters is taken as it stands there.
+void ReadNames(const Session &session, Enabling &job) {
+    job.wanted.suffix = CheckedSuffix(session.Argument("suffix"));
+    const bool same = SameDn(job.before.suffix, job.wanted.suffix);
+    if (same) job.wanted.suffix = job.before.suffix;
+    const std::string *given = session.invocation.Find("admin-dn");
+    if (given != nullptr) {
+        job.wanted.admin_dn = CheckedAdminDn(*given, job.wanted.suffix);
+    } else {
+        job.wanted.admin_dn = same && !job.before.admin_dn.empty()
+                                  ? job.before.admin_dn
+                                  : "cn=admin," + job.wanted.suffix;
+    }
+}
+
+// The password of the saved connection; nothing when it has none.
+std::optional<std::string> SavedPassword() {
+    const std::optional<Connection> saved = FindConnection(kOwnConnection);
+    if (!saved || !saved->password_stored) return std::nullopt;
+    const Host host = OpenConnection(kOwnConnection, *saved);
+    return host.Record().szBindPasswd;
+}
+
+bool PasswordIsGiven(const Session &session) {
+    const Invocation &invocation = session.invocation;
+    return invocation.Has("password-stdin") || invocation.Has("password-file") ||
+           invocation.Has("random-password");
+}
+
+std::string TakeServerPassword(Session &session, const std::string &admin_dn) {
+    if (session.invocation.Has("random-password")) return RandomPassword();
+    std::string password = TakePassword(session.streams, session.invocation, admin_dn);
+    CheckServerPassword(password);
+    return password;
+}
+
+// A server that is set up keeps its password unless another one is given. With --dry-run nobody
+// is asked for one.
+void ReadPassword(Session &session, Enabling &job, const std::optional<std::string> &saved) {
+    const bool given = PasswordIsGiven(session);
+    if (!given && saved && job.before.SetUp()) {
+        job.password = *saved;
+    } else if (given || !session.Options().dry_run) {
+        job.password = TakeServerPassword(session, job.wanted.admin_dn);
+    }
+}
+
+Json DifferencesAsJson(const std::vector<Difference> &differences) {
+    Json list = Json::array();
+    for (const Difference &one : differences)
+        list.push_back({{"id", one.id}, {"text", one.text}});
+    return list;
+}
+
+std::vector<std::string> Urls() {
+    std::vector<std::string> urls;
+    for (const ListenAddress &address : ListenAddresses())
+        urls.push_back(address.url);
+    return urls;
+}
+
+Json Result(const Enabling &job) {
+    return {{"suffix", job.wanted.suffix},
+            {"admin_dn", job.wanted.admin_dn},
+            {"addresses", Urls()},
+            {"authority", kAuthority},
+            {"first_time", !job.before.SetUp()},
+            {"differences", DifferencesAsJson(job.differences)}};
+}
+
+int DryRun(Session &session, const Enabling &job) {
+    Streams &streams = session.streams;
+    const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile, kDataFolder};
+    if (session.Options().form == Form::kJson) {
+        Json result = Result(job);
+        result["checks"] = job.checks;
+        result["would_write"] = files;
+        session.document.Whole(result);
+        return 0;
+    }
+    streams.Note("dry run: nothing is changed");
+    for (const std::string &check : job.checks)
+        streams.Out(fmt::format("ok        {}\n", check));
+    if (job.before.SetUp() && job.differences.empty()) {
+        streams.Out("nothing to do: the server is set up and runs\n");
+        return 0;
+    }
+    for (const Difference &one : job.differences)
+        streams.Out(fmt::format("differs   {}\n", one.text));
+    streams.Out(
+        fmt::format("suffix    {}\nadmin DN  {}\n", job.wanted.suffix, job.wanted.admin_dn));
+    for (const std::string &file : files)
+        streams.Out(fmt::format("writes    {}\n", file));
+    streams.Out(
+        "adds      what is missing of: cn=users, cn=groups, the pool of numbers, the Samba domain, "
+        "the groups users, Directory Operators and administrators, the user admin\n");
+    return 0;
+}
+
+// A file that somebody has changed by hand is kept beside the new one.
+void KeepBefore(Session &session, const char *path) {
+    const std::string kept = std::string(path) + ".before";
+    const std::optional<std::string> text = ReadTextFile(path);
+    if (!text) return;
+    unlink(kept.c_str());
+    const UniqueFd fd(open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!fd || write(fd.Get(), text->data(), text->size()) != static_cast<ssize_t>(text->size()))
+        throw OwnFailure("folder_unwritable", {.subject = kept, .reason = std::strerror(errno)});
+    session.streams.Note(fmt::format("{} is kept as {}", path, kept));
+}
+
+// How far the library came, from what there is now.
+std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
+    if (!SameDn(now.suffix, job.wanted.suffix))
+        return fmt::format("{} could not be written", kSlapdConf);
+    if (access(kAccessRules, R_OK) != 0) return "the access rules could not be written";
+    if (ZAFOLDAPServerDBIsEmpty() == 1) return "nothing could be put into the database";
+    if (!now.Running()) return "the database is made in part or whole, and the server does not run";
+    return "the server runs, but a default group or the user admin could not be added";
+}
+
+[[noreturn]] void FailToEnable(Session &session, const Enabling &job) {
+    const Failure cause = LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {.server = "the server"},
+                                         session.streams.ToolWords());
+    const LocalServer now = LookAtServer();
+    Failure failure =
+        OwnFailure("enable_failed", {.reason = StateAfterFailure(job, now)}, cause.detail);
+    if (Interrupted()) failure.exit_code = 130;
+    throw failure;
+}
+
+void Enable(Session &session, const Enabling &job) {
+    Streams &streams = session.streams;
+    for (const Difference &one : job.differences) {
+        if (one.id == "configuration") KeepBefore(session, kSlapdConf);
+        if (one.id == "access-rules") KeepBefore(session, kAccessRules);
+    }
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    streams.Note("enabling the service ldap-server");
+    if (QLIBServiceEnable(kService) != 0)
+        throw OwnFailure("service_missing", {.subject = kService}, streams.ToolWords());
+    streams.Note(
+        "writing configuration, connection \"root\" and access rules, filling the database, "
+        "starting the server (a few seconds)");
+    ZAFOLDAP_SERVER_PARAM settings{};
+    settings.szSuffix = job.wanted.suffix.c_str();
+    settings.szRootDN = job.wanted.admin_dn.c_str();
+    settings.szRootPW = job.password.c_str();
+    if (ZAFOLDAPServerEnable(&settings) != 0) FailToEnable(session, job);
+}
+
+void LogEnabling(const Session &session, const Enabling &job, const std::string &result) {
+    std::vector<std::string> ids;
+    for (const Difference &one : job.differences)
+        ids.push_back(one.id);
+    LogChange(FullName(*session.invocation.command), "service=ldap-server",
+              fmt::format("suffix=\"{}\" admin=\"{}\" changed={}", job.wanted.suffix,
+                          job.wanted.admin_dn, job.before.SetUp() ? LoggedNames(ids) : "all"),
+              result);
+}
+
+void SayHowToGoOn(Session &session, const Enabling &job) {
+    session.streams.Note(
+        fmt::format("the server runs: suffix {}, administrator {}\n"
+                    "  accounts    zafoldap user add NAME --full-name 'FIRST LAST'\n"
+                    "  clients     trust {}; connect to {} with StartTLS\n"
+                    "  health      zafoldapserver check",
+                    job.wanted.suffix, job.wanted.admin_dn, kAuthority, fmt::join(Urls(), ", ")));
+}
+
+}  // namespace
+
+int EnableServer(Session &session) {
+    CheckPasswordOptions(session);
+    Enabling job;
+    job.before = LookAtServer();
+    ReadNames(session, job);
+    NeedRoot(session);
+    const std::optional<std::string> saved = SavedPassword();
+    ReadPassword(session, job, saved);
+    const Staging staging;
+    job.wanted.configuration = staging.Configuration(job.wanted.suffix, job.wanted.admin_dn);
+    job.wanted.rules = staging.AccessRules(job.wanted.suffix);
+    job.checks = CheckBeforeEnabling(session.streams, job.before, job.wanted, staging);
+    if (job.before.SetUp())
+        job.differences =
+            DifferencesOf(job.before, job.wanted, staging, job.password, saved.value_or(""));
+    if (session.Options().dry_run) return DryRun(session, job);
+    const bool nothing = job.before.SetUp() && job.differences.empty();
+    if (nothing) {
+        session.streams.Note("nothing to do: the server is set up and runs");
+    } else {
+        for (const Difference &one : job.differences)
+            session.streams.Note("differs: " + OneLine(one.text));
+        const ServerLock lock;
+        LoggedChange([&] { Enable(session, job); },
+                     [&](const std::string &result) { LogEnabling(session, job, result); });
+        PrintRandomPassword(session, job.password);
+    }
+    if (session.Options().form == Form::kJson) {
+        Json result = Result(job);
+        if (session.invocation.Has("random-password")) result["password"] = job.password;
+        session.document.Whole(result);
+    }
+    if (!nothing) SayHowToGoOn(session, job);
+    return 0;
+}
+
+}  // namespace zafo::cli

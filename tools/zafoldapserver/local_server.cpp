@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/local_server.h"
+
+#include "tools/zafoldapserver/server_paths.h"
+#include "tools/zafoldapserver/slapd_conf.h"
+
+#include "platform/file.h"
+#include "platform/service.h"
+#include "zafoldap/server.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::string_view kListenDefault = "ldap:/// ldaps:///";
+constexpr int kLdapPort = 389;
+constexpr int kLdapsPort = 636;
+
+std::string WholeFile(const std::string &path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+std::optional<ListenAddress> ParseOne(const std::string &url) {
+    const size_t slashes = url.find("://");
+    if (slashes == std::string::npos) return std::nullopt;
+    ListenAddress address{.url = url};
+    const std::string scheme = url.substr(0, slashes);
+    if (scheme != "ldap" && scheme != "ldaps") return std::nullopt;
+    address.tls = scheme == "ldaps";
+    address.port = address.tls ? kLdapsPort : kLdapPort;
+    std::string rest = url.substr(slashes + 3);
+    rest.resize(std::min(rest.find('/'), rest.size()));
+    const size_t colon =
+        rest.find(':', rest.starts_with('[') ? std::min(rest.find(']'), rest.size()) : 0);
+    if (colon != std::string::npos) {
+        std::from_chars(rest.data() + colon + 1, rest.data() + rest.size(), address.port);
+        rest.resize(colon);
+    }
+    if (rest.starts_with('[') && rest.ends_with(']')) rest = rest.substr(1, rest.size() - 2);
+    address.host = rest == "*" ? "" : rest;
+    return address;
+}
+
+}  // namespace
+
+std::string_view Name(ServerState state) {
+    constexpr std::string_view kNames[] = {"running", "stopped", "not set up"};
+    return kNames[static_cast<int>(state)];
+}
+
+LocalServer LookAtServer() {
+    LocalServer server;
+    server.enabled = QLIBServiceIsEnabled(kService) == 1;
+    server.readable = access(kSlapdConf, F_OK) != 0 || access(kSlapdConf, R_OK) == 0;
+    server.suffix = DirectiveOf(kSlapdConf, "suffix");
+    server.admin_dn = DirectiveOf(kSlapdConf, "rootdn");
+    if (server.suffix.empty() && server.readable) return server;
+    const bool running = ZAFOLDAPServerIsStarted(&server.pid) == 1;
+    server.state = running ? ServerState::kRunning : ServerState::kStopped;
+    return server;
+}
+
+LocalServer NeedServer() {
+    LocalServer server = LookAtServer();
+    if (!server.SetUp()) throw OwnFailure("server_not_set_up", {});
+    return server;
+}
+
+// Field 22 of /proc/PID/stat: clock ticks after the machine's start. The second field, the
+// program's name, may hold blanks and brackets.
+std::optional<std::time_t> StartOf(int pid) {
+    const std::string stat = WholeFile(fmt::format("/proc/{}/stat", pid));
+    const size_t after_name = stat.rfind(')');
+    if (after_name == std::string::npos) return std::nullopt;
+    std::istringstream fields(stat.substr(after_name + 1));
+    std::string field;
+    for (int number = 3; number <= 22 && fields >> field; ++number) {
+    }
+    const std::string system = WholeFile("/proc/stat");
+    const size_t boot = system.find("\nbtime ");
+    if (boot == std::string::npos || field.empty()) return std::nullopt;
+    return std::strtoll(system.c_str() + boot + 7, nullptr, 10) +
+           std::strtoll(field.c_str(), nullptr, 10) / sysconf(_SC_CLK_TCK);
+}
+
+std::vector<ListenAddress> ParseListen(std::string_view urls) {
+    std::vector<ListenAddress> addresses;
+    std::istringstream words{std::string(urls)};
+    for (std::string url; words >> url;) {
+        if (std::optional<ListenAddress> address = ParseOne(url))
+            addresses.push_back(std::move(*address));
+    }
+    return addresses;
+}
+
+std::vector<ListenAddress> ListenAddresses() {
+    const std::unique_ptr<QLIBSZHASH, void (*)(QLIBSZHASH *)> pairs(QLIBCSzHashAlloc(16),
+                                                                    QLIBCSzHashFree);
+    if (!pairs) throw std::bad_alloc();
+    QLIBCFileGetPair(kServiceSettings, pairs.get());
+    const char *listen = QLIBCSzHashGetValue(pairs.get(), "listen");
+    return ParseListen(listen != nullptr ? listen : kListenDefault);
+}
+
+int StartTlsPort() {
+    for (const ListenAddress &address : ListenAddresses()) {
+        if (!address.tls) return address.port;
+    }
+    return 0;
+}
+
+std::optional<unsigned long long> AllocatedSize(const char *path) {
+    constexpr unsigned long long kBlock = 512;  // stat(2), whatever the file system's own is
+    struct stat status {};
+    if (stat(path, &status) != 0) return std::nullopt;
+    return static_cast<unsigned long long>(status.st_blocks) * kBlock;
+}
+
+std::string SizeInWords(unsigned long long bytes) {
+    constexpr double kStep = 1024;
+    constexpr std::array<std::string_view, 5> kUnits = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+    auto size = static_cast<double>(bytes);
+    size_t unit = 0;
+    for (; size >= kStep && unit + 1 < kUnits.size(); ++unit)
+        size /= kStep;
+    return unit == 0 ? fmt::format("{} bytes", bytes)
+                     : fmt::format("{:.{}f} {}", size, size < 10 ? 1 : 0, kUnits[unit]);
+}
+
+std::string TimeText(std::time_t when) {
+    std::tm local{};
+    localtime_r(&when, &local);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+    return text.data();
+}
+
+std::string DateText(std::time_t when) {
+    std::tm utc{};
+    gmtime_r(&when, &utc);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%d", &utc);
+    return text.data();
+}
+
+}  // namespace zafo::cli

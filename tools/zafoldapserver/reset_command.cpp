@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// reset: the one command that deletes accounts by the thousand.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/database_census.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/server_lock.h"
+#include "tools/zafoldapserver/server_names.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include "platform/error.h"
+#include "platform/service.h"
+#include "zafoldap/error.h"
+#include "zafoldap/server.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+std::string InWords(const LocalServer &server, const std::optional<DatabaseCensus> &census) {
+    const std::string accounts =
+        census ? fmt::format("{} users and {} groups", census->users, census->groups)
+               : "users and groups that cannot be counted";
+    return fmt::format("the directory {} with {}, its configuration and access rules",
+                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
+                       accounts);
+}
+
+// The suffix is typed, so that nobody resets the wrong machine by a habit of the fingers.
+void Confirm(Session &session, const std::string &suffix, const std::string &lost) {
+    Streams &streams = session.streams;
+    if (session.Options().yes) return;
+    const std::string deleting = "deleting " + lost;
+    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting});
+    const std::string word = suffix.empty() ? "yes" : suffix;
+    const std::string answer = streams.Ask(
+        fmt::format("This deletes {}.\nThere is no way back but a backup. Type {} to go on: ", lost,
+                    suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
+        /*echo=*/true);
+    if (!SameDn(answer, word)) throw OwnFailure("suffix_not_typed", {.subject = deleting});
+}
+
+void Reset(Session &session) {
+    Streams &streams = session.streams;
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    if (ZAFOLDAPServerDBReset() != 0) {
+        const LocalServer now = LookAtServer();
+        const char *state = now.Running() ? "it could not be stopped and is as it was"
+                            : now.SetUp() ? "it is stopped, the database may be gone in part"
+                                          : "the database is empty, a file of the configuration is "
+                                            "left";
+        throw OwnFailure("reset_failed", {.reason = state}, streams.ToolWords());
+    }
+    QLIBServiceDisable(kService);
+}
+
+}  // namespace
+
+int ResetServer(Session &session) {
+    NeedRoot(session);
+    const LocalServer server = LookAtServer();
+    if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
+        throw OwnFailure("server_not_set_up", {});
+    const std::optional<DatabaseCensus> census = TakeCensus();
+    const std::string lost = InWords(server, census);
+    const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
+    Json result = {{"suffix", server.suffix.empty() ? Json() : Json(server.suffix)},
+                   {"users", count(&DatabaseCensus::users)},
+                   {"groups", count(&DatabaseCensus::groups)}};
+    const bool json = session.Options().form == Form::kJson;
+    if (session.Options().dry_run) {
+        if (json) session.document.Whole({{"would_delete", result}});
+        session.streams.Note("dry run: would delete " + lost);
+        return 0;
+    }
+    Confirm(session, server.suffix, lost);
+    const ServerLock lock;
+    LoggedChange([&] { Reset(session); },
+                 [&](const std::string &outcome) {
+                     LogChange(
+                         "reset", "service=ldap-server",
+                         fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),
+                                     JsonText(result["users"]), JsonText(result["groups"])),
+                         outcome);
+                 });
+    if (json) session.document.Whole({{"deleted", result}});
+    session.streams.Note(fmt::format(
+        "deleted: {}\nthe server is stopped and not enabled; certificates and the saved "
+        "connection \"root\" are kept",
+        lost));
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The checks of configuration, process and answer.
+#include "tools/zafoldapserver/server_checks.h"
+
+#include "tools/cli/saved_connection.h"
+#include "tools/zafoldapserver/server_names.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+std::string EnableAgain(const CheckedServer &checked) {
+    return fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix);
+}
+
+// Lines of a tool, with semicolons between them.
+std::string OnOneLine(std::string words) {
+    while (words.ends_with('\n'))
+        words.pop_back();
+    for (size_t at = 0; (at = words.find('\n', at)) != std::string::npos;)
+        words.replace(at, 1, "; ");
+    return words;
+}
+
+}  // namespace
+
+CheckStep Good(std::string cause) {
+    return {.step = {}, .detail = std::move(cause)};
+}
+
+CheckStep Warned(std::string cause, std::string fix) {
+    return {.step = {},
+            .result = StepResult::kWarning,
+            .detail = std::move(cause),
+            .hint = std::move(fix)};
+}
+
+CheckStep Wrong(std::string cause, std::string fix) {
+    return {.step = {},
+            .result = StepResult::kFailed,
+            .detail = std::move(cause),
+            .hint = std::move(fix)};
+}
+
+CheckStep Skipped(std::string cause) {
+    return {.step = {}, .result = StepResult::kSkipped, .detail = std::move(cause)};
+}
+
+CheckStep CheckConfigurationFile(CheckedServer &checked) {
+    const auto words = FaultOfConfiguration(checked.session.streams, kSlapdConf);
+    if (!words) return Good(fmt::format("slapd accepts {}", kSlapdConf));
+    return Wrong(fmt::format("slapd does not accept {}: {}", kSlapdConf, OnOneLine(*words)),
+                 fmt::format("correct it, or have it written anew: {}", EnableAgain(checked)));
+}
+
+CheckStep CheckAccessRules(CheckedServer &checked) {
+    switch (StateOfRules(Staging(), checked.server.suffix)) {
+        case RulesState::kAsWritten:
+            return Good("as they were written");
+        case RulesState::kMissing:
+            return Wrong(fmt::format("{} is missing", kAccessRules),
+                         fmt::format("have it written anew: {}", EnableAgain(checked)));
+        case RulesState::kByHand:
+            break;
+    }
+    return Warned(
+        fmt::format("{} was changed by hand", kAccessRules),
+        fmt::format("see zafoldapserver acl show; {} writes it anew and keeps the old one "
+                    "beside it",
+                    EnableAgain(checked)));
+}
+
+CheckStep CheckEnabled(CheckedServer &checked) {
+    if (checked.server.enabled) return Good("the service ldap-server is enabled");
+    return Wrong("the service ldap-server is not enabled: it cannot be started",
+                 EnableAgain(checked));
+}
+
+CheckStep CheckRunning(CheckedServer &checked) {
+    const int pid = checked.server.pid;
+    if (!checked.server.Running())
+        return Wrong(
+            "the server does not run",
+            fmt::format("zafoldapserver start; if it stops again, {} has the reason", kSystemLog));
+    const auto since = StartOf(pid);
+    return Good(
+        fmt::format("process {}{}{}", pid, since ? " since " : "", since ? TimeText(*since) : ""));
+}
+
+// As the programs reach it: over StartTLS, with the saved connection's name and password.
+CheckStep CheckAnswer(CheckedServer &checked) {
+    if (!checked.server.Running()) return Skipped("the server does not run");
+    const std::string again = EnableAgain(checked);
+    try {
+        const Connection connection = ReadConnection(kOwnConnection);
+        if (!SameDn(connection.base, checked.server.suffix))
+            return Wrong(fmt::format("the saved connection \"root\" is for {}", connection.base),
+                         again);
+        Search search(
+            checked.session.streams, OpenConnection(kOwnConnection, connection),
+            {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
+            connection.Known());
+        if (search.Next() == nullptr)
+            return Wrong(fmt::format("the entry {} is not shown", checked.server.suffix), again);
+        return Good(fmt::format("{} is let in over {}", connection.bind_dn,
+                                connection.SslName() == "off" ? "clear text" : "TLS"));
+    } catch (const Failure &failure) {
+        if (failure.exit_code == 130) throw;
+        std::string cause = failure.message;
+        if (!failure.detail.empty()) cause += ": " + OnOneLine(failure.detail);
+        return Wrong(cause, failure.hint);
+    }
+}
+
+}  // namespace zafo::cli

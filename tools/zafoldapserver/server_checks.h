@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The checks of the server's health. Each looks for itself, so that one that fails hides no other;
+// none needs the server to run but "answer".
+#pragma once
+
+#include "tools/cli/certificate.h"
+#include "tools/cli/check_steps.h"
+#include "tools/zafoldapserver/database_census.h"
+#include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/slapd_conf.h"
+
+#include <optional>
+#include <string>
+
+namespace zafo::cli {
+
+struct CheckedServer {
+    Session &session;
+    LocalServer server = {};
+    std::string certificate_file = {};  // empty: none in the configuration
+    std::optional<DatabaseCensus> census = {};
+};
+
+CheckStep CheckConfigurationFile(CheckedServer &checked);
+CheckStep CheckAccessRules(CheckedServer &checked);
+CheckStep CheckEnabled(CheckedServer &checked);
+CheckStep CheckRunning(CheckedServer &checked);
+CheckStep CheckAnswer(CheckedServer &checked);
+
+CheckStep CheckCertificateChain(CheckedServer &checked);
+CheckStep CheckCertificateNames(CheckedServer &checked);
+CheckStep CheckCertificateEnd(CheckedServer &checked);
+CheckStep CheckAuthorityEnd(CheckedServer &checked);
+
+CheckStep CheckDatabaseSpace(CheckedServer &checked);
+CheckStep CheckUidPool(CheckedServer &checked);
+CheckStep CheckGidPool(CheckedServer &checked);
+CheckStep CheckWriters(CheckedServer &checked);
+
+// The judgements behind them, on numbers alone.
+CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
+CheckStep JudgePool(const NumberCensus &numbers, std::string_view which);
+CheckStep JudgeEnd(const std::string &whose, const std::string &subject, std::time_t ends,
+                   std::time_t now);
+
+// Steps without an id.
+CheckStep Good(std::string cause);
+CheckStep Warned(std::string cause, std::string fix);
+CheckStep Wrong(std::string cause, std::string fix);
+CheckStep Skipped(std::string cause);
+
+}  // namespace zafo::cli

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/server_lock.h"
+
+#include "platform/error.h"
+#include "zafoldap/error.h"
+#include "zafoldap/lock.h"
+
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr const char *kLockFile = "/var/run/zafoldapserver.lock";
+
+}  // namespace
+
+ServerLock::ServerLock() {
+    ZAFOLDAPErrReset();
+    fd_ = ZAFOLDAPLock(kLockFile, LOCK_EX);
+    if (fd_ >= 0) return;
+    if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+    throw OwnFailure("folder_unwritable", {.subject = kLockFile, .reason = std::strerror(errno)});
+}
+
+ServerLock::~ServerLock() {
+    ZAFOLDAPUnLock(fd_);
+}
+
+void NeedRoot(const Session &session) {
+    if (geteuid() == 0) return;
+    throw OwnFailure("not_root", {.subject = fmt::format("{} {}", session.program.name,
+                                                         FullName(*session.invocation.command))});
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The server's configuration, slapd.conf(5), and its access rules, slapd.access(5): reading them,
+// and making staged copies to compare with and to test.
+#pragma once
+
+#include "tools/cli/streams.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::cli {
+
+struct Directive {
+    std::string key;
+    std::string value;  // as written, continuation lines joined with a blank
+};
+
+// The directives of a configuration text, comments left out.
+std::vector<Directive> ParseDirectives(std::string_view text);
+
+// One value of a configuration file; empty: it has none, or cannot be read.
+std::string DirectiveOf(const std::string &path, const char *key);
+
+// A whole text file; nothing when it cannot be read.
+std::optional<std::string> ReadTextFile(const std::string &path);
+
+// Has slapd itself test a configuration file, without the database. Its words; nothing when it
+// accepts the file. Throws Failure ("slapd_missing").
+std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::string &path);
+
+// A private folder for files that are only looked at; goes with its owner.
+class Staging {
+  public:
+    Staging();
+    ~Staging();
+    Staging(const Staging &) = delete;
+    Staging &operator=(const Staging &) = delete;
+
+    // What the server would be configured with: the whole text of slapd.conf but for the
+    // administrator's password, and the access rules.
+    std::string Configuration(const std::string &suffix, const std::string &admin_dn) const;
+    std::string AccessRules(const std::string &suffix) const;
+
+    // The same for a configuration and rules that are not in place.
+    std::optional<std::string> Test(Streams &streams, const std::string &configuration,
+                                    const std::string &rules) const;
+
+  private:
+    std::string Path(std::string_view name) const { return folder_ + "/" + std::string(name); }
+
+    std::string folder_;
+};
+
+// Whether two configurations say the same, the administrator's password aside.
+bool SameConfiguration(std::string_view a, std::string_view b);
+
+enum class RulesState { kAsWritten, kByHand, kMissing };
+RulesState StateOfRules(const Staging &staging, const std::string &suffix);
+
+}  // namespace zafo::cli
