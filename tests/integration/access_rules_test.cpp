@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Who may do what on the appliance's own server: every cell by a client that is bound as somebody,
+// and by what slapacl(8) says of the rules.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/integration/own_server.h"
+
+namespace zafo::test {
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kCompareFalse = 5;
+constexpr int kCompareTrue = 6;
+constexpr int kNeedsBind = 8;
+constexpr int kInsufficientAccess = 50;
+
+enum Who { kAnonymous, kSelf, kOther, kOperator, kAdministrator };
+constexpr const char *kNames[] = {"anonymous", "the user", "another user", "an operator",
+                                  "the administrator"};
+
+// anna is looked at, bob is another user, olga an operator.
+const OwnServer &Server() {
+    static const OwnServer &server = [&]() -> const OwnServer & {
+        OwnServer &made = OwnServer::Get();
+        for (const char *name : {"anna", "bob", "olga"})
+            made.AddUser(name, std::string(name) + "'s secret");
+        made.Change("dn: " + made.GroupDN("Directory Operators") +
+                    "\nchangetype: modify\nadd: memberUid\nmemberUid: olga\n");
+        made.Change("dn: " + made.UserDN("anna") +
+                    "\nchangetype: modify\nreplace: loginShell\nloginShell: /bin/sh\n-\n"
+                    "replace: shadowLastChange\nshadowLastChange: 20000\n-\n"
+                    "replace: sambaPwdLastSet\nsambaPwdLastSet: 1700000000\n-\n"
+                    "replace: description\ndescription: somebody\n");
+        return made;
+    }();
+    return server;
+}
+
+Identity As(Who who) {
+    const auto user = [](const std::string &name) {
+        return Identity{Server().UserDN(name), name + "'s secret"};
+    };
+    switch (who) {
+        case kAnonymous:
+            return {};
+        case kSelf:
+            return user("anna");
+        case kOther:
+            return user("bob");
+        case kOperator:
+            return user("olga");
+        case kAdministrator:
+            break;
+    }
+    return Server().Admin();
+}
+
+std::string Content(const std::string &dn, const std::string &attribute) {
+    const rig::ProgramRun run =
+        Server().Client(Server().Admin(), "ldapsearch",
+                        {"-LLL", "-o", "ldif-wrap=no", "-s", "base", "-b", dn, attribute});
+    const size_t at = run.out.find("\n" + attribute + ":");
+    return at == std::string::npos ? "" : run.out.substr(at);
+}
+
+bool Reads(Who who, const std::string &dn, const std::string &attribute) {
+    const rig::ProgramRun run = Server().Client(
+        As(who), "ldapsearch", {"-LLL", "-s", "base", "-b", dn, "-o", "ldif-wrap=no", attribute});
+    EXPECT_EQ(run.exit_code, kDone) << run.err;
+    return run.out.find("\n" + attribute + ":") != std::string::npos;
+}
+
+// The same value again: a right is a right, and nothing changes for the next cell.
+bool Writes(Who who, const std::string &dn, const std::string &attribute) {
+    const std::string line = Content(dn, attribute);
+    EXPECT_NE(line, "") << attribute << " is not there to be written";
+    const rig::ProgramRun run =
+        Server().Client(As(who), "ldapmodify", {},
+                        "dn: " + dn + "\nchangetype: modify\nreplace: " + attribute + line);
+    EXPECT_THAT(run.exit_code, testing::AnyOf(kDone, kNeedsBind, kInsufficientAccess)) << run.err;
+    return run.exit_code == kDone;
+}
+
+bool Compares(Who who, const std::string &dn, const std::string &attribute) {
+    const rig::ProgramRun run = Server().Client(As(who), "ldapcompare", {dn, attribute + ":1"});
+    EXPECT_THAT(run.exit_code, testing::AnyOf(kCompareFalse, kCompareTrue, kInsufficientAccess))
+        << run.err;
+    return run.exit_code != kInsufficientAccess;
+}
+
+// What may be done, as "rwc" with "-" for what may not.
+std::string Rights(Who who, const std::string &dn, const std::string &attribute) {
+    std::string rights;
+    rights += Reads(who, dn, attribute) ? 'r' : '-';
+    rights += Writes(who, dn, attribute) ? 'w' : '-';
+    rights += Compares(who, dn, attribute) ? 'c' : '-';
+    return rights;
+}
+
+// --- Attributes of a user ----------------------------------------------------------
+
+struct AttributeRow {
+    const char *attribute;
+    const char *rights[5];  // by Who
+};
+
+constexpr AttributeRow kAttributes[] = {
+    // An administrator passes every rule; whoever else may set a password may not read it.
+    {"userPassword", {"---", "-w-", "---", "-w-", "rwc"}},
+    {"sambaNTPassword", {"---", "rwc", "---", "rwc", "rwc"}},
+    {"sambaLMPassword", {"---", "rwc", "---", "rwc", "rwc"}},
+    {"shadowLastChange", {"---", "rwc", "r-c", "rwc", "rwc"}},
+    {"sambaPwdLastSet", {"---", "rwc", "r-c", "rwc", "rwc"}},
+    {"uid", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"cn", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"uidNumber", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"gidNumber", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"homeDirectory", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"gecos", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
+    {"mail", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
+    {"description", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
+    {"loginShell", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"sambaSID", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+};
+
+std::ostream &operator<<(std::ostream &out, const AttributeRow &row) {
+    return out << row.attribute;
+}
+
+class UserAttribute : public testing::TestWithParam<AttributeRow> {};
+
+TEST_P(UserAttribute, IsOpenToWhomTheRulesSay) {
+    const AttributeRow &row = GetParam();
+    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+        EXPECT_EQ(Rights(who, Server().UserDN("anna"), row.attribute), row.rights[who])
+            << kNames[who];
+    }
+}
+
+// slapacl works on the files: it says what the rules mean, whatever a server does.
+std::string RightsBySlapacl(Who who, const std::string &dn, const std::string &attribute) {
+    std::vector<std::string> argv{"slapacl", "-f", "/usr/zafo/etc/openldap/slapd.conf", "-b", dn};
+    if (who != kAnonymous) argv.insert(argv.end(), {"-D", As(who).dn});
+    for (const char *level : {"/read", "/write", "/compare"})
+        argv.push_back(attribute + level);
+    const rig::ProgramRun run = rig::RunProgram(argv);
+    std::string rights = "rwc";
+    size_t at = 0;
+    for (char &right : rights) {
+        at = run.err.find("access to " + attribute + ":", at);
+        EXPECT_NE(at, std::string::npos) << run.err;
+        if (at == std::string::npos) return run.err;
+        at = run.err.find(": ", at) + 2;
+        if (run.err.compare(at, 7, "ALLOWED") != 0) right = '-';
+    }
+    return rights;
+}
+
+TEST_P(UserAttribute, IsOpenToTheSameBySlapacl) {
+    const AttributeRow &row = GetParam();
+    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+        EXPECT_EQ(RightsBySlapacl(who, Server().UserDN("anna"), row.attribute), row.rights[who])
+            << kNames[who];
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AccessRules, UserAttribute, testing::ValuesIn(kAttributes));
+
+// --- Other entries -------------------------------------------------------------------
+
+TEST(AccessRules, OnlyOperatorsAndTheAdministratorChangeThePool) {
+    const std::string dn = "cn=CurID,cn=zafoconf," + Server().Settings().suffix;
+    for (const Who who : {kAnonymous, kSelf, kOther})
+        EXPECT_EQ(Rights(who, dn, "uidNumber"), "r-c") << kNames[who];
+    for (const Who who : {kOperator, kAdministrator})
+        EXPECT_EQ(Rights(who, dn, "uidNumber"), "rwc") << kNames[who];
+}
+
+TEST(AccessRules, OnlyOperatorsAndTheAdministratorAddEntries) {
+    const std::string dn = Server().GroupDN("new");
+    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+        const rig::ProgramRun run =
+            Server().Client(As(who), "ldapadd", {},
+                            "dn: " + dn + "\nobjectClass: posixGroup\ncn: new\ngidNumber: 7\n");
+        if (who == kOperator || who == kAdministrator) {
+            EXPECT_EQ(run.exit_code, kDone) << kNames[who] << run.err;
+            EXPECT_EQ(Server().Client(As(who), "ldapdelete", {dn}).exit_code, kDone) << kNames[who];
+        } else {
+            EXPECT_EQ(run.exit_code, who == kAnonymous ? kNeedsBind : kInsufficientAccess)
+                << kNames[who];
+        }
+    }
+}
+
+TEST(AccessRules, EverybodyReadsWhatTheServerIs) {
+    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+        EXPECT_TRUE(Reads(who, "", "namingContexts")) << kNames[who];
+        EXPECT_TRUE(Reads(who, "", "subschemaSubentry")) << kNames[who];
+        EXPECT_TRUE(Reads(who, "cn=Subschema", "objectClasses")) << kNames[who];
+    }
+}
+
+TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
+    for (const Who who : {kAnonymous, kSelf, kOther}) {
+        for (const char *dn : {"", "cn=Subschema"}) {
+            const rig::ProgramRun run =
+                Server().Client(As(who), "ldapmodify", {},
+                                std::string("dn: ") + dn +
+                                    "\nchangetype: modify\nadd: description\n"
+                                    "description: mine\n");
+            EXPECT_NE(run.exit_code, kDone) << kNames[who] << ", " << dn;
+        }
+    }
+}
+
+// --- Getting more than one has ---------------------------------------------------------
+
+int ChangesOwn(const std::string &change) {
+    return Server()
+        .Client(As(kSelf), "ldapmodify", {},
+                "dn: " + Server().UserDN("anna") + "\nchangetype: modify\n" + change)
+        .exit_code;
+}
+
+TEST(AccessRules, AUserCannotBecomeUid0) {
+    EXPECT_EQ(ChangesOwn("replace: uidNumber\nuidNumber: 0\n"), kInsufficientAccess);
+    EXPECT_EQ(ChangesOwn("replace: gidNumber\ngidNumber: 0\n"), kInsufficientAccess);
+    EXPECT_EQ(ChangesOwn("add: uidNumber\nuidNumber: 0\n"), kInsufficientAccess);
+}
+
+TEST(AccessRules, AUserCannotTakeAnOperatorsName) {
+    EXPECT_EQ(ChangesOwn("add: uid\nuid: olga\n"), kInsufficientAccess);
+    const rig::ProgramRun rename =
+        Server().Client(As(kSelf), "ldapmodrdn", {Server().UserDN("anna"), "uid=admin"});
+    EXPECT_EQ(rename.exit_code, kInsufficientAccess);
+}
+
+TEST(AccessRules, AUserCannotJoinTheOperators) {
+    const rig::ProgramRun run =
+        Server().Client(As(kSelf), "ldapmodify", {},
+                        "dn: " + Server().GroupDN("Directory Operators") +
+                            "\nchangetype: modify\nadd: memberUid\nmemberUid: anna\n");
+    EXPECT_EQ(run.exit_code, kInsufficientAccess);
+}
+
+TEST(AccessRules, AUserCannotSetAnothersPassword) {
+    const rig::ProgramRun run =
+        Server().Client(As(kOther), "ldappasswd", {"-s", "stolen", Server().UserDN("anna")});
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.out + run.err, testing::HasSubstr("Insufficient access (50)"));
+    EXPECT_EQ(Server().Client(As(kSelf), "ldapwhoami", {}).exit_code, kDone);
+}
+
+TEST(AccessRules, AUserSetsTheOwnPassword) {
+    ASSERT_EQ(Server().Client(As(kOther), "ldappasswd", {"-s", "bob's new one"}).exit_code, kDone);
+    const Identity changed{As(kOther).dn, "bob's new one"};
+    EXPECT_EQ(Server().Client(changed, "ldapwhoami", {}).exit_code, kDone);
+    EXPECT_EQ(Server().Client(changed, "ldappasswd", {"-s", As(kOther).password}).exit_code, kDone);
+}
+
+TEST(AccessRules, AnOperatorWhoIsTakenOutOfTheGroupLosesTheRightAtOnce) {
+    const auto set = [](const char *how) {
+        Server().Change("dn: " + Server().GroupDN("Directory Operators") +
+                        "\nchangetype: modify\n" + how + ": memberUid\nmemberUid: olga\n");
+    };
+    ASSERT_TRUE(Writes(kOperator, Server().UserDN("anna"), "uidNumber"));
+    set("delete");
+    EXPECT_FALSE(Writes(kOperator, Server().UserDN("anna"), "uidNumber"));
+    set("add");
+    EXPECT_TRUE(Writes(kOperator, Server().UserDN("anna"), "uidNumber"));
+}
+
+TEST(AccessRules, TheDefaultAdministratorIsAnOperator) {
+    const Identity admin{Server().UserDN("admin"), Server().Settings().password};
+    const rig::ProgramRun run =
+        Server().Client(admin, "ldapmodify", {},
+                        "dn: " + Server().UserDN("anna") +
+                            "\nchangetype: modify\nreplace: mail\nmail: anna@example.com\n");
+    EXPECT_EQ(run.exit_code, kDone) << run.err;
+}
+
+// --- Long lists ------------------------------------------------------------------------
+
+TEST(AccessRules, AnOperatorListsMoreThan500EntriesAndAnonymousDoesNot) {
+    std::string ldif;
+    for (int i = 0; i < 520; ++i) {
+        const std::string name = "g" + std::to_string(i);
+        ldif += "dn: " + Server().GroupDN(name) +
+                "\nchangetype: add\nobjectClass: posixGroup\ncn: " + name +
+                "\ngidNumber: " + std::to_string(5000 + i) + "\n\n";
+    }
+    Server().Change(ldif);
+    const std::vector<std::string> list{"-LLL", "-b", "cn=groups," + Server().Settings().suffix,
+                                        "(cn=g*)", "1.1"};
+    constexpr int kSizeLimit = 4;
+    EXPECT_EQ(Server().Client(As(kOperator), "ldapsearch", list).exit_code, kDone);
+    EXPECT_EQ(Server().Client(As(kAdministrator), "ldapsearch", list).exit_code, kDone);
+    EXPECT_EQ(Server().Client(As(kAnonymous), "ldapsearch", list).exit_code, kSizeLimit);
+}
+
+}  // namespace
+}  // namespace zafo::test

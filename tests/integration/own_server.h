@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The appliance's own server as the library makes it, in the private root of one test binary, and
+// the system's clients beside it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/rig/slapd.h"
+#include "zafoldap.h"
+
+namespace zafo::test {
+
+// Settings that own their texts.
+struct ServerSettings {
+    std::string suffix = "dc=home,dc=example";
+    std::string admin = "cn=admin," + suffix;
+    std::string password = "correct horse";
+
+    ZAFOLDAP_SERVER_PARAM Record() const;
+};
+
+// Who talks to the server; nobody's DN is anonymous.
+struct Identity {
+    std::string dn = {};
+    std::string password = {};
+};
+
+class OwnServer {
+  public:
+    // Enables the service and the server; throws when that fails.
+    explicit OwnServer(ServerSettings settings = {});
+    ~OwnServer();
+    OwnServer(const OwnServer &) = delete;
+    OwnServer &operator=(const OwnServer &) = delete;
+
+    // The one of this process, made on first use (more than 2 s).
+    static OwnServer &Get();
+
+    const ServerSettings &Settings() const { return settings_; }
+    Identity Admin() const { return {settings_.admin, settings_.password}; }
+    // The saved connection "root".
+    const ZAFOLDAP_HOST &Host() const { return host_; }
+    std::string UserDN(const std::string &name) const;
+    std::string GroupDN(const std::string &name) const;
+
+    // A user with a password and the server's default primary group.
+    void AddUser(const std::string &name, const std::string &password) const;
+
+    // A client of the system with StartTLS, bound as somebody.
+    rig::ProgramRun Client(const Identity &who, const std::string &tool,
+                           const std::vector<std::string> &arguments,
+                           std::string_view input = "") const;
+    // As the administrator; throws when it fails.
+    void Change(std::string_view ldif) const;
+
+  private:
+    ServerSettings settings_;
+    ZAFOLDAP_HOST host_{};
+};
+
+// Removes what enabling makes, the saved connections included, after stopping the server.
+void ForgetServer();
+
+}  // namespace zafo::test
