@@ -177,18 +177,5 @@ TEST_F(FrontTest, OnlineToolsKeepUserAndUmask) {
     }
 }
 
-TEST_F(FrontTest, SlapaddMarksTheDatabaseThatExists) {
-    const std::filesystem::path folder = "/usr/zafo/etc/openldap/data";
-    Call("slapadd", {});
-    EXPECT_FALSE(std::filesystem::exists(folder / "dn2id.bdb")) << "no database yet";
-    WriteFile(folder / "data.mdb", "");
-    EXPECT_TRUE(std::filesystem::exists(folder / "dn2id.bdb"));
-    Call("slapadd", {});
-    EXPECT_TRUE(std::filesystem::exists(folder / "dn2id.bdb"));
-    std::filesystem::remove(folder / "data.mdb");
-    EXPECT_FALSE(std::filesystem::exists(folder / "dn2id.bdb"));
-    std::filesystem::remove(folder / "dn2id.bdb");
-}
-
 }  // namespace
 }  // namespace zafo

@@ -97,6 +97,31 @@ TEST_F(Database, IsIndexedBySlapindex) {
     EXPECT_EQ(outcome.status, 0) << outcome.output;
 }
 
+TEST_F(Database, IsReadInWholeLines) {
+    WriteFile("/tmp/front-test.ldif", "dn: cn=long,o=x\nobjectClass: person\ncn: long\nsn: " +
+                                          std::string(300, 's') + "\n");
+    ASSERT_EQ(RunFront("slapadd", {"-b", "o=x", "-l", "/tmp/front-test.ldif"}).status, 0);
+    EXPECT_THAT(RunFront("slapcat", {}).output, HasSubstr("sn: " + std::string(300, 's') + "\n"));
+}
+
+TEST_F(Database, IsProbedForADnWithAnUmlaut) {
+    const std::string dn = "cn=M\303\274ller,o=x";
+    WriteFile("/tmp/front-test.ldif",
+              "dn: " + dn + "\nobjectClass: person\ncn: M\303\274ller\nsn: x\n");
+    ASSERT_EQ(RunFront("slapadd", {"-b", "o=x", "-l", "/tmp/front-test.ldif"}).status, 0);
+    EXPECT_THAT(RunFront("slapcat", {"-a", "(entryDN:=" + dn + ")"}).output,
+                StartsWith("dn: " + dn + "\n"));
+    EXPECT_THAT(RunFront("slapcat", {}).output, Not(HasSubstr(dn)));
+}
+
+TEST_F(Database, ThatGotNoEntryIsNotMarked) {
+    std::filesystem::remove_all(kFolder);
+    WriteFile("/tmp/front-test.ldif", "dn: cn=ann,o=y\nobjectClass: person\ncn: ann\nsn: x\n");
+    EXPECT_NE(RunFront("slapadd", {"-b", "o=x", "-l", "/tmp/front-test.ldif"}).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(std::string(kFolder) + "/data.mdb"));
+    EXPECT_FALSE(std::filesystem::exists(std::string(kFolder) + "/dn2id.bdb"));
+}
+
 TEST_F(Database, RefusesAFileThatIsMissing) {
     EXPECT_NE(RunFront("slapadd", {"-b", "o=x", "-l", "/tmp/absent.ldif"}).status, 0);
 }

@@ -5,6 +5,7 @@
 #include "platform/ldap.h"
 #include "tests/host/owners.h"
 
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,10 +13,27 @@ namespace {
 
 using testing::UnorderedElementsAre;
 using zafo::test::Folder;
-using zafo::test::ModeOf;
 using zafo::test::NewMap;
 using zafo::test::ReadFile;
 using zafo::test::WriteFile;
+
+// Whether the directory server reads the file with its group, and nobody else does; where that
+// group is missing or cannot be given away, the file is its owner's alone.
+testing::AssertionResult IsForTheServer(const std::string &path) {
+    struct stat facts {};
+    if (stat(path.c_str(), &facts) != 0) return testing::AssertionFailure() << "no " << path;
+    const group *server = getgrnam("openldap");
+    Folder folder;
+    WriteFile(folder / "probe", "");
+    const bool can_give = server != nullptr && chown((folder / "probe").c_str(),
+                                                     static_cast<uid_t>(-1), server->gr_gid) == 0;
+    const mode_t expected = can_give ? 0640 : 0600;
+    if ((facts.st_mode & 07777) != expected || (can_give && facts.st_gid != server->gr_gid)) {
+        return testing::AssertionFailure()
+               << "mode " << std::oct << facts.st_mode << ", group " << std::dec << facts.st_gid;
+    }
+    return testing::AssertionSuccess();
+}
 
 class Conf : public testing::Test {
   protected:
@@ -99,8 +117,25 @@ TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
         ReadFile(path_),
         "# server\ninclude /a\n\nsuffix dc=example,dc=com\n"
         "rootdn \"cn=Directory Manager,dc=com\"\nRootPW \"a\\\"b\\\\c\"\n# end\nextra \"\"\n");
-    EXPECT_EQ(ModeOf(path_), 0600U);
     EXPECT_EQ(Get("rootpw"), "a\"b\\c");
+}
+
+TEST_F(Conf, IsReadableByTheDirectoryServerAndNobodyElse) {
+    WriteFile(template_, "suffix dc=x\n");
+    EXPECT_EQ(SetOne("rootpw", "new"), 0);
+    EXPECT_TRUE(IsForTheServer(path_));
+    chmod(path_.c_str(), 0644);
+    EXPECT_EQ(SetOne("rootpw", "changed"), 0);
+    EXPECT_TRUE(IsForTheServer(path_));
+    const auto map = NewMap();
+    EXPECT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 0), 0);
+    EXPECT_TRUE(IsForTheServer(path_));
+}
+
+TEST_F(Conf, AValueOfSeveralWordsIsWrittenAsOne) {
+    WriteFile(template_, "limits users size=10\n");
+    EXPECT_EQ(SetOne("limits", "users size=unlimited"), 0);
+    EXPECT_EQ(ReadFile(path_), "limits \"users size=unlimited\"\n");
 }
 
 TEST_F(Conf, OneKeyIsChangedInTheFileItself) {
@@ -155,12 +190,12 @@ TEST_F(Conf, ManyProcessesThatSetOneKeyEachLoseNothing) {
         EXPECT_EQ(Get((std::string("key") + std::to_string(i)).c_str()), "v");
 }
 
-TEST_F(Conf, ATemporaryFileIsEmptyPrivateAndBesideTheFile) {
+TEST_F(Conf, ATemporaryFileIsEmptyTheServersAndBesideTheFile) {
     char path[256];
     EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, path, sizeof path), 0);
     EXPECT_EQ(std::filesystem::path(path).parent_path(), folder_.Path());
     EXPECT_EQ(ReadFile(path), "");
-    EXPECT_EQ(ModeOf(path), 0600U);
+    EXPECT_TRUE(IsForTheServer(path));
     char second[256];
     EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, second, sizeof second), 0);
     EXPECT_STRNE(path, second);
