@@ -74,7 +74,7 @@ void PrepareOffline(const Tool &tool, Vector &vector) {
         vector.Add("ldif-wrap=no");
     }
     umask(077);
-    if (tool.name == "slapadd") PrepareDatabaseFolder();
+    PrepareDatabaseFolder();
     BecomeServerUser();
 }
 
