@@ -32,7 +32,7 @@
 ZAFO_BEGIN_DECLS
 
 /* Starts a service. It has started when, five seconds after its start program has exited with 0 at
- * the latest, its pid file names a living process. `nFlags` must be 0. 0, also when it runs already;
+ * the latest, its pid file names a living process, of the service's program if that is given. `nFlags` must be 0. 0, also when it runs already;
  * -1 with 0xD100 (it is not enabled, or it did not start: what it says itself went to standard
  * error), 0x0900 (no such service, or its program cannot be started) or 0x0D00. */
 ZAFO_API int QLIBServiceStart(const char *szName, int nFlags);

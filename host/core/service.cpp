@@ -121,6 +121,7 @@ std::optional<Service> Describe(const std::string &name) {
 // As QLIBCExecv.
 int RunWords(const std::vector<std::string> &words) {
     std::vector<char *> argv;
+    argv.reserve(words.size() + 1);
     for (const std::string &word : words)
         argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
@@ -148,7 +149,7 @@ bool IsSystemdUnit(const std::string &name) {
                    static_cast<char *>(nullptr)));
     char line[64] = "";
     if (!answer || std::fgets(line, sizeof line, answer.get()) == nullptr) return false;
-    const std::string_view state(line, std::string_view(line).find_first_of("\n"));
+    const std::string_view state(line, std::string_view(line).find('\n'));
     return !state.empty() && state != "not-found";
 }
 
@@ -220,12 +221,14 @@ bool Remove(const std::string &path, bool *was_there = nullptr) {
     return removed || errno == ENOENT;
 }
 
-// The process that a start has left running, as soon as its pid file names it.
+// The process that a start has left running, as soon as its pid file names it. The service itself
+// writes that file, often with less rights than ours: it must not make us end any other program.
 pid_t AwaitPidFile(const Service &service) {
     const auto limit = steady_clock::now() + kPidFileLimit;
     for (;;) {
         const pid_t pid = QLIBCReadPidFile(service.pid_file.c_str());
-        if (pid > 0 || steady_clock::now() >= limit) return pid;
+        const bool found = pid > 0 && (service.program.empty() || Runs(pid, service.program));
+        if (found || steady_clock::now() >= limit) return found ? pid : 0;
         std::this_thread::sleep_for(kPidFileStep);
     }
 }

@@ -82,7 +82,7 @@ class Service : public testing::Test {
     void SetUp() override {
         fs::create_directories("/tmp/demo");
         fs::create_directories(fs::path(kDescription).parent_path());
-        Describe("program=/usr/bin/none\n");
+        Describe("");
         WriteProgram("/tmp/demo/start", kGoodStart);
         WriteProgram("/tmp/demo/stopped", "echo \"stopped $*\" >>/tmp/demo/calls\n");
         ASSERT_EQ(QLIBServiceEnable("demo"), 0);
@@ -209,6 +209,15 @@ INSTANTIATE_TEST_SUITE_P(
                     FailureRow{"NoPidFile", "exit 0\n", 0xD100},
                     FailureRow{"DiesAtOnce", "true & wait; echo $! >/tmp/demo/pid\n", 0xD100}),
     [](const auto &row) { return std::string(row.param.name); });
+
+TEST_F(Service, ThatNamesAnotherProgramsProcessHasNotStarted) {
+    const Stranger stranger;
+    Describe("program=/bin/bash\n");
+    WriteProgram("/tmp/demo/start", "echo " + std::to_string(stranger.Pid()) + " >/tmp/demo/pid\n");
+    EXPECT_EQ(QLIBServiceStart("demo", 0), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0xD100);
+    EXPECT_FALSE(fs::exists(kRecord));
+}
 
 TEST_F(Service, WhosePidFileComesLateIsWaitedFor) {
     WriteProgram("/tmp/demo/start",
