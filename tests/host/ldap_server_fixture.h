@@ -13,6 +13,9 @@
 #include "tests/host/owners.h"
 #include "tests/rig/slapd.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <string>
 #include <vector>
 
@@ -39,6 +42,15 @@ inline rig::ProgramRun StartProgram(const std::string &option = "") {
     std::vector<std::string> command = {kStart};
     if (!option.empty()) command.push_back(option);
     return rig::RunProgram(command);
+}
+
+// The server's account where files can be given to it; an ordinary user's root maps no other user.
+inline const passwd *ServerAccount() {
+    const passwd *account = getpwnam("openldap");
+    const Folder folder;
+    const bool can_give =
+        account != nullptr && chown(folder.Path().c_str(), account->pw_uid, account->pw_gid) == 0;
+    return can_give ? account : nullptr;
 }
 
 class LdapServer : public testing::Test {
