@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // slapd(8) as the service "ldap-server".
-#include <unistd.h>
+#include <chrono>
+#include <thread>
 
 #include "frame/log.h"
 #include "platform/error.h"
@@ -15,7 +16,7 @@ constexpr const char *kService = "ldap-server";
 constexpr const char *kPidFile = "/var/run/slapd.pid";
 
 // A server that finds something wrong after its start has ended by then.
-constexpr unsigned kSettlingSeconds = 2;
+constexpr std::chrono::seconds kSettlingTime{2};
 
 }  // namespace
 
@@ -29,9 +30,7 @@ int ZAFOLDAPServerIsStarted(int *pPid) {
 
 int ZAFOLDAPServerStart(void) {
     if (QLIBServiceStart(kService, 0) < 0) return -1;
-    unsigned nLeft = kSettlingSeconds;
-    while (nLeft > 0)
-        nLeft = sleep(nLeft);
+    std::this_thread::sleep_for(kSettlingTime);  // in full, also when a signal arrives
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
     ZAFO_LOG("Start slapd service failed");
     return -1;
