@@ -99,8 +99,9 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_UID_EXISTS) {
         ZAFO_LOG("uid [%lu] already exists", static_cast<unsigned long>(kAdminUid));
+    } else {
+        ZAFO_LOG("create default user [%s] failed, %s (%d)", kAdmin, Reason(), ZAFOLDAPErrGet());
     }
-    ZAFO_LOG("create default user [%s] failed, %s (%d)", kAdmin, Reason(), ZAFOLDAPErrGet());
     return -1;
 }
 
