@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the server's functions say only while the debug switch is on.
+#include <csignal>
+#include <filesystem>
+
+#include "tests/server/default_accounts.h"
+#include "tests/server/skeleton.h"
+
+namespace zafo::server_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Change files are kept while debugging.
+void RemoveChangeFiles() {
+    for (const auto &entry : fs::directory_iterator("/tmp")) {
+        if (entry.path().extension() == ".ldif") fs::remove(entry.path());
+    }
+}
+
+class DebugServer : public CreationTest {
+  protected:
+    DebugServer() { EXPECT_EQ(ZAFOLDAPDebugEnabled(), 1); }
+    ~DebugServer() override { RemoveChangeFiles(); }
+
+    // What one source has said.
+    Texts Said(const std::string &source) {
+        Texts texts;
+        for (const std::string &message : log_.Messages()) {
+            if (message.starts_with(source + ".cpp:"))
+                texts.push_back(message.substr(message.find(' ') + 1));
+        }
+        return texts;
+    }
+};
+
+TEST_F(DebugServer, EntriesThatExistAreNamed) {
+    Script({0, 1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_EQ(Create(), 0);
+    Texts expected;
+    for (const std::string &dn : kSkeleton)
+        expected.push_back("node [" + dn + "] is already exist");
+    EXPECT_EQ(LoggedTexts(), expected);
+}
+
+TEST_F(DebugServer, PartsOfTheNewSIDAreNamed) {
+    Script();
+    EXPECT_EQ(ZAFOLDAPServerSambaDomainCreate(kBase.c_str(), &parms_), 0);
+    EXPECT_THAT(Said("random_sid"),
+                ElementsAre("Generate SID[0] = 42", "Generate SID[1] = 4294967295",
+                            "Generate SID[2] = 0", "SID: S-1-5-21-42-4294967295-0"));
+}
+
+class DebugSlapadd : public DebugServer {
+  protected:
+    int Load() {
+        ZAFOLDAPLdifInit(&ldif_, nullptr);
+        path_ = ldif_.szPath;
+        ZAFOLDAPLdifTargetDN(&ldif_, kBase.c_str());
+        ZAFOLDAPLdifAttr(&ldif_, "dc", "%s", "example");
+        return ZAFOLDAPServerSlapadd(&ldif_);
+    }
+    std::string Command() const {
+        return "/usr/zafo/bin/slapadd -b 'dc=example,dc=com' -l '" + path_ + "'";
+    }
+
+    ZAFOLDAP_LDIF ldif_{};
+    std::string path_;
+};
+
+TEST_F(DebugSlapadd, CommandAndWhatTheToolSaysAreLogged) {
+    tools_.On("slapadd").Output("first\n\n  second %s%n\nlast without a line break");
+    EXPECT_EQ(Load(), 0);
+    EXPECT_THAT(LoggedTexts(),
+                ElementsAre(Command(), "first", "  second %s%n", "last without a line break"));
+}
+
+TEST_F(DebugSlapadd, ExitCodeIsLoggedAfterTheOutput) {
+    tools_.On("slapadd").Output("words\n").Exit(3);
+    EXPECT_EQ(Load(), -1);
+    EXPECT_THAT(LoggedTexts(), ElementsAre(Command(), "words", "slapadd return 3"));
+}
+
+TEST_F(DebugSlapadd, ChangeFileIsKept) {
+    EXPECT_EQ(Load(), 0);
+    EXPECT_TRUE(fs::exists(path_));
+    EXPECT_STREQ(ldif_.szPath, "");
+}
+
+TEST_F(DebugServer, AccessRulesAreAnnounced) {
+    EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parms_), 0);
+    EXPECT_THAT(LoggedTexts(),
+                ElementsAre("gen tmp conf",
+                            testing::MatchesRegex("write acl conf to /usr/zafo/etc/openldap/"
+                                                  "slapd-acls\\.conf\\.[A-Za-z0-9]{6}")));
+}
+
+class DebugEnable : public ServiceTest {
+  protected:
+    ~DebugEnable() override { RemoveChangeFiles(); }
+};
+
+TEST_F(DebugEnable, AccessRulesAreAnnouncedByTheirPlace) {
+    SKIP_WITHOUT_CIPHER();
+    Write(kTemplate, "database mdb\n");
+    tools_.On("slappasswd").Output(kHash + "\n");
+    tools_.On("slapadd").Exit(1);
+    EXPECT_EQ(ZAFOLDAPServerEnable(&parms_), -1);
+    EXPECT_THAT(LoggedTexts(),
+                Contains("write acl conf to /usr/zafo/etc/openldap/slapd-acls.conf"));
+}
+
+class DebugDefaultAdd : public DebugServer {
+  protected:
+    void SetUp() override {
+        SKIP_WITHOUT_CIPHER();
+        EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0);
+    }
+};
+
+TEST_F(DebugDefaultAdd, WhatExistsIsNamed) {
+    Prepare({kDefaultSteps[0],
+             kDefaultSteps[1],
+             kDefaultSteps[2],
+             {"ldapsearch", "dn: cn=x,dc=example,dc=com\n\n"}});
+    tools_.On("ldapmodify").Exit(20);
+    EXPECT_EQ(ZAFOLDAPServerDefaultAdd(), 0);
+    EXPECT_THAT(
+        Said("ldap_server_default"),
+        ElementsAre("default group: [users] is already exists, skip",
+                    "default group: [Directory Operators] is already exists, skip",
+                    "default group: [administrators] is already exists, skip",
+                    "default user: [admin] is already exists, skip",
+                    "[admin] already in group [cn=Directory Operators,cn=groups,dc=example,dc=com]",
+                    "[admin] already in group [cn=administrators,cn=groups,dc=example,dc=com]"));
+}
+
+}  // namespace
+}  // namespace zafo::server_test
