@@ -35,7 +35,7 @@ ZAFO_API int QLIBCPclose(FILE *pStream);
  * waits. An argument that begins with "/" and ends in "/" followed by "*" is
  * replaced by the entries of that folder, dot files included; unchanged when
  * there are none. Standard output goes to /dev/null.
- * 0 when it exited with 0; -1 with 0x0900 when it could not be started; else
+ * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened; else
  * the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,
                        const char *szArg3, const char *szArg4);

@@ -245,12 +245,14 @@ struct FolderClose {
     void operator()(DIR *folder) const { closedir(folder); }
 };
 
-// The paths of a folder's entries for an argument that ends in "/*", in order.
-std::vector<std::string> Expand(std::string_view argument) {
+// The paths of a folder's entries for an argument that ends in "/*", in order. Nothing when the
+// folder cannot be read: it is not an empty one then.
+std::optional<std::vector<std::string>> Expand(std::string_view argument) {
     std::vector<std::string> paths;
     if (argument.starts_with('/') && argument.ends_with("/*")) {
         const std::string folder(argument.substr(0, argument.size() - 1));
         const std::unique_ptr<DIR, FolderClose> entries(opendir(folder.c_str()));
+        if (!entries && errno != ENOENT && errno != ENOTDIR) return {};
         while (const dirent *entry = entries ? readdir(entries.get()) : nullptr) {
             const std::string_view name = entry->d_name;
             if (name != "." && name != "..") paths.push_back(folder + entry->d_name);
@@ -307,7 +309,9 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
         std::vector<std::string> words;
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
-            for (std::string &word : Expand(argument))
+            std::optional<std::vector<std::string>> expanded = Expand(argument);
+            if (!expanded) return Fail(QLIB_ERR_OPEN_FAILED);
+            for (std::string &word : *expanded)
                 words.push_back(std::move(word));
         }
         std::vector<char *> argv{Argument(szPath)};

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -309,6 +310,19 @@ TEST(Exec, EmptiesAFolderWithRm) {
     EXPECT_EQ(QLIBCExec("/bin/rm", "-rf", (folder / "data//*").c_str(), nullptr, nullptr), 0);
     EXPECT_TRUE(std::filesystem::is_empty(folder / "data"));
     EXPECT_EQ(QLIBCExec("/bin/rm", "-rf", (folder / "data//*").c_str(), nullptr, nullptr), 0);
+}
+
+TEST(Exec, FolderThatCannotBeReadIsNotTakenForAnEmptyOne) {
+    const Folder folder;
+    WriteFile(folder / "file", "");
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int result = QLIBCExec("/bin/true", (folder / "*").c_str(), nullptr, nullptr, nullptr);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_OPEN_FAILED);
 }
 
 TEST(Execl, GivesTheWaitStatus) {
