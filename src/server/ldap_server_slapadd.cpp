@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "core/tool_output.h"
@@ -80,6 +81,8 @@ bool HasLine(FILE *pOutput, const std::string &wanted) {
     while (const char *szLine = lines.Next()) {
         if (wanted == szLine) return true;
     }
+    // The lines also end when there is no memory for one.
+    if (std::feof(pOutput) == 0) throw std::bad_alloc();
     return false;
 }
 
