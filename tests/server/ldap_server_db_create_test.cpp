@@ -2,6 +2,11 @@
 //
 // The skeleton of a new database: which tools run with what, the entries that are written,
 // what is left alone, and what comes of every failure.
+#include <fcntl.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 
@@ -12,6 +17,7 @@ namespace zafo::server_test {
 namespace {
 
 using core_test::WithoutTool;
+namespace fs = std::filesystem;
 
 class DBCreate : public CreationTest {};
 
@@ -126,7 +132,7 @@ TEST_F(DBCreate, NeedsASuffix) {
         {"dc=" + std::string(1021, 'x'), 0x0E00, "[0x0E00]"},
     };
     for (const auto &[suffix, code, shown] : kCases) {
-        std::filesystem::remove(kConf);
+        fs::remove(kConf);
         if (suffix) WriteConf(*suffix);
         Script();
         EXPECT_EQ(Create(), -1);
@@ -308,6 +314,44 @@ TEST_F(SambaDomain, MissingGeneratorIsLogged) {
 TEST_F(SambaDomain, NumbersOfTheRecordAreNotRead) {
     parms_ = {};
     EXPECT_EQ(CreateDomain({"1\n"}), 0);
+}
+
+// Signals interrupt what the process waits for; the generator waits for the last of them.
+class InterruptedSambaDomain : public CreationTest {
+  protected:
+    ~InterruptedSambaDomain() override { fs::remove(kGo); }
+
+    int CreateDomain(int signals) {
+        left_ = signals;
+        struct sigaction action {};
+        action.sa_handler = [](int) {
+            if (--left_ == 0) close(open(kGo, O_CREAT | O_WRONLY, 0600));
+        };
+        sigaction(SIGALRM, &action, nullptr);
+        tools_.On("openssl").WaitForFile(kGo).Output("0000002a\n");
+        const itimerval every{{0, 20'000}, {0, 100'000}};
+        const itimerval never{};
+        setitimer(ITIMER_REAL, &every, nullptr);
+        const int result = ZAFOLDAPServerSambaDomainCreate(kBase.c_str(), &parms_);
+        setitimer(ITIMER_REAL, &never, nullptr);
+        signal(SIGALRM, SIG_DFL);
+        return result;
+    }
+
+    static constexpr const char *kGo = "/tmp/interrupted-enough";
+    static inline std::atomic<int> left_;
+};
+
+TEST_F(InterruptedSambaDomain, ReadsAgain) {
+    EXPECT_EQ(CreateDomain(3), 0);
+    EXPECT_THAT(LastChange(), HasSubstr("sambaSID: S-1-5-21-42-42-42\n"));
+}
+
+TEST_F(InterruptedSambaDomain, GivesUpSilentlyAfterFiveTimes) {
+    EXPECT_EQ(CreateDomain(12), -1);
+    EXPECT_THAT(log_.Messages(), IsEmpty());
+    ExpectSlotsUntouched();
+    EXPECT_THAT(Tools(), ElementsAre("slapcat", "openssl"));
 }
 
 TEST_F(DBCreate, DomainThatCannotBeMadeEndsTheRunBeforeTheIndex) {

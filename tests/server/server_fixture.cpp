@@ -93,28 +93,10 @@ Texts ServerTest::FilesLike(const std::string &path) {
     return names;
 }
 
-ServiceTest::ServiceTest() {
+void MakeService(const Behaviour &behaviour) {
     fs::create_directories(kPrograms);
     for (const char *name : {"start-server", "server-stopped"})
         LinkFakeTool(name);
-    Describe();
-    EXPECT_EQ(QLIBServiceEnable("ldap-server"), 0);
-}
-
-ServiceTest::~ServiceTest() {
-    if (const pid_t pid = Pid(); pid > 0 && pid != getpid()) {
-        kill(pid, SIGKILL);
-        while (QLIBCProcAlive(pid) == 1)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    Describe();
-    QLIBServiceStop("ldap-server", 0);
-    QLIBServiceDisable("ldap-server");
-    fs::remove(kDescription);
-    fs::remove_all(kPrograms);
-}
-
-void ServiceTest::Describe(const Behaviour &behaviour) {
     const std::string programs = kPrograms;
     WriteProgram(programs + "/start", std::string("/usr/zafo/bin/start-server || exit $?\n") +
                                           behaviour.process +
@@ -124,6 +106,24 @@ void ServiceTest::Describe(const Behaviour &behaviour) {
                  std::string("/usr/zafo/bin/server-stopped\n") + behaviour.stopped + "\n");
     Write(kDescription, "start=" + programs + "/start\nstopped=" + programs +
                             "/stopped\npid_file=" + kPidFile + "\n" + behaviour.settings);
+    EXPECT_EQ(QLIBServiceEnable("ldap-server"), 0);
+}
+
+ServiceTest::ServiceTest() {
+    MakeService();
+}
+
+ServiceTest::~ServiceTest() {
+    if (const pid_t pid = Pid(); pid > 0 && pid != getpid()) {
+        kill(pid, SIGKILL);
+        while (QLIBCProcAlive(pid) == 1)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    MakeService();
+    QLIBServiceStop("ldap-server", 0);
+    QLIBServiceDisable("ldap-server");
+    fs::remove(kDescription);
+    fs::remove_all(kPrograms);
 }
 
 void ServiceTest::StartBefore() {

@@ -60,14 +60,16 @@ struct Behaviour {
     const char *stopped = "";            // a shell command that runs when it has ended
 };
 
-// With a service that starts and ends for real. "start-server" and "server-stopped" are fake
-// tools that it calls.
+// Makes the service, which starts and ends for real, and enables it. "start-server" and
+// "server-stopped" are fake tools that it calls.
+void MakeService(const Behaviour &behaviour = {});
+
 class ServiceTest : public ServerTest {
   protected:
     ServiceTest();
     ~ServiceTest() override;
 
-    static void Describe(const Behaviour &behaviour = {});
+    static void Describe(const Behaviour &behaviour) { MakeService(behaviour); }
 
     // Starts it without the library, and forgets that.
     void StartBefore();

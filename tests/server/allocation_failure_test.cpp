@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The calls of the server's functions.
+#include "tests/core/allocation_failure.h"
+
+#include <filesystem>
+
+#include "platform/error.h"
+#include "tests/meta/source_tree.h"
+#include "tests/server/skeleton.h"
+
+namespace zafo::core_test {
+namespace {
+
+namespace fs = std::filesystem;
+using server_test::kConf;
+using server_test::kData;
+using server_test::kRules;
+using server_test::kSkeleton;
+using server_test::Write;
+
+constexpr const char *kOther = "/var/tmp/rules.conf";
+
+const ZAFOLDAP_SERVER_PARAM kParms = [] {
+    ZAFOLDAP_SERVER_PARAM parms{};
+    parms.szSuffix = "dc=example,dc=com";
+    parms.szRootDN = "cn=admin";
+    parms.szRootPW = "secret";
+    return parms;
+}();
+
+constexpr const char *kOld = "old\n";
+
+// The file holds the old text or the whole new one; after a success the new one. Without
+// a new text it is that of the access rules.
+void EndWithFile(Outcome &outcome, const char *path, const char *new_text) {
+    FailingAllocator::StopFailing();
+    const std::string whole =
+        new_text != nullptr ? new_text : server_test::GoldenFile("access_rules.conf");
+    const std::string content = ContentOf(path);
+    const bool old = content == kOld || content.empty();
+    if (content != whole && (outcome.result == 0 || !old)) outcome.result = -99;
+}
+
+// Configuration ------------------------------------------------------------------------------
+
+void ScriptConf(rig::FakeTools &tools) {
+    tools.On("slappasswd").IgnoreSignals().Output("{CRYPT}$1$ab$digest\n");
+    Write(server_test::kTemplate, "database mdb\nsuffix none\n");
+    Write(kConf, kOld);
+}
+
+void RunConfSet(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerConfSet(&kParms);
+    EndWithFile(outcome, kConf,
+                "database mdb\nsuffix dc=example,dc=com\nrootdn cn=admin\n"
+                "rootpw {CRYPT}$1$ab$digest\n");
+}
+
+void RunConfSetOne(Outcome &outcome) {
+    outcome.result = ZAFOLDAPSlapdConfSetOne("suffix", "dc=example,dc=com");
+    EndWithFile(outcome, kConf, "old\nsuffix dc=example,dc=com\n");
+}
+
+void ScriptRules(rig::FakeTools &) {
+    for (const auto &entry : fs::directory_iterator("/usr/zafo/etc/openldap")) {
+        if (entry.path().string().starts_with(std::string(kRules) + ".")) fs::remove(entry.path());
+    }
+    Write(kRules, kOld);
+    fs::remove(kOther);
+}
+
+void RunRules(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerACLConfGen(&kParms);
+    EndWithFile(outcome, kRules, nullptr);
+}
+
+void RunWriteACL(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerWriteACL(kOther, &kParms);
+    EndWithFile(outcome, kOther, nullptr);
+}
+
+// Database -----------------------------------------------------------------------------------
+
+void ScriptSkeleton(rig::FakeTools &tools) {
+    server_test::MakeService();
+    Write(kConf, "suffix dc=example,dc=com\n");
+    tools.On("slapcat").IgnoreSignals();
+    for (size_t i = 1; i < kSkeleton.size(); ++i)
+        tools.On("slapcat").IgnoreSignals().Output(server_test::Found(kSkeleton[i]));
+    tools.On("openssl").IgnoreSignals().Output("0000002a\n");
+}
+
+void RunDBCreate(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerDBCreate(&kParms);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptDomain(rig::FakeTools &tools) {
+    server_test::MakeService();
+    Write(kConf, "suffix dc=example,dc=com\n");
+    tools.On("openssl").IgnoreSignals().Output("0000002a\n");
+}
+
+void RunDomainCreate(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerSambaDomainCreate("dc=example,dc=com", &kParms);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptReset(rig::FakeTools &) {
+    server_test::MakeService();
+    Write(server_test::kSettings, "settings\n");
+    Write(kConf, "suffix dc=example,dc=com\n");
+    Write(kRules, "old\n");
+    Write(std::string(kData) + "/data.mdb", "x");
+}
+
+void RunReset(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerDBReset();
+    FailingAllocator::StopFailing();
+    outcome.Note("%d %d", fs::exists(std::string(kData) + "/data.mdb"), fs::exists(kRules));
+}
+
+void RunSlapadd(Outcome &outcome) {
+    ZAFOLDAP_LDIF ldif{};
+    InOrder(
+        outcome, [&] { return ZAFOLDAPLdifInit(&ldif, nullptr); },
+        [&] { return ZAFOLDAPLdifTargetDN(&ldif, "dc=example,dc=com"); },
+        [&] { return ZAFOLDAPLdifAttr(&ldif, "dc", "%s", "example"); },
+        [&] { return ZAFOLDAPServerSlapadd(&ldif); });
+    FailingAllocator::StopFailing();
+    ZAFOLDAPLdifClose(&ldif);
+    ZAFOLDAPLdifUnlink(&ldif);
+}
+
+void ScriptEntry(rig::FakeTools &tools) {
+    tools.On("slapcat").IgnoreSignals().Output(server_test::Found("dc=example,dc=com"));
+}
+
+void RunDNIsExist(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerDNIsExist("dc=example,dc=com");
+    FailingAllocator::StopFailing();
+}
+
+// Service ------------------------------------------------------------------------------------
+
+void ScriptRunning(rig::FakeTools &) {
+    server_test::MakeService();
+    EXPECT_EQ(QLIBServiceStart("ldap-server", 0), 0);
+}
+
+// A server that somebody starts by hand as soon as it is stopped: the start finds it and does
+// not wait for its pid file.
+void ScriptStubborn(rig::FakeTools &) {
+    server_test::MakeService(
+        {.settings = "program=/usr/bin/sleep\n", .stopped = "exec /var/lib/ldap-server/start"});
+    EXPECT_EQ(QLIBServiceStart("ldap-server", 0), 0);
+}
+
+void RunStart(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerStart();
+    FailingAllocator::StopFailing();
+}
+
+void RunStop(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerStop();
+    FailingAllocator::StopFailing();
+}
+
+void RunIsStarted(Outcome &outcome) {
+    int pid = 0;
+    outcome.result = ZAFOLDAPServerIsStarted(&pid);
+    FailingAllocator::StopFailing();
+    outcome.Note("%d", outcome.result == 1 && pid > 0);
+}
+
+void RunEnable(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerEnable(nullptr);
+    FailingAllocator::StopFailing();
+}
+
+// Through a running server ---------------------------------------------------------------------
+
+void ScriptAccounts(rig::FakeTools &tools) {
+    EXPECT_EQ(ZAFOLDAPBrowserConfSet(&kHost, nullptr), 0);
+    for (const char *ldif :
+         {"dn: cn=zafoconf,dc=x\n\n", "dn:\nsubschemaSubentry: cn=Subschema\n\n",
+          "dn: cn=Subschema\nobjectClasses: ( 1 NAME 'top' )\n\n", "dn: cn=somebody\n\n"})
+        tools.On("ldapsearch").IgnoreSignals().Output(ldif);
+    tools.On("ldapmodify").Exit(20);
+}
+
+void RunDefaultAdd(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerDefaultAdd();
+    FailingAllocator::StopFailing();
+}
+
+void RunNode(Outcome &outcome) {
+    outcome.result = ZAFOLDAPBrowserNodeCreate(&kHost, "staff");
+    FailingAllocator::StopFailing();
+}
+
+void RunRootNode(Outcome &outcome) {
+    outcome.result = ZAFOLDAPBrowserRootNodeCreate(&kHost);
+    FailingAllocator::StopFailing();
+}
+
+}  // namespace
+
+const Calls &AllCalls() {
+    static const std::vector<int> kStart = {0x0200, 0x0900, 0x0B00};
+    // A file that cannot be opened for writing says nothing more.
+    static const std::vector<int> kRulesCodes = {0x0200, 0x0900, kStalePlatformCode};
+    static const std::vector<int> kServiceCodes = {0x0200, 0x0900, 0xD100, 0xD200,
+                                                   kStalePlatformCode};
+    static const std::vector<int> kAccountCodes = {kStaleLdapCode, 0, 32, -65541, -65540};
+    static const Calls kCalls = {
+        {"ServerConfSet", ScriptConf, RunConfSet, {-1}, kStart},
+        {"SlapdConfSetOne", ScriptConf, RunConfSetOne, {-1}, kStart},
+        {"ServerACLConfGen", ScriptRules, RunRules, {-1}, kRulesCodes},
+        {"ServerWriteACL", ScriptRules, RunWriteACL, {-1}, kRulesCodes},
+        {"ServerDBCreate", ScriptSkeleton, RunDBCreate, {-1}, kStart},
+        {"ServerSambaDomainCreate", ScriptDomain, RunDomainCreate, {-1}, kStart},
+        {"ServerDBReset", ScriptReset, RunReset, {-1}, kServiceCodes},
+        {"ServerSlapadd", ScriptDomain, RunSlapadd, {-1}, kStart},
+        {"ServerDNIsExist", ScriptEntry, RunDNIsExist, {0}, kStart},
+        {"ServerStart", ScriptRunning, RunStart, {-1}, kServiceCodes},
+        {"ServerStop", ScriptRunning, RunStop, {-1}, kServiceCodes},
+        {"ServerIsStarted", ScriptRunning, RunIsStarted, {0}, kServiceCodes},
+        {"ServerEnable", ScriptStubborn, RunEnable, {-1}, kServiceCodes},
+        {"ServerDefaultAdd",
+         ScriptAccounts,
+         RunDefaultAdd,
+         {-1},
+         {0x0200, 0x0900, 0x0B00, 0x2200},
+         kAccountCodes},
+        {"BrowserNodeCreate", NoScript, RunNode, {-1}, kStart},
+        {"BrowserRootNodeCreate", NoScript, RunRootNode, {-1}, kStart},
+    };
+    return kCalls;
+}
+
+namespace {
+
+TEST(AllocationFailureTable, HoldsEveryFunctionOfTheServer) {
+    std::set<std::string> rows = {"ZAFOLDAPServerDBIsEmpty"};  // allocates nothing
+    for (const Call &call : AllCalls())
+        rows.insert(std::string("ZAFOLDAP") + call.name);
+    for (const auto &declaration : meta::ExportedDeclarations()) {
+        if (fs::path(declaration.header).stem() == "server") {
+            EXPECT_TRUE(rows.contains(declaration.function)) << declaration.function;
+        }
+    }
+}
+
+class RulesAllocationFailure : public server_test::ServerTest {};
+
+// A stream that cannot be made is the one way in which a new temporary file cannot be written.
+TEST_F(RulesAllocationFailure, FileThatCannotBeWrittenIsLogged) {
+    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    std::set<std::string> logged;
+    for (long nth = 1; nth < 100; ++nth) {
+        ScriptRules(tools_);
+        log_.Clear();
+        FailingAllocator::Begin(nth, FailingAllocator::Mode::kOnce);
+        ZAFOLDAPServerACLConfGen(&kParms);
+        FailingAllocator::End();
+        for (const std::string &text : LoggedTexts())
+            logged.insert(text);
+        if (!FailingAllocator::HasFailed()) break;
+    }
+    ScriptRules(tools_);
+    EXPECT_THAT(logged,
+                testing::Contains(testing::MatchesRegex(
+                    "write acl rules into "
+                    "/usr/zafo/etc/openldap/slapd-acls\\.conf\\.[A-Za-z0-9]{6} failed\\.")));
+}
+
+}  // namespace
+
+}  // namespace zafo::core_test
