@@ -34,8 +34,8 @@ std::string WhoAmI() {
 
 void LogChange(std::string_view command, std::string_view where, std::string_view what,
                std::string_view result) {
-    const std::string line =
-        fmt::format("{}: {} by={} {} result={}", command, where, WhoAmI(), what, result);
+    const std::string line = fmt::format("{}: {} by={} {}{}result={}", command, where, WhoAmI(),
+                                         what, what.empty() ? "" : " ", result);
     syslog(LOG_NOTICE, "%s", line.c_str());
 }
 

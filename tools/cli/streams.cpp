@@ -223,6 +223,8 @@ std::string Streams::ToolWords() const {
     std::string words(static_cast<size_t>(end < 0 ? 0 : end), '\0');
     const ssize_t n = pread(tool_words_.Get(), words.data(), words.size(), 0);
     words.resize(n < 0 ? 0 : static_cast<size_t>(n));
+    while (words.ends_with('\n'))
+        words.pop_back();
     return words;
 }
 

@@ -6,6 +6,8 @@
 #include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
 
+#include "zafoldap/server.h"
+
 #include <fmt/format.h>
 
 #include <functional>
@@ -73,8 +75,11 @@ std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedSer
         all.push_back({"connection", "the saved connection \"root\" does not lead here"});
     if (!before.enabled) all.push_back({"enabled", "the service is not enabled"});
     if (!before.Running()) all.push_back({"running", "the server does not run"});
-    if (const std::string missing = MissingEntries(before.suffix); !missing.empty())
+    if (ZAFOLDAPServerDBIsEmpty() == 1) {
+        all.push_back({"entries", "the database is empty"});
+    } else if (const std::string missing = MissingEntries(before.suffix); !missing.empty()) {
         all.push_back({"entries", "missing in the directory: " + missing});
+    }
     return all;
 }
 

@@ -23,8 +23,9 @@
 #include <unistd.h>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -206,13 +207,40 @@ void LogEnabling(const Session &session, const Enabling &job, const std::string 
               result);
 }
 
+// What clients connect to, as the machine calls itself.
+std::string AddressesForClients() {
+    std::array<char, 256> own{};
+    gethostname(own.data(), own.size() - 1);
+    std::string text;
+    for (const ListenAddress &address : ListenAddresses()) {
+        const std::string url = address.host.empty()
+                                    ? fmt::format("{}://{}:{}", address.tls ? "ldaps" : "ldap",
+                                                  own.data(), address.port)
+                                    : address.url;
+        text += fmt::format("{}{}{}", text.empty() ? "" : " or ", url,
+                            address.tls ? "" : " with StartTLS");
+    }
+    return text;
+}
+
+bool Differs(const Enabling &job, std::string_view id) {
+    return std::ranges::find(job.differences, id, &Difference::id) != job.differences.end();
+}
+
 void SayHowToGoOn(Session &session, const Enabling &job) {
-    session.streams.Note(
-        fmt::format("the server runs: suffix {}, administrator {}\n"
-                    "  accounts    zafoldap user add NAME --full-name 'FIRST LAST'\n"
-                    "  clients     trust {}; connect to {} with StartTLS\n"
+    Streams &streams = session.streams;
+    streams.Note(fmt::format("the server runs: suffix {}, administrator {}", job.wanted.suffix,
+                             job.wanted.admin_dn));
+    if (Differs(job, "password"))
+        streams.Note(
+            "  password    is the administrator's; the user admin keeps its own: zafoldap user "
+            "passwd admin");
+    if (job.before.SetUp()) return;
+    streams.Note(
+        fmt::format("  accounts    zafoldap user add NAME --full-name 'FIRST LAST'\n"
+                    "  clients     connect to {}, and trust {}\n"
                     "  health      zafoldapserver check",
-                    job.wanted.suffix, job.wanted.admin_dn, kAuthority, fmt::join(Urls(), ", ")));
+                    AddressesForClients(), kAuthority));
 }
 
 }  // namespace
@@ -223,12 +251,12 @@ int EnableServer(Session &session) {
     job.before = LookAtServer();
     ReadNames(session, job);
     NeedRoot(session);
-    const std::optional<std::string> saved = SavedPassword();
-    ReadPassword(session, job, saved);
     const Staging staging;
     job.wanted.configuration = staging.Configuration(job.wanted.suffix, job.wanted.admin_dn);
     job.wanted.rules = staging.AccessRules(job.wanted.suffix);
     job.checks = CheckBeforeEnabling(session.streams, job.before, job.wanted, staging);
+    const std::optional<std::string> saved = SavedPassword();
+    ReadPassword(session, job, saved);
     if (job.before.SetUp())
         job.differences =
             DifferencesOf(job.before, job.wanted, staging, job.password, saved.value_or(""));

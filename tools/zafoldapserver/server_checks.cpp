@@ -19,8 +19,6 @@ std::string EnableAgain(const CheckedServer &checked) {
 
 // Lines of a tool, with semicolons between them.
 std::string OnOneLine(std::string words) {
-    while (words.ends_with('\n'))
-        words.pop_back();
     for (size_t at = 0; (at = words.find('\n', at)) != std::string::npos;)
         words.replace(at, 1, "; ");
     return words;
