@@ -12,8 +12,11 @@
 #include "tools/cli/help.h"
 #include "tools/cli/man_page.h"
 #include "tools/cli/parser.h"
+#include "tools/cli/program_main.h"
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/program.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/program.h"
 
 namespace {
 
@@ -44,58 +47,83 @@ std::string Troff(std::string_view text) {
     return out;
 }
 
-class EveryCommand : public testing::TestWithParam<Command> {};
+struct Row {
+    const Program *program;
+    HandlerFinder find_handler;
+    Command command;
+};
 
-INSTANTIATE_TEST_SUITE_P(Table, EveryCommand, testing::ValuesIn(Zafoldap().commands),
+void PrintTo(const Row &row, std::ostream *out) {
+    *out << row.program->name << " " << FullName(row.command);
+}
+
+std::vector<Row> RowsOfAllPrograms() {
+    std::vector<Row> rows;
+    for (const Command &command : Zafoldap().commands)
+        rows.push_back({&Zafoldap(), ZafoldapHandler, command});
+    for (const Command &command : Zafoldapserver().commands)
+        rows.push_back({&Zafoldapserver(), ZafoldapserverHandler, command});
+    return rows;
+}
+
+class EveryCommand : public testing::TestWithParam<Row> {
+  protected:
+    const Program &TheProgram() const { return *GetParam().program; }
+    const Command &TheCommand() const { return GetParam().command; }
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, EveryCommand, testing::ValuesIn(RowsOfAllPrograms()),
                          [](const auto &row) {
-                             std::string name = FullName(row.param);
+                             std::string name = std::string(row.param.program->name) + "_" +
+                                                FullName(row.param.command);
                              std::erase_if(name, [](char c) { return c == ' ' || c == '-'; });
                              return name;
                          });
 
 TEST_P(EveryCommand, HasAHandler) {
-    EXPECT_NE(ZafoldapHandler(GetParam()), nullptr);
+    EXPECT_NE(GetParam().find_handler(TheCommand()), nullptr);
 }
 
 TEST_P(EveryCommand, HelpNamesItsUsageOptionsAndExamples) {
-    const std::string help = CommandHelp(Zafoldap(), GetParam());
-    EXPECT_THAT(help, HasSubstr(UsageLine(Zafoldap(), GetParam())));
-    for (const Option &option : GetParam().options) {
+    const std::string help = CommandHelp(TheProgram(), TheCommand());
+    EXPECT_THAT(help, HasSubstr(UsageLine(TheProgram(), TheCommand())));
+    for (const Option &option : TheCommand().options) {
         EXPECT_THAT(help, HasSubstr("--" + std::string(option.name)));
         EXPECT_FALSE(option.help.empty()) << option.name;
     }
-    for (const Argument &argument : GetParam().arguments)
+    for (const Argument &argument : TheCommand().arguments)
         EXPECT_FALSE(argument.help.empty());
-    ASSERT_FALSE(GetParam().examples.empty());
-    for (const Example &example : GetParam().examples)
+    ASSERT_FALSE(TheCommand().examples.empty());
+    for (const Example &example : TheCommand().examples)
         EXPECT_THAT(help, HasSubstr(std::string(example.line)));
 }
 
 TEST_P(EveryCommand, HasASectionInAManPage) {
-    const auto pages = ManPages(Zafoldap());
-    const auto page = std::ranges::find_if(pages, [](const ManPage &candidate) {
-        return candidate.name == "zafoldap-" + std::string(GetParam().noun);
+    const auto pages = ManPages(TheProgram());
+    const auto page = std::ranges::find_if(pages, [this](const ManPage &candidate) {
+        return candidate.name ==
+               std::string(TheProgram().name) + "-" + std::string(TheCommand().noun);
     });
     ASSERT_NE(page, pages.end());
-    EXPECT_THAT(page->text, HasSubstr(".SS " + Troff(FullName(GetParam())) + "\n"));
-    for (const Option &option : GetParam().options) {
+    EXPECT_THAT(page->text, HasSubstr(".SS " + Troff(FullName(TheCommand())) + "\n"));
+    for (const Option &option : TheCommand().options) {
         EXPECT_THAT(page->text, HasSubstr(Troff("--" + std::string(option.name))));
     }
 }
 
 TEST_P(EveryCommand, IsCompletedByEveryShell) {
-    for (const std::string &script :
-         {BashCompletion(Zafoldap()), ZshCompletion(Zafoldap()), FishCompletion(Zafoldap())}) {
-        std::istringstream words(FullName(GetParam()));
+    for (const std::string &script : {BashCompletion(TheProgram()), ZshCompletion(TheProgram()),
+                                      FishCompletion(TheProgram())}) {
+        std::istringstream words(FullName(TheCommand()));
         for (std::string word; words >> word;)
             EXPECT_THAT(script, HasSubstr(word));
-        for (const Option &option : GetParam().options)
+        for (const Option &option : TheCommand().options)
             EXPECT_THAT(script, HasSubstr(std::string(option.name)));
     }
 }
 
 TEST_P(EveryCommand, ExamplesAreValidCommandLines) {
-    for (const Example &example : GetParam().examples) {
+    for (const Example &example : TheCommand().examples) {
         SCOPED_TRACE(example.line);
         if (example.line.find('|') != std::string_view::npos || example.line.starts_with("source"))
             continue;
@@ -115,14 +143,15 @@ TEST_P(EveryCommand, ExamplesAreValidCommandLines) {
         std::vector<const char *> argv;
         for (const std::string &item : words)
             argv.push_back(item.c_str());
-        const Invocation invocation = Parse(Zafoldap(), static_cast<int>(argv.size()), argv.data());
+        const Invocation invocation =
+            Parse(TheProgram(), static_cast<int>(argv.size()), argv.data());
         ASSERT_NE(invocation.command, nullptr);
-        EXPECT_EQ(FullName(*invocation.command), FullName(GetParam()));
+        EXPECT_EQ(FullName(*invocation.command), FullName(TheCommand()));
     }
 }
 
 TEST_P(EveryCommand, NoOptionTakesASecret) {
-    for (const Option &option : GetParam().options) {
+    for (const Option &option : TheCommand().options) {
         const bool secret = option.name.find("password") != std::string_view::npos;
         EXPECT_TRUE(!secret || option.value.empty() || option.kind == Kind::kFile) << option.name;
     }

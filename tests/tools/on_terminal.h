@@ -21,11 +21,12 @@ namespace zafo::rig {
 // The program on a pseudo-terminal of its own.
 class OnTerminal {
   public:
-    explicit OnTerminal(std::vector<std::string> arguments) {
+    explicit OnTerminal(std::vector<std::string> arguments,
+                        const std::string &program = "/usr/zafo/bin/zafoldap") {
         winsize size{.ws_row = 24, .ws_col = 60, .ws_xpixel = 0, .ws_ypixel = 0};
         pid_ = forkpty(&terminal_, nullptr, nullptr, &size);
         if (pid_ != 0) return;
-        arguments.insert(arguments.begin(), "/usr/zafo/bin/zafoldap");
+        arguments.insert(arguments.begin(), program);
         std::vector<char *> argv;
         for (std::string &argument : arguments)
             argv.push_back(argument.data());

@@ -10,14 +10,10 @@
 
 namespace zafo::rig {
 
-ProgramRun Zafoldap(std::vector<std::string> arguments, std::string_view input) {
-    arguments.insert(arguments.begin(), "/usr/zafo/bin/zafoldap");
-    return RunProgram(arguments, input);
-}
+namespace {
 
-Json ZafoldapJson(std::vector<std::string> arguments, int exit_code, std::string_view input) {
-    arguments.emplace_back("--json");
-    const ProgramRun run = Zafoldap(std::move(arguments), input);
+// The one object on standard output of a run with --json.
+Json DocumentOf(const ProgramRun &run, int exit_code) {
     EXPECT_EQ(run.exit_code, exit_code) << run.err;
     EXPECT_EQ(run.err.empty(), exit_code == 0) << run.err;
     Json document = Json::parse(run.out, nullptr, /*allow_exceptions=*/false);
@@ -31,6 +27,28 @@ Json ZafoldapJson(std::vector<std::string> arguments, int exit_code, std::string
         EXPECT_EQ(ErrorOf(run)["code"], exit_code);
     }
     return document;
+}
+
+}  // namespace
+
+ProgramRun Zafoldap(std::vector<std::string> arguments, std::string_view input) {
+    arguments.insert(arguments.begin(), "/usr/zafo/bin/zafoldap");
+    return RunProgram(arguments, input);
+}
+
+ProgramRun Zafoldapserver(std::vector<std::string> arguments, std::string_view input) {
+    arguments.insert(arguments.begin(), "/usr/zafo/bin/zafoldapserver");
+    return RunProgram(arguments, input);
+}
+
+Json ZafoldapJson(std::vector<std::string> arguments, int exit_code, std::string_view input) {
+    arguments.emplace_back("--json");
+    return DocumentOf(Zafoldap(std::move(arguments), input), exit_code);
+}
+
+Json ZafoldapserverJson(std::vector<std::string> arguments, int exit_code, std::string_view input) {
+    arguments.emplace_back("--json");
+    return DocumentOf(Zafoldapserver(std::move(arguments), input), exit_code);
 }
 
 Json ErrorOf(const ProgramRun &run) {

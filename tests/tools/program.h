@@ -21,6 +21,11 @@ ProgramRun Zafoldap(std::vector<std::string> arguments, std::string_view input =
 // Runs with --json and checks that standard output is the one object of every command.
 Json ZafoldapJson(std::vector<std::string> arguments, int exit_code, std::string_view input = "");
 
+// The same for zafoldapserver. `status` exits with other codes than 0 without having failed.
+ProgramRun Zafoldapserver(std::vector<std::string> arguments, std::string_view input = "");
+Json ZafoldapserverJson(std::vector<std::string> arguments, int exit_code,
+                        std::string_view input = "");
+
 // The error object of a run.
 Json ErrorOf(const ProgramRun &run);
 

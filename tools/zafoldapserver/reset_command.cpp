@@ -21,9 +21,13 @@ namespace zafo::cli {
 
 namespace {
 
+std::string Counted(std::uint64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
 std::string InWords(const LocalServer &server, const std::optional<DatabaseCensus> &census) {
     const std::string accounts =
-        census ? fmt::format("{} users and {} groups", census->users, census->groups)
+        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
                : "users and groups that cannot be counted";
     return fmt::format("the directory {} with {}, its configuration and access rules",
                        OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),

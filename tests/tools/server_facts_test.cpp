@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What is read of the server's files, and what the checks make of numbers.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/zafoldapserver/server_checks.h"
+
+namespace {
+
+using namespace zafo::cli;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(Listen, UrlsHaveTheirHostAndPort) {
+    struct Case {
+        const char *url, *host;
+        int port;
+        bool tls;
+    };
+    constexpr Case kCases[] = {
+        {"ldap:///", "", 389, false},
+        {"ldaps:///", "", 636, true},
+        {"ldap://*:1389", "", 1389, false},
+        {"ldap://127.0.0.1/", "127.0.0.1", 389, false},
+        {"ldaps://[::1]:6360/", "::1", 6360, true},
+        {"ldap://[::1]", "::1", 389, false},
+    };
+    for (const Case &one : kCases) {
+        SCOPED_TRACE(one.url);
+        const auto all = ParseListen(one.url);
+        ASSERT_EQ(all.size(), 1U);
+        EXPECT_EQ(all[0].host, one.host);
+        EXPECT_EQ(all[0].port, one.port);
+        EXPECT_EQ(all[0].tls, one.tls);
+    }
+}
+
+TEST(Listen, SocketsWithoutAPortAreLeftOut) {
+    const auto all = ParseListen("ldapi:/// ldap:///  nonsense");
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].url, "ldap:///");
+}
+
+TEST(SlapdConf, ContinuedLinesAreOneDirectiveAndCommentsNone) {
+    const auto all = ParseDirectives("# a\n\nsuffix \"dc=x\"\nindex  uid\n\teq,sub\nrootpw x\n");
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[0].key, "suffix");
+    EXPECT_EQ(all[0].value, "\"dc=x\"");
+    EXPECT_EQ(all[1].value, "uid eq,sub");
+}
+
+TEST(SlapdConf, IsTheSameWhateverThePassword) {
+    EXPECT_TRUE(SameConfiguration("a b\nrootpw one\nc d\n", "a b\nrootpw two\nc d\n"));
+    EXPECT_FALSE(SameConfiguration("a b\nrootpw one\n", "a c\nrootpw one\n"));
+    EXPECT_FALSE(SameConfiguration("# hand\na b\n", "a b\n"));
+}
+
+DatabaseCensus CensusOf(std::string_view ldif, std::set<std::string, std::less<>> wanted = {}) {
+    CensusTaker taker(std::move(wanted));
+    while (!ldif.empty()) {
+        const size_t end = ldif.find('\n');
+        taker.Line(ldif.substr(0, end));
+        ldif.remove_prefix(end + 1);
+    }
+    return taker.Finish();
+}
+
+constexpr std::string_view kLdif =
+    "dn: cn=MinID,cn=zafoconf,dc=x\ncn: MinID\nobjectClass: organizationalRole\nobjectClass: "
+    "sambaUnixIdPool\nuidNumber: 10\ngidNumber: 20\n\n"
+    "dn: cn=MaxID,cn=zafoconf,dc=x\ncn: MaxID\nobjectClass: sambaUnixIdPool\nuidNumber: "
+    "13\ngidNumber: 29\n\n"
+    "dn: uid=ann,dc=x\nobjectClass: posixAccount\nuidNumber: 11\ngidNumber: 20\nentryCSN: "
+    "20261121113111.123456Z#000000#001#000000\n\n"
+    "dn:: dWlkPXpvw6ssZGM9eA==\nobjectClass: POSIXACCOUNT\nuidNumber: 9\ngidNumber: 20\nentryCSN: "
+    "20261121113111.123456Z#0000\n 00#002#000000\n\n"
+    "dn: cn=users,dc=x\nobjectClass: posixGroup\ngidNumber: 20\n";
+
+TEST(Census, CountsAccountsAndTheirNumbers) {
+    const DatabaseCensus census = CensusOf(kLdif);
+    EXPECT_EQ(census.users, 2U);
+    EXPECT_EQ(census.groups, 1U);
+    EXPECT_THAT(census.uids.used, ElementsAre(9, 11));
+    EXPECT_THAT(census.gids.used, ElementsAre(20));
+    EXPECT_EQ(census.uids.lowest, 10U);
+    EXPECT_EQ(census.gids.highest, 29U);
+    EXPECT_EQ(census.uids.UsedInPool(), 1U);
+}
+
+TEST(Census, ReadsFoldedAndEncodedLines) {
+    const DatabaseCensus census = CensusOf(kLdif, {"uid=zoë,dc=x", "uid=bob,dc=x"});
+    EXPECT_THAT(census.server_ids, ElementsAre("001", "002"));
+    EXPECT_THAT(census.found, ElementsAre("uid=zoë,dc=x"));
+}
+
+TEST(Judgement, SpaceIsShortFromFourFifthsOn) {
+    EXPECT_EQ(JudgeSpace(79, 100).result, StepResult::kOk);
+    EXPECT_EQ(JudgeSpace(80, 100).result, StepResult::kWarning);
+    EXPECT_THAT(JudgeSpace(80, 100).hint, HasSubstr("maxsize"));
+}
+
+TEST(Judgement, APoolIsNearlyUsedUpWithFewerThanOneTwentiethFree) {
+    NumberCensus numbers{.lowest = 1, .highest = 100};
+    for (std::uint64_t i = 1; i <= 95; ++i)
+        numbers.used.push_back(i);
+    EXPECT_EQ(JudgePool(numbers, "uid").result, StepResult::kOk);
+    numbers.used.push_back(96);
+    EXPECT_EQ(JudgePool(numbers, "uid").result, StepResult::kWarning);
+    for (std::uint64_t i = 97; i <= 100; ++i)
+        numbers.used.push_back(i);
+    EXPECT_EQ(JudgePool(numbers, "uid").result, StepResult::kFailed);
+}
+
+TEST(Judgement, NumbersGivenTwiceAreUsedOnce) {
+    const NumberCensus numbers{.lowest = 1, .highest = 2, .used = {1, 1, 1}};
+    EXPECT_EQ(numbers.UsedInPool(), 1U);
+}
+
+TEST(Judgement, AMissingOrSenselessPoolIsAnError) {
+    EXPECT_EQ(JudgePool({}, "uid").result, StepResult::kFailed);
+    EXPECT_EQ(JudgePool({.lowest = 5, .highest = 4}, "uid").result, StepResult::kFailed);
+}
+
+TEST(Judgement, CertificatesEndWithAWarningThirtyDaysBefore) {
+    constexpr std::time_t kDay = 24 * 3600, kNow = 1000 * kDay;
+    const auto judged = [](std::time_t ends) {
+        return JudgeEnd("certificate", "CN = x", ends, kNow).result;
+    };
+    EXPECT_EQ(judged(kNow + 30 * kDay), StepResult::kOk);
+    EXPECT_EQ(judged(kNow + 30 * kDay - 1), StepResult::kWarning);
+    EXPECT_EQ(judged(kNow + 1), StepResult::kWarning);
+    EXPECT_EQ(judged(kNow), StepResult::kFailed);
+}
+
+}  // namespace

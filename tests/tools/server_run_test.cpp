@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A server from its set-up to its end, with the real slapd. The tests of this file share one and
+// leave it running as it was set up, whatever they do to it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/tools/on_terminal.h"
+#include "tests/tools/server_fixture.h"
+
+namespace {
+
+using namespace zafo::rig;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char *kSuffix = "dc=example,dc=com";
+constexpr const char *kAdminDn = "cn=admin,dc=example,dc=com";
+const std::string kEnable = std::string("enable --suffix ") + kSuffix;
+
+// What the first set-up of this process said.
+ProgramRun &FirstRun() {
+    static ProgramRun run = ServerLine(kEnable + " --password-stdin");
+    return run;
+}
+
+// Entries of the directory, read past the programs under test.
+std::string Ask(const std::string &filter, const std::vector<std::string> &attributes = {"1.1"}) {
+    WriteFile("/tmp/administrator", kServerPassword);
+    std::vector<std::string> argv = {"/usr/bin/ldapsearch",
+                                     "-LLL",
+                                     "-ZZ",
+                                     "-x",
+                                     "-H",
+                                     "ldap://localhost",
+                                     "-D",
+                                     kAdminDn,
+                                     "-y",
+                                     "/tmp/administrator",
+                                     "-b",
+                                     kSuffix,
+                                     filter};
+    argv.insert(argv.end(), attributes.begin(), attributes.end());
+    return RunProgram(argv).out;
+}
+
+void Modify(const std::string &ldif) {
+    WriteFile("/tmp/administrator", kServerPassword);
+    const ProgramRun run = RunProgram({"/usr/bin/ldapmodify", "-ZZ", "-x", "-H", "ldap://localhost",
+                                       "-D", kAdminDn, "-y", "/tmp/administrator"},
+                                      ldif);
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+}
+
+class Server : public testing::Test {
+  protected:
+    Server() { EXPECT_EQ(FirstRun().exit_code, 0) << FirstRun().err; }
+    ~Server() override {
+        const ProgramRun run = ServerLine(kEnable + " --password-stdin");
+        EXPECT_EQ(run.exit_code, 0) << run.err;
+    }
+};
+
+TEST_F(Server, IsSetUpWithStepsAndAWayOnAndNothingOnStandardOutput) {
+    EXPECT_EQ(FirstRun().out, "");
+    EXPECT_THAT(FirstRun().err,
+                AllOf(HasSubstr("enabling the service"), HasSubstr("zafoldap user add"),
+                      HasSubstr("/usr/zafo/etc/ssl/ca.pem"), Not(HasSubstr(kServerPassword))));
+}
+
+TEST_F(Server, HasItsStatus) {
+    const Json status = ServerLineJson("status")["data"];
+    EXPECT_EQ(status["state"], "running");
+    EXPECT_EQ(status["suffix"], kSuffix);
+    EXPECT_EQ(status["admin_dn"], kAdminDn);
+    EXPECT_EQ(status["enabled"], true);
+    EXPECT_GT(status["pid"], 1);
+    EXPECT_GT(status["database_bytes"], 4096);
+    EXPECT_TRUE(status["since"].is_string());
+    EXPECT_TRUE(status["certificate_ends"].is_string());
+}
+
+TEST_F(Server, TakesAccountsAtOnce) {
+    const ProgramRun added = Zafoldap({"user", "add", "anna", "--password-stdin"}, kServerPassword);
+    EXPECT_EQ(added.exit_code, 0) << added.err;
+    EXPECT_THAT(Ask("(uid=anna)", {"uidNumber"}), HasSubstr("uidNumber: 10000"));
+    EXPECT_EQ(Zafoldap({"user", "delete", "anna", "--yes"}).exit_code, 0);
+}
+
+TEST_F(Server, IsHealthy) {
+    const Json findings = ServerLineJson("check")["data"];
+    EXPECT_EQ(findings.size(), 14U);
+    for (const Json &row : findings)
+        EXPECT_EQ(row["severity"], "ok") << row;
+}
+
+TEST_F(Server, SetUpAgainHasNothingToDo) {
+    const std::string before = TreeBelow({"/usr/zafo/etc"});
+    const std::string pid = ReadFile("/var/run/slapd.pid");
+    const ProgramRun run = ServerLine("enable --suffix 'DC=Example, dc=COM'");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.err, HasSubstr("nothing to do"));
+    EXPECT_EQ(TreeBelow({"/usr/zafo/etc"}), before);
+    EXPECT_EQ(ReadFile("/var/run/slapd.pid"), pid);
+}
+
+TEST_F(Server, SetUpAgainSaysWhatDiffersMendsItAndKeepsWhatWasChangedByHand) {
+    const std::string rules = ReadFile(kRules);
+    std::ofstream(kRules, std::ios::app) << "# by hand\n";
+    std::ofstream(kSlapdConf, std::ios::app) << "# by hand as well\n";
+    Modify("dn: cn=administrators,cn=groups,dc=example,dc=com\nchangetype: delete\n");
+    ASSERT_EQ(ServerLine("stop").exit_code, 0);
+
+    const ProgramRun dry = ServerLine(kEnable + " --dry-run");
+    for (const char *text : {"administrators", "changed by hand", "does not run", "its template"})
+        EXPECT_THAT(dry.out, HasSubstr(text));
+    EXPECT_THAT(ReadFile(kRules), HasSubstr("# by hand"));
+
+    const Json mended = ServerLineJson(kEnable)["data"];
+    EXPECT_EQ(mended["first_time"], false);
+    EXPECT_EQ(mended["differences"].size(), 4U) << mended;
+    EXPECT_EQ(ReadFile(kRules), rules);
+    EXPECT_EQ(ReadFile(std::string(kRules) + ".before"), rules + "# by hand\n");
+    EXPECT_THAT(ReadFile(std::string(kSlapdConf) + ".before"), HasSubstr("# by hand as well"));
+    EXPECT_THAT(Ask("(cn=administrators)"), HasSubstr("dn: cn=administrators"));
+}
+
+TEST_F(Server, TakesANewPasswordAndNoSecretReachesTheLog) {
+    constexpr const char *kOther = "Another-open-2";
+    const ProgramRun run = ServerLine(kEnable + " --password-stdin", kOther);
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.err, HasSubstr("differs: the administrator has another password"));
+    EXPECT_EQ(Ask("(uid=admin)"), "");  // with the old one
+    EXPECT_EQ(Zafoldap({"user", "list"}).exit_code, 0);
+    EXPECT_EQ(ServerLine(kEnable + " --password-stdin").exit_code, 0);
+    EXPECT_THAT(Ask("(uid=admin)"), HasSubstr("dn: uid=admin"));
+    EXPECT_THAT(ReadFile("/var/log/messages"),
+                AllOf(HasSubstr("enable: service=ldap-server by=root suffix=\"dc=example,dc=com\""),
+                      HasSubstr("changed=password result=done"), Not(HasSubstr(kOther)),
+                      Not(HasSubstr(kServerPassword))));
+}
+
+TEST_F(Server, StartsAndStopsAndSaysSo) {
+    EXPECT_THAT(ServerLine("start").err, HasSubstr("runs already"));
+    EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], true);
+    EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], false);
+    const ProgramRun status = ServerLine("status --json");
+    EXPECT_EQ(status.exit_code, 3);
+    EXPECT_EQ(Json::parse(status.out)["data"]["state"], "stopped");
+    EXPECT_EQ(ServerLineJson("restart")["data"]["state"], "running");
+    EXPECT_EQ(ServerLine("status").exit_code, 0);
+}
+
+TEST_F(Server, DoesNotStartOnAPortThatIsTaken) {
+    ASSERT_EQ(ServerLine("stop").exit_code, 0);
+    const ChangedFile settings("/usr/zafo/etc/service/ldap-server.conf",
+                               "listen=ldap://127.0.0.1:1389\n");
+    const ExampleDirectory other("/var/lib/other", 1389, {"--no-tls", "--variant", "posix"});
+    const ProgramRun run = ServerLine("start");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, HasSubstr("port 1389 is in use"));
+}
+
+TEST_F(Server, ThatDoesNotStartSaysWhy) {
+    ASSERT_EQ(ServerLine("stop").exit_code, 0);
+    const ChangedFile rules(kRules, "access to nonsense\n");
+    const ProgramRun run = ServerLine("start");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("does not start"), HasSubstr("slapd-acls.conf")));
+    const Json document = ServerLineJson("check", 1);
+    EXPECT_EQ(Finding(document, "configuration")["severity"], "error");
+    EXPECT_EQ(Finding(document, "access-rules")["severity"], "warning");
+}
+
+TEST_F(Server, IsCheckedAlsoWhileItIsDown) {
+    ASSERT_EQ(ServerLine("stop").exit_code, 0);
+    const Json document = ServerLineJson("check", 1);
+    EXPECT_EQ(Finding(document, "running")["severity"], "error");
+    EXPECT_EQ(Finding(document, "answer")["severity"], "skipped");
+    for (const char *id : {"certificate-chain", "database-space", "id-pool-uid", "writers"})
+        EXPECT_EQ(Finding(document, id)["severity"], "ok") << Finding(document, id);
+}
+
+TEST_F(Server, RulesChangedByHandAreAWarning) {
+    const ChangedFile rules(kRules, ReadFile(kRules) + "# by hand\n");
+    const Json found = Finding(ServerLineJson("check"), "access-rules");
+    EXPECT_EQ(found["severity"], "warning");
+    EXPECT_THAT(found["fix"].get<std::string>(), HasSubstr("zafoldapserver acl show"));
+    const Json shown = ServerLineJson("acl show")["data"];
+    EXPECT_EQ(shown["state"], "changed by hand");
+    EXPECT_THAT(shown["text"].get<std::string>(), HasSubstr("# by hand"));
+}
+
+TEST_F(Server, ShowsItsConfigurationWithoutThePassword) {
+    const ProgramRun run = ServerLine("config show --format csv");
+    EXPECT_THAT(run.out, AllOf(HasSubstr("suffix"), HasSubstr("rootpw,(not shown)"),
+                               Not(HasSubstr("{SSHA}")), Not(HasSubstr("{CRYPT}$"))));
+}
+
+TEST_F(Server, APoolThatIsNearlyUsedUpIsAWarning) {
+    const auto highest = [](const std::string &number) {
+        Modify(
+            "dn: cn=MaxID,cn=zafoconf,dc=example,dc=com\nchangetype: modify\nreplace: "
+            "gidNumber\ngidNumber: " +
+            number + "\n");
+    };
+    highest("1000002");
+    const Json found = Finding(ServerLineJson("check", 1), "id-pool-gid");
+    highest("2097151");
+    EXPECT_EQ(found["severity"], "error");
+    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("0 of 3 numbers are free"));
+}
+
+TEST_F(Server, SeveralServersToWriteToAreAWarning) {
+    const std::string saved = ReadFile(kConnections);
+    ASSERT_EQ(
+        Zafoldap({"connection", "edit", "root", "--uri", "localhost", "--uri", "other.example.com"})
+            .exit_code,
+        0);
+    const Json found = Finding(ServerLineJson("check"), "writers");
+    WriteFile(kConnections, saved);
+    EXPECT_EQ(found["severity"], "warning");
+    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("other.example.com"));
+}
+
+TEST_F(Server, PublishesHomeFolders) {
+    EXPECT_EQ(ServerLineJson("automount show")["data"].size(), 0U);
+    EXPECT_EQ(ServerLine("automount set nas.example.com /volume1/homes --dry-run").exit_code, 0);
+    EXPECT_EQ(ServerLineJson("automount show")["data"].size(), 0U);
+    EXPECT_EQ(ServerLine("automount set nas.example.com /volume1/homes").exit_code, 0);
+    const ProgramRun run = ServerLine("automount show --format plain");
+    EXPECT_THAT(run.out, HasSubstr("auto_home\t*\t-fstype=nfs nas.example.com:/volume1/homes/&"));
+    EXPECT_EQ(ServerLine("automount set 'na s' /homes").exit_code, 2);
+    EXPECT_EQ(ServerLine("automount set nas homes").exit_code, 2);
+}
+
+TEST_F(Server, EveryCommandThatOnlyLooksHasJson) {
+    for (const char *line : {"status", "acl show", "config show", "automount show", "check"}) {
+        SCOPED_TRACE(line);
+        EXPECT_FALSE(ServerLineJson(line)["data"].empty());
+    }
+}
+
+// A certificate of this name, signed by nobody but itself.
+std::string SelfSigned(const std::string &name, const std::string &days) {
+    const ProgramRun run =
+        RunProgram({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                    "/tmp/key", "-out", "/tmp/certificate", "-days", days, "-subj", "/CN=" + name,
+                    "-addext", "subjectAltName=DNS:" + name});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    return ReadFile("/tmp/certificate");
+}
+
+TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords) {
+    const ChangedFile certificate(kServerCertificate, SelfSigned("other.example.com", "10"));
+    const Json document = ServerLineJson("check", 1);
+    const auto cause = [&](const char *id) {
+        return Finding(document, id)["cause"].get<std::string>();
+    };
+    EXPECT_THAT(cause("certificate-chain"),
+                HasSubstr("certificate of CN = other.example.com: self-signed certificate"));
+    EXPECT_THAT(cause("certificate-names"), HasSubstr("hostname mismatch for localhost and"));
+    EXPECT_EQ(Finding(document, "certificate-end")["severity"], "warning");
+    EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still shown
+}
+
+TEST_F(Server, ACertificateThatHasEndedIsAnError) {
+    const ChangedFile certificate(kServerCertificate, SelfSigned("zafo", "-1"));
+    const Json found = Finding(ServerLineJson("check", 1), "certificate-end");
+    EXPECT_EQ(found["severity"], "error");
+    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("certificate has expired"));
+}
+
+TEST_F(Server, ACertificateThatClientsRefuseIsAnErrorOfTheAnswerToo) {
+    const std::string certificate = ReadFile(kServerCertificate), key = ReadFile(kServerKey);
+    std::ofstream(kServerCertificate) << SelfSigned("other.example.com", "100");
+    std::ofstream(kServerKey) << ReadFile("/tmp/key");  // owner and mode stay
+    EXPECT_EQ(ServerLine("restart").exit_code, 0);
+    const Json found = Finding(ServerLineJson("check", 1), "answer");
+    std::ofstream(kServerCertificate) << certificate;
+    std::ofstream(kServerKey) << key;
+    EXPECT_EQ(ServerLine("restart").exit_code, 0);
+    EXPECT_EQ(found["severity"], "error");
+    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("no encrypted connection"));
+}
+
+TEST_F(Server, IsNotResetUnasked) {
+    const std::string before = TreeBelow({"/usr/zafo/etc"});
+    const ProgramRun run = ServerLine("reset");
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("dc=example,dc=com with 1 user and 3 groups"),
+                               HasSubstr("add --yes")));
+    EXPECT_EQ(ServerLine("reset --dry-run").exit_code, 0);
+    OnTerminal program({"reset"}, "/usr/zafo/bin/zafoldapserver");
+    program.Answer("to go on: ", "yes\n");
+    EXPECT_EQ(program.Finish(), 2);
+    EXPECT_EQ(TreeBelow({"/usr/zafo/etc"}), before);
+    EXPECT_EQ(ServerLine("status").exit_code, 0);
+}
+
+TEST_F(Server, OfAnotherSuffixNeedsAResetFirst) {
+    const ProgramRun run = ServerLine("enable --suffix dc=other,dc=org");
+    EXPECT_EQ(run.exit_code, 5);
+    EXPECT_THAT(run.err,
+                AllOf(HasSubstr("that of dc=example,dc=com"), HasSubstr("zafoldapserver reset")));
+}
+
+TEST_F(Server, IsGoneAfterAResetWhoseSuffixWasTyped) {
+    OnTerminal program({"reset"}, "/usr/zafo/bin/zafoldapserver");
+    program.Answer("to go on: ", "dc=example,dc=com\n");
+    EXPECT_EQ(program.Finish(), 0);
+    EXPECT_EQ(ServerLine("status").exit_code, 4);
+    EXPECT_FALSE(std::filesystem::exists(kSlapdConf));
+    EXPECT_FALSE(std::filesystem::exists("/var/run/slapd.pid"));
+    EXPECT_THAT(ReadFile("/var/log/messages"),
+                HasSubstr("reset: service=ldap-server by=root suffix=\"dc=example,dc=com\" "
+                          "users=1 groups=3 result=done"));
+}
+
+}  // namespace
