@@ -4,18 +4,15 @@
 // the tools which it starts with the arguments that it gives them, and peers.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "bench/floor.h"
+#include "bench/recording.h"
 #include "bench/scenarios.h"
-#include "bench/stand_in.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/search.h"
 #include "zafoldap/user.h"
@@ -68,40 +65,12 @@ void CreateOurs(benchmark::State &state) {
 
 // The floor -------------------------------------------------------------------------------
 
-struct ToolRun {
-    std::vector<std::string> words;
-    std::string change;  // content of the change file
-};
-
-std::string ContentOf(const std::filesystem::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // The runs of one creation by the library.
-std::vector<ToolRun> Record() {
-    std::filesystem::create_directory(kRecorded);
-    {
-        const std::string tools = "/usr/zafo/bin/";
-        const StandIn search(tools + "ldapsearch", kRecorder);
-        const StandIn modify(tools + "ldapmodify", kRecorder);
-        const StandIn passwd(tools + "ldappasswd", kRecorder);
-        const StandIn hash(tools + "slappasswd", kRecorder);
+std::vector<ToolRun> RecordCreation() {
+    return Record({"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"}, [] {
         if (!Create("recorded", kRecordedNumber))
             throw std::runtime_error("the creation to record failed");
-    }
-    std::vector<ToolRun> runs;
-    for (int i = 0;; ++i) {
-        const auto folder = std::filesystem::path(kRecorded) / std::to_string(i);
-        if (!std::filesystem::exists(folder)) break;
-        ToolRun run;
-        const std::string words = ContentOf(folder / "words");
-        for (size_t at = 0; at < words.size(); at += run.words.back().size() + 1)
-            run.words.emplace_back(words.c_str() + at);
-        run.change = ContentOf(folder / "change");
-        runs.push_back(std::move(run));
-    }
-    return runs;
+    });
 }
 
 void Replace(std::string *text, const std::string &what, const std::string &with) {
@@ -134,28 +103,26 @@ class Replay {
                 Replace(&run.change, line("Rid: ", recorded_rid), line("Rid: ", rid));
                 Replace(&run.change, line("-", recorded_rid), line("-", rid));
             }
-            WriteChange(&run);
         }
     }
 
     // Whether the tools that change something all succeeded.
     bool Run() {
         bool done = true;
-        for (ToolRun &run : runs_) {
-            std::vector<char *> argv;
-            for (std::string &word : run.words)
-                argv.push_back(word.data());
-            argv.push_back(nullptr);
-            floor_count count{};
-            const bool succeeded = floor_run(argv.data(), &count) == 0;
-            done = done && (succeeded || run.words.front().ends_with("search"));
-        }
+        for (const ToolRun &run : runs_)
+            done = (RunAgain(run) == 0 || run.words.front().ends_with("search")) && done;
         return done;
+    }
+
+    // Before the time is taken.
+    void Prepare() const {
+        for (const ToolRun &run : runs_)
+            WriteChange(run);
     }
 
   private:
     static const std::vector<ToolRun> &Recorded() {
-        static const std::vector<ToolRun> runs = Record();
+        static const std::vector<ToolRun> runs = RecordCreation();
         return runs;
     }
     static long RidOf(const std::vector<ToolRun> &runs) {
@@ -169,19 +136,13 @@ class Replay {
         Replace(text, "recorded", "floor" + std::to_string(number));
         Replace(text, std::to_string(kRecordedNumber), std::to_string(number));
     }
-    // Writes the change file anew, which the library has removed.
-    static void WriteChange(ToolRun *run) {
-        const auto option = std::find(run->words.begin(), run->words.end(), "-f");
-        if (option == run->words.end()) return;
-        std::ofstream(option[1]) << run->change;
-    }
-
     std::vector<ToolRun> runs_;
 };
 
 void CreateFloor(benchmark::State &state) {
     for ([[maybe_unused]] auto _ : state) {
         Replay replay(NextNumber());
+        replay.Prepare();
         const auto begin = Clock::now();
         const bool done = replay.Run();
         SetTime(state, begin);

@@ -11,7 +11,7 @@ struct Place {
     const char *password_file;
     int users;
 };
-inline constexpr Place kLarge{"localhost", "/var/lib/example-directory/password", 100'000};
+inline constexpr Place kLarge{"localhost:4389", "/var/lib/example-directory/password", 100'000};
 inline constexpr Place kMedium{"localhost:1389", "/var/lib/medium-directory/password", 10'000};
 inline constexpr Place kSmall{"localhost:2389", "/var/lib/small-directory/password", 1000};
 // Where users are made, with Samba's schema and a Samba domain.

@@ -142,6 +142,8 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
         Ratio("free_number", "free number, per number used, 10,000 and 100,000", "us",
               figures.Of(kNumberFew).Least() * 1e6 / kFewUsed,
               figures.Of(kNumberMany).Least() * 1e6 / kManyUsed, 1.2),
+        Ratio("enable_server", "the own server from nothing; the same tools alone", "s",
+              least(kEnableFloor), least(kEnableOurs), 1.1),
     };
 }
 

@@ -278,6 +278,7 @@ void Register(const Connection &connection, int rounds) {
     }
     RegisterAccounts(rounds);
     RegisterCreation(rounds);
+    RegisterEnabling(rounds);
     for (const auto &[name, used] : {std::pair{kNumberFew, kFewUsed}, {kNumberMany, kManyUsed}}) {
         const auto body = [&connection, used = used](benchmark::State &state) {
             FreeNumber(state, connection, used);

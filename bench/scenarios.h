@@ -38,6 +38,9 @@ inline constexpr const char *kCreateOurs = "create_user/library";
 inline constexpr const char *kCreateSmbldap = "create_user/smbldap";
 inline constexpr const char *kCreateLdapscripts = "create_user/ldapscripts";
 
+inline constexpr const char *kEnableFloor = "enable_server/floor";
+inline constexpr const char *kEnableOurs = "enable_server/library";
+
 // How many numbers are used in "free_number".
 inline constexpr int kFewUsed = 10'000;
 inline constexpr int kManyUsed = 100'000;
@@ -46,8 +49,9 @@ inline constexpr int kManyUsed = 100'000;
 // often the longest are run.
 void Register(const Connection &connection, int rounds);
 
-// Those of questions about accounts, and those of new accounts.
+// Those of questions about accounts, those of new accounts, those of the own server.
 void RegisterAccounts(int rounds);
 void RegisterCreation(int rounds);
+void RegisterEnabling(int rounds);
 
 }  // namespace zafo::bench
