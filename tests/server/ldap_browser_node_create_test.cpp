@@ -106,6 +106,13 @@ TEST_F(NodeCreate, DNThatIsTooLongIsNotCut) {
     EXPECT_THAT(tools_.Calls(), SizeIs(1));
 }
 
+TEST_F(NodeCreate, EntryThatTheDiskHasNoRoomForIsNotSent) {
+    EXPECT_EQ(OnAFullDisk([this] { return Create(); }), -1);
+    ExpectSlots(kStaleLdapCode, 0x0B00);
+    EXPECT_THAT(LoggedTexts(), ElementsAre("ldap modify failed [staff, ] [0x0B00]"));
+    EXPECT_THAT(tools_.Calls(), IsEmpty());
+}
+
 TEST_F(NodeCreate, BaseOfTwoLinesIsRefused) {
     host_.szBaseDN = "dc=com\nchangetype: delete";
     EXPECT_EQ(Create(), -1);

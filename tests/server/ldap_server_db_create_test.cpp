@@ -163,6 +163,32 @@ TEST_F(DBCreate, DNThatIsTooLongIsNotCut) {
     EXPECT_TRUE(LastChange().starts_with("dn: cn=zafoconf," + suffix + "\n"));
 }
 
+TEST_F(DBCreate, EntryThatTheDiskHasNoRoomForIsNotLoaded) {
+    Script();
+    EXPECT_EQ(OnAFullDisk([this] { return Create(); }), -1);
+    EXPECT_THAT(LoggedTexts(),
+                ElementsAre("ZAFOLDAPServerSlapadd [dc=example,dc=com] failed. [0x0B00]"));
+    ExpectSlots(kStaleLdapCode, 0x0B00);
+}
+
+class DBCreateOfARunningServer : public ServiceTest {};
+
+TEST_F(DBCreateOfARunningServer, StopsAndStartsItAroundEachEntry) {
+    WriteConf();
+    StartBefore();
+    tools_.On("openssl").Output("0000002a\n");
+    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parms_), 0);
+    Texts expected;
+    for (size_t i = 0; i < kSkeleton.size(); ++i) {
+        expected.emplace_back("slapcat");
+        if (i == kDomainEntry) expected.insert(expected.end(), 3, "openssl");
+        expected.insert(expected.end(), {"server-stopped", "slapadd", "start-server"});
+    }
+    expected.emplace_back("slapindex");
+    EXPECT_EQ(Tools(), expected);
+    EXPECT_GT(Pid(), 0);
+}
+
 // The lines after those of slapadd itself, "$ERR" being the platform error.
 Texts FailureTexts(size_t entry) {
     if (entry == kDomainEntry) {
@@ -277,6 +303,13 @@ TEST_F(SambaDomain, PartsAreTheHexadecimalNumbersInDecimal) {
         EXPECT_EQ(CreateDomain({hex}), 0);
         EXPECT_EQ(Sid(), "S-1-5-21" + part + part + part) << hex;
     }
+}
+
+TEST_F(SambaDomain, NameIsEscapedInItsDN) {
+    EXPECT_EQ(CreateDomain({"1\n"}, "dc=A\\, B\\+C,dc=com"), 0);
+    EXPECT_TRUE(
+        LastChange().starts_with("dn: sambaDomainName=A\\, B\\+C,dc=A\\, B\\+C,dc=com\n"
+                                 "sambaDomainName: A, B+C\n"));
 }
 
 TEST_F(SambaDomain, ThatExistsKeepsItsSID) {

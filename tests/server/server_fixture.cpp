@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/server/server_fixture.h"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -82,6 +83,18 @@ Texts ServerTest::Tools() const {
     for (const rig::FakeCall &call : tools_.Calls())
         names.push_back(call.tool);
     return names;
+}
+
+int ServerTest::OnAFullDisk(const std::function<int()> &operation) {
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit nothing{0, before.rlim_max};
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    const int result = operation();
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    return result;
 }
 
 Texts ServerTest::FilesLike(const std::string &path) {

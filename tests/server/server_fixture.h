@@ -47,6 +47,9 @@ class ServerTest : public WritingTest {
     // The names of the tools called so far, in order.
     Texts Tools() const;
 
+    // Runs an operation while no file may grow.
+    static int OnAFullDisk(const std::function<int()> &operation);
+
     // Files beside a path whose names begin with its own.
     static Texts FilesLike(const std::string &path);
 
