@@ -258,8 +258,9 @@ class RulesAllocationFailure : public server_test::ServerTest {};
 // A stream that cannot be made is the one way in which a new temporary file cannot be written.
 TEST_F(RulesAllocationFailure, FileThatCannotBeWrittenIsLogged) {
     if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    ZAFOLDAPServerACLConfGen(&kParms);  // what is allocated once for the life of the process
     std::set<std::string> logged;
-    for (long nth = 1; nth < 100; ++nth) {
+    for (long nth = 1; nth < 1000; ++nth) {
         ScriptRules(tools_);
         log_.Clear();
         FailingAllocator::Begin(nth, FailingAllocator::Mode::kOnce);

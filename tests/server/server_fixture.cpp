@@ -114,6 +114,7 @@ void MakeService(const Behaviour &behaviour) {
     WriteProgram(programs + "/start", std::string("/usr/zafo/bin/start-server || exit $?\n") +
                                           behaviour.process +
                                           " </dev/null >/dev/null 2>&1 &\n"
+                                          "until [ /proc/$!/exe -ef /usr/bin/sleep ]; do :; done\n"
                                           "echo $! >/var/run/slapd.pid\n");
     WriteProgram(programs + "/stopped",
                  std::string("/usr/zafo/bin/server-stopped\n") + behaviour.stopped + "\n");
