@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the server's functions say only while the debug switch is on.
+#include <dlfcn.h>
+
 #include <csignal>
 #include <filesystem>
+#include <utility>
 
 #include "tests/server/default_accounts.h"
 #include "tests/server/skeleton.h"
 
 namespace zafo::server_test {
+
+// Which list, counted from now on, cannot be made; 0: all can.
+static int g_lists_until_failure = 0;
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -117,6 +124,13 @@ class DebugDefaultAdd : public DebugServer {
         SKIP_WITHOUT_CIPHER();
         EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0);
     }
+    void PrepareAllExist() {
+        Prepare({kDefaultSteps[0],
+                 kDefaultSteps[1],
+                 kDefaultSteps[2],
+                 {"ldapsearch", "dn: cn=x,dc=example,dc=com\n\n"}});
+        tools_.On("ldapmodify").Exit(20);
+    }
 };
 
 TEST_F(DebugDefaultAdd, WhatExistsIsNamed) {
@@ -136,5 +150,32 @@ TEST_F(DebugDefaultAdd, WhatExistsIsNamed) {
                     "[admin] already in group [cn=administrators,cn=groups,dc=example,dc=com]"));
 }
 
+// The list of one name is a small part of all lists that are made on the way.
+TEST_F(DebugDefaultAdd, ListOfTheAdministratorThatCannotBeMadeIsLogged) {
+    std::set<std::string> logged;
+    for (int nth = 1; nth < 200; ++nth) {
+        PrepareAllExist();
+        log_.Clear();
+        g_lists_until_failure = nth;
+        const int result = ZAFOLDAPServerDefaultAdd();
+        if (std::exchange(g_lists_until_failure, 0) > 0) break;  // there are no more
+        const Texts said = Said("ldap_server_default");
+        if (said.empty() || said.back() != "out of memory.") continue;
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(QLIBCErrGet(), 0x0200);
+        EXPECT_THAT(said, SizeIs(5)) << "after the skipped accounts, before the memberships";
+        logged.insert(said.back());
+    }
+    EXPECT_THAT(logged, ElementsAre("out of memory."));
+}
+
 }  // namespace
 }  // namespace zafo::server_test
+
+// In the place of the base library's, for all its callers.
+extern "C" __attribute__((visibility("default"))) QLIBSZLIST *QLIBCSzListAlloc(int capacity) {
+    using Function = QLIBSZLIST *(*)(int);
+    static const auto original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "QLIBCSzListAlloc"));
+    int &left = zafo::server_test::g_lists_until_failure;
+    return left > 0 && --left == 0 ? nullptr : original(capacity);
+}
