@@ -128,7 +128,7 @@ ZAFOLDAP_API int ZAFOLDAPServerDBReset(void);
 ZAFOLDAP_API int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *pLDIF);
 
 /* 1 when the database holds an entry with exactly this DN, byte for byte; 0 when not, and
- * when that cannot be found out (platform error 0x0900); -1 with 0x0D00. The DN also stands
+ * when that cannot be found out (platform error 0x0900 or 0x0200); -1 with 0x0D00. The DN also stands
  * in a search filter and is not escaped there. */
 ZAFOLDAP_API int ZAFOLDAPServerDNIsExist(const char *szDN);
 
