@@ -26,8 +26,10 @@
  *
  * Suffix and DNs are LDAP DNs in their string form (RFC 4514). The suffix is written
  * into the access rules as it is: a suffix with a double quote or a backslash is one that slapd
- * reads differently there, and operators then have no rights. `zafoldapserver` refuses such a
- * suffix; one with brackets, parentheses or "*" is not found again by the offline probe either.
+ * reads differently there, and operators then have no rights. The offline probe does not find
+ * the entries of such a suffix again, nor of one with parentheses or "*": enabling a second time
+ * then fails at the base entry, which slapadd refuses, and leaves the server stopped.
+ * `zafoldapserver` refuses suffixes of either kind.
  */
 #ifndef ZAFOLDAP_SERVER_H
 #define ZAFOLDAP_SERVER_H
