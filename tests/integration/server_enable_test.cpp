@@ -122,8 +122,10 @@ TEST_F(NewServer, EnabledAgainIsTheSame) {
 }
 
 TEST_F(NewServer, WithoutSettingsIsStoppedAndStartedAndNoMore) {
-    Server().Change("dn: uid=admin,cn=users," + Server().Settings().suffix +
-                    "\nchangetype: delete\n");
+    Server().Change("dn: " + Server().GroupDN("administrators") +
+                    "\nchangetype: modify\ndelete: memberUid\nmemberUid: admin\n-\n"
+                    "delete: member\nmember: " +
+                    Server().UserDN("admin") + "\n");
     const int pid = ServerPid();
     const std::string before = Slapcat();
     const auto written = fs::last_write_time(kConfiguration);

@@ -61,10 +61,8 @@ class Service : public NewMachineTest {
         return false;
     }
     static void ExpectNotStarted() {
-        const auto begin = Clock::now();
         EXPECT_EQ(Start(), -1);
         EXPECT_EQ(LastCodes().platform, QLIB_ERR_SERVICE_START);
-        EXPECT_LT(Clock::now() - begin, 2s) << "there is nothing to wait for";
         EXPECT_EQ(ServerPid(), 0);
         EXPECT_FALSE(fs::exists(kPidFile));
         EXPECT_THAT(ProcessesRunning("/usr/sbin/slapd"), IsEmpty());
