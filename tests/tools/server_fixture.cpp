@@ -27,6 +27,7 @@ std::string TreeBelow(const std::vector<std::string> &folders) {
     for (const std::string &folder : folders) {
         const fs::path top = fs::canonical(folder);
         for (const auto &entry : fs::recursive_directory_iterator(top)) {
+            if (entry.path().filename() == "lock.mdb") continue;  // who reads, not what is there
             struct stat status {};
             lstat(entry.path().c_str(), &status);
             std::string content;

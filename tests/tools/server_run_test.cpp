@@ -256,6 +256,28 @@ std::string SelfSigned(const std::string &name, const std::string &days) {
     return ReadFile("/tmp/certificate");
 }
 
+// One that was over long ago: only openssl's ca(1) takes dates of the past.
+std::string Ended() {
+    const std::string folder = "/tmp/ended/";
+    std::filesystem::create_directory(folder);
+    WriteFile(folder + "index", "");
+    WriteFile(folder + "serial", "01\n");
+    WriteFile(folder + "conf",
+              "[ca]\ndefault_ca=d\n[d]\ndatabase=" + folder + "index\nnew_certs_dir=" + folder +
+                  "\nserial=" + folder +
+                  "serial\ndefault_md=sha256\npolicy=p\n[p]\ncommonName=supplied\n");
+    const ProgramRun request =
+        RunProgram({"/usr/bin/openssl", "req", "-new", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                    folder + "key", "-subj", "/CN=zafo", "-out", folder + "request"});
+    EXPECT_EQ(request.exit_code, 0) << request.err;
+    const ProgramRun run = RunProgram(
+        {"/usr/bin/openssl", "ca", "-batch", "-selfsign", "-notext", "-config", folder + "conf",
+         "-keyfile", folder + "key", "-in", folder + "request", "-out", folder + "certificate",
+         "-startdate", "20200101000000Z", "-enddate", "20200201000000Z"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    return ReadFile(folder + "certificate");
+}
+
 TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords) {
     const ChangedFile certificate(kServerCertificate, SelfSigned("other.example.com", "10"));
     const Json document = ServerLineJson("check", 1);
@@ -270,10 +292,11 @@ TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords)
 }
 
 TEST_F(Server, ACertificateThatHasEndedIsAnError) {
-    const ChangedFile certificate(kServerCertificate, SelfSigned("zafo", "-1"));
+    const ChangedFile certificate(kServerCertificate, Ended());
     const Json found = Finding(ServerLineJson("check", 1), "certificate-end");
     EXPECT_EQ(found["severity"], "error");
-    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("certificate has expired"));
+    EXPECT_THAT(found["cause"].get<std::string>(),
+                HasSubstr("certificate has expired, on 2020-02-01"));
 }
 
 TEST_F(Server, ACertificateThatClientsRefuseIsAnErrorOfTheAnswerToo) {
