@@ -2,8 +2,10 @@
 //
 // A server from its set-up to its end, with the real slapd. The tests of this file share one and
 // leave it running as it was set up, whatever they do to it.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -200,6 +202,37 @@ TEST_F(Server, ShowsItsConfigurationWithoutThePassword) {
     const ProgramRun run = ServerLine("config show --format csv");
     EXPECT_THAT(run.out, AllOf(HasSubstr("suffix"), HasSubstr("rootpw,(not shown)"),
                                Not(HasSubstr("{SSHA}")), Not(HasSubstr("{CRYPT}$"))));
+}
+
+TEST_F(Server, ShowsNoPasswordOfAReplicationEither) {
+    const std::string conf = ReadFile(kSlapdConf);
+    std::ofstream(kSlapdConf, std::ios::app)
+        << "syncrepl rid=1 credentials=hidden1 provider=ldap://x\n"
+           "syncrepl rid=2\n\tcredentials=\"hidden 2\" retry=3\n";
+    const ProgramRun run = ServerLine("config show --format csv");
+    std::ofstream(kSlapdConf) << conf;
+    EXPECT_THAT(run.out,
+                AllOf(HasSubstr("credentials=(not shown) provider"),
+                      HasSubstr("credentials=(not shown) retry"), Not(HasSubstr("hidden"))));
+}
+
+TEST_F(Server, TakesNoPasswordFromAConnectionThatLeadsElsewhere) {
+    const std::string saved = ReadFile(kConnections);
+    ASSERT_EQ(Zafoldap({"connection", "edit", "root", "--base", "dc=elsewhere"}).exit_code, 0);
+    const ProgramRun run = ServerLine(kEnable);
+    WriteFile(kConnections, saved);
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_THAT(run.err, HasSubstr("a password is needed"));
+}
+
+TEST_F(Server, IsChangedByOneProcessAtATime) {
+    const int lock = open("/var/run/zafoldapserver.lock", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(lock, 0);
+    ASSERT_EQ(flock(lock, LOCK_EX | LOCK_NB), 0);
+    for (const char *line : {"stop", "restart", "reset --yes"})
+        EXPECT_EQ(ServerLine(line).exit_code, 8) << line;
+    close(lock);
+    EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
 TEST_F(Server, APoolThatIsNearlyUsedUpIsAWarning) {

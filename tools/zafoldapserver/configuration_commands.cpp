@@ -28,6 +28,22 @@ std::string_view Name(RulesState state) {
     return kNames[static_cast<int>(state)];
 }
 
+// A directive without what is secret in it: the administrator's password, and the one with which
+// the server binds to another ("credentials=…").
+std::string Shown(const Directive &directive) {
+    constexpr std::string_view kNotShown = "(not shown)", kMark = "credentials=";
+    if (strcasecmp(directive.key.c_str(), "rootpw") == 0) return std::string(kNotShown);
+    std::string value = directive.value;
+    for (size_t at = 0; (at = value.find(kMark, at)) != std::string::npos;) {
+        at += kMark.size();
+        const bool quoted = value.compare(at, 1, "\"") == 0;
+        const size_t end = value.find(quoted ? '"' : ' ', at + 1);
+        const size_t stop = end == std::string::npos ? value.size() : end + (quoted ? 1 : 0);
+        value.replace(at, stop - at, kNotShown);
+    }
+    return value;
+}
+
 std::string ReadOrFail(const char *path) {
     std::optional<std::string> text = ReadTextFile(path);
     if (!text)
@@ -70,11 +86,8 @@ int ShowConfiguration(Session &session) {
     NeedRoot(session);
     NeedServer();
     std::vector<Json> rows;
-    for (const Directive &directive : ParseDirectives(ReadOrFail(kSlapdConf))) {
-        const bool secret = strcasecmp(directive.key.c_str(), "rootpw") == 0;
-        rows.push_back(
-            {{"key", directive.key}, {"value", secret ? "(not shown)" : directive.value}});
-    }
+    for (const Directive &directive : ParseDirectives(ReadOrFail(kSlapdConf)))
+        rows.push_back({{"key", directive.key}, {"value", Shown(directive)}});
     PrintList(session.streams, session.document, kDirectiveFields, rows);
     return 0;
 }

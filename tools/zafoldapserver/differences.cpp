@@ -62,7 +62,9 @@ std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedSer
     if (before.admin_dn != wanted.admin_dn)
         all.push_back({"admin-dn", fmt::format("the administrator is {}, not {}", before.admin_dn,
                                                wanted.admin_dn)});
-    if (password != saved) all.push_back({"password", "the administrator has another password"});
+    if (password != saved)
+        all.push_back({"password", saved.empty() ? "the administrator's password is not known here"
+                                                 : "the administrator has another password"});
     const std::string as_it_is = ReadTextFile(kSlapdConf).value_or("");
     if (!SameConfiguration(as_it_is, staging.Configuration(before.suffix, before.admin_dn)))
         all.push_back({"configuration", fmt::format("{} is not as its template", kSlapdConf)});

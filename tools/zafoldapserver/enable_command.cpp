@@ -59,10 +59,13 @@ void ReadNames(const Session &session, Enabling &job) {
     }
 }
 
-// The password of the saved connection; nothing when it has none.
-std::optional<std::string> SavedPassword() {
+// The password of the saved connection; nothing when it has none, or leads elsewhere.
+std::optional<std::string> SavedPassword(const LocalServer &server) {
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
-    if (!saved || !saved->password_stored) return std::nullopt;
+    if (!saved || !saved->password_stored || !SameDn(saved->base, server.suffix) ||
+        !SameDn(saved->bind_dn, server.admin_dn)) {
+        return std::nullopt;
+    }
     const Host host = OpenConnection(kOwnConnection, *saved);
     return host.Record().szBindPasswd;
 }
@@ -114,6 +117,14 @@ Json Result(const Enabling &job) {
             {"differences", DifferencesAsJson(job.differences)}};
 }
 
+// The connection "root" is this server's from now on, whatever it was.
+void SayWhatIsReplaced(Session &session, const Enabling &job) {
+    const std::optional<Connection> saved = FindConnection(kOwnConnection);
+    if (!saved || SameDn(saved->base, job.wanted.suffix)) return;
+    session.streams.Note(fmt::format("replaced: the saved connection \"root\" to {} ({})",
+                                     saved->Servers(), OneLine(saved->base)));
+}
+
 int DryRun(Session &session, const Enabling &job) {
     Streams &streams = session.streams;
     const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile, kDataFolder};
@@ -125,6 +136,7 @@ int DryRun(Session &session, const Enabling &job) {
         return 0;
     }
     streams.Note("dry run: nothing is changed");
+    SayWhatIsReplaced(session, job);
     for (const std::string &check : job.checks)
         streams.Out(fmt::format("ok        {}\n", check));
     if (job.before.SetUp() && job.differences.empty()) {
@@ -255,7 +267,7 @@ int EnableServer(Session &session) {
     job.wanted.configuration = staging.Configuration(job.wanted.suffix, job.wanted.admin_dn);
     job.wanted.rules = staging.AccessRules(job.wanted.suffix);
     job.checks = CheckBeforeEnabling(session.streams, job.before, job.wanted, staging);
-    const std::optional<std::string> saved = SavedPassword();
+    const std::optional<std::string> saved = SavedPassword(job.before);
     ReadPassword(session, job, saved);
     if (job.before.SetUp())
         job.differences =
@@ -267,6 +279,7 @@ int EnableServer(Session &session) {
     } else {
         for (const Difference &one : job.differences)
             session.streams.Note("differs: " + OneLine(one.text));
+        SayWhatIsReplaced(session, job);
         const ServerLock lock;
         LoggedChange([&] { Enable(session, job); },
                      [&](const std::string &result) { LogEnabling(session, job, result); });

@@ -111,6 +111,7 @@ std::vector<ListenAddress> ListenAddresses() {
     const std::unique_ptr<QLIBSZHASH, void (*)(QLIBSZHASH *)> pairs(QLIBCSzHashAlloc(16),
                                                                     QLIBCSzHashFree);
     if (!pairs) throw std::bad_alloc();
+    QLIBCFileGetPair(kServiceDefaults, pairs.get());
     QLIBCFileGetPair(kServiceSettings, pairs.get());
     const char *listen = QLIBCSzHashGetValue(pairs.get(), "listen");
     return ParseListen(listen != nullptr ? listen : kListenDefault);

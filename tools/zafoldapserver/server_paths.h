@@ -16,6 +16,7 @@ constexpr const char *kDataFolder = "/usr/zafo/etc/openldap/data";
 constexpr const char *kDataFile = "/usr/zafo/etc/openldap/data/data.mdb";
 constexpr const char *kPrivateFolder = "/usr/zafo/etc/private";
 constexpr const char *kServiceFolder = "/usr/zafo/etc/service";
+constexpr const char *kServiceDefaults = "/usr/zafo/etc.defaults/service/ldap-server.conf";
 constexpr const char *kServiceSettings = "/usr/zafo/etc/service/ldap-server.conf";
 constexpr const char *kTrustFolder = "/usr/zafo/etc/ssl";
 constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";
