@@ -16,9 +16,10 @@ using testing::HasSubstr;
 
 // What bash offers for the last of the words.
 std::vector<std::string> Offered(const std::string &words) {
-    const std::string script = "source <(zafoldap completion bash)\nCOMP_WORDS=(" + words +
-                               ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_zafoldap\n"
-                               "printf '%s\\n' \"${COMPREPLY[@]}\"\n";
+    const std::string program = words.substr(0, words.find(' '));
+    const std::string script = "source <(" + program + " completion bash)\nCOMP_WORDS=(" + words +
+                               ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_" + program +
+                               "\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n";
     const ProgramRun run = RunProgram({"bash", "-c", script});
     EXPECT_EQ(run.err, "");
     std::vector<std::string> offered;
@@ -44,6 +45,14 @@ TEST(BashCompletion, KnowsNounsVerbsOptionsAndSavedConnections) {
     EXPECT_THAT(Offered("zafoldap connection add x --uri ''"), testing::IsEmpty());
 }
 
+TEST(BashCompletion, KnowsTheServersCommandsToo) {
+    using testing::ElementsAre;
+    EXPECT_THAT(Offered("zafoldapserver en"), ElementsAre("enable"));
+    EXPECT_THAT(Offered("zafoldapserver enable --su"), ElementsAre("--suffix"));
+    EXPECT_THAT(Offered("zafoldapserver automount se"), ElementsAre("set"));
+    EXPECT_THAT(Offered("zafoldapserver status --co"), ElementsAre("--color"));
+}
+
 class OtherShell : public testing::TestWithParam<const char *> {};
 INSTANTIATE_TEST_SUITE_P(Completion, OtherShell, testing::Values("zsh", "fish"),
                          [](const auto &row) { return std::string(row.param); });
@@ -52,16 +61,20 @@ TEST_P(OtherShell, ReadsTheScriptWithoutComplaint) {
     const std::string shell = GetParam();
     if (access(("/usr/bin/" + shell).c_str(), X_OK) != 0)
         GTEST_SKIP() << shell << " is not installed";
-    WriteFile("/tmp/script", Zafoldap({"completion", shell}).out);
-    const ProgramRun run = RunProgram({shell, "-n", "/tmp/script"});
-    EXPECT_EQ(run.exit_code, 0);
-    EXPECT_EQ(run.err, "");
+    for (const auto program : {Zafoldap, Zafoldapserver}) {
+        WriteFile("/tmp/script", program({"completion", shell}, "").out);
+        const ProgramRun run = RunProgram({shell, "-n", "/tmp/script"});
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.err, "");
+    }
 }
 
 TEST(ManPages, AreReadWithoutWarnings) {
-    for (const char *page : {"zafoldap", "zafoldap-connection", "zafoldap-user", "zafoldap-group",
-                             "zafoldap-member", "zafoldap-id", "zafoldap-stat", "zafoldap-search",
-                             "zafoldap-entry", "zafoldap-completion"}) {
+    for (const char *page :
+         {"zafoldap", "zafoldap-connection", "zafoldap-user", "zafoldap-group", "zafoldap-member",
+          "zafoldap-id", "zafoldap-stat", "zafoldap-search", "zafoldap-entry",
+          "zafoldap-completion", "zafoldapserver", "zafoldapserver-enable", "zafoldapserver-status",
+          "zafoldapserver-reset", "zafoldapserver-check", "zafoldapserver-automount"}) {
         SCOPED_TRACE(page);
         const std::string path = "/usr/zafo/share/man/man1/" + std::string(page) + ".1";
         ASSERT_EQ(access(path.c_str(), R_OK), 0);

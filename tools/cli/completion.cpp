@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -27,6 +28,16 @@ constexpr const char *kNamesFunction = R"(__{0}_names() {{
         LC_ALL=C grep -E '^[A-Za-z0-9_][A-Za-z0-9_.@-]*$'
 }}
 )";
+
+// A program that has no saved connections to choose from asks no directory for names.
+bool KnowsNames(const Program &program) {
+    return std::ranges::find(program.global_options, "connection", &Option::name) !=
+           program.global_options.end();
+}
+
+std::string NamesFunction(const Program &program) {
+    return KnowsNames(program) ? fmt::format(kNamesFunction, program.name) : "";
+}
 
 // The names of a kind as bash and zsh code, inside the function that completes.
 std::string Names(const Program &program, Kind kind) {
@@ -115,21 +126,29 @@ std::string CaseLabel(const Command &command) {
 // that is completed, `{first}` that of the first one after the program's name.
 std::string FindCommandCode(const Program &program, std::string_view word, std::string_view last,
                             int first) {
+    const std::string connection =
+        KnowsNames(program)
+            ? fmt::format("        -c | --connection) ((i++)) && connection={} ;;\n", word)
+            : "";
+    const std::vector<std::string> long_verbs = FirstWordsOfTwo(program);
+    const std::string longer = long_verbs.empty()
+                                   ? ""
+                                   : fmt::format(
+                                         "            elif [[ \"$noun $verb\" = @({}) ]]; then\n"
+                                         "                verb+=\" $word\"\n",
+                                         Joined(long_verbs, "|"));
     return fmt::format(R"(    local noun= verb= arguments=0 connection=root i word
     for ((i = {first}; i < {last}; i++)); do
         word={word}
         case $word in
-        -c | --connection) ((i++)) && connection={word} ;;
-        {with_value}) ((i++)) ;;
+{connection}        {with_value}) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $noun ]]; then
                 noun=$word
             elif [[ -z $verb && $noun != @({plain_nouns}) ]]; then
                 verb=$word
-            elif [[ "$noun $verb" = @({long_verbs}) ]]; then
-                verb+=" $word"
-            else
+{longer}            else
                 ((arguments++))
             fi
             ;;
@@ -138,7 +157,7 @@ std::string FindCommandCode(const Program &program, std::string_view word, std::
 )",
                        fmt::arg("first", first), fmt::arg("last", last), fmt::arg("word", word),
                        fmt::arg("with_value", OptionsWithValue(program, " | ")),
-                       fmt::arg("long_verbs", Joined(FirstWordsOfTwo(program), "|")),
+                       fmt::arg("connection", connection), fmt::arg("longer", longer),
                        fmt::arg("plain_nouns", Joined(NounsWithoutVerb(program), "|")));
 }
 
@@ -333,7 +352,7 @@ std::string BashCompletion(const Program &program) {
         "# bash completion of {0}; load it with\n"
         "#   source <({0} completion bash)\n",
         program.name);
-    script += fmt::format(kNamesFunction, program.name);
+    script += NamesFunction(program);
     script += fmt::format("_{}() {{\n", program.name);
     script +=
         "    local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}\n"
@@ -352,7 +371,7 @@ std::string ZshCompletion(const Program &program) {
         "folder of $fpath, or load it with\n"
         "#   source <({0} completion zsh)\n",
         program.name);
-    script += fmt::format(kNamesFunction, program.name);
+    script += NamesFunction(program);
     script +=
         fmt::format("_{}() {{\n    setopt localoptions kshglob noshwordsplit\n", program.name);
     script +=
