@@ -158,6 +158,17 @@ TEST_F(Server, StartsAndStopsAndSaysSo) {
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
+TEST_F(Server, ThatRunsWithoutBeingEnabledIsSeenAndMended) {
+    std::filesystem::remove("/usr/zafo/etc/service/ldap-server.enabled");
+    const Json status = ServerLineJson("status")["data"];
+    EXPECT_EQ(status["state"], "running");
+    EXPECT_EQ(status["enabled"], false);
+    EXPECT_EQ(Finding(ServerLineJson("check", 1), "enabled")["severity"], "error");
+    const Json differences = ServerLineJson(kEnable)["data"]["differences"];
+    ASSERT_EQ(differences.size(), 1U) << differences;
+    EXPECT_EQ(differences[0]["id"], "enabled");
+}
+
 TEST_F(Server, DoesNotStartOnAPortThatIsTaken) {
     ASSERT_EQ(ServerLine("stop").exit_code, 0);
     const ChangedFile settings("/usr/zafo/etc/service/ldap-server.conf",

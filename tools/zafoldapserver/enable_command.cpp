@@ -181,8 +181,9 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
     const Failure cause = LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {.server = "the server"},
                                          session.streams.ToolWords());
     const LocalServer now = LookAtServer();
-    Failure failure =
-        OwnFailure("enable_failed", {.reason = StateAfterFailure(job, now)}, cause.detail);
+    const std::string interrupted = Interrupted() ? "interrupted, and " : "";
+    Failure failure = OwnFailure(
+        "enable_failed", {.reason = interrupted + StateAfterFailure(job, now)}, cause.detail);
     if (Interrupted()) failure.exit_code = 130;
     throw failure;
 }

@@ -5,8 +5,8 @@
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include "platform/file.h"
+#include "platform/process.h"
 #include "platform/service.h"
-#include "zafoldap/server.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -69,8 +69,9 @@ LocalServer LookAtServer() {
     server.suffix = DirectiveOf(kSlapdConf, "suffix");
     server.admin_dn = DirectiveOf(kSlapdConf, "rootdn");
     if (server.suffix.empty() && server.readable) return server;
-    const bool running = ZAFOLDAPServerIsStarted(&server.pid) == 1;
-    server.state = running ? ServerState::kRunning : ServerState::kStopped;
+    // For the library a server that is not enabled does not run; it may all the same.
+    server.pid = QLIBCReadPidFile(kPidFile);
+    server.state = server.pid > 0 ? ServerState::kRunning : ServerState::kStopped;
     return server;
 }
 

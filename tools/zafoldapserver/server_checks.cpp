@@ -110,7 +110,9 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         if (failure.exit_code == 130) throw;
         std::string cause = failure.message;
         if (!failure.detail.empty()) cause += ": " + OnOneLine(failure.detail);
-        return Wrong(cause, failure.hint);
+        return Wrong(cause, failure.key == "tls_failed"
+                                ? "see certificate-chain, -names and -end below"
+                                : failure.hint);
     }
 }
 

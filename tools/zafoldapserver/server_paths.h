@@ -21,6 +21,7 @@ constexpr const char *kServiceSettings = "/usr/zafo/etc/service/ldap-server.conf
 constexpr const char *kTrustFolder = "/usr/zafo/etc/ssl";
 constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";
 constexpr const char *kRunFolder = "/var/run";
+constexpr const char *kPidFile = "/var/run/slapd.pid";
 constexpr const char *kSystemLog = "/var/log/messages";
 
 }  // namespace zafo::cli
