@@ -300,11 +300,7 @@ TEST(SzList, RefusesBadArguments) {
 }
 
 // Out of memory by a limit on the address space; the sanitizers reserve more than any limit.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kLimitable = false;
-#else
-constexpr bool kLimitable = true;
-#endif
+constexpr bool kLimitable = ZAFO_SANITIZED == 0;
 
 class AddressSpaceLimit {
   public:
