@@ -1,6 +1,11 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * Periodic commands.
+ * Periodic commands, run by the machine's cron as root. They stand in
+ * "/etc/cron.d/zafo" (crontab(5) with a user field), each below a comment with
+ * its six numbers. Entries and comments of others in that file are kept. It
+ * belongs to root with mode 0644, or cron would refuse it, and is replaced in
+ * one step under an flock on "/etc/cron.d/zafo.lock"; cron passes over names
+ * with a dot, so it reads neither that file nor a half-written table.
  */
 #ifndef ZAFO_PLATFORM_SCHEDULE_H
 #define ZAFO_PLATFORM_SCHEDULE_H
@@ -9,18 +14,51 @@
 
 ZAFO_BEGIN_DECLS
 
-/* When to run a command; the six numbers are written in files as
- * "1,4,0,4,0,0". */
+/* The first of the six numbers. */
+enum {
+    ZAFO_SCHEDULE_NEVER = 0,  /* kept as a comment; the command does not run */
+    ZAFO_SCHEDULE_DAILY = 1,
+    ZAFO_SCHEDULE_WEEKLY = 2,
+    ZAFO_SCHEDULE_MONTHLY = 3
+};
+
+/* When to run a command. The six numbers are written in files as
+ * "1,4,0,4,0,0", which is daily at 04:00, in the machine's local time:
+ *
+ *   0  kind: never, daily, weekly or monthly
+ *   1  hour of the first run, 0 to 23
+ *   2  minute of every run, 0 to 59
+ *   3  hour of the last run of a day, 0 to 23; without number 4 it does not count
+ *   4  hours between two runs of a day, 0 to 23; 0: one run, at the first hour
+ *   5  day: 0 to 6 of the week, Sunday 0, when weekly; 1 to 28 of the month
+ *      when monthly, so that every month has it; 0 when daily; 0 to 28 when never
+ *
+ * "1,0,30,20,4,0" runs daily at 00:30, 04:30, 08:30, 12:30, 16:30 and 20:30. */
 typedef struct ZAFOSCHEDULE {
     int rgField[6];
-    char szCommand[1024];
+    char szCommand[1024]; /* a command line of sh(1), ends with a zero byte */
 } ZAFOSCHEDULE;
 
-/* Registers the command, replacing an entry with the same command.
- * `nFlags` must be 0. Negative on failure. */
+/* Registers the command; takes the place of an entry with the same command,
+ * whoever made it. A schedule of the kind "never" is kept as a comment, also
+ * with an empty command. `nFlags` must be 0.
+ * 0; -1 with 0x0D00 (a number out of its range, a last hour before the first
+ * one where runs repeat, a command that is empty, begins with a blank, has a
+ * line break or no end, or is longer than the 998 bytes that cron takes: a file
+ * with a longer one it refuses as a whole; every "%" counts twice), 0x0900
+ * (cron's folder or the file cannot be opened), 0x0B00 (cannot be written) or
+ * 0x0200. */
 ZAFO_API int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags);
 
-/* Removes the entry whose command equals `szCommand`. Negative on failure. */
+/* Finds the entry whose command equals `szCommand`; the command of `pSchedule`
+ * is set as well. Nothing is locked.
+ * 0; -1 with 0x2200 (no such entry), 0x0F00 (there is one, and its line says
+ * something else than the six numbers above it, or has none), 0x0D00, 0x0900 or 0x0200. */
+ZAFO_API int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule);
+
+/* Removes every entry whose command equals `szCommand`. None there is done
+ * as well: the command does not run, which is what the caller wants.
+ * 0; -1 with 0x0D00, 0x0900, 0x0B00 or 0x0200. */
 ZAFO_API int ZAFOScheduleRemove(const char *szCommand);
 
 ZAFO_END_DECLS

@@ -128,7 +128,8 @@ FileUpdate::FileUpdate(const std::string &path)
 
 int FileUpdate::Replace(std::string_view text, mode_t mode) {
     struct stat status {};
-    const bool exists = stat(path_.c_str(), &status) == 0;
+    const bool exists = !own_ && stat(path_.c_str(), &status) == 0;
+    if (own_) mode = *own_;
     if (exists) mode = status.st_mode & 07777;
     if (private_) mode = 0600;
     NewFile file(path_ + ".new");

@@ -41,11 +41,15 @@ class FileUpdate {
     // may give files to the group.
     void LetRead(gid_t group) { reader_ = group; }
 
+    // The file belongs to the caller, with this mode, from the next Replace on, whoever had it.
+    void TakeOver(mode_t mode) { own_ = mode; }
+
   private:
     std::string path_;
     UniqueFd lock_;
     bool private_ = false;
     std::optional<gid_t> reader_;
+    std::optional<mode_t> own_;
     int error_ = 0;
 };
 

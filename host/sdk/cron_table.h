@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The text of a crontab(5) with a user field, and the six-number schedules in it. An entry is
+//
+//   # schedule 1,4,0,4,0,0
+//   0 4 * * * root /usr/bin/true
+//
+// and one that never runs the single line "# schedule 0,0,0,0,0,0 never /usr/bin/true".
+#pragma once
+
+#include "platform/schedule.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zafo {
+
+// Minute, hour, day of the month, month and day of the week as cron has them; "" for never.
+// None when the numbers say no time.
+std::optional<std::string> CronTime(const int (&field)[6]);
+
+// A command as it stands in a crontab, and back. None where cron runs something else than the
+// text: a bare "%" ends the command there.
+std::string EscapedCommand(std::string_view command);
+std::optional<std::string> PlainCommand(std::string_view text);
+
+// The text without the entries of a command, whoever wrote them.
+std::string WithoutCommand(std::string_view text, std::string_view command);
+
+// The text with one entry of the schedule's command. Its numbers must say a time.
+std::string WithSchedule(std::string_view text, const ZAFOSCHEDULE &schedule);
+
+enum class Found { kNo, kYes, kOtherwise };
+
+// The numbers of a command's entry. kOtherwise: its line is not what its numbers say.
+Found FindSchedule(std::string_view text, std::string_view command, int (&field)[6]);
+
+}  // namespace zafo

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/schedule.h"
+
+#include "host/core/blanks.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+#include "host/sdk/cron_table.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+namespace {
+
+using zafo::Fail;
+
+constexpr char kTable[] = "/etc/cron.d/zafo";
+// Cron refuses a table that anybody but root may write.
+constexpr mode_t kTableMode = 0644;
+// Measured: cron 3.0 refuses the whole table when a command is longer.
+constexpr size_t kLongestCommand = 998;
+
+bool IsCommand(std::string_view command) {
+    return command.find_first_of("\n\r") == std::string_view::npos && !command.starts_with(' ') &&
+           !command.starts_with('\t') && zafo::EscapedCommand(command).size() <= kLongestCommand;
+}
+
+bool IsSchedule(const ZAFOSCHEDULE &schedule) {
+    const size_t length = strnlen(schedule.szCommand, sizeof schedule.szCommand);
+    return length < sizeof schedule.szCommand && IsCommand(schedule.szCommand) &&
+           zafo::CronTime(schedule.rgField) &&
+           (length > 0 || schedule.rgField[0] == ZAFO_SCHEDULE_NEVER);
+}
+
+// The table's text, "" when there is none. 0 or the platform error code.
+int Read(const std::string &path, std::string *text) {
+    const zafo::ReadResult result = zafo::ReadWhole(path, text);
+    const bool isDone = result == zafo::ReadResult::kDone || result == zafo::ReadResult::kAbsent;
+    return isDone ? 0 : QLIB_ERR_OPEN_FAILED;
+}
+
+template <typename Change>
+int Update(Change change) {
+    zafo::FileUpdate update(kTable);
+    if (update.Error() != 0) return Fail(update.Error());
+    std::string text;
+    if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
+    update.TakeOver(kTableMode);
+    const int error = update.Replace(change(text), kTableMode);
+    return error == 0 ? 0 : Fail(error);
+}
+
+}  // namespace
+
+int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags) {
+    if (pSchedule == nullptr || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return zafo::OutOfMemoryIs(-1, [=] {
+        if (!IsSchedule(*pSchedule)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        return Update(
+            [=](const std::string &text) { return zafo::WithSchedule(text, *pSchedule); });
+    });
+}
+
+int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
+    if (szCommand == nullptr || pSchedule == nullptr ||
+        strlen(szCommand) >= sizeof pSchedule->szCommand) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return zafo::OutOfMemoryIs(-1, [=] {
+        std::string text;
+        if (const int error = Read(kTable, &text); error != 0) return Fail(error);
+        ZAFOSCHEDULE schedule{};
+        switch (zafo::FindSchedule(text, szCommand, schedule.rgField)) {
+            case zafo::Found::kNo:
+                return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+            case zafo::Found::kOtherwise:
+                return Fail(QLIB_ERR_BAD_FORMAT);
+            case zafo::Found::kYes:
+                break;
+        }
+        strcpy(schedule.szCommand, szCommand);
+        *pSchedule = schedule;
+        return 0;
+    });
+}
+
+int ZAFOScheduleRemove(const char *szCommand) {
+    if (szCommand == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return zafo::OutOfMemoryIs(-1, [=] {
+        std::string text;
+        if (const int error = Read(kTable, &text); error != 0) return Fail(error);
+        int numbers[6];
+        if (zafo::FindSchedule(text, szCommand, numbers) == zafo::Found::kNo) return 0;
+        return Update([=](const std::string &now) { return zafo::WithoutCommand(now, szCommand); });
+    });
+}

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/share.h"
+
+#include "host/core/blanks.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using zafo::Fail;
+
+constexpr char kSettings[] = "/usr/zafo/etc/smb.conf";
+
+std::string WithoutCase(std::string_view text) {
+    std::string lower(text);
+    for (char &c : lower)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return lower;
+}
+
+std::string SectionName(std::string_view written) {
+    return WithoutCase(zafo::Trim(written));
+}
+
+// Blanks do not count in names of parameters. The manual page says so of sections too; to the
+// server "my  share" and "my share" are two.
+std::string ParameterName(std::string_view written) {
+    std::string name = WithoutCase(written);
+    std::erase_if(name, [](char c) { return zafo::kBlanks.find(c) != std::string_view::npos; });
+    return name;
+}
+
+bool IsComment(std::string_view line) {
+    const std::string_view words = zafo::Trim(line);
+    return words.starts_with('#') || words.starts_with(';');
+}
+
+// Cuts the first line off `*text`, with those that continue it. A comment ends with its line.
+std::string TakeLine(std::string_view *text) {
+    std::string line;
+    while (!text->empty()) {
+        const size_t end = std::min(text->find('\n'), text->size());
+        line += text->substr(0, end);
+        text->remove_prefix(std::min(end + 1, text->size()));
+        if (line.ends_with('\r')) line.pop_back();
+        if (!line.ends_with('\\') || IsComment(line)) return line;
+        line.pop_back();
+    }
+    return line;
+}
+
+bool IsSpecial(std::string_view section) {
+    return section.empty() || section == "global" || section == "homes" || section == "printers";
+}
+
+bool IsPathOfOneFolder(std::string_view path) {
+    return path.starts_with('/') && path.find('%') == std::string_view::npos;
+}
+
+std::optional<std::string> PathOf(std::string_view share, std::string_view text) {
+    std::optional<std::string> path;
+    bool inside = false;
+    while (!text.empty()) {
+        const std::string line = TakeLine(&text);
+        const std::string_view words = zafo::Trim(line);
+        if (IsComment(words)) continue;
+        if (words.starts_with('[')) {
+            inside =
+                words.ends_with(']') && SectionName(words.substr(1, words.size() - 2)) == share;
+            continue;
+        }
+        const size_t equals = words.find('=');
+        if (!inside || equals == std::string_view::npos) continue;
+        const std::string name = ParameterName(words.substr(0, equals));
+        if (name == "path" || name == "directory") path = zafo::Trim(words.substr(equals + 1));
+    }
+    return path && IsPathOfOneFolder(*path) ? path : std::nullopt;
+}
+
+}  // namespace
+
+int ZAFOSharePathGet(const char *szShare, char *szPath, size_t cbPath) {
+    if (szShare == nullptr || *szShare == '\0' || szPath == nullptr || cbPath == 0) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return zafo::OutOfMemoryIs(-1, [=] {
+        std::string text;
+        const zafo::ReadResult result = zafo::ReadWhole(kSettings, &text);
+        if (result == zafo::ReadResult::kAbsent) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+        if (result != zafo::ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
+        const std::string share = SectionName(szShare);
+        const std::optional<std::string> path =
+            IsSpecial(share) ? std::nullopt : PathOf(share, text);
+        if (!path) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+        if (path->size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        memcpy(szPath, path->c_str(), path->size() + 1);
+        return 0;
+    });
+}
