@@ -87,25 +87,53 @@ const Functions &NodeFunctions() {
     return kFunctions;
 }
 
+const Functions &BackupFunctions() {
+    static const Functions kFunctions = {
+        {"ZAFOLDAPBackupConfigGet",
+         "ldap_backup_conf",
+         {NOT_NULL "pConfig"},
+         [](Arguments &, Bad) { return ZAFOLDAPBackupConfigGet(nullptr, nullptr); }},
+        {"ZAFOLDAPBackupConfigSet",
+         "ldap_backup_conf",
+         {NOT_NULL "pConfig"},
+         [](Arguments &, Bad) { return ZAFOLDAPBackupConfigSet(nullptr); }},
+        {"ZAFOLDAPServerProgressGet",
+         "ldap_server_progress",
+         {NOT_NULL "pProgress"},
+         [](Arguments &, Bad) { return ZAFOLDAPServerProgressGet(nullptr); }},
+        {"ZAFOLDAPServerRestore",
+         "ldap_server_backup",
+         {NOT_NULL "szBackupFile && '\\0' != *szBackupFile"},
+         [](Arguments &, Bad) { return ZAFOLDAPServerRestore(nullptr); }},
+    };
+    return kFunctions;
+}
+
 }  // namespace
 
 Functions AllFunctions() {
     Functions all;
-    for (const auto *group : {&ConfigurationFunctions(), &DatabaseFunctions(), &NodeFunctions()})
+    for (const auto *group :
+         {&ConfigurationFunctions(), &DatabaseFunctions(), &NodeFunctions(), &BackupFunctions()})
         all.insert(all.end(), group->begin(), group->end());
     return all;
 }
 
 const std::set<std::string> &FunctionsWithoutChecks() {
     static const std::set<std::string> kFunctions = {
-        "ZAFOLDAPServerEnable",     "ZAFOLDAPServerStart",    "ZAFOLDAPServerStop",
-        "ZAFOLDAPServerIsStarted",  "ZAFOLDAPServerDBReset",  "ZAFOLDAPServerDBIsEmpty",
-        "ZAFOLDAPServerDefaultAdd", "ZAFOLDAPSlapdConfSetOne"};
+        "ZAFOLDAPServerEnable",       "ZAFOLDAPServerStart",
+        "ZAFOLDAPServerStop",         "ZAFOLDAPServerIsStarted",
+        "ZAFOLDAPServerDBReset",      "ZAFOLDAPServerDBIsEmpty",
+        "ZAFOLDAPServerDefaultAdd",   "ZAFOLDAPSlapdConfSetOne",
+        "ZAFOLDAPBackupConfigFree",   "ZAFOLDAPBackupIsValidDest",
+        "ZAFOLDAPServerBackup",       "ZAFOLDAPServerBackupSchedule",
+        "ZAFOLDAPServerBackupSetEnv", "ZAFOLDAPServerBackupSetError",
+        "ZAFOLDAPServerProgressFree"};
     return kFunctions;
 }
 
 const std::set<std::string> &CoveredHeaders() {
-    static const std::set<std::string> kHeaders = {"server"};
+    static const std::set<std::string> kHeaders = {"server", "backup"};
     return kHeaders;
 }
 

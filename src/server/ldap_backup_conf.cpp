@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The settings of backup tasks.
+#include <strings.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "core/list.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "frame/text.h"
+#include "platform/error.h"
+#include "platform/file.h"
+#include "platform/share.h"
+#include "server/backup_task.h"
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
+#include "zafoldap/lock.h"
+
+namespace {
+
+constexpr const char *kBackupConf = "/usr/zafo/etc/ldapbackup.conf";
+constexpr const char *kConfLock = "/tmp/.zafoldap_conf.lock";
+constexpr const char *kDefaultTask = "backup";
+
+constexpr const char *kKeyEnabled = "enabled";
+constexpr const char *kKeySchedule = "schedule";
+constexpr const char *kKeyDestShare = "dest_share";
+constexpr const char *kKeyDestDir = "dest_dir";
+constexpr const char *kKeyMaxFile = "max_file";
+
+constexpr const char *kYes = "yes";
+constexpr const char *kNo = "no";
+constexpr const char *kDefaultSchedule = "1,4,0,4,0,0";
+constexpr int kDefaultMaxFile = 10;
+
+using SharePath = char[558];
+
+class ConfLock {
+  public:
+    explicit ConfLock(int nKind) : fd_(ZAFOLDAPLock(kConfLock, nKind)) {}
+    ConfLock(const ConfLock &) = delete;
+    ConfLock &operator=(const ConfLock &) = delete;
+    ~ConfLock() { ZAFOLDAPUnLock(fd_); }
+
+    bool IsHeld() const { return fd_ >= 0; }
+
+  private:
+    int fd_;
+};
+
+// --- Reading ------------------------------------------------------------------
+
+bool ParseSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
+    *pSchedule = {};
+    zafo::CopyText(zafo::kBackupCommand, pSchedule->szCommand, sizeof pSchedule->szCommand);
+    int *rg = pSchedule->rgField;
+    return std::sscanf(szText, "%d,%d,%d,%d,%d,%d", rg, rg + 1, rg + 2, rg + 3, rg + 4, rg + 5) ==
+           6;
+}
+
+int ReadSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
+    if (szText == nullptr) {
+        if (ParseSchedule(kDefaultSchedule, pSchedule)) return 0;
+        ZAFO_LOG("set default schedule error");
+        return -1;
+    }
+    if (ParseSchedule(szText, pSchedule)) return 0;
+    ZAFO_LOG("invalid schedule setting: [%s]", szText);
+    return -1;
+}
+
+int MaxFileOf(const char *szText) {
+    if (szText == nullptr) return kDefaultMaxFile;
+    const long n = std::strtol(szText, nullptr, 10);
+    return n > 0 ? static_cast<int>(std::min<long>(n, INT_MAX)) : kDefaultMaxFile;
+}
+
+// Every string goes into one list, whose block may move with each: the record points into it
+// only when it is complete.
+class Strings {
+  public:
+    void Add(const char **pszField, const char *szText) {
+        list_.Push(szText);
+        fields_[nField_++] = pszField;
+    }
+    void HandTo(QLIBSZLIST **pplistBuffer) {
+        for (int i = 0; i < nField_; ++i)
+            *fields_[i] = list_[i];
+        *pplistBuffer = std::exchange(*list_.address(), nullptr);
+    }
+
+  private:
+    zafo::List list_;
+    const char **fields_[3] = {};
+    int nField_ = 0;
+};
+
+void ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig, Strings *pStrings) {
+    if (const char *szShare = QLIBCSzHashGetValue(pMap, kKeyDestShare)) {
+        pStrings->Add(&pConfig->szDestShare, szShare);
+        SharePath szPath;
+        if (ZAFOSharePathGet(szShare, szPath, sizeof szPath) == 0) {
+            pStrings->Add(&pConfig->szDestDir, szPath);
+        }
+    } else if (const char *szDir = QLIBCSzHashGetValue(pMap, kKeyDestDir)) {
+        pStrings->Add(&pConfig->szDestDir, szDir);
+    }
+}
+
+int ReadSection(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig, Strings *pStrings) {
+    const char *szEnabled = QLIBCSzHashGetValue(pMap, kKeyEnabled);
+    pConfig->blEnabled = szEnabled != nullptr && strcasecmp(szEnabled, kYes) == 0 ? 1 : 0;
+    if (ReadSchedule(QLIBCSzHashGetValue(pMap, kKeySchedule), &pConfig->schedule) != 0) return -1;
+    ReadDestination(pMap, pConfig, pStrings);
+    pConfig->nMaxFile = MaxFileOf(QLIBCSzHashGetValue(pMap, kKeyMaxFile));
+    return 0;
+}
+
+// Whether the section is there; -1 when the file is locked.
+int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
+    const ConfLock lock(LOCK_SH);
+    if (!lock.IsHeld()) return -1;
+    return QLIBCFileGetSection(kBackupConf, szTask, pMap) > 0 ? 1 : 0;
+}
+
+int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
+    pConfig->nMaxFile = kDefaultMaxFile;
+    Strings strings;
+    strings.Add(&pConfig->szTask, szTask);
+    const zafo::Map map = zafo::MakeMap();
+    if (map == nullptr) return -1;
+    const int nLoaded = LoadSection(szTask, map.get());
+    if (nLoaded < 0) return -1;
+    if (nLoaded == 1 && ReadSection(map.get(), pConfig, &strings) != 0) return -1;
+    strings.HandTo(&pConfig->plistBuffer);
+    return 0;
+}
+
+// --- Writing ------------------------------------------------------------------
+
+int SetSchedule(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
+    if (QLIBCSzHashSetValue(pMap, kKeyEnabled, config.blEnabled != 0 ? kYes : kNo) != 0) return -1;
+    if (config.blEnabled == 0) return 0;
+    char szText[6 * sizeof "-2147483648,"];
+    const int *rg = config.schedule.rgField;
+    std::snprintf(szText, sizeof szText, "%d,%d,%d,%d,%d,%d", rg[0], rg[1], rg[2], rg[3], rg[4],
+                  rg[5]);
+    return QLIBCSzHashSetValue(pMap, kKeySchedule, szText);
+}
+
+int SetDestination(QLIBSZHASH *pMap, const char *szKey, const char *szValue, const char *szPath,
+                   const char *szOtherKey) {
+    if (szPath == nullptr || ZAFOLDAPBackupIsValidDest(szPath) != 1) {
+        ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_SHARE);
+        return -1;
+    }
+    if (QLIBCSzHashRemoveKey(pMap, szOtherKey) != 0) return -1;
+    return QLIBCSzHashSetValue(pMap, szKey, szValue);
+}
+
+int SetDestination(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
+    if (config.szDestShare != nullptr) {
+        SharePath szPath;
+        const bool blFound = ZAFOSharePathGet(config.szDestShare, szPath, sizeof szPath) == 0;
+        return SetDestination(pMap, kKeyDestShare, config.szDestShare, blFound ? szPath : nullptr,
+                              kKeyDestDir);
+    }
+    if (config.szDestDir == nullptr) return 0;
+    return SetDestination(pMap, kKeyDestDir, config.szDestDir, config.szDestDir, kKeyDestShare);
+}
+
+int SetMaxFile(int nMaxFile, QLIBSZHASH *pMap) {
+    if (nMaxFile <= 0) return 0;
+    char szText[sizeof "2147483647"];
+    std::snprintf(szText, sizeof szText, "%d", nMaxFile);
+    return QLIBCSzHashSetValue(pMap, kKeyMaxFile, szText);
+}
+
+int LogSaveFailure(const char *szTask) {
+    ZAFO_LOG("save backup conf [%s] failed! [0x%04X]", szTask, zafo::PlatformError());
+    return -1;
+}
+
+int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
+    const zafo::Map map = zafo::MakeMap();
+    if (map == nullptr) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+    const ConfLock lock(LOCK_EX);
+    if (!lock.IsHeld()) return -1;
+    if (QLIBCFileGetSection(kBackupConf, szTask, map.get()) < 1 &&
+        QLIBCFileAddSection(kBackupConf, szTask, nullptr, 0) != 0) {
+        return LogSaveFailure(szTask);
+    }
+    if (SetSchedule(config, map.get()) != 0) return -1;
+    if (SetDestination(config, map.get()) != 0) return -1;
+    if (SetMaxFile(config.nMaxFile, map.get()) != 0) return -1;
+    if (QLIBCFileSetSection(kBackupConf, szTask, nullptr, map.get(), 0) < 0) {
+        return LogSaveFailure(szTask);
+    }
+    return 0;
+}
+
+}  // namespace
+
+int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
+    if (pConfig == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
+    *pConfig = {};
+    const int nResult =
+        zafo::Guarded(-1, [&] { return Get(pConfig, szTask != nullptr ? szTask : kDefaultTask); });
+    if (nResult != 0) *pConfig = {};
+    return nResult;
+}
+
+int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
+    if (pConfig == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
+    return Set(*pConfig, pConfig->szTask != nullptr ? pConfig->szTask : kDefaultTask);
+}
+
+int ZAFOLDAPBackupConfigFree(ZAFOLDAP_BACKUP_CONFIG *pConfig) {
+    if (pConfig == nullptr) return 0;
+    QLIBCSzListFree(pConfig->plistBuffer);
+    *pConfig = {};
+    return 0;
+}
+
+int ZAFOLDAPBackupIsValidDest(const char *szPath) {
+    struct stat status {};
+    if (szPath == nullptr || lstat(szPath, &status) != 0 || !S_ISDIR(status.st_mode)) return 0;
+    return access(szPath, R_OK | W_OK | X_OK) == 0 ? 1 : 0;
+}
