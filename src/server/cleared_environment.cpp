@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <utility>
 
 namespace zafo {
 
@@ -20,18 +19,19 @@ std::vector<char *> &GivenBack() {
 
 }  // namespace
 
-// The array may be the C library's, which clearenv frees; the strings are not.
+// The array may be the C library's, which clearenv frees, or the one given back before; the
+// strings are neither's.
 ClearedEnvironment::ClearedEnvironment() {
-    GivenBack();
     for (char **at = environ; at != nullptr && *at != nullptr; ++at)
         kept_.push_back(*at);
     kept_.push_back(nullptr);
+    GivenBack().reserve(kept_.size());
     clearenv();
 }
 
 ClearedEnvironment::~ClearedEnvironment() {
     clearenv();
-    GivenBack() = std::move(kept_);
+    GivenBack() = kept_;
     environ = GivenBack().data();
 }
 

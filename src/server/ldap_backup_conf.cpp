@@ -56,6 +56,14 @@ class ConfLock {
     int fd_;
 };
 
+// Whether the section is there and can be read; -1 when only memory was missing, which says nothing
+// about the file.
+int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
+    const int nPairs = QLIBCFileGetSection(kBackupConf, szTask, pMap);
+    if (nPairs > 0) return 1;
+    return nPairs < 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
+}
+
 // --- Reading ------------------------------------------------------------------
 
 bool ParseSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
@@ -124,11 +132,9 @@ int ReadSection(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig, Strings
     return 0;
 }
 
-// Whether the section is there; -1 when the file is locked.
-int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
+int LoadUnderLock(const char *szTask, QLIBSZHASH *pMap) {
     const ConfLock lock(LOCK_SH);
-    if (!lock.IsHeld()) return -1;
-    return QLIBCFileGetSection(kBackupConf, szTask, pMap) > 0 ? 1 : 0;
+    return lock.IsHeld() ? LoadSection(szTask, pMap) : -1;
 }
 
 int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
@@ -137,7 +143,7 @@ int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
     strings.Add(&pConfig->szTask, szTask);
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return -1;
-    const int nLoaded = LoadSection(szTask, map.get());
+    const int nLoaded = LoadUnderLock(szTask, map.get());
     if (nLoaded < 0) return -1;
     if (nLoaded == 1 && ReadSection(map.get(), pConfig, &strings) != 0) return -1;
     strings.HandTo(&pConfig->plistBuffer);
@@ -197,8 +203,9 @@ int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
     }
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
-    if (QLIBCFileGetSection(kBackupConf, szTask, map.get()) < 1 &&
-        QLIBCFileAddSection(kBackupConf, szTask, nullptr, 0) != 0) {
+    const int nLoaded = LoadSection(szTask, map.get());
+    if (nLoaded < 0) return -1;
+    if (nLoaded == 0 && QLIBCFileAddSection(kBackupConf, szTask, nullptr, 0) != 0) {
         return LogSaveFailure(szTask);
     }
     if (SetSchedule(config, map.get()) != 0) return -1;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <new>
 
 #include "core/ldap_browser_conf.h"
 #include "frame/guard.h"
@@ -95,25 +96,31 @@ int ExitCodeOf(int nWaitStatus) {
 
 // --- The program --------------------------------------------------------------
 
-int RunBackup(const ZAFOLDAP_BACKUP_CONFIG &config) {
-    const zafo::ClearedEnvironment cleared;
-    ZAFOLDAPServerBackupSetEnv(&config);
-    return QLIBCExecl(kProgram, kProgramOptions, static_cast<const char *>(nullptr));
+// Whether there was room for it.
+bool SetVariable(const char *szName, const char *szValue) {
+    return (szValue != nullptr ? setenv(szName, szValue, 1) : unsetenv(szName)) == 0;
 }
 
-int RunRestore(const char *szBackupFile) {
+bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
+    const bool blSet = SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf) &&
+                       SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile) &&
+                       SetVariable("LDAP_BKP_PREFIX", kPrefix);
+    if (pConfig == nullptr) return blSet;
+    char szMaxFile[sizeof "-2147483648"];
+    std::snprintf(szMaxFile, sizeof szMaxFile, "%d", pConfig->nMaxFile);
+    return blSet && SetVariable("LDAP_BKP_TASK", pConfig->szTask) &&
+           SetVariable("LDAP_BKP_DEST_DIR", pConfig->szDestDir) &&
+           SetVariable("LDAP_BKP_SCHEDULE_ENABLED", pConfig->blEnabled != 0 ? "yes" : "no") &&
+           SetVariable("LDAP_BKP_MAX_BACKUP_FILE", szMaxFile);
+}
+
+// Runs the program in an environment of these variables alone. Its wait status.
+template <class... Argument>
+int Run(const ZAFOLDAP_BACKUP_CONFIG *pConfig, Argument... szArguments) {
     const zafo::ClearedEnvironment cleared;
-    ZAFOLDAPServerBackupSetEnv(nullptr);
-    return QLIBCExecl(kProgram, kProgramOptions, "-r", szBackupFile,
+    if (!SetVariables(pConfig)) throw std::bad_alloc();
+    return QLIBCExecl(kProgram, kProgramOptions, szArguments...,
                       static_cast<const char *>(nullptr));
-}
-
-void SetVariable(const char *szName, const char *szValue) {
-    if (szValue != nullptr) {
-        setenv(szName, szValue, 1);
-    } else {
-        unsetenv(szName);
-    }
 }
 
 int Backup() {
@@ -122,7 +129,7 @@ int Backup() {
     if (ZAFOLDAPServerDBIsEmpty() != 0) return -1;
     ZAFOLDAPBackupIsValidDest(own.config.szDestDir);
     // The program's wait status counts as its exit code here.
-    const int nResult = RunBackup(own.config);
+    const int nResult = Run(&own.config);
     if (nResult == 0) return 0;
     ZAFOLDAPServerBackupSetError(nResult);
     return -1;
@@ -133,7 +140,7 @@ int Restore(const char *szBackupFile) {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_BACKUP_FILE);
         return -1;
     }
-    const int nResult = RunRestore(szBackupFile);
+    const int nResult = Run(nullptr, "-r", szBackupFile);
     if (nResult == 0) return 0;
     ZAFO_LOG("zafoldapbackup -r \"%s\" failed: %d", szBackupFile, nResult);
     SetReason(ExitCodeOf(nResult), &REASON::nAfterRestore);
@@ -168,16 +175,7 @@ int ZAFOLDAPServerBackupSchedule(int blEnable) {
 }
 
 int ZAFOLDAPServerBackupSetEnv(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf);
-    SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile);
-    SetVariable("LDAP_BKP_PREFIX", kPrefix);
-    if (pConfig == nullptr) return 0;
-    char szMaxFile[sizeof "-2147483648"];
-    std::snprintf(szMaxFile, sizeof szMaxFile, "%d", pConfig->nMaxFile);
-    SetVariable("LDAP_BKP_TASK", pConfig->szTask);
-    SetVariable("LDAP_BKP_DEST_DIR", pConfig->szDestDir);
-    SetVariable("LDAP_BKP_SCHEDULE_ENABLED", pConfig->blEnabled != 0 ? "yes" : "no");
-    SetVariable("LDAP_BKP_MAX_BACKUP_FILE", szMaxFile);
+    SetVariables(pConfig);
     return 0;
 }
 

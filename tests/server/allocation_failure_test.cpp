@@ -7,6 +7,7 @@
 
 #include "platform/error.h"
 #include "tests/meta/source_tree.h"
+#include "tests/server/backup_fixture.h"
 #include "tests/server/skeleton.h"
 
 namespace zafo::core_test {
@@ -205,6 +206,101 @@ void RunRootNode(Outcome &outcome) {
     FailingAllocator::StopFailing();
 }
 
+// Backups ------------------------------------------------------------------------------------
+
+constexpr const char *kBackup = "/var/lib/backup.tar.zst";
+
+constexpr const char *kTask = "[backup]\nenabled=yes\nschedule=1,4,0,4,0,0\ndest_dir=/var/lib\n";
+
+void ScriptTask(rig::FakeTools &) {
+    Write(server_test::kBackupConf, kTask);
+    Write(std::string(kData) + "/dn2id.bdb", "");
+    Write(kBackup, "a backup");
+    Write(server_test::kProgress, "operation=backup\ntask=backup\naction=reading\nstage=2\n");
+    fs::remove(server_test::kConfLock);
+}
+
+void EndTask() {
+    FailingAllocator::StopFailing();
+    for (const std::string &path :
+         {std::string(server_test::kConfLock), std::string(kData) + "/dn2id.bdb"})
+        fs::remove(path);
+}
+
+void RunConfigGet(Outcome &outcome) {
+    ZAFOLDAP_BACKUP_CONFIG config;
+    outcome.result = ZAFOLDAPBackupConfigGet(&config, nullptr);
+    EndTask();
+    if (outcome.result == 0)
+        outcome.Note("%s %s %d", config.szTask, config.szDestDir, config.nMaxFile);
+    ZAFOLDAPBackupConfigFree(&config);
+}
+
+// The file holds the old settings or all of the new ones; after a success the new ones.
+void RunConfigSet(Outcome &outcome) {
+    ZAFOLDAP_BACKUP_CONFIG config{};
+    config.blEnabled = 1;
+    const int kDaily[] = {1, 4, 0, 4, 0, 0};
+    std::copy(std::begin(kDaily), std::end(kDaily), config.schedule.rgField);
+    config.nMaxFile = 5;
+    outcome.result = ZAFOLDAPBackupConfigSet(&config);
+    EndTask();
+    const std::string now = ContentOf(server_test::kBackupConf);
+    if (now != kTask + std::string("max_file=5\n") && (outcome.result == 0 || now != kTask))
+        outcome.result = -99;
+}
+
+// The environment that the program saw goes with its success.
+void NoteEnvironment(Outcome &outcome, const rig::FakeTools &tools) {
+    const std::vector<rig::FakeCall> calls = tools.Calls();
+    if (calls.empty()) return;
+    for (const std::string &variable : calls[0].environment)
+        outcome.Note("%s;", variable.c_str());
+}
+
+rig::FakeTools *g_tools = nullptr;
+
+void ScriptRun(rig::FakeTools &tools) {
+    ScriptTask(tools);
+    g_tools = &tools;
+}
+
+void RunBackup(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerBackup();
+    EndTask();
+    NoteEnvironment(outcome, *g_tools);
+}
+
+void RunRestore(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerRestore(kBackup);
+    EndTask();
+    NoteEnvironment(outcome, *g_tools);
+}
+
+void RunSchedule(Outcome &outcome) {
+    outcome.result = ZAFOLDAPServerBackupSchedule(1);
+    EndTask();
+    if (outcome.result == 0) outcome.Note("%s", ContentOf("/etc/cron.d/zafo").c_str());
+}
+
+// Without memory it does not know what runs.
+void RunSetError(Outcome &outcome) {
+    ZAFOLDAPServerBackupSetError(1);
+    FailingAllocator::StopFailing();
+    outcome.result = ZAFOLDAPErrGet();
+    EndTask();
+}
+
+void RunProgressGet(Outcome &outcome) {
+    ZAFOLDAP_PROGRESS progress;
+    outcome.result = ZAFOLDAPServerProgressGet(&progress);
+    EndTask();
+    if (outcome.result == 1)
+        outcome.Note("%s %s %s %d", progress.szOperation, progress.szTask, progress.szAction,
+                     progress.nStage);
+    ZAFOLDAPServerProgressFree(&progress);
+}
+
 }  // namespace
 
 const Calls &AllCalls() {
@@ -236,6 +332,13 @@ const Calls &AllCalls() {
          kAccountCodes},
         {"BrowserNodeCreate", NoScript, RunNode, {-1}, kStart},
         {"BrowserRootNodeCreate", NoScript, RunRootNode, {-1}, kStart},
+        {"BackupConfigGet", ScriptTask, RunConfigGet, {-1}, kStart},
+        {"BackupConfigSet", ScriptTask, RunConfigSet, {-1}, kStart},
+        {"ServerBackup", ScriptRun, RunBackup, {-1}, kStart, {kStaleLdapCode, -65536}},
+        {"ServerRestore", ScriptRun, RunRestore, {-1}, kStart, {kStaleLdapCode, -65536}},
+        {"ServerBackupSchedule", ScriptTask, RunSchedule, {-1}, kStart},
+        {"ServerBackupSetError", ScriptTask, RunSetError, {-65542}, kStart, {-65542}},
+        {"ServerProgressGet", ScriptTask, RunProgressGet, {-1, 0}, kStart},
     };
     return kCalls;
 }
@@ -243,11 +346,16 @@ const Calls &AllCalls() {
 namespace {
 
 TEST(AllocationFailureTable, HoldsEveryFunctionOfTheServer) {
-    std::set<std::string> rows = {"ZAFOLDAPServerDBIsEmpty"};  // allocates nothing
+    std::set<std::string> rows = {"ZAFOLDAPServerDBIsEmpty", "ZAFOLDAPBackupConfigFree",
+                                  "ZAFOLDAPServerProgressFree",
+                                  "ZAFOLDAPBackupIsValidDest"};  // allocate nothing
+    // Fails for nothing.
+    rows.insert("ZAFOLDAPServerBackupSetEnv");
     for (const Call &call : AllCalls())
         rows.insert(std::string("ZAFOLDAP") + call.name);
     for (const auto &declaration : meta::ExportedDeclarations()) {
-        if (fs::path(declaration.header).stem() == "server") {
+        const fs::path family = fs::path(declaration.header).stem();
+        if (family == "server" || family == "backup") {
             EXPECT_TRUE(rows.contains(declaration.function)) << declaration.function;
         }
     }
