@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/archive_reader.h"
+
+#include "tools/backup/archive_format.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/backup/problem.h"
+#include "tools/backup/stop_signal.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace zafo::backup {
+
+namespace {
+
+constexpr std::size_t kBlockBytes = 128U << 10;
+
+struct ArchiveFree {
+    void operator()(archive *a) const { archive_read_free(a); }
+};
+
+// What is wrong with the file, still without its name.
+struct Fault : std::runtime_error {
+    Fault(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
+
+    Exit code;
+};
+
+[[noreturn]] void Damaged(const std::string &what) {
+    throw Fault(Exit::kDamaged, what);
+}
+
+[[noreturn]] void NotReadable(int reason) {
+    throw Fault(Exit::kBadPlace, fmt::format("cannot read it: {}", std::strerror(reason)));
+}
+
+Manifest ReadManifest(std::string_view json) {
+    try {
+        return ManifestFrom(json);
+    } catch (const Problem &problem) {
+        throw Fault(problem.code, problem.what());
+    }
+}
+
+// The bytes of the file before the seal, in order, each once: hashed on their way.
+class Payload {
+  public:
+    explicit Payload(int fd) : fd_(fd) {
+        struct stat status {};
+        if (fstat(fd, &status) != 0) NotReadable(errno);
+        if (!S_ISREG(status.st_mode)) throw Fault(Exit::kBadPlace, "it is no regular file");
+        if (status.st_size == 0) throw Fault(Exit::kBadPlace, "the file is empty");
+        const auto size = static_cast<std::uint64_t>(status.st_size);
+        if (size <= kSealBytes) Damaged("it is too short for a backup");
+        size_ = size - kSealBytes;
+    }
+
+    // The next block; empty at the end.
+    std::string_view Next() {
+        EndIfStopped();
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(block_.size(), size_ - at_));
+        if (wanted == 0) return {};
+        ReadAt(at_, block_.data(), wanted);
+        at_ += wanted;
+        const std::string_view block(block_.data(), wanted);
+        digest_.Add(block);
+        return block;
+    }
+
+    // Reads what nobody has asked for and compares with the seal.
+    void CheckSeal() {
+        while (!Next().empty()) {
+        }
+        std::array<char, kSealBytes> seal{};
+        ReadAt(size_, seal.data(), seal.size());
+        if (std::memcmp(seal.data(), kSealHead.data(), kSealHead.size()) != 0)
+            Damaged("it does not end with the seal of a backup: it is cut, or no backup");
+        const Digest digest = digest_.Take();
+        if (std::memcmp(seal.data() + kSealHead.size(), digest.data(), digest.size()) != 0)
+            Damaged("its bytes are not those that were sealed");
+    }
+
+    // A frame decides how much memory its reader needs (RFC 8878 section 3.1.1.1).
+    void CheckWindow() {
+        constexpr std::array<unsigned char, 4> kMagic = {0x28, 0xB5, 0x2F, 0xFD};
+        constexpr unsigned kSingleSegment = 1U << 5U;
+        std::array<unsigned char, 6> head{};
+        if (size_ < head.size()) Damaged("it is too short for a backup");
+        ReadAt(0, head.data(), head.size());
+        if (!std::equal(kMagic.begin(), kMagic.end(), head.begin()))
+            Damaged("it is not compressed with zstd: it is no backup");
+        const std::uint64_t base = std::uint64_t{1} << (10U + (head[5] >> 3U));
+        if ((head[4] & kSingleSegment) != 0 || base + base / 8 * (head[5] & 7U) > kLargestWindow)
+            Damaged("it was not compressed by this program");
+    }
+
+  private:
+    void ReadAt(std::uint64_t offset, void *buffer, std::size_t size) const {
+        auto *to = static_cast<char *>(buffer);
+        while (size > 0) {
+            const ssize_t n = pread(fd_, to, size, static_cast<off_t>(offset));
+            if (n < 0 && errno == EINTR) {
+                EndIfStopped();
+                continue;
+            }
+            if (n < 0) NotReadable(errno);
+            if (n == 0) Damaged("it became shorter while it was read");
+            to += n;
+            size -= static_cast<std::size_t>(n);
+            offset += static_cast<std::uint64_t>(n);
+        }
+    }
+
+    int fd_;
+    std::uint64_t size_ = 0;
+    std::uint64_t at_ = 0;
+    Sha256 digest_;
+    std::vector<char> block_ = std::vector<char>(kBlockBytes);
+};
+
+// The members of the tar one after the other.
+class Members {
+  public:
+    explicit Members(Payload *payload) : payload_(payload), reader_(archive_read_new()) {
+        if (!reader_) throw std::bad_alloc();
+        Check(archive_read_support_filter_zstd(reader_.get()));
+        Check(archive_read_support_format_tar(reader_.get()));
+        Check(archive_read_open(reader_.get(), this, nullptr, Give, nullptr));
+    }
+
+    // False at the end.
+    bool Next() {
+        archive_entry *entry = nullptr;
+        const int result = archive_read_next_header(reader_.get(), &entry);
+        if (result == ARCHIVE_EOF && !thrown_) return false;
+        Check(result);
+        const char *name = archive_entry_pathname(entry);
+        name_ = name != nullptr ? name : "";
+        if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr ||
+            archive_entry_size_is_set(entry) == 0 || archive_entry_size(entry) < 0)
+            Damaged(fmt::format("\"{}\" in it is no plain file", OneLine(name_)));
+        size_ = static_cast<std::uint64_t>(archive_entry_size(entry));
+        return true;
+    }
+
+    const std::string &Name() const { return name_; }
+
+    // Gives the current member's bytes to `take`, block by block.
+    void Read(std::uint64_t limit, const std::function<void(std::string_view)> &take) {
+        if (size_ > limit)
+            Damaged(fmt::format("\"{}\" in it has {} bytes, more than {}", OneLine(name_), size_,
+                                limit));
+        std::uint64_t bytes = 0;
+        for (;;) {
+            const la_ssize_t n = archive_read_data(reader_.get(), block_.data(), block_.size());
+            if (n < 0) Check(static_cast<int>(n));
+            if (n <= 0) break;
+            bytes += static_cast<std::uint64_t>(n);
+            take({block_.data(), static_cast<std::size_t>(n)});
+        }
+        if (bytes != size_) Damaged(fmt::format("\"{}\" in it is cut", OneLine(name_)));
+    }
+
+    std::string ReadText(std::uint64_t limit) {
+        std::string text;
+        Read(limit, [&](std::string_view block) { text += block; });
+        return text;
+    }
+
+  private:
+    static la_ssize_t Give(archive *reader, void *self, const void **block) {
+        auto &members = *static_cast<Members *>(self);
+        try {
+            const std::string_view bytes = members.payload_->Next();
+            *block = bytes.data();
+            return static_cast<la_ssize_t>(bytes.size());
+        } catch (...) {
+            members.thrown_ = std::current_exception();
+            archive_set_error(reader, EIO, "cannot read");
+            return -1;
+        }
+    }
+
+    void Check(int result) {
+        if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
+        if (result == ARCHIVE_OK) return;
+        const char *words = archive_error_string(reader_.get());
+        Damaged(words != nullptr ? OneLine(words) : "it is no archive");
+    }
+
+    Payload *payload_;
+    std::exception_ptr thrown_ = {};
+    std::unique_ptr<archive, ArchiveFree> reader_;
+    std::string name_ = {};
+    std::uint64_t size_ = 0;
+    std::vector<char> block_ = std::vector<char>(kBlockBytes);
+};
+
+// What the members hold, compared with what the manifest says of it.
+class Reading {
+  public:
+    Reading(Payload *payload, const std::function<void(std::string_view)> &entries)
+        : members_(payload), entries_(entries) {}
+
+    Contents Take() {
+        TakeFormat();
+        bool more = members_.Next();
+        for (; more && members_.Name().starts_with(kConfigFolder); more = members_.Next())
+            TakeConfig();
+        for (; more && members_.Name().starts_with(kDataFolder); more = members_.Next())
+            TakePiece();
+        if (!more) Damaged("it has no manifest");
+        if (members_.Name() != kManifestMember)
+            Damaged(fmt::format("\"{}\" does not belong into a backup", OneLine(members_.Name())));
+        contents_.manifest = ReadManifest(members_.ReadText(kLargestManifest));
+        if (members_.Next())
+            Damaged(fmt::format("\"{}\" stands behind the manifest", OneLine(members_.Name())));
+        Compare();
+        return std::move(contents_);
+    }
+
+  private:
+    void TakeFormat() {
+        if (!members_.Next() || members_.Name() != kFormatMember) Damaged("it is no backup");
+        const std::string text = members_.ReadText(kLargestManifest);
+        std::string_view number = text;
+        if (!number.starts_with(kFormatWord) || !number.ends_with('\n')) Damaged("it is no backup");
+        number.remove_prefix(kFormatWord.size());
+        number.remove_suffix(1);
+        std::uint64_t format = 0;
+        const auto parsed = std::from_chars(number.data(), number.data() + number.size(), format);
+        if (parsed.ec != std::errc() || parsed.ptr != number.data() + number.size() || format == 0)
+            Damaged("its format has no number");
+        if (format > kFormat)
+            throw Fault(
+                Exit::kNewerFormat,
+                fmt::format("it has format {}, and this program knows {}", format, kFormat));
+    }
+
+    void TakeConfig() {
+        constexpr std::array kMembers = {kSlapdConfMember, kAccessRulesMember, kConnectionMember};
+        const std::string &name = members_.Name();
+        if (std::ranges::find(kMembers, name) == kMembers.end())
+            Damaged(fmt::format("\"{}\" does not belong into a backup", OneLine(name)));
+        if (contents_.Config(name) != nullptr)
+            Damaged(fmt::format("\"{}\" stands in it twice", name));
+        contents_.config.push_back({name, members_.ReadText(kLargestConfig)});
+    }
+
+    void TakePiece() {
+        const std::string expected = fmt::format("{}{:06}.ldif", kDataFolder, ++pieces_);
+        if (members_.Name() != expected)
+            Damaged(
+                fmt::format("\"{}\" stands where {} must be", OneLine(members_.Name()), expected));
+        members_.Read(kPieceBytes, [&](std::string_view block) {
+            digest_.Add(block);
+            bytes_ += block.size();
+            scan_.Add(block);
+            if (entries_) entries_(block);
+        });
+    }
+
+    void Compare() {
+        const Manifest &manifest = contents_.manifest;
+        if (bytes_ != manifest.ldif_bytes)
+            Damaged(fmt::format("it has {} bytes of entries instead of {}", bytes_,
+                                manifest.ldif_bytes));
+        if (Hex(digest_.Take()) != manifest.sha256)
+            Damaged("its entries are not those that were saved");
+        if (scan_.Entries() != manifest.entries)
+            Damaged(
+                fmt::format("it has {} entries instead of {}", scan_.Entries(), manifest.entries));
+        if (scan_.HasStrayText() || !scan_.IsComplete()) Damaged("its entries are cut");
+        if (contents_.config.size() != manifest.config.size())
+            Damaged("it has other files of configuration than its manifest says");
+        for (std::size_t i = 0; i < manifest.config.size(); ++i) {
+            const ConfigFile &file = contents_.config[i];
+            if (ConfigDigest{file.name, Sha256Of(file.bytes)} != manifest.config[i])
+                Damaged(fmt::format("{} in it is not what was saved", file.name));
+        }
+    }
+
+    Members members_;
+    const std::function<void(std::string_view)> &entries_;
+    Contents contents_ = {};
+    EntryScan scan_;
+    Sha256 digest_ = {};
+    std::uint64_t bytes_ = 0;
+    int pieces_ = 0;
+};
+
+Contents ReadSealed(int fd, const std::function<void(std::string_view)> &entries) {
+    Payload payload(fd);
+    payload.CheckWindow();
+    std::optional<Contents> contents;
+    std::optional<Fault> newer;
+    try {
+        contents = Reading(&payload, entries).Take();
+    } catch (const Fault &fault) {
+        if (fault.code != Exit::kNewerFormat) throw;
+        newer = fault;
+    }
+    payload.CheckSeal();
+    // Only a whole file's word is taken for it.
+    if (newer) throw Fault(*newer);
+    return std::move(*contents);
+}
+
+}  // namespace
+
+const std::string *Contents::Config(std::string_view name) const {
+    const auto found = std::ranges::find(config, name, &ConfigFile::name);
+    return found != config.end() ? &found->bytes : nullptr;
+}
+
+Contents ReadArchive(int fd, const std::string &path,
+                     const std::function<void(std::string_view)> &entries) {
+    try {
+        return ReadSealed(fd, entries);
+    } catch (const Fault &fault) {
+        throw Problem(fault.code, fmt::format("{}: {}", path, fault.what()));
+    }
+}
+
+UniqueFd OpenBackup(const std::string &path) {
+    // A pipe or a terminal would make open(2) wait.
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!fd.IsOpen()) throw SystemProblem(Exit::kBadPlace, "cannot read " + path, errno);
+    return fd;
+}
+
+}  // namespace zafo::backup

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/archive_writer.h"
+
+#include "tools/backup/archive_format.h"
+#include "tools/backup/child.h"
+#include "tools/backup/problem.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+namespace zafo::backup {
+
+namespace {
+
+constexpr int kBlockBytes = 128 << 10;
+
+struct ArchiveFree {
+    void operator()(archive *a) const {
+        // An unfinished archive must not be completed on the way out.
+        archive_write_fail(a);
+        archive_write_free(a);
+    }
+};
+
+struct EntryFree {
+    void operator()(archive_entry *entry) const { archive_entry_free(entry); }
+};
+
+}  // namespace
+
+// Where the compressed bytes go. The library is C: what is thrown waits here until it has returned.
+struct ArchiveWriter::Sink {
+    int fd = -1;
+    std::string path = {};
+    Sha256 digest = {};
+    std::exception_ptr thrown = {};
+    std::unique_ptr<archive, ArchiveFree> writer = {};
+
+    void Write(std::string_view block) {
+        if (!WriteAll(fd, block.data(), block.size())) throw WritingProblem(path, errno);
+        digest.Add(block);
+    }
+
+    static la_ssize_t Take(archive *, void *self, const void *block, std::size_t size) {
+        auto &sink = *static_cast<Sink *>(self);
+        try {
+            sink.Write({static_cast<const char *>(block), size});
+            return static_cast<la_ssize_t>(size);
+        } catch (...) {
+            sink.thrown = std::current_exception();
+            return -1;
+        }
+    }
+};
+
+ArchiveWriter::ArchiveWriter(int fd, std::string path, std::time_t written, std::string_view suffix)
+    : sink_(std::make_unique<Sink>()), written_(written), scan_(suffix) {
+    sink_->fd = fd;
+    sink_->path = std::move(path);
+    sink_->writer.reset(archive_write_new());
+    archive *writer = sink_->writer.get();
+    if (writer == nullptr) throw std::bad_alloc();
+    piece_.reserve(kPieceBytes);
+    Check(archive_write_set_format_ustar(writer));
+    Check(archive_write_add_filter_zstd(writer));
+    Check(archive_write_set_filter_option(writer, "zstd", "compression-level", kCompressionLevel));
+    Check(archive_write_set_bytes_per_block(writer, kBlockBytes));
+    Check(archive_write_set_bytes_in_last_block(writer, 1));
+    Check(archive_write_open(writer, sink_.get(), nullptr, Sink::Take, nullptr));
+    WriteMember(kFormatMember, fmt::format("{}{}\n", kFormatWord, kFormat));
+}
+
+ArchiveWriter::~ArchiveWriter() = default;
+
+void ArchiveWriter::AddFile(std::string_view name, std::string_view bytes) {
+    if (bytes.size() > kLargestConfig)
+        throw Problem(Exit::kSystem, fmt::format("{} has {} bytes, more than {}", name,
+                                                 bytes.size(), kLargestConfig));
+    WriteMember(name, bytes);
+    config_.push_back({std::string(name), Sha256Of(bytes)});
+}
+
+void ArchiveWriter::AddEntries(std::string_view block) {
+    digest_.Add(block);
+    while (!block.empty()) {
+        const std::string_view part = block.substr(0, kPieceBytes - piece_.size());
+        block.remove_prefix(part.size());
+        scan_.Add(part);
+        piece_.append(part);
+        if (piece_.size() < kPieceBytes) continue;
+        const std::uint64_t end = scan_.EndOfRecords();
+        WritePiece(end > piece_start_ ? static_cast<std::size_t>(end - piece_start_)
+                                      : piece_.size());
+    }
+}
+
+Manifest ArchiveWriter::Finish(Manifest manifest) {
+    if (!piece_.empty()) WritePiece(piece_.size());
+    manifest.format = kFormat;
+    manifest.entries = scan_.Entries();
+    manifest.ldif_bytes = piece_start_;
+    manifest.sha256 = Hex(digest_.Take());
+    manifest.config = config_;
+    WriteMember(kManifestMember, ToJson(manifest));
+    Check(archive_write_close(sink_->writer.get()));
+    const Digest seal = sink_->digest.Take();
+    std::string frame(kSealHead.begin(), kSealHead.end());
+    frame.append(seal.begin(), seal.end());
+    sink_->Write(frame);
+    return manifest;
+}
+
+void ArchiveWriter::WriteMember(std::string_view name, std::string_view bytes) {
+    constexpr mode_t kOwnerOnly = 0600;
+    const std::unique_ptr<archive_entry, EntryFree> entry(archive_entry_new());
+    if (!entry) throw std::bad_alloc();
+    archive_entry_set_pathname(entry.get(), std::string(name).c_str());
+    archive_entry_set_filetype(entry.get(), AE_IFREG);
+    archive_entry_set_perm(entry.get(), kOwnerOnly);
+    archive_entry_set_size(entry.get(), static_cast<la_int64_t>(bytes.size()));
+    archive_entry_set_mtime(entry.get(), written_, 0);
+    Check(archive_write_header(sink_->writer.get(), entry.get()));
+    while (!bytes.empty()) {
+        const la_ssize_t n = archive_write_data(sink_->writer.get(), bytes.data(), bytes.size());
+        if (n <= 0) Check(n < 0 ? static_cast<int>(n) : ARCHIVE_FATAL);
+        bytes.remove_prefix(static_cast<std::size_t>(n));
+    }
+}
+
+void ArchiveWriter::WritePiece(std::size_t size) {
+    WriteMember(fmt::format("{}{:06}.ldif", kDataFolder, ++pieces_),
+                std::string_view(piece_).substr(0, size));
+    piece_.erase(0, size);
+    piece_start_ += size;
+}
+
+void ArchiveWriter::Check(int result) {
+    if (sink_->thrown) std::rethrow_exception(std::exchange(sink_->thrown, nullptr));
+    if (result == ARCHIVE_OK) return;
+    const char *words = archive_error_string(sink_->writer.get());
+    throw Problem(Exit::kSystem, fmt::format("cannot write {}: {}", sink_->path,
+                                             words != nullptr ? words : "no reason given"));
+}
+
+}  // namespace zafo::backup

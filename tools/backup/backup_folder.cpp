@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/backup_folder.h"
+
+#include "tools/backup/problem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace zafo::backup {
+
+namespace {
+
+constexpr std::string_view kExtension = ".tar.zst";
+constexpr std::string_view kPartExtension = ".part";
+constexpr std::size_t kNumberDigits = 6;
+constexpr std::size_t kLongestPrefix = 64;
+// Above it counting up would end some day.
+constexpr std::size_t kMostDigits = 18;
+
+struct NameParts {
+    std::uint64_t number = 0;
+    std::int64_t written = 0;
+};
+
+struct FolderClose {
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+
+bool AreDigits(std::string_view text) {
+    return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// Digits only, by the caller's promise.
+std::uint64_t NumberIn(std::string_view digits) {
+    std::uint64_t number = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return number;
+}
+
+// "20270228T140300Z"
+std::optional<std::int64_t> TimeIn(std::string_view text) {
+    if (text.size() != 16 || text[8] != 'T' || text[15] != 'Z' || !AreDigits(text.substr(0, 8)) ||
+        !AreDigits(text.substr(9, 6)))
+        return std::nullopt;
+    const auto field = [&](std::size_t at, std::size_t size) {
+        return static_cast<int>(NumberIn(text.substr(at, size)));
+    };
+    std::tm wanted{};
+    wanted.tm_year = field(0, 4) - 1900;
+    wanted.tm_mon = field(4, 2) - 1;
+    wanted.tm_mday = field(6, 2);
+    wanted.tm_hour = field(9, 2);
+    wanted.tm_min = field(11, 2);
+    wanted.tm_sec = field(13, 2);
+    std::tm real = wanted;
+    const std::time_t time = timegm(&real);
+    // timegm makes a day out of anything: the 30th of February is none of ours.
+    const auto fields = [](const std::tm &tm) {
+        return std::array{tm.tm_year, tm.tm_mon, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec};
+    };
+    if (fields(real) != fields(wanted)) return std::nullopt;
+    return static_cast<std::int64_t>(time);
+}
+
+// Nothing: not a name of ours.
+std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix) {
+    if (!name.starts_with(prefix) || !name.ends_with(kExtension)) return std::nullopt;
+    name.remove_prefix(prefix.size());
+    if (name.size() < kExtension.size() + 2 || name.front() != '-') return std::nullopt;
+    name.remove_prefix(1);
+    name.remove_suffix(kExtension.size());
+    const std::size_t dash = name.find('-');
+    if (dash == std::string_view::npos) return std::nullopt;
+    const std::string_view number = name.substr(0, dash);
+    const auto written = TimeIn(name.substr(dash + 1));
+    const bool is_padded = number.size() == kNumberDigits || !number.starts_with('0');
+    if (!written || !AreDigits(number) || number.size() < kNumberDigits ||
+        number.size() > kMostDigits || !is_padded)
+        return std::nullopt;
+    return NameParts{NumberIn(number), *written};
+}
+
+// Calls `take` with every name of the folder.
+void ForEachName(const std::string &folder, const std::function<void(int, const char *)> &take) {
+    const std::unique_ptr<DIR, FolderClose> open_folder(opendir(folder.c_str()));
+    if (!open_folder) throw SystemProblem(Exit::kBadPlace, "cannot read " + folder, errno);
+    for (;;) {
+        errno = 0;
+        const dirent *entry = readdir(open_folder.get());
+        if (entry == nullptr && errno != 0)
+            throw SystemProblem(Exit::kBadPlace, "cannot read " + folder, errno);
+        if (entry == nullptr) return;
+        take(dirfd(open_folder.get()), entry->d_name);
+    }
+}
+
+// Whether the file's writer is dead. A file system without locks has one machine's word for it:
+// the caller holds the lock of all jobs there.
+bool IsLeft(int fd) {
+    return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+void SyncFolder(const std::string &folder) {
+    const UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Not every file system knows what it means for a folder.
+    if (!fd.IsOpen() || (fsync(fd.Get()) != 0 && errno != EINVAL && errno != ENOTSUP))
+        throw WritingProblem(folder, errno);
+}
+
+}  // namespace
+
+std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix) {
+    std::vector<FoundBackup> found;
+    ForEachName(folder, [&](int fd, const char *name) {
+        const std::optional<NameParts> parts = PartsOf(name, prefix);
+        struct stat status {};
+        if (!parts || fstatat(fd, name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !S_ISREG(status.st_mode))
+            return;
+        found.push_back({fmt::format("{}/{}", folder, name), parts->number, parts->written,
+                         static_cast<std::uint64_t>(status.st_size)});
+    });
+    std::ranges::sort(found, std::greater(),
+                      [](const FoundBackup &one) { return std::pair(one.number, one.written); });
+    return found;
+}
+
+std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
+                              std::uint64_t keep) {
+    std::vector<std::string> gone;
+    const std::vector<FoundBackup> found = BackupsIn(folder, prefix);
+    for (std::size_t i = std::max<std::uint64_t>(keep, 1); i < found.size(); ++i) {
+        const std::string &path = found[i].path;
+        if (unlink(path.c_str()) != 0 && errno != ENOENT) throw WritingProblem(path, errno);
+        gone.push_back(path);
+    }
+    return gone;
+}
+
+std::string BackupName(std::string_view prefix, std::uint64_t number, std::time_t written) {
+    std::tm utc{};
+    gmtime_r(&written, &utc);
+    std::array<char, 32> time{};
+    std::strftime(time.data(), time.size(), "%Y%m%dT%H%M%SZ", &utc);
+    return fmt::format("{}-{:0{}}-{}{}", prefix, number, kNumberDigits, time.data(), kExtension);
+}
+
+bool IsPrefix(std::string_view prefix) {
+    const auto is_plain = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '_' || c == '-';
+    };
+    return !prefix.empty() && prefix.size() <= kLongestPrefix &&
+           std::ranges::all_of(prefix, is_plain);
+}
+
+std::uint64_t NextNumber(const std::vector<FoundBackup> &found) {
+    return found.empty() ? 1 : found.front().number + 1;
+}
+
+PartFile::PartFile(std::string folder, std::string name)
+    : folder_(std::move(folder)),
+      name_(std::move(name)),
+      path_(fmt::format("{}/.{}{}", folder_, name_, kPartExtension)),
+      fd_(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+    if (!fd_.IsOpen()) throw WritingProblem(path_, errno);
+    flock(fd_.Get(), LOCK_EX | LOCK_NB);
+}
+
+PartFile::~PartFile() {
+    if (!kept_) unlink(path_.c_str());
+}
+
+void PartFile::Sync() {
+    if (fsync(fd_.Get()) != 0) throw WritingProblem(path_, errno);
+}
+
+const std::string &PartFile::PutInPlace() {
+    const std::string place = fmt::format("{}/{}", folder_, name_);
+    int result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, place.c_str(), RENAME_NOREPLACE);
+    // Network file systems do not know the flag; the number in the name is a new one there too.
+    if (result != 0 && (errno == EINVAL || errno == ENOSYS))
+        result = rename(path_.c_str(), place.c_str());
+    if (result != 0) throw WritingProblem(place, errno);
+    path_ = place;
+    SyncFolder(folder_);
+    kept_ = true;
+    flock(fd_.Get(), LOCK_UN);
+    return path_;
+}
+
+void RemoveLeftParts(const std::string &folder, std::string_view prefix) {
+    ForEachName(folder, [&](int in, const char *entry) {
+        std::string_view name = entry;
+        if (!name.starts_with('.') || !name.ends_with(kPartExtension)) return;
+        name.remove_prefix(1);
+        name.remove_suffix(std::min(name.size(), kPartExtension.size()));
+        if (!PartsOf(name, prefix)) return;
+        const UniqueFd fd(openat(in, entry, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        struct stat status {};
+        if (fd.IsOpen() && fstat(fd.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
+            IsLeft(fd.Get()))
+            unlinkat(in, entry, 0);
+    });
+}
+
+}  // namespace zafo::backup

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The folder of backups. Their names are PREFIX-NUMBER-TIME.tar.zst: "zafoldap-000042-20270228T140300Z.tar.zst".
+// The number counts up, so that the order of backups does not hang on the clock; the time is UTC. A file that is being
+// written has a dot in front and ".part" behind.
+#pragma once
+
+#include "host/core/unique_fd.h"
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::backup {
+
+struct FoundBackup {
+    std::string path;
+    std::uint64_t number = 0;
+    std::int64_t written = 0;  // the time in the name, seconds since 1970
+    std::uint64_t bytes = 0;
+};
+
+// Regular files with our names, the highest number first (of one number the later time first).
+// Anything else in the folder does not count: links, folders, other names.
+// Throws Problem kBadPlace when the folder cannot be read.
+std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix);
+
+// Removes all but the `keep` newest; never the newest. Gives the paths that are gone.
+// Throws Problem (WritingProblem) when one cannot be removed.
+std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
+                              std::uint64_t keep);
+
+std::string BackupName(std::string_view prefix, std::uint64_t number, std::time_t written);
+
+// Whether names with this prefix can be told apart from others: letters, digits, "_" and "-", at most 64.
+bool IsPrefix(std::string_view prefix);
+
+// One more than the highest.
+std::uint64_t NextNumber(const std::vector<FoundBackup> &found);
+
+// A backup that is being written. What is not put in place is removed with its owner; a run that was
+// killed leaves its file to RemoveLeftParts.
+class PartFile {
+  public:
+    // Makes "FOLDER/.NAME.part", mode 0600. Throws Problem (WritingProblem), as do all the others.
+    PartFile(std::string folder, std::string name);
+    ~PartFile();
+    PartFile(const PartFile &) = delete;
+    PartFile &operator=(const PartFile &) = delete;
+
+    int Fd() const { return fd_.Get(); }
+    const std::string &Path() const { return path_; }
+
+    // What was written is on the disk when this returns.
+    void Sync();
+
+    // Gives the file its name, never that of another file; the name is on the disk when this returns. Gives the path.
+    const std::string &PutInPlace();
+
+  private:
+    std::string folder_;
+    std::string name_;
+    std::string path_;
+    UniqueFd fd_;
+    bool kept_ = false;
+};
+
+// Removes the part files of runs that are dead; the file of a live one, of another machine perhaps, is locked.
+void RemoveLeftParts(const std::string &folder, std::string_view prefix);
+
+}  // namespace zafo::backup

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Looks at LDIF (RFC 2849) as slapcat(8) writes it while it streams by, in blocks that end anywhere.
+// A record begins with its "dn:" line and ends with an empty line; that empty line is also how
+// one tells that the last record is whole.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zafo::backup {
+
+class EntryScan {
+  public:
+    // `suffix` is a DN to look for among the records; empty: none.
+    explicit EntryScan(std::string_view suffix = {});
+
+    void Add(std::string_view block);
+
+    std::uint64_t Entries() const { return entries_; }
+
+    // Whether nothing is open: no record was begun that has not had its empty line.
+    bool IsComplete() const { return !in_record_ && line_size_ == 0; }
+
+    // Whether something stood where a record must begin and was neither "dn:" nor a comment.
+    bool HasStrayText() const { return stray_; }
+
+    // Whether a record with the suffix as its DN went by. Letter case, the blanks around
+    // separators and the form of escapes do not count.
+    bool SawSuffix() const { return saw_suffix_; }
+
+    // Bytes of all blocks up to the end of the last record that is whole.
+    std::uint64_t EndOfRecords() const { return end_of_records_; }
+
+  private:
+    void AddPart(std::string_view part);
+    void EndLine();
+    void EndDn();
+    bool WantsDn() const { return !suffix_.empty() && !saw_suffix_; }
+
+    std::string suffix_;          // normalised
+    std::string dn_;              // the lines of the DN, folds removed
+    std::array<char, 3> head_{};  // the first bytes of the current line
+    std::size_t head_size_ = 0;
+    std::size_t line_size_ = 0;
+    std::uint64_t size_ = 0;
+    std::uint64_t entries_ = 0;
+    std::uint64_t end_of_records_ = 0;
+    bool in_record_ = false;
+    bool collects_dn_ = false;
+    bool saw_suffix_ = false;
+    bool stray_ = false;
+};
+
+// A DN in a form to compare: lower case, no blanks around separators, one form of escapes.
+std::string ComparableDn(std::string_view dn);
+
+}  // namespace zafo::backup

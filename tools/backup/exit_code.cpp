@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/exit_code.h"
+
+#include <array>
+
+namespace zafo::backup {
+
+namespace {
+
+struct Row {
+    std::string_view backup;
+    std::string_view restore;
+};
+
+constexpr std::string_view kUnexpected = "it failed for another reason";
+
+constexpr std::array<Row, 14> kRows = {{
+    {"done", "done"},
+    {"another backup or restore runs", "another backup or restore runs"},
+    {"there is no folder that backups can be written into", "the backup file cannot be read"},
+    {kUnexpected, kUnexpected},
+    {"too little space is left in the folder of the backups", kUnexpected},
+    {"the entries could not be read from the database",
+     "the server could not be stopped, or did not serve the restored entries"},
+    {"the file system of the backups is full", kUnexpected},
+    {"the quota of the folder of the backups is used up",
+     "the entries do not fit into the database"},
+    {"the backup would be too large for its file system", "the file is damaged, or is no backup"},
+    {kUnexpected, "too little space is left for a second database"},
+    {kUnexpected, "the backup is of another suffix"},
+    {kUnexpected, "the backup was written by a newer version of this program"},
+    {kUnexpected, "the backup was made with a newer slapd"},
+    {kUnexpected, "the root partition is full"},
+}};
+
+}  // namespace
+
+std::string_view WordsFor(Operation operation, int code) {
+    if (code < 0 || static_cast<std::size_t>(code) >= kRows.size()) return kUnexpected;
+    const Row &row = kRows[static_cast<std::size_t>(code)];
+    return operation == Operation::kBackup ? row.backup : row.restore;
+}
+
+std::string_view Name(Operation operation) {
+    return operation == Operation::kBackup ? "backup" : "restore";
+}
+
+}  // namespace zafo::backup

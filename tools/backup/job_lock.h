@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "host/core/unique_fd.h"
+
+namespace zafo::backup {
+
+inline constexpr const char *kJobLockFile = "/var/run/zafoldapbackup.lock";
+
+// The right to make a backup or to restore one: one process at a time. The lock is the process's
+// own and goes with it, however it ends; its children do not have it.
+class JobLock {
+  public:
+    // Throws Problem: kBusy when another process works, kSystem when the file cannot be had.
+    JobLock();
+
+  private:
+    UniqueFd fd_;
+};
+
+// Whether a job holds the lock now.
+bool JobRuns();
+
+}  // namespace zafo::backup

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What a backup file says about itself, its last member "manifest.json".
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::backup {
+
+// The format that this program writes, and the highest that it reads.
+inline constexpr int kFormat = 1;
+
+struct ConfigDigest {
+    std::string name;    // the member: "config/slapd.conf"
+    std::string sha256;  // 64 hexadecimal digits
+
+    bool operator==(const ConfigDigest &) const = default;
+};
+
+struct Manifest {
+    int format = kFormat;
+    std::string product_version = {};
+    std::string task = {};
+    std::uint64_t number = 0;   // the file's own, as in its name
+    std::string created = {};        // "2027-02-28T14:03:00Z"
+    std::string suffix = {};         // as slapd.conf has it
+    std::string slapd_version = {};  // "2.5.13+dfsg-5"; empty: could not be found out
+    std::uint64_t entries = 0;
+    std::uint64_t ldif_bytes = 0;
+    std::string sha256 = {};  // of all bytes of the LDIF, 64 hexadecimal digits
+    std::vector<ConfigDigest> config = {};
+
+    bool operator==(const Manifest &) const = default;
+};
+
+std::string ToJson(const Manifest &manifest);
+
+// Throws Problem: kDamaged, with what is wrong; kNewerFormat for a format above kFormat.
+Manifest ManifestFrom(std::string_view json);
+
+}  // namespace zafo::backup

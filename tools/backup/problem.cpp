@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/problem.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace zafo::backup {
+
+namespace {
+
+Exit ExitOfWriting(int reason) {
+    switch (reason) {
+        case ENOSPC:
+            return Exit::kFullWhileWriting;
+        case EDQUOT:
+            return Exit::kQuotaExceeded;
+        case EFBIG:
+            return Exit::kFileTooLarge;
+        // Not there, no longer there, no longer ours to write: a share that went away shows any of them.
+        case ENOENT:
+        case ENOTDIR:
+        case ELOOP:
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EIO:
+        case ESTALE:
+        case ENODEV:
+        case ENXIO:
+        case EREMOTEIO:
+        case EHOSTDOWN:
+        case EHOSTUNREACH:
+        case ENOTCONN:
+        case ETIMEDOUT:
+            return Exit::kBadPlace;
+        default:
+            return Exit::kSystem;
+    }
+}
+
+}  // namespace
+
+Problem SystemProblem(Exit exit, const std::string &doing, int reason) {
+    return {exit, fmt::format("{}: {}", doing, std::strerror(reason))};
+}
+
+Problem WritingProblem(const std::string &path, int reason) {
+    return SystemProblem(ExitOfWriting(reason), "cannot write " + path, reason);
+}
+
+std::string OneLine(std::string_view words) {
+    while (!words.empty()) {
+        const std::string_view line = words.substr(0, words.find('\n'));
+        words.remove_prefix(std::min(line.size() + 1, words.size()));
+        if (line.find_first_not_of(" \t\r") == std::string_view::npos) continue;
+        std::string clean(line);
+        std::ranges::replace_if(
+            clean, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+        return clean;
+    }
+    return {};
+}
+
+}  // namespace zafo::backup

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "tools/backup/exit_code.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace zafo::backup {
+
+// Why a job cannot go on; what() names the file and the reason, on one line.
+struct Problem : std::runtime_error {
+    Problem(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
+
+    Exit code;
+};
+
+// "DOING: REASON", the reason as strerror(3) has it.
+Problem SystemProblem(Exit exit, const std::string &doing, int reason);
+
+// A failure to write into the backup folder, by its errno: full, over quota, too large, or
+// the folder has gone (a network share that is away says so in many ways).
+Problem WritingProblem(const std::string &path, int reason);
+
+// The first line that says something, without control characters: words of a tool go into a log
+// line and a progress file.
+std::string OneLine(std::string_view words);
+
+}  // namespace zafo::backup

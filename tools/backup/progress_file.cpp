@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/progress_file.h"
+
+#include "host/core/unique_fd.h"
+#include "tools/backup/child.h"
+#include "tools/backup/problem.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace zafo::backup {
+
+namespace {
+
+constexpr mode_t kForEverybody = 0644;
+constexpr std::int64_t kInterval = 1000;
+
+std::int64_t Now() {
+    using std::chrono::duration_cast;
+    using std::chrono::milliseconds;
+    return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// The right to write is with whoever holds the job's lock: one name for the new text is enough, and what a killed
+// run left there is overwritten.
+bool Replace(const std::string &path, const std::string &text) {
+    const std::string aside = path + ".new";
+    const UniqueFd fd(
+        open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kForEverybody));
+    if (!fd.IsOpen()) return false;
+    if (fchmod(fd.Get(), kForEverybody) == 0 && WriteAll(fd.Get(), text.data(), text.size()) &&
+        rename(aside.c_str(), path.c_str()) == 0)
+        return true;
+    const int reason = errno;
+    unlink(aside.c_str());
+    errno = reason;
+    return false;
+}
+
+}  // namespace
+
+ProgressFile::ProgressFile(std::string path, Operation operation, std::string task, int total)
+    : path_(std::move(path)), operation_(operation), task_(OneLine(task)), total_(total) {}
+
+void ProgressFile::Stage(std::string_view action) {
+    ++stage_;
+    action_ = action;
+    Write(action_, 0);
+}
+
+void ProgressFile::Tick(std::string_view detail) {
+    if (Now() - written_ >= kInterval) Write(fmt::format("{} ({})", action_, detail), 0);
+}
+
+void ProgressFile::Finish(int status) {
+    Write(action_, status);
+}
+
+// A job does not fail because nobody can watch it.
+void ProgressFile::Write(std::string_view action, int status) {
+    if (path_.empty()) return;
+    written_ = Now();
+    const std::string text =
+        fmt::format("operation={}\ntask={}\naction={}\ntotal={}\nstage={}\nstatus={}\npid={}\n",
+                    Name(operation_), task_, action, total_, stage_, status, getpid());
+    if (Replace(path_, text) || complained_) return;
+    complained_ = true;
+    syslog(LOG_WARNING, "cannot write %s: %s", path_.c_str(), std::strerror(errno));
+}
+
+}  // namespace zafo::backup

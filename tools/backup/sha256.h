@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <nettle/sha2.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zafo::backup {
+
+using Digest = std::array<std::uint8_t, SHA256_DIGEST_SIZE>;
+
+class Sha256 {
+  public:
+    Sha256() { sha256_init(&context_); }
+    void Add(std::string_view bytes);
+    // Of what was added so far; the object then starts anew.
+    Digest Take();
+
+  private:
+    sha256_ctx context_;
+};
+
+// Lower-case hexadecimal digits.
+std::string Hex(const Digest &digest);
+std::string Sha256Of(std::string_view bytes);
+
+}  // namespace zafo::backup

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/stop_signal.h"
+
+#include "tools/backup/problem.h"
+
+#include <csignal>
+
+namespace zafo::backup {
+
+namespace {
+
+volatile std::sig_atomic_t the_signal = 0;
+
+void Remember(int number) {
+    the_signal = number;
+}
+
+}  // namespace
+
+void CatchStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = Remember;  // without SA_RESTART: what waits is to notice
+    for (const int number : {SIGTERM, SIGINT, SIGHUP})
+        sigaction(number, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+bool Stopped() {
+    return the_signal != 0;
+}
+
+void EndIfStopped() {
+    if (Stopped()) throw Problem(Exit::kSystem, "it was asked to end by a signal");
+}
+
+}  // namespace zafo::backup

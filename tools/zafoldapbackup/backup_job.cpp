@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapbackup/backup_job.h"
+
+#include "tools/backup/archive_reader.h"
+#include "tools/backup/archive_writer.h"
+#include "tools/backup/backup_folder.h"
+#include "tools/backup/child.h"
+#include "tools/backup/job_lock.h"
+#include "tools/backup/problem.h"
+#include "tools/backup/progress_file.h"
+#include "tools/zafoldapbackup/configuration_copy.h"
+#include "tools/zafoldapbackup/destination.h"
+#include "tools/zafoldapbackup/slapd_version.h"
+
+#include <fcntl.h>
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <exception>
+#include <vector>
+
+namespace zafo::backup {
+
+namespace {
+
+constexpr int kStages = 6;
+constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
+constexpr std::size_t kBlockBytes = 256U << 10;
+
+std::string TimeInUtc(std::time_t time) {
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text.data();
+}
+
+class BackupJob {
+  public:
+    BackupJob(const Environment &environment, ProgressFile *progress)
+        : environment_(environment), progress_(progress) {}
+
+    void Run() {
+        progress_->Stage("checking the destination");
+        const std::uint64_t number = PrepareFolder();
+        const std::time_t now = std::time(nullptr);
+        progress_->Stage("saving the configuration");
+        const std::string suffix = ConfiguredSuffix();
+        PartFile part(environment_.folder, BackupName(environment_.prefix, number, now));
+        ArchiveWriter writer(part.Fd(), part.Path(), now, suffix);
+        SaveConfiguration(&writer, environment_.browser_conf);
+        progress_->Stage("saving the entries");
+        SaveEntries(&writer);
+        progress_->Stage("writing to disk");
+        const Manifest manifest = writer.Finish({.product_version = ZAFO_VERSION,
+                                                 .task = environment_.task,
+                                                 .number = number,
+                                                 .created = TimeInUtc(now),
+                                                 .suffix = suffix,
+                                                 .slapd_version = SlapdVersion()});
+        part.Sync();
+        progress_->Stage("verifying");
+        Verify(part, manifest);
+        // Nothing bears the name of a backup that has not been read back.
+        part.PutInPlace();
+        progress_->Stage("removing old backups");
+        Thin(environment_.folder, environment_.prefix, environment_.keep);
+    }
+
+  private:
+    // The number of the backup to write.
+    std::uint64_t PrepareFolder() const {
+        CheckDestination(environment_.folder);
+        RemoveLeftParts(environment_.folder, environment_.prefix);
+        const std::vector<FoundBackup> found = BackupsIn(environment_.folder, environment_.prefix);
+        CheckSpace(environment_.folder, found);
+        return NextNumber(found);
+    }
+
+    // slapcat reads one consistent state of the database, the server may go on writing; it writes into
+    // a pipe because it does not notice a full disk.
+    void SaveEntries(ArchiveWriter *writer) {
+        Pipe pipe = MakePipe();
+        Child slapcat({.argv = {kSlapcat}, .output = pipe.writer.Get()});
+        pipe.writer.Reset(-1);
+        std::vector<char> block(kBlockBytes);
+        ssize_t n = 0;
+        while ((n = ReadSome(pipe.reader.Get(), block.data(), block.size())) > 0) {
+            writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
+            progress_->Tick(fmt::format("{} entries", writer->Scan().Entries()));
+        }
+        if (n < 0) throw SystemProblem(Exit::kServer, "cannot read what slapcat gives", errno);
+        JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());
+    }
+
+    static void JudgeEntries(int status, const std::string &words, const EntryScan &scan) {
+        const auto fail = [](const std::string &what) { throw Problem(Exit::kServer, what); };
+        if (status != 0)
+            fail(fmt::format("slapcat failed ({}){}{}", StatusInWords(status),
+                             words.empty() ? "" : ": ", words));
+        if (scan.Entries() == 0) fail("the database holds no entries");
+        if (!scan.IsComplete() || scan.HasStrayText())
+            fail(fmt::format("what slapcat gives is cut after {} entries", scan.Entries()));
+        if (!scan.SawSuffix()) fail("the entry of the suffix is missing in what slapcat gives");
+    }
+
+    void Verify(const PartFile &part, const Manifest &manifest) {
+        // What the disk has, not what memory still knows.
+        posix_fadvise(part.Fd(), 0, 0, POSIX_FADV_DONTNEED);
+        try {
+            const Contents contents = ReadArchive(part.Fd(), part.Path(), [&](std::string_view) {
+                progress_->Tick("reading it again");
+            });
+            if (ToJson(contents.manifest) == ToJson(manifest)) return;
+        } catch (const Problem &problem) {
+            if (problem.code != Exit::kDamaged) throw;
+            throw Problem(
+                Exit::kSystem,
+                fmt::format("the backup is damaged as it stands on the disk: {}", problem.what()));
+        }
+        throw Problem(Exit::kSystem,
+                      fmt::format("{} says something else than was written", part.Path()));
+    }
+
+    const Environment &environment_;
+    ProgressFile *progress_;
+};
+
+}  // namespace
+
+int RunBackup(const Environment &environment) {
+    const JobLock lock;
+    ProgressFile progress(environment.progress_file, Operation::kBackup, environment.task, kStages);
+    try {
+        BackupJob(environment, &progress).Run();
+    } catch (const Problem &problem) {
+        progress.Finish(static_cast<int>(problem.code));
+        throw;
+    } catch (const std::exception &) {
+        progress.Finish(static_cast<int>(Exit::kSystem));
+        throw;
+    }
+    progress.Finish(0);
+    return 0;
+}
+
+}  // namespace zafo::backup

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The configuration that goes into a backup.
+#pragma once
+
+#include "tools/backup/archive_writer.h"
+
+#include <string>
+#include <string_view>
+
+namespace zafo::backup {
+
+// The text of one section of a section file (platform/file.h), its heading included and comments left out; empty when
+// there is none.
+std::string SectionIn(std::string_view text, std::string_view section);
+
+// Adds slapd.conf, the access rules, and of the saved connections the server's own: each where there is one.
+// Throws Problem kSystem for a file that cannot be read.
+void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf);
+
+// The suffix that slapd.conf names. Throws Problem kSystem when there is none.
+std::string ConfiguredSuffix();
+
+}  // namespace zafo::backup

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Whether a folder is one to write backups into.
+#pragma once
+
+#include "tools/backup/backup_folder.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zafo::backup {
+
+// Throws Problem kBadPlace, with the reason: no folder is set, there is none, it is a link or something else, it may
+// not be written, it is the database's own.
+void CheckDestination(const std::string &folder);
+
+// About what the next backup takes: a little more than the newest one; or, being the first, a quarter
+// of the database, whose entries are compressed in a backup.
+std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes);
+
+// Throws Problem kTooFull when the folder has no room for the next backup.
+void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found);
+
+}  // namespace zafo::backup

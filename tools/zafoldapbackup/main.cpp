@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The backup program that the library runs: zafoldap/backup.h. Its caller sees the exit code
+// (tools/backup/exit_code.h) and the progress file; a person sees one line.
+#include "tools/backup/problem.h"
+#include "tools/backup/stop_signal.h"
+#include "tools/zafoldapbackup/backup_job.h"
+#include "tools/zafoldapbackup/restore_job.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string_view>
+
+namespace {
+
+using namespace zafo::backup;
+
+constexpr const char *kUsage =
+    "usage: zafoldapbackup            back up, as the variables LDAP_BKP_… say\n"
+    "       zafoldapbackup -r FILE    restore a backup\n";
+
+constexpr mode_t kOwnerOnly = 077;
+
+// A file that got the number of a closed standard descriptor would take what is meant for a person.
+void OpenStandardDescriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (fcntl(fd, F_GETFD) < 0 && errno == EBADF) open("/dev/null", O_RDWR);
+    }
+}
+
+int Fail(const char *operation, Exit code, const char *words) {
+    std::fprintf(stderr, "zafoldapbackup: %s failed: %s\n", operation, words);
+    syslog(LOG_ERR, "%s failed: %s", operation, words);
+    return static_cast<int>(code);
+}
+
+template <typename Job>
+int RunAndReport(Operation operation, Job job) {
+    const char *name = Name(operation).data();
+    try {
+        return job(ReadEnvironment());
+    } catch (const Problem &problem) {
+        return Fail(name, problem.code, problem.what());
+    } catch (const std::bad_alloc &) {
+        return Fail(name, Exit::kSystem, "there is not enough memory");
+    } catch (const std::exception &exception) {
+        return Fail(name, Exit::kSystem, exception.what());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    OpenStandardDescriptors();
+    umask(kOwnerOnly);
+    openlog("zafoldapbackup", LOG_PID, LOG_DAEMON);
+    CatchStopSignals();
+    if (argc == 1) return RunAndReport(Operation::kBackup, RunBackup);
+    if (argc == 3 && std::string_view(argv[1]) == "-r" && argv[2][0] != '\0') {
+        return RunAndReport(Operation::kRestore, [&](const Environment &environment) {
+            return RunRestore(environment, argv[2]);
+        });
+    }
+    std::fputs(kUsage, stderr);
+    return static_cast<int>(Exit::kSystem);
+}
