@@ -33,17 +33,31 @@ EntryScan::EntryScan(std::string_view suffix) : suffix_(ComparableDn(suffix)) {}
 
 void EntryScan::Add(std::string_view block) {
     while (!block.empty()) {
-        const void *end = std::memchr(block.data(), '\n', block.size());
-        const std::size_t size =
-            end != nullptr ? static_cast<std::size_t>(static_cast<const char *>(end) - block.data())
-                           : block.size();
+        SkipLines(&block);
+        const std::size_t size = std::min(block.find('\n'), block.size());
         AddPart(block.substr(0, size));
         size_ += size;
-        if (end == nullptr) return;
+        if (size == block.size()) return;
         ++size_;
         EndLine();
         block.remove_prefix(size + 1);
     }
+}
+
+// Nearly all lines are those of a record whose DN is known: only an empty one says something. Leaves an
+// empty line, or one that does not end in the block.
+void EntryScan::SkipLines(std::string_view *block) {
+    if (!in_record_ || collects_dn_ || line_size_ != 0) return;
+    const char *at = block->data();
+    const char *end = at + block->size();
+    while (at < end && *at != '\n') {
+        const void *newline = std::memchr(at, '\n', static_cast<std::size_t>(end - at));
+        if (newline == nullptr) break;
+        at = static_cast<const char *>(newline) + 1;
+    }
+    const auto skipped = static_cast<std::size_t>(at - block->data());
+    size_ += skipped;
+    block->remove_prefix(skipped);
 }
 
 void EntryScan::AddPart(std::string_view part) {

@@ -36,6 +36,7 @@ class EntryScan {
     std::uint64_t EndOfRecords() const { return end_of_records_; }
 
   private:
+    void SkipLines(std::string_view *block);
     void AddPart(std::string_view part);
     void EndLine();
     void EndDn();

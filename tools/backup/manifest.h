@@ -24,7 +24,7 @@ struct Manifest {
     int format = kFormat;
     std::string product_version = {};
     std::string task = {};
-    std::uint64_t number = 0;   // the file's own, as in its name
+    std::uint64_t number = 0;        // the file's own, as in its name
     std::string created = {};        // "2027-02-28T14:03:00Z"
     std::string suffix = {};         // as slapd.conf has it
     std::string slapd_version = {};  // "2.5.13+dfsg-5"; empty: could not be found out
