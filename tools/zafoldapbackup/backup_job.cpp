@@ -8,6 +8,7 @@
 #include "tools/backup/job_lock.h"
 #include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
+#include "tools/restore/settle.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/destination.h"
 #include "tools/zafoldapbackup/slapd_version.h"
@@ -45,6 +46,7 @@ class BackupJob {
 
     void Run() {
         progress_->Stage("checking the destination");
+        SettleBeforeJob(Places());
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");

@@ -23,7 +23,19 @@ namespace {
 
 constexpr std::size_t kLongestSuffix = 4096;
 
-// Nothing when there is no such file.
+std::string_view WithoutBlanks(std::string_view line) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const std::size_t begin = std::min(line.find_first_not_of(kBlanks), line.size());
+    line.remove_prefix(begin);
+    return line.substr(0, line.find_last_not_of(kBlanks) + 1);
+}
+
+bool IsComment(std::string_view line) {
+    return line.starts_with('#') || line.starts_with(';');
+}
+
+}  // namespace
+
 std::optional<std::string> ReadConfiguration(const std::string &path) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!fd.IsOpen() && errno == ENOENT) return std::nullopt;
@@ -40,19 +52,6 @@ std::optional<std::string> ReadConfiguration(const std::string &path) {
     if (n < 0) throw SystemProblem(Exit::kSystem, "cannot read " + path, errno);
     return text;
 }
-
-std::string_view WithoutBlanks(std::string_view line) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t begin = std::min(line.find_first_not_of(kBlanks), line.size());
-    line.remove_prefix(begin);
-    return line.substr(0, line.find_last_not_of(kBlanks) + 1);
-}
-
-bool IsComment(std::string_view line) {
-    return line.starts_with('#') || line.starts_with(';');
-}
-
-}  // namespace
 
 std::string SectionIn(std::string_view text, std::string_view section) {
     std::string found;

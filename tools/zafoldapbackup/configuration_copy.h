@@ -5,10 +5,15 @@
 
 #include "tools/backup/archive_writer.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace zafo::backup {
+
+// The text of a configuration file; nothing when there is no such file. Throws Problem kSystem when it cannot be read
+// or is longer than any such file.
+std::optional<std::string> ReadConfiguration(const std::string &path);
 
 // The text of one section of a section file (platform/file.h), its heading included and comments left out; empty when
 // there is none.

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/restore/database_folder.h"
+
+#include "host/core/unique_fd.h"
+#include "host/server_account.h"
+#include "tools/restore/durable_file.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace zafo::backup {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using FileId = std::pair<dev_t, ino_t>;
+
+std::string ParentOf(const std::string &path) {
+    return fs::path(path).parent_path().string();
+}
+
+std::vector<FileId> OpenableFiles(const std::string &folder) {
+    std::vector<FileId> files;
+    for (const char *name : {kDataFile, kLockFile}) {
+        struct stat facts {};
+        if (stat((folder + "/" + name).c_str(), &facts) == 0)
+            files.emplace_back(facts.st_dev, facts.st_ino);
+    }
+    return files;
+}
+
+bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
+    std::error_code error;
+    for (fs::directory_iterator at(process / "fd", error), end; !error && at != end;
+         at.increment(error)) {
+        struct stat facts {};
+        if (stat(at->path().c_str(), &facts) != 0) continue;
+        if (std::ranges::find(files, FileId(facts.st_dev, facts.st_ino)) != files.end())
+            return true;
+    }
+    return false;
+}
+
+// The readers and writers of an LMDB database hold a lock on the first byte of its lock file; the
+// kernel knows them also where their processes cannot be seen.
+std::optional<DatabaseUser> LockerOf(const std::string &folder) {
+    const UniqueFd file(open((folder + "/" + kLockFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (!file.IsOpen()) return std::nullopt;
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    if (fcntl(file.Get(), F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK) return std::nullopt;
+    return DatabaseUser{};
+}
+
+}  // namespace
+
+FolderId IdOf(const std::string &folder) {
+    struct stat facts {};
+    if (lstat(folder.c_str(), &facts) != 0) {
+        if (errno == ENOENT) return 0;
+        throw RootProblem("cannot look at " + folder, errno);
+    }
+    if (!S_ISDIR(facts.st_mode)) throw Problem(Exit::kSystem, folder + " is no folder");
+    return facts.st_ino;
+}
+
+void GiveToServer(const std::string &path) {
+    const passwd *user = getpwnam(kServerAccount);
+    if (user == nullptr) return;
+    // In an ordinary user's namespace that user's files are the server's already.
+    if (lchown(path.c_str(), user->pw_uid, user->pw_gid) != 0 && errno != EPERM && errno != EINVAL)
+        throw RootProblem("cannot give " + path + " to the directory server", errno);
+}
+
+void MakeDatabaseFolder(const std::string &folder) {
+    if (mkdir(folder.c_str(), 0700) != 0) throw RootProblem("cannot make " + folder, errno);
+    GiveToServer(folder);
+}
+
+void Exchange(const std::string &one, const std::string &other) {
+    if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) != 0)
+        throw RootProblem(fmt::format("cannot exchange {} and {}", one, other), errno);
+    SyncFolder(ParentOf(one));
+}
+
+void RemoveFolder(const std::string &folder) {
+    std::error_code error;
+    if (fs::remove_all(folder, error) == 0 && !error) return;
+    if (error) throw RootProblem("cannot remove " + folder, error.value());
+    SyncFolder(ParentOf(folder));
+}
+
+std::string DatabaseUser::Words() const {
+    return pid > 0 ? fmt::format("process {} ({})", pid, program) : "another process";
+}
+
+std::optional<DatabaseUser> UserOf(const std::string &folder) {
+    const std::vector<FileId> files = OpenableFiles(folder);
+    if (files.empty()) return std::nullopt;
+    std::error_code error;
+    for (fs::directory_iterator at("/proc", error), end; !error && at != end; at.increment(error)) {
+        const std::string name = at->path().filename().string();
+        DatabaseUser user;
+        const auto parsed = std::from_chars(name.data(), name.data() + name.size(), user.pid);
+        if (parsed.ec != std::errc() || parsed.ptr != name.data() + name.size()) continue;
+        if (!HasOpen(at->path(), files)) continue;
+        user.program = fs::read_symlink(at->path() / "exe", error).filename().string();
+        return user;
+    }
+    return LockerOf(folder);
+}
+
+void AwaitUnused(const std::string &folder, std::chrono::seconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const std::optional<DatabaseUser> user = UserOf(folder);
+        if (!user) return;
+        if (std::chrono::steady_clock::now() >= end)
+            throw Problem(Exit::kServer,
+                          fmt::format("the database in {} is in use by {}", folder, user->Words()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+}  // namespace zafo::backup

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Files and names that survive a loss of power once the call has returned.
+#pragma once
+
+#include "tools/backup/problem.h"
+
+#include <string>
+#include <string_view>
+
+namespace zafo::backup {
+
+// A failure to write below the server's folder, by its errno: kRootFullWhileWriting or kSystem.
+Problem RootProblem(const std::string &doing, int reason);
+
+// The names in a folder are on the disk. Throws Problem.
+void SyncFolder(const std::string &folder);
+
+// The content of a file is on the disk. Throws Problem.
+void SyncFile(const std::string &path);
+
+// Replaces a file, mode 0600, in one step. Throws Problem, and leaves the file that was there.
+void WriteDurably(const std::string &path, std::string_view text);
+
+// The same for a file of the server's configuration: its group and mode are those that the
+// platform gives such files.
+void WriteConfigurationDurably(const std::string &path, std::string_view text);
+
+// Removes a file, which need not be there. Throws Problem.
+void RemoveDurably(const std::string &path);
+
+}  // namespace zafo::backup

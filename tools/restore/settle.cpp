@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/restore/settle.h"
+
+#include "platform/service.h"
+#include "tools/backup/job_lock.h"
+#include "tools/restore/database_folder.h"
+#include "tools/restore/durable_file.h"
+#include "tools/restore/server_probe.h"
+#include "tools/restore/start_lock.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <optional>
+
+namespace zafo::backup {
+
+namespace {
+
+// A program that reads the database offline ends soon.
+constexpr std::chrono::seconds kReaderLimit{10};
+
+Verdict JudgePlaces(const Places &places) {
+    return Judge(LookAt(places),
+                 [] { return HoldsSuffix(cli::kSlapdConf, SuffixOf(cli::kSlapdConf)); });
+}
+
+// The journal goes first: without it the folder beside the database is known to be needed no more.
+void CleanUp(const Places &places) {
+    RemoveDurably(places.journal);
+    RemoveFolder(places.spare);
+}
+
+[[noreturn]] void FailUnclear(const Places &places) {
+    throw Problem(
+        Exit::kSystem,
+        fmt::format("a restore was cut off, and {} does not hold the directory: move it away, or "
+                    "{}, and remove {}",
+                    places.data, places.spare, places.journal));
+}
+
+// With no server on the database.
+void Apply(const Places &places, Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kNothing:
+            return;
+        case Verdict::kUnclear:
+            FailUnclear(places);
+        case Verdict::kExchangeBack:
+            AwaitUnused(places.data, kReaderLimit);
+            Exchange(places.data, places.spare);
+            [[fallthrough]];
+        case Verdict::kKeep:
+            CleanUp(places);
+    }
+}
+
+void StartAgain(const Journal &journal) {
+    if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
+        QLIBServiceStart(cli::kService, 0) != 0)
+        throw Problem(Exit::kServer, "the server does not start on the database of before");
+}
+
+void StopServer() {
+    if (QLIBServiceStop(cli::kService, 0) != 0)
+        throw Problem(Exit::kServer, "the server does not stop");
+}
+
+}  // namespace
+
+void SettleBeforeJob(const Places &places) {
+    const FoundJournal found = ReadJournal(places.journal);
+    Verdict verdict = Verdict::kNothing;
+    {
+        const StartLock lock;
+        verdict = JudgePlaces(places);
+        if (verdict != Verdict::kExchangeBack) Apply(places, verdict);
+    }
+    if (verdict == Verdict::kExchangeBack) {
+        // A server may have been started on what is to be taken away.
+        StopServer();
+        const StartLock lock;
+        Apply(places, JudgePlaces(places));
+    }
+    if (found.journal) StartAgain(*found.journal);
+}
+
+void SettleBeforeStart(const Places &places) {
+    const FoundJournal found = ReadJournal(places.journal);
+    if (!found.exists && IdOf(places.spare) == 0) return;
+    std::optional<JobLock> lock;
+    try {
+        lock.emplace();
+    } catch (const Problem &busy) {
+        // What has no journal is the folder that a restore is loading.
+        if (busy.code != Exit::kBusy) throw;
+        if (!found.exists) return;
+        const bool lives = found.journal && found.journal->writer.Lives();
+        if (lives && found.journal->state == JournalState::kStarting) return;
+        if (lives) throw Problem(Exit::kBusy, "a restore is running");
+    }
+    Apply(places, JudgePlaces(places));
+}
+
+void UndoRestore(const Places &places, Journal journal) {
+    if (IdOf(places.data) == journal.new_folder) {
+        // Without room for the note the exchange back is all the more urgent.
+        journal.state = JournalState::kUndo;
+        try {
+            WriteDurably(places.journal, TextOf(journal));
+        } catch (const Problem &) {
+        }
+        StopServer();
+    }
+    {
+        const StartLock lock;
+        if (IdOf(places.data) == journal.new_folder) {
+            AwaitUnused(places.data, kReaderLimit);
+            Exchange(places.data, places.spare);
+        }
+        RemoveDurably(places.journal);
+    }
+    StartAgain(journal);
+    RemoveFolder(places.spare);
+}
+
+}  // namespace zafo::backup

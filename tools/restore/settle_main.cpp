@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// "ldap-restore-settle": run by the server's start program, which holds the lock of starts, before
+// the server opens its database. Exit code 0: it may start.
+#include "tools/backup/problem.h"
+#include "tools/restore/places.h"
+#include "tools/restore/settle.h"
+
+#include <cstdio>
+#include <exception>
+
+int main() {
+    try {
+        zafo::backup::SettleBeforeStart(zafo::backup::Places());
+        return 0;
+    } catch (const std::exception &problem) {
+        std::fprintf(stderr, "ldap-restore-settle: %s\n", problem.what());
+        return 1;
+    }
+}

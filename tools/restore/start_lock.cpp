@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/restore/start_lock.h"
+
+#include "tools/restore/durable_file.h"
+#include "tools/restore/places.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
+
+namespace zafo::backup {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kLongestStart{60};
+constexpr std::chrono::milliseconds kStep{20};
+
+}  // namespace
+
+StartLock::StartLock()
+    : fd_(open(kStartLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+    const std::string path = kStartLockFile;
+    if (!fd_.IsOpen()) throw RootProblem("cannot open " + path, errno);
+    const auto end = steady_clock::now() + kLongestStart;
+    while (flock(fd_.Get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) throw RootProblem("cannot lock " + path, errno);
+        if (steady_clock::now() >= end)
+            throw Problem(Exit::kServer, "a start of the directory server does not end");
+        std::this_thread::sleep_for(kStep);
+    }
+}
+
+}  // namespace zafo::backup
