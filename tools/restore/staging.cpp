@@ -60,7 +60,7 @@ void CopySettings(const Places &places) {
 }  // namespace
 
 std::uint64_t RoomFor(std::uint64_t ldif_bytes) {
-    return ldif_bytes * 2 + (1U << 20);
+    return ldif_bytes * 4 + (1U << 20);
 }
 
 // --- The folder ---------------------------------------------------------------

@@ -17,7 +17,10 @@
 
 namespace zafo::backup {
 
-// Bytes that a database takes on the disk for LDIF of that many bytes, as much as it may be.
+// Bytes that a database takes on the disk for LDIF of that many bytes. Measured with the template's indexes: 2.6 times
+// as much for 100,000 users of the kind that the library creates, 3.7 for 5,000; 2.3 for large groups; 9 for
+// entries that are nothing but long names, each of which is in three indexes. Where it turns out to be too little,
+// loading fails and nothing is changed; too much would refuse what fits.
 std::uint64_t RoomFor(std::uint64_t ldif_bytes);
 
 // A folder for a database. One that is not released goes with its owner.
