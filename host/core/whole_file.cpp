@@ -115,6 +115,17 @@ ReadResult ReadWhole(const std::string &path, std::string *text) {
     }
 }
 
+int ReplaceWhole(const std::string &path, std::string_view text) {
+    struct stat status {};
+    const std::string real = FollowLinks(path);
+    if (stat(real.c_str(), &status) != 0) return QLIB_ERR_WRITE_FAILED;
+    NewFile file(real + ".new");
+    if (!file.Write(text, status.st_mode & 07777, &status, {}) || !file.MoveTo(real)) {
+        return QLIB_ERR_WRITE_FAILED;
+    }
+    return SyncFolderOf(real);
+}
+
 FileUpdate::FileUpdate(const std::string &path)
     : path_(FollowLinks(path)), private_(StandsBelowPrivate(path) || StandsBelowPrivate(path_)) {
     const std::string lock = path_ + ".lock";

@@ -18,6 +18,10 @@ enum class ReadResult { kDone, kAbsent, kNotReadable, kReadFailed };
 // The text of a regular file.
 ReadResult ReadWhole(const std::string &path, std::string *text);
 
+// Puts `text` in the place of a file that exists, in one step: its owner and mode stay, the text is
+// on the disk when this returns. Who else may write is the caller's affair.
+int ReplaceWhole(const std::string &path, std::string_view text);
+
 // The right to replace one file: a lock on "FILE.lock", which stays behind, and
 // the file's real name when it is reached through symbolic links. Processes and
 // threads wait for each other; readers need no lock.

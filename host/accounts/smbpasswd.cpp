@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/accounts/smbpasswd.h"
+
+#include "host/accounts/account_file.h"
+#include "host/core/whole_file.h"
+#include "platform/error.h"
+
+#include <sys/stat.h>
+
+#include <cctype>
+#include <cstdio>
+#include <ctime>
+
+namespace zafo {
+
+namespace {
+
+constexpr const char *kFolder = "/usr/zafo/etc/private";
+constexpr const char *kFile = "/usr/zafo/etc/private/smbpasswd";
+constexpr size_t kHashLength = 32;
+constexpr std::string_view kUserFlags = "[U          ]";
+
+enum Field { kUid = 1, kLm, kNt, kFlags };
+
+bool IsNone(std::string_view text) {
+    return text.empty() || text == kNoSambaHash;
+}
+
+bool IsHex(std::string_view text) {
+    return text.size() == kHashLength &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+// "NO PASSWORD…" and damage are no hashes.
+std::string HashIn(std::string_view field) {
+    return IsHex(field) ? std::string(field) : kNoSambaHash;
+}
+
+// 0, also when nothing was stored yet.
+int Read(const std::string &path, std::string *text) {
+    const ReadResult result = ReadWhole(path, text);
+    return result == ReadResult::kDone || result == ReadResult::kAbsent ? 0 : QLIB_ERR_OPEN_FAILED;
+}
+
+// "name:uid:LM:NT:[flags]:LCT-seconds:".
+std::string LineFor(const SambaAccount &account) {
+    char changed[32];
+    std::snprintf(changed, sizeof changed, "LCT-%08llX",
+                  static_cast<unsigned long long>(std::time(nullptr)));
+    std::string line = account.name;
+    for (const std::string &field :
+         {std::to_string(account.uid), HashIn(account.lm), HashIn(account.nt),
+          std::string(kUserFlags), std::string(changed), std::string()}) {
+        line.append(1, ':').append(field);
+    }
+    return line;
+}
+
+}  // namespace
+
+bool IsSambaHash(std::string_view text) {
+    return IsNone(text) || IsHex(text);
+}
+
+int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes) {
+    *hashes = {};
+    std::string text;
+    if (const int error = Read(kFile, &text); error != 0) return error;
+    const auto line = LineOf(text, name);
+    if (!line) return 0;
+    const Fields fields = Split(*line, ':');
+    if (NumberIn(FieldAt(fields, kUid)) != uid) return 0;
+    if (FieldAt(fields, kFlags).find_first_of("DN") != std::string_view::npos) return 0;
+    *hashes = {HashIn(FieldAt(fields, kLm)), HashIn(FieldAt(fields, kNt))};
+    return 0;
+}
+
+int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
+    mkdir(kFolder, 0700);
+    FileUpdate update(kFile);
+    if (update.Error() != 0) return update.Error();
+    std::string text;
+    if (const int error = Read(update.Path(), &text); error != 0) return error;
+    const std::string before = text;
+    for (const SambaAccount &account : accounts) {
+        if (IsNone(account.lm) && IsNone(account.nt)) {
+            RemoveLines(&text, account.name);
+        } else {
+            PutLine(&text, account.name, LineFor(account));
+        }
+    }
+    return text == before ? 0 : update.Replace(text);
+}
+
+}  // namespace zafo

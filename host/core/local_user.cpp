@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The passwords of local users, and how many more there may be.
+#include "host/accounts/account_conf.h"
+#include "host/accounts/account_lock.h"
+#include "host/accounts/crypt_hash.h"
+#include "host/accounts/login_defs.h"
+#include "host/accounts/passwd.h"
+#include "host/accounts/smbpasswd.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+#include "platform/user.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+
+// What is stored of one user.
+struct NewHashes {
+    zafo::SambaAccount samba;
+    std::string_view crypt;  // empty: the password stays
+};
+
+std::string_view TextAt(const char *const *psz, int i) {
+    return psz[i] == nullptr ? std::string_view() : psz[i];
+}
+
+// 0, or a platform error code.
+int Collect(const std::string &passwd, const std::string_view name, std::string_view crypt,
+            std::string_view lm, std::string_view nt, std::vector<NewHashes> *users) {
+    const bool fit = (crypt.empty() || !zafo::CryptHashIn(crypt).empty()) &&
+                     zafo::IsSambaHash(lm) && zafo::IsSambaHash(nt);
+    if (!fit) return QLIB_ERR_BAD_ARGUMENT;
+    const auto user = zafo::FindUserNamed(passwd, name);
+    if (!user) return QLIB_ERR_NO_SUCH_USER;
+    users->push_back({{std::string(name), user->uid, std::string(lm), std::string(nt)},
+                      zafo::CryptHashIn(crypt)});
+    return 0;
+}
+
+// The shadow line of a user with another password of today; the line as it is when it has that
+// password already.
+std::string WithPassword(std::string_view line, std::string_view hash) {
+    zafo::Fields fields = zafo::Split(line, ':');
+    const std::string today = std::to_string(zafo::Today());
+    if (zafo::FieldAt(fields, 1) == hash) return std::string(line);
+    fields.resize(std::max<size_t>(fields.size(), 9));
+    fields[1] = hash;
+    fields[2] = today;
+    std::string changed;
+    for (size_t i = 0; i < fields.size(); ++i)
+        changed.append(i == 0 ? "" : ":").append(fields[i]);
+    return changed;
+}
+
+// 0, or a platform error code.
+int StoreCrypt(const std::vector<NewHashes> &users) {
+    std::string shadow;
+    if (const int error = zafo::ReadAccountFile(zafo::kShadowFile, &shadow); error != 0) {
+        return error;
+    }
+    const std::string before = shadow;
+    for (const NewHashes &user : users) {
+        if (user.crypt.empty()) continue;
+        const auto line = zafo::LineOf(shadow, user.samba.name);
+        zafo::PutLine(&shadow, user.samba.name,
+                      WithPassword(line.value_or(user.samba.name), user.crypt));
+    }
+    return shadow == before ? 0 : zafo::ReplaceWhole(zafo::kShadowFile, shadow);
+}
+
+// The Samba hashes go first: whoever made the account has stored its password already, so that what is
+// missing after this process has died here is as little as can be.
+int Store(const std::vector<NewHashes> &users) {
+    std::vector<zafo::SambaAccount> samba;
+    for (const NewHashes &user : users)
+        samba.push_back(user.samba);
+    const int error = zafo::StoreSambaHashes(samba);
+    return error != 0 ? error : StoreCrypt(users);
+}
+
+int CountOrdinaryUsers(const std::string &passwd) {
+    const auto ordinary = zafo::OrdinaryNumbers::OfUsers();
+    int count = 0;
+    zafo::FindUser(passwd, [&](const zafo::PasswdEntry &user) {
+        count += ordinary.Hold(user.uid) ? 1 : 0;
+        return false;
+    });
+    return count;
+}
+
+}  // namespace
+
+QLIBCMRESULT *QLIBCMResultAlloc() {
+    auto *pResult = static_cast<QLIBCMRESULT *>(calloc(1, sizeof(QLIBCMRESULT)));
+    return pResult != nullptr ? pResult : zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
+}
+
+void QLIBCMResultFree(QLIBCMRESULT *pResult) {
+    free(pResult);
+}
+
+int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbLmHash, char *szNtHash,
+                         size_t cbNtHash) {
+    if (szName == nullptr || szLmHash == nullptr || szNtHash == nullptr) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        std::string passwd;
+        int error = zafo::ReadAccountFile(zafo::kPasswdFile, &passwd);
+        if (error != 0) return Fail(error);
+        const auto user = zafo::FindUserNamed(passwd, szName);
+        if (!user) return Fail(QLIB_ERR_NO_SUCH_USER);
+        zafo::SambaHashes hashes;
+        error = zafo::ReadSambaHashes(szName, user->uid, &hashes);
+        if (error != 0) return Fail(error);
+        if (hashes.lm.size() >= cbLmHash || hashes.nt.size() >= cbNtHash) {
+            return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        }
+        std::strcpy(szLmHash, hashes.lm.c_str());
+        std::strcpy(szNtHash, hashes.nt.c_str());
+        return 0;
+    });
+}
+
+int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryptHashes,
+                         const char *const *pszLmHashes, const char *const *pszNtHashes,
+                         int nCount) {
+    if (pszNames == nullptr || pszCryptHashes == nullptr || pszLmHashes == nullptr ||
+        pszNtHashes == nullptr || nCount < 0) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        const zafo::AccountLock lock;
+        std::string passwd;
+        int error = lock.IsHeld() ? zafo::ReadAccountFile(zafo::kPasswdFile, &passwd)
+                                  : QLIB_ERR_OPEN_FAILED;
+        std::vector<NewHashes> users;
+        for (int i = 0; error == 0 && i < nCount; ++i) {
+            error = Collect(passwd, TextAt(pszNames, i), TextAt(pszCryptHashes, i),
+                            TextAt(pszLmHashes, i), TextAt(pszNtHashes, i), &users);
+        }
+        if (error == 0) error = Store(users);
+        return error == 0 ? 0 : Fail(error);
+    });
+}
+
+int QLIBUserNumRemained() {
+    return OutOfMemoryIs(-1, [] {
+        int limit = 0;
+        std::string passwd;
+        int error = zafo::ReadUserLimit(&limit);
+        if (error == 0) error = zafo::ReadAccountFile(zafo::kPasswdFile, &passwd);
+        if (error != 0) return Fail(error);
+        return std::max(limit - CountOrdinaryUsers(passwd), 0);
+    });
+}

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The groups of this system itself. groupadd(8) makes no group whose name has a blank and adds no
+// member that does not exist yet, but directories have "Domain Users", and groups come before
+// their users, who need a primary group.
+#include "host/accounts/account_conf.h"
+#include "host/accounts/account_lock.h"
+#include "host/accounts/account_name.h"
+#include "host/accounts/login_defs.h"
+#include "host/accounts/passwd.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+#include "platform/group.h"
+#include "platform/user.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+using zafo::Fail;
+using zafo::GroupEntry;
+using zafo::OutOfMemoryIs;
+
+int MakeRecord(const GroupEntry &group, ZAFOGROUP **ppGroup) {
+    const std::vector<std::string> names(group.members.begin(), group.members.end());
+    std::vector<const char *> members;
+    for (const std::string &name : names)
+        members.push_back(name.c_str());
+    members.push_back(nullptr);
+    return ZAFOGroupAlloc(ppGroup, std::string(group.name).c_str(), group.gid, members.data());
+}
+
+template <typename Wanted>
+int GetGroup(ZAFOGROUP **ppGroup, Wanted wanted) {
+    return OutOfMemoryIs(-1, [&] {
+        std::string text;
+        if (const int error = zafo::ReadAccountFile(zafo::kGroupFile, &text); error != 0) {
+            return Fail(error);
+        }
+        const auto group = zafo::FindGroup(text, wanted);
+        return group ? MakeRecord(*group, ppGroup) : Fail(QLIB_ERR_NO_SUCH_GROUP);
+    });
+}
+
+std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
+    std::vector<std::string> members;
+    for (char **psz = group.pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
+        if (std::find(members.begin(), members.end(), *psz) == members.end()) {
+            members.emplace_back(*psz);
+        }
+    }
+    return members;
+}
+
+bool CanBeMade(const ZAFOGROUP &group, const std::vector<std::string> &members) {
+    return group.szName != nullptr && zafo::IsAccountName(group.szName) &&
+           zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid) &&
+           std::all_of(members.begin(), members.end(), zafo::IsAccountName);
+}
+
+// The group's line in the shadow file, where the system has one: no password, no administrators.
+int PutIntoShadow(const std::string &name, const std::string &members) {
+    std::string text;
+    switch (zafo::ReadWhole(zafo::kGroupShadowFile, &text)) {
+        case zafo::ReadResult::kAbsent:
+            return 0;
+        case zafo::ReadResult::kDone:
+            break;
+        default:
+            return QLIB_ERR_OPEN_FAILED;
+    }
+    zafo::PutLine(&text, name, name + ":!::" + members);
+    return zafo::ReplaceWhole(zafo::kGroupShadowFile, text);
+}
+
+// 0, or a platform error code. The group file comes last: it is what makes the group exist.
+int Create(const ZAFOGROUP &group) {
+    const std::vector<std::string> names = MembersOf(group);
+    if (!CanBeMade(group, names)) return QLIB_ERR_BAD_ARGUMENT;
+    const zafo::AccountLock lock;
+    if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;
+    std::string text;
+    int error = zafo::ReadAccountFile(zafo::kGroupFile, &text);
+    if (error != 0) return error;
+    const auto taken = zafo::FindGroup(text, [&](const GroupEntry &other) {
+        return other.name == group.szName || other.gid == group.nGid;
+    });
+    if (taken || zafo::LineOf(text, group.szName)) return QLIB_ERR_BAD_ARGUMENT;
+    std::string members;
+    for (const std::string &name : names)
+        members.append(members.empty() ? "" : ",").append(name);
+    const std::string name = group.szName;
+    error = zafo::StoreAccountText(zafo::kDescriptionSection, name, "");
+    if (error == 0) error = PutIntoShadow(name, members);
+    if (error != 0) return error;
+    zafo::PutLine(&text, name, name + ":x:" + std::to_string(group.nGid) + ':' + members);
+    return zafo::ReplaceWhole(zafo::kGroupFile, text);
+}
+
+}  // namespace
+
+int ZAFOGroupEnum(QLIBSZLIST **ppList, int nType) {
+    if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        std::string text;
+        const int error = zafo::ReadAccountFile(zafo::kGroupFile, &text);
+        if (error != 0) return Fail(error);
+        const auto ordinary = zafo::OrdinaryNumbers::OfGroups();
+        int count = 0;
+        const auto failed = zafo::FindGroup(text, [&](const GroupEntry &group) {
+            if (!ordinary.Hold(group.gid)) return false;
+            ++count;
+            return QLIBCSzListPush(ppList, std::string(group.name).c_str()) != 0;
+        });
+        return failed ? -1 : count;
+    });
+}
+
+int ZAFOGroupGetLocal(const char *szName, ZAFOGROUP **ppGroup) {
+    if (szName == nullptr || ppGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetGroup(ppGroup, [=](const GroupEntry &group) { return group.name == szName; });
+}
+
+int ZAFOGroupGet(const char *szName, ZAFOGROUP **ppGroup) {
+    return ZAFOGroupGetLocal(szName, ppGroup);
+}
+
+int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **ppGroup) {
+    if (ppGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetGroup(ppGroup, [=](const GroupEntry &group) { return group.gid == gid; });
+}
+
+int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup) {
+    if (nFlags != 0 || pGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] {
+        const int error = Create(*pGroup);
+        return error == 0 ? 0 : Fail(error);
+    });
+}
+
+int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc) {
+    if (szName == nullptr || pszDesc == nullptr || pcbDesc == nullptr) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        std::string groups;
+        int error = zafo::ReadAccountFile(zafo::kGroupFile, &groups);
+        if (error != 0) return Fail(error);
+        const auto group =
+            zafo::FindGroup(groups, [=](const GroupEntry &g) { return g.name == szName; });
+        if (!group) return Fail(QLIB_ERR_NO_SUCH_GROUP);
+        std::string text;
+        error = zafo::ReadAccountText(zafo::kDescriptionSection, szName, &text);
+        if (error != 0) return Fail(error);
+        if (*pszDesc == nullptr || *pcbDesc <= text.size()) {
+            auto *grown = static_cast<char *>(realloc(*pszDesc, text.size() + 1));
+            if (grown == nullptr) return Fail(QLIB_ERR_OUT_OF_MEMORY);
+            *pszDesc = grown;
+            *pcbDesc = text.size() + 1;
+        }
+        std::memcpy(*pszDesc, text.c_str(), text.size() + 1);
+        return 0;
+    });
+}

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Reading the users of this system itself.
+#include "host/accounts/account_conf.h"
+#include "host/accounts/crypt_hash.h"
+#include "host/accounts/login_defs.h"
+#include "host/accounts/passwd.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+#include "host/sdk/full_name.h"
+#include "platform/user.h"
+
+namespace {
+
+using zafo::Fail;
+using zafo::OutOfMemoryIs;
+using zafo::PasswdEntry;
+
+// Password hash and days of an account. One whose hash should stand in the shadow file and does not is
+// locked, as login(1) has it.
+struct Secrets {
+    std::string hash = zafo::kLockedPassword;
+    long expires = 0;
+    bool too_young = false;  // the password may not be changed yet
+};
+
+bool IsTooYoung(const zafo::ShadowEntry &shadow) {
+    return shadow.changed >= 0 && zafo::Today() - shadow.changed < shadow.least;
+}
+
+// 0, or a platform error code.
+int ReadSecrets(const PasswdEntry &user, Secrets *secrets) {
+    if (user.password != "x") {
+        secrets->hash = zafo::PortableHash(user.password);
+        return 0;
+    }
+    std::string text;
+    switch (zafo::ReadWhole(zafo::kShadowFile, &text)) {
+        case zafo::ReadResult::kAbsent:
+            return 0;
+        case zafo::ReadResult::kDone:
+            break;
+        default:
+            return QLIB_ERR_OPEN_FAILED;
+    }
+    const auto line = zafo::LineOf(text, user.name);
+    if (!line) return 0;
+    const zafo::ShadowEntry shadow = zafo::ParseShadow(*line);
+    *secrets = {.hash = zafo::PortableHash(shadow.password),
+                .expires = shadow.expires > 0 ? shadow.expires : 0,
+                .too_young = IsTooYoung(shadow)};
+    return 0;
+}
+
+int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
+    const std::string name(user.name);
+    Secrets secrets;
+    std::string mail;
+    std::string full_name;
+    int error = ReadSecrets(user, &secrets);
+    if (error == 0) error = zafo::ReadAccountText(zafo::kMailSection, name, &mail);
+    if (error == 0) error = zafo::ReadAccountText(zafo::kFullNameSection, name, &full_name);
+    if (error != 0) return Fail(error);
+    return ZAFOUserAlloc(ppUser, name.c_str(), secrets.hash.c_str(), user.uid, user.gid,
+                         zafo::FullNameFrom(user.gecos, full_name).c_str(),
+                         std::string(user.home).c_str(), std::string(user.shell).c_str(),
+                         secrets.expires, secrets.too_young ? 1 : 0,
+                         mail.empty() ? nullptr : mail.c_str());
+}
+
+// The first user that `wanted` gives true for.
+template <typename Wanted>
+int GetUser(ZAFOUSER **ppUser, Wanted wanted) {
+    return OutOfMemoryIs(-1, [&] {
+        std::string text;
+        if (const int error = zafo::ReadAccountFile(zafo::kPasswdFile, &text); error != 0) {
+            return Fail(error);
+        }
+        const auto user = zafo::FindUser(text, wanted);
+        return user ? MakeRecord(*user, ppUser) : Fail(QLIB_ERR_NO_SUCH_USER);
+    });
+}
+
+}  // namespace
+
+int ZAFOUserEnum(QLIBSZLIST **ppList, int nType) {
+    if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
+        return Fail(QLIB_ERR_BAD_ARGUMENT);
+    }
+    return OutOfMemoryIs(-1, [=] {
+        std::string text;
+        const int error = zafo::ReadAccountFile(zafo::kPasswdFile, &text);
+        if (error != 0) return Fail(error);
+        const auto ordinary = zafo::OrdinaryNumbers::OfUsers();
+        int count = 0;
+        const auto failed = zafo::FindUser(text, [&](const PasswdEntry &user) {
+            if (!ordinary.Hold(user.uid)) return false;
+            ++count;
+            return QLIBCSzListPush(ppList, std::string(user.name).c_str()) != 0;
+        });
+        return failed ? -1 : count;
+    });
+}
+
+int ZAFOUserGetLocal(const char *szName, ZAFOUSER **ppUser) {
+    if (szName == nullptr || ppUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetUser(ppUser, [=](const PasswdEntry &user) { return user.name == szName; });
+}
+
+int ZAFOUserGet(const char *szName, ZAFOUSER **ppUser) {
+    return ZAFOUserGetLocal(szName, ppUser);
+}
+
+int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser) {
+    if (ppUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetUser(ppUser, [=](const PasswdEntry &user) { return user.uid == uid; });
+}

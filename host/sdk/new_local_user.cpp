@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Making a user of this system. The shadow line comes first: whoever dies between the two files has
+// left a line that nothing reads and that the next attempt replaces, never an account without its
+// password. useradd(8) and chpasswd(8) cannot give that: an account that they have made half is
+// there, and whoever tries again finds its name taken.
+#include "host/accounts/account_conf.h"
+#include "host/accounts/account_lock.h"
+#include "host/accounts/account_name.h"
+#include "host/accounts/crypt_hash.h"
+#include "host/accounts/login_defs.h"
+#include "host/accounts/passwd.h"
+#include "host/accounts/smbpasswd.h"
+#include "host/core/fail.h"
+#include "host/core/whole_file.h"
+#include "host/sdk/full_name.h"
+#include "platform/user.h"
+
+#include <initializer_list>
+
+namespace {
+
+using zafo::Fail;
+
+// Distributions give this group to users as their own, below the ordinary numbers.
+constexpr std::string_view kUsersGroup = "users";
+
+// Longer than any password lasts.
+constexpr const char *kNeverChanged = "100000";
+
+std::string_view TextOf(const char *sz) {
+    return sz == nullptr ? std::string_view() : sz;
+}
+
+bool IsPathOrNone(const char *szPath) {
+    return TextOf(szPath).empty() || zafo::IsPathField(szPath);
+}
+
+bool CanBeMade(const ZAFOUSER &user) {
+    return user.szName != nullptr && zafo::IsAccountName(user.szName) &&
+           IsPathOrNone(user.pw_dir) && IsPathOrNone(user.pw_shell) &&
+           zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid);
+}
+
+std::string Joined(std::initializer_list<std::string> fields) {
+    std::string line;
+    for (const std::string &field : fields)
+        line.append(line.empty() ? "" : ":").append(field);
+    return line;
+}
+
+std::string PasswdLine(const ZAFOUSER &user, const zafo::NewUserDefaults &defaults) {
+    const std::string home(TextOf(user.pw_dir));
+    const std::string shell(TextOf(user.pw_shell));
+    return Joined({user.szName, "x", std::to_string(user.pw_uid), std::to_string(user.pw_gid),
+                   zafo::GecosOf(TextOf(user.szFullname)),
+                   home.empty() ? defaults.home + '/' + user.szName : home,
+                   shell.empty() ? defaults.shell : shell});
+}
+
+std::string ShadowLine(const ZAFOUSER &user, const zafo::NewUserDefaults &defaults) {
+    const std::string_view hash = zafo::CryptHashIn(TextOf(user.szPasswd));
+    return Joined({user.szName, std::string(hash.empty() ? zafo::kLockedPassword : hash),
+                   std::to_string(zafo::Today()),
+                   user.blDisallowChangePasswd != 0 ? kNeverChanged : "0", defaults.most_days,
+                   defaults.warn_days, "", user.nExpire > 0 ? std::to_string(user.nExpire) : "",
+                   ""});
+}
+
+bool IsPrimaryGroup(const zafo::GroupEntry &group, uint32_t gid) {
+    return group.gid == gid &&
+           (group.name == kUsersGroup || zafo::OrdinaryNumbers::OfGroups().Hold(gid));
+}
+
+// Whether the account may be added to these files. 0, or a platform error code.
+int CheckPlace(const ZAFOUSER &user, const std::string &passwd) {
+    const auto taken = zafo::FindUser(passwd, [&](const zafo::PasswdEntry &other) {
+        return other.name == user.szName || other.uid == user.pw_uid;
+    });
+    if (taken || zafo::LineOf(passwd, user.szName)) return QLIB_ERR_BAD_ARGUMENT;
+    std::string groups;
+    if (const int error = zafo::ReadAccountFile(zafo::kGroupFile, &groups); error != 0) {
+        return error;
+    }
+    const auto primary = zafo::FindGroup(
+        groups, [&](const zafo::GroupEntry &group) { return IsPrimaryGroup(group, user.pw_gid); });
+    return primary ? 0 : QLIB_ERR_NO_SUCH_GROUP;
+}
+
+// What stands outside the system's files. What an earlier user of the name has left there is not
+// this one's.
+int StoreBeside(const ZAFOUSER &user) {
+    const std::string_view full_name = TextOf(user.szFullname);
+    const bool whole = zafo::GecosOf(full_name) == full_name;
+    int error = zafo::StoreAccountText(zafo::kMailSection, user.szName, TextOf(user.szMail));
+    if (error == 0) {
+        error = zafo::StoreAccountText(zafo::kFullNameSection, user.szName,
+                                       whole ? std::string_view() : full_name);
+    }
+    return error != 0 ? error : zafo::StoreSambaHashes({{user.szName, user.pw_uid, "", ""}});
+}
+
+// 0, or a platform error code.
+int Create(const ZAFOUSER &user) {
+    if (!CanBeMade(user)) return QLIB_ERR_BAD_ARGUMENT;
+    const zafo::NewUserDefaults defaults = zafo::ReadNewUserDefaults();
+    const zafo::AccountLock lock;
+    if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;
+    std::string passwd;
+    std::string shadow;
+    int error = zafo::ReadAccountFile(zafo::kPasswdFile, &passwd);
+    if (error == 0) error = zafo::ReadAccountFile(zafo::kShadowFile, &shadow);
+    if (error == 0) error = CheckPlace(user, passwd);
+    if (error == 0) error = StoreBeside(user);
+    if (error != 0) return error;
+    zafo::PutLine(&shadow, user.szName, ShadowLine(user, defaults));
+    zafo::PutLine(&passwd, user.szName, PasswdLine(user, defaults));
+    error = zafo::ReplaceWhole(zafo::kShadowFile, shadow);
+    return error != 0 ? error : zafo::ReplaceWhole(zafo::kPasswdFile, passwd);
+}
+
+}  // namespace
+
+int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult) {
+    if (nFlags != 0 || pUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return zafo::OutOfMemoryIs(-1, [=] {
+        const int error = Create(*pUser);
+        if (pResult != nullptr) {
+            ++(error == 0 ? pResult->nDone : pResult->nFailed);
+            if (error != 0) pResult->nError = error;
+        }
+        return error == 0 ? 0 : Fail(error);
+    });
+}
