@@ -67,6 +67,10 @@ class Payload {
         const auto size = static_cast<std::uint64_t>(status.st_size);
         if (size <= kSealBytes) Damaged("it is too short for a backup");
         size_ = size - kSealBytes;
+        std::array<std::uint8_t, kSealHead.size()> head{};
+        ReadAt(size_, head.data(), head.size());
+        if (head != kSealHead)
+            Damaged("it does not end with the seal of a backup: it is cut, or no backup");
     }
 
     // The next block; empty at the end.
@@ -86,13 +90,9 @@ class Payload {
     void CheckSeal() {
         while (!Next().empty()) {
         }
-        std::array<char, kSealBytes> seal{};
-        ReadAt(size_, seal.data(), seal.size());
-        if (std::memcmp(seal.data(), kSealHead.data(), kSealHead.size()) != 0)
-            Damaged("it does not end with the seal of a backup: it is cut, or no backup");
-        const Digest digest = digest_.Take();
-        if (std::memcmp(seal.data() + kSealHead.size(), digest.data(), digest.size()) != 0)
-            Damaged("its bytes are not those that were sealed");
+        Digest sealed{};
+        ReadAt(size_ + kSealHead.size(), sealed.data(), sealed.size());
+        if (sealed != digest_.Take()) Damaged("its bytes are not those that were sealed");
     }
 
     // A frame decides how much memory its reader needs (RFC 8878 section 3.1.1.1).

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/backup/manifest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/backup/sealed_archive.h"
+#include "tools/backup/problem.h"
+
+namespace {
+
+using namespace zafo::backup;
+using zafo::test::GoodManifest;
+
+TEST(BackupManifest, ComesBackAsItWas) {
+    EXPECT_EQ(ManifestFrom(ToJson(GoodManifest())), GoodManifest());
+}
+
+TEST(BackupManifest, KeepsOddTexts) {
+    Manifest manifest = GoodManifest();
+    manifest.suffix = "o=\"Müller \\2C Söhne\",c=\tDE";
+    manifest.entries = ~std::uint64_t{0};
+    manifest.slapd_version = "";
+    EXPECT_EQ(ManifestFrom(ToJson(manifest)), manifest);
+}
+
+TEST(BackupManifest, IsWrittenForATextThatIsNoUtf8) {
+    Manifest manifest = GoodManifest();
+    manifest.suffix = "o=M\xFCller";
+    EXPECT_EQ(ManifestFrom(ToJson(manifest)).suffix, "o=M\uFFFDller");
+}
+
+TEST(BackupManifest, MayHoldMoreThanIsKnown) {
+    std::string json = ToJson(GoodManifest());
+    json.insert(json.find('{') + 1, "\"remark\": [1, {\"x\": null}],");
+    EXPECT_EQ(ManifestFrom(json), GoodManifest());
+}
+
+struct Case {
+    const char *name;
+    const char *text;   // in the JSON of a good one…
+    const char *other;  // …this instead
+    const char *words;
+};
+
+void PrintTo(const Case &one, std::ostream *out) {
+    *out << one.name;
+}
+
+class DamagedManifest : public ::testing::TestWithParam<Case> {};
+
+TEST_P(DamagedManifest, IsRefused) {
+    std::string json = ToJson(GoodManifest());
+    const size_t at = json.find(GetParam().text);
+    ASSERT_NE(at, std::string::npos);
+    json.replace(at, std::string_view(GetParam().text).size(), GetParam().other);
+    try {
+        ManifestFrom(json);
+        FAIL() << "accepted: " << json;
+    } catch (const Problem &problem) {
+        EXPECT_EQ(problem.code, Exit::kDamaged);
+        EXPECT_THAT(problem.what(), testing::HasSubstr(GetParam().words));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Manifests, DamagedManifest,
+    ::testing::Values(
+        Case{"Cut", "]\n}", "]\n", "no JSON object"}, Case{"NoObject", "{", "[{", "no JSON object"},
+        Case{"TextBehind", "]\n}", "]\n}}", "no JSON object"},
+        Case{"FormatMissing", "\"format\"", "\"f\"", "\"format\" is missing"},
+        Case{"FormatZero", "\"format\": 1", "\"format\": 0", "\"format\" is 0"},
+        Case{"FormatText", "\"format\": 1", "\"format\": \"1\"", "\"format\" is no count"},
+        Case{"ProductMissing", "\"product_version\"", "\"p\"", "\"product_version\" is missing"},
+        Case{"TaskMissing", "\"task\"", "\"t\"", "\"task\" is missing"},
+        Case{"TaskEmpty", "\"task\": \"backup\"", "\"task\": \"\"", "\"task\" is empty"},
+        Case{"NumberMissing", "\"number\"", "\"n\"", "\"number\" is missing"},
+        Case{"NumberNegative", "\"number\": 7", "\"number\": -7", "\"number\" is no count"},
+        Case{"NumberBroken", "\"number\": 7", "\"number\": 7.5", "\"number\" is no count"},
+        Case{"NumberBeyondCounting", "\"number\": 7", "\"number\": 18446744073709551616",
+             "\"number\" is no count"},
+        Case{"CreatedMissing", "\"created\"", "\"c\"", "\"created\" is missing"},
+        Case{"SuffixMissing", "\"suffix\"", "\"s\"", "\"suffix\" is missing"},
+        Case{"SuffixNull", "\"suffix\": \"dc=example,dc=com\"", "\"suffix\": null",
+             "\"suffix\" is no text"},
+        Case{"SlapdMissing", "\"slapd_version\"", "\"s\"", "\"slapd_version\" is missing"},
+        Case{"EntriesMissing", "\"entries\"", "\"e\"", "\"entries\" is missing"},
+        Case{"EntriesTrue", "\"entries\": 3", "\"entries\": true", "\"entries\" is no count"},
+        Case{"BytesMissing", "\"ldif_bytes\"", "\"l\"", "\"ldif_bytes\" is missing"},
+        Case{"DigestMissing", "\"sha256\"", "\"s\"", "\"sha256\" is missing"},
+        Case{"DigestShort", "\"sha256\": \"", "\"sha256\": \"ab\", \"x\": \"",
+             "\"sha256\" is no SHA-256"},
+        Case{"DigestOfOtherLetters", "\"sha256\": \"", "\"sha256\": \"G",
+             "\"sha256\" is no SHA-256"},
+        Case{"ConfigMissing", "\"config\"", "\"c\"", "\"config\" is missing"},
+        Case{"ConfigText", "\"config\": [", "\"config\": 1, \"c\": [", "\"config\" is no list"},
+        Case{"ConfigOfNumbers", "\"config\": [", "\"config\": [1,", "something else than files"},
+        Case{"ConfigNameMissing", "\"name\"", "\"n\"", "\"name\" is missing"}),
+    [](const auto &one) { return one.param.name; });
+
+TEST(BackupManifest, OfANewerFormatIsRefusedAsSuch) {
+    try {
+        ManifestFrom(R"({"format": 2, "everything": "is different"})");
+        FAIL() << "nothing was thrown";
+    } catch (const Problem &problem) {
+        EXPECT_EQ(problem.code, Exit::kNewerFormat);
+    }
+}
+
+}  // namespace

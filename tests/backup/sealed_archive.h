@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Backup files of any content, right and wrong ones: made with libarchive and a seal, not by what is under test.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/core/unique_fd.h"
+#include "tools/backup/manifest.h"
+
+namespace zafo::test {
+
+struct Member {
+    std::string name;
+    std::string bytes;
+    bool is_link = false;  // to "/etc/passwd"
+};
+
+// The members as a tar in zstd, without a seal.
+std::string Packed(const std::vector<Member> &members, int level = 3);
+
+// The same bytes with the right seal behind them.
+std::string Sealed(std::string bytes);
+
+// The members of a small backup that is all right, in their order.
+std::vector<Member> GoodMembers();
+
+// What the manifest of those says; the members with another manifest.
+backup::Manifest GoodManifest();
+std::vector<Member> WithManifest(const backup::Manifest &manifest);
+Member &Named(std::vector<Member> &members, std::string_view name);
+
+// A regular file in memory.
+UniqueFd InMemory(std::string_view bytes);
+
+}  // namespace zafo::test
