@@ -173,8 +173,19 @@ bool Streams::ColorsOn(bool terminal) const {
 }
 
 void Streams::Message(std::string_view text) {
+    Passing("");
     fflush(stdout);  // so that messages stand where they belong when both go to one place
     WriteAll(real_error_.Get(), text);
+}
+
+void Streams::Passing(std::string_view line) {
+    if (!error_terminal_ || (line.empty() && !passing_)) return;
+    passing_ = !line.empty();
+    WriteAll(real_error_.Get(), fmt::format("\r\033[K{}", line));
+}
+
+void Streams::Event(std::string_view line) {
+    Message(fmt::format("{}\n", line));
 }
 
 void Streams::Note(std::string_view text) {

@@ -51,6 +51,11 @@ class Streams {
     void Verbose(int verbosity, std::string_view text);
     void Report(const Failure &failure);
 
+    // A line on a terminal that the next message or line takes the place of; "" takes it away.
+    void Passing(std::string_view line);
+    // A line for a program that watches, also beside the error object of JSON.
+    void Event(std::string_view line);
+
     // A question on the terminal and the line that answers it; CanAsk first.
     bool CanAsk() const;
     std::string Ask(std::string_view question, bool echo);
@@ -60,6 +65,7 @@ class Streams {
     void ForgetToolWords();
 
     bool OutIsTerminal() const { return out_terminal_; }
+    bool ErrorIsTerminal() const { return error_terminal_; }
     bool ColorsOut() const { return ColorsOn(out_terminal_); }
     int Columns() const;  // of the terminal; 0: no terminal
     const Globals &Options() const { return globals_; }
@@ -73,6 +79,7 @@ class Streams {
     UniqueFd tool_words_;
     bool out_terminal_;
     bool error_terminal_;
+    bool passing_ = false;
 };
 
 // Interruption by Ctrl-C: the first one ends the work at the next entry or question, the second

@@ -31,9 +31,12 @@ constexpr Row kRows[] = {
     {"id-pool-uid", CheckUidPool},
     {"id-pool-gid", CheckGidPool},
     {"writers", CheckWriters},
+    {"backup-destination", CheckBackupDestination},
+    {"backup-schedule", CheckBackupSchedule},
+    {"backup-last", CheckLastBackup},
 };
 
-constexpr int kWidth = 18;
+constexpr int kWidth = 19;
 const StepWords kWords = {.step = {"id", "ID"},
                           .result = {"severity", "SEVERITY"},
                           .detail = {"cause", "CAUSE"},

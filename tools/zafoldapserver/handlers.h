@@ -17,6 +17,14 @@ int ResetServer(Session &session);
 int ShowAccessRules(Session &session);
 int ShowConfiguration(Session &session);
 
+int BackUpNow(Session &session);
+int ListBackups(Session &session);
+int VerifyBackup(Session &session);
+int ShowBackupConfig(Session &session);
+int SetBackupConfig(Session &session);
+int RestoreBackup(Session &session);
+int ShowProgress(Session &session);
+
 int SetAutomount(Session &session);
 int ShowAutomount(Session &session);
 

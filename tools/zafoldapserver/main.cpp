@@ -3,7 +3,17 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/program.h"
 
+#include <string_view>
+
+namespace {
+
+// The command's name where the appliance's schedules have it: "zafoldapserver --backup now".
+char g_backup[] = "backup";
+
+}  // namespace
+
 int main(int argc, char **argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "--backup") argv[1] = g_backup;
     return zafo::cli::RunProgram(zafo::cli::Zafoldapserver(), zafo::cli::ZafoldapserverHandler,
                                  argc, argv);
 }

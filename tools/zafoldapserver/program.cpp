@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/program.h"
 
+#include "tools/zafoldapserver/backup_program.h"
+
 #include <algorithm>
 
 namespace zafo::cli {
@@ -143,7 +145,9 @@ Command CheckCommand() {
             "authority that is trusted here), certificate-names (for this host and localhost), "
             "certificate-end and authority-end (a warning 30 days before), database-space (a "
             "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
-            "free), writers (one server only takes changes).\n\n"
+            "free), writers (one server only takes changes), backup-destination (can be written), "
+            "backup-schedule (as set, in the scheduler too), backup-last (the newest one is "
+            "whole, not older than two periods, and the last run did not fail).\n\n"
             "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids stay the "
             "same. "
             "The exit code is 1 when there is an error.",
@@ -197,6 +201,11 @@ std::vector<Topic> Topics() {
          "asked for twice on the terminal, or read from --password-stdin (one line) or "
          "--password-file (which group and others must not be able to read), or made by "
          "--random-password."},
+        {"BACKUPS",
+         "zafoldapserver backup config set says where and when, zafoldapserver check says whether "
+         "they are made, and zafoldapserver restore puts one back. A backup is a tar archive, "
+         "compressed by zstd, of LDIF (slapadd(8)) and configuration, with digests of both; tar "
+         "--zstd reads it. It holds password hashes: keep it where only root can read."},
         {"LOG",
          "Every change is one line in the system log: who, what, and the result; never a "
          "password."},
@@ -223,6 +232,9 @@ const Program &Zafoldapserver() {
                       {"reset", "delete the directory"},
                       {"acl", "access rules"},
                       {"config", "configuration"},
+                      {"backup", "backups of the directory"},
+                      {"restore", "put a backup in place of the directory"},
+                      {"progress", "what a backup or restore is doing"},
                       {"automount", "where home folders are"},
                       {"check", "the server's health"},
                       {"completion", "completion scripts for shells"}},
@@ -234,6 +246,10 @@ const Program &Zafoldapserver() {
                        "The configuration, made from its template in /usr/zafo/etc.defaults."},
                       {"/usr/zafo/etc/openldap/slapd-acls.conf", "The access rules."},
                       {"/usr/zafo/etc/openldap/data", "The database."},
+                      {"/usr/zafo/etc/ldapbackup.conf", "Where and when backups are made."},
+                      {"/etc/cron.d/zafo", "The schedule, as cron has it."},
+                      {"/var/log/zafoldap.progress",
+                       "What a backup or restore is doing, or has done last."},
                       {"/usr/zafo/etc/service/ldap-server.conf",
                        "Settings of the service, such as \"listen\" with the URLs to answer on "
                        "(default: ldap:/// ldaps:///)."},
@@ -242,7 +258,8 @@ const Program &Zafoldapserver() {
                       {"/usr/zafo/etc/private/ldapbrowser.conf",
                        "The saved connections; \"root\" is this server."}},
             .variables = {{"NO_COLOR", "Not empty: no colours (see --color)."}}};
-        for (auto commands : {ServiceCommands(), ShowCommands(), AutomountCommands()}) {
+        for (auto commands :
+             {ServiceCommands(), ShowCommands(), BackupCommands(), AutomountCommands()}) {
             for (Command &command : commands)
                 program.commands.push_back(std::move(command));
         }

@@ -3,6 +3,7 @@
 // reset: the one command that deletes accounts by the thousand.
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
@@ -20,10 +21,6 @@
 namespace zafo::cli {
 
 namespace {
-
-std::string Counted(std::uint64_t number, std::string_view noun) {
-    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-}
 
 std::string InWords(const LocalServer &server, const std::optional<DatabaseCensus> &census) {
     const std::string accounts =

@@ -38,6 +38,10 @@ CheckStep CheckUidPool(CheckedServer &checked);
 CheckStep CheckGidPool(CheckedServer &checked);
 CheckStep CheckWriters(CheckedServer &checked);
 
+CheckStep CheckBackupDestination(CheckedServer &checked);
+CheckStep CheckBackupSchedule(CheckedServer &checked);
+CheckStep CheckLastBackup(CheckedServer &checked);
+
 // The judgements behind them, on numbers alone.
 CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
 CheckStep JudgePool(const NumberCensus &numbers, std::string_view which);

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// backup now, backup list, backup verify.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/listing.h"
+#include "tools/zafoldapserver/backup_reading.h"
+#include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/job_run.h"
+#include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/server_lock.h"
+
+#include "tools/backup/problem.h"
+#include "tools/zafoldapbackup/destination.h"
+
+#include "zafoldap/backup.h"
+#include "zafoldap/server.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+
+namespace zafo::cli {
+
+namespace {
+
+const Fields kMadeFields = {{"file", "FILE"},     {"entries", "ENTRIES"}, {"users", "USERS"},
+                            {"groups", "GROUPS"}, {"bytes", "SIZE"},      {"seconds", "SECONDS"}};
+
+const Fields kListFields = {
+    {"number", "NUMBER"}, {"written", "WRITTEN"}, {"bytes", "SIZE"}, {"file", "FILE"}};
+
+const Fields kVerifyFields = {{"file", "FILE"},           {"created", "CREATED"},
+                              {"suffix", "SUFFIX"},       {"entries", "ENTRIES"},
+                              {"users", "USERS"},         {"groups", "GROUPS"},
+                              {"bytes", "SIZE"},          {"ldif_bytes", "AS LDIF"},
+                              {"slapd_version", "SLAPD"}, {"product_version", "PRODUCT"}};
+
+void NeedDatabase() {
+    NeedServer();
+    if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure("server_not_set_up", {});
+}
+
+// The folder's room is looked at by the program itself; a dry run has only this look.
+int WouldBackUp(Session &session, const BackupSettings &settings) {
+    NeedDestination(settings);
+    const auto found = FoundBackups(settings);
+    try {
+        backup::CheckSpace(settings.folder, found);
+    } catch (const backup::Problem &problem) {
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(problem.code),
+                            problem.what());
+    }
+    const auto kept = static_cast<size_t>(settings.keep);
+    const size_t removed = found.size() + 1 > kept ? found.size() + 1 - kept : 0;
+    if (session.Options().form == Form::kJson) {
+        session.document.Whole(
+            {{"would", {{"folder", settings.folder}, {"would_remove", removed}}}});
+    }
+    session.streams.Note(fmt::format("dry run: would back up into {} and remove {}",
+                                     OneLine(settings.folder), Counted(removed, "old backup")));
+    return 0;
+}
+
+// The newest backup, which is the one just made unless somebody has made another since.
+Json Made(Session &session, const BackupSettings &settings, double seconds) {
+    const auto found = FoundBackups(settings);
+    if (found.empty()) throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+    const WholeBackup whole = ReadWholeBackup(found.front().path);
+    return {{"file", whole.path},
+            {"entries", whole.manifest.entries},
+            {"users", whole.census.users},
+            {"groups", whole.census.groups},
+            {"bytes", SizeFor(session, whole.bytes)},
+            {"seconds", Json::parse(fmt::format("{:.1f}", seconds))}};
+}
+
+Json Row(Session &session, const backup::FoundBackup &found) {
+    return {{"number", found.number},
+            {"written", MomentFor(session, found.written)},
+            {"bytes", SizeFor(session, found.bytes)},
+            {"file", found.path}};
+}
+
+}  // namespace
+
+int BackUpNow(Session &session) {
+    NeedRoot(session);
+    NeedDatabase();
+    const BackupSettings settings = ReadBackupSettings();
+    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+    if (session.Options().dry_run) return WouldBackUp(session, settings);
+    const auto began = std::chrono::steady_clock::now();
+    LoggedChange(
+        [&] {
+            const JobOutcome outcome = RunJob(session, ZAFOLDAPServerBackup);
+            if (outcome.result != 0) throw BackupFailure(outcome, session.streams.ToolWords());
+        },
+        [&](const std::string &result) {
+            LogChange("backup now", "service=ldap-server",
+                      fmt::format("folder=\"{}\"", OneLine(settings.folder)), result);
+        });
+    const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - began;
+    PrintRecord(session.streams, session.document, kMadeFields,
+                Made(session, settings, lasted.count()));
+    return 0;
+}
+
+int ListBackups(Session &session) {
+    NeedRoot(session);
+    const BackupSettings settings = ReadBackupSettings();
+    std::vector<Json> rows;
+    for (const backup::FoundBackup &found : FoundBackups(settings))
+        rows.push_back(Row(session, found));
+    PrintList(session.streams, session.document, kListFields, rows);
+    if (rows.empty())
+        session.streams.Note(
+            fmt::format("there is no backup in {}; zafoldapserver backup now "
+                        "makes one",
+                        OneLine(settings.folder)));
+    return 0;
+}
+
+int VerifyBackup(Session &session) {
+    NeedRoot(session);
+    const WholeBackup whole = ReadWholeBackup(session.Argument("FILE"));
+    const backup::Manifest &manifest = whole.manifest;
+    PrintRecord(session.streams, session.document, kVerifyFields,
+                {{"file", whole.path},
+                 {"created", MomentFor(session, whole.created)},
+                 {"suffix", manifest.suffix},
+                 {"entries", manifest.entries},
+                 {"users", whole.census.users},
+                 {"groups", whole.census.groups},
+                 {"bytes", SizeFor(session, whole.bytes)},
+                 {"ldif_bytes", SizeFor(session, manifest.ldif_bytes)},
+                 {"slapd_version", manifest.slapd_version},
+                 {"product_version", manifest.product_version}});
+    session.streams.Note("the backup is whole: every byte was read and is as it was written");
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// backup config show, backup config set.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/listing.h"
+#include "tools/zafoldapserver/backup_reading.h"
+#include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/server_lock.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+namespace zafo::cli {
+
+namespace {
+
+const Fields kFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
+                        {"next_run", "NEXT RUN"}, {"share", "SHARE"},
+                        {"dir", "FOLDER"},        {"destination", "DESTINATION"},
+                        {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
+
+Json TextOrNull(const std::string &text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+std::string_view Name(Registration registration) {
+    constexpr std::string_view kNames[] = {"as set", "lacks the schedule",
+                                           "has a schedule that is off", "has another schedule",
+                                           "cannot be asked"};
+    return kNames[static_cast<int>(registration)];
+}
+
+Json NextRunFor(const Session &session, const BackupSettings &settings) {
+    const std::time_t now = std::time(nullptr);
+    const auto next = settings.enabled ? NextRun(settings.schedule, now) : std::nullopt;
+    if (!next) return {};
+    return session.Options().form == Form::kTable ? MomentInWords(*next, now) : UtcText(*next);
+}
+
+Json RecordOf(const Session &session, const BackupSettings &settings) {
+    const std::string fault = FaultOfDestination(settings);
+    return {{"enabled", settings.enabled},
+            {"schedule", ScheduleInWords(settings.schedule)},
+            {"next_run", NextRunFor(session, settings)},
+            {"share", TextOrNull(settings.share)},
+            {"dir", TextOrNull(settings.folder)},
+            {"destination", fault.empty() ? "usable" : fault},
+            {"keep", settings.keep},
+            {"scheduler", Name(RegistrationOf(settings))}};
+}
+
+void Show(Session &session) {
+    PrintRecord(session.streams, session.document, kFields,
+                RecordOf(session, ReadBackupSettings()));
+}
+
+bool TakeDestination(Session &session, BackupSettings &settings) {
+    const std::string *share = session.invocation.Find("share");
+    const std::string *folder = session.invocation.Find("dir");
+    if (share != nullptr && folder != nullptr)
+        RefuseUsage(session, "--share and --dir exclude each other");
+    if ((share != nullptr && share->empty()) || (folder != nullptr && folder->empty()))
+        RefuseUsage(session, "the destination is empty");
+    if (share != nullptr) settings.share = *share;
+    if (folder != nullptr) {
+        settings.share.clear();
+        settings.folder = *folder;
+    }
+    return share != nullptr || folder != nullptr;
+}
+
+bool TakeSchedule(Session &session, BackupSettings &settings) {
+    const std::string *words = session.invocation.Find("schedule");
+    if (words == nullptr) return false;
+    settings.enabled = *words != "off";
+    if (!settings.enabled) return true;
+    const ScheduleReading reading = ReadSchedule(*words);
+    if (!reading.numbers)
+        RefuseUsage(session, fmt::format("--schedule cannot be \"{}\": {}", OneLine(*words),
+                                         reading.reason));
+    settings.schedule = *reading.numbers;
+    return true;
+}
+
+bool TakeKeep(Session &session, BackupSettings &settings) {
+    const std::optional<int> keep = session.invocation.Number("keep");
+    if (!keep) return false;
+    if (*keep == 0) RefuseUsage(session, "--keep needs a number of at least 1");
+    settings.keep = *keep;
+    return true;
+}
+
+struct Change {
+    BackupSettings before = {};
+    BackupSettings after = {};
+    bool destination = false;
+    bool schedule = false;
+};
+
+// To the schedule that was; the first failure is the one to tell.
+void GoBack(const Change &change) {
+    BackupSettings settings = change.after;
+    settings.enabled = change.before.enabled;
+    settings.schedule = change.before.schedule;
+    try {
+        WriteBackupSettings(settings, /*with_destination=*/false);
+        Register(settings.enabled);
+    } catch (const Failure &) {
+    }
+}
+
+// The scheduler is told first what no longer runs and last what runs from now on: whoever is
+// interrupted in between has a schedule that does not run, which the check tells, and never one
+// that nobody set.
+void Apply(const Change &change) {
+    if (change.schedule && !change.after.enabled) Register(false);
+    try {
+        WriteBackupSettings(change.after, change.destination);
+        if (change.after.enabled && change.schedule) Register(true);
+    } catch (const Failure &) {
+        if (change.schedule) GoBack(change);
+        throw;
+    }
+}
+
+std::string InWords(const Change &change) {
+    return fmt::format("enabled={} schedule=\"{}\" share=\"{}\" folder=\"{}\" keep={}",
+                       change.after.enabled ? "yes" : "no", ScheduleInWords(change.after.schedule),
+                       OneLine(change.after.share), OneLine(change.after.folder),
+                       change.after.keep);
+}
+
+}  // namespace
+
+int ShowBackupConfig(Session &session) {
+    NeedRoot(session);
+    Show(session);
+    return 0;
+}
+
+int SetBackupConfig(Session &session) {
+    NeedRoot(session);
+    BackupSettings asked{};
+    const bool destination = TakeDestination(session, asked);
+    const bool schedule = TakeSchedule(session, asked);
+    const bool keep = TakeKeep(session, asked);
+    if (!destination && !schedule && !keep)
+        throw OwnFailure("nothing_to_change", {.subject = "zafoldapserver backup config set"});
+    const ServerLock lock;
+    Change change{.before = ReadBackupSettings(), .destination = destination, .schedule = schedule};
+    change.after = change.before;
+    TakeDestination(session, change.after);
+    TakeSchedule(session, change.after);
+    TakeKeep(session, change.after);
+    if (destination || (schedule && change.after.enabled))
+        NeedDestination(ResolvedDestination(change.after));
+    if (session.Options().dry_run) {
+        if (session.Options().form == Form::kJson)
+            session.document.Whole({{"would_set", InWords(change)}});
+        session.streams.Note("dry run: would set " + InWords(change));
+        return 0;
+    }
+    LoggedChange([&] { Apply(change); },
+                 [&](const std::string &result) {
+                     LogChange("backup config set", "service=ldap-server", InWords(change), result);
+                 });
+    Show(session);
+    return 0;
+}
+
+}  // namespace zafo::cli

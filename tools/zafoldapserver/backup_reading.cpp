@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/backup_reading.h"
+
+#include "tools/backup/archive_reader.h"
+#include "tools/backup/problem.h"
+#include "tools/zafoldapserver/job_run.h"
+#include "tools/zafoldapserver/local_server.h"
+
+#include <sys/stat.h>
+
+#include <fmt/format.h>
+
+#include <array>
+
+namespace zafo::cli {
+
+namespace {
+
+// Hands the lines of a text on that comes in blocks.
+class LineCutter {
+  public:
+    explicit LineCutter(CensusTaker &taker) : taker_(taker) {}
+
+    void Take(std::string_view block) {
+        for (size_t end = 0; (end = block.find('\n')) != std::string_view::npos;) {
+            begun_ += block.substr(0, end);
+            taker_.Line(begun_);
+            begun_.clear();
+            block.remove_prefix(end + 1);
+        }
+        begun_ += block;
+    }
+
+  private:
+    CensusTaker &taker_;
+    std::string begun_;
+};
+
+std::optional<std::time_t> TimeIn(const std::string &text) {
+    std::tm utc{};
+    const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return end != nullptr && *end == '\0' ? std::optional(timegm(&utc)) : std::nullopt;
+}
+
+}  // namespace
+
+WholeBackup ReadWholeBackup(const std::string &path) {
+    try {
+        const zafo::UniqueFd file = backup::OpenBackup(path);
+        CensusTaker taker;
+        LineCutter lines(taker);
+        backup::Contents contents = backup::ReadArchive(
+            file.Get(), path, [&](std::string_view block) { lines.Take(block); });
+        struct stat status {};
+        fstat(file.Get(), &status);
+        return {.path = path,
+                .bytes = static_cast<std::uint64_t>(status.st_size),
+                .created = TimeIn(contents.manifest.created),
+                .manifest = std::move(contents.manifest),
+                .census = taker.Finish()};
+    } catch (const backup::Problem &problem) {
+        Failure failure =
+            FailureOfExit(backup::Operation::kRestore, static_cast<int>(problem.code), {});
+        failure.detail = problem.what();
+        throw failure;
+    }
+}
+
+std::string ContentInWords(const WholeBackup &whole) {
+    return fmt::format("{} {} with {} and {}", whole.manifest.entries,
+                       whole.manifest.entries == 1 ? "entry" : "entries",
+                       Counted(whole.census.users, "user"), Counted(whole.census.groups, "group"));
+}
+
+std::vector<backup::FoundBackup> FoundBackups(const BackupSettings &settings) {
+    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+    if (settings.folder.empty()) NeedDestination(settings);
+    try {
+        return backup::BackupsIn(settings.folder, kBackupPrefix);
+    } catch (const backup::Problem &problem) {
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(problem.code),
+                            problem.what());
+    }
+}
+
+std::string Counted(std::uint64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+Json SizeFor(const Session &session, unsigned long long bytes) {
+    return session.Options().form == Form::kTable ? Json(SizeInWords(bytes)) : Json(bytes);
+}
+
+std::string UtcText(std::time_t when) {
+    std::tm utc{};
+    gmtime_r(&when, &utc);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text.data();
+}
+
+Json MomentFor(const Session &session, std::optional<std::time_t> when) {
+    if (!when) return {};
+    return session.Options().form == Form::kTable ? TimeText(*when) : UtcText(*when);
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/backup_settings.h"
+
+#include "tools/backup/problem.h"
+#include "tools/zafoldapbackup/destination.h"
+
+#include "platform/error.h"
+#include "platform/schedule.h"
+#include "platform/share.h"
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+namespace zafo::cli {
+
+namespace {
+
+// As the library has it.
+constexpr size_t kLongestSharePath = 558;
+constexpr const char *kSettingsFile = "/usr/zafo/etc/ldapbackup.conf";
+
+// The library's record of the settings.
+class Record {
+  public:
+    Record() = default;
+    ~Record() { ZAFOLDAPBackupConfigFree(&config); }
+    Record(const Record &) = delete;
+    Record &operator=(const Record &) = delete;
+
+    ZAFOLDAP_BACKUP_CONFIG config{};
+};
+
+std::string ReasonOfPlatform() {
+    switch (QLIBCErrGet()) {
+        case QLIB_ERR_OPEN_FAILED:
+            return "it cannot be opened";
+        case QLIB_ERR_WRITE_FAILED:
+            return "it cannot be written; the disk may be full";
+        case QLIB_ERR_BAD_FORMAT:
+            return "it is damaged, and the system log names the line";
+        case QLIB_ERR_BAD_ARGUMENT:
+            return "it holds a schedule that says no time";
+        default:
+            return "the system log has the reason";
+    }
+}
+
+[[noreturn]] void ThrowSettings() {
+    if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+    if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
+    throw OwnFailure("backup_settings_failed",
+                     {.subject = kSettingsFile, .reason = ReasonOfPlatform()});
+}
+
+void ForgetErrors() {
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+}
+
+}  // namespace
+
+BackupSettings ReadBackupSettings() {
+    Record record;
+    ForgetErrors();
+    if (ZAFOLDAPBackupConfigGet(&record.config, nullptr) != 0) ThrowSettings();
+    const ZAFOLDAP_BACKUP_CONFIG &config = record.config;
+    BackupSettings settings{.enabled = config.blEnabled != 0, .keep = config.nMaxFile};
+    if (config.szDestShare != nullptr) settings.share = config.szDestShare;
+    if (config.szDestDir != nullptr) settings.folder = config.szDestDir;
+    std::ranges::copy(config.schedule.rgField, settings.schedule.begin());
+    return settings;
+}
+
+void WriteBackupSettings(const BackupSettings &settings, bool with_destination) {
+    ZAFOLDAP_BACKUP_CONFIG config{};
+    if (with_destination && !settings.share.empty()) {
+        config.szDestShare = settings.share.c_str();
+    } else if (with_destination && !settings.folder.empty()) {
+        config.szDestDir = settings.folder.c_str();
+    }
+    config.blEnabled = settings.enabled ? 1 : 0;
+    config.nMaxFile = settings.keep;
+    std::ranges::copy(settings.schedule, config.schedule.rgField);
+    ForgetErrors();
+    if (ZAFOLDAPBackupConfigSet(&config) != 0) ThrowSettings();
+}
+
+BackupSettings ResolvedDestination(BackupSettings settings) {
+    if (settings.share.empty()) return settings;
+    std::array<char, kLongestSharePath> path{};
+    const bool found = ZAFOSharePathGet(settings.share.c_str(), path.data(), path.size()) == 0;
+    settings.folder = found ? path.data() : "";
+    return settings;
+}
+
+std::string FaultOfDestination(const BackupSettings &settings) {
+    if (!settings.HasDestination()) return "none is set";
+    if (settings.folder.empty())
+        return fmt::format("there is no shared folder \"{}\"", settings.share);
+    try {
+        backup::CheckDestination(settings.folder);
+        return {};
+    } catch (const backup::Problem &problem) {
+        return problem.what();
+    }
+}
+
+void NeedDestination(const BackupSettings &settings) {
+    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+    const std::string fault = FaultOfDestination(settings);
+    if (fault.empty()) return;
+    Failure failure = LibraryFailure(ZAFOLDAP_ERR_INVALID_SHARE, 0, {}, {});
+    failure.message += ": " + fault;
+    throw failure;
+}
+
+Registration RegistrationOf(const BackupSettings &settings) {
+    ZAFOSCHEDULE schedule{};
+    QLIBCErrSet(QLIB_ERR_NONE);
+    if (ZAFOScheduleGet(kBackupCommand, &schedule) == 0) {
+        const bool runs = schedule.rgField[0] != ZAFO_SCHEDULE_NEVER;
+        if (!settings.enabled) return runs ? Registration::kLeftOver : Registration::kAsSet;
+        return std::ranges::equal(schedule.rgField, settings.schedule) ? Registration::kAsSet
+                                                                       : Registration::kOtherwise;
+    }
+    switch (QLIBCErrGet()) {
+        case QLIB_ERR_SECTION_NOT_FOUND:
+            return settings.enabled ? Registration::kMissing : Registration::kAsSet;
+        case QLIB_ERR_BAD_FORMAT:
+            return settings.enabled ? Registration::kOtherwise : Registration::kLeftOver;
+        default:
+            return Registration::kUnreadable;
+    }
+}
+
+void Register(bool enable) {
+    ForgetErrors();
+    if (ZAFOLDAPServerBackupSchedule(enable ? 1 : 0) == 0) return;
+    if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+    const bool opening = QLIBCErrGet() == QLIB_ERR_OPEN_FAILED;
+    throw OwnFailure("schedule_failed",
+                     {.subject = "/etc/cron.d/zafo",
+                      .reason = opening ? "there is no cron here, or the file cannot be opened"
+                                        : ReasonOfPlatform()});
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The settings of the server's backups, and whether the scheduler agrees with them.
+#pragma once
+
+#include "tools/cli/failure.h"
+#include "tools/zafoldapserver/schedule_words.h"
+
+#include <string>
+#include <string_view>
+
+namespace zafo::cli {
+
+// What the scheduler runs (zafoldap/backup.h).
+constexpr const char *kBackupCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
+constexpr std::string_view kBackupPrefix = "zafoldap";
+
+struct BackupSettings {
+    bool enabled = false;
+    std::string share = {};
+    std::string folder = {};  // empty: none is set, or the share has none
+    ScheduleNumbers schedule = {};
+    int keep = 10;
+
+    bool HasDestination() const { return !share.empty() || !folder.empty(); }
+};
+
+// Throws Failure, also when the settings are damaged.
+BackupSettings ReadBackupSettings();
+
+// Stores them. The destination is written and checked only when `with_destination`: one that
+// is away now must not keep the schedule from being switched off. Throws Failure.
+void WriteBackupSettings(const BackupSettings &settings, bool with_destination);
+
+// The settings with the folder that their share has now, if they name one.
+BackupSettings ResolvedDestination(BackupSettings settings);
+
+// Why backups cannot be written there; empty: they can.
+std::string FaultOfDestination(const BackupSettings &settings);
+
+// Throws Failure ("backup_no_destination", or the library's refusal of a destination).
+void NeedDestination(const BackupSettings &settings);
+
+// Whether the scheduler runs backups as the settings say.
+enum class Registration { kAsSet, kMissing, kLeftOver, kOtherwise, kUnreadable };
+
+Registration RegistrationOf(const BackupSettings &settings);
+
+// Registers or removes the schedule that the settings have. Throws Failure ("schedule_failed").
+void Register(bool enable);
+
+}  // namespace zafo::cli

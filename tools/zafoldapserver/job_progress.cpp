@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/job_progress.h"
+
+#include "tools/cli/display_text.h"
+
+#include "platform/error.h"
+#include "zafoldap/backup.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+class Record {
+  public:
+    Record() = default;
+    ~Record() { ZAFOLDAPServerProgressFree(&progress); }
+    Record(const Record &) = delete;
+    Record &operator=(const Record &) = delete;
+
+    ZAFOLDAP_PROGRESS progress{};
+};
+
+std::string Text(const char *text) {
+    return text == nullptr ? std::string() : OneLine(text);
+}
+
+std::string InWords(const JobProgress &progress) {
+    return fmt::format("[{}/{}] {}", progress.stage, progress.total, progress.action);
+}
+
+std::string AsEvent(const JobProgress &progress) {
+    return JsonText({{"event", "progress"},
+                     {"operation", progress.operation},
+                     {"stage", progress.stage},
+                     {"total", progress.total},
+                     {"action", progress.action}});
+}
+
+}  // namespace
+
+std::string_view Name(JobState state) {
+    constexpr std::string_view kNames[] = {"running", "done", "failed", "killed"};
+    return kNames[static_cast<int>(state)];
+}
+
+JobState JobProgress::State() const {
+    if (running) return JobState::kRunning;
+    if (status != 0) return JobState::kFailed;
+    return stage >= total ? JobState::kDone : JobState::kLost;
+}
+
+std::optional<JobProgress> ReadProgress() {
+    Record record;
+    switch (ZAFOLDAPServerProgressGet(&record.progress)) {
+        case 0:
+            return std::nullopt;
+        case 1:
+            break;
+        default:
+            if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
+            throw OwnFailure("progress_unreadable", {.subject = "/var/log/zafoldap.progress"});
+    }
+    const ZAFOLDAP_PROGRESS &progress = record.progress;
+    return JobProgress{.running = progress.blRunning != 0,
+                       .operation = Text(progress.szOperation),
+                       .task = Text(progress.szTask),
+                       .action = Text(progress.szAction),
+                       .total = progress.nTotal,
+                       .stage = progress.nStage,
+                       .status = progress.nStatus,
+                       .pid = progress.nPid};
+}
+
+const Option &ProgressOption() {
+    static const Option kOption{
+        .name = "progress",
+        .value = "HOW",
+        .help =
+            "how progress is shown on standard error: auto (default: one line on a terminal, "
+            "elsewhere one for each stage), json (an object for every change), none",
+        .choices = {"auto", "json", "none"}};
+    return kOption;
+}
+
+ProgressDisplay::Manner ProgressDisplay::MannerOf(const Session &session) {
+    const std::string *how = session.invocation.Find("progress");
+    if (how != nullptr && *how == "json") return Manner::kEvents;
+    const bool unwanted = (how != nullptr && *how == "none") || session.Options().verbosity < 0 ||
+                          session.Options().form == Form::kJson;
+    if (unwanted) return Manner::kNone;
+    return session.streams.ErrorIsTerminal() ? Manner::kOneLine : Manner::kLines;
+}
+
+ProgressDisplay::ProgressDisplay(Session &session)
+    : streams_(session.streams), manner_(MannerOf(session)) {}
+
+ProgressDisplay::~ProgressDisplay() {
+    streams_.Passing("");
+}
+
+void ProgressDisplay::Show(const JobProgress &progress) {
+    if (progress.stage == 0 || progress == last_) return;
+    const bool same_stage = last_ && last_->stage == progress.stage && last_->pid == progress.pid;
+    const bool same_words = same_stage && last_->action == progress.action;
+    last_ = progress;
+    if (manner_ == Manner::kOneLine) streams_.Passing(Shortened(InWords(progress), 79));
+    if (manner_ == Manner::kLines && !same_stage) streams_.Note(InWords(progress));
+    if (manner_ == Manner::kEvents && !same_words) streams_.Event(AsEvent(progress));
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/job_run.h"
+
+#include "tools/zafoldapserver/job_progress.h"
+
+#include "platform/error.h"
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kSignal = 128;    // what a shell adds to a signal's number
+constexpr int kLookEvery = 50;  // milliseconds
+
+// What the last child of the calling process came to. The library keeps the backup program's exit
+// code to itself, and its progress may be that of another job: the signal tells both apart.
+volatile sig_atomic_t g_ran = 0;
+volatile sig_atomic_t g_exit_code = 0;
+
+extern "C" void OnChildEnded(int, siginfo_t *info, void *) {
+    g_ran = 1;
+    g_exit_code = info->si_code == CLD_EXITED ? info->si_status : kSignal + info->si_status;
+}
+
+extern "C" void OnInterruptOfJob(int) {}
+
+// The process that makes the call. Ctrl-C reaches the backup program beside it, whose end it
+// waits for; handlers, unlike ignored signals, are not handed on to programs.
+[[noreturn]] void MakeCall(const std::function<int()> &call, int teller) {
+    struct sigaction action {};
+    action.sa_handler = OnInterruptOfJob;
+    sigaction(SIGINT, &action, nullptr);
+    struct sigaction ended {};
+    ended.sa_sigaction = OnChildEnded;
+    ended.sa_flags = SA_SIGINFO | SA_RESTART | SA_NOCLDSTOP;
+    sigaction(SIGCHLD, &ended, nullptr);
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    JobOutcome outcome{.ended = true};
+    outcome.result = call();
+    outcome.library_code = ZAFOLDAPErrGet();
+    outcome.platform_code = QLIBCErrGet();
+    outcome.ran = g_ran != 0;
+    outcome.exit_code = g_exit_code;
+    const bool told = write(teller, &outcome, sizeof outcome) == sizeof outcome;
+    _exit(told ? 0 : 1);
+}
+
+std::vector<pid_t> ChildrenOf(pid_t pid) {
+    std::ifstream file(fmt::format("/proc/{}/task/{}/children", pid, pid));
+    std::vector<pid_t> children;
+    for (pid_t child = 0; file >> child;)
+        children.push_back(child);
+    return children;
+}
+
+// Waits a moment for the outcome; false: it is still to come.
+bool Take(int fd, JobOutcome *outcome) {
+    pollfd ready{.fd = fd, .events = POLLIN, .revents = 0};
+    if (poll(&ready, 1, kLookEvery) <= 0) return false;
+    JobOutcome told;
+    const ssize_t n = read(fd, &told, sizeof told);
+    if (n < 0 && errno == EINTR) return false;
+    if (n == sizeof told) *outcome = told;
+    return true;
+}
+
+std::array<UniqueFd, 2> MakePipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw OwnFailure("job_not_started", {.reason = strerror(errno)});
+    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+}
+
+// What the exit code adds to the message of its library error; a job that failed for any other
+// reason has told it in its own words.
+std::string Sentence(const Failure &failure, backup::Operation operation, int exit_code) {
+    if (exit_code > kSignal)
+        return fmt::format("{}: it was ended by signal {}", failure.message, exit_code - kSignal);
+    const bool told = exit_code == static_cast<int>(backup::Exit::kBusy) ||
+                      exit_code == static_cast<int>(backup::Exit::kSystem);
+    return told ? failure.message
+                : fmt::format("{}: {}", failure.message, backup::WordsFor(operation, exit_code));
+}
+
+int LibraryCodeOf(backup::Operation operation, int exit_code) {
+    if (operation == backup::Operation::kBackup) {
+        ZAFOLDAPErrReset();
+        ZAFOLDAPServerBackupSetError(exit_code);
+        return ZAFOLDAPErrGet();
+    }
+    switch (static_cast<backup::Exit>(exit_code)) {
+        case backup::Exit::kBadPlace:
+        case backup::Exit::kDamaged:
+        case backup::Exit::kNotOurs:
+            return ZAFOLDAP_ERR_INVALID_BACKUP_FILE;
+        case backup::Exit::kNewerFormat:
+            return ZAFOLDAP_ERR_PRODUCT_VERSION;
+        case backup::Exit::kOtherSlapd:
+            return ZAFOLDAP_ERR_PACKAGE_VERSION;
+        case backup::Exit::kDatabaseFull:
+            return ZAFOLDAP_ERR_DISK_FULL;
+        case backup::Exit::kRootFull:
+        case backup::Exit::kRootFullWhileWriting:
+            return ZAFOLDAP_ERR_ROOT_PARTITION_FULL;
+        default:
+            return ZAFOLDAP_ERR_SYSTEM;
+    }
+}
+
+// What both operations have in common; none: the backup program's exit code has the reason.
+std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view operation,
+                                    std::string_view tool_words) {
+    if (!outcome.ended)
+        return OwnFailure("job_lost", {.subject = std::string(operation)}, std::string(tool_words));
+    if (Interrupted()) return OwnFailure("interrupted", {}, std::string(tool_words));
+    if (outcome.ran) return std::nullopt;
+    if (outcome.library_code == 0 && outcome.platform_code == QLIB_ERR_NONE)
+        return OwnFailure("server_not_set_up", {});
+    if (outcome.platform_code == QLIB_ERR_OPEN_FAILED)
+        return OwnFailure("backup_program_missing", {.subject = "/usr/zafo/bin/zafoldapbackup"});
+    return LibraryFailure(outcome.library_code, outcome.platform_code, {}, tool_words);
+}
+
+}  // namespace
+
+JobOutcome RunJob(Session &session, const std::function<int()> &call) {
+    std::array<UniqueFd, 2> pipe = MakePipe();
+    session.streams.Flush();
+    session.streams.ForgetToolWords();
+    const pid_t pid = fork();
+    if (pid < 0) throw OwnFailure("job_not_started", {.reason = strerror(errno)});
+    if (pid == 0) MakeCall(call, pipe[1].Get());
+    pipe[1] = UniqueFd();
+    ProgressDisplay display(session);
+    JobOutcome outcome;
+    bool told = false;
+    while (!Take(pipe[0].Get(), &outcome)) {
+        const std::vector<pid_t> own = ChildrenOf(pid);
+        // Nobody may watch: progress that cannot be read is no reason to leave a job alone.
+        try {
+            const std::optional<JobProgress> progress = ReadProgress();
+            if (progress && std::ranges::count(own, progress->pid) > 0) display.Show(*progress);
+        } catch (const Failure &) {
+        }
+        if (!Interrupted() || told) continue;
+        told = true;
+        session.streams.Note("interrupted: tidying up");
+        for (const pid_t child : own)
+            kill(child, SIGTERM);
+    }
+    waitpid(pid, nullptr, 0);
+    return outcome;
+}
+
+Failure FailureOfExit(backup::Operation operation, int exit_code, std::string_view tool_words) {
+    Failure failure = LibraryFailure(LibraryCodeOf(operation, exit_code), 0, {}, tool_words);
+    failure.message = Sentence(failure, operation, exit_code);
+    return failure;
+}
+
+Failure BackupFailure(const JobOutcome &outcome, std::string_view tool_words) {
+    if (auto early = EarlyFailure(outcome, "backup", tool_words)) return *early;
+    return FailureOfExit(backup::Operation::kBackup, outcome.exit_code, tool_words);
+}
+
+Failure RestoreFailure(const JobOutcome &outcome, std::string_view tool_words) {
+    if (auto early = EarlyFailure(outcome, "restore", tool_words)) return *early;
+    Failure failure =
+        outcome.exit_code == static_cast<int>(backup::Exit::kBusy)
+            ? LibraryFailure(outcome.library_code, 0, {}, tool_words)
+            : FailureOfExit(backup::Operation::kRestore, outcome.exit_code, tool_words);
+    failure.message += "; the directory is as it was";
+    return failure;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// progress: what a backup or restore is doing, or has come to.
+#include "tools/cli/listing.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/job_progress.h"
+#include "tools/zafoldapserver/job_run.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <thread>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLookEvery{200};
+
+const Fields kFields = {{"operation", "OPERATION"}, {"task", "TASK"},     {"state", "STATE"},
+                        {"stage", "STAGE"},         {"total", "OF"},      {"action", "ACTION"},
+                        {"status", "EXIT CODE"},    {"reason", "REASON"}, {"pid", "PROCESS"}};
+
+backup::Operation OperationOf(const JobProgress &progress) {
+    return progress.IsRestore() ? backup::Operation::kRestore : backup::Operation::kBackup;
+}
+
+Json RecordOf(const JobProgress &progress) {
+    const bool failed = progress.State() == JobState::kFailed;
+    return {{"operation", progress.operation},
+            {"task", progress.task.empty() ? Json() : Json(progress.task)},
+            {"state", Name(progress.State())},
+            {"stage", progress.stage},
+            {"total", progress.total},
+            {"action", progress.action},
+            {"status", progress.status},
+            {"reason",
+             failed ? Json(backup::WordsFor(OperationOf(progress), progress.status)) : Json()},
+            {"pid", progress.running ? Json(progress.pid) : Json()}};
+}
+
+// Waits for the end of the job that runs; nothing when it has left no word.
+std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
+    ProgressDisplay display(session);
+    while (progress.running) {
+        display.Show(progress);
+        std::this_thread::sleep_for(kLookEvery);
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+        const std::optional<JobProgress> now = ReadProgress();
+        // The next job is another one.
+        if (!now || now->pid != progress.pid) return std::nullopt;
+        progress = *now;
+    }
+    return progress;
+}
+
+void ThrowUnlessDone(const JobProgress &progress) {
+    if (progress.State() == JobState::kDone) return;
+    if (progress.State() == JobState::kLost)
+        throw OwnFailure("job_lost", {.subject = progress.operation});
+    throw FailureOfExit(OperationOf(progress), progress.status, {});
+}
+
+int SayNothingRuns(Session &session) {
+    if (session.Options().form == Form::kJson) session.document.Whole(Json());
+    session.streams.Note("no backup or restore has been run here");
+    return 0;
+}
+
+}  // namespace
+
+int ShowProgress(Session &session) {
+    std::optional<JobProgress> progress = ReadProgress();
+    if (!progress) return SayNothingRuns(session);
+    if (session.invocation.Has("follow") && progress->running) {
+        const std::string operation = progress->operation;
+        progress = Follow(session, *progress);
+        // The library removes the word of a restore that failed.
+        if (!progress) throw OwnFailure("job_left_no_word", {.subject = operation});
+        ThrowUnlessDone(*progress);
+    }
+    PrintRecord(session.streams, session.document, kFields, RecordOf(*progress));
+    return 0;
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// restore: the directory as a backup has it, in place of the one that there is.
+#include "tools/backup/job_lock.h"
+#include "tools/backup/problem.h"
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/backup_reading.h"
+#include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/database_census.h"
+#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/job_run.h"
+#include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/server_lock.h"
+#include "tools/zafoldapserver/server_names.h"
+
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
+#include "zafoldap/server.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+namespace zafo::cli {
+
+namespace {
+
+// The newest backup that can be restored; what is newer and cannot is told.
+WholeBackup NewestWhole(Session &session) {
+    const BackupSettings settings = ReadBackupSettings();
+    for (const backup::FoundBackup &found : FoundBackups(settings)) {
+        try {
+            return ReadWholeBackup(found.path);
+        } catch (const Failure &failure) {
+            session.streams.Note(fmt::format("left out: {}", OneLine(failure.detail)));
+        }
+        if (Interrupted()) throw OwnFailure("interrupted", {});
+    }
+    throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+}
+
+WholeBackup ChosenBackup(Session &session) {
+    const std::string *file = session.invocation.Find("FILE");
+    const bool latest = session.invocation.Has("latest");
+    if ((file != nullptr) == latest)
+        RefuseUsage(session, latest ? "FILE and --latest exclude each other"
+                                    : "FILE is missing; --latest takes the newest backup");
+    if (latest) return NewestWhole(session);
+    return ReadWholeBackup(std::filesystem::absolute(*file).string());
+}
+
+void NeedSameSuffix(const LocalServer &server, const WholeBackup &whole) {
+    if (server.suffix.empty() || SameDn(server.suffix, whole.manifest.suffix)) return;
+    throw OwnFailure("backup_other_suffix",
+                     {.subject = OneLine(whole.manifest.suffix), .reason = OneLine(server.suffix)});
+}
+
+std::string WhatThereIs(const LocalServer &server) {
+    if (ZAFOLDAPServerDBIsEmpty() != 0) return "there is no directory here yet";
+    const auto census = TakeCensus();
+    const std::string accounts =
+        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
+               : "users and groups that cannot be counted";
+    return fmt::format("the directory {} with {} is replaced",
+                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
+                       accounts);
+}
+
+std::string BackupInWords(const WholeBackup &whole) {
+    return fmt::format("the backup {} of {}: {}", OneLine(whole.path),
+                       whole.created ? TimeText(*whole.created) : "an unknown time",
+                       ContentInWords(whole));
+}
+
+// The suffix is typed, so that nobody replaces the directory of the wrong machine.
+void Confirm(Session &session, const WholeBackup &whole, const std::string &replaced) {
+    Streams &streams = session.streams;
+    if (session.Options().yes) return;
+    const std::string restoring = "restoring " + BackupInWords(whole);
+    if (!streams.CanAsk())
+        throw OwnFailure("confirmation_needed", {.subject = restoring}, replaced);
+    const std::string suffix = OneLine(whole.manifest.suffix);
+    const std::string answer = streams.Ask(
+        fmt::format("{}.\n{}: what was changed since then is lost. The server stops for a moment.\n"
+                    "Type the suffix ({}) to go on: ",
+                    BackupInWords(whole), replaced, suffix),
+        /*echo=*/true);
+    if (!SameDn(answer, whole.manifest.suffix))
+        throw OwnFailure("suffix_not_typed", {.subject = restoring});
+}
+
+// The library would remove the progress of the job that runs.
+void NeedNoOtherJob() {
+    if (!backup::JobRuns()) return;
+    ZAFOLDAPErrReset();
+    ZAFOLDAPServerBackupSetError(static_cast<int>(backup::Exit::kBusy));
+    throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+}
+
+Json ResultOf(const WholeBackup &whole) {
+    return {{"file", whole.path},
+            {"created", whole.created ? Json(UtcText(*whole.created)) : Json()},
+            {"suffix", whole.manifest.suffix},
+            {"entries", whole.manifest.entries},
+            {"users", whole.census.users},
+            {"groups", whole.census.groups}};
+}
+
+int WouldRestore(Session &session, const WholeBackup &whole, const std::string &replaced) {
+    if (session.Options().form == Form::kJson)
+        session.document.Whole({{"would_restore", ResultOf(whole)}, {"replaced", replaced}});
+    session.streams.Note(
+        fmt::format("dry run: would restore {}\n{}", BackupInWords(whole), replaced));
+    return 0;
+}
+
+std::string_view StateAfter(const LocalServer &before) {
+    const LocalServer now = LookAtServer();
+    if (now.Running()) return "the server runs";
+    if (!before.SetUp()) return "zafoldapserver enable --suffix … starts the server";
+    return "the server is stopped, as it was; zafoldapserver start starts it";
+}
+
+}  // namespace
+
+int RestoreBackup(Session &session) {
+    NeedRoot(session);
+    const WholeBackup whole = ChosenBackup(session);
+    const LocalServer before = LookAtServer();
+    NeedSameSuffix(before, whole);
+    NeedNoOtherJob();
+    const std::string replaced = WhatThereIs(before);
+    if (session.Options().dry_run) return WouldRestore(session, whole, replaced);
+    Confirm(session, whole, replaced);
+    const ServerLock lock;
+    LoggedChange(
+        [&] {
+            const JobOutcome outcome =
+                RunJob(session, [&] { return ZAFOLDAPServerRestore(whole.path.c_str()); });
+            if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
+        },
+        [&](const std::string &result) {
+            LogChange("restore", "service=ldap-server",
+                      fmt::format("file=\"{}\" suffix=\"{}\" entries={}", OneLine(whole.path),
+                                  OneLine(whole.manifest.suffix), whole.manifest.entries),
+                      result);
+        });
+    if (session.Options().form == Form::kJson)
+        session.document.Whole({{"restored", ResultOf(whole)}});
+    session.streams.Note(fmt::format(
+        "restored {} of {} from {}\n{}", ContentInWords(whole), OneLine(whole.manifest.suffix),
+        whole.created ? TimeText(*whole.created) : "an unknown time", StateAfter(before)));
+    return 0;
+}
+
+}  // namespace zafo::cli
