@@ -53,6 +53,7 @@
 #include "zafoldap/ldif.h"
 #include "zafoldap/lock.h"
 #include "zafoldap/membership.h"
+#include "zafoldap/migrate.h"
 #include "zafoldap/modify.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/password.h"

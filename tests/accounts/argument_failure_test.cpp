@@ -510,6 +510,26 @@ const Functions &ChangingFunctions() {
     return kFunctions;
 }
 
+const Functions &MigratingFunctions() {
+    static const Functions kFunctions = [] {
+        const std::pair<const char *, int (*)(const ZAFOLDAP_HOST *)> kMigrations[] = {
+            {"ZAFOLDAPBrowserMigrateUserToLDAP", ZAFOLDAPBrowserMigrateUserToLDAP},
+            {"ZAFOLDAPBrowserMigrateGroupToLDAP", ZAFOLDAPBrowserMigrateGroupToLDAP},
+            {"ZAFOLDAPBrowserMigrateUserToLocal", ZAFOLDAPBrowserMigrateUserToLocal},
+            {"ZAFOLDAPBrowserMigrateGroupToLocal", ZAFOLDAPBrowserMigrateGroupToLocal}};
+        Functions functions;
+        for (const auto &[name, migrate] : kMigrations) {
+            functions.push_back(
+                {name,
+                 "ldap_browser_migrate",
+                 {HOST_CHECKS},
+                 [call = migrate](Arguments &a, Bad bad) { return call(a.Host(bad)); }});
+        }
+        return functions;
+    }();
+    return kFunctions;
+}
+
 }  // namespace
 
 Functions AllFunctions() {
@@ -517,7 +537,7 @@ Functions AllFunctions() {
     for (const auto *group :
          {&PasswordFunctions(), &SambaFunctions(), &SuggestFunctions(), &HomeFunctions(),
           &BrowserFunctions(), &ReadingFunctions(), &MembershipQuestions(), &MembershipChanges(),
-          &CreatingFunctions(), &ChangingFunctions()}) {
+          &CreatingFunctions(), &ChangingFunctions(), &MigratingFunctions()}) {
         all.insert(all.end(), group->begin(), group->end());
     }
     return all;
@@ -530,8 +550,9 @@ const std::set<std::string> &FunctionsWithoutChecks() {
 }
 
 const std::set<std::string> &CoveredHeaders() {
-    static const std::set<std::string> kHeaders = {"password", "samba",      "suggest", "home",
-                                                   "browser",  "membership", "user",    "group"};
+    static const std::set<std::string> kHeaders = {"password", "samba",   "suggest",
+                                                   "home",     "browser", "membership",
+                                                   "user",     "group",   "migrate"};
     return kHeaders;
 }
 

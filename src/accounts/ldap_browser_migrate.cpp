@@ -1,0 +1,424 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Copying all accounts between the appliance's local database and a directory. One that cannot
+// be copied is logged and passed over.
+#include <strings.h>
+#include <sys/random.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "core/list.h"
+#include "frame/guard.h"
+#include "frame/log.h"
+#include "platform/error.h"
+#include "platform/group.h"
+#include "platform/user.h"
+#include "zafoldap/browser.h"
+#include "zafoldap/debug.h"
+#include "zafoldap/group.h"
+#include "zafoldap/migrate.h"
+#include "zafoldap/object_class.h"
+#include "zafoldap/password.h"
+#include "zafoldap/result.h"
+#include "zafoldap/user.h"
+
+namespace {
+
+constexpr char kCryptScheme[] = "{crypt}";
+constexpr size_t kCryptSchemeLength = sizeof kCryptScheme - 1;
+constexpr size_t kPasswordSize = 1024;
+constexpr size_t kDescriptionSize = 1024;
+constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
+
+// --- Owners -------------------------------------------------------------------
+
+class User {
+  public:
+    User() = default;
+    User(const User &) = delete;
+    User &operator=(const User &) = delete;
+    ~User() { ZAFOUserFree(p); }
+
+    ZAFOUSER *p = nullptr;
+};
+
+class Group {
+  public:
+    Group() = default;
+    Group(const Group &) = delete;
+    Group &operator=(const Group &) = delete;
+    ~Group() { ZAFOGroupFree(p); }
+
+    ZAFOGROUP *p = nullptr;
+};
+
+class Entry {
+  public:
+    Entry() = default;
+    Entry(const Entry &) = delete;
+    Entry &operator=(const Entry &) = delete;
+    ~Entry() { ZAFOLDAPResultFree(&result); }
+
+    ZAFOLDAP_RESULT result{};
+};
+
+// A buffer that the platform grows.
+class Description {
+  public:
+    Description() = default;
+    Description(const Description &) = delete;
+    Description &operator=(const Description &) = delete;
+    ~Description() { std::free(sz); }
+
+    char *sz = nullptr;
+    size_t cb = 0;
+};
+
+struct FreeMultiResult {
+    void operator()(QLIBCMRESULT *p) const { QLIBCMResultFree(p); }
+};
+using MultiResult = std::unique_ptr<QLIBCMRESULT, FreeMultiResult>;
+
+// --- The common shape ---------------------------------------------------------
+
+// Whether there is room for a list of names.
+bool Make(std::unique_ptr<zafo::List> *pList) {
+    try {
+        *pList = std::make_unique<zafo::List>();
+        return true;
+    } catch (const std::bad_alloc &) {
+        ZAFO_LOG("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
+        return false;
+    }
+}
+
+enum class Outcome {
+    kSkipped,  // was logged
+    kCopied,   // or was tried to, as far as the log of the debug switch is concerned
+    kEnd,      // no other account can be copied either
+};
+
+// Tries each account of a list in turn. -1 when one of them ends the batch.
+template <class Copy>
+int ForEach(const zafo::List &accounts, const char *szKind, const Copy &copy) {
+    ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), szKind);
+    for (int i = 0; i < accounts.size(); ++i) {
+        ZAFO_DEBUG_LOG("Try to add %s %d: %s", szKind, i, accounts[i]);
+        const Outcome outcome = copy(accounts[i]);
+        if (outcome == Outcome::kEnd) return -1;
+        if (outcome == Outcome::kCopied) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
+    }
+    return 0;
+}
+
+bool HasSamba(const ZAFOLDAP_HOST &host) {
+    return (host.nSchema & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) != 0;
+}
+
+// --- Into the directory -------------------------------------------------------
+
+bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
+    char szLmHash[kHashSize];
+    char szNtHash[kHashSize];
+    if (QLIBUserSmbPasswdGet(szName, szLmHash, sizeof szLmHash, szNtHash, sizeof szNtHash) != 0) {
+        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+        return false;
+    }
+    const char *const rgItem[] = {"sambaNTPassword", szNtHash, "sambaLMPassword", szLmHash};
+    for (const char *szItem : rgItem)
+        pExtra->Push(szItem);
+    return true;
+}
+
+Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo::List *pExtra) {
+    QLIBCSzListRemoveAll(pExtra->get());
+    User user;
+    if (ZAFOUserGet(szName, &user.p) != 0) {
+        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    if (HasSamba(*pHost) && !AddSambaHashes(szName, pExtra)) return Outcome::kSkipped;
+    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.p, pExtra->get(), nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    }
+    return Outcome::kCopied;
+}
+
+int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
+    std::unique_ptr<zafo::List> names;
+    std::unique_ptr<zafo::List> extra;
+    if (!Make(&names) || !Make(&extra)) return -1;
+    if (ZAFOUserEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
+        ZAFO_LOG("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    return ForEach(*names, "user", [&](const char *szName) {
+        return CopyUserToDirectory(pHost, szName, extra.get());
+    });
+}
+
+Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
+                             Description *pDescription) {
+    Group group;
+    if (ZAFOGroupGet(szName, &group.p) != 0) {
+        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    const char *szDescription = "";
+    if (ZAFOGroupDescGet(szName, &pDescription->sz, &pDescription->cb) != 0) {
+        ZAFO_LOG("Get group %s description failed.[0x%04X]", szName, zafo::PlatformError());
+    } else if (pDescription->sz != nullptr) {
+        szDescription = pDescription->sz;
+    }
+    if (ZAFOLDAPBrowserGroupCreate(pHost, group.p, szDescription, nullptr, nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    }
+    return Outcome::kCopied;
+}
+
+int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
+    std::unique_ptr<zafo::List> names;
+    if (!Make(&names)) return -1;
+    if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
+        ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    Description description;
+    return ForEach(*names, "group", [&](const char *szName) {
+        return CopyGroupToDirectory(pHost, szName, &description);
+    });
+}
+
+// --- Into the local database --------------------------------------------------
+
+// The numbers of a process that has not seeded them are known to everybody.
+void SeedOnce() {
+    [[maybe_unused]] static const bool kSeeded = [] {
+        unsigned int nSeed = 0;
+        if (getrandom(&nSeed, sizeof nSeed, 0) != sizeof nSeed) {
+            nSeed = static_cast<unsigned int>(std::time(nullptr));
+        }
+        std::srand(nSeed);
+        return true;
+    }();
+}
+
+// What becomes of the password of a directory user.
+struct LOCAL_PASSWORD {
+    char *szRecord;        // of the local record; NULL: one with which nobody can log in
+    const char *szImport;  // crypt(5) hash to be stored; NULL: none
+    char szRandom[kPasswordSize];
+};
+
+void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
+    char *szStored = user.szPasswd;
+    if (szStored != nullptr && strncasecmp(szStored, kCryptScheme, kCryptSchemeLength) == 0) {
+        pPassword->szRecord = szStored + kCryptSchemeLength;
+        pPassword->szImport = pPassword->szRecord;
+        return;
+    }
+    ZAFO_LOG(
+        "Password for user %s is not in crypt form. Reset it to random. Please change it as soon "
+        "as possible.",
+        user.szName);
+    SeedOnce();
+    char *szRandom = pPassword->szRandom;
+    std::snprintf(szRandom, kPasswordSize, "%d-%d", std::rand(),
+                  static_cast<int>(std::time(nullptr)));
+    // The text itself must never be taken for a hash.
+    const bool blHashed = ZAFOLDAPEncryptPasswd(szRandom, szRandom, kPasswordSize) == 0;
+    pPassword->szRecord = blHashed ? szRandom : nullptr;
+    pPassword->szImport = nullptr;
+}
+
+bool IsUserNameFree(const char *szName, User *pLocal) {
+    if (ZAFOUserGetLocal(szName, &pLocal->p) == 0) {
+        ZAFO_LOG("user name [%s] is occupied in local DB.", szName);
+        return false;
+    }
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
+    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    return false;
+}
+
+bool IsUidFree(uint32_t uid, User *pLocal) {
+    if (ZAFOUserGetLocalByUID(uid, &pLocal->p) == 0) {
+        ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
+                 pLocal->p->szName);
+        return false;
+    }
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
+    ZAFO_LOG("ZAFOUserGetLocalByUID failed. [%lu] [0x%04X]", static_cast<unsigned long>(uid),
+             zafo::PlatformError());
+    return false;
+}
+
+bool IsRoomForAUser() {
+    const int nRemained = QLIBUserNumRemained();
+    if (nRemained > 0) return true;
+    if (nRemained < 0) {
+        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", nRemained, zafo::PlatformError());
+    } else {
+        ZAFO_LOG("The limit of local account has been reached.");
+    }
+    return false;
+}
+
+// The Samba hashes of an entry, "" for one that it lacks.
+struct SAMBA_HASHES {
+    const char *szNt = "";
+    const char *szLm = "";
+};
+
+SAMBA_HASHES SambaHashesOf(const Entry &entry, const char *szName) {
+    SAMBA_HASHES hashes;
+    if (const char *szNt = ZAFOLDAPResultGetFirst(&entry.result, "sambaNTPassword")) {
+        hashes.szNt = szNt;
+    } else {
+        ZAFO_LOG("get NT Hash failed. [%s] ", szName);
+    }
+    if (const char *szLm = ZAFOLDAPResultGetFirst(&entry.result, "sambaLMPassword")) {
+        hashes.szLm = szLm;
+    } else {
+        ZAFO_LOG("get LM Hash failed. [%s] ", szName);
+    }
+    return hashes;
+}
+
+bool ImportPassword(const char *szName, const char *szCryptHash, const SAMBA_HASHES &samba) {
+    if (QLIBUserImportPasswd(&szName, &szCryptHash, &samba.szLm, &samba.szNt, 1) == 0) return true;
+    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    return false;
+}
+
+// What the users of a batch go through on their way.
+struct USER_TRANSIT {
+    User user;
+    User local;
+    Entry entry;
+    MultiResult multiResult;
+};
+
+Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANSIT *pTransit) {
+    if (ZAFOLDAPBrowserUserGet(pHost, szDN, &pTransit->user.p, &pTransit->entry.result) != 1) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    ZAFOUSER user = *pTransit->user.p;  // with another password, its strings are borrowed
+    LOCAL_PASSWORD password;
+    TakePassword(user, &password);
+    user.szPasswd = password.szRecord;
+
+    if (!IsUserNameFree(user.szName, &pTransit->local)) return Outcome::kSkipped;
+    if (!IsUidFree(user.pw_uid, &pTransit->local)) return Outcome::kSkipped;
+    if (!IsRoomForAUser()) return Outcome::kEnd;
+    if (ZAFOUserSetOne(0, &user, pTransit->multiResult.get()) != 0) {
+        ZAFO_LOG("ZAFOUserSet failed. [%s] [0x%04X]", user.szName, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    SAMBA_HASHES samba;
+    if (HasSamba(*pHost)) samba = SambaHashesOf(pTransit->entry, user.szName);
+    if (password.szImport != nullptr && !ImportPassword(user.szName, password.szImport, samba)) {
+        return Outcome::kSkipped;
+    }
+    return Outcome::kCopied;
+}
+
+int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
+    std::unique_ptr<zafo::List> dns;
+    if (!Make(&dns)) return -1;
+    USER_TRANSIT transit;
+    if (ZAFOLDAPResultInit(&transit.entry.result) != 0) return -1;
+    transit.multiResult.reset(QLIBCMResultAlloc());
+    if (transit.multiResult == nullptr) return -1;
+    if (ZAFOLDAPBrowserUserEnumAll(pHost, dns->address(), nullptr) < 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    return ForEach(*dns, "user",
+                   [&](const char *szDN) { return CopyUserToLocal(pHost, szDN, &transit); });
+}
+
+bool IsGroupNameFree(const char *szName, Group *pLocal) {
+    if (ZAFOGroupGetLocal(szName, &pLocal->p) == 0) {
+        ZAFO_LOG("group name [%s] is occupied in local DB.", szName);
+        return false;
+    }
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
+    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    return false;
+}
+
+bool IsGidFree(uint32_t gid, Group *pLocal) {
+    if (ZAFOGroupGetLocalByGID(gid, &pLocal->p) == 0) {
+        ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
+                 static_cast<unsigned long>(gid), pLocal->p->szName);
+        return false;
+    }
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
+    ZAFO_LOG("ZAFOGroupGetLocalByGID failed. [%lu] [0x%04X]", static_cast<unsigned long>(gid),
+             zafo::PlatformError());
+    return false;
+}
+
+Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, Group *pGroup,
+                         Group *pLocal) {
+    char szDescription[kDescriptionSize];  // the local database takes none
+    if (ZAFOLDAPBrowserGroupGet(pHost, szDN, &pGroup->p, szDescription, sizeof szDescription) !=
+        1) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    const ZAFOGROUP &group = *pGroup->p;
+    if (!IsGroupNameFree(group.szName, pLocal)) return Outcome::kSkipped;
+    if (!IsGidFree(group.nGid, pLocal)) return Outcome::kSkipped;
+    if (ZAFOGroupSet(0, &group) != 0) {
+        ZAFO_LOG("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
+    return Outcome::kCopied;
+}
+
+int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
+    std::unique_ptr<zafo::List> dns;
+    if (!Make(&dns)) return -1;
+    if (ZAFOLDAPBrowserGroupEnumAll(pHost, dns->address(), nullptr) < 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
+        return -1;
+    }
+    Group group;
+    Group local;
+    return ForEach(*dns, "group",
+                   [&](const char *szDN) { return CopyGroupToLocal(pHost, szDN, &group, &local); });
+}
+
+}  // namespace
+
+int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *pHost) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    return zafo::Guarded(-1, [&] { return UsersToDirectory(pHost); });
+}
+
+int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    return zafo::Guarded(-1, [&] { return GroupsToDirectory(pHost); });
+}
+
+int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *pHost) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    return zafo::Guarded(-1, [&] { return UsersToLocal(pHost); });
+}
+
+int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *pHost) {
+    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    return zafo::Guarded(-1, [&] { return GroupsToLocal(pHost); });
+}
