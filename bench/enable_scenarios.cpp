@@ -6,15 +6,13 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bench/own_server.h"
 #include "bench/recording.h"
 #include "bench/scenarios.h"
-#include "platform/service.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/server.h"
 
 namespace zafo::bench {
 
@@ -25,36 +23,11 @@ using Clock = std::chrono::steady_clock;
 constexpr const char *kStart = "/usr/zafo/libexec/ldap-server-start";
 constexpr unsigned kSettlingSeconds = 2;
 
-ZAFOLDAP_SERVER_PARAM Settings() {
-    ZAFOLDAP_SERVER_PARAM settings{};
-    settings.szSuffix = "dc=bench,dc=example";
-    settings.szRootDN = "cn=admin,dc=bench,dc=example";
-    settings.szRootPW = "Geheimnis1";
-    return settings;
-}
-
-void MustBe(bool done, const char *what) {
-    if (!done) throw std::runtime_error(what);
-}
-
-void Enable() {
-    const ZAFOLDAP_SERVER_PARAM settings = Settings();
-    MustBe(ZAFOLDAPServerEnable(&settings) == 0, "the server was not enabled");
-}
-
-// An empty machine, but for the certificates: making keys takes a different time every time.
-void Empty() {
-    static const int enabled = QLIBServiceEnable("ldap-server");
-    MustBe(enabled == 0, "the service cannot be enabled");
-    if (access("/usr/zafo/etc/openldap/slapd.conf", F_OK) != 0) return;
-    MustBe(ZAFOLDAPServerDBReset() == 0, "the server cannot be reset");
-}
-
 void EnableOurs(benchmark::State &state) {
     for ([[maybe_unused]] auto _ : state) {
-        Empty();
+        EmptyOwnServer();
         const auto begin = Clock::now();
-        Enable();
+        EnableOwnServer();
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
     }
 }
@@ -62,17 +35,17 @@ void EnableOurs(benchmark::State &state) {
 // The floor -------------------------------------------------------------------------------
 
 std::vector<ToolRun> RecordEnabling() {
-    Empty();
-    Enable();
-    Empty();
+    EmptyOwnServer();
+    EnableOwnServer();
+    EmptyOwnServer();
     return Record({"slappasswd", "slapcat", "slapadd", "slapindex", "openssl", "ldapsearch",
                    "ldapmodify", "ldappasswd", kStart},
-                  Enable);
+                  EnableOwnServer);
 }
 
 // What the library writes itself, before the time is taken.
 void WriteFiles() {
-    const ZAFOLDAP_SERVER_PARAM settings = Settings();
+    const ZAFOLDAP_SERVER_PARAM settings = OwnSettings();
     MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "slapd.conf cannot be written");
     MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "the connection cannot be saved");
     MustBe(ZAFOLDAPServerACLConfGen(&settings) == 0, "the rules cannot be written");
@@ -87,7 +60,7 @@ bool Changes(const ToolRun &run) {
 void EnableFloor(benchmark::State &state) {
     static const std::vector<ToolRun> runs = RecordEnabling();
     for ([[maybe_unused]] auto _ : state) {
-        Empty();
+        EmptyOwnServer();
         WriteFiles();
         for (const ToolRun &run : runs)
             WriteChange(run);

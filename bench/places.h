@@ -33,6 +33,10 @@ inline constexpr const char *kRecorded = "/tmp/recorded";  // a folder for each 
 
 inline constexpr const char *kWholeSearches = "/tmp/whole-searches";  // a byte for each of them
 
+// What the own server is filled with, and how many entries that is at least.
+inline constexpr const char *kOwnEntries = "/tmp/own.ldif";
+inline constexpr int kOwnEntryCount = 100'000;
+
 inline constexpr const char *kUsersBase = "cn=users,dc=example,dc=com";
 inline constexpr const char *kUsersFilter = "(objectClass=posixAccount)";
 

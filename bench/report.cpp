@@ -45,12 +45,16 @@ Row PeakGrowth(std::string id, const char *work, const Peak &few, const Peak &ma
             growth <= 1};
 }
 
-Row PeakItself(const Peak &many) {
+Row PeakItself(std::string id, const char *work, const Peak &many, double most) {
     const double peak = static_cast<double>(many.kib) / kMiB;
-    return {"memory_peak",  fmt::format("peak memory, {} entries", many.entries),
-            "MiB",          0,
-            peak,           peak,
-            "under 10 MiB", peak < 10};
+    return {std::move(id),
+            fmt::format("{}, {} entries", work, many.entries),
+            "MiB",
+            0,
+            peak,
+            peak,
+            fmt::format("under {} MiB", most),
+            peak > 0 && peak < most};
 }
 
 Row Stop(const Samples &stop) {
@@ -107,7 +111,7 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
         Ratio("read_all", "read 100,000 users, all attributes", "s", figures.Of(kReadFloor).Least(),
               figures.Of(kReadOurs).Least(), 1.0),
         PeakGrowth("memory_growth", "peak memory, entries", peaks.read_few, peaks.read_many),
-        PeakItself(peaks.read_many),
+        PeakItself("memory_peak", "peak memory", peaks.read_many, 10),
         Stop(figures.Of(kStopOurs)),
         Ratio("base_search", "one base search", "ms", figures.Of(kBaseFloor).Least() * 1e3,
               figures.Of(kBaseOurs).Least() * 1e3, 1.1),
@@ -144,6 +148,13 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks) {
               figures.Of(kNumberMany).Least() * 1e6 / kManyUsed, 1.2),
         Ratio("enable_server", "the own server from nothing; the same tools alone", "s",
               least(kEnableFloor), least(kEnableOurs), 1.1),
+        Ratio("backup", "back up 100,000 entries; slapcat | zstd", "s", least(kBackupFloor),
+              least(kBackupOurs), 1.5),
+        Ratio("restore", "restore 100,000 entries; slapadd -q", "s", least(kRestoreFloor),
+              least(kRestoreOurs), 2.5),
+        PeakItself("backup_memory", "peak memory of backup and restore", peaks.backup, 64),
+        Ratio("migrate_users", "migrate 500 users; 500 creations", "s", least(kMigrateFloor),
+              least(kMigrateOurs), 1.1),
     };
 }
 

@@ -19,6 +19,7 @@ struct Peaks {
     Peak read_few, read_many;
     Peak count_few, count_many;
     Peak list_few, list_many;
+    Peak backup{};
 };
 
 struct Row {

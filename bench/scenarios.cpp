@@ -279,6 +279,8 @@ void Register(const Connection &connection, int rounds) {
     RegisterAccounts(rounds);
     RegisterCreation(rounds);
     RegisterEnabling(rounds);
+    RegisterBackups(rounds);
+    RegisterMigration(rounds);
     for (const auto &[name, used] : {std::pair{kNumberFew, kFewUsed}, {kNumberMany, kManyUsed}}) {
         const auto body = [&connection, used = used](benchmark::State &state) {
             FreeNumber(state, connection, used);

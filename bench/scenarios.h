@@ -41,6 +41,15 @@ inline constexpr const char *kCreateLdapscripts = "create_user/ldapscripts";
 inline constexpr const char *kEnableFloor = "enable_server/floor";
 inline constexpr const char *kEnableOurs = "enable_server/library";
 
+inline constexpr const char *kBackupFloor = "backup/floor";
+inline constexpr const char *kBackupOurs = "backup/library";
+inline constexpr const char *kRestoreFloor = "restore/floor";
+inline constexpr const char *kRestoreOurs = "restore/library";
+
+inline constexpr const char *kMigrateFloor = "migrate_users/floor";
+inline constexpr const char *kMigrateOurs = "migrate_users/library";
+inline constexpr int kMigratedUsers = 500;
+
 // How many numbers are used in "free_number".
 inline constexpr int kFewUsed = 10'000;
 inline constexpr int kManyUsed = 100'000;
@@ -49,9 +58,15 @@ inline constexpr int kManyUsed = 100'000;
 // often the longest are run.
 void Register(const Connection &connection, int rounds);
 
-// Those of questions about accounts, those of new accounts, those of the own server.
+// Those of questions about accounts, those of new accounts, those of the own server, its backups, and of
+// many users at once.
 void RegisterAccounts(int rounds);
 void RegisterCreation(int rounds);
 void RegisterEnabling(int rounds);
+void RegisterBackups(int rounds);
+void RegisterMigration(int rounds);
+
+// The most memory that the backup program has held in any of its runs, in KiB.
+long PeakOfBackups();
 
 }  // namespace zafo::bench
