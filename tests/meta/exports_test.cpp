@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iostream>
 #include <set>
 
 #include "tests/meta/source_tree.h"
@@ -71,14 +70,11 @@ TEST(Exports, NothingIsExportedThatNoHeaderDeclares) {
     EXPECT_THAT(Without(Exported(), Declared()), IsEmpty());
 }
 
-TEST(Exports, AreAmongTheFunctionsOfTheInterface) {
+TEST(Exports, AreTheFunctionsOfTheInterface) {
     const auto planned = Planned();
-    ASSERT_EQ(planned.size(), 145u);
-    EXPECT_THAT(Without(Declared(), planned), IsEmpty());
-    const auto missing = Without(planned, Exported());
-    std::cout << planned.size() - missing.size() << " of " << planned.size()
-              << " functions of the interface are built\n";
-    testing::Test::RecordProperty("built", static_cast<int>(planned.size() - missing.size()));
+    ASSERT_EQ(planned.size(), 145U);
+    EXPECT_THAT(Without(planned, Exported()), IsEmpty());
+    EXPECT_THAT(Without(Exported(), planned), IsEmpty());
 }
 
 TEST(Exports, EveryFunctionIsDeclaredOnce) {
