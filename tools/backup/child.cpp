@@ -17,6 +17,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 namespace zafo::backup {
 
@@ -131,8 +132,11 @@ void Child::End() {
 }
 
 void Child::Reap() {
-    while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
+    pid_t reaped = -1;
+    while ((reaped = waitpid(pid_, &status_, 0)) < 0 && errno == EINTR) {
     }
+    // Of a child that somebody else has reaped nothing is known: that is no success.
+    if (reaped != pid_) status_ = W_EXITCODE(EXIT_FAILURE, 0);
     reaped_ = true;
 }
 

@@ -24,6 +24,9 @@ void CatchStopSignals() {
         sigaction(number, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
+    // Ignored, as some callers leave it, it would keep the end of a child from its parent.
+    action.sa_handler = SIG_DFL;
+    sigaction(SIGCHLD, &action, nullptr);
 }
 
 bool Stopped() {

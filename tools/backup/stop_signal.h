@@ -5,7 +5,7 @@
 
 namespace zafo::backup {
 
-// From here on the three are remembered, and interrupt what blocks; SIGPIPE is ignored.
+// From here on the three are remembered, and interrupt what blocks; SIGPIPE is ignored, SIGCHLD is not.
 void CatchStopSignals();
 
 bool Stopped();
