@@ -183,7 +183,8 @@ TEST_F(Refusal, AnInterruptedQuestionChangesNothing) {
 }
 
 TEST_F(Refusal, WithoutAServerThereIsNothingToRunOrShow) {
-    for (const char *line : {"start", "stop", "restart", "reset --yes", "acl show", "config show"})
+    for (const char *line : {"start", "stop", "restart", "reset --yes", "acl show", "config show",
+                             "backup now", "backup now --dry-run"})
         ExpectRefusal(line, 4, "server_not_set_up", "not set up");
 }
 

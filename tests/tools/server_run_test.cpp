@@ -96,9 +96,19 @@ TEST_F(Server, TakesAccountsAtOnce) {
 
 TEST_F(Server, IsHealthy) {
     const Json findings = ServerLineJson("check")["data"];
-    EXPECT_EQ(findings.size(), 14U);
-    for (const Json &row : findings)
-        EXPECT_EQ(row["severity"], "ok") << row;
+    EXPECT_EQ(findings.size(), 17U);
+    for (const Json &row : findings) {
+        if (!row["id"].get<std::string>().starts_with("backup-")) {
+            EXPECT_EQ(row["severity"], "ok") << row;
+        }
+    }
+}
+
+TEST_F(Server, WithoutBackupsIsWarnedOf) {
+    const Json document = ServerLineJson("check");
+    EXPECT_EQ(Finding(document, "backup-destination")["severity"], "warning");
+    EXPECT_EQ(Finding(document, "backup-schedule")["severity"], "warning");
+    EXPECT_EQ(Finding(document, "backup-last")["severity"], "skipped");
 }
 
 TEST_F(Server, SetUpAgainHasNothingToDo) {

@@ -25,6 +25,7 @@ namespace zafo::cli {
 
 namespace {
 
+constexpr int kNotFound = 127;
 constexpr int kSignal = 128;    // what a shell adds to a signal's number
 constexpr int kLookEvery = 50;  // milliseconds
 
@@ -130,11 +131,13 @@ std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view 
     if (!outcome.ended)
         return OwnFailure("job_lost", {.subject = std::string(operation)}, std::string(tool_words));
     if (Interrupted()) return OwnFailure("interrupted", {}, std::string(tool_words));
+    // A program that cannot be executed leaves a child that ends like one of a shell.
+    const bool ran = outcome.ran && outcome.exit_code != kNotFound;
+    if (!ran && outcome.platform_code == QLIB_ERR_OPEN_FAILED)
+        return OwnFailure("backup_program_missing", {.subject = "/usr/zafo/bin/zafoldapbackup"});
     if (outcome.ran) return std::nullopt;
     if (outcome.library_code == 0 && outcome.platform_code == QLIB_ERR_NONE)
         return OwnFailure("server_not_set_up", {});
-    if (outcome.platform_code == QLIB_ERR_OPEN_FAILED)
-        return OwnFailure("backup_program_missing", {.subject = "/usr/zafo/bin/zafoldapbackup"});
     return LibraryFailure(outcome.library_code, outcome.platform_code, {}, tool_words);
 }
 

@@ -1,0 +1,574 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Backups of a real server from the command line: made, refused, broken off, watched, restored. The
+// tests of this file share one server; each begins with an empty folder of backups and no settings.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/tools/account_fixture.h"
+#include "tests/tools/on_terminal.h"
+#include "tests/tools/server_fixture.h"
+
+namespace {
+
+using namespace zafo::rig;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+constexpr const char *kFolder = "/backups";
+constexpr const char *kSettings = "/usr/zafo/etc/ldapbackup.conf";
+constexpr const char *kSmbConf = "/usr/zafo/etc/smb.conf";
+constexpr const char *kCronTable = "/etc/cron.d/zafo";
+constexpr const char *kProgress = "/var/log/zafoldap.progress";
+constexpr const char *kJobLock = "/var/run/zafoldapbackup.lock";
+constexpr const char *kSuffix = "dc=example,dc=com";
+
+bool SetUpOnce() {
+    static const ProgramRun kRun =
+        ServerLine(std::string("enable --suffix ") + kSuffix + " --password-stdin");
+    return kRun.exit_code == 0;
+}
+
+std::vector<std::string> Files(const std::string &folder = kFolder) {
+    std::vector<std::string> names;
+    for (const auto &entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::ranges::sort(names);
+    return names;
+}
+
+std::string Users() {
+    return Zafoldap({"user", "list", "--format", "plain", "--fields", "name"}).out;
+}
+
+// The lock of a job that runs.
+class OtherJob {
+  public:
+    explicit OtherJob(const std::string &progress)
+        : fd_(open(kJobLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+        EXPECT_EQ(flock(fd_, LOCK_EX), 0);
+        WriteFile(kProgress, progress, 0644);
+    }
+    ~OtherJob() { close(fd_); }
+    OtherJob(const OtherJob &) = delete;
+    OtherJob &operator=(const OtherJob &) = delete;
+
+  private:
+    int fd_;
+};
+
+std::string ProgressText(const std::string &operation, int status, int stage = 3, int pid = 1) {
+    return "operation=" + operation +
+           "\ntask=backup\naction=saving the entries\ntotal=6\nstage=" + std::to_string(stage) +
+           "\nstatus=" + std::to_string(status) + "\npid=" + std::to_string(pid) + "\n";
+}
+
+class Backup : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(SetUpOnce());
+        for (const char *path : {kFolder, kSettings, kSmbConf, kProgress, "/etc/cron.d", "/link"})
+            fs::remove_all(path);
+        fs::create_directory(kFolder);
+        fs::create_directory("/etc/cron.d");
+    }
+
+    static void SetDestination() {
+        const ProgramRun run = ServerLine(std::string("backup config set --dir ") + kFolder);
+        ASSERT_EQ(run.exit_code, 0) << run.err;
+    }
+
+    static std::string Make() { return ServerLineJson("backup now")["data"]["file"]; }
+
+    // Fails with the code, the key and the words, and changes neither settings nor schedule nor files.
+    static void ExpectRefusal(const std::string &line, int exit_code, const std::string &key,
+                              const std::string &words) {
+        SCOPED_TRACE(line);
+        const std::string before = TreeBelow({kFolder, "/usr/zafo/etc", "/etc/cron.d"});
+        const ProgramRun run = ServerLine(line);
+        EXPECT_EQ(run.exit_code, exit_code) << run.err;
+        EXPECT_THAT(run.err, AllOf(HasSubstr(words), HasSubstr("\nhint: ")));
+        EXPECT_EQ(ErrorOf(ServerLine(line + " --json"))["key"], key);
+        EXPECT_EQ(TreeBelow({kFolder, "/usr/zafo/etc", "/etc/cron.d"}), before);
+    }
+};
+
+// --- Settings -----------------------------------------------------------------
+
+TEST_F(Backup, SettingsAreNoneAtFirst) {
+    const Json shown = ServerLineJson("backup config show")["data"];
+    EXPECT_EQ(shown["enabled"], false);
+    EXPECT_EQ(shown["schedule"], "never");
+    EXPECT_EQ(shown["destination"], "none is set");
+    EXPECT_EQ(shown["keep"], 10);
+    EXPECT_EQ(shown["scheduler"], "as set");
+    EXPECT_TRUE(shown["next_run"].is_null());
+}
+
+TEST_F(Backup, SettingsAndSchedulerAreSetTogether) {
+    const Json shown = ServerLineJson(
+        "backup config set --dir /backups --keep 3 --schedule 'weekly sunday 04:30'")["data"];
+    EXPECT_EQ(shown["enabled"], true);
+    EXPECT_EQ(shown["schedule"], "weekly sunday 04:30");
+    EXPECT_EQ(shown["dir"], kFolder);
+    EXPECT_EQ(shown["destination"], "usable");
+    EXPECT_EQ(shown["keep"], 3);
+    EXPECT_EQ(shown["scheduler"], "as set");
+    EXPECT_TRUE(shown["next_run"].is_string());
+    EXPECT_THAT(ReadFile(kCronTable),
+                HasSubstr("\n30 4 * * 0 root /usr/zafo/bin/zafoldapserver --backup now 2>/dev/null "
+                          ">&2\n"));
+
+    const Json off = ServerLineJson("backup config set --schedule off")["data"];
+    EXPECT_EQ(off["enabled"], false);
+    EXPECT_EQ(off["schedule"], "weekly sunday 04:30");
+    EXPECT_EQ(off["scheduler"], "as set");
+    EXPECT_THAT(ReadFile(kCronTable), Not(HasSubstr("zafoldapserver")));
+}
+
+TEST_F(Backup, TheScheduleCanBeSwitchedOffWhileTheDestinationIsAway) {
+    ASSERT_EQ(ServerLine("backup config set --dir /backups --schedule 'daily 04:00'").exit_code, 0);
+    fs::remove(kFolder);
+    EXPECT_EQ(ServerLine("backup config set --schedule off").exit_code, 0);
+    const Json shown = ServerLineJson("backup config show")["data"];
+    EXPECT_EQ(shown["enabled"], false);
+    EXPECT_EQ(shown["dir"], kFolder);
+    EXPECT_THAT(shown["destination"], HasSubstr("No such file"));
+}
+
+TEST_F(Backup, AShareIsADestinationByItsName) {
+    WriteFile(kSmbConf, "[Backups]\npath = /backups\n");
+    const Json shown = ServerLineJson("backup config set --share backups")["data"];
+    EXPECT_EQ(shown["share"], "backups");
+    EXPECT_EQ(shown["dir"], kFolder);
+    EXPECT_THAT(Make(), StartsWith("/backups/zafoldap-000001-"));
+    WriteFile(kSmbConf, "[Other]\npath = /backups\n");
+    ExpectRefusal("backup now", 3, "backup.err_invalid_share", "");
+    EXPECT_THAT(ServerLineJson("backup config show")["data"]["destination"],
+                HasSubstr("no shared folder \"backups\""));
+}
+
+TEST_F(Backup, DestinationsThatCannotServeAreRefusedWithTheReason) {
+    fs::create_symlink(kFolder, "/link");
+    WriteFile("/root/file", "");
+    const MountedOver read_only("/mnt/read-only", "ro");
+    const std::pair<const char *, const char *> rows[] = {
+        {"/link", "it is a link"},
+        {"/nowhere", "No such file"},
+        {"/root/file", "it is no folder"},
+        {"backups", "no absolute path"},
+        {"/usr/zafo/etc/openldap/data", "inside the database"}};
+    for (const auto &[folder, reason] : rows)
+        ExpectRefusal(std::string("backup config set --dir ") + folder, 3,
+                      "backup.err_invalid_share", reason);
+    ExpectRefusal("backup config set --share nix", 3, "backup.err_invalid_share",
+                  "no shared folder \"nix\"");
+    ExpectRefusal("backup config set --schedule 'daily 04:00'", 3, "zafoldap.backup_no_destination",
+                  "no destination");
+    if (!read_only.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
+    ExpectRefusal("backup config set --dir /mnt/read-only", 3, "backup.err_invalid_share",
+                  "Read-only file system");
+}
+
+TEST_F(Backup, SettingsThatSayNothingAreRefused) {
+    ExpectRefusal("backup config set", 2, "zafoldap.nothing_to_change", "nothing to change");
+    ExpectRefusal("backup config set --dir /backups --share x", 2, "zafoldap.usage", "exclude");
+    ExpectRefusal("backup config set --keep 0", 2, "zafoldap.usage", "at least 1");
+    ExpectRefusal("backup config set --keep many", 2, "zafoldap.usage", "needs a number");
+    ExpectRefusal("backup config set --dir /backups --schedule hourly", 2, "zafoldap.usage",
+                  "it begins with \"hourly\"");
+}
+
+TEST_F(Backup, SettingsGoBackWhenTheSchedulerFails) {
+    fs::remove("/etc/cron.d");
+    const ProgramRun run =
+        ServerLine("backup config set --dir /backups --schedule 'daily 04:00' --json");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(ErrorOf(run)["key"], "zafoldap.schedule_failed");
+    const Json shown = ServerLineJson("backup config show")["data"];
+    EXPECT_EQ(shown["enabled"], false);
+    EXPECT_EQ(shown["scheduler"], "as set");
+}
+
+TEST_F(Backup, ADryRunOfSettingsSetsNothing) {
+    const ProgramRun run =
+        ServerLine("backup config set --dir /backups --schedule 'daily 04:00' --dry-run");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.err, HasSubstr("would set enabled=yes schedule=\"daily 04:00\""));
+    EXPECT_FALSE(fs::exists(kSettings));
+    EXPECT_FALSE(fs::exists(kCronTable));
+}
+
+// --- Backups ------------------------------------------------------------------
+
+TEST_F(Backup, IsMadeListedAndVerified) {
+    SetDestination();
+    const Json made = ServerLineJson("backup now")["data"];
+    EXPECT_EQ(made["users"], 1);
+    EXPECT_EQ(made["groups"], 3);
+    EXPECT_GT(made["entries"], 10);
+    const Json listed = ServerLineJson("backup list")["data"];
+    ASSERT_EQ(listed.size(), 1U);
+    EXPECT_EQ(listed[0]["number"], 1);
+    EXPECT_EQ(listed[0]["file"], made["file"]);
+    EXPECT_EQ(listed[0]["bytes"], made["bytes"]);
+    const Json verified =
+        ServerLineJson("backup verify " + made["file"].get<std::string>())["data"];
+    EXPECT_EQ(verified["suffix"], kSuffix);
+    EXPECT_EQ(verified["entries"], made["entries"]);
+    EXPECT_EQ(verified["created"], listed[0]["written"]);
+}
+
+TEST_F(Backup, IsRunAsTheSchedulerRunsIt) {
+    SetDestination();
+    const ProgramRun run =
+        RunProgram({"/bin/sh", "-c", "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.out + run.err, "");
+    EXPECT_THAT(Files(), SizeIs(1));
+    fs::remove_all(kFolder);
+    EXPECT_EQ(
+        RunProgram({"/bin/sh", "-c", "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2"})
+            .exit_code,
+        ServerLine("backup now").exit_code);
+}
+
+TEST_F(Backup, KeepsAsManyAsAreSet) {
+    ASSERT_EQ(ServerLine("backup config set --dir /backups --keep 2").exit_code, 0);
+    for (int i = 0; i < 4; ++i)
+        Make();
+    EXPECT_THAT(Files(),
+                ElementsAre(StartsWith("zafoldap-000003-"), StartsWith("zafoldap-000004-")));
+}
+
+TEST_F(Backup, ADryRunLooksWhetherThereIsRoom) {
+    SetDestination();
+    const ProgramRun run = ServerLine("backup now --dry-run");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.err, HasSubstr("would back up into /backups"));
+    EXPECT_THAT(Files(), IsEmpty());
+    const MountedOver full(kFolder, "size=64k");
+    if (!full.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
+    ExpectRefusal("backup now --dry-run", 1, "backup.err_disk_full", "too little space");
+}
+
+TEST_F(Backup, WithoutADestinationIsRefused) {
+    for (const char *line : {"backup now", "backup list", "restore --latest --yes"})
+        ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no destination");
+}
+
+TEST_F(Backup, ThatFailsTellsTheExactReasonAndTheProgramsOwnWords) {
+    SetDestination();
+    {
+        const ReplacedTool slapcat("slapcat", "echo 'it is broken' >&2; exit 7");
+        ExpectRefusal("backup now", 1, "common.error_system",
+                      "the entries could not be read from the database");
+        EXPECT_THAT(ServerLine("backup now").err, HasSubstr("it is broken"));
+    }
+    {
+        const MountedOver full(kFolder, "size=64k");
+        if (!full.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
+        ExpectRefusal("backup now", 1, "backup.err_disk_full", "too little space is left");
+    }
+    fs::remove_all(kFolder);
+    fs::create_directory("/elsewhere");
+    fs::create_symlink("/elsewhere", kFolder);
+    const ProgramRun run = ServerLine("backup now");
+    EXPECT_EQ(run.exit_code, 3);
+    EXPECT_THAT(run.err, HasSubstr("zafoldapbackup: backup failed: backups cannot be written into "
+                                   "/backups: it is a link"));
+    fs::remove_all("/elsewhere");
+}
+
+TEST_F(Backup, ThatFailedIsTheCheckersFinding) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "exit 7");
+    EXPECT_EQ(ServerLine("backup now").exit_code, 1);
+    const Json found = Finding(ServerLineJson("check", 1), "backup-last");
+    EXPECT_EQ(found["severity"], "error");
+    EXPECT_THAT(found["cause"], HasSubstr("failed while saving the entries: the entries could not "
+                                          "be read"));
+}
+
+// What is running may itself be about to fail, or be a restore: none of that is this backup's result.
+TEST_F(Backup, WhileAnotherJobRunsIsBusyWhateverThatOneSays) {
+    SetDestination();
+    const struct {
+        std::string progress;
+        const char *key;
+    } rows[] = {{ProgressText("backup", 0, 3, getpid()), "backup.err_backup_locked"},
+                {ProgressText("restore", 0, 3, getpid()), "backup.err_restore_locked"},
+                {ProgressText("backup", 6), "backup.err_backup_locked"},
+                {ProgressText("backup", 0, 6), "backup.err_backup_locked"},
+                {"", "common.error_occupied"}};
+    for (const auto &row : rows) {
+        const OtherJob other(row.progress);
+        ExpectRefusal("backup now", 8, row.key, "");
+        EXPECT_EQ(ReadFile(kProgress), row.progress);
+    }
+    EXPECT_THAT(Files(), IsEmpty());
+}
+
+TEST_F(Backup, AProgramThatIsKilledIsToldAsThat) {
+    SetDestination();
+    const ChangedFile program("/usr/zafo/bin/zafoldapbackup", "#!/bin/sh\nkill -KILL $$\n");
+    fs::permissions("/usr/zafo/bin/zafoldapbackup", fs::perms(0755));
+    ExpectRefusal("backup now", 1, "common.error_system", "ended by signal 9");
+}
+
+TEST_F(Backup, AProgramThatIsMissingIsNamed) {
+    SetDestination();
+    const ChangedFile program("/usr/zafo/bin/zafoldapbackup", "");
+    ExpectRefusal("backup now", 1, "zafoldap.backup_program_missing",
+                  "/usr/zafo/bin/zafoldapbackup cannot be started");
+}
+
+TEST_F(Backup, ADamagedFileIsNotVerified) {
+    SetDestination();
+    const std::string file = Make();
+    std::string bytes = ReadFile(file);
+    bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 1);
+    WriteFile("/root/damaged", bytes);
+    ExpectRefusal("backup verify /root/damaged", 1, "backup.err_invalid_bkp_file", "/root/damaged");
+    ExpectRefusal("backup verify /nowhere", 1, "backup.err_invalid_bkp_file", "/nowhere");
+    ExpectRefusal("backup verify /backups", 1, "backup.err_invalid_bkp_file", "/backups");
+}
+
+// --- Progress -----------------------------------------------------------------
+
+TEST_F(Backup, LeavesTheDirectoryItsOldProgressToShow) {
+    EXPECT_TRUE(ServerLineJson("progress")["data"].is_null());
+    SetDestination();
+    Make();
+    const Json progress = ServerLineJson("progress")["data"];
+    EXPECT_EQ(progress["operation"], "backup");
+    EXPECT_EQ(progress["state"], "done");
+    EXPECT_EQ(progress["stage"], progress["total"]);
+}
+
+TEST_F(Backup, ShowsEveryStageAsALineOrAnEvent) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "sleep 0.5; exec $real \"$@\"");
+    EXPECT_THAT(ServerLine("backup now").err, HasSubstr("[3/6] saving the entries"));
+    EXPECT_THAT(ServerLine("backup now --quiet").err, IsEmpty());
+    const ProgramRun run = ServerLine("backup now --progress=json");
+    EXPECT_THAT(run.err, HasSubstr("{\"event\":\"progress\",\"operation\":\"backup\",\"stage\":3,"
+                                   "\"total\":6,\"action\":\"saving the entries\"}\n"));
+    EXPECT_THAT(run.out, HasSubstr("zafoldap-000003-"));
+    EXPECT_THAT(ServerLine("backup now --progress none").err, IsEmpty());
+}
+
+TEST_F(Backup, IsFollowedToItsEndFromOutside) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "sleep 1.5; exec $real \"$@\"");
+    std::thread job([] { EXPECT_EQ(ServerLine("backup now").exit_code, 0); });
+    while (ServerLineJson("progress")["data"].is_null())
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const ProgramRun run = ServerLine("progress --follow");
+    job.join();
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("[3/6] saving the entries"));
+    EXPECT_THAT(run.out, HasSubstr("done"));
+}
+
+TEST_F(Backup, FollowingOneThatFailsFailsWithItsReason) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "sleep 1.5; exit 7");
+    std::thread job([] { EXPECT_EQ(ServerLine("backup now").exit_code, 1); });
+    while (ServerLineJson("progress")["data"].is_null())
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const ProgramRun run = ServerLine("progress --follow");
+    job.join();
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, HasSubstr("the entries could not be read from the database"));
+}
+
+TEST_F(Backup, CtrlCEndsItAndLeavesNothingBehind) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "sleep 60");
+    OnTerminal program({"backup", "now"}, "/usr/zafo/bin/zafoldapserver");
+    program.Answer("[3/6] saving the entries", "\x03");
+    EXPECT_EQ(program.Finish(), 130);
+    EXPECT_THAT(Files(), IsEmpty());
+}
+
+// A terminal sends Ctrl-C to everybody; kill sends it to the one process that is known.
+TEST_F(Backup, AnInterruptOfTheCommandAloneReachesTheJob) {
+    SetDestination();
+    const ReplacedTool slapcat("slapcat", "sleep 60");
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execl("/usr/zafo/bin/zafoldapserver", "zafoldapserver", "backup", "now", "--quiet",
+              nullptr);
+        _exit(127);
+    }
+    while (ServerLineJson("progress")["data"].is_null() ||
+           ServerLineJson("progress")["data"]["stage"] != 3)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    kill(pid, SIGINT);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 130);
+    EXPECT_THAT(Files(), IsEmpty());
+}
+
+// --- Restore ------------------------------------------------------------------
+
+class Restore : public Backup {
+  protected:
+    void SetUp() override {
+        Backup::SetUp();
+        SetDestination();
+        file_ = Make();
+        ASSERT_EQ(Zafoldap({"user", "add", "anna", "--password-stdin"}, kServerPassword).exit_code,
+                  0);
+    }
+    void TearDown() override {
+        Zafoldap({"user", "delete", "anna", "--yes"});
+        EXPECT_EQ(Users(), "admin\n");
+    }
+
+    std::string file_;
+};
+
+TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
+    EXPECT_EQ(Users(), "admin\nanna\n");
+    const Json result = ServerLineJson("restore " + file_ + " --yes")["data"]["restored"];
+    EXPECT_EQ(result["file"], file_);
+    EXPECT_EQ(result["users"], 1);
+    EXPECT_EQ(Users(), "admin\n");
+    EXPECT_EQ(ServerLine("status").exit_code, 0);
+    EXPECT_THAT(ReadFile("/var/log/messages"),
+                HasSubstr("restore: service=ldap-server by=root file=\"" + file_ + "\""));
+}
+
+TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
+    OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
+    program.Answer("Type the suffix (dc=example,dc=com) to go on: ", "dc=example,dc=com\n");
+    EXPECT_EQ(program.Finish(), 0) << program.Seen();
+    EXPECT_THAT(program.Seen(), AllOf(HasSubstr("with 1 user and 3 groups"),
+                                      HasSubstr("with 2 users and 3 groups is replaced")));
+    EXPECT_EQ(Users(), "admin\n");
+}
+
+TEST_F(Restore, DoesNothingWithoutTheSuffix) {
+    OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
+    program.Answer("to go on: ", "yes\n");
+    EXPECT_EQ(program.Finish(), 2);
+    ExpectRefusal("restore --latest", 2, "zafoldap.confirmation_needed", "nobody can be asked");
+    EXPECT_EQ(Users(), "admin\nanna\n");
+}
+
+TEST_F(Restore, ADryRunVerifiesAndChangesNothing) {
+    const ProgramRun run = ServerLine("restore --latest --dry-run");
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.err, HasSubstr("would restore the backup " + file_));
+    EXPECT_EQ(Users(), "admin\nanna\n");
+}
+
+TEST_F(Restore, WantsOneFile) {
+    ExpectRefusal("restore --yes", 2, "zafoldap.usage", "FILE is missing");
+    ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "exclude each other");
+}
+
+TEST_F(Restore, TheLatestIsTheNewestThatIsWhole) {
+    const std::string newer = Make();
+    WriteFile(newer, "damaged");
+    const ProgramRun run = ServerLine("restore --latest --yes");
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("left out: " + newer));
+    EXPECT_EQ(Users(), "admin\n");
+    fs::remove(file_);
+    ExpectRefusal("restore --latest --yes", 3, "zafoldap.backup_none", "no backup in /backups");
+}
+
+TEST_F(Restore, OfAnotherDirectoryIsRefused) {
+    const ChangedFile conf(kSlapdConf, "suffix dc=other,dc=org\nrootdn cn=admin,dc=other,dc=org\n");
+    ExpectRefusal("restore --latest --yes", 1, "zafoldap.backup_other_suffix",
+                  "this server has dc=other,dc=org");
+}
+
+TEST_F(Restore, WhileAnotherJobRunsIsBusyAndLeavesItsProgress) {
+    const std::string progress = ProgressText("backup", 0, 3, getpid());
+    const OtherJob other(progress);
+    ExpectRefusal("restore --latest --yes", 8, "backup.err_backup_locked", "a backup is running");
+    EXPECT_EQ(ReadFile(kProgress), progress);
+}
+
+TEST_F(Restore, ThatFailsLeavesTheOldDirectoryServed) {
+    {
+        const ReplacedTool slapadd("slapadd", "echo 'it is broken' >&2; exit 1");
+        const ProgramRun run = ServerLine("restore --latest --yes");
+        EXPECT_EQ(run.exit_code, 1);
+        EXPECT_THAT(run.err, AllOf(HasSubstr("the directory is as it was"), HasSubstr("broken")));
+    }
+    EXPECT_EQ(Users(), "admin\nanna\n");
+    EXPECT_EQ(ServerLine("status").exit_code, 0);
+}
+
+TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
+    ASSERT_EQ(ServerLine("stop").exit_code, 0);
+    const ProgramRun run = ServerLine("restore --latest --yes");
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("stopped, as it was"));
+    EXPECT_EQ(ServerLine("status").exit_code, 3);
+    EXPECT_EQ(ServerLine("start").exit_code, 0);
+    EXPECT_EQ(Users(), "admin\n");
+}
+
+// --- The check ----------------------------------------------------------------
+
+TEST_F(Backup, TheCheckFollowsItFromNothingToGood) {
+    const auto severity = [](const char *id) {
+        const ProgramRun run = ServerLine("check --json");
+        return Finding(Json::parse(run.out), id)["severity"].get<std::string>();
+    };
+    EXPECT_EQ(severity("backup-destination"), "warning");
+    EXPECT_EQ(severity("backup-last"), "skipped");
+    SetDestination();
+    EXPECT_EQ(severity("backup-destination"), "ok");
+    EXPECT_EQ(severity("backup-schedule"), "warning");
+    EXPECT_EQ(severity("backup-last"), "warning");
+    const std::string file = Make();
+    EXPECT_EQ(severity("backup-last"), "ok");
+    WriteFile(file, "damaged");
+    EXPECT_EQ(severity("backup-last"), "error");
+    fs::remove_all(kFolder);
+    EXPECT_EQ(severity("backup-destination"), "error");
+}
+
+TEST_F(Backup, TheCheckSeesASchedulerThatDisagrees) {
+    ASSERT_EQ(ServerLine("backup config set --dir /backups --schedule 'daily 04:00'").exit_code, 0);
+    const std::string table = ReadFile(kCronTable);
+    const auto cause = [] {
+        const Json found = Finding(ServerLineJson("check", 1), "backup-schedule");
+        EXPECT_EQ(found["severity"], "error");
+        return found["cause"].get<std::string>();
+    };
+    fs::remove(kCronTable);
+    EXPECT_THAT(cause(), HasSubstr("the scheduler does not have it"));
+    WriteFile(kCronTable,
+              "0 5 * * * root /usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2\n");
+    EXPECT_THAT(cause(), HasSubstr("at other times"));
+    ASSERT_EQ(ServerLine("backup config set --schedule off").exit_code, 0);
+    WriteFile(kCronTable, table);
+    EXPECT_THAT(cause(), HasSubstr("still runs backups"));
+}
+
+}  // namespace
