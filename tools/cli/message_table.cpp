@@ -214,6 +214,11 @@ constexpr MessageRow kRows[] = {
     {kOwn, "home_failed", 1, "the home folder of {subject} cannot be made",
      "run this as root where the export can be mounted; the system log has the reason"},
     {kOwn, "partly_done", 7, "{subject}, but {reason}", "to finish: {finish}"},
+    {kOwn, "migration_stopped", 130, "stopped: {subject}",
+     "what was added stays; to go on: {finish}"},
+    {kOwn, "migration_failed", 1, "{subject}: {reason}",
+     "the table names the reasons; where it does not, the system log does (journalctl, or "
+     "/var/log/messages)"},
     {kOwn, "state_unknown", 1, "{reason}, and {server} cannot be asked what came of it",
      "look at it when the server answers again: {finish}"},
     {kOwn, "password_refused", 1, "{server} does not take the new password of {subject}",

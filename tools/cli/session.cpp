@@ -13,21 +13,25 @@ void RefuseUsage(const Session &session, std::string reason) {
                                .reason = std::move(reason)});
 }
 
-void ConfirmDeleting(Session &session, const std::string &what,
-                     const std::vector<std::string> &details) {
+void Confirm(Session &session, const std::string &doing, const std::string &question,
+             const std::vector<std::string> &details) {
     Streams &streams = session.streams;
     if (session.Options().yes) return;
-    const std::string deleting = "deleting " + OneLine(what);
     std::string lines;
     for (const std::string &detail : details)
         lines += (lines.empty() ? "" : "\n") + OneLine(detail);
-    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting}, lines);
+    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = doing}, lines);
     const std::string answer = streams.Ask(
-        fmt::format("{}{}Delete {}? [y/N] ", lines, lines.empty() ? "" : "\n", OneLine(what)),
-        /*echo=*/true);
+        fmt::format("{}{}{} [y/N] ", lines, lines.empty() ? "" : "\n", question), /*echo=*/true);
     if (answer != "y" && answer != "Y" && answer != "yes") {
-        throw OwnFailure("refused", {.subject = deleting});
+        throw OwnFailure("refused", {.subject = doing});
     }
+}
+
+void ConfirmDeleting(Session &session, const std::string &what,
+                     const std::vector<std::string> &details) {
+    Confirm(session, "deleting " + OneLine(what), fmt::format("Delete {}?", OneLine(what)),
+            details);
 }
 
 }  // namespace zafo::cli

@@ -28,8 +28,12 @@ using Handler = int (*)(Session &);
 // Throws Failure ("usage") that points to the command's help.
 [[noreturn]] void RefuseUsage(const Session &session, std::string reason);
 
-// Asks before something ("the user anna") is deleted, after lines that say what that touches.
-// Throws when nobody can be asked or the answer is no; with --yes it does not ask.
+// Asks before something is done ("adding 12 users"), after lines that say what that touches. Throws
+// when nobody can be asked or the answer is no; with --yes it does not ask.
+void Confirm(Session &session, const std::string &doing, const std::string &question,
+             const std::vector<std::string> &details);
+
+// The same before something ("the user anna") is deleted.
 void ConfirmDeleting(Session &session, const std::string &what,
                      const std::vector<std::string> &details);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The rows of the command table for accounts: user, group, member, id and stat.
+// The rows of the command table for accounts: user, group, member, id, migrate and stat.
 #include "tools/zafoldap/program.h"
 
 namespace zafo::cli {
@@ -405,6 +405,35 @@ std::vector<Command> IdCommands() {
     };
 }
 
+Command MigrateCommand() {
+    return {
+        .noun = "migrate",
+        .summary = "Copy all users or groups to the directory, or to this system",
+        .description =
+            "Copies the ordinary accounts of this system (/etc/passwd and /etc/group) to the "
+            "directory, or those of the directory to this system, and tells of each what came of "
+            "it. Nothing is deleted or changed on either side: an account whose name or number is "
+            "taken is skipped. So it may be run again; it adds what is missing. Groups go to this "
+            "system first: a user needs its primary group there.\n\n"
+            "Password hashes go along as they are, Samba's too where the directory has "
+            "sambaSamAccount. A hash that is not of the kind {crypt} is of no use to this system: "
+            "the user gets a random password that nobody knows. Mail addresses and full names go "
+            "both ways, descriptions of groups to the directory only. No home folder is made.\n\n"
+            "It asks before it adds anything; --dry-run says what would be added and what skipped, "
+            "and why. Fields: name, number, result (added, or add with --dry-run; there; skipped), "
+            "reason. The exit code is 7 when accounts were skipped.",
+        .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
+        .options = {{.name = "to",
+                     .value = "WHERE",
+                     .help = "directory, or local: this system",
+                     .choices = {"directory", "local"},
+                     .required = true},
+                    ProgressOption()},
+        .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
+                     {"zafoldap migrate groups --to local --yes", "without a question"}},
+        .exits = {4, 6, 7, 8, 130}};
+}
+
 Command StatCommand() {
     return {
         .noun = "stat",
@@ -428,6 +457,7 @@ std::vector<Command> AccountCommands() {
     add(GroupCommands());
     add(MemberCommands());
     add(IdCommands());
+    add({MigrateCommand()});
     add({StatCommand()});
     return all;
 }

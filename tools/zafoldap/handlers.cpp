@@ -44,6 +44,7 @@ constexpr HandlerRow kHandlers[] = {
     {"id next", NextId},
     {"id pool show", ShowIdPool},
     {"id check", CheckIds},
+    {"migrate", MigrateAccounts},
     {"stat", CountAccounts},
     {"search", SearchDirectory},
     {"entry show", ShowEntry},

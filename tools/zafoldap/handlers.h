@@ -40,6 +40,7 @@ int RemoveMembers(Session &session);
 int NextId(Session &session);
 int ShowIdPool(Session &session);
 int CheckIds(Session &session);
+int MigrateAccounts(Session &session);
 int CountAccounts(Session &session);
 
 int SearchDirectory(Session &session);

@@ -317,6 +317,7 @@ const Program &Zafoldap() {
                       {"group", "groups of the directory"},
                       {"member", "who is in which group"},
                       {"id", "numbers of users and groups"},
+                      {"migrate", "copy accounts between this system and the directory"},
                       {"stat", "how many there are"},
                       {"search", "search the directory"},
                       {"entry", "single entries"},

@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/migration.h"
+
+#include "tools/zafoldap/account_record.h"
+
+#include "platform/group.h"
+#include "platform/user.h"
+
+#include <glob.h>
+#include <poll.h>
+#include <signal.h>
+#include <strings.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kTickMilliseconds = 300;
+constexpr std::string_view kCryptScheme = "{crypt}";
+
+template <typename Record, void (*Free)(Record *)>
+class Owned {
+  public:
+    Owned() = default;
+    Owned(const Owned &) = delete;
+    Owned &operator=(const Owned &) = delete;
+    ~Owned() { Free(record_); }
+    Record **Address() { return &record_; }
+    const Record *operator->() const { return record_; }
+
+  private:
+    Record *record_ = nullptr;
+};
+using User = Owned<ZAFOUSER, ZAFOUserFree>;
+using Group = Owned<ZAFOGROUP, ZAFOGroupFree>;
+
+// Whether a look-up in the local database found something; throws when it could not look.
+bool Found(int result, int missing, const std::string &name) {
+    if (result == 0) return true;
+    const int error = QLIBCErrGet();
+    if (error == missing) return false;
+    throw LibraryFailure(0, error, {.subject = name}, "");
+}
+
+template <typename Find>
+std::optional<Candidate> LocalUser(const std::string &name, Find find) {
+    User user;
+    if (!Found(find(user.Address()), QLIB_ERR_NO_SUCH_USER, name)) return std::nullopt;
+    return Candidate{.name = user->szName, .number = user->pw_uid, .group = user->pw_gid};
+}
+
+template <typename Find>
+std::optional<Candidate> LocalGroup(const std::string &name, Find find) {
+    Group group;
+    if (!Found(find(group.Address()), QLIB_ERR_NO_SUCH_GROUP, name)) return std::nullopt;
+    return Candidate{.name = group->szName, .number = group->nGid, .group = std::nullopt};
+}
+
+std::optional<Candidate> LocalNamed(const AccountKind &kind, const std::string &name) {
+    const char *text = name.c_str();
+    if (&kind == &kUserKind)
+        return LocalUser(name, [=](ZAFOUSER **user) { return ZAFOUserGetLocal(text, user); });
+    return LocalGroup(name, [=](ZAFOGROUP **group) { return ZAFOGroupGetLocal(text, group); });
+}
+
+std::optional<Candidate> LocalNumbered(const AccountKind &kind, std::uint32_t number) {
+    const std::string name = std::to_string(number);
+    if (&kind == &kUserKind)
+        return LocalUser(name,
+                         [=](ZAFOUSER **user) { return ZAFOUserGetLocalByUID(number, user); });
+    return LocalGroup(name,
+                      [=](ZAFOGROUP **group) { return ZAFOGroupGetLocalByGID(number, group); });
+}
+
+std::vector<std::string> LocalNames(const AccountKind &kind, const Streams &streams) {
+    NameList names;
+    const auto list = &kind == &kUserKind ? ZAFOUserEnum : ZAFOGroupEnum;
+    if (list(names.Address(), ZAFO_ACCOUNT_LOCAL) < 0)
+        throw LibraryFailure(0, QLIBCErrGet(), {}, streams.ToolWords());
+    return names.Names();
+}
+
+std::optional<std::uint32_t> NumberIn(std::string_view text) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return number;
+}
+
+bool IsCrypt(std::string_view password) {
+    return password.size() >= kCryptScheme.size() &&
+           strncasecmp(password.data(), kCryptScheme.data(), kCryptScheme.size()) == 0;
+}
+
+// Every account of a kind in the directory. Only of passwords that are asked for something is known.
+std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, const AccountKind &kind,
+                                         bool passwords) {
+    Query query{.base = std::nullopt,
+                .filter = fmt::format("({})", kind.filter),
+                .attributes = {std::string(kind.name_attr), "uidNumber", "gidNumber"}};
+    if (passwords) query.attributes.emplace_back("userPassword");
+    Search search(directory.Out(), directory.TheHost(), std::move(query),
+                  directory.Known(directory.Saved().base));
+    std::vector<Candidate> accounts;
+    while (const Entry *entry = search.Next()) {
+        Candidate account{.name = std::string(FirstValue(*entry, kind.name_attr)),
+                          .number = NumberIn(FirstValue(*entry, kind.number_attr)),
+                          .group = std::nullopt};
+        if (account.name.empty()) account.name = entry->dn;
+        if (&kind == &kUserKind) account.group = NumberIn(FirstValue(*entry, "gidNumber"));
+        account.foreign_hash = passwords && !IsCrypt(FirstValue(*entry, "userPassword"));
+        accounts.push_back(std::move(account));
+    }
+    return accounts;
+}
+
+// What the process that copies tells the one that waits for it.
+struct Outcome {
+    int result;
+    int library_error;
+    int platform_error;
+};
+
+// A process of its own that makes one call, in a process group of its own: the Ctrl-C of a
+// terminal is for the one that waits.
+class Worker {
+  public:
+    explicit Worker(const std::function<int()> &call) {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0) Refuse();
+        read_ = UniqueFd(ends[0]);
+        UniqueFd write_end(ends[1]);
+        const pid_t parent = getpid();
+        pid_ = fork();
+        if (pid_ < 0) Refuse();
+        if (pid_ == 0) Work(call, write_end.Get(), parent);
+        setpgid(pid_, pid_);
+    }
+    Worker(const Worker &) = delete;
+    Worker &operator=(const Worker &) = delete;
+    ~Worker() {
+        if (pid_ > 0) End();
+    }
+
+    // Whether it has ended, after waiting for a moment. Ctrl-C ends the wait too.
+    bool Ended() const {
+        pollfd end{.fd = read_.Get(), .events = POLLIN, .revents = 0};
+        return poll(&end, 1, kTickMilliseconds) > 0;
+    }
+
+    // What it has to say; nothing when it died before.
+    std::optional<Outcome> Result() {
+        Outcome outcome{};
+        const ssize_t n = read(read_.Get(), &outcome, sizeof outcome);
+        Reap();
+        if (n != ssize_t{sizeof outcome}) return std::nullopt;
+        return outcome;
+    }
+
+    // Ends it where it is. Its account is there wholly or not at all; its change file is not left.
+    void End() {
+        const pid_t pid = pid_;
+        kill(pid, SIGTERM);
+        Reap();
+        glob_t files{};
+        if (glob(fmt::format("/tmp/{}_*.ldif", pid).c_str(), 0, nullptr, &files) == 0) {
+            for (size_t i = 0; i < files.gl_pathc; ++i)
+                unlink(files.gl_pathv[i]);
+        }
+        globfree(&files);
+    }
+
+  private:
+    [[noreturn]] static void Refuse() {
+        throw LibraryFailure(0, QLIB_ERR_OPEN_FAILED, {}, std::strerror(errno));
+    }
+
+    [[noreturn]] static void Work(const std::function<int()> &call, int fd, pid_t parent) {
+        setpgid(0, 0);
+        signal(SIGINT, SIG_IGN);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent) _exit(1);
+        const int result = call();
+        const Outcome outcome{result, ZAFOLDAPErrGet(), QLIBCErrGet()};
+        _exit(write(fd, &outcome, sizeof outcome) == ssize_t{sizeof outcome} ? 0 : 1);
+    }
+
+    void Reap() {
+        while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        pid_ = -1;
+    }
+
+    UniqueFd read_;
+    pid_t pid_ = -1;
+};
+
+}  // namespace
+
+std::vector<Candidate> Migration::ReadSource() const {
+    if (to_local_) return DirectoryAccounts(directory_, kind_, &kind_ == &kUserKind);
+    std::vector<Candidate> accounts;
+    for (const std::string &name : LocalNames(kind_, directory_.Out())) {
+        if (std::optional<Candidate> account = LocalNamed(kind_, name))
+            accounts.push_back(std::move(*account));
+    }
+    return accounts;
+}
+
+Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
+    Target target{.local = to_local_, .taken = TakenAccounts(/*fold_case=*/!to_local_)};
+    const bool users = &kind_ == &kUserKind;
+    if (!to_local_) {
+        for (const Candidate &account : DirectoryAccounts(directory_, kind_, false))
+            target.taken.Add(account.name, account.number);
+        if (!users) return target;
+        for (const Candidate &group : DirectoryAccounts(directory_, kGroupKind, false)) {
+            if (group.number) target.groups.insert(*group.number);
+        }
+        return target;
+    }
+    const auto take = [&](const std::optional<Candidate> &local) {
+        if (local) target.taken.Add(local->name, local->number);
+    };
+    for (const Candidate &account : source) {
+        take(LocalNamed(kind_, account.name));
+        if (account.number) take(LocalNumbered(kind_, *account.number));
+        if (account.group && LocalNumbered(kGroupKind, *account.group))
+            target.groups.insert(*account.group);
+    }
+    if (users) target.remained = directory_.Run("/usr/zafo/etc/account.conf", QLIBUserNumRemained);
+    return target;
+}
+
+int Migration::Copy() const {
+    const ZAFOLDAP_HOST *host = directory_.Record();
+    if (&kind_ == &kUserKind)
+        return to_local_ ? ZAFOLDAPBrowserMigrateUserToLocal(host)
+                         : ZAFOLDAPBrowserMigrateUserToLDAP(host);
+    return to_local_ ? ZAFOLDAPBrowserMigrateGroupToLocal(host)
+                     : ZAFOLDAPBrowserMigrateGroupToLDAP(host);
+}
+
+size_t Migration::CountTarget() const {
+    if (to_local_) return LocalNames(kind_, directory_.Out()).size();
+    const int count = ZAFOLDAPBrowserStatUGNum(directory_.Record(), kind_.noun.data());
+    return count < 0 ? 0 : static_cast<size_t>(count);
+}
+
+MigrationEnd Migration::Run(const std::function<void(size_t)> &show) const {
+    const size_t before = CountTarget();
+    directory_.Out().ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+    show(0);
+    Worker worker([this] { return Copy(); });
+    while (!worker.Ended()) {
+        if (Interrupted()) {
+            worker.End();
+            return {.stopped = true};
+        }
+        const size_t now = CountTarget();
+        if (now > before) show(now - before);
+    }
+    const std::optional<Outcome> outcome = worker.Result();
+    MigrationEnd end;
+    if (!outcome) {
+        end.failure =
+            OwnFailure("migration_failed", {.subject = "the migration was broken off",
+                                            .reason = "the process that copied has died"});
+    } else if (outcome->result < 0) {
+        end.failure =
+            LibraryFailure(outcome->library_error, outcome->platform_error,
+                           directory_.Known(directory_.Saved().base), directory_.Out().ToolWords());
+    }
+    return end;
+}
+
+}  // namespace zafo::cli

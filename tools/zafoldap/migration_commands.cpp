@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// migrate users and migrate groups: compares both sides, asks, has the library copy, and looks what
+// came of it. The library itself tells of skipped accounts in the system log only.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/listing.h"
+#include "tools/cli/progress.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/migration.h"
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+const Fields kFields = {
+    {"name", "NAME"}, {"number", "NUMBER"}, {"result", "RESULT"}, {"reason", "REASON"}};
+
+constexpr std::string_view kRefused = "it was refused: the system log has the reason";
+constexpr std::string_view kNotReached = "it was not reached";
+
+struct Job {
+    Session &session;
+    const AccountKind &kind;
+    bool to_local;
+
+    std::string Where() const { return to_local ? "this system" : "the directory"; }
+    // "1 user", "3 groups"
+    std::string Counted(size_t count) const {
+        return fmt::format("{} {}{}", count, kind.noun, count == 1 ? "" : "s");
+    }
+    // The command itself, to be run again.
+    std::string Again() const {
+        return CommandLine(
+            session, "migrate",
+            {std::string(kind.noun) + "s", "--to", to_local ? "local" : "directory"});
+    }
+};
+
+std::string_view WordFor(Result result, bool dry_run) {
+    switch (result) {
+        case Result::kAdd:
+            return dry_run ? "add" : "added";
+        case Result::kThere:
+            return "there";
+        case Result::kSkip:
+            break;
+    }
+    return "skipped";
+}
+
+Json RowOf(const Decision &decision, bool dry_run) {
+    const Candidate &account = decision.account;
+    return {{"name", account.name},
+            {"number", account.number ? Json(*account.number) : Json()},
+            {"result", WordFor(decision.result, dry_run)},
+            {"reason", decision.reason.empty() ? Json() : Json(decision.reason)}};
+}
+
+// Those that need a person's attention come last, where a terminal shows them.
+void PutSkippedLast(std::vector<Decision> &plan) {
+    std::ranges::stable_sort(plan, {}, [](const Decision &decision) {
+        return 2 * static_cast<int>(decision.result) + (decision.reason.empty() ? 0 : 1);
+    });
+}
+
+void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
+    Session &session = job.session;
+    const Fields fields = Chosen(kFields, session.Options());
+    PutSkippedLast(plan);
+    if (session.Options().form != Form::kJson) {
+        ListWriter writer(session.streams, session.document, fields);
+        for (const Decision &decision : plan)
+            writer.Write(RowOf(decision, dry_run));
+        writer.Finish(ok, /*complete=*/true);
+        return;
+    }
+    Json accounts = Json::array();
+    for (const Decision &decision : plan) {
+        const Json row = RowOf(decision, dry_run);
+        Json picked = Json::object();
+        for (const Field &field : fields)
+            picked[field.key] = row[field.key];
+        accounts.push_back(std::move(picked));
+    }
+    Json counts = Json::object();
+    for (const Result result : {Result::kAdd, Result::kThere, Result::kSkip})
+        counts[WordFor(result, dry_run)] = CountOf(plan, result);
+    session.document.Whole({{"what", std::string(job.kind.noun) + "s"},
+                            {"to", job.to_local ? "local" : "directory"},
+                            {"dry_run", dry_run},
+                            {"counts", std::move(counts)},
+                            {"accounts", std::move(accounts)}},
+                           ok);
+}
+
+// "3 users added to the directory, 2 there already, 1 skipped"
+std::string Summary(const Job &job, const std::vector<Decision> &plan, std::string_view added) {
+    return fmt::format("{} {} to {}, {} there already, {} skipped",
+                       job.Counted(CountOf(plan, Result::kAdd)), added, job.Where(),
+                       CountOf(plan, Result::kThere), CountOf(plan, Result::kSkip));
+}
+
+size_t RandomPasswords(const std::vector<Decision> &plan) {
+    return static_cast<size_t>(std::ranges::count_if(plan, [](const Decision &decision) {
+        return decision.result == Result::kAdd && decision.account.foreign_hash;
+    }));
+}
+
+void Log(const Job &job, const std::vector<Decision> &plan) {
+    for (const Decision &decision : plan) {
+        if (decision.result != Result::kAdd) continue;
+        LogChange(fmt::format("migrate {}s", job.kind.noun),
+                  "connection=" + job.session.Options().connection,
+                  fmt::format("to={} name=\"{}\"", job.to_local ? "local" : "directory",
+                              OneLine(decision.account.name)),
+                  "done");
+    }
+}
+
+// Throws unless every account is on the other side.
+void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const MigrationEnd &end) {
+    const size_t skipped = CountOf(plan, Result::kSkip);
+    const std::string summary = Summary(job, plan, "added");
+    if (end.stopped)
+        throw OwnFailure("migration_stopped", {.subject = summary, .finish = job.Again()});
+    if (skipped == 0) return;
+    if (skipped < plan.size()) {
+        Leftovers left;
+        left.Add(fmt::format("{} skipped", skipped == 1 ? "one was" : "some were"), job.Again());
+        left.ThrowIfAny(summary);
+    }
+    if (end.failure) throw *end.failure;
+    throw OwnFailure("migration_failed",
+                     {.subject = fmt::format("no {} was added to {}", job.kind.noun, job.Where()),
+                      .reason = "all were skipped"});
+}
+
+void CheckRights(const Session &session) {
+    if (geteuid() == 0) return;
+    throw OwnFailure("not_root", {.subject = fmt::format("{} {}", session.program.name,
+                                                         FullName(*session.invocation.command))});
+}
+
+// Asks, when there is anything to add.
+void AskFor(const Job &job, const std::vector<Decision> &plan) {
+    const size_t count = CountOf(plan, Result::kAdd);
+    if (count == 0) return;
+    const std::string what = fmt::format("{} to {}", job.Counted(count), job.Where());
+    std::vector<std::string> details = {Summary(job, plan, "to add")};
+    if (const size_t random = RandomPasswords(plan); job.to_local && random > 0)
+        details.push_back(job.Counted(random) + " of them will have a random password");
+    Confirm(job.session, "adding " + what, fmt::format("Add {}?", what), details);
+}
+
+MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decision> &plan,
+                  const std::vector<Candidate> &source) {
+    MigrationEnd end;
+    if (const size_t count = CountOf(plan, Result::kAdd); count > 0) {
+        {
+            Progress progress(job.session, fmt::format("adding {}s", job.kind.noun), count);
+            end = migration.Run([&](size_t done) { progress.Show(done); });
+        }
+        Settle(plan, migration.ReadTarget(source).taken, end.stopped ? kNotReached : kRefused);
+        Log(job, plan);
+    }
+    return end;
+}
+
+}  // namespace
+
+int MigrateAccounts(Session &session) {
+    const Job job{session, session.Argument("WHAT") == "users" ? kUserKind : kGroupKind,
+                  *session.invocation.Find("to") == "local"};
+    CheckRights(session);
+    AccountDirectory directory(session);
+    directory.LearnServer(job.kind);
+    if (!job.to_local) NeedContainer(directory, job.kind);
+    const Migration migration(directory, job.kind, job.to_local);
+    const std::vector<Candidate> source = migration.ReadSource();
+    std::vector<Decision> plan = PlanMigration(source, migration.ReadTarget(source));
+    if (session.Options().dry_run) {
+        Print(job, plan, /*dry_run=*/true, /*ok=*/true);
+        session.streams.Note(Summary(job, plan, "to add"));
+        return 0;
+    }
+    AskFor(job, plan);
+    const MigrationEnd end = Copy(job, migration, plan, source);
+    const bool whole = CountOf(plan, Result::kSkip) == 0 && !end.stopped;
+    Print(job, plan, /*dry_run=*/false, whole);
+    ThrowUnlessWhole(job, plan, end);
+    session.streams.Note(Summary(job, plan, "added"));
+    return 0;
+}
+
+}  // namespace zafo::cli

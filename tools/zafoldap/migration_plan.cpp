@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/migration_plan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::string_view kRandomPassword =
+    "the password is not a {crypt} hash: the account gets a random one that nobody knows";
+
+// Why a user cannot be made although name and number are free.
+std::string Obstacle(const Candidate &account, const Target &target) {
+    if (!account.number) return "it has no number";
+    if (!target.local || !account.group || target.groups.contains(*account.group)) return {};
+    return fmt::format("its primary group {} is not on this system", *account.group);
+}
+
+std::string Remark(const Candidate &account, const Target &target) {
+    if (target.local) return std::string(account.foreign_hash ? kRandomPassword : "");
+    if (!account.group || target.groups.contains(*account.group)) return {};
+    return fmt::format("its primary group {} is not in the directory", *account.group);
+}
+
+Decision Decide(const Candidate &account, Target &target, bool &full) {
+    if (target.taken.Has(account)) return {account, Result::kThere, {}};
+    std::string conflict = target.taken.Conflict(account);
+    if (!conflict.empty()) return {account, Result::kSkip, std::move(conflict)};
+    full = full || (target.remained && *target.remained <= 0);
+    if (full) return {account, Result::kSkip, "no more local users are allowed"};
+    std::string obstacle = Obstacle(account, target);
+    if (!obstacle.empty()) return {account, Result::kSkip, std::move(obstacle)};
+    target.taken.Add(account.name, account.number);
+    if (target.remained) --*target.remained;
+    return {account, Result::kAdd, Remark(account, target)};
+}
+
+}  // namespace
+
+std::string TakenAccounts::Key(const std::string &name) const {
+    std::string key = name;
+    if (fold_case_) {
+        std::ranges::transform(key, key.begin(), [](unsigned char c) {
+            return static_cast<char>(c < 0x80 ? std::tolower(c) : c);
+        });
+    }
+    return key;
+}
+
+void TakenAccounts::Add(const std::string &name, std::optional<std::uint32_t> number) {
+    numbers_.emplace(Key(name), number);
+    if (number) names_.emplace(*number, name);
+}
+
+bool TakenAccounts::Has(const Candidate &candidate) const {
+    const auto found = numbers_.find(Key(candidate.name));
+    return found != numbers_.end() && candidate.number && found->second == candidate.number;
+}
+
+std::string TakenAccounts::Conflict(const Candidate &candidate) const {
+    const auto name = numbers_.find(Key(candidate.name));
+    if (name != numbers_.end()) {
+        return name->second ? fmt::format("the name is taken, with number {}", *name->second)
+                            : std::string("the name is taken");
+    }
+    if (!candidate.number) return {};
+    const auto number = names_.find(*candidate.number);
+    return number == names_.end() ? std::string()
+                                  : fmt::format("the number is taken by {}", number->second);
+}
+
+std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target) {
+    std::vector<Decision> plan;
+    bool full = false;  // the library ends there, also for those that would have been skipped
+    for (const Candidate &account : accounts)
+        plan.push_back(Decide(account, target, full));
+    return plan;
+}
+
+void Settle(std::vector<Decision> &plan, const TakenAccounts &now, std::string_view reason) {
+    for (Decision &decision : plan) {
+        if (decision.result == Result::kAdd && !now.Has(decision.account)) {
+            decision.result = Result::kSkip;
+            decision.reason = reason;
+        }
+    }
+}
+
+size_t CountOf(const std::vector<Decision> &plan, Result result) {
+    return static_cast<size_t>(std::ranges::count(plan, result, &Decision::result));
+}
+
+}  // namespace zafo::cli

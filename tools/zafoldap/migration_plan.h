@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What a migration will do with each account, decided the way the library decides it, from what
+// stands on both sides.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zafo::cli {
+
+// An account of the side that is read.
+struct Candidate {
+    std::string name;
+    std::optional<std::uint32_t> number;
+    std::optional<std::uint32_t> group;  // of a user: the primary group
+    bool foreign_hash = false;           // the password is of no use on the other side
+};
+
+// What names and numbers the other side has.
+class TakenAccounts {
+  public:
+    // A directory does not tell "Anna" from "anna".
+    explicit TakenAccounts(bool fold_case) : fold_case_(fold_case) {}
+
+    void Add(const std::string &name, std::optional<std::uint32_t> number);
+    bool HasName(const std::string &name) const { return numbers_.contains(Key(name)); }
+    bool Has(const Candidate &candidate) const;
+    // "the name is taken …", "the number is …"; empty when neither is taken.
+    std::string Conflict(const Candidate &candidate) const;
+    size_t Count() const { return numbers_.size(); }
+
+  private:
+    std::string Key(const std::string &name) const;
+
+    bool fold_case_;
+    std::map<std::string, std::optional<std::uint32_t>> numbers_;  // by name
+    std::map<std::uint32_t, std::string> names_;
+};
+
+enum class Result { kAdd, kThere, kSkip };
+
+struct Decision {
+    Candidate account;
+    Result result;
+    std::string reason;  // of kSkip; of kAdd what is to be known of it
+};
+
+struct Target {
+    bool local = false;  // else the directory
+    TakenAccounts taken;
+    std::set<std::uint32_t> groups = {};  // of users: the group numbers there are
+    std::optional<int> remained = {};     // how many more are allowed
+};
+
+std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target);
+
+// What came of it: those that were to be added and are not there are skipped, for `reason` where
+// nothing better is known.
+void Settle(std::vector<Decision> &plan, const TakenAccounts &now, std::string_view reason);
+
+size_t CountOf(const std::vector<Decision> &plan, Result result);
+
+}  // namespace zafo::cli
