@@ -30,7 +30,7 @@ constexpr const char *kServiceFiles[] = {cli::kServiceSettings, cli::kServiceDef
 constexpr const char *kListenByDefault = "ldap:/// ldaps:///";
 constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
-constexpr std::chrono::seconds kAnswerLimit{20};
+constexpr std::chrono::seconds kAnswerLimit{10};
 
 // As a component of a URL (RFC 4516).
 std::string Escaped(std::string_view dn) {
