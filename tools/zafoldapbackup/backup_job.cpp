@@ -46,7 +46,7 @@ class BackupJob {
 
     void Run() {
         progress_->Stage("checking the destination");
-        SettleBeforeJob(Places());
+        SettleRestore();
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");
@@ -73,6 +73,15 @@ class BackupJob {
     }
 
   private:
+    // What hinders that says nothing of the folder of the backups, as a backup's other codes do.
+    static void SettleRestore() {
+        try {
+            SettleBeforeJob(Places());
+        } catch (const Problem &problem) {
+            throw Problem(Exit::kSystem, problem.what());
+        }
+    }
+
     // The number of the backup to write.
     std::uint64_t PrepareFolder() const {
         CheckDestination(environment_.folder);
