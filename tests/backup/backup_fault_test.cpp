@@ -164,6 +164,34 @@ INSTANTIATE_TEST_SUITE_P(
                     Failure{"ENOMEM", "create", 3}),
     [](const auto &one) { return std::string(one.param.reason) + "_" + one.param.kind; });
 
+// A disk that does not keep what it took: seen before the file is a backup to anybody.
+TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
+    variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
+    int in_folder = 0;
+    for (const std::string how : {"flip:", "lose:"}) {
+        for (int turn = 1; turn < kMostCalls; ++turn) {
+            const rig::FaultRun run = Run(how + std::to_string(turn));
+            std::vector<rig::CountedCall> writes = run.calls;
+            std::erase_if(writes, [](const auto &call) { return call.kind != "write"; });
+            if (writes.size() < static_cast<size_t>(turn)) break;
+            if (!writes[static_cast<size_t>(turn) - 1].path.starts_with(folder_)) {
+                ForgetNewBackups();
+                for (const auto &[name, bytes] : before_)
+                    Write(name, bytes);
+                continue;
+            }
+            SCOPED_TRACE(how + std::to_string(turn));
+            ++in_folder;
+            EXPECT_EQ(run.ExitCode(), 3) << run.words;
+            EXPECT_THAT(run.words, testing::HasSubstr("damaged as it stands on the disk"));
+            EXPECT_EQ(Contents(), before_);
+            EXPECT_THAT(Others(), IsEmpty());
+            EXPECT_EQ(Progress("action"), "verifying");
+        }
+    }
+    EXPECT_GE(in_folder, 4);
+}
+
 TEST_F(BackupFault, AProgramThatCannotBeStartedIsTold) {
     const rig::FaultRun run = Run("EAGAIN:1:spawn");
     EXPECT_EQ(run.ExitCode(), 3);

@@ -307,6 +307,21 @@ TEST_F(BackupFileSystem, ThatFillsUpEndsTheBackup) {
     Verified(Backups().at(0));
 }
 
+// A share that is taken away leaves the folder on which it was mounted.
+TEST_F(BackupFileSystem, ThatIsTakenAwayEndsTheBackup) {
+    if (!Mount("size=16m")) GTEST_SKIP() << "nothing can be mounted here";
+    UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile("/tmp/go"); });
+    rig::RunningTool running({kBackupProgram}, Environment());
+    ASSERT_TRUE(tools_.WaitForCalls(1));
+    ASSERT_EQ(umount2(folder_.c_str(), MNT_DETACH), 0);
+    mounted_ = false;
+    std::ofstream("/tmp/go") << "";
+    const rig::ToolOutcome outcome = running.Finish();
+    unlink("/tmp/go");
+    EXPECT_EQ(WEXITSTATUS(outcome.status), 2) << outcome.output;
+    EXPECT_THAT(Names(), IsEmpty());
+}
+
 TEST_F(BackupProgram, FailsOnAFolderThatWentAway) {
     UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile("/tmp/go"); });
     rig::RunningTool running({kBackupProgram}, Environment());

@@ -8,6 +8,8 @@
 //   "ENOSPC:3"         the third write fails with that error
 //   "EIO:1:rename"     the first call of that kind fails, or with "kill" is its last
 //   "ENOSPC:3+"        so do all later ones
+//   "flip:2"           the second write changes a bit in the middle, and tells nobody
+//   "lose:2"           the second write does nothing, and tells nobody
 //   ""                 nothing: for its list of calls
 //
 // What counts: "write" (also of the length), "sync", "rename", "unlink", "mkdir", "create" (opening

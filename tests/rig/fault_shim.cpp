@@ -17,12 +17,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
+
+enum class Action { kNothing, kFail, kKill, kFlip, kLose };
 
 struct Reason {
     const char *name;
     int number;
+};
+
+struct Name {
+    const char *text;
+    Action action;
 };
 
 constexpr Reason kReasons[] = {{"ENOSPC", ENOSPC}, {"EDQUOT", EDQUOT}, {"EFBIG", EFBIG},
@@ -30,8 +38,11 @@ constexpr Reason kReasons[] = {{"ENOSPC", ENOSPC}, {"EDQUOT", EDQUOT}, {"EFBIG",
                                {"ESTALE", ESTALE}, {"EACCES", EACCES}, {"ENOMEM", ENOMEM},
                                {"EINVAL", EINVAL}, {"EAGAIN", EAGAIN}};
 
+constexpr Name kActions[] = {
+    {"kill:", Action::kKill}, {"flip:", Action::kFlip}, {"lose:", Action::kLose}};
+
 struct Plan {
-    bool kills = false;
+    Action action = Action::kFail;
     int reason = 0;
     long turn = 0;  // 0: at no call
     bool and_later = false;
@@ -53,12 +64,14 @@ Plan ReadPlan() {
     plan.turn = std::strtol(colon + 1, &end, 10);
     plan.and_later = *end == '+';
     if (plan.and_later) ++end;
-    plan.kills = std::strncmp(text, "kill:", 5) == 0;
+    for (const Name &name : kActions) {
+        if (std::strncmp(text, name.text, std::strlen(name.text)) == 0) plan.action = name.action;
+    }
     for (const Reason &reason : kReasons) {
         if (std::strncmp(text, reason.name, static_cast<size_t>(colon - text)) == 0)
             plan.reason = reason.number;
     }
-    const char *kind = *end == ':' ? end + 1 : plan.kills ? "" : "write";
+    const char *kind = *end == ':' ? end + 1 : plan.action == Action::kKill ? "" : "write";
     std::snprintf(plan.kind, sizeof plan.kind, "%s", kind);
     return plan;
 }
@@ -74,27 +87,35 @@ void Report(const char *kind, const char *path) {
     if (ThePlan().report >= 0) syscall(SYS_write, ThePlan().report, line, size);
 }
 
-// True when this call must fail; errno says how. Does not come back when it must die.
-bool Plays(const char *kind, const char *path) {
+// What this call is to do. Does not come back when it must die.
+Action Turn(const char *kind, const char *path) {
     static long turn = 0;
     Plan &plan = ThePlan();
     Report(kind, path);
-    if (plan.kind[0] != '\0' && std::strcmp(plan.kind, kind) != 0) return false;
+    if (plan.kind[0] != '\0' && std::strcmp(plan.kind, kind) != 0) return Action::kNothing;
     ++turn;
     if (plan.turn == 0 || (turn != plan.turn && !(plan.and_later && turn > plan.turn)))
-        return false;
-    if (plan.kills) kill(getpid(), SIGKILL);
+        return Action::kNothing;
+    if (plan.action == Action::kKill) kill(getpid(), SIGKILL);
     errno = plan.reason;
-    return plan.reason != 0;
+    return plan.action;
 }
 
-bool PlaysOn(const char *kind, int fd) {
+bool Fails(const char *kind, const char *path) {
+    return Turn(kind, path) == Action::kFail;
+}
+
+Action TurnOn(const char *kind, int fd) {
     char link[64];
     char path[PATH_MAX] = "?";
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     const ssize_t n = readlink(link, path, sizeof path - 1);
     if (n > 0) path[n] = '\0';
-    return Plays(kind, path);
+    return Turn(kind, path);
+}
+
+bool FailsOn(const char *kind, int fd) {
+    return TurnOn(kind, fd) == Action::kFail;
 }
 
 template <typename Function>
@@ -115,73 +136,85 @@ Function *Real(Function *, const char *name) {
 #pragma GCC diagnostic ignored "-Wredundant-decls"
 
 SHIM ssize_t write(int fd, const void *bytes, size_t size) {
-    if (PlaysOn("write", fd)) return -1;
+    switch (TurnOn("write", fd)) {
+        case Action::kFail:
+            return -1;
+        case Action::kLose:
+            return static_cast<ssize_t>(size);
+        case Action::kFlip: {
+            std::string other(static_cast<const char *>(bytes), size);
+            if (size > 0) other[size / 2] = static_cast<char>(other[size / 2] ^ 1);
+            return syscall(SYS_write, fd, other.data(), size);
+        }
+        default:
+            break;
+    }
     CALL(write, fd, bytes, size);
 }
 
 SHIM ssize_t writev(int fd, const struct iovec *vector, int count) {
-    if (PlaysOn("write", fd)) return -1;
+    if (FailsOn("write", fd)) return -1;
     CALL(writev, fd, vector, count);
 }
 
 SHIM ssize_t pwrite64(int fd, const void *bytes, size_t size, off64_t offset) {
-    if (PlaysOn("write", fd)) return -1;
+    if (FailsOn("write", fd)) return -1;
     CALL(pwrite64, fd, bytes, size, offset);
 }
 
 SHIM int ftruncate64(int fd, off64_t size) noexcept {
-    if (PlaysOn("write", fd)) return -1;
+    if (FailsOn("write", fd)) return -1;
     CALL(ftruncate64, fd, size);
 }
 
 SHIM int fsync(int fd) {
-    if (PlaysOn("sync", fd)) return -1;
+    if (FailsOn("sync", fd)) return -1;
     CALL(fsync, fd);
 }
 
 SHIM int fdatasync(int fd) {
-    if (PlaysOn("sync", fd)) return -1;
+    if (FailsOn("sync", fd)) return -1;
     CALL(fdatasync, fd);
 }
 
 SHIM int rename(const char *from, const char *to) noexcept {
-    if (Plays("rename", to)) return -1;
+    if (Fails("rename", to)) return -1;
     CALL(rename, from, to);
 }
 
 SHIM int renameat(int from_folder, const char *from, int to_folder, const char *to) noexcept {
-    if (Plays("rename", to)) return -1;
+    if (Fails("rename", to)) return -1;
     CALL(renameat, from_folder, from, to_folder, to);
 }
 
 SHIM int renameat2(int from_folder, const char *from, int to_folder, const char *to,
                    unsigned flags) noexcept {
-    if (Plays("rename", to)) return -1;
+    if (Fails("rename", to)) return -1;
     CALL(renameat2, from_folder, from, to_folder, to, flags);
 }
 
 SHIM int unlink(const char *path) noexcept {
-    if (Plays("unlink", path)) return -1;
+    if (Fails("unlink", path)) return -1;
     CALL(unlink, path);
 }
 
 SHIM int unlinkat(int folder, const char *path, int flags) noexcept {
-    if (Plays("unlink", path)) return -1;
+    if (Fails("unlink", path)) return -1;
     CALL(unlinkat, folder, path, flags);
 }
 
 SHIM int rmdir(const char *path) noexcept {
-    if (Plays("unlink", path)) return -1;
+    if (Fails("unlink", path)) return -1;
     CALL(rmdir, path);
 }
 
 SHIM int mkdir(const char *path, mode_t mode) noexcept {
-    if (Plays("mkdir", path)) return -1;
+    if (Fails("mkdir", path)) return -1;
     CALL(mkdir, path, mode);
 }
 
 SHIM int mkdirat(int folder, const char *path, mode_t mode) noexcept {
-    if (Plays("mkdir", path)) return -1;
+    if (Fails("mkdir", path)) return -1;
     CALL(mkdirat, folder, path, mode);
 }
 
@@ -190,7 +223,7 @@ SHIM int open64(const char *path, int flags, ...) {
     va_start(more, flags);
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
     va_end(more);
-    if ((flags & O_CREAT) != 0 && Plays("create", path)) return -1;
+    if ((flags & O_CREAT) != 0 && Fails("create", path)) return -1;
     CALL(open64, path, flags, mode);
 }
 
@@ -199,7 +232,7 @@ SHIM int openat64(int folder, const char *path, int flags, ...) {
     va_start(more, flags);
     const auto mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
     va_end(more);
-    if ((flags & O_CREAT) != 0 && Plays("create", path)) return -1;
+    if ((flags & O_CREAT) != 0 && Fails("create", path)) return -1;
     CALL(openat64, folder, path, flags, mode);
 }
 
@@ -207,6 +240,6 @@ SHIM int openat64(int folder, const char *path, int flags, ...) {
 SHIM int posix_spawn(pid_t *pid, const char *path, const posix_spawn_file_actions_t *actions,
                      const posix_spawnattr_t *attributes, char *const argv[],
                      char *const environment[]) {
-    if (Plays("spawn", path)) return errno;
+    if (Fails("spawn", path)) return errno;
     CALL(posix_spawn, pid, path, actions, attributes, argv, environment);
 }
