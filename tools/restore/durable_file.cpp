@@ -2,16 +2,14 @@
 #include "tools/restore/durable_file.h"
 
 #include "host/core/unique_fd.h"
-#include "platform/ldap.h"
-#include "tools/backup/child.h"
+#include "host/server_account.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <filesystem>
 
@@ -32,30 +30,39 @@ void Sync(const std::string &path, int flags) {
 // A file that is not put in place goes with its owner.
 class AsideFile {
   public:
-    AsideFile(std::string path, UniqueFd fd) : path_(std::move(path)), fd_(std::move(fd)) {
-        if (!fd_.IsOpen()) throw RootProblem("cannot create " + path_, errno);
+    explicit AsideFile(const std::string &path) : path_(path), aside_(path + kUnfinished) {
+        unlink(aside_.c_str());
+        fd_.Reset(open(aside_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!fd_.IsOpen()) throw RootProblem("cannot create " + aside_, errno);
     }
     ~AsideFile() {
-        if (!placed_) unlink(path_.c_str());
+        if (!placed_) unlink(aside_.c_str());
     }
     AsideFile(const AsideFile &) = delete;
     AsideFile &operator=(const AsideFile &) = delete;
 
-    void PutInPlace(const std::string &path, std::string_view text) {
-        for (std::string_view rest = text; !rest.empty();) {
-            const ssize_t n = write(fd_.Get(), rest.data(), rest.size());
+    void LetServerRead() const {
+        const group *server = getgrnam(kServerAccount);
+        if (server != nullptr && fchown(fd_.Get(), static_cast<uid_t>(-1), server->gr_gid) == 0)
+            fchmod(fd_.Get(), 0640);
+    }
+
+    void PutInPlace(std::string_view text) {
+        while (!text.empty()) {
+            const ssize_t n = write(fd_.Get(), text.data(), text.size());
             if (n < 0 && errno == EINTR) continue;
-            if (n < 0) throw RootProblem("cannot write " + path, errno);
-            rest.remove_prefix(static_cast<std::size_t>(n));
+            if (n < 0) throw RootProblem("cannot write " + path_, errno);
+            text.remove_prefix(static_cast<std::size_t>(n));
         }
-        if (fsync(fd_.Get()) != 0 || rename(path_.c_str(), path.c_str()) != 0)
-            throw RootProblem("cannot write " + path, errno);
+        if (fsync(fd_.Get()) != 0 || rename(aside_.c_str(), path_.c_str()) != 0)
+            throw RootProblem("cannot write " + path_, errno);
         placed_ = true;
-        SyncFolder(ParentOf(path));
+        SyncFolder(ParentOf(path_));
     }
 
   private:
     std::string path_;
+    std::string aside_;
     UniqueFd fd_;
     bool placed_ = false;
 };
@@ -76,20 +83,13 @@ void SyncFile(const std::string &path) {
 }
 
 void WriteDurably(const std::string &path, std::string_view text) {
-    const std::string aside = path + ".part";
-    unlink(aside.c_str());
-    AsideFile file(
-        aside,
-        UniqueFd(open(aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)));
-    file.PutInPlace(path, text);
+    AsideFile(path).PutInPlace(text);
 }
 
 void WriteConfigurationDurably(const std::string &path, std::string_view text) {
-    std::array<char, PATH_MAX> aside{};
-    if (ZAFOLDAPGenTmpConf(path.c_str(), 0, aside.data(), aside.size()) != 0)
-        throw RootProblem("cannot create " + path, errno);
-    AsideFile file(aside.data(), UniqueFd(open(aside.data(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC)));
-    file.PutInPlace(path, text);
+    AsideFile file(path);
+    file.LetServerRead();
+    file.PutInPlace(text);
 }
 
 void RemoveDurably(const std::string &path) {

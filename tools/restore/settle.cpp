@@ -8,10 +8,14 @@
 #include "tools/restore/server_probe.h"
 #include "tools/restore/start_lock.h"
 
+#include <unistd.h>
+
 #include <fmt/format.h>
 
 #include <cerrno>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace zafo::backup {
 
@@ -23,6 +27,16 @@ constexpr std::chrono::seconds kReaderLimit{10};
 Verdict JudgePlaces(const Places &places) {
     return Judge(LookAt(places),
                  [] { return HoldsSuffix(cli::kSlapdConf, SuffixOf(cli::kSlapdConf)); });
+}
+
+// What a restore had begun to write in the server's folder when it was killed.
+std::vector<std::string> Unfinished(const Places &places) {
+    std::vector<std::string> found;
+    for (const std::string &path :
+         {places.journal, std::string(cli::kSlapdConf), std::string(cli::kAccessRules)}) {
+        if (access((path + kUnfinished).c_str(), F_OK) == 0) found.push_back(path + kUnfinished);
+    }
+    return found;
 }
 
 // The journal goes first: without it the folder beside the database is known to be needed no more.
@@ -41,6 +55,8 @@ void CleanUp(const Places &places) {
 
 // With no server on the database.
 void Apply(const Places &places, Verdict verdict) {
+    for (const std::string &path : Unfinished(places))
+        RemoveDurably(path);
     switch (verdict) {
         case Verdict::kNothing:
             return;
@@ -87,7 +103,7 @@ void SettleBeforeJob(const Places &places) {
 
 void SettleBeforeStart(const Places &places) {
     const FoundJournal found = ReadJournal(places.journal);
-    if (!found.exists && IdOf(places.spare) == 0) return;
+    if (!found.exists && IdOf(places.spare) == 0 && Unfinished(places).empty()) return;
     std::optional<JobLock> lock;
     try {
         lock.emplace();
