@@ -74,12 +74,32 @@ void Apply(const Places &places, Verdict verdict) {
 void StartAgain(const Journal &journal) {
     if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
         QLIBServiceStart(cli::kService, 0) != 0)
-        throw Problem(Exit::kServer, "the server does not start on the database of before");
+        throw Problem(
+            Exit::kServer,
+            "the old database is in its place again, and the server does not start on it");
 }
 
 void StopServer() {
     if (QLIBServiceStop(cli::kService, 0) != 0)
         throw Problem(Exit::kServer, "the server does not stop");
+}
+
+void PutBack(const Places &places, Journal journal) {
+    if (IdOf(places.data) == journal.new_folder) {
+        // Without room for the note the exchange back is all the more urgent.
+        journal.state = JournalState::kUndo;
+        try {
+            WriteDurably(places.journal, TextOf(journal));
+        } catch (const Problem &) {
+        }
+        StopServer();
+    }
+    const StartLock lock;
+    if (IdOf(places.data) == journal.new_folder) {
+        AwaitUnused(places.data, kReaderLimit);
+        Exchange(places.data, places.spare);
+    }
+    RemoveDurably(places.journal);
 }
 
 }  // namespace
@@ -119,24 +139,20 @@ void SettleBeforeStart(const Places &places) {
 }
 
 void UndoRestore(const Places &places, Journal journal) {
-    if (IdOf(places.data) == journal.new_folder) {
-        // Without room for the note the exchange back is all the more urgent.
-        journal.state = JournalState::kUndo;
-        try {
-            WriteDurably(places.journal, TextOf(journal));
-        } catch (const Problem &) {
-        }
-        StopServer();
+    try {
+        PutBack(places, journal);
+    } catch (const Problem &problem) {
+        throw Problem(Exit::kServer,
+                      fmt::format("the old database is put back at the server's next start: {}",
+                                  problem.what()));
     }
-    {
-        const StartLock lock;
-        if (IdOf(places.data) == journal.new_folder) {
-            AwaitUnused(places.data, kReaderLimit);
-            Exchange(places.data, places.spare);
-        }
-        RemoveDurably(places.journal);
+    // The server first: removing a large folder takes its time.
+    try {
+        StartAgain(journal);
+    } catch (const Problem &) {
+        RemoveFolder(places.spare);
+        throw;
     }
-    StartAgain(journal);
     RemoveFolder(places.spare);
 }
 

@@ -159,14 +159,10 @@ class RestoreJob {
     [[noreturn]] void TakeBack(const Problem &problem) {
         try {
             UndoRestore(places_, journal_);
-            configuration_->Uninstall();
         } catch (const Problem &undoing) {
-            throw Problem(
-                Exit::kServer,
-                fmt::format("{}; the old database could not be put back yet: {}; it will be at the "
-                            "server's next start",
-                            problem.what(), undoing.what()));
+            throw Problem(Exit::kServer, fmt::format("{}; {}", problem.what(), undoing.what()));
         }
+        configuration_->Uninstall();
         throw problem;
     }
 
