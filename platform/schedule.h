@@ -5,7 +5,8 @@
  * its six numbers. Entries and comments of others in that file are kept. It
  * belongs to root with mode 0644, or cron would refuse it, and is replaced in
  * one step under an flock on "/etc/cron.d/zafo.lock"; cron passes over names
- * with a dot, so it reads neither that file nor a half-written table.
+ * with a dot, so it reads neither that file nor a half-written table. A change
+ * sets the times of file and folder so that cron sees it at its next look.
  */
 #ifndef ZAFO_PLATFORM_SCHEDULE_H
 #define ZAFO_PLATFORM_SCHEDULE_H

@@ -6,14 +6,18 @@
 #include "host/core/whole_file.h"
 #include "host/sdk/cron_table.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
 using zafo::Fail;
 
+constexpr char kFolder[] = "/etc/cron.d";
 constexpr char kTable[] = "/etc/cron.d/zafo";
 // Cron refuses a table that anybody but root may write.
 constexpr mode_t kTableMode = 0644;
@@ -39,15 +43,33 @@ int Read(const std::string &path, std::string *text) {
     return isDone ? 0 : QLIB_ERR_OPEN_FAILED;
 }
 
+std::time_t LastChange(const char *path) {
+    struct stat status {};
+    return stat(path, &status) == 0 ? status.st_mtime : 0;
+}
+
+// Cron compares the whole seconds of folder and table with those at its last look: one that is
+// changed twice in the second of that look would keep its old entries until the next change. So
+// each change has a second of its own, in the future if need be.
+void MakeNoticeable(std::time_t before) {
+    const std::time_t own = std::max(before, std::time(nullptr)) + 1;
+    const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {.tv_sec = own, .tv_nsec = 0}};
+    for (const char *path : {kTable, kFolder})
+        utimensat(AT_FDCWD, path, times, 0);
+}
+
 template <typename Change>
 int Update(Change change) {
     zafo::FileUpdate update(kTable);
     if (update.Error() != 0) return Fail(update.Error());
+    const std::time_t before = std::max(LastChange(kFolder), LastChange(kTable));
     std::string text;
     if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
     update.TakeOver(kTableMode);
     const int error = update.Replace(change(text), kTableMode);
-    return error == 0 ? 0 : Fail(error);
+    if (error != 0) return Fail(error);
+    MakeNoticeable(before);
+    return 0;
 }
 
 }  // namespace

@@ -5,31 +5,29 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <functional>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "tests/host/owners.h"
-#include "tests/rig/running_tool.h"
+#include "tests/rig/cron.h"
+#include "tests/rig/waiting.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
+using zafo::rig::Cron;
+using zafo::rig::Within;
 using zafo::test::ReadFile;
 using zafo::test::WriteFile;
 
 constexpr char kTable[] = "/etc/cron.d/zafo";
-constexpr char kCron[] = "/usr/sbin/cron";
 constexpr char kBackup[] = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 constexpr char kHead[] =
     "# Periodic commands of the appliance. The numbers above a line are its schedule.\n"
@@ -261,6 +259,23 @@ TEST_F(Schedules, MakeTheFileOneThatCronAccepts) {
     EXPECT_THAT(Names(), UnorderedElementsAre("zafo", "zafo.lock"));
 }
 
+std::time_t SecondOf(const char *path) {
+    struct stat status {};
+    return stat(path, &status) == 0 ? status.st_mtime : 0;
+}
+
+// Cron looks at whole seconds.
+TEST_F(Schedules, ThatAreChangedTwiceInASecondLookChangedTwice) {
+    ASSERT_EQ(Set({1, 4, 0, 4, 0, 0}), 0);
+    for (int hour = 5; hour < 9; ++hour) {
+        const std::time_t table = SecondOf(kTable);
+        const std::time_t folder = SecondOf("/etc/cron.d");
+        ASSERT_EQ(hour % 2 == 0 ? Set({1, hour, 0, 4, 0, 0}) : ZAFOScheduleRemove(kBackup), 0);
+        EXPECT_GT(SecondOf(kTable), table);
+        EXPECT_GT(SecondOf("/etc/cron.d"), folder);
+    }
+}
+
 TEST_F(Schedules, FailWithoutCronsFolder) {
     std::filesystem::remove_all("/etc/cron.d");
     EXPECT_EQ(Set({1, 4, 0, 4, 0, 0}), -1);
@@ -299,30 +314,15 @@ TEST_F(Schedules, FromManyProcessesAtOnceAreAllKept) {
     }
 }
 
-bool Within(std::chrono::seconds limit, const std::function<bool()> &isTrue) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!isTrue()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
-
 // A real cron that has just found the machine started: it runs what is marked "@reboot", if it
 // accepts the table that this stands in.
 class RealCron : public Schedules {
   protected:
     void SetUp() override {
         Schedules::SetUp();
-        if (access(kCron, X_OK) != 0) GTEST_SKIP() << "cron is not installed";
-        unlink("/run/crond.reboot");
+        if (const std::string reason = Cron::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
     }
-    void Start() { cron_.emplace(std::vector<std::string>{kCron, "-f"}); }
-    void TearDown() override {
-        if (!cron_) return;
-        kill(cron_->Pid(), SIGTERM);
-        cron_->Finish();
-    }
+    void Start() { cron_.emplace(); }
     // The entry of a command, run when cron starts instead of at its time.
     static std::string AtStart(const std::string &command) {
         Set({1, 4, 0, 4, 0, 0}, command);
@@ -332,7 +332,7 @@ class RealCron : public Schedules {
     }
 
   private:
-    std::optional<zafo::rig::RunningTool> cron_;
+    std::optional<Cron> cron_;
 };
 
 TEST_F(RealCron, AcceptsATableWithSchedulesOfEveryKind) {
