@@ -14,6 +14,7 @@
 #include <fstream>
 #include <thread>
 
+#include "tests/rig/waiting.h"
 #include "tests/tools/account_fixture.h"
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/server_fixture.h"
@@ -378,8 +379,8 @@ TEST_F(Backup, IsFollowedToItsEndFromOutside) {
     SetDestination();
     const ReplacedTool slapcat("slapcat", "sleep 1.5; exec $real \"$@\"");
     std::thread job([] { EXPECT_EQ(ServerLine("backup now").exit_code, 0); });
-    while (ServerLineJson("progress")["data"].is_null())
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(Within(std::chrono::seconds(20),
+                       [] { return !ServerLineJson("progress")["data"].is_null(); }));
     const ProgramRun run = ServerLine("progress --follow");
     job.join();
     EXPECT_EQ(run.exit_code, 0) << run.err;
@@ -391,8 +392,8 @@ TEST_F(Backup, FollowingOneThatFailsFailsWithItsReason) {
     SetDestination();
     const ReplacedTool slapcat("slapcat", "sleep 1.5; exit 7");
     std::thread job([] { EXPECT_EQ(ServerLine("backup now").exit_code, 1); });
-    while (ServerLineJson("progress")["data"].is_null())
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(Within(std::chrono::seconds(20),
+                       [] { return !ServerLineJson("progress")["data"].is_null(); }));
     const ProgramRun run = ServerLine("progress --follow");
     job.join();
     EXPECT_EQ(run.exit_code, 1);
@@ -418,9 +419,10 @@ TEST_F(Backup, AnInterruptOfTheCommandAloneReachesTheJob) {
               nullptr);
         _exit(127);
     }
-    while (ServerLineJson("progress")["data"].is_null() ||
-           ServerLineJson("progress")["data"]["stage"] != 3)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(Within(std::chrono::seconds(20), [] {
+        const Json progress = ServerLineJson("progress")["data"];
+        return !progress.is_null() && progress["stage"] == 3;
+    }));
     kill(pid, SIGINT);
     int status = 0;
     waitpid(pid, &status, 0);

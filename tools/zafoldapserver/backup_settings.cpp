@@ -3,6 +3,7 @@
 
 #include "tools/backup/problem.h"
 #include "tools/zafoldapbackup/destination.h"
+#include "tools/zafoldapserver/library_record.h"
 
 #include "platform/error.h"
 #include "platform/schedule.h"
@@ -23,16 +24,7 @@ namespace {
 constexpr size_t kLongestSharePath = 558;
 constexpr const char *kSettingsFile = "/usr/zafo/etc/ldapbackup.conf";
 
-// The library's record of the settings.
-class Record {
-  public:
-    Record() = default;
-    ~Record() { ZAFOLDAPBackupConfigFree(&config); }
-    Record(const Record &) = delete;
-    Record &operator=(const Record &) = delete;
-
-    ZAFOLDAP_BACKUP_CONFIG config{};
-};
+using Record = LibraryRecord<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
 
 std::string ReasonOfPlatform() {
     switch (QLIBCErrGet()) {
@@ -66,8 +58,8 @@ void ForgetErrors() {
 BackupSettings ReadBackupSettings() {
     Record record;
     ForgetErrors();
-    if (ZAFOLDAPBackupConfigGet(&record.config, nullptr) != 0) ThrowSettings();
-    const ZAFOLDAP_BACKUP_CONFIG &config = record.config;
+    if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) != 0) ThrowSettings();
+    const ZAFOLDAP_BACKUP_CONFIG &config = *record;
     BackupSettings settings{.enabled = config.blEnabled != 0, .keep = config.nMaxFile};
     if (config.szDestShare != nullptr) settings.share = config.szDestShare;
     if (config.szDestDir != nullptr) settings.folder = config.szDestDir;

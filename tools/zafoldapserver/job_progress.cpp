@@ -2,6 +2,7 @@
 #include "tools/zafoldapserver/job_progress.h"
 
 #include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/library_record.h"
 
 #include "platform/error.h"
 #include "zafoldap/backup.h"
@@ -12,15 +13,7 @@ namespace zafo::cli {
 
 namespace {
 
-class Record {
-  public:
-    Record() = default;
-    ~Record() { ZAFOLDAPServerProgressFree(&progress); }
-    Record(const Record &) = delete;
-    Record &operator=(const Record &) = delete;
-
-    ZAFOLDAP_PROGRESS progress{};
-};
+using Record = LibraryRecord<ZAFOLDAP_PROGRESS, ZAFOLDAPServerProgressFree>;
 
 std::string Text(const char *text) {
     return text == nullptr ? std::string() : OneLine(text);
@@ -53,7 +46,7 @@ JobState JobProgress::State() const {
 
 std::optional<JobProgress> ReadProgress() {
     Record record;
-    switch (ZAFOLDAPServerProgressGet(&record.progress)) {
+    switch (ZAFOLDAPServerProgressGet(record.Address())) {
         case 0:
             return std::nullopt;
         case 1:
@@ -62,7 +55,7 @@ std::optional<JobProgress> ReadProgress() {
             if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
             throw OwnFailure("progress_unreadable", {.subject = "/var/log/zafoldap.progress"});
     }
-    const ZAFOLDAP_PROGRESS &progress = record.progress;
+    const ZAFOLDAP_PROGRESS &progress = *record;
     return JobProgress{.running = progress.blRunning != 0,
                        .operation = Text(progress.szOperation),
                        .task = Text(progress.szTask),
