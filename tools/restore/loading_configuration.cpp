@@ -13,10 +13,10 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kSpaces = " \t\r\n";
 
 bool IsBlank(char c) {
-    return kBlanks.find(c) != std::string_view::npos;
+    return c == ' ' || c == '\t';
 }
 
 // One directive with the lines that continue it, which begin with a blank; its line breaks included.
@@ -30,16 +30,17 @@ std::string_view TakeDirective(std::string_view &text) {
     return directive;
 }
 
+// The value may begin on the next line.
 bool IsKey(std::string_view directive, std::string_view key) {
-    return directive.size() > key.size() && IsBlank(directive[key.size()]) &&
+    return directive.size() > key.size() && kSpaces.find(directive[key.size()]) != kSpaces.npos &&
            strncasecmp(directive.data(), key.data(), key.size()) == 0;
 }
 
 // The only word after the key, with or without double quotes.
 std::string_view ValueOf(std::string_view directive) {
-    directive.remove_prefix(std::min(directive.find_first_of(kBlanks), directive.size()));
-    directive.remove_prefix(std::min(directive.find_first_not_of(" \t\n"), directive.size()));
-    directive = directive.substr(0, directive.find_last_not_of(" \t\r\n") + 1);
+    directive.remove_prefix(std::min(directive.find_first_of(kSpaces), directive.size()));
+    directive.remove_prefix(std::min(directive.find_first_not_of(kSpaces), directive.size()));
+    directive = directive.substr(0, directive.find_last_not_of(kSpaces) + 1);
     if (directive.size() >= 2 && directive.front() == '"' && directive.back() == '"')
         directive = directive.substr(1, directive.size() - 2);
     while (directive.size() > 1 && directive.ends_with('/'))

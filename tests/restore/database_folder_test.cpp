@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/restore/database_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "host/core/unique_fd.h"
+#include "tests/backup/folder_fixture.h"
+#include "tests/rig/running_tool.h"
+#include "tools/backup/problem.h"
+#include "tools/restore/durable_file.h"
+
+namespace zafo::test {
+namespace {
+
+using namespace zafo::backup;
+
+namespace fs = std::filesystem;
+
+class DatabaseFolder : public FolderTest {
+  protected:
+    void SetUp() override {
+        FolderTest::SetUp();
+        fs::create_directory(Path("data"));
+        Write("data/data.mdb", "database");
+        Write("data/lock.mdb", "readers");
+    }
+};
+
+TEST_F(DatabaseFolder, KeepsItsIdUnderAnotherName) {
+    fs::create_directory(Path("data.new"));
+    const FolderId one = IdOf(Path("data"));
+    const FolderId other = IdOf(Path("data.new"));
+    EXPECT_NE(one, 0U);
+    EXPECT_NE(one, other);
+    Exchange(Path("data"), Path("data.new"));
+    EXPECT_EQ(IdOf(Path("data")), other);
+    EXPECT_EQ(IdOf(Path("data.new")), one);
+}
+
+TEST_F(DatabaseFolder, ThatIsMissingHasNoId) {
+    EXPECT_EQ(IdOf(Path("none")), 0U);
+}
+
+TEST_F(DatabaseFolder, IsNoLinkAndNoFile) {
+    fs::create_directory_symlink("data", Path("link"));
+    Write("file", "");
+    EXPECT_THROW(IdOf(Path("link")), Problem);
+    EXPECT_THROW(IdOf(Path("file")), Problem);
+}
+
+TEST_F(DatabaseFolder, IsNotExchangedForNothing) {
+    EXPECT_THROW(Exchange(Path("data"), Path("none")), Problem);
+    EXPECT_TRUE(fs::exists(Path("data/data.mdb")));
+}
+
+TEST_F(DatabaseFolder, IsRemovedWithAllThatIsInIt) {
+    fs::create_directories(Path("data/lost+found/deep"));
+    fs::create_symlink("/etc/passwd", Path("data/link"));
+    RemoveFolder(Path("data"));
+    RemoveFolder(Path("data"));
+    EXPECT_TRUE(Names().empty());
+    EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+TEST_F(DatabaseFolder, IsMadeForItsOwnerOnly) {
+    MakeDatabaseFolder(Path("data.new"));
+    EXPECT_EQ(fs::status(Path("data.new")).permissions(), fs::perms(0700));
+    EXPECT_THROW(MakeDatabaseFolder(Path("data.new")), Problem);
+}
+
+TEST_F(DatabaseFolder, ThatNobodyHasOpenIsUnused) {
+    EXPECT_FALSE(UserOf(Path("data")));
+    EXPECT_FALSE(UserOf(Path("none")));
+    AwaitUnused(Path("data"), std::chrono::seconds(0));
+}
+
+TEST_F(DatabaseFolder, NamesWhoHasADatabaseFileOpen) {
+    for (const char *name : {"data.mdb", "lock.mdb"}) {
+        const rig::RunningTool user({"/bin/bash", "-c", "exec sleep 600 7<\"$1\"", "bash",
+                                     Path(std::string("data/") + name)});
+        std::optional<DatabaseUser> found;
+        for (int tries = 0; tries < 1000 && (!found || found->program != "sleep"); ++tries) {
+            usleep(10000);
+            found = UserOf(Path("data"));
+        }
+        ASSERT_TRUE(found) << name;
+        EXPECT_EQ(found->pid, user.Pid());
+        EXPECT_EQ(found->program, "sleep");
+        try {
+            AwaitUnused(Path("data"), std::chrono::seconds(0));
+            FAIL() << "it is in use";
+        } catch (const Problem &problem) {
+            EXPECT_EQ(problem.code, Exit::kServer);
+            EXPECT_NE(std::string(problem.what()).find("(sleep)"), std::string::npos);
+        }
+    }
+}
+
+// --- Files that last ----------------------------------------------------------------------
+
+class DurableFile : public FolderTest {};
+
+TEST_F(DurableFile, IsPrivateAndAlone) {
+    WriteDurably(Path("file"), "one");
+    WriteDurably(Path("file"), "two");
+    EXPECT_EQ(Read("file"), "two");
+    EXPECT_EQ(fs::status(Path("file")).permissions(), fs::perms(0600));
+    EXPECT_EQ(Names(), std::set<std::string>{"file"});
+}
+
+TEST_F(DurableFile, ReplacesWhatAKilledWriterLeft) {
+    Write("file.part", "half");
+    WriteDurably(Path("file"), "whole");
+    EXPECT_EQ(Read("file"), "whole");
+    EXPECT_EQ(Names(), std::set<std::string>{"file"});
+}
+
+TEST_F(DurableFile, ThatCannotBePutInPlaceLeavesNothing) {
+    fs::create_directories(Path("file/full"));
+    EXPECT_THROW(WriteDurably(Path("file"), "text"), Problem);
+    EXPECT_EQ(Names(), std::set<std::string>{"file"});
+    EXPECT_THROW(WriteDurably(Path("none/file"), "text"), Problem);
+}
+
+TEST_F(DurableFile, IsRemovedOnceAndForGood) {
+    Write("file", "");
+    RemoveDurably(Path("file"));
+    RemoveDurably(Path("file"));
+    EXPECT_TRUE(Names().empty());
+}
+
+TEST(RootPartition, ThatIsFullHasACodeOfItsOwn) {
+    EXPECT_EQ(RootProblem("cannot write", ENOSPC).code, Exit::kRootFullWhileWriting);
+    EXPECT_EQ(RootProblem("cannot write", EDQUOT).code, Exit::kRootFullWhileWriting);
+    EXPECT_EQ(RootProblem("cannot write", EIO).code, Exit::kSystem);
+}
+
+}  // namespace
+}  // namespace zafo::test
