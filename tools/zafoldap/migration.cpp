@@ -6,6 +6,7 @@
 #include "platform/group.h"
 #include "platform/user.h"
 
+#include <fcntl.h>
 #include <glob.h>
 #include <poll.h>
 #include <signal.h>
