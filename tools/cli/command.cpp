@@ -88,17 +88,6 @@ const Option &WeakPasswordOption() {
     return kOption;
 }
 
-const Option &ProgressOption() {
-    static const Option kOption{
-        .name = "progress",
-        .value = "FORM",
-        .help =
-            "how to tell how far it is: auto (default: one line on a terminal, else a line per "
-            "tenth), json (events, one on a line), off",
-        .choices = {"auto", "json", "off"}};
-    return kOption;
-}
-
 std::string FullName(const Command &command) {
     std::string name(command.noun);
     if (!command.verb.empty()) name.append(" ").append(command.verb);

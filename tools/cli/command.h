@@ -91,9 +91,6 @@ const Option &PasswordFileOption();
 const Option &RandomPasswordOption();
 const Option &WeakPasswordOption();
 
-// How long work tells how far it is (tools/cli/progress.h).
-const Option &ProgressOption();
-
 // "connection add", or the noun alone.
 std::string FullName(const Command &command);
 

@@ -216,8 +216,11 @@ constexpr MessageRow kRows[] = {
     {kOwn, "partly_done", 7, "{subject}, but {reason}", "to finish: {finish}"},
     {kOwn, "migration_stopped", 130, "stopped: {subject}",
      "what was added stays; to go on: {finish}"},
+    {kOwn, "migration_partial", 7, "{subject}",
+     "the reasons stand beside the skipped ones; when they are settled, it may be run again: "
+     "{finish}"},
     {kOwn, "migration_failed", 1, "{subject}: {reason}",
-     "the table names the reasons; where it does not, the system log does (journalctl, or "
+     "the reasons stand beside the accounts, or in the system log (journalctl, or "
      "/var/log/messages)"},
     {kOwn, "state_unknown", 1, "{reason}, and {server} cannot be asked what came of it",
      "look at it when the server answers again: {finish}"},

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/progress.h"
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/json_document.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace zafo::cli {
@@ -12,13 +14,32 @@ namespace zafo::cli {
 namespace {
 
 constexpr size_t kTenths = 10;
-constexpr std::string_view kOverwrite = "\r\033[K";
-
 size_t TenthOf(size_t done, size_t total) {
     return total == 0 ? kTenths : done * kTenths / total;
 }
 
 }  // namespace
+
+const Option &ProgressOption() {
+    static const Option kOption{
+        .name = "progress",
+        .value = "HOW",
+        .help =
+            "how progress is shown on standard error: auto (default: one line on a terminal, "
+            "elsewhere one now and then), json (an object for every change), none",
+        .choices = {"auto", "json", "none"}};
+    return kOption;
+}
+
+// With --json standard error is for one error object, unless events are asked for.
+ProgressManner MannerOf(const Session &session) {
+    const std::string *how = session.invocation.Find("progress");
+    if (how != nullptr && *how == "json") return ProgressManner::kEvents;
+    const bool unwanted = (how != nullptr && *how == "none") || session.Options().verbosity < 0 ||
+                          session.Options().form == Form::kJson;
+    if (unwanted) return ProgressManner::kNone;
+    return session.streams.ErrorIsTerminal() ? ProgressManner::kOneLine : ProgressManner::kLines;
+}
 
 Progress::Progress(const Session &session, std::string phase, size_t total)
     : streams_(session.streams),
@@ -27,17 +48,7 @@ Progress::Progress(const Session &session, std::string phase, size_t total)
       manner_(MannerOf(session)) {}
 
 Progress::~Progress() {
-    if (begun_ && manner_ == Manner::kLine) streams_.Status(kOverwrite);
-}
-
-// Standard error is for one error object with --json, but for whoever asks for events.
-Progress::Manner Progress::MannerOf(const Session &session) {
-    const std::string *form = session.invocation.Find("progress");
-    if (form != nullptr && *form == "json") return Manner::kEvents;
-    const Globals &options = session.Options();
-    if ((form != nullptr && *form == "off") || options.verbosity < 0 || options.form == Form::kJson)
-        return Manner::kNone;
-    return session.streams.ErrorIsTerminal() ? Manner::kLine : Manner::kTenths;
+    if (begun_ && manner_ == ProgressManner::kOneLine) streams_.Passing("");
 }
 
 std::string Progress::Line(size_t done) const {
@@ -53,22 +64,14 @@ void Progress::Show(size_t done) {
     done = std::min(done, total_);
     if (begun_ && done == shown_) return;
     const bool tenth = !begun_ || TenthOf(done, total_) != TenthOf(shown_, total_);
-    switch (manner_) {
-        case Manner::kNone:
-            break;
-        case Manner::kLine:
-            streams_.Status(std::string(kOverwrite) + Line(done));
-            break;
-        case Manner::kTenths:
-            if (!tenth) return;
-            streams_.Status(Line(done) + "\n");
-            break;
-        case Manner::kEvents:
-            streams_.Status(
-                JsonText(
-                    {{"event", "progress"}, {"phase", phase_}, {"done", done}, {"total", total_}}) +
-                "\n");
-            break;
+    if (manner_ == ProgressManner::kOneLine) streams_.Passing(Shortened(Line(done), 79));
+    if (manner_ == ProgressManner::kLines) {
+        if (!tenth) return;
+        streams_.Note(Line(done));
+    }
+    if (manner_ == ProgressManner::kEvents) {
+        streams_.Event(JsonText(
+            {{"event", "progress"}, {"phase", phase_}, {"done", done}, {"total", total_}}));
     }
     begun_ = true;
     shown_ = done;

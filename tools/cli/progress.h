@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How far long work is, on standard error: on a terminal one line that is written over, elsewhere a
-// line per tenth, or events for a program: one JSON object on a line,
-// {"event":"progress","phase":"adding users","done":12,"total":500}.
+// How far long work is, on standard error.
 #pragma once
 
 #include "tools/cli/session.h"
@@ -13,9 +11,16 @@
 
 namespace zafo::cli {
 
+// The option --progress that commands with long work have, and what it comes to.
+const Option &ProgressOption();
+enum class ProgressManner { kNone, kOneLine, kLines, kEvents };
+ProgressManner MannerOf(const Session &session);
+
+// Work of many equal parts: on a terminal one line that is written over, elsewhere a line for each
+// tenth, or events: {"event":"progress","phase":"adding users","done":12,"total":500}.
 class Progress {
   public:
-    // `phase` reads like "adding users". The command has ProgressOption().
+    // `phase` reads like "adding users".
     Progress(const Session &session, std::string phase, size_t total);
     ~Progress();
     Progress(const Progress &) = delete;
@@ -25,16 +30,14 @@ class Progress {
     void Show(size_t done);
 
   private:
-    enum class Manner { kNone, kLine, kTenths, kEvents };
     using Clock = std::chrono::steady_clock;
 
-    static Manner MannerOf(const Session &session);
     std::string Line(size_t done) const;
 
     Streams &streams_;
     const std::string phase_;
     const size_t total_;
-    const Manner manner_;
+    const ProgressManner manner_;
     const Clock::time_point start_ = Clock::now();
     size_t shown_ = 0;
     bool begun_ = false;

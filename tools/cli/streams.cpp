@@ -260,4 +260,8 @@ bool Interrupted() {
     return g_interrupts != 0;
 }
 
+void ForgetInterrupt() {
+    g_interrupts = 0;
+}
+
 }  // namespace zafo::cli

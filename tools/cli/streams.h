@@ -49,8 +49,6 @@ class Streams {
     // one error object; words of the given verbosity need -v or -vv.
     void Note(std::string_view text);
     void Verbose(int verbosity, std::string_view text);
-    // A part of a message, as it is: for a line that is written over and over.
-    void Status(std::string_view text) { Message(text); }
     void Report(const Failure &failure);
 
     // A line on a terminal that the next message or line takes the place of; "" takes it away.
@@ -88,5 +86,8 @@ class Streams {
 // one ends the process.
 void CatchInterrupts();
 bool Interrupted();
+
+// The interruption has been answered: what is left to do, and to tell, can be interrupted anew.
+void ForgetInterrupt();
 
 }  // namespace zafo::cli

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The rows of the command table for accounts: user, group, member, id, migrate and stat.
+#include "tools/cli/progress.h"
 #include "tools/zafoldap/program.h"
 
 namespace zafo::cli {

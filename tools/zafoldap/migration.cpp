@@ -260,6 +260,10 @@ size_t Migration::CountTarget() const {
 
 MigrationEnd Migration::Run(const std::function<void(size_t)> &show) const {
     const size_t before = CountTarget();
+    const auto show_now = [&] {
+        const size_t now = CountTarget();
+        if (now > before) show(now - before);
+    };
     directory_.Out().ForgetToolWords();
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
@@ -268,11 +272,12 @@ MigrationEnd Migration::Run(const std::function<void(size_t)> &show) const {
     while (!worker.Ended()) {
         if (Interrupted()) {
             worker.End();
+            ForgetInterrupt();
             return {.stopped = true};
         }
-        const size_t now = CountTarget();
-        if (now > before) show(now - before);
+        show_now();
     }
+    show_now();
     const std::optional<Outcome> outcome = worker.Result();
     MigrationEnd end;
     if (!outcome) {

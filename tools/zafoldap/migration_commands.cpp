@@ -132,11 +132,8 @@ void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const M
     if (end.stopped)
         throw OwnFailure("migration_stopped", {.subject = summary, .finish = job.Again()});
     if (skipped == 0) return;
-    if (skipped < plan.size()) {
-        Leftovers left;
-        left.Add(fmt::format("{} skipped", skipped == 1 ? "one was" : "some were"), job.Again());
-        left.ThrowIfAny(summary);
-    }
+    if (skipped < plan.size())
+        throw OwnFailure("migration_partial", {.subject = summary, .finish = job.Again()});
     if (end.failure) throw *end.failure;
     throw OwnFailure("migration_failed",
                      {.subject = fmt::format("no {} was added to {}", job.kind.noun, job.Where()),

@@ -17,7 +17,9 @@ constexpr std::string_view kRandomPassword =
 std::string Obstacle(const Candidate &account, const Target &target) {
     if (!account.number) return "it has no number";
     if (!target.local || !account.group || target.groups.contains(*account.group)) return {};
-    return fmt::format("its primary group {} is not on this system", *account.group);
+    return fmt::format(
+        "its primary group {0} is not on this system; groupadd -g {0} NAME makes one",
+        *account.group);
 }
 
 std::string Remark(const Candidate &account, const Target &target) {

@@ -66,26 +66,6 @@ std::optional<JobProgress> ReadProgress() {
                        .pid = progress.nPid};
 }
 
-const Option &ProgressOption() {
-    static const Option kOption{
-        .name = "progress",
-        .value = "HOW",
-        .help =
-            "how progress is shown on standard error: auto (default: one line on a terminal, "
-            "elsewhere one for each stage), json (an object for every change), none",
-        .choices = {"auto", "json", "none"}};
-    return kOption;
-}
-
-ProgressDisplay::Manner ProgressDisplay::MannerOf(const Session &session) {
-    const std::string *how = session.invocation.Find("progress");
-    if (how != nullptr && *how == "json") return Manner::kEvents;
-    const bool unwanted = (how != nullptr && *how == "none") || session.Options().verbosity < 0 ||
-                          session.Options().form == Form::kJson;
-    if (unwanted) return Manner::kNone;
-    return session.streams.ErrorIsTerminal() ? Manner::kOneLine : Manner::kLines;
-}
-
 ProgressDisplay::ProgressDisplay(Session &session)
     : streams_(session.streams), manner_(MannerOf(session)) {}
 
@@ -98,9 +78,9 @@ void ProgressDisplay::Show(const JobProgress &progress) {
     const bool same_stage = last_ && last_->stage == progress.stage && last_->pid == progress.pid;
     const bool same_words = same_stage && last_->action == progress.action;
     last_ = progress;
-    if (manner_ == Manner::kOneLine) streams_.Passing(Shortened(InWords(progress), 79));
-    if (manner_ == Manner::kLines && !same_stage) streams_.Note(InWords(progress));
-    if (manner_ == Manner::kEvents && !same_words) streams_.Event(AsEvent(progress));
+    if (manner_ == ProgressManner::kOneLine) streams_.Passing(Shortened(InWords(progress), 79));
+    if (manner_ == ProgressManner::kLines && !same_stage) streams_.Note(InWords(progress));
+    if (manner_ == ProgressManner::kEvents && !same_words) streams_.Event(AsEvent(progress));
 }
 
 }  // namespace zafo::cli

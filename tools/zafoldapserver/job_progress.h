@@ -5,6 +5,7 @@
 #pragma once
 
 #include "tools/cli/json_document.h"
+#include "tools/cli/progress.h"
 #include "tools/cli/session.h"
 
 #include <optional>
@@ -35,9 +36,6 @@ struct JobProgress {
 // None when no job has left word. Throws Failure ("progress_unreadable").
 std::optional<JobProgress> ReadProgress();
 
-// The option --progress that commands with long work have.
-const Option &ProgressOption();
-
 // Shows what is new: on a terminal one line that is written over, elsewhere a line for each
 // stage, with --progress=json an object for every change.
 class ProgressDisplay {
@@ -50,11 +48,8 @@ class ProgressDisplay {
     void Show(const JobProgress &progress);
 
   private:
-    enum class Manner { kNone, kOneLine, kLines, kEvents };
-    static Manner MannerOf(const Session &session);
-
     Streams &streams_;
-    Manner manner_;
+    const ProgressManner manner_;
     std::optional<JobProgress> last_;
 };
 
