@@ -11,6 +11,7 @@
 
 #include "platform/file.h"
 #include "tests/backup/folder_fixture.h"
+#include "tools/backup/background_sha256.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_lock.h"
 #include "tools/backup/problem.h"
@@ -288,6 +289,38 @@ TEST(JobChild, IsWaitedForWithOtherThingsToDo) {
     int turns = 0;
     EXPECT_EQ(child.Wait([&] { ++turns; }), 0);
     EXPECT_GE(turns, 1);
+}
+
+// --- Digests --------------------------------------------------------------------
+
+TEST(JobDigest, IsTheSameBesideOtherWork) {
+    std::string text(5'000'000, '\0');
+    for (size_t i = 0; i < text.size(); ++i)
+        text[i] = static_cast<char>(i * i >> 7U);
+    for (const size_t size :
+         {size_t{0}, size_t{1}, size_t{262143}, size_t{262144}, size_t{262145}, text.size()}) {
+        const std::string_view part = std::string_view(text).substr(0, size);
+        for (const size_t block : {size_t{4096}, size_t{262144}, size_t{300000}, text.size()}) {
+            BackgroundSha256 sha;
+            for (size_t at = 0; at < size; at += block)
+                sha.Add(part.substr(at, block));
+            EXPECT_EQ(Hex(sha.Take()), Sha256Of(part)) << size << " in blocks of " << block;
+        }
+    }
+}
+
+TEST(JobDigest, LeavesNoThreadBehindWhenItIsGivenUp) {
+    const auto threads = [] {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return std::distance(begin(tasks), end(tasks));
+    };
+    const auto before = threads();
+    {
+        BackgroundSha256 sha;
+        sha.Add(std::string(3'000'000, 'x'));
+        EXPECT_EQ(threads(), before + 1);
+    }
+    EXPECT_EQ(threads(), before);
 }
 
 // --- Words ----------------------------------------------------------------------

@@ -33,7 +33,7 @@ inline constexpr std::string_view kSlapdConfMember = "config/slapd.conf";
 inline constexpr std::string_view kAccessRulesMember = "config/slapd-acls.conf";
 inline constexpr std::string_view kConnectionMember = "config/ldapbrowser.conf";
 
-// A record that is longer than a piece is cut.
+// A piece is at most as long as this; a record that is longer is cut.
 inline constexpr std::size_t kPieceBytes = 4U << 20;
 inline constexpr std::size_t kLargestConfig = 1U << 20;
 inline constexpr std::size_t kLargestManifest = 64U << 10;

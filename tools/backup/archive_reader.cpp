@@ -2,6 +2,7 @@
 #include "tools/backup/archive_reader.h"
 
 #include "tools/backup/archive_format.h"
+#include "tools/backup/background_sha256.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/problem.h"
 #include "tools/backup/stop_signal.h"
@@ -299,7 +300,7 @@ class Reading {
     const std::function<void(std::string_view)> &entries_;
     Contents contents_ = {};
     EntryScan scan_;
-    Sha256 digest_ = {};
+    BackgroundSha256 digest_;
     std::uint64_t bytes_ = 0;
     int pieces_ = 0;
 };

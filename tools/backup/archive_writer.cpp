@@ -20,6 +20,10 @@ namespace {
 
 constexpr int kBlockBytes = 128 << 10;
 
+// A piece is compressed when it is whole. Whoever gives the entries waits meanwhile, as soon as the
+// pipe from there is full: a piece of half its size is over before.
+constexpr std::size_t kPieceWish = 512U << 10;
+
 struct ArchiveFree {
     void operator()(archive *a) const {
         // An unfinished archive must not be completed on the way out.
@@ -89,14 +93,16 @@ void ArchiveWriter::AddFile(std::string_view name, std::string_view bytes) {
 void ArchiveWriter::AddEntries(std::string_view block) {
     digest_.Add(block);
     while (!block.empty()) {
-        const std::string_view part = block.substr(0, kPieceBytes - piece_.size());
+        const std::string_view part =
+            block.substr(0, std::min(kPieceWish, kPieceBytes - piece_.size()));
         block.remove_prefix(part.size());
         scan_.Add(part);
         piece_.append(part);
-        if (piece_.size() < kPieceBytes) continue;
-        const std::uint64_t end = scan_.EndOfRecords();
-        WritePiece(end > piece_start_ ? static_cast<std::size_t>(end - piece_start_)
-                                      : piece_.size());
+        if (scan_.EndOfRecords() >= piece_start_ + kPieceWish) {
+            WritePiece(static_cast<std::size_t>(scan_.EndOfRecords() - piece_start_));
+        } else if (piece_.size() == kPieceBytes) {
+            WritePiece(piece_.size());
+        }
     }
 }
 

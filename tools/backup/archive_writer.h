@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "tools/backup/background_sha256.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/manifest.h"
-#include "tools/backup/sha256.h"
 
 #include <cstdint>
 #include <ctime>
@@ -51,7 +51,7 @@ class ArchiveWriter {
     std::uint64_t piece_start_ = 0;  // its place in the LDIF
     int pieces_ = 0;
     EntryScan scan_;
-    Sha256 digest_;
+    BackgroundSha256 digest_;
 };
 
 }  // namespace zafo::backup
