@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <random>
 
 #include "platform/service.h"
 #include "tests/integration/restore_fixture.h"
@@ -134,6 +135,36 @@ TEST_F(FailedRestore, BecauseTheDatabaseStaysInUseBringsTheServerBack) {
     EXPECT_EQ(run.exit_code, 5) << run.err;
     EXPECT_THAT(run.err, HasSubstr("in use by process"));
     EXPECT_THAT(run.err, HasSubstr("sleep"));
+    ExpectAsBefore();
+}
+
+// More than a pipe holds, and nothing that compresses.
+std::string LargeBackup(const std::string &name, unsigned seed) {
+    std::vector<Member> members = MembersOf(MakeBackup());
+    std::string &entries = Named(members, "data/000001.ldif").bytes;
+    std::minstd_rand random(seed);
+    for (int i = 0; i < 400; ++i) {
+        entries += "dn: cn=large" + std::to_string(i) +
+                   ",dc=home,dc=example\nobjectClass: organizationalRole\ncn: large" +
+                   std::to_string(i) + "\ndescription: ";
+        for (int j = 0; j < 8000; ++j)
+            entries += static_cast<char>('0' + random() % 64);
+        entries += "\n\n";
+    }
+    Describe(members, ManifestOf(members));
+    return Packed(name, members);
+}
+
+// The file is written to while it is read for the second time.
+TEST_F(FailedRestore, BecauseTheFileIsAnotherOneAtTheSecondReadingChangesNothing) {
+    const int pid = ServerPid();
+    const std::string file = LargeBackup("written-to.tar.zst", 1);
+    const std::string other = LargeBackup("other.tar.zst", 2);
+    const Substitute slapadd("/usr/zafo/bin/slapadd",
+                             "cat " + other + " >" + file + "\nexec @REAL@ \"$@\"\n");
+    const rig::ProgramRun run = Restore(file);
+    EXPECT_EQ(run.exit_code, 8) << run.err;
+    EXPECT_EQ(ServerPid(), pid);
     ExpectAsBefore();
 }
 

@@ -42,6 +42,55 @@ TEST_F(KilledRestore, AtAnyStepLeavesTheOldOrTheRestoredEntries) {
     ExpectServes(Restored());
 }
 
+// --- Loss of power ------------------------------------------------------------------------
+
+// A kind of call, and how its path ends.
+struct Step {
+    std::string_view kind;
+    std::string_view path;
+};
+
+// What is exchanged is on the disk before, and each step before the next one builds on it.
+constexpr Step kOrder[] = {
+    {"write", "/data.new/data.mdb"},    // the loaded database has its length
+    {"rename", "/data.new/dn2id.bdb"},  // all files are in the folder
+    {"sync", "/data.new/data.mdb"},     // content
+    {"sync", "/openldap/data.new"},     // names
+    {"sync", "/etc/openldap"},          // the folder itself
+    {"sync", "/restore.journal.part"},  // what is about to be done
+    {"rename", "/restore.journal"},     //
+    {"sync", "/etc/openldap"},          //
+    {"spawn", "/env"},                  // the server has stopped
+    {"rename", "/openldap/data.new"},   // the exchange
+    {"sync", "/etc/openldap"},          //
+    {"rename", "/restore.journal"},     // it may be started
+    {"sync", "/etc/openldap"},          //
+    {"spawn", "/env"},                  // it is started
+    {"spawn", "/ldapsearch"},           // and asked
+    {"unlink", "/restore.journal"},     // the restore counts
+    {"sync", "/etc/openldap"},          //
+    {"unlink", "data.mdb"},             // only now the old database goes
+};
+
+TEST_F(KilledRestore, HasEveryStepOnTheDiskBeforeTheNext) {
+    const rig::FaultRun all = RestoreWith("");
+    ASSERT_EQ(all.ExitCode(), 0);
+    auto at = all.calls.begin();
+    for (const Step &step : kOrder) {
+        at = std::find_if(at, all.calls.end(), [&](const rig::CountedCall &call) {
+            return call.kind == step.kind && call.path.ends_with(step.path);
+        });
+        ASSERT_NE(at, all.calls.end()) << step.kind << " " << step.path;
+        ++at;
+    }
+    const auto removals = std::ranges::count_if(all.calls, [](const rig::CountedCall &call) {
+        return call.kind == "unlink" && call.path == "data.mdb";
+    });
+    EXPECT_EQ(removals, 1) << "the order says nothing of one that goes before";
+}
+
+// --- What comes after a kill ----------------------------------------------------------------
+
 // What the clients wrote to the restored database is theirs.
 TEST_F(KilledRestore, AfterItsServerServedKeepsWhatClientsHaveWritten) {
     const rig::FaultRun all = RestoreWith("");

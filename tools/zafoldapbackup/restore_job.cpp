@@ -98,7 +98,6 @@ class RestoreJob {
     }
 
     void Replace() {
-        progress_->Stage("stopping the server");
         if (IdOf(places_.data) == 0) MakeDatabaseFolder(places_.data);
         journal_ = {.state = JournalState::kExchange,
                     .old_folder = IdOf(places_.data),
@@ -108,6 +107,7 @@ class RestoreJob {
         staging_->Release();
         try {
             WriteDurably(places_.journal, TextOf(journal_));
+            progress_->Stage("stopping the server");
             StopServer();
             progress_->Stage("exchanging the database");
             ExchangeFolders();
