@@ -274,6 +274,35 @@ TEST_F(Backup, WithoutADestinationIsRefused) {
         ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no destination");
 }
 
+TEST_F(Backup, WaitsForWhoeverWritesTheSettings) {
+    SetDestination();
+    const int fd = open("/tmp/.zafoldap_conf.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(fd, LOCK_EX), 0);
+    std::thread writer([fd] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        close(fd);
+    });
+    EXPECT_EQ(ServerLine("backup now").exit_code, 0);
+    writer.join();
+}
+
+TEST_F(Backup, ThatIsRefusedAtNightIsInTheLog) {
+    EXPECT_EQ(ServerLine("--backup now").exit_code, 3);
+    EXPECT_THAT(ReadFile("/var/log/messages"),
+                HasSubstr("backup now: service=ldap-server by=root folder=\"\" result=failed "
+                          "(backup_no_destination)"));
+}
+
+TEST_F(Backup, SettingsThatAreDamagedAreNamedEverywhere) {
+    WriteFile(kSettings, "[backup\n");
+    for (const char *line : {"backup now", "backup list", "backup config show",
+                             "backup config set --keep 3", "restore --latest --yes"})
+        ExpectRefusal(line, 1, "zafoldap.backup_settings_failed", kSettings);
+    EXPECT_EQ(Finding(ServerLineJson("check", 1), "backup-destination")["severity"], "error");
+    WriteFile(kSettings, "[backup]\nschedule=1,2,3\nenabled=yes\n");
+    ExpectRefusal("backup now", 1, "zafoldap.backup_settings_failed", kSettings);
+}
+
 TEST_F(Backup, ThatFailsTellsTheExactReasonAndTheProgramsOwnWords) {
     SetDestination();
     {
@@ -372,7 +401,7 @@ TEST_F(Backup, ShowsEveryStageAsALineOrAnEvent) {
     EXPECT_THAT(run.err, HasSubstr("{\"event\":\"progress\",\"operation\":\"backup\",\"stage\":3,"
                                    "\"total\":6,\"action\":\"saving the entries\"}\n"));
     EXPECT_THAT(run.out, HasSubstr("zafoldap-000003-"));
-    EXPECT_THAT(ServerLine("backup now --progress none").err, IsEmpty());
+    EXPECT_THAT(ServerLine("backup now --progress off").err, IsEmpty());
 }
 
 TEST_F(Backup, IsFollowedToItsEndFromOutside) {

@@ -87,13 +87,18 @@ Json Row(Session &session, const backup::FoundBackup &found) {
 
 int BackUpNow(Session &session) {
     NeedRoot(session);
-    NeedDatabase();
-    const BackupSettings settings = ReadBackupSettings();
-    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
-    if (session.Options().dry_run) return WouldBackUp(session, settings);
+    if (session.Options().dry_run) {
+        NeedDatabase();
+        return WouldBackUp(session, ReadBackupSettings());
+    }
     const auto began = std::chrono::steady_clock::now();
+    BackupSettings settings;
+    // Nobody sees what the scheduler's run says: every refusal is logged as well.
     LoggedChange(
         [&] {
+            NeedDatabase();
+            settings = ReadBackupSettings();
+            if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
             const JobOutcome outcome = RunJob(session, ZAFOLDAPServerBackup);
             if (outcome.result != 0) throw BackupFailure(outcome, session.streams.ToolWords());
         },

@@ -15,11 +15,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <thread>
 
 namespace zafo::cli {
 
 namespace {
 
+constexpr int kTries = 20;
+constexpr std::chrono::milliseconds kPause{50};
 // As the library has it.
 constexpr size_t kLongestSharePath = 558;
 constexpr const char *kSettingsFile = "/usr/zafo/etc/ldapbackup.conf";
@@ -57,8 +61,16 @@ void ForgetErrors() {
 
 BackupSettings ReadBackupSettings() {
     Record record;
-    ForgetErrors();
-    if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) != 0) ThrowSettings();
+    for (int left = kTries;; --left) {
+        ForgetErrors();
+        if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) == 0) break;
+        // Whoever writes the settings does so for a moment.
+        if (ZAFOLDAPErrGet() != ZAFOLDAP_ERR_OCCUPIED || left == 1) ThrowSettings();
+        std::this_thread::sleep_for(kPause);
+    }
+    // The library takes a file that it cannot read for one without settings.
+    if (QLIBCErrGet() == QLIB_ERR_BAD_FORMAT || QLIBCErrGet() == QLIB_ERR_OPEN_FAILED)
+        ThrowSettings();
     const ZAFOLDAP_BACKUP_CONFIG &config = *record;
     BackupSettings settings{.enabled = config.blEnabled != 0, .keep = config.nMaxFile};
     if (config.szDestShare != nullptr) settings.share = config.szDestShare;

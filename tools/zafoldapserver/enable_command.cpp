@@ -249,11 +249,12 @@ void SayHowToGoOn(Session &session, const Enabling &job) {
             "  password    is the administrator's; the user admin keeps its own: zafoldap user "
             "passwd admin");
     if (job.before.SetUp()) return;
-    streams.Note(
-        fmt::format("  accounts    zafoldap user add NAME --full-name 'FIRST LAST'\n"
-                    "  clients     connect to {}, and trust {}\n"
-                    "  health      zafoldapserver check",
-                    AddressesForClients(), kAuthority));
+    streams.Note(fmt::format(
+        "  accounts    zafoldap user add NAME --full-name 'FIRST LAST'\n"
+        "  clients     connect to {}, and trust {}\n"
+        "  health      zafoldapserver check\n"
+        "  backups     zafoldapserver backup config set --dir DIR --schedule 'daily 04:00'",
+        AddressesForClients(), kAuthority));
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ namespace zafo::cli {
 
 namespace {
 
+constexpr int kTries = 20;
 constexpr int kNotFound = 127;
 constexpr int kSignal = 128;    // what a shell adds to a signal's number
 constexpr int kLookEvery = 50;  // milliseconds
@@ -54,7 +55,15 @@ extern "C" void OnInterruptOfJob(int) {}
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     JobOutcome outcome{.ended = true};
-    outcome.result = call();
+    // Somebody may be writing the settings, for a moment: a backup at night must not fail for it.
+    for (int left = kTries; left > 0; --left) {
+        outcome.result = call();
+        const bool again = outcome.result != 0 && g_ran == 0 &&
+                           ZAFOLDAPErrGet() == ZAFOLDAP_ERR_OCCUPIED && left > 1;
+        if (!again) break;
+        poll(nullptr, 0, kLookEvery);
+        ZAFOLDAPErrReset();
+    }
     outcome.library_code = ZAFOLDAPErrGet();
     outcome.platform_code = QLIBCErrGet();
     outcome.ran = g_ran != 0;
