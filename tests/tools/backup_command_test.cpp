@@ -563,6 +563,21 @@ TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
     EXPECT_EQ(Users(), "admin\n");
 }
 
+// All that is left of the old machine is the file: no key that deciphers its saved password.
+TEST_F(Restore, OnAnotherMachineNeedsANewPasswordAndNothingElse) {
+    const std::string file = "/root/kept.tar.zst";
+    fs::copy_file(file_, file);
+    ASSERT_EQ(ServerLine("reset --yes").exit_code, 0);
+    for (const auto &entry : fs::directory_iterator("/usr/zafo/etc/private"))
+        fs::remove_all(entry.path());
+    const ProgramRun run = ServerLine("restore " + file + " --yes");
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("zafoldapserver enable --suffix dc=example,dc=com starts it"));
+    const ProgramRun enabled = ServerLine("enable --suffix dc=example,dc=com --password-stdin");
+    EXPECT_EQ(enabled.exit_code, 0) << enabled.err;
+    EXPECT_EQ(Users(), "admin\n");
+}
+
 // --- The check ----------------------------------------------------------------
 
 TEST_F(Backup, TheCheckFollowsItFromNothingToGood) {

@@ -59,15 +59,21 @@ void ReadNames(const Session &session, Enabling &job) {
     }
 }
 
-// The password of the saved connection; nothing when it has none, or leads elsewhere.
+// The password of the saved connection; nothing when it has none, leads elsewhere, or came with the
+// backup of another machine, which alone can decipher it.
 std::optional<std::string> SavedPassword(const LocalServer &server) {
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
     if (!saved || !saved->password_stored || !SameDn(saved->base, server.suffix) ||
         !SameDn(saved->bind_dn, server.admin_dn)) {
         return std::nullopt;
     }
-    const Host host = OpenConnection(kOwnConnection, *saved);
-    return host.Record().szBindPasswd;
+    try {
+        const Host host = OpenConnection(kOwnConnection, *saved);
+        return host.Record().szBindPasswd;
+    } catch (const Failure &failure) {
+        if (failure.key != "password_undecipherable") throw;
+        return std::nullopt;
+    }
 }
 
 bool PasswordIsGiven(const Session &session) {

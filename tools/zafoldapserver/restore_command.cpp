@@ -115,11 +115,14 @@ int WouldRestore(Session &session, const WholeBackup &whole, const std::string &
     return 0;
 }
 
-std::string_view StateAfter(const LocalServer &before) {
+std::string StateAfter(const LocalServer &before, const std::string &suffix) {
     const LocalServer now = LookAtServer();
     if (now.Running()) return "the server runs";
-    if (!before.SetUp()) return "zafoldapserver enable --suffix … starts the server";
-    return "the server is stopped, as it was; zafoldapserver start starts it";
+    if (!now.enabled)
+        return fmt::format("the server is not enabled: zafoldapserver enable --suffix {} starts it",
+                           OneLine(suffix));
+    return before.SetUp() ? "the server is stopped, as it was; zafoldapserver start starts it"
+                          : "zafoldapserver start starts the server";
 }
 
 }  // namespace
@@ -148,9 +151,10 @@ int RestoreBackup(Session &session) {
         });
     if (session.Options().form == Form::kJson)
         session.document.Whole({{"restored", ResultOf(whole)}});
-    session.streams.Note(fmt::format(
-        "restored {} of {} from {}\n{}", ContentInWords(whole), OneLine(whole.manifest.suffix),
-        whole.created ? TimeText(*whole.created) : "an unknown time", StateAfter(before)));
+    session.streams.Note(fmt::format("restored {} of {} from {}\n{}", ContentInWords(whole),
+                                     OneLine(whole.manifest.suffix),
+                                     whole.created ? TimeText(*whole.created) : "an unknown time",
+                                     StateAfter(before, whole.manifest.suffix)));
     return 0;
 }
 
