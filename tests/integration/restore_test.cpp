@@ -303,6 +303,23 @@ TEST_F(Restoring, BeneathAServerThatIsNotEnabledTouchesNothing) {
     ExpectNothingLeft();
 }
 
+// The name alone would be exchanged, and the database end up elsewhere. Backups work.
+TEST_F(Restoring, IntoAFolderBehindALinkTouchesNothing) {
+    constexpr const char *kElsewhere = "/usr/zafo/etc/moved";
+    const std::string entries = Slapcat();
+    ASSERT_EQ(QLIBServiceStop(kService, 0), 0);
+    fs::rename(kDatabase, kElsewhere);
+    fs::create_directory_symlink(kElsewhere, kDatabase);
+    MakeBackup();
+    const rig::ProgramRun run = Restore(Backup());
+    EXPECT_EQ(run.exit_code, 3) << run.err;
+    EXPECT_THAT(run.err, HasSubstr("is a link"));
+    ExpectHolds(entries);
+    fs::remove(kDatabase);
+    fs::rename(kElsewhere, kDatabase);
+    ExpectNothingLeft();
+}
+
 // --- A machine that has no server yet -----------------------------------------------------
 
 class OnANewMachine : public RestoreTest {

@@ -76,6 +76,7 @@ FolderId IdOf(const std::string &folder) {
         if (errno == ENOENT) return 0;
         throw RootProblem("cannot look at " + folder, errno);
     }
+    if (S_ISLNK(facts.st_mode)) throw Problem(Exit::kSystem, folder + " is a link, no folder");
     if (!S_ISDIR(facts.st_mode)) throw Problem(Exit::kSystem, folder + " is no folder");
     return facts.st_ino;
 }

@@ -39,6 +39,11 @@ std::vector<std::string> Unfinished(const Places &places) {
     return found;
 }
 
+bool IsSettled(const Places &places) {
+    return !ReadJournal(places.journal).exists && IdOf(places.spare) == 0 &&
+           Unfinished(places).empty();
+}
+
 // The journal goes first: without it the folder beside the database is known to be needed no more.
 void CleanUp(const Places &places) {
     RemoveDurably(places.journal);
@@ -105,6 +110,7 @@ void PutBack(const Places &places, Journal journal) {
 }  // namespace
 
 void SettleBeforeJob(const Places &places) {
+    if (IsSettled(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
     Verdict verdict = Verdict::kNothing;
     {
@@ -122,8 +128,8 @@ void SettleBeforeJob(const Places &places) {
 }
 
 void SettleBeforeStart(const Places &places) {
+    if (IsSettled(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
-    if (!found.exists && IdOf(places.spare) == 0 && Unfinished(places).empty()) return;
     std::optional<JobLock> lock;
     try {
         lock.emplace();
