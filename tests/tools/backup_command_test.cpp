@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups of a real server from the command line: made, refused, broken off, watched, restored. The
-// tests of this file share one server; each begins with an empty folder of backups and no settings.
+// Backups of a real server from the command line: set, made, refused, broken off, watched.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,8 +15,8 @@
 
 #include "tests/rig/waiting.h"
 #include "tests/tools/account_fixture.h"
+#include "tests/tools/backup_fixture.h"
 #include "tests/tools/on_terminal.h"
-#include "tests/tools/server_fixture.h"
 
 namespace {
 
@@ -29,86 +28,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-
-namespace fs = std::filesystem;
-
-constexpr const char *kFolder = "/backups";
-constexpr const char *kSettings = "/usr/zafo/etc/ldapbackup.conf";
-constexpr const char *kSmbConf = "/usr/zafo/etc/smb.conf";
-constexpr const char *kCronTable = "/etc/cron.d/zafo";
-constexpr const char *kProgress = "/var/log/zafoldap.progress";
-constexpr const char *kJobLock = "/var/run/zafoldapbackup.lock";
-constexpr const char *kSuffix = "dc=example,dc=com";
-
-bool SetUpOnce() {
-    static const ProgramRun kRun =
-        ServerLine(std::string("enable --suffix ") + kSuffix + " --password-stdin");
-    return kRun.exit_code == 0;
-}
-
-std::vector<std::string> Files(const std::string &folder = kFolder) {
-    std::vector<std::string> names;
-    for (const auto &entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::ranges::sort(names);
-    return names;
-}
-
-std::string Users() {
-    return Zafoldap({"user", "list", "--format", "plain", "--fields", "name"}).out;
-}
-
-// The lock of a job that runs.
-class OtherJob {
-  public:
-    explicit OtherJob(const std::string &progress)
-        : fd_(open(kJobLock, O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-        EXPECT_EQ(flock(fd_, LOCK_EX), 0);
-        WriteFile(kProgress, progress, 0644);
-    }
-    ~OtherJob() { close(fd_); }
-    OtherJob(const OtherJob &) = delete;
-    OtherJob &operator=(const OtherJob &) = delete;
-
-  private:
-    int fd_;
-};
-
-std::string ProgressText(const std::string &operation, int status, int stage = 3, int pid = 1) {
-    return "operation=" + operation +
-           "\ntask=backup\naction=saving the entries\ntotal=6\nstage=" + std::to_string(stage) +
-           "\nstatus=" + std::to_string(status) + "\npid=" + std::to_string(pid) + "\n";
-}
-
-class Backup : public testing::Test {
-  protected:
-    void SetUp() override {
-        ASSERT_TRUE(SetUpOnce());
-        for (const char *path : {kFolder, kSettings, kSmbConf, kProgress, "/etc/cron.d", "/link"})
-            fs::remove_all(path);
-        fs::create_directory(kFolder);
-        fs::create_directory("/etc/cron.d");
-    }
-
-    static void SetDestination() {
-        const ProgramRun run = ServerLine(std::string("backup config set --dir ") + kFolder);
-        ASSERT_EQ(run.exit_code, 0) << run.err;
-    }
-
-    static std::string Make() { return ServerLineJson("backup now")["data"]["file"]; }
-
-    // Fails with the code, the key and the words, and changes neither settings nor schedule nor files.
-    static void ExpectRefusal(const std::string &line, int exit_code, const std::string &key,
-                              const std::string &words) {
-        SCOPED_TRACE(line);
-        const std::string before = TreeBelow({kFolder, "/usr/zafo/etc", "/etc/cron.d"});
-        const ProgramRun run = ServerLine(line);
-        EXPECT_EQ(run.exit_code, exit_code) << run.err;
-        EXPECT_THAT(run.err, AllOf(HasSubstr(words), HasSubstr("\nhint: ")));
-        EXPECT_EQ(ErrorOf(ServerLine(line + " --json"))["key"], key);
-        EXPECT_EQ(TreeBelow({kFolder, "/usr/zafo/etc", "/etc/cron.d"}), before);
-    }
-};
 
 // --- Settings -----------------------------------------------------------------
 
@@ -401,7 +320,7 @@ TEST_F(Backup, ShowsEveryStageAsALineOrAnEvent) {
     EXPECT_THAT(run.err, HasSubstr("{\"event\":\"progress\",\"operation\":\"backup\",\"stage\":3,"
                                    "\"total\":6,\"action\":\"saving the entries\"}\n"));
     EXPECT_THAT(run.out, HasSubstr("zafoldap-000003-"));
-    EXPECT_THAT(ServerLine("backup now --progress off").err, IsEmpty());
+    EXPECT_THAT(ServerLine("backup now --progress none").err, IsEmpty());
 }
 
 TEST_F(Backup, IsFollowedToItsEndFromOutside) {
@@ -457,125 +376,6 @@ TEST_F(Backup, AnInterruptOfTheCommandAloneReachesTheJob) {
     waitpid(pid, &status, 0);
     EXPECT_EQ(WEXITSTATUS(status), 130);
     EXPECT_THAT(Files(), IsEmpty());
-}
-
-// --- Restore ------------------------------------------------------------------
-
-class Restore : public Backup {
-  protected:
-    void SetUp() override {
-        Backup::SetUp();
-        SetDestination();
-        file_ = Make();
-        ASSERT_EQ(Zafoldap({"user", "add", "anna", "--password-stdin"}, kServerPassword).exit_code,
-                  0);
-    }
-    void TearDown() override {
-        Zafoldap({"user", "delete", "anna", "--yes"});
-        EXPECT_EQ(Users(), "admin\n");
-    }
-
-    std::string file_;
-};
-
-TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
-    EXPECT_EQ(Users(), "admin\nanna\n");
-    const Json result = ServerLineJson("restore " + file_ + " --yes")["data"]["restored"];
-    EXPECT_EQ(result["file"], file_);
-    EXPECT_EQ(result["users"], 1);
-    EXPECT_EQ(Users(), "admin\n");
-    EXPECT_EQ(ServerLine("status").exit_code, 0);
-    EXPECT_THAT(ReadFile("/var/log/messages"),
-                HasSubstr("restore: service=ldap-server by=root file=\"" + file_ + "\""));
-}
-
-TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
-    OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("Type the suffix (dc=example,dc=com) to go on: ", "dc=example,dc=com\n");
-    EXPECT_EQ(program.Finish(), 0) << program.Seen();
-    EXPECT_THAT(program.Seen(), AllOf(HasSubstr("with 1 user and 3 groups"),
-                                      HasSubstr("with 2 users and 3 groups is replaced")));
-    EXPECT_EQ(Users(), "admin\n");
-}
-
-TEST_F(Restore, DoesNothingWithoutTheSuffix) {
-    OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("to go on: ", "yes\n");
-    EXPECT_EQ(program.Finish(), 2);
-    ExpectRefusal("restore --latest", 2, "zafoldap.confirmation_needed", "nobody can be asked");
-    EXPECT_EQ(Users(), "admin\nanna\n");
-}
-
-TEST_F(Restore, ADryRunVerifiesAndChangesNothing) {
-    const ProgramRun run = ServerLine("restore --latest --dry-run");
-    EXPECT_EQ(run.exit_code, 0);
-    EXPECT_THAT(run.err, HasSubstr("would restore the backup " + file_));
-    EXPECT_EQ(Users(), "admin\nanna\n");
-}
-
-TEST_F(Restore, WantsOneFile) {
-    ExpectRefusal("restore --yes", 2, "zafoldap.usage", "FILE is missing");
-    ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "exclude each other");
-}
-
-TEST_F(Restore, TheLatestIsTheNewestThatIsWhole) {
-    const std::string newer = Make();
-    WriteFile(newer, "damaged");
-    const ProgramRun run = ServerLine("restore --latest --yes");
-    EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("left out: " + newer));
-    EXPECT_EQ(Users(), "admin\n");
-    fs::remove(file_);
-    ExpectRefusal("restore --latest --yes", 3, "zafoldap.backup_none", "no backup in /backups");
-}
-
-TEST_F(Restore, OfAnotherDirectoryIsRefused) {
-    const ChangedFile conf(kSlapdConf, "suffix dc=other,dc=org\nrootdn cn=admin,dc=other,dc=org\n");
-    ExpectRefusal("restore --latest --yes", 1, "zafoldap.backup_other_suffix",
-                  "this server has dc=other,dc=org");
-}
-
-TEST_F(Restore, WhileAnotherJobRunsIsBusyAndLeavesItsProgress) {
-    const std::string progress = ProgressText("backup", 0, 3, getpid());
-    const OtherJob other(progress);
-    ExpectRefusal("restore --latest --yes", 8, "backup.err_backup_locked", "a backup is running");
-    EXPECT_EQ(ReadFile(kProgress), progress);
-}
-
-TEST_F(Restore, ThatFailsLeavesTheOldDirectoryServed) {
-    {
-        const ReplacedTool slapadd("slapadd", "echo 'it is broken' >&2; exit 1");
-        const ProgramRun run = ServerLine("restore --latest --yes");
-        EXPECT_EQ(run.exit_code, 1);
-        EXPECT_THAT(run.err, AllOf(HasSubstr("the directory is as it was"), HasSubstr("broken")));
-    }
-    EXPECT_EQ(Users(), "admin\nanna\n");
-    EXPECT_EQ(ServerLine("status").exit_code, 0);
-}
-
-TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
-    ASSERT_EQ(ServerLine("stop").exit_code, 0);
-    const ProgramRun run = ServerLine("restore --latest --yes");
-    EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("stopped, as it was"));
-    EXPECT_EQ(ServerLine("status").exit_code, 3);
-    EXPECT_EQ(ServerLine("start").exit_code, 0);
-    EXPECT_EQ(Users(), "admin\n");
-}
-
-// All that is left of the old machine is the file: no key that deciphers its saved password.
-TEST_F(Restore, OnAnotherMachineNeedsANewPasswordAndNothingElse) {
-    const std::string file = "/root/kept.tar.zst";
-    fs::copy_file(file_, file);
-    ASSERT_EQ(ServerLine("reset --yes").exit_code, 0);
-    for (const auto &entry : fs::directory_iterator("/usr/zafo/etc/private"))
-        fs::remove_all(entry.path());
-    const ProgramRun run = ServerLine("restore " + file + " --yes");
-    EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("zafoldapserver enable --suffix dc=example,dc=com starts it"));
-    const ProgramRun enabled = ServerLine("enable --suffix dc=example,dc=com --password-stdin");
-    EXPECT_EQ(enabled.exit_code, 0) << enabled.err;
-    EXPECT_EQ(Users(), "admin\n");
 }
 
 // --- The check ----------------------------------------------------------------
