@@ -100,7 +100,7 @@ int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
             case zafo::Found::kYes:
                 break;
         }
-        strcpy(schedule.szCommand, szCommand);
+        memcpy(schedule.szCommand, szCommand, strlen(szCommand) + 1);
         *pSchedule = schedule;
         return 0;
     });

@@ -56,6 +56,7 @@ LastBackup LookAtLast(const BackupSettings &settings) {
         if (whole.created) last.written = whole.created;
         last.content = ContentInWords(whole);
     } catch (const Failure &failure) {
+        if (failure.exit_code == 130) throw;
         last.fault = failure.detail;
     }
     return last;

@@ -49,8 +49,11 @@ WholeBackup ReadWholeBackup(const std::string &path) {
         const zafo::UniqueFd file = backup::OpenBackup(path);
         CensusTaker taker;
         LineCutter lines(taker);
-        backup::Contents contents = backup::ReadArchive(
-            file.Get(), path, [&](std::string_view block) { lines.Take(block); });
+        backup::Contents contents =
+            backup::ReadArchive(file.Get(), path, [&](std::string_view block) {
+                if (Interrupted()) throw OwnFailure("interrupted", {});
+                lines.Take(block);
+            });
         struct stat status {};
         fstat(file.Get(), &status);
         return {.path = path,

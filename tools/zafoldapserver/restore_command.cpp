@@ -33,9 +33,9 @@ WholeBackup NewestWhole(Session &session) {
         try {
             return ReadWholeBackup(found.path);
         } catch (const Failure &failure) {
+            if (failure.exit_code == 130) throw;
             session.streams.Note(fmt::format("left out: {}", OneLine(failure.detail)));
         }
-        if (Interrupted()) throw OwnFailure("interrupted", {});
     }
     throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
 }
