@@ -108,7 +108,8 @@ ZAFO_API int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbL
 
 /* Stores ready-made hashes of `nCount` local users, parallel arrays. A crypt hash is one that
  * ZAFOUserSetOne knows; NULL or empty leaves the password as it is. A Samba hash has 32 hexadecimal
- * digits; NULL, empty or 32 times "X" is none. All are checked before any is stored.
+ * digits; NULL, empty or 32 times "X" is none. All are checked before any is stored. An account that ZAFOUserSetOne has made has no
+ * Samba hashes until this call.
  * 0; -1 with 0x1D00 (no such user), 0x0D00 (no such hash), 0x0900, 0x0B00 or 0x0200. */
 ZAFO_API int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryptHashes,
                                   const char *const *pszLmHashes, const char *const *pszNtHashes,

@@ -6,12 +6,9 @@
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"
-#include "host/accounts/login_defs.h"
-#include "host/accounts/passwd.h"
-#include "host/core/fail.h"
 #include "host/core/whole_file.h"
+#include "host/sdk/local_accounts.h"
 #include "platform/group.h"
-#include "platform/user.h"
 
 #include <stdlib.h>
 
@@ -35,14 +32,8 @@ int MakeRecord(const GroupEntry &group, ZAFOGROUP **ppGroup) {
 
 template <typename Wanted>
 int GetGroup(ZAFOGROUP **ppGroup, Wanted wanted) {
-    return OutOfMemoryIs(-1, [&] {
-        std::string text;
-        if (const int error = zafo::ReadAccountFile(zafo::kGroupFile, &text); error != 0) {
-            return Fail(error);
-        }
-        const auto group = zafo::FindGroup(text, wanted);
-        return group ? MakeRecord(*group, ppGroup) : Fail(QLIB_ERR_NO_SUCH_GROUP);
-    });
+    return zafo::WithAccount(zafo::kGroups, wanted,
+                             [=](const GroupEntry &group) { return MakeRecord(group, ppGroup); });
 }
 
 std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
@@ -103,22 +94,7 @@ int Create(const ZAFOGROUP &group) {
 }  // namespace
 
 int ZAFOGroupEnum(QLIBSZLIST **ppList, int nType) {
-    if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
-        return Fail(QLIB_ERR_BAD_ARGUMENT);
-    }
-    return OutOfMemoryIs(-1, [=] {
-        std::string text;
-        const int error = zafo::ReadAccountFile(zafo::kGroupFile, &text);
-        if (error != 0) return Fail(error);
-        const auto ordinary = zafo::OrdinaryNumbers::OfGroups();
-        int count = 0;
-        const auto failed = zafo::FindGroup(text, [&](const GroupEntry &group) {
-            if (!ordinary.Hold(group.gid)) return false;
-            ++count;
-            return QLIBCSzListPush(ppList, std::string(group.name).c_str()) != 0;
-        });
-        return failed ? -1 : count;
-    });
+    return zafo::AppendOrdinary(zafo::kGroups, ppList, nType);
 }
 
 int ZAFOGroupGetLocal(const char *szName, ZAFOGROUP **ppGroup) {
@@ -147,15 +123,10 @@ int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc) {
     if (szName == nullptr || pszDesc == nullptr || pcbDesc == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return OutOfMemoryIs(-1, [=] {
-        std::string groups;
-        int error = zafo::ReadAccountFile(zafo::kGroupFile, &groups);
-        if (error != 0) return Fail(error);
-        const auto group =
-            zafo::FindGroup(groups, [=](const GroupEntry &g) { return g.name == szName; });
-        if (!group) return Fail(QLIB_ERR_NO_SUCH_GROUP);
+    const auto named = [=](const GroupEntry &group) { return group.name == szName; };
+    return zafo::WithAccount(zafo::kGroups, named, [=](const GroupEntry & /*group*/) {
         std::string text;
-        error = zafo::ReadAccountText(zafo::kDescriptionSection, szName, &text);
+        const int error = zafo::ReadAccountText(zafo::kDescriptionSection, szName, &text);
         if (error != 0) return Fail(error);
         if (*pszDesc == nullptr || *pcbDesc <= text.size()) {
             auto *grown = static_cast<char *>(realloc(*pszDesc, text.size() + 1));

@@ -3,17 +3,14 @@
 // Reading the users of this system itself.
 #include "host/accounts/account_conf.h"
 #include "host/accounts/crypt_hash.h"
-#include "host/accounts/login_defs.h"
-#include "host/accounts/passwd.h"
-#include "host/core/fail.h"
 #include "host/core/whole_file.h"
 #include "host/sdk/full_name.h"
+#include "host/sdk/local_accounts.h"
 #include "platform/user.h"
 
 namespace {
 
 using zafo::Fail;
-using zafo::OutOfMemoryIs;
 using zafo::PasswdEntry;
 
 // Password hash and days of an account. One whose hash should stand in the shadow file and does not is
@@ -71,35 +68,14 @@ int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
 // The first user that `wanted` gives true for.
 template <typename Wanted>
 int GetUser(ZAFOUSER **ppUser, Wanted wanted) {
-    return OutOfMemoryIs(-1, [&] {
-        std::string text;
-        if (const int error = zafo::ReadAccountFile(zafo::kPasswdFile, &text); error != 0) {
-            return Fail(error);
-        }
-        const auto user = zafo::FindUser(text, wanted);
-        return user ? MakeRecord(*user, ppUser) : Fail(QLIB_ERR_NO_SUCH_USER);
-    });
+    return zafo::WithAccount(zafo::kUsers, wanted,
+                             [=](const PasswdEntry &user) { return MakeRecord(user, ppUser); });
 }
 
 }  // namespace
 
 int ZAFOUserEnum(QLIBSZLIST **ppList, int nType) {
-    if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
-        return Fail(QLIB_ERR_BAD_ARGUMENT);
-    }
-    return OutOfMemoryIs(-1, [=] {
-        std::string text;
-        const int error = zafo::ReadAccountFile(zafo::kPasswdFile, &text);
-        if (error != 0) return Fail(error);
-        const auto ordinary = zafo::OrdinaryNumbers::OfUsers();
-        int count = 0;
-        const auto failed = zafo::FindUser(text, [&](const PasswdEntry &user) {
-            if (!ordinary.Hold(user.uid)) return false;
-            ++count;
-            return QLIBCSzListPush(ppList, std::string(user.name).c_str()) != 0;
-        });
-        return failed ? -1 : count;
-    });
+    return zafo::AppendOrdinary(zafo::kUsers, ppList, nType);
 }
 
 int ZAFOUserGetLocal(const char *szName, ZAFOUSER **ppUser) {
