@@ -233,6 +233,15 @@ TEST_F(MigrateCommand, NeedsTheDirectoryBeforeItAsks) {
     EXPECT_THAT(run.out, IsEmpty());
 }
 
+TEST_F(MigrateCommand, IsForRootOnly) {
+    const ProgramRun run = RunProgram({"setpriv", "--reuid=65534", "/usr/zafo/bin/zafoldap",
+                                       "migrate", "users", "--to", "local"});
+    if (run.err.starts_with("setpriv"))
+        GTEST_SKIP() << "nobody else can be played here: " << run.err;
+    EXPECT_EQ(run.exit_code, 4);
+    EXPECT_THAT(run.err, HasSubstr("zafoldap migrate is for root only"));
+}
+
 TEST_F(MigrateCommand, RefusesOtherPlacesAndKinds) {
     EXPECT_EQ(Line("migrate users").exit_code, 2);
     EXPECT_EQ(Line("migrate users --to elsewhere").exit_code, 2);
