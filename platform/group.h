@@ -53,7 +53,7 @@ ZAFO_API int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **ppGroup);
  * group is there wholly or not at all, also when the process is killed.
  * 0; -1 with 0x0D00 (a value is refused, or name or number are taken), 0x0900 (a file cannot be
  * read, or the lock of lckpwdf(3) is held for 15 seconds), 0x0B00 (a file cannot be written), 0x0F00
- * (account.conf is damaged) or 0x0200. */
+ * (account.conf is damaged) or 0x0200. The system log says what was refused. */
 ZAFO_API int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup);
 
 /* The description of a local group, empty when it has none, in a buffer that grows with realloc

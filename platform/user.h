@@ -95,7 +95,7 @@ ZAFO_API int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser);
  * an earlier user of the name has left are removed. pResult (may be NULL) counts what came of it.
  * 0; -1 with 0x0D00 (a value is refused, or name or number are taken), 0x1800 (no such primary
  * group), 0x0900 (a file cannot be read, or the lock of lckpwdf(3) is held for 15 seconds), 0x0B00
- * (a file cannot be written), 0x0F00 (account.conf is damaged) or 0x0200. */
+ * (a file cannot be written), 0x0F00 (account.conf is damaged) or 0x0200. The system log says what was refused. */
 ZAFO_API int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult);
 
 /* Samba hashes of a local user, 32 hexadecimal digits each. A user has 32 times "X" for a hash that

@@ -8,6 +8,7 @@
 #include "host/accounts/account_name.h"
 #include "host/core/whole_file.h"
 #include "host/sdk/local_accounts.h"
+#include "host/sdk/refusal.h"
 #include "platform/group.h"
 
 #include <stdlib.h>
@@ -46,10 +47,12 @@ std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
     return members;
 }
 
-bool CanBeMade(const ZAFOGROUP &group, const std::vector<std::string> &members) {
-    return group.szName != nullptr && zafo::IsAccountName(group.szName) &&
-           zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid) &&
-           std::all_of(members.begin(), members.end(), zafo::IsAccountName);
+// What of the record the files cannot hold; nullptr: nothing.
+const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &members) {
+    if (group.szName == nullptr || !zafo::IsAccountName(group.szName)) return "the name";
+    if (!zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid)) return "the number";
+    const bool fit = std::all_of(members.begin(), members.end(), zafo::IsAccountName);
+    return fit ? nullptr : "a member's name";
 }
 
 // The group's line in the shadow file, where the system has one: no password, no administrators.
@@ -70,7 +73,9 @@ int PutIntoShadow(const std::string &name, const std::string &members) {
 // 0, or a platform error code. The group file comes last: it is what makes the group exist.
 int Create(const ZAFOGROUP &group) {
     const std::vector<std::string> names = MembersOf(group);
-    if (!CanBeMade(group, names)) return QLIB_ERR_BAD_ARGUMENT;
+    if (const char *unfit = Unfit(group, names)) {
+        return zafo::Refuse("group", group.szName, unfit, QLIB_ERR_BAD_ARGUMENT);
+    }
     const zafo::AccountLock lock;
     if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;
     std::string text;
@@ -79,7 +84,10 @@ int Create(const ZAFOGROUP &group) {
     const auto taken = zafo::FindGroup(text, [&](const GroupEntry &other) {
         return other.name == group.szName || other.gid == group.nGid;
     });
-    if (taken || zafo::LineOf(text, group.szName)) return QLIB_ERR_BAD_ARGUMENT;
+    if (taken || zafo::LineOf(text, group.szName)) {
+        return zafo::Refuse("group", group.szName, "name or number is taken",
+                            QLIB_ERR_BAD_ARGUMENT);
+    }
     std::string members;
     for (const std::string &name : names)
         members.append(members.empty() ? "" : ",").append(name);

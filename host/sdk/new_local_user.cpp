@@ -14,6 +14,7 @@
 #include "host/core/fail.h"
 #include "host/core/whole_file.h"
 #include "host/sdk/full_name.h"
+#include "host/sdk/refusal.h"
 #include "platform/user.h"
 
 #include <initializer_list>
@@ -36,10 +37,12 @@ bool IsPathOrNone(const char *szPath) {
     return TextOf(szPath).empty() || zafo::IsPathField(szPath);
 }
 
-bool CanBeMade(const ZAFOUSER &user) {
-    return user.szName != nullptr && zafo::IsAccountName(user.szName) &&
-           IsPathOrNone(user.pw_dir) && IsPathOrNone(user.pw_shell) &&
-           zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid);
+// What of the record the files cannot hold; nullptr: nothing.
+const char *Unfit(const ZAFOUSER &user) {
+    if (user.szName == nullptr || !zafo::IsAccountName(user.szName)) return "the name";
+    if (!zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid)) return "the number";
+    if (!IsPathOrNone(user.pw_dir)) return "the home folder";
+    return IsPathOrNone(user.pw_shell) ? nullptr : "the login shell";
 }
 
 std::string Joined(std::initializer_list<std::string> fields) {
@@ -77,14 +80,18 @@ int CheckPlace(const ZAFOUSER &user, const std::string &passwd) {
     const auto taken = zafo::FindUser(passwd, [&](const zafo::PasswdEntry &other) {
         return other.name == user.szName || other.uid == user.pw_uid;
     });
-    if (taken || zafo::LineOf(passwd, user.szName)) return QLIB_ERR_BAD_ARGUMENT;
+    if (taken || zafo::LineOf(passwd, user.szName)) {
+        return zafo::Refuse("user", user.szName, "name or number is taken", QLIB_ERR_BAD_ARGUMENT);
+    }
     std::string groups;
     if (const int error = zafo::ReadAccountFile(zafo::kGroupFile, &groups); error != 0) {
         return error;
     }
     const auto primary = zafo::FindGroup(
         groups, [&](const zafo::GroupEntry &group) { return IsPrimaryGroup(group, user.pw_gid); });
-    return primary ? 0 : QLIB_ERR_NO_SUCH_GROUP;
+    if (primary) return 0;
+    return zafo::Refuse("user", user.szName, "the primary group is not there, or the system's own",
+                        QLIB_ERR_NO_SUCH_GROUP);
 }
 
 // What stands outside the system's files. What an earlier user of the name has left there is not
@@ -102,7 +109,9 @@ int StoreBeside(const ZAFOUSER &user) {
 
 // 0, or a platform error code.
 int Create(const ZAFOUSER &user) {
-    if (!CanBeMade(user)) return QLIB_ERR_BAD_ARGUMENT;
+    if (const char *unfit = Unfit(user)) {
+        return zafo::Refuse("user", user.szName, unfit, QLIB_ERR_BAD_ARGUMENT);
+    }
     const zafo::NewUserDefaults defaults = zafo::ReadNewUserDefaults();
     const zafo::AccountLock lock;
     if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/host/account_fixture.h"
+#include "tests/rig/system_log.h"
 
 namespace {
 
@@ -208,6 +209,7 @@ TEST_F(NewLocalUser, KeepsAFullNameThatTheFileCannotHold) {
 
 struct Refused {
     const char *what;
+    const char *said;
     std::function<void(ZAFOUSER &)> change;
     int error = QLIB_ERR_BAD_ARGUMENT;
 };
@@ -218,24 +220,33 @@ void SetText(char *&field, const char *text) {
 
 const std::vector<Refused> &Refusals() {
     static const std::vector<Refused> cases = {
-        {"a number below the ordinary ones", [](ZAFOUSER &u) { u.pw_uid = 999; }},
-        {"root's number", [](ZAFOUSER &u) { u.pw_uid = 0; }},
-        {"a number above the ordinary ones", [](ZAFOUSER &u) { u.pw_uid = 60001; }},
-        {"nobody's number", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
-        {"no number", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
-        {"a number that is taken", [](ZAFOUSER &u) { u.pw_uid = 1000; }},
-        {"a name that is taken", [](ZAFOUSER &u) { SetText(u.szName, "alice"); }},
-        {"a system account's name", [](ZAFOUSER &u) { SetText(u.szName, "daemon"); }},
-        {"no such group", [](ZAFOUSER &u) { u.pw_gid = 4711; }, QLIB_ERR_NO_SUCH_GROUP},
-        {"no group", [](ZAFOUSER &u) { u.pw_gid = UINT32_MAX; }, QLIB_ERR_NO_SUCH_GROUP},
-        {"root's group", [](ZAFOUSER &u) { u.pw_gid = 0; }, QLIB_ERR_NO_SUCH_GROUP},
-        {"a system group", [](ZAFOUSER &u) { u.pw_gid = 1; }, QLIB_ERR_NO_SUCH_GROUP},
-        {"a home with a separator", [](ZAFOUSER &u) { SetText(u.pw_dir, "/a:/b"); }},
-        {"a home with a line break", [](ZAFOUSER &u) { SetText(u.pw_dir, "/a\nroot::0"); }},
-        {"a relative home", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
-        {"a shell with a line break", [](ZAFOUSER &u) { SetText(u.pw_shell, "/bin/sh\nx"); }},
-        {"a relative shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
-        {"no name", [](ZAFOUSER &u) { u.szName = nullptr; }},
+        {"a number below the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 999; }},
+        {"root's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 0; }},
+        {"a number above the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 60001; }},
+        {"nobody's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
+        {"no number", "the number", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
+        {"a number that is taken", "name or number is taken", [](ZAFOUSER &u) { u.pw_uid = 1000; }},
+        {"a name that is taken", "name or number is taken",
+         [](ZAFOUSER &u) { SetText(u.szName, "alice"); }},
+        {"a system account's name", "name or number is taken",
+         [](ZAFOUSER &u) { SetText(u.szName, "daemon"); }},
+        {"no such group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = 4711; },
+         QLIB_ERR_NO_SUCH_GROUP},
+        {"no group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = UINT32_MAX; },
+         QLIB_ERR_NO_SUCH_GROUP},
+        {"root's group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = 0; },
+         QLIB_ERR_NO_SUCH_GROUP},
+        {"a system group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = 1; },
+         QLIB_ERR_NO_SUCH_GROUP},
+        {"a home with a separator", "the home folder",
+         [](ZAFOUSER &u) { SetText(u.pw_dir, "/a:/b"); }},
+        {"a home with a line break", "the home folder",
+         [](ZAFOUSER &u) { SetText(u.pw_dir, "/a\nroot::0"); }},
+        {"a relative home", "the home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
+        {"a shell with a line break", "the login shell",
+         [](ZAFOUSER &u) { SetText(u.pw_shell, "/bin/sh\nx"); }},
+        {"a relative shell", "the login shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
+        {"no name", "the name", [](ZAFOUSER &u) { u.szName = nullptr; }},
     };
     return cases;
 }
@@ -244,7 +255,12 @@ TEST_F(NewLocalUser, IsRefusedAndNothingIsWritten) {
     const std::string before = Everything();
     for (const Refused &refused : Refusals()) {
         SCOPED_TRACE(refused.what);
+        zafo::rig::SystemLog::Get().Clear();
         EXPECT_EQ(Add(With(refused.change)), refused.error);
+        EXPECT_THAT(zafo::rig::SystemLog::Get().Messages(),
+                    testing::ElementsAre(
+                        testing::AllOf(testing::StartsWith("local user ["),
+                                       HasSubstr(std::string("] refused: ") + refused.said))));
         EXPECT_EQ(Everything(), before);
     }
 }
