@@ -44,8 +44,8 @@ std::string_view FieldAt(const Fields &fields, size_t index) {
     return index < fields.size() ? fields[index] : std::string_view();
 }
 
-std::optional<unsigned long> NumberIn(std::string_view field) {
-    unsigned long number = 0;
+std::optional<uint64_t> NumberIn(std::string_view field) {
+    uint64_t number = 0;
     const char *const end = field.data() + field.size();
     const auto [stop, error] = std::from_chars(field.data(), end, number);
     if (field.empty() || error != std::errc() || stop != end) return {};

@@ -4,6 +4,7 @@
 // group(5), gshadow(5), smbpasswd(5). Lines that nobody changes keep their wording, damaged ones too.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +21,7 @@ Fields Split(std::string_view text, char separator);
 std::string_view FieldAt(const Fields &fields, size_t index);
 
 // A number of digits only that fits; a damaged field is none.
-std::optional<unsigned long> NumberIn(std::string_view field);
+std::optional<uint64_t> NumberIn(std::string_view field);
 
 // A lookup in the network's own services (nsswitch.conf(5), "compat"), not an account.
 inline bool IsNisLine(std::string_view line) {
