@@ -17,7 +17,7 @@ ZAFO_BEGIN_DECLS
 
 /* The first of the six numbers. */
 enum {
-    ZAFO_SCHEDULE_NEVER = 0,  /* kept as a comment; the command does not run */
+    ZAFO_SCHEDULE_NEVER = 0, /* kept as a comment; the command does not run */
     ZAFO_SCHEDULE_DAILY = 1,
     ZAFO_SCHEDULE_WEEKLY = 2,
     ZAFO_SCHEDULE_MONTHLY = 3

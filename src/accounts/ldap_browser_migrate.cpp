@@ -10,6 +10,7 @@
 #include <ctime>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "core/list.h"
@@ -87,9 +88,9 @@ using MultiResult = std::unique_ptr<QLIBCMRESULT, FreeMultiResult>;
 // --- The common shape ---------------------------------------------------------
 
 // Whether there is room for a list of names.
-bool Make(std::unique_ptr<zafo::List> *pList) {
+bool Make(std::optional<zafo::List> *pList) {
     try {
-        *pList = std::make_unique<zafo::List>();
+        pList->emplace();
         return true;
     } catch (const std::bad_alloc &) {
         ZAFO_LOG("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
@@ -150,16 +151,15 @@ Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo
 }
 
 int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
-    std::unique_ptr<zafo::List> names;
-    std::unique_ptr<zafo::List> extra;
+    std::optional<zafo::List> names;
+    std::optional<zafo::List> extra;
     if (!Make(&names) || !Make(&extra)) return -1;
     if (ZAFOUserEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
         ZAFO_LOG("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return ForEach(*names, "user", [&](const char *szName) {
-        return CopyUserToDirectory(pHost, szName, extra.get());
-    });
+    return ForEach(*names, "user",
+                   [&](const char *szName) { return CopyUserToDirectory(pHost, szName, &*extra); });
 }
 
 Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
@@ -182,7 +182,7 @@ Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
 }
 
 int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
-    std::unique_ptr<zafo::List> names;
+    std::optional<zafo::List> names;
     if (!Make(&names)) return -1;
     if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
         ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
@@ -330,7 +330,7 @@ Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANS
 }
 
 int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
-    std::unique_ptr<zafo::List> dns;
+    std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
     USER_TRANSIT transit;
     if (ZAFOLDAPResultInit(&transit.entry.result) != 0) return -1;
@@ -385,7 +385,7 @@ Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, Group *pG
 }
 
 int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
-    std::unique_ptr<zafo::List> dns;
+    std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
     if (ZAFOLDAPBrowserGroupEnumAll(pHost, dns->address(), nullptr) < 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());

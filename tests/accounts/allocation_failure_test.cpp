@@ -266,13 +266,77 @@ const Calls &WritingCalls() {
     return kCalls;
 }
 
+// An account that cannot be copied for want of memory is passed over: what counts is that nothing is
+// lost on the way and that the call comes back.
+void ScriptLocalAccounts(rig::FakeTools &) {
+    for (const auto &[file, line] :
+         {std::pair{"/etc/passwd", "ann:x:2001:2001:Ann:/home/ann:/bin/sh\n"},
+          {"/etc/shadow", "ann:$6$salt$digest:19000:0:99999:7:::\n"},
+          {"/etc/group", "staff:x:2001:ann\n"}}) {
+        const std::string text = ContentOf(file);
+        const std::string name = std::string(line).substr(0, std::string(line).find(':') + 1);
+        if (text.find("\n" + name) == std::string::npos) std::ofstream(file) << text << line;
+    }
+}
+
+ZAFOLDAP_HOST MigratingHost() {
+    ZAFOLDAP_HOST host = WritingHost();
+    host.nSchema = ~0U & ~static_cast<unsigned>(ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
+    return host;
+}
+
+template <int (*Migrate)(const ZAFOLDAP_HOST *)>
+void RunMigration(Outcome &outcome) {
+    const ZAFOLDAP_HOST host = MigratingHost();
+    outcome.result = Migrate(&host);
+    FailingAllocator::StopFailing();
+}
+
+void ScriptDirectoryUsers(rig::FakeTools &tools) {
+    ScriptLocalAccounts(tools);
+    ScriptHash(tools);
+    Answer(tools, {"dn: uid=ann,dc=a\nuid: ann\n\n", kAnn});
+}
+
+void ScriptDirectoryGroups(rig::FakeTools &tools) {
+    ScriptLocalAccounts(tools);
+    Answer(tools, {"dn: cn=staff,dc=a\ncn: staff\n\n", kStaff});
+}
+
+const Calls &MigrationCalls() {
+    static const std::vector<int> kCodes = {0x0200, 0x0900, 0x0A00, 0x0B00};
+    static const Calls kCalls = {
+        {"BrowserMigrateUserToLDAP",
+         ScriptLocalAccounts,
+         RunMigration<ZAFOLDAPBrowserMigrateUserToLDAP>,
+         {-1},
+         kCodes},
+        {"BrowserMigrateGroupToLDAP",
+         ScriptLocalAccounts,
+         RunMigration<ZAFOLDAPBrowserMigrateGroupToLDAP>,
+         {-1},
+         kCodes},
+        {"BrowserMigrateUserToLocal",
+         ScriptDirectoryUsers,
+         RunMigration<ZAFOLDAPBrowserMigrateUserToLocal>,
+         {-1},
+         kCodes},
+        {"BrowserMigrateGroupToLocal",
+         ScriptDirectoryGroups,
+         RunMigration<ZAFOLDAPBrowserMigrateGroupToLocal>,
+         {-1},
+         kCodes},
+    };
+    return kCalls;
+}
+
 }  // namespace
 
 const Calls &AllCalls() {
     static const Calls kCalls = [] {
         Calls all;
-        for (const Calls *group :
-             {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls(), &WritingCalls()})
+        for (const Calls *group : {&PasswordCalls(), &NumberCalls(), &HomeCalls(), &ReadingCalls(),
+                                   &WritingCalls(), &MigrationCalls()})
             all.insert(all.end(), group->begin(), group->end());
         return all;
     }();

@@ -245,6 +245,7 @@ constexpr JsonRow kJsonRows[] = {
     {"entry show", "entry show uid=bea,cn=users,dc=example,dc=com", "entry show dc=none", 3},
     {"user delete", "user delete bea -y", "user delete bea -y", 3},
     {"entry delete", "entry delete uid=anna,cn=users,dc=example,dc=com -y", "entry delete x", 2},
+    {"migrate", "migrate groups --to directory -n", "migrate groups --to nowhere", 2},
     {"completion", "completion bash", "completion ksh", 2},
 };
 
