@@ -25,11 +25,7 @@ constexpr int kBlockBytes = 128 << 10;
 constexpr std::size_t kPieceWish = 512U << 10;
 
 struct ArchiveFree {
-    void operator()(archive *a) const {
-        // An unfinished archive must not be completed on the way out.
-        archive_write_fail(a);
-        archive_write_free(a);
-    }
+    void operator()(archive *a) const { archive_write_free(a); }
 };
 
 struct EntryFree {
@@ -38,8 +34,17 @@ struct EntryFree {
 
 }  // namespace
 
-// Where the compressed bytes go. The library is C: what is thrown waits here until it has returned.
+// Where the compressed bytes go. The library is C: what is thrown waits here until it has returned. It is
+// never told that writing failed, and an archive that is not finished is closed like any other:
+// an archive that it knows to have failed keeps its buffers for ever. What comes after a failure, or on
+// the way out, goes nowhere.
 struct ArchiveWriter::Sink {
+    Sink() = default;
+    Sink(const Sink &) = delete;
+    Sink &operator=(const Sink &) = delete;
+    ~Sink() { discards = true; }
+
+    bool discards = false;
     int fd = -1;
     std::string path = {};
     Sha256 digest = {};
@@ -54,12 +59,12 @@ struct ArchiveWriter::Sink {
     static la_ssize_t Take(archive *, void *self, const void *block, std::size_t size) {
         auto &sink = *static_cast<Sink *>(self);
         try {
-            sink.Write({static_cast<const char *>(block), size});
-            return static_cast<la_ssize_t>(size);
+            if (!sink.discards) sink.Write({static_cast<const char *>(block), size});
         } catch (...) {
             sink.thrown = std::current_exception();
-            return -1;
+            sink.discards = true;
         }
+        return static_cast<la_ssize_t>(size);
     }
 };
 
