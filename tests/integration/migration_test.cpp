@@ -270,7 +270,7 @@ TEST_F(Migration, OfManyAccountsThereAndBackLosesNothing) {
     ASSERT_EQ(groups.size(), kGroups);
     const Host host;
     ASSERT_EQ(ToDirectory(host), 0);
-    EXPECT_EQ(ValueOf(Entry(Server().GroupDN("team7")), "description"), "Group number 7");
+    EXPECT_EQ(ValueOf(Entry(Server().GroupDN("team3")), "description"), "Group number 3");
     for (const unsigned i : {0U, 1U, 2U, kUsers - 1}) {
         EXPECT_TRUE(Binds(NameOf(i), PasswordOf(i))) << i;
         EXPECT_FALSE(Binds(NameOf(i), PasswordOf(i + 1))) << i;
