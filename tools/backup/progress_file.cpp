@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 namespace zafo::backup {
@@ -75,6 +76,19 @@ void ProgressFile::Write(std::string_view action, int status) {
     if (Replace(path_, text) || complained_) return;
     complained_ = true;
     syslog(LOG_WARNING, "cannot write %s: %s", path_.c_str(), std::strerror(errno));
+}
+
+void FinishAfter(ProgressFile *progress, const std::function<void()> &job) {
+    try {
+        job();
+    } catch (const Problem &problem) {
+        progress->Finish(static_cast<int>(problem.code));
+        throw;
+    } catch (const std::exception &) {
+        progress->Finish(static_cast<int>(Exit::kSystem));
+        throw;
+    }
+    progress->Finish(0);
 }
 
 }  // namespace zafo::backup

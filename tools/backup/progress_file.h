@@ -14,6 +14,7 @@
 
 #include "tools/backup/exit_code.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -48,5 +49,8 @@ class ProgressFile {
     std::int64_t written_ = 0;  // milliseconds of a clock that never jumps
     bool complained_ = false;
 };
+
+// Runs a job and leaves its exit code in the progress; what the job throws is passed on.
+void FinishAfter(ProgressFile *progress, const std::function<void()> &job);
 
 }  // namespace zafo::backup

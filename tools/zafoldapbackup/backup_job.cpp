@@ -145,16 +145,7 @@ class BackupJob {
 int RunBackup(const Environment &environment) {
     const JobLock lock;
     ProgressFile progress(environment.progress_file, Operation::kBackup, environment.task, kStages);
-    try {
-        BackupJob(environment, &progress).Run();
-    } catch (const Problem &problem) {
-        progress.Finish(static_cast<int>(problem.code));
-        throw;
-    } catch (const std::exception &) {
-        progress.Finish(static_cast<int>(Exit::kSystem));
-        throw;
-    }
-    progress.Finish(0);
+    FinishAfter(&progress, [&] { BackupJob(environment, &progress).Run(); });
     return 0;
 }
 

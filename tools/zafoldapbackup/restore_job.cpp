@@ -195,16 +195,7 @@ int RunRestore(const Environment &environment, const std::string &file) {
     const JobLock lock;
     ProgressFile progress(environment.progress_file, Operation::kRestore, environment.task,
                           kStages);
-    try {
-        RestoreJob(environment, file, &progress).Run();
-    } catch (const Problem &problem) {
-        progress.Finish(static_cast<int>(problem.code));
-        throw;
-    } catch (const std::exception &) {
-        progress.Finish(static_cast<int>(Exit::kSystem));
-        throw;
-    }
-    progress.Finish(0);
+    FinishAfter(&progress, [&] { RestoreJob(environment, file, &progress).Run(); });
     return 0;
 }
 
