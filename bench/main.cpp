@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// zafo-bench JSON [ROUNDS]: measures in the example directory that bench/run has
-// started, prints the table of goals and writes it to the file JSON.
+// zafo-bench JSON [ROUNDS [PATTERN]]: measures in the example directory that bench/run has
+// started, prints the table of goals and writes it to the file JSON. With a regular expression,
+// only the works whose names it finds.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -50,25 +51,26 @@ zafo::bench::Peaks MeasurePeaks() {
 
 // All repetitions of all benchmarks in one random order: what disturbs the
 // machine for a while then disturbs both sides of every comparison.
-void MeasureTimes(Figures *figures) {
-    std::string words[] = {"zafo-bench", "--benchmark_enable_random_interleaving=true"};
-    char *argv[] = {words[0].data(), words[1].data(), nullptr};
-    int argc = 2;
+void MeasureTimes(const std::string &pattern, Figures *figures) {
+    std::string words[] = {"zafo-bench", "--benchmark_enable_random_interleaving=true",
+                           "--benchmark_filter=" + pattern};
+    char *argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    int argc = 3;
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks(figures);
 }
 
-int Run(const char *json_file, int rounds) {
+int Run(const char *json_file, int rounds, const char *pattern) {
     const zafo::bench::Connection connection;
     zafo::bench::Peaks peaks = MeasurePeaks();
     zafo::bench::Register(connection, rounds);
     Figures figures;
-    MeasureTimes(&figures);
+    MeasureTimes(pattern != nullptr ? pattern : ".", &figures);
     for (const auto &[name, reason] : figures.Failures())
         std::fprintf(stderr, "%s failed: %s\n", name.c_str(), reason.c_str());
     if (!figures.Failures().empty()) return 1;
     peaks.backup = {zafo::bench::kOwnEntryCount, zafo::bench::PeakOfBackups()};
-    const auto rows = zafo::bench::Rows(figures, peaks);
+    const auto rows = zafo::bench::Rows(figures, peaks, pattern != nullptr);
     std::fputs(zafo::bench::Table(rows).c_str(), stdout);
     std::ofstream json(json_file);
     json << zafo::bench::Json(rows, figures) << std::flush;
@@ -81,12 +83,12 @@ int Run(const char *json_file, int rounds) {
 
 int main(int argc, char **argv) {
     const int rounds = argc > 2 ? std::atoi(argv[2]) : kUsualRounds;
-    if (argc < 2 || argc > 3 || rounds < 1) {
-        std::fputs("usage: zafo-bench JSON [ROUNDS]\n", stderr);
+    if (argc < 2 || argc > 4 || rounds < 1) {
+        std::fputs("usage: zafo-bench JSON [ROUNDS [PATTERN]]\n", stderr);
         return 2;
     }
     try {
-        return Run(argv[1], rounds);
+        return Run(argv[1], rounds, argc > 3 ? argv[3] : nullptr);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "zafo-bench: %s\n", error.what());
         return 1;

@@ -34,7 +34,8 @@ struct Row {
     bool measured = true;  // a peer that is not installed is not
 };
 
-std::vector<Row> Rows(const Figures &figures, const Peaks &peaks);
+// With `some`, without those that were not measured.
+std::vector<Row> Rows(const Figures &figures, const Peaks &peaks, bool some);
 
 // A table for people.
 std::string Table(const std::vector<Row> &rows);

@@ -8,7 +8,7 @@
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap/object_class.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::records {
 namespace {
 
 // One group of lines. What stands in braces is put in; a line that begins with "{?" is left out
@@ -282,4 +282,4 @@ TEST_F(RecordGrid, OtherBitsOfTheSchemaMakeNoDifference) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::records

@@ -165,7 +165,8 @@ const Calls &HomeCalls() {
 ZAFOLDAP_HOST WritingHost() {
     ZAFOLDAP_HOST host = kHost;
     host.szLoginSuffix = "example.com";
-    host.nSchema = ~(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT | ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
+    host.nSchema =
+        ~static_cast<unsigned>(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT | ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
     return host;
 }
 
@@ -191,13 +192,13 @@ void RunGroupCreate(Outcome &outcome) {
     FailingAllocator::StopFailing();
 }
 
-constexpr const char *kAnn =
+constexpr const char *kAnnAnswer =
     "dn: uid=ann,dc=a\nobjectClass: posixAccount\nuid: ann\nuidNumber: 5\ncn: ann\n\n";
-constexpr const char *kStaff = "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 5\n\n";
+constexpr const char *kStaffAnswer = "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 5\n\n";
 
 void ScriptUserEdit(rig::FakeTools &tools) {
     ScriptHash(tools);
-    Answer(tools, {kAnn, kAnn, "", "", kStaff});
+    Answer(tools, {kAnnAnswer, kAnnAnswer, "", "", kStaffAnswer});
 }
 
 void RunUserEdit(Outcome &outcome) {
@@ -213,7 +214,7 @@ void RunUserEdit(Outcome &outcome) {
 }
 
 void ScriptGroupEdit(rig::FakeTools &tools) {
-    Answer(tools, {kStaff, ""});
+    Answer(tools, {kStaffAnswer, ""});
 }
 
 void RunGroupEdit(Outcome &outcome) {
@@ -224,7 +225,7 @@ void RunGroupEdit(Outcome &outcome) {
 }
 
 void ScriptDeleteUser(rig::FakeTools &tools) {
-    Answer(tools, {kAnn, kStaff});
+    Answer(tools, {kAnnAnswer, kStaffAnswer});
 }
 
 void RunDeleteUser(Outcome &outcome) {
@@ -295,12 +296,12 @@ void RunMigration(Outcome &outcome) {
 void ScriptDirectoryUsers(rig::FakeTools &tools) {
     ScriptLocalAccounts(tools);
     ScriptHash(tools);
-    Answer(tools, {"dn: uid=ann,dc=a\nuid: ann\n\n", kAnn});
+    Answer(tools, {"dn: uid=ann,dc=a\nuid: ann\n\n", kAnnAnswer});
 }
 
 void ScriptDirectoryGroups(rig::FakeTools &tools) {
     ScriptLocalAccounts(tools);
-    Answer(tools, {"dn: cn=staff,dc=a\ncn: staff\n\n", kStaff});
+    Answer(tools, {"dn: cn=staff,dc=a\ncn: staff\n\n", kStaffAnswer});
 }
 
 const Calls &MigrationCalls() {

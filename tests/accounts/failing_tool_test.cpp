@@ -10,7 +10,7 @@
 #include "tests/accounts/reading_fixture.h"
 #include "tests/core/without_tool.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::failing_tool {
 namespace {
 
 constexpr const char *kUserDN = "uid=ann,dc=x";
@@ -359,4 +359,4 @@ TEST_F(ChangeFileTrouble, FileThatCannotBeMadeIsNotOpened) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::failing_tool

@@ -5,7 +5,7 @@
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::group_create {
 namespace {
 
 using Members = std::optional<Texts>;
@@ -204,4 +204,4 @@ TEST_F(GroupCreate, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::group_create

@@ -5,7 +5,7 @@
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::group_edit {
 namespace {
 
 struct Request {
@@ -193,4 +193,4 @@ TEST_F(GroupEdit, NeedsTheLoginSuffix) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::group_edit

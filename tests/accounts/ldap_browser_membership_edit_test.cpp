@@ -5,7 +5,7 @@
 
 #include "tests/accounts/reading_fixture.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::membership_edit {
 namespace {
 
 constexpr const char *kGolden = "/mnt/src/tests/accounts/golden/";
@@ -297,4 +297,4 @@ TEST_F(LineBreak, InANameThatTheServerGivesIsRefused) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::membership_edit

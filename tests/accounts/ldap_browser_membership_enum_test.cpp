@@ -3,7 +3,7 @@
 // Which groups a user is in, and which users a group has and has not.
 #include "tests/accounts/reading_fixture.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::membership_enum {
 namespace {
 
 constexpr const char *kUserDN = "uid=ann,ou=people,dc=x";
@@ -271,4 +271,4 @@ TEST_F(NotInGroup, DNOfNoGroupIsNoSuchGroup) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::membership_enum

@@ -6,7 +6,7 @@
 #include "tests/core/without_tool.h"
 #include "zafoldap.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::user_create {
 namespace {
 
 using Creation = int (*)(const ZAFOLDAP_HOST *, ZAFOUSER *, const QLIBSZLIST *, const char *);
@@ -393,4 +393,4 @@ TEST_F(UserCreate, TextsThatBreakALineAreRefusedBeforeAnythingRuns) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::user_create

@@ -7,7 +7,7 @@
 #include "tests/core/without_tool.h"
 #include "zafoldap.h"
 
-namespace zafo::accounts_test {
+namespace zafo::accounts_test::user_edit {
 namespace {
 
 constexpr unsigned kPosix = ZAFOLDAP_CLASS_POSIX_ACCOUNT;
@@ -569,4 +569,4 @@ TEST_F(UserEdit, NeedsTheLoginSuffix) {
 }
 
 }  // namespace
-}  // namespace zafo::accounts_test
+}  // namespace zafo::accounts_test::user_edit

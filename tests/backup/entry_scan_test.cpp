@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+namespace zafo::entry_scan_test {
 namespace {
 
 using namespace zafo::backup;
@@ -121,3 +122,4 @@ TEST(ComparableDn, OfATextThatIsNoDnIsSomethingElse) {
 }
 
 }  // namespace
+}  // namespace zafo::entry_scan_test

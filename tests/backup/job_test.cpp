@@ -17,6 +17,7 @@
 #include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 
+namespace zafo::job_test {
 namespace {
 
 using namespace zafo;
@@ -366,3 +367,4 @@ TEST(JobWords, TellOfEveryCode) {
 }
 
 }  // namespace
+}  // namespace zafo::job_test

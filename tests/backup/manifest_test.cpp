@@ -7,6 +7,7 @@
 #include "tests/backup/sealed_archive.h"
 #include "tools/backup/problem.h"
 
+namespace zafo::manifest_test {
 namespace {
 
 using namespace zafo::backup;
@@ -108,3 +109,4 @@ TEST(BackupManifest, OfANewerFormatIsRefusedAsSuch) {
 }
 
 }  // namespace
+}  // namespace zafo::manifest_test

@@ -8,7 +8,7 @@
 
 #include "platform/error.h"
 #include "tests/core/argument_failure.h"
-#include "tests/meta/source_tree.h"
+#include "tests/rig/source_tree.h"
 
 namespace zafo::core_test {
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+namespace zafo::dn_test {
 namespace {
 
 // The result of one of the functions that write into a buffer, or "(failed CODE)".
@@ -143,3 +144,4 @@ TEST(DnHelpers, RefuseNullArguments) {
 }
 
 }  // namespace
+}  // namespace zafo::dn_test

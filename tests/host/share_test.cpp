@@ -12,6 +12,7 @@
 
 #include "tests/host/owners.h"
 
+namespace zafo::share_test {
 namespace {
 
 using zafo::test::WriteFile;
@@ -115,3 +116,4 @@ TEST_F(Share, RefusesBadArguments) {
 }
 
 }  // namespace
+}  // namespace zafo::share_test

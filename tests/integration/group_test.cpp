@@ -8,7 +8,7 @@
 #include "tests/integration/accounts.h"
 #include "tests/rig/nslcd.h"
 
-namespace zafo::test {
+namespace zafo::test::group_test {
 namespace {
 
 using testing::ElementsAre;
@@ -205,4 +205,4 @@ TEST_P(Groups, AndUsersAreWhatTheSystemSees) {
 }
 
 }  // namespace
-}  // namespace zafo::test
+}  // namespace zafo::test::group_test

@@ -260,15 +260,15 @@ TEST_F(Modify, TheRecordsBeforeTheFailingOneStay) {
     EXPECT_THAT(names, UnorderedElementsAre("subject", "one"));
 }
 
-struct Endpoint {
+struct WayThere {
     const char *name;
     const char *uri;
     int ssl_type;
 };
 
 TEST_F(Modify, WorksOverEveryTransport) {
-    for (const Endpoint &endpoint :
-         {Endpoint{"plain", "127.0.0.1", 0},
+    for (const WayThere &endpoint :
+         {WayThere{"plain", "127.0.0.1", 0},
           {"ldaps", "localhost:636", 1},
           {"StartTLS", "zafo", 2},
           {"first server dead", "127.0.0.1:1 ldap://127.0.0.1:389", 0}}) {

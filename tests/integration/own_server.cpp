@@ -12,7 +12,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char *kService = "ldap-server";
 constexpr uint32_t kDefaultGroup = 1000001;
 
 }  // namespace

@@ -13,6 +13,8 @@
 
 namespace zafo::test {
 
+inline constexpr const char *kService = "ldap-server";
+
 // Settings that own their texts.
 struct ServerSettings {
     std::string suffix = "dc=home,dc=example";

@@ -72,9 +72,9 @@ TEST_F(Password, IsSetByTheServer) {
 }
 
 TEST_F(Password, IsSetOverEveryTransport) {
-    const std::pair<const char *, int> kTransports[] = {
+    const std::pair<const char *, int> transports[] = {
         {"localhost:389", 0}, {"localhost:636", 1}, {"localhost:389", 2}};
-    for (const auto &[uri, ssl] : kTransports) {
+    for (const auto &[uri, ssl] : transports) {
         const std::string password = "over" + std::to_string(ssl);
         EXPECT_EQ(ZAFOLDAPPasswd(Connection(uri, ssl), kDN, password.c_str()), 0) << ssl;
         EXPECT_TRUE(LetsIn(password)) << ssl;

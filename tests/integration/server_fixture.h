@@ -17,7 +17,6 @@
 
 namespace zafo::test {
 
-inline constexpr const char *kService = "ldap-server";
 inline constexpr const char *kConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
 inline constexpr const char *kAccessRules = "/usr/zafo/etc/openldap/slapd-acls.conf";
 inline constexpr const char *kDatabase = "/usr/zafo/etc/openldap/data";

@@ -10,7 +10,7 @@ namespace {
 using testing::SizeIs;
 
 constexpr int kInsufficientAccess = 50;
-constexpr int kRefused = 1;  // what slapadd exits with
+constexpr int kNameRefused = 1;  // what slapadd exits with
 
 struct NamesRow {
     const char *name;
@@ -67,7 +67,7 @@ TEST_P(AwkwardNames, MakeAServer) {
 
     // Nothing is added twice, either because it is found or because slapadd refuses it.
     EXPECT_EQ(Enable(names_), GetParam().found ? 0 : -1);
-    EXPECT_EQ(LastCodes().library, GetParam().found ? 0 : kRefused);
+    EXPECT_EQ(LastCodes().library, GetParam().found ? 0 : kNameRefused);
     EXPECT_EQ(rig::ParseLdif(Slapcat()), made);
 }
 

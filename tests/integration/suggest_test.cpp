@@ -10,9 +10,9 @@ namespace zafo::test {
 namespace {
 
 TEST(SuggestedBaseDN, AreAllTreesOfTheServerOverEveryTransport) {
-    const std::pair<const char *, int> kTransports[] = {
+    const std::pair<const char *, int> transports[] = {
         {"localhost:389", 0}, {"localhost:636", 1}, {"localhost:389", 2}};
-    for (const auto &[uri, ssl] : kTransports) {
+    for (const auto &[uri, ssl] : transports) {
         StringList list;
         EXPECT_EQ(ZAFOLDAPBrowserSuggestBaseDN(Connection(uri, ssl).BindAs("cn=nobody", "ignored"),
                                                list.Slot()),

@@ -5,7 +5,7 @@
 #include "tests/integration/accounts.h"
 #include "tests/rig/cipher.h"
 
-namespace zafo::test {
+namespace zafo::test::user_test {
 namespace {
 
 using testing::ElementsAre;
@@ -450,4 +450,4 @@ TEST_P(Users, LeaveTheirGroupsWhenTheyAreDeleted) {
 }
 
 }  // namespace
-}  // namespace zafo::test
+}  // namespace zafo::test::user_test

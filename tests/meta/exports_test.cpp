@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tests/meta/source_tree.h"
+#include "tests/rig/source_tree.h"
 
 namespace {
 

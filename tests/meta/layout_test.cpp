@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "tests/meta/source_tree.h"
+#include "tests/rig/source_tree.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "platform/error.h"
-#include "tests/meta/source_tree.h"
+#include "tests/rig/source_tree.h"
 #include "tests/server/backup_fixture.h"
 #include "tests/server/skeleton.h"
 

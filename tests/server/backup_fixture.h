@@ -15,6 +15,8 @@ inline constexpr const char *kConfLock = "/tmp/.zafoldap_conf.lock";
 inline constexpr const char *kShares = "/usr/zafo/etc/smb.conf";
 inline constexpr const char *kProgress = "/var/log/zafoldap.progress";
 inline constexpr const char *kBackups = "/var/lib/backups";
+// What the schedule runs.
+inline constexpr const char *kCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 
 class BackupTest : public ServerTest {
   protected:

@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 
 std::vector<int> Numbers(const ZAFOSCHEDULE &schedule) {
     return {std::begin(schedule.rgField), std::end(schedule.rgField)};

@@ -389,8 +389,6 @@ TEST_F(Backup, RestoreThatNeverStartedKeepsTheProgress) {
 
 // --- The schedule -------------------------------------------------------------
 
-constexpr const char *kCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
-
 TEST_F(Backup, ScheduleIsRegisteredAsTheSettingsSay) {
     WriteTask("enabled=no\nschedule=2,3,4,5,6,7\n");
     EXPECT_EQ(ZAFOLDAPServerBackupSchedule(1), 0);

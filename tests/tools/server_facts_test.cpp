@@ -123,14 +123,14 @@ TEST(Judgement, AMissingOrSenselessPoolIsAnError) {
 }
 
 TEST(Judgement, CertificatesEndWithAWarningThirtyDaysBefore) {
-    constexpr std::time_t kDay = 24 * 3600, kNow = 1000 * kDay;
+    constexpr std::time_t day = 24 * 3600, now = 1000 * day;
     const auto judged = [](std::time_t ends) {
-        return JudgeEnd("certificate", "CN = x", ends, kNow).result;
+        return JudgeEnd("certificate", "CN = x", ends, now).result;
     };
-    EXPECT_EQ(judged(kNow + 30 * kDay), StepResult::kOk);
-    EXPECT_EQ(judged(kNow + 30 * kDay - 1), StepResult::kWarning);
-    EXPECT_EQ(judged(kNow + 1), StepResult::kWarning);
-    EXPECT_EQ(judged(kNow), StepResult::kFailed);
+    EXPECT_EQ(judged(now + 30 * day), StepResult::kOk);
+    EXPECT_EQ(judged(now + 30 * day - 1), StepResult::kWarning);
+    EXPECT_EQ(judged(now + 1), StepResult::kWarning);
+    EXPECT_EQ(judged(now), StepResult::kFailed);
 }
 
 }  // namespace

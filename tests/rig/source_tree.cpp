@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/meta/source_tree.h"
+#include "tests/rig/source_tree.h"
 
 #include <cctype>
 #include <cstdio>
