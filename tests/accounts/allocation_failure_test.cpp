@@ -165,8 +165,8 @@ const Calls &HomeCalls() {
 ZAFOLDAP_HOST WritingHost() {
     ZAFOLDAP_HOST host = kHost;
     host.szLoginSuffix = "example.com";
-    host.nSchema =
-        ~static_cast<unsigned>(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT | ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
+    host.nSchema = ~static_cast<unsigned>(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT |
+                                          ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING);
     return host;
 }
 

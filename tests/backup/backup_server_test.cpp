@@ -24,6 +24,7 @@ constexpr int kFiller = 1500;  // entries between those that must agree
 constexpr int kBackups = 8;
 
 struct Saved {
+    std::string file;
     backup::Contents contents;
     std::string entries;
 
@@ -46,10 +47,10 @@ class ServerBackup : public FolderTest {
     // The newest backup, verified.
     Saved Newest() const {
         Saved saved;
-        const std::string path = backup::BackupsIn(folder_, "zafoldap").at(0).path;
-        const UniqueFd fd = backup::OpenBackup(path);
+        saved.file = backup::BackupsIn(folder_, "zafoldap").at(0).path;
+        const UniqueFd fd = backup::OpenBackup(saved.file);
         saved.contents = backup::ReadArchive(
-            fd.Get(), path, [&](std::string_view block) { saved.entries += block; });
+            fd.Get(), saved.file, [&](std::string_view block) { saved.entries += block; });
         return saved;
     }
 
@@ -101,8 +102,8 @@ std::string NewNumber(const std::string &rdn, int number) {
            "\n-\nreplace: street\nstreet: " + text + "\n\n";
 }
 
-// Below "cn=load": for each writer a first entry, then much else, then a second one. A reader that did not
-// see one state would have the first from before and the second from after a change.
+// Below "cn=load": for each writer a first entry, then much else, then a second one. A reader that did
+// not see one state would have the first from before and the second from after a change.
 void PrepareLoad() {
     const OwnServer &server = OwnServer::Get();
     std::string ldif = "dn: cn=load," + server.Settings().suffix +
@@ -116,8 +117,8 @@ void PrepareLoad() {
     server.Change(ldif);
 }
 
-// What one writer does: the first entry gets the next number, then the second, then an entry with that number is
-// made. All of it is acknowledged in this order.
+// What one writer does: the first entry gets the next number, then the second, then an entry with that
+// number is made. All of it is acknowledged in this order.
 std::string Work(int writer) {
     std::string ldif;
     for (int number = 1; number <= 20000; ++number) {
@@ -150,7 +151,23 @@ void ExpectOneState(const std::map<std::string, std::string> &load, int writer,
     numbers->push_back(number);
 }
 
-TEST_F(ServerBackup, HoldsOneStateWhileFourClientsWrite) {
+// The server answers with what was saved, and holds it byte for byte.
+void ExpectRestores(const Saved &saved) {
+    const OwnServer &server = OwnServer::Get();
+    const rig::ToolOutcome restore =
+        rig::RunTool({"/usr/zafo/bin/zafoldapbackup", "-r", saved.file});
+    ASSERT_EQ(restore.status, 0) << restore.output;
+    const rig::ProgramRun numbers = server.Client(
+        server.Admin(), "ldapsearch",
+        {"-LLL", "-o", "ldif-wrap=no", "-b", "cn=load," + server.Settings().suffix, "1.1"});
+    EXPECT_EQ(numbers.exit_code, 0) << numbers.err;
+    EXPECT_EQ(rig::ParseLdif(numbers.out).size(), saved.Load().size() + 1);
+    const rig::ToolOutcome slapcat = rig::RunTool({"/usr/zafo/bin/slapcat"});
+    EXPECT_TRUE(slapcat.status == 0 && slapcat.output == saved.entries)
+        << "the database does not hold what " << saved.file << " does";
+}
+
+TEST_F(ServerBackup, HoldsOneStateThatComesBackWhileFourClientsWrite) {
     const OwnServer &server = OwnServer::Get();
     PrepareLoad();
     std::vector<std::unique_ptr<rig::RunningTool>> writers;
@@ -165,8 +182,10 @@ TEST_F(ServerBackup, HoldsOneStateWhileFourClientsWrite) {
             std::vector<std::string>{"PATH=/usr/bin:/bin", "LDAPNOINIT=1"}));
     }
     std::vector<std::vector<long>> numbers(kWriters);
+    std::vector<Saved> all;
     for (int i = 0; i < kBackups; ++i) {
-        const auto load = MakeBackup().Load();
+        all.push_back(MakeBackup());
+        const auto load = all.back().Load();
         for (int writer = 0; writer < kWriters; ++writer)
             ExpectOneState(load, writer, &numbers[static_cast<size_t>(writer)]);
         ASSERT_FALSE(HasFailure()) << "backup " << i + 1;
@@ -179,6 +198,10 @@ TEST_F(ServerBackup, HoldsOneStateWhileFourClientsWrite) {
         ASSERT_EQ(one.size(), static_cast<size_t>(kBackups));
         for (size_t i = 1; i < one.size(); ++i)
             EXPECT_GT(one[i], one[i - 1]);
+    }
+    for (const Saved &saved : all) {
+        ExpectRestores(saved);
+        ASSERT_FALSE(HasFailure()) << saved.file;
     }
 }
 

@@ -22,6 +22,7 @@ namespace {
 
 using namespace zafo;
 using namespace zafo::backup;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 // --- The lock -----------------------------------------------------------------
@@ -215,6 +216,20 @@ TEST_F(Progress, OfALongStageIsWrittenAboutOnceASecond) {
     usleep(50000);
     progress.Tick("2 entries");
     EXPECT_THAT(Read("progress"), HasSubstr("action=saving the entries (2 entries)\n"));
+}
+
+TEST_F(Progress, OfEntriesSaysHowFastTheyGoAndHowLongItTakes) {
+    ProgressFile progress(path_, Operation::kRestore, "", 6);
+    progress.Stage("loading the entries");
+    usleep(1050000);
+    progress.TickEntries(2000, 10000);
+    EXPECT_THAT(Read("progress"), ContainsRegex("action=loading the entries \\(2000 of 10000 "
+                                                "entries, [0-9]+ a second, [0-9]+ s left\\)\n"));
+    progress.Stage("saving the entries");
+    usleep(1050000);
+    progress.TickEntries(2000);
+    EXPECT_THAT(Read("progress"),
+                ContainsRegex("action=saving the entries \\(2000 entries, [0-9]+ a second\\)\n"));
 }
 
 // --- Children -------------------------------------------------------------------

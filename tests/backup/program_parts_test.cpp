@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <limits>
 
+#include "tools/backup/destination.h"
 #include "tools/backup/problem.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
-#include "tools/zafoldapbackup/destination.h"
 #include "tools/zafoldapbackup/environment.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 

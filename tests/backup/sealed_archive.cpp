@@ -44,16 +44,12 @@ void Add(archive *writer, const Member &member) {
              static_cast<la_ssize_t>(member.bytes.size()));
 }
 
-}  // namespace
-
-std::string Packed(const std::vector<Member> &members, int level) {
-    std::size_t room = 1U << 20;
-    for (const Member &member : members)
-        room += member.bytes.size() + 2048;
-    std::string bytes(room, '\0');
+std::string Written(int (*set_format)(archive *), const std::vector<Member> &members, int level,
+                    std::size_t most) {
+    std::string bytes(most + (1U << 20), '\0');
     std::size_t used = 0;
     archive *writer = archive_write_new();
-    Need(archive_write_set_format_ustar(writer) == ARCHIVE_OK);
+    Need(set_format(writer) == ARCHIVE_OK);
     Need(archive_write_add_filter_zstd(writer) == ARCHIVE_OK);
     Need(archive_write_set_filter_option(writer, "zstd", "compression-level",
                                          std::to_string(level).c_str()) == ARCHIVE_OK);
@@ -65,6 +61,19 @@ std::string Packed(const std::vector<Member> &members, int level) {
     archive_write_free(writer);
     bytes.resize(used);
     return bytes;
+}
+
+}  // namespace
+
+std::string Packed(const std::vector<Member> &members, int level) {
+    std::size_t bytes = 0;
+    for (const Member &member : members)
+        bytes += member.bytes.size() + 2048;
+    return Written(archive_write_set_format_ustar, members, level, bytes);
+}
+
+std::string Compressed(std::string_view bytes) {
+    return Written(archive_write_set_format_raw, {{"raw", std::string(bytes)}}, 1, bytes.size());
 }
 
 std::string Sealed(std::string bytes) {

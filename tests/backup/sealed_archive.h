@@ -23,6 +23,9 @@ struct Member {
 // The members as a tar in zstd, without a seal.
 std::string Packed(const std::vector<Member> &members, int level = 3);
 
+// Any bytes in zstd, as those of a tar would be.
+std::string Compressed(std::string_view bytes);
+
 // The same bytes with the right seal behind them.
 std::string Sealed(std::string bytes);
 

@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-
 std::vector<int> Numbers(const ZAFOSCHEDULE &schedule) {
     return {std::begin(schedule.rgField), std::end(schedule.rgField)};
 }

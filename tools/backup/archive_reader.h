@@ -25,8 +25,9 @@ struct Contents {
 };
 
 // Reads a whole backup file and checks all there is to check: seal, order and names of members, sizes,
-// digests, counts, that every record is whole. `entries` gets the LDIF block by block before all of that is known: what
-// it did with them counts only when this returns. What it throws is passed on. Memory does not depend on the size of the file. The file's position is not used.
+// digests, counts, that every record is whole. `entries` gets the LDIF block by block before all of that
+// is known: what it did with them counts only when this returns. What it throws is passed on. Memory does
+// not depend on the size of the file. The file's position is not used.
 // Throws Problem: kBadPlace (not a regular file, cannot be read, empty), kDamaged, kNewerFormat
 // (whose seal is right); `path` is for its words.
 Contents ReadArchive(int fd, const std::string &path,

@@ -31,8 +31,8 @@ std::int64_t Now() {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The right to write is with whoever holds the job's lock: one name for the new text is enough, and what a killed
-// run left there is overwritten.
+// The right to write is with whoever holds the job's lock: one name for the new text is enough, and what
+// a killed run left there is overwritten.
 bool Replace(const std::string &path, const std::string &text) {
     const std::string aside = path + ".new";
     const UniqueFd fd(
@@ -55,11 +55,24 @@ ProgressFile::ProgressFile(std::string path, Operation operation, std::string ta
 void ProgressFile::Stage(std::string_view action) {
     ++stage_;
     action_ = action;
+    begun_ = Now();
     Write(action_, 0);
 }
 
 void ProgressFile::Tick(std::string_view detail) {
     if (Now() - written_ >= kInterval) Write(fmt::format("{} ({})", action_, detail), 0);
+}
+
+void ProgressFile::TickEntries(std::uint64_t done, std::optional<std::uint64_t> total) {
+    const std::int64_t now = Now();
+    if (now - written_ < kInterval) return;
+    std::string words =
+        total ? fmt::format("{} of {} entries", done, *total) : fmt::format("{} entries", done);
+    const double rate = static_cast<double>(done) * 1000 / static_cast<double>(now - begun_);
+    if (rate >= 1) words += fmt::format(", {:.0f} a second", rate);
+    if (rate >= 1 && total && *total >= done)
+        words += fmt::format(", {:.0f} s left", static_cast<double>(*total - done) / rate);
+    Tick(words);
 }
 
 void ProgressFile::Finish(int status) {

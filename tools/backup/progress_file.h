@@ -14,7 +14,9 @@
 
 #include "tools/backup/exit_code.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,8 +31,13 @@ class ProgressFile {
     // The next stage begins; its action is written at once.
     void Stage(std::string_view action);
 
-    // During a long stage: writes again when a second has passed, with `detail` behind the action, in parentheses.
+    // During a long stage: writes again when a second has passed, with `detail` behind the action, in
+    // parentheses.
     void Tick(std::string_view detail);
+
+    // So many entries are done since the stage began, of a total that may be unknown: with how many a
+    // second that were, and the seconds left.
+    void TickEntries(std::uint64_t done, std::optional<std::uint64_t> total = std::nullopt);
 
     // The end; nothing is written after it.
     void Finish(int status);
@@ -46,7 +53,8 @@ class ProgressFile {
     std::string action_;
     int total_;
     int stage_ = 0;
-    std::int64_t written_ = 0;  // milliseconds of a clock that never jumps
+    std::int64_t begun_ = 0;    // the stage; milliseconds of a clock that never jumps
+    std::int64_t written_ = 0;  // of the same
     bool complained_ = false;
 };
 

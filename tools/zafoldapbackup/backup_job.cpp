@@ -5,12 +5,12 @@
 #include "tools/backup/archive_writer.h"
 #include "tools/backup/backup_folder.h"
 #include "tools/backup/child.h"
+#include "tools/backup/destination.h"
 #include "tools/backup/job_lock.h"
 #include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 #include "tools/restore/settle.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
-#include "tools/zafoldapbackup/destination.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 
 #include <fcntl.h>
@@ -101,7 +101,7 @@ class BackupJob {
         ssize_t n = 0;
         while ((n = ReadSome(pipe.reader.Get(), block.data(), block.size())) > 0) {
             writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
-            progress_->Tick(fmt::format("{} entries", writer->Scan().Entries()));
+            progress_->TickEntries(writer->Scan().Entries());
         }
         if (n < 0) throw SystemProblem(Exit::kServer, "cannot read what slapcat gives", errno);
         JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());

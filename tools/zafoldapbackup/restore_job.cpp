@@ -66,7 +66,7 @@ class RestoreJob {
 
   private:
     void TickOf(std::uint64_t entries) {
-        progress_->Tick(fmt::format("{} of {} entries", entries, contents_.manifest.entries));
+        progress_->TickEntries(entries, contents_.manifest.entries);
     }
 
     void Check() {

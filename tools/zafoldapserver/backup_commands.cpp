@@ -11,8 +11,8 @@
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 
+#include "tools/backup/destination.h"
 #include "tools/backup/problem.h"
-#include "tools/zafoldapbackup/destination.h"
 
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/backup_settings.h"
 
+#include "tools/backup/destination.h"
 #include "tools/backup/problem.h"
-#include "tools/zafoldapbackup/destination.h"
 #include "tools/zafoldapserver/library_record.h"
 
 #include "platform/error.h"

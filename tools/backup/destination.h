@@ -11,8 +11,8 @@
 
 namespace zafo::backup {
 
-// Throws Problem kBadPlace, with the reason: no folder is set, there is none, it is a link or something else, it may
-// not be written, it is the database's own.
+// Throws Problem kBadPlace, with the reason: no folder is set, there is none, it is a link or something
+// else, it may not be written, it is the database's own.
 void CheckDestination(const std::string &folder);
 
 // About what the next backup takes: a little more than the newest one; or, being the first, a quarter

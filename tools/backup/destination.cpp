@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldapbackup/destination.h"
+#include "tools/backup/destination.h"
 
 #include "tools/backup/problem.h"
 #include "tools/zafoldapserver/server_paths.h"

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Backup files of any content. The input's first byte says how much of the file it is: all of it, what
+// is compressed, the manifest, or the entries in a file that is all right otherwise.
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "fuzz/check.h"
+#include "tests/backup/sealed_archive.h"
+#include "tools/backup/archive_reader.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/backup/problem.h"
+#include "tools/backup/sha256.h"
+
+namespace {
+
+using namespace zafo;
+using namespace zafo::backup;
+
+// A refusal goes into a log line and a progress file.
+void CheckWords(const Problem &problem) {
+    const std::string_view words = problem.what();
+    CHECK(words.starts_with("backup: ") && words.size() > 8);
+    CHECK(std::ranges::none_of(words, [](unsigned char c) { return c < ' ' || c == 0x7F; }));
+    CHECK(problem.code == Exit::kDamaged || problem.code == Exit::kNewerFormat ||
+          problem.code == Exit::kBadPlace);
+}
+
+// The entries of a file that is read; none of one that is refused.
+std::optional<std::string> Read(std::string_view bytes) {
+    const UniqueFd fd = test::InMemory(bytes);
+    std::string entries;
+    try {
+        const Contents contents =
+            ReadArchive(fd.Get(), "backup", [&](std::string_view block) { entries.append(block); });
+        CHECK(contents.manifest.ldif_bytes == entries.size());
+        CHECK(contents.manifest.sha256 == Sha256Of(entries));
+        CHECK(ManifestFrom(ToJson(contents.manifest)) == contents.manifest);
+        return entries;
+    } catch (const Problem &problem) {
+        CheckWords(problem);
+        return std::nullopt;
+    }
+}
+
+// Entries that a backup was made of come back as they were, or are none.
+void CheckEntries(std::string_view ldif) {
+    EntryScan whole("dc=example,dc=com"), pieces("dc=example,dc=com");
+    whole.Add(ldif);
+    for (size_t at = 0; at < ldif.size(); at += 1 + at % 7)
+        pieces.Add(ldif.substr(at, 1 + at % 7));
+    CHECK(whole.Entries() == pieces.Entries() && whole.IsComplete() == pieces.IsComplete());
+    CHECK(whole.HasStrayText() == pieces.HasStrayText());
+    CHECK(whole.SawSuffix() == pieces.SawSuffix());
+    CHECK(whole.EndOfRecords() == pieces.EndOfRecords() && whole.EndOfRecords() <= ldif.size());
+
+    Manifest manifest = test::GoodManifest();
+    manifest.entries = whole.Entries();
+    manifest.ldif_bytes = ldif.size();
+    manifest.sha256 = Sha256Of(ldif);
+    auto members = test::WithManifest(manifest);
+    test::Named(members, "data/000001.ldif").bytes = ldif;
+    const auto entries = Read(test::Sealed(test::Packed(members, 1)));
+    CHECK(entries.has_value() == (whole.IsComplete() && !whole.HasStrayText()));
+    CHECK(!entries || *entries == ldif);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    if (size == 0) return 0;
+    const std::string_view input(reinterpret_cast<const char *>(data) + 1, size - 1);
+    switch (data[0] % 5) {
+        case 0:
+            Read(input);
+            break;
+        case 1:
+            Read(test::Sealed(std::string(input)));
+            break;
+        case 2:
+            Read(test::Sealed(test::Compressed(input)));
+            break;
+        case 3: {
+            auto members = test::GoodMembers();
+            test::Named(members, "manifest.json").bytes = input;
+            Read(test::Sealed(test::Packed(members, 1)));
+            break;
+        }
+        default:
+            CheckEntries(input);
+    }
+    return 0;
+}
