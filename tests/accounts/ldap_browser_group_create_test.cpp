@@ -104,7 +104,7 @@ TEST_F(GroupCreate, ManyAndLongMembersAreWrittenInTheirOrder) {
     Texts members;
     std::string lines;
     for (int i = 0; i < 500; ++i) {
-        members.push_back("member" + std::to_string(i) + std::string(i, 'x'));
+        members.push_back("member" + std::to_string(i) + std::string(static_cast<size_t>(i), 'x'));
         lines.append("memberUid: ").append(members.back()).append("\n");
     }
     EXPECT_EQ(Create({.members = members}), 0);

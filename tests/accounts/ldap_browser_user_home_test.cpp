@@ -38,7 +38,7 @@ class HomeCreateEx : public HomeTest {
 
 TEST_F(HomeCreateEx, FolderIsTheUsersAlone) {
     SKIP_UNLESS_FOLDERS_CAN_BE_GIVEN_AWAY();
-    for (mode_t mask : {0, 022, 077, 0777}) {
+    for (mode_t mask : {0U, 022U, 077U, 0777U}) {
         fs::remove(homes_ / "ann");
         const mode_t earlier = umask(mask);
         EXPECT_EQ(Create(), 0);
@@ -188,7 +188,7 @@ TEST_F(HomeCreate, MissingValueIsAnUnknownForm) {
 
 TEST_F(HomeCreate, ValueThatDoesNotFitIsNotCut) {
     const std::string start = "-fstype=nfs server:/";
-    for (size_t length : {1022, 1023, 5000}) {
+    for (size_t length : {1022U, 1023U, 5000U}) {
         // Every cut of it ends in "&".
         const std::string value = start + std::string(length - start.size(), '&');
         AnswerValue(value);

@@ -80,7 +80,7 @@ TEST_F(DefaultAdd, NothingIsAddedWhereAllExists) {
 }
 
 TEST_F(DefaultAdd, EachNameThatExistsIsSkippedAlone) {
-    for (const size_t at : {3, 6, 9, 12}) {
+    for (const size_t at : {3U, 6U, 9U, 12U}) {
         std::vector<Step> steps = With(kDefaultSteps, {at});
         const auto rest = steps.begin() + static_cast<long>(at) + 1;
         steps.erase(rest, rest + (at == 12 ? 5 : 2));
@@ -192,7 +192,7 @@ TEST_F(DefaultAdd, PasswordThatTheServerRefusesIsAFailure) {
 }
 
 TEST_F(DefaultAdd, EachMembershipMayExistAlready) {
-    for (const size_t at : {18, 19}) {
+    for (const size_t at : {18U, 19U}) {
         Prepare(kDefaultSteps, at, 20);
         EXPECT_EQ(Add(), 0);
         EXPECT_THAT(tools_.Calls(), SizeIs(20));

@@ -52,6 +52,19 @@ TEST(MigrationPlan, KnowsWhoIsThereByNameAndNumber) {
     EXPECT_THAT(Results({User("anna", 1000)}, target), ElementsAre("there"));
 }
 
+TEST(MigrationPlan, SaysWhoseSambaHashesAnEarlierRunDidNotReach) {
+    Target target = Local();
+    for (const char *name : {"anna", "bob", "carl", "dora"})
+        target.taken.Add(name, 1000 + target.taken.Count());
+    target.without_samba_hashes = {"anna", "carl", "dora"};
+    std::vector<Candidate> users = {User("anna", 1000), User("bob", 1001), User("carl", 1002),
+                                    User("dora", 1003)};
+    users[0].samba_hashes = users[1].samba_hashes = users[2].samba_hashes = true;
+    users[2].foreign_hash = true;
+    EXPECT_THAT(Results(users, target), ElementsAre(HasSubstr("no Samba password on this system"),
+                                                    "there", "there", "there"));
+}
+
 TEST(MigrationPlan, SkipsANameOrNumberThatIsTaken) {
     Target target = Local();
     target.taken.Add("anna", 1000);

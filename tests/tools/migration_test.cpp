@@ -114,6 +114,21 @@ TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
     EXPECT_EQ(Tree(), tree);
 }
 
+// As a run leaves it that was killed between a user and its hashes.
+TEST_F(MigrateCommand, RunAgainNamesWhoseSambaHashesAreNotThere) {
+    AddLocalGroup("crew", 2000);
+    AddDirectoryUser("anna", 2001, 2000, std::string("{crypt}") + kHash);
+    directory_.Change("dn: " + UserDN("anna") +
+                      "\nchangetype: modify\nadd: objectClass\nobjectClass: sambaSamAccount\n-\n"
+                      "add: sambaSID\nsambaSID: S-1-5-21-1-2-3-4\n-\n"
+                      "add: sambaNTPassword\nsambaNTPassword: 0123456789ABCDEF0123456789ABCDEF\n");
+    ASSERT_EQ(Line("migrate users --to local --yes").exit_code, 0);
+    EXPECT_THAT(Rows(LineJson("migrate users --to local")), ElementsAre("anna there"));
+    std::filesystem::remove("/usr/zafo/etc/private/smbpasswd");
+    EXPECT_THAT(Rows(LineJson("migrate users --to local")),
+                ElementsAre(HasSubstr("anna there: it has no Samba password on this system")));
+}
+
 TEST_F(MigrateCommand, DryRunSaysTheSameAndChangesNothing) {
     AddLocalGroup("crew", 2000);
     AddLocalUser("anna", 2001);

@@ -98,6 +98,19 @@ std::optional<std::uint32_t> NumberIn(std::string_view text) {
     return number;
 }
 
+// 32 times "X", or nothing, is none.
+bool IsSambaHash(std::string_view hash) {
+    return hash.find_first_not_of('X') != std::string_view::npos;
+}
+
+// Of a local user.
+bool HasSambaHashes(const std::string &name) {
+    char lm_hash[33] = "", nt_hash[33] = "";
+    if (QLIBUserSmbPasswdGet(name.c_str(), lm_hash, sizeof lm_hash, nt_hash, sizeof nt_hash) != 0)
+        throw LibraryFailure(0, QLIBCErrGet(), {.subject = name}, "");
+    return IsSambaHash(lm_hash) || IsSambaHash(nt_hash);
+}
+
 bool IsCrypt(std::string_view password) {
     return password.size() >= kCryptScheme.size() &&
            strncasecmp(password.data(), kCryptScheme.data(), kCryptScheme.size()) == 0;
@@ -109,7 +122,9 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
     Query query{.base = std::nullopt,
                 .filter = fmt::format("({})", kind.filter),
                 .attributes = {std::string(kind.name_attr), "uidNumber", "gidNumber"}};
-    if (passwords) query.attributes.emplace_back("userPassword");
+    if (passwords)
+        for (const char *secret : {"userPassword", "sambaNTPassword", "sambaLMPassword"})
+            query.attributes.emplace_back(secret);
     Search search(directory.Out(), directory.TheHost(), std::move(query),
                   directory.Known(directory.Saved().base));
     std::vector<Candidate> accounts;
@@ -120,6 +135,8 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
         if (account.name.empty()) account.name = entry->dn;
         if (&kind == &kUserKind) account.group = NumberIn(FirstValue(*entry, "gidNumber"));
         account.foreign_hash = passwords && !IsCrypt(FirstValue(*entry, "userPassword"));
+        account.samba_hashes = IsSambaHash(FirstValue(*entry, "sambaNTPassword")) ||
+                               IsSambaHash(FirstValue(*entry, "sambaLMPassword"));
         accounts.push_back(std::move(account));
     }
     return accounts;
@@ -234,7 +251,10 @@ Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
         if (local) target.taken.Add(local->name, local->number);
     };
     for (const Candidate &account : source) {
-        take(LocalNamed(kind_, account.name));
+        const std::optional<Candidate> there = LocalNamed(kind_, account.name);
+        take(there);
+        if (users && there && account.samba_hashes && !HasSambaHashes(account.name))
+            target.without_samba_hashes.insert(account.name);
         if (account.number) take(LocalNumbered(kind_, *account.number));
         if (account.group && LocalNumbered(kGroupKind, *account.group))
             target.groups.insert(*account.group);

@@ -13,6 +13,12 @@ namespace {
 constexpr std::string_view kRandomPassword =
     "the password is not a {crypt} hash: the account gets a random one that nobody knows";
 
+// The library makes a user first and stores the Samba hashes then: a run that was killed in between
+// leaves the user without. Whether they were taken away on purpose cannot be seen, so nobody gets them back
+// unasked.
+constexpr std::string_view kNoSambaHashes =
+    "it has no Samba password on this system, but has one in the directory; smbpasswd -a sets one";
+
 // Why a user cannot be made although name and number are free.
 std::string Obstacle(const Candidate &account, const Target &target) {
     if (!account.number) return "it has no number";
@@ -29,7 +35,11 @@ std::string Remark(const Candidate &account, const Target &target) {
 }
 
 Decision Decide(const Candidate &account, Target &target, bool &full) {
-    if (target.taken.Has(account)) return {account, Result::kThere, {}};
+    if (target.taken.Has(account)) {
+        const bool lost = account.samba_hashes && !account.foreign_hash &&
+                          target.without_samba_hashes.contains(account.name);
+        return {account, Result::kThere, std::string(lost ? kNoSambaHashes : "")};
+    }
     std::string conflict = target.taken.Conflict(account);
     if (!conflict.empty()) return {account, Result::kSkip, std::move(conflict)};
     full = full || (target.remained && *target.remained <= 0);

@@ -20,6 +20,7 @@ struct Candidate {
     std::optional<std::uint32_t> number;
     std::optional<std::uint32_t> group;  // of a user: the primary group
     bool foreign_hash = false;           // the password is of no use on the other side
+    bool samba_hashes = false;           // of a directory's user: it has some
 };
 
 // What names and numbers the other side has.
@@ -54,8 +55,9 @@ struct Decision {
 struct Target {
     bool local = false;  // else the directory
     TakenAccounts taken;
-    std::set<std::uint32_t> groups = {};  // of users: the group numbers there are
-    std::optional<int> remained = {};     // how many more are allowed
+    std::set<std::uint32_t> groups = {};              // of users: the group numbers there are
+    std::optional<int> remained = {};                 // how many more are allowed
+    std::set<std::string> without_samba_hashes = {};  // names of users who are there
 };
 
 std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target);
