@@ -32,8 +32,10 @@ std::string TreeBelow(const std::vector<std::string> &folders) {
             lstat(entry.path().c_str(), &status);
             std::string content;
             if (entry.path().string().starts_with("/usr/zafo/bin/")) {
-                // The programs are large.
-                content = std::to_string(status.st_size) + " " + std::to_string(status.st_mtime);
+                // The programs are large. Whoever writes to one changes its time of change.
+                content = std::to_string(status.st_ino) + " " + std::to_string(status.st_size) +
+                          " " + std::to_string(status.st_ctim.tv_sec) + "." +
+                          std::to_string(status.st_ctim.tv_nsec);
             } else if (S_ISREG(status.st_mode)) {
                 content = ReadFile(entry.path());
             }

@@ -72,7 +72,7 @@ void ProgressFile::TickEntries(std::uint64_t done, std::optional<std::uint64_t> 
     if (rate >= 1) words += fmt::format(", {:.0f} a second", rate);
     if (rate >= 1 && total && *total >= done)
         words += fmt::format(", {:.0f} s left", static_cast<double>(*total - done) / rate);
-    Tick(words);
+    Write(fmt::format("{} ({})", action_, words), 0);
 }
 
 void ProgressFile::Finish(int status) {
