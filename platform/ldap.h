@@ -78,12 +78,15 @@ ZAFO_API int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAt
  * blanks is written as one word, in double quotes: right for a DN, and not for a directive whose
  * value is several words. In one step. The file is readable by the directory server: its group
  * is "openldap" and its mode 0640; where there is no such group, or it cannot be given the
- * file, the mode is 0600. `nFlags` must be 0.
+ * file, the mode is 0600. In the other lines of the template, within double quotes, "${suffix}" and
+ * "${rootdn}" stand for the values of those directives, "${rootdn_parent}" for the DN above the latter,
+ * and in an LDAP URL "${suffix_in_url}" for the suffix. `nFlags` must be 0.
  * 0; -1 with 0x0900, 0x0B00, 0x0D00 or 0x0200. */
 ZAFO_API int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const QLIBSZHASH *pHash,
                              int nFlags);
 
-/* The same for one key, starting from `szConf` itself when it exists. */
+/* The same for one key, starting from `szConf` itself when it exists. Lines that the template's words for a
+ * suffix or a rootdn stand in follow a change of the two. */
 ZAFO_API int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *szKey,
                                 const char *szValue, int nFlags);
 

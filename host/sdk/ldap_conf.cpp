@@ -3,6 +3,7 @@
 #include "host/core/whole_file.h"
 #include "host/sdk/copy_out.h"
 #include "host/sdk/directives.h"
+#include "host/sdk/template_values.h"
 #include "host/server_account.h"
 #include "platform/ldap.h"
 
@@ -52,12 +53,29 @@ std::optional<gid_t> ServerGroup() {
     return {};
 }
 
-// The text to start from: the file's own, when it is to be kept and exists, else
-// the template's. 0, or a platform error code.
-int ReadBase(const std::string &conf, const char *pattern, bool keep, std::string *text) {
-    ReadResult result = keep ? zafo::ReadWhole(conf, text) : ReadResult::kAbsent;
-    if (result == ReadResult::kAbsent) result = zafo::ReadWhole(pattern, text);
-    return result == ReadResult::kDone ? 0 : QLIB_ERR_OPEN_FAILED;
+// The text to start from: the file's own, when it is to be kept and exists, else the template's; and
+// what of the template it still has words of. 0, or a platform error code.
+struct Base {
+    std::string text;
+    std::string pattern;
+};
+
+int ReadBase(const std::string &conf, const char *pattern, bool keep, Base *base) {
+    const ReadResult own = keep ? zafo::ReadWhole(conf, &base->text) : ReadResult::kAbsent;
+    const ReadResult read = zafo::ReadWhole(pattern, &base->pattern);
+    if (own == ReadResult::kDone) return 0;  // the file alone will do
+    if (own != ReadResult::kAbsent || read != ReadResult::kDone) return QLIB_ERR_OPEN_FAILED;
+    base->text = base->pattern;
+    return 0;
+}
+
+std::string WithValues(const Base &base, const zafo::Pairs &values) {
+    const Directives before(base.text);
+    Directives after(base.text);
+    for (const auto &[key, value] : values)
+        after.Set(key, value);
+    if (base.text == base.pattern) return zafo::FillIn(after.Text(), after);
+    return zafo::FillInAgain(after.Text(), base.pattern, before, after);
 }
 
 int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &values) {
@@ -70,14 +88,11 @@ int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &v
     // It holds the directory administrator's password.
     update.MakePrivate();
     if (const std::optional<gid_t> group = ServerGroup()) update.LetRead(*group);
-    std::string text;
-    if (const int error = ReadBase(update.Path(), pattern, keep, &text); error != 0) {
+    Base base;
+    if (const int error = ReadBase(update.Path(), pattern, keep, &base); error != 0) {
         return Fail(error);
     }
-    Directives directives(text);
-    for (const auto &[key, value] : values)
-        directives.Set(key, value);
-    const int error = update.Replace(directives.Text());
+    const int error = update.Replace(WithValues(base, values));
     return error == 0 ? 0 : Fail(error);
 }
 

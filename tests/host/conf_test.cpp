@@ -103,6 +103,52 @@ TEST_F(Conf, TellsWhyItFailed) {
     EXPECT_EQ(ZAFOLDAPInfoGetFromConf(path_.c_str(), "uri", nullptr, 0), -1);
 }
 
+// What stands for a value in a template, and what is written for a server.
+struct TemplateWord {
+    const char *suffix;
+    const char *admin;
+    const char *line;
+    const char *written;
+};
+
+class ConfTemplate : public Conf, public testing::WithParamInterface<TemplateWord> {};
+
+TEST_P(ConfTemplate, WordsStandForTheServersNames) {
+    const TemplateWord &row = GetParam();
+    WriteFile(template_, std::string("suffix x\nrootdn y\n") + row.line + "\n");
+    const auto map = NewMap({{"suffix", row.suffix}, {"rootdn", row.admin}});
+    ASSERT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 0), 0);
+    const std::string text = ReadFile(path_);
+    EXPECT_EQ(text.substr(text.find('\n', text.find("rootdn")) + 1),
+              std::string(row.written) + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Conf, ConfTemplate,
+    testing::Values(TemplateWord{"dc=a,dc=b", "cn=x,dc=a,dc=b", "to \"${suffix}\" by \"${rootdn}\"",
+                                 "to \"dc=a,dc=b\" by \"cn=x,dc=a,dc=b\""},
+                    TemplateWord{"dc=a", "cn=x,dc=a", "# ${rootdn_parent}", "# dc=a"},
+                    TemplateWord{"dc=a", "cn=x\\,y,dc=a", "\"${rootdn_parent}\"", "\"dc=a\""},
+                    TemplateWord{"dc=a", "cn=\"x,y\",dc=a", "\"${rootdn_parent}\"", "\"dc=a\""},
+                    TemplateWord{"dc=a", "cn=x", "\"${rootdn_parent}\"", "\"\""},
+                    TemplateWord{"o=a\\\"b", "cn=x", "\"${suffix}\"", "\"o=a\\\\\\\"b\""},
+                    TemplateWord{"o=a (b)*\\2C?%", "cn=x", "ldap:///${suffix_in_url}?sub",
+                                 "ldap:///o=a%20%28b%29%2A%5C2C%3F%25?sub"},
+                    TemplateWord{"dc=${rootdn}", "cn=x", "${suffix}${suffix",
+                                 "dc=${rootdn}${suffix"},
+                    TemplateWord{"dc=a", "cn=x", "$ ${other} $6$ ${", "$ ${other} $6$ ${"}));
+
+TEST_F(Conf, LinesOfTheTemplateFollowAChangedSuffix) {
+    WriteFile(template_, "suffix x\nto \"${suffix}\"\nby \"${rootdn}\"\nrootdn y\n");
+    const auto map = NewMap({{"suffix", "dc=a"}, {"rootdn", "cn=x,dc=a"}});
+    ASSERT_EQ(ZAFOLDAPConfSet(path_.c_str(), template_.c_str(), map.get(), 0), 0);
+    WriteFile(path_, ReadFile(path_) + "to \"dc=a\" by hand\n");
+    ASSERT_EQ(SetOne("suffix", "dc=b"), 0);
+    EXPECT_EQ(
+        ReadFile(path_),
+        "suffix dc=b\nto \"dc=b\"\nby \"cn=x,dc=a\"\nrootdn cn=x,dc=a\nto \"dc=a\" by hand\n");
+}
+
 TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
     WriteFile(template_,
               "# server\ninclude /a\n\nsuffix \"dc=x\"\nrootdn\n  cn=x\nRootPW secret\n# end\n");

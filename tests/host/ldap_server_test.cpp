@@ -37,7 +37,9 @@ class NewLog {
 TEST_F(LdapServer, TemplateIsAConfigurationThatSlapdTakes) {
     WriteFile(kAccess, "");
     ASSERT_EQ(StartProgram("--certificates-only").exit_code, 0);
-    const rig::ProgramRun run = rig::RunProgram({"slaptest", "-u", "-f", kTemplate});
+    const Map nothing = NewMap();
+    ASSERT_EQ(ZAFOLDAPConfSet(kConf.c_str(), kTemplate.c_str(), nothing.get(), 0), 0);
+    const rig::ProgramRun run = rig::RunProgram({"slaptest", "-u", "-f", kConf});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.out + run.err, "config file testing succeeded\n");
 }

@@ -16,9 +16,9 @@ namespace zafo::test {
 namespace {
 
 // What slapd keeps of an entry beside its content.
-const std::set<std::string> kOperational{"structuralObjectClass", "entryUUID", "creatorsName",
-                                         "createTimestamp",       "entryCSN",  "modifiersName",
-                                         "modifyTimestamp",       "contextCSN"};
+const std::set<std::string> kOperational{"structuralObjectClass", "entryUUID",  "creatorsName",
+                                         "createTimestamp",       "entryCSN",   "modifiersName",
+                                         "modifyTimestamp",       "contextCSN", "pwdChangedTime"};
 
 std::unique_ptr<OwnServer> &Shared() {
     static std::unique_ptr<OwnServer> server;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tools/zafoldapserver/server_checks.h"
+#include "tools/zafoldapserver/stored_password.h"
 
 namespace {
 
@@ -57,7 +58,7 @@ TEST(SlapdConf, IsTheSameWhateverThePassword) {
 }
 
 DatabaseCensus CensusOf(std::string_view ldif, std::set<std::string, std::less<>> wanted = {}) {
-    CensusTaker taker(std::move(wanted));
+    CensusTaker taker({.dns = std::move(wanted), .administrator = "CN=Boss, dc=x"});
     while (!ldif.empty()) {
         const size_t end = ldif.find('\n');
         taker.Line(ldif.substr(0, end));
@@ -93,6 +94,61 @@ TEST(Census, ReadsFoldedAndEncodedLines) {
     EXPECT_THAT(census.server_ids, ElementsAre("001", "002"));
     EXPECT_THAT(census.found, ElementsAre("uid=zoë,dc=x"));
 }
+
+TEST(Census, FindsAnEntryAtTheAdministratorsDnHoweverItIsWritten) {
+    EXPECT_EQ(CensusOf(kLdif).administrators.count, 0U);
+    const DatabaseCensus census = CensusOf("dn: cn=boss,DC=x\ncn: boss\n\n");
+    EXPECT_EQ(census.administrators.count, 1U);
+    EXPECT_EQ(census.administrators.first, "cn=boss,DC=x");
+}
+
+TEST(Census, FindsPasswordsThatAreNotOneHash) {
+    const DatabaseCensus census = CensusOf(
+        "dn: uid=a,dc=x\nuserPassword: secret\n\n"
+        "dn: uid=b,dc=x\nuserPassword:: c2VjcmV0\n\n"
+        "dn: uid=c,dc=x\nuserPassword: {SSHA}x\nuserPassword: {SSHA}y\n\n"
+        "dn: uid=d,dc=x\nuserPassword: {CRYPT}$6$rounds=2000000$a$b\n\n"
+        "dn: uid=e,dc=x\nuserPassword: {CRYPT}$6$rounds=20000$a$b\n\n");
+    EXPECT_EQ(census.clear_passwords.count, 2U);
+    EXPECT_EQ(census.clear_passwords.first, "uid=a,dc=x");
+    EXPECT_EQ(census.several_passwords.first, "uid=c,dc=x");
+    EXPECT_EQ(census.costly_passwords.first, "uid=d,dc=x");
+    EXPECT_EQ(census.costly_passwords.count, 1U);
+    EXPECT_EQ(JudgePasswords(census).result, StepResult::kWarning);
+    EXPECT_THAT(JudgePasswords(census).detail,
+                HasSubstr("2 accounts have their password in clear"));
+    EXPECT_EQ(JudgePasswords({}).result, StepResult::kOk);
+}
+
+struct PasswordRow {
+    const char *value;
+    StoredPassword kind;
+};
+
+class PasswordValue : public testing::TestWithParam<PasswordRow> {};
+
+TEST_P(PasswordValue, IsWhatSlapdTakesItFor) {
+    EXPECT_EQ(KindOf(GetParam().value), GetParam().kind) << GetParam().value;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    StoredPassword, PasswordValue,
+    testing::Values(PasswordRow{"", StoredPassword::kClear},
+                    PasswordRow{"secret", StoredPassword::kClear},
+                    PasswordRow{"{NONE}secret", StoredPassword::kClear},
+                    PasswordRow{"{ssha}x", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}*", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}ab1234567890.", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}$1$ab$x", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}$6$ab$x", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}$6$rounds=99999$ab$x", StoredPassword::kHash},
+                    PasswordRow{"{crypt}$5$rounds=100000$ab$x", StoredPassword::kCostly},
+                    PasswordRow{"{CRYPT}$y$j9T$ab$x", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}$y$jAT$ab$x", StoredPassword::kCostly},
+                    PasswordRow{"{CRYPT}$y$", StoredPassword::kCostly},
+                    PasswordRow{"{CRYPT}$2b$10$x", StoredPassword::kHash},
+                    PasswordRow{"{CRYPT}$2b$11$x", StoredPassword::kCostly},
+                    PasswordRow{"{CRYPT}$7$x", StoredPassword::kCostly}));
 
 TEST(Judgement, SpaceIsShortFromFourFifthsOn) {
     EXPECT_EQ(JudgeSpace(79, 100).result, StepResult::kOk);

@@ -31,6 +31,8 @@ constexpr Row kRows[] = {
     {"id-pool-uid", CheckUidPool},
     {"id-pool-gid", CheckGidPool},
     {"writers", CheckWriters},
+    {"administrator-dn", CheckAdministratorDn},
+    {"passwords", CheckPasswords},
     {"backup-destination", CheckBackupDestination},
     {"backup-schedule", CheckBackupSchedule},
     {"backup-last", CheckLastBackup},
@@ -57,7 +59,8 @@ int CheckServer(Session &session) {
     NeedRoot(session);
     CheckedServer checked{.session = session, .server = LookAtServer()};
     checked.certificate_file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
-    if (checked.server.SetUp()) checked.census = TakeCensus();
+    if (checked.server.SetUp())
+        checked.census = TakeCensus({.administrator = checked.server.admin_dn});
     StepPrinter printer(session, kWidth, kWords);
     CheckStep step = CheckSetUp(checked.server);
     step.step = "set-up";

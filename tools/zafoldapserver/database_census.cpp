@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
+#include "tools/backup/entry_scan.h"
+#include "tools/zafoldapserver/stored_password.h"
+
 #include "platform/crypt.h"
 #include "platform/process.h"
 
@@ -60,6 +63,15 @@ std::uint64_t NumberCensus::UsedInPool() const {
     return count;
 }
 
+void EntriesFound::Add(const std::string &dn) {
+    if (count++ == 0) first = dn;
+}
+
+CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question)) {
+    if (!question_.administrator.empty())
+        question_.administrator = backup::ComparableDn(question_.administrator);
+}
+
 void CensusTaker::Line(std::string_view line) {
     if (line.starts_with(' ')) {
         folded_ += line.substr(1);
@@ -79,13 +91,15 @@ void CensusTaker::Take(std::string_view line) {
     text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
     const std::string value = encoded ? Decoded(text) : std::string(text);
     if (Same(name, "dn")) {
-        if (wanted_.contains(value)) census_.found.insert(value);
+        TakeDn(value);
     } else if (Same(name, "objectClass")) {
         user_ = user_ || Same(value, "posixAccount");
         group_ = group_ || Same(value, "posixGroup");
         pool_ = pool_ || Same(value, "sambaUnixIdPool");
     } else if (Same(name, "cn")) {
         name_ = value;
+    } else if (Same(name, "userPassword")) {
+        TakePassword(value);
     } else if (Same(name, "uidNumber")) {
         uid_ = NumberIn(value);
     } else if (Same(name, "gidNumber")) {
@@ -96,7 +110,26 @@ void CensusTaker::Take(std::string_view line) {
     }
 }
 
+void CensusTaker::TakeDn(const std::string &dn) {
+    dn_ = dn;
+    if (question_.dns.contains(dn)) census_.found.insert(dn);
+    if (!question_.administrator.empty() && backup::ComparableDn(dn) == question_.administrator)
+        census_.administrators.Add(dn);
+}
+
+void CensusTaker::TakePassword(std::string_view value) {
+    ++passwords_;
+    clear_ = clear_ || KindOf(value) == StoredPassword::kClear;
+    costly_ = costly_ || KindOf(value) == StoredPassword::kCostly;
+}
+
 void CensusTaker::EndEntry() {
+    if (clear_) census_.clear_passwords.Add(dn_);
+    if (costly_) census_.costly_passwords.Add(dn_);
+    if (passwords_ > 1) census_.several_passwords.Add(dn_);
+    passwords_ = 0;
+    clear_ = costly_ = false;
+    dn_.clear();
     if (user_) ++census_.users;
     if (group_) ++census_.groups;
     if (user_ && uid_) census_.uids.used.push_back(*uid_);
@@ -121,10 +154,10 @@ DatabaseCensus CensusTaker::Finish() {
     return std::move(census_);
 }
 
-std::optional<DatabaseCensus> TakeCensus(std::set<std::string, std::less<>> wanted) {
+std::optional<DatabaseCensus> TakeCensus(CensusQuestion question) {
     FILE *stream = QLIBCPopen(kSlapcat, "r", static_cast<char *>(nullptr));
     if (stream == nullptr) return std::nullopt;
-    CensusTaker taker(std::move(wanted));
+    CensusTaker taker(std::move(question));
     char *line = nullptr;
     size_t room = 0;
     for (ssize_t n = 0; (n = getline(&line, &room, stream)) >= 0;) {

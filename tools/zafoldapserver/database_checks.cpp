@@ -5,6 +5,7 @@
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_paths.h"
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"
 
 #include <sys/statvfs.h>
@@ -105,6 +106,50 @@ CheckStep CheckWriters(CheckedServer &checked) {
                                   fmt::join(checked.census->server_ids, ", ")),
                       kFix);
     return Good("one server");
+}
+
+// An entry there has a password of its own, and slapd takes whoever knows it for the administrator.
+CheckStep CheckAdministratorDn(CheckedServer &checked) {
+    if (!checked.census) return Skipped("the database cannot be read");
+    const EntriesFound &found = checked.census->administrators;
+    if (found.count == 0) return Good("no entry bears the administrator's DN");
+    return Wrong(
+        fmt::format("the database has an entry with the administrator's DN, {}: whoever knows its "
+                    "password is the directory administrator",
+                    OneLine(found.first)),
+        fmt::format(
+            "find out who made it (creatorsName), then delete it: zafoldap entry delete '{}'",
+            OneLine(found.first)));
+}
+
+CheckStep JudgePasswords(const DatabaseCensus &census) {
+    struct Row {
+        const EntriesFound &found;
+        const char *what;
+        const char *fix;
+    };
+    const Row rows[] = {{census.clear_passwords, "have their password in clear",
+                         "set it anew, which stores a hash"},
+                        {census.costly_passwords,
+                         "have a password hash that would take long to check; they cannot log in",
+                         "set the password anew"},
+                        {census.several_passwords, "have several passwords",
+                         "set the password anew, which leaves one"}};
+    std::string cause;
+    std::string fix;
+    for (const Row &row : rows) {
+        if (row.found.count == 0) continue;
+        cause += fmt::format("{}{} accounts {} (the first: {})", cause.empty() ? "" : "; ",
+                             row.found.count, row.what, OneLine(row.found.first));
+        if (fix.empty()) fix = fmt::format("{}: zafoldap user passwd NAME", row.fix);
+    }
+    return cause.empty() ? Good("every stored password is one hash of moderate cost")
+                         : Warned(cause, fix);
+}
+
+CheckStep CheckPasswords(CheckedServer &checked) {
+    if (!checked.census) return Skipped("the database cannot be read");
+    return JudgePasswords(*checked.census);
 }
 
 }  // namespace zafo::cli

@@ -35,7 +35,7 @@ std::string MissingEntries(const std::string &suffix) {
     std::set<std::string, std::less<>> wanted;
     for (const std::string_view entry : kEntries)
         wanted.insert(fmt::format("{},{}", entry, suffix));
-    const std::optional<DatabaseCensus> census = TakeCensus(wanted);
+    const std::optional<DatabaseCensus> census = TakeCensus({.dns = wanted});
     std::string missing;
     for (const std::string_view entry : kEntries) {
         if (census && census->found.contains(fmt::format("{},{}", entry, suffix))) continue;

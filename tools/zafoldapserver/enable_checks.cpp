@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/enable_checks.h"
 
+#include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
 
@@ -97,6 +99,14 @@ void CheckDatabase(const LocalServer &before, const std::string &suffix) {
         {.subject = before.suffix.empty() ? "an unknown suffix" : before.suffix, .reason = suffix});
 }
 
+// Who knows that entry's password would be the administrator.
+void CheckAdministratorsDn(const std::string &admin_dn) {
+    if (ZAFOLDAPServerDBIsEmpty() == 1) return;
+    const std::optional<DatabaseCensus> census = TakeCensus({.administrator = admin_dn});
+    if (census && census->administrators.count > 0)
+        throw OwnFailure("administrator_entry", {.subject = OneLine(census->administrators.first)});
+}
+
 std::string PortsInWords() {
     std::string text;
     for (const ListenAddress &address : ListenAddresses())
@@ -125,6 +135,8 @@ std::vector<std::string> CheckBeforeEnabling(Streams &streams, const LocalServer
     CheckDatabase(before, wanted.suffix);
     good.push_back(before.SetUp() ? "the database is of this suffix"
                                   : "there is no other database");
+    CheckAdministratorsDn(wanted.admin_dn);
+    good.emplace_back("no entry bears the administrator's DN");
     for (const char *folder : kWrittenFolders)
         CheckFolder(folder);
     good.emplace_back("the folders can be written");

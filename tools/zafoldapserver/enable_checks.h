@@ -22,7 +22,7 @@ struct WantedServer {
 };
 
 // Throws Failure ("folder_unwritable", "space_low", "port_taken", "other_database",
-// "configuration_refused", "slapd_missing"). What was found to be good, a sentence each.
+// "administrator_entry", "configuration_refused", "slapd_missing"). What was found to be good, a sentence each.
 std::vector<std::string> CheckBeforeEnabling(Streams &streams, const LocalServer &before,
                                              const WantedServer &wanted, const Staging &staging);
 

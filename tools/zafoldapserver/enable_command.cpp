@@ -7,6 +7,7 @@
 #include "tools/cli/password_options.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/secret.h"
+#include "tools/zafoldapserver/admin_account.h"
 #include "tools/zafoldapserver/differences.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/handlers.h"
@@ -214,6 +215,10 @@ void Enable(Session &session, const Enabling &job) {
     settings.szRootDN = job.wanted.admin_dn.c_str();
     settings.szRootPW = job.password.c_str();
     if (ZAFOLDAPServerEnable(&settings) != 0) FailToEnable(session, job);
+    if (RemoveAdministratorsSambaHash(streams, job.wanted.suffix, job.password))
+        streams.Note(
+            "the user admin has the administrator's password for LDAP and none for Samba: zafoldap "
+            "user passwd admin gives it its own");
 }
 
 void LogEnabling(const Session &session, const Enabling &job, const std::string &result) {

@@ -37,6 +37,8 @@ CheckStep CheckDatabaseSpace(CheckedServer &checked);
 CheckStep CheckUidPool(CheckedServer &checked);
 CheckStep CheckGidPool(CheckedServer &checked);
 CheckStep CheckWriters(CheckedServer &checked);
+CheckStep CheckAdministratorDn(CheckedServer &checked);
+CheckStep CheckPasswords(CheckedServer &checked);
 
 CheckStep CheckBackupDestination(CheckedServer &checked);
 CheckStep CheckBackupSchedule(CheckedServer &checked);
@@ -45,6 +47,7 @@ CheckStep CheckLastBackup(CheckedServer &checked);
 // The judgements behind them, on numbers alone.
 CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
 CheckStep JudgePool(const NumberCensus &numbers, std::string_view which);
+CheckStep JudgePasswords(const DatabaseCensus &census);
 CheckStep JudgeEnd(const std::string &whose, const std::string &subject, std::time_t ends,
                    std::time_t now);
 

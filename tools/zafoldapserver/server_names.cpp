@@ -121,6 +121,13 @@ std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
     const std::string below = "," + suffix;
     if (dn.size() <= below.size() || !SameDn(dn.substr(dn.size() - below.size()), below))
         refuse("it is not below the suffix");
+    for (const char *accounts : {"cn=users,", "cn=groups,"}) {
+        const std::string container = "," + (accounts + suffix);
+        if (dn.size() > container.size() &&
+            SameDn(dn.substr(dn.size() - container.size()), container))
+            refuse(
+                "operators add accounts there, and nobody may add one with the administrator's DN");
+    }
     return dn.substr(0, dn.size() - below.size()) + below;
 }
 

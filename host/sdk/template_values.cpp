@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/sdk/template_values.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace zafo {
+
+namespace {
+
+using Values = std::array<std::pair<std::string_view, std::string>, 4>;
+
+std::string BetweenQuotes(std::string_view value) {
+    std::string written;
+    for (const char c : value) {
+        if (c == '"' || c == '\\') written += '\\';
+        written += c;
+    }
+    return written;
+}
+
+// What follows the first separator that is neither escaped nor quoted.
+std::string_view ParentOf(std::string_view dn) {
+    bool quoted = false;
+    for (size_t i = 0; i < dn.size(); ++i) {
+        if (dn[i] == '\\') {
+            ++i;
+        } else if (dn[i] == '"') {
+            quoted = !quoted;
+        } else if (!quoted && (dn[i] == ',' || dn[i] == ';')) {
+            return dn.substr(i + 1);
+        }
+    }
+    return {};
+}
+
+bool IsPlain(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '=' ||
+           c == ',' || c == '-' || c == '.';
+}
+
+void AppendEscaped(std::string &text, char c) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    text += '%';
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+}
+
+std::string InUrl(std::string_view value) {
+    std::string url;
+    for (const char c : value) {
+        if (IsPlain(c)) {
+            url += c;
+        } else {
+            AppendEscaped(url, c);
+        }
+    }
+    return url;
+}
+
+Values ValuesOf(const Directives &server) {
+    const std::string suffix = server.Get("suffix").value_or("");
+    const std::string admin = server.Get("rootdn").value_or("");
+    return {{{"${suffix}", BetweenQuotes(suffix)},
+             {"${rootdn}", BetweenQuotes(admin)},
+             {"${rootdn_parent}", BetweenQuotes(ParentOf(admin))},
+             {"${suffix_in_url}", InUrl(suffix)}}};
+}
+
+std::string FillIn(std::string_view text, const Values &values) {
+    std::string filled;
+    while (!text.empty()) {
+        const size_t at = std::min(text.find("${"), text.size());
+        filled += text.substr(0, at);
+        text.remove_prefix(at);
+        std::string_view word = text.substr(0, 1);
+        std::string_view value = word;
+        for (const auto &[name, its_value] : values) {
+            if (!text.starts_with(name)) continue;
+            word = name;
+            value = its_value;
+        }
+        filled += value;
+        text.remove_prefix(word.size());
+    }
+    return filled;
+}
+
+std::vector<std::string_view> Lines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(end);
+    }
+    return lines;
+}
+
+}  // namespace
+
+std::string FillIn(std::string_view text, const Directives &server) {
+    return FillIn(text, ValuesOf(server));
+}
+
+std::string FillInAgain(std::string_view text, std::string_view pattern, const Directives &before,
+                        const Directives &after) {
+    const Values old_values = ValuesOf(before);
+    const Values new_values = ValuesOf(after);
+    std::map<std::string, std::string, std::less<>> changed;
+    for (const std::string_view line : Lines(pattern)) {
+        std::string old_line = FillIn(line, old_values);
+        if (old_line != line)
+            changed.insert_or_assign(std::move(old_line), FillIn(line, new_values));
+    }
+    std::string result;
+    for (const std::string_view line : Lines(text)) {
+        const auto found = changed.find(line);
+        result += found == changed.end() ? line : std::string_view(found->second);
+    }
+    return result;
+}
+
+}  // namespace zafo

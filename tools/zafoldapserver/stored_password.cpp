@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The bounds are those of the server's own configuration: five digits of rounds of SHA-2 crypt, a cost of 10 of bcrypt, the
+// parameters "j9T" of yescrypt (crypt(5)).
+#include "tools/zafoldapserver/stored_password.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::string_view kSchemes[] = {"{SSHA}", "{SHA}", "{SMD5}", "{MD5}", "{CRYPT}"};
+constexpr size_t kMostDigitsOfRounds = 5;
+
+bool StartsWith(std::string_view text, std::string_view head) {
+    return text.size() >= head.size() && strncasecmp(text.data(), head.data(), head.size()) == 0;
+}
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool IsCostlySha(std::string_view rest) {
+    constexpr std::string_view kRounds = "rounds=";
+    if (!rest.starts_with(kRounds)) return false;
+    rest.remove_prefix(kRounds.size());
+    return std::find_if_not(rest.begin(), rest.end(), IsDigit) - rest.begin() >
+           static_cast<std::ptrdiff_t>(kMostDigitsOfRounds);
+}
+
+bool IsCostlyBcrypt(std::string_view rest) {
+    return rest.size() < 2 || rest[0] > '1' || (rest[0] == '1' && rest[1] > '0');
+}
+
+bool IsCostlyYescrypt(std::string_view rest) {
+    return rest.size() < 4 || rest[0] != 'j' ||
+           !(IsDigit(rest[1]) || rest[1] == '.' || rest[1] == '/') || rest[2] != 'T' ||
+           rest[3] != '$';
+}
+
+// A hash of crypt(3), without its scheme.
+bool IsCostlyCrypt(std::string_view hash) {
+    if (!hash.starts_with('$')) return false;
+    hash.remove_prefix(1);
+    const std::string_view method = hash.substr(0, hash.find('$'));
+    const std::string_view rest = hash.substr(std::min(method.size() + 1, hash.size()));
+    if (method == "1") return false;
+    if (method == "5" || method == "6") return IsCostlySha(rest);
+    if (method == "y" || method == "gy") return IsCostlyYescrypt(rest);
+    return method.size() != 2 || method[0] != '2' || IsCostlyBcrypt(rest);
+}
+
+}  // namespace
+
+StoredPassword KindOf(std::string_view value) {
+    const auto scheme = std::ranges::find_if(
+        kSchemes, [&](std::string_view one) { return StartsWith(value, one); });
+    if (scheme == std::end(kSchemes)) return StoredPassword::kClear;
+    const bool crypt = *scheme == "{CRYPT}";
+    return crypt && IsCostlyCrypt(value.substr(scheme->size())) ? StoredPassword::kCostly
+                                                                : StoredPassword::kHash;
+}
+
+}  // namespace zafo::cli
