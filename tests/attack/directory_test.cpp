@@ -236,7 +236,7 @@ std::vector<Change> WritingAboutOneself() {
     const std::string anna = "uid=anna,{U}";
     std::vector<Change> changes = {
         {"StopsBeingAnAccount", "anna",
-         Modify(anna, "delete: objectClass\nobjectClass: posixAccount\n-\ndelete: uidNumber")},
+         Modify(anna, "delete: objectClass\nobjectClass: posixAccount")},
         {"BecomesAPool", "anna", Modify(anna, "add: objectClass\nobjectClass: sambaUnixIdPool")},
         {"TakesAnotherNumber", "anna", Modify(anna, "replace: uidNumber\nuidNumber: 1500001")},
         {"TakesAnotherName", "anna", Modify(anna, "add: uid\nuid: olga")},

@@ -18,25 +18,35 @@ constexpr int kDone = 0;
 constexpr int kCompareFalse = 5;
 constexpr int kCompareTrue = 6;
 constexpr int kNeedsBind = 8;
+constexpr int kConstraint = 19;
 constexpr int kInsufficientAccess = 50;
 
-enum Who { kAnonymous, kSelf, kOther, kOperator, kAdministrator };
-constexpr const char *kNames[] = {"anonymous", "the user", "another user", "an operator",
-                                  "the administrator"};
+enum Who { kAnonymous, kSelf, kOther, kOperator, kGroupAdministrator, kAdministrator };
+constexpr Who kEverybody[] = {kAnonymous,          kSelf,         kOther, kOperator,
+                              kGroupAdministrator, kAdministrator};
+constexpr const char *kNames[] = {
+    "anonymous",        "the user", "another user", "an operator", "one of the administrators",
+    "the administrator"};
 
-// anna is looked at, bob is another user, olga an operator.
+// anna is looked at, bob is another user, olga an operator, chief in the group of administrators and no
+// operator.
 const OwnServer &Server() {
     static const OwnServer &server = [&]() -> const OwnServer & {
         OwnServer &made = OwnServer::Get();
-        for (const char *name : {"anna", "bob", "olga"})
+        for (const char *name : {"anna", "bob", "olga", "chief"})
             made.AddUser(name, std::string(name) + "'s secret");
         made.Change("dn: " + made.GroupDN("Directory Operators") +
                     "\nchangetype: modify\nadd: memberUid\nmemberUid: olga\n");
-        made.Change("dn: " + made.UserDN("anna") +
-                    "\nchangetype: modify\nreplace: loginShell\nloginShell: /bin/sh\n-\n"
-                    "replace: shadowLastChange\nshadowLastChange: 20000\n-\n"
-                    "replace: sambaPwdLastSet\nsambaPwdLastSet: 1700000000\n-\n"
-                    "replace: description\ndescription: somebody\n");
+        made.Change("dn: " + made.GroupDN("administrators") +
+                    "\nchangetype: modify\nadd: memberUid\nmemberUid: chief\n");
+        for (const char *name : {"anna", "chief"})
+            made.Change("dn: " + made.UserDN(name) +
+                        "\nchangetype: modify\nreplace: loginShell\nloginShell: /bin/sh\n-\n"
+                        "replace: shadowLastChange\nshadowLastChange: 20000\n-\n"
+                        "replace: sambaPwdLastSet\nsambaPwdLastSet: 1700000000\n-\n"
+                        "replace: description\ndescription: somebody\n-\n"
+                        "replace: telephoneNumber\ntelephoneNumber: 1\n-\n"
+                        "replace: title\ntitle: Clerk\n");
         return made;
     }();
     return server;
@@ -55,6 +65,8 @@ Identity As(Who who) {
             return user("bob");
         case kOperator:
             return user("olga");
+        case kGroupAdministrator:
+            return user("chief");
         case kAdministrator:
             break;
     }
@@ -88,7 +100,9 @@ bool Writes(Who who, const std::string &dn, const std::string &attribute) {
 }
 
 bool Compares(Who who, const std::string &dn, const std::string &attribute) {
-    const rig::ProgramRun run = Server().Client(As(who), "ldapcompare", {dn, attribute + ":1"});
+    const std::string value = attribute == "objectClass" ? "top" : "1";
+    const rig::ProgramRun run =
+        Server().Client(As(who), "ldapcompare", {dn, attribute + ":" + value});
     EXPECT_THAT(run.exit_code, testing::AnyOf(kCompareFalse, kCompareTrue, kInsufficientAccess))
         << run.err;
     return run.exit_code != kInsufficientAccess;
@@ -107,26 +121,41 @@ std::string Rights(Who who, const std::string &dn, const std::string &attribute)
 
 struct AttributeRow {
     const char *attribute;
-    const char *rights[5];  // by Who
+    const char *rights[6];  // by Who
 };
 
 constexpr AttributeRow kAttributes[] = {
     // An administrator passes every rule; whoever else may set a password may not read it.
-    {"userPassword", {"---", "-w-", "---", "-w-", "rwc"}},
-    {"sambaNTPassword", {"---", "rwc", "---", "rwc", "rwc"}},
-    {"sambaLMPassword", {"---", "rwc", "---", "rwc", "rwc"}},
-    {"shadowLastChange", {"---", "rwc", "r-c", "rwc", "rwc"}},
-    {"sambaPwdLastSet", {"---", "rwc", "r-c", "rwc", "rwc"}},
-    {"uid", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"cn", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"uidNumber", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"gidNumber", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"homeDirectory", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"gecos", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
-    {"mail", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
-    {"description", {"r-c", "rwc", "r-c", "rwc", "rwc"}},
-    {"loginShell", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
-    {"sambaSID", {"r-c", "r-c", "r-c", "rwc", "rwc"}},
+    {"userPassword", {"---", "-w-", "---", "-w-", "---", "rwc"}},
+    {"sambaNTPassword", {"---", "rwc", "---", "rwc", "---", "rwc"}},
+    {"sambaLMPassword", {"---", "rwc", "---", "rwc", "---", "rwc"}},
+    {"shadowLastChange", {"---", "rwc", "r-c", "rwc", "r-c", "rwc"}},
+    {"sambaPwdLastSet", {"---", "rwc", "r-c", "rwc", "r-c", "rwc"}},
+    {"uid", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"cn", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"uidNumber", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"gidNumber", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"homeDirectory", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"objectClass", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"gecos", {"r-c", "rwc", "r-c", "rwc", "r-c", "rwc"}},
+    {"description", {"r-c", "rwc", "r-c", "rwc", "r-c", "rwc"}},
+    {"telephoneNumber", {"r-c", "rwc", "r-c", "rwc", "r-c", "rwc"}},
+    {"mail", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"title", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"loginShell", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+    {"sambaSID", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
+};
+
+// The same of an account in the group of administrators, "the user" apart, who is the administrator here.
+constexpr AttributeRow kAdministratorsAttributes[] = {
+    {"userPassword", {"---", "---", "---", "---", "-w-", "rwc"}},
+    {"sambaNTPassword", {"---", "---", "---", "---", "rwc", "rwc"}},
+    {"uid", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"uidNumber", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"homeDirectory", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"loginShell", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"mail", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"gecos", {"r-c", "r-c", "r-c", "rwc", "rwc", "rwc"}},
 };
 
 std::ostream &operator<<(std::ostream &out, const AttributeRow &row) {
@@ -137,7 +166,7 @@ class UserAttribute : public testing::TestWithParam<AttributeRow> {};
 
 TEST_P(UserAttribute, IsOpenToWhomTheRulesSay) {
     const AttributeRow &row = GetParam();
-    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+    for (const Who who : kEverybody) {
         EXPECT_EQ(Rights(who, Server().UserDN("anna"), row.attribute), row.rights[who])
             << kNames[who];
     }
@@ -147,13 +176,16 @@ TEST_P(UserAttribute, IsOpenToWhomTheRulesSay) {
 std::string RightsBySlapacl(Who who, const std::string &dn, const std::string &attribute) {
     std::vector<std::string> argv{"slapacl", "-f", "/usr/zafo/etc/openldap/slapd.conf", "-b", dn};
     if (who != kAnonymous) argv.insert(argv.end(), {"-D", As(who).dn});
+    // Some rights depend on the value; without one, the right to increment is asked for.
+    const std::string number =
+        attribute.ends_with("Number") && attribute != "telephoneNumber" ? ":1000005" : "";
     for (const char *level : {"/read", "/write", "/compare"})
-        argv.push_back(attribute + level);
+        argv.push_back(attribute + level + number);
     const rig::ProgramRun run = rig::RunProgram(argv);
     std::string rights = "rwc";
     size_t at = 0;
     for (char &right : rights) {
-        at = run.err.find("access to " + attribute + ":", at);
+        at = run.err.find("access to " + attribute, at);
         EXPECT_NE(at, std::string::npos) << run.err;
         if (at == std::string::npos) return run.err;
         at = run.err.find(": ", at) + 2;
@@ -164,7 +196,7 @@ std::string RightsBySlapacl(Who who, const std::string &dn, const std::string &a
 
 TEST_P(UserAttribute, IsOpenToTheSameBySlapacl) {
     const AttributeRow &row = GetParam();
-    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+    for (const Who who : kEverybody) {
         EXPECT_EQ(RightsBySlapacl(who, Server().UserDN("anna"), row.attribute), row.rights[who])
             << kNames[who];
     }
@@ -172,11 +204,24 @@ TEST_P(UserAttribute, IsOpenToTheSameBySlapacl) {
 
 INSTANTIATE_TEST_SUITE_P(AccessRules, UserAttribute, testing::ValuesIn(kAttributes));
 
+class AdministratorsAttribute : public testing::TestWithParam<AttributeRow> {};
+
+TEST_P(AdministratorsAttribute, IsOpenToWhomTheRulesSay) {
+    const AttributeRow &row = GetParam();
+    for (const Who who : kEverybody) {
+        EXPECT_EQ(Rights(who, Server().UserDN("chief"), row.attribute), row.rights[who])
+            << kNames[who];
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AccessRules, AdministratorsAttribute,
+                         testing::ValuesIn(kAdministratorsAttributes));
+
 // --- Other entries -------------------------------------------------------------------
 
 TEST(AccessRules, OnlyOperatorsAndTheAdministratorChangeThePool) {
     const std::string dn = "cn=CurID,cn=zafoconf," + Server().Settings().suffix;
-    for (const Who who : {kAnonymous, kSelf, kOther})
+    for (const Who who : {kAnonymous, kSelf, kOther, kGroupAdministrator})
         EXPECT_EQ(Rights(who, dn, "uidNumber"), "r-c") << kNames[who];
     for (const Who who : {kOperator, kAdministrator})
         EXPECT_EQ(Rights(who, dn, "uidNumber"), "rwc") << kNames[who];
@@ -184,10 +229,10 @@ TEST(AccessRules, OnlyOperatorsAndTheAdministratorChangeThePool) {
 
 TEST(AccessRules, OnlyOperatorsAndTheAdministratorAddEntries) {
     const std::string dn = Server().GroupDN("new");
-    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
-        const rig::ProgramRun run =
-            Server().Client(As(who), "ldapadd", {},
-                            "dn: " + dn + "\nobjectClass: posixGroup\ncn: new\ngidNumber: 7\n");
+    for (const Who who : kEverybody) {
+        const rig::ProgramRun run = Server().Client(
+            As(who), "ldapadd", {},
+            "dn: " + dn + "\nobjectClass: posixGroup\ncn: new\ngidNumber: 1500007\n");
         if (who == kOperator || who == kAdministrator) {
             EXPECT_EQ(run.exit_code, kDone) << kNames[who] << run.err;
             EXPECT_EQ(Server().Client(As(who), "ldapdelete", {dn}).exit_code, kDone) << kNames[who];
@@ -199,7 +244,7 @@ TEST(AccessRules, OnlyOperatorsAndTheAdministratorAddEntries) {
 }
 
 TEST(AccessRules, EverybodyReadsWhatTheServerIs) {
-    for (const Who who : {kAnonymous, kSelf, kOther, kOperator, kAdministrator}) {
+    for (const Who who : kEverybody) {
         EXPECT_TRUE(Reads(who, "", "namingContexts")) << kNames[who];
         EXPECT_TRUE(Reads(who, "", "subschemaSubentry")) << kNames[who];
         EXPECT_TRUE(Reads(who, "cn=Subschema", "objectClasses")) << kNames[who];
@@ -207,7 +252,7 @@ TEST(AccessRules, EverybodyReadsWhatTheServerIs) {
 }
 
 TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
-    for (const Who who : {kAnonymous, kSelf, kOther}) {
+    for (const Who who : {kAnonymous, kSelf, kOther, kGroupAdministrator}) {
         for (const char *dn : {"", "cn=Subschema"}) {
             const rig::ProgramRun run =
                 Server().Client(As(who), "ldapmodify", {},
@@ -218,6 +263,42 @@ TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
         }
     }
 }
+
+// --- New entries, container by container -------------------------------------------------
+
+struct ContainerRow {
+    const char *container;  // above the suffix
+    const char *who;        // may add below it: "o", an operator, "a", the administrator
+};
+
+class Container : public testing::TestWithParam<ContainerRow> {};
+
+TEST_P(Container, TakesEntriesOfWhomTheRulesSay) {
+    const std::string dn =
+        std::string("cn=new,") + GetParam().container + Server().Settings().suffix;
+    const std::string may = GetParam().who;
+    for (const Who who : kEverybody) {
+        const int code = Server()
+                             .Client(As(who), "ldapadd", {},
+                                     "dn: " + dn + "\nobjectClass: organizationalRole\ncn: new\n")
+                             .exit_code;
+        const bool allowed = who == kAdministrator || (who == kOperator && may == "oa");
+        if (allowed) {
+            EXPECT_EQ(code, kDone) << kNames[who];
+            EXPECT_EQ(Server().Client(As(kAdministrator), "ldapdelete", {dn}).exit_code, kDone);
+        } else {
+            EXPECT_EQ(code, who == kAnonymous ? kNeedsBind : kInsufficientAccess) << kNames[who];
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AccessRules, Container,
+                         testing::Values(ContainerRow{"", "a"}, ContainerRow{"cn=users,", "oa"},
+                                         ContainerRow{"cn=groups,", "oa"},
+                                         ContainerRow{"cn=zafoconf,", "a"},
+                                         ContainerRow{"cn=administrators,cn=groups,", "a"},
+                                         ContainerRow{"cn=users,cn=groups,", "oa"},
+                                         ContainerRow{"uid=anna,cn=users,", "oa"}));
 
 // --- Getting more than one has ---------------------------------------------------------
 
@@ -235,10 +316,11 @@ TEST(AccessRules, AUserCannotBecomeUid0) {
 }
 
 TEST(AccessRules, AUserCannotTakeAnOperatorsName) {
-    EXPECT_EQ(ChangesOwn("add: uid\nuid: olga\n"), kInsufficientAccess);
+    EXPECT_EQ(ChangesOwn("add: uid\nuid: olga\n"), kConstraint) << "the name is another's";
+    EXPECT_EQ(ChangesOwn("add: uid\nuid: nobody's\n"), kInsufficientAccess);
     const rig::ProgramRun rename =
         Server().Client(As(kSelf), "ldapmodrdn", {Server().UserDN("anna"), "uid=admin"});
-    EXPECT_EQ(rename.exit_code, kInsufficientAccess);
+    EXPECT_EQ(rename.exit_code, kConstraint);
 }
 
 TEST(AccessRules, AUserCannotJoinTheOperators) {
