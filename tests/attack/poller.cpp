@@ -139,13 +139,17 @@ int main(int argc, char **argv) {
     Processes processes(what == "environ" ? "environ" : "cmdline");
     std::puts("ready");
     std::fflush(stdout);
-    for (int pass = 0; pass % 16 != 0 || access(argv[3], F_OK) != 0; pass++) {
+    const auto look = [&] {
         if (what == "files") {
             LookAtFiles(report);
         } else {
             processes.Look(report);
         }
-    }
+    };
+    for (int pass = 0; pass % 16 != 0 || access(argv[3], F_OK) != 0; pass++)
+        look();
+    // What was there when the file appeared is seen in any case.
+    look();
     std::printf("looks %ld\ntools %zu\nbusy %ld\n", report.looks, report.tools.size(),
                 BusyMilliseconds());
     for (const std::string &find : report.finds)
