@@ -131,6 +131,11 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks, bool some) {
                          figures.Of(kSpawnSmall).Least() * 1e3,
                          figures.Of(kSpawnLarge).Least() * 1e3, 1.2);
         },
+        [&] {
+            return Ratio("secret", "start a tool, without and with a password", "ms",
+                         figures.Of(kSecretFloor).Least() * 1e3,
+                         figures.Of(kSecretOurs).Least() * 1e3, 1.2);
+        },
         [&] { return Parse(figures.Of(kParseFloor), figures.Of(kParseOurs)); },
         [&] {
             return Ratio("count", "count 100,000 users", "s", least(kCountFloor), least(kCountOurs),

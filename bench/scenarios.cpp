@@ -72,6 +72,12 @@ class PreparedAnswer {
     const StandIn search_{kTool, std::string(kPrograms) + "zafo-bench-source"};
 };
 
+// The tool does nothing, so that its start is all there is.
+class IdleTool {
+  private:
+    const StandIn search_{kTool, "/bin/true"};
+};
+
 // The pool of numbers is in nobody's directory.
 class PreparedPool {
   private:
@@ -173,6 +179,15 @@ void Spawn(benchmark::State &state) {
     }
 }
 
+// The same vector twice, but for what the platform has to hide.
+void StartTool(benchmark::State &state, const char *option) {
+    for ([[maybe_unused]] auto _ : state) {
+        FILE *stream = QLIBCPopen(kTool, "r", "-x", "-D", kBindDN, option, "a password", "-b",
+                                  kUsersBase, static_cast<char *>(nullptr));
+        if (!Expect(state, stream != nullptr && QLIBCPclose(stream) == 0, "the tool failed")) break;
+    }
+}
+
 void CountAnswer(benchmark::State &state) {
     state.SetBytesProcessed(state.iterations() *
                             static_cast<int64_t>(std::filesystem::file_size(kAnswer)));
@@ -261,6 +276,13 @@ void Register(const Connection &connection, int rounds) {
         ->UseRealTime()
         ->Setup(During<Resident>::Begin)
         ->Teardown(During<Resident>::End);
+    for (const auto &[name, option] : {std::pair{kSecretFloor, "-E"}, {kSecretOurs, "-w"}}) {
+        const auto body = [option = option](benchmark::State &state) { StartTool(state, option); };
+        add(name, body, 20, 4 * rounds)
+            ->UseRealTime()
+            ->Setup(During<IdleTool>::Begin)
+            ->Teardown(During<IdleTool>::End);
+    }
     for (const ListRow &row : kListRows) {
         const std::string path = std::string(kLists) + row.program;
         if (!std::filesystem::exists(path)) continue;

@@ -4,6 +4,14 @@
  * involved. A child starts with standard input from /dev/null, the caller's
  * standard error, the caller's environment and working folder, default signal
  * dispositions, and no other open descriptor of the caller.
+ *
+ * Argument vectors can be read by everybody on the machine, so a directory tool
+ * of "/usr/zafo/bin" gets no secret in one: `-w SECRET` of ldapsearch,
+ * ldapmodify and ldappasswd is passed as `-y /dev/fd/N`, `-s SECRET` (`-a SECRET`) of
+ * ldappasswd as `-T` (`-t`), `-s SECRET` of slappasswd as `-T`, in any spelling that getopt
+ * knows. N, from 3 on, is an open file in memory that holds the secret and nothing
+ * else. The caller's vector is not written to. When such a file cannot be
+ * made the tool is not started.
  */
 #ifndef ZAFO_PLATFORM_PROCESS_H
 #define ZAFO_PLATFORM_PROCESS_H
@@ -19,8 +27,9 @@ ZAFO_BEGIN_DECLS
  * char * (argv[0] is `szPath`), and gives a stream that reads the child's
  * standard output. The mode must be "r". The stream is closed with
  * QLIBCPclose and belongs to one thread at a time.
- * NULL with 0x0900 when the child or the pipe cannot be made, 0x0D00 for bad
- * arguments. A path that cannot be executed is a failure to start. */
+ * NULL with 0x0900 when the child, the pipe or a secret's file cannot be made, 0x0200
+ * when memory is what lacks, 0x0D00 for bad arguments. A path that cannot be
+ * executed is a failure to start. */
 ZAFO_API FILE *QLIBCPopen(const char *szPath, const char *szMode, ... /* const char *, NULL */);
 
 /* The same with a NULL-terminated vector; argv[0] is passed as given. */
@@ -35,21 +44,28 @@ ZAFO_API int QLIBCPclose(FILE *pStream);
  * waits. An argument that begins with "/" and ends in "/" followed by "*" is
  * replaced by the entries of that folder, dot files included; unchanged when
  * there are none. Standard output goes to /dev/null.
- * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened; else
- * the exit code, or 128 plus the signal's number. */
+ * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened,
+ * with 0x0200 for want of memory; else the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,
                        const char *szArg3, const char *szArg4);
 
 /* Runs a program with the arguments after the option bits, up to a NULL, and
  * waits. The bits choose what happens to the output on the appliance; the host
  * platform sends standard output to /dev/null whatever they are.
- * The wait status; -1 with 0x0900 when it could not be started. */
+ * The wait status; -1 with 0x0900 when it could not be started, with 0x0200 for want of
+ * memory. */
 ZAFO_API int QLIBCExecl(const char *szPath, int nOptions, ... /* const char *, NULL */);
 
 /* Runs a program with a NULL-terminated vector and waits. With `nFlags` 1
  * standard output goes to /dev/null, with 0 it is the caller's.
  * Results as QLIBCExec. */
 ZAFO_API int QLIBCExecv(const char *szPath, char *const argv[], int nFlags);
+
+/* Why the calling thread's last child could not be started, as an errno: EMFILE and
+ * ENFILE for want of descriptors, EAGAIN of processes, ENOMEM of memory, ENOENT and
+ * EACCES for the program itself, … 0 when it was started, or none ever was to be. Copies the
+ * program's path, cut to fit, where `szPath` is not NULL. */
+ZAFO_API int QLIBCStartError(char *szPath, size_t cbPath);
 
 /* 1 when a process with this id exists (a zombie does not count), else 0. */
 ZAFO_API int QLIBCProcAlive(pid_t pid);

@@ -7,6 +7,7 @@
 
 #include "host/core/fail.h"
 #include "host/core/proc_file.h"
+#include "host/core/secret_arguments.h"
 #include "host/core/unique_fd.h"
 
 #include <dirent.h>
@@ -18,11 +19,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -37,10 +40,28 @@ namespace {
 using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
+using zafo::SecretArguments;
 using zafo::UniqueFd;
 
 constexpr int kPipeSize = 1 << 20;
 constexpr size_t kStreamBuffer = 64 << 10;
+// A child's descriptors: the standard ones, then its secrets.
+constexpr int kFirstSecret = STDERR_FILENO + 1;
+
+// The calling thread's last child that could not be started, and why; 0: it was.
+struct StartFailure {
+    int error = 0;
+    std::array<char, 128> path{};
+};
+thread_local StartFailure last_start;
+
+int StartFailed(const char *path, int error) {
+    last_start.error = error;
+    last_start
+        .path[std::string_view(path).copy(last_start.path.data(), last_start.path.size() - 1)] =
+        '\0';
+    return Fail(error == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_OPEN_FAILED);
+}
 
 // Opens what a child gets as one of its three descriptors, and the two
 // attributes every child has.
@@ -77,11 +98,15 @@ class Spawner {
         }
     }
 
-    // What every child has; to be called last before Start.
-    void PassNothingElse() {
+    // What every child has, and the secrets of its vector; to be called last before Start: the
+    // numbers of the secrets may be those of what was passed before.
+    void PassNothingBut(const std::vector<UniqueFd> &secrets) {
         OpenNull(STDIN_FILENO, O_RDONLY);
         Inherit(STDERR_FILENO);
-        Check(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
+        int next = kFirstSecret;
+        for (const UniqueFd &secret : secrets)
+            Pass(secret.Get(), next++);
+        Check(posix_spawn_file_actions_addclosefrom_np(&actions_, next));
         sigset_t all;
         sigfillset(&all);
         sigset_t none;
@@ -91,10 +116,15 @@ class Spawner {
         posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     }
 
-    // The child's id; nothing when it could not be started.
+    // The child's id; nothing, and the failure noted, when it could not be started.
     std::optional<pid_t> Start(const char *path, char *const argv[]) const {
         pid_t pid = 0;
-        if (posix_spawn(&pid, path, &actions_, &attributes_, argv, environ) != 0) return {};
+        const int error = posix_spawn(&pid, path, &actions_, &attributes_, argv, environ);
+        if (error != 0) {
+            StartFailed(path, error);
+            return {};
+        }
+        last_start.error = 0;
         return pid;
     }
 
@@ -170,6 +200,7 @@ struct Pipe {
     UniqueFd read, write;
 };
 
+// Nothing, with errno, when there is none to be had.
 std::optional<Pipe> OpenPipe() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return {};
@@ -182,26 +213,44 @@ std::optional<Pipe> OpenPipe() {
     return pipe;
 }
 
+// Runs `body`, which starts the program; running out of memory is one more reason why it cannot.
+template <typename Result, typename Body>
+Result Starting(const char *path, Result failure, Body body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc &) {
+        StartFailed(path, ENOMEM);
+        return failure;
+    }
+}
+
+std::nullptr_t NotStarted(const char *path, int error) {
+    StartFailed(path, error);
+    return nullptr;
+}
+
 // Everything that can fail for want of memory comes before the child is started.
 FILE *OpenChild(const char *path, char *const argv[]) {
     std::optional<Pipe> pipe = OpenPipe();
-    if (!pipe) return FailNull(QLIB_ERR_OPEN_FAILED);
+    if (!pipe) return NotStarted(path, errno);
+    SecretArguments arguments;
+    if (const int error = arguments.Take(path, argv, kFirstSecret)) return NotStarted(path, error);
     Spawner spawner;
     spawner.Pass(pipe->write.Get(), STDOUT_FILENO);
-    spawner.PassNothingElse();
+    spawner.PassNothingBut(arguments.Files());
     Stream stream(fdopen(pipe->read.Get(), "r"));
-    if (!stream) return FailNull(QLIB_ERR_OUT_OF_MEMORY);
+    if (!stream) return NotStarted(path, ENOMEM);
     pipe->read.Release();
     Child child{.pid = -1, .buffer = std::make_unique_for_overwrite<char[]>(kStreamBuffer)};
     // A stream belongs to one thread: locking it for every line is half of getdelim's time.
     __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
     setvbuf(stream.get(), child.buffer.get(), _IOFBF, kStreamBuffer);
     OpenChildren().Add(stream.get(), std::move(child));
-    const std::optional<pid_t> pid = spawner.Start(path, argv);
+    const std::optional<pid_t> pid = spawner.Start(path, arguments.Vector());
     if (!pid) {
         const std::optional<Child> unused = OpenChildren().Take(stream.get());
         stream.reset();
-        return FailNull(QLIB_ERR_OPEN_FAILED);
+        return nullptr;
     }
     OpenChildren().SetPid(stream.get(), *pid);
     return stream.release();
@@ -209,21 +258,31 @@ FILE *OpenChild(const char *path, char *const argv[]) {
 
 enum class Output { kNull, kInherited };
 
-// Runs a program to its end: its wait status, or nothing when it could not be run.
+// Runs a program to its end: its wait status; nothing, and the error slot set, when it could not be run.
 std::optional<int> Run(const char *path, char *const argv[], Output output) {
+    SecretArguments arguments;
+    if (const int error = arguments.Take(path, argv, kFirstSecret)) {
+        StartFailed(path, error);
+        return {};
+    }
     Spawner spawner;
     if (output == Output::kNull) {
         spawner.OpenNull(STDOUT_FILENO, O_WRONLY);
     } else {
         spawner.Inherit(STDOUT_FILENO);
     }
-    spawner.PassNothingElse();
-    const std::optional<pid_t> pid = spawner.Start(path, argv);
-    return pid ? WaitFor(*pid) : std::nullopt;
+    spawner.PassNothingBut(arguments.Files());
+    const std::optional<pid_t> pid = spawner.Start(path, arguments.Vector());
+    // The child has its own by now; this process need not hold them as long as it runs.
+    arguments.CloseFiles();
+    if (!pid) return {};
+    const std::optional<int> status = WaitFor(*pid);
+    if (!status) Fail(QLIB_ERR_OPEN_FAILED);
+    return status;
 }
 
 int ExitCodeOf(std::optional<int> status) {
-    if (!status) return Fail(QLIB_ERR_OPEN_FAILED);
+    if (!status) return -1;
     return WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
 }
 
@@ -245,22 +304,26 @@ struct FolderClose {
     void operator()(DIR *folder) const { closedir(folder); }
 };
 
-// The paths of a folder's entries for an argument that ends in "/*", in order. Nothing when the
-// folder cannot be read: it is not an empty one then.
-std::optional<std::vector<std::string>> Expand(std::string_view argument) {
-    std::vector<std::string> paths;
-    if (argument.starts_with('/') && argument.ends_with("/*")) {
-        const std::string folder(argument.substr(0, argument.size() - 1));
-        const std::unique_ptr<DIR, FolderClose> entries(opendir(folder.c_str()));
-        if (!entries && errno != ENOENT && errno != ENOTDIR) return {};
-        while (const dirent *entry = entries ? readdir(entries.get()) : nullptr) {
+// Adds an argument; in place of one that ends in "/*" the paths of that folder's entries, in
+// order, which `paths` keeps. False, with errno, when the folder cannot be read: it is not an
+// empty one then.
+bool Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
+    const std::string_view text = argument;
+    std::vector<std::string> entries;
+    if (text.starts_with('/') && text.ends_with("/*")) {
+        const std::string path(text.substr(0, text.size() - 1));
+        const std::unique_ptr<DIR, FolderClose> folder(opendir(path.c_str()));
+        if (!folder && errno != ENOENT && errno != ENOTDIR) return false;
+        while (const dirent *entry = folder ? readdir(folder.get()) : nullptr) {
             const std::string_view name = entry->d_name;
-            if (name != "." && name != "..") paths.push_back(folder + entry->d_name);
+            if (name != "." && name != "..") entries.push_back(path + entry->d_name);
         }
-        std::sort(paths.begin(), paths.end());
+        std::sort(entries.begin(), entries.end());
     }
-    if (paths.empty()) paths.emplace_back(argument);
-    return paths;
+    if (entries.empty()) argv.push_back(Argument(argument));
+    for (std::string &entry : entries)
+        argv.push_back(paths.emplace_back(std::move(entry)).data());
+    return true;
 }
 
 pid_t ParsePid(const std::string &text) {
@@ -278,7 +341,7 @@ FILE *QLIBCPopen(const char *szPath, const char *szMode, ...) {
     if (szPath == nullptr || szMode == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
     va_start(arguments, szMode);
-    FILE *stream = OutOfMemoryIs<FILE *>(nullptr, [&] {
+    FILE *stream = Starting<FILE *>(szPath, nullptr, [&] {
         const std::vector<char *> argv = Collect(szPath, arguments);
         return QLIBCPopenv(szPath, szMode, argv.data());
     });
@@ -291,7 +354,7 @@ FILE *QLIBCPopenv(const char *szPath, const char *szMode, char *const argv[]) {
         std::strcmp(szMode, "r") != 0) {
         return FailNull(QLIB_ERR_BAD_ARGUMENT);
     }
-    return OutOfMemoryIs<FILE *>(nullptr, [=] { return OpenChild(szPath, argv); });
+    return Starting<FILE *>(szPath, nullptr, [=] { return OpenChild(szPath, argv); });
 }
 
 int QLIBCPclose(FILE *pStream) {
@@ -305,18 +368,13 @@ int QLIBCPclose(FILE *pStream) {
 int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const char *szArg3,
               const char *szArg4) {
     if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return OutOfMemoryIs(-1, [=] {
-        std::vector<std::string> words;
+    return Starting(szPath, -1, [=] {
+        std::vector<char *> argv{Argument(szPath)};
+        std::deque<std::string> paths;
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
-            std::optional<std::vector<std::string>> expanded = Expand(argument);
-            if (!expanded) return Fail(QLIB_ERR_OPEN_FAILED);
-            for (std::string &word : *expanded)
-                words.push_back(std::move(word));
+            if (!Expand(argument, paths, argv)) return StartFailed(szPath, errno);
         }
-        std::vector<char *> argv{Argument(szPath)};
-        for (const std::string &word : words)
-            argv.push_back(Argument(word.c_str()));
         argv.push_back(nullptr);
         return ExitCodeOf(Run(szPath, argv.data(), Output::kNull));
     });
@@ -326,10 +384,10 @@ int QLIBCExecl(const char *szPath, int nOptions, ...) {
     if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
     va_start(arguments, nOptions);
-    const int result = OutOfMemoryIs(-1, [&] {
+    const int result = Starting(szPath, -1, [&] {
         const std::vector<char *> argv = Collect(szPath, arguments);
         const std::optional<int> status = Run(szPath, argv.data(), Output::kNull);
-        return status ? *status : Fail(QLIB_ERR_OPEN_FAILED);
+        return status ? *status : -1;
     });
     va_end(arguments);
     return result;
@@ -339,9 +397,14 @@ int QLIBCExecv(const char *szPath, char *const argv[], int nFlags) {
     if (szPath == nullptr || argv == nullptr || argv[0] == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return OutOfMemoryIs(-1, [=] {
+    return Starting(szPath, -1, [=] {
         return ExitCodeOf(Run(szPath, argv, nFlags == 0 ? Output::kInherited : Output::kNull));
     });
+}
+
+int QLIBCStartError(char *szPath, size_t cbPath) {
+    if (szPath != nullptr && cbPath > 0) snprintf(szPath, cbPath, "%s", last_start.path.data());
+    return last_start.error;
 }
 
 int QLIBCProcAlive(pid_t pid) {

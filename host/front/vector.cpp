@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "host/front/failure.h"
+#include "host/front/option.h"
 #include "host/front/secret.h"
 #include "host/front/text_file.h"
 
@@ -33,84 +34,56 @@ char *Join(std::string_view head, std::string_view tail) {
     return text;
 }
 
-// One argument of options: flags, then perhaps a letter with a value.
-struct Cluster {
-    char *flags = nullptr;  // after the dash
-    char *letter = nullptr;
-    char *value = nullptr;
-    bool value_is_next = false;
-};
-
-Cluster Split(const Tool &tool, char *argument, char *next) {
-    Cluster cluster;
-    cluster.flags = argument + 1;
-    for (char *at = cluster.flags; *at != '\0'; at++) {
-        if (tool.with_value.find(*at) == std::string_view::npos) continue;
-        cluster.letter = at;
-        cluster.value_is_next = at[1] == '\0';
-        cluster.value = cluster.value_is_next ? next : at + 1;
-        break;
-    }
-    return cluster;
-}
-
 // "-Z" carries on in clear text with a server that knows no StartTLS; "-ZZ" does not.
-void MakeStrict(Cluster &cluster, Vector &out) {
-    const char *end = cluster.letter;
-    char *to = cluster.flags;
+void MakeStrict(Option &option, Vector &out) {
+    const char *end = option.letter;
+    char *to = option.flags;
     bool found = false;
-    for (char *from = cluster.flags; *from != '\0'; from++) {
+    for (char *from = option.flags; *from != '\0'; from++) {
         if ((end == nullptr || from < end) && *from == 'Z') {
             found = true;
             continue;
         }
-        if (from == end) cluster.letter = to;
+        if (from == end) option.letter = to;
         *to++ = *from;
     }
     *to = '\0';
     if (!found) return;
-    if (cluster.value != nullptr && !cluster.value_is_next) cluster.value = cluster.letter + 1;
+    if (option.value != nullptr && !option.value_is_next) option.value = option.letter + 1;
     out.Add("-ZZ");
-}
-
-char FileLetter(const Tool &tool, char letter) {
-    for (size_t i = 0; i + 1 < tool.secrets.size(); i += 2) {
-        if (tool.secrets[i] == letter) return tool.secrets[i + 1];
-    }
-    return '\0';
 }
 
 // The user that the tool runs as may not open the file, not even through
 // "/dev/fd", which checks permissions anew: it becomes standard input. One that
 // cannot be opened is left for the tool to report.
-bool BecomesInput(const Tool &tool, const Cluster &cluster) {
-    if (cluster.letter == nullptr || *cluster.letter != tool.input) return false;
-    const int fd = open(cluster.value, O_RDONLY | O_CLOEXEC | O_NOCTTY);
+bool BecomesInput(const Tool &tool, const Option &option) {
+    if (option.letter == nullptr || *option.letter != tool.input) return false;
+    const int fd = open(option.value, O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) return false;
     const bool done = dup2(fd, STDIN_FILENO) == STDIN_FILENO;
     if (fd != STDIN_FILENO) close(fd);
     return done;
 }
 
-void AddCluster(const Tool &tool, char *argument, Cluster cluster, Vector &out) {
-    if (tool.family == Family::kClient) MakeStrict(cluster, out);
-    const char replacement = cluster.value == nullptr ? '\0' : FileLetter(tool, *cluster.letter);
+void AddRewritten(const Tool &tool, char *argument, Option option, Vector &out) {
+    if (tool.family == Family::kClient) MakeStrict(option, out);
+    const char replacement = option.value == nullptr ? '\0' : FileLetter(tool, *option.letter);
     if (replacement != '\0') {
-        Secret secret(cluster.value);
-        *cluster.letter = '\0';
-        if (*cluster.flags != '\0') out.Add(argument);
-        const char option[] = {'-', replacement, '\0'};
-        out.Add(Join(option, ""));
+        Secret secret(option.value);
+        *option.letter = '\0';
+        if (*option.flags != '\0') out.Add(argument);
+        const char from_file[] = {'-', replacement, '\0'};
+        out.Add(Join(from_file, ""));
         out.Add(secret.MoveToFile());
         return;
     }
-    if (cluster.value != nullptr && BecomesInput(tool, cluster)) {
-        *cluster.letter = '\0';
-        if (*cluster.flags != '\0') out.Add(argument);
+    if (option.value != nullptr && BecomesInput(tool, option)) {
+        *option.letter = '\0';
+        if (*option.flags != '\0') out.Add(argument);
         return;
     }
-    if (*cluster.flags != '\0') out.Add(argument);
-    if (cluster.value != nullptr && cluster.value_is_next) out.Add(cluster.value);
+    if (*option.flags != '\0') out.Add(argument);
+    if (option.value != nullptr && option.value_is_next) out.Add(option.value);
 }
 
 bool IsReadable(const char *path) {
@@ -184,18 +157,18 @@ void Vector::Add(const Vector &other) {
 void Rewrite(const Tool &tool, int argc, char **argv, Vector &out) {
     for (int i = 1; i < argc; i++) {
         char *argument = argv[i];
-        if (std::strcmp(argument, "--") == 0) {
+        if (EndsOptions(argument)) {
             while (i < argc)
                 out.Add(argv[i++]);
             return;
         }
-        if (argument[0] != '-' || argument[1] == '\0') {
+        if (!HoldsOptions(argument)) {
             out.Add(argument);
             continue;
         }
-        const Cluster cluster = Split(tool, argument, argv[i + 1]);
-        if (cluster.value_is_next) i++;
-        AddCluster(tool, argument, cluster, out);
+        const Option option = ReadOption(tool, argument, argv[i + 1]);
+        if (option.value_is_next) i++;
+        AddRewritten(tool, argument, option, out);
     }
 }
 

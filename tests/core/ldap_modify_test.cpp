@@ -83,7 +83,7 @@ TEST_F(Modify, ToolFindsTheWholePrivateFile) {
     EXPECT_EQ(file.mode & 07777, 0600u);
     EXPECT_TRUE(call.InputIsNull());
     for (const auto &[number, target] : call.descriptors)
-        EXPECT_LE(number, 2) << target;
+        EXPECT_TRUE(number <= 2 || call.secrets.contains(number)) << target;
 }
 
 TEST_F(Modify, EmptyFileRunsNothingAndIsRemoved) {

@@ -92,6 +92,28 @@ TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
     EXPECT_THAT(call.descriptors, Contains(Pair(4, StartsWith("/memfd:"))));
 }
 
+// What a platform has taken out of the vector itself: a file that is open already, on its way through the
+// front and, for a watched tool, the front's child.
+TEST_F(FrontTest, HandsOnTheFilesOfItsCaller) {
+    WriteFile("/tmp/front-test-one", "one");
+    WriteFile("/tmp/front-test-two", "two");
+    for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"}) {
+        SCOPED_TRACE(tool);
+        tools_.Reset();
+        rig::RunTool(
+            {"/bin/bash", "-c",
+             "exec " + Front(tool) +
+                 " -y /dev/fd/3 -T /dev/fd/4 3</tmp/front-test-one 4</tmp/front-test-two"});
+        const rig::FakeCall call = tools_.Calls().at(0);
+        EXPECT_THAT(call.argv, testing::IsSupersetOf({"-y", "/dev/fd/3", "-T", "/dev/fd/4"}));
+        EXPECT_EQ(call.files.at("/dev/fd/3").content, "one");
+        EXPECT_EQ(call.files.at("/dev/fd/4").content, "two");
+        EXPECT_EQ(call.descriptors.size(), 5U);
+    }
+    std::filesystem::remove("/tmp/front-test-one");
+    std::filesystem::remove("/tmp/front-test-two");
+}
+
 TEST_F(FrontTest, DoesNotRunAToolWhoseSecretCannotBeHidden) {
     for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd"}) {
         SCOPED_TRACE(tool);

@@ -169,9 +169,26 @@ TEST(Popen, FailsCleanlyWithoutDescriptors) {
                   while (open("/dev/null", O_RDONLY) >= 0) {
                   }
                   if (QLIBCPopen("/bin/true", "r", kEnd) != nullptr) return 1;
-                  return QLIBCErrGet() == 0x0900 ? 0 : 2;
+                  if (QLIBCStartError(nullptr, 0) != EMFILE) return 2;
+                  return QLIBCErrGet() == 0x0900 ? 0 : 3;
               }),
               0);
+}
+
+TEST(StartError, IsThatOfTheThreadsLastChild) {
+    char path[16] = "untouched";
+    EXPECT_EQ(QLIBCPopen("/bin/absent-program", "r", kEnd), nullptr);
+    EXPECT_EQ(QLIBCStartError(path, sizeof path), ENOENT);
+    EXPECT_STREQ(path, "/bin/absent-pro");
+    std::thread([] {
+        EXPECT_EQ(QLIBCStartError(nullptr, 0), 0);
+        EXPECT_EQ(QLIBCExec("/etc/passwd", nullptr, nullptr, nullptr, nullptr), -1);
+        EXPECT_EQ(QLIBCStartError(nullptr, 0), EACCES);
+    }).join();
+    EXPECT_EQ(QLIBCStartError(nullptr, 0), ENOENT);
+    // One that ends with a failure was started.
+    EXPECT_EQ(QLIBCExec("/bin/false", nullptr, nullptr, nullptr, nullptr), 1);
+    EXPECT_EQ(QLIBCStartError(nullptr, 0), 0);
 }
 
 TEST(Popen, RefusesBadArguments) {

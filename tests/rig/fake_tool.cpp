@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/rig/fake_tool.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
@@ -28,7 +31,7 @@ class CallReader {
                 call_.tool = text;
                 break;
             case fake::Fact::kArgument:
-                call_.argv.push_back(text);
+                call_.executed.push_back(text);
                 break;
             case fake::Fact::kVariable:
                 call_.environment.push_back(text);
@@ -85,6 +88,49 @@ class CallReader {
     FakeCall &call_;
     FakeCall::File *file_ = nullptr;
 };
+
+// The platform's files in memory, and what stood in the vector in place of each option that reads one.
+constexpr const char *kPlatformFile = "/memfd:zafo-argument (deleted)";
+const std::map<std::string, std::string> kReplaced = {{"-y", "-w"}, {"-T", "-s"}, {"-t", "-a"}};
+
+// The descriptor that the path leads to, when it is such a file.
+std::optional<int> PlatformFile(const FakeCall &call, const std::string &path) {
+    constexpr std::string_view kFolder = "/dev/fd/";
+    if (!path.starts_with(kFolder) || !call.files.contains(path)) return {};
+    const auto found = call.descriptors.find(Parse<int>(path.substr(kFolder.size())));
+    if (found == call.descriptors.end() || found->second != kPlatformFile) return {};
+    return found->first;
+}
+
+void PutSecretsBack(FakeCall &call) {
+    call.argv = call.executed;
+    for (size_t i = 1; i + 1 < call.argv.size(); ++i) {
+        const auto replaced = kReplaced.find(call.argv[i]);
+        if (replaced == kReplaced.end()) continue;
+        std::string &value = call.argv[i + 1];
+        const std::optional<int> descriptor = PlatformFile(call, value);
+        if (!descriptor) continue;
+        call.secrets[*descriptor] = call.files.extract(value).mapped();
+        call.argv[i] = replaced->second;
+        value = call.secrets[*descriptor].content;
+    }
+}
+
+// Whether an option whose value is a secret has one. The library writes each as a word of its own.
+bool ShowsASecret(const FakeCall &call) {
+    static const std::map<std::string, std::vector<std::string>> kOptions = {
+        {"/usr/zafo/bin/ldapsearch", {"-w"}},
+        {"/usr/zafo/bin/ldapmodify", {"-w"}},
+        {"/usr/zafo/bin/ldappasswd", {"-w", "-s", "-a"}},
+        {"/usr/zafo/bin/slappasswd", {"-s"}}};
+    const auto options = call.executed.empty() ? kOptions.end() : kOptions.find(call.executed[0]);
+    if (options == kOptions.end()) return false;
+    for (size_t i = 1; i + 1 < call.executed.size() && call.executed[i] != "--"; ++i) {
+        if (std::ranges::find(options->second, call.executed[i]) != options->second.end())
+            return true;
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -143,11 +189,24 @@ FakeScript &FakeScript::Die(int signal) {
 }
 
 FakeTools::~FakeTools() {
+    ExpectNoSecretWasShown();
     std::error_code ignored;
     std::filesystem::remove_all(fake::kStateFolder, ignored);
 }
 
 void FakeTools::Reset() {
+    ExpectNoSecretWasShown();
+    Clear();
+}
+
+void FakeTools::ExpectNoSecretWasShown() const {
+    for (const FakeCall &call : Calls()) {
+        EXPECT_FALSE(ShowsASecret(call)) << "started with a secret among its arguments: "
+                                         << testing::PrintToString(call.executed);
+    }
+}
+
+void FakeTools::Clear() {
     std::filesystem::create_directory(fake::kStateFolder);
     std::filesystem::permissions(fake::kStateFolder, std::filesystem::perms::all);
     const fake::StateLock lock;
@@ -171,6 +230,7 @@ std::vector<FakeCall> FakeTools::Calls() const {
     for (size_t i = 0; i < calls.size(); i++) {
         fake::ForEachField<fake::Fact>(fake::ReadState("call." + std::to_string(i)),
                                        CallReader(calls[i]));
+        PutSecretsBack(calls[i]);
     }
     return calls;
 }

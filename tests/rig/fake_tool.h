@@ -11,6 +11,8 @@
 // Each On() queues one more script for that tool; a call takes the next one
 // and the last is played again and again. A tool without a script writes
 // nothing and exits 0.
+//
+// A test fails when a tool of "/usr/zafo/bin" was started with a secret among its arguments.
 #pragma once
 
 #include <sys/types.h>
@@ -32,7 +34,11 @@ struct FakeCall {
     };
 
     std::string tool;  // base name of argv[0]
+    // As the platform was given it: where the platform has moved a secret to a file in memory, the option
+    // and the secret stand here again.
     std::vector<std::string> argv;
+    // As everybody on the machine could read it.
+    std::vector<std::string> executed;
     std::vector<std::string> environment;
     std::map<int, std::string> descriptors;  // number to target, as in /proc/PID/fd
     std::string folder;
@@ -46,7 +52,10 @@ struct FakeCall {
     unsigned long long blocked_signals = 0;
     unsigned long long core_limit = 0;
     std::optional<std::string> input;   // standard input, when it is a regular file
-    std::map<std::string, File> files;  // regular files named after "-f", "-l", "-y" and "-T"
+    std::map<std::string, File> files;  // regular files named after "-f", "-l", "-y", "-T" and "-t"
+
+    // What the platform has moved out of the vector, by the descriptor it became; in `descriptors`, not in `files`.
+    std::map<int, File> secrets;
 
     bool InputIsNull() const;
 };
@@ -78,7 +87,7 @@ class FakeScript {
 
 class FakeTools {
   public:
-    FakeTools() { Reset(); }
+    FakeTools() { Clear(); }
     ~FakeTools();
     FakeTools(const FakeTools &) = delete;
     FakeTools &operator=(const FakeTools &) = delete;
@@ -96,6 +105,9 @@ class FakeTools {
     void Reset();
 
   private:
+    void Clear();
+    void ExpectNoSecretWasShown() const;
+
     std::map<std::string, int> scripts_;
 };
 

@@ -80,7 +80,8 @@ void AppendFiles(std::string &record, int argc, char **argv) {
     if (IsRegular(STDIN_FILENO, facts)) Append(record, Fact::kInput, ReadAll(STDIN_FILENO));
     for (int i = 1; i + 1 < argc; i++) {
         const std::string option = argv[i];
-        if (option != "-f" && option != "-l" && option != "-y" && option != "-T") continue;
+        if (option != "-f" && option != "-l" && option != "-y" && option != "-T" && option != "-t")
+            continue;
         const File file(argv[i + 1], O_RDONLY | O_NONBLOCK);
         if (!IsRegular(file.Get(), facts)) continue;
         Append(record, Fact::kFileName, argv[i + 1]);

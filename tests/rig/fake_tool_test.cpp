@@ -2,6 +2,7 @@
 #include "tests/rig/fake_tool.h"
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -61,12 +62,40 @@ TEST(FakeTool, RecordsFilesThatArgumentsName) {
     const std::string content("line\n\0rest", 10);
     std::ofstream(path) << content;
     chmod(path.c_str(), 0640);
-    RunTool({kSearch, "-f", path, "-y", "/absent", "-T", "/dev/null"});
+    RunTool({kSearch, "-f", path, "-y", "/absent", "-T", "/dev/null", "-t", path});
     const FakeCall call = tools.Calls().at(0);
     ASSERT_EQ(call.files.size(), 1U);
     EXPECT_EQ(call.files.at(path).content, content);
     EXPECT_EQ(call.files.at(path).mode, 0640U);
     unlink(path.c_str());
+}
+
+// Only the platform's own files count as what the platform was given.
+TEST(FakeTool, TellsFilesOfOthersFromThoseOfThePlatform) {
+    const FakeTools tools;
+    const std::string path = "/tmp/fake-tool-test-secret";
+    std::ofstream(path) << "mine";
+    RunTool({"/bin/bash", "-c", "exec " + std::string(kSearch) + " -y /dev/fd/5 5<" + path});
+    const FakeCall call = tools.Calls().at(0);
+    EXPECT_THAT(call.argv, ElementsAre(kSearch, "-y", "/dev/fd/5"));
+    EXPECT_EQ(call.argv, call.executed);
+    EXPECT_EQ(call.files.at("/dev/fd/5").content, "mine");
+    EXPECT_TRUE(call.secrets.empty());
+    unlink(path.c_str());
+}
+
+TEST(FakeTool, FailsTheTestThatShowsASecret) {
+    FakeTools tools;
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{kSearch, "-x", "-w", "secret"},
+          {"/usr/zafo/bin/ldapmodify", "-w", ""},
+          {"/usr/zafo/bin/ldappasswd", "-s", "secret"},
+          {"/usr/zafo/bin/slappasswd", "-s", "secret"}}) {
+        RunTool(words);
+        EXPECT_NONFATAL_FAILURE(tools.Reset(), "started with a secret among its arguments");
+    }
+    RunTool({kSearch, "-s", "base", "--", "-w"});
+    RunTool({"/usr/zafo/bin/slapcat", "-s", "dc=x"});
 }
 
 TEST(FakeTool, PlaysOutputErrorAndExitCode) {

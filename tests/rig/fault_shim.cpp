@@ -36,7 +36,8 @@ struct Name {
 constexpr Reason kReasons[] = {{"ENOSPC", ENOSPC}, {"EDQUOT", EDQUOT}, {"EFBIG", EFBIG},
                                {"EIO", EIO},       {"EROFS", EROFS},   {"ENOENT", ENOENT},
                                {"ESTALE", ESTALE}, {"EACCES", EACCES}, {"ENOMEM", ENOMEM},
-                               {"EINVAL", EINVAL}, {"EAGAIN", EAGAIN}};
+                               {"EINVAL", EINVAL}, {"EAGAIN", EAGAIN}, {"EMFILE", EMFILE},
+                               {"ENFILE", ENFILE}};
 
 constexpr Name kActions[] = {
     {"kill:", Action::kKill}, {"flip:", Action::kFlip}, {"lose:", Action::kLose}};

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "platform/error.h"
+#include "platform/process.h"
 #include "tools/cli/failure.h"
 #include "zafoldap/error.h"
 
@@ -107,6 +108,14 @@ INSTANTIATE_TEST_SUITE_P(
         Outcome{0, QLIB_ERR_READ_FAILED, "", 1, "answer_unreadable"},
         Outcome{0, QLIB_ERR_OUT_OF_MEMORY, "", 1, "out_of_memory"},
         Outcome{0, 0, "", 1, "tool_ended"}));
+
+TEST(Failure, NamesTheToolThatCouldNotBeStarted) {
+    const char *tool = "/usr/zafo/bin/absent";
+    ASSERT_EQ(QLIBCPopen(tool, "r", static_cast<char *>(nullptr)), nullptr);
+    const Failure failure = LibraryFailure(0, QLIB_ERR_OPEN_FAILED, kFacts, "");
+    EXPECT_EQ(failure.key, "tool_not_started");
+    EXPECT_EQ(failure.message, "the LDAP tool /usr/zafo/bin/absent cannot be started");
+}
 
 TEST(Failure, KeepsTheToolsWordsAsDetail) {
     const Failure failure = LibraryFailure(

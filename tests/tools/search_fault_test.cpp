@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "tests/rig/fake_tool.h"
+#include "tests/rig/fault.h"
 #include "tests/tools/program.h"
 
 namespace {
@@ -56,6 +57,55 @@ TEST_F(SearchCommand, BadInputRunsNoTool) {
     for (const auto &line : lines)
         EXPECT_EQ(Zafoldap(line).exit_code, 2) << line[1];
     EXPECT_TRUE(tools_.Calls().empty());
+}
+
+// Nothing is wrong with the tool then, and to install it again would not help.
+TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
+    struct Row {
+        const char *error, *reason, *hint;
+    };
+    for (const Row &row :
+         {Row{"EMFILE", "/usr/zafo/bin/ldapsearch cannot be started: too many open files\n",
+              "ulimit -n 1024"},
+          {"ENFILE", "cannot be started: too many open files on this system\n", "fs.file-max"},
+          {"EAGAIN", "cannot be started: too many processes\n", "ulimit -u"},
+          {"ENOMEM", "not enough memory\n", "close other programs"},
+          {"ENOENT", "the LDAP tool /usr/zafo/bin/ldapsearch cannot be started\n",
+           "install the appliance's tools again"}}) {
+        SCOPED_TRACE(row.error);
+        const FaultRun run = RunWithFault({"/usr/zafo/bin/zafoldap", "search"}, {"HOME=/root"},
+                                          std::string(row.error) + ":1:spawn");
+        EXPECT_EQ(run.ExitCode(), 1);
+        EXPECT_THAT(run.words, HasSubstr(row.reason));
+        EXPECT_THAT(run.words, HasSubstr(row.hint));
+    }
+    EXPECT_TRUE(tools_.Calls().empty());
+}
+
+// From too few descriptors for anything to enough: the search succeeds, or the limit is what the
+// message names. Where the program's own libraries cannot be loaded the loader says so.
+TEST_F(SearchCommand, NamesTheLimitOfOpenFilesWhereverItIsMet) {
+    constexpr int kNotLoaded = 127;
+    int succeeded = 0, refused = 0;
+    for (int limit = 4; limit <= 24; ++limit) {
+        SCOPED_TRACE(limit);
+        const ProgramRun run = RunProgram(
+            {"prlimit", "--nofile=" + std::to_string(limit), "/usr/zafo/bin/zafoldap", "search"});
+        if (run.exit_code == 0) {
+            ++succeeded;
+            continue;
+        }
+        if (run.exit_code == kNotLoaded) {
+            EXPECT_EQ(refused + succeeded, 0);
+            continue;
+        }
+        ++refused;
+        EXPECT_EQ(run.exit_code, 1);
+        EXPECT_THAT(run.err, HasSubstr(": too many open files\nhint: raise the limit"));
+        EXPECT_EQ(succeeded, 0);
+    }
+    EXPECT_GT(succeeded, 0);
+    EXPECT_GT(refused, 2);
 }
 
 TEST_F(SearchCommand, SizeLimitPrintsWhatCameAndIsNoSuccess) {

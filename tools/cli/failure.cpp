@@ -2,13 +2,17 @@
 #include "tools/cli/failure.h"
 
 #include "platform/error.h"
+#include "platform/process.h"
 #include "zafoldap/error.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <charconv>
 #include <optional>
+#include <utility>
 
 namespace zafo::cli {
 
@@ -117,6 +121,24 @@ Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
     return OwnFailure("ldap_result", facts);
 }
 
+// What a tool cannot be started for says what to do: nothing is wrong with the tool when descriptors or
+// processes lack.
+Failure ToolNotStarted(Facts facts) {
+    std::array<char, 128> path{};
+    const int error = QLIBCStartError(path.data(), path.size());
+    facts.subject = error != 0 ? path.data() : "/usr/zafo/bin/ldapsearch";
+    facts.reason = "started";
+    if (const std::optional<Failure> failure = WantOfDescriptors(error, facts)) return *failure;
+    switch (error) {
+        case EAGAIN:
+            return OwnFailure("process_limit", facts);
+        case ENOMEM:
+            return OwnFailure("out_of_memory", facts);
+        default:
+            return OwnFailure("tool_not_started", facts);
+    }
+}
+
 Failure FromPlatformCode(int code, Facts facts) {
     switch (code) {
         case QLIB_ERR_OUT_OF_MEMORY:
@@ -130,8 +152,7 @@ Failure FromPlatformCode(int code, Facts facts) {
         case QLIB_ERR_BUFFER_TOO_SMALL:
             return OwnFailure("too_long", facts);
         case QLIB_ERR_OPEN_FAILED:
-            facts.subject = "/usr/zafo/bin/ldapsearch";
-            return OwnFailure("tool_not_started", facts);
+            return ToolNotStarted(std::move(facts));
         default:
             return OwnFailure("tool_ended", facts);
     }
@@ -162,6 +183,12 @@ Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail)
     Failure failure = FromRow(*FindMessage(kOwn, key), facts);
     failure.detail = std::move(detail);
     return failure;
+}
+
+std::optional<Failure> WantOfDescriptors(int error, const Facts &facts) {
+    if (error == EMFILE) return OwnFailure("open_files_limit", facts);
+    if (error == ENFILE) return OwnFailure("open_files_of_system", facts);
+    return std::nullopt;
 }
 
 Failure LibraryRefusal(std::string_view key, const Facts &facts) {

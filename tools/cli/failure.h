@@ -6,6 +6,7 @@
 // "zafoldap".
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -47,6 +48,10 @@ const MessageRow *FindMessage(std::string_view section, std::string_view key);
 
 // A failure of the programs' own: `key` is one of section "zafoldap".
 Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail = {});
+
+// The failure behind an errno when it is that no more files can be open; else nothing. `facts` say what cannot be
+// {reason}: "started", "read".
+std::optional<Failure> WantOfDescriptors(int error, const Facts &facts);
 
 // The failure of a pair of the library's section "ldap_error".
 Failure LibraryRefusal(std::string_view key, const Facts &facts);

@@ -6,6 +6,7 @@
 #include "platform/ldap.h"
 #include "platform/szhash.h"
 #include "platform/szlist.h"
+#include "tools/cli/streams.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -53,8 +54,10 @@ std::string DamagedLine() {
     return {};
 }
 
-std::string WhyNot(int access_mode) {
-    return access(kConnectionFile, access_mode) != 0 ? std::strerror(errno) : "input/output error";
+// The errno with which the file cannot be opened. One that can be was at fault while it was read.
+int WhyNotReadable() {
+    const UniqueFd file(open(kConnectionFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return file ? EIO : errno;
 }
 
 [[noreturn]] void FailToRead() {
@@ -64,8 +67,12 @@ std::string WhyNot(int access_mode) {
         throw OwnFailure("connections_damaged",
                          {.subject = kConnectionFile, .reason = DamagedLine()});
     }
+    const int error = WhyNotReadable();
+    if (const auto failure =
+            WantOfDescriptors(error, {.subject = kConnectionFile, .reason = "read"}))
+        throw Failure(*failure);
     throw OwnFailure("connections_unreadable",
-                     {.subject = kConnectionFile, .reason = WhyNot(R_OK)});
+                     {.subject = kConnectionFile, .reason = std::strerror(error)});
 }
 
 [[noreturn]] void FailToWrite() {

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/core/secret_arguments.h"
+
+#include "host/front/option.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace zafo {
+
+namespace {
+
+constexpr std::string_view kTools = "/usr/zafo/bin/";
+
+// The tool behind a path, when it takes secrets.
+const front::Tool *ToolWithSecrets(std::string_view path) {
+    if (!path.starts_with(kTools)) return nullptr;
+    const front::Tool *tool = front::FindTool(path.substr(kTools.size()));
+    return tool != nullptr && !tool->secrets.empty() ? tool : nullptr;
+}
+
+bool WriteAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = write(fd, bytes.data(), bytes.size());
+        if (n <= 0) return false;
+        bytes.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
+
+// The tools read the file byte for byte, so no newline follows; they complain of one that others could
+// read. The number is `least` or more, out of the way of the child's. Closed: -1, with errno.
+UniqueFd MakeFile(const char *secret, int least) {
+    UniqueFd file(memfd_create(kSecretFileName, MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    if (file.IsOpen() && file.Get() < least) {
+        file = UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, least));
+    }
+    if (!file.IsOpen()) return file;
+    constexpr int kSeals = F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
+    if (fchmod(file.Get(), 0600) != 0 || !WriteAll(file.Get(), secret) ||
+        fcntl(file.Get(), F_ADD_SEALS, kSeals) != 0) {
+        const int error = errno;
+        file.Reset(-1);
+        errno = error;
+    }
+    return file;
+}
+
+}  // namespace
+
+int SecretArguments::Take(const char *path, char *const argv[], int first) {
+    given_ = argv;
+    const front::Tool *tool = ToolWithSecrets(path);
+    if (tool == nullptr) return 0;
+    Rewrite(*tool, first);
+    return MakeFiles(first);
+}
+
+void SecretArguments::AddText(std::string_view text) {
+    texts_.push_back(std::make_unique<char[]>(text.size() + 1));
+    text.copy(texts_.back().get(), text.size());
+    rewritten_.push_back(texts_.back().get());
+}
+
+// The texts that stay are the caller's; only what is said in their place is made.
+void SecretArguments::Rewrite(const front::Tool &tool, int first) {
+    rewritten_.push_back(given_[0]);
+    char *const *at = given_ + 1;
+    for (; *at != nullptr && !front::EndsOptions(*at); ++at) {
+        if (!front::HoldsOptions(*at)) {
+            rewritten_.push_back(*at);
+            continue;
+        }
+        const front::Option option = front::ReadOption(tool, *at, at[1]);
+        const char letter =
+            option.value == nullptr ? '\0' : front::FileLetter(tool, *option.letter);
+        if (letter == '\0') {
+            rewritten_.push_back(*at);
+            if (option.value_is_next && option.value != nullptr) rewritten_.push_back(*++at);
+            continue;
+        }
+        if (option.letter != option.flags) AddText({*at, option.letter});
+        AddText(std::string{'-', letter});
+        AddText("/dev/fd/" + std::to_string(first + static_cast<int>(secrets_.size())));
+        secrets_.push_back(option.value);
+        if (option.value_is_next) ++at;
+    }
+    while (*at != nullptr)
+        rewritten_.push_back(*at++);
+    rewritten_.push_back(nullptr);
+}
+
+int SecretArguments::MakeFiles(int first) {
+    files_.reserve(secrets_.size());
+    const int least = first + static_cast<int>(secrets_.size());
+    for (const char *secret : secrets_) {
+        files_.push_back(MakeFile(secret, least));
+        if (!files_.back().IsOpen()) return errno;
+    }
+    return 0;
+}
+
+}  // namespace zafo
