@@ -5,6 +5,7 @@
 // reports a program that cannot be executed.
 #include "platform/process.h"
 
+#include "host/core/copy_owner.h"
 #include "host/core/fail.h"
 #include "host/core/proc_file.h"
 #include "host/core/unique_fd.h"
@@ -306,7 +307,7 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
               const char *szArg4) {
     if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        std::vector<std::string> words;
+        std::vector<std::string> words{szPath};
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
             std::optional<std::vector<std::string>> expanded = Expand(argument);
@@ -314,11 +315,12 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
             for (std::string &word : *expanded)
                 words.push_back(std::move(word));
         }
-        std::vector<char *> argv{Argument(szPath)};
+        words = zafo::WithSafeRights(std::move(words));
+        std::vector<char *> argv;
         for (const std::string &word : words)
             argv.push_back(Argument(word.c_str()));
         argv.push_back(nullptr);
-        return ExitCodeOf(Run(szPath, argv.data(), Output::kNull));
+        return ExitCodeOf(Run(argv[0], argv.data(), Output::kNull));
     });
 }
 
