@@ -161,18 +161,69 @@ TEST_F(Service, ThatMayNotReadItsRulesDoesNotStart) {
     ExpectNotStarted();
 }
 
-TEST_F(Service, ThatDiesWithinTwoSecondsHasNotStarted) {
-    std::thread killer([] {
+// Ends the server as soon as it runs, after something else.
+std::thread Killer(const std::function<void()> &before) {
+    return std::thread([before] {
         for (const auto end = Clock::now() + 5s; Clock::now() < end;) {
             const int pid = ServerPid();
             std::this_thread::sleep_for(300ms);
-            if (pid > 1 && kill(pid, SIGKILL) == 0) return;
+            if (pid <= 1) continue;
+            before();
+            if (kill(pid, SIGKILL) == 0) return;
         }
     });
+}
+
+TEST_F(Service, ThatDiesWithinTwoSecondsAndCannotStartAgainHasNotStarted) {
+    const std::string configuration = FileContent(kConfiguration);
+    std::thread killer = Killer([] { WriteFile(kConfiguration, "nonsense\n"); });
+    EXPECT_EQ(Start(), -1);
+    killer.join();
+    EXPECT_EQ(ServerPid(), 0);
+    WriteFile(kConfiguration, configuration);
+    EXPECT_EQ(Start(), 0) << "what is left of it is in the way";
+}
+
+TEST_F(Service, ThatDiesWithinTwoSecondsWithoutRestartHasNotStarted) {
+    WriteFile(kSettings, "restart = no\n");
+    std::thread killer = Killer([] {});
     EXPECT_EQ(Start(), -1);
     killer.join();
     EXPECT_EQ(ServerPid(), 0);
     EXPECT_EQ(Start(), 0) << "what is left of it is in the way";
+}
+
+TEST_F(Service, ThatIsKilledIsBackOnItsDatabase) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t first = ServerPid();
+    kill(first, SIGKILL);
+    const auto is_back = [first] { return ServerPid() > 1 && ServerPid() != first; };
+    for (const auto end = Clock::now() + 20s; Clock::now() < end && !is_back();)
+        std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(is_back());
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(ProcessesRunning("/usr/sbin/slapd"), IsEmpty());
+}
+
+// A restore exchanges the database of a server that was stopped, and holds the lock on starts meanwhile.
+TEST_F(Service, ThatIsStoppedAfterACrashIsNotStartedBeneathARestore) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t pid = ServerPid();
+    {
+        // Its keeper is about to start it again, and has to wait.
+        const int lock = open("/var/run/ldap-server-start.lock", O_RDWR | O_CLOEXEC);
+        ASSERT_GE(lock, 0);
+        ASSERT_EQ(flock(lock, LOCK_EX), 0);
+        WriteFile(kSettings, "restart = yes\n");
+        EXPECT_EQ(Stop(), 0);
+        kill(pid, SIGKILL);
+        std::this_thread::sleep_for(300ms);
+        EXPECT_EQ(ServerPid(), 0);
+        close(lock);
+    }
+    std::this_thread::sleep_for(300ms);
+    EXPECT_THAT(ProcessesRunning("/usr/sbin/slapd"), IsEmpty());
+    EXPECT_THAT(ProcessesRunning("/usr/zafo/libexec/zafo-service-keeper"), IsEmpty());
 }
 
 // It is asked to end, once and kindly, and ends when it can.
