@@ -139,8 +139,7 @@ TEST(Judgement, CrashesAreAWarningForAWeek) {
 }
 
 TEST(Judgement, SystemdSaysHowOftenItStartedAUnitAgain) {
-    const ServiceFacts facts =
-        FactsOfUnit("LoadState=loaded\nRestart=on-failure\nNRestarts=4\n");
+    const ServiceFacts facts = FactsOfUnit("LoadState=loaded\nRestart=on-failure\nNRestarts=4\n");
     EXPECT_TRUE(facts.StartsAgain());
     EXPECT_EQ(facts.ends, 4);
     EXPECT_EQ(JudgeCrashes(facts, 0).result, StepResult::kWarning);
