@@ -26,10 +26,9 @@
  * process must be a descendant of the start program.
  *
  * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. A successful start
- * leaves the number and the start time of the service's process in "/run/zafo-service/NAME",
- * and behind them those of its keeper;
- * starting and stopping one service exclude each other ("/run/zafo-service/NAME.lock"). Its process
- * is the one of that record. When there is none, or it has ended, it is the pid file's if that
+ * leaves the number and the start time of the service's process in "/run/zafo-service/NAME", and
+ * behind them those of its keeper; starting and stopping one service exclude each other
+ * ("/run/zafo-service/NAME.lock"). Its process is the one of that record. When there is none, or it has ended, it is the pid file's if that
  * runs `program`, so that a service that was started by hand is found too. Any other process
  * that a pid file names is foreign.
  *
