@@ -43,7 +43,9 @@ ZAFO_API int QLIBCPclose(FILE *pStream);
 /* Runs a program with up to four arguments (a NULL ends them early) and
  * waits. An argument that begins with "/" and ends in "/" followed by "*" is
  * replaced by the entries of that folder, dot files included; unchanged when
- * there are none. Standard output goes to /dev/null.
+ * there are none. Standard output goes to /dev/null. A copy by "/bin/cp" into a folder that
+ * another user owns is made with no more than that user's rights, also when the caller is root:
+ * the owner can have it follow any link.
  * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened,
  * with 0x0200 for want of memory; else the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,

@@ -12,12 +12,23 @@
  *   stopped       program and arguments that run after the service has ended, also when it ended
  *                 by itself; its result does not count; may be missing
  *   stop_seconds  how long it may take to end, 1 to 3600 (default 30)
- * Other keys are the start program's own.
+ *   restart       "yes": it is started again when it ends by itself (default: it is not)
+ * Other keys are the start program's own. Both programs run in "/" with PATH and LC_ALL=C as their
+ * whole environment and with no descriptor of the caller but its standard error.
+ *
+ * A service that ends with an exit code other than 0, or by a signal other than SIGTERM, SIGINT and
+ * SIGHUP, ended by itself. With `restart` a process of its own, "zafo-service-keeper NAME", sees that,
+ * says it in the system log, counts it in "/run/zafo-service/NAME.ends" and runs the start program:
+ * at once; when the service lasts less than ten seconds again and again, after 0.25 to 2 s; after
+ * starts that fail, after 0.25 to 30 s. It does so only while the service is enabled and nobody has
+ * stopped or started it since, and ends otherwise. A signal ends the keeper alone: the service
+ * goes on, and nobody starts it again until it has been stopped and started. The service's
+ * process must be a descendant of the start program.
  *
  * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. A successful start
- * leaves the number and the start time of the service's process in "/run/zafo-service/NAME";
- * starting and stopping one service exclude each other ("/run/zafo-service/NAME.lock"). Its process
- * is the one of that record. When there is none, or it has ended, it is the pid file's if that
+ * leaves the number and the start time of the service's process in "/run/zafo-service/NAME", and
+ * behind them those of its keeper; starting and stopping one service exclude each other
+ * ("/run/zafo-service/NAME.lock"). Its process is the one of that record. When there is none, or it has ended, it is the pid file's if that
  * runs `program`, so that a service that was started by hand is found too. Any other process
  * that a pid file names is foreign.
  *

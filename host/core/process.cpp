@@ -5,6 +5,7 @@
 // reports a program that cannot be executed.
 #include "platform/process.h"
 
+#include "host/core/copy_owner.h"
 #include "host/core/fail.h"
 #include "host/core/proc_file.h"
 #include "host/core/secret_arguments.h"
@@ -369,14 +370,18 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
               const char *szArg4) {
     if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return Starting(szPath, -1, [=] {
-        std::vector<char *> argv{Argument(szPath)};
+        std::vector<char *> given{Argument(szPath)};
         std::deque<std::string> paths;
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
-            if (!Expand(argument, paths, argv)) return StartFailed(szPath, errno);
+            if (!Expand(argument, paths, given)) return StartFailed(szPath, errno);
         }
+        const std::vector<std::string> words = zafo::WithSafeRights({given.begin(), given.end()});
+        std::vector<char *> argv;
+        for (const std::string &word : words)
+            argv.push_back(Argument(word.c_str()));
         argv.push_back(nullptr);
-        return ExitCodeOf(Run(szPath, argv.data(), Output::kNull));
+        return ExitCodeOf(Run(argv[0], argv.data(), Output::kNull));
     });
 }
 

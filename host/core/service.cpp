@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-//
-// A service is known by its owner record "/run/zafo-service/NAME": the number and the start time of
-// the process that its start has left running. A pid file alone may name a process that has got a
-// dead service's number; such a one is nobody's to end.
 #include "platform/service.h"
 
+#include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/proc_file.h"
-#include "host/core/section_text.h"
+#include "host/core/service_description.h"
+#include "host/core/service_keeper.h"
+#include "host/core/service_process.h"
 #include "host/core/unique_fd.h"
 #include "host/core/whole_file.h"
 #include "platform/process.h"
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,7 +20,6 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -31,8 +28,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <thread>
-#include <vector>
+#include <utility>
 
 namespace {
 
@@ -40,93 +36,20 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
+using zafo::DescribeService;
 using zafo::Fail;
 using zafo::FileUpdate;
+using zafo::IsServiceName;
 using zafo::OutOfMemoryIs;
-using zafo::ReadResult;
+using zafo::Process;
+using zafo::RecordOfService;
+using zafo::RemoveFile;
+using zafo::Service;
+using zafo::SwitchOfService;
 using zafo::UniqueFd;
 
-constexpr const char *kRecords = "/run/zafo-service";
-constexpr const char *kDescriptions = "/usr/zafo/etc.defaults/service/";
-constexpr const char *kSettings = "/usr/zafo/etc/service/";
 constexpr const char *kSystemdRuns = "/run/systemd/system";
 constexpr const char *kSystemctl = "/usr/bin/systemctl";
-
-constexpr seconds kPidFileLimit{5};
-constexpr milliseconds kPidFileStep{10};
-constexpr int kStopSeconds = 30;
-constexpr int kMostStopSeconds = 3600;
-
-// A name becomes part of file names and of a unit's name.
-bool IsServiceName(const char *name) {
-    return name != nullptr && *name != '\0' && *name != '.' && *name != '-' &&
-           std::string_view(name).find_first_of("/ \t\r\n") == std::string_view::npos;
-}
-
-std::vector<std::string> WordsOf(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t";
-    std::vector<std::string> words;
-    for (;;) {
-        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-        if (text.empty()) return words;
-        words.emplace_back(text.substr(0, text.find_first_of(kBlanks)));
-        text.remove_prefix(words.back().size());
-    }
-}
-
-// --- Descriptions -------------------------------------------------------------
-
-struct Service {
-    std::vector<std::string> start;
-    std::vector<std::string> stopped;
-    std::string program;
-    std::string pid_file;
-    int stop_seconds = kStopSeconds;
-};
-
-int StopSecondsOf(const std::string &text) {
-    int number = 0;
-    const char *end = text.data() + text.size();
-    const auto [at, error] = std::from_chars(text.data(), end, number);
-    const bool valid = error == std::errc() && at == end && number > 0;
-    return valid ? std::min(number, kMostStopSeconds) : kStopSeconds;
-}
-
-// The pairs of both files, those of the appliance's own settings first.
-std::optional<zafo::Pairs> ReadDescription(const std::string &name) {
-    std::string text;
-    const ReadResult own = zafo::ReadWhole(kSettings + name + ".conf", &text);
-    if (own != ReadResult::kDone && own != ReadResult::kAbsent) return {};
-    zafo::Pairs pairs = own == ReadResult::kDone ? zafo::PlainPairs(text) : zafo::Pairs();
-    if (zafo::ReadWhole(kDescriptions + name + ".conf", &text) != ReadResult::kDone) return {};
-    zafo::Pairs defaults = zafo::PlainPairs(text);
-    pairs.merge(defaults);
-    return pairs;
-}
-
-// Nothing when there is no such service, or its description lacks what makes it one.
-std::optional<Service> Describe(const std::string &name) {
-    std::optional<zafo::Pairs> pairs = ReadDescription(name);
-    if (!pairs) return {};
-    Service service;
-    service.start = WordsOf((*pairs)["start"]);
-    service.stopped = WordsOf((*pairs)["stopped"]);
-    service.program = (*pairs)["program"];
-    service.pid_file = (*pairs)["pid_file"];
-    service.stop_seconds = StopSecondsOf((*pairs)["stop_seconds"]);
-    if (service.start.empty() || !service.pid_file.starts_with('/')) return {};
-    return service;
-}
-
-// As QLIBCExecv.
-int RunWords(const std::vector<std::string> &words) {
-    std::vector<char *> argv;
-    argv.reserve(words.size() + 1);
-    for (const std::string &word : words)
-        argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
-    return QLIBCExecv(argv[0], argv.data(), 1);
-}
 
 // --- systemd ------------------------------------------------------------------
 
@@ -154,84 +77,75 @@ bool IsSystemdUnit(const std::string &name) {
 }
 
 bool Systemctl(const char *verb, const std::string &name) {
-    const std::string unit = UnitOf(name);
-    return QLIBCExec(kSystemctl, "--quiet", "--no-ask-password", verb, unit.c_str()) == 0;
+    return zafo::RunClean({kSystemctl, "--quiet", "--no-ask-password", verb, UnitOf(name)}) == 0;
 }
 
-// --- The service's process ----------------------------------------------------
+// --- Starting -----------------------------------------------------------------
 
-struct Process {
-    pid_t pid = 0;
-    unsigned long long started = 0;
-};
-
-std::string RecordOf(const std::string &name) {
-    return std::string(kRecords) + "/" + name;
+// 0, or the platform error code.
+int StartAlone(const Service &service, FileUpdate &record) {
+    const std::optional<int> exit_code = zafo::RunClean(service.start);
+    if (!exit_code) return QLIB_ERR_OPEN_FAILED;
+    const pid_t pid = *exit_code == 0 ? AwaitPidFile(service, [](pid_t) { return true; }) : 0;
+    const std::optional<Process> process = zafo::ProcessOf(pid);
+    const bool done = process && WriteServiceRecord(record, {.service = *process, .keeper = {}});
+    return done ? 0 : QLIB_ERR_SERVICE_START;
 }
 
-bool MakeRecords() {
-    return mkdir(kRecords, 0755) == 0 || errno == EEXIST;
-}
-
-bool WriteRecord(FileUpdate &record, pid_t pid) {
-    const std::optional<zafo::ProcessFacts> facts = zafo::LivingProcess(pid);
-    if (!facts) return false;
-    const std::string text = std::to_string(pid) + ' ' + std::to_string(facts->started) + '\n';
-    return record.Replace(text, 0644) == 0;
-}
-
-// The process of the owner record, when it still lives.
-std::optional<Process> RecordedProcess(const FileUpdate &record) {
-    const std::string text = zafo::ReadHead(record.Path().c_str());
-    Process process;
-    if (std::sscanf(text.c_str(), "%d %llu", &process.pid, &process.started) != 2) return {};
-    const std::optional<zafo::ProcessFacts> facts = zafo::LivingProcess(process.pid);
-    if (!facts || facts->started != process.started) return {};
-    return process;
-}
-
-// Whether a process runs the program, also when an update has replaced the file since.
-bool Runs(pid_t pid, const std::string &program) {
-    std::error_code error;
-    const std::filesystem::path real = std::filesystem::canonical(program, error);
-    if (error) return false;
-    char target[PATH_MAX];
-    const std::string link = "/proc/" + std::to_string(pid) + "/exe";
-    const ssize_t size = readlink(link.c_str(), target, sizeof target);
-    if (size <= 0) return false;
-    const std::string running(target, static_cast<size_t>(size));
-    return running == real.native() || running == real.native() + " (deleted)";
-}
-
-// The process that is the service: by its record, else by its pid file and program, as of a
-// service that was started by hand.
-std::optional<Process> FindProcess(const Service &service, const FileUpdate &record) {
-    if (std::optional<Process> recorded = RecordedProcess(record)) return recorded;
-    const pid_t pid = QLIBCReadPidFile(service.pid_file.c_str());
-    if (pid <= 0 || service.program.empty() || !Runs(pid, service.program)) return {};
-    const std::optional<zafo::ProcessFacts> facts = zafo::LivingProcess(pid);
-    if (!facts) return {};
-    return Process{pid, facts->started};
-}
-
-// Whether the file of that name is gone; `was_there` tells whether it was there before.
-bool Remove(const std::string &path, bool *was_there = nullptr) {
-    const bool removed = unlink(path.c_str()) == 0;
-    if (was_there != nullptr) *was_there = *was_there || removed;
-    return removed || errno == ENOENT;
-}
-
-// The process that a start has left running, as soon as its pid file names it. The service itself
-// writes that file, often with less rights than ours: it must not make us end any other program.
-pid_t AwaitPidFile(const Service &service) {
-    const auto limit = steady_clock::now() + kPidFileLimit;
+// What the keeper answers; nothing when it has ended without an answer.
+std::optional<int> ReadAnswer(int pipe) {
+    std::string text;
     for (;;) {
-        const pid_t pid = QLIBCReadPidFile(service.pid_file.c_str());
-        const bool found = pid > 0 && (service.program.empty() || Runs(pid, service.program));
-        if (found || steady_clock::now() >= limit) return found ? pid : 0;
-        std::this_thread::sleep_for(kPidFileStep);
+        char part[16];
+        const ssize_t n = read(pipe, part, sizeof part);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        text.append(part, static_cast<size_t>(n));
     }
+    int code = 0;
+    const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), code);
+    if (error != std::errc()) return {};
+    return code;
 }
+
+// The keeper shares the lock: should this process be killed meanwhile, nobody else starts or stops the
+// service before its start has come to an end and is on record.
+int StartKept(const std::string &name, const FileUpdate &record) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return QLIB_ERR_SERVICE_START;
+    const UniqueFd answer(ends[0]);
+    UniqueFd keepers(ends[1]);
+    const std::optional<pid_t> pid = zafo::StartClean({zafo::kServiceKeeper, name}, STDERR_FILENO,
+                                                      {keepers.Get(), record.Lock()});
+    if (!pid) return QLIB_ERR_OPEN_FAILED;
+    keepers.Reset(-1);
+    // It goes on as somebody else's child.
+    zafo::AwaitChild(*pid);
+    return ReadAnswer(answer.Get()).value_or(QLIB_ERR_SERVICE_START);
+}
+
+int Start(const std::string &name) {
+    const std::optional<Service> service = DescribeService(name);
+    if (!service) return Fail(QLIB_ERR_OPEN_FAILED);
+    if (QLIBServiceIsEnabled(name.c_str()) == 0 || !zafo::MakeServiceRecords()) {
+        return Fail(QLIB_ERR_SERVICE_START);
+    }
+    FileUpdate record(RecordOfService(name));
+    if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_START);
+    if (RecordedProcess(record)) return 0;
+    if (const std::optional<Process> by_hand = FindServiceProcess(*service, record)) {
+        const bool done = WriteServiceRecord(record, {.service = *by_hand, .keeper = {}});
+        return done ? 0 : Fail(QLIB_ERR_SERVICE_START);
+    }
+    // What is left of an earlier run would be taken for this one's.
+    if (!RemoveFile(service->pid_file) || !RemoveFile(record.Path())) {
+        return Fail(QLIB_ERR_SERVICE_START);
+    }
+    const int error = service->restart ? StartKept(name, record) : StartAlone(*service, record);
+    return error == 0 ? 0 : Fail(error);
+}
+
+// --- Stopping -----------------------------------------------------------------
 
 bool HasEnded(int pidfd, seconds limit) {
     const auto end = steady_clock::now() + limit;
@@ -250,65 +164,43 @@ bool HasEnded(int pidfd, seconds limit) {
 bool End(const Process &process, int limit) {
     const UniqueFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
     if (!pidfd.IsOpen()) return errno == ESRCH;
-    const std::optional<zafo::ProcessFacts> facts = zafo::LivingProcess(process.pid);
-    if (!facts || facts->started != process.started) return true;
+    if (zafo::ProcessOf(process.pid) != process) return true;
     if (syscall(SYS_pidfd_send_signal, pidfd.Get(), SIGTERM, nullptr, 0) != 0) {
         return errno == ESRCH;
     }
     return HasEnded(pidfd.Get(), seconds(limit));
 }
 
-int Start(const std::string &name) {
-    const std::optional<Service> service = Describe(name);
-    if (!service) return Fail(QLIB_ERR_OPEN_FAILED);
-    if (QLIBServiceIsEnabled(name.c_str()) == 0 || !MakeRecords()) {
-        return Fail(QLIB_ERR_SERVICE_START);
-    }
-    FileUpdate record(RecordOf(name));
-    if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_START);
-    if (const std::optional<Process> process = FindProcess(*service, record)) {
-        return WriteRecord(record, process->pid) ? 0 : Fail(QLIB_ERR_SERVICE_START);
-    }
-    // What is left of an earlier run would be taken for this one's.
-    if (!Remove(service->pid_file) || !Remove(record.Path())) return Fail(QLIB_ERR_SERVICE_START);
-    const int result = RunWords(service->start);
-    if (result < 0) return -1;
-    const pid_t pid = result == 0 ? AwaitPidFile(*service) : 0;
-    return pid > 0 && WriteRecord(record, pid) ? 0 : Fail(QLIB_ERR_SERVICE_START);
-}
-
+// A keeper looks at the record before it starts the service again, under this lock: without the record
+// there is nothing for it to start, and it ends.
 int Stop(const std::string &name) {
-    const std::optional<Service> service = Describe(name);
+    const std::optional<Service> service = DescribeService(name);
     if (!service) return Fail(QLIB_ERR_OPEN_FAILED);
-    if (!MakeRecords()) return Fail(QLIB_ERR_SERVICE_STOP);
-    const FileUpdate record(RecordOf(name));
+    if (!zafo::MakeServiceRecords()) return Fail(QLIB_ERR_SERVICE_STOP);
+    const FileUpdate record(RecordOfService(name));
     if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_STOP);
-    const std::optional<Process> process = FindProcess(*service, record);
+    const std::optional<Process> process = FindServiceProcess(*service, record);
     if (process && !End(*process, service->stop_seconds)) return Fail(QLIB_ERR_SERVICE_STOP);
     bool had_run = process.has_value();
-    if (!Remove(service->pid_file, &had_run) || !Remove(record.Path(), &had_run)) {
+    if (!RemoveFile(service->pid_file, &had_run) || !RemoveFile(record.Path(), &had_run)) {
         return Fail(QLIB_ERR_SERVICE_STOP);
     }
-    if (had_run && !service->stopped.empty()) RunWords(service->stopped);
+    if (had_run && !service->stopped.empty()) zafo::RunClean(service->stopped);
     return 0;
 }
 
 // --- Enabling -----------------------------------------------------------------
 
-std::string SwitchOf(const std::string &name) {
-    return kSettings + name + ".enabled";
-}
-
 int Enable(const std::string &name) {
+    const std::filesystem::path path = SwitchOfService(name);
     std::error_code error;
-    std::filesystem::create_directories(kSettings, error);
-    const UniqueFd file(
-        open(SwitchOf(name).c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+    std::filesystem::create_directories(path.parent_path(), error);
+    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
     return file.IsOpen() ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
 }
 
 int Disable(const std::string &name) {
-    return Remove(SwitchOf(name)) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
+    return RemoveFile(SwitchOfService(name)) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
 }
 
 }  // namespace
@@ -337,7 +229,7 @@ int QLIBServiceIsEnabled(const char *szName) {
     }
     return OutOfMemoryIs(0, [=] {
         if (IsSystemdUnit(szName)) return Systemctl("is-enabled", szName) ? 1 : 0;
-        return access(SwitchOf(szName).c_str(), F_OK) == 0 ? 1 : 0;
+        return access(SwitchOfService(szName).c_str(), F_OK) == 0 ? 1 : 0;
     });
 }
 
@@ -347,7 +239,7 @@ int QLIBServiceEnable(const char *szName) {
         if (IsSystemdUnit(szName)) {
             return Systemctl("enable", szName) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
         }
-        return Describe(szName) ? Enable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
+        return DescribeService(szName) ? Enable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
     });
 }
 
@@ -357,6 +249,6 @@ int QLIBServiceDisable(const char *szName) {
         if (IsSystemdUnit(szName)) {
             return Systemctl("disable", szName) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
         }
-        return Describe(szName) ? Disable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
+        return DescribeService(szName) ? Disable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
     });
 }

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 namespace zafo {
 
@@ -136,6 +137,12 @@ FileUpdate::FileUpdate(const std::string &path)
     } while (result != 0 && lock_.IsOpen() && errno == EINTR);
     if (result != 0) error_ = QLIB_ERR_OPEN_FAILED;
 }
+
+FileUpdate::FileUpdate(const std::string &path, UniqueFd lock)
+    : path_(FollowLinks(path)),
+      lock_(std::move(lock)),
+      private_(StandsBelowPrivate(path) || StandsBelowPrivate(path_)),
+      error_(lock_.IsOpen() ? 0 : QLIB_ERR_OPEN_FAILED) {}
 
 int FileUpdate::Replace(std::string_view text, mode_t mode) {
     struct stat status {};

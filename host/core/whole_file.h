@@ -30,6 +30,13 @@ class FileUpdate {
     // Waits for the lock. On failure Error() is not 0.
     explicit FileUpdate(const std::string &path);
 
+    // Takes part in a lock that another process holds and has passed on: the file is free when
+    // both have let go.
+    FileUpdate(const std::string &path, UniqueFd lock);
+
+    // For a child that takes part.
+    int Lock() const { return lock_.Get(); }
+
     int Error() const { return error_; }
     const std::string &Path() const { return path_; }
 

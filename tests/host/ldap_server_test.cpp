@@ -3,6 +3,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <sstream>
+
 namespace zafo::test {
 namespace {
 
@@ -82,6 +87,28 @@ TEST_F(LdapServer, SpeaksNoTlsBefore12) {
     EXPECT_TRUE(connects("-tls1_2"));
     EXPECT_FALSE(connects("-tls1_1"));
     EXPECT_FALSE(connects("-tls1"));
+}
+
+// What the unit for systemd leaves the start program of root's rights.
+TEST_F(LdapServer, StartsWithTheRightsOfItsSystemdUnit) {
+    if (geteuid() != 0 || ServerAccount() == nullptr) GTEST_SKIP() << "this root has one account";
+    Configure();
+    const std::string unit = ReadFile("/usr/zafo/etc.defaults/systemd/ldap-server.service");
+    constexpr const char *kKey = "\nCapabilityBoundingSet=";
+    const size_t at = unit.find(kKey);
+    ASSERT_NE(at, std::string::npos);
+    std::istringstream names(unit.substr(at + std::strlen(kKey), unit.find('\n', at + 1) - at));
+    std::string set = "-all";
+    for (std::string name; names >> name && name.starts_with("CAP_");) {
+        std::ranges::transform(name, name.begin(), [](char c) { return std::tolower(c); });
+        set += ",+" + name.substr(4);
+    }
+    const rig::ProgramRun run = rig::RunProgram(
+        {"setpriv", "--no-new-privs", "--bounding-set", set, "--inh-caps=-all", "--", kStart});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(
+        rig::RunProgram({"ldapsearch", "-x", "-s", "base", "-H", "ldap://localhost"}).exit_code, 0);
+    Shell("kill $(</run/slapd.pid)");
 }
 
 TEST_F(LdapServer, RunsAsItsOwnUser) {

@@ -3,9 +3,11 @@
 // The server as a process: what keeps it from starting, a process that does not stop, and pid
 // files that name somebody else.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,6 +15,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -65,7 +68,16 @@ class Service : public NewMachineTest {
         EXPECT_EQ(LastCodes().platform, QLIB_ERR_SERVICE_START);
         EXPECT_EQ(ServerPid(), 0);
         EXPECT_FALSE(fs::exists(kPidFile));
-        EXPECT_THAT(ProcessesRunning("/usr/sbin/slapd"), IsEmpty());
+        EXPECT_THAT(ServersRunning(), IsEmpty());
+    }
+    // slapd's command line names its program without a folder.
+    static std::vector<int> ServersRunning() { return ProcessesRunning(kConfiguration); }
+    static bool ComesBackAfter(pid_t before) {
+        for (const auto end = Clock::now() + 20s; Clock::now() < end;) {
+            if (ServerPid() > 1 && ServerPid() != before) return true;
+            std::this_thread::sleep_for(10ms);
+        }
+        return false;
     }
 };
 
@@ -161,18 +173,59 @@ TEST_F(Service, ThatMayNotReadItsRulesDoesNotStart) {
     ExpectNotStarted();
 }
 
-TEST_F(Service, ThatDiesWithinTwoSecondsHasNotStarted) {
-    std::thread killer([] {
+// Ends the server as soon as it runs, after something else.
+std::thread Killer(const std::function<void()> &before) {
+    return std::thread([before] {
         for (const auto end = Clock::now() + 5s; Clock::now() < end;) {
             const int pid = ServerPid();
             std::this_thread::sleep_for(300ms);
-            if (pid > 1 && kill(pid, SIGKILL) == 0) return;
+            if (pid <= 1) continue;
+            before();
+            if (kill(pid, SIGKILL) == 0) return;
         }
     });
+}
+
+TEST_F(Service, ThatDiesWithinTwoSecondsAndCannotStartAgainHasNotStarted) {
+    const std::string configuration = FileContent(kConfiguration);
+    std::thread killer = Killer([] { WriteFile(kConfiguration, "nonsense\n"); });
+    EXPECT_EQ(Start(), -1);
+    killer.join();
+    EXPECT_EQ(ServerPid(), 0);
+    WriteFile(kConfiguration, configuration);
+    EXPECT_EQ(Start(), 0) << "what is left of it is in the way";
+}
+
+TEST_F(Service, ThatDiesWithinTwoSecondsWithoutRestartHasNotStarted) {
+    WriteFile(kSettings, "restart = no\n");
+    std::thread killer = Killer([] {});
     EXPECT_EQ(Start(), -1);
     killer.join();
     EXPECT_EQ(ServerPid(), 0);
     EXPECT_EQ(Start(), 0) << "what is left of it is in the way";
+}
+
+TEST_F(Service, ThatIsKilledIsBackOnItsDatabase) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t first = ServerPid();
+    kill(first, SIGKILL);
+    EXPECT_TRUE(ComesBackAfter(first));
+    EXPECT_EQ(Stop(), 0);
+    EXPECT_THAT(ServersRunning(), IsEmpty());
+}
+
+// A restore exchanges the database while it holds the lock on starts.
+TEST_F(Service, ThatIsKilledIsNotStartedBeneathARestore) {
+    ASSERT_EQ(Start(), 0);
+    const pid_t first = ServerPid();
+    const int lock = open("/var/run/ldap-server-start.lock", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(lock, 0);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    kill(first, SIGKILL);
+    std::this_thread::sleep_for(700ms);
+    EXPECT_THAT(ServersRunning(), IsEmpty());
+    close(lock);
+    EXPECT_TRUE(ComesBackAfter(first));
 }
 
 // It is asked to end, once and kindly, and ends when it can.

@@ -178,6 +178,30 @@ TEST(Judgement, AMissingOrSenselessPoolIsAnError) {
     EXPECT_EQ(JudgePool({.lowest = 5, .highest = 4}, "uid").result, StepResult::kFailed);
 }
 
+TEST(Judgement, CrashesAreAWarningForAWeek) {
+    constexpr std::time_t day = 24 * 3600, now = 1000 * day;
+    ServiceFacts facts{.known = true};
+    EXPECT_EQ(JudgeCrashes(facts, now).result, StepResult::kOk);
+    facts.ends = 3;
+    facts.how = "signal 11 (Segmentation fault)";
+    facts.first = now - 20 * day;
+    facts.last = now - 7 * day;
+    EXPECT_EQ(JudgeCrashes(facts, now).result, StepResult::kWarning);
+    EXPECT_THAT(JudgeCrashes(facts, now).detail,
+                testing::AllOf(HasSubstr("3 times"), HasSubstr("by signal 11")));
+    EXPECT_EQ(JudgeCrashes(facts, now + 1).result, StepResult::kOk);
+    facts.known = false;
+    EXPECT_EQ(JudgeCrashes(facts, now).result, StepResult::kSkipped);
+}
+
+TEST(Judgement, SystemdSaysHowOftenItStartedAUnitAgain) {
+    const ServiceFacts facts = FactsOfUnit("LoadState=loaded\nRestart=on-failure\nNRestarts=4\n");
+    EXPECT_TRUE(facts.StartsAgain());
+    EXPECT_EQ(facts.ends, 4);
+    EXPECT_EQ(JudgeCrashes(facts, 0).result, StepResult::kWarning);
+    EXPECT_FALSE(FactsOfUnit("LoadState=loaded\nRestart=no\nNRestarts=0\n").StartsAgain());
+}
+
 TEST(Judgement, CertificatesEndWithAWarningThirtyDaysBefore) {
     constexpr std::time_t day = 24 * 3600, now = 1000 * day;
     const auto judged = [](std::time_t ends) {

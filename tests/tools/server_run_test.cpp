@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -85,6 +86,8 @@ TEST_F(Server, HasItsStatus) {
     EXPECT_GT(status["database_bytes"], 4096);
     EXPECT_TRUE(status["since"].is_string());
     EXPECT_TRUE(status["certificate_ends"].is_string());
+    EXPECT_EQ(status["starts_again"], true);
+    EXPECT_EQ(status["crashes"], 0);
 }
 
 TEST_F(Server, TakesAccountsAtOnce) {
@@ -254,6 +257,37 @@ TEST_F(Server, IsChangedByOneProcessAtATime) {
         EXPECT_EQ(ServerLine(line).exit_code, 8) << line;
     close(lock);
     EXPECT_EQ(ServerLine("status").exit_code, 0);
+}
+
+TEST_F(Server, ThatCrashesIsCountedAndToldOf) {
+    const int before = ServerLineJson("status")["data"]["pid"];
+    kill(before, SIGSEGV);
+    const auto pid = [] { return Json::parse(ServerLine("status --json").out)["data"]["pid"]; };
+    for (int i = 0; i < 200 && (pid() == before || pid().is_null()); ++i)
+        usleep(50'000);
+    EXPECT_EQ(ServerLineJson("status")["data"]["crashes"], 1);
+    const Json found = Finding(ServerLineJson("check"), "crashes");
+    EXPECT_EQ(found["severity"], "warning");
+    EXPECT_THAT(found["cause"].get<std::string>(),
+                AllOf(HasSubstr("once"), HasSubstr("signal 11 (Segmentation fault)")));
+    std::filesystem::remove("/run/zafo-service/ldap-server.ends");
+}
+
+TEST_F(Server, WhoseKeeperHasGoneIsToldOfAndMended) {
+    std::ifstream record("/run/zafo-service/ldap-server");
+    std::string word;
+    for (int i = 0; i < 3; ++i)
+        record >> word;
+    kill(std::stoi(word), SIGKILL);
+    for (int i = 0; i < 200 && std::filesystem::exists("/proc/" + word); ++i)
+        usleep(10'000);
+    EXPECT_EQ(ServerLineJson("status")["data"]["starts_again"], false);
+    EXPECT_THAT(ServerLine("status").err, HasSubstr("nobody starts the server again"));
+    const Json found = Finding(ServerLineJson("check"), "restart");
+    EXPECT_EQ(found["severity"], "warning");
+    EXPECT_EQ(found["fix"], "zafoldapserver restart");
+    EXPECT_EQ(ServerLine("restart").exit_code, 0);
+    EXPECT_EQ(Finding(ServerLineJson("check"), "restart")["severity"], "ok");
 }
 
 TEST_F(Server, APoolThatIsNearlyUsedUpIsAWarning) {

@@ -23,6 +23,8 @@ constexpr Row kRows[] = {
     {"enabled", CheckEnabled},
     {"running", CheckRunning},
     {"answer", CheckAnswer},
+    {"restart", CheckRestart},
+    {"crashes", CheckCrashes},
     {"certificate-chain", CheckCertificateChain},
     {"certificate-names", CheckCertificateNames},
     {"certificate-end", CheckCertificateEnd},
@@ -57,7 +59,7 @@ CheckStep CheckSetUp(const LocalServer &server) {
 
 int CheckServer(Session &session) {
     NeedRoot(session);
-    CheckedServer checked{.session = session, .server = LookAtServer()};
+    CheckedServer checked{.session = session, .server = LookAtServer(), .service = LookAtService()};
     checked.certificate_file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     if (checked.server.SetUp())
         checked.census = TakeCensus({.administrator = checked.server.admin_dn});

@@ -81,21 +81,27 @@ LocalServer NeedServer() {
     return server;
 }
 
-// Field 22 of /proc/PID/stat: clock ticks after the machine's start. The second field, the
-// program's name, may hold blanks and brackets.
-std::optional<std::time_t> StartOf(int pid) {
+// Field 22 of /proc/PID/stat. The second field, the program's name, may hold blanks and brackets.
+std::optional<unsigned long long> StartTicksOf(int pid) {
     const std::string stat = WholeFile(fmt::format("/proc/{}/stat", pid));
     const size_t after_name = stat.rfind(')');
     if (after_name == std::string::npos) return std::nullopt;
     std::istringstream fields(stat.substr(after_name + 1));
     std::string field;
-    for (int number = 3; number <= 22 && fields >> field; ++number) {
-    }
+    for (int number = 3; number < 22; ++number)
+        fields >> field;
+    unsigned long long ticks = 0;
+    if (!(fields >> ticks)) return std::nullopt;
+    return ticks;
+}
+
+std::optional<std::time_t> StartOf(int pid) {
+    const std::optional<unsigned long long> ticks = StartTicksOf(pid);
     const std::string system = WholeFile("/proc/stat");
     const size_t boot = system.find("\nbtime ");
-    if (boot == std::string::npos || field.empty()) return std::nullopt;
+    if (boot == std::string::npos || !ticks) return std::nullopt;
     return std::strtoll(system.c_str() + boot + 7, nullptr, 10) +
-           std::strtoll(field.c_str(), nullptr, 10) / sysconf(_SC_CLK_TCK);
+           static_cast<std::time_t>(*ticks) / sysconf(_SC_CLK_TCK);
 }
 
 std::vector<ListenAddress> ParseListen(std::string_view urls) {

@@ -73,7 +73,8 @@ std::vector<Command> ServiceCommands() {
              "Shows the server's state without asking it. The exit code is 0 when it runs, 3 when "
              "it is stopped, 4 when it is not set up. Fields: state (running, stopped, not set "
              "up), pid, since, enabled, suffix, admin_dn, addresses, database_bytes (on disk), "
-             "certificate_ends.",
+             "certificate_ends, starts_again (somebody starts the server when it ends by itself), "
+             "crashes (how often it did).",
          .examples = {{"zafoldapserver status", "everything"},
                       {"zafoldapserver status --format plain --fields state", "one word"}},
          .exits = {3, 4}},
@@ -141,7 +142,10 @@ Command CheckCommand() {
         .description =
             "Makes these checks, also on a server that is stopped: set-up, configuration (slapd "
             "accepts it), access-rules (not changed by hand), enabled, running, answer (over "
-            "StartTLS with the saved connection \"root\"), certificate-chain (signed by the "
+            "StartTLS with the saved connection \"root\"), restart (somebody starts it again when "
+            "it "
+            "ends by itself), crashes (a warning for a week after one), certificate-chain (signed "
+            "by the "
             "authority that is trusted here), certificate-names (for this host and localhost), "
             "certificate-end and authority-end (a warning 30 days before), database-space (a "
             "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "

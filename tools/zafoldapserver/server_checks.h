@@ -8,6 +8,7 @@
 #include "tools/cli/check_steps.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/service_facts.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include <optional>
@@ -20,6 +21,7 @@ struct CheckedServer {
     LocalServer server = {};
     std::string certificate_file = {};  // empty: none in the configuration
     std::optional<DatabaseCensus> census = {};
+    ServiceFacts service = {};
 };
 
 CheckStep CheckConfigurationFile(CheckedServer &checked);
@@ -27,6 +29,9 @@ CheckStep CheckAccessRules(CheckedServer &checked);
 CheckStep CheckEnabled(CheckedServer &checked);
 CheckStep CheckRunning(CheckedServer &checked);
 CheckStep CheckAnswer(CheckedServer &checked);
+
+CheckStep CheckRestart(CheckedServer &checked);
+CheckStep CheckCrashes(CheckedServer &checked);
 
 CheckStep CheckCertificateChain(CheckedServer &checked);
 CheckStep CheckCertificateNames(CheckedServer &checked);
@@ -46,6 +51,7 @@ CheckStep CheckLastBackup(CheckedServer &checked);
 
 // The judgements behind them, on numbers alone.
 CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
+CheckStep JudgeCrashes(const ServiceFacts &service, std::time_t now);
 CheckStep JudgePool(const NumberCensus &numbers, std::string_view which);
 CheckStep JudgePasswords(const DatabaseCensus &census);
 CheckStep JudgeEnd(const std::string &whose, const std::string &subject, std::time_t ends,

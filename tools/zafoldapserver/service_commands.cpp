@@ -8,6 +8,7 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_paths.h"
+#include "tools/zafoldapserver/service_facts.h"
 
 #include "platform/error.h"
 #include "zafoldap/error.h"
@@ -27,7 +28,9 @@ const Fields kStatusFields = {{"state", "STATE"},
                               {"admin_dn", "ADMINISTRATOR"},
                               {"addresses", "ADDRESSES"},
                               {"database_bytes", "DATABASE"},
-                              {"certificate_ends", "CERTIFICATE ENDS"}};
+                              {"certificate_ends", "CERTIFICATE ENDS"},
+                              {"starts_again", "STARTS AGAIN"},
+                              {"crashes", "CRASHES"}};
 
 Json TextOrNull(const std::string &text) {
     return text.empty() ? Json() : Json(text);
@@ -39,23 +42,26 @@ Json SizeFor(const Session &session, std::optional<unsigned long long> size) {
     return session.Options().form == Form::kTable ? Json(SizeInWords(*size)) : Json(*size);
 }
 
-Json StatusOf(const Session &session, const LocalServer &server) {
+Json StatusOf(const Session &session, const LocalServer &server, const ServiceFacts &service) {
     Json addresses = Json::array();
     for (const ListenAddress &address : ListenAddresses())
         addresses.push_back(address.url);
     const auto since = server.pid > 0 ? StartOf(server.pid) : std::nullopt;
     const std::string file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     const auto certificate = file.empty() ? std::nullopt : ReadCertificateFile(file);
-    return {{"state", Name(server.state)},
-            {"pid", server.pid > 0 ? Json(server.pid) : Json()},
-            {"since", since ? Json(TimeText(*since)) : Json()},
-            {"enabled", server.enabled},
-            {"suffix", TextOrNull(server.suffix)},
-            {"admin_dn", TextOrNull(server.admin_dn)},
-            {"addresses", addresses},
-            {"database_bytes", SizeFor(session, AllocatedSize(kDataFile))},
-            {"certificate_ends",
-             certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()}};
+    return {
+        {"state", Name(server.state)},
+        {"pid", server.pid > 0 ? Json(server.pid) : Json()},
+        {"since", since ? Json(TimeText(*since)) : Json()},
+        {"enabled", server.enabled},
+        {"suffix", TextOrNull(server.suffix)},
+        {"admin_dn", TextOrNull(server.admin_dn)},
+        {"addresses", addresses},
+        {"database_bytes", SizeFor(session, AllocatedSize(kDataFile))},
+        {"certificate_ends",
+         certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()},
+        {"starts_again", service.known && server.Running() ? Json(service.StartsAgain()) : Json()},
+        {"crashes", service.known ? Json(service.ends) : Json()}};
 }
 
 // What a command comes to: for a program as data, for a person as a sentence.
@@ -136,7 +142,9 @@ int RestartServer(Session &session) {
 int ShowServerStatus(Session &session) {
     constexpr int kExitCodes[] = {0, 3, 4};  // by state
     const LocalServer server = LookAtServer();
-    PrintRecord(session.streams, session.document, kStatusFields, StatusOf(session, server));
+    const ServiceFacts service = LookAtService();
+    PrintRecord(session.streams, session.document, kStatusFields,
+                StatusOf(session, server, service));
     if (!server.readable)
         session.streams.Note(
             fmt::format("{} can be read by root only: run this with sudo", kSlapdConf));
@@ -144,6 +152,9 @@ int ShowServerStatus(Session &session) {
         session.streams.Note("zafoldapserver enable --suffix dc=… sets the server up");
     if (server.state == ServerState::kStopped)
         session.streams.Note("zafoldapserver start starts it");
+    if (server.Running() && service.known && !service.StartsAgain())
+        session.streams.Note(
+            "nobody starts the server again if it ends by itself; zafoldapserver check says why");
     return kExitCodes[static_cast<int>(server.state)];
 }
 

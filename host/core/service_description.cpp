@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/core/service_description.h"
+
+#include "host/core/section_text.h"
+#include "host/core/whole_file.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <system_error>
+
+namespace zafo {
+
+namespace {
+
+constexpr const char *kDescriptions = "/usr/zafo/etc.defaults/service/";
+constexpr const char *kSettings = "/usr/zafo/etc/service/";
+
+constexpr int kStopSeconds = 30;
+constexpr int kMostStopSeconds = 3600;
+
+std::vector<std::string> WordsOf(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t";
+    std::vector<std::string> words;
+    for (;;) {
+        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+        if (text.empty()) return words;
+        words.emplace_back(text.substr(0, text.find_first_of(kBlanks)));
+        text.remove_prefix(words.back().size());
+    }
+}
+
+int StopSecondsOf(const std::string &text) {
+    int number = 0;
+    const char *end = text.data() + text.size();
+    const auto [at, error] = std::from_chars(text.data(), end, number);
+    const bool valid = error == std::errc() && at == end && number > 0;
+    return valid ? std::min(number, kMostStopSeconds) : kStopSeconds;
+}
+
+// The pairs of both files, those of the appliance's own settings first.
+std::optional<Pairs> ReadDescription(const std::string &name) {
+    std::string text;
+    const ReadResult own = ReadWhole(kSettings + name + ".conf", &text);
+    if (own != ReadResult::kDone && own != ReadResult::kAbsent) return {};
+    Pairs pairs = own == ReadResult::kDone ? PlainPairs(text) : Pairs();
+    if (ReadWhole(kDescriptions + name + ".conf", &text) != ReadResult::kDone) return {};
+    Pairs defaults = PlainPairs(text);
+    pairs.merge(defaults);
+    return pairs;
+}
+
+}  // namespace
+
+bool IsServiceName(const char *name) {
+    return name != nullptr && *name != '\0' && *name != '.' && *name != '-' &&
+           std::string_view(name).find_first_of("/ \t\r\n") == std::string_view::npos;
+}
+
+std::optional<Service> DescribeService(const std::string &name) {
+    std::optional<Pairs> pairs = ReadDescription(name);
+    if (!pairs) return {};
+    Service service;
+    service.start = WordsOf((*pairs)["start"]);
+    service.stopped = WordsOf((*pairs)["stopped"]);
+    service.program = (*pairs)["program"];
+    service.pid_file = (*pairs)["pid_file"];
+    service.stop_seconds = StopSecondsOf((*pairs)["stop_seconds"]);
+    service.restart = (*pairs)["restart"] == "yes";
+    if (service.start.empty() || !service.pid_file.starts_with('/')) return {};
+    return service;
+}
+
+std::string SwitchOfService(const std::string &name) {
+    return kSettings + name + ".enabled";
+}
+
+}  // namespace zafo

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The checks of what becomes of a server that ends by itself.
+#include "tools/zafoldapserver/server_checks.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr std::time_t kDay = 24 * 3600;
+
+// A crash is worth a warning for so long.
+constexpr std::time_t kWorrying = 7 * kDay;
+
+std::string Times(long long count) {
+    return count == 1 ? "once" : fmt::format("{} times", count);
+}
+
+std::string WhatToDo(const ServiceFacts &service) {
+    return fmt::format(
+        "apt-get install --only-upgrade slapd; {} shows each time; who may log in can end a slapd "
+        "that has such a fault",
+        service.systemd ? "journalctl -u ldap-server"
+                        : fmt::format("grep zafo-service-keeper {}", kSystemLog));
+}
+
+}  // namespace
+
+CheckStep CheckRestart(CheckedServer &checked) {
+    const ServiceFacts &service = checked.service;
+    if (!checked.server.Running()) return Skipped("the server does not run");
+    if (!service.known) return Skipped("this platform does not say who starts the server again");
+    if (!service.wanted)
+        return Warned(
+            "nobody starts the server again if it ends by itself: its settings do not "
+            "want it",
+            service.systemd ? "set Restart=on-failure: systemctl edit ldap-server.service"
+                            : fmt::format("set restart = yes in {}, then zafoldapserver restart",
+                                          kServiceSettings));
+    if (!service.StartsAgain())
+        return Warned(
+            "nobody starts the server again if it ends by itself: its keeper has ended, "
+            "or it was started by hand",
+            "zafoldapserver restart");
+    return Good(service.systemd ? "systemd starts the server again if it ends by itself"
+                                : fmt::format("process {} starts the server again if it ends by "
+                                              "itself",
+                                              service.keeper));
+}
+
+CheckStep JudgeCrashes(const ServiceFacts &service, std::time_t now) {
+    if (!service.known) return Skipped("this platform does not count them");
+    if (service.ends == 0) return Good("the server has not ended by itself");
+    std::string cause =
+        fmt::format("the server ended by itself {}{}", Times(service.ends),
+                    service.systemd ? " since its unit was started" : " and was started again");
+    if (service.first && service.ends > 1) cause += " since " + TimeText(*service.first);
+    if (service.last)
+        cause += fmt::format("; the last time {}, by {}", TimeText(*service.last), service.how);
+    if (service.last && now - *service.last > kWorrying) return Good(std::move(cause));
+    return Warned(std::move(cause), WhatToDo(service));
+}
+
+CheckStep CheckCrashes(CheckedServer &checked) {
+    return JudgeCrashes(checked.service, std::time(nullptr));
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldapserver/service_facts.h"
+
+#include "tools/zafoldapserver/local_server.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include "platform/file.h"
+#include "platform/process.h"
+#include "platform/szhash.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr const char *kSystemdRuns = "/run/systemd/system";
+constexpr const char *kSystemctl = "/usr/bin/systemctl";
+constexpr const char *kUnit = "ldap-server.service";
+constexpr const char *kRecords = "/run/zafo-service";
+constexpr const char *kRecord = "/run/zafo-service/ldap-server";
+constexpr const char *kEnds = "/run/zafo-service/ldap-server.ends";
+
+class PairFile {
+  public:
+    // Of several files the pairs of the last go first. An absent one has none.
+    void Read(const char *path) { QLIBCFileGetPair(path, pairs_.get()); }
+
+    std::string_view Text(const char *key) const {
+        const char *value = QLIBCSzHashGetValue(pairs_.get(), key);
+        return value == nullptr ? "" : value;
+    }
+    std::optional<long long> Number(const char *key) const {
+        const std::string_view text = Text(key);
+        long long number = 0;
+        const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        if (error != std::errc() || at != text.data() + text.size()) return std::nullopt;
+        return number;
+    }
+
+  private:
+    struct Free {
+        void operator()(QLIBSZHASH *pairs) const { QLIBCSzHashFree(pairs); }
+    };
+    static QLIBSZHASH *New() {
+        QLIBSZHASH *pairs = QLIBCSzHashAlloc(8);
+        if (pairs == nullptr) throw std::bad_alloc();
+        return pairs;
+    }
+    std::unique_ptr<QLIBSZHASH, Free> pairs_{New()};
+};
+
+std::string SignalInWords(long long signal) {
+    const char *name = sigdescr_np(static_cast<int>(signal));
+    return name == nullptr ? fmt::format("signal {}", signal)
+                           : fmt::format("signal {} ({})", signal, name);
+}
+
+// The fourth number is the start time of the process that the third one means.
+int LivingKeeper() {
+    std::ifstream file(kRecord);
+    int service = 0;
+    int keeper = 0;
+    unsigned long long started = 0;
+    unsigned long long keeper_started = 0;
+    if (!(file >> service >> started >> keeper >> keeper_started)) return 0;
+    return QLIBCProcAlive(keeper) == 1 && StartTicksOf(keeper) == keeper_started ? keeper : 0;
+}
+
+ServiceFacts FactsOfRecords() {
+    ServiceFacts facts;
+    std::error_code error;
+    facts.known = std::filesystem::is_directory(kRecords, error);
+    PairFile settings;
+    settings.Read(kServiceDefaults);
+    settings.Read(kServiceSettings);
+    facts.wanted = settings.Text("restart") == "yes";
+    facts.keeper = LivingKeeper();
+    PairFile ends;
+    ends.Read(kEnds);
+    facts.ends = ends.Number("count").value_or(0);
+    if (const auto first = ends.Number("first")) facts.first = static_cast<std::time_t>(*first);
+    if (const auto last = ends.Number("last")) facts.last = static_cast<std::time_t>(*last);
+    if (const auto signal = ends.Number("signal")) facts.how = SignalInWords(*signal);
+    if (const auto code = ends.Number("exit_code")) facts.how = fmt::format("exit code {}", *code);
+    return facts;
+}
+
+// Empty where systemd does not run, or has no such unit.
+std::string AskSystemd() {
+    std::string answer;
+    std::error_code error;
+    if (!std::filesystem::is_directory(kSystemdRuns, error)) return answer;
+    FILE *stream = QLIBCPopen(kSystemctl, "r", "show", "--property=LoadState,Restart,NRestarts",
+                              kUnit, static_cast<char *>(nullptr));
+    if (stream == nullptr) return answer;
+    char part[512];
+    for (size_t n = 0; (n = std::fread(part, 1, sizeof part, stream)) > 0;)
+        answer.append(part, n);
+    QLIBCPclose(stream);
+    if (answer.find("LoadState=loaded") == std::string::npos) answer.clear();
+    return answer;
+}
+
+}  // namespace
+
+ServiceFacts FactsOfUnit(const std::string &answer) {
+    ServiceFacts facts{.systemd = true, .known = true};
+    std::istringstream lines(answer);
+    for (std::string line; std::getline(lines, line);) {
+        const size_t equals = line.find('=');
+        if (equals == std::string::npos) continue;
+        const std::string name = line.substr(0, equals);
+        const std::string value = line.substr(equals + 1);
+        if (name == "Restart") facts.wanted = value == "on-failure" || value == "always";
+        if (name == "NRestarts")
+            std::from_chars(value.data(), value.data() + value.size(), facts.ends);
+    }
+    return facts;
+}
+
+ServiceFacts LookAtService() {
+    const std::string unit = AskSystemd();
+    return unit.empty() ? FactsOfRecords() : FactsOfUnit(unit);
+}
+
+}  // namespace zafo::cli
