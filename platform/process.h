@@ -35,6 +35,9 @@ ZAFO_API int QLIBCPclose(FILE *pStream);
  * waits. An argument that begins with "/" and ends in "/" followed by "*" is
  * replaced by the entries of that folder, dot files included; unchanged when
  * there are none. Standard output goes to /dev/null.
+ * The host platform runs "/bin/mount" with two arguments, none of them an option, as an NFS mount without
+ * programs, set-id bits and devices ("-t nfs -o nosuid,nodev,noexec"): a file, folder or
+ * device for a source fails.
  * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened; else
  * the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,

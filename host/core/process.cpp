@@ -6,6 +6,7 @@
 #include "platform/process.h"
 
 #include "host/core/fail.h"
+#include "host/core/mount_words.h"
 #include "host/core/proc_file.h"
 #include "host/core/unique_fd.h"
 
@@ -314,6 +315,7 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
             for (std::string &word : *expanded)
                 words.push_back(std::move(word));
         }
+        zafo::RestrictMount(szPath, &words);
         std::vector<char *> argv{Argument(szPath)};
         for (const std::string &word : words)
             argv.push_back(Argument(word.c_str()));
