@@ -19,9 +19,8 @@ bool IsLetterOrDigit(char c) {
 // A host name or an IPv4 address. One label is enough: names are often local ones.
 bool IsHostName(std::string_view host) {
     return !host.empty() && host.size() <= kLongestHost && IsLetterOrDigit(host.front()) &&
-           std::ranges::all_of(host, [](char c) {
-               return IsLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
-           });
+           std::ranges::all_of(
+               host, [](char c) { return IsLetterOrDigit(c) || c == '.' || c == '-' || c == '_'; });
 }
 
 // "[fe80::1%eth0]"
@@ -48,19 +47,20 @@ bool HasControl(std::string_view text) {
 }
 
 bool HasParent(std::string_view path) {
-    for (size_t at = path.find("/.."); at != std::string_view::npos; at = path.find("/..", at + 1)) {
+    for (size_t at = path.find("/.."); at != std::string_view::npos;
+         at = path.find("/..", at + 1)) {
         if (at + 3 == path.size() || path[at + 3] == '/') return true;
     }
     return false;
 }
 
 const char *FaultOfPath(std::string_view path) {
-    return HasControl(path)                               ? "it holds control characters"
-           : path.size() > kLongestPath                   ? "the path is too long"
-           : path.find('#') != std::string_view::npos     ? "the path holds \"#\""
-           : path.find("//") != std::string_view::npos    ? "the path holds \"//\""
-           : HasParent(path)                              ? "the path holds \"..\""
-                                                          : nullptr;
+    return HasControl(path)                            ? "it holds control characters"
+           : path.size() > kLongestPath                ? "the path is too long"
+           : path.find('#') != std::string_view::npos  ? "the path holds \"#\""
+           : path.find("//") != std::string_view::npos ? "the path holds \"//\""
+           : HasParent(path)                           ? "the path holds \"..\""
+                                                       : nullptr;
 }
 
 }  // namespace

@@ -48,8 +48,9 @@ class Mounting : public testing::Test {
 TEST_F(Mounting, RefusesWhatIsNoNetworkExportBeforeAnythingIsMade) {
     const std::string bell = "nas:/homes\a";
     const std::string forged = "nas:/homes\nuser:1 all is well";
-    const std::string c1 = "nas:/homes\xC2\x9B"
-                           "2J";
+    const std::string c1 =
+        "nas:/homes\xC2\x9B"
+        "2J";
     for (const std::string &source : {std::string("/home/op/evil.img"),
                                       std::string("/etc"),
                                       std::string("/dev/sda1"),
