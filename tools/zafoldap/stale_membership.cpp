@@ -11,7 +11,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <charconv>
 
 namespace zafo::cli {
 
@@ -34,18 +33,6 @@ std::string UserOfValue(size_t attribute, std::string_view value) {
 Account GroupOf(const Entry &entry) {
     const std::string_view name = FirstValue(entry, kGroupKind.name_attr);
     return {std::string(name.empty() ? entry.dn : name), std::string(entry.dn)};
-}
-
-// A character behind a backslash, or a byte in hexadecimal; gives how many characters it took.
-size_t TakeEscaped(std::string_view text, std::string &value) {
-    unsigned int byte = 0;
-    const char *const digits = text.data() + 1;
-    if (text.size() > 2 && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
-        value += static_cast<char>(byte);
-        return 3;
-    }
-    if (text.size() > 1) value += text[1];
-    return 2;
 }
 
 // A group of another kind (groupOfNames) has no name that the programs know it by.
@@ -102,35 +89,6 @@ std::string RemovalOf(const AccountDirectory &directory, const std::vector<Namin
 }
 
 }  // namespace
-
-std::string UserOfDn(std::string_view dn) {
-    constexpr std::string_view kAttribute = "uid=";
-    if (Folded(dn.substr(0, kAttribute.size())) != kAttribute) return {};
-    std::string value;
-    for (size_t i = kAttribute.size(); i < dn.size() && dn[i] != ',' && dn[i] != '+';) {
-        if (dn[i] == '\\') {
-            i += TakeEscaped(dn.substr(i), value);
-        } else {
-            value += dn[i++];
-        }
-    }
-    return value;
-}
-
-size_t EndOfRdn(std::string_view dn) {
-    size_t i = 0;
-    while (i < dn.size() && dn[i] != ',')
-        i += dn[i] == '\\' ? 2 : 1;
-    return std::min(i, dn.size());
-}
-
-std::string Folded(std::string_view name) {
-    std::string folded(name);
-    std::ranges::transform(folded, folded.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return folded;
-}
 
 std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,
                                           const std::string &name, const std::string &dn,

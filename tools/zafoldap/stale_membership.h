@@ -4,6 +4,7 @@
 // "Directory Operators" too, without anybody having said so.
 #pragma once
 
+#include "tools/cli/ldap_dn.h"
 #include "tools/zafoldap/account_change.h"
 
 #include <functional>
@@ -17,16 +18,7 @@ namespace zafo::cli {
 // The attributes by which groups list members: by name, and by DN.
 inline constexpr const char *kMemberAttributes[] = {"memberUid", "member", "uniqueMember"};
 
-// The user whom the DN of a member names: the value of "uid" in its first RDN; empty: none.
-std::string UserOfDn(std::string_view dn);
-
-// Where the first RDN of a DN ends: at the comma, or at the end.
-size_t EndOfRdn(std::string_view dn);
-
-// Letters of ASCII as small ones: directories do not tell users' names apart by them.
-std::string Folded(std::string_view name);
-
-// The same for somebody who is still to be made, or to get this name: throws Failure
+// The groups that list somebody who is still to be made, or to get this name, in one search: throws Failure
 // ("memberships_left") unless the command line has --keep-memberships. `wanted`: groups that
 // may list it.
 std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,

@@ -23,6 +23,7 @@ constexpr Row kRows[] = {
     {"enabled", CheckEnabled},
     {"running", CheckRunning},
     {"answer", CheckAnswer},
+    {"operators", CheckOperators},
     {"certificate-chain", CheckCertificateChain},
     {"certificate-names", CheckCertificateNames},
     {"certificate-end", CheckCertificateEnd},
