@@ -77,7 +77,7 @@ TEST_F(HostileAccounts, ANewUserDoesNotInheritAMembership) {
     for (const std::string &listed :
          {std::string("memberUid: anna\n"), "member: " + UserDN("anna") + "\n",
           "uniqueMember: " + UserDN("anna") + "\n",
-          "memberUid: anna\nmember: uid=Anna,ou=elsewhere,dc=example,dc=com\n"}) {
+          std::string("memberUid: anna\nmember: uid=Anna,ou=elsewhere,dc=example,dc=com\n")}) {
         SCOPED_TRACE(listed);
         AddGroup("Directory Operators", 1500009, listed);
         for (const char *dry : {"", " -n"}) {
@@ -186,7 +186,8 @@ TEST_F(HostileAccounts, IdCheckNamesAccountsOfSystems) {
     AddGroup("docker", 5001);
     AddGroup("low", 42);
     std::map<std::string, std::string> details;
-    for (const Json &step : LineJson("id check", 1)["data"])
+    const Json check = LineJson("id check", 1);
+    for (const Json &step : check["data"])
         details[step["step"]] =
             step["result"].get<std::string>() + ": " + step["detail"].get<std::string>();
     EXPECT_EQ(details["uid system"], "failed: a system's own: 33 of low");
