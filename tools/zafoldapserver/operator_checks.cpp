@@ -30,7 +30,7 @@ class OperatorGroup {
 
     const std::string &Dn() const { return dn_; }
 
-    // Whom it lists, folded, each once; nothing: there is no such group.
+    // Whom it lists, each once; nothing: there is no such group.
     std::optional<std::vector<std::string>> Members() {
         std::vector<std::string> names;
         try {
@@ -43,7 +43,7 @@ class OperatorGroup {
             for (const Attribute &attribute : entry->attributes) {
                 const bool by_name = Folded(attribute.name) == "memberuid";
                 for (std::string_view value : attribute.values)
-                    names.push_back(Folded(by_name ? std::string(value) : UserOfDn(value)));
+                    names.push_back(by_name ? std::string(value) : UserOfDn(value));
             }
         } catch (const Failure &failure) {
             if (failure.ldap_code == kNoSuchObject) return std::nullopt;
@@ -71,7 +71,7 @@ class OperatorGroup {
         }
         std::erase_if(names, [&](const std::string &name) {
             return std::ranges::any_of(
-                found_, [&](const std::string &user) { return Folded(user) == name; });
+                found_, [&](const std::string &user) { return Folded(user) == Folded(name); });
         });
         return names;
     }
@@ -83,6 +83,13 @@ class OperatorGroup {
     std::string dn_;
     std::vector<std::string> found_ = {};
 };
+
+// Of the first; the next check shows the next one.
+std::string RemovalOf(const std::string &name) {
+    const bool quotable = name.find('\'') == std::string::npos && OneLine(name) == name;
+    return fmt::format("zafoldap member remove 'Directory Operators' {}",
+                       quotable ? "'" + name + "'" : "NAME");
+}
 
 }  // namespace
 
@@ -106,7 +113,7 @@ CheckStep CheckOperators(CheckedServer &checked) {
                 "the directory",
                 OneLine(fmt::format("{}", fmt::join(missing, ", "))),
                 missing.size() == 1 ? "is not" : "are not"),
-            fmt::format("zafoldap member remove 'Directory Operators' NAME, for each"));
+            RemovalOf(missing.front()));
     } catch (const Failure &failure) {
         if (failure.exit_code == 130) throw;
         return Skipped(fmt::format("the server does not say: {}", failure.message));

@@ -141,7 +141,9 @@ Command CheckCommand() {
         .description =
             "Makes these checks, also on a server that is stopped: set-up, configuration (slapd "
             "accepts it), access-rules (not changed by hand), enabled, running, answer (over "
-            "StartTLS with the saved connection \"root\"), certificate-chain (signed by the "
+            "StartTLS with the saved connection \"root\"), operators (the group Directory "
+            "Operators "
+            "is there, and lists nobody who is not), certificate-chain (signed by the "
             "authority that is trusted here), certificate-names (for this host and localhost), "
             "certificate-end and authority-end (a warning 30 days before), database-space (a "
             "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
