@@ -46,6 +46,9 @@ ZAFO_API int QLIBCPclose(FILE *pStream);
  * there are none. Standard output goes to /dev/null. A copy by "/bin/cp" into a folder that
  * another user owns is made with no more than that user's rights, also when the caller is root:
  * the owner can have it follow any link.
+ * The host platform runs "/bin/mount" with two arguments, none of them an option, as an NFS mount without
+ * programs, set-id bits and devices ("-t nfs -o nosuid,nodev,noexec"): a file, folder or
+ * device for a source fails.
  * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened,
  * with 0x0200 for want of memory; else the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,

@@ -83,14 +83,17 @@ ZAFO_API int ZAFOUserGetLocal(const char *szName, ZAFOUSER **ppUser);
 ZAFO_API int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser);
 
 /* Makes one local user; `nFlags` must be 0. No home folder is made.
- *   szName     at most 32 bytes, without ":" "," "/" "=" and control characters, no number
+ *   szName     at most 32 bytes, without ":" "," "/" "=" and unfit characters, no number. Unfit are control
+ *              characters of ASCII and Latin-1, line separators, and those that turn the direction of text
+ *   szFullname any text; a GECOS field has blanks for ":", "," and unfit characters
  *   szPasswd   a hash of crypt(5), with or without "{crypt}" before it in any letter case; anything else,
  *              NULL too, locks the password
  *   pw_uid     an ordinary user's number that is free
  *   pw_gid     an ordinary group of "/etc/group", or its group "users"
- *   pw_dir, pw_shell   absolute paths; NULL or empty: as for useradd(8)
+ *   pw_dir, pw_shell   absolute paths without ":" and unfit characters; NULL or empty: as for useradd(8)
  *   nExpire    0 or less: never
  *   blDisallowChangePasswd   1: the least age of the password is 100000 days
+ * A line of "/etc/passwd" has at most 1023 bytes, which is what shadow-utils read; longer ones are refused.
  * The account is there wholly or not at all, also when the process is killed; hashes and settings that
  * an earlier user of the name has left are removed. pResult (may be NULL) counts what came of it.
  * 0; -1 with 0x0D00 (a value is refused, or name or number are taken), 0x1800 (no such primary

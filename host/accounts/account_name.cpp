@@ -11,9 +11,27 @@ constexpr size_t kLongestName = 32;
 constexpr std::string_view kSeparators = ":,/=";
 constexpr std::string_view kNotFirst = " -+~#;[!*";
 
-bool IsControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < ' ' || byte == 0x7F;
+bool HasUnfit(std::string_view text) {
+    while (!text.empty()) {
+        const TextPiece piece = PieceOf(text);
+        if (piece.unfit) return true;
+        text.remove_prefix(piece.length);
+    }
+    return false;
+}
+
+bool IsContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+// How many bytes a character has that begins with this one; 1 for what begins none.
+size_t LengthFrom(unsigned char first) {
+    return first >= 0xF0 && first < 0xF8 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 1;
+}
+
+bool IsUnfit(char32_t c) {
+    return c < U' ' || (c >= 0x7F && c < 0xA0) || c == 0x061C || c == 0x200E || c == 0x200F ||
+           (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
 
 bool IsNumber(std::string_view text) {
@@ -22,16 +40,27 @@ bool IsNumber(std::string_view text) {
 
 }  // namespace
 
+TextPiece PieceOf(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const size_t length = LengthFrom(first);
+    if (length == 1 || first >= 0xF8 || length > text.size() ||
+        !std::all_of(text.begin() + 1, text.begin() + static_cast<long>(length), IsContinuation))
+        return {1, IsUnfit(first)};
+    char32_t c = first & (0xFFU >> (length + 1));
+    for (size_t i = 1; i < length; ++i)
+        c = (c << 6U) | (static_cast<unsigned char>(text[i]) & 0x3FU);
+    return {length, IsUnfit(c)};
+}
+
 bool IsAccountName(std::string_view name) {
     return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
            !IsNumber(name) && kNotFirst.find(name.front()) == std::string_view::npos &&
            name.back() != ' ' && name.find_first_of(kSeparators) == std::string_view::npos &&
-           std::none_of(name.begin(), name.end(), IsControl);
+           !HasUnfit(name);
 }
 
 bool IsField(std::string_view text) {
-    return text.find(':') == std::string_view::npos &&
-           std::none_of(text.begin(), text.end(), IsControl);
+    return text.find(':') == std::string_view::npos && !HasUnfit(text);
 }
 
 bool IsPathField(std::string_view path) {

@@ -7,6 +7,7 @@
 
 #include "host/core/copy_owner.h"
 #include "host/core/fail.h"
+#include "host/core/mount_words.h"
 #include "host/core/proc_file.h"
 #include "host/core/secret_arguments.h"
 #include "host/core/unique_fd.h"
@@ -376,7 +377,10 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
             if (argument == nullptr) break;
             if (!Expand(argument, paths, given)) return StartFailed(szPath, errno);
         }
-        const std::vector<std::string> words = zafo::WithSafeRights({given.begin(), given.end()});
+        std::vector<std::string> words(given.begin() + 1, given.end());
+        zafo::RestrictMount(szPath, &words);
+        words.insert(words.begin(), szPath);
+        words = zafo::WithSafeRights(std::move(words));
         std::vector<char *> argv;
         for (const std::string &word : words)
             argv.push_back(Argument(word.c_str()));

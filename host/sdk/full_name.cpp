@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sdk/full_name.h"
 
-#include <algorithm>
+#include "host/accounts/account_name.h"
 
 namespace zafo {
 
-namespace {
-
-bool EndsAField(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return c == ',' || c == ':' || byte < ' ' || byte == 0x7F;
-}
-
-}  // namespace
-
 std::string GecosOf(std::string_view full_name) {
-    std::string gecos(full_name);
-    std::replace_if(gecos.begin(), gecos.end(), EndsAField, ' ');
+    std::string gecos;
+    while (!full_name.empty()) {
+        const TextPiece piece = PieceOf(full_name);
+        const bool ends_field = full_name.front() == ',' || full_name.front() == ':';
+        if (ends_field || piece.unfit) {
+            gecos += ' ';
+        } else {
+            gecos += full_name.substr(0, piece.length);
+        }
+        full_name.remove_prefix(piece.length);
+    }
     return gecos;
 }
 

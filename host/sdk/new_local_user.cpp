@@ -113,6 +113,9 @@ int Create(const ZAFOUSER &user) {
         return zafo::Refuse("user", user.szName, unfit, QLIB_ERR_BAD_ARGUMENT);
     }
     const zafo::NewUserDefaults defaults = zafo::ReadNewUserDefaults();
+    if (PasswdLine(user, defaults).size() > zafo::kLongestLine) {
+        return zafo::Refuse("user", user.szName, "its line is too long", QLIB_ERR_BAD_ARGUMENT);
+    }
     const zafo::AccountLock lock;
     if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;
     std::string passwd;

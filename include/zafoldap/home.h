@@ -8,6 +8,15 @@
  * before every "$", blank and "&" of the path. Folders are made by mounting
  * HOST:PATH on "/zafoldaphomefolder.PID" with "/bin/mount"; every mount is undone
  * in the same call. The caller is root.
+ *
+ * What is mounted is what a directory says, and root mounts it: a disk image or a folder of this machine
+ * would be whatever somebody with write access to the directory wants it to be. So nothing but an NFS
+ * export is mounted, and what is not HOST:/PATH is refused before anything is made or run:
+ *   HOST   a host name or IPv4 address (letters, digits, ".", "-", "_"; the first a letter or digit; at
+ *          most 253), or an IPv6 address in brackets, with or without "%" and a zone
+ *   PATH   begins with "/", at most 4095 bytes, without "#", "//", a part "..", and control
+ *          characters; blanks, "$" and "&" are fine
+ * A list of hosts is refused too. Which server it is remains the directory's choice.
  */
 #ifndef ZAFOLDAP_HOME_H
 #define ZAFOLDAP_HOME_H
@@ -44,7 +53,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const
  * be mounted or made, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateEx(const char *szHomePath, const ZAFOUSER *pUser);
 
-/* Mounts `szHomePath` on the process's mount point, which is made. 0; -1, or 0x0D00. */
+/* Mounts `szHomePath` on the process's mount point, which is made.
+ * 0; -1, with 0x0D00 when it is not HOST:/PATH (see above; the log says why). */
 ZAFOLDAP_API int ZAFOLDAPNFSMount(const char *szHomePath);
 
 /* Unmounts it and removes the mount point. 0, or -1. */

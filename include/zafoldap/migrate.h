@@ -31,7 +31,9 @@ ZAFOLDAP_API int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost);
 
 /* Directory users to the local database. "{crypt}" hashes (RFC 2307 section 5.3, any letter case) are
- * kept; a user with any other password gets a random one, which nobody knows, and a line in the log.
+ * kept; a user with any other password gets one that is made of rand() and the time, hashed with MD5-crypt, and a
+ * line in the log: set another before the account matters, whoever has the hash can try out all of them.
+ * Names and numbers are taken as they are, a system's own too as far as the platform takes them.
  * With sambaSamAccount in the host's nSchema the Samba hashes go along with a kept password. A user
  * whose name or number is taken in the local database is passed over. When no more local accounts are
  * allowed the call ends with -1. Needs szLoginSuffix. */

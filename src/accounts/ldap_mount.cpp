@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "accounts/nfs_source.h"
 #include "frame/log.h"
+#include "platform/error.h"
 #include "platform/fs.h"
 #include "platform/process.h"
 
@@ -16,6 +18,16 @@ namespace {
 
 constexpr const char *kMountTool = "/bin/mount";
 constexpr const char *kUnmountTool = "/bin/umount";
+
+// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it may
+// hold lines of its own.
+bool IsNfs(const char *szHomePath) {
+    const char *szFault = zafo::FaultOfNfsSource(szHomePath);
+    if (szFault == nullptr) return true;
+    QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
+    ZAFO_LOG("nfs mount refused: %s. [0x%04X]", szFault, zafo::PlatformError());
+    return false;
+}
 
 }  // namespace
 
@@ -38,6 +50,7 @@ std::string HomeFolder(const char *szName) {
 
 int ZAFOLDAPNFSMount(const char *szHomePath) {
     if (szHomePath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
+    if (!IsNfs(szHomePath)) return -1;
 
     const zafo::MountPoint point;
     if (ZAFOFSMkdirP(point.path(), 0, 1, 0, 0, 0700) < 0) {

@@ -49,11 +49,12 @@ class Exports {
         return folder;
     }
 
-    // The words of each call of mount(8), quoted.
+    // The words of each call of mount(8), quoted; the host platform's own stand before the library's.
     static std::vector<std::string> Mounted() { return LinesOf(kCalls); }
     static std::string MountPoint() { return "/zafoldaphomefolder." + std::to_string(getpid()); }
     static std::string MountCall(const std::string &what) {
-        return "'/bin/mount' '" + what + "' '" + MountPoint() + "'";
+        return "'/bin/mount' '-t' 'nfs' '-o' 'nosuid,nodev,noexec' '" + what + "' '" +
+               MountPoint() + "'";
     }
 
   private:

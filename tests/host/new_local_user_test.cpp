@@ -207,6 +207,19 @@ TEST_F(NewLocalUser, KeepsAFullNameThatTheFileCannotHold) {
     EXPECT_EQ(Line("/etc/passwd", "root"), "root:x:0:0:root:/root:/bin/bash");
 }
 
+TEST_F(NewLocalUser, HasBlanksForWhatAFieldCannotShow) {
+    ASSERT_EQ(Add(With([](ZAFOUSER &user) {
+                  user.szFullname = const_cast<char *>(
+                      "a\u202Eb\xC2\x9B"
+                      "c\x9D"
+                      "d\xE9"
+                      "e\u00E9f\u4E2D");
+              })),
+              0);
+    EXPECT_THAT(Line("/etc/passwd", "bob"), HasSubstr(":a b c d\xE9"
+                                                      "e\u00E9f\u4E2D:"));
+}
+
 struct Refused {
     const char *what;
     const char *said;
@@ -242,6 +255,19 @@ const std::vector<Refused> &Refusals() {
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a:/b"); }},
         {"a home with a line break", "the home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a\nroot::0"); }},
+        {"a home with a control character of Latin-1", "the home folder",
+         [](ZAFOUSER &u) {
+             SetText(u.pw_dir,
+                     "/a\xC2\x9B"
+                     "2J");
+         }},
+        {"a home that reads backwards", "the home folder",
+         [](ZAFOUSER &u) { SetText(u.pw_dir, "/\u202Eanna"); }},
+        {"a line that shadow-utils take for damage", "its line is too long",
+         [](ZAFOUSER &u) {
+             static const std::string long_name(1000, 'n');
+             SetText(u.szFullname, long_name.c_str());
+         }},
         {"a relative home", "the home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
         {"a shell with a line break", "the login shell",
          [](ZAFOUSER &u) { SetText(u.pw_shell, "/bin/sh\nx"); }},
@@ -277,6 +303,14 @@ TEST_F(NewLocalUser, IsRefusedWithANameThatWouldBeReadAsSomethingElse) {
                              "a\nb",
                              "a\tb",
                              "\x7f",
+                             "a\xC2\x85"
+                             "b",
+                             "a\x9B"
+                             "b",
+                             "anna\u202E",
+                             "anna\u2066",
+                             "anna\u2028"
+                             "root",
                              " a",
                              "a ",
                              "#a",

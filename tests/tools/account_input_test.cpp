@@ -168,7 +168,8 @@ TEST_F(AccountInput, ADryRunShowsTheChangeAndMakesNone) {
     const std::pair<const char *, const char *> kRows[] = {
         {"user add bob --uid 1500002 --full-name Bob --groups staff --set 'title= x'",
          "# ok: the number 1500002 is free\n# ok: the primary group is users (1500000)\n# ok: "
-         "these groups exist: staff\n\ndn: uid=bob,cn=users,dc=example,dc=com\nchangetype: add\n"
+         "these groups exist: staff\n# ok: no other group lists bob\n\ndn: "
+         "uid=bob,cn=users,dc=example,dc=com\nchangetype: add\n"
          "uid: bob\ncn: bob\nuidNumber: 1500002\ngidNumber: 1500000\ngecos: Bob\nhomeDirectory: "
          "/home/bob\nloginShell: /bin/sh\nshadowExpire: -1\nshadowMin: 0\ntitle:: IHg=\n"},
         {"user edit anna --mail a@b --shell ''",

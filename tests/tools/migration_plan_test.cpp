@@ -18,14 +18,14 @@ Candidate User(const std::string &name, std::optional<std::uint32_t> number,
 }
 
 Target Local(std::optional<int> remained = std::nullopt) {
-    Target target{.local = true, .taken = TakenAccounts(/*fold_case=*/false)};
-    target.groups = {100};
+    Target target{.kind = kUserKind, .local = true, .taken = TakenAccounts(/*fold_case=*/false)};
+    target.groups = target.for_users = {100};
     target.remained = remained;
     return target;
 }
 
 Target Directory() {
-    Target target{.local = false, .taken = TakenAccounts(/*fold_case=*/true)};
+    Target target{.kind = kUserKind, .local = false, .taken = TakenAccounts(/*fold_case=*/true)};
     target.groups = {100};
     return target;
 }
@@ -92,11 +92,11 @@ TEST(MigrationPlan, TellsLettersApartOnThisSystemOnly) {
 
 TEST(MigrationPlan, EndsAtTheLimitForEverybodyAfterIt) {
     Target target = Local(1);
-    target.taken.Add("taken", 1);
+    target.taken.Add("taken", 2001);
     EXPECT_THAT(
-        Results({User("anna", 1000), User("taken", 2), User("bob", 1001), User("carl", 1002)},
+        Results({User("anna", 1000), User("taken", 2002), User("bob", 1001), User("carl", 1002)},
                 target),
-        ElementsAre("add", "the name is taken, with number 1", "no more local users are allowed",
+        ElementsAre("add", "the name is taken, with number 2001", "no more local users are allowed",
                     "no more local users are allowed"));
 }
 
@@ -116,12 +116,80 @@ TEST(MigrationPlan, SkipsWhoHasNoNumber) {
     EXPECT_THAT(Results({User("anna", std::nullopt)}, Local()), ElementsAre("it has no number"));
 }
 
-TEST(MigrationPlan, SaysWhoWillHaveARandomPassword) {
+TEST(MigrationPlan, RefusesWhatWouldBeAPartOfTheSystem) {
+    Target groups{.kind = kGroupKind, .local = true, .taken = TakenAccounts(/*fold_case=*/false)};
+    for (const char *name :
+         {"root", "wheel", "sudo", "adm", "docker", "lxd", "libvirt", "disk", "shadow", "kmem",
+          "video", "staff", "netdev", "systemd-journal", "_ssh", "www-data"}) {
+        const std::vector<Decision> plan =
+            PlanMigration({{.name = name, .number = 5000, .group = {}}}, groups);
+        EXPECT_EQ(plan[0].result, Result::kRefuse) << name;
+        EXPECT_THAT(plan[0].reason, HasSubstr("system's own")) << name;
+    }
+    for (const std::uint32_t number :
+         {0U, 1U, 27U, 999U, 61184U, 65519U, 65534U, 65535U, 2147483648U, 4294967295U}) {
+        for (const bool users : {false, true}) {
+            Target target = Local();
+            EXPECT_EQ(PlanMigration({User("anna", number)}, users ? target : groups)[0].result,
+                      Result::kRefuse)
+                << number;
+        }
+    }
+    EXPECT_EQ(PlanMigration({User("root", 5000)}, Local())[0].result, Result::kRefuse);
+    EXPECT_EQ(PlanMigration({User("staff", 5000)}, Local())[0].result, Result::kAdd);
+    EXPECT_EQ(PlanMigration({User("users", 5000, {})}, groups)[0].result, Result::kAdd);
+}
+
+TEST(MigrationPlan, RefusesAPrimaryGroupOfTheSystemOnThisSystemOnly) {
+    Target target = Local();
+    target.groups = {27, 100};
+    EXPECT_THAT(Results({User("anna", 1000, 27)}, target),
+                ElementsAre("its primary group 27 is one of the system's own"));
+    EXPECT_EQ(PlanMigration({User("anna", 1000, 27)}, Directory())[0].result, Result::kAdd);
+}
+
+TEST(MigrationPlan, RefusesHomesAndShellsOfTheSystem) {
+    Target target = Local();
+    target.bounds.shells = {"/bin/sh"};
+    const auto refused = [&](const char *home, const char *shell) {
+        Candidate anna = User("anna", 1000);
+        anna.home = home;
+        anna.shell = shell;
+        return PlanMigration({anna}, target)[0].result == Result::kRefuse;
+    };
+    for (const char *home : {"/", "//", "/.", "/root", "/root/x", "//etc", "/home/../etc",
+                             "/home/..", "home/anna", "/tmp/anna", "/dev/shm/anna", "/usr"})
+        EXPECT_TRUE(refused(home, "/bin/sh")) << home;
+    for (const char *home :
+         {"", "/home/anna", "/home/anna/", "/srv/..a", "/rooting", "/var/lib/anna"})
+        EXPECT_FALSE(refused(home, "/bin/sh")) << home;
+    EXPECT_TRUE(refused("/home/anna", "/tmp/sh"));
+    EXPECT_TRUE(refused("/home/anna", "sh"));
+    EXPECT_FALSE(refused("/home/anna", ""));
+}
+
+TEST(MigrationPlan, TakesARefusedOneThatIsNamed) {
+    Target target = Local();
+    target.allowed = {"root"};
+    EXPECT_THAT(Results({User("root", 5000)}, target), ElementsAre("add"));
+}
+
+TEST(MigrationPlan, SkipsWhomGroupsOfTheDirectoryListAlready) {
+    Candidate anna = User("anna", 1000);
+    anna.listed = {"Directory Operators"};
+    EXPECT_THAT(Results({anna}, Directory())[0],
+                HasSubstr("the directory's Directory Operators lists it"));
+    Target target = Directory();
+    target.keep_memberships = true;
+    EXPECT_THAT(Results({anna}, target), ElementsAre("add"));
+}
+
+TEST(MigrationPlan, SaysWhoWillHaveNoPassword) {
     Candidate anna = User("anna", 1000);
     anna.foreign_hash = true;
     const std::vector<Decision> plan = PlanMigration({anna}, Local());
     EXPECT_EQ(plan[0].result, Result::kAdd);
-    EXPECT_THAT(plan[0].reason, HasSubstr("random"));
+    EXPECT_THAT(plan[0].reason, HasSubstr("until it is set"));
 }
 
 TEST(MigrationPlan, IsSettledByWhatIsThereAfterwards) {

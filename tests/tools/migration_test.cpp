@@ -139,7 +139,8 @@ TEST_F(MigrateCommand, DryRunSaysTheSameAndChangesNothing) {
     EXPECT_THAT(Rows(to_directory),
                 ElementsAre("anna add: its primary group 2000 is not in the directory",
                             "bob skipped: the number is taken by other"));
-    EXPECT_EQ(to_directory["data"]["counts"], Json::parse(R"({"add":1,"there":0,"skipped":1})"));
+    EXPECT_EQ(to_directory["data"]["counts"],
+              Json::parse(R"({"add":1,"there":0,"skipped":1,"refused":0})"));
     const std::string files = LocalFiles();
     EXPECT_THAT(Rows(LineJson("migrate users --to local -n")),
                 ElementsAre("other skipped: the number is taken by bob"));
@@ -157,15 +158,17 @@ TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
     AddDirectoryUser("random", 2005, 2000, "{SSHA}1w9dBSTZ6RrVZ/9JXaqe1mMPJFSSAdHw");
     const ProgramRun run = Line("migrate users --to local --yes --json");
     EXPECT_EQ(run.exit_code, 7) << run.err;
-    EXPECT_THAT(Rows(Json::parse(run.out)),
-                ElementsAre("random added: the password is not a {crypt} hash: the account gets a "
-                            "random one that nobody knows",
-                            "taken skipped: the name is taken, with number 2001",
-                            "other skipped: the number is taken by number",
-                            "lost skipped: its primary group 4711 is not on this system; groupadd "
-                            "-g 4711 NAME makes one"));
+    EXPECT_THAT(
+        Rows(Json::parse(run.out)),
+        ElementsAre("random added: the password is not a {crypt} hash: nobody can log in with one "
+                    "until it is set",
+                    "taken skipped: the name is taken, with number 2001",
+                    "other skipped: the number is taken by number",
+                    "lost skipped: its primary group 4711 is not on this system; groupadd "
+                    "-g 4711 NAME makes one"));
     EXPECT_EQ(ErrorOf(run)["key"], "zafoldap.migration_partial");
-    EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nrandom:$1$"));
+    EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nrandom:!:"));
+    EXPECT_THAT(Line("migrate users --to local -n").err, Not(HasSubstr("without a password")));
 }
 
 TEST_F(MigrateCommand, TellsWhatTheOtherSideRefusedOnlyThen) {

@@ -316,6 +316,25 @@ TEST_F(Server, SeveralServersToWriteToAreAWarning) {
     EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("other.example.com"));
 }
 
+// As it is left when somebody is deleted by other means, or put there to wait for a name.
+TEST_F(Server, WithoutItsOperatorsOrWithOneWhoIsNotThereIsAnError) {
+    EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
+    const std::string group = "dn: cn=Directory Operators,cn=groups,dc=example,dc=com\n";
+    Modify(group + "changetype: modify\nadd: memberUid\nmemberUid: Nobody-yet\n");
+    const Json stale = Finding(ServerLineJson("check", 1), "operators");
+    EXPECT_EQ(stale["severity"], "error");
+    EXPECT_THAT(stale["cause"].get<std::string>(), HasSubstr("lists Nobody-yet, who is not there"));
+    EXPECT_EQ(stale["fix"], "zafoldap member remove 'Directory Operators' 'Nobody-yet'");
+    EXPECT_EQ(Zafoldap({"member", "remove", "Directory Operators", "Nobody-yet"}).exit_code, 0);
+    EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
+    EXPECT_EQ(Zafoldap({"group", "rename", "Directory Operators", "others"}).exit_code, 0);
+    const Json missing = Finding(ServerLineJson("check", 1), "operators");
+    EXPECT_THAT(missing["cause"].get<std::string>(), HasSubstr("is missing"));
+    EXPECT_EQ(
+        Zafoldap({"group", "rename", "others", "Directory Operators", "--any-name"}).exit_code, 0);
+    EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
+}
+
 TEST_F(Server, PublishesHomeFolders) {
     EXPECT_EQ(ServerLineJson("automount show")["data"].size(), 0U);
     EXPECT_EQ(ServerLine("automount set nas.example.com /volume1/homes --dry-run").exit_code, 0);

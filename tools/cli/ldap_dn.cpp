@@ -5,6 +5,7 @@
 #include "tools/cli/failure.h"
 
 #include <fmt/format.h>
+#include <charconv>
 
 #include <algorithm>
 #include <cctype>
@@ -108,6 +109,18 @@ class DnReader {
     std::optional<SyntaxFault> fault_;
 };
 
+// A character behind a backslash, or a byte in hexadecimal; gives how many characters it took.
+size_t TakeEscaped(std::string_view text, std::string &value) {
+    unsigned int byte = 0;
+    const char *const digits = text.data() + 1;
+    if (text.size() > 2 && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+        value += static_cast<char>(byte);
+        return 3;
+    }
+    if (text.size() > 1) value += text[1];
+    return 2;
+}
+
 }  // namespace
 
 std::optional<SyntaxFault> DnFault(std::string_view dn) {
@@ -128,6 +141,35 @@ bool IsAttributeSelector(std::string_view name) {
     return !name.empty() && IsAlnum(name.front()) && std::ranges::all_of(name, [](char c) {
         return IsAlnum(c) || c == '-' || c == '.' || c == ';';
     });
+}
+
+std::string UserOfDn(std::string_view dn) {
+    constexpr std::string_view kAttribute = "uid=";
+    if (Folded(dn.substr(0, kAttribute.size())) != kAttribute) return {};
+    std::string value;
+    for (size_t i = kAttribute.size(); i < dn.size() && dn[i] != ',' && dn[i] != '+';) {
+        if (dn[i] == '\\') {
+            i += TakeEscaped(dn.substr(i), value);
+        } else {
+            value += dn[i++];
+        }
+    }
+    return value;
+}
+
+size_t EndOfRdn(std::string_view dn) {
+    size_t i = 0;
+    while (i < dn.size() && dn[i] != ',')
+        i += dn[i] == '\\' ? 2 : 1;
+    return std::min(i, dn.size());
+}
+
+std::string Folded(std::string_view name) {
+    std::string folded(name);
+    std::ranges::transform(folded, folded.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return folded;
 }
 
 }  // namespace zafo::cli

@@ -197,6 +197,11 @@ constexpr MessageRow kRows[] = {
      "name another place with --container, such as --container ou=people"},
     {kOwn, "name_ambiguous", 1, "{subject} is the name of several entries",
      "nothing was changed; the detail shows them, zafoldap entry delete removes one by its DN"},
+    {kOwn, "memberships_left", 5,
+     "{reason} {subject} already, who would be a member at once: of an earlier user of the name, "
+     "or "
+     "put there to wait for one",
+     "take the name out first: {finish}; or keep it there with --keep-memberships"},
     {kOwn, "number_local", 5, "the number {subject} belongs to the local account {reason} here",
      "choose another number, or leave it out to get the next free one"},
     {kOwn, "name_local", 5, "{subject} is the name of a local account of this system",
@@ -213,14 +218,19 @@ constexpr MessageRow kRows[] = {
      "only the appliance's own kind of server has one; zafoldap id next works without"},
     {kOwn, "pool_failed", 1, "no number can be taken from the directory's pool",
      "see its bounds with zafoldap id pool show, and zafoldap id check"},
-    {kOwn, "ids_wrong", 1, "{reason}",
-     "give one of each pair another number: zafoldap user edit "
-     "NAME --uid N, zafoldap group edit NAME --gid N"},
+    {kOwn, "ids_wrong", 1, "{reason}", "what to do stands beside each of them"},
     {kOwn, "homes_unpublished", 3, "the directory on {server} publishes no home folders",
      "give their place with --export HOST:PATH, or publish them first"},
+    {kOwn, "homes_refused", 1,
+     "\"{subject}\", which the directory on {server} has for home folders, is not mounted: "
+     "{reason}",
+     "look at who may write the entry automountKey=*,automountMapName=auto_home; zafoldapserver "
+     "automount set, on the server, publishes the place anew, --export HOST:PATH names one here"},
     {kOwn, "home_failed", 1, "the home folder of {subject} cannot be made",
      "run this as root where the export can be mounted; the system log has the reason"},
     {kOwn, "partly_done", 7, "{subject}, but {reason}", "to finish: {finish}"},
+    {kOwn, "allowed_missing", 3, "there is no {reason} {subject} to be copied, which --allow names",
+     "leave --allow out to see who is refused; --dry-run changes nothing"},
     {kOwn, "migration_stopped", 130, "stopped: {subject}",
      "what was added stays; to go on: {finish}"},
     {kOwn, "migration_partial", 7, "{subject}",

@@ -162,6 +162,22 @@ bool IsLocalGroup(const std::string &name) {
         .has_value();
 }
 
+std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind) {
+    std::map<std::string, std::uint64_t, std::less<>> accounts;
+    if (&kind == &kUserKind) {
+        LocalName<passwd>("/etc/passwd", fgetpwent, [&](const passwd &row) {
+            accounts.emplace(row.pw_name, row.pw_uid);
+            return false;
+        });
+    } else {
+        LocalName<group>("/etc/group", fgetgrent, [&](const group &row) {
+            accounts.emplace(row.gr_name, row.gr_gid);
+            return false;
+        });
+    }
+    return accounts;
+}
+
 void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kind,
                        std::uint32_t number) {
     const std::string text = std::to_string(number);

@@ -6,6 +6,7 @@
 #include "tools/zafoldap/account_directory.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +39,8 @@ bool IsReservedNumber(std::uint64_t number);
 std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number);
 bool IsLocalUser(const std::string &name);
 bool IsLocalGroup(const std::string &name);
+// All of them, with their numbers.
+std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind);
 
 // Throws Failure ("number_local", "number_outside_pool", the kind's number_taken) for a number
 // that a new account must not get.

@@ -251,22 +251,21 @@ std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &
     }
 }
 
+std::string CommandWord(std::string_view word) {
+    if (IsPlainWord(word)) return std::string(word);
+    std::string quoted = "'";
+    for (const char c : OneLine(word))
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 std::string CommandLine(const Session &session, std::string_view command,
                         const std::vector<std::string> &words) {
     const std::string &connection = session.Options().connection;
     std::string line = connection == "root" ? fmt::format("zafoldap {}", command)
                                             : fmt::format("zafoldap -c {} {}", connection, command);
-    for (const std::string &word : words) {
-        line += ' ';
-        if (IsPlainWord(word)) {
-            line += word;
-            continue;
-        }
-        line += '\'';
-        for (const char c : OneLine(word))
-            line += c == '\'' ? std::string("'\\''") : std::string(1, c);
-        line += '\'';
-    }
+    for (const std::string &word : words)
+        line += " " + CommandWord(word);
     return line;
 }
 

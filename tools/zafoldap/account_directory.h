@@ -128,6 +128,9 @@ class AccountDirectory {
     Host host_;
 };
 
+// A word as a shell takes it, in quotes where it needs them.
+std::string CommandWord(std::string_view word);
+
 // An invocation of this program with the same connection, in quotes where a shell needs them.
 std::string CommandLine(const Session &session, std::string_view command,
                         const std::vector<std::string> &words);

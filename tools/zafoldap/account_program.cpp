@@ -40,6 +40,10 @@ const Option kExport{.name = "export",
                          "the NFS export of the home folders (default: what the directory's "
                          "auto_home map says)"};
 
+const Option kKeepMemberships{
+    .name = "keep-memberships",
+    .help = "let groups that list the name already have the user as a member"};
+
 Option Container(std::string_view help) {
     return {.name = "container", .value = "RDN", .help = help};
 }
@@ -141,6 +145,10 @@ Command UserAddCommand() {
             "(0, 65534, 65535, 4294967295), belong to a local account of this system or are "
             "outside the pool are refused. Without --gid the primary group is \"users\", which "
             "must exist.\n\n"
+            "A group that --groups does not name and that lists the name all the same, left over "
+            "from an earlier user or put there to wait for one, would have the user as a member at "
+            "once: such a name is refused, and the groups are named, unless "
+            "--keep-memberships says that they are to have it.\n\n"
             "Everything is checked before the entry is made: names, numbers, groups, the place "
             "for it, the schema. When a step after that fails (password, groups, home folder) the "
             "user stays, the exit code is 7, and the message has the commands that finish the "
@@ -158,6 +166,7 @@ Command UserAddCommand() {
                    .repeatable = true},
                   Container("where the entry goes, relative to the base DN (default: cn=users)"),
                   kAnyName,
+                  kKeepMemberships,
                   PasswordStdinOption(),
                   PasswordFileOption(),
                   RandomPasswordOption(),
@@ -200,11 +209,11 @@ std::vector<Command> UserChangingCommands() {
          .description =
              "Renames the entry, its cn included, and every mention of the old name in groups. "
              "Number, password and home folder stay; the home folder's path is changed with user "
-             "edit --home. When "
+             "edit --home. A new name that a group lists already is refused as for user add. When "
              "groups cannot be changed after the entry was renamed, the exit code is 7 and the "
              "message has the commands that finish the work.",
          .arguments = {{.name = "OLD", .help = "login name now", .kind = Kind::kUser}, kRenamed},
-         .options = {kAnyName},
+         .options = {kAnyName, kKeepMemberships},
          .examples = {{"zafoldap user rename anna anna.smith", "memberships follow"},
                       {"zafoldap user rename anna anna.smith -n", "the changes it would make"}},
          .exits = {3, 4, 5, 6, 7, 8, 130}},
@@ -359,8 +368,8 @@ std::vector<Command> MemberCommands() {
          .aliases = {"rm"},
          .summary = "Take users out of a group",
          .description = "Takes users out of a group, all of them or none; also names that it "
-                        "still lists though the user is gone. Does not ask: member add brings "
-                        "them back.",
+                        "lists, by name or by DN, though there is no such user. Does not ask: "
+                        "member add brings users back.",
          .arguments = {kMembersGroup, kMembers},
          .examples = {{"zafoldap member remove staff bob", "one user"}},
          .exits = {3, 4, 6, 8, 130}},
@@ -394,9 +403,13 @@ std::vector<Command> IdCommands() {
          .summary = "Look for trouble with numbers",
          .description =
              "Looks for numbers that several users or several groups have, reserved ones, those "
-             "of local accounts, those outside the pool, and a counter that is behind the numbers "
-             "in use. Duplicates and reserved numbers make the exit code 1; the rest are "
-             "warnings.\n\n"
+             "of systems (1 to 999) and of local accounts, those outside the pool, and a counter "
+             "that is behind the numbers in use; for names that systems and packages have (root, "
+             "sudo, docker and their like) or that are local accounts' with another number; and "
+             "for groups that list somebody who is not there, and would have whoever gets the name "
+             "as a member. Duplicates, reserved numbers, users with a system's number or name, and "
+             "such a member of Directory Operators or administrators make the exit code 1; the "
+             "rest are warnings.\n\n"
              "On a directory with several writable servers numbers must be taken from one of "
              "them only: two counters that are changed at the same time hand out the same "
              "numbers.",
@@ -416,19 +429,34 @@ Command MigrateCommand() {
             "it. Nothing is deleted or changed on either side: an account whose name or number is "
             "taken is skipped. So it may be run again; it adds what is missing. Groups go to this "
             "system first: a user needs its primary group there.\n\n"
+            "What would be a part of the system is refused: names that systems and packages have "
+            "(root, sudo, docker, disk, shadow and their like), numbers below UID_MIN and GID_MIN "
+            "of "
+            "/etc/login.defs, above 2147483647 or with a meaning of their own, and on this system "
+            "a primary group of the system's own, a home folder like / or /root, and a login shell "
+            "that is not in /etc/shells. --allow NAME takes one account as it is, as far as this "
+            "system does. To the directory a user is skipped whose name groups there list already "
+            "though they do not here (--keep-memberships: is not).\n\n"
             "Password hashes go along as they are, Samba's too where the directory has "
             "sambaSamAccount. A hash that is not of the kind {crypt} is of no use to this system: "
-            "the user gets a random password that nobody knows. Mail addresses and full names go "
+            "the user is told, and has no password until passwd(1) sets one. Mail addresses and "
+            "full names go "
             "both ways, descriptions of groups to the directory only. No home folder is made.\n\n"
             "It asks before it adds anything; --dry-run says what would be added and what skipped, "
-            "and why. Fields: name, number, result (added, or add with --dry-run; there; skipped), "
-            "reason. The exit code is 7 when accounts were skipped.",
+            "and why. Fields: name, number, result (added, or add with --dry-run; there; skipped; "
+            "refused), reason. The exit code is 7 when accounts were skipped or refused.",
         .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
         .options = {{.name = "to",
                      .value = "WHERE",
                      .help = "directory, or local: this system",
                      .choices = {"directory", "local"},
                      .required = true},
+                    {.name = "allow",
+                     .value = "NAME",
+                     .help = "take this account though it would be refused",
+                     .repeatable = true},
+                    {.name = "keep-memberships",
+                     .help = "take users whom groups of the directory list already"},
                     ProgressOption()},
         .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
                      {"zafoldap migrate groups --to local --yes", "without a question"}},

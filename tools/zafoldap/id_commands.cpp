@@ -5,14 +5,21 @@
 #include "tools/cli/check_steps.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_record.h"
+#include "tools/zafoldap/reserved_account.h"
+#include "tools/zafoldap/stale_membership.h"
 
 #include "tools/cli/listing.h"
 #include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <charconv>
+#include <map>
+#include <ranges>
+#include <unordered_set>
 
 namespace zafo::cli {
 
@@ -25,23 +32,83 @@ const AccountKind &KindOf(const Session &session) {
 const Fields kPoolFields = {{"which", "WHICH"}, {"lowest", "LOWEST"}, {"highest", "HIGHEST"},
                             {"next", "NEXT"},   {"used", "USED"},     {"free", "FREE"}};
 
-// The numbers of all accounts of a kind, ascending; a number is kept, not its entry.
-std::vector<std::uint64_t> AllNumbers(const AccountDirectory &directory, const AccountKind &kind) {
+// Numbers and names, not entries, are kept of all accounts of a kind.
+struct Accounts {
+    std::vector<std::uint64_t> numbers = {};     // ascending
+    std::unordered_set<std::string> names = {};  // folded
+    std::vector<std::string> system_names = {};  // "docker: its members become root …"
+    std::vector<std::string> local_names = {};   // that this system has with another number
+};
+
+class AccountReader {
+  public:
+    explicit AccountReader(const AccountKind &kind) : kind_(kind), local_(LocalAccounts(kind)) {}
+
+    void Take(const Entry &entry) {
+        const std::string_view text = FirstValue(entry, kind_.number_attr);
+        std::uint64_t number = 0;
+        std::from_chars(text.data(), text.data() + text.size(), number);
+        if (!text.empty()) accounts_.numbers.push_back(number);
+        for (const Attribute &attribute : entry.attributes) {
+            if (Folded(attribute.name) != Folded(kind_.name_attr)) continue;
+            for (std::string_view name : attribute.values)
+                TakeName(name, number);
+        }
+    }
+
+    Accounts Finish() {
+        std::ranges::sort(accounts_.numbers);
+        return std::move(accounts_);
+    }
+
+  private:
+    // Every appliance's directory has a group "users" of its own.
+    void TakeName(std::string_view name, std::uint64_t number) {
+        accounts_.names.insert(Folded(name));
+        const std::string role = RoleOfName(kind_, Folded(name));
+        const auto local = local_.find(name);
+        if (!role.empty()) {
+            accounts_.system_names.push_back(fmt::format("{} ({})", name, role));
+        } else if (local != local_.end() && local->second != number && name != "users") {
+            accounts_.local_names.push_back(
+                fmt::format("{} ({} here, {} in the directory)", name, local->second, number));
+        }
+    }
+
+    const AccountKind &kind_;
+    std::map<std::string, std::uint64_t, std::less<>> local_;
+    Accounts accounts_;
+};
+
+Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind) {
     Search search(directory.Out(), directory.TheHost(),
                   {.base = std::nullopt,
                    .filter = std::string(kind.filter),
-                   .attributes = {std::string(kind.number_attr)}},
+                   .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
                   directory.Known(directory.Saved().base));
-    std::vector<std::uint64_t> numbers;
-    while (const Entry *entry = search.Next()) {
-        if (entry->attributes.empty()) continue;
-        const std::string_view text = entry->attributes.front().values.front();
-        std::uint64_t number = 0;
-        std::from_chars(text.data(), text.data() + text.size(), number);
-        numbers.push_back(number);
-    }
-    std::ranges::sort(numbers);
-    return numbers;
+    AccountReader reader(kind);
+    while (const Entry *entry = search.Next())
+        reader.Take(*entry);
+    return reader.Finish();
+}
+
+constexpr size_t kMostShown = 20;
+
+// "a; b; and 3 more"
+std::string Shown(const std::vector<std::string> &texts) {
+    std::string shown;
+    for (size_t i = 0; i < std::min(texts.size(), kMostShown); ++i)
+        shown += (i > 0 ? "; " : "") + texts[i];
+    if (texts.size() > kMostShown) shown += fmt::format("; and {} more", texts.size() - kMostShown);
+    return shown;
+}
+
+CheckStep Ok(std::string detail) {
+    return {.step = {}, .detail = std::move(detail)};
+}
+
+CheckStep Finding(StepResult result, std::string detail, std::string hint) {
+    return {.step = {}, .result = result, .detail = std::move(detail), .hint = std::move(hint)};
 }
 
 size_t CountIn(const std::vector<std::uint64_t> &numbers, std::uint64_t first, std::uint64_t last) {
@@ -53,11 +120,19 @@ size_t CountIn(const std::vector<std::uint64_t> &numbers, std::uint64_t first, s
 class NumberChecks {
   public:
     NumberChecks(const AccountDirectory &directory, const AccountKind &kind)
-        : directory_(directory), kind_(kind), numbers_(AllNumbers(directory, kind)) {}
+        : directory_(directory),
+          kind_(kind),
+          accounts_(AllAccounts(directory, kind)),
+          numbers_(accounts_.numbers) {}
+    NumberChecks(const NumberChecks &) = delete;
+    NumberChecks &operator=(const NumberChecks &) = delete;
+
+    const std::unordered_set<std::string> &Names() const { return accounts_.names; }
 
     std::vector<CheckStep> Run() const {
         std::vector<CheckStep> steps = {Step("duplicates", Duplicates()),
-                                        Step("reserved", Reserved()), Step("local", Local())};
+                                        Step("reserved", Reserved()), Step("system", System()),
+                                        Step("names", SystemNames()), Step("local", Local())};
         const std::optional<Pool> pool = directory_.PoolOf(kind_);
         if (!pool) {
             steps.push_back(Step("pool", {.result = StepResult::kSkipped,
@@ -75,11 +150,6 @@ class NumberChecks {
         return step;
     }
 
-    static CheckStep Ok(std::string detail) { return {.step = {}, .detail = std::move(detail)}; }
-    static CheckStep Finding(StepResult result, std::string detail, std::string hint) {
-        return {.step = {}, .result = result, .detail = std::move(detail), .hint = std::move(hint)};
-    }
-
     // Who carries a number.
     std::string Carriers(std::uint64_t number) const {
         std::vector<std::string> names;
@@ -89,8 +159,18 @@ class NumberChecks {
         return Enumerated(names);
     }
 
+    // "42 of anna; 43 of bob"; those that are not shown are not asked for.
+    std::string WithCarriers(const std::vector<std::uint64_t> &numbers) const {
+        std::vector<std::string> texts;
+        for (const std::uint64_t number : numbers) {
+            texts.push_back(texts.size() < kMostShown
+                                ? fmt::format("{} of {}", number, Carriers(number))
+                                : std::string());
+        }
+        return Shown(texts);
+    }
+
     CheckStep Duplicates() const {
-        constexpr size_t kMost = 20;
         std::vector<std::uint64_t> twice;
         for (size_t i = 1; i < numbers_.size(); ++i) {
             const bool again = numbers_[i] == numbers_[i - 1];
@@ -99,11 +179,7 @@ class NumberChecks {
         }
         if (twice.empty())
             return Ok(fmt::format("{} numbers, each of one {}", numbers_.size(), kind_.noun));
-        std::string detail;
-        for (size_t i = 0; i < std::min(twice.size(), kMost); ++i)
-            detail += fmt::format("{}{} of {}", i > 0 ? "; " : "", twice[i], Carriers(twice[i]));
-        if (twice.size() > kMost) detail += fmt::format("; and {} more", twice.size() - kMost);
-        return Finding(StepResult::kFailed, "the same number: " + detail,
+        return Finding(StepResult::kFailed, "the same number: " + WithCarriers(twice),
                        fmt::format("give all but one of them another number: zafoldap {} edit NAME "
                                    "--{} N. With several writable servers numbers must be taken "
                                    "from one of them only",
@@ -122,6 +198,37 @@ class NumberChecks {
         return Finding(StepResult::kFailed, "reserved: " + detail,
                        "0 is the administrator of every machine and the others mean nobody: give "
                        "another number");
+    }
+
+    // Where the directory is a source of accounts, whoever has such a number owns what the system's
+    // own account owns. In a group that is a right; as a user it is to be one.
+    CheckStep System() const {
+        constexpr std::uint64_t kLast = 999;
+        std::vector<std::uint64_t> low;
+        for (const std::uint64_t number : numbers_) {
+            if (number > 0 && number <= kLast && (low.empty() || low.back() != number))
+                low.push_back(number);
+        }
+        if (low.empty()) return Ok("nobody has a number from 1 to 999, which are systems' own");
+        return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
+                       "a system's own: " + WithCarriers(low),
+                       fmt::format("give another number: zafoldap {} edit NAME --{} N; clients can "
+                                   "be told to pass over low ones (nss_min_uid of nslcd.conf)",
+                                   kind_.noun, kind_.number));
+    }
+
+    CheckStep SystemNames() const {
+        const std::string rename =
+            fmt::format("give another name, zafoldap {} rename, or delete it", kind_.noun);
+        if (!accounts_.system_names.empty()) {
+            return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
+                           "a system's own: " + Shown(accounts_.system_names), rename);
+        }
+        if (!accounts_.local_names.empty()) {
+            return Finding(StepResult::kWarning,
+                           "also of this system: " + Shown(accounts_.local_names), rename);
+        }
+        return Ok("none is a system's own");
     }
 
     CheckStep Local() const {
@@ -178,8 +285,33 @@ class NumberChecks {
     static constexpr std::uint64_t kHighestLocal = 65533;
     const AccountDirectory &directory_;
     const AccountKind &kind_;
-    std::vector<std::uint64_t> numbers_;
+    const bool users_ = &kind_ == &kUserKind;
+    const Accounts accounts_;
+    const std::vector<std::uint64_t> &numbers_;
 };
+
+// Whoever gets such a name is a member at once.
+CheckStep MembershipStep(const AccountDirectory &directory,
+                         const std::unordered_set<std::string> &users) {
+    const std::vector<StaleMembership> stale = StaleMemberships(directory, users);
+    CheckStep step = Ok("groups list nobody who is not there");
+    if (!stale.empty()) {
+        std::vector<std::string> texts;
+        for (const StaleMembership &membership : stale) {
+            texts.push_back(
+                fmt::format("{} lists {}", membership.group.name,
+                            fmt::join(membership.names | std::views::take(kMostShown), ", ")));
+        }
+        const StaleMembership &first = stale.front();
+        step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,
+                       "nobody of these names is there: " + Shown(texts),
+                       "whoever gets such a name is a member at once: " +
+                           CommandLine(directory.Of(), "member remove",
+                                       {first.group.name, first.names.front()}));
+    }
+    step.step = "memberships";
+    return step;
+}
 
 }  // namespace
 
@@ -217,7 +349,8 @@ int ShowIdPool(Session &session) {
     for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
         const std::optional<Pool> pool = directory.PoolOf(*kind);
         if (!pool) throw OwnFailure("no_pool", directory.Known(directory.Saved().base));
-        const size_t used = CountIn(AllNumbers(directory, *kind), pool->lowest, pool->highest);
+        const size_t used =
+            CountIn(AllAccounts(directory, *kind).numbers, pool->lowest, pool->highest);
         const std::uint64_t size =
             pool->highest < pool->lowest ? 0 : pool->highest - pool->lowest + 1;
         rows.push_back({{"which", kind->number},
@@ -235,10 +368,12 @@ int CheckIds(Session &session) {
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
     StepPrinter printer(session, /*width=*/16);
-    for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
-        for (const CheckStep &step : NumberChecks(directory, *kind).Run())
-            printer.Print(step);
-    }
+    const NumberChecks users(directory, kUserKind);
+    for (const CheckStep &step : users.Run())
+        printer.Print(step);
+    for (const CheckStep &step : NumberChecks(directory, kGroupKind).Run())
+        printer.Print(step);
+    printer.Print(MembershipStep(directory, users.Names()));
     const size_t failed = printer.Count(StepResult::kFailed);
     printer.Finish(failed == 0);
     if (failed > 0)

@@ -8,6 +8,7 @@
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
+#include "tools/zafoldap/stale_membership.h"
 
 #include <fmt/format.h>
 
@@ -50,11 +51,47 @@ std::vector<std::string> NamesOfUsers(const Session &session) {
 struct MemberChange {
     std::string_view how;  // "add" or "delete"
     Account group;
-    std::vector<std::string> users;    // that are to be changed
-    std::vector<std::string> as_they;  // that are so already
+    std::vector<std::string> users;      // that are to be changed
+    std::vector<std::string> as_they;    // that are so already
+    std::vector<std::string> gone = {};  // who are not there, and are listed all the same
+    ListedValues values = {};  // that name those and, where there are such, the others too
 };
 
+std::vector<std::string> ChangedUsers(const MemberChange &change) {
+    std::vector<std::string> names = change.users;
+    names.insert(names.end(), change.gone.begin(), change.gone.end());
+    return names;
+}
+
+// Whatever names them, in one request: nobody who gets the name later gets the membership.
+void TakeOutValues(const AccountDirectory &directory, const MemberChange &change) {
+    ChangeFile file(change.group.dn, "modify");
+    for (size_t i = 0; i < std::size(kMemberAttributes); ++i)
+        file.Values("delete", kMemberAttributes[i], change.values.of[i]);
+    const std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.Known(change.group.name),
+                [&] { return file.Apply(directory.Record()); });
+    if (failure) throw *failure;
+}
+
+void PlanValues(const MemberChange &change, ChangePlan &plan) {
+    plan.Record(change.group.dn, "modify");
+    bool first = true;
+    for (size_t i = 0; i < std::size(kMemberAttributes); ++i) {
+        if (change.values.of[i].empty()) continue;
+        if (!first) plan.Line("-", "");
+        first = false;
+        plan.Line("delete", kMemberAttributes[i]);
+        for (const std::string &value : change.values.of[i])
+            plan.Line(kMemberAttributes[i], value);
+    }
+}
+
 void RunChange(const AccountDirectory &directory, const MemberChange &change) {
+    if (!change.gone.empty()) {
+        TakeOutValues(directory, change);
+        return;
+    }
     const bool adds = change.how == "add";
     const std::vector<std::string> none;
     const std::optional<Failure> failure = ChangeMembers(
@@ -68,24 +105,29 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
     plan.Check(fmt::format("the group {} exists", change.group.name));
     for (const std::string &user : change.as_they)
         plan.Check(fmt::format("{} {} in the group", user, change.how == "add" ? "is" : "is not"));
-    for (const std::string &user : change.users)
-        plan.Member(change.group.dn, change.how, user, directory.Saved().base);
+    if (!change.gone.empty()) {
+        PlanValues(change, plan);
+    } else {
+        for (const std::string &user : change.users)
+            plan.Member(change.group.dn, change.how, user, directory.Saved().base);
+    }
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
     }
-    if (!change.users.empty()) {
+    const std::vector<std::string> changed = ChangedUsers(change);
+    if (!changed.empty()) {
         Logged(session, change.group.dn, {"memberUid", "member"},
                [&] { RunChange(directory, change); });
     }
     const bool adds = change.how == "add";
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"group", change.group.name},
-                                {adds ? "added" : "removed", change.users},
+                                {adds ? "added" : "removed", changed},
                                 {"unchanged", change.as_they}});
     }
-    if (!change.users.empty())
-        session.streams.Note(fmt::format("{} {} the group {}", Enumerated(change.users),
+    if (!changed.empty())
+        session.streams.Note(fmt::format("{} {} the group {}", Enumerated(changed),
                                          adds ? "added to" : "taken out of", change.group.name));
     for (const std::string &user : change.as_they)
         session.streams.Note(fmt::format("{} is {} the group {} already", user,
@@ -143,7 +185,7 @@ int AddMembers(Session &session) {
     return Change(directory, change);
 }
 
-// A user that is gone can still be listed and is taken out; one that is neither is a mistake.
+// A user who is not there can be listed and is taken out; one that is neither is a mistake.
 int RemoveMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const std::vector<std::string> names = NamesOfUsers(session);
@@ -155,12 +197,22 @@ int RemoveMembers(Session &session) {
     const std::vector<std::string> listed = ListedIn(directory, change.group);
     std::vector<std::string> others;
     for (const std::string &name : names) {
-        const bool in = std::ranges::count(listed, name) > 0;
-        (in ? change.users : others).push_back(name);
+        if (directory.Find(kUserKind, name)) {
+            const auto in = [&](const std::string &word) {
+                return std::ranges::count(listed, word) > 0;
+            };
+            const std::string own = in(name) ? name : directory.NeedAccount(kUserKind, name).name;
+            (in(own) ? change.users : change.as_they).push_back(own);
+            continue;
+        }
+        ListedValues values = ValuesNaming(directory, change.group, name);
+        (values.None() ? others : change.gone).push_back(name);
+        change.values.Take(std::move(values));
     }
-    for (const Account &user : directory.NeedAll(kUserKind, others)) {
-        const bool in = std::ranges::count(listed, user.name) > 0;
-        (in ? change.users : change.as_they).push_back(user.name);
+    directory.NeedAll(kUserKind, others);
+    if (!change.gone.empty()) {
+        for (const std::string &user : change.users)
+            change.values.Take(ValuesNaming(directory, change.group, user));
     }
     return Change(directory, change);
 }

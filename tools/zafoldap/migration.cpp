@@ -1,49 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration.h"
 
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/zafoldap/account_copy.h"
 #include "tools/zafoldap/account_record.h"
-
-#include "platform/group.h"
-#include "platform/user.h"
+#include "tools/zafoldap/stale_membership.h"
 
 #include <fcntl.h>
 #include <glob.h>
 #include <poll.h>
 #include <signal.h>
-#include <strings.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <map>
 
 namespace zafo::cli {
 
 namespace {
 
 constexpr int kTickMilliseconds = 300;
-constexpr std::string_view kCryptScheme = "{crypt}";
-
-template <typename Record, void (*Free)(Record *)>
-class Owned {
-  public:
-    Owned() = default;
-    Owned(const Owned &) = delete;
-    Owned &operator=(const Owned &) = delete;
-    ~Owned() { Free(record_); }
-    Record **Address() { return &record_; }
-    const Record *operator->() const { return record_; }
-
-  private:
-    Record *record_ = nullptr;
-};
-using User = Owned<ZAFOUSER, ZAFOUserFree>;
-using Group = Owned<ZAFOGROUP, ZAFOGroupFree>;
-
 // Whether a look-up in the local database found something; throws when it could not look.
 bool Found(int result, int missing, const std::string &name) {
     if (result == 0) return true;
@@ -54,14 +38,14 @@ bool Found(int result, int missing, const std::string &name) {
 
 template <typename Find>
 std::optional<Candidate> LocalUser(const std::string &name, Find find) {
-    User user;
+    UserRecord user;
     if (!Found(find(user.Address()), QLIB_ERR_NO_SUCH_USER, name)) return std::nullopt;
     return Candidate{.name = user->szName, .number = user->pw_uid, .group = user->pw_gid};
 }
 
 template <typename Find>
 std::optional<Candidate> LocalGroup(const std::string &name, Find find) {
-    Group group;
+    GroupRecord group;
     if (!Found(find(group.Address()), QLIB_ERR_NO_SUCH_GROUP, name)) return std::nullopt;
     return Candidate{.name = group->szName, .number = group->nGid, .group = std::nullopt};
 }
@@ -98,6 +82,18 @@ std::optional<std::uint32_t> NumberIn(std::string_view text) {
     return number;
 }
 
+// Distributions give this group to users as their own, below the ordinary numbers.
+constexpr std::string_view kUsersGroup = "users";
+
+bool IsLocalMember(const std::string &group, const std::string &user) {
+    GroupRecord local;
+    if (ZAFOGroupGetLocal(group.c_str(), local.Address()) != 0) return false;
+    for (char **member = local->pszMembers; member != nullptr && *member != nullptr; ++member) {
+        if (user == *member) return true;
+    }
+    return false;
+}
+
 // 32 times "X", or nothing, is none.
 bool IsSambaHash(std::string_view hash) {
     return hash.find_first_not_of('X') != std::string_view::npos;
@@ -111,20 +107,17 @@ bool HasSambaHashes(const std::string &name) {
     return IsSambaHash(lm_hash) || IsSambaHash(nt_hash);
 }
 
-bool IsCrypt(std::string_view password) {
-    return password.size() >= kCryptScheme.size() &&
-           strncasecmp(password.data(), kCryptScheme.data(), kCryptScheme.size()) == 0;
-}
-
 // Every account of a kind in the directory. Only of passwords that are asked for something is known.
 std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, const AccountKind &kind,
                                          bool passwords) {
     Query query{.base = std::nullopt,
                 .filter = fmt::format("({})", kind.filter),
                 .attributes = {std::string(kind.name_attr), "uidNumber", "gidNumber"}};
-    if (passwords)
+    if (passwords) {
+        query.attributes.insert(query.attributes.end(), {"homeDirectory", "loginShell"});
         for (const char *secret : {"userPassword", "sambaNTPassword", "sambaLMPassword"})
             query.attributes.emplace_back(secret);
+    }
     Search search(directory.Out(), directory.TheHost(), std::move(query),
                   directory.Known(directory.Saved().base));
     std::vector<Candidate> accounts;
@@ -133,8 +126,11 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
                           .number = NumberIn(FirstValue(*entry, kind.number_attr)),
                           .group = std::nullopt};
         if (account.name.empty()) account.name = entry->dn;
+        account.dn = entry->dn;
+        account.home = FirstValue(*entry, "homeDirectory");
+        account.shell = FirstValue(*entry, "loginShell");
         if (&kind == &kUserKind) account.group = NumberIn(FirstValue(*entry, "gidNumber"));
-        account.foreign_hash = passwords && !IsCrypt(FirstValue(*entry, "userPassword"));
+        account.foreign_hash = passwords && !IsCryptHash(FirstValue(*entry, "userPassword"));
         account.samba_hashes = IsSambaHash(FirstValue(*entry, "sambaNTPassword")) ||
                                IsSambaHash(FirstValue(*entry, "sambaLMPassword"));
         accounts.push_back(std::move(account));
@@ -232,11 +228,33 @@ std::vector<Candidate> Migration::ReadSource() const {
         if (std::optional<Candidate> account = LocalNamed(kind_, name))
             accounts.push_back(std::move(*account));
     }
+    if (&kind_ == &kUserKind) ReadListed(accounts);
     return accounts;
 }
 
+// Groups are copied with their members before there are users: what this system's group of the same name
+// has too is meant to be so.
+void Migration::ReadListed(std::vector<Candidate> &users) const {
+    std::map<std::string, Candidate *> by_name;
+    for (Candidate &user : users)
+        by_name.emplace(Folded(user.name), &user);
+    EachMember(directory_, [&](const Account &group, const std::string &name) {
+        const auto found = by_name.find(Folded(name));
+        if (found == by_name.end()) return;
+        std::vector<std::string> &listed = found->second->listed;
+        if (std::ranges::count(listed, group.name) == 0 &&
+            !IsLocalMember(group.name, found->second->name))
+            listed.push_back(group.name);
+    });
+}
+
 Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
-    Target target{.local = to_local_, .taken = TakenAccounts(/*fold_case=*/!to_local_)};
+    Target target{.kind = kind_,
+                  .local = to_local_,
+                  .taken = TakenAccounts(/*fold_case=*/!to_local_),
+                  .bounds = ReadSystemBounds(),
+                  .allowed = allowed_,
+                  .keep_memberships = directory_.Of().invocation.Has("keep-memberships")};
     const bool users = &kind_ == &kUserKind;
     if (!to_local_) {
         for (const Candidate &account : DirectoryAccounts(directory_, kind_, false))
@@ -256,20 +274,28 @@ Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
         if (users && there && account.samba_hashes && !HasSambaHashes(account.name))
             target.without_samba_hashes.insert(account.name);
         if (account.number) take(LocalNumbered(kind_, *account.number));
-        if (account.group && LocalNumbered(kGroupKind, *account.group))
-            target.groups.insert(*account.group);
+        if (!account.group) continue;
+        const std::optional<Candidate> group = LocalNumbered(kGroupKind, *account.group);
+        if (group) target.groups.insert(*account.group);
+        if (group && group->name == kUsersGroup) target.for_users.insert(*account.group);
     }
     if (users) target.remained = directory_.Run("/usr/zafo/etc/account.conf", QLIBUserNumRemained);
     return target;
 }
 
-int Migration::Copy() const {
-    const ZAFOLDAP_HOST *host = directory_.Record();
-    if (&kind_ == &kUserKind)
-        return to_local_ ? ZAFOLDAPBrowserMigrateUserToLocal(host)
-                         : ZAFOLDAPBrowserMigrateUserToLDAP(host);
-    return to_local_ ? ZAFOLDAPBrowserMigrateGroupToLocal(host)
-                     : ZAFOLDAPBrowserMigrateGroupToLDAP(host);
+// Those that cannot be copied are logged and passed over.
+int Migration::Copy(const std::vector<Decision> &plan, const Target &target) const {
+    for (const Decision &decision : plan) {
+        if (decision.result != Result::kAdd) continue;
+        const std::string failed = CopyAccount(directory_, decision.account, target);
+        if (failed.empty()) continue;
+        LogChange(fmt::format("migrate {}s", kind_.noun),
+                  "connection=" + directory_.Of().Options().connection,
+                  fmt::format("to={} name=\"{}\"", to_local_ ? "local" : "directory",
+                              OneLine(decision.account.name)),
+                  fmt::format("failed ({})", OneLine(failed)));
+    }
+    return 0;
 }
 
 size_t Migration::CountTarget() const {
@@ -278,7 +304,8 @@ size_t Migration::CountTarget() const {
     return count < 0 ? 0 : static_cast<size_t>(count);
 }
 
-MigrationEnd Migration::Run(const std::function<void(size_t)> &show) const {
+MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &target,
+                            const std::function<void(size_t)> &show) const {
     const size_t before = CountTarget();
     const auto show_now = [&] {
         const size_t now = CountTarget();
@@ -288,7 +315,7 @@ MigrationEnd Migration::Run(const std::function<void(size_t)> &show) const {
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     show(0);
-    Worker worker([this] { return Copy(); });
+    Worker worker([&] { return Copy(plan, target); });
     while (!worker.Ended()) {
         if (Interrupted()) {
             worker.End();

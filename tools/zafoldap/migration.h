@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The two sides of a migration, and the library's function between them.
+// The two sides of a migration, and the copying between them: account by account, so that what is
+// written is what was judged, and nothing else.
 #pragma once
 
 #include "tools/zafoldap/account_directory.h"
@@ -8,11 +9,13 @@
 
 #include <functional>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 namespace zafo::cli {
 
-// How the library's function ended.
+// How it ended.
 struct MigrationEnd {
     bool stopped = false;              // by Ctrl-C
     std::optional<Failure> failure{};  // it did not go through all accounts
@@ -20,24 +23,29 @@ struct MigrationEnd {
 
 class Migration {
   public:
-    Migration(const AccountDirectory &directory, const AccountKind &kind, bool to_local)
-        : directory_(directory), kind_(kind), to_local_(to_local) {}
+    // `allowed`: names that are not refused, whatever they are.
+    Migration(const AccountDirectory &directory, const AccountKind &kind, bool to_local,
+              std::set<std::string> allowed)
+        : directory_(directory), kind_(kind), to_local_(to_local), allowed_(std::move(allowed)) {}
 
     // Throw Failure when a side cannot be read.
     std::vector<Candidate> ReadSource() const;
     Target ReadTarget(const std::vector<Candidate> &source) const;
 
-    // Copies. It is one long call of the library, so it is made by a process of its own, and `show` is
+    // Copies those that the plan adds, in a process of its own that can be stopped at any time; `show` is
     // called now and then with the number of accounts that the other side has got since.
-    MigrationEnd Run(const std::function<void(size_t)> &show) const;
+    MigrationEnd Run(const std::vector<Decision> &plan, const Target &target,
+                     const std::function<void(size_t)> &show) const;
 
   private:
-    int Copy() const;
+    void ReadListed(std::vector<Candidate> &users) const;
+    int Copy(const std::vector<Decision> &plan, const Target &target) const;
     size_t CountTarget() const;
 
     const AccountDirectory &directory_;
     const AccountKind &kind_;
     const bool to_local_;
+    const std::set<std::string> allowed_;
 };
 
 }  // namespace zafo::cli

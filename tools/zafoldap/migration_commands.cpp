@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// migrate users and migrate groups: compares both sides, asks, has the library copy, and looks what
-// came of it. The library itself tells of skipped accounts in the system log only.
+// migrate users and migrate groups: compares both sides, asks, copies, and looks what came of it.
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
 #include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/migration.h"
 
@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 namespace zafo::cli {
 
@@ -50,6 +51,8 @@ std::string_view WordFor(Result result, bool dry_run) {
             return dry_run ? "add" : "added";
         case Result::kThere:
             return "there";
+        case Result::kRefuse:
+            return "refused";
         case Result::kSkip:
             break;
     }
@@ -91,7 +94,7 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
         accounts.push_back(std::move(picked));
     }
     Json counts = Json::object();
-    for (const Result result : {Result::kAdd, Result::kThere, Result::kSkip})
+    for (const Result result : {Result::kAdd, Result::kThere, Result::kSkip, Result::kRefuse})
         counts[WordFor(result, dry_run)] = CountOf(plan, result);
     session.document.Whole({{"what", std::string(job.kind.noun) + "s"},
                             {"to", job.to_local ? "local" : "directory"},
@@ -103,15 +106,50 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
 
 // "3 users added to the directory, 2 there already, 1 skipped"
 std::string Summary(const Job &job, const std::vector<Decision> &plan, std::string_view added) {
-    return fmt::format("{} {} to {}, {} there already, {} skipped",
+    const size_t refused = CountOf(plan, Result::kRefuse);
+    return fmt::format("{} {} to {}, {} there already, {} skipped{}",
                        job.Counted(CountOf(plan, Result::kAdd)), added, job.Where(),
-                       CountOf(plan, Result::kThere), CountOf(plan, Result::kSkip));
+                       CountOf(plan, Result::kThere), CountOf(plan, Result::kSkip),
+                       refused == 0 ? "" : fmt::format(", {} refused", refused));
 }
 
-size_t RandomPasswords(const std::vector<Decision> &plan) {
-    return static_cast<size_t>(std::ranges::count_if(plan, [](const Decision &decision) {
-        return decision.result == Result::kAdd && decision.account.foreign_hash;
-    }));
+// Whom nobody knows a password of.
+std::vector<std::string> WithoutPassword(const std::vector<Decision> &plan) {
+    std::vector<std::string> names;
+    for (const Decision &decision : plan) {
+        if (decision.result == Result::kAdd && decision.account.foreign_hash)
+            names.push_back(decision.account.name);
+    }
+    return names;
+}
+
+std::string ForAsManyAs(size_t most, const std::vector<std::string> &names) {
+    std::string text;
+    for (size_t i = 0; i < std::min(most, names.size()); ++i)
+        text += (i > 0 ? ", " : "") + names[i];
+    return text + (names.size() > most ? fmt::format(" and {} more", names.size() - most) : "");
+}
+
+// What stands beside the accounts too, with the commands.
+void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_run) {
+    constexpr size_t kMost = 20;
+    Streams &streams = job.session.streams;
+    const std::vector<std::string> locked = WithoutPassword(plan);
+    if (job.to_local && !locked.empty()) {
+        streams.Note(
+            fmt::format("{} without a password on this system, because the directory's is no "
+                        "{{crypt}} hash: {}. "
+                        "passwd NAME sets one{}",
+                        job.Counted(locked.size()), OneLine(ForAsManyAs(kMost, locked)),
+                        dry_run ? " then" : ""));
+    }
+    const auto refused = std::ranges::find(plan, Result::kRefuse, &Decision::result);
+    if (refused == plan.end()) return;
+    streams.Note(fmt::format(
+        "{} refused, because it would be a part of the system; one that is meant to be, as far as "
+        "the system takes it: {} --allow {}",
+        job.Counted(CountOf(plan, Result::kRefuse)), job.Again(),
+        CommandWord(refused->account.name)));
 }
 
 void Log(const Job &job, const std::vector<Decision> &plan) {
@@ -127,7 +165,7 @@ void Log(const Job &job, const std::vector<Decision> &plan) {
 
 // Throws unless every account is on the other side.
 void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const MigrationEnd &end) {
-    const size_t skipped = CountOf(plan, Result::kSkip);
+    const size_t skipped = CountOf(plan, Result::kSkip) + CountOf(plan, Result::kRefuse);
     const std::string summary = Summary(job, plan, "added");
     if (end.stopped)
         throw OwnFailure("migration_stopped", {.subject = summary, .finish = job.Again()});
@@ -152,18 +190,33 @@ void AskFor(const Job &job, const std::vector<Decision> &plan) {
     if (count == 0) return;
     const std::string what = fmt::format("{} to {}", job.Counted(count), job.Where());
     std::vector<std::string> details = {Summary(job, plan, "to add")};
-    if (const size_t random = RandomPasswords(plan); job.to_local && random > 0)
-        details.push_back(job.Counted(random) + " of them will have a random password");
+    if (const size_t locked = WithoutPassword(plan).size(); job.to_local && locked > 0)
+        details.push_back(job.Counted(locked) + " of them will have no password");
     Confirm(job.session, "adding " + what, fmt::format("Add {}?", what), details);
 }
 
-MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decision> &plan,
+std::set<std::string> AllowedNames(const Session &session) {
+    const std::vector<std::string> names = SplitNames(session.invocation.All("allow"));
+    return {names.begin(), names.end()};
+}
+
+// A name that nobody has is a mistake.
+void CheckAllowed(const AccountDirectory &directory, const AccountKind &kind,
                   const std::vector<Candidate> &source) {
+    for (const std::string &name : AllowedNames(directory.Of())) {
+        if (std::ranges::count(source, name, &Candidate::name) == 0)
+            throw OwnFailure("allowed_missing",
+                             {.subject = OneLine(name), .reason = std::string(kind.noun)});
+    }
+}
+
+MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decision> &plan,
+                  const std::vector<Candidate> &source, const Target &target) {
     MigrationEnd end;
     if (const size_t count = CountOf(plan, Result::kAdd); count > 0) {
         {
             Progress progress(job.session, fmt::format("adding {}s", job.kind.noun), count);
-            end = migration.Run([&](size_t done) { progress.Show(done); });
+            end = migration.Run(plan, target, [&](size_t done) { progress.Show(done); });
         }
         Settle(plan, migration.ReadTarget(source).taken, end.stopped ? kNotReached : kRefused);
         Log(job, plan);
@@ -180,18 +233,23 @@ int MigrateAccounts(Session &session) {
     AccountDirectory directory(session);
     directory.LearnServer(job.kind);
     if (!job.to_local) NeedContainer(directory, job.kind);
-    const Migration migration(directory, job.kind, job.to_local);
+    const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));
     const std::vector<Candidate> source = migration.ReadSource();
-    std::vector<Decision> plan = PlanMigration(source, migration.ReadTarget(source));
+    CheckAllowed(directory, job.kind, source);
+    const Target target = migration.ReadTarget(source);
+    std::vector<Decision> plan = PlanMigration(source, target);
     if (session.Options().dry_run) {
         Print(job, plan, /*dry_run=*/true, /*ok=*/true);
+        TellWhatIsLeft(job, plan, /*dry_run=*/true);
         session.streams.Note(Summary(job, plan, "to add"));
         return 0;
     }
     AskFor(job, plan);
-    const MigrationEnd end = Copy(job, migration, plan, source);
-    const bool whole = CountOf(plan, Result::kSkip) == 0 && !end.stopped;
+    const MigrationEnd end = Copy(job, migration, plan, source, target);
+    const bool whole =
+        CountOf(plan, Result::kSkip) + CountOf(plan, Result::kRefuse) == 0 && !end.stopped;
     Print(job, plan, /*dry_run=*/false, whole);
+    TellWhatIsLeft(job, plan, /*dry_run=*/false);
     ThrowUnlessWhole(job, plan, end);
     session.streams.Note(Summary(job, plan, "added"));
     return 0;

@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration_plan.h"
 
+#include "tools/zafoldap/stale_membership.h"
+
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view kRandomPassword =
-    "the password is not a {crypt} hash: the account gets a random one that nobody knows";
+constexpr std::string_view kNoPassword =
+    "the password is not a {crypt} hash: nobody can log in with one until it is set";
 
 // The library makes a user first and stores the Samba hashes then: a run that was killed in between
 // leaves the user without. Whether they were taken away on purpose cannot be seen, so nobody gets them back
@@ -28,8 +30,17 @@ std::string Obstacle(const Candidate &account, const Target &target) {
         *account.group);
 }
 
+// Somebody who is listed is a member as soon as there is an entry.
+std::string MembershipsOf(const Candidate &account, const Target &target) {
+    if (target.keep_memberships || account.listed.empty()) return {};
+    return fmt::format(
+        "the directory's {} {} it, which it is not in here; zafoldap member remove takes it out, "
+        "--keep-memberships leaves it there",
+        fmt::join(account.listed, ", "), account.listed.size() == 1 ? "lists" : "list");
+}
+
 std::string Remark(const Candidate &account, const Target &target) {
-    if (target.local) return std::string(account.foreign_hash ? kRandomPassword : "");
+    if (target.local) return std::string(account.foreign_hash ? kNoPassword : "");
     if (!account.group || target.groups.contains(*account.group)) return {};
     return fmt::format("its primary group {} is not in the directory", *account.group);
 }
@@ -40,11 +51,14 @@ Decision Decide(const Candidate &account, Target &target, bool &full) {
                           target.without_samba_hashes.contains(account.name);
         return {account, Result::kThere, std::string(lost ? kNoSambaHashes : "")};
     }
+    std::string refusal = Refusal(account, target);
+    if (!refusal.empty()) return {account, Result::kRefuse, std::move(refusal)};
     std::string conflict = target.taken.Conflict(account);
     if (!conflict.empty()) return {account, Result::kSkip, std::move(conflict)};
     full = full || (target.remained && *target.remained <= 0);
     if (full) return {account, Result::kSkip, "no more local users are allowed"};
     std::string obstacle = Obstacle(account, target);
+    if (obstacle.empty()) obstacle = MembershipsOf(account, target);
     if (!obstacle.empty()) return {account, Result::kSkip, std::move(obstacle)};
     target.taken.Add(account.name, account.number);
     if (target.remained) --*target.remained;
@@ -54,13 +68,7 @@ Decision Decide(const Candidate &account, Target &target, bool &full) {
 }  // namespace
 
 std::string TakenAccounts::Key(const std::string &name) const {
-    std::string key = name;
-    if (fold_case_) {
-        std::ranges::transform(key, key.begin(), [](unsigned char c) {
-            return static_cast<char>(c < 0x80 ? std::tolower(c) : c);
-        });
-    }
-    return key;
+    return fold_case_ ? Folded(name) : name;
 }
 
 void TakenAccounts::Add(const std::string &name, std::optional<std::uint32_t> number) {
@@ -83,6 +91,19 @@ std::string TakenAccounts::Conflict(const Candidate &candidate) const {
     const auto number = names_.find(*candidate.number);
     return number == names_.end() ? std::string()
                                   : fmt::format("the number is taken by {}", number->second);
+}
+
+std::string Refusal(const Candidate &account, const Target &target) {
+    if (target.allowed.contains(account.name)) return {};
+    std::string reason = RoleOfName(target.kind, account.name);
+    if (!reason.empty()) return fmt::format("the name is a system's own: {}", reason);
+    if (account.number) reason = FaultOfNumber(target.kind, *account.number, target.bounds);
+    if (!reason.empty() || !target.local || &target.kind != &kUserKind) return reason;
+    const bool users = account.group && target.for_users.contains(*account.group);
+    if (account.group && !users && *account.group < target.bounds.first_gid)
+        return fmt::format("its primary group {} is one of the system's own", *account.group);
+    reason = FaultOfHome(account.home);
+    return reason.empty() ? FaultOfShell(account.shell, target.bounds) : reason;
 }
 
 std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target) {

@@ -4,6 +4,8 @@
 // stands on both sides.
 #pragma once
 
+#include "tools/zafoldap/reserved_account.h"
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -21,6 +23,10 @@ struct Candidate {
     std::optional<std::uint32_t> group;  // of a user: the primary group
     bool foreign_hash = false;           // the password is of no use on the other side
     bool samba_hashes = false;           // of a directory's user: it has some
+    std::string dn = {};                 // of a directory's account
+    std::string home = {}, shell = {};   // of a directory's user
+    std::vector<std::string> listed =
+        {};  // of a local user: groups of the directory that have it already
 };
 
 // What names and numbers the other side has.
@@ -44,21 +50,30 @@ class TakenAccounts {
     std::map<std::uint32_t, std::string> names_;
 };
 
-enum class Result { kAdd, kThere, kSkip };
+enum class Result { kAdd, kThere, kSkip, kRefuse };
 
 struct Decision {
     Candidate account;
     Result result;
-    std::string reason;  // of kSkip; of kAdd what is to be known of it
+    std::string reason;  // of kSkip and kRefuse; of kAdd what is to be known of it
 };
 
 struct Target {
+    const AccountKind &kind;
     bool local = false;  // else the directory
     TakenAccounts taken;
     std::set<std::uint32_t> groups = {};              // of users: the group numbers there are
     std::optional<int> remained = {};                 // how many more are allowed
     std::set<std::string> without_samba_hashes = {};  // names of users who are there
+    SystemBounds bounds = {};
+    std::set<std::uint32_t> for_users = {};  // numbers of this system's group "users"
+    std::set<std::string> allowed = {};      // names that are taken as they are
+    bool keep_memberships = false;
 };
+
+// Why an account is not for the other side, whatever else is free there: it would be a part of the
+// system. Empty: it is.
+std::string Refusal(const Candidate &account, const Target &target);
 
 std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target);
 

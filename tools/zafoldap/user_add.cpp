@@ -8,6 +8,7 @@
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
+#include "tools/zafoldap/stale_membership.h"
 #include "tools/zafoldap/user_home.h"
 #include "tools/zafoldap/user_password.h"
 
@@ -32,6 +33,7 @@ struct NewUser {
     bool may_change_password = true;
     std::vector<std::string> extra = {};  // name, value, name, value
     std::vector<Account> groups = {};
+    std::vector<Account> kept = {};  // groups that list the name before there is anybody of it
 };
 
 // What the command line says, checked as far as it can be without the directory.
@@ -106,6 +108,10 @@ ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
     user.groups = directory.NeedAll(kGroupKind, SplitNames(session.invocation.All("groups")));
     if (!user.groups.empty())
         plan.Check(fmt::format("these groups exist: {}", Enumerated(NamesOf(user.groups))));
+    user.kept = CheckMembershipsLeft(directory, user.name, user.dn, user.groups);
+    plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", user.name)
+                                 : fmt::format("{} stays in {}, where the name is listed already",
+                                               user.name, Enumerated(NamesOf(user.kept))));
     return plan;
 }
 
@@ -168,8 +174,12 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
 // The library makes the home folder and does not say whether it could; asking again finds out.
 void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
     std::optional<Failure> failure;
+    std::string what = "its home folder could not be made";
     try {
-        if (PublishedHomes(directory).empty()) return;
+        const std::string value = PublishedHomes(directory);
+        if (value.empty()) return;
+        if (const std::string fault = FaultOfAutomountValue(value); !fault.empty())
+            what += fmt::format(": auto_home has \"{}\", and {}", OneLine(value), fault);
         failure = Attempt(directory.Out(), {}, [&] {
             return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), &record);
         });
@@ -177,8 +187,8 @@ void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftov
         failure = unseen;
     }
     if (!failure) return;
-    left.Add("its home folder could not be made",
-             CommandLine(directory.Of(), "user home create", {record.szName}), Reason(*failure));
+    left.Add(what, CommandLine(directory.Of(), "user home create", {record.szName}),
+             Reason(*failure));
 }
 
 ZAFOUSER RecordOfUser(NewUser &user, std::string &password) {
@@ -251,7 +261,8 @@ Json Result(const NewUser &user, std::uint32_t uid) {
             {"uid", uid},
             {"gid", user.gid},
             {"dn", user.dn},
-            {"groups", NamesOf(user.groups)}};
+            {"groups", NamesOf(user.groups)},
+            {"kept_groups", NamesOf(user.kept)}};
 }
 
 }  // namespace
@@ -284,10 +295,12 @@ int AddUser(Session &session) {
         session.document.Whole(result, /*ok=*/left.None());
     }
     left.ThrowIfAny(fmt::format("the user {} was added with the number {}", user.name, uid));
-    session.streams.Note(fmt::format(
-        "user {} added: number {}, primary group {} ({}){}", OneLine(user.name), uid,
-        OneLine(user.primary_group), user.gid,
-        user.groups.empty() ? "" : fmt::format(", in {}", Enumerated(NamesOf(user.groups)))));
+    std::vector<std::string> in = NamesOf(user.groups);
+    for (const Account &group : user.kept)
+        in.push_back(group.name);
+    session.streams.Note(fmt::format("user {} added: number {}, primary group {} ({}){}",
+                                     OneLine(user.name), uid, OneLine(user.primary_group), user.gid,
+                                     in.empty() ? "" : fmt::format(", in {}", Enumerated(in))));
     return 0;
 }
 

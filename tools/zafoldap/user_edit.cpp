@@ -7,6 +7,7 @@
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
+#include "tools/zafoldap/stale_membership.h"
 
 #include <strings.h>
 
@@ -177,6 +178,20 @@ void FinishRename(const AccountDirectory &directory, const Account &user,
     left.ThrowIfAny(fmt::format("the user {} is now called {}", user.name, new_name));
 }
 
+std::string RdnOf(const Account &user, const std::string &new_name) {
+    return fmt::format("{}={}", user.dn.substr(0, user.dn.find('=')), EscapedForDn(new_name));
+}
+
+// Nobody waits for the new name in a group; the DN there is that of the renamed entry.
+void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &user,
+                             const std::string &new_name, ChangePlan &plan) {
+    const std::vector<Account> kept = CheckMembershipsLeft(
+        directory, new_name, RdnOf(user, new_name) + user.dn.substr(EndOfRdn(user.dn)), {});
+    plan.Check(kept.empty() ? fmt::format("no group lists {}", new_name)
+                            : fmt::format("{} stays in {}, where the name is listed already",
+                                          new_name, Enumerated(NamesOf(kept))));
+}
+
 // The attribute of the entry's RDN follows with it, the other one of "uid" and "cn" is replaced.
 void PlanRename(const Account &user, const std::string &new_name, ChangePlan &plan) {
     const std::string rdn = user.dn.substr(0, user.dn.find('='));
@@ -185,7 +200,7 @@ void PlanRename(const Account &user, const std::string &new_name, ChangePlan &pl
         if (strcasecmp(rdn.c_str(), attribute) != 0) plan.Replace(attribute, new_name);
     }
     plan.Record(user.dn, "modrdn");
-    plan.Line("newrdn", fmt::format("{}={}", rdn, EscapedForDn(new_name)));
+    plan.Line("newrdn", RdnOf(user, new_name));
     plan.Line("deleteoldrdn", "1");
 }
 
@@ -227,6 +242,7 @@ int RenameUser(Session &session) {
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Check(fmt::format("the name {} is free", new_name));
+    CheckNewNameIsInNoGroup(directory, user, new_name, plan);
     PlanRename(user, new_name, plan);
     const std::vector<Account> groups = GroupsListing(directory, user.name);
     for (const Account &group : groups) {

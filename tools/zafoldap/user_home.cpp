@@ -3,6 +3,8 @@
 // user home create and create-all.
 #include "tools/zafoldap/user_home.h"
 
+#include "src/accounts/automount_value.h"
+#include "src/accounts/nfs_source.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/handlers.h"
@@ -15,15 +17,13 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view kNfs = "-fstype=nfs ";
-
 struct FreeUser {
     void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
 };
 
-std::optional<Export> ParseExport(const std::string &text) {
-    const size_t colon = text.find(":/");
-    if (colon == std::string::npos || colon == 0) return std::nullopt;
+// Of a text that the library takes.
+Export ParseExport(const std::string &text) {
+    const size_t colon = text.find(":/", text.starts_with('[') ? text.find(']') : 0);
     Export place{text.substr(0, colon), text.substr(colon + 1)};
     while (place.path.size() > 1 && place.path.ends_with('/'))
         place.path.pop_back();
@@ -31,18 +31,25 @@ std::optional<Export> ParseExport(const std::string &text) {
 }
 
 // What --export says, else what the directory publishes; nothing for the latter's odd forms.
-std::optional<Export> ExportFor(const AccountDirectory &directory) {
+Export ExportFor(const AccountDirectory &directory) {
     const Session &session = directory.Of();
     if (const std::string *given = session.invocation.Find("export")) {
-        std::optional<Export> place = ParseExport(*given);
-        if (!place || !IsText(*given) || given->find_first_of("\r\n") != std::string::npos) {
-            RefuseUsage(session, fmt::format("--export {} is not HOST:/PATH", OneLine(*given)));
+        const char *fault = IsText(*given) ? FaultOfNfsSource(*given) : "it is not UTF-8";
+        if (fault != nullptr) {
+            RefuseUsage(session,
+                        fmt::format("--export {} is not HOST:/PATH: {}", OneLine(*given), fault));
         }
-        return place;
+        return ParseExport(*given);
     }
     const std::string value = PublishedHomes(directory);
     if (value.empty()) throw OwnFailure("homes_unpublished", directory.Known(""));
-    return ParseAutomountValue(value);
+    const std::string fault = FaultOfAutomountValue(value);
+    if (!fault.empty()) {
+        Facts facts = directory.Known(value);
+        facts.reason = fault;
+        throw OwnFailure("homes_refused", facts);
+    }
+    return *ParseAutomountValue(value);
 }
 
 void Finish(Session &session, const std::optional<Failure> &failure, const Facts &facts,
@@ -69,21 +76,17 @@ bool DryRun(Session &session, const Json &record, const std::string &text) {
 
 }  // namespace
 
-std::optional<Export> ParseAutomountValue(std::string value) {
-    while (!value.empty() && (value.back() == ' ' || value.back() == '\t'))
-        value.pop_back();
-    const size_t nfs = value.find(kNfs);
-    if (nfs == std::string::npos || !value.ends_with("/&")) return std::nullopt;
-    value.resize(value.size() - 2);
-    size_t at = value.find_first_not_of(' ', nfs + kNfs.size());
-    if (at == std::string::npos || value[at] == '-') return std::nullopt;
-    std::string clear;
-    for (; at < value.size(); ++at) {
-        const bool escape = value[at] == '\\' && at + 1 < value.size() &&
-                            std::string_view("$ &").find(value[at + 1]) != std::string_view::npos;
-        if (!escape) clear += value[at];
-    }
-    return ParseExport(clear);
+std::string FaultOfAutomountValue(std::string_view value) {
+    const std::optional<std::string> escaped = EscapedExportOf(value);
+    const std::optional<std::string> source = escaped ? Unescaped(*escaped) : std::nullopt;
+    if (!source) return "it is not of the form \"-fstype=nfs HOST:PATH/&\"";
+    const char *fault = FaultOfNfsSource(*source);
+    return fault == nullptr ? "" : fault;
+}
+
+std::optional<Export> ParseAutomountValue(std::string_view value) {
+    if (!FaultOfAutomountValue(value).empty()) return std::nullopt;
+    return ParseExport(*Unescaped(*EscapedExportOf(value)));
 }
 
 std::string PublishedHomes(const AccountDirectory &directory) {
@@ -103,21 +106,20 @@ int CreateUserHome(Session &session) {
     CheckName(name);
     AccountDirectory directory(session);
     const std::string dn = directory.Need(kUserKind, name);
-    const std::optional<Export> place = ExportFor(directory);
+    const Export place = ExportFor(directory);
     ZAFOUSER *read = nullptr;
     const int found = directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
     const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
     if (found == 0) throw OwnFailure("user_missing", directory.Known(name));
-    const std::string where =
-        place ? fmt::format("{}:{}/{}", place->host, place->path, name) : "where auto_home says";
+    const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would make " + where)) return 0;
     const std::optional<Failure> failure = Attempt(session.streams, directory.Known(name), [&] {
         if (!session.invocation.Has("export"))
             return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
-        return ZAFOLDAPBrowserUserHomeCreateEx(
-            fmt::format("{}:{}", place->host, place->path).c_str(), user.get());
+        return ZAFOLDAPBrowserUserHomeCreateEx(fmt::format("{}:{}", place.host, place.path).c_str(),
+                                               user.get());
     });
     Finish(session, failure, directory.Known(name), name, record);
     return 0;
@@ -125,18 +127,14 @@ int CreateUserHome(Session &session) {
 
 int CreateAllUserHomes(Session &session) {
     AccountDirectory directory(session);
-    const std::optional<Export> place = ExportFor(directory);
-    if (!place) {
-        throw OwnFailure("homes_unpublished", directory.Known(""),
-                         "its auto_home map is not of the form \"-fstype=nfs HOST:PATH/&\"");
-    }
-    const std::string where = fmt::format("{}:{}", place->host, place->path);
+    const Export place = ExportFor(directory);
+    const std::string where = fmt::format("{}:{}", place.host, place.path);
     const Json record = {{"export", where}};
     if (DryRun(session, record, fmt::format("would make every user's missing folder in {}", where)))
         return 0;
     const std::optional<Failure> failure = Attempt(session.streams, directory.Known(where), [&] {
-        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place->host.c_str(),
-                                                place->path.c_str());
+        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
+                                                place.path.c_str());
     });
     Finish(session, failure, directory.Known(where), "every user in " + where, record);
     session.streams.Note("a folder that could not be made is named in the system log");

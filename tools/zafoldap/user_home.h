@@ -17,7 +17,10 @@ struct Export {
 
 // HOST:PATH in a value of the map "auto_home", "-fstype=nfs HOST:PATH/&" with backslashes before
 // "$", blanks and "&" of the path; nothing for another form.
-std::optional<Export> ParseAutomountValue(std::string value);
+std::optional<Export> ParseAutomountValue(std::string_view value);
+
+// Why the library does not mount what a value names (zafoldap/home.h); empty: it does.
+std::string FaultOfAutomountValue(std::string_view value);
 
 // The value that the directory publishes; empty: none.
 std::string PublishedHomes(const AccountDirectory &directory);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // automount set and show: where the users' home folders are (zafoldap/home.h).
+#include "src/accounts/nfs_source.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
 #include "tools/cli/display_text.h"
@@ -25,17 +26,12 @@ namespace {
 
 const Fields kMapFields = {{"map", "MAP"}, {"key", "KEY"}, {"value", "VALUE"}};
 
-// What stands in the maps must be read back by automounters, which take blanks for separators.
+// What the library would not mount, nobody else should.
 void CheckExport(const std::string &host, const std::string &path) {
-    const auto refuse = [](const std::string &what, const char *reason) {
-        throw OwnFailure("export_bad", {.subject = OneLine(what), .reason = reason});
-    };
-    const bool plain_host = !host.empty() && host.front() != '-' && IsPlainAscii(host) &&
-                            host.find_first_of(" :/\\\"'") == std::string::npos;
-    const bool bracketed = host.starts_with('[') && host.ends_with(']');
-    if (!plain_host && !bracketed) refuse(host, "this is no host name or address");
-    if (!path.starts_with('/')) refuse(path, "the path does not begin with \"/\"");
-    if (OneLine(path) != path || !IsText(path)) refuse(path, "the path has control characters");
+    const std::string source = host + ":" + path;
+    const char *fault = IsText(source) ? FaultOfNfsSource(source) : "it is not UTF-8";
+    if (fault != nullptr)
+        throw OwnFailure("export_bad", {.subject = OneLine(source), .reason = fault});
 }
 
 // "auto_home" of "automountKey=*,automountMapName=auto_home,dc=example,dc=com".

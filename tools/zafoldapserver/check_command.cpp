@@ -25,6 +25,7 @@ constexpr Row kRows[] = {
     {"answer", CheckAnswer},
     {"restart", CheckRestart},
     {"crashes", CheckCrashes},
+    {"operators", CheckOperators},
     {"certificate-chain", CheckCertificateChain},
     {"certificate-names", CheckCertificateNames},
     {"certificate-end", CheckCertificateEnd},

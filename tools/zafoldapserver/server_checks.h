@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of the server's health. Each looks for itself, so that one that fails hides no other;
-// none needs the server to run but "answer".
+// none needs the server to run but "answer" and "operators".
 #pragma once
 
 #include "tools/cli/certificate.h"
@@ -29,6 +29,7 @@ CheckStep CheckAccessRules(CheckedServer &checked);
 CheckStep CheckEnabled(CheckedServer &checked);
 CheckStep CheckRunning(CheckedServer &checked);
 CheckStep CheckAnswer(CheckedServer &checked);
+CheckStep CheckOperators(CheckedServer &checked);
 
 CheckStep CheckRestart(CheckedServer &checked);
 CheckStep CheckCrashes(CheckedServer &checked);

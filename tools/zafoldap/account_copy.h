@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// One account, copied from a directory to this system or the other way. It is read once and judged as
+// it was read: what somebody changes between the plan and now does not get past it.
+#pragma once
+
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/migration_plan.h"
+
+#include "platform/group.h"
+#include "platform/user.h"
+
+#include <optional>
+#include <string>
+
+namespace zafo::cli {
+
+template <typename Record, void (*Free)(Record *)>
+class OwnedRecord {
+  public:
+    OwnedRecord() = default;
+    OwnedRecord(const OwnedRecord &) = delete;
+    OwnedRecord &operator=(const OwnedRecord &) = delete;
+    ~OwnedRecord() { Free(record_); }
+    Record **Address() { return &record_; }
+    Record *Get() const { return record_; }
+    const Record *operator->() const { return record_; }
+
+  private:
+    Record *record_ = nullptr;
+};
+using UserRecord = OwnedRecord<ZAFOUSER, ZAFOUserFree>;
+using GroupRecord = OwnedRecord<ZAFOGROUP, ZAFOGroupFree>;
+
+bool IsCryptHash(std::string_view password);
+
+// What went wrong, for the log; empty: it was copied. The platform and the server say no to what is taken.
+std::string CopyAccount(const AccountDirectory &directory, const Candidate &account,
+                        const Target &target);
+
+}  // namespace zafo::cli

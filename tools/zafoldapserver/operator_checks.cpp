@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The group that the access rules give the right to write to: that it is there, and that nobody waits
+// in it for a name to be given out.
+#include "tools/cli/display_text.h"
+#include "tools/cli/ldap_dn.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/zafoldapserver/server_checks.h"
+#include "tools/zafoldapserver/server_paths.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace zafo::cli {
+
+namespace {
+
+constexpr int kNoSuchObject = 32;
+constexpr size_t kLongestFilter = 1900;  // the library has room for 2047 bytes
+
+class OperatorGroup {
+  public:
+    explicit OperatorGroup(CheckedServer &checked)
+        : streams_(checked.session.streams),
+          connection_(ReadConnection(kOwnConnection)),
+          host_(OpenConnection(kOwnConnection, connection_)),
+          dn_(fmt::format("cn=Directory Operators,cn=groups,{}", checked.server.suffix)) {}
+
+    const std::string &Dn() const { return dn_; }
+
+    // Whom it lists, each once; nothing: there is no such group.
+    std::optional<std::vector<std::string>> Members() {
+        std::vector<std::string> names;
+        try {
+            Search search(
+                streams_, host_,
+                {.base = dn_, .filter = {}, .scope = "base", .attributes = {"memberUid", "member"}},
+                connection_.Known());
+            const Entry *entry = search.Next();
+            if (entry == nullptr) return std::nullopt;
+            for (const Attribute &attribute : entry->attributes) {
+                const bool by_name = Folded(attribute.name) == "memberuid";
+                for (std::string_view value : attribute.values)
+                    names.push_back(by_name ? std::string(value) : UserOfDn(value));
+            }
+        } catch (const Failure &failure) {
+            if (failure.ldap_code == kNoSuchObject) return std::nullopt;
+            throw;
+        }
+        std::ranges::sort(names);
+        names.erase(std::ranges::unique(names).begin(), names.end());
+        std::erase(names, "");
+        return names;
+    }
+
+    // Those of them who are no users.
+    std::vector<std::string> Missing(std::vector<std::string> names) {
+        for (size_t at = 0; at < names.size();) {
+            std::string filter = "(&(objectClass=posixAccount)(|";
+            for (; at < names.size() && filter.size() < kLongestFilter - 256; ++at)
+                filter += fmt::format("(uid={})", EscapedForFilter(names[at]));
+            Search search(streams_, host_,
+                          {.base = std::nullopt, .filter = filter + "))", .attributes = {"uid"}},
+                          connection_.Known());
+            while (const Entry *entry = search.Next()) {
+                for (const Attribute &attribute : entry->attributes)
+                    found_.insert(found_.end(), attribute.values.begin(), attribute.values.end());
+            }
+        }
+        std::erase_if(names, [&](const std::string &name) {
+            return std::ranges::any_of(
+                found_, [&](const std::string &user) { return Folded(user) == Folded(name); });
+        });
+        return names;
+    }
+
+  private:
+    Streams &streams_;
+    Connection connection_;
+    Host host_;
+    std::string dn_;
+    std::vector<std::string> found_ = {};
+};
+
+// Of the first; the next check shows the next one.
+std::string RemovalOf(const std::string &name) {
+    const bool quotable = name.find('\'') == std::string::npos && OneLine(name) == name;
+    return fmt::format("zafoldap member remove 'Directory Operators' {}",
+                       quotable ? "'" + name + "'" : "NAME");
+}
+
+}  // namespace
+
+CheckStep CheckOperators(CheckedServer &checked) {
+    if (!checked.server.Running()) return Skipped("the server does not run");
+    try {
+        OperatorGroup group(checked);
+        const auto members = group.Members();
+        if (!members) {
+            return Wrong(
+                fmt::format("{} is missing: nobody but the administrator may write", group.Dn()),
+                fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
+        }
+        const std::vector<std::string> missing = group.Missing(*members);
+        if (missing.empty())
+            return Good(
+                fmt::format("{} of Directory Operators, all of them users", members->size()));
+        return Wrong(
+            fmt::format(
+                "Directory Operators lists {}, who {} there: whoever gets the name may write to "
+                "the directory",
+                OneLine(fmt::format("{}", fmt::join(missing, ", "))),
+                missing.size() == 1 ? "is not" : "are not"),
+            RemovalOf(missing.front()));
+    } catch (const Failure &failure) {
+        if (failure.exit_code == 130) throw;
+        return Skipped(fmt::format("the server does not say: {}", failure.message));
+    }
+}
+
+}  // namespace zafo::cli
