@@ -2,6 +2,7 @@
 #include "tools/cli/failure.h"
 
 #include "platform/error.h"
+#include "tools/cli/temporary_folder.h"
 #include "zafoldap/error.h"
 
 #include <fmt/format.h>
@@ -117,6 +118,12 @@ Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
     return OwnFailure("ldap_result", facts);
 }
 
+// A change is a file in "/tmp" before it is a request.
+Failure TemporaryFolderFailure(std::string reason) {
+    return OwnFailure("temporary_folder",
+                      {.subject = kTemporaryFolder, .reason = std::move(reason)});
+}
+
 Failure FromPlatformCode(int code, Facts facts) {
     switch (code) {
         case QLIB_ERR_OUT_OF_MEMORY:
@@ -129,7 +136,14 @@ Failure FromPlatformCode(int code, Facts facts) {
             return OwnFailure("group_missing", facts);
         case QLIB_ERR_BUFFER_TOO_SMALL:
             return OwnFailure("too_long", facts);
+        case QLIB_ERR_WRITE_FAILED: {
+            const std::string fault = FaultOfTemporaryFolder();
+            return TemporaryFolderFailure(fault.empty() ? "the system log has the reason" : fault);
+        }
         case QLIB_ERR_OPEN_FAILED:
+            // Of the file or of the tool: the code is the same.
+            if (std::string fault = FaultOfTemporaryFolder(); !fault.empty())
+                return TemporaryFolderFailure(std::move(fault));
             facts.subject = "/usr/zafo/bin/ldapsearch";
             return OwnFailure("tool_not_started", facts);
         default:

@@ -147,7 +147,8 @@ Command CheckCommand() {
             "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
             "free), writers (one server only takes changes), backup-destination (can be written), "
             "backup-schedule (as set, in the scheduler too), backup-last (the newest one is "
-            "whole, not older than two periods, and the last run did not fail).\n\n"
+            "whole, not older than two periods, and the last run did not fail), debug-switch "
+            "(passwords go to the system log while /tmp/zafoldap_debug is there).\n\n"
             "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids stay the "
             "same. "
             "The exit code is 1 when there is an error.",
