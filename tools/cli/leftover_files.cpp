@@ -34,10 +34,10 @@ constexpr Pattern kTemporaryFiles[] = {{"", "_", ".ldif", S_IFREG},
                                        {"ldapsearch.err.", ".", "", S_IFREG}};
 constexpr Pattern kMountPoints[] = {{"zafoldaphomefolder.", "", "", S_IFDIR}};
 
-// Everybody can fill "/tmp"; a program's start does not wait for that. What is left is found the
-// next time, or the time after.
+// Everybody can fill "/tmp", and a program's start does not wait for that: whoever puts more names
+// there than these can keep a leftover file from being found, and nothing worse.
 constexpr int kMaxNames = 200'000;
-constexpr int kMaxMatches = 2'000;
+constexpr int kMaxMatches = 10'000;
 
 // A file that seems older than a process by less than this may be its own: what the kernel tells is
 // coarse.
