@@ -45,7 +45,7 @@ std::string WhatStandsThere(const struct stat &status) {
                        : S_ISDIR(status.st_mode)  ? "a folder"
                        : S_ISLNK(status.st_mode)  ? "a link"
                        : S_ISFIFO(status.st_mode) ? "a FIFO"
-                                                  : "no file";
+                                                  : "something";
     std::string text = fmt::format("{} of {}", kind, OwnerName(status.st_uid));
     if (S_ISREG(status.st_mode) && status.st_nlink > 1)
         text += fmt::format(" with {} links", status.st_nlink);
