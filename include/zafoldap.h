@@ -35,8 +35,8 @@
  *    error slots, the debug switch and the counters of temporary names belong to the process.
  *
  * 7. Diagnostics go to syslog at priority 3 (error). Command lines, tool
- *    output and exit codes only while "/tmp/zafoldap_debug" is readable at the
- *    process's first question (zafoldap/debug.h).
+ *    output and exit codes only while root's or the effective user's own
+ *    "/tmp/zafoldap_debug" is readable at the process's first question (zafoldap/debug.h).
  */
 #ifndef ZAFOLDAP_H
 #define ZAFOLDAP_H

@@ -38,7 +38,9 @@ typedef struct ZAFOLDAP_LDIF {
 
 /* Opens a change file for writing, empty and with mode 0600. `szPath` NULL makes
  * a new name "/tmp/PID_SEQUENCE.ldif": a stale file of that name is removed,
- * and links are not followed. A given path (at most 255 characters) is truncated.
+ * and links are not followed. Where something stands that cannot be removed (a folder, say) the
+ * next number is tried, and after a hundred of them numbers further on; a thousand in
+ * all. The log has the reason of a failure. A given path (at most 255 characters) is truncated.
  * 0; -1 with 0x0900 (cannot be opened) or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath);
 

@@ -12,13 +12,23 @@ ZAFOLDAP_BEGIN_DECLS
 
 /* Takes a lock on `szFile`, which is made with mode 0600 when it is missing
  * and stays in place afterwards. `flag` is LOCK_SH (1) or LOCK_EX (2) of
- * <sys/file.h>. Never waits.
+ * <sys/file.h>. Never waits for a lock. A link is not followed.
+ *
+ * In a folder in which others may make files, such as "/tmp", only a file counts that
+ * nobody else can hold a lock on: a regular file of root's or of the effective
+ * user's, with one link and no right for group and others. What a stranger has put there
+ * instead (a file of his own, a link, a FIFO, a folder) does not keep root out: root's
+ * own file takes its place, what was there is removed (a folder that is not empty stays
+ * beside it under another name), and the log says so. For a user who is not root the call
+ * fails, and the log names what is in the way; so it does for root where that is a folder,
+ * link or FIFO of root's own. In other folders every file counts that can be opened.
  *
  * Returns the descriptor that holds the lock, 0 or more, released with
  * ZAFOLDAPUnLock; it is closed on exec. -1 with
  *   library error -65542  another process holds a conflicting lock (the platform slot stays)
- *   platform error 0x0900 the file cannot be opened
- *   platform error 0x0D00 NULL, neither or both of the two flags (the file is not touched) */
+ *   platform error 0x0900 the file cannot be opened, or something else is in its place
+ *   platform error 0x0D00 NULL, neither or both of the two flags (the file is not touched)
+ *   platform error 0x0200 */
 ZAFOLDAP_API int ZAFOLDAPLock(const char *szFile, int flag);
 
 /* Releases and closes a lock; a negative `fd` is ignored. Always 0. */

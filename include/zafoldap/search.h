@@ -72,7 +72,9 @@ ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
  *                         (a line of base64 that does not decode, a continuation of nothing)
  *   platform error 0x0A00 the output cannot be read
  *   platform error 0x0D00 or 0x0200
- * Base64 values are decoded, but not in a last entry that no blank line ends. */
+ * Base64 values are decoded, but not in a last entry that no blank line ends. References to other
+ * servers, which the tool writes as comments, are no entries: they are not followed, not handed
+ * out and not counted. */
 ZAFOLDAP_API int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                        ZAFOLDAP_RESULT *pResult);
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
+#include "frame/log.h"
 #include "platform/error.h"
 #include "zafoldap/modify.h"
 
@@ -26,7 +29,10 @@ class ChangeFile {
     // Whether everything written so far is in the file; -1 with platform error 0x0B00 when the
     // disk had no room for it.
     int Flush() {
+        errno = 0;
         if (std::fflush(ldif_.pFile) == 0 && std::ferror(ldif_.pFile) == 0) return 0;
+        ZAFO_LOG("the change file %s is cut short: %s", ldif_.szPath,
+                 errno != 0 ? std::strerror(errno) : "an earlier write failed");
         QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
         return -1;
     }

@@ -7,12 +7,17 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/random.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
+#include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/own_file.h"
 #include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
@@ -22,7 +27,23 @@ namespace {
 
 constexpr size_t kMaxEncodedValue = 1024;
 
+// Names that are taken and cannot be freed: whoever knows the process's number can guess the next
+// ones and put folders there. The nearest names are tried first; then the number leaps, and nobody
+// has put anything at all of them.
+constexpr int kMaxNames = 1000;
+constexpr int kNearNames = 100;
+constexpr unsigned int kMaxLeap = 1U << 24;
+
 int g_nFileSequence = 0;
+
+int NextNumber(bool blLeap) {
+    unsigned int nNext = static_cast<unsigned int>(g_nFileSequence);
+    unsigned int nLeap = 0;
+    if (blLeap && getrandom(&nLeap, sizeof nLeap, 0) == sizeof nLeap) nNext += nLeap % kMaxLeap;
+    nNext &= INT_MAX;
+    g_nFileSequence = static_cast<int>((nNext + 1) & INT_MAX);
+    return static_cast<int>(nNext);
+}
 
 void CountAttribute(ZAFOLDAP_LDIF *pLDIF) {
     ++pLDIF->nAttrInEntry;
@@ -31,11 +52,36 @@ void CountAttribute(ZAFOLDAP_LDIF *pLDIF) {
 
 // Change files hold password hashes under a name that others can guess: the file
 // is always a new one, never what somebody left under that name or linked there.
+// EEXIST: something is there that cannot be removed.
 int OpenNewFile(const char *szPath) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    int fd = open(szPath, kFlags, 0600);
-    if (fd < 0 && errno == EEXIST && unlink(szPath) == 0) fd = open(szPath, kFlags, 0600);
-    return fd;
+    const int fd = open(szPath, kFlags, 0600);
+    if (fd >= 0 || errno != EEXIST) return fd;
+    if (unlink(szPath) == 0) return open(szPath, kFlags, 0600);
+    errno = EEXIST;
+    return -1;
+}
+
+void LogNoFile(const char *szPath, int nReason) {
+    struct stat status {};
+    if (nReason == EEXIST && lstat(szPath, &status) == 0) {
+        ZAFO_LOG("no change file can be made: %s is %s", szPath, zafo::WhatItIs(status).c_str());
+    } else {
+        ZAFO_LOG("no change file can be made: %s: %s", szPath, strerror(nReason));
+    }
+}
+
+// A new file under the next free name, which is left in the record.
+int OpenNextFile(ZAFOLDAP_LDIF *pLDIF) {
+    for (int n = 0; n < kMaxNames; ++n) {
+        snprintf(pLDIF->szPath, sizeof pLDIF->szPath, "/tmp/%d_%d.ldif", getpid(),
+                 NextNumber(n >= kNearNames));
+        const int fd = OpenNewFile(pLDIF->szPath);
+        if (fd >= 0) return fd;
+        if (errno != EEXIST) break;
+    }
+    LogNoFile(pLDIF->szPath, errno);
+    return -1;
 }
 
 FILE *OpenStream(int fd) {
@@ -68,9 +114,7 @@ int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath) {
         zafo::CopyText(szPath, pLDIF->szPath, sizeof pLDIF->szPath);
         fd = open(pLDIF->szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     } else {
-        snprintf(pLDIF->szPath, sizeof pLDIF->szPath, "/tmp/%d_%d.ldif", getpid(),
-                 g_nFileSequence++);
-        fd = OpenNewFile(pLDIF->szPath);
+        fd = zafo::Guarded(-1, [=] { return OpenNextFile(pLDIF); });
     }
     pLDIF->pFile = OpenStream(fd);
     if (pLDIF->pFile != nullptr) return 0;

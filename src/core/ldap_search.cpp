@@ -6,8 +6,11 @@
 // What "ldapsearch -LLL" prints: an entry is a "dn:" line, a line a value and
 // an empty line. A value that is not safe text stands in base64 after "::". A
 // line that begins with a blank continues the one before; "#" begins a comment,
-// which may be continued too. Referrals come as comments.
+// which may be continued too. References to other servers come as comments with an empty line
+// behind them, which ends no entry: there was none.
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,6 +26,7 @@
 #include "core/ldap_search_command.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/own_file.h"
 #include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
@@ -115,6 +119,8 @@ class EntryReader {
     std::string folded_;       // text of the last value while continuation lines add to it
     bool is_folded_ = false;
     bool skip_continuation_ = false;
+    bool in_entry_ = false;   // a line of an entry has come, handed out or not
+    bool commented_ = false;  // a comment has come since the last empty line
 };
 
 int EntryReader::Read() {
@@ -127,17 +133,17 @@ int EntryReader::Read() {
         if (nRead == 0) return EndOfOutput();
 
         char *szLine = line_.text();
-        Step step = Step::kGoOn;
         if (szLine[0] == '#') {
-            skip_continuation_ = true;
-        } else if (line_.size() == 0) {
-            step = EndOfEntry();
-        } else if (!window_.Holds(result_.nEntry)) {
+            skip_continuation_ = commented_ = true;
             continue;
-        } else if (szLine[0] == ' ') {
-            step = Continuation(szLine + 1);
+        }
+        Step step = Step::kGoOn;
+        if (line_.size() == 0) {
+            step = EndOfEntry();
         } else {
-            step = Pair(szLine);
+            in_entry_ = in_entry_ || szLine[0] != ' ' || !skip_continuation_;
+            if (!window_.Holds(result_.nEntry)) continue;
+            step = szLine[0] == ' ' ? Continuation(szLine + 1) : Pair(szLine);
         }
         if (step == Step::kDelivered) return 1;
         if (step == Step::kFailed) return -1;
@@ -153,6 +159,9 @@ int EntryReader::EndOfOutput() {
 }
 
 EntryReader::Step EntryReader::EndOfEntry() {
+    const bool blOnlyComments = commented_ && !in_entry_;
+    commented_ = in_entry_ = false;
+    if (blOnlyComments) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
     if (result_.plistValue->nItem != pairs_) {
         ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, pairs_);
@@ -220,9 +229,24 @@ bool EntryReader::DecodeValues() {
     return true;
 }
 
+// The search's error file, when it is a file of this user's: under that name anybody can leave a
+// link to a file that only we may read, or a FIFO, for whose other end one would wait.
+FILE *OpenErrorFile(const char *szErrFile) {
+    if (szErrFile[0] == '\0') return nullptr;
+    Descriptor file(open(szErrFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwnFile(status) ||
+        status.st_uid != geteuid()) {
+        return nullptr;
+    }
+    FILE *pFile = fdopen(file.Get(), "r");
+    if (pFile != nullptr) file.Release();
+    return pFile;
+}
+
 // While debugging, what somebody left in the search's error file.
 void LogErrorFile(const char *szErrFile) {
-    FILE *pFile = szErrFile[0] != '\0' ? fopen(szErrFile, "re") : nullptr;
+    FILE *pFile = OpenErrorFile(szErrFile);
     if (pFile == nullptr) return;
     LineBuffer line;
     while (line.Read(pFile) == 1)

@@ -1,18 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "zafoldap/debug.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include "frame/own_file.h"
 
 namespace {
 
+constexpr const char *kFolder = "/tmp";
 constexpr const char *kMarkerFile = "/tmp/zafoldap_debug";
 constexpr int kUnknown = -1;
 
 int g_nDebug = kUnknown;
 
+// With the switch on, the log shows new passwords: it is for root to throw, or for the user
+// whose process this is. One look decides, so there is nothing to exchange between two; the file
+// is not opened, so there is nothing to wait for.
+bool IsThrown() {
+    struct stat folder {
+    }, marker{};
+    if (stat(kFolder, &folder) != 0 || !zafo::KeepsNames(folder)) return false;
+    if (lstat(kMarkerFile, &marker) != 0 || !zafo::IsOwnFile(marker)) return false;
+    return access(kMarkerFile, R_OK) == 0;
+}
+
 }  // namespace
 
 int ZAFOLDAPDebugEnabled() {
-    if (g_nDebug == kUnknown) g_nDebug = access(kMarkerFile, R_OK) == 0 ? 1 : 0;
+    if (g_nDebug == kUnknown) g_nDebug = IsThrown() ? 1 : 0;
     return g_nDebug;
 }

@@ -1,13 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "zafoldap/lock.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "frame/guard.h"
+#include "frame/lock_file.h"
 #include "frame/log.h"
 #include "platform/error.h"
 #include "zafoldap/error.h"
+
+namespace {
+
+int TakeLock(const char *szFile, int flag) {
+    constexpr int kTries = 10;
+    zafo::LockFile lock(szFile);
+    for (int i = 0; i < kTries; ++i) {
+        zafo::Descriptor file = lock.Open();
+        if (!file.IsOpen()) break;
+        if (flock(file.Get(), flag | LOCK_NB) != 0) {
+            ZAFOLDAPErrSet(ZAFOLDAP_ERR_OCCUPIED);
+            return -1;
+        }
+        if (lock.IsInPlace(file)) return file.Release();
+    }
+    QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
+    return -1;
+}
+
+}  // namespace
 
 int ZAFOLDAPLock(const char *szFile, int flag) {
     constexpr int kBoth = LOCK_SH | LOCK_EX;
@@ -16,17 +37,7 @@ int ZAFOLDAPLock(const char *szFile, int flag) {
     if ((flag & kBoth) == kBoth) {
         return ZAFO_BAD_ARGUMENT("(flag & (LOCK_SH | LOCK_EX)) != (LOCK_SH | LOCK_EX)");
     }
-    const int fd = open(szFile, O_RDWR | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
-    }
-    if (flock(fd, flag | LOCK_NB) != 0) {
-        ZAFOLDAPErrSet(ZAFOLDAP_ERR_OCCUPIED);
-        close(fd);
-        return -1;
-    }
-    return fd;
+    return zafo::Guarded(-1, [=] { return TakeLock(szFile, flag); });
 }
 
 int ZAFOLDAPUnLock(int fd) {

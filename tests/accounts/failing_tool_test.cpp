@@ -3,12 +3,15 @@
 // Every run of a tool that look-ups and membership changes consist of fails in
 // turn: with exit codes, by a signal, or because there is no tool.
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
 #include "tests/accounts/reading_fixture.h"
 #include "tests/core/without_tool.h"
+#include "tests/rig/fake_tool_format.h"
 
 namespace zafo::accounts_test::failing_tool {
 namespace {
@@ -332,20 +335,35 @@ TEST_F(ChangeFileTrouble, FileThatTheDiskCutsShortIsNotRun) {
     EXPECT_EQ(Run(2000), 0) << "with room it is run";
 }
 
-TEST_F(ChangeFileTrouble, FileThatCannotBeMadeIsNotOpened) {
-    ZAFOLDAP_LDIF last;
-    ASSERT_EQ(ZAFOLDAPLdifInit(&last, nullptr), 0);
-    const std::string path = last.szPath;
-    ZAFOLDAPLdifClose(&last);
-    ZAFOLDAPLdifUnlink(&last);
-    const size_t number = path.find('_') + 1;
-    std::vector<std::string> folders;
-    for (int i = 1; i <= 4; ++i) {
-        folders.push_back(path.substr(0, number) +
-                          std::to_string(std::stoi(path.substr(number)) + i) + ".ldif");
-        std::filesystem::create_directory(folders.back());
+// "/tmp" without room for one more name; the fake tools' folder is still in it.
+class NoMoreNames {
+  public:
+    NoMoreNames() {
+        std::filesystem::create_directory(kAside);
+        mounted_ = mount(kTools, kAside, nullptr, MS_BIND, nullptr) == 0 &&
+                   mount("none", "/tmp", "tmpfs", 0, "nr_inodes=2") == 0 &&
+                   mkdir(kTools, 0777) == 0 &&
+                   mount(kAside, kTools, nullptr, MS_BIND, nullptr) == 0;
     }
+    ~NoMoreNames() {
+        for (const char *folder : {kTools, "/tmp", kAside})
+            umount2(folder, MNT_DETACH);
+        std::filesystem::remove(kAside);
+    }
+    NoMoreNames(const NoMoreNames &) = delete;
+    NoMoreNames &operator=(const NoMoreNames &) = delete;
+    bool Mounted() const { return mounted_; }
+
+  private:
+    static constexpr const char *kTools = rig::fake::kStateFolder;
+    static constexpr const char *kAside = "/fake-tools-aside";
+    bool mounted_ = false;
+};
+
+TEST_F(ChangeFileTrouble, FileThatCannotBeMadeIsNotOpened) {
     Answer(kStaff);
+    const NoMoreNames full;
+    if (!full.Mounted()) GTEST_SKIP() << "no file system can be mounted here";
     EXPECT_EQ(Run(1), -1);
     ExpectSlots(kStaleLdapCode, 0x0900);
     EXPECT_EQ(AddByName(&host_), -1);
@@ -354,8 +372,7 @@ TEST_F(ChangeFileTrouble, FileThatCannotBeMadeIsNotOpened) {
     ExpectSlots(kStaleLdapCode, 0x0900);
     for (const rig::FakeCall &call : tools_.Calls())
         EXPECT_EQ(call.tool, "ldapsearch");
-    for (const std::string &folder : folders)
-        std::filesystem::remove(folder);
+    EXPECT_THAT(LoggedTexts(), testing::Contains(testing::HasSubstr(": No space left on device")));
 }
 
 }  // namespace

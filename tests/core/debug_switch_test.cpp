@@ -3,9 +3,11 @@
 // What is logged, and what is kept, while the debug switch is on. That none of
 // it happens while it is off is shown beside each behaviour's own tests.
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "tests/core/connection_fixture.h"
 #include "tests/core/without_tool.h"
@@ -109,6 +111,34 @@ TEST_F(DebugSwitch, FailedSearchLogsItsErrorFileAndRemovesIt) {
                 ElementsAre(kPlainCommand, "ldap_search ldapsearch return 1",
                             "ldap_search   first %n%s", "ldap_search   ", "ldap_search     last"));
     ZAFOLDAPSearchFree(&request, &result);
+}
+
+// Anybody can leave something under that name.
+TEST_F(DebugSwitch, OnlyAFileOfTheUsersOwnIsLoggedAsErrorFile) {
+    Write("/tmp/private", "precious\n");
+    const std::pair<const char *, std::function<int(const char *)>> kPlants[] = {
+        {"link", [](const char *name) { return symlink("/tmp/private", name); }},
+        {"second name", [](const char *name) { return link("/tmp/private", name); }},
+        {"FIFO", [](const char *name) { return mkfifo(name, 0644); }},
+        {"file of another user",
+         [](const char *name) { return Write(name, "a lie\n"), chown(name, 65534, 65534); }},
+    };
+    for (const auto &[what, plant] : kPlants) {
+        SCOPED_TRACE(what);
+        log_.Clear();
+        tools_.Reset();
+        tools_.On("ldapsearch").Exit(1);
+        ZAFOLDAP_SEARCH_REQUEST request{};
+        ZAFOLDAP_RESULT result;
+        ASSERT_EQ(ZAFOLDAPSearchInit(&host_, &request, &result), 0);
+        const std::string error_file = result.szErrFile;
+        if (plant(error_file.c_str()) != 0) GTEST_SKIP() << "this root has only one user";
+        EXPECT_EQ(ZAFOLDAPSearchGetNext(&request, &result), -1);
+        EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(error_file)));
+        EXPECT_THAT(Logged(), ElementsAre(kPlainCommand, "ldap_search ldapsearch return 1"));
+        ZAFOLDAPSearchFree(&request, &result);
+    }
+    std::filesystem::remove("/tmp/private");
 }
 
 TEST_F(DebugSwitch, SucceedingSearchDoesNotLogItsErrorFile) {

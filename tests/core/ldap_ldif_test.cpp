@@ -19,6 +19,10 @@
 namespace zafo::core_test {
 namespace {
 
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
 void WriteFile(const std::string &path, const std::string &content) {
     std::ofstream(path) << content;
 }
@@ -253,6 +257,10 @@ class LdifName : public Ldif {
     }
     ~LdifName() override { std::filesystem::remove("/tmp/victim"); }
 
+    static int NumberOf(const std::string &path) {
+        return std::stoi(path.substr(path.rfind('_') + 1));
+    }
+
     std::string next_;
 };
 
@@ -307,13 +315,33 @@ TEST_F(LdifName, HardLinkedFileKeepsItsContent) {
     EXPECT_EQ(ContentOf("/tmp/victim"), "precious\n");
 }
 
-TEST_F(LdifName, FolderOfThatNameIsAPlatformFailure) {
+TEST_F(LdifName, FolderOfThatNameIsPassedOver) {
     ASSERT_EQ(mkdir(next_.c_str(), 0700), 0);
-    ZAFOLDAP_LDIF ldif;
-    EXPECT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), -1);
-    EXPECT_EQ(QLIBCErrGet(), 0x0900);
-    EXPECT_EQ(ldif.pFile, nullptr);
+    ZAFOLDAP_LDIF ldif, after;
+    ASSERT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), 0);
+    EXPECT_EQ(NumberOf(ldif.szPath), NumberOf(next_) + 1);
+    ASSERT_EQ(ZAFOLDAPLdifInit(&after, nullptr), 0);
+    EXPECT_EQ(NumberOf(after.szPath), NumberOf(next_) + 2) << "the numbers go on from there";
+    for (ZAFOLDAP_LDIF *file : {&ldif, &after}) {
+        ZAFOLDAPLdifClose(file);
+        ZAFOLDAPLdifUnlink(file);
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(next_));
     rmdir(next_.c_str());
+}
+
+TEST_F(LdifName, MoreFoldersThanNamesThatAreTriedAreLeaptOver) {
+    const std::string prefix = next_.substr(0, next_.rfind('_') + 1);
+    const int first = NumberOf(next_);
+    for (int i = 0; i < 3000; ++i)
+        mkdir((prefix + std::to_string(first + i) + ".ldif").c_str(), 0700);
+    ZAFOLDAP_LDIF ldif;
+    EXPECT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), 0);
+    EXPECT_GE(NumberOf(ldif.szPath), first + 3000);
+    ZAFOLDAPLdifClose(&ldif);
+    ZAFOLDAPLdifUnlink(&ldif);
+    for (int i = 0; i < 3000; ++i)
+        rmdir((prefix + std::to_string(first + i) + ".ldif").c_str());
 }
 
 TEST_F(Ldif, GivenFileIsTruncated) {
@@ -338,6 +366,17 @@ TEST_F(Ldif, FileThatCannotBeOpenedIsAPlatformFailure) {
         EXPECT_EQ(ldif.pFile, nullptr);
         EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
     }
+}
+
+TEST_F(Ldif, FolderForNewFilesThatIsNotThereIsNamedInTheLog) {
+    std::filesystem::rename("/tmp", "/tmp.away");
+    ZAFOLDAP_LDIF ldif;
+    const int result = ZAFOLDAPLdifInit(&ldif, nullptr);
+    std::filesystem::rename("/tmp.away", "/tmp");
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0900);
+    EXPECT_THAT(LoggedTexts(), ElementsAre(AllOf(HasSubstr("no change file can be made: /tmp/"),
+                                                 HasSubstr(": No such file or directory"))));
 }
 
 TEST_F(Ldif, NameIsCutAt255Characters) {

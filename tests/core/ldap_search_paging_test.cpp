@@ -8,10 +8,12 @@ namespace {
 
 class SearchPaging : public CoreTest {
   protected:
-    // The DNs handed out of `total` entries "0", "1", … for this window.
-    Texts Window(int offset, int count, int total, const std::string &extra_lines = "") {
+    // The DNs handed out of `total` entries "0", "1", … for this window; `before` stands before each.
+    Texts Window(int offset, int count, int total, const std::string &extra_lines = "",
+                 const std::string &before = "") {
         std::string output;
         for (int i = 0; i < total; ++i) {
+            output += before;
             output += "dn: " + std::to_string(i) + "\n" + extra_lines + "\n";
         }
         tools_.Reset();
@@ -47,6 +49,16 @@ TEST_F(SearchPaging, HandsOutTheWindowOfTheGrid) {
                              << total << " entries from " << offset << ", " << count << " of them");
                 EXPECT_EQ(Window(offset, count, total), Expected(offset, count, total));
             }
+        }
+    }
+}
+
+TEST_F(SearchPaging, ReferencesDoNotShiftTheWindow) {
+    const std::string references = "# refldap://other/dc=x??sub\n\n# refldap://oth\n er/dc=y\n\n";
+    for (int offset = 0; offset <= 4; ++offset) {
+        for (int count : {-1, 0, 1, 2}) {
+            SCOPED_TRACE(testing::Message() << "from " << offset << ", " << count << " of them");
+            EXPECT_EQ(Window(offset, count, 4, "", references), Expected(offset, count, 4));
         }
     }
 }

@@ -64,15 +64,42 @@ TEST(DebugSwitch, StaysOnWhenTheMarkerGoes) {
     unlink(kMarker);
 }
 
-TEST(DebugSwitch, AFolderOfThatNameThrowsItToo) {
+TEST(DebugSwitch, AFolderOfThatNameIsNothing) {
     ASSERT_EQ(mkdir(kMarker, 0755), 0);
-    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
     rmdir(kMarker);
 }
 
-TEST(DebugSwitch, ADanglingLinkDoesNot) {
-    ASSERT_EQ(symlink("/nowhere", kMarker), 0);
+TEST(DebugSwitch, ALinkIsNothingWhereverItPoints) {
+    for (const char *target : {"/nowhere", "/etc/passwd", "/tmp"}) {
+        ASSERT_EQ(symlink(target, kMarker), 0);
+        EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0) << target;
+        unlink(kMarker);
+    }
+}
+
+TEST(DebugSwitch, AFifoIsNothingAndNotWaitedFor) {
+    ASSERT_EQ(mkfifo(kMarker, 0644), 0);
     EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, AFileWithASecondLinkIsNothing) {
+    MakeMarker();
+    ASSERT_EQ(link(kMarker, "/tmp/second-name"), 0);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
+    unlink("/tmp/second-name");
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    unlink(kMarker);
+}
+
+TEST(DebugSwitch, IsOffWhereOthersMayRenameFilesInTheFolder) {
+    MakeMarker();
+    chmod("/tmp", 0777);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 0);
+    chmod("/tmp", 0755);
+    EXPECT_EQ(InOwnProcess(ZAFOLDAPDebugEnabled), 1);
+    chmod("/tmp", 01777);
     unlink(kMarker);
 }
 

@@ -2,6 +2,7 @@
 #include "zafoldap/lock.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -36,6 +38,12 @@ class Lock : public testing::Test {
 
     const std::string file_ = "/tmp/lock_test.lock";
 };
+
+struct stat StatusOf(const std::string &file) {
+    struct stat status {};
+    lstat(file.c_str(), &status);
+    return status;
+}
 
 // Takes a lock in another process and holds it until the object goes.
 class OtherProcess {
@@ -97,16 +105,90 @@ TEST_F(Lock, DescriptorDoesNotReachChildren) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, LeavesContentAndModeOfAnExistingFile) {
+TEST_F(Lock, LeavesContentAndModeOfAnExistingFileInAFolderOfItsOwn) {
+    const std::string file = "/var/lib/lock_test.lock";
+    std::ofstream(file) << "content\n";
+    chmod(file.c_str(), 0644);
+    ZAFOLDAPUnLock(ZAFOLDAPLock(file.c_str(), LOCK_EX));
+    std::string line;
+    std::getline(std::ifstream(file) >> std::ws, line);
+    EXPECT_EQ(line, "content");
+    EXPECT_EQ(StatusOf(file).st_mode & 07777, 0644u);
+    unlink(file.c_str());
+}
+
+TEST_F(Lock, LeavesContentOfAnExistingPrivateFile) {
     std::ofstream(file_) << "content\n";
-    chmod(file_.c_str(), 0644);
+    chmod(file_.c_str(), 0600);
     ZAFOLDAPUnLock(ZAFOLDAPLock(file_.c_str(), LOCK_EX));
     std::string line;
     std::getline(std::ifstream(file_) >> std::ws, line);
     EXPECT_EQ(line, "content");
-    struct stat status {};
-    stat(file_.c_str(), &status);
-    EXPECT_EQ(status.st_mode & 07777, 0644u);
+}
+
+TEST_F(Lock, FileInASharedFolderThatOthersMayOpenIsReplaced) {
+    std::ofstream(file_) << "content\n";
+    for (const mode_t mode : {0644u, 0660u, 0604u}) {
+        chmod(file_.c_str(), mode);
+        const ino_t before = StatusOf(file_).st_ino;
+        ZAFOLDAPUnLock(ZAFOLDAPLock(file_.c_str(), LOCK_EX));
+        EXPECT_EQ(StatusOf(file_).st_mode & 07777, 0600u);
+        EXPECT_NE(StatusOf(file_).st_ino, before);
+    }
+}
+
+TEST_F(Lock, FileInASharedFolderWithASecondLinkIsReplacedAndTheOtherNameKept) {
+    std::ofstream("/tmp/precious") << "content\n";
+    ASSERT_EQ(link("/tmp/precious", file_.c_str()), 0);
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    EXPECT_GE(fd, 0);
+    EXPECT_NE(StatusOf(file_).st_ino, StatusOf("/tmp/precious").st_ino);
+    EXPECT_EQ(StatusOf("/tmp/precious").st_size, 8);
+    ZAFOLDAPUnLock(fd);
+    unlink("/tmp/precious");
+}
+
+// A wrong path must not cost anything.
+TEST_F(Lock, WhatRootHasPutThereItselfStaysAndIsNamed) {
+    zafo::rig::SystemLog::Get().Clear();
+    const auto refused = [&](const char *what) {
+        EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), LOCK_EX), -1);
+        EXPECT_EQ(QLIBCErrGet(), 0x0900);
+        EXPECT_EQ(ZAFOLDAPErrGet(), kStaleCode);
+        EXPECT_THAT(zafo::rig::SystemLog::Get().Messages(),
+                    testing::Contains(testing::HasSubstr(file_ + ": " + what +
+                                                         " of user 0, mode 0700 is in the way")));
+        EXPECT_EQ(std::filesystem::remove(file_), true) << what;
+    };
+    mkdir(file_.c_str(), 0700);
+    refused("a folder");
+    ASSERT_EQ(mkfifo(file_.c_str(), 0700), 0);
+    refused("a FIFO");
+}
+
+TEST_F(Lock, LinkIsNotFollowed) {
+    for (const char *folder : {"/tmp", "/var/lib"}) {
+        const std::string lock = std::string(folder) + "/link.lock";
+        ASSERT_EQ(symlink("/var/lib/target", lock.c_str()), 0);
+        EXPECT_EQ(ZAFOLDAPLock(lock.c_str(), LOCK_EX), -1);
+        EXPECT_NE(access("/var/lib/target", F_OK), 0) << lock;
+        unlink(lock.c_str());
+    }
+}
+
+// Whoever opened the file before it was replaced holds a lock that keeps nobody out.
+TEST_F(Lock, IsNeverOnAFileThatIsNoLongerInPlace) {
+    std::ofstream(file_) << "";
+    chmod(file_.c_str(), 0644);
+    const int foreign = open(file_.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(foreign, LOCK_EX), 0);
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    ASSERT_GE(fd, 0);
+    struct stat held {};
+    fstat(fd, &held);
+    EXPECT_EQ(held.st_ino, StatusOf(file_).st_ino);
+    close(foreign);
+    ZAFOLDAPUnLock(fd);
 }
 
 TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsAtOnce) {
@@ -168,11 +250,13 @@ TEST_F(Lock, FileThatCannotBeOpenedIsAPlatformFailure) {
     }
 }
 
-TEST_F(Lock, FifoIsOpenedWithoutWaiting) {
-    ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
-    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+TEST_F(Lock, FifoInAFolderOfItsOwnIsOpenedWithoutWaiting) {
+    const std::string fifo = "/var/lib/lock_test.fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const int fd = ZAFOLDAPLock(fifo.c_str(), LOCK_EX);
     EXPECT_GE(fd, 0);
     ZAFOLDAPUnLock(fd);
+    unlink(fifo.c_str());
 }
 
 TEST_F(Lock, BadFlagsDoNotTouchTheFile) {

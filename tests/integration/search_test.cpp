@@ -206,6 +206,46 @@ struct Window {
 };
 
 // The window is the library's own: it must be the slice of the whole answer.
+// Three entries with references to other servers between them.
+class SearchReferences : public testing::Test {
+  protected:
+    SearchReferences() {
+        std::string records = "dn: " + base_ + "\nobjectClass: organizationalUnit\n\n";
+        for (const char *name : {"a", "r1", "b", "r2", "c"}) {
+            records += std::string("dn: ou=") + name + "," + base_ + "\nou: " + name + "\n";
+            records += name[0] == 'r' ? "objectClass: referral\nobjectClass: extensibleObject\n"
+                                        "ref: ldap://other.example.com/ou=a-name-so-long,dc=that,"
+                                        "dc=its,dc=comment,dc=is,dc=folded\n\n"
+                                      : "objectClass: organizationalUnit\n\n";
+        }
+        const auto run = ExampleDirectory::Get().Client("ldapadd", {}, records);
+        EXPECT_EQ(run.exit_code, 0) << run.err;
+    }
+    ~SearchReferences() override {
+        ExampleDirectory::Get().Client("ldapdelete", {"-M", "-r", base_});
+    }
+
+    const std::string base_ = std::string("ou=references,") + rig::kExampleBase;
+};
+
+TEST_F(SearchReferences, AreNoEntriesAndDoNotShiftTheWindow) {
+    Connection connection;
+    const auto dns = [&](int offset, int count) {
+        const SearchOutcome outcome = Search(connection, {.base = base_,
+                                                          .scope = "one",
+                                                          .attributes = {"1.1"},
+                                                          .offset = offset,
+                                                          .count = count});
+        EXPECT_EQ(outcome.result, 0);
+        return outcome.DNs();
+    };
+    const std::string a = "ou=a," + base_, b = "ou=b," + base_, c = "ou=c," + base_;
+    EXPECT_THAT(dns(0, 0), ElementsAre(a, b, c));
+    EXPECT_THAT(dns(1, 1), ElementsAre(b));
+    EXPECT_THAT(dns(2, -1), ElementsAre(c));
+    EXPECT_THAT(dns(1, 2), ElementsAre(b, c));
+}
+
 TEST(SearchWindow, IsTheSliceOfTheWholeAnswer) {
     Connection connection("127.0.0.1", 0, rig::kExampleSecondBase);
     const std::vector<std::string> all = Search(connection, {.attributes = {"1.1"}}).DNs();

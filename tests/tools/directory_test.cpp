@@ -70,6 +70,23 @@ TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
     EXPECT_THAT(check.err, HasSubstr("certificate of O = Example, CN = zafo: "));
 }
 
+TEST_F(Directory, ReferencesToOtherServersAreNoRows) {
+    constexpr const char *kReference = "ou=elsewhere,dc=example,dc=com";
+    const std::string count = Zafoldap({"search", "--count"}).out;
+    const std::string rows = Zafoldap({"search", "--format", "csv", "", "1.1"}).out;
+    const ProgramRun added = directory_.Client(
+        "ldapadd", {},
+        std::string("dn: ") + kReference +
+            "\nobjectClass: referral\nobjectClass: extensibleObject\nou: elsewhere\n"
+            "ref: ldap://other.example.com/dc=x\n");
+    ASSERT_EQ(added.exit_code, 0) << added.err;
+    EXPECT_EQ(Zafoldap({"search", "--count"}).out, count);
+    EXPECT_EQ(Zafoldap({"search", "--format", "csv", "", "1.1"}).out, rows);
+    for (const Json &entry : ZafoldapJson({"search"}, 0)["data"])
+        ASSERT_NE(entry["dn"], "") << entry;
+    EXPECT_EQ(directory_.Client("ldapdelete", {"-M", kReference}).exit_code, 0);
+}
+
 TEST_F(Directory, SearchAgreesWithTheSystemsOwnClient) {
     const auto entries = directory_.Read("dc=example,dc=com");
     EXPECT_EQ(Zafoldap({"search", "--count"}).out, std::to_string(entries.size()) + "\n");

@@ -99,7 +99,7 @@ TEST_F(Server, TakesAccountsAtOnce) {
 
 TEST_F(Server, IsHealthy) {
     const Json findings = ServerLineJson("check")["data"];
-    EXPECT_EQ(findings.size(), 19U);
+    EXPECT_EQ(findings.size(), 23U);
     for (const Json &row : findings) {
         if (!row["id"].get<std::string>().starts_with("backup-")) {
             EXPECT_EQ(row["severity"], "ok") << row;

@@ -3,6 +3,7 @@
 
 #include "platform/error.h"
 #include "platform/process.h"
+#include "tools/cli/temporary_folder.h"
 #include "zafoldap/error.h"
 
 #include <fmt/format.h>
@@ -139,6 +140,12 @@ Failure ToolNotStarted(Facts facts) {
     }
 }
 
+// A change is a file in "/tmp" before it is a request.
+Failure TemporaryFolderFailure(std::string reason) {
+    return OwnFailure("temporary_folder",
+                      {.subject = kTemporaryFolder, .reason = std::move(reason)});
+}
+
 Failure FromPlatformCode(int code, Facts facts) {
     switch (code) {
         case QLIB_ERR_OUT_OF_MEMORY:
@@ -151,7 +158,16 @@ Failure FromPlatformCode(int code, Facts facts) {
             return OwnFailure("group_missing", facts);
         case QLIB_ERR_BUFFER_TOO_SMALL:
             return OwnFailure("too_long", facts);
+        case QLIB_ERR_WRITE_FAILED: {
+            const std::string fault = FaultOfTemporaryFolder();
+            return TemporaryFolderFailure(fault.empty() ? "the system log has the reason" : fault);
+        }
         case QLIB_ERR_OPEN_FAILED:
+            // Of a tool or of the change file: the code is the same.
+            if (QLIBCStartError(nullptr, 0) == 0) {
+                if (std::string fault = FaultOfTemporaryFolder(); !fault.empty())
+                    return TemporaryFolderFailure(std::move(fault));
+            }
             return ToolNotStarted(std::move(facts));
         default:
             return OwnFailure("tool_ended", facts);

@@ -106,6 +106,9 @@ constexpr MessageRow kRows[] = {
      "close other programs, or raise the limit: ulimit -u shows it"},
     {kOwn, "tool_ended", 1, "the LDAP tool stopped in the middle of the answer from {server}",
      "try again; when it happens again, the system log may have the reason"},
+    {kOwn, "temporary_folder", 1, "the file for a change cannot be written in {subject}: {reason}",
+     "see how full it is and who may write there: df -h {subject}; df -i {subject}; ls -ld "
+     "{subject}. Then run the command again"},
     {kOwn, "answer_unreadable", 1, "the answer from {server} cannot be read",
      "try again; when it happens again, the system log may have the reason"},
     {kOwn, "out_of_memory", 1, "not enough memory", "ask for less, or close other programs"},

@@ -2,6 +2,7 @@
 #include "tools/cli/program_main.h"
 
 #include "tools/cli/help.h"
+#include "tools/cli/leftover_files.h"
 
 #include <syslog.h>
 
@@ -64,6 +65,7 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
 int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
+    RemoveLeftoverFiles();
     Streams streams;
     JsonDocument document(streams);
     try {

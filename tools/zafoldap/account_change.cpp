@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_change.h"
 
+#include "platform/error.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/zafoldap/account_checks.h"
@@ -9,6 +10,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <random>
 
 namespace zafo::cli {
@@ -133,7 +135,7 @@ void ChangePlan::Print(Session &session) const {
 }
 
 ChangeFile::ChangeFile(const std::string &dn, const char *type) {
-    if (ZAFOLDAPLdifInit(&file_, nullptr) != 0) throw OwnFailure("tool_ended", {});
+    if (ZAFOLDAPLdifInit(&file_, nullptr) != 0) throw LibraryFailure(0, QLIBCErrGet(), {}, {});
     ZAFOLDAPLdifTargetDN(&file_, dn.c_str());
     ZAFOLDAPLdifChangeType(&file_, type);
 }
@@ -141,6 +143,14 @@ ChangeFile::ChangeFile(const std::string &dn, const char *type) {
 ChangeFile::~ChangeFile() {
     ZAFOLDAPLdifClose(&file_);
     ZAFOLDAPLdifUnlink(&file_);
+}
+
+// A file that was cut short is not run: "delete: memberUid" alone means every member.
+int ChangeFile::Apply(const ZAFOLDAP_HOST *host) {
+    if (std::fflush(file_.pFile) == 0 && std::ferror(file_.pFile) == 0)
+        return ZAFOLDAPModify(host, &file_, 0);
+    QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
+    return -1;
 }
 
 void ChangeFile::Values(const char *how, const char *attribute,

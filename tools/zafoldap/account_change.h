@@ -58,7 +58,7 @@ class ChangeFile {
     void Replace(const std::string &attribute, const std::string &value);  // empty: removes it
     // "add" or "delete"; without values nothing is written.
     void Values(const char *how, const char *attribute, const std::vector<std::string> &values);
-    int Apply(const ZAFOLDAP_HOST *host) { return ZAFOLDAPModify(host, &file_, 0); }
+    int Apply(const ZAFOLDAP_HOST *host);
 
   private:
     void Value(const std::string &attribute, const std::string &value);

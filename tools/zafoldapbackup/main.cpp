@@ -4,6 +4,7 @@
 // (tools/backup/exit_code.h) and the progress file; a person sees one line.
 #include "tools/backup/problem.h"
 #include "tools/backup/stop_signal.h"
+#include "tools/cli/leftover_files.h"
 #include "tools/zafoldapbackup/backup_job.h"
 #include "tools/zafoldapbackup/restore_job.h"
 
@@ -62,6 +63,7 @@ int main(int argc, char **argv) {
     umask(kOwnerOnly);
     openlog("zafoldapbackup", LOG_PID, LOG_DAEMON);
     CatchStopSignals();
+    zafo::cli::RemoveLeftoverFiles();
     if (argc == 1) return RunAndReport(Operation::kBackup, RunBackup);
     if (argc == 3 && std::string_view(argv[1]) == "-r" && argv[2][0] != '\0') {
         return RunAndReport(Operation::kRestore, [&](const Environment &environment) {

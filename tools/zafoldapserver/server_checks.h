@@ -50,6 +50,9 @@ CheckStep CheckBackupDestination(CheckedServer &checked);
 CheckStep CheckBackupSchedule(CheckedServer &checked);
 CheckStep CheckLastBackup(CheckedServer &checked);
 
+// Looks at this machine, not at the server.
+CheckStep CheckDebugSwitch(CheckedServer &checked);
+
 // The judgements behind them, on numbers alone.
 CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
 CheckStep JudgeCrashes(const ServiceFacts &service, std::time_t now);

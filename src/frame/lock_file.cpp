@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// In "/tmp" a stranger can be first: with a file of his own that he keeps locked, with a link, a
+// folder. Root puts its own file in such a thing's place, in one step (RENAME_EXCHANGE), so that
+// however busy the stranger is there is no moment for him in between. Processes that
+// replace or make a lock file take turns: none removes what another has just made and locked.
+#include "frame/lock_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "frame/log.h"
+
+namespace zafo {
+
+namespace {
+
+constexpr int kFlags = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
+constexpr mode_t kMode = 0600;
+constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+constexpr int kTries = 100;
+
+// In root's own folder. Held for a few system calls, so a short wait is all that it can take.
+constexpr const char *kTurnFile = "/var/run/zafoldap.turn.lock";
+constexpr int kTurnTries = 200;
+constexpr timespec kTurnPause{.tv_sec = 0, .tv_nsec = 1'000'000};
+
+bool Lock(const Descriptor &turn) {
+    for (int i = 0; flock(turn.Get(), LOCK_EX | LOCK_NB) != 0; ++i) {
+        if (i == kTurnTries) return false;
+        nanosleep(&kTurnPause, nullptr);
+    }
+    return true;
+}
+
+std::string FolderOf(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// A name beside `path` that nobody can have taken before.
+std::string NameBeside(const std::string &path) {
+    uint64_t nRandom = 0;
+    if (getrandom(&nRandom, sizeof nRandom, 0) != sizeof nRandom) return {};
+    char szSuffix[32];
+    snprintf(szSuffix, sizeof szSuffix, ".%016llx", static_cast<unsigned long long>(nRandom));
+    return path + szSuffix;
+}
+
+bool Exchange(const std::string &one, const std::string &other) {
+    return renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
+}
+
+}  // namespace
+
+LockFile::LockFile(const char *szPath) : path_(szPath) {
+    struct stat folder {};
+    is_shared_ = stat(FolderOf(path_).c_str(), &folder) == 0 && IsShared(folder);
+}
+
+// What nobody else can hold a lock on: nobody else may open it.
+bool LockFile::Counts(const struct stat &status) const {
+    return IsOwnFile(status) && (status.st_mode & kOthers) == 0;
+}
+
+// What a stranger can have put there. What root has put there itself is no plant, and stays: a
+// wrong path must not cost a folder.
+bool LockFile::MayReplace(const struct stat &status) const {
+    if (geteuid() != 0) return false;
+    if (!IsOurs(status) || S_ISREG(status.st_mode)) return true;
+    return !S_ISDIR(status.st_mode) && status.st_nlink > 1;
+}
+
+Descriptor LockFile::OpenExisting() const {
+    struct stat status {};
+    if (lstat(path_.c_str(), &status) != 0) return Descriptor();
+    if (!Counts(status)) {
+        errno = EEXIST;
+        return Descriptor();
+    }
+    Descriptor file(open(path_.c_str(), kFlags));
+    if (!file.IsOpen() || (fstat(file.Get(), &status) == 0 && Counts(status))) return file;
+    errno = EEXIST;
+    return Descriptor();
+}
+
+// The thing that was in the way, now under a name that only root knew before.
+void LockFile::Discard(const std::string &aside) const {
+    struct stat status {};
+    if (lstat(aside.c_str(), &status) != 0) return;
+    const std::string what = WhatItIs(status);
+    const bool blFolder = S_ISDIR(status.st_mode);
+    if ((blFolder ? rmdir(aside.c_str()) : unlink(aside.c_str())) == 0) {
+        ZAFO_LOG("lock file %s: %s was in the way and has been removed", path_.c_str(),
+                 what.c_str());
+    } else {
+        ZAFO_LOG("lock file %s: %s was in the way and is %s now", path_.c_str(), what.c_str(),
+                 aside.c_str());
+    }
+}
+
+Descriptor LockFile::Replace() const {
+    const std::string aside = NameBeside(path_);
+    if (aside.empty()) return Descriptor();
+    Descriptor file(open(aside.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
+    if (!file.IsOpen()) return file;
+    if (Exchange(aside, path_)) {
+        Discard(aside);
+        return file;
+    }
+    const int nReason = errno;
+    unlink(aside.c_str());
+    errno = nReason;
+    return Descriptor();
+}
+
+// Makes the file, or puts it in the place of something else.
+Descriptor LockFile::OpenInTurn() const {
+    // Where the turn cannot be had nobody replaces anything, and making a file needs none.
+    const Descriptor turn(geteuid() == 0 ? open(kTurnFile, kFlags | O_CREAT, kMode) : -1);
+    if (turn.IsOpen() && !Lock(turn)) return Descriptor();
+    for (int i = 0; i < kTries; ++i) {
+        Descriptor file = OpenExisting();
+        if (file.IsOpen()) return file;
+        if (errno == ENOENT) {
+            file = Descriptor(open(path_.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
+            if (file.IsOpen() || errno != EEXIST) return file;
+            continue;
+        }
+        if (errno != EEXIST) return file;
+        struct stat status {};
+        if (lstat(path_.c_str(), &status) != 0 || Counts(status)) continue;
+        if (!turn.IsOpen() || !MayReplace(status)) {
+            ZAFO_LOG("lock file %s: %s is in the way", path_.c_str(), WhatItIs(status).c_str());
+            errno = EEXIST;
+            return Descriptor();
+        }
+        file = Replace();
+        if (file.IsOpen() || errno != ENOENT) return file;
+    }
+    return Descriptor();
+}
+
+Descriptor LockFile::Open() {
+    if (!is_shared_) return Descriptor(open(path_.c_str(), kFlags | O_CREAT, kMode));
+    Descriptor file = OpenExisting();
+    if (file.IsOpen() || (errno != ENOENT && errno != EEXIST)) return file;
+    return OpenInTurn();
+}
+
+bool LockFile::IsInPlace(const Descriptor &file) const {
+    if (!is_shared_) return true;
+    struct stat opened {
+    }, named{};
+    return fstat(file.Get(), &opened) == 0 && lstat(path_.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+}  // namespace zafo
