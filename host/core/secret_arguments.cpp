@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/secret_arguments.h"
 
+#include "host/core/whole_file.h"
 #include "host/front/option.h"
 
 #include <fcntl.h>
@@ -23,15 +24,6 @@ const front::Tool *ToolWithSecrets(std::string_view path) {
     if (!path.starts_with(kTools)) return nullptr;
     const front::Tool *tool = front::FindTool(path.substr(kTools.size()));
     return tool != nullptr && !tool->secrets.empty() ? tool : nullptr;
-}
-
-bool WriteAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = write(fd, bytes.data(), bytes.size());
-        if (n <= 0) return false;
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
 }
 
 // The tools read the file byte for byte, so no newline follows; they complain of one that others could

@@ -48,16 +48,6 @@ int SyncFolderOf(const std::string &path) {
     return fd.IsOpen() && fsync(fd.Get()) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
-bool WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = write(fd, text.data(), text.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        text.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-}
-
 // A file under construction, removed unless it was moved into place.
 class NewFile {
   public:
@@ -95,6 +85,16 @@ class NewFile {
 };
 
 }  // namespace
+
+bool WriteAll(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t n = write(fd, text.data(), text.size());
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        text.remove_prefix(static_cast<size_t>(n));
+    }
+    return true;
+}
 
 ReadResult ReadWhole(const std::string &path, std::string *text) {
     // Not blocking: the name may be a pipe's, which is no file.

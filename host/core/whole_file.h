@@ -64,4 +64,7 @@ class FileUpdate {
     int error_ = 0;
 };
 
+// Writes all bytes to a descriptor; false with errno.
+bool WriteAll(int fd, std::string_view text);
+
 }  // namespace zafo

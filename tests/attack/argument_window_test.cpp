@@ -149,6 +149,7 @@ class ArgumentWindow : public testing::Test {
     }
 
     ExampleDirectory &directory_ = rig::VariantDirectory("posix");
+    std::optional<Connection> connection_;
 
   private:
     static int Describe(const ZAFOLDAP_HOST *host, int number) {
@@ -159,8 +160,6 @@ class ArgumentWindow : public testing::Test {
         ZAFOLDAPLdifAttrReplace(&ldif, "description", "changed %d times", number);
         return ZAFOLDAPModify(host, &ldif, 0);
     }
-
-    std::optional<Connection> connection_;
 };
 
 // What the other tests rest on.
@@ -202,6 +201,25 @@ TEST_F(ArgumentWindow, LeavesNoPasswordInAFileThatOthersCanRead) {
     const Sightings seen = watcher.Stop();
     EXPECT_GT(seen.tools, 0) << "no change file was seen";
     EXPECT_THAT(seen.finds, IsEmpty());
+}
+
+// The real tools read the file to its end, whatever is in it. 511 bytes are the most that crypt(3) hashes.
+TEST_F(ArgumentWindow, PasswordsOfAnyBytesReachTheServerWhole) {
+    std::string password(511, 'p');
+    for (size_t i = 0; i < password.size(); ++i)
+        password[i] = static_cast<char>(1 + i % 255);
+    ASSERT_EQ(ZAFOLDAPPasswd(*connection_, kDN, password.c_str()), 0);
+    EXPECT_TRUE(directory_.Binds(kDN, password));
+    password.back() = '!';
+    EXPECT_FALSE(directory_.Binds(kDN, password));
+}
+
+// More than an argument can hold: the server, not the system, refuses it.
+TEST_F(ArgumentWindow, APasswordLargerThanAnArgumentReachesTheServer) {
+    constexpr int kInvalidCredentials = 49;
+    const std::string password(200 << 10, 'p');
+    connection_->BindAs(kDN, password.c_str());
+    EXPECT_EQ(Search(*connection_, {.filter = "(uid=zoe)"}).ldap_error, kInvalidCredentials);
 }
 
 // The file of the secret is the tool's: somebody else gets neither its content nor its name.

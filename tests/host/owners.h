@@ -14,6 +14,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -138,6 +139,15 @@ inline size_t OpenDescriptors() {
         count += entry.path().empty() ? 0 : 1;
     }
     return count;
+}
+
+// The exit code of a child that runs `body`, which reports by its result.
+inline int InFork(const std::function<int()> &body) {
+    const pid_t pid = fork();
+    if (pid == 0) _exit(body());
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace zafo::test

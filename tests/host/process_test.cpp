@@ -19,6 +19,7 @@
 namespace {
 
 using zafo::test::Folder;
+using zafo::test::InFork;
 using zafo::test::OpenDescriptors;
 using zafo::test::WriteFile;
 
@@ -43,15 +44,6 @@ std::string Shell(const char *script, int *status = nullptr) {
     const int ended = QLIBCPclose(stream);
     if (status != nullptr) *status = ended;
     return text;
-}
-
-// The exit code of a child that runs `body`, which reports by its result.
-int InFork(const std::function<int()> &body) {
-    const pid_t pid = fork();
-    if (pid == 0) _exit(body());
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST(Popen, ReadsTheChildsOutput) {

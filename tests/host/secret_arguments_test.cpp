@@ -30,6 +30,7 @@
 namespace zafo::secret_arguments_test {
 
 using rig::FakeCall;
+using test::InFork;
 using testing::ElementsAre;
 using testing::Key;
 using testing::SizeIs;
@@ -261,15 +262,6 @@ TEST_F(SecretArgument, OfOneThreadIsNeverInTheToolOfAnother) {
         EXPECT_THAT(call.argv, ElementsAre(kPasswd, "-w", "old" + word, "-s", "new" + word, word));
         EXPECT_THAT(call.descriptors, ElementsAre(Key(0), Key(1), Key(2), Key(3), Key(4)));
     }
-}
-
-// The exit code of a child that runs `body`, which reports by its result.
-int InFork(const std::function<int()> &body) {
-    const pid_t pid = fork();
-    if (pid == 0) _exit(body());
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST_F(SecretArgument, NeverStandsWhereAStandardStreamIsMissing) {
