@@ -96,7 +96,7 @@ TEST_F(Server, TakesAccountsAtOnce) {
 
 TEST_F(Server, IsHealthy) {
     const Json findings = ServerLineJson("check")["data"];
-    EXPECT_EQ(findings.size(), 17U);
+    EXPECT_EQ(findings.size(), 18U);
     for (const Json &row : findings) {
         if (!row["id"].get<std::string>().starts_with("backup-")) {
             EXPECT_EQ(row["severity"], "ok") << row;
