@@ -13,12 +13,10 @@
 #include "tools/zafoldap/handlers.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <charconv>
 #include <map>
-#include <ranges>
 #include <unordered_set>
 
 namespace zafo::cli {
@@ -95,11 +93,12 @@ Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind)
 constexpr size_t kMostShown = 20;
 
 // "a; b; and 3 more"
-std::string Shown(const std::vector<std::string> &texts) {
+std::string Shown(const std::vector<std::string> &texts, std::string_view between = "; ") {
     std::string shown;
     for (size_t i = 0; i < std::min(texts.size(), kMostShown); ++i)
-        shown += (i > 0 ? "; " : "") + texts[i];
-    if (texts.size() > kMostShown) shown += fmt::format("; and {} more", texts.size() - kMostShown);
+        shown += fmt::format("{}{}", i > 0 ? between : "", texts[i]);
+    if (texts.size() > kMostShown)
+        shown += fmt::format("{}and {} more", between, texts.size() - kMostShown);
     return shown;
 }
 
@@ -299,8 +298,7 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         std::vector<std::string> texts;
         for (const StaleMembership &membership : stale) {
             texts.push_back(
-                fmt::format("{} lists {}", membership.group.name,
-                            fmt::join(membership.names | std::views::take(kMostShown), ", ")));
+                fmt::format("{} lists {}", membership.group.name, Shown(membership.names, ", ")));
         }
         const StaleMembership &first = stale.front();
         step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,

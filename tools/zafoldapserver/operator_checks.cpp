@@ -50,7 +50,7 @@ class OperatorGroup {
             throw;
         }
         std::ranges::sort(names);
-        names.erase(std::ranges::unique(names).begin(), names.end());
+        names.erase(std::unique(names.begin(), names.end()), names.end());
         std::erase(names, "");
         return names;
     }
