@@ -176,7 +176,10 @@ TEST_F(Server, ThatRunsWithoutBeingEnabledIsSeenAndMended) {
     const Json status = ServerLineJson("status")["data"];
     EXPECT_EQ(status["state"], "running");
     EXPECT_EQ(status["enabled"], false);
-    EXPECT_EQ(Finding(ServerLineJson("check", 1), "enabled")["severity"], "error");
+    EXPECT_EQ(status["starts_again"], false);
+    const Json document = ServerLineJson("check", 1);
+    EXPECT_EQ(Finding(document, "enabled")["severity"], "error");
+    EXPECT_EQ(Finding(document, "restart")["severity"], "warning");
     const Json differences = ServerLineJson(kEnable)["data"]["differences"];
     ASSERT_EQ(differences.size(), 1U) << differences;
     EXPECT_EQ(differences[0]["id"], "enabled");

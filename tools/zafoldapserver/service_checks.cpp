@@ -40,6 +40,9 @@ CheckStep CheckRestart(CheckedServer &checked) {
             service.systemd ? "set Restart=on-failure: systemctl edit ldap-server.service"
                             : fmt::format("set restart = yes in {}, then zafoldapserver restart",
                                           kServiceSettings));
+    if (!service.enabled)
+        return Warned("nobody starts the server again if it ends by itself: it is not enabled",
+                      fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
     if (!service.StartsAgain())
         return Warned(
             "nobody starts the server again if it ends by itself: its keeper has ended, "

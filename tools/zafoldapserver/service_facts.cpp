@@ -6,6 +6,7 @@
 
 #include "platform/file.h"
 #include "platform/process.h"
+#include "platform/service.h"
 #include "platform/szhash.h"
 
 #include <fmt/format.h>
@@ -86,6 +87,7 @@ ServiceFacts FactsOfRecords() {
     settings.Read(kServiceDefaults);
     settings.Read(kServiceSettings);
     facts.wanted = settings.Text("restart") == "yes";
+    facts.enabled = QLIBServiceIsEnabled(kService) == 1;
     facts.keeper = LivingKeeper();
     PairFile ends;
     ends.Read(kEnds);

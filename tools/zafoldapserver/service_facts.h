@@ -14,13 +14,14 @@ struct ServiceFacts {
     bool systemd = false;
     bool known = false;   // this platform's services are of a kind that tells
     bool wanted = false;  // its settings say that it is to be started again
-    int keeper = 0;       // the process that would do it; 0: there is none
+    bool enabled = true;
+    int keeper = 0;      // the process that would do it; 0: there is none
     long long ends = 0;  // how often it ended by itself since the machine, or the unit, was started
     std::optional<std::time_t> first = {};
     std::optional<std::time_t> last = {};
     std::string how = {};  // "signal 11 (Segmentation fault)" or "exit code 1"; of the last time
 
-    bool StartsAgain() const { return wanted && (systemd || keeper > 0); }
+    bool StartsAgain() const { return wanted && enabled && (systemd || keeper > 0); }
 };
 
 ServiceFacts LookAtService();
