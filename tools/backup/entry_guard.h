@@ -38,7 +38,9 @@ class EntryGuard {
     void BeginLine(char c);
     void TakeName(char c);
     void TakeSeparator(char c);
+    void SkipPlainLines(std::string_view *block);
     void SkipText(std::string_view *block);
+    void SkipName(std::string_view *block);
     void CountText(std::size_t bytes);
     void EndLine();
     [[noreturn]] void Refuse(std::string_view what) const;
