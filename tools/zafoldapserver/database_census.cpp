@@ -48,6 +48,19 @@ std::string ServerIdIn(std::string_view csn) {
     return std::string(csn.substr(0, csn.find('#')));
 }
 
+// "{SCHEME}…", which slapd takes for a hash when it knows the scheme; with any other it compares the whole text as it
+// stands. "{CLEARTEXT}" is what it says, and "{SASL}" no password at all.
+bool IsHashed(std::string_view value) {
+    const size_t end = value.find('}');
+    if (!value.starts_with('{') || end == std::string_view::npos) return false;
+    const std::string_view scheme = value.substr(1, end - 1);
+    constexpr std::string_view kSchemes[] = {"CRYPT",  "SSHA",    "SHA",     "SMD5",   "MD5",
+                                             "SASL",   "UNIX",    "ARGON2",  "SHA256", "SHA384",
+                                             "SHA512", "SSHA256", "SSHA384", "SSHA512"};
+    return std::ranges::any_of(kSchemes, [&](std::string_view one) { return Same(scheme, one); }) ||
+           (scheme.size() > 6 && Same(scheme.substr(0, 6), "PBKDF2"));
+}
+
 }  // namespace
 
 std::uint64_t NumberCensus::UsedInPool() const {
@@ -62,11 +75,11 @@ std::uint64_t NumberCensus::UsedInPool() const {
 
 void CensusTaker::Line(std::string_view line) {
     if (line.starts_with(' ')) {
-        folded_ += line.substr(1);
+        if (folded_.size() < kLongestLine) folded_ += line.substr(1, kLongestLine);
         return;
     }
     if (!folded_.empty()) Take(folded_);
-    folded_ = line;
+    folded_ = line.substr(0, kLongestLine);
     if (line.empty()) EndEntry();
 }
 
@@ -84,6 +97,8 @@ void CensusTaker::Take(std::string_view line) {
         user_ = user_ || Same(value, "posixAccount");
         group_ = group_ || Same(value, "posixGroup");
         pool_ = pool_ || Same(value, "sambaUnixIdPool");
+    } else if (Same(name, "userPassword")) {
+        if (!IsHashed(value)) ++census_.clear_passwords;
     } else if (Same(name, "cn")) {
         name_ = value;
     } else if (Same(name, "uidNumber")) {

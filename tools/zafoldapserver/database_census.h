@@ -27,13 +27,16 @@ struct DatabaseCensus {
     std::uint64_t groups = 0;
     NumberCensus uids = {};
     NumberCensus gids = {};
+    std::uint64_t clear_passwords = 0;              // values of userPassword that are no hash
     std::set<std::string> server_ids = {};          // that wrote entries: "000"
     std::set<std::string, std::less<>> found = {};  // of the DNs that were asked for
 };
 
-// Counts while it is handed the lines of LDIF (RFC 2849).
+// Counts while it is handed the lines of LDIF (RFC 2849). Of a long value only the beginning is kept.
 class CensusTaker {
   public:
+    static constexpr size_t kLongestLine = 64U << 10;
+
     explicit CensusTaker(std::set<std::string, std::less<>> wanted = {})
         : wanted_(std::move(wanted)) {}
 
