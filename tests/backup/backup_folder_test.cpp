@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "tests/backup/folder_fixture.h"
+#include "tests/backup/sealed_archive.h"
 #include "tools/backup/problem.h"
 
 namespace {
@@ -16,8 +17,24 @@ using namespace zafo::backup;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+// A backup, byte for byte.
+const std::string &Whole() {
+    static const std::string bytes = test::Sealed(test::Packed(test::GoodMembers()));
+    return bytes;
+}
+
 class BackupFolder : public test::FolderTest {
   protected:
+    void WriteBackup(const std::string &name) const { Write(name, Whole()); }
+
+    // Why the only file with a name of ours there does not count.
+    std::string PassedOver() const {
+        const FolderContents contents = LookInto(folder_, "zafoldap");
+        EXPECT_THAT(contents.backups, IsEmpty());
+        EXPECT_EQ(contents.passed_over.size(), 1u);
+        return contents.passed_over.empty() ? "" : contents.passed_over.front().reason;
+    }
+
     std::vector<std::string> Found(std::string_view prefix = "zafoldap") const {
         std::vector<std::string> names;
         for (const FoundBackup &found : BackupsIn(folder_, prefix))
@@ -47,26 +64,26 @@ TEST(BackupName, BeginsWithAPlainPrefix) {
 
 TEST_F(BackupFolder, OrdersByNumberWhateverTheClockSaid) {
     for (const char *name : {kTwo, kFour, kOne, kThree})
-        Write(name, "x");
+        WriteBackup(name);
     EXPECT_THAT(Found(), ElementsAre(kFour, kThree, kTwo, kOne));
 }
 
 TEST_F(BackupFolder, TellsNumberTimeAndSize) {
-    Write(kOne, "12345");
+    WriteBackup(kOne);
     const auto found = BackupsIn(folder_, "zafoldap");
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].path, Path(kOne));
     EXPECT_EQ(found[0].number, 1u);
     EXPECT_EQ(found[0].written, 1803823380);
-    EXPECT_EQ(found[0].bytes, 5u);
+    EXPECT_EQ(found[0].bytes, Whole().size());
 }
 
 TEST_F(BackupFolder, CountsOnFromTheHighestNumber) {
     EXPECT_EQ(NextNumber({}), 1u);
     for (const char *name : {kOne, kThree})
-        Write(name, "x");
+        WriteBackup(name);
     EXPECT_EQ(NextNumber(BackupsIn(folder_, "zafoldap")), 4u);
-    Write(kFour, "x");
+    WriteBackup(kFour);
     EXPECT_EQ(NextNumber(BackupsIn(folder_, "zafoldap")), 1000001u);
 }
 
@@ -92,24 +109,83 @@ const char *const kForeign[] = {
 
 TEST_F(BackupFolder, KnowsOnlyItsOwnNames) {
     for (const char *name : kForeign)
-        Write(name, "x");
+        WriteBackup(name);
     EXPECT_THAT(Found(), IsEmpty());
 }
 
 TEST_F(BackupFolder, KnowsOnlyItsOwnPrefix) {
-    Write(kOne, "x");
-    Write("other-000005-20270228T140300Z.tar.zst", "x");
+    WriteBackup(kOne);
+    WriteBackup("other-000005-20270228T140300Z.tar.zst");
     EXPECT_THAT(Found(), ElementsAre(kOne));
     EXPECT_THAT(Found("other"), ElementsAre("other-000005-20270228T140300Z.tar.zst"));
     EXPECT_THAT(Found("zafo"), IsEmpty());
 }
 
 TEST_F(BackupFolder, KnowsOnlyRegularFiles) {
-    Write("real", "x");
+    WriteBackup("real");
     ASSERT_EQ(symlink("real", Path(kOne).c_str()), 0);
     ASSERT_EQ(mkdir(Path(kTwo).c_str(), 0700), 0);
     ASSERT_EQ(mkfifo(Path(kThree).c_str(), 0600), 0);
     EXPECT_THAT(Found(), IsEmpty());
+}
+
+TEST_F(BackupFolder, PassesOverWhatHasNoSeal) {
+    Write(kOne, Whole().substr(0, Whole().size() / 2));
+    EXPECT_EQ(PassedOver(), "it does not end with the seal of a backup: it is cut, or no backup");
+}
+
+TEST_F(BackupFolder, PassesOverAnEmptyFile) {
+    Write(kOne, "");
+    EXPECT_EQ(PassedOver(), "the file is empty");
+}
+
+TEST_F(BackupFolder, PassesOverASealedFileThatBeginsLikeNoBackup) {
+    Write(kOne, test::Sealed(test::Packed({{"README", "x"}})));
+    EXPECT_EQ(PassedOver(), "it is no backup");
+}
+
+TEST_F(BackupFolder, PassesOverANumberThatNoBackupGets) {
+    WriteBackup("zafoldap-999999999999999999-20270228T140300Z.tar.zst");
+    EXPECT_EQ(PassedOver(), "no backup gets as high a number");
+}
+
+TEST_F(BackupFolder, PassesOverWhatIsAnotherUsers) {
+    WriteBackup(kOne);
+    if (chown(Path(kOne).c_str(), 65534, 65534) != 0)
+        GTEST_SKIP() << "there is only one account here";
+    EXPECT_EQ(PassedOver(), "it belongs to user 65534, not to root");
+}
+
+TEST_F(BackupFolder, KnowsABackupOfANewerFormat) {
+    std::vector<test::Member> members = test::GoodMembers();
+    members[0].bytes = "zafoldap-backup 2\n";
+    Write(kOne, test::Sealed(test::Packed(members)));
+    EXPECT_THAT(Found(), ElementsAre(kOne));
+}
+
+TEST_F(BackupFolder, NamesAFewOfManyThatDoNotCount) {
+    for (int i = 1; i <= 9; ++i)
+        Write(BackupName("zafoldap", static_cast<std::uint64_t>(i), 0), "");
+    const std::vector<std::string> words = InWords(LookInto(folder_, "zafoldap").passed_over);
+    ASSERT_EQ(words.size(), 6u);
+    EXPECT_EQ(words[0], Path("zafoldap-000001-19700101T000000Z.tar.zst") +
+                            " does not count: the file is empty");
+    EXPECT_EQ(words[5], "4 more files there do not count");
+}
+
+TEST_F(BackupFolder, SaysWhenNumbersAreUsedUp) {
+    WriteBackup(BackupName("zafoldap", kHighestNumber, 0));
+    const auto found = BackupsIn(folder_, "zafoldap");
+    ASSERT_EQ(found.size(), 1u);
+    try {
+        NextNumber(found);
+        FAIL() << "nothing was thrown";
+    } catch (const Problem &problem) {
+        EXPECT_EQ(problem.code, Exit::kSystem);
+        EXPECT_EQ(problem.what(), found[0].path +
+                                      " has the last number that a backup can have: move it into "
+                                      "another folder");
+    }
 }
 
 TEST_F(BackupFolder, ThatIsNotThereIsReported) {
@@ -124,14 +200,14 @@ TEST_F(BackupFolder, ThatIsNotThereIsReported) {
 
 TEST_F(BackupFolder, ThinsToTheNewestNumbers) {
     for (const char *name : {kOne, kTwo, kThree, kFour})
-        Write(name, "x");
+        WriteBackup(name);
     EXPECT_THAT(Thin(folder_, "zafoldap", 2), ElementsAre(Path(kTwo), Path(kOne)));
     EXPECT_THAT(Names(), ElementsAre(kThree, kFour));
 }
 
 TEST_F(BackupFolder, KeepsTheNewestWhateverIsAskedFor) {
     for (const char *name : {kOne, kTwo})
-        Write(name, "x");
+        WriteBackup(name);
     Thin(folder_, "zafoldap", 0);
     EXPECT_THAT(Names(), ElementsAre(kTwo));
     EXPECT_THAT(Thin(folder_, "zafoldap", ~std::uint64_t{0}), IsEmpty());
@@ -141,13 +217,13 @@ TEST_F(BackupFolder, KeepsTheNewestWhateverIsAskedFor) {
 TEST_F(BackupFolder, NeverThinsWhatIsNotItsOwn) {
     std::set<std::string> kept(std::begin(kForeign), std::end(kForeign));
     for (const std::string &name : kept)
-        Write(name, "x");
-    Write("other-000001-20270228T140300Z.tar.zst", "x");
+        WriteBackup(name);
+    WriteBackup("other-000001-20270228T140300Z.tar.zst");
     ASSERT_EQ(mkdir(Path(kOne).c_str(), 0700), 0);
     ASSERT_EQ(symlink("README", Path(kTwo).c_str()), 0);
     kept.insert({"other-000001-20270228T140300Z.tar.zst", kOne, kTwo});
-    Write("zafoldap-000008-20270228T140300Z.tar.zst", "x");
-    Write("zafoldap-000009-20270228T140300Z.tar.zst", "x");
+    WriteBackup("zafoldap-000008-20270228T140300Z.tar.zst");
+    WriteBackup("zafoldap-000009-20270228T140300Z.tar.zst");
     Thin(folder_, "zafoldap", 1);
     kept.insert("zafoldap-000009-20270228T140300Z.tar.zst");
     EXPECT_EQ(Names(), kept);
@@ -181,6 +257,13 @@ TEST_F(BackupFolder, NeverOverwritesABackup) {
     Write(kOne, "another");
     EXPECT_THROW(part.PutInPlace(), Problem);
     EXPECT_EQ(Read(kOne), "another");
+}
+
+TEST_F(BackupFolder, DoesNotTakeWhatWasPutInTheFilesPlace) {
+    PartFile part(folder_, kOne);
+    std::filesystem::remove(part.Path());
+    Write("." + std::string(kOne) + ".part", "another");
+    EXPECT_THROW(part.PutInPlace(), Problem);
 }
 
 TEST_F(BackupFolder, ThatGoesAwayMeanwhileIsNoPlaceForABackup) {

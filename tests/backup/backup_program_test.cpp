@@ -157,8 +157,11 @@ TEST_F(BackupProgram, KeepsTenWhenTheNumberIsNone) {
 
 // A clock that was wrong has left backups of the future.
 TEST_F(BackupProgram, KeepsTheNewestByNumber) {
-    Write("zafoldap-000008-20990101T000000Z.tar.zst", "of the future");
-    Write("zafoldap-000007-20980101T000000Z.tar.zst", "of the future");
+    for (const char *name :
+         {"zafoldap-000007-20980101T000000Z.tar.zst", "zafoldap-000008-20990101T000000Z.tar.zst"}) {
+        MakeBackup();
+        std::filesystem::rename(Path(Backups().at(0)), Path(name));
+    }
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "2";
     MakeBackup();
     ASSERT_THAT(Backups(), SizeIs(2));

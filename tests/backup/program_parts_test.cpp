@@ -10,6 +10,7 @@
 #include "tools/backup/problem.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/environment.h"
+#include "tools/zafoldapbackup/missing_configuration.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 
 namespace {
@@ -92,6 +93,36 @@ TEST(SlapdVersion, IsTheFirstWordOfItsLine) {
 
 TEST(SlapdVersion, IsKnownOfTheInstalledOne) {
     EXPECT_TRUE(SlapdVersion().starts_with("2.")) << SlapdVersion();
+}
+
+// --- What of a backup's configuration is taken ------------------------------------------------
+
+TEST(ValuesOfABackup, ArePlainDns) {
+    for (const char *dn :
+         {"dc=example,dc=com", "cn=the admin,dc=example,dc=com", "o=M\xC3\xBCller"})
+        EXPECT_TRUE(IsPlainDn(dn)) << dn;
+    for (const char *dn :
+         {"", "example", "=a", "dc=", "dc=a,", ",dc=a", "dc=a,,dc=b", "dc=a\nmoduleload x",
+          "dc=\"a\"", "dc=a\\2Cb", "dc=a+o=b", "dc=a;dc=b", "dc=a#", "dc=[a]"})
+        EXPECT_FALSE(IsPlainDn(dn)) << dn;
+    EXPECT_FALSE(IsPlainDn("dc=" + std::string(2000, 'a')));
+}
+
+TEST(ValuesOfABackup, AreHashes) {
+    for (const char *hash : {"{CRYPT}$1$abcdefgh$0123456789./ABCDEFGHIJ",
+                             "{CRYPT}$6$rounds=20000$a$b", "{SSHA}W6ph5Mm5Pz8GgiULbPgzG37mj9g="})
+        EXPECT_TRUE(IsPasswordHash(hash)) << hash;
+    for (const char *text : {"", "secret", "{CLEARTEXT}secret", "{CRYPT}", "{CRYPT}a b",
+                             "{CRYPT}a\ninclude /x", "{SASL}a@b", "CRYPT}a"})
+        EXPECT_FALSE(IsPasswordHash(text)) << text;
+}
+
+TEST(ValuesOfABackup, AreNoDifferencesOfTheConfiguration) {
+    EXPECT_TRUE(DifferingDirectives("suffix a\nrootpw x\n# c\nindex  uid\n\teq\n",
+                                    "index uid eq\nrootdn b\n")
+                    .empty());
+    EXPECT_EQ(DifferingDirectives("moduleload a\nmoduleload b\nindex uid eq\n", "index cn eq\n"),
+              (std::vector<std::string>{"index", "moduleload"}));
 }
 
 }  // namespace

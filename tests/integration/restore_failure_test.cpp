@@ -85,7 +85,8 @@ TEST_F(FailedRestore, IsNotToldByAServerThatShowsNothingToStrangers) {
 
 TEST_F(FailedRestore, BecauseNothingIsFoundBringsTheOldEntriesBack) {
     const Substitute search(kSearch, "exit 32\n");
-    const Substitute slapcat(kSlapcat, "[[ $* != *ldap:///* ]] && exec @REAL@ \"$@\"\nexit 1\n");
+    const Substitute slapcat(
+        kSlapcat, "[[ $* != *ldap:///* || $* == *loading.conf* ]] && exec @REAL@ \"$@\"\nexit 1\n");
     const rig::ProgramRun run = Restore(Backup());
     EXPECT_EQ(run.exit_code, 5) << run.err;
     EXPECT_THAT(run.err, HasSubstr("dc=home,dc=example"));
@@ -94,7 +95,8 @@ TEST_F(FailedRestore, BecauseNothingIsFoundBringsTheOldEntriesBack) {
 
 TEST_F(FailedRestore, OfAStoppedServerLeavesItStopped) {
     ASSERT_EQ(QLIBServiceStop(kService, 0), 0);
-    const Substitute slapcat(kSlapcat, "[[ $* != *ldap:///* ]] && exec @REAL@ \"$@\"\nexit 1\n");
+    const Substitute slapcat(
+        kSlapcat, "[[ $* != *ldap:///* || $* == *loading.conf* ]] && exec @REAL@ \"$@\"\nexit 1\n");
     EXPECT_EQ(Restore(Backup()).exit_code, 5);
     EXPECT_EQ(ServerPid(), 0);
     ExpectHolds(entries_);

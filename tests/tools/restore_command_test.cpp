@@ -75,10 +75,15 @@ TEST_F(Restore, WantsOneFile) {
 
 TEST_F(Restore, TheLatestIsTheNewestThatIsWhole) {
     const std::string newer = Make();
-    WriteFile(newer, "damaged");
+    std::string bytes = ReadFile(newer);
+    bytes[bytes.size() / 2] ^= 1;
+    WriteFile(newer, bytes);
+    const std::string newest = Make();
+    WriteFile(newest, "cut");
     const ProgramRun run = ServerLine("restore --latest --yes");
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("left out: " + newer));
+    EXPECT_THAT(run.err, AllOf(HasSubstr("left out: " + newer),
+                               HasSubstr(newest + " does not count: it is too short")));
     EXPECT_EQ(Users(), "admin\n");
     fs::remove(file_);
     ExpectRefusal("restore --latest --yes", 3, "zafoldap.backup_none", "no backup in /backups");

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/archive_reader.h"
 
+#include "tools/backup/archive_fault.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/background_sha256.h"
+#include "tools/backup/entry_guard.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/problem.h"
 #include "tools/backup/stop_signal.h"
+#include "tools/backup/tar_reader.h"
+#include "tools/backup/zstd_frame.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -33,17 +37,6 @@ constexpr std::size_t kBlockBytes = 128U << 10;
 struct ArchiveFree {
     void operator()(archive *a) const { archive_read_free(a); }
 };
-
-// What is wrong with the file, still without its name.
-struct Fault : std::runtime_error {
-    Fault(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
-
-    Exit code;
-};
-
-[[noreturn]] void Damaged(const std::string &what) {
-    throw Fault(Exit::kDamaged, what);
-}
 
 [[noreturn]] void NotReadable(int reason) {
     throw Fault(Exit::kBadPlace, fmt::format("cannot read it: {}", std::strerror(reason)));
@@ -74,7 +67,7 @@ class Payload {
             Damaged("it does not end with the seal of a backup: it is cut, or no backup");
     }
 
-    // The next block; empty at the end.
+    // The next block, in a frame that is none to be afraid of; empty at the end.
     std::string_view Next() {
         EndIfStopped();
         const auto wanted =
@@ -84,30 +77,19 @@ class Payload {
         at_ += wanted;
         const std::string_view block(block_.data(), wanted);
         digest_.Add(block);
+        frame_.Add(block);
         return block;
     }
 
-    // Reads what nobody has asked for and compares with the seal.
-    void CheckSeal() {
+    // Reads what nobody has asked for and compares with the seal, which it gives.
+    Digest CheckSeal() {
         while (!Next().empty()) {
         }
         Digest sealed{};
         ReadAt(size_ + kSealHead.size(), sealed.data(), sealed.size());
         if (sealed != digest_.Take()) Damaged("its bytes are not those that were sealed");
-    }
-
-    // A frame decides how much memory its reader needs (RFC 8878 section 3.1.1.1).
-    void CheckWindow() {
-        constexpr std::array<unsigned char, 4> kMagic = {0x28, 0xB5, 0x2F, 0xFD};
-        constexpr unsigned kSingleSegment = 1U << 5U;
-        std::array<unsigned char, 6> head{};
-        if (size_ < head.size()) Damaged("it is too short for a backup");
-        ReadAt(0, head.data(), head.size());
-        if (!std::equal(kMagic.begin(), kMagic.end(), head.begin()))
-            Damaged("it is not compressed with zstd: it is no backup");
-        const std::uint64_t base = std::uint64_t{1} << (10U + (head[5] >> 3U));
-        if ((head[4] & kSingleSegment) != 0 || base + base / 8 * (head[5] & 7U) > kLargestWindow)
-            Damaged("it was not compressed by this program");
+        if (!frame_.IsComplete()) Damaged("it is cut");
+        return sealed;
     }
 
   private:
@@ -131,67 +113,40 @@ class Payload {
     std::uint64_t size_ = 0;
     std::uint64_t at_ = 0;
     Sha256 digest_;
+    ZstdFrame frame_;
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 
-// The members of the tar one after the other.
-class Members {
+// The bytes that were compressed.
+class Unpacked {
   public:
-    explicit Members(Payload *payload) : payload_(payload), reader_(archive_read_new()) {
+    // The filter is given, not found out: what looks compressed once more inside is not unpacked again.
+    explicit Unpacked(Payload *payload) : payload_(payload), reader_(archive_read_new()) {
         if (!reader_) throw std::bad_alloc();
-        Check(archive_read_support_filter_zstd(reader_.get()));
-        Check(archive_read_support_format_tar(reader_.get()));
+        Check(archive_read_append_filter(reader_.get(), ARCHIVE_FILTER_ZSTD));
+        Check(archive_read_support_format_raw(reader_.get()));
         Check(archive_read_open(reader_.get(), this, nullptr, Give, nullptr));
-    }
-
-    // False at the end.
-    bool Next() {
         archive_entry *entry = nullptr;
-        const int result = archive_read_next_header(reader_.get(), &entry);
-        if (result == ARCHIVE_EOF && !thrown_) return false;
-        Check(result);
-        const char *name = archive_entry_pathname(entry);
-        name_ = name != nullptr ? name : "";
-        if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr ||
-            archive_entry_size_is_set(entry) == 0 || archive_entry_size(entry) < 0)
-            Damaged(fmt::format("\"{}\" in it is no plain file", OneLine(name_)));
-        size_ = static_cast<std::uint64_t>(archive_entry_size(entry));
-        return true;
+        Check(archive_read_next_header(reader_.get(), &entry));
     }
 
-    const std::string &Name() const { return name_; }
-
-    // Gives the current member's bytes to `take`, block by block.
-    void Read(std::uint64_t limit, const std::function<void(std::string_view)> &take) {
-        if (size_ > limit)
-            Damaged(fmt::format("\"{}\" in it has {} bytes, more than {}", OneLine(name_), size_,
-                                limit));
-        std::uint64_t bytes = 0;
-        for (;;) {
-            const la_ssize_t n = archive_read_data(reader_.get(), block_.data(), block_.size());
-            if (n < 0) Check(static_cast<int>(n));
-            if (n <= 0) break;
-            bytes += static_cast<std::uint64_t>(n);
-            take({block_.data(), static_cast<std::size_t>(n)});
-        }
-        if (bytes != size_) Damaged(fmt::format("\"{}\" in it is cut", OneLine(name_)));
-    }
-
-    std::string ReadText(std::uint64_t limit) {
-        std::string text;
-        Read(limit, [&](std::string_view block) { text += block; });
-        return text;
+    // The next block; empty at the end.
+    std::string_view Next() {
+        const la_ssize_t n = archive_read_data(reader_.get(), block_.data(), block_.size());
+        if (n < 0) Check(static_cast<int>(n));
+        if (thrown_) Check(ARCHIVE_FATAL);
+        return {block_.data(), static_cast<std::size_t>(n)};
     }
 
   private:
     static la_ssize_t Give(archive *reader, void *self, const void **block) {
-        auto &members = *static_cast<Members *>(self);
+        auto &unpacked = *static_cast<Unpacked *>(self);
         try {
-            const std::string_view bytes = members.payload_->Next();
+            const std::string_view bytes = unpacked.payload_->Next();
             *block = bytes.data();
             return static_cast<la_ssize_t>(bytes.size());
         } catch (...) {
-            members.thrown_ = std::current_exception();
+            unpacked.thrown_ = std::current_exception();
             archive_set_error(reader, EIO, "cannot read");
             return -1;
         }
@@ -207,8 +162,6 @@ class Members {
     Payload *payload_;
     std::exception_ptr thrown_ = {};
     std::unique_ptr<archive, ArchiveFree> reader_;
-    std::string name_ = {};
-    std::uint64_t size_ = 0;
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 
@@ -216,7 +169,10 @@ class Members {
 class Reading {
   public:
     Reading(Payload *payload, const std::function<void(std::string_view)> &entries)
-        : members_(payload), entries_(entries) {}
+        : unpacked_(payload), members_([this] { return unpacked_.Next(); }), entries_(entries) {}
+
+    // The first member; what else is in the file is not looked at.
+    void TakeHead() { TakeFormat(); }
 
     Contents Take() {
         TakeFormat();
@@ -268,12 +224,15 @@ class Reading {
         if (members_.Name() != expected)
             Damaged(
                 fmt::format("\"{}\" stands where {} must be", OneLine(members_.Name()), expected));
+        const std::uint64_t before = bytes_;
         members_.Read(kPieceBytes, [&](std::string_view block) {
+            guard_.Add(block);
             digest_.Add(block);
             bytes_ += block.size();
             scan_.Add(block);
             if (entries_) entries_(block);
         });
+        if (bytes_ == before) Damaged(fmt::format("{} in it is empty", expected));
     }
 
     void Compare() {
@@ -296,18 +255,19 @@ class Reading {
         }
     }
 
-    Members members_;
+    Unpacked unpacked_;
+    TarReader members_;
     const std::function<void(std::string_view)> &entries_;
     Contents contents_ = {};
+    EntryGuard guard_;
     EntryScan scan_;
     BackgroundSha256 digest_;
     std::uint64_t bytes_ = 0;
-    int pieces_ = 0;
+    std::uint64_t pieces_ = 0;
 };
 
 Contents ReadSealed(int fd, const std::function<void(std::string_view)> &entries) {
     Payload payload(fd);
-    payload.CheckWindow();
     std::optional<Contents> contents;
     std::optional<Fault> newer;
     try {
@@ -316,9 +276,10 @@ Contents ReadSealed(int fd, const std::function<void(std::string_view)> &entries
         if (fault.code != Exit::kNewerFormat) throw;
         newer = fault;
     }
-    payload.CheckSeal();
+    const Digest seal = payload.CheckSeal();
     // Only a whole file's word is taken for it.
     if (newer) throw Fault(*newer);
+    contents->seal = Hex(seal);
     return std::move(*contents);
 }
 
@@ -338,10 +299,20 @@ Contents ReadArchive(int fd, const std::string &path,
     }
 }
 
+std::string FaultOfHead(int fd) {
+    try {
+        Payload payload(fd);
+        Reading(&payload, {}).TakeHead();
+    } catch (const Fault &fault) {
+        if (fault.code != Exit::kNewerFormat) return fault.what();
+    }
+    return {};
+}
+
 UniqueFd OpenBackup(const std::string &path) {
     // A pipe or a terminal would make open(2) wait.
     UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (!fd.IsOpen()) throw SystemProblem(Exit::kBadPlace, "cannot read " + path, errno);
+    if (!fd.IsOpen()) throw ReadingProblem(path, errno);
     return fd;
 }
 

@@ -19,6 +19,8 @@ struct ConfigFile {
 struct Contents {
     Manifest manifest;
     std::vector<ConfigFile> config;
+    // The digest of the whole file, in hexadecimal digits: files of one seal hold the same bytes.
+    std::string seal;
 
     // The bytes of a member; nullptr when the backup has none of that name.
     const std::string *Config(std::string_view name) const;
@@ -26,14 +28,19 @@ struct Contents {
 
 // Reads a whole backup file and checks all there is to check: seal, order and names of members, sizes,
 // digests, counts, that every record is whole. `entries` gets the LDIF block by block before all of that
-// is known: what it did with them counts only when this returns. What it throws is passed on. Memory does
-// not depend on the size of the file. The file's position is not used.
+// is known, but for the form of its lines (entry_guard.h): what it did with them counts only when this returns. What it
+// throws is passed on. Memory does not depend on the file, whatever it says of itself. The file's position is not used.
 // Throws Problem: kBadPlace (not a regular file, cannot be read, empty), kDamaged, kNewerFormat
 // (whose seal is right); `path` is for its words.
 Contents ReadArchive(int fd, const std::string &path,
                      const std::function<void(std::string_view)> &entries = {});
 
-// Opens a backup file to be read and throws Problem kBadPlace in words when that is impossible.
+// Whether a file may be a whole backup: its size, the seal behind it, the frame it begins with and its first member
+// (archive_format.h) are looked at, in a few reads whatever its size. Gives what is wrong, or nothing. A
+// backup of a newer format is one. Throws Problem kSystem when the job is asked to end.
+std::string FaultOfHead(int fd);
+
+// Opens a backup file to be read and throws Problem (ReadingProblem) when that is impossible.
 UniqueFd OpenBackup(const std::string &path);
 
 }  // namespace zafo::backup

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/backup_folder.h"
 
+#include "tools/backup/archive_reader.h"
 #include "tools/backup/problem.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -16,6 +18,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,8 +32,8 @@ constexpr std::string_view kExtension = ".tar.zst";
 constexpr std::string_view kPartExtension = ".part";
 constexpr std::size_t kNumberDigits = 6;
 constexpr std::size_t kLongestPrefix = 64;
-// Above it counting up would end some day.
 constexpr std::size_t kMostDigits = 18;
+constexpr std::size_t kMostNotes = 5;
 
 struct NameParts {
     std::uint64_t number = 0;
@@ -98,12 +101,11 @@ std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix)
 // Calls `take` with every name of the folder.
 void ForEachName(const std::string &folder, const std::function<void(int, const char *)> &take) {
     const std::unique_ptr<DIR, FolderClose> open_folder(opendir(folder.c_str()));
-    if (!open_folder) throw SystemProblem(Exit::kBadPlace, "cannot read " + folder, errno);
+    if (!open_folder) throw ReadingProblem(folder, errno);
     for (;;) {
         errno = 0;
         const dirent *entry = readdir(open_folder.get());
-        if (entry == nullptr && errno != 0)
-            throw SystemProblem(Exit::kBadPlace, "cannot read " + folder, errno);
+        if (entry == nullptr && errno != 0) throw ReadingProblem(folder, errno);
         if (entry == nullptr) return;
         take(dirfd(open_folder.get()), entry->d_name);
     }
@@ -115,6 +117,50 @@ bool IsLeft(int fd) {
     return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
+// Network file systems and those of removable disks say what they like of a file's owner: even a file that root has
+// just written there may be somebody else's.
+bool KeepsOwners(int folder) {
+    constexpr std::array<std::uint64_t, 9> kWithoutOwners = {
+        0x6969,      // NFS
+        0xFF534D42,  // CIFS
+        0xFE534D42,  // SMB 2
+        0x517B,      // SMB
+        0x4D44,      // FAT
+        0x2011BAB0,  // exFAT
+        0x5346544E,  // NTFS
+        0x7366746E,  // NTFS 3
+        0x65735546,  // FUSE
+    };
+    struct statfs system {};
+    if (fstatfs(folder, &system) != 0) return true;
+    return std::ranges::find(kWithoutOwners, static_cast<std::uint32_t>(system.f_type)) ==
+           kWithoutOwners.end();
+}
+
+bool IsOurs(int folder, const struct stat &status) {
+    return status.st_uid == 0 || status.st_uid == geteuid() || !KeepsOwners(folder);
+}
+
+// Why a file with a name of ours is no backup of ours; empty: it is one.
+std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *status) {
+    if (file < 0) {
+        if (IsShortage(errno)) throw SystemProblem(Exit::kSystem, "cannot look at backups", errno);
+        return fmt::format("it cannot be read: {}", std::strerror(errno));
+    }
+    if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is no file";
+    if (!IsOurs(folder, *status))
+        return fmt::format("it belongs to user {}, not to root", status->st_uid);
+    if (parts.number > kHighestNumber) return "no backup gets as high a number";
+    return FaultOfHead(file);
+}
+
+bool IsAt(int file, const std::string &path) {
+    struct stat own {};
+    struct stat there {};
+    return fstat(file, &own) == 0 && lstat(path.c_str(), &there) == 0 &&
+           own.st_dev == there.st_dev && own.st_ino == there.st_ino;
+}
+
 void SyncFolder(const std::string &folder) {
     const UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     // Not every file system knows what it means for a folder.
@@ -124,20 +170,44 @@ void SyncFolder(const std::string &folder) {
 
 }  // namespace
 
-std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix) {
-    std::vector<FoundBackup> found;
-    ForEachName(folder, [&](int fd, const char *name) {
+FolderContents LookInto(const std::string &folder, std::string_view prefix) {
+    FolderContents contents;
+    ForEachName(folder, [&](int in, const char *name) {
         const std::optional<NameParts> parts = PartsOf(name, prefix);
         struct stat status {};
-        if (!parts || fstatat(fd, name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        if (!parts || fstatat(in, name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
             !S_ISREG(status.st_mode))
             return;
-        found.push_back({fmt::format("{}/{}", folder, name), parts->number, parts->written,
-                         static_cast<std::uint64_t>(status.st_size)});
+        const std::string path = fmt::format("{}/{}", folder, name);
+        const UniqueFd fd(openat(in, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        std::string reason = FaultOf(in, fd.Get(), *parts, &status);
+        if (!reason.empty()) {
+            contents.passed_over.push_back({path, std::move(reason)});
+            return;
+        }
+        contents.backups.push_back(
+            {path, parts->number, parts->written, static_cast<std::uint64_t>(status.st_size)});
     });
-    std::ranges::sort(found, std::greater(),
+    std::ranges::sort(contents.backups, std::greater(),
                       [](const FoundBackup &one) { return std::pair(one.number, one.written); });
-    return found;
+    std::ranges::sort(contents.passed_over, std::less(), &PassedOver::path);
+    return contents;
+}
+
+std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix) {
+    return LookInto(folder, prefix).backups;
+}
+
+std::vector<std::string> InWords(const std::vector<PassedOver> &passed_over) {
+    std::vector<std::string> lines;
+    for (const PassedOver &one : passed_over) {
+        if (lines.size() == kMostNotes) break;
+        lines.push_back(fmt::format("{} does not count: {}", OneLine(one.path), one.reason));
+    }
+    if (passed_over.size() > lines.size())
+        lines.push_back(
+            fmt::format("{} more files there do not count", passed_over.size() - lines.size()));
+    return lines;
 }
 
 std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
@@ -170,7 +240,13 @@ bool IsPrefix(std::string_view prefix) {
 }
 
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found) {
-    return found.empty() ? 1 : found.front().number + 1;
+    if (found.empty()) return 1;
+    if (found.front().number >= kHighestNumber)
+        throw Problem(Exit::kSystem,
+                      fmt::format("{} has the last number that a backup can have: move it into "
+                                  "another folder",
+                                  found.front().path));
+    return found.front().number + 1;
 }
 
 PartFile::PartFile(std::string folder, std::string name)
@@ -198,6 +274,11 @@ const std::string &PartFile::PutInPlace() {
         result = rename(path_.c_str(), place.c_str());
     if (result != 0) throw WritingProblem(place, errno);
     path_ = place;
+    kept_ = !IsAt(fd_.Get(), place);
+    if (kept_)
+        throw Problem(Exit::kSystem, place +
+                                         " is not the file that was written: somebody else "
+                                         "writes into the folder");
     SyncFolder(folder_);
     kept_ = true;
     flock(fd_.Get(), LOCK_UN);
@@ -214,7 +295,7 @@ void RemoveLeftParts(const std::string &folder, std::string_view prefix) {
         const UniqueFd fd(openat(in, entry, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         struct stat status {};
         if (fd.IsOpen() && fstat(fd.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
-            IsLeft(fd.Get()))
+            IsOurs(in, status) && IsLeft(fd.Get()))
             unlinkat(in, entry, 0);
     });
 }

@@ -22,12 +22,30 @@ struct FoundBackup {
     std::uint64_t bytes = 0;
 };
 
-// Regular files with our names, the highest number first (of one number the later time first).
-// Anything else in the folder does not count: links, folders, other names.
-// Throws Problem kBadPlace when the folder cannot be read.
+// A file with a name of ours that is none of our backups.
+struct PassedOver {
+    std::string path;
+    std::string reason;  // "it belongs to user 1000, not to root"
+};
+
+struct FolderContents {
+    std::vector<FoundBackup>
+        backups;  // the highest number first, of one number the later time first
+    std::vector<PassedOver> passed_over;
+};
+
+// Whoever may write into the folder can put files with our names there. What counts is a regular file that
+// root or the effective user owns (on a file system that keeps no owners, anybody's), with a number up to
+// kHighestNumber, a seal behind it and the beginning of a backup in front: each is opened for that, and none
+// is read as a whole. Links, folders and other names are not even looked at.
+// Throws Problem: kBadPlace when the folder cannot be read, kSystem when there are no means to.
+FolderContents LookInto(const std::string &folder, std::string_view prefix);
 std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix);
 
-// Removes all but the `keep` newest; never the newest. Gives the paths that are gone.
+// Those that do not count, for a person: one line each, of many the first few and how many more.
+std::vector<std::string> InWords(const std::vector<PassedOver> &passed_over);
+
+// Removes all but the `keep` newest; never the newest, and nothing that does not count. Gives the paths that are gone.
 // Throws Problem (WritingProblem) when one cannot be removed.
 std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
                               std::uint64_t keep);
@@ -37,7 +55,11 @@ std::string BackupName(std::string_view prefix, std::uint64_t number, std::time_
 // Whether names with this prefix can be told apart from others: letters, digits, "_" and "-", at most 64.
 bool IsPrefix(std::string_view prefix);
 
-// One more than the highest.
+// A backup every second would take thirty years to get there.
+inline constexpr std::uint64_t kHighestNumber = 999'999'999;
+
+// One more than the highest. Throws Problem kSystem when that is kHighestNumber: the order of backups hangs on their
+// numbers, so none is used twice.
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found);
 
 // A backup that is being written. What is not put in place is removed with its owner; a run that was
@@ -57,6 +79,7 @@ class PartFile {
     void Sync();
 
     // Gives the file its name, never that of another file; the name is on the disk when this returns. Gives the path.
+    // What somebody has put in the file's place meanwhile is a Problem kSystem.
     const std::string &PutInPlace();
 
   private:
@@ -67,7 +90,7 @@ class PartFile {
     bool kept_ = false;
 };
 
-// Removes the part files of runs that are dead; the file of a live one, of another machine perhaps, is locked.
+// Removes our part files of runs that are dead; the file of a live one, of another machine perhaps, is locked.
 void RemoveLeftParts(const std::string &folder, std::string_view prefix);
 
 }  // namespace zafo::backup

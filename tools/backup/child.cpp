@@ -100,12 +100,19 @@ Pipe MakePipe() {
 }
 
 Child::Child(const ChildSpec &spec) : words_(memfd_create("words", MFD_CLOEXEC)) {
+    if (!words_.IsOpen()) throw SystemProblem(Exit::kSystem, "cannot start " + spec.argv[0], errno);
     SpawnPlan plan;
     plan.Connect(spec.input, STDIN_FILENO, O_RDONLY);
     plan.Connect(spec.output, STDOUT_FILENO, O_WRONLY);
     plan.Connect(words_.Get(), STDERR_FILENO, O_WRONLY);
     pid_ = plan.Start(spec.argv);
     end_.Reset(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
+    if (end_.IsOpen()) return;
+    // Without it nobody would ever see the child's end.
+    const int reason = errno;
+    kill(pid_, SIGKILL);
+    Reap();
+    throw SystemProblem(Exit::kSystem, "cannot watch " + spec.argv[0], reason);
 }
 
 Child::~Child() {

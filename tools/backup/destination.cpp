@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -47,7 +48,57 @@ std::string InMebibytes(std::uint64_t bytes) {
     return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / kMebibyte);
 }
 
+// A path as a shell takes it.
+std::string Quoted(const std::string &path) {
+    constexpr std::string_view kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%";
+    if (path.find_first_not_of(kPlain) == std::string::npos) return path;
+    std::string text = "'";
+    for (const char c : path)
+        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return text + "'";
+}
+
+// "/", "/volume1", "/volume1/backups"
+void AddWithParents(std::string_view path, std::vector<std::string> *folders) {
+    for (std::size_t end = 0; end < path.size();) {
+        end = std::min(path.find('/', end + 1), path.size());
+        const std::string one(path.substr(0, end));
+        for (const std::string &folder : {std::string("/"), one}) {
+            if (std::ranges::find(*folders, folder) == folders->end()) folders->push_back(folder);
+        }
+    }
+}
+
+void AddExposures(const std::string &path, bool is_the_folder, std::vector<Exposure> *found) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) return;
+    const std::string shown = OneLine(path);
+    if (status.st_uid != 0 && status.st_uid != geteuid())
+        found->push_back({fmt::format("{} belongs to user {}", shown, status.st_uid),
+                          fmt::format("chown -h root {}", Quoted(path))});
+    const bool is_kept = !is_the_folder && (status.st_mode & S_ISVTX) != 0;
+    if (S_ISLNK(status.st_mode) || is_kept) return;
+    const mode_t others = status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP;
+    if ((status.st_mode & others) == 0) return;
+    const bool everybody = (status.st_mode & S_IWOTH) != 0;
+    found->push_back({everybody
+                          ? shown + " can be written by everybody"
+                          : fmt::format("{} can be written by group {}", shown, status.st_gid),
+                      fmt::format("chmod go-w {}", Quoted(path))});
+}
+
 }  // namespace
+
+std::vector<Exposure> ExposuresOf(const std::string &folder) {
+    std::vector<std::string> folders;
+    AddWithParents(folder, &folders);
+    AddWithParents(RealPath(folder), &folders);
+    std::vector<Exposure> found;
+    for (const std::string &path : folders)
+        AddExposures(path, path == folder || path == RealPath(folder), &found);
+    return found;
+}
 
 void CheckDestination(const std::string &folder) {
     if (folder.empty())

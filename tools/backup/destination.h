@@ -15,6 +15,16 @@ namespace zafo::backup {
 // else, it may not be written, it is the database's own.
 void CheckDestination(const std::string &folder);
 
+// Somebody besides root who can write into a folder, or put another in its place.
+struct Exposure {
+    std::string reason;  // "/volume1 can be written by others"
+    std::string remedy;  // "chmod go-w /volume1"
+};
+
+// The folder and those above it, links on the way included. Above it, a folder in which nobody can rename what is
+// another's (the sticky bit) is good enough.
+std::vector<Exposure> ExposuresOf(const std::string &folder);
+
 // About what the next backup takes: a little more than the newest one; or, being the first, a quarter
 // of the database, whose entries are compressed in a backup.
 std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes);

@@ -13,7 +13,8 @@ namespace {
 constexpr std::string_view kDn = "dn:";
 constexpr std::size_t kLongestDn = 64U << 10;
 
-// The value of "dn: VALUE" or "dn:: BASE64".
+}  // namespace
+
 std::string DnIn(std::string_view line) {
     line.remove_prefix(kDn.size());
     const bool encoded = line.starts_with(':');
@@ -26,8 +27,6 @@ std::string DnIn(std::string_view line) {
     bytes.resize(size);
     return bytes;
 }
-
-}  // namespace
 
 EntryScan::EntryScan(std::string_view suffix) : suffix_(ComparableDn(suffix)) {}
 

@@ -56,6 +56,9 @@ class EntryScan {
     bool stray_ = false;
 };
 
+// The DN in a line "dn: VALUE" or "dn:: BASE64" whose folds are removed; empty for base64 that is none.
+std::string DnIn(std::string_view line);
+
 // A DN in a form to compare: lower case, no blanks around separators, one form of escapes.
 std::string ComparableDn(std::string_view dn);
 

@@ -15,7 +15,9 @@
 //                                                      serve the restored entries (the old are back)
 //   6      the folder's file system is full            -
 //   7      the folder's quota is used up               the entries do not fit into the database
-//   8      the file would be too large for the folder  damaged, or no backup
+//   8      the file would be too large for the folder  damaged, no backup, or with lines that are orders to
+//                                                      slapadd, an entry at the administrator's DN, or other
+//                                                      bytes than were confirmed
 //   9      -                                           no room for the loaded copy
 //   10     -                                           a backup of another suffix
 //   11     -                                           written by a newer version of this program

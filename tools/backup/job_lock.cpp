@@ -5,6 +5,8 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -23,10 +25,20 @@ bool IsTaken(int fd) {
 
 }  // namespace
 
-JobLock::JobLock()
-    : fd_(open(kJobLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC, 0600)) {
-    if (!fd_.IsOpen())
-        throw SystemProblem(Exit::kSystem, std::string("cannot open ") + kJobLockFile, errno);
+UniqueFd OpenLockFile(const std::string &path) {
+    UniqueFd fd(open(path.c_str(),
+                     O_RDWR | O_CREAT | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0600));
+    struct stat status {};
+    if (!fd.IsOpen() || fstat(fd.Get(), &status) != 0)
+        throw SystemProblem(Exit::kSystem, "cannot open " + path, errno);
+    if (!S_ISREG(status.st_mode) || status.st_nlink != 1 ||
+        (status.st_uid != 0 && status.st_uid != geteuid()))
+        throw Problem(Exit::kSystem, path + " is not a file of root's: remove it");
+    if ((status.st_mode & 077U) != 0) fchmod(fd.Get(), 0600);
+    return fd;
+}
+
+JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
     // Whoever only asks whether a job runs holds the lock for a moment.
     for (int left = kTries; IsTaken(fd_.Get()); --left) {
         if (left == 0) throw Problem(Exit::kBusy, "another backup or restore runs");

@@ -47,6 +47,15 @@ Problem SystemProblem(Exit exit, const std::string &doing, int reason) {
     return {exit, fmt::format("{}: {}", doing, std::strerror(reason))};
 }
 
+bool IsShortage(int reason) {
+    return reason == EMFILE || reason == ENFILE || reason == ENOMEM || reason == ENOBUFS;
+}
+
+Problem ReadingProblem(const std::string &path, int reason) {
+    return SystemProblem(IsShortage(reason) ? Exit::kSystem : Exit::kBadPlace,
+                         "cannot read " + path, reason);
+}
+
 Problem WritingProblem(const std::string &path, int reason) {
     return SystemProblem(ExitOfWriting(reason), "cannot write " + path, reason);
 }

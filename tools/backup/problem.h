@@ -18,6 +18,12 @@ struct Problem : std::runtime_error {
 // "DOING: REASON", the reason as strerror(3) has it.
 Problem SystemProblem(Exit exit, const std::string &doing, int reason);
 
+// Descriptors or memory are used up: says nothing of what was to be opened.
+bool IsShortage(int reason);
+
+// A failure to open or read a backup or its folder: kBadPlace, for a shortage kSystem.
+Problem ReadingProblem(const std::string &path, int reason);
+
 // A failure to write into the backup folder, by its errno: full, over quota, too large, or
 // the folder has gone (a network share that is away says so in many ways).
 Problem WritingProblem(const std::string &path, int reason);

@@ -31,12 +31,17 @@ std::int64_t Now() {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The right to write is with whoever holds the job's lock: one name for the new text is enough, and what
-// a killed run left there is overwritten.
+UniqueFd NewFile(const std::string &path) {
+    return UniqueFd(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kForEverybody));
+}
+
+// The right to write is with whoever holds the job's lock: one name for the new text is enough. What is there, of a
+// killed run or of somebody else who may write into the folder, is removed and never written into.
 bool Replace(const std::string &path, const std::string &text) {
     const std::string aside = path + ".new";
-    const UniqueFd fd(
-        open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kForEverybody));
+    UniqueFd fd = NewFile(aside);
+    if (!fd.IsOpen() && errno == EEXIST && unlink(aside.c_str()) == 0) fd = NewFile(aside);
     if (!fd.IsOpen()) return false;
     if (fchmod(fd.Get(), kForEverybody) == 0 && WriteAll(fd.Get(), text.data(), text.size()) &&
         rename(aside.c_str(), path.c_str()) == 0)

@@ -43,6 +43,12 @@ std::vector<FileId> OpenableFiles(const std::string &folder) {
     return files;
 }
 
+// What could not be looked at for want of descriptors is not known to be unused.
+void NeedMeans(const std::error_code &error) {
+    if (error && IsShortage(error.value()))
+        throw RootProblem("cannot see who uses the database", error.value());
+}
+
 bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
     std::error_code error;
     for (fs::directory_iterator at(process / "fd", error), end; !error && at != end;
@@ -52,6 +58,7 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
         if (std::ranges::find(files, FileId(facts.st_dev, facts.st_ino)) != files.end())
             return true;
     }
+    NeedMeans(error);
     return false;
 }
 
@@ -59,6 +66,8 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
 // kernel knows them also where their processes cannot be seen.
 std::optional<DatabaseUser> LockerOf(const std::string &folder) {
     const UniqueFd file(open((folder + "/" + kLockFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (!file.IsOpen() && IsShortage(errno))
+        throw RootProblem("cannot see who uses the database", errno);
     if (!file.IsOpen()) return std::nullopt;
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -82,7 +91,10 @@ FolderId IdOf(const std::string &folder) {
 }
 
 void GiveToServer(const std::string &path) {
+    errno = 0;
     const passwd *user = getpwnam(kServerAccount);
+    if (user == nullptr && IsShortage(errno))
+        throw RootProblem("cannot give " + path + " to the directory server", errno);
     if (user == nullptr) return;
     // In an ordinary user's namespace that user's files are the server's already.
     if (lchown(path.c_str(), user->pw_uid, user->pw_gid) != 0 && errno != EPERM && errno != EINVAL)
@@ -124,6 +136,7 @@ std::optional<DatabaseUser> UserOf(const std::string &folder) {
         user.program = fs::read_symlink(at->path() / "exe", error).filename().string();
         return user;
     }
+    NeedMeans(error);
     return LockerOf(folder);
 }
 

@@ -32,6 +32,12 @@ constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
 constexpr std::chrono::seconds kAnswerLimit{10};
 
+struct LookedUp {
+    bool found = false;
+    bool done = false;  // slapcat has read the database
+    std::string words = {};
+};
+
 // As a component of a URL (RFC 4516).
 std::string Escaped(std::string_view dn) {
     std::string text;
@@ -86,6 +92,20 @@ Answer Ask(const std::string &url, const std::string &suffix) {
     return found && WEXITSTATUS(status) == 0 ? Answer::kFound : Answer::kOther;
 }
 
+LookedUp LookUp(const std::string &configuration, const std::string &dn) {
+    Pipe pipe = MakePipe();
+    Child slapcat({.argv = {kSlapcat, "-f", configuration, "-H",
+                            fmt::format("ldap:///{}??base", Escaped(dn))},
+                   .output = pipe.writer.Get()});
+    pipe.writer.Reset(-1);
+    char byte = '\0';
+    const bool found = ReadSome(pipe.reader.Get(), &byte, 1) == 1;
+    // It ends with its reader.
+    pipe.reader.Reset(-1);
+    const int status = slapcat.Wait();
+    return {.found = found, .done = status == 0, .words = OneLine(slapcat.Words())};
+}
+
 }  // namespace
 
 std::string SuffixOf(const std::string &configuration) {
@@ -97,17 +117,16 @@ std::string SuffixOf(const std::string &configuration) {
 }
 
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {
-    Pipe pipe = MakePipe();
-    Child slapcat({.argv = {kSlapcat, "-f", configuration, "-H",
-                            fmt::format("ldap:///{}??base", Escaped(suffix))},
-                   .output = pipe.writer.Get()});
-    pipe.writer.Reset(-1);
-    char byte = '\0';
-    const bool found = ReadSome(pipe.reader.Get(), &byte, 1) == 1;
-    // It ends with its reader.
-    pipe.reader.Reset(-1);
-    slapcat.Wait();
-    return found;
+    return LookUp(configuration, suffix).found;
+}
+
+bool HoldsEntry(const std::string &configuration, const std::string &dn) {
+    const LookedUp result = LookUp(configuration, dn);
+    if (!result.found && !result.done)
+        throw Problem(Exit::kSystem,
+                      fmt::format("slapcat cannot say whether there is an entry {}: {}",
+                                  OneLine(dn), result.words));
+    return result.found;
 }
 
 Answer AskServer(const std::string &suffix) {

@@ -14,6 +14,10 @@ std::string SuffixOf(const std::string &configuration);
 // it. Works beside a running server.
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix);
 
+// Whether it holds an entry that slapd takes for the one of that DN, however its name is written. Throws Problem
+// kSystem when slapcat(8) cannot say.
+bool HoldsEntry(const std::string &configuration, const std::string &dn);
+
 enum class Answer {
     kFound,   // the suffix's entry
     kOther,   // a result of another kind: who is not logged in may not be told what there is

@@ -10,6 +10,7 @@
 #include "tools/restore/loading_configuration.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +35,7 @@ constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 
 // Settings that a database folder may hold besides the database.
 constexpr const char *kSettingsFile = "DB_CONFIG";
+constexpr off_t kLongestSettings = 1 << 20;
 constexpr const char *kLoadingFile = "loading.conf";
 constexpr const char *kLoadingRules = "loading-acls.conf";
 
@@ -49,12 +51,16 @@ void Give(const std::string &path, std::string_view text) {
 void CopySettings(const Places &places) {
     const fs::path from = fs::path(places.data) / kSettingsFile;
     const fs::path to = fs::path(places.spare) / kSettingsFile;
-    std::error_code error;
-    if (!fs::is_regular_file(fs::symlink_status(from, error))) return;
-    fs::copy_file(from, to, error);
-    if (error) throw RootProblem("cannot copy " + from.string(), error.value());
-    GiveToServer(to);
-    SyncFile(to);
+    // The folder is the server's, who is not root: what it holds is not followed anywhere.
+    const UniqueFd file(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+    std::string text(static_cast<std::size_t>(std::min<off_t>(status.st_size, kLongestSettings)),
+                     '\0');
+    const ssize_t n = pread(file.Get(), text.data(), text.size(), 0);
+    if (n < 0) throw RootProblem("cannot read " + from.string(), errno);
+    text.resize(static_cast<std::size_t>(n));
+    Give(to, text);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/start_lock.h"
 
+#include "tools/backup/job_lock.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/places.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 
 #include <cerrno>
@@ -23,10 +23,8 @@ constexpr std::chrono::milliseconds kStep{20};
 
 }  // namespace
 
-StartLock::StartLock()
-    : fd_(open(kStartLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+StartLock::StartLock() : fd_(OpenLockFile(kStartLockFile)) {
     const std::string path = kStartLockFile;
-    if (!fd_.IsOpen()) throw RootProblem("cannot open " + path, errno);
     const auto end = steady_clock::now() + kLongestStart;
     while (flock(fd_.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) throw RootProblem("cannot lock " + path, errno);

@@ -12,6 +12,7 @@
 #include "tools/restore/settle.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/slapd_version.h"
+#include "tools/zafoldapbackup/warning.h"
 
 #include <fcntl.h>
 
@@ -86,9 +87,11 @@ class BackupJob {
     std::uint64_t PrepareFolder() const {
         CheckDestination(environment_.folder);
         RemoveLeftParts(environment_.folder, environment_.prefix);
-        const std::vector<FoundBackup> found = BackupsIn(environment_.folder, environment_.prefix);
-        CheckSpace(environment_.folder, found);
-        return NextNumber(found);
+        const FolderContents contents = LookInto(environment_.folder, environment_.prefix);
+        for (const std::string &words : InWords(contents.passed_over))
+            Warn(words);
+        CheckSpace(environment_.folder, contents.backups);
+        return NextNumber(contents.backups);
     }
 
     // slapcat reads one consistent state of the database, the server may go on writing; it writes into

@@ -6,6 +6,7 @@
 #include "tools/zafoldapbackup/restore_job.h"
 
 #include "tools/backup/archive_reader.h"
+#include "tools/backup/confirmed_backup.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/job_lock.h"
 #include "tools/backup/problem.h"
@@ -13,23 +14,23 @@
 #include "tools/backup/stop_signal.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
+#include "tools/restore/entry_sieve.h"
 #include "tools/restore/server_probe.h"
 #include "tools/restore/settle.h"
 #include "tools/restore/staging.h"
 #include "tools/restore/start_lock.h"
 #include "tools/zafoldapbackup/missing_configuration.h"
 #include "tools/zafoldapbackup/restore_checks.h"
+#include "tools/zafoldapbackup/warning.h"
 
 #include "platform/service.h"
-
-#include <syslog.h>
 
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cstdio>
 #include <exception>
 #include <memory>
+#include <optional>
 
 namespace zafo::backup {
 
@@ -40,15 +41,12 @@ constexpr int kStages = 8;
 // A program that reads the database offline ends soon.
 constexpr std::chrono::seconds kReaderLimit{10};
 
-void Warn(const std::string &words) {
-    std::fprintf(stderr, "zafoldapbackup: %s\n", words.c_str());
-    syslog(LOG_WARNING, "%s", words.c_str());
-}
+constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry leaves it out";
 
 class RestoreJob {
   public:
     RestoreJob(const Environment &environment, const std::string &file, ProgressFile *progress)
-        : environment_(environment), file_(file), progress_(progress) {}
+        : environment_(environment), name_(file), progress_(progress) {}
 
     void Run() {
         progress_->Stage("checking the backup");
@@ -57,8 +55,9 @@ class RestoreJob {
         progress_->Stage("loading the entries");
         Load();
         progress_->Stage("counting the entries");
-        staging_->Verify(contents_.manifest.entries, contents_.manifest.suffix,
+        staging_->Verify(contents_.manifest.entries - left_out_, contents_.manifest.suffix,
                          [this](std::uint64_t entries) { TickOf(entries); });
+        RefuseAdminEntry();
         Replace();
         progress_->Stage("removing the old database");
         RemoveOld();
@@ -69,10 +68,21 @@ class RestoreJob {
         progress_->TickEntries(entries, contents_.manifest.entries);
     }
 
+    // What was confirmed is read by the descriptor of whoever has read it before.
+    void Open() {
+        backup_ = OpenBackup(name_);
+        confirmed_ = ConfirmationIn(backup_.Get());
+        if (!confirmed_) return;
+        name_ = confirmed_->name;
+        backup_ = OpenBackup(confirmed_->file);
+    }
+
     void Check() {
-        backup_ = UniqueFd(OpenBackup(file_));
-        contents_ = ReadArchive(backup_.Get(), file_,
+        Open();
+        contents_ = ReadArchive(backup_.Get(), name_,
                                 [this](std::string_view) { progress_->Tick("reading it"); });
+        if (confirmed_ && contents_.seal != confirmed_->seal)
+            throw Problem(Exit::kDamaged, name_ + " was changed after it was confirmed");
         configuration_ =
             std::make_unique<MissingConfiguration>(contents_, environment_.browser_conf);
         CheckManifest(contents_.manifest, configuration_->Suffix());
@@ -80,21 +90,46 @@ class RestoreJob {
         CheckRoom(places_, contents_.manifest);
     }
 
-    // The file is read once more: what is loaded was itself checked to the last byte.
+    // The file is read once more: what is loaded was itself checked to the last byte, and has the digest of
+    // before, or nothing comes of it. slapadd sees no line that is not known to be harmless.
     void Load() {
         staging_ = std::make_unique<Staging>(places_, configuration_->SlapdConf(),
                                              configuration_->Rules());
         Loader loader(staging_->Configuration());
         EntryScan scan;
-        const Contents again = ReadArchive(backup_.Get(), file_, [&](std::string_view block) {
-            loader.Add(block);
+        EntrySieve sieve(configuration_->AdminDn(), LeavesAdminOut());
+        const auto load = [&](std::string_view block) { loader.Add(block); };
+        const Contents again = ReadArchive(backup_.Get(), name_, [&](std::string_view block) {
+            sieve.Add(block, load);
             scan.Add(block);
             TickOf(scan.Entries());
+            if (sieve.Found() > 0 && !LeavesAdminOut()) RefuseAdmin(kLeaveOut);
         });
+        sieve.Finish(load);
         loader.Finish();
         staging_->Trim();
-        if (!(again.manifest == contents_.manifest))
-            throw Problem(Exit::kDamaged, file_ + " was changed while it was read");
+        if (again.seal != contents_.seal)
+            throw Problem(Exit::kDamaged, name_ + " was changed while it was read");
+        left_out_ = sieve.Found();
+    }
+
+    bool LeavesAdminOut() const { return confirmed_ && confirmed_->without_administrator; }
+
+    // Names that are written in another way than the administrator's are known to slapd only.
+    void RefuseAdminEntry() const {
+        const std::string &admin = configuration_->AdminDn();
+        if (!admin.empty() && HoldsEntry(staging_->Configuration(), admin))
+            RefuseAdmin(
+                "remove it from the directory that the backup is of, and back that up again");
+    }
+
+    // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.
+    [[noreturn]] void RefuseAdmin(std::string_view remedy) const {
+        throw Problem(
+            Exit::kDamaged,
+            fmt::format("{} holds an entry {}, whose password would be another one of the "
+                        "directory administrator: {}",
+                        name_, OneLine(configuration_->AdminDn()), remedy));
     }
 
     void Replace() {
@@ -175,13 +210,19 @@ class RestoreJob {
         }
         const std::string words = configuration_->InstallConnection();
         if (!words.empty()) Warn(words);
+        for (const std::string &note : configuration_->Notes())
+            Warn(note);
+        if (left_out_ > 0)
+            Warn(fmt::format("the entry {} was left out", OneLine(configuration_->AdminDn())));
     }
 
     const Environment &environment_;
-    const std::string &file_;
+    std::string name_;  // of the backup, for words
     ProgressFile *progress_;
     const Places places_;
     UniqueFd backup_;
+    std::optional<ConfirmedBackup> confirmed_;
+    std::uint64_t left_out_ = 0;
     Contents contents_;
     std::unique_ptr<MissingConfiguration> configuration_;
     std::unique_ptr<Staging> staging_;

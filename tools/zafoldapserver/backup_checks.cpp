@@ -48,9 +48,12 @@ CheckStep FromFailure(const Failure &failure) {
 }
 
 LastBackup LookAtLast(const BackupSettings &settings) {
-    const auto found = FoundBackups(settings);
-    if (found.empty()) return {};
-    LastBackup last{.written = found.front().written, .path = found.front().path};
+    const backup::FolderContents contents = ContentsOfDestination(settings);
+    LastBackup last;
+    if (!contents.passed_over.empty()) last.stray = backup::InWords(contents.passed_over).front();
+    if (contents.backups.empty()) return last;
+    last.written = contents.backups.front().written;
+    last.path = contents.backups.front().path;
     try {
         const WholeBackup whole = ReadWholeBackup(last.path);
         if (whole.created) last.written = whole.created;
@@ -114,6 +117,8 @@ CheckStep JudgeSchedule(const BackupSettings &settings, Registration registratio
 CheckStep JudgeLast(const BackupSettings &settings, const LastBackup &last,
                     const std::optional<JobProgress> &job, std::time_t now) {
     if (auto step = JudgeJob(job)) return *step;
+    if (!last.written && !last.stray.empty())
+        return Wrong("there is no backup, and " + last.stray, kBackUp);
     if (!last.written)
         return settings.enabled ? Warned("there is no backup yet", kBackUp)
                                 : Warned("there is no backup", kBackUp);
@@ -133,6 +138,9 @@ CheckStep JudgeLast(const BackupSettings &settings, const LastBackup &last,
             fmt::format("the newest backup is {} old, with one scheduled {}", AgeInWords(age),
                         ScheduleInWords(settings.schedule)),
             fmt::format("see whether cron runs and what /var/log/messages says, then {}", kBackUp));
+    if (!last.stray.empty())
+        return Warned(last.stray,
+                      "see who put it there: zafoldapserver backup list names all such files");
     return Good(fmt::format("{} old, {}; {}", AgeInWords(age), last.content, OneLine(last.path)));
 }
 
@@ -143,6 +151,8 @@ CheckStep CheckBackupDestination(CheckedServer &) {
             return Warned("no destination for backups is set", kSetDestination);
         const std::string fault = FaultOfDestination(settings);
         if (!fault.empty()) return Wrong(fault, kShowConfig);
+        const ExposureInWords exposure = ExposureOf(settings);
+        if (!exposure.words.empty()) return Warned(exposure.words, exposure.remedy);
         return Good(OneLine(settings.folder));
     } catch (const Failure &failure) {
         return FromFailure(failure);

@@ -23,6 +23,7 @@ struct LastBackup {
     std::string path = {};
     std::string fault = {};  // why it cannot be restored
     std::string content = {};
+    std::string stray = {};  // a file that has the name of a backup and is none
 };
 
 // The newest backup, beside what the last job came to.

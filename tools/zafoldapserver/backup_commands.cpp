@@ -45,7 +45,7 @@ void NeedDatabase() {
 // The folder's room is looked at by the program itself; a dry run has only this look.
 int WouldBackUp(Session &session, const BackupSettings &settings) {
     NeedDestination(settings);
-    const auto found = FoundBackups(settings);
+    const auto found = FoundBackups(session, settings);
     try {
         backup::CheckSpace(settings.folder, found);
     } catch (const backup::Problem &problem) {
@@ -65,7 +65,7 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
 
 // The newest backup, which is the one just made unless somebody has made another since.
 Json Made(Session &session, const BackupSettings &settings, double seconds) {
-    const auto found = FoundBackups(settings);
+    const auto found = FoundBackups(session, settings);
     if (found.empty()) throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
     const WholeBackup whole = ReadWholeBackup(found.front().path);
     return {{"file", whole.path},
@@ -116,7 +116,7 @@ int ListBackups(Session &session) {
     NeedRoot(session);
     const BackupSettings settings = ReadBackupSettings();
     std::vector<Json> rows;
-    for (const backup::FoundBackup &found : FoundBackups(settings))
+    for (const backup::FoundBackup &found : FoundBackups(session, settings))
         rows.push_back(Row(session, found));
     PrintList(session.streams, session.document, kListFields, rows);
     if (rows.empty())
@@ -143,6 +143,8 @@ int VerifyBackup(Session &session) {
                  {"slapd_version", manifest.slapd_version},
                  {"product_version", manifest.product_version}});
     session.streams.Note("the backup is whole: every byte was read and is as it was written");
+    if (const std::string words = ClearPasswordsInWords(whole); !words.empty())
+        session.streams.Note("note: " + words);
     return 0;
 }
 

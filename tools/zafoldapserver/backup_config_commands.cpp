@@ -93,6 +93,12 @@ bool TakeKeep(Session &session, BackupSettings &settings) {
     return true;
 }
 
+void NoteExposure(Session &session, const BackupSettings &settings) {
+    const ExposureInWords exposure = ExposureOf(settings);
+    if (exposure.words.empty()) return;
+    session.streams.Note("warning: " + exposure.words + "\nhint: " + exposure.remedy);
+}
+
 struct Change {
     BackupSettings before = {};
     BackupSettings after = {};
@@ -168,6 +174,7 @@ int SetBackupConfig(Session &session) {
                      LogChange("backup config set", "service=ldap-server", InWords(change), result);
                  });
     Show(session);
+    if (destination) NoteExposure(session, ResolvedDestination(change.after));
     return 0;
 }
 

@@ -31,7 +31,9 @@ std::vector<Command> FileCommands() {
          .verb = "list",
          .aliases = {"ls"},
          .summary = "List the backups",
-         .description = "Lists the backups in the destination, newest first, without opening them. "
+         .description = "Lists the backups in the destination, newest first, by a look at the "
+                        "beginning and the end of each. A file that belongs to somebody else than "
+                        "root, or is cut, does not count and is named. "
                         "Fields: number, written, bytes, file.",
          .examples = {{"zafoldapserver backup list", "what there is"},
                       {"zafoldapserver backup list --json", "the same for a script"}},
@@ -108,12 +110,19 @@ Command RestoreCommand() {
             "The entries are loaded beside the database while the server goes on serving; it "
             "stops for the moment in which the two are exchanged, and is asked afterwards. "
             "Whatever fails, the old directory is put back and served. Configuration and the saved "
-            "connection \"root\" stay as they are; a machine without a directory gets those of the "
-            "backup, and zafoldapserver enable starts it.",
+            "connection \"root\" stay as they are; a machine without a directory gets a "
+            "configuration of its own for the suffix and the administrator of the backup, and "
+            "zafoldapserver enable starts it.\n\n"
+            "What is shown is what is restored, whatever becomes of the file's name or content "
+            "meanwhile. A backup that holds an entry at the directory administrator's DN is "
+            "refused: its password would be another one of the administrator. "
+            "--without-admin-entry restores all the others.",
         .arguments =
             {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile, .required = false}},
         .options = {{.name = "latest",
                      .help = "take the newest backup of the destination that is whole"},
+                    {.name = "without-admin-entry",
+                     .help = "leave out an entry at the directory administrator's DN"},
                     ProgressOption()},
         .examples =
             {{"zafoldapserver restore --latest --dry-run", "what would be restored"},

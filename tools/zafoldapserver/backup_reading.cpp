@@ -2,6 +2,7 @@
 #include "tools/zafoldapserver/backup_reading.h"
 
 #include "tools/backup/archive_reader.h"
+#include "tools/backup/destination.h"
 #include "tools/backup/problem.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
@@ -23,15 +24,21 @@ class LineCutter {
 
     void Take(std::string_view block) {
         for (size_t end = 0; (end = block.find('\n')) != std::string_view::npos;) {
-            begun_ += block.substr(0, end);
+            Keep(block.substr(0, end));
             taker_.Line(begun_);
             begun_.clear();
             block.remove_prefix(end + 1);
         }
-        begun_ += block;
+        Keep(block);
     }
 
   private:
+    // A line may be longer than anybody would want to count.
+    void Keep(std::string_view part) {
+        if (begun_.size() < CensusTaker::kLongestLine)
+            begun_ += part.substr(0, CensusTaker::kLongestLine);
+    }
+
     CensusTaker &taker_;
     std::string begun_;
 };
@@ -46,7 +53,7 @@ std::optional<std::time_t> TimeIn(const std::string &text) {
 
 WholeBackup ReadWholeBackup(const std::string &path) {
     try {
-        const zafo::UniqueFd file = backup::OpenBackup(path);
+        zafo::UniqueFd file = backup::OpenBackup(path);
         CensusTaker taker;
         LineCutter lines(taker);
         backup::Contents contents =
@@ -60,7 +67,9 @@ WholeBackup ReadWholeBackup(const std::string &path) {
                 .bytes = static_cast<std::uint64_t>(status.st_size),
                 .created = TimeIn(contents.manifest.created),
                 .manifest = std::move(contents.manifest),
-                .census = taker.Finish()};
+                .census = taker.Finish(),
+                .seal = std::move(contents.seal),
+                .file = std::move(file)};
     } catch (const backup::Problem &problem) {
         Failure failure =
             FailureOfExit(backup::Operation::kRestore, static_cast<int>(problem.code), {});
@@ -75,15 +84,43 @@ std::string ContentInWords(const WholeBackup &whole) {
                        Counted(whole.census.users, "user"), Counted(whole.census.groups, "group"));
 }
 
-std::vector<backup::FoundBackup> FoundBackups(const BackupSettings &settings) {
+std::string ClearPasswordsInWords(const WholeBackup &whole) {
+    const std::uint64_t count = whole.census.clear_passwords.count;
+    if (count == 0) return {};
+    return fmt::format(
+        "{} in it {} not hashed: whoever reads the file, or the restored database, reads {}; the "
+        "users "
+        "should set new ones",
+        Counted(count, "password"), count == 1 ? "is" : "are", count == 1 ? "it" : "them");
+}
+
+backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
     if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
     if (settings.folder.empty()) NeedDestination(settings);
     try {
-        return backup::BackupsIn(settings.folder, kBackupPrefix);
+        return backup::LookInto(settings.folder, kBackupPrefix);
     } catch (const backup::Problem &problem) {
         throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(problem.code),
                             problem.what());
     }
+}
+
+std::vector<backup::FoundBackup> FoundBackups(Session &session, const BackupSettings &settings) {
+    backup::FolderContents contents = ContentsOfDestination(settings);
+    for (const std::string &words : backup::InWords(contents.passed_over))
+        session.streams.Note(words);
+    return std::move(contents.backups);
+}
+
+ExposureInWords ExposureOf(const BackupSettings &settings) {
+    ExposureInWords all;
+    for (const backup::Exposure &one : backup::ExposuresOf(settings.folder)) {
+        all.words += (all.words.empty() ? "" : ", ") + one.reason;
+        all.remedy += (all.remedy.empty() ? "" : " && ") + one.remedy;
+    }
+    if (!all.words.empty())
+        all.words += ": others could remove backups, or put files of theirs in their place";
+    return all;
 }
 
 std::string Counted(std::uint64_t number, std::string_view noun) {

@@ -16,12 +16,15 @@
 
 namespace zafo::cli {
 
+// A backup that was read, and what it was read by: who hands that on means these bytes.
 struct WholeBackup {
     std::string path = {};
     std::uint64_t bytes = 0;
     std::optional<std::time_t> created = {};
     backup::Manifest manifest = {};
     DatabaseCensus census = {};
+    std::string seal = {};
+    zafo::UniqueFd file = {};
 };
 
 // Reads a backup to its end and checks all there is to check. Throws Failure.
@@ -30,8 +33,21 @@ WholeBackup ReadWholeBackup(const std::string &path);
 // "25 entries with 3 users and 4 groups"
 std::string ContentInWords(const WholeBackup &whole);
 
-// The backups of the destination, newest first. Throws Failure.
-std::vector<backup::FoundBackup> FoundBackups(const BackupSettings &settings);
+// "3 passwords in it are not hashed …"; empty when all are.
+std::string ClearPasswordsInWords(const WholeBackup &whole);
+
+// What is in the destination. Throws Failure.
+backup::FolderContents ContentsOfDestination(const BackupSettings &settings);
+
+// The backups of it, newest first; a note for what has the name of one and does not count. Throws Failure.
+std::vector<backup::FoundBackup> FoundBackups(Session &session, const BackupSettings &settings);
+
+// What others could do to the backups: a warning, and the command that ends it. Empty: nothing.
+struct ExposureInWords {
+    std::string words = {};
+    std::string remedy = {};
+};
+ExposureInWords ExposureOf(const BackupSettings &settings);
 
 // "5 users", "1 group"
 std::string Counted(std::uint64_t number, std::string_view noun);

@@ -74,11 +74,11 @@ CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question
 
 void CensusTaker::Line(std::string_view line) {
     if (line.starts_with(' ')) {
-        folded_ += line.substr(1);
+        if (folded_.size() < kLongestLine) folded_ += line.substr(1, kLongestLine);
         return;
     }
     if (!folded_.empty()) Take(folded_);
-    folded_ = line;
+    folded_ = line.substr(0, kLongestLine);
     if (line.empty()) EndEntry();
 }
 

@@ -49,9 +49,11 @@ struct CensusQuestion {
     std::string administrator = {};               // a DN in any form; empty: none
 };
 
-// Counts while it is handed the lines of LDIF (RFC 2849).
+// Counts while it is handed the lines of LDIF (RFC 2849). Of a long value only the beginning is kept.
 class CensusTaker {
   public:
+    static constexpr size_t kLongestLine = 64U << 10;
+
     explicit CensusTaker(CensusQuestion question = {});
 
     void Line(std::string_view line);  // without its line break

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // restore: the directory as a backup has it, in place of the one that there is.
+#include "tools/backup/confirmed_backup.h"
 #include "tools/backup/job_lock.h"
 #include "tools/backup/problem.h"
 #include "tools/cli/change_log.h"
@@ -21,6 +22,7 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <sstream>
 
 namespace zafo::cli {
 
@@ -29,7 +31,7 @@ namespace {
 // The newest backup that can be restored; what is newer and cannot is told.
 WholeBackup NewestWhole(Session &session) {
     const BackupSettings settings = ReadBackupSettings();
-    for (const backup::FoundBackup &found : FoundBackups(settings)) {
+    for (const backup::FoundBackup &found : FoundBackups(session, settings)) {
         try {
             return ReadWholeBackup(found.path);
         } catch (const Failure &failure) {
@@ -81,10 +83,12 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
     if (!streams.CanAsk())
         throw OwnFailure("confirmation_needed", {.subject = restoring}, replaced);
     const std::string suffix = OneLine(whole.manifest.suffix);
+    const std::string passwords = ClearPasswordsInWords(whole);
     const std::string answer = streams.Ask(
-        fmt::format("{}.\n{}: what was changed since then is lost. The server stops for a moment.\n"
-                    "Type the suffix ({}) to go on: ",
-                    BackupInWords(whole), replaced, suffix),
+        fmt::format("{}.\n{}{}{}: what was changed since then is lost. The server stops for a "
+                    "moment.\nType the suffix ({}) to go on: ",
+                    BackupInWords(whole), passwords, passwords.empty() ? "" : ".\n", replaced,
+                    suffix),
         /*echo=*/true);
     if (!SameDn(answer, whole.manifest.suffix))
         throw OwnFailure("suffix_not_typed", {.subject = restoring});
@@ -125,6 +129,32 @@ std::string StateAfter(const LocalServer &before, const std::string &suffix) {
                           : "zafoldapserver start starts the server";
 }
 
+// Restores what was read and shown, and nothing else: the file goes by its open descriptor and its digest, for
+// its name may be another file's by now, and its bytes others. Runs in a process of its own, which waits for the end.
+int RestoreConfirmed(const WholeBackup &whole, bool without_admin) {
+    try {
+        const zafo::UniqueFd confirmation =
+            backup::MakeConfirmation({.name = whole.path,
+                                      .file = backup::PathOfDescriptor(whole.file.Get()),
+                                      .seal = whole.seal,
+                                      .without_administrator = without_admin});
+        return ZAFOLDAPServerRestore(backup::PathOfDescriptor(confirmation.Get()).c_str());
+    } catch (const backup::Problem &) {
+        ZAFOLDAPErrSet(ZAFOLDAP_ERR_SYSTEM);
+        return -1;
+    }
+}
+
+// What the backup program has said of a restore that is done.
+void NoteWarnings(Session &session) {
+    constexpr std::string_view kProgram = "zafoldapbackup: ";
+    std::istringstream lines(session.streams.ToolWords());
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(kProgram))
+            session.streams.Note("note: " + OneLine(line.substr(kProgram.size())));
+    }
+}
+
 }  // namespace
 
 int RestoreBackup(Session &session) {
@@ -139,8 +169,9 @@ int RestoreBackup(Session &session) {
     const ServerLock lock;
     LoggedChange(
         [&] {
+            const bool without_admin = session.invocation.Has("without-admin-entry");
             const JobOutcome outcome =
-                RunJob(session, [&] { return ZAFOLDAPServerRestore(whole.path.c_str()); });
+                RunJob(session, [&] { return RestoreConfirmed(whole, without_admin); });
             if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
         },
         [&](const std::string &result) {
@@ -155,6 +186,10 @@ int RestoreBackup(Session &session) {
                                      OneLine(whole.manifest.suffix),
                                      whole.created ? TimeText(*whole.created) : "an unknown time",
                                      StateAfter(before, whole.manifest.suffix)));
+    NoteWarnings(session);
+    if (const std::string words = ClearPasswordsInWords(whole);
+        !words.empty() && session.Options().yes)
+        session.streams.Note("note: " + words);
     return 0;
 }
 

@@ -12,7 +12,11 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view kSchemes[] = {"{SSHA}", "{SHA}", "{SMD5}", "{MD5}", "{CRYPT}"};
+// The first five are slapd's own; the others need modules that our server does not load, and with it nobody logs in
+// by them.
+constexpr std::string_view kSchemes[] = {
+    "{CRYPT}",  "{SSHA}",   "{SHA}",    "{SMD5}",    "{MD5}",     "{SASL}",    "{UNIX}", "{ARGON2}",
+    "{SHA256}", "{SHA384}", "{SHA512}", "{SSHA256}", "{SSHA384}", "{SSHA512}", "{PBKDF2"};
 constexpr size_t kMostDigitsOfRounds = 5;
 
 bool StartsWith(std::string_view text, std::string_view head) {
@@ -59,7 +63,7 @@ StoredPassword KindOf(std::string_view value) {
     const auto scheme = std::ranges::find_if(
         kSchemes, [&](std::string_view one) { return StartsWith(value, one); });
     if (scheme == std::end(kSchemes)) return StoredPassword::kClear;
-    const bool crypt = *scheme == "{CRYPT}";
+    const bool crypt = scheme == std::begin(kSchemes);
     return crypt && IsCostlyCrypt(value.substr(scheme->size())) ? StoredPassword::kCostly
                                                                 : StoredPassword::kHash;
 }
