@@ -11,6 +11,7 @@
 #include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 #include "tools/backup/stop_signal.h"
+#include "tools/cli/display_text.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/server_probe.h"
@@ -41,8 +42,9 @@ constexpr int kStages = 8;
 constexpr std::chrono::seconds kReaderLimit{10};
 
 void Warn(const std::string &words) {
-    std::fprintf(stderr, "zafoldapbackup: %s\n", words.c_str());
-    syslog(LOG_WARNING, "%s", words.c_str());
+    const std::string line = cli::OneLine(words);
+    std::fprintf(stderr, "zafoldapbackup: %s\n", line.c_str());
+    syslog(LOG_WARNING, "%s", line.c_str());
 }
 
 class RestoreJob {
