@@ -19,6 +19,7 @@ namespace {
 
 constexpr const char *kLimitsFile = "/usr/zafo/etc/tools.conf";
 constexpr unsigned kLongestLimit = 86400;
+constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 
 // The appliance's own authority, and what its administrator put beside it,
 // before what the system trusts.
@@ -216,11 +217,13 @@ Limits ReadLimits() {
     for (std::string_view rest = file.Text(); !rest.empty();) {
         std::string_view line = TakeField(rest, '\n');
         const std::string_view key = TakeWord(line);
-        unsigned seconds = 0;
-        if (!ParseNumber(TakeWord(line), seconds) || seconds == 0 || seconds > kLongestLimit)
-            continue;
-        if (key == "timeout") limits.answer = seconds;
-        if (key == "network_timeout") limits.network = seconds;
+        unsigned number = 0;
+        if (!ParseNumber(TakeWord(line), number) || number == 0) continue;
+        if (key == "answer_size" && number <= kLargestAnswer) limits.size = number;
+        if (number > kLongestLimit) continue;
+        if (key == "timeout") limits.answer = number;
+        if (key == "network_timeout") limits.network = number;
+        if (key == "answer_time") limits.whole_answer = number;
     }
     return limits;
 }
