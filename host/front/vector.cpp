@@ -236,6 +236,9 @@ void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out) {
         break;
     }
     AddOption(out, "TLS_REQCERT=", "demand");
+    // Left alone, libldap takes the common name where no alternative name fits (RFC 6125 section
+    // 6.4.4 forbids it). "demand" would refuse certificates that have only a common name as well.
+    AddOption(out, "TLS_REQSAN=", "try");
     AddOption(out, "TIMEOUT=", limits.answer);
     AddOption(out, "NETWORK_TIMEOUT=", limits.network);
 }
