@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
@@ -21,10 +22,15 @@ namespace {
 // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
 pid_t Start(const Command &command, int output, volatile int &failure) {
     const pid_t front = getpid();
+    rlimit memory{};
+    const bool bounded = command.memory != RLIM_INFINITY && getrlimit(RLIMIT_DATA, &memory) == 0;
+    memory.rlim_max = std::min(memory.rlim_max, command.memory);
+    memory.rlim_cur = memory.rlim_max;
     const pid_t child = vfork();
     if (child == 0) {
         // The signal comes only for a parent that dies after the request.
         if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == front &&
+            (!bounded || setrlimit(RLIMIT_DATA, &memory) == 0) &&
             (output < 0 || dup2(output, STDOUT_FILENO) == STDOUT_FILENO)) {
             execve(command.path, command.argv, command.environment);
         }
@@ -61,9 +67,9 @@ int WatchEnd(pid_t child) {
     return end_of_child;
 }
 
-int Reap(pid_t child) {
+int Reap(pid_t child, rusage *usage) {
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (wait4(child, &status, 0, usage) < 0 && errno == EINTR) {
     }
     return status;
 }

@@ -3,6 +3,7 @@
 // The tool as a child of the front, and the front's end in the tool's way.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 namespace zafo::front {
@@ -11,6 +12,7 @@ struct Command {
     const char *path;
     char **argv;
     char **environment;
+    rlim_t memory = RLIM_INFINITY;  // that the tool may have, in bytes
 };
 
 // The child never outlives this process. Its standard output is `output`; -1 leaves it this
@@ -20,8 +22,8 @@ pid_t StartChild(const Command &command, int output = -1);
 // A descriptor that is readable when the child has ended. Ends child and process when there is none.
 int WatchEnd(pid_t child);
 
-// The wait status.
-int Reap(pid_t child);
+// The wait status; in `usage`, what the child has used.
+int Reap(pid_t child, rusage *usage = nullptr);
 int KillAndReap(pid_t child);
 
 // Ends this process as a child with that wait status has ended.

@@ -94,7 +94,7 @@ bool IsProbe(const Vector &arguments) {
 [[noreturn]] void Run(const Tool &tool, int argc, char **argv) {
     OpenStandardStreams();
     const auto count = static_cast<size_t>(argc);
-    // A client's options are ten more; an argument becomes four at most.
+    // A client's options are twelve more; an argument becomes four at most.
     Vector arguments(count * 4);
     if (tool.family == Family::kRandom) {
         RewriteRandom(argc, argv, arguments);
@@ -105,14 +105,20 @@ bool IsProbe(const Vector &arguments) {
 
     Vector vector(count * 4 + 16);
     vector.Add(FindProgram(tool));
-    const Limits limits = tool.family == Family::kClient ? ReadLimits() : Limits{};
+    const bool shows_certificate =
+        tool.family == Family::kRandom && argc > 1 && std::strcmp(argv[1], "s_client") == 0;
+    const bool talks = tool.family == Family::kClient || shows_certificate;
+    const Limits limits = talks ? ReadLimits() : Limits{};
     if (tool.family == Family::kClient) AddClientOptions(tool, limits, vector);
     if (tool.family == Family::kOffline) PrepareOffline(tool, vector);
     vector.Add(arguments);
 
     if (chdir("/") != 0) Fail(kRefused, "cannot enter /", errno);
     const Command command{vector.Data()[0], vector.Data(), environment};
-    if (tool.family == Family::kClient) RunWatched(tool, command, limits.answer + limits.network);
+    if (talks) {
+        RunWatched(tool, command,
+                   {limits.answer + limits.network, limits.whole_answer, limits.size});
+    }
     if (tool.family == Family::kOffline) RunOffline(tool, command, arguments);
     execve(command.path, command.argv, command.environment);
     Fail(kRefused, command.path, errno);

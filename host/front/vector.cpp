@@ -20,6 +20,7 @@ namespace {
 
 constexpr const char *kLimitsFile = "/usr/zafo/etc/tools.conf";
 constexpr unsigned kLongestLimit = 86400;
+constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 
 // The appliance's own authority, and what its administrator put beside it,
 // before what the system trusts.
@@ -189,11 +190,13 @@ Limits ReadLimits() {
     for (std::string_view rest = file.Text(); !rest.empty();) {
         std::string_view line = TakeField(rest, '\n');
         const std::string_view key = TakeWord(line);
-        unsigned seconds = 0;
-        if (!ParseNumber(TakeWord(line), seconds) || seconds == 0 || seconds > kLongestLimit)
-            continue;
-        if (key == "timeout") limits.answer = seconds;
-        if (key == "network_timeout") limits.network = seconds;
+        unsigned number = 0;
+        if (!ParseNumber(TakeWord(line), number) || number == 0) continue;
+        if (key == "answer_size" && number <= kLargestAnswer) limits.size = number;
+        if (number > kLongestLimit) continue;
+        if (key == "timeout") limits.answer = number;
+        if (key == "network_timeout") limits.network = number;
+        if (key == "answer_time") limits.whole_answer = number;
     }
     return limits;
 }
@@ -206,6 +209,9 @@ void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out) {
         break;
     }
     AddOption(out, "TLS_REQCERT=", "demand");
+    // Left alone, libldap takes the common name where no alternative name fits (RFC 6125 section
+    // 6.4.4 forbids it). "demand" would refuse certificates that have only a common name as well.
+    AddOption(out, "TLS_REQSAN=", "try");
     AddOption(out, "TIMEOUT=", limits.answer);
     AddOption(out, "NETWORK_TIMEOUT=", limits.network);
 }

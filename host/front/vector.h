@@ -37,14 +37,16 @@ void Rewrite(const Tool &tool, int argc, char **argv, Vector &out);
 // The same for openssl: of the files of "rand -rand LIST" only the readable ones.
 void RewriteRandom(int argc, char **argv, Vector &out);
 
-// How long a client waits, in seconds.
+// How long a client waits, in seconds, and how much it takes.
 struct Limits {
     unsigned answer = 60;
-    unsigned network = 10;  // for a connection
+    unsigned network = 10;         // for a connection
+    unsigned whole_answer = 3600;  // from the first byte of a call to its last
+    unsigned size = 16384;         // MiB that it may print
 };
 
-// From "/usr/zafo/etc/tools.conf": lines "timeout N" and "network_timeout N",
-// 1 to 86400. Anything else leaves the default.
+// From "/usr/zafo/etc/tools.conf": lines "timeout N", "network_timeout N" and "answer_time N", 1 to
+// 86400, and "answer_size N", 1 to 1048576. Anything else leaves the default.
 Limits ReadLimits();
 
 // Adds what every client gets: trust, time limits, unfolded output.

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Two things a tool does not do by itself. ldapsearch ignores SIGPIPE, so it
+// What a tool does not do by itself. ldapsearch ignores SIGPIPE, so it
 // reads the whole answer even when nobody wants it any more. And libldap's time
 // limits do not cover the TLS handshake: on a server that accepts and says
-// nothing a tool tries again and again, for ever.
+// nothing a tool tries again and again, for ever. Nor is there a limit to what a server
+// may send: an entry is held whole before it is printed, and entries may follow without end.
+//
+// The output does not pass through here, which would cost time: the kernel counts what a tool writes.
 #include "host/front/watch.h"
 
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 
 #include "host/front/failure.h"
@@ -23,6 +28,13 @@ namespace {
 
 // Silence is measured in that many steps.
 constexpr unsigned kSteps = 4;
+
+// A tool that has been larger, in KiB, may have met the bound of its memory. ldapsearch then prints
+// an entry without the value, or the attributes, for which there was no room, and succeeds. It holds an
+// entry as it came, and up to twice that for the value or the attribute at work: where it has stayed
+// below a third of the bound, everything has fitted.
+constexpr long kSafeSize = 60 * 1024;
+static_assert(rlim_t{kSafeSize} * 1024 * 3 < kMostMemory);
 
 // The bytes that a process has read and written so far, as the kernel words it.
 class Traffic {
@@ -39,15 +51,23 @@ class Traffic {
         const TextFile file(path_);
         std::string_view rest = file.Text();
         const size_t read_line = TakeField(rest, '\n').size();
-        const size_t size = read_line + 1 + TakeField(rest, '\n').size();
+        std::string_view write_line = TakeField(rest, '\n');
+        const size_t size = read_line + 1 + write_line.size();
         if (size >= sizeof last_ || file.Text().size() < size) return true;
+        TakeWord(write_line);
+        const std::string_view number = TakeWord(write_line);
+        std::from_chars(number.data(), number.data() + number.size(), written_);
         const bool changed = file.Text().substr(0, size) != std::string_view(last_, size_);
         std::memcpy(last_, file.Text().data(), size);
         size_ = size;
         return changed;
     }
 
+    // The bytes written, as the last call of Changed has seen them.
+    unsigned long long Written() const { return written_; }
+
   private:
+    unsigned long long written_ = 0;
     char path_[32] = "";
     char last_[96] = "";
     size_t size_ = 0;
@@ -58,38 +78,60 @@ bool ReaderIsSlow() {
     return poll(&output, 1, 0) == 0;
 }
 
-enum class Event { kEnd, kReaderGone, kSilence };
+enum class Event { kEnd, kReaderGone, kSilence, kTooLong, kTooMuch };
 
-Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, unsigned silence) {
+Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, const Bounds &bounds) {
     pollfd events[] = {{end_of_child, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     const nfds_t count = tool.ends_with_reader ? 2 : 1;
     Traffic traffic(child);
-    const int step = static_cast<int>(silence * 1000 / kSteps);
-    for (unsigned quiet = 0; quiet < kSteps;) {
-        const int ready = poll(events, count, step);
+    const unsigned step = std::min(bounds.silence, bounds.time) * 1000 / kSteps;
+    unsigned long long quiet = 0;
+    unsigned long long busy = 0;
+    while (quiet < bounds.silence * 1000ULL) {
+        const int ready = poll(events, count, static_cast<int>(step));
         if (ready < 0 && errno != EINTR) return Event::kSilence;
         if (ready > 0 && events[0].revents != 0) return Event::kEnd;
         if (ready > 0) return Event::kReaderGone;
-        if (ready == 0) quiet = traffic.Changed() || ReaderIsSlow() ? 0 : quiet + 1;
+        if (ready != 0) continue;
+        const bool slow = ReaderIsSlow();
+        quiet = traffic.Changed() || slow ? 0 : quiet + step;
+        if (traffic.Written() >> 20 > bounds.size) return Event::kTooMuch;
+        if (!slow && (busy += step) >= bounds.time * 1000ULL) return Event::kTooLong;
     }
     return Event::kSilence;
 }
 
+// "the answer is longer than 16384 MiB"
+[[noreturn]] void FailAtBound(const char *what, unsigned bound, const char *unit) {
+    char text[96];
+    const int size = std::snprintf(text, sizeof text, "%s %u %s", what, bound, unit);
+    Fail(kRefused, std::string_view(text, static_cast<size_t>(size)));
+}
+
 }  // namespace
 
-void RunWatched(const Tool &tool, const Command &command, unsigned silence) {
+void RunWatched(const Tool &tool, Command command, const Bounds &bounds) {
+    if (tool.ends_with_reader) command.memory = kMostMemory;
     const pid_t child = StartChild(command);
-    switch (WaitForEvent(tool, child, WatchEnd(child), silence)) {
+    const Event event = WaitForEvent(tool, child, WatchEnd(child), bounds);
+    rusage usage{};
+    const int status = event == Event::kEnd ? Reap(child, &usage) : KillAndReap(child);
+    switch (event) {
         case Event::kEnd:
             break;
         case Event::kReaderGone:
-            KillAndReap(child);
             DieOf(SIGPIPE);
         case Event::kSilence:
-            KillAndReap(child);
             Fail(kRefused, "no answer from the server");
+        case Event::kTooLong:
+            FailAtBound("the answer takes longer than", bounds.time, "seconds");
+        case Event::kTooMuch:
+            FailAtBound("the answer is longer than", bounds.size, "MiB");
     }
-    EndAs(Reap(child));
+    if (status == 0 && tool.ends_with_reader && usage.ru_maxrss > kSafeSize) {
+        Fail(kRefused, "the answer has an entry that is too large");
+    }
+    EndAs(status);
 }
 
 }  // namespace zafo::front

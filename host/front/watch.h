@@ -6,12 +6,25 @@
 
 namespace zafo::front {
 
+// What a call may come to.
+struct Bounds {
+    unsigned silence = 0;  // seconds
+    unsigned time = 0;     // seconds, without those in which the reader is slow
+    unsigned size = 0;     // MiB of output
+};
+
+// What a tool whose answer a server makes up may have of memory, in bytes.
+constexpr rlim_t kMostMemory = rlim_t{192} << 20;
+
 // Runs the tool as a child and ends as it ends, with its exit code or by its
 // signal. The child never outlives this process. It is ended early when
 //  - the tool ends with its reader and nobody reads standard output any more:
 //    then this process dies of SIGPIPE;
 //  - it neither reads nor writes anything for that many seconds, and not
-//    because its reader is slow: then the exit code is 255.
-[[noreturn]] void RunWatched(const Tool &tool, const Command &command, unsigned silence);
+//    because its reader is slow: then the exit code is 255;
+//  - it goes on for longer, or writes more, than the bounds: 255, too.
+// It is 255 as well when a tool that prints what a server sends has held so much at once that it may
+// have left something out.
+[[noreturn]] void RunWatched(const Tool &tool, Command command, const Bounds &bounds);
 
 }  // namespace zafo::front

@@ -3,7 +3,8 @@
  * Searching a directory: the request, the open search and ready-made searches.
  *
  * A search runs "/usr/zafo/bin/ldapsearch" (ldapsearch(1)) and reads its LDIF
- * (RFC 2849) entry by entry; memory does not grow with the answer.
+ * (RFC 2849) entry by entry; memory does not grow with the answer, and what a server may
+ * send as one entry is bounded.
  *
  *     ZAFOLDAP_SEARCH_REQUEST request;
  *     ZAFOLDAP_RESULT entry;
@@ -71,7 +72,10 @@ ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
  *   no error changed      the tool was killed by a signal, or its output makes no sense
  *                         (a line of base64 that does not decode, a continuation of nothing)
  *   platform error 0x0A00 the output cannot be read
- *   platform error 0x0D00 or 0x0200
+ *   platform error 0x0200 there is no memory; or a line of it has more than 16 MiB (a value of 12 MiB
+ *                         in base64), or an entry more than 32 MiB, counting 16 bytes for each
+ *                         value beside its text
+ *   platform error 0x0D00
  * Base64 values are decoded, but not in a last entry that no blank line ends. References to other
  * servers, which the tool writes as comments, are no entries: they are not followed, not handed
  * out and not counted. */

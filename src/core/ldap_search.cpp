@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -47,27 +48,60 @@ struct FreeMemory {
     void operator()(void *p) const { free(p); }
 };
 
-// One line of the tool's output, without its line break, in a buffer that grows.
+// zafoldap/search.h names both. A server decides what comes: without them one answer could take all memory.
+constexpr size_t kMostLine = size_t{16} << 20;
+constexpr size_t kMostEntry = size_t{32} << 20;
+constexpr size_t kPairSize = 16;  // what a value takes beside its text
+
+// One line of the tool's output, without its line break, in a buffer that grows up to the bound.
 class LineBuffer {
   public:
-    // 1 a line; 0 the end; -1 a read error, or no memory for the line.
-    int Read(FILE *pFile) {
-        char *p = line_.release();
-        const ssize_t n = getdelim(&p, &capacity_, '\n', pFile);
-        line_.reset(p);
-        if (n < 0) return feof(pFile) != 0 ? 0 : -1;
-        size_ = static_cast<size_t>(n);
-        if (size_ > 0 && p[size_ - 1] == '\n') p[--size_] = '\0';
-        return 1;
-    }
+    enum class Outcome { kLine, kEnd, kError, kNoMemory, kTooLong };
+
+    Outcome Read(FILE *pFile);
+
     char *text() const { return line_.get(); }
     size_t size() const { return size_; }
 
   private:
+    bool Grow();
+
     std::unique_ptr<char, FreeMemory> line_;
     size_t capacity_ = 0;
     size_t size_ = 0;
 };
+
+bool LineBuffer::Grow() {
+    constexpr size_t kFirst = 1024;
+    const size_t capacity = std::min(capacity_ == 0 ? kFirst : 2 * capacity_, kMostLine + kFirst);
+    auto *larger = static_cast<char *>(realloc(line_.get(), capacity));
+    if (larger == nullptr) return false;
+    static_cast<void>(line_.release());
+    line_.reset(larger);
+    capacity_ = capacity;
+    return true;
+}
+
+// fgets, for it stops where the buffer ends. Whether it did shows in the place before the last, which
+// holds a character of the line only then.
+LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
+    for (size_ = 0;;) {
+        if (capacity_ - size_ < 2 && !Grow()) return Outcome::kNoMemory;
+        char *const part = line_.get() + size_;
+        const size_t room = capacity_ - size_;
+        part[room - 2] = '\n';
+        if (fgets(part, static_cast<int>(room), pFile) == nullptr) {
+            if (ferror(pFile) != 0) return Outcome::kError;
+            return size_ > 0 ? Outcome::kLine : Outcome::kEnd;
+        }
+        const bool full = part[room - 2] != '\n' && part[room - 2] != '\0';
+        size_ += full ? room - 1 : std::strlen(part);
+        if (size_ > kMostLine + 1) return Outcome::kTooLong;
+        if (full) continue;
+        if (size_ > 0 && line_.get()[size_ - 1] == '\n') line_.get()[--size_] = '\0';
+        return Outcome::kLine;
+    }
+}
 
 // The window of matching entries that a request hands out.
 struct Window {
@@ -104,6 +138,7 @@ class EntryReader {
   private:
     enum class Step { kGoOn, kDelivered, kFailed };
 
+    int FailToRead(LineBuffer::Outcome outcome);
     int EndOfOutput();
     Step EndOfEntry();
     Step Continuation(const char *szText);
@@ -114,6 +149,7 @@ class EntryReader {
     const Window window_;
     ZAFOLDAP_RESULT &result_;
     LineBuffer line_;
+    size_t entry_size_ = 0;    // so far, whether it is stored or not
     int pairs_ = 0;            // of this entry, as counted here
     std::vector<int> base64_;  // those whose value stands in base64
     std::string folded_;       // text of the last value while continuation lines add to it
@@ -125,12 +161,12 @@ class EntryReader {
 
 int EntryReader::Read() {
     for (;;) {
-        const int nRead = line_.Read(result_.pFile);
-        if (nRead < 0) {
-            QLIBCErrSet(ferror(result_.pFile) != 0 ? QLIB_ERR_READ_FAILED : QLIB_ERR_OUT_OF_MEMORY);
-            return -1;
-        }
-        if (nRead == 0) return EndOfOutput();
+        LineBuffer::Outcome outcome = line_.Read(result_.pFile);
+        if (outcome == LineBuffer::Outcome::kEnd) return EndOfOutput();
+        entry_size_ += line_.size() + kPairSize;
+        if (outcome == LineBuffer::Outcome::kLine && entry_size_ > kMostEntry)
+            outcome = LineBuffer::Outcome::kTooLong;
+        if (outcome != LineBuffer::Outcome::kLine) return FailToRead(outcome);
 
         char *szLine = line_.text();
         if (szLine[0] == '#') {
@@ -151,6 +187,21 @@ int EntryReader::Read() {
 }
 
 // A last entry that no empty line ends is handed out as it stands, undecoded.
+int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
+    switch (outcome) {
+        case LineBuffer::Outcome::kTooLong:
+            ZAFO_LOG("entry %d is too large: more than %zu bytes, or %zu in a line",
+                     result_.nEntry + 1, kMostEntry, kMostLine);
+            [[fallthrough]];
+        case LineBuffer::Outcome::kNoMemory:
+            QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+            break;
+        default:
+            QLIBCErrSet(QLIB_ERR_READ_FAILED);
+    }
+    return -1;
+}
+
 int EntryReader::EndOfOutput() {
     if (!FlushFolded()) return -1;
     if (result_.plistAttr->nItem == 0) return EndSearch(&result_);
@@ -169,6 +220,7 @@ EntryReader::Step EntryReader::EndOfEntry() {
     }
     if (!DecodeValues()) return Step::kFailed;
     pairs_ = 0;
+    entry_size_ = 0;
     base64_.clear();
     const bool blInside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
@@ -249,7 +301,7 @@ void LogErrorFile(const char *szErrFile) {
     FILE *pFile = OpenErrorFile(szErrFile);
     if (pFile == nullptr) return;
     LineBuffer line;
-    while (line.Read(pFile) == 1)
+    while (line.Read(pFile) == LineBuffer::Outcome::kLine)
         ZAFO_LOG("  %s", line.text());
     fclose(pFile);
 }

@@ -17,7 +17,7 @@ constexpr const char *kSystemTrust = "/etc/ssl/certs/ca-certificates.crt";
 
 Texts ClientOptions(const std::string &trust = kSystemTrust, const std::string &answer = "60",
                     const std::string &network = "10") {
-    return {"-o", "TLS_CACERT=" + trust, "-o", "TLS_REQCERT=demand",
+    return {"-o", "TLS_CACERT=" + trust, "-o", "TLS_REQCERT=demand",        "-o", "TLS_REQSAN=try",
             "-o", "TIMEOUT=" + answer,   "-o", "NETWORK_TIMEOUT=" + network};
 }
 
@@ -127,8 +127,8 @@ TEST_F(FrontTest, DemandsACertificateWithoutAnyTrustFile) {
     const std::string aside = "/etc/ssl/certs/aside";
     std::filesystem::rename(kSystemTrust, aside);
     EXPECT_EQ(Call("ldapmodify", {}).argv,
-              (Texts{"/usr/zafo/libexec/ldapmodify", "-o", "TLS_REQCERT=demand", "-o", "TIMEOUT=60",
-                     "-o", "NETWORK_TIMEOUT=10"}));
+              (Texts{"/usr/zafo/libexec/ldapmodify", "-o", "TLS_REQCERT=demand", "-o",
+                     "TLS_REQSAN=try", "-o", "TIMEOUT=60", "-o", "NETWORK_TIMEOUT=10"}));
     std::filesystem::rename(aside, kSystemTrust);
 }
 

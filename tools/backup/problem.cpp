@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/problem.h"
 
+#include "tools/cli/display_text.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -68,7 +70,7 @@ std::string OneLine(std::string_view words) {
         std::string clean(line);
         std::ranges::replace_if(
             clean, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-        return clean;
+        return cli::OneLine(clean);
     }
     return {};
 }

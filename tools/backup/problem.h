@@ -28,8 +28,8 @@ Problem ReadingProblem(const std::string &path, int reason);
 // the folder has gone (a network share that is away says so in many ways).
 Problem WritingProblem(const std::string &path, int reason);
 
-// The first line that says something, without control characters: words of a tool go into a log
-// line and a progress file.
+// The first line that says something, with blanks for control characters and the rest as display_text.h
+// shows it: words of a tool go into a log line and a progress file.
 std::string OneLine(std::string_view words);
 
 }  // namespace zafo::backup

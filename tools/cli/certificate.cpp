@@ -5,10 +5,12 @@
 #include "platform/process.h"
 
 #include <arpa/inet.h>
+#include <strings.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -21,6 +23,9 @@ namespace {
 
 constexpr const char *kOpenssl = "/usr/zafo/bin/openssl";
 constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";  // what the LDAP tools trust
+
+// The extension's identifier in DER.
+constexpr std::string_view kSubjectAltName("\x06\x03\x55\x1d\x11", 5);
 
 // The text after the first `mark`, up to the line's end or to `stop`.
 std::string After(std::string_view text, std::string_view mark, std::string_view stop = "\n") {
@@ -85,6 +90,13 @@ std::string FirstDer(std::string_view output) {
     return der;
 }
 
+std::string DerOfFile(const std::string &path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return FirstDer(text.str());
+}
+
 // An element of DER: its tag, and its content cut off the text. Nothing at the end or for a
 // length that the text does not have.
 struct Element {
@@ -133,12 +145,26 @@ std::optional<std::string> RunOpenssl(std::vector<const char *> argv) {
 
 }  // namespace
 
+bool HasAlternativeNames(std::string_view der) {
+    return der.find(kSubjectAltName) != std::string_view::npos;
+}
+
+bool NamesInclude(const std::vector<std::string> &names, std::string_view host) {
+    const auto same = [](std::string_view a, std::string_view b) {
+        return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+    };
+    return std::ranges::any_of(names, [&](std::string_view name) {
+        if (!name.starts_with("*.")) return same(name, host);
+        const size_t dot = host.find('.');
+        return dot != host.npos && dot > 0 && same(name.substr(1), host.substr(dot));
+    });
+}
+
 std::vector<std::string> AlternativeNames(std::string_view der) {
-    constexpr std::string_view kExtension("\x06\x03\x55\x1d\x11", 5);  // subjectAltName
     constexpr unsigned char kBoolean = 0x01, kOctets = 0x04, kSequence = 0x30;
-    const size_t at = der.find(kExtension);
+    const size_t at = der.find(kSubjectAltName);
     if (at == std::string_view::npos) return {};
-    der.remove_prefix(at + kExtension.size());
+    der.remove_prefix(at + kSubjectAltName.size());
     std::optional<Element> element = TakeElement(der);
     if (element && element->tag == kBoolean) element = TakeElement(der);
     if (!element || element->tag != kOctets) return {};
@@ -159,9 +185,11 @@ std::optional<CertificateReport> ParseCertificateReport(const std::string &outpu
     const std::string code = After(output, "Verify return code: ");
     const size_t open = code.find('('), close = code.rfind(')');
     if (open == std::string::npos || close == std::string::npos) return std::nullopt;
+    const std::string der = FirstDer(output);
     return CertificateReport{.verdict = code.substr(open + 1, close - open - 1),
                              .chain = ChainIn(output),
-                             .names = AlternativeNames(FirstDer(output))};
+                             .names = AlternativeNames(der),
+                             .alternative = HasAlternativeNames(der)};
 }
 
 std::optional<CertificateReport> AskForCertificate(const std::string &host, int port,
@@ -190,10 +218,7 @@ std::optional<Certificate> ReadCertificateFile(const std::string &path) {
 }
 
 std::vector<std::string> NamesInCertificateFile(const std::string &path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return AlternativeNames(FirstDer(text.str()));
+    return AlternativeNames(DerOfFile(path));
 }
 
 std::string VerdictOnCertificateFile(Streams &streams, const std::string &path) {
@@ -210,6 +235,8 @@ std::string VerdictOnCertificateFile(Streams &streams, const std::string &path) 
 }
 
 bool CertificateIsFor(const std::string &path, const std::string &host) {
+    const std::string der = DerOfFile(path);
+    if (HasAlternativeNames(der)) return NamesInclude(AlternativeNames(der), host);
     const std::optional<std::string> output =
         RunOpenssl({kOpenssl, "x509", "-noout", "-checkhost", host.c_str(), "-in", path.c_str()});
     return output && output->find("does match") != std::string::npos;

@@ -23,6 +23,7 @@ struct CertificateReport {
     std::string verdict = {};             // "ok", or openssl's reason ("certificate has expired")
     std::vector<Certificate> chain = {};  // as the server sent it, its own certificate first
     std::vector<std::string> names = {};  // host names and addresses of the first one
+    bool alternative = false;             // whether it has alternative names, of whatever kind
 };
 
 // Reads what "openssl s_client -showcerts" prints. Nothing when it has no verdict.
@@ -31,6 +32,13 @@ std::optional<CertificateReport> ParseCertificateReport(const std::string &outpu
 // The host names and addresses for which a certificate in DER stands (RFC 5280 section 4.2.1.6);
 // none when the bytes make no sense.
 std::vector<std::string> AlternativeNames(std::string_view der);
+
+// Whether it has the extension at all: with it the common name does not count.
+bool HasAlternativeNames(std::string_view der);
+
+// Whether one of a certificate's alternative names is a host's or an address (RFC 6125 section 6.4: "*" stands for
+// the first label, letter case does not count).
+bool NamesInclude(const std::vector<std::string> &names, std::string_view host);
 
 // Asks the server on `address` (a host name, an IP address in brackets or not) with StartTLS or
 // with TLS from the first byte.
@@ -45,7 +53,8 @@ std::vector<std::string> NamesInCertificateFile(const std::string &path);
 // "ok", or its reason. Those in the file itself count as signers between it and the authority.
 std::string VerdictOnCertificateFile(Streams &streams, const std::string &path);
 
-// Whether it stands for a host name (RFC 6125: the names, not the subject, where it has any).
+// Whether the LDAP tools take it for that host: by its alternative names or, without any, by its common
+// name.
 bool CertificateIsFor(const std::string &path, const std::string &host);
 
 }  // namespace zafo::cli

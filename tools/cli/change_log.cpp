@@ -36,7 +36,7 @@ void LogChange(std::string_view command, std::string_view where, std::string_vie
                std::string_view result) {
     const std::string line = fmt::format("{}: {} by={} {}{}result={}", command, where, WhoAmI(),
                                          what, what.empty() ? "" : " ", result);
-    syslog(LOG_NOTICE, "%s", line.c_str());
+    syslog(LOG_NOTICE, "%s", OneLine(line).c_str());
 }
 
 std::string LoggedNames(const std::vector<std::string> &names) {

@@ -8,9 +8,60 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <unordered_map>
 #include <utility>
 
 namespace zafo::cli {
+
+namespace {
+
+// Finds attributes by name without letter case. Beyond a few it keeps an index: a server may send
+// a million names, one after the other and again.
+class AttributeIndex {
+  public:
+    explicit AttributeIndex(std::vector<Attribute> &attributes) : attributes_(attributes) {}
+
+    // The attribute of that name, made when there is none.
+    Attribute &Of(std::string_view name) {
+        if (!attributes_.empty() && Same(attributes_.back(), name)) return attributes_.back();
+        const size_t at = attributes_.size() < kFew ? Sought(name) : Indexed(name);
+        if (at == attributes_.size()) attributes_.push_back({name, {}});
+        return attributes_[at];
+    }
+
+  private:
+    static constexpr size_t kFew = 64;
+
+    static bool Same(const Attribute &attribute, std::string_view name) {
+        return attribute.name.size() == name.size() &&
+               strncasecmp(attribute.name.data(), name.data(), name.size()) == 0;
+    }
+
+    size_t Sought(std::string_view name) const {
+        const auto found = std::ranges::find_if(
+            attributes_, [&](const Attribute &attribute) { return Same(attribute, name); });
+        return static_cast<size_t>(found - attributes_.begin());
+    }
+
+    static std::string Folded(std::string_view name) {
+        std::string folded(name);
+        std::ranges::transform(folded, folded.begin(), [](unsigned char c) {
+            return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+        });
+        return folded;
+    }
+
+    size_t Indexed(std::string_view name) {
+        for (size_t i = index_.size(); i < attributes_.size(); ++i)
+            index_.emplace(Folded(attributes_[i].name), i);
+        return index_.try_emplace(Folded(name), attributes_.size()).first->second;
+    }
+
+    std::vector<Attribute> &attributes_;
+    std::unordered_map<std::string, size_t> index_;
+};
+
+}  // namespace
 
 Host::Host() {
     if (ZAFOLDAPHostInit(&host_) != 0) throw std::bad_alloc();
@@ -85,6 +136,7 @@ const Entry *Search::Next() {
 void Search::Fill() {
     entry_.dn = {};
     entry_.attributes.clear();
+    AttributeIndex index(entry_.attributes);
     const int pairs = ZAFOLDAPResultGetAttrCount(&result_);
     for (int i = 0; i < pairs; ++i) {
         const char *value = nullptr;
@@ -93,20 +145,13 @@ void Search::Fill() {
             entry_.dn = value;
             continue;
         }
-        const auto same = [&](const Attribute &attribute) {
-            return attribute.name.size() == name.size() &&
-                   strncasecmp(attribute.name.data(), name.data(), name.size()) == 0;
-        };
-        auto &attributes = entry_.attributes;
-        auto at = !attributes.empty() && same(attributes.back())
-                      ? std::prev(attributes.end())
-                      : std::ranges::find_if(attributes, same);
-        if (at == attributes.end()) at = attributes.insert(at, Attribute{name, {}});
-        at->values.emplace_back(value);
+        index.Of(name).values.emplace_back(value);
     }
 }
 
 void Search::Fail() const {
+    if (ZAFOLDAPErrGet() == 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
+        throw OwnFailure("entry_too_large", facts_);
     throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts_, streams_.ToolWords());
 }
 

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 
 namespace zafo::cli {
 
@@ -48,6 +49,13 @@ bool Matches(std::string_view column, std::string_view name) {
 
 std::string BytesShown(std::string_view value) {
     return fmt::format("<binary: {}>", Base64(value));
+}
+
+// An attribute description (RFC 4512 section 2.5). A server can send anything in its place.
+bool IsAttributeName(std::string_view name) {
+    return !name.empty() && std::ranges::all_of(name, [](unsigned char c) {
+        return c < 0x80 && (std::isalnum(c) != 0 || c == '-' || c == '.' || c == ';');
+    });
 }
 
 // As an item of a list whose separator is "|".
@@ -195,8 +203,7 @@ class SeparatedEntries final : public EntryWriter {
         if (columns_.empty()) {
             for (const Attribute &attribute : entry.attributes) {
                 for (std::string_view value : attribute.values) {
-                    Line({std::string(entry.dn), std::string(attribute.name),
-                          Shown(attribute.name, value)});
+                    Line({Text(entry.dn), Text(attribute.name), Shown(attribute.name, value)});
                 }
             }
             return;
@@ -209,17 +216,21 @@ class SeparatedEntries final : public EntryWriter {
     void Finish(bool, bool) override {}
 
   private:
-    static std::string Shown(std::string_view name, std::string_view value) {
-        return IsBinary(name, value) ? BytesShown(value) : std::string(value);
+    std::string Text(std::string_view value) const {
+        return csv_ ? CsvText(value) : OneLine(value);
     }
 
-    static std::string Joined(const Entry &entry, std::string_view column) {
+    std::string Shown(std::string_view name, std::string_view value) const {
+        return IsBinary(name, value) ? BytesShown(value) : Text(value);
+    }
+
+    std::string Joined(const Entry &entry, std::string_view column) const {
         std::string joined;
         bool first = true;
         ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
             if (!first) joined += '|';
             first = false;
-            joined += SameName(name, "dn") ? std::string(value) : ListItem(Shown(name, value));
+            joined += SameName(name, "dn") ? Text(value) : ListItem(Shown(name, value));
         });
         return joined;
     }
@@ -228,7 +239,7 @@ class SeparatedEntries final : public EntryWriter {
         std::string line;
         for (size_t i = 0; i < cells.size(); ++i) {
             if (i > 0) line += csv_ ? ',' : '\t';
-            line += csv_ ? CsvField(cells[i]) : OneLine(cells[i]);
+            line += csv_ ? CsvCell(cells[i]) : cells[i];
         }
         streams_.Out(line + "\n");
     }
@@ -262,6 +273,9 @@ class TableEntries final : public EntryWriter {
     TableWriter table_;
 };
 
+// A longer name pushes its value aside, not those of all others.
+constexpr int kWidestName = 40;
+
 // For a person who wants to see everything: the DN, then one line for each value.
 class BlockEntries final : public EntryWriter {
   public:
@@ -275,8 +289,9 @@ class BlockEntries final : public EntryWriter {
                             colors ? "\033[0m" : "");
         int width = 0;
         for (const Attribute &attribute : entry.attributes) {
-            width = std::max(width, DisplayWidth(attribute.name));
+            width = std::max(width, DisplayWidth(OneLine(attribute.name)));
         }
+        width = std::min(width, kWidestName);
         for (const Attribute &attribute : entry.attributes) {
             std::string name = OneLine(attribute.name);
             for (std::string_view value : attribute.values) {
@@ -301,14 +316,13 @@ class BlockEntries final : public EntryWriter {
     bool first_ = true;
 };
 
-// SAFE-STRING of RFC 2849; a blank at the end is allowed there but asks for trouble.
+// SAFE-STRING of RFC 2849 without what it allows and no terminal should see: a blank at the end,
+// control characters.
 bool IsSafeString(std::string_view value) {
     if (value.empty()) return true;
     if (std::string_view(" :<").find(value.front()) != std::string_view::npos) return false;
     if (value.back() == ' ') return false;
-    return std::ranges::all_of(value, [](char c) {
-        return static_cast<unsigned char>(c) < 0x80 && c != '\n' && c != '\r' && c != '\0';
-    });
+    return std::ranges::all_of(value, [](char c) { return (c >= 0x20 && c < 0x7f) || c == '\t'; });
 }
 
 }  // namespace
@@ -343,9 +357,12 @@ bool IsBinary(std::string_view attribute, std::string_view value) {
 }
 
 std::string LdifLine(std::string_view name, std::string_view value) {
+    if (!IsAttributeName(name)) {
+        return fmt::format("# no attribute name: {}:: {}\n", OneLine(name), Base64(value));
+    }
     std::string line;
     if (!SameName(name, "dn") && IsBinary(name, value)) {
-        line = fmt::format("# value of {} may be cut at a zero byte\n", OneLine(name));
+        line = fmt::format("# value of {} may be cut at a zero byte\n", name);
     }
     const bool safe = line.empty() && IsSafeString(value);
     return line + (safe ? fmt::format("{}:{}{}\n", name, value.empty() ? "" : " ", value)

@@ -49,7 +49,8 @@ std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &doc
 // syntax is binary (RFC 4523, RFC 2798) and the text only what stands before a zero byte.
 bool IsBinary(std::string_view attribute, std::string_view value);
 
-// "name: value" or "name:: base64" (RFC 2849), with the comment for a binary value.
+// "name: value" or "name:: base64" (RFC 2849), with the comment for a binary value; a comment alone
+// when LDIF cannot have the name.
 std::string LdifLine(std::string_view name, std::string_view value);
 
 }  // namespace zafo::cli

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/failure.h"
 
+#include "tools/cli/display_text.h"
+
 #include "platform/error.h"
 #include "platform/process.h"
 #include "tools/cli/temporary_folder.h"
@@ -67,6 +69,15 @@ bool SpeaksOfTls(std::string_view tool_words) {
     return false;
 }
 
+// The tool front ends a search that does not end by itself, or holds too much.
+std::string_view BoundOfFront(std::string_view tool_words) {
+    if (tool_words.find("ldapsearch: the answer has an entry") != std::string_view::npos)
+        return "entry_too_large";
+    if (tool_words.find("ldapsearch: the answer ") != std::string_view::npos)
+        return "answer_endless";
+    return {};
+}
+
 // With StartTLS the tools exit with 1 whatever the reason, with ldaps:// a refused
 // certificate exits like a dead server, and a silent one like a general failure: their
 // words tell these apart.
@@ -74,10 +85,12 @@ std::string_view TransportKey(int library_code, std::string_view tool_words) {
     constexpr int kServerDown = -1, kTimeout = -5, kConnectError = -11;
     const int code = ClientCode(tool_words).value_or(0);
     const bool additional = tool_words.find("additional info:") != std::string_view::npos;
+    if (const std::string_view bound = BoundOfFront(tool_words); !bound.empty()) return bound;
     if (code == kTimeout || tool_words.find("Timed out") != std::string_view::npos) {
         return "server_timed_out";
     }
     if (code == kConnectError) return "tls_failed";
+    if (code == kServerDown && tool_words.starts_with("ldap_result:")) return "answer_broken";
     if (code == kServerDown) {
         return additional && SpeaksOfTls(tool_words) ? "tls_failed" : "server_unreachable";
     }
@@ -86,8 +99,10 @@ std::string_view TransportKey(int library_code, std::string_view tool_words) {
     return {};
 }
 
+// A fact is a part of one line, wherever it comes from: a line break in a name must not begin a
+// "hint:" of its own.
 std::string Worded(const std::string &fact, std::string_view otherwise) {
-    return fact.empty() ? std::string(otherwise) : fact;
+    return fact.empty() ? std::string(otherwise) : OneLine(fact);
 }
 
 std::string Fill(std::string_view text, const Facts &facts) {
@@ -95,7 +110,8 @@ std::string Fill(std::string_view text, const Facts &facts) {
                        fmt::arg("server", Worded(facts.server, "the server")),
                        fmt::arg("bind_dn", Worded(facts.bind_dn, "an anonymous client")),
                        fmt::arg("subject", Worded(facts.subject, "the entry")),
-                       fmt::arg("reason", facts.reason), fmt::arg("finish", facts.finish));
+                       fmt::arg("reason", Worded(facts.reason, "")),
+                       fmt::arg("finish", Worded(facts.finish, "")));
 }
 
 Failure FromRow(const MessageRow &row, const Facts &facts) {
@@ -174,9 +190,12 @@ Failure FromPlatformCode(int code, Facts facts) {
     }
 }
 
-// The tool's words without the blanks around them, line by line.
+// The tool's words without the blanks around them, line by line. A server has a part in them: what
+// it goes on to say beyond a few lines is counted, not printed.
 std::string Tidy(std::string_view words) {
+    constexpr size_t kMostLines = 4, kLongestLine = 500;
     std::string tidy;
+    size_t lines = 0;
     while (!words.empty()) {
         const size_t end = std::min(words.find('\n'), words.size());
         std::string_view line = words.substr(0, end);
@@ -184,12 +203,15 @@ std::string Tidy(std::string_view words) {
             line.remove_prefix(1);
         while (!line.empty() && (line.back() == ' ' || line.back() == '\r'))
             line.remove_suffix(1);
-        if (!line.empty()) {
+        if (!line.empty() && ++lines <= kMostLines) {
             if (!tidy.empty()) tidy += '\n';
-            tidy += line;
+            const bool cut = line.size() > kLongestLine;
+            tidy += OneLine(cut ? line.substr(0, kLongestLine) : line);
+            if (cut) tidy += fmt::format("… ({} bytes)", line.size());
         }
         words.remove_prefix(std::min(end + 1, words.size()));
     }
+    if (lines > kMostLines) tidy += fmt::format("\n… ({} lines more)", lines - kMostLines);
     return tidy;
 }
 

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/json_document.h"
 
+#include "tools/cli/display_text.h"
+
 #include <fmt/format.h>
 
 namespace zafo::cli {
 
 std::string JsonText(const Json &value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return EscapedInJson(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 void JsonDocument::Whole(const Json &data, bool ok, bool complete) {

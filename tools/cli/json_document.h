@@ -13,7 +13,8 @@ namespace zafo::cli {
 
 using Json = nlohmann::ordered_json;
 
-// The text of a JSON value; bytes that are no UTF-8 become U+FFFD.
+// The text of a JSON value, with what a reader would not see as \uNNNN; bytes that are no UTF-8 become
+// U+FFFD.
 std::string JsonText(const Json &value);
 
 class JsonDocument {

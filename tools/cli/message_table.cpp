@@ -111,7 +111,25 @@ constexpr MessageRow kRows[] = {
      "{subject}. Then run the command again"},
     {kOwn, "answer_unreadable", 1, "the answer from {server} cannot be read",
      "try again; when it happens again, the system log may have the reason"},
-    {kOwn, "out_of_memory", 1, "not enough memory", "ask for less, or close other programs"},
+    {kOwn, "answer_broken", 6,
+     "the connection to {server} ended in the middle of the answer, or an entry is too large to be "
+     "read",
+     "try again; an entry may have 32 MiB, a value 12 MiB: name the attributes that are needed, "
+     "with "
+     "--fields or after the filter of zafoldap search"},
+    {kOwn, "entry_too_large", 1,
+     "{server} has sent an entry of more than 32 MiB, or a value of more than 12 MiB: the answer "
+     "is "
+     "incomplete",
+     "leave that entry or attribute out: name the attributes that are needed, with --fields or "
+     "after "
+     "the filter of zafoldap search"},
+    {kOwn, "answer_endless", 1, "the answer from {server} was ended at a bound: it is incomplete",
+     "narrow the search with a filter or a deeper --base, or raise the bound that the detail "
+     "tells: "
+     "answer_time or answer_size in /usr/zafo/etc/tools.conf"},
+    {kOwn, "out_of_memory", 1, "not enough memory: a program takes 1024 MiB at most",
+     "ask for less, or close other programs"},
 
     // Saved connections.
     {kOwn, "connection_missing", 3, "there is no saved connection \"{connection}\"",

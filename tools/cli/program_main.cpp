@@ -40,6 +40,12 @@ int Run(Session &session, HandlerFinder find_handler) {
     return find_handler(*session.invocation.command)(session);
 }
 
+int Tell(Streams &streams, JsonDocument &document, const Failure &failure) {
+    if (streams.Options().form == Form::kJson && failure.key != "output_failed") document.Fail();
+    streams.Report(failure);
+    return failure.exit_code;
+}
+
 int RunAndReport(Streams &streams, JsonDocument &document, const Program &program,
                  HandlerFinder find_handler, int argc, char **argv) {
     try {
@@ -53,10 +59,9 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
         streams.Flush();
         return exit_code;
     } catch (const Failure &failure) {
-        if (streams.Options().form == Form::kJson && failure.key != "output_failed")
-            document.Fail();
-        streams.Report(failure);
-        return failure.exit_code;
+        return Tell(streams, document, failure);
+    } catch (const std::bad_alloc &) {
+        return Tell(streams, document, OwnFailure("out_of_memory", {}));
     }
 }
 
@@ -73,9 +78,6 @@ int RunProgram(const Program &program, HandlerFinder find_handler, int argc, cha
     } catch (const Failure &failure) {  // the output broke while a failure was told
         streams.Report(failure);
         return failure.exit_code;
-    } catch (const std::bad_alloc &) {
-        streams.Report(OwnFailure("out_of_memory", {}));
-        return 1;
     }
 }
 

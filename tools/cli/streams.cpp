@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/streams.h"
 
+#include "tools/cli/display_text.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -123,7 +125,8 @@ std::string AsJson(const Failure &failure) {
     json["message"] = failure.message;
     json["hint"] = failure.hint;
     json["detail"] = failure.detail.empty() ? nullptr : nlohmann::ordered_json(failure.detail);
-    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    return EscapedInJson(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)) +
+           "\n";
 }
 
 }  // namespace
@@ -175,13 +178,13 @@ bool Streams::ColorsOn(bool terminal) const {
 void Streams::Message(std::string_view text) {
     Passing("");
     fflush(stdout);  // so that messages stand where they belong when both go to one place
-    WriteAll(real_error_.Get(), text);
+    WriteAll(real_error_.Get(), Printable(text));
 }
 
 void Streams::Passing(std::string_view line) {
     if (!error_terminal_ || (line.empty() && !passing_)) return;
     passing_ = !line.empty();
-    WriteAll(real_error_.Get(), fmt::format("\r\033[K{}", line));
+    WriteAll(real_error_.Get(), fmt::format("\r\033[K{}", OneLine(line)));
 }
 
 void Streams::Event(std::string_view line) {
@@ -202,9 +205,13 @@ void Streams::Report(const Failure &failure) {
         Message(AsJson(failure));
         return;
     }
-    const bool colors = ColorsOn(error_terminal_);
-    std::string text = fmt::format("{}error:{} {}\n", colors ? "\033[1;31m" : "",
-                                   colors ? "\033[0m" : "", failure.message);
+    Message("");
+    if (ColorsOn(error_terminal_)) {
+        WriteAll(real_error_.Get(), "\033[1;31merror:\033[0m");
+    } else {
+        WriteAll(real_error_.Get(), "error:");
+    }
+    std::string text = fmt::format(" {}\n", failure.message);
     if (!failure.detail.empty()) text += Indented(failure.detail) + "\n";
     if (!failure.hint.empty()) text += fmt::format("hint: {}\n", failure.hint);
     Message(text);

@@ -45,7 +45,7 @@ class Streams {
     void Out(std::string_view text);
     void Flush();
 
-    // Messages; a note is dropped with --quiet and with JSON, whose standard error is for
+    // Messages, in which nothing hidden stays (display_text.h); a note is dropped with --quiet and with JSON, whose standard error is for
     // one error object; words of the given verbosity need -v or -vv.
     void Note(std::string_view text);
     void Verbose(int verbosity, std::string_view text);

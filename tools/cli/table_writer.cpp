@@ -11,6 +11,9 @@ namespace zafo::cli {
 namespace {
 
 constexpr size_t kRowsThatSettle = 200;
+constexpr size_t kBytesThatSettle = 1 << 20;
+// A cell may be wider, and then pushes its own row aside, not all others.
+constexpr int kWidest = 256;
 constexpr int kGap = 2;
 constexpr int kNarrowest = 6;
 
@@ -36,8 +39,10 @@ void TableWriter::Row(std::vector<std::string> cells) {
         Print(cells, /*heading=*/false);
         return;
     }
+    for (const std::string &cell : cells)
+        waiting_bytes_ += cell.size();
     waiting_.push_back(std::move(cells));
-    if (waiting_.size() == kRowsThatSettle) Settle();
+    if (waiting_.size() == kRowsThatSettle || waiting_bytes_ > kBytesThatSettle) Settle();
 }
 
 void TableWriter::Finish() {
@@ -50,7 +55,7 @@ void TableWriter::Settle() {
         widths_.push_back(DisplayWidth(heading));
     for (const auto &row : waiting_) {
         for (size_t i = 0; i < row.size(); ++i) {
-            widths_[i] = std::max(widths_[i], DisplayWidth(row[i]));
+            widths_[i] = std::max(widths_[i], std::min(DisplayWidth(row[i]), kWidest));
         }
     }
     if (const int columns = streams_.Columns(); columns > 0) {

@@ -26,6 +26,7 @@ class TableWriter {
     Streams &streams_;
     std::vector<std::string> headings_;
     std::vector<std::vector<std::string>> waiting_;
+    size_t waiting_bytes_ = 0;
     std::vector<int> widths_;
     bool settled_ = false;
     bool narrow_ = false;

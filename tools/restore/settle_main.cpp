@@ -3,6 +3,7 @@
 // "ldap-restore-settle": run by the server's start program, which holds the lock of starts, before
 // the server opens its database. Exit code 0: it may start.
 #include "tools/backup/problem.h"
+#include "tools/cli/display_text.h"
 #include "tools/restore/places.h"
 #include "tools/restore/settle.h"
 
@@ -14,7 +15,8 @@ int main() {
         zafo::backup::SettleBeforeStart(zafo::backup::Places());
         return 0;
     } catch (const std::exception &problem) {
-        std::fprintf(stderr, "ldap-restore-settle: %s\n", problem.what());
+        std::fprintf(stderr, "ldap-restore-settle: %s\n",
+                     zafo::cli::OneLine(problem.what()).c_str());
         return 1;
     }
 }

@@ -48,7 +48,8 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 }  // namespace
 
 bool IsCutOff(const Failure &failure) {
-    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded;
+    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
+           failure.key == "answer_endless";
 }
 
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {

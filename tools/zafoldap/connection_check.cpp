@@ -2,6 +2,7 @@
 #include "tools/zafoldap/connection_check.h"
 
 #include "tools/cli/certificate.h"
+#include "tools/cli/display_text.h"
 
 #include "platform/ldap.h"
 
@@ -199,12 +200,9 @@ class Checker {
             ReadRootDse(MakeHost(anonymous, std::nullopt));
         } catch (Failure &failure) {
             if (failure.key == "tls_failed") {
-                const CertificateReport *report = Report();
-                if (report != nullptr && report->verdict != "ok" && !report->chain.empty()) {
-                    failure.detail +=
-                        fmt::format("{}certificate of {}: {}", failure.detail.empty() ? "" : "\n",
-                                    report->chain.front().subject, report->verdict);
-                }
+                const std::string fault = CertificateFault();
+                if (!fault.empty())
+                    failure.detail += (failure.detail.empty() ? "" : "\n") + OneLine(fault);
                 throw;
             }
             // A server that does not let anonymous clients read has been reached over TLS all the
@@ -214,6 +212,29 @@ class Checker {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return Ok(how);
         return Ok(fmt::format("{}, certificate of {}", how, report->chain.front().subject));
+    }
+
+    // What is wrong with the certificate as the LDAP tools see it: openssl takes the common name also
+    // where the alternative names are none of a host.
+    std::string CertificateFault() {
+        const CertificateReport *report = Report();
+        if (report == nullptr || report->chain.empty()) return {};
+        const std::string host = first_reached_->BareHost();
+        // For "localhost" libldap looks for the machine's own name.
+        const bool named =
+            !report->alternative || host == "localhost" || NamesInclude(report->names, host);
+        if (report->verdict == "ok" && named) return {};
+        std::string fault =
+            fmt::format("certificate of {}: {}", report->chain.front().subject,
+                        report->verdict == "ok" ? "hostname mismatch" : report->verdict);
+        if (!named)
+            fault += fmt::format("; it is for {}, not for {}, and its common name does not count",
+                                 report->names.empty() ? "no host" : Names(*report), host);
+        return fault;
+    }
+
+    static std::string Names(const CertificateReport &report) {
+        return fmt::format("{}", fmt::join(report.names, ", "));
     }
 
     // Who signed whom, and until when; the first to end decides.
@@ -244,8 +265,13 @@ class Checker {
     CheckStep Names() {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return NoCertificate();
-        if (report->names.empty()) return Ok("no alternative names in the certificate");
-        return Ok(fmt::format("{}", fmt::join(report->names, ", ")));
+        if (report->alternative) return Ok(Names(*report));
+        CheckStep step = Warning(
+            "the certificate has no alternative names: the server is known by its common name "
+            "only");
+        step.hint =
+            "have it issued with a subjectAltName: other programs refuse a common name (RFC 9525)";
+        return step;
     }
 
     static CheckStep NoCertificate() {

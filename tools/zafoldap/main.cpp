@@ -3,6 +3,27 @@
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/program.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
+
+namespace {
+
+// Some commands hold what a server sends (numbers, names of members): it decides how much that is. The
+// message "out_of_memory" names the bound. Address sanitizers need more than any program has.
+void BoundMemory() {
+#if !ZAFO_SANITIZED
+    constexpr rlim_t kMost = rlim_t{1024} << 20;
+    rlimit memory{};
+    if (getrlimit(RLIMIT_DATA, &memory) != 0) return;
+    memory.rlim_cur = std::min(memory.rlim_cur, kMost);
+    setrlimit(RLIMIT_DATA, &memory);
+#endif
+}
+
+}  // namespace
+
 int main(int argc, char **argv) {
+    BoundMemory();
     return zafo::cli::RunProgram(zafo::cli::Zafoldap(), zafo::cli::ZafoldapHandler, argc, argv);
 }

@@ -266,8 +266,17 @@ std::vector<Topic> Topics() {
          "Data goes to standard output, messages and questions to standard error. When standard "
          "output is not a terminal nothing is coloured or shortened.\n\n"
          "table (the default) is for people. plain has the same columns between tabs, without a "
-         "heading; line breaks, tabs and other control characters in values are written as \\n, "
-         "\\t and \\xNN. csv follows RFC 4180. ldif follows RFC 2849, one line for each value."},
+         "heading. In both, line breaks, tabs and other control characters in values are written "
+         "as "
+         "\\n, \\t and \\xNN, and as <U+202E> what turns text around or takes no room, for example "
+         "zero-width spaces. Messages are written the same way.\n\n"
+         "csv follows RFC 4180, with two additions for what is read by eye or by a spreadsheet: "
+         "those characters stand as <U+202E> and bytes that are no text as <0xFF>, and a field "
+         "that a spreadsheet would compute has its first character as <U+003D>: =, @, or + and - "
+         "before more than figures. A < that would be read as the beginning of one of these is "
+         "<U+003C>. Putting the characters back gives the value. ldif follows RFC 2849, one line "
+         "for each "
+         "value; whatever is not printable ASCII is in base64."},
         {"JSON",
          "With --json every command prints one object on standard output, also when it fails: "
          "{\"schema\":1,\"ok\":true,\"complete\":true,\"data\":…}. \"complete\" is false when "

@@ -69,7 +69,7 @@ bool DryRun(Session &session, const Json &record, const std::string &text) {
     if (session.Options().form == Form::kJson) {
         session.document.Whole(record);
     } else {
-        session.streams.Out(text + "\n");
+        session.streams.Out(Printable(text) + "\n");
     }
     return true;
 }

@@ -4,6 +4,7 @@
 // (tools/backup/exit_code.h) and the progress file; a person sees one line.
 #include "tools/backup/problem.h"
 #include "tools/backup/stop_signal.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/leftover_files.h"
 #include "tools/zafoldapbackup/backup_job.h"
 #include "tools/zafoldapbackup/restore_job.h"
@@ -17,6 +18,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -37,8 +39,9 @@ void OpenStandardDescriptors() {
 }
 
 int Fail(const char *operation, Exit code, const char *words) {
-    std::fprintf(stderr, "zafoldapbackup: %s failed: %s\n", operation, words);
-    syslog(LOG_ERR, "%s failed: %s", operation, words);
+    const std::string line = zafo::cli::OneLine(words);
+    std::fprintf(stderr, "zafoldapbackup: %s failed: %s\n", operation, line.c_str());
+    syslog(LOG_ERR, "%s failed: %s", operation, line.c_str());
     return static_cast<int>(code);
 }
 

@@ -12,6 +12,7 @@
 #include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 #include "tools/backup/stop_signal.h"
+#include "tools/cli/display_text.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/entry_sieve.h"

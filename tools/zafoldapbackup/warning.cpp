@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/warning.h"
 
+#include "tools/cli/display_text.h"
+
 #include <syslog.h>
 
 #include <cstdio>
@@ -8,8 +10,9 @@
 namespace zafo::backup {
 
 void Warn(const std::string &words) {
-    std::fprintf(stderr, "zafoldapbackup: %s\n", words.c_str());
-    syslog(LOG_WARNING, "%s", words.c_str());
+    const std::string line = cli::OneLine(words);
+    std::fprintf(stderr, "zafoldapbackup: %s\n", line.c_str());
+    syslog(LOG_WARNING, "%s", line.c_str());
 }
 
 }  // namespace zafo::backup

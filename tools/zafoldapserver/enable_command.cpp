@@ -145,15 +145,15 @@ int DryRun(Session &session, const Enabling &job) {
     streams.Note("dry run: nothing is changed");
     SayWhatIsReplaced(session, job);
     for (const std::string &check : job.checks)
-        streams.Out(fmt::format("ok        {}\n", check));
+        streams.Out(fmt::format("ok        {}\n", OneLine(check)));
     if (job.before.SetUp() && job.differences.empty()) {
         streams.Out("nothing to do: the server is set up and runs\n");
         return 0;
     }
     for (const Difference &one : job.differences)
-        streams.Out(fmt::format("differs   {}\n", one.text));
-    streams.Out(
-        fmt::format("suffix    {}\nadmin DN  {}\n", job.wanted.suffix, job.wanted.admin_dn));
+        streams.Out(fmt::format("differs   {}\n", OneLine(one.text)));
+    streams.Out(fmt::format("suffix    {}\nadmin DN  {}\n", OneLine(job.wanted.suffix),
+                            OneLine(job.wanted.admin_dn)));
     for (const std::string &file : files)
         streams.Out(fmt::format("writes    {}\n", file));
     streams.Out(
