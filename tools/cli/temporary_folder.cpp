@@ -19,7 +19,7 @@ constexpr size_t kRoom = 64 << 10;
 
 // The file has no name: nobody else sees it, and it goes with the descriptor.
 int TryToWrite() {
-    const UniqueFd file(open(kTemporaryFolder, O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    const zafo::UniqueFd file(open(kTemporaryFolder, O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
     if (!file.IsOpen()) return errno;
     static constexpr std::array<char, kRoom> kZeros{};
     const ssize_t written = write(file.Get(), kZeros.data(), kZeros.size());
