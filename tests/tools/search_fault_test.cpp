@@ -69,7 +69,7 @@ TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
               "ulimit -n 1024"},
           {"ENFILE", "cannot be started: too many open files on this system\n", "fs.file-max"},
           {"EAGAIN", "cannot be started: too many processes\n", "ulimit -u"},
-          {"ENOMEM", "not enough memory\n", "close other programs"},
+          {"ENOMEM", "not enough memory", "close other programs"},
           {"ENOENT", "the LDAP tool /usr/zafo/bin/ldapsearch cannot be started\n",
            "install the appliance's tools again"}}) {
         SCOPED_TRACE(row.error);
