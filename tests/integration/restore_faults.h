@@ -32,11 +32,6 @@ class FaultTest : public RestoreTest {
     // The number of the first call of a kind on a path that ends so.
     static std::string CallOf(const rig::FaultRun &run, std::string_view kind,
                               std::string_view path);
-
-    // What the service starts must not inherit the failure that is played.
-    const ServiceSettings settings_{
-        "start = /usr/bin/env -u LD_PRELOAD /usr/zafo/libexec/ldap-server-start\n"
-        "stopped = /usr/bin/env -u LD_PRELOAD /usr/zafo/libexec/ldap-server-mark\n"};
 };
 
 }  // namespace zafo::test

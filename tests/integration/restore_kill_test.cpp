@@ -60,12 +60,12 @@ constexpr Step kOrder[] = {
     {"sync", "/restore.journal.part"},  // what is about to be done
     {"rename", "/restore.journal"},     //
     {"sync", "/etc/openldap"},          //
-    {"spawn", "/env"},                  // the server has stopped
+    {"spawn", "/ldap-server-mark"},     // the server has stopped
     {"rename", "/openldap/data.new"},   // the exchange
     {"sync", "/etc/openldap"},          //
     {"rename", "/restore.journal"},     // it may be started
     {"sync", "/etc/openldap"},          //
-    {"spawn", "/env"},                  // it is started
+    {"spawn", "/zafo-service-keeper"},  // it is started
     {"spawn", "/ldapsearch"},           // and asked
     {"unlink", "/restore.journal"},     // the restore counts
     {"sync", "/etc/openldap"},          //
