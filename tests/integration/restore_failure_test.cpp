@@ -60,6 +60,8 @@ TEST_F(FailedRestore, BecauseTheRestoredServerDoesNotServeBringsTheOldEntriesBac
     for (const StartRow &row : kStarts) {
         SCOPED_TRACE(row.name);
         fs::remove("/tmp/started");
+        // Nobody starts it a second time, which would do.
+        const ServiceSettings once("restart = no\n");
         const Substitute start(kStartProgram, std::string(kFirstStartFails) + row.first_start);
         const rig::ProgramRun run = Restore(Backup());
         EXPECT_EQ(run.exit_code, 5) << run.err;

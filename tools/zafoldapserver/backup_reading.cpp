@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/backup_reading.h"
 
+#include "tools/cli/display_text.h"
+
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/destination.h"
 #include "tools/backup/problem.h"
@@ -85,13 +87,13 @@ std::string ContentInWords(const WholeBackup &whole) {
 }
 
 std::string ClearPasswordsInWords(const WholeBackup &whole) {
-    const std::uint64_t count = whole.census.clear_passwords.count;
-    if (count == 0) return {};
+    const EntriesFound &found = whole.census.clear_passwords;
+    if (found.count == 0) return {};
     return fmt::format(
-        "{} in it {} not hashed: whoever reads the file, or the restored database, reads {}; the "
-        "users "
-        "should set new ones",
-        Counted(count, "password"), count == 1 ? "is" : "are", count == 1 ? "it" : "them");
+        "{} in it {} a password that is not hashed (the first: {}): whoever reads the file, or the "
+        "restored database, reads {}; new ones should be set",
+        Counted(found.count, "account"), found.count == 1 ? "has" : "have", OneLine(found.first),
+        found.count == 1 ? "it" : "them");
 }
 
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
