@@ -26,9 +26,10 @@ constexpr int kInsufficientAccess = 50;
 // A hash in the server's own form.
 const std::string kOwnForm = "{CRYPT}$6$rounds=20000$abcdefgh$" + std::string(86, 'x');
 
-const char *const kUserNames[] = {"anna", "bob", "olga", "chief"};
+const char *const kUserNames[] = {"anna", "bob", "olga", "chief", "paula", "dora"};
 
-// anna and bob are users, olga an operator, chief one of the administrators and no operator.
+// anna and bob are users, olga an operator, chief one of the administrators and no operator; so is paula by her
+// primary group, and dora by her DN alone.
 const OwnServer &Directory() {
     static const OwnServer &server = [&]() -> const OwnServer & {
         OwnServer &made = OwnServer::Get();
@@ -41,6 +42,16 @@ const OwnServer &Directory() {
         };
         join("Directory Operators", "olga");
         join("administrators", "chief");
+        made.Change("dn: " + made.UserDN("paula") +
+                    "\nchangetype: modify\nreplace: gidNumber\ngidNumber: 1000002\n");
+        made.Change("dn: " + made.GroupDN("administrators") +
+                    "\nchangetype: modify\nadd: member\nmember: " + made.UserDN("dora") + "\n");
+        made.Change("dn: automountMapName=auto_home," + made.Settings().suffix +
+                    "\nchangetype: add\nobjectClass: automountMap\nautomountMapName: auto_home\n\n"
+                    "dn: automountKey=*,automountMapName=auto_home," +
+                    made.Settings().suffix +
+                    "\nchangetype: add\nobjectClass: automount\nautomountKey: *\n"
+                    "automountInformation: -fstype=nfs nas:/homes/&\n");
         made.Change("dn: " + made.GroupDN("design") +
                     "\nchangetype: add\nobjectClass: posixGroup\ncn: design\ngidNumber: 1500000\n");
         return made;
@@ -126,7 +137,8 @@ TEST_P(Refused, ByTheServerAndNothingHasChanged) {
     Directory();
     const std::string before = Everything();
     EXPECT_THAT(Answer(change.who, change.ldif),
-                AnyOf(kNeedsBind, kConstraint, kInsufficientAccess));
+                AnyOf(kNeedsBind, kConstraint, kInsufficientAccess))
+        << "by the bounds on values, or by the rules";
     EXPECT_EQ(Everything(), before);
 }
 
@@ -187,6 +199,18 @@ std::vector<Change> BeingAnAdministrator() {
         {"MovesAnAdministrator", "olga", Rename(chief, "uid=chief", "{G}")},
         {"DeletesAnAdministrator", "olga", "dn: " + chief + "\nchangetype: delete\n"},
         {"DeletesAdmin", "olga", "dn: uid=admin,{U}\nchangetype: delete\n"},
+        {"TakesAnAdministratorsWindowsIdentifier", "olga",
+         Modify(chief, "replace: sambaSID\nsambaSID: S-1-5-21-1-2-3-77777")},
+        {"GivesAnAdministratorALogonScript", "olga",
+         Modify(chief, "add: sambaLogonScript\nsambaLogonScript: mine.bat")},
+        {"GivesAnAdministratorAFullName", "olga", Modify(chief, "replace: gecos\ngecos: x")},
+        {"ClosesAnAdministratorsAccount", "olga",
+         Modify(chief, "replace: shadowExpire\nshadowExpire: 1")},
+        {"AddsBelowAnAdministrator", "olga", NewRole("x", chief)},
+        {"SetsThePasswordOfOneByPrimaryGroup", "olga",
+         Modify("uid=paula,{U}", "replace: userPassword\nuserPassword: mine")},
+        {"SetsThePasswordOfOneByDn", "olga",
+         Modify("uid=dora,{U}", "replace: userPassword\nuserPassword: mine")},
         {"AddsASecondAccountOfTheName", "olga", NewUser("chief", "1500001", "1000001", "", "{G}")},
         {"GivesAnotherTheName", "olga", Modify("uid=bob,{U}", "add: uid\nuid: chief")},
         {"RenamesAnotherToTheName", "olga", Rename("uid=bob,{U}", "uid=chief", "{G}")},
@@ -212,13 +236,35 @@ std::vector<Change> BeingRootElsewhere() {
         {"ReplacesTheGidBy0", "olga", Modify(bob, "replace: gidNumber\ngidNumber: 0")},
         {"CountsTheUidDown", "olga", Modify(bob, "increment: uidNumber\nuidNumber: -1000000")},
         {"CountsTheGidDown", "olga", Modify(bob, "increment: gidNumber\ngidNumber: -1000000")},
-        {"AddsUid0InALanguage", "olga",
-         NewUser("x", "1500001", "1000001", "uidNumber;lang-en: 0\n")},
         {"SetsThePoolTo0", "olga",
          Modify("cn=CurID,cn=zafoconf,{S}", "replace: uidNumber\nuidNumber: 0")},
         {"AddsAUserCalledRoot", "olga", NewUser("root", "1500001", "1000001")},
         {"GivesAUserTheNameRoot", "olga", Modify(bob, "add: uid\nuid: ROOT")},
         {"AddsAGroupCalledSudo", "olga", NewGroup("sudo", "1500001")},
+        {"AddsAGroupCalledAdmin", "olga", NewGroup("admin", "1500001")},
+        {"AddsAGroupCalledStaff", "olga", NewGroup("staff", "1500001")},
+        {"CountsTheDomainsNumbersFrom500", "olga",
+         Modify("sambaDomainName=home,{S}", "replace: sambaNextUserRid\nsambaNextUserRid: 500")},
+        {"CountsTheDomainsNumbersDown", "olga",
+         Modify("sambaDomainName=home,{S}", "increment: sambaNextUserRid\nsambaNextUserRid: -488")},
+        {"RenamesTheDomain", "olga", Rename("sambaDomainName=home,{S}", "sambaDomainName=x")},
+        {"JoinsTheAdministratorsPrimaryGroup", "olga",
+         Modify(bob, "replace: sambaPrimaryGroupSID\nsambaPrimaryGroupSID: S-1-5-21-1-2-3-1002")},
+        {"MovesAMount", "olga",
+         Rename("automountKey=*,automountMapName=auto_home,{S}", "automountKey=bin", "", 1)},
+        {"DeletesAMount", "olga",
+         "dn: automountKey=*,automountMapName=auto_home,{S}\nchangetype: delete\n"},
+        {"AddsAMountToTheMap", "olga",
+         "dn: automountKey=x,automountMapName=auto_home,{S}\nchangetype: add\nobjectClass: "
+         "automount\nautomountKey: x\nautomountInformation: -fstype=bind :/etc\n"},
+        {"PublishesAMountTheOldWay", "olga",
+         "dn: nisMapName=auto.master,{G}\nchangetype: add\nobjectClass: nisMap\nnisMapName: "
+         "auto.master\n"},
+        {"MakesANetgroup", "olga",
+         "dn: cn=hosts,{G}\nchangetype: add\nobjectClass: nisNetgroup\ncn: hosts\n"},
+        {"SendsClientsElsewhere", "olga",
+         "dn: uid=ref,{U}\nchangetype: add\nobjectClass: referral\nobjectClass: "
+         "extensibleObject\nuid: ref\nref: ldap://127.0.0.1/\n"},
         {"GivesAGroupTheNameDocker", "olga", Modify("cn=design,{G}", "add: cn\ncn: docker ")},
         {"TakesTheDomainAdministratorsIdentifier", "olga",
          Modify(bob, "replace: sambaSID\nsambaSID: S-1-5-21-1-2-3-500")},
@@ -292,6 +338,22 @@ std::vector<Change> WritingHashes() {
     };
 }
 
+std::vector<Change> SettingPolicies() {
+    const std::string bob = "uid=bob,{U}";
+    return {
+        {"MakesAPasswordPolicy", "olga",
+         "dn: cn=pol,{G}\nchangetype: add\nobjectClass: organizationalRole\nobjectClass: "
+         "pwdPolicy\ncn: pol\npwdAttribute: userPassword\npwdInHistory: 5\n"},
+        {"MakesOneByNumber", "olga",
+         "dn: cn=pol,{G}\nchangetype: add\nobjectClass: organizationalRole\nobjectClass: "
+         "1.3.6.1.4.1.42.2.27.8.2.1\ncn: pol\npwdAttribute: userPassword\n"},
+        {"PutsSomebodyUnderAPolicy", "olga",
+         Modify(bob, "add: pwdPolicySubentry\npwdPolicySubentry: cn=pol,{G}")},
+        {"LocksAnAccount", "olga",
+         Modify(bob, "add: pwdAccountLockedTime\npwdAccountLockedTime: 000001010000Z")},
+    };
+}
+
 std::string CaseName(const testing::TestParamInfo<Change> &info) {
     return std::string(info.param.who[0] == '\0' ? "anonymous" : info.param.who) + info.param.name;
 }
@@ -303,9 +365,22 @@ INSTANTIATE_TEST_SUITE_P(Membership, Refused, testing::ValuesIn(JoiningTheAdmini
 INSTANTIATE_TEST_SUITE_P(Account, Refused, testing::ValuesIn(BeingAnAdministrator()), CaseName);
 INSTANTIATE_TEST_SUITE_P(Root, Refused, testing::ValuesIn(BeingRootElsewhere()), CaseName);
 INSTANTIATE_TEST_SUITE_P(Oneself, Refused, testing::ValuesIn(WritingAboutOneself()), CaseName);
+INSTANTIATE_TEST_SUITE_P(Policy, Refused, testing::ValuesIn(SettingPolicies()), CaseName);
 INSTANTIATE_TEST_SUITE_P(Hash, Refused, testing::ValuesIn(WritingHashes()), CaseName);
 
 // --- What the server lets a rename do ----------------------------------------------------
+
+// Values of such descriptions pass bounds and looks for doubles.
+TEST(AttributeOptions, AreNone) {
+    constexpr int kUndefinedType = 17;
+    for (const char *line :
+         {"uid;lang-en: admin", "description;lang-en: x", "userPassword;x-a: x"}) {
+        const std::string attribute = std::string(line).substr(0, std::string(line).find(':'));
+        EXPECT_EQ(Answer("olga", Modify("uid=olga,{U}", "add: " + attribute + "\n" + line)),
+                  kUndefinedType)
+            << line;
+    }
+}
 
 class RenamedToWhatIsNotGiven : public testing::TestWithParam<const char *> {};
 
@@ -414,6 +489,9 @@ std::vector<Permitted> StillPermitted() {
          Modify("cn=MinID,cn=zafoconf,{S}",
                 "delete: uidNumber\nuidNumber: 1000000\n-\nadd: uidNumber\nuidNumber: 1000001"),
          Modify("cn=MinID,cn=zafoconf,{S}", "replace: uidNumber\nuidNumber: 1000000")},
+        {"TakesANumberOfTheDomain", "olga",
+         Modify("sambaDomainName=home,{S}", "replace: sambaNextUserRid\nsambaNextUserRid: 5000"),
+         ""},
         {"MakesAnOperator", "olga",
          Modify("cn=Directory Operators,{G}", "add: memberUid\nmemberUid: bob"),
          Modify("cn=Directory Operators,{G}", "delete: memberUid\nmemberUid: bob")},

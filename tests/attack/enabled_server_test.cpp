@@ -5,8 +5,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <csignal>
 #include <string>
 
+#include "tests/attack/stranger.h"
 #include "tests/tools/server_fixture.h"
 
 namespace zafo::rig {
@@ -105,6 +109,24 @@ TEST_F(EnabledServer, KeepsASambaHashOfAnotherPassword) {
     ASSERT_EQ(ServerLine(kEnable).exit_code, 0);
     EXPECT_THAT(AsAdministrator({"ldapsearch", "-LLL", "-b", kSuffix, "(uid=admin)"}).out,
                 HasSubstr("sambaNTPassword"));
+}
+
+// Whoever can open a lock file can hold it, and what waits for it waits for ever.
+TEST_F(EnabledServer, StartsWhileAStrangerHoldsWhatTheStrangerCanOpen) {
+    SKIP_WITHOUT_OTHER_ACCOUNTS();
+    const std::string lock = "/usr/zafo/etc/openldap/tls/.lock";
+    ASSERT_EQ(chmod(lock.c_str(), 0644), 0);  // as an earlier version made it
+    const ProgramRun stranger =
+        RunProgram({"bash", "-c",
+                    "setpriv --reuid 65534 --regid 65534 --clear-groups -- flock " + lock +
+                        " sleep 300 >/dev/null 2>&1 & echo $!; sleep 0.5"});
+    const ProgramRun run =
+        RunProgram({"timeout", "100", "/usr/zafo/bin/zafoldapserver", "restart"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    struct stat facts {};
+    ASSERT_EQ(stat(lock.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 07777, 0600U);
+    kill(std::stoi(stranger.out), SIGTERM);
 }
 
 // --- A server that was set up by an earlier version ----------------------------------------

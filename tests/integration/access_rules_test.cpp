@@ -155,7 +155,9 @@ constexpr AttributeRow kAdministratorsAttributes[] = {
     {"homeDirectory", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
     {"loginShell", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
     {"mail", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
-    {"gecos", {"r-c", "r-c", "r-c", "rwc", "rwc", "rwc"}},
+    {"objectClass", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"sambaSID", {"r-c", "r-c", "r-c", "r-c", "r-c", "rwc"}},
+    {"gecos", {"r-c", "r-c", "r-c", "r-c", "rwc", "rwc"}},
 };
 
 std::ostream &operator<<(std::ostream &out, const AttributeRow &row) {
