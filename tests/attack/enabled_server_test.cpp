@@ -129,6 +129,33 @@ TEST_F(EnabledServer, StartsWhileAStrangerHoldsWhatTheStrangerCanOpen) {
     kill(std::stoi(stranger.out), SIGTERM);
 }
 
+// The rules are not in the way of the job.
+TEST_F(EnabledServer, IsManagedByAnOperatorWithTheProgram) {
+    const auto run = [](std::vector<std::string> words, const char *input = "") {
+        const ProgramRun done = Zafoldap(words, input);
+        EXPECT_EQ(done.exit_code, 0) << words[0] << " " << words[1] << ": " << done.err;
+    };
+    run({"user", "add", "olga", "--groups", "Directory Operators", "--password-stdin"},
+        "Olgas-secret-1");
+    run({"connection", "add", "op", "--uri", "localhost", "--base", kSuffix, "--bind-dn",
+         "uid=olga,cn=users,dc=example,dc=com", "--ssl", "start_tls", "--password-stdin"},
+        "Olgas-secret-1");
+    run({"user", "add", "anna", "-c", "op", "--full-name", "Anna Müller", "--mail",
+         "anna@example.com", "--password-stdin"},
+        "Annas-secret-1");
+    run({"group", "add", "design", "-c", "op"});
+    run({"member", "add", "design", "anna", "-c", "op"});
+    run({"user", "passwd", "anna", "-c", "op", "--password-stdin"}, "Annas-secret-2");
+    run({"user", "edit", "anna", "-c", "op", "--shell", "/bin/bash", "--full-name", "Anna M"});
+    run({"user", "rename", "anna", "anna.m", "-c", "op"});
+    EXPECT_EQ(
+        As("uid=anna.m,cn=users,dc=example,dc=com", "Annas-secret-2", {"ldapwhoami"}).exit_code, 0);
+    run({"user", "delete", "anna.m", "--yes", "-c", "op"});
+    run({"group", "delete", "design", "--yes", "-c", "op"});
+    run({"connection", "delete", "op", "--yes"});
+    run({"user", "delete", "olga", "--yes"});
+}
+
 // --- A server that was set up by an earlier version ----------------------------------------
 
 std::string Without(std::string text, const std::string &from, const std::string &to) {
