@@ -85,6 +85,9 @@ TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
 // From too few descriptors for anything to enough: the search succeeds, or the limit is what the
 // message names. Where the program's own libraries cannot be loaded the loader says so.
 TEST_F(SearchCommand, NamesTheLimitOfOpenFilesWhereverItIsMet) {
+    // The sanitizers' own looks at memory need descriptors, and end the program without.
+    if (ReadFile("/usr/zafo/bin/zafoldap").find("__asan_init") != std::string::npos)
+        GTEST_SKIP() << "the program is built with sanitizers, which need descriptors of their own";
     constexpr int kNotLoaded = 127;
     int succeeded = 0, refused = 0;
     for (int limit = 4; limit <= 24; ++limit) {

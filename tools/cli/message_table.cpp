@@ -285,8 +285,10 @@ constexpr MessageRow kRows[] = {
      "/usr/zafo/etc/service/ldap-server.conf"},
     {kOwn, "other_database", 5, "the database is that of {subject}, not of {reason}",
      "keep that suffix, or delete the database with all accounts first: zafoldapserver reset"},
-    {kOwn, "administrator_entry", 5, "the database has an entry with the administrator's DN, {subject}",
-     "slapd would take whoever knows its password for the administrator: delete it (zafoldap entry delete "
+    {kOwn, "administrator_entry", 5,
+     "the database has an entry with the administrator's DN, {subject}",
+     "slapd would take whoever knows its password for the administrator: delete it (zafoldap entry "
+     "delete "
      "'{subject}'), or choose another --admin-dn; nothing was changed"},
     {kOwn, "template_unreadable", 1, "no configuration can be made from {subject}: {reason}",
      "install the appliance's files again; nothing was changed"},
