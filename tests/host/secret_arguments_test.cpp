@@ -22,6 +22,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <functional>
@@ -228,17 +229,24 @@ TEST_F(SecretArgument, LeavesNothingOpenInTheCaller) {
     EXPECT_EQ(test::OpenDescriptors(), before);
 }
 
-// The caller's own process does not hold it while a tool runs that it waits for.
-TEST_F(SecretArgument, IsClosedInTheCallerAsSoonAsTheToolRuns) {
-    tools_.On("ldapsearch").WaitForFile("/tmp/secret-argument-go");
-    std::thread waiting([] { QLIBCExec(kSearch.c_str(), "-w", "secret", nullptr, nullptr); });
-    EXPECT_TRUE(tools_.WaitForCalls(1));
+size_t HeldMemoryFiles() {
     size_t held = 0;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone;
         held += std::filesystem::read_symlink(entry, gone).string().starts_with("/memfd:") ? 1 : 0;
     }
-    EXPECT_EQ(held, 0U);
+    return held;
+}
+
+// The caller's own process does not hold it while a tool runs that it waits for.
+TEST_F(SecretArgument, IsClosedInTheCallerAsSoonAsTheToolRuns) {
+    tools_.On("ldapsearch").WaitForFile("/tmp/secret-argument-go");
+    std::thread waiting([] { QLIBCExec(kSearch.c_str(), "-w", "secret", nullptr, nullptr); });
+    EXPECT_TRUE(tools_.WaitForCalls(1));
+    // The tool may run before the thread that started it does.
+    for (int i = 0; i < 500 && HeldMemoryFiles() != 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(HeldMemoryFiles(), 0U);
     std::ofstream("/tmp/secret-argument-go") << "";
     waiting.join();
     std::filesystem::remove("/tmp/secret-argument-go");

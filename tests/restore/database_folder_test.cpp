@@ -6,6 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "host/core/unique_fd.h"
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/running_tool.h"
@@ -63,6 +67,29 @@ TEST_F(DatabaseFolder, IsRemovedWithAllThatIsInIt) {
     RemoveFolder(Path("data"));
     EXPECT_TRUE(Names().empty());
     EXPECT_TRUE(fs::exists("/etc/passwd"));
+}
+
+// The loader of a restore that was killed ends a moment after it.
+TEST_F(DatabaseFolder, IsRemovedWhileFilesAreStillMadeInIt) {
+    const std::string folder = Path("data");
+    for (int round = 0; round < 20; ++round) {
+        fs::create_directories(folder);
+        std::atomic<bool> makes = false;
+        std::thread loader([&] {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+            for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
+                const std::string path = folder + "/" + std::to_string(i);
+                const UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+                if (!file.IsOpen()) return;
+                makes = true;
+            }
+        });
+        while (!makes)
+            std::this_thread::yield();
+        EXPECT_NO_THROW(RemoveFolder(folder));
+        loader.join();
+        EXPECT_FALSE(fs::exists(folder));
+    }
 }
 
 TEST_F(DatabaseFolder, IsMadeForItsOwnerOnly) {

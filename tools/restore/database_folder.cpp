@@ -29,6 +29,10 @@ namespace fs = std::filesystem;
 
 using FileId = std::pair<dev_t, ino_t>;
 
+constexpr std::chrono::milliseconds kPause{20};
+// A loader whose restore was killed may make another file or two before it sees the end of its input.
+constexpr std::chrono::seconds kLoaderLimit{10};
+
 std::string ParentOf(const std::string &path) {
     return fs::path(path).parent_path().string();
 }
@@ -113,10 +117,15 @@ void Exchange(const std::string &one, const std::string &other) {
 }
 
 void RemoveFolder(const std::string &folder) {
+    const auto end = std::chrono::steady_clock::now() + kLoaderLimit;
     std::error_code error;
-    if (fs::remove_all(folder, error) == 0 && !error) return;
+    std::uintmax_t removed = fs::remove_all(folder, error);
+    while (error == std::errc::directory_not_empty && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(kPause);
+        removed = fs::remove_all(folder, error);
+    }
     if (error) throw RootProblem("cannot remove " + folder, error.value());
-    SyncFolder(ParentOf(folder));
+    if (removed > 0) SyncFolder(ParentOf(folder));
 }
 
 std::string DatabaseUser::Words() const {
@@ -148,7 +157,7 @@ void AwaitUnused(const std::string &folder, std::chrono::seconds limit) {
         if (std::chrono::steady_clock::now() >= end)
             throw Problem(Exit::kServer,
                           fmt::format("the database in {} is in use by {}", folder, user->Words()));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(kPause);
     }
 }
 
