@@ -20,7 +20,7 @@ constexpr size_t kMaxDN = 1024;
 int FindsEntry(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_SEARCH_REQUEST *pRequest) {
     ZAFOLDAP_RESULT result{};
     int nFound = -1;
-    if (QLIBCSzListPush(&pRequest->plistAttr, "dn") == 0 &&
+    if (QLIBCSzListPush(&pRequest->plistAttr, "dn") >= 0 &&
         ZAFOLDAPSearchInit(pHost, pRequest, &result) == 0) {
         nFound = ZAFOLDAPSearchGetNext(pRequest, &result);
         if (nFound < 0 && result.nExitCode == kNoSuchObject) nFound = 0;

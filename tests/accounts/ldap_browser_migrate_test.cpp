@@ -193,6 +193,13 @@ TEST_F(GroupToLDAP, DescriptionThatCannotBeReadIsEmpty) {
     EXPECT_THAT(Changes()[1], Not(HasSubstr("description: all")));
 }
 
+TEST_F(GroupToLDAP, DescriptionOfTheGroupBeforeIsNotTheNextOnes) {
+    database_.undescribed = "nobody";
+    EXPECT_EQ(Run(), 0);
+    ASSERT_THAT(Changes(), SizeIs(2));
+    EXPECT_THAT(Changes()[1], Not(HasSubstr("description")));
+}
+
 TEST_F(GroupToLDAP, DescriptionMayBeLong) {
     database_.groups[0].description = std::string(5000, 'd');
     EXPECT_EQ(Run(), 0);
@@ -319,6 +326,19 @@ TEST_F(UserToLocal, NumberThatIsTakenIsPassedOver) {
     database_.users = {{"eve", "", 4000000000, 5, "", "", "", 0}};
     EXPECT_EQ(Run({UserEntry("ann", 4000000000, WithPassword("{crypt}x"))}), 0);
     EXPECT_THAT(Said(), ElementsAre("user uid [4000000000] is occupied by [eve] in local DB."));
+    EXPECT_THAT(database_.stored_users, IsEmpty());
+}
+
+// What a look-up finds is freed before the next one writes over it.
+TEST_F(UserToLocal, SeveralThatAreTakenAreAllPassedOver) {
+    database_.users = {{"ann", "", 5, 5, "", "", "", 0}, {"eve", "", 1002, 5, "", "", "", 0}};
+    EXPECT_EQ(Run({UserEntry("ann", 1001, WithPassword("{crypt}x")),
+                   UserEntry("bob", 1002, WithPassword("{crypt}x")),
+                   UserEntry("eve", 1003, WithPassword("{crypt}x"))}),
+              0);
+    EXPECT_THAT(Said(), ElementsAre("user name [ann] is occupied in local DB.",
+                                    "user uid [1002] is occupied by [eve] in local DB.",
+                                    "user name [eve] is occupied in local DB."));
     EXPECT_THAT(database_.stored_users, IsEmpty());
 }
 
@@ -482,6 +502,14 @@ TEST_F(GroupToLocal, NumberThatIsTakenIsPassedOver) {
     database_.groups = {{"crew", 2001, {}, ""}};
     EXPECT_EQ(RunOne(), 0);
     EXPECT_THAT(Said(), ElementsAre("group gid [2001] is occupied by [crew] in local DB."));
+    EXPECT_THAT(database_.stored_groups, IsEmpty());
+}
+
+TEST_F(GroupToLocal, SeveralThatAreTakenAreAllPassedOver) {
+    database_.groups = {{"staff", 5, {}, ""}, {"crew", 2002, {}, ""}};
+    EXPECT_EQ(Run({GroupEntry("staff", 2001), GroupEntry("bobs", 2002)}), 0);
+    EXPECT_THAT(Said(), ElementsAre("group name [staff] is occupied in local DB.",
+                                    "group gid [2002] is occupied by [crew] in local DB."));
     EXPECT_THAT(database_.stored_groups, IsEmpty());
 }
 
