@@ -51,12 +51,14 @@ inline Map MakeMap() {
     return Map(QLIBCSzHashAlloc(kListCapacity));
 }
 
-// A new list with the capacity and the items of `pSource`; nullptr when it cannot be made.
+// A new list with the capacity and the items of `pSource`, those left out that are NULL; nullptr when it
+// cannot be made.
 inline QLIBSZLIST *CloneList(const QLIBSZLIST *pSource) {
     QLIBSZLIST *pList = QLIBCSzListAlloc(pSource->nCapacity);
     if (pList == nullptr) return nullptr;
     for (int i = 0; i < pSource->nItem; ++i) {
-        if (QLIBCSzListPush(&pList, QLIBCSzListGet(pSource, i)) != 0) {
+        const char *szItem = QLIBCSzListGet(pSource, i);
+        if (szItem != nullptr && QLIBCSzListPush(&pList, szItem) != 0) {
             QLIBCSzListFree(pList);
             return nullptr;
         }
