@@ -271,16 +271,20 @@ void NoteEnvironment(Outcome &outcome, const rig::FakeTools &tools) {
 rig::FakeTools *g_tools = nullptr;
 
 // The C library keeps every value that a variable once had.
-void ScriptRun(rig::FakeTools &tools) {
-    ScriptTask(tools);
+void HaveTheDefaultsKept() {
+    static bool kept = false;
+    if (std::exchange(kept, true)) return;
     ZAFOLDAP_BACKUP_CONFIG defaults{};
-    defaults.szTask = "backup";
     defaults.nMaxFile = 10;
     ZAFOLDAPServerBackupSetEnv(&defaults);
-    for (const char *variable :
-         {"LDAP_BROWSER_CONF", "LDAP_BKP_PROGRESS_FILE", "LDAP_BKP_PREFIX", "LDAP_BKP_TASK",
-          "LDAP_BKP_SCHEDULE_ENABLED", "LDAP_BKP_MAX_BACKUP_FILE"})
+    for (const char *variable : {"LDAP_BROWSER_CONF", "LDAP_BKP_PROGRESS_FILE", "LDAP_BKP_PREFIX",
+                                 "LDAP_BKP_SCHEDULE_ENABLED", "LDAP_BKP_MAX_BACKUP_FILE"})
         unsetenv(variable);
+}
+
+void ScriptRun(rig::FakeTools &tools) {
+    HaveTheDefaultsKept();
+    ScriptTask(tools);
     g_tools = &tools;
 }
 
