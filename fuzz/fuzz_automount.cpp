@@ -12,7 +12,9 @@
 namespace {
 
 void ReadAnyValue(std::string_view value) {
-    const auto escaped = zafo::EscapedExportOf(value);
+    std::string_view left = value;
+    const auto escaped = zafo::EscapedExportOf(&left);
+    CHECK(value.starts_with(left));
     if (!escaped) return;
     CHECK(value.find(*escaped) != std::string_view::npos);
     CHECK(!escaped->starts_with('-') && !escaped->starts_with(' '));
@@ -24,7 +26,9 @@ void PublishAnyPath(std::string_view path) {
     const auto escaped = zafo::EscapedPath(path);
     if (!escaped) return;
     CHECK(escaped->size() <= 4094);
-    const auto read = zafo::EscapedExportOf(zafo::AutomountValue("server", *escaped));
+    const std::string value = zafo::AutomountValue("server", *escaped);
+    std::string_view left = value;
+    const auto read = zafo::EscapedExportOf(&left);
     CHECK(read && *read == "server:" + *escaped + "/");
     if (path.ends_with('/')) path.remove_suffix(1);
     const auto back = zafo::Unescaped(*read);

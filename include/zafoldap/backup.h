@@ -46,13 +46,13 @@ typedef struct ZAFOLDAP_BACKUP_CONFIG {
     int nMaxFile;            /* backup files to keep, 10 by default */
 } ZAFOLDAP_BACKUP_CONFIG;
 
-/* Fills the record from the section `szTask` (NULL: "backup"). Without such a section, or when the
- * file cannot be read, it holds the defaults: off, nothing scheduled, no destination, 10 files. A section without
+/* Fills the record from the section `szTask` (NULL: "backup"). Without such a section, or when it
+ * cannot be read for whatever reason, it holds the defaults: off, nothing scheduled, no destination, 10 files. A section without
  * "schedule" means every day at 04:00. The command is the one that runs ZAFOLDAPServerBackup:
  * "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2".
  * What the record held before is not freed; ConfigFree releases it.
- * 0; -1, the record being empty, with library error -65542, 0x0200, 0x0D00, 0x0900 (the lock cannot be
- * made), or with neither slot changed for a schedule of fewer than six numbers, which the log shows. */
+ * 0; -1, the record holding what was read before that, which ConfigFree releases all the same, with
+ * library error -65542, 0x0200, 0x0D00, 0x0900 (the lock cannot be made), or with neither slot changed for a schedule of fewer than six numbers, which the log shows. */
 ZAFOLDAP_API int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask);
 
 /* Stores the record in its section, which is made when it is missing. The schedule is

@@ -97,7 +97,8 @@ ZAFOLDAP_API int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost);
 
 /* Whether users can be listed and the schema has posixAccount, posixGroup, inetOrgPerson and
- * shadowAccount. `pHost` NULL: the saved connection `szSection`.
+ * shadowAccount; classes that the record's nSchema holds already count as the server's. `pHost` NULL:
+ * the saved connection `szSection`.
  * 0, with library error -65537 when the schema lacks one of them: clear the slot first and
  * look at it afterwards. Negative as ZAFOLDAPPosixCheckEnumUser, or when the saved connection cannot be used. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection);

@@ -52,7 +52,8 @@ ZAFOLDAP_API int ZAFOLDAPSSLGetByBindConfig(ZAFOLDAP_HOST *pHost);
 
 /* Sets nServerType: 1 when "cn=zafoconf" exists under the base DN, else 2 when an
  * "ou=macosxodconfig" does, else 0.
- * 0; -1 as ZAFOLDAPSearchResultGet, the field being left as it was. */
+ * 0; -1 as ZAFOLDAPSearchResultGet, or with 0x0E00 (the marker's DN would have more than 1023 bytes),
+ * the field being left as it was. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *pHost);
 
 /* Saves a connection under `szSection` (NULL: "root"). Fields that are NULL

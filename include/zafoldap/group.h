@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
  * One POSIX group: reading, creating, changing and deleting the entry. The rules of
- * zafoldap/user.h hold for texts and DNs; members are in zafoldap/membership.h.
+ * zafoldap/user.h hold for texts and DNs; the DN of a group to be changed may have any length.
+ * Members are in zafoldap/membership.h.
  */
 #ifndef ZAFOLDAP_GROUP_H
 #define ZAFOLDAP_GROUP_H

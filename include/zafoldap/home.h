@@ -44,7 +44,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, co
 
 /* Makes one user's folder (szName, pw_uid, pw_gid) in the export that the
  * directory's "auto_home" map names.
- * 0; -1 when the map is not there or not of this form, or as ZAFOLDAPBrowserUserHomeCreateEx. */
+ * 0; -1 when the map is not there or not of this form, when its DN or its value has more than 1023 bytes
+ * (0x0E00), or as ZAFOLDAPBrowserUserHomeCreateEx. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser);
 
 /* The same in the export `szHomePath` (HOST:PATH). The folder is the user's own, mode

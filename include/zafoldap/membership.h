@@ -3,12 +3,14 @@
  * Who is in which group.
  *
  * A group lists a member twice: its login name in "memberUid" (RFC 2307) and the
- * DN "uid=NAME,cn=users,BASE" in "member" (RFC 4519 section 2.17), whatever the user
+ * DN "uid=NAME,cn=users,BASE" in "member" (RFC 4519 section 2.17), NAME escaped, whatever the user
  * entry's real DN is. A user's primary group is the one with its gidNumber. Functions that need
  * szLoginSuffix of the connection to be set say so.
  *
  * Changes of one call are one change file: ldapmodify(1) stops at the first record
- * that the server refuses, those before it stay. None of the texts may hold a line break.
+ * that the server refuses, those before it stay. None of the texts may hold a line break (0x0D00). A
+ * value that begins with a blank is written in base64. A name or number of more than 1023 bytes that a
+ * lookup finds is refused with 0x0E00.
  */
 #ifndef ZAFOLDAP_MEMBERSHIP_H
 #define ZAFOLDAP_MEMBERSHIP_H

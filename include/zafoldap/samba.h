@@ -12,7 +12,8 @@
  * A counter is changed by one modify request that deletes the value read and adds
  * the next one: the server applies both or neither, so of several writers one
  * wins and the others read again. That holds for one writable server; with several
- * writable providers (multi-provider replication) allocate on one of them only.
+ * writable providers (multi-provider replication) allocate on one of them only. Where one of these
+ * DNs would have more than 1023 bytes, a call fails with 0x0E00.
  */
 #ifndef ZAFOLDAP_SAMBA_H
 #define ZAFOLDAP_SAMBA_H
@@ -32,7 +33,8 @@ typedef int (*ZAFOLDAP_ATOMIC_CHECK)(const ZAFOLDAP_HOST *pHost, uint64_t *pValu
                                      void *pTruck);
 
 /* Replaces the value `szRemoveVal` of an attribute by `szAddVal`, or does nothing
- * when the entry does not hold it. None of the texts may hold a line break.
+ * when the entry does not hold it. None of the texts may hold a line break (0x0D00); one that begins
+ * with a blank is written in base64.
  * 0; -1 as ZAFOLDAPModify (library error 16: the value is not there), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *pHost, const char *szDN,
                                          const char *szAttr, const char *szRemoveVal,
@@ -61,25 +63,28 @@ enum {
     ZAFOLDAP_XID_DOMAIN_SID = 8
 };
 
-/* Reads one value of the pools or the domain's SID as text, cut to the buffer; the
- * buffer becomes "" or stays as it was when there is no such entry or value.
+/* Reads one value of the pools or the domain's SID as text, cut to the buffer, which
+ * stays as it was when there is no such entry or value.
  * 0; -1 with 0x0D00, or as ZAFOLDAPSearchGetValueByDN. */
 ZAFOLDAP_API int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *pHost, char *szBuf, size_t cbBuf,
                                      int type);
 
-/* The same as a number, 0 when there is none. */
+/* The same as a number, decimal; 0 when there is none. *pValue is left alone on failure. */
 ZAFOLDAP_API int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, int type);
 
 /* Takes the next free uid or gid number from the pool and moves its counter on,
  * whether or not an account is made with it. Numbers that an account carries
- * already are stepped over; after the highest comes the lowest.
- * The number; -1 when the pool is full or its bounds make no sense, as
+ * already are stepped over; after the highest comes the lowest. Bounds that cannot be read are 0 and
+ * 4294967295.
+ * The number; -1 when the pool is full (wherever its counter stands, the search for a free number
+ * ends), when its bounds make no sense, as
  * ZAFOLDAPAtomicIncr, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *pHost);
 
 /* Takes the domain's next relative identifier and writes the whole SID
- * ("S-1-5-21-…-RID"), cut to the buffer; 256 bytes suffice.
+ * ("S-1-5-21-…-RID"), cut to the buffer; 256 bytes suffice. Of a domain entry without a
+ * "sambaSID" only "-RID" is left: ZAFOLDAPSambaXidGet says beforehand whether it has one.
  * 0; -1 as ZAFOLDAPAtomicIncr, with 0x0F00 (the base DN has no "dc" component), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPSambaSIDGen(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID);
 

@@ -95,7 +95,8 @@ ZAFOLDAP_API int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
                                                size_t cbCmd);
 
 /* Called for each entry. 0 asks for the next one, a positive value ends the search with success,
- * a negative one aborts it. The entry is valid during the call. */
+ * a negative one aborts it. Host and request are the caller's own records, the entry is valid
+ * during the call. */
 typedef int (*ZAFOLDAP_RESULT_HANDLER)(const ZAFOLDAP_HOST *pHost,
                                        const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                        const ZAFOLDAP_RESULT *pResult, void *pData);

@@ -107,7 +107,8 @@ ZAFOLDAP_API int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVE
  * with the id pool of the record's six numbers, the Samba domain; then indexes it. The
  * suffix is read from slapd.conf; it needs a "dc" component. A running server is stopped
  * and started around every entry.
- * 0; -1 at the first entry that cannot be added; those before it stay. */
+ * 0; -1 at the first entry that cannot be added, one whose DN would have more than 1023 bytes (0x0E00)
+ * among them; those before it stay. */
 ZAFOLDAP_API int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *pParms);
 
 /* Adds the Samba domain named by the suffix's first domain component, with a new
@@ -130,8 +131,9 @@ ZAFOLDAP_API int ZAFOLDAPServerDBReset(void);
 ZAFOLDAP_API int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *pLDIF);
 
 /* 1 when the database holds an entry with exactly this DN, byte for byte; 0 when not, and
- * when that cannot be found out (platform error 0x0900 or 0x0200); -1 with 0x0D00. The DN also stands
- * in a search filter and is not escaped there. */
+ * when that cannot be found out: with platform error 0x0900 or 0x0200, or with neither slot changed
+ * when slapcat's output breaks off. -1 with 0x0D00. The DN also stands in a search filter and is not
+ * escaped there. */
 ZAFOLDAP_API int ZAFOLDAPServerDNIsExist(const char *szDN);
 
 /* 1 when the database holds no data, else 0. */
@@ -146,7 +148,9 @@ ZAFOLDAP_API int ZAFOLDAPServerDBIsEmpty(void);
  * to another name. */
 ZAFOLDAP_API int ZAFOLDAPServerDefaultAdd(void);
 
-/* Adds the container "cn=NAME,BASE". 0; -1 as ZAFOLDAPModify (68: it exists). */
+/* Adds the container "cn=NAME,BASE". The name is escaped in the DN, may not hold a line break, and is
+ * written in base64 as the value of "cn" when it begins with a blank.
+ * 0; -1 as ZAFOLDAPModify (68: it exists), 0x0E00 (the DN would have more than 1023 bytes), 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *pHost, const char *szNodeName);
 
 /* Adds the base entry of the connection's tree, a domain. 0; -1 as ZAFOLDAPModify, or when

@@ -5,8 +5,9 @@
  * What an entry gets depends on the server's schema, nSchema of the connection:
  * posixAccount, shadowAccount (RFC 2307), person, organizationalPerson (RFC
  * 4519), inetOrgPerson (RFC 2798), apple-user, sambaSamAccount. None of the texts may hold a line
- * break; names may hold any other character, and are escaped where they stand in
- * a DN (RFC 4514). A DN of more than 1023 bytes is refused with 0x0E00.
+ * break (0x0D00); names may hold any other character, and are escaped where they stand in
+ * a DN (RFC 4514). A value that begins with a blank is written in base64. A DN of more than 1023 bytes,
+ * given, made or found, is refused with 0x0E00 and never cut.
  */
 #ifndef ZAFOLDAP_USER_H
 #define ZAFOLDAP_USER_H

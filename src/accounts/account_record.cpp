@@ -9,7 +9,6 @@
 
 #include "accounts/account_kind.h"
 #include "platform/crypt.h"
-#include "platform/error.h"
 
 namespace zafo {
 
@@ -31,12 +30,6 @@ void WriteEncoded(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue)
 }
 
 }  // namespace
-
-bool FitsDN(std::string_view dn) {
-    if (dn.size() <= kMaxDN) return true;
-    QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
-    return false;
-}
 
 bool IsOneLine(const char *szText) {
     return szText == nullptr || std::strpbrk(szText, "\r\n") == nullptr;

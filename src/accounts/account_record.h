@@ -6,17 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "core/dn_length.h"
 #include "platform/szlist.h"
 #include "zafoldap/host.h"
 #include "zafoldap/ldif.h"
 
 namespace zafo {
-
-// Longest DN that account functions make or look up: what fits their buffers.
-inline constexpr size_t kMaxDN = 1023;
-
-// Whether a DN is no longer than that; sets platform error 0x0E00 when it is.
-bool FitsDN(std::string_view dn);
 
 // Whether a text fits on one line: a line break in a value would start a line, and with it
 // an attribute or a record, of somebody else's choice. NULL is fine.

@@ -2,7 +2,6 @@
 #include "accounts/account_search.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "frame/log.h"
 #include "platform/error.h"
@@ -75,15 +74,9 @@ int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSear
     return nFound;
 }
 
-bool IsWhole(const FoundText &szText) {
-    if (std::strlen(szText) < sizeof szText - 1) return true;
-    QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
-    return false;
-}
-
 int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName) {
     int nFound = ZAFOLDAPPosixGetUserUID(pHost, szUserDN, szName, sizeof szName);
-    if (nFound > 0 && !IsWhole(szName)) nFound = -1;
+    if (nFound > 0 && !FitsDN(szName)) nFound = -1;
     if (nFound < 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed. [%s] ", szUserDN);
     if (nFound == 0) QLIBCErrSet(QLIB_ERR_NO_SUCH_USER);
     return nFound;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "accounts/account_kind.h"
+#include "core/dn_length.h"
 #include "core/open_search.h"
 #include "platform/szlist.h"
 #include "zafoldap/browser.h"
@@ -51,14 +52,12 @@ int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, u
 // Opens a search at a whole DN and reads its first entry. 1; 0 there is none; -1.
 int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch);
 
-// Buffer for a name or a number that a lookup finds.
-using FoundText = char[1024];
-
-// Whether a lookup had room for all of the text; platform error 0x0E00 when it fills the buffer.
-bool IsWhole(const FoundText &szText);
+// Buffer for what a lookup finds: a DN, a name, a number. FitsDN holds for all of them; the buffer has
+// room for one byte more, so that it tells what was cut.
+using FoundText = char[kMaxDN + 2];
 
 // The login name of the user at a DN. 1; 0, with platform error 0x1D00, there is no such user;
-// -1, also for a name that is not whole.
+// -1, also for a name that is too long (0x0E00).
 int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName);
 
 // A uid or gid as an attribute's text gives it, decimal; all ones, which means none, without a

@@ -41,11 +41,12 @@ std::string AutomountValue(std::string_view host, std::string_view escaped) {
     return std::string(kType).append(" ").append(host).append(":").append(escaped).append("/&");
 }
 
-std::optional<std::string> EscapedExportOf(std::string_view value) {
-    value = value.substr(0, value.find_last_not_of(kBlanks) + 1);
-    if (!value.ends_with('&')) return {};
-    value.remove_suffix(1);
+std::optional<std::string> EscapedExportOf(std::string_view *pValue) {
+    *pValue = pValue->substr(0, pValue->find_last_not_of(kBlanks) + 1);
+    if (!pValue->ends_with('&')) return {};
+    pValue->remove_suffix(1);
 
+    std::string_view value = *pValue;
     const size_t nType = value.find(kType);
     if (nType == std::string_view::npos) return {};
     const size_t nBlank = value.find(' ', nType + kType.size());

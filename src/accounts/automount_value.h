@@ -31,7 +31,8 @@ std::optional<std::string> EscapedPath(std::string_view path);
 std::string AutomountValue(std::string_view host, std::string_view escaped);
 
 // "HOST:PATH/" as it stands in such a value, still escaped; nothing when it is of another form.
-std::optional<std::string> EscapedExportOf(std::string_view value);
+// The value loses at its end what was understood: blanks, then the "&".
+std::optional<std::string> EscapedExportOf(std::string_view *pValue);
 
 // An escaped text as it was; nothing when it does not fit.
 std::optional<std::string> Unescaped(std::string_view escaped);

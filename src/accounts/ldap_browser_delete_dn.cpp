@@ -31,7 +31,7 @@ int DeleteEntry(const ZAFOLDAP_HOST *pHost, const char *szDN, DN_WRITER pfnWrite
 
 // A DN that the server gave may be too long, or no line.
 int CheckFound(const zafo::FoundText &szDN) {
-    if (!zafo::IsWhole(szDN)) return -1;
+    if (!zafo::FitsDN(szDN)) return -1;
     if (zafo::IsOneLine(szDN)) return 0;
     QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
     return -1;

@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr size_t kDescriptionSize = 1024;
+// One byte more than the longest that is compared whole: it tells what was cut.
+constexpr size_t kDescriptionSize = 1025;
 
 // What really changes; NULL stays.
 struct CHANGES {
@@ -109,5 +110,7 @@ int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
     REQUIRE_ONE_LINE(szNewGroupCN);
     REQUIRE_ONE_LINE(szDesc);
 
-    return zafo::Guarded(-1, [&] { return Edit(pHost, szGroupDN, {szNewGroupCN, szDesc, pGid}); });
+    return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] {
+        return Edit(pHost, szGroupDN, {szNewGroupCN, szDesc, pGid});
+    });
 }

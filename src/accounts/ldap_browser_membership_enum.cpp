@@ -25,7 +25,7 @@ int GidOf(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, const char *szGroup
     const char *szDN = blByDN ? szGroupDN : pHost->szBaseDN;
     const int nValues =
         ZAFOLDAPSearchGetValueByDN(pHost, szDN, filter->c_str(), kGid, szGid, sizeof szGid);
-    return nValues >= 0 && zafo::IsWhole(szGid) ? 0 : -1;
+    return nValues >= 0 && zafo::FitsDN(szGid) ? 0 : -1;
 }
 
 int ListByPrimaryGid(const ZAFOLDAP_HOST *pHost, const char *szGid, QLIBSZLIST **ppUserUIDList) {

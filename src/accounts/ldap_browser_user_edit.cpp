@@ -46,6 +46,12 @@ struct ENTRY {
     std::string newDN;       // the DN that it will have
 };
 
+int CheckLength(const std::string &dn) {
+    if (zafo::FitsDN(dn)) return 0;
+    ZAFO_LOG("DN [%s] is too long. [0x%04X]", dn.c_str(), zafo::PlatformError());
+    return -1;
+}
+
 int ReadEntry(const REQUEST &request, ENTRY *pEntry) {
     ZAFOUSER *pUser = nullptr;
     const int nFound = ZAFOLDAPBrowserUserGet(request.pHost, request.szDN, &pUser, nullptr);
@@ -56,6 +62,7 @@ int ReadEntry(const REQUEST &request, ENTRY *pEntry) {
     }
     if (ZAFOLDAPSearchObjectClasses(request.pHost, request.szDN, zafo::kUserFilter,
                                     &pEntry->nClasses) != 0) {
+        ZAFO_LOG("get object classes of %s failed. [0x%04X]", request.szDN, zafo::PlatformError());
         return -1;
     }
     if ((pEntry->nClasses & ZAFOLDAP_CLASS_POSIX_ACCOUNT) == 0) {
@@ -73,6 +80,8 @@ int CheckName(const REQUEST &request, ENTRY *pEntry) {
     if (!pEntry->blRenamed) return 0;
     if (!zafo::IsOneLine(szCurrent)) {  // as foreign as a caller's; the groups take it out
         QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
+        ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.szDN,
+                 zafo::PlatformError());
         return -1;
     }
     if (!zafo::IsNameTaken(request.pHost, zafo::kUsers, szWanted)) return 0;
@@ -134,7 +143,7 @@ int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
     pEntry->newDN.assign(pEntry->szRDNAttr).append("=");
     pEntry->newDN.append(zafo::EscapedForDN(request.pWanted->szName));
     pEntry->newDN.append(szParent[0] != '\0' ? "," : "").append(szParent);
-    return zafo::FitsDN(pEntry->newDN) ? 0 : -1;
+    return CheckLength(pEntry->newDN);
 }
 
 int ChangeEntry(const REQUEST &request, const ENTRY &entry) {
@@ -179,7 +188,7 @@ int FollowUp(const REQUEST &request, const ENTRY &entry) {
 }
 
 int Edit(const REQUEST &request) {
-    if (!zafo::FitsDN(request.szDN)) return -1;
+    if (CheckLength(request.szDN) != 0) return -1;
     ENTRY entry;
     if (ReadEntry(request, &entry) != 0 || CheckName(request, &entry) != 0 ||
         CheckNumber(request, entry) != 0 || CheckPassword(request) != 0 ||
@@ -220,5 +229,5 @@ int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *pHost, const char *szUserDN, co
     REQUIRE_ONE_LINE(pUser->szMail);
     REQUIRE_ONE_LINE(pHost->szBaseDN);  // in the groups
 
-    return zafo::Guarded(-1, [&] { return Edit(request); });
+    return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] { return Edit(request); });
 }

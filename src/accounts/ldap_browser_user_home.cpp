@@ -3,11 +3,12 @@
 // Home folders, made in the export that users mount theirs from.
 #include <sys/stat.h>
 
-#include <cstring>
 #include <string>
+#include <string_view>
 
 #include "accounts/account_owner.h"
 #include "accounts/account_record.h"
+#include "accounts/account_search.h"
 #include "accounts/automount_value.h"
 #include "accounts/ldap_mount.h"
 #include "core/list.h"
@@ -23,7 +24,6 @@
 namespace {
 
 constexpr mode_t kHomeMode = 0700;
-constexpr size_t kMaxValue = 1024;
 
 int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *szLoggedPath) {
     if (ZAFOFSMkdirP(folder.c_str(), 0, 1, user.pw_uid, user.pw_gid, kHomeMode) >= 0) return 0;
@@ -85,18 +85,16 @@ int CreateOne(const char *szHomePath, const ZAFOUSER &user) {
 int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
     const std::string dn = zafo::AutomountKeyDN(*pHost, zafo::kAnyKey, zafo::kHomeMap);
     if (!zafo::FitsDN(dn)) return -1;
-    char szValue[kMaxValue];
+    zafo::FoundText szValue;
     if (ZAFOLDAPSearchGetValueByDN(pHost, dn.c_str(), nullptr, zafo::kAutomountInformation, szValue,
                                    sizeof szValue) < 0) {
         return -1;
     }
-    if (std::strlen(szValue) + 1 == sizeof szValue) {  // it may go on
-        QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
-        return -1;
-    }
-    const auto escaped = zafo::EscapedExportOf(szValue);
+    if (!zafo::FitsDN(szValue)) return -1;
+    std::string_view left = szValue;
+    const auto escaped = zafo::EscapedExportOf(&left);
     if (!escaped) {
-        ZAFO_LOG("unknown format of automountInformation: %s", szValue);
+        ZAFO_LOG("unknown format of automountInformation: %s", std::string(left).c_str());
         return -1;
     }
     const auto path = zafo::Unescaped(*escaped);

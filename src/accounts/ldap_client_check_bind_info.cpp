@@ -79,7 +79,6 @@ int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
     if (nResult < 0) return nResult;
     zafo::OwnHost clone;
     if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) return nResult;
-    clone.host.nSchema = 0;  // what the server says now counts, not what it said once
     if (ZAFOLDAPHostGetSupportedSchema(&clone.host) < 0) return nResult;
     JudgeClasses(clone.host.nSchema);
     return nResult;

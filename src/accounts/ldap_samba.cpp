@@ -184,8 +184,7 @@ int GenerateSID(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID) {
         ZAFO_LOG("get sambaSID failed.");
         return -1;
     }
-    if (ZAFOLDAPSambaXidGet(pHost, szDomainSID, sizeof szDomainSID, ZAFOLDAP_XID_DOMAIN_SID) != 0 ||
-        szDomainSID[0] == '\0') {
+    if (ZAFOLDAPSambaXidGet(pHost, szDomainSID, sizeof szDomainSID, ZAFOLDAP_XID_DOMAIN_SID) != 0) {
         ZAFO_LOG("get domain SID failed.");
         return -1;
     }

@@ -3,6 +3,7 @@
 // What kind of server a connection leads to, told by a marker entry of each kind.
 #include <cstdio>
 
+#include "core/dn_length.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -14,7 +15,6 @@
 namespace {
 
 constexpr int kNoSuchObject = 32;  // LDAP result code noSuchObject
-constexpr size_t kMaxDN = 1024;
 
 // Whether a search finds an entry: 1, 0 (also when its base does not exist) or -1.
 int FindsEntry(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_SEARCH_REQUEST *pRequest) {
@@ -34,9 +34,10 @@ int ZAFOLDAPBrowserCheckZafoSchema(const ZAFOLDAP_HOST *pHost) {
     if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
     if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
 
-    char szMarker[kMaxDN];
+    char szMarker[zafo::kMaxDN + 2];  // one byte more: it tells what was cut
     snprintf(szMarker, sizeof szMarker, "%s=%s,%s", "cn", "zafoconf",
              pHost->szBaseDN != nullptr ? pHost->szBaseDN : "");
+    if (!zafo::FitsDN(szMarker)) return -1;
     ZAFOLDAP_SEARCH_REQUEST request;
     if (ZAFOLDAPSearchRequestInit(&request, 1) != 0) return -1;
     request.szBase = szMarker;

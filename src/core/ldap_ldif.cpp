@@ -86,7 +86,10 @@ int OpenNextFile(ZAFOLDAP_LDIF *pLDIF) {
 
 FILE *OpenStream(int fd) {
     FILE *pFile = fd >= 0 ? fdopen(fd, "w") : nullptr;
-    if (pFile == nullptr && fd >= 0) close(fd);
+    if (pFile == nullptr && fd >= 0) {
+        ZAFO_LOG("a change file cannot be opened: %s", strerror(errno));
+        close(fd);
+    }
     return pFile;
 }
 

@@ -20,11 +20,15 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
+#include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/own_file.h"
@@ -41,6 +45,7 @@ namespace zafo {
 namespace {
 
 constexpr size_t kMaxLoggedCommand = 4095;
+constexpr const char *kBase64 = "base64";
 
 int g_nSearchSequence = 0;
 
@@ -126,11 +131,22 @@ bool IsSpace(char c) {
 // error. 0 when the tool succeeded or no search was open, else -1.
 int EndSearch(ZAFOLDAP_RESULT *pResult);
 
+// The list of an entry's marks; nothing, with a line in the log, without memory.
+std::optional<List> MakeMarks() {
+    try {
+        return List();
+    } catch (const std::bad_alloc &) {
+        ZAFO_LOG("Memory allocation failed.");
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return {};
+    }
+}
+
 // Reads one entry into a result record.
 class EntryReader {
   public:
-    EntryReader(const Window &window, ZAFOLDAP_RESULT *pResult)
-        : window_(window), result_(*pResult) {}
+    EntryReader(const Window &window, ZAFOLDAP_RESULT *pResult, List marks)
+        : window_(window), result_(*pResult), marks_(std::move(marks)) {}
 
     // As ZAFOLDAPSearchGetNext.
     int Read();
@@ -144,14 +160,15 @@ class EntryReader {
     Step Continuation(const char *szText);
     Step Pair(char *szLine);
     bool FlushFolded();
+    bool Decode();
     bool DecodeValues();
 
     const Window window_;
     ZAFOLDAP_RESULT &result_;
     LineBuffer line_;
     size_t entry_size_ = 0;    // so far, whether it is stored or not
-    int pairs_ = 0;            // of this entry, as counted here
-    std::vector<int> base64_;  // those whose value stands in base64
+    List marks_;               // one for each pair of this entry: kBase64, or ""
+    bool has_base64_ = false;  // one of them at least
     std::string folded_;       // text of the last value while continuation lines add to it
     bool is_folded_ = false;
     bool skip_continuation_ = false;
@@ -214,14 +231,14 @@ EntryReader::Step EntryReader::EndOfEntry() {
     commented_ = in_entry_ = false;
     if (blOnlyComments) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
-    if (result_.plistValue->nItem != pairs_) {
-        ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, pairs_);
+    if (result_.plistValue->nItem != marks_.size()) {
+        ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, marks_.size());
         return Step::kFailed;
     }
-    if (!DecodeValues()) return Step::kFailed;
-    pairs_ = 0;
+    if (!Decode()) return Step::kFailed;
     entry_size_ = 0;
-    base64_.clear();
+    QLIBCSzListRemoveAll(marks_.get());
+    has_base64_ = false;
     const bool blInside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
     return blInside ? Step::kDelivered : Step::kGoOn;
@@ -251,8 +268,8 @@ EntryReader::Step EntryReader::Pair(char *szLine) {
     if (blBase64) ++szValue;
     while (IsSpace(*szValue))
         ++szValue;
-    if (blBase64) base64_.push_back(pairs_);
-    ++pairs_;
+    marks_.Push(blBase64 ? kBase64 : "");
+    has_base64_ = has_base64_ || blBase64;
     if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
@@ -264,13 +281,24 @@ bool EntryReader::FlushFolded() {
     return ReplaceLastValue(&result_, folded_.c_str()) == 0;
 }
 
+bool EntryReader::Decode() {
+    try {
+        return DecodeValues();
+    } catch (const std::bad_alloc &) {
+        ZAFO_LOG("out of memory");
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return false;
+    }
+}
+
 // Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the size of
 // the buffer and leave it alone. So it counts only where it can be the length of what was decoded; else
 // the value ends at the first zero of a buffer that was all zeros, or at the one behind it.
 bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
-    for (const int i : base64_) {
+    for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
+        if (marks_[i][0] == '\0') continue;
         const char *szText = QLIBCSzListGet(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
         const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
@@ -336,6 +364,18 @@ int EndSearch(ZAFOLDAP_RESULT *pResult) {
     return nResult;
 }
 
+// Runs what needs an argument vector, and says when there is no memory for it.
+template <class Body>
+int WithVector(const Body &body) {
+    try {
+        return body();
+    } catch (const std::exception &) {
+        ZAFO_LOG("Failed to alloc arg array (%s)", std::strerror(errno));
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
+}
+
 void LogCommand(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
     if (ZAFOLDAPDebugEnabled() == 0) return;
     ZAFOLDAP_HOST masked = host;
@@ -369,15 +409,11 @@ int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
     if (szCmd == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
     if (cbCmd == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
 
-    try {
+    return zafo::WithVector([&] {
         const std::string line = zafo::CommandLine(zafo::SearchArguments(*pHost, *pRequest));
         zafo::CopyText(line.c_str(), szCmd, cbCmd);
         return 0;
-    } catch (const std::exception &) {
-        ZAFO_LOG("Failed to alloc arg array (%s)", std::strerror(errno));
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    });
 }
 
 int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
@@ -391,7 +427,7 @@ int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST
 
     snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
              zafo::g_nSearchSequence++);
-    return zafo::Guarded(-1, [&] {
+    return zafo::WithVector([&] {
         zafo::LogCommand(*pHost, *pRequest);
         pResult->pFile = zafo::StartTool(*pHost, *pRequest);
         if (pResult->pFile != nullptr) return 0;
@@ -410,8 +446,11 @@ int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESU
     ZAFOLDAPResultRemoveAll(pResult);
     if (pResult->pFile == nullptr) return 0;
     if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
-    return zafo::Guarded(
-        -1, [&] { return zafo::EntryReader(zafo::Window(*pRequest), pResult).Read(); });
+    return zafo::Guarded(-1, [&] {
+        auto marks = zafo::MakeMarks();
+        if (!marks) return -1;
+        return zafo::EntryReader(zafo::Window(*pRequest), pResult, std::move(*marks)).Read();
+    });
 }
 
 int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {

@@ -16,7 +16,7 @@ int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_RE
     }
     int nFound = 0;
     while ((nFound = search.Next()) == 1) {
-        const int nWish = pResultHandler(pHost, &search.request, &search.result, pData);
+        const int nWish = pResultHandler(pHost, pRequest, &search.result, pData);
         if (nWish != 0) return nWish < 0 ? nWish : 0;
     }
     return nFound < 0 ? -1 : 0;

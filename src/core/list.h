@@ -56,7 +56,8 @@ inline Map MakeMap() {
     return Map(QLIBCSzHashAlloc(kListCapacity));
 }
 
-// A new list with the capacity and the items of `pSource`; nullptr when it cannot be made.
+// A new list with the capacity and the items of `pSource`, those left out that are NULL; nullptr when it
+// cannot be made.
 inline QLIBSZLIST *CloneList(const QLIBSZLIST *pSource) {
     QLIBSZLIST *pList = QLIBCSzListAlloc(pSource->nCapacity);
     if (pList == nullptr) return nullptr;

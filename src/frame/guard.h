@@ -3,6 +3,8 @@
 // The C boundary: no exception leaves an exported function.
 #pragma once
 
+#include <syslog.h>
+
 #include <exception>
 
 #include "platform/error.h"
@@ -18,6 +20,18 @@ Result Guarded(Result failure, const Body &body) noexcept {
     } catch (const std::exception &) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return failure;
+    }
+}
+
+// The same for -1, with a line in the log as of that place of a file.
+template <class Body>
+int GuardedAloud(const char *szFile, int nLine, const Body &body) noexcept {
+    try {
+        return body();
+    } catch (const std::exception &) {
+        syslog(LOG_ERR, "%s:%d out of memory", szFile, nLine);
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return -1;
     }
 }
 

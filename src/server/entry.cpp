@@ -11,14 +11,15 @@ namespace zafo {
 
 namespace {
 
-int CheckDN(const char *szDN) {
-    if (*szDN == '\0' || !FitsDN(szDN)) return -1;
+int CheckDN(const std::string &dn) {
+    const char *szDN = dn.c_str();
+    if (*szDN == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *szDN");
     REQUIRE_ONE_LINE(szDN);
-    return 0;
+    return FitsDN(dn) ? 0 : -1;
 }
 
 int Write(ChangeFile &change, const Entry &entry) {
-    if (CheckDN(entry.dn.c_str()) != 0 || change.Open() != 0) return -1;
+    if (CheckDN(entry.dn) != 0 || change.Open() != 0) return -1;
     ZAFOLDAPLdifTargetDN(change.get(), entry.dn.c_str());
     for (const auto &[szAttr, value] : entry.attributes)
         WriteValue(change.get(), szAttr, value.c_str());
@@ -28,9 +29,7 @@ int Write(ChangeFile &change, const Entry &entry) {
 }  // namespace
 
 std::string EntryDN(const char *szAttr, const char *szName, const std::string &parent) {
-    std::string dn =
-        std::string(szAttr).append("=").append(EscapedForDN(szName)).append(",").append(parent);
-    return FitsDN(dn) ? dn : std::string();
+    return std::string(szAttr).append("=").append(EscapedForDN(szName)).append(",").append(parent);
 }
 
 Entry Container(const char *szName, const std::string &parent) {

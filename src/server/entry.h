@@ -17,7 +17,7 @@ struct Entry {
     std::vector<std::pair<const char *, std::string>> attributes;
 };
 
-// "ATTR=NAME,PARENT". Empty, with platform error 0x0E00, when that is too long.
+// "ATTR=NAME,PARENT", as long as it gets: whether it can be a name is asked when it becomes one.
 std::string EntryDN(const char *szAttr, const char *szName, const std::string &parent);
 
 // "cn=NAME,PARENT", an entry that holds others.

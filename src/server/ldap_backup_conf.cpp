@@ -10,10 +10,8 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 #include "core/list.h"
-#include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
 #include "platform/error.h"
@@ -68,6 +66,11 @@ int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
     return nPairs < 0 && nReason == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
 }
 
+int FailForMemory() {
+    QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+    return -1;
+}
+
 // --- Reading ------------------------------------------------------------------
 
 bool ParseSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
@@ -95,63 +98,60 @@ int MaxFileOf(const char *szText) {
     return n > 0 ? static_cast<int>(std::min<long>(n, INT_MAX)) : kDefaultMaxFile;
 }
 
-// Every string goes into one list, whose block may move with each: the record points into it
-// only when it is complete.
-class Strings {
-  public:
-    void Add(const char **pszField, const char *szText) {
-        list_.Push(szText);
-        fields_[nField_++] = pszField;
+// The record's strings in the order in which they come; the list's block may move with each.
+int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG::*pszField,
+            const char *szText) {
+    const char *ZAFOLDAP_BACKUP_CONFIG::*const kFields[] = {&ZAFOLDAP_BACKUP_CONFIG::szTask,
+                                                            &ZAFOLDAP_BACKUP_CONFIG::szDestShare,
+                                                            &ZAFOLDAP_BACKUP_CONFIG::szDestDir};
+    if (QLIBCSzListPush(&pConfig->plistBuffer, szText) < 0) return -1;
+    pConfig->*pszField = szText;
+    int i = 0;
+    for (const auto pszOther : kFields) {
+        if (pConfig->*pszOther == nullptr) continue;
+        pConfig->*pszOther = QLIBCSzListGet(pConfig->plistBuffer, i++);
     }
-    void HandTo(QLIBSZLIST **pplistBuffer) {
-        for (int i = 0; i < nField_; ++i)
-            *fields_[i] = list_[i];
-        *pplistBuffer = std::exchange(*list_.address(), nullptr);
-    }
-
-  private:
-    zafo::List list_;
-    const char **fields_[3] = {};
-    int nField_ = 0;
-};
-
-void ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig, Strings *pStrings) {
-    if (const char *szShare = QLIBCSzHashGetValue(pMap, kKeyDestShare)) {
-        pStrings->Add(&pConfig->szDestShare, szShare);
-        SharePath szPath = "";
-        if (zafo::Ended(szPath, ZAFOSharePathGet(szShare, szPath, sizeof szPath)) == 0) {
-            pStrings->Add(&pConfig->szDestDir, szPath);
-        }
-    } else if (const char *szDir = QLIBCSzHashGetValue(pMap, kKeyDestDir)) {
-        pStrings->Add(&pConfig->szDestDir, szDir);
-    }
+    return 0;
 }
 
-int ReadSection(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig, Strings *pStrings) {
+int ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
+    if (const char *szShare = QLIBCSzHashGetValue(pMap, kKeyDestShare)) {
+        if (SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestShare, szShare) != 0) return -1;
+        SharePath szPath = "";
+        if (zafo::Ended(szPath, ZAFOSharePathGet(szShare, szPath, sizeof szPath)) != 0) return 0;
+        return SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, szPath);
+    }
+    const char *szDir = QLIBCSzHashGetValue(pMap, kKeyDestDir);
+    return szDir != nullptr ? SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, szDir) : 0;
+}
+
+int ReadSection(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
     const char *szEnabled = QLIBCSzHashGetValue(pMap, kKeyEnabled);
     pConfig->blEnabled = szEnabled != nullptr && strcasecmp(szEnabled, kYes) == 0 ? 1 : 0;
     if (ReadSchedule(QLIBCSzHashGetValue(pMap, kKeySchedule), &pConfig->schedule) != 0) return -1;
-    ReadDestination(pMap, pConfig, pStrings);
+    if (ReadDestination(pMap, pConfig) != 0) return -1;
     pConfig->nMaxFile = MaxFileOf(QLIBCSzHashGetValue(pMap, kKeyMaxFile));
     return 0;
 }
 
+// 1 when there is such a section; 0, also when it cannot be read; -1 without the lock.
 int LoadUnderLock(const char *szTask, QLIBSZHASH *pMap) {
     const ConfLock lock(LOCK_SH);
-    return lock.IsHeld() ? LoadSection(szTask, pMap) : -1;
+    if (!lock.IsHeld()) return -1;
+    return QLIBCFileGetSection(kBackupConf, szTask, pMap) > 0 ? 1 : 0;
 }
 
 int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
+    *pConfig = {};
     pConfig->nMaxFile = kDefaultMaxFile;
-    Strings strings;
-    strings.Add(&pConfig->szTask, szTask);
+    pConfig->plistBuffer = QLIBCSzListAlloc(zafo::kListCapacity);
+    if (pConfig->plistBuffer == nullptr) return FailForMemory();
+    if (SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szTask, szTask) != 0) return -1;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return -1;
+    if (map == nullptr) return FailForMemory();
     const int nLoaded = LoadUnderLock(szTask, map.get());
-    if (nLoaded < 0) return -1;
-    if (nLoaded == 1 && ReadSection(map.get(), pConfig, &strings) != 0) return -1;
-    strings.HandTo(&pConfig->plistBuffer);
-    return 0;
+    if (nLoaded == 1) return ReadSection(map.get(), pConfig);
+    return nLoaded;
 }
 
 // --- Writing ------------------------------------------------------------------
@@ -202,10 +202,7 @@ int LogSaveFailure(const char *szTask) {
 
 int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return FailForMemory();
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
     const int nLoaded = LoadSection(szTask, map.get());
@@ -226,11 +223,7 @@ int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
 
 int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
     if (pConfig == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
-    *pConfig = {};
-    const int nResult =
-        zafo::Guarded(-1, [&] { return Get(pConfig, szTask != nullptr ? szTask : kDefaultTask); });
-    if (nResult != 0) *pConfig = {};
-    return nResult;
+    return Get(pConfig, szTask != nullptr ? szTask : kDefaultTask);
 }
 
 int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {

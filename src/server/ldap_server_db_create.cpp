@@ -2,13 +2,14 @@
 //
 // The skeleton of a new database: the tree's base, containers for users and groups, the id pool
 // under "cn=zafoconf" (a sambaUnixIdPool entry for each of its pairs of numbers), the Samba domain.
-// Each entry is added offline unless it exists, so that nothing of a used database changes.
+// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets its
+// name right before that, so that whatever is wrong with a name is told of the entry that it would be.
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "core/dn_length.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -54,7 +55,9 @@ std::optional<std::string> DomainComponent(const char *szDN) {
     return {};
 }
 
+// What cannot be a name is no entry's, and the probe is not asked for it.
 bool Exists(const std::string &dn) {
+    if (dn.empty() || !zafo::FitsDN(dn)) return false;
     if (ZAFOLDAPServerDNIsExist(dn.c_str()) != 1) return false;
     ZAFO_DEBUG_LOG("node [%s] is already exist", dn.c_str());
     return true;
@@ -67,6 +70,10 @@ int Load(const zafo::Entry &entry) {
     return -1;
 }
 
+int LoadUnlessThere(const zafo::Entry &entry) {
+    return Exists(entry.dn) ? 0 : Load(entry);
+}
+
 int LoadBase(const char *szSuffix) {
     if (Exists(szSuffix)) return 0;
     const auto component = DomainComponent(szSuffix);
@@ -74,26 +81,31 @@ int LoadBase(const char *szSuffix) {
     return Load({szSuffix, {{"dc", *component}, {"objectClass", "domain"}}});
 }
 
-std::vector<zafo::Entry> EntriesBelow(const std::string &suffix,
-                                      const ZAFOLDAP_SERVER_PARAM &parms) {
-    const zafo::Entry bookkeeping = zafo::Container("zafoconf", suffix);
+constexpr const char *kBookkeeping = "zafoconf";
+
+int LoadContainers(const std::string &suffix) {
+    for (const char *szName : {"users", "groups", kBookkeeping}) {
+        if (LoadUnlessThere(zafo::Container(szName, suffix)) != 0) return -1;
+    }
+    return 0;
+}
+
+int LoadPools(const std::string &suffix, const ZAFOLDAP_SERVER_PARAM &parms) {
+    const std::string parent = zafo::EntryDN("cn", kBookkeeping, suffix);
     const Pool pools[] = {{"MinID", parms.nMinUid, parms.nMinGid},
                           {"MaxID", parms.nMaxUid, parms.nMaxGid},
                           {"CurID", parms.nCurUid, parms.nCurGid},
                           {"MaxNum", kMaxAccounts, kMaxAccounts}};
-    std::vector<zafo::Entry> entries{zafo::Container("users", suffix),
-                                     zafo::Container("groups", suffix), bookkeeping};
-    for (const Pool &pool : pools)
-        entries.push_back(PoolEntry(pool, bookkeeping.dn));
-    return entries;
+    for (const Pool &pool : pools) {
+        if (LoadUnlessThere(PoolEntry(pool, parent)) != 0) return -1;
+    }
+    return 0;
 }
 
 int Create(const ZAFOLDAP_SERVER_PARAM &parms) {
     char szSuffix[zafo::kServerText];
     if (zafo::ReadSuffix(szSuffix) != 0 || LoadBase(szSuffix) != 0) return -1;
-    for (const zafo::Entry &entry : EntriesBelow(szSuffix, parms)) {
-        if (!Exists(entry.dn) && Load(entry) != 0) return -1;
-    }
+    if (LoadContainers(szSuffix) != 0 || LoadPools(szSuffix, parms) != 0) return -1;
     if (ZAFOLDAPServerSambaDomainCreate(szSuffix, &parms) != 0) {
         ZAFO_LOG("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]", zafo::PlatformError());
         return -1;

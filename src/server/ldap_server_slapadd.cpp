@@ -81,8 +81,8 @@ bool HasLine(FILE *pOutput, const std::string &wanted) {
     while (const char *szLine = lines.Next()) {
         if (wanted == szLine) return true;
     }
-    // The lines also end when there is no memory for one.
-    if (std::feof(pOutput) == 0) throw std::bad_alloc();
+    // The lines also end when there is no memory for one. An error while reading is their end.
+    if (std::feof(pOutput) == 0 && std::ferror(pOutput) == 0) throw std::bad_alloc();
     return false;
 }
 

@@ -135,7 +135,13 @@ const Calls &PasswordCalls() {
     static const std::vector<int> kStart = {0x0200, 0x0900};
     static const Calls kCalls = {
         {"EncryptPasswd", ScriptHash, RunEncryptPasswd, {-1}, kStart},
-        {"Passwd", NoScript, RunPasswd, {-1}, kStart},
+        {"Passwd",
+         NoScript,
+         RunPasswd,
+         {-1},
+         kStart,
+         {kStaleLdapCode},
+         {"Failed to alloc arg (Cannot allocate memory)"}},
     };
     return kCalls;
 }
@@ -209,7 +215,8 @@ void RunUserEdit(Outcome &outcome) {
     user.pw_uid = 6;
     user.pw_gid = GID_ERR;
     user.pw_shell = Writable("/bin/sh");
-    outcome.result = ZAFOLDAPBrowserUserEdit(&host, "uid=ann,dc=a", &user, nullptr, nullptr);
+    outcome.result =
+        ZAFOLDAPBrowserUserEdit(&host, "uid=ann,ou=people,dc=a", &user, nullptr, nullptr);
     FailingAllocator::StopFailing();
 }
 
@@ -255,13 +262,15 @@ const Calls &WritingCalls() {
          RunUserEdit,
          {-1},
          kCodes,
-         {kStaleLdapCode, -65538, -65540}},
+         {kStaleLdapCode, -65538, -65540},
+         {"out of memory"}},
         {"BrowserGroupEdit",
          ScriptGroupEdit,
          RunGroupEdit,
          {-1},
          kCodes,
-         {kStaleLdapCode, -65539, -65541}},
+         {kStaleLdapCode, -65539, -65541},
+         {"out of memory"}},
         {"BrowserDeleteUser", ScriptDeleteUser, RunDeleteUser, {-1}, kCodes},
     };
     return kCalls;

@@ -148,8 +148,8 @@ TEST_P(DeleteByName, AmbiguousNameIsLoggedAndDeletesNothing) {
 
 TEST_P(DeleteByName, FoundDNThatIsTooLongOrBreaksALineDeletesNothing) {
     const std::pair<std::string, int> cases[] = {
-        {Entry(std::string(1022, 'x')), 0},
-        {Entry(std::string(1023, 'x')), 0x0E00},
+        {Entry(std::string(1023, 'x')), 0},
+        {Entry(std::string(1024, 'x')), 0x0E00},
         {Entry(std::string(2000, 'x')), 0x0E00},
         {"dn:: Y249YQp4OiB5\n\n", 0x0F00},  // "cn=a\nx: y"
     };

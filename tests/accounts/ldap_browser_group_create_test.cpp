@@ -177,6 +177,7 @@ TEST_F(GroupCreate, EveryFailingToolHasThisOutcome) {
 
 TEST_F(GroupCreate, SidThatCannotBeMadeIsWrittenEmpty) {
     host_.nSchema = kSamba;
+    Prepare({{"ldapsearch"}, {"ldapsearch"}, {"ldapsearch"}, {"ldapmodify"}}, 2, 50);
     EXPECT_EQ(Create(Staff()), 0);
     EXPECT_THAT(LastChange(), testing::HasSubstr("\nsambaSID: \n"));
 }

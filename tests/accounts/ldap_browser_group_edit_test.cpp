@@ -88,11 +88,11 @@ TEST_F(GroupEdit, DescriptionIsComparedByBytesWithWhatThereIs) {
 }
 
 TEST_F(GroupEdit, DescriptionThatMayHaveBeenCutCountsAsAnother) {
-    const std::string whole(1022, 'd');
+    const std::string whole(1023, 'd');
     EXPECT_EQ(ChangeOf({.description = whole}, LdifOf(whole)), "");
-    for (const size_t length : {1023u, 1024u, 5000u}) {
+    for (const size_t length : {1024u, 1025u, 5000u}) {
         const std::string current(length, 'd');
-        const std::string wanted = current.substr(0, 1023);
+        const std::string wanted = current.substr(0, 1024);
         EXPECT_EQ(ChangeOf({.description = wanted}, LdifOf(current)),
                   "dn: " + kStaffDN +
                       "\nchangetype: modify\nreplace: description\ndescription: " + wanted + "\n");

@@ -96,7 +96,7 @@ TEST_F(GroupsOfUser, ByDNOfNobodyIsNoSuchUser) {
 }
 
 TEST_F(GroupsOfUser, ByDNRefusesANameThatDoesNotFit) {
-    const std::string fits(1022, 'n');
+    const std::string fits(1023, 'n');
     Answer("dn: x\nuid: " + fits + "\n\n");
     Answer("");
     EXPECT_EQ(RunByDN(), 0);
@@ -160,7 +160,7 @@ TEST_F(PrimaryUsers, WhatCameBeforeAFailureStays) {
 }
 
 TEST_F(PrimaryUsers, TextThatDoesNotFitIsRefused) {
-    Answer("dn: x\ngidNumber: " + std::string(1023, '1') + "\n\n");
+    Answer("dn: x\ngidNumber: " + std::string(1024, '1') + "\n\n");
     EXPECT_EQ(Run(kGroupDN, nullptr), -1);
     ExpectSlots(kStaleLdapCode, 0x0E00);
     EXPECT_EQ(Run(nullptr, std::string(2100, 'n').c_str()), -1);

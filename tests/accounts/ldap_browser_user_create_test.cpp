@@ -350,7 +350,7 @@ TEST_F(UserCreate, DomainThatIsGoneAtTheSecondLookKeepsTheSidOfTheFirst) {
 
 TEST_F(UserCreate, SidThatCannotBeMadeIsWrittenEmpty) {
     host_.nSchema = kSamba;
-    Prepare({{"ldapsearch"}});
+    Prepare({{"ldapsearch"}, {"ldapsearch"}, {"ldapsearch"}, {"ldapmodify"}}, 2, 50);
     EXPECT_EQ(Create({}), 0);
     EXPECT_THAT(LastChange(), testing::HasSubstr("\nsambaSID: \n"));
 }

@@ -417,7 +417,7 @@ TEST_F(UserEdit, EveryFailingToolHasThisOutcome) {
         kSteps,
         {
             {-1, {}, 1, {no_read, "get user " + kPersonDN + " failed. "}},
-            {-1, {}, 2, {}},
+            {-1, {}, 2, {"get object classes of " + kPersonDN + " failed. [0x1234]"}},
             {-1, -65538, 3, {no_read + ", $KEY ($CODE)", "user bob.jones exists in db."}},
             {-1, -65540, 4, {no_read, "uid number 4294967294 exists in db."}},
             {-1,
@@ -496,6 +496,7 @@ TEST_F(UserEdit, DNThatIsTooLongChangesNothing) {
     request.dn += 'y';
     EXPECT_EQ(Edit(request), -1);
     ExpectSlots(kStaleLdapCode, 0x0E00);
+    EXPECT_THAT(LoggedTexts(), ElementsAre("DN [" + request.dn + "] is too long. [0x0E00]"));
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
@@ -507,6 +508,7 @@ TEST_F(UserEdit, NewDNThatIsTooLongChangesNothing) {
     PrepareEntry({}, dn);
     EXPECT_EQ(Edit(Renamed(longest + "n", dn)), -1);
     ExpectSlots(kStaleLdapCode, 0x0E00);
+    EXPECT_THAT(LoggedTexts(), ElementsAre("DN [uid=" + longest + "n,dc=x] is too long. [0x0E00]"));
     EXPECT_THAT(Changes(), IsEmpty());
 }
 
@@ -531,6 +533,8 @@ TEST_F(UserEdit, CurrentNameThatBreaksALineIsNotCarriedIntoTheGroups) {
     Prepare({{"ldapsearch", entry}, {"ldapsearch", entry}, {"ldapsearch"}});
     EXPECT_EQ(Edit(Renamed("bob.jones")), -1);
     ExpectSlots(kStaleLdapCode, 0x0F00);
+    EXPECT_THAT(LoggedTexts(),
+                ElementsAre("the name of user " + kPersonDN + " is more than one line. [0x0F00]"));
     EXPECT_THAT(Changes(), IsEmpty());
 }
 

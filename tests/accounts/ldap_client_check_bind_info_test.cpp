@@ -163,12 +163,14 @@ TEST_F(BrowserCheck, EveryMissingClassIsTold) {
     }
 }
 
-// What the record says of an earlier day does not stand in for the server.
-TEST_F(BrowserCheck, ClassesOfTheRecordDoNotCount) {
-    host_.nSchema = 0x1FFF;
+// What the server says is added to what the record has of an earlier day.
+TEST_F(BrowserCheck, ClassesOfTheRecordCountToo) {
+    host_.nSchema = 0x01C0;  // all but posixAccount
     EXPECT_EQ(Check({"posixAccount"}), 0);
+    EXPECT_EQ(ZAFOLDAPErrGet(), 0);
+    EXPECT_EQ(Check({"posixGroup"}), 0);
     EXPECT_EQ(ZAFOLDAPErrGet(), -65537);
-    EXPECT_EQ(host_.nSchema, 0x1FFFu);
+    EXPECT_EQ(host_.nSchema, 0x01C0u) << "the record is left alone";
 }
 
 TEST_F(BrowserCheck, UnreadableSchemaIsPassedOver) {
@@ -214,6 +216,15 @@ TEST_F(SavedConnectionCheck, PassesWithAllClasses) {
 TEST_F(SavedConnectionCheck, MissingClassIsTold) {
     EXPECT_EQ(CheckSaved({"posixAccount", "posixGroup", "inetOrgPerson"}), 0);
     EXPECT_EQ(ZAFOLDAPErrGet(), -65537);
+}
+
+TEST_F(SavedConnectionCheck, FailedListingIsReturnedAndTheClassesAreNotJudged) {
+    tools_.On("ldapsearch").IgnoreSignals().Output("dn: cn=zafoconf,dc=x\n\n");
+    tools_.On("ldapsearch").IgnoreSignals().Output(kSubschema);
+    tools_.On("ldapsearch").IgnoreSignals().Output(Schema({"top"}));
+    tools_.On("ldapsearch").Exit(49);
+    EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(nullptr, "ann"), -1);
+    EXPECT_EQ(ZAFOLDAPErrGet(), 49);
 }
 
 TEST_F(SavedConnectionCheck, ServerThatCannotBeAskedFails) {

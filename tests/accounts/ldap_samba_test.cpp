@@ -407,6 +407,14 @@ TEST_F(SambaSIDGen, IsCutToTheBuffer) {
     EXPECT_STREQ(sid_, "S-1-5-21-1");
 }
 
+TEST_F(SambaSIDGen, DomainsPartHas255Characters) {
+    char sid[512] = "";
+    const std::string answer = Entry1("sambaSID", std::string(300, '1'));
+    Answer({answer, answer, Entry1("sambaNextUserRid", "1000")});
+    EXPECT_EQ(ZAFOLDAPSambaSIDGen(&host_, sid, sizeof sid), 0);
+    EXPECT_EQ(sid, std::string(255, '1') + "-1000");
+}
+
 TEST_F(SambaSIDGen, BaseDNWithoutDomainComponentFails) {
     host_.szBaseDN = "o=example";
     EXPECT_EQ(Generate(), -1);
@@ -433,11 +441,11 @@ TEST_F(SambaSIDGen, EveryFailedStepIsLoggedAndChangesNothing) {
     EXPECT_STREQ(sid_, "untouched");
 }
 
-TEST_F(SambaSIDGen, DomainWithoutSIDFails) {
-    Answer({"", ""});
-    EXPECT_EQ(Generate(), -1);
-    EXPECT_THAT(LoggedTexts(), ElementsAre("get domain SID failed."));
-    EXPECT_THAT(Changes(), IsEmpty());
+TEST_F(SambaSIDGen, OfADomainWithoutSIDIsTheRelativeIdentifierAlone) {
+    Answer({"", "", Entry1("sambaNextUserRid", "1000")});
+    EXPECT_EQ(Generate(), 0);
+    EXPECT_STREQ(sid_, "-1000");
+    EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
 TEST_F(SambaSIDGen, LostCounterFails) {

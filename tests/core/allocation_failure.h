@@ -47,6 +47,7 @@ struct Call {
     std::vector<int> failures = {-1};
     std::vector<int> codes = {0x0200};
     std::vector<int> ldap_codes = {kStaleLdapCode};
+    std::vector<std::string> logged = {};  // lines that tell of one allocation or another
 };
 
 using Calls = std::vector<Call>;

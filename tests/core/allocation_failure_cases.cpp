@@ -5,6 +5,8 @@
 // half of it and calls that success, leaks, or throws.
 #include <syslog.h>
 
+#include <set>
+
 #include "platform/error.h"
 #include "tests/core/allocation_failure.h"
 
@@ -52,11 +54,15 @@ TEST_P(AllocationFailure, FailsTheCallOrNothing) {
     With(0);  // what is allocated once for the life of the process
     const Run whole = With(0);
     ASSERT_EQ(whole.left, 0);
+    std::set<std::string> logged;
     long nth = 1;
     for (;; ++nth) {
         SCOPED_TRACE(testing::Message() << "allocation " << nth);
+        log_.Clear();
         const Run run = With(nth);
         EXPECT_EQ(run.left, 0) << "blocks leaked";
+        for (const std::string &text : LoggedTexts())
+            logged.insert(text);
         if (run.outcome.result == whole.outcome.result) {
             EXPECT_STREQ(run.outcome.text, whole.outcome.text) << "half of the work as success";
         } else {
@@ -68,6 +74,8 @@ TEST_P(AllocationFailure, FailsTheCallOrNothing) {
     }
     EXPECT_GT(nth, 1) << "nothing was ever allocated";
     EXPECT_LT(nth, 5000);
+    for (const std::string &line : call.logged)
+        EXPECT_THAT(logged, testing::Contains(line));
     RecordProperty("allocations", static_cast<int>(nth - 1));
 }
 

@@ -9,7 +9,7 @@ namespace zafo::core_test {
 namespace {
 
 constexpr const char *kEntries =
-    "dn: dc=a\ncn: one\nobjectClass: top\ndescription:: aGVs\n bG8=\n\n"
+    "dn: dc=a\ncn: one\nobjectClass: top\ndescription:: aGVsbG8sIHRoaXMg\n aXMgYSBsb25nZXIgdGV4dC4=\n\n"
     "# note\n\n"
     "dn: dc=b\ncn: tw\n o\nobjectClass: person\n";
 
@@ -207,8 +207,21 @@ const Calls &AllCalls() {
         {"Host", NoScript, RunHost},
         {"Result", NoScript, RunResult},
         {"SearchRequest", NoScript, RunRequest},
-        {"SearchBuildRequestCmd", NoScript, RunCommand},
-        {"SearchGetNext", ScriptEntries, RunSearchLoop, {-1}, kStart},
+        {"SearchBuildRequestCmd",
+         NoScript,
+         RunCommand,
+         {-1},
+         {0x0200},
+         {kStaleLdapCode},
+         {"Failed to alloc arg array (Cannot allocate memory)"}},
+        {"SearchGetNext",
+         ScriptEntries,
+         RunSearchLoop,
+         {-1},
+         kStart,
+         {kStaleLdapCode},
+         {"Failed to alloc arg array (Cannot allocate memory)", "Memory allocation failed.",
+          "out of memory"}},
         {"SearchResultGet", ScriptEntries, RunSearchResultGet, {-1}, kStart},
         {"SearchEachValue", ScriptEntries, RunEachValue, {-1}, kStart},
         {"SearchGetValueByDN", ScriptEntries, RunValueByDN, {-1}, kStart},

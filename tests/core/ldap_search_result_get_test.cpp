@@ -47,6 +47,7 @@ TEST_F(SearchResultGet, HandsOverEveryEntryWithItsRequest) {
     EXPECT_EQ(Run(), 0);
     EXPECT_THAT(handler_.dns, ElementsAre("a", "b", "c"));
     EXPECT_EQ(handler_.host, &host_);
+    EXPECT_EQ(handler_.request, &request_) << "the caller's own";
     EXPECT_THAT(handler_.attributes, ElementsAre("cn"));
     EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);

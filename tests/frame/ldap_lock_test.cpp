@@ -98,6 +98,25 @@ TEST_F(Lock, IsADescriptorOnAFileOfMode0600ThatStays) {
     EXPECT_EQ(access(file_.c_str(), F_OK), 0);
 }
 
+TEST_F(Lock, DescriptorReadsAndWritesWithoutWaiting) {
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_NONBLOCK | O_APPEND), O_RDWR | O_NONBLOCK);
+    ZAFOLDAPUnLock(fd);
+}
+
+// Closing alone does not release a lock that a copy of the descriptor holds.
+TEST_F(Lock, IsReleasedWhileACopyOfItsDescriptorIsOpen) {
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    const int copy = dup(fd);
+    ASSERT_GE(copy, 0);
+    EXPECT_EQ(ZAFOLDAPUnLock(fd), 0);
+    const int next = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    EXPECT_GE(next, 0);
+    ZAFOLDAPUnLock(next);
+    close(copy);
+}
+
 TEST_F(Lock, DescriptorDoesNotReachChildren) {
     const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
     ASSERT_GE(fd, 0);

@@ -227,12 +227,18 @@ void EndTask() {
         fs::remove(path);
 }
 
+// A section that cannot be read counts as missing, whatever the reason is.
+constexpr int kDefaults = 77;
+
 void RunConfigGet(Outcome &outcome) {
     ZAFOLDAP_BACKUP_CONFIG config;
     outcome.result = ZAFOLDAPBackupConfigGet(&config, nullptr);
     EndTask();
-    if (outcome.result == 0)
+    if (outcome.result == 0 && config.szDestDir == nullptr) {
+        outcome.result = kDefaults;
+    } else if (outcome.result == 0) {
         outcome.Note("%s %s %d", config.szTask, config.szDestDir, config.nMaxFile);
+    }
     ZAFOLDAPBackupConfigFree(&config);
 }
 
@@ -254,13 +260,30 @@ void RunConfigSet(Outcome &outcome) {
 void NoteEnvironment(Outcome &outcome, const rig::FakeTools &tools) {
     const std::vector<rig::FakeCall> calls = tools.Calls();
     if (calls.empty()) return;
-    for (const std::string &variable : calls[0].environment)
+    bool blDefaults = true;
+    for (const std::string &variable : calls[0].environment) {
         outcome.Note("%s;", variable.c_str());
+        blDefaults = blDefaults && !variable.starts_with("LDAP_BKP_DEST_DIR=");
+    }
+    if (blDefaults && calls[0].argv.size() == 1) outcome.result = kDefaults;
 }
 
 rig::FakeTools *g_tools = nullptr;
 
+// The C library keeps every value that a variable once had.
+void HaveTheDefaultsKept() {
+    static bool kept = false;
+    if (std::exchange(kept, true)) return;
+    ZAFOLDAP_BACKUP_CONFIG defaults{};
+    defaults.nMaxFile = 10;
+    ZAFOLDAPServerBackupSetEnv(&defaults);
+    for (const char *variable : {"LDAP_BROWSER_CONF", "LDAP_BKP_PROGRESS_FILE", "LDAP_BKP_PREFIX",
+                                 "LDAP_BKP_SCHEDULE_ENABLED", "LDAP_BKP_MAX_BACKUP_FILE"})
+        unsetenv(variable);
+}
+
 void ScriptRun(rig::FakeTools &tools) {
+    HaveTheDefaultsKept();
     ScriptTask(tools);
     g_tools = &tools;
 }
@@ -280,7 +303,13 @@ void RunRestore(Outcome &outcome) {
 void RunSchedule(Outcome &outcome) {
     outcome.result = ZAFOLDAPServerBackupSchedule(1);
     EndTask();
-    if (outcome.result == 0) outcome.Note("%s", ContentOf("/etc/cron.d/zafo").c_str());
+    const std::string table = ContentOf("/etc/cron.d/zafo");
+    if (outcome.result == 0 && table.find(server_test::kCommand) == std::string::npos) {
+        outcome.result = kDefaults;
+    } else if (outcome.result == 0) {
+        outcome.Note("%s", table.c_str());
+    }
+    fs::remove("/etc/cron.d/zafo");
 }
 
 // Without memory it does not know what runs.
@@ -332,11 +361,11 @@ const Calls &AllCalls() {
          kAccountCodes},
         {"BrowserNodeCreate", NoScript, RunNode, {-1}, kStart},
         {"BrowserRootNodeCreate", NoScript, RunRootNode, {-1}, kStart},
-        {"BackupConfigGet", ScriptTask, RunConfigGet, {-1}, kStart},
+        {"BackupConfigGet", ScriptTask, RunConfigGet, {-1, kDefaults}, kStart},
         {"BackupConfigSet", ScriptTask, RunConfigSet, {-1}, kStart},
-        {"ServerBackup", ScriptRun, RunBackup, {-1}, kStart, {kStaleLdapCode, -65536}},
+        {"ServerBackup", ScriptRun, RunBackup, {-1, kDefaults}, kStart, {kStaleLdapCode, -65536}},
         {"ServerRestore", ScriptRun, RunRestore, {-1}, kStart, {kStaleLdapCode, -65536}},
-        {"ServerBackupSchedule", ScriptTask, RunSchedule, {-1}, kStart},
+        {"ServerBackupSchedule", ScriptTask, RunSchedule, {-1, kDefaults}, kStart},
         {"ServerBackupSetError", ScriptTask, RunSetError, {-65542}, kStart, {-65542}},
         {"ServerProgressGet", ScriptTask, RunProgressGet, {-1, 0}, kStart},
     };

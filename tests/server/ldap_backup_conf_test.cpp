@@ -104,8 +104,9 @@ TEST_F(BackupConf, OfFewerThanSixNumbersIsRefused) {
         log_.Clear();
         EXPECT_EQ(Get(), -1) << text;
         EXPECT_THAT(LoggedTexts(), ElementsAre("invalid schedule setting: [" + text + "]"));
-        EXPECT_EQ(config_.plistBuffer, nullptr);
-        EXPECT_EQ(config_.szTask, nullptr);
+        EXPECT_STREQ(config_.szTask, "backup") << "what was read before stays";
+        EXPECT_EQ(config_.blEnabled, 1);
+        EXPECT_EQ(config_.szDestDir, nullptr);
     }
     ExpectSlotsUntouched();
 }
@@ -155,7 +156,7 @@ TEST_F(BackupConf, IsNotReadWhileItIsWritten) {
     const int writer = ZAFOLDAPLock(kConfLock, LOCK_EX);
     EXPECT_EQ(Get(), -1);
     ExpectSlots(-65542, kStalePlatformCode);
-    EXPECT_EQ(config_.plistBuffer, nullptr);
+    ExpectDefaults("backup");
     ZAFOLDAPUnLock(writer);
     EXPECT_EQ(Get(), 0);
 }

@@ -157,8 +157,10 @@ TEST_F(DBCreate, DNThatIsTooLongIsNotCut) {
     WriteConf(suffix);
     Script();
     EXPECT_EQ(Create(), -1);
-    EXPECT_THAT(LoggedTexts(), ElementsAre("ZAFOLDAPServerSlapadd [] failed. [0x0E00]"));
+    EXPECT_THAT(LoggedTexts(), ElementsAre("ZAFOLDAPServerSlapadd [cn=MinID,cn=zafoconf," + suffix +
+                                           "] failed. [0x0E00]"));
     ExpectSlots(kStaleLdapCode, 0x0E00);
+    EXPECT_THAT(Commands().back(), testing::StartsWith("slapadd ")) << "nothing is asked for \"\"";
     ASSERT_THAT(Changes(), SizeIs(4));
     EXPECT_TRUE(LastChange().starts_with("dn: cn=zafoconf," + suffix + "\n"));
 }

@@ -77,7 +77,7 @@ bool DryRun(Session &session, const Json &record, const std::string &text) {
 }  // namespace
 
 std::string FaultOfAutomountValue(std::string_view value) {
-    const std::optional<std::string> escaped = EscapedExportOf(value);
+    const std::optional<std::string> escaped = EscapedExportOf(&value);
     const std::optional<std::string> source = escaped ? Unescaped(*escaped) : std::nullopt;
     if (!source) return "it is not of the form \"-fstype=nfs HOST:PATH/&\"";
     const char *fault = FaultOfNfsSource(*source);
@@ -86,7 +86,7 @@ std::string FaultOfAutomountValue(std::string_view value) {
 
 std::optional<Export> ParseAutomountValue(std::string_view value) {
     if (!FaultOfAutomountValue(value).empty()) return std::nullopt;
-    return ParseExport(*Unescaped(*EscapedExportOf(value)));
+    return ParseExport(*Unescaped(*EscapedExportOf(&value)));
 }
 
 std::string PublishedHomes(const AccountDirectory &directory) {

@@ -66,10 +66,13 @@ BackupSettings ReadBackupSettings() {
         if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) == 0) break;
         // Whoever writes the settings does so for a moment.
         if (ZAFOLDAPErrGet() != ZAFOLDAP_ERR_OCCUPIED || left == 1) ThrowSettings();
+        ZAFOLDAPBackupConfigFree(record.Address());
         std::this_thread::sleep_for(kPause);
     }
     // The library takes a file that it cannot read for one without settings.
-    if (QLIBCErrGet() == QLIB_ERR_BAD_FORMAT || QLIBCErrGet() == QLIB_ERR_OPEN_FAILED)
+    const int reason = QLIBCErrGet();
+    if (reason == QLIB_ERR_BAD_FORMAT || reason == QLIB_ERR_OPEN_FAILED ||
+        reason == QLIB_ERR_OUT_OF_MEMORY)
         ThrowSettings();
     const ZAFOLDAP_BACKUP_CONFIG &config = *record;
     BackupSettings settings{.enabled = config.blEnabled != 0, .keep = config.nMaxFile};
