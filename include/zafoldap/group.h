@@ -17,8 +17,8 @@
 ZAFOLDAP_BEGIN_DECLS
 
 /* Reads the group at or below `szGroupDN` into a new record, freed by the caller with
- * ZAFOGroupFree (*ppGroup must be NULL or such a record, which is then replaced), of type
- * ZAFO_ACCOUNT_DIRECTORY; a missing number is GID_ERR. The description is written into
+ * ZAFOGroupFree (*ppGroup is overwritten on success and never read: a record that it held is the caller's
+ * to free), of type ZAFO_ACCOUNT_DIRECTORY; a missing number is GID_ERR. The description is written into
  * `szDescription`, cut to the buffer, which is left alone when there is none. Needs szLoginSuffix.
  * 1 found; 0 no such group; -1 as ZAFOLDAPSearchGetNext (library error 32: no such entry),
  * 0x0200 or 0x0D00. */

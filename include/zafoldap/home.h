@@ -31,8 +31,8 @@ ZAFOLDAP_BEGIN_DECLS
  * `szHomeFolderPath` (neither may hold a line break) in the directory of the saved
  * connection "root", then makes all users' folders. Maps that exist are kept, host and
  * path of the key "*" are brought up to date. That a folder could not be made is only logged.
- * 0; -1 as ZAFOLDAPHostInitByBrowserConfig or ZAFOLDAPModify, with 0x0200 (the path does
- * not fit 4094 bytes escaped), or 0x0D00. */
+ * 0; -1 as ZAFOLDAPHostInitByBrowserConfig or ZAFOLDAPModify, with 0x0200 (the path takes
+ * 4094 bytes or more when it is escaped), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath);
 
 /* Makes the folder of every user of the directory that has none in the export

@@ -22,7 +22,7 @@
 ZAFOLDAP_BEGIN_DECLS
 
 /* Reads the user at or below `szUserDN` into a new record, freed by the caller with ZAFOUserFree
- * (*ppUser must be NULL or such a record, which is then replaced). Numbers
+ * (*ppUser is overwritten on success and never read: a record that it held is the caller's to free). Numbers
  * that the entry lacks, or that 32 bits cannot hold, are UID_ERR and GID_ERR, texts NULL, the expiry 0. The record's type is
  * ZAFO_ACCOUNT_DIRECTORY. The flag blDisallowChangePasswd is 1 while today - shadowLastChange is
  * less than shadowMin (days). `pResult` (may be NULL, else initialised) receives the

@@ -12,7 +12,7 @@ namespace zafo {
 namespace {
 
 int Append(QLIBSZLIST **ppList, const char *sz) {
-    if (ppList == nullptr || QLIBCSzListPush(ppList, sz) == 0) return 0;
+    if (ppList == nullptr || QLIBCSzListPush(ppList, sz) >= 0) return 0;
     ZAFO_LOG("QLIBCSzListPush failed. [%s] [0x%04X]", sz, PlatformError());
     return -1;
 }

@@ -5,6 +5,7 @@ namespace zafo {
 
 namespace {
 
+// Where escaping stops, and how much may come of undoing it.
 constexpr size_t kMaxEscaped = 4094;
 constexpr std::string_view kType = "-fstype=nfs";
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
@@ -30,7 +31,7 @@ std::optional<std::string> EscapedPath(std::string_view path) {
     for (const char c : path) {
         if (IsSpecial(c)) escaped += '\\';
         escaped += c;
-        if (escaped.size() > kMaxEscaped) return {};
+        if (escaped.size() >= kMaxEscaped) return {};
     }
     if (escaped.ends_with('/')) escaped.pop_back();
     return escaped;

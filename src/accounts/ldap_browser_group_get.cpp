@@ -40,13 +40,13 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *szGroupDN, const char *
         return -1;
     }
     ZAFOGROUP *pGroup = nullptr;
-    if (ZAFOGroupAlloc(&pGroup, szName, zafo::AccountNumber(szGid), pointers.get()) != 0) {
+    if (ZAFOGroupAlloc(&pGroup, szName, zafo::AccountNumber(szGid), pointers.get()) < 0 ||
+        pGroup == nullptr) {
         ZAFO_LOG("ZAFOGroupAlloc failed. [%s]. [0x%04X]", szGroupDN, zafo::PlatformError());
         return -1;
     }
     pGroup->nType = ZAFO_ACCOUNT_DIRECTORY;
-    ZAFOGroupFree(*ppGroup);
-    *ppGroup = pGroup;
+    *ppGroup = pGroup;  // what stood there is the caller's, or nothing at all
     return 1;
 }
 

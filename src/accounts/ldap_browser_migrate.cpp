@@ -13,9 +13,11 @@
 #include <optional>
 #include <utility>
 
+#include "accounts/account_owner.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/group.h"
 #include "platform/user.h"
@@ -38,25 +40,31 @@ constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
 // --- Owners -------------------------------------------------------------------
 
-class User {
+// An account that is read anew, time and again.
+template <class Record>
+class Reread {
   public:
-    User() = default;
-    User(const User &) = delete;
-    User &operator=(const User &) = delete;
-    ~User() { ZAFOUserFree(p); }
+    Reread() = default;
+    Reread(const Reread &) = delete;
+    Reread &operator=(const Reread &) = delete;
+    ~Reread() { Free(); }
 
-    ZAFOUSER *p = nullptr;
+    // Where the next record goes. The one before is freed here: who writes a new one need not do it.
+    Record **Next() {
+        Free();
+        return &p_;
+    }
+    Record *Get() const { return p_; }
+
+  private:
+    void Free() {
+        if (p_ != nullptr) zafo::FREE_ACCOUNT()(std::exchange(p_, nullptr));
+    }
+
+    Record *p_ = nullptr;
 };
-
-class Group {
-  public:
-    Group() = default;
-    Group(const Group &) = delete;
-    Group &operator=(const Group &) = delete;
-    ~Group() { ZAFOGroupFree(p); }
-
-    ZAFOGROUP *p = nullptr;
-};
+using User = Reread<ZAFOUSER>;
+using Group = Reread<ZAFOGROUP>;
 
 class Entry {
   public:
@@ -76,9 +84,21 @@ class Description {
     Description &operator=(const Description &) = delete;
     ~Description() { std::free(sz); }
 
+    // Of the group before nothing stays, where one without a description leaves the buffer alone.
+    void Empty() {
+        if (sz != nullptr && cb > 0) sz[0] = '\0';
+    }
+
     char *sz = nullptr;
     size_t cb = 0;
 };
+
+// For a line in the log.
+template <class Record>
+const char *NameOf(const Reread<Record> &account) {
+    const Record *p = account.Get();
+    return p != nullptr && p->szName != nullptr ? p->szName : "";
+}
 
 struct FreeMultiResult {
     void operator()(QLIBCMRESULT *p) const { QLIBCMResultFree(p); }
@@ -124,9 +144,11 @@ bool HasSamba(const ZAFOLDAP_HOST &host) {
 // --- Into the directory -------------------------------------------------------
 
 bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
-    char szLmHash[kHashSize];
-    char szNtHash[kHashSize];
-    if (QLIBUserSmbPasswdGet(szName, szLmHash, sizeof szLmHash, szNtHash, sizeof szNtHash) != 0) {
+    char szLmHash[kHashSize] = "";
+    char szNtHash[kHashSize] = "";
+    const int nResult =
+        QLIBUserSmbPasswdGet(szName, szLmHash, sizeof szLmHash, szNtHash, sizeof szNtHash);
+    if (zafo::Ended(szLmHash, zafo::Ended(szNtHash, nResult)) != 0) {
         ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", szName, zafo::PlatformError());
         return false;
     }
@@ -139,12 +161,12 @@ bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
 Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo::List *pExtra) {
     QLIBCSzListRemoveAll(pExtra->get());
     User user;
-    if (ZAFOUserGet(szName, &user.p) != 0) {
+    if (ZAFOUserGet(szName, user.Next()) != 0) {
         ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
     if (HasSamba(*pHost) && !AddSambaHashes(szName, pExtra)) return Outcome::kSkipped;
-    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.p, pExtra->get(), nullptr) != 0) {
+    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.Get(), pExtra->get(), nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
     }
     return Outcome::kCopied;
@@ -165,17 +187,18 @@ int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
 Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
                              Description *pDescription) {
     Group group;
-    if (ZAFOGroupGet(szName, &group.p) != 0) {
+    if (ZAFOGroupGet(szName, group.Next()) != 0) {
         ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
     const char *szDescription = "";
+    pDescription->Empty();
     if (ZAFOGroupDescGet(szName, &pDescription->sz, &pDescription->cb) != 0) {
         ZAFO_LOG("Get group %s description failed.[0x%04X]", szName, zafo::PlatformError());
     } else if (pDescription->sz != nullptr) {
         szDescription = pDescription->sz;
     }
-    if (ZAFOLDAPBrowserGroupCreate(pHost, group.p, szDescription, nullptr, nullptr) != 0) {
+    if (ZAFOLDAPBrowserGroupCreate(pHost, group.Get(), szDescription, nullptr, nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
     }
     return Outcome::kCopied;
@@ -237,7 +260,7 @@ void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
 }
 
 bool IsUserNameFree(const char *szName, User *pLocal) {
-    if (ZAFOUserGetLocal(szName, &pLocal->p) == 0) {
+    if (ZAFOUserGetLocal(szName, pLocal->Next()) == 0) {
         ZAFO_LOG("user name [%s] is occupied in local DB.", szName);
         return false;
     }
@@ -247,9 +270,9 @@ bool IsUserNameFree(const char *szName, User *pLocal) {
 }
 
 bool IsUidFree(uint32_t uid, User *pLocal) {
-    if (ZAFOUserGetLocalByUID(uid, &pLocal->p) == 0) {
+    if (ZAFOUserGetLocalByUID(uid, pLocal->Next()) == 0) {
         ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
-                 pLocal->p->szName);
+                 NameOf(*pLocal));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
@@ -305,11 +328,11 @@ struct USER_TRANSIT {
 };
 
 Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANSIT *pTransit) {
-    if (ZAFOLDAPBrowserUserGet(pHost, szDN, &pTransit->user.p, &pTransit->entry.result) != 1) {
+    if (ZAFOLDAPBrowserUserGet(pHost, szDN, pTransit->user.Next(), &pTransit->entry.result) != 1) {
         ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    ZAFOUSER user = *pTransit->user.p;  // with another password, its strings are borrowed
+    ZAFOUSER user = *pTransit->user.Get();  // with another password, its strings are borrowed
     LOCAL_PASSWORD password;
     TakePassword(user, &password);
     user.szPasswd = password.szRecord;
@@ -345,7 +368,7 @@ int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
 }
 
 bool IsGroupNameFree(const char *szName, Group *pLocal) {
-    if (ZAFOGroupGetLocal(szName, &pLocal->p) == 0) {
+    if (ZAFOGroupGetLocal(szName, pLocal->Next()) == 0) {
         ZAFO_LOG("group name [%s] is occupied in local DB.", szName);
         return false;
     }
@@ -355,9 +378,9 @@ bool IsGroupNameFree(const char *szName, Group *pLocal) {
 }
 
 bool IsGidFree(uint32_t gid, Group *pLocal) {
-    if (ZAFOGroupGetLocalByGID(gid, &pLocal->p) == 0) {
+    if (ZAFOGroupGetLocalByGID(gid, pLocal->Next()) == 0) {
         ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
-                 static_cast<unsigned long>(gid), pLocal->p->szName);
+                 static_cast<unsigned long>(gid), NameOf(*pLocal));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
@@ -369,12 +392,12 @@ bool IsGidFree(uint32_t gid, Group *pLocal) {
 Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, Group *pGroup,
                          Group *pLocal) {
     char szDescription[kDescriptionSize];  // the local database takes none
-    if (ZAFOLDAPBrowserGroupGet(pHost, szDN, &pGroup->p, szDescription, sizeof szDescription) !=
+    if (ZAFOLDAPBrowserGroupGet(pHost, szDN, pGroup->Next(), szDescription, sizeof szDescription) !=
         1) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const ZAFOGROUP &group = *pGroup->p;
+    const ZAFOGROUP &group = *pGroup->Get();
     if (!IsGroupNameFree(group.szName, pLocal)) return Outcome::kSkipped;
     if (!IsGidFree(group.nGid, pLocal)) return Outcome::kSkipped;
     if (ZAFOGroupSet(0, &group) != 0) {

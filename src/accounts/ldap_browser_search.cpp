@@ -12,7 +12,7 @@ int InitRequest(ZAFOLDAP_SEARCH_REQUEST *pRequest, const char *szFilter,
     if (ZAFOLDAPSearchRequestInit(pRequest, 1) != 0) return -1;
     pRequest->szFilter = szFilter;
     for (const char *szAttr : attributes) {
-        if (QLIBCSzListPush(&pRequest->plistAttr, szAttr) != 0) return -1;
+        if (QLIBCSzListPush(&pRequest->plistAttr, szAttr) < 0) return -1;
     }
     return 0;
 }

@@ -24,7 +24,7 @@ int CollectContexts(zafo::OpenSearch *pSearch, QLIBSZLIST **pplistBaseDN) {
             return -1;
         }
         for (int i = 0; i < contexts.size(); ++i) {
-            if (QLIBCSzListPush(pplistBaseDN, contexts[i]) != 0) return -1;
+            if (QLIBCSzListPush(pplistBaseDN, contexts[i]) < 0) return -1;
         }
     }
     return nFound;

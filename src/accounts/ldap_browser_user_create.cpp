@@ -13,6 +13,7 @@
 #include "core/change_file.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/crypt.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/home.h"
@@ -106,7 +107,8 @@ void MakeSambaTexts(const ZAFOLDAP_HOST *pHost, const char *szClearPasswd, MADE_
     if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) == 0) return;
     ZAFOLDAPSambaSIDGen(pHost, pMade->szSID, sizeof pMade->szSID);
     if (szClearPasswd != nullptr) {
-        QLIBSmbNtEncrypt(szClearPasswd, pMade->szNtHash, sizeof pMade->szNtHash);
+        zafo::Ended(pMade->szNtHash,
+                    QLIBSmbNtEncrypt(szClearPasswd, pMade->szNtHash, sizeof pMade->szNtHash));
     }
 }
 

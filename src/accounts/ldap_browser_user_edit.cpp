@@ -2,7 +2,6 @@
 //
 // Changing a user: what really changes goes into one change file; then the groups follow a new
 // name, and the server sets a new password. What fails after the change file leaves it applied.
-#include <cstring>
 #include <string>
 
 #include "accounts/account_owner.h"
@@ -13,6 +12,7 @@
 #include "core/change_file.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/group.h"
 #include "platform/ldap.h"
@@ -108,25 +108,35 @@ int CheckPassword(const REQUEST &request) {
     return -1;
 }
 
+// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does not end
+// it. What the platform says of the RDN is no help, which it may have written in another way.
+const char *AfterRDN(const char *szDN) {
+    bool blQuoted = false;
+    for (; *szDN != '\0' && (blQuoted || *szDN != ','); ++szDN) {
+        if (*szDN == '"') blQuoted = !blQuoted;
+        if (szDN[0] == '\\' && szDN[1] != '\0') ++szDN;
+    }
+    return szDN;
+}
+
 // Finds out what a new name makes of the DN.
 int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
     pEntry->newDN = request.szDN;
     if (!pEntry->blRenamed) return 0;
     DN szRDN = "";
-    if (ZAFOLDAPRDNExtract(request.szDN, 1, szRDN, sizeof szRDN) != 0) {
+    if (zafo::Ended(szRDN, ZAFOLDAPRDNExtract(request.szDN, 1, szRDN, sizeof szRDN)) < 0) {
         ZAFO_LOG("ZAFOLDAPRDNExtract [%s] failed. [0x%04X]", request.szDN, zafo::PlatformError());
         return -1;
     }
     DN szValue = "";
-    if (ZAFOLDAPRDNPairExtract(szRDN, pEntry->szRDNAttr, sizeof pEntry->szRDNAttr, szValue,
-                               sizeof szValue) != 0) {
+    const int nPair = ZAFOLDAPRDNPairExtract(szRDN, pEntry->szRDNAttr, sizeof pEntry->szRDNAttr,
+                                             szValue, sizeof szValue);
+    if (zafo::Ended(pEntry->szRDNAttr, nPair) < 0) {
         ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", szRDN, zafo::PlatformError());
         return -1;
     }
-    // From the end of the RDN on: it may hold escaped commas.
-    const char *szRest = std::strstr(request.szDN, szRDN) + std::strlen(szRDN);
     DN szParent = "";
-    if (ZAFOLDAPDNParserParentDN(szRest, szParent, sizeof szParent) != 0) {
+    if (ZAFOLDAPDNParserParentDN(AfterRDN(request.szDN), szParent, sizeof szParent) != 0) {
         ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.szDN);
         return -1;
     }
@@ -143,7 +153,8 @@ int ChangeEntry(const REQUEST &request, const ENTRY &entry) {
     char szNtHash[zafo::kNtHashSize] = "";
     if (request.pWanted->szPasswd != nullptr &&
         (nClasses & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) != 0) {
-        QLIBSmbNtEncrypt(request.pWanted->szPasswd, szNtHash, sizeof szNtHash);
+        zafo::Ended(szNtHash,
+                    QLIBSmbNtEncrypt(request.pWanted->szPasswd, szNtHash, sizeof szNtHash));
     }
     zafo::WriteUserChanges(file.get(), {.szDN = request.szDN,
                                         .pWanted = request.pWanted,

@@ -38,13 +38,13 @@ int MakeUser(const zafo::OpenSearch &entry, const char *szNameAttr, ZAFOUSER **p
                       entry.First("homeDirectory"), entry.First("loginShell"),
                       szExpire != nullptr ? DaysOf(szExpire) : 0,
                       IsTooYoung(entry.First("shadowMin"), entry.First("shadowLastChange")),
-                      entry.First("mail")) != 0) {
+                      entry.First("mail")) < 0 ||
+        pUser == nullptr) {
         ZAFO_LOG("user alloc failed");
         return -1;
     }
     pUser->nType = ZAFO_ACCOUNT_DIRECTORY;
-    ZAFOUserFree(*ppUser);
-    *ppUser = pUser;
+    *ppUser = pUser;  // what stood there is the caller's, or nothing at all
     return 1;
 }
 

@@ -20,6 +20,7 @@
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/ldap.h"
 #include "zafoldap/browser.h"
@@ -71,8 +72,9 @@ std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *szEntry
 }
 
 std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
-    char szDomain[kMaxText];
-    if (ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, szDomain, sizeof szDomain) < 0) {
+    char szDomain[kMaxText] = "";
+    if (zafo::Ended(szDomain,
+                    ZAFOLDAPDNFirstDomainComponent(BaseDN(host), szDomain, sizeof szDomain)) < 0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", BaseDN(host),
                  zafo::PlatformError());
         return {};

@@ -20,7 +20,7 @@ constexpr int kNoSuchObject = 32;  // LDAP result code noSuchObject
 int FindsEntry(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_SEARCH_REQUEST *pRequest) {
     ZAFOLDAP_RESULT result{};
     int nFound = -1;
-    if (QLIBCSzListPush(&pRequest->plistAttr, "dn") == 0 &&
+    if (QLIBCSzListPush(&pRequest->plistAttr, "dn") >= 0 &&
         ZAFOLDAPSearchInit(pHost, pRequest, &result) == 0) {
         nFound = ZAFOLDAPSearchGetNext(pRequest, &result);
         if (nFound < 0 && result.nExitCode == kNoSuchObject) nFound = 0;

@@ -4,6 +4,7 @@
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -21,7 +22,7 @@ constexpr const char *kLocalServer = "localhost";
 // Loads the section, making an empty one when there is none.
 int LoadOrAddSection(const char *szSection, QLIBSZHASH *pMap) {
     if (QLIBCFileGetSection(zafo::kBrowserConf, szSection, pMap) > 0) return 0;
-    if (QLIBCFileAddSection(zafo::kBrowserConf, szSection, nullptr, 0) == 0) return 0;
+    if (QLIBCFileAddSection(zafo::kBrowserConf, szSection, pMap, 0) >= 0) return 0;
     ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", szSection, zafo::PlatformError());
     return -1;
 }
@@ -30,28 +31,29 @@ int LoadOrAddSection(const char *szSection, QLIBSZHASH *pMap) {
 int SetPlainFields(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
     for (const zafo::BROWSER_CONF_KEY &row : zafo::kBrowserConfKeys) {
         const char *szValue = host.*row.pszField;
-        if (szValue != nullptr && QLIBCSzHashSetValue(pMap, row.szKey, szValue) != 0) return -1;
+        if (szValue != nullptr && QLIBCSzHashSetValue(pMap, row.szKey, szValue) < 0) return -1;
     }
     return 0;
 }
 
 int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
     if (host.szBindPasswd == nullptr) return 0;
-    char szCipher[kMaxCipher];
-    if (QLIBCryptSzEncrypt(host.szBindPasswd, szCipher, sizeof szCipher) != 0) {
+    char szCipher[kMaxCipher] = "";
+    if (zafo::Ended(szCipher, QLIBCryptSzEncrypt(host.szBindPasswd, szCipher, sizeof szCipher)) <
+        0) {
         ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, zafo::kKeyBindPasswd, szCipher) == 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(pMap, zafo::kKeyBindPasswd, szCipher) >= 0 ? 0 : -1;
 }
 
 int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
-    char szSSL[kMaxText];
-    if (ZAFOLDAPSSLToString(host.nSSLType, szSSL, sizeof szSSL) != 0) {
+    char szSSL[kMaxText] = "";
+    if (zafo::Ended(szSSL, ZAFOLDAPSSLToString(host.nSSLType, szSSL, sizeof szSSL)) < 0) {
         ZAFO_LOG("Bad parameters.");
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, zafo::kKeySSL, szSSL) == 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(pMap, zafo::kKeySSL, szSSL) >= 0 ? 0 : -1;
 }
 
 }  // namespace
@@ -80,14 +82,15 @@ int ZAFOLDAPBrowserConfSetByServerParam(const ZAFOLDAP_SERVER_PARAM *pParam) {
     if (pParam == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParam");
 
     ZAFOLDAP_HOST host{};
-    char szDomain[kMaxText];
+    char szDomain[kMaxText] = "";
     host.szUri = kLocalServer;
     host.szBaseDN = pParam->szSuffix;
     host.szBindDN = pParam->szRootDN;
     host.szBindPasswd = pParam->szRootPW;
     host.nSSLType = ZAFOLDAP_SSL_START_TLS;
     if (pParam->szSuffix != nullptr &&
-        ZAFOLDAPDNDomainName(pParam->szSuffix, szDomain, sizeof szDomain) == 0) {
+        zafo::Ended(szDomain, ZAFOLDAPDNDomainName(pParam->szSuffix, szDomain, sizeof szDomain)) ==
+            0) {
         host.szLoginSuffix = szDomain;
     }
     return ZAFOLDAPBrowserConfSet(&host, nullptr);

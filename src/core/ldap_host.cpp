@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "zafoldap/host.h"
 
+#include <cstring>
+#include <string>
+
 #include "core/list.h"
+#include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
 
@@ -13,6 +17,52 @@ constexpr const char *ZAFOLDAP_HOST::*kStringFields[LDAP_HOST_ATTR_MAX] = {
     &ZAFOLDAP_HOST::szBindPasswd, &ZAFOLDAP_HOST::szLoginSuffix,
 };
 
+// A copy, which may be of a password.
+class Copy {
+  public:
+    explicit Copy(const char *sz) : text_(sz != nullptr ? sz : "") {}
+    Copy(const Copy &) = delete;
+    Copy &operator=(const Copy &) = delete;
+    ~Copy() { explicit_bzero(text_.data(), text_.size()); }
+
+    const char *get() const { return text_.c_str(); }
+
+  private:
+    std::string text_;
+};
+
+// The list may have moved: every field that is set points at its item again.
+void PointAtItems(ZAFOLDAP_HOST *pHost) {
+    for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {
+        const char *&szField = pHost->*kStringFields[i];
+        if (szField != nullptr) szField = QLIBCSzListGet(pHost->plistBuffer, i);
+    }
+}
+
+// Without its item the list cannot be used: the numbers of those behind are wrong.
+void Clear(ZAFOLDAP_HOST *pHost) {
+    QLIBCSzListRemoveAll(pHost->plistBuffer);
+    for (const auto pszField : kStringFields)
+        pHost->*pszField = nullptr;
+}
+
+// Copies come first: the value may be an item of the list, and is gone with it where a platform
+// frees before it copies.
+int Set(ZAFOLDAP_HOST *pHost, int attr, const char *szValue) {
+    const bool blHasItem = attr < pHost->plistBuffer->nItem;
+    const Copy value(szValue);
+    const Copy before(blHasItem ? QLIBCSzListGet(pHost->plistBuffer, attr) : nullptr);
+    if (blHasItem && QLIBCSzListRemove(pHost->plistBuffer, attr) < 0) return -1;
+    const bool blStored = QLIBCSzListInsert(&pHost->plistBuffer, attr, value.get()) >= 0;
+    if (blStored) {
+        pHost->*kStringFields[attr] = szValue != nullptr ? value.get() : nullptr;
+    } else if (QLIBCSzListInsert(&pHost->plistBuffer, attr, before.get()) < 0) {
+        Clear(pHost);
+    }
+    PointAtItems(pHost);
+    return blStored ? 0 : -1;
+}
+
 }  // namespace
 
 int ZAFOLDAPHostInit(ZAFOLDAP_HOST *pHost) {
@@ -21,8 +71,8 @@ int ZAFOLDAPHostInit(ZAFOLDAP_HOST *pHost) {
     *pHost = {};
     QLIBSZLIST *pList = QLIBCSzListAlloc(zafo::kListCapacity);
     // Inserting beyond the end fills the gap: one item for every attribute.
-    if (pList == nullptr || QLIBCSzListInsert(&pList, LDAP_HOST_ATTR_MAX - 1, "") != 0) {
-        QLIBCSzListFree(pList);
+    if (pList == nullptr || QLIBCSzListInsert(&pList, LDAP_HOST_ATTR_MAX - 1, "") < 0) {
+        zafo::FreeList(pList);
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }
@@ -36,21 +86,12 @@ int ZAFOLDAPHostSet(ZAFOLDAP_HOST *pHost, int attr, const char *szValue) {
     if (attr <= LDAP_HOST_ATTR_MIN) return ZAFO_BAD_ARGUMENT("LDAP_HOST_ATTR_MIN < attr");
     if (attr >= LDAP_HOST_ATTR_MAX) return ZAFO_BAD_ARGUMENT("LDAP_HOST_ATTR_MAX > attr");
 
-    const bool blSet = szValue != nullptr;
-    if (QLIBCSzListSet(&pHost->plistBuffer, attr, blSet ? szValue : "") != 0) return -1;
-
-    // The list may have moved: every field that is set points at its item again.
-    for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {
-        const char *&szField = pHost->*kStringFields[i];
-        const bool blHasValue = i == attr ? blSet : szField != nullptr;
-        szField = blHasValue ? QLIBCSzListGet(pHost->plistBuffer, i) : nullptr;
-    }
-    return 0;
+    return zafo::Guarded(-1, [=] { return Set(pHost, attr, szValue); });
 }
 
 int ZAFOLDAPHostFree(ZAFOLDAP_HOST *pHost) {
     if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    QLIBCSzListFree(pHost->plistBuffer);
+    zafo::FreeList(pHost->plistBuffer);
     *pHost = {};
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/directive.h"
 #include "core/ldap_browser_conf.h"
 #include "core/list.h"
 #include "core/object_classes.h"
@@ -32,8 +33,8 @@ constexpr size_t kMaxText = 1024;
 int SetPassword(ZAFOLDAP_HOST *pHost, const QLIBSZHASH *pMap) {
     const char *szCipher = QLIBCSzHashGetValue(pMap, zafo::kKeyBindPasswd);
     if (szCipher == nullptr) return 0;
-    char szClear[kMaxText];
-    if (QLIBCryptSzDecrypt(szCipher, szClear, sizeof szClear) != 0) {
+    char szClear[kMaxText] = "";
+    if (zafo::Ended(szClear, QLIBCryptSzDecrypt(szCipher, szClear, sizeof szClear)) < 0) {
         ZAFO_LOG("Decrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
@@ -69,7 +70,7 @@ constexpr BIND_CONF_KEY kBindConfKeys[] = {
 int SetFromBindConf(ZAFOLDAP_HOST *pHost) {
     for (const BIND_CONF_KEY &row : kBindConfKeys) {
         char szValue[kMaxText];
-        const int nFound = ZAFOLDAPInfoGetFromConf(kBindConf, row.szKey, szValue, sizeof szValue);
+        const int nFound = zafo::ReadDirective(kBindConf, row.szKey, szValue);
         if (nFound < 0) {
             ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kBindConf, row.szKey,
                      zafo::PlatformError());
@@ -93,8 +94,8 @@ int CutScheme(ZAFOLDAP_HOST *pHost) {
 }
 
 int SetLoginSuffix(ZAFOLDAP_HOST *pHost) {
-    char szSuffix[kMaxText];
-    if (ZAFOLDAPLoginSuffixGet(szSuffix, sizeof szSuffix) != 0) {
+    char szSuffix[kMaxText] = "";
+    if (zafo::Ended(szSuffix, ZAFOLDAPLoginSuffixGet(szSuffix, sizeof szSuffix)) < 0) {
         ZAFO_LOG("get login suffix failed[0x%04X]", zafo::PlatformError());
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
         return -1;
@@ -104,9 +105,9 @@ int SetLoginSuffix(ZAFOLDAP_HOST *pHost) {
 
 // A binding without a stored password is an anonymous one.
 int SetSecret(ZAFOLDAP_HOST *pHost) {
-    char szSecret[kMaxText];
+    char szSecret[kMaxText] = "";
     QLIBCErrSet(QLIB_ERR_NONE);
-    if (ZAFOLDAPSecretGet(szSecret, sizeof szSecret) != 0) {
+    if (zafo::Ended(szSecret, ZAFOLDAPSecretGet(szSecret, sizeof szSecret)) < 0) {
         const int nReason = QLIBCErrGet();
         if (nReason == QLIB_ERR_OPEN_FAILED || nReason == QLIB_ERR_READ_FAILED) return 0;
         ZAFO_LOG("ZAFOLDAPSecretGet failed. [0x%04X]", zafo::PlatformError());

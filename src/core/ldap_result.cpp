@@ -26,7 +26,7 @@ namespace zafo {
 
 int ReplaceLastValue(ZAFOLDAP_RESULT *pResult, const char *szValue) {
     QLIBCSzListPop(pResult->plistValue);
-    if (QLIBCSzListPush(&pResult->plistValue, szValue) == 0) return 0;
+    if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
     QLIBCSzListPop(pResult->plistAttr);
     return -1;
 }
@@ -72,8 +72,8 @@ int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValue");
 
-    if (QLIBCSzListPush(&pResult->plistAttr, szAttr) != 0) return -1;
-    if (QLIBCSzListPush(&pResult->plistValue, szValue) == 0) return 0;
+    if (QLIBCSzListPush(&pResult->plistAttr, szAttr) < 0) return -1;
+    if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
     QLIBCSzListPop(pResult->plistAttr);
     return -1;
 }
@@ -118,7 +118,7 @@ int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
     QLIBCSzListRemoveAll(*pplistValues);
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
         if (strcasecmp(QLIBCSzListGet(pResult->plistAttr, i), szAttr) != 0) continue;
-        if (QLIBCSzListPush(pplistValues, QLIBCSzListGet(pResult->plistValue, i)) != 0) {
+        if (QLIBCSzListPush(pplistValues, QLIBCSzListGet(pResult->plistValue, i)) < 0) {
             QLIBCSzListRemoveAll(*pplistValues);
             return -1;
         }
@@ -147,8 +147,8 @@ int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult) {
 
 int ZAFOLDAPResultFree(ZAFOLDAP_RESULT *pResult) {
     if (pResult == nullptr) return 0;
-    QLIBCSzListFree(pResult->plistAttr);
-    QLIBCSzListFree(pResult->plistValue);
+    zafo::FreeList(pResult->plistAttr);
+    zafo::FreeList(pResult->plistValue);
     if (pResult->pFile != nullptr) QLIBCPclose(pResult->pFile);
     *pResult = {};
     return 0;

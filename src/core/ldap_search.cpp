@@ -291,20 +291,25 @@ bool EntryReader::Decode() {
     }
 }
 
+// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the size of
+// the buffer and leave it alone. So it counts only where it can be the length of what was decoded; else
+// the value ends at the first zero of a buffer that was all zeros, or at the one behind it.
 bool EntryReader::DecodeValues() {
+    constexpr size_t kLeastRoom = 1024;
     std::string decoded;
     for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
         const char *szText = QLIBCSzListGet(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
-        decoded.assign(cbText + 1, '\0');
-        size_t cbDecoded = 0;
+        const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
+        decoded.assign(cbRoom, '\0');
+        size_t cbDecoded = cbRoom;
         if (ZAFOEncodingBase64Decode(szText, cbText, decoded.data(), &cbDecoded) == 0) {
             ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", szText, PlatformError());
             return false;
         }
-        decoded[cbDecoded] = '\0';
-        if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) != 0) return false;
+        if (0 < cbDecoded && cbDecoded <= cbText / 4 * 3) decoded[cbDecoded] = '\0';
+        if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) < 0) return false;
     }
     return true;
 }

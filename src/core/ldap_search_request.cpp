@@ -13,7 +13,7 @@ int ZAFOLDAPSearchRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest, int blWithAttrL
 
 int ZAFOLDAPSearchRequestFree(ZAFOLDAP_SEARCH_REQUEST *pRequest) {
     if (pRequest == nullptr) return 0;
-    QLIBCSzListFree(pRequest->plistAttr);
+    zafo::FreeList(pRequest->plistAttr);
     *pRequest = {};
     return 0;
 }

@@ -20,11 +20,11 @@ int AppendDNAndValue(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
     const auto *pWanted = static_cast<const EACH_VALUE *>(pData);
     const char *szDN = ZAFOLDAPResultGetFirst(pResult, "dn");
     if (szDN == nullptr) return 0;
-    if (QLIBCSzListPush(pWanted->pplistDN, szDN) != 0) return -1;
+    if (QLIBCSzListPush(pWanted->pplistDN, szDN) < 0) return -1;
     if (pWanted->pplistValue == nullptr) return 0;
 
     const char *szValue = ZAFOLDAPResultGetFirst(pResult, pWanted->szAttr);
-    if (QLIBCSzListPush(pWanted->pplistValue, szValue != nullptr ? szValue : "") != 0) {
+    if (QLIBCSzListPush(pWanted->pplistValue, szValue != nullptr ? szValue : "") < 0) {
         QLIBCSzListPop(*pWanted->pplistDN);  // the lists stay parallel
         return -1;
     }

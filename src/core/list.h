@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owners of the platform's string list and map.
+// Owners of the platform's string list and map. What a platform may differ in is not counted on: a
+// result below 0 is a failure and any other a success, and NULL is given to no function.
 #pragma once
 
 #include <memory>
@@ -15,6 +16,10 @@ namespace zafo {
 // First size of every list and map that the library makes.
 constexpr int kListCapacity = 1024;
 
+inline void FreeList(QLIBSZLIST *pList) {
+    if (pList != nullptr) QLIBCSzListFree(pList);
+}
+
 // An owned string list; making one that cannot be allocated throws std::bad_alloc.
 class List {
   public:
@@ -28,10 +33,10 @@ class List {
     }
     List(const List &) = delete;
     List &operator=(const List &) = delete;
-    ~List() { QLIBCSzListFree(p_); }
+    ~List() { FreeList(p_); }
 
     void Push(const char *sz) {
-        if (QLIBCSzListPush(&p_, sz) != 0) throw std::bad_alloc();
+        if (QLIBCSzListPush(&p_, sz) < 0) throw std::bad_alloc();
     }
     int size() const { return p_->nItem; }
     const char *operator[](int i) const { return QLIBCSzListGet(p_, i); }
@@ -58,7 +63,7 @@ inline QLIBSZLIST *CloneList(const QLIBSZLIST *pSource) {
     if (pList == nullptr) return nullptr;
     for (int i = 0; i < pSource->nItem; ++i) {
         const char *szItem = QLIBCSzListGet(pSource, i);
-        if (szItem != nullptr && QLIBCSzListPush(&pList, szItem) != 0) {
+        if (szItem != nullptr && QLIBCSzListPush(&pList, szItem) < 0) {
             QLIBCSzListFree(pList);
             return nullptr;
         }

@@ -20,7 +20,7 @@ class OpenSearch {
     void AskFor(std::initializer_list<const char *> attributes) {
         if (ZAFOLDAPSearchRequestInit(&request, 1) != 0) throw std::bad_alloc();
         for (const char *szAttr : attributes) {
-            if (QLIBCSzListPush(&request.plistAttr, szAttr) != 0) throw std::bad_alloc();
+            if (QLIBCSzListPush(&request.plistAttr, szAttr) < 0) throw std::bad_alloc();
         }
     }
 

@@ -55,11 +55,15 @@ class ConfLock {
 };
 
 // Whether the section is there and can be read; -1 when only memory was missing, which says nothing
-// about the file.
+// about the file. An earlier reason is not taken for one: not every platform gives one here.
 int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
+    const int nEarlier = QLIBCErrGet();
+    QLIBCErrSet(QLIB_ERR_NONE);
     const int nPairs = QLIBCFileGetSection(kBackupConf, szTask, pMap);
+    const int nReason = QLIBCErrGet();
+    if (nReason == QLIB_ERR_NONE) QLIBCErrSet(nEarlier);
     if (nPairs > 0) return 1;
-    return nPairs < 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
+    return nPairs < 0 && nReason == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
 }
 
 int FailForMemory() {
@@ -100,7 +104,7 @@ int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG:
     const char *ZAFOLDAP_BACKUP_CONFIG::*const kFields[] = {&ZAFOLDAP_BACKUP_CONFIG::szTask,
                                                             &ZAFOLDAP_BACKUP_CONFIG::szDestShare,
                                                             &ZAFOLDAP_BACKUP_CONFIG::szDestDir};
-    if (QLIBCSzListPush(&pConfig->plistBuffer, szText) != 0) return -1;
+    if (QLIBCSzListPush(&pConfig->plistBuffer, szText) < 0) return -1;
     pConfig->*pszField = szText;
     int i = 0;
     for (const auto pszOther : kFields) {
@@ -113,8 +117,8 @@ int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG:
 int ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
     if (const char *szShare = QLIBCSzHashGetValue(pMap, kKeyDestShare)) {
         if (SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestShare, szShare) != 0) return -1;
-        SharePath szPath;
-        if (ZAFOSharePathGet(szShare, szPath, sizeof szPath) != 0) return 0;
+        SharePath szPath = "";
+        if (zafo::Ended(szPath, ZAFOSharePathGet(szShare, szPath, sizeof szPath)) != 0) return 0;
         return SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, szPath);
     }
     const char *szDir = QLIBCSzHashGetValue(pMap, kKeyDestDir);
@@ -153,7 +157,7 @@ int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
 // --- Writing ------------------------------------------------------------------
 
 int SetSchedule(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
-    if (QLIBCSzHashSetValue(pMap, kKeyEnabled, config.blEnabled != 0 ? kYes : kNo) != 0) return -1;
+    if (QLIBCSzHashSetValue(pMap, kKeyEnabled, config.blEnabled != 0 ? kYes : kNo) < 0) return -1;
     if (config.blEnabled == 0) return 0;
     char szText[6 * sizeof "-2147483648,"];
     const int *rg = config.schedule.rgField;
@@ -168,14 +172,15 @@ int SetDestination(QLIBSZHASH *pMap, const char *szKey, const char *szValue, con
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_SHARE);
         return -1;
     }
-    if (QLIBCSzHashRemoveKey(pMap, szOtherKey) != 0) return -1;
+    QLIBCSzHashRemoveKey(pMap, szOtherKey);  // that it was not there may be a failure to a platform
     return QLIBCSzHashSetValue(pMap, szKey, szValue);
 }
 
 int SetDestination(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
     if (config.szDestShare != nullptr) {
-        SharePath szPath;
-        const bool blFound = ZAFOSharePathGet(config.szDestShare, szPath, sizeof szPath) == 0;
+        SharePath szPath = "";
+        const bool blFound =
+            zafo::Ended(szPath, ZAFOSharePathGet(config.szDestShare, szPath, sizeof szPath)) == 0;
         return SetDestination(pMap, kKeyDestShare, config.szDestShare, blFound ? szPath : nullptr,
                               kKeyDestDir);
     }
@@ -202,12 +207,12 @@ int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
     if (!lock.IsHeld()) return -1;
     const int nLoaded = LoadSection(szTask, map.get());
     if (nLoaded < 0) return -1;
-    if (nLoaded == 0 && QLIBCFileAddSection(kBackupConf, szTask, nullptr, 0) != 0) {
+    if (nLoaded == 0 && QLIBCFileAddSection(kBackupConf, szTask, map.get(), 0) < 0) {
         return LogSaveFailure(szTask);
     }
-    if (SetSchedule(config, map.get()) != 0) return -1;
-    if (SetDestination(config, map.get()) != 0) return -1;
-    if (SetMaxFile(config.nMaxFile, map.get()) != 0) return -1;
+    if (SetSchedule(config, map.get()) < 0) return -1;
+    if (SetDestination(config, map.get()) < 0) return -1;
+    if (SetMaxFile(config.nMaxFile, map.get()) < 0) return -1;
     if (QLIBCFileSetSection(kBackupConf, szTask, nullptr, map.get(), 0) < 0) {
         return LogSaveFailure(szTask);
     }
@@ -228,7 +233,7 @@ int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
 
 int ZAFOLDAPBackupConfigFree(ZAFOLDAP_BACKUP_CONFIG *pConfig) {
     if (pConfig == nullptr) return 0;
-    QLIBCSzListFree(pConfig->plistBuffer);
+    zafo::FreeList(pConfig->plistBuffer);
     *pConfig = {};
     return 0;
 }

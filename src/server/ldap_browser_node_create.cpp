@@ -2,6 +2,7 @@
 #include "accounts/one_line.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/ldap.h"
 #include "server/entry.h"
 #include "server/server_files.h"
@@ -16,8 +17,9 @@ int CreateNode(const ZAFOLDAP_HOST &host, const char *szNodeName) {
 }
 
 int CreateRootNode(const ZAFOLDAP_HOST &host) {
-    char szComponent[zafo::kServerText];
-    if (ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, szComponent, sizeof szComponent) < 0) {
+    char szComponent[zafo::kServerText] = "";
+    if (zafo::Ended(szComponent, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, szComponent,
+                                                                sizeof szComponent)) < 0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
                  zafo::PlatformError());
         return -1;

@@ -15,6 +15,7 @@
 #include "accounts/one_line.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/ldap.h"
 #include "server/server_files.h"
 #include "zafoldap/debug.h"
@@ -103,8 +104,8 @@ int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVER_PARAM *pPar
 int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms) {
     REQUIRE_SUFFIX();
     ZAFO_DEBUG_LOG("gen tmp conf");
-    char szTemp[kMaxPath];
-    if (ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, szTemp, sizeof szTemp) < 0) {
+    char szTemp[kMaxPath] = "";
+    if (zafo::Ended(szTemp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, szTemp, sizeof szTemp)) < 0) {
         ZAFO_LOG("generate temp file for %s failed.", zafo::kAccessRules);
         return -1;
     }

@@ -66,7 +66,7 @@ int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
                     {"objectClass", "automount"}}}) == 0) {
         return 0;
     }
-    if (ZAFOLDAPErrGet() == 0) return -1;
+    if (ZAFOLDAPErrGet() != kAlreadyExists) return -1;
     if (ReplaceInformation(host, dn, value) == 0) return 0;
     ZAFO_LOG("Failed to update 'automountInformation' %s (%d)",
              ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());

@@ -16,7 +16,7 @@ constexpr int kMapCapacity = 512;
 constexpr size_t kMaxHash = 1024;
 
 int SetUnlessNull(QLIBSZHASH *pMap, const char *szKey, const char *szValue) {
-    return szValue == nullptr || QLIBCSzHashSetValue(pMap, szKey, szValue) == 0 ? 0 : -1;
+    return szValue == nullptr || QLIBCSzHashSetValue(pMap, szKey, szValue) >= 0 ? 0 : -1;
 }
 
 int SetHash(QLIBSZHASH *pMap, const char *szPassword) {
@@ -26,7 +26,7 @@ int SetHash(QLIBSZHASH *pMap, const char *szPassword) {
         ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, "rootpw", szHash) == 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(pMap, "rootpw", szHash) >= 0 ? 0 : -1;
 }
 
 }  // namespace

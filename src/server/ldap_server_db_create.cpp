@@ -12,6 +12,7 @@
 #include "core/dn_length.h"
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/text.h"
 #include "platform/ldap.h"
 #include "platform/process.h"
 #include "server/entry.h"
@@ -45,8 +46,9 @@ zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
 
 // The first domain component of a DN; nothing, and a line in the log, when it has none.
 std::optional<std::string> DomainComponent(const char *szDN) {
-    char szComponent[zafo::kServerText];
-    if (ZAFOLDAPDNFirstDomainComponent(szDN, szComponent, sizeof szComponent) >= 0) {
+    char szComponent[zafo::kServerText] = "";
+    if (zafo::Ended(szComponent,
+                    ZAFOLDAPDNFirstDomainComponent(szDN, szComponent, sizeof szComponent)) >= 0) {
         return szComponent;
     }
     ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", szDN, zafo::PlatformError());

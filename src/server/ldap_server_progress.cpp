@@ -84,7 +84,7 @@ int ZAFOLDAPServerProgressGet(ZAFOLDAP_PROGRESS *pProgress) {
 
 int ZAFOLDAPServerProgressFree(ZAFOLDAP_PROGRESS *pProgress) {
     if (pProgress == nullptr) return 0;
-    QLIBCSzListFree(pProgress->plistBuffer);
+    zafo::FreeList(pProgress->plistBuffer);
     *pProgress = {};
     return 0;
 }

@@ -17,7 +17,7 @@ inline constexpr const char *kSuffix = "suffix";
 // Buffers for DNs and for directives of slapd.conf, the final zero included.
 inline constexpr size_t kServerText = 1024;
 
-// Reads slapd.conf's "suffix" into a buffer of kServerText bytes. 0; -1 with a line in the log.
-int ReadSuffix(char *szSuffix);
+// Reads slapd.conf's "suffix". 0; -1 with a line in the log.
+int ReadSuffix(char (&szSuffix)[kServerText]);
 
 }  // namespace zafo

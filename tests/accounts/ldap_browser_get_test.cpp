@@ -2,6 +2,7 @@
 //
 // One user or group read into the platform's record.
 #include <ctime>
+#include <utility>
 
 #include "tests/accounts/reading_fixture.h"
 
@@ -14,12 +15,14 @@ std::string OrNull(const char *text) {
 
 class UserGet : public ReadingTest {
   protected:
-    ~UserGet() override { ZAFOUserFree(user_); }
+    ~UserGet() override { Free(); }
 
     int Run(const std::string &entry) {
+        Free();
         Answer(entry);
         return ZAFOLDAPBrowserUserGet(&host_, "uid=ann,dc=x", &user_, nullptr);
     }
+    void Free() { ZAFOUserFree(std::exchange(user_, nullptr)); }
 
     // All fields in the record's order.
     Texts Fields() const {
@@ -156,17 +159,24 @@ TEST_F(UserGet, OfSeveralEntriesTheFirstIsRead) {
     EXPECT_STREQ(user_->szName, "ann");
 }
 
-TEST_F(UserGet, RecordIsReplacedOnSuccessOnly) {
-    EXPECT_EQ(Run("dn: x\nuid: ann\n\n"), 1);
-    const ZAFOUSER *before = user_;
-    EXPECT_EQ(Run("dn: x\ncn: nameless\n\n"), -1);
-    EXPECT_EQ(Run(""), 0);
+// What stands there is nobody's record: it is neither read nor freed.
+TEST_F(UserGet, PointerIsOverwrittenOnSuccessOnly) {
+    ZAFOUSER nobody{};
+    ZAFOUSER *user = &nobody;
+    const auto read = [&](const std::string &entry) {
+        Answer(entry);
+        return ZAFOLDAPBrowserUserGet(&host_, "uid=ann,dc=x", &user, nullptr);
+    };
+    EXPECT_EQ(read("dn: x\ncn: nameless\n\n"), -1);
+    EXPECT_EQ(read(""), 0);
     tools_.On("ldapsearch").Exit(32);
-    EXPECT_EQ(ZAFOLDAPBrowserUserGet(&host_, "uid=ann,dc=x", &user_, nullptr), -1);
-    EXPECT_EQ(user_, before);
-    EXPECT_STREQ(user_->szName, "ann");
-    EXPECT_EQ(Run("dn: x\nuid: bob\n\n"), 1);
-    EXPECT_STREQ(user_->szName, "bob");
+    EXPECT_EQ(ZAFOLDAPBrowserUserGet(&host_, "uid=ann,dc=x", &user, nullptr), -1);
+    EXPECT_EQ(user, &nobody);
+    for (const std::string name : {"ann", "bob"}) {
+        EXPECT_EQ(read("dn: x\nuid: " + name + "\n\n"), 1);
+        EXPECT_EQ(user->szName, name);
+        ZAFOUserFree(user);  // and the pointer dangles
+    }
 }
 
 TEST_F(UserGet, EntryWithoutANameFails) {
@@ -182,6 +192,7 @@ class UserGetEx : public UserGet {
     ~UserGetEx() override { ZAFOLDAPResultFree(&result_); }
 
     int RunEx(const std::string &entry, const ZAFOLDAP_BROWSER_OPTIONS *options) {
+        Free();
         Answer(entry);
         return ZAFOLDAPBrowserUserGetEx(&host_, "dc=x", &user_, &result_, options);
     }
@@ -221,13 +232,15 @@ TEST_F(UserGetEx, EntryThatCannotBeCopiedFails) {
 
 class GroupGet : public ReadingTest {
   protected:
-    ~GroupGet() override { ZAFOGroupFree(group_); }
+    ~GroupGet() override { Free(); }
 
     int Run(const std::string &entry) {
+        Free();
         Answer(entry);
         return ZAFOLDAPBrowserGroupGet(&host_, "cn=staff,dc=x", &group_, description_,
                                        sizeof description_);
     }
+    void Free() { ZAFOGroupFree(std::exchange(group_, nullptr)); }
 
     Texts Members() const {
         Texts members;
@@ -293,6 +306,7 @@ TEST_F(GroupGet, DescriptionIsCutToTheBuffer) {
 TEST_F(GroupGet, DescriptionBufferMayBeLeftOut) {
     Answer("dn: x\ncn: staff\ngidNumber: 1\ndescription: d\n\n");
     EXPECT_EQ(ZAFOLDAPBrowserGroupGet(&host_, "dc=x", &group_, nullptr, 16), 1);
+    Free();
     EXPECT_EQ(ZAFOLDAPBrowserGroupGet(&host_, "dc=x", &group_, description_, 0), 1);
     EXPECT_STREQ(description_, "untouched");
 }
@@ -304,14 +318,21 @@ TEST_F(GroupGet, NoEntryIsZeroAndLeavesTheRecord) {
     ExpectSlotsUntouched();
 }
 
-TEST_F(GroupGet, RecordIsReplacedOnSuccessOnly) {
-    EXPECT_EQ(Run("dn: x\ncn: staff\ngidNumber: 1\n\n"), 1);
-    const ZAFOGROUP *before = group_;
-    EXPECT_EQ(Run("dn: x\ngidNumber: 2\n\n"), -1);
-    EXPECT_EQ(Run(""), 0);
-    EXPECT_EQ(group_, before);
-    EXPECT_EQ(Run("dn: x\ncn: crew\ngidNumber: 2\n\n"), 1);
-    EXPECT_STREQ(group_->szName, "crew");
+TEST_F(GroupGet, PointerIsOverwrittenOnSuccessOnly) {
+    ZAFOGROUP nobody{};
+    ZAFOGROUP *group = &nobody;
+    const auto read = [&](const std::string &entry) {
+        Answer(entry);
+        return ZAFOLDAPBrowserGroupGet(&host_, "cn=staff,dc=x", &group, nullptr, 0);
+    };
+    EXPECT_EQ(read("dn: x\ngidNumber: 2\n\n"), -1);
+    EXPECT_EQ(read(""), 0);
+    EXPECT_EQ(group, &nobody);
+    for (const std::string name : {"staff", "crew"}) {
+        EXPECT_EQ(read("dn: x\ncn: " + name + "\ngidNumber: 1\n\n"), 1);
+        EXPECT_EQ(group->szName, name);
+        ZAFOGroupFree(group);  // and the pointer dangles
+    }
 }
 
 TEST_F(GroupGet, EntryWithoutANameFails) {

@@ -193,6 +193,13 @@ TEST_F(GroupToLDAP, DescriptionThatCannotBeReadIsEmpty) {
     EXPECT_THAT(Changes()[1], Not(HasSubstr("description: all")));
 }
 
+TEST_F(GroupToLDAP, DescriptionOfTheGroupBeforeIsNotTheNextOnes) {
+    database_.undescribed = "nobody";
+    EXPECT_EQ(Run(), 0);
+    ASSERT_THAT(Changes(), SizeIs(2));
+    EXPECT_THAT(Changes()[1], Not(HasSubstr("description")));
+}
+
 TEST_F(GroupToLDAP, DescriptionMayBeLong) {
     database_.groups[0].description = std::string(5000, 'd');
     EXPECT_EQ(Run(), 0);

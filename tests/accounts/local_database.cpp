@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/accounts/local_database.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -34,13 +36,21 @@ std::string TextOf(const char *text) {
     return text != nullptr ? text : "(null)";
 }
 
+// As on a platform that writes a new record over whatever stands there.
+template <class Out>
+void ExpectNothingLost(Out **out) {
+    EXPECT_EQ(*out, nullptr) << "the record before was not freed";
+}
+
 int Hand(const LocalUser &user, ZAFOUSER **out) {
+    ExpectNothingLost(out);
     return ZAFOUserAlloc(out, user.name.c_str(), user.password.c_str(), user.uid, user.gid,
                          user.full_name.c_str(), user.home.c_str(), user.shell.c_str(), user.expire,
                          0, nullptr);
 }
 
 int Hand(const LocalGroup &group, ZAFOGROUP **out) {
+    ExpectNothingLost(out);
     std::vector<const char *> members;
     for (const std::string &member : group.members)
         members.push_back(member.c_str());
@@ -174,6 +184,7 @@ int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup) {
 
 int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc) {
     if (Fails("ZAFOGroupDescGet", szName)) return -1;
+    if (Database().undescribed == szName) return 0;
     for (const LocalGroup &group : Database().groups) {
         if (group.name != szName || !group.description) continue;
         const size_t size = group.description->size() + 1;

@@ -43,7 +43,8 @@ struct LocalDatabase {
     std::vector<LocalUser> users;
     std::vector<LocalGroup> groups;
     std::map<std::string, Hashes> samba;
-    int room = 1000;  // accounts that may still be made
+    int room = 1000;          // accounts that may still be made
+    std::string undescribed;  // a group without description, for which the buffer is left alone
 
     // Calls by their function's name that fail, and with which platform error.
     std::map<std::string, int> failures;
