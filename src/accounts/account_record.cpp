@@ -37,7 +37,8 @@ bool IsOneLine(const char *szText) {
 
 bool AreOneLineEach(const QLIBSZLIST *pList) {
     for (int i = 0; pList != nullptr && i < pList->nItem; ++i) {
-        if (!IsOneLine(QLIBCSzListGet(pList, i))) return false;
+        const char *szItem = QLIBCSzListGet(pList, i);
+        if (szItem == nullptr || !IsOneLine(szItem)) return false;
     }
     return true;
 }

@@ -86,7 +86,7 @@ int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {
     if (nPairs == 0) return -1;
     return zafo::Guarded(-1, [&] {
         const std::string joined =
-            std::string(QLIBCSzListGet(pResult->plistValue, nPairs - 1)).append(szValue);
+            std::string(zafo::ItemOf(pResult->plistValue, nPairs - 1)).append(szValue);
         return zafo::ReplaceLastValue(pResult, joined.c_str());
     });
 }
@@ -117,8 +117,9 @@ int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
 
     QLIBCSzListRemoveAll(*pplistValues);
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (strcasecmp(QLIBCSzListGet(pResult->plistAttr, i), szAttr) != 0) continue;
-        if (QLIBCSzListPush(pplistValues, QLIBCSzListGet(pResult->plistValue, i)) < 0) {
+        if (strcasecmp(zafo::ItemOf(pResult->plistAttr, i), szAttr) != 0) continue;
+        const char *szValue = QLIBCSzListGet(pResult->plistValue, i);
+        if (szValue == nullptr || QLIBCSzListPush(pplistValues, szValue) < 0) {
             QLIBCSzListRemoveAll(*pplistValues);
             return -1;
         }
@@ -131,7 +132,7 @@ const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *s
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr"), nullptr;
 
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (strcasecmp(QLIBCSzListGet(pResult->plistAttr, i), szAttr) == 0) {
+        if (strcasecmp(zafo::ItemOf(pResult->plistAttr, i), szAttr) == 0) {
             return QLIBCSzListGet(pResult->plistValue, i);
         }
     }

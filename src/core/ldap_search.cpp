@@ -251,7 +251,7 @@ EntryReader::Step EntryReader::Continuation(const char *szText) {
     const int nPairs = result_.plistValue->nItem;
     if (nPairs == 0) return Step::kFailed;
     if (!is_folded_) {
-        folded_ = QLIBCSzListGet(result_.plistValue, nPairs - 1);
+        folded_ = ItemOf(result_.plistValue, nPairs - 1);
         is_folded_ = true;
     }
     folded_.append(szText);
@@ -299,7 +299,7 @@ bool EntryReader::DecodeValues() {
     std::string decoded;
     for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
-        const char *szText = QLIBCSzListGet(result_.plistValue, i);
+        const char *szText = ItemOf(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
         const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
         decoded.assign(cbRoom, '\0');

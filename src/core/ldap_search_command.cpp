@@ -64,7 +64,8 @@ std::vector<std::string> SearchArguments(const ZAFOLDAP_HOST &host,
     if (request.szFilter != nullptr) arguments.emplace_back(request.szFilter);
     if (request.plistAttr != nullptr) {
         for (int i = 0; i < request.plistAttr->nItem; ++i) {
-            arguments.emplace_back(QLIBCSzListGet(request.plistAttr, i));
+            const char *szAttr = QLIBCSzListGet(request.plistAttr, i);
+            if (szAttr != nullptr) arguments.emplace_back(szAttr);
         }
     }
     return arguments;

@@ -16,6 +16,12 @@ namespace zafo {
 // First size of every list and map that the library makes.
 constexpr int kListCapacity = 1024;
 
+// Item `nIndex`; one that the platform counts and does not give reads as "".
+inline const char *ItemOf(const QLIBSZLIST *pList, int nIndex) {
+    const char *szItem = QLIBCSzListGet(pList, nIndex);
+    return szItem != nullptr ? szItem : "";
+}
+
 inline void FreeList(QLIBSZLIST *pList) {
     if (pList != nullptr) QLIBCSzListFree(pList);
 }
@@ -39,7 +45,7 @@ class List {
         if (QLIBCSzListPush(&p_, sz) < 0) throw std::bad_alloc();
     }
     int size() const { return p_->nItem; }
-    const char *operator[](int i) const { return QLIBCSzListGet(p_, i); }
+    const char *operator[](int i) const { return ItemOf(p_, i); }
     QLIBSZLIST *get() const { return p_; }
     QLIBSZLIST **address() { return &p_; }
 
