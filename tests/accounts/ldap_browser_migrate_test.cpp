@@ -329,6 +329,19 @@ TEST_F(UserToLocal, NumberThatIsTakenIsPassedOver) {
     EXPECT_THAT(database_.stored_users, IsEmpty());
 }
 
+// What a look-up finds is freed before the next one writes over it.
+TEST_F(UserToLocal, SeveralThatAreTakenAreAllPassedOver) {
+    database_.users = {{"ann", "", 5, 5, "", "", "", 0}, {"eve", "", 1002, 5, "", "", "", 0}};
+    EXPECT_EQ(Run({UserEntry("ann", 1001, WithPassword("{crypt}x")),
+                   UserEntry("bob", 1002, WithPassword("{crypt}x")),
+                   UserEntry("eve", 1003, WithPassword("{crypt}x"))}),
+              0);
+    EXPECT_THAT(Said(), ElementsAre("user name [ann] is occupied in local DB.",
+                                    "user uid [1002] is occupied by [eve] in local DB.",
+                                    "user name [eve] is occupied in local DB."));
+    EXPECT_THAT(database_.stored_users, IsEmpty());
+}
+
 TEST_F(UserToLocal, PasswordIsSpokenOfBeforeTheName) {
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}};
     EXPECT_EQ(RunOne(), 0);
@@ -489,6 +502,14 @@ TEST_F(GroupToLocal, NumberThatIsTakenIsPassedOver) {
     database_.groups = {{"crew", 2001, {}, ""}};
     EXPECT_EQ(RunOne(), 0);
     EXPECT_THAT(Said(), ElementsAre("group gid [2001] is occupied by [crew] in local DB."));
+    EXPECT_THAT(database_.stored_groups, IsEmpty());
+}
+
+TEST_F(GroupToLocal, SeveralThatAreTakenAreAllPassedOver) {
+    database_.groups = {{"staff", 5, {}, ""}, {"crew", 2002, {}, ""}};
+    EXPECT_EQ(Run({GroupEntry("staff", 2001), GroupEntry("bobs", 2002)}), 0);
+    EXPECT_THAT(Said(), ElementsAre("group name [staff] is occupied in local DB.",
+                                    "group gid [2002] is occupied by [crew] in local DB."));
     EXPECT_THAT(database_.stored_groups, IsEmpty());
 }
 
