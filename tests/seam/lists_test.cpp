@@ -261,6 +261,22 @@ TEST_F(EntryWithoutMemory, IsClonedAsFarAsItGoes) {
     ZAFOLDAPResultFree(&copy);
 }
 
+TEST_F(EntryWithoutMemory, IsLeftAsItIsWhenItsLastValueCannotBeTaken) {
+    hooks_.list_pop = [](QLIBSZLIST *) { return -1; };
+    EXPECT_EQ(ZAFOLDAPResultConcateAttr(&result_, "more"), -1);
+    EXPECT_THAT(Items(result_.plistAttr), ElementsAre("cn", "cn"));
+    EXPECT_THAT(Items(result_.plistValue), ElementsAre("a", "b"));
+}
+
+TEST_F(EntryWithoutMemory, SaysThatAListCannotBeEmptied) {
+    for (QLIBSZLIST *list : {result_.plistAttr, result_.plistValue}) {
+        hooks_.list_remove_all = [=](QLIBSZLIST *emptied) { return emptied == list ? -1 : 0; };
+        EXPECT_EQ(ZAFOLDAPResultRemoveAll(&result_), -1);
+        ZAFOLDAP_SEARCH_REQUEST request{};
+        EXPECT_EQ(ZAFOLDAPSearchGetNext(&request, &result_), -1);
+    }
+}
+
 class SearchWithoutMemory : public NoMemory {
   protected:
     SearchWithoutMemory() {
