@@ -25,6 +25,7 @@
 
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
+#include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/own_file.h"
@@ -234,7 +235,7 @@ EntryReader::Step EntryReader::Continuation(const char *szText) {
     const int nPairs = result_.plistValue->nItem;
     if (nPairs == 0) return Step::kFailed;
     if (!is_folded_) {
-        folded_ = QLIBCSzListGet(result_.plistValue, nPairs - 1);
+        folded_ = ItemAt(result_.plistValue, nPairs - 1);
         is_folded_ = true;
     }
     folded_.append(szText);
@@ -271,7 +272,7 @@ bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
     for (const int i : base64_) {
-        const char *szText = QLIBCSzListGet(result_.plistValue, i);
+        const char *szText = ItemAt(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
         const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
         decoded.assign(cbRoom, '\0');
@@ -407,7 +408,7 @@ int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESU
     if (pResult->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
 
-    ZAFOLDAPResultRemoveAll(pResult);
+    if (ZAFOLDAPResultRemoveAll(pResult) != 0) return -1;
     if (pResult->pFile == nullptr) return 0;
     if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
     return zafo::Guarded(
