@@ -179,7 +179,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *sz
             ZAFO_LOG("get group list for user %s failed.", szUserUID);
             return -1;
         }
-        QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE);
+        if (QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE) < 0) return -1;
         WriteWhereNeeded(file.get(), *pHost, kAdd, szUserUID, pAddedGroupDNList, current);
         WriteWhereNeeded(file.get(), *pHost, kDelete, szUserUID, pRemovedGroupDNList, current);
         return Apply(pHost, &file, szUserUID);

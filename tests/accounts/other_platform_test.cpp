@@ -123,6 +123,15 @@ TEST_F(AccountsOnAnotherPlatform, NameThatAListDoesNotGiveIsNotWritten) {
     }
 }
 
+// The search of a list that is not sorted could add a member twice.
+TEST_F(AccountsOnAnotherPlatform, GroupsThatCannotBeSortedAreNotChanged) {
+    platform_->cannot_sort = true;
+    Answer("dn: " + kStaffDN + "\ncn: staff\n\n");
+    const List groups{kStaffDN.c_str()};
+    EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserUID(&host_, "ann", groups.Get(), nullptr), -1);
+    EXPECT_THAT(Changes(), IsEmpty());
+}
+
 TEST_F(AccountsOnAnotherPlatform, HashThatFillsItsBufferEndsInIt) {
     host_.nSchema = ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT;
     platform_->fills_buffers = true;

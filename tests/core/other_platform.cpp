@@ -122,6 +122,12 @@ int QLIBCSzListPop(QLIBSZLIST *pList) {
     return Success(ways, OURS(QLIBCSzListPop)(pList));
 }
 
+int QLIBCSzListSortItems(QLIBSZLIST *pList, int nFlags) {
+    const PlatformWays &ways = CALLER;
+    if (ways.cannot_sort) return -1;
+    return Success(ways, OURS(QLIBCSzListSortItems)(pList, nFlags));
+}
+
 int QLIBCSzListRemoveAll(QLIBSZLIST *pList) {
     const PlatformWays &ways = CALLER;
     if (ways.failing_empties > 0 && PlatformWays::Get().failing_empties-- > 0) return -1;

@@ -31,7 +31,8 @@ struct PlatformWays {
     int failing_inserts = 0;            // as many, from the next on
     int failing_pops = 0;
     int failing_empties = 0;  // QLIBCSzListRemoveAll
-    int lost_item = 0;        // the nth from now on is not given
+    bool cannot_sort = false;
+    int lost_item = 0;  // the nth from now on is not given
     Decoding decoding = Decoding::kOurs;
 
     // What was done.
