@@ -82,7 +82,9 @@ int Read(ZAFOLDAP_PROGRESS *pProgress) {
 int ZAFOLDAPServerProgressGet(ZAFOLDAP_PROGRESS *pProgress) {
     if (pProgress == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pProgress");
     *pProgress = {};
-    return zafo::Guarded(-1, [&] { return Read(pProgress); });
+    const int nResult = zafo::Guarded(-1, [&] { return Read(pProgress); });
+    if (nResult != 1) *pProgress = {};
+    return nResult;
 }
 
 int ZAFOLDAPServerProgressFree(ZAFOLDAP_PROGRESS *pProgress) {
