@@ -8,6 +8,7 @@
 #include <new>
 
 #include "accounts/account_kind.h"
+#include "core/list.h"
 #include "platform/crypt.h"
 
 namespace zafo {
@@ -37,7 +38,8 @@ bool IsOneLine(const char *szText) {
 
 bool AreOneLineEach(const QLIBSZLIST *pList) {
     for (int i = 0; pList != nullptr && i < pList->nItem; ++i) {
-        if (!IsOneLine(QLIBCSzListGet(pList, i))) return false;
+        const char *szItem = QLIBCSzListGet(pList, i);
+        if (szItem == nullptr || !IsOneLine(szItem)) return false;
     }
     return true;
 }
@@ -77,7 +79,7 @@ void WriteModRDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN, std::string_view attr,
 void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra) {
     if (plistExtra == nullptr) return;
     for (int i = 0; i + 1 < plistExtra->nItem; i += 2) {
-        WriteFormatText(pLDIF, QLIBCSzListGet(plistExtra, i), QLIBCSzListGet(plistExtra, i + 1));
+        WriteFormatText(pLDIF, ItemAt(plistExtra, i), ItemAt(plistExtra, i + 1));
     }
 }
 

@@ -14,7 +14,7 @@
 namespace zafo {
 
 // Whether a text fits on one line: a line break in a value would start a line, and with it
-// an attribute or a record, of somebody else's choice. NULL is fine.
+// an attribute or a record, of somebody else's choice. NULL is fine, but not as an item of a list.
 bool IsOneLine(const char *szText);
 bool AreOneLineEach(const QLIBSZLIST *pList);
 

@@ -61,11 +61,11 @@ void WriteChanges(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHANGE 
                   const QLIBSZLIST *pUserUIDList) {
     ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "memberUid");
     for (int i = 0; i < pUserUIDList->nItem; ++i)
-        WriteMemberUid(pLDIF, QLIBCSzListGet(pUserUIDList, i));
+        WriteMemberUid(pLDIF, zafo::ItemAt(pUserUIDList, i));
     EndModification(pLDIF);
     ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "member");
     for (int i = 0; i < pUserUIDList->nItem; ++i)
-        WriteMember(pLDIF, host, QLIBCSzListGet(pUserUIDList, i));
+        WriteMember(pLDIF, host, zafo::ItemAt(pUserUIDList, i));
 }
 
 // Whole records ---------------------------------------------------------------------------
@@ -105,7 +105,7 @@ void WriteWhereNeeded(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHA
                       const char *szUserUID, const QLIBSZLIST *pGroupDNList,
                       const zafo::List &current) {
     for (int i = 0; pGroupDNList != nullptr && i < pGroupDNList->nItem; ++i) {
-        const char *szGroupDN = QLIBCSzListGet(pGroupDNList, i);
+        const char *szGroupDN = zafo::ItemAt(pGroupDNList, i);
         const bool blListed = QLIBCSzListCaseFind(current.get(), szGroupDN) >= 0;
         if (blListed == change.blOfMembers) {
             WriteMembership(pLDIF, host, szGroupDN, change, szUserUID);
@@ -179,7 +179,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *sz
             ZAFO_LOG("get group list for user %s failed.", szUserUID);
             return -1;
         }
-        QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE);
+        if (QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE) < 0) return -1;
         WriteWhereNeeded(file.get(), *pHost, kAdd, szUserUID, pAddedGroupDNList, current);
         WriteWhereNeeded(file.get(), *pHost, kDelete, szUserUID, pRemovedGroupDNList, current);
         return Apply(pHost, &file, szUserUID);

@@ -153,7 +153,7 @@ int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost, const char *
             return -1;
         }
         if (Subtract(*ppUserUIDList, members) != 0) return -1;
-        QLIBCSzListRemoveAll(members.get());
+        if (QLIBCSzListRemoveAll(members.get()) < 0) return -1;
         if (ZAFOLDAPBrowserUserEnumByPrimaryGroup(pHost, szGroupDN, nullptr, members.address()) <
             0) {
             ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", szGroupDN);

@@ -159,7 +159,10 @@ bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
 }
 
 Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo::List *pExtra) {
-    QLIBCSzListRemoveAll(pExtra->get());
+    if (QLIBCSzListRemoveAll(pExtra->get()) < 0) {  // the hashes of the user before
+        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+        return Outcome::kSkipped;
+    }
     User user;
     if (ZAFOUserGet(szName, user.Next()) != 0) {
         ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());

@@ -12,8 +12,10 @@ int CountAll(const ZAFOLDAP_HOST *pHost, zafo::OpenSearch *pSearch) {
     ZAFOLDAP_SEARCH_REQUEST &request = pSearch->request;
     request.nOffset = 1;
     request.nCount = 0;
-    QLIBCSzListRemoveAll(request.plistAttr);
-    if (QLIBCSzListPush(&request.plistAttr, "dn") < 0) return -1;
+    if (QLIBCSzListRemoveAll(request.plistAttr) < 0 ||
+        QLIBCSzListPush(&request.plistAttr, "dn") < 0) {
+        return -1;
+    }
     if (pSearch->Open(pHost) != 0) {
         ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
         return -1;

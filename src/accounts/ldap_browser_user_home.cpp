@@ -3,6 +3,9 @@
 // Home folders, made in the export that users mount theirs from.
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -90,9 +93,9 @@ int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
                                    sizeof szValue) < 0) {
         return -1;
     }
-    if (!zafo::FitsDN(szValue)) return -1;
-    std::string_view left = szValue;
-    const auto escaped = zafo::EscapedExportOf(&left);
+    const bool blWhole = zafo::FitsDN(szValue);
+    std::string_view left(szValue, std::min(std::strlen(szValue), zafo::kMaxDN));
+    const auto escaped = blWhole ? zafo::EscapedExportOf(&left) : std::nullopt;
     if (!escaped) {
         ZAFO_LOG("unknown format of automountInformation: %s", std::string(left).c_str());
         return -1;

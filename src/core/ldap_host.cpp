@@ -31,12 +31,16 @@ class Copy {
     std::string text_;
 };
 
-// The list may have moved: every field that is set points at its item again.
-void PointAtItems(ZAFOLDAP_HOST *pHost) {
+// The list may have moved: every field that is set points at its item again. Whether all were given.
+bool PointAtItems(ZAFOLDAP_HOST *pHost) {
+    bool blAll = true;
     for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {
         const char *&szField = pHost->*kStringFields[i];
-        if (szField != nullptr) szField = QLIBCSzListGet(pHost->plistBuffer, i);
+        if (szField == nullptr) continue;
+        szField = QLIBCSzListGet(pHost->plistBuffer, i);
+        if (szField == nullptr) blAll = false;
     }
+    return blAll;
 }
 
 // Without its item the list cannot be used: the numbers of those behind are wrong.
@@ -59,8 +63,7 @@ int Set(ZAFOLDAP_HOST *pHost, int attr, const char *szValue) {
     } else if (QLIBCSzListInsert(&pHost->plistBuffer, attr, before.get()) < 0) {
         Clear(pHost);
     }
-    PointAtItems(pHost);
-    return blStored ? 0 : -1;
+    return PointAtItems(pHost) && blStored ? 0 : -1;
 }
 
 }  // namespace

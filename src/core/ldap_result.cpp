@@ -24,8 +24,18 @@
 
 namespace zafo {
 
+namespace {
+
+// Whether a pair is of the attribute. A name that the list does not give is nobody's.
+bool HasName(const ZAFOLDAP_RESULT &result, int i, const char *szAttr) {
+    const char *szName = QLIBCSzListGet(result.plistAttr, i);
+    return szName != nullptr && strcasecmp(szName, szAttr) == 0;
+}
+
+}  // namespace
+
 int ReplaceLastValue(ZAFOLDAP_RESULT *pResult, const char *szValue) {
-    QLIBCSzListPop(pResult->plistValue);
+    if (QLIBCSzListPop(pResult->plistValue) < 0) return -1;
     if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
     QLIBCSzListPop(pResult->plistAttr);
     return -1;
@@ -50,7 +60,7 @@ int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESULT *pSrc) {
     if (pDst->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pDst->plistValue");
     if (pDst == pSrc) return 0;
 
-    ZAFOLDAPResultRemoveAll(pDst);
+    if (ZAFOLDAPResultRemoveAll(pDst) != 0) return -1;
     pDst->pFile = nullptr;
     pDst->szErrFile[0] = '\0';
     pDst->nEntry = pSrc->nEntry;
@@ -86,7 +96,7 @@ int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {
     if (nPairs == 0) return -1;
     return zafo::Guarded(-1, [&] {
         const std::string joined =
-            std::string(QLIBCSzListGet(pResult->plistValue, nPairs - 1)).append(szValue);
+            std::string(zafo::ItemAt(pResult->plistValue, nPairs - 1)).append(szValue);
         return zafo::ReplaceLastValue(pResult, joined.c_str());
     });
 }
@@ -115,10 +125,11 @@ int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
     if (pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValues");
     if (*pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValues");
 
-    QLIBCSzListRemoveAll(*pplistValues);
+    if (QLIBCSzListRemoveAll(*pplistValues) < 0) return -1;
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (strcasecmp(QLIBCSzListGet(pResult->plistAttr, i), szAttr) != 0) continue;
-        if (QLIBCSzListPush(pplistValues, QLIBCSzListGet(pResult->plistValue, i)) < 0) {
+        if (!zafo::HasName(*pResult, i, szAttr)) continue;
+        const char *szValue = QLIBCSzListGet(pResult->plistValue, i);
+        if (szValue == nullptr || QLIBCSzListPush(pplistValues, szValue) < 0) {
             QLIBCSzListRemoveAll(*pplistValues);
             return -1;
         }
@@ -131,18 +142,16 @@ const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *s
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr"), nullptr;
 
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (strcasecmp(QLIBCSzListGet(pResult->plistAttr, i), szAttr) == 0) {
-            return QLIBCSzListGet(pResult->plistValue, i);
-        }
+        if (zafo::HasName(*pResult, i, szAttr)) return QLIBCSzListGet(pResult->plistValue, i);
     }
     return nullptr;
 }
 
 int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult) {
     REQUIRE_ENTRY(-1);
-    QLIBCSzListRemoveAll(pResult->plistAttr);
-    QLIBCSzListRemoveAll(pResult->plistValue);
-    return 0;
+    const int nAttr = QLIBCSzListRemoveAll(pResult->plistAttr);
+    const int nValue = QLIBCSzListRemoveAll(pResult->plistValue);
+    return nAttr < 0 || nValue < 0 ? -1 : 0;
 }
 
 int ZAFOLDAPResultFree(ZAFOLDAP_RESULT *pResult) {

@@ -251,7 +251,7 @@ EntryReader::Step EntryReader::Continuation(const char *szText) {
     const int nPairs = result_.plistValue->nItem;
     if (nPairs == 0) return Step::kFailed;
     if (!is_folded_) {
-        folded_ = QLIBCSzListGet(result_.plistValue, nPairs - 1);
+        folded_ = ItemAt(result_.plistValue, nPairs - 1);
         is_folded_ = true;
     }
     folded_.append(szText);
@@ -299,7 +299,7 @@ bool EntryReader::DecodeValues() {
     std::string decoded;
     for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
-        const char *szText = QLIBCSzListGet(result_.plistValue, i);
+        const char *szText = ItemAt(result_.plistValue, i);
         const size_t cbText = std::strlen(szText);
         const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
         decoded.assign(cbRoom, '\0');
@@ -443,7 +443,7 @@ int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESU
     if (pResult->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
 
-    ZAFOLDAPResultRemoveAll(pResult);
+    if (ZAFOLDAPResultRemoveAll(pResult) != 0) return -1;
     if (pResult->pFile == nullptr) return 0;
     if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
     return zafo::Guarded(-1, [&] {

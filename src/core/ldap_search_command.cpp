@@ -3,6 +3,7 @@
 // What a search looks like on ldapsearch(1)'s command line.
 #include "core/ldap_search_command.h"
 
+#include "core/list.h"
 #include "platform/ldap.h"
 
 namespace zafo {
@@ -64,7 +65,7 @@ std::vector<std::string> SearchArguments(const ZAFOLDAP_HOST &host,
     if (request.szFilter != nullptr) arguments.emplace_back(request.szFilter);
     if (request.plistAttr != nullptr) {
         for (int i = 0; i < request.plistAttr->nItem; ++i) {
-            arguments.emplace_back(QLIBCSzListGet(request.plistAttr, i));
+            arguments.emplace_back(ItemAt(request.plistAttr, i));
         }
     }
     return arguments;

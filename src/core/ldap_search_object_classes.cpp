@@ -23,6 +23,7 @@ int AddClassBits(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
     for (int i = 0; i < nPairs; ++i) {
         const char *szValue = nullptr;
         const char *szAttr = ZAFOLDAPResultGetAt(pResult, i, &szValue);
+        if (szAttr == nullptr || szValue == nullptr) return -1;
         if (strcasecmp(szAttr, "objectClass") == 0) *pSchema |= ClassBit(szValue);
     }
     return 1;  // only the first entry counts

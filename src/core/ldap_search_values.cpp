@@ -59,8 +59,11 @@ int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_RE
     }
 
     return zafo::Guarded(-1, [&] {
-        QLIBCSzListRemoveAll(*pplistDN);
-        if (pplistValue != nullptr && *pplistValue != nullptr) QLIBCSzListRemoveAll(*pplistValue);
+        if (QLIBCSzListRemoveAll(*pplistDN) < 0) return -1;
+        if (pplistValue != nullptr && *pplistValue != nullptr &&
+            QLIBCSzListRemoveAll(*pplistValue) < 0) {
+            return -1;
+        }
         zafo::List attributes;
         attributes.Push("dn");
         if (!blOnlyDN) attributes.Push(szAttr);
@@ -81,7 +84,7 @@ int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_R
     if (*pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValue");
 
     return zafo::Guarded(-1, [&] {
-        QLIBCSzListRemoveAll(*pplistValue);
+        if (QLIBCSzListRemoveAll(*pplistValue) < 0) return -1;
         zafo::List attributes;
         attributes.Push(szAttr);
         ZAFOLDAP_SEARCH_REQUEST request = *pRequest;

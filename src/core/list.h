@@ -20,6 +20,14 @@ inline void FreeList(QLIBSZLIST *pList) {
     if (pList != nullptr) QLIBCSzListFree(pList);
 }
 
+// The item of an index that the list has. One that is not given all the same was lost for want of memory:
+// throws std::bad_alloc.
+inline const char *ItemAt(const QLIBSZLIST *pList, int i) {
+    const char *szItem = QLIBCSzListGet(pList, i);
+    if (szItem == nullptr) throw std::bad_alloc();
+    return szItem;
+}
+
 // An owned string list; making one that cannot be allocated throws std::bad_alloc.
 class List {
   public:
@@ -39,7 +47,7 @@ class List {
         if (QLIBCSzListPush(&p_, sz) < 0) throw std::bad_alloc();
     }
     int size() const { return p_->nItem; }
-    const char *operator[](int i) const { return QLIBCSzListGet(p_, i); }
+    const char *operator[](int i) const { return ItemAt(p_, i); }
     QLIBSZLIST *get() const { return p_; }
     QLIBSZLIST **address() { return &p_; }
 

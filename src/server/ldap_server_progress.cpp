@@ -47,8 +47,7 @@ void TakeNumbers(const QLIBSZHASH *pMap, ZAFOLDAP_PROGRESS *pProgress) {
 }
 
 // The list may move with each string, so the fields come last. Throws std::bad_alloc.
-void TakeTexts(const QLIBSZHASH *pMap, ZAFOLDAP_PROGRESS *pProgress) {
-    zafo::List list;
+void TakeTexts(const QLIBSZHASH *pMap, zafo::List list, ZAFOLDAP_PROGRESS *pProgress) {
     for (const TEXT_KEY &row : kTexts) {
         if (const char *szValue = QLIBCSzHashGetValue(pMap, row.szKey)) list.Push(szValue);
     }
@@ -60,14 +59,18 @@ void TakeTexts(const QLIBSZHASH *pMap, ZAFOLDAP_PROGRESS *pProgress) {
 }
 
 int Read(ZAFOLDAP_PROGRESS *pProgress) {
+    zafo::List list;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return -1;
+    if (map == nullptr) {
+        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
+        return -1;
+    }
     if (QLIBCFileGetPair(zafo::kProgressFile, map.get()) < 0) {
         if (QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
         QLIBCErrSet(QLIB_ERR_NONE);
         return 0;
     }
-    TakeTexts(map.get(), pProgress);
+    TakeTexts(map.get(), std::move(list), pProgress);
     TakeNumbers(map.get(), pProgress);
     const bool blAlive = QLIBCProcAlive(pProgress->nPid) != 0;
     pProgress->blRunning = pProgress->nStatus == 0 && blAlive ? 1 : 0;
@@ -79,7 +82,9 @@ int Read(ZAFOLDAP_PROGRESS *pProgress) {
 int ZAFOLDAPServerProgressGet(ZAFOLDAP_PROGRESS *pProgress) {
     if (pProgress == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pProgress");
     *pProgress = {};
-    return zafo::Guarded(-1, [&] { return Read(pProgress); });
+    const int nResult = zafo::Guarded(-1, [&] { return Read(pProgress); });
+    if (nResult != 1) *pProgress = {};
+    return nResult;
 }
 
 int ZAFOLDAPServerProgressFree(ZAFOLDAP_PROGRESS *pProgress) {

@@ -3,6 +3,9 @@
 // Accounts on a platform that is not ours.
 #include "tests/core/other_platform.h"
 
+#include <iterator>
+#include <utility>
+
 #include "platform/crypt.h"
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
@@ -87,6 +90,46 @@ TEST_F(AccountsOnAnotherPlatform, PositiveResultsAreSuccessWhereAccountsAreListe
     List contexts;
     EXPECT_EQ(ZAFOLDAPBrowserSuggestBaseDN(&host_, contexts.Address()), 0);
     EXPECT_THAT(contexts.Items(), ElementsAre("dc=x"));
+}
+
+TEST_F(AccountsOnAnotherPlatform, NameThatAListDoesNotGiveIsNotWritten) {
+    List names{"ann", "bob"}, groups{kStaffDN.c_str()}, extra{"title", "Dr"};
+    host_.nSchema = ZAFOLDAP_CLASS_TOP;
+    const std::function<int()> calls[] = {
+        [&] {
+            return ZAFOLDAPBrowserUserEditByGroupDN(&host_, kStaffDN.c_str(), names.Get(),
+                                                    names.Get());
+        },
+        [&] { return ZAFOLDAPBrowserGroupEditByUserUID(&host_, "ann", groups.Get(), nullptr); },
+        [&] {
+            UserRecord record{Person()};
+            return ZAFOLDAPBrowserUserCreateWithCryptedPass(&host_, &record, extra.Get(), nullptr);
+        }};
+    for (size_t i = 0; i < std::size(calls); ++i) {
+        tools_.Reset();
+        ASSERT_EQ(calls[i](), 0);
+        const std::string whole = LastChange();
+        for (int nth = 1; nth < 100; ++nth) {
+            tools_.Reset();
+            platform_->lost_item = nth;
+            const int result = calls[i]();
+            if (result == 0) {
+                EXPECT_EQ(LastChange(), whole) << i << ", item " << nth;
+            } else {
+                EXPECT_THAT(Changes(), IsEmpty()) << i << ", item " << nth;
+            }
+            if (std::exchange(platform_->lost_item, 0) > 0) break;
+        }
+    }
+}
+
+// The search of a list that is not sorted could add a member twice.
+TEST_F(AccountsOnAnotherPlatform, GroupsThatCannotBeSortedAreNotChanged) {
+    platform_->cannot_sort = true;
+    Answer("dn: " + kStaffDN + "\ncn: staff\n\n");
+    const List groups{kStaffDN.c_str()};
+    EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserUID(&host_, "ann", groups.Get(), nullptr), -1);
+    EXPECT_THAT(Changes(), IsEmpty());
 }
 
 TEST_F(AccountsOnAnotherPlatform, HashThatFillsItsBufferEndsInIt) {

@@ -109,6 +109,31 @@ int QLIBCSzListInsert(QLIBSZLIST **ppList, int nIndex, const char *sz) {
     return Success(ways, OURS(QLIBCSzListInsert)(ppList, nIndex, sz));
 }
 
+const char *QLIBCSzListGet(const QLIBSZLIST *pList, int nIndex) {
+    const bool library = &CALLER == &PlatformWays::Get();
+    int &left = PlatformWays::Get().lost_item;
+    if (library && left > 0 && --left == 0) return nullptr;
+    return OURS(QLIBCSzListGet)(pList, nIndex);
+}
+
+int QLIBCSzListPop(QLIBSZLIST *pList) {
+    const PlatformWays &ways = CALLER;
+    if (ways.failing_pops > 0 && PlatformWays::Get().failing_pops-- > 0) return -1;
+    return Success(ways, OURS(QLIBCSzListPop)(pList));
+}
+
+int QLIBCSzListSortItems(QLIBSZLIST *pList, int nFlags) {
+    const PlatformWays &ways = CALLER;
+    if (ways.cannot_sort) return -1;
+    return Success(ways, OURS(QLIBCSzListSortItems)(pList, nFlags));
+}
+
+int QLIBCSzListRemoveAll(QLIBSZLIST *pList) {
+    const PlatformWays &ways = CALLER;
+    if (ways.failing_empties > 0 && PlatformWays::Get().failing_empties-- > 0) return -1;
+    return Success(ways, OURS(QLIBCSzListRemoveAll)(pList));
+}
+
 int QLIBCSzListSet(QLIBSZLIST **ppList, int nIndex, const char *sz) {
     const PlatformWays &ways = CALLER;
     Wipe(ways, *ppList, nIndex);

@@ -29,6 +29,10 @@ struct PlatformWays {
     bool normalises_rdn = false;        // "uid = ann" is "uid=ann"
     bool fills_buffers = false;         // to the last byte, with "x"
     int failing_inserts = 0;            // as many, from the next on
+    int failing_pops = 0;
+    int failing_empties = 0;  // QLIBCSzListRemoveAll
+    bool cannot_sort = false;
+    int lost_item = 0;  // the nth from now on is not given
     Decoding decoding = Decoding::kOurs;
 
     // What was done.

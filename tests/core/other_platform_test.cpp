@@ -3,6 +3,10 @@
 // The directory core on a platform that is not ours.
 #include "tests/core/other_platform.h"
 
+#include <functional>
+#include <iterator>
+#include <utility>
+
 #include "platform/error.h"
 #include "tests/core/connection_fixture.h"
 #include "tests/rig/cipher.h"
@@ -20,6 +24,20 @@ class CoreOnAnotherPlatform : public ConnectionTest {
         const char *values[] = {"ldap://server", "dc=com", "cn=admin", "secret", "example.com"};
         for (int attr = 0; attr < LDAP_HOST_ATTR_MAX; ++attr)
             ASSERT_EQ(ZAFOLDAPHostSet(&record_, attr, values[attr]), 0);
+    }
+
+    // Reads every entry of a search, and looks at none.
+    int ReadToTheEnd() {
+        Request request({"cn", "sn"});
+        ZAFOLDAP_RESULT result;
+        int next = ZAFOLDAPSearchInit(&host_, &request, &result);
+        if (next == 0) {
+            do
+                next = ZAFOLDAPSearchGetNext(&request, &result);
+            while (next == 1);
+        }
+        ZAFOLDAPSearchFree(&request, &result);
+        return next;
     }
 
     OtherPlatform platform_;
@@ -176,6 +194,89 @@ TEST_F(CoreOnAnotherPlatform, DirectiveIsFoundByItsValue) {
     ScriptWholeServer();
     EXPECT_EQ(ZAFOLDAPHostInitByBindConfig(&record_), 1);
     EXPECT_THAT(FieldsOf(record_), ElementsAre("h", "dc=a", "-", "-", "a"));
+}
+
+TEST_F(CoreOnAnotherPlatform, DirectiveWithoutAValueIsFoundWhereThePlatformSaysSo) {
+    Write(kNslcdConf, "uri ldap://h\nbase dc=a\nbinddn \"\"\n");
+    ScriptWholeServer();
+    EXPECT_EQ(ZAFOLDAPHostInitByBindConfig(&record_), 1);
+    EXPECT_THAT(FieldsOf(record_), ElementsAre("h", "dc=a", "", "-", "a"));
+}
+
+// Lists that fail ---------------------------------------------------------------------------------
+
+TEST_F(CoreOnAnotherPlatform, EntryStaysPairedWhenItsLastValueCannotBeTaken) {
+    ZAFOLDAP_RESULT result;
+    ASSERT_EQ(ZAFOLDAPResultInit(&result), 0);
+    ZAFOLDAPResultSet(&result, "cn", "a");
+    platform_->failing_pops = 1;
+    EXPECT_EQ(ZAFOLDAPResultConcateAttr(&result, "b"), -1);
+    EXPECT_EQ(PairsOf(result), (Entry{{"cn", "a"}}));
+    EXPECT_EQ(result.plistValue->nItem, 1);
+    ZAFOLDAPResultFree(&result);
+}
+
+TEST_F(CoreOnAnotherPlatform, ListThatCannotBeEmptiedIsAFailure) {
+    ZAFOLDAP_RESULT result, other;
+    ASSERT_EQ(ZAFOLDAPResultInit(&result), 0);
+    ASSERT_EQ(ZAFOLDAPResultInit(&other), 0);
+    ZAFOLDAPResultSet(&result, "cn", "a");
+    List values{"old"}, dns{"old"};
+    const Request request;
+    const std::function<int()> calls[] = {
+        [&] { return ZAFOLDAPResultRemoveAll(&result); },
+        [&] { return ZAFOLDAPResultClone(&other, &result); },
+        [&] { return ZAFOLDAPResultGetAll(&result, "cn", values.Address()); },
+        [&] { return ZAFOLDAPSearchMultiValue(&host_, &request, "cn", values.Address()); },
+        [&] {
+            return ZAFOLDAPSearchEachValue(&host_, &request, "cn", dns.Address(), values.Address());
+        }};
+    for (size_t i = 0; i < std::size(calls); ++i) {
+        platform_->failing_empties = 1;
+        EXPECT_EQ(calls[i](), -1) << i;
+    }
+    EXPECT_EQ(result.plistAttr->nItem, 1);
+    EXPECT_EQ(result.plistValue->nItem, 0);
+    EXPECT_TRUE(tools_.Calls().empty());
+    ZAFOLDAPResultFree(&result);
+    ZAFOLDAPResultFree(&other);
+}
+
+TEST_F(CoreOnAnotherPlatform, ItemThatAListDoesNotGiveCrashesNothing) {
+    const std::string entry =
+        "dn: a\nobjectClass: top\ncn:: aGVs\n bG8=\nsn: x\n y\n\ndn: b\ncn: z\n\n";
+    List dns, values;
+    const Request request;
+    char text[16];
+    unsigned classes = 0;
+    const std::function<int()> calls[] = {
+        [&] { return ReadToTheEnd(); },
+        [&] {
+            return ZAFOLDAPSearchEachValue(&host_, &request, "cn", dns.Address(), values.Address());
+        },
+        [&] { return ZAFOLDAPSearchGetValueByDN(&host_, "a", nullptr, "cn", text, sizeof text); },
+        [&] { return ZAFOLDAPSearchObjectClasses(&host_, "a", nullptr, &classes); },
+        [&] { return ZAFOLDAPHostSet(&record_, LDAP_HOST_ATTR_URI, "server"); }};
+    FillRecord();
+    for (size_t i = 0; i < std::size(calls); ++i) {
+        tools_.On("ldapsearch").IgnoreSignals().Output(entry);
+        const int whole = calls[i]();
+        for (int nth = 1; nth < 100; ++nth) {
+            platform_->lost_item = nth;
+            EXPECT_LE(calls[i](), whole) << i << ", item " << nth;
+            if (std::exchange(platform_->lost_item, 0) > 0) break;
+        }
+    }
+}
+
+TEST_F(CoreOnAnotherPlatform, SchemaWhoseItemsTheListDoesNotGiveIsNotRead) {
+    for (int nth = 1; nth < 100; ++nth) {
+        tools_.Reset();
+        ScriptSchema("objectClasses: ( 1 NAME 'top' )\n");
+        platform_->lost_item = nth;
+        EXPECT_LE(ZAFOLDAPHostGetSupportedSchema(&host_), 0);
+        if (std::exchange(platform_->lost_item, 0) > 0) break;
+    }
 }
 
 TEST_F(CoreOnAnotherPlatform, NewSectionIsAddedWithTheMap) {

@@ -103,6 +103,19 @@ TEST_F(Accounts, EverySubtractionMayFail) {
     }
 }
 
+TEST_F(Accounts, GroupsThatCannotBeSortedAreNotChanged) {
+    size_t runs = 0;
+    hooks_.open = [&](const Texts &words, const std::string &) {
+        ++runs;
+        EXPECT_EQ(words[0], "/usr/zafo/bin/ldapsearch");
+        return ToolSaying({"dn: cn=staff\ncn: staff\n\n"});
+    };
+    hooks_.list_sort = [](QLIBSZLIST *) { return -1; };
+    const core_test::List added{"cn=staff"};
+    EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserUID(&host_, "ann", added.Get(), nullptr), -1);
+    EXPECT_EQ(runs, 1u);
+}
+
 // --- Texts of missing memory -----------------------------------------------------------
 
 TEST_F(Accounts, MigrationWithoutAListOfNamesSaysSo) {

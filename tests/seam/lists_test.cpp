@@ -261,6 +261,22 @@ TEST_F(EntryWithoutMemory, IsClonedAsFarAsItGoes) {
     ZAFOLDAPResultFree(&copy);
 }
 
+TEST_F(EntryWithoutMemory, IsLeftAsItIsWhenItsLastValueCannotBeTaken) {
+    hooks_.list_pop = [](QLIBSZLIST *) { return -1; };
+    EXPECT_EQ(ZAFOLDAPResultConcateAttr(&result_, "more"), -1);
+    EXPECT_THAT(Items(result_.plistAttr), ElementsAre("cn", "cn"));
+    EXPECT_THAT(Items(result_.plistValue), ElementsAre("a", "b"));
+}
+
+TEST_F(EntryWithoutMemory, SaysThatAListCannotBeEmptied) {
+    for (QLIBSZLIST *list : {result_.plistAttr, result_.plistValue}) {
+        hooks_.list_remove_all = [=](QLIBSZLIST *emptied) { return emptied == list ? -1 : 0; };
+        EXPECT_EQ(ZAFOLDAPResultRemoveAll(&result_), -1);
+        ZAFOLDAP_SEARCH_REQUEST request{};
+        EXPECT_EQ(ZAFOLDAPSearchGetNext(&request, &result_), -1);
+    }
+}
+
 class SearchWithoutMemory : public NoMemory {
   protected:
     SearchWithoutMemory() {
@@ -359,6 +375,66 @@ TEST_F(Lists, ItemsThatAreNullAreLeftOutOfClones) {
     EXPECT_EQ(ZAFOLDAPSearchRequestClone(&copy, &request), 0);
     EXPECT_THAT(Items(copy.plistAttr), ElementsAre("a", "c"));
     ZAFOLDAPSearchRequestFree(&copy);
+}
+
+// A platform that has no memory to give an item, or lies about how many there are.
+class LostItems : public Lists {
+  protected:
+    LostItems() {
+        host_.szLoginSuffix = "x";
+        hooks_.open = [](const Texts &, const std::string &) {
+            return ToolSaying(
+                {"dn: cn=staff\ncn: staff\nuid: ann\nuidNumber: 5\ngidNumber: 5\n"
+                 "memberUid: ann\nobjectClass: top\ndescription:: aGVs\n bG8=\n"
+                 "subschemaSubentry: cn=s\nobjectClasses: 'top'\n"
+                 "namingContexts: dc=x\nsambaSID: S-1\nsambaNextUserRid: 5\n\n"});
+        };
+        hooks_.list_get = [](const QLIBSZLIST *, int) { return nullptr; };
+    }
+};
+
+TEST_F(LostItems, AreNoReasonToCrash) {
+    char text[64];
+    unsigned int bits = 0;
+    core_test::List dns, names;
+    const std::function<void()> calls[] = {
+        [&] { ZAFOLDAPHostGetSchemaDN(&host_, text, sizeof text); },
+        [&] { ZAFOLDAPHostGetSupportedSchema(&host_); },
+        [&] { ZAFOLDAPSearchObjectClasses(&host_, "cn=x", nullptr, &bits); },
+        [&] { ZAFOLDAPSearchGetValueByDN(&host_, "cn=x", nullptr, "cn", text, sizeof text); },
+        [&] { ZAFOLDAPBrowserUserEnumAll(&host_, dns.Address(), names.Address()); },
+        [&] { ZAFOLDAPBrowserUserEnumNotInGroupDN(&host_, "cn=staff", names.Address()); },
+        [&] { ZAFOLDAPBrowserGroupEnumByUserUID(&host_, "ann", dns.Address(), names.Address()); },
+        [&] { ZAFOLDAPBrowserSuggestBaseDN(&host_, dns.Address()); },
+        [&] { ZAFOLDAPBrowserSuggestUid(&host_); },
+        [&] { ZAFOLDAPSambaUIDGen(&host_); },
+        [&] { ZAFOLDAPSambaSIDGen(&host_, text, sizeof text); },
+        [&] { ZAFOLDAPBrowserCheckBindInfo(&host_, nullptr); },
+        [&] { ZAFOLDAPBrowserDeleteUser(&host_, "ann"); },
+        [&] { ZAFOLDAPBrowserGroupEdit(&host_, "cn=staff", "crew", "x", nullptr); },
+        [&] { ZAFOLDAPBrowserGroupEditWhenUserUIDChange(&host_, "ann", "bob"); },
+        [&] { ZAFOLDAPBrowserMigrateUserToLocal(&host_); },
+        [&] { ZAFOLDAPBrowserMigrateGroupToLocal(&host_); },
+        [&] { ZAFOLDAPBackupConfigGet(&config_, nullptr); },
+        [&] { ZAFOLDAPServerDefaultAdd(); },
+        [&] { ZAFOLDAPServerAutomountCreate("server", "/homes"); },
+    };
+    for (const auto &call : calls)
+        call();
+    hooks_.list_get = nullptr;
+    SUCCEED() << "all of them came back";
+}
+
+TEST_F(LostItems, OfACallersListsAreRefusedAndNothingRuns) {
+    hooks_.open = [](const Texts &words, const std::string &) {
+        ADD_FAILURE() << words[0];
+        return static_cast<FILE *>(nullptr);
+    };
+    const core_test::List given{"ann"};
+    EXPECT_EQ(ZAFOLDAPBrowserUserEditByGroupDN(&host_, "cn=staff", given.Get(), nullptr), -1);
+    ExpectSlots(kStaleLdapCode, 0x0D00);
+    EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserUID(&host_, "ann", nullptr, given.Get()), -1);
+    ExpectSlots(kStaleLdapCode, 0x0D00);
 }
 
 }  // namespace

@@ -167,6 +167,21 @@ SEAM int QLIBCSzListSub(QLIBSZLIST *list, const QLIBSZLIST *other, int flags) {
     return zafo::seam_test::RealListSub(list, other, flags);
 }
 
+SEAM int QLIBCSzListPop(QLIBSZLIST *list) {
+    if (g_hooks.list_pop) return g_hooks.list_pop(list);
+    return REAL(QLIBCSzListPop)(list);
+}
+
+SEAM int QLIBCSzListRemoveAll(QLIBSZLIST *list) {
+    if (g_hooks.list_remove_all) return g_hooks.list_remove_all(list);
+    return REAL(QLIBCSzListRemoveAll)(list);
+}
+
+SEAM int QLIBCSzListSortItems(QLIBSZLIST *list, int flags) {
+    if (g_hooks.list_sort) return g_hooks.list_sort(list);
+    return REAL(QLIBCSzListSortItems)(list, flags);
+}
+
 SEAM QLIBSZHASH *QLIBCSzHashAlloc(int capacity) {
     if (g_hooks.map_alloc) return g_hooks.map_alloc(capacity);
     return zafo::seam_test::RealMapAlloc(capacity);

@@ -32,6 +32,9 @@ struct Hooks {
     std::function<int(QLIBSZLIST **, int, const char *)> list_insert;
     std::function<const char *(const QLIBSZLIST *, int)> list_get;
     std::function<int(QLIBSZLIST *, const QLIBSZLIST *, int)> list_sub;
+    std::function<int(QLIBSZLIST *)> list_pop;
+    std::function<int(QLIBSZLIST *)> list_remove_all;
+    std::function<int(QLIBSZLIST *)> list_sort;
     std::function<QLIBSZHASH *(int)> map_alloc;
     std::function<int(QLIBSZHASH *, const char *, const char *)> map_set;
 

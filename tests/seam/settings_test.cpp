@@ -211,6 +211,24 @@ TEST_F(BackupSettings, SectionIsMadeAlsoForADestinationThatIsRefused) {
 
 // --- Progress --------------------------------------------------------------------------
 
+TEST_F(BackupSettings, ProgressIsNotReadWithoutListAndMap) {
+    hooks_.get_pair = [](const char *, QLIBSZHASH *) {
+        ADD_FAILURE() << "the file is read";
+        return -1;
+    };
+    ZAFOLDAP_PROGRESS progress;
+    hooks_.list_alloc = NoListAt(1);
+    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress), -1);
+    EXPECT_EQ(progress.plistBuffer, nullptr);
+    ExpectSlots(kStaleLdapCode, 0x0200);
+    hooks_.list_alloc = nullptr;
+    core_test::SetStaleCodes();
+    hooks_.map_alloc = [](int) -> QLIBSZHASH * { return nullptr; };
+    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress), -1);
+    EXPECT_EQ(progress.plistBuffer, nullptr);
+    ExpectSlots(kStaleLdapCode, 0x0200);
+}
+
 TEST_F(BackupSettings, NumberOfAProcessBeyond32BitsKeepsItsLower32) {
     const std::pair<const char *, int> cases[] = {
         {"4294967338", 42}, {"42", 42}, {"2147483647", 2147483647}, {"4294967295", -1}};
