@@ -36,7 +36,9 @@
  *
  * 7. Diagnostics go to syslog at priority 3 (error). Command lines, tool
  *    output and exit codes only while root's or the effective user's own
- *    "/tmp/zafoldap_debug" is readable at the process's first question (zafoldap/debug.h).
+ *    "/tmp/zafoldap_debug" is readable at the process's first question (zafoldap/debug.h). The tools
+ *    inherit standard error; those of the host platform say there why something failed, and nothing of
+ *    what the library asked and was answered.
  */
 #ifndef ZAFOLDAP_H
 #define ZAFOLDAP_H

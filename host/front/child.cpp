@@ -20,7 +20,7 @@ namespace {
 // process with one thread that waits so long, and system calls only, are what
 // vfork allows. posix_spawn cannot ask for the signal.
 // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
-pid_t Start(const Command &command, int output, volatile int &failure) {
+pid_t Start(const Command &command, const Ends &ends, volatile int &failure) {
     const pid_t front = getpid();
     rlimit memory{};
     const bool bounded = command.memory != RLIM_INFINITY && getrlimit(RLIMIT_DATA, &memory) == 0;
@@ -31,7 +31,8 @@ pid_t Start(const Command &command, int output, volatile int &failure) {
         // The signal comes only for a parent that dies after the request.
         if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == front &&
             (!bounded || setrlimit(RLIMIT_DATA, &memory) == 0) &&
-            (output < 0 || dup2(output, STDOUT_FILENO) == STDOUT_FILENO)) {
+            (ends.output < 0 || dup2(ends.output, STDOUT_FILENO) == STDOUT_FILENO) &&
+            (ends.errors < 0 || dup2(ends.errors, STDERR_FILENO) == STDERR_FILENO)) {
             execve(command.path, command.argv, command.environment);
         }
         failure = errno;
@@ -43,11 +44,11 @@ pid_t Start(const Command &command, int output, volatile int &failure) {
 
 }  // namespace
 
-pid_t StartChild(const Command &command, int output) {
+pid_t StartChild(const Command &command, const Ends &ends) {
     // Somebody's ignored SIGCHLD would take the exit code away.
     signal(SIGCHLD, SIG_DFL);
     volatile int failure = 0;
-    const pid_t child = Start(command, output, failure);
+    const pid_t child = Start(command, ends, failure);
     if (child < 0) Fail(kRefused, "cannot start", errno);
     if (failure != 0) {
         const int error = failure;

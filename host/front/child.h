@@ -15,9 +15,14 @@ struct Command {
     rlim_t memory = RLIM_INFINITY;  // that the tool may have, in bytes
 };
 
-// The child never outlives this process. Its standard output is `output`; -1 leaves it this
-// process's. Ends this process when the tool cannot be run.
-pid_t StartChild(const Command &command, int output = -1);
+// Where a child writes to; -1: where this process does.
+struct Ends {
+    int output = -1;
+    int errors = -1;
+};
+
+// The child never outlives this process. Ends this process when the tool cannot be run.
+pid_t StartChild(const Command &command, const Ends &ends = {});
 
 // A descriptor that is readable when the child has ended. Ends child and process when there is none.
 int WatchEnd(pid_t child);

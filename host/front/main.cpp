@@ -14,6 +14,7 @@
 #include "host/front/account.h"
 #include "host/front/failure.h"
 #include "host/front/offline.h"
+#include "host/front/question.h"
 #include "host/front/tool.h"
 #include "host/front/vector.h"
 #include "host/front/watch.h"
@@ -23,7 +24,6 @@ namespace zafo::front {
 namespace {
 
 constexpr const char *kFolders[] = {"/usr/zafo/libexec/", "/usr/bin/", "/usr/sbin/"};
-constexpr const char *kServerConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
 
 // The tools take servers, trust and credentials from variables and from files
 // that variables name; they get none but these.
@@ -93,6 +93,7 @@ bool IsProbe(const Vector &arguments) {
 
 [[noreturn]] void Run(const Tool &tool, int argc, char **argv) {
     OpenStandardStreams();
+    const Question question(tool, argc, argv);
     const auto count = static_cast<size_t>(argc);
     // A client's options are twelve more; an argument becomes four at most.
     Vector arguments(count * 4);
@@ -117,7 +118,7 @@ bool IsProbe(const Vector &arguments) {
     const Command command{vector.Data()[0], vector.Data(), environment};
     if (talks) {
         RunWatched(tool, command,
-                   {limits.answer + limits.network, limits.whole_answer, limits.size});
+                   {limits.answer + limits.network, limits.whole_answer, limits.size}, question);
     }
     if (tool.family == Family::kOffline) RunOffline(tool, command, arguments);
     execve(command.path, command.argv, command.environment);

@@ -4,20 +4,25 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <string_view>
 
 #include "host/front/account.h"
 #include "host/front/dn_lines.h"
 #include "host/front/failure.h"
+#include "host/front/held_words.h"
 
 namespace zafo::front {
 
 namespace {
 
 constexpr const char *kDatabase = "/usr/zafo/etc/openldap/data";
+constexpr const char *kDatabaseFile = "/usr/zafo/etc/openldap/data/data.mdb";
 // The old name of a database file tells whether there is a database; no file of the server
 // of today tells that, so a program looks.
 char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
@@ -59,6 +64,40 @@ bool Waits(pollfd *events, nfds_t count, int limit) {
     DieOf(SIGPIPE);
 }
 
+bool IsMissing(const char *path) {
+    return access(path, F_OK) != 0 && errno == ENOENT;
+}
+
+// A server that was never set up has no database file, and callers look there for entries all the
+// same. slapcat takes that for a disaster ("Restore from backup!"). Whatever else keeps it from opening the
+// database, in the folder or in a configuration that is there, is to be seen.
+class MissingDatabase {
+  public:
+    bool IsExpected() const { return missing_; }
+
+    bool Explains(int status, std::string_view words) const {
+        if (!missing_ || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_FAILURE) return false;
+        if (!IsMissing(kDatabaseFile)) return false;
+        return IsMissing(kServerConfiguration) ||
+               words.find("bi_db_open failed! (2)") != words.npos;
+    }
+
+  private:
+    bool missing_ = IsMissing(kDatabaseFile);
+};
+
+[[noreturn]] void EndReading(pid_t child, const MissingDatabase &database, HeldWords &words) {
+    // Up to its end the tool may say more than a pipe holds.
+    while (words.Reader() >= 0) {
+        pollfd more{words.Reader(), POLLIN, 0};
+        Waits(&more, 1, -1);
+        words.Take();
+    }
+    const int status = Reap(child);
+    if (!database.Explains(status, words.Text())) words.Deliver();
+    EndAs(status);
+}
+
 int SettleMarker(char **environment) {
     if (access(kMark, X_OK) != 0) return 0;
     char *argv[] = {kMark, nullptr};
@@ -85,27 +124,43 @@ void RunLoader(const Command &command) {
 }
 
 void RunReader(const Command &command) {
-    const pid_t child = StartChild(command);
+    const MissingDatabase database;
+    HeldWords words;
+    if (database.IsExpected()) words.Hold();
+    const pid_t child = StartChild(command, {.errors = words.ChildsEnd()});
+    words.CloseChildsEnd();
     PassSignalsOn(child);
-    pollfd events[] = {{WatchEnd(child), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-    Waits(events, 2, -1);
-    if (events[0].revents == 0) EndWithReader(child);
-    EndAs(Reap(child));
+    pollfd events[] = {
+        {WatchEnd(child), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
+    for (;;) {
+        Waits(events, 3, -1);
+        if (events[0].revents != 0) EndReading(child, database, words);
+        if (events[1].revents != 0) EndWithReader(child);
+        words.Take();
+        events[2].fd = words.Reader();
+    }
 }
 
 void RunProbe(const Command &command) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) Fail(kRefused, "cannot make a pipe", errno);
-    const pid_t child = StartChild(command, ends[1]);
+    const MissingDatabase database;
+    HeldWords words;
+    if (database.IsExpected()) words.Hold();
+    const pid_t child = StartChild(command, {.output = ends[1], .errors = words.ChildsEnd()});
     close(ends[1]);
+    words.CloseChildsEnd();
     PassSignalsOn(child);
     // Writing to a reader that is gone is noticed, and the tool ended first.
     signal(SIGPIPE, SIG_IGN);
     DnLines lines;
-    pollfd events[] = {{ends[0], POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    pollfd events[] = {{ends[0], POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
     for (;;) {
-        Waits(events, 2, -1);
+        Waits(events, 3, -1);
         if (events[1].revents != 0) EndWithReader(child);
+        words.Take();
+        events[2].fd = words.Reader();
+        if (events[0].revents == 0) continue;
         char bytes[16384];
         const ssize_t n = read(ends[0], bytes, sizeof bytes);
         if (n < 0 && errno == EINTR) continue;
@@ -113,7 +168,7 @@ void RunProbe(const Command &command) {
         if (!lines.Take({bytes, static_cast<size_t>(n)})) EndWithReader(child);
     }
     if (!lines.Finish()) EndWithReader(child);
-    EndAs(Reap(child));
+    EndReading(child, database, words);
 }
 
 }  // namespace zafo::front

@@ -7,6 +7,8 @@
 
 namespace zafo::front {
 
+constexpr const char *kServerConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
+
 // Makes the database's folder where it is missing, and gives it to the server's user.
 void PrepareDatabaseFolder();
 
@@ -14,7 +16,8 @@ void PrepareDatabaseFolder();
 // as the tool ends; a signal to end that comes meanwhile is the tool's.
 [[noreturn]] void RunLoader(const Command &command);
 
-// Lets the tool write to this process's output, and ends it when nobody reads that any more.
+// Lets the tool write to this process's output, and ends it when nobody reads that any more. What it
+// says of a database that was never made is not passed on: its exit code is the answer.
 [[noreturn]] void RunReader(const Command &command);
 
 // The same with the tool's output passed on line by line, a DN in base64 as the text it stands for: a

@@ -10,6 +10,7 @@
 #include "host/front/watch.h"
 
 #include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,8 +19,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "host/front/failure.h"
+#include "host/front/held_words.h"
 #include "host/front/text_file.h"
 
 namespace zafo::front {
@@ -80,23 +83,48 @@ bool ReaderIsSlow() {
 
 enum class Event { kEnd, kReaderGone, kSilence, kTooLong, kTooMuch };
 
-Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, const Bounds &bounds) {
-    pollfd events[] = {{end_of_child, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-    const nfds_t count = tool.ends_with_reader ? 2 : 1;
+// Milliseconds since the last call.
+class Clock {
+  public:
+    unsigned long long Lap() {
+        const unsigned long long before = last_;
+        last_ = Now();
+        return last_ - before;
+    }
+
+  private:
+    static unsigned long long Now() {
+        timespec time{};
+        clock_gettime(CLOCK_MONOTONIC, &time);
+        return static_cast<unsigned long long>(time.tv_sec) * 1000 +
+               static_cast<unsigned long long>(time.tv_nsec) / 1000000;
+    }
+
+    unsigned long long last_ = Now();
+};
+
+Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, const Bounds &bounds,
+                   HeldWords &words) {
+    pollfd events[] = {{end_of_child, POLLIN, 0},
+                       {tool.ends_with_reader ? STDOUT_FILENO : -1, 0, 0},
+                       {words.Reader(), POLLIN, 0}};
     Traffic traffic(child);
+    Clock clock;
     const unsigned step = std::min(bounds.silence, bounds.time) * 1000 / kSteps;
     unsigned long long quiet = 0;
     unsigned long long busy = 0;
     while (quiet < bounds.silence * 1000ULL) {
-        const int ready = poll(events, count, static_cast<int>(step));
+        const int ready = poll(events, 3, static_cast<int>(step));
         if (ready < 0 && errno != EINTR) return Event::kSilence;
         if (ready > 0 && events[0].revents != 0) return Event::kEnd;
-        if (ready > 0) return Event::kReaderGone;
-        if (ready != 0) continue;
+        if (ready > 0 && events[1].revents != 0) return Event::kReaderGone;
+        if (ready > 0) words.Take();
+        events[2].fd = words.Reader();
+        const unsigned long long passed = clock.Lap();
         const bool slow = ReaderIsSlow();
-        quiet = traffic.Changed() || slow ? 0 : quiet + step;
+        quiet = traffic.Changed() || slow ? 0 : quiet + passed;
         if (traffic.Written() >> 20 > bounds.size) return Event::kTooMuch;
-        if (!slow && (busy += step) >= bounds.time * 1000ULL) return Event::kTooLong;
+        if (!slow && (busy += passed) >= bounds.time * 1000ULL) return Event::kTooLong;
     }
     return Event::kSilence;
 }
@@ -110,12 +138,21 @@ Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, const Bounds
 
 }  // namespace
 
-void RunWatched(const Tool &tool, Command command, const Bounds &bounds) {
+void RunWatched(const Tool &tool, Command command, const Bounds &bounds, const Question &question) {
     if (tool.ends_with_reader) command.memory = kMostMemory;
-    const pid_t child = StartChild(command);
-    const Event event = WaitForEvent(tool, child, WatchEnd(child), bounds);
+    HeldWords words;
+    if (question.IsAsked()) words.Hold();
+    const pid_t child = StartChild(command, {.errors = words.ChildsEnd()});
+    words.CloseChildsEnd();
+    const Event event = WaitForEvent(tool, child, WatchEnd(child), bounds, words);
     rusage usage{};
     const int status = event == Event::kEnd ? Reap(child, &usage) : KillAndReap(child);
+    words.Take();
+    if (event == Event::kEnd && WIFEXITED(status) &&
+        question.IsAnsweredBy(WEXITSTATUS(status), words.Text())) {
+        EndAs(status);
+    }
+    words.Deliver();
     switch (event) {
         case Event::kEnd:
             break;

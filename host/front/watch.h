@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/front/child.h"
+#include "host/front/question.h"
 #include "host/front/tool.h"
 
 namespace zafo::front {
@@ -25,6 +26,8 @@ constexpr rlim_t kMostMemory = rlim_t{192} << 20;
 //  - it goes on for longer, or writes more, than the bounds: 255, too.
 // It is 255 as well when a tool that prints what a server sends has held so much at once that it may
 // have left something out.
-[[noreturn]] void RunWatched(const Tool &tool, Command command, const Bounds &bounds);
+// What the tool says of an end that answers the question is not passed on (question.h).
+[[noreturn]] void RunWatched(const Tool &tool, Command command, const Bounds &bounds,
+                             const Question &question);
 
 }  // namespace zafo::front
