@@ -52,6 +52,7 @@ struct FreeMemory {
 constexpr size_t kMostLine = size_t{16} << 20;
 constexpr size_t kMostEntry = size_t{32} << 20;
 constexpr size_t kPairSize = 16;  // what a value takes beside its text
+constexpr size_t kUsualPairs = 32;
 
 // One line of the tool's output, without its line break, in a buffer that grows up to the bound.
 class LineBuffer {
@@ -65,6 +66,8 @@ class LineBuffer {
 
   private:
     bool Grow();
+    bool TakeBuffered(FILE *pFile);
+    Outcome ReadInParts(FILE *pFile);
 
     std::unique_ptr<char, FreeMemory> line_;
     size_t capacity_ = 0;
@@ -82,9 +85,35 @@ bool LineBuffer::Grow() {
     return true;
 }
 
+LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
+    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
+    return TakeBuffered(pFile) ? Outcome::kLine : ReadInParts(pFile);
+}
+
+// Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into its
+// callers, takes what has been read. fgets takes twice the time for them.
+bool LineBuffer::TakeBuffered([[maybe_unused]] FILE *pFile) {
+#ifdef __GLIBC__
+    const char *const begin = pFile->_IO_read_ptr;
+    const auto held = static_cast<size_t>(pFile->_IO_read_end - begin);
+    const auto *end =
+        held > 0 ? static_cast<const char *>(std::memchr(begin, '\n', held)) : nullptr;
+    if (end == nullptr) return false;
+    const auto size = static_cast<size_t>(end - begin);
+    if (size >= capacity_) return false;  // this buffer grows while it reads
+    std::memcpy(line_.get(), begin, size);
+    line_.get()[size] = '\0';
+    size_ = size;
+    pFile->_IO_read_ptr += size + 1;
+    return true;
+#else
+    return false;
+#endif
+}
+
 // fgets, for it stops where the buffer ends. Whether it did shows in the place before the last, which
 // holds a character of the line only then.
-LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
+LineBuffer::Outcome LineBuffer::ReadInParts(FILE *pFile) {
     for (size_ = 0;;) {
         if (capacity_ - size_ < 2 && !Grow()) return Outcome::kNoMemory;
         char *const part = line_.get() + size_;
@@ -174,7 +203,7 @@ int EntryReader::Read() {
             continue;
         }
         Step step = Step::kGoOn;
-        if (line_.size() == 0) {
+        if (szLine[0] == '\0') {
             step = EndOfEntry();
         } else {
             in_entry_ = in_entry_ || szLine[0] != ' ' || !skip_continuation_;
@@ -242,8 +271,11 @@ EntryReader::Step EntryReader::Continuation(const char *szText) {
 }
 
 EntryReader::Step EntryReader::Pair(char *szLine) {
-    char *szColon = std::strchr(szLine, ':');
-    if (szColon == nullptr) return Step::kGoOn;
+    // A name is short, and what has just been written is read faster in bytes than in vectors.
+    char *szColon = szLine;
+    while (*szColon != ':' && *szColon != '\0')
+        ++szColon;
+    if (*szColon == '\0') return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
     *szColon = '\0';
     const char *szValue = szColon + 1;
@@ -251,7 +283,10 @@ EntryReader::Step EntryReader::Pair(char *szLine) {
     if (blBase64) ++szValue;
     while (IsSpace(*szValue))
         ++szValue;
-    if (blBase64) base64_.push_back(pairs_);
+    if (blBase64) {
+        if (base64_.empty()) base64_.reserve(kUsualPairs);
+        base64_.push_back(pairs_);
+    }
     ++pairs_;
     if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
     skip_continuation_ = false;

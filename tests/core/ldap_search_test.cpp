@@ -279,6 +279,20 @@ TEST_F(SearchSize, ValuesAroundTheDecodersFirstBufferSize) {
     }
 }
 
+// Lines end at every place of the stream's buffer, and around every size to which the line's grows.
+TEST_F(SearchSize, LinesOfEverySizeOneAfterTheOther) {
+    constexpr size_t kSizes = 2100;
+    std::string output = "dn: a\n";
+    for (size_t size = 1; size <= kSizes; ++size)
+        output += "cn: " + TenMegabytes().substr(0, size) + "\n";
+    tools_.On("ldapsearch").Output(output + "\n");
+    const Search search = RunSearch(host_, Request());
+    ASSERT_EQ(search.entries.size(), 1u);
+    ASSERT_EQ(search.entries[0].size(), kSizes + 1);
+    for (size_t size = 1; size <= kSizes; ++size)
+        ASSERT_EQ(search.entries[0][size].second, TenMegabytes().substr(0, size));
+}
+
 // The output is read from whatever stream the record holds, so a stream that
 // cannot be read stands for a broken pipe.
 TEST_F(SearchSize, ReadErrorIsAPlatformFailure) {

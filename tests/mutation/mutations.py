@@ -299,7 +299,7 @@ def _another_text(text, quote, rng):
     plain = [match.start() for match in re.finditer(r"\\(?:x[0-9a-fA-F]+|[0-7]{1,3}|.)|.", body)
              if match.group()[0] != "\\"]
     if not plain:
-        return text[:body_start] + "x" + text[-1] if quote == '"' and not body else None
+        return text[:body_start] + "x" + text[-1] if quote == "'" or not body else None
     at = rng.choice(plain)
     return text[:body_start + at] + _another_character(body[at], rng) + text[body_start + at + 1:]
 
@@ -341,7 +341,7 @@ def mutate(site, text, rng):
     """The mutant of a site; nothing when there is none."""
     old = text[site.start:site.end]
     if site.kind == DELETE:
-        new = ";" + "\n" * old.count("\n")
+        new = "{}" + "\n" * old.count("\n")  # of a semicolon behind an if the compiler warns
     elif site.kind == NEGATE:
         new = site.data[0] if site.data else f"!({old})"
     elif site.kind == CONSTANT:

@@ -138,23 +138,42 @@ class Suites:
                 found[file] = set(re.findall(r"^TEST(?:_F|_P)?\(\s*(\w+)", file.read_text(), re.MULTILINE))
         return found
 
-    def measure(self, say):
-        """Runs everything without a mutant: how long it takes, and what fails anyway."""
+    def measure(self, file, say):
+        """How long everything takes without a mutant, and what fails anyway: from the file, where it is of the
+        same programs."""
+        programs = [self.product.library] + [f"tests/{suite.folder}/{suite.name}" for suite in self.suites]
+        facts = [(self.product.build / program).stat() for program in programs]
+        key = [[program, fact.st_size, fact.st_mtime_ns] for program, fact in zip(programs, facts)]
+        try:
+            known = json.loads(file.read_text())
+        except (OSError, ValueError):
+            known = {}
+        if known.get("key") != key:
+            say(f"running {len(self.suites)} unit suites without a mutant")
+            self._run_all()
+            suites = {suite.name: [suite.seconds, suite.times, suite.excluded] for suite in self.suites}
+            known = {"key": key, "suites": suites}
+            file.write_text(json.dumps(known))
+        for suite in list(self.suites):
+            suite.seconds, suite.times, suite.excluded = known["suites"][suite.name]
+            if not suite.times:
+                say(f"{suite.name} dies without any mutant; it is left out")
+                self.suites.remove(suite)
+            for test in suite.excluded:
+                say(f"{test} of {suite.name} fails without any mutant; it is left out")
+
+    def _run_all(self):
         runner = Runner(self.results, self.product.work)
 
         def on_end(job, code, seconds):
             suite = job.suite
             suite.seconds = seconds
             try:
-                suite.times, failed = self._read_results(suite)
+                suite.times, suite.excluded = self._read_results(suite)
             except (OSError, ValueError):
-                suite.times, failed = {}, []
-            if code != 0 and not failed:
-                say(f"{suite.name} ends with {code} without any mutant; it is left out")
-                self.suites.remove(suite)
-            for test in failed:
-                say(f"{test} of {suite.name} fails without any mutant; it is left out")
-            suite.excluded = failed
+                suite.times, suite.excluded = {}, []
+            if code != 0 and not suite.excluded:
+                suite.times = {}
             return True
 
         runner.run([Job(suite, "*", MEASURE_SECONDS, to_first_failure=False) for suite in self.suites], on_end)
