@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <string>
@@ -61,6 +62,9 @@ class LineBuffer {
 
     Outcome Read(FILE *pFile);
 
+    // The same where nobody waits for the line.
+    Outcome ReadAtLeisure(FILE *pFile);
+
     char *text() const { return line_.get(); }
     size_t size() const { return size_; }
 
@@ -72,6 +76,8 @@ class LineBuffer {
     std::unique_ptr<char, FreeMemory> line_;
     size_t capacity_ = 0;
     size_t size_ = 0;
+    size_t gathered_ = 0;  // bytes of lines that came at once
+    int waits_ = 0;        // how often it was for few
 };
 
 bool LineBuffer::Grow() {
@@ -88,6 +94,25 @@ bool LineBuffer::Grow() {
 LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
     if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
     return TakeBuffered(pFile) ? Outcome::kLine : ReadInParts(pFile);
+}
+
+// A tool that is asked for little hands every entry to the pipe by itself. To be woken for each takes
+// both sides more time than everything else; from a while of that on, more is left to come first.
+LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *pFile) {
+    constexpr size_t kFew = 1024;
+    constexpr int kPatience = 16;
+    constexpr timespec kWhile{0, 1'000'000};
+    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
+    gathered_ += size_ + 1;
+    if (TakeBuffered(pFile)) return Outcome::kLine;
+    const bool few = gathered_ < kFew;
+    gathered_ = 0;
+    if (few && waits_ < kPatience) {
+        ++waits_;
+    } else if (few && fileno(pFile) >= 0) {
+        nanosleep(&kWhile, nullptr);
+    }
+    return ReadInParts(pFile);
 }
 
 // Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into its
@@ -190,7 +215,9 @@ class EntryReader {
 
 int EntryReader::Read() {
     for (;;) {
-        LineBuffer::Outcome outcome = line_.Read(result_.pFile);
+        LineBuffer::Outcome outcome = window_.Holds(result_.nEntry)
+                                          ? line_.Read(result_.pFile)
+                                          : line_.ReadAtLeisure(result_.pFile);
         if (outcome == LineBuffer::Outcome::kEnd) return EndOfOutput();
         entry_size_ += line_.size() + kPairSize;
         if (outcome == LineBuffer::Outcome::kLine && entry_size_ > kMostEntry)

@@ -97,6 +97,11 @@ class Product:
             raise SameCode
         return [(file, self._link(file, changed, folder)) for file in sorted({self._part(name) for name in changed})]
 
+    def make_unchanged(self, path):
+        """As make, of a source as it is."""
+        changed = {name: self._plain(name) for name in self.objects[path]}
+        return [(self.library, self._link(self.library, changed, self.work))]
+
     def is_equivalent(self, path, text):
         """Whether the optimiser makes the same of the source as of what it was before."""
         folder = self.work / "optimised"
@@ -150,7 +155,7 @@ class Product:
         return f"{folder}/{target}"
 
     def _link(self, file, changed, folder):
-        command = self._ninja("-t", "commands", file).splitlines()[-1]
+        command = self._ninja("-t", "commands", file).splitlines()[-1].replace("\\$", "$")
         output = folder / file.replace("/", "_")
         words = [str(changed.get(word, word)) for word in shlex.split(command)]
         words = [str(output) if word == file else word for word in words if word not in (":", "&&")]
