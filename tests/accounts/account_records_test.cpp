@@ -3,6 +3,7 @@
 // Every record that the writers of new accounts can make: all combinations of the
 // classes that a server may know and of what may be left out, against texts put together
 // from a table of their own.
+#include "accounts/account_record.h"
 #include "accounts/group_record.h"
 #include "accounts/user_record.h"
 #include "tests/accounts/writing_fixture.h"
@@ -262,6 +263,16 @@ TEST_F(RecordGrid, GroupOfEverySchemaAndEveryOptionalField) {
             }
         }
     }
+}
+
+// ldapmodify(1) drops what the C locale calls blank; within a value it stays.
+TEST_F(RecordGrid, ValueThatBeginsWithAnyBlankIsWrittenInBase64) {
+    const std::pair<const char *, const char *> kLines[] = {
+        {" x", "mail:: IHg=\n"},  {"\tx", "mail:: CXg=\n"}, {"\vx", "mail:: C3g=\n"},
+        {"\fx", "mail:: DHg=\n"}, {"x\v", "mail: x\v\n"},   {"", "mail: \n"},
+    };
+    for (const auto &[value, line] : kLines)
+        EXPECT_EQ(Written([value = value](auto *ldif) { WriteValue(ldif, "mail", value); }), line);
 }
 
 TEST_F(RecordGrid, OtherBitsOfTheSchemaMakeNoDifference) {

@@ -63,6 +63,20 @@ TEST_F(SearchPaging, ReferencesDoNotShiftTheWindow) {
     }
 }
 
+// Nobody waits for entries that are passed over: they are left to gather for a while.
+TEST_F(SearchPaging, FindsTheWindowBehindManyEntriesThatComeOneByOne) {
+    constexpr int kMany = 200;
+    auto script = tools_.On("ldapsearch");
+    for (int i = 0; i < kMany; ++i)
+        script.Output("dn: " + std::to_string(i) + "\n\n");
+    Request request;
+    request.nOffset = kMany - 1;
+    request.nCount = 1;
+    const Search search = RunSearch(host_, request);
+    EXPECT_EQ(search.entries, (std::vector<Entry>{{{"dn", "199"}}}));
+    EXPECT_EQ(search.counted, kMany);
+}
+
 TEST_F(SearchPaging, SecondOfThree) {
     EXPECT_EQ(Window(1, 1, 3), Texts{"1"});
 }

@@ -118,6 +118,9 @@ const std::vector<Output> &Outputs() {
          {{{"jpegPhoto", "< file:///tmp/x"}}}},
         {"DNNeedNotComeFirst", "cn: x\ndn: a\n\n", {{{"cn", "x"}, {"dn", "a"}}}},
         {"EmptyLineAloneEndsAnEmptyEntry", "\ndn: a\n\n", {{}, {{"dn", "a"}}}},
+        {"EmptyLineAloneEndsAnEmptyEntryAlsoWhereAReferenceCameBefore",
+         "# refldap://a/\n\ndn: a\n\n\ndn: b\n\n",
+         {{{"dn", "a"}}, {}, {{"dn", "b"}}}},
         {"CarriageReturnsDoNotEndAnEntry",
          "dn: a\r\ncn: x\r\n\r\ndn: b\r\n\r\n",
          {{{"dn", "a\r"}, {"cn", "x\r"}, {"dn", "b\r"}}}},
@@ -277,6 +280,20 @@ TEST_F(SearchSize, ValuesAroundTheDecodersFirstBufferSize) {
         const std::string value = TenMegabytes().substr(0, size);
         EXPECT_EQ(ValueOf("cn", "cn:: " + Base64(value) + "\n\n"), value) << size;
     }
+}
+
+// Lines end at every place of the stream's buffer, and around every size to which the line's grows.
+TEST_F(SearchSize, LinesOfEverySizeOneAfterTheOther) {
+    constexpr size_t kSizes = 2100;
+    std::string output = "dn: a\n";
+    for (size_t size = 1; size <= kSizes; ++size)
+        output += "cn: " + TenMegabytes().substr(0, size) + "\n";
+    tools_.On("ldapsearch").Output(output + "\n");
+    const Search search = RunSearch(host_, Request());
+    ASSERT_EQ(search.entries.size(), 1u);
+    ASSERT_EQ(search.entries[0].size(), kSizes + 1);
+    for (size_t size = 1; size <= kSizes; ++size)
+        ASSERT_EQ(search.entries[0][size].second, TenMegabytes().substr(0, size));
 }
 
 // The output is read from whatever stream the record holds, so a stream that

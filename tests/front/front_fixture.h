@@ -19,6 +19,15 @@ inline std::string Front(const std::string &tool) {
     return "/usr/zafo/bin/" + tool;
 }
 
+// Whether it starts without any other file, as everywhere but with the sanitizers: the name of a
+// loader stands at the beginning of the programs that need one.
+inline bool FrontIsStatic() {
+    std::string head(4096, '\0');
+    std::ifstream(Front("zafo-tool-front"), std::ios::binary)
+        .read(head.data(), static_cast<std::streamsize>(head.size()));
+    return head.find("/ld-linux") == std::string::npos;
+}
+
 using Texts = std::vector<std::string>;
 
 inline Texts operator+(Texts left, const Texts &right) {
@@ -54,3 +63,7 @@ class FrontTest : public testing::Test {
 };
 
 }  // namespace zafo
+
+#define SKIP_UNLESS_STATIC()                                                                     \
+    if (!zafo::FrontIsStatic()) GTEST_SKIP() << "the tool front of this build has libraries to " \
+                                                "load"

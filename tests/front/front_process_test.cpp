@@ -64,6 +64,7 @@ TEST_P(EveryTool, RunsTheSystemsToolWithoutOneOfTheAppliances) {
 }
 
 TEST_P(EveryTool, ThatIsMissingGivesExitCode127) {
+    SKIP_UNLESS_STATIC();
     const std::string root = "/tmp/front-test-empty";
     std::filesystem::create_directory(root);
     std::filesystem::copy_file(Front("zafo-tool-front"), root + "/" + GetParam(),
@@ -115,6 +116,7 @@ TEST_F(FrontTest, HandsOnTheFilesOfItsCaller) {
 }
 
 TEST_F(FrontTest, DoesNotRunAToolWhoseSecretCannotBeHidden) {
+    SKIP_UNLESS_STATIC();
     for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd"}) {
         SCOPED_TRACE(tool);
         const rig::ToolOutcome outcome = rig::RunTool(
