@@ -44,6 +44,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -99,6 +100,7 @@ inline constexpr Temperament kTemperaments[] = {
 // buffers that are written to are left out (their sizes are not). Of a record (ZAFOUSER, ZAFOGROUP,
 // ZAFOSCHEDULE) each field is one argument in the order of its declaration, a group's members in one joined with ",",
 // and the type left out.
+// Error codes are written as "0x0D00".
 struct Call {
     std::string function;
     Strings arguments;
@@ -134,6 +136,18 @@ class Tool {
         std::function<void(const Run &)> action);  // while it runs, before its output is read
     Tool &Always();  // for every further run that fits, not for one only
     Tool &Then();    // the answer to the next run (same tool, same condition)
+
+    // For the platform's own functions.
+    int WaitStatus() const;
+    int ExitResult() const;
+    const std::string &output() const { return output_; }
+    bool starts() const { return starts_; }
+    int start_error() const { return start_error_; }
+    bool read_fails() const { return read_fails_; }
+    int interrupted() const { return interrupted_; }
+    void Act(const Run &run) const {
+        if (action_) action_(run);
+    }
 
   private:
     friend class Platform;
@@ -194,6 +208,7 @@ class Platform {
     // first answer that fits is taken. Answers that no run took are a fault (but those with Always).
     Tool &On(const std::string &tool);
     Tool &On(const std::string &tool, const std::string &in_an_argument);
+    Tool &On(const std::string &tool, const char *in_an_argument);
     Tool &On(const std::string &tool, std::function<bool(const Strings &)> fits);
 
     const std::vector<Call> &Calls() const;
@@ -214,6 +229,8 @@ class Platform {
     // The nth call from now on fills the buffer that it writes to with `byte` to its last byte, without a
     // terminator, and succeeds.
     void Fills(const std::string &function, int nth = 1, char byte = 'x');
+    // Runs at every call of that function, before it does anything.
+    void Watch(const std::string &function, std::function<void(const Call &)> action);
 
     // State. Tests set it and look at it.
     int slot = 0;                                                  // the platform's error slot
@@ -231,6 +248,10 @@ class Platform {
     std::vector<ZAFOSCHEDULE> schedules;
     std::map<std::string, bool> enabled_services;  // a missing one is not enabled
     std::set<std::string> running_services;
+    // Starting "ldap-server" leaves this number in its pid file (0: none), and stopping it takes the file away
+    // (unless stop_leaves_pid_file).
+    pid_t service_pid = 4242;
+    bool stop_leaves_pid_file = false;
     std::set<pid_t> alive;                   // QLIBCProcAlive
     std::map<std::string, pid_t> pid_files;  // QLIBCReadPidFile; a missing one: 0
     bool makes_folders = true;               // MkdirP makes the folder in the private root
@@ -239,6 +260,10 @@ class Platform {
     // How a stored password looks here: Decipher(Encipher(x)) is x; a text that Encipher did not make
     // cannot be deciphered (-1 with 0x0F00).
     static std::string Encipher(const std::string &clear);
+    // What QLIBSmbNtEncrypt makes of a password: 32 hexadecimal digits, another hash than Samba's.
+    static std::string NtHash(const std::string &clear);
+    // The words for transport security that SSLToString and SSLToType know, none of them another platform's.
+    static const char *SslText(int type);
 
     // Lists, maps, records and streams that were made and not given back.
     Strings Outstanding() const;
@@ -251,9 +276,13 @@ class Platform {
     State &state() { return *state_; }
     const Temperament &temperament() const { return temperament_; }
 
+    // The answer to a run; how many answers no run has taken.
+    Tool AnswerTo(const Run &run);
+    int AnswersLeft() const;
+
   private:
     Temperament temperament_;
-    State *state_;
+    std::unique_ptr<State> state_;
 };
 
 // A connection record over strings of its own, without a list behind it; converts to what functions take.
@@ -272,6 +301,7 @@ struct Host {
 
   private:
     ZAFOLDAP_HOST record_{};
+    bool filled_ = false;
 };
 
 // A list of the test's own; gives it back at its end.
