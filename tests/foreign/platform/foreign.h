@@ -334,6 +334,7 @@ constexpr int kStaleLibraryError = 4711;
 
 class ForeignTest : public testing::TestWithParam<Temperament> {
   protected:
+    using Run = foreign::Run; // GoogleTest's own Run is nothing for tests
     void SetUp() override;     // a new platform, stale slots, no log
     void TearDown() override;  // nothing outstanding, no fault, no answer left over
 
