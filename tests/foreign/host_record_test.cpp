@@ -168,7 +168,7 @@ TEST_P(HostRecord, IsClonedWithAListOfItsOwn) {
     platform().Forget();
     ZAFOLDAP_HOST clone;
     std::memset(&clone, 0x5A, sizeof clone);
-    EXPECT_EQ(ZAFOLDAPHostClone(&clone, &host_), 0);
+    ASSERT_EQ(ZAFOLDAPHostClone(&clone, &host_), 0);
     EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc").at(0).arguments, Strings{"77"});
     EXPECT_NE(clone.plistBuffer, host_.plistBuffer);
     EXPECT_EQ(Items(clone.plistBuffer), Items(host_.plistBuffer));
@@ -184,7 +184,7 @@ TEST_P(HostRecord, IsClonedWithAListOfItsOwn) {
 TEST_P(HostRecord, IsClonedWithoutAListWhenItHasNone) {
     Host source;
     ZAFOLDAP_HOST clone;
-    EXPECT_EQ(ZAFOLDAPHostClone(&clone, source), 0);
+    ASSERT_EQ(ZAFOLDAPHostClone(&clone, source), 0);
     EXPECT_EQ(clone.plistBuffer, nullptr);
     EXPECT_EQ(clone.szUri, source->szUri);
     EXPECT_EQ(ZAFOLDAPHostFree(&clone), 0);
@@ -194,7 +194,7 @@ TEST_P(HostRecord, SkipsItemsThatTheListDoesNotGive) {
     SetAll();
     platform().Fail("QLIBCSzListGet", 2);
     ZAFOLDAP_HOST clone{};
-    EXPECT_EQ(ZAFOLDAPHostClone(&clone, &host_), 0);
+    ASSERT_EQ(ZAFOLDAPHostClone(&clone, &host_), 0);
     EXPECT_EQ(Items(clone.plistBuffer), (Strings{"value 0", "value 2", "value 3", "value 4"}));
     EXPECT_EQ(ZAFOLDAPHostFree(&clone), 0);
 }

@@ -71,7 +71,7 @@ TEST_P(ResultEntry, BeginsWithTwoEmptyListsAndNothingElse) {
     ZAFOLDAP_RESULT entry;
     std::memset(&entry, 0x5A, sizeof entry);
     platform().Forget();
-    EXPECT_EQ(ZAFOLDAPResultInit(&entry), 0);
+    ASSERT_EQ(ZAFOLDAPResultInit(&entry), 0);
     const std::vector<Call> calls = platform().CallsOf("QLIBCSzListAlloc");
     ASSERT_EQ(calls.size(), 2U);
     EXPECT_EQ(calls[0].arguments, Strings{"1024"});

@@ -131,7 +131,7 @@ class SearchCommand : public ForeignTest {
             if (!one.attributes.empty()) one.request.plistAttr = attributes;
             platform().Forget();
             ZAFOLDAP_RESULT result{};
-            EXPECT_EQ(ZAFOLDAPSearchInit(one.host, &one.request, &result), 0) << one.name;
+            ASSERT_EQ(ZAFOLDAPSearchInit(one.host, &one.request, &result), 0) << one.name;
             Strings argv{"-LLL", "-x"};
             argv.insert(argv.end(), before.begin(), before.end());
             argv.insert(argv.end(), one.argv.begin(), one.argv.end());
@@ -170,7 +170,7 @@ TEST_P(SearchCommand, TakesManyAttributes) {
     request.plistAttr = attributes;
     Host host = Bare();
     ZAFOLDAP_RESULT result{};
-    EXPECT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
+    ASSERT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
     EXPECT_EQ(platform().Runs().at(0).argv, argv);
     EXPECT_EQ(ZAFOLDAPResultFree(&result), 0);
 }
@@ -180,7 +180,7 @@ TEST_P(SearchCommand, OpensAnEmptyResultThatHoldsTheStream) {
     const ZAFOLDAP_SEARCH_REQUEST request{};
     ZAFOLDAP_RESULT result;
     std::memset(&result, 0x5A, sizeof result);
-    EXPECT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
+    ASSERT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
     EXPECT_NE(result.pFile, nullptr);
     EXPECT_EQ(result.nEntry, 0);
     EXPECT_EQ(result.nExitCode, 0);
@@ -198,7 +198,7 @@ TEST_P(SearchCommand, NumbersTheErrorFilesOfAProcess) {
     long last = -1;
     for (int i = 0; i < 3; ++i) {
         ZAFOLDAP_RESULT result{};
-        EXPECT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
+        ASSERT_EQ(ZAFOLDAPSearchInit(host, &request, &result), 0);
         const std::string name = result.szErrFile;
         ASSERT_EQ(name.substr(0, prefix.size()), prefix);
         const long number = std::stol(name.substr(prefix.size()));

@@ -75,9 +75,12 @@ void WriteFile(const std::string &path, const std::string &text, mode_t mode) {
     EXPECT_EQ(chmod(path.c_str(), mode), 0) << path;
 }
 
-void ForeignTest::SetUp() {
+ForeignTest::ForeignTest() {
     Owner() = nullptr;
     Owner() = std::make_unique<Platform>(GetParam());
+}
+
+void ForeignTest::SetUp() {
     Stale();
     platform().Forget();
 }

@@ -265,7 +265,7 @@ class Platform {
     // The words for transport security that SSLToString and SSLToType know, none of them another platform's.
     static const char *SslText(int type);
 
-    // Lists, maps, records and streams that were made and not given back.
+    // Lists, maps, records and streams that were made and not given back (but a test's own List).
     Strings Outstanding() const;
     // What the library did wrong so far; TakeFaults forgets it (for a test that expects one).
     const Strings &Faults() const;
@@ -334,8 +334,9 @@ constexpr int kStaleLibraryError = 4711;
 
 class ForeignTest : public testing::TestWithParam<Temperament> {
   protected:
-    using Run = foreign::Run; // GoogleTest's own Run is nothing for tests
-    void SetUp() override;     // a new platform, stale slots, no log
+    using Run = foreign::Run;  // GoogleTest's own Run is nothing for tests
+    ForeignTest();             // a new platform, before any member of the fixture
+    void SetUp() override;     // stale slots, no log
     void TearDown() override;  // nothing outstanding, no fault, no answer left over
 
     Platform &platform() { return Platform::Get(); }

@@ -144,7 +144,7 @@ List::List(std::initializer_list<const char *> items) : list_(nullptr) {
     if (block == nullptr) std::abort();
     block->items = new std::vector<char *>;
     block->head.nCapacity = 1024;
-    state.Made(block, "a test's list");
+    state.Made(block, kTestsList);
     list_ = &block->head;
     for (const char *item : items)
         Append(&list_, item);

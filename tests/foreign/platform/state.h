@@ -33,6 +33,9 @@ struct ListBlock {
     std::vector<char *> *items;
 };
 
+// What made a list that is a test's own.
+inline constexpr char kTestsList[] = "a test's list";
+
 struct Stream {
     size_t run = 0;
     std::string output;
