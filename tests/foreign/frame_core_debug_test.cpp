@@ -47,13 +47,13 @@ TEST_P(FrameCoreDebug, ShowsTheCommandWithoutThePassword) {
 TEST_P(FrameCoreDebug, MasksAnEmptyPasswordAndNoPasswordNotAtAll) {
     host_.password = "";
     ASSERT_EQ(ZAFOLDAPSearchInit(host_, &request_, &entry_), 0);
-    EXPECT_NE(Log().at(0).find(" -w '****' "), std::string::npos) << Log()[0];
+    EXPECT_NE(Log().at(0).find(" -w '****' "), std::string::npos) << Log().at(0);
     EXPECT_EQ(ZAFOLDAPSearchFree(&request_, &entry_), 0);
     Host open;
     open.password.reset();
     TakeLog();
     ASSERT_EQ(ZAFOLDAPSearchInit(open, &request_, &entry_), 0);
-    EXPECT_EQ(Log().at(0).find("-w"), std::string::npos) << Log()[0];
+    EXPECT_EQ(Log().at(0).find("-w"), std::string::npos) << Log().at(0);
 }
 
 TEST_P(FrameCoreDebug, CutsALongCommand) {

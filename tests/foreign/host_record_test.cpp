@@ -96,7 +96,7 @@ TEST_P(HostRecord, ChecksTheRecordThenTheAttribute) {
 TEST_P(HostRecord, PointsEveryFieldAtItsItem) {
     SetAll();
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(host_.*kFields[i], Value(i));
+        EXPECT_STREQ(host_.*kFields[i], Value(i).c_str());
         EXPECT_EQ(host_.*kFields[i], QLIBCSzListGet(host_.plistBuffer, i)) << i;
     }
     EXPECT_EQ(Items(host_.plistBuffer).size(), 5U);
@@ -144,7 +144,7 @@ TEST_P(HostRecord, TellsThatAValueCannotBeInserted) {
 TEST_P(HostRecord, KeepsLongValuesWhole) {
     const std::string value(100000, 'v');
     EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, value.c_str()), 0);
-    EXPECT_EQ(host_.szUri, value);
+    EXPECT_STREQ(host_.szUri, value.c_str());
 }
 
 TEST_P(HostRecord, IsZeroAfterItsEndAndMayEndTwice) {
@@ -178,7 +178,7 @@ TEST_P(HostRecord, IsClonedWithAListOfItsOwn) {
     EXPECT_EQ(clone.nSchema, 0x1234U);
     EXPECT_EQ(clone.nSSLType, 2);
     EXPECT_EQ(ZAFOLDAPHostFree(&clone), 0);
-    EXPECT_EQ(Values(host_)[4], "value 4");
+    EXPECT_EQ(Values(host_).at(4), "value 4");
 }
 
 TEST_P(HostRecord, IsClonedWithoutAListWhenItHasNone) {

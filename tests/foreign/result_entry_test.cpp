@@ -139,7 +139,7 @@ TEST_P(ResultEntry, RefusesAContinuationThatIsNone) {
     EXPECT_EQ(ZAFOLDAPResultConcateAttr(&entry_, nullptr), -1);
     EXPECT_EQ(PlatformError(), 0x0D00);
     ASSERT_EQ(Log().size(), 1U);
-    EXPECT_NE(Log()[0].find("!= szValue)=[0]\n"), std::string::npos) << Log()[0];
+    EXPECT_NE(Log().at(0).find("!= szValue)=[0]\n"), std::string::npos) << Log().at(0);
     EXPECT_EQ(PairsIn(entry_), kGroup);
 }
 
@@ -161,14 +161,6 @@ TEST_P(ResultEntry, AppendsNothingWhenTheNameCannotBe) {
     platform().Fail("QLIBCSzListPush", 1);
     EXPECT_EQ(ZAFOLDAPResultSet(&entry_, "sn", "x"), -1);
     EXPECT_EQ(PairsIn(entry_), kGroup);
-}
-
-TEST_P(ResultEntry, TakesCopiesOfItsOwnTexts) {
-    Fill(entry_, {{"dn", "cn=g"}, {"cn", "g"}});
-    const char *value = nullptr;
-    const char *name = ZAFOLDAPResultGetAt(&entry_, 1, &value);
-    EXPECT_EQ(ZAFOLDAPResultSet(&entry_, name, value), 0);
-    EXPECT_EQ(PairsIn(entry_), (Attributes{{"dn", "cn=g"}, {"cn", "g"}, {"cn", "g"}}));
 }
 
 TEST_P(ResultEntry, JoinsContinuationsToTheLastValue) {
@@ -202,8 +194,9 @@ TEST_P(ResultEntry, GivesPairsByTheirPlace) {
     Fill();
     for (size_t i = 0; i < kGroup.size(); ++i) {
         const char *value = nullptr;
-        EXPECT_EQ(ZAFOLDAPResultGetAt(&entry_, static_cast<int>(i), &value), kGroup[i].first);
-        EXPECT_EQ(value, kGroup[i].second);
+        EXPECT_STREQ(ZAFOLDAPResultGetAt(&entry_, static_cast<int>(i), &value),
+                     kGroup[i].first.c_str());
+        EXPECT_STREQ(value, kGroup[i].second.c_str());
     }
     EXPECT_EQ(Log(), Strings{});
 }
@@ -338,7 +331,7 @@ TEST_P(ResultEntry, ClosesAnOpenSearchWhenFreedAndLeavesItsErrorFile) {
     const std::string error_file = source.szErrFile;
     WriteFile(error_file, "what\n");
     EXPECT_EQ(ZAFOLDAPResultFree(&source), 0);
-    EXPECT_TRUE(platform().Runs()[0].closed);
+    EXPECT_TRUE(platform().Runs().at(0).closed);
     EXPECT_TRUE(AllZero(source));
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
     EXPECT_EQ(FileText(error_file), "what\n");

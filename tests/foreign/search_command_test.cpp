@@ -136,9 +136,9 @@ class SearchCommand : public ForeignTest {
             argv.insert(argv.end(), before.begin(), before.end());
             argv.insert(argv.end(), one.argv.begin(), one.argv.end());
             ASSERT_EQ(platform().Runs().size(), 1U) << one.name;
-            EXPECT_EQ(platform().Runs()[0].argv, argv) << one.name;
-            EXPECT_EQ(platform().Runs()[0].path, "/usr/zafo/bin/ldapsearch");
-            EXPECT_EQ(platform().Runs()[0].how, "QLIBCPopenv r");
+            EXPECT_EQ(platform().Runs().at(0).argv, argv) << one.name;
+            EXPECT_EQ(platform().Runs().at(0).path, "/usr/zafo/bin/ldapsearch");
+            EXPECT_EQ(platform().Runs().at(0).how, "QLIBCPopenv r");
             EXPECT_EQ(ZAFOLDAPResultFree(&result), 0);
         }
     }

@@ -111,7 +111,7 @@ TEST_P(SearchEnd, FreesRequestAndResultInTheMiddleOfTheOutput) {
     EXPECT_EQ(Next(), 1);
     EXPECT_EQ(ZAFOLDAPSearchFree(&request_, &entry_), 0);
     EXPECT_EQ(LibraryError(), 4);
-    EXPECT_TRUE(platform().Runs()[0].closed);
+    EXPECT_TRUE(platform().Runs().at(0).closed);
     EXPECT_EQ(request_.plistAttr, nullptr);
     EXPECT_EQ(request_.szFilter, nullptr);
     EXPECT_EQ(entry_.plistAttr, nullptr);
@@ -170,8 +170,9 @@ TEST_P(WholeSearch, HandsOverEveryEntry) {
     EXPECT_EQ(handed.request, &request_);
     EXPECT_EQ(std::memcmp(&before, &request_, sizeof before), 0);
     EXPECT_EQ(attributes.Items(), (Strings{"cn", "sn"}));
-    EXPECT_TRUE(platform().Runs()[0].closed);
-    const Strings &argv = platform().Runs()[0].argv;
+    EXPECT_TRUE(platform().Runs().at(0).closed);
+    const Strings &argv = platform().Runs().at(0).argv;
+    ASSERT_GE(argv.size(), 3U);
     EXPECT_EQ(Strings(argv.end() - 3, argv.end()), (Strings{"f", "cn", "sn"}));
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
     EXPECT_EQ(PlatformError(), kStalePlatformError);

@@ -208,7 +208,7 @@ TEST_P(SearchReading, ReadsManyEntriesOfManyValues) {
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(Next(), 1);
         ASSERT_EQ(ZAFOLDAPResultGetAttrCount(&entry_), 101);
-        EXPECT_EQ(Pairs()[100].second, "user99");
+        EXPECT_EQ(Pairs().at(100).second, "user99");
     }
     EXPECT_EQ(Next(), 0);
 }
@@ -249,8 +249,8 @@ TEST_P(SearchReading, SurvivesADecoderThatFillsTheWholeBuffer) {
     platform().Fills("ZAFOEncodingBase64Decode");
     Open("dn: cn=a\nsn:: YWI=\n\n");
     if (Next() == 1) {
-        EXPECT_LE(Pairs()[1].second.size(), 1024U);
-        EXPECT_EQ(Pairs()[1].second.find_first_not_of('x'), std::string::npos);
+        EXPECT_LE(Pairs().at(1).second.size(), 1024U);
+        EXPECT_EQ(Pairs().at(1).second.find_first_not_of('x'), std::string::npos);
     }
 }
 

@@ -200,7 +200,7 @@ TEST_P(ForeignPlatform, PlaysOutputAndStatusAndRecordsTheRun) {
     char *const argv[] = {name, option, nullptr};
     EXPECT_EQ(QLIBCExecv(path, argv, 1), 128 + 9);
     ASSERT_EQ(platform().Runs().size(), 2U);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.tool, "ldapmodify");
     EXPECT_EQ(run.argv, (Strings{"-f", "/tmp/change"}));
     EXPECT_EQ(run.how, "QLIBCPopen r");
@@ -208,7 +208,7 @@ TEST_P(ForeignPlatform, PlaysOutputAndStatusAndRecordsTheRun) {
     EXPECT_EQ(run.change_mode, 0640U);
     EXPECT_TRUE(run.read_to_end);
     EXPECT_TRUE(run.closed);
-    EXPECT_EQ(platform().Runs()[1].bits, 1);
+    EXPECT_EQ(platform().Runs().at(1).bits, 1);
     EXPECT_EQ(unlink("/tmp/change"), 0);
 }
 
@@ -282,8 +282,8 @@ TEST_P(ForeignPlatform, KeepsSectionsAndShowsWhatWasStored) {
     EXPECT_EQ(QLIBCFileAddSection("/f", "s", map, 0), temper().success);
     EXPECT_EQ(QLIBCSzHashSetValue(map, "a", "b"), temper().success);
     EXPECT_EQ(QLIBCFileSetSection("/f", "s", nullptr, map, 0), temper().success);
-    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection")[0].map, (Pairs{{"a", "b"}}));
-    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection").at(0).map, (Pairs{{"a", "b"}}));
+    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection").at(0).arguments,
               (Strings{"/f", "s", "(null)", "0x0"}));
     EXPECT_EQ(platform().sections["/f"]["s"], (Pairs{{"a", "b"}}));
     QLIBCSzHashFree(map);
@@ -295,7 +295,7 @@ TEST_P(ForeignPlatform, TellsWhenARecordComesBackWithAnotherText) {
     ZAFOUSER *user = nullptr;
     EXPECT_EQ(ZAFOUserAlloc(&user, "ann", nullptr, 1, 2, nullptr, "/h", nullptr, 0, 0, "m"),
               temper().success);
-    EXPECT_EQ(platform().CallsOf("ZAFOUserAlloc")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("ZAFOUserAlloc").at(0).arguments,
               (Strings{"ann", "(null)", "1", "2", "(null)", "/h", "(null)", "0", "0", "m"}));
     char other[] = "other";
     user->szPasswd = other;
@@ -308,7 +308,7 @@ TEST_P(ForeignPlatform, FindsFaultWithLinesOfAnotherForm) {
     syslog(LOG_INFO, "a.c:1 text");
     syslog(LOG_ERR, "a.c:1  %s", "x");
     EXPECT_EQ(platform().TakeFaults().size(), 2U);
-    EXPECT_EQ(Log()[2], " x");
+    EXPECT_EQ(Log().at(2), " x");
 }
 
 }  // namespace zafo::foreign
