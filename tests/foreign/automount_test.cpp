@@ -38,7 +38,7 @@ class AutomountCreate : public HomeTest {
     // The connection; making folders ends at the mount.
     void AnswerServer() {
         AnswerConnection({"top"});
-        platform().On("mount").Exits(32).Always();
+        platform().On("mount").Exits(32);
     }
     // What the first n changes come to.
     void Changes(const Strings &exits) {
@@ -51,11 +51,31 @@ class AutomountCreate : public HomeTest {
             texts.push_back(run.change);
         return texts;
     }
+    // A directory with one user, for calls of which some fail.
+    void AnswerAlways() {
+        LeaveEmptyAtUnmounting();
+        platform()
+            .On("ldapsearch", "cn=zafoconf,")
+            .Prints(Entry("cn=zafoconf,dc=x,dc=example", {}))
+            .Always();
+        platform()
+            .On("ldapsearch", "subschemaSubentry")
+            .Prints("dn:\nsubschemaSubentry: cn=Subschema\n\n")
+            .Always();
+        platform()
+            .On("ldapsearch")
+            .Prints(Entry("uid=ann,dc=x",
+                          {{"uid", "ann"}, {"uidNumber", "1001"}, {"gidNumber", "1002"}}))
+            .Always();
+    }
     std::string PublishedFor(const std::string &path) {
-        ServerTest::TearDown();
-        SetUp();
-        AnswerServer();
+        Again();
+        AnswerConnection({"top"});
+        platform().On("mount").Exits(32).Always();
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", path.c_str()), 0) << path;
+        return Published();
+    }
+    std::string Published() {
         const Strings written = Written();
         if (written.size() != 4) return std::to_string(written.size()) + " changes";
         const std::string key = "\nautomountInformation: ";
@@ -139,7 +159,7 @@ TEST_P(AutomountCreate, BringsTheWildcardUpToDate) {
 }
 
 TEST_P(AutomountCreate, SaysWhenTheWildcardCannotBeBroughtUpToDate) {
-    AnswerServer();
+    AnswerConnection({"top"});
     Changes({"0", "0", "0", "68", "50"});
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), -1);
     EXPECT_EQ(LibraryError(), 50);
@@ -150,8 +170,7 @@ TEST_P(AutomountCreate, SaysWhenTheWildcardCannotBeBroughtUpToDate) {
 
 TEST_P(AutomountCreate, FailsAtTheFirstEntryThatIsRefused) {
     for (size_t failing = 0; failing < 4; ++failing) {
-        ServerTest::TearDown();
-        SetUp();
+        Again();
         AnswerConnection({"top"});
         Strings exits(failing, "0");
         exits.push_back("50");
@@ -165,8 +184,7 @@ TEST_P(AutomountCreate, FailsAtTheFirstEntryThatIsRefused) {
 
 TEST_P(AutomountCreate, DoesNotTakeAnEarlierErrorForAnEntryThatExists) {
     for (size_t failing = 0; failing < 4; ++failing) {
-        ServerTest::TearDown();
-        SetUp();
+        Again();
         AnswerConnection({"top"});
         ZAFOLDAPErrSet(68);
         for (size_t good = 0; good < failing; ++good)
@@ -192,7 +210,7 @@ TEST_P(AutomountCreate, PublishesMapsWithoutABaseDN) {
     platform()
         .On("ldapsearch", "objectclasses")
         .Prints("dn: cn=Subschema\nobjectclasses: ( 1 NAME 'top' )\n\n");
-    platform().On("mount").Exits(32).Always();
+    platform().On("mount").Exits(32);
     ZAFOLDAPServerAutomountCreate("nas", "/homes");
     const Strings written = Written();
     ASSERT_GE(written.size(), 3u);
@@ -233,8 +251,7 @@ TEST_P(AutomountCreate, RefusesAPathThatReaches4094BytesEscaped) {
     for (const std::string &path :
          {"/" + std::string(4093, 'p'), "/" + std::string(4092, 'p') + "/",
           "/p" + std::string(2046, '$'), "/" + std::string(9000, 'p')}) {
-        ServerTest::TearDown();
-        SetUp();
+        Again();
         AnswerConnection({"top"});
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", path.c_str()), -1) << path.size();
         EXPECT_EQ(PlatformError(), 0x0200);
@@ -244,10 +261,25 @@ TEST_P(AutomountCreate, RefusesAPathThatReaches4094BytesEscaped) {
     }
 }
 
+TEST_P(AutomountCreate, FailsCleanlyAtEveryCallThatFails) {
+    FailEveryCall(WhatFails(), [this] {
+        AnswerAlways();
+        return ZAFOLDAPServerAutomountCreate("nas", "/homes");
+    });
+}
+
+TEST_P(AutomountCreate, FailsCleanlyAtListsThatHoldLessThanTheyCount) {
+    FailEveryCall({"QLIBCSzListGet"}, [this] {
+        AnswerAlways();
+        return ZAFOLDAPServerAutomountCreate("nas", "/homes");
+    });
+}
+
 TEST_P(AutomountCreate, PublishesWhatIsReadBack) {
-    const std::string published = PublishedFor("/vol 1/$x/&y");
-    ServerTest::TearDown();
-    SetUp();
+    AnswerServer();
+    EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/vol 1/$x/&y"), 0);
+    const std::string published = Published();
+    platform().Forget();
     LeaveEmptyAtUnmounting();
     platform()
         .On("ldapsearch", kWildcard)

@@ -221,7 +221,8 @@ TEST_P(BackupConfigGet, SurvivesAPathThatHasNoEnd) {
     platform().shares["Backups"] = "/tmp/backups";
     platform().Fills("ZAFOSharePathGet");
     ZAFOLDAPBackupConfigGet(&config_, nullptr);
-    if (config_.szDestDir != nullptr) EXPECT_LT(strlen(config_.szDestDir), 558u);
+    const std::string folder = config_.szDestDir == nullptr ? "" : config_.szDestDir;
+    EXPECT_LT(folder.size(), 558u);
     ZAFOLDAPBackupConfigFree(&config_);
 }
 

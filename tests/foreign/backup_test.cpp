@@ -434,7 +434,7 @@ ZAFO_FOREIGN_SUITE(BackupSchedule);
 TEST_P(BackupSchedule, RegistersTheCommandAsTheSettingsSay) {
     EXPECT_EQ(ZAFOLDAPServerBackupSchedule(1), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOScheduleSet").size(), 1u);
-    const Strings &arguments = platform().CallsOf("ZAFOScheduleSet")[0].arguments;
+    const Strings arguments = platform().CallsOf("ZAFOScheduleSet")[0].arguments;
     ASSERT_GE(arguments.size(), 3u);
     EXPECT_EQ(arguments.back(), "0x0");
     EXPECT_EQ(arguments[arguments.size() - 2], kBackupCommand);

@@ -310,6 +310,7 @@ TEST_P(UserHomeCreate, ReadsAnInformationOf1023Bytes) {
     AnswerInformation(head + path + "&");
     EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreate(host_, &user_), 0);
     EXPECT_EQ(Mounts(), Strings{"nas:/" + path});
+    EXPECT_EQ(Log(), Strings{});
 }
 
 TEST_P(UserHomeCreate, RefusesALongerInformation) {

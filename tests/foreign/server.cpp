@@ -3,6 +3,7 @@
 
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 #include <cstdio>
@@ -87,6 +88,89 @@ void ServerTest::AnswerConnection(const Strings &classes) {
         .On("ldapsearch", "subschemaSubentry")
         .Prints("dn:\nsubschemaSubentry: cn=Subschema\n\n");
     platform().On("ldapsearch", "objectclasses").Prints(schema + "\n");
+}
+
+void ServerTest::Again() {
+    platform().Forget();
+    Stale();
+}
+
+const Strings &ServerTest::WhatFails() {
+    static const Strings functions{
+        "QLIBCSzListAlloc",
+        "QLIBCSzListPush",
+        "QLIBCSzListInsert",
+        "QLIBCSzListSet",
+        "QLIBCSzListSortItems",
+        "QLIBCSzHashAlloc",
+        "QLIBCSzHashGetValue",
+        "QLIBCSzHashSetValue",
+        "QLIBCFileGetSection",
+        "QLIBCFileAddSection",
+        "QLIBCFileSetSection",
+        "QLIBCPopen",
+        "QLIBCPopenv",
+        "QLIBCExec",
+        "QLIBCExecl",
+        "QLIBCExecv",
+        "QLIBCryptSzEncrypt",
+        "QLIBCryptSzDecrypt",
+        "ZAFOLDAPInfoGetFromConf",
+        "ZAFOLDAPSSLToString",
+        "ZAFOLDAPDNFirstDomainComponent",
+        "ZAFOLDAPDNDomainName",
+        "ZAFOLDAPConfSet",
+        "ZAFOLDAPGenTmpConf",
+        "QLIBServiceStart",
+        "QLIBServiceStop",
+        "QLIBSmbNtEncrypt",
+        "ZAFOUserAlloc",
+        "ZAFOFSMkdirP",
+    };
+    return functions;
+}
+
+namespace {
+
+enum { kPassed = 0, kFailed = 1, kNoSuchCall = 2 };
+
+bool FailedSince(int parts) {
+    const testing::TestResult &result =
+        *testing::UnitTest::GetInstance()->current_test_info()->result();
+    for (int part = parts; part < result.total_part_count(); ++part)
+        if (result.GetTestPartResult(part).failed()) return true;
+    return false;
+}
+
+}  // namespace
+
+void ServerTest::FailEveryCall(const Strings &functions, const std::function<int()> &call) {
+    for (const std::string &function : functions) {
+        // Calls of one function resemble each other: the first ones, and some of the others.
+        for (int nth = 1;; nth += nth < 20 ? 1 : 7) {
+            fflush(nullptr);
+            const int parts =
+                testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+            const pid_t child = fork();
+            if (child == 0) {
+                platform().Fail(function, nth, -1, 0x0900);
+                const int result = call();
+                EXPECT_TRUE(result == 0 || result == -1) << result;
+                const bool came = platform().CallsOf(function).size() >= static_cast<size_t>(nth);
+                TearDown();
+                const bool failed = FailedSince(parts);
+                fflush(nullptr);
+                _exit(failed ? kFailed : came ? kPassed : kNoSuchCall);
+            }
+            int status = 0;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_TRUE(WIFEXITED(status))
+                << function << " " << nth << ": died of signal " << WTERMSIG(status);
+            if (!WIFEXITED(status)) break;
+            EXPECT_NE(WEXITSTATUS(status), kFailed) << function << " " << nth;
+            if (WEXITSTATUS(status) != kPassed) break;
+        }
+    }
 }
 
 Strings ServerTest::Steps() {

@@ -48,6 +48,15 @@ class ServerTest : public ForeignTest {
     void SaveConnection();
     void AnswerConnection(const Strings &classes);
 
+    // Forgets calls, runs and log, for one more case of a test whose answers are all taken; slots are stale again.
+    void Again();
+
+    // Calls it over and over, each time with another call of these platform functions failing: what comes is 0 or -1,
+    // and nothing is left over. Each runs in a process of its own, so that a crash is a failure and no more.
+    void FailEveryCall(const Strings &functions, const std::function<int()> &call);
+    // The platform functions that can fail in use (QLIBCSzListGet fails only where a list lies).
+    static const Strings &WhatFails();
+
     // What was done to the machine, in its order: "start" and "stop" of the service, "slapd.conf" and "acls" written,
     // a connection or setting to "save", a "folder", and every tool by its name.
     Strings Steps();

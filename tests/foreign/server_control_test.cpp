@@ -431,6 +431,19 @@ TEST_P(ServerEnable, AddsNoAccountsToAServerThatDoesNotStart) {
     EXPECT_TRUE(platform().RunsOf("ldapsearch").empty());
 }
 
+TEST_P(ServerEnable, FailsCleanlyAtEveryCallThatFails) {
+    FailEveryCall(
+        {"QLIBCSzListAlloc", "QLIBCSzHashAlloc", "QLIBCSzHashSetValue", "QLIBCFileGetSection",
+         "QLIBCFileAddSection", "QLIBCFileSetSection", "QLIBCryptSzEncrypt", "ZAFOLDAPSSLToString",
+         "ZAFOLDAPDNDomainName", "ZAFOLDAPConfSet", "ZAFOLDAPGenTmpConf", "ZAFOLDAPInfoGetFromConf",
+         "QLIBServiceStart", "QLIBServiceStop"},
+        [this] {
+            AnswerHash();
+            AnswerRandom();
+            return ZAFOLDAPServerEnable(&parameters_);
+        });
+}
+
 TEST_P(ServerEnable, FailsWithoutDefaultAccounts) {
     AnswerHash();
     AnswerRandom();
