@@ -57,6 +57,13 @@ TEST_P(Atomic, FailsToSwapWithTheTool) {
     EXPECT_EQ(TakeLog(), Strings{"Execute [] failed!"});
 }
 
+TEST_P(Atomic, FailsWithoutAChangeFile) {
+    const NoDescriptors none;
+    EXPECT_EQ(Replace("41", "42"), -1);
+    EXPECT_EQ(PlatformError(), 0x0900);
+    EXPECT_EQ(platform().Runs().size(), 0U);
+}
+
 TEST_P(Atomic, ChecksTheArgumentsOfASwapInOrder) {
     Host nowhere;
     nowhere.uri.reset();

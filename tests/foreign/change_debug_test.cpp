@@ -142,12 +142,12 @@ TEST_P(ChangeDebug, LogsAServerThatCannotBeAsked) {
     ZAFOLDAP_HOST host{};
     platform().On("ldapsearch").Exits(49);
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host, "ann"), 0);
-    EXPECT_EQ(Log().back(), "check server type failed, ldap_invalid_credentials (49)");
+    EXPECT_EQ(Last(Log()), "check server type failed, ldap_invalid_credentials (49)");
     ZAFOLDAPHostFree(&host);
     platform().On("ldapsearch", "cn=zafoconf").Prints(Entry("cn=zafoconf,dc=s", {}));
     platform().On("ldapsearch", "subschemaSubentry").Exits(50);
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host, "ann"), 0);
-    EXPECT_EQ(Log().back(), "get support schema failed, ldap_insufficient_access (50)");
+    EXPECT_EQ(Last(Log()), "get support schema failed, ldap_insufficient_access (50)");
     ZAFOLDAPHostFree(&host);
 }
 
@@ -183,7 +183,7 @@ TEST_P(ChangeDebug, StopsTheLineOfACommandBeforeWhatDoesNotFit) {
 TEST_P(ChangeDebug, LogsASwapThatFailed) {
     platform().On("ldapmodify").Exits(16);
     EXPECT_EQ(ZAFOLDAPAtomicRemoveAdd(host_, "dc=a", "n", "1", "2"), -1);
-    EXPECT_EQ(Log().back(), "ZAFOLDAPModify failed [dc=a,n,1,2] [0x7777]");
+    EXPECT_EQ(Last(Log()), "ZAFOLDAPModify failed [dc=a,n,1,2] [0x7777]");
 }
 
 int Refuse(const ZAFOLDAP_HOST *, uint64_t *, uint64_t *, void *) {
@@ -229,46 +229,46 @@ ZAFO_FOREIGN_SUITE(NewAccountDebug);
 TEST_P(NewAccountDebug, LogsTakenNames) {
     Found("(uid=ann)");
     EXPECT_EQ(CreateUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "user ann exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "user ann exists in db.");
     Found("(uid=ann)");
     EXPECT_EQ(CreateCryptedUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "user [ann] exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "user [ann] exists in db.");
     Found("(cn=ann)");
     EXPECT_EQ(CreateGroup(), -1);
-    EXPECT_EQ(TakeLog().back(), "group [ann] exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "group [ann] exists in db.");
 }
 
 TEST_P(NewAccountDebug, LogsTakenNumbers) {
     Found("(uidNumber=2001)");
     EXPECT_EQ(CreateUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "uid number 2001 exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "uid number 2001 exists in db.");
     Found("(uidNumber=4294967294)");
     user_.pw_uid = 4294967294U;
     EXPECT_EQ(CreateCryptedUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "uid number [4294967294] exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "uid number [4294967294] exists in db.");
     Found("(gidNumber=3001)");
     EXPECT_EQ(CreateGroup(), -1);
-    EXPECT_EQ(TakeLog().back(), "gid number [3001] exists in db.");
+    EXPECT_EQ(Last(TakeLog()), "gid number [3001] exists in db.");
 }
 
 TEST_P(NewAccountDebug, LogsAPasswordThatCannotBeHashed) {
     platform().On("slappasswd").CannotStart(0x0900);
     EXPECT_EQ(CreateUser(), -1);
-    EXPECT_EQ(Log().back(), "ZAFOLDAPEncryptPassword failed. [ann] [0x0900]");
+    EXPECT_EQ(Last(Log()), "ZAFOLDAPEncryptPassword failed. [ann] [0x0900]");
 }
 
 TEST_P(NewAccountDebug, LogsEntriesThatAreRefused) {
     platform().On("slappasswd").Prints("{CRYPT}x\n");
     platform().On("ldapmodify").Exits(68);
     EXPECT_EQ(CreateUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "ZAFOLDAPModify failed [ann], ldap_already_exists (68)");
+    EXPECT_EQ(Last(TakeLog()), "ZAFOLDAPModify failed [ann], ldap_already_exists (68)");
     Stale();
     platform().On("ldapmodify").Exits(68);
     EXPECT_EQ(CreateCryptedUser(), -1);
-    EXPECT_EQ(TakeLog().back(), "ZAFOLDAPModify failed [ann] [0x7777]");
+    EXPECT_EQ(Last(TakeLog()), "ZAFOLDAPModify failed [ann] [0x7777]");
     platform().On("ldapmodify").Exits(12);
     EXPECT_EQ(CreateGroup(), -1);
-    EXPECT_EQ(TakeLog().back(), "ZAFOLDAPModify failed [ann] [0x7777]");
+    EXPECT_EQ(Last(TakeLog()), "ZAFOLDAPModify failed [ann] [0x7777]");
 }
 
 TEST_P(NewAccountDebug, LogsTheNewPasswordAndNoHash) {

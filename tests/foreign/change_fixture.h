@@ -6,6 +6,7 @@
 
 #include "tests/foreign/platform/foreign.h"
 
+#include <sys/resource.h>
 #include <algorithm>
 #include <initializer_list>
 #include <string>
@@ -85,8 +86,28 @@ inline Strings SearchVector(std::initializer_list<const char *> rest) {
     return vector;
 }
 
+// While it lives nothing can be opened: there is no descriptor left.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{0, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors &) = delete;
+    NoDescriptors &operator=(const NoDescriptors &) = delete;
+
+  private:
+    rlimit before_{};
+};
+
 inline bool Exists(const std::string &path) {
     return FileText(path).has_value();
+}
+
+inline std::string Last(const Strings &texts) {
+    return texts.empty() ? "(none)" : texts.back();
 }
 
 // The lines of a text, without their line breaks.

@@ -127,6 +127,22 @@ TEST_P(BrowserConfig, LeavesFieldsOfAbsentKeysUnset) {
     ExpectFields("srv", "dc=s", nullptr, nullptr, nullptr);
 }
 
+TEST_P(BrowserConfig, SurvivesASectionWithoutABase) {
+    Section("root") = {{"uri", "srv"}};
+    EXPECT_LE(Read(nullptr), 1);
+    ExpectFields("srv", nullptr, nullptr, nullptr, nullptr);
+    for (const Run &run : platform().Runs())
+        for (const std::string &argument : run.argv)
+            EXPECT_EQ(argument.find("(null)"), std::string::npos) << argument;
+}
+
+TEST_P(BrowserConfig, SurvivesASectionWithoutAServer) {
+    Section("root") = {{"basedn", "dc=s"}};
+    EXPECT_EQ(Read(nullptr), 0);
+    ExpectFields(nullptr, "dc=s", nullptr, nullptr, nullptr);
+    EXPECT_EQ(platform().Runs().size(), 0U);
+}
+
 TEST_P(BrowserConfig, TellsThatThereIsNoSuchSection) {
     Section("root") = Saved();
     EXPECT_EQ(Read("bob"), -1);
@@ -327,6 +343,13 @@ TEST_P(BindConfig, LeavesFieldsOfAbsentKeysUnset) {
     AnswerAsOwnServer("dc=s");
     EXPECT_EQ(Read(), 1);
     ExpectFields("srv", "dc=s", nullptr, "geheim", "s.example");
+}
+
+TEST_P(BindConfig, KeepsAnEmptyValue) {
+    Conf()["binddn"] = "";
+    AnswerAsOwnServer("dc=s");
+    EXPECT_EQ(Read(), 1);
+    ExpectFields("srv", "dc=s", "", "geheim", "s.example");
 }
 
 TEST_P(BindConfig, TakesNoValueOfAnEarlierKeyForAnAbsentOne) {

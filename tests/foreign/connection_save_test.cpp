@@ -56,8 +56,7 @@ TEST_P(BrowserConfSet, WritesASectionThatIsThere) {
     EXPECT_EQ(platform().CallsOf("ZAFOLDAPSSLToString").at(0).arguments, (Strings{"1", "1024"}));
     const auto written = platform().CallsOf("QLIBCFileSetSection");
     ASSERT_EQ(written.size(), 1U);
-    EXPECT_EQ(written[0].arguments.at(0), kConf);
-    EXPECT_EQ(written[0].arguments.at(1), "ann");
+    EXPECT_EQ(written[0].arguments, (Strings{kConf, "ann", "(null)", "0x0"}));
     EXPECT_EQ(written[0].map, expected);
     ExpectSlotsUntouched();
     EXPECT_EQ(Log(), Strings{});
@@ -72,8 +71,7 @@ TEST_P(BrowserConfSet, MakesAMissingSectionEmptyFirst) {
     EXPECT_EQ(Section("ann"), expected);
     const auto added = platform().CallsOf("QLIBCFileAddSection");
     ASSERT_EQ(added.size(), 1U);
-    EXPECT_EQ(added[0].arguments.at(0), kConf);
-    EXPECT_EQ(added[0].arguments.at(1), "ann");
+    EXPECT_EQ(added[0].arguments, (Strings{kConf, "ann", "0x0"}));
     EXPECT_EQ(added[0].map, Pairs{});
     EXPECT_EQ(platform().Order({"QLIBCFileGetSection", "QLIBCFileAddSection", "QLIBCryptSzEncrypt",
                                 "ZAFOLDAPSSLToString", "QLIBCFileSetSection"}),

@@ -3,6 +3,7 @@
 // New groups: the record that is added and the steps around it.
 #include "tests/foreign/change_fixture.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace zafo::foreign::group_create_test {
@@ -163,11 +164,11 @@ TEST_P(GroupCreate, IgnoresAnExtraListOfOneItemAndAThird) {
     List three{"mail", "a", "title"};
     List none;
     EXPECT_EQ(Create("", one), 0);
-    EXPECT_EQ(Added().back(), "objectClass: posixGroup");
+    EXPECT_EQ(Last(Added()), "objectClass: posixGroup");
     EXPECT_EQ(Create("", none), 0);
-    EXPECT_EQ(Added().back(), "objectClass: posixGroup");
+    EXPECT_EQ(Last(Added()), "objectClass: posixGroup");
     EXPECT_EQ(Create("", three), 0);
-    EXPECT_EQ(Added().back(), "mail: a");
+    EXPECT_EQ(Last(Added()), "mail: a");
 }
 
 TEST_P(GroupCreate, WritesAnEmptySidThatCannotBeMade) {
@@ -211,6 +212,24 @@ TEST_P(GroupCreate, LogsAnEntryThatIsRefused) {
     platform().On("ldapmodify").CannotStart();
     EXPECT_EQ(Create(), -1);
     EXPECT_EQ(TakeLog(), (Strings{"Execute [] failed!", "ZAFOLDAPModify failed [staff] [0x0900]"}));
+}
+
+TEST_P(GroupCreate, FailsWithoutAChangeFile) {
+    const NoDescriptors none;
+    EXPECT_EQ(Create(), -1);
+    EXPECT_EQ(PlatformError(), 0x0900);
+    EXPECT_EQ(Tools(), (Strings{"ldapsearch", "ldapsearch"}));
+}
+
+TEST_P(GroupCreate, ReadsTheDisplayedNameAsAFormat) {
+    name_ = "100%%";
+    record_.szName = name_.data();
+    host_.schema = kPosix | kSamba;
+    AnswerSid();
+    EXPECT_EQ(Create(""), 0);
+    const Strings lines = Added();
+    EXPECT_EQ(lines.at(2), "cn: 100%%");
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "displayName: 100%"), lines.end());
 }
 
 TEST_P(GroupCreate, ChecksItsArgumentsInOrder) {

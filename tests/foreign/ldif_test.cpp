@@ -137,6 +137,19 @@ TEST_P(LdifInit, TellsThatTheFileCannotBeOpened) {
     EXPECT_EQ(ldif_.nEntry, 0);
 }
 
+TEST_P(LdifInit, OpensNothingWithoutAName) {
+    EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, ""), -1);
+    EXPECT_EQ(PlatformError(), 0x0900);
+}
+
+TEST_P(LdifInit, TellsThatATemporaryFileCannotBeOpened) {
+    const NoDescriptors none;
+    EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), -1);
+    EXPECT_EQ(PlatformError(), 0x0900);
+    EXPECT_EQ(LibraryError(), kStaleLibraryError);
+    EXPECT_EQ(ldif_.pFile, nullptr);
+}
+
 TEST_P(LdifInit, RefusesNoRecord) {
     ExpectArgumentFailure("((void *)0) != pLDIF", [] { return ZAFOLDAPLdifInit(nullptr, kPath); });
     EXPECT_FALSE(Exists(kPath));

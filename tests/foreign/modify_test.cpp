@@ -44,7 +44,7 @@ TEST_P(Modify, RunsTheToolOnTheFinishedFileAndRemovesIt) {
     platform().On("ldapmodify").Prints("modifying entry \"dc=a\"\n\n");
     EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 0), 0);
     ASSERT_EQ(platform().Runs().size(), 1U);
-    const Run run = platform().Runs()[0];
+    const Run run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/ldapmodify");
     EXPECT_EQ(run.how, "QLIBCPopen r");
     EXPECT_EQ(run.argv, (Strings{"-x", "-H", "ldap://ldap.x.example", "-D",
@@ -92,7 +92,7 @@ TEST_P(Modify, PassesAllArgumentsWhateverTheConnectionHas) {
               std::string(kPath), std::string("-w"), connection.password.value_or("")})
             expected.push_back(argument);
         ASSERT_EQ(platform().Runs().size(), 1U);
-        EXPECT_EQ(platform().Runs()[0].argv, expected);
+        EXPECT_EQ(platform().Runs().at(0).argv, expected);
     }
 }
 

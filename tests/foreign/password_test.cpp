@@ -25,7 +25,7 @@ TEST_P(EncryptPasswd, TakesTheLineThatTheToolPrints) {
     EXPECT_EQ(Encrypt(), 0);
     EXPECT_EQ(hash_, kHash);
     ASSERT_EQ(platform().Runs().size(), 1U);
-    const Run run = platform().Runs()[0];
+    const Run run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/slappasswd");
     EXPECT_EQ(run.how, "QLIBCPopen r");
     EXPECT_EQ(run.argv, (Strings{"-h", "{CRYPT}", "-s", "geheim", "-c", "$1$%.2s"}));
@@ -186,7 +186,7 @@ TEST_P(Passwd, RunsTheToolAsTheConnectionSays) {
         for (const char *text : {"-s", "neu", "uid=ann,dc=x"})
             expected.emplace_back(text);
         ASSERT_EQ(platform().Runs().size(), 1U);
-        const Run run = platform().Runs()[0];
+        const Run run = platform().Runs().at(0);
         EXPECT_EQ(run.path, "/usr/zafo/bin/ldappasswd");
         EXPECT_EQ(run.how, "QLIBCExecv");
         EXPECT_EQ(run.bits, 1);

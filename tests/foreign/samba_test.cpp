@@ -73,6 +73,26 @@ TEST_P(Xid, SucceedsWithoutEntryOrValue) {
     EXPECT_EQ(Log(), Strings{});
 }
 
+TEST_P(Xid, TakesAnEntryThatIsNotThereForNoValue) {
+    platform().On("ldapsearch").Exits(32);
+    EXPECT_EQ(Get(3), 0);
+    EXPECT_TRUE(text_ == std::string("before") || text_ == std::string()) << text_;
+    uint64_t value = 99;
+    platform().On("ldapsearch").Exits(32);
+    EXPECT_EQ(ZAFOLDAPSambaGetIDFromDB(host_, &value, 3), 0);
+    EXPECT_EQ(value, 0U);
+}
+
+TEST_P(Xid, SurvivesAConnectionWithoutABase) {
+    Host host;
+    host.base.reset();
+    for (int type = 0; type <= 8; ++type)
+        EXPECT_LE(ZAFOLDAPSambaXidGet(host, text_, sizeof text_, type), 0) << type;
+    for (const Run &run : platform().Runs())
+        for (const std::string &argument : run.argv)
+            EXPECT_EQ(argument.find("(null)"), std::string::npos) << argument;
+}
+
 TEST_P(Xid, CutsToTheBuffer) {
     platform().On("ldapsearch").Prints(Entry(PoolName("MinID"), {{"uidNumber", "12345"}}));
     EXPECT_EQ(ZAFOLDAPSambaXidGet(host_, text_, 4, 2), 0);
@@ -99,11 +119,11 @@ TEST_P(Xid, LogsABaseWithoutADomain) {
 
 TEST_P(Xid, LogsASearchThatFails) {
     for (const Source &source : kSources) {
-        platform().On("ldapsearch").Exits(32);
+        platform().On("ldapsearch").Exits(50);
         EXPECT_EQ(Get(source.type), -1);
         EXPECT_EQ(TakeLog(), Strings{std::string("get ") + source.attribute + " [" +
                                      std::to_string(source.type) + "] failed."});
-        EXPECT_EQ(LibraryError(), 32);
+        EXPECT_EQ(LibraryError(), 50);
     }
 }
 
@@ -359,6 +379,10 @@ TEST_P(IdPool, RefusesAMissingHighestNumber) {
     Bound(kUsers, "MinID", "1000");
     Bound(kUsers, "MaxID", "");
     EXPECT_EQ(ZAFOLDAPSambaUIDGen(host_), -1);
+    EXPECT_EQ(TakeLog(), Strings{"Bad UID min(1000), max(0) value."});
+    Bound(kUsers, "MinID", "1000");
+    platform().On("ldapsearch", PoolName("MaxID")).Exits(32);
+    EXPECT_EQ(ZAFOLDAPSambaUIDGen(host_), -1);
     EXPECT_EQ(Log(), Strings{"Bad UID min(1000), max(0) value."});
 }
 
@@ -368,7 +392,7 @@ TEST_P(IdPool, TakesAMissingLowestNumberAsZero) {
 }
 
 TEST_P(IdPool, KeepsBothDefaultsWhenABoundCannotBeRead) {
-    platform().On("ldapsearch", PoolName("MinID")).Exits(32);
+    platform().On("ldapsearch", PoolName("MinID")).Exits(50);
     platform().On("ldapsearch", PoolName("MaxID")).Prints("").Always();
     Bound(kUsers, "CurID", "4294967295");
     EXPECT_EQ(ZAFOLDAPSambaUIDGen(host_), -1);
@@ -415,7 +439,7 @@ TEST_P(IdPool, LogsANumberThatCannotBeLookedUp) {
     const Strings log = Log();
     ASSERT_GE(log.size(), 2U);
     EXPECT_EQ(log[log.size() - 2], "get [" + FilterOf(kGroups, "1000") + "] failed.");
-    EXPECT_EQ(log.back(), "get gidNumber from " + PoolName("CurID") + " failed.");
+    EXPECT_EQ(Last(log), "get gidNumber from " + PoolName("CurID") + " failed.");
     EXPECT_EQ(LibraryError(), 11);
     EXPECT_EQ(Changes(), Strings{});
 }

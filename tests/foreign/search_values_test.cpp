@@ -55,8 +55,8 @@ TEST_P(EachValue, ListsNamesAndFirstValuesInParallel) {
     EXPECT_EQ(values_->Items(), (Strings{"a@x", "b1@x", ""}));
     EXPECT_EQ(Searches(),
               std::vector<Strings>{SearchVector({"-b", "dc=x,dc=example", "dn", "mail"})});
-    EXPECT_EQ(platform().Runs()[0].how, "QLIBCPopenv r");
-    EXPECT_EQ(platform().Runs()[0].path, "/usr/zafo/bin/ldapsearch");
+    EXPECT_EQ(platform().Runs().at(0).how, "QLIBCPopenv r");
+    EXPECT_EQ(platform().Runs().at(0).path, "/usr/zafo/bin/ldapsearch");
     ExpectSlotsUntouched();
     EXPECT_EQ(Log(), Strings{});
 }
@@ -233,7 +233,7 @@ TEST_P(MultiValue, ListsTheValuesOfTheFirstEntryOnly) {
     EXPECT_EQ(Multi("Mail"), 0);
     EXPECT_EQ(values_->Items(), (Strings{"b1@x", "b2@x"}));
     EXPECT_EQ(Searches(), std::vector<Strings>{SearchVector({"-b", "dc=x,dc=example", "Mail"})});
-    EXPECT_TRUE(platform().Runs()[0].closed);
+    EXPECT_TRUE(platform().Runs().at(0).closed);
     EXPECT_EQ(Log(), Strings{});
 }
 

@@ -119,13 +119,20 @@ TEST_P(Sid, GivesUpAfterTenLostSwaps) {
     platform().On("ldapmodify").Exits(16).Always();
     EXPECT_EQ(Generate(), -1);
     EXPECT_EQ(Changes().size(), 10U);
-    EXPECT_EQ(Log().back(), "get sambaNextUserRid from " + kDomain + " failed.");
+    EXPECT_EQ(Last(Log()), "get sambaNextUserRid from " + kDomain + " failed.");
 }
 
 TEST_P(Sid, SurvivesADomainComponentWithoutAnEnd) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     Domain();
     EXPECT_LE(Generate(), 0);
+}
+
+TEST_P(Sid, SurvivesAConnectionWithoutABase) {
+    Host host;
+    host.base.reset();
+    EXPECT_EQ(ZAFOLDAPSambaSIDGen(host, sid_, sizeof sid_), -1);
+    EXPECT_EQ(Changes(), Strings{});
 }
 
 TEST_P(Sid, ChecksItsArgumentsInOrder) {

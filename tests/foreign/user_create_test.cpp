@@ -334,7 +334,7 @@ TEST_P(UserCreate, PrintsNumbersAsTheyAre) {
     EXPECT_EQ(ValueOf("uidNumber"), "4294967294");
     EXPECT_EQ(ValueOf("gidNumber"), "4294967295");
     EXPECT_EQ(ValueOf("shadowExpire"), "-1");
-    EXPECT_EQ(Searches().at(1).back(), "dn");
+    EXPECT_EQ(Last(Searches().at(1)), "dn");
     EXPECT_EQ(Searches().at(1).at(10), "(&(objectClass=posixAccount)(uidNumber=4294967294))");
 }
 
@@ -375,11 +375,11 @@ TEST_P(UserCreate, IgnoresAnExtraListOfOneItemAndAThird) {
     for (const Creator creator : kCreators) {
         platform().Forget();
         EXPECT_EQ(Create(creator, one), 0);
-        EXPECT_EQ(Added().back(), "objectClass: posixAccount");
+        EXPECT_EQ(Last(Added()), "objectClass: posixAccount");
         EXPECT_EQ(Create(creator, none), 0);
-        EXPECT_EQ(Added().back(), "objectClass: posixAccount");
+        EXPECT_EQ(Last(Added()), "objectClass: posixAccount");
         EXPECT_EQ(Create(creator, three), 0);
-        EXPECT_EQ(Added().back(), "description: a");
+        EXPECT_EQ(Last(Added()), "description: a");
     }
 }
 
@@ -473,7 +473,7 @@ TEST_P(UserCreate, EndsWhenTheServerRefusesTheEntry) {
         EXPECT_EQ(Create(creator), -1);
         EXPECT_EQ(LibraryError(), 68);
         EXPECT_EQ(PlatformError(), kStalePlatformError);
-        EXPECT_EQ(Tools().back(), "ldapmodify");
+        EXPECT_EQ(Last(Tools()), "ldapmodify");
         EXPECT_EQ(Log(), creator == ZAFOLDAPBrowserUserCreate
                              ? Strings{}
                              : Strings{"ZAFOLDAPModify failed [ann] [0x7777]"});
@@ -500,7 +500,7 @@ TEST_P(UserCreate, LeavesTheEntryWhosePasswordCannotBeSet) {
     EXPECT_EQ(Create(), -1);
     EXPECT_EQ(Log(), (Strings{"Failed to set password for " + kDN + " (err=53)",
                               "ZAFOLDAPPasswd failed. [" + kDN + "]"}));
-    EXPECT_EQ(Tools().back(), "ldappasswd");
+    EXPECT_EQ(Last(Tools()), "ldappasswd");
     EXPECT_EQ(Changes().size(), 1U);
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
 }
@@ -530,6 +530,39 @@ TEST_P(UserCreate, LeavesNoChangeFile) {
         Exists("/tmp/" + std::to_string(pid) + "_" + std::to_string(sequence - 1) + ".ldif"));
     ZAFOLDAPLdifClose(&next);
     ZAFOLDAPLdifUnlink(&next);
+}
+
+TEST_P(UserCreate, FailsWithoutAChangeFile) {
+    for (const Creator creator : kCreators) {
+        platform().Forget();
+        const NoDescriptors none;
+        EXPECT_EQ(creator(host_, user_.Record(), nullptr, nullptr), -1);
+        EXPECT_TRUE(user_.HasItsPassword());
+        EXPECT_EQ(PlatformError(), 0x0900);
+        EXPECT_EQ(Tools(), (Strings{"ldapsearch", "ldapsearch"}));
+    }
+}
+
+TEST_P(UserCreate, ReadsTheDisplayedNameAsAFormat) {
+    user_.name = "100%%";
+    host_.schema = kPosix | kSamba;
+    for (const Creator creator : kCreators) {
+        platform().Forget();
+        AnswerSid();
+        EXPECT_EQ(Create(creator), 0);
+        EXPECT_EQ(ValueOf("cn"), "100%%");
+        EXPECT_EQ(ValueOf("displayName"), "100%");
+    }
+}
+
+TEST_P(UserCreate, CutsAPasswordValueBehind16383Characters) {
+    user_.password = std::string(20000, 'p');
+    EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreateWithCryptedPass), 0);
+    EXPECT_EQ(ValueOf("userPassword"), ("{CRYPT}" + *user_.password).substr(0, 16383));
+    platform().Forget();
+    platform().On("slappasswd").Prints(std::string(20000, 'h') + "\n");
+    EXPECT_EQ(ZAFOLDAPBrowserUserCreate(host_, user_.Record(), nullptr, nullptr), 0);
+    EXPECT_EQ(ValueOf("userPassword"), std::string(16383, 'h'));
 }
 
 TEST_P(UserCreate, ChecksItsArgumentsInOrder) {
