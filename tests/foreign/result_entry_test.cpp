@@ -253,6 +253,33 @@ TEST_P(ResultEntry, GivesTheFirstValueOfANameWithoutCase) {
     EXPECT_EQ(PlatformError(), kStalePlatformError);
 }
 
+TEST_P(ResultEntry, SurvivesListsThatDoNotGiveTheirItems) {
+    Fill();
+    const char *value = "set";
+    List values;
+    ZAFOLDAP_RESULT clone{};
+    ASSERT_EQ(ZAFOLDAPResultInit(&clone), 0);
+    for (int nth = 1; nth <= 14; ++nth) {
+        platform().Fail("QLIBCSzListGet", nth);
+        ZAFOLDAPResultGetFirst(&entry_, "cn;lang-de");
+    }
+    for (int nth = 1; nth <= 2; ++nth) {
+        platform().Fail("QLIBCSzListGet", nth);
+        ZAFOLDAPResultGetAt(&entry_, 0, &value);
+        platform().Fail("QLIBCSzListGet", nth);
+        ZAFOLDAPResultConcateAttr(&entry_, "x");
+        EXPECT_EQ(Items(entry_.plistAttr).size(), Items(entry_.plistValue).size());
+    }
+    for (int nth = 1; nth <= 14; ++nth) {
+        platform().Fail("QLIBCSzListGet", nth);
+        ZAFOLDAPResultGetAll(&entry_, "memberUid", &values);
+        platform().Fail("QLIBCSzListGet", nth);
+        ZAFOLDAPResultClone(&clone, &entry_);
+        EXPECT_EQ(Items(clone.plistAttr).size(), Items(clone.plistValue).size());
+    }
+    EXPECT_EQ(ZAFOLDAPResultFree(&clone), 0);
+}
+
 TEST_P(ResultEntry, LosesAllPairsAtOnce) {
     Fill();
     EXPECT_EQ(ZAFOLDAPResultRemoveAll(&entry_), 0);

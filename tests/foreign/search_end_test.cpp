@@ -233,7 +233,7 @@ TEST_P(WholeSearch, FailsWhenItCannotStart) {
     EXPECT_EQ(PlatformError(), 0x0900);
     List attributes{"cn"};
     request_.plistAttr = attributes;
-    for (int nth = 1; nth <= 4; ++nth) {
+    for (int nth = 1; nth <= 3; ++nth) {
         platform().On("ldapsearch").Prints(kTwo).Always();
         platform().Fail("QLIBCSzListAlloc", nth, -1, 0x0200);
         EXPECT_EQ(Run(handed), -1) << nth;
