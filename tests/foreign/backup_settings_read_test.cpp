@@ -238,6 +238,15 @@ TEST_P(BackupConfigGet, KeepsTenFilesUnlessToldOtherwise) {
     }
 }
 
+TEST_P(BackupConfigGet, SurvivesNumbersThatAreTooBig) {
+    Section() = {{"schedule", "99999999999999999999,-99999999999999999999,0,0,0,0"},
+                 {"max_file", "99999999999999999999"}};
+    const int result = ZAFOLDAPBackupConfigGet(&config_, nullptr);
+    EXPECT_TRUE(result == 0 || result == -1) << result;
+    ZAFOLDAPBackupConfigFree(&config_);
+    TakeLog();
+}
+
 TEST_P(BackupConfigGet, OwnsStringsThatMoveWithItsList) {
     const std::string name(300, 's');
     const std::string path = "/" + std::string(500, 'p');

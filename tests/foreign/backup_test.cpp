@@ -5,6 +5,8 @@
 
 #include "zafoldap/backup.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -270,6 +272,23 @@ TEST_P(ServerRestore, RunsNothingForAFileThatCannotBeRead) {
     EXPECT_EQ(PlatformError(), kStalePlatformError);
     EXPECT_TRUE(platform().Runs().empty());
     EXPECT_TRUE(Exists(kProgressFile));
+}
+
+TEST_P(ServerRestore, NeedsTheRightToReadTheFile) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+    const pid_t child = fork();
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(99);
+        const bool refused = ZAFOLDAPServerRestore(file_) == -1 &&
+                             LibraryError() == ZAFOLDAP_ERR_INVALID_BACKUP_FILE &&
+                             platform().Runs().empty();
+        _exit(refused ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 99) GTEST_SKIP() << "this root has one user only";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_P(ServerRestore, DecodesTheWaitStatus) {

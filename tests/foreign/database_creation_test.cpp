@@ -135,6 +135,13 @@ TEST_P(DatabaseCreation, LooksForEachEntryBeforeItIsLoaded) {
     EXPECT_EQ(LookedFor(), filters);
 }
 
+TEST_P(DatabaseCreation, LoadsWhatCannotBeLookedFor) {
+    AnswerRandom();
+    platform().On("slapcat").CannotStart().Always();
+    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), 0);
+    EXPECT_EQ(Loaded().size(), 9u);
+}
+
 TEST_P(DatabaseCreation, ReadsTheSuffixFromSlapdConf) {
     AnswerRandom();
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), 0);
@@ -282,6 +289,13 @@ TEST_P(DatabaseCreation, FailsWithASuffixThatHasNoEnd) {
     platform().Fills("ZAFOLDAPInfoGetFromConf");
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), -1);
     EXPECT_TRUE(platform().RunsOf("slapadd").empty());
+}
+
+TEST_P(DatabaseCreation, SurvivesASuffixThatLeavesNoRoomForNames) {
+    platform().confs[kSlapdConf] = {{"suffix", "dc=" + std::string(1020, 'a')}};
+    platform().On("openssl").Prints("00000001\n").Always();
+    const int result = ZAFOLDAPServerDBCreate(&parameters_);
+    EXPECT_TRUE(result == 0 || result == -1) << result;
 }
 
 TEST_P(DatabaseCreation, LoadsNothingUnderASuffixWithoutADomainComponent) {

@@ -64,6 +64,18 @@ TEST_P(NFSMount, MountsPathsWithBlanksAndSigns) {
     }
 }
 
+TEST_P(NFSMount, MountsNothingButAnExport) {
+    for (const char *source :
+         {"", "/dev/sda1", "/home", "nas", "nas:homes", ":/homes", "-o:/homes", "nas:/../etc",
+          "nas:/a//b", "nas:/a#b", "nas:/a\nb", "a,b:/homes", "//nas/homes"}) {
+        Stale();
+        EXPECT_EQ(ZAFOLDAPNFSMount(source), -1) << source;
+        EXPECT_EQ(PlatformError(), 0x0D00) << source;
+    }
+    EXPECT_TRUE(platform().Runs().empty());
+    EXPECT_TRUE(MadeFolders().empty());
+}
+
 class NFSUMount : public HomeTest {};
 ZAFO_FOREIGN_SUITE(NFSUMount);
 
@@ -317,6 +329,8 @@ TEST_P(UserHomeCreate, RefusesALongerInformation) {
     AnswerInformation("-fstype=nfs nas:/" + std::string(2000, 'p') + "/&");
     EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreate(host_, &user_), -1);
     EXPECT_TRUE(platform().RunsOf("mount").empty());
+    EXPECT_EQ(Log(), Strings{"unknown format of automountInformation: -fstype=nfs nas:/" +
+                             std::string(1023 - 17, 'p')});
 }
 
 TEST_P(UserHomeCreate, SaysForWhomItFailed) {
@@ -401,6 +415,14 @@ TEST_P(UserHomeCreateAll, MakesNoFolderForAUserWhoIsGone) {
     AnswerUser("cid", 1003, 2003);
     EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreateAll(host_, "nas", "/homes"), 0);
     EXPECT_EQ(MadeFolders(), (Strings{MountPoint(), FolderOf("ann"), FolderOf("cid")}));
+}
+
+TEST_P(UserHomeCreateAll, PassesOverUsersOfAConnectionWithoutALoginSuffix) {
+    host_.login_suffix.reset();
+    AnswerUsers({"ann", "bob"});
+    EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreateAll(host_, "nas", "/homes"), 0);
+    EXPECT_EQ(MadeFolders(), Strings{MountPoint()});
+    EXPECT_FALSE(Exists(MountPoint()));
 }
 
 TEST_P(UserHomeCreateAll, PassesOverAFolderThatCannotBeMade) {

@@ -200,6 +200,35 @@ TEST_P(Slapadd, KeepsTheRawStatusOfACoreDump) {
     EXPECT_EQ(Log(), Strings{"slapadd terminate abnormal 139"});
 }
 
+TEST_P(Slapadd, TakesAFileThatIsClosedAlready) {
+    const std::string path = Open();
+    ASSERT_EQ(ZAFOLDAPLdifClose(&ldif_), 0);
+    EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
+    EXPECT_EQ(platform().Runs().at(0).change, "dn: cn=a,dc=x\ncn: a\n");
+    EXPECT_FALSE(Exists(path));
+}
+
+TEST_P(Slapadd, LoadsAFileOfTheCallersName) {
+    ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, "/tmp/a file.ldif"), 0);
+    ZAFOLDAPLdifTargetDN(&ldif_, "cn=a,dc=x");
+    ZAFOLDAPLdifAttr(&ldif_, "cn", "%s", "a");
+    EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
+    EXPECT_EQ(platform().Runs().at(0).argv, (Strings{"-b", kSuffix, "-l", "/tmp/a file.ldif"}));
+    EXPECT_FALSE(Exists("/tmp/a file.ldif"));
+}
+
+TEST_P(Slapadd, FailsCleanlyWhateverFailsAroundARunningServer) {
+    FailEveryCall({"QLIBServiceStop", "QLIBServiceStart", "QLIBServiceIsEnabled",
+                   "QLIBCReadPidFile", "ZAFOLDAPInfoGetFromConf", "QLIBCPopen"},
+                  [this] {
+                      RunServer();
+                      Open();
+                      const int result = ZAFOLDAPServerSlapadd(&ldif_);
+                      ZAFOLDAPLdifUnlink(&ldif_);
+                      return result;
+                  });
+}
+
 TEST_P(Slapadd, DoesNotReadTheOutput) {
     Open();
     platform().On("slapadd").Prints("line\n");
@@ -309,6 +338,13 @@ TEST_P(ServerDNIsExist, IsZeroWhenTheOutputCannotBeRead) {
 TEST_P(ServerDNIsExist, PutsTheDNIntoTheFilterAsItIs) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist("cn=(a)*\\,dc=x%s"), 0);
     EXPECT_EQ(platform().Runs()[0].argv, (Strings{"-a", "(entryDN:=cn=(a)*\\,dc=x%s)"}));
+}
+
+TEST_P(ServerDNIsExist, HasAFilterOfAtMost4095Bytes) {
+    const std::string name = "cn=" + std::string(9000, 'a');
+    ZAFOLDAPServerDNIsExist(name.c_str());
+    for (const Run &run : platform().Runs())
+        EXPECT_LT(run.argv.at(1).size(), 4096u);
 }
 
 class ServerDBIsEmpty : public ServerTest {};

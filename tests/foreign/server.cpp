@@ -147,7 +147,7 @@ bool FailedSince(int parts) {
 void ServerTest::FailEveryCall(const Strings &functions, const std::function<int()> &call) {
     for (const std::string &function : functions) {
         // Calls of one function resemble each other: the first ones, and some of the others.
-        for (int nth = 1;; nth += nth < 20 ? 1 : 7) {
+        for (int nth = 1;; nth += nth < 8 ? 1 : 11) {
             fflush(nullptr);
             const int parts =
                 testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();

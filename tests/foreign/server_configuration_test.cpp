@@ -79,6 +79,15 @@ TEST_P(ServerConfSet, HashesThePasswordWithSlappasswd) {
     EXPECT_EQ(run.argv, (Strings{"-h", "{CRYPT}", "-s", "clear text", "-c", "$1$%.2s"}));
 }
 
+TEST_P(ServerConfSet, HashesAnEmptyPassword) {
+    AnswerHash();
+    ZAFOLDAP_SERVER_PARAM parameters = Parameters();
+    parameters.szRootPW = "";
+    EXPECT_EQ(ZAFOLDAPServerConfSet(&parameters), 0);
+    EXPECT_EQ(platform().Runs().at(0).argv, (Strings{"-h", "{CRYPT}", "-s", "", "-c", "$1$%.2s"}));
+    EXPECT_EQ(Written()["rootpw"], kHash);
+}
+
 TEST_P(ServerConfSet, LeavesOutWhatTheRecordDoesNotHave) {
     struct Case {
         bool suffix, administrator, password;
