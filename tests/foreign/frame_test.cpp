@@ -6,10 +6,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <climits>
-#include <functional>
 
 namespace zafo::foreign {
 
@@ -73,14 +71,6 @@ constexpr Message kMessages[] = {
     {68, "ldap_error", "ldap_already_exists"},
     {255, "ldap_error", "ldap_operations_error"},
 };
-
-// What another process gets: its result in the exit code, which no check in it can hide.
-int InAnotherProcess(const std::function<int()> &body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body());
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 bool Exists(const char *path) {
     struct stat status {};

@@ -2,6 +2,8 @@
 #include "tests/foreign/platform/state.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <fstream>
 #include <sstream>
 
@@ -73,6 +75,13 @@ std::optional<std::string> FileText(const std::string &path) {
 void WriteFile(const std::string &path, const std::string &text, mode_t mode) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
     EXPECT_EQ(chmod(path.c_str(), mode), 0) << path;
+}
+
+int InAnotherProcess(const std::function<int()> &body) {
+    const pid_t child = fork();
+    if (child == 0) _exit(body());
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 ForeignTest::ForeignTest() {

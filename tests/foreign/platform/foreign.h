@@ -329,6 +329,9 @@ std::string Base64(const std::string &bytes);
 std::optional<std::string> FileText(const std::string &path);
 void WriteFile(const std::string &path, const std::string &text, mode_t mode = 0600);
 
+// What `body` gives in a process of its own (0 to 255), -1 when that ends by a signal.
+int InAnotherProcess(const std::function<int()> &body);
+
 constexpr int kStalePlatformError = 0x7777;
 constexpr int kStaleLibraryError = 4711;
 
