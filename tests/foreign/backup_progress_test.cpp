@@ -42,7 +42,7 @@ TEST_P(ServerProgress, ReadsAllFields) {
           {"stage", "4"},
           {"status", "0"},
           {"pid", "4711"}});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_STREQ(progress_.szOperation, "restore");
     EXPECT_STREQ(progress_.szTask, "backup");
     EXPECT_STREQ(progress_.szAction, "loading");
@@ -65,7 +65,7 @@ TEST_P(ServerProgress, FailsWithoutARecord) {
 
 TEST_P(ServerProgress, AsksForAListAndAMapOf1024) {
     Keep({});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc").at(0).arguments, Strings{"1024"});
     EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc").at(0).arguments, Strings{"1024"});
     ZAFOLDAPServerProgressFree(&progress_);
@@ -73,7 +73,7 @@ TEST_P(ServerProgress, AsksForAListAndAMapOf1024) {
 
 TEST_P(ServerProgress, IsUnknownForAnEmptyFile) {
     Keep({});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     ExpectEmpty();
     ZAFOLDAPServerProgressFree(&progress_);
 }
@@ -89,7 +89,7 @@ TEST_P(ServerProgress, RunsOnlyWithoutAFailureAndWhileTheProcessLives) {
         platform().alive.clear();
         if (row.alive) platform().alive.insert(77);
         Keep({{"status", row.status}, {"pid", "77"}});
-        EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+        ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
         EXPECT_EQ(progress_.blRunning, row.running) << row.status << row.alive;
         ZAFOLDAPServerProgressFree(&progress_);
     }
@@ -99,7 +99,7 @@ TEST_P(ServerProgress, TakesEveryAnswerButZeroForAlive) {
     for (int answer : {1, 2, 256}) {
         Keep({{"status", "0"}, {"pid", "77"}});
         platform().Returns("QLIBCProcAlive", answer);
-        EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+        ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
         EXPECT_EQ(progress_.blRunning, 1) << answer;
         ZAFOLDAPServerProgressFree(&progress_);
     }
@@ -107,7 +107,7 @@ TEST_P(ServerProgress, TakesEveryAnswerButZeroForAlive) {
 
 TEST_P(ServerProgress, ReadsNumbersAsDecimal) {
     Keep({{"total", "010"}, {"stage", "x"}, {"status", "12"}, {"pid", "2147483647"}});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_EQ(progress_.nTotal, 10);
     EXPECT_EQ(progress_.nStage, 0);
     EXPECT_EQ(progress_.nStatus, 12);
@@ -120,7 +120,7 @@ TEST_P(ServerProgress, SurvivesNumbersThatAreTooBig) {
           {"stage", "-99999999999999999999"},
           {"status", "99999999999"},
           {"pid", "99999999999999999999"}});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     ZAFOLDAPServerProgressFree(&progress_);
 }
 
@@ -129,7 +129,7 @@ TEST_P(ServerProgress, OwnsStringsThatMoveWithItsList) {
     const std::string task(900, 't');
     const std::string action(3000, 'a');
     Keep({{"operation", operation}, {"task", task}, {"action", action}});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_EQ(progress_.szOperation, operation);
     EXPECT_EQ(progress_.szTask, task);
     EXPECT_EQ(progress_.szAction, action);
@@ -148,7 +148,7 @@ TEST_P(ServerProgress, IsZeroWithoutAFile) {
 TEST_P(ServerProgress, DoesNotTakeAnEarlierErrorForAMissingFile) {
     Keep({{"operation", "backup"}});
     platform().slot = 0x0900;
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_STREQ(progress_.szOperation, "backup");
     ZAFOLDAPServerProgressFree(&progress_);
 }
@@ -184,7 +184,7 @@ TEST_P(ServerProgress, FailsWhenATextCannotBeCopied) {
 
 TEST_P(ServerProgress, FreeingZeroesTheRecordAndTakesNone) {
     Keep({{"operation", "backup"}, {"pid", "5"}, {"stage", "2"}});
-    EXPECT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
+    ASSERT_EQ(ZAFOLDAPServerProgressGet(&progress_), 1);
     EXPECT_EQ(ZAFOLDAPServerProgressFree(&progress_), 0);
     EXPECT_EQ(progress_.plistBuffer, nullptr);
     ExpectEmpty();

@@ -252,7 +252,7 @@ TEST_P(BackupConfigGet, OwnsStringsThatMoveWithItsList) {
     const std::string path = "/" + std::string(500, 'p');
     platform().shares[name] = path;
     Section(std::string(2000, 't')) = {{"dest_share", name}};
-    EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, std::string(2000, 't').c_str()), 0);
+    ASSERT_EQ(ZAFOLDAPBackupConfigGet(&config_, std::string(2000, 't').c_str()), 0);
     EXPECT_EQ(config_.szTask, std::string(2000, 't'));
     EXPECT_EQ(config_.szDestShare, name);
     EXPECT_EQ(config_.szDestDir, path);
