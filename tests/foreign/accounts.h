@@ -139,7 +139,7 @@ class AccountsTest : public ForeignTest {
     }
 };
 
-inline std::string Text(const char *text) {
+inline std::string TextOf(const char *text) {
     return text == nullptr ? "(null)" : text;
 }
 

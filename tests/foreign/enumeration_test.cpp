@@ -72,7 +72,7 @@ TEST_P(Enumeration, RequestHoldsFilterAndAttributesInTheirOrder) {
         ZAFOLDAP_SEARCH_REQUEST request;
         std::memset(&request, 0xA5, sizeof request);
         EXPECT_EQ(kind.request(&request), 0);
-        EXPECT_EQ(Text(request.szFilter), kind.filter);
+        EXPECT_EQ(TextOf(request.szFilter), kind.filter);
         EXPECT_EQ(Items(request.plistAttr), kind.attributes);
         ZAFOLDAPSearchRequestFree(&request);
     });

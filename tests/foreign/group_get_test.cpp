@@ -48,7 +48,7 @@ TEST_P(GroupGet, FillsEveryField) {
                          {"MEMBERUID", "ann"},
                          {"memberUid", "bob"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(Text(group_->szName), "staff");
+    EXPECT_EQ(TextOf(group_->szName), "staff");
     EXPECT_EQ(group_->nGid, 100u);
     EXPECT_EQ(Members(), (Strings{"zoe", "ann", "bob"}));
     EXPECT_EQ(group_->nType, 8);
@@ -128,7 +128,7 @@ TEST_P(GroupGet, TakesTheFirstOfSeveral) {
     Finds(Entry("cn=b,dc=x", {{"cn", "b"}, {"gidNumber", "1"}}) +
           Entry("cn=a,dc=x", {{"cn", "a"}, {"gidNumber", "2"}}));
     ASSERT_EQ(Get("dc=x"), 1);
-    EXPECT_EQ(Text(group_->szName), "b");
+    EXPECT_EQ(TextOf(group_->szName), "b");
 }
 
 TEST_P(GroupGet, HandsOverThousandsOfMembers) {
@@ -161,7 +161,7 @@ TEST_P(GroupGet, TheCallersOldPointerIsOnlyOverwritten) {
     Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}}));
     EXPECT_EQ(Get(), 1);
     EXPECT_NE(group_, old);
-    EXPECT_EQ(Text(old->szName), "old");
+    EXPECT_EQ(TextOf(old->szName), "old");
     ZAFOGroupFree(old);
 }
 

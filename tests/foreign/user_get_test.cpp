@@ -58,23 +58,23 @@ TEST_P(UserGet, FillsEveryField) {
                        {"shadowExpire", "20000"},
                        {"mail", "ann@x.example"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(Text(user_->szName), "ann");
-    EXPECT_EQ(Text(user_->szPasswd), "{CRYPT}$1$ab$c");
+    EXPECT_EQ(TextOf(user_->szName), "ann");
+    EXPECT_EQ(TextOf(user_->szPasswd), "{CRYPT}$1$ab$c");
     EXPECT_EQ(user_->pw_uid, 1027u);
     EXPECT_EQ(user_->pw_gid, 100u);
-    EXPECT_EQ(Text(user_->szFullname), "Ann A");
-    EXPECT_EQ(Text(user_->pw_dir), "/home/ann");
-    EXPECT_EQ(Text(user_->pw_shell), "/bin/sh");
+    EXPECT_EQ(TextOf(user_->szFullname), "Ann A");
+    EXPECT_EQ(TextOf(user_->pw_dir), "/home/ann");
+    EXPECT_EQ(TextOf(user_->pw_shell), "/bin/sh");
     EXPECT_EQ(user_->nExpire, 20000);
     EXPECT_EQ(user_->blDisallowChangePasswd, 0);
-    EXPECT_EQ(Text(user_->szMail), "ann@x.example");
+    EXPECT_EQ(TextOf(user_->szMail), "ann@x.example");
     EXPECT_EQ(user_->nType, 8);
 }
 
 TEST_P(UserGet, WhatTheEntryLacksIsUnset) {
     Finds(Entry(kAnn, {{"uid", "ann"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(Text(user_->szName), "ann");
+    EXPECT_EQ(TextOf(user_->szName), "ann");
     EXPECT_EQ(user_->szPasswd, nullptr);
     EXPECT_EQ(user_->pw_uid, UID_ERR);
     EXPECT_EQ(user_->pw_gid, GID_ERR);
@@ -112,18 +112,18 @@ TEST_P(UserGet, TakesTheFirstValueWhateverTheCaseOfItsName) {
                        {"Mail", "a@x"},
                        {"mail", "b@x"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(Text(user_->szName), "ann");
+    EXPECT_EQ(TextOf(user_->szName), "ann");
     EXPECT_EQ(user_->pw_uid, 7u);
-    EXPECT_EQ(Text(user_->szMail), "a@x");
+    EXPECT_EQ(TextOf(user_->szMail), "a@x");
 }
 
 TEST_P(UserGet, DecodesEncodedValues) {
     Finds("dn: " + kAnn + "\nuid: ann\nuserPassword:: " + Base64("{SSHA}xyz") +
           "\ngecos:: " + Base64("J\xC3\xB6rg") + "\nloginShell:: " + Base64("/bin/zsh") + "\n\n");
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(Text(user_->szPasswd), "{SSHA}xyz");
-    EXPECT_EQ(Text(user_->szFullname), "J\xC3\xB6rg");
-    EXPECT_EQ(Text(user_->pw_shell), "/bin/zsh");
+    EXPECT_EQ(TextOf(user_->szPasswd), "{SSHA}xyz");
+    EXPECT_EQ(TextOf(user_->szFullname), "J\xC3\xB6rg");
+    EXPECT_EQ(TextOf(user_->pw_shell), "/bin/zsh");
 }
 
 TEST_P(UserGet, DecodesValuesOfEveryLength) {
@@ -131,7 +131,7 @@ TEST_P(UserGet, DecodesValuesOfEveryLength) {
         const std::string name(length, 'n');
         Finds("dn: " + kAnn + "\nuid: ann\ngecos:: " + Base64(name) + "\n\n");
         ASSERT_EQ(Get(), 1) << length;
-        EXPECT_EQ(Text(user_->szFullname), name);
+        EXPECT_EQ(TextOf(user_->szFullname), name);
         Release();
     }
 }
@@ -186,7 +186,7 @@ TEST_P(UserGet, MayChangeThePasswordUnlessBothDaysAreKnown) {
 TEST_P(UserGet, TheFirstUserBelowAContainerIsTaken) {
     Finds(Entry("uid=zoe,cn=users,dc=x", {{"uid", "zoe"}}) + Entry(kAnn, {{"uid", "ann"}}));
     ASSERT_EQ(Get("cn=users,dc=x"), 1);
-    EXPECT_EQ(Text(user_->szName), "zoe");
+    EXPECT_EQ(TextOf(user_->szName), "zoe");
     ExpectAllClosed();
 }
 
@@ -206,7 +206,7 @@ TEST_P(UserGet, TheCallersOldPointerIsOnlyOverwritten) {
     Finds(Entry(kAnn, {{"uid", "ann"}}));
     EXPECT_EQ(Get(), 1);
     EXPECT_NE(user_, old);
-    EXPECT_EQ(Text(old->szName), "old");
+    EXPECT_EQ(TextOf(old->szName), "old");
     ZAFOUserFree(old);
 }
 
@@ -333,7 +333,7 @@ TEST_P(UserGet, OptionsReplaceFilterAndNameAttribute) {
         platform().Forget();
         Finds(Entry(kAnn, {{"uid", "ann"}, {"sAMAccountName", "ann.a"}}));
         ASSERT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &user_, nullptr, &row.options), 1);
-        EXPECT_EQ(Text(user_->szName), row.name);
+        EXPECT_EQ(TextOf(user_->szName), row.name);
         EXPECT_EQ(Searches(), std::vector<Strings>{At(kAnn, row.filter)});
         Release();
     }
