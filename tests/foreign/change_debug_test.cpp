@@ -151,6 +151,23 @@ TEST_P(ChangeDebug, LogsAServerThatCannotBeAsked) {
     ZAFOLDAPHostFree(&host);
 }
 
+TEST_P(ChangeDebug, LogsNoSuchThingOfTheClientBinding) {
+    platform().confs["/usr/zafo/etc/nslcd.conf"] = {{"uri", "ldap://srv"}, {"base", "dc=s"}};
+    ZAFOLDAP_HOST host{};
+    platform().On("ldapsearch").Exits(49);
+    EXPECT_EQ(ZAFOLDAPHostInitByBindConfig(&host), 0);
+    for (const std::string &line : Log())
+        EXPECT_EQ(line.find("check server type"), std::string::npos) << line;
+    ZAFOLDAPHostFree(&host);
+    TakeLog();
+    platform().On("ldapsearch", "cn=zafoconf").Prints(Entry("cn=zafoconf,dc=s", {}));
+    platform().On("ldapsearch", "subschemaSubentry").Exits(50);
+    EXPECT_EQ(ZAFOLDAPHostInitByBindConfig(&host), 0);
+    for (const std::string &line : Log())
+        EXPECT_EQ(line.find("support schema"), std::string::npos) << line;
+    ZAFOLDAPHostFree(&host);
+}
+
 TEST_P(ChangeDebug, LogsNoClearPasswordWhenHashing) {
     char hash[64];
     platform().On("slappasswd").Prints("{CRYPT}x\n");

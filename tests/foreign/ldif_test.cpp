@@ -316,6 +316,13 @@ TEST_P(LdifWriters, WriteAValueThatCannotBeEncodedAsItIs) {
     EXPECT_EQ(Text(), "cn: a%sb\n");
 }
 
+TEST_P(LdifWriters, CutAValueThatCannotBeEncodedToo) {
+    const std::string value(2000, 'v');
+    platform().Fail("SzBase64EncodeOneLine", 1, -1, 0x0200);
+    EXPECT_EQ(ZAFOLDAPLdifAttr64(&ldif_, "cn", "%s", value.c_str()), 0);
+    EXPECT_EQ(Text(), "cn: " + value.substr(0, 1023) + "\n");
+}
+
 int WriteV(ZAFOLDAP_LDIF *ldif, const char *name, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
