@@ -49,6 +49,7 @@ TEST_P(UserEdit, TextsAreReplacedRemovedOrLeft) {
     rows.push_back(
         {&ZAFOUSER::pw_dir, "homeDirectory", "/old", "/OLD", replace("homeDirectory", "/OLD")});
     rows.push_back({&ZAFOUSER::pw_dir, "homeDirectory", "/old", "/old", {}});
+    rows.push_back({&ZAFOUSER::pw_dir, "homeDirectory", "/old", "", replace("homeDirectory", "")});
     for (const Row &row : rows) {
         SCOPED_TRACE(std::string(row.attribute) + " " + row.current.value_or("(none)") + " -> " +
                      row.wanted);
