@@ -18,7 +18,6 @@ inline const std::string kGroups = "objectClass=posixGroup";
 inline const std::string kAnn = "uid=ann,cn=users,dc=x,dc=example";
 inline const std::string kStaff = "cn=staff,cn=groups,dc=x,dc=example";
 inline const std::string kGetNextFailed = "ZAFOLDAPSearchGetNext get next failed";
-inline const std::string kPoison = "the caller's old pointer is only overwritten";
 
 class AccountsTest : public ForeignTest {
   protected:
