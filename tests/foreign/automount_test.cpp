@@ -261,6 +261,18 @@ TEST_P(AutomountCreate, RefusesAPathThatReaches4094BytesEscaped) {
     }
 }
 
+TEST_P(AutomountCreate, PublishesNoLineBreak) {
+    for (const auto &[host, path] :
+         {std::pair<const char *, const char *>{"nas\nx: y", "/homes"},
+          std::pair<const char *, const char *>{"nas", "/homes\nx: y"}}) {
+        Again();
+        AnswerAlways();
+        EXPECT_EQ(ZAFOLDAPServerAutomountCreate(host, path), -1) << host << path;
+        for (const std::string &change : Written())
+            EXPECT_EQ(change.find("\nx: y"), std::string::npos) << change;
+    }
+}
+
 TEST_P(AutomountCreate, FailsCleanlyAtEveryCallThatFails) {
     FailEveryCall(WhatFails(), [this] {
         AnswerAlways();

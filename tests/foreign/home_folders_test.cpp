@@ -214,6 +214,16 @@ TEST_P(UserHomeCreateEx, MakesNoFolderForANameThatIsNoPartOfAPath) {
     }
 }
 
+TEST_P(UserHomeCreateEx, MakesNoFolderForANameThatIsTooLong) {
+    LeaveEmptyAtUnmounting();
+    name_ = std::string(9000, 'n');
+    user_.szName = name_.data();
+    platform().Fail("ZAFOFSMkdirP", 2, -1, 0x0B00);
+    EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreateEx("nas:/homes", &user_), -1);
+    EXPECT_EQ(platform().RunsOf("mount").size(), platform().RunsOf("umount").size());
+    EXPECT_FALSE(Exists(MountPoint()));
+}
+
 TEST_P(UserHomeCreateEx, FailsForAUserWithoutAName) {
     LeaveEmptyAtUnmounting();
     user_.szName = nullptr;

@@ -193,6 +193,22 @@ TEST_P(Slapadd, SaysWhenTheToolWasKilled) {
     }
 }
 
+TEST_P(Slapadd, FailsWithAStatusThatMakesNoSense) {
+    for (int status : {-1, 0x7F, 0xFFFF}) {
+        const std::string path = Open();
+        Stale();
+        platform().On("slapadd").Status(status);
+        EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), -1) << status;
+        EXPECT_FALSE(Exists(path));
+    }
+}
+
+TEST_P(Slapadd, TakesARecordThatWasNeverOpenedForEmpty) {
+    ldif_ = {};
+    EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
+    EXPECT_TRUE(platform().Runs().empty());
+}
+
 TEST_P(Slapadd, KeepsTheRawStatusOfACoreDump) {
     Open();
     platform().On("slapadd").Status(139);

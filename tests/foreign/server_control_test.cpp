@@ -431,6 +431,13 @@ TEST_P(ServerEnable, AddsNoAccountsToAServerThatDoesNotStart) {
     EXPECT_TRUE(platform().RunsOf("ldapsearch").empty());
 }
 
+TEST_P(ServerEnable, SurvivesARecordWithoutStrings) {
+    AnswerRandom();
+    platform().On("slapadd").Exits(1).Always();
+    const ZAFOLDAP_SERVER_PARAM nothing{};
+    EXPECT_EQ(ZAFOLDAPServerEnable(&nothing), -1);
+}
+
 TEST_P(ServerEnable, FailsCleanlyAtEveryCallThatFails) {
     FailEveryCall(
         {"QLIBCSzListAlloc", "QLIBCSzHashAlloc", "QLIBCSzHashSetValue", "QLIBCFileGetSection",
