@@ -91,6 +91,24 @@ TEST_P(LdifInit, NamesTemporaryFilesByProcessAndSequence) {
     unlink(next.szPath);
 }
 
+TEST_P(LdifInit, FollowsNoLinkUnderTheNextTemporaryName) {
+    ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
+    int pid = 0;
+    int sequence = -1;
+    ASSERT_EQ(sscanf(ldif_.szPath, "/tmp/%d_%d.ldif", &pid, &sequence), 2);
+    WriteFile(kPath, "kept");
+    const std::string link = TemporaryName(sequence + 1);
+    ASSERT_EQ(symlink(kPath, link.c_str()), 0);
+    ZAFOLDAP_LDIF next;
+    ASSERT_EQ(ZAFOLDAPLdifInit(&next, nullptr), 0);
+    ZAFOLDAPLdifAttr(&next, "cn", "a");
+    ZAFOLDAPLdifClose(&next);
+    EXPECT_EQ(FileText(kPath), "kept");
+    EXPECT_EQ(FileText(next.szPath), "cn: a\n");
+    unlink(next.szPath);
+    unlink(link.c_str());
+}
+
 TEST_P(LdifInit, DoesNotCountFilesThatTheCallerNamed) {
     ZAFOLDAP_LDIF first;
     ASSERT_EQ(ZAFOLDAPLdifInit(&first, nullptr), 0);

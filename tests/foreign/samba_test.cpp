@@ -329,6 +329,17 @@ TEST_P(IdPool, HandsOutACounterBelowTheLowestNumber) {
     ExpectAllocated(kUsers, 5, "5", "6");
 }
 
+TEST_P(IdPool, HandsOutAFreeCounterAboveTheHighestNumber) {
+    Pool(kUsers, "1000", "2000", "5000");
+    ExpectAllocated(kUsers, 5000, "5000", "5001");
+}
+
+TEST_P(IdPool, StepsOverACounterThatIsTakenTwice) {
+    Pool(kUsers, "1000", "2000", "1000");
+    Taken(kUsers, "1000", {"1000", "1000"});
+    ExpectAllocated(kUsers, 1001, "1000", "1002");
+}
+
 TEST_P(IdPool, HandsOutACounterThatIsMissingAsZero) {
     Pool(kUsers, "1000", "2000", "");
     ExpectAllocated(kUsers, 0, "0", "1");

@@ -112,6 +112,20 @@ TEST_P(Schema, CountsAClassThatIsOnlyNamedAsASuperior) {
               0x0080U | 0x0008U | 0x0040U | 0x0001U);
 }
 
+TEST_P(Schema, ReadsDefinitionsThatAreFoldedOrInBase64) {
+    platform()
+        .On("ldapsearch", "subschemaSubentry")
+        .Prints("dn:\nsubschemaSubentry: cn=Sub\n schema\n\n");
+    platform()
+        .On("ldapsearch", "objectclasses")
+        .Prints("dn: cn=Subschema\nobjectClasses: ( 1.2 NAME 'posixAc\n count' DESC 'x\n y' )\n" +
+                ("objectClasses:: " + Base64(" ( 1.3 NAME 'posixGroup' )")) +
+                "\nOBJECTCLASSES: ( 1.4 NAME 'to\n p' )\n\n");
+    EXPECT_EQ(ZAFOLDAPHostGetSupportedSchema(asked_), 0);
+    EXPECT_EQ(asked_->nSchema, 0x61U);
+    EXPECT_EQ(platform().Runs().at(1).argv.at(9), "cn=Subschema");
+}
+
 TEST_P(Schema, AsksTheSubschemaEntry) {
     AnswerClasses({"( 1.2 NAME 'top' )"});
     EXPECT_EQ(ZAFOLDAPHostGetSupportedSchema(asked_), 0);

@@ -358,6 +358,11 @@ TEST_P(ValueByDN, TellsAnEmptyValueFromNone) {
     EXPECT_STREQ(value_, "");
 }
 
+TEST_P(ValueByDN, AsksTheEmptyNameToo) {
+    EXPECT_EQ(ZAFOLDAPSearchGetValueByDN(host_, "", "", "cn", value_, sizeof value_), 0);
+    EXPECT_EQ(Searches(), std::vector<Strings>{SearchVector({"-b", "", "", "cn"})});
+}
+
 TEST_P(ValueByDN, CutsToTheBuffer) {
     platform().On("ldapsearch").Prints(kBob).Always();
     EXPECT_EQ(Get(nullptr, 1), 2);
