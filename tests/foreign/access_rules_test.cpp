@@ -166,7 +166,7 @@ TEST_P(AccessRulesInPlace, ReplaceTheFileInOneStep) {
 TEST_P(AccessRulesInPlace, AskThePlatformForATemporaryFile) {
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOLDAPGenTmpConf").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOLDAPGenTmpConf")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("ZAFOLDAPGenTmpConf").at(0).arguments,
               (Strings{kAclConf, "0x0", "4095"}));
 }
 

@@ -153,7 +153,7 @@ TEST_P(AutomountCreate, BringsTheWildcardUpToDate) {
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("other", "/new/homes"), 0);
     ASSERT_EQ(Written().size(), 5u);
     EXPECT_EQ(Written()[4], Replacement("-fstype=nfs other:/new/homes/&"));
-    const Run run = platform().RunsOf("ldapmodify")[4];
+    const Run run = platform().RunsOf("ldapmodify").at(4);
     EXPECT_EQ(run.argv.at(0), "-x");
     EXPECT_EQ(platform().RunsOf("mount").size(), 1u);
 }

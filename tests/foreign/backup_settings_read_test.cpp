@@ -61,7 +61,7 @@ TEST_P(BackupConfigGet, ReadsTheSectionOfTheTask) {
     EXPECT_STREQ(config_.szTask, "other");
     EXPECT_EQ(config_.blEnabled, 1);
     ASSERT_EQ(platform().CallsOf("QLIBCFileGetSection").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBCFileGetSection")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("QLIBCFileGetSection").at(0).arguments,
               (Strings{kBackupConf, "other"}));
     ZAFOLDAPBackupConfigFree(&config_);
 }
@@ -78,9 +78,9 @@ TEST_P(BackupConfigGet, CopiesTheNameOfTheTask) {
 TEST_P(BackupConfigGet, AsksForAListAndAMapOf1024) {
     EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), 0);
     ASSERT_EQ(platform().CallsOf("QLIBCSzListAlloc").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc")[0].arguments, Strings{"1024"});
+    EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc").at(0).arguments, Strings{"1024"});
     ASSERT_EQ(platform().CallsOf("QLIBCSzHashAlloc").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc")[0].arguments, Strings{"1024"});
+    EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc").at(0).arguments, Strings{"1024"});
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
@@ -183,7 +183,7 @@ TEST_P(BackupConfigGet, FindsThePathOfAShare) {
     EXPECT_STREQ(config_.szDestShare, "Backups");
     EXPECT_STREQ(config_.szDestDir, "/tmp/backups");
     ASSERT_EQ(platform().CallsOf("ZAFOSharePathGet").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOSharePathGet")[0].arguments, (Strings{"Backups", "558"}));
+    EXPECT_EQ(platform().CallsOf("ZAFOSharePathGet").at(0).arguments, (Strings{"Backups", "558"}));
     ZAFOLDAPBackupConfigFree(&config_);
 }
 

@@ -61,7 +61,7 @@ TEST_P(BackupConfigSet, WritesTheSectionWithoutRenamingIt) {
     Section() = {{"enabled", "yes"}};
     EXPECT_EQ(ZAFOLDAPBackupConfigSet(&config_), 0);
     ASSERT_EQ(Writes(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("QLIBCFileSetSection").at(0).arguments,
               (Strings{kBackupConf, "backup", "(null)", "0x0"}));
     EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc").at(0).arguments, Strings{"1024"});
 }

@@ -453,7 +453,7 @@ ZAFO_FOREIGN_SUITE(BackupSchedule);
 TEST_P(BackupSchedule, RegistersTheCommandAsTheSettingsSay) {
     EXPECT_EQ(ZAFOLDAPServerBackupSchedule(1), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOScheduleSet").size(), 1u);
-    const Strings arguments = platform().CallsOf("ZAFOScheduleSet")[0].arguments;
+    const Strings arguments = platform().CallsOf("ZAFOScheduleSet").at(0).arguments;
     ASSERT_GE(arguments.size(), 3u);
     EXPECT_EQ(arguments.back(), "0x0");
     EXPECT_EQ(arguments[arguments.size() - 2], kBackupCommand);
@@ -496,7 +496,7 @@ TEST_P(BackupSchedule, RegistersAnEmptyScheduleWithoutSettings) {
 TEST_P(BackupSchedule, RemovesTheCommand) {
     EXPECT_EQ(ZAFOLDAPServerBackupSchedule(0), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOScheduleRemove").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOScheduleRemove")[0].arguments, Strings{kBackupCommand});
+    EXPECT_EQ(platform().CallsOf("ZAFOScheduleRemove").at(0).arguments, Strings{kBackupCommand});
     EXPECT_TRUE(platform().CallsOf("ZAFOScheduleSet").empty());
 }
 
@@ -504,7 +504,7 @@ TEST_P(BackupSchedule, RemovesTheCommandWithoutSettingsAsWell) {
     platform().sections.clear();
     EXPECT_EQ(ZAFOLDAPServerBackupSchedule(0), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOScheduleRemove").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOScheduleRemove")[0].arguments, Strings{kBackupCommand});
+    EXPECT_EQ(platform().CallsOf("ZAFOScheduleRemove").at(0).arguments, Strings{kBackupCommand});
 }
 
 TEST_P(BackupSchedule, DoesNothingWhenTheSettingsCannotBeRead) {

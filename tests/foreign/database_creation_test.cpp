@@ -176,7 +176,7 @@ TEST_P(DatabaseCreation, IndexesWithoutArguments) {
     AnswerRandom();
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), 0);
     ASSERT_EQ(platform().RunsOf("slapindex").size(), 1u);
-    const Run run = platform().RunsOf("slapindex")[0];
+    const Run run = platform().RunsOf("slapindex").at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/slapindex");
     EXPECT_EQ(run.how, "QLIBCExecl");
     EXPECT_EQ(run.bits, 0xBB);
@@ -392,7 +392,7 @@ TEST_P(SambaDomain, TakesTheFirstDomainComponentOfTheSuffix) {
     AnswerRandom();
     EXPECT_EQ(ZAFOLDAPServerSambaDomainCreate(kSuffix, &parameters_), 0);
     ASSERT_FALSE(platform().CallsOf("ZAFOLDAPDNFirstDomainComponent").empty());
-    EXPECT_EQ(platform().CallsOf("ZAFOLDAPDNFirstDomainComponent")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("ZAFOLDAPDNFirstDomainComponent").at(0).arguments,
               (Strings{kSuffix, "1024"}));
 }
 
@@ -510,7 +510,7 @@ TEST_P(NodeCreation, ChecksItsArgumentsInOrder) {
 TEST_P(NodeCreation, AddsAContainerThroughTheServer) {
     EXPECT_EQ(ZAFOLDAPBrowserNodeCreate(host_, "people"), 0);
     ASSERT_EQ(platform().Runs().size(), 1u);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/ldapmodify");
     EXPECT_EQ(run.argv, Argv(run));
     EXPECT_EQ(run.change, Container("people"));
@@ -561,7 +561,7 @@ TEST_P(RootNodeCreation, ChecksItsArgumentsInOrder) {
 TEST_P(RootNodeCreation, AddsTheBaseEntryThroughTheServer) {
     EXPECT_EQ(ZAFOLDAPBrowserRootNodeCreate(host_), 0);
     ASSERT_EQ(platform().Runs().size(), 1u);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.argv, Argv(run));
     EXPECT_EQ(run.change, "dn: dc=x,dc=example\ndc: x\nobjectClass: domain\n");
     EXPECT_FALSE(Exists(run.argv[6]));

@@ -93,10 +93,10 @@ TEST_P(ServerDefaultAdd, MakesTheAdministratorFromTheConnectionsPassword) {
                          ? before + 1
                          : before));
     ASSERT_EQ(platform().RunsOf("slappasswd").size(), 1u);
-    EXPECT_EQ(platform().RunsOf("slappasswd")[0].argv,
+    EXPECT_EQ(platform().RunsOf("slappasswd").at(0).argv,
               (Strings{"-h", "{CRYPT}", "-s", "secret", "-c", "$1$%.2s"}));
     ASSERT_EQ(platform().RunsOf("ldappasswd").size(), 1u);
-    EXPECT_EQ(platform().RunsOf("ldappasswd")[0].argv,
+    EXPECT_EQ(platform().RunsOf("ldappasswd").at(0).argv,
               (Strings{"-x", "-H", "ldap://localhost", "-D", "cn=admin,dc=x,dc=example", "-w",
                        "secret", "-s", "secret", "uid=admin,cn=users,dc=x,dc=example"}));
 }
@@ -106,7 +106,7 @@ TEST_P(ServerDefaultAdd, UsesTheSavedConnectionRoot) {
     AnswerHash();
     EXPECT_EQ(ZAFOLDAPServerDefaultAdd(), 0);
     ASSERT_FALSE(platform().CallsOf("QLIBCFileGetSection").empty());
-    EXPECT_EQ(platform().CallsOf("QLIBCFileGetSection")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("QLIBCFileGetSection").at(0).arguments,
               (Strings{kBrowserConf, "root"}));
     for (const Run &run : platform().RunsOf("ldapmodify")) {
         EXPECT_EQ(run.argv.at(2), "ldap://localhost");

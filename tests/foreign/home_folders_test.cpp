@@ -465,7 +465,7 @@ TEST_P(UserHomeCreateAll, FailsWithoutLists) {
     }
     EXPECT_TRUE(platform().Runs().empty());
     ASSERT_FALSE(platform().CallsOf("QLIBCSzListAlloc").empty());
-    EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc")[0].arguments, Strings{"1024"});
+    EXPECT_EQ(platform().CallsOf("QLIBCSzListAlloc").at(0).arguments, Strings{"1024"});
 }
 
 TEST_P(UserHomeCreateAll, FailsWhenTheExportCannotBeMounted) {

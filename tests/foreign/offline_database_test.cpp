@@ -34,7 +34,7 @@ TEST_P(Slapadd, LoadsTheFileUnderTheSuffixOfSlapdConf) {
     const std::string path = Open();
     EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
     ASSERT_EQ(platform().Runs().size(), 1u);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/slapadd");
     EXPECT_EQ(run.how, "QLIBCPopen r");
     EXPECT_EQ(run.argv, (Strings{"-b", kSuffix, "-l", path}));
@@ -249,7 +249,7 @@ TEST_P(Slapadd, DoesNotReadTheOutput) {
     Open();
     platform().On("slapadd").Prints("line\n");
     EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
-    EXPECT_FALSE(platform().Runs()[0].read_to_end);
+    EXPECT_FALSE(platform().Runs().at(0).read_to_end);
     EXPECT_EQ(Log(), Strings{});
 }
 
@@ -258,7 +258,7 @@ TEST_P(Slapadd, PassesASuffixWithBlanksAndQuotesAsItIs) {
     platform().confs[kSlapdConf] = {{"suffix", suffix}};
     const std::string path = Open();
     EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
-    EXPECT_EQ(platform().Runs()[0].argv, (Strings{"-b", suffix, "-l", path}));
+    EXPECT_EQ(platform().Runs().at(0).argv, (Strings{"-b", suffix, "-l", path}));
 }
 
 // --- Looking for an entry ---------------------------------------------------------
@@ -273,7 +273,7 @@ TEST_P(ServerDNIsExist, RefusesNoDN) {
 TEST_P(ServerDNIsExist, AsksSlapcatForTheDN) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist("cn=a,dc=x"), 0);
     ASSERT_EQ(platform().Runs().size(), 1u);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/slapcat");
     EXPECT_EQ(run.how, "QLIBCPopen r");
     EXPECT_EQ(run.argv, (Strings{"-a", "(entryDN:=cn=a,dc=x)"}));
@@ -315,7 +315,7 @@ TEST_P(ServerDNIsExist, FindsALongDN) {
     const std::string name = "cn=" + std::string(4000, 'a') + ",dc=x";
     platform().On("slapcat").Prints("dn: " + name + "\n");
     EXPECT_EQ(ZAFOLDAPServerDNIsExist(name.c_str()), 1);
-    EXPECT_EQ(platform().Runs()[0].argv.at(1), "(entryDN:=" + name + ")");
+    EXPECT_EQ(platform().Runs().at(0).argv.at(1), "(entryDN:=" + name + ")");
 }
 
 TEST_P(ServerDNIsExist, ReadsPastLongLines) {
@@ -353,7 +353,7 @@ TEST_P(ServerDNIsExist, IsZeroWhenTheOutputCannotBeRead) {
 
 TEST_P(ServerDNIsExist, PutsTheDNIntoTheFilterAsItIs) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist("cn=(a)*\\,dc=x%s"), 0);
-    EXPECT_EQ(platform().Runs()[0].argv, (Strings{"-a", "(entryDN:=cn=(a)*\\,dc=x%s)"}));
+    EXPECT_EQ(platform().Runs().at(0).argv, (Strings{"-a", "(entryDN:=cn=(a)*\\,dc=x%s)"}));
 }
 
 TEST_P(ServerDNIsExist, HasAFilterOfAtMost4095Bytes) {

@@ -46,7 +46,7 @@ TEST_P(ServerConfSet, WritesSlapdConfFromItsTemplate) {
     const ZAFOLDAP_SERVER_PARAM parameters = Parameters();
     ZAFOLDAPServerConfSet(&parameters);
     ASSERT_EQ(platform().CallsOf("ZAFOLDAPConfSet").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSet")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSet").at(0).arguments,
               (Strings{kSlapdConf, kSlapdTemplate, "0x0"}));
 }
 
@@ -55,7 +55,7 @@ TEST_P(ServerConfSet, AsksForAMapOf512) {
     const ZAFOLDAP_SERVER_PARAM parameters = Parameters();
     ZAFOLDAPServerConfSet(&parameters);
     ASSERT_FALSE(platform().CallsOf("QLIBCSzHashAlloc").empty());
-    EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc")[0].arguments, Strings{"512"});
+    EXPECT_EQ(platform().CallsOf("QLIBCSzHashAlloc").at(0).arguments, Strings{"512"});
 }
 
 TEST_P(ServerConfSet, StoresInTheOrderOfTheRecord) {
@@ -73,7 +73,7 @@ TEST_P(ServerConfSet, HashesThePasswordWithSlappasswd) {
     const ZAFOLDAP_SERVER_PARAM parameters = Parameters();
     ZAFOLDAPServerConfSet(&parameters);
     ASSERT_EQ(platform().Runs().size(), 1u);
-    const Run &run = platform().Runs()[0];
+    const Run &run = platform().Runs().at(0);
     EXPECT_EQ(run.path, "/usr/zafo/bin/slappasswd");
     EXPECT_EQ(run.how, "QLIBCPopen r");
     EXPECT_EQ(run.argv, (Strings{"-h", "{CRYPT}", "-s", "clear text", "-c", "$1$%.2s"}));
@@ -245,7 +245,7 @@ ZAFO_FOREIGN_SUITE(SlapdConfSetOne);
 TEST_P(SlapdConfSetOne, SetsTheKeyOfSlapdConf) {
     EXPECT_EQ(ZAFOLDAPSlapdConfSetOne("loglevel", "256"), temper().success);
     ASSERT_EQ(platform().CallsOf("ZAFOLDAPConfSetOne").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSetOne")[0].arguments,
+    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSetOne").at(0).arguments,
               (Strings{kSlapdConf, kSlapdTemplate, "loglevel", "256", "0x0"}));
 }
 

@@ -21,9 +21,9 @@ TEST_P(ServerIsStarted, GivesTheProcessOfAnEnabledService) {
     EXPECT_EQ(ZAFOLDAPServerIsStarted(&pid), 1);
     EXPECT_EQ(pid, 4242);
     ASSERT_EQ(platform().CallsOf("QLIBServiceIsEnabled").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBServiceIsEnabled")[0].arguments, Strings{kService});
+    EXPECT_EQ(platform().CallsOf("QLIBServiceIsEnabled").at(0).arguments, Strings{kService});
     ASSERT_EQ(platform().CallsOf("QLIBCReadPidFile").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBCReadPidFile")[0].arguments, Strings{kPidFile});
+    EXPECT_EQ(platform().CallsOf("QLIBCReadPidFile").at(0).arguments, Strings{kPidFile});
     EXPECT_EQ(Log(), Strings{});
 }
 
@@ -73,7 +73,7 @@ ZAFO_FOREIGN_SUITE(ServerStart);
 TEST_P(ServerStart, StartsTheServiceAndLooksTwoSecondsLater) {
     EXPECT_EQ(ZAFOLDAPServerStart(), 0);
     ASSERT_EQ(platform().CallsOf("QLIBServiceStart").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBServiceStart")[0].arguments, (Strings{kService, "0x0"}));
+    EXPECT_EQ(platform().CallsOf("QLIBServiceStart").at(0).arguments, (Strings{kService, "0x0"}));
     EXPECT_EQ(SleptMilliseconds(), 2000);
     EXPECT_EQ(platform().Order({"QLIBServiceStart", "QLIBServiceIsEnabled", "QLIBCReadPidFile"}),
               (Strings{"QLIBServiceStart", "QLIBServiceIsEnabled", "QLIBCReadPidFile"}));
@@ -122,7 +122,7 @@ TEST_P(ServerStop, StopsTheServiceAndLooksAtOnce) {
     RunServer();
     EXPECT_EQ(ZAFOLDAPServerStop(), 0);
     ASSERT_EQ(platform().CallsOf("QLIBServiceStop").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("QLIBServiceStop")[0].arguments, (Strings{kService, "0x0"}));
+    EXPECT_EQ(platform().CallsOf("QLIBServiceStop").at(0).arguments, (Strings{kService, "0x0"}));
     EXPECT_EQ(platform().Order({"QLIBServiceStop", "QLIBServiceIsEnabled"}),
               (Strings{"QLIBServiceStop", "QLIBServiceIsEnabled"}));
     EXPECT_EQ(SleptMilliseconds(), 0);
@@ -182,7 +182,7 @@ TEST_P(ServerReset, StopsEmptiesAndRemovesTheConfiguration) {
 TEST_P(ServerReset, RemovesTheDatabaseWithOnePattern) {
     EXPECT_EQ(ZAFOLDAPServerDBReset(), 0);
     ASSERT_EQ(platform().RunsOf("rm").size(), 1u);
-    const Run run = platform().RunsOf("rm")[0];
+    const Run run = platform().RunsOf("rm").at(0);
     EXPECT_EQ(run.path, "/bin/rm");
     EXPECT_EQ(run.how, "QLIBCExec");
     EXPECT_EQ(run.argv, (Strings{"-rf", "/usr/zafo/etc/openldap/data//*"}));
@@ -191,7 +191,7 @@ TEST_P(ServerReset, RemovesTheDatabaseWithOnePattern) {
 TEST_P(ServerReset, CopiesTheDatabasesConfiguration) {
     EXPECT_EQ(ZAFOLDAPServerDBReset(), 0);
     ASSERT_EQ(platform().RunsOf("cp").size(), 1u);
-    const Run run = platform().RunsOf("cp")[0];
+    const Run run = platform().RunsOf("cp").at(0);
     EXPECT_EQ(run.path, "/bin/cp");
     EXPECT_EQ(run.how, "QLIBCExec");
     EXPECT_EQ(run.argv, (Strings{"/usr/zafo/etc.defaults/openldap/data/DB_CONFIG",
@@ -326,7 +326,7 @@ TEST_P(ServerEnable, WritesConfigurationConnectionAndRules) {
     AnswerEverything();
     EXPECT_EQ(ZAFOLDAPServerEnable(&parameters_), 0);
     ASSERT_EQ(platform().CallsOf("ZAFOLDAPConfSet").size(), 1u);
-    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSet")[0].map,
+    EXPECT_EQ(platform().CallsOf("ZAFOLDAPConfSet").at(0).map,
               (Pairs{{"suffix", kSuffix},
                      {"rootdn", "cn=admin,dc=x,dc=example"},
                      {"rootpw", "{CRYPT}hash"}}));

@@ -79,7 +79,7 @@ TEST_P(ServerDebug, ShowsTheCommandLineAndTheOutputOfSlapadd) {
     EXPECT_EQ(Log(),
               (Strings{"/usr/zafo/bin/slapadd -b 'dc=x,dc=example' -l '" + path + "'",
                        "first 100%s", "  second", "last without an end", "slapadd return 1"}));
-    EXPECT_TRUE(platform().Runs()[0].read_to_end);
+    EXPECT_TRUE(platform().Runs().at(0).read_to_end);
 }
 
 TEST_P(ServerDebug, KeepsTheChangeFileOfSlapadd) {
