@@ -481,7 +481,7 @@ TEST_P(LdifWriters, RefuseMissingTextsAndWriteNothing) {
 TEST_P(LdifWriters, SurviveALineWithoutAText) {
     EXPECT_NE(ZAFOLDAPLdifTargetDN(&ldif_, "dc=a"), -1);
     const char *volatile nothing = nullptr;
-    EXPECT_EQ(ZAFOLDAPLdifLine(&ldif_, nothing), -1);
+    EXPECT_EQ(ZAFOLDAPLdifLine(&ldif_, nothing, 0), -1);
     EXPECT_EQ(PlatformError(), 0x0D00);
     EXPECT_EQ(Text(), "dn: dc=a\n");
 }
