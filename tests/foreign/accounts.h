@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the tests of accounts share: a connection, the questions asked of its server, the changes made there.
+#pragma once
+
+#include "tests/foreign/platform/foreign.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zafo::foreign {
+
+inline const std::string kBase = "dc=x,dc=example";
+inline const std::string kUsers = "objectClass=posixAccount";
+inline const std::string kGroups = "objectClass=posixGroup";
+inline const std::string kAnn = "uid=ann,cn=users,dc=x,dc=example";
+inline const std::string kStaff = "cn=staff,cn=groups,dc=x,dc=example";
+inline const std::string kGetNextFailed = "ZAFOLDAPSearchGetNext get next failed";
+
+class AccountsTest : public ForeignTest {
+  protected:
+    Host host;
+
+    static Strings With(Strings first, const Strings &more) {
+        first.insert(first.end(), more.begin(), more.end());
+        return first;
+    }
+
+    // What a search asks for, behind the connection's arguments.
+    static Strings Below(const std::string &filter, const Strings &attributes = {}) {
+        return With({"-b", kBase, filter}, attributes);
+    }
+    static Strings At(const std::string &dn, const std::string &filter,
+                      const Strings &attributes = {}) {
+        return With({"-b", dn, filter}, attributes);
+    }
+    static std::string And(const std::string &first, const std::string &second) {
+        return "(&(" + first + ")(" + second + "))";
+    }
+
+    // The answer to the next search that has none yet.
+    Tool &Finds(const std::string &ldif = {}) { return platform().On("ldapsearch").Prints(ldif); }
+    Tool &FindsNothing() { return Finds(); }
+    Tool &SearchFails(int code) { return Finds().Exits(code); }
+
+    // What every search so far asked for, behind the connection's arguments, which are as they have to be.
+    std::vector<Strings> Searches() {
+        const Strings connection{
+            "-LLL", "-x", "-H", "ldap://ldap.x.example", "-D", "cn=admin," + kBase, "-w", "secret"};
+        std::vector<Strings> searches;
+        for (const Run &run : platform().RunsOf("ldapsearch")) {
+            EXPECT_EQ(run.path, "/usr/zafo/bin/ldapsearch");
+            EXPECT_EQ(run.how, "QLIBCPopenv r");
+            const size_t head = std::min(run.argv.size(), connection.size());
+            EXPECT_EQ(Strings(run.argv.begin(), run.argv.begin() + static_cast<long>(head)),
+                      connection);
+            searches.emplace_back(run.argv.begin() + static_cast<long>(head), run.argv.end());
+        }
+        return searches;
+    }
+
+    // The change files that were run, in order; each as a change of entries that are there.
+    Strings Changes() {
+        Strings changes;
+        for (const Run &run : platform().RunsOf("ldapmodify")) {
+            EXPECT_EQ(run.path, "/usr/zafo/bin/ldapmodify");
+            EXPECT_EQ(run.how, "QLIBCPopen r");
+            EXPECT_EQ(run.argv.size(), 9u);
+            if (run.argv.size() == 9) {
+                EXPECT_EQ(Strings(run.argv.begin(), run.argv.begin() + 6),
+                          (Strings{"-x", "-H", "ldap://ldap.x.example", "-D", "cn=admin," + kBase,
+                                   "-f"}));
+                EXPECT_EQ(Strings(run.argv.begin() + 7, run.argv.end()), (Strings{"-w", "secret"}));
+            }
+            changes.push_back(run.change);
+        }
+        return changes;
+    }
+
+    // The tools that were run, in order.
+    Strings Tools() {
+        Strings tools;
+        for (const Run &run : platform().Runs())
+            tools.push_back(run.tool);
+        return tools;
+    }
+
+    // No tool has been left with its stream open.
+    void ExpectAllClosed() {
+        for (const Run &run : platform().Runs()) {
+            EXPECT_TRUE(run.closed || !run.how.starts_with("QLIBCPopen")) << run.tool;
+        }
+    }
+
+    // As ExpectArgumentFailure where only what has to be there is said, not the text of the condition: NULL is written
+    // in either of the two ways, and other lines may follow.
+    template <class Function>
+    void ExpectArgumentFailureOn(const std::string &argument, Function call) {
+        platform().Forget();
+        TakeLog();
+        Stale();
+        EXPECT_EQ(call(), -1) << argument;
+        EXPECT_EQ(PlatformError(), 0x0D00) << argument;
+        EXPECT_EQ(LibraryError(), kStaleLibraryError) << argument;
+        const Strings log = TakeLog();
+        ASSERT_FALSE(log.empty()) << argument;
+        if (argument.empty())
+            EXPECT_TRUE(log[0].starts_with("Invaild Argument (")) << log[0];
+        else
+            EXPECT_TRUE(log[0] == "Invaild Argument (((void *)0) != " + argument + ")=[0]\n" ||
+                        log[0] == "Invaild Argument (NULL != " + argument + ")=[0]\n")
+                << log[0];
+        EXPECT_EQ(Tools(), Strings{}) << argument;
+    }
+
+    // Runs `call` once as it is, to count the calls of a platform function, then once for every one of
+    // them with that call failing, and hands what `call` gave to `check`. Answers of tools are Always.
+    template <class Function, class Check>
+    void FailEach(const std::string &function, Function call, Check check, int slot = 0x0200) {
+        platform().Forget();
+        call();
+        const size_t calls = platform().CallsOf(function).size();
+        EXPECT_GT(calls, 0u) << function << " is not called";
+        const Strings before = platform().Outstanding();
+        for (size_t nth = 1; nth <= calls; ++nth) {
+            SCOPED_TRACE(function + " fails, call " + std::to_string(nth));
+            platform().Forget();
+            TakeLog();
+            Stale();
+            platform().Fail(function, static_cast<int>(nth), -1, slot);
+            check(call());
+            ExpectAllClosed();
+            EXPECT_EQ(platform().Outstanding(), before);
+        }
+        TakeLog();
+    }
+};
+
+inline std::string TextOf(const char *text) {
+    return text == nullptr ? "(null)" : text;
+}
+
+inline std::string Joined(const Strings &lines) {
+    std::string text;
+    for (const std::string &line : lines)
+        text += line + "\n";
+    return text;
+}
+
+}  // namespace zafo::foreign

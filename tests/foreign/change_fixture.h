@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the suites of change files, ready-made searches, connection sources, passwords, counters and new
+// accounts have in common.
+#pragma once
+
+#include "tests/foreign/platform/foreign.h"
+
+#include <sys/resource.h>
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace zafo::foreign {
+
+class ChangeTest : public ForeignTest {
+  protected:
+    // As ExpectArgumentFailure, where the text of the condition may be one of several.
+    template <class Function>
+    void ExpectArgumentFailureOf(std::initializer_list<const char *> conditions, Function call,
+                                 int expected = -1) {
+        Stale();
+        TakeLog();
+        const size_t runs = platform().Runs().size();
+        EXPECT_EQ(call(), expected) << *conditions.begin();
+        EXPECT_EQ(PlatformError(), 0x0D00) << *conditions.begin();
+        EXPECT_EQ(LibraryError(), kStaleLibraryError) << *conditions.begin();
+        EXPECT_EQ(platform().Runs().size(), runs) << *conditions.begin();
+        const Strings log = TakeLog();
+        ASSERT_EQ(log.size(), 1U) << *conditions.begin();
+        const bool known = std::any_of(conditions.begin(), conditions.end(), [&](const char *text) {
+            return log[0].find("Invaild Argument (" + std::string(text) + ")=[0]") == 0;
+        });
+        EXPECT_TRUE(known) << log[0];
+    }
+
+    void ExpectSlotsUntouched() {
+        EXPECT_EQ(PlatformError(), kStalePlatformError);
+        EXPECT_EQ(LibraryError(), kStaleLibraryError);
+    }
+
+    // The number (from 1) that the last call of a function with that first text has among the calls of the
+    // function since Forget.
+    int NumberOfCall(const std::string &function, const std::string &text) {
+        int number = 0;
+        int found = 0;
+        for (const Call &call : platform().CallsOf(function)) {
+            ++number;
+            if (std::find(call.arguments.begin(), call.arguments.end(), text) !=
+                call.arguments.end())
+                found = number;
+        }
+        EXPECT_NE(found, 0) << function << " was never called with " << text;
+        return found;
+    }
+
+    // Every search that was run, by its arguments.
+    std::vector<Strings> Searches() {
+        std::vector<Strings> vectors;
+        for (const Run &run : platform().RunsOf("ldapsearch"))
+            vectors.push_back(run.argv);
+        return vectors;
+    }
+    // What was given to ldapmodify, one text a run.
+    Strings Changes() {
+        Strings texts;
+        for (const Run &run : platform().RunsOf("ldapmodify"))
+            texts.push_back(run.change);
+        return texts;
+    }
+    // The tools in the order in which they ran.
+    Strings Tools() {
+        Strings tools;
+        for (const Run &run : platform().Runs())
+            tools.push_back(run.tool);
+        return tools;
+    }
+};
+
+// The arguments of a search over the connection that Host is by itself.
+inline Strings SearchVector(std::initializer_list<const char *> rest) {
+    Strings vector{"-LLL", "-x",    "-H", "ldap://ldap.x.example", "-D", "cn=admin,dc=x,dc=example",
+                   "-w",   "secret"};
+    vector.insert(vector.end(), rest.begin(), rest.end());
+    return vector;
+}
+
+// While it lives nothing can be opened: there is no descriptor left.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{0, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors &) = delete;
+    NoDescriptors &operator=(const NoDescriptors &) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+inline bool Exists(const std::string &path) {
+    return FileText(path).has_value();
+}
+
+inline std::string Last(const Strings &texts) {
+    return texts.empty() ? "(none)" : texts.back();
+}
+
+// The lines of a text, without their line breaks.
+inline Strings Lines(const std::string &text) {
+    Strings lines;
+    size_t start = 0;
+    for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    if (start < text.size()) lines.push_back(text.substr(start));
+    return lines;
+}
+
+}  // namespace zafo::foreign
