@@ -65,7 +65,7 @@ ZAFOLDAP_API int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char
  * when there is none, or with 0x0D00. The entry's DN is the value of "dn". */
 ZAFOLDAP_API const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *szAttr);
 
-/* Removes all pairs. 0; -1 with 0x0D00. */
+/* Removes all pairs. 0; -1 with 0x0D00, or as the platform says that a list cannot be emptied. */
 ZAFOLDAP_API int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult);
 
 /* Frees both lists, closes a search that is still open and zeroes the record;

@@ -42,7 +42,7 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserGet(const ZAFOLDAP_HOST *pHost, const char *
  * The first form takes a clear password (NULL: none), writes its hash and the Samba
  * hash, has the server set it once the entry is there, and makes the home folder
  * (zafoldap/home.h; that this failed is not reported). The second takes a password
- * that is crypted already (crypt(5), without "{CRYPT}"; NULL: none).
+ * that is crypted already (crypt(5), without "{CRYPT}"; NULL: none), of which 16376 bytes are used.
  * 0; -1 with
  *   library error -65538  the name is taken, or could not be looked up
  *   library error -65540  the number is taken, or could not be looked up

@@ -90,6 +90,9 @@ int MakePasswordValue(const ZAFOUSER &user, const PASSWORD_KIND &kind, std::stri
     if (user.szPasswd == nullptr) return 0;
     if (!kind.blClear) {
         pValue->assign("{CRYPT}").append(user.szPasswd);
+        if (pValue->size() >= zafo::kHashedPasswordSize) {
+            pValue->resize(zafo::kHashedPasswordSize - 1);
+        }
         return 0;
     }
     char szHash[zafo::kHashedPasswordSize] = "";

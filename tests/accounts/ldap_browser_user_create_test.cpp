@@ -187,11 +187,13 @@ TEST_F(UserCreate, LongTextsAreWrittenWhole) {
     }
 }
 
-TEST_F(UserCreate, CryptedPasswordOfAnyLengthIsWrittenWhole) {
+TEST_F(UserCreate, CryptedPasswordIsWrittenUpTo16383BytesWithItsScheme) {
     creation_ = ZAFOLDAPBrowserUserCreateWithCryptedPass;
-    const std::string password(20000, 'x');
-    EXPECT_EQ(Create({.password = password}), 0);
-    EXPECT_THAT(LastChange(), testing::HasSubstr("\nuserPassword: {CRYPT}" + password + "\n"));
+    const std::string whole(16376, 'x');
+    for (const std::string &password : {whole, whole + "y", whole + std::string(4000, 'y')}) {
+        EXPECT_EQ(Create({.password = password}), 0);
+        EXPECT_THAT(LastChange(), testing::HasSubstr("\nuserPassword: {CRYPT}" + whole + "\n"));
+    }
 }
 
 // Tools --------------------------------------------------------------------------------------
