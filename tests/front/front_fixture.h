@@ -64,6 +64,5 @@ class FrontTest : public testing::Test {
 
 }  // namespace zafo
 
-#define SKIP_UNLESS_STATIC()                                                                     \
-    if (!zafo::FrontIsStatic()) GTEST_SKIP() << "the tool front of this build has libraries to " \
-                                                "load"
+#define SKIP_UNLESS_STATIC() \
+    if (!zafo::FrontIsStatic()) GTEST_SKIP() << "the tool front of this build is not static"
