@@ -246,12 +246,16 @@ TEST_P(SearchReading, TakesAnyOtherAnswerOfTheDecoderForSuccess) {
 }
 
 TEST_P(SearchReading, SurvivesADecoderThatFillsTheWholeBuffer) {
-    platform().Fills("ZAFOEncodingBase64Decode");
-    Open("dn: cn=a\nsn:: YWI=\n\n");
-    if (Next() == 1) {
-        EXPECT_LE(Pairs().at(1).second.size(), 1024U);
-        EXPECT_EQ(Pairs().at(1).second.find_first_not_of('x'), std::string::npos);
-    }
+    EXPECT_EQ(InAnotherProcess([&] {
+                  platform().Fills("ZAFOEncodingBase64Decode");
+                  Open("dn: cn=a\nsn:: YWI=\n\n");
+                  if (Next() != 1) return 0;
+                  const std::string value = Pairs().at(1).second;
+                  const bool ended =
+                      value.size() <= 1024 && value.find_first_not_of('x') == std::string::npos;
+                  return ended ? 0 : 1;
+              }),
+              0);
 }
 
 TEST_P(SearchReading, FailsWhenTheOutputCannotBeRead) {
