@@ -9,7 +9,8 @@ namespace zafo::core_test {
 namespace {
 
 constexpr const char *kEntries =
-    "dn: dc=a\ncn: one\nobjectClass: top\ndescription:: aGVsbG8sIHRoaXMg\n aXMgYSBsb25nZXIgdGV4dC4=\n\n"
+    "dn: dc=a\ncn: one\nobjectClass: top\ndescription:: aGVsbG8sIHRoaXMg\n "
+    "aXMgYSBsb25nZXIgdGV4dC4=\n\n"
     "# note\n\n"
     "dn: dc=b\ncn: tw\n o\nobjectClass: person\n";
 
