@@ -73,7 +73,7 @@ ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
  *                         (a line of base64 that does not decode, a continuation of nothing)
  *   platform error 0x0A00 the output cannot be read
  *   platform error 0x0200 there is no memory; or a line of it has more than 16 MiB (a value of 12 MiB
- *                         in base64), or an entry more than 32 MiB, counting 16 bytes for each
+ *                         in base64), or an entry more than 32 MiB, counting 32 bytes for each
  *                         value beside its text
  *   platform error 0x0D00
  * Base64 values are decoded, but not in a last entry that no blank line ends. References to other
