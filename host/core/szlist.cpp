@@ -144,7 +144,11 @@ bool Reserve(QLIBSZLIST **ppList, size_t cbText, size_t nItems, const char **psz
 // Appends text that there is room for; its offset.
 Offset AddText(QLIBSZLIST *list, const char *sz, size_t cb) {
     const Offset at = list->cbText;
-    std::memcpy(Text(list) + at, sz, cb);
+    if (cb == 1) {
+        Text(list)[at] = '\0';
+    } else {
+        std::memcpy(Text(list) + at, sz, cb);
+    }
     list->cbText += cb;
     return at;
 }
@@ -229,7 +233,8 @@ void QLIBCSzListFree(QLIBSZLIST *pList) {
 int QLIBCSzListPush(QLIBSZLIST **ppList, const char *sz) {
     if (ppList == nullptr || *ppList == nullptr || sz == nullptr)
         return Fail(QLIB_ERR_BAD_ARGUMENT);
-    const size_t cb = std::strlen(sz) + 1;
+    // Lists of marks hold little but empty texts: they cost no call.
+    const size_t cb = *sz == '\0' ? 1 : std::strlen(sz) + 1;
     if ((*ppList)->nItem == INT_MAX || !Reserve(ppList, cb, 1, &sz))
         return Fail(QLIB_ERR_OUT_OF_MEMORY);
     QLIBSZLIST *list = *ppList;
