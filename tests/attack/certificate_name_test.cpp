@@ -44,7 +44,8 @@ CONF
 grep -q ldap.test /etc/hosts || echo '127.0.0.1 ldap.test' >>/etc/hosts
 slapd -f slapd.conf -h ldap://127.0.0.1:3890
 for try in $(seq 100); do
-    [ ! -s slapd.pid ] || exit 0
+    # It writes its number before it listens.
+    if [ -s slapd.pid ] && (: </dev/tcp/127.0.0.1/3890) 2>/dev/null; then exit 0; fi
     sleep 0.1
 done
 exit 1
