@@ -233,8 +233,8 @@ TEST_F(BackupSettings, NumberOfAProcessBeyond32BitsKeepsItsLower32) {
     const std::pair<const char *, int> cases[] = {
         {"4294967338", 42}, {"42", 42}, {"2147483647", 2147483647}, {"4294967295", -1}};
     for (const auto &[text, pid] : cases) {
-        hooks_.get_pair = [=](const char *, QLIBSZHASH *map) {
-            QLIBCSzHashSetValue(map, "pid", text);
+        hooks_.get_pair = [said = text](const char *, QLIBSZHASH *map) {
+            QLIBCSzHashSetValue(map, "pid", said);
             return 1;
         };
         pid_t asked = 0;
