@@ -119,7 +119,9 @@ TEST_F(Lists, OfAccountFunctionsHave1024) {
 TEST_F(Lists, AndMapsOfSettingsHave1024AndTheServersConfiguration512) {
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&record_, "nobody"), -1);
     ExpectCapacities({1024}, {1024});
-    EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, "ann"), 0);
+    ZAFOLDAP_HOST without_password = host_;  // not every build has a cipher to save it
+    without_password.szBindPasswd = nullptr;
+    EXPECT_EQ(ZAFOLDAPBrowserConfSet(&without_password, "ann"), 0);
     ExpectCapacities({}, {1024});
     EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), 0);
     ExpectCapacities({1024}, {1024});
