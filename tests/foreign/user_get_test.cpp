@@ -22,7 +22,7 @@ class UserGet : public AccountsTest {
     // change while this runs; then the question is asked again.
     int Flag(long least, long age) {
         for (;;) {
-            const long today = std::time(nullptr) / 86400;
+            const auto today = std::time(nullptr) / 86400;
             Finds(Entry(kAnn, {{"uid", "ann"},
                                {"shadowMin", std::to_string(least)},
                                {"shadowLastChange", std::to_string(today - age)}}));

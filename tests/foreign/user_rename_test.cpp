@@ -352,14 +352,14 @@ TEST_P(UserPassword, IsNotSetWhenTheChangeFails) {
 }
 
 TEST_P(UserPassword, GivesSambaItsHashes) {
-    const long before = std::time(nullptr);
+    const auto before = std::time(nullptr);
     Hashes();
     EXPECT_EQ(SetPassword({"sambaSamAccount"}), 0);
-    const long after = std::time(nullptr);
+    const auto after = std::time(nullptr);
     const Strings changes = Changes();
     ASSERT_EQ(changes.size(), 1u);
     Strings possible;
-    for (long now = before; now <= after; ++now)
+    for (auto now = before; now <= after; ++now)
         possible.push_back(
             Record({"replace: sambaNTPassword", "sambaNTPassword: " + Platform::NtHash("new"), "-",
                     "replace: sambaLMPassword", "sambaLMPassword: XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX",
@@ -371,13 +371,13 @@ TEST_P(UserPassword, GivesSambaItsHashes) {
 }
 
 TEST_P(UserPassword, GivesShadowTheDay) {
-    const long before = std::time(nullptr) / 86400;
+    const auto before = std::time(nullptr) / 86400;
     Hashes();
     EXPECT_EQ(SetPassword({"shadowAccount"}), 0);
-    const long after = std::time(nullptr) / 86400;
+    const auto after = std::time(nullptr) / 86400;
     const Strings changes = Changes();
     ASSERT_EQ(changes.size(), 1u);
-    const auto record = [](long day) {
+    const auto record = [](std::time_t day) {
         return Record({"replace: shadowLastChange", "shadowLastChange: " + std::to_string(day)});
     };
     EXPECT_TRUE(changes[0] == record(before) || changes[0] == record(after)) << changes[0];
