@@ -57,8 +57,7 @@ struct FreeMemory {
 // zafoldap/search.h names both. A server decides what comes: without them one answer could take all memory.
 constexpr size_t kMostLine = size_t{16} << 20;
 constexpr size_t kMostEntry = size_t{32} << 20;
-constexpr size_t kPairSize =
-    32;  // what a value takes beside its text, in the lists of names, values and marks
+constexpr size_t kPairSize = 32;  // what a value takes beside its text in the three lists
 
 // One line of the tool's output, without its line break, in a buffer that grows up to the bound.
 class LineBuffer {
