@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/login_defs.h"
 
+#include "base/blanks.h"
+#include "base/whole_file.h"
 #include "host/accounts/account_file.h"
-#include "host/core/blanks.h"
-#include "host/core/whole_file.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/smbpasswd.h"
 
+#include "base/whole_file.h"
 #include "host/accounts/account_file.h"
-#include "host/core/whole_file.h"
 #include "platform/error.h"
 
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/clean_child.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <fcntl.h>
 #include <signal.h>

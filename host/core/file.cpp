@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/file.h"
 
+#include "base/whole_file.h"
 #include "host/core/fail.h"
 #include "host/core/section_text.h"
-#include "host/core/whole_file.h"
 
 #include <syslog.h>
 

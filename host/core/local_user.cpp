@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The passwords of local users, and how many more there may be.
+#include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/crypt_hash.h"
@@ -8,7 +9,6 @@
 #include "host/accounts/passwd.h"
 #include "host/accounts/smbpasswd.h"
 #include "host/core/fail.h"
-#include "host/core/whole_file.h"
 #include "platform/user.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/machine_key.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "platform/error.h"
 
 #include <fcntl.h>

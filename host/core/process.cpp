@@ -5,12 +5,12 @@
 // reports a program that cannot be executed.
 #include "platform/process.h"
 
+#include "base/proc_file.h"
+#include "base/unique_fd.h"
 #include "host/core/copy_owner.h"
 #include "host/core/fail.h"
 #include "host/core/mount_words.h"
-#include "host/core/proc_file.h"
 #include "host/core/secret_arguments.h"
-#include "host/core/unique_fd.h"
 
 #include <dirent.h>
 #include <fcntl.h>

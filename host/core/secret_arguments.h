@@ -4,7 +4,7 @@
 // process from its first moment on, so a password leaves it before there is a process.
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "host/front/tool.h"
 
 #include <sys/types.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/section_text.h"
 
-#include "host/core/blanks.h"
+#include "base/blanks.h"
 
 #include <algorithm>
 

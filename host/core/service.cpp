@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
+#include "base/proc_file.h"
+#include "base/unique_fd.h"
+#include "base/whole_file.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
-#include "host/core/proc_file.h"
 #include "host/core/service_description.h"
 #include "host/core/service_keeper.h"
 #include "host/core/service_process.h"
-#include "host/core/unique_fd.h"
-#include "host/core/whole_file.h"
 #include "platform/process.h"
 
 #include <fcntl.h>

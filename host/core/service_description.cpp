@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_description.h"
 
+#include "base/whole_file.h"
 #include "host/core/section_text.h"
-#include "host/core/whole_file.h"
 
 #include <algorithm>
 #include <charconv>

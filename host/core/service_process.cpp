@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_process.h"
 
-#include "host/core/proc_file.h"
+#include "base/proc_file.h"
 #include "platform/process.h"
 
 #include <sys/stat.h>

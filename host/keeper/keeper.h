@@ -9,8 +9,8 @@
 // too, is held from that look to the end of the start.
 #pragma once
 
+#include "base/unique_fd.h"
 #include "host/core/service_process.h"
-#include "host/core/unique_fd.h"
 #include "host/keeper/patience.h"
 
 #include <chrono>

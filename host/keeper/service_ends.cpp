@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/keeper/service_ends.h"
 
+#include "base/whole_file.h"
 #include "host/core/section_text.h"
 #include "host/core/service_process.h"
-#include "host/core/whole_file.h"
 
 #include <sys/wait.h>
 

@@ -4,8 +4,8 @@
 // folder that is renamed or replaced meanwhile cannot lead the walk astray.
 #include "platform/fs.h"
 
+#include "base/unique_fd.h"
 #include "host/core/fail.h"
-#include "host/core/unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "base/whole_file.h"
 #include "host/core/szhash.h"
-#include "host/core/whole_file.h"
 #include "host/sdk/copy_out.h"
 #include "host/sdk/directives.h"
 #include "host/sdk/template_values.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Reading the users of this system itself.
+#include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/crypt_hash.h"
-#include "host/core/whole_file.h"
 #include "host/sdk/full_name.h"
 #include "host/sdk/local_accounts.h"
 #include "platform/user.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/schedule.h"
 
-#include "host/core/blanks.h"
+#include "base/blanks.h"
+#include "base/whole_file.h"
 #include "host/core/fail.h"
-#include "host/core/whole_file.h"
 #include "host/sdk/cron_table.h"
 
 #include <fcntl.h>

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "tools/backup/manifest.h"
 
 namespace zafo::test {

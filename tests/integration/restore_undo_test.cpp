@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "tests/integration/restore_faults.h"
 #include "tests/rig/running_tool.h"
 

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <thread>
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/running_tool.h"
 #include "tools/backup/problem.h"

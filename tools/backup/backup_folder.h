@@ -5,7 +5,7 @@
 // written has a dot in front and ".part" behind.
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <cstdint>
 #include <ctime>

@@ -4,7 +4,7 @@
 // and no descriptor but the standard three.
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <sys/types.h>
 

@@ -7,7 +7,7 @@
 // It is text in a sealed file in memory, which only a process can make: no file of a folder is taken for one.
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <optional>
 #include <string>

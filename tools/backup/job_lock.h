@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <string>
 

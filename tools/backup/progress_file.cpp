@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/progress_file.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "tools/backup/child.h"
 #include "tools/backup/problem.h"
 

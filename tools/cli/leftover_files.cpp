@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/leftover_files.h"
 
-#include "host/core/proc_file.h"
+#include "base/proc_file.h"
 #include "zafoldap/debug.h"
 
 #include <dirent.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/durable_file.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "host/server_account.h"
 
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/staging.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/problem.h"
 #include "tools/backup/stop_signal.h"

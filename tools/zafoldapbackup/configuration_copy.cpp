@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/configuration_copy.h"
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 #include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"

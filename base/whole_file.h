@@ -3,7 +3,7 @@
 // Files that are read whole and replaced whole. Errors are platform error codes, 0 is success.
 #pragma once
 
-#include "host/core/unique_fd.h"
+#include "base/unique_fd.h"
 
 #include <sys/types.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/core/whole_file.h"
+#include "base/whole_file.h"
 
 #include "platform/error.h"
 
