@@ -82,10 +82,7 @@ int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValue");
 
-    if (QLIBCSzListPush(&pResult->plistAttr, szAttr) < 0) return -1;
-    if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
-    QLIBCSzListPop(pResult->plistAttr);
-    return -1;
+    return zafo::AddPair(pResult, szAttr, szValue);
 }
 
 int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {

@@ -59,7 +59,8 @@ constexpr size_t kMostLine = size_t{16} << 20;
 constexpr size_t kMostEntry = size_t{32} << 20;
 constexpr size_t kPairSize = 32;  // what a value takes beside its text in the three lists
 
-// One line of the tool's output, without its line break, in a buffer that grows up to the bound.
+// One line of the tool's output, without its line break: where the stream has it, or in a buffer that
+// grows up to the bound.
 class LineBuffer {
   public:
     enum class Outcome { kLine, kEnd, kError, kNoMemory, kTooLong };
@@ -69,7 +70,8 @@ class LineBuffer {
     // The same where nobody waits for the line.
     Outcome ReadAtLeisure(FILE *pFile);
 
-    char *text() const { return line_.get(); }
+    // Until the next Read.
+    char *text() const { return text_; }
     size_t size() const { return size_; }
 
   private:
@@ -79,6 +81,7 @@ class LineBuffer {
 
     std::unique_ptr<char, FreeMemory> line_;
     size_t capacity_ = 0;
+    char *text_ = nullptr;
     size_t size_ = 0;
     size_t gathered_ = 0;  // bytes of lines that came at once
     int waits_ = 0;        // how often it was for few
@@ -96,7 +99,6 @@ bool LineBuffer::Grow() {
 }
 
 LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
-    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
     return TakeBuffered(pFile) ? Outcome::kLine : ReadInParts(pFile);
 }
 
@@ -106,7 +108,6 @@ LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *pFile) {
     constexpr size_t kFew = 1024;
     constexpr int kPatience = 16;
     constexpr timespec kWhile{0, 1'000'000};
-    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
     gathered_ += size_ + 1;
     if (TakeBuffered(pFile)) return Outcome::kLine;
     const bool few = gathered_ < kFew;
@@ -120,20 +121,17 @@ LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *pFile) {
 }
 
 // Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into its
-// callers, takes what has been read. fgets takes twice the time for them.
+// callers, takes what has been read. They are ended there: what was read is not looked at again.
 bool LineBuffer::TakeBuffered([[maybe_unused]] FILE *pFile) {
 #ifdef __GLIBC__
-    const char *const begin = pFile->_IO_read_ptr;
+    char *const begin = pFile->_IO_read_ptr;
     const auto held = static_cast<size_t>(pFile->_IO_read_end - begin);
-    const auto *end =
-        held > 0 ? static_cast<const char *>(std::memchr(begin, '\n', held)) : nullptr;
-    if (end == nullptr) return false;
-    const auto size = static_cast<size_t>(end - begin);
-    if (size >= capacity_) return false;  // this buffer grows while it reads
-    std::memcpy(line_.get(), begin, size);
-    line_.get()[size] = '\0';
-    size_ = size;
-    pFile->_IO_read_ptr += size + 1;
+    auto *end = held > 0 ? static_cast<char *>(std::memchr(begin, '\n', held)) : nullptr;
+    if (end == nullptr || static_cast<size_t>(end - begin) > kMostLine) return false;
+    *end = '\0';
+    text_ = begin;
+    size_ = static_cast<size_t>(end - begin);
+    pFile->_IO_read_ptr = end + 1;
     return true;
 #else
     return false;
@@ -150,13 +148,15 @@ LineBuffer::Outcome LineBuffer::ReadInParts(FILE *pFile) {
         part[room - 2] = '\n';
         if (fgets(part, static_cast<int>(room), pFile) == nullptr) {
             if (ferror(pFile) != 0) return Outcome::kError;
+            text_ = line_.get();
             return size_ > 0 ? Outcome::kLine : Outcome::kEnd;
         }
         const bool full = part[room - 2] != '\n' && part[room - 2] != '\0';
         size_ += full ? room - 1 : std::strlen(part);
         if (size_ > kMostLine + 1) return Outcome::kTooLong;
         if (full) continue;
-        if (size_ > 0 && line_.get()[size_ - 1] == '\n') line_.get()[--size_] = '\0';
+        text_ = line_.get();
+        if (size_ > 0 && text_[size_ - 1] == '\n') text_[--size_] = '\0';
         return Outcome::kLine;
     }
 }
@@ -230,10 +230,9 @@ class EntryReader {
 };
 
 int EntryReader::Read() {
-    for (;;) {
-        LineBuffer::Outcome outcome = window_.Holds(result_.nEntry)
-                                          ? line_.Read(result_.pFile)
-                                          : line_.ReadAtLeisure(result_.pFile);
+    for (bool wanted = window_.Holds(result_.nEntry);;) {
+        LineBuffer::Outcome outcome =
+            wanted ? line_.Read(result_.pFile) : line_.ReadAtLeisure(result_.pFile);
         if (outcome == LineBuffer::Outcome::kEnd) return EndOfOutput();
         entry_size_ += line_.size() + kPairSize;
         if (outcome == LineBuffer::Outcome::kLine && entry_size_ > kMostEntry)
@@ -248,9 +247,10 @@ int EntryReader::Read() {
         Step step = Step::kGoOn;
         if (szLine[0] == '\0') {
             step = EndOfEntry();
+            wanted = window_.Holds(result_.nEntry);
         } else {
             in_entry_ = in_entry_ || szLine[0] != ' ' || !skip_continuation_;
-            if (!window_.Holds(result_.nEntry)) continue;
+            if (!wanted) continue;
             step = szLine[0] == ' ' ? Continuation(szLine + 1) : Pair(szLine);
         }
         if (step == Step::kDelivered) return 1;
@@ -314,11 +314,8 @@ EntryReader::Step EntryReader::Continuation(const char *szText) {
 }
 
 EntryReader::Step EntryReader::Pair(char *szLine) {
-    // A name is short, and what has just been written is read faster in bytes than in vectors.
-    char *szColon = szLine;
-    while (*szColon != ':' && *szColon != '\0')
-        ++szColon;
-    if (*szColon == '\0') return Step::kGoOn;
+    char *szColon = std::strchr(szLine, ':');
+    if (szColon == nullptr) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
     *szColon = '\0';
     const char *szValue = szColon + 1;
@@ -328,7 +325,7 @@ EntryReader::Step EntryReader::Pair(char *szLine) {
         ++szValue;
     marks_.Push(blBase64 ? kBase64 : "");
     has_base64_ = has_base64_ || blBase64;
-    if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
+    if (AddPair(&result_, szLine, szValue) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
 }
