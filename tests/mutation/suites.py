@@ -12,6 +12,9 @@ from dataclasses import dataclass, field
 
 # Calls go downwards only: what tests a layer never comes to those above.
 LAYERS = ("frame", "core", "accounts", "server")
+# Further suites that run without a directory server, after those of the layers.
+EVERYWHERE = ("foreign", "seam")
+MORE = {"frame": ("attack_shared_folder_test",)}
 AT_ONCE = 2
 MEASURE_SECONDS = 600
 # A mutant may take all it can get.
@@ -126,14 +129,14 @@ class Suites:
         for test in json.loads(listed)["tests"]:
             program = next((word for word in test.get("command", []) if word.startswith("/mnt/build/tests/")), "")
             folder = program.split("/")[4] if program else ""
-            if folder in LAYERS or folder == "foreign":
+            if folder in LAYERS + EVERYWHERE or any(test["name"] in more for more in MORE.values()):
                 suites.append(Suite(test["name"], folder, test["command"]))
         return suites
 
     def _tests_of_files(self):
         """The test suites (as GoogleTest names them) of each test source."""
         found = {}
-        for folder in LAYERS + ("foreign",):
+        for folder in LAYERS + EVERYWHERE:
             for file in (self.product.copy / "tests" / folder).rglob("*.cpp"):
                 found[file] = set(re.findall(r"^TEST(?:_F|_P)?\(\s*(\w+)", file.read_text(), re.MULTILINE))
         return found
@@ -209,9 +212,10 @@ class Suites:
         """Two rounds of jobs: the tests that mirror the source, and everything else that can come to it."""
         layer = path.split("/")[1]
         above = LAYERS[LAYERS.index(layer):]
-        order = {layer: 0, "foreign": 1} | {name: i + 2 for i, name in enumerate(above) if name != layer}
-        suites = sorted((suite for suite in self.suites if suite.folder in order),
-                        key=lambda suite: (order[suite.folder], suite.seconds))
+        order = {name: i for i, name in enumerate((layer, *EVERYWHERE, *above[1:]))}
+        more = MORE.get(layer, ())
+        suites = sorted((suite for suite in self.suites if suite.folder in order or suite.name in more),
+                        key=lambda suite: (order.get(suite.folder, len(order)), suite.seconds))
         names = self._nearest(path)
         near, far = [], []
         for suite in suites:
