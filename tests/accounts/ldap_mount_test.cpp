@@ -47,6 +47,26 @@ TEST_F(NFSMount, FailedMountLeavesNoFolder) {
     EXPECT_THAT(LoggedTexts(), ElementsAre("mount server:/no to " + point_ + " failed. [0x1234]"));
 }
 
+TEST_F(NFSMount, SourceThatIsNoExportIsRefusedWithItsFault) {
+    const std::pair<std::string, const char *> cases[] = {
+        {"homes", "it is not HOST:/PATH"},
+        {"-o:/homes", "what stands before \":/\" is no host name and no address"},
+        {"server:/ho\nmes", "it holds control characters"},
+        {"server:/" + std::string(4096, 'x'), "the path is too long"},
+        {"server:/ho#mes", "the path holds \"#\""},
+        {"server:/ho//mes", "the path holds \"//\""},
+        {"server:/homes/..", "the path holds \"..\""},
+    };
+    for (const auto &[source, fault] : cases) {
+        log_.Clear();
+        core_test::SetStaleCodes();
+        EXPECT_EQ(ZAFOLDAPNFSMount(source.c_str()), -1);
+        EXPECT_THAT(LoggedTexts(),
+                    ElementsAre(std::string("nfs mount refused: ") + fault + ". [0x0D00]"));
+    }
+    EXPECT_THAT(exports_.Mounted(), IsEmpty());
+}
+
 TEST_F(NFSMount, StaleMountPointIsUsed) {
     exports_.Add();
     fs::create_directory(point_);

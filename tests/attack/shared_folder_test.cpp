@@ -259,10 +259,29 @@ TEST_F(SharedFolder, PlantNeverLetsTwoHoldTheLock) {
     }
 }
 
+TEST_F(SharedFolder, RootIsToldWhatWasRemovedAndWhatCouldNotBe) {
+    SKIP_WITHOUT_OTHER_ACCOUNTS();
+    Plant("ln -s /var/target /tmp/link.lock; mkdir -m 755 -p /tmp/full.lock/deep");
+    for (const char *lock : {"/tmp/link.lock", "/tmp/full.lock"}) {
+        const int fd = ZAFOLDAPLock(lock, LOCK_EX);
+        EXPECT_GE(fd, 0) << lock;
+        ZAFOLDAPUnLock(fd);
+    }
+    EXPECT_THAT(
+        LogUntilNow(),
+        AllOf(HasSubstr("/tmp/link.lock: a link of user 65534, mode 0777 was in the way and has "
+                        "been removed"),
+              HasSubstr("/tmp/full.lock: a folder of user 65534, mode 0755 was in the way and is "
+                        "/tmp/full.lock.")));
+}
+
 TEST_F(SharedFolder, UserWhoCannotRemoveAPlantIsToldWhatItIs) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
-    Plant("mkdir -m 755 /tmp/plain.lock; install -m 666 /dev/null /tmp/open.lock");
-    for (const char *lock : {"/tmp/plain.lock", "/tmp/open.lock"}) {
+    Plant(
+        "mkdir -m 755 /tmp/plain.lock; install -m 666 /dev/null /tmp/open.lock; "
+        "ln -s /var/target /tmp/link.lock; mkfifo -m 644 /tmp/fifo.lock");
+    for (const char *lock :
+         {"/tmp/plain.lock", "/tmp/open.lock", "/tmp/link.lock", "/tmp/fifo.lock"}) {
         Process user(kOther, [&] {
             return ZAFOLDAPLock(lock, LOCK_EX) == -1 && QLIBCErrGet() == 0x0900 ? 0 : 1;
         });
@@ -270,7 +289,9 @@ TEST_F(SharedFolder, UserWhoCannotRemoveAPlantIsToldWhatItIs) {
     }
     EXPECT_THAT(LogUntilNow(),
                 AllOf(HasSubstr("/tmp/plain.lock: a folder of user 65534, mode 0755 is in the way"),
-                      HasSubstr("/tmp/open.lock: a file of user 65534, mode 0666 is in the way")));
+                      HasSubstr("/tmp/open.lock: a file of user 65534, mode 0666 is in the way"),
+                      HasSubstr("/tmp/link.lock: a link of user 65534, mode 0777 is in the way"),
+                      HasSubstr("/tmp/fifo.lock: a FIFO of user 65534, mode 0644 is in the way")));
     EXPECT_EQ(Process(kOther, [] { return ZAFOLDAPLock("/tmp/own.lock", LOCK_EX) < 0; }).Wait(), 0)
         << "and has locks of his own";
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <signal.h>
 
+#include <cstring>
+#include <tuple>
+
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
 #include "tests/core/without_tool.h"
@@ -103,6 +106,16 @@ TEST_F(ServerType, ToolThatCannotBeStartedFails) {
     EXPECT_EQ(ZAFOLDAPBrowserCheckServerType(&host_), -1);
     EXPECT_EQ(host_.nServerType, 9);
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
+}
+
+TEST_F(ServerType, MarkerWhoseNameIsTooLongIsNotAskedFor) {
+    const std::string room(1023 - std::strlen("cn=zafoconf,"), 'x');
+    for (const auto &[base, result, calls] : {std::tuple{room, 0, 2U}, {room + "x", -1, 0U}}) {
+        tools_.Reset();
+        host_.szBaseDN = base.c_str();
+        EXPECT_EQ(ZAFOLDAPBrowserCheckServerType(&host_), result);
+        EXPECT_EQ(tools_.Calls().size(), calls);
+    }
 }
 
 TEST_F(ServerType, ManyEntriesOfAFloodingServerAreNotWaitedFor) {

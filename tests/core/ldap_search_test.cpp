@@ -2,6 +2,7 @@
 //
 // What the search engine makes of the tool's output, entry by entry.
 #include <cstdio>
+#include <tuple>
 
 #include "platform/crypt.h"
 #include "platform/error.h"
@@ -294,6 +295,34 @@ TEST_F(SearchSize, LinesOfEverySizeOneAfterTheOther) {
     ASSERT_EQ(search.entries[0].size(), kSizes + 1);
     for (size_t size = 1; size <= kSizes; ++size)
         ASSERT_EQ(search.entries[0][size].second, TenMegabytes().substr(0, size));
+}
+
+// A line may have 16 MiB, an entry 32 MiB with 32 bytes a line; the entries before are handed out.
+TEST_F(SearchSize, EntryBeyondTheBoundsEndsTheSearch) {
+    constexpr size_t kLine = size_t{16} << 20, kEntry = size_t{32} << 20;
+    const auto line = [](size_t size) { return "cn: " + std::string(size - 4, 'x') + "\n"; };
+    const std::string half = line(kEntry / 2 - 32);
+    const std::tuple<const char *, std::string, bool> cases[] = {
+        {"the longest line", line(kLine), true},
+        {"a longer line", line(kLine + 1), false},
+        {"the longest entry", half + line(kEntry / 2 - 32 - 2 * 32 - 5) + "dn: b\n", true},
+        {"a longer entry", half + half + "dn: b\n", false},
+    };
+    for (const auto &[what, entry, fits] : cases) {
+        SCOPED_TRACE(what);
+        tools_.Reset();
+        log_.Clear();
+        tools_.On("ldapsearch").Output("dn: a\n\n" + entry + "\n");
+        const Search search = RunSearch(host_, Request());
+        EXPECT_EQ(search.entries.size(), fits ? 2u : 1u);
+        EXPECT_EQ(search.last, fits ? 0 : -1);
+        if (fits) {
+            EXPECT_THAT(LoggedTexts(), IsEmpty());
+        } else {
+            EXPECT_THAT(LoggedTexts(), ElementsAre("entry 2 is too large: more than 33554432 "
+                                                   "bytes, or 16777216 in a line"));
+        }
+    }
 }
 
 // The output is read from whatever stream the record holds, so a stream that

@@ -103,6 +103,19 @@ TEST_F(Accounts, EverySubtractionMayFail) {
     }
 }
 
+TEST_F(Accounts, MembersThatCannotBeForgottenAreNotSubtractedAgain) {
+    Say({"dn: uid=ann\nuid: ann\n\n", "dn: cn=staff\nmemberUid: bob\n\n"});
+    int subtractions = 0;
+    hooks_.list_sub = [&](QLIBSZLIST *list, const QLIBSZLIST *other, int flags) {
+        ++subtractions;
+        hooks_.list_remove_all = [](QLIBSZLIST *) { return -1; };
+        return RealListSub(list, other, flags);
+    };
+    core_test::List users;
+    EXPECT_EQ(ZAFOLDAPBrowserUserEnumNotInGroupDN(&host_, "cn=staff", users.Address()), -1);
+    EXPECT_EQ(subtractions, 1);
+}
+
 TEST_F(Accounts, GroupsThatCannotBeSortedAreNotChanged) {
     size_t runs = 0;
     hooks_.open = [&](const Texts &words, const std::string &) {
