@@ -1,23 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_record.h"
 
-#include <stdlib.h>
-
 #include <cstring>
 #include <memory>
 #include <new>
 
 #include "accounts/account_kind.h"
 #include "core/list.h"
+#include "frame/memory.h"
 #include "platform/crypt.h"
 
 namespace zafo {
 
 namespace {
-
-struct FREE {
-    void operator()(char *p) const { free(p); }
-};
 
 // Blanks of the C locale, which ldapmodify(1) skips between colon and value.
 bool BeginsWithBlank(const char *szText) {
@@ -25,7 +20,8 @@ bool BeginsWithBlank(const char *szText) {
 }
 
 void WriteEncoded(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue) {
-    const std::unique_ptr<char, FREE> encoded(SzBase64EncodeOneLine(szValue, std::strlen(szValue)));
+    const std::unique_ptr<char, FreeMemory> encoded(
+        SzBase64EncodeOneLine(szValue, std::strlen(szValue)));
     if (encoded == nullptr) throw std::bad_alloc();
     ZAFOLDAPLdifAttr(pLDIF, (std::string(szAttr) + ':').c_str(), "%s", encoded.get());
 }

@@ -6,7 +6,6 @@
 #include "zafoldap/ldif.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,9 +13,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
 
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/memory.h"
 #include "frame/own_file.h"
 #include "frame/text.h"
 #include "platform/crypt.h"
@@ -99,14 +100,25 @@ void StartModification(ZAFOLDAP_LDIF *pLDIF, const char *szKind, const char *szA
     ZAFOLDAPLdifAttr(pLDIF, szKind, "%s", szAttr);
 }
 
-}  // namespace
-
 // Every writer checks the record and its file first.
-#define REQUIRE_OPEN_FILE()                                                                   \
-    do {                                                                                      \
-        if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");               \
-        if (pLDIF->pFile == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF->pFile"); \
-    } while (false)
+bool IsOpen(const ZAFOLDAP_LDIF *ldif, int line = __builtin_LINE()) {
+    if (ldif != nullptr && ldif->pFile != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line,
+                      ldif == nullptr ? "((void *)0) != pLDIF" : "((void *)0) != pLDIF->pFile");
+    return false;
+}
+
+// Writers of attributes check what is written, too.
+bool CanWrite(const ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format,
+              int line = __builtin_LINE()) {
+    if (!IsOpen(ldif, line)) return false;
+    if (attribute != nullptr && format != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line,
+                      attribute == nullptr ? "((void *)0) != szAttr" : "NULL != szValueFmt");
+    return false;
+}
+
+}  // namespace
 
 int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath) {
     if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
@@ -126,7 +138,7 @@ int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath) {
 }
 
 int ZAFOLDAPLdifTargetDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN) {
-    REQUIRE_OPEN_FILE();
+    if (!IsOpen(pLDIF)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szDN");
     if (pLDIF->nEntry > 0) fputc('\n', pLDIF->pFile);
     fprintf(pLDIF->pFile, "dn: %s\n", szDN);
@@ -136,14 +148,14 @@ int ZAFOLDAPLdifTargetDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN) {
 }
 
 int ZAFOLDAPLdifChangeType(ZAFOLDAP_LDIF *pLDIF, const char *szType) {
-    REQUIRE_OPEN_FILE();
+    if (!IsOpen(pLDIF)) return -1;
     if (szType == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szType");
     fprintf(pLDIF->pFile, "changetype: %s\n", szType);
     return 0;
 }
 
 int ZAFOLDAPLdifLine(ZAFOLDAP_LDIF *pLDIF, const char *szFmt, ...) {
-    REQUIRE_OPEN_FILE();
+    if (!IsOpen(pLDIF)) return -1;
     if (szFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szFmt");
     va_list args;
     va_start(args, szFmt);
@@ -162,9 +174,7 @@ int ZAFOLDAPLdifSepAttr(ZAFOLDAP_LDIF *pLDIF) {
 
 int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
                       va_list args) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+    if (!CanWrite(pLDIF, szAttr, szValueFmt)) return -1;
     fprintf(pLDIF->pFile, "%s: ", szAttr);
     vfprintf(pLDIF->pFile, szValueFmt, args);
     fputc('\n', pLDIF->pFile);
@@ -173,9 +183,7 @@ int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szVa
 }
 
 int ZAFOLDAPLdifAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+    if (!CanWrite(pLDIF, szAttr, szValueFmt)) return -1;
     va_list args;
     va_start(args, szValueFmt);
     ZAFOLDAPLdifVAttr(pLDIF, szAttr, szValueFmt, args);
@@ -185,26 +193,22 @@ int ZAFOLDAPLdifAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szVal
 
 int ZAFOLDAPLdifVAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
                         va_list args) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+    if (!CanWrite(pLDIF, szAttr, szValueFmt)) return -1;
     char szValue[kMaxEncodedValue] = "";
     vsnprintf(szValue, sizeof szValue, szValueFmt, args);
-    char *szEncoded = SzBase64EncodeOneLine(szValue, std::strlen(szValue) + 1);
-    if (szEncoded != nullptr) {
-        fprintf(pLDIF->pFile, "%s:: %s\n", szAttr, szEncoded);
+    const std::unique_ptr<char, zafo::FreeMemory> encoded(
+        SzBase64EncodeOneLine(szValue, std::strlen(szValue) + 1));
+    if (encoded != nullptr) {
+        fprintf(pLDIF->pFile, "%s:: %s\n", szAttr, encoded.get());
     } else {
         fprintf(pLDIF->pFile, "%s: %s\n", szAttr, szValue);
     }
-    free(szEncoded);
     CountAttribute(pLDIF);
     return 0;
 }
 
 int ZAFOLDAPLdifAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+    if (!CanWrite(pLDIF, szAttr, szValueFmt)) return -1;
     va_list args;
     va_start(args, szValueFmt);
     ZAFOLDAPLdifVAttr64(pLDIF, szAttr, szValueFmt, args);
@@ -213,9 +217,7 @@ int ZAFOLDAPLdifAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szV
 }
 
 int ZAFOLDAPLdifAttrReplace(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+    if (!CanWrite(pLDIF, szAttr, szValueFmt)) return -1;
     StartModification(pLDIF, "replace", szAttr);
     va_list args;
     va_start(args, szValueFmt);
@@ -225,7 +227,7 @@ int ZAFOLDAPLdifAttrReplace(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char
 }
 
 int ZAFOLDAPLdifAttrDelete(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
+    if (!IsOpen(pLDIF)) return -1;
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAttr");
     StartModification(pLDIF, "delete", szAttr);
     if (szValueFmt == nullptr) return 0;

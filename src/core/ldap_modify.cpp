@@ -6,7 +6,8 @@
 
 #include <string>
 
-#include "core/ldap_search_command.h"
+#include "core/check_connection.h"
+#include "core/tool_arguments.h"
 #include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -14,7 +15,6 @@
 #include "platform/ldap.h"
 #include "platform/process.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 
 namespace zafo {
 
@@ -27,23 +27,10 @@ const char *OrEmpty(const char *sz) {
     return sz != nullptr ? sz : "";
 }
 
-// While debugging, the tool's words; otherwise they are not read. The tool
-// ignores the broken pipe and ends by itself.
-void LogOutput(FILE *pOutput) {
-    if (ZAFOLDAPDebugEnabled() == 0) return;
-    Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (*szLine != '\0') ZAFO_LOG("%s", szLine);
-    }
-}
-
 int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
     if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_DEBUG_LOG("ldapmodify return %d", nExitCode);
-        pLDIF->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+    if (KeepExitCode(nStatus, &pLDIF->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapmodify return %d", pLDIF->nExitCode);
     } else {
         ZAFO_LOG("ldapmodify terminate abnormal %d", nStatus);
     }
@@ -66,7 +53,7 @@ int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *pLDIF, bool blAdd) {
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     }
-    LogOutput(pOutput);
+    LogOutput(pOutput, __FILE_NAME__);
     return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
 }
 
@@ -75,8 +62,7 @@ int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *pLDIF, bool blAdd) {
 }  // namespace zafo
 
 int ZAFOLDAPModify(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_LDIF *pLDIF, int blAdd) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
 
     ZAFOLDAPLdifClose(pLDIF);

@@ -9,7 +9,6 @@
 // which may be continued too. References to other servers come as comments with an empty line
 // behind them, which ends no entry: there was none.
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,18 +17,18 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <exception>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
+#include "core/check_connection.h"
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
+#include "core/line_buffer.h"
 #include "core/list.h"
+#include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/own_file.h"
@@ -50,116 +49,9 @@ constexpr const char *kBase64 = "base64";
 
 int g_nSearchSequence = 0;
 
-struct FreeMemory {
-    void operator()(void *p) const { free(p); }
-};
-
-// zafoldap/search.h names both. A server decides what comes: without them one answer could take all memory.
-constexpr size_t kMostLine = size_t{16} << 20;
+// zafoldap/search.h names it. What a server sends could take all memory.
 constexpr size_t kMostEntry = size_t{32} << 20;
 constexpr size_t kPairSize = 32;  // what a value takes beside its text in the three lists
-
-// One line of the tool's output, without its line break, in a buffer that grows up to the bound.
-class LineBuffer {
-  public:
-    enum class Outcome { kLine, kEnd, kError, kNoMemory, kTooLong };
-
-    Outcome Read(FILE *pFile);
-
-    // The same where nobody waits for the line.
-    Outcome ReadAtLeisure(FILE *pFile);
-
-    char *text() const { return line_.get(); }
-    size_t size() const { return size_; }
-
-  private:
-    bool Grow();
-    bool TakeBuffered(FILE *pFile);
-    Outcome ReadInParts(FILE *pFile);
-
-    std::unique_ptr<char, FreeMemory> line_;
-    size_t capacity_ = 0;
-    size_t size_ = 0;
-    size_t gathered_ = 0;  // bytes of lines that came at once
-    int waits_ = 0;        // how often it was for few
-};
-
-bool LineBuffer::Grow() {
-    constexpr size_t kFirst = 1024;
-    const size_t capacity = std::min(capacity_ == 0 ? kFirst : 2 * capacity_, kMostLine + kFirst);
-    auto *larger = static_cast<char *>(realloc(line_.get(), capacity));
-    if (larger == nullptr) return false;
-    static_cast<void>(line_.release());
-    line_.reset(larger);
-    capacity_ = capacity;
-    return true;
-}
-
-LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
-    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
-    return TakeBuffered(pFile) ? Outcome::kLine : ReadInParts(pFile);
-}
-
-// A tool that is asked for little hands every entry to the pipe by itself. To be woken for each takes
-// both sides more time than everything else; from a while of that on, more is left to come first.
-LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *pFile) {
-    constexpr size_t kFew = 1024;
-    constexpr int kPatience = 16;
-    constexpr timespec kWhile{0, 1'000'000};
-    if (capacity_ == 0 && !Grow()) return Outcome::kNoMemory;
-    gathered_ += size_ + 1;
-    if (TakeBuffered(pFile)) return Outcome::kLine;
-    const bool few = gathered_ < kFew;
-    gathered_ = 0;
-    if (few && waits_ < kPatience) {
-        ++waits_;
-    } else if (few && fileno(pFile) >= 0) {
-        nanosleep(&kWhile, nullptr);
-    }
-    return ReadInParts(pFile);
-}
-
-// Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into its
-// callers, takes what has been read. fgets takes twice the time for them.
-bool LineBuffer::TakeBuffered([[maybe_unused]] FILE *pFile) {
-#ifdef __GLIBC__
-    const char *const begin = pFile->_IO_read_ptr;
-    const auto held = static_cast<size_t>(pFile->_IO_read_end - begin);
-    const auto *end =
-        held > 0 ? static_cast<const char *>(std::memchr(begin, '\n', held)) : nullptr;
-    if (end == nullptr) return false;
-    const auto size = static_cast<size_t>(end - begin);
-    if (size >= capacity_) return false;  // this buffer grows while it reads
-    std::memcpy(line_.get(), begin, size);
-    line_.get()[size] = '\0';
-    size_ = size;
-    pFile->_IO_read_ptr += size + 1;
-    return true;
-#else
-    return false;
-#endif
-}
-
-// fgets, for it stops where the buffer ends. Whether it did shows in the place before the last, which
-// holds a character of the line only then.
-LineBuffer::Outcome LineBuffer::ReadInParts(FILE *pFile) {
-    for (size_ = 0;;) {
-        if (capacity_ - size_ < 2 && !Grow()) return Outcome::kNoMemory;
-        char *const part = line_.get() + size_;
-        const size_t room = capacity_ - size_;
-        part[room - 2] = '\n';
-        if (fgets(part, static_cast<int>(room), pFile) == nullptr) {
-            if (ferror(pFile) != 0) return Outcome::kError;
-            return size_ > 0 ? Outcome::kLine : Outcome::kEnd;
-        }
-        const bool full = part[room - 2] != '\n' && part[room - 2] != '\0';
-        size_ += full ? room - 1 : std::strlen(part);
-        if (size_ > kMostLine + 1) return Outcome::kTooLong;
-        if (full) continue;
-        if (size_ > 0 && line_.get()[size_ - 1] == '\n') line_.get()[--size_] = '\0';
-        return Outcome::kLine;
-    }
-}
 
 // The window of matching entries that a request hands out.
 struct Window {
@@ -349,9 +241,10 @@ bool EntryReader::Decode() {
     }
 }
 
-// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the size of
-// the buffer and leave it alone. So it counts only where it can be the length of what was decoded; else
-// the value ends at the first zero of a buffer that was all zeros, or at the one behind it.
+// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the
+// size of the buffer and leave it alone. So it counts only where it can be the length of what was
+// decoded; else the value ends at the first zero of a buffer that was all zeros, or at the one
+// behind it.
 bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
@@ -401,11 +294,8 @@ int ReapTool(ZAFOLDAP_RESULT *pResult) {
     const int nStatus = QLIBCPclose(pResult->pFile);
     pResult->pFile = nullptr;
     if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_DEBUG_LOG("ldapsearch return %d", nExitCode);
-        pResult->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+    if (KeepExitCode(nStatus, &pResult->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapsearch return %d", pResult->nExitCode);
     } else {
         ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", nStatus);
     }
@@ -446,13 +336,9 @@ void LogCommand(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &reques
 
 // The tool's output as a stream, or nullptr.
 FILE *StartTool(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
-    std::vector<std::string> arguments = SearchArguments(host, request);
-    std::vector<char *> argv;
-    argv.reserve(arguments.size() + 1);
-    for (std::string &argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    return QLIBCPopenv(argv[0], "r", argv.data());
+    ToolArguments arguments = SearchArguments(host, request);
+    char **argv = arguments.argv();
+    return QLIBCPopenv(argv[0], "r", argv);
 }
 
 }  // namespace
@@ -468,7 +354,7 @@ int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
     if (cbCmd == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
 
     return zafo::WithVector([&] {
-        const std::string line = zafo::CommandLine(zafo::SearchArguments(*pHost, *pRequest));
+        const std::string line = zafo::SearchArguments(*pHost, *pRequest).CommandLine();
         zafo::CopyText(line.c_str(), szCmd, cbCmd);
         return 0;
     });
@@ -478,10 +364,10 @@ int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST
                        ZAFOLDAP_RESULT *pResult) {
     // Zeroed before the checks: the record is freed after a failure as well.
     if (pResult != nullptr) *pResult = {};
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (ZAFOLDAPResultInit(pResult) != 0 || pResult == nullptr) return -1;
+    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (ZAFOLDAPResultInit(pResult) != 0) return -1;
 
     snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
              zafo::g_nSearchSequence++);

@@ -2,6 +2,7 @@
 #include "frame/log.h"
 
 #include "platform/error.h"
+#include "zafoldap/error.h"
 
 namespace zafo {
 
@@ -13,6 +14,10 @@ int BadArgument(const char *szFile, int nLine, const char *szCondition) {
 
 unsigned int PlatformError() {
     return static_cast<unsigned int>(QLIBCErrGet());
+}
+
+const char *ErrorKey() {
+    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
 }
 
 }  // namespace zafo

@@ -5,6 +5,8 @@
 
 #include <syslog.h>
 
+#include "zafoldap/debug.h"
+
 // One line to the system log: "FILE:LINE " and the text.
 #define ZAFO_LOG(szFmt, ...) \
     syslog(LOG_ERR, "%s:%d " szFmt, __FILE_NAME__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
@@ -27,5 +29,8 @@ int BadArgument(const char *szFile, int nLine, const char *szCondition);
 
 // The platform's error slot, as log lines print it with "[0x%04X]".
 unsigned int PlatformError();
+
+// The library's error slot, as they print it with "%s (%d)" and the code.
+const char *ErrorKey();
 
 }  // namespace zafo

@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "core/line_buffer.h"
 #include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -15,7 +16,6 @@
 #include "platform/process.h"
 #include "server/server_files.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -28,21 +28,10 @@ constexpr const char *kDatabaseMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 
 constexpr size_t kMaxFilter = 4096;
 
-void LogOutput(FILE *pOutput) {
-    if (ZAFOLDAPDebugEnabled() == 0) return;
-    zafo::Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (*szLine != '\0') ZAFO_LOG("%s", szLine);
-    }
-}
-
 int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
     if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_LOG("slapadd return %d", nExitCode);
-        pLDIF->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+    if (zafo::KeepExitCode(nStatus, &pLDIF->nExitCode)) {
+        ZAFO_LOG("slapadd return %d", pLDIF->nExitCode);
     } else {
         ZAFO_LOG("slapadd terminate abnormal %d", nStatus);
     }
@@ -60,7 +49,7 @@ int RunSlapadd(const char *szSuffix, ZAFOLDAP_LDIF *pLDIF) {
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     }
-    LogOutput(pOutput);
+    zafo::LogOutput(pOutput, __FILE_NAME__);
     return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
 }
 
@@ -77,12 +66,12 @@ int LoadOffline(const char *szSuffix, ZAFOLDAP_LDIF *pLDIF) {
 }
 
 bool HasLine(FILE *pOutput, const std::string &wanted) {
-    zafo::Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (wanted == szLine) return true;
+    zafo::LineBuffer line;
+    auto outcome = zafo::LineBuffer::Outcome::kLine;
+    while ((outcome = line.Read(pOutput)) == zafo::LineBuffer::Outcome::kLine) {
+        if (wanted == line.text()) return true;
     }
-    // The lines also end when there is no memory for one. An error while reading is their end.
-    if (std::feof(pOutput) == 0 && std::ferror(pOutput) == 0) throw std::bad_alloc();
+    if (outcome == zafo::LineBuffer::Outcome::kNoMemory) throw std::bad_alloc();
     return false;
 }
 
