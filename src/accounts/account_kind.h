@@ -8,12 +8,8 @@
 
 namespace zafo {
 
-// Which entries are users and which are groups (RFC 2307 section 4).
-inline constexpr char kUserFilter[] = "objectClass=posixAccount";
-inline constexpr char kGroupFilter[] = "objectClass=posixGroup";
-
 struct ACCOUNT_KIND {
-    const char *szFilter;
+    const char *szFilter;  // which entries are such accounts (RFC 2307 section 4)
     const char *szNameAttr;
     const char *szNumberAttr;
     const char *szContainer;  // relative to the base DN, when the caller names none
@@ -24,7 +20,7 @@ struct ACCOUNT_KIND {
 };
 
 inline constexpr ACCOUNT_KIND kUsers{
-    kUserFilter,
+    "objectClass=posixAccount",
     "uid",
     "uidNumber",
     "cn=users",
@@ -34,7 +30,7 @@ inline constexpr ACCOUNT_KIND kUsers{
     ZAFOLDAPBrowserUserEnumByUIDNumber,
 };
 inline constexpr ACCOUNT_KIND kGroups{
-    kGroupFilter,
+    "objectClass=posixGroup",
     "cn",
     "gidNumber",
     "cn=groups",

@@ -52,10 +52,6 @@ int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, u
 // Opens a search at a whole DN and reads its first entry. 1; 0 there is none; -1.
 int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch);
 
-// Buffer for what a lookup finds: a DN, a name, a number. FitsDN holds for all of them; the buffer has
-// room for one byte more, so that it tells what was cut.
-using FoundText = char[kMaxDN + 2];
-
 // The login name of the user at a DN. 1; 0, with platform error 0x1D00, there is no such user;
 // -1, also for a name that is too long (0x0E00).
 int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName);

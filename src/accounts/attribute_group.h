@@ -27,10 +27,10 @@ void WriteGroups(ZAFOLDAP_LDIF *pLDIF, unsigned int nClasses,
 template <class Account, size_t nGroups>
 void WriteNewEntry(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema,
                    const ATTRIBUTE_GROUP<Account> (&groups)[nGroups], const Account &account) {
-    WriteValue(pLDIF, "dn", account.szDN);
+    WriteValue(pLDIF, "dn", account.dn.c_str());
     WriteValue(pLDIF, "changetype", "add");
     WriteGroups(pLDIF, nSchema, groups, account);
-    WriteExtra(pLDIF, account.plistExtra);
+    WriteExtra(pLDIF, account.extra);
 }
 
 }  // namespace zafo

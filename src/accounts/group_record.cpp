@@ -12,39 +12,39 @@ namespace {
 
 constexpr char kDomainGroup[] = "2";  // SID_NAME_DOM_GRP
 
-void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
+void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NewGroup & /*group*/) {
     WriteValue(pLDIF, "objectClass", "top");
 }
 
-void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP &group) {
-    WriteValue(pLDIF, "cn", group.pGroup->szName);
-    ZAFOLDAPLdifAttr(pLDIF, "gidNumber", "%lu", static_cast<unsigned long>(group.pGroup->nGid));
-    if (group.szDescription != nullptr && group.szDescription[0] != '\0') {
-        WriteValue(pLDIF, "description", group.szDescription);
+void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NewGroup &group) {
+    WriteValue(pLDIF, "cn", group.group->szName);
+    ZAFOLDAPLdifAttr(pLDIF, "gidNumber", "%lu", static_cast<unsigned long>(group.group->nGid));
+    if (group.description != nullptr && group.description[0] != '\0') {
+        WriteValue(pLDIF, "description", group.description);
     }
-    for (char **psz = group.pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
+    for (char **psz = group.group->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
         WriteValue(pLDIF, "memberUid", *psz);
     }
     WriteValue(pLDIF, "objectClass", "posixGroup");
 }
 
-void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
+void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NewGroup & /*group*/) {
     WriteValue(pLDIF, "objectClass", "extensibleObject");
 }
 
-void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
+void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NewGroup & /*group*/) {
     WriteValue(pLDIF, "objectClass", "apple-group");
 }
 
-void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP &group) {
-    WriteValue(pLDIF, "sambaSID", group.szSID);
-    WriteFormatText(pLDIF, "displayName", group.pGroup->szName);
+void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NewGroup &group) {
+    WriteValue(pLDIF, "sambaSID", group.sid.c_str());
+    WriteFormatText(pLDIF, "displayName", group.group->szName);
     WriteValue(pLDIF, "sambaGroupType", kDomainGroup);
     WriteValue(pLDIF, "objectClass", "sambaGroupMapping");
     WriteValue(pLDIF, "objectClass", "sambaIdmapEntry");
 }
 
-constexpr ATTRIBUTE_GROUP<NEW_GROUP> kGroups[] = {
+constexpr ATTRIBUTE_GROUP<NewGroup> kGroupAttributes[] = {
     {ZAFOLDAP_CLASS_TOP, WriteTop},
     {ZAFOLDAP_CLASS_POSIX_GROUP, WritePosix},
     {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, WriteExtensible},
@@ -54,8 +54,8 @@ constexpr ATTRIBUTE_GROUP<NEW_GROUP> kGroups[] = {
 
 }  // namespace
 
-void WriteGroupRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_GROUP &group) {
-    WriteNewEntry(pLDIF, nSchema, kGroups, group);
+void WriteGroupRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NewGroup &group) {
+    WriteNewEntry(pLDIF, nSchema, kGroupAttributes, group);
 }
 
 }  // namespace zafo

@@ -8,7 +8,9 @@
 #include <string>
 
 #include "accounts/account_record.h"
+#include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "zafoldap/debug.h"
@@ -75,20 +77,15 @@ int Increase(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr, u
 
 int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr,
                             const char *szRemoveVal, const char *szAddVal) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (szRemoveVal == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szRemoveVal");
     if (szAddVal == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAddVal");
-    if (!zafo::IsOneLine(szDN)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szDN, \"\\r\\n\")");
-    if (!zafo::IsOneLine(szAttr)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szAttr, \"\\r\\n\")");
-    if (!zafo::IsOneLine(szRemoveVal)) {
-        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szRemoveVal, \"\\r\\n\")");
-    }
-    if (!zafo::IsOneLine(szAddVal)) {
-        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szAddVal, \"\\r\\n\")");
-    }
+    if (!zafo::IsOneLine(szDN)) return ZAFO_NOT_ONE_LINE("szDN");
+    if (!zafo::IsOneLine(szAttr)) return ZAFO_NOT_ONE_LINE("szAttr");
+    if (!zafo::IsOneLine(szRemoveVal)) return ZAFO_NOT_ONE_LINE("szRemoveVal");
+    if (!zafo::IsOneLine(szAddVal)) return ZAFO_NOT_ONE_LINE("szAddVal");
 
     const int nResult =
         zafo::Guarded(-1, [=] { return Swap(pHost, szDN, szAttr, szRemoveVal, szAddVal); });
@@ -101,8 +98,7 @@ int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *pHost, const char *szDN, const 
 
 int ZAFOLDAPAtomicIncr(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr,
                        uint64_t *pValue, ZAFOLDAP_ATOMIC_CHECK pfnCheck, void *pTruck) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pValue");

@@ -5,6 +5,7 @@
 #include "accounts/account_search.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -14,15 +15,19 @@
 
 namespace {
 
-// How a DN is written: as it is, or with "%%" for "%".
-using DN_WRITER = void (*)(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szDN);
+// What "%%" means in a DN.
+enum class Percents { kAreText, kStandForOne };
 
 // DN and change type are attribute lines: without one the change would count as empty and
 // as done.
-int DeleteEntry(const ZAFOLDAP_HOST *pHost, const char *szDN, DN_WRITER pfnWriteDN) {
+int DeleteEntry(const ZAFOLDAP_HOST *pHost, const char *szDN, Percents percents) {
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    pfnWriteDN(file.get(), "dn", szDN);
+    if (percents == Percents::kStandForOne) {
+        zafo::WriteFormatText(file.get(), "dn", szDN);
+    } else {
+        zafo::WriteValue(file.get(), "dn", szDN);
+    }
     zafo::WriteValue(file.get(), "changetype", "delete");
     if (file.Apply(pHost) == 0) return 0;
     ZAFO_LOG("ZAFOLDAPModify [%s] failed. [0x%04X]", szDN, zafo::PlatformError());
@@ -47,7 +52,7 @@ constexpr DELETED_KIND kUser{zafo::kUsers, QLIB_ERR_NO_SUCH_USER,
 constexpr DELETED_KIND kGroup{zafo::kGroups, QLIB_ERR_NO_SUCH_GROUP,
                               "delete group failed, group name is ambiguous"};
 
-// Finds the one entry of a name. 0, or -1.
+// Finds the one entry of a name. 0, or -1. A name that is NULL is reported by the lookup.
 int Resolve(const ZAFOLDAP_HOST *pHost, const DELETED_KIND &what, const char *szName,
             zafo::FoundText &szDN) {
     const int nFound = what.kind.pfnFindByName(pHost, szName, szDN, sizeof szDN);
@@ -60,28 +65,24 @@ int Resolve(const ZAFOLDAP_HOST *pHost, const DELETED_KIND &what, const char *sz
 }  // namespace
 
 int ZAFOLDAPBrowserDeleteDN(const ZAFOLDAP_HOST *pHost, const char *szDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    REQUIRE_ONE_LINE(szDN);
+    if (!zafo::IsOneLine(szDN)) return ZAFO_NOT_ONE_LINE("szDN");
 
-    return zafo::Guarded(-1, [&] { return DeleteEntry(pHost, szDN, zafo::WriteFormatText); });
+    return zafo::Guarded(-1, [&] { return DeleteEntry(pHost, szDN, Percents::kStandForOne); });
 }
 
-// A name that is NULL is reported by the lookup.
-
 int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *pHost, const char *szName) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szName != nullptr) {  // both are lines of what is changed in the groups afterwards
-        REQUIRE_ONE_LINE(szName);
-        REQUIRE_ONE_LINE(pHost->szBaseDN);
+        if (!zafo::IsOneLine(szName)) return ZAFO_NOT_ONE_LINE("szName");
+        if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
     }
 
     return zafo::Guarded(-1, [&] {
         zafo::FoundText szDN = "";
         if (Resolve(pHost, kUser, szName, szDN) != 0) return -1;
-        if (DeleteEntry(pHost, szDN, zafo::WriteValue) != 0) {
+        if (DeleteEntry(pHost, szDN, Percents::kAreText) != 0) {
             ZAFO_LOG("Delete user [%s] failed.", szDN);
             return -1;
         }
@@ -95,12 +96,11 @@ int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *pHost, const char *szName) {
 }
 
 int ZAFOLDAPBrowserDeleteGroup(const ZAFOLDAP_HOST *pHost, const char *szName) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
 
     return zafo::Guarded(-1, [&] {
         zafo::FoundText szDN = "";
         if (Resolve(pHost, kGroup, szName, szDN) != 0) return -1;
-        return DeleteEntry(pHost, szDN, zafo::WriteValue);
+        return DeleteEntry(pHost, szDN, Percents::kAreText);
     });
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -21,8 +22,7 @@ int FirstDNByName(const ZAFOLDAP_HOST *pHost, const char *szCondition, const cha
 
 int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter, char *szDN,
                               size_t cbDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szFilter == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szFilter");
 
     zafo::OpenSearch search;
@@ -37,8 +37,8 @@ int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter, 
         ++nCount;
     }
     if (nFound < 0) {
-        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed, %s (%d)",
-                 ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed, %s (%d)", zafo::ErrorKey(),
+                 ZAFOLDAPErrGet());
         return -1;
     }
     return nCount;
@@ -46,8 +46,7 @@ int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter, 
 
 int ZAFOLDAPBrowserGetDNByUserUIDEx(const ZAFOLDAP_HOST *pHost, const char *szUserUID, char *szDN,
                                     size_t cbDN, const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
 
     const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(pOptions);
@@ -61,9 +60,8 @@ int ZAFOLDAPBrowserGetDNByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUser
 
 int ZAFOLDAPBrowserGetDNByGroupCN(const ZAFOLDAP_HOST *pHost, const char *szGroupCN, char *szDN,
                                   size_t cbDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szGroupCN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupCN");
-    return FirstDNByName(pHost, zafo::kGroupFilter, zafo::kGroups.szNameAttr, szGroupCN, szDN,
+    return FirstDNByName(pHost, zafo::kGroups.szFilter, zafo::kGroups.szNameAttr, szGroupCN, szDN,
                          cbDN);
 }

@@ -8,6 +8,7 @@
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "zafoldap/debug.h"
@@ -30,9 +31,12 @@ bool IsTaken(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP &group) {
 }
 
 // What cannot be made is written as an empty value.
-void MakeSid(const ZAFOLDAP_HOST *pHost, char (&szSID)[zafo::kSidSize]) {
-    if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) == 0) return;
-    ZAFOLDAPSambaSIDGen(pHost, szSID, sizeof szSID);
+std::string MakeSid(const ZAFOLDAP_HOST *pHost) {
+    char szSID[zafo::kSidSize] = "";
+    if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) != 0) {
+        ZAFOLDAPSambaSIDGen(pHost, szSID, sizeof szSID);
+    }
+    return szSID;
 }
 
 int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDescription,
@@ -43,14 +47,12 @@ int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDe
     if (!zafo::FitsDN(dn)) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    char szSID[zafo::kSidSize] = "";
-    MakeSid(pHost, szSID);
     zafo::WriteGroupRecord(file.get(), pHost->nSchema,
-                           {.pGroup = pGroup,
-                            .szDN = dn.c_str(),
-                            .szDescription = szDescription,
-                            .szSID = szSID,
-                            .plistExtra = plistExtra});
+                           {.group = pGroup,
+                            .dn = dn,
+                            .description = szDescription,
+                            .sid = MakeSid(pHost),
+                            .extra = plistExtra});
     if (file.Apply(pHost) == 0) return 0;
     ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", pGroup->szName, zafo::PlatformError());
     return -1;
@@ -61,18 +63,17 @@ int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDe
 int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup,
                                const char *szDescription, const QLIBSZLIST *plistExtra,
                                const char *szGroupsContainer) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
     if (pGroup == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
     if (pGroup->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
     if (pGroup->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");
     if (pGroup->nGid == GID_ERR) return ZAFO_BAD_ARGUMENT("GID_ERR != pGroup->nGid");
-    REQUIRE_ONE_LINE(pGroup->szName);
-    REQUIRE_ONE_LINE(szDescription);
-    REQUIRE_ONE_LINE(szGroupsContainer);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(plistExtra);
+    if (!zafo::IsOneLine(pGroup->szName)) return ZAFO_NOT_ONE_LINE("pGroup->szName");
+    if (!zafo::IsOneLine(szDescription)) return ZAFO_NOT_ONE_LINE("szDescription");
+    if (!zafo::IsOneLine(szGroupsContainer)) return ZAFO_NOT_ONE_LINE("szGroupsContainer");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(plistExtra)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(plistExtra)");
     for (char **psz = pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
         if (!zafo::IsOneLine(*psz)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(pGroup->pszMembers)");
     }

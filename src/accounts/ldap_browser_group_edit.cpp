@@ -8,6 +8,7 @@
 #include "accounts/account_taken.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/unicode.h"
@@ -33,9 +34,9 @@ bool IsSameText(const char (&szCurrent)[kDescriptionSize], const char *szWanted)
 // Reads the group and crosses out what is as wanted already. 0, or -1.
 int KeepWhatDiffers(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, CHANGES *pChanges) {
     char szDesc[kDescriptionSize] = "";
-    ZAFOGROUP *pGroup = nullptr;
-    const int nFound = ZAFOLDAPBrowserGroupGet(pHost, szGroupDN, &pGroup, szDesc, sizeof szDesc);
-    const zafo::Group group(pGroup);
+    zafo::Group group;
+    const int nFound =
+        ZAFOLDAPBrowserGroupGet(pHost, szGroupDN, group.Next(), szDesc, sizeof szDesc);
     if (nFound != 1) {
         ZAFO_LOG("get group %s failed. ", szGroupDN);
         return -1;
@@ -99,16 +100,15 @@ int Edit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, CHANGES changes) {
 int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                              const char *szNewGroupCN, const char *szDesc,
                              const unsigned int *pGid) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
     if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (szNewGroupCN == nullptr && szDesc == nullptr && pGid == nullptr) {
         return ZAFO_BAD_ARGUMENT("szNewGroupCN || szDesc || pGid");
     }
-    REQUIRE_ONE_LINE(szGroupDN);
-    REQUIRE_ONE_LINE(szNewGroupCN);
-    REQUIRE_ONE_LINE(szDesc);
+    if (!zafo::IsOneLine(szGroupDN)) return ZAFO_NOT_ONE_LINE("szGroupDN");
+    if (!zafo::IsOneLine(szNewGroupCN)) return ZAFO_NOT_ONE_LINE("szNewGroupCN");
+    if (!zafo::IsOneLine(szDesc)) return ZAFO_NOT_ONE_LINE("szDesc");
 
     return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] {
         return Edit(pHost, szGroupDN, {szNewGroupCN, szDesc, pGid});

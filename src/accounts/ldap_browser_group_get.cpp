@@ -3,6 +3,7 @@
 #include <new>
 
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -54,15 +55,14 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *szGroupDN, const char *
 
 int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, ZAFOGROUP **ppGroup,
                             char *szDescription, size_t cbDescription) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
     if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (ppGroup == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppGroup");
 
     return zafo::Guarded(-1, [&] {
         zafo::OpenSearch search;
-        search.request.szFilter = zafo::kGroupFilter;
+        search.request.szFilter = zafo::kGroups.szFilter;
         const int nFound = zafo::FirstEntryAt(pHost, szGroupDN, &search);
         if (nFound != 1) return nFound;
         const char *szName = search.First("cn");

@@ -7,6 +7,7 @@
 #include "accounts/account_search.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -147,29 +148,30 @@ int UserNameToChange(const ZAFOLDAP_HOST *pHost, const char *szUserDN, zafo::Fou
     return nFound;
 }
 
-}  // namespace
-
 // Every change checks its connection first.
-#define REQUIRE_CONNECTION()                                                           \
-    do {                                                                               \
-        if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");        \
-        if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri"); \
-        if (pHost->szLoginSuffix == nullptr)                                           \
-            return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");                  \
-    } while (false)
+bool HasLoginSuffix(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
+    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
+    if (host->szLoginSuffix != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line, "NULL != pHost->szLoginSuffix");
+    return false;
+}
+
+}  // namespace
 
 int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                       const QLIBSZLIST *pAddedGroupDNList,
                                       const QLIBSZLIST *pRemovedGroupDNList) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (pAddedGroupDNList == nullptr && pRemovedGroupDNList == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
     }
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedGroupDNList);
-    REQUIRE_ONE_LINE_EACH(pRemovedGroupDNList);
+    if (!zafo::IsOneLine(szUserUID)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(pAddedGroupDNList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedGroupDNList)");
+    if (!zafo::AreOneLineEach(pRemovedGroupDNList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedGroupDNList)");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;
@@ -189,14 +191,16 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *sz
 int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
                                      const QLIBSZLIST *pAddedGroupDNList,
                                      const QLIBSZLIST *pRemovedGroupDNList) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (pAddedGroupDNList == nullptr && pRemovedGroupDNList == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
     }
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedGroupDNList);
-    REQUIRE_ONE_LINE_EACH(pRemovedGroupDNList);
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(pAddedGroupDNList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedGroupDNList)");
+    if (!zafo::AreOneLineEach(pRemovedGroupDNList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedGroupDNList)");
 
     zafo::FoundText szName;
     if (UserNameToChange(pHost, szUserDN, szName) != 1) return -1;
@@ -206,15 +210,17 @@ int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *pHost, const char *szU
 int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                      const QLIBSZLIST *pAddedUserUIDList,
                                      const QLIBSZLIST *pRemovedUserUIDList) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (pAddedUserUIDList == nullptr && pRemovedUserUIDList == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList");
     }
-    REQUIRE_ONE_LINE(szGroupDN);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedUserUIDList);
-    REQUIRE_ONE_LINE_EACH(pRemovedUserUIDList);
+    if (!zafo::IsOneLine(szGroupDN)) return ZAFO_NOT_ONE_LINE("szGroupDN");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(pAddedUserUIDList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedUserUIDList)");
+    if (!zafo::AreOneLineEach(pRemovedUserUIDList))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedUserUIDList)");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;
@@ -226,11 +232,11 @@ int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szG
 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                               const char *szNewUserUID) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(szNewUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+    if (!zafo::IsOneLine(szUserUID)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(szNewUserUID)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
     return zafo::Guarded(-1, [&] {
         zafo::List dns;
@@ -249,10 +255,10 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost, const 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *pHost,
                                                       const char *szUserDN,
                                                       const char *szNewUserUID) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    REQUIRE_ONE_LINE(szNewUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+    if (!zafo::IsOneLine(szNewUserUID)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
     zafo::FoundText szName;
     if (UserNameToChange(pHost, szUserDN, szName) != 1) return -1;
@@ -262,10 +268,10 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *pHost
 int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                               const unsigned int *pOldGid,
                                               const unsigned int *pNewGid) {
-    REQUIRE_CONNECTION();
+    if (!HasLoginSuffix(pHost)) return -1;
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+    if (!zafo::IsOneLine(szUserUID)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;

@@ -3,6 +3,7 @@
 // Questions about memberships (RFC 2307): a group lists login names in "memberUid"; a
 // user's primary group is the one with its gidNumber.
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -19,8 +20,8 @@ int GidOf(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, const char *szGroup
           zafo::FoundText &szGid) {
     const bool blByDN = szGroupDN != nullptr;
     const auto filter =
-        blByDN ? std::optional<std::string>(zafo::kGroupFilter)
-               : zafo::AccountFilter(zafo::kGroupFilter, zafo::kGroups.szNameAttr, szGroupCN);
+        blByDN ? std::optional<std::string>(zafo::kGroups.szFilter)
+               : zafo::AccountFilter(zafo::kGroups.szFilter, zafo::kGroups.szNameAttr, szGroupCN);
     if (!filter) return -1;
     const char *szDN = blByDN ? szGroupDN : pHost->szBaseDN;
     const int nValues =
@@ -30,7 +31,7 @@ int GidOf(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, const char *szGroup
 
 int ListByPrimaryGid(const ZAFOLDAP_HOST *pHost, const char *szGid, QLIBSZLIST **ppUserUIDList) {
     zafo::List dns;
-    const auto filter = zafo::AccountFilter(zafo::kUserFilter, kGid, szGid);
+    const auto filter = zafo::AccountFilter(zafo::kUsers.szFilter, kGid, szGid);
     ZAFOLDAP_SEARCH_REQUEST request{};
     request.szFilter = filter ? filter->c_str() : nullptr;
     if (!filter || ZAFOLDAPSearchEachValue(pHost, &request, zafo::kUsers.szNameAttr, dns.address(),
@@ -52,8 +53,7 @@ int Subtract(QLIBSZLIST *pList, const zafo::List &names) {
 
 int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                       QLIBSZLIST **ppGroupDNList, QLIBSZLIST **ppGroupNameList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
     if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (ppGroupDNList != nullptr && *ppGroupDNList == nullptr) {
@@ -63,7 +63,7 @@ int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost, const char *sz
         return ZAFO_BAD_ARGUMENT("NULL == ppGroupNameList || NULL != *ppGroupNameList");
     }
     return zafo::Guarded(-1, [&] {
-        const auto filter = zafo::AccountFilter(zafo::kGroupFilter, kMember, szUserUID);
+        const auto filter = zafo::AccountFilter(zafo::kGroups.szFilter, kMember, szUserUID);
         if (!filter) return -1;
         return zafo::ListAccounts(pHost, filter->c_str(),
                                   {zafo::kGroups.szNameAttr, ppGroupDNList, ppGroupNameList});
@@ -72,8 +72,7 @@ int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost, const char *sz
 
 int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
                                      QLIBSZLIST **ppGroupDNList, QLIBSZLIST **ppGroupNameList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
     if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (ppGroupDNList != nullptr && *ppGroupDNList == nullptr) {
@@ -89,8 +88,7 @@ int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *pHost, const char *szU
 
 int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                           const char *szGroupCN, QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szGroupDN == nullptr && szGroupCN == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN || ((void *)0) != szGroupCN");
     }
@@ -110,8 +108,7 @@ int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHost, const char
 
 int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                      QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
     if (*ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
@@ -119,7 +116,7 @@ int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szG
     return zafo::Guarded(-1, [&] {
         zafo::OpenSearch search;
         search.AskFor({"dn", kMember});
-        search.request.szFilter = zafo::kGroupFilter;
+        search.request.szFilter = zafo::kGroups.szFilter;
         const int nFound = zafo::FirstEntryAt(pHost, szGroupDN, &search);
         if (nFound < 0) return -1;
         if (nFound == 0) {
@@ -136,8 +133,7 @@ int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szG
 
 int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                         QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
     if (*ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");

@@ -8,13 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "accounts/account_owner.h"
+#include "core/check_connection.h"
 #include "core/list.h"
+#include "core/own_record.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -27,7 +27,6 @@
 #include "zafoldap/migrate.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/password.h"
-#include "zafoldap/result.h"
 #include "zafoldap/user.h"
 
 namespace {
@@ -38,72 +37,12 @@ constexpr size_t kPasswordSize = 1024;
 constexpr size_t kDescriptionSize = 1024;
 constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
-// --- Owners -------------------------------------------------------------------
-
-// An account that is read anew, time and again.
-template <class Record>
-class Reread {
-  public:
-    Reread() = default;
-    Reread(const Reread &) = delete;
-    Reread &operator=(const Reread &) = delete;
-    ~Reread() { Free(); }
-
-    // Where the next record goes. The one before is freed here: who writes a new one need not do it.
-    Record **Next() {
-        Free();
-        return &p_;
-    }
-    Record *Get() const { return p_; }
-
-  private:
-    void Free() {
-        if (p_ != nullptr) zafo::FREE_ACCOUNT()(std::exchange(p_, nullptr));
-    }
-
-    Record *p_ = nullptr;
-};
-using User = Reread<ZAFOUSER>;
-using Group = Reread<ZAFOGROUP>;
-
-class Entry {
-  public:
-    Entry() = default;
-    Entry(const Entry &) = delete;
-    Entry &operator=(const Entry &) = delete;
-    ~Entry() { ZAFOLDAPResultFree(&result); }
-
-    ZAFOLDAP_RESULT result{};
-};
-
-// A buffer that the platform grows.
-class Description {
-  public:
-    Description() = default;
-    Description(const Description &) = delete;
-    Description &operator=(const Description &) = delete;
-    ~Description() { std::free(sz); }
-
-    // Of the group before nothing stays, where one without a description leaves the buffer alone.
-    void Empty() {
-        if (sz != nullptr && cb > 0) sz[0] = '\0';
-    }
-
-    char *sz = nullptr;
-    size_t cb = 0;
-};
-
 // For a line in the log.
 template <class Record>
-const char *NameOf(const Reread<Record> &account) {
-    const Record *p = account.Get();
+const char *NameOf(const zafo::AccountOwner<Record> &account) {
+    const Record *p = account.get();
     return p != nullptr && p->szName != nullptr ? p->szName : "";
 }
-
-struct FreeMultiResult {
-    void operator()(QLIBCMRESULT *p) const { QLIBCMResultFree(p); }
-};
-using MultiResult = std::unique_ptr<QLIBCMRESULT, FreeMultiResult>;
 
 // --- The common shape ---------------------------------------------------------
 
@@ -120,7 +59,7 @@ bool Make(std::optional<zafo::List> *pList) {
 
 enum class Outcome {
     kSkipped,  // was logged
-    kCopied,   // or was tried to, as far as the log of the debug switch is concerned
+    kDone,     // as far as it can be; what failed on the way was logged
     kEnd,      // no other account can be copied either
 };
 
@@ -132,7 +71,7 @@ int ForEach(const zafo::List &accounts, const char *szKind, const Copy &copy) {
         ZAFO_DEBUG_LOG("Try to add %s %d: %s", szKind, i, accounts[i]);
         const Outcome outcome = copy(accounts[i]);
         if (outcome == Outcome::kEnd) return -1;
-        if (outcome == Outcome::kCopied) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
+        if (outcome == Outcome::kDone) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
     }
     return 0;
 }
@@ -163,16 +102,16 @@ Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo
         ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    User user;
+    zafo::User user;
     if (ZAFOUserGet(szName, user.Next()) != 0) {
         ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
     if (HasSamba(*pHost) && !AddSambaHashes(szName, pExtra)) return Outcome::kSkipped;
-    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.Get(), pExtra->get(), nullptr) != 0) {
+    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.get(), pExtra->get(), nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
 int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
@@ -188,23 +127,23 @@ int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
 }
 
 Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
-                             Description *pDescription) {
-    Group group;
+                             zafo::GroupDescription *pDescription) {
+    zafo::Group group;
     if (ZAFOGroupGet(szName, group.Next()) != 0) {
         ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
     const char *szDescription = "";
     pDescription->Empty();
-    if (ZAFOGroupDescGet(szName, &pDescription->sz, &pDescription->cb) != 0) {
+    if (ZAFOGroupDescGet(szName, &pDescription->text, &pDescription->size) != 0) {
         ZAFO_LOG("Get group %s description failed.[0x%04X]", szName, zafo::PlatformError());
-    } else if (pDescription->sz != nullptr) {
-        szDescription = pDescription->sz;
+    } else if (pDescription->text != nullptr) {
+        szDescription = pDescription->text;
     }
-    if (ZAFOLDAPBrowserGroupCreate(pHost, group.Get(), szDescription, nullptr, nullptr) != 0) {
+    if (ZAFOLDAPBrowserGroupCreate(pHost, group.get(), szDescription, nullptr, nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
 int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
@@ -214,7 +153,7 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
         ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    Description description;
+    zafo::GroupDescription description;
     return ForEach(*names, "group", [&](const char *szName) {
         return CopyGroupToDirectory(pHost, szName, &description);
     });
@@ -262,7 +201,7 @@ void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
     pPassword->szImport = nullptr;
 }
 
-bool IsUserNameFree(const char *szName, User *pLocal) {
+bool IsUserNameFree(const char *szName, zafo::User *pLocal) {
     if (ZAFOUserGetLocal(szName, pLocal->Next()) == 0) {
         ZAFO_LOG("user name [%s] is occupied in local DB.", szName);
         return false;
@@ -272,7 +211,7 @@ bool IsUserNameFree(const char *szName, User *pLocal) {
     return false;
 }
 
-bool IsUidFree(uint32_t uid, User *pLocal) {
+bool IsUidFree(uint32_t uid, zafo::User *pLocal) {
     if (ZAFOUserGetLocalByUID(uid, pLocal->Next()) == 0) {
         ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
                  NameOf(*pLocal));
@@ -301,14 +240,14 @@ struct SAMBA_HASHES {
     const char *szLm = "";
 };
 
-SAMBA_HASHES SambaHashesOf(const Entry &entry, const char *szName) {
+SAMBA_HASHES SambaHashesOf(const zafo::OwnResult &entry, const char *szName) {
     SAMBA_HASHES hashes;
-    if (const char *szNt = ZAFOLDAPResultGetFirst(&entry.result, "sambaNTPassword")) {
+    if (const char *szNt = ZAFOLDAPResultGetFirst(&entry, "sambaNTPassword")) {
         hashes.szNt = szNt;
     } else {
         ZAFO_LOG("get NT Hash failed. [%s] ", szName);
     }
-    if (const char *szLm = ZAFOLDAPResultGetFirst(&entry.result, "sambaLMPassword")) {
+    if (const char *szLm = ZAFOLDAPResultGetFirst(&entry, "sambaLMPassword")) {
         hashes.szLm = szLm;
     } else {
         ZAFO_LOG("get LM Hash failed. [%s] ", szName);
@@ -324,18 +263,18 @@ bool ImportPassword(const char *szName, const char *szCryptHash, const SAMBA_HAS
 
 // What the users of a batch go through on their way.
 struct USER_TRANSIT {
-    User user;
-    User local;
-    Entry entry;
-    MultiResult multiResult;
+    zafo::User user;
+    zafo::User local;
+    zafo::OwnResult entry;
+    zafo::MultiResult multiResult;
 };
 
 Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANSIT *pTransit) {
-    if (ZAFOLDAPBrowserUserGet(pHost, szDN, pTransit->user.Next(), &pTransit->entry.result) != 1) {
+    if (ZAFOLDAPBrowserUserGet(pHost, szDN, pTransit->user.Next(), &pTransit->entry) != 1) {
         ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    ZAFOUSER user = *pTransit->user.Get();  // with another password, its strings are borrowed
+    ZAFOUSER user = *pTransit->user.get();  // with another password, its strings are borrowed
     LOCAL_PASSWORD password;
     TakePassword(user, &password);
     user.szPasswd = password.szRecord;
@@ -352,14 +291,14 @@ Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANS
     if (password.szImport != nullptr && !ImportPassword(user.szName, password.szImport, samba)) {
         return Outcome::kSkipped;
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
 int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
     USER_TRANSIT transit;
-    if (ZAFOLDAPResultInit(&transit.entry.result) != 0) return -1;
+    if (ZAFOLDAPResultInit(&transit.entry) != 0) return -1;
     transit.multiResult.reset(QLIBCMResultAlloc());
     if (transit.multiResult == nullptr) return -1;
     if (ZAFOLDAPBrowserUserEnumAll(pHost, dns->address(), nullptr) < 0) {
@@ -370,7 +309,7 @@ int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
                    [&](const char *szDN) { return CopyUserToLocal(pHost, szDN, &transit); });
 }
 
-bool IsGroupNameFree(const char *szName, Group *pLocal) {
+bool IsGroupNameFree(const char *szName, zafo::Group *pLocal) {
     if (ZAFOGroupGetLocal(szName, pLocal->Next()) == 0) {
         ZAFO_LOG("group name [%s] is occupied in local DB.", szName);
         return false;
@@ -380,7 +319,7 @@ bool IsGroupNameFree(const char *szName, Group *pLocal) {
     return false;
 }
 
-bool IsGidFree(uint32_t gid, Group *pLocal) {
+bool IsGidFree(uint32_t gid, zafo::Group *pLocal) {
     if (ZAFOGroupGetLocalByGID(gid, pLocal->Next()) == 0) {
         ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
                  static_cast<unsigned long>(gid), NameOf(*pLocal));
@@ -392,22 +331,22 @@ bool IsGidFree(uint32_t gid, Group *pLocal) {
     return false;
 }
 
-Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, Group *pGroup,
-                         Group *pLocal) {
+Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, zafo::Group *pGroup,
+                         zafo::Group *pLocal) {
     char szDescription[kDescriptionSize];  // the local database takes none
     if (ZAFOLDAPBrowserGroupGet(pHost, szDN, pGroup->Next(), szDescription, sizeof szDescription) !=
         1) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const ZAFOGROUP &group = *pGroup->Get();
+    const ZAFOGROUP &group = *pGroup->get();
     if (!IsGroupNameFree(group.szName, pLocal)) return Outcome::kSkipped;
     if (!IsGidFree(group.nGid, pLocal)) return Outcome::kSkipped;
     if (ZAFOGroupSet(0, &group) != 0) {
         ZAFO_LOG("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
 int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
@@ -417,8 +356,8 @@ int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    Group group;
-    Group local;
+    zafo::Group group;
+    zafo::Group local;
     return ForEach(*dns, "group",
                    [&](const char *szDN) { return CopyGroupToLocal(pHost, szDN, &group, &local); });
 }
@@ -426,25 +365,21 @@ int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
 }  // namespace
 
 int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [&] { return UsersToDirectory(pHost); });
 }
 
 int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [&] { return GroupsToDirectory(pHost); });
 }
 
 int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [&] { return UsersToLocal(pHost); });
 }
 
 int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [&] { return GroupsToLocal(pHost); });
 }

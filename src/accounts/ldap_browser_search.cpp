@@ -21,11 +21,11 @@ int InitRequest(ZAFOLDAP_SEARCH_REQUEST *pRequest, const char *szFilter,
 
 int ZAFOLDAPBrowserUserEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest) {
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    return InitRequest(pRequest, zafo::kUserFilter,
+    return InitRequest(pRequest, zafo::kUsers.szFilter,
                        {"dn", "cn", "uid", "gecos", "shadowExpire", "mail"});
 }
 
 int ZAFOLDAPBrowserGroupEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest) {
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    return InitRequest(pRequest, zafo::kGroupFilter, {"dn", "cn", "description"});
+    return InitRequest(pRequest, zafo::kGroups.szFilter, {"dn", "cn", "description"});
 }

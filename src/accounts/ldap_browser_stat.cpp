@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
+#include "core/check_connection.h"
 #include "core/open_search.h"
 #include "frame/log.h"
 #include "zafoldap/browser.h"
@@ -26,8 +27,7 @@ int CountAll(const ZAFOLDAP_HOST *pHost, zafo::OpenSearch *pSearch) {
 }  // namespace
 
 int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *pHost, const char *szSubject) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szSubject == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSubject");
 
     const bool blUsers = std::strcmp(szSubject, "user") == 0;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "core/open_search.h"
 #include "frame/guard.h"
@@ -40,8 +41,7 @@ void LogList(const QLIBSZLIST *pList) {
 }  // namespace
 
 int ZAFOLDAPBrowserSuggestBaseDN(const ZAFOLDAP_HOST *pHost, QLIBSZLIST **pplistBaseDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pplistBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistBaseDN");
     if (*pplistBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistBaseDN");
 

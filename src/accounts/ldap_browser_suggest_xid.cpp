@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "accounts/account_kind.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -48,15 +49,13 @@ int AboveHighest(const ZAFOLDAP_HOST *pHost, const zafo::ACCOUNT_KIND &kind) {
 }  // namespace
 
 int ZAFOLDAPBrowserSuggestUid(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaUIDGen(pHost);
     return AboveHighest(pHost, zafo::kUsers);
 }
 
 int ZAFOLDAPBrowserSuggestGid(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaGIDGen(pHost);
     return AboveHighest(pHost, zafo::kGroups);
 }

@@ -4,13 +4,13 @@
 // through the server. Nothing locks the directory between these steps; a user that somebody else
 // adds meanwhile is noticed by the server when the DN is the same.
 #include <string>
-#include <utility>
 
 #include "accounts/account_taken.h"
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
 #include "accounts/user_record.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -33,44 +33,22 @@ struct PASSWORD_KIND {
 constexpr PASSWORD_KIND kClear{true, "", ""};
 constexpr PASSWORD_KIND kCrypted{false, "[", "]"};
 
-// The caller's password pointer, which gives way to another text for a while.
-class LentPassword {
-  public:
-    LentPassword(ZAFOUSER *pUser, char *szMeanwhile)
-        : pUser_(pUser), szLent_(std::exchange(pUser->szPasswd, szMeanwhile)) {}
-    LentPassword(const LentPassword &) = delete;
-    LentPassword &operator=(const LentPassword &) = delete;
-    ~LentPassword() { pUser_->szPasswd = szLent_; }
-
-  private:
-    ZAFOUSER *pUser_;
-    char *szLent_;
-};
-
-// Texts that tools and the platform make for the record.
-struct MADE_TEXTS {
-    std::string passwd;  // value of userPassword
-    char szSID[zafo::kSidSize] = "";
-    char szNtHash[zafo::kNtHashSize] = "";
-};
-
 int CheckArguments(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser, const QLIBSZLIST *plistExtra,
                    const char *szUsersContainer) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
     if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
     if (pUser->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser->szName");
     if (pUser->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != pUser->szName[0]");
     if (pUser->pw_uid == UID_ERR) return ZAFO_BAD_ARGUMENT("UID_ERR != pUser->pw_uid");
-    REQUIRE_ONE_LINE(pUser->szName);
-    REQUIRE_ONE_LINE(pUser->szFullname);
-    REQUIRE_ONE_LINE(pUser->pw_dir);
-    REQUIRE_ONE_LINE(pUser->pw_shell);
-    REQUIRE_ONE_LINE(pUser->szMail);
-    REQUIRE_ONE_LINE(szUsersContainer);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(plistExtra);
+    if (!zafo::IsOneLine(pUser->szName)) return ZAFO_NOT_ONE_LINE("pUser->szName");
+    if (!zafo::IsOneLine(pUser->szFullname)) return ZAFO_NOT_ONE_LINE("pUser->szFullname");
+    if (!zafo::IsOneLine(pUser->pw_dir)) return ZAFO_NOT_ONE_LINE("pUser->pw_dir");
+    if (!zafo::IsOneLine(pUser->pw_shell)) return ZAFO_NOT_ONE_LINE("pUser->pw_shell");
+    if (!zafo::IsOneLine(pUser->szMail)) return ZAFO_NOT_ONE_LINE("pUser->szMail");
+    if (!zafo::IsOneLine(szUsersContainer)) return ZAFO_NOT_ONE_LINE("szUsersContainer");
+    if (!zafo::IsOneLine(pHost->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(plistExtra)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(plistExtra)");
     return 0;
 }
 
@@ -106,13 +84,15 @@ int MakePasswordValue(const ZAFOUSER &user, const PASSWORD_KIND &kind, std::stri
 }
 
 // Neither may fail the creation: what cannot be made is written as an empty value.
-void MakeSambaTexts(const ZAFOLDAP_HOST *pHost, const char *szClearPasswd, MADE_TEXTS *pMade) {
+void MakeSambaTexts(const ZAFOLDAP_HOST *pHost, const char *szClearPasswd, zafo::NewUser *pEntry) {
     if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) == 0) return;
-    ZAFOLDAPSambaSIDGen(pHost, pMade->szSID, sizeof pMade->szSID);
-    if (szClearPasswd != nullptr) {
-        zafo::Ended(pMade->szNtHash,
-                    QLIBSmbNtEncrypt(szClearPasswd, pMade->szNtHash, sizeof pMade->szNtHash));
-    }
+    char szSID[zafo::kSidSize] = "";
+    ZAFOLDAPSambaSIDGen(pHost, szSID, sizeof szSID);
+    pEntry->sid = szSID;
+    if (szClearPasswd == nullptr) return;
+    char szNtHash[zafo::kNtHashSize] = "";
+    zafo::Ended(szNtHash, QLIBSmbNtEncrypt(szClearPasswd, szNtHash, sizeof szNtHash));
+    pEntry->nt_hash = szNtHash;
 }
 
 void LogRefusal(const char *szName, const PASSWORD_KIND &kind) {
@@ -125,30 +105,24 @@ void LogRefusal(const char *szName, const PASSWORD_KIND &kind) {
     }
 }
 
-int AddEntry(const ZAFOLDAP_HOST *pHost, ZAFOUSER *pUser, const QLIBSZLIST *plistExtra,
+int AddEntry(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser, const QLIBSZLIST *plistExtra,
              const std::string &dn, const PASSWORD_KIND &kind) {
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    MADE_TEXTS made;
-    if (MakePasswordValue(*pUser, kind, &made.passwd) != 0) return -1;
-    const char *szClearPasswd = kind.blClear ? pUser->szPasswd : nullptr;
-    MakeSambaTexts(pHost, szClearPasswd, &made);
-    {
-        const LentPassword lent(pUser, made.passwd.data());
-        zafo::WriteUserRecord(file.get(), pHost->nSchema,
-                              {.pUser = pUser,
-                               .szDN = dn.c_str(),
-                               .szSID = made.szSID,
-                               .szNtHash = szClearPasswd != nullptr ? made.szNtHash : nullptr,
-                               .tNow = std::time(nullptr),
-                               .plistExtra = plistExtra});
-    }
+    zafo::NewUser entry{};
+    entry.user = pUser;
+    entry.dn = dn;
+    if (MakePasswordValue(*pUser, kind, &entry.password) != 0) return -1;
+    MakeSambaTexts(pHost, kind.blClear ? pUser->szPasswd : nullptr, &entry);
+    entry.now = std::time(nullptr);
+    entry.extra = plistExtra;
+    zafo::WriteUserRecord(file.get(), pHost->nSchema, entry);
     if (file.Apply(pHost) == 0) return 0;
     LogRefusal(pUser->szName, kind);
     return -1;
 }
 
-int Create(const ZAFOLDAP_HOST *pHost, ZAFOUSER *pUser, const QLIBSZLIST *plistExtra,
+int Create(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser, const QLIBSZLIST *plistExtra,
            const char *szUsersContainer, const PASSWORD_KIND &kind) {
     if (IsTaken(pHost, *pUser, kind)) return -1;
     const char *szContainer =
@@ -181,7 +155,7 @@ int ZAFOLDAPBrowserUserCreateWithCryptedPass(const ZAFOLDAP_HOST *pHost, ZAFOUSE
                                              const QLIBSZLIST *plistExtra,
                                              const char *szUsersContainer) {
     if (CheckArguments(pHost, pUser, plistExtra, szUsersContainer) != 0) return -1;
-    REQUIRE_ONE_LINE(pUser->szPasswd);
+    if (!zafo::IsOneLine(pUser->szPasswd)) return ZAFO_NOT_ONE_LINE("pUser->szPasswd");
 
     return zafo::Guarded(
         -1, [&] { return Create(pHost, pUser, plistExtra, szUsersContainer, kCrypted); });

@@ -10,6 +10,7 @@
 #include "accounts/password_attributes.h"
 #include "accounts/user_changes.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -53,14 +54,11 @@ int CheckLength(const std::string &dn) {
 }
 
 int ReadEntry(const REQUEST &request, ENTRY *pEntry) {
-    ZAFOUSER *pUser = nullptr;
-    const int nFound = ZAFOLDAPBrowserUserGet(request.pHost, request.szDN, &pUser, nullptr);
-    pEntry->user.reset(pUser);
-    if (nFound != 1) {
+    if (ZAFOLDAPBrowserUserGet(request.pHost, request.szDN, pEntry->user.Next(), nullptr) != 1) {
         ZAFO_LOG("get user %s failed. ", request.szDN);
         return -1;
     }
-    if (ZAFOLDAPSearchObjectClasses(request.pHost, request.szDN, zafo::kUserFilter,
+    if (ZAFOLDAPSearchObjectClasses(request.pHost, request.szDN, zafo::kUsers.szFilter,
                                     &pEntry->nClasses) != 0) {
         ZAFO_LOG("get object classes of %s failed. [0x%04X]", request.szDN, zafo::PlatformError());
         return -1;
@@ -108,8 +106,9 @@ int CheckPassword(const REQUEST &request) {
     return -1;
 }
 
-// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does not end
-// it. What the platform says of the RDN is no help, which it may have written in another way.
+// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does
+// not end it. What the platform says of the RDN is no help, which it may have written in another
+// way.
 const char *AfterRDN(const char *szDN) {
     bool blQuoted = false;
     for (; *szDN != '\0' && (blQuoted || *szDN != ','); ++szDN) {
@@ -210,8 +209,7 @@ bool IsChangeRequested(const REQUEST &request) {
 
 int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const ZAFOUSER *pUser,
                             const int *pBlDisallowChPasswd, const long *plExpire) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
     const REQUEST request{pHost, szUserDN, pUser, pBlDisallowChPasswd, plExpire};
@@ -221,13 +219,14 @@ int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *pHost, const char *szUserDN, co
             "pUser->pw_dir || pUser->pw_shell || pUser->szFullname || pUser->szPasswd || "
             "pUser->szMail || pBlDisallowChPasswd || plExpire");
     }
-    REQUIRE_ONE_LINE(szUserDN);
-    REQUIRE_ONE_LINE(pUser->szName);
-    REQUIRE_ONE_LINE(pUser->pw_dir);
-    REQUIRE_ONE_LINE(pUser->pw_shell);
-    REQUIRE_ONE_LINE(pUser->szFullname);
-    REQUIRE_ONE_LINE(pUser->szMail);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);  // in the groups
+    if (!zafo::IsOneLine(szUserDN)) return ZAFO_NOT_ONE_LINE("szUserDN");
+    if (!zafo::IsOneLine(pUser->szName)) return ZAFO_NOT_ONE_LINE("pUser->szName");
+    if (!zafo::IsOneLine(pUser->pw_dir)) return ZAFO_NOT_ONE_LINE("pUser->pw_dir");
+    if (!zafo::IsOneLine(pUser->pw_shell)) return ZAFO_NOT_ONE_LINE("pUser->pw_shell");
+    if (!zafo::IsOneLine(pUser->szFullname)) return ZAFO_NOT_ONE_LINE("pUser->szFullname");
+    if (!zafo::IsOneLine(pUser->szMail)) return ZAFO_NOT_ONE_LINE("pUser->szMail");
+    if (!zafo::IsOneLine(pHost->szBaseDN))
+        return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");  // in the groups
 
     return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] { return Edit(request); });
 }

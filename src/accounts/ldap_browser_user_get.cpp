@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "frame/log.h"
 #include "zafoldap/user.h"
 
@@ -52,8 +53,7 @@ int MakeUser(const zafo::OpenSearch &entry, const char *szNameAttr, ZAFOUSER **p
 
 int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *pHost, const char *szUserDN, ZAFOUSER **ppUser,
                              ZAFOLDAP_RESULT *pResult, const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
     if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (ppUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUser");

@@ -14,6 +14,7 @@
 #include "accounts/account_search.h"
 #include "accounts/automount_value.h"
 #include "accounts/ldap_mount.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -45,10 +46,8 @@ void MakeMissingFolder(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const c
     const std::string folder = zafo::HomeFolder(szName);
     struct stat status;
     if (stat(folder.c_str(), &status) == 0) return;
-    ZAFOUSER *pFound = nullptr;
-    const int nFound = ZAFOLDAPBrowserUserGet(pHost, szUserDN, &pFound, nullptr);
-    const zafo::User user(pFound);
-    if (nFound != 1) {
+    zafo::User user;
+    if (ZAFOLDAPBrowserUserGet(pHost, szUserDN, user.Next(), nullptr) != 1) {
         ZAFO_LOG("get user info [%s] failed. [0x%04X]", szUserDN, zafo::PlatformError());
         return;
     }
@@ -114,16 +113,14 @@ int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
 
 int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost,
                                      const char *szHomeFolderPath) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
     if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
     return zafo::Guarded(-1, [=] { return CreateAll(pHost, szHost, szHomeFolderPath); });
 }
 
 int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
 
     return zafo::Guarded(-1, [=] {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether a connection can be used for accounts.
-#include "core/own_host.h"
+#include "core/own_record.h"
 #include "frame/log.h"
 #include "platform/ldap.h"
 #include "zafoldap/browser.h"
@@ -16,14 +16,11 @@ constexpr unsigned int kNeededClasses = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_
                                         ZAFOLDAP_CLASS_INET_ORG_PERSON |
                                         ZAFOLDAP_CLASS_SHADOW_ACCOUNT;
 
-const char *ErrorKey() {
-    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
-}
-
 int CheckListing(const ZAFOLDAP_HOST &host) {
     if (ZAFOLDAPPosixCheckEnumUser(&host) == 0) return 0;
     ZAFO_LOG("check enum failed, dn=[%s], %s (%d)",
-             host.szBindDN != nullptr ? host.szBindDN : "(null)", ErrorKey(), ZAFOLDAPErrGet());
+             host.szBindDN != nullptr ? host.szBindDN : "(null)", zafo::ErrorKey(),
+             ZAFOLDAPErrGet());
     return -1;
 }
 
@@ -33,11 +30,11 @@ int CheckBinding() {
         return -1;
     }
     zafo::OwnHost binding;
-    if (ZAFOLDAPHostInitByBindConfig(&binding.host) < 1) {
+    if (ZAFOLDAPHostInitByBindConfig(&binding) < 1) {
         ZAFO_DEBUG_LOG("get bind info failed");
         return -1;
     }
-    return CheckListing(binding.host);
+    return CheckListing(binding);
 }
 
 // A server that lacks a class is told by the library error alone; the check itself has passed.
@@ -48,9 +45,9 @@ void JudgeClasses(unsigned int nSchema) {
 
 int CheckSavedConnection(const char *szSection) {
     zafo::OwnHost saved;
-    if (ZAFOLDAPHostInitByBrowserConfig(&saved.host, szSection) < 1) return -1;
-    const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved.host);
-    if (nResult >= 0) JudgeClasses(saved.host.nSchema);
+    if (ZAFOLDAPHostInitByBrowserConfig(&saved, szSection) < 1) return -1;
+    const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved);
+    if (nResult >= 0) JudgeClasses(saved.nSchema);
     return nResult;
 }
 
@@ -60,13 +57,14 @@ int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
     if (pHost == nullptr) return CheckBinding();
     if (CheckListing(*pHost) != 0) return -1;
     zafo::OwnHost clone;  // the caller's record keeps its schema bits
-    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) {
+    if (ZAFOLDAPHostClone(&clone, pHost) != 0) {
         ZAFO_DEBUG_LOG("clone host info failed");
         return -1;
     }
-    const int nResult = ZAFOLDAPHostGetSupportedSchema(&clone.host);
+    const int nResult = ZAFOLDAPHostGetSupportedSchema(&clone);
     if (nResult < 0) {
-        ZAFO_LOG("get support schema failed(%d), %s (%d)", nResult, ErrorKey(), ZAFOLDAPErrGet());
+        ZAFO_LOG("get support schema failed(%d), %s (%d)", nResult, zafo::ErrorKey(),
+                 ZAFOLDAPErrGet());
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
         return -1;
     }
@@ -78,8 +76,8 @@ int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
     const int nResult = ZAFOLDAPPosixCheckEnumUser(pHost);
     if (nResult < 0) return nResult;
     zafo::OwnHost clone;
-    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) return nResult;
-    if (ZAFOLDAPHostGetSupportedSchema(&clone.host) < 0) return nResult;
-    JudgeClasses(clone.host.nSchema);
+    if (ZAFOLDAPHostClone(&clone, pHost) != 0) return nResult;
+    if (ZAFOLDAPHostGetSupportedSchema(&clone) < 0) return nResult;
+    JudgeClasses(clone.nSchema);
     return nResult;
 }

@@ -19,8 +19,8 @@ namespace {
 constexpr const char *kMountTool = "/bin/mount";
 constexpr const char *kUnmountTool = "/bin/umount";
 
-// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it may
-// hold lines of its own.
+// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it
+// may hold lines of its own.
 bool IsNfs(const char *szHomePath) {
     const char *szFault = zafo::FaultOfNfsSource(szHomePath);
     if (szFault == nullptr) return true;

@@ -2,14 +2,14 @@
 //
 // Whether users can be listed at all, and the name of one account.
 #include "accounts/account_kind.h"
+#include "core/check_connection.h"
 #include "core/open_search.h"
+#include "core/result_codes.h"
 #include "frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 
 namespace {
-
-constexpr int kSizeLimitExceeded = 4;  // LDAP result code sizeLimitExceeded
 
 // Several names are as bad as a failure: nobody could say which one is meant.
 int NameOf(const ZAFOLDAP_HOST *pHost, const zafo::ACCOUNT_KIND &kind, const char *szDN,
@@ -32,8 +32,7 @@ int ZAFOLDAPPosixGetGroupCN(const ZAFOLDAP_HOST *pHost, const char *szDN, char *
 }
 
 int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
 
     zafo::OpenSearch search;
     if (ZAFOLDAPBrowserUserEnumRequestInit(&search.request) != 0) {
@@ -49,7 +48,7 @@ int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
     while (nFound == 1)
         nFound = search.Next();
     // Of many users the server gives one and says that it stopped there.
-    if (nFound < 0 && search.result.nExitCode != kSizeLimitExceeded) return -1;
+    if (nFound < 0 && search.result.nExitCode != zafo::kSizeLimitExceeded) return -1;
     ZAFOLDAPErrReset();
     return 0;
 }

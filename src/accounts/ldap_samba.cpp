@@ -17,6 +17,7 @@
 #include "accounts/account_kind.h"
 #include "accounts/account_record.h"
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -29,7 +30,6 @@
 
 namespace {
 
-constexpr int kNoSuchObject = 32;  // LDAP result code
 constexpr size_t kMaxText = 1024;
 constexpr size_t kMaxSID = 256;
 
@@ -82,25 +82,35 @@ std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
     return IfItFits(std::string("sambaDomainName=") + szDomain + "," + BaseDN(host));
 }
 
-// The number of values, as ZAFOLDAPSearchGetValueByDN; 0 also when there is no such entry.
-// Without a value the buffer stays as it was.
-int ReadIfThere(const ZAFOLDAP_HOST *pHost, const std::string &dn, const char *szAttr, char *szBuf,
-                size_t cbBuf) {
-    const char cFirst = szBuf[0];
-    const int nEarlier = ZAFOLDAPErrGet();
-    ZAFOLDAPErrReset();
-    int nFound = ZAFOLDAPSearchGetValueByDN(pHost, dn.c_str(), nullptr, szAttr, szBuf, cbBuf);
-    if (nFound < 0 && ZAFOLDAPErrGet() == kNoSuchObject) nFound = 0;
-    if (ZAFOLDAPErrGet() == 0) ZAFOLDAPErrSet(nEarlier);
-    if (nFound == 0) szBuf[0] = cFirst;
-    return nFound;
+enum class Found {
+    kValue,
+    kNone,  // no such entry, or one without a value; the buffer stays as it was
+    kFailed,
+};
+
+Found ReadValue(const ZAFOLDAP_HOST *host, const std::string &dn, const char *attribute,
+                char *buffer, size_t size) {
+    zafo::List values;
+    zafo::OpenSearch search;
+    search.AskFor({attribute});
+    search.request.szBase = dn.c_str();
+    search.request.blBaseAsIs = 1;
+    const int found = search.Open(host) == 0 ? search.NextIfThere() : -1;
+    if (found < 0) return Found::kFailed;
+    if (found == 0) return Found::kNone;
+    const int count = ZAFOLDAPResultGetAll(&search.result, attribute, values.address());
+    if (count <= 0) return count == 0 ? Found::kNone : Found::kFailed;
+    zafo::CopyText(values[0], buffer, size);
+    return Found::kValue;
 }
 
 int ReadXid(const ZAFOLDAP_HOST *pHost, int type, char *szBuf, size_t cbBuf) {
     const XID &xid = kXids[type];
     const auto dn = xid.szEntry != nullptr ? PoolDN(*pHost, xid.szEntry) : DomainDN(*pHost);
     if (!dn) return -1;
-    if (ReadIfThere(pHost, *dn, xid.szAttr, szBuf, cbBuf) >= 0) return 0;
+    const Found found = zafo::Guarded(
+        Found::kFailed, [&] { return ReadValue(pHost, *dn, xid.szAttr, szBuf, cbBuf); });
+    if (found != Found::kFailed) return 0;
     ZAFO_LOG("get %s [%d] failed.", xid.szAttr, type);
     return -1;
 }
@@ -201,8 +211,7 @@ int GenerateSID(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID) {
 
 int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_t *pNext,
                            void *pTruck) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
     if (pNext == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pNext");
     if (pTruck == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pTruck");
@@ -218,8 +227,7 @@ int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_
 }
 
 int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *pHost, char *szBuf, size_t cbBuf, int type) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szBuf == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szBuf");
     if (cbBuf == 0) return ZAFO_BAD_ARGUMENT("0 < cbBuf");
 
@@ -231,8 +239,7 @@ int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *pHost, char *szBuf, size_t cbBuf, i
 }
 
 int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, int type) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
 
     char szValue[kMaxText] = "";
@@ -245,20 +252,17 @@ int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, int t
 }
 
 int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [=] { return Generate(pHost, kUidPool); });
 }
 
 int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [=] { return Generate(pHost, kGidPool); });
 }
 
 int ZAFOLDAPSambaSIDGen(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szSID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSID");
     if (cbSID == 0) return ZAFO_BAD_ARGUMENT("0 < cbSID");
     return zafo::Guarded(-1, [=] { return GenerateSID(pHost, szSID, cbSID); });

@@ -25,16 +25,16 @@ void WriteUnlessEmpty(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szVa
     if (!IsEmpty(szValue)) WriteValue(pLDIF, szAttr, szValue);
 }
 
-void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
+void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NewUser & /*user*/) {
     WriteValue(pLDIF, "objectClass", "top");
 }
 
-void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    const ZAFOUSER &account = *user.pUser;
+void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NewUser &user) {
+    const ZAFOUSER &account = *user.user;
     WriteValue(pLDIF, "cn", account.szName);
     WriteValue(pLDIF, "uid", account.szName);
     WriteUnlessEmpty(pLDIF, "gecos", account.szFullname);
-    WriteValue(pLDIF, "userPassword", account.szPasswd);
+    WriteValue(pLDIF, "userPassword", user.password.c_str());
     ZAFOLDAPLdifAttr(pLDIF, "uidNumber", "%lu", static_cast<unsigned long>(account.pw_uid));
     ZAFOLDAPLdifAttr(pLDIF, "gidNumber", "%lu", static_cast<unsigned long>(account.pw_gid));
     WriteValue(pLDIF, "loginShell", IsEmpty(account.pw_shell) ? "/bin/sh" : account.pw_shell);
@@ -46,55 +46,55 @@ void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
     WriteValue(pLDIF, "objectClass", "posixAccount");
 }
 
-void WriteShadow(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    ZAFOLDAPLdifAttr(pLDIF, "shadowLastChange", "%lu", DaysOf(user.tNow));
-    ZAFOLDAPLdifAttr(pLDIF, "shadowMin", "%d", ShadowMin(user.pUser->blDisallowChangePasswd));
+void WriteShadow(ZAFOLDAP_LDIF *pLDIF, const NewUser &user) {
+    ZAFOLDAPLdifAttr(pLDIF, "shadowLastChange", "%lu", DaysOf(user.now));
+    ZAFOLDAPLdifAttr(pLDIF, "shadowMin", "%d", ShadowMin(user.user->blDisallowChangePasswd));
     WriteValue(pLDIF, "shadowMax", "99999");
     WriteValue(pLDIF, "shadowWarning", "7");
-    ZAFOLDAPLdifAttr(pLDIF, "shadowExpire", "%ld", user.pUser->nExpire);
+    ZAFOLDAPLdifAttr(pLDIF, "shadowExpire", "%ld", user.user->nExpire);
     WriteValue(pLDIF, "shadowInactive", "0");
     WriteValue(pLDIF, "shadowFlag", "0");
     WriteValue(pLDIF, "objectClass", "shadowAccount");
 }
 
-void WritePerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteValue(pLDIF, "sn", user.pUser->szName);
+void WritePerson(ZAFOLDAP_LDIF *pLDIF, const NewUser &user) {
+    WriteValue(pLDIF, "sn", user.user->szName);
     WriteValue(pLDIF, "objectClass", "person");
 }
 
-void WriteOrganizationalPerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
+void WriteOrganizationalPerson(ZAFOLDAP_LDIF *pLDIF, const NewUser & /*user*/) {
     WriteValue(pLDIF, "objectClass", "organizationalPerson");
 }
 
-void WriteInetOrgPerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteUnlessEmpty(pLDIF, "mail", user.pUser->szMail);
+void WriteInetOrgPerson(ZAFOLDAP_LDIF *pLDIF, const NewUser &user) {
+    WriteUnlessEmpty(pLDIF, "mail", user.user->szMail);
     WriteValue(pLDIF, "objectClass", "inetOrgPerson");
 }
 
-void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
+void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NewUser & /*user*/) {
     WriteValue(pLDIF, "objectClass", "apple-user");
     WriteValue(pLDIF, "authAuthority", ";basic;");
 }
 
-void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteValue(pLDIF, "sambaSID", user.szSID);
-    if (user.szNtHash != nullptr) {
-        WriteValue(pLDIF, "sambaNTPassword", user.szNtHash);
+void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NewUser &user) {
+    WriteValue(pLDIF, "sambaSID", user.sid.c_str());
+    if (user.nt_hash) {
+        WriteValue(pLDIF, "sambaNTPassword", user.nt_hash->c_str());
         WriteValue(pLDIF, "sambaLMPassword", kNoLmHash);
     }
     WriteValue(pLDIF, "sambaPasswordHistory", kNoPasswordHistory);
-    ZAFOLDAPLdifAttr(pLDIF, "sambaPwdLastSet", "%lu", static_cast<unsigned long>(user.tNow));
+    ZAFOLDAPLdifAttr(pLDIF, "sambaPwdLastSet", "%lu", static_cast<unsigned long>(user.now));
     WriteValue(pLDIF, "sambaAcctFlags", kNormalUser);
-    WriteFormatText(pLDIF, "displayName", user.pUser->szName);
+    WriteFormatText(pLDIF, "displayName", user.user->szName);
     WriteValue(pLDIF, "objectClass", "sambaSamAccount");
     WriteValue(pLDIF, "objectClass", "sambaIdmapEntry");
 }
 
-void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
+void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NewUser & /*user*/) {
     WriteValue(pLDIF, "objectClass", "extensibleObject");
 }
 
-constexpr ATTRIBUTE_GROUP<NEW_USER> kGroups[] = {
+constexpr ATTRIBUTE_GROUP<NewUser> kUserAttributes[] = {
     {ZAFOLDAP_CLASS_TOP, WriteTop},
     {ZAFOLDAP_CLASS_POSIX_ACCOUNT, WritePosix},
     {ZAFOLDAP_CLASS_SHADOW_ACCOUNT, WriteShadow},
@@ -108,8 +108,8 @@ constexpr ATTRIBUTE_GROUP<NEW_USER> kGroups[] = {
 
 }  // namespace
 
-void WriteUserRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_USER &user) {
-    WriteNewEntry(pLDIF, nSchema, kGroups, user);
+void WriteUserRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NewUser &user) {
+    WriteNewEntry(pLDIF, nSchema, kUserAttributes, user);
 }
 
 }  // namespace zafo

@@ -8,8 +8,8 @@
 
 namespace zafo {
 
-// Reads a directive of a configuration file: 1; 0 there is none; -1. Platforms that find one return 1, also
-// when it has no value, or 0: then what the buffer holds decides.
+// Reads a directive of a configuration file: 1; 0 there is none; -1. Platforms that find one return
+// 1, also when it has no value, or 0: then what the buffer holds decides.
 template <size_t N>
 int ReadDirective(const char *szConf, const char *szKey, char (&szValue)[N]) {
     std::memset(szValue, 0, N);

@@ -31,7 +31,8 @@ class Copy {
     std::string text_;
 };
 
-// The list may have moved: every field that is set points at its item again. Whether all were given.
+// The list may have moved: every field that is set points at its item again. Whether all were
+// given.
 bool PointAtItems(ZAFOLDAP_HOST *pHost) {
     bool blAll = true;
     for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {

@@ -150,13 +150,11 @@ int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *pHost, const char *szSection)
     if (SetFromSection(pHost, map.get()) != 0) return -1;
 
     if (ZAFOLDAPBrowserCheckServerType(pHost) != 0) {
-        ZAFO_DEBUG_LOG("check server type failed, %s (%d)",
-                       ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+        ZAFO_DEBUG_LOG("check server type failed, %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
         return 0;
     }
     if (ZAFOLDAPHostGetSupportedSchema(pHost) != 0) {
-        ZAFO_DEBUG_LOG("get support schema failed, %s (%d)",
-                       ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+        ZAFO_DEBUG_LOG("get support schema failed, %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
         return 0;
     }
     return 1;

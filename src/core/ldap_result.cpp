@@ -10,18 +10,6 @@
 #include "frame/log.h"
 #include "platform/process.h"
 
-// Every operation checks its record first.
-#define REQUIRE_ENTRY(failure)                                                               \
-    do {                                                                                     \
-        if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult"), failure; \
-        if (pResult->plistAttr == nullptr) {                                                 \
-            return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr"), failure;          \
-        }                                                                                    \
-        if (pResult->plistValue == nullptr) {                                                \
-            return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue"), failure;                \
-        }                                                                                    \
-    } while (false)
-
 namespace zafo {
 
 namespace {
@@ -30,6 +18,19 @@ namespace {
 bool HasName(const ZAFOLDAP_RESULT &result, int i, const char *szAttr) {
     const char *szName = QLIBCSzListGet(result.plistAttr, i);
     return szName != nullptr && strcasecmp(szName, szAttr) == 0;
+}
+
+// Every operation checks its record first.
+bool IsEntry(const ZAFOLDAP_RESULT *result, int line = __builtin_LINE()) {
+    const char *fault = nullptr;
+    if (result == nullptr) {
+        fault = "((void *)0) != pResult";
+    } else if (result->plistAttr == nullptr) {
+        fault = "((void *)0) != pResult->plistAttr";
+    } else if (result->plistValue == nullptr) {
+        fault = "NULL != pResult->plistValue";
+    }
+    return fault == nullptr || BadArgument(__FILE_NAME__, line, fault) == 0;
 }
 
 }  // namespace
@@ -78,7 +79,7 @@ int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESULT *pSrc) {
 }
 
 int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *szValue) {
-    REQUIRE_ENTRY(-1);
+    if (!zafo::IsEntry(pResult)) return -1;
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValue");
 
@@ -89,7 +90,7 @@ int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *
 }
 
 int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {
-    REQUIRE_ENTRY(-1);
+    if (!zafo::IsEntry(pResult)) return -1;
     if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");
 
     const int nPairs = pResult->plistValue->nItem;
@@ -103,7 +104,7 @@ int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {
 
 const char *ZAFOLDAPResultGetAt(const ZAFOLDAP_RESULT *pResult, int index, const char **pszValue) {
     if (pszValue != nullptr) *pszValue = nullptr;
-    REQUIRE_ENTRY(nullptr);
+    if (!zafo::IsEntry(pResult)) return nullptr;
     if (pszValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pszValue"), nullptr;
     if (index < 0) return ZAFO_BAD_ARGUMENT("0 <= index"), nullptr;
     if (index >= pResult->plistAttr->nItem) {
@@ -114,13 +115,13 @@ const char *ZAFOLDAPResultGetAt(const ZAFOLDAP_RESULT *pResult, int index, const
 }
 
 int ZAFOLDAPResultGetAttrCount(const ZAFOLDAP_RESULT *pResult) {
-    REQUIRE_ENTRY(-1);
+    if (!zafo::IsEntry(pResult)) return -1;
     return pResult->plistAttr->nItem;
 }
 
 int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
                          QLIBSZLIST **pplistValues) {
-    REQUIRE_ENTRY(-1);
+    if (!zafo::IsEntry(pResult)) return -1;
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValues");
     if (*pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValues");
@@ -138,7 +139,7 @@ int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
 }
 
 const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *szAttr) {
-    REQUIRE_ENTRY(nullptr);
+    if (!zafo::IsEntry(pResult)) return nullptr;
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr"), nullptr;
 
     for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
@@ -148,7 +149,7 @@ const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *s
 }
 
 int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult) {
-    REQUIRE_ENTRY(-1);
+    if (!zafo::IsEntry(pResult)) return -1;
     const int nAttr = QLIBCSzListRemoveAll(pResult->plistAttr);
     const int nValue = QLIBCSzListRemoveAll(pResult->plistValue);
     return nAttr < 0 || nValue < 0 ? -1 : 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <strings.h>
 
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "core/object_classes.h"
 #include "frame/guard.h"
@@ -33,8 +34,7 @@ int AddClassBits(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
 
 int ZAFOLDAPSearchObjectClasses(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szFilter,
                                 unsigned int *pSchema) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
     if (pSchema == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pSchema");
 

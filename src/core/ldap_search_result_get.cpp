@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/check_connection.h"
 #include "core/open_search.h"
 #include "frame/log.h"
 #include "zafoldap/search.h"
 
 int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                             ZAFOLDAP_RESULT_HANDLER pResultHandler, void *pData) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
     if (pResultHandler == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResultHandler");
 

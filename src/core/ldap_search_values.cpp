@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -46,8 +47,7 @@ int TakeAllValues(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
 
 int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                             const char *szAttr, QLIBSZLIST **pplistDN, QLIBSZLIST **pplistValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (pplistDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistDN");
@@ -76,8 +76,7 @@ int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_RE
 
 int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                              const char *szAttr, QLIBSZLIST **pplistValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValue");
@@ -96,8 +95,7 @@ int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_R
 
 int ZAFOLDAPSearchGetValueByDN(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szFilter,
                                const char *szAttr, char *szValue, size_t cbValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
     if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
     if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
     if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");

@@ -20,8 +20,8 @@ inline void FreeList(QLIBSZLIST *pList) {
     if (pList != nullptr) QLIBCSzListFree(pList);
 }
 
-// The item of an index that the list has. One that is not given all the same was lost for want of memory:
-// throws std::bad_alloc.
+// The item of an index that the list has. One that is not given all the same was lost for want of
+// memory: throws std::bad_alloc.
 inline const char *ItemAt(const QLIBSZLIST *pList, int i) {
     const char *szItem = QLIBCSzListGet(pList, i);
     if (szItem == nullptr) throw std::bad_alloc();
@@ -64,8 +64,8 @@ inline Map MakeMap() {
     return Map(QLIBCSzHashAlloc(kListCapacity));
 }
 
-// A new list with the capacity and the items of `pSource`, those left out that are NULL; nullptr when it
-// cannot be made.
+// A new list with the capacity and the items of `pSource`, those left out that are NULL; nullptr
+// when it cannot be made.
 inline QLIBSZLIST *CloneList(const QLIBSZLIST *pSource) {
     QLIBSZLIST *pList = QLIBCSzListAlloc(pSource->nCapacity);
     if (pList == nullptr) return nullptr;

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <new>
 
+#include "core/result_codes.h"
 #include "zafoldap/search.h"
 
 namespace zafo {
@@ -27,6 +28,12 @@ class OpenSearch {
     // As ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext.
     int Open(const ZAFOLDAP_HOST *pHost) { return ZAFOLDAPSearchInit(pHost, &request, &result); }
     int Next() { return ZAFOLDAPSearchGetNext(&request, &result); }
+
+    // The same; 0 also when there is no entry at the base.
+    int NextIfThere() {
+        const int found = Next();
+        return found < 0 && result.nExitCode == kNoSuchObject ? 0 : found;
+    }
 
     // The first value of an attribute of the current entry, or NULL.
     const char *First(const char *szAttr) const { return ZAFOLDAPResultGetFirst(&result, szAttr); }

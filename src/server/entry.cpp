@@ -14,7 +14,7 @@ namespace {
 int CheckDN(const std::string &dn) {
     const char *szDN = dn.c_str();
     if (*szDN == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *szDN");
-    REQUIRE_ONE_LINE(szDN);
+    if (!IsOneLine(szDN)) return ZAFO_NOT_ONE_LINE("szDN");
     return FitsDN(dn) ? 0 : -1;
 }
 

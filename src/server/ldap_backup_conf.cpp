@@ -54,16 +54,18 @@ class ConfLock {
     int fd_;
 };
 
-// Whether the section is there and can be read; -1 when only memory was missing, which says nothing
+enum class Section { kRead, kNone, kNoMemory };
+
+// A section that cannot be read is as good as none, but for want of memory, which says nothing
 // about the file. An earlier reason is not taken for one: not every platform gives one here.
-int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
+Section LoadSection(const char *szTask, QLIBSZHASH *pMap) {
     const int nEarlier = QLIBCErrGet();
     QLIBCErrSet(QLIB_ERR_NONE);
     const int nPairs = QLIBCFileGetSection(kBackupConf, szTask, pMap);
     const int nReason = QLIBCErrGet();
     if (nReason == QLIB_ERR_NONE) QLIBCErrSet(nEarlier);
-    if (nPairs > 0) return 1;
-    return nPairs < 0 && nReason == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
+    if (nPairs > 0) return Section::kRead;
+    return nPairs < 0 && nReason == QLIB_ERR_OUT_OF_MEMORY ? Section::kNoMemory : Section::kNone;
 }
 
 int FailForMemory() {
@@ -205,9 +207,9 @@ int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
     if (map == nullptr) return FailForMemory();
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
-    const int nLoaded = LoadSection(szTask, map.get());
-    if (nLoaded < 0) return -1;
-    if (nLoaded == 0 && QLIBCFileAddSection(kBackupConf, szTask, map.get(), 0) < 0) {
+    const Section section = LoadSection(szTask, map.get());
+    if (section == Section::kNoMemory) return -1;
+    if (section == Section::kNone && QLIBCFileAddSection(kBackupConf, szTask, map.get(), 0) < 0) {
         return LogSaveFailure(szTask);
     }
     if (SetSchedule(config, map.get()) < 0) return -1;

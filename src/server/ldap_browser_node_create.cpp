@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/one_line.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -9,6 +10,13 @@
 #include "zafoldap/server.h"
 
 namespace {
+
+bool HasBase(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
+    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
+    if (host->szBaseDN != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line, "((void *)0) != pHost->szBaseDN");
+    return false;
+}
 
 int CreateNode(const ZAFOLDAP_HOST &host, const char *szNodeName) {
     if (zafo::AddEntry(host, zafo::Container(szNodeName, host.szBaseDN)) == 0) return 0;
@@ -32,23 +40,14 @@ int CreateRootNode(const ZAFOLDAP_HOST &host) {
 
 }  // namespace
 
-#define REQUIRE_HOST()                                                                 \
-    do {                                                                               \
-        if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");        \
-        if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri"); \
-        if (pHost->szBaseDN == nullptr) {                                              \
-            return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");                \
-        }                                                                              \
-    } while (false)
-
 int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *pHost, const char *szNodeName) {
-    REQUIRE_HOST();
+    if (!HasBase(pHost)) return -1;
     if (szNodeName == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
-    REQUIRE_ONE_LINE(szNodeName);
+    if (!zafo::IsOneLine(szNodeName)) return ZAFO_NOT_ONE_LINE("szNodeName");
     return zafo::Guarded(-1, [=] { return CreateNode(*pHost, szNodeName); });
 }
 
 int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *pHost) {
-    REQUIRE_HOST();
+    if (!HasBase(pHost)) return -1;
     return zafo::Guarded(-1, [=] { return CreateRootNode(*pHost); });
 }

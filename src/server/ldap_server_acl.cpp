@@ -85,24 +85,29 @@ int Write(const char *szPath, const char *szSuffix) {
     return 0;
 }
 
+// A line break in the suffix would be another rule.
+bool HasSuffix(const ZAFOLDAP_SERVER_PARAM *params, int line = __builtin_LINE()) {
+    const char *fault = nullptr;
+    if (params == nullptr) {
+        fault = "((void *)0) != pParms";
+    } else if (params->szSuffix == nullptr) {
+        fault = "NULL != pParms->szSuffix";
+    } else if (!zafo::IsOneLine(params->szSuffix)) {
+        fault = "NULL == strpbrk(pParms->szSuffix, \"\\r\\n\")";
+    }
+    return fault == nullptr || zafo::BadArgument(__FILE_NAME__, line, fault) == 0;
+}
+
 }  // namespace
 
-// A line break in the suffix would be another rule.
-#define REQUIRE_SUFFIX()                                                                       \
-    do {                                                                                       \
-        if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");              \
-        if (pParms->szSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pParms->szSuffix"); \
-        REQUIRE_ONE_LINE(pParms->szSuffix);                                                    \
-    } while (false)
-
 int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVER_PARAM *pParms) {
-    REQUIRE_SUFFIX();
+    if (!HasSuffix(pParms)) return -1;
     if (szPath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szPath");
     return zafo::Guarded(-1, [=] { return Write(szPath, pParms->szSuffix); });
 }
 
 int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms) {
-    REQUIRE_SUFFIX();
+    if (!HasSuffix(pParms)) return -1;
     ZAFO_DEBUG_LOG("gen tmp conf");
     char szTemp[kMaxPath] = "";
     if (zafo::Ended(szTemp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, szTemp, sizeof szTemp)) < 0) {

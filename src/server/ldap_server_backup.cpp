@@ -12,6 +12,7 @@
 #include <new>
 
 #include "core/ldap_browser_conf.h"
+#include "core/own_record.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/process.h"
@@ -28,15 +29,7 @@ constexpr const char *kProgram = "/usr/zafo/bin/zafoldapbackup";
 constexpr int kProgramOptions = 0xB3;
 constexpr const char *kPrefix = "zafoldap";
 
-class BackupConfig {
-  public:
-    BackupConfig() = default;
-    BackupConfig(const BackupConfig &) = delete;
-    BackupConfig &operator=(const BackupConfig &) = delete;
-    ~BackupConfig() { ZAFOLDAPBackupConfigFree(&config); }
-
-    ZAFOLDAP_BACKUP_CONFIG config{};
-};
+using BackupConfig = zafo::Own<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
 
 // --- Exit codes ---------------------------------------------------------------
 
@@ -125,11 +118,11 @@ int Run(const ZAFOLDAP_BACKUP_CONFIG *pConfig, Argument... szArguments) {
 
 int Backup() {
     BackupConfig own;
-    if (ZAFOLDAPBackupConfigGet(&own.config, nullptr) != 0) return -1;
+    if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
     if (ZAFOLDAPServerDBIsEmpty() != 0) return -1;
-    ZAFOLDAPBackupIsValidDest(own.config.szDestDir);
+    ZAFOLDAPBackupIsValidDest(own.szDestDir);
     // The program's wait status counts as its exit code here.
-    const int nResult = Run(&own.config);
+    const int nResult = Run(&own);
     if (nResult == 0) return 0;
     ZAFOLDAPServerBackupSetError(nResult);
     return -1;
@@ -163,9 +156,9 @@ int ZAFOLDAPServerRestore(const char *szBackupFile) {
 
 int ZAFOLDAPServerBackupSchedule(int blEnable) {
     BackupConfig own;
-    if (ZAFOLDAPBackupConfigGet(&own.config, nullptr) != 0) return -1;
+    if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
     if (blEnable != 0) {
-        if (ZAFOScheduleSet(&own.config.schedule, 0) >= 0) return 0;
+        if (ZAFOScheduleSet(&own.schedule, 0) >= 0) return 0;
         ZAFO_LOG("add ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }

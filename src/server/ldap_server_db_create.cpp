@@ -2,8 +2,9 @@
 //
 // The skeleton of a new database: the tree's base, containers for users and groups, the id pool
 // under "cn=zafoconf" (a sambaUnixIdPool entry for each of its pairs of numbers), the Samba domain.
-// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets its
-// name right before that, so that whatever is wrong with a name is told of the entry that it would be.
+// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets
+// its name right before that, so that whatever is wrong with a name is told of the entry that it
+// would be.
 #include <cstdlib>
 #include <cstring>
 #include <optional>
