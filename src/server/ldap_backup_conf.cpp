@@ -100,7 +100,8 @@ int MaxFileOf(const char *szText) {
     return n > 0 ? static_cast<int>(std::min<long>(n, INT_MAX)) : kDefaultMaxFile;
 }
 
-// The record's strings in the order in which they come; the list's block may move with each.
+// The record's strings in the order in which they come; the list's block may move with each. With
+// one that is lost the call ends: the numbers of those behind would be wrong.
 int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG::*pszField,
             const char *szText) {
     const char *ZAFOLDAP_BACKUP_CONFIG::*const kFields[] = {&ZAFOLDAP_BACKUP_CONFIG::szTask,
@@ -109,11 +110,13 @@ int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG:
     if (QLIBCSzListPush(&pConfig->plistBuffer, szText) < 0) return -1;
     pConfig->*pszField = szText;
     int i = 0;
+    bool blAll = true;
     for (const auto pszOther : kFields) {
         if (pConfig->*pszOther == nullptr) continue;
         pConfig->*pszOther = QLIBCSzListGet(pConfig->plistBuffer, i++);
+        if (pConfig->*pszOther == nullptr) blAll = false;
     }
-    return 0;
+    return blAll ? 0 : FailForMemory();
 }
 
 int ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
