@@ -8,18 +8,18 @@
 
 namespace zafo {
 
-struct ACCOUNT_KIND {
-    const char *szFilter;  // which entries are such accounts (RFC 2307 section 4)
-    const char *szNameAttr;
-    const char *szNumberAttr;
-    const char *szContainer;  // relative to the base DN, when the caller names none
-    int nNameTaken;           // library errors
-    int nNumberTaken;
-    int (*pfnFindByName)(const ZAFOLDAP_HOST *, const char *, char *, size_t);
-    int (*pfnCountByNumber)(const ZAFOLDAP_HOST *, unsigned int, QLIBSZLIST **);
+struct AccountKind {
+    const char *filter;  // which entries are such accounts (RFC 2307 section 4)
+    const char *name_attribute;
+    const char *number_attribute;
+    const char *container;  // relative to the base DN, when the caller names none
+    int name_taken;         // library errors
+    int number_taken;
+    int (*find_by_name)(const ZAFOLDAP_HOST *, const char *, char *, size_t);
+    int (*count_by_number)(const ZAFOLDAP_HOST *, unsigned int, QLIBSZLIST **);
 };
 
-inline constexpr ACCOUNT_KIND kUsers{
+inline constexpr AccountKind kUsers{
     "objectClass=posixAccount",
     "uid",
     "uidNumber",
@@ -29,7 +29,7 @@ inline constexpr ACCOUNT_KIND kUsers{
     ZAFOLDAPBrowserGetDNByUserUID,
     ZAFOLDAPBrowserUserEnumByUIDNumber,
 };
-inline constexpr ACCOUNT_KIND kGroups{
+inline constexpr AccountKind kGroups{
     "objectClass=posixGroup",
     "cn",
     "gidNumber",

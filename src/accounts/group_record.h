@@ -19,6 +19,6 @@ struct NewGroup {
     const QLIBSZLIST *extra;  // may be NULL
 };
 
-void WriteGroupRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NewGroup &group);
+void WriteGroupRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewGroup &group);
 
 }  // namespace zafo

@@ -47,9 +47,9 @@ const char *NameOf(const zafo::AccountOwner<Record> &account) {
 // --- The common shape ---------------------------------------------------------
 
 // Whether there is room for a list of names.
-bool Make(std::optional<zafo::List> *pList) {
+bool Make(std::optional<zafo::List> *list) {
     try {
-        pList->emplace();
+        list->emplace();
         return true;
     } catch (const std::bad_alloc &) {
         ZAFO_LOG("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
@@ -65,10 +65,10 @@ enum class Outcome {
 
 // Tries each account of a list in turn. -1 when one of them ends the batch.
 template <class Copy>
-int ForEach(const zafo::List &accounts, const char *szKind, const Copy &copy) {
-    ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), szKind);
+int ForEach(const zafo::List &accounts, const char *kind, const Copy &copy) {
+    ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), kind);
     for (int i = 0; i < accounts.size(); ++i) {
-        ZAFO_DEBUG_LOG("Try to add %s %d: %s", szKind, i, accounts[i]);
+        ZAFO_DEBUG_LOG("Try to add %s %d: %s", kind, i, accounts[i]);
         const Outcome outcome = copy(accounts[i]);
         if (outcome == Outcome::kEnd) return -1;
         if (outcome == Outcome::kDone) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
@@ -82,39 +82,38 @@ bool HasSamba(const ZAFOLDAP_HOST &host) {
 
 // --- Into the directory -------------------------------------------------------
 
-bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
-    char szLmHash[kHashSize] = "";
-    char szNtHash[kHashSize] = "";
-    const int nResult =
-        QLIBUserSmbPasswdGet(szName, szLmHash, sizeof szLmHash, szNtHash, sizeof szNtHash);
-    if (zafo::Ended(szLmHash, zafo::Ended(szNtHash, nResult)) != 0) {
-        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+bool AddSambaHashes(const char *name, zafo::List *extra) {
+    char lm_hash[kHashSize] = "";
+    char nt_hash[kHashSize] = "";
+    const int result = QLIBUserSmbPasswdGet(name, lm_hash, sizeof lm_hash, nt_hash, sizeof nt_hash);
+    if (zafo::Ended(lm_hash, zafo::Ended(nt_hash, result)) != 0) {
+        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", name, zafo::PlatformError());
         return false;
     }
-    const char *const rgItem[] = {"sambaNTPassword", szNtHash, "sambaLMPassword", szLmHash};
-    for (const char *szItem : rgItem)
-        pExtra->Push(szItem);
+    const char *const items[] = {"sambaNTPassword", nt_hash, "sambaLMPassword", lm_hash};
+    for (const char *item : items)
+        extra->Push(item);
     return true;
 }
 
-Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo::List *pExtra) {
-    if (QLIBCSzListRemoveAll(pExtra->get()) < 0) {  // the hashes of the user before
-        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *host, const char *name, zafo::List *extra) {
+    if (QLIBCSzListRemoveAll(extra->get()) < 0) {  // the hashes of the user before
+        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
     zafo::User user;
-    if (ZAFOUserGet(szName, user.Next()) != 0) {
-        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+    if (ZAFOUserGet(name, user.Next()) != 0) {
+        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    if (HasSamba(*pHost) && !AddSambaHashes(szName, pExtra)) return Outcome::kSkipped;
-    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.get(), pExtra->get(), nullptr) != 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    if (HasSamba(*host) && !AddSambaHashes(name, extra)) return Outcome::kSkipped;
+    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(host, user.get(), extra->get(), nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
     return Outcome::kDone;
 }
 
-int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
+int UsersToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     std::optional<zafo::List> extra;
     if (!Make(&names) || !Make(&extra)) return -1;
@@ -123,30 +122,30 @@ int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
         return -1;
     }
     return ForEach(*names, "user",
-                   [&](const char *szName) { return CopyUserToDirectory(pHost, szName, &*extra); });
+                   [&](const char *name) { return CopyUserToDirectory(host, name, &*extra); });
 }
 
-Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
-                             zafo::GroupDescription *pDescription) {
+Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *host, const char *name,
+                             zafo::GroupDescription *buffer) {
     zafo::Group group;
-    if (ZAFOGroupGet(szName, group.Next()) != 0) {
-        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+    if (ZAFOGroupGet(name, group.Next()) != 0) {
+        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const char *szDescription = "";
-    pDescription->Empty();
-    if (ZAFOGroupDescGet(szName, &pDescription->text, &pDescription->size) != 0) {
-        ZAFO_LOG("Get group %s description failed.[0x%04X]", szName, zafo::PlatformError());
-    } else if (pDescription->text != nullptr) {
-        szDescription = pDescription->text;
+    const char *description = "";
+    buffer->Empty();
+    if (ZAFOGroupDescGet(name, &buffer->text, &buffer->size) != 0) {
+        ZAFO_LOG("Get group %s description failed.[0x%04X]", name, zafo::PlatformError());
+    } else if (buffer->text != nullptr) {
+        description = buffer->text;
     }
-    if (ZAFOLDAPBrowserGroupCreate(pHost, group.get(), szDescription, nullptr, nullptr) != 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    if (ZAFOLDAPBrowserGroupCreate(host, group.get(), description, nullptr, nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
     return Outcome::kDone;
 }
 
-int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
+int GroupsToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     if (!Make(&names)) return -1;
     if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
@@ -154,8 +153,8 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
         return -1;
     }
     zafo::GroupDescription description;
-    return ForEach(*names, "group", [&](const char *szName) {
-        return CopyGroupToDirectory(pHost, szName, &description);
+    return ForEach(*names, "group", [&](const char *name) {
+        return CopyGroupToDirectory(host, name, &description);
     });
 }
 
@@ -164,27 +163,27 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
 // The numbers of a process that has not seeded them are known to everybody.
 void SeedOnce() {
     [[maybe_unused]] static const bool kSeeded = [] {
-        unsigned int nSeed = 0;
-        if (getrandom(&nSeed, sizeof nSeed, 0) != sizeof nSeed) {
-            nSeed = static_cast<unsigned int>(std::time(nullptr));
+        unsigned int seed = 0;
+        if (getrandom(&seed, sizeof seed, 0) != sizeof seed) {
+            seed = static_cast<unsigned int>(std::time(nullptr));
         }
-        std::srand(nSeed);
+        std::srand(seed);
         return true;
     }();
 }
 
 // What becomes of the password of a directory user.
-struct LOCAL_PASSWORD {
-    char *szRecord;        // of the local record; NULL: one with which nobody can log in
-    const char *szImport;  // crypt(5) hash to be stored; NULL: none
-    char szRandom[kPasswordSize];
+struct LocalPassword {
+    char *record;          // of the local record; NULL: one with which nobody can log in
+    const char *imported;  // crypt(5) hash to be stored; NULL: none
+    char random[kPasswordSize];
 };
 
-void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
-    char *szStored = user.szPasswd;
-    if (szStored != nullptr && strncasecmp(szStored, kCryptScheme, kCryptSchemeLength) == 0) {
-        pPassword->szRecord = szStored + kCryptSchemeLength;
-        pPassword->szImport = pPassword->szRecord;
+void TakePassword(const ZAFOUSER &user, LocalPassword *password) {
+    char *stored = user.szPasswd;
+    if (stored != nullptr && strncasecmp(stored, kCryptScheme, kCryptSchemeLength) == 0) {
+        password->record = stored + kCryptSchemeLength;
+        password->imported = password->record;
         return;
     }
     ZAFO_LOG(
@@ -192,29 +191,29 @@ void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
         "as possible.",
         user.szName);
     SeedOnce();
-    char *szRandom = pPassword->szRandom;
-    std::snprintf(szRandom, kPasswordSize, "%d-%d", std::rand(),
+    char *random = password->random;
+    std::snprintf(random, kPasswordSize, "%d-%d", std::rand(),
                   static_cast<int>(std::time(nullptr)));
     // The text itself must never be taken for a hash.
-    const bool blHashed = ZAFOLDAPEncryptPasswd(szRandom, szRandom, kPasswordSize) == 0;
-    pPassword->szRecord = blHashed ? szRandom : nullptr;
-    pPassword->szImport = nullptr;
+    const bool is_hashed = ZAFOLDAPEncryptPasswd(random, random, kPasswordSize) == 0;
+    password->record = is_hashed ? random : nullptr;
+    password->imported = nullptr;
 }
 
-bool IsUserNameFree(const char *szName, zafo::User *pLocal) {
-    if (ZAFOUserGetLocal(szName, pLocal->Next()) == 0) {
-        ZAFO_LOG("user name [%s] is occupied in local DB.", szName);
+bool IsUserNameFree(const char *name, zafo::User *local) {
+    if (ZAFOUserGetLocal(name, local->Next()) == 0) {
+        ZAFO_LOG("user name [%s] is occupied in local DB.", name);
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
-    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
-bool IsUidFree(uint32_t uid, zafo::User *pLocal) {
-    if (ZAFOUserGetLocalByUID(uid, pLocal->Next()) == 0) {
+bool IsUidFree(uint32_t uid, zafo::User *local) {
+    if (ZAFOUserGetLocalByUID(uid, local->Next()) == 0) {
         ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
-                 NameOf(*pLocal));
+                 NameOf(*local));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
@@ -224,10 +223,10 @@ bool IsUidFree(uint32_t uid, zafo::User *pLocal) {
 }
 
 bool IsRoomForAUser() {
-    const int nRemained = QLIBUserNumRemained();
-    if (nRemained > 0) return true;
-    if (nRemained < 0) {
-        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", nRemained, zafo::PlatformError());
+    const int remaining = QLIBUserNumRemained();
+    if (remaining > 0) return true;
+    if (remaining < 0) {
+        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", remaining, zafo::PlatformError());
     } else {
         ZAFO_LOG("The limit of local account has been reached.");
     }
@@ -235,94 +234,94 @@ bool IsRoomForAUser() {
 }
 
 // The Samba hashes of an entry, "" for one that it lacks.
-struct SAMBA_HASHES {
-    const char *szNt = "";
-    const char *szLm = "";
+struct SambaHashes {
+    const char *nt = "";
+    const char *lm = "";
 };
 
-SAMBA_HASHES SambaHashesOf(const zafo::OwnResult &entry, const char *szName) {
-    SAMBA_HASHES hashes;
-    if (const char *szNt = ZAFOLDAPResultGetFirst(&entry, "sambaNTPassword")) {
-        hashes.szNt = szNt;
+SambaHashes SambaHashesOf(const zafo::OwnResult &entry, const char *name) {
+    SambaHashes hashes;
+    if (const char *nt = ZAFOLDAPResultGetFirst(&entry, "sambaNTPassword")) {
+        hashes.nt = nt;
     } else {
-        ZAFO_LOG("get NT Hash failed. [%s] ", szName);
+        ZAFO_LOG("get NT Hash failed. [%s] ", name);
     }
-    if (const char *szLm = ZAFOLDAPResultGetFirst(&entry, "sambaLMPassword")) {
-        hashes.szLm = szLm;
+    if (const char *lm = ZAFOLDAPResultGetFirst(&entry, "sambaLMPassword")) {
+        hashes.lm = lm;
     } else {
-        ZAFO_LOG("get LM Hash failed. [%s] ", szName);
+        ZAFO_LOG("get LM Hash failed. [%s] ", name);
     }
     return hashes;
 }
 
-bool ImportPassword(const char *szName, const char *szCryptHash, const SAMBA_HASHES &samba) {
-    if (QLIBUserImportPasswd(&szName, &szCryptHash, &samba.szLm, &samba.szNt, 1) == 0) return true;
-    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+bool ImportPassword(const char *name, const char *crypt_hash, const SambaHashes &samba) {
+    if (QLIBUserImportPasswd(&name, &crypt_hash, &samba.lm, &samba.nt, 1) == 0) return true;
+    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
 // What the users of a batch go through on their way.
-struct USER_TRANSIT {
+struct UserTransit {
     zafo::User user;
     zafo::User local;
     zafo::OwnResult entry;
-    zafo::MultiResult multiResult;
+    zafo::MultiResult multi_result;
 };
 
-Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANSIT *pTransit) {
-    if (ZAFOLDAPBrowserUserGet(pHost, szDN, pTransit->user.Next(), &pTransit->entry) != 1) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+Outcome CopyUserToLocal(const ZAFOLDAP_HOST *host, const char *dn, UserTransit *transit) {
+    if (ZAFOLDAPBrowserUserGet(host, dn, transit->user.Next(), &transit->entry) != 1) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    ZAFOUSER user = *pTransit->user.get();  // with another password, its strings are borrowed
-    LOCAL_PASSWORD password;
+    ZAFOUSER user = *transit->user.get();  // with another password, its strings are borrowed
+    LocalPassword password;
     TakePassword(user, &password);
-    user.szPasswd = password.szRecord;
+    user.szPasswd = password.record;
 
-    if (!IsUserNameFree(user.szName, &pTransit->local)) return Outcome::kSkipped;
-    if (!IsUidFree(user.pw_uid, &pTransit->local)) return Outcome::kSkipped;
+    if (!IsUserNameFree(user.szName, &transit->local)) return Outcome::kSkipped;
+    if (!IsUidFree(user.pw_uid, &transit->local)) return Outcome::kSkipped;
     if (!IsRoomForAUser()) return Outcome::kEnd;
-    if (ZAFOUserSetOne(0, &user, pTransit->multiResult.get()) != 0) {
+    if (ZAFOUserSetOne(0, &user, transit->multi_result.get()) != 0) {
         ZAFO_LOG("ZAFOUserSet failed. [%s] [0x%04X]", user.szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    SAMBA_HASHES samba;
-    if (HasSamba(*pHost)) samba = SambaHashesOf(pTransit->entry, user.szName);
-    if (password.szImport != nullptr && !ImportPassword(user.szName, password.szImport, samba)) {
+    SambaHashes samba;
+    if (HasSamba(*host)) samba = SambaHashesOf(transit->entry, user.szName);
+    if (password.imported != nullptr && !ImportPassword(user.szName, password.imported, samba)) {
         return Outcome::kSkipped;
     }
     return Outcome::kDone;
 }
 
-int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
+int UsersToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
-    USER_TRANSIT transit;
+    UserTransit transit;
     if (ZAFOLDAPResultInit(&transit.entry) != 0) return -1;
-    transit.multiResult.reset(QLIBCMResultAlloc());
-    if (transit.multiResult == nullptr) return -1;
-    if (ZAFOLDAPBrowserUserEnumAll(pHost, dns->address(), nullptr) < 0) {
+    transit.multi_result.reset(QLIBCMResultAlloc());
+    if (transit.multi_result == nullptr) return -1;
+    if (ZAFOLDAPBrowserUserEnumAll(host, dns->address(), nullptr) < 0) {
         ZAFO_LOG("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
     return ForEach(*dns, "user",
-                   [&](const char *szDN) { return CopyUserToLocal(pHost, szDN, &transit); });
+                   [&](const char *dn) { return CopyUserToLocal(host, dn, &transit); });
 }
 
-bool IsGroupNameFree(const char *szName, zafo::Group *pLocal) {
-    if (ZAFOGroupGetLocal(szName, pLocal->Next()) == 0) {
-        ZAFO_LOG("group name [%s] is occupied in local DB.", szName);
+bool IsGroupNameFree(const char *name, zafo::Group *local) {
+    if (ZAFOGroupGetLocal(name, local->Next()) == 0) {
+        ZAFO_LOG("group name [%s] is occupied in local DB.", name);
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
-    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
-bool IsGidFree(uint32_t gid, zafo::Group *pLocal) {
-    if (ZAFOGroupGetLocalByGID(gid, pLocal->Next()) == 0) {
+bool IsGidFree(uint32_t gid, zafo::Group *local) {
+    if (ZAFOGroupGetLocalByGID(gid, local->Next()) == 0) {
         ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
-                 static_cast<unsigned long>(gid), NameOf(*pLocal));
+                 static_cast<unsigned long>(gid), NameOf(*local));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
@@ -331,17 +330,16 @@ bool IsGidFree(uint32_t gid, zafo::Group *pLocal) {
     return false;
 }
 
-Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, zafo::Group *pGroup,
-                         zafo::Group *pLocal) {
-    char szDescription[kDescriptionSize];  // the local database takes none
-    if (ZAFOLDAPBrowserGroupGet(pHost, szDN, pGroup->Next(), szDescription, sizeof szDescription) !=
-        1) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
+                         zafo::Group *local) {
+    char description[kDescriptionSize];  // the local database takes none
+    if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const ZAFOGROUP &group = *pGroup->get();
-    if (!IsGroupNameFree(group.szName, pLocal)) return Outcome::kSkipped;
-    if (!IsGidFree(group.nGid, pLocal)) return Outcome::kSkipped;
+    const ZAFOGROUP &group = *owner->get();
+    if (!IsGroupNameFree(group.szName, local)) return Outcome::kSkipped;
+    if (!IsGidFree(group.nGid, local)) return Outcome::kSkipped;
     if (ZAFOGroupSet(0, &group) != 0) {
         ZAFO_LOG("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
         return Outcome::kSkipped;
@@ -349,37 +347,37 @@ Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, zafo::Gro
     return Outcome::kDone;
 }
 
-int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
+int GroupsToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
-    if (ZAFOLDAPBrowserGroupEnumAll(pHost, dns->address(), nullptr) < 0) {
+    if (ZAFOLDAPBrowserGroupEnumAll(host, dns->address(), nullptr) < 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
     zafo::Group group;
     zafo::Group local;
     return ForEach(*dns, "group",
-                   [&](const char *szDN) { return CopyGroupToLocal(pHost, szDN, &group, &local); });
+                   [&](const char *dn) { return CopyGroupToLocal(host, dn, &group, &local); });
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    return zafo::Guarded(-1, [&] { return UsersToDirectory(pHost); });
+int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return UsersToDirectory(host); });
 }
 
-int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    return zafo::Guarded(-1, [&] { return GroupsToDirectory(pHost); });
+int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return GroupsToDirectory(host); });
 }
 
-int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    return zafo::Guarded(-1, [&] { return UsersToLocal(pHost); });
+int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return UsersToLocal(host); });
 }
 
-int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    return zafo::Guarded(-1, [&] { return GroupsToLocal(pHost); });
+int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return GroupsToLocal(host); });
 }

@@ -38,32 +38,32 @@ int CheckBinding() {
 }
 
 // A server that lacks a class is told by the library error alone; the check itself has passed.
-void JudgeClasses(unsigned int nSchema) {
-    if ((nSchema & kNeededClasses) == kNeededClasses) return;
+void JudgeClasses(unsigned int schema) {
+    if ((schema & kNeededClasses) == kNeededClasses) return;
     ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
 }
 
-int CheckSavedConnection(const char *szSection) {
+int CheckSavedConnection(const char *section) {
     zafo::OwnHost saved;
-    if (ZAFOLDAPHostInitByBrowserConfig(&saved, szSection) < 1) return -1;
-    const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved);
-    if (nResult >= 0) JudgeClasses(saved.nSchema);
-    return nResult;
+    if (ZAFOLDAPHostInitByBrowserConfig(&saved, section) < 1) return -1;
+    const int result = ZAFOLDAPPosixCheckEnumUser(&saved);
+    if (result >= 0) JudgeClasses(saved.nSchema);
+    return result;
 }
 
 }  // namespace
 
-int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return CheckBinding();
-    if (CheckListing(*pHost) != 0) return -1;
+int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return CheckBinding();
+    if (CheckListing(*host) != 0) return -1;
     zafo::OwnHost clone;  // the caller's record keeps its schema bits
-    if (ZAFOLDAPHostClone(&clone, pHost) != 0) {
+    if (ZAFOLDAPHostClone(&clone, host) != 0) {
         ZAFO_DEBUG_LOG("clone host info failed");
         return -1;
     }
-    const int nResult = ZAFOLDAPHostGetSupportedSchema(&clone);
-    if (nResult < 0) {
-        ZAFO_LOG("get support schema failed(%d), %s (%d)", nResult, zafo::ErrorKey(),
+    const int result = ZAFOLDAPHostGetSupportedSchema(&clone);
+    if (result < 0) {
+        ZAFO_LOG("get support schema failed(%d), %s (%d)", result, zafo::ErrorKey(),
                  ZAFOLDAPErrGet());
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
         return -1;
@@ -71,13 +71,13 @@ int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
     return 0;
 }
 
-int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
-    if (pHost == nullptr) return CheckSavedConnection(szSection);
-    const int nResult = ZAFOLDAPPosixCheckEnumUser(pHost);
-    if (nResult < 0) return nResult;
+int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *host, const char *section) {
+    if (host == nullptr) return CheckSavedConnection(section);
+    const int result = ZAFOLDAPPosixCheckEnumUser(host);
+    if (result < 0) return result;
     zafo::OwnHost clone;
-    if (ZAFOLDAPHostClone(&clone, pHost) != 0) return nResult;
-    if (ZAFOLDAPHostGetSupportedSchema(&clone) < 0) return nResult;
+    if (ZAFOLDAPHostClone(&clone, host) != 0) return result;
+    if (ZAFOLDAPHostGetSupportedSchema(&clone) < 0) return result;
     JudgeClasses(clone.nSchema);
-    return nResult;
+    return result;
 }

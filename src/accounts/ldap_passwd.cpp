@@ -27,33 +27,33 @@ constexpr size_t kMaxLoggedCommand = 1023;
 
 }  // namespace
 
-int ZAFOLDAPEncryptPasswd(const char *szClearPass, char *szEncryptPass, size_t cbEncryptPass) {
-    if (szClearPass == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szClearPass");
-    if (szEncryptPass == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szEncryptPass");
-    if (cbEncryptPass == 0) return ZAFO_BAD_ARGUMENT("0 < cbEncryptPass");
+int ZAFOLDAPEncryptPasswd(const char *clear_password, char *hash, size_t size) {
+    if (clear_password == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szClearPass");
+    if (hash == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szEncryptPass");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbEncryptPass");
 
     ZAFO_DEBUG_LOG("cmd: %s %s '%s' %s '%s' %s '%s'", kHashTool, "-h", kScheme, "-s", "****", "-c",
                    kSalt);
-    const zafo::ToolOutput output(QLIBCPopen(kHashTool, "r", "-h", kScheme, "-s", szClearPass, "-c",
-                                             kSalt, static_cast<char *>(nullptr)));
-    return zafo::ReadOnlyLine(output, szEncryptPass, cbEncryptPass, __FILE_NAME__) ? 0 : -1;
+    const zafo::ToolOutput output(QLIBCPopen(kHashTool, "r", "-h", kScheme, "-s", clear_password,
+                                             "-c", kSalt, static_cast<char *>(nullptr)));
+    return zafo::ReadOnlyLine(output, hash, size, __FILE_NAME__) ? 0 : -1;
 }
 
-int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const char *szClearPass) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    if (szClearPass == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szClearPass");
+int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *host, const char *user_dn, const char *clear_password) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (clear_password == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szClearPass");
 
     try {
         zafo::ToolArguments arguments{kChangeTool, "-x"};
-        arguments.AddConnection(*pHost);
-        arguments.Add({"-s", szClearPass, szUserDN});
+        arguments.AddConnection(*host);
+        arguments.Add({"-s", clear_password, user_dn});
         // Passwords are shown.
         ZAFO_DEBUG_LOG("cmd: %s", arguments.CommandLine(kMaxLoggedCommand).c_str());
         char **argv = arguments.argv();
-        const int nError = QLIBCExecv(argv[0], argv, 1);
-        if (nError == 0) return 0;
-        ZAFO_LOG("Failed to set password for %s (err=%d)", szUserDN, nError);
+        const int error = QLIBCExecv(argv[0], argv, 1);
+        if (error == 0) return 0;
+        ZAFO_LOG("Failed to set password for %s (err=%d)", user_dn, error);
         return -1;
     } catch (const std::exception &) {
         ZAFO_LOG("Failed to alloc arg (%s)", std::strerror(errno));

@@ -12,27 +12,25 @@
 namespace {
 
 // Several names are as bad as a failure: nobody could say which one is meant.
-int NameOf(const ZAFOLDAP_HOST *pHost, const zafo::ACCOUNT_KIND &kind, const char *szDN,
-           char *szBuf, size_t cbBuf) {
-    const int nValues =
-        ZAFOLDAPSearchGetValueByDN(pHost, szDN, kind.szFilter, kind.szNameAttr, szBuf, cbBuf);
-    return nValues == 0 || nValues == 1 ? nValues : -1;
+int NameOf(const ZAFOLDAP_HOST *host, const zafo::AccountKind &kind, const char *dn, char *buffer,
+           size_t size) {
+    const int count =
+        ZAFOLDAPSearchGetValueByDN(host, dn, kind.filter, kind.name_attribute, buffer, size);
+    return count == 0 || count == 1 ? count : -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPPosixGetUserUID(const ZAFOLDAP_HOST *pHost, const char *szDN, char *szBuf,
-                            size_t cbBuf) {
-    return NameOf(pHost, zafo::kUsers, szDN, szBuf, cbBuf);
+int ZAFOLDAPPosixGetUserUID(const ZAFOLDAP_HOST *host, const char *dn, char *buffer, size_t size) {
+    return NameOf(host, zafo::kUsers, dn, buffer, size);
 }
 
-int ZAFOLDAPPosixGetGroupCN(const ZAFOLDAP_HOST *pHost, const char *szDN, char *szBuf,
-                            size_t cbBuf) {
-    return NameOf(pHost, zafo::kGroups, szDN, szBuf, cbBuf);
+int ZAFOLDAPPosixGetGroupCN(const ZAFOLDAP_HOST *host, const char *dn, char *buffer, size_t size) {
+    return NameOf(host, zafo::kGroups, dn, buffer, size);
 }
 
-int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
+int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
 
     zafo::OpenSearch search;
     if (ZAFOLDAPBrowserUserEnumRequestInit(&search.request) != 0) {
@@ -40,15 +38,15 @@ int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
         return -1;
     }
     search.request.nSizeLimit = 1;
-    if (search.Open(pHost) != 0) {
+    if (search.Open(host) != 0) {
         ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
         return -1;
     }
-    int nFound = 1;
-    while (nFound == 1)
-        nFound = search.Next();
+    int found = 1;
+    while (found == 1)
+        found = search.Next();
     // Of many users the server gives one and says that it stopped there.
-    if (nFound < 0 && search.result.nExitCode != zafo::kSizeLimitExceeded) return -1;
+    if (found < 0 && search.result.nExitCode != zafo::kSizeLimitExceeded) return -1;
     ZAFOLDAPErrReset();
     return 0;
 }

@@ -10,4 +10,4 @@
 // -1.
 //
 //     if (!zafo::IsOneLine(dn)) return ZAFO_NOT_ONE_LINE("szDN");
-#define ZAFO_NOT_ONE_LINE(szName) ZAFO_BAD_ARGUMENT("NULL == strpbrk(" szName ", \"\\r\\n\")")
+#define ZAFO_NOT_ONE_LINE(name) ZAFO_BAD_ARGUMENT("NULL == strpbrk(" name ", \"\\r\\n\")")

@@ -23,6 +23,6 @@ struct NewUser {
     const QLIBSZLIST *extra;  // may be NULL
 };
 
-void WriteUserRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NewUser &user);
+void WriteUserRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewUser &user);
 
 }  // namespace zafo

@@ -44,26 +44,26 @@ int FindAppleMarker(const ZAFOLDAP_HOST &host) {
 
 }  // namespace
 
-int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *pHost) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
+int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
 
-    const int nOwn = FindZafoMarker(*pHost);
-    if (nOwn < 0) {
+    const int own = FindZafoMarker(*host);
+    if (own < 0) {
         ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckZafoSchema failed, %s (%d)", zafo::ErrorKey(),
                        ZAFOLDAPErrGet());
         return -1;
     }
-    int nType = ZAFOLDAP_SERVER_ZAFO;
-    if (nOwn == 0) {
-        const int nApple = FindAppleMarker(*pHost);
-        if (nApple < 0) {
+    int type = ZAFOLDAP_SERVER_ZAFO;
+    if (own == 0) {
+        const int apple = FindAppleMarker(*host);
+        if (apple < 0) {
             ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckMacSchema failed, %s (%d)", zafo::ErrorKey(),
                            ZAFOLDAPErrGet());
             return -1;
         }
-        nType = nApple > 0 ? ZAFOLDAP_SERVER_APPLE : ZAFOLDAP_SERVER_GENERIC;
+        type = apple > 0 ? ZAFOLDAP_SERVER_APPLE : ZAFOLDAP_SERVER_GENERIC;
     }
-    pHost->nServerType = nType;
-    ZAFO_DEBUG_LOG("Server [%s] type is %d", pHost->szUri, nType);
+    host->nServerType = type;
+    ZAFO_DEBUG_LOG("Server [%s] type is %d", host->szUri, type);
     return 0;
 }

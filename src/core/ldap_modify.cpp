@@ -23,53 +23,53 @@ namespace {
 constexpr const char *kTool = "/usr/zafo/bin/ldapmodify";
 constexpr size_t kMaxAddress = 4094;
 
-const char *OrEmpty(const char *sz) {
-    return sz != nullptr ? sz : "";
+const char *OrEmpty(const char *text) {
+    return text != nullptr ? text : "";
 }
 
-int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
-    if (nStatus == 0) return 0;
-    if (KeepExitCode(nStatus, &pLDIF->nExitCode)) {
-        ZAFO_DEBUG_LOG("ldapmodify return %d", pLDIF->nExitCode);
+int ResultOfStatus(int status, ZAFOLDAP_LDIF *ldif) {
+    if (status == 0) return 0;
+    if (KeepExitCode(status, &ldif->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapmodify return %d", ldif->nExitCode);
     } else {
-        ZAFO_LOG("ldapmodify terminate abnormal %d", nStatus);
+        ZAFO_LOG("ldapmodify terminate abnormal %d", status);
     }
     return -1;
 }
 
-int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *pLDIF, bool blAdd) {
+int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *ldif, bool add) {
     const std::string address = ServerAddress(host, kMaxAddress);
-    const char *szMode = blAdd ? "-ax" : "-x";
-    const char *szServer = host.nSSLType == ZAFOLDAP_SSL_START_TLS ? "-ZH" : "-H";
-    const char *szBindDN = OrEmpty(host.szBindDN);
+    const char *mode = add ? "-ax" : "-x";
+    const char *server = host.nSSLType == ZAFOLDAP_SSL_START_TLS ? "-ZH" : "-H";
+    const char *bind_dn = OrEmpty(host.szBindDN);
 
-    ZAFO_DEBUG_LOG("%s %s %s '%s' %s '%s' %s '%s' %s '%s'", kTool, szMode, szServer,
-                   address.c_str(), "-D", szBindDN, "-f", pLDIF->szPath, "-w", "****");
-    FILE *pOutput =
-        QLIBCPopen(kTool, "r", szMode, szServer, address.c_str(), "-D", szBindDN, "-f",
-                   pLDIF->szPath, "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
-    if (pOutput == nullptr) {
+    ZAFO_DEBUG_LOG("%s %s %s '%s' %s '%s' %s '%s' %s '%s'", kTool, mode, server, address.c_str(),
+                   "-D", bind_dn, "-f", ldif->szPath, "-w", "****");
+    FILE *output =
+        QLIBCPopen(kTool, "r", mode, server, address.c_str(), "-D", bind_dn, "-f", ldif->szPath,
+                   "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
+    if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", "");
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     }
-    LogOutput(pOutput, __FILE_NAME__);
-    return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
+    LogOutput(output, __FILE_NAME__);
+    return ResultOfStatus(QLIBCPclose(output), ldif);
 }
 
 }  // namespace
 
 }  // namespace zafo
 
-int ZAFOLDAPModify(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_LDIF *pLDIF, int blAdd) {
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+int ZAFOLDAPModify(const ZAFOLDAP_HOST *host, ZAFOLDAP_LDIF *ldif, int add) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
 
-    ZAFOLDAPLdifClose(pLDIF);
-    int nResult = 0;
-    if (ZAFOLDAPLdifIsEmpty(pLDIF) == 0) {
-        nResult = zafo::Guarded(-1, [&] { return zafo::RunTool(*pHost, pLDIF, blAdd != 0); });
+    ZAFOLDAPLdifClose(ldif);
+    int result = 0;
+    if (ZAFOLDAPLdifIsEmpty(ldif) == 0) {
+        result = zafo::Guarded(-1, [&] { return zafo::RunTool(*host, ldif, add != 0); });
     }
-    ZAFOLDAPLdifUnlink(pLDIF);
-    return nResult;
+    ZAFOLDAPLdifUnlink(ldif);
+    return result;
 }

@@ -7,6 +7,6 @@ namespace zafo {
 
 // Replaces the text of the entry's last value, or, when the new text cannot be
 // stored, drops the last pair whole. 0 or -1.
-int ReplaceLastValue(ZAFOLDAP_RESULT *pResult, const char *szValue);
+int ReplaceLastValue(ZAFOLDAP_RESULT *result, const char *value);
 
 }  // namespace zafo

@@ -47,7 +47,7 @@ namespace {
 constexpr size_t kMaxLoggedCommand = 4095;
 constexpr const char *kBase64 = "base64";
 
-int g_nSearchSequence = 0;
+int g_search_sequence = 0;
 
 // zafoldap/search.h names it. What a server sends could take all memory.
 constexpr size_t kMostEntry = size_t{32} << 20;
@@ -56,15 +56,13 @@ constexpr size_t kPairSize = 32;  // what a value takes beside its text in the t
 // The window of matching entries that a request hands out.
 struct Window {
     explicit Window(const ZAFOLDAP_SEARCH_REQUEST &request)
-        : nFirst(request.nOffset),
-          nCount(request.nOffset == 0 && request.nCount == 0 ? -1 : request.nCount) {}
+        : first(request.nOffset),
+          count(request.nOffset == 0 && request.nCount == 0 ? -1 : request.nCount) {}
 
-    bool Holds(int nIndex) const {
-        return nIndex >= nFirst && (nCount == -1 || nIndex - nFirst < nCount);
-    }
+    bool Holds(int index) const { return index >= first && (count == -1 || index - first < count); }
 
-    int64_t nFirst;  // wider than the request's, whatever a caller puts there
-    int nCount;
+    int64_t first;  // wider than the request's, whatever a caller puts there
+    int count;
 };
 
 // ASCII white space, whatever the caller's locale.
@@ -74,7 +72,7 @@ bool IsSpace(char c) {
 
 // Ends the search: reaps the tool and turns its wait status into the library
 // error. 0 when the tool succeeded or no search was open, else -1.
-int EndSearch(ZAFOLDAP_RESULT *pResult);
+int EndSearch(ZAFOLDAP_RESULT *result);
 
 // The list of an entry's marks; nothing, with a line in the log, without memory.
 std::optional<List> MakeMarks() {
@@ -90,8 +88,8 @@ std::optional<List> MakeMarks() {
 // Reads one entry into a result record.
 class EntryReader {
   public:
-    EntryReader(const Window &window, ZAFOLDAP_RESULT *pResult, List marks)
-        : window_(window), result_(*pResult), marks_(std::move(marks)) {}
+    EntryReader(const Window &window, ZAFOLDAP_RESULT *result, List marks)
+        : window_(window), result_(*result), marks_(std::move(marks)) {}
 
     // As ZAFOLDAPSearchGetNext.
     int Read();
@@ -102,8 +100,8 @@ class EntryReader {
     int FailToRead(LineBuffer::Outcome outcome);
     int EndOfOutput();
     Step EndOfEntry();
-    Step Continuation(const char *szText);
-    Step Pair(char *szLine);
+    Step Continuation(const char *text);
+    Step Pair(char *line);
     bool FlushFolded();
     bool Decode();
     bool DecodeValues();
@@ -132,18 +130,18 @@ int EntryReader::Read() {
             outcome = LineBuffer::Outcome::kTooLong;
         if (outcome != LineBuffer::Outcome::kLine) return FailToRead(outcome);
 
-        char *szLine = line_.text();
-        if (szLine[0] == '#') {
+        char *line = line_.text();
+        if (line[0] == '#') {
             skip_continuation_ = commented_ = true;
             continue;
         }
         Step step = Step::kGoOn;
-        if (szLine[0] == '\0') {
+        if (line[0] == '\0') {
             step = EndOfEntry();
         } else {
-            in_entry_ = in_entry_ || szLine[0] != ' ' || !skip_continuation_;
+            in_entry_ = in_entry_ || line[0] != ' ' || !skip_continuation_;
             if (!window_.Holds(result_.nEntry)) continue;
-            step = szLine[0] == ' ' ? Continuation(szLine + 1) : Pair(szLine);
+            step = line[0] == ' ' ? Continuation(line + 1) : Pair(line);
         }
         if (step == Step::kDelivered) return 1;
         if (step == Step::kFailed) return -1;
@@ -174,9 +172,9 @@ int EntryReader::EndOfOutput() {
 }
 
 EntryReader::Step EntryReader::EndOfEntry() {
-    const bool blOnlyComments = commented_ && !in_entry_;
+    const bool only_comments = commented_ && !in_entry_;
     commented_ = in_entry_ = false;
-    if (blOnlyComments) return Step::kGoOn;
+    if (only_comments) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
     if (result_.plistValue->nItem != marks_.size()) {
         ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, marks_.size());
@@ -186,41 +184,41 @@ EntryReader::Step EntryReader::EndOfEntry() {
     entry_size_ = 0;
     QLIBCSzListRemoveAll(marks_.get());
     has_base64_ = false;
-    const bool blInside = window_.Holds(result_.nEntry);
+    const bool is_inside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
-    return blInside ? Step::kDelivered : Step::kGoOn;
+    return is_inside ? Step::kDelivered : Step::kGoOn;
 }
 
 // The text is gathered here and stored once, when the value is complete: a value
 // of megabytes comes in a hundred thousand lines.
-EntryReader::Step EntryReader::Continuation(const char *szText) {
+EntryReader::Step EntryReader::Continuation(const char *text) {
     if (skip_continuation_) return Step::kGoOn;
-    const int nPairs = result_.plistValue->nItem;
-    if (nPairs == 0) return Step::kFailed;
+    const int pairs = result_.plistValue->nItem;
+    if (pairs == 0) return Step::kFailed;
     if (!is_folded_) {
-        folded_ = ItemAt(result_.plistValue, nPairs - 1);
+        folded_ = ItemAt(result_.plistValue, pairs - 1);
         is_folded_ = true;
     }
-    folded_.append(szText);
+    folded_.append(text);
     return Step::kGoOn;
 }
 
-EntryReader::Step EntryReader::Pair(char *szLine) {
+EntryReader::Step EntryReader::Pair(char *line) {
     // A name is short, and what has just been written is read faster in bytes than in vectors.
-    char *szColon = szLine;
-    while (*szColon != ':' && *szColon != '\0')
-        ++szColon;
-    if (*szColon == '\0') return Step::kGoOn;
+    char *colon = line;
+    while (*colon != ':' && *colon != '\0')
+        ++colon;
+    if (*colon == '\0') return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
-    *szColon = '\0';
-    const char *szValue = szColon + 1;
-    const bool blBase64 = *szValue == ':';
-    if (blBase64) ++szValue;
-    while (IsSpace(*szValue))
-        ++szValue;
-    marks_.Push(blBase64 ? kBase64 : "");
-    has_base64_ = has_base64_ || blBase64;
-    if (ZAFOLDAPResultSet(&result_, szLine, szValue) != 0) return Step::kFailed;
+    *colon = '\0';
+    const char *value = colon + 1;
+    const bool is_base64 = *value == ':';
+    if (is_base64) ++value;
+    while (IsSpace(*value))
+        ++value;
+    marks_.Push(is_base64 ? kBase64 : "");
+    has_base64_ = has_base64_ || is_base64;
+    if (ZAFOLDAPResultSet(&result_, line, value) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
 }
@@ -250,16 +248,16 @@ bool EntryReader::DecodeValues() {
     std::string decoded;
     for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
-        const char *szText = ItemAt(result_.plistValue, i);
-        const size_t cbText = std::strlen(szText);
-        const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
-        decoded.assign(cbRoom, '\0');
-        size_t cbDecoded = cbRoom;
-        if (ZAFOEncodingBase64Decode(szText, cbText, decoded.data(), &cbDecoded) == 0) {
-            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", szText, PlatformError());
+        const char *text = ItemAt(result_.plistValue, i);
+        const size_t text_size = std::strlen(text);
+        const size_t room = std::max(kLeastRoom, text_size + 1);
+        decoded.assign(room, '\0');
+        size_t decoded_size = room;
+        if (ZAFOEncodingBase64Decode(text, text_size, decoded.data(), &decoded_size) == 0) {
+            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", text, PlatformError());
             return false;
         }
-        if (0 < cbDecoded && cbDecoded <= cbText / 4 * 3) decoded[cbDecoded] = '\0';
+        if (0 < decoded_size && decoded_size <= text_size / 4 * 3) decoded[decoded_size] = '\0';
         if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) < 0) return false;
     }
     return true;
@@ -267,49 +265,49 @@ bool EntryReader::DecodeValues() {
 
 // The search's error file, when it is a file of this user's: under that name anybody can leave a
 // link to a file that only we may read, or a FIFO, for whose other end one would wait.
-FILE *OpenErrorFile(const char *szErrFile) {
-    if (szErrFile[0] == '\0') return nullptr;
-    Descriptor file(open(szErrFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+FILE *OpenErrorFile(const char *error_file) {
+    if (error_file[0] == '\0') return nullptr;
+    Descriptor file(open(error_file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwnFile(status) ||
         status.st_uid != geteuid()) {
         return nullptr;
     }
-    FILE *pFile = fdopen(file.Get(), "r");
-    if (pFile != nullptr) file.Release();
-    return pFile;
+    FILE *stream = fdopen(file.Get(), "r");
+    if (stream != nullptr) file.Release();
+    return stream;
 }
 
 // While debugging, what somebody left in the search's error file.
-void LogErrorFile(const char *szErrFile) {
-    FILE *pFile = OpenErrorFile(szErrFile);
-    if (pFile == nullptr) return;
+void LogErrorFile(const char *error_file) {
+    FILE *file = OpenErrorFile(error_file);
+    if (file == nullptr) return;
     LineBuffer line;
-    while (line.Read(pFile) == LineBuffer::Outcome::kLine)
+    while (line.Read(file) == LineBuffer::Outcome::kLine)
         ZAFO_LOG("  %s", line.text());
-    fclose(pFile);
+    fclose(file);
 }
 
-int ReapTool(ZAFOLDAP_RESULT *pResult) {
-    const int nStatus = QLIBCPclose(pResult->pFile);
-    pResult->pFile = nullptr;
-    if (nStatus == 0) return 0;
-    if (KeepExitCode(nStatus, &pResult->nExitCode)) {
-        ZAFO_DEBUG_LOG("ldapsearch return %d", pResult->nExitCode);
+int ReapTool(ZAFOLDAP_RESULT *result) {
+    const int status = QLIBCPclose(result->pFile);
+    result->pFile = nullptr;
+    if (status == 0) return 0;
+    if (KeepExitCode(status, &result->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapsearch return %d", result->nExitCode);
     } else {
-        ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", nStatus);
+        ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", status);
     }
-    if (ZAFOLDAPDebugEnabled() != 0) LogErrorFile(pResult->szErrFile);
+    if (ZAFOLDAPDebugEnabled() != 0) LogErrorFile(result->szErrFile);
     return -1;
 }
 
-int EndSearch(ZAFOLDAP_RESULT *pResult) {
-    const int nResult = pResult->pFile != nullptr ? ReapTool(pResult) : 0;
-    if (pResult->szErrFile[0] != '\0') {
-        unlink(pResult->szErrFile);
-        pResult->szErrFile[0] = '\0';
+int EndSearch(ZAFOLDAP_RESULT *result) {
+    const int reaped = result->pFile != nullptr ? ReapTool(result) : 0;
+    if (result->szErrFile[0] != '\0') {
+        unlink(result->szErrFile);
+        result->szErrFile[0] = '\0';
     }
-    return nResult;
+    return reaped;
 }
 
 // Runs what needs an argument vector, and says when there is no memory for it.
@@ -328,9 +326,9 @@ void LogCommand(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &reques
     if (ZAFOLDAPDebugEnabled() == 0) return;
     ZAFOLDAP_HOST masked = host;
     if (masked.szBindPasswd != nullptr) masked.szBindPasswd = "****";
-    char szCommand[kMaxLoggedCommand];
-    if (ZAFOLDAPSearchBuildRequestCmd(&masked, &request, szCommand, sizeof szCommand) == 0) {
-        ZAFO_LOG("search command: %s", szCommand);
+    char command[kMaxLoggedCommand];
+    if (ZAFOLDAPSearchBuildRequestCmd(&masked, &request, command, sizeof command) == 0) {
+        ZAFO_LOG("search command: %s", command);
     }
 }
 
@@ -345,61 +343,59 @@ FILE *StartTool(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &reques
 
 }  // namespace zafo
 
-int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
-                                  const ZAFOLDAP_SEARCH_REQUEST *pRequest, char *szCmd,
-                                  size_t cbCmd) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (szCmd == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
-    if (cbCmd == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
+int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
+                                  char *command, size_t size) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (command == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
 
     return zafo::WithVector([&] {
-        const std::string line = zafo::SearchArguments(*pHost, *pRequest).CommandLine();
-        zafo::CopyText(line.c_str(), szCmd, cbCmd);
+        const std::string line = zafo::SearchArguments(*host, *request).CommandLine();
+        zafo::CopyText(line.c_str(), command, size);
         return 0;
     });
 }
 
-int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                       ZAFOLDAP_RESULT *pResult) {
+int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
+                       ZAFOLDAP_RESULT *result) {
     // Zeroed before the checks: the record is freed after a failure as well.
-    if (pResult != nullptr) *pResult = {};
-    if (!zafo::IsConnection(pHost, __FILE_NAME__)) return -1;
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
-    if (ZAFOLDAPResultInit(pResult) != 0) return -1;
+    if (result != nullptr) *result = {};
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (result == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (ZAFOLDAPResultInit(result) != 0) return -1;
 
-    snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
-             zafo::g_nSearchSequence++);
+    snprintf(result->szErrFile, sizeof result->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
+             zafo::g_search_sequence++);
     return zafo::WithVector([&] {
-        zafo::LogCommand(*pHost, *pRequest);
-        pResult->pFile = zafo::StartTool(*pHost, *pRequest);
-        if (pResult->pFile != nullptr) return 0;
+        zafo::LogCommand(*host, *request);
+        result->pFile = zafo::StartTool(*host, *request);
+        if (result->pFile != nullptr) return 0;
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     });
 }
 
-int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
-    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
-    if (pResult->plistAttr == nullptr)
-        return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr");
-    if (pResult->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *request, ZAFOLDAP_RESULT *result) {
+    if (result == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (result->plistAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr");
+    if (result->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
 
-    if (ZAFOLDAPResultRemoveAll(pResult) != 0) return -1;
-    if (pResult->pFile == nullptr) return 0;
-    if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
+    if (ZAFOLDAPResultRemoveAll(result) != 0) return -1;
+    if (result->pFile == nullptr) return 0;
+    if (feof(result->pFile) != 0) return zafo::EndSearch(result);
     return zafo::Guarded(-1, [&] {
         auto marks = zafo::MakeMarks();
         if (!marks) return -1;
-        return zafo::EntryReader(zafo::Window(*pRequest), pResult, std::move(*marks)).Read();
+        return zafo::EntryReader(zafo::Window(*request), result, std::move(*marks)).Read();
     });
 }
 
-int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
-    if (pResult != nullptr) zafo::EndSearch(pResult);
-    ZAFOLDAPSearchRequestFree(pRequest);
-    ZAFOLDAPResultFree(pResult);
+int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *request, ZAFOLDAP_RESULT *result) {
+    if (result != nullptr) zafo::EndSearch(result);
+    ZAFOLDAPSearchRequestFree(request);
+    ZAFOLDAPResultFree(result);
     return 0;
 }

@@ -20,13 +20,13 @@ class OpenSearch {
     // The attributes to return. Throws std::bad_alloc.
     void AskFor(std::initializer_list<const char *> attributes) {
         if (ZAFOLDAPSearchRequestInit(&request, 1) != 0) throw std::bad_alloc();
-        for (const char *szAttr : attributes) {
-            if (QLIBCSzListPush(&request.plistAttr, szAttr) < 0) throw std::bad_alloc();
+        for (const char *attribute : attributes) {
+            if (QLIBCSzListPush(&request.plistAttr, attribute) < 0) throw std::bad_alloc();
         }
     }
 
     // As ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext.
-    int Open(const ZAFOLDAP_HOST *pHost) { return ZAFOLDAPSearchInit(pHost, &request, &result); }
+    int Open(const ZAFOLDAP_HOST *host) { return ZAFOLDAPSearchInit(host, &request, &result); }
     int Next() { return ZAFOLDAPSearchGetNext(&request, &result); }
 
     // The same; 0 also when there is no entry at the base.
@@ -36,7 +36,9 @@ class OpenSearch {
     }
 
     // The first value of an attribute of the current entry, or NULL.
-    const char *First(const char *szAttr) const { return ZAFOLDAPResultGetFirst(&result, szAttr); }
+    const char *First(const char *attribute) const {
+        return ZAFOLDAPResultGetFirst(&result, attribute);
+    }
 
     ZAFOLDAP_SEARCH_REQUEST request{};
     ZAFOLDAP_RESULT result{};

@@ -18,21 +18,21 @@ bool HasBase(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
     return false;
 }
 
-int CreateNode(const ZAFOLDAP_HOST &host, const char *szNodeName) {
-    if (zafo::AddEntry(host, zafo::Container(szNodeName, host.szBaseDN)) == 0) return 0;
-    ZAFO_LOG("ldap modify failed [%s, %s] [0x%04X]", szNodeName, "", zafo::PlatformError());
+int CreateNode(const ZAFOLDAP_HOST &host, const char *name) {
+    if (zafo::AddEntry(host, zafo::Container(name, host.szBaseDN)) == 0) return 0;
+    ZAFO_LOG("ldap modify failed [%s, %s] [0x%04X]", name, "", zafo::PlatformError());
     return -1;
 }
 
 int CreateRootNode(const ZAFOLDAP_HOST &host) {
-    char szComponent[zafo::kServerText] = "";
-    if (zafo::Ended(szComponent, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, szComponent,
-                                                                sizeof szComponent)) < 0) {
+    char component[zafo::kServerText] = "";
+    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, component,
+                                                              sizeof component)) < 0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
                  zafo::PlatformError());
         return -1;
     }
-    const zafo::Entry base{host.szBaseDN, {{"dc", szComponent}, {"objectClass", "domain"}}};
+    const zafo::Entry base{host.szBaseDN, {{"dc", component}, {"objectClass", "domain"}}};
     if (zafo::AddEntry(host, base) == 0) return 0;
     ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", host.szBaseDN, zafo::PlatformError());
     return -1;
@@ -40,14 +40,14 @@ int CreateRootNode(const ZAFOLDAP_HOST &host) {
 
 }  // namespace
 
-int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *pHost, const char *szNodeName) {
-    if (!HasBase(pHost)) return -1;
-    if (szNodeName == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
-    if (!zafo::IsOneLine(szNodeName)) return ZAFO_NOT_ONE_LINE("szNodeName");
-    return zafo::Guarded(-1, [=] { return CreateNode(*pHost, szNodeName); });
+int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *host, const char *name) {
+    if (!HasBase(host)) return -1;
+    if (name == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
+    if (!zafo::IsOneLine(name)) return ZAFO_NOT_ONE_LINE("szNodeName");
+    return zafo::Guarded(-1, [=] { return CreateNode(*host, name); });
 }
 
-int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *pHost) {
-    if (!HasBase(pHost)) return -1;
-    return zafo::Guarded(-1, [=] { return CreateRootNode(*pHost); });
+int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *host) {
+    if (!HasBase(host)) return -1;
+    return zafo::Guarded(-1, [=] { return CreateRootNode(*host); });
 }

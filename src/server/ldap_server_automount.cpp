@@ -28,11 +28,11 @@ int AddUnlessThere(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
     return Add(host, entry) == 0 || ZAFOLDAPErrGet() == zafo::kEntryAlreadyExists ? 0 : -1;
 }
 
-int AddMap(const ZAFOLDAP_HOST &host, const char *szMap) {
+int AddMap(const ZAFOLDAP_HOST &host, const char *map) {
     return AddUnlessThere(
         host,
-        {zafo::AutomountMapDN(host, szMap),
-         {{"automountMapName", szMap}, {"objectClass", "top"}, {"objectClass", "automountMap"}}});
+        {zafo::AutomountMapDN(host, map),
+         {{"automountMapName", map}, {"objectClass", "top"}, {"objectClass", "automountMap"}}});
 }
 
 int AddMaps(const ZAFOLDAP_HOST &host) {
@@ -72,22 +72,22 @@ int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
     return -1;
 }
 
-int Publish(const char *szHost, const char *szHomeFolderPath) {
+int Publish(const char *host_name, const char *home_folder_path) {
     zafo::OwnHost server;
     if (ZAFOLDAPHostInitByBrowserConfig(&server, nullptr) <= 0) {
         ZAFO_LOG("Init config failed. Start server first.");
         return -1;
     }
     if (AddMaps(server) != 0) return -1;
-    const auto escaped = zafo::EscapedPath(szHomeFolderPath);
+    const auto escaped = zafo::EscapedPath(home_folder_path);
     if (!escaped) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        ZAFO_LOG("Escape [%s] failed. [0x%04X]", szHomeFolderPath, zafo::PlatformError());
+        ZAFO_LOG("Escape [%s] failed. [0x%04X]", home_folder_path, zafo::PlatformError());
         return -1;
     }
-    if (PublishHomes(server, zafo::AutomountValue(szHost, *escaped)) != 0) return -1;
-    if (ZAFOLDAPBrowserUserHomeCreateAll(&server, szHost, szHomeFolderPath) != 0) {
-        ZAFO_LOG("Create user home folders failed. [%s] [%s] [0x%04X]", szHost, szHomeFolderPath,
+    if (PublishHomes(server, zafo::AutomountValue(host_name, *escaped)) != 0) return -1;
+    if (ZAFOLDAPBrowserUserHomeCreateAll(&server, host_name, home_folder_path) != 0) {
+        ZAFO_LOG("Create user home folders failed. [%s] [%s] [0x%04X]", host_name, home_folder_path,
                  zafo::PlatformError());
     }
     return 0;
@@ -95,10 +95,10 @@ int Publish(const char *szHost, const char *szHomeFolderPath) {
 
 }  // namespace
 
-int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath) {
-    if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
-    if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
-    if (!zafo::IsOneLine(szHost)) return ZAFO_NOT_ONE_LINE("szHost");
-    if (!zafo::IsOneLine(szHomeFolderPath)) return ZAFO_NOT_ONE_LINE("szHomeFolderPath");
-    return zafo::Guarded(-1, [=] { return Publish(szHost, szHomeFolderPath); });
+int ZAFOLDAPServerAutomountCreate(const char *host_name, const char *home_folder_path) {
+    if (host_name == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
+    if (home_folder_path == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
+    if (!zafo::IsOneLine(host_name)) return ZAFO_NOT_ONE_LINE("szHost");
+    if (!zafo::IsOneLine(home_folder_path)) return ZAFO_NOT_ONE_LINE("szHomeFolderPath");
+    return zafo::Guarded(-1, [=] { return Publish(host_name, home_folder_path); });
 }

@@ -23,9 +23,9 @@
 namespace {
 
 struct DefaultGroup {
-    const char *szName;
+    const char *name;
     uint32_t gid;
-    const char *szDescription;
+    const char *description;
 };
 
 constexpr DefaultGroup kDefaultGroups[] = {
@@ -50,25 +50,24 @@ int WithOwnError(const Call &call) {
 }
 
 int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
-    std::string name = wanted.szName;
+    std::string name = wanted.name;
     ZAFOGROUP group{};
     group.szName = name.data();
     group.nGid = wanted.gid;
     if (WithOwnError([&] {
-            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.szDescription, nullptr,
-                                              nullptr);
+            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr);
         }) == 0) {
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GROUPNAME_EXISTS) {
         ZAFOLDAPErrReset();
-        ZAFO_DEBUG_LOG("default group: [%s] is already exists, skip", wanted.szName);
+        ZAFO_DEBUG_LOG("default group: [%s] is already exists, skip", wanted.name);
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GID_EXISTS) {
         ZAFO_LOG("gid [%lu] already exists", static_cast<unsigned long>(wanted.gid));
     }
-    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.szName, zafo::ErrorKey(),
+    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
              ZAFOLDAPErrGet());
     return -1;
 }
@@ -102,12 +101,12 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
 }
 
 // 0, or what the edit of the group returned.
-int JoinGroup(const ZAFOLDAP_HOST &host, const char *szGroup, const zafo::List &names) {
+int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &names) {
     const std::string dn =
-        std::string("cn=") + szGroup + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
-    const int nResult = WithOwnError(
+        std::string("cn=") + group + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
+    const int result = WithOwnError(
         [&] { return ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr); });
-    if (nResult == 0) return 0;
+    if (result == 0) return 0;
     if (ZAFOLDAPErrGet() == zafo::kAttributeOrValueExists) {
         ZAFOLDAPErrReset();
         ZAFO_DEBUG_LOG("[%s] already in group [%s]", kAdmin, dn.c_str());
@@ -115,7 +114,7 @@ int JoinGroup(const ZAFOLDAP_HOST &host, const char *szGroup, const zafo::List &
     }
     ZAFO_LOG("add [%s] to [%s] failed, %s (%d)", kAdmin, dn.c_str(), zafo::ErrorKey(),
              ZAFOLDAPErrGet());
-    return nResult;
+    return result;
 }
 
 std::optional<zafo::List> AdminAlone() {

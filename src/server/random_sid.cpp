@@ -22,9 +22,9 @@ constexpr size_t kMaxLine = 256;
 std::optional<std::string> RandomNumber() {
     const ToolOutput output(
         QLIBCPopen(kTool, "r", "rand", "-rand", kSeeds, "-hex", "4", static_cast<char *>(nullptr)));
-    char szLine[kMaxLine];
-    if (!ReadOnlyLine(output, szLine, sizeof szLine, __FILE_NAME__)) return {};
-    return std::to_string(std::strtoul(szLine, nullptr, 16));
+    char line[kMaxLine];
+    if (!ReadOnlyLine(output, line, sizeof line, __FILE_NAME__)) return {};
+    return std::to_string(std::strtoul(line, nullptr, 16));
 }
 
 }  // namespace

@@ -20,6 +20,6 @@ inline constexpr const char *kSuffix = "suffix";
 inline constexpr size_t kServerText = kMaxDN + 1;
 
 // Reads slapd.conf's "suffix". 0; -1 with a line in the log.
-int ReadSuffix(char (&szSuffix)[kServerText]);
+int ReadSuffix(char (&suffix)[kServerText]);
 
 }  // namespace zafo
