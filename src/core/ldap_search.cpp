@@ -148,7 +148,6 @@ int EntryReader::Read() {
     }
 }
 
-// A last entry that no empty line ends is handed out as it stands, undecoded.
 int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
     switch (outcome) {
         case LineBuffer::Outcome::kTooLong:
@@ -164,6 +163,7 @@ int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
     return -1;
 }
 
+// A last entry that no empty line ends is handed out as it stands, undecoded.
 int EntryReader::EndOfOutput() {
     if (!FlushFolded()) return -1;
     if (result_.plistAttr->nItem == 0) return EndSearch(&result_);
