@@ -8,23 +8,19 @@
 
 namespace zafo {
 
-// Which entries are users and which are groups (RFC 2307 section 4).
-inline constexpr char kUserFilter[] = "objectClass=posixAccount";
-inline constexpr char kGroupFilter[] = "objectClass=posixGroup";
-
-struct ACCOUNT_KIND {
-    const char *szFilter;
-    const char *szNameAttr;
-    const char *szNumberAttr;
-    const char *szContainer;  // relative to the base DN, when the caller names none
-    int nNameTaken;           // library errors
-    int nNumberTaken;
-    int (*pfnFindByName)(const ZAFOLDAP_HOST *, const char *, char *, size_t);
-    int (*pfnCountByNumber)(const ZAFOLDAP_HOST *, unsigned int, QLIBSZLIST **);
+struct AccountKind {
+    const char *filter;  // which entries are such accounts (RFC 2307 section 4)
+    const char *name_attribute;
+    const char *number_attribute;
+    const char *container;  // relative to the base DN, when the caller names none
+    int name_taken;         // library errors
+    int number_taken;
+    int (*find_by_name)(const ZAFOLDAP_HOST *, const char *, char *, size_t);
+    int (*count_by_number)(const ZAFOLDAP_HOST *, unsigned int, QLIBSZLIST **);
 };
 
-inline constexpr ACCOUNT_KIND kUsers{
-    kUserFilter,
+inline constexpr AccountKind kUsers{
+    "objectClass=posixAccount",
     "uid",
     "uidNumber",
     "cn=users",
@@ -33,8 +29,8 @@ inline constexpr ACCOUNT_KIND kUsers{
     ZAFOLDAPBrowserGetDNByUserUID,
     ZAFOLDAPBrowserUserEnumByUIDNumber,
 };
-inline constexpr ACCOUNT_KIND kGroups{
-    kGroupFilter,
+inline constexpr AccountKind kGroups{
+    "objectClass=posixGroup",
     "cn",
     "gidNumber",
     "cn=groups",

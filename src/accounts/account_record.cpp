@@ -1,85 +1,81 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_record.h"
 
-#include <stdlib.h>
-
 #include <cstring>
 #include <memory>
 #include <new>
 
 #include "accounts/account_kind.h"
 #include "core/list.h"
+#include "frame/memory.h"
 #include "platform/crypt.h"
 
 namespace zafo {
 
 namespace {
 
-struct FREE {
-    void operator()(char *p) const { free(p); }
-};
-
 // Blanks of the C locale, which ldapmodify(1) skips between colon and value.
-bool BeginsWithBlank(const char *szText) {
-    return szText[0] != '\0' && std::strchr(" \t\v\f", szText[0]) != nullptr;
+bool BeginsWithBlank(const char *text) {
+    return text[0] != '\0' && std::strchr(" \t\v\f", text[0]) != nullptr;
 }
 
-void WriteEncoded(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue) {
-    const std::unique_ptr<char, FREE> encoded(SzBase64EncodeOneLine(szValue, std::strlen(szValue)));
+void WriteEncoded(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value) {
+    const std::unique_ptr<char, FreeMemory> encoded(
+        SzBase64EncodeOneLine(value, std::strlen(value)));
     if (encoded == nullptr) throw std::bad_alloc();
-    ZAFOLDAPLdifAttr(pLDIF, (std::string(szAttr) + ':').c_str(), "%s", encoded.get());
+    ZAFOLDAPLdifAttr(ldif, (std::string(attribute) + ':').c_str(), "%s", encoded.get());
 }
 
 }  // namespace
 
-bool IsOneLine(const char *szText) {
-    return szText == nullptr || std::strpbrk(szText, "\r\n") == nullptr;
+bool IsOneLine(const char *text) {
+    return text == nullptr || std::strpbrk(text, "\r\n") == nullptr;
 }
 
-bool AreOneLineEach(const QLIBSZLIST *pList) {
-    for (int i = 0; pList != nullptr && i < pList->nItem; ++i) {
-        const char *szItem = QLIBCSzListGet(pList, i);
-        if (szItem == nullptr || !IsOneLine(szItem)) return false;
+bool AreOneLineEach(const QLIBSZLIST *list) {
+    for (int i = 0; list != nullptr && i < list->nItem; ++i) {
+        const char *item = QLIBCSzListGet(list, i);
+        if (item == nullptr || !IsOneLine(item)) return false;
     }
     return true;
 }
 
-void WriteValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue) {
-    if (BeginsWithBlank(szValue)) {
-        WriteEncoded(pLDIF, szAttr, szValue);
+void WriteValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value) {
+    if (BeginsWithBlank(value)) {
+        WriteEncoded(ldif, attribute, value);
     } else {
-        ZAFOLDAPLdifAttr(pLDIF, szAttr, "%s", szValue);
+        ZAFOLDAPLdifAttr(ldif, attribute, "%s", value);
     }
 }
 
-void WriteFormatText(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szText) {
+void WriteFormatText(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *text) {
     std::string value;
-    for (const char *p = szText; *p != '\0'; ++p) {
+    for (const char *p = text; *p != '\0'; ++p) {
         value += *p;
         if (p[0] == '%' && p[1] == '%') ++p;
     }
-    WriteValue(pLDIF, szAttr, value.c_str());
+    WriteValue(ldif, attribute, value.c_str());
 }
 
-void ReplaceValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue) {
-    ZAFOLDAPLdifSepAttr(pLDIF);
-    ZAFOLDAPLdifAttr(pLDIF, "replace", "%s", szAttr);
-    WriteValue(pLDIF, szAttr, szValue);
+void ReplaceValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value) {
+    ZAFOLDAPLdifSepAttr(ldif);
+    ZAFOLDAPLdifAttr(ldif, "replace", "%s", attribute);
+    WriteValue(ldif, attribute, value);
 }
 
-void WriteModRDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN, std::string_view attr,
+void WriteModRDN(ZAFOLDAP_LDIF *ldif, const char *dn, std::string_view attr,
                  std::string_view name) {
-    ZAFOLDAPLdifTargetDN(pLDIF, szDN);
-    ZAFOLDAPLdifChangeType(pLDIF, "modrdn");
+    ZAFOLDAPLdifTargetDN(ldif, dn);
+    ZAFOLDAPLdifChangeType(ldif, "modrdn");
     const std::string rdn = std::string(attr).append("=").append(EscapedForDN(name));
-    WriteValue(pLDIF, "newrdn", rdn.c_str());
-    WriteValue(pLDIF, "deleteoldrdn", "1");
+    WriteValue(ldif, "newrdn", rdn.c_str());
+    WriteValue(ldif, "deleteoldrdn", "1");
 }
 
-void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra) {
-    if (plistExtra == nullptr) return;
-    for (int i = 0; i + 1 < plistExtra->nItem; i += 2) {
-        WriteFormatText(pLDIF, ItemAt(plistExtra, i), ItemAt(plistExtra, i + 1));
+void WriteExtra(ZAFOLDAP_LDIF *ldif, const QLIBSZLIST *extra) {
+    if (extra == nullptr) return;
+    for (int i = 0; i + 1 < extra->nItem; i += 2) {
+        WriteFormatText(ldif, ItemAt(extra, i), ItemAt(extra, i + 1));
     }
 }
 
@@ -89,12 +85,12 @@ std::string EscapedForDN(std::string_view value) {
     std::string escaped;
     for (size_t i = 0; i < value.size(); ++i) {
         const char c = value[i];
-        const bool blAtEdge = i == 0 || i + 1 == value.size();
-        if (c == '\t' && blAtEdge) {
+        const bool at_edge = i == 0 || i + 1 == value.size();
+        if (c == '\t' && at_edge) {
             escaped += "\\09";
             continue;
         }
-        if ((c == ' ' && blAtEdge) || (c == '#' && i == 0) ||
+        if ((c == ' ' && at_edge) || (c == '#' && i == 0) ||
             std::string_view("\"+,;<>\\").find(c) != std::string_view::npos) {
             escaped += '\\';
         }
@@ -111,8 +107,8 @@ std::string AccountDN(std::string_view attr, std::string_view name, std::string_
 }
 
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid) {
-    const char *szBase = host.szBaseDN != nullptr ? host.szBaseDN : "";
-    return AccountDN(kUsers.szNameAttr, uid, kUsers.szContainer, szBase);
+    const char *base = host.szBaseDN != nullptr ? host.szBaseDN : "";
+    return AccountDN(kUsers.name_attribute, uid, kUsers.container, base);
 }
 
 }  // namespace zafo

@@ -15,25 +15,24 @@ namespace zafo {
 
 // Whether a text fits on one line: a line break in a value would start a line, and with it
 // an attribute or a record, of somebody else's choice. NULL is fine, but not as an item of a list.
-bool IsOneLine(const char *szText);
-bool AreOneLineEach(const QLIBSZLIST *pList);
+bool IsOneLine(const char *text);
+bool AreOneLineEach(const QLIBSZLIST *list);
 
 // "ATTR: VALUE". A value that LDIF cannot show as it is (it begins with a blank, which
 // readers drop) is written in base64 (RFC 2849).
-void WriteValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue);
+void WriteValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value);
 
 // The same for texts in which "%%" stands for "%"; every other "%" stands for itself.
-void WriteFormatText(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szText);
+void WriteFormatText(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *text);
 
 // A "replace" modification with one value, separated from the one before.
-void ReplaceValue(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue);
+void ReplaceValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value);
 
 // A "modrdn" record: the entry's new RDN, which takes the place of the old one.
-void WriteModRDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN, std::string_view attr,
-                 std::string_view name);
+void WriteModRDN(ZAFOLDAP_LDIF *ldif, const char *dn, std::string_view attr, std::string_view name);
 
 // The pairs of a list of name, value, name, value, if it holds a whole one.
-void WriteExtra(ZAFOLDAP_LDIF *pLDIF, const QLIBSZLIST *plistExtra);
+void WriteExtra(ZAFOLDAP_LDIF *ldif, const QLIBSZLIST *extra);
 
 // A value as it stands in a DN: RFC 4514 section 2.4 escapes.
 std::string EscapedForDN(std::string_view value);

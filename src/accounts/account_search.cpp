@@ -11,9 +11,9 @@ namespace zafo {
 
 namespace {
 
-int Append(QLIBSZLIST **ppList, const char *sz) {
-    if (ppList == nullptr || QLIBCSzListPush(ppList, sz) >= 0) return 0;
-    ZAFO_LOG("QLIBCSzListPush failed. [%s] [0x%04X]", sz, PlatformError());
+int Append(QLIBSZLIST **list, const char *text) {
+    if (list == nullptr || QLIBCSzListPush(list, text) >= 0) return 0;
+    ZAFO_LOG("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
     return -1;
 }
 
@@ -28,64 +28,64 @@ std::optional<std::string> AccountFilter(std::string_view condition, std::string
     return std::nullopt;
 }
 
-int ListAccounts(const ZAFOLDAP_HOST *pHost, const char *szFilter, const ACCOUNT_LISTING &listing) {
-    const char *szNameAttr = listing.szNameAttr;
+int ListAccounts(const ZAFOLDAP_HOST *host, const char *filter, const AccountListing &listing) {
+    const char *name_attribute = listing.name_attribute;
     OpenSearch search;
-    if (szNameAttr != nullptr) {
-        search.AskFor({"dn", szNameAttr});
+    if (name_attribute != nullptr) {
+        search.AskFor({"dn", name_attribute});
     } else {
         search.AskFor({"dn"});
     }
-    search.request.szFilter = szFilter;
-    if (search.Open(pHost) != 0) return -1;
+    search.request.szFilter = filter;
+    if (search.Open(host) != 0) return -1;
 
-    int nCount = 0;
-    int nFound = 0;
-    while ((nFound = search.Next()) == 1) {
-        const char *szDN = search.First("dn");
-        const char *szName = szNameAttr != nullptr ? search.First(szNameAttr) : "";
-        if (szDN == nullptr || szName == nullptr) continue;
-        if (Append(listing.ppDNList, szDN) != 0 || Append(listing.ppNameList, szName) != 0) {
+    int count = 0;
+    int found = 0;
+    while ((found = search.Next()) == 1) {
+        const char *dn = search.First("dn");
+        const char *name = name_attribute != nullptr ? search.First(name_attribute) : "";
+        if (dn == nullptr || name == nullptr) continue;
+        if (Append(listing.dns, dn) != 0 || Append(listing.names, name) != 0) {
             return -1;
         }
-        ++nCount;
+        ++count;
     }
-    if (nFound < 0) {
+    if (found < 0) {
         ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
         return -1;
     }
-    return nCount;
+    return count;
 }
 
-int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, unsigned int nNumber,
-                         QLIBSZLIST **ppDNList) {
-    const auto filter = AccountFilter(kind.szFilter, kind.szNumberAttr, std::to_string(nNumber));
+int ListAccountsByNumber(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number,
+                         QLIBSZLIST **dns) {
+    const auto filter = AccountFilter(kind.filter, kind.number_attribute, std::to_string(number));
     if (!filter) return -1;
-    const bool blFill = ppDNList != nullptr && *ppDNList != nullptr;
-    return ListAccounts(pHost, filter->c_str(), {nullptr, blFill ? ppDNList : nullptr, nullptr});
+    const bool fill = dns != nullptr && *dns != nullptr;
+    return ListAccounts(host, filter->c_str(), {nullptr, fill ? dns : nullptr, nullptr});
 }
 
-int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch) {
-    pSearch->request.szBase = szDN;
-    pSearch->request.blBaseAsIs = 1;
-    if (pSearch->Open(pHost) != 0) return -1;
-    const int nFound = pSearch->Next();
-    if (nFound < 0) ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
-    return nFound;
+int FirstEntryAt(const ZAFOLDAP_HOST *host, const char *dn, OpenSearch *search) {
+    search->request.szBase = dn;
+    search->request.blBaseAsIs = 1;
+    if (search->Open(host) != 0) return -1;
+    const int found = search->Next();
+    if (found < 0) ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
+    return found;
 }
 
-int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName) {
-    int nFound = ZAFOLDAPPosixGetUserUID(pHost, szUserDN, szName, sizeof szName);
-    if (nFound > 0 && !FitsDN(szName)) nFound = -1;
-    if (nFound < 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed. [%s] ", szUserDN);
-    if (nFound == 0) QLIBCErrSet(QLIB_ERR_NO_SUCH_USER);
-    return nFound;
+int UserNameAt(const ZAFOLDAP_HOST *host, const char *user_dn, FoundText &name) {
+    int found = ZAFOLDAPPosixGetUserUID(host, user_dn, name, sizeof name);
+    if (found > 0 && !FitsDN(name)) found = -1;
+    if (found < 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed. [%s] ", user_dn);
+    if (found == 0) QLIBCErrSet(QLIB_ERR_NO_SUCH_USER);
+    return found;
 }
 
-uint32_t AccountNumber(const char *szText) {
-    if (szText == nullptr) return UID_ERR;
-    const long long nNumber = std::strtoll(szText, nullptr, 10);
-    return nNumber >= INT32_MIN && nNumber <= UINT32_MAX ? static_cast<uint32_t>(nNumber) : UID_ERR;
+uint32_t AccountNumber(const char *text) {
+    if (text == nullptr) return UID_ERR;
+    const long long number = std::strtoll(text, nullptr, 10);
+    return number >= INT32_MIN && number <= UINT32_MAX ? static_cast<uint32_t>(number) : UID_ERR;
 }
 
 }  // namespace zafo

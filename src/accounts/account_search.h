@@ -26,42 +26,38 @@ std::optional<std::string> AccountFilter(std::string_view condition, std::string
                                          std::string_view value);
 
 // How to recognise a user: as the options say, else the usual way.
-inline ZAFOLDAP_BROWSER_OPTIONS UserRule(const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
-    ZAFOLDAP_BROWSER_OPTIONS rule = pOptions != nullptr ? *pOptions : ZAFOLDAP_BROWSER_OPTIONS{};
-    if (rule.szFilter == nullptr) rule.szFilter = kUsers.szFilter;
-    if (rule.szNameAttr == nullptr) rule.szNameAttr = kUsers.szNameAttr;
+inline ZAFOLDAP_BROWSER_OPTIONS UserRule(const ZAFOLDAP_BROWSER_OPTIONS *options) {
+    ZAFOLDAP_BROWSER_OPTIONS rule = options != nullptr ? *options : ZAFOLDAP_BROWSER_OPTIONS{};
+    if (rule.szFilter == nullptr) rule.szFilter = kUsers.filter;
+    if (rule.szNameAttr == nullptr) rule.szNameAttr = kUsers.name_attribute;
     return rule;
 }
 
 // What a listing of accounts takes from each entry. Lists that are NULL are not filled.
-struct ACCOUNT_LISTING {
-    const char *szNameAttr;  // entries without it are passed over; NULL: the DN is enough
-    QLIBSZLIST **ppDNList;
-    QLIBSZLIST **ppNameList;
+struct AccountListing {
+    const char *name_attribute;  // entries without it are passed over; NULL: the DN is enough
+    QLIBSZLIST **dns;
+    QLIBSZLIST **names;
 };
 
 // Appends DN and name of every entry below the base DN that matches; their number, or
 // -1, what was appended staying in the lists.
-int ListAccounts(const ZAFOLDAP_HOST *pHost, const char *szFilter, const ACCOUNT_LISTING &listing);
+int ListAccounts(const ZAFOLDAP_HOST *host, const char *filter, const AccountListing &listing);
 
 // The same for the DNs of the accounts that carry a number. A list that is not there, the
 // address or the list itself, is not filled.
-int ListAccountsByNumber(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, unsigned int nNumber,
-                         QLIBSZLIST **ppDNList);
+int ListAccountsByNumber(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number,
+                         QLIBSZLIST **dns);
 
 // Opens a search at a whole DN and reads its first entry. 1; 0 there is none; -1.
-int FirstEntryAt(const ZAFOLDAP_HOST *pHost, const char *szDN, OpenSearch *pSearch);
-
-// Buffer for what a lookup finds: a DN, a name, a number. FitsDN holds for all of them; the buffer has
-// room for one byte more, so that it tells what was cut.
-using FoundText = char[kMaxDN + 2];
+int FirstEntryAt(const ZAFOLDAP_HOST *host, const char *dn, OpenSearch *search);
 
 // The login name of the user at a DN. 1; 0, with platform error 0x1D00, there is no such user;
 // -1, also for a name that is too long (0x0E00).
-int UserNameAt(const ZAFOLDAP_HOST *pHost, const char *szUserDN, FoundText &szName);
+int UserNameAt(const ZAFOLDAP_HOST *host, const char *user_dn, FoundText &name);
 
 // A uid or gid as an attribute's text gives it, decimal; all ones, which means none, without a
 // text and for what 32 bits cannot hold.
-uint32_t AccountNumber(const char *szText);
+uint32_t AccountNumber(const char *text);
 
 }  // namespace zafo

@@ -5,20 +5,20 @@ namespace zafo {
 
 namespace {
 
-bool IsTaken(int nFound, int nError) {
-    if (nFound == 0) return false;
-    ZAFOLDAPErrSet(nError);
+bool IsTaken(int found, int error) {
+    if (found == 0) return false;
+    ZAFOLDAPErrSet(error);
     return true;
 }
 
 }  // namespace
 
-bool IsNameTaken(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, const char *szName) {
-    return IsTaken(kind.pfnFindByName(pHost, szName, nullptr, 0), kind.nNameTaken);
+bool IsNameTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, const char *name) {
+    return IsTaken(kind.find_by_name(host, name, nullptr, 0), kind.name_taken);
 }
 
-bool IsNumberTaken(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, unsigned int nNumber) {
-    return IsTaken(kind.pfnCountByNumber(pHost, nNumber, nullptr), kind.nNumberTaken);
+bool IsNumberTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number) {
+    return IsTaken(kind.count_by_number(host, number, nullptr), kind.number_taken);
 }
 
 }  // namespace zafo

@@ -9,7 +9,7 @@
 
 namespace zafo {
 
-bool IsNameTaken(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, const char *szName);
-bool IsNumberTaken(const ZAFOLDAP_HOST *pHost, const ACCOUNT_KIND &kind, unsigned int nNumber);
+bool IsNameTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, const char *name);
+bool IsNumberTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number);
 
 }  // namespace zafo

@@ -9,28 +9,28 @@
 namespace zafo {
 
 template <class Account>
-struct ATTRIBUTE_GROUP {
-    unsigned int nClass;  // bit of zafoldap/object_class.h; 0: written always
-    void (*pfnWrite)(ZAFOLDAP_LDIF *pLDIF, const Account &account);
+struct AttributeGroup {
+    unsigned int object_class;  // bit of zafoldap/object_class.h; 0: written always
+    void (*write)(ZAFOLDAP_LDIF *ldif, const Account &account);
 };
 
-template <class Account, size_t nGroups>
-void WriteGroups(ZAFOLDAP_LDIF *pLDIF, unsigned int nClasses,
-                 const ATTRIBUTE_GROUP<Account> (&groups)[nGroups], const Account &account) {
-    for (const ATTRIBUTE_GROUP<Account> &group : groups) {
-        if ((nClasses & group.nClass) == group.nClass) group.pfnWrite(pLDIF, account);
+template <class Account, size_t count>
+void WriteGroups(ZAFOLDAP_LDIF *ldif, unsigned int classes,
+                 const AttributeGroup<Account> (&groups)[count], const Account &account) {
+    for (const AttributeGroup<Account> &group : groups) {
+        if ((classes & group.object_class) == group.object_class) group.write(ldif, account);
     }
 }
 
 // A whole "add" record. DN and change type are attribute lines: a record without any other is no
 // empty change, which would count as done, but one that is refused.
-template <class Account, size_t nGroups>
-void WriteNewEntry(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema,
-                   const ATTRIBUTE_GROUP<Account> (&groups)[nGroups], const Account &account) {
-    WriteValue(pLDIF, "dn", account.szDN);
-    WriteValue(pLDIF, "changetype", "add");
-    WriteGroups(pLDIF, nSchema, groups, account);
-    WriteExtra(pLDIF, account.plistExtra);
+template <class Account, size_t count>
+void WriteNewEntry(ZAFOLDAP_LDIF *ldif, unsigned int schema,
+                   const AttributeGroup<Account> (&groups)[count], const Account &account) {
+    WriteValue(ldif, "dn", account.dn.c_str());
+    WriteValue(ldif, "changetype", "add");
+    WriteGroups(ldif, schema, groups, account);
+    WriteExtra(ldif, account.extra);
 }
 
 }  // namespace zafo

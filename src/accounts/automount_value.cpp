@@ -16,14 +16,14 @@ bool IsSpecial(char c) {
 
 }  // namespace
 
-std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *szMap) {
-    std::string dn = std::string("automountMapName=") + szMap;
+std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *map) {
+    std::string dn = std::string("automountMapName=") + map;
     if (host.szBaseDN != nullptr) dn.append(",").append(host.szBaseDN);
     return dn;
 }
 
-std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *szKey, const char *szMap) {
-    return std::string("automountKey=") + szKey + "," + AutomountMapDN(host, szMap);
+std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *key, const char *map) {
+    return std::string("automountKey=") + key + "," + AutomountMapDN(host, map);
 }
 
 std::optional<std::string> EscapedPath(std::string_view path) {
@@ -41,17 +41,17 @@ std::string AutomountValue(std::string_view host, std::string_view escaped) {
     return std::string(kType).append(" ").append(host).append(":").append(escaped).append("/&");
 }
 
-std::optional<std::string> EscapedExportOf(std::string_view *pValue) {
-    *pValue = pValue->substr(0, pValue->find_last_not_of(kBlanks) + 1);
-    if (!pValue->ends_with('&')) return {};
-    pValue->remove_suffix(1);
+std::optional<std::string> EscapedExportOf(std::string_view *text) {
+    *text = text->substr(0, text->find_last_not_of(kBlanks) + 1);
+    if (!text->ends_with('&')) return {};
+    text->remove_suffix(1);
 
-    std::string_view value = *pValue;
-    const size_t nType = value.find(kType);
-    if (nType == std::string_view::npos) return {};
-    const size_t nBlank = value.find(' ', nType + kType.size());
-    if (nBlank == std::string_view::npos) return {};
-    value.remove_prefix(nBlank);
+    std::string_view value = *text;
+    const size_t type = value.find(kType);
+    if (type == std::string_view::npos) return {};
+    const size_t blank = value.find(' ', type + kType.size());
+    if (blank == std::string_view::npos) return {};
+    value.remove_prefix(blank);
     while (value.starts_with(' '))
         value.remove_prefix(1);
     if (value.starts_with('-')) return {};  // one more option

@@ -21,8 +21,8 @@ inline constexpr char kAnyKey[] = "*";
 inline constexpr char kAutomountInformation[] = "automountInformation";
 
 // "automountMapName=MAP,BASE", and "automountKey=KEY," before it.
-std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *szMap);
-std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *szKey, const char *szMap);
+std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *map);
+std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *key, const char *map);
 
 // A path as it stands in the value, one "/" at its end dropped; nothing when it does not fit.
 std::optional<std::string> EscapedPath(std::string_view path);
@@ -32,7 +32,7 @@ std::string AutomountValue(std::string_view host, std::string_view escaped);
 
 // "HOST:PATH/" as it stands in such a value, still escaped; nothing when it is of another form.
 // The value loses at its end what was understood: blanks, then the "&".
-std::optional<std::string> EscapedExportOf(std::string_view *pValue);
+std::optional<std::string> EscapedExportOf(std::string_view *text);
 
 // An escaped text as it was; nothing when it does not fit.
 std::optional<std::string> Unescaped(std::string_view escaped);

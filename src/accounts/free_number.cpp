@@ -5,26 +5,26 @@
 
 namespace zafo {
 
-std::optional<uint64_t> NextFreeNumber(std::span<const uint64_t> used, uint64_t nCounter,
-                                       NUMBER_RANGE pool) {
+std::optional<uint64_t> NextFreeNumber(std::span<const uint64_t> used, uint64_t counter,
+                                       NumberRange pool) {
     // The first element after the last of a value: equal ones are stepped over at once.
     const auto after = [used](uint64_t n) { return std::upper_bound(used.begin(), used.end(), n); };
-    uint64_t nCurrent = nCounter;
-    auto next = after(nCurrent);
-    bool blWrapped = false;
+    uint64_t current = counter;
+    auto next = after(current);
+    bool has_wrapped = false;
     for (;;) {
-        if (nCurrent >= pool.nHighest) {
+        if (current >= pool.highest) {
             // Nothing is seen twice: a counter at or below the lowest has been past all of them.
-            if (blWrapped || nCounter <= pool.nLowest) return {};
-            blWrapped = true;
-            nCurrent = pool.nLowest;
-            if (!std::binary_search(used.begin(), used.end(), nCurrent)) return nCurrent;
-            next = after(nCurrent);
+            if (has_wrapped || counter <= pool.lowest) return {};
+            has_wrapped = true;
+            current = pool.lowest;
+            if (!std::binary_search(used.begin(), used.end(), current)) return current;
+            next = after(current);
             continue;
         }
-        if (next == used.end() || (*next != nCurrent && *next != nCurrent + 1)) return nCurrent + 1;
-        nCurrent = *next++;
-        if (nCurrent == nCounter) return {};  // all the way round
+        if (next == used.end() || (*next != current && *next != current + 1)) return current + 1;
+        current = *next++;
+        if (current == counter) return {};  // all the way round
     }
 }
 

@@ -12,39 +12,40 @@ namespace {
 
 constexpr char kDomainGroup[] = "2";  // SID_NAME_DOM_GRP
 
-void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
-    WriteValue(pLDIF, "objectClass", "top");
+void WriteTop(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
+    WriteValue(ldif, "objectClass", "top");
 }
 
-void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP &group) {
-    WriteValue(pLDIF, "cn", group.pGroup->szName);
-    ZAFOLDAPLdifAttr(pLDIF, "gidNumber", "%lu", static_cast<unsigned long>(group.pGroup->nGid));
-    if (group.szDescription != nullptr && group.szDescription[0] != '\0') {
-        WriteValue(pLDIF, "description", group.szDescription);
+void WritePosix(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
+    WriteValue(ldif, "cn", group.group->szName);
+    ZAFOLDAPLdifAttr(ldif, "gidNumber", "%lu", static_cast<unsigned long>(group.group->nGid));
+    if (group.description != nullptr && group.description[0] != '\0') {
+        WriteValue(ldif, "description", group.description);
     }
-    for (char **psz = group.pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
-        WriteValue(pLDIF, "memberUid", *psz);
+    for (char **member = group.group->pszMembers; member != nullptr && *member != nullptr;
+         ++member) {
+        WriteValue(ldif, "memberUid", *member);
     }
-    WriteValue(pLDIF, "objectClass", "posixGroup");
+    WriteValue(ldif, "objectClass", "posixGroup");
 }
 
-void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
-    WriteValue(pLDIF, "objectClass", "extensibleObject");
+void WriteExtensible(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
+    WriteValue(ldif, "objectClass", "extensibleObject");
 }
 
-void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP & /*group*/) {
-    WriteValue(pLDIF, "objectClass", "apple-group");
+void WriteApple(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
+    WriteValue(ldif, "objectClass", "apple-group");
 }
 
-void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NEW_GROUP &group) {
-    WriteValue(pLDIF, "sambaSID", group.szSID);
-    WriteFormatText(pLDIF, "displayName", group.pGroup->szName);
-    WriteValue(pLDIF, "sambaGroupType", kDomainGroup);
-    WriteValue(pLDIF, "objectClass", "sambaGroupMapping");
-    WriteValue(pLDIF, "objectClass", "sambaIdmapEntry");
+void WriteSamba(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
+    WriteValue(ldif, "sambaSID", group.sid.c_str());
+    WriteFormatText(ldif, "displayName", group.group->szName);
+    WriteValue(ldif, "sambaGroupType", kDomainGroup);
+    WriteValue(ldif, "objectClass", "sambaGroupMapping");
+    WriteValue(ldif, "objectClass", "sambaIdmapEntry");
 }
 
-constexpr ATTRIBUTE_GROUP<NEW_GROUP> kGroups[] = {
+constexpr AttributeGroup<NewGroup> kGroupAttributes[] = {
     {ZAFOLDAP_CLASS_TOP, WriteTop},
     {ZAFOLDAP_CLASS_POSIX_GROUP, WritePosix},
     {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, WriteExtensible},
@@ -54,8 +55,8 @@ constexpr ATTRIBUTE_GROUP<NEW_GROUP> kGroups[] = {
 
 }  // namespace
 
-void WriteGroupRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_GROUP &group) {
-    WriteNewEntry(pLDIF, nSchema, kGroups, group);
+void WriteGroupRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewGroup &group) {
+    WriteNewEntry(ldif, schema, kGroupAttributes, group);
 }
 
 }  // namespace zafo

@@ -3,20 +3,22 @@
 // The entry of a new group. No tool runs here.
 #pragma once
 
+#include <string>
+
 #include "platform/group.h"
 #include "platform/szlist.h"
 #include "zafoldap/ldif.h"
 
 namespace zafo {
 
-struct NEW_GROUP {
-    const ZAFOGROUP *pGroup;
-    const char *szDN;
-    const char *szDescription;     // may be NULL
-    const char *szSID;             // "": none could be made
-    const QLIBSZLIST *plistExtra;  // may be NULL
+struct NewGroup {
+    const ZAFOGROUP *group;
+    std::string dn;
+    const char *description;  // may be NULL
+    std::string sid;          // "": none could be made
+    const QLIBSZLIST *extra;  // may be NULL
 };
 
-void WriteGroupRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_GROUP &group);
+void WriteGroupRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewGroup &group);
 
 }  // namespace zafo

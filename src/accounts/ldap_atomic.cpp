@@ -8,7 +8,9 @@
 #include <string>
 
 #include "accounts/account_record.h"
+#include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "zafoldap/debug.h"
@@ -20,93 +22,85 @@ namespace {
 constexpr int kAttempts = 10;
 constexpr size_t kMaxValue = 1024;
 
-void WriteSwap(ZAFOLDAP_LDIF *pLDIF, const char *szDN, const char *szAttr, const char *szRemoveVal,
-               const char *szAddVal) {
-    zafo::WriteValue(pLDIF, "dn", szDN);
-    zafo::WriteValue(pLDIF, "changetype", "modify");
-    zafo::WriteValue(pLDIF, "delete", szAttr);
-    zafo::WriteValue(pLDIF, szAttr, szRemoveVal);
-    ZAFOLDAPLdifSepAttr(pLDIF);
-    zafo::WriteValue(pLDIF, "add", szAttr);
-    zafo::WriteValue(pLDIF, szAttr, szAddVal);
+void WriteSwap(ZAFOLDAP_LDIF *ldif, const char *dn, const char *attribute, const char *removed,
+               const char *added) {
+    zafo::WriteValue(ldif, "dn", dn);
+    zafo::WriteValue(ldif, "changetype", "modify");
+    zafo::WriteValue(ldif, "delete", attribute);
+    zafo::WriteValue(ldif, attribute, removed);
+    ZAFOLDAPLdifSepAttr(ldif);
+    zafo::WriteValue(ldif, "add", attribute);
+    zafo::WriteValue(ldif, attribute, added);
 }
 
-int Swap(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr, const char *szRemoveVal,
-         const char *szAddVal) {
+int Swap(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, const char *removed,
+         const char *added) {
     zafo::ChangeFile change;
     if (change.Open() != 0) return -1;
-    WriteSwap(change.get(), szDN, szAttr, szRemoveVal, szAddVal);
-    return change.Apply(pHost);
+    WriteSwap(change.get(), dn, attribute, removed, added);
+    return change.Apply(host);
 }
 
-// What the counter is to become; *pValue may be replaced by what is to be reported. 0 or -1.
-int Decide(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_t *pNext,
-           ZAFOLDAP_ATOMIC_CHECK pfnCheck, void *pTruck) {
-    *pNext = *pValue + 1;
-    if (pfnCheck == nullptr || pfnCheck(pHost, pValue, pNext, pTruck) >= 0) return 0;
+// What the counter is to become; *value may be replaced by what is to be reported. 0 or -1.
+int Decide(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next, ZAFOLDAP_ATOMIC_CHECK check,
+           void *context) {
+    *next = *value + 1;
+    if (check == nullptr || check(host, value, next, context) >= 0) return 0;
     ZAFO_DEBUG_LOG("Check failed.");
     return -1;
 }
 
-int Increase(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr, uint64_t *pValue,
-             ZAFOLDAP_ATOMIC_CHECK pfnCheck, void *pTruck) {
+int Increase(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, uint64_t *reported,
+             ZAFOLDAP_ATOMIC_CHECK check, void *context) {
     std::string old, next;
     for (int i = 0; i < kAttempts; ++i) {
-        char szValue[kMaxValue];
-        if (ZAFOLDAPSearchGetValueByDN(pHost, szDN, nullptr, szAttr, szValue, sizeof szValue) < 0) {
-            ZAFO_LOG("get [%s] failed.", szAttr);
+        char value[kMaxValue];
+        if (ZAFOLDAPSearchGetValueByDN(host, dn, nullptr, attribute, value, sizeof value) < 0) {
+            ZAFO_LOG("get [%s] failed.", attribute);
             return -1;
         }
-        uint64_t nValue = strtoull(szValue, nullptr, 10);
-        old = std::to_string(nValue);
-        uint64_t nNext = 0;
-        if (Decide(pHost, &nValue, &nNext, pfnCheck, pTruck) != 0) return -1;
-        next = std::to_string(nNext);
-        if (ZAFOLDAPAtomicRemoveAdd(pHost, szDN, szAttr, old.c_str(), next.c_str()) == 0) {
-            *pValue = nValue;
+        uint64_t number = strtoull(value, nullptr, 10);
+        old = std::to_string(number);
+        uint64_t next_number = 0;
+        if (Decide(host, &number, &next_number, check, context) != 0) return -1;
+        next = std::to_string(next_number);
+        if (ZAFOLDAPAtomicRemoveAdd(host, dn, attribute, old.c_str(), next.c_str()) == 0) {
+            *reported = number;
             return 0;
         }
     }
-    ZAFO_LOG("replace [%s] from [%s] -> [%s] failed. ", szAttr, old.c_str(), next.c_str());
+    ZAFO_LOG("replace [%s] from [%s] -> [%s] failed. ", attribute, old.c_str(), next.c_str());
     return -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr,
-                            const char *szRemoveVal, const char *szAddVal) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szRemoveVal == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szRemoveVal");
-    if (szAddVal == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAddVal");
-    if (!zafo::IsOneLine(szDN)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szDN, \"\\r\\n\")");
-    if (!zafo::IsOneLine(szAttr)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szAttr, \"\\r\\n\")");
-    if (!zafo::IsOneLine(szRemoveVal)) {
-        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szRemoveVal, \"\\r\\n\")");
-    }
-    if (!zafo::IsOneLine(szAddVal)) {
-        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szAddVal, \"\\r\\n\")");
-    }
+int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute,
+                            const char *removed, const char *added) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (removed == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szRemoveVal");
+    if (added == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAddVal");
+    if (!zafo::IsOneLine(dn)) return ZAFO_NOT_ONE_LINE("szDN");
+    if (!zafo::IsOneLine(attribute)) return ZAFO_NOT_ONE_LINE("szAttr");
+    if (!zafo::IsOneLine(removed)) return ZAFO_NOT_ONE_LINE("szRemoveVal");
+    if (!zafo::IsOneLine(added)) return ZAFO_NOT_ONE_LINE("szAddVal");
 
-    const int nResult =
-        zafo::Guarded(-1, [=] { return Swap(pHost, szDN, szAttr, szRemoveVal, szAddVal); });
-    if (nResult != 0) {
-        ZAFO_DEBUG_LOG("ZAFOLDAPModify failed [%s,%s,%s,%s] [0x%04X]", szDN, szAttr, szRemoveVal,
-                       szAddVal, zafo::PlatformError());
+    const int result = zafo::Guarded(-1, [=] { return Swap(host, dn, attribute, removed, added); });
+    if (result != 0) {
+        ZAFO_DEBUG_LOG("ZAFOLDAPModify failed [%s,%s,%s,%s] [0x%04X]", dn, attribute, removed,
+                       added, zafo::PlatformError());
     }
-    return nResult;
+    return result;
 }
 
-int ZAFOLDAPAtomicIncr(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szAttr,
-                       uint64_t *pValue, ZAFOLDAP_ATOMIC_CHECK pfnCheck, void *pTruck) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pValue");
+int ZAFOLDAPAtomicIncr(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute,
+                       uint64_t *value, ZAFOLDAP_ATOMIC_CHECK check, void *context) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pValue");
 
-    return zafo::Guarded(-1,
-                         [=] { return Increase(pHost, szDN, szAttr, pValue, pfnCheck, pTruck); });
+    return zafo::Guarded(-1, [=] { return Increase(host, dn, attribute, value, check, context); });
 }

@@ -5,6 +5,7 @@
 #include "accounts/account_search.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -14,79 +15,79 @@
 
 namespace {
 
-// How a DN is written: as it is, or with "%%" for "%".
-using DN_WRITER = void (*)(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szDN);
+// What "%%" means in a DN.
+enum class Percents { kAreText, kStandForOne };
 
 // DN and change type are attribute lines: without one the change would count as empty and
 // as done.
-int DeleteEntry(const ZAFOLDAP_HOST *pHost, const char *szDN, DN_WRITER pfnWriteDN) {
+int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    pfnWriteDN(file.get(), "dn", szDN);
+    if (percents == Percents::kStandForOne) {
+        zafo::WriteFormatText(file.get(), "dn", dn);
+    } else {
+        zafo::WriteValue(file.get(), "dn", dn);
+    }
     zafo::WriteValue(file.get(), "changetype", "delete");
-    if (file.Apply(pHost) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify [%s] failed. [0x%04X]", szDN, zafo::PlatformError());
+    if (file.Apply(host) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify [%s] failed. [0x%04X]", dn, zafo::PlatformError());
     return -1;
 }
 
 // A DN that the server gave may be too long, or no line.
-int CheckFound(const zafo::FoundText &szDN) {
-    if (!zafo::FitsDN(szDN)) return -1;
-    if (zafo::IsOneLine(szDN)) return 0;
+int CheckFound(const zafo::FoundText &dn) {
+    if (!zafo::FitsDN(dn)) return -1;
+    if (zafo::IsOneLine(dn)) return 0;
     QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
     return -1;
 }
 
-struct DELETED_KIND {
-    const zafo::ACCOUNT_KIND &kind;
-    int nNotFound;            // platform error
-    const char *szAmbiguous;  // log line
+struct DeletedKind {
+    const zafo::AccountKind &kind;
+    int not_found;          // platform error
+    const char *ambiguous;  // log line
 };
-constexpr DELETED_KIND kUser{zafo::kUsers, QLIB_ERR_NO_SUCH_USER,
-                             "delete user failed. user name is ambiguous"};
-constexpr DELETED_KIND kGroup{zafo::kGroups, QLIB_ERR_NO_SUCH_GROUP,
-                              "delete group failed, group name is ambiguous"};
+constexpr DeletedKind kUser{zafo::kUsers, QLIB_ERR_NO_SUCH_USER,
+                            "delete user failed. user name is ambiguous"};
+constexpr DeletedKind kGroup{zafo::kGroups, QLIB_ERR_NO_SUCH_GROUP,
+                             "delete group failed, group name is ambiguous"};
 
-// Finds the one entry of a name. 0, or -1.
-int Resolve(const ZAFOLDAP_HOST *pHost, const DELETED_KIND &what, const char *szName,
-            zafo::FoundText &szDN) {
-    const int nFound = what.kind.pfnFindByName(pHost, szName, szDN, sizeof szDN);
-    if (nFound == 1) return CheckFound(szDN);
-    if (nFound > 1) ZAFO_LOG("%s: %s", what.szAmbiguous, szName);
-    if (nFound == 0) QLIBCErrSet(what.nNotFound);
+// Finds the one entry of a name. 0, or -1. A name that is NULL is reported by the lookup.
+int Resolve(const ZAFOLDAP_HOST *host, const DeletedKind &what, const char *name,
+            zafo::FoundText &dn) {
+    const int found = what.kind.find_by_name(host, name, dn, sizeof dn);
+    if (found == 1) return CheckFound(dn);
+    if (found > 1) ZAFO_LOG("%s: %s", what.ambiguous, name);
+    if (found == 0) QLIBCErrSet(what.not_found);
     return -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserDeleteDN(const ZAFOLDAP_HOST *pHost, const char *szDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    REQUIRE_ONE_LINE(szDN);
+int ZAFOLDAPBrowserDeleteDN(const ZAFOLDAP_HOST *host, const char *dn) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (!zafo::IsOneLine(dn)) return ZAFO_NOT_ONE_LINE("szDN");
 
-    return zafo::Guarded(-1, [&] { return DeleteEntry(pHost, szDN, zafo::WriteFormatText); });
+    return zafo::Guarded(-1, [&] { return DeleteEntry(host, dn, Percents::kStandForOne); });
 }
 
-// A name that is NULL is reported by the lookup.
-
-int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *pHost, const char *szName) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szName != nullptr) {  // both are lines of what is changed in the groups afterwards
-        REQUIRE_ONE_LINE(szName);
-        REQUIRE_ONE_LINE(pHost->szBaseDN);
+int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *host, const char *name) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (name != nullptr) {  // both are lines of what is changed in the groups afterwards
+        if (!zafo::IsOneLine(name)) return ZAFO_NOT_ONE_LINE("szName");
+        if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
     }
 
     return zafo::Guarded(-1, [&] {
-        zafo::FoundText szDN = "";
-        if (Resolve(pHost, kUser, szName, szDN) != 0) return -1;
-        if (DeleteEntry(pHost, szDN, zafo::WriteValue) != 0) {
-            ZAFO_LOG("Delete user [%s] failed.", szDN);
+        zafo::FoundText dn = "";
+        if (Resolve(host, kUser, name, dn) != 0) return -1;
+        if (DeleteEntry(host, dn, Percents::kAreText) != 0) {
+            ZAFO_LOG("Delete user [%s] failed.", dn);
             return -1;
         }
-        if (ZAFOLDAPBrowserGroupEditWhenUserUIDChange(pHost, szName, nullptr) != 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", szName,
+        if (ZAFOLDAPBrowserGroupEditWhenUserUIDChange(host, name, nullptr) != 0) {
+            ZAFO_LOG("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", name,
                      zafo::PlatformError());
             return -1;
         }
@@ -94,13 +95,12 @@ int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *pHost, const char *szName) {
     });
 }
 
-int ZAFOLDAPBrowserDeleteGroup(const ZAFOLDAP_HOST *pHost, const char *szName) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+int ZAFOLDAPBrowserDeleteGroup(const ZAFOLDAP_HOST *host, const char *name) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
 
     return zafo::Guarded(-1, [&] {
-        zafo::FoundText szDN = "";
-        if (Resolve(pHost, kGroup, szName, szDN) != 0) return -1;
-        return DeleteEntry(pHost, szDN, zafo::WriteValue);
+        zafo::FoundText dn = "";
+        if (Resolve(host, kGroup, name, dn) != 0) return -1;
+        return DeleteEntry(host, dn, Percents::kAreText);
     });
 }

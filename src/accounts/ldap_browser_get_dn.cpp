@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -8,62 +9,59 @@
 
 namespace {
 
-int FirstDNByName(const ZAFOLDAP_HOST *pHost, const char *szCondition, const char *szAttr,
-                  const char *szName, char *szDN, size_t cbDN) {
+int FirstDNByName(const ZAFOLDAP_HOST *host, const char *condition, const char *attribute,
+                  const char *name, char *dn, size_t size) {
     return zafo::Guarded(-1, [&] {
-        const auto filter = zafo::AccountFilter(szCondition, szAttr, szName);
+        const auto filter = zafo::AccountFilter(condition, attribute, name);
         if (!filter) return -1;
-        return ZAFOLDAPBrowserGetFirstDN(pHost, filter->c_str(), szDN, cbDN);
+        return ZAFOLDAPBrowserGetFirstDN(host, filter->c_str(), dn, size);
     });
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter, char *szDN,
-                              size_t cbDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szFilter == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szFilter");
+int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *host, const char *filter, char *dn,
+                              size_t size) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (filter == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szFilter");
 
     zafo::OpenSearch search;
-    search.request.szFilter = szFilter;
-    if (search.Open(pHost) != 0) return -1;
-    int nCount = 0;
-    int nFound = 0;
-    while ((nFound = search.Next()) == 1) {
-        const char *szFound = search.First("dn");
-        if (szFound == nullptr) continue;
-        if (szDN != nullptr && cbDN > 0) zafo::CopyText(szFound, szDN, cbDN);
-        ++nCount;
+    search.request.szFilter = filter;
+    if (search.Open(host) != 0) return -1;
+    int count = 0;
+    int found = 0;
+    while ((found = search.Next()) == 1) {
+        const char *found_dn = search.First("dn");
+        if (found_dn == nullptr) continue;
+        if (dn != nullptr && size > 0) zafo::CopyText(found_dn, dn, size);
+        ++count;
     }
-    if (nFound < 0) {
-        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed, %s (%d)",
-                 ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+    if (found < 0) {
+        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed, %s (%d)", zafo::ErrorKey(),
+                 ZAFOLDAPErrGet());
         return -1;
     }
-    return nCount;
+    return count;
 }
 
-int ZAFOLDAPBrowserGetDNByUserUIDEx(const ZAFOLDAP_HOST *pHost, const char *szUserUID, char *szDN,
-                                    size_t cbDN, const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
+int ZAFOLDAPBrowserGetDNByUserUIDEx(const ZAFOLDAP_HOST *host, const char *uid, char *dn,
+                                    size_t size, const ZAFOLDAP_BROWSER_OPTIONS *options) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
 
-    const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(pOptions);
-    return FirstDNByName(pHost, rule.szFilter, rule.szNameAttr, szUserUID, szDN, cbDN);
+    const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(options);
+    return FirstDNByName(host, rule.szFilter, rule.szNameAttr, uid, dn, size);
 }
 
-int ZAFOLDAPBrowserGetDNByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID, char *szDN,
-                                  size_t cbDN) {
-    return ZAFOLDAPBrowserGetDNByUserUIDEx(pHost, szUserUID, szDN, cbDN, nullptr);
+int ZAFOLDAPBrowserGetDNByUserUID(const ZAFOLDAP_HOST *host, const char *uid, char *dn,
+                                  size_t size) {
+    return ZAFOLDAPBrowserGetDNByUserUIDEx(host, uid, dn, size, nullptr);
 }
 
-int ZAFOLDAPBrowserGetDNByGroupCN(const ZAFOLDAP_HOST *pHost, const char *szGroupCN, char *szDN,
-                                  size_t cbDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szGroupCN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupCN");
-    return FirstDNByName(pHost, zafo::kGroupFilter, zafo::kGroups.szNameAttr, szGroupCN, szDN,
-                         cbDN);
+int ZAFOLDAPBrowserGetDNByGroupCN(const ZAFOLDAP_HOST *host, const char *group_cn, char *dn,
+                                  size_t size) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (group_cn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupCN");
+    return FirstDNByName(host, zafo::kGroups.filter, zafo::kGroups.name_attribute, group_cn, dn,
+                         size);
 }

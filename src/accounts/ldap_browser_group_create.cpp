@@ -8,6 +8,7 @@
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "zafoldap/debug.h"
@@ -17,12 +18,12 @@
 
 namespace {
 
-bool IsTaken(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP &group) {
-    if (zafo::IsNameTaken(pHost, zafo::kGroups, group.szName)) {
+bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
+    if (zafo::IsNameTaken(host, zafo::kGroups, group.szName)) {
         ZAFO_DEBUG_LOG("group [%s] exists in db.", group.szName);
         return true;
     }
-    if (zafo::IsNumberTaken(pHost, zafo::kGroups, group.nGid)) {
+    if (zafo::IsNumberTaken(host, zafo::kGroups, group.nGid)) {
         ZAFO_DEBUG_LOG("gid number [%u] exists in db.", group.nGid);
         return true;
     }
@@ -30,55 +31,55 @@ bool IsTaken(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP &group) {
 }
 
 // What cannot be made is written as an empty value.
-void MakeSid(const ZAFOLDAP_HOST *pHost, char (&szSID)[zafo::kSidSize]) {
-    if ((pHost->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) == 0) return;
-    ZAFOLDAPSambaSIDGen(pHost, szSID, sizeof szSID);
+std::string MakeSid(const ZAFOLDAP_HOST *host) {
+    char sid[zafo::kSidSize] = "";
+    if ((host->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) != 0) {
+        ZAFOLDAPSambaSIDGen(host, sid, sizeof sid);
+    }
+    return sid;
 }
 
-int Create(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup, const char *szDescription,
-           const QLIBSZLIST *plistExtra, const char *szContainer) {
-    if (IsTaken(pHost, *pGroup)) return -1;
+int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *description,
+           const QLIBSZLIST *extra, const char *container) {
+    if (IsTaken(host, *group)) return -1;
     const std::string dn =
-        zafo::AccountDN(zafo::kGroups.szNameAttr, pGroup->szName, szContainer, pHost->szBaseDN);
+        zafo::AccountDN(zafo::kGroups.name_attribute, group->szName, container, host->szBaseDN);
     if (!zafo::FitsDN(dn)) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    char szSID[zafo::kSidSize] = "";
-    MakeSid(pHost, szSID);
-    zafo::WriteGroupRecord(file.get(), pHost->nSchema,
-                           {.pGroup = pGroup,
-                            .szDN = dn.c_str(),
-                            .szDescription = szDescription,
-                            .szSID = szSID,
-                            .plistExtra = plistExtra});
-    if (file.Apply(pHost) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", pGroup->szName, zafo::PlatformError());
+    zafo::WriteGroupRecord(file.get(), host->nSchema,
+                           {.group = group,
+                            .dn = dn,
+                            .description = description,
+                            .sid = MakeSid(host),
+                            .extra = extra});
+    if (file.Apply(host) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group->szName, zafo::PlatformError());
     return -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup,
-                               const char *szDescription, const QLIBSZLIST *plistExtra,
-                               const char *szGroupsContainer) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
-    if (pGroup == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
-    if (pGroup->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
-    if (pGroup->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");
-    if (pGroup->nGid == GID_ERR) return ZAFO_BAD_ARGUMENT("GID_ERR != pGroup->nGid");
-    REQUIRE_ONE_LINE(pGroup->szName);
-    REQUIRE_ONE_LINE(szDescription);
-    REQUIRE_ONE_LINE(szGroupsContainer);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(plistExtra);
-    for (char **psz = pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
-        if (!zafo::IsOneLine(*psz)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(pGroup->pszMembers)");
+int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group,
+                               const char *description, const QLIBSZLIST *extra,
+                               const char *groups_container) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (group == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
+    if (group->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
+    if (group->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");
+    if (group->nGid == GID_ERR) return ZAFO_BAD_ARGUMENT("GID_ERR != pGroup->nGid");
+    if (!zafo::IsOneLine(group->szName)) return ZAFO_NOT_ONE_LINE("pGroup->szName");
+    if (!zafo::IsOneLine(description)) return ZAFO_NOT_ONE_LINE("szDescription");
+    if (!zafo::IsOneLine(groups_container)) return ZAFO_NOT_ONE_LINE("szGroupsContainer");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(extra)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(plistExtra)");
+    for (char **member = group->pszMembers; member != nullptr && *member != nullptr; ++member) {
+        if (!zafo::IsOneLine(*member))
+            return ZAFO_BAD_ARGUMENT("AreOneLineEach(pGroup->pszMembers)");
     }
 
-    const char *szContainer =
-        szGroupsContainer != nullptr ? szGroupsContainer : zafo::kGroups.szContainer;
-    return zafo::Guarded(
-        -1, [&] { return Create(pHost, pGroup, szDescription, plistExtra, szContainer); });
+    const char *container =
+        groups_container != nullptr ? groups_container : zafo::kGroups.container;
+    return zafo::Guarded(-1, [&] { return Create(host, group, description, extra, container); });
 }

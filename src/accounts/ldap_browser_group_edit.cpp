@@ -8,6 +8,7 @@
 #include "accounts/account_taken.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/unicode.h"
@@ -19,98 +20,95 @@ namespace {
 constexpr size_t kDescriptionSize = 1025;
 
 // What really changes; NULL stays.
-struct CHANGES {
-    const char *szNewName;
-    const char *szDesc;
-    const unsigned int *pGid;
+struct Changes {
+    const char *new_name;
+    const char *description;
+    const unsigned int *gid;
 };
 
 // A description that fills the buffer may have been cut, and differs.
-bool IsSameText(const char (&szCurrent)[kDescriptionSize], const char *szWanted) {
-    return std::strcmp(szCurrent, szWanted) == 0 && std::strlen(szCurrent) + 1 < kDescriptionSize;
+bool IsSameText(const char (&current)[kDescriptionSize], const char *wanted) {
+    return std::strcmp(current, wanted) == 0 && std::strlen(current) + 1 < kDescriptionSize;
 }
 
 // Reads the group and crosses out what is as wanted already. 0, or -1.
-int KeepWhatDiffers(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, CHANGES *pChanges) {
-    char szDesc[kDescriptionSize] = "";
-    ZAFOGROUP *pGroup = nullptr;
-    const int nFound = ZAFOLDAPBrowserGroupGet(pHost, szGroupDN, &pGroup, szDesc, sizeof szDesc);
-    const zafo::Group group(pGroup);
-    if (nFound != 1) {
-        ZAFO_LOG("get group %s failed. ", szGroupDN);
+int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *changes) {
+    char description[kDescriptionSize] = "";
+    zafo::Group group;
+    const int found =
+        ZAFOLDAPBrowserGroupGet(host, group_dn, group.Next(), description, sizeof description);
+    if (found != 1) {
+        ZAFO_LOG("get group %s failed. ", group_dn);
         return -1;
     }
-    const char *&szNewName = pChanges->szNewName;
-    if (szNewName != nullptr && QLIBCUnicodeUTF8StrCaseCmp(szNewName, group->szName) == 0) {
-        szNewName = nullptr;
+    const char *&new_name = changes->new_name;
+    if (new_name != nullptr && QLIBCUnicodeUTF8StrCaseCmp(new_name, group->szName) == 0) {
+        new_name = nullptr;
     }
-    if (pChanges->szDesc != nullptr && IsSameText(szDesc, pChanges->szDesc)) {
-        pChanges->szDesc = nullptr;
+    if (changes->description != nullptr && IsSameText(description, changes->description)) {
+        changes->description = nullptr;
     }
-    if (pChanges->pGid != nullptr && *pChanges->pGid == group->nGid) pChanges->pGid = nullptr;
+    if (changes->gid != nullptr && *changes->gid == group->nGid) changes->gid = nullptr;
     return 0;
 }
 
-bool IsTaken(const ZAFOLDAP_HOST *pHost, const CHANGES &changes) {
-    if (changes.szNewName != nullptr &&
-        zafo::IsNameTaken(pHost, zafo::kGroups, changes.szNewName)) {
-        ZAFO_LOG("group %s exists in db.", changes.szNewName);
+bool IsTaken(const ZAFOLDAP_HOST *host, const Changes &changes) {
+    if (changes.new_name != nullptr && zafo::IsNameTaken(host, zafo::kGroups, changes.new_name)) {
+        ZAFO_LOG("group %s exists in db.", changes.new_name);
         return true;
     }
-    if (changes.pGid != nullptr && zafo::IsNumberTaken(pHost, zafo::kGroups, *changes.pGid)) {
-        ZAFO_LOG("gid number %u exists in db.", *changes.pGid);
+    if (changes.gid != nullptr && zafo::IsNumberTaken(host, zafo::kGroups, *changes.gid)) {
+        ZAFO_LOG("gid number %u exists in db.", *changes.gid);
         return true;
     }
     return false;
 }
 
-void WriteChanges(ZAFOLDAP_LDIF *pLDIF, const char *szGroupDN, const CHANGES &changes) {
-    if (changes.szDesc != nullptr || changes.pGid != nullptr) {
-        ZAFOLDAPLdifTargetDN(pLDIF, szGroupDN);
-        ZAFOLDAPLdifChangeType(pLDIF, "modify");
+void WriteChanges(ZAFOLDAP_LDIF *ldif, const char *group_dn, const Changes &changes) {
+    if (changes.description != nullptr || changes.gid != nullptr) {
+        ZAFOLDAPLdifTargetDN(ldif, group_dn);
+        ZAFOLDAPLdifChangeType(ldif, "modify");
     }
-    if (changes.szDesc != nullptr && changes.szDesc[0] != '\0') {
-        zafo::ReplaceValue(pLDIF, "description", changes.szDesc);
-    } else if (changes.szDesc != nullptr) {
-        ZAFOLDAPLdifAttrDelete(pLDIF, "description", nullptr);
+    if (changes.description != nullptr && changes.description[0] != '\0') {
+        zafo::ReplaceValue(ldif, "description", changes.description);
+    } else if (changes.description != nullptr) {
+        ZAFOLDAPLdifAttrDelete(ldif, "description", nullptr);
     }
-    if (changes.pGid != nullptr) {
-        ZAFOLDAPLdifAttrReplace(pLDIF, zafo::kGroups.szNumberAttr, "%lu",
-                                static_cast<unsigned long>(*changes.pGid));
+    if (changes.gid != nullptr) {
+        ZAFOLDAPLdifAttrReplace(ldif, zafo::kGroups.number_attribute, "%lu",
+                                static_cast<unsigned long>(*changes.gid));
     }
-    if (changes.szNewName != nullptr) {
-        zafo::WriteModRDN(pLDIF, szGroupDN, zafo::kGroups.szNameAttr, changes.szNewName);
+    if (changes.new_name != nullptr) {
+        zafo::WriteModRDN(ldif, group_dn, zafo::kGroups.name_attribute, changes.new_name);
     }
 }
 
-int Edit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, CHANGES changes) {
-    if (KeepWhatDiffers(pHost, szGroupDN, &changes) != 0) return -1;
-    if (IsTaken(pHost, changes)) return -1;
+int Edit(const ZAFOLDAP_HOST *host, const char *group_dn, Changes changes) {
+    if (KeepWhatDiffers(host, group_dn, &changes) != 0) return -1;
+    if (IsTaken(host, changes)) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    WriteChanges(file.get(), szGroupDN, changes);
-    if (file.Apply(pHost) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", szGroupDN, zafo::PlatformError());
+    WriteChanges(file.get(), group_dn, changes);
+    if (file.Apply(host) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group_dn, zafo::PlatformError());
     return -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
-                             const char *szNewGroupCN, const char *szDesc,
-                             const unsigned int *pGid) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
-    if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
-    if (szNewGroupCN == nullptr && szDesc == nullptr && pGid == nullptr) {
+int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *host, const char *group_dn, const char *new_cn,
+                             const char *description, const unsigned int *gid) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
+    if (new_cn == nullptr && description == nullptr && gid == nullptr) {
         return ZAFO_BAD_ARGUMENT("szNewGroupCN || szDesc || pGid");
     }
-    REQUIRE_ONE_LINE(szGroupDN);
-    REQUIRE_ONE_LINE(szNewGroupCN);
-    REQUIRE_ONE_LINE(szDesc);
+    if (!zafo::IsOneLine(group_dn)) return ZAFO_NOT_ONE_LINE("szGroupDN");
+    if (!zafo::IsOneLine(new_cn)) return ZAFO_NOT_ONE_LINE("szNewGroupCN");
+    if (!zafo::IsOneLine(description)) return ZAFO_NOT_ONE_LINE("szDesc");
 
     return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] {
-        return Edit(pHost, szGroupDN, {szNewGroupCN, szDesc, pGid});
+        return Edit(host, group_dn, {new_cn, description, gid});
     });
 }

@@ -1,30 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_kind.h"
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "zafoldap/browser.h"
 
-int ZAFOLDAPBrowserGroupEnumAll(const ZAFOLDAP_HOST *pHost, QLIBSZLIST **ppGroupDNList,
-                                QLIBSZLIST **ppGroupCNList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (ppGroupDNList != nullptr && *ppGroupDNList == nullptr) {
+int ZAFOLDAPBrowserGroupEnumAll(const ZAFOLDAP_HOST *host, QLIBSZLIST **group_dns,
+                                QLIBSZLIST **group_cns) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
     }
-    if (ppGroupCNList != nullptr && *ppGroupCNList == nullptr) {
+    if (group_cns != nullptr && *group_cns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL == ppGroupCNList || NULL != *ppGroupCNList");
     }
     return zafo::Guarded(-1, [&] {
-        return zafo::ListAccounts(pHost, zafo::kGroupFilter,
-                                  {zafo::kGroups.szNameAttr, ppGroupDNList, ppGroupCNList});
+        return zafo::ListAccounts(host, zafo::kGroups.filter,
+                                  {zafo::kGroups.name_attribute, group_dns, group_cns});
     });
 }
 
-int ZAFOLDAPBrowserGroupEnumByGIDNumber(const ZAFOLDAP_HOST *pHost, unsigned int gid,
-                                        QLIBSZLIST **ppGroupDNList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+int ZAFOLDAPBrowserGroupEnumByGIDNumber(const ZAFOLDAP_HOST *host, unsigned int gid,
+                                        QLIBSZLIST **group_dns) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
     return zafo::Guarded(
-        -1, [&] { return zafo::ListAccountsByNumber(pHost, zafo::kGroups, gid, ppGroupDNList); });
+        -1, [&] { return zafo::ListAccountsByNumber(host, zafo::kGroups, gid, group_dns); });
 }

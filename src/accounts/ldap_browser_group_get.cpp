@@ -3,6 +3,7 @@
 #include <new>
 
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -15,19 +16,19 @@ namespace {
 
 // The array that ZAFOGroupAlloc takes, ended by NULL; nullptr when there is no memory.
 std::unique_ptr<const char *[]> PointersTo(const zafo::List &names) {
-    const auto nNames = static_cast<size_t>(names.size());
-    std::unique_ptr<const char *[]> pointers(new (std::nothrow) const char *[nNames + 1]);
+    const auto count = static_cast<size_t>(names.size());
+    std::unique_ptr<const char *[]> pointers(new (std::nothrow) const char *[count + 1]);
     if (pointers == nullptr) return pointers;
-    for (size_t i = 0; i < nNames; ++i)
+    for (size_t i = 0; i < count; ++i)
         pointers[i] = names[static_cast<int>(i)];
-    pointers[nNames] = nullptr;
+    pointers[count] = nullptr;
     return pointers;
 }
 
-int MakeGroup(const zafo::OpenSearch &entry, const char *szGroupDN, const char *szName,
-              ZAFOGROUP **ppGroup) {
-    const char *szGid = entry.First("gidNumber");
-    if (szGid == nullptr) ZAFO_LOG("get gid failed");
+int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *name,
+              ZAFOGROUP **group) {
+    const char *gid = entry.First("gidNumber");
+    if (gid == nullptr) ZAFO_LOG("get gid failed");
     zafo::List members;
     if (ZAFOLDAPResultGetAll(&entry.result, "memberUid", members.address()) < 0) {
         ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", "memberUid", zafo::PlatformError());
@@ -39,41 +40,40 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *szGroupDN, const char *
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }
-    ZAFOGROUP *pGroup = nullptr;
-    if (ZAFOGroupAlloc(&pGroup, szName, zafo::AccountNumber(szGid), pointers.get()) < 0 ||
-        pGroup == nullptr) {
-        ZAFO_LOG("ZAFOGroupAlloc failed. [%s]. [0x%04X]", szGroupDN, zafo::PlatformError());
+    ZAFOGROUP *made = nullptr;
+    if (ZAFOGroupAlloc(&made, name, zafo::AccountNumber(gid), pointers.get()) < 0 ||
+        made == nullptr) {
+        ZAFO_LOG("ZAFOGroupAlloc failed. [%s]. [0x%04X]", group_dn, zafo::PlatformError());
         return -1;
     }
-    pGroup->nType = ZAFO_ACCOUNT_DIRECTORY;
-    *ppGroup = pGroup;  // what stood there is the caller's, or nothing at all
+    made->nType = ZAFO_ACCOUNT_DIRECTORY;
+    *group = made;  // what stood there is the caller's, or nothing at all
     return 1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, ZAFOGROUP **ppGroup,
-                            char *szDescription, size_t cbDescription) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
-    if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
-    if (ppGroup == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppGroup");
+int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *host, const char *group_dn, ZAFOGROUP **group,
+                            char *description, size_t size) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
+    if (group == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppGroup");
 
     return zafo::Guarded(-1, [&] {
         zafo::OpenSearch search;
-        search.request.szFilter = zafo::kGroupFilter;
-        const int nFound = zafo::FirstEntryAt(pHost, szGroupDN, &search);
-        if (nFound != 1) return nFound;
-        const char *szName = search.First("cn");
-        if (szName == nullptr) {
+        search.request.szFilter = zafo::kGroups.filter;
+        const int found = zafo::FirstEntryAt(host, group_dn, &search);
+        if (found != 1) return found;
+        const char *name = search.First("cn");
+        if (name == nullptr) {
             ZAFO_LOG("get name failed");
             return -1;
         }
-        const char *szFound = search.First("description");
-        if (szFound != nullptr && szDescription != nullptr && cbDescription > 0) {
-            zafo::CopyText(szFound, szDescription, cbDescription);
+        const char *text = search.First("description");
+        if (text != nullptr && description != nullptr && size > 0) {
+            zafo::CopyText(text, description, size);
         }
-        return MakeGroup(search, szGroupDN, szName, ppGroup);
+        return MakeGroup(search, group_dn, name, group);
     });
 }

@@ -7,6 +7,7 @@
 #include "accounts/account_search.h"
 #include "accounts/one_line.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -15,107 +16,106 @@
 
 namespace {
 
-struct CHANGE {
-    const char *szWord;
-    bool blOfMembers;  // of use where the group lists the user, else where it does not
+struct Change {
+    const char *word;
+    bool of_members;  // of use where the group lists the user, else where it does not
 };
 
-constexpr CHANGE kAdd{"add", false};
-constexpr CHANGE kDelete{"delete", true};
+constexpr Change kAdd{"add", false};
+constexpr Change kDelete{"delete", true};
 
 // Parts of records: "-" separates modifications, an empty line records --------------------
 
-void WriteModify(ZAFOLDAP_LDIF *pLDIF, const char *szGroupDN) {
-    zafo::WriteValue(pLDIF, "dn", szGroupDN);
-    ZAFOLDAPLdifAttr(pLDIF, "changetype", "%s", "modify");
+void WriteModify(ZAFOLDAP_LDIF *ldif, const char *group_dn) {
+    zafo::WriteValue(ldif, "dn", group_dn);
+    ZAFOLDAPLdifAttr(ldif, "changetype", "%s", "modify");
 }
 
-void WriteMemberUid(ZAFOLDAP_LDIF *pLDIF, const char *szUserUID) {
-    zafo::WriteValue(pLDIF, "memberUid", szUserUID);
+void WriteMemberUid(ZAFOLDAP_LDIF *ldif, const char *uid) {
+    zafo::WriteValue(ldif, "memberUid", uid);
 }
 
-void WriteMember(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const char *szUserUID) {
-    zafo::WriteValue(pLDIF, "member", zafo::MemberDN(host, szUserUID).c_str());
+void WriteMember(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const char *uid) {
+    zafo::WriteValue(ldif, "member", zafo::MemberDN(host, uid).c_str());
 }
 
-void EndModification(ZAFOLDAP_LDIF *pLDIF) {
-    ZAFOLDAPLdifLine(pLDIF, "-");
+void EndModification(ZAFOLDAP_LDIF *ldif) {
+    ZAFOLDAPLdifLine(ldif, "-");
 }
 
-void EndRecord(ZAFOLDAP_LDIF *pLDIF) {
-    ZAFOLDAPLdifLine(pLDIF, "%s", "");
+void EndRecord(ZAFOLDAP_LDIF *ldif) {
+    ZAFOLDAPLdifLine(ldif, "%s", "");
 }
 
 // One user, both ways.
-void WriteChange(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHANGE &change,
-                 const char *szUserUID) {
-    ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "memberUid");
-    WriteMemberUid(pLDIF, szUserUID);
-    EndModification(pLDIF);
-    ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "member");
-    WriteMember(pLDIF, host, szUserUID);
+void WriteChange(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
+                 const char *uid) {
+    ZAFOLDAPLdifAttr(ldif, change.word, "%s", "memberUid");
+    WriteMemberUid(ldif, uid);
+    EndModification(ldif);
+    ZAFOLDAPLdifAttr(ldif, change.word, "%s", "member");
+    WriteMember(ldif, host, uid);
 }
 
 // All users of a list, both ways.
-void WriteChanges(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHANGE &change,
-                  const QLIBSZLIST *pUserUIDList) {
-    ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "memberUid");
-    for (int i = 0; i < pUserUIDList->nItem; ++i)
-        WriteMemberUid(pLDIF, zafo::ItemAt(pUserUIDList, i));
-    EndModification(pLDIF);
-    ZAFOLDAPLdifAttr(pLDIF, change.szWord, "%s", "member");
-    for (int i = 0; i < pUserUIDList->nItem; ++i)
-        WriteMember(pLDIF, host, zafo::ItemAt(pUserUIDList, i));
+void WriteChanges(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
+                  const QLIBSZLIST *user_uids) {
+    ZAFOLDAPLdifAttr(ldif, change.word, "%s", "memberUid");
+    for (int i = 0; i < user_uids->nItem; ++i)
+        WriteMemberUid(ldif, zafo::ItemAt(user_uids, i));
+    EndModification(ldif);
+    ZAFOLDAPLdifAttr(ldif, change.word, "%s", "member");
+    for (int i = 0; i < user_uids->nItem; ++i)
+        WriteMember(ldif, host, zafo::ItemAt(user_uids, i));
 }
 
 // Whole records ---------------------------------------------------------------------------
 
-void WriteMembership(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const char *szGroupDN,
-                     const CHANGE &change, const char *szUserUID) {
-    WriteModify(pLDIF, szGroupDN);
-    WriteChange(pLDIF, host, change, szUserUID);
-    EndRecord(pLDIF);
+void WriteMembership(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const char *group_dn,
+                     const Change &change, const char *uid) {
+    WriteModify(ldif, group_dn);
+    WriteChange(ldif, host, change, uid);
+    EndRecord(ldif);
 }
 
-void WriteGroupSide(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const char *szGroupDN,
-                    const QLIBSZLIST *pAddedUserUIDList, const QLIBSZLIST *pRemovedUserUIDList) {
-    WriteModify(pLDIF, szGroupDN);
-    if (pAddedUserUIDList != nullptr) {
-        WriteChanges(pLDIF, host, kAdd, pAddedUserUIDList);
-        EndModification(pLDIF);
+void WriteGroupSide(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const char *group_dn,
+                    const QLIBSZLIST *added_user_uids, const QLIBSZLIST *removed_user_uids) {
+    WriteModify(ldif, group_dn);
+    if (added_user_uids != nullptr) {
+        WriteChanges(ldif, host, kAdd, added_user_uids);
+        EndModification(ldif);
     }
-    if (pRemovedUserUIDList != nullptr) WriteChanges(pLDIF, host, kDelete, pRemovedUserUIDList);
+    if (removed_user_uids != nullptr) WriteChanges(ldif, host, kDelete, removed_user_uids);
 }
 
-void WriteRename(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const char *szGroupDN,
-                 const char *szUserUID, const char *szNewUserUID) {
-    WriteModify(pLDIF, szGroupDN);
-    WriteChange(pLDIF, host, kDelete, szUserUID);
-    if (szNewUserUID != nullptr) {
-        EndModification(pLDIF);
-        WriteChange(pLDIF, host, kAdd, szNewUserUID);
+void WriteRename(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const char *group_dn,
+                 const char *uid, const char *new_uid) {
+    WriteModify(ldif, group_dn);
+    WriteChange(ldif, host, kDelete, uid);
+    if (new_uid != nullptr) {
+        EndModification(ldif);
+        WriteChange(ldif, host, kAdd, new_uid);
     }
-    EndRecord(pLDIF);
+    EndRecord(ldif);
 }
 
 // Operations ------------------------------------------------------------------------------
 
 // A change of the groups of one list, left out where it is done already.
-void WriteWhereNeeded(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHANGE &change,
-                      const char *szUserUID, const QLIBSZLIST *pGroupDNList,
-                      const zafo::List &current) {
-    for (int i = 0; pGroupDNList != nullptr && i < pGroupDNList->nItem; ++i) {
-        const char *szGroupDN = zafo::ItemAt(pGroupDNList, i);
-        const bool blListed = QLIBCSzListCaseFind(current.get(), szGroupDN) >= 0;
-        if (blListed == change.blOfMembers) {
-            WriteMembership(pLDIF, host, szGroupDN, change, szUserUID);
+void WriteWhereNeeded(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
+                      const char *uid, const QLIBSZLIST *group_dns, const zafo::List &current) {
+    for (int i = 0; group_dns != nullptr && i < group_dns->nItem; ++i) {
+        const char *group_dn = zafo::ItemAt(group_dns, i);
+        const bool is_listed = QLIBCSzListCaseFind(current.get(), group_dn) >= 0;
+        if (is_listed == change.of_members) {
+            WriteMembership(ldif, host, group_dn, change, uid);
         }
     }
 }
 
-int Apply(const ZAFOLDAP_HOST *pHost, zafo::ChangeFile *pFile, const char *szUserUID) {
-    if (pFile->Apply(pHost) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", szUserUID, zafo::PlatformError());
+int Apply(const ZAFOLDAP_HOST *host, zafo::ChangeFile *file, const char *uid) {
+    if (file->Apply(host) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", uid, zafo::PlatformError());
     return -1;
 }
 
@@ -128,151 +128,154 @@ bool CanBeWritten(const zafo::List &dns) {
 }
 
 // A number that cannot be looked up is one that no group has.
-int WriteByGid(ZAFOLDAP_LDIF *pLDIF, const ZAFOLDAP_HOST &host, const CHANGE &change,
-               const char *szUserUID, const unsigned int *pGid) {
-    if (pGid == nullptr) return 0;
+int WriteByGid(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
+               const char *uid, const unsigned int *gid) {
+    if (gid == nullptr) return 0;
     zafo::List dns;
-    const int nGroups = ZAFOLDAPBrowserGroupEnumByGIDNumber(&host, *pGid, dns.address());
-    if (nGroups <= 0) return 0;
+    const int count = ZAFOLDAPBrowserGroupEnumByGIDNumber(&host, *gid, dns.address());
+    if (count <= 0) return 0;
     if (!CanBeWritten(dns)) return -1;
     for (int i = 0; i < dns.size(); ++i)
-        WriteMembership(pLDIF, host, dns[i], change, szUserUID);
+        WriteMembership(ldif, host, dns[i], change, uid);
     return 0;
 }
 
 // As UserNameAt for what is changed.
-int UserNameToChange(const ZAFOLDAP_HOST *pHost, const char *szUserDN, zafo::FoundText &szName) {
-    const int nFound = zafo::UserNameAt(pHost, szUserDN, szName);
-    if (nFound == 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed! Bad format of DN [%s]", szUserDN);
-    return nFound;
+int UserNameToChange(const ZAFOLDAP_HOST *host, const char *user_dn, zafo::FoundText &name) {
+    const int found = zafo::UserNameAt(host, user_dn, name);
+    if (found == 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed! Bad format of DN [%s]", user_dn);
+    return found;
+}
+
+// Every change checks its connection first.
+bool HasLoginSuffix(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
+    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
+    if (host->szLoginSuffix != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line, "NULL != pHost->szLoginSuffix");
+    return false;
 }
 
 }  // namespace
 
-// Every change checks its connection first.
-#define REQUIRE_CONNECTION()                                                           \
-    do {                                                                               \
-        if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");        \
-        if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri"); \
-        if (pHost->szLoginSuffix == nullptr)                                           \
-            return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");                  \
-    } while (false)
-
-int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
-                                      const QLIBSZLIST *pAddedGroupDNList,
-                                      const QLIBSZLIST *pRemovedGroupDNList) {
-    REQUIRE_CONNECTION();
-    if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    if (pAddedGroupDNList == nullptr && pRemovedGroupDNList == nullptr) {
+int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
+                                      const QLIBSZLIST *added_group_dns,
+                                      const QLIBSZLIST *removed_group_dns) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
+    if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
     }
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedGroupDNList);
-    REQUIRE_ONE_LINE_EACH(pRemovedGroupDNList);
+    if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(added_group_dns))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedGroupDNList)");
+    if (!zafo::AreOneLineEach(removed_group_dns))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedGroupDNList)");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;
         if (file.Open() != 0) return -1;
         zafo::List current;
-        if (ZAFOLDAPBrowserGroupEnumByUserUID(pHost, szUserUID, current.address(), nullptr) < 0) {
-            ZAFO_LOG("get group list for user %s failed.", szUserUID);
+        if (ZAFOLDAPBrowserGroupEnumByUserUID(host, uid, current.address(), nullptr) < 0) {
+            ZAFO_LOG("get group list for user %s failed.", uid);
             return -1;
         }
         if (QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE) < 0) return -1;
-        WriteWhereNeeded(file.get(), *pHost, kAdd, szUserUID, pAddedGroupDNList, current);
-        WriteWhereNeeded(file.get(), *pHost, kDelete, szUserUID, pRemovedGroupDNList, current);
-        return Apply(pHost, &file, szUserUID);
+        WriteWhereNeeded(file.get(), *host, kAdd, uid, added_group_dns, current);
+        WriteWhereNeeded(file.get(), *host, kDelete, uid, removed_group_dns, current);
+        return Apply(host, &file, uid);
     });
 }
 
-int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
-                                     const QLIBSZLIST *pAddedGroupDNList,
-                                     const QLIBSZLIST *pRemovedGroupDNList) {
-    REQUIRE_CONNECTION();
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    if (pAddedGroupDNList == nullptr && pRemovedGroupDNList == nullptr) {
+int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
+                                     const QLIBSZLIST *added_group_dns,
+                                     const QLIBSZLIST *removed_group_dns) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
     }
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedGroupDNList);
-    REQUIRE_ONE_LINE_EACH(pRemovedGroupDNList);
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(added_group_dns))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedGroupDNList)");
+    if (!zafo::AreOneLineEach(removed_group_dns))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedGroupDNList)");
 
-    zafo::FoundText szName;
-    if (UserNameToChange(pHost, szUserDN, szName) != 1) return -1;
-    return ZAFOLDAPBrowserGroupEditByUserUID(pHost, szName, pAddedGroupDNList, pRemovedGroupDNList);
+    zafo::FoundText name;
+    if (UserNameToChange(host, user_dn, name) != 1) return -1;
+    return ZAFOLDAPBrowserGroupEditByUserUID(host, name, added_group_dns, removed_group_dns);
 }
 
-int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
-                                     const QLIBSZLIST *pAddedUserUIDList,
-                                     const QLIBSZLIST *pRemovedUserUIDList) {
-    REQUIRE_CONNECTION();
-    if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
-    if (pAddedUserUIDList == nullptr && pRemovedUserUIDList == nullptr) {
+int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *host, const char *group_dn,
+                                     const QLIBSZLIST *added_user_uids,
+                                     const QLIBSZLIST *removed_user_uids) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
+    if (added_user_uids == nullptr && removed_user_uids == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList");
     }
-    REQUIRE_ONE_LINE(szGroupDN);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
-    REQUIRE_ONE_LINE_EACH(pAddedUserUIDList);
-    REQUIRE_ONE_LINE_EACH(pRemovedUserUIDList);
+    if (!zafo::IsOneLine(group_dn)) return ZAFO_NOT_ONE_LINE("szGroupDN");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
+    if (!zafo::AreOneLineEach(added_user_uids))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pAddedUserUIDList)");
+    if (!zafo::AreOneLineEach(removed_user_uids))
+        return ZAFO_BAD_ARGUMENT("AreOneLineEach(pRemovedUserUIDList)");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;
         if (file.Open() != 0) return -1;
-        WriteGroupSide(file.get(), *pHost, szGroupDN, pAddedUserUIDList, pRemovedUserUIDList);
-        return file.Apply(pHost);
+        WriteGroupSide(file.get(), *host, group_dn, added_user_uids, removed_user_uids);
+        return file.Apply(host);
     });
 }
 
-int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
-                                              const char *szNewUserUID) {
-    REQUIRE_CONNECTION();
-    if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(szNewUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *host, const char *uid,
+                                              const char *new_uid) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
+    if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
     return zafo::Guarded(-1, [&] {
         zafo::List dns;
-        const int nGroups =
-            ZAFOLDAPBrowserGroupEnumByUserUID(pHost, szUserUID, dns.address(), nullptr);
-        if (nGroups <= 0) return nGroups;
+        const int count = ZAFOLDAPBrowserGroupEnumByUserUID(host, uid, dns.address(), nullptr);
+        if (count <= 0) return count;
         if (!CanBeWritten(dns)) return -1;
         zafo::ChangeFile file;
         if (file.Open() != 0) return -1;
         for (int i = 0; i < dns.size(); ++i)
-            WriteRename(file.get(), *pHost, dns[i], szUserUID, szNewUserUID);
-        return Apply(pHost, &file, szUserUID);
+            WriteRename(file.get(), *host, dns[i], uid, new_uid);
+        return Apply(host, &file, uid);
     });
 }
 
-int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *pHost,
-                                                      const char *szUserDN,
-                                                      const char *szNewUserUID) {
-    REQUIRE_CONNECTION();
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    REQUIRE_ONE_LINE(szNewUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *host,
+                                                      const char *user_dn, const char *new_uid) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
-    zafo::FoundText szName;
-    if (UserNameToChange(pHost, szUserDN, szName) != 1) return -1;
-    return ZAFOLDAPBrowserGroupEditWhenUserUIDChange(pHost, szName, szNewUserUID);
+    zafo::FoundText name;
+    if (UserNameToChange(host, user_dn, name) != 1) return -1;
+    return ZAFOLDAPBrowserGroupEditWhenUserUIDChange(host, name, new_uid);
 }
 
-int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
-                                              const unsigned int *pOldGid,
-                                              const unsigned int *pNewGid) {
-    REQUIRE_CONNECTION();
-    if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    REQUIRE_ONE_LINE(szUserUID);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);
+int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *host, const char *uid,
+                                              const unsigned int *old_gid,
+                                              const unsigned int *new_gid) {
+    if (!HasLoginSuffix(host)) return -1;
+    if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
+    if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
+    if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
 
     return zafo::Guarded(-1, [&] {
         zafo::ChangeFile file;
-        if (file.Open() != 0 || WriteByGid(file.get(), *pHost, kDelete, szUserUID, pOldGid) != 0 ||
-            WriteByGid(file.get(), *pHost, kAdd, szUserUID, pNewGid) != 0) {
+        if (file.Open() != 0 || WriteByGid(file.get(), *host, kDelete, uid, old_gid) != 0 ||
+            WriteByGid(file.get(), *host, kAdd, uid, new_gid) != 0) {
             return -1;
         }
-        return Apply(pHost, &file, szUserUID);
+        return Apply(host, &file, uid);
     });
 }

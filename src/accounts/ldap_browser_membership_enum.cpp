@@ -3,6 +3,7 @@
 // Questions about memberships (RFC 2307): a group lists login names in "memberUid"; a
 // user's primary group is the one with its gidNumber.
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -15,150 +16,142 @@ constexpr const char *kMember = "memberUid";
 constexpr const char *kGid = "gidNumber";
 
 // A group's gid as text, "" when it has none; the group is named by DN, or by name. 0 or -1.
-int GidOf(const ZAFOLDAP_HOST *pHost, const char *szGroupDN, const char *szGroupCN,
-          zafo::FoundText &szGid) {
-    const bool blByDN = szGroupDN != nullptr;
+int GidOf(const ZAFOLDAP_HOST *host, const char *group_dn, const char *group_cn,
+          zafo::FoundText &gid) {
+    const bool by_dn = group_dn != nullptr;
     const auto filter =
-        blByDN ? std::optional<std::string>(zafo::kGroupFilter)
-               : zafo::AccountFilter(zafo::kGroupFilter, zafo::kGroups.szNameAttr, szGroupCN);
+        by_dn ? std::optional<std::string>(zafo::kGroups.filter)
+              : zafo::AccountFilter(zafo::kGroups.filter, zafo::kGroups.name_attribute, group_cn);
     if (!filter) return -1;
-    const char *szDN = blByDN ? szGroupDN : pHost->szBaseDN;
-    const int nValues =
-        ZAFOLDAPSearchGetValueByDN(pHost, szDN, filter->c_str(), kGid, szGid, sizeof szGid);
-    return nValues >= 0 && zafo::FitsDN(szGid) ? 0 : -1;
+    const char *dn = by_dn ? group_dn : host->szBaseDN;
+    const int count = ZAFOLDAPSearchGetValueByDN(host, dn, filter->c_str(), kGid, gid, sizeof gid);
+    return count >= 0 && zafo::FitsDN(gid) ? 0 : -1;
 }
 
-int ListByPrimaryGid(const ZAFOLDAP_HOST *pHost, const char *szGid, QLIBSZLIST **ppUserUIDList) {
+int ListByPrimaryGid(const ZAFOLDAP_HOST *host, const char *gid, QLIBSZLIST **user_uids) {
     zafo::List dns;
-    const auto filter = zafo::AccountFilter(zafo::kUserFilter, kGid, szGid);
+    const auto filter = zafo::AccountFilter(zafo::kUsers.filter, kGid, gid);
     ZAFOLDAP_SEARCH_REQUEST request{};
     request.szFilter = filter ? filter->c_str() : nullptr;
-    if (!filter || ZAFOLDAPSearchEachValue(pHost, &request, zafo::kUsers.szNameAttr, dns.address(),
-                                           ppUserUIDList) != 0) {
-        ZAFO_LOG("find users whose gidNumber = %s failed.", szGid);
+    if (!filter || ZAFOLDAPSearchEachValue(host, &request, zafo::kUsers.name_attribute,
+                                           dns.address(), user_uids) != 0) {
+        ZAFO_LOG("find users whose gidNumber = %s failed.", gid);
         return -1;
     }
     return dns.size();
 }
 
 // Takes the names of one list out of the other.
-int Subtract(QLIBSZLIST *pList, const zafo::List &names) {
-    if (QLIBCSzListSub(pList, names.get(), 0) != 0) return 0;
+int Subtract(QLIBSZLIST *list, const zafo::List &names) {
+    if (QLIBCSzListSub(list, names.get(), 0) != 0) return 0;
     ZAFO_LOG("QLIBCSzListSub() failed!! [0x%04X]", zafo::PlatformError());
     return -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
-                                      QLIBSZLIST **ppGroupDNList, QLIBSZLIST **ppGroupNameList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
-    if (szUserUID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
-    if (ppGroupDNList != nullptr && *ppGroupDNList == nullptr) {
+int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
+                                      QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
+    if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
     }
-    if (ppGroupNameList != nullptr && *ppGroupNameList == nullptr) {
+    if (group_names != nullptr && *group_names == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL == ppGroupNameList || NULL != *ppGroupNameList");
     }
     return zafo::Guarded(-1, [&] {
-        const auto filter = zafo::AccountFilter(zafo::kGroupFilter, kMember, szUserUID);
+        const auto filter = zafo::AccountFilter(zafo::kGroups.filter, kMember, uid);
         if (!filter) return -1;
-        return zafo::ListAccounts(pHost, filter->c_str(),
-                                  {zafo::kGroups.szNameAttr, ppGroupDNList, ppGroupNameList});
+        return zafo::ListAccounts(host, filter->c_str(),
+                                  {zafo::kGroups.name_attribute, group_dns, group_names});
     });
 }
 
-int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *pHost, const char *szUserDN,
-                                     QLIBSZLIST **ppGroupDNList, QLIBSZLIST **ppGroupNameList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    if (ppGroupDNList != nullptr && *ppGroupDNList == nullptr) {
+int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
+                                     QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
     }
-    if (ppGroupNameList != nullptr && *ppGroupNameList == nullptr) {
+    if (group_names != nullptr && *group_names == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL == ppGroupNameList || NULL != *ppGroupNameList");
     }
-    zafo::FoundText szName;
-    if (zafo::UserNameAt(pHost, szUserDN, szName) != 1) return -1;
-    return ZAFOLDAPBrowserGroupEnumByUserUID(pHost, szName, ppGroupDNList, ppGroupNameList);
+    zafo::FoundText name;
+    if (zafo::UserNameAt(host, user_dn, name) != 1) return -1;
+    return ZAFOLDAPBrowserGroupEnumByUserUID(host, name, group_dns, group_names);
 }
 
-int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
-                                          const char *szGroupCN, QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szGroupDN == nullptr && szGroupCN == nullptr) {
+int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *host, const char *group_dn,
+                                          const char *group_cn, QLIBSZLIST **user_uids) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (group_dn == nullptr && group_cn == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN || ((void *)0) != szGroupCN");
     }
-    if (ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
-    if (*ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
+    if (user_uids == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
+    if (*user_uids == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
 
     return zafo::Guarded(-1, [&] {
-        zafo::FoundText szGid;
-        if (GidOf(pHost, szGroupDN, szGroupCN, szGid) != 0) {
-            ZAFO_LOG("get gidNumber for [%s] failed.",
-                     szGroupDN != nullptr ? szGroupDN : szGroupCN);
+        zafo::FoundText gid;
+        if (GidOf(host, group_dn, group_cn, gid) != 0) {
+            ZAFO_LOG("get gidNumber for [%s] failed.", group_dn != nullptr ? group_dn : group_cn);
             return -1;
         }
-        return ListByPrimaryGid(pHost, szGid, ppUserUIDList);
+        return ListByPrimaryGid(host, gid, user_uids);
     });
 }
 
-int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
-                                     QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
-    if (ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
-    if (*ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
+int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *host, const char *group_dn,
+                                     QLIBSZLIST **user_uids) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
+    if (user_uids == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
+    if (*user_uids == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
 
     return zafo::Guarded(-1, [&] {
         zafo::OpenSearch search;
         search.AskFor({"dn", kMember});
-        search.request.szFilter = zafo::kGroupFilter;
-        const int nFound = zafo::FirstEntryAt(pHost, szGroupDN, &search);
-        if (nFound < 0) return -1;
-        if (nFound == 0) {
+        search.request.szFilter = zafo::kGroups.filter;
+        const int found = zafo::FirstEntryAt(host, group_dn, &search);
+        if (found < 0) return -1;
+        if (found == 0) {
             QLIBCErrSet(QLIB_ERR_NO_SUCH_GROUP);
             return -1;
         }
-        const int nMembers = ZAFOLDAPResultGetAll(&search.result, kMember, ppUserUIDList);
-        if (nMembers < 0) {
+        const int count = ZAFOLDAPResultGetAll(&search.result, kMember, user_uids);
+        if (count < 0) {
             ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", kMember, zafo::PlatformError());
         }
-        return nMembers;
+        return count;
     });
 }
 
-int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
-                                        QLIBSZLIST **ppUserUIDList) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szGroupDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
-    if (ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
-    if (*ppUserUIDList == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
+int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *host, const char *group_dn,
+                                        QLIBSZLIST **user_uids) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
+    if (user_uids == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUserUIDList");
+    if (*user_uids == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *ppUserUIDList");
 
     return zafo::Guarded(-1, [&] {
         zafo::List members;
-        if (ZAFOLDAPBrowserUserEnumAll(pHost, nullptr, ppUserUIDList) < 0) {
+        if (ZAFOLDAPBrowserUserEnumAll(host, nullptr, user_uids) < 0) {
             ZAFO_LOG("list all users failed.");
             return -1;
         }
-        if (ZAFOLDAPBrowserUserEnumByGroupDN(pHost, szGroupDN, members.address()) < 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", szGroupDN);
+        if (ZAFOLDAPBrowserUserEnumByGroupDN(host, group_dn, members.address()) < 0) {
+            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
             return -1;
         }
-        if (Subtract(*ppUserUIDList, members) != 0) return -1;
+        if (Subtract(*user_uids, members) != 0) return -1;
         if (QLIBCSzListRemoveAll(members.get()) < 0) return -1;
-        if (ZAFOLDAPBrowserUserEnumByPrimaryGroup(pHost, szGroupDN, nullptr, members.address()) <
-            0) {
-            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", szGroupDN);
+        if (ZAFOLDAPBrowserUserEnumByPrimaryGroup(host, group_dn, nullptr, members.address()) < 0) {
+            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
             return -1;
         }
-        return Subtract(*ppUserUIDList, members);
+        return Subtract(*user_uids, members);
     });
 }

@@ -8,13 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "accounts/account_owner.h"
+#include "core/check_connection.h"
 #include "core/list.h"
+#include "core/own_record.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -27,7 +27,6 @@
 #include "zafoldap/migrate.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/password.h"
-#include "zafoldap/result.h"
 #include "zafoldap/user.h"
 
 namespace {
@@ -38,79 +37,19 @@ constexpr size_t kPasswordSize = 1024;
 constexpr size_t kDescriptionSize = 1024;
 constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
-// --- Owners -------------------------------------------------------------------
-
-// An account that is read anew, time and again.
-template <class Record>
-class Reread {
-  public:
-    Reread() = default;
-    Reread(const Reread &) = delete;
-    Reread &operator=(const Reread &) = delete;
-    ~Reread() { Free(); }
-
-    // Where the next record goes. The one before is freed here: who writes a new one need not do it.
-    Record **Next() {
-        Free();
-        return &p_;
-    }
-    Record *Get() const { return p_; }
-
-  private:
-    void Free() {
-        if (p_ != nullptr) zafo::FREE_ACCOUNT()(std::exchange(p_, nullptr));
-    }
-
-    Record *p_ = nullptr;
-};
-using User = Reread<ZAFOUSER>;
-using Group = Reread<ZAFOGROUP>;
-
-class Entry {
-  public:
-    Entry() = default;
-    Entry(const Entry &) = delete;
-    Entry &operator=(const Entry &) = delete;
-    ~Entry() { ZAFOLDAPResultFree(&result); }
-
-    ZAFOLDAP_RESULT result{};
-};
-
-// A buffer that the platform grows.
-class Description {
-  public:
-    Description() = default;
-    Description(const Description &) = delete;
-    Description &operator=(const Description &) = delete;
-    ~Description() { std::free(sz); }
-
-    // Of the group before nothing stays, where one without a description leaves the buffer alone.
-    void Empty() {
-        if (sz != nullptr && cb > 0) sz[0] = '\0';
-    }
-
-    char *sz = nullptr;
-    size_t cb = 0;
-};
-
 // For a line in the log.
 template <class Record>
-const char *NameOf(const Reread<Record> &account) {
-    const Record *p = account.Get();
+const char *NameOf(const zafo::AccountOwner<Record> &account) {
+    const Record *p = account.get();
     return p != nullptr && p->szName != nullptr ? p->szName : "";
 }
-
-struct FreeMultiResult {
-    void operator()(QLIBCMRESULT *p) const { QLIBCMResultFree(p); }
-};
-using MultiResult = std::unique_ptr<QLIBCMRESULT, FreeMultiResult>;
 
 // --- The common shape ---------------------------------------------------------
 
 // Whether there is room for a list of names.
-bool Make(std::optional<zafo::List> *pList) {
+bool Make(std::optional<zafo::List> *list) {
     try {
-        pList->emplace();
+        list->emplace();
         return true;
     } catch (const std::bad_alloc &) {
         ZAFO_LOG("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
@@ -120,19 +59,19 @@ bool Make(std::optional<zafo::List> *pList) {
 
 enum class Outcome {
     kSkipped,  // was logged
-    kCopied,   // or was tried to, as far as the log of the debug switch is concerned
+    kDone,     // as far as it can be; what failed on the way was logged
     kEnd,      // no other account can be copied either
 };
 
 // Tries each account of a list in turn. -1 when one of them ends the batch.
 template <class Copy>
-int ForEach(const zafo::List &accounts, const char *szKind, const Copy &copy) {
-    ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), szKind);
+int ForEach(const zafo::List &accounts, const char *kind, const Copy &copy) {
+    ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), kind);
     for (int i = 0; i < accounts.size(); ++i) {
-        ZAFO_DEBUG_LOG("Try to add %s %d: %s", szKind, i, accounts[i]);
+        ZAFO_DEBUG_LOG("Try to add %s %d: %s", kind, i, accounts[i]);
         const Outcome outcome = copy(accounts[i]);
         if (outcome == Outcome::kEnd) return -1;
-        if (outcome == Outcome::kCopied) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
+        if (outcome == Outcome::kDone) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
     }
     return 0;
 }
@@ -143,39 +82,38 @@ bool HasSamba(const ZAFOLDAP_HOST &host) {
 
 // --- Into the directory -------------------------------------------------------
 
-bool AddSambaHashes(const char *szName, zafo::List *pExtra) {
-    char szLmHash[kHashSize] = "";
-    char szNtHash[kHashSize] = "";
-    const int nResult =
-        QLIBUserSmbPasswdGet(szName, szLmHash, sizeof szLmHash, szNtHash, sizeof szNtHash);
-    if (zafo::Ended(szLmHash, zafo::Ended(szNtHash, nResult)) != 0) {
-        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+bool AddSambaHashes(const char *name, zafo::List *extra) {
+    char lm_hash[kHashSize] = "";
+    char nt_hash[kHashSize] = "";
+    const int result = QLIBUserSmbPasswdGet(name, lm_hash, sizeof lm_hash, nt_hash, sizeof nt_hash);
+    if (zafo::Ended(lm_hash, zafo::Ended(nt_hash, result)) != 0) {
+        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", name, zafo::PlatformError());
         return false;
     }
-    const char *const rgItem[] = {"sambaNTPassword", szNtHash, "sambaLMPassword", szLmHash};
-    for (const char *szItem : rgItem)
-        pExtra->Push(szItem);
+    const char *const items[] = {"sambaNTPassword", nt_hash, "sambaLMPassword", lm_hash};
+    for (const char *item : items)
+        extra->Push(item);
     return true;
 }
 
-Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName, zafo::List *pExtra) {
-    if (QLIBCSzListRemoveAll(pExtra->get()) < 0) {  // the hashes of the user before
-        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *host, const char *name, zafo::List *extra) {
+    if (QLIBCSzListRemoveAll(extra->get()) < 0) {  // the hashes of the user before
+        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    User user;
-    if (ZAFOUserGet(szName, user.Next()) != 0) {
-        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+    zafo::User user;
+    if (ZAFOUserGet(name, user.Next()) != 0) {
+        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    if (HasSamba(*pHost) && !AddSambaHashes(szName, pExtra)) return Outcome::kSkipped;
-    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(pHost, user.Get(), pExtra->get(), nullptr) != 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    if (HasSamba(*host) && !AddSambaHashes(name, extra)) return Outcome::kSkipped;
+    if (ZAFOLDAPBrowserUserCreateWithCryptedPass(host, user.get(), extra->get(), nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
-int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
+int UsersToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     std::optional<zafo::List> extra;
     if (!Make(&names) || !Make(&extra)) return -1;
@@ -184,39 +122,39 @@ int UsersToDirectory(const ZAFOLDAP_HOST *pHost) {
         return -1;
     }
     return ForEach(*names, "user",
-                   [&](const char *szName) { return CopyUserToDirectory(pHost, szName, &*extra); });
+                   [&](const char *name) { return CopyUserToDirectory(host, name, &*extra); });
 }
 
-Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *pHost, const char *szName,
-                             Description *pDescription) {
-    Group group;
-    if (ZAFOGroupGet(szName, group.Next()) != 0) {
-        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", szName, zafo::PlatformError());
+Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *host, const char *name,
+                             zafo::GroupDescription *buffer) {
+    zafo::Group group;
+    if (ZAFOGroupGet(name, group.Next()) != 0) {
+        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const char *szDescription = "";
-    pDescription->Empty();
-    if (ZAFOGroupDescGet(szName, &pDescription->sz, &pDescription->cb) != 0) {
-        ZAFO_LOG("Get group %s description failed.[0x%04X]", szName, zafo::PlatformError());
-    } else if (pDescription->sz != nullptr) {
-        szDescription = pDescription->sz;
+    const char *description = "";
+    buffer->Empty();
+    if (ZAFOGroupDescGet(name, &buffer->text, &buffer->size) != 0) {
+        ZAFO_LOG("Get group %s description failed.[0x%04X]", name, zafo::PlatformError());
+    } else if (buffer->text != nullptr) {
+        description = buffer->text;
     }
-    if (ZAFOLDAPBrowserGroupCreate(pHost, group.Get(), szDescription, nullptr, nullptr) != 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", szName, zafo::PlatformError());
+    if (ZAFOLDAPBrowserGroupCreate(host, group.get(), description, nullptr, nullptr) != 0) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
-int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
+int GroupsToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     if (!Make(&names)) return -1;
     if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
         ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    Description description;
-    return ForEach(*names, "group", [&](const char *szName) {
-        return CopyGroupToDirectory(pHost, szName, &description);
+    zafo::GroupDescription description;
+    return ForEach(*names, "group", [&](const char *name) {
+        return CopyGroupToDirectory(host, name, &description);
     });
 }
 
@@ -225,27 +163,27 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *pHost) {
 // The numbers of a process that has not seeded them are known to everybody.
 void SeedOnce() {
     [[maybe_unused]] static const bool kSeeded = [] {
-        unsigned int nSeed = 0;
-        if (getrandom(&nSeed, sizeof nSeed, 0) != sizeof nSeed) {
-            nSeed = static_cast<unsigned int>(std::time(nullptr));
+        unsigned int seed = 0;
+        if (getrandom(&seed, sizeof seed, 0) != sizeof seed) {
+            seed = static_cast<unsigned int>(std::time(nullptr));
         }
-        std::srand(nSeed);
+        std::srand(seed);
         return true;
     }();
 }
 
 // What becomes of the password of a directory user.
-struct LOCAL_PASSWORD {
-    char *szRecord;        // of the local record; NULL: one with which nobody can log in
-    const char *szImport;  // crypt(5) hash to be stored; NULL: none
-    char szRandom[kPasswordSize];
+struct LocalPassword {
+    char *record;          // of the local record; NULL: one with which nobody can log in
+    const char *imported;  // crypt(5) hash to be stored; NULL: none
+    char random[kPasswordSize];
 };
 
-void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
-    char *szStored = user.szPasswd;
-    if (szStored != nullptr && strncasecmp(szStored, kCryptScheme, kCryptSchemeLength) == 0) {
-        pPassword->szRecord = szStored + kCryptSchemeLength;
-        pPassword->szImport = pPassword->szRecord;
+void TakePassword(const ZAFOUSER &user, LocalPassword *password) {
+    char *stored = user.szPasswd;
+    if (stored != nullptr && strncasecmp(stored, kCryptScheme, kCryptSchemeLength) == 0) {
+        password->record = stored + kCryptSchemeLength;
+        password->imported = password->record;
         return;
     }
     ZAFO_LOG(
@@ -253,29 +191,29 @@ void TakePassword(const ZAFOUSER &user, LOCAL_PASSWORD *pPassword) {
         "as possible.",
         user.szName);
     SeedOnce();
-    char *szRandom = pPassword->szRandom;
-    std::snprintf(szRandom, kPasswordSize, "%d-%d", std::rand(),
+    char *random = password->random;
+    std::snprintf(random, kPasswordSize, "%d-%d", std::rand(),
                   static_cast<int>(std::time(nullptr)));
     // The text itself must never be taken for a hash.
-    const bool blHashed = ZAFOLDAPEncryptPasswd(szRandom, szRandom, kPasswordSize) == 0;
-    pPassword->szRecord = blHashed ? szRandom : nullptr;
-    pPassword->szImport = nullptr;
+    const bool is_hashed = ZAFOLDAPEncryptPasswd(random, random, kPasswordSize) == 0;
+    password->record = is_hashed ? random : nullptr;
+    password->imported = nullptr;
 }
 
-bool IsUserNameFree(const char *szName, User *pLocal) {
-    if (ZAFOUserGetLocal(szName, pLocal->Next()) == 0) {
-        ZAFO_LOG("user name [%s] is occupied in local DB.", szName);
+bool IsUserNameFree(const char *name, zafo::User *local) {
+    if (ZAFOUserGetLocal(name, local->Next()) == 0) {
+        ZAFO_LOG("user name [%s] is occupied in local DB.", name);
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
-    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
-bool IsUidFree(uint32_t uid, User *pLocal) {
-    if (ZAFOUserGetLocalByUID(uid, pLocal->Next()) == 0) {
+bool IsUidFree(uint32_t uid, zafo::User *local) {
+    if (ZAFOUserGetLocalByUID(uid, local->Next()) == 0) {
         ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
-                 NameOf(*pLocal));
+                 NameOf(*local));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
@@ -285,10 +223,10 @@ bool IsUidFree(uint32_t uid, User *pLocal) {
 }
 
 bool IsRoomForAUser() {
-    const int nRemained = QLIBUserNumRemained();
-    if (nRemained > 0) return true;
-    if (nRemained < 0) {
-        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", nRemained, zafo::PlatformError());
+    const int remaining = QLIBUserNumRemained();
+    if (remaining > 0) return true;
+    if (remaining < 0) {
+        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", remaining, zafo::PlatformError());
     } else {
         ZAFO_LOG("The limit of local account has been reached.");
     }
@@ -296,94 +234,94 @@ bool IsRoomForAUser() {
 }
 
 // The Samba hashes of an entry, "" for one that it lacks.
-struct SAMBA_HASHES {
-    const char *szNt = "";
-    const char *szLm = "";
+struct SambaHashes {
+    const char *nt = "";
+    const char *lm = "";
 };
 
-SAMBA_HASHES SambaHashesOf(const Entry &entry, const char *szName) {
-    SAMBA_HASHES hashes;
-    if (const char *szNt = ZAFOLDAPResultGetFirst(&entry.result, "sambaNTPassword")) {
-        hashes.szNt = szNt;
+SambaHashes SambaHashesOf(const zafo::OwnResult &entry, const char *name) {
+    SambaHashes hashes;
+    if (const char *nt = ZAFOLDAPResultGetFirst(&entry, "sambaNTPassword")) {
+        hashes.nt = nt;
     } else {
-        ZAFO_LOG("get NT Hash failed. [%s] ", szName);
+        ZAFO_LOG("get NT Hash failed. [%s] ", name);
     }
-    if (const char *szLm = ZAFOLDAPResultGetFirst(&entry.result, "sambaLMPassword")) {
-        hashes.szLm = szLm;
+    if (const char *lm = ZAFOLDAPResultGetFirst(&entry, "sambaLMPassword")) {
+        hashes.lm = lm;
     } else {
-        ZAFO_LOG("get LM Hash failed. [%s] ", szName);
+        ZAFO_LOG("get LM Hash failed. [%s] ", name);
     }
     return hashes;
 }
 
-bool ImportPassword(const char *szName, const char *szCryptHash, const SAMBA_HASHES &samba) {
-    if (QLIBUserImportPasswd(&szName, &szCryptHash, &samba.szLm, &samba.szNt, 1) == 0) return true;
-    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+bool ImportPassword(const char *name, const char *crypt_hash, const SambaHashes &samba) {
+    if (QLIBUserImportPasswd(&name, &crypt_hash, &samba.lm, &samba.nt, 1) == 0) return true;
+    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
 // What the users of a batch go through on their way.
-struct USER_TRANSIT {
-    User user;
-    User local;
-    Entry entry;
-    MultiResult multiResult;
+struct UserTransit {
+    zafo::User user;
+    zafo::User local;
+    zafo::OwnResult entry;
+    zafo::MultiResult multi_result;
 };
 
-Outcome CopyUserToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, USER_TRANSIT *pTransit) {
-    if (ZAFOLDAPBrowserUserGet(pHost, szDN, pTransit->user.Next(), &pTransit->entry.result) != 1) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+Outcome CopyUserToLocal(const ZAFOLDAP_HOST *host, const char *dn, UserTransit *transit) {
+    if (ZAFOLDAPBrowserUserGet(host, dn, transit->user.Next(), &transit->entry) != 1) {
+        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    ZAFOUSER user = *pTransit->user.Get();  // with another password, its strings are borrowed
-    LOCAL_PASSWORD password;
+    ZAFOUSER user = *transit->user.get();  // with another password, its strings are borrowed
+    LocalPassword password;
     TakePassword(user, &password);
-    user.szPasswd = password.szRecord;
+    user.szPasswd = password.record;
 
-    if (!IsUserNameFree(user.szName, &pTransit->local)) return Outcome::kSkipped;
-    if (!IsUidFree(user.pw_uid, &pTransit->local)) return Outcome::kSkipped;
+    if (!IsUserNameFree(user.szName, &transit->local)) return Outcome::kSkipped;
+    if (!IsUidFree(user.pw_uid, &transit->local)) return Outcome::kSkipped;
     if (!IsRoomForAUser()) return Outcome::kEnd;
-    if (ZAFOUserSetOne(0, &user, pTransit->multiResult.get()) != 0) {
+    if (ZAFOUserSetOne(0, &user, transit->multi_result.get()) != 0) {
         ZAFO_LOG("ZAFOUserSet failed. [%s] [0x%04X]", user.szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    SAMBA_HASHES samba;
-    if (HasSamba(*pHost)) samba = SambaHashesOf(pTransit->entry, user.szName);
-    if (password.szImport != nullptr && !ImportPassword(user.szName, password.szImport, samba)) {
+    SambaHashes samba;
+    if (HasSamba(*host)) samba = SambaHashesOf(transit->entry, user.szName);
+    if (password.imported != nullptr && !ImportPassword(user.szName, password.imported, samba)) {
         return Outcome::kSkipped;
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
-int UsersToLocal(const ZAFOLDAP_HOST *pHost) {
+int UsersToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
-    USER_TRANSIT transit;
-    if (ZAFOLDAPResultInit(&transit.entry.result) != 0) return -1;
-    transit.multiResult.reset(QLIBCMResultAlloc());
-    if (transit.multiResult == nullptr) return -1;
-    if (ZAFOLDAPBrowserUserEnumAll(pHost, dns->address(), nullptr) < 0) {
+    UserTransit transit;
+    if (ZAFOLDAPResultInit(&transit.entry) != 0) return -1;
+    transit.multi_result.reset(QLIBCMResultAlloc());
+    if (transit.multi_result == nullptr) return -1;
+    if (ZAFOLDAPBrowserUserEnumAll(host, dns->address(), nullptr) < 0) {
         ZAFO_LOG("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
     return ForEach(*dns, "user",
-                   [&](const char *szDN) { return CopyUserToLocal(pHost, szDN, &transit); });
+                   [&](const char *dn) { return CopyUserToLocal(host, dn, &transit); });
 }
 
-bool IsGroupNameFree(const char *szName, Group *pLocal) {
-    if (ZAFOGroupGetLocal(szName, pLocal->Next()) == 0) {
-        ZAFO_LOG("group name [%s] is occupied in local DB.", szName);
+bool IsGroupNameFree(const char *name, zafo::Group *local) {
+    if (ZAFOGroupGetLocal(name, local->Next()) == 0) {
+        ZAFO_LOG("group name [%s] is occupied in local DB.", name);
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
-    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", szName, zafo::PlatformError());
+    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
     return false;
 }
 
-bool IsGidFree(uint32_t gid, Group *pLocal) {
-    if (ZAFOGroupGetLocalByGID(gid, pLocal->Next()) == 0) {
+bool IsGidFree(uint32_t gid, zafo::Group *local) {
+    if (ZAFOGroupGetLocalByGID(gid, local->Next()) == 0) {
         ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
-                 static_cast<unsigned long>(gid), NameOf(*pLocal));
+                 static_cast<unsigned long>(gid), NameOf(*local));
         return false;
     }
     if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
@@ -392,59 +330,54 @@ bool IsGidFree(uint32_t gid, Group *pLocal) {
     return false;
 }
 
-Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *pHost, const char *szDN, Group *pGroup,
-                         Group *pLocal) {
-    char szDescription[kDescriptionSize];  // the local database takes none
-    if (ZAFOLDAPBrowserGroupGet(pHost, szDN, pGroup->Next(), szDescription, sizeof szDescription) !=
-        1) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", szDN, zafo::PlatformError());
+Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
+                         zafo::Group *local) {
+    char description[kDescriptionSize];  // the local database takes none
+    if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
+        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    const ZAFOGROUP &group = *pGroup->Get();
-    if (!IsGroupNameFree(group.szName, pLocal)) return Outcome::kSkipped;
-    if (!IsGidFree(group.nGid, pLocal)) return Outcome::kSkipped;
+    const ZAFOGROUP &group = *owner->get();
+    if (!IsGroupNameFree(group.szName, local)) return Outcome::kSkipped;
+    if (!IsGidFree(group.nGid, local)) return Outcome::kSkipped;
     if (ZAFOGroupSet(0, &group) != 0) {
         ZAFO_LOG("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    return Outcome::kCopied;
+    return Outcome::kDone;
 }
 
-int GroupsToLocal(const ZAFOLDAP_HOST *pHost) {
+int GroupsToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
-    if (ZAFOLDAPBrowserGroupEnumAll(pHost, dns->address(), nullptr) < 0) {
+    if (ZAFOLDAPBrowserGroupEnumAll(host, dns->address(), nullptr) < 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    Group group;
-    Group local;
+    zafo::Group group;
+    zafo::Group local;
     return ForEach(*dns, "group",
-                   [&](const char *szDN) { return CopyGroupToLocal(pHost, szDN, &group, &local); });
+                   [&](const char *dn) { return CopyGroupToLocal(host, dn, &group, &local); });
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [&] { return UsersToDirectory(pHost); });
+int ZAFOLDAPBrowserMigrateUserToLDAP(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return UsersToDirectory(host); });
 }
 
-int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [&] { return GroupsToDirectory(pHost); });
+int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return GroupsToDirectory(host); });
 }
 
-int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [&] { return UsersToLocal(pHost); });
+int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return UsersToLocal(host); });
 }
 
-int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [&] { return GroupsToLocal(pHost); });
+int ZAFOLDAPBrowserMigrateGroupToLocal(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [&] { return GroupsToLocal(host); });
 }

@@ -7,25 +7,25 @@
 
 namespace {
 
-int InitRequest(ZAFOLDAP_SEARCH_REQUEST *pRequest, const char *szFilter,
+int InitRequest(ZAFOLDAP_SEARCH_REQUEST *request, const char *filter,
                 std::initializer_list<const char *> attributes) {
-    if (ZAFOLDAPSearchRequestInit(pRequest, 1) != 0) return -1;
-    pRequest->szFilter = szFilter;
-    for (const char *szAttr : attributes) {
-        if (QLIBCSzListPush(&pRequest->plistAttr, szAttr) < 0) return -1;
+    if (ZAFOLDAPSearchRequestInit(request, 1) != 0) return -1;
+    request->szFilter = filter;
+    for (const char *attribute : attributes) {
+        if (QLIBCSzListPush(&request->plistAttr, attribute) < 0) return -1;
     }
     return 0;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserUserEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest) {
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    return InitRequest(pRequest, zafo::kUserFilter,
+int ZAFOLDAPBrowserUserEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *request) {
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    return InitRequest(request, zafo::kUsers.filter,
                        {"dn", "cn", "uid", "gecos", "shadowExpire", "mail"});
 }
 
-int ZAFOLDAPBrowserGroupEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest) {
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    return InitRequest(pRequest, zafo::kGroupFilter, {"dn", "cn", "description"});
+int ZAFOLDAPBrowserGroupEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *request) {
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    return InitRequest(request, zafo::kGroups.filter, {"dn", "cn", "description"});
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
+#include "core/check_connection.h"
 #include "core/open_search.h"
 #include "frame/log.h"
 #include "zafoldap/browser.h"
@@ -8,39 +9,38 @@
 namespace {
 
 // A window that holds nothing: one read walks over all entries, counts them and keeps none.
-int CountAll(const ZAFOLDAP_HOST *pHost, zafo::OpenSearch *pSearch) {
-    ZAFOLDAP_SEARCH_REQUEST &request = pSearch->request;
+int CountAll(const ZAFOLDAP_HOST *host, zafo::OpenSearch *search) {
+    ZAFOLDAP_SEARCH_REQUEST &request = search->request;
     request.nOffset = 1;
     request.nCount = 0;
     if (QLIBCSzListRemoveAll(request.plistAttr) < 0 ||
         QLIBCSzListPush(&request.plistAttr, "dn") < 0) {
         return -1;
     }
-    if (pSearch->Open(pHost) != 0) {
+    if (search->Open(host) != 0) {
         ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return pSearch->Next() < 0 ? -1 : pSearch->result.nEntry;
+    return search->Next() < 0 ? -1 : search->result.nEntry;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *pHost, const char *szSubject) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szSubject == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSubject");
+int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *host, const char *subject) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (subject == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSubject");
 
-    const bool blUsers = std::strcmp(szSubject, "user") == 0;
-    if (!blUsers && std::strcmp(szSubject, "group") != 0) {
+    const bool of_users = std::strcmp(subject, "user") == 0;
+    if (!of_users && std::strcmp(subject, "group") != 0) {
         ZAFO_LOG("wrong subject[0x%04X]", zafo::PlatformError());
         return -1;
     }
     zafo::OpenSearch search;
-    const int nReady = blUsers ? ZAFOLDAPBrowserUserEnumRequestInit(&search.request)
+    const int ready = of_users ? ZAFOLDAPBrowserUserEnumRequestInit(&search.request)
                                : ZAFOLDAPBrowserGroupEnumRequestInit(&search.request);
-    if (nReady != 0) {
-        ZAFO_LOG("init %s enum request failed[0x%04X]", szSubject, zafo::PlatformError());
+    if (ready != 0) {
+        ZAFO_LOG("init %s enum request failed[0x%04X]", subject, zafo::PlatformError());
         return -1;
     }
-    return CountAll(pHost, &search);
+    return CountAll(host, &search);
 }

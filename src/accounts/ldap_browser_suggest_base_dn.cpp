@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "core/open_search.h"
 #include "frame/guard.h"
@@ -11,52 +12,50 @@ namespace {
 constexpr const char *kNamingContexts = "namingContexts";
 
 // A server that will not answer an anonymous question: unwilling or not allowed.
-bool IsRefused(int nExitCode) {
-    return 47 <= nExitCode && nExitCode <= 50;
+bool IsRefused(int exit_code) {
+    return 47 <= exit_code && exit_code <= 50;
 }
 
 // Reads the root DSE to its end. 0 or -1, as ZAFOLDAPSearchGetNext.
-int CollectContexts(zafo::OpenSearch *pSearch, QLIBSZLIST **pplistBaseDN) {
-    int nFound = 0;
+int CollectContexts(zafo::OpenSearch *search, QLIBSZLIST **base_dns) {
+    int found = 0;
     zafo::List contexts;
-    while ((nFound = pSearch->Next()) == 1) {
-        if (ZAFOLDAPResultGetAll(&pSearch->result, kNamingContexts, contexts.address()) < 0) {
+    while ((found = search->Next()) == 1) {
+        if (ZAFOLDAPResultGetAll(&search->result, kNamingContexts, contexts.address()) < 0) {
             return -1;
         }
         for (int i = 0; i < contexts.size(); ++i) {
-            if (QLIBCSzListPush(pplistBaseDN, contexts[i]) < 0) return -1;
+            if (QLIBCSzListPush(base_dns, contexts[i]) < 0) return -1;
         }
     }
-    return nFound;
+    return found;
 }
 
-void LogList(const QLIBSZLIST *pList) {
+void LogList(const QLIBSZLIST *list) {
     if (ZAFOLDAPDebugEnabled() == 0) return;
-    ZAFO_LOG("suggest basedn: %d", pList->nItem);
-    for (int i = 0; i < pList->nItem; ++i)
-        ZAFO_LOG("  [%s]", QLIBCSzListGet(pList, i));
+    ZAFO_LOG("suggest basedn: %d", list->nItem);
+    for (int i = 0; i < list->nItem; ++i)
+        ZAFO_LOG("  [%s]", QLIBCSzListGet(list, i));
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserSuggestBaseDN(const ZAFOLDAP_HOST *pHost, QLIBSZLIST **pplistBaseDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pplistBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistBaseDN");
-    if (*pplistBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistBaseDN");
+int ZAFOLDAPBrowserSuggestBaseDN(const ZAFOLDAP_HOST *host, QLIBSZLIST **base_dns) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (base_dns == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistBaseDN");
+    if (*base_dns == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistBaseDN");
 
     return zafo::Guarded(-1, [=] {
         ZAFOLDAP_HOST anonymous{};
-        anonymous.szUri = pHost->szUri;
-        anonymous.nSSLType = pHost->nSSLType;
+        anonymous.szUri = host->szUri;
+        anonymous.nSSLType = host->nSSLType;
         zafo::OpenSearch search;
         search.AskFor({kNamingContexts});
         search.request.szBase = "";  // the root DSE
         search.request.szScope = "base";
-        const int nResult =
-            search.Open(&anonymous) == 0 ? CollectContexts(&search, pplistBaseDN) : -1;
+        const int result = search.Open(&anonymous) == 0 ? CollectContexts(&search, base_dns) : -1;
         if (IsRefused(search.result.nExitCode)) return 0;
-        LogList(*pplistBaseDN);
-        return nResult < 0 ? -1 : 0;
+        LogList(*base_dns);
+        return result < 0 ? -1 : 0;
     });
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "accounts/account_kind.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -16,47 +17,45 @@ namespace {
 // Numbers up to this one are the appliance's own.
 constexpr int64_t kHighestReserved = 1026;
 
-struct HIGHEST {
-    const char *szAttr;
-    int64_t nNumber;
+struct Highest {
+    const char *attribute;
+    int64_t number;
 };
 
 int TakeHigher(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-               const ZAFOLDAP_RESULT *pResult, void *pData) {
-    auto *pHighest = static_cast<HIGHEST *>(pData);
-    const char *szNumber = ZAFOLDAPResultGetFirst(pResult, pHighest->szAttr);
-    if (szNumber == nullptr) return 0;
-    const int64_t nNumber = strtoll(szNumber, nullptr, 10);
-    if (nNumber > pHighest->nNumber) pHighest->nNumber = nNumber;
+               const ZAFOLDAP_RESULT *result, void *data) {
+    auto *highest = static_cast<Highest *>(data);
+    const char *text = ZAFOLDAPResultGetFirst(result, highest->attribute);
+    if (text == nullptr) return 0;
+    const int64_t number = strtoll(text, nullptr, 10);
+    if (number > highest->number) highest->number = number;
     return 0;
 }
 
 // One more than the highest number in use.
-int AboveHighest(const ZAFOLDAP_HOST *pHost, const zafo::ACCOUNT_KIND &kind) {
+int AboveHighest(const ZAFOLDAP_HOST *host, const zafo::AccountKind &kind) {
     return zafo::Guarded(-1, [&] {
         zafo::List attributes;
-        attributes.Push(kind.szNumberAttr);
+        attributes.Push(kind.number_attribute);
         ZAFOLDAP_SEARCH_REQUEST request{};
-        request.szFilter = kind.szFilter;
+        request.szFilter = kind.filter;
         request.plistAttr = attributes.get();
-        HIGHEST highest{kind.szNumberAttr, kHighestReserved};
-        if (ZAFOLDAPSearchResultGet(pHost, &request, TakeHigher, &highest) != 0) return -1;
-        return static_cast<int>(static_cast<uint64_t>(highest.nNumber) + 1);
+        Highest highest{kind.number_attribute, kHighestReserved};
+        if (ZAFOLDAPSearchResultGet(host, &request, TakeHigher, &highest) != 0) return -1;
+        return static_cast<int>(static_cast<uint64_t>(highest.number) + 1);
     });
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserSuggestUid(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaUIDGen(pHost);
-    return AboveHighest(pHost, zafo::kUsers);
+int ZAFOLDAPBrowserSuggestUid(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaUIDGen(host);
+    return AboveHighest(host, zafo::kUsers);
 }
 
-int ZAFOLDAPBrowserSuggestGid(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaGIDGen(pHost);
-    return AboveHighest(pHost, zafo::kGroups);
+int ZAFOLDAPBrowserSuggestGid(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->nServerType == ZAFOLDAP_SERVER_ZAFO) return ZAFOLDAPSambaGIDGen(host);
+    return AboveHighest(host, zafo::kGroups);
 }

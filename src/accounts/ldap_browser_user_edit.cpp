@@ -10,6 +10,7 @@
 #include "accounts/password_attributes.h"
 #include "accounts/user_changes.h"
 #include "core/change_file.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -26,24 +27,24 @@
 
 namespace {
 
-using DN = char[zafo::kMaxDN + 1];
+using DNText = char[zafo::kMaxDN + 1];
 
 // What a caller asked for.
-struct REQUEST {
-    const ZAFOLDAP_HOST *pHost;
-    const char *szDN;
-    const ZAFOUSER *pWanted;
-    const int *pBlDisallowChPasswd;
-    const long *plExpire;
+struct EditRequest {
+    const ZAFOLDAP_HOST *host;
+    const char *dn;
+    const ZAFOUSER *wanted;
+    const int *disallow_change;
+    const long *expire;
 };
 
 // The entry as it is.
-struct ENTRY {
+struct UserEntry {
     zafo::User user;
-    unsigned int nClasses = 0;
-    bool blRenamed = false;  // the wanted name is another one
-    DN szRDNAttr = "";       // for a renamed entry: the attribute that its RDN is made of
-    std::string newDN;       // the DN that it will have
+    unsigned int classes = 0;
+    bool is_renamed = false;    // the wanted name is another one
+    DNText rdn_attribute = "";  // for a renamed entry: the attribute that its RDN is made of
+    std::string new_dn;         // the DN that it will have
 };
 
 int CheckLength(const std::string &dn) {
@@ -52,144 +53,141 @@ int CheckLength(const std::string &dn) {
     return -1;
 }
 
-int ReadEntry(const REQUEST &request, ENTRY *pEntry) {
-    ZAFOUSER *pUser = nullptr;
-    const int nFound = ZAFOLDAPBrowserUserGet(request.pHost, request.szDN, &pUser, nullptr);
-    pEntry->user.reset(pUser);
-    if (nFound != 1) {
-        ZAFO_LOG("get user %s failed. ", request.szDN);
+int ReadEntry(const EditRequest &request, UserEntry *entry) {
+    if (ZAFOLDAPBrowserUserGet(request.host, request.dn, entry->user.Next(), nullptr) != 1) {
+        ZAFO_LOG("get user %s failed. ", request.dn);
         return -1;
     }
-    if (ZAFOLDAPSearchObjectClasses(request.pHost, request.szDN, zafo::kUserFilter,
-                                    &pEntry->nClasses) != 0) {
-        ZAFO_LOG("get object classes of %s failed. [0x%04X]", request.szDN, zafo::PlatformError());
+    if (ZAFOLDAPSearchObjectClasses(request.host, request.dn, zafo::kUsers.filter,
+                                    &entry->classes) != 0) {
+        ZAFO_LOG("get object classes of %s failed. [0x%04X]", request.dn, zafo::PlatformError());
         return -1;
     }
-    if ((pEntry->nClasses & ZAFOLDAP_CLASS_POSIX_ACCOUNT) == 0) {
-        ZAFO_LOG("user [%s] disapeared", request.szDN);
+    if ((entry->classes & ZAFOLDAP_CLASS_POSIX_ACCOUNT) == 0) {
+        ZAFO_LOG("user [%s] disapeared", request.dn);
         return -1;
     }
     return 0;
 }
 
 // Names differ when more than their letter case does.
-int CheckName(const REQUEST &request, ENTRY *pEntry) {
-    const char *szWanted = request.pWanted->szName;
-    const char *szCurrent = pEntry->user->szName;
-    pEntry->blRenamed = szWanted != nullptr && QLIBCUnicodeUTF8StrCaseCmp(szWanted, szCurrent) != 0;
-    if (!pEntry->blRenamed) return 0;
-    if (!zafo::IsOneLine(szCurrent)) {  // as foreign as a caller's; the groups take it out
+int CheckName(const EditRequest &request, UserEntry *entry) {
+    const char *wanted = request.wanted->szName;
+    const char *current = entry->user->szName;
+    entry->is_renamed = wanted != nullptr && QLIBCUnicodeUTF8StrCaseCmp(wanted, current) != 0;
+    if (!entry->is_renamed) return 0;
+    if (!zafo::IsOneLine(current)) {  // as foreign as a caller's; the groups take it out
         QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-        ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.szDN,
+        ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.dn,
                  zafo::PlatformError());
         return -1;
     }
-    if (!zafo::IsNameTaken(request.pHost, zafo::kUsers, szWanted)) return 0;
-    ZAFO_LOG("user %s exists in db.", szWanted);
+    if (!zafo::IsNameTaken(request.host, zafo::kUsers, wanted)) return 0;
+    ZAFO_LOG("user %s exists in db.", wanted);
     return -1;
 }
 
-int CheckNumber(const REQUEST &request, const ENTRY &entry) {
-    const uint32_t uid = request.pWanted->pw_uid;
+int CheckNumber(const EditRequest &request, const UserEntry &entry) {
+    const uint32_t uid = request.wanted->pw_uid;
     if (uid == UID_ERR || uid == entry.user->pw_uid) return 0;
-    if (!zafo::IsNumberTaken(request.pHost, zafo::kUsers, uid)) return 0;
+    if (!zafo::IsNumberTaken(request.host, zafo::kUsers, uid)) return 0;
     ZAFO_LOG("uid number %u exists in db.", uid);
     return -1;
 }
 
 // The hash is not used: a password that cannot be hashed is refused before anything changes.
-int CheckPassword(const REQUEST &request) {
-    const char *szPasswd = request.pWanted->szPasswd;
-    char szHash[zafo::kHashedPasswordSize] = "";
-    if (szPasswd == nullptr || ZAFOLDAPEncryptPasswd(szPasswd, szHash, sizeof szHash) == 0) {
+int CheckPassword(const EditRequest &request) {
+    const char *password = request.wanted->szPasswd;
+    char hash[zafo::kHashedPasswordSize] = "";
+    if (password == nullptr || ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) == 0) {
         return 0;
     }
     ZAFO_LOG("ZAFOLDAPEncryptPassword failed. [0x%04X]", zafo::PlatformError());
     return -1;
 }
 
-// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does not end
-// it. What the platform says of the RDN is no help, which it may have written in another way.
-const char *AfterRDN(const char *szDN) {
-    bool blQuoted = false;
-    for (; *szDN != '\0' && (blQuoted || *szDN != ','); ++szDN) {
-        if (*szDN == '"') blQuoted = !blQuoted;
-        if (szDN[0] == '\\' && szDN[1] != '\0') ++szDN;
+// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does
+// not end it. What the platform says of the RDN is no help, which it may have written in another
+// way.
+const char *AfterRDN(const char *dn) {
+    bool is_quoted = false;
+    for (; *dn != '\0' && (is_quoted || *dn != ','); ++dn) {
+        if (*dn == '"') is_quoted = !is_quoted;
+        if (dn[0] == '\\' && dn[1] != '\0') ++dn;
     }
-    return szDN;
+    return dn;
 }
 
 // Finds out what a new name makes of the DN.
-int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
-    pEntry->newDN = request.szDN;
-    if (!pEntry->blRenamed) return 0;
-    DN szRDN = "";
-    if (zafo::Ended(szRDN, ZAFOLDAPRDNExtract(request.szDN, 1, szRDN, sizeof szRDN)) < 0) {
-        ZAFO_LOG("ZAFOLDAPRDNExtract [%s] failed. [0x%04X]", request.szDN, zafo::PlatformError());
+int FindNewDN(const EditRequest &request, UserEntry *entry) {
+    entry->new_dn = request.dn;
+    if (!entry->is_renamed) return 0;
+    DNText rdn = "";
+    if (zafo::Ended(rdn, ZAFOLDAPRDNExtract(request.dn, 1, rdn, sizeof rdn)) < 0) {
+        ZAFO_LOG("ZAFOLDAPRDNExtract [%s] failed. [0x%04X]", request.dn, zafo::PlatformError());
         return -1;
     }
-    DN szValue = "";
-    const int nPair = ZAFOLDAPRDNPairExtract(szRDN, pEntry->szRDNAttr, sizeof pEntry->szRDNAttr,
-                                             szValue, sizeof szValue);
-    if (zafo::Ended(pEntry->szRDNAttr, nPair) < 0) {
-        ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", szRDN, zafo::PlatformError());
+    DNText value = "";
+    const int pair_result = ZAFOLDAPRDNPairExtract(
+        rdn, entry->rdn_attribute, sizeof entry->rdn_attribute, value, sizeof value);
+    if (zafo::Ended(entry->rdn_attribute, pair_result) < 0) {
+        ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", rdn, zafo::PlatformError());
         return -1;
     }
-    DN szParent = "";
-    if (ZAFOLDAPDNParserParentDN(AfterRDN(request.szDN), szParent, sizeof szParent) != 0) {
-        ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.szDN);
+    DNText parent = "";
+    if (ZAFOLDAPDNParserParentDN(AfterRDN(request.dn), parent, sizeof parent) != 0) {
+        ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.dn);
         return -1;
     }
-    pEntry->newDN.assign(pEntry->szRDNAttr).append("=");
-    pEntry->newDN.append(zafo::EscapedForDN(request.pWanted->szName));
-    pEntry->newDN.append(szParent[0] != '\0' ? "," : "").append(szParent);
-    return CheckLength(pEntry->newDN);
+    entry->new_dn.assign(entry->rdn_attribute).append("=");
+    entry->new_dn.append(zafo::EscapedForDN(request.wanted->szName));
+    entry->new_dn.append(parent[0] != '\0' ? "," : "").append(parent);
+    return CheckLength(entry->new_dn);
 }
 
-int ChangeEntry(const REQUEST &request, const ENTRY &entry) {
+int ChangeEntry(const EditRequest &request, const UserEntry &entry) {
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
-    const unsigned int nClasses = request.pHost->nSchema & entry.nClasses;
-    char szNtHash[zafo::kNtHashSize] = "";
-    if (request.pWanted->szPasswd != nullptr &&
-        (nClasses & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) != 0) {
-        zafo::Ended(szNtHash,
-                    QLIBSmbNtEncrypt(request.pWanted->szPasswd, szNtHash, sizeof szNtHash));
+    const unsigned int classes = request.host->nSchema & entry.classes;
+    char nt_hash[zafo::kNtHashSize] = "";
+    if (request.wanted->szPasswd != nullptr && (classes & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) != 0) {
+        zafo::Ended(nt_hash, QLIBSmbNtEncrypt(request.wanted->szPasswd, nt_hash, sizeof nt_hash));
     }
-    zafo::WriteUserChanges(file.get(), {.szDN = request.szDN,
-                                        .pWanted = request.pWanted,
-                                        .pBlDisallowChPasswd = request.pBlDisallowChPasswd,
-                                        .plExpire = request.plExpire,
-                                        .pCurrent = entry.user.get(),
-                                        .nClasses = nClasses,
-                                        .szNtHash = szNtHash,
-                                        .tNow = std::time(nullptr),
-                                        .szRDNAttr = entry.blRenamed ? entry.szRDNAttr : nullptr});
-    if (file.Apply(request.pHost) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", request.szDN, zafo::PlatformError());
+    zafo::WriteUserChanges(file.get(),
+                           {.dn = request.dn,
+                            .wanted = request.wanted,
+                            .disallow_change = request.disallow_change,
+                            .expire = request.expire,
+                            .current = entry.user.get(),
+                            .classes = classes,
+                            .nt_hash = nt_hash,
+                            .now = std::time(nullptr),
+                            .rdn_attribute = entry.is_renamed ? entry.rdn_attribute : nullptr});
+    if (file.Apply(request.host) == 0) return 0;
+    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", request.dn, zafo::PlatformError());
     return -1;
 }
 
 // What follows a change that the server took.
-int FollowUp(const REQUEST &request, const ENTRY &entry) {
-    const ZAFOUSER &wanted = *request.pWanted;
-    const char *szOldName = entry.user->szName;
-    if (entry.blRenamed &&
-        ZAFOLDAPBrowserGroupEditWhenUserUIDChange(request.pHost, szOldName, wanted.szName) != 0) {
-        ZAFO_LOG("Edit group failed. [%s]. [0x%04X]", szOldName, zafo::PlatformError());
+int FollowUp(const EditRequest &request, const UserEntry &entry) {
+    const ZAFOUSER &wanted = *request.wanted;
+    const char *old_name = entry.user->szName;
+    if (entry.is_renamed &&
+        ZAFOLDAPBrowserGroupEditWhenUserUIDChange(request.host, old_name, wanted.szName) != 0) {
+        ZAFO_LOG("Edit group failed. [%s]. [0x%04X]", old_name, zafo::PlatformError());
         return -1;
     }
     if (wanted.szPasswd != nullptr &&
-        ZAFOLDAPPasswd(request.pHost, entry.newDN.c_str(), wanted.szPasswd) != 0) {
-        ZAFO_LOG("ZAFOLDAPPasswd failed. [%s]", entry.newDN.c_str());
+        ZAFOLDAPPasswd(request.host, entry.new_dn.c_str(), wanted.szPasswd) != 0) {
+        ZAFO_LOG("ZAFOLDAPPasswd failed. [%s]", entry.new_dn.c_str());
         return -1;
     }
     return 0;
 }
 
-int Edit(const REQUEST &request) {
-    if (CheckLength(request.szDN) != 0) return -1;
-    ENTRY entry;
+int Edit(const EditRequest &request) {
+    if (CheckLength(request.dn) != 0) return -1;
+    UserEntry entry;
     if (ReadEntry(request, &entry) != 0 || CheckName(request, &entry) != 0 ||
         CheckNumber(request, entry) != 0 || CheckPassword(request) != 0 ||
         FindNewDN(request, &entry) != 0 || ChangeEntry(request, entry) != 0) {
@@ -198,36 +196,36 @@ int Edit(const REQUEST &request) {
     return FollowUp(request, entry);
 }
 
-bool IsChangeRequested(const REQUEST &request) {
-    const ZAFOUSER &wanted = *request.pWanted;
+bool IsChangeRequested(const EditRequest &request) {
+    const ZAFOUSER &wanted = *request.wanted;
     return wanted.szName != nullptr || wanted.pw_uid != UID_ERR || wanted.pw_gid != GID_ERR ||
            wanted.pw_dir != nullptr || wanted.pw_shell != nullptr || wanted.szFullname != nullptr ||
            wanted.szPasswd != nullptr || wanted.szMail != nullptr ||
-           request.pBlDisallowChPasswd != nullptr || request.plExpire != nullptr;
+           request.disallow_change != nullptr || request.expire != nullptr;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const ZAFOUSER *pUser,
-                            const int *pBlDisallowChPasswd, const long *plExpire) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
-    const REQUEST request{pHost, szUserDN, pUser, pBlDisallowChPasswd, plExpire};
+int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *host, const char *user_dn, const ZAFOUSER *user,
+                            const int *disallow_change, const long *expire) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
+    const EditRequest request{host, user_dn, user, disallow_change, expire};
     if (!IsChangeRequested(request)) {
         return ZAFO_BAD_ARGUMENT(
             "pUser->szName || UID_ERR != pUser->pw_uid || GID_ERR != pUser->pw_gid || "
             "pUser->pw_dir || pUser->pw_shell || pUser->szFullname || pUser->szPasswd || "
             "pUser->szMail || pBlDisallowChPasswd || plExpire");
     }
-    REQUIRE_ONE_LINE(szUserDN);
-    REQUIRE_ONE_LINE(pUser->szName);
-    REQUIRE_ONE_LINE(pUser->pw_dir);
-    REQUIRE_ONE_LINE(pUser->pw_shell);
-    REQUIRE_ONE_LINE(pUser->szFullname);
-    REQUIRE_ONE_LINE(pUser->szMail);
-    REQUIRE_ONE_LINE(pHost->szBaseDN);  // in the groups
+    if (!zafo::IsOneLine(user_dn)) return ZAFO_NOT_ONE_LINE("szUserDN");
+    if (!zafo::IsOneLine(user->szName)) return ZAFO_NOT_ONE_LINE("pUser->szName");
+    if (!zafo::IsOneLine(user->pw_dir)) return ZAFO_NOT_ONE_LINE("pUser->pw_dir");
+    if (!zafo::IsOneLine(user->pw_shell)) return ZAFO_NOT_ONE_LINE("pUser->pw_shell");
+    if (!zafo::IsOneLine(user->szFullname)) return ZAFO_NOT_ONE_LINE("pUser->szFullname");
+    if (!zafo::IsOneLine(user->szMail)) return ZAFO_NOT_ONE_LINE("pUser->szMail");
+    if (!zafo::IsOneLine(host->szBaseDN))
+        return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");  // in the groups
 
     return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] { return Edit(request); });
 }

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "frame/log.h"
 #include "zafoldap/user.h"
 
@@ -10,67 +11,66 @@ namespace {
 
 constexpr time_t kSecondsPerDay = 86400;
 
-long DaysOf(const char *szText) {
-    return std::strtol(szText, nullptr, 10);
+long DaysOf(const char *text) {
+    return std::strtol(text, nullptr, 10);
 }
 
 // The password is too young to be changed: shadow(5). Without both days it never is.
-int IsTooYoung(const char *szMin, const char *szLastChange) {
-    if (szMin == nullptr || szLastChange == nullptr) return 0;
-    long nAge = 0;
-    const long nToday = static_cast<long>(std::time(nullptr) / kSecondsPerDay);
+int IsTooYoung(const char *min, const char *last_change) {
+    if (min == nullptr || last_change == nullptr) return 0;
+    long age = 0;
+    const long today = static_cast<long>(std::time(nullptr) / kSecondsPerDay);
     // What overflows is older than any minimum.
-    if (__builtin_sub_overflow(nToday, DaysOf(szLastChange), &nAge)) return 0;
-    return nAge < DaysOf(szMin) ? 1 : 0;
+    if (__builtin_sub_overflow(today, DaysOf(last_change), &age)) return 0;
+    return age < DaysOf(min) ? 1 : 0;
 }
 
-int MakeUser(const zafo::OpenSearch &entry, const char *szNameAttr, ZAFOUSER **ppUser) {
-    const char *szName = entry.First(szNameAttr);
-    if (szName == nullptr) {
+int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER **user) {
+    const char *name = entry.First(name_attribute);
+    if (name == nullptr) {
         ZAFO_LOG("get name failed");
         return -1;
     }
-    const char *szExpire = entry.First("shadowExpire");
-    ZAFOUSER *pUser = nullptr;
-    if (ZAFOUserAlloc(&pUser, szName, entry.First("userPassword"),
+    const char *expire = entry.First("shadowExpire");
+    ZAFOUSER *made = nullptr;
+    if (ZAFOUserAlloc(&made, name, entry.First("userPassword"),
                       zafo::AccountNumber(entry.First("uidNumber")),
                       zafo::AccountNumber(entry.First("gidNumber")), entry.First("gecos"),
                       entry.First("homeDirectory"), entry.First("loginShell"),
-                      szExpire != nullptr ? DaysOf(szExpire) : 0,
+                      expire != nullptr ? DaysOf(expire) : 0,
                       IsTooYoung(entry.First("shadowMin"), entry.First("shadowLastChange")),
                       entry.First("mail")) < 0 ||
-        pUser == nullptr) {
+        made == nullptr) {
         ZAFO_LOG("user alloc failed");
         return -1;
     }
-    pUser->nType = ZAFO_ACCOUNT_DIRECTORY;
-    *ppUser = pUser;  // what stood there is the caller's, or nothing at all
+    made->nType = ZAFO_ACCOUNT_DIRECTORY;
+    *user = made;  // what stood there is the caller's, or nothing at all
     return 1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *pHost, const char *szUserDN, ZAFOUSER **ppUser,
-                             ZAFOLDAP_RESULT *pResult, const ZAFOLDAP_BROWSER_OPTIONS *pOptions) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pHost->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
-    if (szUserDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
-    if (ppUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUser");
+int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *host, const char *user_dn, ZAFOUSER **user,
+                             ZAFOLDAP_RESULT *result, const ZAFOLDAP_BROWSER_OPTIONS *options) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
+    if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUser");
 
-    const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(pOptions);
+    const ZAFOLDAP_BROWSER_OPTIONS rule = zafo::UserRule(options);
     zafo::OpenSearch search;
     search.request.szFilter = rule.szFilter;
-    const int nFound = zafo::FirstEntryAt(pHost, szUserDN, &search);
-    if (nFound != 1) return nFound;
-    if (pResult != nullptr && ZAFOLDAPResultClone(pResult, &search.result) != 0) {
+    const int found = zafo::FirstEntryAt(host, user_dn, &search);
+    if (found != 1) return found;
+    if (result != nullptr && ZAFOLDAPResultClone(result, &search.result) != 0) {
         ZAFO_LOG("clone result failed. ");
         return -1;
     }
-    return MakeUser(search, rule.szNameAttr, ppUser);
+    return MakeUser(search, rule.szNameAttr, user);
 }
 
-int ZAFOLDAPBrowserUserGet(const ZAFOLDAP_HOST *pHost, const char *szUserDN, ZAFOUSER **ppUser,
-                           ZAFOLDAP_RESULT *pResult) {
-    return ZAFOLDAPBrowserUserGetEx(pHost, szUserDN, ppUser, pResult, nullptr);
+int ZAFOLDAPBrowserUserGet(const ZAFOLDAP_HOST *host, const char *user_dn, ZAFOUSER **user,
+                           ZAFOLDAP_RESULT *result) {
+    return ZAFOLDAPBrowserUserGetEx(host, user_dn, user, result, nullptr);
 }

@@ -14,6 +14,7 @@
 #include "accounts/account_search.h"
 #include "accounts/automount_value.h"
 #include "accounts/ldap_mount.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -28,54 +29,52 @@ namespace {
 
 constexpr mode_t kHomeMode = 0700;
 
-int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *szLoggedPath) {
+int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *logged_path) {
     if (ZAFOFSMkdirP(folder.c_str(), 0, 1, user.pw_uid, user.pw_gid, kHomeMode) >= 0) return 0;
-    ZAFO_LOG("mkdir %s failed. uid = %u, gid = %u. [0x%04X]", szLoggedPath, user.pw_uid,
-             user.pw_gid, zafo::PlatformError());
+    ZAFO_LOG("mkdir %s failed. uid = %u, gid = %u. [0x%04X]", logged_path, user.pw_uid, user.pw_gid,
+             zafo::PlatformError());
     return -1;
 }
 
 // Makes the folder of one of all users, if it is missing; what fails is logged.
-void MakeMissingFolder(const ZAFOLDAP_HOST *pHost, const char *szUserDN, const char *szName,
-                       const char *szHomeFolderPath) {
-    if (!zafo::IsFolderName(szName)) {
-        ZAFO_LOG("user name [%s] cannot be the name of a folder.", szName);
+void MakeMissingFolder(const ZAFOLDAP_HOST *host, const char *user_dn, const char *name,
+                       const char *home_folder_path) {
+    if (!zafo::IsFolderName(name)) {
+        ZAFO_LOG("user name [%s] cannot be the name of a folder.", name);
         return;
     }
-    const std::string folder = zafo::HomeFolder(szName);
+    const std::string folder = zafo::HomeFolder(name);
     struct stat status;
     if (stat(folder.c_str(), &status) == 0) return;
-    ZAFOUSER *pFound = nullptr;
-    const int nFound = ZAFOLDAPBrowserUserGet(pHost, szUserDN, &pFound, nullptr);
-    const zafo::User user(pFound);
-    if (nFound != 1) {
-        ZAFO_LOG("get user info [%s] failed. [0x%04X]", szUserDN, zafo::PlatformError());
+    zafo::User user;
+    if (ZAFOLDAPBrowserUserGet(host, user_dn, user.Next(), nullptr) != 1) {
+        ZAFO_LOG("get user info [%s] failed. [0x%04X]", user_dn, zafo::PlatformError());
         return;
     }
-    MakeFolder(folder, *user, szHomeFolderPath);
+    MakeFolder(folder, *user, home_folder_path);
 }
 
-int CreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost, const char *szHomeFolderPath) {
+int CreateAll(const ZAFOLDAP_HOST *host, const char *host_name, const char *home_folder_path) {
     zafo::List dns, uids;
-    const std::string path = std::string(szHost) + ":" + szHomeFolderPath;
+    const std::string path = std::string(host_name) + ":" + home_folder_path;
     if (ZAFOLDAPNFSMount(path.c_str()) != 0) {
         ZAFO_LOG("nfs mount %s failed. [0x%04X]", path.c_str(), zafo::PlatformError());
         return -1;
     }
     const zafo::Mounted mounted;
-    if (ZAFOLDAPBrowserUserEnumAll(pHost, dns.address(), uids.address()) < 0) {
+    if (ZAFOLDAPBrowserUserEnumAll(host, dns.address(), uids.address()) < 0) {
         ZAFO_LOG("enum ldap users failed.");
         return -1;
     }
     for (int i = 0; i < uids.size(); ++i)
-        MakeMissingFolder(pHost, dns[i], uids[i], szHomeFolderPath);
+        MakeMissingFolder(host, dns[i], uids[i], home_folder_path);
     return 0;
 }
 
-int CreateOne(const char *szHomePath, const ZAFOUSER &user) {
+int CreateOne(const char *home_path, const ZAFOUSER &user) {
     const std::string folder = zafo::HomeFolder(user.szName);
-    if (ZAFOLDAPNFSMount(szHomePath) != 0) {
-        ZAFO_LOG("nfs mount %s failed. [0x%04X]", szHomePath, zafo::PlatformError());
+    if (ZAFOLDAPNFSMount(home_path) != 0) {
+        ZAFO_LOG("nfs mount %s failed. [0x%04X]", home_path, zafo::PlatformError());
         return -1;
     }
     const zafo::Mounted mounted;
@@ -85,17 +84,17 @@ int CreateOne(const char *szHomePath, const ZAFOUSER &user) {
 }
 
 // The export that the directory names. 0 or -1.
-int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
-    const std::string dn = zafo::AutomountKeyDN(*pHost, zafo::kAnyKey, zafo::kHomeMap);
+int ReadExport(const ZAFOLDAP_HOST *host, std::string *export_path) {
+    const std::string dn = zafo::AutomountKeyDN(*host, zafo::kAnyKey, zafo::kHomeMap);
     if (!zafo::FitsDN(dn)) return -1;
-    zafo::FoundText szValue;
-    if (ZAFOLDAPSearchGetValueByDN(pHost, dn.c_str(), nullptr, zafo::kAutomountInformation, szValue,
-                                   sizeof szValue) < 0) {
+    zafo::FoundText value;
+    if (ZAFOLDAPSearchGetValueByDN(host, dn.c_str(), nullptr, zafo::kAutomountInformation, value,
+                                   sizeof value) < 0) {
         return -1;
     }
-    const bool blWhole = zafo::FitsDN(szValue);
-    std::string_view left(szValue, std::min(std::strlen(szValue), zafo::kMaxDN));
-    const auto escaped = blWhole ? zafo::EscapedExportOf(&left) : std::nullopt;
+    const bool is_whole = zafo::FitsDN(value);
+    std::string_view left(value, std::min(std::strlen(value), zafo::kMaxDN));
+    const auto escaped = is_whole ? zafo::EscapedExportOf(&left) : std::nullopt;
     if (!escaped) {
         ZAFO_LOG("unknown format of automountInformation: %s", std::string(left).c_str());
         return -1;
@@ -106,39 +105,37 @@ int ReadExport(const ZAFOLDAP_HOST *pHost, std::string *pPath) {
         ZAFO_LOG("ZAFOEatEscape failed. [%s] [0x%04X]", escaped->c_str(), zafo::PlatformError());
         return -1;
     }
-    *pPath = *path;
+    *export_path = *path;
     return 0;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost,
-                                     const char *szHomeFolderPath) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
-    if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
-    return zafo::Guarded(-1, [=] { return CreateAll(pHost, szHost, szHomeFolderPath); });
+int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *host, const char *host_name,
+                                     const char *home_folder_path) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (host_name == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
+    if (home_folder_path == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
+    return zafo::Guarded(-1, [=] { return CreateAll(host, host_name, home_folder_path); });
 }
 
-int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const ZAFOUSER *pUser) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
+int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *host, const ZAFOUSER *user) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
 
     return zafo::Guarded(-1, [=] {
         std::string path;
-        if (ReadExport(pHost, &path) != 0) return -1;
-        if (ZAFOLDAPBrowserUserHomeCreateEx(path.c_str(), pUser) == 0) return 0;
+        if (ReadExport(host, &path) != 0) return -1;
+        if (ZAFOLDAPBrowserUserHomeCreateEx(path.c_str(), user) == 0) return 0;
         ZAFO_LOG("create user home failed. [%s] for user [%s]", path.c_str(),
-                 pUser->szName != nullptr ? pUser->szName : "");
+                 user->szName != nullptr ? user->szName : "");
         return -1;
     });
 }
 
-int ZAFOLDAPBrowserUserHomeCreateEx(const char *szHomePath, const ZAFOUSER *pUser) {
-    if (szHomePath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
-    if (pUser == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pUser");
-    if (!zafo::IsFolderName(pUser->szName)) return ZAFO_BAD_ARGUMENT("IsFolderName(pUser->szName)");
-    return zafo::Guarded(-1, [=] { return CreateOne(szHomePath, *pUser); });
+int ZAFOLDAPBrowserUserHomeCreateEx(const char *home_path, const ZAFOUSER *user) {
+    if (home_path == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
+    if (user == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pUser");
+    if (!zafo::IsFolderName(user->szName)) return ZAFO_BAD_ARGUMENT("IsFolderName(pUser->szName)");
+    return zafo::Guarded(-1, [=] { return CreateOne(home_path, *user); });
 }

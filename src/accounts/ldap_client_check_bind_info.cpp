@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether a connection can be used for accounts.
-#include "core/own_host.h"
+#include "core/own_record.h"
 #include "frame/log.h"
 #include "platform/ldap.h"
 #include "zafoldap/browser.h"
@@ -16,14 +16,11 @@ constexpr unsigned int kNeededClasses = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_
                                         ZAFOLDAP_CLASS_INET_ORG_PERSON |
                                         ZAFOLDAP_CLASS_SHADOW_ACCOUNT;
 
-const char *ErrorKey() {
-    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
-}
-
 int CheckListing(const ZAFOLDAP_HOST &host) {
     if (ZAFOLDAPPosixCheckEnumUser(&host) == 0) return 0;
     ZAFO_LOG("check enum failed, dn=[%s], %s (%d)",
-             host.szBindDN != nullptr ? host.szBindDN : "(null)", ErrorKey(), ZAFOLDAPErrGet());
+             host.szBindDN != nullptr ? host.szBindDN : "(null)", zafo::ErrorKey(),
+             ZAFOLDAPErrGet());
     return -1;
 }
 
@@ -33,53 +30,54 @@ int CheckBinding() {
         return -1;
     }
     zafo::OwnHost binding;
-    if (ZAFOLDAPHostInitByBindConfig(&binding.host) < 1) {
+    if (ZAFOLDAPHostInitByBindConfig(&binding) < 1) {
         ZAFO_DEBUG_LOG("get bind info failed");
         return -1;
     }
-    return CheckListing(binding.host);
+    return CheckListing(binding);
 }
 
 // A server that lacks a class is told by the library error alone; the check itself has passed.
-void JudgeClasses(unsigned int nSchema) {
-    if ((nSchema & kNeededClasses) == kNeededClasses) return;
+void JudgeClasses(unsigned int schema) {
+    if ((schema & kNeededClasses) == kNeededClasses) return;
     ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
 }
 
-int CheckSavedConnection(const char *szSection) {
+int CheckSavedConnection(const char *section) {
     zafo::OwnHost saved;
-    if (ZAFOLDAPHostInitByBrowserConfig(&saved.host, szSection) < 1) return -1;
-    const int nResult = ZAFOLDAPPosixCheckEnumUser(&saved.host);
-    if (nResult >= 0) JudgeClasses(saved.host.nSchema);
-    return nResult;
+    if (ZAFOLDAPHostInitByBrowserConfig(&saved, section) < 1) return -1;
+    const int result = ZAFOLDAPPosixCheckEnumUser(&saved);
+    if (result >= 0) JudgeClasses(saved.nSchema);
+    return result;
 }
 
 }  // namespace
 
-int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return CheckBinding();
-    if (CheckListing(*pHost) != 0) return -1;
+int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return CheckBinding();
+    if (CheckListing(*host) != 0) return -1;
     zafo::OwnHost clone;  // the caller's record keeps its schema bits
-    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) {
+    if (ZAFOLDAPHostClone(&clone, host) != 0) {
         ZAFO_DEBUG_LOG("clone host info failed");
         return -1;
     }
-    const int nResult = ZAFOLDAPHostGetSupportedSchema(&clone.host);
-    if (nResult < 0) {
-        ZAFO_LOG("get support schema failed(%d), %s (%d)", nResult, ErrorKey(), ZAFOLDAPErrGet());
+    const int result = ZAFOLDAPHostGetSupportedSchema(&clone);
+    if (result < 0) {
+        ZAFO_LOG("get support schema failed(%d), %s (%d)", result, zafo::ErrorKey(),
+                 ZAFOLDAPErrGet());
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
         return -1;
     }
     return 0;
 }
 
-int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection) {
-    if (pHost == nullptr) return CheckSavedConnection(szSection);
-    const int nResult = ZAFOLDAPPosixCheckEnumUser(pHost);
-    if (nResult < 0) return nResult;
+int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *host, const char *section) {
+    if (host == nullptr) return CheckSavedConnection(section);
+    const int result = ZAFOLDAPPosixCheckEnumUser(host);
+    if (result < 0) return result;
     zafo::OwnHost clone;
-    if (ZAFOLDAPHostClone(&clone.host, pHost) != 0) return nResult;
-    if (ZAFOLDAPHostGetSupportedSchema(&clone.host) < 0) return nResult;
-    JudgeClasses(clone.host.nSchema);
-    return nResult;
+    if (ZAFOLDAPHostClone(&clone, host) != 0) return result;
+    if (ZAFOLDAPHostGetSupportedSchema(&clone) < 0) return result;
+    JudgeClasses(clone.nSchema);
+    return result;
 }

@@ -19,13 +19,13 @@ namespace {
 constexpr const char *kMountTool = "/bin/mount";
 constexpr const char *kUnmountTool = "/bin/umount";
 
-// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it may
-// hold lines of its own.
-bool IsNfs(const char *szHomePath) {
-    const char *szFault = zafo::FaultOfNfsSource(szHomePath);
-    if (szFault == nullptr) return true;
+// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it
+// may hold lines of its own.
+bool IsNfs(const char *home_path) {
+    const char *fault = zafo::FaultOfNfsSource(home_path);
+    if (fault == nullptr) return true;
     QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-    ZAFO_LOG("nfs mount refused: %s. [0x%04X]", szFault, zafo::PlatformError());
+    ZAFO_LOG("nfs mount refused: %s. [0x%04X]", fault, zafo::PlatformError());
     return false;
 }
 
@@ -34,23 +34,23 @@ bool IsNfs(const char *szHomePath) {
 namespace zafo {
 
 MountPoint::MountPoint() {
-    snprintf(szPath_, sizeof szPath_, "/zafoldaphomefolder.%u", static_cast<unsigned>(getpid()));
+    snprintf(path_, sizeof path_, "/zafoldaphomefolder.%u", static_cast<unsigned>(getpid()));
 }
 
-bool IsFolderName(const char *szName) {
-    return szName != nullptr && szName[0] != '\0' && std::strcmp(szName, ".") != 0 &&
-           std::strcmp(szName, "..") != 0 && std::strchr(szName, '/') == nullptr;
+bool IsFolderName(const char *name) {
+    return name != nullptr && name[0] != '\0' && std::strcmp(name, ".") != 0 &&
+           std::strcmp(name, "..") != 0 && std::strchr(name, '/') == nullptr;
 }
 
-std::string HomeFolder(const char *szName) {
-    return std::string(MountPoint().path()) + "/" + szName;
+std::string HomeFolder(const char *name) {
+    return std::string(MountPoint().path()) + "/" + name;
 }
 
 }  // namespace zafo
 
-int ZAFOLDAPNFSMount(const char *szHomePath) {
-    if (szHomePath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
-    if (!IsNfs(szHomePath)) return -1;
+int ZAFOLDAPNFSMount(const char *home_path) {
+    if (home_path == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHomePath");
+    if (!IsNfs(home_path)) return -1;
 
     const zafo::MountPoint point;
     if (ZAFOFSMkdirP(point.path(), 0, 1, 0, 0, 0700) < 0) {
@@ -58,9 +58,8 @@ int ZAFOLDAPNFSMount(const char *szHomePath) {
         return -1;
     }
     // The form HOST:PATH makes mount(8) choose NFS.
-    if (QLIBCExec(kMountTool, szHomePath, point.path(), nullptr, nullptr) != 0) {
-        ZAFO_LOG("mount %s to %s failed. [0x%04X]", szHomePath, point.path(),
-                 zafo::PlatformError());
+    if (QLIBCExec(kMountTool, home_path, point.path(), nullptr, nullptr) != 0) {
+        ZAFO_LOG("mount %s to %s failed. [0x%04X]", home_path, point.path(), zafo::PlatformError());
         rmdir(point.path());
         return -1;
     }

@@ -12,18 +12,18 @@ namespace zafo {
 class MountPoint {
   public:
     MountPoint();
-    const char *path() const { return szPath_; }
+    const char *path() const { return path_; }
 
   private:
-    char szPath_[32];
+    char path_[32];
 };
 
 // Whether a user name can be the name of a folder: one path component, which "", ".",
 // ".." and names with a "/" are not. A directory may hold anything.
-bool IsFolderName(const char *szName);
+bool IsFolderName(const char *name);
 
 // A user's folder in the mounted export.
-std::string HomeFolder(const char *szName);
+std::string HomeFolder(const char *name);
 
 // What was mounted is unmounted on every path.
 class Mounted {

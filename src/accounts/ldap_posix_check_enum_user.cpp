@@ -2,38 +2,35 @@
 //
 // Whether users can be listed at all, and the name of one account.
 #include "accounts/account_kind.h"
+#include "core/check_connection.h"
 #include "core/open_search.h"
+#include "core/result_codes.h"
 #include "frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 
 namespace {
 
-constexpr int kSizeLimitExceeded = 4;  // LDAP result code sizeLimitExceeded
-
 // Several names are as bad as a failure: nobody could say which one is meant.
-int NameOf(const ZAFOLDAP_HOST *pHost, const zafo::ACCOUNT_KIND &kind, const char *szDN,
-           char *szBuf, size_t cbBuf) {
-    const int nValues =
-        ZAFOLDAPSearchGetValueByDN(pHost, szDN, kind.szFilter, kind.szNameAttr, szBuf, cbBuf);
-    return nValues == 0 || nValues == 1 ? nValues : -1;
+int NameOf(const ZAFOLDAP_HOST *host, const zafo::AccountKind &kind, const char *dn, char *buffer,
+           size_t size) {
+    const int count =
+        ZAFOLDAPSearchGetValueByDN(host, dn, kind.filter, kind.name_attribute, buffer, size);
+    return count == 0 || count == 1 ? count : -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPPosixGetUserUID(const ZAFOLDAP_HOST *pHost, const char *szDN, char *szBuf,
-                            size_t cbBuf) {
-    return NameOf(pHost, zafo::kUsers, szDN, szBuf, cbBuf);
+int ZAFOLDAPPosixGetUserUID(const ZAFOLDAP_HOST *host, const char *dn, char *buffer, size_t size) {
+    return NameOf(host, zafo::kUsers, dn, buffer, size);
 }
 
-int ZAFOLDAPPosixGetGroupCN(const ZAFOLDAP_HOST *pHost, const char *szDN, char *szBuf,
-                            size_t cbBuf) {
-    return NameOf(pHost, zafo::kGroups, szDN, szBuf, cbBuf);
+int ZAFOLDAPPosixGetGroupCN(const ZAFOLDAP_HOST *host, const char *dn, char *buffer, size_t size) {
+    return NameOf(host, zafo::kGroups, dn, buffer, size);
 }
 
-int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
+int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
 
     zafo::OpenSearch search;
     if (ZAFOLDAPBrowserUserEnumRequestInit(&search.request) != 0) {
@@ -41,15 +38,15 @@ int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost) {
         return -1;
     }
     search.request.nSizeLimit = 1;
-    if (search.Open(pHost) != 0) {
+    if (search.Open(host) != 0) {
         ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
         return -1;
     }
-    int nFound = 1;
-    while (nFound == 1)
-        nFound = search.Next();
+    int found = 1;
+    while (found == 1)
+        found = search.Next();
     // Of many users the server gives one and says that it stopped there.
-    if (nFound < 0 && search.result.nExitCode != kSizeLimitExceeded) return -1;
+    if (found < 0 && search.result.nExitCode != zafo::kSizeLimitExceeded) return -1;
     ZAFOLDAPErrReset();
     return 0;
 }

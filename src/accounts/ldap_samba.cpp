@@ -17,6 +17,7 @@
 #include "accounts/account_kind.h"
 #include "accounts/account_record.h"
 #include "accounts/account_search.h"
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -29,34 +30,33 @@
 
 namespace {
 
-constexpr int kNoSuchObject = 32;  // LDAP result code
 constexpr size_t kMaxText = 1024;
 constexpr size_t kMaxSID = 256;
 
 // Log lines print numbers with "%llu".
 using Printed = unsigned long long;
 
-struct XID {
-    const char *szEntry;  // below "cn=zafoconf"; NULL: the Samba domain
-    const char *szAttr;
+struct Xid {
+    const char *entry;  // below "cn=zafoconf"; NULL: the Samba domain
+    const char *attribute;
 };
 
-constexpr XID kXids[] = {
+constexpr Xid kXids[] = {
     {"MaxNum", "uidNumber"},  // ZAFOLDAP_XID_MAX_NUM_UID and so on
     {"MaxNum", "gidNumber"}, {"MinID", "uidNumber"}, {"MaxID", "uidNumber"}, {"CurID", "uidNumber"},
     {"MinID", "gidNumber"},  {"MaxID", "gidNumber"}, {"CurID", "gidNumber"}, {nullptr, "sambaSID"},
 };
 
-struct POOL_KIND {
-    const char *szTitle;
-    const zafo::ACCOUNT_KIND &account;
-    int nLowestXid;
-    int nHighestXid;
+struct PoolKind {
+    const char *title;
+    const zafo::AccountKind &account;
+    int lowest_xid;
+    int highest_xid;
 };
 
-constexpr POOL_KIND kUidPool{"UID", zafo::kUsers, ZAFOLDAP_XID_MIN_UID, ZAFOLDAP_XID_MAX_UID};
-constexpr POOL_KIND kGidPool{"GID", zafo::kGroups, ZAFOLDAP_XID_MIN_GID, ZAFOLDAP_XID_MAX_GID};
-constexpr zafo::NUMBER_RANGE kDefaultRange{0, 4294967295};
+constexpr PoolKind kUidPool{"UID", zafo::kUsers, ZAFOLDAP_XID_MIN_UID, ZAFOLDAP_XID_MAX_UID};
+constexpr PoolKind kGidPool{"GID", zafo::kGroups, ZAFOLDAP_XID_MIN_GID, ZAFOLDAP_XID_MAX_GID};
+constexpr zafo::NumberRange kDefaultRange{0, 4294967295};
 
 const char *BaseDN(const ZAFOLDAP_HOST &host) {
     return host.szBaseDN != nullptr ? host.szBaseDN : "";
@@ -67,199 +67,203 @@ std::optional<std::string> IfItFits(std::string dn) {
     return dn;
 }
 
-std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *szEntry) {
-    return IfItFits(std::string("cn=") + szEntry + ",cn=zafoconf," + BaseDN(host));
+std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *entry) {
+    return IfItFits(std::string("cn=") + entry + ",cn=zafoconf," + BaseDN(host));
 }
 
 std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
-    char szDomain[kMaxText] = "";
-    if (zafo::Ended(szDomain,
-                    ZAFOLDAPDNFirstDomainComponent(BaseDN(host), szDomain, sizeof szDomain)) < 0) {
+    char domain[kMaxText] = "";
+    if (zafo::Ended(domain, ZAFOLDAPDNFirstDomainComponent(BaseDN(host), domain, sizeof domain)) <
+        0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", BaseDN(host),
                  zafo::PlatformError());
         return {};
     }
-    return IfItFits(std::string("sambaDomainName=") + szDomain + "," + BaseDN(host));
+    return IfItFits(std::string("sambaDomainName=") + domain + "," + BaseDN(host));
 }
 
-// The number of values, as ZAFOLDAPSearchGetValueByDN; 0 also when there is no such entry.
-// Without a value the buffer stays as it was.
-int ReadIfThere(const ZAFOLDAP_HOST *pHost, const std::string &dn, const char *szAttr, char *szBuf,
-                size_t cbBuf) {
-    const char cFirst = szBuf[0];
-    const int nEarlier = ZAFOLDAPErrGet();
-    ZAFOLDAPErrReset();
-    int nFound = ZAFOLDAPSearchGetValueByDN(pHost, dn.c_str(), nullptr, szAttr, szBuf, cbBuf);
-    if (nFound < 0 && ZAFOLDAPErrGet() == kNoSuchObject) nFound = 0;
-    if (ZAFOLDAPErrGet() == 0) ZAFOLDAPErrSet(nEarlier);
-    if (nFound == 0) szBuf[0] = cFirst;
-    return nFound;
+enum class Found {
+    kValue,
+    kNone,  // no such entry, or one without a value; the buffer stays as it was
+    kFailed,
+};
+
+Found ReadValue(const ZAFOLDAP_HOST *host, const std::string &dn, const char *attribute,
+                char *buffer, size_t size) {
+    zafo::List values;
+    zafo::OpenSearch search;
+    search.AskFor({attribute});
+    search.request.szBase = dn.c_str();
+    search.request.blBaseAsIs = 1;
+    const int found = search.Open(host) == 0 ? search.NextIfThere() : -1;
+    if (found < 0) return Found::kFailed;
+    if (found == 0) return Found::kNone;
+    const int count = ZAFOLDAPResultGetAll(&search.result, attribute, values.address());
+    if (count <= 0) return count == 0 ? Found::kNone : Found::kFailed;
+    zafo::CopyText(values[0], buffer, size);
+    return Found::kValue;
 }
 
-int ReadXid(const ZAFOLDAP_HOST *pHost, int type, char *szBuf, size_t cbBuf) {
-    const XID &xid = kXids[type];
-    const auto dn = xid.szEntry != nullptr ? PoolDN(*pHost, xid.szEntry) : DomainDN(*pHost);
+int ReadXid(const ZAFOLDAP_HOST *host, int type, char *buffer, size_t size) {
+    const Xid &xid = kXids[type];
+    const auto dn = xid.entry != nullptr ? PoolDN(*host, xid.entry) : DomainDN(*host);
     if (!dn) return -1;
-    if (ReadIfThere(pHost, *dn, xid.szAttr, szBuf, cbBuf) >= 0) return 0;
-    ZAFO_LOG("get %s [%d] failed.", xid.szAttr, type);
+    const Found found = zafo::Guarded(
+        Found::kFailed, [&] { return ReadValue(host, *dn, xid.attribute, buffer, size); });
+    if (found != Found::kFailed) return 0;
+    ZAFO_LOG("get %s [%d] failed.", xid.attribute, type);
     return -1;
 }
 
-zafo::NUMBER_RANGE ReadRange(const ZAFOLDAP_HOST *pHost, const POOL_KIND &kind) {
-    zafo::NUMBER_RANGE range{};
-    if (ZAFOLDAPSambaGetIDFromDB(pHost, &range.nLowest, kind.nLowestXid) != 0 ||
-        ZAFOLDAPSambaGetIDFromDB(pHost, &range.nHighest, kind.nHighestXid) != 0) {
+zafo::NumberRange ReadRange(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
+    zafo::NumberRange range{};
+    if (ZAFOLDAPSambaGetIDFromDB(host, &range.lowest, kind.lowest_xid) != 0 ||
+        ZAFOLDAPSambaGetIDFromDB(host, &range.highest, kind.highest_xid) != 0) {
         return kDefaultRange;
     }
     return range;
 }
 
-int Generate(const ZAFOLDAP_HOST *pHost, const POOL_KIND &kind) {
-    const char *szAttr = kind.account.szNumberAttr;
-    ZAFOLDAP_ID_POOL pool{szAttr, kind.account.szFilter, ReadRange(pHost, kind)};
-    if (pool.range.nHighest <= pool.range.nLowest) {
-        ZAFO_LOG("Bad %s min(%llu), max(%llu) value.", kind.szTitle, Printed{pool.range.nLowest},
-                 Printed{pool.range.nHighest});
+int Generate(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
+    const char *attribute = kind.account.number_attribute;
+    zafo::IdPool pool{attribute, kind.account.filter, ReadRange(host, kind)};
+    if (pool.range.highest <= pool.range.lowest) {
+        ZAFO_LOG("Bad %s min(%llu), max(%llu) value.", kind.title, Printed{pool.range.lowest},
+                 Printed{pool.range.highest});
         return -1;
     }
-    const auto dn = PoolDN(*pHost, "CurID");
+    const auto dn = PoolDN(*host, "CurID");
     if (!dn) return -1;
-    uint64_t nNumber = 0;
-    if (ZAFOLDAPAtomicIncr(pHost, dn->c_str(), szAttr, &nNumber, ZAFOLDAPIdPoolFindFree, &pool) !=
+    uint64_t number = 0;
+    if (ZAFOLDAPAtomicIncr(host, dn->c_str(), attribute, &number, ZAFOLDAPIdPoolFindFree, &pool) !=
         0) {
-        ZAFO_LOG("get %s from %s failed.", szAttr, dn->c_str());
+        ZAFO_LOG("get %s from %s failed.", attribute, dn->c_str());
         return -1;
     }
-    return static_cast<int>(nNumber);
+    return static_cast<int>(number);
 }
 
 // Every number in use, ascending; nothing when the search failed.
-std::optional<std::vector<uint64_t>> UsedNumbers(const ZAFOLDAP_HOST *pHost,
-                                                 const ZAFOLDAP_ID_POOL &pool) {
+std::optional<std::vector<uint64_t>> UsedNumbers(const ZAFOLDAP_HOST *host,
+                                                 const zafo::IdPool &pool) {
     ZAFOLDAP_SEARCH_REQUEST request{};
-    request.szFilter = pool.szFilter;
+    request.szFilter = pool.filter;
     zafo::List dns, values;
-    if (ZAFOLDAPSearchEachValue(pHost, &request, pool.szAttr, dns.address(), values.address()) <
+    if (ZAFOLDAPSearchEachValue(host, &request, pool.attribute, dns.address(), values.address()) <
         0) {
-        ZAFO_LOG("search %s failed.", pool.szAttr);
+        ZAFO_LOG("search %s failed.", pool.attribute);
         return {};
     }
     std::vector<uint64_t> used;
     used.reserve(static_cast<size_t>(values.size()));
     for (int i = 0; i < values.size(); ++i) {
-        if (values[i][0] == '\0') ZAFO_LOG("No %s found for %s", pool.szAttr, dns[i]);
+        if (values[i][0] == '\0') ZAFO_LOG("No %s found for %s", pool.attribute, dns[i]);
         used.push_back(strtoull(values[i], nullptr, 10));
     }
     std::sort(used.begin(), used.end());
     return used;
 }
 
-// `nCounter` itself when nobody carries it, else the next free number.
-std::optional<uint64_t> FreeNumberFrom(const ZAFOLDAP_HOST *pHost, uint64_t nCounter,
-                                       const ZAFOLDAP_ID_POOL &pool) {
-    const auto filter = zafo::AccountFilter(pool.szFilter, pool.szAttr, std::to_string(nCounter));
+// `counter` itself when nobody carries it, else the next free number.
+std::optional<uint64_t> FreeNumberFrom(const ZAFOLDAP_HOST *host, uint64_t counter,
+                                       const zafo::IdPool &pool) {
+    const auto filter = zafo::AccountFilter(pool.filter, pool.attribute, std::to_string(counter));
     if (!filter) return {};
-    const int nFound = ZAFOLDAPBrowserGetFirstDN(pHost, filter->c_str(), nullptr, 0);
-    if (nFound < 0) {
+    const int found = ZAFOLDAPBrowserGetFirstDN(host, filter->c_str(), nullptr, 0);
+    if (found < 0) {
         ZAFO_LOG("get [%s] failed.", filter->c_str());
         return {};
     }
-    if (nFound == 0) return nCounter;
+    if (found == 0) return counter;
 
-    const auto used = UsedNumbers(pHost, pool);
+    const auto used = UsedNumbers(host, pool);
     if (!used) return {};
-    if (!std::binary_search(used->begin(), used->end(), nCounter)) {
-        ZAFO_LOG("cannot find %llu", Printed{nCounter});
+    if (!std::binary_search(used->begin(), used->end(), counter)) {
+        ZAFO_LOG("cannot find %llu", Printed{counter});
         return {};
     }
-    return zafo::NextFreeNumber(*used, nCounter, pool.range);
+    return zafo::NextFreeNumber(*used, counter, pool.range);
 }
 
-int GenerateSID(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID) {
-    const auto dn = DomainDN(*pHost);
+int GenerateSID(const ZAFOLDAP_HOST *host, char *sid, size_t size) {
+    const auto dn = DomainDN(*host);
     if (!dn) return -1;
-    char szDomainSID[kMaxSID] = "";
-    if (ZAFOLDAPSearchGetValueByDN(pHost, dn->c_str(), "objectClass=sambaDomain", "sambaSID",
-                                   szDomainSID, sizeof szDomainSID) < 0) {
+    char domain_sid[kMaxSID] = "";
+    if (ZAFOLDAPSearchGetValueByDN(host, dn->c_str(), "objectClass=sambaDomain", "sambaSID",
+                                   domain_sid, sizeof domain_sid) < 0) {
         ZAFO_LOG("get sambaSID failed.");
         return -1;
     }
-    if (ZAFOLDAPSambaXidGet(pHost, szDomainSID, sizeof szDomainSID, ZAFOLDAP_XID_DOMAIN_SID) != 0) {
+    if (ZAFOLDAPSambaXidGet(host, domain_sid, sizeof domain_sid, ZAFOLDAP_XID_DOMAIN_SID) != 0) {
         ZAFO_LOG("get domain SID failed.");
         return -1;
     }
-    uint64_t nRid = 0;
-    if (ZAFOLDAPAtomicIncr(pHost, dn->c_str(), "sambaNextUserRid", &nRid, nullptr, nullptr) != 0) {
+    uint64_t rid = 0;
+    if (ZAFOLDAPAtomicIncr(host, dn->c_str(), "sambaNextUserRid", &rid, nullptr, nullptr) != 0) {
         ZAFO_LOG("get sambaNextUserRid from %s failed.", dn->c_str());
         return -1;
     }
-    snprintf(szSID, cbSID, "%s-%llu", szDomainSID, Printed{nRid});
+    snprintf(sid, size, "%s-%llu", domain_sid, Printed{rid});
     return 0;
 }
 
 }  // namespace
 
-int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_t *pNext,
-                           void *pTruck) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
-    if (pNext == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pNext");
-    if (pTruck == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pTruck");
+int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next,
+                           void *context) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
+    if (next == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pNext");
+    if (context == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pTruck");
 
     return zafo::Guarded(-1, [=] {
-        const auto *pPool = static_cast<const ZAFOLDAP_ID_POOL *>(pTruck);
-        const auto nFree = FreeNumberFrom(pHost, *pValue, *pPool);
-        if (!nFree) return -1;
-        *pValue = *nFree;
-        *pNext = zafo::NumberAfter(*nFree, pPool->range);
+        const auto *pool = static_cast<const zafo::IdPool *>(context);
+        const auto free_number = FreeNumberFrom(host, *value, *pool);
+        if (!free_number) return -1;
+        *value = *free_number;
+        *next = zafo::NumberAfter(*free_number, pool->range);
         return 0;
     });
 }
 
-int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *pHost, char *szBuf, size_t cbBuf, int type) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szBuf == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szBuf");
-    if (cbBuf == 0) return ZAFO_BAD_ARGUMENT("0 < cbBuf");
+int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *host, char *buffer, size_t size, int type) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (buffer == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szBuf");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbBuf");
 
     if (type < 0 || type >= static_cast<int>(std::size(kXids))) {
         ZAFO_LOG("unknown type [%d]", type);
         return -1;
     }
-    return zafo::Guarded(-1, [=] { return ReadXid(pHost, type, szBuf, cbBuf); });
+    return zafo::Guarded(-1, [=] { return ReadXid(host, type, buffer, size); });
 }
 
-int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, int type) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
+int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *host, uint64_t *value, int type) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
 
-    char szValue[kMaxText] = "";
-    if (ZAFOLDAPSambaXidGet(pHost, szValue, sizeof szValue, type) != 0) {
+    char text[kMaxText] = "";
+    if (ZAFOLDAPSambaXidGet(host, text, sizeof text, type) != 0) {
         ZAFO_LOG("get xid failed.");
         return -1;
     }
-    *pValue = strtoull(szValue, nullptr, 10);
+    *value = strtoull(text, nullptr, 10);
     return 0;
 }
 
-int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [=] { return Generate(pHost, kUidPool); });
+int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [=] { return Generate(host, kUidPool); });
 }
 
-int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    return zafo::Guarded(-1, [=] { return Generate(pHost, kGidPool); });
+int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *host) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    return zafo::Guarded(-1, [=] { return Generate(host, kGidPool); });
 }
 
-int ZAFOLDAPSambaSIDGen(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szSID == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSID");
-    if (cbSID == 0) return ZAFO_BAD_ARGUMENT("0 < cbSID");
-    return zafo::Guarded(-1, [=] { return GenerateSID(pHost, szSID, cbSID); });
+int ZAFOLDAPSambaSIDGen(const ZAFOLDAP_HOST *host, char *sid, size_t size) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (sid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSID");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbSID");
+    return zafo::Guarded(-1, [=] { return GenerateSID(host, sid, size); });
 }

@@ -4,13 +4,17 @@
 #include "accounts/free_number.h"
 #include "zafoldap/samba.h"
 
+namespace zafo {
+
 // Which entries carry the numbers of a pool, and the pool's bounds.
-struct ZAFOLDAP_ID_POOL {
-    const char *szAttr;
-    const char *szFilter;
-    zafo::NUMBER_RANGE range;
+struct IdPool {
+    const char *attribute;
+    const char *filter;
+    NumberRange range;
 };
 
-// The check function (ZAFOLDAP_ATOMIC_CHECK) of the id pools; `pTruck` is a ZAFOLDAP_ID_POOL.
-int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_t *pNext,
-                           void *pTruck);
+}  // namespace zafo
+
+// The check function (ZAFOLDAP_ATOMIC_CHECK) of the id pools; `context` is a zafo::IdPool.
+int ZAFOLDAPIdPoolFindFree(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next,
+                           void *context);

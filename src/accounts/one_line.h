@@ -6,14 +6,8 @@
 #include "accounts/account_record.h"
 #include "frame/log.h"
 
-#define REQUIRE_ONE_LINE(szText)                                                  \
-    do {                                                                          \
-        if (!zafo::IsOneLine(szText)) {                                           \
-            return ZAFO_BAD_ARGUMENT("NULL == strpbrk(" #szText ", \"\\r\\n\")"); \
-        }                                                                         \
-    } while (false)
-
-#define REQUIRE_ONE_LINE_EACH(pList)                                                              \
-    do {                                                                                          \
-        if (!zafo::AreOneLineEach(pList)) return ZAFO_BAD_ARGUMENT("AreOneLineEach(" #pList ")"); \
-    } while (false)
+// Reports that a text, named as the log has always shown it, is more than one line; its value is
+// -1.
+//
+//     if (!zafo::IsOneLine(dn)) return ZAFO_NOT_ONE_LINE("szDN");
+#define ZAFO_NOT_ONE_LINE(name) ZAFO_BAD_ARGUMENT("NULL == strpbrk(" name ", \"\\r\\n\")")

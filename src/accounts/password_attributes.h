@@ -21,8 +21,8 @@ inline unsigned long DaysOf(time_t t) {
 }
 
 // The age in days that a password must have to be changed by its user.
-inline int ShadowMin(int blDisallowChangePasswd) {
-    return blDisallowChangePasswd == 1 ? 100000 : 0;
+inline int ShadowMin(int disallow_change) {
+    return disallow_change == 1 ? 100000 : 0;
 }
 
 }  // namespace zafo

@@ -14,90 +14,90 @@ namespace zafo {
 
 namespace {
 
-void ReplaceNumber(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, unsigned long nNumber) {
-    ZAFOLDAPLdifAttrReplace(pLDIF, szAttr, "%lu", nNumber);
+void ReplaceNumber(ZAFOLDAP_LDIF *ldif, const char *attribute, unsigned long number) {
+    ZAFOLDAPLdifAttrReplace(ldif, attribute, "%lu", number);
 }
 
 // What the entry lacks differs from every text.
-bool Differs(const char *szWanted, const char *szCurrent) {
-    return szCurrent == nullptr || std::strcmp(szWanted, szCurrent) != 0;
+bool Differs(const char *wanted, const char *current) {
+    return current == nullptr || std::strcmp(wanted, current) != 0;
 }
 
 // A text that can be taken away with "".
-void ReplaceOrDelete(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szWanted,
-                     const char *szCurrent) {
-    if (szWanted == nullptr || !Differs(szWanted, szCurrent)) return;
-    if (szWanted[0] != '\0') {
-        ReplaceValue(pLDIF, szAttr, szWanted);
-    } else if (szCurrent != nullptr) {
-        ZAFOLDAPLdifAttrDelete(pLDIF, szAttr, nullptr);
+void ReplaceOrDelete(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *wanted,
+                     const char *current) {
+    if (wanted == nullptr || !Differs(wanted, current)) return;
+    if (wanted[0] != '\0') {
+        ReplaceValue(ldif, attribute, wanted);
+    } else if (current != nullptr) {
+        ZAFOLDAPLdifAttrDelete(ldif, attribute, nullptr);
     }
 }
 
-void WriteUid(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    const uint32_t uid = changes.pWanted->pw_uid;
-    if (uid != UID_ERR && uid != changes.pCurrent->pw_uid) ReplaceNumber(pLDIF, "uidNumber", uid);
+void WriteUid(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    const uint32_t uid = changes.wanted->pw_uid;
+    if (uid != UID_ERR && uid != changes.current->pw_uid) ReplaceNumber(ldif, "uidNumber", uid);
 }
 
-void WriteGid(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    const uint32_t gid = changes.pWanted->pw_gid;
-    if (gid != GID_ERR && gid != changes.pCurrent->pw_gid) ReplaceNumber(pLDIF, "gidNumber", gid);
+void WriteGid(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    const uint32_t gid = changes.wanted->pw_gid;
+    if (gid != GID_ERR && gid != changes.current->pw_gid) ReplaceNumber(ldif, "gidNumber", gid);
 }
 
-void WriteHome(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    const char *szHome = changes.pWanted->pw_dir;
-    if (szHome != nullptr && Differs(szHome, changes.pCurrent->pw_dir)) {
-        ReplaceValue(pLDIF, "homeDirectory", szHome);
+void WriteHome(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    const char *home = changes.wanted->pw_dir;
+    if (home != nullptr && Differs(home, changes.current->pw_dir)) {
+        ReplaceValue(ldif, "homeDirectory", home);
     }
 }
 
-void WriteShell(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    ReplaceOrDelete(pLDIF, "loginShell", changes.pWanted->pw_shell, changes.pCurrent->pw_shell);
+void WriteShell(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    ReplaceOrDelete(ldif, "loginShell", changes.wanted->pw_shell, changes.current->pw_shell);
 }
 
-void WriteFullName(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    ReplaceOrDelete(pLDIF, "gecos", changes.pWanted->szFullname, changes.pCurrent->szFullname);
+void WriteFullName(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    ReplaceOrDelete(ldif, "gecos", changes.wanted->szFullname, changes.current->szFullname);
 }
 
-void WriteMail(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    ReplaceOrDelete(pLDIF, "mail", changes.pWanted->szMail, changes.pCurrent->szMail);
+void WriteMail(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    ReplaceOrDelete(ldif, "mail", changes.wanted->szMail, changes.current->szMail);
 }
 
-void WriteSambaPassword(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    if (changes.pWanted->szPasswd == nullptr) return;
-    ReplaceValue(pLDIF, "sambaNTPassword", changes.szNtHash);
-    ReplaceValue(pLDIF, "sambaLMPassword", kNoLmHash);
-    ReplaceNumber(pLDIF, "sambaPwdLastSet", static_cast<unsigned long>(changes.tNow));
+void WriteSambaPassword(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    if (changes.wanted->szPasswd == nullptr) return;
+    ReplaceValue(ldif, "sambaNTPassword", changes.nt_hash);
+    ReplaceValue(ldif, "sambaLMPassword", kNoLmHash);
+    ReplaceNumber(ldif, "sambaPwdLastSet", static_cast<unsigned long>(changes.now));
 }
 
-void WriteLastChange(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    if (changes.pWanted->szPasswd == nullptr) return;
-    ReplaceNumber(pLDIF, "shadowLastChange", DaysOf(changes.tNow));
+void WriteLastChange(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    if (changes.wanted->szPasswd == nullptr) return;
+    ReplaceNumber(ldif, "shadowLastChange", DaysOf(changes.now));
 }
 
-void WriteDisallow(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    const int *pBlDisallow = changes.pBlDisallowChPasswd;
-    if (pBlDisallow == nullptr || *pBlDisallow == changes.pCurrent->blDisallowChangePasswd) return;
-    ZAFOLDAPLdifAttrReplace(pLDIF, "shadowMin", "%d", ShadowMin(*pBlDisallow));
+void WriteDisallow(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    const int *disallow = changes.disallow_change;
+    if (disallow == nullptr || *disallow == changes.current->blDisallowChangePasswd) return;
+    ZAFOLDAPLdifAttrReplace(ldif, "shadowMin", "%d", ShadowMin(*disallow));
 }
 
-void WriteExpire(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    const long *plExpire = changes.plExpire;
-    if (plExpire == nullptr || *plExpire == changes.pCurrent->nExpire) return;
-    ZAFOLDAPLdifAttrReplace(pLDIF, "shadowExpire", "%ld", *plExpire);
+void WriteExpire(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    const long *expire = changes.expire;
+    if (expire == nullptr || *expire == changes.current->nExpire) return;
+    ZAFOLDAPLdifAttrReplace(ldif, "shadowExpire", "%ld", *expire);
 }
 
 // The name is in "uid" and "cn". The one that forms the RDN changes with it.
-void WriteName(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    if (changes.szRDNAttr == nullptr) return;
-    for (const char *szAttr : {"uid", "cn"}) {
-        if (strcasecmp(changes.szRDNAttr, szAttr) != 0) {
-            ReplaceValue(pLDIF, szAttr, changes.pWanted->szName);
+void WriteName(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    if (changes.rdn_attribute == nullptr) return;
+    for (const char *attribute : {"uid", "cn"}) {
+        if (strcasecmp(changes.rdn_attribute, attribute) != 0) {
+            ReplaceValue(ldif, attribute, changes.wanted->szName);
         }
     }
 }
 
-constexpr ATTRIBUTE_GROUP<USER_CHANGES> kChanges[] = {
+constexpr AttributeGroup<UserChanges> kChanges[] = {
     {0, WriteUid},
     {0, WriteGid},
     {0, WriteHome},
@@ -113,12 +113,12 @@ constexpr ATTRIBUTE_GROUP<USER_CHANGES> kChanges[] = {
 
 }  // namespace
 
-void WriteUserChanges(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes) {
-    ZAFOLDAPLdifTargetDN(pLDIF, changes.szDN);
-    ZAFOLDAPLdifChangeType(pLDIF, "modify");
-    WriteGroups(pLDIF, changes.nClasses, kChanges, changes);
-    if (changes.szRDNAttr != nullptr) {
-        WriteModRDN(pLDIF, changes.szDN, changes.szRDNAttr, changes.pWanted->szName);
+void WriteUserChanges(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
+    ZAFOLDAPLdifTargetDN(ldif, changes.dn);
+    ZAFOLDAPLdifChangeType(ldif, "modify");
+    WriteGroups(ldif, changes.classes, kChanges, changes);
+    if (changes.rdn_attribute != nullptr) {
+        WriteModRDN(ldif, changes.dn, changes.rdn_attribute, changes.wanted->szName);
     }
 }
 

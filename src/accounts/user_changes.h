@@ -10,19 +10,19 @@
 
 namespace zafo {
 
-struct USER_CHANGES {
-    const char *szDN;
-    const ZAFOUSER *pWanted;  // NULL, UID_ERR and GID_ERR: leave alone
-    const int *pBlDisallowChPasswd;
-    const long *plExpire;
-    const ZAFOUSER *pCurrent;
-    unsigned int nClasses;  // that server and entry have both
-    const char *szNtHash;   // of the wanted password
-    time_t tNow;
-    const char *szRDNAttr;  // of the entry that gets another name; NULL: the name stays
+struct UserChanges {
+    const char *dn;
+    const ZAFOUSER *wanted;  // NULL, UID_ERR and GID_ERR: leave alone
+    const int *disallow_change;
+    const long *expire;
+    const ZAFOUSER *current;
+    unsigned int classes;  // that server and entry have both
+    const char *nt_hash;   // of the wanted password
+    time_t now;
+    const char *rdn_attribute;  // of the entry that gets another name; NULL: the name stays
 };
 
 // A "modify" record and, for another name, a "modrdn" record.
-void WriteUserChanges(ZAFOLDAP_LDIF *pLDIF, const USER_CHANGES &changes);
+void WriteUserChanges(ZAFOLDAP_LDIF *ldif, const UserChanges &changes);
 
 }  // namespace zafo

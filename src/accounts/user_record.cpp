@@ -17,84 +17,84 @@ constexpr char kNoPasswordHistory[] =
     "0000000000000000000000000000000000000000000000000000000000000000";
 constexpr char kNormalUser[] = "[U          ]";
 
-bool IsEmpty(const char *szText) {
-    return szText == nullptr || szText[0] == '\0';
+bool IsEmpty(const char *text) {
+    return text == nullptr || text[0] == '\0';
 }
 
-void WriteUnlessEmpty(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValue) {
-    if (!IsEmpty(szValue)) WriteValue(pLDIF, szAttr, szValue);
+void WriteUnlessEmpty(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value) {
+    if (!IsEmpty(value)) WriteValue(ldif, attribute, value);
 }
 
-void WriteTop(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
-    WriteValue(pLDIF, "objectClass", "top");
+void WriteTop(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
+    WriteValue(ldif, "objectClass", "top");
 }
 
-void WritePosix(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    const ZAFOUSER &account = *user.pUser;
-    WriteValue(pLDIF, "cn", account.szName);
-    WriteValue(pLDIF, "uid", account.szName);
-    WriteUnlessEmpty(pLDIF, "gecos", account.szFullname);
-    WriteValue(pLDIF, "userPassword", account.szPasswd);
-    ZAFOLDAPLdifAttr(pLDIF, "uidNumber", "%lu", static_cast<unsigned long>(account.pw_uid));
-    ZAFOLDAPLdifAttr(pLDIF, "gidNumber", "%lu", static_cast<unsigned long>(account.pw_gid));
-    WriteValue(pLDIF, "loginShell", IsEmpty(account.pw_shell) ? "/bin/sh" : account.pw_shell);
+void WritePosix(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
+    const ZAFOUSER &account = *user.user;
+    WriteValue(ldif, "cn", account.szName);
+    WriteValue(ldif, "uid", account.szName);
+    WriteUnlessEmpty(ldif, "gecos", account.szFullname);
+    WriteValue(ldif, "userPassword", user.password.c_str());
+    ZAFOLDAPLdifAttr(ldif, "uidNumber", "%lu", static_cast<unsigned long>(account.pw_uid));
+    ZAFOLDAPLdifAttr(ldif, "gidNumber", "%lu", static_cast<unsigned long>(account.pw_gid));
+    WriteValue(ldif, "loginShell", IsEmpty(account.pw_shell) ? "/bin/sh" : account.pw_shell);
     if (IsEmpty(account.pw_dir)) {
-        ZAFOLDAPLdifAttr(pLDIF, "homeDirectory", "/home/%s", account.szName);
+        ZAFOLDAPLdifAttr(ldif, "homeDirectory", "/home/%s", account.szName);
     } else {
-        WriteValue(pLDIF, "homeDirectory", account.pw_dir);
+        WriteValue(ldif, "homeDirectory", account.pw_dir);
     }
-    WriteValue(pLDIF, "objectClass", "posixAccount");
+    WriteValue(ldif, "objectClass", "posixAccount");
 }
 
-void WriteShadow(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    ZAFOLDAPLdifAttr(pLDIF, "shadowLastChange", "%lu", DaysOf(user.tNow));
-    ZAFOLDAPLdifAttr(pLDIF, "shadowMin", "%d", ShadowMin(user.pUser->blDisallowChangePasswd));
-    WriteValue(pLDIF, "shadowMax", "99999");
-    WriteValue(pLDIF, "shadowWarning", "7");
-    ZAFOLDAPLdifAttr(pLDIF, "shadowExpire", "%ld", user.pUser->nExpire);
-    WriteValue(pLDIF, "shadowInactive", "0");
-    WriteValue(pLDIF, "shadowFlag", "0");
-    WriteValue(pLDIF, "objectClass", "shadowAccount");
+void WriteShadow(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
+    ZAFOLDAPLdifAttr(ldif, "shadowLastChange", "%lu", DaysOf(user.now));
+    ZAFOLDAPLdifAttr(ldif, "shadowMin", "%d", ShadowMin(user.user->blDisallowChangePasswd));
+    WriteValue(ldif, "shadowMax", "99999");
+    WriteValue(ldif, "shadowWarning", "7");
+    ZAFOLDAPLdifAttr(ldif, "shadowExpire", "%ld", user.user->nExpire);
+    WriteValue(ldif, "shadowInactive", "0");
+    WriteValue(ldif, "shadowFlag", "0");
+    WriteValue(ldif, "objectClass", "shadowAccount");
 }
 
-void WritePerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteValue(pLDIF, "sn", user.pUser->szName);
-    WriteValue(pLDIF, "objectClass", "person");
+void WritePerson(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
+    WriteValue(ldif, "sn", user.user->szName);
+    WriteValue(ldif, "objectClass", "person");
 }
 
-void WriteOrganizationalPerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
-    WriteValue(pLDIF, "objectClass", "organizationalPerson");
+void WriteOrganizationalPerson(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
+    WriteValue(ldif, "objectClass", "organizationalPerson");
 }
 
-void WriteInetOrgPerson(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteUnlessEmpty(pLDIF, "mail", user.pUser->szMail);
-    WriteValue(pLDIF, "objectClass", "inetOrgPerson");
+void WriteInetOrgPerson(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
+    WriteUnlessEmpty(ldif, "mail", user.user->szMail);
+    WriteValue(ldif, "objectClass", "inetOrgPerson");
 }
 
-void WriteApple(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
-    WriteValue(pLDIF, "objectClass", "apple-user");
-    WriteValue(pLDIF, "authAuthority", ";basic;");
+void WriteApple(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
+    WriteValue(ldif, "objectClass", "apple-user");
+    WriteValue(ldif, "authAuthority", ";basic;");
 }
 
-void WriteSamba(ZAFOLDAP_LDIF *pLDIF, const NEW_USER &user) {
-    WriteValue(pLDIF, "sambaSID", user.szSID);
-    if (user.szNtHash != nullptr) {
-        WriteValue(pLDIF, "sambaNTPassword", user.szNtHash);
-        WriteValue(pLDIF, "sambaLMPassword", kNoLmHash);
+void WriteSamba(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
+    WriteValue(ldif, "sambaSID", user.sid.c_str());
+    if (user.nt_hash) {
+        WriteValue(ldif, "sambaNTPassword", user.nt_hash->c_str());
+        WriteValue(ldif, "sambaLMPassword", kNoLmHash);
     }
-    WriteValue(pLDIF, "sambaPasswordHistory", kNoPasswordHistory);
-    ZAFOLDAPLdifAttr(pLDIF, "sambaPwdLastSet", "%lu", static_cast<unsigned long>(user.tNow));
-    WriteValue(pLDIF, "sambaAcctFlags", kNormalUser);
-    WriteFormatText(pLDIF, "displayName", user.pUser->szName);
-    WriteValue(pLDIF, "objectClass", "sambaSamAccount");
-    WriteValue(pLDIF, "objectClass", "sambaIdmapEntry");
+    WriteValue(ldif, "sambaPasswordHistory", kNoPasswordHistory);
+    ZAFOLDAPLdifAttr(ldif, "sambaPwdLastSet", "%lu", static_cast<unsigned long>(user.now));
+    WriteValue(ldif, "sambaAcctFlags", kNormalUser);
+    WriteFormatText(ldif, "displayName", user.user->szName);
+    WriteValue(ldif, "objectClass", "sambaSamAccount");
+    WriteValue(ldif, "objectClass", "sambaIdmapEntry");
 }
 
-void WriteExtensible(ZAFOLDAP_LDIF *pLDIF, const NEW_USER & /*user*/) {
-    WriteValue(pLDIF, "objectClass", "extensibleObject");
+void WriteExtensible(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
+    WriteValue(ldif, "objectClass", "extensibleObject");
 }
 
-constexpr ATTRIBUTE_GROUP<NEW_USER> kGroups[] = {
+constexpr AttributeGroup<NewUser> kUserAttributes[] = {
     {ZAFOLDAP_CLASS_TOP, WriteTop},
     {ZAFOLDAP_CLASS_POSIX_ACCOUNT, WritePosix},
     {ZAFOLDAP_CLASS_SHADOW_ACCOUNT, WriteShadow},
@@ -108,8 +108,8 @@ constexpr ATTRIBUTE_GROUP<NEW_USER> kGroups[] = {
 
 }  // namespace
 
-void WriteUserRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_USER &user) {
-    WriteNewEntry(pLDIF, nSchema, kGroups, user);
+void WriteUserRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewUser &user) {
+    WriteNewEntry(ldif, schema, kUserAttributes, user);
 }
 
 }  // namespace zafo

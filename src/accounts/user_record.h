@@ -4,6 +4,8 @@
 #pragma once
 
 #include <ctime>
+#include <optional>
+#include <string>
 
 #include "platform/szlist.h"
 #include "platform/user.h"
@@ -11,15 +13,16 @@
 
 namespace zafo {
 
-struct NEW_USER {
-    const ZAFOUSER *pUser;  // szPasswd is the value of "userPassword"
-    const char *szDN;
-    const char *szSID;     // "": none could be made
-    const char *szNtHash;  // NULL: no Samba hashes
-    time_t tNow;
-    const QLIBSZLIST *plistExtra;  // may be NULL
+struct NewUser {
+    const ZAFOUSER *user;
+    std::string dn;
+    std::string password;                // the value of "userPassword"
+    std::string sid;                     // "": none could be made
+    std::optional<std::string> nt_hash;  // nothing: no Samba hashes
+    time_t now;
+    const QLIBSZLIST *extra;  // may be NULL
 };
 
-void WriteUserRecord(ZAFOLDAP_LDIF *pLDIF, unsigned int nSchema, const NEW_USER &user);
+void WriteUserRecord(ZAFOLDAP_LDIF *ldif, unsigned int schema, const NewUser &user);
 
 }  // namespace zafo

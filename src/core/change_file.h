@@ -39,8 +39,8 @@ class ChangeFile {
 
     // As ZAFOLDAPModify. A file that was cut short is not run: a record that is cut short says
     // something else, "delete: memberUid" alone means every member.
-    int Apply(const ZAFOLDAP_HOST *pHost, int blAdd = 0) {
-        return Flush() == 0 ? ZAFOLDAPModify(pHost, &ldif_, blAdd) : -1;
+    int Apply(const ZAFOLDAP_HOST *host, int add = 0) {
+        return Flush() == 0 ? ZAFOLDAPModify(host, &ldif_, add) : -1;
     }
 
   private:

@@ -8,14 +8,14 @@
 
 namespace zafo {
 
-// Reads a directive of a configuration file: 1; 0 there is none; -1. Platforms that find one return 1, also
-// when it has no value, or 0: then what the buffer holds decides.
+// Reads a directive of a configuration file: 1; 0 there is none; -1. Platforms that find one return
+// 1, also when it has no value, or 0: then what the buffer holds decides.
 template <size_t N>
-int ReadDirective(const char *szConf, const char *szKey, char (&szValue)[N]) {
-    std::memset(szValue, 0, N);
-    const int nResult = Ended(szValue, ZAFOLDAPInfoGetFromConf(szConf, szKey, szValue, N));
-    if (nResult < 0) return -1;
-    return nResult > 0 || szValue[0] != '\0' ? 1 : 0;
+int ReadDirective(const char *conf, const char *key, char (&value)[N]) {
+    std::memset(value, 0, N);
+    const int result = Ended(value, ZAFOLDAPInfoGetFromConf(conf, key, value, N));
+    if (result < 0) return -1;
+    return result > 0 || value[0] != '\0' ? 1 : 0;
 }
 
 }  // namespace zafo

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "platform/error.h"
@@ -16,5 +17,9 @@ inline bool FitsDN(std::string_view dn) {
     QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
     return false;
 }
+
+// Buffer for what a lookup finds: a DN, a name, a number. FitsDN holds for all of them; the buffer
+// has room for one byte more, so that it tells what was cut.
+using FoundText = char[kMaxDN + 2];
 
 }  // namespace zafo

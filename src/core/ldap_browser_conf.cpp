@@ -20,78 +20,76 @@ constexpr size_t kMaxText = 1024;
 constexpr const char *kLocalServer = "localhost";
 
 // Loads the section, making an empty one when there is none.
-int LoadOrAddSection(const char *szSection, QLIBSZHASH *pMap) {
-    if (QLIBCFileGetSection(zafo::kBrowserConf, szSection, pMap) > 0) return 0;
-    if (QLIBCFileAddSection(zafo::kBrowserConf, szSection, pMap, 0) >= 0) return 0;
-    ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", szSection, zafo::PlatformError());
+int LoadOrAddSection(const char *section, QLIBSZHASH *map) {
+    if (QLIBCFileGetSection(zafo::kBrowserConf, section, map) > 0) return 0;
+    if (QLIBCFileAddSection(zafo::kBrowserConf, section, map, 0) >= 0) return 0;
+    ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", section, zafo::PlatformError());
     return -1;
 }
 
 // Fields that are NULL leave their key as the file had it.
-int SetPlainFields(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
-    for (const zafo::BROWSER_CONF_KEY &row : zafo::kBrowserConfKeys) {
-        const char *szValue = host.*row.pszField;
-        if (szValue != nullptr && QLIBCSzHashSetValue(pMap, row.szKey, szValue) < 0) return -1;
+int SetPlainFields(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
+    for (const zafo::BrowserConfKey &row : zafo::kBrowserConfKeys) {
+        const char *value = host.*row.field;
+        if (value != nullptr && QLIBCSzHashSetValue(map, row.key, value) < 0) return -1;
     }
     return 0;
 }
 
-int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
+int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
     if (host.szBindPasswd == nullptr) return 0;
-    char szCipher[kMaxCipher] = "";
-    if (zafo::Ended(szCipher, QLIBCryptSzEncrypt(host.szBindPasswd, szCipher, sizeof szCipher)) <
-        0) {
+    char cipher[kMaxCipher] = "";
+    if (zafo::Ended(cipher, QLIBCryptSzEncrypt(host.szBindPasswd, cipher, sizeof cipher)) < 0) {
         ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, zafo::kKeyBindPasswd, szCipher) >= 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(map, zafo::kKeyBindPasswd, cipher) >= 0 ? 0 : -1;
 }
 
-int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *pMap) {
-    char szSSL[kMaxText] = "";
-    if (zafo::Ended(szSSL, ZAFOLDAPSSLToString(host.nSSLType, szSSL, sizeof szSSL)) < 0) {
+int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
+    char ssl[kMaxText] = "";
+    if (zafo::Ended(ssl, ZAFOLDAPSSLToString(host.nSSLType, ssl, sizeof ssl)) < 0) {
         ZAFO_LOG("Bad parameters.");
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, zafo::kKeySSL, szSSL) >= 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(map, zafo::kKeySSL, ssl) >= 0 ? 0 : -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *pHost, const char *szSection) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (szSection == nullptr) szSection = zafo::kDefaultSection;
+int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *host, const char *section) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (section == nullptr) section = zafo::kDefaultSection;
 
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }
-    if (LoadOrAddSection(szSection, map.get()) != 0) return -1;
-    if (SetPlainFields(*pHost, map.get()) != 0) return -1;
-    if (SetPassword(*pHost, map.get()) != 0) return -1;
-    if (SetSSL(*pHost, map.get()) != 0) return -1;
-    if (QLIBCFileSetSection(zafo::kBrowserConf, szSection, nullptr, map.get(), 0) < 0) {
+    if (LoadOrAddSection(section, map.get()) != 0) return -1;
+    if (SetPlainFields(*host, map.get()) != 0) return -1;
+    if (SetPassword(*host, map.get()) != 0) return -1;
+    if (SetSSL(*host, map.get()) != 0) return -1;
+    if (QLIBCFileSetSection(zafo::kBrowserConf, section, nullptr, map.get(), 0) < 0) {
         ZAFO_LOG("save borwser conf failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
     return 0;
 }
 
-int ZAFOLDAPBrowserConfSetByServerParam(const ZAFOLDAP_SERVER_PARAM *pParam) {
-    if (pParam == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParam");
+int ZAFOLDAPBrowserConfSetByServerParam(const ZAFOLDAP_SERVER_PARAM *params) {
+    if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParam");
 
     ZAFOLDAP_HOST host{};
-    char szDomain[kMaxText] = "";
+    char domain[kMaxText] = "";
     host.szUri = kLocalServer;
-    host.szBaseDN = pParam->szSuffix;
-    host.szBindDN = pParam->szRootDN;
-    host.szBindPasswd = pParam->szRootPW;
+    host.szBaseDN = params->szSuffix;
+    host.szBindDN = params->szRootDN;
+    host.szBindPasswd = params->szRootPW;
     host.nSSLType = ZAFOLDAP_SSL_START_TLS;
-    if (pParam->szSuffix != nullptr &&
-        zafo::Ended(szDomain, ZAFOLDAPDNDomainName(pParam->szSuffix, szDomain, sizeof szDomain)) ==
-            0) {
-        host.szLoginSuffix = szDomain;
+    if (params->szSuffix != nullptr &&
+        zafo::Ended(domain, ZAFOLDAPDNDomainName(params->szSuffix, domain, sizeof domain)) == 0) {
+        host.szLoginSuffix = domain;
     }
     return ZAFOLDAPBrowserConfSet(&host, nullptr);
 }

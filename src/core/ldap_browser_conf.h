@@ -13,14 +13,14 @@ constexpr const char *kDefaultSection = "root";  // the appliance's own server
 constexpr const char *kKeyBindPasswd = "bindpw";
 constexpr const char *kKeySSL = "ssl";
 
-struct BROWSER_CONF_KEY {
-    const char *szKey;
-    int nAttr;
-    const char *ZAFOLDAP_HOST::*pszField;
+struct BrowserConfKey {
+    const char *key;
+    int attribute;
+    const char *ZAFOLDAP_HOST::*field;
 };
 
 // The fields that are stored as they are, in the order in which they are read.
-inline constexpr BROWSER_CONF_KEY kBrowserConfKeys[] = {
+inline constexpr BrowserConfKey kBrowserConfKeys[] = {
     {"uri", LDAP_HOST_ATTR_URI, &ZAFOLDAP_HOST::szUri},
     {"basedn", LDAP_HOST_ATTR_BASEDN, &ZAFOLDAP_HOST::szBaseDN},
     {"binddn", LDAP_HOST_ATTR_BINDDN, &ZAFOLDAP_HOST::szBindDN},

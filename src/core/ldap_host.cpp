@@ -20,7 +20,7 @@ constexpr const char *ZAFOLDAP_HOST::*kStringFields[LDAP_HOST_ATTR_MAX] = {
 // A copy, which may be of a password.
 class Copy {
   public:
-    explicit Copy(const char *sz) : text_(sz != nullptr ? sz : "") {}
+    explicit Copy(const char *text) : text_(text != nullptr ? text : "") {}
     Copy(const Copy &) = delete;
     Copy &operator=(const Copy &) = delete;
     ~Copy() { explicit_bzero(text_.data(), text_.size()); }
@@ -31,80 +31,81 @@ class Copy {
     std::string text_;
 };
 
-// The list may have moved: every field that is set points at its item again. Whether all were given.
-bool PointAtItems(ZAFOLDAP_HOST *pHost) {
-    bool blAll = true;
+// The list may have moved: every field that is set points at its item again. Whether all were
+// given.
+bool PointAtItems(ZAFOLDAP_HOST *host) {
+    bool all = true;
     for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {
-        const char *&szField = pHost->*kStringFields[i];
-        if (szField == nullptr) continue;
-        szField = QLIBCSzListGet(pHost->plistBuffer, i);
-        if (szField == nullptr) blAll = false;
+        const char *&field = host->*kStringFields[i];
+        if (field == nullptr) continue;
+        field = QLIBCSzListGet(host->plistBuffer, i);
+        if (field == nullptr) all = false;
     }
-    return blAll;
+    return all;
 }
 
 // Without its item the list cannot be used: the numbers of those behind are wrong.
-void Clear(ZAFOLDAP_HOST *pHost) {
-    QLIBCSzListRemoveAll(pHost->plistBuffer);
-    for (const auto pszField : kStringFields)
-        pHost->*pszField = nullptr;
+void Clear(ZAFOLDAP_HOST *host) {
+    QLIBCSzListRemoveAll(host->plistBuffer);
+    for (const auto field : kStringFields)
+        host->*field = nullptr;
 }
 
 // Copies come first: the value may be an item of the list, and is gone with it where a platform
 // frees before it copies.
-int Set(ZAFOLDAP_HOST *pHost, int attr, const char *szValue) {
-    const bool blHasItem = attr < pHost->plistBuffer->nItem;
-    const Copy value(szValue);
-    const Copy before(blHasItem ? QLIBCSzListGet(pHost->plistBuffer, attr) : nullptr);
-    if (blHasItem && QLIBCSzListRemove(pHost->plistBuffer, attr) < 0) return -1;
-    const bool blStored = QLIBCSzListInsert(&pHost->plistBuffer, attr, value.get()) >= 0;
-    if (blStored) {
-        pHost->*kStringFields[attr] = szValue != nullptr ? value.get() : nullptr;
-    } else if (QLIBCSzListInsert(&pHost->plistBuffer, attr, before.get()) < 0) {
-        Clear(pHost);
+int Set(ZAFOLDAP_HOST *host, int attr, const char *text) {
+    const bool has_item = attr < host->plistBuffer->nItem;
+    const Copy value(text);
+    const Copy before(has_item ? QLIBCSzListGet(host->plistBuffer, attr) : nullptr);
+    if (has_item && QLIBCSzListRemove(host->plistBuffer, attr) < 0) return -1;
+    const bool is_stored = QLIBCSzListInsert(&host->plistBuffer, attr, value.get()) >= 0;
+    if (is_stored) {
+        host->*kStringFields[attr] = text != nullptr ? value.get() : nullptr;
+    } else if (QLIBCSzListInsert(&host->plistBuffer, attr, before.get()) < 0) {
+        Clear(host);
     }
-    return PointAtItems(pHost) && blStored ? 0 : -1;
+    return PointAtItems(host) && is_stored ? 0 : -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPHostInit(ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+int ZAFOLDAPHostInit(ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
 
-    *pHost = {};
-    QLIBSZLIST *pList = QLIBCSzListAlloc(zafo::kListCapacity);
+    *host = {};
+    QLIBSZLIST *list = QLIBCSzListAlloc(zafo::kListCapacity);
     // Inserting beyond the end fills the gap: one item for every attribute.
-    if (pList == nullptr || QLIBCSzListInsert(&pList, LDAP_HOST_ATTR_MAX - 1, "") < 0) {
-        zafo::FreeList(pList);
+    if (list == nullptr || QLIBCSzListInsert(&list, LDAP_HOST_ATTR_MAX - 1, "") < 0) {
+        zafo::FreeList(list);
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }
-    pHost->plistBuffer = pList;
+    host->plistBuffer = list;
     return 0;
 }
 
-int ZAFOLDAPHostSet(ZAFOLDAP_HOST *pHost, int attr, const char *szValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->plistBuffer == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->plistBuffer");
+int ZAFOLDAPHostSet(ZAFOLDAP_HOST *host, int attr, const char *value) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (host->plistBuffer == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->plistBuffer");
     if (attr <= LDAP_HOST_ATTR_MIN) return ZAFO_BAD_ARGUMENT("LDAP_HOST_ATTR_MIN < attr");
     if (attr >= LDAP_HOST_ATTR_MAX) return ZAFO_BAD_ARGUMENT("LDAP_HOST_ATTR_MAX > attr");
 
-    return zafo::Guarded(-1, [=] { return Set(pHost, attr, szValue); });
+    return zafo::Guarded(-1, [=] { return Set(host, attr, value); });
 }
 
-int ZAFOLDAPHostFree(ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    zafo::FreeList(pHost->plistBuffer);
-    *pHost = {};
+int ZAFOLDAPHostFree(ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    zafo::FreeList(host->plistBuffer);
+    *host = {};
     return 0;
 }
 
-int ZAFOLDAPHostClone(ZAFOLDAP_HOST *pDst, const ZAFOLDAP_HOST *pSrc) {
-    if (pDst == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst");
-    if (pSrc == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pSrc");
+int ZAFOLDAPHostClone(ZAFOLDAP_HOST *target, const ZAFOLDAP_HOST *source) {
+    if (target == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst");
+    if (source == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pSrc");
 
-    *pDst = *pSrc;
-    if (pSrc->plistBuffer == nullptr) return 0;
-    pDst->plistBuffer = zafo::CloneList(pSrc->plistBuffer);
-    return pDst->plistBuffer != nullptr ? 0 : -1;
+    *target = *source;
+    if (source->plistBuffer == nullptr) return 0;
+    target->plistBuffer = zafo::CloneList(source->plistBuffer);
+    return target->plistBuffer != nullptr ? 0 : -1;
 }

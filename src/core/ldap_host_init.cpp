@@ -30,195 +30,191 @@ constexpr size_t kMaxText = 1024;
 
 // Saved connection ------------------------------------------------------------
 
-int SetPassword(ZAFOLDAP_HOST *pHost, const QLIBSZHASH *pMap) {
-    const char *szCipher = QLIBCSzHashGetValue(pMap, zafo::kKeyBindPasswd);
-    if (szCipher == nullptr) return 0;
-    char szClear[kMaxText] = "";
-    if (zafo::Ended(szClear, QLIBCryptSzDecrypt(szCipher, szClear, sizeof szClear)) < 0) {
+int SetPassword(ZAFOLDAP_HOST *host, const QLIBSZHASH *map) {
+    const char *cipher = QLIBCSzHashGetValue(map, zafo::kKeyBindPasswd);
+    if (cipher == nullptr) return 0;
+    char clear[kMaxText] = "";
+    if (zafo::Ended(clear, QLIBCryptSzDecrypt(cipher, clear, sizeof clear)) < 0) {
         ZAFO_LOG("Decrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    const int nResult = ZAFOLDAPHostSet(pHost, LDAP_HOST_ATTR_BINDPW, szClear);
-    explicit_bzero(szClear, sizeof szClear);
-    return nResult;
+    const int result = ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_BINDPW, clear);
+    explicit_bzero(clear, sizeof clear);
+    return result;
 }
 
-int SetFromSection(ZAFOLDAP_HOST *pHost, const QLIBSZHASH *pMap) {
-    for (const zafo::BROWSER_CONF_KEY &row : zafo::kBrowserConfKeys) {
-        const char *szValue = QLIBCSzHashGetValue(pMap, row.szKey);
-        if (szValue != nullptr && ZAFOLDAPHostSet(pHost, row.nAttr, szValue) != 0) return -1;
+int SetFromSection(ZAFOLDAP_HOST *host, const QLIBSZHASH *map) {
+    for (const zafo::BrowserConfKey &row : zafo::kBrowserConfKeys) {
+        const char *value = QLIBCSzHashGetValue(map, row.key);
+        if (value != nullptr && ZAFOLDAPHostSet(host, row.attribute, value) != 0) return -1;
     }
-    if (SetPassword(pHost, pMap) != 0) return -1;
-    const char *szSSL = QLIBCSzHashGetValue(pMap, zafo::kKeySSL);
-    pHost->nSSLType = szSSL != nullptr ? ZAFOLDAPSSLToType(szSSL) : ZAFOLDAP_SSL_OFF;
+    if (SetPassword(host, map) != 0) return -1;
+    const char *ssl = QLIBCSzHashGetValue(map, zafo::kKeySSL);
+    host->nSSLType = ssl != nullptr ? ZAFOLDAPSSLToType(ssl) : ZAFOLDAP_SSL_OFF;
     return 0;
 }
 
 // Client binding --------------------------------------------------------------
 
-struct BIND_CONF_KEY {
-    const char *szKey;
-    int nAttr;
+struct BindConfKey {
+    const char *key;
+    int attribute;
 };
 
-constexpr BIND_CONF_KEY kBindConfKeys[] = {
+constexpr BindConfKey kBindConfKeys[] = {
     {"uri", LDAP_HOST_ATTR_URI},
     {"binddn", LDAP_HOST_ATTR_BINDDN},
     {"base", LDAP_HOST_ATTR_BASEDN},
 };
 
-int SetFromBindConf(ZAFOLDAP_HOST *pHost) {
-    for (const BIND_CONF_KEY &row : kBindConfKeys) {
-        char szValue[kMaxText];
-        const int nFound = zafo::ReadDirective(kBindConf, row.szKey, szValue);
-        if (nFound < 0) {
-            ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kBindConf, row.szKey,
+int SetFromBindConf(ZAFOLDAP_HOST *host) {
+    for (const BindConfKey &row : kBindConfKeys) {
+        char value[kMaxText];
+        const int found = zafo::ReadDirective(kBindConf, row.key, value);
+        if (found < 0) {
+            ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kBindConf, row.key,
                      zafo::PlatformError());
             return -1;
         }
-        if (ZAFOLDAPHostSet(pHost, row.nAttr, nFound > 0 ? szValue : nullptr) != 0) return -1;
+        if (ZAFOLDAPHostSet(host, row.attribute, found > 0 ? value : nullptr) != 0) return -1;
     }
     return 0;
 }
 
 // The record keeps addresses without scheme; only the first of a list loses its.
-int CutScheme(ZAFOLDAP_HOST *pHost) {
-    if (pHost->szUri == nullptr) return 0;
-    for (const char *szScheme : {"ldap://", "ldaps://"}) {
-        const size_t cbScheme = std::strlen(szScheme);
-        if (strncasecmp(pHost->szUri, szScheme, cbScheme) == 0) {
-            return ZAFOLDAPHostSet(pHost, LDAP_HOST_ATTR_URI, pHost->szUri + cbScheme);
+int CutScheme(ZAFOLDAP_HOST *host) {
+    if (host->szUri == nullptr) return 0;
+    for (const char *scheme : {"ldap://", "ldaps://"}) {
+        const size_t scheme_size = std::strlen(scheme);
+        if (strncasecmp(host->szUri, scheme, scheme_size) == 0) {
+            return ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_URI, host->szUri + scheme_size);
         }
     }
     return 0;
 }
 
-int SetLoginSuffix(ZAFOLDAP_HOST *pHost) {
-    char szSuffix[kMaxText] = "";
-    if (zafo::Ended(szSuffix, ZAFOLDAPLoginSuffixGet(szSuffix, sizeof szSuffix)) < 0) {
+int SetLoginSuffix(ZAFOLDAP_HOST *host) {
+    char suffix[kMaxText] = "";
+    if (zafo::Ended(suffix, ZAFOLDAPLoginSuffixGet(suffix, sizeof suffix)) < 0) {
         ZAFO_LOG("get login suffix failed[0x%04X]", zafo::PlatformError());
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);
         return -1;
     }
-    return ZAFOLDAPHostSet(pHost, LDAP_HOST_ATTR_LOGIN_SUFFIX, szSuffix);
+    return ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_LOGIN_SUFFIX, suffix);
 }
 
 // A binding without a stored password is an anonymous one.
-int SetSecret(ZAFOLDAP_HOST *pHost) {
-    char szSecret[kMaxText] = "";
+int SetSecret(ZAFOLDAP_HOST *host) {
+    char secret[kMaxText] = "";
     QLIBCErrSet(QLIB_ERR_NONE);
-    if (zafo::Ended(szSecret, ZAFOLDAPSecretGet(szSecret, sizeof szSecret)) < 0) {
-        const int nReason = QLIBCErrGet();
-        if (nReason == QLIB_ERR_OPEN_FAILED || nReason == QLIB_ERR_READ_FAILED) return 0;
+    if (zafo::Ended(secret, ZAFOLDAPSecretGet(secret, sizeof secret)) < 0) {
+        const int reason = QLIBCErrGet();
+        if (reason == QLIB_ERR_OPEN_FAILED || reason == QLIB_ERR_READ_FAILED) return 0;
         ZAFO_LOG("ZAFOLDAPSecretGet failed. [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    const int nResult = ZAFOLDAPHostSet(pHost, LDAP_HOST_ATTR_BINDPW, szSecret);
-    explicit_bzero(szSecret, sizeof szSecret);
-    return nResult;
+    const int result = ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_BINDPW, secret);
+    explicit_bzero(secret, sizeof secret);
+    return result;
 }
 
 // Schema ----------------------------------------------------------------------
 
 // Whether an object class definition (RFC 4512 section 4.1.1) names a class, its own or as
 // its superior.
-bool Mentions(const char *szDefinition, const char *szClass) {
-    return std::strstr(szDefinition, std::string("'").append(szClass).append("'").c_str()) !=
-           nullptr;
+bool Mentions(const char *definition, const char *name) {
+    return std::strstr(definition, std::string("'").append(name).append("'").c_str()) != nullptr;
 }
 
-void AddSchemaBits(const char *szDefinition, unsigned int *pSchema) {
-    for (const zafo::OBJECT_CLASS &row : zafo::kObjectClasses) {
-        if ((*pSchema & row.nBit) == 0 && Mentions(szDefinition, row.szName)) *pSchema |= row.nBit;
+void AddSchemaBits(const char *definition, unsigned int *schema) {
+    for (const zafo::ObjectClass &row : zafo::kObjectClasses) {
+        if ((*schema & row.bit) == 0 && Mentions(definition, row.name)) *schema |= row.bit;
     }
 }
 
 }  // namespace
 
-int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *pHost, const char *szSection) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (ZAFOLDAPHostInit(pHost) != 0) return -1;
+int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *host, const char *section) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (ZAFOLDAPHostInit(host) != 0) return -1;
 
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return -1;
-    if (szSection == nullptr) szSection = zafo::kDefaultSection;
-    if (QLIBCFileGetSection(zafo::kBrowserConf, szSection, map.get()) < 1) {
+    if (section == nullptr) section = zafo::kDefaultSection;
+    if (QLIBCFileGetSection(zafo::kBrowserConf, section, map.get()) < 1) {
         ZAFO_DEBUG_LOG("conf not found: %s", zafo::kBrowserConf);
         QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
         return -1;
     }
-    if (SetFromSection(pHost, map.get()) != 0) return -1;
+    if (SetFromSection(host, map.get()) != 0) return -1;
 
-    if (ZAFOLDAPBrowserCheckServerType(pHost) != 0) {
-        ZAFO_DEBUG_LOG("check server type failed, %s (%d)",
-                       ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+    if (ZAFOLDAPBrowserCheckServerType(host) != 0) {
+        ZAFO_DEBUG_LOG("check server type failed, %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
         return 0;
     }
-    if (ZAFOLDAPHostGetSupportedSchema(pHost) != 0) {
-        ZAFO_DEBUG_LOG("get support schema failed, %s (%d)",
-                       ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+    if (ZAFOLDAPHostGetSupportedSchema(host) != 0) {
+        ZAFO_DEBUG_LOG("get support schema failed, %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
         return 0;
     }
     return 1;
 }
 
-int ZAFOLDAPHostInitByBindConfig(ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (ZAFOLDAPHostInit(pHost) != 0) return -1;
+int ZAFOLDAPHostInitByBindConfig(ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (ZAFOLDAPHostInit(host) != 0) return -1;
 
-    if (SetFromBindConf(pHost) != 0) return -1;
-    if (ZAFOLDAPSSLGetByBindConfig(pHost) != 0) {
+    if (SetFromBindConf(host) != 0) return -1;
+    if (ZAFOLDAPSSLGetByBindConfig(host) != 0) {
         ZAFO_LOG("ZAFOLDAPSSLGetByBindConfig [%s] failed. [0x%04X]", kBindConf,
                  zafo::PlatformError());
         return -1;
     }
-    if (CutScheme(pHost) != 0 || SetLoginSuffix(pHost) != 0 || SetSecret(pHost) != 0) return -1;
-    if (ZAFOLDAPBrowserCheckServerType(pHost) != 0) return 0;
-    return ZAFOLDAPHostGetSupportedSchema(pHost) == 0 ? 1 : 0;
+    if (CutScheme(host) != 0 || SetLoginSuffix(host) != 0 || SetSecret(host) != 0) return -1;
+    if (ZAFOLDAPBrowserCheckServerType(host) != 0) return 0;
+    return ZAFOLDAPHostGetSupportedSchema(host) == 0 ? 1 : 0;
 }
 
-int ZAFOLDAPSSLGetByBindConfig(ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    pHost->nSSLType = ZAFOLDAPSSLTypeGetFromNslcd();
+int ZAFOLDAPSSLGetByBindConfig(ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    host->nSSLType = ZAFOLDAPSSLTypeGetFromNslcd();
     return 0;
 }
 
-int ZAFOLDAPHostGetSchemaDN(ZAFOLDAP_HOST *pHost, char *szDN, size_t cbDN) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (cbDN == 0) return ZAFO_BAD_ARGUMENT("0 < cbDN");
+int ZAFOLDAPHostGetSchemaDN(ZAFOLDAP_HOST *host, char *dn, size_t size) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbDN");
 
     return zafo::Guarded(-1, [&] {
         ZAFOLDAP_SEARCH_REQUEST request{};
         request.blBaseAsIs = 1;  // without a base: the root DSE
         request.szScope = "baseObject";
         zafo::List values;
-        if (ZAFOLDAPSearchMultiValue(pHost, &request, "subschemaSubentry", values.address()) != 0 ||
+        if (ZAFOLDAPSearchMultiValue(host, &request, "subschemaSubentry", values.address()) != 0 ||
             values.size() == 0) {
             return -1;
         }
-        zafo::CopyText(values[0], szDN, cbDN);
+        zafo::CopyText(values[0], dn, size);
         return 0;
     });
 }
 
-int ZAFOLDAPHostGetSupportedSchema(ZAFOLDAP_HOST *pHost) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+int ZAFOLDAPHostGetSupportedSchema(ZAFOLDAP_HOST *host) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
 
     return zafo::Guarded(-1, [&] {
         zafo::List definitions;
-        char szSchemaDN[kMaxText];
-        if (ZAFOLDAPHostGetSchemaDN(pHost, szSchemaDN, sizeof szSchemaDN) != 0) return -2;
+        char schema_dn[kMaxText];
+        if (ZAFOLDAPHostGetSchemaDN(host, schema_dn, sizeof schema_dn) != 0) return -2;
         ZAFOLDAP_SEARCH_REQUEST request{};
-        request.szBase = szSchemaDN;
+        request.szBase = schema_dn;
         request.blBaseAsIs = 1;
         request.szScope = "baseObject";
-        if (ZAFOLDAPSearchMultiValue(pHost, &request, "objectclasses", definitions.address()) !=
-            0) {
+        if (ZAFOLDAPSearchMultiValue(host, &request, "objectclasses", definitions.address()) != 0) {
             return -3;
         }
         for (int i = 0; i < definitions.size(); ++i)
-            AddSchemaBits(definitions[i], &pHost->nSchema);
+            AddSchemaBits(definitions[i], &host->nSchema);
         return 0;
     });
 }

@@ -6,7 +6,6 @@
 #include "zafoldap/ldif.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,9 +13,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
 
 #include "frame/guard.h"
 #include "frame/log.h"
+#include "frame/memory.h"
 #include "frame/own_file.h"
 #include "frame/text.h"
 #include "platform/crypt.h"
@@ -34,223 +35,225 @@ constexpr int kMaxNames = 1000;
 constexpr int kNearNames = 100;
 constexpr unsigned int kMaxLeap = 1U << 24;
 
-int g_nFileSequence = 0;
+int g_file_sequence = 0;
 
-int NextNumber(bool blLeap) {
-    unsigned int nNext = static_cast<unsigned int>(g_nFileSequence);
-    unsigned int nLeap = 0;
-    if (blLeap && getrandom(&nLeap, sizeof nLeap, 0) == sizeof nLeap) nNext += nLeap % kMaxLeap;
-    nNext &= INT_MAX;
-    g_nFileSequence = static_cast<int>((nNext + 1) & INT_MAX);
-    return static_cast<int>(nNext);
+int NextNumber(bool leap) {
+    unsigned int next = static_cast<unsigned int>(g_file_sequence);
+    unsigned int distance = 0;
+    if (leap && getrandom(&distance, sizeof distance, 0) == sizeof distance)
+        next += distance % kMaxLeap;
+    next &= INT_MAX;
+    g_file_sequence = static_cast<int>((next + 1) & INT_MAX);
+    return static_cast<int>(next);
 }
 
-void CountAttribute(ZAFOLDAP_LDIF *pLDIF) {
-    ++pLDIF->nAttrInEntry;
-    ++pLDIF->nAttr;
+void CountAttribute(ZAFOLDAP_LDIF *ldif) {
+    ++ldif->nAttrInEntry;
+    ++ldif->nAttr;
 }
 
 // Change files hold password hashes under a name that others can guess: the file
 // is always a new one, never what somebody left under that name or linked there.
 // EEXIST: something is there that cannot be removed.
-int OpenNewFile(const char *szPath) {
+int OpenNewFile(const char *path) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const int fd = open(szPath, kFlags, 0600);
+    const int fd = open(path, kFlags, 0600);
     if (fd >= 0 || errno != EEXIST) return fd;
-    if (unlink(szPath) == 0) return open(szPath, kFlags, 0600);
+    if (unlink(path) == 0) return open(path, kFlags, 0600);
     errno = EEXIST;
     return -1;
 }
 
-void LogNoFile(const char *szPath, int nReason) {
+void LogNoFile(const char *path, int reason) {
     struct stat status {};
-    if (nReason == EEXIST && lstat(szPath, &status) == 0) {
-        ZAFO_LOG("no change file can be made: %s is %s", szPath, zafo::WhatItIs(status).c_str());
+    if (reason == EEXIST && lstat(path, &status) == 0) {
+        ZAFO_LOG("no change file can be made: %s is %s", path, zafo::WhatItIs(status).c_str());
     } else {
-        ZAFO_LOG("no change file can be made: %s: %s", szPath, strerror(nReason));
+        ZAFO_LOG("no change file can be made: %s: %s", path, strerror(reason));
     }
 }
 
 // A new file under the next free name, which is left in the record.
-int OpenNextFile(ZAFOLDAP_LDIF *pLDIF) {
+int OpenNextFile(ZAFOLDAP_LDIF *ldif) {
     for (int n = 0; n < kMaxNames; ++n) {
-        snprintf(pLDIF->szPath, sizeof pLDIF->szPath, "/tmp/%d_%d.ldif", getpid(),
+        snprintf(ldif->szPath, sizeof ldif->szPath, "/tmp/%d_%d.ldif", getpid(),
                  NextNumber(n >= kNearNames));
-        const int fd = OpenNewFile(pLDIF->szPath);
+        const int fd = OpenNewFile(ldif->szPath);
         if (fd >= 0) return fd;
         if (errno != EEXIST) break;
     }
-    LogNoFile(pLDIF->szPath, errno);
+    LogNoFile(ldif->szPath, errno);
     return -1;
 }
 
 FILE *OpenStream(int fd) {
-    FILE *pFile = fd >= 0 ? fdopen(fd, "w") : nullptr;
-    if (pFile == nullptr && fd >= 0) {
+    FILE *file = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    if (file == nullptr && fd >= 0) {
         ZAFO_LOG("a change file cannot be opened: %s", strerror(errno));
         close(fd);
     }
-    return pFile;
+    return file;
 }
 
 // The first line of a "replace" or "delete" modification, separated from the one before.
-void StartModification(ZAFOLDAP_LDIF *pLDIF, const char *szKind, const char *szAttr) {
-    ZAFOLDAPLdifSepAttr(pLDIF);
-    ZAFOLDAPLdifAttr(pLDIF, szKind, "%s", szAttr);
+void StartModification(ZAFOLDAP_LDIF *ldif, const char *kind, const char *attribute) {
+    ZAFOLDAPLdifSepAttr(ldif);
+    ZAFOLDAPLdifAttr(ldif, kind, "%s", attribute);
+}
+
+// Every writer checks the record and its file first.
+bool IsOpen(const ZAFOLDAP_LDIF *ldif, int line = __builtin_LINE()) {
+    if (ldif != nullptr && ldif->pFile != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line,
+                      ldif == nullptr ? "((void *)0) != pLDIF" : "((void *)0) != pLDIF->pFile");
+    return false;
+}
+
+// Writers of attributes check what is written, too.
+bool CanWrite(const ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format,
+              int line = __builtin_LINE()) {
+    if (!IsOpen(ldif, line)) return false;
+    if (attribute != nullptr && format != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line,
+                      attribute == nullptr ? "((void *)0) != szAttr" : "NULL != szValueFmt");
+    return false;
 }
 
 }  // namespace
 
-// Every writer checks the record and its file first.
-#define REQUIRE_OPEN_FILE()                                                                   \
-    do {                                                                                      \
-        if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");               \
-        if (pLDIF->pFile == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF->pFile"); \
-    } while (false)
+int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *ldif, const char *path) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
 
-int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
-
-    *pLDIF = {};
+    *ldif = {};
     int fd = -1;
-    if (szPath != nullptr) {
-        zafo::CopyText(szPath, pLDIF->szPath, sizeof pLDIF->szPath);
-        fd = open(pLDIF->szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (path != nullptr) {
+        zafo::CopyText(path, ldif->szPath, sizeof ldif->szPath);
+        fd = open(ldif->szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     } else {
-        fd = zafo::Guarded(-1, [=] { return OpenNextFile(pLDIF); });
+        fd = zafo::Guarded(-1, [=] { return OpenNextFile(ldif); });
     }
-    pLDIF->pFile = OpenStream(fd);
-    if (pLDIF->pFile != nullptr) return 0;
+    ldif->pFile = OpenStream(fd);
+    if (ldif->pFile != nullptr) return 0;
     QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
     return -1;
 }
 
-int ZAFOLDAPLdifTargetDN(ZAFOLDAP_LDIF *pLDIF, const char *szDN) {
-    REQUIRE_OPEN_FILE();
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szDN");
-    if (pLDIF->nEntry > 0) fputc('\n', pLDIF->pFile);
-    fprintf(pLDIF->pFile, "dn: %s\n", szDN);
-    pLDIF->nAttrInEntry = 0;
-    ++pLDIF->nEntry;
+int ZAFOLDAPLdifTargetDN(ZAFOLDAP_LDIF *ldif, const char *dn) {
+    if (!IsOpen(ldif)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szDN");
+    if (ldif->nEntry > 0) fputc('\n', ldif->pFile);
+    fprintf(ldif->pFile, "dn: %s\n", dn);
+    ldif->nAttrInEntry = 0;
+    ++ldif->nEntry;
     return 0;
 }
 
-int ZAFOLDAPLdifChangeType(ZAFOLDAP_LDIF *pLDIF, const char *szType) {
-    REQUIRE_OPEN_FILE();
-    if (szType == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szType");
-    fprintf(pLDIF->pFile, "changetype: %s\n", szType);
+int ZAFOLDAPLdifChangeType(ZAFOLDAP_LDIF *ldif, const char *type) {
+    if (!IsOpen(ldif)) return -1;
+    if (type == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szType");
+    fprintf(ldif->pFile, "changetype: %s\n", type);
     return 0;
 }
 
-int ZAFOLDAPLdifLine(ZAFOLDAP_LDIF *pLDIF, const char *szFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szFmt");
+int ZAFOLDAPLdifLine(ZAFOLDAP_LDIF *ldif, const char *format, ...) {
+    if (!IsOpen(ldif)) return -1;
+    if (format == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szFmt");
     va_list args;
-    va_start(args, szFmt);
-    vfprintf(pLDIF->pFile, szFmt, args);
+    va_start(args, format);
+    vfprintf(ldif->pFile, format, args);
     va_end(args);
-    fputc('\n', pLDIF->pFile);
+    fputc('\n', ldif->pFile);
     return 0;
 }
 
-int ZAFOLDAPLdifSepAttr(ZAFOLDAP_LDIF *pLDIF) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
-    if (pLDIF->pFile == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pLDIF->pFile");
-    if (pLDIF->nAttrInEntry > 0) fputs("-\n", pLDIF->pFile);
+int ZAFOLDAPLdifSepAttr(ZAFOLDAP_LDIF *ldif) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+    if (ldif->pFile == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pLDIF->pFile");
+    if (ldif->nAttrInEntry > 0) fputs("-\n", ldif->pFile);
     return 0;
 }
 
-int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
+int ZAFOLDAPLdifVAttr(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format,
                       va_list args) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
-    fprintf(pLDIF->pFile, "%s: ", szAttr);
-    vfprintf(pLDIF->pFile, szValueFmt, args);
-    fputc('\n', pLDIF->pFile);
-    CountAttribute(pLDIF);
+    if (!CanWrite(ldif, attribute, format)) return -1;
+    fprintf(ldif->pFile, "%s: ", attribute);
+    vfprintf(ldif->pFile, format, args);
+    fputc('\n', ldif->pFile);
+    CountAttribute(ldif);
     return 0;
 }
 
-int ZAFOLDAPLdifAttr(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+int ZAFOLDAPLdifAttr(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
+    if (!CanWrite(ldif, attribute, format)) return -1;
     va_list args;
-    va_start(args, szValueFmt);
-    ZAFOLDAPLdifVAttr(pLDIF, szAttr, szValueFmt, args);
+    va_start(args, format);
+    ZAFOLDAPLdifVAttr(ldif, attribute, format, args);
     va_end(args);
     return 0;
 }
 
-int ZAFOLDAPLdifVAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt,
+int ZAFOLDAPLdifVAttr64(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format,
                         va_list args) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
-    char szValue[kMaxEncodedValue] = "";
-    vsnprintf(szValue, sizeof szValue, szValueFmt, args);
-    char *szEncoded = SzBase64EncodeOneLine(szValue, std::strlen(szValue) + 1);
-    if (szEncoded != nullptr) {
-        fprintf(pLDIF->pFile, "%s:: %s\n", szAttr, szEncoded);
+    if (!CanWrite(ldif, attribute, format)) return -1;
+    char value[kMaxEncodedValue] = "";
+    vsnprintf(value, sizeof value, format, args);
+    const std::unique_ptr<char, zafo::FreeMemory> encoded(
+        SzBase64EncodeOneLine(value, std::strlen(value) + 1));
+    if (encoded != nullptr) {
+        fprintf(ldif->pFile, "%s:: %s\n", attribute, encoded.get());
     } else {
-        fprintf(pLDIF->pFile, "%s: %s\n", szAttr, szValue);
+        fprintf(ldif->pFile, "%s: %s\n", attribute, value);
     }
-    free(szEncoded);
-    CountAttribute(pLDIF);
+    CountAttribute(ldif);
     return 0;
 }
 
-int ZAFOLDAPLdifAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
+int ZAFOLDAPLdifAttr64(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
+    if (!CanWrite(ldif, attribute, format)) return -1;
     va_list args;
-    va_start(args, szValueFmt);
-    ZAFOLDAPLdifVAttr64(pLDIF, szAttr, szValueFmt, args);
+    va_start(args, format);
+    ZAFOLDAPLdifVAttr64(ldif, attribute, format, args);
     va_end(args);
     return 0;
 }
 
-int ZAFOLDAPLdifAttrReplace(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValueFmt == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValueFmt");
-    StartModification(pLDIF, "replace", szAttr);
+int ZAFOLDAPLdifAttrReplace(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
+    if (!CanWrite(ldif, attribute, format)) return -1;
+    StartModification(ldif, "replace", attribute);
     va_list args;
-    va_start(args, szValueFmt);
-    ZAFOLDAPLdifVAttr(pLDIF, szAttr, szValueFmt, args);
+    va_start(args, format);
+    ZAFOLDAPLdifVAttr(ldif, attribute, format, args);
     va_end(args);
     return 0;
 }
 
-int ZAFOLDAPLdifAttrDelete(ZAFOLDAP_LDIF *pLDIF, const char *szAttr, const char *szValueFmt, ...) {
-    REQUIRE_OPEN_FILE();
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAttr");
-    StartModification(pLDIF, "delete", szAttr);
-    if (szValueFmt == nullptr) return 0;
+int ZAFOLDAPLdifAttrDelete(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format, ...) {
+    if (!IsOpen(ldif)) return -1;
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szAttr");
+    StartModification(ldif, "delete", attribute);
+    if (format == nullptr) return 0;
     va_list args;
-    va_start(args, szValueFmt);
-    ZAFOLDAPLdifVAttr(pLDIF, szAttr, szValueFmt, args);
+    va_start(args, format);
+    ZAFOLDAPLdifVAttr(ldif, attribute, format, args);
     va_end(args);
     return 0;
 }
 
-int ZAFOLDAPLdifIsEmpty(const ZAFOLDAP_LDIF *pLDIF) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF"), 1;
-    return pLDIF->nAttr < 1 ? 1 : 0;
+int ZAFOLDAPLdifIsEmpty(const ZAFOLDAP_LDIF *ldif) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF"), 1;
+    return ldif->nAttr < 1 ? 1 : 0;
 }
 
-int ZAFOLDAPLdifClose(ZAFOLDAP_LDIF *pLDIF) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
-    if (pLDIF->pFile != nullptr) fclose(pLDIF->pFile);
-    pLDIF->pFile = nullptr;
+int ZAFOLDAPLdifClose(ZAFOLDAP_LDIF *ldif) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+    if (ldif->pFile != nullptr) fclose(ldif->pFile);
+    ldif->pFile = nullptr;
     return 0;
 }
 
-int ZAFOLDAPLdifUnlink(ZAFOLDAP_LDIF *pLDIF) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
-    if (pLDIF->szPath[0] != '\0' && ZAFOLDAPDebugEnabled() == 0) unlink(pLDIF->szPath);
-    pLDIF->szPath[0] = '\0';
+int ZAFOLDAPLdifUnlink(ZAFOLDAP_LDIF *ldif) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+    if (ldif->szPath[0] != '\0' && ZAFOLDAPDebugEnabled() == 0) unlink(ldif->szPath);
+    ldif->szPath[0] = '\0';
     return 0;
 }

@@ -6,7 +6,8 @@
 
 #include <string>
 
-#include "core/ldap_search_command.h"
+#include "core/check_connection.h"
+#include "core/tool_arguments.h"
 #include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -14,7 +15,6 @@
 #include "platform/ldap.h"
 #include "platform/process.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 
 namespace zafo {
 
@@ -23,67 +23,53 @@ namespace {
 constexpr const char *kTool = "/usr/zafo/bin/ldapmodify";
 constexpr size_t kMaxAddress = 4094;
 
-const char *OrEmpty(const char *sz) {
-    return sz != nullptr ? sz : "";
+const char *OrEmpty(const char *text) {
+    return text != nullptr ? text : "";
 }
 
-// While debugging, the tool's words; otherwise they are not read. The tool
-// ignores the broken pipe and ends by itself.
-void LogOutput(FILE *pOutput) {
-    if (ZAFOLDAPDebugEnabled() == 0) return;
-    Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (*szLine != '\0') ZAFO_LOG("%s", szLine);
-    }
-}
-
-int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
-    if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_DEBUG_LOG("ldapmodify return %d", nExitCode);
-        pLDIF->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+int ResultOfStatus(int status, ZAFOLDAP_LDIF *ldif) {
+    if (status == 0) return 0;
+    if (KeepExitCode(status, &ldif->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapmodify return %d", ldif->nExitCode);
     } else {
-        ZAFO_LOG("ldapmodify terminate abnormal %d", nStatus);
+        ZAFO_LOG("ldapmodify terminate abnormal %d", status);
     }
     return -1;
 }
 
-int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *pLDIF, bool blAdd) {
+int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *ldif, bool add) {
     const std::string address = ServerAddress(host, kMaxAddress);
-    const char *szMode = blAdd ? "-ax" : "-x";
-    const char *szServer = host.nSSLType == ZAFOLDAP_SSL_START_TLS ? "-ZH" : "-H";
-    const char *szBindDN = OrEmpty(host.szBindDN);
+    const char *mode = add ? "-ax" : "-x";
+    const char *server = host.nSSLType == ZAFOLDAP_SSL_START_TLS ? "-ZH" : "-H";
+    const char *bind_dn = OrEmpty(host.szBindDN);
 
-    ZAFO_DEBUG_LOG("%s %s %s '%s' %s '%s' %s '%s' %s '%s'", kTool, szMode, szServer,
-                   address.c_str(), "-D", szBindDN, "-f", pLDIF->szPath, "-w", "****");
-    FILE *pOutput =
-        QLIBCPopen(kTool, "r", szMode, szServer, address.c_str(), "-D", szBindDN, "-f",
-                   pLDIF->szPath, "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
-    if (pOutput == nullptr) {
+    ZAFO_DEBUG_LOG("%s %s %s '%s' %s '%s' %s '%s' %s '%s'", kTool, mode, server, address.c_str(),
+                   "-D", bind_dn, "-f", ldif->szPath, "-w", "****");
+    FILE *output =
+        QLIBCPopen(kTool, "r", mode, server, address.c_str(), "-D", bind_dn, "-f", ldif->szPath,
+                   "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
+    if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", "");
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     }
-    LogOutput(pOutput);
-    return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
+    LogOutput(output, __FILE_NAME__);
+    return ResultOfStatus(QLIBCPclose(output), ldif);
 }
 
 }  // namespace
 
 }  // namespace zafo
 
-int ZAFOLDAPModify(const ZAFOLDAP_HOST *pHost, ZAFOLDAP_LDIF *pLDIF, int blAdd) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+int ZAFOLDAPModify(const ZAFOLDAP_HOST *host, ZAFOLDAP_LDIF *ldif, int add) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
 
-    ZAFOLDAPLdifClose(pLDIF);
-    int nResult = 0;
-    if (ZAFOLDAPLdifIsEmpty(pLDIF) == 0) {
-        nResult = zafo::Guarded(-1, [&] { return zafo::RunTool(*pHost, pLDIF, blAdd != 0); });
+    ZAFOLDAPLdifClose(ldif);
+    int result = 0;
+    if (ZAFOLDAPLdifIsEmpty(ldif) == 0) {
+        result = zafo::Guarded(-1, [&] { return zafo::RunTool(*host, ldif, add != 0); });
     }
-    ZAFOLDAPLdifUnlink(pLDIF);
-    return nResult;
+    ZAFOLDAPLdifUnlink(ldif);
+    return result;
 }

@@ -10,152 +10,154 @@
 #include "frame/log.h"
 #include "platform/process.h"
 
-// Every operation checks its record first.
-#define REQUIRE_ENTRY(failure)                                                               \
-    do {                                                                                     \
-        if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult"), failure; \
-        if (pResult->plistAttr == nullptr) {                                                 \
-            return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr"), failure;          \
-        }                                                                                    \
-        if (pResult->plistValue == nullptr) {                                                \
-            return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue"), failure;                \
-        }                                                                                    \
-    } while (false)
-
 namespace zafo {
 
 namespace {
 
 // Whether a pair is of the attribute. A name that the list does not give is nobody's.
-bool HasName(const ZAFOLDAP_RESULT &result, int i, const char *szAttr) {
-    const char *szName = QLIBCSzListGet(result.plistAttr, i);
-    return szName != nullptr && strcasecmp(szName, szAttr) == 0;
+bool HasName(const ZAFOLDAP_RESULT &result, int i, const char *attribute) {
+    const char *name = QLIBCSzListGet(result.plistAttr, i);
+    return name != nullptr && strcasecmp(name, attribute) == 0;
+}
+
+// Every operation checks its record first.
+bool IsEntry(const ZAFOLDAP_RESULT *result, int line = __builtin_LINE()) {
+    const char *fault = nullptr;
+    if (result == nullptr) {
+        fault = "((void *)0) != pResult";
+    } else if (result->plistAttr == nullptr) {
+        fault = "((void *)0) != pResult->plistAttr";
+    } else if (result->plistValue == nullptr) {
+        fault = "NULL != pResult->plistValue";
+    }
+    return fault == nullptr || BadArgument(__FILE_NAME__, line, fault) == 0;
 }
 
 }  // namespace
 
-int ReplaceLastValue(ZAFOLDAP_RESULT *pResult, const char *szValue) {
-    if (QLIBCSzListPop(pResult->plistValue) < 0) return -1;
-    if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
-    QLIBCSzListPop(pResult->plistAttr);
+int ReplaceLastValue(ZAFOLDAP_RESULT *result, const char *value) {
+    if (QLIBCSzListPop(result->plistValue) < 0) return -1;
+    if (QLIBCSzListPush(&result->plistValue, value) >= 0) return 0;
+    QLIBCSzListPop(result->plistAttr);
     return -1;
 }
 
 }  // namespace zafo
 
-int ZAFOLDAPResultInit(ZAFOLDAP_RESULT *pResult) {
-    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
-    *pResult = {};
-    pResult->plistAttr = QLIBCSzListAlloc(zafo::kListCapacity);
-    pResult->plistValue = QLIBCSzListAlloc(zafo::kListCapacity);
-    if (pResult->plistAttr != nullptr && pResult->plistValue != nullptr) return 0;
-    ZAFOLDAPResultFree(pResult);
+int ZAFOLDAPResultInit(ZAFOLDAP_RESULT *result) {
+    if (result == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    *result = {};
+    result->plistAttr = QLIBCSzListAlloc(zafo::kListCapacity);
+    result->plistValue = QLIBCSzListAlloc(zafo::kListCapacity);
+    if (result->plistAttr != nullptr && result->plistValue != nullptr) return 0;
+    ZAFOLDAPResultFree(result);
     return -1;
 }
 
-int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESULT *pSrc) {
-    if (pDst == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst");
-    if (pSrc == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pSrc");
-    if (pDst->plistAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst->plistAttr");
-    if (pDst->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pDst->plistValue");
-    if (pDst == pSrc) return 0;
+int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *target, const ZAFOLDAP_RESULT *source) {
+    if (target == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst");
+    if (source == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pSrc");
+    if (target->plistAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pDst->plistAttr");
+    if (target->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pDst->plistValue");
+    if (target == source) return 0;
 
-    if (ZAFOLDAPResultRemoveAll(pDst) != 0) return -1;
-    pDst->pFile = nullptr;
-    pDst->szErrFile[0] = '\0';
-    pDst->nEntry = pSrc->nEntry;
-    pDst->nExitCode = pSrc->nExitCode;
-    pDst->nReserved = pSrc->nReserved;
-    const int nPairs =
-        pSrc->plistAttr != nullptr && pSrc->plistValue != nullptr ? pSrc->plistAttr->nItem : 0;
-    for (int i = 0; i < nPairs; ++i) {
-        if (ZAFOLDAPResultSet(pDst, QLIBCSzListGet(pSrc->plistAttr, i),
-                              QLIBCSzListGet(pSrc->plistValue, i)) != 0) {
+    if (ZAFOLDAPResultRemoveAll(target) != 0) return -1;
+    target->pFile = nullptr;
+    target->szErrFile[0] = '\0';
+    target->nEntry = source->nEntry;
+    target->nExitCode = source->nExitCode;
+    target->nReserved = source->nReserved;
+    const int pairs = source->plistAttr != nullptr && source->plistValue != nullptr
+                          ? source->plistAttr->nItem
+                          : 0;
+    for (int i = 0; i < pairs; ++i) {
+        if (ZAFOLDAPResultSet(target, QLIBCSzListGet(source->plistAttr, i),
+                              QLIBCSzListGet(source->plistValue, i)) != 0) {
             return -1;
         }
     }
     return 0;
 }
 
-int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *szValue) {
-    REQUIRE_ENTRY(-1);
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValue");
+int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *result, const char *attribute, const char *value) {
+    if (!zafo::IsEntry(result)) return -1;
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szValue");
 
-    return zafo::AddPair(pResult, szAttr, szValue);
+    return zafo::AddPair(result, attribute, value);
 }
 
-int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue) {
-    REQUIRE_ENTRY(-1);
-    if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");
+int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *result, const char *value) {
+    if (!zafo::IsEntry(result)) return -1;
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");
 
-    const int nPairs = pResult->plistValue->nItem;
-    if (nPairs == 0) return -1;
+    const int pairs = result->plistValue->nItem;
+    if (pairs == 0) return -1;
     return zafo::Guarded(-1, [&] {
         const std::string joined =
-            std::string(zafo::ItemAt(pResult->plistValue, nPairs - 1)).append(szValue);
-        return zafo::ReplaceLastValue(pResult, joined.c_str());
+            std::string(zafo::ItemAt(result->plistValue, pairs - 1)).append(value);
+        return zafo::ReplaceLastValue(result, joined.c_str());
     });
 }
 
-const char *ZAFOLDAPResultGetAt(const ZAFOLDAP_RESULT *pResult, int index, const char **pszValue) {
-    if (pszValue != nullptr) *pszValue = nullptr;
-    REQUIRE_ENTRY(nullptr);
-    if (pszValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pszValue"), nullptr;
+const char *ZAFOLDAPResultGetAt(const ZAFOLDAP_RESULT *result, int index, const char **value) {
+    if (value != nullptr) *value = nullptr;
+    if (!zafo::IsEntry(result)) return nullptr;
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pszValue"), nullptr;
     if (index < 0) return ZAFO_BAD_ARGUMENT("0 <= index"), nullptr;
-    if (index >= pResult->plistAttr->nItem) {
+    if (index >= result->plistAttr->nItem) {
         return ZAFO_BAD_ARGUMENT("index < pResult->plistAttr->nItem"), nullptr;
     }
-    *pszValue = QLIBCSzListGet(pResult->plistValue, index);
-    return QLIBCSzListGet(pResult->plistAttr, index);
+    *value = QLIBCSzListGet(result->plistValue, index);
+    return QLIBCSzListGet(result->plistAttr, index);
 }
 
-int ZAFOLDAPResultGetAttrCount(const ZAFOLDAP_RESULT *pResult) {
-    REQUIRE_ENTRY(-1);
-    return pResult->plistAttr->nItem;
+int ZAFOLDAPResultGetAttrCount(const ZAFOLDAP_RESULT *result) {
+    if (!zafo::IsEntry(result)) return -1;
+    return result->plistAttr->nItem;
 }
 
-int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
-                         QLIBSZLIST **pplistValues) {
-    REQUIRE_ENTRY(-1);
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValues");
-    if (*pplistValues == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValues");
+int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *result, const char *attribute,
+                         QLIBSZLIST **values) {
+    if (!zafo::IsEntry(result)) return -1;
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (values == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValues");
+    if (*values == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValues");
 
-    if (QLIBCSzListRemoveAll(*pplistValues) < 0) return -1;
-    for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (!zafo::HasName(*pResult, i, szAttr)) continue;
-        const char *szValue = QLIBCSzListGet(pResult->plistValue, i);
-        if (szValue == nullptr || QLIBCSzListPush(pplistValues, szValue) < 0) {
-            QLIBCSzListRemoveAll(*pplistValues);
+    if (QLIBCSzListRemoveAll(*values) < 0) return -1;
+    for (int i = 0; i < result->plistAttr->nItem; ++i) {
+        if (!zafo::HasName(*result, i, attribute)) continue;
+        const char *value = QLIBCSzListGet(result->plistValue, i);
+        if (value == nullptr || QLIBCSzListPush(values, value) < 0) {
+            QLIBCSzListRemoveAll(*values);
             return -1;
         }
     }
-    return (*pplistValues)->nItem;
+    return (*values)->nItem;
 }
 
-const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *szAttr) {
-    REQUIRE_ENTRY(nullptr);
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr"), nullptr;
+const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *result, const char *attribute) {
+    if (!zafo::IsEntry(result)) return nullptr;
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr"), nullptr;
 
-    for (int i = 0; i < pResult->plistAttr->nItem; ++i) {
-        if (zafo::HasName(*pResult, i, szAttr)) return QLIBCSzListGet(pResult->plistValue, i);
+    for (int i = 0; i < result->plistAttr->nItem; ++i) {
+        if (zafo::HasName(*result, i, attribute)) return QLIBCSzListGet(result->plistValue, i);
     }
     return nullptr;
 }
 
-int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult) {
-    REQUIRE_ENTRY(-1);
-    const int nAttr = QLIBCSzListRemoveAll(pResult->plistAttr);
-    const int nValue = QLIBCSzListRemoveAll(pResult->plistValue);
-    return nAttr < 0 || nValue < 0 ? -1 : 0;
+int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *result) {
+    if (!zafo::IsEntry(result)) return -1;
+    const int attributes = QLIBCSzListRemoveAll(result->plistAttr);
+    const int values = QLIBCSzListRemoveAll(result->plistValue);
+    return attributes < 0 || values < 0 ? -1 : 0;
 }
 
-int ZAFOLDAPResultFree(ZAFOLDAP_RESULT *pResult) {
-    if (pResult == nullptr) return 0;
-    zafo::FreeList(pResult->plistAttr);
-    zafo::FreeList(pResult->plistValue);
-    if (pResult->pFile != nullptr) QLIBCPclose(pResult->pFile);
-    *pResult = {};
+int ZAFOLDAPResultFree(ZAFOLDAP_RESULT *result) {
+    if (result == nullptr) return 0;
+    zafo::FreeList(result->plistAttr);
+    zafo::FreeList(result->plistValue);
+    if (result->pFile != nullptr) QLIBCPclose(result->pFile);
+    *result = {};
     return 0;
 }

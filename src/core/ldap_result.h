@@ -7,15 +7,15 @@
 namespace zafo {
 
 // As ZAFOLDAPResultSet, of texts and a record that are there.
-inline int AddPair(ZAFOLDAP_RESULT *pResult, const char *szAttr, const char *szValue) {
-    if (QLIBCSzListPush(&pResult->plistAttr, szAttr) < 0) return -1;
-    if (QLIBCSzListPush(&pResult->plistValue, szValue) >= 0) return 0;
-    QLIBCSzListPop(pResult->plistAttr);
+inline int AddPair(ZAFOLDAP_RESULT *result, const char *attribute, const char *value) {
+    if (QLIBCSzListPush(&result->plistAttr, attribute) < 0) return -1;
+    if (QLIBCSzListPush(&result->plistValue, value) >= 0) return 0;
+    QLIBCSzListPop(result->plistAttr);
     return -1;
 }
 
 // Replaces the text of the entry's last value, or, when the new text cannot be
 // stored, drops the last pair whole. 0 or -1.
-int ReplaceLastValue(ZAFOLDAP_RESULT *pResult, const char *szValue);
+int ReplaceLastValue(ZAFOLDAP_RESULT *result, const char *value);
 
 }  // namespace zafo

@@ -9,7 +9,6 @@
 // which may be continued too. References to other servers come as comments with an empty line
 // behind them, which ends no entry: there was none.
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,18 +17,18 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <exception>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
+#include "core/check_connection.h"
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
+#include "core/line_buffer.h"
 #include "core/list.h"
+#include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/own_file.h"
@@ -48,131 +47,22 @@ namespace {
 constexpr size_t kMaxLoggedCommand = 4095;
 constexpr const char *kBase64 = "base64";
 
-int g_nSearchSequence = 0;
+int g_search_sequence = 0;
 
-struct FreeMemory {
-    void operator()(void *p) const { free(p); }
-};
-
-// zafoldap/search.h names both. A server decides what comes: without them one answer could take all memory.
-constexpr size_t kMostLine = size_t{16} << 20;
+// zafoldap/search.h names it. What a server sends could take all memory.
 constexpr size_t kMostEntry = size_t{32} << 20;
 constexpr size_t kPairSize = 32;  // what a value takes beside its text in the three lists
-
-// One line of the tool's output, without its line break: where the stream has it, or in a buffer that
-// grows up to the bound.
-class LineBuffer {
-  public:
-    enum class Outcome { kLine, kEnd, kError, kNoMemory, kTooLong };
-
-    Outcome Read(FILE *pFile);
-
-    // The same where nobody waits for the line.
-    Outcome ReadAtLeisure(FILE *pFile);
-
-    // Until the next Read.
-    char *text() const { return text_; }
-    size_t size() const { return size_; }
-
-  private:
-    bool Grow();
-    bool TakeBuffered(FILE *pFile);
-    Outcome ReadInParts(FILE *pFile);
-
-    std::unique_ptr<char, FreeMemory> line_;
-    size_t capacity_ = 0;
-    char *text_ = nullptr;
-    size_t size_ = 0;
-    size_t gathered_ = 0;  // bytes of lines that came at once
-    int waits_ = 0;        // how often it was for few
-};
-
-bool LineBuffer::Grow() {
-    constexpr size_t kFirst = 1024;
-    const size_t capacity = std::min(capacity_ == 0 ? kFirst : 2 * capacity_, kMostLine + kFirst);
-    auto *larger = static_cast<char *>(realloc(line_.get(), capacity));
-    if (larger == nullptr) return false;
-    static_cast<void>(line_.release());
-    line_.reset(larger);
-    capacity_ = capacity;
-    return true;
-}
-
-LineBuffer::Outcome LineBuffer::Read(FILE *pFile) {
-    return TakeBuffered(pFile) ? Outcome::kLine : ReadInParts(pFile);
-}
-
-// A tool that is asked for little hands every entry to the pipe by itself. To be woken for each takes
-// both sides more time than everything else; from a while of that on, more is left to come first.
-LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *pFile) {
-    constexpr size_t kFew = 1024;
-    constexpr int kPatience = 16;
-    constexpr timespec kWhile{0, 1'000'000};
-    gathered_ += size_ + 1;
-    if (TakeBuffered(pFile)) return Outcome::kLine;
-    const bool few = gathered_ < kFew;
-    gathered_ = 0;
-    if (few && waits_ < kPatience) {
-        ++waits_;
-    } else if (few && fileno(pFile) >= 0) {
-        nanosleep(&kWhile, nullptr);
-    }
-    return ReadInParts(pFile);
-}
-
-// Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into its
-// callers, takes what has been read. They are ended there: what was read is not looked at again.
-bool LineBuffer::TakeBuffered([[maybe_unused]] FILE *pFile) {
-#ifdef __GLIBC__
-    char *const begin = pFile->_IO_read_ptr;
-    const auto held = static_cast<size_t>(pFile->_IO_read_end - begin);
-    auto *end = held > 0 ? static_cast<char *>(std::memchr(begin, '\n', held)) : nullptr;
-    if (end == nullptr || static_cast<size_t>(end - begin) > kMostLine) return false;
-    *end = '\0';
-    text_ = begin;
-    size_ = static_cast<size_t>(end - begin);
-    pFile->_IO_read_ptr = end + 1;
-    return true;
-#else
-    return false;
-#endif
-}
-
-// fgets, for it stops where the buffer ends. Whether it did shows in the place before the last, which
-// holds a character of the line only then.
-LineBuffer::Outcome LineBuffer::ReadInParts(FILE *pFile) {
-    for (size_ = 0;;) {
-        if (capacity_ - size_ < 2 && !Grow()) return Outcome::kNoMemory;
-        char *const part = line_.get() + size_;
-        const size_t room = capacity_ - size_;
-        part[room - 2] = '\n';
-        if (fgets(part, static_cast<int>(room), pFile) == nullptr) {
-            if (ferror(pFile) != 0) return Outcome::kError;
-            text_ = line_.get();
-            return size_ > 0 ? Outcome::kLine : Outcome::kEnd;
-        }
-        const bool full = part[room - 2] != '\n' && part[room - 2] != '\0';
-        size_ += full ? room - 1 : std::strlen(part);
-        if (size_ > kMostLine + 1) return Outcome::kTooLong;
-        if (full) continue;
-        text_ = line_.get();
-        if (size_ > 0 && text_[size_ - 1] == '\n') text_[--size_] = '\0';
-        return Outcome::kLine;
-    }
-}
 
 // The window of matching entries that a request hands out.
 struct Window {
     explicit Window(const ZAFOLDAP_SEARCH_REQUEST &request)
-        : nFirst(request.nOffset),
-          nCount(request.nOffset == 0 && request.nCount == 0 ? -1 : request.nCount) {}
+        : first(request.nOffset),
+          count(request.nOffset == 0 && request.nCount == 0 ? -1 : request.nCount) {}
 
-    bool Holds(int nIndex) const {
-        return nIndex >= nFirst && (nCount == -1 || nIndex - nFirst < nCount);
-    }
+    bool Holds(int index) const { return index >= first && (count == -1 || index - first < count); }
 
-    int64_t nFirst;  // wider than the request's, whatever a caller puts there
-    int nCount;
+    int64_t first;  // wider than the request's, whatever a caller puts there
+    int count;
 };
 
 // ASCII white space, whatever the caller's locale.
@@ -182,7 +72,7 @@ bool IsSpace(char c) {
 
 // Ends the search: reaps the tool and turns its wait status into the library
 // error. 0 when the tool succeeded or no search was open, else -1.
-int EndSearch(ZAFOLDAP_RESULT *pResult);
+int EndSearch(ZAFOLDAP_RESULT *result);
 
 // The list of an entry's marks; nothing, with a line in the log, without memory.
 std::optional<List> MakeMarks() {
@@ -198,8 +88,8 @@ std::optional<List> MakeMarks() {
 // Reads one entry into a result record.
 class EntryReader {
   public:
-    EntryReader(const Window &window, ZAFOLDAP_RESULT *pResult, List marks)
-        : window_(window), result_(*pResult), marks_(std::move(marks)) {}
+    EntryReader(const Window &window, ZAFOLDAP_RESULT *result, List marks)
+        : window_(window), result_(*result), marks_(std::move(marks)) {}
 
     // As ZAFOLDAPSearchGetNext.
     int Read();
@@ -210,8 +100,8 @@ class EntryReader {
     int FailToRead(LineBuffer::Outcome outcome);
     int EndOfOutput();
     Step EndOfEntry();
-    Step Continuation(const char *szText);
-    Step Pair(char *szLine);
+    Step Continuation(const char *text);
+    Step Pair(char *line);
     bool FlushFolded();
     bool Decode();
     bool DecodeValues();
@@ -239,26 +129,25 @@ int EntryReader::Read() {
             outcome = LineBuffer::Outcome::kTooLong;
         if (outcome != LineBuffer::Outcome::kLine) return FailToRead(outcome);
 
-        char *szLine = line_.text();
-        if (szLine[0] == '#') {
+        char *line = line_.text();
+        if (line[0] == '#') {
             skip_continuation_ = commented_ = true;
             continue;
         }
         Step step = Step::kGoOn;
-        if (szLine[0] == '\0') {
+        if (line[0] == '\0') {
             step = EndOfEntry();
             wanted = window_.Holds(result_.nEntry);
         } else {
-            in_entry_ = in_entry_ || szLine[0] != ' ' || !skip_continuation_;
+            in_entry_ = in_entry_ || line[0] != ' ' || !skip_continuation_;
             if (!wanted) continue;
-            step = szLine[0] == ' ' ? Continuation(szLine + 1) : Pair(szLine);
+            step = line[0] == ' ' ? Continuation(line + 1) : Pair(line);
         }
         if (step == Step::kDelivered) return 1;
         if (step == Step::kFailed) return -1;
     }
 }
 
-// A last entry that no empty line ends is handed out as it stands, undecoded.
 int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
     switch (outcome) {
         case LineBuffer::Outcome::kTooLong:
@@ -274,6 +163,7 @@ int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
     return -1;
 }
 
+// A last entry that no empty line ends is handed out as it stands, undecoded.
 int EntryReader::EndOfOutput() {
     if (!FlushFolded()) return -1;
     if (result_.plistAttr->nItem == 0) return EndSearch(&result_);
@@ -282,9 +172,9 @@ int EntryReader::EndOfOutput() {
 }
 
 EntryReader::Step EntryReader::EndOfEntry() {
-    const bool blOnlyComments = commented_ && !in_entry_;
+    const bool only_comments = commented_ && !in_entry_;
     commented_ = in_entry_ = false;
-    if (blOnlyComments) return Step::kGoOn;
+    if (only_comments) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
     if (result_.plistValue->nItem != marks_.size()) {
         ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, marks_.size());
@@ -294,38 +184,38 @@ EntryReader::Step EntryReader::EndOfEntry() {
     entry_size_ = 0;
     QLIBCSzListRemoveAll(marks_.get());
     has_base64_ = false;
-    const bool blInside = window_.Holds(result_.nEntry);
+    const bool is_inside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
-    return blInside ? Step::kDelivered : Step::kGoOn;
+    return is_inside ? Step::kDelivered : Step::kGoOn;
 }
 
 // The text is gathered here and stored once, when the value is complete: a value
 // of megabytes comes in a hundred thousand lines.
-EntryReader::Step EntryReader::Continuation(const char *szText) {
+EntryReader::Step EntryReader::Continuation(const char *text) {
     if (skip_continuation_) return Step::kGoOn;
-    const int nPairs = result_.plistValue->nItem;
-    if (nPairs == 0) return Step::kFailed;
+    const int pairs = result_.plistValue->nItem;
+    if (pairs == 0) return Step::kFailed;
     if (!is_folded_) {
-        folded_ = ItemAt(result_.plistValue, nPairs - 1);
+        folded_ = ItemAt(result_.plistValue, pairs - 1);
         is_folded_ = true;
     }
-    folded_.append(szText);
+    folded_.append(text);
     return Step::kGoOn;
 }
 
-EntryReader::Step EntryReader::Pair(char *szLine) {
-    char *szColon = std::strchr(szLine, ':');
-    if (szColon == nullptr) return Step::kGoOn;
+EntryReader::Step EntryReader::Pair(char *line) {
+    char *colon = std::strchr(line, ':');
+    if (colon == nullptr) return Step::kGoOn;
     if (!FlushFolded()) return Step::kFailed;
-    *szColon = '\0';
-    const char *szValue = szColon + 1;
-    const bool blBase64 = *szValue == ':';
-    if (blBase64) ++szValue;
-    while (IsSpace(*szValue))
-        ++szValue;
-    marks_.Push(blBase64 ? kBase64 : "");
-    has_base64_ = has_base64_ || blBase64;
-    if (AddPair(&result_, szLine, szValue) != 0) return Step::kFailed;
+    *colon = '\0';
+    const char *value = colon + 1;
+    const bool is_base64 = *value == ':';
+    if (is_base64) ++value;
+    while (IsSpace(*value))
+        ++value;
+    marks_.Push(is_base64 ? kBase64 : "");
+    has_base64_ = has_base64_ || is_base64;
+    if (AddPair(&result_, line, value) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
 }
@@ -346,24 +236,25 @@ bool EntryReader::Decode() {
     }
 }
 
-// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the size of
-// the buffer and leave it alone. So it counts only where it can be the length of what was decoded; else
-// the value ends at the first zero of a buffer that was all zeros, or at the one behind it.
+// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the
+// size of the buffer and leave it alone. So it counts only where it can be the length of what was
+// decoded; else the value ends at the first zero of a buffer that was all zeros, or at the one
+// behind it.
 bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
     for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
-        const char *szText = ItemAt(result_.plistValue, i);
-        const size_t cbText = std::strlen(szText);
-        const size_t cbRoom = std::max(kLeastRoom, cbText + 1);
-        decoded.assign(cbRoom, '\0');
-        size_t cbDecoded = cbRoom;
-        if (ZAFOEncodingBase64Decode(szText, cbText, decoded.data(), &cbDecoded) == 0) {
-            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", szText, PlatformError());
+        const char *text = ItemAt(result_.plistValue, i);
+        const size_t text_size = std::strlen(text);
+        const size_t room = std::max(kLeastRoom, text_size + 1);
+        decoded.assign(room, '\0');
+        size_t decoded_size = room;
+        if (ZAFOEncodingBase64Decode(text, text_size, decoded.data(), &decoded_size) == 0) {
+            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", text, PlatformError());
             return false;
         }
-        if (0 < cbDecoded && cbDecoded <= cbText / 4 * 3) decoded[cbDecoded] = '\0';
+        if (0 < decoded_size && decoded_size <= text_size / 4 * 3) decoded[decoded_size] = '\0';
         if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) < 0) return false;
     }
     return true;
@@ -371,52 +262,49 @@ bool EntryReader::DecodeValues() {
 
 // The search's error file, when it is a file of this user's: under that name anybody can leave a
 // link to a file that only we may read, or a FIFO, for whose other end one would wait.
-FILE *OpenErrorFile(const char *szErrFile) {
-    if (szErrFile[0] == '\0') return nullptr;
-    Descriptor file(open(szErrFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+FILE *OpenErrorFile(const char *error_file) {
+    if (error_file[0] == '\0') return nullptr;
+    Descriptor file(open(error_file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwnFile(status) ||
         status.st_uid != geteuid()) {
         return nullptr;
     }
-    FILE *pFile = fdopen(file.Get(), "r");
-    if (pFile != nullptr) file.Release();
-    return pFile;
+    FILE *stream = fdopen(file.Get(), "r");
+    if (stream != nullptr) file.Release();
+    return stream;
 }
 
 // While debugging, what somebody left in the search's error file.
-void LogErrorFile(const char *szErrFile) {
-    FILE *pFile = OpenErrorFile(szErrFile);
-    if (pFile == nullptr) return;
+void LogErrorFile(const char *error_file) {
+    FILE *file = OpenErrorFile(error_file);
+    if (file == nullptr) return;
     LineBuffer line;
-    while (line.Read(pFile) == LineBuffer::Outcome::kLine)
+    while (line.Read(file) == LineBuffer::Outcome::kLine)
         ZAFO_LOG("  %s", line.text());
-    fclose(pFile);
+    fclose(file);
 }
 
-int ReapTool(ZAFOLDAP_RESULT *pResult) {
-    const int nStatus = QLIBCPclose(pResult->pFile);
-    pResult->pFile = nullptr;
-    if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_DEBUG_LOG("ldapsearch return %d", nExitCode);
-        pResult->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+int ReapTool(ZAFOLDAP_RESULT *result) {
+    const int status = QLIBCPclose(result->pFile);
+    result->pFile = nullptr;
+    if (status == 0) return 0;
+    if (KeepExitCode(status, &result->nExitCode)) {
+        ZAFO_DEBUG_LOG("ldapsearch return %d", result->nExitCode);
     } else {
-        ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", nStatus);
+        ZAFO_DEBUG_LOG("ldapsearch terminate abnormal %d", status);
     }
-    if (ZAFOLDAPDebugEnabled() != 0) LogErrorFile(pResult->szErrFile);
+    if (ZAFOLDAPDebugEnabled() != 0) LogErrorFile(result->szErrFile);
     return -1;
 }
 
-int EndSearch(ZAFOLDAP_RESULT *pResult) {
-    const int nResult = pResult->pFile != nullptr ? ReapTool(pResult) : 0;
-    if (pResult->szErrFile[0] != '\0') {
-        unlink(pResult->szErrFile);
-        pResult->szErrFile[0] = '\0';
+int EndSearch(ZAFOLDAP_RESULT *result) {
+    const int reaped = result->pFile != nullptr ? ReapTool(result) : 0;
+    if (result->szErrFile[0] != '\0') {
+        unlink(result->szErrFile);
+        result->szErrFile[0] = '\0';
     }
-    return nResult;
+    return reaped;
 }
 
 // Runs what needs an argument vector, and says when there is no memory for it.
@@ -435,82 +323,76 @@ void LogCommand(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &reques
     if (ZAFOLDAPDebugEnabled() == 0) return;
     ZAFOLDAP_HOST masked = host;
     if (masked.szBindPasswd != nullptr) masked.szBindPasswd = "****";
-    char szCommand[kMaxLoggedCommand];
-    if (ZAFOLDAPSearchBuildRequestCmd(&masked, &request, szCommand, sizeof szCommand) == 0) {
-        ZAFO_LOG("search command: %s", szCommand);
+    char command[kMaxLoggedCommand];
+    if (ZAFOLDAPSearchBuildRequestCmd(&masked, &request, command, sizeof command) == 0) {
+        ZAFO_LOG("search command: %s", command);
     }
 }
 
 // The tool's output as a stream, or nullptr.
 FILE *StartTool(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
-    std::vector<std::string> arguments = SearchArguments(host, request);
-    std::vector<char *> argv;
-    argv.reserve(arguments.size() + 1);
-    for (std::string &argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    return QLIBCPopenv(argv[0], "r", argv.data());
+    ToolArguments arguments = SearchArguments(host, request);
+    char **argv = arguments.argv();
+    return QLIBCPopenv(argv[0], "r", argv);
 }
 
 }  // namespace
 
 }  // namespace zafo
 
-int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
-                                  const ZAFOLDAP_SEARCH_REQUEST *pRequest, char *szCmd,
-                                  size_t cbCmd) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (szCmd == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
-    if (cbCmd == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
+int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
+                                  char *command, size_t size) {
+    if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (command == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szCmd");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbCmd");
 
     return zafo::WithVector([&] {
-        const std::string line = zafo::CommandLine(zafo::SearchArguments(*pHost, *pRequest));
-        zafo::CopyText(line.c_str(), szCmd, cbCmd);
+        const std::string line = zafo::SearchArguments(*host, *request).CommandLine();
+        zafo::CopyText(line.c_str(), command, size);
         return 0;
     });
 }
 
-int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                       ZAFOLDAP_RESULT *pResult) {
+int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
+                       ZAFOLDAP_RESULT *result) {
     // Zeroed before the checks: the record is freed after a failure as well.
-    if (pResult != nullptr) *pResult = {};
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (ZAFOLDAPResultInit(pResult) != 0 || pResult == nullptr) return -1;
+    if (result != nullptr) *result = {};
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (result == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (ZAFOLDAPResultInit(result) != 0) return -1;
 
-    snprintf(pResult->szErrFile, sizeof pResult->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
-             zafo::g_nSearchSequence++);
+    snprintf(result->szErrFile, sizeof result->szErrFile, "/tmp/ldapsearch.err.%d.%d", getpid(),
+             zafo::g_search_sequence++);
     return zafo::WithVector([&] {
-        zafo::LogCommand(*pHost, *pRequest);
-        pResult->pFile = zafo::StartTool(*pHost, *pRequest);
-        if (pResult->pFile != nullptr) return 0;
+        zafo::LogCommand(*host, *request);
+        result->pFile = zafo::StartTool(*host, *request);
+        if (result->pFile != nullptr) return 0;
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     });
 }
 
-int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
-    if (pResult == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
-    if (pResult->plistAttr == nullptr)
-        return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr");
-    if (pResult->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *request, ZAFOLDAP_RESULT *result) {
+    if (result == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult");
+    if (result->plistAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pResult->plistAttr");
+    if (result->plistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResult->plistValue");
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
 
-    if (ZAFOLDAPResultRemoveAll(pResult) != 0) return -1;
-    if (pResult->pFile == nullptr) return 0;
-    if (feof(pResult->pFile) != 0) return zafo::EndSearch(pResult);
+    if (ZAFOLDAPResultRemoveAll(result) != 0) return -1;
+    if (result->pFile == nullptr) return 0;
+    if (feof(result->pFile) != 0) return zafo::EndSearch(result);
     return zafo::Guarded(-1, [&] {
         auto marks = zafo::MakeMarks();
         if (!marks) return -1;
-        return zafo::EntryReader(zafo::Window(*pRequest), pResult, std::move(*marks)).Read();
+        return zafo::EntryReader(zafo::Window(*request), result, std::move(*marks)).Read();
     });
 }
 
-int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult) {
-    if (pResult != nullptr) zafo::EndSearch(pResult);
-    ZAFOLDAPSearchRequestFree(pRequest);
-    ZAFOLDAPResultFree(pResult);
+int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *request, ZAFOLDAP_RESULT *result) {
+    if (result != nullptr) zafo::EndSearch(result);
+    ZAFOLDAPSearchRequestFree(request);
+    ZAFOLDAPResultFree(result);
     return 0;
 }

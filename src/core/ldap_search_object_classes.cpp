@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <strings.h>
 
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "core/object_classes.h"
 #include "frame/guard.h"
@@ -9,44 +10,43 @@
 
 namespace {
 
-unsigned int ClassBit(const char *szName) {
-    for (const zafo::OBJECT_CLASS &row : zafo::kObjectClasses) {
-        if (strcasecmp(row.szName, szName) == 0) return row.nBit;
+unsigned int ClassBit(const char *name) {
+    for (const zafo::ObjectClass &row : zafo::kObjectClasses) {
+        if (strcasecmp(row.name, name) == 0) return row.bit;
     }
     return 0;
 }
 
 int AddClassBits(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                 const ZAFOLDAP_RESULT *pResult, void *pData) {
-    auto *pSchema = static_cast<unsigned int *>(pData);
-    const int nPairs = ZAFOLDAPResultGetAttrCount(pResult);
-    for (int i = 0; i < nPairs; ++i) {
-        const char *szValue = nullptr;
-        const char *szAttr = ZAFOLDAPResultGetAt(pResult, i, &szValue);
-        if (szAttr == nullptr || szValue == nullptr) return -1;
-        if (strcasecmp(szAttr, "objectClass") == 0) *pSchema |= ClassBit(szValue);
+                 const ZAFOLDAP_RESULT *result, void *data) {
+    auto *schema = static_cast<unsigned int *>(data);
+    const int pairs = ZAFOLDAPResultGetAttrCount(result);
+    for (int i = 0; i < pairs; ++i) {
+        const char *value = nullptr;
+        const char *attribute = ZAFOLDAPResultGetAt(result, i, &value);
+        if (attribute == nullptr || value == nullptr) return -1;
+        if (strcasecmp(attribute, "objectClass") == 0) *schema |= ClassBit(value);
     }
     return 1;  // only the first entry counts
 }
 
 }  // namespace
 
-int ZAFOLDAPSearchObjectClasses(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szFilter,
-                                unsigned int *pSchema) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (pSchema == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pSchema");
+int ZAFOLDAPSearchObjectClasses(const ZAFOLDAP_HOST *host, const char *dn, const char *filter,
+                                unsigned int *schema) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (schema == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pSchema");
 
-    *pSchema = 0;
+    *schema = 0;
     return zafo::Guarded(-1, [&] {
         zafo::List attributes;
         attributes.Push("objectClass");
         ZAFOLDAP_SEARCH_REQUEST request{};
-        request.szBase = szDN;
+        request.szBase = dn;
         request.blBaseAsIs = 1;
-        request.szFilter = szFilter;
+        request.szFilter = filter;
         request.plistAttr = attributes.get();
-        return ZAFOLDAPSearchResultGet(pHost, &request, AddClassBits, pSchema);
+        return ZAFOLDAPSearchResultGet(host, &request, AddClassBits, schema);
     });
 }

@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/check_connection.h"
 #include "core/open_search.h"
 #include "frame/log.h"
 #include "zafoldap/search.h"
 
-int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                            ZAFOLDAP_RESULT_HANDLER pResultHandler, void *pData) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (pResultHandler == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResultHandler");
+int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
+                            ZAFOLDAP_RESULT_HANDLER handler, void *data) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (handler == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pResultHandler");
 
     zafo::OpenSearch search;
-    if (ZAFOLDAPSearchRequestClone(&search.request, pRequest) != 0 || search.Open(pHost) != 0) {
+    if (ZAFOLDAPSearchRequestClone(&search.request, request) != 0 || search.Open(host) != 0) {
         return -1;
     }
-    int nFound = 0;
-    while ((nFound = search.Next()) == 1) {
-        const int nWish = pResultHandler(pHost, pRequest, &search.result, pData);
-        if (nWish != 0) return nWish < 0 ? nWish : 0;
+    int found = 0;
+    while ((found = search.Next()) == 1) {
+        const int wish = handler(host, request, &search.result, data);
+        if (wish != 0) return wish < 0 ? wish : 0;
     }
-    return nFound < 0 ? -1 : 0;
+    return found < 0 ? -1 : 0;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
+#include "core/check_connection.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -9,108 +10,104 @@
 
 namespace {
 
-struct EACH_VALUE {
-    const char *szAttr;
-    QLIBSZLIST **pplistDN;
-    QLIBSZLIST **pplistValue;  // nullptr: DNs only
+struct EachValue {
+    const char *attribute;
+    QLIBSZLIST **dns;
+    QLIBSZLIST **values;  // nullptr: DNs only
 };
 
 int AppendDNAndValue(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                     const ZAFOLDAP_RESULT *pResult, void *pData) {
-    const auto *pWanted = static_cast<const EACH_VALUE *>(pData);
-    const char *szDN = ZAFOLDAPResultGetFirst(pResult, "dn");
-    if (szDN == nullptr) return 0;
-    if (QLIBCSzListPush(pWanted->pplistDN, szDN) < 0) return -1;
-    if (pWanted->pplistValue == nullptr) return 0;
+                     const ZAFOLDAP_RESULT *result, void *data) {
+    const auto *wanted = static_cast<const EachValue *>(data);
+    const char *dn = ZAFOLDAPResultGetFirst(result, "dn");
+    if (dn == nullptr) return 0;
+    if (QLIBCSzListPush(wanted->dns, dn) < 0) return -1;
+    if (wanted->values == nullptr) return 0;
 
-    const char *szValue = ZAFOLDAPResultGetFirst(pResult, pWanted->szAttr);
-    if (QLIBCSzListPush(pWanted->pplistValue, szValue != nullptr ? szValue : "") < 0) {
-        QLIBCSzListPop(*pWanted->pplistDN);  // the lists stay parallel
+    const char *value = ZAFOLDAPResultGetFirst(result, wanted->attribute);
+    if (QLIBCSzListPush(wanted->values, value != nullptr ? value : "") < 0) {
+        QLIBCSzListPop(*wanted->dns);  // the lists stay parallel
         return -1;
     }
     return 0;
 }
 
-struct MULTI_VALUE {
-    const char *szAttr;
-    QLIBSZLIST **pplistValue;
+struct MultiValue {
+    const char *attribute;
+    QLIBSZLIST **values;
 };
 
 int TakeAllValues(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                  const ZAFOLDAP_RESULT *pResult, void *pData) {
-    const auto *pWanted = static_cast<const MULTI_VALUE *>(pData);
-    return ZAFOLDAPResultGetAll(pResult, pWanted->szAttr, pWanted->pplistValue) < 0 ? -1 : 1;
+                  const ZAFOLDAP_RESULT *result, void *data) {
+    const auto *wanted = static_cast<const MultiValue *>(data);
+    return ZAFOLDAPResultGetAll(result, wanted->attribute, wanted->values) < 0 ? -1 : 1;
 }
 
 }  // namespace
 
-int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                            const char *szAttr, QLIBSZLIST **pplistDN, QLIBSZLIST **pplistValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (pplistDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistDN");
-    if (*pplistDN == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistDN");
-    const bool blOnlyDN = std::strcmp(szAttr, "dn") == 0;
-    if (!blOnlyDN) {
-        if (pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValue");
-        if (*pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValue");
+int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *original,
+                            const char *attribute, QLIBSZLIST **dns, QLIBSZLIST **values) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (original == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (dns == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistDN");
+    if (*dns == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistDN");
+    const bool only_dn = std::strcmp(attribute, "dn") == 0;
+    if (!only_dn) {
+        if (values == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValue");
+        if (*values == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValue");
     }
 
     return zafo::Guarded(-1, [&] {
-        if (QLIBCSzListRemoveAll(*pplistDN) < 0) return -1;
-        if (pplistValue != nullptr && *pplistValue != nullptr &&
-            QLIBCSzListRemoveAll(*pplistValue) < 0) {
+        if (QLIBCSzListRemoveAll(*dns) < 0) return -1;
+        if (values != nullptr && *values != nullptr && QLIBCSzListRemoveAll(*values) < 0) {
             return -1;
         }
         zafo::List attributes;
         attributes.Push("dn");
-        if (!blOnlyDN) attributes.Push(szAttr);
-        ZAFOLDAP_SEARCH_REQUEST request = *pRequest;
+        if (!only_dn) attributes.Push(attribute);
+        ZAFOLDAP_SEARCH_REQUEST request = *original;
         request.plistAttr = attributes.get();
-        EACH_VALUE wanted{szAttr, pplistDN, blOnlyDN ? nullptr : pplistValue};
-        return ZAFOLDAPSearchResultGet(pHost, &request, AppendDNAndValue, &wanted);
+        EachValue wanted{attribute, dns, only_dn ? nullptr : values};
+        return ZAFOLDAPSearchResultGet(host, &request, AppendDNAndValue, &wanted);
     });
 }
 
-int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *pHost, const ZAFOLDAP_SEARCH_REQUEST *pRequest,
-                             const char *szAttr, QLIBSZLIST **pplistValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (pRequest == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValue");
-    if (*pplistValue == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValue");
+int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *original,
+                             const char *attribute, QLIBSZLIST **values) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (original == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (values == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pplistValue");
+    if (*values == nullptr) return ZAFO_BAD_ARGUMENT("NULL != *pplistValue");
 
     return zafo::Guarded(-1, [&] {
-        if (QLIBCSzListRemoveAll(*pplistValue) < 0) return -1;
+        if (QLIBCSzListRemoveAll(*values) < 0) return -1;
         zafo::List attributes;
-        attributes.Push(szAttr);
-        ZAFOLDAP_SEARCH_REQUEST request = *pRequest;
+        attributes.Push(attribute);
+        ZAFOLDAP_SEARCH_REQUEST request = *original;
         request.plistAttr = attributes.get();
-        MULTI_VALUE wanted{szAttr, pplistValue};
-        return ZAFOLDAPSearchResultGet(pHost, &request, TakeAllValues, &wanted);
+        MultiValue wanted{attribute, values};
+        return ZAFOLDAPSearchResultGet(host, &request, TakeAllValues, &wanted);
     });
 }
 
-int ZAFOLDAPSearchGetValueByDN(const ZAFOLDAP_HOST *pHost, const char *szDN, const char *szFilter,
-                               const char *szAttr, char *szValue, size_t cbValue) {
-    if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri");
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (szAttr == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
-    if (szValue == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");
-    if (cbValue == 0) return ZAFO_BAD_ARGUMENT("0 < cbValue");
+int ZAFOLDAPSearchGetValueByDN(const ZAFOLDAP_HOST *host, const char *dn, const char *filter,
+                               const char *attribute, char *value, size_t size) {
+    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (attribute == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szAttr");
+    if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szValue");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbValue");
 
     return zafo::Guarded(-1, [&] {
         ZAFOLDAP_SEARCH_REQUEST request{};
-        request.szBase = szDN;
+        request.szBase = dn;
         request.blBaseAsIs = 1;
-        request.szFilter = szFilter;
+        request.szFilter = filter;
         zafo::List values;
-        if (ZAFOLDAPSearchMultiValue(pHost, &request, szAttr, values.address()) < 0) return -1;
-        zafo::CopyText(values.size() > 0 ? values[0] : "", szValue, cbValue);
+        if (ZAFOLDAPSearchMultiValue(host, &request, attribute, values.address()) < 0) return -1;
+        zafo::CopyText(values.size() > 0 ? values[0] : "", value, size);
         return values.size();
     });
 }

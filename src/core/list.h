@@ -16,43 +16,43 @@ namespace zafo {
 // First size of every list and map that the library makes.
 constexpr int kListCapacity = 1024;
 
-inline void FreeList(QLIBSZLIST *pList) {
-    if (pList != nullptr) QLIBCSzListFree(pList);
+inline void FreeList(QLIBSZLIST *list) {
+    if (list != nullptr) QLIBCSzListFree(list);
 }
 
-// The item of an index that the list has. One that is not given all the same was lost for want of memory:
-// throws std::bad_alloc.
-inline const char *ItemAt(const QLIBSZLIST *pList, int i) {
-    const char *szItem = QLIBCSzListGet(pList, i);
-    if (szItem == nullptr) throw std::bad_alloc();
-    return szItem;
+// The item of an index that the list has. One that is not given all the same was lost for want of
+// memory: throws std::bad_alloc.
+inline const char *ItemAt(const QLIBSZLIST *list, int i) {
+    const char *item = QLIBCSzListGet(list, i);
+    if (item == nullptr) throw std::bad_alloc();
+    return item;
 }
 
 // An owned string list; making one that cannot be allocated throws std::bad_alloc.
 class List {
   public:
-    List() : p_(QLIBCSzListAlloc(kListCapacity)) {
-        if (p_ == nullptr) throw std::bad_alloc();
+    List() : list_(QLIBCSzListAlloc(kListCapacity)) {
+        if (list_ == nullptr) throw std::bad_alloc();
     }
-    List(List &&other) noexcept : p_(std::exchange(other.p_, nullptr)) {}
+    List(List &&other) noexcept : list_(std::exchange(other.list_, nullptr)) {}
     List &operator=(List &&other) noexcept {
-        std::swap(p_, other.p_);
+        std::swap(list_, other.list_);
         return *this;
     }
     List(const List &) = delete;
     List &operator=(const List &) = delete;
-    ~List() { FreeList(p_); }
+    ~List() { FreeList(list_); }
 
-    void Push(const char *sz) {
-        if (QLIBCSzListPush(&p_, sz) < 0) throw std::bad_alloc();
+    void Push(const char *text) {
+        if (QLIBCSzListPush(&list_, text) < 0) throw std::bad_alloc();
     }
-    int size() const { return p_->nItem; }
-    const char *operator[](int i) const { return ItemAt(p_, i); }
-    QLIBSZLIST *get() const { return p_; }
-    QLIBSZLIST **address() { return &p_; }
+    int size() const { return list_->nItem; }
+    const char *operator[](int i) const { return ItemAt(list_, i); }
+    QLIBSZLIST *get() const { return list_; }
+    QLIBSZLIST **address() { return &list_; }
 
   private:
-    QLIBSZLIST *p_;
+    QLIBSZLIST *list_;
 };
 
 struct FreeMap {
@@ -64,19 +64,19 @@ inline Map MakeMap() {
     return Map(QLIBCSzHashAlloc(kListCapacity));
 }
 
-// A new list with the capacity and the items of `pSource`, those left out that are NULL; nullptr when it
-// cannot be made.
-inline QLIBSZLIST *CloneList(const QLIBSZLIST *pSource) {
-    QLIBSZLIST *pList = QLIBCSzListAlloc(pSource->nCapacity);
-    if (pList == nullptr) return nullptr;
-    for (int i = 0; i < pSource->nItem; ++i) {
-        const char *szItem = QLIBCSzListGet(pSource, i);
-        if (szItem != nullptr && QLIBCSzListPush(&pList, szItem) < 0) {
-            QLIBCSzListFree(pList);
+// A new list with the capacity and the items of `source`, those left out that are NULL; nullptr
+// when it cannot be made.
+inline QLIBSZLIST *CloneList(const QLIBSZLIST *source) {
+    QLIBSZLIST *list = QLIBCSzListAlloc(source->nCapacity);
+    if (list == nullptr) return nullptr;
+    for (int i = 0; i < source->nItem; ++i) {
+        const char *item = QLIBCSzListGet(source, i);
+        if (item != nullptr && QLIBCSzListPush(&list, item) < 0) {
+            QLIBCSzListFree(list);
             return nullptr;
         }
     }
-    return pList;
+    return list;
 }
 
 }  // namespace zafo

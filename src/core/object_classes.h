@@ -5,13 +5,13 @@
 
 namespace zafo {
 
-struct OBJECT_CLASS {
-    unsigned int nBit;
-    const char *szName;
+struct ObjectClass {
+    unsigned int bit;
+    const char *name;
 };
 
 // The object classes that the library knows, in the order of their bits.
-inline constexpr OBJECT_CLASS kObjectClasses[] = {
+inline constexpr ObjectClass kObjectClasses[] = {
     {ZAFOLDAP_CLASS_TOP, "top"},
     {ZAFOLDAP_CLASS_DOMAIN, "domain"},
     {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, "extensibleObject"},

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <new>
 
+#include "core/result_codes.h"
 #include "zafoldap/search.h"
 
 namespace zafo {
@@ -19,17 +20,25 @@ class OpenSearch {
     // The attributes to return. Throws std::bad_alloc.
     void AskFor(std::initializer_list<const char *> attributes) {
         if (ZAFOLDAPSearchRequestInit(&request, 1) != 0) throw std::bad_alloc();
-        for (const char *szAttr : attributes) {
-            if (QLIBCSzListPush(&request.plistAttr, szAttr) < 0) throw std::bad_alloc();
+        for (const char *attribute : attributes) {
+            if (QLIBCSzListPush(&request.plistAttr, attribute) < 0) throw std::bad_alloc();
         }
     }
 
     // As ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext.
-    int Open(const ZAFOLDAP_HOST *pHost) { return ZAFOLDAPSearchInit(pHost, &request, &result); }
+    int Open(const ZAFOLDAP_HOST *host) { return ZAFOLDAPSearchInit(host, &request, &result); }
     int Next() { return ZAFOLDAPSearchGetNext(&request, &result); }
 
+    // The same; 0 also when there is no entry at the base.
+    int NextIfThere() {
+        const int found = Next();
+        return found < 0 && result.nExitCode == kNoSuchObject ? 0 : found;
+    }
+
     // The first value of an attribute of the current entry, or NULL.
-    const char *First(const char *szAttr) const { return ZAFOLDAPResultGetFirst(&result, szAttr); }
+    const char *First(const char *attribute) const {
+        return ZAFOLDAPResultGetFirst(&result, attribute);
+    }
 
     ZAFOLDAP_SEARCH_REQUEST request{};
     ZAFOLDAP_RESULT result{};

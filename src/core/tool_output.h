@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a tool writes, from the stream that QLIBCPopen gives.
+// What a tool writes, from the stream that QLIBCPopen gives, and how it ends.
 #pragma once
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include "platform/process.h"
@@ -16,49 +11,24 @@
 namespace zafo {
 
 struct CloseToolOutput {
-    void operator()(FILE *pOutput) const { QLIBCPclose(pOutput); }
+    void operator()(FILE *output) const { QLIBCPclose(output); }
 };
 
 // Closes the stream and waits for the tool; its status is not wanted.
 using ToolOutput = std::unique_ptr<FILE, CloseToolOutput>;
 
-// The lines, one after the other.
-class Lines {
-  public:
-    explicit Lines(FILE *pOutput) : pOutput_(pOutput) {}
-    Lines(const Lines &) = delete;
-    Lines &operator=(const Lines &) = delete;
-    ~Lines() { std::free(szLine_); }
-
-    // The next line without its line break, valid until the next call; nullptr at the end.
-    const char *Next() {
-        const ssize_t n = getline(&szLine_, &cbLine_, pOutput_);
-        if (n < 0) return nullptr;
-        if (n > 0 && szLine_[n - 1] == '\n') szLine_[n - 1] = '\0';
-        return szLine_;
-    }
-
-  private:
-    FILE *pOutput_;
-    char *szLine_ = nullptr;
-    size_t cbLine_ = 0;
-};
+// While debugging, the tool's words as lines of the log of that place of a file; otherwise they are
+// not read. A tool ignores the broken pipe and ends by itself.
+void LogOutput(FILE *output, const char *file, int line = __builtin_LINE());
 
 // The one line of a tool that writes one, without its line break, cut to the buffer. A signal may
-// come in between, a few times. Whether there was one; errno says why not (0: the output ended).
-inline bool ReadOnlyLine(FILE *pOutput, char *szLine, size_t cbLine) {
-    constexpr int kAttempts = 5;
-    const int nSize = static_cast<int>(std::min<size_t>(cbLine, INT_MAX));
-    for (int i = 0; i < kAttempts; ++i) {
-        errno = 0;  // the end of the output leaves it alone
-        if (std::fgets(szLine, nSize, pOutput) != nullptr) {
-            szLine[std::strcspn(szLine, "\n")] = '\0';
-            return true;
-        }
-        if (errno != EINTR) break;
-        std::clearerr(pOutput);
-    }
-    return false;
-}
+// come in between, a few times. Whether there was one; the log of that place of a file says why
+// not.
+bool ReadOnlyLine(const ToolOutput &output, char *text, size_t size, const char *file,
+                  int line = __builtin_LINE());
+
+// Whether a tool that failed ended by itself, as its wait status says. Its exit code, which is the
+// server's answer or its own, is then in *exit_code and the library error.
+bool KeepExitCode(int status, int *exit_code);
 
 }  // namespace zafo

@@ -25,11 +25,11 @@ Result Guarded(Result failure, const Body &body) noexcept {
 
 // The same for -1, with a line in the log as of that place of a file.
 template <class Body>
-int GuardedAloud(const char *szFile, int nLine, const Body &body) noexcept {
+int GuardedAloud(const char *file, int line, const Body &body) noexcept {
     try {
         return body();
     } catch (const std::exception &) {
-        syslog(LOG_ERR, "%s:%d out of memory", szFile, nLine);
+        syslog(LOG_ERR, "%s:%d out of memory", file, line);
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }

@@ -12,7 +12,7 @@ constexpr const char *kFolder = "/tmp";
 constexpr const char *kMarkerFile = "/tmp/zafoldap_debug";
 constexpr int kUnknown = -1;
 
-int g_nDebug = kUnknown;
+int g_debug = kUnknown;
 
 // With the switch on, the log shows new passwords: it is for root to throw, or for the user
 // whose process this is. One look decides, so there is nothing to exchange between two; the file
@@ -28,6 +28,6 @@ bool IsThrown() {
 }  // namespace
 
 int ZAFOLDAPDebugEnabled() {
-    if (g_nDebug == kUnknown) g_nDebug = IsThrown() ? 1 : 0;
-    return g_nDebug;
+    if (g_debug == kUnknown) g_debug = IsThrown() ? 1 : 0;
+    return g_debug;
 }

@@ -5,12 +5,12 @@
 #include "frame/text.h"
 #include "zafoldap/dn.h"
 
-int ZAFOLDAPDNParserParentDN(const char *szDN, char *szParentDN, size_t cbParentDN) {
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    if (szParentDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szParentDN");
-    if (cbParentDN == 0) return ZAFO_BAD_ARGUMENT("0 < cbParentDN");
+int ZAFOLDAPDNParserParentDN(const char *dn, char *parent_dn, size_t size) {
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    if (parent_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szParentDN");
+    if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbParentDN");
 
-    const char *szComma = std::strchr(szDN, ',');
-    zafo::CopyText(szComma == nullptr ? "" : szComma + 1, szParentDN, cbParentDN);
+    const char *comma = std::strchr(dn, ',');
+    zafo::CopyText(comma == nullptr ? "" : comma + 1, parent_dn, size);
     return 0;
 }

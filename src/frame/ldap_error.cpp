@@ -6,17 +6,17 @@
 
 namespace {
 
-int g_nLDAPError = 0;
+int g_error = 0;
 
-struct ERROR_STRING {
+struct ErrorRow {
     int code;
-    const char *szSection;  // nullptr: the default section
-    const char *szKey;
+    const char *section;  // nullptr: the default section
+    const char *key;
 };
 
 constexpr const char *kDefaultSection = "ldap_error";
 
-constexpr ERROR_STRING rgLDAPErrorString[] = {
+constexpr ErrorRow kErrorRows[] = {
     {-65536, "common", "error_system"},
     {-65537, nullptr, "ldap_server_not_support"},
     {-65538, nullptr, "ldap_username_already_exists"},
@@ -50,7 +50,7 @@ constexpr ERROR_STRING rgLDAPErrorString[] = {
 }  // namespace
 
 int ZAFOLDAPErrSet(int code) {
-    g_nLDAPError = code;
+    g_error = code;
     return code;
 }
 
@@ -59,17 +59,17 @@ int ZAFOLDAPErrReset() {
 }
 
 int ZAFOLDAPErrGet() {
-    return g_nLDAPError;
+    return g_error;
 }
 
-const char *ZAFOLDAPErrGetString(int code, const char **pszSection) {
-    const ERROR_STRING *pFound = nullptr;
-    for (const ERROR_STRING &row : rgLDAPErrorString) {
-        if (row.code == code) pFound = &row;  // the last row of a code wins
+const char *ZAFOLDAPErrGetString(int code, const char **section) {
+    const ErrorRow *found = nullptr;
+    for (const ErrorRow &row : kErrorRows) {
+        if (row.code == code) found = &row;  // the last row of a code wins
     }
-    if (pFound == nullptr) return "";
-    if (pszSection != nullptr) {
-        *pszSection = pFound->szSection != nullptr ? pFound->szSection : kDefaultSection;
+    if (found == nullptr) return "";
+    if (section != nullptr) {
+        *section = found->section != nullptr ? found->section : kDefaultSection;
     }
-    return pFound->szKey;
+    return found->key;
 }

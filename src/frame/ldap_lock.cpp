@@ -12,9 +12,9 @@
 
 namespace {
 
-int TakeLock(const char *szFile, int flag) {
+int TakeLock(const char *path, int flag) {
     constexpr int kTries = 10;
-    zafo::LockFile lock(szFile);
+    zafo::LockFile lock(path);
     for (int i = 0; i < kTries; ++i) {
         zafo::Descriptor file = lock.Open();
         if (!file.IsOpen()) break;
@@ -30,14 +30,14 @@ int TakeLock(const char *szFile, int flag) {
 
 }  // namespace
 
-int ZAFOLDAPLock(const char *szFile, int flag) {
+int ZAFOLDAPLock(const char *path, int flag) {
     constexpr int kBoth = LOCK_SH | LOCK_EX;
-    if (szFile == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szFile");
+    if (path == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szFile");
     if ((flag & kBoth) == 0) return ZAFO_BAD_ARGUMENT("(flag & (1 | 2))");
     if ((flag & kBoth) == kBoth) {
         return ZAFO_BAD_ARGUMENT("(flag & (LOCK_SH | LOCK_EX)) != (LOCK_SH | LOCK_EX)");
     }
-    return zafo::Guarded(-1, [=] { return TakeLock(szFile, flag); });
+    return zafo::Guarded(-1, [=] { return TakeLock(path, flag); });
 }
 
 int ZAFOLDAPUnLock(int fd) {

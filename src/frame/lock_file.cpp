@@ -49,11 +49,11 @@ std::string FolderOf(const std::string &path) {
 
 // A name beside `path` that nobody can have taken before.
 std::string NameBeside(const std::string &path) {
-    uint64_t nRandom = 0;
-    if (getrandom(&nRandom, sizeof nRandom, 0) != sizeof nRandom) return {};
-    char szSuffix[32];
-    snprintf(szSuffix, sizeof szSuffix, ".%016llx", static_cast<unsigned long long>(nRandom));
-    return path + szSuffix;
+    uint64_t random = 0;
+    if (getrandom(&random, sizeof random, 0) != sizeof random) return {};
+    char suffix[32];
+    snprintf(suffix, sizeof suffix, ".%016llx", static_cast<unsigned long long>(random));
+    return path + suffix;
 }
 
 bool Exchange(const std::string &one, const std::string &other) {
@@ -62,7 +62,7 @@ bool Exchange(const std::string &one, const std::string &other) {
 
 }  // namespace
 
-LockFile::LockFile(const char *szPath) : path_(szPath) {
+LockFile::LockFile(const char *path) : path_(path) {
     struct stat folder {};
     is_shared_ = stat(FolderOf(path_).c_str(), &folder) == 0 && IsShared(folder);
 }
@@ -98,8 +98,8 @@ void LockFile::Discard(const std::string &aside) const {
     struct stat status {};
     if (lstat(aside.c_str(), &status) != 0) return;
     const std::string what = WhatItIs(status);
-    const bool blFolder = S_ISDIR(status.st_mode);
-    if ((blFolder ? rmdir(aside.c_str()) : unlink(aside.c_str())) == 0) {
+    const bool is_folder = S_ISDIR(status.st_mode);
+    if ((is_folder ? rmdir(aside.c_str()) : unlink(aside.c_str())) == 0) {
         ZAFO_LOG("lock file %s: %s was in the way and has been removed", path_.c_str(),
                  what.c_str());
     } else {
@@ -117,9 +117,9 @@ Descriptor LockFile::Replace() const {
         Discard(aside);
         return file;
     }
-    const int nReason = errno;
+    const int reason = errno;
     unlink(aside.c_str());
-    errno = nReason;
+    errno = reason;
     return Descriptor();
 }
 

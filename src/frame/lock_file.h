@@ -11,7 +11,7 @@ namespace zafo {
 
 class LockFile {
   public:
-    explicit LockFile(const char *szPath);
+    explicit LockFile(const char *path);
 
     // The file, made where it is missing; not open when it cannot be had.
     Descriptor Open();

@@ -2,17 +2,22 @@
 #include "frame/log.h"
 
 #include "platform/error.h"
+#include "zafoldap/error.h"
 
 namespace zafo {
 
-int BadArgument(const char *szFile, int nLine, const char *szCondition) {
-    syslog(LOG_ERR, "%s:%d Invaild Argument (%s)=[%d]\n", szFile, nLine, szCondition, 0);
+int BadArgument(const char *file, int line, const char *condition) {
+    syslog(LOG_ERR, "%s:%d Invaild Argument (%s)=[%d]\n", file, line, condition, 0);
     QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
     return -1;
 }
 
 unsigned int PlatformError() {
     return static_cast<unsigned int>(QLIBCErrGet());
+}
+
+const char *ErrorKey() {
+    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
 }
 
 }  // namespace zafo

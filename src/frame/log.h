@@ -5,9 +5,11 @@
 
 #include <syslog.h>
 
+#include "zafoldap/debug.h"
+
 // One line to the system log: "FILE:LINE " and the text.
-#define ZAFO_LOG(szFmt, ...) \
-    syslog(LOG_ERR, "%s:%d " szFmt, __FILE_NAME__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define ZAFO_LOG(format, ...) \
+    syslog(LOG_ERR, "%s:%d " format, __FILE_NAME__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 // The same while the debug switch is on.
 #define ZAFO_DEBUG_LOG(...)                                     \
@@ -18,14 +20,17 @@
 // Reports a failed argument check; its value is -1. The condition is data: it
 // is the text that the log has always shown, not necessarily what was compiled.
 //
-//     if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-#define ZAFO_BAD_ARGUMENT(szCondition) ::zafo::BadArgument(__FILE_NAME__, __LINE__, szCondition)
+//     if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
+#define ZAFO_BAD_ARGUMENT(condition) ::zafo::BadArgument(__FILE_NAME__, __LINE__, condition)
 
 namespace zafo {
 
-int BadArgument(const char *szFile, int nLine, const char *szCondition);
+int BadArgument(const char *file, int line, const char *condition);
 
 // The platform's error slot, as log lines print it with "[0x%04X]".
 unsigned int PlatformError();
+
+// The library's error slot, as they print it with "%s (%d)" and the code.
+const char *ErrorKey();
 
 }  // namespace zafo

@@ -46,14 +46,14 @@ bool KeepsNames(const struct stat &folder) {
 }
 
 std::string WhatItIs(const struct stat &status) {
-    char szText[96];
-    const int n = snprintf(szText, sizeof szText, "%s of user %u, mode %04o",
-                           KindOf(status.st_mode), status.st_uid, status.st_mode & 07777U);
+    char text[96];
+    const int n = snprintf(text, sizeof text, "%s of user %u, mode %04o", KindOf(status.st_mode),
+                           status.st_uid, status.st_mode & 07777U);
     if (!S_ISDIR(status.st_mode) && status.st_nlink > 1) {
-        snprintf(szText + n, sizeof szText - static_cast<size_t>(n), ", %lu links",
+        snprintf(text + n, sizeof text - static_cast<size_t>(n), ", %lu links",
                  static_cast<unsigned long>(status.st_nlink));
     }
-    return szText;
+    return text;
 }
 
 }  // namespace zafo

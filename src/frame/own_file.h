@@ -48,7 +48,8 @@ bool IsShared(const struct stat &folder);
 // the others may only remove what is theirs.
 bool KeepsNames(const struct stat &folder);
 
-// "a folder of user 65534, mode 0755", for a log line. By number: asking for names could ask the directory.
+// "a folder of user 65534, mode 0755", for a log line. By number: asking for names could ask the
+// directory.
 std::string WhatItIs(const struct stat &status);
 
 }  // namespace zafo

@@ -8,19 +8,19 @@
 
 namespace zafo {
 
-// Copies `szText` into a buffer of `cbBuf` bytes (at least 1), cut to fit.
-inline void CopyText(const char *szText, char *szBuf, size_t cbBuf) {
-    const size_t n = strnlen(szText, cbBuf - 1);
-    std::memcpy(szBuf, szText, n);
-    szBuf[n] = '\0';
+// Copies `text` into a buffer of `size` bytes (at least 1), cut to fit.
+inline void CopyText(const char *text, char *buffer, size_t size) {
+    const size_t n = strnlen(text, size - 1);
+    std::memcpy(buffer, text, n);
+    buffer[n] = '\0';
 }
 
 // The result of a function that has written a text into a buffer; the text ends in the buffer, also
 // when the function filled it to its last byte.
 template <size_t N>
-int Ended(char (&szBuf)[N], int nResult) {
-    szBuf[N - 1] = '\0';
-    return nResult;
+int Ended(char (&buffer)[N], int result) {
+    buffer[N - 1] = '\0';
+    return result;
 }
 
 }  // namespace zafo

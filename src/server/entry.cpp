@@ -12,28 +12,28 @@ namespace zafo {
 namespace {
 
 int CheckDN(const std::string &dn) {
-    const char *szDN = dn.c_str();
-    if (*szDN == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *szDN");
-    REQUIRE_ONE_LINE(szDN);
+    const char *text = dn.c_str();
+    if (*text == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *szDN");
+    if (!IsOneLine(text)) return ZAFO_NOT_ONE_LINE("szDN");
     return FitsDN(dn) ? 0 : -1;
 }
 
 int Write(ChangeFile &change, const Entry &entry) {
     if (CheckDN(entry.dn) != 0 || change.Open() != 0) return -1;
     ZAFOLDAPLdifTargetDN(change.get(), entry.dn.c_str());
-    for (const auto &[szAttr, value] : entry.attributes)
-        WriteValue(change.get(), szAttr, value.c_str());
+    for (const auto &[attribute, value] : entry.attributes)
+        WriteValue(change.get(), attribute, value.c_str());
     return 0;
 }
 
 }  // namespace
 
-std::string EntryDN(const char *szAttr, const char *szName, const std::string &parent) {
-    return std::string(szAttr).append("=").append(EscapedForDN(szName)).append(",").append(parent);
+std::string EntryDN(const char *attribute, const char *name, const std::string &parent) {
+    return std::string(attribute).append("=").append(EscapedForDN(name)).append(",").append(parent);
 }
 
-Entry Container(const char *szName, const std::string &parent) {
-    return {EntryDN("cn", szName, parent), {{"cn", szName}, {"objectClass", "organizationalRole"}}};
+Entry Container(const char *name, const std::string &parent) {
+    return {EntryDN("cn", name, parent), {{"cn", name}, {"objectClass", "organizationalRole"}}};
 }
 
 int AddEntry(const ZAFOLDAP_HOST &host, const Entry &entry) {

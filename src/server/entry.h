@@ -18,10 +18,10 @@ struct Entry {
 };
 
 // "ATTR=NAME,PARENT", as long as it gets: whether it can be a name is asked when it becomes one.
-std::string EntryDN(const char *szAttr, const char *szName, const std::string &parent);
+std::string EntryDN(const char *attribute, const char *name, const std::string &parent);
 
 // "cn=NAME,PARENT", an entry that holds others.
-Entry Container(const char *szName, const std::string &parent);
+Entry Container(const char *name, const std::string &parent);
 
 // Adds an entry through the server. 0; -1 as ZAFOLDAPModify, with 0x0B00 when the disk had no
 // room for the change file, or with 0x0E00 or 0x0D00 when the DN is too long, empty or more

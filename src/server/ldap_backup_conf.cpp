@@ -43,7 +43,7 @@ using SharePath = char[558];
 
 class ConfLock {
   public:
-    explicit ConfLock(int nKind) : fd_(ZAFOLDAPLock(kConfLock, nKind)) {}
+    explicit ConfLock(int kind) : fd_(ZAFOLDAPLock(kConfLock, kind)) {}
     ConfLock(const ConfLock &) = delete;
     ConfLock &operator=(const ConfLock &) = delete;
     ~ConfLock() { ZAFOLDAPUnLock(fd_); }
@@ -54,16 +54,18 @@ class ConfLock {
     int fd_;
 };
 
-// Whether the section is there and can be read; -1 when only memory was missing, which says nothing
+enum class Section { kRead, kNone, kNoMemory };
+
+// A section that cannot be read is as good as none, but for want of memory, which says nothing
 // about the file. An earlier reason is not taken for one: not every platform gives one here.
-int LoadSection(const char *szTask, QLIBSZHASH *pMap) {
-    const int nEarlier = QLIBCErrGet();
+Section LoadSection(const char *task, QLIBSZHASH *map) {
+    const int earlier = QLIBCErrGet();
     QLIBCErrSet(QLIB_ERR_NONE);
-    const int nPairs = QLIBCFileGetSection(kBackupConf, szTask, pMap);
-    const int nReason = QLIBCErrGet();
-    if (nReason == QLIB_ERR_NONE) QLIBCErrSet(nEarlier);
-    if (nPairs > 0) return 1;
-    return nPairs < 0 && nReason == QLIB_ERR_OUT_OF_MEMORY ? -1 : 0;
+    const int pairs = QLIBCFileGetSection(kBackupConf, task, map);
+    const int reason = QLIBCErrGet();
+    if (reason == QLIB_ERR_NONE) QLIBCErrSet(earlier);
+    if (pairs > 0) return Section::kRead;
+    return pairs < 0 && reason == QLIB_ERR_OUT_OF_MEMORY ? Section::kNoMemory : Section::kNone;
 }
 
 int FailForMemory() {
@@ -73,173 +75,176 @@ int FailForMemory() {
 
 // --- Reading ------------------------------------------------------------------
 
-bool ParseSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
-    *pSchedule = {};
-    zafo::CopyText(zafo::kBackupCommand, pSchedule->szCommand, sizeof pSchedule->szCommand);
-    int *rg = pSchedule->rgField;
-    return std::sscanf(szText, "%d,%d,%d,%d,%d,%d", rg, rg + 1, rg + 2, rg + 3, rg + 4, rg + 5) ==
-           6;
+bool ParseSchedule(const char *text, ZAFOSCHEDULE *schedule) {
+    *schedule = {};
+    zafo::CopyText(zafo::kBackupCommand, schedule->szCommand, sizeof schedule->szCommand);
+    int *fields = schedule->rgField;
+    return std::sscanf(text, "%d,%d,%d,%d,%d,%d", fields, fields + 1, fields + 2, fields + 3,
+                       fields + 4, fields + 5) == 6;
 }
 
-int ReadSchedule(const char *szText, ZAFOSCHEDULE *pSchedule) {
-    if (szText == nullptr) {
-        if (ParseSchedule(kDefaultSchedule, pSchedule)) return 0;
+int ReadSchedule(const char *text, ZAFOSCHEDULE *schedule) {
+    if (text == nullptr) {
+        if (ParseSchedule(kDefaultSchedule, schedule)) return 0;
         ZAFO_LOG("set default schedule error");
         return -1;
     }
-    if (ParseSchedule(szText, pSchedule)) return 0;
-    ZAFO_LOG("invalid schedule setting: [%s]", szText);
+    if (ParseSchedule(text, schedule)) return 0;
+    ZAFO_LOG("invalid schedule setting: [%s]", text);
     return -1;
 }
 
-int MaxFileOf(const char *szText) {
-    if (szText == nullptr) return kDefaultMaxFile;
-    const long n = std::strtol(szText, nullptr, 10);
+int MaxFileOf(const char *text) {
+    if (text == nullptr) return kDefaultMaxFile;
+    const long n = std::strtol(text, nullptr, 10);
     return n > 0 ? static_cast<int>(std::min<long>(n, INT_MAX)) : kDefaultMaxFile;
 }
 
-// The record's strings in the order in which they come; the list's block may move with each.
-int SetText(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *ZAFOLDAP_BACKUP_CONFIG::*pszField,
-            const char *szText) {
+// The record's strings in the order in which they come; the list's block may move with each. With
+// one that is lost the call ends: the numbers of those behind would be wrong.
+int SetText(ZAFOLDAP_BACKUP_CONFIG *config, const char *ZAFOLDAP_BACKUP_CONFIG::*field,
+            const char *text) {
     const char *ZAFOLDAP_BACKUP_CONFIG::*const kFields[] = {&ZAFOLDAP_BACKUP_CONFIG::szTask,
                                                             &ZAFOLDAP_BACKUP_CONFIG::szDestShare,
                                                             &ZAFOLDAP_BACKUP_CONFIG::szDestDir};
-    if (QLIBCSzListPush(&pConfig->plistBuffer, szText) < 0) return -1;
-    pConfig->*pszField = szText;
+    if (QLIBCSzListPush(&config->plistBuffer, text) < 0) return -1;
+    config->*field = text;
     int i = 0;
-    for (const auto pszOther : kFields) {
-        if (pConfig->*pszOther == nullptr) continue;
-        pConfig->*pszOther = QLIBCSzListGet(pConfig->plistBuffer, i++);
+    bool all = true;
+    for (const auto other : kFields) {
+        if (config->*other == nullptr) continue;
+        config->*other = QLIBCSzListGet(config->plistBuffer, i++);
+        if (config->*other == nullptr) all = false;
     }
-    return 0;
+    return all ? 0 : FailForMemory();
 }
 
-int ReadDestination(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    if (const char *szShare = QLIBCSzHashGetValue(pMap, kKeyDestShare)) {
-        if (SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestShare, szShare) != 0) return -1;
-        SharePath szPath = "";
-        if (zafo::Ended(szPath, ZAFOSharePathGet(szShare, szPath, sizeof szPath)) != 0) return 0;
-        return SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, szPath);
+int ReadDestination(const QLIBSZHASH *map, ZAFOLDAP_BACKUP_CONFIG *config) {
+    if (const char *share = QLIBCSzHashGetValue(map, kKeyDestShare)) {
+        if (SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szDestShare, share) != 0) return -1;
+        SharePath path = "";
+        if (zafo::Ended(path, ZAFOSharePathGet(share, path, sizeof path)) != 0) return 0;
+        return SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, path);
     }
-    const char *szDir = QLIBCSzHashGetValue(pMap, kKeyDestDir);
-    return szDir != nullptr ? SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, szDir) : 0;
+    const char *dir = QLIBCSzHashGetValue(map, kKeyDestDir);
+    return dir != nullptr ? SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szDestDir, dir) : 0;
 }
 
-int ReadSection(const QLIBSZHASH *pMap, ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    const char *szEnabled = QLIBCSzHashGetValue(pMap, kKeyEnabled);
-    pConfig->blEnabled = szEnabled != nullptr && strcasecmp(szEnabled, kYes) == 0 ? 1 : 0;
-    if (ReadSchedule(QLIBCSzHashGetValue(pMap, kKeySchedule), &pConfig->schedule) != 0) return -1;
-    if (ReadDestination(pMap, pConfig) != 0) return -1;
-    pConfig->nMaxFile = MaxFileOf(QLIBCSzHashGetValue(pMap, kKeyMaxFile));
+int ReadSection(const QLIBSZHASH *map, ZAFOLDAP_BACKUP_CONFIG *config) {
+    const char *enabled = QLIBCSzHashGetValue(map, kKeyEnabled);
+    config->blEnabled = enabled != nullptr && strcasecmp(enabled, kYes) == 0 ? 1 : 0;
+    if (ReadSchedule(QLIBCSzHashGetValue(map, kKeySchedule), &config->schedule) != 0) return -1;
+    if (ReadDestination(map, config) != 0) return -1;
+    config->nMaxFile = MaxFileOf(QLIBCSzHashGetValue(map, kKeyMaxFile));
     return 0;
 }
 
 // 1 when there is such a section; 0, also when it cannot be read; -1 without the lock.
-int LoadUnderLock(const char *szTask, QLIBSZHASH *pMap) {
+int LoadUnderLock(const char *task, QLIBSZHASH *map) {
     const ConfLock lock(LOCK_SH);
     if (!lock.IsHeld()) return -1;
-    return QLIBCFileGetSection(kBackupConf, szTask, pMap) > 0 ? 1 : 0;
+    return QLIBCFileGetSection(kBackupConf, task, map) > 0 ? 1 : 0;
 }
 
-int Get(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
-    *pConfig = {};
-    pConfig->nMaxFile = kDefaultMaxFile;
-    pConfig->plistBuffer = QLIBCSzListAlloc(zafo::kListCapacity);
-    if (pConfig->plistBuffer == nullptr) return FailForMemory();
-    if (SetText(pConfig, &ZAFOLDAP_BACKUP_CONFIG::szTask, szTask) != 0) return -1;
+int Get(ZAFOLDAP_BACKUP_CONFIG *config, const char *task) {
+    *config = {};
+    config->nMaxFile = kDefaultMaxFile;
+    config->plistBuffer = QLIBCSzListAlloc(zafo::kListCapacity);
+    if (config->plistBuffer == nullptr) return FailForMemory();
+    if (SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szTask, task) != 0) return -1;
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return FailForMemory();
-    const int nLoaded = LoadUnderLock(szTask, map.get());
-    if (nLoaded == 1) return ReadSection(map.get(), pConfig);
-    return nLoaded;
+    const int loaded = LoadUnderLock(task, map.get());
+    if (loaded == 1) return ReadSection(map.get(), config);
+    return loaded;
 }
 
 // --- Writing ------------------------------------------------------------------
 
-int SetSchedule(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
-    if (QLIBCSzHashSetValue(pMap, kKeyEnabled, config.blEnabled != 0 ? kYes : kNo) < 0) return -1;
+int SetSchedule(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *map) {
+    if (QLIBCSzHashSetValue(map, kKeyEnabled, config.blEnabled != 0 ? kYes : kNo) < 0) return -1;
     if (config.blEnabled == 0) return 0;
-    char szText[6 * sizeof "-2147483648,"];
-    const int *rg = config.schedule.rgField;
-    std::snprintf(szText, sizeof szText, "%d,%d,%d,%d,%d,%d", rg[0], rg[1], rg[2], rg[3], rg[4],
-                  rg[5]);
-    return QLIBCSzHashSetValue(pMap, kKeySchedule, szText);
+    char text[6 * sizeof "-2147483648,"];
+    const int *fields = config.schedule.rgField;
+    std::snprintf(text, sizeof text, "%d,%d,%d,%d,%d,%d", fields[0], fields[1], fields[2],
+                  fields[3], fields[4], fields[5]);
+    return QLIBCSzHashSetValue(map, kKeySchedule, text);
 }
 
-int SetDestination(QLIBSZHASH *pMap, const char *szKey, const char *szValue, const char *szPath,
-                   const char *szOtherKey) {
-    if (szPath == nullptr || ZAFOLDAPBackupIsValidDest(szPath) != 1) {
+int SetDestination(QLIBSZHASH *map, const char *key, const char *value, const char *path,
+                   const char *other_key) {
+    if (path == nullptr || ZAFOLDAPBackupIsValidDest(path) != 1) {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_SHARE);
         return -1;
     }
-    QLIBCSzHashRemoveKey(pMap, szOtherKey);  // that it was not there may be a failure to a platform
-    return QLIBCSzHashSetValue(pMap, szKey, szValue);
+    QLIBCSzHashRemoveKey(map, other_key);  // that it was not there may be a failure to a platform
+    return QLIBCSzHashSetValue(map, key, value);
 }
 
-int SetDestination(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *pMap) {
+int SetDestination(const ZAFOLDAP_BACKUP_CONFIG &config, QLIBSZHASH *map) {
     if (config.szDestShare != nullptr) {
-        SharePath szPath = "";
-        const bool blFound =
-            zafo::Ended(szPath, ZAFOSharePathGet(config.szDestShare, szPath, sizeof szPath)) == 0;
-        return SetDestination(pMap, kKeyDestShare, config.szDestShare, blFound ? szPath : nullptr,
+        SharePath path = "";
+        const bool found =
+            zafo::Ended(path, ZAFOSharePathGet(config.szDestShare, path, sizeof path)) == 0;
+        return SetDestination(map, kKeyDestShare, config.szDestShare, found ? path : nullptr,
                               kKeyDestDir);
     }
     if (config.szDestDir == nullptr) return 0;
-    return SetDestination(pMap, kKeyDestDir, config.szDestDir, config.szDestDir, kKeyDestShare);
+    return SetDestination(map, kKeyDestDir, config.szDestDir, config.szDestDir, kKeyDestShare);
 }
 
-int SetMaxFile(int nMaxFile, QLIBSZHASH *pMap) {
-    if (nMaxFile <= 0) return 0;
-    char szText[sizeof "2147483647"];
-    std::snprintf(szText, sizeof szText, "%d", nMaxFile);
-    return QLIBCSzHashSetValue(pMap, kKeyMaxFile, szText);
+int SetMaxFile(int max_file, QLIBSZHASH *map) {
+    if (max_file <= 0) return 0;
+    char text[sizeof "2147483647"];
+    std::snprintf(text, sizeof text, "%d", max_file);
+    return QLIBCSzHashSetValue(map, kKeyMaxFile, text);
 }
 
-int LogSaveFailure(const char *szTask) {
-    ZAFO_LOG("save backup conf [%s] failed! [0x%04X]", szTask, zafo::PlatformError());
+int LogSaveFailure(const char *task) {
+    ZAFO_LOG("save backup conf [%s] failed! [0x%04X]", task, zafo::PlatformError());
     return -1;
 }
 
-int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *szTask) {
+int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *task) {
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return FailForMemory();
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
-    const int nLoaded = LoadSection(szTask, map.get());
-    if (nLoaded < 0) return -1;
-    if (nLoaded == 0 && QLIBCFileAddSection(kBackupConf, szTask, map.get(), 0) < 0) {
-        return LogSaveFailure(szTask);
+    const Section section = LoadSection(task, map.get());
+    if (section == Section::kNoMemory) return -1;
+    if (section == Section::kNone && QLIBCFileAddSection(kBackupConf, task, map.get(), 0) < 0) {
+        return LogSaveFailure(task);
     }
     if (SetSchedule(config, map.get()) < 0) return -1;
     if (SetDestination(config, map.get()) < 0) return -1;
     if (SetMaxFile(config.nMaxFile, map.get()) < 0) return -1;
-    if (QLIBCFileSetSection(kBackupConf, szTask, nullptr, map.get(), 0) < 0) {
-        return LogSaveFailure(szTask);
+    if (QLIBCFileSetSection(kBackupConf, task, nullptr, map.get(), 0) < 0) {
+        return LogSaveFailure(task);
     }
     return 0;
 }
 
 }  // namespace
 
-int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *pConfig, const char *szTask) {
-    if (pConfig == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
-    return Get(pConfig, szTask != nullptr ? szTask : kDefaultTask);
+int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *config, const char *task) {
+    if (config == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
+    return Get(config, task != nullptr ? task : kDefaultTask);
 }
 
-int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    if (pConfig == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
-    return Set(*pConfig, pConfig->szTask != nullptr ? pConfig->szTask : kDefaultTask);
+int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *config) {
+    if (config == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pConfig");
+    return Set(*config, config->szTask != nullptr ? config->szTask : kDefaultTask);
 }
 
-int ZAFOLDAPBackupConfigFree(ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    if (pConfig == nullptr) return 0;
-    zafo::FreeList(pConfig->plistBuffer);
-    *pConfig = {};
+int ZAFOLDAPBackupConfigFree(ZAFOLDAP_BACKUP_CONFIG *config) {
+    if (config == nullptr) return 0;
+    zafo::FreeList(config->plistBuffer);
+    *config = {};
     return 0;
 }
 
-int ZAFOLDAPBackupIsValidDest(const char *szPath) {
+int ZAFOLDAPBackupIsValidDest(const char *path) {
     struct stat status {};
-    if (szPath == nullptr || lstat(szPath, &status) != 0 || !S_ISDIR(status.st_mode)) return 0;
-    return access(szPath, R_OK | W_OK | X_OK) == 0 ? 1 : 0;
+    if (path == nullptr || lstat(path, &status) != 0 || !S_ISDIR(status.st_mode)) return 0;
+    return access(path, R_OK | W_OK | X_OK) == 0 ? 1 : 0;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/one_line.h"
+#include "core/check_connection.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "frame/text.h"
@@ -10,21 +11,28 @@
 
 namespace {
 
-int CreateNode(const ZAFOLDAP_HOST &host, const char *szNodeName) {
-    if (zafo::AddEntry(host, zafo::Container(szNodeName, host.szBaseDN)) == 0) return 0;
-    ZAFO_LOG("ldap modify failed [%s, %s] [0x%04X]", szNodeName, "", zafo::PlatformError());
+bool HasBase(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
+    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
+    if (host->szBaseDN != nullptr) return true;
+    zafo::BadArgument(__FILE_NAME__, line, "((void *)0) != pHost->szBaseDN");
+    return false;
+}
+
+int CreateNode(const ZAFOLDAP_HOST &host, const char *name) {
+    if (zafo::AddEntry(host, zafo::Container(name, host.szBaseDN)) == 0) return 0;
+    ZAFO_LOG("ldap modify failed [%s, %s] [0x%04X]", name, "", zafo::PlatformError());
     return -1;
 }
 
 int CreateRootNode(const ZAFOLDAP_HOST &host) {
-    char szComponent[zafo::kServerText] = "";
-    if (zafo::Ended(szComponent, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, szComponent,
-                                                                sizeof szComponent)) < 0) {
+    char component[zafo::kServerText] = "";
+    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, component,
+                                                              sizeof component)) < 0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
                  zafo::PlatformError());
         return -1;
     }
-    const zafo::Entry base{host.szBaseDN, {{"dc", szComponent}, {"objectClass", "domain"}}};
+    const zafo::Entry base{host.szBaseDN, {{"dc", component}, {"objectClass", "domain"}}};
     if (zafo::AddEntry(host, base) == 0) return 0;
     ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", host.szBaseDN, zafo::PlatformError());
     return -1;
@@ -32,23 +40,14 @@ int CreateRootNode(const ZAFOLDAP_HOST &host) {
 
 }  // namespace
 
-#define REQUIRE_HOST()                                                                 \
-    do {                                                                               \
-        if (pHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");        \
-        if (pHost->szUri == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szUri"); \
-        if (pHost->szBaseDN == nullptr) {                                              \
-            return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");                \
-        }                                                                              \
-    } while (false)
-
-int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *pHost, const char *szNodeName) {
-    REQUIRE_HOST();
-    if (szNodeName == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
-    REQUIRE_ONE_LINE(szNodeName);
-    return zafo::Guarded(-1, [=] { return CreateNode(*pHost, szNodeName); });
+int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *host, const char *name) {
+    if (!HasBase(host)) return -1;
+    if (name == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
+    if (!zafo::IsOneLine(name)) return ZAFO_NOT_ONE_LINE("szNodeName");
+    return zafo::Guarded(-1, [=] { return CreateNode(*host, name); });
 }
 
-int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *pHost) {
-    REQUIRE_HOST();
-    return zafo::Guarded(-1, [=] { return CreateRootNode(*pHost); });
+int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *host) {
+    if (!HasBase(host)) return -1;
+    return zafo::Guarded(-1, [=] { return CreateRootNode(*host); });
 }

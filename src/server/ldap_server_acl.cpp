@@ -29,12 +29,12 @@ constexpr size_t kMaxPath = 4095;
 constexpr const char *kOperators = nullptr;
 
 struct Clause {
-    const char *szSubject;
-    const char *szRight;  // nullptr: no such clause
+    const char *subject;
+    const char *right;  // nullptr: no such clause
 };
 
 struct Rule {
-    const char *szTarget;
+    const char *target;
     std::array<Clause, 3> clauses;
 };
 
@@ -51,71 +51,75 @@ constexpr Rule kRules[] = {
     {"*", {{{kOperators, "write"}, {"*", "read"}}}},
 };
 
-std::string OperatorsSubject(const char *szSuffix) {
-    char szGroup[zafo::kServerText];
-    snprintf(szGroup, sizeof szGroup, "cn=Directory Operators,cn=groups,%s", szSuffix);
-    return "set=\"[" + std::string(szGroup) + "]/memberUid & user/uid\"";
+std::string OperatorsSubject(const char *suffix) {
+    char group[zafo::kServerText];
+    snprintf(group, sizeof group, "cn=Directory Operators,cn=groups,%s", suffix);
+    return "set=\"[" + std::string(group) + "]/memberUid & user/uid\"";
 }
 
-std::string Text(const char *szSuffix) {
-    const std::string operators = OperatorsSubject(szSuffix);
+std::string Text(const char *suffix) {
+    const std::string operators = OperatorsSubject(suffix);
     std::string text;
     for (const Rule &rule : kRules) {
-        text.append("access to ").append(rule.szTarget).append("\n");
+        text.append("access to ").append(rule.target).append("\n");
         for (const Clause &clause : rule.clauses) {
-            if (clause.szRight == nullptr) continue;
-            text.append("\tby ").append(clause.szSubject != kOperators ? clause.szSubject
-                                                                       : operators);
-            text.append(" ").append(clause.szRight).append("\n");
+            if (clause.right == nullptr) continue;
+            text.append("\tby ").append(clause.subject != kOperators ? clause.subject : operators);
+            text.append(" ").append(clause.right).append("\n");
         }
     }
     return text;
 }
 
-int Write(const char *szPath, const char *szSuffix) {
-    const std::string text = Text(szSuffix);
-    const int fd = open(szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    FILE *pFile = fd < 0 ? nullptr : fdopen(fd, "w");
-    if (pFile == nullptr) {
+int Write(const char *path, const char *suffix) {
+    const std::string text = Text(suffix);
+    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    FILE *file = fd < 0 ? nullptr : fdopen(fd, "w");
+    if (file == nullptr) {
         if (fd >= 0) close(fd);
         return -1;
     }
-    fwrite(text.data(), 1, text.size(), pFile);
-    fclose(pFile);
+    fwrite(text.data(), 1, text.size(), file);
+    fclose(file);
     return 0;
+}
+
+// A line break in the suffix would be another rule.
+bool HasSuffix(const ZAFOLDAP_SERVER_PARAM *params, int line = __builtin_LINE()) {
+    const char *fault = nullptr;
+    if (params == nullptr) {
+        fault = "((void *)0) != pParms";
+    } else if (params->szSuffix == nullptr) {
+        fault = "NULL != pParms->szSuffix";
+    } else if (!zafo::IsOneLine(params->szSuffix)) {
+        fault = "NULL == strpbrk(pParms->szSuffix, \"\\r\\n\")";
+    }
+    return fault == nullptr || zafo::BadArgument(__FILE_NAME__, line, fault) == 0;
 }
 
 }  // namespace
 
-// A line break in the suffix would be another rule.
-#define REQUIRE_SUFFIX()                                                                       \
-    do {                                                                                       \
-        if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");              \
-        if (pParms->szSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pParms->szSuffix"); \
-        REQUIRE_ONE_LINE(pParms->szSuffix);                                                    \
-    } while (false)
-
-int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVER_PARAM *pParms) {
-    REQUIRE_SUFFIX();
-    if (szPath == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szPath");
-    return zafo::Guarded(-1, [=] { return Write(szPath, pParms->szSuffix); });
+int ZAFOLDAPServerWriteACL(const char *path, const ZAFOLDAP_SERVER_PARAM *params) {
+    if (!HasSuffix(params)) return -1;
+    if (path == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szPath");
+    return zafo::Guarded(-1, [=] { return Write(path, params->szSuffix); });
 }
 
-int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms) {
-    REQUIRE_SUFFIX();
+int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *params) {
+    if (!HasSuffix(params)) return -1;
     ZAFO_DEBUG_LOG("gen tmp conf");
-    char szTemp[kMaxPath] = "";
-    if (zafo::Ended(szTemp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, szTemp, sizeof szTemp)) < 0) {
+    char temp[kMaxPath] = "";
+    if (zafo::Ended(temp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, temp, sizeof temp)) < 0) {
         ZAFO_LOG("generate temp file for %s failed.", zafo::kAccessRules);
         return -1;
     }
-    ZAFO_DEBUG_LOG("write acl conf to %s", szTemp);
-    if (ZAFOLDAPServerWriteACL(szTemp, pParms) != 0) {
-        ZAFO_LOG("write acl rules into %s failed.", szTemp);
+    ZAFO_DEBUG_LOG("write acl conf to %s", temp);
+    if (ZAFOLDAPServerWriteACL(temp, params) != 0) {
+        ZAFO_LOG("write acl rules into %s failed.", temp);
         return -1;
     }
-    if (rename(szTemp, zafo::kAccessRules) != 0) {
-        ZAFO_LOG("rename %s -> %s failed. %s", szTemp, zafo::kAccessRules, std::strerror(errno));
+    if (rename(temp, zafo::kAccessRules) != 0) {
+        ZAFO_LOG("rename %s -> %s failed. %s", temp, zafo::kAccessRules, std::strerror(errno));
         return -1;
     }
     return 0;

@@ -4,8 +4,10 @@
 
 #include "accounts/account_record.h"
 #include "accounts/automount_value.h"
+#include "accounts/one_line.h"
 #include "core/change_file.h"
-#include "core/own_host.h"
+#include "core/own_record.h"
+#include "core/result_codes.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -16,8 +18,6 @@
 
 namespace {
 
-constexpr int kAlreadyExists = 68;  // LDAP result code
-
 // The library error says why it failed, if it is one of the server's.
 int Add(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
     ZAFOLDAPErrReset();
@@ -25,14 +25,14 @@ int Add(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
 }
 
 int AddUnlessThere(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
-    return Add(host, entry) == 0 || ZAFOLDAPErrGet() == kAlreadyExists ? 0 : -1;
+    return Add(host, entry) == 0 || ZAFOLDAPErrGet() == zafo::kEntryAlreadyExists ? 0 : -1;
 }
 
-int AddMap(const ZAFOLDAP_HOST &host, const char *szMap) {
+int AddMap(const ZAFOLDAP_HOST &host, const char *map) {
     return AddUnlessThere(
         host,
-        {zafo::AutomountMapDN(host, szMap),
-         {{"automountMapName", szMap}, {"objectClass", "top"}, {"objectClass", "automountMap"}}});
+        {zafo::AutomountMapDN(host, map),
+         {{"automountMapName", map}, {"objectClass", "top"}, {"objectClass", "automountMap"}}});
 }
 
 int AddMaps(const ZAFOLDAP_HOST &host) {
@@ -66,29 +66,28 @@ int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
                     {"objectClass", "automount"}}}) == 0) {
         return 0;
     }
-    if (ZAFOLDAPErrGet() != kAlreadyExists) return -1;
+    if (ZAFOLDAPErrGet() != zafo::kEntryAlreadyExists) return -1;
     if (ReplaceInformation(host, dn, value) == 0) return 0;
-    ZAFO_LOG("Failed to update 'automountInformation' %s (%d)",
-             ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr), ZAFOLDAPErrGet());
+    ZAFO_LOG("Failed to update 'automountInformation' %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
     return -1;
 }
 
-int Publish(const char *szHost, const char *szHomeFolderPath) {
+int Publish(const char *host_name, const char *home_folder_path) {
     zafo::OwnHost server;
-    if (ZAFOLDAPHostInitByBrowserConfig(&server.host, nullptr) <= 0) {
+    if (ZAFOLDAPHostInitByBrowserConfig(&server, nullptr) <= 0) {
         ZAFO_LOG("Init config failed. Start server first.");
         return -1;
     }
-    if (AddMaps(server.host) != 0) return -1;
-    const auto escaped = zafo::EscapedPath(szHomeFolderPath);
+    if (AddMaps(server) != 0) return -1;
+    const auto escaped = zafo::EscapedPath(home_folder_path);
     if (!escaped) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        ZAFO_LOG("Escape [%s] failed. [0x%04X]", szHomeFolderPath, zafo::PlatformError());
+        ZAFO_LOG("Escape [%s] failed. [0x%04X]", home_folder_path, zafo::PlatformError());
         return -1;
     }
-    if (PublishHomes(server.host, zafo::AutomountValue(szHost, *escaped)) != 0) return -1;
-    if (ZAFOLDAPBrowserUserHomeCreateAll(&server.host, szHost, szHomeFolderPath) != 0) {
-        ZAFO_LOG("Create user home folders failed. [%s] [%s] [0x%04X]", szHost, szHomeFolderPath,
+    if (PublishHomes(server, zafo::AutomountValue(host_name, *escaped)) != 0) return -1;
+    if (ZAFOLDAPBrowserUserHomeCreateAll(&server, host_name, home_folder_path) != 0) {
+        ZAFO_LOG("Create user home folders failed. [%s] [%s] [0x%04X]", host_name, home_folder_path,
                  zafo::PlatformError());
     }
     return 0;
@@ -96,12 +95,10 @@ int Publish(const char *szHost, const char *szHomeFolderPath) {
 
 }  // namespace
 
-int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath) {
-    if (szHost == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
-    if (szHomeFolderPath == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
-    if (!zafo::IsOneLine(szHost)) return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szHost, \"\\r\\n\")");
-    if (!zafo::IsOneLine(szHomeFolderPath)) {
-        return ZAFO_BAD_ARGUMENT("NULL == strpbrk(szHomeFolderPath, \"\\r\\n\")");
-    }
-    return zafo::Guarded(-1, [=] { return Publish(szHost, szHomeFolderPath); });
+int ZAFOLDAPServerAutomountCreate(const char *host_name, const char *home_folder_path) {
+    if (host_name == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szHost");
+    if (home_folder_path == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szHomeFolderPath");
+    if (!zafo::IsOneLine(host_name)) return ZAFO_NOT_ONE_LINE("szHost");
+    if (!zafo::IsOneLine(home_folder_path)) return ZAFO_NOT_ONE_LINE("szHomeFolderPath");
+    return zafo::Guarded(-1, [=] { return Publish(host_name, home_folder_path); });
 }

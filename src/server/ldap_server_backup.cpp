@@ -12,6 +12,7 @@
 #include <new>
 
 #include "core/ldap_browser_conf.h"
+#include "core/own_record.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/process.h"
@@ -28,27 +29,19 @@ constexpr const char *kProgram = "/usr/zafo/bin/zafoldapbackup";
 constexpr int kProgramOptions = 0xB3;
 constexpr const char *kPrefix = "zafoldap";
 
-class BackupConfig {
-  public:
-    BackupConfig() = default;
-    BackupConfig(const BackupConfig &) = delete;
-    BackupConfig &operator=(const BackupConfig &) = delete;
-    ~BackupConfig() { ZAFOLDAPBackupConfigFree(&config); }
-
-    ZAFOLDAP_BACKUP_CONFIG config{};
-};
+using BackupConfig = zafo::Own<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
 
 // --- Exit codes ---------------------------------------------------------------
 
-struct REASON {
-    int nAfterBackup;
-    int nAfterRestore;
+struct Reason {
+    int after_backup;
+    int after_restore;
 };
 
 constexpr int kBusy = 1;
 
 // By exit code. That the two columns differ is part of the interface.
-constexpr REASON kReasons[] = {
+constexpr Reason kReasons[] = {
     {ZAFOLDAP_ERR_SYSTEM, ZAFOLDAP_ERR_SYSTEM},      // 0
     {ZAFOLDAP_ERR_OCCUPIED, ZAFOLDAP_ERR_OCCUPIED},  // 1, see BusyReason
     {ZAFOLDAP_ERR_INVALID_SHARE, ZAFOLDAP_ERR_INVALID_BACKUP_FILE},
@@ -68,82 +61,81 @@ constexpr REASON kReasons[] = {
 // Another run holds the job; its progress tells which kind it is.
 int BusyReason() {
     ZAFOLDAP_PROGRESS progress;
-    int nReason = ZAFOLDAP_ERR_OCCUPIED;
+    int reason = ZAFOLDAP_ERR_OCCUPIED;
     if (ZAFOLDAPServerProgressGet(&progress) == 1 && progress.szOperation != nullptr) {
         if (std::strcmp(progress.szOperation, "backup") == 0) {
-            nReason = ZAFOLDAP_ERR_BACKUP_LOCKED;
+            reason = ZAFOLDAP_ERR_BACKUP_LOCKED;
         } else if (std::strcmp(progress.szOperation, "restore") == 0) {
-            nReason = ZAFOLDAP_ERR_RESTORE_LOCKED;
+            reason = ZAFOLDAP_ERR_RESTORE_LOCKED;
         }
     }
     ZAFOLDAPServerProgressFree(&progress);
-    return nReason;
+    return reason;
 }
 
-void SetReason(int nCode, int REASON::*pColumn) {
-    if (nCode == kBusy) {
+void SetReason(int code, int Reason::*column) {
+    if (code == kBusy) {
         ZAFOLDAPErrSet(BusyReason());
-    } else if (nCode > 0 && nCode < static_cast<int>(std::size(kReasons))) {
-        ZAFOLDAPErrSet(kReasons[nCode].*pColumn);
+    } else if (code > 0 && code < static_cast<int>(std::size(kReasons))) {
+        ZAFOLDAPErrSet(kReasons[code].*column);
     } else {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SYSTEM);
     }
 }
 
-int ExitCodeOf(int nWaitStatus) {
-    return WIFEXITED(nWaitStatus) ? WEXITSTATUS(nWaitStatus) : -1;
+int ExitCodeOf(int wait_status) {
+    return WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : -1;
 }
 
 // --- The program --------------------------------------------------------------
 
 // Whether there was room for it.
-bool SetVariable(const char *szName, const char *szValue) {
-    return (szValue != nullptr ? setenv(szName, szValue, 1) : unsetenv(szName)) == 0;
+bool SetVariable(const char *name, const char *value) {
+    return (value != nullptr ? setenv(name, value, 1) : unsetenv(name)) == 0;
 }
 
-bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    const bool blSet = SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf) &&
-                       SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile) &&
-                       SetVariable("LDAP_BKP_PREFIX", kPrefix);
-    if (pConfig == nullptr) return blSet;
-    char szMaxFile[sizeof "-2147483648"];
-    std::snprintf(szMaxFile, sizeof szMaxFile, "%d", pConfig->nMaxFile);
-    return blSet && SetVariable("LDAP_BKP_TASK", pConfig->szTask) &&
-           SetVariable("LDAP_BKP_DEST_DIR", pConfig->szDestDir) &&
-           SetVariable("LDAP_BKP_SCHEDULE_ENABLED", pConfig->blEnabled != 0 ? "yes" : "no") &&
-           SetVariable("LDAP_BKP_MAX_BACKUP_FILE", szMaxFile);
+bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *config) {
+    const bool is_set = SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf) &&
+                        SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile) &&
+                        SetVariable("LDAP_BKP_PREFIX", kPrefix);
+    if (config == nullptr) return is_set;
+    char max_file[sizeof "-2147483648"];
+    std::snprintf(max_file, sizeof max_file, "%d", config->nMaxFile);
+    return is_set && SetVariable("LDAP_BKP_TASK", config->szTask) &&
+           SetVariable("LDAP_BKP_DEST_DIR", config->szDestDir) &&
+           SetVariable("LDAP_BKP_SCHEDULE_ENABLED", config->blEnabled != 0 ? "yes" : "no") &&
+           SetVariable("LDAP_BKP_MAX_BACKUP_FILE", max_file);
 }
 
 // Runs the program in an environment of these variables alone. Its wait status.
 template <class... Argument>
-int Run(const ZAFOLDAP_BACKUP_CONFIG *pConfig, Argument... szArguments) {
+int Run(const ZAFOLDAP_BACKUP_CONFIG *config, Argument... arguments) {
     const zafo::ClearedEnvironment cleared;
-    if (!SetVariables(pConfig)) throw std::bad_alloc();
-    return QLIBCExecl(kProgram, kProgramOptions, szArguments...,
-                      static_cast<const char *>(nullptr));
+    if (!SetVariables(config)) throw std::bad_alloc();
+    return QLIBCExecl(kProgram, kProgramOptions, arguments..., static_cast<const char *>(nullptr));
 }
 
 int Backup() {
     BackupConfig own;
-    if (ZAFOLDAPBackupConfigGet(&own.config, nullptr) != 0) return -1;
+    if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
     if (ZAFOLDAPServerDBIsEmpty() != 0) return -1;
-    ZAFOLDAPBackupIsValidDest(own.config.szDestDir);
+    ZAFOLDAPBackupIsValidDest(own.szDestDir);
     // The program's wait status counts as its exit code here.
-    const int nResult = Run(&own.config);
-    if (nResult == 0) return 0;
-    ZAFOLDAPServerBackupSetError(nResult);
+    const int result = Run(&own);
+    if (result == 0) return 0;
+    ZAFOLDAPServerBackupSetError(result);
     return -1;
 }
 
-int Restore(const char *szBackupFile) {
-    if (access(szBackupFile, R_OK) != 0) {
+int Restore(const char *backup_file) {
+    if (access(backup_file, R_OK) != 0) {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_BACKUP_FILE);
         return -1;
     }
-    const int nResult = Run(nullptr, "-r", szBackupFile);
-    if (nResult == 0) return 0;
-    ZAFO_LOG("zafoldapbackup -r \"%s\" failed: %d", szBackupFile, nResult);
-    SetReason(ExitCodeOf(nResult), &REASON::nAfterRestore);
+    const int result = Run(nullptr, "-r", backup_file);
+    if (result == 0) return 0;
+    ZAFO_LOG("zafoldapbackup -r \"%s\" failed: %d", backup_file, result);
+    SetReason(ExitCodeOf(result), &Reason::after_restore);
     unlink(zafo::kProgressFile);
     return -1;
 }
@@ -154,18 +146,18 @@ int ZAFOLDAPServerBackup(void) {
     return zafo::Guarded(-1, Backup);
 }
 
-int ZAFOLDAPServerRestore(const char *szBackupFile) {
-    if (szBackupFile == nullptr || *szBackupFile == '\0') {
+int ZAFOLDAPServerRestore(const char *backup_file) {
+    if (backup_file == nullptr || *backup_file == '\0') {
         return ZAFO_BAD_ARGUMENT("((void *)0) != szBackupFile && '\\0' != *szBackupFile");
     }
-    return zafo::Guarded(-1, [&] { return Restore(szBackupFile); });
+    return zafo::Guarded(-1, [&] { return Restore(backup_file); });
 }
 
-int ZAFOLDAPServerBackupSchedule(int blEnable) {
+int ZAFOLDAPServerBackupSchedule(int enable) {
     BackupConfig own;
-    if (ZAFOLDAPBackupConfigGet(&own.config, nullptr) != 0) return -1;
-    if (blEnable != 0) {
-        if (ZAFOScheduleSet(&own.config.schedule, 0) >= 0) return 0;
+    if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
+    if (enable != 0) {
+        if (ZAFOScheduleSet(&own.schedule, 0) >= 0) return 0;
         ZAFO_LOG("add ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
         return -1;
     }
@@ -174,12 +166,12 @@ int ZAFOLDAPServerBackupSchedule(int blEnable) {
     return -1;
 }
 
-int ZAFOLDAPServerBackupSetEnv(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    SetVariables(pConfig);
+int ZAFOLDAPServerBackupSetEnv(const ZAFOLDAP_BACKUP_CONFIG *config) {
+    SetVariables(config);
     return 0;
 }
 
-int ZAFOLDAPServerBackupSetError(int nCode) {
-    SetReason(nCode, &REASON::nAfterBackup);
+int ZAFOLDAPServerBackupSetError(int code) {
+    SetReason(code, &Reason::after_backup);
     return 0;
 }

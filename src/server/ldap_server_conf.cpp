@@ -15,36 +15,36 @@ namespace {
 constexpr int kMapCapacity = 512;
 constexpr size_t kMaxHash = 1024;
 
-int SetUnlessNull(QLIBSZHASH *pMap, const char *szKey, const char *szValue) {
-    return szValue == nullptr || QLIBCSzHashSetValue(pMap, szKey, szValue) >= 0 ? 0 : -1;
+int SetUnlessNull(QLIBSZHASH *map, const char *key, const char *value) {
+    return value == nullptr || QLIBCSzHashSetValue(map, key, value) >= 0 ? 0 : -1;
 }
 
-int SetHash(QLIBSZHASH *pMap, const char *szPassword) {
-    if (szPassword == nullptr) return 0;
-    char szHash[kMaxHash];
-    if (ZAFOLDAPEncryptPasswd(szPassword, szHash, sizeof szHash) != 0) {
+int SetHash(QLIBSZHASH *map, const char *password) {
+    if (password == nullptr) return 0;
+    char hash[kMaxHash];
+    if (ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) != 0) {
         ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return QLIBCSzHashSetValue(pMap, "rootpw", szHash) >= 0 ? 0 : -1;
+    return QLIBCSzHashSetValue(map, "rootpw", hash) >= 0 ? 0 : -1;
 }
 
 }  // namespace
 
-int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *pParms) {
-    if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
+int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *params) {
+    if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
 
     const zafo::Map map(QLIBCSzHashAlloc(kMapCapacity));
     if (map == nullptr) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         return -1;
     }
-    if (SetUnlessNull(map.get(), zafo::kSuffix, pParms->szSuffix) != 0) return -1;
-    if (SetUnlessNull(map.get(), "rootdn", pParms->szRootDN) != 0) return -1;
-    if (SetHash(map.get(), pParms->szRootPW) != 0) return -1;
+    if (SetUnlessNull(map.get(), zafo::kSuffix, params->szSuffix) != 0) return -1;
+    if (SetUnlessNull(map.get(), "rootdn", params->szRootDN) != 0) return -1;
+    if (SetHash(map.get(), params->szRootPW) != 0) return -1;
     return ZAFOLDAPConfSet(zafo::kSlapdConf, zafo::kSlapdConfTemplate, map.get(), 0) < 0 ? -1 : 0;
 }
 
-int ZAFOLDAPSlapdConfSetOne(const char *szKey, const char *szValue) {
-    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdConfTemplate, szKey, szValue, 0);
+int ZAFOLDAPSlapdConfSetOne(const char *key, const char *value) {
+    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdConfTemplate, key, value, 0);
 }

@@ -2,8 +2,9 @@
 //
 // The skeleton of a new database: the tree's base, containers for users and groups, the id pool
 // under "cn=zafoconf" (a sambaUnixIdPool entry for each of its pairs of numbers), the Samba domain.
-// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets its
-// name right before that, so that whatever is wrong with a name is told of the entry that it would be.
+// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets
+// its name right before that, so that whatever is wrong with a name is told of the entry that it
+// would be.
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -29,14 +30,14 @@ constexpr int kIndexOptions = 0xBB;
 constexpr unsigned kMaxAccounts = 10000;
 
 struct Pool {
-    const char *szName;
+    const char *name;
     unsigned uid;
     unsigned gid;
 };
 
 zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
-    zafo::Entry entry{zafo::EntryDN("cn", pool.szName, parent),
-                      {{"cn", pool.szName},
+    zafo::Entry entry{zafo::EntryDN("cn", pool.name, parent),
+                      {{"cn", pool.name},
                        {"uidNumber", std::to_string(pool.uid)},
                        {"gidNumber", std::to_string(pool.gid)},
                        {"objectClass", "organizationalRole"},
@@ -45,13 +46,13 @@ zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
 }
 
 // The first domain component of a DN; nothing, and a line in the log, when it has none.
-std::optional<std::string> DomainComponent(const char *szDN) {
-    char szComponent[zafo::kServerText] = "";
-    if (zafo::Ended(szComponent,
-                    ZAFOLDAPDNFirstDomainComponent(szDN, szComponent, sizeof szComponent)) >= 0) {
-        return szComponent;
+std::optional<std::string> DomainComponent(const char *dn) {
+    char component[zafo::kServerText] = "";
+    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(dn, component, sizeof component)) >=
+        0) {
+        return component;
     }
-    ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", szDN, zafo::PlatformError());
+    ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", dn, zafo::PlatformError());
     return {};
 }
 
@@ -74,18 +75,18 @@ int LoadUnlessThere(const zafo::Entry &entry) {
     return Exists(entry.dn) ? 0 : Load(entry);
 }
 
-int LoadBase(const char *szSuffix) {
-    if (Exists(szSuffix)) return 0;
-    const auto component = DomainComponent(szSuffix);
+int LoadBase(const char *suffix) {
+    if (Exists(suffix)) return 0;
+    const auto component = DomainComponent(suffix);
     if (!component) return -1;
-    return Load({szSuffix, {{"dc", *component}, {"objectClass", "domain"}}});
+    return Load({suffix, {{"dc", *component}, {"objectClass", "domain"}}});
 }
 
 constexpr const char *kBookkeeping = "zafoconf";
 
 int LoadContainers(const std::string &suffix) {
-    for (const char *szName : {"users", "groups", kBookkeeping}) {
-        if (LoadUnlessThere(zafo::Container(szName, suffix)) != 0) return -1;
+    for (const char *name : {"users", "groups", kBookkeeping}) {
+        if (LoadUnlessThere(zafo::Container(name, suffix)) != 0) return -1;
     }
     return 0;
 }
@@ -103,10 +104,10 @@ int LoadPools(const std::string &suffix, const ZAFOLDAP_SERVER_PARAM &parms) {
 }
 
 int Create(const ZAFOLDAP_SERVER_PARAM &parms) {
-    char szSuffix[zafo::kServerText];
-    if (zafo::ReadSuffix(szSuffix) != 0 || LoadBase(szSuffix) != 0) return -1;
-    if (LoadContainers(szSuffix) != 0 || LoadPools(szSuffix, parms) != 0) return -1;
-    if (ZAFOLDAPServerSambaDomainCreate(szSuffix, &parms) != 0) {
+    char suffix[zafo::kServerText];
+    if (zafo::ReadSuffix(suffix) != 0 || LoadBase(suffix) != 0) return -1;
+    if (LoadContainers(suffix) != 0 || LoadPools(suffix, parms) != 0) return -1;
+    if (ZAFOLDAPServerSambaDomainCreate(suffix, &parms) != 0) {
         ZAFO_LOG("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]", zafo::PlatformError());
         return -1;
     }
@@ -133,10 +134,10 @@ zafo::Entry DomainEntry(const std::string &dn, const std::string &name, const st
              {"objectClass", "sambaDomain"}}};
 }
 
-int CreateDomain(const char *szSuffix) {
-    const auto component = DomainComponent(szSuffix);
+int CreateDomain(const char *suffix) {
+    const auto component = DomainComponent(suffix);
     if (!component) return -1;
-    const std::string dn = zafo::EntryDN("sambaDomainName", component->c_str(), szSuffix);
+    const std::string dn = zafo::EntryDN("sambaDomainName", component->c_str(), suffix);
     if (Exists(dn)) return 0;
     const auto sid = zafo::RandomDomainSID();
     if (!sid) return -1;
@@ -147,13 +148,13 @@ int CreateDomain(const char *szSuffix) {
 
 }  // namespace
 
-int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *pParms) {
-    if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
-    return zafo::Guarded(-1, [=] { return Create(*pParms); });
+int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *params) {
+    if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
+    return zafo::Guarded(-1, [=] { return Create(*params); });
 }
 
-int ZAFOLDAPServerSambaDomainCreate(const char *szSuffix, const ZAFOLDAP_SERVER_PARAM *pParms) {
-    if (pParms == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
-    if (szSuffix == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSuffix");
-    return zafo::Guarded(-1, [=] { return CreateDomain(szSuffix); });
+int ZAFOLDAPServerSambaDomainCreate(const char *suffix, const ZAFOLDAP_SERVER_PARAM *params) {
+    if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
+    if (suffix == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szSuffix");
+    return zafo::Guarded(-1, [=] { return CreateDomain(suffix); });
 }

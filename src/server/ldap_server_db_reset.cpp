@@ -26,9 +26,9 @@ int CopySettings() {
     return -1;
 }
 
-int Remove(const char *szPath) {
-    if (unlink(szPath) == 0) return 0;
-    ZAFO_LOG("remove %s failed.", szPath);
+int Remove(const char *path) {
+    if (unlink(path) == 0) return 0;
+    ZAFO_LOG("remove %s failed.", path);
     return -1;
 }
 

@@ -7,7 +7,8 @@
 #include <string>
 
 #include "core/list.h"
-#include "core/own_host.h"
+#include "core/own_record.h"
+#include "core/result_codes.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
@@ -21,15 +22,13 @@
 
 namespace {
 
-constexpr int kValueExists = 20;  // LDAP result code
-
 struct DefaultGroup {
-    const char *szName;
+    const char *name;
     uint32_t gid;
-    const char *szDescription;
+    const char *description;
 };
 
-constexpr DefaultGroup kGroups[] = {
+constexpr DefaultGroup kDefaultGroups[] = {
     {"users", 1000001, "Directory default group"},
     {"Directory Operators", 1000000, "Directory default admin group"},
     {"administrators", 1000002, "Homebox default admin group"},
@@ -43,10 +42,6 @@ constexpr const char *kAdminName = "Directory/Homebox default admin user";
 // The access rules give members of the first one their rights.
 constexpr const char *kAdminGroups[] = {"Directory Operators", "administrators"};
 
-const char *Reason() {
-    return ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), nullptr);
-}
-
 // A code that an earlier call left must not explain a failure of the next one.
 template <class Call>
 int WithOwnError(const Call &call) {
@@ -55,25 +50,24 @@ int WithOwnError(const Call &call) {
 }
 
 int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
-    std::string name = wanted.szName;
+    std::string name = wanted.name;
     ZAFOGROUP group{};
     group.szName = name.data();
     group.nGid = wanted.gid;
     if (WithOwnError([&] {
-            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.szDescription, nullptr,
-                                              nullptr);
+            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr);
         }) == 0) {
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GROUPNAME_EXISTS) {
         ZAFOLDAPErrReset();
-        ZAFO_DEBUG_LOG("default group: [%s] is already exists, skip", wanted.szName);
+        ZAFO_DEBUG_LOG("default group: [%s] is already exists, skip", wanted.name);
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GID_EXISTS) {
         ZAFO_LOG("gid [%lu] already exists", static_cast<unsigned long>(wanted.gid));
     }
-    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.szName, Reason(),
+    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
              ZAFOLDAPErrGet());
     return -1;
 }
@@ -100,25 +94,27 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_UID_EXISTS) {
         ZAFO_LOG("uid [%lu] already exists", static_cast<unsigned long>(kAdminUid));
     } else {
-        ZAFO_LOG("create default user [%s] failed, %s (%d)", kAdmin, Reason(), ZAFOLDAPErrGet());
+        ZAFO_LOG("create default user [%s] failed, %s (%d)", kAdmin, zafo::ErrorKey(),
+                 ZAFOLDAPErrGet());
     }
     return -1;
 }
 
 // 0, or what the edit of the group returned.
-int JoinGroup(const ZAFOLDAP_HOST &host, const char *szGroup, const zafo::List &names) {
+int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &names) {
     const std::string dn =
-        std::string("cn=") + szGroup + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
-    const int nResult = WithOwnError(
+        std::string("cn=") + group + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
+    const int result = WithOwnError(
         [&] { return ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr); });
-    if (nResult == 0) return 0;
-    if (ZAFOLDAPErrGet() == kValueExists) {
+    if (result == 0) return 0;
+    if (ZAFOLDAPErrGet() == zafo::kAttributeOrValueExists) {
         ZAFOLDAPErrReset();
         ZAFO_DEBUG_LOG("[%s] already in group [%s]", kAdmin, dn.c_str());
         return 0;
     }
-    ZAFO_LOG("add [%s] to [%s] failed, %s (%d)", kAdmin, dn.c_str(), Reason(), ZAFOLDAPErrGet());
-    return nResult;
+    ZAFO_LOG("add [%s] to [%s] failed, %s (%d)", kAdmin, dn.c_str(), zafo::ErrorKey(),
+             ZAFOLDAPErrGet());
+    return result;
 }
 
 std::optional<zafo::List> AdminAlone() {
@@ -135,14 +131,14 @@ std::optional<zafo::List> AdminAlone() {
 
 int AddDefaults() {
     zafo::OwnHost server;
-    if (ZAFOLDAPHostInitByBrowserConfig(&server.host, nullptr) <= 0) return -1;
-    for (const DefaultGroup &group : kGroups) {
-        if (AddGroup(server.host, group) != 0) return -1;
+    if (ZAFOLDAPHostInitByBrowserConfig(&server, nullptr) <= 0) return -1;
+    for (const DefaultGroup &group : kDefaultGroups) {
+        if (AddGroup(server, group) != 0) return -1;
     }
-    if (AddAdmin(server.host) != 0) return -1;
+    if (AddAdmin(server) != 0) return -1;
     const auto names = AdminAlone();
-    if (!names || JoinGroup(server.host, kAdminGroups[0], *names) != 0) return -1;
-    return JoinGroup(server.host, kAdminGroups[1], *names);
+    if (!names || JoinGroup(server, kAdminGroups[0], *names) != 0) return -1;
+    return JoinGroup(server, kAdminGroups[1], *names);
 }
 
 }  // namespace

@@ -45,12 +45,12 @@ int Prepare(const ZAFOLDAP_SERVER_PARAM &parms) {
 
 }  // namespace
 
-int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *pParms) {
+int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *params) {
     ZAFOLDAPServerStop();
-    if (pParms != nullptr && Prepare(WithPool(*pParms)) != 0) return -1;
+    if (params != nullptr && Prepare(WithPool(*params)) != 0) return -1;
     if (ZAFOLDAPServerStart() != 0) {
         ZAFO_LOG("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
         return -1;
     }
-    return pParms == nullptr ? 0 : ZAFOLDAPServerDefaultAdd();
+    return params == nullptr ? 0 : ZAFOLDAPServerDefaultAdd();
 }

@@ -15,50 +15,50 @@
 
 namespace {
 
-struct TEXT_KEY {
-    const char *szKey;
-    const char *ZAFOLDAP_PROGRESS::*pszField;
+struct TextKey {
+    const char *key;
+    const char *ZAFOLDAP_PROGRESS::*field;
 };
 
-struct NUMBER_KEY {
-    const char *szKey;
-    int ZAFOLDAP_PROGRESS::*pField;
+struct NumberKey {
+    const char *key;
+    int ZAFOLDAP_PROGRESS::*field;
 };
 
-constexpr TEXT_KEY kTexts[] = {
+constexpr TextKey kTexts[] = {
     {"operation", &ZAFOLDAP_PROGRESS::szOperation},
     {"task", &ZAFOLDAP_PROGRESS::szTask},
     {"action", &ZAFOLDAP_PROGRESS::szAction},
 };
 
-constexpr NUMBER_KEY kNumbers[] = {
+constexpr NumberKey kNumbers[] = {
     {"pid", &ZAFOLDAP_PROGRESS::nPid},
     {"total", &ZAFOLDAP_PROGRESS::nTotal},
     {"stage", &ZAFOLDAP_PROGRESS::nStage},
     {"status", &ZAFOLDAP_PROGRESS::nStatus},
 };
 
-void TakeNumbers(const QLIBSZHASH *pMap, ZAFOLDAP_PROGRESS *pProgress) {
-    for (const NUMBER_KEY &row : kNumbers) {
-        const char *szValue = QLIBCSzHashGetValue(pMap, row.szKey);
-        if (szValue == nullptr) continue;
-        pProgress->*row.pField = static_cast<int>(std::strtoll(szValue, nullptr, 10));
+void TakeNumbers(const QLIBSZHASH *map, ZAFOLDAP_PROGRESS *progress) {
+    for (const NumberKey &row : kNumbers) {
+        const char *value = QLIBCSzHashGetValue(map, row.key);
+        if (value == nullptr) continue;
+        progress->*row.field = static_cast<int>(std::strtoll(value, nullptr, 10));
     }
 }
 
 // The list may move with each string, so the fields come last. Throws std::bad_alloc.
-void TakeTexts(const QLIBSZHASH *pMap, zafo::List list, ZAFOLDAP_PROGRESS *pProgress) {
-    for (const TEXT_KEY &row : kTexts) {
-        if (const char *szValue = QLIBCSzHashGetValue(pMap, row.szKey)) list.Push(szValue);
+void TakeTexts(const QLIBSZHASH *map, zafo::List list, ZAFOLDAP_PROGRESS *progress) {
+    for (const TextKey &row : kTexts) {
+        if (const char *value = QLIBCSzHashGetValue(map, row.key)) list.Push(value);
     }
     int i = 0;
-    for (const TEXT_KEY &row : kTexts) {
-        if (QLIBCSzHashGetValue(pMap, row.szKey) != nullptr) pProgress->*row.pszField = list[i++];
+    for (const TextKey &row : kTexts) {
+        if (QLIBCSzHashGetValue(map, row.key) != nullptr) progress->*row.field = list[i++];
     }
-    pProgress->plistBuffer = std::exchange(*list.address(), nullptr);
+    progress->plistBuffer = std::exchange(*list.address(), nullptr);
 }
 
-int Read(ZAFOLDAP_PROGRESS *pProgress) {
+int Read(ZAFOLDAP_PROGRESS *progress) {
     zafo::List list;
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) {
@@ -70,26 +70,26 @@ int Read(ZAFOLDAP_PROGRESS *pProgress) {
         QLIBCErrSet(QLIB_ERR_NONE);
         return 0;
     }
-    TakeTexts(map.get(), std::move(list), pProgress);
-    TakeNumbers(map.get(), pProgress);
-    const bool blAlive = QLIBCProcAlive(pProgress->nPid) != 0;
-    pProgress->blRunning = pProgress->nStatus == 0 && blAlive ? 1 : 0;
+    TakeTexts(map.get(), std::move(list), progress);
+    TakeNumbers(map.get(), progress);
+    const bool is_alive = QLIBCProcAlive(progress->nPid) != 0;
+    progress->blRunning = progress->nStatus == 0 && is_alive ? 1 : 0;
     return 1;
 }
 
 }  // namespace
 
-int ZAFOLDAPServerProgressGet(ZAFOLDAP_PROGRESS *pProgress) {
-    if (pProgress == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pProgress");
-    *pProgress = {};
-    const int nResult = zafo::Guarded(-1, [&] { return Read(pProgress); });
-    if (nResult != 1) *pProgress = {};
-    return nResult;
+int ZAFOLDAPServerProgressGet(ZAFOLDAP_PROGRESS *progress) {
+    if (progress == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pProgress");
+    *progress = {};
+    const int result = zafo::Guarded(-1, [&] { return Read(progress); });
+    if (result != 1) *progress = {};
+    return result;
 }
 
-int ZAFOLDAPServerProgressFree(ZAFOLDAP_PROGRESS *pProgress) {
-    if (pProgress == nullptr) return 0;
-    zafo::FreeList(pProgress->plistBuffer);
-    *pProgress = {};
+int ZAFOLDAPServerProgressFree(ZAFOLDAP_PROGRESS *progress) {
+    if (progress == nullptr) return 0;
+    zafo::FreeList(progress->plistBuffer);
+    *progress = {};
     return 0;
 }

@@ -20,11 +20,11 @@ constexpr std::chrono::seconds kSettlingTime{2};
 
 }  // namespace
 
-int ZAFOLDAPServerIsStarted(int *pPid) {
+int ZAFOLDAPServerIsStarted(int *pid) {
     if (QLIBServiceIsEnabled(kService) == 0) return 0;
-    const int nPid = QLIBCReadPidFile(kPidFile);
-    if (nPid < 1) return 0;
-    if (pPid != nullptr) *pPid = nPid;
+    const int found = QLIBCReadPidFile(kPidFile);
+    if (found < 1) return 0;
+    if (pid != nullptr) *pid = found;
     return 1;
 }
 

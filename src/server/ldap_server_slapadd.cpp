@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "core/line_buffer.h"
 #include "core/tool_output.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -15,7 +16,6 @@
 #include "platform/process.h"
 #include "server/server_files.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -28,70 +28,59 @@ constexpr const char *kDatabaseMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 
 constexpr size_t kMaxFilter = 4096;
 
-void LogOutput(FILE *pOutput) {
-    if (ZAFOLDAPDebugEnabled() == 0) return;
-    zafo::Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (*szLine != '\0') ZAFO_LOG("%s", szLine);
-    }
-}
-
-int ResultOfStatus(int nStatus, ZAFOLDAP_LDIF *pLDIF) {
-    if (nStatus == 0) return 0;
-    if ((nStatus & 127) == 0) {
-        const int nExitCode = (nStatus >> 8) & 255;
-        ZAFO_LOG("slapadd return %d", nExitCode);
-        pLDIF->nExitCode = nExitCode;
-        ZAFOLDAPErrSet(nExitCode);
+int ResultOfStatus(int status, ZAFOLDAP_LDIF *ldif) {
+    if (status == 0) return 0;
+    if (zafo::KeepExitCode(status, &ldif->nExitCode)) {
+        ZAFO_LOG("slapadd return %d", ldif->nExitCode);
     } else {
-        ZAFO_LOG("slapadd terminate abnormal %d", nStatus);
+        ZAFO_LOG("slapadd terminate abnormal %d", status);
     }
     return -1;
 }
 
-int RunSlapadd(const char *szSuffix, ZAFOLDAP_LDIF *pLDIF) {
+int RunSlapadd(const char *suffix, ZAFOLDAP_LDIF *ldif) {
     const std::string command =
-        std::string(kSlapadd) + " -b '" + szSuffix + "' -l '" + pLDIF->szPath + "'";
+        std::string(kSlapadd) + " -b '" + suffix + "' -l '" + ldif->szPath + "'";
     ZAFO_DEBUG_LOG("%s", command.c_str());
-    FILE *pOutput = QLIBCPopen(kSlapadd, "r", "-b", szSuffix, "-l", pLDIF->szPath,
-                               static_cast<char *>(nullptr));
-    if (pOutput == nullptr) {
+    FILE *output =
+        QLIBCPopen(kSlapadd, "r", "-b", suffix, "-l", ldif->szPath, static_cast<char *>(nullptr));
+    if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", command.c_str());
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return -1;
     }
-    LogOutput(pOutput);
-    return ResultOfStatus(QLIBCPclose(pOutput), pLDIF);
+    zafo::LogOutput(output, __FILE_NAME__);
+    return ResultOfStatus(QLIBCPclose(output), ldif);
 }
 
 // The database must not have two writers, so a running server is stopped meanwhile.
-int LoadOffline(const char *szSuffix, ZAFOLDAP_LDIF *pLDIF) {
-    const bool blRunning = ZAFOLDAPServerIsStarted(nullptr) == 1;
-    if (blRunning) ZAFOLDAPServerStop();
-    const int nResult = zafo::Guarded(-1, [=] { return RunSlapadd(szSuffix, pLDIF); });
-    ZAFOLDAPLdifUnlink(pLDIF);
-    if (blRunning && ZAFOLDAPServerStart() != 0) {
+int LoadOffline(const char *suffix, ZAFOLDAP_LDIF *ldif) {
+    const bool was_running = ZAFOLDAPServerIsStarted(nullptr) == 1;
+    if (was_running) ZAFOLDAPServerStop();
+    const int result = zafo::Guarded(-1, [=] { return RunSlapadd(suffix, ldif); });
+    ZAFOLDAPLdifUnlink(ldif);
+    if (was_running && ZAFOLDAPServerStart() != 0) {
         ZAFO_LOG("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
     }
-    return nResult;
+    return result;
 }
 
-bool HasLine(FILE *pOutput, const std::string &wanted) {
-    zafo::Lines lines(pOutput);
-    while (const char *szLine = lines.Next()) {
-        if (wanted == szLine) return true;
+bool HasLine(FILE *output, const std::string &wanted) {
+    zafo::LineBuffer line;
+    auto outcome = zafo::LineBuffer::Outcome::kLine;
+    while ((outcome = line.Read(output)) == zafo::LineBuffer::Outcome::kLine) {
+        if (wanted == line.text()) return true;
     }
-    // The lines also end when there is no memory for one. An error while reading is their end.
-    if (std::feof(pOutput) == 0 && std::ferror(pOutput) == 0) throw std::bad_alloc();
+    if (outcome == zafo::LineBuffer::Outcome::kNoMemory) throw std::bad_alloc();
     return false;
 }
 
-int FindDN(const char *szDN) {
-    char szFilter[kMaxFilter];
-    snprintf(szFilter, sizeof szFilter, "(entryDN:=%s)", szDN);
-    const std::string wanted = std::string("dn: ") + szDN;
+int FindDN(const char *dn) {
+    char filter[kMaxFilter];
+    snprintf(filter, sizeof filter, "(entryDN:=%s)", dn);
+    const std::string wanted = std::string("dn: ") + dn;
     const zafo::ToolOutput output(
-        QLIBCPopen(kSlapcat, "r", "-a", szFilter, static_cast<char *>(nullptr)));
+        QLIBCPopen(kSlapcat, "r", "-a", filter, static_cast<char *>(nullptr)));
     if (output == nullptr) {
         QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
         return 0;
@@ -101,19 +90,19 @@ int FindDN(const char *szDN) {
 
 }  // namespace
 
-int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *pLDIF) {
-    if (pLDIF == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
-    ZAFOLDAPLdifClose(pLDIF);
-    char szSuffix[zafo::kServerText];
-    if (zafo::ReadSuffix(szSuffix) != 0) return -1;
-    if (ZAFOLDAPLdifIsEmpty(pLDIF) == 0) return LoadOffline(szSuffix, pLDIF);
-    ZAFOLDAPLdifUnlink(pLDIF);
+int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *ldif) {
+    if (ldif == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pLDIF");
+    ZAFOLDAPLdifClose(ldif);
+    char suffix[zafo::kServerText];
+    if (zafo::ReadSuffix(suffix) != 0) return -1;
+    if (ZAFOLDAPLdifIsEmpty(ldif) == 0) return LoadOffline(suffix, ldif);
+    ZAFOLDAPLdifUnlink(ldif);
     return 0;
 }
 
-int ZAFOLDAPServerDNIsExist(const char *szDN) {
-    if (szDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
-    return zafo::Guarded(0, [=] { return FindDN(szDN); });
+int ZAFOLDAPServerDNIsExist(const char *dn) {
+    if (dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szDN");
+    return zafo::Guarded(0, [=] { return FindDN(dn); });
 }
 
 int ZAFOLDAPServerDBIsEmpty(void) {

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "server/random_sid.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "core/tool_output.h"
 #include "frame/log.h"
@@ -24,16 +22,9 @@ constexpr size_t kMaxLine = 256;
 std::optional<std::string> RandomNumber() {
     const ToolOutput output(
         QLIBCPopen(kTool, "r", "rand", "-rand", kSeeds, "-hex", "4", static_cast<char *>(nullptr)));
-    if (output == nullptr) {
-        ZAFO_LOG("Popen failed [0x%04X]", PlatformError());
-        return {};
-    }
-    char szLine[kMaxLine];
-    if (!ReadOnlyLine(output.get(), szLine, sizeof szLine)) {
-        if (errno != EINTR) ZAFO_LOG("Failed to read from popen (%s)", std::strerror(errno));
-        return {};
-    }
-    return std::to_string(std::strtoul(szLine, nullptr, 16));
+    char line[kMaxLine];
+    if (!ReadOnlyLine(output, line, sizeof line, __FILE_NAME__)) return {};
+    return std::to_string(std::strtoul(line, nullptr, 16));
 }
 
 }  // namespace

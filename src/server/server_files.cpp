@@ -6,8 +6,8 @@
 
 namespace zafo {
 
-int ReadSuffix(char (&szSuffix)[kServerText]) {
-    if (ReadDirective(kSlapdConf, kSuffix, szSuffix) > 0) return 0;
+int ReadSuffix(char (&suffix)[kServerText]) {
+    if (ReadDirective(kSlapdConf, kSuffix, suffix) > 0) return 0;
     ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kSlapdConf, kSuffix,
              PlatformError());
     return -1;

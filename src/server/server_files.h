@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "core/dn_length.h"
+
 namespace zafo {
 
 inline constexpr const char *kSlapdConf = "/usr/zafo/etc/openldap/slapd.conf";
@@ -15,9 +17,9 @@ inline constexpr const char *kAccessRules = "/usr/zafo/etc/openldap/slapd-acls.c
 inline constexpr const char *kSuffix = "suffix";
 
 // Buffers for DNs and for directives of slapd.conf, the final zero included.
-inline constexpr size_t kServerText = 1024;
+inline constexpr size_t kServerText = kMaxDN + 1;
 
 // Reads slapd.conf's "suffix". 0; -1 with a line in the log.
-int ReadSuffix(char (&szSuffix)[kServerText]);
+int ReadSuffix(char (&suffix)[kServerText]);
 
 }  // namespace zafo

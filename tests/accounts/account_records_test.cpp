@@ -223,12 +223,14 @@ TEST_F(RecordGrid, UserOfEverySchemaAndEveryOptionalField) {
         const UserInput input = InputWithout(left_out);
         const Values values = ValuesOf(input);
         const UserRecord user(input.person);
-        const NEW_USER record{.pUser = &user,
-                              .szDN = kPersonDN.c_str(),
-                              .szSID = input.sid,
-                              .szNtHash = input.has_password ? values.at("hash").c_str() : nullptr,
-                              .tNow = 1700000001,
-                              .plistExtra = input.has_extra ? extra_.Get() : nullptr};
+        NewUser record{};
+        record.user = &user;
+        record.dn = kPersonDN;
+        record.password = *input.person.password;
+        record.sid = input.sid;
+        if (input.has_password) record.nt_hash = values.at("hash");
+        record.now = 1700000001;
+        record.extra = input.has_extra ? extra_.Get() : nullptr;
         SCOPED_TRACE(testing::Message() << "left out " << std::hex << left_out);
         ExpectRecords(
             schemas, Expected(kUserBlocks, schemas, kPersonDN, values),
@@ -249,7 +251,7 @@ TEST_F(RecordGrid, GroupOfEverySchemaAndEveryOptionalField) {
         for (const char *description : {static_cast<const char *>(nullptr), "", "All of them"}) {
             for (const char *sid : {"", "S-1-5-9"}) {
                 for (const QLIBSZLIST *extra : {static_cast<QLIBSZLIST *>(nullptr), extra_.Get()}) {
-                    const NEW_GROUP record{&group, kStaffDN.c_str(), description, sid, extra};
+                    const NewGroup record{&group, kStaffDN, description, sid, extra};
                     const Values values = {
                         {"description", description != nullptr ? description : ""},
                         {"members", lines},
@@ -277,9 +279,9 @@ TEST_F(RecordGrid, ValueThatBeginsWithAnyBlankIsWrittenInBase64) {
 
 TEST_F(RecordGrid, OtherBitsOfTheSchemaMakeNoDifference) {
     const UserRecord user(Anna());
-    const NEW_USER record{&user, "dc=a", "S", nullptr, 0, nullptr};
+    const NewUser record{&user, "dc=a", "{CRYPT}x", "S", {}, 0, nullptr};
     const GroupRecord group("staff", 1, {});
-    const NEW_GROUP group_record{&group, "dc=a", nullptr, "S", nullptr};
+    const NewGroup group_record{&group, "dc=a", nullptr, "S", nullptr};
     const auto user_text = [&](unsigned schema) {
         return Written([&](auto *ldif) { WriteUserRecord(ldif, schema, record); });
     };

@@ -21,7 +21,7 @@ struct Walk {
     const char *what;
     Numbers used;
     uint64_t counter;
-    NUMBER_RANGE pool;
+    NumberRange pool;
     std::optional<uint64_t> answer;
 };
 
@@ -60,18 +60,18 @@ TEST(NextFreeNumber, IsTheFirstFreeOneAfterTheCounter) {
 }
 
 TEST(NextFreeNumber, IsNothingInAFullPoolWhereverTheCounterStands) {
-    const NUMBER_RANGE pool{1000, 1004};
+    const NumberRange pool{1000, 1004};
     const Numbers kFull = {998, 999, 1000, 1000, 1001, 1002, 1003, 1004, 1005, 1006, 1006};
     for (uint64_t counter = 998; counter <= 1006; ++counter)
         EXPECT_EQ(NextFreeNumber(kFull, counter, pool), kNone) << counter;
 }
 
 // What the walk means, one number after the other.
-std::optional<uint64_t> Naive(const Numbers &used, uint64_t counter, NUMBER_RANGE pool) {
+std::optional<uint64_t> Naive(const Numbers &used, uint64_t counter, NumberRange pool) {
     Numbers candidates;
-    for (uint64_t n = counter + 1; n <= pool.nHighest; ++n)
+    for (uint64_t n = counter + 1; n <= pool.highest; ++n)
         candidates.push_back(n);
-    for (uint64_t n = pool.nLowest; n <= pool.nHighest; ++n)
+    for (uint64_t n = pool.lowest; n <= pool.highest; ++n)
         candidates.push_back(n);
     for (const uint64_t n : candidates) {
         if (std::find(used.begin(), used.end(), n) == used.end()) return n;
@@ -87,7 +87,7 @@ TEST(NextFreeNumber, AgreesWithTryingOneNumberAfterTheOther) {
     int none = 0;
     for (int i = 0; i < 20'000; ++i) {
         const uint64_t lowest = 3 + below(4);
-        const NUMBER_RANGE pool{lowest, lowest + below(8)};
+        const NumberRange pool{lowest, lowest + below(8)};
         Numbers used(static_cast<size_t>(1 + below(24)));
         for (uint64_t &n : used)
             n = below(18);
@@ -95,8 +95,8 @@ TEST(NextFreeNumber, AgreesWithTryingOneNumberAfterTheOther) {
         const uint64_t counter = used[random() % used.size()];
         const auto answer = NextFreeNumber(used, counter, pool);
         ASSERT_EQ(answer, Naive(used, counter, pool))
-            << testing::PrintToString(used) << " counter " << counter << " pool " << pool.nLowest
-            << ".." << pool.nHighest;
+            << testing::PrintToString(used) << " counter " << counter << " pool " << pool.lowest
+            << ".." << pool.highest;
         if (!answer) ++none;
     }
     EXPECT_GT(none, 500) << "full pools are among them";

@@ -324,6 +324,27 @@ TEST_P(BackupConfigGet, FailsWithoutAList) {
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
+TEST_P(BackupConfigGet, FailsWhereItsListLosesATextAndMixesUpNone) {
+    platform().shares["Backups"] = "/tmp/backups";
+    Section() = {{"dest_share", "Backups"}};
+    ASSERT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), 0);
+    const int looks = static_cast<int>(platform().CallsOf("QLIBCSzListGet").size());
+    ZAFOLDAPBackupConfigFree(&config_);
+    ASSERT_GE(looks, 3);
+    for (int nth = 1; nth <= looks; ++nth) {
+        platform().Fail("QLIBCSzListGet", nth);
+        EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), -1) << nth;
+        EXPECT_EQ(PlatformError(), QLIB_ERR_OUT_OF_MEMORY) << nth;
+        const auto is_its_own = [](const char *text, const std::string &own) {
+            return text == nullptr || text == own;
+        };
+        EXPECT_TRUE(is_its_own(config_.szTask, "backup")) << nth;
+        EXPECT_TRUE(is_its_own(config_.szDestShare, "Backups")) << nth;
+        EXPECT_TRUE(is_its_own(config_.szDestDir, "/tmp/backups")) << nth;
+        ZAFOLDAPBackupConfigFree(&config_);
+    }
+}
+
 TEST_P(BackupConfigGet, FailsCleanlyAtEveryCallThatFails) {
     platform().shares["Backups"] = "/tmp/backups";
     Section() = {{"enabled", "yes"}, {"schedule", "1,2,3,4,5,6"}, {"dest_share", "Backups"}};

@@ -34,7 +34,7 @@ class Accounts : public accounts_test::WritingTest, public SeamTest {
 class FindFree : public Accounts {
   protected:
     uint64_t value_ = 5, next_ = 77;
-    ZAFOLDAP_ID_POOL pool_{"uidNumber", "objectClass=posixAccount", {0, 100}};
+    IdPool pool_{"uidNumber", "objectClass=posixAccount", {0, 100}};
 };
 
 TEST_F(FindFree, ChecksItsArgumentsInOrder) {
