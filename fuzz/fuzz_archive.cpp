@@ -14,7 +14,7 @@
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/entry_guard.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/sha256.h"
 
 namespace {

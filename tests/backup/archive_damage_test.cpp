@@ -12,7 +12,7 @@
 #include "tests/backup/sealed_archive.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace {
 

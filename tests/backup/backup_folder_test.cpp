@@ -8,7 +8,7 @@
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/backup/sealed_archive.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace {
 

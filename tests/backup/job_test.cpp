@@ -14,8 +14,8 @@
 #include "tests/backup/folder_fixture.h"
 #include "tools/backup/background_sha256.h"
 #include "tools/backup/child.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 
 namespace zafo::job_test {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/backup/sealed_archive.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::manifest_test {
 namespace {

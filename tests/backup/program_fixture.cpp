@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "tools/backup/backup_folder.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::test {
 

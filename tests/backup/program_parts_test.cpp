@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/environment.h"
 #include "tools/zafoldapbackup/missing_configuration.h"

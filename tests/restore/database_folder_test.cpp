@@ -13,7 +13,7 @@
 #include "base/unique_fd.h"
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/running_tool.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 
 namespace zafo::test {

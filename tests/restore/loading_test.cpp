@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/loading_configuration.h"
 #include "tools/restore/staging.h"
 

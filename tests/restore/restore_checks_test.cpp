@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/staging.h"
 
 namespace zafo::test {

@@ -6,7 +6,7 @@
 #include "tools/backup/background_sha256.h"
 #include "tools/backup/entry_guard.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/backup/tar_reader.h"
 #include "tools/backup/zstd_frame.h"

@@ -3,7 +3,7 @@
 
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <archive.h>
 #include <archive_entry.h>

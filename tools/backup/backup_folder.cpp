@@ -2,7 +2,7 @@
 #include "tools/backup/backup_folder.h"
 
 #include "tools/backup/archive_reader.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <dirent.h>
 #include <fcntl.h>

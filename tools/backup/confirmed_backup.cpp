@@ -2,7 +2,7 @@
 #include "tools/backup/confirmed_backup.h"
 
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/destination.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include <sys/stat.h>

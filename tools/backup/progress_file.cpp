@@ -3,7 +3,7 @@
 
 #include "base/unique_fd.h"
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/stop_signal.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <csignal>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/database_folder.h"
 
+#include "base/server_account.h"
 #include "base/unique_fd.h"
-#include "host/server_account.h"
 #include "tools/restore/durable_file.h"
 
 #include <fcntl.h>

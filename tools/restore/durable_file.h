@@ -3,7 +3,7 @@
 // Files and names that survive a loss of power once the call has returned.
 #pragma once
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <string>
 #include <string_view>

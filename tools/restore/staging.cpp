@@ -3,7 +3,7 @@
 
 #include "base/unique_fd.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"

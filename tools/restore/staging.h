@@ -7,7 +7,7 @@
 #include "tools/restore/places.h"
 
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <cstdint>
 #include <functional>

@@ -5,7 +5,7 @@
 #include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include <fcntl.h>

@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/environment.h"
 
 #include "tools/backup/backup_folder.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
 

@@ -8,7 +8,7 @@
 #include "platform/szhash.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapserver/server_paths.h"

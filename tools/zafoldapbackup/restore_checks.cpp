@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/restore_checks.h"
 
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/staging.h"

@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/slapd_version.h"
 
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

@@ -12,7 +12,7 @@
 #include "tools/zafoldapserver/server_lock.h"
 
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"

@@ -5,7 +5,7 @@
 
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 

@@ -2,7 +2,7 @@
 #include "tools/zafoldapserver/backup_settings.h"
 
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/library_record.h"
 
 #include "platform/error.h"

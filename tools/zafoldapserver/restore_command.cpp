@@ -2,8 +2,8 @@
 //
 // restore: the directory as a backup has it, in place of the one that there is.
 #include "tools/backup/confirmed_backup.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/restore/settlement.h"
+#include "tools/restore/recovery_verdict.h"
 
 #include "tools/restore/database_folder.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every state of the journal with everything that the two names may stand for.
-#include "tools/restore/settlement.h"
+#include "tools/restore/recovery_verdict.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include "tools/cli/display_text.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/restore/settle.h"
+#include "tools/restore/recovery.h"
 
 #include "platform/service.h"
 #include "tools/backup/job_lock.h"

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Settling on real folders; slapcat says what it is told.
-#include "tools/restore/settle.h"
+#include "tools/restore/recovery.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/fake_tool.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 

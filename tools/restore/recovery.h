@@ -4,7 +4,7 @@
 // nothing else is left of it.
 #pragma once
 
-#include "tools/restore/settlement.h"
+#include "tools/restore/recovery_verdict.h"
 
 #include <chrono>
 
