@@ -67,9 +67,9 @@ TEST(JobLock, IsForOneProcessAtATime) {
     try {
         const JobLock lock;
         FAIL() << "two jobs at once";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kBusy);
-        EXPECT_STREQ(problem.what(), "another backup or restore runs");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kBusy);
+        EXPECT_STREQ(error.what(), "another backup or restore runs");
     }
 }
 
@@ -111,7 +111,7 @@ TEST(JobLock, IsHadWhileOthersOnlyAsk) {
 TEST(JobLock, IsNotTakenThroughALink) {
     unlink(kJobLockFile);
     ASSERT_EQ(symlink("/tmp/elsewhere", kJobLockFile), 0);
-    EXPECT_THROW(JobLock(), Problem);
+    EXPECT_THROW(JobLock(), JobError);
     EXPECT_NE(access("/tmp/elsewhere", F_OK), 0);
     unlink(kJobLockFile);
 }
@@ -282,13 +282,13 @@ TEST(JobChild, HasAnEnvironmentAndDescriptorsOfItsOwn) {
     unsetenv("SECRET");
 }
 
-TEST(JobChild, ThatCannotBeStartedIsAProblem) {
+TEST(JobChild, ThatCannotBeStartedIsAnError) {
     try {
         Child({.argv = {"/no/such/program"}});
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kSystem);
-        EXPECT_STREQ(problem.what(), "cannot start /no/such/program: No such file or directory");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kSystem);
+        EXPECT_STREQ(error.what(), "cannot start /no/such/program: No such file or directory");
     }
 }
 
@@ -380,8 +380,8 @@ TEST(JobWords, OfAFailedWriteHaveTheCodeOfItsReason) {
                            {ENOMEM, Exit::kSystem},
                            {EMFILE, Exit::kSystem}};
     for (const Case &one : kCases)
-        EXPECT_EQ(WritingProblem("/b", one.reason).code, one.code) << one.reason;
-    EXPECT_STREQ(WritingProblem("/b", ESTALE).what(), "cannot write /b: Stale file handle");
+        EXPECT_EQ(WritingError("/b", one.reason).code, one.code) << one.reason;
+    EXPECT_STREQ(WritingError("/b", ESTALE).what(), "cannot write /b: Stale file handle");
 }
 
 TEST(JobWords, TellOfEveryCode) {

@@ -59,7 +59,7 @@ TEST(BackupEnvironment, IsWhatTheCallerSets) {
 
 TEST(BackupEnvironment, MustNotLeadOutOfTheFolder) {
     setenv("LDAP_BKP_PREFIX", "../x", 1);
-    EXPECT_THROW(ReadEnvironment(), Problem);
+    EXPECT_THROW(ReadEnvironment(), JobError);
     unsetenv("LDAP_BKP_PREFIX");
 }
 

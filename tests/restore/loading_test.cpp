@@ -67,7 +67,7 @@ TEST(LoadingConfiguration, TakesAnIncludedFileFromElsewhere) {
 TEST(LoadingConfiguration, NeedsADatabaseInTheFolder) {
     for (const char *text : {"", "\n", "directory /var/other\n", "# directory /etc/openldap/data\n",
                              "directory\n", "directoryx /etc/openldap/data\n"})
-        EXPECT_THROW(LoadingConfiguration(text, kChange), Problem) << text;
+        EXPECT_THROW(LoadingConfiguration(text, kChange), JobError) << text;
 }
 
 struct LoadRow {

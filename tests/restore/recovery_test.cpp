@@ -54,8 +54,8 @@ class Settling : public FolderTest {
     Exit FailureOfSettling() const {
         try {
             SettleBeforeStart(Places(folder_));
-        } catch (const Problem &problem) {
-            return problem.code;
+        } catch (const JobError &error) {
+            return error.code;
         }
         return Exit::kDone;
     }

@@ -73,7 +73,7 @@ class SpawnPlan {
         pid_t pid = -1;
         const int reason = posix_spawn(&pid, pointers[0], &actions_, &attributes_, pointers.data(),
                                        const_cast<char *const *>(kEnvironment.data()));
-        if (reason != 0) throw SystemProblem(Exit::kSystem, "cannot start " + argv[0], reason);
+        if (reason != 0) throw SystemError(Exit::kSystem, "cannot start " + argv[0], reason);
         return pid;
     }
 
@@ -92,7 +92,7 @@ bool IsReady(int fd, int milliseconds) {
 Pipe MakePipe() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        throw SystemProblem(Exit::kSystem, "cannot make a pipe", errno);
+        throw SystemError(Exit::kSystem, "cannot make a pipe", errno);
     Pipe pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
     fcntl(ends[0], F_SETPIPE_SZ,
           kPipeBytes);  // fewer switches between the two; no matter if refused
@@ -100,7 +100,7 @@ Pipe MakePipe() {
 }
 
 Child::Child(const ChildSpec &spec) : words_(memfd_create("words", MFD_CLOEXEC)) {
-    if (!words_.IsOpen()) throw SystemProblem(Exit::kSystem, "cannot start " + spec.argv[0], errno);
+    if (!words_.IsOpen()) throw SystemError(Exit::kSystem, "cannot start " + spec.argv[0], errno);
     SpawnPlan plan;
     plan.Connect(spec.input, STDIN_FILENO, O_RDONLY);
     plan.Connect(spec.output, STDOUT_FILENO, O_WRONLY);
@@ -112,7 +112,7 @@ Child::Child(const ChildSpec &spec) : words_(memfd_create("words", MFD_CLOEXEC))
     const int reason = errno;
     kill(pid_, SIGKILL);
     Reap();
-    throw SystemProblem(Exit::kSystem, "cannot watch " + spec.argv[0], reason);
+    throw SystemError(Exit::kSystem, "cannot watch " + spec.argv[0], reason);
 }
 
 Child::~Child() {

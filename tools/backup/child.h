@@ -20,7 +20,7 @@ struct Pipe {
     UniqueFd writer;
 };
 
-// Both ends close-on-exec. Throws Problem kSystem.
+// Both ends close-on-exec. Throws JobError kSystem.
 Pipe MakePipe();
 
 struct ChildSpec {
@@ -31,7 +31,7 @@ struct ChildSpec {
 
 class Child {
   public:
-    // Throws Problem kSystem when the program cannot be started.
+    // Throws JobError kSystem when the program cannot be started.
     explicit Child(const ChildSpec &spec);
     // Ends a child that nobody has waited for: asks it first.
     ~Child();
@@ -39,7 +39,7 @@ class Child {
     Child &operator=(const Child &) = delete;
 
     // The wait status. May be called again. `meanwhile` is called about every second.
-    // Throws Problem kSystem when the job is asked to end while it waits.
+    // Throws JobError kSystem when the job is asked to end while it waits.
     int Wait(const std::function<void()> &meanwhile = {});
 
     // Asks it to end (SIGTERM), makes it after two seconds, and reaps it.
@@ -63,7 +63,7 @@ class Child {
 // "exit code 1", "signal 9"
 std::string StatusInWords(int wait_status);
 
-// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws Problem kSystem when the job is asked to
+// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws JobError kSystem when the job is asked to
 // end (stop_signal.h) while it waits.
 ssize_t ReadSome(int fd, void *buffer, std::size_t size);
 

@@ -41,7 +41,7 @@ UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
     const std::string text = TextOf(confirmed);
     if (!fd.IsOpen() || !WriteAll(fd.Get(), text.data(), text.size()) ||
         fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
-        throw SystemProblem(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
+        throw SystemError(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
     return fd;
 }
 
@@ -60,7 +60,7 @@ std::optional<ConfirmedBackup> ConfirmationIn(int fd) {
         confirmed.name = TakeLine(&text);
     }
     if (TextOf(confirmed) != bytes)
-        throw Problem(Exit::kDamaged, "what was confirmed cannot be read");
+        throw JobError(Exit::kDamaged, "what was confirmed cannot be read");
     return confirmed;
 }
 

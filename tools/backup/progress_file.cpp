@@ -99,8 +99,8 @@ void ProgressFile::Write(std::string_view action, int status) {
 void FinishAfter(ProgressFile *progress, const std::function<void()> &job) {
     try {
         job();
-    } catch (const Problem &problem) {
-        progress->Finish(static_cast<int>(problem.code));
+    } catch (const JobError &error) {
+        progress->Finish(static_cast<int>(error.code));
         throw;
     } catch (const std::exception &) {
         progress->Finish(static_cast<int>(Exit::kSystem));

@@ -24,7 +24,7 @@ std::string ParentOf(const std::string &path) {
 void Sync(const std::string &path, int flags) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
     if (!fd.IsOpen() || fsync(fd.Get()) != 0)
-        throw RootProblem("cannot bring " + path + " to the disk", errno);
+        throw RootError("cannot bring " + path + " to the disk", errno);
 }
 
 // A file that is not put in place goes with its owner.
@@ -33,7 +33,7 @@ class AsideFile {
     explicit AsideFile(const std::string &path) : path_(path), aside_(path + kUnfinished) {
         unlink(aside_.c_str());
         fd_.Reset(open(aside_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-        if (!fd_.IsOpen()) throw RootProblem("cannot create " + aside_, errno);
+        if (!fd_.IsOpen()) throw RootError("cannot create " + aside_, errno);
     }
     ~AsideFile() {
         if (!placed_) unlink(aside_.c_str());
@@ -51,11 +51,11 @@ class AsideFile {
         while (!text.empty()) {
             const ssize_t n = write(fd_.Get(), text.data(), text.size());
             if (n < 0 && errno == EINTR) continue;
-            if (n < 0) throw RootProblem("cannot write " + path_, errno);
+            if (n < 0) throw RootError("cannot write " + path_, errno);
             text.remove_prefix(static_cast<std::size_t>(n));
         }
         if (fsync(fd_.Get()) != 0 || rename(aside_.c_str(), path_.c_str()) != 0)
-            throw RootProblem("cannot write " + path_, errno);
+            throw RootError("cannot write " + path_, errno);
         placed_ = true;
         SyncFolder(ParentOf(path_));
     }
@@ -69,9 +69,9 @@ class AsideFile {
 
 }  // namespace
 
-Problem RootProblem(const std::string &doing, int reason) {
+JobError RootError(const std::string &doing, int reason) {
     const bool full = reason == ENOSPC || reason == EDQUOT;
-    return SystemProblem(full ? Exit::kRootFullWhileWriting : Exit::kSystem, doing, reason);
+    return SystemError(full ? Exit::kRootFullWhileWriting : Exit::kSystem, doing, reason);
 }
 
 void SyncFolder(const std::string &folder) {
@@ -95,7 +95,7 @@ void WriteConfigurationDurably(const std::string &path, std::string_view text) {
 void RemoveDurably(const std::string &path) {
     if (unlink(path.c_str()) != 0) {
         if (errno == ENOENT) return;
-        throw RootProblem("cannot remove " + path, errno);
+        throw RootError("cannot remove " + path, errno);
     }
     SyncFolder(ParentOf(path));
 }

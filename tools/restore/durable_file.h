@@ -11,26 +11,26 @@
 namespace zafo::backup {
 
 // A failure to write below the server's folder, by its errno: kRootFullWhileWriting or kSystem.
-Problem RootProblem(const std::string &doing, int reason);
+JobError RootError(const std::string &doing, int reason);
 
-// The names in a folder are on the disk. Throws Problem.
+// The names in a folder are on the disk. Throws JobError.
 void SyncFolder(const std::string &folder);
 
-// The content of a file is on the disk. Throws Problem.
+// The content of a file is on the disk. Throws JobError.
 void SyncFile(const std::string &path);
 
 // A file that is written has this behind its name until it is whole. One that is left is of a writer that
 // was killed.
 inline constexpr const char *kUnfinished = ".part";
 
-// Replaces a file, mode 0600, in one step. Throws Problem, and leaves the file that was there.
+// Replaces a file, mode 0600, in one step. Throws JobError, and leaves the file that was there.
 void WriteDurably(const std::string &path, std::string_view text);
 
 // The same for a file of the server's configuration: its group may read it, where the file can be
 // given to that.
 void WriteConfigurationDurably(const std::string &path, std::string_view text);
 
-// Removes a file, which need not be there. Throws Problem.
+// Removes a file, which need not be there. Throws JobError.
 void RemoveDurably(const std::string &path);
 
 }  // namespace zafo::backup

@@ -66,7 +66,7 @@ std::string LoadingConfiguration(std::string_view text, const LoadingChange &cha
         }
     }
     if (!found)
-        throw Problem(
+        throw JobError(
             Exit::kSystem,
             fmt::format("the server's configuration keeps no database in {}", change.directory));
     return result;

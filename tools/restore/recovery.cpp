@@ -51,7 +51,7 @@ void CleanUp(const Places &places) {
 }
 
 [[noreturn]] void FailUnclear(const Places &places) {
-    throw Problem(
+    throw JobError(
         Exit::kSystem,
         fmt::format("a restore was cut off, and {} does not hold the directory: move it away, or "
                     "{}, and remove {}",
@@ -79,14 +79,14 @@ void Apply(const Places &places, Verdict verdict) {
 void StartAgain(const Journal &journal) {
     if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
         QLIBServiceStart(cli::kService, 0) != 0)
-        throw Problem(
+        throw JobError(
             Exit::kServer,
             "the old database is in its place again, and the server does not start on it");
 }
 
 void StopServer() {
     if (QLIBServiceStop(cli::kService, 0) != 0)
-        throw Problem(Exit::kServer, "the server does not stop");
+        throw JobError(Exit::kServer, "the server does not stop");
 }
 
 void PutBack(const Places &places, Journal journal) {
@@ -95,7 +95,7 @@ void PutBack(const Places &places, Journal journal) {
         journal.state = JournalState::kUndo;
         try {
             WriteDurably(places.journal, TextOf(journal));
-        } catch (const Problem &) {
+        } catch (const JobError &) {
         }
         StopServer();
     }
@@ -133,13 +133,13 @@ void SettleBeforeStart(const Places &places) {
     std::optional<JobLock> lock;
     try {
         lock.emplace();
-    } catch (const Problem &busy) {
+    } catch (const JobError &busy) {
         // What has no journal is the folder that a restore is loading.
         if (busy.code != Exit::kBusy) throw;
         if (!found.exists) return;
         const bool lives = found.journal && found.journal->writer.Lives();
         if (lives && found.journal->state == JournalState::kStarting) return;
-        if (lives) throw Problem(Exit::kBusy, "a restore is running");
+        if (lives) throw JobError(Exit::kBusy, "a restore is running");
     }
     Apply(places, JudgePlaces(places));
 }
@@ -147,15 +147,15 @@ void SettleBeforeStart(const Places &places) {
 void UndoRestore(const Places &places, Journal journal) {
     try {
         PutBack(places, journal);
-    } catch (const Problem &problem) {
-        throw Problem(Exit::kServer,
-                      fmt::format("the old database is put back at the server's next start: {}",
-                                  problem.what()));
+    } catch (const JobError &error) {
+        throw JobError(Exit::kServer,
+                       fmt::format("the old database is put back at the server's next start: {}",
+                                   error.what()));
     }
     // The server first: removing a large folder takes its time.
     try {
         StartAgain(journal);
-    } catch (const Problem &) {
+    } catch (const JobError &) {
         RemoveFolder(places.spare);
         throw;
     }

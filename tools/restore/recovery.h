@@ -12,16 +12,16 @@ namespace zafo::backup {
 
 // Before another job begins, which holds the job's lock. Stops and starts the server where the
 // folders must be exchanged back beneath it, and starts it where the restore had stopped it.
-// Throws Problem.
+// Throws JobError.
 void SettleBeforeJob(const Places &places);
 
-// Before the server starts; the caller holds the lock of starts (start_lock.h). Throws Problem when the
+// Before the server starts; the caller holds the lock of starts (start_lock.h). Throws JobError when the
 // server must not be started now: a restore is exchanging its database, or it is unclear which is which.
 void SettleBeforeStart(const Places &places);
 
 // Takes a restore back while this process is in it: as little as possible is taken for granted. With
 // the folders exchanged the server is stopped first. The server runs again afterwards when it ran.
-// Throws Problem when the old database cannot be put back; the next settling tries again.
+// Throws JobError when the old database cannot be put back; the next settling tries again.
 void UndoRestore(const Places &places, Journal journal);
 
 }  // namespace zafo::backup

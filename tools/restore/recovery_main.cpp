@@ -14,9 +14,8 @@ int main() {
     try {
         zafo::backup::SettleBeforeStart(zafo::backup::Places());
         return 0;
-    } catch (const std::exception &problem) {
-        std::fprintf(stderr, "ldap-restore-settle: %s\n",
-                     zafo::cli::OneLine(problem.what()).c_str());
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "ldap-restore-settle: %s\n", zafo::cli::OneLine(error.what()).c_str());
         return 1;
     }
 }

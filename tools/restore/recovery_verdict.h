@@ -22,7 +22,7 @@ struct Scene {
     Which spare = Which::kMissing;
 };
 
-// Throws Problem when a name is taken by something that is no folder.
+// Throws JobError when a name is taken by something that is no folder.
 Scene LookAt(const Places &places);
 
 enum class Verdict {

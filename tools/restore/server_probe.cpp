@@ -112,7 +112,7 @@ std::string SuffixOf(const std::string &configuration) {
     std::array<char, kLongestSuffix> value{};
     if (ZAFOLDAPInfoGetFromConf(configuration.c_str(), "suffix", value.data(), value.size()) != 1 ||
         value[0] == '\0')
-        throw Problem(Exit::kSystem, configuration + " names no suffix");
+        throw JobError(Exit::kSystem, configuration + " names no suffix");
     return value.data();
 }
 
@@ -123,9 +123,9 @@ bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {
 bool HoldsEntry(const std::string &configuration, const std::string &dn) {
     const LookedUp result = LookUp(configuration, dn);
     if (!result.found && !result.done)
-        throw Problem(Exit::kSystem,
-                      fmt::format("slapcat cannot say whether there is an entry {}: {}",
-                                  OneLine(dn), result.words));
+        throw JobError(Exit::kSystem,
+                       fmt::format("slapcat cannot say whether there is an entry {}: {}",
+                                   OneLine(dn), result.words));
     return result.found;
 }
 
@@ -147,9 +147,9 @@ void ExpectServes(const std::string &configuration, const std::string &suffix) {
         answer = AskServer(suffix);
     }
     if (answer == Answer::kSilent)
-        throw Problem(Exit::kServer, "the server does not answer with the restored entries");
+        throw JobError(Exit::kServer, "the server does not answer with the restored entries");
     if (answer == Answer::kOther && !HoldsSuffix(configuration, suffix))
-        throw Problem(Exit::kServer, "the server does not have the entry " + suffix);
+        throw JobError(Exit::kServer, "the server does not have the entry " + suffix);
 }
 
 }  // namespace zafo::backup

@@ -78,8 +78,8 @@ class BackupJob {
     static void SettleRestore() {
         try {
             SettleBeforeJob(Places());
-        } catch (const Problem &problem) {
-            throw Problem(Exit::kSystem, problem.what());
+        } catch (const JobError &error) {
+            throw JobError(Exit::kSystem, error.what());
         }
     }
 
@@ -106,12 +106,12 @@ class BackupJob {
             writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
             progress_->TickEntries(writer->Scan().Entries());
         }
-        if (n < 0) throw SystemProblem(Exit::kServer, "cannot read what slapcat gives", errno);
+        if (n < 0) throw SystemError(Exit::kServer, "cannot read what slapcat gives", errno);
         JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());
     }
 
     static void JudgeEntries(int status, const std::string &words, const EntryScan &scan) {
-        const auto fail = [](const std::string &what) { throw Problem(Exit::kServer, what); };
+        const auto fail = [](const std::string &what) { throw JobError(Exit::kServer, what); };
         if (status != 0)
             fail(fmt::format("slapcat failed ({}){}{}", StatusInWords(status),
                              words.empty() ? "" : ": ", words));
@@ -129,14 +129,14 @@ class BackupJob {
                 progress_->Tick("reading it again");
             });
             if (ToJson(contents.manifest) == ToJson(manifest)) return;
-        } catch (const Problem &problem) {
-            if (problem.code != Exit::kDamaged) throw;
-            throw Problem(
+        } catch (const JobError &error) {
+            if (error.code != Exit::kDamaged) throw;
+            throw JobError(
                 Exit::kSystem,
-                fmt::format("the backup is damaged as it stands on the disk: {}", problem.what()));
+                fmt::format("the backup is damaged as it stands on the disk: {}", error.what()));
         }
-        throw Problem(Exit::kSystem,
-                      fmt::format("{} says something else than was written", part.Path()));
+        throw JobError(Exit::kSystem,
+                       fmt::format("{} says something else than was written", part.Path()));
     }
 
     const Environment &environment_;

@@ -39,17 +39,17 @@ bool IsComment(std::string_view line) {
 std::optional<std::string> ReadConfiguration(const std::string &path) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!fd.IsOpen() && errno == ENOENT) return std::nullopt;
-    if (!fd.IsOpen()) throw SystemProblem(Exit::kSystem, "cannot read " + path, errno);
+    if (!fd.IsOpen()) throw SystemError(Exit::kSystem, "cannot read " + path, errno);
     std::string text;
     std::array<char, 16384> block{};
     ssize_t n = 0;
     while ((n = ReadSome(fd.Get(), block.data(), block.size())) > 0) {
         text.append(block.data(), static_cast<std::size_t>(n));
         if (text.size() > kLargestConfig)
-            throw Problem(Exit::kSystem,
-                          fmt::format("{} has more than {} bytes", path, kLargestConfig));
+            throw JobError(Exit::kSystem,
+                           fmt::format("{} has more than {} bytes", path, kLargestConfig));
     }
-    if (n < 0) throw SystemProblem(Exit::kSystem, "cannot read " + path, errno);
+    if (n < 0) throw SystemError(Exit::kSystem, "cannot read " + path, errno);
     return text;
 }
 
@@ -82,8 +82,8 @@ std::string ConfiguredSuffix() {
     const int found =
         ZAFOLDAPInfoGetFromConf(cli::kSlapdConf, "suffix", suffix.data(), suffix.size());
     if (found == 1) return suffix.data();
-    throw Problem(Exit::kSystem, fmt::format("{} {}: the server is not set up", cli::kSlapdConf,
-                                             found == 0 ? "names no suffix" : "cannot be read"));
+    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", cli::kSlapdConf,
+                                              found == 0 ? "names no suffix" : "cannot be read"));
 }
 
 }  // namespace zafo::backup

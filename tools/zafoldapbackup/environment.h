@@ -26,7 +26,7 @@ struct Environment {
 };
 
 // Variables that are missing or empty leave the default.
-// Throws Problem kSystem for a prefix that is no good.
+// Throws JobError kSystem for a prefix that is no good.
 Environment ReadEnvironment();
 
 // The number of backups to keep that a text asks for.

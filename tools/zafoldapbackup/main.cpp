@@ -50,8 +50,8 @@ int RunAndReport(Operation operation, Job job) {
     const char *name = Name(operation).data();
     try {
         return job(ReadEnvironment());
-    } catch (const Problem &problem) {
-        return Fail(name, problem.code, problem.what());
+    } catch (const JobError &error) {
+        return Fail(name, error.code, error.what());
     } catch (const std::bad_alloc &) {
         return Fail(name, Exit::kSystem, "there is not enough memory");
     } catch (const std::exception &exception) {

@@ -48,7 +48,7 @@ class WorkFolder {
   public:
     WorkFolder() {
         if (mkdtemp(path_.data()) == nullptr)
-            throw RootProblem("cannot make a folder in /tmp", errno);
+            throw RootError("cannot make a folder in /tmp", errno);
     }
     ~WorkFolder() {
         std::error_code ignored;
@@ -98,8 +98,8 @@ std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
     if (!hash.empty()) Set(pairs, "rootpw", hash);
     const std::string path = work.Path("made.conf");
     if (ZAFOLDAPConfSet(path.c_str(), cli::kSlapdTemplate, pairs.get(), 0) != 0)
-        throw Problem(Exit::kSystem,
-                      fmt::format("no configuration can be made from {}", cli::kSlapdTemplate));
+        throw JobError(Exit::kSystem,
+                       fmt::format("no configuration can be made from {}", cli::kSlapdTemplate));
     return ReadConfiguration(path).value_or("");
 }
 
@@ -111,7 +111,7 @@ std::string RulesFor(const WorkFolder &work, const std::string &suffix) {
                            ? ReadConfiguration(path)
                            : std::nullopt;
     if (!rules || rules->empty())
-        throw Problem(Exit::kSystem, "the access rules cannot be written to " + path);
+        throw JobError(Exit::kSystem, "the access rules cannot be written to " + path);
     return *rules;
 }
 
@@ -236,19 +236,19 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
 void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto copy = CopyOf(backup, kSlapdConfMember);
     if (!copy)
-        throw Problem(Exit::kSystem,
-                      fmt::format("there is no {}, and the backup has none either: set the "
-                                  "server up first",
-                                  cli::kSlapdConf));
+        throw JobError(Exit::kSystem,
+                       fmt::format("there is no {}, and the backup has none either: set the "
+                                   "server up first",
+                                   cli::kSlapdConf));
     const WorkFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
     admin_dn_ = ValueIn(saved, "rootdn");
     std::string hash = ValueIn(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
-        throw Problem(Exit::kSystem,
-                      "the suffix or the administrator's DN of the backup cannot be taken into a "
-                      "configuration: set the server up first");
+        throw JobError(Exit::kSystem,
+                       "the suffix or the administrator's DN of the backup cannot be taken into a "
+                       "configuration: set the server up first");
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
@@ -295,8 +295,8 @@ std::string MissingConfiguration::InstallConnection() {
         if (ZAFOLDAPBrowserConfSetByServerParam(&settings) != 0)
             return "the saved connection \"root\" could not be restored";
         if (password.Clear() != nullptr) return {};
-    } catch (const Problem &problem) {
-        return problem.what();
+    } catch (const JobError &error) {
+        return error.what();
     }
     return "the password of the saved connection \"root\" was enciphered on another machine and "
            "cannot be read "

@@ -83,7 +83,7 @@ class RestoreJob {
         contents_ = ReadArchive(backup_.Get(), name_,
                                 [this](std::string_view) { progress_->Tick("reading it"); });
         if (confirmed_ && contents_.seal != confirmed_->seal)
-            throw Problem(Exit::kDamaged, name_ + " was changed after it was confirmed");
+            throw JobError(Exit::kDamaged, name_ + " was changed after it was confirmed");
         configuration_ =
             std::make_unique<MissingConfiguration>(contents_, environment_.browser_conf);
         CheckManifest(contents_.manifest, configuration_->Suffix());
@@ -110,7 +110,7 @@ class RestoreJob {
         loader.Finish();
         staging_->Trim();
         if (again.seal != contents_.seal)
-            throw Problem(Exit::kDamaged, name_ + " was changed while it was read");
+            throw JobError(Exit::kDamaged, name_ + " was changed while it was read");
         left_out_ = sieve.Found();
     }
 
@@ -126,7 +126,7 @@ class RestoreJob {
 
     // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.
     [[noreturn]] void RefuseAdmin(std::string_view remedy) const {
-        throw Problem(
+        throw JobError(
             Exit::kDamaged,
             fmt::format("{} holds an entry {}, whose password would be another one of the "
                         "directory administrator: {}",
@@ -153,16 +153,16 @@ class RestoreJob {
             AskServer();
             EndIfStopped();
             RemoveDurably(places_.journal);
-        } catch (const Problem &problem) {
-            TakeBack(problem);
+        } catch (const JobError &error) {
+            TakeBack(error);
         } catch (const std::exception &failure) {
-            TakeBack(Problem(Exit::kSystem, failure.what()));
+            TakeBack(JobError(Exit::kSystem, failure.what()));
         }
     }
 
     void StopServer() const {
         if (server_ran_ && QLIBServiceStop(cli::kService, 0) != 0)
-            throw Problem(Exit::kServer, "the server does not stop");
+            throw JobError(Exit::kServer, "the server does not stop");
         EndIfStopped();
     }
 
@@ -179,7 +179,7 @@ class RestoreJob {
 
     void StartServer() const {
         if (server_ran_ && QLIBServiceStart(cli::kService, 0) != 0)
-            throw Problem(Exit::kServer, "the server does not start with the restored entries");
+            throw JobError(Exit::kServer, "the server does not start with the restored entries");
         EndIfStopped();
     }
 
@@ -188,26 +188,27 @@ class RestoreJob {
         if (server_ran_) {
             ExpectServes(cli::kSlapdConf, suffix);
         } else if (!HoldsSuffix(cli::kSlapdConf, suffix)) {
-            throw Problem(Exit::kServer, "the restored database does not have the entry " + suffix);
+            throw JobError(Exit::kServer,
+                           "the restored database does not have the entry " + suffix);
         }
     }
 
-    [[noreturn]] void TakeBack(const Problem &problem) {
+    [[noreturn]] void TakeBack(const JobError &error) {
         try {
             UndoRestore(places_, journal_);
-        } catch (const Problem &undoing) {
-            throw Problem(Exit::kServer, fmt::format("{}; {}", problem.what(), undoing.what()));
+        } catch (const JobError &undoing) {
+            throw JobError(Exit::kServer, fmt::format("{}; {}", error.what(), undoing.what()));
         }
         configuration_->Uninstall();
-        throw problem;
+        throw error;
     }
 
     // The restore counts by now.
     void RemoveOld() {
         try {
             RemoveFolder(places_.spare);
-        } catch (const Problem &problem) {
-            Warn(problem.what());
+        } catch (const JobError &error) {
+            Warn(error.what());
         }
         const std::string words = configuration_->InstallConnection();
         if (!words.empty()) Warn(words);

@@ -28,7 +28,7 @@ std::string SlapdVersion() {
         Child slapd({.argv = {kSlapd, "-VV"}});
         slapd.Wait();
         return VersionIn(slapd.Words());
-    } catch (const Problem &) {
+    } catch (const JobError &) {
         return {};
     }
 }

@@ -111,8 +111,8 @@ std::string FaultOfDestination(const BackupSettings &settings) {
     try {
         backup::CheckDestination(settings.folder);
         return {};
-    } catch (const backup::Problem &problem) {
-        return problem.what();
+    } catch (const backup::JobError &error) {
+        return error.what();
     }
 }
 

@@ -139,7 +139,7 @@ int RestoreConfirmed(const WholeBackup &whole, bool without_admin) {
                                       .seal = whole.seal,
                                       .without_administrator = without_admin});
         return ZAFOLDAPServerRestore(backup::PathOfDescriptor(confirmation.Get()).c_str());
-    } catch (const backup::Problem &) {
+    } catch (const backup::JobError &) {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SYSTEM);
         return -1;
     }
