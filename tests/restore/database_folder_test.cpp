@@ -39,7 +39,7 @@ TEST_F(DatabaseFolder, KeepsItsIdUnderAnotherName) {
     const FolderId other = IdOf(Path("data.new"));
     EXPECT_NE(one, 0U);
     EXPECT_NE(one, other);
-    Exchange(Path("data"), Path("data.new"));
+    SwapFolders(Path("data"), Path("data.new"));
     EXPECT_EQ(IdOf(Path("data")), other);
     EXPECT_EQ(IdOf(Path("data.new")), one);
 }
@@ -56,7 +56,7 @@ TEST_F(DatabaseFolder, IsNoLinkAndNoFile) {
 }
 
 TEST_F(DatabaseFolder, IsNotExchangedForNothing) {
-    EXPECT_THROW(Exchange(Path("data"), Path("none")), JobError);
+    EXPECT_THROW(SwapFolders(Path("data"), Path("none")), JobError);
     EXPECT_TRUE(fs::exists(Path("data/data.mdb")));
 }
 

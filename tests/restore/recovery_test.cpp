@@ -32,7 +32,7 @@ class Settling : public FolderTest {
         journal_ = {.old_folder = IdOf(Path("data")), .new_folder = IdOf(Path("data.new"))};
     }
 
-    void Exchanged() const { Exchange(Path("data"), Path("data.new")); }
+    void Swap() const { SwapFolders(Path("data"), Path("data.new")); }
 
     void WriteJournal(JournalState state) {
         journal_.state = state;
@@ -82,7 +82,7 @@ TEST_F(Settling, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
         folder_ = "/tmp/backups.XXXXXX";
         SetUp();
         WriteJournal(state);
-        Exchanged();
+        Swap();
         HoldsEntry(true);
         SettleBeforeStart(Places(folder_));
         ExpectLeft("new");
@@ -91,7 +91,7 @@ TEST_F(Settling, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
 
 TEST_F(Settling, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
     WriteJournal(JournalState::kStarting);
-    Exchanged();
+    Swap();
     HoldsEntry(false);
     SettleBeforeStart(Places(folder_));
     ExpectLeft("old");
@@ -99,7 +99,7 @@ TEST_F(Settling, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
 
 TEST_F(Settling, OfAnUndoneRestorePutsTheOldOneBackUnasked) {
     WriteJournal(JournalState::kUndo);
-    Exchanged();
+    Swap();
     HoldsEntry(true);
     SettleBeforeStart(Places(folder_));
     ExpectLeft("old");
@@ -108,7 +108,7 @@ TEST_F(Settling, OfAnUndoneRestorePutsTheOldOneBackUnasked) {
 
 TEST_F(Settling, AsksSlapcatForTheEntryOfTheSuffixAndNoOther) {
     WriteJournal(JournalState::kStarting);
-    Exchanged();
+    Swap();
     HoldsEntry(true);
     SettleBeforeStart(Places(folder_));
     ASSERT_EQ(tools_.Calls().size(), 1U);
@@ -139,7 +139,7 @@ TEST_F(Settling, RemovesAJournalThatWasNotFinished) {
 
 TEST_F(Settling, OfADatabaseInUseDoesNotTakeItAway) {
     WriteJournal(JournalState::kUndo);
-    Exchanged();
+    Swap();
     Write("data/data.mdb", "database");
     const UniqueFd reader(open(Path("data/data.mdb").c_str(), O_RDONLY | O_CLOEXEC));
     EXPECT_EQ(FailureOfSettling(), Exit::kServer);
@@ -179,7 +179,7 @@ TEST_F(SettlingBesideAJob, StopsTheStartWhileTheDatabaseIsExchanged) {
 
 TEST_F(SettlingBesideAJob, LetsTheRestoredServerStart) {
     WriteAs(ProcessId::Own(), JournalState::kStarting);
-    Exchanged();
+    Swap();
     SettleBeforeStart(Places(folder_));
     EXPECT_EQ(Names(), All());
     EXPECT_EQ(Read("data/which"), "new");

@@ -15,7 +15,7 @@ using namespace zafo::backup;
 
 // A line is what "data" is, a column what "data.new" is: missing, old, new, another. A cell has
 // two letters, the verdict when the database in place holds the suffix's entry and when it does not:
-// N nothing, K keep, X exchange back, U unclear.
+// N nothing, K keep, X swap back, U unclear.
 struct Table {
     const char *journal;
     FoundJournal found;
@@ -65,7 +65,7 @@ char Letter(Verdict verdict) {
             return 'N';
         case Verdict::kKeep:
             return 'K';
-        case Verdict::kExchangeBack:
+        case Verdict::kSwapBack:
             return 'X';
         case Verdict::kUnclear:
             return 'U';

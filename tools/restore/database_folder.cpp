@@ -110,7 +110,7 @@ void MakeDatabaseFolder(const std::string &folder) {
     GiveToServer(folder);
 }
 
-void Exchange(const std::string &one, const std::string &other) {
+void SwapFolders(const std::string &one, const std::string &other) {
     if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) != 0)
         throw RootError(fmt::format("cannot exchange {} and {}", one, other), errno);
     SyncFolder(ParentOf(one));

@@ -27,7 +27,7 @@ void MakeDatabaseFolder(const std::string &folder);
 void GiveToServer(const std::string &path);
 
 // One gets the other's name, in one step and on the disk. Throws JobError.
-void Exchange(const std::string &one, const std::string &other);
+void SwapFolders(const std::string &one, const std::string &other);
 
 // With all there is in it; need not exist. Throws JobError.
 void RemoveFolder(const std::string &folder);

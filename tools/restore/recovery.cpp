@@ -67,9 +67,9 @@ void Apply(const Places &places, Verdict verdict) {
             return;
         case Verdict::kUnclear:
             FailUnclear(places);
-        case Verdict::kExchangeBack:
+        case Verdict::kSwapBack:
             AwaitUnused(places.data, kReaderLimit);
-            Exchange(places.data, places.spare);
+            SwapFolders(places.data, places.spare);
             [[fallthrough]];
         case Verdict::kKeep:
             CleanUp(places);
@@ -102,7 +102,7 @@ void PutBack(const Places &places, Journal journal) {
     const StartLock lock;
     if (IdOf(places.data) == journal.new_folder) {
         AwaitUnused(places.data, kReaderLimit);
-        Exchange(places.data, places.spare);
+        SwapFolders(places.data, places.spare);
     }
     RemoveDurably(places.journal);
 }
@@ -116,9 +116,9 @@ void SettleBeforeJob(const Places &places) {
     {
         const StartLock lock;
         verdict = JudgePlaces(places);
-        if (verdict != Verdict::kExchangeBack) Apply(places, verdict);
+        if (verdict != Verdict::kSwapBack) Apply(places, verdict);
     }
-    if (verdict == Verdict::kExchangeBack) {
+    if (verdict == Verdict::kSwapBack) {
         // A server may have been started on what is to be taken away.
         StopServer();
         const StartLock lock;

@@ -146,7 +146,7 @@ class RestoreJob {
             progress_->Stage("stopping the server");
             StopServer();
             progress_->Stage("exchanging the database");
-            ExchangeFolders();
+            ReplaceFolder();
             progress_->Stage("starting the server");
             StartServer();
             progress_->Stage("asking the server");
@@ -167,11 +167,11 @@ class RestoreJob {
     }
 
     // While the lock is held no server can begin to write into what is taken away.
-    void ExchangeFolders() {
+    void ReplaceFolder() {
         const StartLock lock;
         AwaitUnused(places_.data, kReaderLimit);
         configuration_->Install();
-        Exchange(places_.data, places_.spare);
+        SwapFolders(places_.data, places_.spare);
         journal_.state = JournalState::kStarting;
         WriteDurably(places_.journal, TextOf(journal_));
         EndIfStopped();
