@@ -75,7 +75,7 @@ char Letter(Verdict verdict) {
 
 constexpr Which kWhich[] = {Which::kMissing, Which::kOld, Which::kNew, Which::kOther};
 
-TEST(Settlement, KeepsWhatIsWholeInEveryCase) {
+TEST(RecoveryVerdict, KeepsWhatIsWholeInEveryCase) {
     for (const Table &table : kTables) {
         for (size_t data = 0; data < 4; ++data) {
             for (size_t spare = 0; spare < 4; ++spare) {
@@ -94,7 +94,7 @@ TEST(Settlement, KeepsWhatIsWholeInEveryCase) {
 }
 
 // Whoever asks slapcat needs a configuration; a machine that had no server has none yet.
-TEST(Settlement, AsksForTheEntryOnlyWhereThatDecides) {
+TEST(RecoveryVerdict, AsksForTheEntryOnlyWhereThatDecides) {
     const auto asked = [](const Scene &scene) {
         bool was_asked = false;
         Judge(scene, [&] { return was_asked = true; });

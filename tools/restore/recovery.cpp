@@ -39,7 +39,7 @@ std::vector<std::string> Unfinished(const Places &places) {
     return found;
 }
 
-bool IsSettled(const Places &places) {
+bool NothingIsLeft(const Places &places) {
     return !ReadJournal(places.journal).exists && IdOf(places.spare) == 0 &&
            Unfinished(places).empty();
 }
@@ -109,8 +109,8 @@ void PutBack(const Places &places, Journal journal) {
 
 }  // namespace
 
-void SettleBeforeJob(const Places &places) {
-    if (IsSettled(places)) return;
+void RecoverBeforeJob(const Places &places) {
+    if (NothingIsLeft(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
     Verdict verdict = Verdict::kNothing;
     {
@@ -127,8 +127,8 @@ void SettleBeforeJob(const Places &places) {
     if (found.journal) StartAgain(*found.journal);
 }
 
-void SettleBeforeStart(const Places &places) {
-    if (IsSettled(places)) return;
+void RecoverBeforeStart(const Places &places) {
+    if (NothingIsLeft(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
     std::optional<JobLock> lock;
     try {

@@ -12,7 +12,7 @@
 
 int main() {
     try {
-        zafo::backup::SettleBeforeStart(zafo::backup::Places());
+        zafo::backup::RecoverBeforeStart(zafo::backup::Places());
         return 0;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "ldap-restore-settle: %s\n", zafo::cli::OneLine(error.what()).c_str());

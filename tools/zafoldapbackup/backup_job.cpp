@@ -47,7 +47,7 @@ class BackupJob {
 
     void Run() {
         progress_->Stage("checking the destination");
-        SettleRestore();
+        RecoverRestore();
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");
@@ -75,9 +75,9 @@ class BackupJob {
 
   private:
     // What hinders that says nothing of the folder of the backups, as a backup's other codes do.
-    static void SettleRestore() {
+    static void RecoverRestore() {
         try {
-            SettleBeforeJob(Places());
+            RecoverBeforeJob(Places());
         } catch (const JobError &error) {
             throw JobError(Exit::kSystem, error.what());
         }

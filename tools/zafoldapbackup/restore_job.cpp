@@ -51,7 +51,7 @@ class RestoreJob {
 
     void Run() {
         progress_->Stage("checking the backup");
-        SettleBeforeJob(places_);
+        RecoverBeforeJob(places_);
         Check();
         progress_->Stage("loading the entries");
         Load();
