@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/account_file.h"
 
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 #include "platform/error.h"
 
 #include <charconv>

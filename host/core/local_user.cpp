@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The passwords of local users, and how many more there may be.
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/crypt_hash.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
+#include "base/atomic_file.h"
 #include "base/proc_file.h"
 #include "base/unique_fd.h"
-#include "base/whole_file.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/service_description.h"

@@ -5,7 +5,7 @@
 // alone may name a process that has got a dead service's number; such a one is nobody's to end.
 #pragma once
 
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 #include "host/core/service_description.h"
 
 #include <sys/types.h>

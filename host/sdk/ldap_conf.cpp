@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "base/atomic_file.h"
 #include "base/server_account.h"
-#include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
 #include "host/sdk/directives.h"

@@ -3,7 +3,7 @@
 // The groups of this system itself. groupadd(8) makes no group whose name has a blank and adds no
 // member that does not exist yet, but directories have "Domain Users", and groups come before
 // their users, who need a primary group.
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"

@@ -4,7 +4,7 @@
 // left a line that nothing reads and that the next attempt replaces, never an account without its
 // password. useradd(8) and chpasswd(8) cannot give that: an account that they have made half is
 // there, and whoever tries again finds its name taken.
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"

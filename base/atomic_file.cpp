@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
 
 #include "platform/error.h"
 
