@@ -27,6 +27,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/unique_fd.h"
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
 #include "core/list.h"
@@ -376,7 +377,7 @@ bool EntryReader::DecodeValues() {
 // link to a file that only we may read, or a FIFO, for whose other end one would wait.
 FILE *OpenErrorFile(const char *szErrFile) {
     if (szErrFile[0] == '\0') return nullptr;
-    Descriptor file(open(szErrFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    UniqueFd file(open(szErrFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwnFile(status) ||
         status.st_uid != geteuid()) {
