@@ -1,7 +1,45 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Recovery from a restore that was cut off: afterwards the old or the restored entries are in place, whole, and
-// nothing else is left of it.
+// Recovery from a restore that was cut off: afterwards the old or the restored entries are in
+// place, whole, and nothing else is left of it.
+//
+// A restore (RestoreJob) goes through these states. Each is on the disk before the next one begins.
+// `data` and `spare` are the two folders (places.h), "old" has the entries of before, "new" the
+// restored ones. In the states in brackets the server is stopped.
+//
+//     state        data  spare  journal    what a kill there leaves is recovered by
+//
+//     Idle         old   -      -
+//       | Staging::Staging
+//     Loading      old   part   -          removing spare
+//       | Staging::Finish, WriteDurably: RestoreJob::Replace
+//     Announced    old   new    exchange   removing journal and spare
+//       | SwapFolders: RestoreJob::SwapIn
+//     [Swapped]    new   old    exchange   as Starting
+//       | WriteDurably: RestoreJob::SwapIn
+//     Starting     new   old    starting   keeping new, if it holds the suffix's entry: clients may
+//       |                                  have written to it. As Undoing, if it does not.
+//       | RemoveDurably: RestoreJob::Replace. From here on the restore counts.
+//     Restored     new   old    -          removing spare
+//       | RemoveFolder: RestoreJob::RemoveOld
+//     Idle         new   -      -
+//
+// A failure after Announced leads back, by UndoRestore; after a kill so does Apply:
+//
+//     Swapped, Starting
+//       | WriteDurably: PutBack
+//     Undoing      new   old    undo       swapping the folders back, then as Undone
+//       | SwapFolders: PutBack
+//     [Undone]     old   new    undo       removing journal and spare
+//       | RemoveDurably: PutBack
+//     Loading
+//       | StartAgain, RemoveFolder: UndoRestore
+//     Idle         old   -      -
+//
+// Where the disk has no room for "undo" the journal stays as it was: data decides. The verdict on
+// what is found is Judge's (recovery_verdict.h). It also judges what is none of these, folders that
+// the journal does not know or a journal that cannot be read: a database that holds the suffix's
+// entry stays, else a person must look. A "*.part" is a file of which the writer was killed.
 #pragma once
 
 #include "tools/restore/recovery_verdict.h"

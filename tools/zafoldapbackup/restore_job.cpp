@@ -146,7 +146,7 @@ class RestoreJob {
             progress_->Stage("stopping the server");
             StopServer();
             progress_->Stage("exchanging the database");
-            ReplaceFolder();
+            SwapIn();
             progress_->Stage("starting the server");
             StartServer();
             progress_->Stage("asking the server");
@@ -167,7 +167,7 @@ class RestoreJob {
     }
 
     // While the lock is held no server can begin to write into what is taken away.
-    void ReplaceFolder() {
+    void SwapIn() {
         const StartLock lock;
         AwaitUnused(places_.data, kReaderLimit);
         configuration_->Install();
