@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
-#include "base/atomic_file.h"
-#include "base/proc_file.h"
-#include "base/unique_fd.h"
+#include "base/child.h"
+#include "base/pidfd.h"
+#include "base/pipe.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/service_description.h"
@@ -111,17 +111,15 @@ std::optional<int> ReadAnswer(int pipe) {
 // The keeper shares the lock: should this process be killed meanwhile, nobody else starts or stops the
 // service before its start has come to an end and is on record.
 int StartKept(const std::string &name, const FileUpdate &record) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return QLIB_ERR_SERVICE_START;
-    const UniqueFd answer(ends[0]);
-    UniqueFd keepers(ends[1]);
+    std::optional<zafo::Pipe> pipe = zafo::OpenPipe();
+    if (!pipe) return QLIB_ERR_SERVICE_START;
     const std::optional<pid_t> pid = zafo::StartClean({zafo::kServiceKeeper, name}, STDERR_FILENO,
-                                                      {keepers.Get(), record.Lock()});
+                                                      {pipe->writer.Get(), record.Lock()});
     if (!pid) return QLIB_ERR_OPEN_FAILED;
-    keepers.Reset(-1);
+    pipe->writer.Reset(-1);
     // It goes on as somebody else's child.
     zafo::AwaitChild(*pid);
-    return ReadAnswer(answer.Get()).value_or(QLIB_ERR_SERVICE_START);
+    return ReadAnswer(pipe->reader.Get()).value_or(QLIB_ERR_SERVICE_START);
 }
 
 int Start(const std::string &name) {

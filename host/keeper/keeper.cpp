@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/keeper/keeper.h"
 
+#include "base/child.h"
 #include "host/core/clean_child.h"
 #include "host/keeper/service_ends.h"
 #include "platform/error.h"

@@ -3,6 +3,7 @@
 // What every job has: one at a time, its progress to be watched, its children, its end by a signal.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -290,6 +291,25 @@ TEST(JobChild, ThatCannotBeStartedIsAnError) {
         EXPECT_EQ(error.code, Exit::kSystem);
         EXPECT_STREQ(error.what(), "cannot start /no/such/program: No such file or directory");
     }
+}
+
+// Its words take the last descriptor: there is none for its end.
+TEST(JobChild, ThatCannotBeWatchedIsEndedAndAnError) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const auto free = static_cast<rlim_t>(UniqueFd(dup(STDIN_FILENO)).Get());
+    const rlimit low{free + 1, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+    std::string words = "nothing was thrown";
+    try {
+        Child({.argv = {"/bin/sleep", "1000"}});
+    } catch (const JobError &error) {
+        words = error.what();
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(words, "cannot watch /bin/sleep: Too many open files");
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "the child is left";
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST(JobChild, EndsWithItsOwner) {

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Children of a job: started with posix_spawn, with an environment of their own, default signals
-// and no descriptor but the standard three.
+// Children of a job: in a process group and with an environment of their own, and no descriptor
+// but the standard three.
 #pragma once
 
+#include "base/pipe.h"
 #include "base/unique_fd.h"
 
 #include <sys/types.h>
@@ -15,12 +16,7 @@
 
 namespace zafo::backup {
 
-struct Pipe {
-    UniqueFd reader;
-    UniqueFd writer;
-};
-
-// Both ends close-on-exec. Throws JobError kSystem.
+// OpenPipe; throws JobError kSystem.
 Pipe MakePipe();
 
 struct ChildSpec {
