@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/atomic_file.h"
 
-#include "platform/error.h"
+#include "base/write_all.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -41,90 +41,81 @@ bool StandsBelowPrivate(const std::string &path) {
     return std::find(folder.begin(), folder.end(), "private") != folder.end();
 }
 
-int SyncFolderOf(const std::string &path) {
-    const fs::path folder = fs::path(path).parent_path();
-    const UniqueFd fd(
-        open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return fd.IsOpen() && fsync(fd.Get()) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
+UniqueFd Create(const std::string &path) {
+    return UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
 }
 
-// A file under construction, removed unless it was moved into place.
-class NewFile {
-  public:
-    // One that a killed writer left behind is removed first: the lock keeps everyone else away.
-    explicit NewFile(std::string path) : path_(std::move(path)) {
-        unlink(path_.c_str());
-        fd_.Reset(open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    }
-    NewFile(const NewFile &) = delete;
-    NewFile &operator=(const NewFile &) = delete;
-    ~NewFile() {
-        if (fd_.IsOpen()) unlink(path_.c_str());
-    }
-
-    bool Write(std::string_view text, mode_t mode, const struct stat *previous,
-               std::optional<gid_t> reader) {
-        if (!fd_.IsOpen() || !WriteAll(fd_.Get(), text)) return false;
-        if (previous != nullptr && fchown(fd_.Get(), previous->st_uid, previous->st_gid) != 0 &&
-            errno != EPERM) {
-            return false;
-        }
-        if (reader && fchown(fd_.Get(), static_cast<uid_t>(-1), *reader) == 0) mode = 0640;
-        return fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
-    }
-
-    bool MoveTo(const std::string &path) {
-        if (rename(path_.c_str(), path.c_str()) != 0) return false;
-        fd_.Reset(-1);
-        return true;
-    }
-
-  private:
-    std::string path_;
-    UniqueFd fd_;
-};
+int SyncPath(const std::string &path, int flags) {
+    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | flags));
+    return fd.IsOpen() && fsync(fd.Get()) == 0 ? 0 : errno;
+}
 
 }  // namespace
 
-bool WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = write(fd, text.data(), text.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        text.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
+AtomicFile::AtomicFile(std::string path, const char *suffix)
+    : path_(std::move(path)), aside_(path_ + suffix) {
+    fd_ = Create(aside_);
+    if (!fd_.IsOpen() && errno == EEXIST && unlink(aside_.c_str()) == 0) fd_ = Create(aside_);
+    Keep(fd_.IsOpen());
 }
 
-ReadResult ReadWhole(const std::string &path, std::string *text) {
-    // Not blocking: the name may be a pipe's, which is no file.
-    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd.IsOpen()) return errno == ENOENT ? ReadResult::kAbsent : ReadResult::kNotReadable;
-    struct stat status {};
-    if (fstat(fd.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return ReadResult::kReadFailed;
-    text->clear();
-    text->reserve(static_cast<size_t>(status.st_size) + 1);
-    for (;;) {
-        char part[16384];
-        const ssize_t n = read(fd.Get(), part, sizeof part);
-        if (n == 0) return ReadResult::kDone;
-        if (n > 0) {
-            text->append(part, static_cast<size_t>(n));
-        } else if (errno != EINTR) {
-            return ReadResult::kReadFailed;
-        }
-    }
+AtomicFile::~AtomicFile() {
+    if (fd_.IsOpen()) unlink(aside_.c_str());
+}
+
+void AtomicFile::Keep(bool succeeded) {
+    if (!succeeded) error_ = errno;
+}
+
+void AtomicFile::Write(std::string_view text) {
+    if (error_ == 0) Keep(WriteAll(fd_.Get(), text));
+}
+
+void AtomicFile::SetMode(mode_t mode) {
+    if (error_ == 0) Keep(fchmod(fd_.Get(), mode) == 0);
+}
+
+void AtomicFile::SetOwner(uid_t user, gid_t group) {
+    if (error_ == 0) Keep(fchown(fd_.Get(), user, group) == 0 || errno == EPERM);
+}
+
+void AtomicFile::LetRead(gid_t group) {
+    if (error_ == 0 && fchown(fd_.Get(), static_cast<uid_t>(-1), group) == 0) SetMode(0640);
+}
+
+int AtomicFile::Commit() {
+    if (error_ == 0) Keep(fsync(fd_.Get()) == 0);
+    return CommitUnsynced() == 0 ? SyncFolderOf(path_) : error_;
+}
+
+int AtomicFile::CommitUnsynced() {
+    if (error_ == 0) Keep(rename(aside_.c_str(), path_.c_str()) == 0);
+    if (error_ == 0) fd_.Reset(-1);
+    return error_;
+}
+
+int SyncFile(const std::string &path) {
+    return SyncPath(path, O_NOFOLLOW | O_NONBLOCK);
+}
+
+int SyncFolder(const std::string &folder) {
+    return SyncPath(folder, O_DIRECTORY);
+}
+
+int SyncFolderOf(const std::string &path) {
+    const fs::path folder = fs::path(path).parent_path();
+    return SyncFolder(folder.empty() ? "." : folder.string());
 }
 
 int ReplaceWhole(const std::string &path, std::string_view text) {
     struct stat status {};
     const std::string real = FollowLinks(path);
-    if (stat(real.c_str(), &status) != 0) return QLIB_ERR_WRITE_FAILED;
-    NewFile file(real + ".new");
-    if (!file.Write(text, status.st_mode & 07777, &status, {}) || !file.MoveTo(real)) {
-        return QLIB_ERR_WRITE_FAILED;
-    }
-    return SyncFolderOf(real);
+    if (stat(real.c_str(), &status) != 0) return errno;
+    AtomicFile file(real);
+    file.Write(text);
+    file.SetOwner(status.st_uid, status.st_gid);
+    file.SetMode(status.st_mode & 07777);
+    return file.Commit();
 }
 
 FileUpdate::FileUpdate(const std::string &path)
@@ -135,14 +126,14 @@ FileUpdate::FileUpdate(const std::string &path)
     do {
         result = lock_.IsOpen() ? flock(lock_.Get(), LOCK_EX) : -1;
     } while (result != 0 && lock_.IsOpen() && errno == EINTR);
-    if (result != 0) error_ = QLIB_ERR_OPEN_FAILED;
+    if (result != 0) error_ = errno;
 }
 
 FileUpdate::FileUpdate(const std::string &path, UniqueFd lock)
     : path_(FollowLinks(path)),
       lock_(std::move(lock)),
       private_(StandsBelowPrivate(path) || StandsBelowPrivate(path_)),
-      error_(lock_.IsOpen() ? 0 : QLIB_ERR_OPEN_FAILED) {}
+      error_(lock_.IsOpen() ? 0 : EBADF) {}
 
 int FileUpdate::Replace(std::string_view text, mode_t mode) {
     struct stat status {};
@@ -150,11 +141,12 @@ int FileUpdate::Replace(std::string_view text, mode_t mode) {
     if (own_) mode = *own_;
     if (exists) mode = status.st_mode & 07777;
     if (private_) mode = 0600;
-    NewFile file(path_ + ".new");
-    if (!file.Write(text, mode, exists ? &status : nullptr, reader_) || !file.MoveTo(path_)) {
-        return QLIB_ERR_WRITE_FAILED;
-    }
-    return SyncFolderOf(path_);
+    AtomicFile file(path_);
+    file.Write(text);
+    if (exists) file.SetOwner(status.st_uid, status.st_gid);
+    file.SetMode(mode);
+    if (reader_) file.LetRead(*reader_);
+    return file.Commit();
 }
 
 }  // namespace zafo

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files that are read whole and replaced whole. Errors are platform error codes, 0 is success.
+// Files that are replaced in one step: the new text is written beside the file, synced and renamed
+// into place, so that a reader, or the system after a loss of power, finds either the old text or
+// the new one. Results are 0 or an errno.
 #pragma once
 
 #include "base/unique_fd.h"
@@ -13,13 +15,47 @@
 
 namespace zafo {
 
-enum class ReadResult { kDone, kAbsent, kNotReadable, kReadFailed };
+// What AtomicFile adds to a file's name.
+inline constexpr const char *kNewSuffix = ".new";
 
-// The text of a regular file.
-ReadResult ReadWhole(const std::string &path, std::string *text);
+// A file under construction, "PATH.new", mode 0600; removed with its owner unless it was committed.
+// Keeping other writers away is the caller's affair: what stands under that name was left by a
+// killed one, and is removed. The first failure is kept; what is asked for after it does nothing.
+class AtomicFile {
+  public:
+    explicit AtomicFile(std::string path, const char *suffix = kNewSuffix);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile &) = delete;
+    AtomicFile &operator=(const AtomicFile &) = delete;
 
-// Puts `text` in the place of a file that exists, in one step: its owner and mode stay, the text is
-// on the disk when this returns. Who else may write is the caller's affair.
+    void Write(std::string_view text);
+    void SetMode(mode_t mode);
+    // Where the caller may give files away. Before SetMode: it clears bits of the mode.
+    void SetOwner(uid_t user, gid_t group);
+    // Mode 0640 for the group's members, where the caller may give files to the group.
+    void LetRead(gid_t group);
+
+    // Replaces the file. The new text is on the disk when this returns.
+    int Commit();
+    // The same for a file that need not survive a loss of power.
+    int CommitUnsynced();
+
+  private:
+    void Keep(bool succeeded);
+
+    std::string path_;
+    std::string aside_;
+    UniqueFd fd_;
+    int error_ = 0;
+};
+
+// The content of a file, or the names in a folder, are on the disk.
+int SyncFile(const std::string &path);
+int SyncFolder(const std::string &folder);
+int SyncFolderOf(const std::string &path);
+
+// Puts `text` in the place of a file that exists, whose owner and mode stay; symbolic links to it
+// are followed.
 int ReplaceWhole(const std::string &path, std::string_view text);
 
 // The right to replace one file: a lock on "FILE.lock", which stays behind, and
@@ -63,8 +99,5 @@ class FileUpdate {
     std::optional<mode_t> own_;
     int error_ = 0;
 };
-
-// Writes all bytes to a descriptor; false with errno.
-bool WriteAll(int fd, std::string_view text);
 
 }  // namespace zafo

@@ -2,6 +2,7 @@
 #include "host/accounts/smbpasswd.h"
 
 #include "base/atomic_file.h"
+#include "base/whole_file.h"
 #include "host/accounts/account_file.h"
 #include "platform/error.h"
 
@@ -78,7 +79,7 @@ int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes) {
 int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
     mkdir(kFolder, 0700);
     FileUpdate update(kFile);
-    if (update.Error() != 0) return update.Error();
+    if (update.Error() != 0) return QLIB_ERR_OPEN_FAILED;
     std::string text;
     if (const int error = Read(update.Path(), &text); error != 0) return error;
     const std::string before = text;
@@ -89,7 +90,7 @@ int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
             PutLine(&text, account.name, LineFor(account));
         }
     }
-    return text == before ? 0 : update.Replace(text);
+    return text == before || update.Replace(text) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
 }  // namespace zafo

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_description.h"
 
-#include "base/atomic_file.h"
+#include "base/whole_file.h"
 #include "host/core/section_text.h"
 
 #include <algorithm>

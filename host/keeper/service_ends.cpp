@@ -2,6 +2,7 @@
 #include "host/keeper/service_ends.h"
 
 #include "base/atomic_file.h"
+#include "base/whole_file.h"
 #include "host/core/section_text.h"
 #include "host/core/service_process.h"
 

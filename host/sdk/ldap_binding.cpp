@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The appliance's own binding to a directory, as nslcd uses it.
-#include "base/atomic_file.h"
+#include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
 #include "platform/file.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Reading the users of this system itself.
-#include "base/atomic_file.h"
+#include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/crypt_hash.h"
 #include "host/sdk/full_name.h"

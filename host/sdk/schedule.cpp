@@ -3,6 +3,7 @@
 
 #include "base/atomic_file.h"
 #include "base/blanks.h"
+#include "base/whole_file.h"
 #include "host/core/fail.h"
 #include "host/sdk/cron_table.h"
 
@@ -61,13 +62,12 @@ void MakeNoticeable(std::time_t before) {
 template <typename Change>
 int Update(Change change) {
     zafo::FileUpdate update(kTable);
-    if (update.Error() != 0) return Fail(update.Error());
+    if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
     const std::time_t before = std::max(LastChange(kFolder), LastChange(kTable));
     std::string text;
     if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
     update.TakeOver(kTableMode);
-    const int error = update.Replace(change(text), kTableMode);
-    if (error != 0) return Fail(error);
+    if (update.Replace(change(text), kTableMode) != 0) return Fail(QLIB_ERR_WRITE_FAILED);
     MakeNoticeable(before);
     return 0;
 }

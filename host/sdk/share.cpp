@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
-#include "base/atomic_file.h"
 #include "base/blanks.h"
+#include "base/whole_file.h"
 #include "host/core/fail.h"
 
 #include <algorithm>

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/archive_writer.h"
 
+#include "base/write_all.h"
 #include "tools/backup/archive_format.h"
-#include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -52,7 +53,7 @@ struct ArchiveWriter::Sink {
     std::unique_ptr<archive, ArchiveFree> writer = {};
 
     void Write(std::string_view block) {
-        if (!WriteAll(fd, block.data(), block.size())) throw WritingError(path, errno);
+        if (!WriteAll(fd, block, EndIfStopped)) throw WritingError(path, errno);
         digest.Add(block);
     }
 

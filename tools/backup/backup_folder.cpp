@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/backup_folder.h"
 
+#include "base/atomic_file.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/job_error.h"
 
@@ -161,13 +162,6 @@ bool IsAt(int file, const std::string &path) {
            own.st_dev == there.st_dev && own.st_ino == there.st_ino;
 }
 
-void SyncFolder(const std::string &folder) {
-    const UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // Not every file system knows what it means for a folder.
-    if (!fd.IsOpen() || (fsync(fd.Get()) != 0 && errno != EINVAL && errno != ENOTSUP))
-        throw WritingError(folder, errno);
-}
-
 }  // namespace
 
 FolderContents LookInto(const std::string &folder, std::string_view prefix) {
@@ -279,7 +273,9 @@ const std::string &PartFile::PutInPlace() {
         throw JobError(Exit::kSystem, place +
                                           " is not the file that was written: somebody else "
                                           "writes into the folder");
-    SyncFolder(folder_);
+    // Not every file system knows what it means for a folder.
+    const int error = SyncFolder(folder_);
+    if (error != 0 && error != EINVAL && error != ENOTSUP) throw WritingError(folder_, error);
     kept_ = true;
     flock(fd_.Get(), LOCK_UN);
     return path_;

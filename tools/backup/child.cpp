@@ -116,20 +116,4 @@ ssize_t ReadSome(int fd, void *buffer, std::size_t size) {
     }
 }
 
-bool WriteAll(int fd, const void *bytes, std::size_t size) {
-    const auto *from = static_cast<const char *>(bytes);
-    while (size > 0) {
-        const ssize_t n = write(fd, from, size);
-        if (n < 0 && errno == EINTR) {
-            EndIfStopped();
-        } else if (n < 0) {
-            return false;
-        } else {
-            from += n;
-            size -= static_cast<std::size_t>(n);
-        }
-    }
-    return true;
-}
-
 }  // namespace zafo::backup

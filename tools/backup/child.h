@@ -63,7 +63,4 @@ std::string StatusInWords(int wait_status);
 // end (stop_signal.h) while it waits.
 ssize_t ReadSome(int fd, void *buffer, std::size_t size);
 
-// Writes all bytes; false with errno. Throws as ReadSome.
-bool WriteAll(int fd, const void *bytes, std::size_t size);
-
 }  // namespace zafo::backup

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/confirmed_backup.h"
 
-#include "tools/backup/child.h"
+#include "base/write_all.h"
 #include "tools/backup/job_error.h"
 
 #include <fcntl.h>
@@ -39,8 +39,7 @@ std::string TakeLine(std::string_view *text) {
 UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
     UniqueFd fd(memfd_create("confirmed backup", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     const std::string text = TextOf(confirmed);
-    if (!fd.IsOpen() || !WriteAll(fd.Get(), text.data(), text.size()) ||
-        fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
+    if (!fd.IsOpen() || !WriteAll(fd.Get(), text) || fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
         throw SystemError(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
     return fd;
 }

@@ -113,7 +113,7 @@ void MakeDatabaseFolder(const std::string &folder) {
 void SwapFolders(const std::string &one, const std::string &other) {
     if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) != 0)
         throw RootError(fmt::format("cannot exchange {} and {}", one, other), errno);
-    SyncFolder(ParentOf(one));
+    SyncFolderOrThrow(ParentOf(one));
 }
 
 void RemoveFolder(const std::string &folder) {
@@ -125,7 +125,7 @@ void RemoveFolder(const std::string &folder) {
         removed = fs::remove_all(folder, error);
     }
     if (error) throw RootError("cannot remove " + folder, error.value());
-    if (removed > 0) SyncFolder(ParentOf(folder));
+    if (removed > 0) SyncFolderOrThrow(ParentOf(folder));
 }
 
 std::string DatabaseUser::Words() const {

@@ -2,6 +2,7 @@
 #include "tools/restore/staging.h"
 
 #include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
@@ -134,9 +135,9 @@ FolderId Staging::Finish() const {
     RemoveDurably(rules_);
     CopySettings(places_);
     Give(places_.spare + "/" + kMarkerFile, "");
-    SyncFile(places_.spare + "/" + kDataFile);
-    SyncFolder(places_.spare);
-    SyncFolder(places_.folder);
+    SyncFileOrThrow(places_.spare + "/" + kDataFile);
+    SyncFolderOrThrow(places_.spare);
+    SyncFolderOrThrow(places_.folder);
     return IdOf(places_.spare);
 }
 
@@ -150,7 +151,7 @@ Loader::Loader(const std::string &configuration)
 }
 
 void Loader::Add(std::string_view block) {
-    if (WriteAll(pipe_.writer.Get(), block.data(), block.size())) return;
+    if (WriteAll(pipe_.writer.Get(), block, EndIfStopped)) return;
     const int reason = errno;
     if (reason != EPIPE) throw SystemError(Exit::kSystem, "cannot hand entries to slapadd", reason);
     Fail(child_.Wait());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include "base/server_account.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -275,7 +276,7 @@ void MissingConfiguration::Install() {
 
 void MissingConfiguration::InstallFile(const std::string &path, const std::string &text) {
     installed_.push_back(path);
-    WriteConfigurationDurably(path, text);
+    WriteDurably(path, text, ServerGroup());
 }
 
 void MissingConfiguration::Uninstall() noexcept {
