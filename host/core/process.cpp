@@ -5,6 +5,7 @@
 #include "base/pipe.h"
 #include "base/proc_file.h"
 #include "base/unique_fd.h"
+#include "base/whole_file.h"
 #include "host/core/copy_owner.h"
 #include "host/core/fail.h"
 #include "host/core/mount_words.h"
@@ -38,8 +39,8 @@ using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
 using zafo::SecretArguments;
-using zafo::UniqueFd;
 using zafo::Spawner;
+using zafo::UniqueFd;
 
 constexpr size_t kStreamBuffer = 64 << 10;
 // A child's descriptors: the standard ones, then its secrets.

@@ -41,7 +41,7 @@ using zafo::Fail;
 using zafo::FileUpdate;
 using zafo::IsServiceName;
 using zafo::OutOfMemoryIs;
-using zafo::Process;
+using zafo::ProcessId;
 using zafo::RecordOfService;
 using zafo::RemoveFile;
 using zafo::Service;
@@ -87,7 +87,7 @@ int StartAlone(const Service &service, FileUpdate &record) {
     const std::optional<int> exit_code = zafo::RunClean(service.start);
     if (!exit_code) return QLIB_ERR_OPEN_FAILED;
     const pid_t pid = *exit_code == 0 ? AwaitPidFile(service, [](pid_t) { return true; }) : 0;
-    const std::optional<Process> process = zafo::ProcessOf(pid);
+    const std::optional<ProcessId> process = zafo::LivingProcess(pid);
     const bool done = process && WriteServiceRecord(record, {.service = *process, .keeper = {}});
     return done ? 0 : QLIB_ERR_SERVICE_START;
 }
@@ -131,7 +131,7 @@ int Start(const std::string &name) {
     FileUpdate record(RecordOfService(name));
     if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_START);
     if (RecordedProcess(record)) return 0;
-    if (const std::optional<Process> by_hand = FindServiceProcess(*service, record)) {
+    if (const std::optional<ProcessId> by_hand = FindServiceProcess(*service, record)) {
         const bool done = WriteServiceRecord(record, {.service = *by_hand, .keeper = {}});
         return done ? 0 : Fail(QLIB_ERR_SERVICE_START);
     }
@@ -159,10 +159,10 @@ bool HasEnded(int pidfd, seconds limit) {
 
 // Asks the process to end and waits for it. The descriptor stands for one process whatever becomes of its
 // number: whose it is is looked at again once it is held.
-bool End(const Process &process, int limit) {
-    const UniqueFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
+bool End(const ProcessId &process, int limit) {
+    const UniqueFd pidfd = zafo::OpenPidfd(process.pid);
     if (!pidfd.IsOpen()) return errno == ESRCH;
-    if (zafo::ProcessOf(process.pid) != process) return true;
+    if (zafo::LivingProcess(process.pid) != process) return true;
     if (syscall(SYS_pidfd_send_signal, pidfd.Get(), SIGTERM, nullptr, 0) != 0) {
         return errno == ESRCH;
     }
@@ -177,7 +177,7 @@ int Stop(const std::string &name) {
     if (!zafo::MakeServiceRecords()) return Fail(QLIB_ERR_SERVICE_STOP);
     const FileUpdate record(RecordOfService(name));
     if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_STOP);
-    const std::optional<Process> process = FindServiceProcess(*service, record);
+    const std::optional<ProcessId> process = FindServiceProcess(*service, record);
     if (process && !End(*process, service->stop_seconds)) return Fail(QLIB_ERR_SERVICE_STOP);
     bool had_run = process.has_value();
     if (!RemoveFile(service->pid_file, &had_run) || !RemoveFile(record.Path(), &had_run)) {

@@ -15,7 +15,6 @@
 
 #include <array>
 #include <charconv>
-#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -26,13 +25,6 @@ namespace {
 constexpr std::string_view kListenDefault = "ldap:/// ldaps:///";
 constexpr int kLdapPort = 389;
 constexpr int kLdapsPort = 636;
-
-std::string WholeFile(const std::string &path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 std::optional<ListenAddress> ParseOne(const std::string &url) {
     const size_t slashes = url.find("://");
@@ -79,29 +71,6 @@ LocalServer NeedServer() {
     LocalServer server = LookAtServer();
     if (!server.SetUp()) throw OwnFailure("server_not_set_up", {});
     return server;
-}
-
-// Field 22 of /proc/PID/stat. The second field, the program's name, may hold blanks and brackets.
-std::optional<unsigned long long> StartTicksOf(int pid) {
-    const std::string stat = WholeFile(fmt::format("/proc/{}/stat", pid));
-    const size_t after_name = stat.rfind(')');
-    if (after_name == std::string::npos) return std::nullopt;
-    std::istringstream fields(stat.substr(after_name + 1));
-    std::string field;
-    for (int number = 3; number < 22; ++number)
-        fields >> field;
-    unsigned long long ticks = 0;
-    if (!(fields >> ticks)) return std::nullopt;
-    return ticks;
-}
-
-std::optional<std::time_t> StartOf(int pid) {
-    const std::optional<unsigned long long> ticks = StartTicksOf(pid);
-    const std::string system = WholeFile("/proc/stat");
-    const size_t boot = system.find("\nbtime ");
-    if (boot == std::string::npos || !ticks) return std::nullopt;
-    return std::strtoll(system.c_str() + boot + 7, nullptr, 10) +
-           static_cast<std::time_t>(*ticks) / sysconf(_SC_CLK_TCK);
 }
 
 std::vector<ListenAddress> ParseListen(std::string_view urls) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // start, stop, restart and status.
+#include "base/proc_file.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/listing.h"
@@ -46,7 +47,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
     Json addresses = Json::array();
     for (const ListenAddress &address : ListenAddresses())
         addresses.push_back(address.url);
-    const auto since = server.pid > 0 ? StartOf(server.pid) : std::nullopt;
+    const auto since = server.pid > 0 ? StartTimeOf(server.pid) : std::nullopt;
     const std::string file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     const auto certificate = file.empty() ? std::nullopt : ReadCertificateFile(file);
     return {

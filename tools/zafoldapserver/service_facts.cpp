@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/service_facts.h"
 
-#include "tools/zafoldapserver/local_server.h"
+#include "base/proc_file.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/file.h"
@@ -72,11 +72,10 @@ std::string SignalInWords(long long signal) {
 int LivingKeeper() {
     std::ifstream file(kRecord);
     int service = 0;
-    int keeper = 0;
+    ProcessId keeper;
     unsigned long long started = 0;
-    unsigned long long keeper_started = 0;
-    if (!(file >> service >> started >> keeper >> keeper_started)) return 0;
-    return QLIBCProcAlive(keeper) == 1 && StartTicksOf(keeper) == keeper_started ? keeper : 0;
+    if (!(file >> service >> started >> keeper.pid >> keeper.started)) return 0;
+    return keeper.Lives() ? keeper.pid : 0;
 }
 
 ServiceFacts FactsOfRecords() {
