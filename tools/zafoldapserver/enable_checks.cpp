@@ -50,7 +50,7 @@ void CheckFolder(const char *folder) {
     if (!S_ISDIR(status.st_mode)) refuse(ENOTDIR);
     std::string probe = existing + "/.zafoldapserver.XXXXXX";
     const UniqueFd fd(mkostemp(probe.data(), O_CLOEXEC));
-    if (!fd) refuse(errno);
+    if (!fd.IsOpen()) refuse(errno);
     unlink(probe.c_str());
 }
 
@@ -69,7 +69,7 @@ unsigned long long CheckSpace() {
 // Binding tells without listening: it fails where another program listens.
 bool IsTaken(const addrinfo &address) {
     const UniqueFd fd(socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd) return false;  // no IPv6 here
+    if (!fd.IsOpen()) return false;  // no IPv6 here
     const int on = 1;
     setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (address.ai_family == AF_INET6)

@@ -2,6 +2,8 @@
 //
 // enable: everything that can be checked is checked first; what fails after that leaves something
 // behind, and the message says what and how to go on.
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/password_options.h"
@@ -169,7 +171,7 @@ void KeepBefore(Session &session, const char *path) {
     if (!text) return;
     unlink(kept.c_str());
     const UniqueFd fd(open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!fd || write(fd.Get(), text->data(), text->size()) != static_cast<ssize_t>(text->size()))
+    if (!fd.IsOpen() || !WriteAll(fd.Get(), *text))
         throw OwnFailure("folder_unwritable", {.subject = kept, .reason = std::strerror(errno)});
     session.streams.Note(fmt::format("{} is kept as {}", path, kept));
 }
