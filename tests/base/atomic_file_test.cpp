@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "base/work_folder.h"
 #include "tests/backup/folder_fixture.h"
 
 namespace zafo::test {
@@ -135,6 +136,26 @@ TEST_F(ReplacedFile, IsSyncedByItsNameOrItsFolders) {
     EXPECT_EQ(SyncFolderOf("file"), 0) << "the current folder";
     EXPECT_EQ(SyncFolder(Path("file")), ENOTDIR);
     EXPECT_EQ(SyncFile(Path("none")), ENOENT);
+}
+
+TEST(WorkFolder, IsThisUsersAloneAndGoesWithItsOwner) {
+    std::string path;
+    {
+        const WorkFolder folder("base-test");
+        ASSERT_EQ(folder.Error(), 0);
+        path = folder.Path();
+        EXPECT_TRUE(path.starts_with("/tmp/base-test."));
+        struct stat status {};
+        ASSERT_EQ(stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0700U);
+        EXPECT_EQ(AtomicFile(folder.Path("file")).Commit(), 0);
+    }
+    EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+TEST(WorkFolder, TellsWhyItCouldNotBeMade) {
+    const WorkFolder folder("no/such");
+    EXPECT_EQ(folder.Error(), ENOENT);
 }
 
 }  // namespace

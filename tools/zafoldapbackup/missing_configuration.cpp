@@ -2,6 +2,7 @@
 #include "tools/zafoldapbackup/missing_configuration.h"
 
 #include "base/server_account.h"
+#include "base/work_folder.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -16,7 +17,6 @@
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
 
-#include <stdlib.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -26,10 +26,8 @@
 #include <array>
 #include <cctype>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <set>
-#include <system_error>
 
 namespace zafo::backup {
 
@@ -44,30 +42,18 @@ constexpr const char *kPasswordKey = "bindpw";
 
 using Pairs = std::unique_ptr<QLIBSZHASH, decltype(&QLIBCSzHashFree)>;
 
-// A folder of this process's own for texts that are only looked at; goes with its owner.
-class WorkFolder {
+// For texts that are only looked at.
+class TextFolder : public WorkFolder {
   public:
-    WorkFolder() {
-        if (mkdtemp(path_.data()) == nullptr)
-            throw RootError("cannot make a folder in /tmp", errno);
+    TextFolder() : WorkFolder("zafoldapbackup") {
+        if (Error() != 0) throw RootError("cannot make a folder in /tmp", Error());
     }
-    ~WorkFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    WorkFolder(const WorkFolder &) = delete;
-    WorkFolder &operator=(const WorkFolder &) = delete;
-
-    std::string Path(const char *name) const { return path_ + "/" + name; }
 
     // The path of a new file with that text.
     std::string Write(const char *name, std::string_view text) const {
         WriteDurably(Path(name), text);
         return Path(name);
     }
-
-  private:
-    std::string path_ = "/tmp/zafoldapbackup.XXXXXX";
 };
 
 bool Exists(const std::string &path) {
@@ -160,7 +146,7 @@ Pairs SectionOf(const std::string &file, const char *section) {
 class SavedPassword {
   public:
     explicit SavedPassword(const std::string &connections) {
-        const WorkFolder work;
+        const TextFolder work;
         const Pairs pairs =
             SectionOf(work.Write("connections.conf", connections), cli::kOwnConnection);
         const char *cipher = pairs ? QLIBCSzHashGetValue(pairs.get(), kPasswordKey) : nullptr;
@@ -241,7 +227,7 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
                        fmt::format("there is no {}, and the backup has none either: set the "
                                    "server up first",
                                    cli::kSlapdConf));
-    const WorkFolder work;
+    const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
     admin_dn_ = ValueIn(saved, "rootdn");
