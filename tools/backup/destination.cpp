@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/destination.h"
 
+#include "base/appliance_paths.h"
 #include "tools/backup/job_error.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>

@@ -4,7 +4,7 @@
 // exchanged with it, and the journal of the exchange.
 #pragma once
 
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
 
 #include <string>
 

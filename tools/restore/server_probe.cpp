@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/server_probe.h"
 
+#include "base/appliance_paths.h"
 #include "platform/ldap.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <sys/wait.h>
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/configuration_copy.h"
 
+#include "base/appliance_paths.h"
 #include "base/unique_fd.h"
 #include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <fcntl.h>
 

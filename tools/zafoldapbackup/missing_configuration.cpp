@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include "base/appliance_paths.h"
 #include "base/server_account.h"
 #include "base/work_folder.h"
 #include "platform/crypt.h"
@@ -13,7 +14,6 @@
 #include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
-#include "tools/zafoldapserver/server_paths.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
 

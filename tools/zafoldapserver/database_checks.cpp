@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of the database: its space, the pool of numbers, who writes to it.
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"

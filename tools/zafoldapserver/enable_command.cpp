@@ -2,6 +2,7 @@
 //
 // enable: everything that can be checked is checked first; what fails after that leaves something
 // behind, and the message says what and how to go on.
+#include "base/appliance_paths.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
 #include "tools/cli/change_log.h"
@@ -15,7 +16,6 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/error.h"
 #include "platform/service.h"

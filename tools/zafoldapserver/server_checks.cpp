@@ -3,10 +3,10 @@
 // The checks of configuration, process and answer.
 #include "tools/zafoldapserver/server_checks.h"
 
+#include "base/appliance_paths.h"
 #include "base/proc_file.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <fmt/format.h>
 

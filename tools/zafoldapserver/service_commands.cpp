@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // start, stop, restart and status.
+#include "base/appliance_paths.h"
 #include "base/proc_file.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
@@ -8,7 +9,6 @@
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_paths.h"
 #include "tools/zafoldapserver/service_facts.h"
 
 #include "platform/error.h"

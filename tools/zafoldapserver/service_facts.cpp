@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/service_facts.h"
 
+#include "base/appliance_paths.h"
 #include "base/proc_file.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/file.h"
 #include "platform/process.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/slapd_conf.h"
 
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
 
 #include "platform/ldap.h"
 #include "platform/process.h"
