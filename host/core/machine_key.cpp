@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/machine_key.h"
 
+#include "base/appliance_paths.h"
 #include "base/atomic_file.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
@@ -18,7 +19,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kFolder = "/usr/zafo/etc/private";
 constexpr const char *kFile = "/usr/zafo/etc/private/machine.key";
 
 // Makes the key under a name of its own, complete and on the disk, and links it to the
@@ -36,7 +36,7 @@ int MakeMachineKey() {
     const bool written = WriteAll(file.Get(), bytes) && fsync(file.Get()) == 0 &&
                          (link(name, kFile) == 0 || errno == EEXIST);
     unlink(name);
-    return written && SyncFolder(kFolder) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
+    return written && SyncFolder(kPrivateFolder) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
 // Why the key file could not be opened.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
+#include "base/appliance_paths.h"
 #include "base/child.h"
 #include "base/pidfd.h"
 #include "base/pipe.h"
@@ -48,9 +49,6 @@ using zafo::Service;
 using zafo::SwitchOfService;
 using zafo::UniqueFd;
 
-constexpr const char *kSystemdRuns = "/run/systemd/system";
-constexpr const char *kSystemctl = "/usr/bin/systemctl";
-
 // --- systemd ------------------------------------------------------------------
 
 struct PipeClose {
@@ -64,12 +62,13 @@ std::string UnitOf(const std::string &name) {
 // Asked in a way that says nothing on standard error about a unit that is missing.
 bool IsSystemdUnit(const std::string &name) {
     std::error_code error;
-    if (!std::filesystem::is_directory(kSystemdRuns, error) || access(kSystemctl, X_OK) != 0) {
+    if (!std::filesystem::is_directory(zafo::kSystemdRuns, error) ||
+        access(zafo::kSystemctl, X_OK) != 0) {
         return false;
     }
     const std::unique_ptr<FILE, PipeClose> answer(
-        QLIBCPopen(kSystemctl, "r", "show", "--property=LoadState", "--value", UnitOf(name).c_str(),
-                   static_cast<char *>(nullptr)));
+        QLIBCPopen(zafo::kSystemctl, "r", "show", "--property=LoadState", "--value",
+                   UnitOf(name).c_str(), static_cast<char *>(nullptr)));
     char line[64] = "";
     if (!answer || std::fgets(line, sizeof line, answer.get()) == nullptr) return false;
     const std::string_view state(line, std::string_view(line).find('\n'));
@@ -77,7 +76,8 @@ bool IsSystemdUnit(const std::string &name) {
 }
 
 bool Systemctl(const char *verb, const std::string &name) {
-    return zafo::RunClean({kSystemctl, "--quiet", "--no-ask-password", verb, UnitOf(name)}) == 0;
+    return zafo::RunClean({zafo::kSystemctl, "--quiet", "--no-ask-password", verb, UnitOf(name)}) ==
+           0;
 }
 
 // --- Starting -----------------------------------------------------------------

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_process.h"
 
+#include "base/appliance_paths.h"
 #include "base/whole_file.h"
 #include "platform/process.h"
 
@@ -21,8 +22,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr const char *kRecords = "/run/zafo-service";
-
 constexpr std::chrono::seconds kPidFileLimit{5};
 constexpr std::chrono::milliseconds kPidFileStep{10};
 
@@ -42,11 +41,11 @@ bool Runs(pid_t pid, const std::string &program) {
 }  // namespace
 
 std::string RecordOfService(const std::string &name) {
-    return std::string(kRecords) + "/" + name;
+    return std::string(kServiceRecords) + "/" + name;
 }
 
 bool MakeServiceRecords() {
-    return mkdir(kRecords, 0755) == 0 || errno == EEXIST;
+    return mkdir(kServiceRecords, 0755) == 0 || errno == EEXIST;
 }
 
 std::optional<ServiceRecord> ReadServiceRecord(const std::string &path) {

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "base/appliance_paths.h"
 #include "host/front/account.h"
 #include "host/front/dn_lines.h"
 #include "host/front/failure.h"
@@ -21,8 +22,6 @@ namespace zafo::front {
 
 namespace {
 
-constexpr const char *kDatabase = "/usr/zafo/etc/openldap/data";
-constexpr const char *kDatabaseFile = "/usr/zafo/etc/openldap/data/data.mdb";
 // The old name of a database file tells whether there is a database; no file of the server
 // of today tells that, so a program looks.
 char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
@@ -108,8 +107,8 @@ int SettleMarker(char **environment) {
 
 void PrepareDatabaseFolder() {
     // Without the folder above it there is no server; the tool says so.
-    if (mkdir(kDatabase, 0700) != 0 && errno != EEXIST) return;
-    if (!GiveToServerUser(kDatabase)) Fail(kRefused, kDatabase, errno);
+    if (mkdir(kDatabaseFolder, 0700) != 0 && errno != EEXIST) return;
+    if (!GiveToServerUser(kDatabaseFolder)) Fail(kRefused, kDatabaseFolder, errno);
 }
 
 void RunLoader(const Command &command) {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/appliance_paths.h"
 #include "host/front/failure.h"
 #include "host/front/option.h"
 #include "host/front/secret.h"
@@ -24,8 +25,7 @@ constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 
 // The appliance's own authority, and what its administrator put beside it,
 // before what the system trusts.
-constexpr const char *kTrustFiles[] = {"/usr/zafo/etc/ssl/ca.pem",
-                                       "/etc/ssl/certs/ca-certificates.crt"};
+constexpr const char *kTrustFiles[] = {kAuthority, "/etc/ssl/certs/ca-certificates.crt"};
 
 char *Join(std::string_view head, std::string_view tail) {
     auto *text = static_cast<char *>(std::calloc(1, head.size() + tail.size() + 1));

@@ -21,8 +21,8 @@ constexpr const char *kLocalServer = "localhost";
 
 // Loads the section, making an empty one when there is none.
 int LoadOrAddSection(const char *szSection, QLIBSZHASH *pMap) {
-    if (QLIBCFileGetSection(zafo::kBrowserConf, szSection, pMap) > 0) return 0;
-    if (QLIBCFileAddSection(zafo::kBrowserConf, szSection, pMap, 0) >= 0) return 0;
+    if (QLIBCFileGetSection(zafo::kConnectionFile, szSection, pMap) > 0) return 0;
+    if (QLIBCFileAddSection(zafo::kConnectionFile, szSection, pMap, 0) >= 0) return 0;
     ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", szSection, zafo::PlatformError());
     return -1;
 }
@@ -71,7 +71,7 @@ int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *pHost, const char *szSection) {
     if (SetPlainFields(*pHost, map.get()) != 0) return -1;
     if (SetPassword(*pHost, map.get()) != 0) return -1;
     if (SetSSL(*pHost, map.get()) != 0) return -1;
-    if (QLIBCFileSetSection(zafo::kBrowserConf, szSection, nullptr, map.get(), 0) < 0) {
+    if (QLIBCFileSetSection(zafo::kConnectionFile, szSection, nullptr, map.get(), 0) < 0) {
         ZAFO_LOG("save borwser conf failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }

@@ -3,6 +3,7 @@
 // What a search looks like on ldapsearch(1)'s command line.
 #include "core/ldap_search_command.h"
 
+#include "base/appliance_paths.h"
 #include "core/list.h"
 #include "platform/ldap.h"
 
@@ -10,7 +11,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 constexpr size_t kMaxAddress = 1024;
 constexpr size_t kMaxBase = 1024;
 
@@ -52,7 +52,7 @@ std::string ServerAddress(const ZAFOLDAP_HOST &host, size_t nMax) {
 
 std::vector<std::string> SearchArguments(const ZAFOLDAP_HOST &host,
                                          const ZAFOLDAP_SEARCH_REQUEST &request) {
-    std::vector<std::string> arguments = {kTool, "-LLL", "-x"};
+    std::vector<std::string> arguments = {zafo::kLdapsearch, "-LLL", "-x"};
     AppendServer(host, &arguments);
     if (HasBase(host, request))
         arguments.insert(arguments.end(), {"-b", SearchBase(host, request)});

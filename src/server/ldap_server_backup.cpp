@@ -11,12 +11,12 @@
 #include <iterator>
 #include <new>
 
+#include "base/appliance_paths.h"
 #include "core/ldap_browser_conf.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/process.h"
 #include "platform/schedule.h"
-#include "server/backup_task.h"
 #include "server/cleared_environment.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
@@ -24,7 +24,6 @@
 
 namespace {
 
-constexpr const char *kProgram = "/usr/zafo/bin/zafoldapbackup";
 constexpr int kProgramOptions = 0xB3;
 constexpr const char *kPrefix = "zafoldap";
 
@@ -102,7 +101,7 @@ bool SetVariable(const char *szName, const char *szValue) {
 }
 
 bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *pConfig) {
-    const bool blSet = SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf) &&
+    const bool blSet = SetVariable("LDAP_BROWSER_CONF", zafo::kConnectionFile) &&
                        SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile) &&
                        SetVariable("LDAP_BKP_PREFIX", kPrefix);
     if (pConfig == nullptr) return blSet;
@@ -119,7 +118,7 @@ template <class... Argument>
 int Run(const ZAFOLDAP_BACKUP_CONFIG *pConfig, Argument... szArguments) {
     const zafo::ClearedEnvironment cleared;
     if (!SetVariables(pConfig)) throw std::bad_alloc();
-    return QLIBCExecl(kProgram, kProgramOptions, szArguments...,
+    return QLIBCExecl(zafo::kBackupProgram, kProgramOptions, szArguments...,
                       static_cast<const char *>(nullptr));
 }
 

@@ -42,9 +42,9 @@ int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *pParms) {
     if (SetUnlessNull(map.get(), zafo::kSuffix, pParms->szSuffix) != 0) return -1;
     if (SetUnlessNull(map.get(), "rootdn", pParms->szRootDN) != 0) return -1;
     if (SetHash(map.get(), pParms->szRootPW) != 0) return -1;
-    return ZAFOLDAPConfSet(zafo::kSlapdConf, zafo::kSlapdConfTemplate, map.get(), 0) < 0 ? -1 : 0;
+    return ZAFOLDAPConfSet(zafo::kSlapdConf, zafo::kSlapdTemplate, map.get(), 0) < 0 ? -1 : 0;
 }
 
 int ZAFOLDAPSlapdConfSetOne(const char *szKey, const char *szValue) {
-    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdConfTemplate, szKey, szValue, 0);
+    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdTemplate, szKey, szValue, 0);
 }

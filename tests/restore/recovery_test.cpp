@@ -24,7 +24,7 @@ class Recovery : public FolderTest {
   protected:
     void SetUp() override {
         FolderTest::SetUp();
-        std::ofstream(cli::kSlapdConf) << "suffix dc=example,dc=com\n";
+        std::ofstream(kSlapdConf) << "suffix dc=example,dc=com\n";
         fs::create_directory(Path("data"));
         fs::create_directory(Path("data.new"));
         Write("data/which", "old");

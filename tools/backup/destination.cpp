@@ -40,7 +40,7 @@ bool IsWithin(const std::string &path, const std::string &folder) {
 
 std::uint64_t DatabaseBytes() {
     struct stat status {};
-    if (stat(cli::kDataFile, &status) != 0) return 0;
+    if (stat(kDatabaseFile, &status) != 0) return 0;
     return static_cast<std::uint64_t>(status.st_blocks) * kStatBlock;
 }
 
@@ -110,7 +110,7 @@ void CheckDestination(const std::string &folder) {
     if (!S_ISDIR(status.st_mode)) Refuse(folder, "it is no folder");
     if (access(folder.c_str(), R_OK | W_OK | X_OK) != 0) throw WritingError(folder, errno);
     // The server's folder is emptied and exchanged as a whole.
-    if (IsWithin(RealPath(folder), RealPath(cli::kDataFolder)))
+    if (IsWithin(RealPath(folder), RealPath(kDatabaseFolder)))
         Refuse(folder, "it is inside the database");
 }
 

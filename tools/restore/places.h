@@ -10,10 +10,8 @@
 
 namespace zafo::backup {
 
-inline constexpr const char *kStartLockFile = "/var/run/ldap-server-start.lock";
-
 struct Places {
-    explicit Places(std::string server_folder = cli::kServerFolder)
+    explicit Places(std::string server_folder = kServerFolder)
         : folder(std::move(server_folder)),
           data(folder + "/data"),
           spare(folder + "/data.new"),

@@ -25,15 +25,14 @@ namespace {
 constexpr std::chrono::seconds kReaderLimit{10};
 
 Verdict JudgePlaces(const Places &places) {
-    return Judge(LookAt(places),
-                 [] { return HoldsSuffix(cli::kSlapdConf, SuffixOf(cli::kSlapdConf)); });
+    return Judge(LookAt(places), [] { return HoldsSuffix(kSlapdConf, SuffixOf(kSlapdConf)); });
 }
 
 // What a restore had begun to write in the server's folder when it was killed.
 std::vector<std::string> Unfinished(const Places &places) {
     std::vector<std::string> found;
     for (const std::string &path :
-         {places.journal, std::string(cli::kSlapdConf), std::string(cli::kAccessRules)}) {
+         {places.journal, std::string(kSlapdConf), std::string(kAccessRules)}) {
         if (access((path + kUnfinished).c_str(), F_OK) == 0) found.push_back(path + kUnfinished);
     }
     return found;
@@ -77,15 +76,15 @@ void Apply(const Places &places, Verdict verdict) {
 }
 
 void StartAgain(const Journal &journal) {
-    if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
-        QLIBServiceStart(cli::kService, 0) != 0)
+    if (journal.server_ran && QLIBServiceIsEnabled(kServerService) == 1 &&
+        QLIBServiceStart(kServerService, 0) != 0)
         throw JobError(
             Exit::kServer,
             "the old database is in its place again, and the server does not start on it");
 }
 
 void StopServer() {
-    if (QLIBServiceStop(cli::kService, 0) != 0)
+    if (QLIBServiceStop(kServerService, 0) != 0)
         throw JobError(Exit::kServer, "the server does not stop");
 }
 

@@ -24,9 +24,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
-constexpr const char *kSearch = "/usr/zafo/bin/ldapsearch";
-constexpr const char *kServiceFiles[] = {cli::kServiceSettings, cli::kServiceDefaults};
+constexpr const char *kServiceFiles[] = {kServiceSettings, kServiceDefaults};
 constexpr const char *kListenByDefault = "ldap:/// ldaps:///";
 constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
@@ -78,7 +76,7 @@ std::vector<std::string> ListenUrls() {
 
 Answer Ask(const std::string &url, const std::string &suffix) {
     Pipe pipe = MakePipe();
-    Child search({.argv = {kSearch, "-x", "-LLL", "-o", "TLS_REQCERT=never", "-o",
+    Child search({.argv = {kLdapsearch, "-x", "-LLL", "-o", "TLS_REQCERT=never", "-o",
                            "NETWORK_TIMEOUT=10", "-o", "TIMEOUT=10", "-H", url, "-s", "base", "-b",
                            suffix, "(objectClass=*)", "1.1"},
                   .output = pipe.writer.Get()});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/staging.h"
 
+#include "base/appliance_paths.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
 #include "tools/backup/entry_scan.h"
@@ -30,9 +31,6 @@ namespace zafo::backup {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char *kSlapadd = "/usr/zafo/bin/slapadd";
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 
 // Settings that a database folder may hold besides the database.
 constexpr const char *kSettingsFile = "DB_CONFIG";
@@ -90,7 +88,7 @@ Staging::Staging(const Places &places, std::string_view configuration,
       rules_(places.spare + "/" + kLoadingRules) {
     LoadingChange change{.directory = places_.data, .new_directory = places_.spare};
     if (rules) {
-        change.include = cli::kAccessRules;
+        change.include = kAccessRules;
         change.new_include = rules_;
         Give(rules_, *rules);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/backup_job.h"
 
+#include "base/appliance_paths.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/archive_writer.h"
 #include "tools/backup/backup_folder.h"
@@ -29,7 +30,6 @@ namespace zafo::backup {
 namespace {
 
 constexpr int kStages = 6;
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 constexpr std::size_t kBlockBytes = 256U << 10;
 
 std::string TimeInUtc(std::time_t time) {

@@ -68,21 +68,19 @@ std::string SectionIn(std::string_view text, std::string_view section) {
 }
 
 void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf) {
-    if (const auto text = ReadConfiguration(cli::kSlapdConf))
-        writer->AddFile(kSlapdConfMember, *text);
-    if (const auto text = ReadConfiguration(cli::kAccessRules))
+    if (const auto text = ReadConfiguration(kSlapdConf)) writer->AddFile(kSlapdConfMember, *text);
+    if (const auto text = ReadConfiguration(kAccessRules))
         writer->AddFile(kAccessRulesMember, *text);
     const auto connections = ReadConfiguration(browser_conf);
-    const std::string own = SectionIn(connections.value_or(""), cli::kOwnConnection);
+    const std::string own = SectionIn(connections.value_or(""), kOwnConnection);
     if (!own.empty()) writer->AddFile(kConnectionMember, own);
 }
 
 std::string ConfiguredSuffix() {
     std::array<char, kLongestSuffix> suffix{};
-    const int found =
-        ZAFOLDAPInfoGetFromConf(cli::kSlapdConf, "suffix", suffix.data(), suffix.size());
+    const int found = ZAFOLDAPInfoGetFromConf(kSlapdConf, "suffix", suffix.data(), suffix.size());
     if (found == 1) return suffix.data();
-    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", cli::kSlapdConf,
+    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", kSlapdConf,
                                               found == 0 ? "names no suffix" : "cannot be read"));
 }
 

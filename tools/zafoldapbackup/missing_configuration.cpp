@@ -84,9 +84,9 @@ std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
     Set(pairs, "rootdn", admin_dn);
     if (!hash.empty()) Set(pairs, "rootpw", hash);
     const std::string path = work.Path("made.conf");
-    if (ZAFOLDAPConfSet(path.c_str(), cli::kSlapdTemplate, pairs.get(), 0) != 0)
+    if (ZAFOLDAPConfSet(path.c_str(), kSlapdTemplate, pairs.get(), 0) != 0)
         throw JobError(Exit::kSystem,
-                       fmt::format("no configuration can be made from {}", cli::kSlapdTemplate));
+                       fmt::format("no configuration can be made from {}", kSlapdTemplate));
     return ReadConfiguration(path).value_or("");
 }
 
@@ -147,8 +147,7 @@ class SavedPassword {
   public:
     explicit SavedPassword(const std::string &connections) {
         const TextFolder work;
-        const Pairs pairs =
-            SectionOf(work.Write("connections.conf", connections), cli::kOwnConnection);
+        const Pairs pairs = SectionOf(work.Write("connections.conf", connections), kOwnConnection);
         const char *cipher = pairs ? QLIBCSzHashGetValue(pairs.get(), kPasswordKey) : nullptr;
         known_ = cipher != nullptr && QLIBCryptSzDecrypt(cipher, clear_.data(), clear_.size()) == 0;
     }
@@ -209,10 +208,10 @@ std::vector<std::string> DifferingDirectives(std::string_view text, std::string_
 
 MissingConfiguration::MissingConfiguration(const Contents &backup, std::string browser_conf)
     : browser_conf_(std::move(browser_conf)) {
-    if (auto own = ReadConfiguration(cli::kSlapdConf)) {
+    if (auto own = ReadConfiguration(kSlapdConf)) {
         slapd_conf_ = std::move(*own);
         suffix_ = ConfiguredSuffix();
-        admin_dn_ = ValueIn(cli::kSlapdConf, "rootdn");
+        admin_dn_ = ValueIn(kSlapdConf, "rootdn");
         return;
     }
     missing_ = true;
@@ -226,7 +225,7 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
         throw JobError(Exit::kSystem,
                        fmt::format("there is no {}, and the backup has none either: set the "
                                    "server up first",
-                                   cli::kSlapdConf));
+                                   kSlapdConf));
     const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
@@ -251,13 +250,13 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
         notes_.emplace_back("the access rules were made anew; those of the backup differ");
-    if (!Exists(cli::kAccessRules)) rules_ = rules;
+    if (!Exists(kAccessRules)) rules_ = rules;
 }
 
 void MissingConfiguration::Install() {
     if (!missing_) return;
-    if (rules_) InstallFile(cli::kAccessRules, *rules_);
-    InstallFile(cli::kSlapdConf, slapd_conf_);
+    if (rules_) InstallFile(kAccessRules, *rules_);
+    InstallFile(kSlapdConf, slapd_conf_);
 }
 
 void MissingConfiguration::InstallFile(const std::string &path, const std::string &text) {
@@ -272,7 +271,7 @@ void MissingConfiguration::Uninstall() noexcept {
 }
 
 std::string MissingConfiguration::InstallConnection() {
-    if (!connection_ || SectionOf(browser_conf_, cli::kOwnConnection)) return {};
+    if (!connection_ || SectionOf(browser_conf_, kOwnConnection)) return {};
     try {
         const SavedPassword password(*connection_);
         ZAFOLDAP_SERVER_PARAM settings{};

@@ -161,7 +161,7 @@ class RestoreJob {
     }
 
     void StopServer() const {
-        if (server_ran_ && QLIBServiceStop(cli::kService, 0) != 0)
+        if (server_ran_ && QLIBServiceStop(kServerService, 0) != 0)
             throw JobError(Exit::kServer, "the server does not stop");
         EndIfStopped();
     }
@@ -178,7 +178,7 @@ class RestoreJob {
     }
 
     void StartServer() const {
-        if (server_ran_ && QLIBServiceStart(cli::kService, 0) != 0)
+        if (server_ran_ && QLIBServiceStart(kServerService, 0) != 0)
             throw JobError(Exit::kServer, "the server does not start with the restored entries");
         EndIfStopped();
     }
@@ -186,8 +186,8 @@ class RestoreJob {
     void AskServer() const {
         const std::string &suffix = contents_.manifest.suffix;
         if (server_ran_) {
-            ExpectServes(cli::kSlapdConf, suffix);
-        } else if (!HoldsSuffix(cli::kSlapdConf, suffix)) {
+            ExpectServes(kSlapdConf, suffix);
+        } else if (!HoldsSuffix(kSlapdConf, suffix)) {
             throw JobError(Exit::kServer,
                            "the restored database does not have the entry " + suffix);
         }

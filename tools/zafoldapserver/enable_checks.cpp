@@ -31,8 +31,8 @@ namespace {
 constexpr unsigned long long kMiB = 1024ULL * 1024;
 constexpr unsigned long long kLeastSpace = 64 * kMiB;
 
-constexpr const char *kWrittenFolders[] = {kServerFolder,  kDataFolder,  kPrivateFolder,
-                                           kServiceFolder, kTrustFolder, kRunFolder};
+constexpr const char *kWrittenFolders[] = {kServerFolder,  kDatabaseFolder, kPrivateFolder,
+                                           kServiceFolder, kTrustFolder,    kRunFolder};
 
 // Only a file that is really made tells: modes mean nothing to root, and a mount may be
 // read-only.
@@ -56,7 +56,7 @@ void CheckFolder(const char *folder) {
 
 unsigned long long CheckSpace() {
     struct statvfs space {};
-    const std::string folder = ExistingFolder(kDataFolder);
+    const std::string folder = ExistingFolder(kDatabaseFolder);
     if (statvfs(folder.c_str(), &space) != 0)
         throw OwnFailure("folder_unwritable", {.subject = folder, .reason = std::strerror(errno)});
     const unsigned long long left =

@@ -136,7 +136,8 @@ void SayWhatIsReplaced(Session &session, const Enabling &job) {
 
 int DryRun(Session &session, const Enabling &job) {
     Streams &streams = session.streams;
-    const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile, kDataFolder};
+    const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile,
+                                            kDatabaseFolder};
     if (session.Options().form == Form::kJson) {
         Json result = Result(job);
         result["checks"] = job.checks;
@@ -207,8 +208,8 @@ void Enable(Session &session, const Enabling &job) {
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     streams.Note("enabling the service ldap-server");
-    if (QLIBServiceEnable(kService) != 0)
-        throw OwnFailure("service_missing", {.subject = kService}, streams.ToolWords());
+    if (QLIBServiceEnable(kServerService) != 0)
+        throw OwnFailure("service_missing", {.subject = kServerService}, streams.ToolWords());
     streams.Note(
         "writing configuration, connection \"root\" and access rules, filling the database, "
         "starting the server (a few seconds)");

@@ -56,13 +56,13 @@ std::string_view Name(ServerState state) {
 
 LocalServer LookAtServer() {
     LocalServer server;
-    server.enabled = QLIBServiceIsEnabled(kService) == 1;
+    server.enabled = QLIBServiceIsEnabled(kServerService) == 1;
     server.readable = access(kSlapdConf, F_OK) != 0 || access(kSlapdConf, R_OK) == 0;
     server.suffix = DirectiveOf(kSlapdConf, "suffix");
     server.admin_dn = DirectiveOf(kSlapdConf, "rootdn");
     if (server.suffix.empty() && server.readable) return server;
     // For the library a server that is not enabled does not run; it may all the same.
-    server.pid = QLIBCReadPidFile(kPidFile);
+    server.pid = QLIBCReadPidFile(kSlapdPidFile);
     server.state = server.pid > 0 ? ServerState::kRunning : ServerState::kStopped;
     return server;
 }

@@ -58,7 +58,7 @@ void Reset(Session &session) {
                                             "left";
         throw OwnFailure("reset_failed", {.reason = state}, streams.ToolWords());
     }
-    QLIBServiceDisable(kService);
+    QLIBServiceDisable(kServerService);
 }
 
 }  // namespace

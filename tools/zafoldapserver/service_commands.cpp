@@ -58,7 +58,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
         {"suffix", TextOrNull(server.suffix)},
         {"admin_dn", TextOrNull(server.admin_dn)},
         {"addresses", addresses},
-        {"database_bytes", SizeFor(session, AllocatedSize(kDataFile))},
+        {"database_bytes", SizeFor(session, AllocatedSize(kDatabaseFile))},
         {"certificate_ends",
          certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()},
         {"starts_again", service.known && server.Running() ? Json(service.StartsAgain()) : Json()},

@@ -26,10 +26,7 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr const char *kSystemdRuns = "/run/systemd/system";
-constexpr const char *kSystemctl = "/usr/bin/systemctl";
 constexpr const char *kUnit = "ldap-server.service";
-constexpr const char *kRecords = "/run/zafo-service";
 constexpr const char *kRecord = "/run/zafo-service/ldap-server";
 constexpr const char *kEnds = "/run/zafo-service/ldap-server.ends";
 
@@ -81,12 +78,12 @@ int LivingKeeper() {
 ServiceFacts FactsOfRecords() {
     ServiceFacts facts;
     std::error_code error;
-    facts.known = std::filesystem::is_directory(kRecords, error);
+    facts.known = std::filesystem::is_directory(kServiceRecords, error);
     PairFile settings;
     settings.Read(kServiceDefaults);
     settings.Read(kServiceSettings);
     facts.wanted = settings.Text("restart") == "yes";
-    facts.enabled = QLIBServiceIsEnabled(kService) == 1;
+    facts.enabled = QLIBServiceIsEnabled(kServerService) == 1;
     facts.keeper = LivingKeeper();
     PairFile ends;
     ends.Read(kEnds);
