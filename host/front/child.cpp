@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/front/child.h"
 
-#include "base/pidfd.h"
-
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "base/pidfd.h"
 #include "host/front/failure.h"
 
 namespace zafo::front {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/front/held_words.h"
 
-#include "base/write_all.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "base/write_all.h"
 
 namespace zafo::front {
 
