@@ -5,23 +5,25 @@
 
 #include <sys/types.h>
 
+#include <ctime>
 #include <optional>
-#include <string>
 
 namespace zafo {
 
-// The start of a file's text, enough for a number or a process's status line; empty when it
-// cannot be read.
-std::string ReadHead(const char *path);
+// One process and no other: its number alone is given again.
+struct ProcessId {
+    pid_t pid = 0;
+    unsigned long long started = 0;  // in clock ticks since the system started
 
-struct ProcessFacts {
-    char state = '\0';  // 'Z' and 'X' have ended
-    // In clock ticks since the system started. A number and its start time name one process
-    // only; the number alone is given again.
-    unsigned long long started = 0;
+    static ProcessId Own();
+    bool Lives() const;
+    bool operator==(const ProcessId &) const = default;
 };
 
 // Nothing when there is no such process, or it has ended.
-std::optional<ProcessFacts> LivingProcess(pid_t pid);
+std::optional<ProcessId> LivingProcess(pid_t pid);
+
+// When the process began; nothing when that cannot be seen.
+std::optional<std::time_t> StartTimeOf(pid_t pid);
 
 }  // namespace zafo

@@ -14,7 +14,7 @@
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/entry_guard.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/sha256.h"
 
 namespace {
@@ -23,12 +23,12 @@ using namespace zafo;
 using namespace zafo::backup;
 
 // A refusal goes into a log line and a progress file.
-void CheckWords(const Problem &problem) {
-    const std::string_view words = problem.what();
+void CheckWords(const JobError &error) {
+    const std::string_view words = error.what();
     CHECK(words.starts_with("backup: ") && words.size() > 8);
     CHECK(std::ranges::none_of(words, [](unsigned char c) { return c < ' ' || c == 0x7F; }));
-    CHECK(problem.code == Exit::kDamaged || problem.code == Exit::kNewerFormat ||
-          problem.code == Exit::kBadPlace);
+    CHECK(error.code == Exit::kDamaged || error.code == Exit::kNewerFormat ||
+          error.code == Exit::kBadPlace);
 }
 
 // The entries of a file that is read; none of one that is refused.
@@ -42,8 +42,8 @@ std::optional<std::string> Read(std::string_view bytes) {
         CHECK(contents.manifest.sha256 == Sha256Of(entries));
         CHECK(ManifestFrom(ToJson(contents.manifest)) == contents.manifest);
         return entries;
-    } catch (const Problem &problem) {
-        CheckWords(problem);
+    } catch (const JobError &error) {
+        CheckWords(error);
         return std::nullopt;
     }
 }

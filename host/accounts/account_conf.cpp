@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/account_conf.h"
 
+#include "base/appliance_paths.h"
 #include "host/accounts/account_file.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -13,7 +14,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kFile = "/usr/zafo/etc/account.conf";
 constexpr int kDefaultLimit = 4096;
 
 struct MapFree {
@@ -25,7 +25,7 @@ using Map = std::unique_ptr<QLIBSZHASH, MapFree>;
 int Load(const char *section, Map *map) {
     map->reset(QLIBCSzHashAlloc(16));
     if (*map == nullptr) throw std::bad_alloc();
-    return QLIBCFileGetSection(kFile, section, map->get()) < 0 ? QLIBCErrGet() : 0;
+    return QLIBCFileGetSection(kAccountConf, section, map->get()) < 0 ? QLIBCErrGet() : 0;
 }
 
 }  // namespace
@@ -48,8 +48,8 @@ int StoreAccountText(const char *section, const std::string &name, std::string_v
     } else if (QLIBCSzHashSetValue(map.get(), name.c_str(), std::string(text).c_str()) != 0) {
         return QLIBCErrGet();
     }
-    const bool stored = QLIBCFileAddSection(kFile, section, nullptr, 0) == 0 &&
-                        QLIBCFileSetSection(kFile, section, nullptr, map.get(), 0) == 0;
+    const bool stored = QLIBCFileAddSection(kAccountConf, section, nullptr, 0) == 0 &&
+                        QLIBCFileSetSection(kAccountConf, section, nullptr, map.get(), 0) == 0;
     return stored ? 0 : QLIBCErrGet();
 }
 

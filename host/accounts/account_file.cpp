@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/account_file.h"
 
+#include "base/atomic_file.h"
 #include "base/whole_file.h"
 #include "platform/error.h"
 
@@ -79,6 +80,10 @@ void RemoveLines(std::string *text, std::string_view name) {
 
 int ReadAccountFile(const char *path, std::string *text) {
     return ReadWhole(path, text) == ReadResult::kDone ? 0 : QLIB_ERR_OPEN_FAILED;
+}
+
+int ReplaceAccountFile(const char *path, std::string_view text) {
+    return ReplaceWhole(path, text) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
 }  // namespace zafo

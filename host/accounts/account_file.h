@@ -52,4 +52,7 @@ void RemoveLines(std::string *text, std::string_view name);
 // Reads a file of the system; 0, or 0x0900 when it is absent or unreadable.
 int ReadAccountFile(const char *path, std::string *text);
 
+// Replaces a file of the system in one step; 0, or 0x0B00.
+int ReplaceAccountFile(const char *path, std::string_view text);
+
 }  // namespace zafo

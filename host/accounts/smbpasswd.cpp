@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/smbpasswd.h"
 
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
 #include "base/whole_file.h"
 #include "host/accounts/account_file.h"
 #include "platform/error.h"
@@ -15,7 +17,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kFolder = "/usr/zafo/etc/private";
 constexpr const char *kFile = "/usr/zafo/etc/private/smbpasswd";
 constexpr size_t kHashLength = 32;
 constexpr std::string_view kUserFlags = "[U          ]";
@@ -76,9 +77,9 @@ int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes) {
 }
 
 int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
-    mkdir(kFolder, 0700);
+    mkdir(kPrivateFolder, 0700);
     FileUpdate update(kFile);
-    if (update.Error() != 0) return update.Error();
+    if (update.Error() != 0) return QLIB_ERR_OPEN_FAILED;
     std::string text;
     if (const int error = Read(update.Path(), &text); error != 0) return error;
     const std::string before = text;
@@ -89,7 +90,7 @@ int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
             PutLine(&text, account.name, LineFor(account));
         }
     }
-    return text == before ? 0 : update.Replace(text);
+    return text == before || update.Replace(text) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
 }  // namespace zafo

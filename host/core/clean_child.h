@@ -20,9 +20,6 @@ namespace zafo {
 std::optional<pid_t> StartClean(const std::vector<std::string> &words, int error,
                                 std::initializer_list<int> passed = {});
 
-// The wait status of a child; nothing when somebody else has taken it.
-std::optional<int> AwaitChild(pid_t pid);
-
 // Runs a program to its end, with the caller's standard error: its exit code, 128 and the number of the
 // signal that ended it; nothing when it cannot be started.
 std::optional<int> RunClean(const std::vector<std::string> &words);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/file.h"
 
+#include "base/atomic_file.h"
 #include "base/whole_file.h"
 #include "host/core/fail.h"
 #include "host/core/section_text.h"
@@ -69,7 +70,7 @@ template <typename Change>
 int Update(const char *path, Change change) {
     return OutOfMemoryIs(-1, [&] {
         zafo::FileUpdate update(path);
-        if (update.Error() != 0) return Fail(update.Error());
+        if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
         SectionText sections;
         if (const int error = Load(update.Path(), &sections); error != 0) return Fail(error);
         const std::string before = sections.Text();
@@ -77,7 +78,7 @@ int Update(const char *path, Change change) {
         if (result < 0) return result;
         const std::string after = sections.Text();
         if (after == before) return result;
-        if (const int error = update.Replace(after); error != 0) return Fail(error);
+        if (update.Replace(after) != 0) return Fail(QLIB_ERR_WRITE_FAILED);
         return result;
     });
 }

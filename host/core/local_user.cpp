@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The passwords of local users, and how many more there may be.
-#include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/crypt_hash.h"
@@ -71,7 +70,7 @@ int StoreCrypt(const std::vector<NewHashes> &users) {
         zafo::PutLine(&shadow, user.samba.name,
                       WithPassword(line.value_or(user.samba.name), user.crypt));
     }
-    return shadow == before ? 0 : zafo::ReplaceWhole(zafo::kShadowFile, shadow);
+    return shadow == before ? 0 : zafo::ReplaceAccountFile(zafo::kShadowFile, shadow);
 }
 
 // The Samba hashes go first: whoever made the account has stored its password already, so that what is

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/machine_key.h"
 
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
 #include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "platform/error.h"
 
 #include <fcntl.h>
@@ -10,12 +13,12 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <string_view>
 
 namespace zafo {
 
 namespace {
 
-constexpr const char *kFolder = "/usr/zafo/etc/private";
 constexpr const char *kFile = "/usr/zafo/etc/private/machine.key";
 
 // Makes the key under a name of its own, complete and on the disk, and links it to the
@@ -28,12 +31,12 @@ int MakeMachineKey() {
     char name[] = "/usr/zafo/etc/private/.machine.key.XXXXXX";
     const UniqueFd file(mkostemp(name, O_CLOEXEC));
     if (!file.IsOpen()) return QLIB_ERR_OPEN_FAILED;
-    const bool written = write(file.Get(), key.bytes.data(), key.bytes.size()) ==
-                             static_cast<ssize_t>(key.bytes.size()) &&
-                         fsync(file.Get()) == 0 && (link(name, kFile) == 0 || errno == EEXIST);
+    const std::string_view bytes(reinterpret_cast<const char *>(key.bytes.data()),
+                                 key.bytes.size());
+    const bool written = WriteAll(file.Get(), bytes) && fsync(file.Get()) == 0 &&
+                         (link(name, kFile) == 0 || errno == EEXIST);
     unlink(name);
-    const UniqueFd folder(open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return written && folder.IsOpen() && fsync(folder.Get()) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
+    return written && SyncFolder(kPrivateFolder) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
 // Why the key file could not be opened.

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-//
-// Children are made by posix_spawn: it shares the caller's memory until the program
-// starts, so its cost does not grow with the caller as fork's does, and it
-// reports a program that cannot be executed.
 #include "platform/process.h"
 
+#include "base/child.h"
+#include "base/pipe.h"
 #include "base/proc_file.h"
 #include "base/unique_fd.h"
+#include "base/whole_file.h"
 #include "host/core/copy_owner.h"
 #include "host/core/fail.h"
 #include "host/core/mount_words.h"
@@ -14,10 +13,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
 #include <stdio_ext.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,9 +39,9 @@ using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
 using zafo::SecretArguments;
+using zafo::Spawner;
 using zafo::UniqueFd;
 
-constexpr int kPipeSize = 1 << 20;
 constexpr size_t kStreamBuffer = 64 << 10;
 // A child's descriptors: the standard ones, then its secrets.
 constexpr int kFirstSecret = STDERR_FILENO + 1;
@@ -65,87 +61,32 @@ int StartFailed(const char *path, int error) {
     return Fail(error == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_OPEN_FAILED);
 }
 
-// Opens what a child gets as one of its three descriptors, and the two
-// attributes every child has.
-class Spawner {
-  public:
-    Spawner() {
-        if (posix_spawn_file_actions_init(&actions_) != 0) throw std::bad_alloc();
-        if (posix_spawnattr_init(&attributes_) != 0) {
-            posix_spawn_file_actions_destroy(&actions_);
-            throw std::bad_alloc();
-        }
-    }
-    Spawner(const Spawner &) = delete;
-    Spawner &operator=(const Spawner &) = delete;
-    ~Spawner() {
-        posix_spawnattr_destroy(&attributes_);
-        posix_spawn_file_actions_destroy(&actions_);
-    }
+// `fd` of the child is the caller's; a closed one would be taken by the first file that the program
+// opens, so then it is /dev/null.
+void Inherit(Spawner &spawner, int fd) {
+    spawner.PassOrNull(fcntl(fd, F_GETFD) >= 0 ? fd : -1, fd);
+}
 
-    // `fd` of the child is the caller's `from`.
-    void Pass(int from, int fd) { Check(posix_spawn_file_actions_adddup2(&actions_, from, fd)); }
+// What every child has besides its standard output, and the secrets of its vector; to be called
+// last before Start: the numbers of the secrets may be those of what was passed before.
+void PassNothingBut(Spawner &spawner, const std::vector<UniqueFd> &secrets) {
+    spawner.PassNull(STDIN_FILENO);
+    Inherit(spawner, STDERR_FILENO);
+    int next = kFirstSecret;
+    for (const UniqueFd &secret : secrets)
+        spawner.Pass(secret.Get(), next++);
+    spawner.CloseFrom(next);
+}
 
-    void OpenNull(int fd, int mode) {
-        Check(posix_spawn_file_actions_addopen(&actions_, fd, "/dev/null", mode, 0));
+// The child's id; nothing, and the failure noted, when it could not be started.
+std::optional<pid_t> Start(const Spawner &spawner, const char *path, char *const argv[]) {
+    pid_t pid = 0;
+    if (const int error = spawner.Start(path, argv, environ, &pid)) {
+        StartFailed(path, error);
+        return {};
     }
-
-    // `fd` of the child is the caller's; a closed one would be taken by
-    // the first file the program opens, so then it is /dev/null.
-    void Inherit(int fd) {
-        if (fcntl(fd, F_GETFD) >= 0) {
-            Pass(fd, fd);
-        } else {
-            OpenNull(fd, O_WRONLY);
-        }
-    }
-
-    // What every child has, and the secrets of its vector; to be called last before Start: the
-    // numbers of the secrets may be those of what was passed before.
-    void PassNothingBut(const std::vector<UniqueFd> &secrets) {
-        OpenNull(STDIN_FILENO, O_RDONLY);
-        Inherit(STDERR_FILENO);
-        int next = kFirstSecret;
-        for (const UniqueFd &secret : secrets)
-            Pass(secret.Get(), next++);
-        Check(posix_spawn_file_actions_addclosefrom_np(&actions_, next));
-        sigset_t all;
-        sigfillset(&all);
-        sigset_t none;
-        sigemptyset(&none);
-        posix_spawnattr_setsigdefault(&attributes_, &all);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    }
-
-    // The child's id; nothing, and the failure noted, when it could not be started.
-    std::optional<pid_t> Start(const char *path, char *const argv[]) const {
-        pid_t pid = 0;
-        const int error = posix_spawn(&pid, path, &actions_, &attributes_, argv, environ);
-        if (error != 0) {
-            StartFailed(path, error);
-            return {};
-        }
-        last_start.error = 0;
-        return pid;
-    }
-
-  private:
-    static void Check(int error) {
-        if (error != 0) throw std::bad_alloc();
-    }
-
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
-};
-
-// The wait status of a child.
-std::optional<int> WaitFor(pid_t pid) {
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) return {};
-    }
-    return status;
+    last_start.error = 0;
+    return pid;
 }
 
 struct Child {
@@ -191,30 +132,6 @@ Children &OpenChildren() {
     return *children;
 }
 
-// The numbers 0 to 2 are the child's: a pipe end of a caller that
-// has closed its own would be in the way there.
-UniqueFd AboveStandard(UniqueFd fd) {
-    if (fd.Get() > STDERR_FILENO) return fd;
-    return UniqueFd(fcntl(fd.Get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
-struct Pipe {
-    UniqueFd read, write;
-};
-
-// Nothing, with errno, when there is none to be had.
-std::optional<Pipe> OpenPipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return {};
-    UniqueFd read(ends[0]);
-    UniqueFd write(ends[1]);
-    Pipe pipe{AboveStandard(std::move(read)), AboveStandard(std::move(write))};
-    if (!pipe.read.IsOpen() || !pipe.write.IsOpen()) return {};
-    // A large answer then needs fewer changes between writer and reader; the small pipe works too.
-    fcntl(pipe.read.Get(), F_SETPIPE_SZ, kPipeSize);
-    return pipe;
-}
-
 // Runs `body`, which starts the program; running out of memory is one more reason why it cannot.
 template <typename Result, typename Body>
 Result Starting(const char *path, Result failure, Body body) noexcept {
@@ -233,22 +150,22 @@ std::nullptr_t NotStarted(const char *path, int error) {
 
 // Everything that can fail for want of memory comes before the child is started.
 FILE *OpenChild(const char *path, char *const argv[]) {
-    std::optional<Pipe> pipe = OpenPipe();
+    std::optional<zafo::Pipe> pipe = zafo::OpenPipe();
     if (!pipe) return NotStarted(path, errno);
     SecretArguments arguments;
     if (const int error = arguments.Take(path, argv, kFirstSecret)) return NotStarted(path, error);
     Spawner spawner;
-    spawner.Pass(pipe->write.Get(), STDOUT_FILENO);
-    spawner.PassNothingBut(arguments.Files());
-    Stream stream(fdopen(pipe->read.Get(), "r"));
+    spawner.Pass(pipe->writer.Get(), STDOUT_FILENO);
+    PassNothingBut(spawner, arguments.Files());
+    Stream stream(fdopen(pipe->reader.Get(), "r"));
     if (!stream) return NotStarted(path, ENOMEM);
-    pipe->read.Release();
+    pipe->reader.Release();
     Child child{.pid = -1, .buffer = std::make_unique_for_overwrite<char[]>(kStreamBuffer)};
     // A stream belongs to one thread: locking it for every line is half of getdelim's time.
     __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
     setvbuf(stream.get(), child.buffer.get(), _IOFBF, kStreamBuffer);
     OpenChildren().Add(stream.get(), std::move(child));
-    const std::optional<pid_t> pid = spawner.Start(path, arguments.Vector());
+    const std::optional<pid_t> pid = Start(spawner, path, arguments.Vector());
     if (!pid) {
         const std::optional<Child> unused = OpenChildren().Take(stream.get());
         stream.reset();
@@ -269,23 +186,22 @@ std::optional<int> Run(const char *path, char *const argv[], Output output) {
     }
     Spawner spawner;
     if (output == Output::kNull) {
-        spawner.OpenNull(STDOUT_FILENO, O_WRONLY);
+        spawner.PassNull(STDOUT_FILENO);
     } else {
-        spawner.Inherit(STDOUT_FILENO);
+        Inherit(spawner, STDOUT_FILENO);
     }
-    spawner.PassNothingBut(arguments.Files());
-    const std::optional<pid_t> pid = spawner.Start(path, arguments.Vector());
+    PassNothingBut(spawner, arguments.Files());
+    const std::optional<pid_t> pid = Start(spawner, path, arguments.Vector());
     // The child has its own by now; this process need not hold them as long as it runs.
     arguments.CloseFiles();
     if (!pid) return {};
-    const std::optional<int> status = WaitFor(*pid);
+    const std::optional<int> status = zafo::AwaitChild(*pid);
     if (!status) Fail(QLIB_ERR_OPEN_FAILED);
     return status;
 }
 
 int ExitCodeOf(std::optional<int> status) {
-    if (!status) return -1;
-    return WIFSIGNALED(*status) ? 128 + WTERMSIG(*status) : WEXITSTATUS(*status);
+    return status ? zafo::ExitCodeOf(*status) : -1;
 }
 
 // The interface of exec wants pointers to char, which it does not write through.
@@ -363,7 +279,7 @@ int QLIBCPclose(FILE *pStream) {
     const std::optional<Child> child = OpenChildren().Take(pStream);
     if (!child) return Fail(QLIB_ERR_BAD_ARGUMENT);
     fclose(pStream);
-    const std::optional<int> status = WaitFor(child->pid);
+    const std::optional<int> status = zafo::AwaitChild(child->pid);
     return status ? *status : Fail(QLIB_ERR_OPEN_FAILED);
 }
 
@@ -381,11 +297,7 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
         zafo::RestrictMount(szPath, &words);
         words.insert(words.begin(), szPath);
         words = zafo::WithSafeRights(std::move(words));
-        std::vector<char *> argv;
-        for (const std::string &word : words)
-            argv.push_back(Argument(word.c_str()));
-        argv.push_back(nullptr);
-        return ExitCodeOf(Run(argv[0], argv.data(), Output::kNull));
+        return ExitCodeOf(Run(words[0].c_str(), zafo::ArgumentVector(words).data(), Output::kNull));
     });
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/secret_arguments.h"
 
-#include "base/whole_file.h"
+#include "base/write_all.h"
 #include "host/front/option.h"
 
 #include <fcntl.h>

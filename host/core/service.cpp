@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
-#include "base/proc_file.h"
-#include "base/unique_fd.h"
-#include "base/whole_file.h"
+#include "base/appliance_paths.h"
+#include "base/child.h"
+#include "base/pidfd.h"
+#include "base/pipe.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/service_description.h"
@@ -41,15 +42,12 @@ using zafo::Fail;
 using zafo::FileUpdate;
 using zafo::IsServiceName;
 using zafo::OutOfMemoryIs;
-using zafo::Process;
+using zafo::ProcessId;
 using zafo::RecordOfService;
 using zafo::RemoveFile;
 using zafo::Service;
 using zafo::SwitchOfService;
 using zafo::UniqueFd;
-
-constexpr const char *kSystemdRuns = "/run/systemd/system";
-constexpr const char *kSystemctl = "/usr/bin/systemctl";
 
 // --- systemd ------------------------------------------------------------------
 
@@ -64,12 +62,13 @@ std::string UnitOf(const std::string &name) {
 // Asked in a way that says nothing on standard error about a unit that is missing.
 bool IsSystemdUnit(const std::string &name) {
     std::error_code error;
-    if (!std::filesystem::is_directory(kSystemdRuns, error) || access(kSystemctl, X_OK) != 0) {
+    if (!std::filesystem::is_directory(zafo::kSystemdRuns, error) ||
+        access(zafo::kSystemctl, X_OK) != 0) {
         return false;
     }
     const std::unique_ptr<FILE, PipeClose> answer(
-        QLIBCPopen(kSystemctl, "r", "show", "--property=LoadState", "--value", UnitOf(name).c_str(),
-                   static_cast<char *>(nullptr)));
+        QLIBCPopen(zafo::kSystemctl, "r", "show", "--property=LoadState", "--value",
+                   UnitOf(name).c_str(), static_cast<char *>(nullptr)));
     char line[64] = "";
     if (!answer || std::fgets(line, sizeof line, answer.get()) == nullptr) return false;
     const std::string_view state(line, std::string_view(line).find('\n'));
@@ -77,7 +76,8 @@ bool IsSystemdUnit(const std::string &name) {
 }
 
 bool Systemctl(const char *verb, const std::string &name) {
-    return zafo::RunClean({kSystemctl, "--quiet", "--no-ask-password", verb, UnitOf(name)}) == 0;
+    return zafo::RunClean({zafo::kSystemctl, "--quiet", "--no-ask-password", verb, UnitOf(name)}) ==
+           0;
 }
 
 // --- Starting -----------------------------------------------------------------
@@ -87,7 +87,7 @@ int StartAlone(const Service &service, FileUpdate &record) {
     const std::optional<int> exit_code = zafo::RunClean(service.start);
     if (!exit_code) return QLIB_ERR_OPEN_FAILED;
     const pid_t pid = *exit_code == 0 ? AwaitPidFile(service, [](pid_t) { return true; }) : 0;
-    const std::optional<Process> process = zafo::ProcessOf(pid);
+    const std::optional<ProcessId> process = zafo::LivingProcess(pid);
     const bool done = process && WriteServiceRecord(record, {.service = *process, .keeper = {}});
     return done ? 0 : QLIB_ERR_SERVICE_START;
 }
@@ -111,17 +111,15 @@ std::optional<int> ReadAnswer(int pipe) {
 // The keeper shares the lock: should this process be killed meanwhile, nobody else starts or stops the
 // service before its start has come to an end and is on record.
 int StartKept(const std::string &name, const FileUpdate &record) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return QLIB_ERR_SERVICE_START;
-    const UniqueFd answer(ends[0]);
-    UniqueFd keepers(ends[1]);
+    std::optional<zafo::Pipe> pipe = zafo::OpenPipe();
+    if (!pipe) return QLIB_ERR_SERVICE_START;
     const std::optional<pid_t> pid = zafo::StartClean({zafo::kServiceKeeper, name}, STDERR_FILENO,
-                                                      {keepers.Get(), record.Lock()});
+                                                      {pipe->writer.Get(), record.Lock()});
     if (!pid) return QLIB_ERR_OPEN_FAILED;
-    keepers.Reset(-1);
+    pipe->writer.Reset(-1);
     // It goes on as somebody else's child.
     zafo::AwaitChild(*pid);
-    return ReadAnswer(answer.Get()).value_or(QLIB_ERR_SERVICE_START);
+    return ReadAnswer(pipe->reader.Get()).value_or(QLIB_ERR_SERVICE_START);
 }
 
 int Start(const std::string &name) {
@@ -133,7 +131,7 @@ int Start(const std::string &name) {
     FileUpdate record(RecordOfService(name));
     if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_START);
     if (RecordedProcess(record)) return 0;
-    if (const std::optional<Process> by_hand = FindServiceProcess(*service, record)) {
+    if (const std::optional<ProcessId> by_hand = FindServiceProcess(*service, record)) {
         const bool done = WriteServiceRecord(record, {.service = *by_hand, .keeper = {}});
         return done ? 0 : Fail(QLIB_ERR_SERVICE_START);
     }
@@ -161,10 +159,10 @@ bool HasEnded(int pidfd, seconds limit) {
 
 // Asks the process to end and waits for it. The descriptor stands for one process whatever becomes of its
 // number: whose it is is looked at again once it is held.
-bool End(const Process &process, int limit) {
-    const UniqueFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
+bool End(const ProcessId &process, int limit) {
+    const UniqueFd pidfd = zafo::OpenPidfd(process.pid);
     if (!pidfd.IsOpen()) return errno == ESRCH;
-    if (zafo::ProcessOf(process.pid) != process) return true;
+    if (zafo::LivingProcess(process.pid) != process) return true;
     if (syscall(SYS_pidfd_send_signal, pidfd.Get(), SIGTERM, nullptr, 0) != 0) {
         return errno == ESRCH;
     }
@@ -179,7 +177,7 @@ int Stop(const std::string &name) {
     if (!zafo::MakeServiceRecords()) return Fail(QLIB_ERR_SERVICE_STOP);
     const FileUpdate record(RecordOfService(name));
     if (record.Error() != 0) return Fail(QLIB_ERR_SERVICE_STOP);
-    const std::optional<Process> process = FindServiceProcess(*service, record);
+    const std::optional<ProcessId> process = FindServiceProcess(*service, record);
     if (process && !End(*process, service->stop_seconds)) return Fail(QLIB_ERR_SERVICE_STOP);
     bool had_run = process.has_value();
     if (!RemoveFile(service->pid_file, &had_run) || !RemoveFile(record.Path(), &had_run)) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_description.h"
 
+#include "base/appliance_paths.h"
 #include "base/whole_file.h"
 #include "host/core/section_text.h"
 
@@ -12,9 +13,6 @@
 namespace zafo {
 
 namespace {
-
-constexpr const char *kDescriptions = "/usr/zafo/etc.defaults/service/";
-constexpr const char *kSettings = "/usr/zafo/etc/service/";
 
 constexpr int kStopSeconds = 30;
 constexpr int kMostStopSeconds = 3600;
@@ -40,11 +38,12 @@ int StopSecondsOf(const std::string &text) {
 
 // The pairs of both files, those of the appliance's own settings first.
 std::optional<Pairs> ReadDescription(const std::string &name) {
+    const std::string file = "/" + name + ".conf";
     std::string text;
-    const ReadResult own = ReadWhole(kSettings + name + ".conf", &text);
+    const ReadResult own = ReadWhole(kServiceFolder + file, &text);
     if (own != ReadResult::kDone && own != ReadResult::kAbsent) return {};
     Pairs pairs = own == ReadResult::kDone ? PlainPairs(text) : Pairs();
-    if (ReadWhole(kDescriptions + name + ".conf", &text) != ReadResult::kDone) return {};
+    if (ReadWhole(kServiceDefaultsFolder + file, &text) != ReadResult::kDone) return {};
     Pairs defaults = PlainPairs(text);
     pairs.merge(defaults);
     return pairs;
@@ -72,7 +71,7 @@ std::optional<Service> DescribeService(const std::string &name) {
 }
 
 std::string SwitchOfService(const std::string &name) {
-    return kSettings + name + ".enabled";
+    return kServiceFolder + ("/" + name) + ".enabled";
 }
 
 }  // namespace zafo

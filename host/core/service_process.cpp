@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_process.h"
 
-#include "base/proc_file.h"
+#include "base/appliance_paths.h"
+#include "base/whole_file.h"
 #include "platform/process.h"
 
 #include <sys/stat.h>
@@ -21,8 +22,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr const char *kRecords = "/run/zafo-service";
-
 constexpr std::chrono::seconds kPidFileLimit{5};
 constexpr std::chrono::milliseconds kPidFileStep{10};
 
@@ -41,22 +40,16 @@ bool Runs(pid_t pid, const std::string &program) {
 
 }  // namespace
 
-std::optional<Process> ProcessOf(pid_t pid) {
-    const std::optional<ProcessFacts> facts = LivingProcess(pid);
-    if (!facts) return {};
-    return Process{pid, facts->started};
-}
-
 std::string RecordOfService(const std::string &name) {
-    return std::string(kRecords) + "/" + name;
+    return std::string(kServiceRecords) + "/" + name;
 }
 
 bool MakeServiceRecords() {
-    return mkdir(kRecords, 0755) == 0 || errno == EEXIST;
+    return mkdir(kServiceRecords, 0755) == 0 || errno == EEXIST;
 }
 
 std::optional<ServiceRecord> ReadServiceRecord(const std::string &path) {
-    const std::string text = ReadHead(path.c_str());
+    const std::string text = ReadHead(path);
     ServiceRecord record;
     const int numbers =
         std::sscanf(text.c_str(), "%d %llu %d %llu", &record.service.pid, &record.service.started,
@@ -76,17 +69,17 @@ bool WriteServiceRecord(FileUpdate &record, const ServiceRecord &content) {
     return record.Replace(text + '\n', 0644) == 0;
 }
 
-std::optional<Process> RecordedProcess(const FileUpdate &record) {
+std::optional<ProcessId> RecordedProcess(const FileUpdate &record) {
     const std::optional<ServiceRecord> content = ReadServiceRecord(record.Path());
-    if (!content || ProcessOf(content->service.pid) != content->service) return {};
+    if (!content || LivingProcess(content->service.pid) != content->service) return {};
     return content->service;
 }
 
-std::optional<Process> FindServiceProcess(const Service &service, const FileUpdate &record) {
-    if (std::optional<Process> recorded = RecordedProcess(record)) return recorded;
+std::optional<ProcessId> FindServiceProcess(const Service &service, const FileUpdate &record) {
+    if (std::optional<ProcessId> recorded = RecordedProcess(record)) return recorded;
     const pid_t pid = QLIBCReadPidFile(service.pid_file.c_str());
     if (pid <= 0 || service.program.empty() || !Runs(pid, service.program)) return {};
-    return ProcessOf(pid);
+    return LivingProcess(pid);
 }
 
 pid_t AwaitPidFile(const Service &service, const std::function<bool(pid_t)> &is_ours) {

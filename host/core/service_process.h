@@ -5,7 +5,8 @@
 // alone may name a process that has got a dead service's number; such a one is nobody's to end.
 #pragma once
 
-#include "base/whole_file.h"
+#include "base/atomic_file.h"
+#include "base/proc_file.h"
 #include "host/core/service_description.h"
 
 #include <sys/types.h>
@@ -16,19 +17,10 @@
 
 namespace zafo {
 
-struct Process {
-    pid_t pid = 0;
-    unsigned long long started = 0;
-    bool operator==(const Process &) const = default;
-};
-
-// A living process with its start time.
-std::optional<Process> ProcessOf(pid_t pid);
-
 // What an owner record says, whether or not the processes live.
 struct ServiceRecord {
-    Process service;
-    Process keeper;  // 0: none
+    ProcessId service;
+    ProcessId keeper;  // 0: none
 };
 
 std::string RecordOfService(const std::string &name);
@@ -37,11 +29,11 @@ std::optional<ServiceRecord> ReadServiceRecord(const std::string &path);
 bool WriteServiceRecord(FileUpdate &record, const ServiceRecord &content);
 
 // The process of the owner record, when it still lives.
-std::optional<Process> RecordedProcess(const FileUpdate &record);
+std::optional<ProcessId> RecordedProcess(const FileUpdate &record);
 
 // The process that is the service: by its record, else by its pid file and program, as of a
 // service that was started by hand.
-std::optional<Process> FindServiceProcess(const Service &service, const FileUpdate &record);
+std::optional<ProcessId> FindServiceProcess(const Service &service, const FileUpdate &record);
 
 // The process that a start has left running, as soon as its pid file names it, 0 when that takes
 // too long. The service itself writes that file, often with less rights than ours: it must not make

@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <string_view>
 
+#include "base/server_account.h"
 #include "host/front/failure.h"
 #include "host/front/text_file.h"
-#include "host/server_account.h"
 
 namespace zafo::front {
 

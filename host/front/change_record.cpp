@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/unique_fd.h"
 #include "host/front/text_file.h"
 
 namespace zafo::front {
@@ -53,12 +54,11 @@ bool IsOfOptionalKind(std::string_view dn) {
 }
 
 ChangeRecord::ChangeRecord(const char *path) {
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) return;
+    const UniqueFd fd(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!fd.IsOpen()) return;
     struct stat facts {};
-    const bool is_file = fstat(fd, &facts) == 0 && S_ISREG(facts.st_mode);
-    const ssize_t n = is_file ? read(fd, text_, sizeof text_) : 0;
-    close(fd);
+    const bool is_file = fstat(fd.Get(), &facts) == 0 && S_ISREG(facts.st_mode);
+    const ssize_t n = is_file ? read(fd.Get(), text_, sizeof text_) : 0;
     if (n <= 0 || n == sizeof text_) return;
     record_ = {text_, static_cast<size_t>(n)};
     while (record_.ends_with('\n'))

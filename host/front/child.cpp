@@ -2,7 +2,6 @@
 #include "host/front/child.h"
 
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "base/pidfd.h"
 #include "host/front/failure.h"
 
 namespace zafo::front {
@@ -59,13 +59,13 @@ pid_t StartChild(const Command &command, const Ends &ends) {
 }
 
 int WatchEnd(pid_t child) {
-    const auto end_of_child = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
-    if (end_of_child < 0) {
+    UniqueFd end_of_child = OpenPidfd(child);
+    if (!end_of_child.IsOpen()) {
         const int error = errno;
         KillAndReap(child);
         Fail(kRefused, "cannot watch the tool", error);
     }
-    return end_of_child;
+    return end_of_child.Release();
 }
 
 int Reap(pid_t child, rusage *usage) {

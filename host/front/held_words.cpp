@@ -6,60 +6,38 @@
 
 #include <cerrno>
 
+#include "base/write_all.h"
+
 namespace zafo::front {
 
-namespace {
-
-void Close(int &fd) {
-    if (fd >= 0) close(fd);
-    fd = -1;
-}
-
-// There is nobody left to tell when this fails.
-void Say(std::string_view words) {
-    while (!words.empty()) {
-        const ssize_t n = write(STDERR_FILENO, words.data(), words.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;
-        words.remove_prefix(static_cast<size_t>(n));
-    }
-}
-
-}  // namespace
-
-HeldWords::~HeldWords() {
-    Close(ends_[0]);
-    Close(ends_[1]);
-}
-
 void HeldWords::Hold() {
-    if (isatty(STDIN_FILENO) == 1 || pipe2(ends_, O_CLOEXEC) != 0) return;
+    int ends[2];
+    if (isatty(STDIN_FILENO) == 1 || pipe2(ends, O_CLOEXEC) != 0) return;
+    reader_.Reset(ends[0]);
+    childs_end_.Reset(ends[1]);
     // The child writes to an end of its own description, which waits when the pipe is full.
-    fcntl(ends_[0], F_SETFL, O_NONBLOCK);
-}
-
-void HeldWords::CloseChildsEnd() {
-    Close(ends_[1]);
+    fcntl(reader_.Get(), F_SETFL, O_NONBLOCK);
 }
 
 void HeldWords::Take() {
     // What a pipe holds, and its end; a tool that never stops must not keep its front from its other duties.
-    for (int reads = 0; reads < 32 && ends_[0] >= 0; reads++) {
+    for (int reads = 0; reads < 32 && reader_.IsOpen(); reads++) {
         if (size_ == sizeof text_) {
             Deliver();
             passing_ = true;
         }
-        const ssize_t n = read(ends_[0], text_ + size_, sizeof text_ - size_);
+        const ssize_t n = read(reader_.Get(), text_ + size_, sizeof text_ - size_);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0 && errno == EAGAIN) break;
-        if (n <= 0) Close(ends_[0]);
+        if (n <= 0) reader_.Reset(-1);
         if (n > 0) size_ += static_cast<size_t>(n);
     }
     if (passing_) Deliver();
 }
 
 void HeldWords::Deliver() {
-    Say(Text());
+    // There is nobody left to tell when this fails.
+    WriteAll(STDERR_FILENO, Text());
     size_ = 0;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "base/unique_fd.h"
+
 #include <cstddef>
 #include <string_view>
 
@@ -11,21 +13,16 @@ namespace zafo::front {
 // nothing, or a file, also where the program itself runs before a terminal.
 class HeldWords {
   public:
-    HeldWords() = default;
-    ~HeldWords();
-    HeldWords(const HeldWords &) = delete;
-    HeldWords &operator=(const HeldWords &) = delete;
-
     // From here on the words are kept, unless somebody has typed the call. Where no pipe is to be had
     // they go where they would have gone.
     void Hold();
 
     // The child's standard error, to be closed here as soon as the child has it; -1: this process's.
-    int ChildsEnd() const { return ends_[1]; }
-    void CloseChildsEnd();
+    int ChildsEnd() const { return childs_end_.Get(); }
+    void CloseChildsEnd() { childs_end_.Reset(-1); }
 
     // Readable when there are more words; -1 when none come any more.
-    int Reader() const { return ends_[0]; }
+    int Reader() const { return reader_.Get(); }
 
     // Takes what there is without waiting. Words of more than 4 KiB are no short answer: they are passed
     // on, and whatever follows them.
@@ -38,7 +35,8 @@ class HeldWords {
     void Deliver();
 
   private:
-    int ends_[2] = {-1, -1};
+    UniqueFd reader_;
+    UniqueFd childs_end_;
     bool passing_ = false;
     size_t size_ = 0;
     char text_[4096];

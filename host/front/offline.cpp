@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "base/appliance_paths.h"
+#include "base/unique_fd.h"
 #include "host/front/account.h"
 #include "host/front/dn_lines.h"
 #include "host/front/failure.h"
@@ -21,8 +23,6 @@ namespace zafo::front {
 
 namespace {
 
-constexpr const char *kDatabase = "/usr/zafo/etc/openldap/data";
-constexpr const char *kDatabaseFile = "/usr/zafo/etc/openldap/data/data.mdb";
 // The old name of a database file tells whether there is a database; no file of the server
 // of today tells that, so a program looks.
 char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
@@ -108,8 +108,8 @@ int SettleMarker(char **environment) {
 
 void PrepareDatabaseFolder() {
     // Without the folder above it there is no server; the tool says so.
-    if (mkdir(kDatabase, 0700) != 0 && errno != EEXIST) return;
-    if (!GiveToServerUser(kDatabase)) Fail(kRefused, kDatabase, errno);
+    if (mkdir(kDatabaseFolder, 0700) != 0 && errno != EEXIST) return;
+    if (!GiveToServerUser(kDatabaseFolder)) Fail(kRefused, kDatabaseFolder, errno);
 }
 
 void RunLoader(const Command &command) {
@@ -144,17 +144,20 @@ void RunReader(const Command &command) {
 void RunProbe(const Command &command) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) Fail(kRefused, "cannot make a pipe", errno);
+    const UniqueFd reader(ends[0]);
+    UniqueFd writer(ends[1]);
     const MissingDatabase database;
     HeldWords words;
     if (database.IsExpected()) words.Hold();
-    const pid_t child = StartChild(command, {.output = ends[1], .errors = words.ChildsEnd()});
-    close(ends[1]);
+    const pid_t child = StartChild(command, {.output = writer.Get(), .errors = words.ChildsEnd()});
+    writer.Reset(-1);
     words.CloseChildsEnd();
     PassSignalsOn(child);
     // Writing to a reader that is gone is noticed, and the tool ended first.
     signal(SIGPIPE, SIG_IGN);
     DnLines lines;
-    pollfd events[] = {{ends[0], POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
+    pollfd events[] = {
+        {reader.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
     for (;;) {
         Waits(events, 3, -1);
         if (events[1].revents != 0) EndWithReader(child);
@@ -162,7 +165,7 @@ void RunProbe(const Command &command) {
         events[2].fd = words.Reader();
         if (events[0].revents == 0) continue;
         char bytes[16384];
-        const ssize_t n = read(ends[0], bytes, sizeof bytes);
+        const ssize_t n = read(reader.Get(), bytes, sizeof bytes);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
         if (!lines.Take({bytes, static_cast<size_t>(n)})) EndWithReader(child);

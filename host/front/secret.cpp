@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/write_all.h"
 #include "host/front/failure.h"
 
 namespace zafo::front {
@@ -32,11 +33,7 @@ const char *Secret::MoveToFile() {
     const int fd = memfd_create("secret", 0);
     if (fd < 0) Fail(kRefused, "cannot hide a password", errno);
     if (fchmod(fd, 0600) != 0) Fail(kRefused, "cannot protect a password", errno);
-    for (size_t written = 0; written < size_;) {
-        const ssize_t n = write(fd, copy_ + written, size_ - written);
-        if (n <= 0) Fail(kRefused, "cannot pass a password on", errno);
-        written += static_cast<size_t>(n);
-    }
+    if (!WriteAll(fd, {copy_, size_})) Fail(kRefused, "cannot pass a password on", errno);
     static constexpr char kFolder[] = "/dev/fd/";
     auto *name = static_cast<char *>(std::calloc(1, sizeof kFolder + 12));
     if (name == nullptr) Fail(kRefused, "no memory");

@@ -7,11 +7,13 @@
 #include <charconv>
 #include <cstdlib>
 
+#include "base/unique_fd.h"
+
 namespace zafo::front {
 
 TextFile::TextFile(const char *path) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
+    const UniqueFd fd(open(path, O_RDONLY | O_CLOEXEC));
+    if (!fd.IsOpen()) return;
     size_t room = 0;
     for (ssize_t n = 1; n > 0;) {
         if (room - size_ < 4096) {
@@ -20,10 +22,9 @@ TextFile::TextFile(const char *path) {
             if (larger == nullptr) break;
             text_ = larger;
         }
-        n = read(fd, text_ + size_, room - size_);
+        n = read(fd.Get(), text_ + size_, room - size_);
         if (n > 0) size_ += static_cast<size_t>(n);
     }
-    close(fd);
 }
 
 TextFile::~TextFile() {

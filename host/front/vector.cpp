@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/appliance_paths.h"
+#include "base/unique_fd.h"
 #include "host/front/failure.h"
 #include "host/front/option.h"
 #include "host/front/secret.h"
@@ -24,8 +26,7 @@ constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 
 // The appliance's own authority, and what its administrator put beside it,
 // before what the system trusts.
-constexpr const char *kTrustFiles[] = {"/usr/zafo/etc/ssl/ca.pem",
-                                       "/etc/ssl/certs/ca-certificates.crt"};
+constexpr const char *kTrustFiles[] = {kAuthority, "/etc/ssl/certs/ca-certificates.crt"};
 
 char *Join(std::string_view head, std::string_view tail) {
     auto *text = static_cast<char *>(std::calloc(1, head.size() + tail.size() + 1));
@@ -88,13 +89,10 @@ void AddRewritten(const Tool &tool, char *argument, Option option, Vector &out) 
 }
 
 bool IsReadable(const char *path) {
-    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd < 0) return false;
+    const UniqueFd fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat facts {};
-    const bool readable =
-        fstat(fd, &facts) == 0 && (S_ISREG(facts.st_mode) || S_ISCHR(facts.st_mode));
-    close(fd);
-    return readable;
+    return fd.IsOpen() && fstat(fd.Get(), &facts) == 0 &&
+           (S_ISREG(facts.st_mode) || S_ISCHR(facts.st_mode));
 }
 
 // OpenSSL 3 gives no number at all when one file of the list cannot be read,

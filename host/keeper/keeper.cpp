@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/keeper/keeper.h"
 
+#include "base/child.h"
 #include "host/core/clean_child.h"
 #include "host/keeper/service_ends.h"
 #include "platform/error.h"
@@ -72,8 +73,8 @@ int Keeper::Start(const Service &service, FileUpdate &record, int error) {
     if (!program) return QLIB_ERR_OPEN_FAILED;
     const std::optional<int> status = AwaitChild(*program);
     const pid_t pid = status == 0 ? AwaitPidFile(service, IsOwnChild) : 0;
-    const std::optional<Process> process = ProcessOf(pid);
-    const std::optional<Process> self = ProcessOf(getpid());
+    const std::optional<ProcessId> process = LivingProcess(pid);
+    const std::optional<ProcessId> self = LivingProcess(getpid());
     if (!process || !self || !WriteServiceRecord(record, {.service = *process, .keeper = *self})) {
         return QLIB_ERR_SERVICE_START;
     }

@@ -43,7 +43,7 @@ class Keeper {
     std::optional<Service> MayStart(const FileUpdate &record) const;
 
     std::string name_;
-    Process service_;
+    ProcessId service_;
     Clock::time_point since_;
     Patience patience_;
 };

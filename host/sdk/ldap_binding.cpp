@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The appliance's own binding to a directory, as nslcd uses it.
+#include "base/appliance_paths.h"
 #include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
@@ -16,7 +17,6 @@ namespace {
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 
-constexpr const char *kNslcdConf = "/usr/zafo/etc/nslcd.conf";
 constexpr const char *kClientConf = "/usr/zafo/etc/ldapclient.conf";
 constexpr const char *kSecretFile = "/usr/zafo/etc/private/ldap.secret";
 
@@ -42,7 +42,7 @@ int FirstLineOf(const char *path, char *buffer, size_t size) {
 
 int ZAFOLDAPSecretGet(char *szBuf, size_t cbBuf) {
     if (szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    const int found = ZAFOLDAPInfoGetFromConf(kNslcdConf, "bindpw", szBuf, cbBuf);
+    const int found = ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "bindpw", szBuf, cbBuf);
     if (found == 1) return 0;
     if (found < 0 && QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
     return OutOfMemoryIs(-1, [=] { return FirstLineOf(kSecretFile, szBuf, cbBuf); });
@@ -57,7 +57,7 @@ int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf) {
             if (suffix != nullptr) return zafo::CopyOut(suffix, szBuf, cbBuf);
         }
         char base[kLongestValue];
-        if (ZAFOLDAPInfoGetFromConf(kNslcdConf, "base", base, sizeof base) != 1) {
+        if (ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "base", base, sizeof base) != 1) {
             return Fail(QLIB_ERR_OPEN_FAILED);
         }
         const int result = ZAFOLDAPDNDomainName(base, szBuf, cbBuf);
@@ -69,12 +69,12 @@ int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf) {
 
 int ZAFOLDAPSSLTypeGetFromNslcd() {
     char value[kLongestValue];
-    if (ZAFOLDAPInfoGetFromConf(kNslcdConf, "ssl", value, sizeof value) == 1) {
+    if (ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "ssl", value, sizeof value) == 1) {
         const int type = ZAFOLDAPSSLToType(value);
         if (type != ZAFOLDAP_SSL_OFF) return type;
     }
     constexpr std::string_view kScheme = "ldaps://";
-    const bool ldaps = ZAFOLDAPInfoGetFromConf(kNslcdConf, "uri", value, sizeof value) == 1 &&
+    const bool ldaps = ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "uri", value, sizeof value) == 1 &&
                        strncasecmp(value, kScheme.data(), kScheme.size()) == 0;
     return ldaps ? ZAFOLDAP_SSL_LDAPS : ZAFOLDAP_SSL_OFF;
 }
@@ -85,5 +85,5 @@ int ZAFOLDAPIsBinded(int nFlags) {
         return 0;
     }
     char uri[kLongestValue];
-    return ZAFOLDAPInfoGetFromConf(kNslcdConf, "uri", uri, sizeof uri) == 1 && *uri != '\0';
+    return ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "uri", uri, sizeof uri) == 1 && *uri != '\0';
 }

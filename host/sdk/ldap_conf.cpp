@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "base/atomic_file.h"
+#include "base/server_account.h"
 #include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
 #include "host/sdk/directives.h"
 #include "host/sdk/template_values.h"
-#include "host/server_account.h"
 #include "platform/ldap.h"
 
 #include <fcntl.h>
@@ -35,22 +36,6 @@ int ErrorOf(ReadResult result) {
             break;
     }
     return QLIB_ERR_OPEN_FAILED;
-}
-
-// The group that the directory server reads its files with; nothing where there is none.
-std::optional<gid_t> ServerGroup() {
-    constexpr size_t kMostMemory = 1 << 20;
-    for (std::vector<char> memory(1024); memory.size() <= kMostMemory;
-         memory.resize(2 * memory.size())) {
-        group record{};
-        group *found = nullptr;
-        const int error =
-            getgrnam_r(zafo::kServerAccount, &record, memory.data(), memory.size(), &found);
-        if (error == ERANGE) continue;
-        if (error != 0 || found == nullptr) return {};
-        return found->gr_gid;
-    }
-    return {};
 }
 
 // The text to start from: the file's own, when it is to be kept and exists, else the template's; and
@@ -84,16 +69,15 @@ int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &v
     });
     if (!valid) return Fail(QLIB_ERR_BAD_ARGUMENT);
     zafo::FileUpdate update(path);
-    if (update.Error() != 0) return Fail(update.Error());
+    if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
     // It holds the directory administrator's password.
     update.MakePrivate();
-    if (const std::optional<gid_t> group = ServerGroup()) update.LetRead(*group);
+    if (const std::optional<gid_t> group = zafo::ServerGroup()) update.LetRead(*group);
     Base base;
     if (const int error = ReadBase(update.Path(), pattern, keep, &base); error != 0) {
         return Fail(error);
     }
-    const int error = update.Replace(WithValues(base, values));
-    return error == 0 ? 0 : Fail(error);
+    return update.Replace(WithValues(base, values)) == 0 ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
 }
 
 }  // namespace
@@ -136,7 +120,7 @@ int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPa
         if (path.size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         const zafo::UniqueFd file(mkostemp(path.data(), O_CLOEXEC));
         if (!file.IsOpen()) return Fail(QLIB_ERR_OPEN_FAILED);
-        const std::optional<gid_t> group = ServerGroup();
+        const std::optional<gid_t> group = zafo::ServerGroup();
         if (group && fchown(file.Get(), static_cast<uid_t>(-1), *group) == 0 &&
             fchmod(file.Get(), 0640) != 0) {
             unlink(path.c_str());

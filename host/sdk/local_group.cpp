@@ -67,7 +67,7 @@ int PutIntoShadow(const std::string &name, const std::string &members) {
             return QLIB_ERR_OPEN_FAILED;
     }
     zafo::PutLine(&text, name, name + ":!::" + members);
-    return zafo::ReplaceWhole(zafo::kGroupShadowFile, text);
+    return zafo::ReplaceAccountFile(zafo::kGroupShadowFile, text);
 }
 
 // 0, or a platform error code. The group file comes last: it is what makes the group exist.
@@ -96,7 +96,7 @@ int Create(const ZAFOGROUP &group) {
     if (error == 0) error = PutIntoShadow(name, members);
     if (error != 0) return error;
     zafo::PutLine(&text, name, name + ":x:" + std::to_string(group.nGid) + ':' + members);
-    return zafo::ReplaceWhole(zafo::kGroupFile, text);
+    return zafo::ReplaceAccountFile(zafo::kGroupFile, text);
 }
 
 }  // namespace

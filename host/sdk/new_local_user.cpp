@@ -4,7 +4,6 @@
 // left a line that nothing reads and that the next attempt replaces, never an account without its
 // password. useradd(8) and chpasswd(8) cannot give that: an account that they have made half is
 // there, and whoever tries again finds its name taken.
-#include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"
@@ -127,8 +126,8 @@ int Create(const ZAFOUSER &user) {
     if (error != 0) return error;
     zafo::PutLine(&shadow, user.szName, ShadowLine(user, defaults));
     zafo::PutLine(&passwd, user.szName, PasswdLine(user, defaults));
-    error = zafo::ReplaceWhole(zafo::kShadowFile, shadow);
-    return error != 0 ? error : zafo::ReplaceWhole(zafo::kPasswdFile, passwd);
+    error = zafo::ReplaceAccountFile(zafo::kShadowFile, shadow);
+    return error != 0 ? error : zafo::ReplaceAccountFile(zafo::kPasswdFile, passwd);
 }
 
 }  // namespace

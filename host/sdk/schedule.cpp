@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/schedule.h"
 
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
 #include "base/blanks.h"
 #include "base/whole_file.h"
 #include "host/core/fail.h"
@@ -18,7 +20,6 @@ namespace {
 using zafo::Fail;
 
 constexpr char kFolder[] = "/etc/cron.d";
-constexpr char kTable[] = "/etc/cron.d/zafo";
 // Cron refuses a table that anybody but root may write.
 constexpr mode_t kTableMode = 0644;
 // Measured: cron 3.0 refuses the whole table when a command is longer.
@@ -54,20 +55,19 @@ std::time_t LastChange(const char *path) {
 void MakeNoticeable(std::time_t before) {
     const std::time_t own = std::max(before, std::time(nullptr)) + 1;
     const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {.tv_sec = own, .tv_nsec = 0}};
-    for (const char *path : {kTable, kFolder})
+    for (const char *path : {zafo::kScheduleTable, kFolder})
         utimensat(AT_FDCWD, path, times, 0);
 }
 
 template <typename Change>
 int Update(Change change) {
-    zafo::FileUpdate update(kTable);
-    if (update.Error() != 0) return Fail(update.Error());
-    const std::time_t before = std::max(LastChange(kFolder), LastChange(kTable));
+    zafo::FileUpdate update(zafo::kScheduleTable);
+    if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
+    const std::time_t before = std::max(LastChange(kFolder), LastChange(zafo::kScheduleTable));
     std::string text;
     if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
     update.TakeOver(kTableMode);
-    const int error = update.Replace(change(text), kTableMode);
-    if (error != 0) return Fail(error);
+    if (update.Replace(change(text), kTableMode) != 0) return Fail(QLIB_ERR_WRITE_FAILED);
     MakeNoticeable(before);
     return 0;
 }
@@ -90,7 +90,7 @@ int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(kTable, &text); error != 0) return Fail(error);
+        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
         ZAFOSCHEDULE schedule{};
         switch (zafo::FindSchedule(text, szCommand, schedule.rgField)) {
             case zafo::Found::kNo:
@@ -110,7 +110,7 @@ int ZAFOScheduleRemove(const char *szCommand) {
     if (szCommand == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(kTable, &text); error != 0) return Fail(error);
+        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
         int numbers[6];
         if (zafo::FindSchedule(text, szCommand, numbers) == zafo::Found::kNo) return 0;
         return Update([=](const std::string &now) { return zafo::WithoutCommand(now, szCommand); });

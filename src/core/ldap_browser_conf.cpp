@@ -21,8 +21,8 @@ constexpr const char *kLocalServer = "localhost";
 
 // Loads the section, making an empty one when there is none.
 int LoadOrAddSection(const char *section, QLIBSZHASH *map) {
-    if (QLIBCFileGetSection(zafo::kBrowserConf, section, map) > 0) return 0;
-    if (QLIBCFileAddSection(zafo::kBrowserConf, section, map, 0) >= 0) return 0;
+    if (QLIBCFileGetSection(zafo::kConnectionFile, section, map) > 0) return 0;
+    if (QLIBCFileAddSection(zafo::kConnectionFile, section, map, 0) >= 0) return 0;
     ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", section, zafo::PlatformError());
     return -1;
 }
@@ -70,7 +70,7 @@ int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *host, const char *section) {
     if (SetPlainFields(*host, map.get()) != 0) return -1;
     if (SetPassword(*host, map.get()) != 0) return -1;
     if (SetSSL(*host, map.get()) != 0) return -1;
-    if (QLIBCFileSetSection(zafo::kBrowserConf, section, nullptr, map.get(), 0) < 0) {
+    if (QLIBCFileSetSection(zafo::kConnectionFile, section, nullptr, map.get(), 0) < 0) {
         ZAFO_LOG("save borwser conf failed! [0x%04X]", zafo::PlatformError());
         return -1;
     }

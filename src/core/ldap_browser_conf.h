@@ -3,11 +3,11 @@
 // The file of saved connections: one section a connection, one key a field.
 #pragma once
 
+#include "base/appliance_paths.h"
 #include "zafoldap/host.h"
 
 namespace zafo {
 
-constexpr const char *kBrowserConf = "/usr/zafo/etc/private/ldapbrowser.conf";
 constexpr const char *kDefaultSection = "root";  // the appliance's own server
 
 constexpr const char *kKeyBindPasswd = "bindpw";

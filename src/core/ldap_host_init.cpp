@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/appliance_paths.h"
 #include "core/directive.h"
 #include "core/ldap_browser_conf.h"
 #include "core/list.h"
@@ -25,7 +26,8 @@
 
 namespace {
 
-constexpr const char *kBindConf = "/usr/zafo/etc/nslcd.conf";
+using zafo::kBindConf;
+
 constexpr size_t kMaxText = 1024;
 
 // Saved connection ------------------------------------------------------------
@@ -141,8 +143,8 @@ int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *host, const char *section) {
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return -1;
     if (section == nullptr) section = zafo::kDefaultSection;
-    if (QLIBCFileGetSection(zafo::kBrowserConf, section, map.get()) < 1) {
-        ZAFO_DEBUG_LOG("conf not found: %s", zafo::kBrowserConf);
+    if (QLIBCFileGetSection(zafo::kConnectionFile, section, map.get()) < 1) {
+        ZAFO_DEBUG_LOG("conf not found: %s", zafo::kConnectionFile);
         QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
         return -1;
     }

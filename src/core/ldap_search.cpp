@@ -23,6 +23,7 @@
 #include <string>
 #include <utility>
 
+#include "base/unique_fd.h"
 #include "core/check_connection.h"
 #include "core/ldap_result.h"
 #include "core/ldap_search_command.h"
@@ -264,7 +265,7 @@ bool EntryReader::DecodeValues() {
 // link to a file that only we may read, or a FIFO, for whose other end one would wait.
 FILE *OpenErrorFile(const char *error_file) {
     if (error_file[0] == '\0') return nullptr;
-    Descriptor file(open(error_file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    UniqueFd file(open(error_file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwnFile(status) ||
         status.st_uid != geteuid()) {

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include "base/appliance_paths.h"
 
 #include "core/list.h"
 
@@ -12,7 +13,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kTool = "/usr/zafo/bin/ldapsearch";
 constexpr size_t kMaxBase = 1024;
 
 // Where the search begins; nothing leaves it to the tool.
@@ -32,7 +32,7 @@ std::optional<std::string> SearchBase(const ZAFOLDAP_HOST &host,
 }  // namespace
 
 ToolArguments SearchArguments(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request) {
-    ToolArguments arguments{kTool, "-LLL", "-x"};
+    ToolArguments arguments{kLdapsearch, "-LLL", "-x"};
     arguments.AddConnection(host);
     if (const auto base = SearchBase(host, request)) arguments.Add({"-b", *base});
     if (request.nSizeLimit != 0) arguments.Add({"-z", std::to_string(request.nSizeLimit)});

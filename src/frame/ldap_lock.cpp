@@ -16,7 +16,7 @@ int TakeLock(const char *path, int flag) {
     constexpr int kTries = 10;
     zafo::LockFile lock(path);
     for (int i = 0; i < kTries; ++i) {
-        zafo::Descriptor file = lock.Open();
+        zafo::UniqueFd file = lock.Open();
         if (!file.IsOpen()) break;
         if (flock(file.Get(), flag | LOCK_NB) != 0) {
             ZAFOLDAPErrSet(ZAFOLDAP_ERR_OCCUPIED);

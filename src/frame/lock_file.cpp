@@ -33,7 +33,7 @@ constexpr const char *kTurnFile = "/var/run/zafoldap.turn.lock";
 constexpr int kTurnTries = 200;
 constexpr timespec kTurnPause{.tv_sec = 0, .tv_nsec = 1'000'000};
 
-bool Lock(const Descriptor &turn) {
+bool Lock(const UniqueFd &turn) {
     for (int i = 0; flock(turn.Get(), LOCK_EX | LOCK_NB) != 0; ++i) {
         if (i == kTurnTries) return false;
         nanosleep(&kTurnPause, nullptr);
@@ -80,17 +80,17 @@ bool LockFile::MayReplace(const struct stat &status) const {
     return !S_ISDIR(status.st_mode) && status.st_nlink > 1;
 }
 
-Descriptor LockFile::OpenExisting() const {
+UniqueFd LockFile::OpenExisting() const {
     struct stat status {};
-    if (lstat(path_.c_str(), &status) != 0) return Descriptor();
+    if (lstat(path_.c_str(), &status) != 0) return UniqueFd();
     if (!Counts(status)) {
         errno = EEXIST;
-        return Descriptor();
+        return UniqueFd();
     }
-    Descriptor file(open(path_.c_str(), kFlags));
+    UniqueFd file(open(path_.c_str(), kFlags));
     if (!file.IsOpen() || (fstat(file.Get(), &status) == 0 && Counts(status))) return file;
     errno = EEXIST;
-    return Descriptor();
+    return UniqueFd();
 }
 
 // The thing that was in the way, now under a name that only root knew before.
@@ -108,10 +108,10 @@ void LockFile::Discard(const std::string &aside) const {
     }
 }
 
-Descriptor LockFile::Replace() const {
+UniqueFd LockFile::Replace() const {
     const std::string aside = NameBeside(path_);
-    if (aside.empty()) return Descriptor();
-    Descriptor file(open(aside.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
+    if (aside.empty()) return UniqueFd();
+    UniqueFd file(open(aside.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
     if (!file.IsOpen()) return file;
     if (Exchange(aside, path_)) {
         Discard(aside);
@@ -120,19 +120,19 @@ Descriptor LockFile::Replace() const {
     const int reason = errno;
     unlink(aside.c_str());
     errno = reason;
-    return Descriptor();
+    return UniqueFd();
 }
 
 // Makes the file, or puts it in the place of something else.
-Descriptor LockFile::OpenInTurn() const {
+UniqueFd LockFile::OpenInTurn() const {
     // Where the turn cannot be had nobody replaces anything, and making a file needs none.
-    const Descriptor turn(geteuid() == 0 ? open(kTurnFile, kFlags | O_CREAT, kMode) : -1);
-    if (turn.IsOpen() && !Lock(turn)) return Descriptor();
+    const UniqueFd turn(geteuid() == 0 ? open(kTurnFile, kFlags | O_CREAT, kMode) : -1);
+    if (turn.IsOpen() && !Lock(turn)) return UniqueFd();
     for (int i = 0; i < kTries; ++i) {
-        Descriptor file = OpenExisting();
+        UniqueFd file = OpenExisting();
         if (file.IsOpen()) return file;
         if (errno == ENOENT) {
-            file = Descriptor(open(path_.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
+            file = UniqueFd(open(path_.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
             if (file.IsOpen() || errno != EEXIST) return file;
             continue;
         }
@@ -142,22 +142,22 @@ Descriptor LockFile::OpenInTurn() const {
         if (!turn.IsOpen() || !MayReplace(status)) {
             ZAFO_LOG("lock file %s: %s is in the way", path_.c_str(), WhatItIs(status).c_str());
             errno = EEXIST;
-            return Descriptor();
+            return UniqueFd();
         }
         file = Replace();
         if (file.IsOpen() || errno != ENOENT) return file;
     }
-    return Descriptor();
+    return UniqueFd();
 }
 
-Descriptor LockFile::Open() {
-    if (!is_shared_) return Descriptor(open(path_.c_str(), kFlags | O_CREAT, kMode));
-    Descriptor file = OpenExisting();
+UniqueFd LockFile::Open() {
+    if (!is_shared_) return UniqueFd(open(path_.c_str(), kFlags | O_CREAT, kMode));
+    UniqueFd file = OpenExisting();
     if (file.IsOpen() || (errno != ENOENT && errno != EEXIST)) return file;
     return OpenInTurn();
 }
 
-bool LockFile::IsInPlace(const Descriptor &file) const {
+bool LockFile::IsInPlace(const UniqueFd &file) const {
     if (!is_shared_) return true;
     struct stat opened {
     }, named{};

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "base/unique_fd.h"
 #include "frame/own_file.h"
 
 namespace zafo {
@@ -14,18 +15,18 @@ class LockFile {
     explicit LockFile(const char *path);
 
     // The file, made where it is missing; not open when it cannot be had.
-    Descriptor Open();
+    UniqueFd Open();
 
     // Whether the descriptor is still the file of that name: a lock on one that somebody has
     // replaced keeps nobody out.
-    bool IsInPlace(const Descriptor &file) const;
+    bool IsInPlace(const UniqueFd &file) const;
 
   private:
     bool Counts(const struct stat &status) const;
     bool MayReplace(const struct stat &status) const;
-    Descriptor OpenExisting() const;
-    Descriptor OpenInTurn() const;
-    Descriptor Replace() const;
+    UniqueFd OpenExisting() const;
+    UniqueFd OpenInTurn() const;
+    UniqueFd Replace() const;
     void Discard(const std::string &aside) const;
 
     std::string path_;

@@ -8,30 +8,8 @@
 #include <unistd.h>
 
 #include <string>
-#include <utility>
 
 namespace zafo {
-
-// A descriptor that is closed when it goes.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd = -1) : fd_(fd) {}
-    Descriptor(Descriptor &&other) noexcept : fd_(other.Release()) {}
-    Descriptor &operator=(Descriptor &&other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (fd_ >= 0) close(fd_);
-    }
-
-    int Get() const { return fd_; }
-    bool IsOpen() const { return fd_ >= 0; }
-    int Release() { return std::exchange(fd_, -1); }
-
-  private:
-    int fd_;
-};
 
 // Whether it is root's or the effective user's.
 bool IsOurs(const struct stat &status);

@@ -11,20 +11,21 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/appliance_paths.h"
 #include "core/list.h"
 #include "frame/log.h"
 #include "frame/text.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/share.h"
-#include "server/backup_task.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
 #include "zafoldap/lock.h"
 
 namespace {
 
-constexpr const char *kBackupConf = "/usr/zafo/etc/ldapbackup.conf";
+using zafo::kBackupConf;
+
 constexpr const char *kConfLock = "/tmp/.zafoldap_conf.lock";
 constexpr const char *kDefaultTask = "backup";
 

@@ -11,13 +11,13 @@
 #include <iterator>
 #include <new>
 
+#include "base/appliance_paths.h"
 #include "core/ldap_browser_conf.h"
 #include "core/own_record.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/process.h"
 #include "platform/schedule.h"
-#include "server/backup_task.h"
 #include "server/cleared_environment.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
@@ -25,7 +25,6 @@
 
 namespace {
 
-constexpr const char *kProgram = "/usr/zafo/bin/zafoldapbackup";
 constexpr int kProgramOptions = 0xB3;
 constexpr const char *kPrefix = "zafoldap";
 
@@ -95,7 +94,7 @@ bool SetVariable(const char *name, const char *value) {
 }
 
 bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *config) {
-    const bool is_set = SetVariable("LDAP_BROWSER_CONF", zafo::kBrowserConf) &&
+    const bool is_set = SetVariable("LDAP_BROWSER_CONF", zafo::kConnectionFile) &&
                         SetVariable("LDAP_BKP_PROGRESS_FILE", zafo::kProgressFile) &&
                         SetVariable("LDAP_BKP_PREFIX", kPrefix);
     if (config == nullptr) return is_set;
@@ -112,7 +111,8 @@ template <class... Argument>
 int Run(const ZAFOLDAP_BACKUP_CONFIG *config, Argument... arguments) {
     const zafo::ClearedEnvironment cleared;
     if (!SetVariables(config)) throw std::bad_alloc();
-    return QLIBCExecl(kProgram, kProgramOptions, arguments..., static_cast<const char *>(nullptr));
+    return QLIBCExecl(zafo::kBackupProgram, kProgramOptions, arguments...,
+                      static_cast<const char *>(nullptr));
 }
 
 int Backup() {

@@ -42,9 +42,9 @@ int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *params) {
     if (SetUnlessNull(map.get(), zafo::kSuffix, params->szSuffix) != 0) return -1;
     if (SetUnlessNull(map.get(), "rootdn", params->szRootDN) != 0) return -1;
     if (SetHash(map.get(), params->szRootPW) != 0) return -1;
-    return ZAFOLDAPConfSet(zafo::kSlapdConf, zafo::kSlapdConfTemplate, map.get(), 0) < 0 ? -1 : 0;
+    return ZAFOLDAPConfSet(zafo::kSlapdConf, zafo::kSlapdTemplate, map.get(), 0) < 0 ? -1 : 0;
 }
 
 int ZAFOLDAPSlapdConfSetOne(const char *key, const char *value) {
-    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdConfTemplate, key, value, 0);
+    return ZAFOLDAPConfSetOne(zafo::kSlapdConf, zafo::kSlapdTemplate, key, value, 0);
 }

@@ -4,13 +4,13 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/appliance_paths.h"
 #include "core/list.h"
 #include "frame/guard.h"
 #include "frame/log.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/process.h"
-#include "server/backup_task.h"
 #include "zafoldap/backup.h"
 
 namespace {

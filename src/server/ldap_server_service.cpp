@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "base/appliance_paths.h"
 #include "frame/log.h"
 #include "platform/error.h"
 #include "platform/process.h"
@@ -12,24 +13,21 @@
 
 namespace {
 
-constexpr const char *kService = "ldap-server";
-constexpr const char *kPidFile = "/var/run/slapd.pid";
-
 // A server that finds something wrong after its start has ended by then.
 constexpr std::chrono::seconds kSettlingTime{2};
 
 }  // namespace
 
 int ZAFOLDAPServerIsStarted(int *pid) {
-    if (QLIBServiceIsEnabled(kService) == 0) return 0;
-    const int found = QLIBCReadPidFile(kPidFile);
+    if (QLIBServiceIsEnabled(zafo::kServerService) == 0) return 0;
+    const int found = QLIBCReadPidFile(zafo::kSlapdPidFile);
     if (found < 1) return 0;
     if (pid != nullptr) *pid = found;
     return 1;
 }
 
 int ZAFOLDAPServerStart(void) {
-    if (QLIBServiceStart(kService, 0) < 0) return -1;
+    if (QLIBServiceStart(zafo::kServerService, 0) < 0) return -1;
     std::this_thread::sleep_for(kSettlingTime);  // in full, also when a signal arrives
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
     ZAFO_LOG("Start slapd service failed");
@@ -37,7 +35,7 @@ int ZAFOLDAPServerStart(void) {
 }
 
 int ZAFOLDAPServerStop(void) {
-    if (QLIBServiceStop(kService, 0) < 0) {
+    if (QLIBServiceStop(zafo::kServerService, 0) < 0) {
         QLIBCErrSet(QLIB_ERR_SERVICE_STOP);
         return -1;
     }

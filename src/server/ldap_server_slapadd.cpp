@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "base/appliance_paths.h"
 #include "core/line_buffer.h"
 #include "core/tool_output.h"
 #include "frame/guard.h"
@@ -20,11 +21,9 @@
 
 namespace {
 
-constexpr const char *kSlapadd = "/usr/zafo/bin/slapadd";
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
-
-// Exists exactly when the database holds data, whatever files its back end makes.
-constexpr const char *kDatabaseMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
+using zafo::kDatabaseMarker;
+using zafo::kSlapadd;
+using zafo::kSlapcat;
 
 constexpr size_t kMaxFilter = 4096;
 

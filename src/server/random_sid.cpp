@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "server/random_sid.h"
+#include "base/appliance_paths.h"
 
 #include <cstdlib>
 
@@ -12,7 +13,6 @@ namespace zafo {
 
 namespace {
 
-constexpr const char *kTool = "/usr/zafo/bin/openssl";
 constexpr const char *kSeeds =
     "file:/usr/zafo/etc/smb.conf:/etc/passwd:/etc/shadow:/etc/groups:/var/log/messages";
 constexpr int kParts = 3;
@@ -20,8 +20,8 @@ constexpr size_t kMaxLine = 256;
 
 // Four random bytes in decimal.
 std::optional<std::string> RandomNumber() {
-    const ToolOutput output(
-        QLIBCPopen(kTool, "r", "rand", "-rand", kSeeds, "-hex", "4", static_cast<char *>(nullptr)));
+    const ToolOutput output(QLIBCPopen(zafo::kOpenssl, "r", "rand", "-rand", kSeeds, "-hex", "4",
+                                       static_cast<char *>(nullptr)));
     char line[kMaxLine];
     if (!ReadOnlyLine(output, line, sizeof line, __FILE_NAME__)) return {};
     return std::to_string(std::strtoul(line, nullptr, 16));

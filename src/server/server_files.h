@@ -3,16 +3,13 @@
 // Where the local server keeps what.
 #pragma once
 
+#include "base/appliance_paths.h"
+
 #include <cstddef>
 
 #include "core/dn_length.h"
 
 namespace zafo {
-
-inline constexpr const char *kSlapdConf = "/usr/zafo/etc/openldap/slapd.conf";
-inline constexpr const char *kSlapdConfTemplate =
-    "/usr/zafo/etc.defaults/openldap/slapd.conf.template";
-inline constexpr const char *kAccessRules = "/usr/zafo/etc/openldap/slapd-acls.conf";
 
 inline constexpr const char *kSuffix = "suffix";
 

@@ -12,7 +12,7 @@
 #include "tests/backup/sealed_archive.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace {
 
@@ -26,9 +26,9 @@ std::optional<Exit> Refusal(std::string_view bytes, std::string *words = nullptr
     try {
         ReadArchive(fd.Get(), "/b/x.tar.zst");
         return std::nullopt;
-    } catch (const Problem &problem) {
-        if (words != nullptr) *words = problem.what();
-        return problem.code;
+    } catch (const JobError &error) {
+        if (words != nullptr) *words = error.what();
+        return error.code;
     }
 }
 
@@ -216,15 +216,15 @@ class BackupPlaces : public FolderTest {};
 TEST_F(BackupPlaces, ThatAreNoFilesAreRefused) {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     const std::string missing = Path("missing");
-    EXPECT_THROW(OpenBackup(missing), Problem);
+    EXPECT_THROW(OpenBackup(missing), JobError);
     for (const std::string &path : {folder_, Path("pipe"), std::string("/dev/zero")}) {
         const UniqueFd fd = OpenBackup(path);
         try {
             ReadArchive(fd.Get(), path);
             ADD_FAILURE() << path;
-        } catch (const Problem &problem) {
-            EXPECT_EQ(problem.code, Exit::kBadPlace) << path;
-            EXPECT_EQ(problem.what(), path + ": it is no regular file");
+        } catch (const JobError &error) {
+            EXPECT_EQ(error.code, Exit::kBadPlace) << path;
+            EXPECT_EQ(error.what(), path + ": it is no regular file");
         }
     }
 }
@@ -233,9 +233,9 @@ TEST_F(BackupPlaces, ThatCannotBeReadAreNamed) {
     try {
         OpenBackup(Path("missing"));
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kBadPlace);
-        EXPECT_EQ(problem.what(), "cannot read " + Path("missing") + ": No such file or directory");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kBadPlace);
+        EXPECT_EQ(error.what(), "cannot read " + Path("missing") + ": No such file or directory");
     }
 }
 

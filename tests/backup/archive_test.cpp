@@ -12,7 +12,7 @@
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/archive_writer.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace {
 
@@ -161,11 +161,11 @@ TEST(BackupArchive, PassesOnWhatItsReaderThrows) {
     const UniqueFd fd = Written(Entries(5), 100);
     try {
         ReadArchive(fd.Get(), "the backup",
-                    [](std::string_view) { throw Problem(Exit::kDatabaseFull, "no more"); });
+                    [](std::string_view) { throw JobError(Exit::kDatabaseFull, "no more"); });
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kDatabaseFull);
-        EXPECT_STREQ(problem.what(), "no more");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kDatabaseFull);
+        EXPECT_STREQ(error.what(), "no more");
     }
 }
 
@@ -176,16 +176,16 @@ TEST(BackupArchive, ReportsAFullDiskAsSuch) {
     try {
         writer.Finish(OwnPart());
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kFullWhileWriting);
-        EXPECT_STREQ(problem.what(), "cannot write /b/file: No space left on device");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kFullWhileWriting);
+        EXPECT_STREQ(error.what(), "cannot write /b/file: No space left on device");
     }
 }
 
 TEST(BackupArchive, RefusesAConfigurationFileWithoutBounds) {
     const UniqueFd fd = InMemory("");
     ArchiveWriter writer(fd.Get(), "the backup", 0);
-    EXPECT_THROW(writer.AddFile(kSlapdConfMember, std::string(kLargestConfig + 1, 'x')), Problem);
+    EXPECT_THROW(writer.AddFile(kSlapdConfMember, std::string(kLargestConfig + 1, 'x')), JobError);
 }
 
 // The reader's memory is its own peak: measured in a process that does nothing else.

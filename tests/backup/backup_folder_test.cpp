@@ -8,7 +8,7 @@
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/backup/sealed_archive.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace {
 
@@ -180,11 +180,11 @@ TEST_F(BackupFolder, SaysWhenNumbersAreUsedUp) {
     try {
         NextNumber(found);
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kSystem);
-        EXPECT_EQ(problem.what(), found[0].path +
-                                      " has the last number that a backup can have: move it into "
-                                      "another folder");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kSystem);
+        EXPECT_EQ(error.what(), found[0].path +
+                                    " has the last number that a backup can have: move it into "
+                                    "another folder");
     }
 }
 
@@ -192,9 +192,9 @@ TEST_F(BackupFolder, ThatIsNotThereIsReported) {
     try {
         BackupsIn(Path("none"), "zafoldap");
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kBadPlace);
-        EXPECT_EQ(problem.what(), "cannot read " + Path("none") + ": No such file or directory");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kBadPlace);
+        EXPECT_EQ(error.what(), "cannot read " + Path("none") + ": No such file or directory");
     }
 }
 
@@ -255,7 +255,7 @@ TEST_F(BackupFolder, ForgetsAnUnfinishedFileWithItsWriter) {
 TEST_F(BackupFolder, NeverOverwritesABackup) {
     PartFile part(folder_, kOne);
     Write(kOne, "another");
-    EXPECT_THROW(part.PutInPlace(), Problem);
+    EXPECT_THROW(part.PutInPlace(), JobError);
     EXPECT_EQ(Read(kOne), "another");
 }
 
@@ -263,7 +263,7 @@ TEST_F(BackupFolder, DoesNotTakeWhatWasPutInTheFilesPlace) {
     PartFile part(folder_, kOne);
     std::filesystem::remove(part.Path());
     Write("." + std::string(kOne) + ".part", "another");
-    EXPECT_THROW(part.PutInPlace(), Problem);
+    EXPECT_THROW(part.PutInPlace(), JobError);
 }
 
 TEST_F(BackupFolder, ThatGoesAwayMeanwhileIsNoPlaceForABackup) {
@@ -272,8 +272,8 @@ TEST_F(BackupFolder, ThatGoesAwayMeanwhileIsNoPlaceForABackup) {
     try {
         part.PutInPlace();
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kBadPlace);
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kBadPlace);
     }
 }
 

@@ -3,6 +3,7 @@
 // What every job has: one at a time, its progress to be watched, its children, its end by a signal.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,8 +15,8 @@
 #include "tests/backup/folder_fixture.h"
 #include "tools/backup/background_sha256.h"
 #include "tools/backup/child.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 
 namespace zafo::job_test {
@@ -67,9 +68,9 @@ TEST(JobLock, IsForOneProcessAtATime) {
     try {
         const JobLock lock;
         FAIL() << "two jobs at once";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kBusy);
-        EXPECT_STREQ(problem.what(), "another backup or restore runs");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kBusy);
+        EXPECT_STREQ(error.what(), "another backup or restore runs");
     }
 }
 
@@ -111,7 +112,7 @@ TEST(JobLock, IsHadWhileOthersOnlyAsk) {
 TEST(JobLock, IsNotTakenThroughALink) {
     unlink(kJobLockFile);
     ASSERT_EQ(symlink("/tmp/elsewhere", kJobLockFile), 0);
-    EXPECT_THROW(JobLock(), Problem);
+    EXPECT_THROW(JobLock(), JobError);
     EXPECT_NE(access("/tmp/elsewhere", F_OK), 0);
     unlink(kJobLockFile);
 }
@@ -282,14 +283,33 @@ TEST(JobChild, HasAnEnvironmentAndDescriptorsOfItsOwn) {
     unsetenv("SECRET");
 }
 
-TEST(JobChild, ThatCannotBeStartedIsAProblem) {
+TEST(JobChild, ThatCannotBeStartedIsAnError) {
     try {
         Child({.argv = {"/no/such/program"}});
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kSystem);
-        EXPECT_STREQ(problem.what(), "cannot start /no/such/program: No such file or directory");
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kSystem);
+        EXPECT_STREQ(error.what(), "cannot start /no/such/program: No such file or directory");
     }
+}
+
+// Its words take the last descriptor: there is none for its end.
+TEST(JobChild, ThatCannotBeWatchedIsEndedAndAnError) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const auto free = static_cast<rlim_t>(UniqueFd(dup(STDIN_FILENO)).Get());
+    const rlimit low{free + 1, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+    std::string words = "nothing was thrown";
+    try {
+        Child({.argv = {"/bin/sleep", "1000"}});
+    } catch (const JobError &error) {
+        words = error.what();
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(words, "cannot watch /bin/sleep: Too many open files");
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "the child is left";
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST(JobChild, EndsWithItsOwner) {
@@ -380,8 +400,8 @@ TEST(JobWords, OfAFailedWriteHaveTheCodeOfItsReason) {
                            {ENOMEM, Exit::kSystem},
                            {EMFILE, Exit::kSystem}};
     for (const Case &one : kCases)
-        EXPECT_EQ(WritingProblem("/b", one.reason).code, one.code) << one.reason;
-    EXPECT_STREQ(WritingProblem("/b", ESTALE).what(), "cannot write /b: Stale file handle");
+        EXPECT_EQ(WritingError("/b", one.reason).code, one.code) << one.reason;
+    EXPECT_STREQ(WritingError("/b", ESTALE).what(), "cannot write /b: Stale file handle");
 }
 
 TEST(JobWords, TellOfEveryCode) {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/backup/sealed_archive.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::manifest_test {
 namespace {
@@ -58,9 +58,9 @@ TEST_P(DamagedManifest, IsRefused) {
     try {
         ManifestFrom(json);
         FAIL() << "accepted: " << json;
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kDamaged);
-        EXPECT_THAT(problem.what(), testing::HasSubstr(GetParam().words));
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kDamaged);
+        EXPECT_THAT(error.what(), testing::HasSubstr(GetParam().words));
     }
 }
 
@@ -103,8 +103,8 @@ TEST(BackupManifest, OfANewerFormatIsRefusedAsSuch) {
     try {
         ManifestFrom(R"({"format": 2, "everything": "is different"})");
         FAIL() << "nothing was thrown";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kNewerFormat);
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kNewerFormat);
     }
 }
 

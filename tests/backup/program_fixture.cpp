@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "tools/backup/backup_folder.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::test {
 
@@ -80,8 +80,8 @@ backup::Contents BackupProgramTest::Verified(const std::string &name) const {
     try {
         const UniqueFd fd = backup::OpenBackup(Path(name));
         return backup::ReadArchive(fd.Get(), Path(name));
-    } catch (const backup::Problem &problem) {
-        ADD_FAILURE() << problem.what();
+    } catch (const backup::JobError &error) {
+        ADD_FAILURE() << error.what();
         return {};
     }
 }

@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/environment.h"
 #include "tools/zafoldapbackup/missing_configuration.h"
@@ -59,7 +59,7 @@ TEST(BackupEnvironment, IsWhatTheCallerSets) {
 
 TEST(BackupEnvironment, MustNotLeadOutOfTheFolder) {
     setenv("LDAP_BKP_PREFIX", "../x", 1);
-    EXPECT_THROW(ReadEnvironment(), Problem);
+    EXPECT_THROW(ReadEnvironment(), JobError);
     unsetenv("LDAP_BKP_PREFIX");
 }
 

@@ -31,7 +31,7 @@ using std::chrono::steady_clock;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
-using zafo::Process;
+using zafo::ProcessId;
 using zafo::test::ReadFile;
 using zafo::test::WriteFile;
 
@@ -63,8 +63,8 @@ zafo::ServiceRecord Record() {
     return zafo::ReadServiceRecord(kRecord).value_or(zafo::ServiceRecord{});
 }
 
-bool Lives(const Process &process) {
-    return process.pid > 0 && zafo::ProcessOf(process.pid) == process;
+bool Lives(const ProcessId &process) {
+    return process.Lives();
 }
 
 int Starts() {
@@ -110,7 +110,7 @@ class KeptService : public testing::Test {
 
     // Ends the service's process and waits for the next one.
     static bool ComesBackAfter(int signal) {
-        const Process before = Record().service;
+        const ProcessId before = Record().service;
         kill(before.pid, signal);
         return Becomes([&] { return Record().service != before && Lives(Record().service); });
     }
@@ -118,7 +118,7 @@ class KeptService : public testing::Test {
 
 TEST_F(KeptService, ThatIsKilledIsStartedAgain) {
     Start();
-    const Process keeper = Record().keeper;
+    const ProcessId keeper = Record().keeper;
     EXPECT_TRUE(ComesBackAfter(SIGSEGV));
     EXPECT_EQ(Record().keeper, keeper);
     EXPECT_EQ(Record().service.pid, QLIBCReadPidFile(kPidFile));

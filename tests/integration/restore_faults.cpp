@@ -33,7 +33,7 @@ void FaultTest::StopAndStart() {
     ASSERT_EQ(QLIBServiceStart(kService, 0), 0);
 }
 
-void FaultTest::Settle() {
+void FaultTest::Recover() {
     EXPECT_EQ(rig::RunProgram({"/usr/zafo/libexec/ldap-restore-settle"}).exit_code, 0);
 }
 

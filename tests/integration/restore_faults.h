@@ -21,7 +21,7 @@ class FaultTest : public RestoreTest {
     static void StopAndStart();
 
     // Does what the server's next start does first.
-    static void Settle();
+    static void Recover();
 
     // The old or the restored entries, whole, and nothing beside them.
     static void ExpectEither(const std::string &entries);

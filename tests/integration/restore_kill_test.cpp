@@ -30,7 +30,7 @@ TEST_F(KilledRestore, AtAnyStepLeavesTheOldOrTheRestoredEntries) {
         EXPECT_TRUE(run.Died());
         has_journal = has_journal || fs::exists(kJournal);
         // Before that the server goes on.
-        has_journal ? StopAndStart() : Settle();
+        has_journal ? StopAndStart() : Recover();
         ExpectEither(entries);
         ++killed;
         restored += Slapcat() == Restored() ? 1 : 0;
@@ -120,7 +120,7 @@ constexpr NextRow kNext[] = {
 };
 
 // Its server is back, too, where it had been stopped.
-TEST_F(KilledRestore, IsSettledByTheNextJob) {
+TEST_F(KilledRestore, IsRecoveredFromByTheNextJob) {
     const rig::FaultRun all = RestoreWith("");
     ASSERT_EQ(all.ExitCode(), 0);
     for (const NextRow &row : kNext) {

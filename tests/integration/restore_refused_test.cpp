@@ -12,7 +12,7 @@ class RefusedRestore : public FaultTest {
   protected:
     void TearDown() override {
         if (IsSkipped()) return;
-        Settle();
+        Recover();
         ExpectNothingLeft();
     }
 

@@ -13,7 +13,7 @@
 #include "base/unique_fd.h"
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/running_tool.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 
 namespace zafo::test {
@@ -39,7 +39,7 @@ TEST_F(DatabaseFolder, KeepsItsIdUnderAnotherName) {
     const FolderId other = IdOf(Path("data.new"));
     EXPECT_NE(one, 0U);
     EXPECT_NE(one, other);
-    Exchange(Path("data"), Path("data.new"));
+    SwapFolders(Path("data"), Path("data.new"));
     EXPECT_EQ(IdOf(Path("data")), other);
     EXPECT_EQ(IdOf(Path("data.new")), one);
 }
@@ -51,12 +51,12 @@ TEST_F(DatabaseFolder, ThatIsMissingHasNoId) {
 TEST_F(DatabaseFolder, IsNoLinkAndNoFile) {
     fs::create_directory_symlink("data", Path("link"));
     Write("file", "");
-    EXPECT_THROW(IdOf(Path("link")), Problem);
-    EXPECT_THROW(IdOf(Path("file")), Problem);
+    EXPECT_THROW(IdOf(Path("link")), JobError);
+    EXPECT_THROW(IdOf(Path("file")), JobError);
 }
 
 TEST_F(DatabaseFolder, IsNotExchangedForNothing) {
-    EXPECT_THROW(Exchange(Path("data"), Path("none")), Problem);
+    EXPECT_THROW(SwapFolders(Path("data"), Path("none")), JobError);
     EXPECT_TRUE(fs::exists(Path("data/data.mdb")));
 }
 
@@ -95,7 +95,7 @@ TEST_F(DatabaseFolder, IsRemovedWhileFilesAreStillMadeInIt) {
 TEST_F(DatabaseFolder, IsMadeForItsOwnerOnly) {
     MakeDatabaseFolder(Path("data.new"));
     EXPECT_EQ(fs::status(Path("data.new")).permissions(), fs::perms(0700));
-    EXPECT_THROW(MakeDatabaseFolder(Path("data.new")), Problem);
+    EXPECT_THROW(MakeDatabaseFolder(Path("data.new")), JobError);
 }
 
 TEST_F(DatabaseFolder, ThatNobodyHasOpenIsUnused) {
@@ -119,9 +119,9 @@ TEST_F(DatabaseFolder, NamesWhoHasADatabaseFileOpen) {
         try {
             AwaitUnused(Path("data"), std::chrono::seconds(0));
             FAIL() << "it is in use";
-        } catch (const Problem &problem) {
-            EXPECT_EQ(problem.code, Exit::kServer);
-            EXPECT_NE(std::string(problem.what()).find("(sleep)"), std::string::npos);
+        } catch (const JobError &error) {
+            EXPECT_EQ(error.code, Exit::kServer);
+            EXPECT_NE(std::string(error.what()).find("(sleep)"), std::string::npos);
         }
     }
 }
@@ -147,9 +147,9 @@ TEST_F(DurableFile, ReplacesWhatAKilledWriterLeft) {
 
 TEST_F(DurableFile, ThatCannotBePutInPlaceLeavesNothing) {
     fs::create_directories(Path("file/full"));
-    EXPECT_THROW(WriteDurably(Path("file"), "text"), Problem);
+    EXPECT_THROW(WriteDurably(Path("file"), "text"), JobError);
     EXPECT_EQ(Names(), std::set<std::string>{"file"});
-    EXPECT_THROW(WriteDurably(Path("none/file"), "text"), Problem);
+    EXPECT_THROW(WriteDurably(Path("none/file"), "text"), JobError);
 }
 
 TEST_F(DurableFile, IsRemovedOnceAndForGood) {
@@ -160,9 +160,9 @@ TEST_F(DurableFile, IsRemovedOnceAndForGood) {
 }
 
 TEST(RootPartition, ThatIsFullHasACodeOfItsOwn) {
-    EXPECT_EQ(RootProblem("cannot write", ENOSPC).code, Exit::kRootFullWhileWriting);
-    EXPECT_EQ(RootProblem("cannot write", EDQUOT).code, Exit::kRootFullWhileWriting);
-    EXPECT_EQ(RootProblem("cannot write", EIO).code, Exit::kSystem);
+    EXPECT_EQ(RootError("cannot write", ENOSPC).code, Exit::kRootFullWhileWriting);
+    EXPECT_EQ(RootError("cannot write", EDQUOT).code, Exit::kRootFullWhileWriting);
+    EXPECT_EQ(RootError("cannot write", EIO).code, Exit::kSystem);
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/journal.h"
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "tests/backup/folder_fixture.h"
 #include "tools/restore/durable_file.h"
 
@@ -109,34 +105,6 @@ TEST_F(JournalFile, ThatIsAFolderOrALinkIsNotFollowed) {
     std::filesystem::create_symlink("real", Path("link"));
     EXPECT_TRUE(ReadJournal(Path("link")).exists);
     EXPECT_EQ(ReadJournal(Path("link")).journal, std::nullopt);
-}
-
-TEST(RestoringProcess, IsTheOneOfThatNumberAndThatStart) {
-    const ProcessId own = ProcessId::Own();
-    EXPECT_EQ(own.pid, getpid());
-    EXPECT_GT(own.started, 0U);
-    EXPECT_TRUE(own.Lives());
-    EXPECT_FALSE((ProcessId{own.pid, own.started + 1}).Lives()) << "the number was given again";
-    EXPECT_FALSE((ProcessId{0, 0}).Lives());
-}
-
-TEST(RestoringProcess, ThatHasEndedDoesNotLive) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const ProcessId own = ProcessId::Own();
-        _exit(write(ends[1], &own, sizeof own) == sizeof own ? 0 : 1);
-    }
-    ProcessId ended;
-    ASSERT_EQ(read(ends[0], &ended, sizeof ended), static_cast<ssize_t>(sizeof ended));
-    siginfo_t info{};
-    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
-    EXPECT_FALSE(ended.Lives()) << "a zombie";
-    waitpid(child, nullptr, 0);
-    EXPECT_FALSE(ended.Lives());
-    close(ends[0]);
-    close(ends[1]);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/loading_configuration.h"
 #include "tools/restore/staging.h"
 
@@ -67,7 +67,7 @@ TEST(LoadingConfiguration, TakesAnIncludedFileFromElsewhere) {
 TEST(LoadingConfiguration, NeedsADatabaseInTheFolder) {
     for (const char *text : {"", "\n", "directory /var/other\n", "# directory /etc/openldap/data\n",
                              "directory\n", "directoryx /etc/openldap/data\n"})
-        EXPECT_THROW(LoadingConfiguration(text, kChange), Problem) << text;
+        EXPECT_THROW(LoadingConfiguration(text, kChange), JobError) << text;
 }
 
 struct LoadRow {

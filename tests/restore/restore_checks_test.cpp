@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/staging.h"
 
 namespace zafo::test {
@@ -37,8 +37,8 @@ TEST(RestoredSuffix, IsComparedAsDnsAre) {
         try {
             CheckManifest(manifest, other);
             ADD_FAILURE() << other;
-        } catch (const Problem &problem) {
-            EXPECT_EQ(problem.code, Exit::kNotOurs);
+        } catch (const JobError &error) {
+            EXPECT_EQ(error.code, Exit::kNotOurs);
         }
     }
 }
@@ -53,8 +53,8 @@ TEST(RoomForADatabase, IsAskedOfTheFileSystem) {
     try {
         CheckRoom(Places("/tmp"), {.ldif_bytes = std::uint64_t{1} << 60});
         ADD_FAILURE() << "so large a disk?";
-    } catch (const Problem &problem) {
-        EXPECT_EQ(problem.code, Exit::kRootFull);
+    } catch (const JobError &error) {
+        EXPECT_EQ(error.code, Exit::kRootFull);
     }
 }
 

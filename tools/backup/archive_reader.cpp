@@ -6,7 +6,7 @@
 #include "tools/backup/background_sha256.h"
 #include "tools/backup/entry_guard.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/backup/tar_reader.h"
 #include "tools/backup/zstd_frame.h"
@@ -45,8 +45,8 @@ struct ArchiveFree {
 Manifest ReadManifest(std::string_view json) {
     try {
         return ManifestFrom(json);
-    } catch (const Problem &problem) {
-        throw Fault(problem.code, problem.what());
+    } catch (const JobError &error) {
+        throw Fault(error.code, error.what());
     }
 }
 
@@ -295,7 +295,7 @@ Contents ReadArchive(int fd, const std::string &path,
     try {
         return ReadSealed(fd, entries);
     } catch (const Fault &fault) {
-        throw Problem(fault.code, fmt::format("{}: {}", path, fault.what()));
+        throw JobError(fault.code, fmt::format("{}: {}", path, fault.what()));
     }
 }
 
@@ -312,7 +312,7 @@ std::string FaultOfHead(int fd) {
 UniqueFd OpenBackup(const std::string &path) {
     // A pipe or a terminal would make open(2) wait.
     UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (!fd.IsOpen()) throw ReadingProblem(path, errno);
+    if (!fd.IsOpen()) throw ReadingError(path, errno);
     return fd;
 }
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/archive_writer.h"
 
+#include "base/write_all.h"
 #include "tools/backup/archive_format.h"
-#include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -52,7 +53,7 @@ struct ArchiveWriter::Sink {
     std::unique_ptr<archive, ArchiveFree> writer = {};
 
     void Write(std::string_view block) {
-        if (!WriteAll(fd, block.data(), block.size())) throw WritingProblem(path, errno);
+        if (!WriteAll(fd, block, EndIfStopped)) throw WritingError(path, errno);
         digest.Add(block);
     }
 
@@ -89,8 +90,8 @@ ArchiveWriter::~ArchiveWriter() = default;
 
 void ArchiveWriter::AddFile(std::string_view name, std::string_view bytes) {
     if (bytes.size() > kLargestConfig)
-        throw Problem(Exit::kSystem, fmt::format("{} has {} bytes, more than {}", name,
-                                                 bytes.size(), kLargestConfig));
+        throw JobError(Exit::kSystem, fmt::format("{} has {} bytes, more than {}", name,
+                                                  bytes.size(), kLargestConfig));
     WriteMember(name, bytes);
     config_.push_back({std::string(name), Sha256Of(bytes)});
 }
@@ -155,8 +156,8 @@ void ArchiveWriter::Check(int result) {
     if (sink_->thrown) std::rethrow_exception(std::exchange(sink_->thrown, nullptr));
     if (result == ARCHIVE_OK) return;
     const char *words = archive_error_string(sink_->writer.get());
-    throw Problem(Exit::kSystem, fmt::format("cannot write {}: {}", sink_->path,
-                                             words != nullptr ? words : "no reason given"));
+    throw JobError(Exit::kSystem, fmt::format("cannot write {}: {}", sink_->path,
+                                              words != nullptr ? words : "no reason given"));
 }
 
 }  // namespace zafo::backup

@@ -15,7 +15,7 @@ namespace zafo::backup {
 
 // Writes one backup file (archive_format.h) into a descriptor, which stays the caller's: it is
 // neither closed nor synchronised. What is not finished is no backup, and is refused by its readers.
-// Every function throws Problem: WritingProblem for the descriptor, kSystem for what the library says.
+// Every function throws JobError: WritingError for the descriptor, kSystem for what the library says.
 class ArchiveWriter {
   public:
     // `path` is for words only; `written` becomes the members' time; `suffix` is looked for among the entries.

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/backup_folder.h"
 
+#include "base/atomic_file.h"
 #include "tools/backup/archive_reader.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -101,11 +102,11 @@ std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix)
 // Calls `take` with every name of the folder.
 void ForEachName(const std::string &folder, const std::function<void(int, const char *)> &take) {
     const std::unique_ptr<DIR, FolderClose> open_folder(opendir(folder.c_str()));
-    if (!open_folder) throw ReadingProblem(folder, errno);
+    if (!open_folder) throw ReadingError(folder, errno);
     for (;;) {
         errno = 0;
         const dirent *entry = readdir(open_folder.get());
-        if (entry == nullptr && errno != 0) throw ReadingProblem(folder, errno);
+        if (entry == nullptr && errno != 0) throw ReadingError(folder, errno);
         if (entry == nullptr) return;
         take(dirfd(open_folder.get()), entry->d_name);
     }
@@ -144,7 +145,7 @@ bool IsOurs(int folder, const struct stat &status) {
 // Why a file with a name of ours is no backup of ours; empty: it is one.
 std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *status) {
     if (file < 0) {
-        if (IsShortage(errno)) throw SystemProblem(Exit::kSystem, "cannot look at backups", errno);
+        if (IsShortage(errno)) throw SystemError(Exit::kSystem, "cannot look at backups", errno);
         return fmt::format("it cannot be read: {}", std::strerror(errno));
     }
     if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is no file";
@@ -159,13 +160,6 @@ bool IsAt(int file, const std::string &path) {
     struct stat there {};
     return fstat(file, &own) == 0 && lstat(path.c_str(), &there) == 0 &&
            own.st_dev == there.st_dev && own.st_ino == there.st_ino;
-}
-
-void SyncFolder(const std::string &folder) {
-    const UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // Not every file system knows what it means for a folder.
-    if (!fd.IsOpen() || (fsync(fd.Get()) != 0 && errno != EINVAL && errno != ENOTSUP))
-        throw WritingProblem(folder, errno);
 }
 
 }  // namespace
@@ -216,7 +210,7 @@ std::vector<std::string> Thin(const std::string &folder, std::string_view prefix
     const std::vector<FoundBackup> found = BackupsIn(folder, prefix);
     for (std::size_t i = std::max<std::uint64_t>(keep, 1); i < found.size(); ++i) {
         const std::string &path = found[i].path;
-        if (unlink(path.c_str()) != 0 && errno != ENOENT) throw WritingProblem(path, errno);
+        if (unlink(path.c_str()) != 0 && errno != ENOENT) throw WritingError(path, errno);
         gone.push_back(path);
     }
     return gone;
@@ -242,10 +236,10 @@ bool IsPrefix(std::string_view prefix) {
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found) {
     if (found.empty()) return 1;
     if (found.front().number >= kHighestNumber)
-        throw Problem(Exit::kSystem,
-                      fmt::format("{} has the last number that a backup can have: move it into "
-                                  "another folder",
-                                  found.front().path));
+        throw JobError(Exit::kSystem,
+                       fmt::format("{} has the last number that a backup can have: move it into "
+                                   "another folder",
+                                   found.front().path));
     return found.front().number + 1;
 }
 
@@ -254,7 +248,7 @@ PartFile::PartFile(std::string folder, std::string name)
       name_(std::move(name)),
       path_(fmt::format("{}/.{}{}", folder_, name_, kPartExtension)),
       fd_(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-    if (!fd_.IsOpen()) throw WritingProblem(path_, errno);
+    if (!fd_.IsOpen()) throw WritingError(path_, errno);
     flock(fd_.Get(), LOCK_EX | LOCK_NB);
 }
 
@@ -263,7 +257,7 @@ PartFile::~PartFile() {
 }
 
 void PartFile::Sync() {
-    if (fsync(fd_.Get()) != 0) throw WritingProblem(path_, errno);
+    if (fsync(fd_.Get()) != 0) throw WritingError(path_, errno);
 }
 
 const std::string &PartFile::PutInPlace() {
@@ -272,14 +266,16 @@ const std::string &PartFile::PutInPlace() {
     // Network file systems do not know the flag; the number in the name is a new one there too.
     if (result != 0 && (errno == EINVAL || errno == ENOSYS))
         result = rename(path_.c_str(), place.c_str());
-    if (result != 0) throw WritingProblem(place, errno);
+    if (result != 0) throw WritingError(place, errno);
     path_ = place;
     kept_ = !IsAt(fd_.Get(), place);
     if (kept_)
-        throw Problem(Exit::kSystem, place +
-                                         " is not the file that was written: somebody else "
-                                         "writes into the folder");
-    SyncFolder(folder_);
+        throw JobError(Exit::kSystem, place +
+                                          " is not the file that was written: somebody else "
+                                          "writes into the folder");
+    // Not every file system knows what it means for a folder.
+    const int error = SyncFolder(folder_);
+    if (error != 0 && error != EINVAL && error != ENOTSUP) throw WritingError(folder_, error);
     kept_ = true;
     flock(fd_.Get(), LOCK_UN);
     return path_;

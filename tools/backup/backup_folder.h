@@ -38,7 +38,7 @@ struct FolderContents {
 // root or the effective user owns (on a file system that keeps no owners, anybody's), with a number up to
 // kHighestNumber, a seal behind it and the beginning of a backup in front: each is opened for that, and none
 // is read as a whole. Links, folders and other names are not even looked at.
-// Throws Problem: kBadPlace when the folder cannot be read, kSystem when there are no means to.
+// Throws JobError: kBadPlace when the folder cannot be read, kSystem when there are no means to.
 FolderContents LookInto(const std::string &folder, std::string_view prefix);
 std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix);
 
@@ -46,7 +46,7 @@ std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view p
 std::vector<std::string> InWords(const std::vector<PassedOver> &passed_over);
 
 // Removes all but the `keep` newest; never the newest, and nothing that does not count. Gives the paths that are gone.
-// Throws Problem (WritingProblem) when one cannot be removed.
+// Throws JobError (WritingError) when one cannot be removed.
 std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
                               std::uint64_t keep);
 
@@ -58,7 +58,7 @@ bool IsPrefix(std::string_view prefix);
 // A backup every second would take thirty years to get there.
 inline constexpr std::uint64_t kHighestNumber = 999'999'999;
 
-// One more than the highest. Throws Problem kSystem when that is kHighestNumber: the order of backups hangs on their
+// One more than the highest. Throws JobError kSystem when that is kHighestNumber: the order of backups hangs on their
 // numbers, so none is used twice.
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found);
 
@@ -66,7 +66,7 @@ std::uint64_t NextNumber(const std::vector<FoundBackup> &found);
 // killed leaves its file to RemoveLeftParts.
 class PartFile {
   public:
-    // Makes "FOLDER/.NAME.part", mode 0600. Throws Problem (WritingProblem), as do all the others.
+    // Makes "FOLDER/.NAME.part", mode 0600. Throws JobError (WritingError), as do all the others.
     PartFile(std::string folder, std::string name);
     ~PartFile();
     PartFile(const PartFile &) = delete;
@@ -79,7 +79,7 @@ class PartFile {
     void Sync();
 
     // Gives the file its name, never that of another file; the name is on the disk when this returns. Gives the path.
-    // What somebody has put in the file's place meanwhile is a Problem kSystem.
+    // What somebody has put in the file's place meanwhile is a JobError kSystem.
     const std::string &PutInPlace();
 
   private:

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Children of a job: started with posix_spawn, with an environment of their own, default signals
-// and no descriptor but the standard three.
+// Children of a job: in a process group and with an environment of their own, and no descriptor
+// but the standard three.
 #pragma once
 
+#include "base/pipe.h"
 #include "base/unique_fd.h"
 
 #include <sys/types.h>
@@ -15,12 +16,7 @@
 
 namespace zafo::backup {
 
-struct Pipe {
-    UniqueFd reader;
-    UniqueFd writer;
-};
-
-// Both ends close-on-exec. Throws Problem kSystem.
+// OpenPipe; throws JobError kSystem.
 Pipe MakePipe();
 
 struct ChildSpec {
@@ -31,7 +27,7 @@ struct ChildSpec {
 
 class Child {
   public:
-    // Throws Problem kSystem when the program cannot be started.
+    // Throws JobError kSystem when the program cannot be started.
     explicit Child(const ChildSpec &spec);
     // Ends a child that nobody has waited for: asks it first.
     ~Child();
@@ -39,7 +35,7 @@ class Child {
     Child &operator=(const Child &) = delete;
 
     // The wait status. May be called again. `meanwhile` is called about every second.
-    // Throws Problem kSystem when the job is asked to end while it waits.
+    // Throws JobError kSystem when the job is asked to end while it waits.
     int Wait(const std::function<void()> &meanwhile = {});
 
     // Asks it to end (SIGTERM), makes it after two seconds, and reaps it.
@@ -63,11 +59,8 @@ class Child {
 // "exit code 1", "signal 9"
 std::string StatusInWords(int wait_status);
 
-// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws Problem kSystem when the job is asked to
+// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws JobError kSystem when the job is asked to
 // end (stop_signal.h) while it waits.
 ssize_t ReadSome(int fd, void *buffer, std::size_t size);
-
-// Writes all bytes; false with errno. Throws as ReadSome.
-bool WriteAll(int fd, const void *bytes, std::size_t size);
 
 }  // namespace zafo::backup

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/confirmed_backup.h"
 
-#include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "base/write_all.h"
+#include "tools/backup/job_error.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -39,9 +39,8 @@ std::string TakeLine(std::string_view *text) {
 UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
     UniqueFd fd(memfd_create("confirmed backup", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     const std::string text = TextOf(confirmed);
-    if (!fd.IsOpen() || !WriteAll(fd.Get(), text.data(), text.size()) ||
-        fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
-        throw SystemProblem(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
+    if (!fd.IsOpen() || !WriteAll(fd.Get(), text) || fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
+        throw SystemError(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
     return fd;
 }
 
@@ -60,7 +59,7 @@ std::optional<ConfirmedBackup> ConfirmationIn(int fd) {
         confirmed.name = TakeLine(&text);
     }
     if (TextOf(confirmed) != bytes)
-        throw Problem(Exit::kDamaged, "what was confirmed cannot be read");
+        throw JobError(Exit::kDamaged, "what was confirmed cannot be read");
     return confirmed;
 }
 

@@ -23,10 +23,10 @@ struct ConfirmedBackup {
     bool operator==(const ConfirmedBackup &) const = default;
 };
 
-// Throws Problem kSystem.
+// Throws JobError kSystem.
 UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed);
 
-// Nothing: it is none, and so perhaps a backup. Throws Problem kDamaged for one that says nothing.
+// Nothing: it is none, and so perhaps a backup. Throws JobError kDamaged for one that says nothing.
 std::optional<ConfirmedBackup> ConfirmationIn(int fd);
 
 // The name under which another process can open a descriptor of this one.

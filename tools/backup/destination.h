@@ -11,7 +11,7 @@
 
 namespace zafo::backup {
 
-// Throws Problem kBadPlace, with the reason: no folder is set, there is none, it is a link or something
+// Throws JobError kBadPlace, with the reason: no folder is set, there is none, it is a link or something
 // else, it may not be written, it is the database's own.
 void CheckDestination(const std::string &folder);
 
@@ -29,7 +29,7 @@ std::vector<Exposure> ExposuresOf(const std::string &folder);
 // of the database, whose entries are compressed in a backup.
 std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes);
 
-// Throws Problem kTooFull when the folder has no room for the next backup.
+// Throws JobError kTooFull when the folder has no room for the next backup.
 void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found);
 
 }  // namespace zafo::backup

@@ -2,7 +2,7 @@
 #include "tools/backup/entry_guard.h"
 
 #include "tools/backup/archive_fault.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
 #include <strings.h>

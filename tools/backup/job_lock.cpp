@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/job_lock.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -30,10 +30,10 @@ UniqueFd OpenLockFile(const std::string &path) {
                      O_RDWR | O_CREAT | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat status {};
     if (!fd.IsOpen() || fstat(fd.Get(), &status) != 0)
-        throw SystemProblem(Exit::kSystem, "cannot open " + path, errno);
+        throw SystemError(Exit::kSystem, "cannot open " + path, errno);
     if (!S_ISREG(status.st_mode) || status.st_nlink != 1 ||
         (status.st_uid != 0 && status.st_uid != geteuid()))
-        throw Problem(Exit::kSystem, path + " is not a file of root's: remove it");
+        throw JobError(Exit::kSystem, path + " is not a file of root's: remove it");
     if ((status.st_mode & 077U) != 0) fchmod(fd.Get(), 0600);
     return fd;
 }
@@ -41,7 +41,7 @@ UniqueFd OpenLockFile(const std::string &path) {
 JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
     // Whoever only asks whether a job runs holds the lock for a moment.
     for (int left = kTries; IsTaken(fd_.Get()); --left) {
-        if (left == 0) throw Problem(Exit::kBusy, "another backup or restore runs");
+        if (left == 0) throw JobError(Exit::kBusy, "another backup or restore runs");
         std::this_thread::sleep_for(kPause);
     }
 }

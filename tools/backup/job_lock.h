@@ -10,14 +10,14 @@ namespace zafo::backup {
 inline constexpr const char *kJobLockFile = "/var/run/zafoldapbackup.lock";
 
 // Opens a file that is there to be locked, and makes it when it is missing, for its owner alone: who can open it can
-// hold it. Throws Problem kSystem when it cannot be had, or is not a file of root's or the effective user's.
+// hold it. Throws JobError kSystem when it cannot be had, or is not a file of root's or the effective user's.
 UniqueFd OpenLockFile(const std::string &path);
 
 // The right to make a backup or to restore one: one process at a time. The lock is the process's
 // own and goes with it, however it ends; its children do not have it.
 class JobLock {
   public:
-    // Throws Problem: kBusy when another process works, kSystem when the file cannot be had.
+    // Throws JobError: kBusy when another process works, kSystem when the file cannot be had.
     JobLock();
 
   private:

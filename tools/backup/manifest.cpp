@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/manifest.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 [[noreturn]] void Damaged(const std::string &what) {
-    throw Problem(Exit::kDamaged, "manifest.json: " + what);
+    throw JobError(Exit::kDamaged, "manifest.json: " + what);
 }
 
 const Json &Member(const Json &object, const char *key) {
@@ -51,8 +51,8 @@ int FormatOf(const Json &object) {
     const std::uint64_t format = NumberOf(object, "format");
     if (format == 0) Damaged("\"format\" is 0");
     if (format > kFormat)
-        throw Problem(Exit::kNewerFormat,
-                      fmt::format("format {} is newer than {}", format, kFormat));
+        throw JobError(Exit::kNewerFormat,
+                       fmt::format("format {} is newer than {}", format, kFormat));
     return static_cast<int>(format);
 }
 

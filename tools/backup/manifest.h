@@ -38,7 +38,7 @@ struct Manifest {
 
 std::string ToJson(const Manifest &manifest);
 
-// Throws Problem: kDamaged, with what is wrong; kNewerFormat for a format above kFormat.
+// Throws JobError: kDamaged, with what is wrong; kNewerFormat for a format above kFormat.
 Manifest ManifestFrom(std::string_view json);
 
 }  // namespace zafo::backup

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/progress_file.h"
 
-#include "base/unique_fd.h"
-#include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "base/atomic_file.h"
+#include "tools/backup/job_error.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -31,25 +27,13 @@ std::int64_t Now() {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-UniqueFd NewFile(const std::string &path) {
-    return UniqueFd(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kForEverybody));
-}
-
 // The right to write is with whoever holds the job's lock: one name for the new text is enough. What is there, of a
 // killed run or of somebody else who may write into the folder, is removed and never written into.
-bool Replace(const std::string &path, const std::string &text) {
-    const std::string aside = path + ".new";
-    UniqueFd fd = NewFile(aside);
-    if (!fd.IsOpen() && errno == EEXIST && unlink(aside.c_str()) == 0) fd = NewFile(aside);
-    if (!fd.IsOpen()) return false;
-    if (fchmod(fd.Get(), kForEverybody) == 0 && WriteAll(fd.Get(), text.data(), text.size()) &&
-        rename(aside.c_str(), path.c_str()) == 0)
-        return true;
-    const int reason = errno;
-    unlink(aside.c_str());
-    errno = reason;
-    return false;
+int Replace(const std::string &path, const std::string &text) {
+    AtomicFile file(path);
+    file.Write(text);
+    file.SetMode(kForEverybody);
+    return file.CommitUnsynced();
 }
 
 }  // namespace
@@ -91,16 +75,17 @@ void ProgressFile::Write(std::string_view action, int status) {
     const std::string text =
         fmt::format("operation={}\ntask={}\naction={}\ntotal={}\nstage={}\nstatus={}\npid={}\n",
                     Name(operation_), task_, action, total_, stage_, status, getpid());
-    if (Replace(path_, text) || complained_) return;
+    const int error = Replace(path_, text);
+    if (error == 0 || complained_) return;
     complained_ = true;
-    syslog(LOG_WARNING, "cannot write %s: %s", path_.c_str(), std::strerror(errno));
+    syslog(LOG_WARNING, "cannot write %s: %s", path_.c_str(), std::strerror(error));
 }
 
 void FinishAfter(ProgressFile *progress, const std::function<void()> &job) {
     try {
         job();
-    } catch (const Problem &problem) {
-        progress->Finish(static_cast<int>(problem.code));
+    } catch (const JobError &error) {
+        progress->Finish(static_cast<int>(error.code));
         throw;
     } catch (const std::exception &) {
         progress->Finish(static_cast<int>(Exit::kSystem));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/stop_signal.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <csignal>
 
@@ -34,7 +34,7 @@ bool Stopped() {
 }
 
 void EndIfStopped() {
-    if (Stopped()) throw Problem(Exit::kSystem, "it was asked to end by a signal");
+    if (Stopped()) throw JobError(Exit::kSystem, "it was asked to end by a signal");
 }
 
 }  // namespace zafo::backup

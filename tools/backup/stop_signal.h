@@ -10,7 +10,7 @@ void CatchStopSignals();
 
 bool Stopped();
 
-// Throws Problem kSystem when the job is asked to end.
+// Throws JobError kSystem when the job is asked to end.
 void EndIfStopped();
 
 }  // namespace zafo::backup

@@ -2,7 +2,7 @@
 #include "tools/backup/tar_reader.h"
 
 #include "tools/backup/archive_fault.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/certificate.h"
 
+#include "base/appliance_paths.h"
 #include "platform/crypt.h"
 #include "platform/process.h"
 
@@ -20,9 +21,6 @@
 namespace zafo::cli {
 
 namespace {
-
-constexpr const char *kOpenssl = "/usr/zafo/bin/openssl";
-constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";  // what the LDAP tools trust
 
 // The extension's identifier in DER.
 constexpr std::string_view kSubjectAltName("\x06\x03\x55\x1d\x11", 5);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/failure.h"
 
+#include "base/appliance_paths.h"
 #include "tools/cli/display_text.h"
 
 #include "platform/error.h"
@@ -143,7 +144,7 @@ Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
 Failure ToolNotStarted(Facts facts) {
     std::array<char, 128> path{};
     const int error = QLIBCStartError(path.data(), path.size());
-    facts.subject = error != 0 ? path.data() : "/usr/zafo/bin/ldapsearch";
+    facts.subject = error != 0 ? path.data() : kLdapsearch;
     facts.reason = "started";
     if (const std::optional<Failure> failure = WantOfDescriptors(error, facts)) return *failure;
     switch (error) {

@@ -72,22 +72,9 @@ std::optional<pid_t> ProcessOf(std::string_view name, const Pattern &pattern) {
     return name == pattern.suffix ? pid : std::nullopt;
 }
 
-// When the process began; nothing when that cannot be seen.
-std::optional<time_t> StartOf(pid_t pid) {
-    const std::optional<ProcessFacts> facts = LivingProcess(pid);
-    const long ticks = sysconf(_SC_CLK_TCK);
-    timespec now{}, up{};
-    if (!facts || ticks <= 0 || clock_gettime(CLOCK_REALTIME, &now) != 0 ||
-        clock_gettime(CLOCK_BOOTTIME, &up) != 0) {
-        return {};
-    }
-    return now.tv_sec - up.tv_sec +
-           static_cast<time_t>(facts->started / static_cast<unsigned long long>(ticks));
-}
-
 bool IsLeftOver(const struct stat &status, pid_t pid) {
     if (kill(pid, 0) != 0 && errno == ESRCH) return true;
-    const std::optional<time_t> start = StartOf(pid);
+    const std::optional<time_t> start = StartTimeOf(pid);
     return start && status.st_ctime + kDoubt < *start;
 }
 

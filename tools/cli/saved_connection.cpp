@@ -57,7 +57,7 @@ std::string DamagedLine() {
 // The errno with which the file cannot be opened. One that can be was at fault while it was read.
 int WhyNotReadable() {
     const UniqueFd file(open(kConnectionFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    return file ? EIO : errno;
+    return file.IsOpen() ? EIO : errno;
 }
 
 [[noreturn]] void FailToRead() {

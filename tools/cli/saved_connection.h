@@ -4,6 +4,7 @@
 // (zafoldap/connection.h, platform/file.h).
 #pragma once
 
+#include "base/appliance_paths.h"
 #include "tools/cli/directory.h"
 #include "tools/cli/json_document.h"
 #include "tools/cli/server_address.h"
@@ -13,8 +14,6 @@
 #include <vector>
 
 namespace zafo::cli {
-
-constexpr const char *kConnectionFile = "/usr/zafo/etc/private/ldapbrowser.conf";
 
 struct Connection {
     std::string name = {};

@@ -39,7 +39,7 @@ std::string ReadAll(int fd) {
 std::string ReadPasswordFile(const std::string &path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
-    if (!file || fstat(file.Get(), &status) != 0) {
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
         throw OwnFailure("password_file_unreadable",
                          {.subject = path, .reason = std::strerror(errno)});
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/streams.h"
 
+#include "base/write_all.h"
 #include "tools/cli/display_text.h"
 
 #include <fcntl.h>
@@ -17,7 +18,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 namespace zafo::cli {
 
@@ -40,14 +40,6 @@ int BoundedMemoryFile() {
     if (fd < 0) return -1;
     if (ftruncate(fd, kMostToolWords) == 0) fcntl(fd, F_ADD_SEALS, F_SEAL_GROW | F_SEAL_SHRINK);
     return fd;
-}
-
-void WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno != EINTR) return;
-        if (written > 0) text.remove_prefix(static_cast<size_t>(written));
-    }
 }
 
 // Echo off for as long as it lives.
@@ -131,28 +123,16 @@ std::string AsJson(const Failure &failure) {
 
 }  // namespace
 
-UniqueFd::~UniqueFd() {
-    if (fd_ >= 0) close(fd_);
-}
-
-UniqueFd &UniqueFd::operator=(UniqueFd &&other) noexcept {
-    if (this != &other) {
-        if (fd_ >= 0) close(fd_);
-        fd_ = std::exchange(other.fd_, -1);
-    }
-    return *this;
-}
-
 Streams::Streams()
     : real_error_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)),
       tool_words_(BoundedMemoryFile()),
       out_terminal_(isatty(STDOUT_FILENO) == 1),
       error_terminal_(isatty(STDERR_FILENO) == 1) {
-    if (tool_words_) dup2(tool_words_.Get(), STDERR_FILENO);
+    if (tool_words_.IsOpen()) dup2(tool_words_.Get(), STDERR_FILENO);
 }
 
 Streams::~Streams() {
-    if (real_error_) dup2(real_error_.Get(), STDERR_FILENO);
+    if (real_error_.IsOpen()) dup2(real_error_.Get(), STDERR_FILENO);
 }
 
 void Streams::Configure(const Globals &globals) {
@@ -237,7 +217,7 @@ std::string Streams::Ask(std::string_view question, bool echo) {
 }
 
 std::string Streams::ToolWords() const {
-    const off_t end = tool_words_ ? lseek(tool_words_.Get(), 0, SEEK_CUR) : 0;
+    const off_t end = tool_words_.IsOpen() ? lseek(tool_words_.Get(), 0, SEEK_CUR) : 0;
     std::string words(static_cast<size_t>(end < 0 ? 0 : end), '\0');
     const ssize_t n = pread(tool_words_.Get(), words.data(), words.size(), 0);
     words.resize(n < 0 ? 0 : static_cast<size_t>(n));
@@ -247,7 +227,7 @@ std::string Streams::ToolWords() const {
 }
 
 void Streams::ForgetToolWords() {
-    if (tool_words_) lseek(tool_words_.Get(), 0, SEEK_SET);
+    if (tool_words_.IsOpen()) lseek(tool_words_.Get(), 0, SEEK_SET);
 }
 
 int Streams::Columns() const {

@@ -9,6 +9,7 @@
 // tools' words become the detail of one error and never mix with it.
 #pragma once
 
+#include "base/unique_fd.h"
 #include "tools/cli/failure.h"
 #include "tools/cli/parser.h"
 
@@ -17,20 +18,6 @@
 #include <string_view>
 
 namespace zafo::cli {
-
-// A descriptor that is closed with its owner.
-class UniqueFd {
-  public:
-    explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
-    ~UniqueFd();
-    UniqueFd(UniqueFd &&other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    UniqueFd &operator=(UniqueFd &&other) noexcept;
-    int Get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
-  private:
-    int fd_;
-};
 
 class Streams {
   public:

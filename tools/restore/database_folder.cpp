@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/database_folder.h"
 
+#include "base/server_account.h"
 #include "base/unique_fd.h"
-#include "host/server_account.h"
 #include "tools/restore/durable_file.h"
 
 #include <fcntl.h>
@@ -50,7 +50,7 @@ std::vector<FileId> OpenableFiles(const std::string &folder) {
 // What could not be looked at for want of descriptors is not known to be unused.
 void NeedMeans(const std::error_code &error) {
     if (error && IsShortage(error.value()))
-        throw RootProblem("cannot see who uses the database", error.value());
+        throw RootError("cannot see who uses the database", error.value());
 }
 
 bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
@@ -71,7 +71,7 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
 std::optional<DatabaseUser> LockerOf(const std::string &folder) {
     const UniqueFd file(open((folder + "/" + kLockFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (!file.IsOpen() && IsShortage(errno))
-        throw RootProblem("cannot see who uses the database", errno);
+        throw RootError("cannot see who uses the database", errno);
     if (!file.IsOpen()) return std::nullopt;
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -87,10 +87,10 @@ FolderId IdOf(const std::string &folder) {
     struct stat facts {};
     if (lstat(folder.c_str(), &facts) != 0) {
         if (errno == ENOENT) return 0;
-        throw RootProblem("cannot look at " + folder, errno);
+        throw RootError("cannot look at " + folder, errno);
     }
-    if (S_ISLNK(facts.st_mode)) throw Problem(Exit::kSystem, folder + " is a link, no folder");
-    if (!S_ISDIR(facts.st_mode)) throw Problem(Exit::kSystem, folder + " is no folder");
+    if (S_ISLNK(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is a link, no folder");
+    if (!S_ISDIR(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is no folder");
     return facts.st_ino;
 }
 
@@ -98,22 +98,22 @@ void GiveToServer(const std::string &path) {
     errno = 0;
     const passwd *user = getpwnam(kServerAccount);
     if (user == nullptr && IsShortage(errno))
-        throw RootProblem("cannot give " + path + " to the directory server", errno);
+        throw RootError("cannot give " + path + " to the directory server", errno);
     if (user == nullptr) return;
     // In an ordinary user's namespace that user's files are the server's already.
     if (lchown(path.c_str(), user->pw_uid, user->pw_gid) != 0 && errno != EPERM && errno != EINVAL)
-        throw RootProblem("cannot give " + path + " to the directory server", errno);
+        throw RootError("cannot give " + path + " to the directory server", errno);
 }
 
 void MakeDatabaseFolder(const std::string &folder) {
-    if (mkdir(folder.c_str(), 0700) != 0) throw RootProblem("cannot make " + folder, errno);
+    if (mkdir(folder.c_str(), 0700) != 0) throw RootError("cannot make " + folder, errno);
     GiveToServer(folder);
 }
 
-void Exchange(const std::string &one, const std::string &other) {
+void SwapFolders(const std::string &one, const std::string &other) {
     if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) != 0)
-        throw RootProblem(fmt::format("cannot exchange {} and {}", one, other), errno);
-    SyncFolder(ParentOf(one));
+        throw RootError(fmt::format("cannot exchange {} and {}", one, other), errno);
+    SyncFolderOrThrow(ParentOf(one));
 }
 
 void RemoveFolder(const std::string &folder) {
@@ -124,8 +124,8 @@ void RemoveFolder(const std::string &folder) {
         std::this_thread::sleep_for(kPause);
         removed = fs::remove_all(folder, error);
     }
-    if (error) throw RootProblem("cannot remove " + folder, error.value());
-    if (removed > 0) SyncFolder(ParentOf(folder));
+    if (error) throw RootError("cannot remove " + folder, error.value());
+    if (removed > 0) SyncFolderOrThrow(ParentOf(folder));
 }
 
 std::string DatabaseUser::Words() const {
@@ -155,8 +155,8 @@ void AwaitUnused(const std::string &folder, std::chrono::seconds limit) {
         const std::optional<DatabaseUser> user = UserOf(folder);
         if (!user) return;
         if (std::chrono::steady_clock::now() >= end)
-            throw Problem(Exit::kServer,
-                          fmt::format("the database in {} is in use by {}", folder, user->Words()));
+            throw JobError(Exit::kServer, fmt::format("the database in {} is in use by {}", folder,
+                                                      user->Words()));
         std::this_thread::sleep_for(kPause);
     }
 }

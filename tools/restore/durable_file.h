@@ -3,34 +3,34 @@
 // Files and names that survive a loss of power once the call has returned.
 #pragma once
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace zafo::backup {
 
 // A failure to write below the server's folder, by its errno: kRootFullWhileWriting or kSystem.
-Problem RootProblem(const std::string &doing, int reason);
+JobError RootError(const std::string &doing, int reason);
 
-// The names in a folder are on the disk. Throws Problem.
-void SyncFolder(const std::string &folder);
+// The names in a folder are on the disk. Throws JobError.
+void SyncFolderOrThrow(const std::string &folder);
 
-// The content of a file is on the disk. Throws Problem.
-void SyncFile(const std::string &path);
+// The content of a file is on the disk. Throws JobError.
+void SyncFileOrThrow(const std::string &path);
 
 // A file that is written has this behind its name until it is whole. One that is left is of a writer that
 // was killed.
 inline constexpr const char *kUnfinished = ".part";
 
-// Replaces a file, mode 0600, in one step. Throws Problem, and leaves the file that was there.
-void WriteDurably(const std::string &path, std::string_view text);
+// Replaces a file, mode 0600, in one step; the group `reader` may read it, where the file can be
+// given to that. Throws JobError, and leaves the file that was there.
+void WriteDurably(const std::string &path, std::string_view text, std::optional<gid_t> reader = {});
 
-// The same for a file of the server's configuration: its group may read it, where the file can be
-// given to that.
-void WriteConfigurationDurably(const std::string &path, std::string_view text);
-
-// Removes a file, which need not be there. Throws Problem.
+// Removes a file, which need not be there. Throws JobError.
 void RemoveDurably(const std::string &path);
 
 }  // namespace zafo::backup

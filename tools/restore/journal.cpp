@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/journal.h"
 
-#include <unistd.h>
+#include "base/whole_file.h"
 
 #include <fmt/format.h>
 
@@ -10,49 +10,13 @@
 #include <cinttypes>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace zafo::backup {
 
 namespace {
 
 constexpr std::array<std::string_view, 3> kStates = {"exchange", "starting", "undo"};
-constexpr std::size_t kLongestJournal = 1024;
-
-// The first bytes of a file; empty when it cannot be read.
-std::string ReadHead(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string text(kLongestJournal, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return text;
-}
-
-// The fields behind the program's name, which may hold blanks and parentheses itself.
-std::optional<std::uint64_t> StartOf(pid_t pid) {
-    const std::string text = ReadHead(fmt::format("/proc/{}/stat", pid));
-    const std::size_t end_of_name = text.rfind(')');
-    if (end_of_name == std::string::npos) return std::nullopt;
-    char state = '\0';
-    std::uint64_t started = 0;
-    constexpr const char *kFields =
-        " %c %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %" SCNu64;
-    const int found = std::sscanf(text.c_str() + end_of_name + 1, kFields, &state, &started);
-    if (found != 2 || state == 'Z' || state == 'X') return std::nullopt;
-    return started;
-}
-
 }  // namespace
-
-ProcessId ProcessId::Own() {
-    const pid_t pid = getpid();
-    return {pid, StartOf(pid).value_or(0)};
-}
-
-bool ProcessId::Lives() const {
-    return pid > 0 && StartOf(pid) == started;
-}
 
 std::string TextOf(const Journal &journal) {
     return fmt::format(
@@ -66,7 +30,7 @@ std::optional<Journal> JournalFrom(const std::string &text) {
     std::array<char, 16> state{};
     std::array<char, 16> server{};
     constexpr const char *kText = "zafoldap-restore 1 state=%15s old=%" SCNu64 " new=%" SCNu64
-                                  " server=%15s pid=%d started=%" SCNu64;
+                                  " server=%15s pid=%d started=%llu";
     if (std::sscanf(text.c_str(), kText, state.data(), &journal.old_folder, &journal.new_folder,
                     server.data(), &journal.writer.pid, &journal.writer.started) != 6)
         return std::nullopt;

@@ -14,7 +14,7 @@
 //   end
 #pragma once
 
-#include <sys/types.h>
+#include "base/proc_file.h"
 
 #include <cstdint>
 #include <optional>
@@ -25,15 +25,6 @@ namespace zafo::backup {
 
 // A folder whatever its name: renaming keeps the inode. 0: there is none.
 using FolderId = std::uint64_t;
-
-struct ProcessId {
-    pid_t pid = 0;
-    std::uint64_t started = 0;  // clock ticks since the system came up
-
-    static ProcessId Own();
-    bool Lives() const;
-    bool operator==(const ProcessId &) const = default;
-};
 
 enum class JournalState {
     kExchange,  // the server is being stopped, the folders exchanged

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/loading_configuration.h"
 
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <strings.h>
 
@@ -66,7 +66,7 @@ std::string LoadingConfiguration(std::string_view text, const LoadingChange &cha
         }
     }
     if (!found)
-        throw Problem(
+        throw JobError(
             Exit::kSystem,
             fmt::format("the server's configuration keeps no database in {}", change.directory));
     return result;

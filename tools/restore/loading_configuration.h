@@ -16,7 +16,7 @@ struct LoadingChange {
 
 // A configuration, slapd.conf(5), for loading into another folder: everything that decides what
 // entries may hold and how they are stored (schema, indexes, "maxsize") is kept. The administrator's password has
-// no use there and is left out. Throws Problem kSystem when the configuration keeps no database in the
+// no use there and is left out. Throws JobError kSystem when the configuration keeps no database in the
 // directory.
 std::string LoadingConfiguration(std::string_view text, const LoadingChange &change);
 

@@ -4,16 +4,14 @@
 // exchanged with it, and the journal of the exchange.
 #pragma once
 
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
 
 #include <string>
 
 namespace zafo::backup {
 
-inline constexpr const char *kStartLockFile = "/var/run/ldap-server-start.lock";
-
 struct Places {
-    explicit Places(std::string server_folder = cli::kServerFolder)
+    explicit Places(std::string server_folder = kServerFolder)
         : folder(std::move(server_folder)),
           data(folder + "/data"),
           spare(folder + "/data.new"),

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/server_probe.h"
 
+#include "base/appliance_paths.h"
 #include "platform/ldap.h"
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
-#include "tools/zafoldapserver/server_paths.h"
+#include "tools/backup/job_error.h"
 
 #include <sys/wait.h>
 
@@ -24,9 +24,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
-constexpr const char *kSearch = "/usr/zafo/bin/ldapsearch";
-constexpr const char *kServiceFiles[] = {cli::kServiceSettings, cli::kServiceDefaults};
+constexpr const char *kServiceFiles[] = {kServiceSettings, kServiceDefaults};
 constexpr const char *kListenByDefault = "ldap:/// ldaps:///";
 constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
@@ -78,7 +76,7 @@ std::vector<std::string> ListenUrls() {
 
 Answer Ask(const std::string &url, const std::string &suffix) {
     Pipe pipe = MakePipe();
-    Child search({.argv = {kSearch, "-x", "-LLL", "-o", "TLS_REQCERT=never", "-o",
+    Child search({.argv = {kLdapsearch, "-x", "-LLL", "-o", "TLS_REQCERT=never", "-o",
                            "NETWORK_TIMEOUT=10", "-o", "TIMEOUT=10", "-H", url, "-s", "base", "-b",
                            suffix, "(objectClass=*)", "1.1"},
                   .output = pipe.writer.Get()});
@@ -112,7 +110,7 @@ std::string SuffixOf(const std::string &configuration) {
     std::array<char, kLongestSuffix> value{};
     if (ZAFOLDAPInfoGetFromConf(configuration.c_str(), "suffix", value.data(), value.size()) != 1 ||
         value[0] == '\0')
-        throw Problem(Exit::kSystem, configuration + " names no suffix");
+        throw JobError(Exit::kSystem, configuration + " names no suffix");
     return value.data();
 }
 
@@ -123,9 +121,9 @@ bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {
 bool HoldsEntry(const std::string &configuration, const std::string &dn) {
     const LookedUp result = LookUp(configuration, dn);
     if (!result.found && !result.done)
-        throw Problem(Exit::kSystem,
-                      fmt::format("slapcat cannot say whether there is an entry {}: {}",
-                                  OneLine(dn), result.words));
+        throw JobError(Exit::kSystem,
+                       fmt::format("slapcat cannot say whether there is an entry {}: {}",
+                                   OneLine(dn), result.words));
     return result.found;
 }
 
@@ -147,9 +145,9 @@ void ExpectServes(const std::string &configuration, const std::string &suffix) {
         answer = AskServer(suffix);
     }
     if (answer == Answer::kSilent)
-        throw Problem(Exit::kServer, "the server does not answer with the restored entries");
+        throw JobError(Exit::kServer, "the server does not answer with the restored entries");
     if (answer == Answer::kOther && !HoldsSuffix(configuration, suffix))
-        throw Problem(Exit::kServer, "the server does not have the entry " + suffix);
+        throw JobError(Exit::kServer, "the server does not have the entry " + suffix);
 }
 
 }  // namespace zafo::backup

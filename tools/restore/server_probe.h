@@ -7,14 +7,14 @@
 
 namespace zafo::backup {
 
-// "suffix" of a configuration, slapd.conf(5). Throws Problem kSystem when it has none or cannot be read.
+// "suffix" of a configuration, slapd.conf(5). Throws JobError kSystem when it has none or cannot be read.
 std::string SuffixOf(const std::string &configuration);
 
 // Whether the database of that configuration holds the suffix's entry; false also when slapcat(8) cannot read
 // it. Works beside a running server.
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix);
 
-// Whether it holds an entry that slapd takes for the one of that DN, however its name is written. Throws Problem
+// Whether it holds an entry that slapd takes for the one of that DN, however its name is written. Throws JobError
 // kSystem when slapcat(8) cannot say.
 bool HoldsEntry(const std::string &configuration, const std::string &dn);
 

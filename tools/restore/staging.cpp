@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/staging.h"
 
+#include "base/appliance_paths.h"
 #include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
@@ -30,9 +32,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kSlapadd = "/usr/zafo/bin/slapadd";
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
-
 // Settings that a database folder may hold besides the database.
 constexpr const char *kSettingsFile = "DB_CONFIG";
 constexpr off_t kLongestSettings = 1 << 20;
@@ -58,7 +57,7 @@ void CopySettings(const Places &places) {
     std::string text(static_cast<std::size_t>(std::min<off_t>(status.st_size, kLongestSettings)),
                      '\0');
     const ssize_t n = pread(file.Get(), text.data(), text.size(), 0);
-    if (n < 0) throw RootProblem("cannot read " + from.string(), errno);
+    if (n < 0) throw RootError("cannot read " + from.string(), errno);
     text.resize(static_cast<std::size_t>(n));
     Give(to, text);
 }
@@ -89,7 +88,7 @@ Staging::Staging(const Places &places, std::string_view configuration,
       rules_(places.spare + "/" + kLoadingRules) {
     LoadingChange change{.directory = places_.data, .new_directory = places_.spare};
     if (rules) {
-        change.include = cli::kAccessRules;
+        change.include = kAccessRules;
         change.new_include = rules_;
         Give(rules_, *rules);
     }
@@ -99,11 +98,11 @@ Staging::Staging(const Places &places, std::string_view configuration,
 void Staging::Trim() const {
     const std::string path = places_.spare + "/" + kDataFile;
     const UniqueFd file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-    if (!file.IsOpen()) throw RootProblem("cannot open " + path, errno);
+    if (!file.IsOpen()) throw RootError("cannot open " + path, errno);
     off_t end = 0;
     for (off_t data = 0; (data = lseek(file.Get(), end, SEEK_DATA)) >= 0;)
         end = lseek(file.Get(), data, SEEK_HOLE);
-    if (end > 0 && ftruncate(file.Get(), end) != 0) throw RootProblem("cannot cut " + path, errno);
+    if (end > 0 && ftruncate(file.Get(), end) != 0) throw RootError("cannot cut " + path, errno);
 }
 
 void Staging::Verify(std::uint64_t entries, const std::string &suffix,
@@ -120,13 +119,13 @@ void Staging::Verify(std::uint64_t entries, const std::string &suffix,
     const int status = slapcat.Wait();
     EndIfStopped();
     if (status != 0)
-        throw Problem(Exit::kSystem, fmt::format("the loaded database cannot be read: {} ({})",
-                                                 OneLine(slapcat.Words()), StatusInWords(status)));
+        throw JobError(Exit::kSystem, fmt::format("the loaded database cannot be read: {} ({})",
+                                                  OneLine(slapcat.Words()), StatusInWords(status)));
     if (scan.Entries() != entries || !scan.IsComplete())
-        throw Problem(Exit::kDamaged, fmt::format("{} entries were loaded, the backup has {}",
-                                                  scan.Entries(), entries));
+        throw JobError(Exit::kDamaged, fmt::format("{} entries were loaded, the backup has {}",
+                                                   scan.Entries(), entries));
     if (!scan.SawSuffix())
-        throw Problem(Exit::kDamaged, "the entry " + suffix + " is not among those loaded");
+        throw JobError(Exit::kDamaged, "the entry " + suffix + " is not among those loaded");
 }
 
 FolderId Staging::Finish() const {
@@ -134,9 +133,9 @@ FolderId Staging::Finish() const {
     RemoveDurably(rules_);
     CopySettings(places_);
     Give(places_.spare + "/" + kMarkerFile, "");
-    SyncFile(places_.spare + "/" + kDataFile);
-    SyncFolder(places_.spare);
-    SyncFolder(places_.folder);
+    SyncFileOrThrow(places_.spare + "/" + kDataFile);
+    SyncFolderOrThrow(places_.spare);
+    SyncFolderOrThrow(places_.folder);
     return IdOf(places_.spare);
 }
 
@@ -150,10 +149,9 @@ Loader::Loader(const std::string &configuration)
 }
 
 void Loader::Add(std::string_view block) {
-    if (WriteAll(pipe_.writer.Get(), block.data(), block.size())) return;
+    if (WriteAll(pipe_.writer.Get(), block, EndIfStopped)) return;
     const int reason = errno;
-    if (reason != EPIPE)
-        throw SystemProblem(Exit::kSystem, "cannot hand entries to slapadd", reason);
+    if (reason != EPIPE) throw SystemError(Exit::kSystem, "cannot hand entries to slapadd", reason);
     Fail(child_.Wait());
 }
 
@@ -168,7 +166,7 @@ void Loader::Fail(int wait_status) const {
     EndIfStopped();
     const std::string words = child_.Words();
     const std::string first = OneLine(words);
-    throw Problem(
+    throw JobError(
         ExitOfLoading(wait_status, words),
         fmt::format("slapadd does not load the entries: {} ({})",
                     first.empty() ? "no reason given" : first, StatusInWords(wait_status)));

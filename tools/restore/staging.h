@@ -7,7 +7,7 @@
 #include "tools/restore/places.h"
 
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <cstdint>
 #include <functional>
@@ -42,7 +42,7 @@ class SpareFolder {
 class Staging {
   public:
     // Makes the folder and the configuration for loading from the server's. `rules`: its access rules, where
-    // they are not in their place. Throws Problem.
+    // they are not in their place. Throws JobError.
     Staging(const Places &places, std::string_view configuration,
             const std::optional<std::string> &rules);
 
@@ -53,7 +53,7 @@ class Staging {
     // that programs which copy files may fill; a server makes it no larger than its entries.
     void Trim() const;
 
-    // Counts the entries and looks for the suffix's. Throws Problem kDamaged unless all are there.
+    // Counts the entries and looks for the suffix's. Throws JobError kDamaged unless all are there.
     // `tick` is called now and then.
     void Verify(std::uint64_t entries, const std::string &suffix,
                 const std::function<void(std::uint64_t)> &tick) const;
@@ -75,13 +75,13 @@ class Staging {
 // slapadd(8) while it loads.
 class Loader {
   public:
-    // With the configuration of that file. Throws Problem.
+    // With the configuration of that file. Throws JobError.
     explicit Loader(const std::string &configuration);
 
-    // The next block of the LDIF. Throws Problem when slapadd has given up.
+    // The next block of the LDIF. Throws JobError when slapadd has given up.
     void Add(std::string_view block);
 
-    // The end of it. Throws Problem: kDatabaseFull when the entries do not fit into the database or
+    // The end of it. Throws JobError: kDatabaseFull when the entries do not fit into the database or
     // its file system, kDamaged when one is refused, kSystem when slapadd does not get that far.
     void Finish();
 

@@ -27,9 +27,9 @@ StartLock::StartLock() : fd_(OpenLockFile(kStartLockFile)) {
     const std::string path = kStartLockFile;
     const auto end = steady_clock::now() + kLongestStart;
     while (flock(fd_.Get(), LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) throw RootProblem("cannot lock " + path, errno);
+        if (errno != EWOULDBLOCK && errno != EINTR) throw RootError("cannot lock " + path, errno);
         if (steady_clock::now() >= end)
-            throw Problem(Exit::kServer, "a start of the directory server does not end");
+            throw JobError(Exit::kServer, "a start of the directory server does not end");
         std::this_thread::sleep_for(kStep);
     }
 }

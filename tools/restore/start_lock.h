@@ -9,7 +9,7 @@ namespace zafo::backup {
 // beginning to its end. Never held while the service is started or stopped, which would wait for it.
 class StartLock {
   public:
-    // Waits for a start that is going on. Throws Problem kServer when that does not end.
+    // Waits for a start that is going on. Throws JobError kServer when that does not end.
     StartLock();
 
   private:

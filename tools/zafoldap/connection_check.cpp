@@ -73,7 +73,7 @@ std::string Numeric(const addrinfo &address) {
 // 0, or the errno of the failed connection.
 int TryConnect(const addrinfo &address) {
     const UniqueFd fd(socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!fd) return errno;
+    if (!fd.IsOpen()) return errno;
     if (connect(fd.Get(), address.ai_addr, address.ai_addrlen) == 0) return 0;
     if (errno != EINPROGRESS) return errno;
     pollfd ready{.fd = fd.Get(), .events = POLLOUT, .revents = 0};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration.h"
 
+#include "base/appliance_paths.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_copy.h"
@@ -279,7 +280,7 @@ Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
         if (group) target.groups.insert(*account.group);
         if (group && group->name == kUsersGroup) target.for_users.insert(*account.group);
     }
-    if (users) target.remained = directory_.Run("/usr/zafo/etc/account.conf", QLIBUserNumRemained);
+    if (users) target.remained = directory_.Run(kAccountConf, QLIBUserNumRemained);
     return target;
 }
 

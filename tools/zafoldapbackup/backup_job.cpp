@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/backup_job.h"
 
+#include "base/appliance_paths.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/archive_writer.h"
 #include "tools/backup/backup_folder.h"
 #include "tools/backup/child.h"
 #include "tools/backup/destination.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
-#include "tools/restore/settle.h"
+#include "tools/restore/recovery.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 #include "tools/zafoldapbackup/warning.h"
@@ -29,7 +30,6 @@ namespace zafo::backup {
 namespace {
 
 constexpr int kStages = 6;
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 constexpr std::size_t kBlockBytes = 256U << 10;
 
 std::string TimeInUtc(std::time_t time) {
@@ -47,7 +47,7 @@ class BackupJob {
 
     void Run() {
         progress_->Stage("checking the destination");
-        SettleRestore();
+        RecoverRestore();
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");
@@ -75,11 +75,11 @@ class BackupJob {
 
   private:
     // What hinders that says nothing of the folder of the backups, as a backup's other codes do.
-    static void SettleRestore() {
+    static void RecoverRestore() {
         try {
-            SettleBeforeJob(Places());
-        } catch (const Problem &problem) {
-            throw Problem(Exit::kSystem, problem.what());
+            RecoverBeforeJob(Places());
+        } catch (const JobError &error) {
+            throw JobError(Exit::kSystem, error.what());
         }
     }
 
@@ -106,12 +106,12 @@ class BackupJob {
             writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
             progress_->TickEntries(writer->Scan().Entries());
         }
-        if (n < 0) throw SystemProblem(Exit::kServer, "cannot read what slapcat gives", errno);
+        if (n < 0) throw SystemError(Exit::kServer, "cannot read what slapcat gives", errno);
         JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());
     }
 
     static void JudgeEntries(int status, const std::string &words, const EntryScan &scan) {
-        const auto fail = [](const std::string &what) { throw Problem(Exit::kServer, what); };
+        const auto fail = [](const std::string &what) { throw JobError(Exit::kServer, what); };
         if (status != 0)
             fail(fmt::format("slapcat failed ({}){}{}", StatusInWords(status),
                              words.empty() ? "" : ": ", words));
@@ -129,14 +129,14 @@ class BackupJob {
                 progress_->Tick("reading it again");
             });
             if (ToJson(contents.manifest) == ToJson(manifest)) return;
-        } catch (const Problem &problem) {
-            if (problem.code != Exit::kDamaged) throw;
-            throw Problem(
+        } catch (const JobError &error) {
+            if (error.code != Exit::kDamaged) throw;
+            throw JobError(
                 Exit::kSystem,
-                fmt::format("the backup is damaged as it stands on the disk: {}", problem.what()));
+                fmt::format("the backup is damaged as it stands on the disk: {}", error.what()));
         }
-        throw Problem(Exit::kSystem,
-                      fmt::format("{} says something else than was written", part.Path()));
+        throw JobError(Exit::kSystem,
+                       fmt::format("{} says something else than was written", part.Path()));
     }
 
     const Environment &environment_;

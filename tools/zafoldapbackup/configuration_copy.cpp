@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/configuration_copy.h"
 
+#include "base/appliance_paths.h"
+#include "base/blanks.h"
 #include "base/unique_fd.h"
 #include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
-#include "tools/zafoldapserver/server_paths.h"
+#include "tools/backup/job_error.h"
 
 #include <fcntl.h>
 
@@ -23,13 +24,6 @@ namespace {
 
 constexpr std::size_t kLongestSuffix = 4096;
 
-std::string_view WithoutBlanks(std::string_view line) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t begin = std::min(line.find_first_not_of(kBlanks), line.size());
-    line.remove_prefix(begin);
-    return line.substr(0, line.find_last_not_of(kBlanks) + 1);
-}
-
 bool IsComment(std::string_view line) {
     return line.starts_with('#') || line.starts_with(';');
 }
@@ -39,17 +33,17 @@ bool IsComment(std::string_view line) {
 std::optional<std::string> ReadConfiguration(const std::string &path) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!fd.IsOpen() && errno == ENOENT) return std::nullopt;
-    if (!fd.IsOpen()) throw SystemProblem(Exit::kSystem, "cannot read " + path, errno);
+    if (!fd.IsOpen()) throw SystemError(Exit::kSystem, "cannot read " + path, errno);
     std::string text;
     std::array<char, 16384> block{};
     ssize_t n = 0;
     while ((n = ReadSome(fd.Get(), block.data(), block.size())) > 0) {
         text.append(block.data(), static_cast<std::size_t>(n));
         if (text.size() > kLargestConfig)
-            throw Problem(Exit::kSystem,
-                          fmt::format("{} has more than {} bytes", path, kLargestConfig));
+            throw JobError(Exit::kSystem,
+                           fmt::format("{} has more than {} bytes", path, kLargestConfig));
     }
-    if (n < 0) throw SystemProblem(Exit::kSystem, "cannot read " + path, errno);
+    if (n < 0) throw SystemError(Exit::kSystem, "cannot read " + path, errno);
     return text;
 }
 
@@ -59,31 +53,29 @@ std::string SectionIn(std::string_view text, std::string_view section) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
-        const std::string_view words = WithoutBlanks(line);
+        const std::string_view words = Trim(line);
         if (words.starts_with('[') && words.ends_with(']'))
-            inside = WithoutBlanks(words.substr(1, words.size() - 2)) == section;
+            inside = Trim(words.substr(1, words.size() - 2)) == section;
         if (inside && !words.empty() && !IsComment(words)) found.append(words).append("\n");
     }
     return found;
 }
 
 void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf) {
-    if (const auto text = ReadConfiguration(cli::kSlapdConf))
-        writer->AddFile(kSlapdConfMember, *text);
-    if (const auto text = ReadConfiguration(cli::kAccessRules))
+    if (const auto text = ReadConfiguration(kSlapdConf)) writer->AddFile(kSlapdConfMember, *text);
+    if (const auto text = ReadConfiguration(kAccessRules))
         writer->AddFile(kAccessRulesMember, *text);
     const auto connections = ReadConfiguration(browser_conf);
-    const std::string own = SectionIn(connections.value_or(""), cli::kOwnConnection);
+    const std::string own = SectionIn(connections.value_or(""), kOwnConnection);
     if (!own.empty()) writer->AddFile(kConnectionMember, own);
 }
 
 std::string ConfiguredSuffix() {
     std::array<char, kLongestSuffix> suffix{};
-    const int found =
-        ZAFOLDAPInfoGetFromConf(cli::kSlapdConf, "suffix", suffix.data(), suffix.size());
+    const int found = ZAFOLDAPInfoGetFromConf(kSlapdConf, "suffix", suffix.data(), suffix.size());
     if (found == 1) return suffix.data();
-    throw Problem(Exit::kSystem, fmt::format("{} {}: the server is not set up", cli::kSlapdConf,
-                                             found == 0 ? "names no suffix" : "cannot be read"));
+    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", kSlapdConf,
+                                              found == 0 ? "names no suffix" : "cannot be read"));
 }
 
 }  // namespace zafo::backup

@@ -11,7 +11,7 @@
 
 namespace zafo::backup {
 
-// The text of a configuration file; nothing when there is no such file. Throws Problem kSystem when it cannot be read
+// The text of a configuration file; nothing when there is no such file. Throws JobError kSystem when it cannot be read
 // or is longer than any such file.
 std::optional<std::string> ReadConfiguration(const std::string &path);
 
@@ -20,10 +20,10 @@ std::optional<std::string> ReadConfiguration(const std::string &path);
 std::string SectionIn(std::string_view text, std::string_view section);
 
 // Adds slapd.conf, the access rules, and of the saved connections the server's own: each where there is one.
-// Throws Problem kSystem for a file that cannot be read.
+// Throws JobError kSystem for a file that cannot be read.
 void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf);
 
-// The suffix that slapd.conf names. Throws Problem kSystem when there is none.
+// The suffix that slapd.conf names. Throws JobError kSystem when there is none.
 std::string ConfiguredSuffix();
 
 }  // namespace zafo::backup

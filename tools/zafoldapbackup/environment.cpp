@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/environment.h"
 
 #include "tools/backup/backup_folder.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
 
@@ -33,8 +33,9 @@ Environment ReadEnvironment() {
     Take("LDAP_BKP_DEST_DIR", &environment.folder);
     environment.keep = KeepFrom(std::getenv("LDAP_BKP_MAX_BACKUP_FILE"));
     if (!IsPrefix(environment.prefix))
-        throw Problem(Exit::kSystem, fmt::format("LDAP_BKP_PREFIX: \"{}\" cannot begin a file name",
-                                                 OneLine(environment.prefix)));
+        throw JobError(Exit::kSystem,
+                       fmt::format("LDAP_BKP_PREFIX: \"{}\" cannot begin a file name",
+                                   OneLine(environment.prefix)));
     return environment;
 }
 

@@ -11,14 +11,16 @@
 //   LDAP_BKP_MAX_BACKUP_FILE    how many backups to keep; not a number above 0: 10
 #pragma once
 
+#include "base/appliance_paths.h"
+
 #include <cstdint>
 #include <string>
 
 namespace zafo::backup {
 
 struct Environment {
-    std::string browser_conf = "/usr/zafo/etc/private/ldapbrowser.conf";
-    std::string progress_file = "/var/log/zafoldap.progress";
+    std::string browser_conf = kConnectionFile;
+    std::string progress_file = kProgressFile;
     std::string prefix = "zafoldap";
     std::string task = "backup";
     std::string folder = {};  // empty: none is set
@@ -26,7 +28,7 @@ struct Environment {
 };
 
 // Variables that are missing or empty leave the default.
-// Throws Problem kSystem for a prefix that is no good.
+// Throws JobError kSystem for a prefix that is no good.
 Environment ReadEnvironment();
 
 // The number of backups to keep that a text asks for.

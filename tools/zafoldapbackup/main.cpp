@@ -2,7 +2,7 @@
 //
 // The backup program that the library runs: zafoldap/backup.h. Its caller sees the exit code
 // (tools/backup/exit_code.h) and the progress file; a person sees one line.
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/leftover_files.h"
@@ -50,8 +50,8 @@ int RunAndReport(Operation operation, Job job) {
     const char *name = Name(operation).data();
     try {
         return job(ReadEnvironment());
-    } catch (const Problem &problem) {
-        return Fail(name, problem.code, problem.what());
+    } catch (const JobError &error) {
+        return Fail(name, error.code, error.what());
     } catch (const std::bad_alloc &) {
         return Fail(name, Exit::kSystem, "there is not enough memory");
     } catch (const std::exception &exception) {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include "base/appliance_paths.h"
+#include "base/server_account.h"
+#include "base/work_folder.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -8,14 +11,12 @@
 #include "platform/szhash.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
-#include "tools/zafoldapserver/server_paths.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
 
-#include <stdlib.h>
 #include <strings.h>
 #include <unistd.h>
 
@@ -25,10 +26,8 @@
 #include <array>
 #include <cctype>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <set>
-#include <system_error>
 
 namespace zafo::backup {
 
@@ -43,30 +42,18 @@ constexpr const char *kPasswordKey = "bindpw";
 
 using Pairs = std::unique_ptr<QLIBSZHASH, decltype(&QLIBCSzHashFree)>;
 
-// A folder of this process's own for texts that are only looked at; goes with its owner.
-class WorkFolder {
+// For texts that are only looked at.
+class TextFolder : public WorkFolder {
   public:
-    WorkFolder() {
-        if (mkdtemp(path_.data()) == nullptr)
-            throw RootProblem("cannot make a folder in /tmp", errno);
+    TextFolder() : WorkFolder("zafoldapbackup") {
+        if (Error() != 0) throw RootError("cannot make a folder in /tmp", Error());
     }
-    ~WorkFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    WorkFolder(const WorkFolder &) = delete;
-    WorkFolder &operator=(const WorkFolder &) = delete;
-
-    std::string Path(const char *name) const { return path_ + "/" + name; }
 
     // The path of a new file with that text.
     std::string Write(const char *name, std::string_view text) const {
         WriteDurably(Path(name), text);
         return Path(name);
     }
-
-  private:
-    std::string path_ = "/tmp/zafoldapbackup.XXXXXX";
 };
 
 bool Exists(const std::string &path) {
@@ -97,9 +84,9 @@ std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
     Set(pairs, "rootdn", admin_dn);
     if (!hash.empty()) Set(pairs, "rootpw", hash);
     const std::string path = work.Path("made.conf");
-    if (ZAFOLDAPConfSet(path.c_str(), cli::kSlapdTemplate, pairs.get(), 0) != 0)
-        throw Problem(Exit::kSystem,
-                      fmt::format("no configuration can be made from {}", cli::kSlapdTemplate));
+    if (ZAFOLDAPConfSet(path.c_str(), kSlapdTemplate, pairs.get(), 0) != 0)
+        throw JobError(Exit::kSystem,
+                       fmt::format("no configuration can be made from {}", kSlapdTemplate));
     return ReadConfiguration(path).value_or("");
 }
 
@@ -111,7 +98,7 @@ std::string RulesFor(const WorkFolder &work, const std::string &suffix) {
                            ? ReadConfiguration(path)
                            : std::nullopt;
     if (!rules || rules->empty())
-        throw Problem(Exit::kSystem, "the access rules cannot be written to " + path);
+        throw JobError(Exit::kSystem, "the access rules cannot be written to " + path);
     return *rules;
 }
 
@@ -159,9 +146,8 @@ Pairs SectionOf(const std::string &file, const char *section) {
 class SavedPassword {
   public:
     explicit SavedPassword(const std::string &connections) {
-        const WorkFolder work;
-        const Pairs pairs =
-            SectionOf(work.Write("connections.conf", connections), cli::kOwnConnection);
+        const TextFolder work;
+        const Pairs pairs = SectionOf(work.Write("connections.conf", connections), kOwnConnection);
         const char *cipher = pairs ? QLIBCSzHashGetValue(pairs.get(), kPasswordKey) : nullptr;
         known_ = cipher != nullptr && QLIBCryptSzDecrypt(cipher, clear_.data(), clear_.size()) == 0;
     }
@@ -222,10 +208,10 @@ std::vector<std::string> DifferingDirectives(std::string_view text, std::string_
 
 MissingConfiguration::MissingConfiguration(const Contents &backup, std::string browser_conf)
     : browser_conf_(std::move(browser_conf)) {
-    if (auto own = ReadConfiguration(cli::kSlapdConf)) {
+    if (auto own = ReadConfiguration(kSlapdConf)) {
         slapd_conf_ = std::move(*own);
         suffix_ = ConfiguredSuffix();
-        admin_dn_ = ValueIn(cli::kSlapdConf, "rootdn");
+        admin_dn_ = ValueIn(kSlapdConf, "rootdn");
         return;
     }
     missing_ = true;
@@ -236,19 +222,19 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
 void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto copy = CopyOf(backup, kSlapdConfMember);
     if (!copy)
-        throw Problem(Exit::kSystem,
-                      fmt::format("there is no {}, and the backup has none either: set the "
-                                  "server up first",
-                                  cli::kSlapdConf));
-    const WorkFolder work;
+        throw JobError(Exit::kSystem,
+                       fmt::format("there is no {}, and the backup has none either: set the "
+                                   "server up first",
+                                   kSlapdConf));
+    const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
     admin_dn_ = ValueIn(saved, "rootdn");
     std::string hash = ValueIn(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
-        throw Problem(Exit::kSystem,
-                      "the suffix or the administrator's DN of the backup cannot be taken into a "
-                      "configuration: set the server up first");
+        throw JobError(Exit::kSystem,
+                       "the suffix or the administrator's DN of the backup cannot be taken into a "
+                       "configuration: set the server up first");
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
@@ -264,18 +250,18 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
         notes_.emplace_back("the access rules were made anew; those of the backup differ");
-    if (!Exists(cli::kAccessRules)) rules_ = rules;
+    if (!Exists(kAccessRules)) rules_ = rules;
 }
 
 void MissingConfiguration::Install() {
     if (!missing_) return;
-    if (rules_) InstallFile(cli::kAccessRules, *rules_);
-    InstallFile(cli::kSlapdConf, slapd_conf_);
+    if (rules_) InstallFile(kAccessRules, *rules_);
+    InstallFile(kSlapdConf, slapd_conf_);
 }
 
 void MissingConfiguration::InstallFile(const std::string &path, const std::string &text) {
     installed_.push_back(path);
-    WriteConfigurationDurably(path, text);
+    WriteDurably(path, text, ServerGroup());
 }
 
 void MissingConfiguration::Uninstall() noexcept {
@@ -285,7 +271,7 @@ void MissingConfiguration::Uninstall() noexcept {
 }
 
 std::string MissingConfiguration::InstallConnection() {
-    if (!connection_ || SectionOf(browser_conf_, cli::kOwnConnection)) return {};
+    if (!connection_ || SectionOf(browser_conf_, kOwnConnection)) return {};
     try {
         const SavedPassword password(*connection_);
         ZAFOLDAP_SERVER_PARAM settings{};
@@ -295,8 +281,8 @@ std::string MissingConfiguration::InstallConnection() {
         if (ZAFOLDAPBrowserConfSetByServerParam(&settings) != 0)
             return "the saved connection \"root\" could not be restored";
         if (password.Clear() != nullptr) return {};
-    } catch (const Problem &problem) {
-        return problem.what();
+    } catch (const JobError &error) {
+        return error.what();
     }
     return "the password of the saved connection \"root\" was enciphered on another machine and "
            "cannot be read "

@@ -17,7 +17,7 @@ namespace zafo::backup {
 
 class MissingConfiguration {
   public:
-    // Throws Problem kSystem when neither has one, when the backup's values cannot be taken, or when a text cannot be
+    // Throws JobError kSystem when neither has one, when the backup's values cannot be taken, or when a text cannot be
     // read or made.
     MissingConfiguration(const Contents &backup, std::string browser_conf);
 
@@ -32,7 +32,7 @@ class MissingConfiguration {
     // What of the backup's configuration was not taken, a line each.
     const std::vector<std::string> &Notes() const { return notes_; }
 
-    // Puts in place what is missing; on the disk when this returns. Throws Problem.
+    // Puts in place what is missing; on the disk when this returns. Throws JobError.
     void Install();
     // Takes that away again.
     void Uninstall() noexcept;

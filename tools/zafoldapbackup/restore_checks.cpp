@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/restore_checks.h"
 
 #include "tools/backup/entry_scan.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/staging.h"
@@ -50,25 +50,25 @@ bool IsNewerSlapd(std::string_view version, std::string_view than) {
 
 void CheckManifest(const Manifest &manifest, const std::string &suffix) {
     if (ComparableDn(manifest.suffix) != ComparableDn(suffix))
-        throw Problem(Exit::kNotOurs, fmt::format("the backup is of {}, the server is for {}",
-                                                  manifest.suffix, suffix));
+        throw JobError(Exit::kNotOurs, fmt::format("the backup is of {}, the server is for {}",
+                                                   manifest.suffix, suffix));
     const std::string own = SlapdVersion();
     if (IsNewerSlapd(manifest.slapd_version, own))
-        throw Problem(Exit::kOtherSlapd,
-                      fmt::format("the backup was made with slapd {}, the machine has {}",
-                                  manifest.slapd_version, own));
+        throw JobError(Exit::kOtherSlapd,
+                       fmt::format("the backup was made with slapd {}, the machine has {}",
+                                   manifest.slapd_version, own));
 }
 
 bool CheckServer(const Places &places) {
     const FolderId folder = IdOf(places.data);
     if (folder != 0 && IsMountPoint(places))
-        throw Problem(Exit::kSystem, fmt::format("{} is a file system of its own and cannot be "
-                                                 "exchanged for another folder",
-                                                 places.data));
+        throw JobError(Exit::kSystem, fmt::format("{} is a file system of its own and cannot be "
+                                                  "exchanged for another folder",
+                                                  places.data));
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return true;
     const auto user = UserOf(places.data);
     if (user && user->program == kSlapd)
-        throw Problem(
+        throw JobError(
             Exit::kServer,
             fmt::format("a server runs ({}) whose service is not enabled: once stopped it "
                         "could not be started again",
@@ -79,14 +79,14 @@ bool CheckServer(const Places &places) {
 void CheckRoom(const Places &places, const Manifest &manifest) {
     struct statvfs space {};
     if (statvfs(places.folder.c_str(), &space) != 0)
-        throw RootProblem("cannot look at " + places.folder, errno);
+        throw RootError("cannot look at " + places.folder, errno);
     const std::uint64_t needed = RoomFor(manifest.ldif_bytes);
     const std::uint64_t left = std::uint64_t{space.f_bavail} * space.f_frsize;
     if (left < needed)
-        throw Problem(Exit::kRootFull,
-                      fmt::format("the entries need {:.1f} MiB beside the database, {} has {:.1f}",
-                                  static_cast<double>(needed) / kMebibyte, places.folder,
-                                  static_cast<double>(left) / kMebibyte));
+        throw JobError(Exit::kRootFull,
+                       fmt::format("the entries need {:.1f} MiB beside the database, {} has {:.1f}",
+                                   static_cast<double>(needed) / kMebibyte, places.folder,
+                                   static_cast<double>(left) / kMebibyte));
 }
 
 }  // namespace zafo::backup

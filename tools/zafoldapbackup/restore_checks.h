@@ -11,7 +11,7 @@
 
 namespace zafo::backup {
 
-// Throws Problem: kNotOurs for a backup of another suffix than the machine's, kOtherSlapd for one that a
+// Throws JobError: kNotOurs for a backup of another suffix than the machine's, kOtherSlapd for one that a
 // newer slapd has made.
 void CheckManifest(const Manifest &manifest, const std::string &suffix);
 
@@ -19,11 +19,11 @@ void CheckManifest(const Manifest &manifest, const std::string &suffix);
 // those the format of entries and the schemas change. Versions that cannot be told are not newer.
 bool IsNewerSlapd(std::string_view version, std::string_view than);
 
-// Whether the server runs. Throws Problem: kServer when it does and could not be started again,
+// Whether the server runs. Throws JobError: kServer when it does and could not be started again,
 // kSystem when the folder of its database is one that cannot be exchanged.
 bool CheckServer(const Places &places);
 
-// Throws Problem kRootFull unless the loaded copy has room beside the database.
+// Throws JobError kRootFull unless the loaded copy has room beside the database.
 void CheckRoom(const Places &places, const Manifest &manifest);
 
 }  // namespace zafo::backup

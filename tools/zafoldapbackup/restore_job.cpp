@@ -8,16 +8,16 @@
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/confirmed_backup.h"
 #include "tools/backup/entry_scan.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/backup/progress_file.h"
 #include "tools/backup/stop_signal.h"
 #include "tools/cli/display_text.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/entry_sieve.h"
+#include "tools/restore/recovery.h"
 #include "tools/restore/server_probe.h"
-#include "tools/restore/settle.h"
 #include "tools/restore/staging.h"
 #include "tools/restore/start_lock.h"
 #include "tools/zafoldapbackup/missing_configuration.h"
@@ -51,7 +51,7 @@ class RestoreJob {
 
     void Run() {
         progress_->Stage("checking the backup");
-        SettleBeforeJob(places_);
+        RecoverBeforeJob(places_);
         Check();
         progress_->Stage("loading the entries");
         Load();
@@ -83,7 +83,7 @@ class RestoreJob {
         contents_ = ReadArchive(backup_.Get(), name_,
                                 [this](std::string_view) { progress_->Tick("reading it"); });
         if (confirmed_ && contents_.seal != confirmed_->seal)
-            throw Problem(Exit::kDamaged, name_ + " was changed after it was confirmed");
+            throw JobError(Exit::kDamaged, name_ + " was changed after it was confirmed");
         configuration_ =
             std::make_unique<MissingConfiguration>(contents_, environment_.browser_conf);
         CheckManifest(contents_.manifest, configuration_->Suffix());
@@ -110,7 +110,7 @@ class RestoreJob {
         loader.Finish();
         staging_->Trim();
         if (again.seal != contents_.seal)
-            throw Problem(Exit::kDamaged, name_ + " was changed while it was read");
+            throw JobError(Exit::kDamaged, name_ + " was changed while it was read");
         left_out_ = sieve.Found();
     }
 
@@ -126,7 +126,7 @@ class RestoreJob {
 
     // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.
     [[noreturn]] void RefuseAdmin(std::string_view remedy) const {
-        throw Problem(
+        throw JobError(
             Exit::kDamaged,
             fmt::format("{} holds an entry {}, whose password would be another one of the "
                         "directory administrator: {}",
@@ -146,68 +146,69 @@ class RestoreJob {
             progress_->Stage("stopping the server");
             StopServer();
             progress_->Stage("exchanging the database");
-            ExchangeFolders();
+            SwapIn();
             progress_->Stage("starting the server");
             StartServer();
             progress_->Stage("asking the server");
             AskServer();
             EndIfStopped();
             RemoveDurably(places_.journal);
-        } catch (const Problem &problem) {
-            TakeBack(problem);
+        } catch (const JobError &error) {
+            TakeBack(error);
         } catch (const std::exception &failure) {
-            TakeBack(Problem(Exit::kSystem, failure.what()));
+            TakeBack(JobError(Exit::kSystem, failure.what()));
         }
     }
 
     void StopServer() const {
-        if (server_ran_ && QLIBServiceStop(cli::kService, 0) != 0)
-            throw Problem(Exit::kServer, "the server does not stop");
+        if (server_ran_ && QLIBServiceStop(kServerService, 0) != 0)
+            throw JobError(Exit::kServer, "the server does not stop");
         EndIfStopped();
     }
 
     // While the lock is held no server can begin to write into what is taken away.
-    void ExchangeFolders() {
+    void SwapIn() {
         const StartLock lock;
         AwaitUnused(places_.data, kReaderLimit);
         configuration_->Install();
-        Exchange(places_.data, places_.spare);
+        SwapFolders(places_.data, places_.spare);
         journal_.state = JournalState::kStarting;
         WriteDurably(places_.journal, TextOf(journal_));
         EndIfStopped();
     }
 
     void StartServer() const {
-        if (server_ran_ && QLIBServiceStart(cli::kService, 0) != 0)
-            throw Problem(Exit::kServer, "the server does not start with the restored entries");
+        if (server_ran_ && QLIBServiceStart(kServerService, 0) != 0)
+            throw JobError(Exit::kServer, "the server does not start with the restored entries");
         EndIfStopped();
     }
 
     void AskServer() const {
         const std::string &suffix = contents_.manifest.suffix;
         if (server_ran_) {
-            ExpectServes(cli::kSlapdConf, suffix);
-        } else if (!HoldsSuffix(cli::kSlapdConf, suffix)) {
-            throw Problem(Exit::kServer, "the restored database does not have the entry " + suffix);
+            ExpectServes(kSlapdConf, suffix);
+        } else if (!HoldsSuffix(kSlapdConf, suffix)) {
+            throw JobError(Exit::kServer,
+                           "the restored database does not have the entry " + suffix);
         }
     }
 
-    [[noreturn]] void TakeBack(const Problem &problem) {
+    [[noreturn]] void TakeBack(const JobError &error) {
         try {
             UndoRestore(places_, journal_);
-        } catch (const Problem &undoing) {
-            throw Problem(Exit::kServer, fmt::format("{}; {}", problem.what(), undoing.what()));
+        } catch (const JobError &undoing) {
+            throw JobError(Exit::kServer, fmt::format("{}; {}", error.what(), undoing.what()));
         }
         configuration_->Uninstall();
-        throw problem;
+        throw error;
     }
 
     // The restore counts by now.
     void RemoveOld() {
         try {
             RemoveFolder(places_.spare);
-        } catch (const Problem &problem) {
-            Warn(problem.what());
+        } catch (const JobError &error) {
+            Warn(error.what());
         }
         const std::string words = configuration_->InstallConnection();
         if (!words.empty()) Warn(words);

@@ -2,7 +2,7 @@
 #include "tools/zafoldapbackup/slapd_version.h"
 
 #include "tools/backup/child.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 
@@ -28,7 +28,7 @@ std::string SlapdVersion() {
         Child slapd({.argv = {kSlapd, "-VV"}});
         slapd.Wait();
         return VersionIn(slapd.Words());
-    } catch (const Problem &) {
+    } catch (const JobError &) {
         return {};
     }
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/admin_account.h"
 
+#include "base/appliance_paths.h"
 #include "tools/cli/directory.h"
 #include "tools/cli/saved_connection.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/crypt.h"
 #include "zafoldap/ldif.h"

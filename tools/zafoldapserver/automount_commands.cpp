@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // automount set and show: where the users' home folders are (zafoldap/home.h).
+#include "base/appliance_paths.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
@@ -9,7 +10,6 @@
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/ldap.h"
 #include "zafoldap/home.h"

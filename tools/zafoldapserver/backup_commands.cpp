@@ -12,7 +12,7 @@
 #include "tools/zafoldapserver/server_lock.h"
 
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"
@@ -48,9 +48,8 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
     const auto found = FoundBackups(session, settings);
     try {
         backup::CheckSpace(settings.folder, found);
-    } catch (const backup::Problem &problem) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(problem.code),
-                            problem.what());
+    } catch (const backup::JobError &error) {
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
     }
     const auto kept = static_cast<size_t>(settings.keep);
     const size_t removed = found.size() + 1 > kept ? found.size() + 1 - kept : 0;

@@ -5,7 +5,7 @@
 
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 
@@ -72,10 +72,10 @@ WholeBackup ReadWholeBackup(const std::string &path) {
                 .census = taker.Finish(),
                 .seal = std::move(contents.seal),
                 .file = std::move(file)};
-    } catch (const backup::Problem &problem) {
+    } catch (const backup::JobError &error) {
         Failure failure =
-            FailureOfExit(backup::Operation::kRestore, static_cast<int>(problem.code), {});
-        failure.detail = problem.what();
+            FailureOfExit(backup::Operation::kRestore, static_cast<int>(error.code), {});
+        failure.detail = error.what();
         throw failure;
     }
 }
@@ -101,9 +101,8 @@ backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
     if (settings.folder.empty()) NeedDestination(settings);
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);
-    } catch (const backup::Problem &problem) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(problem.code),
-                            problem.what());
+    } catch (const backup::JobError &error) {
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
     }
 }
 

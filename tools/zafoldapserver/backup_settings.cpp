@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/backup_settings.h"
 
+#include "base/appliance_paths.h"
 #include "tools/backup/destination.h"
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/zafoldapserver/library_record.h"
 
 #include "platform/error.h"
@@ -26,7 +27,6 @@ constexpr int kTries = 20;
 constexpr std::chrono::milliseconds kPause{50};
 // As the library has it.
 constexpr size_t kLongestSharePath = 558;
-constexpr const char *kSettingsFile = "/usr/zafo/etc/ldapbackup.conf";
 
 using Record = LibraryRecord<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
 
@@ -49,7 +49,7 @@ std::string ReasonOfPlatform() {
     if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
     if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
     throw OwnFailure("backup_settings_failed",
-                     {.subject = kSettingsFile, .reason = ReasonOfPlatform()});
+                     {.subject = kBackupConf, .reason = ReasonOfPlatform()});
 }
 
 void ForgetErrors() {
@@ -111,8 +111,8 @@ std::string FaultOfDestination(const BackupSettings &settings) {
     try {
         backup::CheckDestination(settings.folder);
         return {};
-    } catch (const backup::Problem &problem) {
-        return problem.what();
+    } catch (const backup::JobError &error) {
+        return error.what();
     }
 }
 
@@ -150,7 +150,7 @@ void Register(bool enable) {
     if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
     const bool opening = QLIBCErrGet() == QLIB_ERR_OPEN_FAILED;
     throw OwnFailure("schedule_failed",
-                     {.subject = "/etc/cron.d/zafo",
+                     {.subject = kScheduleTable,
                       .reason = opening ? "there is no cron here, or the file cannot be opened"
                                         : ReasonOfPlatform()});
 }

@@ -3,6 +3,7 @@
 // The settings of the server's backups, and whether the scheduler agrees with them.
 #pragma once
 
+#include "base/appliance_paths.h"
 #include "tools/cli/failure.h"
 #include "tools/zafoldapserver/schedule_words.h"
 
@@ -12,7 +13,6 @@
 namespace zafo::cli {
 
 // What the scheduler runs (zafoldap/backup.h).
-constexpr const char *kBackupCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 constexpr std::string_view kBackupPrefix = "zafoldap";
 
 struct BackupSettings {

@@ -2,8 +2,8 @@
 //
 // The checks of the server's certificate, in the words in which openssl, and so the clients,
 // refuse one.
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <unistd.h>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // check: a list for a person and for a monitor, whose ids stay the same.
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <fmt/format.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // acl show and config show.
+#include "base/appliance_paths.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_paths.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include <strings.h>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
+#include "base/appliance_paths.h"
 #include "tools/backup/entry_scan.h"
 #include "tools/zafoldapserver/stored_password.h"
 
@@ -19,8 +20,6 @@
 namespace zafo::cli {
 
 namespace {
-
-constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 
 bool Same(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of the database: its space, the pool of numbers, who writes to it.
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"
@@ -28,13 +28,13 @@ constexpr unsigned long long kDefaultMaxSize = 10ULL << 20;
 
 std::optional<CheckStep> JudgeFileSystem() {
     struct statvfs space {};
-    const std::string folder = ExistingFolder(kDataFolder);
+    const std::string folder = ExistingFolder(kDatabaseFolder);
     if (statvfs(folder.c_str(), &space) != 0 || space.f_blocks == 0) return std::nullopt;
     const auto percent = static_cast<unsigned long long>(space.f_bavail) * 100 / space.f_blocks;
     const unsigned long long left =
         static_cast<unsigned long long>(space.f_bavail) * space.f_frsize;
     if (percent >= kLeastFreePercent) return std::nullopt;
-    return Warned(fmt::format("the file system of {} is nearly full: {} are left", kDataFolder,
+    return Warned(fmt::format("the file system of {} is nearly full: {} are left", kDatabaseFolder,
                               SizeInWords(left)),
                   "free space there: the server stops to accept changes when it is full");
 }
@@ -58,7 +58,7 @@ CheckStep JudgeSpace(unsigned long long used, unsigned long long limit) {
 
 CheckStep CheckDatabaseSpace(CheckedServer &) {
     if (std::optional<CheckStep> full = JudgeFileSystem()) return *full;
-    const std::optional<unsigned long long> used = AllocatedSize(kDataFile);
+    const std::optional<unsigned long long> used = AllocatedSize(kDatabaseFile);
     if (!used) return Wrong("there is no database", "zafoldapserver enable makes it");
     const std::string limit = DirectiveOf(kSlapdConf, "maxsize");
     return JudgeSpace(*used,

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether programs log more than others may know, or somebody wanted them to.
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "zafoldap/debug.h"
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/enable_checks.h"
 
+#include "base/appliance_paths.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "zafoldap/server.h"
 
@@ -31,8 +31,8 @@ namespace {
 constexpr unsigned long long kMiB = 1024ULL * 1024;
 constexpr unsigned long long kLeastSpace = 64 * kMiB;
 
-constexpr const char *kWrittenFolders[] = {kServerFolder,  kDataFolder,  kPrivateFolder,
-                                           kServiceFolder, kTrustFolder, kRunFolder};
+constexpr const char *kWrittenFolders[] = {kServerFolder,  kDatabaseFolder, kPrivateFolder,
+                                           kServiceFolder, kTrustFolder,    kRunFolder};
 
 // Only a file that is really made tells: modes mean nothing to root, and a mount may be
 // read-only.
@@ -50,13 +50,13 @@ void CheckFolder(const char *folder) {
     if (!S_ISDIR(status.st_mode)) refuse(ENOTDIR);
     std::string probe = existing + "/.zafoldapserver.XXXXXX";
     const UniqueFd fd(mkostemp(probe.data(), O_CLOEXEC));
-    if (!fd) refuse(errno);
+    if (!fd.IsOpen()) refuse(errno);
     unlink(probe.c_str());
 }
 
 unsigned long long CheckSpace() {
     struct statvfs space {};
-    const std::string folder = ExistingFolder(kDataFolder);
+    const std::string folder = ExistingFolder(kDatabaseFolder);
     if (statvfs(folder.c_str(), &space) != 0)
         throw OwnFailure("folder_unwritable", {.subject = folder, .reason = std::strerror(errno)});
     const unsigned long long left =
@@ -69,7 +69,7 @@ unsigned long long CheckSpace() {
 // Binding tells without listening: it fails where another program listens.
 bool IsTaken(const addrinfo &address) {
     const UniqueFd fd(socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd) return false;  // no IPv6 here
+    if (!fd.IsOpen()) return false;  // no IPv6 here
     const int on = 1;
     setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (address.ai_family == AF_INET6)

@@ -2,6 +2,9 @@
 //
 // enable: everything that can be checked is checked first; what fails after that leaves something
 // behind, and the message says what and how to go on.
+#include "base/appliance_paths.h"
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/password_options.h"
@@ -13,7 +16,6 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/error.h"
 #include "platform/service.h"
@@ -134,7 +136,8 @@ void SayWhatIsReplaced(Session &session, const Enabling &job) {
 
 int DryRun(Session &session, const Enabling &job) {
     Streams &streams = session.streams;
-    const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile, kDataFolder};
+    const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile,
+                                            kDatabaseFolder};
     if (session.Options().form == Form::kJson) {
         Json result = Result(job);
         result["checks"] = job.checks;
@@ -169,7 +172,7 @@ void KeepBefore(Session &session, const char *path) {
     if (!text) return;
     unlink(kept.c_str());
     const UniqueFd fd(open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!fd || write(fd.Get(), text->data(), text->size()) != static_cast<ssize_t>(text->size()))
+    if (!fd.IsOpen() || !WriteAll(fd.Get(), *text))
         throw OwnFailure("folder_unwritable", {.subject = kept, .reason = std::strerror(errno)});
     session.streams.Note(fmt::format("{} is kept as {}", path, kept));
 }
@@ -205,8 +208,8 @@ void Enable(Session &session, const Enabling &job) {
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     streams.Note("enabling the service ldap-server");
-    if (QLIBServiceEnable(kService) != 0)
-        throw OwnFailure("service_missing", {.subject = kService}, streams.ToolWords());
+    if (QLIBServiceEnable(kServerService) != 0)
+        throw OwnFailure("service_missing", {.subject = kServerService}, streams.ToolWords());
     streams.Note(
         "writing configuration, connection \"root\" and access rules, filling the database, "
         "starting the server (a few seconds)");

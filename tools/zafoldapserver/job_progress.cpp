@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/job_progress.h"
 
+#include "base/appliance_paths.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/library_record.h"
 
@@ -53,7 +54,7 @@ std::optional<JobProgress> ReadProgress() {
             break;
         default:
             if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
-            throw OwnFailure("progress_unreadable", {.subject = "/var/log/zafoldap.progress"});
+            throw OwnFailure("progress_unreadable", {.subject = kProgressFile});
     }
     const ZAFOLDAP_PROGRESS &progress = *record;
     return JobProgress{.running = progress.blRunning != 0,

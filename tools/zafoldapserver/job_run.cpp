@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/job_run.h"
 
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/job_progress.h"
 
 #include "platform/error.h"
@@ -143,7 +144,7 @@ std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view 
     // A program that cannot be executed leaves a child that ends like one of a shell.
     const bool ran = outcome.ran && outcome.exit_code != kNotFound;
     if (!ran && outcome.platform_code == QLIB_ERR_OPEN_FAILED)
-        return OwnFailure("backup_program_missing", {.subject = "/usr/zafo/bin/zafoldapbackup"});
+        return OwnFailure("backup_program_missing", {.subject = kBackupProgram});
     if (outcome.ran) return std::nullopt;
     if (outcome.library_code == 0 && outcome.platform_code == QLIB_ERR_NONE)
         return OwnFailure("server_not_set_up", {});

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/local_server.h"
 
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include "platform/file.h"
@@ -15,7 +15,6 @@
 
 #include <array>
 #include <charconv>
-#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -26,13 +25,6 @@ namespace {
 constexpr std::string_view kListenDefault = "ldap:/// ldaps:///";
 constexpr int kLdapPort = 389;
 constexpr int kLdapsPort = 636;
-
-std::string WholeFile(const std::string &path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 std::optional<ListenAddress> ParseOne(const std::string &url) {
     const size_t slashes = url.find("://");
@@ -64,13 +56,13 @@ std::string_view Name(ServerState state) {
 
 LocalServer LookAtServer() {
     LocalServer server;
-    server.enabled = QLIBServiceIsEnabled(kService) == 1;
+    server.enabled = QLIBServiceIsEnabled(kServerService) == 1;
     server.readable = access(kSlapdConf, F_OK) != 0 || access(kSlapdConf, R_OK) == 0;
     server.suffix = DirectiveOf(kSlapdConf, "suffix");
     server.admin_dn = DirectiveOf(kSlapdConf, "rootdn");
     if (server.suffix.empty() && server.readable) return server;
     // For the library a server that is not enabled does not run; it may all the same.
-    server.pid = QLIBCReadPidFile(kPidFile);
+    server.pid = QLIBCReadPidFile(kSlapdPidFile);
     server.state = server.pid > 0 ? ServerState::kRunning : ServerState::kStopped;
     return server;
 }
@@ -79,29 +71,6 @@ LocalServer NeedServer() {
     LocalServer server = LookAtServer();
     if (!server.SetUp()) throw OwnFailure("server_not_set_up", {});
     return server;
-}
-
-// Field 22 of /proc/PID/stat. The second field, the program's name, may hold blanks and brackets.
-std::optional<unsigned long long> StartTicksOf(int pid) {
-    const std::string stat = WholeFile(fmt::format("/proc/{}/stat", pid));
-    const size_t after_name = stat.rfind(')');
-    if (after_name == std::string::npos) return std::nullopt;
-    std::istringstream fields(stat.substr(after_name + 1));
-    std::string field;
-    for (int number = 3; number < 22; ++number)
-        fields >> field;
-    unsigned long long ticks = 0;
-    if (!(fields >> ticks)) return std::nullopt;
-    return ticks;
-}
-
-std::optional<std::time_t> StartOf(int pid) {
-    const std::optional<unsigned long long> ticks = StartTicksOf(pid);
-    const std::string system = WholeFile("/proc/stat");
-    const size_t boot = system.find("\nbtime ");
-    if (boot == std::string::npos || !ticks) return std::nullopt;
-    return std::strtoll(system.c_str() + boot + 7, nullptr, 10) +
-           static_cast<std::time_t>(*ticks) / sysconf(_SC_CLK_TCK);
 }
 
 std::vector<ListenAddress> ParseListen(std::string_view urls) {

@@ -35,11 +35,6 @@ LocalServer LookAtServer();
 // Throws Failure ("server_not_set_up").
 LocalServer NeedServer();
 
-// When a process began: in clock ticks after the machine's start, which no other process with its number
-// shares, and as a time.
-std::optional<unsigned long long> StartTicksOf(int pid);
-std::optional<std::time_t> StartOf(int pid);
-
 // A URL that the server listens on; "ldapi" and others that have no port are left out.
 struct ListenAddress {
     std::string url = {};

@@ -2,11 +2,11 @@
 //
 // The group that the access rules give the right to write to: that it is there, and that nobody waits
 // in it for a name to be given out.
+#include "base/appliance_paths.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -2,8 +2,8 @@
 //
 // restore: the directory as a backup has it, in place of the one that there is.
 #include "tools/backup/confirmed_backup.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
@@ -139,7 +139,7 @@ int RestoreConfirmed(const WholeBackup &whole, bool without_admin) {
                                       .seal = whole.seal,
                                       .without_administrator = without_admin});
         return ZAFOLDAPServerRestore(backup::PathOfDescriptor(confirmation.Get()).c_str());
-    } catch (const backup::Problem &) {
+    } catch (const backup::JobError &) {
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_SYSTEM);
         return -1;
     }

@@ -3,9 +3,10 @@
 // The checks of configuration, process and answer.
 #include "tools/zafoldapserver/server_checks.h"
 
+#include "base/appliance_paths.h"
+#include "base/proc_file.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "tools/zafoldapserver/server_paths.h"
 
 #include <fmt/format.h>
 
@@ -84,7 +85,7 @@ CheckStep CheckRunning(CheckedServer &checked) {
         return Wrong(
             "the server does not run",
             fmt::format("zafoldapserver start; if it stops again, {} has the reason", kSystemLog));
-    const auto since = StartOf(pid);
+    const auto since = StartTimeOf(pid);
     return Good(
         fmt::format("process {}{}{}", pid, since ? " since " : "", since ? TimeText(*since) : ""));
 }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // start, stop, restart and status.
+#include "base/appliance_paths.h"
+#include "base/proc_file.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_paths.h"
 #include "tools/zafoldapserver/service_facts.h"
 
 #include "platform/error.h"
@@ -46,7 +47,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
     Json addresses = Json::array();
     for (const ListenAddress &address : ListenAddresses())
         addresses.push_back(address.url);
-    const auto since = server.pid > 0 ? StartOf(server.pid) : std::nullopt;
+    const auto since = server.pid > 0 ? StartTimeOf(server.pid) : std::nullopt;
     const std::string file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     const auto certificate = file.empty() ? std::nullopt : ReadCertificateFile(file);
     return {
@@ -57,7 +58,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
         {"suffix", TextOrNull(server.suffix)},
         {"admin_dn", TextOrNull(server.admin_dn)},
         {"addresses", addresses},
-        {"database_bytes", SizeFor(session, AllocatedSize(kDataFile))},
+        {"database_bytes", SizeFor(session, AllocatedSize(kDatabaseFile))},
         {"certificate_ends",
          certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()},
         {"starts_again", service.known && server.Running() ? Json(service.StartsAgain()) : Json()},

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/service_facts.h"
 
-#include "tools/zafoldapserver/local_server.h"
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
+#include "base/proc_file.h"
 
 #include "platform/file.h"
 #include "platform/process.h"
@@ -26,10 +26,7 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr const char *kSystemdRuns = "/run/systemd/system";
-constexpr const char *kSystemctl = "/usr/bin/systemctl";
 constexpr const char *kUnit = "ldap-server.service";
-constexpr const char *kRecords = "/run/zafo-service";
 constexpr const char *kRecord = "/run/zafo-service/ldap-server";
 constexpr const char *kEnds = "/run/zafo-service/ldap-server.ends";
 
@@ -72,22 +69,21 @@ std::string SignalInWords(long long signal) {
 int LivingKeeper() {
     std::ifstream file(kRecord);
     int service = 0;
-    int keeper = 0;
+    ProcessId keeper;
     unsigned long long started = 0;
-    unsigned long long keeper_started = 0;
-    if (!(file >> service >> started >> keeper >> keeper_started)) return 0;
-    return QLIBCProcAlive(keeper) == 1 && StartTicksOf(keeper) == keeper_started ? keeper : 0;
+    if (!(file >> service >> started >> keeper.pid >> keeper.started)) return 0;
+    return keeper.Lives() ? keeper.pid : 0;
 }
 
 ServiceFacts FactsOfRecords() {
     ServiceFacts facts;
     std::error_code error;
-    facts.known = std::filesystem::is_directory(kRecords, error);
+    facts.known = std::filesystem::is_directory(kServiceRecords, error);
     PairFile settings;
     settings.Read(kServiceDefaults);
     settings.Read(kServiceSettings);
     facts.wanted = settings.Text("restart") == "yes";
-    facts.enabled = QLIBServiceIsEnabled(kService) == 1;
+    facts.enabled = QLIBServiceIsEnabled(kServerService) == 1;
     facts.keeper = LivingKeeper();
     PairFile ends;
     ends.Read(kEnds);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/slapd_conf.h"
 
-#include "tools/zafoldapserver/server_paths.h"
+#include "base/appliance_paths.h"
 
 #include "platform/ldap.h"
 #include "platform/process.h"
@@ -10,19 +10,16 @@
 
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
 #include <sstream>
-#include <system_error>
 
 namespace zafo::cli {
 
@@ -126,14 +123,10 @@ std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::str
     return words.empty() ? "slaptest gave no reason" : words;
 }
 
-Staging::Staging() : folder_("/tmp/zafoldapserver.XXXXXX") {
-    if (mkdtemp(folder_.data()) == nullptr)
-        throw OwnFailure("folder_unwritable", {.subject = "/tmp", .reason = std::strerror(errno)});
-}
-
-Staging::~Staging() {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
+Staging::Staging() : folder_("zafoldapserver") {
+    if (folder_.Error() != 0)
+        throw OwnFailure("folder_unwritable",
+                         {.subject = "/tmp", .reason = std::strerror(folder_.Error())});
 }
 
 std::string Staging::Configuration(const std::string &suffix, const std::string &admin_dn) const {
@@ -175,8 +168,8 @@ std::optional<std::string> Staging::Test(Streams &streams, const std::string &co
                       return line;
                   }));
     std::optional<std::string> words = FaultOfConfiguration(streams, Path("slapd.conf"));
-    for (size_t at = 0; words && (at = words->find(folder_)) != std::string::npos;)
-        words->replace(at, folder_.size(), kServerFolder);
+    for (size_t at = 0; words && (at = words->find(folder_.Path())) != std::string::npos;)
+        words->replace(at, folder_.Path().size(), kServerFolder);
     return words;
 }
 

@@ -4,6 +4,7 @@
 // and making staged copies to compare with and to test.
 #pragma once
 
+#include "base/work_folder.h"
 #include "tools/cli/streams.h"
 
 #include <optional>
@@ -35,9 +36,6 @@ std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::str
 class Staging {
   public:
     Staging();
-    ~Staging();
-    Staging(const Staging &) = delete;
-    Staging &operator=(const Staging &) = delete;
 
     // What the server would be configured with: the whole text of slapd.conf but for the
     // administrator's password, and the access rules.
@@ -49,9 +47,9 @@ class Staging {
                                     const std::string &rules) const;
 
   private:
-    std::string Path(std::string_view name) const { return folder_ + "/" + std::string(name); }
+    std::string Path(std::string_view name) const { return folder_.Path(name); }
 
-    std::string folder_;
+    WorkFolder folder_;
 };
 
 // Whether two configurations say the same, the administrator's password aside.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/restore/settle.h"
+#include "tools/restore/recovery.h"
 
 #include "platform/service.h"
 #include "tools/backup/job_lock.h"
@@ -25,21 +25,20 @@ namespace {
 constexpr std::chrono::seconds kReaderLimit{10};
 
 Verdict JudgePlaces(const Places &places) {
-    return Judge(LookAt(places),
-                 [] { return HoldsSuffix(cli::kSlapdConf, SuffixOf(cli::kSlapdConf)); });
+    return Judge(LookAt(places), [] { return HoldsSuffix(kSlapdConf, SuffixOf(kSlapdConf)); });
 }
 
 // What a restore had begun to write in the server's folder when it was killed.
 std::vector<std::string> Unfinished(const Places &places) {
     std::vector<std::string> found;
     for (const std::string &path :
-         {places.journal, std::string(cli::kSlapdConf), std::string(cli::kAccessRules)}) {
+         {places.journal, std::string(kSlapdConf), std::string(kAccessRules)}) {
         if (access((path + kUnfinished).c_str(), F_OK) == 0) found.push_back(path + kUnfinished);
     }
     return found;
 }
 
-bool IsSettled(const Places &places) {
+bool NothingIsLeft(const Places &places) {
     return !ReadJournal(places.journal).exists && IdOf(places.spare) == 0 &&
            Unfinished(places).empty();
 }
@@ -51,7 +50,7 @@ void CleanUp(const Places &places) {
 }
 
 [[noreturn]] void FailUnclear(const Places &places) {
-    throw Problem(
+    throw JobError(
         Exit::kSystem,
         fmt::format("a restore was cut off, and {} does not hold the directory: move it away, or "
                     "{}, and remove {}",
@@ -67,9 +66,9 @@ void Apply(const Places &places, Verdict verdict) {
             return;
         case Verdict::kUnclear:
             FailUnclear(places);
-        case Verdict::kExchangeBack:
+        case Verdict::kSwapBack:
             AwaitUnused(places.data, kReaderLimit);
-            Exchange(places.data, places.spare);
+            SwapFolders(places.data, places.spare);
             [[fallthrough]];
         case Verdict::kKeep:
             CleanUp(places);
@@ -77,16 +76,16 @@ void Apply(const Places &places, Verdict verdict) {
 }
 
 void StartAgain(const Journal &journal) {
-    if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
-        QLIBServiceStart(cli::kService, 0) != 0)
-        throw Problem(
+    if (journal.server_ran && QLIBServiceIsEnabled(kServerService) == 1 &&
+        QLIBServiceStart(kServerService, 0) != 0)
+        throw JobError(
             Exit::kServer,
             "the old database is in its place again, and the server does not start on it");
 }
 
 void StopServer() {
-    if (QLIBServiceStop(cli::kService, 0) != 0)
-        throw Problem(Exit::kServer, "the server does not stop");
+    if (QLIBServiceStop(kServerService, 0) != 0)
+        throw JobError(Exit::kServer, "the server does not stop");
 }
 
 void PutBack(const Places &places, Journal journal) {
@@ -95,30 +94,30 @@ void PutBack(const Places &places, Journal journal) {
         journal.state = JournalState::kUndo;
         try {
             WriteDurably(places.journal, TextOf(journal));
-        } catch (const Problem &) {
+        } catch (const JobError &) {
         }
         StopServer();
     }
     const StartLock lock;
     if (IdOf(places.data) == journal.new_folder) {
         AwaitUnused(places.data, kReaderLimit);
-        Exchange(places.data, places.spare);
+        SwapFolders(places.data, places.spare);
     }
     RemoveDurably(places.journal);
 }
 
 }  // namespace
 
-void SettleBeforeJob(const Places &places) {
-    if (IsSettled(places)) return;
+void RecoverBeforeJob(const Places &places) {
+    if (NothingIsLeft(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
     Verdict verdict = Verdict::kNothing;
     {
         const StartLock lock;
         verdict = JudgePlaces(places);
-        if (verdict != Verdict::kExchangeBack) Apply(places, verdict);
+        if (verdict != Verdict::kSwapBack) Apply(places, verdict);
     }
-    if (verdict == Verdict::kExchangeBack) {
+    if (verdict == Verdict::kSwapBack) {
         // A server may have been started on what is to be taken away.
         StopServer();
         const StartLock lock;
@@ -127,19 +126,19 @@ void SettleBeforeJob(const Places &places) {
     if (found.journal) StartAgain(*found.journal);
 }
 
-void SettleBeforeStart(const Places &places) {
-    if (IsSettled(places)) return;
+void RecoverBeforeStart(const Places &places) {
+    if (NothingIsLeft(places)) return;
     const FoundJournal found = ReadJournal(places.journal);
     std::optional<JobLock> lock;
     try {
         lock.emplace();
-    } catch (const Problem &busy) {
+    } catch (const JobError &busy) {
         // What has no journal is the folder that a restore is loading.
         if (busy.code != Exit::kBusy) throw;
         if (!found.exists) return;
         const bool lives = found.journal && found.journal->writer.Lives();
         if (lives && found.journal->state == JournalState::kStarting) return;
-        if (lives) throw Problem(Exit::kBusy, "a restore is running");
+        if (lives) throw JobError(Exit::kBusy, "a restore is running");
     }
     Apply(places, JudgePlaces(places));
 }
@@ -147,15 +146,15 @@ void SettleBeforeStart(const Places &places) {
 void UndoRestore(const Places &places, Journal journal) {
     try {
         PutBack(places, journal);
-    } catch (const Problem &problem) {
-        throw Problem(Exit::kServer,
-                      fmt::format("the old database is put back at the server's next start: {}",
-                                  problem.what()));
+    } catch (const JobError &error) {
+        throw JobError(Exit::kServer,
+                       fmt::format("the old database is put back at the server's next start: {}",
+                                   error.what()));
     }
     // The server first: removing a large folder takes its time.
     try {
         StartAgain(journal);
-    } catch (const Problem &) {
+    } catch (const JobError &) {
         RemoveFolder(places.spare);
         throw;
     }

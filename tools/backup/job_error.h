@@ -9,24 +9,24 @@
 namespace zafo::backup {
 
 // Why a job cannot go on; what() names the file and the reason, on one line.
-struct Problem : std::runtime_error {
-    Problem(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
+struct JobError : std::runtime_error {
+    JobError(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
 
     Exit code;
 };
 
 // "DOING: REASON", the reason as strerror(3) has it.
-Problem SystemProblem(Exit exit, const std::string &doing, int reason);
+JobError SystemError(Exit exit, const std::string &doing, int reason);
 
 // Descriptors or memory are used up: says nothing of what was to be opened.
 bool IsShortage(int reason);
 
 // A failure to open or read a backup or its folder: kBadPlace, for a shortage kSystem.
-Problem ReadingProblem(const std::string &path, int reason);
+JobError ReadingError(const std::string &path, int reason);
 
 // A failure to write into the backup folder, by its errno: full, over quota, too large, or
 // the folder has gone (a network share that is away says so in many ways).
-Problem WritingProblem(const std::string &path, int reason);
+JobError WritingError(const std::string &path, int reason);
 
 // The first line that says something, with blanks for control characters and the rest as display_text.h
 // shows it: words of a tool go into a log line and a progress file.

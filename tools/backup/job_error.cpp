@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 
 #include "tools/cli/display_text.h"
 
@@ -45,7 +45,7 @@ Exit ExitOfWriting(int reason) {
 
 }  // namespace
 
-Problem SystemProblem(Exit exit, const std::string &doing, int reason) {
+JobError SystemError(Exit exit, const std::string &doing, int reason) {
     return {exit, fmt::format("{}: {}", doing, std::strerror(reason))};
 }
 
@@ -53,13 +53,13 @@ bool IsShortage(int reason) {
     return reason == EMFILE || reason == ENFILE || reason == ENOMEM || reason == ENOBUFS;
 }
 
-Problem ReadingProblem(const std::string &path, int reason) {
-    return SystemProblem(IsShortage(reason) ? Exit::kSystem : Exit::kBadPlace,
-                         "cannot read " + path, reason);
+JobError ReadingError(const std::string &path, int reason) {
+    return SystemError(IsShortage(reason) ? Exit::kSystem : Exit::kBadPlace, "cannot read " + path,
+                       reason);
 }
 
-Problem WritingProblem(const std::string &path, int reason) {
-    return SystemProblem(ExitOfWriting(reason), "cannot write " + path, reason);
+JobError WritingError(const std::string &path, int reason) {
+    return SystemError(ExitOfWriting(reason), "cannot write " + path, reason);
 }
 
 std::string OneLine(std::string_view words) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/restore/settlement.h"
+#include "tools/restore/recovery_verdict.h"
 
 #include "tools/restore/database_folder.h"
 
@@ -15,12 +15,12 @@ Which WhichIs(const std::string &folder, const std::optional<Journal> &journal) 
     return Which::kOther;
 }
 
-Verdict JudgeExchanged(const Scene &scene, const std::function<bool()> &holds) {
+Verdict JudgeSwapped(const Scene &scene, const std::function<bool()> &holds) {
     // Without the old database there is nothing to go back to.
     if (scene.spare != Which::kOld) return Verdict::kKeep;
     // Clients may have written to the new one by now: when it is good it stays.
     const bool good = scene.journal.journal->state != JournalState::kUndo && holds();
-    return good ? Verdict::kKeep : Verdict::kExchangeBack;
+    return good ? Verdict::kKeep : Verdict::kSwapBack;
 }
 
 }  // namespace
@@ -37,7 +37,7 @@ Verdict Judge(const Scene &scene, const std::function<bool()> &holds) {
     // The journal is on the disk before the folders are exchanged.
     if (!scene.journal.exists) return has_spare ? Verdict::kKeep : Verdict::kNothing;
     if (scene.data == Which::kOld) return Verdict::kKeep;
-    if (scene.data == Which::kNew) return JudgeExchanged(scene, holds);
+    if (scene.data == Which::kNew) return JudgeSwapped(scene, holds);
     if (scene.data == Which::kMissing) return has_spare ? Verdict::kUnclear : Verdict::kKeep;
     // Folders that the journal does not know, or a journal that cannot be read.
     return !has_spare || holds() ? Verdict::kKeep : Verdict::kUnclear;

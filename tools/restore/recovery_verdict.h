@@ -22,14 +22,14 @@ struct Scene {
     Which spare = Which::kMissing;
 };
 
-// Throws Problem when a name is taken by something that is no folder.
+// Throws JobError when a name is taken by something that is no folder.
 Scene LookAt(const Places &places);
 
 enum class Verdict {
-    kNothing,       // no restore was cut off
-    kKeep,          // the database in place stays; journal and other folder go
-    kExchangeBack,  // the same after they were exchanged
-    kUnclear,       // neither is safe: a person must look
+    kNothing,   // no restore was cut off
+    kKeep,      // the database in place stays; journal and other folder go
+    kSwapBack,  // the same after they were exchanged
+    kUnclear,   // neither is safe: a person must look
 };
 
 // `holds` tells whether the database in place has the suffix's entry; it is asked only where

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every state of the journal with everything that the two names may stand for.
-#include "tools/restore/settlement.h"
+#include "tools/restore/recovery_verdict.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using namespace zafo::backup;
 
 // A line is what "data" is, a column what "data.new" is: missing, old, new, another. A cell has
 // two letters, the verdict when the database in place holds the suffix's entry and when it does not:
-// N nothing, K keep, X exchange back, U unclear.
+// N nothing, K keep, X swap back, U unclear.
 struct Table {
     const char *journal;
     FoundJournal found;
@@ -65,7 +65,7 @@ char Letter(Verdict verdict) {
             return 'N';
         case Verdict::kKeep:
             return 'K';
-        case Verdict::kExchangeBack:
+        case Verdict::kSwapBack:
             return 'X';
         case Verdict::kUnclear:
             return 'U';
@@ -75,7 +75,7 @@ char Letter(Verdict verdict) {
 
 constexpr Which kWhich[] = {Which::kMissing, Which::kOld, Which::kNew, Which::kOther};
 
-TEST(Settlement, KeepsWhatIsWholeInEveryCase) {
+TEST(RecoveryVerdict, KeepsWhatIsWholeInEveryCase) {
     for (const Table &table : kTables) {
         for (size_t data = 0; data < 4; ++data) {
             for (size_t spare = 0; spare < 4; ++spare) {
@@ -94,7 +94,7 @@ TEST(Settlement, KeepsWhatIsWholeInEveryCase) {
 }
 
 // Whoever asks slapcat needs a configuration; a machine that had no server has none yet.
-TEST(Settlement, AsksForTheEntryOnlyWhereThatDecides) {
+TEST(RecoveryVerdict, AsksForTheEntryOnlyWhereThatDecides) {
     const auto asked = [](const Scene &scene) {
         bool was_asked = false;
         Judge(scene, [&] { return was_asked = true; });

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Settling on real folders; slapcat says what it is told.
-#include "tools/restore/settle.h"
+// Recovery on real folders; slapcat says what it is told.
+#include "tools/restore/recovery.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/rig/fake_tool.h"
+#include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
-#include "tools/backup/problem.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 
@@ -20,11 +20,11 @@ using namespace zafo::backup;
 
 namespace fs = std::filesystem;
 
-class Settling : public FolderTest {
+class Recovery : public FolderTest {
   protected:
     void SetUp() override {
         FolderTest::SetUp();
-        std::ofstream(cli::kSlapdConf) << "suffix dc=example,dc=com\n";
+        std::ofstream(kSlapdConf) << "suffix dc=example,dc=com\n";
         fs::create_directory(Path("data"));
         fs::create_directory(Path("data.new"));
         Write("data/which", "old");
@@ -32,7 +32,7 @@ class Settling : public FolderTest {
         journal_ = {.old_folder = IdOf(Path("data")), .new_folder = IdOf(Path("data.new"))};
     }
 
-    void Exchanged() const { Exchange(Path("data"), Path("data.new")); }
+    void Swap() const { SwapFolders(Path("data"), Path("data.new")); }
 
     void WriteJournal(JournalState state) {
         journal_.state = state;
@@ -51,11 +51,11 @@ class Settling : public FolderTest {
         EXPECT_EQ(Names(), std::set<std::string>{"data"});
     }
 
-    Exit FailureOfSettling() const {
+    Exit FailureOfRecovery() const {
         try {
-            SettleBeforeStart(Places(folder_));
-        } catch (const Problem &problem) {
-            return problem.code;
+            RecoverBeforeStart(Places(folder_));
+        } catch (const JobError &error) {
+            return error.code;
         }
         return Exit::kDone;
     }
@@ -64,95 +64,95 @@ class Settling : public FolderTest {
     Journal journal_;
 };
 
-TEST_F(Settling, WithoutAJournalRemovesTheCopy) {
-    SettleBeforeStart(Places(folder_));
+TEST_F(Recovery, WithoutAJournalRemovesTheCopy) {
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-TEST_F(Settling, BeforeTheExchangeRemovesTheCopy) {
+TEST_F(Recovery, BeforeTheExchangeRemovesTheCopy) {
     WriteJournal(JournalState::kExchange);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
 }
 
-TEST_F(Settling, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
+TEST_F(Recovery, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
     for (const JournalState state : {JournalState::kExchange, JournalState::kStarting}) {
         TearDown();
         folder_ = "/tmp/backups.XXXXXX";
         SetUp();
         WriteJournal(state);
-        Exchanged();
+        Swap();
         HoldsEntry(true);
-        SettleBeforeStart(Places(folder_));
+        RecoverBeforeStart(Places(folder_));
         ExpectLeft("new");
     }
 }
 
-TEST_F(Settling, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
+TEST_F(Recovery, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
     WriteJournal(JournalState::kStarting);
-    Exchanged();
+    Swap();
     HoldsEntry(false);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
 }
 
-TEST_F(Settling, OfAnUndoneRestorePutsTheOldOneBackUnasked) {
+TEST_F(Recovery, OfAnUndoneRestorePutsTheOldOneBackUnasked) {
     WriteJournal(JournalState::kUndo);
-    Exchanged();
+    Swap();
     HoldsEntry(true);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-TEST_F(Settling, AsksSlapcatForTheEntryOfTheSuffixAndNoOther) {
+TEST_F(Recovery, AsksSlapcatForTheEntryOfTheSuffixAndNoOther) {
     WriteJournal(JournalState::kStarting);
-    Exchanged();
+    Swap();
     HoldsEntry(true);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ASSERT_EQ(tools_.Calls().size(), 1U);
     EXPECT_EQ(tools_.Calls()[0].argv.back(), "ldap:///dc%3Dexample%2Cdc%3Dcom??base");
 }
 
-TEST_F(Settling, OfWhatIsUnclearTouchesNothingAndStopsTheStart) {
+TEST_F(Recovery, OfWhatIsUnclearTouchesNothingAndStopsTheStart) {
     Write("restore.journal", "junk");
     HoldsEntry(false);
-    EXPECT_EQ(FailureOfSettling(), Exit::kSystem);
+    EXPECT_EQ(FailureOfRecovery(), Exit::kSystem);
     EXPECT_EQ(Names(), (std::set<std::string>{"data", "data.new", "restore.journal"}));
     EXPECT_EQ(Read("data/which"), "old");
 }
 
-TEST_F(Settling, OfAJournalOfJunkKeepsADatabaseThatIsGood) {
+TEST_F(Recovery, OfAJournalOfJunkKeepsADatabaseThatIsGood) {
     Write("restore.journal", "junk");
     HoldsEntry(true);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
 }
 
-TEST_F(Settling, RemovesAJournalThatWasNotFinished) {
+TEST_F(Recovery, RemovesAJournalThatWasNotFinished) {
     fs::remove_all(Path("data.new"));
     Write("restore.journal.part", "zafoldap-res");
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
 }
 
-TEST_F(Settling, OfADatabaseInUseDoesNotTakeItAway) {
+TEST_F(Recovery, OfADatabaseInUseDoesNotTakeItAway) {
     WriteJournal(JournalState::kUndo);
-    Exchanged();
+    Swap();
     Write("data/data.mdb", "database");
     const UniqueFd reader(open(Path("data/data.mdb").c_str(), O_RDONLY | O_CLOEXEC));
-    EXPECT_EQ(FailureOfSettling(), Exit::kServer);
+    EXPECT_EQ(FailureOfRecovery(), Exit::kServer);
     EXPECT_EQ(Read("data/which"), "new");
     EXPECT_TRUE(fs::exists(Path("restore.journal")));
 }
 
 // --- While a restore is at work -----------------------------------------------------------
 
-class SettlingBesideAJob : public Settling {
+class RecoveryBesideAJob : public Recovery {
   protected:
     void SetUp() override {
-        Settling::SetUp();
+        Recovery::SetUp();
         lock_.emplace();
     }
     void WriteAs(const ProcessId &writer, JournalState state) {
@@ -164,33 +164,33 @@ class SettlingBesideAJob : public Settling {
     std::optional<JobLock> lock_;
 };
 
-TEST_F(SettlingBesideAJob, LeavesTheCopyThatIsBeingLoaded) {
-    SettleBeforeStart(Places(folder_));
+TEST_F(RecoveryBesideAJob, LeavesTheCopyThatIsBeingLoaded) {
+    RecoverBeforeStart(Places(folder_));
     EXPECT_EQ(Names(), (std::set<std::string>{"data", "data.new"}));
 }
 
-TEST_F(SettlingBesideAJob, StopsTheStartWhileTheDatabaseIsExchanged) {
+TEST_F(RecoveryBesideAJob, StopsTheStartWhileTheDatabaseIsExchanged) {
     for (const JournalState state : {JournalState::kExchange, JournalState::kUndo}) {
         WriteAs(ProcessId::Own(), state);
-        EXPECT_EQ(FailureOfSettling(), Exit::kBusy);
+        EXPECT_EQ(FailureOfRecovery(), Exit::kBusy);
         EXPECT_EQ(Names(), All());
     }
 }
 
-TEST_F(SettlingBesideAJob, LetsTheRestoredServerStart) {
+TEST_F(RecoveryBesideAJob, LetsTheRestoredServerStart) {
     WriteAs(ProcessId::Own(), JournalState::kStarting);
-    Exchanged();
-    SettleBeforeStart(Places(folder_));
+    Swap();
+    RecoverBeforeStart(Places(folder_));
     EXPECT_EQ(Names(), All());
     EXPECT_EQ(Read("data/which"), "new");
 }
 
 // A backup has the lock, and the journal is of a restore that is dead.
-TEST_F(SettlingBesideAJob, SettlesWhatADeadRestoreHasLeft) {
+TEST_F(RecoveryBesideAJob, RecoversWhatADeadRestoreHasLeft) {
     ProcessId dead = ProcessId::Own();
     ++dead.started;
     WriteAs(dead, JournalState::kExchange);
-    SettleBeforeStart(Places(folder_));
+    RecoverBeforeStart(Places(folder_));
     ExpectLeft("old");
 }
 

@@ -2,21 +2,20 @@
 //
 // "ldap-restore-settle": run by the server's start program, which holds the lock of starts, before
 // the server opens its database. Exit code 0: it may start.
-#include "tools/backup/problem.h"
+#include "tools/backup/job_error.h"
 #include "tools/cli/display_text.h"
 #include "tools/restore/places.h"
-#include "tools/restore/settle.h"
+#include "tools/restore/recovery.h"
 
 #include <cstdio>
 #include <exception>
 
 int main() {
     try {
-        zafo::backup::SettleBeforeStart(zafo::backup::Places());
+        zafo::backup::RecoverBeforeStart(zafo::backup::Places());
         return 0;
-    } catch (const std::exception &problem) {
-        std::fprintf(stderr, "ldap-restore-settle: %s\n",
-                     zafo::cli::OneLine(problem.what()).c_str());
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "ldap-restore-settle: %s\n", zafo::cli::OneLine(error.what()).c_str());
         return 1;
     }
 }

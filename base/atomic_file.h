@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Files that are replaced in one step: the new text is written beside the file, synced and renamed
+// into place, so that a reader, or the system after a loss of power, finds either the old text or
+// the new one. Results are 0 or an errno.
+#pragma once
+
+#include "base/unique_fd.h"
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zafo {
+
+// What AtomicFile adds to a file's name.
+inline constexpr const char *kNewSuffix = ".new";
+
+// A file under construction, "PATH.new", mode 0600; removed with its owner unless it was committed.
+// Keeping other writers away is the caller's affair: what stands under that name was left by a
+// killed one, and is removed. The first failure is kept; what is asked for after it does nothing.
+class AtomicFile {
+  public:
+    explicit AtomicFile(std::string path, const char *suffix = kNewSuffix);
+    ~AtomicFile();
+    AtomicFile(const AtomicFile &) = delete;
+    AtomicFile &operator=(const AtomicFile &) = delete;
+
+    void Write(std::string_view text);
+    void SetMode(mode_t mode);
+    // Where the caller may give files away. Before SetMode: it clears bits of the mode.
+    void SetOwner(uid_t user, gid_t group);
+    // Mode 0640 for the group's members, where the caller may give files to the group.
+    void LetRead(gid_t group);
+
+    // Replaces the file. The new text is on the disk when this returns.
+    int Commit();
+    // The same for a file that need not survive a loss of power.
+    int CommitUnsynced();
+
+  private:
+    void Keep(bool succeeded);
+
+    std::string path_;
+    std::string aside_;
+    UniqueFd fd_;
+    int error_ = 0;
+};
+
+// The content of a file, or the names in a folder, are on the disk.
+int SyncFile(const std::string &path);
+int SyncFolder(const std::string &folder);
+int SyncFolderOf(const std::string &path);
+
+// Puts `text` in the place of a file that exists, whose owner and mode stay; symbolic links to it
+// are followed.
+int ReplaceWhole(const std::string &path, std::string_view text);
+
+// The right to replace one file: a lock on "FILE.lock", which stays behind, and
+// the file's real name when it is reached through symbolic links. Processes and
+// threads wait for each other; readers need no lock.
+class FileUpdate {
+  public:
+    // Waits for the lock. On failure Error() is not 0.
+    explicit FileUpdate(const std::string &path);
+
+    // Takes part in a lock that another process holds and has passed on: the file is free when
+    // both have let go.
+    FileUpdate(const std::string &path, UniqueFd lock);
+
+    // For a child that takes part.
+    int Lock() const { return lock_.Get(); }
+
+    int Error() const { return error_; }
+    const std::string &Path() const { return path_; }
+
+    // Puts `text` in the file's place in one step; the text is on the disk when this returns.
+    // An owner stays where the caller may give files away.
+    // A file that exists keeps its mode unless it is private. `mode` is a new file's mode.
+    int Replace(std::string_view text, mode_t mode = 0600);
+
+    // The file has mode 0600 from the next Replace on.
+    void MakePrivate() { private_ = true; }
+
+    // The file belongs to this group and has mode 0640 from the next Replace on, where the caller
+    // may give files to the group.
+    void LetRead(gid_t group) { reader_ = group; }
+
+    // The file belongs to the caller, with this mode, from the next Replace on, whoever had it.
+    void TakeOver(mode_t mode) { own_ = mode; }
+
+  private:
+    std::string path_;
+    UniqueFd lock_;
+    bool private_ = false;
+    std::optional<gid_t> reader_;
+    std::optional<mode_t> own_;
+    int error_ = 0;
+};
+
+}  // namespace zafo

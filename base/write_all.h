@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace zafo {
+
+// Writes all bytes to a descriptor; false with errno. `interrupted`, which may throw, is called
+// when a signal interrupts the writing; after it the writing goes on.
+inline bool WriteAll(int fd, std::string_view bytes, void (*interrupted)() = nullptr) {
+    while (!bytes.empty()) {
+        const ssize_t n = write(fd, bytes.data(), bytes.size());
+        if (n > 0) {
+            bytes.remove_prefix(static_cast<size_t>(n));
+        } else if (n == 0 || errno != EINTR) {
+            if (n == 0) errno = EIO;
+            return false;
+        } else if (interrupted != nullptr) {
+            interrupted();
+        }
+    }
+    return true;
+}
+
+}  // namespace zafo

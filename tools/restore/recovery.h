@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Recovery from a restore that was cut off: afterwards the old or the restored entries are in
+// place, whole, and nothing else is left of it.
+//
+// A restore (RestoreJob) goes through these states. Each is on the disk before the next one begins.
+// `data` and `spare` are the two folders (places.h), "old" has the entries of before, "new" the
+// restored ones. In the states in brackets the server is stopped.
+//
+//     state        data  spare  journal    what a kill there leaves is recovered by
+//
+//     Idle         old   -      -
+//       | Staging::Staging
+//     Loading      old   part   -          removing spare
+//       | Staging::Finish, WriteDurably: RestoreJob::Replace
+//     Announced    old   new    exchange   removing journal and spare
+//       | SwapFolders: RestoreJob::SwapIn
+//     [Swapped]    new   old    exchange   as Starting
+//       | WriteDurably: RestoreJob::SwapIn
+//     Starting     new   old    starting   keeping new, if it holds the suffix's entry: clients may
+//       |                                  have written to it. As Undoing, if it does not.
+//       | RemoveDurably: RestoreJob::Replace. From here on the restore counts.
+//     Restored     new   old    -          removing spare
+//       | RemoveFolder: RestoreJob::RemoveOld
+//     Idle         new   -      -
+//
+// A failure after Announced leads back, by UndoRestore; after a kill so does Apply:
+//
+//     Swapped, Starting
+//       | WriteDurably: PutBack
+//     Undoing      new   old    undo       swapping the folders back, then as Undone
+//       | SwapFolders: PutBack
+//     [Undone]     old   new    undo       removing journal and spare
+//       | RemoveDurably: PutBack
+//     Loading
+//       | StartAgain, RemoveFolder: UndoRestore
+//     Idle         old   -      -
+//
+// Where the disk has no room for "undo" the journal stays as it was: data decides. The verdict on
+// what is found is Judge's (recovery_verdict.h). It also judges what is none of these, folders that
+// the journal does not know or a journal that cannot be read: a database that holds the suffix's
+// entry stays, else a person must look. A "*.part" is a file of which the writer was killed.
+#pragma once
+
+#include "tools/restore/recovery_verdict.h"
+
+#include <chrono>
+
+namespace zafo::backup {
+
+// Before another job begins, which holds the job's lock. Stops and starts the server where the
+// folders must be exchanged back beneath it, and starts it where the restore had stopped it.
+// Throws JobError.
+void RecoverBeforeJob(const Places &places);
+
+// Before the server starts; the caller holds the lock of starts (start_lock.h). Throws JobError when the
+// server must not be started now: a restore is exchanging its database, or it is unclear which is which.
+void RecoverBeforeStart(const Places &places);
+
+// Takes a restore back while this process is in it: as little as possible is taken for granted. With
+// the folders exchanged the server is stopped first. The server runs again afterwards when it ran.
+// Throws JobError when the old database cannot be put back; the next recovery tries again.
+void UndoRestore(const Places &places, Journal journal);
+
+}  // namespace zafo::backup
