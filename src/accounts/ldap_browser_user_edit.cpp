@@ -9,6 +9,7 @@
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
 #include "accounts/user_changes.h"
+#include "base/dn.h"
 #include "core/change_file.h"
 #include "frame/guard.h"
 #include "frame/log.h"
@@ -108,17 +109,6 @@ int CheckPassword(const REQUEST &request) {
     return -1;
 }
 
-// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does not end
-// it. What the platform says of the RDN is no help, which it may have written in another way.
-const char *AfterRDN(const char *szDN) {
-    bool blQuoted = false;
-    for (; *szDN != '\0' && (blQuoted || *szDN != ','); ++szDN) {
-        if (*szDN == '"') blQuoted = !blQuoted;
-        if (szDN[0] == '\\' && szDN[1] != '\0') ++szDN;
-    }
-    return szDN;
-}
-
 // Finds out what a new name makes of the DN.
 int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
     pEntry->newDN = request.szDN;
@@ -135,13 +125,16 @@ int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
         ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", szRDN, zafo::PlatformError());
         return -1;
     }
+    // From the end of the RDN on, for the parent's parser knows no escaped commas. What the platform says of the
+    // RDN is no help, which it may have written in another way.
     DN szParent = "";
-    if (ZAFOLDAPDNParserParentDN(AfterRDN(request.szDN), szParent, sizeof szParent) != 0) {
+    if (ZAFOLDAPDNParserParentDN(request.szDN + zafo::EndOfRdn(request.szDN), szParent,
+                                 sizeof szParent) != 0) {
         ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.szDN);
         return -1;
     }
     pEntry->newDN.assign(pEntry->szRDNAttr).append("=");
-    pEntry->newDN.append(zafo::EscapedForDN(request.pWanted->szName));
+    pEntry->newDN.append(zafo::EscapedForDn(request.pWanted->szName));
     pEntry->newDN.append(szParent[0] != '\0' ? "," : "").append(szParent);
     return CheckLength(pEntry->newDN);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/server_probe.h"
 
+#include "base/dn.h"
 #include "platform/ldap.h"
 #include "tools/backup/child.h"
 #include "tools/backup/problem.h"
@@ -11,7 +12,6 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
@@ -37,16 +37,6 @@ struct LookedUp {
     bool done = false;  // slapcat has read the database
     std::string words = {};
 };
-
-// As a component of a URL (RFC 4516).
-std::string Escaped(std::string_view dn) {
-    std::string text;
-    for (const char c : dn) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += std::isalnum(byte) != 0 ? std::string(1, c) : fmt::format("%{:02X}", byte);
-    }
-    return text;
-}
 
 std::string SettingIn(const char *path, std::string_view key) {
     std::ifstream file(path);
@@ -95,7 +85,7 @@ Answer Ask(const std::string &url, const std::string &suffix) {
 LookedUp LookUp(const std::string &configuration, const std::string &dn) {
     Pipe pipe = MakePipe();
     Child slapcat({.argv = {kSlapcat, "-f", configuration, "-H",
-                            fmt::format("ldap:///{}??base", Escaped(dn))},
+                            fmt::format("ldap:///{}??base", EscapedForUrl(dn))},
                    .output = pipe.writer.Get()});
     pipe.writer.Reset(-1);
     char byte = '\0';

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // id next, id pool show, id check and stat.
+#include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/check_steps.h"
 #include "tools/zafoldap/account_change.h"

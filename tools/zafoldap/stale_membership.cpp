@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/stale_membership.h"
 
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_record.h"

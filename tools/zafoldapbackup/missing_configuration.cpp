@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include "base/dn.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
 #include "tools/backup/archive_format.h"
-#include "tools/backup/entry_scan.h"
 #include "tools/backup/problem.h"
 #include "tools/restore/durable_file.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
@@ -117,7 +117,7 @@ std::string RulesFor(const WorkFolder &work, const std::string &suffix) {
 
 // The administrator is below the suffix.
 bool IsAdminOf(const std::string &admin_dn, const std::string &suffix) {
-    return IsPlainDn(admin_dn) && ComparableDn(admin_dn).ends_with("," + ComparableDn(suffix));
+    return IsPlainDn(admin_dn) && IsBelow(admin_dn, suffix);
 }
 
 // Directives with the lines that continue them, blanks made one each.
@@ -180,17 +180,13 @@ class SavedPassword {
 }  // namespace
 
 bool IsPlainDn(std::string_view dn) {
-    if (dn.empty() || dn.ends_with(',') || dn.size() > kLongestDn ||
-        dn.find_first_of("\"\\()*[];+#<>") != dn.npos)
+    if (dn.size() > kLongestDn || dn.find_first_of("\"\\()*[];+#<>") != dn.npos ||
+        std::ranges::any_of(dn, [](unsigned char c) { return c < ' ' || c == 0x7F; }))
         return false;
-    if (std::ranges::any_of(dn, [](unsigned char c) { return c < ' ' || c == 0x7F; })) return false;
-    while (!dn.empty()) {
-        const std::string_view rdn = dn.substr(0, dn.find(','));
-        const std::size_t equals = rdn.find('=');
-        if (equals == rdn.npos || equals == 0 || equals + 1 == rdn.size()) return false;
-        dn.remove_prefix(std::min(rdn.size() + 1, dn.size()));
-    }
-    return true;
+    const std::optional<std::vector<Rdn>> rdns = ParseDn(dn);
+    return rdns && !rdns->empty() && std::ranges::none_of(*rdns, [](const Rdn &rdn) {
+               return rdn.pairs.front().written.empty();
+           });
 }
 
 bool IsPasswordHash(std::string_view text) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
-#include "tools/backup/entry_scan.h"
+#include "base/dn.h"
 #include "tools/zafoldapserver/stored_password.h"
 
 #include "platform/crypt.h"
@@ -69,7 +69,7 @@ void EntriesFound::Add(const std::string &dn) {
 
 CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question)) {
     if (!question_.administrator.empty())
-        question_.administrator = backup::ComparableDn(question_.administrator);
+        question_.administrator = ComparableDn(question_.administrator);
 }
 
 void CensusTaker::Line(std::string_view line) {
@@ -113,7 +113,7 @@ void CensusTaker::Take(std::string_view line) {
 void CensusTaker::TakeDn(const std::string &dn) {
     dn_ = dn;
     if (question_.dns.contains(dn)) census_.found.insert(dn);
-    if (!question_.administrator.empty() && backup::ComparableDn(dn) == question_.administrator)
+    if (!question_.administrator.empty() && ComparableDn(dn) == question_.administrator)
         census_.administrators.Add(dn);
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/differences.h"
 
+#include "base/dn.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include "zafoldap/server.h"

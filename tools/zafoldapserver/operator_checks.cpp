@@ -2,6 +2,7 @@
 //
 // The group that the access rules give the right to write to: that it is there, and that nobody waits
 // in it for a name to be given out.
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/saved_connection.h"

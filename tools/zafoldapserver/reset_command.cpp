@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // reset: the one command that deletes accounts by the thousand.
+#include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
@@ -8,7 +9,6 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include "platform/error.h"

@@ -3,8 +3,8 @@
 // The checks of configuration, process and answer.
 #include "tools/zafoldapserver/server_checks.h"
 
+#include "base/dn.h"
 #include "tools/cli/saved_connection.h"
-#include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
 
 #include <fmt/format.h>
