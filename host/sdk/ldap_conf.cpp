@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "base/directives.h"
 #include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
-#include "host/sdk/directives.h"
 #include "host/sdk/template_values.h"
 #include "host/server_account.h"
 #include "platform/ldap.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/sdk/directives.h"
+#include "base/directives.h"
 
 #include "base/blanks.h"
 
