@@ -12,7 +12,7 @@
 
 namespace zafo {
 
-// An attribute with its value; both are views of the text that was parsed.
+// An attribute with its value: views of the text that was parsed, which must outlive them.
 struct DnPair {
     std::string_view attribute;
     std::string_view written;  // the value as it stands there, without the blanks around it

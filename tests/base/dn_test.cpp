@@ -165,7 +165,8 @@ TEST(Dn, DecisionsOnWriting) {
     };
     for (const auto &[value, escaped] : kRows) {
         EXPECT_EQ(EscapedForDn(value), escaped);
-        const auto rdns = ParseDn(std::string("cn=") + escaped + " , dc=x");
+        const std::string dn = std::string("cn=") + escaped + " , dc=x";
+        const auto rdns = ParseDn(dn);
         ASSERT_TRUE(rdns.has_value()) << escaped;
         EXPECT_EQ(rdns->front().pairs.front().Value(), value);
     }
