@@ -1,31 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/directives.h"
 
+#include "base/ascii.h"
 #include "base/blanks.h"
-
-#include <strings.h>
+#include "base/whole_file.h"
 
 namespace zafo {
 
 namespace {
-
-bool IsSameKeyword(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-// Only a value that is one quoted word: several of them are a list, whose quotes matter.
-std::string Unquote(std::string_view written) {
-    std::string as_written(written);
-    if (written.size() < 2 || written.front() != '"') return as_written;
-    std::string value;
-    for (size_t i = 1; i < written.size(); ++i) {
-        if (written[i] == '"') return i + 1 == written.size() ? value : as_written;
-        const bool escaped = written[i] == '\\' && i + 1 < written.size() &&
-                             (written[i + 1] == '"' || written[i + 1] == '\\');
-        value += written[escaped ? ++i : i];
-    }
-    return as_written;
-}
 
 // slapd takes a backslash outside quotes for an escape too.
 std::string Quote(std::string_view value) {
@@ -40,39 +22,85 @@ std::string Quote(std::string_view value) {
     return written + '"';
 }
 
+// The next line with its line break.
+std::string_view TakeLine(std::string_view *text) {
+    const std::string_view line = text->substr(0, text->find('\n'));
+    const std::string_view whole = text->substr(0, line.size() + 1);
+    text->remove_prefix(whole.size());
+    return whole;
+}
+
+void AddWords(Directive *directive, std::string_view words) {
+    if (!directive->key.empty()) {
+        if (!words.empty()) directive->value.append(directive->value.empty() ? "" : " ");
+        directive->value.append(words);
+        return;
+    }
+    const size_t gap = words.find_first_of(kBlanks);
+    directive->key = words.substr(0, gap);
+    if (gap != std::string_view::npos) directive->value = Trim(words.substr(gap));
+}
+
 }  // namespace
 
-bool IsDirective(std::string_view key, std::string_view value) {
-    return !key.empty() && key.front() != '#' &&
-           key.find_first_of(" \t\r\v\f\n\"") == std::string_view::npos &&
-           value.find_first_of("\r\n") == std::string_view::npos;
+bool Directive::Is(std::string_view name) const {
+    return EqualIgnoringCase(key, name);
+}
+
+// Several quoted words are a list, whose quotes matter.
+std::string Directive::Unquoted() const {
+    if (value.size() < 2 || value.front() != '"') return value;
+    std::string unquoted;
+    for (size_t i = 1; i < value.size(); ++i) {
+        if (value[i] == '"') return i + 1 == value.size() ? unquoted : value;
+        const bool escaped = value[i] == '\\' && i + 1 < value.size() &&
+                             (value[i + 1] == '"' || value[i + 1] == '\\');
+        unquoted += value[escaped ? ++i : i];
+    }
+    return value;
+}
+
+std::string Directive::Squeezed() const {
+    std::string squeezed;
+    bool quoted = false;
+    bool escaped = false;
+    bool blank = false;
+    for (const char c : value) {
+        if (!quoted && !escaped && kBlanks.find(c) != std::string_view::npos) {
+            blank = true;
+            continue;
+        }
+        if (blank) squeezed += ' ';
+        blank = false;
+        if (c == '"' && !escaped) quoted = !quoted;
+        escaped = c == '\\' && !escaped;
+        squeezed += c;
+    }
+    return squeezed;
 }
 
 Directives::Directives(std::string_view text) {
     bool continues = false;
+    bool comment = false;
     while (!text.empty()) {
-        const size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-        const std::string_view words = Trim(line);
-        if (continues && !words.empty() && kBlanks.find(line[0]) != std::string_view::npos) {
-            Line &last = lines_.back();
-            last.text.append("\n").append(line);
-            if (!last.key.empty()) last.value.append(last.value.empty() ? "" : " ").append(words);
-            continue;
+        const std::string_view line = TakeLine(&text);
+        const std::string_view words = Trim(line.substr(0, line.find('\n')));
+        const bool empty = line.starts_with('\n') || line.starts_with("\r\n");
+        if (!continues || empty || kBlanks.find(line.front()) == kBlanks.npos) {
+            lines_.emplace_back();
+            comment = false;
+            continues = !empty;
         }
-        continues = !words.empty();
-        Line &added = lines_.emplace_back(Line{std::string(line), {}, {}});
-        if (words.empty() || words[0] == '#') continue;
-        const size_t gap = words.find_first_of(kBlanks);
-        added.key = words.substr(0, gap);
-        if (gap != std::string_view::npos) added.value = Trim(words.substr(gap));
+        Directive &last = lines_.back();
+        last.text.append(line);
+        comment = comment || (last.key.empty() && words.starts_with('#'));
+        if (!comment) AddWords(&last, words);
     }
 }
 
 std::optional<std::string> Directives::Get(std::string_view key) const {
-    for (const Line &line : lines_) {
-        if (IsSameKeyword(line.key, key)) return Unquote(line.value);
+    for (const Directive &line : lines_) {
+        if (line.Is(key)) return line.Unquoted();
     }
     return {};
 }
@@ -80,23 +108,41 @@ std::optional<std::string> Directives::Get(std::string_view key) const {
 void Directives::Set(std::string_view key, std::string_view value) {
     const std::string written = Quote(value);
     bool found = false;
-    for (Line &line : lines_) {
-        if (!IsSameKeyword(line.key, key)) continue;
+    for (Directive &line : lines_) {
+        if (!line.Is(key)) continue;
         found = true;
         if (line.value == written) continue;
         line.value = written;
-        line.text = line.key + ' ' + written;
+        line.text = line.key + ' ' + written + '\n';
     }
     if (found) return;
+    if (!lines_.empty() && !lines_.back().text.ends_with('\n')) lines_.back().text += '\n';
     const std::string keyword(key);
-    lines_.push_back({keyword + ' ' + written, keyword, written});
+    lines_.push_back({keyword, written, keyword + ' ' + written + '\n'});
 }
 
 std::string Directives::Text() const {
+    return Rewritten([](const Directive &directive) { return directive.text; });
+}
+
+std::string Directives::Rewritten(
+    const std::function<std::string(const Directive &)> &rewrite) const {
     std::string text;
-    for (const Line &line : lines_)
-        text.append(line.text).push_back('\n');
+    for (const Directive &line : lines_)
+        text += line.key.empty() ? line.text : rewrite(line);
     return text;
+}
+
+bool IsDirective(std::string_view key, std::string_view value) {
+    return !key.empty() && key.front() != '#' &&
+           key.find_first_of(" \t\r\v\f\n\"") == std::string_view::npos &&
+           value.find_first_of("\r\n") == std::string_view::npos;
+}
+
+std::string DirectiveOf(const std::string &path, std::string_view key) {
+    std::string text;
+    if (ReadWhole(path, &text) != ReadResult::kDone) return {};
+    return Directives(text).Get(key).value_or("");
 }
 
 }  // namespace zafo

@@ -43,14 +43,6 @@ TEST(Listen, SocketsWithoutAPortAreLeftOut) {
     EXPECT_EQ(all[0].url, "ldap:///");
 }
 
-TEST(SlapdConf, ContinuedLinesAreOneDirectiveAndCommentsNone) {
-    const auto all = ParseDirectives("# a\n\nsuffix \"dc=x\"\nindex  uid\n\teq,sub\nrootpw x\n");
-    ASSERT_EQ(all.size(), 3U);
-    EXPECT_EQ(all[0].key, "suffix");
-    EXPECT_EQ(all[0].value, "\"dc=x\"");
-    EXPECT_EQ(all[1].value, "uid eq,sub");
-}
-
 TEST(SlapdConf, IsTheSameWhateverThePassword) {
     EXPECT_TRUE(SameConfiguration("a b\nrootpw one\nc d\n", "a b\nrootpw two\nc d\n"));
     EXPECT_FALSE(SameConfiguration("a b\nrootpw one\n", "a c\nrootpw one\n"));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include "base/ascii.h"
+#include "base/directives.h"
 #include "base/dn.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
@@ -16,14 +18,12 @@
 #include "zafoldap/server.h"
 
 #include <stdlib.h>
-#include <strings.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -36,7 +36,6 @@ namespace {
 
 constexpr int kPairs = 64;
 constexpr std::size_t kLongestPassword = 1024;
-constexpr std::size_t kLongestValue = 4096;
 constexpr std::size_t kLongestDn = 1023;  // the library's buffers
 constexpr std::size_t kLongestHash = 512;
 constexpr const char *kPasswordKey = "bindpw";
@@ -78,12 +77,6 @@ std::optional<std::string> CopyOf(const Contents &backup, std::string_view membe
     return text != nullptr ? std::optional(*text) : std::nullopt;
 }
 
-std::string ValueIn(const std::string &path, const char *key) {
-    std::array<char, kLongestValue> value{};
-    const int found = ZAFOLDAPInfoGetFromConf(path.c_str(), key, value.data(), value.size());
-    return found == 1 ? value.data() : "";
-}
-
 void Set(const Pairs &pairs, const char *key, const std::string &value) {
     if (QLIBCSzHashSetValue(pairs.get(), key, value.c_str()) != 0) throw std::bad_alloc();
 }
@@ -120,32 +113,20 @@ bool IsAdminOf(const std::string &admin_dn, const std::string &suffix) {
     return IsPlainDn(admin_dn) && IsBelow(admin_dn, suffix);
 }
 
-// Directives with the lines that continue them, blanks made one each.
-std::set<std::string> DirectivesIn(std::string_view text) {
-    std::set<std::string> found;
-    std::string current;
-    const auto take = [&] {
-        if (!current.empty() && current.front() != '#') found.insert(current);
-        current.clear();
-    };
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (line.empty() || std::isspace(static_cast<unsigned char>(line.front())) == 0) take();
-        for (const char c : line) {
-            const bool blank = std::isspace(static_cast<unsigned char>(c)) != 0;
-            if (!blank || (!current.empty() && current.back() != ' ')) current += blank ? ' ' : c;
-        }
-        if (!current.empty() && current.back() != ' ') current += ' ';
+// Keys and values, blanks between words made one each.
+std::set<std::pair<std::string, std::string>> DirectivesIn(std::string_view text) {
+    std::set<std::pair<std::string, std::string>> found;
+    const Directives directives(text);
+    for (const Directive &directive : directives.Lines()) {
+        if (!directive.key.empty()) found.emplace(directive.key, directive.Squeezed());
     }
-    take();
     return found;
 }
 
-bool IsGiven(const std::string &key) {
+bool IsGiven(std::string_view key) {
     constexpr std::array kGiven = {"suffix", "rootdn", "rootpw"};
-    return std::ranges::any_of(
-        kGiven, [&](const char *given) { return strcasecmp(key.c_str(), given) == 0; });
+    return std::ranges::any_of(kGiven,
+                               [&](const char *given) { return EqualIgnoringCase(key, given); });
 }
 
 // The pairs of a section of a file; nothing when there is none.
@@ -195,22 +176,20 @@ bool IsPasswordHash(std::string_view text) {
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789./$=,+-_";
     if (text.size() > kLongestHash) return false;
     for (const std::string_view scheme : kSchemes) {
-        if (text.size() > scheme.size() &&
-            strncasecmp(text.data(), scheme.data(), scheme.size()) == 0)
+        if (text.size() > scheme.size() && StartsWithIgnoringCase(text, scheme))
             return text.find_first_not_of(kCharacters, scheme.size()) == text.npos;
     }
     return false;
 }
 
 std::vector<std::string> DifferingDirectives(std::string_view text, std::string_view other) {
-    const std::set<std::string> ones = DirectivesIn(text);
-    const std::set<std::string> others = DirectivesIn(other);
-    std::vector<std::string> differing;
+    const auto ones = DirectivesIn(text);
+    const auto others = DirectivesIn(other);
+    std::vector<std::pair<std::string, std::string>> differing;
     std::ranges::set_symmetric_difference(ones, others, std::back_inserter(differing));
     std::vector<std::string> keys;
-    for (const std::string &directive : differing) {
-        const std::string key =
-            OneLine(directive.substr(0, std::min<std::size_t>(directive.find(' '), 40)));
+    for (const auto &[name, value] : differing) {
+        const std::string key = OneLine(name.substr(0, 40));
         if (!IsGiven(key) && std::ranges::find(keys, key) == keys.end()) keys.push_back(key);
     }
     return keys;
@@ -221,7 +200,7 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
     if (auto own = ReadConfiguration(cli::kSlapdConf)) {
         slapd_conf_ = std::move(*own);
         suffix_ = ConfiguredSuffix();
-        admin_dn_ = ValueIn(cli::kSlapdConf, "rootdn");
+        admin_dn_ = DirectiveOf(cli::kSlapdConf, "rootdn");
         return;
     }
     missing_ = true;
@@ -239,8 +218,8 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const WorkFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
-    admin_dn_ = ValueIn(saved, "rootdn");
-    std::string hash = ValueIn(saved, "rootpw");
+    admin_dn_ = DirectiveOf(saved, "rootdn");
+    std::string hash = DirectiveOf(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
         throw Problem(Exit::kSystem,
                       "the suffix or the administrator's DN of the backup cannot be taken into a "

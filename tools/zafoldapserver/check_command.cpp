@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // check: a list for a person and for a monitor, whose ids stay the same.
+#include "base/directives.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_lock.h"

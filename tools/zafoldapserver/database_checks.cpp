@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of the database: its space, the pool of numbers, who writes to it.
+#include "base/directives.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_paths.h"

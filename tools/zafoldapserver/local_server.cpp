@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/local_server.h"
 
+#include "base/directives.h"
 #include "tools/zafoldapserver/server_paths.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // start, stop, restart and status.
+#include "base/directives.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/listing.h"
