@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_description.h"
 
+#include "base/blanks.h"
 #include "base/whole_file.h"
 #include "host/core/section_text.h"
 
@@ -18,17 +19,6 @@ constexpr const char *kSettings = "/usr/zafo/etc/service/";
 
 constexpr int kStopSeconds = 30;
 constexpr int kMostStopSeconds = 3600;
-
-std::vector<std::string> WordsOf(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t";
-    std::vector<std::string> words;
-    for (;;) {
-        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-        if (text.empty()) return words;
-        words.emplace_back(text.substr(0, text.find_first_of(kBlanks)));
-        text.remove_prefix(words.back().size());
-    }
-}
 
 int StopSecondsOf(const std::string &text) {
     int number = 0;

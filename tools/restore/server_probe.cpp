@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/server_probe.h"
 
+#include "base/directives.h"
 #include "base/dn.h"
-#include "platform/ldap.h"
+#include "base/listen_urls.h"
 #include "tools/backup/child.h"
 #include "tools/backup/problem.h"
 #include "tools/zafoldapserver/server_paths.h"
@@ -14,9 +15,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
-#include <sstream>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -26,9 +24,6 @@ namespace {
 
 constexpr const char *kSlapcat = "/usr/zafo/bin/slapcat";
 constexpr const char *kSearch = "/usr/zafo/bin/ldapsearch";
-constexpr const char *kServiceFiles[] = {cli::kServiceSettings, cli::kServiceDefaults};
-constexpr const char *kListenByDefault = "ldap:/// ldaps:///";
-constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
 constexpr std::chrono::seconds kAnswerLimit{10};
 
@@ -37,34 +32,6 @@ struct LookedUp {
     bool done = false;  // slapcat has read the database
     std::string words = {};
 };
-
-std::string SettingIn(const char *path, std::string_view key) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream words(line);
-        std::string name;
-        std::string equals;
-        if (words >> name >> equals && name == key && equals == "=") {
-            std::string value;
-            std::getline(words >> std::ws, value);
-            return value;
-        }
-    }
-    return {};
-}
-
-// A URL that says no host means all addresses; a client means this machine by it.
-std::vector<std::string> ListenUrls() {
-    std::string setting;
-    for (const char *path : kServiceFiles) {
-        if (setting.empty()) setting = SettingIn(path, "listen");
-    }
-    std::istringstream words(setting.empty() ? kListenByDefault : setting);
-    std::vector<std::string> urls;
-    for (std::string url; words >> url;)
-        urls.push_back(std::move(url));
-    return urls;
-}
 
 Answer Ask(const std::string &url, const std::string &suffix) {
     Pipe pipe = MakePipe();
@@ -99,11 +66,9 @@ LookedUp LookUp(const std::string &configuration, const std::string &dn) {
 }  // namespace
 
 std::string SuffixOf(const std::string &configuration) {
-    std::array<char, kLongestSuffix> value{};
-    if (ZAFOLDAPInfoGetFromConf(configuration.c_str(), "suffix", value.data(), value.size()) != 1 ||
-        value[0] == '\0')
-        throw Problem(Exit::kSystem, configuration + " names no suffix");
-    return value.data();
+    std::string suffix = DirectiveOf(configuration, "suffix");
+    if (suffix.empty()) throw Problem(Exit::kSystem, configuration + " names no suffix");
+    return suffix;
 }
 
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {
@@ -121,7 +86,8 @@ bool HoldsEntry(const std::string &configuration, const std::string &dn) {
 
 Answer AskServer(const std::string &suffix) {
     Answer best = Answer::kSilent;
-    for (const std::string &url : ListenUrls()) {
+    // A URL that says no host means all addresses; a client means this machine by it.
+    for (const std::string &url : ListenUrls({cli::kServiceSettings, cli::kServiceDefaults})) {
         const Answer answer = Ask(url, suffix);
         if (answer == Answer::kFound) return answer;
         if (answer == Answer::kOther) best = answer;
