@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/configuration_copy.h"
 
+#include "base/blanks.h"
 #include "base/unique_fd.h"
 #include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
@@ -22,13 +23,6 @@ namespace zafo::backup {
 namespace {
 
 constexpr std::size_t kLongestSuffix = 4096;
-
-std::string_view WithoutBlanks(std::string_view line) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t begin = std::min(line.find_first_not_of(kBlanks), line.size());
-    line.remove_prefix(begin);
-    return line.substr(0, line.find_last_not_of(kBlanks) + 1);
-}
 
 bool IsComment(std::string_view line) {
     return line.starts_with('#') || line.starts_with(';');
@@ -59,9 +53,9 @@ std::string SectionIn(std::string_view text, std::string_view section) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
-        const std::string_view words = WithoutBlanks(line);
+        const std::string_view words = Trim(line);
         if (words.starts_with('[') && words.ends_with(']'))
-            inside = WithoutBlanks(words.substr(1, words.size() - 2)) == section;
+            inside = Trim(words.substr(1, words.size() - 2)) == section;
         if (inside && !words.empty() && !IsComment(words)) found.append(words).append("\n");
     }
     return found;

@@ -9,8 +9,6 @@
 #include "tools/zafoldapserver/server_paths.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 
-#include <strings.h>
-
 #include <fmt/format.h>
 
 #include <cerrno>

@@ -72,7 +72,7 @@ class OperatorGroup {
         }
         std::erase_if(names, [&](const std::string &name) {
             return std::ranges::any_of(
-                found_, [&](const std::string &user) { return Folded(user) == Folded(name); });
+                found_, [&](const std::string &user) { return EqualIgnoringCase(user, name); });
         });
         return names;
     }
