@@ -22,7 +22,8 @@ struct Directive {
     // Whether it has that name; letter case does not count.
     bool Is(std::string_view name) const;
 
-    // Of a value that is one quoted word, without the quotes and the backslashes that they make necessary.
+    // Of a value that is one quoted word, without the quotes and the backslashes that they make
+    // necessary.
     std::string Unquoted() const;
 
     // With one blank between words. What stands between double quotes is kept.

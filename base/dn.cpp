@@ -85,8 +85,8 @@ std::string ComparableAttribute(std::string_view attribute) {
     return Folded(attribute);
 }
 
-// As caseIgnoreMatch has it: blanks at the ends do not count, and several are one; a value that is
-// blank is one blank. All separators are escaped in hexadecimal, so that one which is not ends an RDN.
+// As caseIgnoreMatch has it: blanks at the ends do not count, several are one, and a value of blanks
+// is one blank. Separators are escaped in hexadecimal, so that a plain one always ends an RDN.
 std::string ComparableValue(const DnPair &pair) {
     if (pair.written.starts_with('#')) return Folded(pair.written);
     std::string comparable;

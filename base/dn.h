@@ -53,7 +53,8 @@ std::string EscapedForUrl(std::string_view dn);
 // byte by byte. Empty for the empty DN and for text that is not a DN.
 std::string ComparableDn(std::string_view dn);
 
-// Whether two DNs are of the same entry. Text that is not a DN is the same as itself, letter case aside.
+// Whether two DNs are of the same entry. Text that is not a DN is the same as itself, letter case
+// aside.
 bool SameDn(std::string_view a, std::string_view b);
 
 // Whether one DN is at any depth below another. Nothing is below the empty DN.

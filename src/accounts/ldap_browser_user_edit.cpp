@@ -125,8 +125,8 @@ int FindNewDN(const REQUEST &request, ENTRY *pEntry) {
         ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", szRDN, zafo::PlatformError());
         return -1;
     }
-    // From the end of the RDN on, for the parent's parser knows no escaped commas. What the platform says of the
-    // RDN is no help, which it may have written in another way.
+    // From the end of the RDN on: ZAFOLDAPDNParserParentDN knows no escaped commas. szRDN cannot
+    // tell where that is, for a platform may write the RDN in another way.
     DN szParent = "";
     if (ZAFOLDAPDNParserParentDN(request.szDN + zafo::EndOfRdn(request.szDN), szParent,
                                  sizeof szParent) != 0) {

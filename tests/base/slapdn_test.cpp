@@ -231,9 +231,9 @@ TEST_F(SlapDn, TakesTheSameTextsForTheSameNames) {
     EXPECT_GT(of_slapd.size(), static_cast<size_t>(kNames));
 }
 
-// What is left to other rules than the grammar's, and where slapd is known to differ: names that are not in
-// its schema, attributes twice in an RDN, empty and blank values, BER, UTF-8, options, escapes within
-// quotes, and of white space other than " ".
+// What is left to other rules than the grammar's, and where slapd is known to differ: names that are
+// not in its schema, attributes twice in an RDN, empty and blank values, BER, UTF-8, options, escapes
+// within quotes, and of white space other than " ".
 bool IsForOthers(const std::string &dn) {
     DnError error{};
     const auto rdns = ParseDn(dn, &error);
