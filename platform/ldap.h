@@ -69,7 +69,7 @@ ZAFO_API int ZAFOLDAPDNFirstDomainComponent(const char *szDN, char *szBuf, size_
 ZAFO_API int ZAFOLDAPRDNExtract(const char *szDN, int nIndex, char *szRDN, size_t cbRDN);
 
 /* Splits an RDN at its first "=" into attribute and value (escapes kept, blanks around both
- * dropped). 0; -1 with 0x0F00, 0x0E00 or 0x0D00. */
+ * dropped). 0; -1 with 0x0F00 (not an RDN), 0x0E00 or 0x0D00. */
 ZAFO_API int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAttr, char *szValue,
                                     size_t cbValue);
 

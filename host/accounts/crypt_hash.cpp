@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/crypt_hash.h"
-
-#include <strings.h>
+#include "base/ascii.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -48,10 +47,7 @@ bool IsLocked(std::string_view hash) {
 }  // namespace
 
 std::string_view CryptHashIn(std::string_view text) {
-    if (text.size() >= kScheme.size() &&
-        strncasecmp(text.data(), kScheme.data(), kScheme.size()) == 0) {
-        text.remove_prefix(kScheme.size());
-    }
+    if (StartsWithIgnoringCase(text, kScheme)) text.remove_prefix(kScheme.size());
     if (text.empty() || text.size() > kLongestHash) return {};
     return IsCryptHash(text) || IsLocked(text) ? text : std::string_view();
 }

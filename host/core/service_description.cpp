@@ -2,6 +2,7 @@
 #include "host/core/service_description.h"
 
 #include "base/appliance_paths.h"
+#include "base/blanks.h"
 #include "base/whole_file.h"
 #include "host/core/section_text.h"
 
@@ -16,17 +17,6 @@ namespace {
 
 constexpr int kStopSeconds = 30;
 constexpr int kMostStopSeconds = 3600;
-
-std::vector<std::string> WordsOf(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t";
-    std::vector<std::string> words;
-    for (;;) {
-        text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-        if (text.empty()) return words;
-        words.emplace_back(text.substr(0, text.find_first_of(kBlanks)));
-        text.remove_prefix(words.back().size());
-    }
-}
 
 int StopSecondsOf(const std::string &text) {
     int number = 0;

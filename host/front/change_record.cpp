@@ -2,10 +2,10 @@
 #include "host/front/change_record.h"
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/ascii.h"
 #include "base/unique_fd.h"
 #include "host/front/text_file.h"
 
@@ -18,14 +18,9 @@ constexpr std::string_view kOptionalKinds[] = {
 constexpr std::string_view kDefaultGroups[] = {"cn=Directory Operators,cn=groups,",
                                                "cn=administrators,cn=groups,"};
 
-bool BeginsWith(std::string_view text, std::string_view beginning) {
-    return text.size() >= beginning.size() &&
-           strncasecmp(text.data(), beginning.data(), beginning.size()) == 0;
-}
-
 // Cuts the beginning off; false, and nothing is cut, when the text does not have it.
 bool Cut(std::string_view &text, std::string_view beginning) {
-    if (!BeginsWith(text, beginning)) return false;
+    if (!StartsWithIgnoringCase(text, beginning)) return false;
     text.remove_prefix(beginning.size());
     return true;
 }
@@ -48,7 +43,7 @@ bool CutLine(std::string_view &rest, std::string_view wanted) {
 
 bool IsOfOptionalKind(std::string_view dn) {
     for (const std::string_view kind : kOptionalKinds) {
-        if (BeginsWith(dn, kind)) return true;
+        if (StartsWithIgnoringCase(dn, kind)) return true;
     }
     return false;
 }
@@ -87,14 +82,14 @@ bool ChangeRecord::JoinsDefaultGroup() const {
     const std::string_view dn = CutValue(rest, "dn");
     bool is_default = false;
     for (const std::string_view group : kDefaultGroups)
-        is_default = is_default || BeginsWith(dn, group);
+        is_default = is_default || StartsWithIgnoringCase(dn, group);
     if (!is_default || CutValue(rest, "changetype") != "modify") return false;
     if (CutValue(rest, "add") != "memberUid" || CutValue(rest, "memberUid") != "admin" ||
         !CutLine(rest, "-")) {
         return false;
     }
     return CutValue(rest, "add") == "member" &&
-           BeginsWith(CutValue(rest, "member"), "uid=admin,cn=users,") &&
+           StartsWithIgnoringCase(CutValue(rest, "member"), "uid=admin,cn=users,") &&
            (rest.empty() || rest == "-");
 }
 

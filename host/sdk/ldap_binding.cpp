@@ -2,13 +2,12 @@
 //
 // The appliance's own binding to a directory, as nslcd uses it.
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
 #include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
-
-#include <strings.h>
 
 #include <string>
 
@@ -75,7 +74,7 @@ int ZAFOLDAPSSLTypeGetFromNslcd() {
     }
     constexpr std::string_view kScheme = "ldaps://";
     const bool ldaps = ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "uri", value, sizeof value) == 1 &&
-                       strncasecmp(value, kScheme.data(), kScheme.size()) == 0;
+                       zafo::StartsWithIgnoringCase(value, kScheme);
     return ldaps ? ZAFOLDAP_SSL_LDAPS : ZAFOLDAP_SSL_OFF;
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/atomic_file.h"
+#include "base/directives.h"
 #include "base/server_account.h"
 #include "base/whole_file.h"
 #include "host/core/szhash.h"
 #include "host/sdk/copy_out.h"
-#include "host/sdk/directives.h"
 #include "host/sdk/template_values.h"
 #include "platform/ldap.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
+#include "base/ascii.h"
 #include "base/blanks.h"
 #include "base/whole_file.h"
 #include "host/core/fail.h"
@@ -17,21 +18,14 @@ using zafo::Fail;
 
 constexpr char kSettings[] = "/usr/zafo/etc/smb.conf";
 
-std::string WithoutCase(std::string_view text) {
-    std::string lower(text);
-    for (char &c : lower)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return lower;
-}
-
 std::string SectionName(std::string_view written) {
-    return WithoutCase(zafo::Trim(written));
+    return zafo::Folded(zafo::Trim(written));
 }
 
 // Blanks do not count in names of parameters. The manual page says so of sections too; to the
 // server "my  share" and "my share" are two.
 std::string ParameterName(std::string_view written) {
-    std::string name = WithoutCase(written);
+    std::string name = zafo::Folded(written);
     std::erase_if(name, [](char c) { return zafo::kBlanks.find(c) != std::string_view::npos; });
     return name;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sdk/template_values.h"
+#include "base/dn.h"
 
 #include <algorithm>
 #include <array>
@@ -22,53 +23,14 @@ std::string BetweenQuotes(std::string_view value) {
     return written;
 }
 
-// What follows the first separator that is neither escaped nor quoted.
-std::string_view ParentOf(std::string_view dn) {
-    bool quoted = false;
-    for (size_t i = 0; i < dn.size(); ++i) {
-        if (dn[i] == '\\') {
-            ++i;
-        } else if (dn[i] == '"') {
-            quoted = !quoted;
-        } else if (!quoted && (dn[i] == ',' || dn[i] == ';')) {
-            return dn.substr(i + 1);
-        }
-    }
-    return {};
-}
-
-bool IsPlain(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '=' ||
-           c == ',' || c == '-' || c == '.';
-}
-
-void AppendEscaped(std::string &text, char c) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const auto byte = static_cast<unsigned char>(c);
-    text += '%';
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
-}
-
-std::string InUrl(std::string_view value) {
-    std::string url;
-    for (const char c : value) {
-        if (IsPlain(c)) {
-            url += c;
-        } else {
-            AppendEscaped(url, c);
-        }
-    }
-    return url;
-}
-
 Values ValuesOf(const Directives &server) {
     const std::string suffix = server.Get("suffix").value_or("");
     const std::string admin = server.Get("rootdn").value_or("");
+    const std::string parent = admin.substr(std::min(EndOfRdn(admin) + 1, admin.size()));
     return {{{"${suffix}", BetweenQuotes(suffix)},
              {"${rootdn}", BetweenQuotes(admin)},
-             {"${rootdn_parent}", BetweenQuotes(ParentOf(admin))},
-             {"${suffix_in_url}", InUrl(suffix)}}};
+             {"${rootdn_parent}", BetweenQuotes(parent)},
+             {"${suffix_in_url}", EscapedForUrl(suffix)}}};
 }
 
 std::string FillIn(std::string_view text, const Values &values) {

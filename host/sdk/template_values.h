@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/sdk/directives.h"
+#include "base/directives.h"
 
 namespace zafo {
 

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "accounts/account_kind.h"
+#include "base/dn.h"
 #include "core/list.h"
 #include "frame/memory.h"
 #include "platform/crypt.h"
@@ -67,7 +68,7 @@ void WriteModRDN(ZAFOLDAP_LDIF *ldif, const char *dn, std::string_view attr,
                  std::string_view name) {
     ZAFOLDAPLdifTargetDN(ldif, dn);
     ZAFOLDAPLdifChangeType(ldif, "modrdn");
-    const std::string rdn = std::string(attr).append("=").append(EscapedForDN(name));
+    const std::string rdn = std::string(attr).append("=").append(EscapedForDn(name));
     WriteValue(ldif, "newrdn", rdn.c_str());
     WriteValue(ldif, "deleteoldrdn", "1");
 }
@@ -79,30 +80,10 @@ void WriteExtra(ZAFOLDAP_LDIF *ldif, const QLIBSZLIST *extra) {
     }
 }
 
-// Blanks at both ends are dropped by whoever reads the DN: of a tab RFC 4514 does not say so, but
-// servers do it.
-std::string EscapedForDN(std::string_view value) {
-    std::string escaped;
-    for (size_t i = 0; i < value.size(); ++i) {
-        const char c = value[i];
-        const bool at_edge = i == 0 || i + 1 == value.size();
-        if (c == '\t' && at_edge) {
-            escaped += "\\09";
-            continue;
-        }
-        if ((c == ' ' && at_edge) || (c == '#' && i == 0) ||
-            std::string_view("\"+,;<>\\").find(c) != std::string_view::npos) {
-            escaped += '\\';
-        }
-        escaped += c;
-    }
-    return escaped;
-}
-
 std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
                       std::string_view base) {
     std::string dn(attr);
-    dn.append("=").append(EscapedForDN(name)).append(",").append(container);
+    dn.append("=").append(EscapedForDn(name)).append(",").append(container);
     return dn.append(",").append(base);
 }
 

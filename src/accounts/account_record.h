@@ -34,9 +34,6 @@ void WriteModRDN(ZAFOLDAP_LDIF *ldif, const char *dn, std::string_view attr, std
 // The pairs of a list of name, value, name, value, if it holds a whole one.
 void WriteExtra(ZAFOLDAP_LDIF *ldif, const QLIBSZLIST *extra);
 
-// A value as it stands in a DN: RFC 4514 section 2.4 escapes.
-std::string EscapedForDN(std::string_view value);
-
 // "ATTR=NAME,CONTAINER,BASE"; container and base are taken as they are.
 std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
                       std::string_view base);

@@ -9,6 +9,7 @@
 #include "accounts/one_line.h"
 #include "accounts/password_attributes.h"
 #include "accounts/user_changes.h"
+#include "base/dn.h"
 #include "core/change_file.h"
 #include "core/check_connection.h"
 #include "frame/guard.h"
@@ -106,18 +107,6 @@ int CheckPassword(const EditRequest &request) {
     return -1;
 }
 
-// From the end of the first RDN on: a comma that is escaped (RFC 4514) or quoted (RFC 2253) does
-// not end it. What the platform says of the RDN is no help, which it may have written in another
-// way.
-const char *AfterRDN(const char *dn) {
-    bool is_quoted = false;
-    for (; *dn != '\0' && (is_quoted || *dn != ','); ++dn) {
-        if (*dn == '"') is_quoted = !is_quoted;
-        if (dn[0] == '\\' && dn[1] != '\0') ++dn;
-    }
-    return dn;
-}
-
 // Finds out what a new name makes of the DN.
 int FindNewDN(const EditRequest &request, UserEntry *entry) {
     entry->new_dn = request.dn;
@@ -134,13 +123,16 @@ int FindNewDN(const EditRequest &request, UserEntry *entry) {
         ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", rdn, zafo::PlatformError());
         return -1;
     }
+    // From the end of the RDN on: ZAFOLDAPDNParserParentDN knows no escaped commas. `rdn` cannot
+    // tell where that is, for a platform may write the RDN in another way.
     DNText parent = "";
-    if (ZAFOLDAPDNParserParentDN(AfterRDN(request.dn), parent, sizeof parent) != 0) {
+    if (ZAFOLDAPDNParserParentDN(request.dn + zafo::EndOfRdn(request.dn), parent, sizeof parent) !=
+        0) {
         ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.dn);
         return -1;
     }
     entry->new_dn.assign(entry->rdn_attribute).append("=");
-    entry->new_dn.append(zafo::EscapedForDN(request.wanted->szName));
+    entry->new_dn.append(zafo::EscapedForDn(request.wanted->szName));
     entry->new_dn.append(parent[0] != '\0' ? "," : "").append(parent);
     return CheckLength(entry->new_dn);
 }

@@ -3,6 +3,7 @@
 
 #include "accounts/account_record.h"
 #include "accounts/one_line.h"
+#include "base/dn.h"
 #include "core/change_file.h"
 #include "platform/error.h"
 #include "zafoldap/server.h"
@@ -29,7 +30,7 @@ int Write(ChangeFile &change, const Entry &entry) {
 }  // namespace
 
 std::string EntryDN(const char *attribute, const char *name, const std::string &parent) {
-    return std::string(attribute).append("=").append(EscapedForDN(name)).append(",").append(parent);
+    return std::string(attribute).append("=").append(EscapedForDn(name)).append(",").append(parent);
 }
 
 Entry Container(const char *name, const std::string &parent) {

@@ -88,38 +88,5 @@ TEST(EntryScan, CountsLongRecords) {
         EXPECT_EQ(Scanned(text, block).Entries(), 100u) << block;
 }
 
-TEST(ComparableDn, IsTheSameForOneDnInAnyForm) {
-    const std::pair<const char *, const char *> kSame[] = {
-        {"dc=example,dc=com", "DC=Example,DC=COM"},
-        {"dc=example,dc=com", " dc = example ; dc = com "},
-        {"o=a\\,b", "o=a\\2Cb"},
-        {"o=a\\2cb", "O=A\\2CB"},
-        {"o=M\\C3\\BCller", "o=M\xC3\xBCller"},
-        {"o=\\41bc", "o=abc"},
-        {"cn=a+sn=b,o=x", "cn=a + sn=b, o=x"},
-        {"o=a\\ ", "o=a\\20"},
-    };
-    for (const auto &[a, b] : kSame)
-        EXPECT_EQ(ComparableDn(a), ComparableDn(b)) << a << " | " << b;
-}
-
-TEST(ComparableDn, IsNotTheSameForOthers) {
-    const std::pair<const char *, const char *> kOthers[] = {
-        {"dc=example,dc=com", "dc=example,dc=org"},
-        {"o=a\\,b", "o=a,b"},
-        {"o=a\\ ", "o=a"},
-        {"o=ab", "o=a b"},
-        {"o=a\\5c", "o=a"},
-        {"o=a", ""},
-    };
-    for (const auto &[a, b] : kOthers)
-        EXPECT_NE(ComparableDn(a), ComparableDn(b)) << a << " | " << b;
-}
-
-TEST(ComparableDn, OfATextThatIsNoDnIsSomethingElse) {
-    for (const char *text : {"", "\\", "\\4", "=,=", "  ", ",", "\\\\", "dc=example,dc=com\\"})
-        EXPECT_NE(ComparableDn(text), ComparableDn(kSuffix)) << text;
-}
-
 }  // namespace
 }  // namespace zafo::entry_scan_test

@@ -112,7 +112,7 @@ TEST_F(Recovery, AsksSlapcatForTheEntryOfTheSuffixAndNoOther) {
     HoldsEntry(true);
     RecoverBeforeStart(Places(folder_));
     ASSERT_EQ(tools_.Calls().size(), 1U);
-    EXPECT_EQ(tools_.Calls()[0].argv.back(), "ldap:///dc%3Dexample%2Cdc%3Dcom??base");
+    EXPECT_EQ(tools_.Calls()[0].argv.back(), "ldap:///dc=example,dc=com??base");
 }
 
 TEST_F(Recovery, OfWhatIsUnclearTouchesNothingAndStopsTheStart) {

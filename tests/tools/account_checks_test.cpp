@@ -127,14 +127,7 @@ TEST(Filter, HoldsValuesThatMatchThemselvesOnly) {
         EXPECT_FALSE(FilterFault("(uid=" + PatternForFilter(pattern) + ")").has_value()) << pattern;
 }
 
-TEST(Dn, HoldsNamesAsTheyAre) {
-    const std::pair<const char *, const char *> kRows[] = {
-        {"anna", "anna"},
-        {" a b ", "\\ a b\\ "},
-        {"#a#", "\\#a#"},
-        {"a,b+c\"d\\e<f>g;h=i", "a\\,b\\+c\\\"d\\\\e\\<f\\>g\\;h\\=i"}};
-    for (const auto &[name, escaped] : kRows)
-        EXPECT_EQ(EscapedForDn(name), escaped);
+TEST(Dn, HasPercentsDoubledForTheLibrary) {
     EXPECT_EQ(PercentsDoubled("100% %% done"), "100%% %%%% done");
 }
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/entry_guard.h"
 
+#include "base/ascii.h"
 #include "tools/backup/archive_fault.h"
 #include "tools/backup/job_error.h"
 
 #include <fmt/format.h>
-#include <strings.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -39,10 +38,6 @@ bool HasControl(std::string_view text) {
     return std::ranges::any_of(text, IsControl);
 }
 
-bool IsAlphanumeric(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
 // Of an attribute description: a name or a number, with options.
 constexpr std::array<bool, 256> kNameCharacters = [] {
     std::array<bool, 256> table{};
@@ -55,10 +50,8 @@ constexpr std::array<bool, 256> kNameCharacters = [] {
 bool IsOrder(std::string_view name) {
     constexpr std::string_view kInitials = "dcivnDCIVN";
     if (name.size() > 12 || kInitials.find(name.front()) == name.npos) return false;
-    return std::ranges::any_of(kOrders, [&](std::string_view order) {
-        return name.size() == order.size() &&
-               strncasecmp(name.data(), order.data(), name.size()) == 0;
-    });
+    return std::ranges::any_of(
+        kOrders, [&](std::string_view order) { return EqualIgnoringCase(name, order); });
 }
 
 // "NAME: VALUE" or "NAME:: BASE64", with a value.

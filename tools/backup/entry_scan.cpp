@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/entry_scan.h"
 
+#include "base/dn.h"
 #include "platform/crypt.h"
 
 #include <algorithm>

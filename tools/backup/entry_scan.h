@@ -28,8 +28,7 @@ class EntryScan {
     // Whether something stood where a record must begin and was neither "dn:" nor a comment.
     bool HasStrayText() const { return stray_; }
 
-    // Whether a record with the suffix as its DN went by. Letter case, the blanks around
-    // separators and the form of escapes do not count.
+    // Whether a record with the suffix as its DN went by, however either is written.
     bool SawSuffix() const { return saw_suffix_; }
 
     // Bytes of all blocks up to the end of the last record that is whole.
@@ -58,8 +57,5 @@ class EntryScan {
 
 // The DN in a line "dn: VALUE" or "dn:: BASE64" whose folds are removed; empty for base64 that is none.
 std::string DnIn(std::string_view line);
-
-// A DN in a form to compare: lower case, no blanks around separators, one form of escapes.
-std::string ComparableDn(std::string_view dn);
 
 }  // namespace zafo::backup

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/directory.h"
 
+#include "base/ascii.h"
 #include "platform/szlist.h"
-
-#include <strings.h>
 
 #include <algorithm>
 #include <array>
@@ -23,7 +22,8 @@ class AttributeIndex {
 
     // The attribute of that name, made when there is none.
     Attribute &Of(std::string_view name) {
-        if (!attributes_.empty() && Same(attributes_.back(), name)) return attributes_.back();
+        if (!attributes_.empty() && EqualIgnoringCase(attributes_.back().name, name))
+            return attributes_.back();
         const size_t at = attributes_.size() < kFew ? Sought(name) : Indexed(name);
         if (at == attributes_.size()) attributes_.push_back({name, {}});
         return attributes_[at];
@@ -32,23 +32,11 @@ class AttributeIndex {
   private:
     static constexpr size_t kFew = 64;
 
-    static bool Same(const Attribute &attribute, std::string_view name) {
-        return attribute.name.size() == name.size() &&
-               strncasecmp(attribute.name.data(), name.data(), name.size()) == 0;
-    }
-
     size_t Sought(std::string_view name) const {
-        const auto found = std::ranges::find_if(
-            attributes_, [&](const Attribute &attribute) { return Same(attribute, name); });
-        return static_cast<size_t>(found - attributes_.begin());
-    }
-
-    static std::string Folded(std::string_view name) {
-        std::string folded(name);
-        std::ranges::transform(folded, folded.begin(), [](unsigned char c) {
-            return static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+        const auto found = std::ranges::find_if(attributes_, [&](const Attribute &attribute) {
+            return EqualIgnoringCase(attribute.name, name);
         });
-        return folded;
+        return static_cast<size_t>(found - attributes_.begin());
     }
 
     size_t Indexed(std::string_view name) {

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/entry_writer.h"
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/table_writer.h"
-
-#include <strings.h>
 
 #include <fmt/format.h>
 
@@ -34,17 +33,13 @@ constexpr std::string_view kBinaryAttributes[] = {
     "thumbnailPhoto",
 };
 
-bool SameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 std::string_view WithoutOptions(std::string_view name) {
     return name.substr(0, name.find(';'));
 }
 
 // A column named "cn" also takes "cn;lang-de"; one named "cn;lang-de" only that.
 bool Matches(std::string_view column, std::string_view name) {
-    return SameName(column, name) || SameName(column, WithoutOptions(name));
+    return EqualIgnoringCase(column, name) || EqualIgnoringCase(column, WithoutOptions(name));
 }
 
 std::string BytesShown(std::string_view value) {
@@ -70,7 +65,7 @@ std::string ListItem(std::string_view value) {
 
 template <typename Visit>
 void ForEachValue(const Entry &entry, std::string_view column, Visit visit) {
-    if (SameName(column, "dn")) {
+    if (EqualIgnoringCase(column, "dn")) {
         visit(std::string_view("dn"), entry.dn);
         return;
     }
@@ -230,7 +225,7 @@ class SeparatedEntries final : public EntryWriter {
         ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
             if (!first) joined += '|';
             first = false;
-            joined += SameName(name, "dn") ? Text(value) : ListItem(Shown(name, value));
+            joined += EqualIgnoringCase(name, "dn") ? Text(value) : ListItem(Shown(name, value));
         });
         return joined;
     }
@@ -352,7 +347,7 @@ bool IsBinary(std::string_view attribute, std::string_view value) {
     const bool binary_option =
         attribute.size() > base.size() && attribute.find(";binary") != std::string_view::npos;
     return binary_option || std::ranges::any_of(kBinaryAttributes, [&](std::string_view name) {
-               return SameName(name, base);
+               return EqualIgnoringCase(name, base);
            });
 }
 
@@ -361,7 +356,7 @@ std::string LdifLine(std::string_view name, std::string_view value) {
         return fmt::format("# no attribute name: {}:: {}\n", OneLine(name), Base64(value));
     }
     std::string line;
-    if (!SameName(name, "dn") && IsBinary(name, value)) {
+    if (!EqualIgnoringCase(name, "dn") && IsBinary(name, value)) {
         line = fmt::format("# value of {} may be cut at a zero byte\n", name);
     }
     const bool safe = line.empty() && IsSafeString(value);

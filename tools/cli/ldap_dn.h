@@ -25,10 +25,4 @@ bool IsAttributeSelector(std::string_view name);
 // The user whom the DN of a member names: the value of "uid" in its first RDN; empty: none.
 std::string UserOfDn(std::string_view dn);
 
-// Where the first RDN of a DN ends: at the comma, or at the end.
-size_t EndOfRdn(std::string_view dn);
-
-// Letters of ASCII as small ones: directories do not tell users' names apart by them.
-std::string Folded(std::string_view name);
-
 }  // namespace zafo::cli

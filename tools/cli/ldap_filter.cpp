@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/ldap_filter.h"
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 
 #include <fmt/format.h>
@@ -17,11 +18,7 @@ bool IsAlpha(char c) {
 }
 
 bool IsDescriptionCharacter(char c) {  // of an attribute name, number or option
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.' || c == ';';
-}
-
-bool IsHex(char c) {
-    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+    return IsAlphanumeric(c) || c == '-' || c == '.' || c == ';';
 }
 
 // A recursive-descent reader of RFC 4515 section 3. Nesting is bounded, so that a
@@ -152,7 +149,8 @@ class Reader {
     }
 
     void Escape() {
-        if (at_ + 2 >= text_.size() || !IsHex(text_[at_ + 1]) || !IsHex(text_[at_ + 2])) {
+        if (at_ + 2 >= text_.size() || HexDigit(text_[at_ + 1]) < 0 ||
+            HexDigit(text_[at_ + 2]) < 0) {
             Fault("after \\ two hexadecimal digits are needed; \\ itself is written \\5c");
             return;
         }

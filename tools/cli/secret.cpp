@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/secret.h"
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -93,11 +93,9 @@ size_t CharactersOf(const std::string &password) {
 void CheckStrength(const std::string &password, std::string_view name) {
     constexpr size_t kLeast = 8;
     const size_t characters = CharactersOf(password);
-    const bool is_name = password.size() == name.size() &&
-                         strncasecmp(password.data(), name.data(), name.size()) == 0;
-    const char *reason = is_name               ? "it is the user's name"
-                         : characters < kLeast ? "it has fewer than 8 characters"
-                                               : nullptr;
+    const char *reason = EqualIgnoringCase(password, name) ? "it is the user's name"
+                         : characters < kLeast             ? "it has fewer than 8 characters"
+                                                           : nullptr;
     if (reason != nullptr) throw OwnFailure("password_weak", {.reason = reason});
 }
 

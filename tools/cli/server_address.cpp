@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/server_address.h"
 
+#include "base/ascii.h"
 #include "tools/cli/failure.h"
 
 #include "platform/ldap.h"
@@ -59,9 +60,7 @@ ServerAddress Split(std::string_view text) {
 std::string TakeScheme(std::string_view &text) {
     const size_t end = text.find("://");
     if (end == std::string_view::npos) return {};
-    std::string scheme(text.substr(0, end));
-    std::ranges::transform(scheme, scheme.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string scheme = Folded(text.substr(0, end));
     text.remove_prefix(end + 3);
     return scheme;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/entry_sieve.h"
 
+#include "base/dn.h"
 #include "tools/backup/entry_scan.h"
 
 #include <algorithm>

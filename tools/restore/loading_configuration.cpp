@@ -1,70 +1,36 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/loading_configuration.h"
 
+#include "base/directives.h"
 #include "tools/backup/job_error.h"
 
-#include <strings.h>
-
 #include <fmt/format.h>
-
-#include <algorithm>
 
 namespace zafo::backup {
 
 namespace {
 
-constexpr std::string_view kSpaces = " \t\r\n";
-
-bool IsBlank(char c) {
-    return c == ' ' || c == '\t';
-}
-
-// One directive with the lines that continue it, which begin with a blank; its line breaks included.
-std::string_view TakeDirective(std::string_view &text) {
-    std::size_t end = 0;
-    do {
-        end = std::min(text.find('\n', end), text.size() - 1) + 1;
-    } while (end < text.size() && IsBlank(text[end]));
-    const std::string_view directive = text.substr(0, end);
-    text.remove_prefix(end);
-    return directive;
-}
-
-// The value may begin on the next line.
-bool IsKey(std::string_view directive, std::string_view key) {
-    return directive.size() > key.size() && kSpaces.find(directive[key.size()]) != kSpaces.npos &&
-           strncasecmp(directive.data(), key.data(), key.size()) == 0;
-}
-
-// The only word after the key, with or without double quotes.
-std::string_view ValueOf(std::string_view directive) {
-    directive.remove_prefix(std::min(directive.find_first_of(kSpaces), directive.size()));
-    directive.remove_prefix(std::min(directive.find_first_not_of(kSpaces), directive.size()));
-    directive = directive.substr(0, directive.find_last_not_of(kSpaces) + 1);
-    if (directive.size() >= 2 && directive.front() == '"' && directive.back() == '"')
-        directive = directive.substr(1, directive.size() - 2);
-    while (directive.size() > 1 && directive.ends_with('/'))
-        directive.remove_suffix(1);
-    return directive;
+std::string WithoutSlashesAtEnd(std::string path) {
+    while (path.size() > 1 && path.ends_with('/'))
+        path.pop_back();
+    return path;
 }
 
 }  // namespace
 
 std::string LoadingConfiguration(std::string_view text, const LoadingChange &change) {
-    std::string result;
     bool found = false;
-    while (!text.empty()) {
-        const std::string_view directive = TakeDirective(text);
-        if (IsKey(directive, "rootpw")) continue;
-        if (IsKey(directive, "directory") && ValueOf(directive) == change.directory) {
-            result += fmt::format("directory \"{}\"\n", change.new_directory);
+    std::string result = Directives(text).Rewritten([&](const Directive &directive) {
+        const std::string value = WithoutSlashesAtEnd(directive.Unquoted());
+        if (directive.Is("rootpw")) return std::string();
+        if (directive.Is("directory") && value == change.directory) {
             found = true;
-        } else if (IsKey(directive, "include") && ValueOf(directive) == change.include) {
-            result += fmt::format("include \"{}\"\n", change.new_include);
-        } else {
-            result += directive;
+            return fmt::format("directory \"{}\"\n", change.new_directory);
         }
-    }
+        if (directive.Is("include") && value == change.include)
+            return fmt::format("include \"{}\"\n", change.new_include);
+        return directive.text;
+    });
     if (!found)
         throw JobError(
             Exit::kSystem,

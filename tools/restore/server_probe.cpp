@@ -2,7 +2,9 @@
 #include "tools/restore/server_probe.h"
 
 #include "base/appliance_paths.h"
-#include "platform/ldap.h"
+#include "base/directives.h"
+#include "base/dn.h"
+#include "base/listen_urls.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
 
@@ -11,12 +13,8 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
-#include <sstream>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -24,9 +22,6 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr const char *kServiceFiles[] = {kServiceSettings, kServiceDefaults};
-constexpr const char *kListenByDefault = "ldap:/// ldaps:///";
-constexpr std::size_t kLongestSuffix = 4096;
 constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
 constexpr std::chrono::seconds kAnswerLimit{10};
 
@@ -35,44 +30,6 @@ struct LookedUp {
     bool done = false;  // slapcat has read the database
     std::string words = {};
 };
-
-// As a component of a URL (RFC 4516).
-std::string Escaped(std::string_view dn) {
-    std::string text;
-    for (const char c : dn) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += std::isalnum(byte) != 0 ? std::string(1, c) : fmt::format("%{:02X}", byte);
-    }
-    return text;
-}
-
-std::string SettingIn(const char *path, std::string_view key) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream words(line);
-        std::string name;
-        std::string equals;
-        if (words >> name >> equals && name == key && equals == "=") {
-            std::string value;
-            std::getline(words >> std::ws, value);
-            return value;
-        }
-    }
-    return {};
-}
-
-// A URL that says no host means all addresses; a client means this machine by it.
-std::vector<std::string> ListenUrls() {
-    std::string setting;
-    for (const char *path : kServiceFiles) {
-        if (setting.empty()) setting = SettingIn(path, "listen");
-    }
-    std::istringstream words(setting.empty() ? kListenByDefault : setting);
-    std::vector<std::string> urls;
-    for (std::string url; words >> url;)
-        urls.push_back(std::move(url));
-    return urls;
-}
 
 Answer Ask(const std::string &url, const std::string &suffix) {
     Pipe pipe = MakePipe();
@@ -93,7 +50,7 @@ Answer Ask(const std::string &url, const std::string &suffix) {
 LookedUp LookUp(const std::string &configuration, const std::string &dn) {
     Pipe pipe = MakePipe();
     Child slapcat({.argv = {kSlapcat, "-f", configuration, "-H",
-                            fmt::format("ldap:///{}??base", Escaped(dn))},
+                            fmt::format("ldap:///{}??base", EscapedForUrl(dn))},
                    .output = pipe.writer.Get()});
     pipe.writer.Reset(-1);
     char byte = '\0';
@@ -107,11 +64,9 @@ LookedUp LookUp(const std::string &configuration, const std::string &dn) {
 }  // namespace
 
 std::string SuffixOf(const std::string &configuration) {
-    std::array<char, kLongestSuffix> value{};
-    if (ZAFOLDAPInfoGetFromConf(configuration.c_str(), "suffix", value.data(), value.size()) != 1 ||
-        value[0] == '\0')
-        throw JobError(Exit::kSystem, configuration + " names no suffix");
-    return value.data();
+    std::string suffix = DirectiveOf(configuration, "suffix");
+    if (suffix.empty()) throw JobError(Exit::kSystem, configuration + " names no suffix");
+    return suffix;
 }
 
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {
@@ -129,7 +84,8 @@ bool HoldsEntry(const std::string &configuration, const std::string &dn) {
 
 Answer AskServer(const std::string &suffix) {
     Answer best = Answer::kSilent;
-    for (const std::string &url : ListenUrls()) {
+    // A URL that says no host means all addresses; a client means this machine by it.
+    for (const std::string &url : ListenUrls({kServiceSettings, kServiceDefaults})) {
         const Answer answer = Ask(url, suffix);
         if (answer == Answer::kFound) return answer;
         if (answer == Answer::kOther) best = answer;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_change.h"
 
+#include "base/dn.h"
 #include "platform/error.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
@@ -326,18 +327,6 @@ std::string PercentsDoubled(std::string_view text) {
         doubled += c;
     }
     return doubled;
-}
-
-std::string EscapedForDn(std::string_view value) {
-    std::string escaped;
-    for (size_t i = 0; i < value.size(); ++i) {
-        const char c = value[i];
-        const bool special = std::string_view("\"+,;<>\\=").find(c) != std::string_view::npos;
-        const bool edge = (c == ' ' && (i == 0 || i + 1 == value.size())) || (c == '#' && i == 0);
-        if (special || edge) escaped += '\\';
-        escaped += c;
-    }
-    return escaped;
 }
 
 }  // namespace zafo::cli

@@ -125,7 +125,4 @@ std::string ContainerOf(const Session &session, const AccountKind &kind);
 // A DN in which the library takes "%%" for "%".
 std::string PercentsDoubled(std::string_view text);
 
-// A value as it stands in a DN (RFC 4514 section 2.4).
-std::string EscapedForDn(std::string_view value);
-
 }  // namespace zafo::cli

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_checks.h"
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 
+#include <fmt/format.h>
 #include <grp.h>
 #include <pwd.h>
-#include <strings.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
@@ -281,7 +280,7 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
         RefuseUsage(session, fmt::format("--set {} is not ATTRIBUTE=VALUE", OneLine(text)));
     }
     for (const auto &[own, option] : kOwnOptions) {
-        if (strcasecmp(attribute.c_str(), std::string(own).c_str()) == 0) {
+        if (EqualIgnoringCase(attribute, own)) {
             RefuseUsage(session, fmt::format("--set does not change {}: {} does", own, option));
         }
     }

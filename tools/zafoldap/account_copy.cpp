@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_copy.h"
-
-#include <strings.h>
+#include "base/ascii.h"
 
 #include <cstdlib>
 #include <memory>
@@ -123,8 +122,7 @@ std::string GroupToDirectory(const AccountDirectory &directory, const std::strin
 }  // namespace
 
 bool IsCryptHash(std::string_view password) {
-    return password.size() >= kCryptScheme.size() &&
-           strncasecmp(password.data(), kCryptScheme.data(), kCryptScheme.size()) == 0;
+    return StartsWithIgnoringCase(password, kCryptScheme);
 }
 
 std::string CopyAccount(const AccountDirectory &directory, const Candidate &account,

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_directory.h"
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
-
-#include <strings.h>
 
 #include <fmt/format.h>
 
@@ -167,9 +166,7 @@ Account AccountDirectory::NeedAccount(const AccountKind &kind, const std::string
     if (const Entry *entry = search.Next()) {
         for (const Attribute &attribute : entry->attributes) {
             for (std::string_view value : attribute.values) {
-                if (value.size() == name.size() &&
-                    strncasecmp(value.data(), name.data(), name.size()) == 0)
-                    account.name = value;
+                if (EqualIgnoringCase(value, name)) account.name = value;
             }
         }
     }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_record.h"
 
+#include "base/ascii.h"
 #include "tools/zafoldap/account_checks.h"
-
-#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
@@ -12,13 +11,9 @@ namespace zafo::cli {
 
 namespace {
 
-bool SameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
     const auto found = std::ranges::find_if(entry.attributes, [&](const Attribute &attribute) {
-        return SameName(attribute.name, name);
+        return EqualIgnoringCase(attribute.name, name);
     });
     return found == entry.attributes.end() ? nullptr : &*found;
 }

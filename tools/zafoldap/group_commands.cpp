@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // group list, show, add, edit and rename.
+#include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // id next, id pool show, id check and stat.
+#include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/check_steps.h"
 #include "tools/zafoldap/account_change.h"
@@ -48,7 +49,7 @@ class AccountReader {
         std::from_chars(text.data(), text.data() + text.size(), number);
         if (!text.empty()) accounts_.numbers.push_back(number);
         for (const Attribute &attribute : entry.attributes) {
-            if (Folded(attribute.name) != Folded(kind_.name_attr)) continue;
+            if (!EqualIgnoringCase(attribute.name, kind_.name_attr)) continue;
             for (std::string_view name : attribute.values)
                 TakeName(name, number);
         }

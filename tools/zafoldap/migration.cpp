@@ -2,6 +2,7 @@
 #include "tools/zafoldap/migration.h"
 
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_copy.h"

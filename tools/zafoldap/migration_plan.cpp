@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration_plan.h"
 
+#include "base/ascii.h"
 #include "tools/zafoldap/stale_membership.h"
 
 #include <fmt/format.h>

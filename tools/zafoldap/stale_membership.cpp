@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/stale_membership.h"
 
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_record.h"
-
-#include <strings.h>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -19,8 +19,7 @@ namespace {
 // Which of the attributes it is; its count: none.
 size_t IndexOf(std::string_view attribute) {
     size_t i = 0;
-    while (i < std::size(kMemberAttributes) &&
-           strcasecmp(std::string(attribute).c_str(), kMemberAttributes[i]) != 0)
+    while (i < std::size(kMemberAttributes) && !EqualIgnoringCase(attribute, kMemberAttributes[i]))
         ++i;
     return i;
 }
@@ -139,7 +138,7 @@ ListedValues ValuesNaming(const AccountDirectory &directory, const Account &grou
         if (index == std::size(kMemberAttributes)) continue;
         for (std::string_view value : attribute.values) {
             const std::string user = UserOfValue(index, value);
-            if (index == 0 ? user == name : Folded(user) == Folded(name))
+            if (index == 0 ? user == name : EqualIgnoringCase(user, name))
                 listed.of[index].emplace_back(value);
         }
     }

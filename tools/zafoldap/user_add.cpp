@@ -2,6 +2,7 @@
 //
 // user add. Everything that can be checked is checked before the entry is made; what fails
 // after that leaves the entry, and the message says how to finish.
+#include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"

@@ -2,6 +2,9 @@
 #include "tools/zafoldapbackup/missing_configuration.h"
 
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
+#include "base/directives.h"
+#include "base/dn.h"
 #include "base/server_account.h"
 #include "base/work_folder.h"
 #include "platform/crypt.h"
@@ -10,21 +13,18 @@
 #include "platform/ldap.h"
 #include "platform/szhash.h"
 #include "tools/backup/archive_format.h"
-#include "tools/backup/entry_scan.h"
 #include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
 
-#include <strings.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -35,7 +35,6 @@ namespace {
 
 constexpr int kPairs = 64;
 constexpr std::size_t kLongestPassword = 1024;
-constexpr std::size_t kLongestValue = 4096;
 constexpr std::size_t kLongestDn = 1023;  // the library's buffers
 constexpr std::size_t kLongestHash = 512;
 constexpr const char *kPasswordKey = "bindpw";
@@ -63,12 +62,6 @@ bool Exists(const std::string &path) {
 std::optional<std::string> CopyOf(const Contents &backup, std::string_view member) {
     const std::string *text = backup.Config(member);
     return text != nullptr ? std::optional(*text) : std::nullopt;
-}
-
-std::string ValueIn(const std::string &path, const char *key) {
-    std::array<char, kLongestValue> value{};
-    const int found = ZAFOLDAPInfoGetFromConf(path.c_str(), key, value.data(), value.size());
-    return found == 1 ? value.data() : "";
 }
 
 void Set(const Pairs &pairs, const char *key, const std::string &value) {
@@ -104,35 +97,23 @@ std::string RulesFor(const WorkFolder &work, const std::string &suffix) {
 
 // The administrator is below the suffix.
 bool IsAdminOf(const std::string &admin_dn, const std::string &suffix) {
-    return IsPlainDn(admin_dn) && ComparableDn(admin_dn).ends_with("," + ComparableDn(suffix));
+    return IsPlainDn(admin_dn) && IsBelow(admin_dn, suffix);
 }
 
-// Directives with the lines that continue them, blanks made one each.
-std::set<std::string> DirectivesIn(std::string_view text) {
-    std::set<std::string> found;
-    std::string current;
-    const auto take = [&] {
-        if (!current.empty() && current.front() != '#') found.insert(current);
-        current.clear();
-    };
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (line.empty() || std::isspace(static_cast<unsigned char>(line.front())) == 0) take();
-        for (const char c : line) {
-            const bool blank = std::isspace(static_cast<unsigned char>(c)) != 0;
-            if (!blank || (!current.empty() && current.back() != ' ')) current += blank ? ' ' : c;
-        }
-        if (!current.empty() && current.back() != ' ') current += ' ';
+// Keys and values, blanks between words made one each.
+std::set<std::pair<std::string, std::string>> DirectivesIn(std::string_view text) {
+    std::set<std::pair<std::string, std::string>> found;
+    const Directives directives(text);
+    for (const Directive &directive : directives.Lines()) {
+        if (!directive.key.empty()) found.emplace(directive.key, directive.Squeezed());
     }
-    take();
     return found;
 }
 
-bool IsGiven(const std::string &key) {
+bool IsGiven(std::string_view key) {
     constexpr std::array kGiven = {"suffix", "rootdn", "rootpw"};
-    return std::ranges::any_of(
-        kGiven, [&](const char *given) { return strcasecmp(key.c_str(), given) == 0; });
+    return std::ranges::any_of(kGiven,
+                               [&](const char *given) { return EqualIgnoringCase(key, given); });
 }
 
 // The pairs of a section of a file; nothing when there is none.
@@ -166,17 +147,13 @@ class SavedPassword {
 }  // namespace
 
 bool IsPlainDn(std::string_view dn) {
-    if (dn.empty() || dn.ends_with(',') || dn.size() > kLongestDn ||
-        dn.find_first_of("\"\\()*[];+#<>") != dn.npos)
+    if (dn.size() > kLongestDn || dn.find_first_of("\"\\()*[];+#<>") != dn.npos ||
+        std::ranges::any_of(dn, [](unsigned char c) { return c < ' ' || c == 0x7F; }))
         return false;
-    if (std::ranges::any_of(dn, [](unsigned char c) { return c < ' ' || c == 0x7F; })) return false;
-    while (!dn.empty()) {
-        const std::string_view rdn = dn.substr(0, dn.find(','));
-        const std::size_t equals = rdn.find('=');
-        if (equals == rdn.npos || equals == 0 || equals + 1 == rdn.size()) return false;
-        dn.remove_prefix(std::min(rdn.size() + 1, dn.size()));
-    }
-    return true;
+    const std::optional<std::vector<Rdn>> rdns = ParseDn(dn);
+    return rdns && !rdns->empty() && std::ranges::none_of(*rdns, [](const Rdn &rdn) {
+               return rdn.pairs.front().written.empty();
+           });
 }
 
 bool IsPasswordHash(std::string_view text) {
@@ -185,22 +162,20 @@ bool IsPasswordHash(std::string_view text) {
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789./$=,+-_";
     if (text.size() > kLongestHash) return false;
     for (const std::string_view scheme : kSchemes) {
-        if (text.size() > scheme.size() &&
-            strncasecmp(text.data(), scheme.data(), scheme.size()) == 0)
+        if (text.size() > scheme.size() && StartsWithIgnoringCase(text, scheme))
             return text.find_first_not_of(kCharacters, scheme.size()) == text.npos;
     }
     return false;
 }
 
 std::vector<std::string> DifferingDirectives(std::string_view text, std::string_view other) {
-    const std::set<std::string> ones = DirectivesIn(text);
-    const std::set<std::string> others = DirectivesIn(other);
-    std::vector<std::string> differing;
+    const auto ones = DirectivesIn(text);
+    const auto others = DirectivesIn(other);
+    std::vector<std::pair<std::string, std::string>> differing;
     std::ranges::set_symmetric_difference(ones, others, std::back_inserter(differing));
     std::vector<std::string> keys;
-    for (const std::string &directive : differing) {
-        const std::string key =
-            OneLine(directive.substr(0, std::min<std::size_t>(directive.find(' '), 40)));
+    for (const auto &[name, value] : differing) {
+        const std::string key = OneLine(name.substr(0, 40));
         if (!IsGiven(key) && std::ranges::find(keys, key) == keys.end()) keys.push_back(key);
     }
     return keys;
@@ -211,7 +186,7 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
     if (auto own = ReadConfiguration(kSlapdConf)) {
         slapd_conf_ = std::move(*own);
         suffix_ = ConfiguredSuffix();
-        admin_dn_ = ValueIn(kSlapdConf, "rootdn");
+        admin_dn_ = DirectiveOf(kSlapdConf, "rootdn");
         return;
     }
     missing_ = true;
@@ -229,8 +204,8 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
-    admin_dn_ = ValueIn(saved, "rootdn");
-    std::string hash = ValueIn(saved, "rootpw");
+    admin_dn_ = DirectiveOf(saved, "rootdn");
+    std::string hash = DirectiveOf(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
         throw JobError(Exit::kSystem,
                        "the suffix or the administrator's DN of the backup cannot be taken into a "

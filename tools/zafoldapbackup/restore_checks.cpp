@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/restore_checks.h"
 
-#include "tools/backup/entry_scan.h"
+#include "base/dn.h"
 #include "tools/backup/job_error.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
@@ -49,7 +49,7 @@ bool IsNewerSlapd(std::string_view version, std::string_view than) {
 }
 
 void CheckManifest(const Manifest &manifest, const std::string &suffix) {
-    if (ComparableDn(manifest.suffix) != ComparableDn(suffix))
+    if (!SameDn(manifest.suffix, suffix))
         throw JobError(Exit::kNotOurs, fmt::format("the backup is of {}, the server is for {}",
                                                    manifest.suffix, suffix));
     const std::string own = SlapdVersion();

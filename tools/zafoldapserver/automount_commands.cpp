@@ -2,6 +2,8 @@
 //
 // automount set and show: where the users' home folders are (zafoldap/home.h).
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
@@ -11,14 +13,9 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 
-#include "platform/ldap.h"
 #include "zafoldap/home.h"
 
-#include <strings.h>
-
 #include <fmt/format.h>
-
-#include <array>
 
 namespace zafo::cli {
 
@@ -36,21 +33,13 @@ void CheckExport(const std::string &host, const std::string &path) {
 
 // "auto_home" of "automountKey=*,automountMapName=auto_home,dc=example,dc=com".
 std::string MapOf(const std::string &dn) {
-    std::array<char, 1024> rdn{}, attribute{}, value{};
-    if (ZAFOLDAPRDNExtract(dn.c_str(), 2, rdn.data(), rdn.size()) != 0 ||
-        ZAFOLDAPRDNPairExtract(rdn.data(), attribute.data(), attribute.size(), value.data(),
-                               value.size()) != 0) {
-        return {};
-    }
-    return value.data();
+    const std::optional<std::vector<Rdn>> rdns = ParseDn(dn);
+    return rdns && rdns->size() > 1 ? std::string((*rdns)[1].pairs.front().written) : "";
 }
 
 std::string ValueOf(const Entry &entry, std::string_view name) {
     for (const Attribute &attribute : entry.attributes) {
-        if (attribute.name.size() == name.size() &&
-            strncasecmp(attribute.name.data(), name.data(), name.size()) == 0) {
-            return std::string(attribute.values.front());
-        }
+        if (EqualIgnoringCase(attribute.name, name)) return std::string(attribute.values.front());
     }
     return {};
 }

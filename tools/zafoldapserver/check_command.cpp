@@ -2,6 +2,7 @@
 //
 // check: a list for a person and for a monitor, whose ids stay the same.
 #include "base/appliance_paths.h"
+#include "base/directives.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_lock.h"

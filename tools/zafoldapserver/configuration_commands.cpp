@@ -2,13 +2,12 @@
 //
 // acl show and config show.
 #include "base/appliance_paths.h"
+#include "base/directives.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/slapd_conf.h"
-
-#include <strings.h>
 
 #include <fmt/format.h>
 
@@ -32,8 +31,8 @@ std::string_view Name(RulesState state) {
 // the server binds to another ("credentials=…").
 std::string Shown(const Directive &directive) {
     constexpr std::string_view kNotShown = "(not shown)", kMark = "credentials=";
-    if (strcasecmp(directive.key.c_str(), "rootpw") == 0) return std::string(kNotShown);
-    std::string value = directive.value;
+    if (directive.Is("rootpw")) return std::string(kNotShown);
+    std::string value = directive.Squeezed();
     for (size_t at = 0; (at = value.find(kMark, at)) != std::string::npos;) {
         at += kMark.size();
         const bool quoted = value.compare(at, 1, "\"") == 0;
@@ -86,8 +85,11 @@ int ShowConfiguration(Session &session) {
     NeedRoot(session);
     NeedServer();
     std::vector<Json> rows;
-    for (const Directive &directive : ParseDirectives(ReadOrFail(kSlapdConf)))
-        rows.push_back({{"key", directive.key}, {"value", Shown(directive)}});
+    const Directives configuration(ReadOrFail(kSlapdConf));
+    for (const Directive &directive : configuration.Lines()) {
+        if (!directive.key.empty())
+            rows.push_back({{"key", directive.key}, {"value", Shown(directive)}});
+    }
     PrintList(session.streams, session.document, kDirectiveFields, rows);
     return 0;
 }

@@ -2,13 +2,13 @@
 #include "tools/zafoldapserver/database_census.h"
 
 #include "base/appliance_paths.h"
-#include "tools/backup/entry_scan.h"
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "tools/zafoldapserver/stored_password.h"
 
 #include "platform/crypt.h"
 #include "platform/process.h"
 
-#include <strings.h>
 #include <sys/types.h>
 
 #include <algorithm>
@@ -20,10 +20,6 @@
 namespace zafo::cli {
 
 namespace {
-
-bool Same(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 std::string Decoded(std::string_view base64) {
     std::string bytes(base64.size() + 1, '\0');
@@ -68,7 +64,7 @@ void EntriesFound::Add(const std::string &dn) {
 
 CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question)) {
     if (!question_.administrator.empty())
-        question_.administrator = backup::ComparableDn(question_.administrator);
+        question_.administrator = ComparableDn(question_.administrator);
 }
 
 void CensusTaker::Line(std::string_view line) {
@@ -89,21 +85,21 @@ void CensusTaker::Take(std::string_view line) {
     const bool encoded = text.starts_with(':');
     text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
     const std::string value = encoded ? Decoded(text) : std::string(text);
-    if (Same(name, "dn")) {
+    if (EqualIgnoringCase(name, "dn")) {
         TakeDn(value);
-    } else if (Same(name, "objectClass")) {
-        user_ = user_ || Same(value, "posixAccount");
-        group_ = group_ || Same(value, "posixGroup");
-        pool_ = pool_ || Same(value, "sambaUnixIdPool");
-    } else if (Same(name, "cn")) {
+    } else if (EqualIgnoringCase(name, "objectClass")) {
+        user_ = user_ || EqualIgnoringCase(value, "posixAccount");
+        group_ = group_ || EqualIgnoringCase(value, "posixGroup");
+        pool_ = pool_ || EqualIgnoringCase(value, "sambaUnixIdPool");
+    } else if (EqualIgnoringCase(name, "cn")) {
         name_ = value;
-    } else if (Same(name, "userPassword")) {
+    } else if (EqualIgnoringCase(name, "userPassword")) {
         TakePassword(value);
-    } else if (Same(name, "uidNumber")) {
+    } else if (EqualIgnoringCase(name, "uidNumber")) {
         uid_ = NumberIn(value);
-    } else if (Same(name, "gidNumber")) {
+    } else if (EqualIgnoringCase(name, "gidNumber")) {
         gid_ = NumberIn(value);
-    } else if (Same(name, "entryCSN")) {
+    } else if (EqualIgnoringCase(name, "entryCSN")) {
         if (std::string id = ServerIdIn(value); !id.empty())
             census_.server_ids.insert(std::move(id));
     }
@@ -112,7 +108,7 @@ void CensusTaker::Take(std::string_view line) {
 void CensusTaker::TakeDn(const std::string &dn) {
     dn_ = dn;
     if (question_.dns.contains(dn)) census_.found.insert(dn);
-    if (!question_.administrator.empty() && backup::ComparableDn(dn) == question_.administrator)
+    if (!question_.administrator.empty() && ComparableDn(dn) == question_.administrator)
         census_.administrators.Add(dn);
 }
 
@@ -133,10 +129,10 @@ void CensusTaker::EndEntry() {
     if (group_) ++census_.groups;
     if (user_ && uid_) census_.uids.used.push_back(*uid_);
     if (group_ && gid_) census_.gids.used.push_back(*gid_);
-    if (pool_ && Same(name_, "MinID")) {
+    if (pool_ && EqualIgnoringCase(name_, "MinID")) {
         census_.uids.lowest = uid_;
         census_.gids.lowest = gid_;
-    } else if (pool_ && Same(name_, "MaxID")) {
+    } else if (pool_ && EqualIgnoringCase(name_, "MaxID")) {
         census_.uids.highest = uid_;
         census_.gids.highest = gid_;
     }

@@ -2,6 +2,7 @@
 //
 // The checks of the database: its space, the pool of numbers, who writes to it.
 #include "base/appliance_paths.h"
+#include "base/directives.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_checks.h"
 

@@ -2,9 +2,9 @@
 #include "tools/zafoldapserver/differences.h"
 
 #include "base/appliance_paths.h"
+#include "base/dn.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/server_names.h"
 
 #include "zafoldap/server.h"
 

@@ -2,9 +2,9 @@
 #include "tools/zafoldapserver/enable_checks.h"
 
 #include "base/appliance_paths.h"
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/server_names.h"
 
 #include "zafoldap/server.h"
 

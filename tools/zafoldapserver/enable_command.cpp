@@ -3,6 +3,8 @@
 // enable: everything that can be checked is checked first; what fails after that leaves something
 // behind, and the message says what and how to go on.
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
 #include "tools/cli/change_log.h"
@@ -50,7 +52,7 @@ struct Enabling {
 // A suffix that is this server's but for the case of letters is taken as it stands there.
 void ReadNames(const Session &session, Enabling &job) {
     job.wanted.suffix = CheckedSuffix(session.Argument("suffix"));
-    const bool same = SameDn(job.before.suffix, job.wanted.suffix);
+    const bool same = EqualIgnoringCase(job.before.suffix, job.wanted.suffix);
     if (same) job.wanted.suffix = job.before.suffix;
     const std::string *given = session.invocation.Find("admin-dn");
     if (given != nullptr) {

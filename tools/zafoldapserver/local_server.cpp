@@ -2,7 +2,8 @@
 #include "tools/zafoldapserver/local_server.h"
 
 #include "base/appliance_paths.h"
-#include "tools/zafoldapserver/slapd_conf.h"
+#include "base/directives.h"
+#include "base/listen_urls.h"
 
 #include "platform/file.h"
 #include "platform/process.h"
@@ -22,30 +23,8 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view kListenDefault = "ldap:/// ldaps:///";
 constexpr int kLdapPort = 389;
 constexpr int kLdapsPort = 636;
-
-std::optional<ListenAddress> ParseOne(const std::string &url) {
-    const size_t slashes = url.find("://");
-    if (slashes == std::string::npos) return std::nullopt;
-    ListenAddress address{.url = url};
-    const std::string scheme = url.substr(0, slashes);
-    if (scheme != "ldap" && scheme != "ldaps") return std::nullopt;
-    address.tls = scheme == "ldaps";
-    address.port = address.tls ? kLdapsPort : kLdapPort;
-    std::string rest = url.substr(slashes + 3);
-    rest.resize(std::min(rest.find('/'), rest.size()));
-    const size_t colon =
-        rest.find(':', rest.starts_with('[') ? std::min(rest.find(']'), rest.size()) : 0);
-    if (colon != std::string::npos) {
-        std::from_chars(rest.data() + colon + 1, rest.data() + rest.size(), address.port);
-        rest.resize(colon);
-    }
-    if (rest.starts_with('[') && rest.ends_with(']')) rest = rest.substr(1, rest.size() - 2);
-    address.host = rest == "*" ? "" : rest;
-    return address;
-}
 
 }  // namespace
 
@@ -73,24 +52,34 @@ LocalServer NeedServer() {
     return server;
 }
 
-std::vector<ListenAddress> ParseListen(std::string_view urls) {
-    std::vector<ListenAddress> addresses;
-    std::istringstream words{std::string(urls)};
-    for (std::string url; words >> url;) {
-        if (std::optional<ListenAddress> address = ParseOne(url))
-            addresses.push_back(std::move(*address));
+std::optional<ListenAddress> ParseListenUrl(const std::string &url) {
+    const size_t slashes = url.find("://");
+    if (slashes == std::string::npos) return std::nullopt;
+    ListenAddress address{.url = url};
+    const std::string scheme = url.substr(0, slashes);
+    if (scheme != "ldap" && scheme != "ldaps") return std::nullopt;
+    address.tls = scheme == "ldaps";
+    address.port = address.tls ? kLdapsPort : kLdapPort;
+    std::string rest = url.substr(slashes + 3);
+    rest.resize(std::min(rest.find('/'), rest.size()));
+    const size_t colon =
+        rest.find(':', rest.starts_with('[') ? std::min(rest.find(']'), rest.size()) : 0);
+    if (colon != std::string::npos) {
+        std::from_chars(rest.data() + colon + 1, rest.data() + rest.size(), address.port);
+        rest.resize(colon);
     }
-    return addresses;
+    if (rest.starts_with('[') && rest.ends_with(']')) rest = rest.substr(1, rest.size() - 2);
+    address.host = rest == "*" ? "" : rest;
+    return address;
 }
 
 std::vector<ListenAddress> ListenAddresses() {
-    const std::unique_ptr<QLIBSZHASH, void (*)(QLIBSZHASH *)> pairs(QLIBCSzHashAlloc(16),
-                                                                    QLIBCSzHashFree);
-    if (!pairs) throw std::bad_alloc();
-    QLIBCFileGetPair(kServiceDefaults, pairs.get());
-    QLIBCFileGetPair(kServiceSettings, pairs.get());
-    const char *listen = QLIBCSzHashGetValue(pairs.get(), "listen");
-    return ParseListen(listen != nullptr ? listen : kListenDefault);
+    std::vector<ListenAddress> addresses;
+    for (const std::string &url : ListenUrls({kServiceSettings, kServiceDefaults})) {
+        if (std::optional<ListenAddress> address = ParseListenUrl(url))
+            addresses.push_back(std::move(*address));
+    }
+    return addresses;
 }
 
 int StartTlsPort() {

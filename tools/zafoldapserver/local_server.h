@@ -35,7 +35,7 @@ LocalServer LookAtServer();
 // Throws Failure ("server_not_set_up").
 LocalServer NeedServer();
 
-// A URL that the server listens on; "ldapi" and others that have no port are left out.
+// A URL that the server listens on.
 struct ListenAddress {
     std::string url = {};
     std::string host = {};  // empty: all addresses of the machine
@@ -43,7 +43,8 @@ struct ListenAddress {
     bool tls = false;  // from the first byte
 };
 
-std::vector<ListenAddress> ParseListen(std::string_view urls);
+// Nothing for "ldapi" and others that have no port.
+std::optional<ListenAddress> ParseListenUrl(const std::string &url);
 std::vector<ListenAddress> ListenAddresses();
 
 // The port for clear text and StartTLS; 0: there is none.

@@ -3,6 +3,7 @@
 // The group that the access rules give the right to write to: that it is there, and that nobody waits
 // in it for a name to be given out.
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/saved_connection.h"
@@ -71,7 +72,7 @@ class OperatorGroup {
         }
         std::erase_if(names, [&](const std::string &name) {
             return std::ranges::any_of(
-                found_, [&](const std::string &user) { return Folded(user) == Folded(name); });
+                found_, [&](const std::string &user) { return EqualIgnoringCase(user, name); });
         });
         return names;
     }

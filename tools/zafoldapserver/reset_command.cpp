@@ -2,6 +2,7 @@
 //
 // reset: the one command that deletes accounts by the thousand.
 #include "base/appliance_paths.h"
+#include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
@@ -9,7 +10,6 @@
 #include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_names.h"
 
 #include "platform/error.h"
 #include "platform/service.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // restore: the directory as a backup has it, in place of the one that there is.
+#include "base/dn.h"
 #include "tools/backup/confirmed_backup.h"
 #include "tools/backup/job_error.h"
 #include "tools/backup/job_lock.h"
@@ -13,7 +14,6 @@
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "tools/zafoldapserver/server_names.h"
 
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"

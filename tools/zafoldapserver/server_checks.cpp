@@ -4,9 +4,9 @@
 #include "tools/zafoldapserver/server_checks.h"
 
 #include "base/appliance_paths.h"
+#include "base/dn.h"
 #include "base/proc_file.h"
 #include "tools/cli/saved_connection.h"
-#include "tools/zafoldapserver/server_names.h"
 
 #include <fmt/format.h>
 

@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/server_names.h"
 
+#include "base/ascii.h"
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/failure.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/secret.h"
 
-#include <strings.h>
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <vector>
 
 namespace zafo::cli {
@@ -29,38 +28,24 @@ constexpr size_t kShortestPassword = 8;
 constexpr std::array<std::string_view, 7> kSuffixAttributes = {"dc", "o",  "ou", "c",
                                                                "l",  "st", "cn"};
 
-struct Rdn {
+struct PlainRdn {
     std::string attribute;
-    std::string value;
+    std::string_view value;
 };
 
-std::string_view Trimmed(std::string_view text) {
-    while (text.starts_with(' '))
-        text.remove_prefix(1);
-    while (text.ends_with(' '))
-        text.remove_suffix(1);
-    return text;
-}
-
-// Of a DN without faults and without escapes.
-std::vector<Rdn> Split(std::string_view dn) {
-    std::vector<Rdn> rdns;
-    while (!dn.empty()) {
-        const std::string_view one = dn.substr(0, dn.find(','));
-        dn.remove_prefix(std::min(one.size() + 1, dn.size()));
-        const size_t equals = one.find('=');
-        Rdn rdn{std::string(Trimmed(one.substr(0, equals))),
-                std::string(Trimmed(one.substr(equals + 1)))};
-        std::ranges::transform(rdn.attribute, rdn.attribute.begin(),
-                               [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        rdns.push_back(std::move(rdn));
+// Of a DN without faults, whose RDNs have one attribute each.
+std::vector<PlainRdn> PlainRdns(std::string_view dn) {
+    std::vector<PlainRdn> plain;
+    for (const Rdn &rdn : ParseDn(dn).value_or(std::vector<Rdn>())) {
+        const DnPair &pair = rdn.pairs.front();
+        plain.push_back({Folded(pair.attribute), pair.written});
     }
-    return rdns;
+    return plain;
 }
 
-std::string Joined(const std::vector<Rdn> &rdns) {
+std::string Joined(const std::vector<PlainRdn> &rdns) {
     std::string dn;
-    for (const Rdn &rdn : rdns)
+    for (const PlainRdn &rdn : rdns)
         dn += fmt::format("{}{}={}", dn.empty() ? "" : ",", rdn.attribute, rdn.value);
     return dn;
 }
@@ -74,20 +59,21 @@ const char *CharacterFault(std::string_view dn) {
     return nullptr;
 }
 
-const char *ValueFault(const std::vector<Rdn> &rdns) {
-    const bool empty = std::ranges::any_of(rdns, [](const Rdn &rdn) { return rdn.value.empty(); });
+const char *ValueFault(const std::vector<PlainRdn> &rdns) {
+    const bool empty =
+        std::ranges::any_of(rdns, [](const PlainRdn &rdn) { return rdn.value.empty(); });
     return empty ? "one of its parts has no value" : nullptr;
 }
 
-const char *SuffixFault(const std::vector<Rdn> &rdns) {
-    const Rdn &first = rdns.front();
+const char *SuffixFault(const std::vector<PlainRdn> &rdns) {
+    const PlainRdn &first = rdns.front();
     if (first.attribute != "dc") return "it does not begin with \"dc=\"";
     if (const char *fault = ValueFault(rdns)) return fault;
     if (!std::ranges::all_of(first.value, [](unsigned char c) { return c < 0x80; }))
         return "a domain component has ASCII characters only";
     if (first.value.size() > kLongestComponent)
         return "a domain component has at most 63 characters";
-    for (const Rdn &rdn : rdns) {
+    for (const PlainRdn &rdn : rdns) {
         if (std::ranges::count(kSuffixAttributes, rdn.attribute) == 0)
             return "its parts must be dc, o, ou, c, l, st or cn";
     }
@@ -105,7 +91,7 @@ std::string CheckedSuffix(const std::string &text) {
     if (text.empty()) Refuse("suffix_bad", "\"\"", "it is empty");
     if (const char *fault = CharacterFault(text)) Refuse("suffix_bad", text, fault);
     CheckDn(text);
-    const std::vector<Rdn> rdns = Split(text);
+    const std::vector<PlainRdn> rdns = PlainRdns(text);
     if (const char *fault = SuffixFault(rdns)) Refuse("suffix_bad", text, fault);
     return Joined(rdns);
 }
@@ -114,25 +100,18 @@ std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
     const auto refuse = [&](const char *reason) { Refuse("admin_dn_bad", text, reason, suffix); };
     if (const char *fault = CharacterFault(text)) refuse(fault);
     CheckDn(text);
-    const std::vector<Rdn> rdns = Split(text);
+    std::vector<PlainRdn> rdns = PlainRdns(text);
     if (const char *fault = ValueFault(rdns)) refuse(fault);
-    const std::string dn = Joined(rdns);
-    if (dn.size() > kLongestDn) refuse("it is longer than 1023 bytes");
-    const std::string below = "," + suffix;
-    if (dn.size() <= below.size() || !SameDn(dn.substr(dn.size() - below.size()), below))
-        refuse("it is not below the suffix");
+    if (!IsBelow(text, suffix)) refuse("it is not below the suffix");
     for (const char *accounts : {"cn=users,", "cn=groups,"}) {
-        const std::string container = "," + (accounts + suffix);
-        if (dn.size() > container.size() &&
-            SameDn(dn.substr(dn.size() - container.size()), container))
+        if (IsBelow(text, accounts + suffix))
             refuse(
                 "operators add accounts there, and nobody may add one with the administrator's DN");
     }
-    return dn.substr(0, dn.size() - below.size()) + below;
-}
-
-bool SameDn(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+    rdns.resize(rdns.size() - PlainRdns(suffix).size());
+    std::string dn = Joined(rdns) + "," + suffix;
+    if (dn.size() > kLongestDn) refuse("it is longer than 1023 bytes");
+    return dn;
 }
 
 void CheckServerPassword(const std::string &password) {

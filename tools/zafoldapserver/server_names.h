@@ -18,9 +18,6 @@ std::string CheckedSuffix(const std::string &text);
 // ("admin_dn_bad", "bad_dn").
 std::string CheckedAdminDn(const std::string &text, const std::string &suffix);
 
-// Whether two DNs differ at most in the case of letters.
-bool SameDn(std::string_view a, std::string_view b);
-
 // Throws Failure ("server_password") for what the administrator's password must not be.
 void CheckServerPassword(const std::string &password);
 

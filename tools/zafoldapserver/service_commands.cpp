@@ -2,6 +2,7 @@
 //
 // start, stop, restart and status.
 #include "base/appliance_paths.h"
+#include "base/directives.h"
 #include "base/proc_file.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"

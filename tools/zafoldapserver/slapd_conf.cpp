@@ -2,6 +2,7 @@
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include "base/appliance_paths.h"
+#include "base/directives.h"
 
 #include "platform/ldap.h"
 #include "platform/process.h"
@@ -26,17 +27,6 @@ namespace zafo::cli {
 namespace {
 
 constexpr const char *kSlaptest = "/usr/sbin/slaptest";
-constexpr size_t kLongestValue = 4096;
-
-bool IsBlank(char c) {
-    return c == ' ' || c == '\t';
-}
-
-// Case does not count in directives.
-bool IsKey(std::string_view key, std::string_view wanted) {
-    return key.size() == wanted.size() &&
-           strncasecmp(key.data(), wanted.data(), wanted.size()) == 0;
-}
 
 void WriteTextFile(const std::string &path, std::string_view text) {
     std::ofstream file(path);
@@ -46,60 +36,7 @@ void WriteTextFile(const std::string &path, std::string_view text) {
         throw OwnFailure("folder_unwritable", {.subject = path, .reason = std::strerror(errno)});
 }
 
-// The lines of a text, those of one directive together.
-std::vector<std::string> LogicalLines(std::string_view text) {
-    std::vector<std::string> lines;
-    std::istringstream stream{std::string(text)};
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.empty() && IsBlank(line.front()) && !lines.empty()) {
-            lines.back().append("\n").append(line);
-        } else {
-            lines.push_back(line);
-        }
-    }
-    return lines;
-}
-
-// A configuration, each of its directives as `replace` gives it.
-template <typename Replace>
-std::string WithReplaced(std::string_view text, Replace replace) {
-    std::string result;
-    for (const std::string &line : LogicalLines(text)) {
-        const std::vector<Directive> directives = ParseDirectives(line);
-        result += directives.empty() ? line : replace(directives.front(), line);
-        result += '\n';
-    }
-    return result;
-}
-
 }  // namespace
-
-std::vector<Directive> ParseDirectives(std::string_view text) {
-    std::vector<Directive> directives;
-    for (const std::string &line : LogicalLines(text)) {
-        if (line.empty() || line.front() == '#' || IsBlank(line.front())) continue;
-        const size_t end = std::min(line.find_first_of(" \t\n"), line.size());
-        Directive directive{line.substr(0, end), {}};
-        bool gap = false;
-        for (const char c : std::string_view(line).substr(end)) {
-            if (IsBlank(c) || c == '\n') {
-                gap = true;
-                continue;
-            }
-            if (gap && !directive.value.empty()) directive.value += ' ';
-            gap = false;
-            directive.value += c;
-        }
-        directives.push_back(std::move(directive));
-    }
-    return directives;
-}
-
-std::string DirectiveOf(const std::string &path, const char *key) {
-    std::array<char, kLongestValue> value{};
-    const int found = ZAFOLDAPInfoGetFromConf(path.c_str(), key, value.data(), value.size());
-    return found == 1 ? value.data() : "";
-}
 
 std::optional<std::string> ReadTextFile(const std::string &path) {
     std::ifstream file(path);
@@ -161,11 +98,11 @@ std::optional<std::string> Staging::Test(Streams &streams, const std::string &co
     mkdir(data.c_str(), 0700);
     WriteTextFile(Path("slapd-acls.conf"), rules);
     WriteTextFile(Path("slapd.conf"),
-                  WithReplaced(configuration, [&](const Directive &one, const std::string &line) {
-                      if (IsKey(one.key, "include") && one.value == kAccessRules)
-                          return "include " + Path("slapd-acls.conf");
-                      if (IsKey(one.key, "directory")) return "directory " + data;
-                      return line;
+                  Directives(configuration).Rewritten([&](const Directive &directive) {
+                      if (directive.Is("include") && directive.Unquoted() == kAccessRules)
+                          return "include " + Path("slapd-acls.conf") + "\n";
+                      if (directive.Is("directory")) return "directory " + data + "\n";
+                      return directive.text;
                   }));
     std::optional<std::string> words = FaultOfConfiguration(streams, Path("slapd.conf"));
     for (size_t at = 0; words && (at = words->find(folder_.Path())) != std::string::npos;)
@@ -175,9 +112,10 @@ std::optional<std::string> Staging::Test(Streams &streams, const std::string &co
 
 bool SameConfiguration(std::string_view a, std::string_view b) {
     const auto without_password = [](std::string_view text) {
-        return WithReplaced(text, [](const Directive &one, const std::string &line) {
-            return IsKey(one.key, "rootpw") ? one.key : line;
+        std::string rest = Directives(text).Rewritten([](const Directive &directive) {
+            return directive.Is("rootpw") ? directive.key + "\n" : directive.text;
         });
+        return rest.ends_with('\n') ? rest : rest + "\n";
     };
     return without_password(a) == without_password(b);
 }

@@ -10,20 +10,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace zafo::cli {
-
-struct Directive {
-    std::string key;
-    std::string value;  // as written, continuation lines joined with a blank
-};
-
-// The directives of a configuration text, comments left out.
-std::vector<Directive> ParseDirectives(std::string_view text);
-
-// One value of a configuration file; empty: it has none, or cannot be read.
-std::string DirectiveOf(const std::string &path, const char *key);
 
 // A whole text file; nothing when it cannot be read.
 std::optional<std::string> ReadTextFile(const std::string &path);

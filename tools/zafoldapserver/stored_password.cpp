@@ -3,8 +3,7 @@
 // The bounds are those of the server's own configuration: five digits of rounds of SHA-2 crypt, a cost of 10 of bcrypt, the
 // parameters "j9T" of yescrypt (crypt(5)).
 #include "tools/zafoldapserver/stored_password.h"
-
-#include <strings.h>
+#include "base/ascii.h"
 
 #include <algorithm>
 
@@ -18,10 +17,6 @@ constexpr std::string_view kSchemes[] = {
     "{CRYPT}",  "{SSHA}",   "{SHA}",    "{SMD5}",    "{MD5}",     "{SASL}",    "{UNIX}", "{ARGON2}",
     "{SHA256}", "{SHA384}", "{SHA512}", "{SSHA256}", "{SSHA384}", "{SSHA512}", "{PBKDF2"};
 constexpr size_t kMostDigitsOfRounds = 5;
-
-bool StartsWith(std::string_view text, std::string_view head) {
-    return text.size() >= head.size() && strncasecmp(text.data(), head.data(), head.size()) == 0;
-}
 
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -61,7 +56,7 @@ bool IsCostlyCrypt(std::string_view hash) {
 
 StoredPassword KindOf(std::string_view value) {
     const auto scheme = std::ranges::find_if(
-        kSchemes, [&](std::string_view one) { return StartsWith(value, one); });
+        kSchemes, [&](std::string_view one) { return StartsWithIgnoringCase(value, one); });
     if (scheme == std::end(kSchemes)) return StoredPassword::kClear;
     const bool crypt = scheme == std::begin(kSchemes);
     return crypt && IsCostlyCrypt(value.substr(scheme->size())) ? StoredPassword::kCostly
