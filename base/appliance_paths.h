@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where the appliance keeps what, for everything that names the same file twice
-// (zafoldap/server.h, zafoldap/backup.h, platform/*.h).
+// Paths of the appliance that more than one file uses (zafoldap/server.h, zafoldap/backup.h,
+// platform/*.h).
 #pragma once
 
 namespace zafo {
@@ -54,7 +54,7 @@ inline constexpr const char *kBackupCommand =
 // Written by the backup program: "key=value" lines.
 inline constexpr const char *kProgressFile = "/var/log/zafoldap.progress";
 
-// --- OpenLDAP's tools and openssl, behind the tool front --------------------------------------
+// --- Tools: links to the tool front -----------------------------------------------------------
 
 inline constexpr const char *kLdapsearch = "/usr/zafo/bin/ldapsearch";
 inline constexpr const char *kSlapadd = "/usr/zafo/bin/slapadd";

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kMostLinks = 40;
 
-// The name behind symbolic links, also when nothing stands there yet.
+// Where symbolic links lead, whether or not that exists yet.
 std::string FollowLinks(const std::string &path) {
     fs::path real(path);
     std::error_code error;

@@ -18,9 +18,10 @@ namespace zafo {
 // What AtomicFile adds to a file's name.
 inline constexpr const char *kNewSuffix = ".new";
 
-// A file under construction, "PATH.new", mode 0600; removed with its owner unless it was committed.
-// Keeping other writers away is the caller's affair: what stands under that name was left by a
-// killed one, and is removed. The first failure is kept; what is asked for after it does nothing.
+// A new version of a file, written to "PATH.new" with mode 0600 and removed by the destructor
+// unless it was committed. The caller makes sure that there is one writer at a time: a "PATH.new"
+// that exists was left by a killed writer and is replaced. The first error sticks: later calls do
+// nothing, and Commit returns it.
 class AtomicFile {
   public:
     explicit AtomicFile(std::string path, const char *suffix = kNewSuffix);
@@ -30,14 +31,15 @@ class AtomicFile {
 
     void Write(std::string_view text);
     void SetMode(mode_t mode);
-    // Where the caller may give files away. Before SetMode: it clears bits of the mode.
+    // Not an error where the caller may not give files away. Call it before SetMode: it clears the
+    // set-user-ID bits.
     void SetOwner(uid_t user, gid_t group);
-    // Mode 0640 for the group's members, where the caller may give files to the group.
+    // Gives the file to the group with mode 0640, where the caller may.
     void LetRead(gid_t group);
 
     // Replaces the file. The new text is on the disk when this returns.
     int Commit();
-    // The same for a file that need not survive a loss of power.
+    // Replaces it without syncing, for a file that need not survive a loss of power.
     int CommitUnsynced();
 
   private:
@@ -49,28 +51,27 @@ class AtomicFile {
     int error_ = 0;
 };
 
-// The content of a file, or the names in a folder, are on the disk.
+// fsync(2) by path: a file's content, a folder's names.
 int SyncFile(const std::string &path);
 int SyncFolder(const std::string &folder);
 int SyncFolderOf(const std::string &path);
 
-// Puts `text` in the place of a file that exists, whose owner and mode stay; symbolic links to it
-// are followed.
+// Replaces the text of an existing file and keeps its owner and mode. Follows symbolic links.
 int ReplaceWhole(const std::string &path, std::string_view text);
 
-// The right to replace one file: a lock on "FILE.lock", which stays behind, and
-// the file's real name when it is reached through symbolic links. Processes and
-// threads wait for each other; readers need no lock.
+// The right to replace one file: a lock on "FILE.lock", which is never removed, and the file's real
+// name if it is reached through symbolic links. Processes and threads wait for each other; readers
+// need no lock.
 class FileUpdate {
   public:
     // Waits for the lock. On failure Error() is not 0.
     explicit FileUpdate(const std::string &path);
 
-    // Takes part in a lock that another process holds and has passed on: the file is free when
-    // both have let go.
+    // Shares a lock that another process holds and has passed on: it is released when both have
+    // closed it.
     FileUpdate(const std::string &path, UniqueFd lock);
 
-    // For a child that takes part.
+    // For a child that shares the lock.
     int Lock() const { return lock_.Get(); }
 
     int Error() const { return error_; }

@@ -14,9 +14,9 @@
 
 namespace zafo {
 
-// What a child starts with. No signal is blocked, ignored or handled there; its descriptors are
-// what the caller's that are not close-on-exec become through these functions, in the order of the
-// calls. Each throws std::bad_alloc.
+// How a child is set up. It starts with default signal handling and no signal blocked. It inherits
+// the descriptors that are not close-on-exec, changed by the functions below in the order of the
+// calls. Each of them throws std::bad_alloc.
 class Spawner {
   public:
     Spawner();
@@ -45,13 +45,13 @@ class Spawner {
     posix_spawnattr_t attributes_;
 };
 
-// The interface of exec: NULL at the end, pointers that it does not write through, into `words`.
+// What exec(3) takes: pointers into `words`, which it does not write through, and NULL.
 std::vector<char *> ArgumentVector(const std::vector<std::string> &words);
 
 // The wait status of a child; nothing when somebody else has reaped it.
 std::optional<int> AwaitChild(pid_t pid);
 
-// As a shell has it: 128 and the number of the signal that ended the child.
+// As in a shell: 128 plus the number of the signal if one ended the child.
 int ExitCodeOf(int wait_status);
 
 }  // namespace zafo

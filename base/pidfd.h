@@ -9,8 +9,8 @@
 
 namespace zafo {
 
-// Stands for one process whatever becomes of its number, and is readable when that has ended.
-// Closed, with errno, when there is none to be had.
+// Refers to this process even if its number is reused, and polls readable once it has ended. Not
+// open, with errno set, on failure.
 inline UniqueFd OpenPidfd(pid_t pid) {
     return UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
 }

@@ -12,10 +12,10 @@ struct Pipe {
     UniqueFd writer;
 };
 
-// Both ends close-on-exec, and above the numbers that a child's standard descriptors have: where
-// the caller has closed its own they would be in the way. Nothing, with errno, when there is none
-// to be had. A pipe of 1 MiB, where the system allows it: large answers then need fewer switches
-// between writer and reader.
+// Both ends are close-on-exec and above the standard descriptors: in a caller that has closed its
+// own, they would otherwise clash with the child's. The pipe holds 1 MiB where the system allows
+// it, so that large answers need fewer switches between writer and reader. Nothing, with errno, on
+// failure.
 std::optional<Pipe> OpenPipe();
 
 }  // namespace zafo

@@ -10,7 +10,7 @@
 
 namespace zafo {
 
-// One process and no other: its number alone is given again.
+// Identifies one process for good; a pid alone is reused.
 struct ProcessId {
     pid_t pid = 0;
     unsigned long long started = 0;  // in clock ticks since the system started
@@ -20,10 +20,10 @@ struct ProcessId {
     bool operator==(const ProcessId &) const = default;
 };
 
-// Nothing when there is no such process, or it has ended.
+// Nothing if there is no such process, or it has ended and is a zombie.
 std::optional<ProcessId> LivingProcess(pid_t pid);
 
-// When the process began; nothing when that cannot be seen.
+// When the process started; nothing if it does not live.
 std::optional<std::time_t> StartTimeOf(pid_t pid);
 
 }  // namespace zafo

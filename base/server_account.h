@@ -11,7 +11,7 @@ namespace zafo {
 // the system has them; else it runs as who starts it.
 inline constexpr char kServerAccount[] = "openldap";
 
-// The group that the server reads its files with; nothing where there is none.
+// The group that the server reads its files with; nothing if the system does not have it.
 std::optional<gid_t> ServerGroup();
 
 }  // namespace zafo

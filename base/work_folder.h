@@ -6,8 +6,7 @@
 
 namespace zafo {
 
-// A folder of this process's own, "/tmp/NAME.XXXXXX", mode 0700: goes with its owner, and with all
-// that it holds.
+// A private folder "/tmp/NAME.XXXXXX", mode 0700, removed with all its contents by the destructor.
 class WorkFolder {
   public:
     explicit WorkFolder(const char *name);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Recovery from a restore that was cut off: afterwards the old or the restored entries are in
-// place, whole, and nothing else is left of it.
+// Recovery from an interrupted restore. Afterwards either the old or the restored entries are in
+// place, complete, and no other trace of the restore is left.
 //
 // A restore (RestoreJob) goes through these states. Each is on the disk before the next one begins.
-// `data` and `spare` are the two folders (places.h), "old" has the entries of before, "new" the
+// `data` and `spare` are the two folders (places.h); "old" holds the previous entries, "new" the
 // restored ones. In the states in brackets the server is stopped.
 //
 //     state        data  spare  journal    what a kill there leaves is recovered by
@@ -24,7 +24,7 @@
 //       | RemoveFolder: RestoreJob::RemoveOld
 //     Idle         new   -      -
 //
-// A failure after Announced leads back, by UndoRestore; after a kill so does Apply:
+// A failure after Announced leads back through UndoRestore; after a kill, Apply does the same:
 //
 //     Swapped, Starting
 //       | WriteDurably: PutBack
@@ -36,10 +36,11 @@
 //       | StartAgain, RemoveFolder: UndoRestore
 //     Idle         old   -      -
 //
-// Where the disk has no room for "undo" the journal stays as it was: data decides. The verdict on
-// what is found is Judge's (recovery_verdict.h). It also judges what is none of these, folders that
-// the journal does not know or a journal that cannot be read: a database that holds the suffix's
-// entry stays, else a person must look. A "*.part" is a file of which the writer was killed.
+// If the disk has no room for "undo", the journal stays as it was and `data` decides. Judge
+// (recovery_verdict.h) gives the verdict on what is found. It also covers what matches none of
+// these states, such as folders that the journal does not name or an unreadable journal: a database
+// that holds the suffix's entry stays, otherwise an operator must look. A "*.part" file was left by
+// a killed writer and is removed.
 #pragma once
 
 #include "tools/restore/recovery_verdict.h"
