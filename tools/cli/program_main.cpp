@@ -4,6 +4,7 @@
 #include "tools/cli/help.h"
 #include "tools/cli/leftover_files.h"
 
+#include <signal.h>
 #include <syslog.h>
 
 #include <fmt/format.h>
@@ -70,6 +71,7 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
 int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
+    signal(SIGXFSZ, SIG_IGN);  // a file beyond the limit is an error of its write, which is told
     RemoveLeftoverFiles();
     Streams streams;
     JsonDocument document(streams);
