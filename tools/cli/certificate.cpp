@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/certificate.h"
 
-#include "platform/process.h"
+#include "tools/cli/tool_run.h"
 
 #include <arpa/inet.h>
 #include <strings.h>
@@ -11,7 +11,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <string_view>
 #include <vector>
@@ -38,17 +37,6 @@ bool IsAddress(const std::string &host) {
            inet_pton(AF_INET, host.c_str(), &four) == 1;
 }
 
-std::string ReadAll(FILE *stream) {
-    constexpr size_t kMost = 1 << 20;
-    std::string text;
-    char buffer[4096];
-    size_t n = 0;
-    while (text.size() < kMost && (n = fread(buffer, 1, sizeof buffer, stream)) > 0) {
-        text.append(buffer, n);
-    }
-    return text;
-}
-
 std::optional<std::time_t> DateAfter(std::string_view text, std::string_view mark) {
     std::tm when{};
     if (strptime(After(text, mark).c_str(), "%b %d %H:%M:%S %Y", &when) == nullptr)
@@ -71,13 +59,10 @@ std::vector<Certificate> ChainIn(std::string_view output) {
 }
 
 // Standard output of openssl; nothing when it cannot be started.
-std::optional<std::string> RunOpenssl(std::vector<const char *> argv) {
-    argv.push_back(nullptr);
-    FILE *stream = QLIBCPopenv(kOpenssl, "r", const_cast<char *const *>(argv.data()));
-    if (stream == nullptr) return std::nullopt;
-    std::string output = ReadAll(stream);
-    QLIBCPclose(stream);
-    return output;
+std::optional<std::string> RunOpenssl(std::vector<std::string> words) {
+    words.insert(words.begin(), kOpenssl);
+    std::optional<ToolRun> run = RunTool(words);
+    return run ? std::optional(std::move(run->output)) : std::nullopt;
 }
 
 // A host name or an address; empty for names of other kinds.
@@ -147,13 +132,12 @@ std::optional<CertificateReport> AskForCertificate(const std::string &host, int 
     const bool six = literal && host.find(':') != std::string::npos;
     const std::string address =
         fmt::format("{}{}{}:{}", six ? "[" : "", host, six ? "]" : "", port);
-    std::vector<const char *> argv = {kOpenssl,        "s_client",
-                                      "-showcerts",    "-connect",
-                                      address.c_str(), literal ? "-verify_ip" : "-verify_hostname",
-                                      host.c_str()};
-    if (start_tls) argv.insert(argv.end(), {"-starttls", "ldap"});
-    if (access(kAuthority, R_OK) == 0) argv.insert(argv.end(), {"-CAfile", kAuthority});
-    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    std::vector<std::string> words = {
+        "s_client", "-showcerts", "-connect", address, literal ? "-verify_ip" : "-verify_hostname",
+        host};
+    if (start_tls) words.insert(words.end(), {"-starttls", "ldap"});
+    if (access(kAuthority, R_OK) == 0) words.insert(words.end(), {"-CAfile", kAuthority});
+    const std::optional<std::string> output = RunOpenssl(std::move(words));
     if (!output) return std::nullopt;
     std::optional<CertificateReport> report = ParseCertificateReport(*output);
     if (report && !report->chain.empty()) report->chain.front().names = NamesInText(*output);
@@ -167,21 +151,25 @@ std::optional<Certificate> ParseCertificate(const std::string &output) {
 }
 
 std::optional<Certificate> ReadCertificateFile(const std::string &path) {
-    std::error_code error;  // openssl would wait for the other end of a pipe
-    if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+    // openssl would wait for the other end of a pipe, and takes minutes over megabytes of nonsense.
+    constexpr std::uintmax_t kMost = 1 << 20;
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error) ||
+        std::filesystem::file_size(path, error) > kMost)
+        return std::nullopt;
     const std::optional<std::string> output =
-        RunOpenssl({kOpenssl, "x509", "-noout", "-subject", "-issuer", "-enddate", "-ext",
-                    "subjectAltName", "-in", path.c_str()});
+        RunOpenssl({"x509", "-noout", "-subject", "-issuer", "-enddate", "-ext", "subjectAltName",
+                    "-in", path});
     return output ? ParseCertificate(*output) : std::nullopt;
 }
 
 std::string VerdictOnCertificateFile(Streams &streams, const std::string &path) {
-    std::vector<const char *> argv = {kOpenssl,     "verify",     "-no_check_time",
-                                      "-untrusted", path.c_str(), path.c_str()};
+    std::vector<std::string> words = {"verify"};
     if (access(kAuthority, R_OK) == 0)
-        argv.insert(argv.begin() + 2, {"-CAfile", kAuthority, "-no-CApath", "-no-CAstore"});
+        words.insert(words.end(), {"-CAfile", kAuthority, "-no-CApath", "-no-CAstore"});
+    words.insert(words.end(), {"-no_check_time", "-untrusted", path, path});
     streams.ForgetToolWords();
-    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    const std::optional<std::string> output = RunOpenssl(std::move(words));
     if (output && output->ends_with(": OK\n")) return "ok";
     // "error 20 at 0 depth lookup: unable to get local issuer certificate"
     const std::string reason = After(streams.ToolWords(), "lookup: ");
@@ -192,7 +180,7 @@ bool CertificateIsFor(const Certificate &certificate, const std::string &path,
                       const std::string &host) {
     if (certificate.names) return NamesInclude(*certificate.names, host);
     const std::optional<std::string> output =
-        RunOpenssl({kOpenssl, "x509", "-noout", "-checkhost", host.c_str(), "-in", path.c_str()});
+        RunOpenssl({"x509", "-noout", "-checkhost", host, "-in", path});
     return output && output->find("does match") != std::string::npos;
 }
 
