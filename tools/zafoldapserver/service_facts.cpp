@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/service_facts.h"
 
+#include "tools/cli/tool_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_paths.h"
 
@@ -12,7 +13,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -101,18 +101,12 @@ ServiceFacts FactsOfRecords() {
 
 // Empty where systemd does not run, or has no such unit.
 std::string AskSystemd() {
-    std::string answer;
     std::error_code error;
-    if (!std::filesystem::is_directory(kSystemdRuns, error)) return answer;
-    FILE *stream = QLIBCPopen(kSystemctl, "r", "show", "--property=LoadState,Restart,NRestarts",
-                              kUnit, static_cast<char *>(nullptr));
-    if (stream == nullptr) return answer;
-    char part[512];
-    for (size_t n = 0; (n = std::fread(part, 1, sizeof part, stream)) > 0;)
-        answer.append(part, n);
-    QLIBCPclose(stream);
-    if (answer.find("LoadState=loaded") == std::string::npos) answer.clear();
-    return answer;
+    if (!std::filesystem::is_directory(kSystemdRuns, error)) return {};
+    const std::optional<ToolRun> run =
+        RunTool({kSystemctl, "show", "--property=LoadState,Restart,NRestarts", kUnit});
+    const bool loaded = run && run->output.find("LoadState=loaded") != std::string::npos;
+    return loaded ? run->output : std::string();
 }
 
 }  // namespace
