@@ -247,7 +247,7 @@ TEST_F(SmallFolder, ThatIsFullAtTheSecondAttemptChangesNoGroupOfNames) {
     const MountedOver small("/tmp", "size=8k");
     if (!small.Mounted()) GTEST_SKIP() << "no file system can be mounted here";
     const ReplacedTool filling("ldapmodify",
-                               "$real \"$@\"; code=$?\n"
+                               "$real \"$@\"; code=$?; rm /tmp/*.ldif\n"
                                "head -c 20000 /dev/zero >/tmp/filler; exit $code");
     ExpectRefusal(Line("member add users anna"), "No space left on device");
     EXPECT_EQ(Tree(), before);
