@@ -6,7 +6,6 @@
 
 #include <set>
 
-#include "tools/cli/certificate.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
@@ -17,7 +16,6 @@ namespace {
 
 using namespace zafo::cli;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 template <typename Check>
 std::string KeyOf(Check check) {
@@ -162,30 +160,6 @@ TEST(ChangePlan, NamesTheAttributesThatChange) {
     plan.Remark("more");
     plan.Member("cn=g", "delete", "a", "dc=x");
     EXPECT_THAT(plan.Attributes(), ElementsAre("uid", "title", "mail", "memberUid", "member"));
-}
-
-// A certificate's extension with the names "a.example", 192.0.2.1 and 2001:db8::1.
-const std::string kDer(
-    "\x30\x82\x01\x00junk\x06\x03\x55\x1d\x11\x01\x01\xff\x04\x27\x30\x25\x82\x09"
-    "a.example"
-    "\x87\x04\xc0\x00\x02\x01\x87\x10\x20\x01\x0d\xb8\0\0\0\0\0\0\0\0\0\0\0\x01\x81\x00",
-    4 + 4 + 5 + 3 + 2 + 2 + 11 + 6 + 18 + 2);
-
-TEST(Certificate, NamesAreReadFromItsExtension) {
-    EXPECT_THAT(AlternativeNames(kDer), ElementsAre("a.example", "192.0.2.1", "2001:db8::1"));
-}
-
-TEST(Certificate, BytesThatMakeNoSenseAreNoNamesAndDoNoHarm) {
-    EXPECT_THAT(AlternativeNames(""), IsEmpty());
-    for (size_t size = 0; size < kDer.size(); ++size)
-        EXPECT_LE(AlternativeNames(std::string_view(kDer).substr(0, size)).size(), 3U);
-    for (size_t at = 8; at < kDer.size(); ++at) {
-        for (const char byte : {'\x00', '\x80', '\x84', '\xff'}) {
-            std::string changed = kDer;
-            changed[at] = byte;
-            EXPECT_LE(AlternativeNames(changed).size(), 20U);
-        }
-    }
 }
 
 }  // namespace

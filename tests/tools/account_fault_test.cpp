@@ -6,6 +6,7 @@
 
 #include "tests/rig/system_log.h"
 #include "tests/tools/account_fixture.h"
+#include "tests/tools/server_fixture.h"
 
 namespace {
 
@@ -199,6 +200,66 @@ TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.err, HasSubstr("cannot be asked what came of it"));
     EXPECT_THAT(run.err, HasSubstr("zafoldap user show anna"));
+}
+
+// A "/tmp" with room for a small change file only, or for none once it is filled.
+class SmallFolder : public HalfWay {
+  protected:
+    static void ExpectRefusal(const ProgramRun &run, std::string_view reason) {
+        EXPECT_EQ(run.exit_code, 1);
+        EXPECT_THAT(run.err, HasSubstr("the file for a change cannot be written in /tmp: " +
+                                       std::string(reason)));
+    }
+};
+
+TEST_F(SmallFolder, CutsNoChangeOfSetShort) {
+    ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
+    const std::string before = Tree(), value(20'000, 'x');
+    const MountedOver small("/tmp", "size=8k");
+    if (!small.Mounted()) GTEST_SKIP() << "no file system can be mounted here";
+    ExpectRefusal(Line("user edit anna --set title=x --set description=" + value),
+                  "No space left on device");
+    WriteFile("/tmp/filler", value);
+    ExpectRefusal(Line("user edit anna --set title=x"), "No space left on device");
+    EXPECT_EQ(Tree(), before);
+}
+
+TEST_F(SmallFolder, CutsNoRemovalOfManyMembersShort) {
+    std::string members, names;
+    for (int i = 0; i < 110; ++i) {
+        const std::string name = "somebody_who_is_gone_long_ago" + std::to_string(i);
+        members += "memberUid: " + name + "\n";
+        names += " " + name;
+    }
+    directory_.Change("dn: " + GroupDN("staff") + "\nchangetype: modify\nadd: memberUid\n" +
+                      members);
+    const std::string before = Tree();
+    const MountedOver small("/tmp", "size=4k");
+    if (!small.Mounted()) GTEST_SKIP() << "no file system can be mounted here";
+    ExpectRefusal(Line("member remove staff" + names), "No space left on device");
+    EXPECT_EQ(Tree(), before);
+}
+
+// The group lists members by name only, which the server says to the first attempt.
+TEST_F(SmallFolder, ThatIsFullAtTheSecondAttemptChangesNoGroupOfNames) {
+    ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
+    const std::string before = Tree();
+    const MountedOver small("/tmp", "size=8k");
+    if (!small.Mounted()) GTEST_SKIP() << "no file system can be mounted here";
+    const ReplacedTool filling("ldapmodify",
+                               "$real \"$@\"; code=$?; rm /tmp/*.ldif\n"
+                               "head -c 20000 /dev/zero >/tmp/filler; exit $code");
+    ExpectRefusal(Line("member add users anna"), "No space left on device");
+    EXPECT_EQ(Tree(), before);
+}
+
+TEST_F(SmallFolder, LimitOfTheFilesOfAUserIsSaidToo) {
+    ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
+    const std::string before = Tree();
+    ExpectRefusal(RunProgram({"sh", "-c", "ulimit -f 100; exec zafoldap \"$@\"", "limited", "user",
+                              "edit", "anna", "--set", "description=" + std::string(100'000, 'x')}),
+                  "File too large");
+    EXPECT_EQ(Tree(), before);
 }
 
 // Somebody takes the number between its choice and its use.

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Lists of accounts in all their forms, and what shells complete from them.
-#include <algorithm>
-#include <sstream>
-
 #include "tests/tools/account_fixture.h"
 #include "tests/tools/on_terminal.h"
+#include "tests/tools/shells.h"
 
 namespace {
 
@@ -142,50 +140,24 @@ TEST_F(AccountList, TwoEntriesOfOneNameAreToldApartByTheirDNs) {
     directory_.Change("dn: cn=other,dc=example,dc=com\nchangetype: delete\n");
 }
 
-// What bash, zsh and fish offer for the last of the words.
-std::vector<std::string> Offered(const std::string &shell, const std::string &words) {
-    const std::string last = words.substr(words.rfind(' ') + 1);
-    std::string script;
-    if (shell == "bash") {
-        script = "source <(zafoldap completion bash)\nCOMP_WORDS=(" + words +
-                 ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_zafoldap\n"
-                 "printf '%s\\n' \"${COMPREPLY[@]}\"\n";
-    } else if (shell == "zsh") {
-        script =
-            "compdef() { : }\ncompadd() { shift; print -l -- \"$@\" }\n"
-            "source <(zafoldap completion zsh)\nwords=(" +
-            words +
-            ")\nCURRENT=$#words\nPREFIX=${words[CURRENT]}\n_zafoldap | grep -e \"^$PREFIX\"\n";
-    } else {
-        script = "zafoldap completion fish | source\ncomplete -C '" + words + "'\n";
-    }
-    const ProgramRun run = RunProgram({shell, "-c", script});
-    EXPECT_EQ(run.err.substr(0, 300), "") << shell;
-    std::vector<std::string> offered;
-    std::istringstream lines(run.out);
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.empty()) offered.push_back(line.substr(0, line.find('\t')));
-    }
-    std::ranges::sort(offered);
-    return offered;
-}
-
 class Completion : public AccountList, public testing::WithParamInterface<const char *> {};
 INSTANTIATE_TEST_SUITE_P(Shells, Completion, testing::Values("bash", "zsh", "fish"),
                          [](const auto &row) { return std::string(row.param); });
 
 TEST_P(Completion, OffersNamesFromTheDirectoryAndNoCode) {
-    if (access(("/usr/bin/" + std::string(GetParam())).c_str(), X_OK) != 0)
-        GTEST_SKIP() << GetParam() << " is not installed";
-    const auto offered = [](const std::string &words) { return Offered(GetParam(), words); };
+    if (!HasShell(GetParam())) GTEST_SKIP() << GetParam() << " is not installed";
+    const auto offered = [](const std::string &line) { return Offered(GetParam(), line); };
     EXPECT_THAT(offered("zafoldap user show an"), ElementsAre("anna", "anton"));
     EXPECT_THAT(offered("zafoldap user rm anna an"), ElementsAre("anna", "anton"));
     EXPECT_THAT(offered("zafoldap -c root member add st"), ElementsAre("staff"));
     EXPECT_THAT(offered("zafoldap member add staff bo"), ElementsAre("bob"));
     EXPECT_THAT(offered("zafoldap user list --group st"), ElementsAre("staff"));
+    EXPECT_THAT(offered("zafoldap user list --group=st"), ElementsAre(testing::EndsWith("staff")));
+    EXPECT_THAT(offered("zafoldap --connection=root user list --group st"), ElementsAre("staff"));
     EXPECT_THAT(offered("zafoldap user home creat"), ElementsAre("create", "create-all"));
     EXPECT_THAT(offered("zafoldap user home create bo"), ElementsAre("bob"));
     EXPECT_THAT(offered("zafoldap -c none user show an"), IsEmpty());
+    EXPECT_THAT(offered("zafoldap --connection=none user show an"), IsEmpty());
     directory_.Change(
         "dn: uid=an$(touch /tmp/ran),cn=users,dc=example,dc=com\nchangetype: add\n"
         "objectClass: account\nobjectClass: posixAccount\nuid: an$(touch /tmp/ran)\n"

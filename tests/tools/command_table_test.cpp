@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every command of the table has everything that a command must have.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -21,6 +22,7 @@
 namespace {
 
 using namespace zafo::cli;
+using testing::Contains;
 using testing::HasSubstr;
 
 Invocation ParseLine(std::vector<const char *> words) {
@@ -111,14 +113,29 @@ TEST_P(EveryCommand, HasASectionInAManPage) {
     }
 }
 
-TEST_P(EveryCommand, IsCompletedByEveryShell) {
-    for (const std::string &script : {BashCompletion(TheProgram()), ZshCompletion(TheProgram()),
-                                      FishCompletion(TheProgram())}) {
-        std::istringstream words(FullName(TheCommand()));
-        for (std::string word; words >> word;)
-            EXPECT_THAT(script, HasSubstr(word));
-        for (const Option &option : TheCommand().options)
-            EXPECT_THAT(script, HasSubstr(std::string(option.name)));
+// The lines of the answer to the words.
+std::vector<std::string> Completed(const Program &program, std::vector<std::string> words) {
+    words.insert(words.begin(), "fish");
+    std::vector<std::string> lines;
+    std::istringstream answer(AnswerCompletion(program, words));
+    for (std::string line; std::getline(answer, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+TEST_P(EveryCommand, IsCompletedWithItsSummaryAndItsOptions) {
+    std::vector<std::string> words;
+    std::istringstream name(FullName(TheCommand()));
+    for (std::string word; name >> word;) {
+        words.emplace_back();
+        EXPECT_THAT(Completed(TheProgram(), words), Contains(testing::StartsWith(word)));
+        words.back() = word;
+    }
+    words.emplace_back("-");
+    const std::vector<std::string> offered = Completed(TheProgram(), words);
+    for (const auto *options : {&TheCommand().options, &TheProgram().global_options}) {
+        for (const Option &option : *options)
+            EXPECT_THAT(offered, Contains(fmt::format("--{}\t{}", option.name, option.help)));
     }
 }
 

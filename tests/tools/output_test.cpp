@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/cli/certificate.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
 
@@ -130,18 +129,6 @@ TEST(Text, IsShortenedByColumnsNotBytes) {
     EXPECT_EQ(Shortened("Zoë Müller", 5), "Zoë …");
     EXPECT_EQ(Shortened("日本語", 5), "日本…");
     EXPECT_EQ(Shortened("日本語", 4), "日…");
-}
-
-TEST(Certificate, ReadsVerdictAndEnd) {
-    const auto report = ParseCertificateReport(
-        "CONNECTED(00000003)\nCertificate chain\n 0 s:O = Example, CN = zafo\n   i:CN = CA\n"
-        "   v:NotBefore: Nov 21 01:00:00 2026 GMT; NotAfter: Dec 21 01:00:00 2026 GMT\n"
-        "Verify return code: 62 (hostname mismatch)\n");
-    ASSERT_TRUE(report.has_value());
-    EXPECT_EQ(report->verdict, "hostname mismatch");
-    EXPECT_EQ(report->chain.at(0).subject, "O = Example, CN = zafo");
-    EXPECT_EQ(report->chain.at(0).ends, 1797814800);
-    EXPECT_FALSE(ParseCertificateReport("connect:errno=111\n").has_value());
 }
 
 }  // namespace

@@ -2,19 +2,17 @@
 #include "tools/cli/certificate.h"
 
 #include "base/appliance_paths.h"
-#include "platform/crypt.h"
-#include "platform/process.h"
+#include "tools/cli/tool_run.h"
 
 #include <arpa/inet.h>
 #include <strings.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <filesystem>
 #include <string_view>
 #include <vector>
 
@@ -22,15 +20,12 @@ namespace zafo::cli {
 
 namespace {
 
-// The extension's identifier in DER.
-constexpr std::string_view kSubjectAltName("\x06\x03\x55\x1d\x11", 5);
-
-// The text after the first `mark`, up to the line's end or to `stop`.
-std::string After(std::string_view text, std::string_view mark, std::string_view stop = "\n") {
+// The text after the first `mark`, up to the line's end.
+std::string After(std::string_view text, std::string_view mark) {
     const size_t at = text.find(mark);
     if (at == std::string_view::npos) return {};
     text.remove_prefix(at + mark.size());
-    return std::string(text.substr(0, std::min(text.find('\n'), text.find(stop))));
+    return std::string(text.substr(0, text.find('\n')));
 }
 
 bool IsAddress(const std::string &host) {
@@ -38,17 +33,6 @@ bool IsAddress(const std::string &host) {
     in_addr four{};
     return inet_pton(AF_INET6, host.c_str(), &six) == 1 ||
            inet_pton(AF_INET, host.c_str(), &four) == 1;
-}
-
-std::string ReadAll(FILE *stream) {
-    constexpr size_t kMost = 1 << 20;
-    std::string text;
-    char buffer[4096];
-    size_t n = 0;
-    while (text.size() < kMost && (n = fread(buffer, 1, sizeof buffer, stream)) > 0) {
-        text.append(buffer, n);
-    }
-    return text;
 }
 
 std::optional<std::time_t> DateAfter(std::string_view text, std::string_view mark) {
@@ -68,84 +52,57 @@ std::vector<Certificate> ChainIn(std::string_view output) {
         output.remove_prefix(at + 1);
         const std::string_view own =
             output.substr(0, output.find(fmt::format("\n {} s:", chain.size() + 1)));
-        chain.push_back({After(own, " s:"), After(own, " i:"), DateAfter(own, "NotAfter: ")});
+        chain.push_back({After(own, " s:"), After(own, " i:"), DateAfter(own, "NotAfter: "), {}});
     }
-}
-
-// The bytes of the first certificate in PEM.
-std::string FirstDer(std::string_view output) {
-    const size_t begin = output.find("-----BEGIN CERTIFICATE-----\n");
-    const size_t end = output.find("-----END CERTIFICATE-----", begin);
-    if (begin == std::string_view::npos || end == std::string_view::npos) return {};
-    std::string base64;
-    for (const char c : output.substr(begin, end - begin).substr(28)) {
-        if (c != '\n' && c != '\r') base64 += c;
-    }
-    std::string der(base64.size(), '\0');
-    size_t size = 0;
-    if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), der.data(), &size) == 0) return {};
-    der.resize(size);
-    return der;
-}
-
-std::string DerOfFile(const std::string &path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return FirstDer(text.str());
-}
-
-// An element of DER: its tag, and its content cut off the text. Nothing at the end or for a
-// length that the text does not have.
-struct Element {
-    unsigned char tag;
-    std::string_view content;
-};
-
-std::optional<Element> TakeElement(std::string_view &der) {
-    if (der.size() < 2) return std::nullopt;
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(der[i]); };
-    size_t length = byte(1), head = 2;
-    if (length > 0x80) {
-        const size_t bytes = length - 0x80;
-        if (bytes > 3 || der.size() < 2 + bytes) return std::nullopt;
-        length = 0;
-        for (size_t i = 0; i < bytes; ++i)
-            length = length << 8 | byte(2 + i);
-        head += bytes;
-    }
-    if (length == 0x80 || der.size() - head < length) return std::nullopt;
-    const Element element{byte(0), der.substr(head, length)};
-    der.remove_prefix(head + length);
-    return element;
-}
-
-// A GeneralName that is a host name or an address.
-std::string NameIn(const Element &element) {
-    constexpr unsigned char kDnsName = 0x82, kIpAddress = 0x87;
-    char text[INET6_ADDRSTRLEN] = {};
-    const bool six = element.content.size() == sizeof(in6_addr);
-    if (element.tag == kDnsName) return std::string(element.content);
-    if (element.tag != kIpAddress || (!six && element.content.size() != sizeof(in_addr))) return {};
-    inet_ntop(six ? AF_INET6 : AF_INET, element.content.data(), text, sizeof text);
-    return text;
 }
 
 // Standard output of openssl; nothing when it cannot be started.
-std::optional<std::string> RunOpenssl(std::vector<const char *> argv) {
-    argv.push_back(nullptr);
-    FILE *stream = QLIBCPopenv(kOpenssl, "r", const_cast<char *const *>(argv.data()));
-    if (stream == nullptr) return std::nullopt;
-    std::string output = ReadAll(stream);
-    QLIBCPclose(stream);
-    return output;
+std::optional<std::string> RunOpenssl(std::vector<std::string> words) {
+    words.insert(words.begin(), kOpenssl);
+    std::optional<ToolRun> run = RunTool(words);
+    return run ? std::optional(std::move(run->output)) : std::nullopt;
+}
+
+// A host name or an address; empty for names of other kinds.
+std::string NameIn(std::string_view text) {
+    constexpr std::string_view kHost = "DNS:", kAddress = "IP Address:";
+    if (text.starts_with(kHost)) return std::string(text.substr(kHost.size()));
+    if (!text.starts_with(kAddress)) return {};
+    const std::string address(text.substr(kAddress.size()));
+    for (const int family : {AF_INET, AF_INET6}) {
+        in6_addr bytes{};
+        char usual[INET6_ADDRSTRLEN] = {};
+        if (inet_pton(family, address.c_str(), &bytes) == 1)
+            return inet_ntop(family, &bytes, usual, sizeof usual);
+    }
+    return {};
+}
+
+// "X509v3 Subject Alternative Name: \n    DNS:ldap.example.com, IP Address:192.0.2.1"
+std::optional<std::vector<std::string>> NamesIn(std::string_view output) {
+    const size_t at = output.find("\nX509v3 Subject Alternative Name:");
+    if (at == std::string_view::npos) return std::nullopt;
+    const std::string list = After(output.substr(at + 1), "\n    ");
+    std::vector<std::string> names;
+    for (size_t begin = 0; begin < list.size();) {
+        const size_t end = std::min(list.find(", ", begin), list.size());
+        std::string name = NameIn(std::string_view(list).substr(begin, end - begin));
+        if (!name.empty()) names.push_back(std::move(name));
+        begin = end + 2;
+    }
+    return names;
+}
+
+// The names of the first certificate in PEM in a text.
+std::optional<std::vector<std::string>> NamesInText(std::string_view text) {
+    const UniqueFd file(memfd_create("certificate", MFD_CLOEXEC));
+    if (file.Get() < 0 || write(file.Get(), text.data(), text.size()) < 0) return std::nullopt;
+    const auto certificate =
+        ReadCertificateFile(fmt::format("/proc/{}/fd/{}", getpid(), file.Get()));
+    return certificate ? certificate->names : std::nullopt;
 }
 
 }  // namespace
-
-bool HasAlternativeNames(std::string_view der) {
-    return der.find(kSubjectAltName) != std::string_view::npos;
-}
 
 bool NamesInclude(const std::vector<std::string> &names, std::string_view host) {
     const auto same = [](std::string_view a, std::string_view b) {
@@ -158,36 +115,13 @@ bool NamesInclude(const std::vector<std::string> &names, std::string_view host) 
     });
 }
 
-std::vector<std::string> AlternativeNames(std::string_view der) {
-    constexpr unsigned char kBoolean = 0x01, kOctets = 0x04, kSequence = 0x30;
-    const size_t at = der.find(kSubjectAltName);
-    if (at == std::string_view::npos) return {};
-    der.remove_prefix(at + kSubjectAltName.size());
-    std::optional<Element> element = TakeElement(der);
-    if (element && element->tag == kBoolean) element = TakeElement(der);
-    if (!element || element->tag != kOctets) return {};
-    std::string_view list = element->content;
-    element = TakeElement(list);
-    if (!element || element->tag != kSequence) return {};
-    list = element->content;
-    std::vector<std::string> names;
-    while ((element = TakeElement(list))) {
-        std::string name = NameIn(*element);
-        if (!name.empty()) names.push_back(std::move(name));
-    }
-    return names;
-}
-
 std::optional<CertificateReport> ParseCertificateReport(const std::string &output) {
     // "Verify return code: 10 (certificate has expired)"
     const std::string code = After(output, "Verify return code: ");
     const size_t open = code.find('('), close = code.rfind(')');
     if (open == std::string::npos || close == std::string::npos) return std::nullopt;
-    const std::string der = FirstDer(output);
     return CertificateReport{.verdict = code.substr(open + 1, close - open - 1),
-                             .chain = ChainIn(output),
-                             .names = AlternativeNames(der),
-                             .alternative = HasAlternativeNames(der)};
+                             .chain = ChainIn(output)};
 }
 
 std::optional<CertificateReport> AskForCertificate(const std::string &host, int port,
@@ -196,47 +130,55 @@ std::optional<CertificateReport> AskForCertificate(const std::string &host, int 
     const bool six = literal && host.find(':') != std::string::npos;
     const std::string address =
         fmt::format("{}{}{}:{}", six ? "[" : "", host, six ? "]" : "", port);
-    std::vector<const char *> argv = {kOpenssl,        "s_client",
-                                      "-showcerts",    "-connect",
-                                      address.c_str(), literal ? "-verify_ip" : "-verify_hostname",
-                                      host.c_str()};
-    if (start_tls) argv.insert(argv.end(), {"-starttls", "ldap"});
-    if (access(kAuthority, R_OK) == 0) argv.insert(argv.end(), {"-CAfile", kAuthority});
-    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    std::vector<std::string> words = {
+        "s_client", "-showcerts", "-connect", address, literal ? "-verify_ip" : "-verify_hostname",
+        host};
+    if (start_tls) words.insert(words.end(), {"-starttls", "ldap"});
+    if (access(kAuthority, R_OK) == 0) words.insert(words.end(), {"-CAfile", kAuthority});
+    const std::optional<std::string> output = RunOpenssl(std::move(words));
     if (!output) return std::nullopt;
-    return ParseCertificateReport(*output);
+    std::optional<CertificateReport> report = ParseCertificateReport(*output);
+    if (report && !report->chain.empty()) report->chain.front().names = NamesInText(*output);
+    return report;
+}
+
+std::optional<Certificate> ParseCertificate(const std::string &output) {
+    if (!output.starts_with("subject=")) return std::nullopt;
+    return Certificate{After(output, "subject="), After(output, "\nissuer="),
+                       DateAfter(output, "\nnotAfter="), NamesIn(output)};
 }
 
 std::optional<Certificate> ReadCertificateFile(const std::string &path) {
-    const std::optional<std::string> output = RunOpenssl(
-        {kOpenssl, "x509", "-noout", "-subject", "-issuer", "-enddate", "-in", path.c_str()});
-    if (!output || !output->starts_with("subject=")) return std::nullopt;
-    return Certificate{After(*output, "subject="), After(*output, "\nissuer="),
-                       DateAfter(*output, "\nnotAfter=")};
-}
-
-std::vector<std::string> NamesInCertificateFile(const std::string &path) {
-    return AlternativeNames(DerOfFile(path));
+    // openssl would wait for the other end of a pipe, and takes minutes over megabytes of nonsense.
+    constexpr std::uintmax_t kMost = 1 << 20;
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error) ||
+        std::filesystem::file_size(path, error) > kMost)
+        return std::nullopt;
+    const std::optional<std::string> output =
+        RunOpenssl({"x509", "-noout", "-subject", "-issuer", "-enddate", "-ext", "subjectAltName",
+                    "-in", path});
+    return output ? ParseCertificate(*output) : std::nullopt;
 }
 
 std::string VerdictOnCertificateFile(Streams &streams, const std::string &path) {
-    std::vector<const char *> argv = {kOpenssl,     "verify",     "-no_check_time",
-                                      "-untrusted", path.c_str(), path.c_str()};
+    std::vector<std::string> words = {"verify"};
     if (access(kAuthority, R_OK) == 0)
-        argv.insert(argv.begin() + 2, {"-CAfile", kAuthority, "-no-CApath", "-no-CAstore"});
+        words.insert(words.end(), {"-CAfile", kAuthority, "-no-CApath", "-no-CAstore"});
+    words.insert(words.end(), {"-no_check_time", "-untrusted", path, path});
     streams.ForgetToolWords();
-    const std::optional<std::string> output = RunOpenssl(std::move(argv));
+    const std::optional<std::string> output = RunOpenssl(std::move(words));
     if (output && output->ends_with(": OK\n")) return "ok";
     // "error 20 at 0 depth lookup: unable to get local issuer certificate"
     const std::string reason = After(streams.ToolWords(), "lookup: ");
     return reason.empty() ? "it cannot be read" : reason;
 }
 
-bool CertificateIsFor(const std::string &path, const std::string &host) {
-    const std::string der = DerOfFile(path);
-    if (HasAlternativeNames(der)) return NamesInclude(AlternativeNames(der), host);
+bool CertificateIsFor(const Certificate &certificate, const std::string &path,
+                      const std::string &host) {
+    if (certificate.names) return NamesInclude(*certificate.names, host);
     const std::optional<std::string> output =
-        RunOpenssl({kOpenssl, "x509", "-noout", "-checkhost", host.c_str(), "-in", path.c_str()});
+        RunOpenssl({"x509", "-noout", "-checkhost", host, "-in", path});
     return output && output->find("does match") != std::string::npos;
 }
 

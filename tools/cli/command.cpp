@@ -131,21 +131,4 @@ std::vector<std::string_view> WordsAfter(const Program &program, std::string_vie
     return words;
 }
 
-std::vector<std::string> PathsWithWords(const Program &program) {
-    std::vector<std::string> paths;
-    for (const Command &command : program.commands) {
-        std::vector<std::string> own;
-        if (!command.verb.empty()) own.emplace_back(command.noun);
-        const size_t blank = command.verb.find(' ');
-        if (blank != std::string_view::npos) {
-            own.push_back(std::string(command.noun) + " " +
-                          std::string(command.verb.substr(0, blank)));
-        }
-        for (std::string &path : own) {
-            if (std::ranges::count(paths, path) == 0) paths.push_back(std::move(path));
-        }
-    }
-    return paths;
-}
-
 }  // namespace zafo::cli

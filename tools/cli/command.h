@@ -105,9 +105,6 @@ std::vector<const Command *> CommandsOf(const Program &program, std::string_view
 std::vector<std::string_view> WordsAfter(const Program &program, std::string_view path,
                                          bool aliases);
 
-// What has words after it: nouns with verbs and first words of verbs of two.
-std::vector<std::string> PathsWithWords(const Program &program);
-
 constexpr std::string_view Name(Form form) {
     constexpr std::string_view kNames[] = {"table", "plain", "csv", "json", "ldif"};
     return kNames[static_cast<int>(form)];

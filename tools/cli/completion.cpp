@@ -1,391 +1,321 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/completion.h"
 
+#include "tools/cli/tool_run.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
-#include <vector>
+#include <sstream>
 
 namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view NounOf(Kind kind) {
-    return kind == Kind::kConnection ? "connection" : kind == Kind::kUser ? "user" : "group";
-}
+constexpr std::string_view kFiles = "/";
 
-bool IsName(Kind kind) {
-    return kind == Kind::kConnection || kind == Kind::kUser || kind == Kind::kGroup;
-}
-
-// A shell function that prints names of a noun, one on a line. Its arguments: the noun, how the
-// word begins, the connection. What is printed cannot be anything but a name to a shell.
-constexpr const char *kNamesFunction = R"(__{0}_names() {{
-    local find=()
-    [[ $1 = connection ]] || find=("$2*" --limit 200 --no-input --connection "$3")
-    timeout 1 {0} "$1" list "${{find[@]}}" --format plain --fields name 2>/dev/null |
-        LC_ALL=C grep -E '^[A-Za-z0-9_][A-Za-z0-9_.@-]*$'
+// bash breaks words at "=" and ":" too and leaves the quotes in them, so it hands over its line.
+constexpr const char *kBash = R"sh(# bash completion of {0}; load it with
+#   source <({0} completion bash)
+_{0}() {{
+    mapfile -t COMPREPLY < <(
+        command {0} __complete bash "${{COMP_LINE:0:COMP_POINT}}" "$2" 2>/dev/null
+    )
+    if [[ ${{COMPREPLY[0]-}} = / ]]; then
+        COMPREPLY=()
+        compopt -o default
+    fi
 }}
-)";
+complete -F _{0} {0}
+)sh";
 
-// A program that has no saved connections to choose from asks no directory for names.
-bool KnowsNames(const Program &program) {
-    return std::ranges::find(program.global_options, "connection", &Option::name) !=
-           program.global_options.end();
+constexpr const char *kZsh = R"sh(#compdef {0}
+# zsh completion of {0}; save it as _{0} in a folder of $fpath, or load it with
+#   source <({0} completion zsh)
+_{0}() {{
+    setopt localoptions noksharrays
+    local -a before=("${{(@Q)words[2,CURRENT-1]}}") offered
+    offered=(${{(f)"$(command {0} __complete zsh "${{before[@]}}" "${{(Q)PREFIX}}" 2>/dev/null)"}})
+    if [[ $offered = / ]]; then
+        compset -P '--*='
+        _files
+    else
+        _describe {0} offered
+    fi
+}}
+if [[ $funcstack[1] = _{0} ]]; then
+    _{0}
+else
+    compdef _{0} {0}
+fi
+)sh";
+
+constexpr const char *kFish = R"sh(# fish completion of {0}; load it with
+#   {0} completion fish | source
+function __{0}_offered --description 'What can stand at the cursor'
+    set -l words (commandline --tokenize --cut-at-cursor --current-process)
+    set -l current (commandline --cut-at-cursor --current-token)
+    set -e words[1]
+    set -l offered (command {0} __complete fish $words "$current" 2>/dev/null)
+    if test "$offered" = /
+        set -l option (string match --regex -- '^--[^=]*=' $current)
+        for file in (__fish_complete_path (string replace -- "$option" '' $current))
+            echo "$option$file"
+        end
+    else
+        string join -- \n $offered
+    end
+end
+complete --command {0} --no-files --arguments '(__{0}_offered)'
+)sh";
+
+struct Candidate {
+    std::string word;
+    std::string_view what = {};
+};
+
+// What the words before the cursor say of it.
+struct Place {
+    std::string path = {};  // "user", "user home" while no command is named
+    const Command *command = nullptr;
+    size_t arguments = 0;            // of the command
+    const Option *option = nullptr;  // whose value comes next
+    bool options_ended = false;      // by "--"
+    std::string connection = {};
+};
+
+// "user home create"; nullptr while that is no command.
+const Command *CommandAt(const Program &program, std::string_view path) {
+    const size_t blank = std::min(path.find(' '), path.size());
+    return FindCommand(program, path.substr(0, blank),
+                       path.substr(std::min(blank + 1, path.size())));
 }
 
-std::string NamesFunction(const Program &program) {
-    return KnowsNames(program) ? fmt::format(kNamesFunction, program.name) : "";
-}
-
-// The names of a kind as bash and zsh code, inside the function that completes.
-std::string Names(const Program &program, Kind kind) {
-    return fmt::format(R"($(__{}_names {} "$current" "$connection"))", program.name, NounOf(kind));
-}
-
-std::vector<std::string> Spellings(const Option &option) {
-    std::vector<std::string> spellings;
-    if (option.letter != '\0') spellings.push_back(fmt::format("-{}", option.letter));
-    spellings.push_back(fmt::format("--{}", option.name));
-    return spellings;
-}
-
-template <typename Words>
-std::string Joined(const Words &words, std::string_view separator) {
-    std::string joined;
-    for (const auto &word : words) {
-        if (!joined.empty()) joined += separator;
-        joined += word;
-    }
-    return joined;
-}
-
-// Every option of the program once; commands share options of one name and meaning.
-std::vector<const Option *> AllOptions(const Program &program) {
-    std::vector<const Option *> all;
-    std::set<std::string_view> seen;
-    const auto add = [&](const std::vector<Option> &options) {
-        for (const Option &option : options) {
-            if (seen.insert(option.name).second) all.push_back(&option);
-        }
+// The option that a word names ("-c", "--connection", "--connection=NAME") if it has a value.
+const Option *OptionWithValue(const Program &program, const Place &place, std::string_view word) {
+    word = word.substr(0, word.find('='));
+    const auto is_meant = [word](const Option &option) {
+        if (word.starts_with("--")) return word.substr(2) == option.name;
+        return word.size() == 2 && word.back() == option.letter;
     };
-    add(program.global_options);
-    for (const Command &command : program.commands)
-        add(command.options);
-    return all;
+    const Option *found = nullptr;
+    const auto look = [&](const std::vector<Option> &options) {
+        const auto at = std::ranges::find_if(options, is_meant);
+        if (at != options.end() && !at->value.empty()) found = &*at;
+    };
+    look(program.global_options);
+    if (place.command != nullptr) look(place.command->options);
+    return found;
 }
 
-// The spellings of options that are followed by a value.
-std::string OptionsWithValue(const Program &program, std::string_view separator) {
-    std::vector<std::string> with_value;
-    for (const Option *option : AllOptions(program)) {
-        if (option->value.empty()) continue;
-        for (std::string &spelling : Spellings(*option))
-            with_value.push_back(std::move(spelling));
-    }
-    return Joined(with_value, separator);
-}
-
-std::string OptionWords(const std::vector<Option> &options) {
-    std::vector<std::string> words;
-    words.reserve(options.size());
-    for (const Option &option : options)
-        words.push_back(fmt::format("--{}", option.name));
-    return Joined(words, " ");
-}
-
-std::vector<std::string_view> NounsWithoutVerb(const Program &program) {
-    std::vector<std::string_view> nouns;
-    for (const Command &command : program.commands) {
-        if (command.verb.empty()) nouns.push_back(command.noun);
-    }
-    return nouns;
-}
-
-// "user home", each in quotes for a pattern.
-std::vector<std::string> FirstWordsOfTwo(const Program &program) {
-    std::vector<std::string> paths;
-    for (const std::string &path : PathsWithWords(program)) {
-        if (path.find(' ') != std::string::npos) paths.push_back(fmt::format("'{}'", path));
-    }
-    return paths;
-}
-
-// "connection show" and, with an alias, "connection list|connection ls", quoted for a case label.
-std::string CaseLabel(const Command &command) {
-    std::vector<std::string> names = {fmt::format("'{} {}'", command.noun, command.verb)};
-    for (std::string_view alias : command.aliases) {
-        names.push_back(fmt::format("'{} {}'", command.noun, alias));
-    }
-    return Joined(names, " | ");
-}
-
-// Shell code of the body that bash and zsh share: which noun, verb and how many arguments stand
-// before the word that is completed. `{word}` is the i-th word, `{last}` the number of the one
-// that is completed, `{first}` that of the first one after the program's name.
-std::string FindCommandCode(const Program &program, std::string_view word, std::string_view last,
-                            int first) {
-    const std::string connection =
-        KnowsNames(program)
-            ? fmt::format("        -c | --connection) ((i++)) && connection={} ;;\n", word)
-            : "";
-    const std::vector<std::string> long_verbs = FirstWordsOfTwo(program);
-    const std::string longer = long_verbs.empty()
-                                   ? ""
-                                   : fmt::format(
-                                         "            elif [[ \"$noun $verb\" = @({}) ]]; then\n"
-                                         "                verb+=\" $word\"\n",
-                                         Joined(long_verbs, "|"));
-    return fmt::format(R"(    local noun= verb= arguments=0 connection=root i word
-    for ((i = {first}; i < {last}; i++)); do
-        word={word}
-        case $word in
-{connection}        {with_value}) ((i++)) ;;
-        -*) ;;
-        *)
-            if [[ -z $noun ]]; then
-                noun=$word
-            elif [[ -z $verb && $noun != @({plain_nouns}) ]]; then
-                verb=$word
-{longer}            else
-                ((arguments++))
-            fi
-            ;;
-        esac
-    done
-)",
-                       fmt::arg("first", first), fmt::arg("last", last), fmt::arg("word", word),
-                       fmt::arg("with_value", OptionsWithValue(program, " | ")),
-                       fmt::arg("connection", connection), fmt::arg("longer", longer),
-                       fmt::arg("plain_nouns", Joined(NounsWithoutVerb(program), "|")));
-}
-
-// Words that can stand for an option's value or an argument, as shell code; nothing for free
-// text.
-template <typename Named>
-std::string ValueWords(const Program &program, const Named &named) {
-    return IsName(named.kind) ? Names(program, named.kind) : Joined(named.choices, " ");
-}
-
-// The condition under which an argument is the one to complete.
-std::string ArgumentTurn(const Command &command, size_t index) {
-    return fmt::format("arguments {} {}", command.arguments[index].repeatable ? ">=" : "==", index);
-}
-
-std::string QuotedForFish(std::string_view text) {
-    std::string quoted = "'";
-    for (const char c : text) {
-        if (c == '\'' || c == '\\') quoted += '\\';
-        quoted += c;
-    }
-    return quoted + "'";
-}
-
-// Cases of "$noun $verb" that set `words`, the same in bash and zsh.
-std::string WordCases(const Program &program) {
-    std::vector<std::string> nouns;
-    for (const Noun &noun : program.nouns)
-        nouns.emplace_back(noun.name);
-    std::string cases = fmt::format(
-        "    local words='{}'\n    case \"$noun $verb\" in\n    ' ') words=\"{} $words\" ;;\n",
-        OptionWords(program.global_options), Joined(nouns, " "));
-    for (const std::string &path : PathsWithWords(program)) {
-        const std::string noun = path.find(' ') == std::string::npos ? path + " " : path;
-        cases += fmt::format("    '{}') words=\"{} $words\" ;;\n", noun,
-                             Joined(WordsAfter(program, path, /*aliases=*/true), " "));
-    }
-    for (const Command &command : program.commands) {
-        cases += fmt::format("    {})\n", CaseLabel(command));
-        if (!command.options.empty()) {
-            cases += fmt::format("        words=\"{} $words\"\n", OptionWords(command.options));
+void GoPast(const Program &program, const std::string &word, Place &place) {
+    const auto take_value = [&](const Option &option, std::string value) {
+        if (option.kind == Kind::kConnection) place.connection = std::move(value);
+    };
+    if (place.option != nullptr) {
+        take_value(*place.option, word);
+        place.option = nullptr;
+    } else if (!place.options_ended && word.size() > 1 && word.front() == '-') {
+        place.options_ended = word == "--";
+        const Option *option = OptionWithValue(program, place, word);
+        const size_t equals = word.find('=');
+        if (option != nullptr && equals != std::string::npos) {
+            take_value(*option, word.substr(equals + 1));
+        } else {
+            place.option = option;
         }
-        for (size_t i = 0; i < command.arguments.size(); ++i) {
-            const std::string words = ValueWords(program, command.arguments[i]);
-            if (words.empty()) continue;
-            cases += fmt::format("        (({})) && [[ $current != -* ]] && words=\"{} $words\"\n",
-                                 ArgumentTurn(command, i), words);
+    } else if (place.command != nullptr) {
+        ++place.arguments;
+    } else {
+        place.path += (place.path.empty() ? "" : " ") + word;
+        place.command = CommandAt(program, place.path);
+    }
+}
+
+// What nothing but a name can be to any shell.
+bool IsHarmless(std::string_view name) {
+    constexpr std::string_view kAnywhere =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.@-";
+    return !name.empty() && name.find_first_not_of(kAnywhere) == std::string_view::npos &&
+           std::string_view(".@-").find(name.front()) == std::string_view::npos;
+}
+
+// The program lists the names, within a second: timeout(1) ends it with the tools that it runs.
+std::vector<std::string> ListNames(const Program &program, Kind kind, const std::string &begin,
+                                   const std::string &connection) {
+    std::vector<std::string> words = {"/usr/bin/timeout", "1",
+                                      fmt::format("/usr/zafo/bin/{}", program.name)};
+    if (kind == Kind::kConnection) {
+        words.insert(words.end(), {"connection", "list"});
+    } else {
+        words.insert(words.end(), {kind == Kind::kUser ? "user" : "group", "list", begin + "*",
+                                   "--limit", "200", "--no-input"});
+        if (!connection.empty()) words.insert(words.end(), {"--connection", connection});
+    }
+    words.insert(words.end(), {"--format", "plain", "--fields", "name"});
+    std::vector<std::string> names;
+    if (const std::optional<ToolRun> run = RunTool(words)) {
+        std::istringstream lines(run->output);
+        for (std::string name; std::getline(lines, name);) {
+            if (IsHarmless(name)) names.push_back(name);
         }
-        cases += "        ;;\n";
     }
-    return cases + "    esac\n";
+    return names;
 }
 
-// Cases of the word before, for the values of options; `reply` and `files` are the shell's own
-// ways to offer words and file names.
-std::string ValueCases(const Program &program, std::string_view reply, std::string_view files) {
-    std::string cases = "    case $before in\n";
-    for (const Option *option : AllOptions(program)) {
-        if (option->value.empty()) continue;
-        const std::string words = ValueWords(program, *option);
-        const std::string offer = option->kind == Kind::kFile ? std::string(files)
-                                  : words.empty()
-                                      ? ":"
-                                      : fmt::format(fmt::runtime(reply), fmt::arg("words", words));
-        cases += fmt::format("    {})\n        {}\n        return\n        ;;\n",
-                             Joined(Spellings(*option), " | "), offer);
-    }
-    return cases + "    esac\n";
-}
-
-// fish reads one line for each thing that can be completed, each with its condition.
-class FishScript {
+// What can stand at a place, whether or not it goes on as what is there begins.
+class Candidates {
   public:
-    explicit FishScript(const Program &program) : program_(program) {}
+    Candidates(const Program &program, const Place &place) : program_(program), place_(place) {}
 
-    std::string Text() {
-        script_ = fmt::format(kHead, program_.name, OptionsWithValue(program_, " "));
-        for (const Noun &noun : program_.nouns)
-            Offer("at", noun.name, noun.summary);
-        for (const std::string &path : FirstWordsOfTwo(program_)) {
-            const std::string bare = path.substr(1, path.size() - 2);
-            const size_t blank = bare.find(' ');
-            Offer(fmt::format("at {}", bare.substr(0, blank)), bare.substr(blank + 1), {});
-        }
-        for (const Command &command : program_.commands)
-            AddCommand(command);
-        for (const Option &option : program_.global_options)
-            AddOption(option, {});
-        return script_;
+    // The values of an option or an argument; each with "--format=" before it where that is part
+    // of the word.
+    void AddValues(const auto &named, const std::string &begin, const std::string &before = {}) {
+        if (named.kind == Kind::kFile) all_ = {{std::string(kFiles)}};
+        for (std::string_view choice : named.choices)
+            all_.push_back({fmt::format("{}{}", before, choice)});
+        if (named.kind != Kind::kConnection && named.kind != Kind::kUser &&
+            named.kind != Kind::kGroup)
+            return;
+        for (const std::string &name : ListNames(program_, named.kind, begin, place_.connection))
+            all_.push_back({before + name});
     }
+
+    void AddNounsOrVerbs() {
+        if (place_.path.empty()) {
+            for (const Noun &noun : program_.nouns)
+                all_.push_back({std::string(noun.name), noun.summary});
+        }
+        for (std::string_view word : WordsAfter(program_, place_.path, /*aliases=*/true)) {
+            const Command *command = CommandAt(program_, fmt::format("{} {}", place_.path, word));
+            all_.push_back({std::string(word), command != nullptr ? command->summary : ""});
+        }
+    }
+
+    void AddArgument(const std::string &begin) {
+        const std::vector<Argument> &arguments = place_.command->arguments;
+        if (arguments.empty()) return;
+        const size_t last = arguments.size() - 1;
+        if (place_.arguments <= last) {
+            AddValues(arguments[place_.arguments], begin);
+        } else if (arguments[last].repeatable) {
+            AddValues(arguments[last], begin);
+        }
+    }
+
+    void AddOptions(const std::vector<Option> &options, bool letters) {
+        for (const Option &option : options) {
+            if (letters && option.letter != '\0')
+                all_.push_back({fmt::format("-{}", option.letter), option.help});
+            all_.push_back({fmt::format("--{}", option.name), option.help});
+        }
+    }
+
+    const std::vector<Candidate> &All() const { return all_; }
+    bool AreFiles() const { return !all_.empty() && all_.front().word == kFiles; }
 
   private:
-    static constexpr const char *kHead = R"(# fish completion of {0}; load it with
-#   {0} completion fish | source
-function __{0}_seen --description 'The words so far without options and their values'
-    set -l skip 0
-    for word in (commandline --tokenize --cut-at-cursor --current-process)[2..-1]
-        if test $skip = 1
-            set skip 0
-        else if contains -- $word {1}
-            set skip 1
-        else if not string match --quiet -- '-*' $word
-            echo $word
-        end
-    end
-end
-function __{0}_at --description 'Whether the words so far are exactly these'
-    set -l seen (__{0}_seen)
-    test "$seen" = "$argv"
-end
-function __{0}_argument --description 'Whether argument number $argv[1] or one of the last kind ($argv[2]) of a command is next'
-    set -l seen (__{0}_seen)
-    set -l words (math (count $argv) - 2)
-    set -l at (math (count $seen) - $words)
-    test "$seen[1..$words]" = "$argv[3..-1]"; or return 1
-    test $at -eq $argv[1]; or test $argv[2] = more -a $at -gt $argv[1]
-end
-function __{0}_names --description 'Names of a noun, one on a line'
-    set -l find
-    if test $argv[1] != connection
-        set -l words (commandline --tokenize --cut-at-cursor --current-process)
-        set -l at (contains --index -- -c $words; or contains --index -- --connection $words)
-        set find (commandline --current-token)'*' --limit 200 --no-input
-        test -n "$at"; and set -a find --connection $words[(math $at[1] + 1)]
-    end
-    timeout 1 {0} $argv[1] list $find --format plain --fields name 2>/dev/null | LC_ALL=C grep -E '^[A-Za-z0-9_][A-Za-z0-9_.@-]*$'
-end
-function __{0}_in --description 'Whether the words so far begin with these'
-    set -l seen (__{0}_seen)
-    set -l words (count $argv)
-    test "$seen[1..$words]" = "$argv"
-end
-complete --command {0} --no-files
-)";
-
-    void Offer(std::string_view condition, std::string_view words, std::string_view what) {
-        script_ += fmt::format("complete --command {0} --condition '__{0}_{1}' --arguments {2}",
-                               program_.name, condition, QuotedForFish(words));
-        script_ += what.empty() ? "\n" : fmt::format(" --description {}\n", QuotedForFish(what));
-    }
-
-    void AddCommand(const Command &command) {
-        AddCommand(command, FullName(command));
-        for (std::string_view alias : command.aliases)
-            AddCommand(command, fmt::format("{} {}", command.noun, alias));
-    }
-
-    void AddCommand(const Command &command, const std::string &name) {
-        const size_t last = name.rfind(' ');
-        if (!command.verb.empty()) {
-            Offer(fmt::format("at {}", name.substr(0, last)), name.substr(last + 1),
-                  command.summary);
-        }
-        for (size_t i = 0; i < command.arguments.size(); ++i) {
-            const Argument &argument = command.arguments[i];
-            const std::string words = Words(argument.kind, argument.choices);
-            if (words.empty()) continue;
-            Offer(fmt::format("argument {} {} {}", i, argument.repeatable ? "more" : "one", name),
-                  words, {});
-        }
-        for (const Option &option : command.options)
-            AddOption(option, name);
-    }
-
-    void AddOption(const Option &option, std::string_view condition) {
-        script_ += fmt::format("complete --command {}", program_.name);
-        if (!condition.empty()) {
-            script_ += fmt::format(" --condition '__{}_in {}'", program_.name, condition);
-        }
-        if (option.letter != '\0') script_ += fmt::format(" --short-option {}", option.letter);
-        script_ += fmt::format(" --long-option {}", option.name);
-        if (!option.value.empty()) script_ += " --require-parameter";
-        if (option.kind == Kind::kFile) script_ += " --force-files";
-        const std::string words = Words(option.kind, option.choices);
-        if (!words.empty()) script_ += fmt::format(" --arguments {}", QuotedForFish(words));
-        script_ += fmt::format(" --description {}\n", QuotedForFish(option.help));
-    }
-
-    std::string Words(Kind kind, const std::vector<std::string_view> &choices) const {
-        if (IsName(kind)) return fmt::format("(__{}_names {})", program_.name, NounOf(kind));
-        return Joined(choices, " ");
-    }
-
     const Program &program_;
-    std::string script_;
+    const Place &place_;
+    std::vector<Candidate> all_;
 };
+
+// `letters`: options also in their one-letter form.
+Candidates CandidatesFor(const Program &program, const Place &place, const std::string &current,
+                         bool letters) {
+    Candidates candidates(program, place);
+    const size_t equals = current.find('=');
+    if (place.option != nullptr) {
+        candidates.AddValues(*place.option, current);
+    } else if (current.starts_with("--") && equals != std::string::npos) {
+        if (const Option *option = OptionWithValue(program, place, current))
+            candidates.AddValues(*option, current.substr(equals + 1),
+                                 current.substr(0, equals + 1));
+    } else {
+        if (place.command == nullptr) {
+            candidates.AddNounsOrVerbs();
+        } else if (!current.starts_with('-')) {
+            candidates.AddArgument(current);
+        }
+        if (place.options_ended) return candidates;
+        if (place.command != nullptr) candidates.AddOptions(place.command->options, letters);
+        candidates.AddOptions(program.global_options, letters);
+    }
+    return candidates;
+}
+
+// The words of a line as a shell sees them, the last being that at its end, perhaps empty.
+std::vector<std::string> SplitLine(std::string_view line) {
+    std::vector<std::string> words(1);
+    bool begun = false;
+    char quote = '\0';
+    for (size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        const bool blank = quote == '\0' && (c == ' ' || c == '\t');
+        if (blank && begun) words.emplace_back();
+        begun = !blank;
+        if (blank) continue;
+        if (c == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && (c == '\'' || c == '"')) {
+            quote = c;
+        } else {
+            if (c == '\\' && quote != '\'' && i + 1 < line.size()) ++i;
+            words.back() += line[i];
+        }
+    }
+    return words;
+}
+
+// bash inserts what it is offered in place of its own word, which may be the end of ours only.
+std::string ForBash(const Candidates &candidates, std::string_view current,
+                    std::string_view word_of_bash) {
+    const size_t held = current.ends_with(word_of_bash) ? current.size() - word_of_bash.size() : 0;
+    std::string answer;
+    for (const Candidate &candidate : candidates.All()) {
+        if (candidate.word.starts_with(current)) answer += candidate.word.substr(held) + "\n";
+    }
+    return answer;
+}
+
+// zsh and fish have their own ways to choose; but fish shows options only once one is begun.
+std::string WithDescriptions(const Candidates &candidates, std::string_view current, bool fish) {
+    std::string answer;
+    for (const Candidate &candidate : candidates.All()) {
+        if (fish && !current.starts_with('-') && candidate.word.starts_with('-')) continue;
+        answer += candidate.word;
+        if (!candidate.what.empty())
+            answer += fmt::format("{}{}", fish ? '\t' : ':', candidate.what);
+        answer += '\n';
+    }
+    return answer;
+}
 
 }  // namespace
 
-std::string BashCompletion(const Program &program) {
-    std::string script = fmt::format(
-        "# bash completion of {0}; load it with\n"
-        "#   source <({0} completion bash)\n",
-        program.name);
-    script += NamesFunction(program);
-    script += fmt::format("_{}() {{\n", program.name);
-    script +=
-        "    local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}\n"
-        "    COMPREPLY=()\n";
-    script += FindCommandCode(program, "${COMP_WORDS[i]}", "COMP_CWORD", 1);
-    script += ValueCases(program, "COMPREPLY=($(compgen -W \"{words}\" -- \"$current\"))",
-                         "COMPREPLY=($(compgen -f -- \"$current\"))");
-    script += WordCases(program);
-    script += "    COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n}\n";
-    return script + fmt::format("complete -F _{0} {0}\n", program.name);
+std::string AnswerCompletion(const Program &program, std::span<const std::string> words) {
+    if (words.size() < 2) return {};
+    const std::string &shell = words[0];
+    std::vector<std::string> line(words.begin() + 1, words.end());
+    if (shell == "bash") {
+        line = SplitLine(words[1]);
+        line.erase(line.begin(), line.begin() + (line.size() > 1 ? 1 : 0));  // the program
+    }
+    const std::string current = std::move(line.back());
+    line.pop_back();
+    Place place;
+    for (const std::string &word : line)
+        GoPast(program, word, place);
+    const bool fish = shell == "fish";
+    const Candidates candidates = CandidatesFor(program, place, current, fish);
+    if (candidates.AreFiles()) return fmt::format("{}\n", kFiles);
+    if (shell == "bash") return ForBash(candidates, current, words.size() > 2 ? words[2] : "");
+    return WithDescriptions(candidates, current, fish);
 }
 
-std::string ZshCompletion(const Program &program) {
-    std::string script = fmt::format(
-        "#compdef {0}\n# zsh completion of {0}; save it as _{0} in a "
-        "folder of $fpath, or load it with\n"
-        "#   source <({0} completion zsh)\n",
-        program.name);
-    script += NamesFunction(program);
-    script +=
-        fmt::format("_{}() {{\n    setopt localoptions kshglob noshwordsplit\n", program.name);
-    script +=
-        "    local current=$PREFIX before=${words[CURRENT - 1]}\n"
-        "    local -a line=(\"${words[@]}\")\n";
-    script += FindCommandCode(program, "${line[i]}", "CURRENT", 2);
-    script += ValueCases(program, "compadd -- ${{=:-\"{words}\"}}", "_files");
-    script += WordCases(program);
-    script += "    compadd -- ${=words}\n}\n";
-    return script + fmt::format("compdef _{0} {0}\n", program.name);
-}
-
-std::string FishCompletion(const Program &program) {
-    return FishScript(program).Text();
+std::string CompletionScript(const Program &program, std::string_view shell) {
+    const char *script = shell == "bash" ? kBash : shell == "zsh" ? kZsh : kFish;
+    return fmt::format(fmt::runtime(script), program.name);
 }
 
 }  // namespace zafo::cli

@@ -3,26 +3,11 @@
 
 #include "tools/cli/completion.h"
 
-#include <algorithm>
-
 namespace zafo::cli {
-
-namespace {
-
-struct ShellRow {
-    std::string_view name;
-    std::string (*script)(const Program &);
-};
-
-constexpr ShellRow kShells[] = {
-    {"bash", BashCompletion}, {"zsh", ZshCompletion}, {"fish", FishCompletion}};
-
-}  // namespace
 
 int PrintCompletion(Session &session) {
     const std::string &shell = session.Argument("SHELL");
-    const ShellRow &row = *std::ranges::find(kShells, shell, &ShellRow::name);
-    const std::string script = row.script(session.program);
+    const std::string script = CompletionScript(session.program, shell);
     if (session.Options().form == Form::kJson) {
         session.document.Whole({{"shell", shell}, {"script", script}});
     } else {

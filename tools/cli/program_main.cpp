@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/program_main.h"
 
+#include "tools/cli/completion.h"
 #include "tools/cli/help.h"
 #include "tools/cli/leftover_files.h"
 
+#include <signal.h>
 #include <syslog.h>
 
 #include <fmt/format.h>
@@ -65,11 +67,20 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
     }
 }
 
+// For a shell in the middle of a line: its words are not this program's own.
+int Complete(const Program &program, std::vector<std::string> words) {
+    const Streams silence;  // takes what tools, and the program itself, have to say
+    fputs(AnswerCompletion(program, words).c_str(), stdout);
+    return 0;
+}
+
 }  // namespace
 
 int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
+    if (argc > 1 && argv[1] == kComplete) return Complete(program, {argv + 2, argv + argc});
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
+    signal(SIGXFSZ, SIG_IGN);  // a file beyond the limit is an error of its write, which is told
     RemoveLeftoverFiles();
     Streams streams;
     JsonDocument document(streams);

@@ -11,7 +11,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <random>
 
 namespace zafo::cli {
@@ -133,53 +132,6 @@ void ChangePlan::Print(Session &session) const {
         }
     }
     session.streams.Out(text);
-}
-
-ChangeFile::ChangeFile(const std::string &dn, const char *type) {
-    if (ZAFOLDAPLdifInit(&file_, nullptr) != 0) throw LibraryFailure(0, QLIBCErrGet(), {}, {});
-    ZAFOLDAPLdifTargetDN(&file_, dn.c_str());
-    ZAFOLDAPLdifChangeType(&file_, type);
-}
-
-ChangeFile::~ChangeFile() {
-    ZAFOLDAPLdifClose(&file_);
-    ZAFOLDAPLdifUnlink(&file_);
-}
-
-// A file that was cut short is not run: "delete: memberUid" alone means every member.
-int ChangeFile::Apply(const ZAFOLDAP_HOST *host) {
-    if (std::fflush(file_.pFile) == 0 && std::ferror(file_.pFile) == 0)
-        return ZAFOLDAPModify(host, &file_, 0);
-    QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
-    return -1;
-}
-
-void ChangeFile::Values(const char *how, const char *attribute,
-                        const std::vector<std::string> &values) {
-    if (values.empty()) return;
-    ZAFOLDAPLdifSepAttr(&file_);
-    ZAFOLDAPLdifAttr(&file_, how, "%s", attribute);
-    for (const std::string &value : values)
-        Value(attribute, value);
-}
-
-// The library's writers take values as they are: one that LDIF cannot show so goes in base64.
-void ChangeFile::Value(const std::string &attribute, const std::string &value) {
-    if (std::string_view(" :<").find(value.front()) == std::string_view::npos) {
-        ZAFOLDAPLdifAttr(&file_, attribute.c_str(), "%s", value.c_str());
-    } else {
-        ZAFOLDAPLdifLine(&file_, "%s:: %s", attribute.c_str(), Base64(value).c_str());
-    }
-}
-
-void ChangeFile::Replace(const std::string &attribute, const std::string &value) {
-    if (value.empty()) {
-        ZAFOLDAPLdifAttrDelete(&file_, attribute.c_str(), nullptr);
-        return;
-    }
-    ZAFOLDAPLdifSepAttr(&file_);
-    ZAFOLDAPLdifAttr(&file_, "replace", "%s", attribute.c_str());
-    Value(attribute, value);
 }
 
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name) {

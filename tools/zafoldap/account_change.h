@@ -47,25 +47,6 @@ class ChangePlan {
     std::vector<Entry> entries_;
 };
 
-// A change file of the library's for attributes of the caller's own.
-class ChangeFile {
-  public:
-    ChangeFile(const std::string &dn, const char *type);
-    ~ChangeFile();
-    ChangeFile(const ChangeFile &) = delete;
-    ChangeFile &operator=(const ChangeFile &) = delete;
-
-    void Replace(const std::string &attribute, const std::string &value);  // empty: removes it
-    // "add" or "delete"; without values nothing is written.
-    void Values(const char *how, const char *attribute, const std::vector<std::string> &values);
-    int Apply(const ZAFOLDAP_HOST *host);
-
-  private:
-    void Value(const std::string &attribute, const std::string &value);
-
-    ZAFOLDAP_LDIF file_{};
-};
-
 // The groups that list a user by name.
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name);
 std::vector<std::string> NamesOf(const std::vector<Account> &accounts);

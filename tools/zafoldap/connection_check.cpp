@@ -220,21 +220,21 @@ class Checker {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return {};
         const std::string host = first_reached_->BareHost();
+        const auto &names = report->chain.front().names;
         // For "localhost" libldap looks for the machine's own name.
-        const bool named =
-            !report->alternative || host == "localhost" || NamesInclude(report->names, host);
+        const bool named = !names || host == "localhost" || NamesInclude(*names, host);
         if (report->verdict == "ok" && named) return {};
         std::string fault =
             fmt::format("certificate of {}: {}", report->chain.front().subject,
                         report->verdict == "ok" ? "hostname mismatch" : report->verdict);
         if (!named)
             fault += fmt::format("; it is for {}, not for {}, and its common name does not count",
-                                 report->names.empty() ? "no host" : Names(*report), host);
+                                 names->empty() ? "no host" : Joined(*names), host);
         return fault;
     }
 
-    static std::string Names(const CertificateReport &report) {
-        return fmt::format("{}", fmt::join(report.names, ", "));
+    static std::string Joined(const std::vector<std::string> &names) {
+        return fmt::format("{}", fmt::join(names, ", "));
     }
 
     // Who signed whom, and until when; the first to end decides.
@@ -265,7 +265,7 @@ class Checker {
     CheckStep Names() {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return NoCertificate();
-        if (report->alternative) return Ok(Names(*report));
+        if (const auto &names = report->chain.front().names) return Ok(Joined(*names));
         CheckStep step = Warning(
             "the certificate has no alternative names: the server is known by its common name "
             "only");

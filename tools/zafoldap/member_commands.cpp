@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // member list, add and remove.
+#include "tools/cli/change_file.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
@@ -69,8 +70,7 @@ void TakeOutValues(const AccountDirectory &directory, const MemberChange &change
     for (size_t i = 0; i < std::size(kMemberAttributes); ++i)
         file.Values("delete", kMemberAttributes[i], change.values.of[i]);
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(change.group.name),
-                [&] { return file.Apply(directory.Record()); });
+        file.Apply(directory.Out(), *directory.Record(), directory.Known(change.group.name));
     if (failure) throw *failure;
 }
 

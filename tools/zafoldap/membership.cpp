@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/membership.h"
 
+#include "tools/cli/change_file.h"
 #include "tools/cli/ldap_filter.h"
 
 #include <fmt/format.h>
@@ -22,8 +23,7 @@ std::optional<Failure> ChangeNames(const AccountDirectory &directory, const Acco
     ChangeFile file(group.dn, "modify");
     file.Values("delete", "memberUid", out);
     file.Values("add", "memberUid", in);
-    return Attempt(directory.Out(), directory.Known(group.name),
-                   [&] { return file.Apply(directory.Record()); });
+    return file.Apply(directory.Out(), *directory.Record(), directory.Known(group.name));
 }
 
 }  // namespace

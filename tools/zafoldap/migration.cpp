@@ -5,24 +5,19 @@
 #include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
+#include "tools/cli/forked_call.h"
 #include "tools/zafoldap/account_copy.h"
 #include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/stale_membership.h"
 
-#include <fcntl.h>
-#include <glob.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <map>
 
 namespace zafo::cli {
@@ -147,79 +142,15 @@ struct Outcome {
     int platform_error;
 };
 
-// A process of its own that makes one call, in a process group of its own: the Ctrl-C of a
-// terminal is for the one that waits.
-class Worker {
-  public:
-    explicit Worker(const std::function<int()> &call) {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0) Refuse();
-        read_ = UniqueFd(ends[0]);
-        UniqueFd write_end(ends[1]);
-        const pid_t parent = getpid();
-        pid_ = fork();
-        if (pid_ < 0) Refuse();
-        if (pid_ == 0) Work(call, write_end.Get(), parent);
-        setpgid(pid_, pid_);
-    }
-    Worker(const Worker &) = delete;
-    Worker &operator=(const Worker &) = delete;
-    ~Worker() {
-        if (pid_ > 0) End();
-    }
-
-    // Whether it has ended, after waiting for a moment. Ctrl-C ends the wait too.
-    bool Ended() const {
-        pollfd end{.fd = read_.Get(), .events = POLLIN, .revents = 0};
-        return poll(&end, 1, kTickMilliseconds) > 0;
-    }
-
-    // What it has to say; nothing when it died before.
-    std::optional<Outcome> Result() {
-        Outcome outcome{};
-        const ssize_t n = read(read_.Get(), &outcome, sizeof outcome);
-        Reap();
-        if (n != ssize_t{sizeof outcome}) return std::nullopt;
-        return outcome;
-    }
-
-    // Ends it where it is. Its account is there wholly or not at all; its change file is not left.
-    void End() {
-        const pid_t pid = pid_;
-        kill(pid, SIGTERM);
-        Reap();
-        glob_t files{};
-        if (glob(fmt::format("/tmp/{}_*.ldif", pid).c_str(), 0, nullptr, &files) == 0) {
-            for (size_t i = 0; i < files.gl_pathc; ++i)
-                unlink(files.gl_pathv[i]);
-        }
-        globfree(&files);
-    }
-
-  private:
-    [[noreturn]] static void Refuse() {
-        throw LibraryFailure(0, QLIB_ERR_OPEN_FAILED, {}, std::strerror(errno));
-    }
-
-    [[noreturn]] static void Work(const std::function<int()> &call, int fd, pid_t parent) {
-        setpgid(0, 0);
-        signal(SIGINT, SIG_IGN);
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) _exit(1);
-        const int result = call();
-        const Outcome outcome{result, ZAFOLDAPErrGet(), QLIBCErrGet()};
-        _exit(write(fd, &outcome, sizeof outcome) == ssize_t{sizeof outcome} ? 0 : 1);
-    }
-
-    void Reap() {
-        while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-        }
-        pid_ = -1;
-    }
-
-    UniqueFd read_;
-    pid_t pid_ = -1;
-};
+// Runs in a process group of its own: the Ctrl-C of a terminal is for the process that waits.
+Outcome RunApart(const std::function<int()> &call, pid_t parent) {
+    setpgid(0, 0);
+    signal(SIGINT, SIG_IGN);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(1);
+    const int result = call();
+    return {result, ZAFOLDAPErrGet(), QLIBCErrGet()};
+}
 
 }  // namespace
 
@@ -317,10 +248,12 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     show(0);
-    Worker worker([&] { return Copy(plan, target); });
-    while (!worker.Ended()) {
+    ForkedCall<Outcome> worker(
+        [&, parent = getpid()] { return RunApart([&] { return Copy(plan, target); }, parent); });
+    setpgid(worker.Pid(), worker.Pid());
+    while (!worker.Ended(kTickMilliseconds)) {
         if (Interrupted()) {
-            worker.End();
+            worker.End();  // its account is there wholly or not at all
             ForgetInterrupt();
             return {.stopped = true};
         }

@@ -2,6 +2,7 @@
 //
 // user edit and rename.
 #include "base/dn.h"
+#include "tools/cli/change_file.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
@@ -131,8 +132,7 @@ std::optional<Failure> ApplySettings(const AccountDirectory &directory, const Ac
     ChangeFile file(user.dn, "modify");
     for (const auto &[attribute, value] : edit.settings)
         file.Replace(attribute, value);
-    return Attempt(directory.Out(), directory.Known(user.name),
-                   [&] { return file.Apply(directory.Record()); });
+    return file.Apply(directory.Out(), *directory.Record(), directory.Known(user.name));
 }
 
 void Apply(const AccountDirectory &directory, const Account &user, const Edit &edit) {

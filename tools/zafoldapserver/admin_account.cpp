@@ -2,12 +2,10 @@
 #include "tools/zafoldapserver/admin_account.h"
 
 #include "base/appliance_paths.h"
-#include "tools/cli/directory.h"
+#include "tools/cli/change_file.h"
 #include "tools/cli/saved_connection.h"
 
 #include "platform/crypt.h"
-#include "zafoldap/ldif.h"
-#include "zafoldap/modify.h"
 
 #include <fmt/format.h>
 
@@ -19,16 +17,6 @@ namespace {
 
 constexpr const char *kNtHash = "sambaNTPassword";
 constexpr const char *kLmHash = "sambaLMPassword";
-
-int DeleteHashes(const Host &host, const std::string &dn, bool has_lm) {
-    ZAFOLDAP_LDIF change{};
-    if (ZAFOLDAPLdifInit(&change, nullptr) != 0) return -1;
-    ZAFOLDAPLdifTargetDN(&change, dn.c_str());
-    ZAFOLDAPLdifChangeType(&change, "modify");
-    ZAFOLDAPLdifAttrDelete(&change, kNtHash, nullptr);
-    if (has_lm) ZAFOLDAPLdifAttrDelete(&change, kLmHash, nullptr);
-    return ZAFOLDAPModify(&host.Record(), &change, 0);
-}
 
 }  // namespace
 
@@ -52,7 +40,11 @@ bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
         has_lm = !entry->attributes.empty();
     }
     const Host host = OpenConnection(kOwnConnection, connection);
-    Ask(streams, connection.Known(), [&] { return DeleteHashes(host, dn, has_lm); });
+    ChangeFile change(dn, "modify");
+    change.Replace(kNtHash, "");
+    if (has_lm) change.Replace(kLmHash, "");
+    if (const auto failure = change.Apply(streams, host.Record(), connection.Known()))
+        throw *failure;
     return true;
 }
 

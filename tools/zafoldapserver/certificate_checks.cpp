@@ -83,10 +83,11 @@ CheckStep CheckCertificateNames(CheckedServer &checked) {
     gethostname(own.data(), own.size() - 1);
     std::vector<std::string> missing;
     for (const std::string &host : {std::string("localhost"), std::string(own.data())}) {
-        if (!CertificateIsFor(checked.certificate_file, host)) missing.push_back(host);
+        if (!CertificateIsFor(*certificate, checked.certificate_file, host))
+            missing.push_back(host);
     }
     const std::string names =
-        fmt::format("{}", fmt::join(NamesInCertificateFile(checked.certificate_file), ", "));
+        certificate->names ? fmt::format("{}", fmt::join(*certificate->names, ", ")) : "";
     if (missing.empty()) return Good(names);
     return Wrong(fmt::format("certificate of {}: hostname mismatch for {}; it is for {}",
                              certificate->subject, fmt::join(missing, " and "),

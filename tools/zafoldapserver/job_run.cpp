@@ -2,24 +2,19 @@
 #include "tools/zafoldapserver/job_run.h"
 
 #include "base/appliance_paths.h"
+#include "tools/cli/forked_call.h"
 #include "tools/zafoldapserver/job_progress.h"
 
 #include "platform/error.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 
 namespace zafo::cli {
@@ -45,7 +40,7 @@ extern "C" void OnInterruptOfJob(int) {}
 
 // The process that makes the call. Ctrl-C reaches the backup program beside it, whose end it
 // waits for; handlers, unlike ignored signals, are not handed on to programs.
-[[noreturn]] void MakeCall(const std::function<int()> &call, int teller) {
+JobOutcome MakeCall(const std::function<int()> &call) {
     struct sigaction action {};
     action.sa_handler = OnInterruptOfJob;
     sigaction(SIGINT, &action, nullptr);
@@ -69,8 +64,7 @@ extern "C" void OnInterruptOfJob(int) {}
     outcome.platform_code = QLIBCErrGet();
     outcome.ran = g_ran != 0;
     outcome.exit_code = g_exit_code;
-    const bool told = write(teller, &outcome, sizeof outcome) == sizeof outcome;
-    _exit(told ? 0 : 1);
+    return outcome;
 }
 
 std::vector<pid_t> ChildrenOf(pid_t pid) {
@@ -79,24 +73,6 @@ std::vector<pid_t> ChildrenOf(pid_t pid) {
     for (pid_t child = 0; file >> child;)
         children.push_back(child);
     return children;
-}
-
-// Waits a moment for the outcome; false: it is still to come.
-bool Take(int fd, JobOutcome *outcome) {
-    pollfd ready{.fd = fd, .events = POLLIN, .revents = 0};
-    if (poll(&ready, 1, kLookEvery) <= 0) return false;
-    JobOutcome told;
-    const ssize_t n = read(fd, &told, sizeof told);
-    if (n < 0 && errno == EINTR) return false;
-    if (n == sizeof told) *outcome = told;
-    return true;
-}
-
-std::array<UniqueFd, 2> MakePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        throw OwnFailure("job_not_started", {.reason = strerror(errno)});
-    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
 // What the exit code adds to the message of its library error; a job that failed for any other
@@ -154,18 +130,13 @@ std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view 
 }  // namespace
 
 JobOutcome RunJob(Session &session, const std::function<int()> &call) {
-    std::array<UniqueFd, 2> pipe = MakePipe();
     session.streams.Flush();
     session.streams.ForgetToolWords();
-    const pid_t pid = fork();
-    if (pid < 0) throw OwnFailure("job_not_started", {.reason = strerror(errno)});
-    if (pid == 0) MakeCall(call, pipe[1].Get());
-    pipe[1] = UniqueFd();
+    ForkedCall<JobOutcome> job([&] { return MakeCall(call); });
     ProgressDisplay display(session);
-    JobOutcome outcome;
     bool told = false;
-    while (!Take(pipe[0].Get(), &outcome)) {
-        const std::vector<pid_t> own = ChildrenOf(pid);
+    while (!job.Ended(kLookEvery)) {
+        const std::vector<pid_t> own = ChildrenOf(job.Pid());
         // Nobody may watch: progress that cannot be read is no reason to leave a job alone.
         try {
             const std::optional<JobProgress> progress = ReadProgress();
@@ -178,8 +149,7 @@ JobOutcome RunJob(Session &session, const std::function<int()> &call) {
         for (const pid_t child : own)
             kill(child, SIGTERM);
     }
-    waitpid(pid, nullptr, 0);
-    return outcome;
+    return job.Result().value_or(JobOutcome());
 }
 
 Failure FailureOfExit(backup::Operation operation, int exit_code, std::string_view tool_words) {

@@ -3,6 +3,7 @@
 
 #include "base/appliance_paths.h"
 #include "base/proc_file.h"
+#include "tools/cli/tool_run.h"
 
 #include "platform/file.h"
 #include "platform/process.h"
@@ -12,7 +13,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -97,18 +97,12 @@ ServiceFacts FactsOfRecords() {
 
 // Empty where systemd does not run, or has no such unit.
 std::string AskSystemd() {
-    std::string answer;
     std::error_code error;
-    if (!std::filesystem::is_directory(kSystemdRuns, error)) return answer;
-    FILE *stream = QLIBCPopen(kSystemctl, "r", "show", "--property=LoadState,Restart,NRestarts",
-                              kUnit, static_cast<char *>(nullptr));
-    if (stream == nullptr) return answer;
-    char part[512];
-    for (size_t n = 0; (n = std::fread(part, 1, sizeof part, stream)) > 0;)
-        answer.append(part, n);
-    QLIBCPclose(stream);
-    if (answer.find("LoadState=loaded") == std::string::npos) answer.clear();
-    return answer;
+    if (!std::filesystem::is_directory(kSystemdRuns, error)) return {};
+    const std::optional<ToolRun> run =
+        RunTool({kSystemctl, "show", "--property=LoadState,Restart,NRestarts", kUnit});
+    const bool loaded = run && run->output.find("LoadState=loaded") != std::string::npos;
+    return loaded ? run->output : std::string();
 }
 
 }  // namespace

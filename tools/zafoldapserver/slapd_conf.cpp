@@ -3,9 +3,9 @@
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"
+#include "tools/cli/tool_run.h"
 
 #include "platform/ldap.h"
-#include "platform/process.h"
 #include "platform/szhash.h"
 #include "zafoldap/server.h"
 
@@ -48,15 +48,10 @@ std::optional<std::string> ReadTextFile(const std::string &path) {
 
 std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::string &path) {
     streams.ForgetToolWords();
-    FILE *stream =
-        QLIBCPopen(kSlaptest, "r", "-u", "-f", path.c_str(), static_cast<char *>(nullptr));
-    if (stream == nullptr) throw OwnFailure("slapd_missing", {.subject = kSlaptest});
-    std::string words;
-    std::array<char, 1024> buffer{};
-    while (const size_t n = fread(buffer.data(), 1, buffer.size(), stream))
-        words.append(buffer.data(), n);
-    if (QLIBCPclose(stream) == 0) return std::nullopt;
-    words += streams.ToolWords();
+    const std::optional<ToolRun> run = RunTool({kSlaptest, "-u", "-f", path});
+    if (!run) throw OwnFailure("slapd_missing", {.subject = kSlaptest});
+    if (run->status == 0) return std::nullopt;
+    const std::string words = run->output + streams.ToolWords();
     return words.empty() ? "slaptest gave no reason" : words;
 }
 

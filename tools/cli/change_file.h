@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A change of one entry, written as an LDIF file in "/tmp" and run with ldapmodify(1).
+#pragma once
+
+#include "tools/cli/directory.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zafo::cli {
+
+// The file, removed on every path.
+class ChangeFile {
+  public:
+    // Throws Failure when the file cannot be made.
+    ChangeFile(const std::string &dn, const char *type);
+    ~ChangeFile();
+    ChangeFile(const ChangeFile &) = delete;
+    ChangeFile &operator=(const ChangeFile &) = delete;
+
+    void Replace(const std::string &attribute, const std::string &value);  // empty: removes it
+    // "add" or "delete"; without values nothing is written.
+    void Values(const char *how, const char *attribute, const std::vector<std::string> &values);
+
+    // Nothing once the server has made the change. A file that the disk cut short is not run: a
+    // record cut short says something else, "delete: memberUid" alone means every member.
+    std::optional<Failure> Apply(Streams &streams, const ZAFOLDAP_HOST &host, const Facts &facts);
+
+  private:
+    void Value(const std::string &attribute, const std::string &value);
+    void NoteFault();
+
+    ZAFOLDAP_LDIF file_{};
+    int fault_ = 0;  // errno of the first write that failed
+};
+
+}  // namespace zafo::cli

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/cli/forked_call.h"
+
+#include "tools/cli/leftover_files.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace zafo::cli {
+
+namespace {
+
+[[noreturn]] void Refuse() {
+    throw OwnFailure("job_not_started", {.reason = std::strerror(errno)});
+}
+
+// What is thrown here must not go on in the caller's frames, which are those of two processes now.
+[[noreturn]] void Run(const std::function<bool(int report)> &body, int report) noexcept {
+    _exit(body(report) ? 0 : 1);
+}
+
+}  // namespace
+
+ForkedProcess::ForkedProcess(const std::function<bool(int report)> &body) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) Refuse();
+    report_ = UniqueFd(ends[0]);
+    const UniqueFd write_end(ends[1]);
+    pid_ = fork();
+    if (pid_ < 0) Refuse();
+    if (pid_ == 0) Run(body, write_end.Get());
+}
+
+ForkedProcess::~ForkedProcess() {
+    if (pid_ > 0) End();
+}
+
+bool ForkedProcess::Ended(int milliseconds) const {
+    pollfd end{.fd = report_.Get(), .events = POLLIN, .revents = 0};
+    return poll(&end, 1, milliseconds) > 0;
+}
+
+bool ForkedProcess::TakeReport(void *report, size_t size) {
+    ssize_t n = 0;
+    do {
+        n = read(report_.Get(), report, size);
+    } while (n < 0 && errno == EINTR);
+    Reap();
+    return n == static_cast<ssize_t>(size);
+}
+
+void ForkedProcess::End() {
+    kill(pid_, SIGTERM);
+    Reap();
+    RemoveLeftoverFiles();
+}
+
+void ForkedProcess::Reap() {
+    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    pid_ = -1;
+}
+
+}  // namespace zafo::cli
