@@ -29,7 +29,7 @@ void LoggedChange(Work work, Log log) {
     try {
         work();
     } catch (const Failure &failure) {
-        const char *result = failure.key == "partly_done" ? "partly" : "failed";
+        const char *result = failure.id == Message::kPartlyDone ? "partly" : "failed";
         log(result + (" (" + failure.key + ")"));
         throw;
     }

@@ -125,7 +125,7 @@ void Search::ShowCommandLine(const Host &host) const {
 
 const Entry *Search::Next() {
     const int found = ZAFOLDAPSearchGetNext(&request_, &result_);
-    if (Interrupted()) throw OwnFailure("interrupted", facts_);
+    if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts_);
     if (found < 0) Fail();
     if (found == 0) return nullptr;
     Fill();
@@ -151,7 +151,7 @@ void Search::Fill() {
 
 void Search::Fail() const {
     if (ZAFOLDAPErrGet() == 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
-        throw OwnFailure("entry_too_large", facts_);
+        throw OwnFailure(Message::kEntryTooLarge, facts_);
     throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts_, streams_.ToolWords());
 }
 

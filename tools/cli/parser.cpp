@@ -19,7 +19,7 @@ namespace {
 [[noreturn]] void Refuse(const Program &program, const Command *command, std::string reason) {
     const std::string help = fmt::format("{}{}{} --help", program.name, command ? " " : "",
                                          command ? FullName(*command) : "");
-    throw OwnFailure("usage", {.subject = help, .reason = std::move(reason)});
+    throw OwnFailure(Message::kUsage, {.subject = help, .reason = std::move(reason)});
 }
 
 // "-v,--verbose"

@@ -41,7 +41,8 @@ int Run(Session &session, HandlerFinder find_handler) {
 }
 
 int Tell(Streams &streams, JsonDocument &document, const Failure &failure) {
-    if (streams.Options().form == Form::kJson && failure.key != "output_failed") document.Fail();
+    if (streams.Options().form == Form::kJson && failure.id != Message::kOutputFailed)
+        document.Fail();
     streams.Report(failure);
     return failure.exit_code;
 }
@@ -61,7 +62,7 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
     } catch (const Failure &failure) {
         return Tell(streams, document, failure);
     } catch (const std::bad_alloc &) {
-        return Tell(streams, document, OwnFailure("out_of_memory", {}));
+        return Tell(streams, document, OwnFailure(Message::kOutOfMemory, {}));
     }
 }
 

@@ -88,7 +88,7 @@ class InterruptibleInput {
         pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
         while (!Interrupted() && ppoll(&input, 1, nullptr, &before_) < 0 && errno == EINTR) {
         }
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     }
 
   private:
@@ -161,12 +161,13 @@ void Streams::Configure(const Globals &globals) {
 
 void Streams::Out(std::string_view text) {
     if (fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-        throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+        throw OwnFailure(Message::kOutputFailed, {.reason = std::strerror(errno)});
     }
 }
 
 void Streams::Flush() {
-    if (fflush(stdout) != 0) throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+    if (fflush(stdout) != 0)
+        throw OwnFailure(Message::kOutputFailed, {.reason = std::strerror(errno)});
 }
 
 bool Streams::ColorsOn(bool terminal) const {

@@ -43,8 +43,8 @@ std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind 
     const std::optional<Failure> failure =
         Attempt(directory.Out(), directory.Known("cn=zafoconf," + directory.Saved().base),
                 [&] { return number = kind.suggest(directory.Record()); });
-    if (Interrupted()) throw OwnFailure("interrupted", {});
-    if (failure && failure->key == "tool_ended") throw OwnFailure("pool_failed", {});
+    if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
+    if (failure && failure->id == Message::kToolEnded) throw OwnFailure(Message::kPoolFailed, {});
     if (failure) throw *failure;
     return static_cast<std::uint32_t>(number);
 }
@@ -219,7 +219,7 @@ void Leftovers::Add(std::string reason, std::string command, std::string_view de
 
 void Leftovers::ThrowIfAny(const std::string &done, int exit_code) const {
     if (None()) return;
-    Failure failure = OwnFailure("partly_done",
+    Failure failure = OwnFailure(Message::kPartlyDone,
                                  {.subject = done,
                                   .reason = fmt::format("{}", fmt::join(reasons_, "; ")),
                                   .finish = fmt::format("{}", fmt::join(commands_, " && "))},
@@ -236,7 +236,7 @@ void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std
     Facts facts = directory.Known("");
     facts.reason = failure.message;
     facts.finish = std::move(command);
-    throw OwnFailure("state_unknown", facts, failure.detail);
+    throw OwnFailure(Message::kStateUnknown, facts, failure.detail);
 }
 
 std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
@@ -248,7 +248,7 @@ std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind
         if (IsUsable(kind, number)) return number;
         if (!pool) return FreeFrom(directory, kind, number + 1);
     }
-    throw OwnFailure("pool_failed", {});
+    throw OwnFailure(Message::kPoolFailed, {});
 }
 
 Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind,
@@ -265,19 +265,19 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
             const bool taken = IsTaken(directory, kind, *failure, name, number);
             if (number_taken && !wanted && attempt < kAttempts) continue;
             if (!taken) throw *failure;
-            throw LibraryRefusal(failure->key,
-                                 directory.Known(number_taken ? std::to_string(number) : name));
+            throw OwnFailure(failure->key,
+                             directory.Known(number_taken ? std::to_string(number) : name));
         }
         // Somebody else made an entry of that name in between.
         if (failure->ldap_code == kAlreadyExists)
-            throw LibraryRefusal(kind.name_taken, directory.Known(name));
+            throw OwnFailure(kind.name_taken, directory.Known(name));
         const std::optional<bool> exists = directory.Exists(dn);
         if (!exists) {
             ThrowUnknown(directory, *failure,
                          CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name}));
         }
         if (*exists) return {number, std::move(failure)};
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         throw *failure;
     }
 }
@@ -306,7 +306,8 @@ std::string ContainerOf(const Session &session, const AccountKind &kind) {
         given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
     if (fault) {
         throw OwnFailure(
-            "bad_dn", {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
+            Message::kBadDn,
+            {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
             WithCaret(*given, fault->position));
     }
     return *given;
@@ -315,7 +316,7 @@ std::string ContainerOf(const Session &session, const AccountKind &kind) {
 std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind) {
     std::string dn =
         fmt::format("{},{}", ContainerOf(directory.Of(), kind), directory.Saved().base);
-    if (!directory.IsThere(dn)) throw OwnFailure("container_missing", directory.Known(dn));
+    if (!directory.IsThere(dn)) throw OwnFailure(Message::kContainerMissing, directory.Known(dn));
     return dn;
 }
 

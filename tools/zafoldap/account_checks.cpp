@@ -24,7 +24,7 @@ constexpr size_t kLongestName = 32;
 constexpr size_t kLongestAnyName = 255;  // a folder's name
 
 [[noreturn]] void RefuseName(const std::string &name, const char *reason) {
-    throw OwnFailure("account_name",
+    throw OwnFailure(Message::kAccountName,
                      {.subject = fmt::format("\"{}\"", OneLine(name)), .reason = reason});
 }
 
@@ -119,7 +119,7 @@ void CheckNewName(const std::string &name, bool any) {
 void CheckChangeableName(const std::string &name) {
     CheckName(name);
     if (name.find_first_of("*()\\") != std::string::npos) {
-        throw OwnFailure("unusual_name", {.subject = fmt::format("\"{}\"", name)});
+        throw OwnFailure(Message::kUnusualName, {.subject = fmt::format("\"{}\"", name)});
     }
 }
 
@@ -135,8 +135,9 @@ std::uint32_t ParseAccountNumber(std::string_view option, const std::string &tex
                          : IsReservedNumber(number) ? "it is reserved"
                                                     : nullptr;
     if (reason != nullptr) {
-        throw OwnFailure("account_number", {.subject = fmt::format("{} {}", option, OneLine(text)),
-                                            .reason = reason});
+        throw OwnFailure(
+            Message::kAccountNumber,
+            {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
     }
     return static_cast<std::uint32_t>(number);
 }
@@ -182,16 +183,16 @@ void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kin
                        std::uint32_t number) {
     const std::string text = std::to_string(number);
     if (const auto local = LocalAccount(kind, number)) {
-        throw OwnFailure("number_local", {.subject = text, .reason = *local});
+        throw OwnFailure(Message::kNumberLocal, {.subject = text, .reason = *local});
     }
     const std::optional<Pool> pool = directory.PoolOf(kind);
     if (pool && (number < pool->lowest || number > pool->highest)) {
         throw OwnFailure(
-            "number_outside_pool",
+            Message::kNumberOutsidePool,
             {.subject = text, .reason = fmt::format("{} to {}", pool->lowest, pool->highest)});
     }
     if (!directory.WithNumber(kind, number).empty())
-        throw LibraryRefusal(kind.number_taken, {.subject = text});
+        throw OwnFailure(kind.number_taken, {.subject = text});
 }
 
 std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
@@ -211,7 +212,7 @@ std::pair<std::string, std::uint32_t> NeedPrimaryGroup(const AccountDirectory &d
     const std::vector<std::string> dns = directory.WithNumber(kGroupKind, gid);
     if (!dns.empty()) return {directory.NameOf(kGroupKind, dns.front()), gid};
     if (const auto local = LocalAccount(kGroupKind, gid)) return {*local, gid};
-    throw OwnFailure("group_missing", directory.Known("with the number " + given));
+    throw OwnFailure(Message::kGroupMissing, directory.Known("with the number " + given));
 }
 
 void NeedClassFor(const AccountDirectory &directory, const Invocation &invocation,
@@ -219,7 +220,7 @@ void NeedClassFor(const AccountDirectory &directory, const Invocation &invocatio
     if (!invocation.Has(option) || (directory.HasClass(bit) && (entry_classes & bit) != 0)) return;
     Facts facts = directory.Known(fmt::format("--{}", option));
     facts.reason = bit == ZAFOLDAP_CLASS_INET_ORG_PERSON ? "inetOrgPerson" : "shadowAccount";
-    throw OwnFailure("class_missing", facts);
+    throw OwnFailure(Message::kClassMissing, facts);
 }
 
 long ParseDate(const std::string &text) {
@@ -236,7 +237,7 @@ long ParseDate(const std::string &text) {
                                            std::chrono::month(static_cast<unsigned>(parts[1])),
                                            std::chrono::day(static_cast<unsigned>(parts[2]))};
     if (!shaped || !date.ok() || parts[0] <= 1970) {
-        throw OwnFailure("bad_date", {.subject = OneLine(text)});
+        throw OwnFailure(Message::kBadDate, {.subject = OneLine(text)});
     }
     return std::chrono::sys_days(date).time_since_epoch().count();
 }
@@ -255,14 +256,14 @@ void CheckText(std::string_view option, const std::string &text) {
                          : text.size() > 1023                  ? "it is longer than 1023 bytes"
                                                                : nullptr;
     if (reason != nullptr)
-        throw OwnFailure("bad_text", {.subject = std::string(option), .reason = reason});
+        throw OwnFailure(Message::kBadText, {.subject = std::string(option), .reason = reason});
 }
 
 void CheckPath(std::string_view option, const std::string &text) {
     CheckText(option, text);
     if (!text.starts_with('/')) {
-        throw OwnFailure(
-            "bad_text", {.subject = std::string(option), .reason = "it does not begin with \"/\""});
+        throw OwnFailure(Message::kBadText, {.subject = std::string(option),
+                                             .reason = "it does not begin with \"/\""});
     }
 }
 
@@ -270,7 +271,8 @@ void CheckMail(const std::string &text) {
     const bool good = IsPlainAscii(text) && text.find(' ') == std::string::npos &&
                       text.find('@') != std::string::npos && text.front() != '@' &&
                       text.back() != '@';
-    if (!good) throw OwnFailure("bad_text", {.subject = "--mail", .reason = "it is no address"});
+    if (!good)
+        throw OwnFailure(Message::kBadText, {.subject = "--mail", .reason = "it is no address"});
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {
@@ -287,8 +289,9 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
     }
     std::string value = text.substr(equals + 1);
     if (!OneLineOfText(value)) {
-        throw OwnFailure("bad_text", {.subject = fmt::format("--set {}", attribute),
-                                      .reason = "it holds control characters or is not UTF-8"});
+        throw OwnFailure(Message::kBadText,
+                         {.subject = fmt::format("--set {}", attribute),
+                          .reason = "it holds control characters or is not UTF-8"});
     }
     return {attribute, std::move(value)};
 }

@@ -80,7 +80,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
             directory, failure,
             CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {one.account.name}));
     }
-    if (*exists && Interrupted()) throw OwnFailure("interrupted", {});
+    if (*exists && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (*exists || &kind != &kUserKind) throw failure;
     Leftovers left;
     FinishMemberships(directory, one.account.name, "", left);
@@ -108,7 +108,7 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
     std::vector<std::string> attributes;
     if (!one.groups.empty()) attributes = {"memberUid", "member"};
     Logged(directory.Of(), one.account.dn, attributes, [&] {
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<Failure> failure =
             Attempt(directory.Out(), directory.Known(one.account.name),
                     [&] { return remove(directory.Record(), one.account.name.c_str()); });

@@ -92,7 +92,7 @@ AccountDirectory::AccountDirectory(Session &session)
       connection_(ReadConnection(session.Options().connection)),
       host_(OpenConnection(connection_.name, connection_)) {
     if (connection_.base.empty()) {
-        throw OwnFailure("connection_incomplete",
+        throw OwnFailure(Message::kConnectionIncomplete,
                          {.connection = connection_.name, .subject = "base DN (--base)"});
     }
     NeedSuffix(host_);
@@ -110,7 +110,7 @@ void AccountDirectory::LearnServer(const AccountKind &kind) {
     Run(connection_.base, [&] { return ZAFOLDAPHostGetSupportedSchema(&record); });
     Run(connection_.base, [&] { return ZAFOLDAPBrowserCheckServerType(&record); });
     if (!HasClass(kind.schema_bit)) {
-        throw OwnFailure("check_schema", Known(std::string(kind.schema_class)));
+        throw OwnFailure(Message::kCheckSchema, Known(std::string(kind.schema_class)));
     }
 }
 
@@ -121,9 +121,9 @@ std::optional<std::string> AccountDirectory::Find(const AccountKind &kind,
         return kind.dn_of_name(Record(), EscapedForFilter(name).c_str(), dn.data(), dn.size());
     });
     if (found == 0) return std::nullopt;
-    if (found > 1) throw OwnFailure("name_ambiguous", Known(name), Others(kind, name));
+    if (found > 1) throw OwnFailure(Message::kNameAmbiguous, Known(name), Others(kind, name));
     const std::string text = dn.data();
-    if (text.size() + 1 == dn.size()) throw OwnFailure("too_long", Known(name));
+    if (text.size() + 1 == dn.size()) throw OwnFailure(Message::kTooLong, Known(name));
     return text;
 }
 

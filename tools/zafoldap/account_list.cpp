@@ -49,7 +49,7 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 
 bool IsCutOff(const Failure &failure) {
     return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
-           failure.key == "answer_endless";
+           failure.id == Message::kAnswerEndless;
 }
 
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {
@@ -88,7 +88,7 @@ int ListAccounts(const AccountDirectory &directory, const ListRequest &request) 
         if (!complete)
             session.streams.Note(fmt::format("there are more; --limit {} ended the list", limit));
     } catch (const Failure &failure) {
-        if (failure.key != "output_failed") writer.Finish(/*ok=*/false, /*complete=*/false);
+        if (failure.id != Message::kOutputFailed) writer.Finish(/*ok=*/false, /*complete=*/false);
         throw;
     }
     if (request.cut) throw *request.cut;

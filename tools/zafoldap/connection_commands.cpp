@@ -36,8 +36,8 @@ const Fields kBaseFields = {{"base", "BASE DN"}};
 void CheckLoginSuffix(const std::string &suffix) {
     const bool good = IsText(suffix) && suffix.find_first_of("\r\n\t ") == std::string::npos;
     if (!good)
-        throw OwnFailure("bad_text", {.subject = "--login-suffix",
-                                      .reason = "it holds blanks or control characters"});
+        throw OwnFailure(Message::kBadText, {.subject = "--login-suffix",
+                                             .reason = "it holds blanks or control characters"});
 }
 
 // The transport that --uri and --ssl ask for together.
@@ -93,7 +93,7 @@ std::vector<std::string> Apply(Session &session, Connection &connection) {
 bool GivesPassword(const Invocation &invocation) {
     const auto has = [&](std::string_view name) { return invocation.Has(name); };
     if (has("password-stdin") && has("password-file")) {
-        throw OwnFailure("usage",
+        throw OwnFailure(Message::kUsage,
                          {.subject = "zafoldap connection --help",
                           .reason = "--password-stdin and --password-file exclude each other"});
     }
@@ -183,7 +183,7 @@ int AddConnection(Session &session) {
     if (gives && connection.bind_dn.empty()) {
         RefuseUsage(session, "a password goes with --bind-dn, which is missing");
     }
-    if (FindConnection(name)) throw OwnFailure("connection_exists", {.connection = name});
+    if (FindConnection(name)) throw OwnFailure(Message::kConnectionExists, {.connection = name});
     std::optional<std::string> password;
     if (!connection.bind_dn.empty()) {
         password = TakePassword(session.streams, session.invocation, connection.bind_dn);
@@ -211,7 +211,7 @@ int EditConnection(Session &session) {
         RefuseUsage(session, "a password goes with --bind-dn, and the connection has none");
     }
     if (keys.empty() && !anonymous && !gives)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldap connection edit"});
+        throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap connection edit"});
     std::vector<const char *> removed;
     if (anonymous) {
         connection.bind_dn.clear();

@@ -27,7 +27,8 @@ namespace {
 void CheckFilter(const std::string &filter) {
     const std::optional<SyntaxFault> fault = FilterFault(filter);
     if (!fault) return;
-    throw OwnFailure("bad_filter", {.reason = fault->reason}, WithCaret(filter, fault->position));
+    throw OwnFailure(Message::kBadFilter, {.reason = fault->reason},
+                     WithCaret(filter, fault->position));
 }
 
 bool IsDn(const std::string &name) {
@@ -40,7 +41,7 @@ std::vector<std::string> Requested(const std::vector<std::string> &named,
     std::vector<std::string> requested = named.empty() ? fields : named;
     for (const std::string &name : requested) {
         if (!IsAttributeSelector(name))
-            throw OwnFailure("bad_attribute", {.subject = OneLine(name)});
+            throw OwnFailure(Message::kBadAttribute, {.subject = OneLine(name)});
     }
     std::erase_if(requested, IsDn);
     // Only the DN: without any attribute in the request the server would send all.
@@ -79,8 +80,8 @@ Query QueryOf(const Invocation &invocation) {
     query.offset = invocation.Number("offset").value_or(0);
     const std::optional<int> limit = invocation.Number("limit");
     if (limit && *limit < 1) {
-        throw OwnFailure(
-            "usage", {.subject = "zafoldap search --help", .reason = "--limit needs at least 1"});
+        throw OwnFailure(Message::kUsage, {.subject = "zafoldap search --help",
+                                           .reason = "--limit needs at least 1"});
     }
     return query;
 }
@@ -152,7 +153,7 @@ int SearchDirectory(Session &session) {
             session.streams.Note(
                 fmt::format("more entries match; --limit {} ended the list", limit));
     } catch (const Failure &failure) {
-        if (failure.key != "output_failed") writer->Finish(/*ok=*/false, /*complete=*/false);
+        if (failure.id != Message::kOutputFailed) writer->Finish(/*ok=*/false, /*complete=*/false);
         throw;
     }
     return 0;

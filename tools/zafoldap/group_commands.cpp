@@ -37,8 +37,9 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const s
 
 void CheckDescription(const std::string &text) {
     if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
-        throw OwnFailure("bad_text", {.subject = "--description",
-                                      .reason = "it holds control characters or is not UTF-8"});
+        throw OwnFailure(
+            Message::kBadText,
+            {.subject = "--description", .reason = "it holds control characters or is not UTF-8"});
 }
 
 // Runs an edit of a group and puts words to what the library says.
@@ -53,9 +54,9 @@ void RunEdit(const AccountDirectory &directory, const Account &group, const std:
         });
     if (!failure) return;
     if (failure->key == kGroupKind.name_taken && new_name != nullptr)
-        throw LibraryRefusal(failure->key, directory.Known(*new_name));
+        throw OwnFailure(failure->key, directory.Known(*new_name));
     if (failure->key == kGroupKind.number_taken && gid)
-        throw LibraryRefusal(failure->key, directory.Known(std::to_string(*gid)));
+        throw OwnFailure(failure->key, directory.Known(std::to_string(*gid)));
     throw *failure;
 }
 
@@ -101,7 +102,7 @@ int ShowGroup(Session &session) {
                   {.base = dn, .filter = std::string(kGroupKind.filter), .scope = "base"},
                   directory.Known(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure("group_missing", directory.Known(dn));
+    if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.Known(dn));
     Json record = RecordOf(GroupFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     record["sid"] = sid.empty() ? Json() : Json(sid);
@@ -125,7 +126,7 @@ int AddGroup(Session &session) {
     const std::string dn =
         fmt::format("cn={},{}", EscapedForDn(name), NeedContainer(directory, kGroupKind));
     if (directory.Find(kGroupKind, name))
-        throw LibraryRefusal(kGroupKind.name_taken, directory.Known(name));
+        throw OwnFailure(kGroupKind.name_taken, directory.Known(name));
     if (gid) CheckNumberIsFree(directory, kGroupKind, *gid);
     ChangePlan plan;
     plan.Check(fmt::format("the name {} is free", name));
@@ -169,7 +170,7 @@ int EditGroup(Session &session) {
     const std::string *description = invocation.Find("description");
     if (description != nullptr) CheckDescription(*description);
     if (!gid && description == nullptr)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldap group edit"});
+        throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
     AccountDirectory directory(session);
     directory.LearnServer(kGroupKind);
     const Account group = directory.NeedAccount(kGroupKind, session.Argument("NAME"));
@@ -214,7 +215,7 @@ int RenameGroup(Session &session) {
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
     if (directory.Find(kGroupKind, new_name))
-        throw LibraryRefusal(kGroupKind.name_taken, directory.Known(new_name));
+        throw OwnFailure(kGroupKind.name_taken, directory.Known(new_name));
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", group.name));
     plan.Check(fmt::format("the name {} is free", new_name));

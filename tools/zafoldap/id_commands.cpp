@@ -346,7 +346,7 @@ int ShowIdPool(Session &session) {
     std::vector<Json> rows;
     for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
         const std::optional<Pool> pool = directory.PoolOf(*kind);
-        if (!pool) throw OwnFailure("no_pool", directory.Known(directory.Saved().base));
+        if (!pool) throw OwnFailure(Message::kNoPool, directory.Known(directory.Saved().base));
         const size_t used =
             CountIn(AllAccounts(directory, *kind).numbers, pool->lowest, pool->highest);
         const std::uint64_t size =
@@ -375,7 +375,8 @@ int CheckIds(Session &session) {
     const size_t failed = printer.Count(StepResult::kFailed);
     printer.Finish(failed == 0);
     if (failed > 0)
-        throw OwnFailure("ids_wrong", {.reason = fmt::format("{} of the checks failed", failed)});
+        throw OwnFailure(Message::kIdsWrong,
+                         {.reason = fmt::format("{} of the checks failed", failed)});
     return 0;
 }
 

@@ -329,8 +329,8 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     MigrationEnd end;
     if (!outcome) {
         end.failure =
-            OwnFailure("migration_failed", {.subject = "the migration was broken off",
-                                            .reason = "the process that copied has died"});
+            OwnFailure(Message::kMigrationFailed, {.subject = "the migration was broken off",
+                                                   .reason = "the process that copied has died"});
     } else if (outcome->result < 0) {
         end.failure =
             LibraryFailure(outcome->library_error, outcome->platform_error,

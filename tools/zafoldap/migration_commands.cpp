@@ -168,20 +168,21 @@ void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const M
     const size_t skipped = CountOf(plan, Result::kSkip) + CountOf(plan, Result::kRefuse);
     const std::string summary = Summary(job, plan, "added");
     if (end.stopped)
-        throw OwnFailure("migration_stopped", {.subject = summary, .finish = job.Again()});
+        throw OwnFailure(Message::kMigrationStopped, {.subject = summary, .finish = job.Again()});
     if (skipped == 0) return;
     if (skipped < plan.size())
-        throw OwnFailure("migration_partial", {.subject = summary, .finish = job.Again()});
+        throw OwnFailure(Message::kMigrationPartial, {.subject = summary, .finish = job.Again()});
     if (end.failure) throw *end.failure;
-    throw OwnFailure("migration_failed",
+    throw OwnFailure(Message::kMigrationFailed,
                      {.subject = fmt::format("no {} was added to {}", job.kind.noun, job.Where()),
                       .reason = "all were skipped"});
 }
 
 void CheckRights(const Session &session) {
     if (geteuid() == 0) return;
-    throw OwnFailure("not_root", {.subject = fmt::format("{} {}", session.program.name,
-                                                         FullName(*session.invocation.command))});
+    throw OwnFailure(Message::kNotRoot,
+                     {.subject = fmt::format("{} {}", session.program.name,
+                                             FullName(*session.invocation.command))});
 }
 
 // Asks, when there is anything to add.
@@ -205,7 +206,7 @@ void CheckAllowed(const AccountDirectory &directory, const AccountKind &kind,
                   const std::vector<Candidate> &source) {
     for (const std::string &name : AllowedNames(directory.Of())) {
         if (std::ranges::count(source, name, &Candidate::name) == 0)
-            throw OwnFailure("allowed_missing",
+            throw OwnFailure(Message::kAllowedMissing,
                              {.subject = OneLine(name), .reason = std::string(kind.noun)});
     }
 }

@@ -110,7 +110,7 @@ std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,
     facts.reason = fmt::format("{} {}", OneLine(Enumerated(NamesOf(groups))),
                                groups.size() == 1 ? "lists" : "list");
     facts.finish = RemovalOf(directory, naming, name);
-    throw OwnFailure("memberships_left", facts);
+    throw OwnFailure(Message::kMembershipsLeft, facts);
 }
 
 bool ListedValues::None() const {

@@ -47,7 +47,8 @@ NewUser ReadOptions(const Session &session) {
     user.name = session.Argument("NAME");
     const bool any = invocation.Has("any-name");
     CheckNewName(user.name, any);
-    if (!any && IsLocalUser(user.name)) throw OwnFailure("name_local", {.subject = user.name});
+    if (!any && IsLocalUser(user.name))
+        throw OwnFailure(Message::kNameLocal, {.subject = user.name});
     user.container = ContainerOf(session, kUserKind);
     if (invocation.Has("uid")) user.uid = ParseAccountNumber("--uid", text("uid"));
     user.full_name = text("full-name");
@@ -74,7 +75,7 @@ NewUser ReadOptions(const Session &session) {
 void FindPrimaryGroup(const AccountDirectory &directory, const std::string *given, NewUser &user) {
     if (given == nullptr) {
         const auto dn = directory.Find(kGroupKind, "users");
-        if (!dn) throw OwnFailure("gid_needed", {});
+        if (!dn) throw OwnFailure(Message::kGidNeeded, {});
         user.primary_group = "users";
         user.gid = GidOf(directory, "users", *dn);
         return;
@@ -97,7 +98,7 @@ ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
     user.dn =
         fmt::format("uid={},{}", EscapedForDn(user.name), NeedContainer(directory, kUserKind));
     if (directory.Find(kUserKind, user.name))
-        throw LibraryRefusal(kUserKind.name_taken, directory.Known(user.name));
+        throw OwnFailure(kUserKind.name_taken, directory.Known(user.name));
     plan.Check(fmt::format("the name {} is free", user.name));
     if (user.uid) {
         CheckNumberIsFree(directory, kUserKind, *user.uid);

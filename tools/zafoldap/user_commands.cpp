@@ -145,7 +145,7 @@ int ShowUser(Session &session) {
                   {.base = dn, .filter = std::string(kUserKind.filter), .scope = "base"},
                   directory.Known(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure("user_missing", directory.Known(name));
+    if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.Known(name));
     Json record = RecordOf(UserFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     const std::string gid(FirstValue(*entry, "gidNumber"));

@@ -79,7 +79,7 @@ Edit ReadOptions(const Session &session) {
     edit.touches_record = !edit.texts.empty() || edit.record.pw_uid != UID_ERR ||
                           invocation.Has("gid") || edit.expires || edit.no_password_change;
     if (!edit.touches_record && edit.settings.empty())
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldap user edit"});
+        throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap user edit"});
     return edit;
 }
 
@@ -144,7 +144,7 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
                     edit.expires ? &*edit.expires : nullptr);
             });
         if (failure && failure->key == kUserKind.number_taken)
-            throw LibraryRefusal(failure->key, directory.Known(std::to_string(edit.record.pw_uid)));
+            throw OwnFailure(failure->key, directory.Known(std::to_string(edit.record.pw_uid)));
         if (failure) throw *failure;
     }
     if (edit.settings.empty()) return;
@@ -170,8 +170,8 @@ void FinishRename(const AccountDirectory &directory, const Account &user,
     } catch (const Failure &) {
         ThrowUnknown(directory, failure, CommandLine(directory.Of(), "user show", {new_name}));
     }
-    if (renamed && !gone) throw LibraryRefusal(kUserKind.name_taken, directory.Known(new_name));
-    if (!renamed && Interrupted()) throw OwnFailure("interrupted", {});
+    if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
+    if (!renamed && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (!renamed) throw failure;
     Leftovers left;
     FinishMemberships(directory, user.name, new_name, left);
@@ -231,14 +231,14 @@ int RenameUser(Session &session) {
     CheckChangeableName(session.Argument("OLD"));
     CheckNewName(new_name, session.invocation.Has("any-name"));
     if (!session.invocation.Has("any-name") && IsLocalUser(new_name))
-        throw OwnFailure("name_local", {.subject = new_name});
+        throw OwnFailure(Message::kNameLocal, {.subject = new_name});
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
     const Account user = directory.NeedAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
     if (directory.Find(kUserKind, new_name))
-        throw LibraryRefusal(kUserKind.name_taken, directory.Known(new_name));
+        throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Check(fmt::format("the name {} is free", new_name));

@@ -42,12 +42,12 @@ Export ExportFor(const AccountDirectory &directory) {
         return ParseExport(*given);
     }
     const std::string value = PublishedHomes(directory);
-    if (value.empty()) throw OwnFailure("homes_unpublished", directory.Known(""));
+    if (value.empty()) throw OwnFailure(Message::kHomesUnpublished, directory.Known(""));
     const std::string fault = FaultOfAutomountValue(value);
     if (!fault.empty()) {
         Facts facts = directory.Known(value);
         facts.reason = fault;
-        throw OwnFailure("homes_refused", facts);
+        throw OwnFailure(Message::kHomesRefused, facts);
     }
     return *ParseAutomountValue(value);
 }
@@ -57,7 +57,7 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
     if (failure) {
         Facts named = facts;
         named.subject = whose;
-        throw OwnFailure("home_failed", named, failure->detail);
+        throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
     if (session.Options().form == Form::kJson) session.document.Whole(record);
     session.streams.Note(fmt::format("home folder of {}: there", OneLine(whose)));
@@ -111,7 +111,7 @@ int CreateUserHome(Session &session) {
     const int found = directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
     const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    if (found == 0) throw OwnFailure("user_missing", directory.Known(name));
+    if (found == 0) throw OwnFailure(Message::kUserMissing, directory.Known(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would make " + where)) return 0;

@@ -58,7 +58,8 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
                    fmt::format("{} ({})", partly ? "partly" : "failed", failure->key));
     if (!entry_changed) throw *failure;
     if (!partly) {
-        Failure refused = OwnFailure("password_refused", directory.Known(name), failure->detail);
+        Failure refused =
+            OwnFailure(Message::kPasswordRefused, directory.Known(name), failure->detail);
         refused.exit_code = failure->exit_code;  // 4, 6 where that is why
         refused.ldap_code = failure->ldap_code;
         throw refused;

@@ -31,7 +31,7 @@ void CheckExport(const std::string &host, const std::string &path) {
     const std::string source = host + ":" + path;
     const char *fault = IsText(source) ? FaultOfNfsSource(source) : "it is not UTF-8";
     if (fault != nullptr)
-        throw OwnFailure("export_bad", {.subject = OneLine(source), .reason = fault});
+        throw OwnFailure(Message::kExportBad, {.subject = OneLine(source), .reason = fault});
 }
 
 // "auto_home" of "automountKey=*,automountMapName=auto_home,dc=example,dc=com".

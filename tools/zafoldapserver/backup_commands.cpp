@@ -39,7 +39,7 @@ const Fields kVerifyFields = {{"file", "FILE"},           {"created", "CREATED"}
 
 void NeedDatabase() {
     NeedServer();
-    if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure("server_not_set_up", {});
+    if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure(Message::kServerNotSetUp, {});
 }
 
 // The folder's room is looked at by the program itself; a dry run has only this look.
@@ -66,7 +66,8 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
 // The newest backup, which is the one just made unless somebody has made another since.
 Json Made(Session &session, const BackupSettings &settings, double seconds) {
     const auto found = FoundBackups(session, settings);
-    if (found.empty()) throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+    if (found.empty())
+        throw OwnFailure(Message::kBackupNone, {.subject = OneLine(settings.folder)});
     const WholeBackup whole = ReadWholeBackup(found.front().path);
     return {{"file", whole.path},
             {"entries", whole.manifest.entries},
@@ -98,7 +99,7 @@ int BackUpNow(Session &session) {
         [&] {
             NeedDatabase();
             settings = ReadBackupSettings();
-            if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+            if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
             const JobOutcome outcome = RunJob(session, ZAFOLDAPServerBackup);
             if (outcome.result != 0) throw BackupFailure(outcome, session.streams.ToolWords());
         },

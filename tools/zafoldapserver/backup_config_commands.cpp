@@ -154,7 +154,8 @@ int SetBackupConfig(Session &session) {
     const bool schedule = TakeSchedule(session, asked);
     const bool keep = TakeKeep(session, asked);
     if (!destination && !schedule && !keep)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldapserver backup config set"});
+        throw OwnFailure(Message::kNothingToChange,
+                         {.subject = "zafoldapserver backup config set"});
     const ServerLock lock;
     Change change{.before = ReadBackupSettings(), .destination = destination, .schedule = schedule};
     change.after = change.before;

@@ -75,12 +75,12 @@ int CheckServer(Session &session) {
                                                             : Skipped("the server is not set up");
         step.step = row.id;
         printer.Print(step);
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     }
     const size_t errors = printer.Count(StepResult::kFailed);
     printer.Finish(errors == 0);
     if (errors > 0)
-        throw OwnFailure("server_unwell",
+        throw OwnFailure(Message::kServerUnwell,
                          {.reason = fmt::format("{} of the checks found an error", errors)});
     return 0;
 }

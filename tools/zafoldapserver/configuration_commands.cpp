@@ -47,7 +47,7 @@ std::string Shown(const Directive &directive) {
 std::string ReadOrFail(const char *path) {
     std::optional<std::string> text = ReadTextFile(path);
     if (!text)
-        throw OwnFailure("server_file_unreadable",
+        throw OwnFailure(Message::kServerFileUnreadable,
                          {.subject = path, .reason = std::strerror(errno)});
     return *std::move(text);
 }

@@ -72,7 +72,7 @@ std::optional<std::string> SavedPassword(const LocalServer &server) {
         const Host host = OpenConnection(kOwnConnection, *saved);
         return host.Record().szBindPasswd;
     } catch (const Failure &failure) {
-        if (failure.key != "password_undecipherable") throw;
+        if (failure.id != Message::kPasswordUndecipherable) throw;
         return std::nullopt;
     }
 }
@@ -170,7 +170,8 @@ void KeepBefore(Session &session, const char *path) {
     unlink(kept.c_str());
     const UniqueFd fd(open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!fd || write(fd.Get(), text->data(), text->size()) != static_cast<ssize_t>(text->size()))
-        throw OwnFailure("folder_unwritable", {.subject = kept, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = kept, .reason = std::strerror(errno)});
     session.streams.Note(fmt::format("{} is kept as {}", path, kept));
 }
 
@@ -189,8 +190,9 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
                                          session.streams.ToolWords());
     const LocalServer now = LookAtServer();
     const std::string interrupted = Interrupted() ? "interrupted, and " : "";
-    Failure failure = OwnFailure(
-        "enable_failed", {.reason = interrupted + StateAfterFailure(job, now)}, cause.detail);
+    Failure failure =
+        OwnFailure(Message::kEnableFailed, {.reason = interrupted + StateAfterFailure(job, now)},
+                   cause.detail);
     if (Interrupted()) failure.exit_code = 130;
     throw failure;
 }
@@ -206,7 +208,7 @@ void Enable(Session &session, const Enabling &job) {
     QLIBCErrSet(QLIB_ERR_NONE);
     streams.Note("enabling the service ldap-server");
     if (QLIBServiceEnable(kService) != 0)
-        throw OwnFailure("service_missing", {.subject = kService}, streams.ToolWords());
+        throw OwnFailure(Message::kServiceMissing, {.subject = kService}, streams.ToolWords());
     streams.Note(
         "writing configuration, connection \"root\" and access rules, filling the database, "
         "starting the server (a few seconds)");

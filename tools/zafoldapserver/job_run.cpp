@@ -94,7 +94,7 @@ bool Take(int fd, JobOutcome *outcome) {
 std::array<UniqueFd, 2> MakePipe() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
-        throw OwnFailure("job_not_started", {.reason = strerror(errno)});
+        throw OwnFailure(Message::kJobNotStarted, {.reason = strerror(errno)});
     return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
@@ -138,15 +138,17 @@ int LibraryCodeOf(backup::Operation operation, int exit_code) {
 std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view operation,
                                     std::string_view tool_words) {
     if (!outcome.ended)
-        return OwnFailure("job_lost", {.subject = std::string(operation)}, std::string(tool_words));
-    if (Interrupted()) return OwnFailure("interrupted", {}, std::string(tool_words));
+        return OwnFailure(Message::kJobLost, {.subject = std::string(operation)},
+                          std::string(tool_words));
+    if (Interrupted()) return OwnFailure(Message::kInterrupted, {}, std::string(tool_words));
     // A program that cannot be executed leaves a child that ends like one of a shell.
     const bool ran = outcome.ran && outcome.exit_code != kNotFound;
     if (!ran && outcome.platform_code == QLIB_ERR_OPEN_FAILED)
-        return OwnFailure("backup_program_missing", {.subject = "/usr/zafo/bin/zafoldapbackup"});
+        return OwnFailure(Message::kBackupProgramMissing,
+                          {.subject = "/usr/zafo/bin/zafoldapbackup"});
     if (outcome.ran) return std::nullopt;
     if (outcome.library_code == 0 && outcome.platform_code == QLIB_ERR_NONE)
-        return OwnFailure("server_not_set_up", {});
+        return OwnFailure(Message::kServerNotSetUp, {});
     return LibraryFailure(outcome.library_code, outcome.platform_code, {}, tool_words);
 }
 
@@ -157,7 +159,7 @@ JobOutcome RunJob(Session &session, const std::function<int()> &call) {
     session.streams.Flush();
     session.streams.ForgetToolWords();
     const pid_t pid = fork();
-    if (pid < 0) throw OwnFailure("job_not_started", {.reason = strerror(errno)});
+    if (pid < 0) throw OwnFailure(Message::kJobNotStarted, {.reason = strerror(errno)});
     if (pid == 0) MakeCall(call, pipe[1].Get());
     pipe[1] = UniqueFd();
     ProgressDisplay display(session);

@@ -77,7 +77,7 @@ LocalServer LookAtServer() {
 
 LocalServer NeedServer() {
     LocalServer server = LookAtServer();
-    if (!server.SetUp()) throw OwnFailure("server_not_set_up", {});
+    if (!server.SetUp()) throw OwnFailure(Message::kServerNotSetUp, {});
     return server;
 }
 

@@ -45,7 +45,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
     while (progress.running) {
         display.Show(progress);
         std::this_thread::sleep_for(kLookEvery);
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<JobProgress> now = ReadProgress();
         // The next job is another one.
         if (!now || now->pid != progress.pid) return std::nullopt;
@@ -57,7 +57,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
 void ThrowUnlessDone(const JobProgress &progress) {
     if (progress.State() == JobState::kDone) return;
     if (progress.State() == JobState::kLost)
-        throw OwnFailure("job_lost", {.subject = progress.operation});
+        throw OwnFailure(Message::kJobLost, {.subject = progress.operation});
     throw FailureOfExit(OperationOf(progress), progress.status, {});
 }
 
@@ -76,7 +76,7 @@ int ShowProgress(Session &session) {
         const std::string operation = progress->operation;
         progress = Follow(session, *progress);
         // The library removes the word of a restore that failed.
-        if (!progress) throw OwnFailure("job_left_no_word", {.subject = operation});
+        if (!progress) throw OwnFailure(Message::kJobLeftNoWord, {.subject = operation});
         ThrowUnlessDone(*progress);
     }
     PrintRecord(session.streams, session.document, kFields, RecordOf(*progress));

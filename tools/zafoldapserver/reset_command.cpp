@@ -36,13 +36,13 @@ void Confirm(Session &session, const std::string &suffix, const std::string &los
     Streams &streams = session.streams;
     if (session.Options().yes) return;
     const std::string deleting = "deleting " + lost;
-    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting});
+    if (!streams.CanAsk()) throw OwnFailure(Message::kConfirmationNeeded, {.subject = deleting});
     const std::string word = suffix.empty() ? "yes" : suffix;
     const std::string answer = streams.Ask(
         fmt::format("This deletes {}.\nThere is no way back but a backup. Type {} to go on: ", lost,
                     suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
         /*echo=*/true);
-    if (!SameDn(answer, word)) throw OwnFailure("suffix_not_typed", {.subject = deleting});
+    if (!SameDn(answer, word)) throw OwnFailure(Message::kSuffixNotTyped, {.subject = deleting});
 }
 
 void Reset(Session &session) {
@@ -56,7 +56,7 @@ void Reset(Session &session) {
                             : now.SetUp() ? "it is stopped, the database may be gone in part"
                                           : "the database is empty, a file of the configuration is "
                                             "left";
-        throw OwnFailure("reset_failed", {.reason = state}, streams.ToolWords());
+        throw OwnFailure(Message::kResetFailed, {.reason = state}, streams.ToolWords());
     }
     QLIBServiceDisable(kService);
 }
@@ -67,7 +67,7 @@ int ResetServer(Session &session) {
     NeedRoot(session);
     const LocalServer server = LookAtServer();
     if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
-        throw OwnFailure("server_not_set_up", {});
+        throw OwnFailure(Message::kServerNotSetUp, {});
     const std::optional<DatabaseCensus> census = TakeCensus();
     const std::string lost = InWords(server, census);
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };

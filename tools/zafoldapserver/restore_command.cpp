@@ -39,7 +39,7 @@ WholeBackup NewestWhole(Session &session) {
             session.streams.Note(fmt::format("left out: {}", OneLine(failure.detail)));
         }
     }
-    throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+    throw OwnFailure(Message::kBackupNone, {.subject = OneLine(settings.folder)});
 }
 
 WholeBackup ChosenBackup(Session &session) {
@@ -54,7 +54,7 @@ WholeBackup ChosenBackup(Session &session) {
 
 void NeedSameSuffix(const LocalServer &server, const WholeBackup &whole) {
     if (server.suffix.empty() || SameDn(server.suffix, whole.manifest.suffix)) return;
-    throw OwnFailure("backup_other_suffix",
+    throw OwnFailure(Message::kBackupOtherSuffix,
                      {.subject = OneLine(whole.manifest.suffix), .reason = OneLine(server.suffix)});
 }
 
@@ -81,7 +81,7 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
     if (session.Options().yes) return;
     const std::string restoring = "restoring " + BackupInWords(whole);
     if (!streams.CanAsk())
-        throw OwnFailure("confirmation_needed", {.subject = restoring}, replaced);
+        throw OwnFailure(Message::kConfirmationNeeded, {.subject = restoring}, replaced);
     const std::string suffix = OneLine(whole.manifest.suffix);
     const std::string passwords = ClearPasswordsInWords(whole);
     const std::string answer = streams.Ask(
@@ -91,7 +91,7 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
                     suffix),
         /*echo=*/true);
     if (!SameDn(answer, whole.manifest.suffix))
-        throw OwnFailure("suffix_not_typed", {.subject = restoring});
+        throw OwnFailure(Message::kSuffixNotTyped, {.subject = restoring});
 }
 
 // The library would remove the progress of the job that runs.

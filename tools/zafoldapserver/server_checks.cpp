@@ -110,7 +110,7 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         if (failure.exit_code == 130) throw;
         std::string cause = failure.message;
         if (!failure.detail.empty()) cause += ": " + OnOneLine(failure.detail);
-        return Wrong(cause, failure.key == "tls_failed"
+        return Wrong(cause, failure.id == Message::kTlsFailed
                                 ? "see certificate-chain, -names and -end below"
                                 : failure.hint);
     }

@@ -137,7 +137,7 @@ bool SameDn(std::string_view a, std::string_view b) {
 
 void CheckServerPassword(const std::string &password) {
     if (CharactersOf(password) < kShortestPassword)
-        throw OwnFailure("server_password", {.reason = "it has fewer than 8 characters"});
+        throw OwnFailure(Message::kServerPassword, {.reason = "it has fewer than 8 characters"});
 }
 
 }  // namespace zafo::cli

@@ -104,7 +104,7 @@ void Run(Session &session, std::string_view key, Call call) {
 }
 
 void NeedEnabled(const LocalServer &server) {
-    if (!server.enabled) throw OwnFailure("server_not_enabled", {.subject = server.suffix});
+    if (!server.enabled) throw OwnFailure(Message::kServerNotEnabled, {.subject = server.suffix});
 }
 
 }  // namespace

@@ -46,7 +46,8 @@ void WriteTextFile(const std::string &path, std::string_view text) {
     file << text;
     file.close();
     if (!file)
-        throw OwnFailure("folder_unwritable", {.subject = path, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = path, .reason = std::strerror(errno)});
 }
 
 // The lines of a text, those of one directive together.
@@ -116,7 +117,7 @@ std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::str
     streams.ForgetToolWords();
     FILE *stream =
         QLIBCPopen(kSlaptest, "r", "-u", "-f", path.c_str(), static_cast<char *>(nullptr));
-    if (stream == nullptr) throw OwnFailure("slapd_missing", {.subject = kSlaptest});
+    if (stream == nullptr) throw OwnFailure(Message::kSlapdMissing, {.subject = kSlaptest});
     std::string words;
     std::array<char, 1024> buffer{};
     while (const size_t n = fread(buffer.data(), 1, buffer.size(), stream))
@@ -128,7 +129,8 @@ std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::str
 
 Staging::Staging() : folder_("/tmp/zafoldapserver.XXXXXX") {
     if (mkdtemp(folder_.data()) == nullptr)
-        throw OwnFailure("folder_unwritable", {.subject = "/tmp", .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = "/tmp", .reason = std::strerror(errno)});
 }
 
 Staging::~Staging() {
@@ -145,7 +147,7 @@ std::string Staging::Configuration(const std::string &suffix, const std::string 
     }
     const std::string path = Path("made.conf");
     if (ZAFOLDAPConfSet(path.c_str(), kSlapdTemplate, values.get(), 0) != 0) {
-        throw OwnFailure("template_unreadable",
+        throw OwnFailure(Message::kTemplateUnreadable,
                          {.subject = kSlapdTemplate, .reason = std::strerror(errno)});
     }
     return ReadTextFile(path).value_or("");
@@ -156,7 +158,8 @@ std::string Staging::AccessRules(const std::string &suffix) const {
     settings.szSuffix = suffix.c_str();
     const std::string path = Path("made-acls.conf");
     if (ZAFOLDAPServerWriteACL(path.c_str(), &settings) != 0)
-        throw OwnFailure("folder_unwritable", {.subject = path, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = path, .reason = std::strerror(errno)});
     return ReadTextFile(path).value_or("");
 }
 
