@@ -24,7 +24,7 @@ std::string KeyOf(Check check) {
     try {
         check();
     } catch (const Failure &failure) {
-        return failure.key;
+        return std::string(failure.Key());
     }
     return "accepted";
 }

@@ -6,6 +6,8 @@
 
 #include "tools/cli/session.h"
 
+#include <fmt/format.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +32,7 @@ void LoggedChange(Work work, Log log) {
         work();
     } catch (const Failure &failure) {
         const char *result = failure.id == Message::kPartlyDone ? "partly" : "failed";
-        log(result + (" (" + failure.key + ")"));
+        log(fmt::format("{} ({})", result, failure.Key()));
         throw;
     }
     log(std::string("done"));

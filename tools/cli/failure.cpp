@@ -119,8 +119,6 @@ std::string Fill(std::string_view text, const Facts &facts) {
 Failure FromRow(const MessageRow &row, const Facts &facts) {
     return {.id = row.id,
             .exit_code = row.exit_code,
-            .section = std::string(row.section),
-            .key = std::string(row.key),
             .message = Fill(row.message, facts),
             .hint = Fill(row.hint, facts)};
 }
@@ -223,15 +221,6 @@ Failure OwnFailure(Message id, const Facts &facts, std::string detail) {
     Failure failure = FromRow(RowOf(id), facts);
     failure.detail = std::move(detail);
     return failure;
-}
-
-Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail) {
-    const auto row = std::ranges::find(MessageTable(), key, &MessageRow::key);
-    return OwnFailure(row->id, facts, std::move(detail));
-}
-
-Failure (LibraryRefusal)(std::string_view key, const Facts &facts) {
-    return OwnFailure(key, facts);
 }
 
 std::optional<Failure> WantOfDescriptors(int error, const Facts &facts) {

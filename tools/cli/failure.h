@@ -25,8 +25,6 @@ struct Failure {
     Message id;
     int exit_code = 1;
     int ldap_code = 0;  // 0: none
-    std::string section = {};
-    std::string key = {};
     std::string message = {};
     std::string hint = {};
     std::string detail = {};  // the tool's own words, or the input with a caret under the fault
@@ -37,8 +35,6 @@ struct Failure {
 
 // A failure that the program itself finds.
 Failure OwnFailure(Message id, const Facts &facts, std::string detail = {});
-Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail = {});
-Failure (LibraryRefusal)(std::string_view key, const Facts &facts);
 
 // The failure behind an errno when it is that no more files can be open; else nothing. `facts` say what cannot be
 // {reason}: "started", "read".

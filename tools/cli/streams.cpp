@@ -121,7 +121,7 @@ std::string AsJson(const Failure &failure) {
     json["code"] = failure.exit_code;
     json["ldap_code"] =
         failure.ldap_code != 0 ? nlohmann::ordered_json(failure.ldap_code) : nullptr;
-    json["key"] = failure.section + "." + failure.key;
+    json["key"] = fmt::format("{}.{}", failure.Section(), failure.Key());
     json["message"] = failure.message;
     json["hint"] = failure.hint;
     json["detail"] = failure.detail.empty() ? nullptr : nlohmann::ordered_json(failure.detail);

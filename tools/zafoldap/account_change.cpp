@@ -53,8 +53,8 @@ std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind 
 // asks again, which throws that failure.
 bool IsTaken(const AccountDirectory &directory, const AccountKind &kind, const Failure &failure,
              const std::string &name, std::uint32_t number) {
-    if (failure.key == kind.name_taken) return directory.Find(kind, name).has_value();
-    return failure.key == kind.number_taken && !directory.WithNumber(kind, number).empty();
+    if (failure.id == kind.name_taken) return directory.Find(kind, name).has_value();
+    return failure.id == kind.number_taken && !directory.WithNumber(kind, number).empty();
 }
 
 // Lines of a record that say how it changes, not what.
@@ -260,12 +260,12 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
         std::optional<Failure> failure =
             Attempt(directory.Out(), directory.Known(name), [&] { return create(number); });
         if (!failure) return {number, std::nullopt};
-        const bool number_taken = failure->key == kind.number_taken;
-        if (number_taken || failure->key == kind.name_taken) {
+        const bool number_taken = failure->id == kind.number_taken;
+        if (number_taken || failure->id == kind.name_taken) {
             const bool taken = IsTaken(directory, kind, *failure, name, number);
             if (number_taken && !wanted && attempt < kAttempts) continue;
             if (!taken) throw *failure;
-            throw OwnFailure(failure->key,
+            throw OwnFailure(failure->id,
                              directory.Known(number_taken ? std::to_string(number) : name));
         }
         // Somebody else made an entry of that name in between.
@@ -292,7 +292,7 @@ std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind 
             directory.Out(), directory.Known(std::to_string(next)), [&] { return renumber(next); });
         if (!failure) {
             number = next;
-        } else if (failure->key != kind.number_taken || spread > 1024) {
+        } else if (failure->id != kind.number_taken || spread > 1024) {
             throw *failure;
         }
     }

@@ -26,9 +26,9 @@ struct AccountKind {
     std::string_view container;    // "cn=users"
     unsigned int schema_bit;
     std::string_view schema_class;
-    std::string_view missing;  // keys of messages
-    std::string_view name_taken;
-    std::string_view number_taken;
+    Message missing;
+    Message name_taken;
+    Message number_taken;
     int lowest;  // of zafoldap/samba.h
     int highest;
     int current;

@@ -53,10 +53,10 @@ void RunEdit(const AccountDirectory &directory, const Account &group, const std:
                                             gid ? &*gid : nullptr);
         });
     if (!failure) return;
-    if (failure->key == kGroupKind.name_taken && new_name != nullptr)
-        throw OwnFailure(failure->key, directory.Known(*new_name));
-    if (failure->key == kGroupKind.number_taken && gid)
-        throw OwnFailure(failure->key, directory.Known(std::to_string(*gid)));
+    if (failure->id == kGroupKind.name_taken && new_name != nullptr)
+        throw OwnFailure(failure->id, directory.Known(*new_name));
+    if (failure->id == kGroupKind.number_taken && gid)
+        throw OwnFailure(failure->id, directory.Known(std::to_string(*gid)));
     throw *failure;
 }
 

@@ -285,7 +285,7 @@ int AddUser(Session &session) {
     try {
         uid = Make(directory, user, password, left);
     } catch (const Failure &failure) {
-        LogEntryChange(session, user.dn, attributes, fmt::format("failed ({})", failure.key));
+        LogEntryChange(session, user.dn, attributes, fmt::format("failed ({})", failure.Key()));
         throw;
     }
     LogEntryChange(session, user.dn, attributes, left.None() ? "done" : "partly");

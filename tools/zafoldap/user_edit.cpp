@@ -143,8 +143,8 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
                     edit.no_password_change ? &*edit.no_password_change : nullptr,
                     edit.expires ? &*edit.expires : nullptr);
             });
-        if (failure && failure->key == kUserKind.number_taken)
-            throw OwnFailure(failure->key, directory.Known(std::to_string(edit.record.pw_uid)));
+        if (failure && failure->id == kUserKind.number_taken)
+            throw OwnFailure(failure->id, directory.Known(std::to_string(edit.record.pw_uid)));
         if (failure) throw *failure;
     }
     if (edit.settings.empty()) return;

@@ -55,7 +55,7 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     const bool entry_changed = ZAFOLDAPErrGet() == 0;
     const bool partly = entry_changed && touched.samba;
     LogEntryChange(session, dn, attributes,
-                   fmt::format("{} ({})", partly ? "partly" : "failed", failure->key));
+                   fmt::format("{} ({})", partly ? "partly" : "failed", failure->Key()));
     if (!entry_changed) throw *failure;
     if (!partly) {
         Failure refused =

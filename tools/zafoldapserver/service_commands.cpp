@@ -84,7 +84,7 @@ int WouldDo(Session &session, const char *what) {
 
 // Runs a function of the library that starts or stops the server.
 template <typename Call>
-void Run(Session &session, std::string_view key, Call call) {
+void Run(Session &session, Message message, Call call) {
     Streams &streams = session.streams;
     streams.ForgetToolWords();
     ZAFOLDAPErrReset();
@@ -94,7 +94,7 @@ void Run(Session &session, std::string_view key, Call call) {
         [&] {
             if (call() != 0) {
                 const std::string words = streams.ToolWords();
-                throw OwnFailure(key, {.reason = words.empty() ? "no reason was given" : ""},
+                throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""},
                                  words);
             }
         },
@@ -117,7 +117,7 @@ int StartServer(Session &session) {
     NeedEnabled(server);
     CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "start");
-    Run(session, "server_not_started", ZAFOLDAPServerStart);
+    Run(session, Message::kServerNotStarted, ZAFOLDAPServerStart);
     return Say(session, true, "the server runs");
 }
 
@@ -125,7 +125,7 @@ int StopServer(Session &session) {
     NeedRoot(session);
     if (!NeedServer().Running()) return Say(session, false, "the server is stopped already");
     if (session.Options().dry_run) return WouldDo(session, "stop");
-    Run(session, "server_not_stopped", ZAFOLDAPServerStop);
+    Run(session, Message::kServerNotStopped, ZAFOLDAPServerStop);
     return Say(session, true, "the server is stopped; zafoldapserver start starts it again");
 }
 
@@ -135,7 +135,7 @@ int RestartServer(Session &session) {
     NeedEnabled(server);
     if (!server.Running()) CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "restart");
-    Run(session, "server_not_started", [] { return ZAFOLDAPServerEnable(nullptr); });
+    Run(session, Message::kServerNotStarted, [] { return ZAFOLDAPServerEnable(nullptr); });
     return Say(session, true, "the server runs");
 }
 
