@@ -11,7 +11,7 @@
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/user_home.h"
+#include "tools/zafoldap/user/home.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user home create and create-all.
-#include "tools/zafoldap/user_home.h"
+#include "tools/zafoldap/user/home.h"
 
 #include "src/accounts/automount_value.h"
 #include "src/accounts/nfs_source.h"

@@ -9,8 +9,8 @@
 #include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
-#include "tools/zafoldap/user_home.h"
-#include "tools/zafoldap/user_password.h"
+#include "tools/zafoldap/user/home.h"
+#include "tools/zafoldap/user/password.h"
 
 #include <fmt/format.h>
 

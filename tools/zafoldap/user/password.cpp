@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user passwd, and what else sets a password.
-#include "tools/zafoldap/user_password.h"
+#include "tools/zafoldap/user/password.h"
 #include "tools/cli/change_log.h"
 
 #include "tools/cli/display_text.h"
