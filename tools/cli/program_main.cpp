@@ -26,7 +26,7 @@ void PrintHelp(Session &session) {
     session.streams.Out(text);
 }
 
-int Run(Session &session, HandlerFinder find_handler) {
+int Run(Session &session) {
     switch (session.invocation.ask) {
         case Ask::kHelp:
             PrintHelp(session);
@@ -37,7 +37,7 @@ int Run(Session &session, HandlerFinder find_handler) {
         case Ask::kCommand:
             break;
     }
-    return find_handler(*session.invocation.command)(session);
+    return session.invocation.command->run(session);
 }
 
 int Tell(Streams &streams, JsonDocument &document, const Failure &failure) {
@@ -47,8 +47,8 @@ int Tell(Streams &streams, JsonDocument &document, const Failure &failure) {
     return failure.exit_code;
 }
 
-int RunAndReport(Streams &streams, JsonDocument &document, const Program &program,
-                 HandlerFinder find_handler, int argc, char **argv) {
+int RunAndReport(Streams &streams, JsonDocument &document, const Program &program, int argc,
+                 char **argv) {
     try {
         Globals globals;
         globals.form = RequestedForm(argc, argv);
@@ -56,7 +56,7 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
         const Invocation invocation = Parse(program, argc, argv);
         streams.Configure(invocation.globals);
         Session session{program, invocation, streams, document};
-        const int exit_code = Run(session, find_handler);
+        const int exit_code = Run(session);
         streams.Flush();
         return exit_code;
     } catch (const Failure &failure) {
@@ -68,14 +68,14 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
 
 }  // namespace
 
-int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
+int RunProgram(const Program &program, int argc, char **argv) {
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
     RemoveLeftoverFiles();
     Streams streams;
     JsonDocument document(streams);
     try {
-        return RunAndReport(streams, document, program, find_handler, argc, argv);
+        return RunAndReport(streams, document, program, argc, argv);
     } catch (const Failure &failure) {  // the output broke while a failure was told
         streams.Report(failure);
         return failure.exit_code;

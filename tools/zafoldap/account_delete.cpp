@@ -2,11 +2,13 @@
 //
 // user delete and group delete: says what it will touch, asks, deletes one after the other and
 // stops at the first that fails.
+#include "tools/zafoldap/account_delete.h"
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/membership.h"
 
 #include <fmt/format.h>
@@ -151,14 +153,48 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
     return 0;
 }
 
-}  // namespace
-
 int DeleteUsers(Session &session) {
     return DeleteAccounts(session, kUserKind, DoomedUser, ZAFOLDAPBrowserDeleteUser);
 }
 
 int DeleteGroups(Session &session) {
     return DeleteAccounts(session, kGroupKind, DoomedGroup, ZAFOLDAPBrowserDeleteGroup);
+}
+
+}  // namespace
+
+Command UserDeleteCommand() {
+    return {
+        .noun = "user",
+        .verb = "delete",
+        .aliases = {"rm"},
+        .run = DeleteUsers,
+        .summary = "Delete users",
+        .description =
+            "Says which groups list each user, asks, then deletes the entries one after the "
+            "other and takes their names out of all groups. Home folders stay. All names are "
+            "looked up before the first is deleted; it stops at the first that cannot be deleted "
+            "and says what was done. Without a terminal --yes is needed.",
+        .arguments = {kUsersArgument},
+        .examples = {{"zafoldap user delete anna", "asks first"},
+                     {"zafoldap user rm anna bob --yes", "does not ask"}},
+        .exits = {3, 4, 6, 7, 8, 130}};
+}
+
+Command GroupDeleteCommand() {
+    return {.noun = "group",
+            .verb = "delete",
+            .aliases = {"rm"},
+            .run = DeleteGroups,
+            .summary = "Delete groups",
+            .description =
+                "Says how many members each group lists and how many users have it as "
+                "their primary group, asks, then deletes the entries. Users and other "
+                "groups are not touched. Without a terminal --yes is needed.",
+            .arguments = {kGroupsArgument},
+            .examples = {{"zafoldap group delete staff", "asks first"},
+                         {"zafoldap group rm staff --yes", "does not ask"}},
+            .exits = {3, 4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

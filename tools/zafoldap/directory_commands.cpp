@@ -11,7 +11,7 @@
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
 
 #include <strings.h>
 
@@ -129,8 +129,6 @@ bool PrintUpTo(EntryWriter &writer, Search &search, int limit) {
     return true;
 }
 
-}  // namespace
-
 int SearchDirectory(Session &session) {
     const Invocation &invocation = session.invocation;
     Query query = QueryOf(invocation);
@@ -159,6 +157,60 @@ int SearchDirectory(Session &session) {
     return 0;
 }
 
+Command SearchCommand() {
+    return {
+        .noun = "search",
+        .run = SearchDirectory,
+        .summary = "Search the directory",
+        .description =
+            "Prints the entries that match a filter (RFC 4515), as they arrive: the size of the "
+            "answer does not matter. Without a filter every entry matches. Attributes after the "
+            "filter limit what is asked for; \"+\" stands for the operational attributes, \"*\" "
+            "for all others.\n\n"
+            "A table, plain and csv have the DN and the named attributes as columns; several "
+            "values stand side by side, in plain and csv with \"|\" between them (and \"\\|\" for "
+            "the character itself). Without named attributes a table shows each entry as a block, "
+            "and plain and csv have a line \"dn, attribute, value\" for each value. JSON and LDIF "
+            "keep everything.\n\n"
+            "An answer that the server cut off at a size limit is printed, marked as incomplete, "
+            "and the exit code is 1.\n\n"
+            "Values end at their first zero byte. Binary values are marked as such and not "
+            "complete.",
+        .arguments = {{.name = "FILTER",
+                       .help = "such as uid=alice or '(&(objectClass=person)(cn=a*))'",
+                       .required = false},
+                      {.name = "ATTR",
+                       .help = "attributes to print",
+                       .required = false,
+                       .repeatable = true}},
+        .options = {{.name = "base",
+                     .value = "DN",
+                     .help = "where to search (default: the connection's base DN)"},
+                    {.name = "scope",
+                     .value = "SCOPE",
+                     .help = "base (the entry itself), one (entries right below it), sub (all, the "
+                             "default) or children (all but itself)",
+                     .choices = {"base", "one", "sub", "children"}},
+                    {.name = "limit",
+                     .value = "N",
+                     .help = "print at most N entries",
+                     .kind = Kind::kNumber},
+                    {.name = "offset",
+                     .value = "N",
+                     .help = "leave out the first N entries",
+                     .kind = Kind::kNumber},
+                    {.name = "count", .help = "print only the number of matching entries"}},
+        .examples = {{"zafoldap search uid=alice", "one user with everything"},
+                     {"zafoldap search '(objectClass=posixAccount)' uid uidNumber cn",
+                      "a table of users"},
+                     {"zafoldap search --count '(mail=*@example.com)'", "how many"},
+                     {"zafoldap search --base ou=people,dc=example,dc=com --scope one --format csv "
+                      "'(uid=*)' uid mail",
+                      "for a spreadsheet"}},
+        .exits = {3, 4, 6, 8, 130},
+        .entries = true};
+}
+
 int ShowEntry(Session &session) {
     const std::string &dn = session.Argument("DN");
     CheckDn(dn, /*may_be_empty=*/true);
@@ -173,6 +225,25 @@ int ShowEntry(Session &session) {
     writer->Write(*entry);
     writer->Finish(/*ok=*/true, /*complete=*/true);
     return 0;
+}
+
+Command EntryShowCommand() {
+    return {
+        .noun = "entry",
+        .verb = "show",
+        .run = ShowEntry,
+        .summary = "Show one entry",
+        .description =
+            "Prints the entry with this DN. --fields names the attributes to print; \"+\" "
+            "stands for the operational ones.",
+        .arguments = {{.name = "DN",
+                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+        .examples = {{"zafoldap entry show uid=alice,ou=people,dc=example,dc=com", "everything"},
+                     {"zafoldap entry show uid=alice,ou=people,dc=example,dc=com --format ldif "
+                      "--fields '*,+'",
+                      "with operational attributes, as LDIF"}},
+        .exits = {3, 4, 6, 8, 130},
+        .entries = true};
 }
 
 int DeleteEntry(Session &session) {
@@ -209,6 +280,29 @@ int DeleteEntry(Session &session) {
     if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", own_dn}});
     session.streams.Note(fmt::format("{} deleted", OneLine(own_dn)));
     return 0;
+}
+
+Command EntryDeleteCommand() {
+    return {
+        .noun = "entry",
+        .verb = "delete",
+        .aliases = {"rm"},
+        .run = DeleteEntry,
+        .summary = "Delete one entry",
+        .description =
+            "Deletes the entry with this DN, after asking. Nothing else is touched: groups keep "
+            "listing a user who is deleted this way (user delete takes it out of them). An entry "
+            "with others below it is refused. Without a terminal --yes is needed.",
+        .arguments = {{.name = "DN",
+                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+        .examples = {{"zafoldap entry delete cn=old,dc=example,dc=com", "asks first"}},
+        .exits = {3, 4, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> DirectoryCommands() {
+    return {SearchCommand(), EntryShowCommand(), EntryDeleteCommand()};
 }
 
 }  // namespace zafo::cli

@@ -5,8 +5,10 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_delete.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/account_options.h"
+#include "tools/zafoldap/commands.h"
 
 #include <strings.h>
 
@@ -15,6 +17,8 @@
 namespace zafo::cli {
 
 namespace {
+
+const Option kDescriptionOption{.name = "description", .value = "TEXT", .help = "what it is for"};
 
 const Fields kGroupShowFields = [] {
     Fields fields;
@@ -86,11 +90,26 @@ std::uint32_t Make(const AccountDirectory &directory, std::string name, const st
     }
 }
 
-}  // namespace
-
 int ListGroups(Session &session) {
     const AccountDirectory directory(session);
     return ListAccounts(directory, {.kind = kGroupKind, .fields = GroupFields()});
+}
+
+Command GroupListCommand() {
+    return {.noun = "group",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListGroups,
+            .summary = "List groups",
+            .description =
+                "Lists groups as they arrive from the directory. On a terminal a table of "
+                "name, gid and description; to another program just the names, one on a "
+                "line. Fields: name, gid, description, members, dn.",
+            .arguments = {kPatternArgument},
+            .options = {kLimitOption},
+            .examples = {{"zafoldap group list", "all groups"},
+                         {"zafoldap group ls 'dev*' --json", "some, with their members"}},
+            .exits = {4, 6, 8, 130}};
 }
 
 int ShowGroup(Session &session) {
@@ -109,6 +128,22 @@ int ShowGroup(Session &session) {
     record["primary_users"] = PrimaryUsers(directory, dn);
     PrintRecord(session.streams, session.document, kGroupShowFields, record);
     return 0;
+}
+
+Command GroupShowCommand() {
+    return {.noun = "group",
+            .verb = "show",
+            .run = ShowGroup,
+            .summary = "Show one group",
+            .description =
+                "Shows a group, the members that it lists and the users whose primary "
+                "group it is.",
+            .arguments = {kGroupArgument},
+            .options = {kRawOption},
+            .examples = {{"zafoldap group show staff", "the group and who is in it"},
+                         {"zafoldap group show staff --format ldif", "the entry"}},
+            .exits = {3, 4, 6, 8, 130},
+            .entries = true};
 }
 
 int AddGroup(Session &session) {
@@ -161,6 +196,25 @@ int AddGroup(Session &session) {
     return 0;
 }
 
+Command GroupAddCommand() {
+    return {.noun = "group",
+            .verb = "add",
+            .run = AddGroup,
+            .summary = "Add a group",
+            .description =
+                "Adds a group without members. Without --gid it gets the next free "
+                "number, as users do (zafoldap user add). With --dry-run the checks are "
+                "made and what was asked for is printed as LDIF.",
+            .arguments = {kNewNameArgument},
+            .options = {NumberOption("gid", "group number"), kDescriptionOption,
+                        ContainerOption("where the entry goes, relative to the base DN (default: "
+                                        "cn=groups)"),
+                        kAnyNameOption},
+            .examples = {{"zafoldap group add staff --description 'Everybody'", "the next number"},
+                         {"zafoldap group add staff --gid 5000", "a number of your choice"}},
+            .exits = {3, 4, 5, 6, 7, 8, 130}};
+}
+
 int EditGroup(Session &session) {
     const Invocation &invocation = session.invocation;
     CheckName(session.Argument("NAME"));
@@ -205,6 +259,21 @@ int EditGroup(Session &session) {
     return 0;
 }
 
+Command GroupEditCommand() {
+    return {
+        .noun = "group",
+        .verb = "edit",
+        .run = EditGroup,
+        .summary = "Change a group",
+        .description =
+            "Changes number or description; an empty description is removed. Users "
+            "whose primary group it is keep the old number, and their count is told.",
+        .arguments = {kGroupArgument},
+        .options = {NumberOption("gid", "group number"), kDescriptionOption},
+        .examples = {{"zafoldap group edit staff --description 'Everybody here'", "a new text"}},
+        .exits = {3, 4, 5, 6, 8, 130}};
+}
+
 int RenameGroup(Session &session) {
     const std::string &new_name = session.Argument("NEW");
     CheckChangeableName(session.Argument("OLD"));
@@ -235,6 +304,26 @@ int RenameGroup(Session &session) {
     }
     session.streams.Note(fmt::format("group {} is now {}", OneLine(group.name), OneLine(new_name)));
     return 0;
+}
+
+Command GroupRenameCommand() {
+    return {
+        .noun = "group",
+        .verb = "rename",
+        .run = RenameGroup,
+        .summary = "Give a group another name",
+        .description = "Renames the group. Its number and its members stay.",
+        .arguments = {{.name = "OLD", .help = "name now", .kind = Kind::kGroup}, kRenamedArgument},
+        .options = {kAnyNameOption},
+        .examples = {{"zafoldap group rename staff everybody", "members stay"}},
+        .exits = {3, 4, 5, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> GroupCommands() {
+    return {GroupListCommand(), GroupShowCommand(),   GroupAddCommand(),
+            GroupEditCommand(), GroupRenameCommand(), GroupDeleteCommand()};
 }
 
 }  // namespace zafo::cli

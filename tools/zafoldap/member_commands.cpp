@@ -6,7 +6,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
 
@@ -18,6 +18,10 @@
 namespace zafo::cli {
 
 namespace {
+
+const Argument kMembersGroup{.name = "GROUP", .help = "name of the group", .kind = Kind::kGroup};
+const Argument kMembers{
+    .name = "USER", .help = "login names", .kind = Kind::kUser, .repeatable = true};
 
 const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
 
@@ -135,8 +139,6 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
     return 0;
 }
 
-}  // namespace
-
 int ListMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const AccountDirectory directory(session);
@@ -169,6 +171,23 @@ int ListMembers(Session &session) {
     return 0;
 }
 
+Command MemberListCommand() {
+    return {.noun = "member",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListMembers,
+            .summary = "List the members of a group",
+            .description =
+                "Lists the members that the group names. With --primary also the users "
+                "whose primary group it is, and of each whether it is the one, the other "
+                "or both. Fields: name, and with --primary listed and primary.",
+            .arguments = {kMembersGroup},
+            .options = {{.name = "primary", .help = "also users whose primary group it is"}},
+            .examples = {{"zafoldap member list staff", "listed members"},
+                         {"zafoldap member list staff --primary", "everybody in it"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
 int AddMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const std::vector<std::string> names = NamesOfUsers(session);
@@ -183,6 +202,20 @@ int AddMembers(Session &session) {
         (in ? change.as_they : change.users).push_back(user.name);
     }
     return Change(directory, change);
+}
+
+Command MemberAddCommand() {
+    return {.noun = "member",
+            .verb = "add",
+            .run = AddMembers,
+            .summary = "Add users to a group",
+            .description =
+                "Adds users to a group, all of them or none. Who is in it already stays. "
+                "Group and users must exist. A member is listed by name (memberUid) and "
+                "by DN (member), or by name only where the group's classes allow no DN.",
+            .arguments = {kMembersGroup, kMembers},
+            .examples = {{"zafoldap member add staff anna bob", "two users"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 // A user who is not there can be listed and is taken out; one that is neither is a mistake.
@@ -215,6 +248,27 @@ int RemoveMembers(Session &session) {
             change.values.Take(ValuesNaming(directory, change.group, user));
     }
     return Change(directory, change);
+}
+
+Command MemberRemoveCommand() {
+    return {.noun = "member",
+            .verb = "remove",
+            .aliases = {"rm"},
+            .run = RemoveMembers,
+            .summary = "Take users out of a group",
+            .description =
+                "Takes users out of a group, all of them or none; also names that it "
+                "lists, by name or by DN, though there is no such user. Does not ask: "
+                "member add brings users back.",
+            .arguments = {kMembersGroup, kMembers},
+            .examples = {{"zafoldap member remove staff bob", "one user"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> MemberCommands() {
+    return {MemberListCommand(), MemberAddCommand(), MemberRemoveCommand()};
 }
 
 }  // namespace zafo::cli

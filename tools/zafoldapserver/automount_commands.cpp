@@ -7,7 +7,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/saved_connection.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_paths.h"
 
@@ -73,8 +73,6 @@ std::vector<Json> ReadMaps(Session &session) {
     return rows;
 }
 
-}  // namespace
-
 int SetAutomount(Session &session) {
     const std::string &host = session.Argument("HOST");
     const std::string &path = session.Argument("PATH");
@@ -103,6 +101,23 @@ int SetAutomount(Session &session) {
     return 0;
 }
 
+Command AutomountSetCommand() {
+    return {
+        .noun = "automount",
+        .verb = "set",
+        .run = SetAutomount,
+        .summary = "Publish where the home folders are",
+        .description =
+            "Publishes HOST:PATH as the place of all users' home folders, in the maps auto_master "
+            "and auto_home that automounters read (autofs(5)), and makes the folder of every user "
+            "there that has none. A folder that cannot be made is in the system log.",
+        .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
+                      {.name = "PATH", .help = "the exported folder"}},
+        .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",
+                      "homes of all users on one export"}},
+        .exits = {3, 4, 6}};
+}
+
 int ShowAutomount(Session &session) {
     const std::vector<Json> rows = ReadMaps(session);
     PrintList(session.streams, session.document, kMapFields, rows);
@@ -110,6 +125,22 @@ int ShowAutomount(Session &session) {
         session.streams.Note(
             "home folders are not published; zafoldapserver automount set HOST PATH does that");
     return 0;
+}
+
+Command AutomountShowCommand() {
+    return {.noun = "automount",
+            .verb = "show",
+            .run = ShowAutomount,
+            .summary = "Show where the home folders are",
+            .description = "Lists the keys of the automount maps. Fields: map, key, value.",
+            .examples = {{"zafoldapserver automount show", "what clients are told"}},
+            .exits = {3, 4, 6}};
+}
+
+}  // namespace
+
+std::vector<Command> AutomountCommands() {
+    return {AutomountSetCommand(), AutomountShowCommand()};
 }
 
 }  // namespace zafo::cli

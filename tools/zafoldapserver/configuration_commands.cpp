@@ -2,7 +2,7 @@
 //
 // acl show and config show.
 #include "tools/cli/listing.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_paths.h"
@@ -60,8 +60,6 @@ std::vector<Json> LinesOf(const std::string &text) {
     return lines;
 }
 
-}  // namespace
-
 int ShowAccessRules(Session &session) {
     NeedRoot(session);
     const LocalServer server = NeedServer();
@@ -82,6 +80,19 @@ int ShowAccessRules(Session &session) {
     return 0;
 }
 
+Command AclShowCommand() {
+    return {.noun = "acl",
+            .verb = "show",
+            .run = ShowAccessRules,
+            .summary = "Show the access rules",
+            .description =
+                "Prints the access rules (slapd.access(5)) and says whether they were "
+                "changed by hand. JSON members: path, state (as written, changed by hand), "
+                "text.",
+            .examples = {{"zafoldapserver acl show", "who may read and write what"}},
+            .exits = {4}};
+}
+
 int ShowConfiguration(Session &session) {
     NeedRoot(session);
     NeedServer();
@@ -90,6 +101,25 @@ int ShowConfiguration(Session &session) {
         rows.push_back({{"key", directive.key}, {"value", Shown(directive)}});
     PrintList(session.streams, session.document, kDirectiveFields, rows);
     return 0;
+}
+
+Command ConfigShowCommand() {
+    return {.noun = "config",
+            .verb = "show",
+            .run = ShowConfiguration,
+            .summary = "Show the configuration",
+            .description =
+                "Lists the directives of slapd.conf (slapd.conf(5)). The administrator's "
+                "password is not shown, not even its hash. Fields: key, value.",
+            .examples = {{"zafoldapserver config show", "all directives"},
+                         {"zafoldapserver config show --json", "the same for a script"}},
+            .exits = {4}};
+}
+
+}  // namespace
+
+std::vector<Command> ConfigurationCommands() {
+    return {AclShowCommand(), ConfigShowCommand()};
 }
 
 }  // namespace zafo::cli

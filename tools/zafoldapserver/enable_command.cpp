@@ -8,9 +8,9 @@
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldapserver/admin_account.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/differences.h"
 #include "tools/zafoldapserver/enable_checks.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
 #include "tools/zafoldapserver/server_paths.h"
@@ -270,8 +270,6 @@ void SayHowToGoOn(Session &session, const Enabling &job) {
         AddressesForClients(), kAuthority));
 }
 
-}  // namespace
-
 int EnableServer(Session &session) {
     CheckPasswordOptions(session);
     Enabling job;
@@ -307,6 +305,47 @@ int EnableServer(Session &session) {
     }
     if (!nothing) SayHowToGoOn(session, job);
     return 0;
+}
+
+}  // namespace
+
+Command EnableCommand() {
+    return {
+        .noun = "enable",
+        .run = EnableServer,
+        .summary = "Set the directory server up and start it",
+        .description =
+            "Goes from nothing to a running server: enables the service, writes its configuration "
+            "and access rules, saves the connection \"root\" for zafoldap, makes the database and "
+            "the certificates, starts the server and adds the groups users, Directory Operators "
+            "and administrators and the user admin, who has the administrator's password.\n\n"
+            "Everything that can be checked is checked before anything is changed: the names, the "
+            "password, the folders, the space, the ports, and slapd itself must accept the "
+            "configuration.\n\n"
+            "On a server that is set up it says what differs from what is asked for and mends "
+            "that, or says that there is nothing to do. Accounts are never touched. The password "
+            "stays unless one is given. Files that were changed by hand are kept with \".before\" "
+            "at the end of their names.\n\n"
+            "The suffix stays: another one needs zafoldapserver reset first.",
+        .options = {{.name = "suffix",
+                     .value = "DN",
+                     .help = "the directory's suffix, such as dc=example,dc=com: it begins with "
+                             "\"dc=\" and is made of dc, o, ou, c, l, st and cn",
+                     .required = true},
+                    {.name = "admin-dn",
+                     .value = "DN",
+                     .help = "the administrator, below the suffix (default: cn=admin,SUFFIX, or "
+                             "the one that the server has)"},
+                    PasswordStdinOption(),
+                    PasswordFileOption(),
+                    RandomPasswordOption()},
+        .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
+                      "asks for the administrator's password"},
+                     {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
+                      "makes one and prints it"},
+                     {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
+                      "what would be checked, written and mended"}},
+        .exits = {4, 5, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -2,7 +2,8 @@
 //
 // progress: what a backup or restore is doing, or has come to.
 #include "tools/cli/listing.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/cli/progress.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/job_progress.h"
 #include "tools/zafoldapserver/job_run.h"
 
@@ -67,8 +68,6 @@ int SayNothingRuns(Session &session) {
     return 0;
 }
 
-}  // namespace
-
 int ShowProgress(Session &session) {
     std::optional<JobProgress> progress = ReadProgress();
     if (!progress) return SayNothingRuns(session);
@@ -81,6 +80,25 @@ int ShowProgress(Session &session) {
     }
     PrintRecord(session.streams, session.document, kFields, RecordOf(*progress));
     return 0;
+}
+
+}  // namespace
+
+Command ProgressCommand() {
+    return {
+        .noun = "progress",
+        .run = ShowProgress,
+        .summary = "Show what a backup or restore is doing",
+        .description =
+            "Shows the backup or restore that runs, or what the last one came to. With "
+            "--follow it shows one that runs until its end; the exit code is then the one that "
+            "the job's own command has. Fields: operation, task, state (running, done, failed, "
+            "killed), stage, total, action, status (exit code of the backup program), reason, "
+            "pid.",
+        .options = {{.name = "follow", .help = "stay until the job has ended"}, ProgressOption()},
+        .examples = {{"zafoldapserver progress", "a look"},
+                     {"zafoldapserver progress --follow", "until it is done"}},
+        .exits = {3, 8, 130}};
 }
 
 }  // namespace zafo::cli

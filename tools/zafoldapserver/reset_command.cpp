@@ -4,8 +4,8 @@
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
@@ -61,8 +61,6 @@ void Reset(Session &session) {
     QLIBServiceDisable(kService);
 }
 
-}  // namespace
-
 int ResetServer(Session &session) {
     NeedRoot(session);
     const LocalServer server = LookAtServer();
@@ -96,6 +94,22 @@ int ResetServer(Session &session) {
         "connection \"root\" are kept",
         lost));
     return 0;
+}
+
+}  // namespace
+
+Command ResetCommand() {
+    return {.noun = "reset",
+            .run = ResetServer,
+            .summary = "Delete the directory with all accounts",
+            .description =
+                "Stops the server and deletes its database with all users and groups, its "
+                "configuration and its access rules. Says first what that is, and has the suffix "
+                "typed. Without a terminal --yes is needed. Certificates and the saved connection "
+                "\"root\" are kept.",
+            .examples = {{"zafoldapserver reset --dry-run", "what would be lost"},
+                         {"zafoldapserver reset", "asks for the suffix"}},
+            .exits = {4, 7, 8}};
 }
 
 }  // namespace zafo::cli

@@ -6,10 +6,11 @@
 #include "tools/backup/problem.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
+#include "tools/cli/progress.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
@@ -155,8 +156,6 @@ void NoteWarnings(Session &session) {
     }
 }
 
-}  // namespace
-
 int RestoreBackup(Session &session) {
     NeedRoot(session);
     const WholeBackup whole = ChosenBackup(session);
@@ -191,6 +190,43 @@ int RestoreBackup(Session &session) {
         !words.empty() && session.Options().yes)
         session.streams.Note("note: " + words);
     return 0;
+}
+
+}  // namespace
+
+Command RestoreCommand() {
+    return {
+        .noun = "restore",
+        .run = RestoreBackup,
+        .summary = "Put a backup in place of the directory",
+        .description =
+            "Replaces all users and groups by those of a backup. The backup is read to its last "
+            "byte first; says what it holds and what is replaced, and has the suffix typed. "
+            "Without a terminal --yes is needed.\n\n"
+            "The entries are loaded beside the database while the server goes on serving; it "
+            "stops for the moment in which the two are exchanged, and is asked afterwards. "
+            "Whatever fails, the old directory is put back and served. Configuration and the saved "
+            "connection \"root\" stay as they are; a machine without a directory gets a "
+            "configuration of its own for the suffix and the administrator of the backup, and "
+            "zafoldapserver enable starts it.\n\n"
+            "What is shown is what is restored, whatever becomes of the file's name or content "
+            "meanwhile. A backup that holds an entry at the directory administrator's DN is "
+            "refused: its password would be another one of the administrator. "
+            "--without-admin-entry restores all the others.",
+        .arguments =
+            {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile, .required = false}},
+        .options = {{.name = "latest",
+                     .help = "take the newest backup of the destination that is whole"},
+                    {.name = "without-admin-entry",
+                     .help = "leave out an entry at the directory administrator's DN"},
+                    ProgressOption()},
+        .examples =
+            {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
+             {"zafoldapserver restore --latest", "asks for the suffix"},
+             {"zafoldapserver restore /volume1/backups/zafoldap-000042-20270228T040001Z.tar."
+              "zst --yes",
+              "a certain one, without a question"}},
+        .exits = {3, 4, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -6,9 +6,9 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
+#include "tools/zafoldap/user/commands.h"
 #include "tools/zafoldap/user/home.h"
 #include "tools/zafoldap/user/password.h"
 
@@ -266,8 +266,6 @@ Json Result(const NewUser &user, std::uint32_t uid) {
             {"kept_groups", NamesOf(user.kept)}};
 }
 
-}  // namespace
-
 int AddUser(Session &session) {
     NewUser user = ReadOptions(session);
     AccountDirectory directory(session);
@@ -303,6 +301,62 @@ int AddUser(Session &session) {
                                      OneLine(user.name), uid, OneLine(user.primary_group), user.gid,
                                      in.empty() ? "" : fmt::format(", in {}", Enumerated(in))));
     return 0;
+}
+
+}  // namespace
+
+Command UserAddCommand() {
+    std::vector<Option> options = UserFieldOptions();
+    options.insert(
+        options.end(),
+        {{.name = "groups",
+          .value = "A,B,…",
+          .help = "groups that are to list the user",
+          .kind = Kind::kGroup,
+          .repeatable = true},
+         ContainerOption("where the entry goes, relative to the base DN (default: cn=users)"),
+         kAnyNameOption,
+         kKeepMembershipsOption,
+         PasswordStdinOption(),
+         PasswordFileOption(),
+         RandomPasswordOption(),
+         WeakPasswordOption()});
+    return {
+        .noun = "user",
+        .verb = "add",
+        .run = AddUser,
+        .summary = "Add a user",
+        .description =
+            "Adds a user with a password, which is asked for twice unless an option says where it "
+            "comes from. A password has at least 8 characters and is not the name. It is set as "
+            "Unix and, where the server's schema has sambaSamAccount, as Samba password.\n\n"
+            "Without --uid the user gets the next free number: from the pool of the appliance's "
+            "own kind of server, else one more than the highest in use. A number that somebody "
+            "else takes at the same moment is replaced by the next one. Numbers that are reserved "
+            "(0, 65534, 65535, 4294967295), belong to a local account of this system or are "
+            "outside the pool are refused. Without --gid the primary group is \"users\", which "
+            "must exist.\n\n"
+            "A group that --groups does not name and that lists the name all the same, left over "
+            "from an earlier user or put there to wait for one, would have the user as a member at "
+            "once: such a name is refused, and the groups are named, unless "
+            "--keep-memberships says that they are to have it.\n\n"
+            "Everything is checked before the entry is made: names, numbers, groups, the place "
+            "for it, the schema. When a step after that fails (password, groups, home folder) the "
+            "user stays, the exit code is 7, and the message has the commands that finish the "
+            "work. The home folder is made when the directory publishes an auto_home map.\n\n"
+            "With --dry-run the checks are made and what was asked for is printed as LDIF; what "
+            "the library adds by the server's schema (object classes, ageing, Samba attributes), "
+            "the password and a number that is still to be taken are named in comments.",
+        .arguments = {kNewNameArgument},
+        .options = std::move(options),
+        .examples =
+            {{"zafoldap user add anna --full-name 'Anna Smith' --mail anna@example.com --groups "
+              "staff,printers",
+              "asks for the password"},
+             {"zafoldap user add anna --random-password", "prints the password it made"},
+             {"zafoldap user add anna --container ou=people --gid 100 --dry-run",
+              "what would be added"}},
+        .exits = {3, 4, 5, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

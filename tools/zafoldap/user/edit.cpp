@@ -1,15 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-//
-// user edit and rename.
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
-#include "tools/zafoldap/membership.h"
-#include "tools/zafoldap/stale_membership.h"
-
-#include <strings.h>
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
@@ -160,52 +154,6 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
     left.ThrowIfAny(fmt::format("the other changes of {} were made", user.name));
 }
 
-// A rename that failed has changed nothing, or the entry but not all groups: those are done here.
-void FinishRename(const AccountDirectory &directory, const Account &user,
-                  const std::string &new_name, const Failure &failure) {
-    bool renamed = false, gone = false;
-    try {
-        renamed = directory.Find(kUserKind, new_name).has_value();
-        gone = !directory.IsThere(user.dn);
-    } catch (const Failure &) {
-        ThrowUnknown(directory, failure, CommandLine(directory.Of(), "user show", {new_name}));
-    }
-    if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
-    if (!renamed && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
-    if (!renamed) throw failure;
-    Leftovers left;
-    FinishMemberships(directory, user.name, new_name, left);
-    left.ThrowIfAny(fmt::format("the user {} is now called {}", user.name, new_name));
-}
-
-std::string RdnOf(const Account &user, const std::string &new_name) {
-    return fmt::format("{}={}", user.dn.substr(0, user.dn.find('=')), EscapedForDn(new_name));
-}
-
-// Nobody waits for the new name in a group; the DN there is that of the renamed entry.
-void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &user,
-                             const std::string &new_name, ChangePlan &plan) {
-    const std::vector<Account> kept = CheckMembershipsLeft(
-        directory, new_name, RdnOf(user, new_name) + user.dn.substr(EndOfRdn(user.dn)), {});
-    plan.Check(kept.empty() ? fmt::format("no group lists {}", new_name)
-                            : fmt::format("{} stays in {}, where the name is listed already",
-                                          new_name, Enumerated(NamesOf(kept))));
-}
-
-// The attribute of the entry's RDN follows with it, the other one of "uid" and "cn" is replaced.
-void PlanRename(const Account &user, const std::string &new_name, ChangePlan &plan) {
-    const std::string rdn = user.dn.substr(0, user.dn.find('='));
-    plan.Record(user.dn, "modify");
-    for (const char *attribute : {"uid", "cn"}) {
-        if (strcasecmp(rdn.c_str(), attribute) != 0) plan.Replace(attribute, new_name);
-    }
-    plan.Record(user.dn, "modrdn");
-    plan.Line("newrdn", RdnOf(user, new_name));
-    plan.Line("deleteoldrdn", "1");
-}
-
-}  // namespace
-
 int EditUser(Session &session) {
     CheckName(session.Argument("NAME"));
     Edit edit = ReadOptions(session);
@@ -226,56 +174,29 @@ int EditUser(Session &session) {
     return 0;
 }
 
-int RenameUser(Session &session) {
-    const std::string &new_name = session.Argument("NEW");
-    CheckChangeableName(session.Argument("OLD"));
-    CheckNewName(new_name, session.invocation.Has("any-name"));
-    if (!session.invocation.Has("any-name") && IsLocalUser(new_name))
-        throw OwnFailure(Message::kNameLocal, {.subject = new_name});
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
-    const Account user = directory.NeedAccount(kUserKind, session.Argument("OLD"));
-    if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one in letter case at most");
-    if (directory.Find(kUserKind, new_name))
-        throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
-    ChangePlan plan;
-    plan.Check(fmt::format("the user {} exists", user.name));
-    plan.Check(fmt::format("the name {} is free", new_name));
-    CheckNewNameIsInNoGroup(directory, user, new_name, plan);
-    PlanRename(user, new_name, plan);
-    const std::vector<Account> groups = GroupsListing(directory, user.name);
-    for (const Account &group : groups) {
-        plan.Member(group.dn, "delete", user.name, directory.Saved().base);
-        plan.Member(group.dn, "add", new_name, directory.Saved().base);
-    }
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
-    std::string name = new_name;
-    ZAFOUSER record{};
-    record.szName = name.data();
-    record.pw_uid = UID_ERR;
-    record.pw_gid = GID_ERR;
-    Logged(session, user.dn, plan.Attributes(), [&] {
-        const std::optional<Failure> failure =
-            Attempt(session.streams, directory.Known(user.name), [&] {
-                return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record,
-                                               nullptr, nullptr);
-            });
-        if (failure) FinishRename(directory, user, new_name, *failure);
-    });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"name", new_name},
-                                {"old_name", user.name},
-                                {"dn", directory.DnOrNull(kUserKind, new_name)},
-                                {"groups", NamesOf(groups)}});
-    }
-    session.streams.Note(
-        fmt::format("user {} is now {}{}", OneLine(user.name), OneLine(new_name),
-                    groups.empty() ? "" : ", also in " + Enumerated(NamesOf(groups))));
-    return 0;
+}  // namespace
+
+Command UserEditCommand() {
+    std::vector<Option> options = UserFieldOptions();
+    options.push_back({.name = "password-change", .help = "the user may change the password"});
+    return {
+        .noun = "user",
+        .verb = "edit",
+        .run = EditUser,
+        .summary = "Change a user",
+        .description =
+            "Changes what the options name and leaves the rest. An empty text removes a full "
+            "name, mail address, shell or attribute of --set. Lists of members stay as they are, "
+            "also when the primary group changes. --mail needs an entry of the class "
+            "inetOrgPerson, --expires and the password options one of the class shadowAccount: "
+            "else they are refused. user rename changes the name, user passwd the password.",
+        .arguments = {kUserArgument},
+        .options = std::move(options),
+        .examples = {{"zafoldap user edit anna --mail anna.smith@example.com", "a new address"},
+                     {"zafoldap user edit anna --expires 2027-12-31 --set title=Engineer",
+                      "a date and another attribute"},
+                     {"zafoldap user edit anna --shell ''", "no shell in the directory"}},
+        .exits = {3, 4, 5, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -7,7 +7,7 @@
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
@@ -16,6 +16,12 @@
 namespace zafo::cli {
 
 namespace {
+
+const Option kExportOption{.name = "export",
+                           .value = "HOST:PATH",
+                           .help =
+                               "the NFS export of the home folders (default: what the directory's "
+                               "auto_home map says)"};
 
 struct FreeUser {
     void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
@@ -101,6 +107,8 @@ std::string PublishedHomes(const AccountDirectory &directory) {
     }
 }
 
+namespace {
+
 int CreateUserHome(Session &session) {
     const std::string &name = session.Argument("NAME");
     CheckName(name);
@@ -139,6 +147,39 @@ int CreateAllUserHomes(Session &session) {
     Finish(session, failure, directory.Known(where), "every user in " + where, record);
     session.streams.Note("a folder that could not be made is named in the system log");
     return 0;
+}
+
+}  // namespace
+
+Command UserHomeCreateCommand() {
+    return {.noun = "user",
+            .verb = "home create",
+            .run = CreateUserHome,
+            .summary = "Make a user's home folder",
+            .description =
+                "Mounts the NFS export of the home folders for a moment and makes the "
+                "user's folder in it, the user's own, mode 0700. A folder that exists is "
+                "left as it is. Only root can do this.",
+            .arguments = {kUserArgument},
+            .options = {kExportOption},
+            .examples = {{"zafoldap user home create anna", "where the directory says"},
+                         {"zafoldap user home create anna --export nas:/volume1/homes",
+                          "in an export of your choice"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
+Command UserHomeCreateAllCommand() {
+    return {.noun = "user",
+            .verb = "home create-all",
+            .run = CreateAllUserHomes,
+            .summary = "Make every user's missing home folder",
+            .description =
+                "Mounts the NFS export of the home folders for a moment and makes the "
+                "folder of every user who has none. A folder that cannot be made is "
+                "named in the system log and passed over. Only root can do this.",
+            .options = {kExportOption},
+            .examples = {{"zafoldap user home create-all", "where the directory says"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -9,7 +9,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_directory.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
@@ -79,6 +79,8 @@ std::string TakeUserPassword(Session &session, const std::string &name) {
     return password;
 }
 
+namespace {
+
 int SetUserPassword(Session &session) {
     CheckName(session.Argument("NAME"));
     CheckPasswordOptions(session);
@@ -113,6 +115,26 @@ int SetUserPassword(Session &session) {
     session.streams.Note(fmt::format(
         "{} of {} set", touched.samba ? "Unix and Samba password" : "password", OneLine(name)));
     return 0;
+}
+
+}  // namespace
+
+Command UserPasswdCommand() {
+    return {
+        .noun = "user",
+        .verb = "passwd",
+        .run = SetUserPassword,
+        .summary = "Set a user's password",
+        .description =
+            "Sets a new password, the Unix and the Samba one together where the entry has both. "
+            "It is asked for twice unless an option says where it comes from. It has at least 8 "
+            "characters and is not the name.",
+        .arguments = {kUserArgument},
+        .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
+                    WeakPasswordOption()},
+        .examples = {{"zafoldap user passwd anna", "asks twice"},
+                     {"zafoldap user passwd anna --random-password", "prints the one it made"}},
+        .exits = {3, 4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

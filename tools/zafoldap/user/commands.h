@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The commands of user, one to a file, and what several of them have.
+#pragma once
+
+#include "tools/zafoldap/account_options.h"
+#include "tools/zafoldap/commands.h"
+
+namespace zafo::cli {
+
+Command UserListCommand();
+Command UserShowCommand();
+Command UserGroupsCommand();
+Command UserAddCommand();
+Command UserEditCommand();
+Command UserRenameCommand();
+Command UserPasswdCommand();
+Command UserHomeCreateCommand();
+Command UserHomeCreateAllCommand();
+
+// What user add and user edit share.
+std::vector<Option> UserFieldOptions();
+
+}  // namespace zafo::cli
