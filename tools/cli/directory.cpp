@@ -22,7 +22,7 @@ class AttributeIndex {
     explicit AttributeIndex(std::vector<Attribute> &attributes) : attributes_(attributes) {}
 
     // The attribute of that name, made when there is none.
-    Attribute &Of(std::string_view name) {
+    Attribute &Named(std::string_view name) {
         if (!attributes_.empty() && Same(attributes_.back(), name)) return attributes_.back();
         const size_t at = attributes_.size() < kFew ? Sought(name) : Indexed(name);
         if (at == attributes_.size()) attributes_.push_back({name, {}});
@@ -145,7 +145,7 @@ void Search::Fill() {
             entry_.dn = value;
             continue;
         }
-        index.Of(name).values.emplace_back(value);
+        index.Named(name).values.emplace_back(value);
     }
 }
 

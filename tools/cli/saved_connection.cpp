@@ -146,7 +146,7 @@ Json Connection::AsJson() const {
             {"password_stored", password_stored}};
 }
 
-Facts Connection::Known() const {
+Facts Connection::AsFacts() const {
     return {.connection = name, .server = Servers(), .bind_dn = bind_dn, .subject = base};
 }
 
@@ -211,7 +211,7 @@ Host OpenConnection(const std::string &name, const Connection &connection) {
     ReadSection(name, map.get());
     std::optional<std::string> password;
     if (const std::string cipher = Value(map.get(), "bindpw"); !cipher.empty()) {
-        password = Decipher(cipher, connection.Known());
+        password = Decipher(cipher, connection.AsFacts());
     }
     return MakeHost(connection, password);
 }

@@ -29,7 +29,7 @@ struct Connection {
     std::string SslName() const;
     Json AsJson() const;
     // What messages about this connection mention.
-    Facts Known() const;
+    Facts AsFacts() const;
 };
 
 // Throws Failure ("bad_name").

@@ -41,7 +41,7 @@ std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kin
 std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind &kind) {
     int number = -1;
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known("cn=zafoconf," + directory.Saved().base),
+        Attempt(directory.Out(), directory.FactsAbout("cn=zafoconf," + directory.Saved().base),
                 [&] { return number = kind.suggest(directory.Record()); });
     if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (failure && failure->id == Message::kToolEnded) throw OwnFailure(Message::kPoolFailed, {});
@@ -233,7 +233,7 @@ const std::string &Reason(const Failure &failure) {
 }
 
 void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std::string command) {
-    Facts facts = directory.Known("");
+    Facts facts = directory.FactsAbout("");
     facts.reason = failure.message;
     facts.finish = std::move(command);
     throw OwnFailure(Message::kStateUnknown, facts, failure.detail);
@@ -258,7 +258,7 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
     for (int attempt = 0;; ++attempt) {
         const std::uint32_t number = wanted ? *wanted : SuggestNumber(directory, kind);
         std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.Known(name), [&] { return create(number); });
+            Attempt(directory.Out(), directory.FactsAbout(name), [&] { return create(number); });
         if (!failure) return {number, std::nullopt};
         const bool number_taken = failure->id == kind.number_taken;
         if (number_taken || failure->id == kind.name_taken) {
@@ -266,15 +266,16 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
             if (number_taken && !wanted && attempt < kAttempts) continue;
             if (!taken) throw *failure;
             throw OwnFailure(failure->id,
-                             directory.Known(number_taken ? std::to_string(number) : name));
+                             directory.FactsAbout(number_taken ? std::to_string(number) : name));
         }
         // Somebody else made an entry of that name in between.
         if (failure->ldap_code == kAlreadyExists)
-            throw OwnFailure(kind.name_taken, directory.Known(name));
+            throw OwnFailure(kind.name_taken, directory.FactsAbout(name));
         const std::optional<bool> exists = directory.Exists(dn);
         if (!exists) {
-            ThrowUnknown(directory, *failure,
-                         CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name}));
+            ThrowUnknown(
+                directory, *failure,
+                CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun), {name}));
         }
         if (*exists) return {number, std::move(failure)};
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
@@ -288,8 +289,9 @@ std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind 
     if (directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO) return number;
     for (unsigned int spread = 4; directory.WithNumber(kind, number).size() > 1; spread *= 2) {
         const std::uint32_t next = SuggestNumber(directory, kind, spread);
-        const std::optional<Failure> failure = Attempt(
-            directory.Out(), directory.Known(std::to_string(next)), [&] { return renumber(next); });
+        const std::optional<Failure> failure =
+            Attempt(directory.Out(), directory.FactsAbout(std::to_string(next)),
+                    [&] { return renumber(next); });
         if (!failure) {
             number = next;
         } else if (failure->id != kind.number_taken || spread > 1024) {
@@ -313,10 +315,11 @@ std::string ContainerOf(const Session &session, const AccountKind &kind) {
     return *given;
 }
 
-std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind) {
+std::string RequireContainer(const AccountDirectory &directory, const AccountKind &kind) {
     std::string dn =
-        fmt::format("{},{}", ContainerOf(directory.Of(), kind), directory.Saved().base);
-    if (!directory.IsThere(dn)) throw OwnFailure(Message::kContainerMissing, directory.Known(dn));
+        fmt::format("{},{}", ContainerOf(directory.TheSession(), kind), directory.Saved().base);
+    if (!directory.IsThere(dn))
+        throw OwnFailure(Message::kContainerMissing, directory.FactsAbout(dn));
     return dn;
 }
 

@@ -117,7 +117,7 @@ std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind 
                            std::uint32_t number, const std::function<int(std::uint32_t)> &renumber);
 
 // Throws Failure ("container_missing") unless the parent of new accounts exists; gives its DN.
-std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind);
+std::string RequireContainer(const AccountDirectory &directory, const AccountKind &kind);
 
 // The container that the command line names, or the kind's own.
 std::string ContainerOf(const Session &session, const AccountKind &kind);

@@ -202,23 +202,23 @@ std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
         directory.ValueOf(dn, std::string(kGroupKind.filter), std::string(kGroupKind.number_attr)));
 }
 
-std::pair<std::string, std::uint32_t> NeedPrimaryGroup(const AccountDirectory &directory,
-                                                       const std::string &given) {
+std::pair<std::string, std::uint32_t> RequirePrimaryGroup(const AccountDirectory &directory,
+                                                          const std::string &given) {
     CheckName(given);
     if (!OnlyDigits(given)) {
-        return {given, GidOf(directory, given, directory.Need(kGroupKind, given))};
+        return {given, GidOf(directory, given, directory.Require(kGroupKind, given))};
     }
     const std::uint32_t gid = ParseAccountNumber("--gid", given);
     const std::vector<std::string> dns = directory.WithNumber(kGroupKind, gid);
     if (!dns.empty()) return {directory.NameOf(kGroupKind, dns.front()), gid};
     if (const auto local = LocalAccount(kGroupKind, gid)) return {*local, gid};
-    throw OwnFailure(Message::kGroupMissing, directory.Known("with the number " + given));
+    throw OwnFailure(Message::kGroupMissing, directory.FactsAbout("with the number " + given));
 }
 
-void NeedClassFor(const AccountDirectory &directory, const Invocation &invocation,
-                  std::string_view option, unsigned int bit, unsigned int entry_classes) {
+void RequireClassFor(const AccountDirectory &directory, const Invocation &invocation,
+                     std::string_view option, unsigned int bit, unsigned int entry_classes) {
     if (!invocation.Has(option) || (directory.HasClass(bit) && (entry_classes & bit) != 0)) return;
-    Facts facts = directory.Known(fmt::format("--{}", option));
+    Facts facts = directory.FactsAbout(fmt::format("--{}", option));
     facts.reason = bit == ZAFOLDAP_CLASS_INET_ORG_PERSON ? "inetOrgPerson" : "shadowAccount";
     throw OwnFailure(Message::kClassMissing, facts);
 }

@@ -49,8 +49,8 @@ void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kin
 
 // The primary group that --gid names or numbers, as name and number; one of "/etc/group" will do
 // when the directory has none of that number. Throws Failure ("group_missing").
-std::pair<std::string, std::uint32_t> NeedPrimaryGroup(const AccountDirectory &directory,
-                                                       const std::string &given);
+std::pair<std::string, std::uint32_t> RequirePrimaryGroup(const AccountDirectory &directory,
+                                                          const std::string &given);
 
 // The number of a group of the directory.
 std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
@@ -58,8 +58,8 @@ std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
 
 // Throws Failure ("class_missing") when an option is given that needs a class which the schema,
 // or the entry whose classes are `entry_classes`, lacks.
-void NeedClassFor(const AccountDirectory &directory, const Invocation &invocation,
-                  std::string_view option, unsigned int bit, unsigned int entry_classes);
+void RequireClassFor(const AccountDirectory &directory, const Invocation &invocation,
+                     std::string_view option, unsigned int bit, unsigned int entry_classes);
 
 // "2027-12-31" or "never" as days; throws Failure ("bad_date"). And back; nothing for never.
 long ParseDate(const std::string &text);

@@ -78,9 +78,9 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
                   const Failure &failure) {
     const std::optional<bool> exists = directory.Exists(one.account.dn);
     if (!exists) {
-        ThrowUnknown(
-            directory, failure,
-            CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {one.account.name}));
+        ThrowUnknown(directory, failure,
+                     CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun),
+                                 {one.account.name}));
     }
     if (*exists && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (*exists || &kind != &kUserKind) throw failure;
@@ -98,7 +98,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
         (i < at ? done : undone).push_back(all[i].account.name);
     Leftovers left;
     left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
-             CommandLine(directory.Of(), fmt::format("{} delete", kind.noun), undone),
+             CommandLine(directory.TheSession(), fmt::format("{} delete", kind.noun), undone),
              failure.detail);
     left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)),
                     failure.exit_code == 130 ? 130 : 7);
@@ -109,10 +109,10 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
                Delete remove) {
     std::vector<std::string> attributes;
     if (!one.groups.empty()) attributes = {"memberUid", "member"};
-    Logged(directory.Of(), one.account.dn, attributes, [&] {
+    Logged(directory.TheSession(), one.account.dn, attributes, [&] {
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.Known(one.account.name),
+            Attempt(directory.Out(), directory.FactsAbout(one.account.name),
                     [&] { return remove(directory.Record(), one.account.name.c_str()); });
         if (failure) FinishDelete(directory, kind, one, *failure);
     });
@@ -128,7 +128,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
     AccountDirectory directory(session);
     directory.LearnServer(kind);
     std::vector<Doomed> all;
-    for (const Account &account : directory.NeedAll(kind, names))
+    for (const Account &account : directory.RequireAll(kind, names))
         all.push_back(doom(directory, account));
     if (session.Options().dry_run) {
         PlanOf(directory, all).Print(session);

@@ -20,7 +20,7 @@ constexpr size_t kLongestDn = 1024;  // with its end
 constexpr int kNoSuchObject = 32;
 
 // Functions that deal with memberships want a login suffix; those here do not use it.
-void NeedSuffix(Host &host) {
+void EnsureLoginSuffix(Host &host) {
     if (host.Record().szLoginSuffix == nullptr) host.Set(LDAP_HOST_ATTR_LOGIN_SUFFIX, "localhost");
 }
 
@@ -95,12 +95,12 @@ AccountDirectory::AccountDirectory(Session &session)
         throw OwnFailure(Message::kConnectionIncomplete,
                          {.connection = connection_.name, .subject = "base DN (--base)"});
     }
-    NeedSuffix(host_);
+    EnsureLoginSuffix(host_);
     SayConnection(session.streams, connection_);
 }
 
-Facts AccountDirectory::Known(const std::string &subject) const {
-    Facts facts = connection_.Known();
+Facts AccountDirectory::FactsAbout(const std::string &subject) const {
+    Facts facts = connection_.AsFacts();
     facts.subject = OneLine(subject);
     return facts;
 }
@@ -110,7 +110,7 @@ void AccountDirectory::LearnServer(const AccountKind &kind) {
     Run(connection_.base, [&] { return ZAFOLDAPHostGetSupportedSchema(&record); });
     Run(connection_.base, [&] { return ZAFOLDAPBrowserCheckServerType(&record); });
     if (!HasClass(kind.schema_bit)) {
-        throw OwnFailure(Message::kCheckSchema, Known(std::string(kind.schema_class)));
+        throw OwnFailure(Message::kCheckSchema, FactsAbout(std::string(kind.schema_class)));
     }
 }
 
@@ -121,9 +121,9 @@ std::optional<std::string> AccountDirectory::Find(const AccountKind &kind,
         return kind.dn_of_name(Record(), EscapedForFilter(name).c_str(), dn.data(), dn.size());
     });
     if (found == 0) return std::nullopt;
-    if (found > 1) throw OwnFailure(Message::kNameAmbiguous, Known(name), Others(kind, name));
+    if (found > 1) throw OwnFailure(Message::kNameAmbiguous, FactsAbout(name), Others(kind, name));
     const std::string text = dn.data();
-    if (text.size() + 1 == dn.size()) throw OwnFailure(Message::kTooLong, Known(name));
+    if (text.size() + 1 == dn.size()) throw OwnFailure(Message::kTooLong, FactsAbout(name));
     return text;
 }
 
@@ -143,27 +143,27 @@ std::string AccountDirectory::Others(const AccountKind &kind, const std::string 
                    .filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
                                          EscapedForFilter(name)),
                    .attributes = {"1.1"}},
-                  Known(name));
+                  FactsAbout(name));
     std::string lines;
     while (const Entry *entry = search.Next())
         lines += fmt::format("{}{}", lines.empty() ? "" : "\n", OneLine(entry->dn));
     return lines;
 }
 
-std::string AccountDirectory::Need(const AccountKind &kind, const std::string &name) const {
+std::string AccountDirectory::Require(const AccountKind &kind, const std::string &name) const {
     std::optional<std::string> dn = Find(kind, name);
-    if (!dn) throw OwnFailure(kind.missing, Known(name));
+    if (!dn) throw OwnFailure(kind.missing, FactsAbout(name));
     return *dn;
 }
 
-Account AccountDirectory::NeedAccount(const AccountKind &kind, const std::string &name) const {
-    Account account{name, Need(kind, name)};
+Account AccountDirectory::RequireAccount(const AccountKind &kind, const std::string &name) const {
+    Account account{name, Require(kind, name)};
     Search search(Out(), host_,
                   {.base = account.dn,
                    .filter = {},
                    .scope = "base",
                    .attributes = {std::string(kind.name_attr)}},
-                  Known(account.dn));
+                  FactsAbout(account.dn));
     if (const Entry *entry = search.Next()) {
         for (const Attribute &attribute : entry->attributes) {
             for (std::string_view value : attribute.values) {
@@ -176,18 +176,18 @@ Account AccountDirectory::NeedAccount(const AccountKind &kind, const std::string
     return account;
 }
 
-std::vector<Account> AccountDirectory::NeedAll(const AccountKind &kind,
-                                               const std::vector<std::string> &names) const {
+std::vector<Account> AccountDirectory::RequireAll(const AccountKind &kind,
+                                                  const std::vector<std::string> &names) const {
     std::vector<Account> accounts;
     std::string missing;
     for (const std::string &name : names) {
         if (Find(kind, name)) {
-            accounts.push_back(NeedAccount(kind, name));
+            accounts.push_back(RequireAccount(kind, name));
         } else {
             missing += (missing.empty() ? "" : ", ") + name;
         }
     }
-    if (!missing.empty()) throw OwnFailure(kind.missing, Known(missing));
+    if (!missing.empty()) throw OwnFailure(kind.missing, FactsAbout(missing));
     return accounts;
 }
 
@@ -207,7 +207,7 @@ bool AccountDirectory::IsThere(const std::string &dn) const {
     try {
         Search search(Out(), host_,
                       {.base = dn, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-                      Known(dn));
+                      FactsAbout(dn));
         return search.Next() != nullptr;
     } catch (const Failure &failure) {
         if (failure.ldap_code == kNoSuchObject) return false;
@@ -241,7 +241,7 @@ std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &
     try {
         Search search(Out(), host_,
                       {.base = dn, .filter = filter, .scope = "base", .attributes = {attribute}},
-                      Known(dn));
+                      FactsAbout(dn));
         const Entry *entry = search.Next();
         if (entry == nullptr || entry->attributes.empty()) return {};
         return std::string(entry->attributes.front().values.front());

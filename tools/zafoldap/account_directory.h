@@ -72,12 +72,12 @@ class AccountDirectory {
     // Opens the connection of the command line. Nothing is asked yet.
     explicit AccountDirectory(Session &session);
 
-    Session &Of() const { return session_; }
+    Session &TheSession() const { return session_; }
     Streams &Out() const { return session_.streams; }
     const Connection &Saved() const { return connection_; }
     const Host &TheHost() const { return host_; }
     const ZAFOLDAP_HOST *Record() const { return &host_.Record(); }
-    Facts Known(const std::string &subject) const;
+    Facts FactsAbout(const std::string &subject) const;
 
     // What every change needs: the server's schema and type. Throws when the schema lacks the
     // kind's class.
@@ -87,7 +87,7 @@ class AccountDirectory {
     // Runs a function of the library; throws when it fails.
     template <typename Call>
     int Run(const std::string &subject, Call call) const {
-        return Ask(Out(), Known(subject), call);
+        return Ask(Out(), FactsAbout(subject), call);
     }
 
     // The DN of the account of a name; nothing when there is none. Throws when it is ambiguous.
@@ -95,12 +95,12 @@ class AccountDirectory {
     // For the report of a change that was made: null when it cannot be seen.
     Json DnOrNull(const AccountKind &kind, const std::string &name) const;
     // Throws Failure ("user_missing", "group_missing").
-    std::string Need(const AccountKind &kind, const std::string &name) const;
+    std::string Require(const AccountKind &kind, const std::string &name) const;
     // The same with the name in the entry's own letters: groups tell "Ann" from "ann", look-ups
     // of users do not.
-    Account NeedAccount(const AccountKind &kind, const std::string &name) const;
-    std::vector<Account> NeedAll(const AccountKind &kind,
-                                 const std::vector<std::string> &names) const;
+    Account RequireAccount(const AccountKind &kind, const std::string &name) const;
+    std::vector<Account> RequireAll(const AccountKind &kind,
+                                    const std::vector<std::string> &names) const;
 
     // The DNs of those that carry a number.
     std::vector<std::string> WithNumber(const AccountKind &kind, std::uint32_t number) const;

@@ -92,7 +92,7 @@ class Checker {
           connection_(connection),
           host_(std::move(host)),
           settings_(std::move(settings)),
-          facts_(connection.Known()) {}
+          facts_(connection.AsFacts()) {}
 
     std::optional<Failure> Run(const std::function<void(const CheckStep &)> &on_step) {
         struct Row {

@@ -445,7 +445,7 @@ int SuggestConnection(Session &session) {
     connection.ssl = TransportOf(session, {address}, connection.ssl);
     const Host host = MakeHost(connection, std::nullopt);
     NameList bases;
-    Ask(session.streams, connection.Known(),
+    Ask(session.streams, connection.AsFacts(),
         [&] { return ZAFOLDAPBrowserSuggestBaseDN(&host.Record(), bases.Address()); });
     std::vector<Json> rows;
     for (const std::string &base : bases.Names())

@@ -96,7 +96,7 @@ Opened Open(Session &session, const std::optional<std::string> &base) {
     const std::string &name = session.Options().connection;
     Connection connection = ReadConnection(name);
     Host host = OpenConnection(name, connection);
-    Facts facts = connection.Known();
+    Facts facts = connection.AsFacts();
     if (base) facts.subject = *base;
     SayConnection(session.streams, connection);
     return {std::move(connection), std::move(host), std::move(facts)};
@@ -253,9 +253,9 @@ int DeleteEntry(Session &session) {
     const AccountDirectory directory(session);
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = {}, .scope = "base", .attributes = {"objectClass"}},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw LibraryFailure(32, 0, directory.Known(dn), "");
+    if (entry == nullptr) throw LibraryFailure(32, 0, directory.FactsAbout(dn), "");
     std::vector<std::string> classes;
     for (const Attribute &attribute : entry->attributes)
         classes.insert(classes.end(), attribute.values.begin(), attribute.values.end());
@@ -272,7 +272,7 @@ int DeleteEntry(Session &session) {
     ConfirmDeleting(session, "the entry " + own_dn, {touches});
     Logged(session, own_dn, {}, [&] {
         const std::optional<Failure> failure =
-            Attempt(session.streams, directory.Known(own_dn), [&] {
+            Attempt(session.streams, directory.FactsAbout(own_dn), [&] {
                 return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
             });
         if (failure) throw *failure;

@@ -50,7 +50,7 @@ void CheckDescription(const std::string &text) {
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
              const std::string *description, const std::optional<std::uint32_t> &gid) {
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(group.name), [&] {
+        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
             return ZAFOLDAPBrowserGroupEdit(directory.Record(), group.dn.c_str(),
                                             new_name != nullptr ? new_name->c_str() : nullptr,
                                             description != nullptr ? description->c_str() : nullptr,
@@ -58,9 +58,9 @@ void RunEdit(const AccountDirectory &directory, const Account &group, const std:
         });
     if (!failure) return;
     if (failure->id == kGroupKind.name_taken && new_name != nullptr)
-        throw OwnFailure(failure->id, directory.Known(*new_name));
+        throw OwnFailure(failure->id, directory.FactsAbout(*new_name));
     if (failure->id == kGroupKind.number_taken && gid)
-        throw OwnFailure(failure->id, directory.Known(std::to_string(*gid)));
+        throw OwnFailure(failure->id, directory.FactsAbout(std::to_string(*gid)));
     throw *failure;
 }
 
@@ -70,7 +70,7 @@ std::uint32_t Make(const AccountDirectory &directory, std::string name, const st
                    Leftovers &left) {
     ZAFOGROUP record{};
     record.szName = name.data();
-    const std::string container = ContainerOf(directory.Of(), kGroupKind);
+    const std::string container = ContainerOf(directory.TheSession(), kGroupKind);
     const Created created =
         CreateAccount(directory, kGroupKind, name, dn, gid, [&](std::uint32_t number) {
             record.nGid = number;
@@ -85,7 +85,7 @@ std::uint32_t Make(const AccountDirectory &directory, std::string name, const st
         });
     } catch (const Failure &failure) {
         left.Add("whether it alone has its number could not be seen",
-                 CommandLine(directory.Of(), "id check", {}), failure.message);
+                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
         return created.number;
     }
 }
@@ -115,13 +115,13 @@ Command GroupListCommand() {
 int ShowGroup(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const std::string dn = directory.Need(kGroupKind, session.Argument("NAME"));
+    const std::string dn = directory.Require(kGroupKind, session.Argument("NAME"));
     if (ShowRaw(directory, kGroupKind, dn)) return 0;
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = std::string(kGroupKind.filter), .scope = "base"},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.Known(dn));
+    if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     record["sid"] = sid.empty() ? Json() : Json(sid);
@@ -159,9 +159,9 @@ int AddGroup(Session &session) {
     AccountDirectory directory(session);
     directory.LearnServer(kGroupKind);
     const std::string dn =
-        fmt::format("cn={},{}", EscapedForDn(name), NeedContainer(directory, kGroupKind));
+        fmt::format("cn={},{}", EscapedForDn(name), RequireContainer(directory, kGroupKind));
     if (directory.Find(kGroupKind, name))
-        throw OwnFailure(kGroupKind.name_taken, directory.Known(name));
+        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(name));
     if (gid) CheckNumberIsFree(directory, kGroupKind, *gid);
     ChangePlan plan;
     plan.Check(fmt::format("the name {} is free", name));
@@ -227,7 +227,7 @@ int EditGroup(Session &session) {
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
     AccountDirectory directory(session);
     directory.LearnServer(kGroupKind);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("NAME"));
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("NAME"));
     const std::string old =
         directory.ValueOf(group.dn, std::string(kGroupKind.filter), "gidNumber");
     const bool renumbers = gid && std::to_string(*gid) != old;
@@ -280,11 +280,11 @@ int RenameGroup(Session &session) {
     CheckNewName(new_name, session.invocation.Has("any-name"));
     AccountDirectory directory(session);
     directory.LearnServer(kGroupKind);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("OLD"));
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
     if (directory.Find(kGroupKind, new_name))
-        throw OwnFailure(kGroupKind.name_taken, directory.Known(new_name));
+        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", group.name));
     plan.Check(fmt::format("the name {} is free", new_name));

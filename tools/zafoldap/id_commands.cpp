@@ -83,7 +83,7 @@ Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind)
                   {.base = std::nullopt,
                    .filter = std::string(kind.filter),
                    .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
-                  directory.Known(directory.Saved().base));
+                  directory.FactsAbout(directory.Saved().base));
     AccountReader reader(kind);
     while (const Entry *entry = search.Next())
         reader.Take(*entry);
@@ -304,7 +304,7 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,
                        "nobody of these names is there: " + Shown(texts),
                        "whoever gets such a name is a member at once: " +
-                           CommandLine(directory.Of(), "member remove",
+                           CommandLine(directory.TheSession(), "member remove",
                                        {first.group.name, first.names.front()}));
     }
     step.step = "memberships";
@@ -361,7 +361,7 @@ int ShowIdPool(Session &session) {
     std::vector<Json> rows;
     for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
         const std::optional<Pool> pool = directory.PoolOf(*kind);
-        if (!pool) throw OwnFailure(Message::kNoPool, directory.Known(directory.Saved().base));
+        if (!pool) throw OwnFailure(Message::kNoPool, directory.FactsAbout(directory.Saved().base));
         const size_t used =
             CountIn(AllAccounts(directory, *kind).numbers, pool->lowest, pool->highest);
         const std::uint64_t size =

@@ -73,7 +73,7 @@ void TakeOutValues(const AccountDirectory &directory, const MemberChange &change
     for (size_t i = 0; i < std::size(kMemberAttributes); ++i)
         file.Values("delete", kMemberAttributes[i], change.values.of[i]);
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(change.group.name),
+        Attempt(directory.Out(), directory.FactsAbout(change.group.name),
                 [&] { return file.Apply(directory.Record()); });
     if (failure) throw *failure;
 }
@@ -104,7 +104,7 @@ void RunChange(const AccountDirectory &directory, const MemberChange &change) {
 }
 
 int Change(const AccountDirectory &directory, const MemberChange &change) {
-    Session &session = directory.Of();
+    Session &session = directory.TheSession();
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", change.group.name));
     for (const std::string &user : change.as_they)
@@ -142,12 +142,12 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
 int ListMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const AccountDirectory directory(session);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("GROUP"));
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"));
     const std::vector<std::string> listed = ListedIn(directory, group);
     NameList with_primary;
     std::optional<Failure> cut;
     if (session.invocation.Has("primary")) {
-        cut = Attempt(directory.Out(), directory.Known(group.name), [&] {
+        cut = Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
             return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
                                                          nullptr, with_primary.Address());
         });
@@ -193,11 +193,11 @@ int AddMembers(Session &session) {
     const std::vector<std::string> names = NamesOfUsers(session);
     AccountDirectory directory(session);
     MemberChange change{.how = "add",
-                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
     const std::vector<std::string> listed = ListedIn(directory, change.group);
-    for (const Account &user : directory.NeedAll(kUserKind, names)) {
+    for (const Account &user : directory.RequireAll(kUserKind, names)) {
         const bool in = std::ranges::count(listed, user.name) > 0;
         (in ? change.as_they : change.users).push_back(user.name);
     }
@@ -224,7 +224,7 @@ int RemoveMembers(Session &session) {
     const std::vector<std::string> names = NamesOfUsers(session);
     AccountDirectory directory(session);
     MemberChange change{.how = "delete",
-                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
     const std::vector<std::string> listed = ListedIn(directory, change.group);
@@ -234,7 +234,8 @@ int RemoveMembers(Session &session) {
             const auto in = [&](const std::string &word) {
                 return std::ranges::count(listed, word) > 0;
             };
-            const std::string own = in(name) ? name : directory.NeedAccount(kUserKind, name).name;
+            const std::string own =
+                in(name) ? name : directory.RequireAccount(kUserKind, name).name;
             (in(own) ? change.users : change.as_they).push_back(own);
             continue;
         }
@@ -242,7 +243,7 @@ int RemoveMembers(Session &session) {
         (values.None() ? others : change.gone).push_back(name);
         change.values.Take(std::move(values));
     }
-    directory.NeedAll(kUserKind, others);
+    directory.RequireAll(kUserKind, others);
     if (!change.gone.empty()) {
         for (const std::string &user : change.users)
             change.values.Take(ValuesNaming(directory, change.group, user));

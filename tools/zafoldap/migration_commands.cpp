@@ -204,7 +204,7 @@ std::set<std::string> AllowedNames(const Session &session) {
 // A name that nobody has is a mistake.
 void CheckAllowed(const AccountDirectory &directory, const AccountKind &kind,
                   const std::vector<Candidate> &source) {
-    for (const std::string &name : AllowedNames(directory.Of())) {
+    for (const std::string &name : AllowedNames(directory.TheSession())) {
         if (std::ranges::count(source, name, &Candidate::name) == 0)
             throw OwnFailure(Message::kAllowedMissing,
                              {.subject = OneLine(name), .reason = std::string(kind.noun)});
@@ -231,7 +231,7 @@ int MigrateAccounts(Session &session) {
     CheckRights(session);
     AccountDirectory directory(session);
     directory.LearnServer(job.kind);
-    if (!job.to_local) NeedContainer(directory, job.kind);
+    if (!job.to_local) RequireContainer(directory, job.kind);
     const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));
     const std::vector<Candidate> source = migration.ReadSource();
     CheckAllowed(directory, job.kind, source);

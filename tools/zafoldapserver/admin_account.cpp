@@ -46,13 +46,13 @@ bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
                        .filter = fmt::format("({}={})", kNtHash, hash.data()),
                        .scope = "base",
                        .attributes = {kLmHash}},
-                      connection.Known());
+                      connection.AsFacts());
         const Entry *entry = search.Next();
         if (entry == nullptr) return false;
         has_lm = !entry->attributes.empty();
     }
     const Host host = OpenConnection(kOwnConnection, connection);
-    Ask(streams, connection.Known(), [&] { return DeleteHashes(host, dn, has_lm); });
+    Ask(streams, connection.AsFacts(), [&] { return DeleteHashes(host, dn, has_lm); });
     return true;
 }
 

@@ -63,7 +63,7 @@ std::vector<Json> ReadMaps(Session &session) {
                   {.base = std::nullopt,
                    .filter = "(objectClass=automount)",
                    .attributes = {"automountKey", "automountInformation"}},
-                  connection.Known());
+                  connection.AsFacts());
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back({{"map", MapOf(std::string(entry->dn))},
@@ -77,7 +77,7 @@ int SetAutomount(Session &session) {
     const std::string &host = session.Argument("HOST");
     const std::string &path = session.Argument("PATH");
     CheckExport(host, path);
-    NeedRoot(session);
+    RequireRoot(session);
     const Connection connection = ReadConnection(kOwnConnection);
     const Json result = {{"host", host}, {"path", path}, {"base", connection.base}};
     const bool json = session.Options().form == Form::kJson;
@@ -90,7 +90,7 @@ int SetAutomount(Session &session) {
         return 0;
     }
     Logged(session, "automountMapName=auto_home," + connection.base, {"automountInformation"}, [&] {
-        Ask(session.streams, connection.Known(),
+        Ask(session.streams, connection.AsFacts(),
             [&] { return ZAFOLDAPServerAutomountCreate(host.c_str(), path.c_str()); });
     });
     if (json) session.document.Whole(result);

@@ -38,14 +38,14 @@ const Fields kVerifyFields = {{"file", "FILE"},           {"created", "CREATED"}
                               {"bytes", "SIZE"},          {"ldif_bytes", "AS LDIF"},
                               {"slapd_version", "SLAPD"}, {"product_version", "PRODUCT"}};
 
-void NeedDatabase() {
-    NeedServer();
+void RequireDatabase() {
+    RequireServer();
     if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure(Message::kServerNotSetUp, {});
 }
 
 // The folder's room is looked at by the program itself; a dry run has only this look.
 int WouldBackUp(Session &session, const BackupSettings &settings) {
-    NeedDestination(settings);
+    RequireDestination(settings);
     const auto found = FoundBackups(session, settings);
     try {
         backup::CheckSpace(settings.folder, found);
@@ -86,9 +86,9 @@ Json Row(Session &session, const backup::FoundBackup &found) {
 }
 
 int BackUpNow(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     if (session.Options().dry_run) {
-        NeedDatabase();
+        RequireDatabase();
         return WouldBackUp(session, ReadBackupSettings());
     }
     const auto began = std::chrono::steady_clock::now();
@@ -96,7 +96,7 @@ int BackUpNow(Session &session) {
     // Nobody sees what the scheduler's run says: every refusal is logged as well.
     LoggedChange(
         [&] {
-            NeedDatabase();
+            RequireDatabase();
             settings = ReadBackupSettings();
             if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
             const JobOutcome outcome = RunJob(session, ZAFOLDAPServerBackup);
@@ -132,7 +132,7 @@ Command BackupNowCommand() {
 }
 
 int ListBackups(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const BackupSettings settings = ReadBackupSettings();
     std::vector<Json> rows;
     for (const backup::FoundBackup &found : FoundBackups(session, settings))
@@ -163,7 +163,7 @@ Command BackupListCommand() {
 }
 
 int VerifyBackup(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const WholeBackup whole = ReadWholeBackup(session.Argument("FILE"));
     const backup::Manifest &manifest = whole.manifest;
     PrintRecord(session.streams, session.document, kVerifyFields,

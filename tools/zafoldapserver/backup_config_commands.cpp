@@ -140,7 +140,7 @@ std::string InWords(const Change &change) {
 }
 
 int ShowBackupConfig(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     Show(session);
     return 0;
 }
@@ -160,7 +160,7 @@ Command BackupConfigShowCommand() {
 }
 
 int SetBackupConfig(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     BackupSettings asked{};
     const bool destination = TakeDestination(session, asked);
     const bool schedule = TakeSchedule(session, asked);
@@ -175,7 +175,7 @@ int SetBackupConfig(Session &session) {
     TakeSchedule(session, change.after);
     TakeKeep(session, change.after);
     if (destination || (schedule && change.after.enabled))
-        NeedDestination(ResolvedDestination(change.after));
+        RequireDestination(ResolvedDestination(change.after));
     if (session.Options().dry_run) {
         if (session.Options().form == Form::kJson)
             session.document.Whole({{"would_set", InWords(change)}});

@@ -98,7 +98,7 @@ std::string ClearPasswordsInWords(const WholeBackup &whole) {
 
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
     if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
-    if (settings.folder.empty()) NeedDestination(settings);
+    if (settings.folder.empty()) RequireDestination(settings);
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);
     } catch (const backup::Problem &problem) {

@@ -116,7 +116,7 @@ std::string FaultOfDestination(const BackupSettings &settings) {
     }
 }
 
-void NeedDestination(const BackupSettings &settings) {
+void RequireDestination(const BackupSettings &settings) {
     if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
     const std::string fault = FaultOfDestination(settings);
     if (fault.empty()) return;

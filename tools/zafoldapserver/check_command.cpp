@@ -59,7 +59,7 @@ CheckStep CheckSetUp(const LocalServer &server) {
 }
 
 int CheckServer(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     CheckedServer checked{.session = session, .server = LookAtServer(), .service = LookAtService()};
     checked.certificate_file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     if (checked.server.SetUp())

@@ -61,8 +61,8 @@ std::vector<Json> LinesOf(const std::string &text) {
 }
 
 int ShowAccessRules(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
     const std::string text = ReadOrFail(kAccessRules);
     const RulesState state = StateOfRules(Staging(), server.suffix);
     if (session.Options().form == Form::kJson) {
@@ -94,8 +94,8 @@ Command AclShowCommand() {
 }
 
 int ShowConfiguration(Session &session) {
-    NeedRoot(session);
-    NeedServer();
+    RequireRoot(session);
+    RequireServer();
     std::vector<Json> rows;
     for (const Directive &directive : ParseDirectives(ReadOrFail(kSlapdConf)))
         rows.push_back({{"key", directive.key}, {"value", Shown(directive)}});

@@ -275,7 +275,7 @@ int EnableServer(Session &session) {
     Enabling job;
     job.before = LookAtServer();
     ReadNames(session, job);
-    NeedRoot(session);
+    RequireRoot(session);
     const Staging staging;
     job.wanted.configuration = staging.Configuration(job.wanted.suffix, job.wanted.admin_dn);
     job.wanted.rules = staging.AccessRules(job.wanted.suffix);

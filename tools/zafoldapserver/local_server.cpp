@@ -75,7 +75,7 @@ LocalServer LookAtServer() {
     return server;
 }
 
-LocalServer NeedServer() {
+LocalServer RequireServer() {
     LocalServer server = LookAtServer();
     if (!server.SetUp()) throw OwnFailure(Message::kServerNotSetUp, {});
     return server;

@@ -33,7 +33,7 @@ struct LocalServer {
 LocalServer LookAtServer();
 
 // Throws Failure ("server_not_set_up").
-LocalServer NeedServer();
+LocalServer RequireServer();
 
 // When a process began: in clock ticks after the machine's start, which no other process with its number
 // shares, and as a time.

@@ -62,7 +62,7 @@ void Reset(Session &session) {
 }
 
 int ResetServer(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const LocalServer server = LookAtServer();
     if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
         throw OwnFailure(Message::kServerNotSetUp, {});

@@ -53,7 +53,7 @@ WholeBackup ChosenBackup(Session &session) {
     return ReadWholeBackup(std::filesystem::absolute(*file).string());
 }
 
-void NeedSameSuffix(const LocalServer &server, const WholeBackup &whole) {
+void RequireSameSuffix(const LocalServer &server, const WholeBackup &whole) {
     if (server.suffix.empty() || SameDn(server.suffix, whole.manifest.suffix)) return;
     throw OwnFailure(Message::kBackupOtherSuffix,
                      {.subject = OneLine(whole.manifest.suffix), .reason = OneLine(server.suffix)});
@@ -96,7 +96,7 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
 }
 
 // The library would remove the progress of the job that runs.
-void NeedNoOtherJob() {
+void RequireNoOtherJob() {
     if (!backup::JobRuns()) return;
     ZAFOLDAPErrReset();
     ZAFOLDAPServerBackupSetError(static_cast<int>(backup::Exit::kBusy));
@@ -157,11 +157,11 @@ void NoteWarnings(Session &session) {
 }
 
 int RestoreBackup(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const WholeBackup whole = ChosenBackup(session);
     const LocalServer before = LookAtServer();
-    NeedSameSuffix(before, whole);
-    NeedNoOtherJob();
+    RequireSameSuffix(before, whole);
+    RequireNoOtherJob();
     const std::string replaced = WhatThereIs(before);
     if (session.Options().dry_run) return WouldRestore(session, whole, replaced);
     Confirm(session, whole, replaced);

@@ -101,7 +101,7 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         Search search(
             checked.session.streams, OpenConnection(kOwnConnection, connection),
             {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            connection.Known());
+            connection.AsFacts());
         if (search.Next() == nullptr)
             return Wrong(fmt::format("the entry {} is not shown", checked.server.suffix), again);
         return Good(fmt::format("{} is let in over {}", connection.bind_dn,

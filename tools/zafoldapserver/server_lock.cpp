@@ -34,7 +34,7 @@ ServerLock::~ServerLock() {
     ZAFOLDAPUnLock(fd_);
 }
 
-void NeedRoot(const Session &session) {
+void RequireRoot(const Session &session) {
     if (geteuid() == 0) return;
     throw OwnFailure(Message::kNotRoot,
                      {.subject = fmt::format("{} {}", session.program.name,

@@ -103,16 +103,16 @@ void Run(Session &session, Message message, Call call) {
         });
 }
 
-void NeedEnabled(const LocalServer &server) {
+void RequireEnabled(const LocalServer &server) {
     if (!server.enabled) throw OwnFailure(Message::kServerNotEnabled, {.subject = server.suffix});
 }
 
 int StartServer(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
     if (server.Running())
         return Say(session, false, fmt::format("the server runs already (process {})", server.pid));
-    NeedEnabled(server);
+    RequireEnabled(server);
     CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "start");
     Run(session, Message::kServerNotStarted, ZAFOLDAPServerStart);
@@ -131,8 +131,8 @@ Command StartCommand() {
 }
 
 int StopServer(Session &session) {
-    NeedRoot(session);
-    if (!NeedServer().Running()) return Say(session, false, "the server is stopped already");
+    RequireRoot(session);
+    if (!RequireServer().Running()) return Say(session, false, "the server is stopped already");
     if (session.Options().dry_run) return WouldDo(session, "stop");
     Run(session, Message::kServerNotStopped, ZAFOLDAPServerStop);
     return Say(session, true, "the server is stopped; zafoldapserver start starts it again");
@@ -150,9 +150,9 @@ Command StopCommand() {
 }
 
 int RestartServer(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
-    NeedEnabled(server);
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
+    RequireEnabled(server);
     if (!server.Running()) CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "restart");
     Run(session, Message::kServerNotStarted, [] { return ZAFOLDAPServerEnable(nullptr); });

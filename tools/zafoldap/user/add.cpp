@@ -80,25 +80,25 @@ void FindPrimaryGroup(const AccountDirectory &directory, const std::string *give
         user.gid = GidOf(directory, "users", *dn);
         return;
     }
-    std::tie(user.primary_group, user.gid) = NeedPrimaryGroup(directory, *given);
+    std::tie(user.primary_group, user.gid) = RequirePrimaryGroup(directory, *given);
 }
 
 // Options that the server could only ignore are refused.
 void CheckSchema(const AccountDirectory &directory, const Invocation &invocation) {
-    NeedClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, ~0U);
+    RequireClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, ~0U);
     for (const char *option : {"expires", "no-password-change"})
-        NeedClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, ~0U);
+        RequireClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, ~0U);
 }
 
 ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
-    const Session &session = directory.Of();
+    const Session &session = directory.TheSession();
     ChangePlan plan;
     directory.LearnServer(kUserKind);
     CheckSchema(directory, session.invocation);
     user.dn =
-        fmt::format("uid={},{}", EscapedForDn(user.name), NeedContainer(directory, kUserKind));
+        fmt::format("uid={},{}", EscapedForDn(user.name), RequireContainer(directory, kUserKind));
     if (directory.Find(kUserKind, user.name))
-        throw OwnFailure(kUserKind.name_taken, directory.Known(user.name));
+        throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(user.name));
     plan.Check(fmt::format("the name {} is free", user.name));
     if (user.uid) {
         CheckNumberIsFree(directory, kUserKind, *user.uid);
@@ -106,7 +106,7 @@ ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
     }
     FindPrimaryGroup(directory, session.invocation.Find("gid"), user);
     plan.Check(fmt::format("the primary group is {} ({})", user.primary_group, user.gid));
-    user.groups = directory.NeedAll(kGroupKind, SplitNames(session.invocation.All("groups")));
+    user.groups = directory.RequireAll(kGroupKind, SplitNames(session.invocation.All("groups")));
     if (!user.groups.empty())
         plan.Check(fmt::format("these groups exist: {}", Enumerated(NamesOf(user.groups))));
     user.kept = CheckMembershipsLeft(directory, user.name, user.dn, user.groups);
@@ -150,7 +150,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
     for (const Account &group : user.groups)
         dns.push_back(group.dn);
     const NameList groups(dns);
-    if (!Attempt(directory.Out(), directory.Known(user.name), [&] {
+    if (!Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
             return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.name.c_str(),
                                                      groups.Get(), nullptr);
         })) {
@@ -167,7 +167,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
         const std::optional<Failure> failure = ChangeMembers(directory, group, {}, {user.name});
         if (!failure) continue;
         left.Add(fmt::format("it is not in the group {}", group.name),
-                 CommandLine(directory.Of(), "member add", {group.name, user.name}),
+                 CommandLine(directory.TheSession(), "member add", {group.name, user.name}),
                  Reason(*failure));
     }
 }
@@ -188,7 +188,7 @@ void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftov
         failure = unseen;
     }
     if (!failure) return;
-    left.Add(what, CommandLine(directory.Of(), "user home create", {record.szName}),
+    left.Add(what, CommandLine(directory.TheSession(), "user home create", {record.szName}),
              Reason(*failure));
 }
 
@@ -221,14 +221,14 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
             });
         }
         if (directory.WithNumber(kUserKind, number).size() > 1) {
-            left.Add(
-                "somebody else took its number at the same moment",
-                fmt::format("{} --uid $({})", CommandLine(directory.Of(), "user edit", {user.name}),
-                            CommandLine(directory.Of(), "id next uid", {})));
+            left.Add("somebody else took its number at the same moment",
+                     fmt::format("{} --uid $({})",
+                                 CommandLine(directory.TheSession(), "user edit", {user.name}),
+                                 CommandLine(directory.TheSession(), "id next uid", {})));
         }
     } catch (const Failure &failure) {
         left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
-                 CommandLine(directory.Of(), "id check", {}), failure.message);
+                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
     }
     return number;
 }
@@ -249,7 +249,8 @@ std::uint32_t Make(const AccountDirectory &directory, NewUser &user, std::string
         });
     if (created.after) {
         left.Add("its password could not be set",
-                 CommandLine(directory.Of(), "user passwd", {user.name}), Reason(*created.after));
+                 CommandLine(directory.TheSession(), "user passwd", {user.name}),
+                 Reason(*created.after));
     }
     record.pw_uid = Settle(directory, user, created.number, left);
     JoinGroups(directory, user, left);

@@ -87,16 +87,16 @@ unsigned int ClassesOf(const AccountDirectory &directory, const std::string &dn)
 
 // Options that the library could only pass over are refused.
 void CheckAgainst(const AccountDirectory &directory, const Account &user, Edit &edit) {
-    const Invocation &invocation = directory.Of().invocation;
+    const Invocation &invocation = directory.TheSession().invocation;
     const unsigned int classes = ClassesOf(directory, user.dn);
-    NeedClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, classes);
+    RequireClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, classes);
     for (const char *option : {"expires", "no-password-change", "password-change"})
-        NeedClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, classes);
+        RequireClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, classes);
     const std::string now = directory.ValueOf(user.dn, std::string(kUserKind.filter), "uidNumber");
     if (edit.record.pw_uid != UID_ERR && std::to_string(edit.record.pw_uid) != now)
         CheckNumberIsFree(directory, kUserKind, edit.record.pw_uid);
     if (const std::string *gid = invocation.Find("gid"))
-        edit.record.pw_gid = NeedPrimaryGroup(directory, *gid).second;
+        edit.record.pw_gid = RequirePrimaryGroup(directory, *gid).second;
 }
 
 ChangePlan PlanOf(const Account &user, const Edit &edit) {
@@ -124,21 +124,21 @@ std::optional<Failure> ApplySettings(const AccountDirectory &directory, const Ac
     ChangeFile file(user.dn, "modify");
     for (const auto &[attribute, value] : edit.settings)
         file.Replace(attribute, value);
-    return Attempt(directory.Out(), directory.Known(user.name),
+    return Attempt(directory.Out(), directory.FactsAbout(user.name),
                    [&] { return file.Apply(directory.Record()); });
 }
 
 void Apply(const AccountDirectory &directory, const Account &user, const Edit &edit) {
     if (edit.touches_record) {
         const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.Known(user.name), [&] {
+            Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
                 return ZAFOLDAPBrowserUserEdit(
                     directory.Record(), user.dn.c_str(), &edit.record,
                     edit.no_password_change ? &*edit.no_password_change : nullptr,
                     edit.expires ? &*edit.expires : nullptr);
             });
         if (failure && failure->id == kUserKind.number_taken)
-            throw OwnFailure(failure->id, directory.Known(std::to_string(edit.record.pw_uid)));
+            throw OwnFailure(failure->id, directory.FactsAbout(std::to_string(edit.record.pw_uid)));
         if (failure) throw *failure;
     }
     if (edit.settings.empty()) return;
@@ -150,7 +150,7 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
     for (const auto &[attribute, value] : edit.settings)
         words.insert(words.end(), {"--set", fmt::format("{}={}", attribute, value)});
     left.Add("the server did not take the attributes of --set",
-             CommandLine(directory.Of(), "user edit", words), failure->detail);
+             CommandLine(directory.TheSession(), "user edit", words), failure->detail);
     left.ThrowIfAny(fmt::format("the other changes of {} were made", user.name));
 }
 
@@ -159,7 +159,7 @@ int EditUser(Session &session) {
     Edit edit = ReadOptions(session);
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
-    const Account user = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const Account user = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     CheckAgainst(directory, user, edit);
     const ChangePlan plan = PlanOf(user, edit);
     if (session.Options().dry_run) {

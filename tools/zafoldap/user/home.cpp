@@ -38,7 +38,7 @@ Export ParseExport(const std::string &text) {
 
 // What --export says, else what the directory publishes; nothing for the latter's odd forms.
 Export ExportFor(const AccountDirectory &directory) {
-    const Session &session = directory.Of();
+    const Session &session = directory.TheSession();
     if (const std::string *given = session.invocation.Find("export")) {
         const char *fault = IsText(*given) ? FaultOfNfsSource(*given) : "it is not UTF-8";
         if (fault != nullptr) {
@@ -48,10 +48,10 @@ Export ExportFor(const AccountDirectory &directory) {
         return ParseExport(*given);
     }
     const std::string value = PublishedHomes(directory);
-    if (value.empty()) throw OwnFailure(Message::kHomesUnpublished, directory.Known(""));
+    if (value.empty()) throw OwnFailure(Message::kHomesUnpublished, directory.FactsAbout(""));
     const std::string fault = FaultOfAutomountValue(value);
     if (!fault.empty()) {
-        Facts facts = directory.Known(value);
+        Facts facts = directory.FactsAbout(value);
         facts.reason = fault;
         throw OwnFailure(Message::kHomesRefused, facts);
     }
@@ -113,23 +113,24 @@ int CreateUserHome(Session &session) {
     const std::string &name = session.Argument("NAME");
     CheckName(name);
     AccountDirectory directory(session);
-    const std::string dn = directory.Need(kUserKind, name);
+    const std::string dn = directory.Require(kUserKind, name);
     const Export place = ExportFor(directory);
     ZAFOUSER *read = nullptr;
     const int found = directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
     const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    if (found == 0) throw OwnFailure(Message::kUserMissing, directory.Known(name));
+    if (found == 0) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would make " + where)) return 0;
-    const std::optional<Failure> failure = Attempt(session.streams, directory.Known(name), [&] {
-        if (!session.invocation.Has("export"))
-            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
-        return ZAFOLDAPBrowserUserHomeCreateEx(fmt::format("{}:{}", place.host, place.path).c_str(),
-                                               user.get());
-    });
-    Finish(session, failure, directory.Known(name), name, record);
+    const std::optional<Failure> failure =
+        Attempt(session.streams, directory.FactsAbout(name), [&] {
+            if (!session.invocation.Has("export"))
+                return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
+            return ZAFOLDAPBrowserUserHomeCreateEx(
+                fmt::format("{}:{}", place.host, place.path).c_str(), user.get());
+        });
+    Finish(session, failure, directory.FactsAbout(name), name, record);
     return 0;
 }
 
@@ -140,11 +141,12 @@ int CreateAllUserHomes(Session &session) {
     const Json record = {{"export", where}};
     if (DryRun(session, record, fmt::format("would make every user's missing folder in {}", where)))
         return 0;
-    const std::optional<Failure> failure = Attempt(session.streams, directory.Known(where), [&] {
-        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
-                                                place.path.c_str());
-    });
-    Finish(session, failure, directory.Known(where), "every user in " + where, record);
+    const std::optional<Failure> failure =
+        Attempt(session.streams, directory.FactsAbout(where), [&] {
+            return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
+                                                    place.path.c_str());
+        });
+    Finish(session, failure, directory.FactsAbout(where), "every user in " + where, record);
     session.streams.Note("a folder that could not be made is named in the system log");
     return 0;
 }

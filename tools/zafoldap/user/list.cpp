@@ -22,13 +22,13 @@ Names AsSet(const NameList &list) {
 // Members of a group, listed ones and those with it as their primary group.
 Names MembersOf(const AccountDirectory &directory, const std::string &group,
                 std::optional<Failure> &cut) {
-    const std::string dn = directory.Need(kGroupKind, group);
+    const std::string dn = directory.Require(kGroupKind, group);
     NameList listed;
     directory.Run(group, [&] {
         return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), dn.c_str(), listed.Address());
     });
     NameList primary;
-    cut = Attempt(directory.Out(), directory.Known(group), [&] {
+    cut = Attempt(directory.Out(), directory.FactsAbout(group), [&] {
         return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), dn.c_str(), nullptr,
                                                      primary.Address());
     });
@@ -39,7 +39,7 @@ Names MembersOf(const AccountDirectory &directory, const std::string &group,
 }
 
 Names NotIn(const AccountDirectory &directory, const std::string &group) {
-    const std::string dn = directory.Need(kGroupKind, group);
+    const std::string dn = directory.Require(kGroupKind, group);
     NameList others;
     directory.Run(group, [&] {
         return ZAFOLDAPBrowserUserEnumNotInGroupDN(directory.Record(), dn.c_str(),

@@ -44,10 +44,11 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     user.pw_uid = UID_ERR;
     user.pw_gid = GID_ERR;
     user.szPasswd = password.data();
-    const std::optional<Failure> failure = Attempt(directory.Out(), directory.Known(name), [&] {
-        return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
-    });
-    const Session &session = directory.Of();
+    const std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.FactsAbout(name), [&] {
+            return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
+        });
+    const Session &session = directory.TheSession();
     if (!failure) {
         LogEntryChange(session, dn, attributes, "done");
         return;
@@ -59,7 +60,7 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     if (!entry_changed) throw *failure;
     if (!partly) {
         Failure refused =
-            OwnFailure(Message::kPasswordRefused, directory.Known(name), failure->detail);
+            OwnFailure(Message::kPasswordRefused, directory.FactsAbout(name), failure->detail);
         refused.exit_code = failure->exit_code;  // 4, 6 where that is why
         refused.ldap_code = failure->ldap_code;
         throw refused;
@@ -86,7 +87,7 @@ int SetUserPassword(Session &session) {
     CheckPasswordOptions(session);
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     const Touched touched = TouchedBy(directory, dn);
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", name));

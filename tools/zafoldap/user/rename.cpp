@@ -25,9 +25,10 @@ void FinishRename(const AccountDirectory &directory, const Account &user,
         renamed = directory.Find(kUserKind, new_name).has_value();
         gone = !directory.IsThere(user.dn);
     } catch (const Failure &) {
-        ThrowUnknown(directory, failure, CommandLine(directory.Of(), "user show", {new_name}));
+        ThrowUnknown(directory, failure,
+                     CommandLine(directory.TheSession(), "user show", {new_name}));
     }
-    if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
+    if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     if (!renamed && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (!renamed) throw failure;
     Leftovers left;
@@ -69,11 +70,11 @@ int RenameUser(Session &session) {
         throw OwnFailure(Message::kNameLocal, {.subject = new_name});
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
-    const Account user = directory.NeedAccount(kUserKind, session.Argument("OLD"));
+    const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
     if (directory.Find(kUserKind, new_name))
-        throw OwnFailure(kUserKind.name_taken, directory.Known(new_name));
+        throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Check(fmt::format("the name {} is free", new_name));
@@ -95,7 +96,7 @@ int RenameUser(Session &session) {
     record.pw_gid = GID_ERR;
     Logged(session, user.dn, plan.Attributes(), [&] {
         const std::optional<Failure> failure =
-            Attempt(session.streams, directory.Known(user.name), [&] {
+            Attempt(session.streams, directory.FactsAbout(user.name), [&] {
                 return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record,
                                                nullptr, nullptr);
             });

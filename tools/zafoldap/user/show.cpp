@@ -30,7 +30,7 @@ std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::s
                   {.base = std::nullopt,
                    .filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
                    .attributes = {"cn", "gidNumber"}},
-                  directory.Known(name));
+                  directory.FactsAbout(name));
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back(RecordOf(GroupFields(), *entry));
@@ -78,13 +78,13 @@ const Fields kUserShowFields = [] {
 int ShowUser(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     if (ShowRaw(directory, kUserKind, dn)) return 0;
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = std::string(kUserKind.filter), .scope = "base"},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.Known(name));
+    if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     Json record = RecordOf(UserFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     const std::string gid(FirstValue(*entry, "gidNumber"));
@@ -103,7 +103,7 @@ int ShowUser(Session &session) {
 int ListUserGroups(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     const std::string gid = directory.ValueOf(dn, std::string(kUserKind.filter), "gidNumber");
     const std::vector<Json> rows = GroupsOf(directory, name, gid);
     PrintList(session.streams, session.document, kGroupRowFields, rows);
