@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tools/cli/certificate.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"

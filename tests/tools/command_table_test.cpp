@@ -146,6 +146,14 @@ TEST_P(EveryCommand, ExamplesAreValidCommandLines) {
     }
 }
 
+TEST_P(EveryCommand, ExclusiveOptionsAreItsOwn) {
+    for (const auto &exclusive : TheCommand().exclusive) {
+        EXPECT_GT(exclusive.size(), 1U);
+        for (std::string_view name : exclusive)
+            EXPECT_EQ(std::ranges::count(TheCommand().options, name, &Option::name), 1) << name;
+    }
+}
+
 TEST_P(EveryCommand, NoOptionTakesASecret) {
     for (const Option &option : TheCommand().options) {
         const bool secret = option.name.find("password") != std::string_view::npos;
@@ -215,6 +223,10 @@ TEST(CommandLine, SaysWhatIsWrong) {
         {{"search", "--scope", "tree"}, "--scope cannot be \"tree\""},
         {{"completion", "ksh"}, "SHELL cannot be \"ksh\""},
         {{"search", "--json", "--format", "csv"}, "exclude each other"},
+        {{"user", "passwd", "x", "--random-password", "--password-stdin"},
+         "--password-stdin, --password-file and --random-password exclude each other"},
+        {{"user", "list", "--group", "a", "--not-in-group", "b"},
+         "--group and --not-in-group exclude each other"},
     };
     for (const auto &[line, message] : kCases)
         EXPECT_THAT(RefusalOf(line), HasSubstr(message));

@@ -54,6 +54,7 @@ struct Command {
     std::string_view description = {};  // paragraphs, an empty line between them
     std::vector<Argument> arguments = {};
     std::vector<Option> options = {};
+    std::vector<std::vector<std::string_view>> exclusive = {};  // options, one of each list at most
     std::vector<Example> examples = {};
     std::vector<int> exits = {};  // besides 0, 1 and 2
     bool entries = false;         // prints directory entries: has an LDIF form

@@ -119,4 +119,16 @@ std::string RandomPassword() {
     return password;
 }
 
+std::string TakeUserPassword(Session &session, const std::string &name) {
+    if (session.invocation.Has("random-password")) return RandomPassword();
+    std::string password = TakePassword(session.streams, session.invocation, name);
+    if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
+    return password;
+}
+
+void PrintRandomPassword(Session &session, const std::string &password) {
+    if (session.invocation.Has("random-password") && session.Options().form != Form::kJson)
+        session.streams.Out(password + "\n");
+}
+
 }  // namespace zafo::cli

@@ -202,15 +202,6 @@ std::vector<std::string> NamesOf(const std::vector<Account> &accounts) {
     return names;
 }
 
-std::string Enumerated(const std::vector<std::string> &words) {
-    std::string text;
-    for (size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) text += i + 1 == words.size() ? " and " : ", ";
-        text += words[i];
-    }
-    return text;
-}
-
 void Leftovers::Add(std::string reason, std::string command, std::string_view detail) {
     reasons_.push_back(std::move(reason));
     if (!command.empty()) commands_.push_back(std::move(command));

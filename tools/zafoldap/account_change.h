@@ -69,8 +69,6 @@ class ChangeFile {
 // The groups that list a user by name.
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name);
 std::vector<std::string> NamesOf(const std::vector<Account> &accounts);
-// "a, b and c"
-std::string Enumerated(const std::vector<std::string> &words);
 
 // What could not be done after something had been changed, and how to finish.
 class Leftovers {

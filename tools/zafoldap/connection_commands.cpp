@@ -135,13 +135,8 @@ std::vector<std::string> Apply(Session &session, Connection &connection) {
 }
 
 bool GivesPassword(const Invocation &invocation) {
-    const auto has = [&](std::string_view name) { return invocation.Has(name); };
-    if (has("password-stdin") && has("password-file")) {
-        throw OwnFailure(Message::kUsage,
-                         {.subject = "zafoldap connection --help",
-                          .reason = "--password-stdin and --password-file exclude each other"});
-    }
-    return has("password-stdin") || has("password-file") || has("ask-password");
+    return invocation.Has("password-stdin") || invocation.Has("password-file") ||
+           invocation.Has("ask-password");
 }
 
 // Writes, and one line in the system log whatever comes of it.
@@ -289,6 +284,7 @@ Command ConnectionAddCommand() {
                     Ssl("encryption: start_tls (default), on (ldaps://) or off"),
                     LoginSuffix("domain appended to the names of directory users"),
                     PasswordStdinOption(), PasswordFileOption()},
+        .exclusive = {{"password-stdin", "password-file"}},
         .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
                       "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
                       "a connection with a password that is asked for"},
@@ -360,6 +356,7 @@ Command ConnectionEditCommand() {
                         {.name = "ask-password", .help = "ask for a new password"},
                         PasswordStdinOption(),
                         PasswordFileOption()},
+            .exclusive = {{"password-stdin", "password-file"}},
             .examples = {{"zafoldap connection edit work --ask-password", "a new password"},
                          {"zafoldap connection edit work --ssl on --uri ldaps.example.com",
                           "another server, with TLS from the first byte"}},

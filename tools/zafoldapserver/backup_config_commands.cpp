@@ -60,8 +60,6 @@ void Show(Session &session) {
 bool TakeDestination(Session &session, BackupSettings &settings) {
     const std::string *share = session.invocation.Find("share");
     const std::string *folder = session.invocation.Find("dir");
-    if (share != nullptr && folder != nullptr)
-        RefuseUsage(session, "--share and --dir exclude each other");
     if ((share != nullptr && share->empty()) || (folder != nullptr && folder->empty()))
         RefuseUsage(session, "the destination is empty");
     if (share != nullptr) settings.share = *share;
@@ -218,6 +216,7 @@ Command BackupConfigSetCommand() {
                     {.name = "schedule",
                      .value = "WHEN",
                      .help = "when backups are made, such as \"daily 04:00\", or off"}},
+        .exclusive = {{"share", "dir"}},
         .examples = {{"zafoldapserver backup config set --dir /volume1/backups --schedule 'daily "
                       "04:00'",
                       "every night"},

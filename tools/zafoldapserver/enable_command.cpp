@@ -4,7 +4,6 @@
 // behind, and the message says what and how to go on.
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
-#include "tools/cli/password_options.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldapserver/admin_account.h"
@@ -271,7 +270,6 @@ void SayHowToGoOn(Session &session, const Enabling &job) {
 }
 
 int EnableServer(Session &session) {
-    CheckPasswordOptions(session);
     Enabling job;
     job.before = LookAtServer();
     ReadNames(session, job);
@@ -339,6 +337,7 @@ Command EnableCommand() {
                     PasswordStdinOption(),
                     PasswordFileOption(),
                     RandomPasswordOption()},
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
         .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
                       "asks for the administrator's password"},
                      {"zafoldapserver enable --suffix dc=example,dc=com --random-password",

@@ -4,13 +4,13 @@
 // after that leaves the entry, and the message says how to finish.
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
+#include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
 #include "tools/zafoldap/user/commands.h"
 #include "tools/zafoldap/user/home.h"
-#include "tools/zafoldap/user/password.h"
 
 #include <fmt/format.h>
 
@@ -67,7 +67,6 @@ NewUser ReadOptions(const Session &session) {
     }
     for (const std::string &group : SplitNames(invocation.All("groups")))
         CheckName(group);
-    CheckPasswordOptions(session);
     return user;
 }
 
@@ -350,6 +349,7 @@ Command UserAddCommand() {
             "the password and a number that is still to be taken are named in comments.",
         .arguments = {kNewNameArgument},
         .options = std::move(options),
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
         .examples =
             {{"zafoldap user add anna --full-name 'Anna Smith' --mail anna@example.com --groups "
               "staff,printers",

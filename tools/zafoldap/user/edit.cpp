@@ -64,8 +64,6 @@ Edit ReadOptions(const Session &session) {
     if (const std::string *uid = invocation.Find("uid"))
         edit.record.pw_uid = ParseAccountNumber("--uid", *uid);
     if (const std::string *date = invocation.Find("expires")) edit.expires = ParseDate(*date);
-    if (invocation.Has("no-password-change") && invocation.Has("password-change"))
-        RefuseUsage(session, "--password-change and --no-password-change exclude each other");
     if (invocation.Has("no-password-change")) edit.no_password_change = 1;
     if (invocation.Has("password-change")) edit.no_password_change = 0;
     for (const std::string &setting : invocation.All("set"))
@@ -192,6 +190,7 @@ Command UserEditCommand() {
             "else they are refused. user rename changes the name, user passwd the password.",
         .arguments = {kUserArgument},
         .options = std::move(options),
+        .exclusive = {{"password-change", "no-password-change"}},
         .examples = {{"zafoldap user edit anna --mail anna.smith@example.com", "a new address"},
                      {"zafoldap user edit anna --expires 2027-12-31 --set title=Engineer",
                       "a date and another attribute"},

@@ -51,8 +51,6 @@ Names NotIn(const AccountDirectory &directory, const std::string &group) {
 int ListUsers(Session &session) {
     const std::string *in = session.invocation.Find("group");
     const std::string *out = session.invocation.Find("not-in-group");
-    if (in != nullptr && out != nullptr)
-        RefuseUsage(session, "--group and --not-in-group exclude each other");
     for (const std::string *group : {in, out}) {
         if (group != nullptr) CheckName(*group);
     }
@@ -95,6 +93,7 @@ Command UserListCommand() {
                      .help = "only users who are not in this group",
                      .kind = Kind::kGroup},
                     kLimitOption},
+        .exclusive = {{"group", "not-in-group"}},
         .examples = {{"zafoldap user list 'anna*'", "users whose names begin with anna"},
                      {"zafoldap user list --group staff --format csv", "for a spreadsheet"},
                      {"zafoldap user list --fields name,mail", "two columns"}},

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user passwd, and what else sets a password.
-#include "tools/zafoldap/user/password.h"
+// user passwd.
 #include "tools/cli/change_log.h"
 
 #include "tools/cli/display_text.h"
@@ -71,20 +70,8 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     left.ThrowIfAny(fmt::format("the Samba password of {} may be the new one", name));
 }
 
-}  // namespace
-
-std::string TakeUserPassword(Session &session, const std::string &name) {
-    if (session.invocation.Has("random-password")) return RandomPassword();
-    std::string password = TakePassword(session.streams, session.invocation, name);
-    if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
-    return password;
-}
-
-namespace {
-
 int SetUserPassword(Session &session) {
     CheckName(session.Argument("NAME"));
-    CheckPasswordOptions(session);
     AccountDirectory directory(session);
     directory.LearnServer(kUserKind);
     const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
@@ -133,6 +120,7 @@ Command UserPasswdCommand() {
         .arguments = {kUserArgument},
         .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
                     WeakPasswordOption()},
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
         .examples = {{"zafoldap user passwd anna", "asks twice"},
                      {"zafoldap user passwd anna --random-password", "prints the one it made"}},
         .exits = {3, 4, 6, 7, 8, 130}};
