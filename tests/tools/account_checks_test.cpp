@@ -12,6 +12,7 @@
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_directory.h"
 #include "tools/zafoldap/user/home.h"
 
 namespace {

@@ -216,11 +216,13 @@ Host OpenConnection(const std::string &name, const Connection &connection) {
     return MakeHost(connection, password);
 }
 
-void SayConnection(Streams &streams, const Connection &connection) {
-    streams.Verbose(1, fmt::format("connection \"{}\": {} as {}, encryption {}", connection.name,
-                                   connection.Servers(),
-                                   connection.bind_dn.empty() ? "anonymous" : connection.bind_dn,
-                                   connection.SslName()));
+OpenedConnection OpenSaved(Streams &streams, const std::string &name) {
+    Connection saved = ReadConnection(name);
+    Host host = OpenConnection(name, saved);
+    streams.Verbose(
+        1, fmt::format("connection \"{}\": {} as {}, encryption {}", saved.name, saved.Servers(),
+                       saved.bind_dn.empty() ? "anonymous" : saved.bind_dn, saved.SslName()));
+    return {std::move(saved), std::move(host)};
 }
 
 void SaveConnection(const Connection &connection, const std::optional<std::string> &password) {

@@ -3,9 +3,8 @@
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
+#include "tools/zafoldap/local_accounts.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <strings.h>
 
 #include <fmt/format.h>
@@ -13,8 +12,6 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
-#include <memory>
 
 namespace zafo::cli {
 
@@ -63,25 +60,6 @@ const char *FaultOfUsualName(const std::string &name) {
                                                  : nullptr;
 }
 
-struct CloseFile {
-    void operator()(FILE *file) const { fclose(file); }
-};
-
-// The first entry of "/etc/passwd" or "/etc/group" that `wanted` takes. The files themselves are
-// read: the name service of this system may know the directory's accounts as well.
-template <typename Row, typename Wanted>
-std::optional<std::string> LocalName(const char *path, Row *(*next)(FILE *), Wanted wanted) {
-    const std::unique_ptr<FILE, CloseFile> file(fopen(path, "re"));
-    if (file == nullptr) return std::nullopt;
-    while (const Row *row = next(file.get())) {
-        if (wanted(*row)) {
-            if constexpr (std::is_same_v<Row, passwd>) return row->pw_name;
-            if constexpr (std::is_same_v<Row, group>) return row->gr_name;
-        }
-    }
-    return std::nullopt;
-}
-
 // Attributes that an option of their own sets, and those that are secrets.
 constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
     {"uid", "the name"},
@@ -101,6 +79,20 @@ constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
     {"dn", "zafoldap user rename"},
 };
 
+std::string ReadContainer(const Session &session, const AccountKind &kind) {
+    const std::string *given = session.invocation.Find("container");
+    if (given == nullptr) return std::string(kind.container);
+    const std::optional<SyntaxFault> fault =
+        given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
+    if (fault) {
+        throw OwnFailure(
+            Message::kBadDn,
+            {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
+            WithCaret(*given, fault->position));
+    }
+    return *given;
+}
+
 }  // namespace
 
 void CheckName(const std::string &name) {
@@ -116,111 +108,30 @@ void CheckNewName(const std::string &name, bool any) {
     }
 }
 
+void CheckNewName(const Session &session, const AccountKind &kind, const std::string &name) {
+    const bool any = session.invocation.Has("any-name");
+    CheckNewName(name, any);
+    if (&kind == &kUserKind && !any && IsLocalUser(name))
+        throw OwnFailure(Message::kNameLocal, {.subject = name});
+}
+
+std::optional<std::uint32_t> ReadNumber(const Session &session, const AccountKind &kind) {
+    const std::string *given = session.invocation.Find(kind.number);
+    if (given == nullptr) return std::nullopt;
+    return ParseAccountNumber(fmt::format("--{}", kind.number), *given);
+}
+
+NewAccount ReadNewAccount(const Session &session, const AccountKind &kind) {
+    const std::string &name = session.Argument("NAME");
+    CheckNewName(session, kind, name);
+    return {name, ReadContainer(session, kind), ReadNumber(session, kind)};
+}
+
 void CheckChangeableName(const std::string &name) {
     CheckName(name);
     if (name.find_first_of("*()\\") != std::string::npos) {
         throw OwnFailure(Message::kUnusualName, {.subject = fmt::format("\"{}\"", name)});
     }
-}
-
-bool IsReservedNumber(std::uint64_t number) {
-    return number == 0 || number == 65534 || number == 65535 || number >= UID_ERR;
-}
-
-std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number of that size"
-                         : IsReservedNumber(number) ? "it is reserved"
-                                                    : nullptr;
-    if (reason != nullptr) {
-        throw OwnFailure(
-            Message::kAccountNumber,
-            {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
-    }
-    return static_cast<std::uint32_t>(number);
-}
-
-std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number) {
-    if (&kind == &kUserKind) {
-        return LocalName<passwd>("/etc/passwd", fgetpwent,
-                                 [&](const passwd &row) { return row.pw_uid == number; });
-    }
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_gid == number; });
-}
-
-bool IsLocalUser(const std::string &name) {
-    return LocalName<passwd>("/etc/passwd", fgetpwent,
-                             [&](const passwd &row) { return row.pw_name == name; })
-        .has_value();
-}
-
-bool IsLocalGroup(const std::string &name) {
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_name == name; })
-        .has_value();
-}
-
-std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind) {
-    std::map<std::string, std::uint64_t, std::less<>> accounts;
-    if (&kind == &kUserKind) {
-        LocalName<passwd>("/etc/passwd", fgetpwent, [&](const passwd &row) {
-            accounts.emplace(row.pw_name, row.pw_uid);
-            return false;
-        });
-    } else {
-        LocalName<group>("/etc/group", fgetgrent, [&](const group &row) {
-            accounts.emplace(row.gr_name, row.gr_gid);
-            return false;
-        });
-    }
-    return accounts;
-}
-
-void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kind,
-                       std::uint32_t number) {
-    const std::string text = std::to_string(number);
-    if (const auto local = LocalAccount(kind, number)) {
-        throw OwnFailure(Message::kNumberLocal, {.subject = text, .reason = *local});
-    }
-    const std::optional<Pool> pool = directory.PoolOf(kind);
-    if (pool && (number < pool->lowest || number > pool->highest)) {
-        throw OwnFailure(
-            Message::kNumberOutsidePool,
-            {.subject = text, .reason = fmt::format("{} to {}", pool->lowest, pool->highest)});
-    }
-    if (!directory.WithNumber(kind, number).empty())
-        throw OwnFailure(kind.number_taken, {.subject = text});
-}
-
-std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
-                    const std::string &dn) {
-    return ParseAccountNumber(
-        fmt::format("the number of the group {}:", name),
-        directory.ValueOf(dn, std::string(kGroupKind.filter), std::string(kGroupKind.number_attr)));
-}
-
-std::pair<std::string, std::uint32_t> RequirePrimaryGroup(const AccountDirectory &directory,
-                                                          const std::string &given) {
-    CheckName(given);
-    if (!OnlyDigits(given)) {
-        return {given, GidOf(directory, given, directory.Require(kGroupKind, given))};
-    }
-    const std::uint32_t gid = ParseAccountNumber("--gid", given);
-    const std::vector<std::string> dns = directory.WithNumber(kGroupKind, gid);
-    if (!dns.empty()) return {directory.NameOf(kGroupKind, dns.front()), gid};
-    if (const auto local = LocalAccount(kGroupKind, gid)) return {*local, gid};
-    throw OwnFailure(Message::kGroupMissing, directory.FactsAbout("with the number " + given));
-}
-
-void RequireClassFor(const AccountDirectory &directory, const Invocation &invocation,
-                     std::string_view option, unsigned int bit, unsigned int entry_classes) {
-    if (!invocation.Has(option) || (directory.HasClass(bit) && (entry_classes & bit) != 0)) return;
-    Facts facts = directory.FactsAbout(fmt::format("--{}", option));
-    facts.reason = bit == ZAFOLDAP_CLASS_INET_ORG_PERSON ? "inetOrgPerson" : "shadowAccount";
-    throw OwnFailure(Message::kClassMissing, facts);
 }
 
 long ParseDate(const std::string &text) {
@@ -267,12 +178,13 @@ void CheckPath(std::string_view option, const std::string &text) {
     }
 }
 
-void CheckMail(const std::string &text) {
+void CheckMail(std::string_view option, const std::string &text) {
     const bool good = IsPlainAscii(text) && text.find(' ') == std::string::npos &&
                       text.find('@') != std::string::npos && text.front() != '@' &&
                       text.back() != '@';
     if (!good)
-        throw OwnFailure(Message::kBadText, {.subject = "--mail", .reason = "it is no address"});
+        throw OwnFailure(Message::kBadText,
+                         {.subject = std::string(option), .reason = "it is no address"});
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {

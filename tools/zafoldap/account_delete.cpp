@@ -125,8 +125,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
         CheckChangeableName(name);
         if (std::ranges::count(names, name) == 0) names.push_back(name);
     }
-    AccountDirectory directory(session);
-    directory.LearnServer(kind);
+    const AccountDirectory directory(session, kind);
     std::vector<Doomed> all;
     for (const Account &account : directory.RequireAll(kind, names))
         all.push_back(doom(directory, account));

@@ -86,20 +86,10 @@ Query QueryOf(const Invocation &invocation) {
     return query;
 }
 
-struct Opened {
-    Connection connection;
-    Host host;
-    Facts facts;
-};
-
-Opened Open(Session &session, const std::optional<std::string> &base) {
-    const std::string &name = session.Options().connection;
-    Connection connection = ReadConnection(name);
-    Host host = OpenConnection(name, connection);
-    Facts facts = connection.AsFacts();
+Facts FactsOf(const OpenedConnection &opened, const std::optional<std::string> &base) {
+    Facts facts = opened.saved.AsFacts();
     if (base) facts.subject = *base;
-    SayConnection(session.streams, connection);
-    return {std::move(connection), std::move(host), std::move(facts)};
+    return facts;
 }
 
 void Count(Session &session, Search &search) {
@@ -135,8 +125,9 @@ int SearchDirectory(Session &session) {
     const bool counts = invocation.Has("count");
     if (counts) query.attributes = {"1.1"};
     const int limit = invocation.Number("limit").value_or(std::numeric_limits<int>::max());
-    const Opened opened = Open(session, query.base);
-    Search search(session.streams, opened.host, std::move(query), opened.facts);
+    const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
+    const Facts facts = FactsOf(opened, query.base);
+    Search search(session.streams, opened.host, std::move(query), facts);
     if (counts) {
         Count(session, search);
         return 0;
@@ -216,10 +207,11 @@ int ShowEntry(Session &session) {
     CheckDn(dn, /*may_be_empty=*/true);
     const std::vector<std::string> &fields = session.Options().fields;
     Query query{.base = dn, .filter = {}, .scope = "base", .attributes = Requested({}, fields)};
-    const Opened opened = Open(session, query.base);
-    Search search(session.streams, opened.host, std::move(query), opened.facts);
+    const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
+    const Facts facts = FactsOf(opened, query.base);
+    Search search(session.streams, opened.host, std::move(query), facts);
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw LibraryFailure(32, 0, opened.facts, "");
+    if (entry == nullptr) throw LibraryFailure(32, 0, facts, "");
     const auto writer = MakeEntryWriter(session.streams, session.document,
                                         Columns({}, session.Options()), /*single=*/true);
     writer->Write(*entry);

@@ -9,6 +9,8 @@
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/commands.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/new_account.h"
 
 #include <strings.h>
 
@@ -65,19 +67,17 @@ void RunEdit(const AccountDirectory &directory, const Account &group, const std:
 }
 
 // An attempt to add, made until its number is its own.
-std::uint32_t Make(const AccountDirectory &directory, std::string name, const std::string &dn,
-                   const std::string &description, std::optional<std::uint32_t> gid,
-                   Leftovers &left) {
+std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, const std::string &dn,
+                        const std::string &description, Leftovers &left) {
     ZAFOGROUP record{};
-    record.szName = name.data();
-    const std::string container = ContainerOf(directory.TheSession(), kGroupKind);
+    record.szName = group.name.data();
     const Created created =
-        CreateAccount(directory, kGroupKind, name, dn, gid, [&](std::uint32_t number) {
+        CreateAccount(directory, kGroupKind, group, dn, [&](std::uint32_t number) {
             record.nGid = number;
             return ZAFOLDAPBrowserGroupCreate(directory.Record(), &record, description.c_str(),
-                                              nullptr, container.c_str());
+                                              nullptr, group.container.c_str());
         });
-    if (gid) return created.number;
+    if (group.number) return created.number;
     try {
         return SettleNumber(directory, kGroupKind, created.number, [&](std::uint32_t next) {
             return ZAFOLDAPBrowserGroupEdit(directory.Record(), dn.c_str(), nullptr, nullptr,
@@ -146,45 +146,42 @@ Command GroupShowCommand() {
             .entries = true};
 }
 
-int AddGroup(Session &session) {
-    const Invocation &invocation = session.invocation;
-    const std::string &name = session.Argument("NAME");
-    CheckNewName(name, invocation.Has("any-name"));
-    std::optional<std::uint32_t> gid;
-    if (const std::string *given = invocation.Find("gid"))
-        gid = ParseAccountNumber("--gid", *given);
-    const std::string *given = invocation.Find("description");
-    const std::string description = given != nullptr ? *given : "";
-    CheckDescription(description);
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
-    const std::string dn =
-        fmt::format("cn={},{}", EscapedForDn(name), RequireContainer(directory, kGroupKind));
-    if (directory.Find(kGroupKind, name))
-        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(name));
-    if (gid) CheckNumberIsFree(directory, kGroupKind, *gid);
+ChangePlan PlanOfGroup(const NewAccount &group, const std::string &dn,
+                       const std::string &description) {
     ChangePlan plan;
-    plan.Check(fmt::format("the name {} is free", name));
-    if (gid) plan.Check(fmt::format("the number {} is free", *gid));
+    plan.Check(fmt::format("the name {} is free", group.name));
+    if (group.number) plan.Check(fmt::format("the number {} is free", *group.number));
     plan.Record(dn, "add");
-    plan.Line("cn", name);
-    if (gid) {
-        plan.Line("gidNumber", std::to_string(*gid));
+    plan.Line("cn", group.name);
+    if (group.number) {
+        plan.Line("gidNumber", std::to_string(*group.number));
     } else {
         plan.Remark("gidNumber: the next free one");
     }
     if (!description.empty()) plan.Line("description", description);
     plan.Remark("object classes and Samba attributes as the server's schema has them");
+    return plan;
+}
+
+int AddGroup(Session &session) {
+    const NewAccount group = ReadNewAccount(session, kGroupKind);
+    const std::string &name = group.name;
+    const std::string *given = session.invocation.Find("description");
+    const std::string description = given != nullptr ? *given : "";
+    CheckDescription(description);
+    const AccountDirectory directory(session, kGroupKind);
+    const std::string dn = directory.RequireNew(kGroupKind, group);
+    const ChangePlan plan = PlanOfGroup(group, dn, description);
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
     }
     std::vector<std::string> attributes = plan.Attributes();
-    if (!gid) attributes.emplace_back("gidNumber");
+    if (!group.number) attributes.emplace_back("gidNumber");
     Leftovers left;
     std::uint32_t number = 0;
     Logged(session, dn, attributes,
-           [&] { number = Make(directory, name, dn, description, gid, left); });
+           [&] { number = MakeGroup(directory, group, dn, description, left); });
     if (session.Options().form == Form::kJson)
         session.document.Whole({{"name", name}, {"gid", number}, {"dn", dn}}, /*ok=*/left.None());
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
@@ -218,20 +215,17 @@ Command GroupAddCommand() {
 int EditGroup(Session &session) {
     const Invocation &invocation = session.invocation;
     CheckName(session.Argument("NAME"));
-    std::optional<std::uint32_t> gid;
-    if (const std::string *given = invocation.Find("gid"))
-        gid = ParseAccountNumber("--gid", *given);
+    const std::optional<std::uint32_t> gid = ReadNumber(session, kGroupKind);
     const std::string *description = invocation.Find("description");
     if (description != nullptr) CheckDescription(*description);
     if (!gid && description == nullptr)
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
+    const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("NAME"));
     const std::string old =
         directory.ValueOf(group.dn, std::string(kGroupKind.filter), "gidNumber");
     const bool renumbers = gid && std::to_string(*gid) != old;
-    if (renumbers) CheckNumberIsFree(directory, kGroupKind, *gid);
+    if (renumbers) directory.RequireFreeNumber(kGroupKind, *gid);
     const std::vector<std::string> primary =
         renumbers ? PrimaryUsers(directory, group.dn) : std::vector<std::string>();
     ChangePlan plan;
@@ -277,9 +271,8 @@ Command GroupEditCommand() {
 int RenameGroup(Session &session) {
     const std::string &new_name = session.Argument("NEW");
     CheckChangeableName(session.Argument("OLD"));
-    CheckNewName(new_name, session.invocation.Has("any-name"));
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
+    CheckNewName(session, kGroupKind, new_name);
+    const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");

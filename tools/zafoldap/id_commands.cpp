@@ -11,6 +11,8 @@
 
 #include "tools/cli/listing.h"
 #include "tools/zafoldap/commands.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/new_account.h"
 
 #include <fmt/format.h>
 
@@ -313,8 +315,7 @@ CheckStep MembershipStep(const AccountDirectory &directory,
 
 int NextId(Session &session) {
     const AccountKind &kind = KindOf(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(kind);
+    const AccountDirectory directory(session, kind);
     const bool pool = directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO;
     std::uint64_t number = 0;
     if (session.Options().dry_run && pool) {
@@ -356,8 +357,7 @@ Command IdNextCommand() {
 }
 
 int ShowIdPool(Session &session) {
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    const AccountDirectory directory(session, kUserKind);
     std::vector<Json> rows;
     for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
         const std::optional<Pool> pool = directory.PoolOf(*kind);
@@ -391,8 +391,7 @@ Command IdPoolShowCommand() {
 }
 
 int CheckIds(Session &session) {
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    const AccountDirectory directory(session, kUserKind);
     StepPrinter printer(session, /*width=*/16);
     const NumberChecks users(directory, kUserKind);
     for (const CheckStep &step : users.Run())

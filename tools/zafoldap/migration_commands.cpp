@@ -229,9 +229,8 @@ int MigrateAccounts(Session &session) {
     const Job job{session, session.Argument("WHAT") == "users" ? kUserKind : kGroupKind,
                   *session.invocation.Find("to") == "local"};
     CheckRights(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(job.kind);
-    if (!job.to_local) RequireContainer(directory, job.kind);
+    const AccountDirectory directory(session, job.kind);
+    if (!job.to_local) directory.RequireContainer(std::string(job.kind.container));
     const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));
     const std::vector<Candidate> source = migration.ReadSource();
     CheckAllowed(directory, job.kind, source);

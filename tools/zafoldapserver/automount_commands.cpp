@@ -56,14 +56,12 @@ std::string ValueOf(const Entry &entry, std::string_view name) {
 }
 
 std::vector<Json> ReadMaps(Session &session) {
-    const Connection connection = ReadConnection(kOwnConnection);
-    const Host host = OpenConnection(kOwnConnection, connection);
-    SayConnection(session.streams, connection);
-    Search search(session.streams, host,
+    const OpenedConnection opened = OpenSaved(session.streams, kOwnConnection);
+    Search search(session.streams, opened.host,
                   {.base = std::nullopt,
                    .filter = "(objectClass=automount)",
                    .attributes = {"automountKey", "automountInformation"}},
-                  connection.AsFacts());
+                  opened.saved.AsFacts());
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back({{"map", MapOf(std::string(entry->dn))},

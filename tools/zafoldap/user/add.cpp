@@ -7,10 +7,13 @@
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/local_accounts.h"
 #include "tools/zafoldap/membership.h"
+#include "tools/zafoldap/new_account.h"
 #include "tools/zafoldap/stale_membership.h"
 #include "tools/zafoldap/user/commands.h"
 #include "tools/zafoldap/user/home.h"
+#include "tools/zafoldap/user/input.h"
 
 #include <fmt/format.h>
 
@@ -22,124 +25,84 @@ namespace zafo::cli {
 namespace {
 
 struct NewUser {
-    std::string name = {};
+    NewAccount account;
+    UserInput input;
+    std::vector<std::string> group_names = {};
     std::string dn = {};
-    std::string container = {};
-    std::optional<std::uint32_t> uid = {};
-    std::string primary_group = {};  // its name, for the message
-    std::uint32_t gid = 0;
-    std::string full_name = {}, mail = {}, shell = {}, home = {};
-    long expires = kNeverExpires;
-    bool may_change_password = true;
-    std::vector<std::string> extra = {};  // name, value, name, value
+    PrimaryGroup primary = {};
     std::vector<Account> groups = {};
     std::vector<Account> kept = {};  // groups that list the name before there is anybody of it
 };
 
 // What the command line says, checked as far as it can be without the directory.
 NewUser ReadOptions(const Session &session) {
-    const Invocation &invocation = session.invocation;
-    const auto text = [&](std::string_view name) {
-        const std::string *value = invocation.Find(name);
-        return value != nullptr ? *value : std::string();
-    };
-    NewUser user;
-    user.name = session.Argument("NAME");
-    const bool any = invocation.Has("any-name");
-    CheckNewName(user.name, any);
-    if (!any && IsLocalUser(user.name))
-        throw OwnFailure(Message::kNameLocal, {.subject = user.name});
-    user.container = ContainerOf(session, kUserKind);
-    if (invocation.Has("uid")) user.uid = ParseAccountNumber("--uid", text("uid"));
-    user.full_name = text("full-name");
-    CheckText("--full-name", user.full_name);
-    user.mail = text("mail");
-    if (!user.mail.empty()) CheckMail(user.mail);
-    user.shell = text("shell");
-    if (!user.shell.empty()) CheckPath("--shell", user.shell);
-    user.home = text("home");
-    if (!user.home.empty()) CheckPath("--home", user.home);
-    if (invocation.Has("expires")) user.expires = ParseDate(text("expires"));
-    user.may_change_password = !invocation.Has("no-password-change");
-    for (const std::string &setting : invocation.All("set")) {
-        auto [attribute, value] = ParseSetting(session, setting);
-        user.extra.insert(user.extra.end(), {std::move(attribute), std::move(value)});
-    }
-    for (const std::string &group : SplitNames(invocation.All("groups")))
+    NewUser user{.account = ReadNewAccount(session, kUserKind),
+                 .input = ReadUserInput(session, /*edits=*/false)};
+    if (session.invocation.Has("groups"))
+        user.group_names = SplitNames(session.invocation.All("groups"));
+    for (const std::string &group : user.group_names)
         CheckName(group);
     return user;
 }
 
-// --gid takes a group's name or its number.
-void FindPrimaryGroup(const AccountDirectory &directory, const std::string *given, NewUser &user) {
-    if (given == nullptr) {
-        const auto dn = directory.Find(kGroupKind, "users");
-        if (!dn) throw OwnFailure(Message::kGidNeeded, {});
-        user.primary_group = "users";
-        user.gid = GidOf(directory, "users", *dn);
-        return;
-    }
-    std::tie(user.primary_group, user.gid) = RequirePrimaryGroup(directory, *given);
-}
-
-// Options that the server could only ignore are refused.
-void CheckSchema(const AccountDirectory &directory, const Invocation &invocation) {
-    RequireClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, ~0U);
-    for (const char *option : {"expires", "no-password-change"})
-        RequireClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, ~0U);
-}
-
-ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
-    const Session &session = directory.TheSession();
+ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
+    const std::string &name = user.account.name;
     ChangePlan plan;
-    directory.LearnServer(kUserKind);
-    CheckSchema(directory, session.invocation);
-    user.dn =
-        fmt::format("uid={},{}", EscapedForDn(user.name), RequireContainer(directory, kUserKind));
-    if (directory.Find(kUserKind, user.name))
-        throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(user.name));
-    plan.Check(fmt::format("the name {} is free", user.name));
-    if (user.uid) {
-        CheckNumberIsFree(directory, kUserKind, *user.uid);
-        plan.Check(fmt::format("the number {} is free", *user.uid));
-    }
-    FindPrimaryGroup(directory, session.invocation.Find("gid"), user);
-    plan.Check(fmt::format("the primary group is {} ({})", user.primary_group, user.gid));
-    user.groups = directory.RequireAll(kGroupKind, SplitNames(session.invocation.All("groups")));
-    if (!user.groups.empty())
+    user.dn = directory.RequireNew(kUserKind, user.account);
+    plan.Check(fmt::format("the name {} is free", name));
+    if (user.account.number) plan.Check(fmt::format("the number {} is free", *user.account.number));
+    user.primary = directory.RequirePrimaryGroup(directory.TheSession().invocation.Find("gid"));
+    plan.Check(fmt::format("the primary group is {} ({})", user.primary.name, user.primary.gid));
+    if (!user.group_names.empty()) {
+        user.groups = directory.RequireAll(kGroupKind, user.group_names);
         plan.Check(fmt::format("these groups exist: {}", Enumerated(NamesOf(user.groups))));
-    user.kept = CheckMembershipsLeft(directory, user.name, user.dn, user.groups);
-    plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", user.name)
+    }
+    user.kept = CheckMembershipsLeft(directory, name, user.dn, user.groups);
+    plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", name)
                                  : fmt::format("{} stays in {}, where the name is listed already",
-                                               user.name, Enumerated(NamesOf(user.kept))));
+                                               name, Enumerated(NamesOf(user.kept))));
     return plan;
 }
 
-void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePlan &plan) {
+// What the library gets to make the entry of, and what --dry-run is told from. The number and the
+// password come last.
+ZAFOUSER LibraryRecord(NewUser &user) {
+    ZAFOUSER record{};
+    record.szName = user.account.name.data();
+    record.pw_gid = user.primary.gid;
+    user.input.PutInto(record);
+    record.nExpire = user.input.expires.value_or(kNeverExpires);
+    record.blDisallowChangePasswd = user.input.may_change_password.value_or(true) ? 0 : 1;
+    return record;
+}
+
+void PlanEntry(const AccountDirectory &directory, const NewUser &user, const ZAFOUSER &record,
+               ChangePlan &plan) {
+    const std::string &name = user.account.name;
     plan.Record(user.dn, "add");
-    plan.Line("uid", user.name);
-    plan.Line("cn", user.name);
-    if (user.uid) {
-        plan.Line("uidNumber", std::to_string(*user.uid));
+    plan.Line("uid", name);
+    plan.Line("cn", name);
+    if (user.account.number) {
+        plan.Line("uidNumber", std::to_string(*user.account.number));
     } else {
         plan.Remark("uidNumber: the next free one");
     }
-    plan.Line("gidNumber", std::to_string(user.gid));
-    if (!user.full_name.empty()) plan.Line("gecos", user.full_name);
-    plan.Line("homeDirectory", user.home.empty() ? "/home/" + user.name : user.home);
-    plan.Line("loginShell", user.shell.empty() ? "/bin/sh" : user.shell);
-    if (!user.mail.empty()) plan.Line("mail", user.mail);
+    plan.Line("gidNumber", std::to_string(record.pw_gid));
+    if (record.szFullname != nullptr) plan.Line("gecos", record.szFullname);
+    plan.Line("homeDirectory", record.pw_dir != nullptr ? record.pw_dir : "/home/" + name);
+    plan.Line("loginShell", record.pw_shell != nullptr ? record.pw_shell : "/bin/sh");
+    if (record.szMail != nullptr) plan.Line("mail", record.szMail);
     if (directory.HasClass(ZAFOLDAP_CLASS_SHADOW_ACCOUNT)) {
-        plan.Line("shadowExpire", std::to_string(user.expires));
-        plan.Line("shadowMin", user.may_change_password ? "0" : "100000");
+        plan.Line("shadowExpire", std::to_string(record.nExpire));
+        plan.Line("shadowMin", record.blDisallowChangePasswd == 0 ? "0" : "100000");
     }
-    for (size_t i = 0; i + 1 < user.extra.size(); i += 2)
-        plan.Line(user.extra[i], user.extra[i + 1]);
+    for (const auto &[attribute, value] : user.input.settings)
+        plan.Line(attribute, value);
     plan.Remark(
         "userPassword: set through the server; object classes, ageing and Samba "
         "attributes as the server's schema has them");
     for (const Account &group : user.groups)
-        plan.Member(group.dn, "add", user.name, directory.Saved().base);
+        plan.Member(group.dn, "add", name, directory.Saved().base);
 }
 
 // One request for all groups; when that was not all of it, group by group.
@@ -149,24 +112,25 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
     for (const Account &group : user.groups)
         dns.push_back(group.dn);
     const NameList groups(dns);
-    if (!Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
-            return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.name.c_str(),
+    if (!Attempt(directory.Out(), directory.FactsAbout(user.account.name), [&] {
+            return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.account.name.c_str(),
                                                      groups.Get(), nullptr);
         })) {
         return;
     }
     NameList joined;
     Attempt(directory.Out(), {}, [&] {
-        return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), user.name.c_str(), nullptr,
-                                                 joined.Address());
+        return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), user.account.name.c_str(),
+                                                 nullptr, joined.Address());
     });
     const std::vector<std::string> in = joined.Names();
     for (const Account &group : user.groups) {
         if (std::ranges::count(in, group.name) > 0) continue;
-        const std::optional<Failure> failure = ChangeMembers(directory, group, {}, {user.name});
+        const std::optional<Failure> failure =
+            ChangeMembers(directory, group, {}, {user.account.name});
         if (!failure) continue;
         left.Add(fmt::format("it is not in the group {}", group.name),
-                 CommandLine(directory.TheSession(), "member add", {group.name, user.name}),
+                 CommandLine(directory.TheSession(), "member add", {group.name, user.account.name}),
                  Reason(*failure));
     }
 }
@@ -191,26 +155,12 @@ void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftov
              Reason(*failure));
 }
 
-ZAFOUSER RecordOfUser(NewUser &user, std::string &password) {
-    ZAFOUSER record{};
-    record.szName = user.name.data();
-    record.szPasswd = password.data();
-    record.pw_gid = user.gid;
-    record.szFullname = user.full_name.data();
-    record.pw_dir = user.home.empty() ? nullptr : user.home.data();
-    record.pw_shell = user.shell.empty() ? nullptr : user.shell.data();
-    record.nExpire = user.expires;
-    record.blDisallowChangePasswd = user.may_change_password ? 0 : 1;
-    record.szMail = user.mail.data();
-    return record;
-}
-
 // Whether the number is the user's alone: a suggested one is replaced until it is, a wanted one
 // that somebody else took at the same moment is told.
 std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std::uint32_t number,
                      Leftovers &left) {
     try {
-        if (!user.uid) {
+        if (!user.account.number) {
             return SettleNumber(directory, kUserKind, number, [&](std::uint32_t next) {
                 ZAFOUSER change{};
                 change.pw_uid = next;
@@ -220,10 +170,11 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
             });
         }
         if (directory.WithNumber(kUserKind, number).size() > 1) {
-            left.Add("somebody else took its number at the same moment",
-                     fmt::format("{} --uid $({})",
-                                 CommandLine(directory.TheSession(), "user edit", {user.name}),
-                                 CommandLine(directory.TheSession(), "id next uid", {})));
+            left.Add(
+                "somebody else took its number at the same moment",
+                fmt::format("{} --uid $({})",
+                            CommandLine(directory.TheSession(), "user edit", {user.account.name}),
+                            CommandLine(directory.TheSession(), "id next uid", {})));
         }
     } catch (const Failure &failure) {
         left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
@@ -233,22 +184,21 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
 }
 
 // Makes the entry and all that belongs to it; gives its number.
-std::uint32_t Make(const AccountDirectory &directory, NewUser &user, std::string &password,
+std::uint32_t Make(const AccountDirectory &directory, const NewUser &user, ZAFOUSER &record,
                    Leftovers &left) {
-    std::vector<std::string> texts = user.extra;
-    for (size_t i = 1; i < texts.size(); i += 2)
-        texts[i] = PercentsDoubled(texts[i]);
+    std::vector<std::string> texts;
+    for (const auto &[attribute, value] : user.input.settings)
+        texts.insert(texts.end(), {attribute, PercentsDoubled(value)});
     const NameList extra(texts);
-    ZAFOUSER record = RecordOfUser(user, password);
     const Created created =
-        CreateAccount(directory, kUserKind, user.name, user.dn, user.uid, [&](std::uint32_t uid) {
+        CreateAccount(directory, kUserKind, user.account, user.dn, [&](std::uint32_t uid) {
             record.pw_uid = uid;
             return ZAFOLDAPBrowserUserCreate(directory.Record(), &record, extra.Get(),
-                                             user.container.c_str());
+                                             user.account.container.c_str());
         });
     if (created.after) {
         left.Add("its password could not be set",
-                 CommandLine(directory.TheSession(), "user passwd", {user.name}),
+                 CommandLine(directory.TheSession(), "user passwd", {user.account.name}),
                  Reason(*created.after));
     }
     record.pw_uid = Settle(directory, user, created.number, left);
@@ -258,48 +208,57 @@ std::uint32_t Make(const AccountDirectory &directory, NewUser &user, std::string
 }
 
 Json Result(const NewUser &user, std::uint32_t uid) {
-    return {{"name", user.name},
-            {"uid", uid},
-            {"gid", user.gid},
-            {"dn", user.dn},
-            {"groups", NamesOf(user.groups)},
-            {"kept_groups", NamesOf(user.kept)}};
+    return {{"name", user.account.name},      {"uid", uid},
+            {"gid", user.primary.gid},        {"dn", user.dn},
+            {"groups", NamesOf(user.groups)}, {"kept_groups", NamesOf(user.kept)}};
 }
 
-int AddUser(Session &session) {
-    NewUser user = ReadOptions(session);
-    AccountDirectory directory(session);
-    ChangePlan plan = CheckAgainst(directory, user);
-    PlanEntry(directory, user, plan);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
-    std::string password = TakeUserPassword(session, user.name);
-    std::vector<std::string> attributes = plan.Attributes();
-    attributes.insert(attributes.end(), {"uidNumber", "userPassword"});
-    Leftovers left;
-    std::uint32_t uid = 0;
-    try {
-        uid = Make(directory, user, password, left);
-    } catch (const Failure &failure) {
-        LogEntryChange(session, user.dn, attributes, fmt::format("failed ({})", failure.Key()));
-        throw;
-    }
-    LogEntryChange(session, user.dn, attributes, left.None() ? "done" : "partly");
+void Tell(Session &session, const NewUser &user, std::uint32_t uid, const std::string &password,
+          const Leftovers &left) {
     PrintRandomPassword(session, password);
     if (session.Options().form == Form::kJson) {
         Json result = Result(user, uid);
         if (session.invocation.Has("random-password")) result["password"] = password;
         session.document.Whole(result, /*ok=*/left.None());
     }
-    left.ThrowIfAny(fmt::format("the user {} was added with the number {}", user.name, uid));
+    left.ThrowIfAny(
+        fmt::format("the user {} was added with the number {}", user.account.name, uid));
     std::vector<std::string> in = NamesOf(user.groups);
     for (const Account &group : user.kept)
         in.push_back(group.name);
     session.streams.Note(fmt::format("user {} added: number {}, primary group {} ({}){}",
-                                     OneLine(user.name), uid, OneLine(user.primary_group), user.gid,
+                                     OneLine(user.account.name), uid, OneLine(user.primary.name),
+                                     user.primary.gid,
                                      in.empty() ? "" : fmt::format(", in {}", Enumerated(in))));
+}
+
+int AddUser(Session &session) {
+    NewUser user = ReadOptions(session);
+    const AccountDirectory directory(session, kUserKind);
+    ChangePlan plan = CheckAgainst(directory, user);
+    ZAFOUSER record = LibraryRecord(user);
+    PlanEntry(directory, user, record, plan);
+    if (session.Options().dry_run) {
+        plan.Print(session);
+        return 0;
+    }
+    std::string password = TakeUserPassword(session, user.account.name);
+    record.szPasswd = password.data();
+    const auto log = [&](const std::string &result) {
+        std::vector<std::string> attributes = plan.Attributes();
+        attributes.insert(attributes.end(), {"uidNumber", "userPassword"});
+        LogEntryChange(session, user.dn, attributes, result);
+    };
+    Leftovers left;
+    std::uint32_t uid = 0;
+    try {
+        uid = Make(directory, user, record, left);
+    } catch (const Failure &failure) {
+        log(fmt::format("failed ({})", failure.Key()));
+        throw;
+    }
+    log(left.None() ? "done" : "partly");
+    Tell(session, user, uid, password, left);
     return 0;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The commands of user, one to a file, and what several of them have.
+// The commands of user.
 #pragma once
 
 #include "tools/zafoldap/account_options.h"
@@ -17,8 +17,5 @@ Command UserRenameCommand();
 Command UserPasswdCommand();
 Command UserHomeCreateCommand();
 Command UserHomeCreateAllCommand();
-
-// What user add and user edit share.
-std::vector<Option> UserFieldOptions();
 
 }  // namespace zafo::cli

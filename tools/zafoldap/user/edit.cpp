@@ -4,6 +4,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/user/commands.h"
+#include "tools/zafoldap/user/input.h"
 
 #include <fmt/format.h>
 
@@ -13,66 +14,25 @@ namespace zafo::cli {
 
 namespace {
 
-// Fields of the record that texts of the command line set.
-struct TextOption {
-    std::string_view option;
-    std::string_view attribute;
-    char *ZAFOUSER::*field;
-    bool removable;  // by an empty text
-};
-
-constexpr TextOption kTextOptions[] = {
-    {"full-name", "gecos", &ZAFOUSER::szFullname, true},
-    {"shell", "loginShell", &ZAFOUSER::pw_shell, true},
-    {"home", "homeDirectory", &ZAFOUSER::pw_dir, false},
-    {"mail", "mail", &ZAFOUSER::szMail, true},
-};
-
 struct Edit {
-    ZAFOUSER record{};
-    std::vector<std::string> texts;  // what the record points to
-    std::optional<int> no_password_change;
-    std::optional<long> expires;
-    std::vector<std::pair<std::string, std::string>> settings;
+    UserInput input;
+    ZAFOUSER record{};  // points to the input
+    std::optional<int> no_password_change = {};
     bool touches_record = false;
 };
 
-void CheckTextOption(const TextOption &row, const std::string &text) {
-    const std::string shown = fmt::format("--{}", row.option);
-    if (text.empty() && row.removable) return;
-    if (row.option == "mail") {
-        CheckMail(text);
-    } else if (row.option == "full-name") {
-        CheckText(shown, text);
-    } else {
-        CheckPath(shown, text);
-    }
-}
-
-Edit ReadOptions(const Session &session) {
-    const Invocation &invocation = session.invocation;
-    Edit edit;
-    edit.record.pw_uid = UID_ERR;
+// What the command line says, checked as far as it can be without the directory.
+void ReadEdit(const Session &session, Edit &edit) {
+    edit.input = ReadUserInput(session, /*edits=*/true);
+    edit.input.PutInto(edit.record);
+    edit.record.pw_uid = ReadNumber(session, kUserKind).value_or(UID_ERR);
     edit.record.pw_gid = GID_ERR;
-    edit.texts.reserve(std::size(kTextOptions));
-    for (const TextOption &row : kTextOptions) {
-        const std::string *text = invocation.Find(row.option);
-        if (text == nullptr) continue;
-        CheckTextOption(row, *text);
-        edit.record.*row.field = edit.texts.emplace_back(*text).data();
-    }
-    if (const std::string *uid = invocation.Find("uid"))
-        edit.record.pw_uid = ParseAccountNumber("--uid", *uid);
-    if (const std::string *date = invocation.Find("expires")) edit.expires = ParseDate(*date);
-    if (invocation.Has("no-password-change")) edit.no_password_change = 1;
-    if (invocation.Has("password-change")) edit.no_password_change = 0;
-    for (const std::string &setting : invocation.All("set"))
-        edit.settings.push_back(ParseSetting(session, setting));
-    edit.touches_record = !edit.texts.empty() || edit.record.pw_uid != UID_ERR ||
-                          invocation.Has("gid") || edit.expires || edit.no_password_change;
-    if (!edit.touches_record && edit.settings.empty())
+    if (edit.input.may_change_password)
+        edit.no_password_change = *edit.input.may_change_password ? 0 : 1;
+    edit.touches_record =
+        !edit.input.None() || edit.record.pw_uid != UID_ERR || session.invocation.Has("gid");
+    if (!edit.touches_record && edit.input.settings.empty())
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap user edit"});
-    return edit;
 }
 
 unsigned int ClassesOf(const AccountDirectory &directory, const std::string &dn) {
@@ -84,20 +44,16 @@ unsigned int ClassesOf(const AccountDirectory &directory, const std::string &dn)
 }
 
 // Options that the library could only pass over are refused.
-void CheckAgainst(const AccountDirectory &directory, const Account &user, Edit &edit) {
-    const Invocation &invocation = directory.TheSession().invocation;
-    const unsigned int classes = ClassesOf(directory, user.dn);
-    RequireClassFor(directory, invocation, "mail", ZAFOLDAP_CLASS_INET_ORG_PERSON, classes);
-    for (const char *option : {"expires", "no-password-change", "password-change"})
-        RequireClassFor(directory, invocation, option, ZAFOLDAP_CLASS_SHADOW_ACCOUNT, classes);
+void CheckEdit(const AccountDirectory &directory, const Account &user, Edit &edit) {
+    directory.RequireClasses(kUserKind, ClassesOf(directory, user.dn));
     const std::string now = directory.ValueOf(user.dn, std::string(kUserKind.filter), "uidNumber");
     if (edit.record.pw_uid != UID_ERR && std::to_string(edit.record.pw_uid) != now)
-        CheckNumberIsFree(directory, kUserKind, edit.record.pw_uid);
-    if (const std::string *gid = invocation.Find("gid"))
-        edit.record.pw_gid = RequirePrimaryGroup(directory, *gid).second;
+        directory.RequireFreeNumber(kUserKind, edit.record.pw_uid);
+    if (const std::string *gid = directory.TheSession().invocation.Find("gid"))
+        edit.record.pw_gid = directory.RequirePrimaryGroup(gid).gid;
 }
 
-ChangePlan PlanOf(const Account &user, const Edit &edit) {
+ChangePlan PlanOfEdit(const Account &user, const Edit &edit) {
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Record(user.dn, "modify");
@@ -105,13 +61,13 @@ ChangePlan PlanOf(const Account &user, const Edit &edit) {
         plan.Replace("uidNumber", std::to_string(edit.record.pw_uid));
     if (edit.record.pw_gid != GID_ERR)
         plan.Replace("gidNumber", std::to_string(edit.record.pw_gid));
-    for (const TextOption &row : kTextOptions) {
-        if (const char *text = edit.record.*row.field) plan.Replace(row.attribute, text);
+    for (const TextField &row : kTextFields) {
+        if (const char *text = edit.record.*row.member) plan.Replace(row.attribute, text);
     }
     if (edit.no_password_change)
         plan.Replace("shadowMin", *edit.no_password_change == 1 ? "100000" : "0");
-    if (edit.expires) plan.Replace("shadowExpire", std::to_string(*edit.expires));
-    for (const auto &[attribute, value] : edit.settings)
+    if (edit.input.expires) plan.Replace("shadowExpire", std::to_string(*edit.input.expires));
+    for (const auto &[attribute, value] : edit.input.settings)
         plan.Replace(attribute, value);
     return plan;
 }
@@ -120,32 +76,32 @@ ChangePlan PlanOf(const Account &user, const Edit &edit) {
 std::optional<Failure> ApplySettings(const AccountDirectory &directory, const Account &user,
                                      const Edit &edit) {
     ChangeFile file(user.dn, "modify");
-    for (const auto &[attribute, value] : edit.settings)
+    for (const auto &[attribute, value] : edit.input.settings)
         file.Replace(attribute, value);
     return Attempt(directory.Out(), directory.FactsAbout(user.name),
                    [&] { return file.Apply(directory.Record()); });
 }
 
-void Apply(const AccountDirectory &directory, const Account &user, const Edit &edit) {
+void ApplyEdit(const AccountDirectory &directory, const Account &user, const Edit &edit) {
     if (edit.touches_record) {
         const std::optional<Failure> failure =
             Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
                 return ZAFOLDAPBrowserUserEdit(
                     directory.Record(), user.dn.c_str(), &edit.record,
                     edit.no_password_change ? &*edit.no_password_change : nullptr,
-                    edit.expires ? &*edit.expires : nullptr);
+                    edit.input.expires ? &*edit.input.expires : nullptr);
             });
         if (failure && failure->id == kUserKind.number_taken)
             throw OwnFailure(failure->id, directory.FactsAbout(std::to_string(edit.record.pw_uid)));
         if (failure) throw *failure;
     }
-    if (edit.settings.empty()) return;
+    if (edit.input.settings.empty()) return;
     const std::optional<Failure> failure = ApplySettings(directory, user, edit);
     if (!failure) return;
     if (!edit.touches_record) throw *failure;
     Leftovers left;
     std::vector<std::string> words = {user.name};
-    for (const auto &[attribute, value] : edit.settings)
+    for (const auto &[attribute, value] : edit.input.settings)
         words.insert(words.end(), {"--set", fmt::format("{}={}", attribute, value)});
     left.Add("the server did not take the attributes of --set",
              CommandLine(directory.TheSession(), "user edit", words), failure->detail);
@@ -154,17 +110,17 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
 
 int EditUser(Session &session) {
     CheckName(session.Argument("NAME"));
-    Edit edit = ReadOptions(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    Edit edit;
+    ReadEdit(session, edit);
+    const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("NAME"));
-    CheckAgainst(directory, user, edit);
-    const ChangePlan plan = PlanOf(user, edit);
+    CheckEdit(directory, user, edit);
+    const ChangePlan plan = PlanOfEdit(user, edit);
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
     }
-    Logged(session, user.dn, plan.Attributes(), [&] { Apply(directory, user, edit); });
+    Logged(session, user.dn, plan.Attributes(), [&] { ApplyEdit(directory, user, edit); });
     if (session.Options().form == Form::kJson)
         session.document.Whole(
             {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}});

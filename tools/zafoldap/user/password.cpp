@@ -72,8 +72,7 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
 
 int SetUserPassword(Session &session) {
     CheckName(session.Argument("NAME"));
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    const AccountDirectory directory(session, kUserKind);
     const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     const Touched touched = TouchedBy(directory, dn);
     ChangePlan plan;

@@ -65,11 +65,8 @@ void PlanRename(const Account &user, const std::string &new_name, ChangePlan &pl
 int RenameUser(Session &session) {
     const std::string &new_name = session.Argument("NEW");
     CheckChangeableName(session.Argument("OLD"));
-    CheckNewName(new_name, session.invocation.Has("any-name"));
-    if (!session.invocation.Has("any-name") && IsLocalUser(new_name))
-        throw OwnFailure(Message::kNameLocal, {.subject = new_name});
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    CheckNewName(session, kUserKind, new_name);
+    const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
