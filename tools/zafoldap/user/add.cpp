@@ -25,8 +25,9 @@ namespace zafo::cli {
 namespace {
 
 struct NewUser {
-    NewAccount account;
-    UserInput input;
+    NewAccount account = {};
+    UserInput input = {};
+    ZAFOUSER &record = input.record;  // what the library makes the entry of
     std::vector<std::string> group_names = {};
     std::string dn = {};
     PrimaryGroup primary = {};
@@ -35,14 +36,16 @@ struct NewUser {
 };
 
 // What the command line says, checked as far as it can be without the directory.
-NewUser ReadOptions(const Session &session) {
-    NewUser user{.account = ReadNewAccount(session, kUserKind),
-                 .input = ReadUserInput(session, /*edits=*/false)};
+void ReadOptions(const Session &session, NewUser &user) {
+    user.account = ReadNewAccount(session, kUserKind);
+    ReadUserInput(session, /*edits=*/false, user.input);
     if (session.invocation.Has("groups"))
         user.group_names = SplitNames(session.invocation.All("groups"));
     for (const std::string &group : user.group_names)
         CheckName(group);
-    return user;
+    user.record.szName = user.account.name.data();
+    user.record.nExpire = user.input.expires.value_or(kNeverExpires);
+    user.record.blDisallowChangePasswd = user.input.may_change_password.value_or(true) ? 0 : 1;
 }
 
 ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
@@ -52,6 +55,7 @@ ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
     plan.Check(fmt::format("the name {} is free", name));
     if (user.account.number) plan.Check(fmt::format("the number {} is free", *user.account.number));
     user.primary = directory.RequirePrimaryGroup(directory.TheSession().invocation.Find("gid"));
+    user.record.pw_gid = user.primary.gid;
     plan.Check(fmt::format("the primary group is {} ({})", user.primary.name, user.primary.gid));
     if (!user.group_names.empty()) {
         user.groups = directory.RequireAll(kGroupKind, user.group_names);
@@ -64,21 +68,10 @@ ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
     return plan;
 }
 
-// What the library gets to make the entry of, and what --dry-run is told from. The number and the
-// password come last.
-ZAFOUSER LibraryRecord(NewUser &user) {
-    ZAFOUSER record{};
-    record.szName = user.account.name.data();
-    record.pw_gid = user.primary.gid;
-    user.input.PutInto(record);
-    record.nExpire = user.input.expires.value_or(kNeverExpires);
-    record.blDisallowChangePasswd = user.input.may_change_password.value_or(true) ? 0 : 1;
-    return record;
-}
-
-void PlanEntry(const AccountDirectory &directory, const NewUser &user, const ZAFOUSER &record,
-               ChangePlan &plan) {
+// Told from the record that the library gets.
+void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePlan &plan) {
     const std::string &name = user.account.name;
+    const ZAFOUSER &record = user.record;
     plan.Record(user.dn, "add");
     plan.Line("uid", name);
     plan.Line("cn", name);
@@ -184,16 +177,15 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
 }
 
 // Makes the entry and all that belongs to it; gives its number.
-std::uint32_t Make(const AccountDirectory &directory, const NewUser &user, ZAFOUSER &record,
-                   Leftovers &left) {
+std::uint32_t Make(const AccountDirectory &directory, NewUser &user, Leftovers &left) {
     std::vector<std::string> texts;
     for (const auto &[attribute, value] : user.input.settings)
         texts.insert(texts.end(), {attribute, PercentsDoubled(value)});
     const NameList extra(texts);
     const Created created =
         CreateAccount(directory, kUserKind, user.account, user.dn, [&](std::uint32_t uid) {
-            record.pw_uid = uid;
-            return ZAFOLDAPBrowserUserCreate(directory.Record(), &record, extra.Get(),
+            user.record.pw_uid = uid;
+            return ZAFOLDAPBrowserUserCreate(directory.Record(), &user.record, extra.Get(),
                                              user.account.container.c_str());
         });
     if (created.after) {
@@ -201,10 +193,10 @@ std::uint32_t Make(const AccountDirectory &directory, const NewUser &user, ZAFOU
                  CommandLine(directory.TheSession(), "user passwd", {user.account.name}),
                  Reason(*created.after));
     }
-    record.pw_uid = Settle(directory, user, created.number, left);
+    user.record.pw_uid = Settle(directory, user, created.number, left);
     JoinGroups(directory, user, left);
-    CheckHome(directory, record, left);
-    return record.pw_uid;
+    CheckHome(directory, user.record, left);
+    return user.record.pw_uid;
 }
 
 Json Result(const NewUser &user, std::uint32_t uid) {
@@ -233,17 +225,17 @@ void Tell(Session &session, const NewUser &user, std::uint32_t uid, const std::s
 }
 
 int AddUser(Session &session) {
-    NewUser user = ReadOptions(session);
+    NewUser user;
+    ReadOptions(session, user);
     const AccountDirectory directory(session, kUserKind);
     ChangePlan plan = CheckAgainst(directory, user);
-    ZAFOUSER record = LibraryRecord(user);
-    PlanEntry(directory, user, record, plan);
+    PlanEntry(directory, user, plan);
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
     }
     std::string password = TakeUserPassword(session, user.account.name);
-    record.szPasswd = password.data();
+    user.record.szPasswd = password.data();
     const auto log = [&](const std::string &result) {
         std::vector<std::string> attributes = plan.Attributes();
         attributes.insert(attributes.end(), {"uidNumber", "userPassword"});
@@ -252,7 +244,7 @@ int AddUser(Session &session) {
     Leftovers left;
     std::uint32_t uid = 0;
     try {
-        uid = Make(directory, user, record, left);
+        uid = Make(directory, user, left);
     } catch (const Failure &failure) {
         log(fmt::format("failed ({})", failure.Key()));
         throw;

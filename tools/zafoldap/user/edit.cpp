@@ -16,21 +16,19 @@ namespace {
 
 struct Edit {
     UserInput input;
-    ZAFOUSER record{};  // points to the input
     std::optional<int> no_password_change = {};
     bool touches_record = false;
 };
 
 // What the command line says, checked as far as it can be without the directory.
 void ReadEdit(const Session &session, Edit &edit) {
-    edit.input = ReadUserInput(session, /*edits=*/true);
-    edit.input.PutInto(edit.record);
-    edit.record.pw_uid = ReadNumber(session, kUserKind).value_or(UID_ERR);
-    edit.record.pw_gid = GID_ERR;
+    ReadUserInput(session, /*edits=*/true, edit.input);
+    edit.input.record.pw_uid = ReadNumber(session, kUserKind).value_or(UID_ERR);
+    edit.input.record.pw_gid = GID_ERR;
     if (edit.input.may_change_password)
         edit.no_password_change = *edit.input.may_change_password ? 0 : 1;
     edit.touches_record =
-        !edit.input.None() || edit.record.pw_uid != UID_ERR || session.invocation.Has("gid");
+        !edit.input.None() || edit.input.record.pw_uid != UID_ERR || session.invocation.Has("gid");
     if (!edit.touches_record && edit.input.settings.empty())
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap user edit"});
 }
@@ -47,22 +45,22 @@ unsigned int ClassesOf(const AccountDirectory &directory, const std::string &dn)
 void CheckEdit(const AccountDirectory &directory, const Account &user, Edit &edit) {
     directory.RequireClasses(kUserKind, ClassesOf(directory, user.dn));
     const std::string now = directory.ValueOf(user.dn, std::string(kUserKind.filter), "uidNumber");
-    if (edit.record.pw_uid != UID_ERR && std::to_string(edit.record.pw_uid) != now)
-        directory.RequireFreeNumber(kUserKind, edit.record.pw_uid);
+    if (edit.input.record.pw_uid != UID_ERR && std::to_string(edit.input.record.pw_uid) != now)
+        directory.RequireFreeNumber(kUserKind, edit.input.record.pw_uid);
     if (const std::string *gid = directory.TheSession().invocation.Find("gid"))
-        edit.record.pw_gid = directory.RequirePrimaryGroup(gid).gid;
+        edit.input.record.pw_gid = directory.RequirePrimaryGroup(gid).gid;
 }
 
 ChangePlan PlanOfEdit(const Account &user, const Edit &edit) {
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", user.name));
     plan.Record(user.dn, "modify");
-    if (edit.record.pw_uid != UID_ERR)
-        plan.Replace("uidNumber", std::to_string(edit.record.pw_uid));
-    if (edit.record.pw_gid != GID_ERR)
-        plan.Replace("gidNumber", std::to_string(edit.record.pw_gid));
+    if (edit.input.record.pw_uid != UID_ERR)
+        plan.Replace("uidNumber", std::to_string(edit.input.record.pw_uid));
+    if (edit.input.record.pw_gid != GID_ERR)
+        plan.Replace("gidNumber", std::to_string(edit.input.record.pw_gid));
     for (const TextField &row : kTextFields) {
-        if (const char *text = edit.record.*row.member) plan.Replace(row.attribute, text);
+        if (const char *text = edit.input.record.*row.member) plan.Replace(row.attribute, text);
     }
     if (edit.no_password_change)
         plan.Replace("shadowMin", *edit.no_password_change == 1 ? "100000" : "0");
@@ -87,12 +85,13 @@ void ApplyEdit(const AccountDirectory &directory, const Account &user, const Edi
         const std::optional<Failure> failure =
             Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
                 return ZAFOLDAPBrowserUserEdit(
-                    directory.Record(), user.dn.c_str(), &edit.record,
+                    directory.Record(), user.dn.c_str(), &edit.input.record,
                     edit.no_password_change ? &*edit.no_password_change : nullptr,
                     edit.input.expires ? &*edit.input.expires : nullptr);
             });
         if (failure && failure->id == kUserKind.number_taken)
-            throw OwnFailure(failure->id, directory.FactsAbout(std::to_string(edit.record.pw_uid)));
+            throw OwnFailure(failure->id,
+                             directory.FactsAbout(std::to_string(edit.input.record.pw_uid)));
         if (failure) throw *failure;
     }
     if (edit.input.settings.empty()) return;

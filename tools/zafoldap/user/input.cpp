@@ -16,14 +16,8 @@ const std::array<TextField, kTextFieldCount> kTextFields = {{
 }};
 
 bool UserInput::None() const {
-    return std::ranges::none_of(texts, [](const auto &text) { return text.has_value(); }) &&
-           !expires && !may_change_password;
-}
-
-void UserInput::PutInto(ZAFOUSER &record) {
-    for (size_t i = 0; i < texts.size(); ++i) {
-        if (texts[i]) record.*kTextFields[i].member = texts[i]->data();
-    }
+    const auto given = [this](const TextField &row) { return record.*row.member != nullptr; };
+    return std::ranges::none_of(kTextFields, given) && !expires && !may_change_password;
 }
 
 std::vector<Option> UserFieldOptions() {
@@ -46,15 +40,15 @@ std::vector<Option> UserFieldOptions() {
              .repeatable = true}};
 }
 
-UserInput ReadUserInput(const Session &session, bool edits) {
+void ReadUserInput(const Session &session, bool edits, UserInput &input) {
     const Invocation &invocation = session.invocation;
-    UserInput input;
     for (size_t i = 0; i < kTextFields.size(); ++i) {
         const TextField &row = kTextFields[i];
         const std::string *text = invocation.Find(row.option);
         if (text == nullptr || (text->empty() && !edits)) continue;
         if (!text->empty() || !row.removable) row.check(fmt::format("--{}", row.option), *text);
         input.texts[i] = *text;
+        input.record.*row.member = input.texts[i].data();
     }
     if (const std::string *date = invocation.Find("expires")) input.expires = ParseDate(*date);
     if (invocation.Has("no-password-change")) input.may_change_password = false;
@@ -62,7 +56,6 @@ UserInput ReadUserInput(const Session &session, bool edits) {
     for (const std::string &setting : invocation.All("set"))
         input.settings.push_back(ParseSetting(session, setting));
     if (const std::string *group = invocation.Find("gid")) CheckName(*group);
-    return input;
 }
 
 }  // namespace zafo::cli

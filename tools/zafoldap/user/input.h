@@ -28,21 +28,25 @@ struct TextField {
 inline constexpr size_t kTextFieldCount = 4;
 extern const std::array<TextField, kTextFieldCount> kTextFields;
 
+// Stays where it is: the record points into it.
 struct UserInput {
-    std::array<std::optional<std::string>, kTextFieldCount> texts;  // as kTextFields
+    UserInput() = default;
+    UserInput(const UserInput &) = delete;
+    UserInput &operator=(const UserInput &) = delete;
+
+    ZAFOUSER record{};  // its texts that were given
+    std::array<std::string, kTextFieldCount> texts;
     std::optional<long> expires;
     std::optional<bool> may_change_password;
     std::vector<std::pair<std::string, std::string>> settings;  // of --set
 
-    bool None() const;
-    // Points the record to the texts.
-    void PutInto(ZAFOUSER &record);
+    bool None() const;  // of the record
 };
 
 std::vector<Option> UserFieldOptions();
 
 // What the command line says, checked as far as it can be without the directory. `edits`: an empty
 // text removes what there is; else it is as good as none.
-UserInput ReadUserInput(const Session &session, bool edits);
+void ReadUserInput(const Session &session, bool edits, UserInput &input);
 
 }  // namespace zafo::cli
