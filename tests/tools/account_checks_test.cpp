@@ -6,11 +6,13 @@
 
 #include <set>
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/user_home.h"
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/user/home.h"
 
 namespace {
 
@@ -22,7 +24,7 @@ std::string KeyOf(Check check) {
     try {
         check();
     } catch (const Failure &failure) {
-        return failure.key;
+        return std::string(failure.Key());
     }
     return "accepted";
 }

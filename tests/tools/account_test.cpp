@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Users, groups and members through the program, on real servers of several kinds.
+#include <algorithm>
+#include <map>
 #include <thread>
 
 #include "tests/rig/system_log.h"
@@ -42,6 +44,84 @@ TEST_F(OnAppliance, UserAddStoresEverythingAsGiven) {
     EXPECT_THAT(Values(GroupDN("staff"), "member"), ElementsAre(dn));
     EXPECT_TRUE(directory_.Binds(dn, kPassword));
     EXPECT_EQ(LineJson("user show anna")["data"]["expires"], "2027-12-31");
+}
+
+// What --dry-run says that a command will write, and whether that is what stands there after it.
+class PlannedChanges : public AccountCommand {
+  protected:
+    void ExpectWritten(const Json &plan) {
+        for (const Json &change : plan) {
+            if (change["changetype"] == "modrdn") renamed_[change["dn"]] = NewDn(change);
+        }
+        for (const Json &change : plan)
+            ExpectWrittenEntry(change);
+    }
+
+  private:
+    static std::string NewDn(const Json &change) {
+        const std::string dn = change["dn"];
+        return change["lines"][0]["value"].get<std::string>() + dn.substr(dn.find(','));
+    }
+
+    void ExpectWrittenEntry(const Json &change) {
+        const std::string planned = change["dn"], type = change["changetype"];
+        const auto found = renamed_.find(planned);
+        const std::string dn = found == renamed_.end() ? planned : found->second;
+        EXPECT_EQ(Values(dn, "objectClass").empty(), type == "delete") << dn;
+        if (type == "add" || type == "modify") ExpectLines(dn, type, change["lines"]);
+    }
+
+    // A change of one attribute is "HOW: ATTRIBUTE", its values and "-"; HOW is "add" throughout a
+    // new entry.
+    void ExpectLines(const std::string &dn, const std::string &type, const Json &lines) {
+        std::string how = type == "add" ? "add" : "";
+        for (const Json &line : lines) {
+            if (line.contains("remark")) continue;
+            const std::string name = line["name"], value = line["value"];
+            const bool begins = name == "add" || name == "delete" || name == "replace";
+            ++lines_;
+            if (begins) how = name;
+            if (name == "-" || (begins && how != "delete")) continue;
+            const std::vector<std::string> stored = Values(dn, begins ? value : name);
+            const bool there = std::ranges::count(stored, value) > 0;
+            if (begins && Deletes(lines, value)) {
+                EXPECT_THAT(stored, IsEmpty()) << dn << " " << value;
+            } else if (!begins) {
+                EXPECT_EQ(there, how != "delete") << dn << " " << name << ": " << value;
+            }
+        }
+    }
+
+    // Whether the attribute goes as a whole: none of its values is named.
+    static bool Deletes(const Json &lines, const std::string &attribute) {
+        return std::ranges::none_of(
+            lines, [&](const Json &line) { return line.value("name", "") == attribute; });
+    }
+
+    std::map<std::string, std::string> renamed_;
+
+  protected:
+    int lines_ = 0;  // that were looked for
+};
+
+TEST_F(PlannedChanges, AreWhatIsWritten) {
+    for (const char *line :
+         {"group add staff --gid 1500001 --description 'All of them'",
+          "user add anna --uid 1500007 --gid staff --full-name 'Anna Smith' --mail a@b --shell "
+          "/bin/zsh --home /h/anna --expires 2027-12-31 --no-password-change --groups staff --set "
+          "'title= x' --set description=lead --password-stdin",
+          "user add bob --password-stdin",
+          "user edit anna --uid 1500008 --gid users --full-name '' --mail a@c --shell '' --home /h "
+          "--expires never --password-change --set title=boss --set description=",
+          "group edit staff --gid 1500009 --description ''", "user rename anna bea",
+          "member add staff bob", "member remove staff bob", "user delete bea -y",
+          "group delete staff -y"}) {
+        SCOPED_TRACE(line);
+        const Json plan = LineJson(std::string(line) + " --dry-run")["data"]["changes"];
+        ASSERT_EQ(Line(line).exit_code, 0);
+        ExpectWritten(plan);
+    }
+    EXPECT_GT(lines_, 40);
 }
 
 TEST_F(OnAppliance, UserAddWithoutOptionsTakesTheDefaults) {

@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <set>
 
 #include "platform/error.h"
 #include "platform/process.h"
+#include "tests/rig/source_tree.h"
 #include "tools/cli/failure.h"
 #include "zafoldap/error.h"
 
@@ -33,13 +35,60 @@ TEST(MessageTable, EveryRowSaysWhatHappenedAndWhatToDo) {
     }
 }
 
-TEST(MessageTable, EveryKeyOfTheLibraryHasARow) {
+// The pairs of section and key that the library gives for its error codes.
+std::set<std::pair<std::string_view, std::string_view>> PairsOfTheLibrary() {
+    std::set<std::pair<std::string_view, std::string_view>> pairs;
     for (int code = -65550; code <= 255; ++code) {
         const char *section = "";
         const std::string_view key = ZAFOLDAPErrGetString(code, &section);
-        if (!key.empty()) {
-            EXPECT_NE(FindMessage(section, key), nullptr) << section << " " << key;
+        if (!key.empty()) pairs.emplace(section, key);
+    }
+    return pairs;
+}
+
+TEST(MessageTable, EveryKeyOfTheLibraryHasARow) {
+    for (const auto &[section, key] : PairsOfTheLibrary())
+        EXPECT_NE(FindMessage(section, key), nullptr) << section << " " << key;
+}
+
+TEST(MessageTable, EveryRowOfAnotherSectionIsAKeyOfTheLibrary) {
+    const auto pairs = PairsOfTheLibrary();
+    for (const MessageRow &row : MessageTable()) {
+        EXPECT_TRUE(row.section == "zafoldap" || pairs.contains({row.section, row.key}))
+            << row.section << " " << row.key;
+    }
+}
+
+// "Message::kBadDn" for "bad_dn".
+std::string EnumeratorOf(std::string_view key) {
+    std::string name = "Message::k";
+    for (size_t i = 0; i < key.size(); ++i) {
+        const bool begins = i == 0 || key[i - 1] == '_';
+        if (key[i] != '_') name += begins ? static_cast<char>(key[i] - 'a' + 'A') : key[i];
+    }
+    return name;
+}
+
+// The enumerators that the programs' sources mention outside the table.
+std::set<std::string> MentionedEnumerators() {
+    static const std::regex kEnumerator("Message::k[A-Za-z0-9]+");
+    std::set<std::string> mentioned;
+    for (const auto &file : zafo::meta::FilesBelow(zafo::meta::kSourceDir / "tools")) {
+        if (file.filename() == "message_table.cpp") continue;
+        for (const std::string &line : zafo::meta::Lines(file)) {
+            for (std::sregex_iterator found(line.begin(), line.end(), kEnumerator), end;
+                 found != end; ++found)
+                mentioned.insert(found->str());
         }
+    }
+    return mentioned;
+}
+
+TEST(MessageTable, EveryRowOfTheProgramsOwnIsUsedUnderTheNameOfItsKey) {
+    const std::set<std::string> mentioned = MentionedEnumerators();
+    for (const MessageRow &row : MessageTable()) {
+        if (row.section != "zafoldap") continue;
+        EXPECT_TRUE(mentioned.contains(EnumeratorOf(row.key))) << row.key;
     }
 }
 
@@ -47,7 +96,7 @@ TEST(MessageTable, EveryRowOfTheProgramsOwnCanBeFilled) {
     for (const MessageRow &row : MessageTable()) {
         if (row.section != "zafoldap") continue;
         SCOPED_TRACE(row.key);
-        const Failure failure = OwnFailure(row.key, kFacts);
+        const Failure failure = OwnFailure(row.id, kFacts);
         EXPECT_THAT(failure.message, testing::Not(HasSubstr("{")));
         EXPECT_THAT(failure.hint, testing::Not(HasSubstr("{")));
     }
@@ -71,7 +120,7 @@ TEST_P(LibraryOutcome, HasItsExitCodeAndKey) {
     const Outcome &row = GetParam();
     const Failure failure = LibraryFailure(row.library_code, row.platform_code, kFacts, row.words);
     EXPECT_EQ(failure.exit_code, row.exit_code);
-    EXPECT_EQ(failure.key, row.key);
+    EXPECT_EQ(failure.Key(), row.key);
 }
 
 // What the OpenLDAP 2.5 tools exit with and write.
@@ -113,7 +162,7 @@ TEST(Failure, NamesTheToolThatCouldNotBeStarted) {
     const char *tool = "/usr/zafo/bin/absent";
     ASSERT_EQ(QLIBCPopen(tool, "r", static_cast<char *>(nullptr)), nullptr);
     const Failure failure = LibraryFailure(0, QLIB_ERR_OPEN_FAILED, kFacts, "");
-    EXPECT_EQ(failure.key, "tool_not_started");
+    EXPECT_EQ(failure.Key(), "tool_not_started");
     EXPECT_EQ(failure.message, "the LDAP tool /usr/zafo/bin/absent cannot be started");
 }
 

@@ -62,7 +62,7 @@ std::optional<Failure> ChangeFile::Apply(Streams &streams, const ZAFOLDAP_HOST &
     if (std::fflush(file_.pFile) != 0 && fault_ == 0) fault_ = errno;
     if (fault_ == 0)
         return Attempt(streams, facts, [&] { return ZAFOLDAPModify(&host, &file_, 0); });
-    return OwnFailure("temporary_folder",
+    return OwnFailure(Message::kTemporaryFolder,
                       {.subject = kTemporaryFolder, .reason = std::strerror(fault_)});
 }
 

@@ -6,6 +6,8 @@
 
 #include "tools/cli/session.h"
 
+#include <fmt/format.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +31,8 @@ void LoggedChange(Work work, Log log) {
     try {
         work();
     } catch (const Failure &failure) {
-        const char *result = failure.key == "partly_done" ? "partly" : "failed";
-        log(result + (" (" + failure.key + ")"));
+        const char *result = failure.id == Message::kPartlyDone ? "partly" : "failed";
+        log(fmt::format("{} ({})", result, failure.Key()));
         throw;
     }
     log(std::string("done"));

@@ -88,6 +88,13 @@ const Option &WeakPasswordOption() {
     return kOption;
 }
 
+std::vector<Command> Joined(const std::vector<std::vector<Command>> &nouns) {
+    std::vector<Command> commands;
+    for (const std::vector<Command> &noun : nouns)
+        commands.insert(commands.end(), noun.begin(), noun.end());
+    return commands;
+}
+
 std::string FullName(const Command &command) {
     std::string name(command.noun);
     if (!command.verb.empty()) name.append(" ").append(command.verb);

@@ -38,16 +38,23 @@ struct Example {
     std::string_view what;
 };
 
+struct Session;
+
+// Carries a command out; returns the exit code, throws Failure.
+using Handler = int (*)(Session &);
+
 enum class Form { kTable, kPlain, kCsv, kJson, kLdif };
 
 struct Command {
     std::string_view noun;
     std::string_view verb = {};  // one word or two ("home create"); empty: the noun is all
     std::vector<std::string_view> aliases = {};  // of the verb
-    std::string_view summary = {};               // one line, no full stop
-    std::string_view description = {};           // paragraphs, an empty line between them
+    Handler run = nullptr;
+    std::string_view summary = {};      // one line, no full stop
+    std::string_view description = {};  // paragraphs, an empty line between them
     std::vector<Argument> arguments = {};
     std::vector<Option> options = {};
+    std::vector<std::vector<std::string_view>> exclusive = {};  // options, one of each list at most
     std::vector<Example> examples = {};
     std::vector<int> exits = {};  // besides 0, 1 and 2
     bool entries = false;         // prints directory entries: has an LDIF form
@@ -90,6 +97,9 @@ const Option &PasswordStdinOption();
 const Option &PasswordFileOption();
 const Option &RandomPasswordOption();
 const Option &WeakPasswordOption();
+
+// The commands of all nouns, one noun after the other.
+std::vector<Command> Joined(const std::vector<std::vector<Command>> &nouns);
 
 // "connection add", or the noun alone.
 std::string FullName(const Command &command);

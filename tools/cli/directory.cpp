@@ -21,7 +21,7 @@ class AttributeIndex {
     explicit AttributeIndex(std::vector<Attribute> &attributes) : attributes_(attributes) {}
 
     // The attribute of that name, made when there is none.
-    Attribute &Of(std::string_view name) {
+    Attribute &Named(std::string_view name) {
         if (!attributes_.empty() && EqualIgnoringCase(attributes_.back().name, name))
             return attributes_.back();
         const size_t at = attributes_.size() < kFew ? Sought(name) : Indexed(name);
@@ -113,7 +113,7 @@ void Search::ShowCommandLine(const Host &host) const {
 
 const Entry *Search::Next() {
     const int found = ZAFOLDAPSearchGetNext(&request_, &result_);
-    if (Interrupted()) throw OwnFailure("interrupted", facts_);
+    if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts_);
     if (found < 0) Fail();
     if (found == 0) return nullptr;
     Fill();
@@ -133,13 +133,13 @@ void Search::Fill() {
             entry_.dn = value;
             continue;
         }
-        index.Of(name).values.emplace_back(value);
+        index.Named(name).values.emplace_back(value);
     }
 }
 
 void Search::Fail() const {
     if (ZAFOLDAPErrGet() == 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
-        throw OwnFailure("entry_too_large", facts_);
+        throw OwnFailure(Message::kEntryTooLarge, facts_);
     throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts_, streams_.ToolWords());
 }
 

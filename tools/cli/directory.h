@@ -75,7 +75,7 @@ int Ask(Streams &streams, const Facts &facts, Call call) {
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     const int result = call();
-    if (Interrupted()) throw OwnFailure("interrupted", facts);
+    if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts);
     if (result < 0) {
         throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
     }

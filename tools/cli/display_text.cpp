@@ -241,4 +241,13 @@ std::string CsvField(std::string_view text) {
     return CsvCell(CsvText(text));
 }
 
+std::string Enumerated(const std::vector<std::string> &words) {
+    std::string text;
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (i > 0) text += i + 1 == words.size() ? " and " : ", ";
+        text += words[i];
+    }
+    return text;
+}
+
 }  // namespace zafo::cli

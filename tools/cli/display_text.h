@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zafo::cli {
 
@@ -47,5 +48,8 @@ std::string CsvCell(std::string_view escaped);
 
 // Both for a whole field.
 std::string CsvField(std::string_view text);
+
+// "a, b and c"
+std::string Enumerated(const std::vector<std::string> &words);
 
 }  // namespace zafo::cli

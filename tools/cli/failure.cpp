@@ -22,23 +22,23 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::string_view kOwn = "zafoldap";
-
 // LDAP result codes for which the library has no message of its own, and the
 // client library's codes (negative, seen as an exit status of eight bits).
 struct CodeRow {
     int code;
-    std::string_view key;
+    Message id;
 };
 
 constexpr CodeRow kCodeRows[] = {
-    {4, "size_limit"},         {7, "auth_method"},         {10, "referral"},
-    {11, "size_limit"},        {13, "confidentiality"},    {19, "invalid_value"},
-    {20, "invalid_value"},     {21, "invalid_value"},      {48, "auth_method"},
-    {51, "server_busy"},       {52, "server_unavailable"}, {65, "invalid_value"},
-    {249, "bad_filter"},        // LDAP_FILTER_ERROR (-7)
-    {251, "server_timed_out"},  // LDAP_TIMEOUT (-5)
-    {16, "attribute_missing"}, {66, "has_children"},
+    {4, Message::kSizeLimit},          {7, Message::kAuthMethod},
+    {10, Message::kReferral},          {11, Message::kSizeLimit},
+    {13, Message::kConfidentiality},   {19, Message::kInvalidValue},
+    {20, Message::kInvalidValue},      {21, Message::kInvalidValue},
+    {48, Message::kAuthMethod},        {51, Message::kServerBusy},
+    {52, Message::kServerUnavailable}, {65, Message::kInvalidValue},
+    {249, Message::kBadFilter},       // LDAP_FILTER_ERROR (-7)
+    {251, Message::kServerTimedOut},  // LDAP_TIMEOUT (-5)
+    {16, Message::kAttributeMissing},  {66, Message::kHasChildren},
 };
 
 // The client library's code in the tool's own words: "ldap_start_tls: Connect error (-11)".
@@ -71,33 +71,35 @@ bool SpeaksOfTls(std::string_view tool_words) {
 }
 
 // The tool front ends a search that does not end by itself, or holds too much.
-std::string_view BoundOfFront(std::string_view tool_words) {
+std::optional<Message> BoundOfFront(std::string_view tool_words) {
     if (tool_words.find("ldapsearch: the answer has an entry") != std::string_view::npos)
-        return "entry_too_large";
+        return Message::kEntryTooLarge;
     if (tool_words.find("ldapsearch: the answer ") != std::string_view::npos)
-        return "answer_endless";
-    return {};
+        return Message::kAnswerEndless;
+    return std::nullopt;
 }
 
 // With StartTLS the tools exit with 1 whatever the reason, with ldaps:// a refused
 // certificate exits like a dead server, and a silent one like a general failure: their
 // words tell these apart.
-std::string_view TransportKey(int library_code, std::string_view tool_words) {
+std::optional<Message> TransportMessage(int library_code, std::string_view tool_words) {
     constexpr int kServerDown = -1, kTimeout = -5, kConnectError = -11;
     const int code = ClientCode(tool_words).value_or(0);
     const bool additional = tool_words.find("additional info:") != std::string_view::npos;
-    if (const std::string_view bound = BoundOfFront(tool_words); !bound.empty()) return bound;
+    if (const auto bound = BoundOfFront(tool_words)) return bound;
     if (code == kTimeout || tool_words.find("Timed out") != std::string_view::npos) {
-        return "server_timed_out";
+        return Message::kServerTimedOut;
     }
-    if (code == kConnectError) return "tls_failed";
-    if (code == kServerDown && tool_words.starts_with("ldap_result:")) return "answer_broken";
+    if (code == kConnectError) return Message::kTlsFailed;
+    if (code == kServerDown && tool_words.starts_with("ldap_result:"))
+        return Message::kAnswerBroken;
     if (code == kServerDown) {
-        return additional && SpeaksOfTls(tool_words) ? "tls_failed" : "server_unreachable";
+        return additional && SpeaksOfTls(tool_words) ? Message::kTlsFailed
+                                                     : Message::kServerUnreachable;
     }
-    if (tool_words.starts_with("ldap_start_tls:")) return "tls_failed";
-    if (library_code == 255) return "server_unreachable";
-    return {};
+    if (tool_words.starts_with("ldap_start_tls:")) return Message::kTlsFailed;
+    if (library_code == 255) return Message::kServerUnreachable;
+    return std::nullopt;
 }
 
 // A fact is a part of one line, wherever it comes from: a line break in a name must not begin a
@@ -116,17 +118,15 @@ std::string Fill(std::string_view text, const Facts &facts) {
 }
 
 Failure FromRow(const MessageRow &row, const Facts &facts) {
-    return {.exit_code = row.exit_code,
-            .section = std::string(row.section),
-            .key = std::string(row.key),
+    return {.id = row.id,
+            .exit_code = row.exit_code,
             .message = Fill(row.message, facts),
             .hint = Fill(row.hint, facts)};
 }
 
 Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
     if (code == 1 || code == 255) {
-        const std::string_view key = TransportKey(code, tool_words);
-        if (!key.empty()) return OwnFailure(key, facts);
+        if (const auto id = TransportMessage(code, tool_words)) return OwnFailure(*id, facts);
     }
     const char *section = "";
     const std::string_view key = ZAFOLDAPErrGetString(code, &section);
@@ -134,9 +134,9 @@ Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
         return FromRow(*row, facts);
     }
     const auto row = std::ranges::find(kCodeRows, code, &CodeRow::code);
-    if (row != std::end(kCodeRows)) return OwnFailure(row->key, facts);
+    if (row != std::end(kCodeRows)) return OwnFailure(row->id, facts);
     facts.reason = std::to_string(code);
-    return OwnFailure("ldap_result", facts);
+    return OwnFailure(Message::kLdapResult, facts);
 }
 
 // What a tool cannot be started for says what to do: nothing is wrong with the tool when descriptors or
@@ -149,32 +149,32 @@ Failure ToolNotStarted(Facts facts) {
     if (const std::optional<Failure> failure = WantOfDescriptors(error, facts)) return *failure;
     switch (error) {
         case EAGAIN:
-            return OwnFailure("process_limit", facts);
+            return OwnFailure(Message::kProcessLimit, facts);
         case ENOMEM:
-            return OwnFailure("out_of_memory", facts);
+            return OwnFailure(Message::kOutOfMemory, facts);
         default:
-            return OwnFailure("tool_not_started", facts);
+            return OwnFailure(Message::kToolNotStarted, facts);
     }
 }
 
 // A change is a file in "/tmp" before it is a request.
 Failure TemporaryFolderFailure(std::string reason) {
-    return OwnFailure("temporary_folder",
+    return OwnFailure(Message::kTemporaryFolder,
                       {.subject = kTemporaryFolder, .reason = std::move(reason)});
 }
 
 Failure FromPlatformCode(int code, Facts facts) {
     switch (code) {
         case QLIB_ERR_OUT_OF_MEMORY:
-            return OwnFailure("out_of_memory", facts);
+            return OwnFailure(Message::kOutOfMemory, facts);
         case QLIB_ERR_READ_FAILED:
-            return OwnFailure("answer_unreadable", facts);
+            return OwnFailure(Message::kAnswerUnreadable, facts);
         case QLIB_ERR_NO_SUCH_USER:
-            return OwnFailure("user_missing", facts);
+            return OwnFailure(Message::kUserMissing, facts);
         case QLIB_ERR_NO_SUCH_GROUP:
-            return OwnFailure("group_missing", facts);
+            return OwnFailure(Message::kGroupMissing, facts);
         case QLIB_ERR_BUFFER_TOO_SMALL:
-            return OwnFailure("too_long", facts);
+            return OwnFailure(Message::kTooLong, facts);
         case QLIB_ERR_WRITE_FAILED: {
             const std::string fault = FaultOfTemporaryFolder();
             return TemporaryFolderFailure(fault.empty() ? "the system log has the reason" : fault);
@@ -187,7 +187,7 @@ Failure FromPlatformCode(int code, Facts facts) {
             }
             return ToolNotStarted(std::move(facts));
         default:
-            return OwnFailure("tool_ended", facts);
+            return OwnFailure(Message::kToolEnded, facts);
     }
 }
 
@@ -218,20 +218,16 @@ std::string Tidy(std::string_view words) {
 
 }  // namespace
 
-Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail) {
-    Failure failure = FromRow(*FindMessage(kOwn, key), facts);
+Failure OwnFailure(Message id, const Facts &facts, std::string detail) {
+    Failure failure = FromRow(RowOf(id), facts);
     failure.detail = std::move(detail);
     return failure;
 }
 
 std::optional<Failure> WantOfDescriptors(int error, const Facts &facts) {
-    if (error == EMFILE) return OwnFailure("open_files_limit", facts);
-    if (error == ENFILE) return OwnFailure("open_files_of_system", facts);
+    if (error == EMFILE) return OwnFailure(Message::kOpenFilesLimit, facts);
+    if (error == ENFILE) return OwnFailure(Message::kOpenFilesOfSystem, facts);
     return std::nullopt;
-}
-
-Failure LibraryRefusal(std::string_view key, const Facts &facts) {
-    return FromRow(*FindMessage("ldap_error", key), facts);
 }
 
 Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Why a command failed, in words for a person and in codes for a script. Every
-// text comes from one table, under the (section, key) pair that the library
-// gives for its error codes; the programs' own conditions have the section
-// "zafoldap".
+// Why a command failed, in words for a person and in codes for a script.
 #pragma once
 
+#include "tools/cli/message.h"
+
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,37 +22,23 @@ struct Facts {
 };
 
 struct Failure {
+    Message id;
     int exit_code = 1;
     int ldap_code = 0;  // 0: none
-    std::string section = {};
-    std::string key = {};
     std::string message = {};
     std::string hint = {};
     std::string detail = {};  // the tool's own words, or the input with a caret under the fault
+
+    std::string_view Section() const { return RowOf(id).section; }
+    std::string_view Key() const { return RowOf(id).key; }
 };
 
-struct MessageRow {
-    std::string_view section;
-    std::string_view key;
-    int exit_code;
-    std::string_view message;  // what and where
-    std::string_view hint;     // what to do next
-};
-
-std::span<const MessageRow> MessageTable();
-
-// The row of a pair; nullptr: none.
-const MessageRow *FindMessage(std::string_view section, std::string_view key);
-
-// A failure of the programs' own: `key` is one of section "zafoldap".
-Failure OwnFailure(std::string_view key, const Facts &facts, std::string detail = {});
+// A failure that the program itself finds.
+Failure OwnFailure(Message id, const Facts &facts, std::string detail = {});
 
 // The failure behind an errno when it is that no more files can be open; else nothing. `facts` say what cannot be
 // {reason}: "started", "read".
 std::optional<Failure> WantOfDescriptors(int error, const Facts &facts);
-
-// The failure of a pair of the library's section "ldap_error".
-Failure LibraryRefusal(std::string_view key, const Facts &facts);
 
 // The failure behind a library error code (ZAFOLDAPErrGet) and, when that is 0,
 // a platform code (QLIBCErrGet). `tool_words` is what the tool wrote to its standard

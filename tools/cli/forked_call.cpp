@@ -16,7 +16,7 @@ namespace zafo::cli {
 namespace {
 
 [[noreturn]] void Refuse() {
-    throw OwnFailure("job_not_started", {.reason = std::strerror(errno)});
+    throw OwnFailure(Message::kJobNotStarted, {.reason = std::strerror(errno)});
 }
 
 // What is thrown here must not go on in the caller's frames, which are those of two processes now.

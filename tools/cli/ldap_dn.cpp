@@ -24,7 +24,7 @@ void CheckDn(const std::string &dn, bool may_be_empty) {
     const std::optional<SyntaxFault> fault =
         dn.empty() && !may_be_empty ? SyntaxFault{0, "it is empty"} : DnFault(dn);
     if (!fault) return;
-    throw OwnFailure("bad_dn",
+    throw OwnFailure(Message::kBadDn,
                      {.subject = fmt::format("\"{}\"", OneLine(dn)), .reason = fault->reason},
                      WithCaret(dn, fault->position));
 }

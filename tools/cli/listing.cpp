@@ -76,9 +76,10 @@ Fields Chosen(const Fields &fields, const Globals &globals) {
             std::vector<std::string_view> names;
             for (const Field &field : fields)
                 names.push_back(field.key);
-            throw OwnFailure("usage", {.subject = "the command with --help",
-                                       .reason = fmt::format("there is no field \"{}\": one of {}",
-                                                             name, fmt::join(names, ", "))});
+            throw OwnFailure(Message::kUsage,
+                             {.subject = "the command with --help",
+                              .reason = fmt::format("there is no field \"{}\": one of {}", name,
+                                                    fmt::join(names, ", "))});
         }
         chosen.push_back(*found);
     }

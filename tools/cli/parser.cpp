@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/parser.h"
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/failure.h"
 
 #include <fmt/format.h>
@@ -19,7 +20,7 @@ namespace {
 [[noreturn]] void Refuse(const Program &program, const Command *command, std::string reason) {
     const std::string help = fmt::format("{}{}{} --help", program.name, command ? " " : "",
                                          command ? FullName(*command) : "");
-    throw OwnFailure("usage", {.subject = help, .reason = std::move(reason)});
+    throw OwnFailure(Message::kUsage, {.subject = help, .reason = std::move(reason)});
 }
 
 // "-v,--verbose"
@@ -194,6 +195,18 @@ void CheckValues(const Program &program, const Invocation &invocation) {
     }
 }
 
+void CheckExclusive(const Program &program, const Invocation &invocation) {
+    for (const std::vector<std::string_view> &options : invocation.command->exclusive) {
+        const auto given = [&](std::string_view option) { return invocation.Has(option); };
+        if (std::ranges::count_if(options, given) < 2) continue;
+        std::vector<std::string> shown;
+        for (std::string_view option : options)
+            shown.push_back(fmt::format("--{}", option));
+        Refuse(program, invocation.command,
+               fmt::format("{} exclude each other", Enumerated(shown)));
+    }
+}
+
 Form FormNamed(std::string_view name) {
     for (Form form : {Form::kPlain, Form::kCsv, Form::kJson, Form::kLdif}) {
         if (Name(form) == name) return form;
@@ -312,6 +325,7 @@ Invocation Parse(const Program &program, int argc, const char *const *argv) {
     if (invocation.command == nullptr) RefuseUnknown(registry, path);
     Collect(registry.commands.find(deepest)->second.second, invocation);
     CheckValues(program, invocation);
+    CheckExclusive(program, invocation);
     invocation.globals = GlobalsOf(invocation);
     CheckForm(program, invocation);
     return invocation;

@@ -28,7 +28,7 @@ void PrintHelp(Session &session) {
     session.streams.Out(text);
 }
 
-int Run(Session &session, HandlerFinder find_handler) {
+int Run(Session &session) {
     switch (session.invocation.ask) {
         case Ask::kHelp:
             PrintHelp(session);
@@ -39,17 +39,18 @@ int Run(Session &session, HandlerFinder find_handler) {
         case Ask::kCommand:
             break;
     }
-    return find_handler(*session.invocation.command)(session);
+    return session.invocation.command->run(session);
 }
 
 int Tell(Streams &streams, JsonDocument &document, const Failure &failure) {
-    if (streams.Options().form == Form::kJson && failure.key != "output_failed") document.Fail();
+    if (streams.Options().form == Form::kJson && failure.id != Message::kOutputFailed)
+        document.Fail();
     streams.Report(failure);
     return failure.exit_code;
 }
 
-int RunAndReport(Streams &streams, JsonDocument &document, const Program &program,
-                 HandlerFinder find_handler, int argc, char **argv) {
+int RunAndReport(Streams &streams, JsonDocument &document, const Program &program, int argc,
+                 char **argv) {
     try {
         Globals globals;
         globals.form = RequestedForm(argc, argv);
@@ -57,13 +58,13 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
         const Invocation invocation = Parse(program, argc, argv);
         streams.Configure(invocation.globals);
         Session session{program, invocation, streams, document};
-        const int exit_code = Run(session, find_handler);
+        const int exit_code = Run(session);
         streams.Flush();
         return exit_code;
     } catch (const Failure &failure) {
         return Tell(streams, document, failure);
     } catch (const std::bad_alloc &) {
-        return Tell(streams, document, OwnFailure("out_of_memory", {}));
+        return Tell(streams, document, OwnFailure(Message::kOutOfMemory, {}));
     }
 }
 
@@ -76,7 +77,7 @@ int Complete(const Program &program, std::vector<std::string> words) {
 
 }  // namespace
 
-int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv) {
+int RunProgram(const Program &program, int argc, char **argv) {
     if (argc > 1 && argv[1] == kComplete) return Complete(program, {argv + 2, argv + argc});
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
@@ -85,7 +86,7 @@ int RunProgram(const Program &program, HandlerFinder find_handler, int argc, cha
     Streams streams;
     JsonDocument document(streams);
     try {
-        return RunAndReport(streams, document, program, find_handler, argc, argv);
+        return RunAndReport(streams, document, program, argc, argv);
     } catch (const Failure &failure) {  // the output broke while a failure was told
         streams.Report(failure);
         return failure.exit_code;

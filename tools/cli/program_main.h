@@ -7,9 +7,6 @@
 
 namespace zafo::cli {
 
-// The handler of a command of the table; nullptr: none.
-using HandlerFinder = Handler (*)(const Command &);
-
-int RunProgram(const Program &program, HandlerFinder find_handler, int argc, char **argv);
+int RunProgram(const Program &program, int argc, char **argv);
 
 }  // namespace zafo::cli

@@ -64,21 +64,21 @@ int WhyNotReadable() {
     const int code = QLIBCErrGet();
     if (code == QLIB_ERR_OUT_OF_MEMORY) throw std::bad_alloc();
     if (code == QLIB_ERR_BAD_FORMAT) {
-        throw OwnFailure("connections_damaged",
+        throw OwnFailure(Message::kConnectionsDamaged,
                          {.subject = kConnectionFile, .reason = DamagedLine()});
     }
     const int error = WhyNotReadable();
     if (const auto failure =
             WantOfDescriptors(error, {.subject = kConnectionFile, .reason = "read"}))
         throw Failure(*failure);
-    throw OwnFailure("connections_unreadable",
+    throw OwnFailure(Message::kConnectionsUnreadable,
                      {.subject = kConnectionFile, .reason = std::strerror(error)});
 }
 
 [[noreturn]] void FailToWrite() {
     const int code = QLIBCErrGet();
     if (code == QLIB_ERR_BAD_FORMAT || code == QLIB_ERR_OUT_OF_MEMORY) FailToRead();
-    throw OwnFailure("connections_unwritable",
+    throw OwnFailure(Message::kConnectionsUnwritable,
                      {.subject = kConnectionFile, .reason = std::strerror(errno)});
 }
 
@@ -108,7 +108,7 @@ Connection FromSection(const std::string &name, const QLIBSZHASH *map) {
 std::string Decipher(const std::string &cipher, const Facts &facts) {
     std::array<char, 1024> clear{};
     if (QLIBCryptSzDecrypt(cipher.c_str(), clear.data(), clear.size()) != 0) {
-        throw OwnFailure("password_undecipherable", facts);
+        throw OwnFailure(Message::kPasswordUndecipherable, facts);
     }
     std::string password = clear.data();
     explicit_bzero(clear.data(), clear.size());
@@ -146,7 +146,7 @@ Json Connection::AsJson() const {
             {"password_stored", password_stored}};
 }
 
-Facts Connection::Known() const {
+Facts Connection::AsFacts() const {
     return {.connection = name, .server = Servers(), .bind_dn = bind_dn, .subject = base};
 }
 
@@ -156,7 +156,7 @@ void CheckConnectionName(const std::string &name) {
         std::ranges::all_of(name, [](unsigned char c) {
             return (std::isalnum(c) != 0 && c < 0x80) || c == '_' || c == '.' || c == '-';
         });
-    if (!good) throw OwnFailure("bad_name", {.subject = name});
+    if (!good) throw OwnFailure(Message::kBadName, {.subject = name});
 }
 
 std::vector<Connection> ReadConnections() {
@@ -185,9 +185,9 @@ std::optional<Connection> FindConnection(const std::string &name) {
 Connection ReadConnection(const std::string &name) {
     CheckConnectionName(name);
     std::optional<Connection> connection = FindConnection(name);
-    if (!connection) throw OwnFailure("connection_missing", {.connection = name});
+    if (!connection) throw OwnFailure(Message::kConnectionMissing, {.connection = name});
     if (connection->servers.empty()) {
-        throw OwnFailure("connection_incomplete",
+        throw OwnFailure(Message::kConnectionIncomplete,
                          {.connection = name, .subject = "server (--uri)"});
     }
     return *connection;
@@ -211,16 +211,18 @@ Host OpenConnection(const std::string &name, const Connection &connection) {
     ReadSection(name, map.get());
     std::optional<std::string> password;
     if (const std::string cipher = Value(map.get(), "bindpw"); !cipher.empty()) {
-        password = Decipher(cipher, connection.Known());
+        password = Decipher(cipher, connection.AsFacts());
     }
     return MakeHost(connection, password);
 }
 
-void SayConnection(Streams &streams, const Connection &connection) {
-    streams.Verbose(1, fmt::format("connection \"{}\": {} as {}, encryption {}", connection.name,
-                                   connection.Servers(),
-                                   connection.bind_dn.empty() ? "anonymous" : connection.bind_dn,
-                                   connection.SslName()));
+OpenedConnection OpenSaved(Streams &streams, const std::string &name) {
+    Connection saved = ReadConnection(name);
+    Host host = OpenConnection(name, saved);
+    streams.Verbose(
+        1, fmt::format("connection \"{}\": {} as {}, encryption {}", saved.name, saved.Servers(),
+                       saved.bind_dn.empty() ? "anonymous" : saved.bind_dn, saved.SslName()));
+    return {std::move(saved), std::move(host)};
 }
 
 void SaveConnection(const Connection &connection, const std::optional<std::string> &password) {
@@ -241,7 +243,7 @@ void RemoveKeys(const std::string &name, const std::vector<const char *> &keys) 
 void RemoveConnection(const std::string &name) {
     const int removed = QLIBCFileRemoveSection(kConnectionFile, name.c_str());
     if (removed < 0) FailToWrite();
-    if (removed == 0) throw OwnFailure("connection_missing", {.connection = name});
+    if (removed == 0) throw OwnFailure(Message::kConnectionMissing, {.connection = name});
 }
 
 }  // namespace zafo::cli

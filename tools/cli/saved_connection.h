@@ -28,7 +28,7 @@ struct Connection {
     std::string SslName() const;
     Json AsJson() const;
     // What messages about this connection mention.
-    Facts Known() const;
+    Facts AsFacts() const;
 };
 
 // Throws Failure ("bad_name").
@@ -43,8 +43,13 @@ Connection ReadConnection(const std::string &name);  // "connection_missing" whe
 // The record of a saved connection, with its password.
 Host OpenConnection(const std::string &name, const Connection &connection);
 
-// With --verbose: which server is asked, and as whom.
-void SayConnection(Streams &streams, const Connection &connection);
+struct OpenedConnection {
+    Connection saved;
+    Host host;
+};
+
+// Reads a saved connection and opens it; with --verbose says which server is asked, and as whom.
+OpenedConnection OpenSaved(Streams &streams, const std::string &name);
 
 // The record of settings that need not be saved.
 Host MakeHost(const Connection &connection, const std::optional<std::string> &password);

@@ -30,7 +30,7 @@ std::string ReadAll(int fd) {
         if (n <= 0) break;
         text.append(buffer, static_cast<size_t>(n));
     }
-    if (Interrupted()) throw OwnFailure("interrupted", {});
+    if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (text.ends_with('\n')) text.pop_back();
     if (text.ends_with('\r')) text.pop_back();
     return text;
@@ -40,12 +40,12 @@ std::string ReadPasswordFile(const std::string &path) {
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
-        throw OwnFailure("password_file_unreadable",
+        throw OwnFailure(Message::kPasswordFileUnreadable,
                          {.subject = path, .reason = std::strerror(errno)});
     }
     constexpr mode_t kOthers = S_IRGRP | S_IROTH | S_IWGRP | S_IWOTH;
     if ((status.st_mode & kOthers) != 0) {
-        throw OwnFailure("password_file_open",
+        throw OwnFailure(Message::kPasswordFileOpen,
                          {.subject = path,
                           .reason = fmt::format("its mode is {:04o}", status.st_mode & 07777U)});
     }
@@ -61,7 +61,7 @@ void CheckPassword(const std::string &password) {
                          : password.find_first_of("\r\n") != std::string::npos
                              ? "it has more than one line"
                              : nullptr;
-    if (reason != nullptr) throw OwnFailure("password_bad", {.reason = reason});
+    if (reason != nullptr) throw OwnFailure(Message::kPasswordBad, {.reason = reason});
 }
 
 }  // namespace
@@ -73,11 +73,11 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
     } else if (const std::string *path = invocation.Find("password-file")) {
         password = ReadPasswordFile(*path);
     } else {
-        if (!streams.CanAsk()) throw OwnFailure("password_needed", {});
+        if (!streams.CanAsk()) throw OwnFailure(Message::kPasswordNeeded, {});
         password = streams.Ask(fmt::format("Password of {}: ", OneLine(what)), /*echo=*/false);
         CheckPassword(password);
         if (streams.Ask("The same again: ", /*echo=*/false) != password) {
-            throw OwnFailure("password_mismatch", {});
+            throw OwnFailure(Message::kPasswordMismatch, {});
         }
     }
     CheckPassword(password);
@@ -96,7 +96,7 @@ void CheckStrength(const std::string &password, std::string_view name) {
     const char *reason = EqualIgnoringCase(password, name) ? "it is the user's name"
                          : characters < kLeast             ? "it has fewer than 8 characters"
                                                            : nullptr;
-    if (reason != nullptr) throw OwnFailure("password_weak", {.reason = reason});
+    if (reason != nullptr) throw OwnFailure(Message::kPasswordWeak, {.reason = reason});
 }
 
 std::string RandomPassword() {
@@ -110,11 +110,23 @@ std::string RandomPassword() {
         unsigned char byte = 0;
         if (getrandom(&byte, sizeof byte, 0) != sizeof byte) {
             if (errno == EINTR && !Interrupted()) continue;
-            throw OwnFailure("no_random", {.reason = std::strerror(errno)});
+            throw OwnFailure(Message::kNoRandom, {.reason = std::strerror(errno)});
         }
         if (byte < kFair) password += kCharacters[byte % kCharacters.size()];
     }
     return password;
+}
+
+std::string TakeUserPassword(Session &session, const std::string &name) {
+    if (session.invocation.Has("random-password")) return RandomPassword();
+    std::string password = TakePassword(session.streams, session.invocation, name);
+    if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
+    return password;
+}
+
+void PrintRandomPassword(Session &session, const std::string &password) {
+    if (session.invocation.Has("random-password") && session.Options().form != Form::kJson)
+        session.streams.Out(password + "\n");
 }
 
 }  // namespace zafo::cli

@@ -3,7 +3,7 @@
 // Passwords. No option takes one: command lines can be read by everybody.
 #pragma once
 
-#include "tools/cli/streams.h"
+#include "tools/cli/session.h"
 
 #include <string>
 
@@ -23,5 +23,11 @@ void CheckStrength(const std::string &password, std::string_view name);
 // 20 characters that are hard to mistake for each other, from the system's random source: about
 // 116 bits.
 std::string RandomPassword();
+
+// A user's new password: typed, read or made, and checked.
+std::string TakeUserPassword(Session &session, const std::string &name);
+
+// Where --random-password has made one: what standard output gets.
+void PrintRandomPassword(Session &session, const std::string &password);
 
 }  // namespace zafo::cli

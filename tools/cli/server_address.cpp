@@ -84,7 +84,7 @@ std::string ServerAddress::BareHost() const {
 TypedAddress ParseTypedAddress(std::string_view text) {
     const std::string whole(text);
     const auto refuse = [&](const char *reason) -> TypedAddress {
-        throw OwnFailure("bad_address", {.subject = whole, .reason = reason});
+        throw OwnFailure(Message::kBadAddress, {.subject = whole, .reason = reason});
     };
     TypedAddress typed;
     typed.scheme = TakeScheme(text);

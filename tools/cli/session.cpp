@@ -8,9 +8,10 @@
 namespace zafo::cli {
 
 void RefuseUsage(const Session &session, std::string reason) {
-    throw OwnFailure("usage", {.subject = fmt::format("{} {} --help", session.program.name,
-                                                      FullName(*session.invocation.command)),
-                               .reason = std::move(reason)});
+    throw OwnFailure(Message::kUsage,
+                     {.subject = fmt::format("{} {} --help", session.program.name,
+                                             FullName(*session.invocation.command)),
+                      .reason = std::move(reason)});
 }
 
 void Confirm(Session &session, const std::string &doing, const std::string &question,
@@ -20,11 +21,12 @@ void Confirm(Session &session, const std::string &doing, const std::string &ques
     std::string lines;
     for (const std::string &detail : details)
         lines += (lines.empty() ? "" : "\n") + OneLine(detail);
-    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = doing}, lines);
+    if (!streams.CanAsk())
+        throw OwnFailure(Message::kConfirmationNeeded, {.subject = doing}, lines);
     const std::string answer = streams.Ask(
         fmt::format("{}{}{} [y/N] ", lines, lines.empty() ? "" : "\n", question), /*echo=*/true);
     if (answer != "y" && answer != "Y" && answer != "yes") {
-        throw OwnFailure("refused", {.subject = doing});
+        throw OwnFailure(Message::kRefused, {.subject = doing});
     }
 }
 

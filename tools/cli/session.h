@@ -22,9 +22,6 @@ struct Session {
     const std::string &Argument(std::string_view name) const { return *invocation.Find(name); }
 };
 
-// Carries a command out; returns the exit code, throws Failure.
-using Handler = int (*)(Session &);
-
 // Throws Failure ("usage") that points to the command's help.
 [[noreturn]] void RefuseUsage(const Session &session, std::string reason);
 

@@ -80,7 +80,7 @@ class InterruptibleInput {
         pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
         while (!Interrupted() && ppoll(&input, 1, nullptr, &before_) < 0 && errno == EINTR) {
         }
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     }
 
   private:
@@ -113,7 +113,7 @@ std::string AsJson(const Failure &failure) {
     json["code"] = failure.exit_code;
     json["ldap_code"] =
         failure.ldap_code != 0 ? nlohmann::ordered_json(failure.ldap_code) : nullptr;
-    json["key"] = failure.section + "." + failure.key;
+    json["key"] = fmt::format("{}.{}", failure.Section(), failure.Key());
     json["message"] = failure.message;
     json["hint"] = failure.hint;
     json["detail"] = failure.detail.empty() ? nullptr : nlohmann::ordered_json(failure.detail);
@@ -141,12 +141,13 @@ void Streams::Configure(const Globals &globals) {
 
 void Streams::Out(std::string_view text) {
     if (fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-        throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+        throw OwnFailure(Message::kOutputFailed, {.reason = std::strerror(errno)});
     }
 }
 
 void Streams::Flush() {
-    if (fflush(stdout) != 0) throw OwnFailure("output_failed", {.reason = std::strerror(errno)});
+    if (fflush(stdout) != 0)
+        throw OwnFailure(Message::kOutputFailed, {.reason = std::strerror(errno)});
 }
 
 bool Streams::ColorsOn(bool terminal) const {

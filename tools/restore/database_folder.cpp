@@ -48,7 +48,7 @@ std::vector<FileId> OpenableFiles(const std::string &folder) {
 }
 
 // What could not be looked at for want of descriptors is not known to be unused.
-void NeedMeans(const std::error_code &error) {
+void RequireMeans(const std::error_code &error) {
     if (error && IsShortage(error.value()))
         throw RootError("cannot see who uses the database", error.value());
 }
@@ -62,7 +62,7 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
         if (std::ranges::find(files, FileId(facts.st_dev, facts.st_ino)) != files.end())
             return true;
     }
-    NeedMeans(error);
+    RequireMeans(error);
     return false;
 }
 
@@ -145,7 +145,7 @@ std::optional<DatabaseUser> UserOf(const std::string &folder) {
         user.program = fs::read_symlink(at->path() / "exe", error).filename().string();
         return user;
     }
-    NeedMeans(error);
+    RequireMeans(error);
     return LockerOf(folder);
 }
 

@@ -5,75 +5,21 @@
 #include "platform/error.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
-#include "tools/zafoldap/account_checks.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <random>
 
 namespace zafo::cli {
 
 namespace {
-
-constexpr int kAttempts = 8;
-constexpr int kAlreadyExists = 68;
-
-bool IsUsable(const AccountKind &kind, std::uint32_t number) {
-    return !IsReservedNumber(number) && !LocalAccount(kind, number);
-}
-
-unsigned int UpTo(unsigned int most) {
-    std::random_device source;
-    return std::uniform_int_distribution<unsigned int>(0, most)(source);
-}
-
-// The next number at or after `number` that nobody has.
-std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kind,
-                       std::uint32_t number) {
-    while (!IsUsable(kind, number) || !directory.WithNumber(kind, number).empty())
-        ++number;
-    return number;
-}
-
-// One number of the library's choice. It says nothing more when the pool is full.
-std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind &kind) {
-    int number = -1;
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known("cn=zafoconf," + directory.Saved().base),
-                [&] { return number = kind.suggest(directory.Record()); });
-    if (Interrupted()) throw OwnFailure("interrupted", {});
-    if (failure && failure->key == "tool_ended") throw OwnFailure("pool_failed", {});
-    if (failure) throw *failure;
-    return static_cast<std::uint32_t>(number);
-}
-
-// The failure that the library reports as a taken name or number may be a look-up that failed:
-// asks again, which throws that failure.
-bool IsTaken(const AccountDirectory &directory, const AccountKind &kind, const Failure &failure,
-             const std::string &name, std::uint32_t number) {
-    if (failure.key == kind.name_taken) return directory.Find(kind, name).has_value();
-    return failure.key == kind.number_taken && !directory.WithNumber(kind, number).empty();
-}
 
 // Lines of a record that say how it changes, not what.
 constexpr std::string_view kDirectives[] = {"",  "add",    "delete",      "replace",
                                             "-", "newrdn", "deleteoldrdn"};
 
 }  // namespace
-
-void ChangePlan::Record(std::string dn, std::string_view type) {
-    entries_.push_back({std::move(dn), std::string(type), {}});
-}
-
-void ChangePlan::Line(std::string_view attribute, std::string_view value) {
-    entries_.back().lines.emplace_back(attribute, value);
-}
-
-void ChangePlan::Remark(std::string text) {
-    entries_.back().lines.emplace_back("", std::move(text));
-}
 
 void ChangePlan::Replace(std::string_view attribute, std::string_view value) {
     if (!entries_.back().lines.empty()) Line("-", "");
@@ -155,15 +101,6 @@ std::vector<std::string> NamesOf(const std::vector<Account> &accounts) {
     return names;
 }
 
-std::string Enumerated(const std::vector<std::string> &words) {
-    std::string text;
-    for (size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) text += i + 1 == words.size() ? " and " : ", ";
-        text += words[i];
-    }
-    return text;
-}
-
 void Leftovers::Add(std::string reason, std::string command, std::string_view detail) {
     reasons_.push_back(std::move(reason));
     if (!command.empty()) commands_.push_back(std::move(command));
@@ -172,7 +109,7 @@ void Leftovers::Add(std::string reason, std::string command, std::string_view de
 
 void Leftovers::ThrowIfAny(const std::string &done, int exit_code) const {
     if (None()) return;
-    Failure failure = OwnFailure("partly_done",
+    Failure failure = OwnFailure(Message::kPartlyDone,
                                  {.subject = done,
                                   .reason = fmt::format("{}", fmt::join(reasons_, "; ")),
                                   .finish = fmt::format("{}", fmt::join(commands_, " && "))},
@@ -186,90 +123,10 @@ const std::string &Reason(const Failure &failure) {
 }
 
 void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std::string command) {
-    Facts facts = directory.Known("");
+    Facts facts = directory.FactsAbout("");
     facts.reason = failure.message;
     facts.finish = std::move(command);
-    throw OwnFailure("state_unknown", facts, failure.detail);
-}
-
-std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
-                            unsigned int spread) {
-    const bool pool = directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const std::uint32_t number = AskForNumber(directory, kind);
-        if (!pool && spread > 0) return FreeFrom(directory, kind, number + UpTo(spread));
-        if (IsUsable(kind, number)) return number;
-        if (!pool) return FreeFrom(directory, kind, number + 1);
-    }
-    throw OwnFailure("pool_failed", {});
-}
-
-Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind,
-                      const std::string &name, const std::string &dn,
-                      std::optional<std::uint32_t> wanted,
-                      const std::function<int(std::uint32_t)> &create) {
-    for (int attempt = 0;; ++attempt) {
-        const std::uint32_t number = wanted ? *wanted : SuggestNumber(directory, kind);
-        std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.Known(name), [&] { return create(number); });
-        if (!failure) return {number, std::nullopt};
-        const bool number_taken = failure->key == kind.number_taken;
-        if (number_taken || failure->key == kind.name_taken) {
-            const bool taken = IsTaken(directory, kind, *failure, name, number);
-            if (number_taken && !wanted && attempt < kAttempts) continue;
-            if (!taken) throw *failure;
-            throw LibraryRefusal(failure->key,
-                                 directory.Known(number_taken ? std::to_string(number) : name));
-        }
-        // Somebody else made an entry of that name in between.
-        if (failure->ldap_code == kAlreadyExists)
-            throw LibraryRefusal(kind.name_taken, directory.Known(name));
-        const std::optional<bool> exists = directory.Exists(dn);
-        if (!exists) {
-            ThrowUnknown(directory, *failure,
-                         CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {name}));
-        }
-        if (*exists) return {number, std::move(failure)};
-        if (Interrupted()) throw OwnFailure("interrupted", {});
-        throw *failure;
-    }
-}
-
-std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind &kind,
-                           std::uint32_t number,
-                           const std::function<int(std::uint32_t)> &renumber) {
-    if (directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO) return number;
-    for (unsigned int spread = 4; directory.WithNumber(kind, number).size() > 1; spread *= 2) {
-        const std::uint32_t next = SuggestNumber(directory, kind, spread);
-        const std::optional<Failure> failure = Attempt(
-            directory.Out(), directory.Known(std::to_string(next)), [&] { return renumber(next); });
-        if (!failure) {
-            number = next;
-        } else if (failure->key != kind.number_taken || spread > 1024) {
-            throw *failure;
-        }
-    }
-    return number;
-}
-
-std::string ContainerOf(const Session &session, const AccountKind &kind) {
-    const std::string *given = session.invocation.Find("container");
-    if (given == nullptr) return std::string(kind.container);
-    const std::optional<SyntaxFault> fault =
-        given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
-    if (fault) {
-        throw OwnFailure(
-            "bad_dn", {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
-            WithCaret(*given, fault->position));
-    }
-    return *given;
-}
-
-std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind) {
-    std::string dn =
-        fmt::format("{},{}", ContainerOf(directory.Of(), kind), directory.Saved().base);
-    if (!directory.IsThere(dn)) throw OwnFailure("container_missing", directory.Known(dn));
-    return dn;
+    throw OwnFailure(Message::kStateUnknown, facts, failure.detail);
 }
 
 std::string PercentsDoubled(std::string_view text) {

@@ -6,8 +6,6 @@
 
 #include "tools/zafoldap/account_directory.h"
 
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,10 +20,14 @@ class ChangePlan {
   public:
     void Check(std::string text) { checks_.push_back(std::move(text)); }
     // Begins a record: "add", "modify", "modrdn" or "delete".
-    void Record(std::string dn, std::string_view type);
-    void Line(std::string_view attribute, std::string_view value);
+    void Record(std::string dn, std::string_view type) {
+        entries_.push_back({std::move(dn), std::string(type), {}});
+    }
+    void Line(std::string_view attribute, std::string_view value) {
+        entries_.back().lines.emplace_back(attribute, value);
+    }
     // What cannot be known before it is done.
-    void Remark(std::string text);
+    void Remark(std::string text) { entries_.back().lines.emplace_back("", std::move(text)); }
     void Replace(std::string_view attribute, std::string_view value);  // empty: removes it
     // A member of a group, listed twice, in or out ("add", "delete").
     void Member(const std::string &group_dn, std::string_view how, const std::string &name,
@@ -50,8 +52,6 @@ class ChangePlan {
 // The groups that list a user by name.
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name);
 std::vector<std::string> NamesOf(const std::vector<Account> &accounts);
-// "a, b and c"
-std::string Enumerated(const std::vector<std::string> &words);
 
 // What could not be done after something had been changed, and how to finish.
 class Leftovers {
@@ -74,34 +74,6 @@ const std::string &Reason(const Failure &failure);
 // shows it.
 [[noreturn]] void ThrowUnknown(const AccountDirectory &directory, const Failure &failure,
                                std::string command);
-
-// A free number that is not reserved and belongs to no local account. On the appliance's own kind
-// of server it is taken out of the pool. `spread`: up to so many numbers further on, at random.
-std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
-                            unsigned int spread = 0);
-
-struct Created {
-    std::uint32_t number;
-    std::optional<Failure> after;  // what failed once the entry was there
-};
-
-// Makes an entry with the wanted number, or with suggested ones until one is not taken by
-// somebody else in between. Throws when no entry was made, or nobody can say whether one was.
-Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind,
-                      const std::string &name, const std::string &dn,
-                      std::optional<std::uint32_t> wanted,
-                      const std::function<int(std::uint32_t)> &create);
-
-// On a server without a pool two programs can choose the same number at the same time. Gives a
-// new account other numbers until it is the only one with its own; the number it then has.
-std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind &kind,
-                           std::uint32_t number, const std::function<int(std::uint32_t)> &renumber);
-
-// Throws Failure ("container_missing") unless the parent of new accounts exists; gives its DN.
-std::string NeedContainer(const AccountDirectory &directory, const AccountKind &kind);
-
-// The container that the command line names, or the kind's own.
-std::string ContainerOf(const Session &session, const AccountKind &kind);
 
 // A DN in which the library takes "%%" for "%".
 std::string PercentsDoubled(std::string_view text);

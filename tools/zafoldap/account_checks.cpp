@@ -4,16 +4,13 @@
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
+#include "tools/zafoldap/local_accounts.h"
 
 #include <fmt/format.h>
-#include <grp.h>
-#include <pwd.h>
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <cstdio>
-#include <memory>
 
 namespace zafo::cli {
 
@@ -23,7 +20,7 @@ constexpr size_t kLongestName = 32;
 constexpr size_t kLongestAnyName = 255;  // a folder's name
 
 [[noreturn]] void RefuseName(const std::string &name, const char *reason) {
-    throw OwnFailure("account_name",
+    throw OwnFailure(Message::kAccountName,
                      {.subject = fmt::format("\"{}\"", OneLine(name)), .reason = reason});
 }
 
@@ -62,25 +59,6 @@ const char *FaultOfUsualName(const std::string &name) {
                                                  : nullptr;
 }
 
-struct CloseFile {
-    void operator()(FILE *file) const { fclose(file); }
-};
-
-// The first entry of "/etc/passwd" or "/etc/group" that `wanted` takes. The files themselves are
-// read: the name service of this system may know the directory's accounts as well.
-template <typename Row, typename Wanted>
-std::optional<std::string> LocalName(const char *path, Row *(*next)(FILE *), Wanted wanted) {
-    const std::unique_ptr<FILE, CloseFile> file(fopen(path, "re"));
-    if (file == nullptr) return std::nullopt;
-    while (const Row *row = next(file.get())) {
-        if (wanted(*row)) {
-            if constexpr (std::is_same_v<Row, passwd>) return row->pw_name;
-            if constexpr (std::is_same_v<Row, group>) return row->gr_name;
-        }
-    }
-    return std::nullopt;
-}
-
 // Attributes that an option of their own sets, and those that are secrets.
 constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
     {"uid", "the name"},
@@ -100,6 +78,20 @@ constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
     {"dn", "zafoldap user rename"},
 };
 
+std::string ReadContainer(const Session &session, const AccountKind &kind) {
+    const std::string *given = session.invocation.Find("container");
+    if (given == nullptr) return std::string(kind.container);
+    const std::optional<SyntaxFault> fault =
+        given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
+    if (fault) {
+        throw OwnFailure(
+            Message::kBadDn,
+            {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
+            WithCaret(*given, fault->position));
+    }
+    return *given;
+}
+
 }  // namespace
 
 void CheckName(const std::string &name) {
@@ -115,110 +107,30 @@ void CheckNewName(const std::string &name, bool any) {
     }
 }
 
+void CheckNewName(const Session &session, const AccountKind &kind, const std::string &name) {
+    const bool any = session.invocation.Has("any-name");
+    CheckNewName(name, any);
+    if (&kind == &kUserKind && !any && IsLocalUser(name))
+        throw OwnFailure(Message::kNameLocal, {.subject = name});
+}
+
+std::optional<std::uint32_t> ReadNumber(const Session &session, const AccountKind &kind) {
+    const std::string *given = session.invocation.Find(kind.number);
+    if (given == nullptr) return std::nullopt;
+    return ParseAccountNumber(fmt::format("--{}", kind.number), *given);
+}
+
+NewAccount ReadNewAccount(const Session &session, const AccountKind &kind) {
+    const std::string &name = session.Argument("NAME");
+    CheckNewName(session, kind, name);
+    return {name, ReadContainer(session, kind), ReadNumber(session, kind)};
+}
+
 void CheckChangeableName(const std::string &name) {
     CheckName(name);
     if (name.find_first_of("*()\\") != std::string::npos) {
-        throw OwnFailure("unusual_name", {.subject = fmt::format("\"{}\"", name)});
+        throw OwnFailure(Message::kUnusualName, {.subject = fmt::format("\"{}\"", name)});
     }
-}
-
-bool IsReservedNumber(std::uint64_t number) {
-    return number == 0 || number == 65534 || number == 65535 || number >= UID_ERR;
-}
-
-std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number of that size"
-                         : IsReservedNumber(number) ? "it is reserved"
-                                                    : nullptr;
-    if (reason != nullptr) {
-        throw OwnFailure("account_number", {.subject = fmt::format("{} {}", option, OneLine(text)),
-                                            .reason = reason});
-    }
-    return static_cast<std::uint32_t>(number);
-}
-
-std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number) {
-    if (&kind == &kUserKind) {
-        return LocalName<passwd>("/etc/passwd", fgetpwent,
-                                 [&](const passwd &row) { return row.pw_uid == number; });
-    }
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_gid == number; });
-}
-
-bool IsLocalUser(const std::string &name) {
-    return LocalName<passwd>("/etc/passwd", fgetpwent,
-                             [&](const passwd &row) { return row.pw_name == name; })
-        .has_value();
-}
-
-bool IsLocalGroup(const std::string &name) {
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_name == name; })
-        .has_value();
-}
-
-std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind) {
-    std::map<std::string, std::uint64_t, std::less<>> accounts;
-    if (&kind == &kUserKind) {
-        LocalName<passwd>("/etc/passwd", fgetpwent, [&](const passwd &row) {
-            accounts.emplace(row.pw_name, row.pw_uid);
-            return false;
-        });
-    } else {
-        LocalName<group>("/etc/group", fgetgrent, [&](const group &row) {
-            accounts.emplace(row.gr_name, row.gr_gid);
-            return false;
-        });
-    }
-    return accounts;
-}
-
-void CheckNumberIsFree(const AccountDirectory &directory, const AccountKind &kind,
-                       std::uint32_t number) {
-    const std::string text = std::to_string(number);
-    if (const auto local = LocalAccount(kind, number)) {
-        throw OwnFailure("number_local", {.subject = text, .reason = *local});
-    }
-    const std::optional<Pool> pool = directory.PoolOf(kind);
-    if (pool && (number < pool->lowest || number > pool->highest)) {
-        throw OwnFailure(
-            "number_outside_pool",
-            {.subject = text, .reason = fmt::format("{} to {}", pool->lowest, pool->highest)});
-    }
-    if (!directory.WithNumber(kind, number).empty())
-        throw LibraryRefusal(kind.number_taken, {.subject = text});
-}
-
-std::uint32_t GidOf(const AccountDirectory &directory, const std::string &name,
-                    const std::string &dn) {
-    return ParseAccountNumber(
-        fmt::format("the number of the group {}:", name),
-        directory.ValueOf(dn, std::string(kGroupKind.filter), std::string(kGroupKind.number_attr)));
-}
-
-std::pair<std::string, std::uint32_t> NeedPrimaryGroup(const AccountDirectory &directory,
-                                                       const std::string &given) {
-    CheckName(given);
-    if (!OnlyDigits(given)) {
-        return {given, GidOf(directory, given, directory.Need(kGroupKind, given))};
-    }
-    const std::uint32_t gid = ParseAccountNumber("--gid", given);
-    const std::vector<std::string> dns = directory.WithNumber(kGroupKind, gid);
-    if (!dns.empty()) return {directory.NameOf(kGroupKind, dns.front()), gid};
-    if (const auto local = LocalAccount(kGroupKind, gid)) return {*local, gid};
-    throw OwnFailure("group_missing", directory.Known("with the number " + given));
-}
-
-void NeedClassFor(const AccountDirectory &directory, const Invocation &invocation,
-                  std::string_view option, unsigned int bit, unsigned int entry_classes) {
-    if (!invocation.Has(option) || (directory.HasClass(bit) && (entry_classes & bit) != 0)) return;
-    Facts facts = directory.Known(fmt::format("--{}", option));
-    facts.reason = bit == ZAFOLDAP_CLASS_INET_ORG_PERSON ? "inetOrgPerson" : "shadowAccount";
-    throw OwnFailure("class_missing", facts);
 }
 
 long ParseDate(const std::string &text) {
@@ -235,7 +147,7 @@ long ParseDate(const std::string &text) {
                                            std::chrono::month(static_cast<unsigned>(parts[1])),
                                            std::chrono::day(static_cast<unsigned>(parts[2]))};
     if (!shaped || !date.ok() || parts[0] <= 1970) {
-        throw OwnFailure("bad_date", {.subject = OneLine(text)});
+        throw OwnFailure(Message::kBadDate, {.subject = OneLine(text)});
     }
     return std::chrono::sys_days(date).time_since_epoch().count();
 }
@@ -254,22 +166,24 @@ void CheckText(std::string_view option, const std::string &text) {
                          : text.size() > 1023                  ? "it is longer than 1023 bytes"
                                                                : nullptr;
     if (reason != nullptr)
-        throw OwnFailure("bad_text", {.subject = std::string(option), .reason = reason});
+        throw OwnFailure(Message::kBadText, {.subject = std::string(option), .reason = reason});
 }
 
 void CheckPath(std::string_view option, const std::string &text) {
     CheckText(option, text);
     if (!text.starts_with('/')) {
-        throw OwnFailure(
-            "bad_text", {.subject = std::string(option), .reason = "it does not begin with \"/\""});
+        throw OwnFailure(Message::kBadText, {.subject = std::string(option),
+                                             .reason = "it does not begin with \"/\""});
     }
 }
 
-void CheckMail(const std::string &text) {
+void CheckMail(std::string_view option, const std::string &text) {
     const bool good = IsPlainAscii(text) && text.find(' ') == std::string::npos &&
                       text.find('@') != std::string::npos && text.front() != '@' &&
                       text.back() != '@';
-    if (!good) throw OwnFailure("bad_text", {.subject = "--mail", .reason = "it is no address"});
+    if (!good)
+        throw OwnFailure(Message::kBadText,
+                         {.subject = std::string(option), .reason = "it is no address"});
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {
@@ -286,8 +200,9 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
     }
     std::string value = text.substr(equals + 1);
     if (!OneLineOfText(value)) {
-        throw OwnFailure("bad_text", {.subject = fmt::format("--set {}", attribute),
-                                      .reason = "it holds control characters or is not UTF-8"});
+        throw OwnFailure(Message::kBadText,
+                         {.subject = fmt::format("--set {}", attribute),
+                          .reason = "it holds control characters or is not UTF-8"});
     }
     return {attribute, std::move(value)};
 }

@@ -30,7 +30,9 @@ struct FoundEntry {
 
 // The key of the failure that the library or the platform has just had.
 std::string Reported(const AccountDirectory &directory) {
-    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {}, directory.Out().ToolWords()).key;
+    const Failure failure =
+        LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {}, directory.Out().ToolWords());
+    return std::string(failure.Key());
 }
 
 Candidate AsRead(const ZAFOUSER &user) {

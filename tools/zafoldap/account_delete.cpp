@@ -2,11 +2,13 @@
 //
 // user delete and group delete: says what it will touch, asks, deletes one after the other and
 // stops at the first that fails.
+#include "tools/zafoldap/account_delete.h"
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/membership.h"
 
 #include <fmt/format.h>
@@ -76,11 +78,11 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
                   const Failure &failure) {
     const std::optional<bool> exists = directory.Exists(one.account.dn);
     if (!exists) {
-        ThrowUnknown(
-            directory, failure,
-            CommandLine(directory.Of(), fmt::format("{} show", kind.noun), {one.account.name}));
+        ThrowUnknown(directory, failure,
+                     CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun),
+                                 {one.account.name}));
     }
-    if (*exists && Interrupted()) throw OwnFailure("interrupted", {});
+    if (*exists && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (*exists || &kind != &kUserKind) throw failure;
     Leftovers left;
     FinishMemberships(directory, one.account.name, "", left);
@@ -96,7 +98,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
         (i < at ? done : undone).push_back(all[i].account.name);
     Leftovers left;
     left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
-             CommandLine(directory.Of(), fmt::format("{} delete", kind.noun), undone),
+             CommandLine(directory.TheSession(), fmt::format("{} delete", kind.noun), undone),
              failure.detail);
     left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)),
                     failure.exit_code == 130 ? 130 : 7);
@@ -107,10 +109,10 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
                Delete remove) {
     std::vector<std::string> attributes;
     if (!one.groups.empty()) attributes = {"memberUid", "member"};
-    Logged(directory.Of(), one.account.dn, attributes, [&] {
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+    Logged(directory.TheSession(), one.account.dn, attributes, [&] {
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.Known(one.account.name),
+            Attempt(directory.Out(), directory.FactsAbout(one.account.name),
                     [&] { return remove(directory.Record(), one.account.name.c_str()); });
         if (failure) FinishDelete(directory, kind, one, *failure);
     });
@@ -123,10 +125,9 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
         CheckChangeableName(name);
         if (std::ranges::count(names, name) == 0) names.push_back(name);
     }
-    AccountDirectory directory(session);
-    directory.LearnServer(kind);
+    const AccountDirectory directory(session, kind);
     std::vector<Doomed> all;
-    for (const Account &account : directory.NeedAll(kind, names))
+    for (const Account &account : directory.RequireAll(kind, names))
         all.push_back(doom(directory, account));
     if (session.Options().dry_run) {
         PlanOf(directory, all).Print(session);
@@ -151,14 +152,48 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
     return 0;
 }
 
-}  // namespace
-
 int DeleteUsers(Session &session) {
     return DeleteAccounts(session, kUserKind, DoomedUser, ZAFOLDAPBrowserDeleteUser);
 }
 
 int DeleteGroups(Session &session) {
     return DeleteAccounts(session, kGroupKind, DoomedGroup, ZAFOLDAPBrowserDeleteGroup);
+}
+
+}  // namespace
+
+Command UserDeleteCommand() {
+    return {
+        .noun = "user",
+        .verb = "delete",
+        .aliases = {"rm"},
+        .run = DeleteUsers,
+        .summary = "Delete users",
+        .description =
+            "Says which groups list each user, asks, then deletes the entries one after the "
+            "other and takes their names out of all groups. Home folders stay. All names are "
+            "looked up before the first is deleted; it stops at the first that cannot be deleted "
+            "and says what was done. Without a terminal --yes is needed.",
+        .arguments = {kUsersArgument},
+        .examples = {{"zafoldap user delete anna", "asks first"},
+                     {"zafoldap user rm anna bob --yes", "does not ask"}},
+        .exits = {3, 4, 6, 7, 8, 130}};
+}
+
+Command GroupDeleteCommand() {
+    return {.noun = "group",
+            .verb = "delete",
+            .aliases = {"rm"},
+            .run = DeleteGroups,
+            .summary = "Delete groups",
+            .description =
+                "Says how many members each group lists and how many users have it as "
+                "their primary group, asks, then deletes the entries. Users and other "
+                "groups are not touched. Without a terminal --yes is needed.",
+            .arguments = {kGroupsArgument},
+            .examples = {{"zafoldap group delete staff", "asks first"},
+                         {"zafoldap group rm staff --yes", "does not ask"}},
+            .exits = {3, 4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

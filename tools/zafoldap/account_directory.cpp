@@ -4,11 +4,14 @@
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/local_accounts.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <new>
 
 namespace zafo::cli {
@@ -19,7 +22,7 @@ constexpr size_t kLongestDn = 1024;  // with its end
 constexpr int kNoSuchObject = 32;
 
 // Functions that deal with memberships want a login suffix; those here do not use it.
-void NeedSuffix(Host &host) {
+void EnsureLoginSuffix(Host &host) {
     if (host.Record().szLoginSuffix == nullptr) host.Set(LDAP_HOST_ATTR_LOGIN_SUFFIX, "localhost");
 }
 
@@ -31,42 +34,6 @@ bool IsPlainWord(std::string_view word) {
 }
 
 }  // namespace
-
-const AccountKind kUserKind = {.noun = "user",
-                               .number = "uid",
-                               .filter = "objectClass=posixAccount",
-                               .name_attr = "uid",
-                               .number_attr = "uidNumber",
-                               .container = "cn=users",
-                               .schema_bit = ZAFOLDAP_CLASS_POSIX_ACCOUNT,
-                               .schema_class = "posixAccount",
-                               .missing = "user_missing",
-                               .name_taken = "ldap_username_already_exists",
-                               .number_taken = "ldap_uid_already_exists",
-                               .lowest = ZAFOLDAP_XID_MIN_UID,
-                               .highest = ZAFOLDAP_XID_MAX_UID,
-                               .current = ZAFOLDAP_XID_CUR_UID,
-                               .dn_of_name = ZAFOLDAPBrowserGetDNByUserUID,
-                               .dns_of_number = ZAFOLDAPBrowserUserEnumByUIDNumber,
-                               .suggest = ZAFOLDAPBrowserSuggestUid};
-
-const AccountKind kGroupKind = {.noun = "group",
-                                .number = "gid",
-                                .filter = "objectClass=posixGroup",
-                                .name_attr = "cn",
-                                .number_attr = "gidNumber",
-                                .container = "cn=groups",
-                                .schema_bit = ZAFOLDAP_CLASS_POSIX_GROUP,
-                                .schema_class = "posixGroup",
-                                .missing = "group_missing",
-                                .name_taken = "ldap_groupname_already_exists",
-                                .number_taken = "ldap_gid_already_exists",
-                                .lowest = ZAFOLDAP_XID_MIN_GID,
-                                .highest = ZAFOLDAP_XID_MAX_GID,
-                                .current = ZAFOLDAP_XID_CUR_GID,
-                                .dn_of_name = ZAFOLDAPBrowserGetDNByGroupCN,
-                                .dns_of_number = ZAFOLDAPBrowserGroupEnumByGIDNumber,
-                                .suggest = ZAFOLDAPBrowserSuggestGid};
 
 NameList::NameList() : list_(QLIBCSzListAlloc(1024)) {
     if (list_ == nullptr) throw std::bad_alloc();
@@ -87,30 +54,27 @@ std::vector<std::string> NameList::Names() const {
 }
 
 AccountDirectory::AccountDirectory(Session &session)
-    : session_(session),
-      connection_(ReadConnection(session.Options().connection)),
-      host_(OpenConnection(connection_.name, connection_)) {
-    if (connection_.base.empty()) {
-        throw OwnFailure("connection_incomplete",
-                         {.connection = connection_.name, .subject = "base DN (--base)"});
+    : session_(session), opened_(OpenSaved(session.streams, session.Options().connection)) {
+    if (opened_.saved.base.empty()) {
+        throw OwnFailure(Message::kConnectionIncomplete,
+                         {.connection = opened_.saved.name, .subject = "base DN (--base)"});
     }
-    NeedSuffix(host_);
-    SayConnection(session.streams, connection_);
+    EnsureLoginSuffix(opened_.host);
 }
 
-Facts AccountDirectory::Known(const std::string &subject) const {
-    Facts facts = connection_.Known();
+AccountDirectory::AccountDirectory(Session &session, const AccountKind &changed)
+    : AccountDirectory(session) {
+    ZAFOLDAP_HOST &record = opened_.host.Record();
+    Run(opened_.saved.base, [&] { return ZAFOLDAPHostGetSupportedSchema(&record); });
+    Run(opened_.saved.base, [&] { return ZAFOLDAPBrowserCheckServerType(&record); });
+    if (!HasClass(changed.schema_bit))
+        throw OwnFailure(Message::kCheckSchema, FactsAbout(std::string(changed.schema_class)));
+}
+
+Facts AccountDirectory::FactsAbout(const std::string &subject) const {
+    Facts facts = opened_.saved.AsFacts();
     facts.subject = OneLine(subject);
     return facts;
-}
-
-void AccountDirectory::LearnServer(const AccountKind &kind) {
-    ZAFOLDAP_HOST &record = host_.Record();
-    Run(connection_.base, [&] { return ZAFOLDAPHostGetSupportedSchema(&record); });
-    Run(connection_.base, [&] { return ZAFOLDAPBrowserCheckServerType(&record); });
-    if (!HasClass(kind.schema_bit)) {
-        throw OwnFailure("check_schema", Known(std::string(kind.schema_class)));
-    }
 }
 
 std::optional<std::string> AccountDirectory::Find(const AccountKind &kind,
@@ -120,9 +84,9 @@ std::optional<std::string> AccountDirectory::Find(const AccountKind &kind,
         return kind.dn_of_name(Record(), EscapedForFilter(name).c_str(), dn.data(), dn.size());
     });
     if (found == 0) return std::nullopt;
-    if (found > 1) throw OwnFailure("name_ambiguous", Known(name), Others(kind, name));
+    if (found > 1) throw OwnFailure(Message::kNameAmbiguous, FactsAbout(name), Others(kind, name));
     const std::string text = dn.data();
-    if (text.size() + 1 == dn.size()) throw OwnFailure("too_long", Known(name));
+    if (text.size() + 1 == dn.size()) throw OwnFailure(Message::kTooLong, FactsAbout(name));
     return text;
 }
 
@@ -137,32 +101,32 @@ Json AccountDirectory::DnOrNull(const AccountKind &kind, const std::string &name
 
 // The DNs of all accounts of a name, one on a line.
 std::string AccountDirectory::Others(const AccountKind &kind, const std::string &name) const {
-    Search search(Out(), host_,
+    Search search(Out(), opened_.host,
                   {.base = std::nullopt,
                    .filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
                                          EscapedForFilter(name)),
                    .attributes = {"1.1"}},
-                  Known(name));
+                  FactsAbout(name));
     std::string lines;
     while (const Entry *entry = search.Next())
         lines += fmt::format("{}{}", lines.empty() ? "" : "\n", OneLine(entry->dn));
     return lines;
 }
 
-std::string AccountDirectory::Need(const AccountKind &kind, const std::string &name) const {
+std::string AccountDirectory::Require(const AccountKind &kind, const std::string &name) const {
     std::optional<std::string> dn = Find(kind, name);
-    if (!dn) throw OwnFailure(kind.missing, Known(name));
+    if (!dn) throw OwnFailure(kind.missing, FactsAbout(name));
     return *dn;
 }
 
-Account AccountDirectory::NeedAccount(const AccountKind &kind, const std::string &name) const {
-    Account account{name, Need(kind, name)};
-    Search search(Out(), host_,
+Account AccountDirectory::RequireAccount(const AccountKind &kind, const std::string &name) const {
+    Account account{name, Require(kind, name)};
+    Search search(Out(), opened_.host,
                   {.base = account.dn,
                    .filter = {},
                    .scope = "base",
                    .attributes = {std::string(kind.name_attr)}},
-                  Known(account.dn));
+                  FactsAbout(account.dn));
     if (const Entry *entry = search.Next()) {
         for (const Attribute &attribute : entry->attributes) {
             for (std::string_view value : attribute.values) {
@@ -173,18 +137,18 @@ Account AccountDirectory::NeedAccount(const AccountKind &kind, const std::string
     return account;
 }
 
-std::vector<Account> AccountDirectory::NeedAll(const AccountKind &kind,
-                                               const std::vector<std::string> &names) const {
+std::vector<Account> AccountDirectory::RequireAll(const AccountKind &kind,
+                                                  const std::vector<std::string> &names) const {
     std::vector<Account> accounts;
     std::string missing;
     for (const std::string &name : names) {
         if (Find(kind, name)) {
-            accounts.push_back(NeedAccount(kind, name));
+            accounts.push_back(RequireAccount(kind, name));
         } else {
             missing += (missing.empty() ? "" : ", ") + name;
         }
     }
-    if (!missing.empty()) throw OwnFailure(kind.missing, Known(missing));
+    if (!missing.empty()) throw OwnFailure(kind.missing, FactsAbout(missing));
     return accounts;
 }
 
@@ -202,9 +166,9 @@ std::string AccountDirectory::NameOf(const AccountKind &kind, const std::string 
 
 bool AccountDirectory::IsThere(const std::string &dn) const {
     try {
-        Search search(Out(), host_,
+        Search search(Out(), opened_.host,
                       {.base = dn, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-                      Known(dn));
+                      FactsAbout(dn));
         return search.Next() != nullptr;
     } catch (const Failure &failure) {
         if (failure.ldap_code == kNoSuchObject) return false;
@@ -227,7 +191,7 @@ std::uint64_t AccountDirectory::PoolValue(int type) const {
 }
 
 std::optional<Pool> AccountDirectory::PoolOf(const AccountKind &kind) const {
-    if (host_.Record().nServerType != ZAFOLDAP_SERVER_ZAFO) return std::nullopt;
+    if (opened_.host.Record().nServerType != ZAFOLDAP_SERVER_ZAFO) return std::nullopt;
     const Pool pool{PoolValue(kind.lowest), PoolValue(kind.highest)};
     if (pool.highest == 0) return std::nullopt;
     return pool;
@@ -236,9 +200,9 @@ std::optional<Pool> AccountDirectory::PoolOf(const AccountKind &kind) const {
 std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &filter,
                                       const std::string &attribute) const {
     try {
-        Search search(Out(), host_,
+        Search search(Out(), opened_.host,
                       {.base = dn, .filter = filter, .scope = "base", .attributes = {attribute}},
-                      Known(dn));
+                      FactsAbout(dn));
         const Entry *entry = search.Next();
         if (entry == nullptr || entry->attributes.empty()) return {};
         return std::string(entry->attributes.front().values.front());
@@ -246,6 +210,84 @@ std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &
         if (failure.ldap_code == kNoSuchObject) return {};
         throw;
     }
+}
+
+std::string AccountDirectory::RequireNew(const AccountKind &kind, const NewAccount &account) const {
+    RequireClasses(kind, ~0U);
+    std::string dn = fmt::format("{}={},{}", kind.name_attr, EscapedForDn(account.name),
+                                 RequireContainer(account.container));
+    if (Find(kind, account.name)) throw OwnFailure(kind.name_taken, FactsAbout(account.name));
+    if (account.number) RequireFreeNumber(kind, *account.number);
+    return dn;
+}
+
+std::string AccountDirectory::RequireContainer(const std::string &container) const {
+    std::string dn = fmt::format("{},{}", container, opened_.saved.base);
+    if (!IsThere(dn)) throw OwnFailure(Message::kContainerMissing, FactsAbout(dn));
+    return dn;
+}
+
+void AccountDirectory::RequireFreeNumber(const AccountKind &kind, std::uint32_t number) const {
+    const std::string text = std::to_string(number);
+    if (const auto local = LocalAccount(kind, number))
+        throw OwnFailure(Message::kNumberLocal, {.subject = text, .reason = *local});
+    const std::optional<Pool> pool = PoolOf(kind);
+    if (pool && (number < pool->lowest || number > pool->highest)) {
+        throw OwnFailure(
+            Message::kNumberOutsidePool,
+            {.subject = text, .reason = fmt::format("{} to {}", pool->lowest, pool->highest)});
+    }
+    if (!WithNumber(kind, number).empty()) throw OwnFailure(kind.number_taken, {.subject = text});
+}
+
+void AccountDirectory::RequireClasses(const AccountKind &kind, unsigned int entry_classes) const {
+    for (const ClassOption &row : kind.class_options) {
+        const bool has = HasClass(row.schema_bit) && (entry_classes & row.schema_bit) != 0;
+        if (has || !session_.invocation.Has(row.option)) continue;
+        Facts facts = FactsAbout(fmt::format("--{}", row.option));
+        facts.reason = row.schema_class;
+        throw OwnFailure(Message::kClassMissing, facts);
+    }
+}
+
+std::uint32_t AccountDirectory::GidOf(const std::string &name, const std::string &dn) const {
+    return ParseAccountNumber(
+        fmt::format("the number of the group {}:", name),
+        ValueOf(dn, std::string(kGroupKind.filter), std::string(kGroupKind.number_attr)));
+}
+
+PrimaryGroup AccountDirectory::RequirePrimaryGroup(const std::string *given) const {
+    if (given == nullptr) {
+        const std::optional<std::string> dn = Find(kGroupKind, "users");
+        if (!dn) throw OwnFailure(Message::kGidNeeded, {});
+        return {"users", GidOf("users", *dn)};
+    }
+    if (given->find_first_not_of("0123456789") != std::string::npos)
+        return {*given, GidOf(*given, Require(kGroupKind, *given))};
+    const std::uint32_t gid = ParseAccountNumber("--gid", *given);
+    const std::vector<std::string> dns = WithNumber(kGroupKind, gid);
+    if (!dns.empty()) return {NameOf(kGroupKind, dns.front()), gid};
+    if (const auto local = LocalAccount(kGroupKind, gid)) return {*local, gid};
+    throw OwnFailure(Message::kGroupMissing, FactsAbout("with the number " + *given));
+}
+
+bool IsReservedNumber(std::uint64_t number) {
+    return number == 0 || number == 65534 || number == 65535 || number >= UID_ERR;
+}
+
+std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text) {
+    std::uint64_t number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
+    const char *reason = !whole                     ? "it is not a number of that size"
+                         : IsReservedNumber(number) ? "it is reserved"
+                                                    : nullptr;
+    if (reason != nullptr) {
+        throw OwnFailure(
+            Message::kAccountNumber,
+            {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
+    }
+    return static_cast<std::uint32_t>(number);
 }
 
 std::string CommandWord(std::string_view word) {

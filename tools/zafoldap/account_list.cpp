@@ -49,18 +49,18 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 
 bool IsCutOff(const Failure &failure) {
     return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
-           failure.key == "answer_endless";
+           failure.id == Message::kAnswerEndless;
 }
 
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {
-    Session &session = directory.Of();
+    Session &session = directory.TheSession();
     if (!session.invocation.Has("raw") && session.Options().form != Form::kLdif) return false;
     Search search(
         session.streams, directory.TheHost(),
         {.base = dn, .filter = {}, .scope = "base", .attributes = session.Options().fields},
-        directory.Known(dn));
+        directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure(kind.missing, directory.Known(dn));
+    if (entry == nullptr) throw OwnFailure(kind.missing, directory.FactsAbout(dn));
     const auto writer = MakeEntryWriter(session.streams, session.document, session.Options().fields,
                                         /*single=*/true);
     writer->Write(*entry);
@@ -69,7 +69,7 @@ bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const s
 }
 
 int ListAccounts(const AccountDirectory &directory, const ListRequest &request) {
-    Session &session = directory.Of();
+    Session &session = directory.TheSession();
     const ListLayout layout = LayoutOf(session, request.fields);
     const bool only_name = layout.fields.size() == 1 && layout.fields.front().key == "name";
     const int limit = LimitOf(session);
@@ -80,7 +80,7 @@ int ListAccounts(const AccountDirectory &directory, const ListRequest &request) 
                   {.base = std::nullopt,
                    .filter = FilterOf(session, request.kind),
                    .attributes = std::move(attributes)},
-                  directory.Known(directory.Saved().base));
+                  directory.FactsAbout(directory.Saved().base));
     ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
     try {
         const bool complete = PrintAll(search, writer, request, only_name, limit);
@@ -88,7 +88,7 @@ int ListAccounts(const AccountDirectory &directory, const ListRequest &request) 
         if (!complete)
             session.streams.Note(fmt::format("there are more; --limit {} ended the list", limit));
     } catch (const Failure &failure) {
-        if (failure.key != "output_failed") writer.Finish(/*ok=*/false, /*complete=*/false);
+        if (failure.id != Message::kOutputFailed) writer.Finish(/*ok=*/false, /*complete=*/false);
         throw;
     }
     if (request.cut) throw *request.cut;

@@ -92,7 +92,7 @@ class Checker {
           connection_(connection),
           host_(std::move(host)),
           settings_(std::move(settings)),
-          facts_(connection.Known()) {}
+          facts_(connection.AsFacts()) {}
 
     std::optional<Failure> Run(const std::function<void(const CheckStep &)> &on_step) {
         struct Row {
@@ -137,7 +137,7 @@ class Checker {
 
     CheckStep Settings() {
         if (connection_.base.empty()) {
-            throw OwnFailure("connection_incomplete",
+            throw OwnFailure(Message::kConnectionIncomplete,
                              {.connection = connection_.name, .subject = "base DN (--base)"});
         }
         return Ok(settings_);
@@ -155,7 +155,7 @@ class Checker {
                 fmt::format("{}{} is {}", found.empty() ? "" : ", ", server.host, Numeric(*list));
         }
         if (found.empty()) {
-            throw OwnFailure("check_name", {.subject = missing, .reason = reason});
+            throw OwnFailure(Message::kCheckName, {.subject = missing, .reason = reason});
         }
         if (missing.empty()) return Ok(found);
         return Warning(fmt::format("{}; {} is not known: {}", found, missing, reason));
@@ -172,7 +172,7 @@ class Checker {
                 code = TryConnect(*at);
                 connected = code == 0;
             }
-            if (Interrupted()) throw OwnFailure("interrupted", facts_);
+            if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts_);
             if (code != 0) reason = std::strerror(code);
             const std::string place = fmt::format("{} port {}", server.host, port);
             std::string &list_of = connected ? reached : failed;
@@ -180,7 +180,7 @@ class Checker {
             if (connected && first_reached_ == nullptr) first_reached_ = &server;
         }
         if (reached.empty()) {
-            throw OwnFailure("check_connect", {.subject = failed, .reason = reason});
+            throw OwnFailure(Message::kCheckConnect, {.subject = failed, .reason = reason});
         }
         if (failed.empty()) return Ok(reached);
         return Warning(fmt::format("{}; not {}: {}", reached, failed, reason));
@@ -199,7 +199,7 @@ class Checker {
         try {
             ReadRootDse(MakeHost(anonymous, std::nullopt));
         } catch (Failure &failure) {
-            if (failure.key == "tls_failed") {
+            if (failure.id == Message::kTlsFailed) {
                 const std::string fault = CertificateFault();
                 if (!fault.empty())
                     failure.detail += (failure.detail.empty() ? "" : "\n") + OneLine(fault);
@@ -343,7 +343,7 @@ class Checker {
             if ((host_.Record().nSchema & row.bit) != 0) continue;
             Facts facts = facts_;
             facts.subject = row.name;
-            throw OwnFailure("check_schema", facts);
+            throw OwnFailure(Message::kCheckSchema, facts);
         }
         return Ok(names);
     }

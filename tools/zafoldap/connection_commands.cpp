@@ -9,8 +9,8 @@
 #include "tools/cli/secret.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_record.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/connection_check.h"
-#include "tools/zafoldap/handlers.h"
 
 #include "platform/ldap.h"
 
@@ -22,6 +22,50 @@
 namespace zafo::cli {
 
 namespace {
+
+const Argument kConnectionName{
+    .name = "NAME", .help = "name of the saved connection", .kind = Kind::kConnection};
+
+const Argument kNewConnectionName{
+    .name = "NAME",
+    .help = "name to save it under: letters, digits, dots, underscores and hyphens, at most 64"};
+
+const Argument kMaybeConnectionName{
+    .name = "NAME",
+    .help = "name of the saved connection (default: the one of --connection)",
+    .kind = Kind::kConnection,
+    .required = false};
+
+Option Uri(bool required) {
+    return {.name = "uri",
+            .value = "HOST",
+            .help =
+                "the server: HOST, HOST:PORT, ldap://HOST or ldaps://HOST; give it again for "
+                "servers to try after the first",
+            .required = required,
+            .repeatable = true};
+}
+
+Option BaseDn(bool required) {
+    return {.name = "base",
+            .value = "DN",
+            .help = "base DN of the tree, such as dc=example,dc=com",
+            .required = required};
+}
+
+Option Ssl(std::string_view help) {
+    return {.name = "ssl", .value = "HOW", .help = help, .choices = {"off", "on", "start_tls"}};
+}
+
+const Option kBindDn{.name = "bind-dn",
+                     .value = "DN",
+                     .help =
+                         "DN to bind as; its password is asked for. Without it the connection "
+                         "is anonymous"};
+
+Option LoginSuffix(std::string_view help) {
+    return {.name = "login-suffix", .value = "DOMAIN", .help = help};
+}
 
 const Fields kConnectionFields = {{"name", "NAME"},
                                   {"servers", "SERVERS"},
@@ -36,8 +80,8 @@ const Fields kBaseFields = {{"base", "BASE DN"}};
 void CheckLoginSuffix(const std::string &suffix) {
     const bool good = IsText(suffix) && suffix.find_first_of("\r\n\t ") == std::string::npos;
     if (!good)
-        throw OwnFailure("bad_text", {.subject = "--login-suffix",
-                                      .reason = "it holds blanks or control characters"});
+        throw OwnFailure(Message::kBadText, {.subject = "--login-suffix",
+                                             .reason = "it holds blanks or control characters"});
 }
 
 // The transport that --uri and --ssl ask for together.
@@ -91,13 +135,8 @@ std::vector<std::string> Apply(Session &session, Connection &connection) {
 }
 
 bool GivesPassword(const Invocation &invocation) {
-    const auto has = [&](std::string_view name) { return invocation.Has(name); };
-    if (has("password-stdin") && has("password-file")) {
-        throw OwnFailure("usage",
-                         {.subject = "zafoldap connection --help",
-                          .reason = "--password-stdin and --password-file exclude each other"});
-    }
-    return has("password-stdin") || has("password-file") || has("ask-password");
+    return invocation.Has("password-stdin") || invocation.Has("password-file") ||
+           invocation.Has("ask-password");
 }
 
 // Writes, and one line in the system log whatever comes of it.
@@ -152,8 +191,6 @@ void PrintSaved(Session &session, const Connection &connection) {
         "connection \"{0}\" saved; test it with: zafoldap connection check {0}", connection.name));
 }
 
-}  // namespace
-
 int ListConnections(Session &session) {
     std::vector<Json> records;
     for (const Connection &connection : ReadConnections())
@@ -167,11 +204,42 @@ int ListConnections(Session &session) {
     return 0;
 }
 
+Command ConnectionListCommand() {
+    return {.noun = "connection",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListConnections,
+            .summary = "List the saved connections",
+            .description =
+                "Lists all saved connections. Passwords are never shown, only whether "
+                "there is one. Fields: name, servers, base, bind_dn, ssl, login_suffix, "
+                "password_stored.",
+            .examples = {{"zafoldap connection list", "all connections"},
+                         {"zafoldap connection ls --format plain --fields name",
+                          "their names, for a script"}},
+            .exits = {4}};
+}
+
 int ShowConnection(Session &session) {
     const std::string &name = session.Argument("NAME");
     PrintRecord(session.streams, session.document, kConnectionFields,
                 ReadConnection(name).AsJson());
     return 0;
+}
+
+Command ConnectionShowCommand() {
+    return {.noun = "connection",
+            .verb = "show",
+            .run = ShowConnection,
+            .summary = "Show one saved connection",
+            .description =
+                "Shows the settings of a saved connection. The password is never shown, "
+                "only whether there is one. The server is not asked; that is what "
+                "\"connection check\" does.",
+            .arguments = {kConnectionName},
+            .examples = {{"zafoldap connection show root", "the appliance's own server"},
+                         {"zafoldap connection show work --json", "the same for a script"}},
+            .exits = {3, 4}};
 }
 
 int AddConnection(Session &session) {
@@ -183,7 +251,7 @@ int AddConnection(Session &session) {
     if (gives && connection.bind_dn.empty()) {
         RefuseUsage(session, "a password goes with --bind-dn, which is missing");
     }
-    if (FindConnection(name)) throw OwnFailure("connection_exists", {.connection = name});
+    if (FindConnection(name)) throw OwnFailure(Message::kConnectionExists, {.connection = name});
     std::optional<std::string> password;
     if (!connection.bind_dn.empty()) {
         password = TakePassword(session.streams, session.invocation, connection.bind_dn);
@@ -195,6 +263,38 @@ int AddConnection(Session &session) {
     Change(session, name, keys, [&] { SaveConnection(connection, password); });
     PrintSaved(session, connection);
     return 0;
+}
+
+Command ConnectionAddCommand() {
+    return {
+        .noun = "connection",
+        .verb = "add",
+        .run = AddConnection,
+        .summary = "Save a new connection",
+        .description =
+            "Saves how to reach a directory server. With --bind-dn a password is needed: it is "
+            "asked for twice, or read from --password-stdin or --password-file. It is stored "
+            "enciphered.\n\n"
+            "The connection is encrypted with StartTLS unless --ssl or ldaps:// says otherwise. "
+            "Nothing is ever sent in clear text over a connection that asks for encryption.\n\n"
+            "With --dry-run nothing is saved: the settings are printed, and the checks of "
+            "\"connection check\" are run with them.",
+        .arguments = {kNewConnectionName},
+        .options = {Uri(true), BaseDn(true), kBindDn,
+                    Ssl("encryption: start_tls (default), on (ldaps://) or off"),
+                    LoginSuffix("domain appended to the names of directory users"),
+                    PasswordStdinOption(), PasswordFileOption()},
+        .exclusive = {{"password-stdin", "password-file"}},
+        .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
+                      "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
+                      "a connection with a password that is asked for"},
+                     {"zafoldap connection add public --uri ldap.example.org --base "
+                      "dc=example,dc=org",
+                      "an anonymous one"},
+                     {"zafoldap connection add ha --uri a.example.com --uri b.example.com:1389 "
+                      "--base dc=example,dc=com",
+                      "two servers, the second when the first is down"}},
+        .exits = {4, 5}};
 }
 
 int EditConnection(Session &session) {
@@ -211,7 +311,7 @@ int EditConnection(Session &session) {
         RefuseUsage(session, "a password goes with --bind-dn, and the connection has none");
     }
     if (keys.empty() && !anonymous && !gives)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldap connection edit"});
+        throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap connection edit"});
     std::vector<const char *> removed;
     if (anonymous) {
         connection.bind_dn.clear();
@@ -238,6 +338,31 @@ int EditConnection(Session &session) {
     return 0;
 }
 
+Command ConnectionEditCommand() {
+    return {.noun = "connection",
+            .verb = "edit",
+            .run = EditConnection,
+            .summary = "Change a saved connection",
+            .description =
+                "Changes what the options name and leaves the rest. A new bind DN needs "
+                "its password as well. --anonymous removes bind DN and password.",
+            .arguments = {kConnectionName},
+            .options = {Uri(false),
+                        BaseDn(false),
+                        kBindDn,
+                        {.name = "anonymous", .help = "remove the bind DN and its password"},
+                        Ssl("encryption: start_tls, on (ldaps://) or off"),
+                        LoginSuffix("domain appended to the names of directory users; empty: none"),
+                        {.name = "ask-password", .help = "ask for a new password"},
+                        PasswordStdinOption(),
+                        PasswordFileOption()},
+            .exclusive = {{"password-stdin", "password-file"}},
+            .examples = {{"zafoldap connection edit work --ask-password", "a new password"},
+                         {"zafoldap connection edit work --ssl on --uri ldaps.example.com",
+                          "another server, with TLS from the first byte"}},
+            .exits = {3, 4}};
+}
+
 int DeleteConnection(Session &session) {
     const std::string &name = session.Argument("NAME");
     const Connection connection = ReadConnection(name);
@@ -262,6 +387,21 @@ int DeleteConnection(Session &session) {
     return 0;
 }
 
+Command ConnectionDeleteCommand() {
+    return {.noun = "connection",
+            .verb = "delete",
+            .aliases = {"rm"},
+            .run = DeleteConnection,
+            .summary = "Delete a saved connection",
+            .description =
+                "Deletes a saved connection with its stored password, after asking. The "
+                "directory itself is not touched. Without a terminal --yes is needed.",
+            .arguments = {kConnectionName},
+            .examples = {{"zafoldap connection delete work", "asks first"},
+                         {"zafoldap connection rm work --yes", "does not ask"}},
+            .exits = {3, 4}};
+}
+
 int CheckConnection(Session &session) {
     const std::string *given = session.invocation.Find("NAME");
     const std::string name = given != nullptr ? *given : session.Options().connection;
@@ -275,6 +415,25 @@ int CheckConnection(Session &session) {
     return 0;
 }
 
+Command ConnectionCheckCommand() {
+    return {
+        .noun = "connection",
+        .verb = "check",
+        .run = CheckConnection,
+        .summary = "Test a saved connection step by step",
+        .description =
+            "Goes from the saved settings to listing users and says of each step whether it "
+            "works, or why not and what to do: settings, resolve (name to address), connect, "
+            "tls, chain (who signed the server's certificate, and when each of them ends), names "
+            "(those that the certificate is for), bind, base, users, schema, type (kind of "
+            "server), pool (numbers for new accounts). After a step that failed the later ones "
+            "are skipped. The exit code is that of the step that failed.",
+        .arguments = {kMaybeConnectionName},
+        .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
+                     {"zafoldap connection check work --json", "the same for a monitor"}},
+        .exits = {3, 4, 6}};
+}
+
 // Needs no saved connection: the question is anonymous.
 int SuggestConnection(Session &session) {
     const TypedAddress address = ParseTypedAddress(session.Argument("HOST"));
@@ -283,7 +442,7 @@ int SuggestConnection(Session &session) {
     connection.ssl = TransportOf(session, {address}, connection.ssl);
     const Host host = MakeHost(connection, std::nullopt);
     NameList bases;
-    Ask(session.streams, connection.Known(),
+    Ask(session.streams, connection.AsFacts(),
         [&] { return ZAFOLDAPBrowserSuggestBaseDN(&host.Record(), bases.Address()); });
     std::vector<Json> rows;
     for (const std::string &base : bases.Names())
@@ -298,6 +457,29 @@ int SuggestConnection(Session &session) {
             "the server names no base DN to an anonymous client: ask whoever "
             "runs it");
     return 0;
+}
+
+Command ConnectionSuggestCommand() {
+    return {.noun = "connection",
+            .verb = "suggest",
+            .run = SuggestConnection,
+            .summary = "Ask a server for its base DNs",
+            .description =
+                "Prints the base DNs that a server offers (its naming contexts), for \"connection "
+                "add --base\". The server is asked anonymously; one that does not answer such "
+                "questions has no suggestions. Field: base.",
+            .arguments = {{.name = "HOST", .help = "HOST, HOST:PORT, ldap://HOST or ldaps://HOST"}},
+            .options = {Ssl("encryption: start_tls (default), on (ldaps://) or off")},
+            .examples = {{"zafoldap connection suggest ldap.example.com", "its base DNs"}},
+            .exits = {6}};
+}
+
+}  // namespace
+
+std::vector<Command> ConnectionCommands() {
+    return {ConnectionListCommand(),   ConnectionShowCommand(),   ConnectionAddCommand(),
+            ConnectionEditCommand(),   ConnectionDeleteCommand(), ConnectionCheckCommand(),
+            ConnectionSuggestCommand()};
 }
 
 }  // namespace zafo::cli

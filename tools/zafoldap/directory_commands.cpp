@@ -11,7 +11,7 @@
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
 
 #include <strings.h>
 
@@ -27,7 +27,8 @@ namespace {
 void CheckFilter(const std::string &filter) {
     const std::optional<SyntaxFault> fault = FilterFault(filter);
     if (!fault) return;
-    throw OwnFailure("bad_filter", {.reason = fault->reason}, WithCaret(filter, fault->position));
+    throw OwnFailure(Message::kBadFilter, {.reason = fault->reason},
+                     WithCaret(filter, fault->position));
 }
 
 bool IsDn(const std::string &name) {
@@ -40,7 +41,7 @@ std::vector<std::string> Requested(const std::vector<std::string> &named,
     std::vector<std::string> requested = named.empty() ? fields : named;
     for (const std::string &name : requested) {
         if (!IsAttributeSelector(name))
-            throw OwnFailure("bad_attribute", {.subject = OneLine(name)});
+            throw OwnFailure(Message::kBadAttribute, {.subject = OneLine(name)});
     }
     std::erase_if(requested, IsDn);
     // Only the DN: without any attribute in the request the server would send all.
@@ -79,26 +80,16 @@ Query QueryOf(const Invocation &invocation) {
     query.offset = invocation.Number("offset").value_or(0);
     const std::optional<int> limit = invocation.Number("limit");
     if (limit && *limit < 1) {
-        throw OwnFailure(
-            "usage", {.subject = "zafoldap search --help", .reason = "--limit needs at least 1"});
+        throw OwnFailure(Message::kUsage, {.subject = "zafoldap search --help",
+                                           .reason = "--limit needs at least 1"});
     }
     return query;
 }
 
-struct Opened {
-    Connection connection;
-    Host host;
-    Facts facts;
-};
-
-Opened Open(Session &session, const std::optional<std::string> &base) {
-    const std::string &name = session.Options().connection;
-    Connection connection = ReadConnection(name);
-    Host host = OpenConnection(name, connection);
-    Facts facts = connection.Known();
+Facts FactsOf(const OpenedConnection &opened, const std::optional<std::string> &base) {
+    Facts facts = opened.saved.AsFacts();
     if (base) facts.subject = *base;
-    SayConnection(session.streams, connection);
-    return {std::move(connection), std::move(host), std::move(facts)};
+    return facts;
 }
 
 void Count(Session &session, Search &search) {
@@ -128,16 +119,15 @@ bool PrintUpTo(EntryWriter &writer, Search &search, int limit) {
     return true;
 }
 
-}  // namespace
-
 int SearchDirectory(Session &session) {
     const Invocation &invocation = session.invocation;
     Query query = QueryOf(invocation);
     const bool counts = invocation.Has("count");
     if (counts) query.attributes = {"1.1"};
     const int limit = invocation.Number("limit").value_or(std::numeric_limits<int>::max());
-    const Opened opened = Open(session, query.base);
-    Search search(session.streams, opened.host, std::move(query), opened.facts);
+    const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
+    const Facts facts = FactsOf(opened, query.base);
+    Search search(session.streams, opened.host, std::move(query), facts);
     if (counts) {
         Count(session, search);
         return 0;
@@ -152,10 +142,64 @@ int SearchDirectory(Session &session) {
             session.streams.Note(
                 fmt::format("more entries match; --limit {} ended the list", limit));
     } catch (const Failure &failure) {
-        if (failure.key != "output_failed") writer->Finish(/*ok=*/false, /*complete=*/false);
+        if (failure.id != Message::kOutputFailed) writer->Finish(/*ok=*/false, /*complete=*/false);
         throw;
     }
     return 0;
+}
+
+Command SearchCommand() {
+    return {
+        .noun = "search",
+        .run = SearchDirectory,
+        .summary = "Search the directory",
+        .description =
+            "Prints the entries that match a filter (RFC 4515), as they arrive: the size of the "
+            "answer does not matter. Without a filter every entry matches. Attributes after the "
+            "filter limit what is asked for; \"+\" stands for the operational attributes, \"*\" "
+            "for all others.\n\n"
+            "A table, plain and csv have the DN and the named attributes as columns; several "
+            "values stand side by side, in plain and csv with \"|\" between them (and \"\\|\" for "
+            "the character itself). Without named attributes a table shows each entry as a block, "
+            "and plain and csv have a line \"dn, attribute, value\" for each value. JSON and LDIF "
+            "keep everything.\n\n"
+            "An answer that the server cut off at a size limit is printed, marked as incomplete, "
+            "and the exit code is 1.\n\n"
+            "Values end at their first zero byte. Binary values are marked as such and not "
+            "complete.",
+        .arguments = {{.name = "FILTER",
+                       .help = "such as uid=alice or '(&(objectClass=person)(cn=a*))'",
+                       .required = false},
+                      {.name = "ATTR",
+                       .help = "attributes to print",
+                       .required = false,
+                       .repeatable = true}},
+        .options = {{.name = "base",
+                     .value = "DN",
+                     .help = "where to search (default: the connection's base DN)"},
+                    {.name = "scope",
+                     .value = "SCOPE",
+                     .help = "base (the entry itself), one (entries right below it), sub (all, the "
+                             "default) or children (all but itself)",
+                     .choices = {"base", "one", "sub", "children"}},
+                    {.name = "limit",
+                     .value = "N",
+                     .help = "print at most N entries",
+                     .kind = Kind::kNumber},
+                    {.name = "offset",
+                     .value = "N",
+                     .help = "leave out the first N entries",
+                     .kind = Kind::kNumber},
+                    {.name = "count", .help = "print only the number of matching entries"}},
+        .examples = {{"zafoldap search uid=alice", "one user with everything"},
+                     {"zafoldap search '(objectClass=posixAccount)' uid uidNumber cn",
+                      "a table of users"},
+                     {"zafoldap search --count '(mail=*@example.com)'", "how many"},
+                     {"zafoldap search --base ou=people,dc=example,dc=com --scope one --format csv "
+                      "'(uid=*)' uid mail",
+                      "for a spreadsheet"}},
+        .exits = {3, 4, 6, 8, 130},
+        .entries = true};
 }
 
 int ShowEntry(Session &session) {
@@ -163,15 +207,35 @@ int ShowEntry(Session &session) {
     CheckDn(dn, /*may_be_empty=*/true);
     const std::vector<std::string> &fields = session.Options().fields;
     Query query{.base = dn, .filter = {}, .scope = "base", .attributes = Requested({}, fields)};
-    const Opened opened = Open(session, query.base);
-    Search search(session.streams, opened.host, std::move(query), opened.facts);
+    const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
+    const Facts facts = FactsOf(opened, query.base);
+    Search search(session.streams, opened.host, std::move(query), facts);
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw LibraryFailure(32, 0, opened.facts, "");
+    if (entry == nullptr) throw LibraryFailure(32, 0, facts, "");
     const auto writer = MakeEntryWriter(session.streams, session.document,
                                         Columns({}, session.Options()), /*single=*/true);
     writer->Write(*entry);
     writer->Finish(/*ok=*/true, /*complete=*/true);
     return 0;
+}
+
+Command EntryShowCommand() {
+    return {
+        .noun = "entry",
+        .verb = "show",
+        .run = ShowEntry,
+        .summary = "Show one entry",
+        .description =
+            "Prints the entry with this DN. --fields names the attributes to print; \"+\" "
+            "stands for the operational ones.",
+        .arguments = {{.name = "DN",
+                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+        .examples = {{"zafoldap entry show uid=alice,ou=people,dc=example,dc=com", "everything"},
+                     {"zafoldap entry show uid=alice,ou=people,dc=example,dc=com --format ldif "
+                      "--fields '*,+'",
+                      "with operational attributes, as LDIF"}},
+        .exits = {3, 4, 6, 8, 130},
+        .entries = true};
 }
 
 int DeleteEntry(Session &session) {
@@ -181,9 +245,9 @@ int DeleteEntry(Session &session) {
     const AccountDirectory directory(session);
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = {}, .scope = "base", .attributes = {"objectClass"}},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw LibraryFailure(32, 0, directory.Known(dn), "");
+    if (entry == nullptr) throw LibraryFailure(32, 0, directory.FactsAbout(dn), "");
     std::vector<std::string> classes;
     for (const Attribute &attribute : entry->attributes)
         classes.insert(classes.end(), attribute.values.begin(), attribute.values.end());
@@ -200,7 +264,7 @@ int DeleteEntry(Session &session) {
     ConfirmDeleting(session, "the entry " + own_dn, {touches});
     Logged(session, own_dn, {}, [&] {
         const std::optional<Failure> failure =
-            Attempt(session.streams, directory.Known(own_dn), [&] {
+            Attempt(session.streams, directory.FactsAbout(own_dn), [&] {
                 return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
             });
         if (failure) throw *failure;
@@ -208,6 +272,29 @@ int DeleteEntry(Session &session) {
     if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", own_dn}});
     session.streams.Note(fmt::format("{} deleted", OneLine(own_dn)));
     return 0;
+}
+
+Command EntryDeleteCommand() {
+    return {
+        .noun = "entry",
+        .verb = "delete",
+        .aliases = {"rm"},
+        .run = DeleteEntry,
+        .summary = "Delete one entry",
+        .description =
+            "Deletes the entry with this DN, after asking. Nothing else is touched: groups keep "
+            "listing a user who is deleted this way (user delete takes it out of them). An entry "
+            "with others below it is refused. Without a terminal --yes is needed.",
+        .arguments = {{.name = "DN",
+                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+        .examples = {{"zafoldap entry delete cn=old,dc=example,dc=com", "asks first"}},
+        .exits = {3, 4, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> DirectoryCommands() {
+    return {SearchCommand(), EntryShowCommand(), EntryDeleteCommand()};
 }
 
 }  // namespace zafo::cli

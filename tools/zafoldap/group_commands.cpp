@@ -6,8 +6,12 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_delete.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/account_options.h"
+#include "tools/zafoldap/commands.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/new_account.h"
 
 #include <strings.h>
 
@@ -16,6 +20,8 @@
 namespace zafo::cli {
 
 namespace {
+
+const Option kDescriptionOption{.name = "description", .value = "TEXT", .help = "what it is for"};
 
 const Fields kGroupShowFields = [] {
     Fields fields;
@@ -38,42 +44,41 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const s
 
 void CheckDescription(const std::string &text) {
     if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
-        throw OwnFailure("bad_text", {.subject = "--description",
-                                      .reason = "it holds control characters or is not UTF-8"});
+        throw OwnFailure(
+            Message::kBadText,
+            {.subject = "--description", .reason = "it holds control characters or is not UTF-8"});
 }
 
 // Runs an edit of a group and puts words to what the library says.
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
              const std::string *description, const std::optional<std::uint32_t> &gid) {
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.Known(group.name), [&] {
+        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
             return ZAFOLDAPBrowserGroupEdit(directory.Record(), group.dn.c_str(),
                                             new_name != nullptr ? new_name->c_str() : nullptr,
                                             description != nullptr ? description->c_str() : nullptr,
                                             gid ? &*gid : nullptr);
         });
     if (!failure) return;
-    if (failure->key == kGroupKind.name_taken && new_name != nullptr)
-        throw LibraryRefusal(failure->key, directory.Known(*new_name));
-    if (failure->key == kGroupKind.number_taken && gid)
-        throw LibraryRefusal(failure->key, directory.Known(std::to_string(*gid)));
+    if (failure->id == kGroupKind.name_taken && new_name != nullptr)
+        throw OwnFailure(failure->id, directory.FactsAbout(*new_name));
+    if (failure->id == kGroupKind.number_taken && gid)
+        throw OwnFailure(failure->id, directory.FactsAbout(std::to_string(*gid)));
     throw *failure;
 }
 
 // An attempt to add, made until its number is its own.
-std::uint32_t Make(const AccountDirectory &directory, std::string name, const std::string &dn,
-                   const std::string &description, std::optional<std::uint32_t> gid,
-                   Leftovers &left) {
+std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, const std::string &dn,
+                        const std::string &description, Leftovers &left) {
     ZAFOGROUP record{};
-    record.szName = name.data();
-    const std::string container = ContainerOf(directory.Of(), kGroupKind);
+    record.szName = group.name.data();
     const Created created =
-        CreateAccount(directory, kGroupKind, name, dn, gid, [&](std::uint32_t number) {
+        CreateAccount(directory, kGroupKind, group, dn, [&](std::uint32_t number) {
             record.nGid = number;
             return ZAFOLDAPBrowserGroupCreate(directory.Record(), &record, description.c_str(),
-                                              nullptr, container.c_str());
+                                              nullptr, group.container.c_str());
         });
-    if (gid) return created.number;
+    if (group.number) return created.number;
     try {
         return SettleNumber(directory, kGroupKind, created.number, [&](std::uint32_t next) {
             return ZAFOLDAPBrowserGroupEdit(directory.Record(), dn.c_str(), nullptr, nullptr,
@@ -81,28 +86,43 @@ std::uint32_t Make(const AccountDirectory &directory, std::string name, const st
         });
     } catch (const Failure &failure) {
         left.Add("whether it alone has its number could not be seen",
-                 CommandLine(directory.Of(), "id check", {}), failure.message);
+                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
         return created.number;
     }
 }
-
-}  // namespace
 
 int ListGroups(Session &session) {
     const AccountDirectory directory(session);
     return ListAccounts(directory, {.kind = kGroupKind, .fields = GroupFields()});
 }
 
+Command GroupListCommand() {
+    return {.noun = "group",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListGroups,
+            .summary = "List groups",
+            .description =
+                "Lists groups as they arrive from the directory. On a terminal a table of "
+                "name, gid and description; to another program just the names, one on a "
+                "line. Fields: name, gid, description, members, dn.",
+            .arguments = {kPatternArgument},
+            .options = {kLimitOption},
+            .examples = {{"zafoldap group list", "all groups"},
+                         {"zafoldap group ls 'dev*' --json", "some, with their members"}},
+            .exits = {4, 6, 8, 130}};
+}
+
 int ShowGroup(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const std::string dn = directory.Need(kGroupKind, session.Argument("NAME"));
+    const std::string dn = directory.Require(kGroupKind, session.Argument("NAME"));
     if (ShowRaw(directory, kGroupKind, dn)) return 0;
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = std::string(kGroupKind.filter), .scope = "base"},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure("group_missing", directory.Known(dn));
+    if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     record["sid"] = sid.empty() ? Json() : Json(sid);
@@ -111,45 +131,58 @@ int ShowGroup(Session &session) {
     return 0;
 }
 
-int AddGroup(Session &session) {
-    const Invocation &invocation = session.invocation;
-    const std::string &name = session.Argument("NAME");
-    CheckNewName(name, invocation.Has("any-name"));
-    std::optional<std::uint32_t> gid;
-    if (const std::string *given = invocation.Find("gid"))
-        gid = ParseAccountNumber("--gid", *given);
-    const std::string *given = invocation.Find("description");
-    const std::string description = given != nullptr ? *given : "";
-    CheckDescription(description);
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
-    const std::string dn =
-        fmt::format("cn={},{}", EscapedForDn(name), NeedContainer(directory, kGroupKind));
-    if (directory.Find(kGroupKind, name))
-        throw LibraryRefusal(kGroupKind.name_taken, directory.Known(name));
-    if (gid) CheckNumberIsFree(directory, kGroupKind, *gid);
+Command GroupShowCommand() {
+    return {.noun = "group",
+            .verb = "show",
+            .run = ShowGroup,
+            .summary = "Show one group",
+            .description =
+                "Shows a group, the members that it lists and the users whose primary "
+                "group it is.",
+            .arguments = {kGroupArgument},
+            .options = {kRawOption},
+            .examples = {{"zafoldap group show staff", "the group and who is in it"},
+                         {"zafoldap group show staff --format ldif", "the entry"}},
+            .exits = {3, 4, 6, 8, 130},
+            .entries = true};
+}
+
+ChangePlan PlanOfGroup(const NewAccount &group, const std::string &dn,
+                       const std::string &description) {
     ChangePlan plan;
-    plan.Check(fmt::format("the name {} is free", name));
-    if (gid) plan.Check(fmt::format("the number {} is free", *gid));
+    plan.Check(fmt::format("the name {} is free", group.name));
+    if (group.number) plan.Check(fmt::format("the number {} is free", *group.number));
     plan.Record(dn, "add");
-    plan.Line("cn", name);
-    if (gid) {
-        plan.Line("gidNumber", std::to_string(*gid));
+    plan.Line("cn", group.name);
+    if (group.number) {
+        plan.Line("gidNumber", std::to_string(*group.number));
     } else {
         plan.Remark("gidNumber: the next free one");
     }
     if (!description.empty()) plan.Line("description", description);
     plan.Remark("object classes and Samba attributes as the server's schema has them");
+    return plan;
+}
+
+int AddGroup(Session &session) {
+    const NewAccount group = ReadNewAccount(session, kGroupKind);
+    const std::string &name = group.name;
+    const std::string *given = session.invocation.Find("description");
+    const std::string description = given != nullptr ? *given : "";
+    CheckDescription(description);
+    const AccountDirectory directory(session, kGroupKind);
+    const std::string dn = directory.RequireNew(kGroupKind, group);
+    const ChangePlan plan = PlanOfGroup(group, dn, description);
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
     }
     std::vector<std::string> attributes = plan.Attributes();
-    if (!gid) attributes.emplace_back("gidNumber");
+    if (!group.number) attributes.emplace_back("gidNumber");
     Leftovers left;
     std::uint32_t number = 0;
     Logged(session, dn, attributes,
-           [&] { number = Make(directory, name, dn, description, gid, left); });
+           [&] { number = MakeGroup(directory, group, dn, description, left); });
     if (session.Options().form == Form::kJson)
         session.document.Whole({{"name", name}, {"gid", number}, {"dn", dn}}, /*ok=*/left.None());
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
@@ -161,23 +194,39 @@ int AddGroup(Session &session) {
     return 0;
 }
 
+Command GroupAddCommand() {
+    return {.noun = "group",
+            .verb = "add",
+            .run = AddGroup,
+            .summary = "Add a group",
+            .description =
+                "Adds a group without members. Without --gid it gets the next free "
+                "number, as users do (zafoldap user add). With --dry-run the checks are "
+                "made and what was asked for is printed as LDIF.",
+            .arguments = {kNewNameArgument},
+            .options = {NumberOption("gid", "group number"), kDescriptionOption,
+                        ContainerOption("where the entry goes, relative to the base DN (default: "
+                                        "cn=groups)"),
+                        kAnyNameOption},
+            .examples = {{"zafoldap group add staff --description 'Everybody'", "the next number"},
+                         {"zafoldap group add staff --gid 5000", "a number of your choice"}},
+            .exits = {3, 4, 5, 6, 7, 8, 130}};
+}
+
 int EditGroup(Session &session) {
     const Invocation &invocation = session.invocation;
     CheckName(session.Argument("NAME"));
-    std::optional<std::uint32_t> gid;
-    if (const std::string *given = invocation.Find("gid"))
-        gid = ParseAccountNumber("--gid", *given);
+    const std::optional<std::uint32_t> gid = ReadNumber(session, kGroupKind);
     const std::string *description = invocation.Find("description");
     if (description != nullptr) CheckDescription(*description);
     if (!gid && description == nullptr)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldap group edit"});
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("NAME"));
+        throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
+    const AccountDirectory directory(session, kGroupKind);
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("NAME"));
     const std::string old =
         directory.ValueOf(group.dn, std::string(kGroupKind.filter), "gidNumber");
     const bool renumbers = gid && std::to_string(*gid) != old;
-    if (renumbers) CheckNumberIsFree(directory, kGroupKind, *gid);
+    if (renumbers) directory.RequireFreeNumber(kGroupKind, *gid);
     const std::vector<std::string> primary =
         renumbers ? PrimaryUsers(directory, group.dn) : std::vector<std::string>();
     ChangePlan plan;
@@ -205,17 +254,31 @@ int EditGroup(Session &session) {
     return 0;
 }
 
+Command GroupEditCommand() {
+    return {
+        .noun = "group",
+        .verb = "edit",
+        .run = EditGroup,
+        .summary = "Change a group",
+        .description =
+            "Changes number or description; an empty description is removed. Users "
+            "whose primary group it is keep the old number, and their count is told.",
+        .arguments = {kGroupArgument},
+        .options = {NumberOption("gid", "group number"), kDescriptionOption},
+        .examples = {{"zafoldap group edit staff --description 'Everybody here'", "a new text"}},
+        .exits = {3, 4, 5, 6, 8, 130}};
+}
+
 int RenameGroup(Session &session) {
     const std::string &new_name = session.Argument("NEW");
     CheckChangeableName(session.Argument("OLD"));
-    CheckNewName(new_name, session.invocation.Has("any-name"));
-    AccountDirectory directory(session);
-    directory.LearnServer(kGroupKind);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("OLD"));
+    CheckNewName(session, kGroupKind, new_name);
+    const AccountDirectory directory(session, kGroupKind);
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
         RefuseUsage(session, "the new name differs from the old one in letter case at most");
     if (directory.Find(kGroupKind, new_name))
-        throw LibraryRefusal(kGroupKind.name_taken, directory.Known(new_name));
+        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", group.name));
     plan.Check(fmt::format("the name {} is free", new_name));
@@ -235,6 +298,26 @@ int RenameGroup(Session &session) {
     }
     session.streams.Note(fmt::format("group {} is now {}", OneLine(group.name), OneLine(new_name)));
     return 0;
+}
+
+Command GroupRenameCommand() {
+    return {
+        .noun = "group",
+        .verb = "rename",
+        .run = RenameGroup,
+        .summary = "Give a group another name",
+        .description = "Renames the group. Its number and its members stay.",
+        .arguments = {{.name = "OLD", .help = "name now", .kind = Kind::kGroup}, kRenamedArgument},
+        .options = {kAnyNameOption},
+        .examples = {{"zafoldap group rename staff everybody", "members stay"}},
+        .exits = {3, 4, 5, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> GroupCommands() {
+    return {GroupListCommand(), GroupShowCommand(),   GroupAddCommand(),
+            GroupEditCommand(), GroupRenameCommand(), GroupDeleteCommand()};
 }
 
 }  // namespace zafo::cli

@@ -11,7 +11,9 @@
 #include "tools/zafoldap/stale_membership.h"
 
 #include "tools/cli/listing.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/new_account.h"
 
 #include <fmt/format.h>
 
@@ -84,7 +86,7 @@ Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind)
                   {.base = std::nullopt,
                    .filter = std::string(kind.filter),
                    .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
-                  directory.Known(directory.Saved().base));
+                  directory.FactsAbout(directory.Saved().base));
     AccountReader reader(kind);
     while (const Entry *entry = search.Next())
         reader.Take(*entry);
@@ -305,19 +307,16 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,
                        "nobody of these names is there: " + Shown(texts),
                        "whoever gets such a name is a member at once: " +
-                           CommandLine(directory.Of(), "member remove",
+                           CommandLine(directory.TheSession(), "member remove",
                                        {first.group.name, first.names.front()}));
     }
     step.step = "memberships";
     return step;
 }
 
-}  // namespace
-
 int NextId(Session &session) {
     const AccountKind &kind = KindOf(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(kind);
+    const AccountDirectory directory(session, kind);
     const bool pool = directory.Record()->nServerType == ZAFOLDAP_SERVER_ZAFO;
     std::uint64_t number = 0;
     if (session.Options().dry_run && pool) {
@@ -341,13 +340,29 @@ int NextId(Session &session) {
     return 0;
 }
 
+Command IdNextCommand() {
+    return {.noun = "id",
+            .verb = "next",
+            .run = NextId,
+            .summary = "Get a free user or group number",
+            .description =
+                "Prints a number that is free, not reserved and no local account's. On "
+                "the appliance's own kind of server it is taken out of the pool and not "
+                "handed out again; --dry-run prints where the pool's counter stands. "
+                "Elsewhere it is one more than the highest in use, and nothing is kept.",
+            .arguments = {{.name = "WHICH",
+                           .help = "uid for a user, gid for a group",
+                           .choices = {"uid", "gid"}}},
+            .examples = {{"zafoldap id next uid", "a number for a new user"}},
+            .exits = {4, 6, 8, 130}};
+}
+
 int ShowIdPool(Session &session) {
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    const AccountDirectory directory(session, kUserKind);
     std::vector<Json> rows;
     for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
         const std::optional<Pool> pool = directory.PoolOf(*kind);
-        if (!pool) throw OwnFailure("no_pool", directory.Known(directory.Saved().base));
+        if (!pool) throw OwnFailure(Message::kNoPool, directory.FactsAbout(directory.Saved().base));
         const size_t used =
             CountIn(AllAccounts(directory, *kind).numbers, pool->lowest, pool->highest);
         const std::uint64_t size =
@@ -363,9 +378,21 @@ int ShowIdPool(Session &session) {
     return 0;
 }
 
+Command IdPoolShowCommand() {
+    return {.noun = "id",
+            .verb = "pool show",
+            .run = ShowIdPool,
+            .summary = "Show the pool of numbers",
+            .description =
+                "Shows the bounds of the pools of the appliance's own kind of server, "
+                "the numbers that come next, and how many are used and free. Fields: "
+                "which, lowest, highest, next, used, free.",
+            .examples = {{"zafoldap id pool show", "both pools"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
 int CheckIds(Session &session) {
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
+    const AccountDirectory directory(session, kUserKind);
     StepPrinter printer(session, /*width=*/16);
     const NumberChecks users(directory, kUserKind);
     for (const CheckStep &step : users.Run())
@@ -376,22 +403,38 @@ int CheckIds(Session &session) {
     const size_t failed = printer.Count(StepResult::kFailed);
     printer.Finish(failed == 0);
     if (failed > 0)
-        throw OwnFailure("ids_wrong", {.reason = fmt::format("{} of the checks failed", failed)});
+        throw OwnFailure(Message::kIdsWrong,
+                         {.reason = fmt::format("{} of the checks failed", failed)});
     return 0;
 }
 
-int CountAccounts(Session &session) {
-    const std::string &subject = session.Argument("WHAT");
-    const AccountDirectory directory(session);
-    const int count = directory.Run(directory.Saved().base, [&] {
-        return ZAFOLDAPBrowserStatUGNum(directory.Record(), subject == "users" ? "user" : "group");
-    });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{subject, count}});
-    } else {
-        session.streams.Out(fmt::format("{}\n", count));
-    }
-    return 0;
+Command IdCheckCommand() {
+    return {
+        .noun = "id",
+        .verb = "check",
+        .run = CheckIds,
+        .summary = "Look for trouble with numbers",
+        .description =
+            "Looks for numbers that several users or several groups have, reserved ones, those "
+            "of systems (1 to 999) and of local accounts, those outside the pool, and a counter "
+            "that is behind the numbers in use; for names that systems and packages have (root, "
+            "sudo, docker and their like) or that are local accounts' with another number; and "
+            "for groups that list somebody who is not there, and would have whoever gets the name "
+            "as a member. Duplicates, reserved numbers, users with a system's number or name, and "
+            "such a member of Directory Operators or administrators make the exit code 1; the "
+            "rest are warnings.\n\n"
+            "On a directory with several writable servers numbers must be taken from one of "
+            "them only: two counters that are changed at the same time hand out the same "
+            "numbers.",
+        .examples = {{"zafoldap id check", "users and groups"},
+                     {"zafoldap id check --json", "the same for a monitor"}},
+        .exits = {4, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> IdCommands() {
+    return {IdNextCommand(), IdPoolShowCommand(), IdCheckCommand()};
 }
 
 }  // namespace zafo::cli

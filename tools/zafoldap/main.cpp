@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/program_main.h"
-#include "tools/zafoldap/handlers.h"
 #include "tools/zafoldap/program.h"
 
 #include <sys/resource.h>
@@ -25,5 +24,5 @@ void BoundMemory() {
 
 int main(int argc, char **argv) {
     BoundMemory();
-    return zafo::cli::RunProgram(zafo::cli::Zafoldap(), zafo::cli::ZafoldapHandler, argc, argv);
+    return zafo::cli::RunProgram(zafo::cli::Zafoldap(), argc, argv);
 }

@@ -7,7 +7,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
 
@@ -19,6 +19,10 @@
 namespace zafo::cli {
 
 namespace {
+
+const Argument kMembersGroup{.name = "GROUP", .help = "name of the group", .kind = Kind::kGroup};
+const Argument kMembers{
+    .name = "USER", .help = "login names", .kind = Kind::kUser, .repeatable = true};
 
 const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
 
@@ -70,7 +74,7 @@ void TakeOutValues(const AccountDirectory &directory, const MemberChange &change
     for (size_t i = 0; i < std::size(kMemberAttributes); ++i)
         file.Values("delete", kMemberAttributes[i], change.values.of[i]);
     const std::optional<Failure> failure =
-        file.Apply(directory.Out(), *directory.Record(), directory.Known(change.group.name));
+        file.Apply(directory.Out(), *directory.Record(), directory.FactsAbout(change.group.name));
     if (failure) throw *failure;
 }
 
@@ -100,7 +104,7 @@ void RunChange(const AccountDirectory &directory, const MemberChange &change) {
 }
 
 int Change(const AccountDirectory &directory, const MemberChange &change) {
-    Session &session = directory.Of();
+    Session &session = directory.TheSession();
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", change.group.name));
     for (const std::string &user : change.as_they)
@@ -135,17 +139,15 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
     return 0;
 }
 
-}  // namespace
-
 int ListMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const AccountDirectory directory(session);
-    const Account group = directory.NeedAccount(kGroupKind, session.Argument("GROUP"));
+    const Account group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"));
     const std::vector<std::string> listed = ListedIn(directory, group);
     NameList with_primary;
     std::optional<Failure> cut;
     if (session.invocation.Has("primary")) {
-        cut = Attempt(directory.Out(), directory.Known(group.name), [&] {
+        cut = Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
             return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
                                                          nullptr, with_primary.Address());
         });
@@ -169,20 +171,51 @@ int ListMembers(Session &session) {
     return 0;
 }
 
+Command MemberListCommand() {
+    return {.noun = "member",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListMembers,
+            .summary = "List the members of a group",
+            .description =
+                "Lists the members that the group names. With --primary also the users "
+                "whose primary group it is, and of each whether it is the one, the other "
+                "or both. Fields: name, and with --primary listed and primary.",
+            .arguments = {kMembersGroup},
+            .options = {{.name = "primary", .help = "also users whose primary group it is"}},
+            .examples = {{"zafoldap member list staff", "listed members"},
+                         {"zafoldap member list staff --primary", "everybody in it"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
 int AddMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const std::vector<std::string> names = NamesOfUsers(session);
     AccountDirectory directory(session);
     MemberChange change{.how = "add",
-                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
     const std::vector<std::string> listed = ListedIn(directory, change.group);
-    for (const Account &user : directory.NeedAll(kUserKind, names)) {
+    for (const Account &user : directory.RequireAll(kUserKind, names)) {
         const bool in = std::ranges::count(listed, user.name) > 0;
         (in ? change.as_they : change.users).push_back(user.name);
     }
     return Change(directory, change);
+}
+
+Command MemberAddCommand() {
+    return {.noun = "member",
+            .verb = "add",
+            .run = AddMembers,
+            .summary = "Add users to a group",
+            .description =
+                "Adds users to a group, all of them or none. Who is in it already stays. "
+                "Group and users must exist. A member is listed by name (memberUid) and "
+                "by DN (member), or by name only where the group's classes allow no DN.",
+            .arguments = {kMembersGroup, kMembers},
+            .examples = {{"zafoldap member add staff anna bob", "two users"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 // A user who is not there can be listed and is taken out; one that is neither is a mistake.
@@ -191,7 +224,7 @@ int RemoveMembers(Session &session) {
     const std::vector<std::string> names = NamesOfUsers(session);
     AccountDirectory directory(session);
     MemberChange change{.how = "delete",
-                        .group = directory.NeedAccount(kGroupKind, session.Argument("GROUP")),
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
     const std::vector<std::string> listed = ListedIn(directory, change.group);
@@ -201,7 +234,8 @@ int RemoveMembers(Session &session) {
             const auto in = [&](const std::string &word) {
                 return std::ranges::count(listed, word) > 0;
             };
-            const std::string own = in(name) ? name : directory.NeedAccount(kUserKind, name).name;
+            const std::string own =
+                in(name) ? name : directory.RequireAccount(kUserKind, name).name;
             (in(own) ? change.users : change.as_they).push_back(own);
             continue;
         }
@@ -209,12 +243,33 @@ int RemoveMembers(Session &session) {
         (values.None() ? others : change.gone).push_back(name);
         change.values.Take(std::move(values));
     }
-    directory.NeedAll(kUserKind, others);
+    directory.RequireAll(kUserKind, others);
     if (!change.gone.empty()) {
         for (const std::string &user : change.users)
             change.values.Take(ValuesNaming(directory, change.group, user));
     }
     return Change(directory, change);
+}
+
+Command MemberRemoveCommand() {
+    return {.noun = "member",
+            .verb = "remove",
+            .aliases = {"rm"},
+            .run = RemoveMembers,
+            .summary = "Take users out of a group",
+            .description =
+                "Takes users out of a group, all of them or none; also names that it "
+                "lists, by name or by DN, though there is no such user. Does not ask: "
+                "member add brings users back.",
+            .arguments = {kMembersGroup, kMembers},
+            .examples = {{"zafoldap member remove staff bob", "one user"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
+}  // namespace
+
+std::vector<Command> MemberCommands() {
+    return {MemberListCommand(), MemberAddCommand(), MemberRemoveCommand()};
 }
 
 }  // namespace zafo::cli

@@ -23,7 +23,7 @@ std::optional<Failure> ChangeNames(const AccountDirectory &directory, const Acco
     ChangeFile file(group.dn, "modify");
     file.Values("delete", "memberUid", out);
     file.Values("add", "memberUid", in);
-    return file.Apply(directory.Out(), *directory.Record(), directory.Known(group.name));
+    return file.Apply(directory.Out(), *directory.Record(), directory.FactsAbout(group.name));
 }
 
 }  // namespace
@@ -32,11 +32,12 @@ std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Ac
                                      const std::vector<std::string> &out,
                                      const std::vector<std::string> &in) {
     const NameList removed(out), added(in);
-    std::optional<Failure> failure = Attempt(directory.Out(), directory.Known(group.name), [&] {
-        return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), group.dn.c_str(),
-                                                in.empty() ? nullptr : added.Get(),
-                                                out.empty() ? nullptr : removed.Get());
-    });
+    std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
+            return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), group.dn.c_str(),
+                                                    in.empty() ? nullptr : added.Get(),
+                                                    out.empty() ? nullptr : removed.Get());
+        });
     if (!failure || !IsOfOtherForm(*failure)) return failure;
     if (out.size() > 1) {
         for (const std::string &name : out) {
@@ -56,7 +57,7 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
         groups = GroupsListing(directory, name);
     } catch (const Failure &failure) {
         left.Add(fmt::format("which groups still list {} could not be seen", name),
-                 CommandLine(directory.Of(), "search",
+                 CommandLine(directory.TheSession(), "search",
                              {fmt::format("(memberUid={})", EscapedForFilter(name)), "cn"}),
                  Reason(failure));
     }
@@ -65,9 +66,11 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
             new_name.empty() ? std::vector<std::string>() : std::vector<std::string>{new_name};
         const std::optional<Failure> failure = ChangeMembers(directory, group, {name}, in);
         if (!failure) continue;
-        std::string command = CommandLine(directory.Of(), "member remove", {group.name, name});
+        std::string command =
+            CommandLine(directory.TheSession(), "member remove", {group.name, name});
         if (!new_name.empty())
-            command += " && " + CommandLine(directory.Of(), "member add", {group.name, new_name});
+            command +=
+                " && " + CommandLine(directory.TheSession(), "member add", {group.name, new_name});
         left.Add(fmt::format("the group {} still lists {}", group.name, name), std::move(command),
                  Reason(*failure));
     }

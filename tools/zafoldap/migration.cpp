@@ -116,7 +116,7 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
             query.attributes.emplace_back(secret);
     }
     Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.Known(directory.Saved().base));
+                  directory.FactsAbout(directory.Saved().base));
     std::vector<Candidate> accounts;
     while (const Entry *entry = search.Next()) {
         Candidate account{.name = std::string(FirstValue(*entry, kind.name_attr)),
@@ -187,7 +187,7 @@ Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
                   .taken = TakenAccounts(/*fold_case=*/!to_local_),
                   .bounds = ReadSystemBounds(),
                   .allowed = allowed_,
-                  .keep_memberships = directory_.Of().invocation.Has("keep-memberships")};
+                  .keep_memberships = directory_.TheSession().invocation.Has("keep-memberships")};
     const bool users = &kind_ == &kUserKind;
     if (!to_local_) {
         for (const Candidate &account : DirectoryAccounts(directory_, kind_, false))
@@ -223,7 +223,7 @@ int Migration::Copy(const std::vector<Decision> &plan, const Target &target) con
         const std::string failed = CopyAccount(directory_, decision.account, target);
         if (failed.empty()) continue;
         LogChange(fmt::format("migrate {}s", kind_.noun),
-                  "connection=" + directory_.Of().Options().connection,
+                  "connection=" + directory_.TheSession().Options().connection,
                   fmt::format("to={} name=\"{}\"", to_local_ ? "local" : "directory",
                               OneLine(decision.account.name)),
                   fmt::format("failed ({})", OneLine(failed)));
@@ -264,12 +264,12 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     MigrationEnd end;
     if (!outcome) {
         end.failure =
-            OwnFailure("migration_failed", {.subject = "the migration was broken off",
-                                            .reason = "the process that copied has died"});
+            OwnFailure(Message::kMigrationFailed, {.subject = "the migration was broken off",
+                                                   .reason = "the process that copied has died"});
     } else if (outcome->result < 0) {
-        end.failure =
-            LibraryFailure(outcome->library_error, outcome->platform_error,
-                           directory_.Known(directory_.Saved().base), directory_.Out().ToolWords());
+        end.failure = LibraryFailure(outcome->library_error, outcome->platform_error,
+                                     directory_.FactsAbout(directory_.Saved().base),
+                                     directory_.Out().ToolWords());
     }
     return end;
 }

@@ -7,7 +7,7 @@
 #include "tools/cli/progress.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/migration.h"
 
 #include <unistd.h>
@@ -168,20 +168,21 @@ void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const M
     const size_t skipped = CountOf(plan, Result::kSkip) + CountOf(plan, Result::kRefuse);
     const std::string summary = Summary(job, plan, "added");
     if (end.stopped)
-        throw OwnFailure("migration_stopped", {.subject = summary, .finish = job.Again()});
+        throw OwnFailure(Message::kMigrationStopped, {.subject = summary, .finish = job.Again()});
     if (skipped == 0) return;
     if (skipped < plan.size())
-        throw OwnFailure("migration_partial", {.subject = summary, .finish = job.Again()});
+        throw OwnFailure(Message::kMigrationPartial, {.subject = summary, .finish = job.Again()});
     if (end.failure) throw *end.failure;
-    throw OwnFailure("migration_failed",
+    throw OwnFailure(Message::kMigrationFailed,
                      {.subject = fmt::format("no {} was added to {}", job.kind.noun, job.Where()),
                       .reason = "all were skipped"});
 }
 
 void CheckRights(const Session &session) {
     if (geteuid() == 0) return;
-    throw OwnFailure("not_root", {.subject = fmt::format("{} {}", session.program.name,
-                                                         FullName(*session.invocation.command))});
+    throw OwnFailure(Message::kNotRoot,
+                     {.subject = fmt::format("{} {}", session.program.name,
+                                             FullName(*session.invocation.command))});
 }
 
 // Asks, when there is anything to add.
@@ -203,9 +204,9 @@ std::set<std::string> AllowedNames(const Session &session) {
 // A name that nobody has is a mistake.
 void CheckAllowed(const AccountDirectory &directory, const AccountKind &kind,
                   const std::vector<Candidate> &source) {
-    for (const std::string &name : AllowedNames(directory.Of())) {
+    for (const std::string &name : AllowedNames(directory.TheSession())) {
         if (std::ranges::count(source, name, &Candidate::name) == 0)
-            throw OwnFailure("allowed_missing",
+            throw OwnFailure(Message::kAllowedMissing,
                              {.subject = OneLine(name), .reason = std::string(kind.noun)});
     }
 }
@@ -224,15 +225,12 @@ MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decisi
     return end;
 }
 
-}  // namespace
-
 int MigrateAccounts(Session &session) {
     const Job job{session, session.Argument("WHAT") == "users" ? kUserKind : kGroupKind,
                   *session.invocation.Find("to") == "local"};
     CheckRights(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(job.kind);
-    if (!job.to_local) NeedContainer(directory, job.kind);
+    const AccountDirectory directory(session, job.kind);
+    if (!job.to_local) directory.RequireContainer(std::string(job.kind.container));
     const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));
     const std::vector<Candidate> source = migration.ReadSource();
     CheckAllowed(directory, job.kind, source);
@@ -253,6 +251,53 @@ int MigrateAccounts(Session &session) {
     ThrowUnlessWhole(job, plan, end);
     session.streams.Note(Summary(job, plan, "added"));
     return 0;
+}
+
+}  // namespace
+
+Command MigrateCommand() {
+    return {
+        .noun = "migrate",
+        .run = MigrateAccounts,
+        .summary = "Copy all users or groups to the directory, or to this system",
+        .description =
+            "Copies the ordinary accounts of this system (/etc/passwd and /etc/group) to the "
+            "directory, or those of the directory to this system, and tells of each what came of "
+            "it. Nothing is deleted or changed on either side: an account whose name or number is "
+            "taken is skipped. So it may be run again; it adds what is missing. Groups go to this "
+            "system first: a user needs its primary group there.\n\n"
+            "What would be a part of the system is refused: names that systems and packages have "
+            "(root, sudo, docker, disk, shadow and their like), numbers below UID_MIN and GID_MIN "
+            "of "
+            "/etc/login.defs, above 2147483647 or with a meaning of their own, and on this system "
+            "a primary group of the system's own, a home folder like / or /root, and a login shell "
+            "that is not in /etc/shells. --allow NAME takes one account as it is, as far as this "
+            "system does. To the directory a user is skipped whose name groups there list already "
+            "though they do not here (--keep-memberships: is not).\n\n"
+            "Password hashes go along as they are, Samba's too where the directory has "
+            "sambaSamAccount. A hash that is not of the kind {crypt} is of no use to this system: "
+            "the user is told, and has no password until passwd(1) sets one. Mail addresses and "
+            "full names go "
+            "both ways, descriptions of groups to the directory only. No home folder is made.\n\n"
+            "It asks before it adds anything; --dry-run says what would be added and what skipped, "
+            "and why. Fields: name, number, result (added, or add with --dry-run; there; skipped; "
+            "refused), reason. The exit code is 7 when accounts were skipped or refused.",
+        .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
+        .options = {{.name = "to",
+                     .value = "WHERE",
+                     .help = "directory, or local: this system",
+                     .choices = {"directory", "local"},
+                     .required = true},
+                    {.name = "allow",
+                     .value = "NAME",
+                     .help = "take this account though it would be refused",
+                     .repeatable = true},
+                    {.name = "keep-memberships",
+                     .help = "take users whom groups of the directory list already"},
+                    ProgressOption()},
+        .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
+                     {"zafoldap migrate groups --to local --yes", "without a question"}},
+        .exits = {4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -5,13 +5,8 @@
 
 #include "tools/cli/command.h"
 
-#include <vector>
-
 namespace zafo::cli {
 
 const Program &Zafoldap();
-
-// Its rows for accounts.
-std::vector<Command> AccountCommands();
 
 }  // namespace zafo::cli

@@ -56,7 +56,7 @@ std::vector<NamingGroup> GroupsNaming(const AccountDirectory &directory, const s
                   {.base = std::nullopt,
                    .filter = NameFilter(name, dns),
                    .attributes = {std::string(kGroupKind.name_attr), "objectClass"}},
-                  directory.Known(name));
+                  directory.FactsAbout(name));
     std::vector<NamingGroup> groups;
     while (const Entry *entry = search.Next()) {
         const bool posix = std::ranges::any_of(entry->attributes, [](const Attribute &attribute) {
@@ -81,7 +81,7 @@ std::string RemovalOf(const AccountDirectory &directory, const std::vector<Namin
     for (const NamingGroup &group : groups) {
         if (group.posix)
             commands.push_back(
-                CommandLine(directory.Of(), "member remove", {group.account.name, name}));
+                CommandLine(directory.TheSession(), "member remove", {group.account.name, name}));
     }
     return commands.empty() ? "ldapmodify(1) changes groups of this kind"
                             : fmt::format("{}", fmt::join(commands, " && "));
@@ -104,12 +104,12 @@ std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,
     std::vector<Account> groups;
     for (const NamingGroup &group : naming)
         groups.push_back(group.account);
-    if (groups.empty() || directory.Of().invocation.Has("keep-memberships")) return groups;
-    Facts facts = directory.Known(name);
+    if (groups.empty() || directory.TheSession().invocation.Has("keep-memberships")) return groups;
+    Facts facts = directory.FactsAbout(name);
     facts.reason = fmt::format("{} {}", OneLine(Enumerated(NamesOf(groups))),
                                groups.size() == 1 ? "lists" : "list");
     facts.finish = RemovalOf(directory, naming, name);
-    throw OwnFailure("memberships_left", facts);
+    throw OwnFailure(Message::kMembershipsLeft, facts);
 }
 
 bool ListedValues::None() const {
@@ -129,7 +129,7 @@ ListedValues ValuesNaming(const AccountDirectory &directory, const Account &grou
                    .filter = {},
                    .scope = "base",
                    .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}},
-                  directory.Known(group.name));
+                  directory.FactsAbout(group.name));
     ListedValues listed;
     const Entry *entry = search.Next();
     if (entry == nullptr) return listed;
@@ -152,7 +152,7 @@ void EachMember(const AccountDirectory &directory,
                 .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}};
     query.attributes.emplace_back(kGroupKind.name_attr);
     Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.Known(directory.Saved().base));
+                  directory.FactsAbout(directory.Saved().base));
     while (const Entry *entry = search.Next()) {
         const Account group = GroupOf(*entry);
         for (const Attribute &attribute : entry->attributes) {

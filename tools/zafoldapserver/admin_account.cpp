@@ -34,7 +34,7 @@ bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
                        .filter = fmt::format("({}={})", kNtHash, hash.data()),
                        .scope = "base",
                        .attributes = {kLmHash}},
-                      connection.Known());
+                      connection.AsFacts());
         const Entry *entry = search.Next();
         if (entry == nullptr) return false;
         has_lm = !entry->attributes.empty();
@@ -43,7 +43,7 @@ bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
     ChangeFile change(dn, "modify");
     change.Replace(kNtHash, "");
     if (has_lm) change.Replace(kLmHash, "");
-    if (const auto failure = change.Apply(streams, host.Record(), connection.Known()))
+    if (const auto failure = change.Apply(streams, host.Record(), connection.AsFacts()))
         throw *failure;
     return true;
 }

@@ -10,7 +10,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/saved_connection.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_lock.h"
 
 #include "zafoldap/home.h"
@@ -28,7 +28,7 @@ void CheckExport(const std::string &host, const std::string &path) {
     const std::string source = host + ":" + path;
     const char *fault = IsText(source) ? FaultOfNfsSource(source) : "it is not UTF-8";
     if (fault != nullptr)
-        throw OwnFailure("export_bad", {.subject = OneLine(source), .reason = fault});
+        throw OwnFailure(Message::kExportBad, {.subject = OneLine(source), .reason = fault});
 }
 
 // "auto_home" of "automountKey=*,automountMapName=auto_home,dc=example,dc=com".
@@ -45,14 +45,12 @@ std::string ValueOf(const Entry &entry, std::string_view name) {
 }
 
 std::vector<Json> ReadMaps(Session &session) {
-    const Connection connection = ReadConnection(kOwnConnection);
-    const Host host = OpenConnection(kOwnConnection, connection);
-    SayConnection(session.streams, connection);
-    Search search(session.streams, host,
+    const OpenedConnection opened = OpenSaved(session.streams, kOwnConnection);
+    Search search(session.streams, opened.host,
                   {.base = std::nullopt,
                    .filter = "(objectClass=automount)",
                    .attributes = {"automountKey", "automountInformation"}},
-                  connection.Known());
+                  opened.saved.AsFacts());
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back({{"map", MapOf(std::string(entry->dn))},
@@ -62,13 +60,11 @@ std::vector<Json> ReadMaps(Session &session) {
     return rows;
 }
 
-}  // namespace
-
 int SetAutomount(Session &session) {
     const std::string &host = session.Argument("HOST");
     const std::string &path = session.Argument("PATH");
     CheckExport(host, path);
-    NeedRoot(session);
+    RequireRoot(session);
     const Connection connection = ReadConnection(kOwnConnection);
     const Json result = {{"host", host}, {"path", path}, {"base", connection.base}};
     const bool json = session.Options().form == Form::kJson;
@@ -81,7 +77,7 @@ int SetAutomount(Session &session) {
         return 0;
     }
     Logged(session, "automountMapName=auto_home," + connection.base, {"automountInformation"}, [&] {
-        Ask(session.streams, connection.Known(),
+        Ask(session.streams, connection.AsFacts(),
             [&] { return ZAFOLDAPServerAutomountCreate(host.c_str(), path.c_str()); });
     });
     if (json) session.document.Whole(result);
@@ -92,6 +88,23 @@ int SetAutomount(Session &session) {
     return 0;
 }
 
+Command AutomountSetCommand() {
+    return {
+        .noun = "automount",
+        .verb = "set",
+        .run = SetAutomount,
+        .summary = "Publish where the home folders are",
+        .description =
+            "Publishes HOST:PATH as the place of all users' home folders, in the maps auto_master "
+            "and auto_home that automounters read (autofs(5)), and makes the folder of every user "
+            "there that has none. A folder that cannot be made is in the system log.",
+        .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
+                      {.name = "PATH", .help = "the exported folder"}},
+        .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",
+                      "homes of all users on one export"}},
+        .exits = {3, 4, 6}};
+}
+
 int ShowAutomount(Session &session) {
     const std::vector<Json> rows = ReadMaps(session);
     PrintList(session.streams, session.document, kMapFields, rows);
@@ -99,6 +112,22 @@ int ShowAutomount(Session &session) {
         session.streams.Note(
             "home folders are not published; zafoldapserver automount set HOST PATH does that");
     return 0;
+}
+
+Command AutomountShowCommand() {
+    return {.noun = "automount",
+            .verb = "show",
+            .run = ShowAutomount,
+            .summary = "Show where the home folders are",
+            .description = "Lists the keys of the automount maps. Fields: map, key, value.",
+            .examples = {{"zafoldapserver automount show", "what clients are told"}},
+            .exits = {3, 4, 6}};
+}
+
+}  // namespace
+
+std::vector<Command> AutomountCommands() {
+    return {AutomountSetCommand(), AutomountShowCommand()};
 }
 
 }  // namespace zafo::cli

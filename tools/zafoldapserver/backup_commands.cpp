@@ -4,15 +4,16 @@
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
+#include "tools/cli/progress.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 
 #include "tools/backup/destination.h"
 #include "tools/backup/job_error.h"
+#include "tools/zafoldapserver/commands.h"
 
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"
@@ -37,14 +38,14 @@ const Fields kVerifyFields = {{"file", "FILE"},           {"created", "CREATED"}
                               {"bytes", "SIZE"},          {"ldif_bytes", "AS LDIF"},
                               {"slapd_version", "SLAPD"}, {"product_version", "PRODUCT"}};
 
-void NeedDatabase() {
-    NeedServer();
-    if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure("server_not_set_up", {});
+void RequireDatabase() {
+    RequireServer();
+    if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure(Message::kServerNotSetUp, {});
 }
 
 // The folder's room is looked at by the program itself; a dry run has only this look.
 int WouldBackUp(Session &session, const BackupSettings &settings) {
-    NeedDestination(settings);
+    RequireDestination(settings);
     const auto found = FoundBackups(session, settings);
     try {
         backup::CheckSpace(settings.folder, found);
@@ -65,7 +66,8 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
 // The newest backup, which is the one just made unless somebody has made another since.
 Json Made(Session &session, const BackupSettings &settings, double seconds) {
     const auto found = FoundBackups(session, settings);
-    if (found.empty()) throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+    if (found.empty())
+        throw OwnFailure(Message::kBackupNone, {.subject = OneLine(settings.folder)});
     const WholeBackup whole = ReadWholeBackup(found.front().path);
     return {{"file", whole.path},
             {"entries", whole.manifest.entries},
@@ -82,12 +84,10 @@ Json Row(Session &session, const backup::FoundBackup &found) {
             {"file", found.path}};
 }
 
-}  // namespace
-
 int BackUpNow(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     if (session.Options().dry_run) {
-        NeedDatabase();
+        RequireDatabase();
         return WouldBackUp(session, ReadBackupSettings());
     }
     const auto began = std::chrono::steady_clock::now();
@@ -95,9 +95,9 @@ int BackUpNow(Session &session) {
     // Nobody sees what the scheduler's run says: every refusal is logged as well.
     LoggedChange(
         [&] {
-            NeedDatabase();
+            RequireDatabase();
             settings = ReadBackupSettings();
-            if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+            if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
             const JobOutcome outcome = RunJob(session, ZAFOLDAPServerBackup);
             if (outcome.result != 0) throw BackupFailure(outcome, session.streams.ToolWords());
         },
@@ -111,8 +111,27 @@ int BackUpNow(Session &session) {
     return 0;
 }
 
+Command BackupNowCommand() {
+    return {
+        .noun = "backup",
+        .verb = "now",
+        .run = BackUpNow,
+        .summary = "Back the directory up",
+        .description =
+            "Writes all entries and the configuration into a new file of the destination, reads it "
+            "back to its last byte, and only then removes the oldest ones. The server goes on "
+            "serving. The file holds password hashes and is for root only.\n\n"
+            "cron runs it as \"zafoldapserver --backup now\". A failure is in the system log and "
+            "in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
+        .options = {ProgressOption()},
+        .examples = {{"zafoldapserver backup now", "into the destination that is set"},
+                     {"zafoldapserver backup now --dry-run", "whether there is room for it"},
+                     {"zafoldapserver backup now --format plain --fields file", "the name alone"}},
+        .exits = {3, 4, 8, 130}};
+}
+
 int ListBackups(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const BackupSettings settings = ReadBackupSettings();
     std::vector<Json> rows;
     for (const backup::FoundBackup &found : FoundBackups(session, settings))
@@ -126,8 +145,24 @@ int ListBackups(Session &session) {
     return 0;
 }
 
+Command BackupListCommand() {
+    return {.noun = "backup",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListBackups,
+            .summary = "List the backups",
+            .description =
+                "Lists the backups in the destination, newest first, by a look at the "
+                "beginning and the end of each. A file that belongs to somebody else than "
+                "root, or is cut, does not count and is named. "
+                "Fields: number, written, bytes, file.",
+            .examples = {{"zafoldapserver backup list", "what there is"},
+                         {"zafoldapserver backup list --json", "the same for a script"}},
+            .exits = {3, 4}};
+}
+
 int VerifyBackup(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const WholeBackup whole = ReadWholeBackup(session.Argument("FILE"));
     const backup::Manifest &manifest = whole.manifest;
     PrintRecord(session.streams, session.document, kVerifyFields,
@@ -145,6 +180,29 @@ int VerifyBackup(Session &session) {
     if (const std::string words = ClearPasswordsInWords(whole); !words.empty())
         session.streams.Note("note: " + words);
     return 0;
+}
+
+Command BackupVerifyCommand() {
+    return {
+        .noun = "backup",
+        .verb = "verify",
+        .run = VerifyBackup,
+        .summary = "Check that a backup can be restored",
+        .description =
+            "Reads a backup to its last byte and compares it with the digests and counts that "
+            "were written with it. Fields: file, created, suffix, entries, users, groups, bytes, "
+            "ldif_bytes, slapd_version, product_version.",
+        .arguments = {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile}},
+        .examples = {{"zafoldapserver backup verify "
+                      "/volume1/backups/zafoldap-000042-20270228T040001Z.tar.zst",
+                      "whole, or what is wrong with it"}},
+        .exits = {4}};
+}
+
+}  // namespace
+
+std::vector<Command> BackupCommands() {
+    return {BackupNowCommand(), BackupListCommand(), BackupVerifyCommand()};
 }
 
 }  // namespace zafo::cli

@@ -6,7 +6,7 @@
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_lock.h"
 
 #include <fmt/format.h>
@@ -60,8 +60,6 @@ void Show(Session &session) {
 bool TakeDestination(Session &session, BackupSettings &settings) {
     const std::string *share = session.invocation.Find("share");
     const std::string *folder = session.invocation.Find("dir");
-    if (share != nullptr && folder != nullptr)
-        RefuseUsage(session, "--share and --dir exclude each other");
     if ((share != nullptr && share->empty()) || (folder != nullptr && folder->empty()))
         RefuseUsage(session, "the destination is empty");
     if (share != nullptr) settings.share = *share;
@@ -139,22 +137,35 @@ std::string InWords(const Change &change) {
                        change.after.keep);
 }
 
-}  // namespace
-
 int ShowBackupConfig(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     Show(session);
     return 0;
 }
 
+Command BackupConfigShowCommand() {
+    return {
+        .noun = "backup",
+        .verb = "config show",
+        .run = ShowBackupConfig,
+        .summary = "Show where and when backups are made",
+        .description =
+            "Shows the settings of backups, whether the destination can be used and whether the "
+            "scheduler agrees. Fields: enabled, schedule, next_run, share, dir, destination "
+            "(usable, or what is wrong), keep, scheduler (as set, or what it has instead).",
+        .examples = {{"zafoldapserver backup config show", "everything"}},
+        .exits = {4, 8}};
+}
+
 int SetBackupConfig(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     BackupSettings asked{};
     const bool destination = TakeDestination(session, asked);
     const bool schedule = TakeSchedule(session, asked);
     const bool keep = TakeKeep(session, asked);
     if (!destination && !schedule && !keep)
-        throw OwnFailure("nothing_to_change", {.subject = "zafoldapserver backup config set"});
+        throw OwnFailure(Message::kNothingToChange,
+                         {.subject = "zafoldapserver backup config set"});
     const ServerLock lock;
     Change change{.before = ReadBackupSettings(), .destination = destination, .schedule = schedule};
     change.after = change.before;
@@ -162,7 +173,7 @@ int SetBackupConfig(Session &session) {
     TakeSchedule(session, change.after);
     TakeKeep(session, change.after);
     if (destination || (schedule && change.after.enabled))
-        NeedDestination(ResolvedDestination(change.after));
+        RequireDestination(ResolvedDestination(change.after));
     if (session.Options().dry_run) {
         if (session.Options().form == Form::kJson)
             session.document.Whole({{"would_set", InWords(change)}});
@@ -176,6 +187,50 @@ int SetBackupConfig(Session &session) {
     Show(session);
     if (destination) NoteExposure(session, ResolvedDestination(change.after));
     return 0;
+}
+
+Command BackupConfigSetCommand() {
+    return {
+        .noun = "backup",
+        .verb = "config set",
+        .run = SetBackupConfig,
+        .summary = "Choose where and when backups are made",
+        .description =
+            "Changes what is given and leaves the rest. The destination is a shared folder or a "
+            "folder, best on another disk than the database: it must be there, be no link, be "
+            "writable and lie outside the database.\n\n"
+            "A schedule is \"daily 04:00\", \"weekly sunday 04:00\" or \"monthly 1 04:00\", with "
+            "several runs on its day \"daily 00:00-20:00 every 4 hours\", or \"off\". Its times "
+            "are those of this machine's clock. It is kept for later when it is switched off. "
+            "Settings and scheduler are changed together: when one fails, both have the schedule "
+            "that was.",
+        .options = {{.name = "share", .value = "NAME", .help = "a shared folder as destination"},
+                    {.name = "dir",
+                     .value = "DIR",
+                     .help = "a folder as destination, by its whole path",
+                     .kind = Kind::kFile},
+                    {.name = "keep",
+                     .value = "N",
+                     .help = "how many backups are kept (default: 10)",
+                     .kind = Kind::kNumber},
+                    {.name = "schedule",
+                     .value = "WHEN",
+                     .help = "when backups are made, such as \"daily 04:00\", or off"}},
+        .exclusive = {{"share", "dir"}},
+        .examples = {{"zafoldapserver backup config set --dir /volume1/backups --schedule 'daily "
+                      "04:00'",
+                      "every night"},
+                     {"zafoldapserver backup config set --schedule 'daily 00:00-20:00 every 4 "
+                      "hours' --keep 42",
+                      "six a day, a week of them"},
+                     {"zafoldapserver backup config set --schedule off", "none any more"}},
+        .exits = {3, 4, 8}};
+}
+
+}  // namespace
+
+std::vector<Command> BackupConfigCommands() {
+    return {BackupConfigShowCommand(), BackupConfigSetCommand()};
 }
 
 }  // namespace zafo::cli

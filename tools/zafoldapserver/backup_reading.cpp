@@ -60,7 +60,7 @@ WholeBackup ReadWholeBackup(const std::string &path) {
         LineCutter lines(taker);
         backup::Contents contents =
             backup::ReadArchive(file.Get(), path, [&](std::string_view block) {
-                if (Interrupted()) throw OwnFailure("interrupted", {});
+                if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
                 lines.Take(block);
             });
         struct stat status {};
@@ -97,8 +97,8 @@ std::string ClearPasswordsInWords(const WholeBackup &whole) {
 }
 
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
-    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
-    if (settings.folder.empty()) NeedDestination(settings);
+    if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
+    if (settings.folder.empty()) RequireDestination(settings);
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);
     } catch (const backup::JobError &error) {

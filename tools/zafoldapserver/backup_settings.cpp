@@ -47,8 +47,8 @@ std::string ReasonOfPlatform() {
 
 [[noreturn]] void ThrowSettings() {
     if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
-    if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
-    throw OwnFailure("backup_settings_failed",
+    if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure(Message::kOutOfMemory, {});
+    throw OwnFailure(Message::kBackupSettingsFailed,
                      {.subject = kBackupConf, .reason = ReasonOfPlatform()});
 }
 
@@ -116,8 +116,8 @@ std::string FaultOfDestination(const BackupSettings &settings) {
     }
 }
 
-void NeedDestination(const BackupSettings &settings) {
-    if (!settings.HasDestination()) throw OwnFailure("backup_no_destination", {});
+void RequireDestination(const BackupSettings &settings) {
+    if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
     const std::string fault = FaultOfDestination(settings);
     if (fault.empty()) return;
     Failure failure = LibraryFailure(ZAFOLDAP_ERR_INVALID_SHARE, 0, {}, {});
@@ -149,7 +149,7 @@ void Register(bool enable) {
     if (ZAFOLDAPServerBackupSchedule(enable ? 1 : 0) == 0) return;
     if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
     const bool opening = QLIBCErrGet() == QLIB_ERR_OPEN_FAILED;
-    throw OwnFailure("schedule_failed",
+    throw OwnFailure(Message::kScheduleFailed,
                      {.subject = kScheduleTable,
                       .reason = opening ? "there is no cron here, or the file cannot be opened"
                                         : ReasonOfPlatform()});

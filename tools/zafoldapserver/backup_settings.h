@@ -39,7 +39,7 @@ BackupSettings ResolvedDestination(BackupSettings settings);
 std::string FaultOfDestination(const BackupSettings &settings);
 
 // Throws Failure ("backup_no_destination", or the library's refusal of a destination).
-void NeedDestination(const BackupSettings &settings);
+void RequireDestination(const BackupSettings &settings);
 
 // Whether the scheduler runs backups as the settings say.
 enum class Registration { kAsSet, kMissing, kLeftOver, kOtherwise, kUnreadable };

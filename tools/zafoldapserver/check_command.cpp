@@ -3,7 +3,7 @@
 // check: a list for a person and for a monitor, whose ids stay the same.
 #include "base/appliance_paths.h"
 #include "base/directives.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 
@@ -59,10 +59,8 @@ CheckStep CheckSetUp(const LocalServer &server) {
     return Good(fmt::format("suffix {}, administrator {}", server.suffix, server.admin_dn));
 }
 
-}  // namespace
-
 int CheckServer(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     CheckedServer checked{.session = session, .server = LookAtServer(), .service = LookAtService()};
     checked.certificate_file = DirectiveOf(kSlapdConf, "TLSCertificateFile");
     if (checked.server.SetUp())
@@ -76,14 +74,45 @@ int CheckServer(Session &session) {
                                                             : Skipped("the server is not set up");
         step.step = row.id;
         printer.Print(step);
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     }
     const size_t errors = printer.Count(StepResult::kFailed);
     printer.Finish(errors == 0);
     if (errors > 0)
-        throw OwnFailure("server_unwell",
+        throw OwnFailure(Message::kServerUnwell,
                          {.reason = fmt::format("{} of the checks found an error", errors)});
     return 0;
+}
+
+}  // namespace
+
+Command CheckCommand() {
+    return {
+        .noun = "check",
+        .run = CheckServer,
+        .summary = "Check the server's health",
+        .description =
+            "Makes these checks, also on a server that is stopped: set-up, configuration (slapd "
+            "accepts it), access-rules (not changed by hand), enabled, running, answer (over "
+            "StartTLS with the saved connection \"root\"), restart (somebody starts it again when "
+            "it ends by itself), crashes (a warning for a week after one), operators (the group "
+            "Directory Operators is there, and lists nobody who is not), certificate-chain (signed "
+            "by the "
+            "authority that is trusted here), certificate-names (for this host and localhost), "
+            "certificate-end and authority-end (a warning 30 days before), database-space (a "
+            "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
+            "free), writers (one server only takes changes), administrator-dn (no entry bears it), "
+            "passwords (one hash of moderate cost an account), backup-destination (can be "
+            "written), "
+            "backup-schedule (as set, in the scheduler too), backup-last (the newest one is "
+            "whole, not older than two periods, and the last run did not fail), debug-switch "
+            "(passwords go to the system log while /tmp/zafoldap_debug is there).\n\n"
+            "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids stay the "
+            "same. "
+            "The exit code is 1 when there is an error.",
+        .examples = {{"zafoldapserver check", "for a person"},
+                     {"zafoldapserver check --json", "for a monitor"}},
+        .exits = {4, 130}};
 }
 
 }  // namespace zafo::cli

@@ -4,7 +4,7 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "tools/cli/listing.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/slapd_conf.h"
@@ -46,7 +46,7 @@ std::string Shown(const Directive &directive) {
 std::string ReadOrFail(const char *path) {
     std::optional<std::string> text = ReadTextFile(path);
     if (!text)
-        throw OwnFailure("server_file_unreadable",
+        throw OwnFailure(Message::kServerFileUnreadable,
                          {.subject = path, .reason = std::strerror(errno)});
     return *std::move(text);
 }
@@ -59,11 +59,9 @@ std::vector<Json> LinesOf(const std::string &text) {
     return lines;
 }
 
-}  // namespace
-
 int ShowAccessRules(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
     const std::string text = ReadOrFail(kAccessRules);
     const RulesState state = StateOfRules(Staging(), server.suffix);
     if (session.Options().form == Form::kJson) {
@@ -81,9 +79,22 @@ int ShowAccessRules(Session &session) {
     return 0;
 }
 
+Command AclShowCommand() {
+    return {.noun = "acl",
+            .verb = "show",
+            .run = ShowAccessRules,
+            .summary = "Show the access rules",
+            .description =
+                "Prints the access rules (slapd.access(5)) and says whether they were "
+                "changed by hand. JSON members: path, state (as written, changed by hand), "
+                "text.",
+            .examples = {{"zafoldapserver acl show", "who may read and write what"}},
+            .exits = {4}};
+}
+
 int ShowConfiguration(Session &session) {
-    NeedRoot(session);
-    NeedServer();
+    RequireRoot(session);
+    RequireServer();
     std::vector<Json> rows;
     const Directives configuration(ReadOrFail(kSlapdConf));
     for (const Directive &directive : configuration.Lines()) {
@@ -92,6 +103,25 @@ int ShowConfiguration(Session &session) {
     }
     PrintList(session.streams, session.document, kDirectiveFields, rows);
     return 0;
+}
+
+Command ConfigShowCommand() {
+    return {.noun = "config",
+            .verb = "show",
+            .run = ShowConfiguration,
+            .summary = "Show the configuration",
+            .description =
+                "Lists the directives of slapd.conf (slapd.conf(5)). The administrator's "
+                "password is not shown, not even its hash. Fields: key, value.",
+            .examples = {{"zafoldapserver config show", "all directives"},
+                         {"zafoldapserver config show --json", "the same for a script"}},
+            .exits = {4}};
+}
+
+}  // namespace
+
+std::vector<Command> ConfigurationCommands() {
+    return {AclShowCommand(), ConfigShowCommand()};
 }
 
 }  // namespace zafo::cli

@@ -40,7 +40,7 @@ void CheckFolder(const char *folder) {
     const std::string existing = ExistingFolder(folder);
     const auto refuse = [&](int code) {
         throw OwnFailure(
-            "folder_unwritable",
+            Message::kFolderUnwritable,
             {.subject = folder,
              .reason = existing == folder ? std::strerror(code)
                                           : fmt::format("{}: {}", existing, std::strerror(code))});
@@ -58,11 +58,12 @@ unsigned long long CheckSpace() {
     struct statvfs space {};
     const std::string folder = ExistingFolder(kDatabaseFolder);
     if (statvfs(folder.c_str(), &space) != 0)
-        throw OwnFailure("folder_unwritable", {.subject = folder, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = folder, .reason = std::strerror(errno)});
     const unsigned long long left =
         space.f_bavail * static_cast<unsigned long long>(space.f_frsize);
     if (left < kLeastSpace)
-        throw OwnFailure("space_low", {.subject = folder, .reason = SizeInWords(left)});
+        throw OwnFailure(Message::kSpaceLow, {.subject = folder, .reason = SizeInWords(left)});
     return left;
 }
 
@@ -95,7 +96,7 @@ bool IsTaken(const ListenAddress &address) {
 void CheckDatabase(const LocalServer &before, const std::string &suffix) {
     if (ZAFOLDAPServerDBIsEmpty() == 1 || SameDn(before.suffix, suffix)) return;
     throw OwnFailure(
-        "other_database",
+        Message::kOtherDatabase,
         {.subject = before.suffix.empty() ? "an unknown suffix" : before.suffix, .reason = suffix});
 }
 
@@ -104,7 +105,8 @@ void CheckAdministratorsDn(const std::string &admin_dn) {
     if (ZAFOLDAPServerDBIsEmpty() == 1) return;
     const std::optional<DatabaseCensus> census = TakeCensus({.administrator = admin_dn});
     if (census && census->administrators.count > 0)
-        throw OwnFailure("administrator_entry", {.subject = OneLine(census->administrators.first)});
+        throw OwnFailure(Message::kAdministratorEntry,
+                         {.subject = OneLine(census->administrators.first)});
 }
 
 std::string PortsInWords() {
@@ -125,7 +127,7 @@ std::string ExistingFolder(std::string path) {
 void CheckPorts() {
     for (const ListenAddress &address : ListenAddresses()) {
         if (IsTaken(address))
-            throw OwnFailure("port_taken", {.subject = std::to_string(address.port)});
+            throw OwnFailure(Message::kPortTaken, {.subject = std::to_string(address.port)});
     }
 }
 
@@ -146,7 +148,7 @@ std::vector<std::string> CheckBeforeEnabling(Streams &streams, const LocalServer
         good.push_back(fmt::format("the ports are free: {}", PortsInWords()));
     }
     if (const auto words = staging.Test(streams, wanted.configuration, wanted.rules))
-        throw OwnFailure("configuration_refused", {.subject = kSlapdTemplate}, *words);
+        throw OwnFailure(Message::kConfigurationRefused, {.subject = kSlapdTemplate}, *words);
     good.emplace_back("slapd accepts the configuration");
     return good;
 }

@@ -9,13 +9,12 @@
 #include "base/write_all.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
-#include "tools/cli/password_options.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldapserver/admin_account.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/differences.h"
 #include "tools/zafoldapserver/enable_checks.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
 
@@ -76,7 +75,7 @@ std::optional<std::string> SavedPassword(const LocalServer &server) {
         const Host host = OpenConnection(kOwnConnection, *saved);
         return host.Record().szBindPasswd;
     } catch (const Failure &failure) {
-        if (failure.key != "password_undecipherable") throw;
+        if (failure.id != Message::kPasswordUndecipherable) throw;
         return std::nullopt;
     }
 }
@@ -175,7 +174,8 @@ void KeepBefore(Session &session, const char *path) {
     unlink(kept.c_str());
     const UniqueFd fd(open(kept.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!fd.IsOpen() || !WriteAll(fd.Get(), *text))
-        throw OwnFailure("folder_unwritable", {.subject = kept, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = kept, .reason = std::strerror(errno)});
     session.streams.Note(fmt::format("{} is kept as {}", path, kept));
 }
 
@@ -194,8 +194,9 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
                                          session.streams.ToolWords());
     const LocalServer now = LookAtServer();
     const std::string interrupted = Interrupted() ? "interrupted, and " : "";
-    Failure failure = OwnFailure(
-        "enable_failed", {.reason = interrupted + StateAfterFailure(job, now)}, cause.detail);
+    Failure failure =
+        OwnFailure(Message::kEnableFailed, {.reason = interrupted + StateAfterFailure(job, now)},
+                   cause.detail);
     if (Interrupted()) failure.exit_code = 130;
     throw failure;
 }
@@ -211,7 +212,8 @@ void Enable(Session &session, const Enabling &job) {
     QLIBCErrSet(QLIB_ERR_NONE);
     streams.Note("enabling the service ldap-server");
     if (QLIBServiceEnable(kServerService) != 0)
-        throw OwnFailure("service_missing", {.subject = kServerService}, streams.ToolWords());
+        throw OwnFailure(Message::kServiceMissing, {.subject = kServerService},
+                         streams.ToolWords());
     streams.Note(
         "writing configuration, connection \"root\" and access rules, filling the database, "
         "starting the server (a few seconds)");
@@ -273,14 +275,11 @@ void SayHowToGoOn(Session &session, const Enabling &job) {
         AddressesForClients(), kAuthority));
 }
 
-}  // namespace
-
 int EnableServer(Session &session) {
-    CheckPasswordOptions(session);
     Enabling job;
     job.before = LookAtServer();
     ReadNames(session, job);
-    NeedRoot(session);
+    RequireRoot(session);
     const Staging staging;
     job.wanted.configuration = staging.Configuration(job.wanted.suffix, job.wanted.admin_dn);
     job.wanted.rules = staging.AccessRules(job.wanted.suffix);
@@ -310,6 +309,48 @@ int EnableServer(Session &session) {
     }
     if (!nothing) SayHowToGoOn(session, job);
     return 0;
+}
+
+}  // namespace
+
+Command EnableCommand() {
+    return {
+        .noun = "enable",
+        .run = EnableServer,
+        .summary = "Set the directory server up and start it",
+        .description =
+            "Goes from nothing to a running server: enables the service, writes its configuration "
+            "and access rules, saves the connection \"root\" for zafoldap, makes the database and "
+            "the certificates, starts the server and adds the groups users, Directory Operators "
+            "and administrators and the user admin, who has the administrator's password.\n\n"
+            "Everything that can be checked is checked before anything is changed: the names, the "
+            "password, the folders, the space, the ports, and slapd itself must accept the "
+            "configuration.\n\n"
+            "On a server that is set up it says what differs from what is asked for and mends "
+            "that, or says that there is nothing to do. Accounts are never touched. The password "
+            "stays unless one is given. Files that were changed by hand are kept with \".before\" "
+            "at the end of their names.\n\n"
+            "The suffix stays: another one needs zafoldapserver reset first.",
+        .options = {{.name = "suffix",
+                     .value = "DN",
+                     .help = "the directory's suffix, such as dc=example,dc=com: it begins with "
+                             "\"dc=\" and is made of dc, o, ou, c, l, st and cn",
+                     .required = true},
+                    {.name = "admin-dn",
+                     .value = "DN",
+                     .help = "the administrator, below the suffix (default: cn=admin,SUFFIX, or "
+                             "the one that the server has)"},
+                    PasswordStdinOption(),
+                    PasswordFileOption(),
+                    RandomPasswordOption()},
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
+        .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
+                      "asks for the administrator's password"},
+                     {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
+                      "makes one and prints it"},
+                     {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
+                      "what would be checked, written and mended"}},
+        .exits = {4, 5, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -53,8 +53,9 @@ std::optional<JobProgress> ReadProgress() {
         case 1:
             break;
         default:
-            if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY) throw OwnFailure("out_of_memory", {});
-            throw OwnFailure("progress_unreadable", {.subject = kProgressFile});
+            if (QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
+                throw OwnFailure(Message::kOutOfMemory, {});
+            throw OwnFailure(Message::kProgressUnreadable, {.subject = kProgressFile});
     }
     const ZAFOLDAP_PROGRESS &progress = *record;
     return JobProgress{.running = progress.blRunning != 0,

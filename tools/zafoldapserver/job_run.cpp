@@ -115,15 +115,16 @@ int LibraryCodeOf(backup::Operation operation, int exit_code) {
 std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view operation,
                                     std::string_view tool_words) {
     if (!outcome.ended)
-        return OwnFailure("job_lost", {.subject = std::string(operation)}, std::string(tool_words));
-    if (Interrupted()) return OwnFailure("interrupted", {}, std::string(tool_words));
+        return OwnFailure(Message::kJobLost, {.subject = std::string(operation)},
+                          std::string(tool_words));
+    if (Interrupted()) return OwnFailure(Message::kInterrupted, {}, std::string(tool_words));
     // A program that cannot be executed leaves a child that ends like one of a shell.
     const bool ran = outcome.ran && outcome.exit_code != kNotFound;
     if (!ran && outcome.platform_code == QLIB_ERR_OPEN_FAILED)
-        return OwnFailure("backup_program_missing", {.subject = kBackupProgram});
+        return OwnFailure(Message::kBackupProgramMissing, {.subject = kBackupProgram});
     if (outcome.ran) return std::nullopt;
     if (outcome.library_code == 0 && outcome.platform_code == QLIB_ERR_NONE)
-        return OwnFailure("server_not_set_up", {});
+        return OwnFailure(Message::kServerNotSetUp, {});
     return LibraryFailure(outcome.library_code, outcome.platform_code, {}, tool_words);
 }
 

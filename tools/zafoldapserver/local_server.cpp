@@ -46,9 +46,9 @@ LocalServer LookAtServer() {
     return server;
 }
 
-LocalServer NeedServer() {
+LocalServer RequireServer() {
     LocalServer server = LookAtServer();
-    if (!server.SetUp()) throw OwnFailure("server_not_set_up", {});
+    if (!server.SetUp()) throw OwnFailure(Message::kServerNotSetUp, {});
     return server;
 }
 

@@ -33,7 +33,7 @@ struct LocalServer {
 LocalServer LookAtServer();
 
 // Throws Failure ("server_not_set_up").
-LocalServer NeedServer();
+LocalServer RequireServer();
 
 // A URL that the server listens on.
 struct ListenAddress {

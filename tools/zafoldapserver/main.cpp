@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/program_main.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/program.h"
 
 #include <string_view>
@@ -14,6 +13,5 @@ char g_backup[] = "backup";
 
 int main(int argc, char **argv) {
     if (argc > 1 && std::string_view(argv[1]) == "--backup") argv[1] = g_backup;
-    return zafo::cli::RunProgram(zafo::cli::Zafoldapserver(), zafo::cli::ZafoldapserverHandler,
-                                 argc, argv);
+    return zafo::cli::RunProgram(zafo::cli::Zafoldapserver(), argc, argv);
 }

@@ -38,7 +38,7 @@ class OperatorGroup {
             Search search(
                 streams_, host_,
                 {.base = dn_, .filter = {}, .scope = "base", .attributes = {"memberUid", "member"}},
-                connection_.Known());
+                connection_.AsFacts());
             const Entry *entry = search.Next();
             if (entry == nullptr) return std::nullopt;
             for (const Attribute &attribute : entry->attributes) {
@@ -64,7 +64,7 @@ class OperatorGroup {
                 filter += fmt::format("(uid={})", EscapedForFilter(names[at]));
             Search search(streams_, host_,
                           {.base = std::nullopt, .filter = filter + "))", .attributes = {"uid"}},
-                          connection_.Known());
+                          connection_.AsFacts());
             while (const Entry *entry = search.Next()) {
                 for (const Attribute &attribute : entry->attributes)
                     found_.insert(found_.end(), attribute.values.begin(), attribute.values.end());

@@ -2,7 +2,8 @@
 //
 // progress: what a backup or restore is doing, or has come to.
 #include "tools/cli/listing.h"
-#include "tools/zafoldapserver/handlers.h"
+#include "tools/cli/progress.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/job_progress.h"
 #include "tools/zafoldapserver/job_run.h"
 
@@ -45,7 +46,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
     while (progress.running) {
         display.Show(progress);
         std::this_thread::sleep_for(kLookEvery);
-        if (Interrupted()) throw OwnFailure("interrupted", {});
+        if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<JobProgress> now = ReadProgress();
         // The next job is another one.
         if (!now || now->pid != progress.pid) return std::nullopt;
@@ -57,7 +58,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
 void ThrowUnlessDone(const JobProgress &progress) {
     if (progress.State() == JobState::kDone) return;
     if (progress.State() == JobState::kLost)
-        throw OwnFailure("job_lost", {.subject = progress.operation});
+        throw OwnFailure(Message::kJobLost, {.subject = progress.operation});
     throw FailureOfExit(OperationOf(progress), progress.status, {});
 }
 
@@ -67,8 +68,6 @@ int SayNothingRuns(Session &session) {
     return 0;
 }
 
-}  // namespace
-
 int ShowProgress(Session &session) {
     std::optional<JobProgress> progress = ReadProgress();
     if (!progress) return SayNothingRuns(session);
@@ -76,11 +75,30 @@ int ShowProgress(Session &session) {
         const std::string operation = progress->operation;
         progress = Follow(session, *progress);
         // The library removes the word of a restore that failed.
-        if (!progress) throw OwnFailure("job_left_no_word", {.subject = operation});
+        if (!progress) throw OwnFailure(Message::kJobLeftNoWord, {.subject = operation});
         ThrowUnlessDone(*progress);
     }
     PrintRecord(session.streams, session.document, kFields, RecordOf(*progress));
     return 0;
+}
+
+}  // namespace
+
+Command ProgressCommand() {
+    return {
+        .noun = "progress",
+        .run = ShowProgress,
+        .summary = "Show what a backup or restore is doing",
+        .description =
+            "Shows the backup or restore that runs, or what the last one came to. With "
+            "--follow it shows one that runs until its end; the exit code is then the one that "
+            "the job's own command has. Fields: operation, task, state (running, done, failed, "
+            "killed), stage, total, action, status (exit code of the backup program), reason, "
+            "pid.",
+        .options = {{.name = "follow", .help = "stay until the job has ended"}, ProgressOption()},
+        .examples = {{"zafoldapserver progress", "a look"},
+                     {"zafoldapserver progress --follow", "until it is done"}},
+        .exits = {3, 8, 130}};
 }
 
 }  // namespace zafo::cli

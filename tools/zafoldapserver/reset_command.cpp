@@ -6,8 +6,8 @@
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 
@@ -36,13 +36,13 @@ void Confirm(Session &session, const std::string &suffix, const std::string &los
     Streams &streams = session.streams;
     if (session.Options().yes) return;
     const std::string deleting = "deleting " + lost;
-    if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting});
+    if (!streams.CanAsk()) throw OwnFailure(Message::kConfirmationNeeded, {.subject = deleting});
     const std::string word = suffix.empty() ? "yes" : suffix;
     const std::string answer = streams.Ask(
         fmt::format("This deletes {}.\nThere is no way back but a backup. Type {} to go on: ", lost,
                     suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
         /*echo=*/true);
-    if (!SameDn(answer, word)) throw OwnFailure("suffix_not_typed", {.subject = deleting});
+    if (!SameDn(answer, word)) throw OwnFailure(Message::kSuffixNotTyped, {.subject = deleting});
 }
 
 void Reset(Session &session) {
@@ -56,18 +56,16 @@ void Reset(Session &session) {
                             : now.SetUp() ? "it is stopped, the database may be gone in part"
                                           : "the database is empty, a file of the configuration is "
                                             "left";
-        throw OwnFailure("reset_failed", {.reason = state}, streams.ToolWords());
+        throw OwnFailure(Message::kResetFailed, {.reason = state}, streams.ToolWords());
     }
     QLIBServiceDisable(kServerService);
 }
 
-}  // namespace
-
 int ResetServer(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const LocalServer server = LookAtServer();
     if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
-        throw OwnFailure("server_not_set_up", {});
+        throw OwnFailure(Message::kServerNotSetUp, {});
     const std::optional<DatabaseCensus> census = TakeCensus();
     const std::string lost = InWords(server, census);
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
@@ -96,6 +94,22 @@ int ResetServer(Session &session) {
         "connection \"root\" are kept",
         lost));
     return 0;
+}
+
+}  // namespace
+
+Command ResetCommand() {
+    return {.noun = "reset",
+            .run = ResetServer,
+            .summary = "Delete the directory with all accounts",
+            .description =
+                "Stops the server and deletes its database with all users and groups, its "
+                "configuration and its access rules. Says first what that is, and has the suffix "
+                "typed. Without a terminal --yes is needed. Certificates and the saved connection "
+                "\"root\" are kept.",
+            .examples = {{"zafoldapserver reset --dry-run", "what would be lost"},
+                         {"zafoldapserver reset", "asks for the suffix"}},
+            .exits = {4, 7, 8}};
 }
 
 }  // namespace zafo::cli

@@ -7,10 +7,11 @@
 #include "tools/backup/job_lock.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
+#include "tools/cli/progress.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
@@ -39,7 +40,7 @@ WholeBackup NewestWhole(Session &session) {
             session.streams.Note(fmt::format("left out: {}", OneLine(failure.detail)));
         }
     }
-    throw OwnFailure("backup_none", {.subject = OneLine(settings.folder)});
+    throw OwnFailure(Message::kBackupNone, {.subject = OneLine(settings.folder)});
 }
 
 WholeBackup ChosenBackup(Session &session) {
@@ -52,9 +53,9 @@ WholeBackup ChosenBackup(Session &session) {
     return ReadWholeBackup(std::filesystem::absolute(*file).string());
 }
 
-void NeedSameSuffix(const LocalServer &server, const WholeBackup &whole) {
+void RequireSameSuffix(const LocalServer &server, const WholeBackup &whole) {
     if (server.suffix.empty() || SameDn(server.suffix, whole.manifest.suffix)) return;
-    throw OwnFailure("backup_other_suffix",
+    throw OwnFailure(Message::kBackupOtherSuffix,
                      {.subject = OneLine(whole.manifest.suffix), .reason = OneLine(server.suffix)});
 }
 
@@ -81,7 +82,7 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
     if (session.Options().yes) return;
     const std::string restoring = "restoring " + BackupInWords(whole);
     if (!streams.CanAsk())
-        throw OwnFailure("confirmation_needed", {.subject = restoring}, replaced);
+        throw OwnFailure(Message::kConfirmationNeeded, {.subject = restoring}, replaced);
     const std::string suffix = OneLine(whole.manifest.suffix);
     const std::string passwords = ClearPasswordsInWords(whole);
     const std::string answer = streams.Ask(
@@ -91,11 +92,11 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
                     suffix),
         /*echo=*/true);
     if (!SameDn(answer, whole.manifest.suffix))
-        throw OwnFailure("suffix_not_typed", {.subject = restoring});
+        throw OwnFailure(Message::kSuffixNotTyped, {.subject = restoring});
 }
 
 // The library would remove the progress of the job that runs.
-void NeedNoOtherJob() {
+void RequireNoOtherJob() {
     if (!backup::JobRuns()) return;
     ZAFOLDAPErrReset();
     ZAFOLDAPServerBackupSetError(static_cast<int>(backup::Exit::kBusy));
@@ -155,14 +156,12 @@ void NoteWarnings(Session &session) {
     }
 }
 
-}  // namespace
-
 int RestoreBackup(Session &session) {
-    NeedRoot(session);
+    RequireRoot(session);
     const WholeBackup whole = ChosenBackup(session);
     const LocalServer before = LookAtServer();
-    NeedSameSuffix(before, whole);
-    NeedNoOtherJob();
+    RequireSameSuffix(before, whole);
+    RequireNoOtherJob();
     const std::string replaced = WhatThereIs(before);
     if (session.Options().dry_run) return WouldRestore(session, whole, replaced);
     Confirm(session, whole, replaced);
@@ -191,6 +190,43 @@ int RestoreBackup(Session &session) {
         !words.empty() && session.Options().yes)
         session.streams.Note("note: " + words);
     return 0;
+}
+
+}  // namespace
+
+Command RestoreCommand() {
+    return {
+        .noun = "restore",
+        .run = RestoreBackup,
+        .summary = "Put a backup in place of the directory",
+        .description =
+            "Replaces all users and groups by those of a backup. The backup is read to its last "
+            "byte first; says what it holds and what is replaced, and has the suffix typed. "
+            "Without a terminal --yes is needed.\n\n"
+            "The entries are loaded beside the database while the server goes on serving; it "
+            "stops for the moment in which the two are exchanged, and is asked afterwards. "
+            "Whatever fails, the old directory is put back and served. Configuration and the saved "
+            "connection \"root\" stay as they are; a machine without a directory gets a "
+            "configuration of its own for the suffix and the administrator of the backup, and "
+            "zafoldapserver enable starts it.\n\n"
+            "What is shown is what is restored, whatever becomes of the file's name or content "
+            "meanwhile. A backup that holds an entry at the directory administrator's DN is "
+            "refused: its password would be another one of the administrator. "
+            "--without-admin-entry restores all the others.",
+        .arguments =
+            {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile, .required = false}},
+        .options = {{.name = "latest",
+                     .help = "take the newest backup of the destination that is whole"},
+                    {.name = "without-admin-entry",
+                     .help = "leave out an entry at the directory administrator's DN"},
+                    ProgressOption()},
+        .examples =
+            {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
+             {"zafoldapserver restore --latest", "asks for the suffix"},
+             {"zafoldapserver restore /volume1/backups/zafoldap-000042-20270228T040001Z.tar."
+              "zst --yes",
+              "a certain one, without a question"}},
+        .exits = {3, 4, 8, 130}};
 }
 
 }  // namespace zafo::cli

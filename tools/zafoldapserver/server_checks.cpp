@@ -102,7 +102,7 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         Search search(
             checked.session.streams, OpenConnection(kOwnConnection, connection),
             {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            connection.Known());
+            connection.AsFacts());
         if (search.Next() == nullptr)
             return Wrong(fmt::format("the entry {} is not shown", checked.server.suffix), again);
         return Good(fmt::format("{} is let in over {}", connection.bind_dn,
@@ -111,7 +111,7 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         if (failure.exit_code == 130) throw;
         std::string cause = failure.message;
         if (!failure.detail.empty()) cause += ": " + OnOneLine(failure.detail);
-        return Wrong(cause, failure.key == "tls_failed"
+        return Wrong(cause, failure.id == Message::kTlsFailed
                                 ? "see certificate-chain, -names and -end below"
                                 : failure.hint);
     }

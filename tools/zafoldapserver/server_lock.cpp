@@ -26,17 +26,19 @@ ServerLock::ServerLock() {
     fd_ = ZAFOLDAPLock(kLockFile, LOCK_EX);
     if (fd_ >= 0) return;
     if (ZAFOLDAPErrGet() != 0) throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
-    throw OwnFailure("folder_unwritable", {.subject = kLockFile, .reason = std::strerror(errno)});
+    throw OwnFailure(Message::kFolderUnwritable,
+                     {.subject = kLockFile, .reason = std::strerror(errno)});
 }
 
 ServerLock::~ServerLock() {
     ZAFOLDAPUnLock(fd_);
 }
 
-void NeedRoot(const Session &session) {
+void RequireRoot(const Session &session) {
     if (geteuid() == 0) return;
-    throw OwnFailure("not_root", {.subject = fmt::format("{} {}", session.program.name,
-                                                         FullName(*session.invocation.command))});
+    throw OwnFailure(Message::kNotRoot,
+                     {.subject = fmt::format("{} {}", session.program.name,
+                                             FullName(*session.invocation.command))});
 }
 
 }  // namespace zafo::cli

@@ -20,6 +20,6 @@ class ServerLock {
 };
 
 // Throws Failure ("not_root").
-void NeedRoot(const Session &session);
+void RequireRoot(const Session &session);
 
 }  // namespace zafo::cli

@@ -80,24 +80,26 @@ const char *SuffixFault(const std::vector<PlainRdn> &rdns) {
     return Joined(rdns).size() > kLongestSuffix ? "it is longer than 240 bytes" : nullptr;
 }
 
-[[noreturn]] void Refuse(std::string_view key, const std::string &dn, const char *reason,
+[[noreturn]] void Refuse(Message message, const std::string &dn, const char *reason,
                          const std::string &suffix = {}) {
-    throw OwnFailure(key, {.subject = OneLine(dn), .reason = reason, .finish = suffix});
+    throw OwnFailure(message, {.subject = OneLine(dn), .reason = reason, .finish = suffix});
 }
 
 }  // namespace
 
 std::string CheckedSuffix(const std::string &text) {
-    if (text.empty()) Refuse("suffix_bad", "\"\"", "it is empty");
-    if (const char *fault = CharacterFault(text)) Refuse("suffix_bad", text, fault);
+    if (text.empty()) Refuse(Message::kSuffixBad, "\"\"", "it is empty");
+    if (const char *fault = CharacterFault(text)) Refuse(Message::kSuffixBad, text, fault);
     CheckDn(text);
     const std::vector<PlainRdn> rdns = PlainRdns(text);
-    if (const char *fault = SuffixFault(rdns)) Refuse("suffix_bad", text, fault);
+    if (const char *fault = SuffixFault(rdns)) Refuse(Message::kSuffixBad, text, fault);
     return Joined(rdns);
 }
 
 std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
-    const auto refuse = [&](const char *reason) { Refuse("admin_dn_bad", text, reason, suffix); };
+    const auto refuse = [&](const char *reason) {
+        Refuse(Message::kAdminDnBad, text, reason, suffix);
+    };
     if (const char *fault = CharacterFault(text)) refuse(fault);
     CheckDn(text);
     std::vector<PlainRdn> rdns = PlainRdns(text);
@@ -116,7 +118,7 @@ std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
 
 void CheckServerPassword(const std::string &password) {
     if (CharactersOf(password) < kShortestPassword)
-        throw OwnFailure("server_password", {.reason = "it has fewer than 8 characters"});
+        throw OwnFailure(Message::kServerPassword, {.reason = "it has fewer than 8 characters"});
 }
 
 }  // namespace zafo::cli

@@ -7,8 +7,8 @@
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/listing.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/enable_checks.h"
-#include "tools/zafoldapserver/handlers.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/service_facts.h"
 
@@ -86,7 +86,7 @@ int WouldDo(Session &session, const char *what) {
 
 // Runs a function of the library that starts or stops the server.
 template <typename Call>
-void Run(Session &session, std::string_view key, Call call) {
+void Run(Session &session, Message message, Call call) {
     Streams &streams = session.streams;
     streams.ForgetToolWords();
     ZAFOLDAPErrReset();
@@ -96,7 +96,7 @@ void Run(Session &session, std::string_view key, Call call) {
         [&] {
             if (call() != 0) {
                 const std::string words = streams.ToolWords();
-                throw OwnFailure(key, {.reason = words.empty() ? "no reason was given" : ""},
+                throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""},
                                  words);
             }
         },
@@ -105,40 +105,71 @@ void Run(Session &session, std::string_view key, Call call) {
         });
 }
 
-void NeedEnabled(const LocalServer &server) {
-    if (!server.enabled) throw OwnFailure("server_not_enabled", {.subject = server.suffix});
+void RequireEnabled(const LocalServer &server) {
+    if (!server.enabled) throw OwnFailure(Message::kServerNotEnabled, {.subject = server.suffix});
 }
 
-}  // namespace
-
 int StartServer(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
     if (server.Running())
         return Say(session, false, fmt::format("the server runs already (process {})", server.pid));
-    NeedEnabled(server);
+    RequireEnabled(server);
     CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "start");
-    Run(session, "server_not_started", ZAFOLDAPServerStart);
+    Run(session, Message::kServerNotStarted, ZAFOLDAPServerStart);
     return Say(session, true, "the server runs");
+}
+
+Command StartCommand() {
+    return {.noun = "start",
+            .run = StartServer,
+            .summary = "Start the server",
+            .description =
+                "Starts the server and looks two seconds later whether it still runs. One "
+                "that runs already is left alone.",
+            .examples = {{"zafoldapserver start", "until the next zafoldapserver stop"}},
+            .exits = {4, 8}};
 }
 
 int StopServer(Session &session) {
-    NeedRoot(session);
-    if (!NeedServer().Running()) return Say(session, false, "the server is stopped already");
+    RequireRoot(session);
+    if (!RequireServer().Running()) return Say(session, false, "the server is stopped already");
     if (session.Options().dry_run) return WouldDo(session, "stop");
-    Run(session, "server_not_stopped", ZAFOLDAPServerStop);
+    Run(session, Message::kServerNotStopped, ZAFOLDAPServerStop);
     return Say(session, true, "the server is stopped; zafoldapserver start starts it again");
 }
 
+Command StopCommand() {
+    return {.noun = "stop",
+            .run = StopServer,
+            .summary = "Stop the server",
+            .description =
+                "Ends the server and waits until it is gone. It is never killed: one that "
+                "does not end in time is left to finish its work.",
+            .examples = {{"zafoldapserver stop", "clients cannot log in until it is started"}},
+            .exits = {4, 8}};
+}
+
 int RestartServer(Session &session) {
-    NeedRoot(session);
-    const LocalServer server = NeedServer();
-    NeedEnabled(server);
+    RequireRoot(session);
+    const LocalServer server = RequireServer();
+    RequireEnabled(server);
     if (!server.Running()) CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "restart");
-    Run(session, "server_not_started", [] { return ZAFOLDAPServerEnable(nullptr); });
+    Run(session, Message::kServerNotStarted, [] { return ZAFOLDAPServerEnable(nullptr); });
     return Say(session, true, "the server runs");
+}
+
+Command RestartCommand() {
+    return {.noun = "restart",
+            .run = RestartServer,
+            .summary = "Stop the server and start it again",
+            .description =
+                "What is changed in slapd.conf, in the access rules or in a certificate "
+                "takes effect. Starts a server that is stopped.",
+            .examples = {{"zafoldapserver restart", "a few seconds without answers"}},
+            .exits = {4, 8}};
 }
 
 int ShowServerStatus(Session &session) {
@@ -158,6 +189,28 @@ int ShowServerStatus(Session &session) {
         session.streams.Note(
             "nobody starts the server again if it ends by itself; zafoldapserver check says why");
     return kExitCodes[static_cast<int>(server.state)];
+}
+
+Command StatusCommand() {
+    return {
+        .noun = "status",
+        .run = ShowServerStatus,
+        .summary = "Show whether the server runs",
+        .description =
+            "Shows the server's state without asking it. The exit code is 0 when it runs, 3 when "
+            "it is stopped, 4 when it is not set up. Fields: state (running, stopped, not set "
+            "up), pid, since, enabled, suffix, admin_dn, addresses, database_bytes (on disk), "
+            "certificate_ends, starts_again (somebody starts the server when it ends by itself), "
+            "crashes (how often it did).",
+        .examples = {{"zafoldapserver status", "everything"},
+                     {"zafoldapserver status --format plain --fields state", "one word"}},
+        .exits = {3, 4}};
+}
+
+}  // namespace
+
+std::vector<Command> ServiceCommands() {
+    return {StartCommand(), StopCommand(), RestartCommand(), StatusCommand()};
 }
 
 }  // namespace zafo::cli

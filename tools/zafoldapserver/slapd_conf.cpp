@@ -33,7 +33,8 @@ void WriteTextFile(const std::string &path, std::string_view text) {
     file << text;
     file.close();
     if (!file)
-        throw OwnFailure("folder_unwritable", {.subject = path, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = path, .reason = std::strerror(errno)});
 }
 
 }  // namespace
@@ -49,7 +50,7 @@ std::optional<std::string> ReadTextFile(const std::string &path) {
 std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::string &path) {
     streams.ForgetToolWords();
     const std::optional<ToolRun> run = RunTool({kSlaptest, "-u", "-f", path});
-    if (!run) throw OwnFailure("slapd_missing", {.subject = kSlaptest});
+    if (!run) throw OwnFailure(Message::kSlapdMissing, {.subject = kSlaptest});
     if (run->status == 0) return std::nullopt;
     const std::string words = run->output + streams.ToolWords();
     return words.empty() ? "slaptest gave no reason" : words;
@@ -57,7 +58,7 @@ std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::str
 
 Staging::Staging() : folder_("zafoldapserver") {
     if (folder_.Error() != 0)
-        throw OwnFailure("folder_unwritable",
+        throw OwnFailure(Message::kFolderUnwritable,
                          {.subject = "/tmp", .reason = std::strerror(folder_.Error())});
 }
 
@@ -70,7 +71,7 @@ std::string Staging::Configuration(const std::string &suffix, const std::string 
     }
     const std::string path = Path("made.conf");
     if (ZAFOLDAPConfSet(path.c_str(), kSlapdTemplate, values.get(), 0) != 0) {
-        throw OwnFailure("template_unreadable",
+        throw OwnFailure(Message::kTemplateUnreadable,
                          {.subject = kSlapdTemplate, .reason = std::strerror(errno)});
     }
     return ReadTextFile(path).value_or("");
@@ -81,7 +82,8 @@ std::string Staging::AccessRules(const std::string &suffix) const {
     settings.szSuffix = suffix.c_str();
     const std::string path = Path("made-acls.conf");
     if (ZAFOLDAPServerWriteACL(path.c_str(), &settings) != 0)
-        throw OwnFailure("folder_unwritable", {.subject = path, .reason = std::strerror(errno)});
+        throw OwnFailure(Message::kFolderUnwritable,
+                         {.subject = path, .reason = std::strerror(errno)});
     return ReadTextFile(path).value_or("");
 }
 

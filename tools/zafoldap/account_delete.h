@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The backup, restore and progress rows of the command table.
+// user delete and group delete are one command.
 #pragma once
 
 #include "tools/cli/command.h"
 
-#include <vector>
-
 namespace zafo::cli {
 
-std::vector<Command> BackupCommands();
+Command UserDeleteCommand();
+Command GroupDeleteCommand();
 
 }  // namespace zafo::cli

@@ -1,63 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user list, show and groups.
+// user show and user groups.
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
 #include <string>
-#include <unordered_set>
 
 namespace zafo::cli {
 
 namespace {
 
-using Names = std::unordered_set<std::string>;
-
 struct FreeUser {
     void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
 };
-
-Names AsSet(const NameList &list) {
-    Names names;
-    for (std::string &name : list.Names())
-        names.insert(std::move(name));
-    return names;
-}
-
-// Members of a group, listed ones and those with it as their primary group.
-Names MembersOf(const AccountDirectory &directory, const std::string &group,
-                std::optional<Failure> &cut) {
-    const std::string dn = directory.Need(kGroupKind, group);
-    NameList listed;
-    directory.Run(group, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), dn.c_str(), listed.Address());
-    });
-    NameList primary;
-    cut = Attempt(directory.Out(), directory.Known(group), [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), dn.c_str(), nullptr,
-                                                     primary.Address());
-    });
-    if (cut && !IsCutOff(*cut)) throw *cut;
-    Names names = AsSet(listed);
-    names.merge(AsSet(primary));
-    return names;
-}
-
-Names NotIn(const AccountDirectory &directory, const std::string &group) {
-    const std::string dn = directory.Need(kGroupKind, group);
-    NameList others;
-    directory.Run(group, [&] {
-        return ZAFOLDAPBrowserUserEnumNotInGroupDN(directory.Record(), dn.c_str(),
-                                                   others.Address());
-    });
-    return AsSet(others);
-}
 
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
@@ -69,7 +30,7 @@ std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::s
                   {.base = std::nullopt,
                    .filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
                    .attributes = {"cn", "gidNumber"}},
-                  directory.Known(name));
+                  directory.FactsAbout(name));
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back(RecordOf(GroupFields(), *entry));
@@ -114,38 +75,16 @@ const Fields kUserShowFields = [] {
     return fields;
 }();
 
-}  // namespace
-
-int ListUsers(Session &session) {
-    const std::string *in = session.invocation.Find("group");
-    const std::string *out = session.invocation.Find("not-in-group");
-    if (in != nullptr && out != nullptr)
-        RefuseUsage(session, "--group and --not-in-group exclude each other");
-    for (const std::string *group : {in, out}) {
-        if (group != nullptr) CheckName(*group);
-    }
-    const AccountDirectory directory(session);
-    ListRequest request{.kind = kUserKind, .fields = UserFields()};
-    if (in != nullptr || out != nullptr) {
-        const Names names =
-            in != nullptr ? MembersOf(directory, *in, request.cut) : NotIn(directory, *out);
-        request.wanted = [names](std::string_view name) {
-            return names.contains(std::string(name));
-        };
-    }
-    return ListAccounts(directory, request);
-}
-
 int ShowUser(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     if (ShowRaw(directory, kUserKind, dn)) return 0;
     Search search(session.streams, directory.TheHost(),
                   {.base = dn, .filter = std::string(kUserKind.filter), .scope = "base"},
-                  directory.Known(dn));
+                  directory.FactsAbout(dn));
     const Entry *entry = search.Next();
-    if (entry == nullptr) throw OwnFailure("user_missing", directory.Known(name));
+    if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     Json record = RecordOf(UserFields(), *entry);
     const std::string sid(FirstValue(*entry, "sambaSID"));
     const std::string gid(FirstValue(*entry, "gidNumber"));
@@ -164,12 +103,46 @@ int ShowUser(Session &session) {
 int ListUserGroups(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     const std::string gid = directory.ValueOf(dn, std::string(kUserKind.filter), "gidNumber");
     const std::vector<Json> rows = GroupsOf(directory, name, gid);
     PrintList(session.streams, session.document, kGroupRowFields, rows);
     if (rows.empty()) session.streams.Note(fmt::format("{} is in no group", name));
     return 0;
+}
+
+}  // namespace
+
+Command UserShowCommand() {
+    return {.noun = "user",
+            .verb = "show",
+            .run = ShowUser,
+            .summary = "Show one user",
+            .description =
+                "Shows a user with the groups that list it. The password is not shown but "
+                "with --raw, as the hash that the directory has, when it may be read. "
+                "With --format ldif the entry is printed as with --raw.",
+            .arguments = {kUserArgument},
+            .options = {kRawOption},
+            .examples = {{"zafoldap user show anna", "the user and its groups"},
+                         {"zafoldap user show anna --raw", "every attribute of the entry"}},
+            .exits = {3, 4, 6, 8, 130},
+            .entries = true};
+}
+
+Command UserGroupsCommand() {
+    return {
+        .noun = "user",
+        .verb = "groups",
+        .run = ListUserGroups,
+        .summary = "List the groups of a user",
+        .description =
+            "Lists the groups that list the user and the one that is its primary "
+            "group. Fields: name, gid, primary, listed, dn.",
+        .arguments = {kUserArgument},
+        .examples = {{"zafoldap user groups anna", "a table"},
+                     {"zafoldap user groups anna --format plain --fields name", "just the names"}},
+        .exits = {3, 4, 6, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user home create and create-all.
-#include "tools/zafoldap/user_home.h"
+#include "tools/zafoldap/user/home.h"
 
 #include "src/accounts/automount_value.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
@@ -16,6 +16,12 @@
 namespace zafo::cli {
 
 namespace {
+
+const Option kExportOption{.name = "export",
+                           .value = "HOST:PATH",
+                           .help =
+                               "the NFS export of the home folders (default: what the directory's "
+                               "auto_home map says)"};
 
 struct FreeUser {
     void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
@@ -32,7 +38,7 @@ Export ParseExport(const std::string &text) {
 
 // What --export says, else what the directory publishes; nothing for the latter's odd forms.
 Export ExportFor(const AccountDirectory &directory) {
-    const Session &session = directory.Of();
+    const Session &session = directory.TheSession();
     if (const std::string *given = session.invocation.Find("export")) {
         const char *fault = IsText(*given) ? FaultOfNfsSource(*given) : "it is not UTF-8";
         if (fault != nullptr) {
@@ -42,12 +48,12 @@ Export ExportFor(const AccountDirectory &directory) {
         return ParseExport(*given);
     }
     const std::string value = PublishedHomes(directory);
-    if (value.empty()) throw OwnFailure("homes_unpublished", directory.Known(""));
+    if (value.empty()) throw OwnFailure(Message::kHomesUnpublished, directory.FactsAbout(""));
     const std::string fault = FaultOfAutomountValue(value);
     if (!fault.empty()) {
-        Facts facts = directory.Known(value);
+        Facts facts = directory.FactsAbout(value);
         facts.reason = fault;
-        throw OwnFailure("homes_refused", facts);
+        throw OwnFailure(Message::kHomesRefused, facts);
     }
     return *ParseAutomountValue(value);
 }
@@ -57,7 +63,7 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
     if (failure) {
         Facts named = facts;
         named.subject = whose;
-        throw OwnFailure("home_failed", named, failure->detail);
+        throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
     if (session.Options().form == Form::kJson) session.document.Whole(record);
     session.streams.Note(fmt::format("home folder of {}: there", OneLine(whose)));
@@ -101,27 +107,30 @@ std::string PublishedHomes(const AccountDirectory &directory) {
     }
 }
 
+namespace {
+
 int CreateUserHome(Session &session) {
     const std::string &name = session.Argument("NAME");
     CheckName(name);
     AccountDirectory directory(session);
-    const std::string dn = directory.Need(kUserKind, name);
+    const std::string dn = directory.Require(kUserKind, name);
     const Export place = ExportFor(directory);
     ZAFOUSER *read = nullptr;
     const int found = directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
     const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    if (found == 0) throw OwnFailure("user_missing", directory.Known(name));
+    if (found == 0) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would make " + where)) return 0;
-    const std::optional<Failure> failure = Attempt(session.streams, directory.Known(name), [&] {
-        if (!session.invocation.Has("export"))
-            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
-        return ZAFOLDAPBrowserUserHomeCreateEx(fmt::format("{}:{}", place.host, place.path).c_str(),
-                                               user.get());
-    });
-    Finish(session, failure, directory.Known(name), name, record);
+    const std::optional<Failure> failure =
+        Attempt(session.streams, directory.FactsAbout(name), [&] {
+            if (!session.invocation.Has("export"))
+                return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
+            return ZAFOLDAPBrowserUserHomeCreateEx(
+                fmt::format("{}:{}", place.host, place.path).c_str(), user.get());
+        });
+    Finish(session, failure, directory.FactsAbout(name), name, record);
     return 0;
 }
 
@@ -132,13 +141,47 @@ int CreateAllUserHomes(Session &session) {
     const Json record = {{"export", where}};
     if (DryRun(session, record, fmt::format("would make every user's missing folder in {}", where)))
         return 0;
-    const std::optional<Failure> failure = Attempt(session.streams, directory.Known(where), [&] {
-        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
-                                                place.path.c_str());
-    });
-    Finish(session, failure, directory.Known(where), "every user in " + where, record);
+    const std::optional<Failure> failure =
+        Attempt(session.streams, directory.FactsAbout(where), [&] {
+            return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
+                                                    place.path.c_str());
+        });
+    Finish(session, failure, directory.FactsAbout(where), "every user in " + where, record);
     session.streams.Note("a folder that could not be made is named in the system log");
     return 0;
+}
+
+}  // namespace
+
+Command UserHomeCreateCommand() {
+    return {.noun = "user",
+            .verb = "home create",
+            .run = CreateUserHome,
+            .summary = "Make a user's home folder",
+            .description =
+                "Mounts the NFS export of the home folders for a moment and makes the "
+                "user's folder in it, the user's own, mode 0700. A folder that exists is "
+                "left as it is. Only root can do this.",
+            .arguments = {kUserArgument},
+            .options = {kExportOption},
+            .examples = {{"zafoldap user home create anna", "where the directory says"},
+                         {"zafoldap user home create anna --export nas:/volume1/homes",
+                          "in an export of your choice"}},
+            .exits = {3, 4, 6, 8, 130}};
+}
+
+Command UserHomeCreateAllCommand() {
+    return {.noun = "user",
+            .verb = "home create-all",
+            .run = CreateAllUserHomes,
+            .summary = "Make every user's missing home folder",
+            .description =
+                "Mounts the NFS export of the home folders for a moment and makes the "
+                "folder of every user who has none. A folder that cannot be made is "
+                "named in the system log and passed over. Only root can do this.",
+            .options = {kExportOption},
+            .examples = {{"zafoldap user home create-all", "where the directory says"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user passwd, and what else sets a password.
-#include "tools/zafoldap/user_password.h"
+// user passwd.
 #include "tools/cli/change_log.h"
 
 #include "tools/cli/display_text.h"
@@ -9,7 +8,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_directory.h"
-#include "tools/zafoldap/handlers.h"
+#include "tools/zafoldap/user/commands.h"
 
 #include <fmt/format.h>
 
@@ -44,10 +43,11 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     user.pw_uid = UID_ERR;
     user.pw_gid = GID_ERR;
     user.szPasswd = password.data();
-    const std::optional<Failure> failure = Attempt(directory.Out(), directory.Known(name), [&] {
-        return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
-    });
-    const Session &session = directory.Of();
+    const std::optional<Failure> failure =
+        Attempt(directory.Out(), directory.FactsAbout(name), [&] {
+            return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
+        });
+    const Session &session = directory.TheSession();
     if (!failure) {
         LogEntryChange(session, dn, attributes, "done");
         return;
@@ -55,10 +55,11 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     const bool entry_changed = ZAFOLDAPErrGet() == 0;
     const bool partly = entry_changed && touched.samba;
     LogEntryChange(session, dn, attributes,
-                   fmt::format("{} ({})", partly ? "partly" : "failed", failure->key));
+                   fmt::format("{} ({})", partly ? "partly" : "failed", failure->Key()));
     if (!entry_changed) throw *failure;
     if (!partly) {
-        Failure refused = OwnFailure("password_refused", directory.Known(name), failure->detail);
+        Failure refused =
+            OwnFailure(Message::kPasswordRefused, directory.FactsAbout(name), failure->detail);
         refused.exit_code = failure->exit_code;  // 4, 6 where that is why
         refused.ldap_code = failure->ldap_code;
         throw refused;
@@ -69,21 +70,10 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     left.ThrowIfAny(fmt::format("the Samba password of {} may be the new one", name));
 }
 
-}  // namespace
-
-std::string TakeUserPassword(Session &session, const std::string &name) {
-    if (session.invocation.Has("random-password")) return RandomPassword();
-    std::string password = TakePassword(session.streams, session.invocation, name);
-    if (!session.invocation.Has("weak-password")) CheckStrength(password, name);
-    return password;
-}
-
 int SetUserPassword(Session &session) {
     CheckName(session.Argument("NAME"));
-    CheckPasswordOptions(session);
-    AccountDirectory directory(session);
-    directory.LearnServer(kUserKind);
-    const auto [name, dn] = directory.NeedAccount(kUserKind, session.Argument("NAME"));
+    const AccountDirectory directory(session, kUserKind);
+    const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     const Touched touched = TouchedBy(directory, dn);
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", name));
@@ -112,6 +102,27 @@ int SetUserPassword(Session &session) {
     session.streams.Note(fmt::format(
         "{} of {} set", touched.samba ? "Unix and Samba password" : "password", OneLine(name)));
     return 0;
+}
+
+}  // namespace
+
+Command UserPasswdCommand() {
+    return {
+        .noun = "user",
+        .verb = "passwd",
+        .run = SetUserPassword,
+        .summary = "Set a user's password",
+        .description =
+            "Sets a new password, the Unix and the Samba one together where the entry has both. "
+            "It is asked for twice unless an option says where it comes from. It has at least 8 "
+            "characters and is not the name.",
+        .arguments = {kUserArgument},
+        .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
+                    WeakPasswordOption()},
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
+        .examples = {{"zafoldap user passwd anna", "asks twice"},
+                     {"zafoldap user passwd anna --random-password", "prints the one it made"}},
+        .exits = {3, 4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

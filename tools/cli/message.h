@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The texts of all failures as one table. A row is named by its enumerator here; to scripts it is
+// the (section, key) pair that the library gives for its error codes. The programs' own conditions
+// have the section "zafoldap".
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace zafo::cli {
+
+// In the order of the table.
+enum class Message {
+    kErrorSystem,
+    kErrorOccupied,
+    kLdapServerNotSupport,
+    kLdapUsernameAlreadyExists,
+    kLdapGroupnameAlreadyExists,
+    kLdapUidAlreadyExists,
+    kLdapGidAlreadyExists,
+    kErrBackupLocked,
+    kErrRestoreLocked,
+    kErrInvalidShare,
+    kErrInvalidBkpFile,
+    kErrPyxVersion,
+    kErrPkgVersion,
+    kErrDiskFull,
+    kErrRootPartitionFull,
+    kLdapOperationsError,
+    kLdapProtocolError,
+    kLdapTimelimitExceeded,
+    kLdapInsufficientModify,
+    kLdapNoSuchObject,
+    kLdapInvalidDnSyntax,
+    kLdapInvalidCredentials,
+    kLdapInsufficientAccess,
+    kLdapAlreadyExists,
+    kSizeLimit,
+    kAuthMethod,
+    kReferral,
+    kConfidentiality,
+    kInvalidValue,
+    kServerBusy,
+    kServerUnavailable,
+    kLdapResult,
+    kServerUnreachable,
+    kServerTimedOut,
+    kTlsFailed,
+    kToolNotStarted,
+    kOpenFilesLimit,
+    kOpenFilesOfSystem,
+    kProcessLimit,
+    kToolEnded,
+    kTemporaryFolder,
+    kAnswerUnreadable,
+    kAnswerBroken,
+    kEntryTooLarge,
+    kAnswerEndless,
+    kOutOfMemory,
+    kConnectionMissing,
+    kConnectionExists,
+    kConnectionIncomplete,
+    kConnectionsUnreadable,
+    kConnectionsDamaged,
+    kConnectionsUnwritable,
+    kPasswordUndecipherable,
+    kUsage,
+    kBadFilter,
+    kBadDn,
+    kBadAttribute,
+    kBadName,
+    kBadAddress,
+    kBadText,
+    kNothingToChange,
+    kConfirmationNeeded,
+    kRefused,
+    kPasswordNeeded,
+    kPasswordMismatch,
+    kPasswordBad,
+    kPasswordFileOpen,
+    kPasswordFileUnreadable,
+    kAccountName,
+    kUnusualName,
+    kAccountNumber,
+    kNumberOutsidePool,
+    kBadDate,
+    kPasswordWeak,
+    kGidNeeded,
+    kTooLong,
+    kUserMissing,
+    kGroupMissing,
+    kContainerMissing,
+    kNameAmbiguous,
+    kMembershipsLeft,
+    kNumberLocal,
+    kNameLocal,
+    kClassMissing,
+    kAttributeMissing,
+    kHasChildren,
+    kNoPool,
+    kPoolFailed,
+    kIdsWrong,
+    kHomesUnpublished,
+    kHomesRefused,
+    kHomeFailed,
+    kPartlyDone,
+    kAllowedMissing,
+    kMigrationStopped,
+    kMigrationPartial,
+    kMigrationFailed,
+    kStateUnknown,
+    kPasswordRefused,
+    kNoRandom,
+    kNotRoot,
+    kServerNotSetUp,
+    kSuffixBad,
+    kAdminDnBad,
+    kServerPassword,
+    kFolderUnwritable,
+    kSpaceLow,
+    kPortTaken,
+    kOtherDatabase,
+    kAdministratorEntry,
+    kTemplateUnreadable,
+    kConfigurationRefused,
+    kSlapdMissing,
+    kServiceMissing,
+    kEnableFailed,
+    kServerNotEnabled,
+    kServerNotStarted,
+    kServerNotStopped,
+    kSuffixNotTyped,
+    kResetFailed,
+    kServerFileUnreadable,
+    kServerUnwell,
+    kExportBad,
+    kBackupNoDestination,
+    kBackupNone,
+    kBackupOtherSuffix,
+    kBackupSettingsFailed,
+    kScheduleFailed,
+    kBackupProgramMissing,
+    kJobNotStarted,
+    kJobLost,
+    kJobLeftNoWord,
+    kProgressUnreadable,
+    kOutputFailed,
+    kInterrupted,
+    kCheckName,
+    kCheckConnect,
+    kCheckSchema,
+};
+
+struct MessageRow {
+    Message id;
+    std::string_view section;
+    std::string_view key;
+    int exit_code;
+    std::string_view message;  // what and where
+    std::string_view hint;     // what to do next
+};
+
+std::span<const MessageRow> MessageTable();
+
+const MessageRow &RowOf(Message id);
+
+// The row of one of the library's pairs; nullptr: none.
+const MessageRow *FindMessage(std::string_view section, std::string_view key);
+
+}  // namespace zafo::cli

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Arguments and options that several commands on accounts have.
+#pragma once
+
+#include "tools/cli/command.h"
+
+namespace zafo::cli {
+
+inline const Argument kUserArgument{
+    .name = "NAME", .help = "login name of the user", .kind = Kind::kUser};
+inline const Argument kUsersArgument{
+    .name = "NAME", .help = "login names", .kind = Kind::kUser, .repeatable = true};
+inline const Argument kGroupArgument{
+    .name = "NAME", .help = "name of the group", .kind = Kind::kGroup};
+inline const Argument kGroupsArgument{
+    .name = "NAME", .help = "names of groups", .kind = Kind::kGroup, .repeatable = true};
+inline const Argument kPatternArgument{
+    .name = "PATTERN", .help = "names to list; * stands for any text, quote it", .required = false};
+inline const Argument kNewNameArgument{
+    .name = "NAME",
+    .help = "a to z, 0 to 9, \"_\", \".\" and \"-\", at most 32, first a letter or \"_\""};
+inline const Argument kRenamedArgument{.name = "NEW",
+                                       .help = "the new name, by the rules of a new one"};
+inline const Option kLimitOption{
+    .name = "limit", .value = "N", .help = "print at most N", .kind = Kind::kNumber};
+inline const Option kRawOption{
+    .name = "raw",
+    .help =
+        "print the entry as the directory has it, with all attributes that may "
+        "be read; --fields then names attributes"};
+inline const Option kAnyNameOption{
+    .name = "any-name",
+    .help =
+        "accept names outside the usual rules (other letters, blanks, "
+        "longer ones) and names of local accounts; never * ( ) \\ : or /"};
+inline const Option kKeepMembershipsOption{
+    .name = "keep-memberships",
+    .help = "let groups that list the name already have the user as a member"};
+
+inline Option ContainerOption(std::string_view help) {
+    return {.name = "container", .value = "RDN", .help = help};
+}
+
+inline Option NumberOption(std::string_view name, std::string_view help) {
+    return {.name = name, .value = "N", .help = help};
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The commands of zafoldap by noun. Each row stands beside what it runs.
+#pragma once
+
+#include "tools/cli/session.h"
+
+#include <vector>
+
+namespace zafo::cli {
+
+std::vector<Command> ConnectionCommands();
+std::vector<Command> UserCommands();
+std::vector<Command> GroupCommands();
+std::vector<Command> MemberCommands();
+std::vector<Command> IdCommands();
+Command MigrateCommand();
+Command StatCommand();
+std::vector<Command> DirectoryCommands();  // search, entry
+
+}  // namespace zafo::cli

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The accounts of this system, from "/etc/passwd" and "/etc/group".
+#pragma once
+
+#include "tools/zafoldap/account_kind.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace zafo::cli {
+
+// The account with a number; nothing: none. And whether there is one of a name.
+std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number);
+bool IsLocalUser(const std::string &name);
+bool IsLocalGroup(const std::string &name);
+// All of them, with their numbers.
+std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind);
+
+}  // namespace zafo::cli

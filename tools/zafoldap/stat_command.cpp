@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/commands.h"
+
+#include <fmt/format.h>
+
+namespace zafo::cli {
+
+namespace {
+
+int CountAccounts(Session &session) {
+    const std::string &subject = session.Argument("WHAT");
+    const AccountDirectory directory(session);
+    const int count = directory.Run(directory.Saved().base, [&] {
+        return ZAFOLDAPBrowserStatUGNum(directory.Record(), subject == "users" ? "user" : "group");
+    });
+    if (session.Options().form == Form::kJson) {
+        session.document.Whole({{subject, count}});
+    } else {
+        session.streams.Out(fmt::format("{}\n", count));
+    }
+    return 0;
+}
+
+}  // namespace
+
+Command StatCommand() {
+    return {
+        .noun = "stat",
+        .run = CountAccounts,
+        .summary = "Count users or groups",
+        .description = "Prints the number of users or groups.",
+        .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
+        .examples = {{"zafoldap stat users", "their number"}},
+        .exits = {4, 6, 8, 130}};
+}
+
+}  // namespace zafo::cli

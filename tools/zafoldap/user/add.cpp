@@ -1,0 +1,314 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// user add. Everything that can be checked is checked before the entry is made; what fails
+// after that leaves the entry, and the message says how to finish.
+#include "tools/cli/change_log.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/secret.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/membership.h"
+#include "tools/zafoldap/new_account.h"
+#include "tools/zafoldap/stale_membership.h"
+#include "tools/zafoldap/user/commands.h"
+#include "tools/zafoldap/user/home.h"
+#include "tools/zafoldap/user/input.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace zafo::cli {
+
+namespace {
+
+struct NewUser {
+    NewAccount account = {};
+    UserInput input = {};
+    ZAFOUSER &record = input.record;  // what the library makes the entry of
+    std::vector<std::string> group_names = {};
+    std::string dn = {};
+    PrimaryGroup primary = {};
+    std::vector<Account> groups = {};
+    std::vector<Account> kept = {};  // groups that list the name before there is anybody of it
+};
+
+// What the command line says, checked as far as it can be without the directory.
+void ReadOptions(const Session &session, NewUser &user) {
+    user.account = ReadNewAccount(session, kUserKind);
+    ReadUserInput(session, /*edits=*/false, user.input);
+    if (session.invocation.Has("groups"))
+        user.group_names = SplitNames(session.invocation.All("groups"));
+    for (const std::string &group : user.group_names)
+        CheckName(group);
+    user.record.szName = user.account.name.data();
+    user.record.nExpire = user.input.expires.value_or(kNeverExpires);
+    user.record.blDisallowChangePasswd = user.input.may_change_password.value_or(true) ? 0 : 1;
+}
+
+ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
+    const std::string &name = user.account.name;
+    ChangePlan plan;
+    user.dn = directory.RequireNew(kUserKind, user.account);
+    plan.Check(fmt::format("the name {} is free", name));
+    if (user.account.number) plan.Check(fmt::format("the number {} is free", *user.account.number));
+    user.primary = directory.RequirePrimaryGroup(directory.TheSession().invocation.Find("gid"));
+    user.record.pw_gid = user.primary.gid;
+    plan.Check(fmt::format("the primary group is {} ({})", user.primary.name, user.primary.gid));
+    if (!user.group_names.empty()) {
+        user.groups = directory.RequireAll(kGroupKind, user.group_names);
+        plan.Check(fmt::format("these groups exist: {}", Enumerated(NamesOf(user.groups))));
+    }
+    user.kept = CheckMembershipsLeft(directory, name, user.dn, user.groups);
+    plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", name)
+                                 : fmt::format("{} stays in {}, where the name is listed already",
+                                               name, Enumerated(NamesOf(user.kept))));
+    return plan;
+}
+
+// Told from the record that the library gets.
+void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePlan &plan) {
+    const std::string &name = user.account.name;
+    const ZAFOUSER &record = user.record;
+    plan.Record(user.dn, "add");
+    plan.Line("uid", name);
+    plan.Line("cn", name);
+    if (user.account.number) {
+        plan.Line("uidNumber", std::to_string(*user.account.number));
+    } else {
+        plan.Remark("uidNumber: the next free one");
+    }
+    plan.Line("gidNumber", std::to_string(record.pw_gid));
+    if (record.szFullname != nullptr) plan.Line("gecos", record.szFullname);
+    plan.Line("homeDirectory", record.pw_dir != nullptr ? record.pw_dir : "/home/" + name);
+    plan.Line("loginShell", record.pw_shell != nullptr ? record.pw_shell : "/bin/sh");
+    if (record.szMail != nullptr) plan.Line("mail", record.szMail);
+    if (directory.HasClass(ZAFOLDAP_CLASS_SHADOW_ACCOUNT)) {
+        plan.Line("shadowExpire", std::to_string(record.nExpire));
+        plan.Line("shadowMin", record.blDisallowChangePasswd == 0 ? "0" : "100000");
+    }
+    for (const auto &[attribute, value] : user.input.settings)
+        plan.Line(attribute, value);
+    plan.Remark(
+        "userPassword: set through the server; object classes, ageing and Samba "
+        "attributes as the server's schema has them");
+    for (const Account &group : user.groups)
+        plan.Member(group.dn, "add", name, directory.Saved().base);
+}
+
+// One request for all groups; when that was not all of it, group by group.
+void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftovers &left) {
+    if (user.groups.empty()) return;
+    std::vector<std::string> dns;
+    for (const Account &group : user.groups)
+        dns.push_back(group.dn);
+    const NameList groups(dns);
+    if (!Attempt(directory.Out(), directory.FactsAbout(user.account.name), [&] {
+            return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.account.name.c_str(),
+                                                     groups.Get(), nullptr);
+        })) {
+        return;
+    }
+    NameList joined;
+    Attempt(directory.Out(), {}, [&] {
+        return ZAFOLDAPBrowserGroupEnumByUserUID(directory.Record(), user.account.name.c_str(),
+                                                 nullptr, joined.Address());
+    });
+    const std::vector<std::string> in = joined.Names();
+    for (const Account &group : user.groups) {
+        if (std::ranges::count(in, group.name) > 0) continue;
+        const std::optional<Failure> failure =
+            ChangeMembers(directory, group, {}, {user.account.name});
+        if (!failure) continue;
+        left.Add(fmt::format("it is not in the group {}", group.name),
+                 CommandLine(directory.TheSession(), "member add", {group.name, user.account.name}),
+                 Reason(*failure));
+    }
+}
+
+// The library makes the home folder and does not say whether it could; asking again finds out.
+void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
+    std::optional<Failure> failure;
+    std::string what = "its home folder could not be made";
+    try {
+        const std::string value = PublishedHomes(directory);
+        if (value.empty()) return;
+        if (const std::string fault = FaultOfAutomountValue(value); !fault.empty())
+            what += fmt::format(": auto_home has \"{}\", and {}", OneLine(value), fault);
+        failure = Attempt(directory.Out(), {}, [&] {
+            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), &record);
+        });
+    } catch (const Failure &unseen) {
+        failure = unseen;
+    }
+    if (!failure) return;
+    left.Add(what, CommandLine(directory.TheSession(), "user home create", {record.szName}),
+             Reason(*failure));
+}
+
+// Whether the number is the user's alone: a suggested one is replaced until it is, a wanted one
+// that somebody else took at the same moment is told.
+std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std::uint32_t number,
+                     Leftovers &left) {
+    try {
+        if (!user.account.number) {
+            return SettleNumber(directory, kUserKind, number, [&](std::uint32_t next) {
+                ZAFOUSER change{};
+                change.pw_uid = next;
+                change.pw_gid = GID_ERR;
+                return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &change,
+                                               nullptr, nullptr);
+            });
+        }
+        if (directory.WithNumber(kUserKind, number).size() > 1) {
+            left.Add(
+                "somebody else took its number at the same moment",
+                fmt::format("{} --uid $({})",
+                            CommandLine(directory.TheSession(), "user edit", {user.account.name}),
+                            CommandLine(directory.TheSession(), "id next uid", {})));
+        }
+    } catch (const Failure &failure) {
+        left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
+                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
+    }
+    return number;
+}
+
+// Makes the entry and all that belongs to it; gives its number.
+std::uint32_t Make(const AccountDirectory &directory, NewUser &user, Leftovers &left) {
+    std::vector<std::string> texts;
+    for (const auto &[attribute, value] : user.input.settings)
+        texts.insert(texts.end(), {attribute, PercentsDoubled(value)});
+    const NameList extra(texts);
+    const Created created =
+        CreateAccount(directory, kUserKind, user.account, user.dn, [&](std::uint32_t uid) {
+            user.record.pw_uid = uid;
+            return ZAFOLDAPBrowserUserCreate(directory.Record(), &user.record, extra.Get(),
+                                             user.account.container.c_str());
+        });
+    if (created.after) {
+        left.Add("its password could not be set",
+                 CommandLine(directory.TheSession(), "user passwd", {user.account.name}),
+                 Reason(*created.after));
+    }
+    user.record.pw_uid = Settle(directory, user, created.number, left);
+    JoinGroups(directory, user, left);
+    CheckHome(directory, user.record, left);
+    return user.record.pw_uid;
+}
+
+Json Result(const NewUser &user, std::uint32_t uid) {
+    return {{"name", user.account.name},      {"uid", uid},
+            {"gid", user.primary.gid},        {"dn", user.dn},
+            {"groups", NamesOf(user.groups)}, {"kept_groups", NamesOf(user.kept)}};
+}
+
+void Tell(Session &session, const NewUser &user, std::uint32_t uid, const std::string &password,
+          const Leftovers &left) {
+    PrintRandomPassword(session, password);
+    if (session.Options().form == Form::kJson) {
+        Json result = Result(user, uid);
+        if (session.invocation.Has("random-password")) result["password"] = password;
+        session.document.Whole(result, /*ok=*/left.None());
+    }
+    left.ThrowIfAny(
+        fmt::format("the user {} was added with the number {}", user.account.name, uid));
+    std::vector<std::string> in = NamesOf(user.groups);
+    for (const Account &group : user.kept)
+        in.push_back(group.name);
+    session.streams.Note(fmt::format("user {} added: number {}, primary group {} ({}){}",
+                                     OneLine(user.account.name), uid, OneLine(user.primary.name),
+                                     user.primary.gid,
+                                     in.empty() ? "" : fmt::format(", in {}", Enumerated(in))));
+}
+
+int AddUser(Session &session) {
+    NewUser user;
+    ReadOptions(session, user);
+    const AccountDirectory directory(session, kUserKind);
+    ChangePlan plan = CheckAgainst(directory, user);
+    PlanEntry(directory, user, plan);
+    if (session.Options().dry_run) {
+        plan.Print(session);
+        return 0;
+    }
+    std::string password = TakeUserPassword(session, user.account.name);
+    user.record.szPasswd = password.data();
+    const auto log = [&](const std::string &result) {
+        std::vector<std::string> attributes = plan.Attributes();
+        attributes.insert(attributes.end(), {"uidNumber", "userPassword"});
+        LogEntryChange(session, user.dn, attributes, result);
+    };
+    Leftovers left;
+    std::uint32_t uid = 0;
+    try {
+        uid = Make(directory, user, left);
+    } catch (const Failure &failure) {
+        log(fmt::format("failed ({})", failure.Key()));
+        throw;
+    }
+    log(left.None() ? "done" : "partly");
+    Tell(session, user, uid, password, left);
+    return 0;
+}
+
+}  // namespace
+
+Command UserAddCommand() {
+    std::vector<Option> options = UserFieldOptions();
+    options.insert(
+        options.end(),
+        {{.name = "groups",
+          .value = "A,B,…",
+          .help = "groups that are to list the user",
+          .kind = Kind::kGroup,
+          .repeatable = true},
+         ContainerOption("where the entry goes, relative to the base DN (default: cn=users)"),
+         kAnyNameOption,
+         kKeepMembershipsOption,
+         PasswordStdinOption(),
+         PasswordFileOption(),
+         RandomPasswordOption(),
+         WeakPasswordOption()});
+    return {
+        .noun = "user",
+        .verb = "add",
+        .run = AddUser,
+        .summary = "Add a user",
+        .description =
+            "Adds a user with a password, which is asked for twice unless an option says where it "
+            "comes from. A password has at least 8 characters and is not the name. It is set as "
+            "Unix and, where the server's schema has sambaSamAccount, as Samba password.\n\n"
+            "Without --uid the user gets the next free number: from the pool of the appliance's "
+            "own kind of server, else one more than the highest in use. A number that somebody "
+            "else takes at the same moment is replaced by the next one. Numbers that are reserved "
+            "(0, 65534, 65535, 4294967295), belong to a local account of this system or are "
+            "outside the pool are refused. Without --gid the primary group is \"users\", which "
+            "must exist.\n\n"
+            "A group that --groups does not name and that lists the name all the same, left over "
+            "from an earlier user or put there to wait for one, would have the user as a member at "
+            "once: such a name is refused, and the groups are named, unless "
+            "--keep-memberships says that they are to have it.\n\n"
+            "Everything is checked before the entry is made: names, numbers, groups, the place "
+            "for it, the schema. When a step after that fails (password, groups, home folder) the "
+            "user stays, the exit code is 7, and the message has the commands that finish the "
+            "work. The home folder is made when the directory publishes an auto_home map.\n\n"
+            "With --dry-run the checks are made and what was asked for is printed as LDIF; what "
+            "the library adds by the server's schema (object classes, ageing, Samba attributes), "
+            "the password and a number that is still to be taken are named in comments.",
+        .arguments = {kNewNameArgument},
+        .options = std::move(options),
+        .exclusive = {{"password-stdin", "password-file", "random-password"}},
+        .examples =
+            {{"zafoldap user add anna --full-name 'Anna Smith' --mail anna@example.com --groups "
+              "staff,printers",
+              "asks for the password"},
+             {"zafoldap user add anna --random-password", "prints the password it made"},
+             {"zafoldap user add anna --container ou=people --gid 100 --dry-run",
+              "what would be added"}},
+        .exits = {3, 4, 5, 6, 7, 8, 130}};
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/zafoldap/user/commands.h"
+
+#include "tools/zafoldap/account_delete.h"
+
+namespace zafo::cli {
+
+std::vector<Command> UserCommands() {
+    return {UserListCommand(),         UserShowCommand(),   UserGroupsCommand(),
+            UserAddCommand(),          UserEditCommand(),   UserRenameCommand(),
+            UserDeleteCommand(),       UserPasswdCommand(), UserHomeCreateCommand(),
+            UserHomeCreateAllCommand()};
+}
+
+}  // namespace zafo::cli

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The fields of a user that user add and user edit set.
+#pragma once
+
+#include "tools/cli/session.h"
+#include "tools/zafoldap/account_change.h"
+
+#include "platform/user.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace zafo::cli {
+
+struct TextField {
+    std::string_view option;
+    std::string_view attribute;
+    char *ZAFOUSER::*member;
+    void (*check)(std::string_view option, const std::string &text);
+    bool removable;  // by an empty text
+};
+
+inline constexpr size_t kTextFieldCount = 4;
+extern const std::array<TextField, kTextFieldCount> kTextFields;
+
+// Stays where it is: the record points into it.
+struct UserInput {
+    UserInput() = default;
+    UserInput(const UserInput &) = delete;
+    UserInput &operator=(const UserInput &) = delete;
+
+    ZAFOUSER record{};  // its texts that were given
+    std::array<std::string, kTextFieldCount> texts;
+    std::optional<long> expires;
+    std::optional<bool> may_change_password;
+    std::vector<std::pair<std::string, std::string>> settings;  // of --set
+
+    bool None() const;  // of the record
+};
+
+std::vector<Option> UserFieldOptions();
+
+// What the command line says, checked as far as it can be without the directory. `edits`: an empty
+// text removes what there is; else it is as good as none.
+void ReadUserInput(const Session &session, bool edits, UserInput &input);
+
+}  // namespace zafo::cli

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The commands of zafoldapserver. Each row stands beside what it runs.
+#pragma once
+
+#include "tools/cli/session.h"
+
+#include <vector>
+
+namespace zafo::cli {
+
+Command EnableCommand();
+std::vector<Command> ServiceCommands();  // start, stop, restart, status
+Command ResetCommand();
+std::vector<Command> ConfigurationCommands();  // acl show, config show
+std::vector<Command> BackupCommands();
+std::vector<Command> BackupConfigCommands();
+Command RestoreCommand();
+Command ProgressCommand();
+std::vector<Command> AutomountCommands();
+Command CheckCommand();
+
+}  // namespace zafo::cli
