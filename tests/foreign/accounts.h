@@ -79,14 +79,6 @@ class AccountsTest : public ForeignTest {
         return changes;
     }
 
-    // The tools that were run, in order.
-    Strings Tools() {
-        Strings tools;
-        for (const Run &run : platform().Runs())
-            tools.push_back(run.tool);
-        return tools;
-    }
-
     // No tool has been left with its stream open.
     void ExpectAllClosed() {
         for (const Run &run : platform().Runs()) {

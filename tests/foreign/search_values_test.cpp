@@ -423,24 +423,10 @@ class ObjectClasses : public SearchValues {
 };
 ZAFO_FOREIGN_SUITE(ObjectClasses);
 
-const std::pair<const char *, unsigned> kClasses[] = {{"top", 0x0001},
-                                                      {"domain", 0x0002},
-                                                      {"extensibleObject", 0x4},
-                                                      {"organizationalPerson", 0x0008},
-                                                      {"person", 0x0010},
-                                                      {"posixAccount", 0x0020},
-                                                      {"posixGroup", 0x0040},
-                                                      {"inetOrgPerson", 0x0080},
-                                                      {"shadowAccount", 0x0100},
-                                                      {"apple-user", 0x0200},
-                                                      {"apple-group", 0x0400},
-                                                      {"sambaSamAccount", 0x0800},
-                                                      {"sambaGroupMapping", 0x1000}};
-
 TEST_P(ObjectClasses, KnowsEveryClassInAnyCase) {
     unsigned all = 0;
     std::vector<std::pair<std::string, std::string>> attributes;
-    for (const auto &[name, bit] : kClasses) {
+    for (const auto &[name, bit] : kSchemaClasses) {
         std::string upper = name;
         for (char &letter : upper)
             letter = static_cast<char>(toupper(letter));
