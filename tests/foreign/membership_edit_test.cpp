@@ -185,6 +185,12 @@ TEST_P(GroupsEdit, ChecksItsArgumentsInOrder) {
     }
 }
 
+TEST_P(GroupsEdit, WritesTheWholeChangeOrNoneWhereAListDoesNotGiveAnItem) {
+    List added{"cn=new,cn=groups,dc=x,dc=example"};
+    Finds(Groups({"old", "kept"})).Always();
+    ExpectWholeChangeOrNone([&] { return Edit(added, nullptr); });
+}
+
 class MembersEdit : public AccountsTest {
   protected:
     int Edit(const QLIBSZLIST *added, const QLIBSZLIST *removed) {
@@ -195,6 +201,11 @@ class MembersEdit : public AccountsTest {
     }
 };
 ZAFO_FOREIGN_SUITE(MembersEdit);
+
+TEST_P(MembersEdit, WritesTheWholeChangeOrNoneWhereAListDoesNotGiveAnItem) {
+    List names{"ann", "bob"};
+    ExpectWholeChangeOrNone([&] { return Edit(names, names); });
+}
 
 TEST_P(MembersEdit, AddsAndRemovesInOneRecord) {
     List added{"zoe", "ann"};

@@ -92,6 +92,16 @@ TEST_P(EachValue, EmptiesTheListsFirst) {
     EXPECT_EQ(values.Items(), Strings{});
 }
 
+TEST_P(EachValue, FailsWhenAListCannotBeEmptied) {
+    for (const int nth : {1, 2}) {
+        List names{"old"};
+        List values{"stale"};
+        platform().Fail("QLIBCSzListRemoveAll", nth);
+        EXPECT_EQ(ZAFOLDAPSearchEachValue(host_, &request_, "mail", &names, &values), -1) << nth;
+    }
+    EXPECT_TRUE(platform().Runs().empty());
+}
+
 TEST_P(EachValue, PassesOverEntriesWithoutAName) {
     platform().On("ldapsearch").Prints("mail: nobody@x\n\n" + kAnn + "uid: none\n\n" + kBob);
     EXPECT_EQ(Each("mail"), 0);
@@ -302,6 +312,12 @@ TEST_P(MultiValue, FailsWhenAValueCannotBeListed) {
     platform().Fail("QLIBCSzListPush", number, -1, 0x0200);
     EXPECT_EQ(Multi("mail"), -1);
     EXPECT_EQ(values_->Items(), Strings{});
+}
+
+TEST_P(MultiValue, FailsWhenTheListCannotBeEmptied) {
+    platform().Fail("QLIBCSzListRemoveAll");
+    EXPECT_EQ(Multi("mail"), -1);
+    EXPECT_TRUE(platform().Runs().empty());
 }
 
 TEST_P(MultiValue, ChecksItsArgumentsInOrder) {
