@@ -107,6 +107,21 @@ class AccountsTest : public ForeignTest {
         EXPECT_EQ(Tools(), Strings{}) << argument;
     }
 
+    // What every call asks first of its connection: that it is there, has an address, and the field
+    // that `lacking` names. Of several that are missing the first is told.
+    template <class Function>
+    void ExpectHostChecked(const std::string &lacking, std::optional<std::string> Host::*field,
+                           Function call) {
+        Host nowhere;
+        nowhere.uri.reset();
+        (nowhere.*field).reset();
+        Host without;
+        (without.*field).reset();
+        ExpectArgumentFailure("((void *)0) != pHost", [&] { return call(nullptr); });
+        ExpectArgumentFailure("NULL != pHost->szUri", [&] { return call(nowhere); });
+        ExpectArgumentFailureOn("pHost->" + lacking, [&] { return call(without); });
+    }
+
     // Runs `call` once as it is, to count the calls of a platform function, then once for every one of
     // them with that call failing, and hands what `call` gave to `check`. Answers of tools are Always.
     template <class Function, class Check>

@@ -272,19 +272,8 @@ TEST_P(GroupEdit, KeepsNothingWhenAListCannotBeFilled) {
 }
 
 TEST_P(GroupEdit, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.base.reset();
-    Host without_base;
-    without_base.base.reset();
-    ExpectArgumentFailure("((void *)0) != pHost", [&] {
-        return ZAFOLDAPBrowserGroupEdit(nullptr, nullptr, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] {
-        return ZAFOLDAPBrowserGroupEdit(nowhere, nullptr, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailureOn("pHost->szBaseDN", [&] {
-        return ZAFOLDAPBrowserGroupEdit(without_base, nullptr, nullptr, nullptr, nullptr);
+    ExpectHostChecked("szBaseDN", &Host::base, [](ZAFOLDAP_HOST *record) {
+        return ZAFOLDAPBrowserGroupEdit(record, nullptr, nullptr, nullptr, nullptr);
     });
     ExpectArgumentFailureOn("szGroupDN", [&] {
         return ZAFOLDAPBrowserGroupEdit(host, nullptr, nullptr, nullptr, nullptr);

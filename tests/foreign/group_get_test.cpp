@@ -190,19 +190,8 @@ TEST_P(GroupGet, FailsWithEveryListThatCannotBeMade) {
 }
 
 TEST_P(GroupGet, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
-    ExpectArgumentFailure("((void *)0) != pHost", [&] {
-        return ZAFOLDAPBrowserGroupGet(nullptr, nullptr, nullptr, nullptr, 0);
-    });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] {
-        return ZAFOLDAPBrowserGroupGet(nowhere, nullptr, nullptr, nullptr, 0);
-    });
-    ExpectArgumentFailureOn("pHost->szLoginSuffix", [&] {
-        return ZAFOLDAPBrowserGroupGet(without_suffix, nullptr, nullptr, nullptr, 0);
+    ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [](ZAFOLDAP_HOST *record) {
+        return ZAFOLDAPBrowserGroupGet(record, nullptr, nullptr, nullptr, 0);
     });
     ExpectArgumentFailureOn(
         "szGroupDN", [&] { return ZAFOLDAPBrowserGroupGet(host, nullptr, nullptr, nullptr, 0); });

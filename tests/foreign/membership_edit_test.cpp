@@ -155,11 +155,6 @@ TEST_P(GroupsEdit, ByDnThatCannotBeReadFails) {
 }
 
 TEST_P(GroupsEdit, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
     const char *const lists = "NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList";
     struct {
         int (*edit)(const ZAFOLDAP_HOST *, const char *, const QLIBSZLIST *, const QLIBSZLIST *);
@@ -172,12 +167,8 @@ TEST_P(GroupsEdit, ChecksItsArgumentsInOrder) {
          "NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList"},
     };
     for (const auto &row : rows) {
-        ExpectArgumentFailure("((void *)0) != pHost",
-                              [&] { return row.edit(nullptr, nullptr, nullptr, nullptr); });
-        ExpectArgumentFailure("NULL != pHost->szUri",
-                              [&] { return row.edit(nowhere, nullptr, nullptr, nullptr); });
-        ExpectArgumentFailureOn("pHost->szLoginSuffix", [&] {
-            return row.edit(without_suffix, nullptr, nullptr, nullptr);
+        ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [&](ZAFOLDAP_HOST *record) {
+            return row.edit(record, nullptr, nullptr, nullptr);
         });
         ExpectArgumentFailureOn(row.name,
                                 [&] { return row.edit(host, nullptr, nullptr, nullptr); });
@@ -355,23 +346,15 @@ TEST_P(NameChange, FailsWithEveryListThatCannotBeFilled) {
 }
 
 TEST_P(NameChange, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
     struct {
         int (*change)(const ZAFOLDAP_HOST *, const char *, const char *);
         const char *name;
     } const rows[] = {{ZAFOLDAPBrowserGroupEditWhenUserUIDChange, "szUserUID"},
                       {ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN, "szUserDN"}};
     for (const auto &row : rows) {
-        ExpectArgumentFailure("((void *)0) != pHost",
-                              [&] { return row.change(nullptr, nullptr, nullptr); });
-        ExpectArgumentFailure("NULL != pHost->szUri",
-                              [&] { return row.change(nowhere, nullptr, nullptr); });
-        ExpectArgumentFailureOn("pHost->szLoginSuffix",
-                                [&] { return row.change(without_suffix, nullptr, nullptr); });
+        ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [&](ZAFOLDAP_HOST *record) {
+            return row.change(record, nullptr, nullptr);
+        });
         ExpectArgumentFailureOn(row.name, [&] { return row.change(host, nullptr, nullptr); });
     }
 }
@@ -448,19 +431,12 @@ TEST_P(PrimaryGroupChange, FailsWithTheTool) {
 }
 
 TEST_P(PrimaryGroupChange, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
     const unsigned gid = 1;
     const auto change = [&](ZAFOLDAP_HOST *record, const char *name) {
         return ZAFOLDAPBrowserGroupEditWhenUserGIDChange(record, name, &gid, &gid);
     };
-    ExpectArgumentFailure("((void *)0) != pHost", [&] { return change(nullptr, nullptr); });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] { return change(nowhere, nullptr); });
-    ExpectArgumentFailureOn("pHost->szLoginSuffix",
-                            [&] { return change(without_suffix, nullptr); });
+    ExpectHostChecked("szLoginSuffix", &Host::login_suffix,
+                      [&](ZAFOLDAP_HOST *record) { return change(record, nullptr); });
     ExpectArgumentFailureOn("szUserUID", [&] { return change(host, nullptr); });
 }
 

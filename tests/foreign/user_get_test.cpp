@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-namespace zafo::foreign::record_get_test {
+namespace zafo::foreign::user_get_test {
 
 class UserGet : public AccountGet<ZAFOUSER> {
   protected:
@@ -304,19 +304,8 @@ TEST_P(UserGet, WithoutOptionsIsTheDefault) {
 }
 
 TEST_P(UserGet, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
-    ExpectArgumentFailure("((void *)0) != pHost", [&] {
-        return ZAFOLDAPBrowserUserGet(nullptr, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] {
-        return ZAFOLDAPBrowserUserGet(nowhere, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailureOn("pHost->szLoginSuffix", [&] {
-        return ZAFOLDAPBrowserUserGet(without_suffix, nullptr, nullptr, nullptr);
+    ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [](ZAFOLDAP_HOST *record) {
+        return ZAFOLDAPBrowserUserGet(record, nullptr, nullptr, nullptr);
     });
     ExpectArgumentFailureOn(
         "szUserDN", [&] { return ZAFOLDAPBrowserUserGet(host, nullptr, nullptr, nullptr); });
@@ -327,4 +316,4 @@ TEST_P(UserGet, ChecksItsArgumentsInOrder) {
     });
 }
 
-}  // namespace zafo::foreign::record_get_test
+}  // namespace zafo::foreign::user_get_test
