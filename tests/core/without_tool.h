@@ -3,16 +3,25 @@
 
 #include <filesystem>
 #include <string>
+#include <system_error>
+
+#include "tests/rig/fake_tool.h"
 
 namespace zafo::core_test {
 
-// A tool is not installed for as long as the object lives.
+// A tool is not installed for as long as the object lives, or from that call of a fake tool on.
 class WithoutTool {
   public:
     explicit WithoutTool(const std::string &tool) : path_("/usr/zafo/bin/" + tool) {
         std::filesystem::rename(path_, path_ + ".away");
     }
-    ~WithoutTool() { std::filesystem::rename(path_ + ".away", path_); }
+    WithoutTool(const std::string &tool, rig::FakeScript &last) : path_("/usr/zafo/bin/" + tool) {
+        last.MoveAway(path_);
+    }
+    ~WithoutTool() {
+        std::error_code never_left;
+        std::filesystem::rename(path_ + ".away", path_, never_left);
+    }
     WithoutTool(const WithoutTool &) = delete;
     WithoutTool &operator=(const WithoutTool &) = delete;
 

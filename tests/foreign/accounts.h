@@ -79,14 +79,6 @@ class AccountsTest : public ForeignTest {
         return changes;
     }
 
-    // The tools that were run, in order.
-    Strings Tools() {
-        Strings tools;
-        for (const Run &run : platform().Runs())
-            tools.push_back(run.tool);
-        return tools;
-    }
-
     // No tool has been left with its stream open.
     void ExpectAllClosed() {
         for (const Run &run : platform().Runs()) {
@@ -113,6 +105,21 @@ class AccountsTest : public ForeignTest {
                         log[0] == "Invaild Argument (NULL != " + argument + ")=[0]\n")
                 << log[0];
         EXPECT_EQ(Tools(), Strings{}) << argument;
+    }
+
+    // What every call asks first of its connection: that it is there, has an address, and the field
+    // that `lacking` names. Of several that are missing the first is told.
+    template <class Function>
+    void ExpectHostChecked(const std::string &lacking, std::optional<std::string> Host::*field,
+                           Function call) {
+        Host nowhere;
+        nowhere.uri.reset();
+        (nowhere.*field).reset();
+        Host without;
+        (without.*field).reset();
+        ExpectArgumentFailure("((void *)0) != pHost", [&] { return call(nullptr); });
+        ExpectArgumentFailure("NULL != pHost->szUri", [&] { return call(nowhere); });
+        ExpectArgumentFailureOn("pHost->" + lacking, [&] { return call(without); });
     }
 
     // Runs `call` once as it is, to count the calls of a platform function, then once for every one of

@@ -41,15 +41,9 @@ class AutomountCreate : public HomeTest {
         platform().On("mount").Exits(32);
     }
     // What the first n changes come to.
-    void Changes(const Strings &exits) {
+    void ChangesEndWith(const Strings &exits) {
         for (const std::string &code : exits)
             platform().On("ldapmodify").Exits(std::stoi(code));
-    }
-    Strings Written() {
-        Strings texts;
-        for (const Run &run : platform().RunsOf("ldapmodify"))
-            texts.push_back(run.change);
-        return texts;
     }
     // A directory with one user, for calls of which some fail.
     void AnswerAlways() {
@@ -76,7 +70,7 @@ class AutomountCreate : public HomeTest {
         return Published();
     }
     std::string Published() {
-        const Strings written = Written();
+        const Strings written = Changes();
         if (written.size() != 4) return std::to_string(written.size()) + " changes";
         const std::string key = "\nautomountInformation: ";
         const size_t begin = written[3].find(key) + key.size();
@@ -95,7 +89,7 @@ TEST_P(AutomountCreate, ChecksItsArgumentsInOrder) {
 TEST_P(AutomountCreate, PublishesFourEntries) {
     AnswerServer();
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas.x.example", "/volume1/homes"), 0);
-    EXPECT_EQ(Written(), (Strings{Map("auto_master"), Master(), Map("auto_home"),
+    EXPECT_EQ(Changes(), (Strings{Map("auto_master"), Master(), Map("auto_home"),
                                   Wildcard("-fstype=nfs nas.x.example:/volume1/homes/&")}));
     for (const Run &run : platform().RunsOf("ldapmodify")) {
         EXPECT_EQ(run.argv,
@@ -141,18 +135,18 @@ TEST_P(AutomountCreate, NeedsAServerThatAnswers) {
 
 TEST_P(AutomountCreate, KeepsEntriesThatExist) {
     AnswerServer();
-    Changes({"68", "68", "68", "0"});
+    ChangesEndWith({"68", "68", "68", "0"});
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), 0);
-    EXPECT_EQ(Written(), (Strings{Map("auto_master"), Master(), Map("auto_home"),
+    EXPECT_EQ(Changes(), (Strings{Map("auto_master"), Master(), Map("auto_home"),
                                   Wildcard("-fstype=nfs nas:/homes/&")}));
 }
 
 TEST_P(AutomountCreate, BringsTheWildcardUpToDate) {
     AnswerServer();
-    Changes({"68", "68", "68", "68", "0"});
+    ChangesEndWith({"68", "68", "68", "68", "0"});
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("other", "/new/homes"), 0);
-    ASSERT_EQ(Written().size(), 5u);
-    EXPECT_EQ(Written()[4], Replacement("-fstype=nfs other:/new/homes/&"));
+    ASSERT_EQ(Changes().size(), 5u);
+    EXPECT_EQ(Changes()[4], Replacement("-fstype=nfs other:/new/homes/&"));
     const Run run = platform().RunsOf("ldapmodify").at(4);
     EXPECT_EQ(run.argv.at(0), "-x");
     EXPECT_EQ(platform().RunsOf("mount").size(), 1u);
@@ -160,7 +154,7 @@ TEST_P(AutomountCreate, BringsTheWildcardUpToDate) {
 
 TEST_P(AutomountCreate, SaysWhenTheWildcardCannotBeBroughtUpToDate) {
     AnswerConnection({"top"});
-    Changes({"0", "0", "0", "68", "50"});
+    ChangesEndWith({"0", "0", "0", "68", "50"});
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), -1);
     EXPECT_EQ(LibraryError(), 50);
     EXPECT_EQ(Log(),
@@ -174,10 +168,10 @@ TEST_P(AutomountCreate, FailsAtTheFirstEntryThatIsRefused) {
         AnswerConnection({"top"});
         Strings exits(failing, "0");
         exits.push_back("50");
-        Changes(exits);
+        ChangesEndWith(exits);
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), -1) << failing;
         EXPECT_EQ(LibraryError(), 50);
-        EXPECT_EQ(Written().size(), failing + 1) << failing;
+        EXPECT_EQ(Changes().size(), failing + 1) << failing;
         EXPECT_TRUE(platform().RunsOf("mount").empty());
     }
 }
@@ -191,15 +185,15 @@ TEST_P(AutomountCreate, DoesNotTakeAnEarlierErrorForAnEntryThatExists) {
             platform().On("ldapmodify").Exits(68);
         platform().On("ldapmodify").Dies(9);
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), -1) << failing;
-        EXPECT_EQ(Written().size(), failing + 1) << failing;
+        EXPECT_EQ(Changes().size(), failing + 1) << failing;
     }
 }
 
 TEST_P(AutomountCreate, DoesNotReplaceTheWildcardForAnErrorOfAnEarlierEntry) {
     AnswerServer();
-    Changes({"68", "0", "68", "0"});
+    ChangesEndWith({"68", "0", "68", "0"});
     EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", "/homes"), 0);
-    EXPECT_EQ(Written().size(), 4u);
+    EXPECT_EQ(Changes().size(), 4u);
 }
 
 TEST_P(AutomountCreate, PublishesMapsWithoutABaseDN) {
@@ -212,7 +206,7 @@ TEST_P(AutomountCreate, PublishesMapsWithoutABaseDN) {
         .Prints("dn: cn=Subschema\nobjectclasses: ( 1 NAME 'top' )\n\n");
     platform().On("mount").Exits(32);
     ZAFOLDAPServerAutomountCreate("nas", "/homes");
-    const Strings written = Written();
+    const Strings written = Changes();
     ASSERT_GE(written.size(), 3u);
     EXPECT_EQ(written[0],
               "dn: automountMapName=auto_master\nautomountMapName: auto_master\n"
@@ -255,7 +249,7 @@ TEST_P(AutomountCreate, RefusesAPathThatReaches4094BytesEscaped) {
         AnswerConnection({"top"});
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate("nas", path.c_str()), -1) << path.size();
         EXPECT_EQ(PlatformError(), 0x0200);
-        EXPECT_EQ(Written().size(), 3u) << "the maps are there before";
+        EXPECT_EQ(Changes().size(), 3u) << "the maps are there before";
         EXPECT_EQ(Log(), Strings{"Escape [" + path + "] failed. [0x0200]"}) << path.size();
         EXPECT_TRUE(platform().RunsOf("mount").empty());
     }
@@ -268,7 +262,7 @@ TEST_P(AutomountCreate, PublishesNoLineBreak) {
         Again();
         AnswerAlways();
         EXPECT_EQ(ZAFOLDAPServerAutomountCreate(host, path), -1) << host << path;
-        for (const std::string &change : Written())
+        for (const std::string &change : Changes())
             EXPECT_EQ(change.find("\nx: y"), std::string::npos) << change;
     }
 }

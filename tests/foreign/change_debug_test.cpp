@@ -25,7 +25,7 @@ class ChangeDebug : public ChangeTest {
     void SetUp() override {
         ChangeTest::SetUp();
         ASSERT_EQ(ZAFOLDAPDebugEnabled(), 1);
-        Fill();
+        WriteChange(&ldif_, kPath);
         Stale();
     }
     void TearDown() override {
@@ -34,12 +34,6 @@ class ChangeDebug : public ChangeTest {
             unlink(run.argv.at(6).c_str());
         unlink(kPath);
         ChangeTest::TearDown();
-    }
-    void Fill() {
-        ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, kPath), 0);
-        ZAFOLDAPLdifTargetDN(&ldif_, "dc=a");
-        ZAFOLDAPLdifChangeType(&ldif_, "modify");
-        ZAFOLDAPLdifAttrReplace(&ldif_, "cn", "b");
     }
     bool Logged(const std::string &line) {
         const Strings log = Log();
@@ -70,14 +64,14 @@ TEST_P(ChangeDebug, LogsTheCommandWithoutItsPassword) {
     EXPECT_EQ(platform().Runs().at(0).argv.back(), "secret");
     EXPECT_TRUE(Exists(kPath));
     EXPECT_STREQ(ldif_.szPath, "");
-    Fill();
+    WriteChange(&ldif_, kPath);
     Host host;
     host.ssl = 2;
     host.bind_dn.reset();
     host.password.reset();
     EXPECT_EQ(ZAFOLDAPModify(host, &ldif_, 1), 0);
     EXPECT_EQ(TakeLog(), Strings{ModifyLine("-ax -ZH 'ldap://ldap.x.example'", "", kPath)});
-    Fill();
+    WriteChange(&ldif_, kPath);
     Host secure;
     secure.ssl = 1;
     EXPECT_EQ(ZAFOLDAPModify(secure, &ldif_, 0), 0);
@@ -102,7 +96,7 @@ TEST_P(ChangeDebug, LogsAToolThatWasKilledOrNotStarted) {
     EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 0), -1);
     ASSERT_EQ(Log().size(), 2U);
     EXPECT_EQ(TakeLog()[1], "ldapmodify terminate abnormal 9");
-    Fill();
+    WriteChange(&ldif_, kPath);
     platform().On("ldapmodify").CannotStart();
     EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 0), -1);
     ASSERT_EQ(Log().size(), 2U);

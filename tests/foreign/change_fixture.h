@@ -35,11 +35,6 @@ class ChangeTest : public ForeignTest {
         EXPECT_TRUE(known) << log[0];
     }
 
-    void ExpectSlotsUntouched() {
-        EXPECT_EQ(PlatformError(), kStalePlatformError);
-        EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    }
-
     // The number (from 1) that the last call of a function with that first text has among the calls of the
     // function since Forget.
     int NumberOfCall(const std::string &function, const std::string &text) {
@@ -62,21 +57,30 @@ class ChangeTest : public ForeignTest {
             vectors.push_back(run.argv);
         return vectors;
     }
-    // What was given to ldapmodify, one text a run.
-    Strings Changes() {
-        Strings texts;
-        for (const Run &run : platform().RunsOf("ldapmodify"))
-            texts.push_back(run.change);
-        return texts;
-    }
-    // The tools in the order in which they ran.
-    Strings Tools() {
-        Strings tools;
-        for (const Run &run : platform().Runs())
-            tools.push_back(run.tool);
-        return tools;
-    }
 };
+
+// A change file of one record.
+inline void WriteChange(ZAFOLDAP_LDIF *ldif, const char *path) {
+    ASSERT_EQ(ZAFOLDAPLdifInit(ldif, path), 0);
+    ZAFOLDAPLdifTargetDN(ldif, "dc=a");
+    ZAFOLDAPLdifChangeType(ldif, "modify");
+    ZAFOLDAPLdifAttrReplace(ldif, "cn", "b");
+}
+
+// The object classes that the library knows, each with its bit of a schema.
+inline const std::pair<const char *, unsigned> kSchemaClasses[] = {{"top", 0x0001},
+                                                                   {"domain", 0x0002},
+                                                                   {"extensibleObject", 0x4},
+                                                                   {"organizationalPerson", 0x0008},
+                                                                   {"person", 0x0010},
+                                                                   {"posixAccount", 0x0020},
+                                                                   {"posixGroup", 0x0040},
+                                                                   {"inetOrgPerson", 0x0080},
+                                                                   {"shadowAccount", 0x0100},
+                                                                   {"apple-user", 0x0200},
+                                                                   {"apple-group", 0x0400},
+                                                                   {"sambaSamAccount", 0x0800},
+                                                                   {"sambaGroupMapping", 0x1000}};
 
 // The arguments of a search over the connection that Host is by itself.
 inline Strings SearchVector(std::initializer_list<const char *> rest) {

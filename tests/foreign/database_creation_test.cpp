@@ -567,6 +567,13 @@ TEST_P(RootNodeCreation, AddsTheBaseEntryThroughTheServer) {
     EXPECT_FALSE(Exists(run.argv[6]));
 }
 
+TEST_P(RootNodeCreation, EndsADomainComponentThatHasNoEndInItsBuffer) {
+    platform().Fills("ZAFOLDAPDNFirstDomainComponent");
+    EXPECT_EQ(ZAFOLDAPBrowserRootNodeCreate(host_), 0);
+    EXPECT_EQ(platform().Runs().at(0).change,
+              "dn: dc=x,dc=example\ndc: " + std::string(1023, 'x') + "\nobjectClass: domain\n");
+}
+
 TEST_P(RootNodeCreation, FailsWhenTheEntryExists) {
     platform().On("ldapmodify").Exits(68);
     EXPECT_EQ(ZAFOLDAPBrowserRootNodeCreate(host_), -1);

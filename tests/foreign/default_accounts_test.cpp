@@ -48,12 +48,6 @@ class ServerDefaultAdd : public ServerTest {
              {"(cn=users)", "(cn=Directory Operators)", "(cn=administrators)", "(uid=admin)"})
             IsThere(name);
     }
-    Strings Changes() {
-        Strings texts;
-        for (const Run &run : platform().RunsOf("ldapmodify"))
-            texts.push_back(run.change);
-        return texts;
-    }
 };
 ZAFO_FOREIGN_SUITE(ServerDefaultAdd);
 

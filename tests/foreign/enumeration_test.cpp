@@ -60,10 +60,6 @@ class Enumeration : public AccountsTest {
     static std::string Two(const Kind &kind) {
         return Entry("x=zoe,c=o", {{kind.name, "zoe"}}) + Entry("x=ann,c=o", {{kind.name, "ann"}});
     }
-    void ExpectSlotsUntouched() {
-        EXPECT_EQ(PlatformError(), kStalePlatformError);
-        EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    }
 };
 ZAFO_FOREIGN_SUITE(Enumeration);
 

@@ -1,42 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/accounts.h"
+#include "tests/foreign/account_get.h"
 
 #include <cstring>
 
 namespace zafo::foreign::group_get_test {
 
-class GroupGet : public AccountsTest {
+class GroupGet : public AccountGet<ZAFOGROUP> {
   protected:
-    void TearDown() override {
-        Release();
-        AccountsTest::TearDown();
-    }
-    void Release() {
-        if (group_ != nullptr) ZAFOGroupFree(group_);
-        group_ = nullptr;
-    }
     int Get(const std::string &dn = kStaff) {
-        return ZAFOLDAPBrowserGroupGet(host, dn.c_str(), &group_, text_, sizeof text_);
+        return ZAFOLDAPBrowserGroupGet(host, dn.c_str(), &record_, text_, sizeof text_);
+    }
+    int GetOne() override { return Get(); }
+    void Free(ZAFOGROUP *group) override { ZAFOGroupFree(group); }
+    std::string Least() const override {
+        return Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "100"}});
     }
     Strings Members() const {
         Strings members;
-        for (char **member = group_->pszMembers; member != nullptr && *member != nullptr; ++member)
+        for (char **member = record_->pszMembers; member != nullptr && *member != nullptr; ++member)
             members.emplace_back(*member);
         return members;
     }
-    ZAFOGROUP *group_ = nullptr;
     char text_[64] = "before";
 };
 ZAFO_FOREIGN_SUITE(GroupGet);
 
 TEST_P(GroupGet, SearchesAtTheDnForAllAttributes) {
-    Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "100"}}));
-    EXPECT_EQ(Get(), 1);
-    EXPECT_EQ(Searches(), std::vector<Strings>{At(kStaff, kGroups)});
-    EXPECT_EQ(Log(), Strings{});
-    EXPECT_EQ(PlatformError(), kStalePlatformError);
-    EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    ExpectAllClosed();
+    ExpectOneSearch(kStaff, kGroups);
 }
 
 TEST_P(GroupGet, FillsEveryField) {
@@ -48,10 +38,10 @@ TEST_P(GroupGet, FillsEveryField) {
                          {"MEMBERUID", "ann"},
                          {"memberUid", "bob"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(TextOf(group_->szName), "staff");
-    EXPECT_EQ(group_->nGid, 100u);
+    EXPECT_EQ(TextOf(record_->szName), "staff");
+    EXPECT_EQ(record_->nGid, 100u);
     EXPECT_EQ(Members(), (Strings{"zoe", "ann", "bob"}));
-    EXPECT_EQ(group_->nType, 8);
+    EXPECT_EQ(record_->nType, 8);
     EXPECT_STREQ(text_, "All of us");
 }
 
@@ -67,7 +57,7 @@ TEST_P(GroupGet, WithoutMembersHasAnEmptyArray) {
 TEST_P(GroupGet, WithoutANumberIsAGroupAndALine) {
     Finds(Entry(kStaff, {{"cn", "staff"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(group_->nGid, GID_ERR);
+    EXPECT_EQ(record_->nGid, GID_ERR);
     EXPECT_EQ(Log(), Strings{"get gid failed"});
 }
 
@@ -80,7 +70,7 @@ TEST_P(GroupGet, ReadsTheNumberAsTheLeadingDecimals) {
     for (const auto &row : rows) {
         Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", row.text}, {"gidNumber", "9"}}));
         ASSERT_EQ(Get(), 1);
-        EXPECT_EQ(group_->nGid, row.number) << row.text;
+        EXPECT_EQ(record_->nGid, row.number) << row.text;
         Release();
     }
 }
@@ -97,7 +87,7 @@ TEST_P(GroupGet, CutsTheDescriptionToTheBuffer) {
         std::memset(text, '#', sizeof text);
         Finds(Entry(kStaff,
                     {{"cn", "staff"}, {"gidNumber", "1"}, {"description", "fourteen bytes"}}));
-        ASSERT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &group_, text, room), 1);
+        ASSERT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &record_, text, room), 1);
         EXPECT_EQ(std::string(text), std::string("fourteen bytes").substr(0, room - 1)) << room;
         EXPECT_EQ(text[room], '#') << room;
         Release();
@@ -106,10 +96,10 @@ TEST_P(GroupGet, CutsTheDescriptionToTheBuffer) {
 
 TEST_P(GroupGet, NeedsNoBufferForTheDescription) {
     Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}, {"description", "text"}}));
-    EXPECT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &group_, nullptr, 0), 1);
+    EXPECT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &record_, nullptr, 0), 1);
     Release();
     Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}, {"description", "text"}}));
-    EXPECT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &group_, text_, 0), 1);
+    EXPECT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &record_, text_, 0), 1);
     EXPECT_STREQ(text_, "before");
 }
 
@@ -128,7 +118,7 @@ TEST_P(GroupGet, TakesTheFirstOfSeveral) {
     Finds(Entry("cn=b,dc=x", {{"cn", "b"}, {"gidNumber", "1"}}) +
           Entry("cn=a,dc=x", {{"cn", "a"}, {"gidNumber", "2"}}));
     ASSERT_EQ(Get("dc=x"), 1);
-    EXPECT_EQ(TextOf(group_->szName), "b");
+    EXPECT_EQ(TextOf(record_->szName), "b");
 }
 
 TEST_P(GroupGet, HandsOverThousandsOfMembers) {
@@ -145,56 +135,32 @@ TEST_P(GroupGet, HandsOverThousandsOfMembers) {
 }
 
 TEST_P(GroupGet, NoGroupIsNotFoundAndLeavesTheRecord) {
-    auto *const before = reinterpret_cast<ZAFOGROUP *>(&group_);
-    ZAFOGROUP *group = before;
-    FindsNothing();
-    EXPECT_EQ(ZAFOLDAPBrowserGroupGet(host, kStaff.c_str(), &group, text_, sizeof text_), 0);
-    EXPECT_EQ(group, before);
+    ExpectNotFound();
     EXPECT_STREQ(text_, "before");
-    EXPECT_EQ(Log(), Strings{});
 }
 
 TEST_P(GroupGet, TheCallersOldPointerIsOnlyOverwritten) {
     ZAFOGROUP *old = nullptr;
     ZAFOGroupAlloc(&old, "old", 1, nullptr);
-    group_ = old;
-    Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}}));
-    EXPECT_EQ(Get(), 1);
-    EXPECT_NE(group_, old);
-    EXPECT_EQ(TextOf(old->szName), "old");
-    ZAFOGroupFree(old);
+    ExpectOldPointerOverwritten(old);
 }
 
 TEST_P(GroupGet, FailsWithTheTool) {
-    SearchFails(32);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(LibraryError(), 32);
-    EXPECT_EQ(Log(), Strings{kGetNextFailed});
-    EXPECT_EQ(group_, nullptr);
-    ExpectAllClosed();
+    ExpectFailureWithTheTool();
 }
 
 TEST_P(GroupGet, FailsWhenTheToolCannotBeStarted) {
-    Finds().CannotStart(0);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(PlatformError(), 0x0900);
+    ExpectFailureWithoutTheTool();
 }
 
 TEST_P(GroupGet, FailsWithoutAName) {
     Finds(Entry(kStaff, {{"gidNumber", "1"}}));
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(Log(), Strings{"get name failed"});
-    EXPECT_EQ(group_, nullptr);
-    ExpectAllClosed();
+    ExpectFailure({"get name failed"});
 }
 
 TEST_P(GroupGet, FailsWithoutARecord) {
-    Finds(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}}));
-    platform().Fail("ZAFOGroupAlloc", 1, -1, 0x0200);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(PlatformError(), 0x0200);
-    EXPECT_EQ(Log(), Strings{"ZAFOGroupAlloc failed. [" + kStaff + "]. [0x0200]"});
-    EXPECT_EQ(group_, nullptr);
+    ExpectFailureWithoutARecord("ZAFOGroupAlloc",
+                                "ZAFOGroupAlloc failed. [" + kStaff + "]. [0x0200]");
 }
 
 TEST_P(GroupGet, SaysThatTheMembersCouldNotBeListed) {
@@ -220,34 +186,12 @@ TEST_P(GroupGet, SaysThatTheMembersCouldNotBeListed) {
 }
 
 TEST_P(GroupGet, FailsWithEveryListThatCannotBeMade) {
-    platform()
-        .On("ldapsearch")
-        .Prints(Entry(kStaff, {{"cn", "staff"}, {"gidNumber", "1"}}))
-        .Always();
-    FailEach(
-        "QLIBCSzListAlloc",
-        [&] {
-            const int result = Get();
-            Release();
-            return result;
-        },
-        [&](int result) { EXPECT_EQ(result, -1); });
+    ExpectFailureAtEvery("QLIBCSzListAlloc");
 }
 
 TEST_P(GroupGet, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
-    ExpectArgumentFailure("((void *)0) != pHost", [&] {
-        return ZAFOLDAPBrowserGroupGet(nullptr, nullptr, nullptr, nullptr, 0);
-    });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] {
-        return ZAFOLDAPBrowserGroupGet(nowhere, nullptr, nullptr, nullptr, 0);
-    });
-    ExpectArgumentFailureOn("pHost->szLoginSuffix", [&] {
-        return ZAFOLDAPBrowserGroupGet(without_suffix, nullptr, nullptr, nullptr, 0);
+    ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [](ZAFOLDAP_HOST *record) {
+        return ZAFOLDAPBrowserGroupGet(record, nullptr, nullptr, nullptr, 0);
     });
     ExpectArgumentFailureOn(
         "szGroupDN", [&] { return ZAFOLDAPBrowserGroupGet(host, nullptr, nullptr, nullptr, 0); });

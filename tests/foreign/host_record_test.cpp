@@ -58,8 +58,7 @@ TEST_P(HostRecord, BeginsWithAnEmptyItemForEveryAttribute) {
     ZAFOLDAP_HOST rest = host_;
     rest.plistBuffer = nullptr;
     EXPECT_TRUE(AllZero(rest));
-    EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    EXPECT_EQ(PlatformError(), kStalePlatformError);
+    ExpectSlotsUntouched();
 }
 
 TEST_P(HostRecord, KeepsNoListWhenItCannotBegin) {
@@ -135,10 +134,25 @@ TEST_P(HostRecord, TakesItsOwnValueAgain) {
     EXPECT_EQ(Values(host_), (Strings{"value 0", "2", "value 2", "value 3", "value 4"}));
 }
 
-TEST_P(HostRecord, TellsThatAValueCannotBeInserted) {
+TEST_P(HostRecord, StaysAsItWasWhenAValueCannotBeInserted) {
     SetAll();
+    const Strings before = Values(host_);
     platform().Fail("QLIBCSzListInsert", 1, -1, 0x0200);
-    EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_URI, "u"), -1);
+    EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDDN, "other"), -1);
+    EXPECT_EQ(Values(host_), before);
+    EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDDN, "other"), 0);
+    EXPECT_STREQ(host_.szBindDN, "other");
+}
+
+TEST_P(HostRecord, IsEmptyWhenTheOldValueCannotBeInsertedAgainEither) {
+    SetAll();
+    for (const int nth : {1, 2})
+        platform().Fail("QLIBCSzListInsert", nth, -1, 0x0200);
+    EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_BINDDN, "other"), -1);
+    EXPECT_EQ(Values(host_), Strings(5, "(null)"));
+    EXPECT_EQ(ZAFOLDAPHostSet(&host_, LDAP_HOST_ATTR_LOGIN_SUFFIX, "suffix"), 0);
+    EXPECT_EQ(Values(host_), (Strings{"(null)", "(null)", "(null)", "(null)", "suffix"}));
+    EXPECT_EQ(Items(host_.plistBuffer).size(), 5U);
 }
 
 TEST_P(HostRecord, KeepsLongValuesWhole) {

@@ -3,54 +3,62 @@
 
 namespace zafo::foreign::migration_to_local_test {
 
+// What names an entry comes first.
+using Attributes = std::vector<std::pair<std::string, std::string>>;
+
 class ToLocal : public AccountsTest {
   protected:
-    Strings FirstArguments(const std::string &function, size_t index = 0) {
-        Strings all;
+    explicit ToLocal(std::string container) : container_(std::move(container)) {}
+
+    std::string DnOf(const std::pair<std::string, std::string> &named) const {
+        return named.first + "=" + named.second + ",cn=" + container_ + "," + kBase;
+    }
+    // The directory has these users, or groups.
+    void Has(const std::vector<Attributes> &accounts) {
+        std::string list;
+        for (const Attributes &account : accounts) {
+            const std::string dn = DnOf(account[0]);
+            list += Entry(dn, {account[0]});
+            platform()
+                .On("ldapsearch",
+                    [dn](const Strings &argv) { return argv.at(argv.size() - 2) == dn; })
+                .Prints(Entry(dn, account));
+        }
+        platform()
+            .On("ldapsearch", [name = accounts.at(0)[0].first](
+                                  const Strings &argv) { return argv.back() == name; })
+            .Prints(list);
+    }
+    std::vector<Strings> ArgumentsOf(const std::string &function) {
+        std::vector<Strings> all;
         for (const Call &call : platform().CallsOf(function))
-            all.push_back(call.arguments.at(index));
+            all.push_back(call.arguments);
         return all;
     }
-};
+    Strings FirstArguments(const std::string &function, size_t index = 0) {
+        Strings all;
+        for (const Strings &arguments : ArgumentsOf(function))
+            all.push_back(arguments.at(index));
+        return all;
+    }
 
-using Attributes = std::vector<std::pair<std::string, std::string>>;
+  private:
+    std::string container_;
+};
 
 class UsersToLocal : public ToLocal {
   protected:
-    static std::string UserDn(const std::string &name) {
-        return "uid=" + name + ",cn=users," + kBase;
-    }
+    UsersToLocal() : ToLocal("users") {}
+    std::string UserDn(const std::string &name) const { return DnOf({"uid", name}); }
     static Attributes User(const std::string &name, const std::string &uid,
                            const std::string &password = "{crypt}$1$hash") {
         Attributes attributes{{"uid", name}, {"uidNumber", uid}, {"gidNumber", "100"}};
         if (!password.empty()) attributes.emplace_back("userPassword", password);
         return attributes;
     }
-    // The directory has these users.
-    void Has(const std::vector<Attributes> &users) {
-        std::string list;
-        for (const Attributes &user : users) {
-            const std::string &name = user[0].second;
-            list += Entry(UserDn(name), {{"uid", name}});
-            platform()
-                .On("ldapsearch",
-                    [dn = UserDn(name)](const Strings &argv) {
-                        return argv.at(argv.size() - 2) == dn;
-                    })
-                .Prints(Entry(UserDn(name), user));
-        }
-        platform()
-            .On("ldapsearch", [](const Strings &argv) { return argv.back() == "uid"; })
-            .Prints(list);
-    }
     int Migrate() { return ZAFOLDAPBrowserMigrateUserToLocal(host); }
     // What was stored of hashes: name, crypt, LM, NT of each.
-    std::vector<Strings> Imported() {
-        std::vector<Strings> all;
-        for (const Call &call : platform().CallsOf("QLIBUserImportPasswd"))
-            all.push_back(call.arguments);
-        return all;
-    }
+    std::vector<Strings> Imported() { return ArgumentsOf("QLIBUserImportPasswd"); }
     static LocalUser Local(const std::string &name, uint32_t uid) {
         LocalUser user;
         user.name = name;
@@ -337,14 +345,13 @@ TEST_P(UsersToLocal, SurviveLocalRecordsThatAreNotThere) {
     platform().Fail("ZAFOUserGetLocal", 1, 0);
     platform().Fail("ZAFOUserGetLocalByUID", 1, 0);
     EXPECT_EQ(Migrate(), 0);
-    TakeLog();
+    EXPECT_EQ(FirstArguments("ZAFOUserSetOne", 1), Strings{}) << "they are found, so taken";
 }
 
 class GroupsToLocal : public ToLocal {
   protected:
-    static std::string GroupDn(const std::string &name) {
-        return "cn=" + name + ",cn=groups," + kBase;
-    }
+    GroupsToLocal() : ToLocal("groups") {}
+    std::string GroupDn(const std::string &name) const { return DnOf({"cn", name}); }
     static Attributes Group(const std::string &name, const std::string &gid,
                             const Strings &members = {}) {
         Attributes attributes{{"cn", name}, {"gidNumber", gid}, {"description", "text"}};
@@ -352,29 +359,8 @@ class GroupsToLocal : public ToLocal {
             attributes.emplace_back("memberUid", member);
         return attributes;
     }
-    void Has(const std::vector<Attributes> &groups) {
-        std::string list;
-        for (const Attributes &group : groups) {
-            const std::string &name = group[0].second;
-            list += Entry(GroupDn(name), {{"cn", name}});
-            platform()
-                .On("ldapsearch",
-                    [dn = GroupDn(name)](const Strings &argv) {
-                        return argv.at(argv.size() - 2) == dn;
-                    })
-                .Prints(Entry(GroupDn(name), group));
-        }
-        platform()
-            .On("ldapsearch", [](const Strings &argv) { return argv.back() == "cn"; })
-            .Prints(list);
-    }
     int Migrate() { return ZAFOLDAPBrowserMigrateGroupToLocal(host); }
-    std::vector<Strings> Created() {
-        std::vector<Strings> all;
-        for (const Call &call : platform().CallsOf("ZAFOGroupSet"))
-            all.push_back(call.arguments);
-        return all;
-    }
+    std::vector<Strings> Created() { return ArgumentsOf("ZAFOGroupSet"); }
     static LocalGroup Local(const std::string &name, uint32_t gid) {
         LocalGroup group;
         group.name = name;
@@ -478,7 +464,7 @@ TEST_P(GroupsToLocal, SurviveLocalRecordsThatAreNotThere) {
     platform().Fail("ZAFOGroupGetLocal", 1, 0);
     platform().Fail("ZAFOGroupGetLocalByGID", 1, 0);
     EXPECT_EQ(Migrate(), 0);
-    TakeLog();
+    EXPECT_EQ(FirstArguments("ZAFOGroupSet", 1), Strings{}) << "they are found, so taken";
 }
 
 }  // namespace zafo::foreign::migration_to_local_test

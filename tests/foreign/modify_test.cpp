@@ -16,19 +16,13 @@ class Modify : public ChangeTest {
   protected:
     void SetUp() override {
         ChangeTest::SetUp();
-        Fill();
+        WriteChange(&ldif_, kPath);
         Stale();
     }
     void TearDown() override {
         ZAFOLDAPLdifClose(&ldif_);
         unlink(kPath);
         ChangeTest::TearDown();
-    }
-    void Fill() {
-        ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, kPath), 0);
-        ZAFOLDAPLdifTargetDN(&ldif_, "dc=a");
-        ZAFOLDAPLdifChangeType(&ldif_, "modify");
-        ZAFOLDAPLdifAttrReplace(&ldif_, "cn", "b");
     }
     void ExpectConsumed() {
         EXPECT_EQ(ldif_.pFile, nullptr);
@@ -77,7 +71,7 @@ const Connection kConnections[] = {
 
 TEST_P(Modify, PassesAllArgumentsWhateverTheConnectionHas) {
     for (const Connection &connection : kConnections) {
-        Fill();
+        WriteChange(&ldif_, kPath);
         platform().Forget();
         Host host;
         host.uri = "h:1389";
@@ -99,7 +93,7 @@ TEST_P(Modify, PassesAllArgumentsWhateverTheConnectionHas) {
 TEST_P(Modify, CutsTheAddressBehind4094Characters) {
     const std::string name(5000, 'h');
     for (const int ssl : {0, 1}) {
-        Fill();
+        WriteChange(&ldif_, kPath);
         platform().Forget();
         Host host;
         host.uri = name;
@@ -145,7 +139,7 @@ TEST_P(Modify, TellsThatTheToolCannotBeStarted) {
 
 TEST_P(Modify, MakesTheExitCodeTheLibrarysError) {
     for (const int code : {1, 16, 20, 32, 34, 49, 50, 53, 68, 80, 127, 128, 254, 255}) {
-        Fill();
+        WriteChange(&ldif_, kPath);
         Stale();
         platform().On("ldapmodify").Exits(code);
         EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 0), -1);
@@ -159,7 +153,7 @@ TEST_P(Modify, MakesTheExitCodeTheLibrarysError) {
 
 TEST_P(Modify, LogsTheRawStatusOfAToolThatWasKilled) {
     for (const int status : {SIGKILL, SIGPIPE, SIGSEGV | 0x80}) {
-        Fill();
+        WriteChange(&ldif_, kPath);
         Stale();
         platform().On("ldapmodify").Status(status);
         EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 0), -1);

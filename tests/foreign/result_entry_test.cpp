@@ -326,6 +326,18 @@ TEST_P(ResultEntry, TellsThatAListCannotBeEmptied) {
     }
 }
 
+TEST_P(ResultEntry, IsNotReadIntoListsThatCannotBeEmptied) {
+    Fill();
+    ZAFOLDAP_RESULT clone{};
+    ASSERT_EQ(ZAFOLDAPResultInit(&clone), 0);
+    platform().Fail("QLIBCSzListRemoveAll");
+    EXPECT_EQ(ZAFOLDAPResultClone(&clone, &entry_), -1);
+    EXPECT_EQ(ZAFOLDAPResultFree(&clone), 0);
+    List values{"old"};
+    platform().Fail("QLIBCSzListRemoveAll");
+    EXPECT_EQ(ZAFOLDAPResultGetAll(&entry_, "cn", &values), -1);
+}
+
 TEST_P(ResultEntry, IsClonedWithoutTheSearchThatFillsIt) {
     platform().On("ldapsearch").Prints("cn: x\n");
     Host host;

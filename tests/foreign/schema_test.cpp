@@ -74,20 +74,6 @@ TEST_P(Schema, RefusesNoRecordAndNoBuffer) {
     EXPECT_EQ(ZAFOLDAPHostGetSupportedSchema(nullptr) < 0, true);
 }
 
-const std::pair<const char *, unsigned> kSchemaClasses[] = {{"top", 0x0001},
-                                                            {"domain", 0x0002},
-                                                            {"extensibleObject", 0x4},
-                                                            {"organizationalPerson", 0x0008},
-                                                            {"person", 0x0010},
-                                                            {"posixAccount", 0x0020},
-                                                            {"posixGroup", 0x0040},
-                                                            {"inetOrgPerson", 0x0080},
-                                                            {"shadowAccount", 0x0100},
-                                                            {"apple-user", 0x0200},
-                                                            {"apple-group", 0x0400},
-                                                            {"sambaSamAccount", 0x0800},
-                                                            {"sambaGroupMapping", 0x1000}};
-
 TEST_P(Schema, KnowsEveryQuotedClassAndItsCase) {
     Strings all;
     for (const auto &[name, bit] : kSchemaClasses) {

@@ -92,6 +92,16 @@ TEST_P(EachValue, EmptiesTheListsFirst) {
     EXPECT_EQ(values.Items(), Strings{});
 }
 
+TEST_P(EachValue, FailsWhenAListCannotBeEmptied) {
+    for (const int nth : {1, 2}) {
+        List names{"old"};
+        List values{"stale"};
+        platform().Fail("QLIBCSzListRemoveAll", nth);
+        EXPECT_EQ(ZAFOLDAPSearchEachValue(host_, &request_, "mail", &names, &values), -1) << nth;
+    }
+    EXPECT_TRUE(platform().Runs().empty());
+}
+
 TEST_P(EachValue, PassesOverEntriesWithoutAName) {
     platform().On("ldapsearch").Prints("mail: nobody@x\n\n" + kAnn + "uid: none\n\n" + kBob);
     EXPECT_EQ(Each("mail"), 0);
@@ -304,6 +314,12 @@ TEST_P(MultiValue, FailsWhenAValueCannotBeListed) {
     EXPECT_EQ(values_->Items(), Strings{});
 }
 
+TEST_P(MultiValue, FailsWhenTheListCannotBeEmptied) {
+    platform().Fail("QLIBCSzListRemoveAll");
+    EXPECT_EQ(Multi("mail"), -1);
+    EXPECT_TRUE(platform().Runs().empty());
+}
+
 TEST_P(MultiValue, ChecksItsArgumentsInOrder) {
     QLIBSZLIST *none = nullptr;
     ExpectHostChecked([](const ZAFOLDAP_HOST *host) {
@@ -423,24 +439,10 @@ class ObjectClasses : public SearchValues {
 };
 ZAFO_FOREIGN_SUITE(ObjectClasses);
 
-const std::pair<const char *, unsigned> kClasses[] = {{"top", 0x0001},
-                                                      {"domain", 0x0002},
-                                                      {"extensibleObject", 0x4},
-                                                      {"organizationalPerson", 0x0008},
-                                                      {"person", 0x0010},
-                                                      {"posixAccount", 0x0020},
-                                                      {"posixGroup", 0x0040},
-                                                      {"inetOrgPerson", 0x0080},
-                                                      {"shadowAccount", 0x0100},
-                                                      {"apple-user", 0x0200},
-                                                      {"apple-group", 0x0400},
-                                                      {"sambaSamAccount", 0x0800},
-                                                      {"sambaGroupMapping", 0x1000}};
-
 TEST_P(ObjectClasses, KnowsEveryClassInAnyCase) {
     unsigned all = 0;
     std::vector<std::pair<std::string, std::string>> attributes;
-    for (const auto &[name, bit] : kClasses) {
+    for (const auto &[name, bit] : kSchemaClasses) {
         std::string upper = name;
         for (char &letter : upper)
             letter = static_cast<char>(toupper(letter));

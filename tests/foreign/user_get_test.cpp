@@ -1,23 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/accounts.h"
+#include "tests/foreign/account_get.h"
 
 #include <ctime>
 
 namespace zafo::foreign::user_get_test {
 
-class UserGet : public AccountsTest {
+class UserGet : public AccountGet<ZAFOUSER> {
   protected:
-    void TearDown() override {
-        Release();
-        AccountsTest::TearDown();
-    }
     int Get(const std::string &dn = kAnn) {
-        return ZAFOLDAPBrowserUserGet(host, dn.c_str(), &user_, nullptr);
+        return ZAFOLDAPBrowserUserGet(host, dn.c_str(), &record_, nullptr);
     }
-    void Release() {
-        if (user_ != nullptr) ZAFOUserFree(user_);
-        user_ = nullptr;
-    }
+    int GetOne() override { return Get(); }
+    void Free(ZAFOUSER *user) override { ZAFOUserFree(user); }
+    std::string Least() const override { return Entry(kAnn, {{"uid", "ann"}, {"uidNumber", "1"}}); }
+
     // The flag of a user whose password was changed `age` days ago and lasts for at least `least` days. The day may
     // change while this runs; then the question is asked again.
     int Flag(long least, long age) {
@@ -27,23 +23,16 @@ class UserGet : public AccountsTest {
                                {"shadowMin", std::to_string(least)},
                                {"shadowLastChange", std::to_string(today - age)}}));
             EXPECT_EQ(Get(), 1);
-            const int flag = user_ == nullptr ? -1 : user_->blDisallowChangePasswd;
+            const int flag = record_ == nullptr ? -1 : record_->blDisallowChangePasswd;
             Release();
             if (std::time(nullptr) / 86400 == today) return flag;
         }
     }
-    ZAFOUSER *user_ = nullptr;
 };
 ZAFO_FOREIGN_SUITE(UserGet);
 
 TEST_P(UserGet, SearchesAtTheDnForAllAttributes) {
-    Finds(Entry(kAnn, {{"uid", "ann"}}));
-    EXPECT_EQ(Get(), 1);
-    EXPECT_EQ(Searches(), std::vector<Strings>{At(kAnn, kUsers)});
-    EXPECT_EQ(Log(), Strings{});
-    EXPECT_EQ(PlatformError(), kStalePlatformError);
-    EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    ExpectAllClosed();
+    ExpectOneSearch(kAnn, kUsers);
 }
 
 TEST_P(UserGet, FillsEveryField) {
@@ -58,33 +47,33 @@ TEST_P(UserGet, FillsEveryField) {
                        {"shadowExpire", "20000"},
                        {"mail", "ann@x.example"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(TextOf(user_->szName), "ann");
-    EXPECT_EQ(TextOf(user_->szPasswd), "{CRYPT}$1$ab$c");
-    EXPECT_EQ(user_->pw_uid, 1027u);
-    EXPECT_EQ(user_->pw_gid, 100u);
-    EXPECT_EQ(TextOf(user_->szFullname), "Ann A");
-    EXPECT_EQ(TextOf(user_->pw_dir), "/home/ann");
-    EXPECT_EQ(TextOf(user_->pw_shell), "/bin/sh");
-    EXPECT_EQ(user_->nExpire, 20000);
-    EXPECT_EQ(user_->blDisallowChangePasswd, 0);
-    EXPECT_EQ(TextOf(user_->szMail), "ann@x.example");
-    EXPECT_EQ(user_->nType, 8);
+    EXPECT_EQ(TextOf(record_->szName), "ann");
+    EXPECT_EQ(TextOf(record_->szPasswd), "{CRYPT}$1$ab$c");
+    EXPECT_EQ(record_->pw_uid, 1027u);
+    EXPECT_EQ(record_->pw_gid, 100u);
+    EXPECT_EQ(TextOf(record_->szFullname), "Ann A");
+    EXPECT_EQ(TextOf(record_->pw_dir), "/home/ann");
+    EXPECT_EQ(TextOf(record_->pw_shell), "/bin/sh");
+    EXPECT_EQ(record_->nExpire, 20000);
+    EXPECT_EQ(record_->blDisallowChangePasswd, 0);
+    EXPECT_EQ(TextOf(record_->szMail), "ann@x.example");
+    EXPECT_EQ(record_->nType, 8);
 }
 
 TEST_P(UserGet, WhatTheEntryLacksIsUnset) {
     Finds(Entry(kAnn, {{"uid", "ann"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(TextOf(user_->szName), "ann");
-    EXPECT_EQ(user_->szPasswd, nullptr);
-    EXPECT_EQ(user_->pw_uid, UID_ERR);
-    EXPECT_EQ(user_->pw_gid, GID_ERR);
-    EXPECT_EQ(user_->szFullname, nullptr);
-    EXPECT_EQ(user_->pw_dir, nullptr);
-    EXPECT_EQ(user_->pw_shell, nullptr);
-    EXPECT_EQ(user_->nExpire, 0);
-    EXPECT_EQ(user_->blDisallowChangePasswd, 0);
-    EXPECT_EQ(user_->szMail, nullptr);
-    EXPECT_EQ(user_->nType, 8);
+    EXPECT_EQ(TextOf(record_->szName), "ann");
+    EXPECT_EQ(record_->szPasswd, nullptr);
+    EXPECT_EQ(record_->pw_uid, UID_ERR);
+    EXPECT_EQ(record_->pw_gid, GID_ERR);
+    EXPECT_EQ(record_->szFullname, nullptr);
+    EXPECT_EQ(record_->pw_dir, nullptr);
+    EXPECT_EQ(record_->pw_shell, nullptr);
+    EXPECT_EQ(record_->nExpire, 0);
+    EXPECT_EQ(record_->blDisallowChangePasswd, 0);
+    EXPECT_EQ(record_->szMail, nullptr);
+    EXPECT_EQ(record_->nType, 8);
     EXPECT_EQ(Log(), Strings{});
 }
 
@@ -112,18 +101,18 @@ TEST_P(UserGet, TakesTheFirstValueWhateverTheCaseOfItsName) {
                        {"Mail", "a@x"},
                        {"mail", "b@x"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(TextOf(user_->szName), "ann");
-    EXPECT_EQ(user_->pw_uid, 7u);
-    EXPECT_EQ(TextOf(user_->szMail), "a@x");
+    EXPECT_EQ(TextOf(record_->szName), "ann");
+    EXPECT_EQ(record_->pw_uid, 7u);
+    EXPECT_EQ(TextOf(record_->szMail), "a@x");
 }
 
 TEST_P(UserGet, DecodesEncodedValues) {
     Finds("dn: " + kAnn + "\nuid: ann\nuserPassword:: " + Base64("{SSHA}xyz") +
           "\ngecos:: " + Base64("J\xC3\xB6rg") + "\nloginShell:: " + Base64("/bin/zsh") + "\n\n");
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(TextOf(user_->szPasswd), "{SSHA}xyz");
-    EXPECT_EQ(TextOf(user_->szFullname), "J\xC3\xB6rg");
-    EXPECT_EQ(TextOf(user_->pw_shell), "/bin/zsh");
+    EXPECT_EQ(TextOf(record_->szPasswd), "{SSHA}xyz");
+    EXPECT_EQ(TextOf(record_->szFullname), "J\xC3\xB6rg");
+    EXPECT_EQ(TextOf(record_->pw_shell), "/bin/zsh");
 }
 
 TEST_P(UserGet, DecodesValuesOfEveryLength) {
@@ -131,7 +120,7 @@ TEST_P(UserGet, DecodesValuesOfEveryLength) {
         const std::string name(length, 'n');
         Finds("dn: " + kAnn + "\nuid: ann\ngecos:: " + Base64(name) + "\n\n");
         ASSERT_EQ(Get(), 1) << length;
-        EXPECT_EQ(TextOf(user_->szFullname), name);
+        EXPECT_EQ(TextOf(record_->szFullname), name);
         Release();
     }
 }
@@ -151,8 +140,8 @@ TEST_P(UserGet, ReadsNumbersAsTheLeadingDecimals) {
     for (const auto &row : rows) {
         Finds(Entry(kAnn, {{"uid", "ann"}, {"uidNumber", row.text}, {"gidNumber", row.text}}));
         ASSERT_EQ(Get(), 1) << row.text;
-        EXPECT_EQ(user_->pw_uid, row.number) << row.text;
-        EXPECT_EQ(user_->pw_gid, row.number) << row.text;
+        EXPECT_EQ(record_->pw_uid, row.number) << row.text;
+        EXPECT_EQ(record_->pw_gid, row.number) << row.text;
         Release();
     }
 }
@@ -160,7 +149,7 @@ TEST_P(UserGet, ReadsNumbersAsTheLeadingDecimals) {
 TEST_P(UserGet, ReadsAnExpiryBeforeTheEpoch) {
     Finds(Entry(kAnn, {{"uid", "ann"}, {"shadowExpire", "-1"}}));
     ASSERT_EQ(Get(), 1);
-    EXPECT_EQ(user_->nExpire, -1);
+    EXPECT_EQ(record_->nExpire, -1);
 }
 
 TEST_P(UserGet, MayNotChangeAPasswordThatIsTooYoung) {
@@ -178,7 +167,7 @@ TEST_P(UserGet, MayChangeThePasswordUnlessBothDaysAreKnown) {
     for (const char *attribute : {"shadowMin", "shadowLastChange"}) {
         Finds(Entry(kAnn, {{"uid", "ann"}, {attribute, "100000"}}));
         ASSERT_EQ(Get(), 1);
-        EXPECT_EQ(user_->blDisallowChangePasswd, 0) << attribute;
+        EXPECT_EQ(record_->blDisallowChangePasswd, 0) << attribute;
         Release();
     }
 }
@@ -186,91 +175,53 @@ TEST_P(UserGet, MayChangeThePasswordUnlessBothDaysAreKnown) {
 TEST_P(UserGet, TheFirstUserBelowAContainerIsTaken) {
     Finds(Entry("uid=zoe,cn=users,dc=x", {{"uid", "zoe"}}) + Entry(kAnn, {{"uid", "ann"}}));
     ASSERT_EQ(Get("cn=users,dc=x"), 1);
-    EXPECT_EQ(TextOf(user_->szName), "zoe");
+    EXPECT_EQ(TextOf(record_->szName), "zoe");
     ExpectAllClosed();
 }
 
 TEST_P(UserGet, NoUserIsNotFoundAndLeavesTheRecord) {
-    auto *const before = reinterpret_cast<ZAFOUSER *>(&user_);
-    ZAFOUSER *user = before;
-    FindsNothing();
-    EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &user, nullptr), 0);
-    EXPECT_EQ(user, before);
-    EXPECT_EQ(Log(), Strings{});
+    ExpectNotFound();
 }
 
 TEST_P(UserGet, TheCallersOldPointerIsOnlyOverwritten) {
     ZAFOUSER *old = nullptr;
     ZAFOUserAlloc(&old, "old", nullptr, 1, 1, nullptr, nullptr, nullptr, 0, 0, nullptr);
-    user_ = old;
-    Finds(Entry(kAnn, {{"uid", "ann"}}));
-    EXPECT_EQ(Get(), 1);
-    EXPECT_NE(user_, old);
-    EXPECT_EQ(TextOf(old->szName), "old");
-    ZAFOUserFree(old);
+    ExpectOldPointerOverwritten(old);
 }
 
 TEST_P(UserGet, FailsWithTheTool) {
-    SearchFails(32);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(LibraryError(), 32);
-    EXPECT_EQ(PlatformError(), kStalePlatformError);
-    EXPECT_EQ(Log(), Strings{kGetNextFailed});
-    EXPECT_EQ(user_, nullptr);
-    ExpectAllClosed();
+    ExpectFailureWithTheTool();
 }
 
 TEST_P(UserGet, FailsWhenTheToolIsKilled) {
     Finds().Dies(9);
-    EXPECT_EQ(Get(), -1);
+    ExpectFailure({kGetNextFailed});
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
-    EXPECT_EQ(Log(), Strings{kGetNextFailed});
 }
 
 TEST_P(UserGet, FailsWhenTheOutputCannotBeRead) {
     Finds().ReadFails();
-    EXPECT_EQ(Get(), -1);
+    ExpectFailure({kGetNextFailed});
     EXPECT_EQ(PlatformError(), 0x0A00);
-    EXPECT_EQ(Log(), Strings{kGetNextFailed});
 }
 
 TEST_P(UserGet, FailsWhenTheToolCannotBeStarted) {
-    Finds().CannotStart(0);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(PlatformError(), 0x0900);
-    EXPECT_EQ(user_, nullptr);
+    ExpectFailureWithoutTheTool();
 }
 
 TEST_P(UserGet, FailsWithoutAName) {
     Finds(Entry(kAnn, {{"uidNumber", "1"}}));
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(Log(), Strings{"get name failed"});
-    EXPECT_EQ(user_, nullptr);
+    ExpectFailure({"get name failed"});
     EXPECT_EQ(PlatformError(), kStalePlatformError);
-    ExpectAllClosed();
 }
 
 TEST_P(UserGet, FailsWithoutARecord) {
-    Finds(Entry(kAnn, {{"uid", "ann"}}));
-    platform().Fail("ZAFOUserAlloc", 1, -1, 0x0200);
-    EXPECT_EQ(Get(), -1);
-    EXPECT_EQ(PlatformError(), 0x0200);
-    EXPECT_EQ(Log(), Strings{"user alloc failed"});
-    EXPECT_EQ(user_, nullptr);
-    ExpectAllClosed();
+    ExpectFailureWithoutARecord("ZAFOUserAlloc", "user alloc failed");
 }
 
 TEST_P(UserGet, FailsWithEveryListThatCannotBeFilled) {
-    platform().On("ldapsearch").Prints(Entry(kAnn, {{"uid", "ann"}, {"uidNumber", "1"}})).Always();
     for (const char *function : {"QLIBCSzListAlloc", "QLIBCSzListPush"})
-        FailEach(
-            function,
-            [&] {
-                const int result = Get();
-                Release();
-                return result;
-            },
-            [&](int result) { EXPECT_EQ(result, -1); });
+        ExpectFailureAtEvery(function);
 }
 
 TEST_P(UserGet, CopiesTheWholeEntry) {
@@ -280,7 +231,7 @@ TEST_P(UserGet, CopiesTheWholeEntry) {
     ASSERT_EQ(ZAFOLDAPResultInit(&entry), 0);
     ZAFOLDAPResultSet(&entry, "old", "gone");
     Finds(Entry(kAnn, attributes));
-    EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &user_, &entry), 1);
+    EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &record_, &entry), 1);
     EXPECT_EQ(Items(entry.plistAttr), (Strings{"dn", "uid", "sn", "memberOf", "memberOf"}));
     EXPECT_EQ(Items(entry.plistValue), (Strings{kAnn, "ann", "A", "b", "a"}));
     EXPECT_EQ(entry.pFile, nullptr);
@@ -293,7 +244,7 @@ TEST_P(UserGet, LeavesTheEntryWhenThereIsNone) {
     ASSERT_EQ(ZAFOLDAPResultInit(&entry), 0);
     ZAFOLDAPResultSet(&entry, "old", "kept");
     FindsNothing();
-    EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &user_, &entry), 0);
+    EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &record_, &entry), 0);
     EXPECT_EQ(Items(entry.plistValue), Strings{"kept"});
     ZAFOLDAPResultFree(&entry);
 }
@@ -306,7 +257,7 @@ TEST_P(UserGet, SaysThatTheEntryCouldNotBeCopied) {
     FailEach(
         "QLIBCSzListPush",
         [&] {
-            const int result = ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &user_, &entry);
+            const int result = ZAFOLDAPBrowserUserGet(host, kAnn.c_str(), &record_, &entry);
             Release();
             return result;
         },
@@ -332,8 +283,8 @@ TEST_P(UserGet, OptionsReplaceFilterAndNameAttribute) {
     for (const auto &row : rows) {
         platform().Forget();
         Finds(Entry(kAnn, {{"uid", "ann"}, {"sAMAccountName", "ann.a"}}));
-        ASSERT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &user_, nullptr, &row.options), 1);
-        EXPECT_EQ(TextOf(user_->szName), row.name);
+        ASSERT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &record_, nullptr, &row.options), 1);
+        EXPECT_EQ(TextOf(record_->szName), row.name);
         EXPECT_EQ(Searches(), std::vector<Strings>{At(kAnn, row.filter)});
         Release();
     }
@@ -342,30 +293,19 @@ TEST_P(UserGet, OptionsReplaceFilterAndNameAttribute) {
 TEST_P(UserGet, FailsWithoutTheNameThatIsAskedFor) {
     const ZAFOLDAP_BROWSER_OPTIONS options{nullptr, "sAMAccountName"};
     Finds(Entry(kAnn, {{"uid", "ann"}}));
-    EXPECT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &user_, nullptr, &options), -1);
+    EXPECT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &record_, nullptr, &options), -1);
     EXPECT_EQ(Log(), Strings{"get name failed"});
 }
 
 TEST_P(UserGet, WithoutOptionsIsTheDefault) {
     Finds(Entry(kAnn, {{"uid", "ann"}}));
-    EXPECT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &user_, nullptr, nullptr), 1);
+    EXPECT_EQ(ZAFOLDAPBrowserUserGetEx(host, kAnn.c_str(), &record_, nullptr, nullptr), 1);
     EXPECT_EQ(Searches(), std::vector<Strings>{At(kAnn, kUsers)});
 }
 
 TEST_P(UserGet, ChecksItsArgumentsInOrder) {
-    Host nowhere;
-    nowhere.uri.reset();
-    nowhere.login_suffix.reset();
-    Host without_suffix;
-    without_suffix.login_suffix.reset();
-    ExpectArgumentFailure("((void *)0) != pHost", [&] {
-        return ZAFOLDAPBrowserUserGet(nullptr, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailure("NULL != pHost->szUri", [&] {
-        return ZAFOLDAPBrowserUserGet(nowhere, nullptr, nullptr, nullptr);
-    });
-    ExpectArgumentFailureOn("pHost->szLoginSuffix", [&] {
-        return ZAFOLDAPBrowserUserGet(without_suffix, nullptr, nullptr, nullptr);
+    ExpectHostChecked("szLoginSuffix", &Host::login_suffix, [](ZAFOLDAP_HOST *record) {
+        return ZAFOLDAPBrowserUserGet(record, nullptr, nullptr, nullptr);
     });
     ExpectArgumentFailureOn(
         "szUserDN", [&] { return ZAFOLDAPBrowserUserGet(host, nullptr, nullptr, nullptr); });

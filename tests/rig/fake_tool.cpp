@@ -180,6 +180,10 @@ FakeScript &FakeScript::IgnoreSignals() {
     return Add(static_cast<char>(fake::Step::kIgnoreSignals), "");
 }
 
+FakeScript &FakeScript::MoveAway(const std::string &path) {
+    return Add(static_cast<char>(fake::Step::kMoveAway), path);
+}
+
 FakeScript &FakeScript::Exit(int code) {
     return Add(static_cast<char>(fake::Step::kExit), std::to_string(code));
 }

@@ -74,6 +74,8 @@ class FakeScript {
     FakeScript &CloseOutput();
     // SIGPIPE, SIGTERM, SIGHUP and SIGINT do nothing from here on.
     FakeScript &IgnoreSignals();
+    // Renames a file to PATH.away: a tool that is no longer there when the next one is started.
+    FakeScript &MoveAway(const std::string &path);
     FakeScript &Exit(int code);
     FakeScript &Die(int signal);
 

@@ -30,6 +30,7 @@ enum class Step : char {
     kWaitForFile = 'W',
     kCloseOutput = 'C',
     kIgnoreSignals = 'I',
+    kMoveAway = 'M',
     kExit = 'X',
     kDie = 'K',
 };

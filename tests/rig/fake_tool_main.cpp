@@ -158,6 +158,9 @@ void Play(Step step, std::string_view bytes) {
             for (const int ignored : {SIGPIPE, SIGTERM, SIGHUP, SIGINT})
                 signal(ignored, SIG_IGN);
             break;
+        case Step::kMoveAway:
+            rename(text.c_str(), (text + ".away").c_str());
+            break;
         case Step::kExit:
             _exit(static_cast<int>(number));
         case Step::kDie:

@@ -119,6 +119,15 @@ TEST(FakeTool, DiesBySignal) {
     EXPECT_EQ(RunTool({kSearch}).status, SIGSEGV);
 }
 
+TEST(FakeTool, MovesAFileAwayBeforeItGoesOn) {
+    FakeTools tools;
+    std::ofstream("/tmp/moved") << "x";
+    tools.On("ldapsearch").MoveAway("/tmp/moved").WaitForFile("/tmp/moved.away").Output("on");
+    EXPECT_EQ(RunTool({kSearch}).output, "on");
+    EXPECT_NE(access("/tmp/moved", F_OK), 0);
+    unlink("/tmp/moved.away");
+}
+
 TEST(FakeTool, QueuesScriptsPerToolAndRepeatsTheLast) {
     FakeTools tools;
     tools.On("ldapsearch").Exit(1);

@@ -28,6 +28,15 @@ class HalfWay : public AccountCommand {
   protected:
     HalfWay() { EXPECT_EQ(Line("group add staff").exit_code, 0); }
 
+    // What a command says whose work a tool breaks off.
+    static ProgramRun HalfDone(const std::string &line, const std::string &tool,
+                               const std::string &script) {
+        const ReplacedTool broken(tool, script);
+        const ProgramRun run = Line(line);
+        EXPECT_EQ(run.exit_code, 7) << run.err;
+        return run;
+    }
+
     // Runs the command of a message; several stand between "&&".
     static void Finish(const ProgramRun &run) {
         std::string rest = FinishOf(run);
@@ -43,13 +52,8 @@ class HalfWay : public AccountCommand {
 };
 
 TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
-    ProgramRun run{};
-    {
-        const ReplacedTool broken("ldappasswd",
-                                  "echo 'Result: Constraint violation (19)' >&2; exit 1");
-        run = Line("user add anna --password-stdin --groups staff");
-    }
-    EXPECT_EQ(run.exit_code, 7);
+    const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff", "ldappasswd",
+                                    "echo 'Result: Constraint violation (19)' >&2; exit 1");
     EXPECT_THAT(run.err, HasSubstr("the user anna was added with the number "));
     EXPECT_THAT(run.err, HasSubstr("but its password could not be set\n  Result: Constraint"));
     EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), ElementsAre("anna"));
@@ -59,13 +63,9 @@ TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
 
 TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
     ASSERT_EQ(Line("group add other").exit_code, 0);
-    ProgramRun run{};
-    {
-        // number, SID and entry go through; then one request for all groups and one for each.
-        const ReplacedTool broken("ldapmodify", AfterCalls(3, kDenied));
-        run = Line("user add anna --password-stdin --groups staff,other --json");
-    }
-    EXPECT_EQ(run.exit_code, 7);
+    // number, SID and entry go through; then one request for all groups and one for each.
+    const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff,other --json",
+                                    "ldapmodify", AfterCalls(3, kDenied));
     const Json error = ErrorOf(run);
     EXPECT_EQ(error["key"], "zafoldap.partly_done");
     EXPECT_THAT(error["message"],
@@ -76,41 +76,56 @@ TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
     EXPECT_EQ(hint, "to finish: zafoldap member add staff anna && zafoldap member add other anna");
 }
 
-TEST_F(HalfWay, AHomeFolderThatCannotBeMadeIsSaid) {
-    directory_.Change(
-        "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: add\nobjectClass: "
-        "automountMap\nautomountMapName: auto_home\n\n"
-        "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: add\n"
-        "objectClass: automount\nautomountKey: *\nautomountInformation: -fstype=nfs "
-        "server:/vol\\ 1/&\n");
+// Home folders are published on a server that has no such export yet.
+class HalfWayHome : public HalfWay {
+  protected:
+    HalfWayHome() {
+        directory_.Change(
+            "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: add\nobjectClass: "
+            "automountMap\nautomountMapName: auto_home\n\n"
+            "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: add\n"
+            "objectClass: automount\nautomountKey: *\nautomountInformation: -fstype=nfs "
+            "server:/vol\\ 1/&\n");
+    }
+    ~HalfWayHome() override {
+        std::filesystem::remove_all(kExports.parent_path());
+        directory_.Change(
+            "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: "
+            "delete\n\n"
+            "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: delete\n");
+    }
+
+    static bool HasHome(const char *name) { return std::filesystem::exists(kExports / name); }
+
+    inline static const std::filesystem::path kExports = "/var/lib/exports/server/vol 1";
+};
+
+TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsSaid) {
     const ProgramRun run = Line("user add anna --password-stdin");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_THAT(run.err, HasSubstr("but its home folder could not be made"));
     EXPECT_EQ(FinishOf(run), "user home create anna");
-    std::filesystem::create_directories("/var/lib/exports/server/vol 1");
-    if (geteuid() == 0 && chown("/var/lib/exports/server/vol 1", 1, 1) == 0) {
-        Finish(run);
-        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/anna"));
-        EXPECT_EQ(Line("user add bob --password-stdin").exit_code, 0);
-        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/bob"));
-        std::filesystem::remove_all("/var/lib/exports/server/vol 1/bob");
-        EXPECT_EQ(Line("user home create-all").exit_code, 0);
-        EXPECT_TRUE(std::filesystem::exists("/var/lib/exports/server/vol 1/bob"));
-    }
-    std::filesystem::remove_all("/var/lib/exports/server");
-    directory_.Change(
-        "dn: automountKey=*,automountMapName=auto_home,dc=example,dc=com\nchangetype: delete\n\n"
-        "dn: automountMapName=auto_home,dc=example,dc=com\nchangetype: delete\n");
+}
+
+TEST_F(HalfWayHome, MissingHomeFoldersAreMadeByTheCommandsForThem) {
+    std::filesystem::create_directories(kExports);
+    if (chown(kExports.c_str(), 1, 1) != 0)
+        GTEST_SKIP() << "files cannot be given away in an ordinary user's root";
+    std::filesystem::rename(kExports, "/var/lib/exports/server/away");
+    const ProgramRun run = Line("user add anna --password-stdin");
+    std::filesystem::rename("/var/lib/exports/server/away", kExports);
+    Finish(run);
+    EXPECT_TRUE(HasHome("anna"));
+    EXPECT_EQ(Line("user add bob --password-stdin").exit_code, 0);
+    EXPECT_TRUE(HasHome("bob"));
+    std::filesystem::remove_all(kExports / "bob");
+    EXPECT_EQ(Line("user home create-all").exit_code, 0);
+    EXPECT_TRUE(HasHome("bob"));
 }
 
 TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
-    ProgramRun run{};
-    {
-        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
-        run = Line("user rename anna bea");
-    }
-    EXPECT_EQ(run.exit_code, 7);
+    const ProgramRun run = HalfDone("user rename anna bea", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
                 HasSubstr("the user anna is now called bea, but the group staff still lists anna"));
     Finish(run);
@@ -119,12 +134,7 @@ TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
 
 TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItSays) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
-    ProgramRun run{};
-    {
-        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
-        run = Line("user delete anna -y");
-    }
-    EXPECT_EQ(run.exit_code, 7);
+    const ProgramRun run = HalfDone("user delete anna -y", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
                 HasSubstr("the user anna was deleted, but the group staff still lists anna"));
     Finish(run);
@@ -134,12 +144,8 @@ TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItSays) {
 TEST_F(HalfWay, SeveralDeletionsStopAtTheFirstThatFails) {
     for (const char *name : {"a1", "a2", "a3"})
         ASSERT_EQ(Line(std::string("user add ") + name + " --password-stdin").exit_code, 0);
-    ProgramRun run{};
-    {
-        const ReplacedTool broken("ldapmodify", AfterCalls(1, kDenied));
-        run = Line("user delete a1 a2 a3 -y");
-    }
-    EXPECT_EQ(run.exit_code, 7);
+    const ProgramRun run =
+        HalfDone("user delete a1 a2 a3 -y", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err, HasSubstr("deleted: a1, but then a2: "));
     EXPECT_EQ(FinishOf(run), "user delete a2 a3");
     EXPECT_EQ(Line("user list").out, "a2\na3\n");

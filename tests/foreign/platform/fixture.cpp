@@ -105,6 +105,40 @@ void ForeignTest::Stale() {
     platform().slot = kStalePlatformError;
 }
 
+void ForeignTest::ExpectSlotsUntouched() {
+    EXPECT_EQ(PlatformError(), kStalePlatformError);
+    EXPECT_EQ(LibraryError(), kStaleLibraryError);
+}
+
+Strings ForeignTest::Tools() {
+    Strings tools;
+    for (const Run &run : platform().Runs())
+        tools.push_back(run.tool);
+    return tools;
+}
+
+Strings ForeignTest::Changes() {
+    Strings changes;
+    for (const Run &run : platform().RunsOf("ldapmodify"))
+        changes.push_back(run.change);
+    return changes;
+}
+
+void ForeignTest::ExpectWholeChangeOrNone(const std::function<int()> &call) {
+    platform().Forget();
+    ASSERT_EQ(call(), 0);
+    const Strings whole = Changes();
+    ASSERT_EQ(whole.size(), 1U);
+    const int items = static_cast<int>(platform().CallsOf("QLIBCSzListGet").size());
+    ASSERT_GT(items, 0);
+    for (int nth = 1; nth <= items; ++nth) {
+        platform().Forget();
+        platform().Fail("QLIBCSzListGet", nth);
+        const int result = call();
+        EXPECT_EQ(Changes(), result == 0 ? whole : Strings{}) << "without item " << nth;
+    }
+}
+
 Strings ForeignTest::Log() {
     Strings lines;
     for (const LogLine &line : platform().state().log)

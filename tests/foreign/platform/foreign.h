@@ -346,6 +346,8 @@ class ForeignTest : public testing::TestWithParam<Temperament> {
     const Temperament &temper() const { return GetParam(); }
     // Both slots hold stale values again.
     void Stale();
+    // … as they were then.
+    void ExpectSlotsUntouched();
     int PlatformError() { return platform().slot; }
     int LibraryError() { return ZAFOLDAPErrGet(); }
 
@@ -373,6 +375,15 @@ class ForeignTest : public testing::TestWithParam<Temperament> {
         EXPECT_EQ(call(), expected) << condition;
         AfterArgumentFailure(condition);
     }
+
+    // The tools that were run, in order.
+    Strings Tools();
+    // What was given to ldapmodify, one text a run.
+    Strings Changes();
+
+    // One item after the other that lists give in that call is not given: the one change that the
+    // call makes is sent as it is otherwise, or not at all and the call fails.
+    void ExpectWholeChangeOrNone(const std::function<int()> &call);
 
   private:
     void BeforeArgumentFailure();

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Includes lead downwards, from floor to floor, and no folders include each other in a circle.
+#include "tests/meta/floors.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+using namespace zafo::meta;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Exception {
+    Include include;
+    const char *reason;
+};
+
+constexpr char kPaths[] = "the appliance's paths go to base/";
+
+// An include that has been mended leaves the table: a row that nothing needs any more fails.
+const std::vector<Exception> kExceptions = {
+    {{"base/whole_file.cpp", "platform/error.h"}, "says the cause of a failure as the platform"},
+    {{"tools/restore/database_folder.cpp", "host/server_account.h"}, kPaths},
+    {{"tools/restore/durable_file.cpp", "host/server_account.h"}, kPaths},
+    {{"tools/backup/destination.cpp", "tools/zafoldapserver/server_paths.h"}, kPaths},
+    {{"tools/restore/places.h", "tools/zafoldapserver/server_paths.h"}, kPaths},
+    {{"tools/restore/server_probe.cpp", "tools/zafoldapserver/server_paths.h"}, kPaths},
+    {{"tools/zafoldapbackup/configuration_copy.cpp", "tools/zafoldapserver/server_paths.h"},
+     kPaths},
+    {{"tools/zafoldapbackup/missing_configuration.cpp", "tools/zafoldapserver/server_paths.h"},
+     kPaths},
+};
+
+bool IsException(const Include &include) {
+    return std::ranges::any_of(kExceptions,
+                               [&](const Exception &row) { return row.include == include; });
+}
+
+TEST(Floors, IncludesLeadDownwards) {
+    const std::vector<Include> includes = IncludesOfTheTree();
+    EXPECT_GT(includes.size(), 1000u);
+    for (const Include &include : includes) {
+        if (IsException(include)) continue;
+        EXPECT_EQ(WrongWith(include), "") << include.file << " includes " << include.target;
+    }
+}
+
+TEST(Floors, ExceptionsAreNeeded) {
+    const std::vector<Include> includes = IncludesOfTheTree();
+    for (const Exception &row : kExceptions) {
+        EXPECT_NE(WrongWith(row.include), "") << row.include.file;
+        EXPECT_EQ(std::ranges::count(includes, row.include), 1)
+            << row.include.file << " no longer includes " << row.include.target
+            << ": remove the exception (" << row.reason << ")";
+    }
+}
+
+TEST(Floors, WhatTheLibraryOffersToProgramsIsUsed) {
+    const std::vector<Include> includes = IncludesOfTheTree();
+    for (const std::string &target : OfferedToPrograms()) {
+        EXPECT_TRUE(std::ranges::any_of(includes, [&](const Include &include) {
+            return include.target == target && include.file.starts_with("tools/");
+        })) << target;
+    }
+}
+
+TEST(Floors, FoldersIncludeNoneThatIncludesThem) {
+    std::vector<Include> includes = IncludesOfTheTree();
+    std::erase_if(includes, IsException);
+    EXPECT_THAT(FolderCircles(includes), IsEmpty());
+}
+
+// The checks themselves ---------------------------------------------------------------------------
+
+struct EdgeRow {
+    Include include;
+    const char *wrong;
+};
+
+TEST(FloorsCheck, KnowsUpFromDown) {
+    const EdgeRow kRows[] = {
+        {{"tools/zafoldap/a.cpp", "tools/cli/b.h"}, ""},
+        {{"tools/zafoldap/a.cpp", "include/zafoldap/search.h"}, ""},
+        {{"tools/zafoldap/user/a.cpp", "tools/zafoldap/b.h"}, ""},
+        {{"tools/cli/a.cpp", "base/b.h"}, ""},
+        {{"src/server/a.cpp", "src/accounts/b.h"}, ""},
+        {{"src/accounts/a.cpp", "src/core/b.h"}, ""},
+        {{"host/sdk/a.cpp", "host/core/b.h"}, ""},
+        {{"host/sdk/a.cpp", "base/b.h"}, ""},
+        {{"include/zafoldap.h", "platform/b.h"}, ""},
+        {{"tools/cli/a.cpp", "host/core/b.h"}, "tools/cli does not stand on host"},
+        {{"tools/cli/a.cpp", "tools/zafoldap/b.h"}, "tools/cli does not stand on tools/zafoldap"},
+        {{"tools/zafoldap/a.cpp", "src/accounts/nfs_source.h"}, ""},
+        {{"tools/zafoldap/a.cpp", "src/accounts/b.h"},
+         "tools/zafoldap does not stand on src/accounts"},
+        {{"tools/cli/a.cpp", "src/core/b.h"}, "tools/cli does not stand on src/core"},
+        {{"tools/zafoldap/a.cpp", "tools/zafoldapserver/b.h"},
+         "tools/zafoldap does not stand on tools/zafoldapserver"},
+        {{"host/core/a.cpp", "src/frame/b.h"}, "host does not stand on src/frame"},
+        {{"host/core/a.cpp", "tools/cli/b.h"}, "host does not stand on tools/cli"},
+        {{"host/core/a.cpp", "include/zafoldap.h"}, "host does not stand on include"},
+        {{"src/core/a.cpp", "host/core/b.h"}, "src/core does not stand on host"},
+        {{"src/core/a.cpp", "src/accounts/b.h"}, "src/core does not stand on src/accounts"},
+        {{"src/accounts/a.cpp", "src/server/b.h"}, "src/accounts does not stand on src/server"},
+        {{"src/frame/a.cpp", "src/core/b.h"}, "src/frame does not stand on src/core"},
+        {{"base/a.cpp", "platform/error.h"}, "base does not stand on platform"},
+        {{"platform/a.h", "include/zafoldap.h"}, "platform does not stand on include"},
+        {{"cellar/a.cpp", "base/b.h"}, "cellar/a.cpp stands on no floor"},
+    };
+    for (const EdgeRow &row : kRows)
+        EXPECT_EQ(WrongWith(row.include), row.wrong) << row.include.file;
+}
+
+TEST(FloorsCheck, FindsCirclesOfAnyLength) {
+    EXPECT_THAT(FolderCircles({{"a/1.h", "b/1.h"}, {"b/1.h", "c/1.h"}, {"a/1.h", "c/1.h"}}),
+                IsEmpty());
+    EXPECT_THAT(FolderCircles({{"a/1.h", "a/2.h"}, {"a/2.h", "a/1.h"}}), IsEmpty());
+    EXPECT_THAT(FolderCircles({{"a/1.h", "b/1.h"}, {"b/2.h", "a/2.h"}}), ElementsAre("a b"));
+    EXPECT_THAT(FolderCircles({{"a/1.h", "b/1.h"},
+                               {"b/1.h", "c/1.h"},
+                               {"c/1.h", "a/1.h"},
+                               {"x/1.h", "a/1.h"},
+                               {"x/1.h", "y/1.h"},
+                               {"y/1.h", "x/1.h"}}),
+                ElementsAre("a b c", "x y"));
+}
+
+TEST(FloorsCheck, ReadsTheIncludesOfEveryFloor) {
+    const std::vector<Include> includes = IncludesOfTheTree();
+    for (const char *floor : {"base/", "include/", "host/", "src/frame/", "src/server/",
+                              "tools/cli/", "tools/zafoldap/"}) {
+        EXPECT_TRUE(std::ranges::any_of(includes, [&](const Include &include) {
+            return include.file.starts_with(floor);
+        })) << floor;
+    }
+    EXPECT_EQ(
+        std::ranges::count(includes, Include{"include/zafoldap.h", "include/zafoldap/ldif.h"}), 1);
+}
+
+}  // namespace
