@@ -144,9 +144,10 @@ TEST_F(HostileAccounts, IdCheckNamesWhoIsListedAndNotThere) {
             found.push_back(step["result"].get<std::string>() + ": " +
                             step["detail"].get<std::string>());
     }
-    EXPECT_THAT(found,
-                ElementsAre("failed: nobody of these names is there: Directory Operators lists "
-                            "dora; staff lists carl"));
+    EXPECT_THAT(
+        found,
+        ElementsAre(
+            "failed: no user has these names: Directory Operators lists dora; staff lists carl"));
 }
 
 // --- accounts of the system --------------------------------------------------------------
@@ -234,8 +235,8 @@ TEST_F(HostileAccounts, APasswordThatCannotBeKeptIsNoPassword) {
     const ProgramRun run = Line("migrate users --to local --yes");
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_THAT(run.err,
-                HasSubstr("1 user without a password on this system, because the directory's "
-                          "is no {crypt} hash: anna. passwd NAME sets one"));
+                HasSubstr("1 user without a password on this system, because the directory's is "
+                          "not a {crypt} hash: anna. passwd NAME sets one"));
     EXPECT_THAT(LineOf("/etc/shadow", "anna"), testing::StartsWith("anna:!:"));
 }
 

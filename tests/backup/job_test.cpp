@@ -69,7 +69,7 @@ TEST(JobLock, IsForOneProcessAtATime) {
         FAIL() << "two jobs at once";
     } catch (const Problem &problem) {
         EXPECT_EQ(problem.code, Exit::kBusy);
-        EXPECT_STREQ(problem.what(), "another backup or restore runs");
+        EXPECT_STREQ(problem.what(), "another backup or restore is running");
     }
 }
 

@@ -68,7 +68,7 @@ TEST(BackupJudgement, OfTheNewestBackup) {
         {Daily(), Of(90), StepResult::kOk, "1 minute old"},
         {Daily(), Of(5 * kHour), StepResult::kOk, "5 hours old"},
         {Daily(), Of(2 * kDay), StepResult::kOk, "2 days old"},
-        {Daily(), Of(2 * kDay + 1), StepResult::kFailed, "2 days old, with one scheduled daily"},
+        {Daily(), Of(2 * kDay + 1), StepResult::kFailed, "2 days old, but one is scheduled daily"},
         {Off(), Of(400 * kDay), StepResult::kOk, "400 days old"},
         {Daily(), Of(-kHour), StepResult::kWarning, "the clock was wrong"},
         {Daily(), Of(-5), StepResult::kOk, "less than a minute"},
@@ -106,7 +106,7 @@ TEST(BackupJudgement, OfALastRunThatFailedThoughAnOlderBackupIsGood) {
     } rows[] = {
         {Job(6, 0), StepResult::kOk, "1 minute old"},
         {Job(5, 0, true), StepResult::kOk, "1 minute old"},
-        {Job(5, 6), StepResult::kFailed, "failed while verifying: the file system of the backups"},
+        {Job(5, 6), StepResult::kFailed, "failed while verifying: the backup file system"},
         {Job(5, 0), StepResult::kFailed, "killed while verifying"},
         {Job(5, 8, false, "restore"), StepResult::kOk, "1 minute old"},
     };

@@ -72,7 +72,7 @@ TEST(Filter, RefusesWithThePlaceOfTheFault) {
         {"(a>=*)", 4, "\\2a"},
         {"(a:rule=b)", 7, ":="},
         {"(a=\xff)", 3, "UTF-8"},
-        {"(&(a=b) x)", 8, "closing bracket is missing"},
+        {"(&(a=b) x)", 8, "missing closing bracket"},
         {"-x=1", 0, "attribute name"},
     };
     for (const Case &row : kCases) {

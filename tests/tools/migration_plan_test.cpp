@@ -144,7 +144,7 @@ TEST(MigrationPlan, RefusesAPrimaryGroupOfTheSystemOnThisSystemOnly) {
     Target target = Local();
     target.groups = {27, 100};
     EXPECT_THAT(Results({User("anna", 1000, 27)}, target),
-                ElementsAre("its primary group 27 is one of the system's own"));
+                ElementsAre("its primary group 27 belongs to the system"));
     EXPECT_EQ(PlanMigration({User("anna", 1000, 27)}, Directory())[0].result, Result::kAdd);
 }
 
@@ -189,7 +189,7 @@ TEST(MigrationPlan, SaysWhoWillHaveNoPassword) {
     anna.foreign_hash = true;
     const std::vector<Decision> plan = PlanMigration({anna}, Local());
     EXPECT_EQ(plan[0].result, Result::kAdd);
-    EXPECT_THAT(plan[0].reason, HasSubstr("until it is set"));
+    EXPECT_THAT(plan[0].reason, HasSubstr("until one is set"));
 }
 
 TEST(MigrationPlan, IsSettledByWhatIsThereAfterwards) {

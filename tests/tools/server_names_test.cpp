@@ -43,8 +43,8 @@ TEST(Suffix, IsRefusedWithTheReason) {
     const std::pair<std::string, const char *> kCases[] = {
         {"", "it is empty"},
         {"example.com", "is not a DN"},
-        {"ou=x,dc=com", "does not begin with \"dc=\""},
-        {"cn=dc,dc=com", "does not begin with \"dc=\""},
+        {"ou=x,dc=com", "does not start with \"dc=\""},
+        {"cn=dc,dc=com", "does not start with \"dc=\""},
         {"dc=", "has no value"},
         {"dc=a,dc=", "has no value"},
         {"dc=a+cn=b,dc=com", "one of the characters"},

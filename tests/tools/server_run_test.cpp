@@ -285,7 +285,7 @@ TEST_F(Server, WhoseKeeperHasGoneIsToldOfAndMended) {
     for (int i = 0; i < 200 && std::filesystem::exists("/proc/" + word); ++i)
         usleep(10'000);
     EXPECT_EQ(ServerLineJson("status")["data"]["starts_again"], false);
-    EXPECT_THAT(ServerLine("status").err, HasSubstr("nobody starts the server again"));
+    EXPECT_THAT(ServerLine("status").err, HasSubstr("nothing restarts the server"));
     const Json found = Finding(ServerLineJson("check"), "restart");
     EXPECT_EQ(found["severity"], "warning");
     EXPECT_EQ(found["fix"], "zafoldapserver restart");

@@ -144,13 +144,13 @@ bool IsOurs(int folder, const struct stat &status) {
 // Why a file with a name of ours is no backup of ours; empty: it is one.
 std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *status) {
     if (file < 0) {
-        if (IsShortage(errno)) throw SystemProblem(Exit::kSystem, "cannot look at backups", errno);
+        if (IsShortage(errno)) throw SystemProblem(Exit::kSystem, "cannot examine backups", errno);
         return fmt::format("it cannot be read: {}", std::strerror(errno));
     }
-    if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is no file";
+    if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is not a file";
     if (!IsOurs(folder, *status))
         return fmt::format("it belongs to user {}, not to root", status->st_uid);
-    if (parts.number > kHighestNumber) return "no backup gets as high a number";
+    if (parts.number > kHighestNumber) return "its number is too high for a backup";
     return FaultOfHead(file);
 }
 
@@ -242,10 +242,11 @@ bool IsPrefix(std::string_view prefix) {
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found) {
     if (found.empty()) return 1;
     if (found.front().number >= kHighestNumber)
-        throw Problem(Exit::kSystem,
-                      fmt::format("{} has the last number that a backup can have: move it into "
-                                  "another folder",
-                                  found.front().path));
+        throw Problem(
+            Exit::kSystem,
+            fmt::format(
+                "{} has the highest number that a backup can have: move it to another folder",
+                found.front().path));
     return found.front().number + 1;
 }
 
@@ -276,9 +277,9 @@ const std::string &PartFile::PutInPlace() {
     path_ = place;
     kept_ = !IsAt(fd_.Get(), place);
     if (kept_)
-        throw Problem(Exit::kSystem, place +
-                                         " is not the file that was written: somebody else "
-                                         "writes into the folder");
+        throw Problem(
+            Exit::kSystem,
+            place + " is not the file that was written: somebody else is writing to the folder");
     SyncFolder(folder_);
     kept_ = true;
     flock(fd_.Get(), LOCK_UN);

@@ -41,7 +41,7 @@ UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
     const std::string text = TextOf(confirmed);
     if (!fd.IsOpen() || !WriteAll(fd.Get(), text.data(), text.size()) ||
         fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
-        throw SystemProblem(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
+        throw SystemProblem(Exit::kSystem, "cannot pass on which backup was confirmed", errno);
     return fd;
 }
 

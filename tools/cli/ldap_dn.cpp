@@ -29,7 +29,7 @@ class DnReader {
     std::optional<SyntaxFault> Read() {
         if (text_.empty()) return std::nullopt;
         if (!IsText(text_) || text_.find_first_of("\r\n") != std::string_view::npos) {
-            return SyntaxFault{0, "it holds control characters or is not UTF-8"};
+            return SyntaxFault{0, "it contains control characters or is not UTF-8"};
         }
         for (;;) {
             Pair();
@@ -45,12 +45,12 @@ class DnReader {
         while (!AtEnd() && (IsAlnum(text_[at_]) || text_[at_] == '-' || text_[at_] == '.'))
             ++at_;
         if (at_ == begin) {
-            Fault("an attribute name is needed here");
+            Fault("expected an attribute name");
             return;
         }
         SkipBlanks();
         if (AtEnd() || text_[at_] != '=') {
-            Fault("\"=\" is missing after the attribute");
+            Fault("missing \"=\" after the attribute");
             return;
         }
         ++at_;
@@ -69,7 +69,7 @@ class DnReader {
                 case '"':
                 case '<':
                 case '>':
-                    Fault("this character needs a \\ before it");
+                    Fault("this character must be escaped with \\");
                     return;
                 case '\\':
                     Escape();
@@ -89,7 +89,7 @@ class DnReader {
                        std::string_view::npos) {
             at_ += 1;
         } else {
-            Fault("after \\ a special character or two hexadecimal digits are needed");
+            Fault("expected a special character or two hexadecimal digits after \\");
         }
     }
 

@@ -77,7 +77,7 @@ Fields Chosen(const Fields &fields, const Globals &globals) {
             for (const Field &field : fields)
                 names.push_back(field.key);
             throw OwnFailure("usage", {.subject = "the command with --help",
-                                       .reason = fmt::format("there is no field \"{}\": one of {}",
+                                       .reason = fmt::format("unknown field \"{}\": use one of {}",
                                                              name, fmt::join(names, ", "))});
         }
         chosen.push_back(*found);

@@ -8,8 +8,9 @@ void CheckPasswordOptions(const Session &session) {
     for (const char *option : {"password-stdin", "password-file", "random-password"})
         ways += session.invocation.Has(option) ? 1 : 0;
     if (ways > 1) {
-        RefuseUsage(session,
-                    "--password-stdin, --password-file and --random-password exclude each other");
+        RefuseUsage(
+            session,
+            "--password-stdin, --password-file and --random-password cannot be used together");
     }
 }
 

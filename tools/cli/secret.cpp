@@ -57,7 +57,7 @@ void CheckPassword(const std::string &password) {
     // section 5.1.2) and would look like a success.
     const char *reason = password.empty()                           ? "it is empty"
                          : password.size() > kLongest               ? "it is too long"
-                         : password.find('\0') != std::string::npos ? "it holds a zero byte"
+                         : password.find('\0') != std::string::npos ? "it contains a zero byte"
                          : password.find_first_of("\r\n") != std::string::npos
                              ? "it has more than one line"
                              : nullptr;
@@ -74,9 +74,9 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
         password = ReadPasswordFile(*path);
     } else {
         if (!streams.CanAsk()) throw OwnFailure("password_needed", {});
-        password = streams.Ask(fmt::format("Password of {}: ", OneLine(what)), /*echo=*/false);
+        password = streams.Ask(fmt::format("Password for {}: ", OneLine(what)), /*echo=*/false);
         CheckPassword(password);
-        if (streams.Ask("The same again: ", /*echo=*/false) != password) {
+        if (streams.Ask("Repeat the password: ", /*echo=*/false) != password) {
             throw OwnFailure("password_mismatch", {});
         }
     }

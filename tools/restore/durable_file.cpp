@@ -24,7 +24,7 @@ std::string ParentOf(const std::string &path) {
 void Sync(const std::string &path, int flags) {
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
     if (!fd.IsOpen() || fsync(fd.Get()) != 0)
-        throw RootProblem("cannot bring " + path + " to the disk", errno);
+        throw RootProblem("cannot sync " + path + " to the disk", errno);
 }
 
 // A file that is not put in place goes with its owner.

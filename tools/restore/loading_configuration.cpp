@@ -66,9 +66,8 @@ std::string LoadingConfiguration(std::string_view text, const LoadingChange &cha
         }
     }
     if (!found)
-        throw Problem(
-            Exit::kSystem,
-            fmt::format("the server's configuration keeps no database in {}", change.directory));
+        throw Problem(Exit::kSystem, fmt::format("the server's configuration has no database in {}",
+                                                 change.directory));
     return result;
 }
 

@@ -51,11 +51,9 @@ void CleanUp(const Places &places) {
 }
 
 [[noreturn]] void FailUnclear(const Places &places) {
-    throw Problem(
-        Exit::kSystem,
-        fmt::format("a restore was cut off, and {} does not hold the directory: move it away, or "
-                    "{}, and remove {}",
-                    places.data, places.spare, places.journal));
+    throw Problem(Exit::kSystem, fmt::format("a restore was interrupted, and {} does not hold the "
+                                             "directory: move it away, or {}, and remove {}",
+                                             places.data, places.spare, places.journal));
 }
 
 // With no server on the database.
@@ -79,9 +77,8 @@ void Apply(const Places &places, Verdict verdict) {
 void StartAgain(const Journal &journal) {
     if (journal.server_ran && QLIBServiceIsEnabled(cli::kService) == 1 &&
         QLIBServiceStart(cli::kService, 0) != 0)
-        throw Problem(
-            Exit::kServer,
-            "the old database is in its place again, and the server does not start on it");
+        throw Problem(Exit::kServer,
+                      "the old database is back in place, but the server does not start on it");
 }
 
 void StopServer() {
@@ -148,9 +145,10 @@ void UndoRestore(const Places &places, Journal journal) {
     try {
         PutBack(places, journal);
     } catch (const Problem &problem) {
-        throw Problem(Exit::kServer,
-                      fmt::format("the old database is put back at the server's next start: {}",
-                                  problem.what()));
+        throw Problem(
+            Exit::kServer,
+            fmt::format("the old database will be put back at the server's next start: {}",
+                        problem.what()));
     }
     // The server first: removing a large folder takes its time.
     try {

@@ -103,7 +103,8 @@ void Staging::Trim() const {
     off_t end = 0;
     for (off_t data = 0; (data = lseek(file.Get(), end, SEEK_DATA)) >= 0;)
         end = lseek(file.Get(), data, SEEK_HOLE);
-    if (end > 0 && ftruncate(file.Get(), end) != 0) throw RootProblem("cannot cut " + path, errno);
+    if (end > 0 && ftruncate(file.Get(), end) != 0)
+        throw RootProblem("cannot truncate " + path, errno);
 }
 
 void Staging::Verify(std::uint64_t entries, const std::string &suffix,
@@ -125,8 +126,7 @@ void Staging::Verify(std::uint64_t entries, const std::string &suffix,
     if (scan.Entries() != entries || !scan.IsComplete())
         throw Problem(Exit::kDamaged, fmt::format("{} entries were loaded, the backup has {}",
                                                   scan.Entries(), entries));
-    if (!scan.SawSuffix())
-        throw Problem(Exit::kDamaged, "the entry " + suffix + " is not among those loaded");
+    if (!scan.SawSuffix()) throw Problem(Exit::kDamaged, "the entry " + suffix + " was not loaded");
 }
 
 FolderId Staging::Finish() const {
@@ -153,7 +153,7 @@ void Loader::Add(std::string_view block) {
     if (WriteAll(pipe_.writer.Get(), block.data(), block.size())) return;
     const int reason = errno;
     if (reason != EPIPE)
-        throw SystemProblem(Exit::kSystem, "cannot hand entries to slapadd", reason);
+        throw SystemProblem(Exit::kSystem, "cannot pass entries to slapadd", reason);
     Fail(child_.Wait());
 }
 

@@ -47,19 +47,19 @@ bool OneLineOfText(const std::string &text) {
 const char *FaultOfAnyName(const std::string &name) {
     return OnlyDigits(name)                                   ? "it has only digits"
            : name.size() > kLongestAnyName                    ? "it is too long"
-           : name == "." || name == ".."                      ? "it is a folder's own name"
-           : name.front() == '-'                              ? "it begins with \"-\""
-           : name.front() == ' ' || name.back() == ' '        ? "it has a blank at an end"
-           : name.find_first_of("*()\\") != std::string::npos ? "it holds one of * ( ) \\"
-           : name.find_first_of(":/") != std::string::npos    ? "it holds \":\" or \"/\""
+           : name == "." || name == ".."                      ? "it is a special folder name"
+           : name.front() == '-'                              ? "it starts with \"-\""
+           : name.front() == ' ' || name.back() == ' '        ? "it starts or ends with a blank"
+           : name.find_first_of("*()\\") != std::string::npos ? "it contains one of * ( ) \\"
+           : name.find_first_of(":/") != std::string::npos    ? "it contains \":\" or \"/\""
                                                               : nullptr;
 }
 
 const char *FaultOfUsualName(const std::string &name) {
     return OnlyDigits(name)                      ? "it has only digits"
            : name.size() > kLongestName          ? "it is longer than 32 characters"
-           : !IsBeginning(name.front())          ? "it begins with another character"
-           : !std::ranges::all_of(name, IsUsual) ? "it holds another character"
+           : !IsBeginning(name.front())          ? "it does not start with a letter or \"_\""
+           : !std::ranges::all_of(name, IsUsual) ? "it contains another character"
                                                  : nullptr;
 }
 
@@ -105,7 +105,7 @@ constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
 
 void CheckName(const std::string &name) {
     if (name.empty()) RefuseName(name, "it is empty");
-    if (!OneLineOfText(name)) RefuseName(name, "it holds control characters or is not UTF-8");
+    if (!OneLineOfText(name)) RefuseName(name, "it contains control characters or is not UTF-8");
     if (name.size() > kLongestAnyName) RefuseName(name, "it is too long");
 }
 
@@ -131,7 +131,7 @@ std::uint32_t ParseAccountNumber(std::string_view option, const std::string &tex
     std::uint64_t number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number of that size"
+    const char *reason = !whole                     ? "it is not a number in that range"
                          : IsReservedNumber(number) ? "it is reserved"
                                                     : nullptr;
     if (reason != nullptr) {
@@ -250,8 +250,8 @@ std::optional<std::string> DateOf(long days) {
 }
 
 void CheckText(std::string_view option, const std::string &text) {
-    const char *reason = !OneLineOfText(text) ? "it holds control characters or is not UTF-8"
-                         : text.find(':') != std::string::npos ? "it holds \":\""
+    const char *reason = !OneLineOfText(text) ? "it contains control characters or is not UTF-8"
+                         : text.find(':') != std::string::npos ? "it contains \":\""
                          : text.size() > 1023                  ? "it is longer than 1023 bytes"
                                                                : nullptr;
     if (reason != nullptr)
@@ -262,7 +262,7 @@ void CheckPath(std::string_view option, const std::string &text) {
     CheckText(option, text);
     if (!text.starts_with('/')) {
         throw OwnFailure(
-            "bad_text", {.subject = std::string(option), .reason = "it does not begin with \"/\""});
+            "bad_text", {.subject = std::string(option), .reason = "it does not start with \"/\""});
     }
 }
 
@@ -270,7 +270,8 @@ void CheckMail(const std::string &text) {
     const bool good = IsPlainAscii(text) && text.find(' ') == std::string::npos &&
                       text.find('@') != std::string::npos && text.front() != '@' &&
                       text.back() != '@';
-    if (!good) throw OwnFailure("bad_text", {.subject = "--mail", .reason = "it is no address"});
+    if (!good)
+        throw OwnFailure("bad_text", {.subject = "--mail", .reason = "it is not an address"});
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {
@@ -282,13 +283,13 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
     }
     for (const auto &[own, option] : kOwnOptions) {
         if (strcasecmp(attribute.c_str(), std::string(own).c_str()) == 0) {
-            RefuseUsage(session, fmt::format("--set does not change {}: {} does", own, option));
+            RefuseUsage(session, fmt::format("--set cannot change {}: use {}", own, option));
         }
     }
     std::string value = text.substr(equals + 1);
     if (!OneLineOfText(value)) {
         throw OwnFailure("bad_text", {.subject = fmt::format("--set {}", attribute),
-                                      .reason = "it holds control characters or is not UTF-8"});
+                                      .reason = "it contains control characters or is not UTF-8"});
     }
     return {attribute, std::move(value)};
 }

@@ -38,7 +38,7 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const s
 void CheckDescription(const std::string &text) {
     if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
         throw OwnFailure("bad_text", {.subject = "--description",
-                                      .reason = "it holds control characters or is not UTF-8"});
+                                      .reason = "it contains control characters or is not UTF-8"});
 }
 
 // Runs an edit of a group and puts words to what the library says.
@@ -79,7 +79,7 @@ std::uint32_t Make(const AccountDirectory &directory, std::string name, const st
                                             &next);
         });
     } catch (const Failure &failure) {
-        left.Add("whether it alone has its number could not be seen",
+        left.Add("it could not be verified that no other group has its number",
                  CommandLine(directory.Of(), "id check", {}), failure.message);
         return created.number;
     }
@@ -138,7 +138,7 @@ int AddGroup(Session &session) {
         plan.Remark("gidNumber: the next free one");
     }
     if (!description.empty()) plan.Line("description", description);
-    plan.Remark("object classes and Samba attributes as the server's schema has them");
+    plan.Remark("object classes and Samba attributes according to the server's schema");
     if (session.Options().dry_run) {
         plan.Print(session);
         return 0;
@@ -155,8 +155,8 @@ int AddGroup(Session &session) {
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
     if (IsLocalGroup(name))
         session.streams.Note(
-            "mind that this system has a local group of that name, which comes "
-            "first where files are asked before the directory");
+            "note that this system has a local group of that name, which comes first where files "
+            "are consulted before the directory");
     return 0;
 }
 
@@ -212,7 +212,7 @@ int RenameGroup(Session &session) {
     directory.LearnServer(kGroupKind);
     const Account group = directory.NeedAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one in letter case at most");
+        RefuseUsage(session, "the new name differs from the old one at most in letter case");
     if (directory.Find(kGroupKind, new_name))
         throw LibraryRefusal(kGroupKind.name_taken, directory.Known(new_name));
     ChangePlan plan;

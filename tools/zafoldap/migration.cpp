@@ -328,9 +328,8 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     const std::optional<Outcome> outcome = worker.Result();
     MigrationEnd end;
     if (!outcome) {
-        end.failure =
-            OwnFailure("migration_failed", {.subject = "the migration was broken off",
-                                            .reason = "the process that copied has died"});
+        end.failure = OwnFailure("migration_failed", {.subject = "the migration was aborted",
+                                                      .reason = "the copying process died"});
     } else if (outcome->result < 0) {
         end.failure =
             LibraryFailure(outcome->library_error, outcome->platform_error,

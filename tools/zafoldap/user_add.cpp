@@ -110,7 +110,7 @@ ChangePlan CheckAgainst(AccountDirectory &directory, NewUser &user) {
         plan.Check(fmt::format("these groups exist: {}", Enumerated(NamesOf(user.groups))));
     user.kept = CheckMembershipsLeft(directory, user.name, user.dn, user.groups);
     plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", user.name)
-                                 : fmt::format("{} stays in {}, where the name is listed already",
+                                 : fmt::format("{} stays in {}, where the name is already listed",
                                                user.name, Enumerated(NamesOf(user.kept))));
     return plan;
 }
@@ -136,8 +136,8 @@ void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePla
     for (size_t i = 0; i + 1 < user.extra.size(); i += 2)
         plan.Line(user.extra[i], user.extra[i + 1]);
     plan.Remark(
-        "userPassword: set through the server; object classes, ageing and Samba "
-        "attributes as the server's schema has them");
+        "userPassword: set through the server; object classes, ageing and Samba attributes "
+        "according to the server's schema");
     for (const Account &group : user.groups)
         plan.Member(group.dn, "add", user.name, directory.Saved().base);
 }
@@ -174,7 +174,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
 // The library makes the home folder and does not say whether it could; asking again finds out.
 void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
     std::optional<Failure> failure;
-    std::string what = "its home folder could not be made";
+    std::string what = "its home folder could not be created";
     try {
         const std::string value = PublishedHomes(directory);
         if (value.empty()) return;
@@ -226,8 +226,9 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
                             CommandLine(directory.Of(), "id next uid", {})));
         }
     } catch (const Failure &failure) {
-        left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
-                 CommandLine(directory.Of(), "id check", {}), failure.message);
+        left.Add(
+            fmt::format("it could not be verified that no other user has the number {}", number),
+            CommandLine(directory.Of(), "id check", {}), failure.message);
     }
     return number;
 }

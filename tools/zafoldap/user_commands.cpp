@@ -120,7 +120,7 @@ int ListUsers(Session &session) {
     const std::string *in = session.invocation.Find("group");
     const std::string *out = session.invocation.Find("not-in-group");
     if (in != nullptr && out != nullptr)
-        RefuseUsage(session, "--group and --not-in-group exclude each other");
+        RefuseUsage(session, "--group and --not-in-group cannot be used together");
     for (const std::string *group : {in, out}) {
         if (group != nullptr) CheckName(*group);
     }
@@ -168,7 +168,7 @@ int ListUserGroups(Session &session) {
     const std::string gid = directory.ValueOf(dn, std::string(kUserKind.filter), "gidNumber");
     const std::vector<Json> rows = GroupsOf(directory, name, gid);
     PrintList(session.streams, session.document, kGroupRowFields, rows);
-    if (rows.empty()) session.streams.Note(fmt::format("{} is in no group", name));
+    if (rows.empty()) session.streams.Note(fmt::format("{} is not in any group", name));
     return 0;
 }
 

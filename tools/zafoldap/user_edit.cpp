@@ -71,7 +71,7 @@ Edit ReadOptions(const Session &session) {
         edit.record.pw_uid = ParseAccountNumber("--uid", *uid);
     if (const std::string *date = invocation.Find("expires")) edit.expires = ParseDate(*date);
     if (invocation.Has("no-password-change") && invocation.Has("password-change"))
-        RefuseUsage(session, "--password-change and --no-password-change exclude each other");
+        RefuseUsage(session, "--password-change and --no-password-change cannot be used together");
     if (invocation.Has("no-password-change")) edit.no_password_change = 1;
     if (invocation.Has("password-change")) edit.no_password_change = 0;
     for (const std::string &setting : invocation.All("set"))
@@ -155,9 +155,9 @@ void Apply(const AccountDirectory &directory, const Account &user, const Edit &e
     std::vector<std::string> words = {user.name};
     for (const auto &[attribute, value] : edit.settings)
         words.insert(words.end(), {"--set", fmt::format("{}={}", attribute, value)});
-    left.Add("the server did not take the attributes of --set",
+    left.Add("the server did not accept the attributes of --set",
              CommandLine(directory.Of(), "user edit", words), failure->detail);
-    left.ThrowIfAny(fmt::format("the other changes of {} were made", user.name));
+    left.ThrowIfAny(fmt::format("the other changes to {} were made", user.name));
 }
 
 // A rename that failed has changed nothing, or the entry but not all groups: those are done here.
@@ -188,7 +188,7 @@ void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &u
     const std::vector<Account> kept = CheckMembershipsLeft(
         directory, new_name, RdnOf(user, new_name) + user.dn.substr(EndOfRdn(user.dn)), {});
     plan.Check(kept.empty() ? fmt::format("no group lists {}", new_name)
-                            : fmt::format("{} stays in {}, where the name is listed already",
+                            : fmt::format("{} stays in {}, where the name is already listed",
                                           new_name, Enumerated(NamesOf(kept))));
 }
 
@@ -236,7 +236,7 @@ int RenameUser(Session &session) {
     directory.LearnServer(kUserKind);
     const Account user = directory.NeedAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one in letter case at most");
+        RefuseUsage(session, "the new name differs from the old one at most in letter case");
     if (directory.Find(kUserKind, new_name))
         throw LibraryRefusal(kUserKind.name_taken, directory.Known(new_name));
     ChangePlan plan;

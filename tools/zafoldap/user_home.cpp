@@ -60,7 +60,7 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         throw OwnFailure("home_failed", named, failure->detail);
     }
     if (session.Options().form == Form::kJson) session.document.Whole(record);
-    session.streams.Note(fmt::format("home folder of {}: there", OneLine(whose)));
+    session.streams.Note(fmt::format("home folder of {}: exists", OneLine(whose)));
 }
 
 // What a dry run has to say; true: it was one.
@@ -114,7 +114,7 @@ int CreateUserHome(Session &session) {
     if (found == 0) throw OwnFailure("user_missing", directory.Known(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
-    if (DryRun(session, record, "would make " + where)) return 0;
+    if (DryRun(session, record, "would create " + where)) return 0;
     const std::optional<Failure> failure = Attempt(session.streams, directory.Known(name), [&] {
         if (!session.invocation.Has("export"))
             return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
@@ -130,14 +130,15 @@ int CreateAllUserHomes(Session &session) {
     const Export place = ExportFor(directory);
     const std::string where = fmt::format("{}:{}", place.host, place.path);
     const Json record = {{"export", where}};
-    if (DryRun(session, record, fmt::format("would make every user's missing folder in {}", where)))
+    if (DryRun(session, record,
+               fmt::format("would create every user's missing folder in {}", where)))
         return 0;
     const std::optional<Failure> failure = Attempt(session.streams, directory.Known(where), [&] {
         return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
                                                 place.path.c_str());
     });
     Finish(session, failure, directory.Known(where), "every user in " + where, record);
-    session.streams.Note("a folder that could not be made is named in the system log");
+    session.streams.Note("the system log names folders that could not be created");
     return 0;
 }
 

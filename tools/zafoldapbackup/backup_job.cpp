@@ -106,7 +106,7 @@ class BackupJob {
             writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
             progress_->TickEntries(writer->Scan().Entries());
         }
-        if (n < 0) throw SystemProblem(Exit::kServer, "cannot read what slapcat gives", errno);
+        if (n < 0) throw SystemProblem(Exit::kServer, "cannot read slapcat's output", errno);
         JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());
     }
 
@@ -117,8 +117,8 @@ class BackupJob {
                              words.empty() ? "" : ": ", words));
         if (scan.Entries() == 0) fail("the database holds no entries");
         if (!scan.IsComplete() || scan.HasStrayText())
-            fail(fmt::format("what slapcat gives is cut after {} entries", scan.Entries()));
-        if (!scan.SawSuffix()) fail("the entry of the suffix is missing in what slapcat gives");
+            fail(fmt::format("slapcat's output ends after {} entries", scan.Entries()));
+        if (!scan.SawSuffix()) fail("the suffix's entry is missing from slapcat's output");
     }
 
     void Verify(const PartFile &part, const Manifest &manifest) {
@@ -131,12 +131,10 @@ class BackupJob {
             if (ToJson(contents.manifest) == ToJson(manifest)) return;
         } catch (const Problem &problem) {
             if (problem.code != Exit::kDamaged) throw;
-            throw Problem(
-                Exit::kSystem,
-                fmt::format("the backup is damaged as it stands on the disk: {}", problem.what()));
+            throw Problem(Exit::kSystem,
+                          fmt::format("the backup on the disk is damaged: {}", problem.what()));
         }
-        throw Problem(Exit::kSystem,
-                      fmt::format("{} says something else than was written", part.Path()));
+        throw Problem(Exit::kSystem, fmt::format("{} differs from what was written", part.Path()));
     }
 
     const Environment &environment_;

@@ -48,7 +48,7 @@ class WorkFolder {
   public:
     WorkFolder() {
         if (mkdtemp(path_.data()) == nullptr)
-            throw RootProblem("cannot make a folder in /tmp", errno);
+            throw RootProblem("cannot create a folder in /tmp", errno);
     }
     ~WorkFolder() {
         std::error_code ignored;
@@ -99,7 +99,7 @@ std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
     const std::string path = work.Path("made.conf");
     if (ZAFOLDAPConfSet(path.c_str(), cli::kSlapdTemplate, pairs.get(), 0) != 0)
         throw Problem(Exit::kSystem,
-                      fmt::format("no configuration can be made from {}", cli::kSlapdTemplate));
+                      fmt::format("cannot make a configuration from {}", cli::kSlapdTemplate));
     return ReadConfiguration(path).value_or("");
 }
 
@@ -236,10 +236,10 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
 void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto copy = CopyOf(backup, kSlapdConfMember);
     if (!copy)
-        throw Problem(Exit::kSystem,
-                      fmt::format("there is no {}, and the backup has none either: set the "
-                                  "server up first",
-                                  cli::kSlapdConf));
+        throw Problem(
+            Exit::kSystem,
+            fmt::format("there is no {}, and the backup has none either: set up the server first",
+                        cli::kSlapdConf));
     const WorkFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
@@ -247,23 +247,23 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     std::string hash = ValueIn(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
         throw Problem(Exit::kSystem,
-                      "the suffix or the administrator's DN of the backup cannot be taken into a "
-                      "configuration: set the server up first");
+                      "the suffix or the administrator's DN of the backup cannot be used in a "
+                      "configuration: set up the server first");
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
-            "the administrator's password in the backup is no hash and was not taken: "
-            "enabling the server sets one");
+            "the administrator's password in the backup is not a hash and was not used: enabling "
+            "the server sets one");
     }
     slapd_conf_ = FromTemplate(work, suffix_, admin_dn_, hash);
     const std::vector<std::string> differing = DifferingDirectives(*copy, slapd_conf_);
     if (!differing.empty())
-        notes_.push_back(fmt::format("slapd.conf was made anew; that of the backup differs in {}",
+        notes_.push_back(fmt::format("slapd.conf was rewritten; that of the backup differs in {}",
                                      fmt::join(differing, ", ")));
     const std::string rules = RulesFor(work, suffix_);
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
-        notes_.emplace_back("the access rules were made anew; those of the backup differ");
+        notes_.emplace_back("the access rules were rewritten; those of the backup differ");
     if (!Exists(cli::kAccessRules)) rules_ = rules;
 }
 

@@ -61,7 +61,7 @@ bool TakeDestination(Session &session, BackupSettings &settings) {
     const std::string *share = session.invocation.Find("share");
     const std::string *folder = session.invocation.Find("dir");
     if (share != nullptr && folder != nullptr)
-        RefuseUsage(session, "--share and --dir exclude each other");
+        RefuseUsage(session, "--share and --dir cannot be used together");
     if ((share != nullptr && share->empty()) || (folder != nullptr && folder->empty()))
         RefuseUsage(session, "the destination is empty");
     if (share != nullptr) settings.share = *share;

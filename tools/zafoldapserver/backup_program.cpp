@@ -11,17 +11,18 @@ Command NowCommand() {
     return {
         .noun = "backup",
         .verb = "now",
-        .summary = "Back the directory up",
+        .summary = "Back up the directory",
         .description =
-            "Writes all entries and the configuration into a new file of the destination, reads it "
-            "back to its last byte, and only then removes the oldest ones. The server goes on "
-            "serving. The file holds password hashes and is for root only.\n\n"
-            "cron runs it as \"zafoldapserver --backup now\". A failure is in the system log and "
-            "in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
+            "Writes all entries and the configuration to a new file in the destination, reads it "
+            "back to the last byte, and only then removes the oldest backups. The server keeps "
+            "running. The file contains password hashes and is readable only by root.\n\n"
+            "cron runs it as \"zafoldapserver --backup now\". Failures appear in the system log "
+            "and in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
         .options = {ProgressOption()},
-        .examples = {{"zafoldapserver backup now", "into the destination that is set"},
-                     {"zafoldapserver backup now --dry-run", "whether there is room for it"},
-                     {"zafoldapserver backup now --format plain --fields file", "the name alone"}},
+        .examples = {{"zafoldapserver backup now", "to the configured destination"},
+                     {"zafoldapserver backup now --dry-run", "whether there is enough space"},
+                     {"zafoldapserver backup now --format plain --fields file",
+                      "only the file name"}},
         .exits = {3, 4, 8, 130}};
 }
 
@@ -31,24 +32,23 @@ std::vector<Command> FileCommands() {
          .verb = "list",
          .aliases = {"ls"},
          .summary = "List the backups",
-         .description = "Lists the backups in the destination, newest first, by a look at the "
-                        "beginning and the end of each. A file that belongs to somebody else than "
-                        "root, or is cut, does not count and is named. "
-                        "Fields: number, written, bytes, file.",
-         .examples = {{"zafoldapserver backup list", "what there is"},
+         .description =
+             "Lists the backups in the destination, newest first, reading only the beginning and "
+             "the end of each. A file that does not belong to root or is cut short does not count "
+             "and is named. Fields: number, written, bytes, file.",
+         .examples = {{"zafoldapserver backup list", "all backups"},
                       {"zafoldapserver backup list --json", "the same for a script"}},
          .exits = {3, 4}},
         {.noun = "backup",
          .verb = "verify",
          .summary = "Check that a backup can be restored",
-         .description =
-             "Reads a backup to its last byte and compares it with the digests and counts that "
-             "were written with it. Fields: file, created, suffix, entries, users, groups, bytes, "
-             "ldif_bytes, slapd_version, product_version.",
+         .description = "Reads a backup to its last byte and compares it with the digests and "
+                        "counts stored in it. Fields: file, created, suffix, entries, users, "
+                        "groups, bytes, ldif_bytes, slapd_version, product_version.",
          .arguments = {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile}},
          .examples = {{"zafoldapserver backup verify "
                        "/volume1/backups/zafoldap-000042-20270228T040001Z.tar.zst",
-                       "whole, or what is wrong with it"}},
+                       "complete, or what is wrong with it"}},
          .exits = {4}},
     };
 }
@@ -59,7 +59,7 @@ std::vector<Command> ConfigCommands() {
          .verb = "config show",
          .summary = "Show where and when backups are made",
          .description =
-             "Shows the settings of backups, whether the destination can be used and whether the "
+             "Shows the backup settings, whether the destination can be used and whether the "
              "scheduler agrees. Fields: enabled, schedule, next_run, share, dir, destination "
              "(usable, or what is wrong), keep, scheduler (as set, or what it has instead).",
          .examples = {{"zafoldapserver backup config show", "everything"}},
@@ -68,22 +68,21 @@ std::vector<Command> ConfigCommands() {
          .verb = "config set",
          .summary = "Choose where and when backups are made",
          .description =
-             "Changes what is given and leaves the rest. The destination is a shared folder or a "
-             "folder, best on another disk than the database: it must be there, be no link, be "
+             "Changes only what is given. The destination is a shared folder or a plain folder, "
+             "preferably on another disk than the database: it must exist, not be a link, be "
              "writable and lie outside the database.\n\n"
              "A schedule is \"daily 04:00\", \"weekly sunday 04:00\" or \"monthly 1 04:00\", with "
-             "several runs on its day \"daily 00:00-20:00 every 4 hours\", or \"off\". Its times "
-             "are those of this machine's clock. It is kept for later when it is switched off. "
-             "Settings and scheduler are changed together: when one fails, both have the schedule "
-             "that was.",
+             "several runs a day \"daily 00:00-20:00 every 4 hours\", or \"off\". Times are those "
+             "of this machine's clock. A schedule that is switched off is kept for later. Settings "
+             "and scheduler are changed together: if one fails, both keep the previous schedule.",
          .options = {{.name = "share", .value = "NAME", .help = "a shared folder as destination"},
                      {.name = "dir",
                       .value = "DIR",
-                      .help = "a folder as destination, by its whole path",
+                      .help = "a folder as destination, by its absolute path",
                       .kind = Kind::kFile},
                      {.name = "keep",
                       .value = "N",
-                      .help = "how many backups are kept (default: 10)",
+                      .help = "number of backups to keep (default: 10)",
                       .kind = Kind::kNumber},
                      {.name = "schedule",
                       .value = "WHEN",
@@ -93,8 +92,8 @@ std::vector<Command> ConfigCommands() {
                        "every night"},
                       {"zafoldapserver backup config set --schedule 'daily 00:00-20:00 every 4 "
                        "hours' --keep 42",
-                       "six a day, a week of them"},
-                      {"zafoldapserver backup config set --schedule off", "none any more"}},
+                       "six a day, kept for a week"},
+                      {"zafoldapserver backup config set --schedule off", "no more backups"}},
          .exits = {3, 4, 8}},
     };
 }
@@ -102,48 +101,46 @@ std::vector<Command> ConfigCommands() {
 Command RestoreCommand() {
     return {
         .noun = "restore",
-        .summary = "Put a backup in place of the directory",
+        .summary = "Restore the directory from a backup",
         .description =
-            "Replaces all users and groups by those of a backup. The backup is read to its last "
-            "byte first; says what it holds and what is replaced, and has the suffix typed. "
-            "Without a terminal --yes is needed.\n\n"
-            "The entries are loaded beside the database while the server goes on serving; it "
-            "stops for the moment in which the two are exchanged, and is asked afterwards. "
-            "Whatever fails, the old directory is put back and served. Configuration and the saved "
-            "connection \"root\" stay as they are; a machine without a directory gets a "
-            "configuration of its own for the suffix and the administrator of the backup, and "
-            "zafoldapserver enable starts it.\n\n"
-            "What is shown is what is restored, whatever becomes of the file's name or content "
-            "meanwhile. A backup that holds an entry at the directory administrator's DN is "
-            "refused: its password would be another one of the administrator. "
-            "--without-admin-entry restores all the others.",
+            "Replaces all users and groups with those of a backup. Reads the backup to its last "
+            "byte first, shows what it contains and what it replaces, and asks for the suffix to "
+            "be typed. Without a terminal, --yes is required.\n\n"
+            "The entries are loaded beside the database while the server keeps running; it stops "
+            "briefly while the two are exchanged, and is queried afterwards. If anything fails, "
+            "the old directory is put back and served. The configuration and the saved connection "
+            "\"root\" stay unchanged; a machine without a directory gets its own configuration for "
+            "the backup's suffix and administrator, and zafoldapserver enable starts it.\n\n"
+            "Only what was shown is restored, whatever happens to the file meanwhile. A backup "
+            "with an entry at the directory administrator's DN is refused, because its password "
+            "would also work for the administrator. --without-admin-entry restores all other "
+            "entries.",
         .arguments =
             {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile, .required = false}},
         .options = {{.name = "latest",
-                     .help = "take the newest backup of the destination that is whole"},
+                     .help = "restore the newest complete backup in the destination"},
                     {.name = "without-admin-entry",
-                     .help = "leave out an entry at the directory administrator's DN"},
+                     .help = "skip an entry at the directory administrator's DN"},
                     ProgressOption()},
         .examples =
             {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
              {"zafoldapserver restore --latest", "asks for the suffix"},
              {"zafoldapserver restore /volume1/backups/zafoldap-000042-20270228T040001Z.tar."
               "zst --yes",
-              "a certain one, without a question"}},
+              "a specific one, without confirmation"}},
         .exits = {3, 4, 8, 130}};
 }
 
 Command ProgressCommand() {
     return {
         .noun = "progress",
-        .summary = "Show what a backup or restore is doing",
+        .summary = "Show the progress of a backup or restore",
         .description =
-            "Shows the backup or restore that runs, or what the last one came to. With "
-            "--follow it shows one that runs until its end; the exit code is then the one that "
-            "the job's own command has. Fields: operation, task, state (running, done, failed, "
-            "killed), stage, total, action, status (exit code of the backup program), reason, "
-            "pid.",
-        .options = {{.name = "follow", .help = "stay until the job has ended"}, ProgressOption()},
+            "Shows the running backup or restore, or the result of the last one. --follow shows a "
+            "running one until it ends; the exit code is then that of the job's own command. "
+            "Fields: operation, task, state (running, done, failed, killed), stage, total, action, "
+            "status (exit code of the backup program), reason, pid.",
+        .options = {{.name = "follow", .help = "follow the job until it ends"}, ProgressOption()},
         .examples = {{"zafoldapserver progress", "a look"},
                      {"zafoldapserver progress --follow", "until it is done"}},
         .exits = {3, 8, 130}};

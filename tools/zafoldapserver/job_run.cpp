@@ -102,7 +102,7 @@ std::array<UniqueFd, 2> MakePipe() {
 // reason has told it in its own words.
 std::string Sentence(const Failure &failure, backup::Operation operation, int exit_code) {
     if (exit_code > kSignal)
-        return fmt::format("{}: it was ended by signal {}", failure.message, exit_code - kSignal);
+        return fmt::format("{}: it was killed by signal {}", failure.message, exit_code - kSignal);
     const bool told = exit_code == static_cast<int>(backup::Exit::kBusy) ||
                       exit_code == static_cast<int>(backup::Exit::kSystem);
     return told ? failure.message
@@ -173,7 +173,7 @@ JobOutcome RunJob(Session &session, const std::function<int()> &call) {
         }
         if (!Interrupted() || told) continue;
         told = true;
-        session.streams.Note("interrupted: tidying up");
+        session.streams.Note("interrupted: cleaning up");
         for (const pid_t child : own)
             kill(child, SIGTERM);
     }
@@ -198,7 +198,7 @@ Failure RestoreFailure(const JobOutcome &outcome, std::string_view tool_words) {
         outcome.exit_code == static_cast<int>(backup::Exit::kBusy)
             ? LibraryFailure(outcome.library_code, 0, {}, tool_words)
             : FailureOfExit(backup::Operation::kRestore, outcome.exit_code, tool_words);
-    failure.message += "; the directory is as it was";
+    failure.message += "; the directory is unchanged";
     return failure;
 }
 

@@ -10,81 +10,79 @@ namespace zafo::cli {
 namespace {
 
 Command EnableCommand() {
-    return {
-        .noun = "enable",
-        .summary = "Set the directory server up and start it",
-        .description =
-            "Goes from nothing to a running server: enables the service, writes its configuration "
-            "and access rules, saves the connection \"root\" for zafoldap, makes the database and "
-            "the certificates, starts the server and adds the groups users, Directory Operators "
-            "and administrators and the user admin, who has the administrator's password.\n\n"
-            "Everything that can be checked is checked before anything is changed: the names, the "
-            "password, the folders, the space, the ports, and slapd itself must accept the "
-            "configuration.\n\n"
-            "On a server that is set up it says what differs from what is asked for and mends "
-            "that, or says that there is nothing to do. Accounts are never touched. The password "
-            "stays unless one is given. Files that were changed by hand are kept with \".before\" "
-            "at the end of their names.\n\n"
-            "The suffix stays: another one needs zafoldapserver reset first.",
-        .options = {{.name = "suffix",
-                     .value = "DN",
-                     .help = "the directory's suffix, such as dc=example,dc=com: it begins with "
-                             "\"dc=\" and is made of dc, o, ou, c, l, st and cn",
-                     .required = true},
-                    {.name = "admin-dn",
-                     .value = "DN",
-                     .help = "the administrator, below the suffix (default: cn=admin,SUFFIX, or "
-                             "the one that the server has)"},
-                    PasswordStdinOption(),
-                    PasswordFileOption(),
-                    RandomPasswordOption()},
-        .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
-                      "asks for the administrator's password"},
-                     {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
-                      "makes one and prints it"},
-                     {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
-                      "what would be checked, written and mended"}},
-        .exits = {4, 5, 7, 8, 130}};
+    return {.noun = "enable",
+            .summary = "Set up and start the directory server",
+            .description =
+                "Sets up a running server from nothing: enables the service, writes its "
+                "configuration and access rules, saves the connection \"root\" for zafoldap, "
+                "creates the database and the certificates, starts the server and adds the groups "
+                "users, Directory Operators and administrators and the user admin, who has the "
+                "administrator's password.\n\n"
+                "Everything is checked before anything changes: the names, the password, the "
+                "folders, the space, the ports, and whether slapd accepts the configuration.\n\n"
+                "On a server that is already set up it reports and fixes what differs from the "
+                "request, or says that there is nothing to do. Accounts never change. The password "
+                "stays unless a new one is given. Files changed by hand are kept with \".before\" "
+                "appended to their names.\n\n"
+                "The suffix cannot be changed: another one needs zafoldapserver reset first.",
+            .options = {{.name = "suffix",
+                         .value = "DN",
+                         .help = "the directory's suffix, such as dc=example,dc=com: it starts "
+                                 "with \"dc=\" and consists of dc, o, ou, c, l, st and cn",
+                         .required = true},
+                        {.name = "admin-dn",
+                         .value = "DN",
+                         .help = "the administrator, below the suffix (default: the server's "
+                                 "current one, or cn=admin,SUFFIX)"},
+                        PasswordStdinOption(),
+                        PasswordFileOption(),
+                        RandomPasswordOption()},
+            .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
+                          "prompts for the administrator's password"},
+                         {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
+                          "generates a password and prints it"},
+                         {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
+                          "what would be checked, written and fixed"}},
+            .exits = {4, 5, 7, 8, 130}};
 }
 
 std::vector<Command> ServiceCommands() {
     return {
         {.noun = "start",
          .summary = "Start the server",
-         .description = "Starts the server and looks two seconds later whether it still runs. One "
-                        "that runs already is left alone.",
-         .examples = {{"zafoldapserver start", "until the next zafoldapserver stop"}},
+         .description = "Starts the server and checks two seconds later that it is still running. "
+                        "A running server is left alone.",
+         .examples = {{"zafoldapserver start", "runs until zafoldapserver stop"}},
          .exits = {4, 8}},
         {.noun = "stop",
          .summary = "Stop the server",
-         .description = "Ends the server and waits until it is gone. It is never killed: one that "
-                        "does not end in time is left to finish its work.",
+         .description = "Stops the server and waits until it has ended. It is never killed: a "
+                        "server that does not end in time is left to finish its work.",
          .examples = {{"zafoldapserver stop", "clients cannot log in until it is started"}},
          .exits = {4, 8}},
         {.noun = "restart",
-         .summary = "Stop the server and start it again",
-         .description = "What is changed in slapd.conf, in the access rules or in a certificate "
-                        "takes effect. Starts a server that is stopped.",
-         .examples = {{"zafoldapserver restart", "a few seconds without answers"}},
+         .summary = "Restart the server",
+         .description = "Applies changes to slapd.conf, the access rules or a certificate. Starts "
+                        "a stopped server.",
+         .examples = {{"zafoldapserver restart", "unavailable for a few seconds"}},
          .exits = {4, 8}},
         {.noun = "status",
-         .summary = "Show whether the server runs",
+         .summary = "Show whether the server is running",
          .description =
-             "Shows the server's state without asking it. The exit code is 0 when it runs, 3 when "
-             "it is stopped, 4 when it is not set up. Fields: state (running, stopped, not set "
-             "up), pid, since, enabled, suffix, admin_dn, addresses, database_bytes (on disk), "
-             "certificate_ends, starts_again (somebody starts the server when it ends by itself), "
-             "crashes (how often it did).",
+             "Shows the server's state without contacting it. The exit code is 0 when it is "
+             "running, 3 when it is stopped, 4 when it is not set up. Fields: state (running, "
+             "stopped, not set up), pid, since, enabled, suffix, admin_dn, addresses, "
+             "database_bytes (on disk), certificate_ends, starts_again (the server is restarted "
+             "when it ends by itself), crashes (how often it did).",
          .examples = {{"zafoldapserver status", "everything"},
-                      {"zafoldapserver status --format plain --fields state", "one word"}},
+                      {"zafoldapserver status --format plain --fields state", "only the state"}},
          .exits = {3, 4}},
         {.noun = "reset",
          .summary = "Delete the directory with all accounts",
-         .description =
-             "Stops the server and deletes its database with all users and groups, its "
-             "configuration and its access rules. Says first what that is, and has the suffix "
-             "typed. Without a terminal --yes is needed. Certificates and the saved connection "
-             "\"root\" are kept.",
+         .description = "Stops the server and deletes its database with all users and groups, its "
+                        "configuration and its access rules. Shows what will be lost and asks for "
+                        "the suffix to be typed. Without a terminal, --yes is required. "
+                        "Certificates and the saved connection \"root\" are kept.",
          .examples = {{"zafoldapserver reset --dry-run", "what would be lost"},
                       {"zafoldapserver reset", "asks for the suffix"}},
          .exits = {4, 7, 8}},
@@ -116,11 +114,11 @@ std::vector<Command> AutomountCommands() {
     return {
         {.noun = "automount",
          .verb = "set",
-         .summary = "Publish where the home folders are",
+         .summary = "Publish the location of the home folders",
          .description =
-             "Publishes HOST:PATH as the place of all users' home folders, in the maps auto_master "
-             "and auto_home that automounters read (autofs(5)), and makes the folder of every user "
-             "there that has none. A folder that cannot be made is in the system log.",
+             "Publishes HOST:PATH as the location of all users' home folders, in the maps "
+             "auto_master and auto_home that automounters read (autofs(5)), and creates the "
+             "missing ones there. The system log names folders that cannot be created.",
          .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
                        {.name = "PATH", .help = "the exported folder"}},
          .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",
@@ -128,9 +126,9 @@ std::vector<Command> AutomountCommands() {
          .exits = {3, 4, 6}},
         {.noun = "automount",
          .verb = "show",
-         .summary = "Show where the home folders are",
+         .summary = "Show the location of the home folders",
          .description = "Lists the keys of the automount maps. Fields: map, key, value.",
-         .examples = {{"zafoldapserver automount show", "what clients are told"}},
+         .examples = {{"zafoldapserver automount show", "what clients read"}},
          .exits = {3, 4, 6}},
     };
 }
@@ -140,23 +138,20 @@ Command CheckCommand() {
         .noun = "check",
         .summary = "Check the server's health",
         .description =
-            "Makes these checks, also on a server that is stopped: set-up, configuration (slapd "
-            "accepts it), access-rules (not changed by hand), enabled, running, answer (over "
-            "StartTLS with the saved connection \"root\"), restart (somebody starts it again when "
-            "it ends by itself), crashes (a warning for a week after one), operators (the group "
-            "Directory Operators is there, and lists nobody who is not), certificate-chain (signed "
-            "by the "
-            "authority that is trusted here), certificate-names (for this host and localhost), "
-            "certificate-end and authority-end (a warning 30 days before), database-space (a "
-            "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
-            "free), writers (one server only takes changes), administrator-dn (no entry bears it), "
-            "passwords (one hash of moderate cost an account), backup-destination (can be "
-            "written), "
-            "backup-schedule (as set, in the scheduler too), backup-last (the newest one is "
-            "whole, not older than two periods, and the last run did not fail), debug-switch "
-            "(passwords go to the system log while /tmp/zafoldap_debug is there).\n\n"
-            "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids stay the "
-            "same. "
+            "Makes these checks, even on a stopped server: set-up, configuration (slapd accepts "
+            "it), access-rules (not changed by hand), enabled, running, answer (over StartTLS with "
+            "the saved connection \"root\"), restart (it is restarted when it ends by itself), "
+            "crashes (a warning for a week after one), operators (the group Directory Operators "
+            "exists and lists only existing users), certificate-chain (signed by the authority "
+            "trusted here), certificate-names (for this host and localhost), certificate-end and "
+            "authority-end (a warning 30 days before), database-space (a warning at 80 %), "
+            "id-pool-uid and id-pool-gid (a warning when fewer than 5 % are free), writers (only "
+            "one server accepts changes), administrator-dn (no entry has it), passwords (one hash "
+            "of moderate cost per account), backup-destination (writable), backup-schedule (as "
+            "set, also in the scheduler), backup-last (the newest one is complete, not older than "
+            "two periods, and the last run did not fail), debug-switch (passwords go to the system "
+            "log while /tmp/zafoldap_debug exists).\n\n"
+            "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids never change. "
             "The exit code is 1 when there is an error.",
         .examples = {{"zafoldapserver check", "for a person"},
                      {"zafoldapserver check --json", "for a monitor"}},
@@ -166,13 +161,13 @@ Command CheckCommand() {
 Command CompletionCommand() {
     return {.noun = "completion",
             .summary = "Print a completion script for a shell",
-            .description = "Prints the script that makes the shell complete commands and options.",
+            .description = "Prints a script that lets the shell complete commands and options.",
             .arguments = {{.name = "SHELL",
                            .help = "bash, zsh or fish",
                            .choices = {"bash", "zsh", "fish"}}},
             .examples = {{"source <(zafoldapserver completion bash)",
-                          "in this bash, and in ~/.bashrc for every one"},
-                         {"zafoldapserver completion fish | source", "in this fish"}}};
+                          "in this shell; put it into ~/.bashrc for every shell"},
+                         {"zafoldapserver completion fish | source", "in this shell"}}};
 }
 
 // There is one server here, and its connection is "root".
@@ -185,7 +180,7 @@ std::vector<Option> GlobalOptions() {
 std::vector<ExitCode> ExitCodes() {
     std::vector<ExitCode> codes = CommonExitCodes();
     for (ExitCode &code : codes) {
-        if (code.code == 3) code.meaning = "not found; of status: the server is stopped";
+        if (code.code == 3) code.meaning = "not found; for status: the server is stopped";
         if (code.code == 4)
             code.meaning = "authentication failed or not permitted; the server is not set up";
     }
@@ -195,26 +190,25 @@ std::vector<ExitCode> ExitCodes() {
 std::vector<Topic> Topics() {
     return {
         {"SET-UP",
-         "zafoldapserver enable --suffix dc=example,dc=com makes everything that a directory "
-         "needs; "
-         "accounts are then kept with zafoldap(1). Clients need the certificate of the authority, "
+         "zafoldapserver enable --suffix dc=example,dc=com creates everything that a directory "
+         "needs; zafoldap(1) then manages the accounts. Clients need the authority's certificate, "
          "/usr/zafo/etc/ssl/ca.pem, and connect with StartTLS or ldaps://.\n\n"
-         "Certificates are made at the start of the server where there are none, and made anew "
-         "when "
-         "this machine's own authority has signed them and they end soon. An administrator's own "
-         "certificate, put under the names that the configuration gives, is never touched."},
+         "Missing certificates are created when the server starts; those signed by this machine's "
+         "own authority are renewed when they end soon. An administrator's own certificate, stored "
+         "under the names in the configuration, is never changed."},
         {"PASSWORDS",
-         "No option takes a password, because command lines can be read by everybody. It is "
-         "asked for twice on the terminal, or read from --password-stdin (one line) or "
+         "No option takes a password, because anyone can read command lines. Passwords are "
+         "prompted for twice on the terminal, or read from --password-stdin (one line) or "
          "--password-file (which group and others must not be able to read), or made by "
          "--random-password."},
         {"BACKUPS",
-         "zafoldapserver backup config set says where and when, zafoldapserver check says whether "
-         "they are made, and zafoldapserver restore puts one back. A backup is a tar archive, "
-         "compressed by zstd, of LDIF (slapadd(8)) and configuration, with digests of both; tar "
-         "--zstd reads it. It holds password hashes: keep it where only root can read."},
+         "zafoldapserver backup config set sets where and when they are made, zafoldapserver check "
+         "says whether they are, and zafoldapserver restore restores one. A backup is a "
+         "zstd-compressed tar archive of LDIF (slapadd(8)) and configuration, with digests of "
+         "both; tar --zstd reads it. It contains password hashes: keep it where only root can read "
+         "it."},
         {"LOG",
-         "Every change is one line in the system log: who, what, and the result; never a "
+         "Every change is one line in the system log: who, what, and the result, but never a "
          "password."},
     };
 }
@@ -228,21 +222,20 @@ const Program &Zafoldapserver() {
             .summary = "the appliance's own directory server",
             .description =
                 "Sets up, starts, stops and checks the directory server of this machine, "
-                "OpenLDAP's "
-                "slapd as the service ldap-server. \"zafoldapserver enable\" is where to begin; "
-                "what is in the directory is kept with zafoldap(1). Run it as root.",
-            .nouns = {{"enable", "set the directory server up"},
+                "OpenLDAP's slapd as the service ldap-server. Begin with \"zafoldapserver "
+                "enable\"; manage the accounts with zafoldap(1). Run it as root.",
+            .nouns = {{"enable", "set up the directory server"},
                       {"start", "start the server"},
                       {"stop", "stop the server"},
-                      {"restart", "stop and start the server"},
-                      {"status", "whether the server runs"},
+                      {"restart", "restart the server"},
+                      {"status", "show whether the server is running"},
                       {"reset", "delete the directory"},
                       {"acl", "access rules"},
                       {"config", "configuration"},
                       {"backup", "backups of the directory"},
-                      {"restore", "put a backup in place of the directory"},
-                      {"progress", "what a backup or restore is doing"},
-                      {"automount", "where home folders are"},
+                      {"restore", "restore the directory from a backup"},
+                      {"progress", "progress of a backup or restore"},
+                      {"automount", "location of the home folders"},
                       {"check", "the server's health"},
                       {"completion", "completion scripts for shells"}},
             .global_options = GlobalOptions(),
@@ -254,17 +247,17 @@ const Program &Zafoldapserver() {
                       {"/usr/zafo/etc/openldap/slapd-acls.conf", "The access rules."},
                       {"/usr/zafo/etc/openldap/data", "The database."},
                       {"/usr/zafo/etc/ldapbackup.conf", "Where and when backups are made."},
-                      {"/etc/cron.d/zafo", "The schedule, as cron has it."},
+                      {"/etc/cron.d/zafo", "The schedule in cron's form."},
                       {"/var/log/zafoldap.progress",
-                       "What a backup or restore is doing, or has done last."},
+                       "Progress of the current or last backup or restore."},
                       {"/usr/zafo/etc/service/ldap-server.conf",
-                       "Settings of the service, such as \"listen\" with the URLs to answer on "
+                       "Settings of the service, such as \"listen\" the URLs to listen on "
                        "(default: ldap:/// ldaps:///)."},
                       {"/usr/zafo/etc/ssl/ca.pem",
                        "The certificate of the authority that clients trust."},
                       {"/usr/zafo/etc/private/ldapbrowser.conf",
                        "The saved connections; \"root\" is this server."}},
-            .variables = {{"NO_COLOR", "Not empty: no colours (see --color)."}}};
+            .variables = {{"NO_COLOR", "If not empty, no colours are used (see --color)."}}};
         for (auto commands :
              {ServiceCommands(), ShowCommands(), BackupCommands(), AutomountCommands()}) {
             for (Command &command : commands)

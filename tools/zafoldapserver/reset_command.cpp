@@ -39,8 +39,9 @@ void Confirm(Session &session, const std::string &suffix, const std::string &los
     if (!streams.CanAsk()) throw OwnFailure("confirmation_needed", {.subject = deleting});
     const std::string word = suffix.empty() ? "yes" : suffix;
     const std::string answer = streams.Ask(
-        fmt::format("This deletes {}.\nThere is no way back but a backup. Type {} to go on: ", lost,
-                    suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
+        fmt::format("This deletes {}.\n"
+                    "Only a backup can bring it back. Type {} to continue: ",
+                    lost, suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
         /*echo=*/true);
     if (!SameDn(answer, word)) throw OwnFailure("suffix_not_typed", {.subject = deleting});
 }
@@ -52,10 +53,10 @@ void Reset(Session &session) {
     QLIBCErrSet(QLIB_ERR_NONE);
     if (ZAFOLDAPServerDBReset() != 0) {
         const LocalServer now = LookAtServer();
-        const char *state = now.Running() ? "it could not be stopped and is as it was"
-                            : now.SetUp() ? "it is stopped, the database may be gone in part"
-                                          : "the database is empty, a file of the configuration is "
-                                            "left";
+        const char *state = now.Running() ? "it could not be stopped and is unchanged"
+                            : now.SetUp()
+                                ? "it is stopped, the database may be partly deleted"
+                                : "the database is empty, but a configuration file is left";
         throw OwnFailure("reset_failed", {.reason = state}, streams.ToolWords());
     }
     QLIBServiceDisable(kService);

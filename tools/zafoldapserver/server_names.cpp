@@ -68,9 +68,9 @@ std::string Joined(const std::vector<Rdn> &rdns) {
 // Why a text that is a DN is not plain enough; nullptr: it is.
 const char *CharacterFault(std::string_view dn) {
     if (dn.find_first_of("\"\\()*[];+#<>") != std::string_view::npos)
-        return "it has one of the characters \" \\ ( ) * [ ] ; + # < >";
+        return "it contains one of the characters \" \\ ( ) * [ ] ; + # < >";
     if (std::ranges::any_of(dn, [](unsigned char c) { return c < 0x20 || c == 0x7F; }))
-        return "it has control characters";
+        return "it contains control characters";
     return nullptr;
 }
 
@@ -81,10 +81,10 @@ const char *ValueFault(const std::vector<Rdn> &rdns) {
 
 const char *SuffixFault(const std::vector<Rdn> &rdns) {
     const Rdn &first = rdns.front();
-    if (first.attribute != "dc") return "it does not begin with \"dc=\"";
+    if (first.attribute != "dc") return "it does not start with \"dc=\"";
     if (const char *fault = ValueFault(rdns)) return fault;
     if (!std::ranges::all_of(first.value, [](unsigned char c) { return c < 0x80; }))
-        return "a domain component has ASCII characters only";
+        return "a domain component may have only ASCII characters";
     if (first.value.size() > kLongestComponent)
         return "a domain component has at most 63 characters";
     for (const Rdn &rdn : rdns) {
@@ -125,8 +125,7 @@ std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
         const std::string container = "," + (accounts + suffix);
         if (dn.size() > container.size() &&
             SameDn(dn.substr(dn.size() - container.size()), container))
-            refuse(
-                "operators add accounts there, and nobody may add one with the administrator's DN");
+            refuse("operators add accounts there, and none may have the administrator's DN");
     }
     return dn.substr(0, dn.size() - below.size()) + below;
 }

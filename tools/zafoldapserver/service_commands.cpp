@@ -113,17 +113,18 @@ int StartServer(Session &session) {
     NeedRoot(session);
     const LocalServer server = NeedServer();
     if (server.Running())
-        return Say(session, false, fmt::format("the server runs already (process {})", server.pid));
+        return Say(session, false,
+                   fmt::format("the server is already running (process {})", server.pid));
     NeedEnabled(server);
     CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "start");
     Run(session, "server_not_started", ZAFOLDAPServerStart);
-    return Say(session, true, "the server runs");
+    return Say(session, true, "the server is running");
 }
 
 int StopServer(Session &session) {
     NeedRoot(session);
-    if (!NeedServer().Running()) return Say(session, false, "the server is stopped already");
+    if (!NeedServer().Running()) return Say(session, false, "the server is already stopped");
     if (session.Options().dry_run) return WouldDo(session, "stop");
     Run(session, "server_not_stopped", ZAFOLDAPServerStop);
     return Say(session, true, "the server is stopped; zafoldapserver start starts it again");
@@ -136,7 +137,7 @@ int RestartServer(Session &session) {
     if (!server.Running()) CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "restart");
     Run(session, "server_not_started", [] { return ZAFOLDAPServerEnable(nullptr); });
-    return Say(session, true, "the server runs");
+    return Say(session, true, "the server is running");
 }
 
 int ShowServerStatus(Session &session) {
@@ -146,15 +147,14 @@ int ShowServerStatus(Session &session) {
     PrintRecord(session.streams, session.document, kStatusFields,
                 StatusOf(session, server, service));
     if (!server.readable)
-        session.streams.Note(
-            fmt::format("{} can be read by root only: run this with sudo", kSlapdConf));
+        session.streams.Note(fmt::format("only root can read {}: run this with sudo", kSlapdConf));
     if (!server.SetUp())
         session.streams.Note("zafoldapserver enable --suffix dc=… sets the server up");
     if (server.state == ServerState::kStopped)
         session.streams.Note("zafoldapserver start starts it");
     if (server.Running() && service.known && !service.StartsAgain())
         session.streams.Note(
-            "nobody starts the server again if it ends by itself; zafoldapserver check says why");
+            "nothing restarts the server if it ends by itself; zafoldapserver check says why");
     return kExitCodes[static_cast<int>(server.state)];
 }
 
