@@ -161,7 +161,7 @@ TEST_F(Server, TakesANewPasswordAndNoSecretReachesTheLog) {
 }
 
 TEST_F(Server, StartsAndStopsAndSaysSo) {
-    EXPECT_THAT(ServerLine("start").err, HasSubstr("runs already"));
+    EXPECT_THAT(ServerLine("start").err, HasSubstr("already running"));
     EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], true);
     EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], false);
     const ProgramRun status = ServerLine("status --json");
