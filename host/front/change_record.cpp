@@ -22,14 +22,14 @@ bool BeginsWith(std::string_view text, std::string_view beginning) {
            strncasecmp(text.data(), beginning.data(), beginning.size()) == 0;
 }
 
-// Cuts the beginning off; false, and nothing is cut, when the text does not have it.
+// Removes a prefix; false, removing nothing, when the text lacks it.
 bool Cut(std::string_view &text, std::string_view beginning) {
     if (!BeginsWith(text, beginning)) return false;
     text.remove_prefix(beginning.size());
     return true;
 }
 
-// The same with a line: its value. Nothing when the next line has another name.
+// The same for a line: returns its value. Nothing when the next line has another name.
 std::string_view CutValue(std::string_view &rest, std::string_view name) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     if (!Cut(line, name) || !Cut(line, ": ")) return {};

@@ -15,7 +15,7 @@ void Close(int &fd) {
     fd = -1;
 }
 
-// There is nobody left to tell when this fails.
+// A failure here cannot be reported.
 void Say(std::string_view words) {
     while (!words.empty()) {
         const ssize_t n = write(STDERR_FILENO, words.data(), words.size());
@@ -34,7 +34,7 @@ HeldWords::~HeldWords() {
 
 void HeldWords::Hold() {
     if (isatty(STDIN_FILENO) == 1 || pipe2(ends_, O_CLOEXEC) != 0) return;
-    // The child writes to an end of its own description, which waits when the pipe is full.
+    // The child's end has its own file description, which blocks when the pipe is full.
     fcntl(ends_[0], F_SETFL, O_NONBLOCK);
 }
 
@@ -43,7 +43,8 @@ void HeldWords::CloseChildsEnd() {
 }
 
 void HeldWords::Take() {
-    // What a pipe holds, and its end; a tool that never stops must not keep its front from its other duties.
+    // At most what a pipe holds: a tool that never stops must not keep the front from its other
+    // duties.
     for (int reads = 0; reads < 32 && ends_[0] >= 0; reads++) {
         if (size_ == sizeof text_) {
             Deliver();
