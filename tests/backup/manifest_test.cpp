@@ -67,8 +67,9 @@ TEST_P(DamagedManifest, IsRefused) {
 INSTANTIATE_TEST_SUITE_P(
     Manifests, DamagedManifest,
     ::testing::Values(
-        Case{"Cut", "]\n}", "]\n", "no JSON object"}, Case{"NoObject", "{", "[{", "no JSON object"},
-        Case{"TextBehind", "]\n}", "]\n}}", "no JSON object"},
+        Case{"Cut", "]\n}", "]\n", "not a JSON object"},
+        Case{"NoObject", "{", "[{", "not a JSON object"},
+        Case{"TextBehind", "]\n}", "]\n}}", "not a JSON object"},
         Case{"FormatMissing", "\"format\"", "\"f\"", "\"format\" is missing"},
         Case{"FormatZero", "\"format\": 1", "\"format\": 0", "\"format\" is 0"},
         Case{"FormatText", "\"format\": 1", "\"format\": \"1\"", "\"format\" is not a count"},

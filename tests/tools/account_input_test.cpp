@@ -106,9 +106,9 @@ constexpr Refusal kRefusals[] = {
     {2, "user passwd anna --password-stdin --random-password", "cannot be used together"},
     {2, "user add bob --password-file /nowhere", "cannot be read"},
     // confirmations
-    {2, "user delete anna", "needs a confirmation"},
-    {2, "group delete staff --no-input", "needs a confirmation"},
-    {2, "entry delete uid=anna,cn=users,dc=example,dc=com", "needs a confirmation"},
+    {2, "user delete anna", "needs confirmation"},
+    {2, "group delete staff --no-input", "needs confirmation"},
+    {2, "entry delete uid=anna,cn=users,dc=example,dc=com", "needs confirmation"},
 };
 
 TEST_F(AccountInput, BadInputIsRefusedWithItsCodeAndChangesNothing) {

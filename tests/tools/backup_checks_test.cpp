@@ -32,7 +32,7 @@ TEST(BackupJudgement, OfASchedule) {
         const char *cause;
     } rows[] = {
         {Daily(), Registration::kAsSet, true, StepResult::kOk, "daily 04:00, next tomorrow"},
-        {Daily(), Registration::kAsSet, false, StepResult::kFailed, "no cron runs"},
+        {Daily(), Registration::kAsSet, false, StepResult::kFailed, "cron is not running"},
         {Daily(), Registration::kMissing, true, StepResult::kFailed, "does not have it"},
         {Daily(), Registration::kOtherwise, true, StepResult::kFailed, "at other times"},
         {Daily(), Registration::kUnreadable, true, StepResult::kFailed, "cannot be read"},
@@ -42,7 +42,7 @@ TEST(BackupJudgement, OfASchedule) {
          Registration::kAsSet,
          true,
          StepResult::kFailed,
-         "says no time"},
+         "has no time"},
     };
     for (const auto &row : rows) {
         const CheckStep step = JudgeSchedule(row.settings, row.registration, row.cron, kNow);

@@ -100,7 +100,7 @@ TEST_F(Backup, DestinationsThatCannotServeAreRefusedWithTheReason) {
     ExpectRefusal("backup config set --share nix", 3, "backup.err_invalid_share",
                   "no shared folder \"nix\"");
     ExpectRefusal("backup config set --schedule 'daily 04:00'", 3, "zafoldap.backup_no_destination",
-                  "no destination");
+                  "no backup destination");
     if (!read_only.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
     ExpectRefusal("backup config set --dir /mnt/read-only", 3, "backup.err_invalid_share",
                   "Read-only file system");
@@ -190,7 +190,7 @@ TEST_F(Backup, ADryRunLooksWhetherThereIsRoom) {
 
 TEST_F(Backup, WithoutADestinationIsRefused) {
     for (const char *line : {"backup now", "backup list", "restore --latest --yes"})
-        ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no destination");
+        ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no backup destination");
 }
 
 TEST_F(Backup, WaitsForWhoeverWritesTheSettings) {

@@ -206,7 +206,7 @@ TEST(CommandLine, AnEmptyValueIsAValue) {
 
 TEST(CommandLine, SaysWhatIsWrong) {
     const std::pair<std::vector<const char *>, const char *> kCases[] = {
-        {{}, "no command given"},
+        {{}, "missing command"},
         {{"connection"}, "connection what?"},
         {{"connection", "show"}, "NAME is missing"},
         {{"connection", "add", "x", "--base", "dc=x"}, "--uri is missing"},

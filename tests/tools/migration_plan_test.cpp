@@ -124,7 +124,7 @@ TEST(MigrationPlan, RefusesWhatWouldBeAPartOfTheSystem) {
         const std::vector<Decision> plan =
             PlanMigration({{.name = name, .number = 5000, .group = {}}}, groups);
         EXPECT_EQ(plan[0].result, Result::kRefuse) << name;
-        EXPECT_THAT(plan[0].reason, HasSubstr("system's own")) << name;
+        EXPECT_THAT(plan[0].reason, HasSubstr("belongs to the system")) << name;
     }
     for (const std::uint32_t number :
          {0U, 1U, 27U, 999U, 61184U, 65519U, 65534U, 65535U, 2147483648U, 4294967295U}) {

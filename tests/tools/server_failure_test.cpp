@@ -29,7 +29,7 @@ class HalfWay : public testing::Test {
     static void ExpectStop(const char *where, const char *detail) {
         const ProgramRun run = ServerLine(kEnable);
         EXPECT_EQ(run.exit_code, 7);
-        EXPECT_THAT(run.err, AllOf(HasSubstr(where), HasSubstr(detail), HasSubstr("goes on"),
+        EXPECT_THAT(run.err, AllOf(HasSubstr(where), HasSubstr(detail), HasSubstr("continues"),
                                    Not(HasSubstr(kServerPassword))));
     }
 };

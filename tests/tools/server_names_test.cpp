@@ -57,7 +57,7 @@ TEST(Suffix, IsRefusedWithTheReason) {
         {"dc=a;dc=com", "one of the characters"},
         {"dc=a\nb,dc=com", "control characters"},
         {"dc=a\x7f,dc=com", "control characters"},
-        {"dc=größe,dc=com", "ASCII characters only"},
+        {"dc=größe,dc=com", "only ASCII characters"},
         {"dc=a,o=\xff", "not UTF-8"},
         {"dc=" + label, "at most 63 characters"},
         {"dc=a,uid=b", "must be dc, o, ou, c, l, st or cn"},
