@@ -207,7 +207,7 @@ TEST(CommandLine, AnEmptyValueIsAValue) {
 TEST(CommandLine, SaysWhatIsWrong) {
     const std::pair<std::vector<const char *>, const char *> kCases[] = {
         {{}, "missing command"},
-        {{"connection"}, "connection what?"},
+        {{"connection"}, "missing verb after connection"},
         {{"connection", "show"}, "NAME is missing"},
         {{"connection", "add", "x", "--base", "dc=x"}, "--uri is missing"},
         {{"connection", "list", "--nonsense"}, "unknown option --nonsense"},

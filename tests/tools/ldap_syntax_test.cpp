@@ -56,7 +56,7 @@ TEST(Filter, RefusesWithThePlaceOfTheFault) {
         {"", 0, "empty"},
         {"   ", 3, "empty"},
         {"(uid=a", 0, "not closed"},
-        {"(uid=a))", 7, "too many"},
+        {"(uid=a))", 7, "unmatched closing"},
         {"(&(a=b)(c=d)", 0, "not closed"},
         {"(&(a=b)(c=d", 7, "not closed"},
         {"()", 1, "empty brackets"},
