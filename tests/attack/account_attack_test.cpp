@@ -191,10 +191,10 @@ TEST_F(HostileAccounts, IdCheckNamesAccountsOfSystems) {
     for (const Json &step : check["data"])
         details[step["step"]] =
             step["result"].get<std::string>() + ": " + step["detail"].get<std::string>();
-    EXPECT_EQ(details["uid system"], "failed: a system's own: 33 of low");
-    EXPECT_THAT(details["uid names"], HasSubstr("failed: a system's own: root ("));
-    EXPECT_EQ(details["gid system"], "warning: a system's own: 42 of low");
-    EXPECT_THAT(details["gid names"], HasSubstr("warning: a system's own: docker ("));
+    EXPECT_EQ(details["uid system"], "failed: belongs to a system: 33 of low");
+    EXPECT_THAT(details["uid names"], HasSubstr("failed: belongs to a system: root ("));
+    EXPECT_EQ(details["gid system"], "warning: belongs to a system: 42 of low");
+    EXPECT_THAT(details["gid names"], HasSubstr("warning: belongs to a system: docker ("));
 }
 
 // --- values for the files of this system ---------------------------------------------------

@@ -117,9 +117,9 @@ class Confirmed : public BackupAttack {
     template <typename Meanwhile>
     static int RestoreWhile(Meanwhile meanwhile, std::string *seen) {
         OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-        program.Answer("to go on: ", "");
+        program.Answer("to continue: ", "");
         meanwhile();
-        program.Answer("to go on: ", "dc=example,dc=com\n");
+        program.Answer("to continue: ", "dc=example,dc=com\n");
         const int exit_code = program.Finish();
         *seen = program.Seen();
         return exit_code;
@@ -249,7 +249,7 @@ TEST_P(AdministratorsEntry, IsNotRestored) {
     const std::string crafted = WithEntries(Make(), GetParam().text + std::string(kPlanted));
     const ProgramRun run = RunProgram({kBackupTool, "-r", crafted});
     EXPECT_EQ(run.exit_code, 8) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("holds an entry cn=admin,dc=example,dc=com"));
+    EXPECT_THAT(run.err, HasSubstr("has an entry cn=admin,dc=example,dc=com"));
     const ProgramRun bind =
         RunProgram({"/usr/bin/ldapwhoami", "-x", "-ZZ", "-o", "TLS_REQCERT=never", "-H",
                     "ldap://localhost", "-D", kAdminDn, "-w", "planted"});

@@ -289,7 +289,7 @@ TEST_F(BackupFileSystem, ThatIsReadOnlyIsRefused) {
 
 TEST_F(BackupFileSystem, WithoutRoomIsRefusedBeforeAnythingIsWritten) {
     if (!Mount("size=2m")) GTEST_SKIP() << "nothing can be mounted here";
-    ExpectFailure(4, "too little space: about 4.0 MiB are needed, 2.0 MiB are left");
+    ExpectFailure(4, "too little space: about 4.0 MiB needed, 2.0 MiB left");
     EXPECT_THAT(tools_.Calls(), IsEmpty());
     EXPECT_THAT(Names(), IsEmpty());
 }
@@ -393,15 +393,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadSlapcat{"Silent", [](rig::FakeScript &&s) { s.Exit(0); }, "holds no entries"},
         BadSlapcat{"CutBetweenLines",
                    [](rig::FakeScript &&s) { s.Output(Entries() + "dn: o=x\na: b\n"); },
-                   "is cut after 3 entries"},
+                   "ends after 3 entries"},
         BadSlapcat{"CutInALine", [](rig::FakeScript &&s) { s.Output(Entries() + "dn: o"); },
-                   "is cut after 2 entries"},
+                   "ends after 2 entries"},
         BadSlapcat{
             "WithoutTheSuffix",
             [](rig::FakeScript &&s) { s.Output("dn: cn=users,dc=example,dc=com\ncn: users\n\n"); },
             "the suffix's entry is missing"},
         BadSlapcat{"SomethingElse", [](rig::FakeScript &&s) { s.Output(Entries() + "oh no\n\n"); },
-                   "is cut after 2 entries"}),
+                   "ends after 2 entries"}),
     [](const auto &one) { return one.param.name; });
 
 TEST_F(BackupProgram, TellsThatASlapcatIsMissing) {

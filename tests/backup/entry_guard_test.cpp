@@ -51,7 +51,7 @@ const Case kCases[] = {
     {"DN: o=x\n\n", "is where an entry must begin"},
     {" dn: o=x\n\n", "continues a value that has not begun"},
     {"5\ndn: o=x\n\n", "is not a line of an entry"},
-    {"dn: o=x\na:\n b\n\n", "line 3 of its entries, in the entry \"dn: o=x\", goes on where"},
+    {"dn: o=x\na:\n b\n\n", "line 3 of its entries, in the entry \"dn: o=x\", continues a value"},
     {"dn: o=x\na\n :< b\n\n", "is not a line of an entry"},
     {"dn: o=x\n# a\n\n", "is not a line of an entry"},
     {"dn: o=x\na:b\n\n", "in a form that slapcat never writes"},

@@ -288,7 +288,7 @@ TEST_F(OnAppliance, NumbersComeFromThePoolAndTroubleIsFound) {
     EXPECT_THAT(steps["uid reserved"], HasSubstr("failed \"reserved: 0 of zero"));
     EXPECT_THAT(steps["uid local"], HasSubstr("warning \"5 of games2 also belongs to the local"));
     EXPECT_THAT(steps["uid pool"], HasSubstr("3 of 5 numbers are outside the pool"));
-    EXPECT_THAT(steps["uid counter"], HasSubstr("is behind: 2 of"));
+    EXPECT_THAT(steps["uid counter"], HasSubstr("lags behind: 2 of"));
     EXPECT_THAT(steps["gid pool"], HasSubstr("ok"));
     EXPECT_THAT(Line("id check").out, HasSubstr("With several writable servers"));
 }

@@ -164,7 +164,7 @@ TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
                             "taken skipped: the name is taken, with number 2001",
                             "other skipped: the number is taken by number",
                             "lost skipped: its primary group 4711 is not on this system; groupadd "
-                            "-g 4711 NAME makes one"));
+                            "-g 4711 NAME creates it"));
     EXPECT_EQ(ErrorOf(run)["key"], "zafoldap.migration_partial");
     EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nrandom:!:"));
     EXPECT_THAT(Line("migrate users --to local -n").err, Not(HasSubstr("without a password")));
@@ -192,7 +192,7 @@ TEST_F(MigrateCommand, AsksBeforeItAddsAnything) {
     const std::string tree = Tree();
     const ProgramRun run = Line("migrate users --to directory");
     EXPECT_EQ(run.exit_code, 2);
-    EXPECT_THAT(run.err, HasSubstr("adding 1 user to the directory needs a confirmation"));
+    EXPECT_THAT(run.err, HasSubstr("adding 1 user to the directory needs confirmation"));
     OnTerminal refused({"migrate", "users", "--to", "directory"});
     refused.Answer("Add 1 user to the directory? [y/N]", "n\n");
     EXPECT_EQ(refused.Finish(), 2) << refused.Seen();
@@ -275,7 +275,7 @@ TEST_F(MigrateCommand, StopsAtCtrlCAndGoesOnTheNextTime) {
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     run.Answer("adding users", "\x03");
     EXPECT_EQ(run.Finish(), 130) << run.Seen();
-    EXPECT_THAT(run.Seen(), HasSubstr("to go on: zafoldap migrate users --to directory"));
+    EXPECT_THAT(run.Seen(), HasSubstr("to continue: zafoldap migrate users --to directory"));
     const size_t added = directory_.Read("cn=users,dc=example,dc=com", "one").size();
     EXPECT_GT(added, 0U);
     EXPECT_LT(added, size_t{kUsers});

@@ -46,7 +46,7 @@ TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
 
 TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("Type the suffix (dc=example,dc=com) to go on: ", "dc=example,dc=com\n");
+    program.Answer("Type the suffix (dc=example,dc=com) to continue: ", "dc=example,dc=com\n");
     EXPECT_EQ(program.Finish(), 0) << program.Seen();
     EXPECT_THAT(program.Seen(), AllOf(HasSubstr("with 1 user and 3 groups"),
                                       HasSubstr("with 2 users and 3 groups is replaced")));
