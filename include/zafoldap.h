@@ -2,7 +2,7 @@
  *
  * zafoldap: directory accounts and the directory server of a storage appliance.
  *
- * The rules of the interface, which no function's own text repeats:
+ * The rules of the interface, which the functions' own comments do not repeat:
  *
  * 1. Results. An int, 0 (or a count, a descriptor, a "found" 1) on success and
  *    -1 on failure, unless a function says otherwise. Functions that return a
@@ -11,34 +11,32 @@
  * 2. Two error slots, neither cleared on success. ZAFOLDAPErrGet holds LDAP
  *    result codes (RFC 4511 section 4.1.9, as the OpenLDAP tools exit with
  *    them) and the library's own codes (zafoldap/error.h); QLIBCErrGet
- *    (platform/error.h) holds generic conditions. After a failure read the
- *    first, and where it is 0 the second; clear the first with ZAFOLDAPErrReset
- *    before a call whose reason you want to tell.
+ *    (platform/error.h) holds generic conditions. After a failure read the first and, if it is 0,
+ *    the second; clear the first with ZAFOLDAPErrReset before a call whose failure you want to
+ *    explain.
  *
- * 3. Bad arguments. Every function checks its pointer arguments first, in the
- *    order of its parameters, each record before the fields it needs. A failed check is logged
- *    as "FILE:LINE Invaild Argument (CONDITION)=[0]", sets platform error
- *    0x0D00 and fails the call; nothing else has happened then.
+ * 3. Bad arguments. Every function first checks its pointer arguments in the order of its
+ *    parameters, each record before the fields it needs. A failed check is logged
+ *    as "FILE:LINE Invaild Argument (CONDITION)=[0]", sets platform error 0x0D00 and fails the call
+ *    without any other effect.
  *
  * 4. Records are declared by the caller, set up by their Init function and
  *    released by their Free function, which frees what they own and zeroes
  *    them. Strings in a record are borrowed unless the record says that it
- *    owns them. Lists and maps that a function hands out are freed with the
- *    platform's free function; strings that a function returns point into the
- *    record they came from, or are constants.
+ *    owns them. Lists and maps that a function returns are freed with the platform's free function;
+ *    strings that a function returns point into the record they came from, or are constants.
  *
  * 5. Out of memory sets platform error 0x0200 and fails the call. No C++
  *    exception leaves the library.
  *
- * 6. One thread at a time. Functions are synchronous: they run their tools one
- *    after the other and wait. Records are independent of each other, the
- *    error slots, the debug switch and the counters of temporary names belong to the process.
+ * 6. One thread at a time. Functions are synchronous: they run their tools one after the other and
+ *    wait. Records are independent of each other; the error slots, the debug switch and the
+ *    counters of temporary names belong to the process.
  *
- * 7. Diagnostics go to syslog at priority 3 (error). Command lines, tool
- *    output and exit codes only while root's or the effective user's own
- *    "/tmp/zafoldap_debug" is readable at the process's first question (zafoldap/debug.h). The tools
- *    inherit standard error; those of the host platform say there why something failed, and nothing of
- *    what the library asked and was answered.
+ * 7. Diagnostics go to syslog at priority 3 (error). Command lines, tool output and exit codes are
+ *    logged only if "/tmp/zafoldap_debug", owned by root or the effective user, is readable at the
+ *    process's first check (zafoldap/debug.h). The tools inherit standard error; those of the host
+ *    platform print there why something failed, but not the library's expected negative answers.
  */
 #ifndef ZAFOLDAP_H
 #define ZAFOLDAP_H

@@ -2,10 +2,9 @@
  *
  * The platform's error slot: the reason of the last generic failure.
  *
- * The slot is process-wide state of the base library. A function that fails
- * stores a code; nothing is cleared on success, so the slot says something
- * only right after a call that reported a failure. Log lines print the slot
- * as "[0x%04X]".
+ * The slot is process-wide state of the base library. A function that fails stores a code; nothing
+ * is cleared on success, so the slot is meaningful only right after a call that reported a failure.
+ * Log lines print the slot as "[0x%04X]".
  */
 #ifndef ZAFO_PLATFORM_ERROR_H
 #define ZAFO_PLATFORM_ERROR_H

@@ -27,8 +27,8 @@ ZAFO_BEGIN_DECLS
 ZAFO_API int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *pHash);
 
 /* Adds a section with the pairs of `pHash` (NULL: none) at the end of the
- * file, which is made when it does not exist. A section that exists already is
- * left as it is and counts as done. `nFlags` must be 0.
+ * file, which is made when it does not exist. An existing section is left unchanged, and the call
+ * succeeds. `nFlags` must be 0.
  * 0; -1 with 0x0900, 0x0B00, 0x0F00, 0x0D00 or 0x0200. */
 ZAFO_API int QLIBCFileAddSection(const char *szFile, const char *szSection, const QLIBSZHASH *pHash,
                                  int nFlags);

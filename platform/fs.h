@@ -11,21 +11,20 @@
 
 ZAFO_BEGIN_DECLS
 
-/* Makes a folder and its missing parents.
+/* Creates a folder and its missing parents.
  *
  * `szPath` is absolute; several "/" in a row count as one, and one at the end does not
- * count. "." and ".." are refused, and so is "/" itself. No link is followed, neither on
- * the way nor at the end: whoever may write to a folder on the way cannot send the call
- * elsewhere.
+ * count. "." and ".." are refused, and so is "/" itself. No link is followed, neither on the way
+ * nor at the end, so that nobody who may write to a folder on the way can redirect the call.
  *
- * A folder that is made gets exactly the bits of `mode` (at most 07777), whatever the umask
- * is, and with `blSetOwner` 1 the owner `uid` and the group `gid`; with 0 it stays the
- * caller's. Parents that are made are the caller's with mode 0755. A folder that exists
- * is left as it is. `nFlags` must be 0.
+ * A new folder gets exactly the bits of `mode` (at most 07777), whatever the umask, and with
+ * `blSetOwner` 1 the owner `uid` and the group `gid`; with 0 it belongs to the caller. New parents
+ * belong to the caller and have mode 0755. An existing folder is left unchanged. `nFlags` must be
+ * 0.
  *
- * 0 when the folder is there. -1, and then nothing that the call made is left, with
+ * 0 when the folder exists. -1, leaving nothing that the call created, with
  *   0x0D00  a bad argument: the path (see above), the mode or the flags
- *   0x0900  something on the way, or the end, is no folder (a file or a link, for example) or
+ *   0x0900  something on the way, or the end, is not a folder (a file or a link, for example) or
  *           cannot be entered
  *   0x0B00  a folder could not be made, or not be given owner or mode
  *   0x0200  no memory */

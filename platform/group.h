@@ -3,10 +3,11 @@
  * Groups: the record that local and directory groups share, and the
  * appliance's local group database.
  *
- * On an ordinary Linux the local groups are those of "/etc/group" (group(5)) and, where there is one,
- * "/etc/gshadow" (gshadow(5)). Ordinary groups have a number from GID_MIN to GID_MAX of
- * "/etc/login.defs" (1000 to 60000 without it) or from 1000000 to 2097151. Descriptions stand in the
- * section "description" of "/usr/zafo/etc/account.conf". platform/user.h says how files are changed.
+ * On an ordinary Linux the local groups are those of "/etc/group" (group(5)) and, where there is
+ * one, "/etc/gshadow" (gshadow(5)). Ordinary groups have a number from GID_MIN to GID_MAX of
+ * "/etc/login.defs" (1000 to 60000 without it) or from 1000000 to 2097151. Descriptions are in the
+ * section "description" of "/usr/zafo/etc/account.conf". platform/user.h says how files are
+ * changed.
  */
 #ifndef ZAFO_PLATFORM_GROUP_H
 #define ZAFO_PLATFORM_GROUP_H
@@ -37,27 +38,29 @@ ZAFO_API int ZAFOGroupAlloc(ZAFOGROUP **ppGroup, const char *szName, uint32_t nG
 ZAFO_API void ZAFOGroupFree(ZAFOGROUP *pGroup);
 
 /* Appends the names of the ordinary groups of a kind (ZAFO_ACCOUNT_LOCAL) to the list, in the order
- * of the file. Their number; -1 with 0x0D00 (arguments), 0x0900 (no readable "/etc/group") or 0x0200. */
+ * of the file. Their number; -1 with 0x0D00 (arguments), 0x0900 (no readable "/etc/group") or
+ * 0x0200. */
 ZAFO_API int ZAFOGroupEnum(QLIBSZLIST **ppList, int nType);
 
-/* The group of a name or number, the system's own groups included: what they have is taken.
- * ZAFOGroupGet asks the local database too. Users whose primary group it is are no members.
+/* The group with a name or number, including the system's own groups, whose names and numbers count
+ * as taken. ZAFOGroupGet also asks the local database. Users whose primary group it is are not
+ * members.
  * 0 found; -1 with 0x1800 (no such group), 0x0900, 0x0D00 or 0x0200, and *ppGroup as it was.
  * *ppGroup is replaced and freed by the caller with ZAFOGroupFree; start with NULL. */
 ZAFO_API int ZAFOGroupGet(const char *szName, ZAFOGROUP **ppGroup);
 ZAFO_API int ZAFOGroupGetLocal(const char *szName, ZAFOGROUP **ppGroup);
 ZAFO_API int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **ppGroup);
 
-/* Makes a local group with its members, who need not exist yet; `nFlags` must be 0. Names are those
- * that ZAFOUserSetOne (platform/user.h) takes, the number is an ordinary group's that is free. The
- * group is there wholly or not at all, also when the process is killed.
+/* Creates a local group with its members, who need not exist yet; `nFlags` must be 0. Names are
+ * those that ZAFOUserSetOne (platform/user.h) accepts, the number is a free one for ordinary
+ * groups. The group exists completely or not at all, even if the process is killed.
  * 0; -1 with 0x0D00 (a value is refused, or name or number are taken), 0x0900 (a file cannot be
- * read, or the lock of lckpwdf(3) is held for 15 seconds), 0x0B00 (a file cannot be written), 0x0F00
- * (account.conf is damaged) or 0x0200. The system log says what was refused. */
+ * read, or the lock of lckpwdf(3) is held for 15 seconds), 0x0B00 (a file cannot be written),
+ * 0x0F00 (account.conf is damaged) or 0x0200. The system log says what was refused. */
 ZAFO_API int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup);
 
-/* The description of a local group, empty when it has none, in a buffer that grows with realloc
- * (start with NULL and 0; the caller frees it). `*pcbDesc` is the size of the buffer.
+/* The description of a local group, empty when it has none, in a buffer grown with realloc (start
+ * with NULL and 0; the caller frees it). `*pcbDesc` is the size of the buffer.
  * 0; -1 with 0x1800 (no such group), 0x0900, 0x0F00 (account.conf is damaged), 0x0D00 or 0x0200. */
 ZAFO_API int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc);
 

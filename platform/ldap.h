@@ -19,10 +19,9 @@ enum {
     ZAFOLDAP_SSL_START_TLS = 2 /* "start_tls" */
 };
 
-/* The value of the first directive `szKey` (compared without letter case) of a file in the
- * style of nslcd.conf and slapd.conf: "key value" lines, comments from '#'
- * at the line's start, double quotes around the value removed, a line that begins with
- * blanks continues the one before.
+/* The value of the first directive `szKey` (ignoring case) in a file in the style of nslcd.conf and
+ * slapd.conf: "key value" lines, comments from '#' at the line's start, double quotes around the
+ * value removed, a line that begins with blanks continues the one before.
  * 1 found; 0 absent (buffer untouched); -1 with 0x0900, 0x0A00, 0x0E00 (value longer than the
  * buffer) or 0x0D00. */
 ZAFO_API int ZAFOLDAPInfoGetFromConf(const char *szConf, const char *szKey, char *szBuf,
@@ -73,25 +72,25 @@ ZAFO_API int ZAFOLDAPRDNExtract(const char *szDN, int nIndex, char *szRDN, size_
 ZAFO_API int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAttr, char *szValue,
                                     size_t cbValue);
 
-/* Writes `szConf` anew from `szTemplate`, the value of every directive named by a key
- * of the map replaced by the key's value; a key that the template lacks is added. A value with
- * blanks is written as one word, in double quotes: right for a DN, and not for a directive whose
- * value is several words. In one step. The file is readable by the directory server: its group
- * is "openldap" and its mode 0640; where there is no such group, or it cannot be given the
- * file, the mode is 0600. In the other lines of the template, within double quotes, "${suffix}" and
- * "${rootdn}" stand for the values of those directives, "${rootdn_parent}" for the DN above the latter,
- * and in an LDAP URL "${suffix_in_url}" for the suffix. `nFlags` must be 0.
+/* Rewrites `szConf` from `szTemplate` in one step, replacing the value of every directive named by
+ * a key of the map with the key's value; a key that the template lacks is added. A value with
+ * blanks is written as one word, in double quotes: right for a DN, wrong for a directive whose
+ * value is several words. The file is readable by the directory server: its group is "openldap" and
+ * its mode 0640; if there is no such group, or the file cannot be given to it, the mode is 0600. In
+ * the other lines of the template, within double quotes, "${suffix}" and "${rootdn}" stand for the
+ * values of those directives, "${rootdn_parent}" for the DN above the latter, and in an LDAP URL
+ * "${suffix_in_url}" for the suffix. `nFlags` must be 0.
  * 0; -1 with 0x0900, 0x0B00, 0x0D00 or 0x0200. */
 ZAFO_API int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const QLIBSZHASH *pHash,
                              int nFlags);
 
-/* The same for one key, starting from `szConf` itself when it exists. Lines that the template's words for a
- * suffix or a rootdn stand in follow a change of the two. */
+/* The same for one key, starting from `szConf` itself when it exists. Lines in which the template
+ * refers to the suffix or the rootdn follow a change of either. */
 ZAFO_API int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *szKey,
                                 const char *szValue, int nFlags);
 
-/* Makes an empty temporary file beside `szConf`, with the group and mode that ZAFOLDAPConfSet gives,
- * and writes its path.
+/* Creates an empty temporary file beside `szConf`, with the group and mode that ZAFOLDAPConfSet
+ * uses, and writes its path to `szPath`.
  * 0; -1 with 0x0900, 0x0E00 or 0x0D00. `nFlags` must be 0. */
 ZAFO_API int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPath);
 

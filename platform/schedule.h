@@ -1,12 +1,11 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * Periodic commands, run by the machine's cron as root. They stand in
- * "/etc/cron.d/zafo" (crontab(5) with a user field), each below a comment with
- * its six numbers. Entries and comments of others in that file are kept. It
- * belongs to root with mode 0644, or cron would refuse it, and is replaced in
- * one step under an flock on "/etc/cron.d/zafo.lock"; cron passes over names
- * with a dot, so it reads neither that file nor a half-written table. A change
- * sets the times of file and folder so that cron sees it at its next look.
+ * Periodic commands, run by the machine's cron as root. They are in "/etc/cron.d/zafo" (crontab(5)
+ * with a user field), each below a comment with its six numbers. Other entries and comments in that
+ * file are kept. It belongs to root with mode 0644, or cron would refuse it, and is replaced in one
+ * step under an flock on "/etc/cron.d/zafo.lock"; cron ignores names with a dot, so it reads
+ * neither that file nor a half-written table. A change sets the times of file and folder so that
+ * cron notices it at its next check.
  */
 #ifndef ZAFO_PLATFORM_SCHEDULE_H
 #define ZAFO_PLATFORM_SCHEDULE_H
@@ -40,15 +39,13 @@ typedef struct ZAFOSCHEDULE {
     char szCommand[1024]; /* a command line of sh(1), ends with a zero byte */
 } ZAFOSCHEDULE;
 
-/* Registers the command; takes the place of an entry with the same command,
- * whoever made it. A schedule of the kind "never" is kept as a comment, also
- * with an empty command. `nFlags` must be 0.
+/* Registers the command, replacing any entry with the same command. A schedule of the kind "never"
+ * is kept as a comment, also with an empty command. `nFlags` must be 0.
  * 0; -1 with 0x0D00 (a number out of its range, a last hour before the first
  * one where runs repeat, a command that is empty, begins with a blank, has a
- * line break or no end, or is longer than the 998 bytes that cron takes: a file
- * with a longer one it refuses as a whole; every "%" counts twice), 0x0900
- * (cron's folder or the file cannot be opened), 0x0B00 (cannot be written) or
- * 0x0200. */
+ * line break or no end, or is longer than the 998 bytes that cron accepts: it refuses a whole file
+ * with a longer one; every "%" counts twice), 0x0900 (cron's folder or the file cannot be opened),
+ * 0x0B00 (cannot be written) or 0x0200. */
 ZAFO_API int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags);
 
 /* Finds the entry whose command equals `szCommand`; the command of `pSchedule`
@@ -57,8 +54,7 @@ ZAFO_API int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags);
  * something else than the six numbers above it, or has none), 0x0D00, 0x0900 or 0x0200. */
 ZAFO_API int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule);
 
-/* Removes every entry whose command equals `szCommand`. None there is done
- * as well: the command does not run, which is what the caller wants.
+/* Removes every entry whose command equals `szCommand`. Success also if there is none.
  * 0; -1 with 0x0D00, 0x0900, 0x0B00 or 0x0200. */
 ZAFO_API int ZAFOScheduleRemove(const char *szCommand);
 

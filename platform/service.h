@@ -4,7 +4,7 @@
  *
  * The host platform describes a service in the key=value file
  * "/usr/zafo/etc.defaults/service/NAME.conf"; keys of "/usr/zafo/etc/service/NAME.conf", which
- * need not exist, go before:
+ * need not exist, take precedence:
  *   start         program and arguments, with blanks between them, that starts the service in
  *                 the background and exits with 0 when it serves
  *   pid_file      where the service writes its process id, an absolute path
@@ -17,20 +17,20 @@
  * whole environment and with no descriptor of the caller but its standard error.
  *
  * A service that ends with an exit code other than 0, or by a signal other than SIGTERM, SIGINT and
- * SIGHUP, ended by itself. With `restart` a process of its own, "zafo-service-keeper NAME", sees that,
- * says it in the system log, counts it in "/run/zafo-service/NAME.ends" and runs the start program:
- * at once; when the service lasts less than ten seconds again and again, after 0.25 to 2 s; after
- * starts that fail, after 0.25 to 30 s. It does so only while the service is enabled and nobody has
- * stopped or started it since, and ends otherwise. A signal ends the keeper alone: the service
- * goes on, and nobody starts it again until it has been stopped and started. The service's
- * process must be a descendant of the start program.
+ * SIGHUP, ended by itself. With `restart` a separate process, "zafo-service-keeper NAME", notices
+ * that, reports it in the system log, counts it in "/run/zafo-service/NAME.ends" and runs the start
+ * program: immediately; when the service repeatedly lasts less than ten seconds, after 0.25 to 2 s;
+ * after starts that fail, after 0.25 to 30 s. It does so only while the service is enabled and
+ * nobody has stopped or started it since, and ends otherwise. A signal ends only the keeper: the
+ * service keeps running, and nothing restarts it until it has been stopped and started. The
+ * service's process must be a descendant of the start program.
  *
  * A service is enabled while "/usr/zafo/etc/service/NAME.enabled" exists. A successful start
- * leaves the number and the start time of the service's process in "/run/zafo-service/NAME", and
- * behind them those of its keeper; starting and stopping one service exclude each other
- * ("/run/zafo-service/NAME.lock"). Its process is the one of that record. When there is none, or it has ended, it is the pid file's if that
- * runs `program`, so that a service that was started by hand is found too. Any other process
- * that a pid file names is foreign.
+ * records the number and the start time of the service's process in "/run/zafo-service/NAME",
+ * followed by those of its keeper; starting and stopping one service exclude each other
+ * ("/run/zafo-service/NAME.lock"). The service's process is the recorded one. If there is none, or
+ * it has ended, it is the pid file's if that runs `program`, so that a service started by hand is
+ * found, too. Any other process that a pid file names is foreign.
  *
  * Where systemd runs ("/run/systemd/system" is a folder) and has a unit NAME.service, systemd
  * starts, stops and enables it instead.
@@ -42,20 +42,20 @@
 
 ZAFO_BEGIN_DECLS
 
-/* Starts a service. It has started when, five seconds after its start program has exited with 0 at
- * the latest, its pid file names a living process, of the service's program if that is given. `nFlags` must be 0. 0, also when it runs already;
- * -1 with 0xD100 (it is not enabled, or it did not start: what it says itself went to standard
- * error), 0x0900 (no such service, or its program cannot be started) or 0x0D00. */
+/* Starts a service. It has started when, at most five seconds after its start program exited with
+ * 0, its pid file names a living process, of the service's program if that is given. `nFlags` must
+ * be 0. 0, also when it is already running; -1 with 0xD100 (it is not enabled, or it did not start:
+ * its own messages went to standard error), 0x0900 (no such service, or its program cannot be
+ * started) or 0x0D00. */
 ZAFO_API int QLIBServiceStart(const char *szName, int nFlags);
 
-/* Ends a service and returns when its process and its pid file are gone; a process that is only
- * waited for by its parent is gone. `nFlags` must be 0. 0, also when it does not run; -1 with
- * 0xD200 (it does not end in time, and is left alone), 0x0900 or 0x0D00. Only the service's
- * own process is ever sent a signal (SIGTERM, no other): a pid file that names a foreign one is a
- * stale file and is removed. */
+/* Ends a service and returns when its process and its pid file are gone; a zombie counts as gone.
+ * `nFlags` must be 0. 0, also when it is not running; -1 with 0xD200 (it does not end in time, and
+ * is left alone), 0x0900 or 0x0D00. Only the service's own process is ever sent a signal (SIGTERM,
+ * no other): a pid file that names a foreign one is a stale file and is removed. */
 ZAFO_API int QLIBServiceStop(const char *szName, int nFlags);
 
-/* 1 when the service is enabled, else 0 (with 0x0D00 for what is no service name). */
+/* 1 when the service is enabled, else 0 (with 0x0D00 for anything but a service name). */
 ZAFO_API int QLIBServiceIsEnabled(const char *szName);
 
 /* Enables or disables a service; it is neither started nor stopped.

@@ -13,11 +13,10 @@ ZAFO_BEGIN_DECLS
 
 /* The path of a shared folder, from "/usr/zafo/etc/smb.conf" as smb.conf(5)
  * has it: names of shares are compared without case and outer blanks, names of
- * parameters without case and any blanks, "directory" is "path", the last value
- * counts, a line that ends with a backslash goes on in the next one. [global],
- * [homes] and [printers] are no shares. A path that is missing, relative or
- * holds a %-variable is the path of no one folder: there is no such share.
- * "include" and "copy" are not followed.
+ * parameters without case and any blanks, "directory" is "path", the last value counts, a line that
+ * ends with a backslash continues in the next one. [global], [homes] and [printers] are not shares.
+ * A share whose path is missing, relative or contains a %-variable counts as missing, because it
+ * names no single folder. "include" and "copy" are not followed.
  * 0; -1 with 0x2200 (no such share, or no file), 0x0900 (the file cannot be
  * read), 0x0E00 (the path and its zero byte do not fit into `cbPath` bytes, which
  * are left as they were), 0x0D00 or 0x0200. */

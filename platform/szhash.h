@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
  * QLIBSZHASH: a map from string to string, with case-sensitive keys. The map
- * owns copies of keys and values and does not move. A map that was filled
- * from a section of a file (platform/file.h) remembers what it was filled
- * with, so that storing it back changes only what the caller changed.
+ * owns copies of keys and values and does not move. A map filled from a section of a file
+ * (platform/file.h) remembers those values, so that storing it back changes only what the caller
+ * changed.
  */
 #ifndef ZAFO_PLATFORM_SZHASH_H
 #define ZAFO_PLATFORM_SZHASH_H

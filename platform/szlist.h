@@ -6,11 +6,11 @@
  * the address of the caller's list pointer, because the block may move; they
  * leave list and pointer as they were when they fail. A string returned by
  * QLIBCSzListGet points into the block and stays valid until the list is
- * changed or freed. A string handed to a function may point into the same
- * list. A list belongs to one thread at a time.
+ * changed or freed. A string passed to a function may point into the same list. A list belongs to
+ * one thread at a time.
  *
- * Adding costs amortised time in proportion to the string's length, so a
- * list carries millions of strings without quadratic cost.
+ * Adding takes amortised time proportional to the string's length, so a list can hold millions of
+ * strings without quadratic cost.
  */
 #ifndef ZAFO_PLATFORM_SZLIST_H
 #define ZAFO_PLATFORM_SZLIST_H

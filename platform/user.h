@@ -4,13 +4,13 @@
  * appliance's local account database.
  *
  * On an ordinary Linux the local users are those of "/etc/passwd" and "/etc/shadow" (passwd(5),
- * shadow(5)), whatever nsswitch.conf(5) adds. Ordinary users, as opposed to the system's own, have a
- * number from UID_MIN to UID_MAX of "/etc/login.defs" (1000 to 60000 without it), or one of those
+ * shadow(5)), whatever nsswitch.conf(5) adds. Ordinary users, as opposed to the system's own, have
+ * a number from UID_MIN to UID_MAX of "/etc/login.defs" (1000 to 60000 without it), or one of those
  * that users get in a directory, 1000000 to 2097151. Mail addresses, and full names that a GECOS
- * field cannot hold, stand in the sections "mail" and "full-name" of "/usr/zafo/etc/account.conf"
- * (platform/file.h), Samba hashes in "/usr/zafo/etc/private/smbpasswd" (smbpasswd(5)). Lines that are
- * damaged are passed over and kept. Changes take the lock of lckpwdf(3), as useradd(8) and passwd(1)
- * do, and replace a file in one step; owner and mode stay.
+ * field cannot hold, are in the sections "mail" and "full-name" of "/usr/zafo/etc/account.conf"
+ * (platform/file.h), Samba hashes in "/usr/zafo/etc/private/smbpasswd" (smbpasswd(5)). Damaged
+ * lines are ignored and kept. Changes take the lock of lckpwdf(3), as useradd(8) and passwd(1) do,
+ * and replace a file in one step; owner and mode stay.
  */
 #ifndef ZAFO_PLATFORM_USER_H
 #define ZAFO_PLATFORM_USER_H
@@ -43,7 +43,7 @@ typedef struct ZAFOUSER {
     int nType;                  /* ZAFO_ACCOUNT_LOCAL or ZAFO_ACCOUNT_DIRECTORY */
 } ZAFOUSER;
 
-/* What came of the changes that were made with it. */
+/* Counts the results of the changes made with it. */
 typedef struct QLIBCMRESULT {
     int nDone;   /* accounts changed */
     int nFailed; /* accounts that could not be */
@@ -65,16 +65,18 @@ ZAFO_API int ZAFOUserAlloc(ZAFOUSER **ppUser, const char *szName, const char *sz
 /* Frees a record; NULL is accepted. */
 ZAFO_API void ZAFOUserFree(ZAFOUSER *pUser);
 
-/* Appends the names of the ordinary users of a kind (ZAFO_ACCOUNT_LOCAL) to the list, in the order of
- * the file. Their number; -1 with 0x0D00 (arguments), 0x0900 (no readable "/etc/passwd") or 0x0200. */
+/* Appends the names of the ordinary users of a kind (ZAFO_ACCOUNT_LOCAL) to the list, in the order
+ * of the file. Their number; -1 with 0x0D00 (arguments), 0x0900 (no readable "/etc/passwd") or
+ * 0x0200. */
 ZAFO_API int ZAFOUserEnum(QLIBSZLIST **ppList, int nType);
 
-/* The user of a name or number, the system's own accounts included: what they have is taken.
- * ZAFOUserGet asks the local database too; an appliance's other databases have functions of their
- * own. In the record the password is the hash as shadow(5) has it: of crypt(5), behind "!" or "*"
- * when it is locked. It is never empty: an account that needs no password, and one without a line in
- * "/etc/shadow", has "!". The full name is the first part of the GECOS field, the day of expiry is 0 when
- * there is none, blDisallowChangePasswd is 1 while the password is younger than the least age.
+/* The user with a name or number, including the system's own accounts, whose names and numbers
+ * count as taken. ZAFOUserGet also asks the local database; an appliance's other databases have
+ * their own functions. The record's password is the hash as in shadow(5): of crypt(5), after "!" or
+ * "*" when it is locked. It is never empty: an account that needs no password, and one without a
+ * line in "/etc/shadow", has "!". The full name is the first part of the GECOS field, the day of
+ * expiry is 0 when there is none, blDisallowChangePasswd is 1 while the password is younger than
+ * the minimum age.
  * 0 found; -1 with 0x1D00 (no such user), 0x0900 ("/etc/passwd" or "/etc/shadow" is not readable),
  * 0x0F00 ("/usr/zafo/etc/account.conf" is damaged), 0x0D00 or 0x0200, and *ppUser as it was.
  * *ppUser is replaced and freed by the caller with ZAFOUserFree; start with NULL. */
@@ -82,28 +84,32 @@ ZAFO_API int ZAFOUserGet(const char *szName, ZAFOUSER **ppUser);
 ZAFO_API int ZAFOUserGetLocal(const char *szName, ZAFOUSER **ppUser);
 ZAFO_API int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser);
 
-/* Makes one local user; `nFlags` must be 0. No home folder is made.
- *   szName     at most 32 bytes, without ":" "," "/" "=" and unfit characters, no number. Unfit are control
- *              characters of ASCII and Latin-1, line separators, and those that turn the direction of text
+/* Creates one local user; `nFlags` must be 0. No home folder is created.
+ *   szName     at most 32 bytes, without ":" "," "/" "=" and unfit characters, not a number. Unfit
+ *              are control characters of ASCII and Latin-1, line separators, and those that change
+ *              the direction of text
  *   szFullname any text; a GECOS field has blanks for ":", "," and unfit characters
- *   szPasswd   a hash of crypt(5), with or without "{crypt}" before it in any letter case; anything else,
- *              NULL too, locks the password
- *   pw_uid     an ordinary user's number that is free
+ *   szPasswd   a hash of crypt(5), with or without "{crypt}" before it in any letter case; anything
+ *              else, including NULL, locks the password
+ *   pw_uid     a free number for ordinary users
  *   pw_gid     an ordinary group of "/etc/group", or its group "users"
- *   pw_dir, pw_shell   absolute paths without ":" and unfit characters; NULL or empty: as for useradd(8)
+ *   pw_dir, pw_shell   absolute paths without ":" and unfit characters; NULL or empty: as for
+ *              useradd(8)
  *   nExpire    0 or less: never
- *   blDisallowChangePasswd   1: the least age of the password is 100000 days
- * A line of "/etc/passwd" has at most 1023 bytes, which is what shadow-utils read; longer ones are refused.
- * The account is there wholly or not at all, also when the process is killed; hashes and settings that
- * an earlier user of the name has left are removed. pResult (may be NULL) counts what came of it.
+ *   blDisallowChangePasswd   1: the minimum age of the password is 100000 days
+ * A line of "/etc/passwd" has at most 1023 bytes, which is what shadow-utils read; longer ones are
+ * refused. The account exists completely or not at all, even if the process is killed; hashes and
+ * settings left by an earlier user of the name are removed. pResult (may be NULL) counts the
+ * results.
  * 0; -1 with 0x0D00 (a value is refused, or name or number are taken), 0x1800 (no such primary
  * group), 0x0900 (a file cannot be read, or the lock of lckpwdf(3) is held for 15 seconds), 0x0B00
- * (a file cannot be written), 0x0F00 (account.conf is damaged) or 0x0200. The system log says what was refused. */
+ * (a file cannot be written), 0x0F00 (account.conf is damaged) or 0x0200. The system log says what
+ * was refused. */
 ZAFO_API int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult);
 
-/* Samba hashes of a local user, 32 hexadecimal digits each. A user has 32 times "X" for a hash that
- * there is none of: no line in the Samba hashes, a line for another number, flag "D" (disabled) or
- * "N" (no password needed). Samba lets nobody in with that, in a file as in a directory.
+/* Samba hashes of a local user, 32 hexadecimal digits each. A missing hash is 32 times "X": no line
+ * in the Samba hashes, a line for another number, flag "D" (disabled) or "N" (no password needed).
+ * Samba accepts no log-in with that, whether from a file or a directory.
  * 0; -1 with 0x1D00 (no such user), 0x0E00 (a buffer below 33 bytes; nothing is written), 0x0900,
  * 0x0D00 or 0x0200. */
 ZAFO_API int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbLmHash,
@@ -111,8 +117,8 @@ ZAFO_API int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbL
 
 /* Stores ready-made hashes of `nCount` local users, parallel arrays. A crypt hash is one that
  * ZAFOUserSetOne knows; NULL or empty leaves the password as it is. A Samba hash has 32 hexadecimal
- * digits; NULL, empty or 32 times "X" is none. All are checked before any is stored. An account that ZAFOUserSetOne has made has no
- * Samba hashes until this call.
+ * digits; NULL, empty or 32 times "X" is none. All are checked before any is stored. An account
+ * created by ZAFOUserSetOne has no Samba hashes until this call.
  * 0; -1 with 0x1D00 (no such user), 0x0D00 (no such hash), 0x0900, 0x0B00 or 0x0200. */
 ZAFO_API int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryptHashes,
                                   const char *const *pszLmHashes, const char *const *pszNtHashes,
@@ -120,7 +126,7 @@ ZAFO_API int QLIBUserImportPasswd(const char *const *pszNames, const char *const
 
 /* How many more ordinary users the appliance allows: "users" in section "limit" of
  * "/usr/zafo/etc/account.conf", 4096 without it, less those there are; 0 when there are more.
- * -1 with 0x0F00 (the setting is no number, or the file is damaged), 0x0900 or 0x0200. */
+ * -1 with 0x0F00 (the setting is not a number, or the file is damaged), 0x0900 or 0x0200. */
 ZAFO_API int QLIBUserNumRemained(void);
 
 ZAFO_END_DECLS

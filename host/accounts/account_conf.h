@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the system's account files have no place for: "/usr/zafo/etc/account.conf", a section file
-// (platform/file.h) with one key an account:
+// Settings that do not fit into the system's account files: "/usr/zafo/etc/account.conf", a section
+// file (platform/file.h) with one key per account:
 //
 //   [limit]        users=4096          how many ordinary users the appliance allows
 //   [mail]         anna=a@example.com  a user's mail address
@@ -25,7 +25,7 @@ int ReadAccountText(const char *section, const std::string &name, std::string *t
 int StoreAccountText(const char *section, const std::string &name, std::string_view text);
 
 // How many ordinary users the appliance allows. 0, or a platform error code: 0x0F00 when the
-// setting is no number.
+// setting is not a number.
 int ReadUserLimit(int *limit);
 
 }  // namespace zafo

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files of one account a line, its name first, fields between colons: passwd(5), shadow(5),
-// group(5), gshadow(5), smbpasswd(5). Lines that nobody changes keep their wording, damaged ones too.
+// Files with one account per line, its name first, fields separated by colons: passwd(5),
+// shadow(5), group(5), gshadow(5), smbpasswd(5). Unchanged lines are kept verbatim, damaged ones
+// too.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +18,10 @@ using Fields = std::vector<std::string_view>;
 // The parts of a text between separators; one more than it has separators.
 Fields Split(std::string_view text, char separator);
 
-// The first of the fields, or the empty text where there are not as many.
+// Field `index`, or the empty text if there are fewer.
 std::string_view FieldAt(const Fields &fields, size_t index);
 
-// A number of digits only that fits; a damaged field is none.
+// A number of digits only that fits; nothing for a damaged field.
 std::optional<uint64_t> NumberIn(std::string_view field);
 
 // A lookup in the network's own services (nsswitch.conf(5), "compat"), not an account.
@@ -28,7 +29,7 @@ inline bool IsNisLine(std::string_view line) {
     return line.starts_with('+') || line.starts_with('-');
 }
 
-// Calls `visit` with every line that may be an account's, until it gives true.
+// Calls `visit` with every line that may be an account's, until it returns true.
 template <typename Visit>
 void FindLine(std::string_view text, Visit visit) {
     while (!text.empty()) {
@@ -43,7 +44,7 @@ void FindLine(std::string_view text, Visit visit) {
 // The line of an account; nothing when it has none.
 std::optional<std::string_view> LineOf(std::string_view text, std::string_view name);
 
-// Puts a line in the place of the account's, or at the end, before any lookups.
+// Replaces the account's line, or adds one at the end, before any lookups.
 void PutLine(std::string *text, std::string_view name, std::string_view line);
 
 // Removes all lines of the account.

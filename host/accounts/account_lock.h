@@ -5,10 +5,10 @@
 
 namespace zafo {
 
-// The right to change "/etc/passwd", "/etc/shadow", "/etc/group" and "/etc/gshadow": the lock of
-// lckpwdf(3), which useradd(8) and its kin, passwd(1) and vipw(8) take too. lckpwdf itself is no use
-// here: its lock belongs to the process, so two threads would both get it, and it waits by an alarm
-// that is the caller's. It is waited for as long as lckpwdf does, 15 seconds.
+// The lock for changing "/etc/passwd", "/etc/shadow", "/etc/group" and "/etc/gshadow": that of
+// lckpwdf(3), which useradd(8) and its kin, passwd(1) and vipw(8) take, too. lckpwdf itself is
+// unsuitable: its lock belongs to the process, so two threads would both get it, and it waits using
+// the caller's alarm. Like lckpwdf, waits for 15 seconds.
 class AccountLock {
   public:
     AccountLock();

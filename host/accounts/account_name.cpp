@@ -24,7 +24,7 @@ bool IsContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-// How many bytes a character has that begins with this one; 1 for what begins none.
+// The length of a character that begins with this byte; 1 if none does.
 size_t LengthFrom(unsigned char first) {
     return first >= 0xF0 && first < 0xF8 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 1;
 }

@@ -20,7 +20,7 @@ bool OfDigits(std::string_view text) {
     return text.find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-// What no setting and no hash has, crypt(5).
+// Characters that no setting and no hash contains, crypt(5).
 bool IsHashCharacter(char c) {
     return c > ' ' && c < 0x7F && std::string_view(":;*!\\").find(c) == std::string_view::npos;
 }

@@ -17,7 +17,8 @@ constexpr const char *kUserDefaults = "/etc/default/useradd";
 constexpr uint32_t kFirst = 1000;
 constexpr uint32_t kLast = 60000;
 
-// The last value of a key in a file of lines "KEY VALUE", or "KEY=VALUE" where the separators say so.
+// The last value of a key in a file of lines "KEY VALUE", or "KEY=VALUE" where the separators say
+// so.
 std::string ValueIn(const char *path, std::string_view key, std::string_view separators) {
     std::string text;
     std::string value;
@@ -42,7 +43,7 @@ uint32_t NumberOr(const std::string &value, uint32_t fallback) {
     return number && *number <= UINT32_MAX ? static_cast<uint32_t>(*number) : fallback;
 }
 
-// Days for shadow(5), which has no sign for "never" but the empty field.
+// Days for shadow(5), where "never" is the empty field.
 std::string Days(const std::string &value) {
     return NumberIn(value) ? value : "";
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What new accounts of this system are like: "/etc/login.defs" (login.defs(5)) and
+// Defaults for new accounts on this system: "/etc/login.defs" (login.defs(5)) and
 // "/etc/default/useradd" (useradd(8)). Either may be missing.
 #pragma once
 
@@ -18,7 +18,7 @@ struct NumberRange {
 
 // The numbers of the ordinary accounts, as opposed to the system's own: UID_MIN to UID_MAX, or
 // GID_MIN to GID_MAX, and those that accounts get in a directory, which they keep when they are
-// brought here.
+// migrated here.
 class OrdinaryNumbers {
   public:
     static OrdinaryNumbers OfUsers() { return OrdinaryNumbers("UID_MIN", "UID_MAX"); }

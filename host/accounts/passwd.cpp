@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kPasswdFields = 7;
 constexpr size_t kGroupFields = 4;
 
-// (uid_t)-1 stands for "none" wherever numbers are handed over.
+// (uid_t)-1 means "none" wherever numbers are passed.
 std::optional<uint32_t> AccountNumberIn(std::string_view field) {
     const auto number = NumberIn(field);
     if (!number || *number >= UINT32_MAX) return {};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The accounts of this system itself: passwd(5), shadow(5), group(5). What a network service adds
-// through nsswitch.conf(5) is not local, so the C library's look-ups are not asked.
+// The accounts of this system itself: passwd(5), shadow(5), group(5). Accounts that a network
+// service adds through nsswitch.conf(5) are not local, so the C library's look-ups are not used.
 #pragma once
 
 #include "host/accounts/account_file.h"
@@ -21,7 +21,7 @@ inline constexpr char kGroupShadowFile[] = "/etc/gshadow";
 
 inline constexpr long kSecondsPerDay = 86400;
 
-// Views into the line that it was read from.
+// Views into the line it was read from.
 struct PasswdEntry {
     std::string_view name;
     std::string_view password;  // "x": it stands in the shadow file
@@ -48,10 +48,10 @@ struct GroupEntry {
 // The entry of a line; nothing for a damaged line.
 std::optional<PasswdEntry> ParsePasswd(std::string_view line);
 std::optional<GroupEntry> ParseGroup(std::string_view line);
-// A shadow line is read as far as it goes.
+// A shadow line is read as far as possible.
 ShadowEntry ParseShadow(std::string_view line);
 
-// The first entry of a file's text that `wanted` gives true for. Damaged lines are passed over.
+// The first entry of a file's text for which `wanted` returns true. Damaged lines are skipped.
 template <typename Entry, typename Wanted>
 std::optional<Entry> FindEntry(std::string_view text,
                                std::optional<Entry> (*parse)(std::string_view), Wanted wanted) {

@@ -32,12 +32,12 @@ bool IsHex(std::string_view text) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-// "NO PASSWORD…" and damage are no hashes.
+// "NO PASSWORD…" and damaged text are not hashes.
 std::string HashIn(std::string_view field) {
     return IsHex(field) ? std::string(field) : kNoSambaHash;
 }
 
-// 0, also when nothing was stored yet.
+// 0, also when nothing has been stored yet.
 int Read(const std::string &path, std::string *text) {
     const ReadResult result = ReadWhole(path, text);
     return result == ReadResult::kDone || result == ReadResult::kAbsent ? 0 : QLIB_ERR_OPEN_FAILED;

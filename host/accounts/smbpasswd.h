@@ -11,7 +11,7 @@
 
 namespace zafo {
 
-// Samba lets nobody in who has this for a hash.
+// Samba refuses any log-in with this as the hash.
 inline constexpr char kNoSambaHash[] = "XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX";
 
 struct SambaHashes {
@@ -22,9 +22,9 @@ struct SambaHashes {
 // Whether a text is a hash: 32 hexadecimal digits, or none: empty, or kNoSambaHash.
 bool IsSambaHash(std::string_view text);
 
-// The hashes of an account. None for an account without a line, for one that Samba keeps out
-// (disabled, or no password needed: flags "D" and "N"), and for a line that an earlier account of the
-// name has left behind (another number). 0, or a platform error code.
+// The hashes of an account. None for an account without a line, for one that Samba refuses
+// (disabled, or no password needed: flags "D" and "N"), and for a line left by an earlier account
+// of the name (another number). 0, or a platform error code.
 int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes);
 
 struct SambaAccount {

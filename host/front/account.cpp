@@ -60,8 +60,8 @@ size_t FindGroups(std::string_view user, gid_t primary, gid_t *groups) {
     return count;
 }
 
-// In an ordinary user's namespace only that user's own number has a meaning:
-// all others exist on paper only, and the server runs as this user, too.
+// In an ordinary user's namespace only that user's own number is real; the server runs as this
+// user, too.
 bool IsMapped(unsigned uid) {
     const TextFile file("/proc/self/uid_map");
     for (std::string_view rest = file.Text(); !rest.empty();) {
@@ -75,7 +75,7 @@ bool IsMapped(unsigned uid) {
     return false;
 }
 
-// False for anybody but root, and in a root without that user.
+// False unless the caller is root and the root has that user.
 bool FindServerUser(Account &account) {
     return geteuid() == 0 && FindAccount(kServerAccount, account) && IsMapped(account.uid);
 }

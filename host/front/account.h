@@ -3,13 +3,12 @@
 
 namespace zafo::front {
 
-// Root becomes the directory server's user with that user's groups, so that
-// what an offline tool writes belongs to the server. Stays as it is for
-// anybody else and in a root without that user.
+// Root becomes the directory server's user with that user's groups, so that files written by an
+// offline tool belong to the server. Does nothing for other users and in a root without that user.
 void BecomeServerUser();
 
-// Makes a folder that user's alone, where the caller could become it; else the folder stays as
-// it is. False, with errno, when it cannot be given.
+// Gives a folder to that user alone, if the caller could become it; otherwise the folder is
+// unchanged. False, with errno, when it cannot be given.
 bool GiveToServerUser(const char *folder);
 
 }  // namespace zafo::front

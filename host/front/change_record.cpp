@@ -18,14 +18,14 @@ constexpr std::string_view kOptionalKinds[] = {
 constexpr std::string_view kDefaultGroups[] = {"cn=Directory Operators,cn=groups,",
                                                "cn=administrators,cn=groups,"};
 
-// Cuts the beginning off; false, and nothing is cut, when the text does not have it.
+// Removes a prefix; false, removing nothing, when the text lacks it.
 bool Cut(std::string_view &text, std::string_view beginning) {
     if (!StartsWithIgnoringCase(text, beginning)) return false;
     text.remove_prefix(beginning.size());
     return true;
 }
 
-// The same with a line: its value. Nothing when the next line has another name.
+// The same for a line: returns its value. Nothing when the next line has another name.
 std::string_view CutValue(std::string_view &rest, std::string_view name) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     if (!Cut(line, name) || !Cut(line, ": ")) return {};

@@ -16,9 +16,9 @@ namespace zafo::front {
 
 namespace {
 
-// The child borrows this process's memory until it has become the tool: a
-// process with one thread that waits so long, and system calls only, are what
-// vfork allows. posix_spawn cannot ask for the signal.
+// The child shares this process's memory until it becomes the tool: vfork allows that because this
+// process has one thread, which waits, and the child makes only system calls. posix_spawn cannot
+// ask for the signal.
 // NOLINTBEGIN(clang-analyzer-security.insecureAPI.vfork,clang-analyzer-unix.Vfork)
 pid_t Start(const Command &command, const Ends &ends, volatile int &failure) {
     const pid_t front = getpid();
@@ -28,7 +28,7 @@ pid_t Start(const Command &command, const Ends &ends, volatile int &failure) {
     memory.rlim_cur = memory.rlim_max;
     const pid_t child = vfork();
     if (child == 0) {
-        // The signal comes only for a parent that dies after the request.
+        // The signal is sent only if the parent dies after the request.
         if (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == front &&
             (!bounded || setrlimit(RLIMIT_DATA, &memory) == 0) &&
             (ends.output < 0 || dup2(ends.output, STDOUT_FILENO) == STDOUT_FILENO) &&
@@ -45,7 +45,7 @@ pid_t Start(const Command &command, const Ends &ends, volatile int &failure) {
 }  // namespace
 
 pid_t StartChild(const Command &command, const Ends &ends) {
-    // Somebody's ignored SIGCHLD would take the exit code away.
+    // An inherited, ignored SIGCHLD would lose the exit code.
     signal(SIGCHLD, SIG_DFL);
     volatile int failure = 0;
     const pid_t child = Start(command, ends, failure);
@@ -86,7 +86,7 @@ void EndAs(int status) {
 }
 
 void DieOf(int number) {
-    // A core file of a process that has held a password is not wanted.
+    // No core file of a process that has held a password.
     prctl(PR_SET_DUMPABLE, 0);
     signal(number, SIG_DFL);
     sigset_t set;

@@ -59,7 +59,7 @@ bool DnLines::Hold(std::string_view bytes) {
 }
 
 bool DnLines::WriteHeld() {
-    // Behind the line there is room for the text, which is shorter than its base64 form.
+    // There is room for the text after the line: it is shorter than its base64 form.
     Reserve(2 * size_ + kPlain.size());
     const std::string_view line(held_, size_);
     char *const plain = held_ + size_;

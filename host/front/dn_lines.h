@@ -6,8 +6,8 @@
 
 namespace zafo::front {
 
-// LDIF on its way to standard output, every line "dn:: BASE64" as "dn: TEXT". Needs unfolded lines. A
-// DN that is no single line of text stays encoded.
+// LDIF on its way to standard output, every line "dn:: BASE64" as "dn: TEXT". Needs unfolded lines.
+// A DN that is not a single line of text stays encoded.
 class DnLines {
   public:
     DnLines() = default;
@@ -15,10 +15,10 @@ class DnLines {
     DnLines(const DnLines &) = delete;
     DnLines &operator=(const DnLines &) = delete;
 
-    // Takes the next bytes, cut anywhere. False when nobody reads standard output any more.
+    // Takes the next bytes, split anywhere. False when standard output has no reader any more.
     bool Take(std::string_view bytes);
 
-    // What the last line has without its line break.
+    // The last line if it lacks a line break.
     bool Finish();
 
   private:

@@ -30,7 +30,7 @@ void Fail(int exit_code, std::string_view what, int error) {
                           Piece(reason ? ": " : ""),
                           Piece(reason ? reason : ""),
                           Piece("\n")};
-    // There is nobody left to tell when this fails.
+    // A failure here cannot be reported.
     [[maybe_unused]] const ssize_t written =
         writev(STDERR_FILENO, line, sizeof line / sizeof *line);
     _exit(exit_code);

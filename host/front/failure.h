@@ -5,8 +5,8 @@
 
 namespace zafo::front {
 
-// What the front says of itself with its exit code; a tool's own codes are LDAP
-// result codes, among them 255 for "cannot do it at all".
+// The front's own exit codes; a tool's codes are LDAP result codes, and 255 for "cannot do it at
+// all".
 constexpr int kRefused = 255;
 constexpr int kNoTool = 127;
 

@@ -15,12 +15,13 @@ void HeldWords::Hold() {
     if (isatty(STDIN_FILENO) == 1 || pipe2(ends, O_CLOEXEC) != 0) return;
     reader_.Reset(ends[0]);
     childs_end_.Reset(ends[1]);
-    // The child writes to an end of its own description, which waits when the pipe is full.
+    // The child's end has its own file description, which blocks when the pipe is full.
     fcntl(reader_.Get(), F_SETFL, O_NONBLOCK);
 }
 
 void HeldWords::Take() {
-    // What a pipe holds, and its end; a tool that never stops must not keep its front from its other duties.
+    // At most what a pipe holds: a tool that never stops must not keep the front from its other
+    // duties.
     for (int reads = 0; reads < 32 && reader_.IsOpen(); reads++) {
         if (size_ == sizeof text_) {
             Deliver();

@@ -8,30 +8,32 @@
 
 namespace zafo::front {
 
-// What a tool says on standard error, kept until its end shows whether that is a failure. Whoever types a call has
-// a terminal for standard input and hears everything at once: a person sees no exit code. A program's tools read
-// nothing, or a file, also where the program itself runs before a terminal.
+// A tool's standard error, held until its end shows whether that is a failure. If standard input is
+// a terminal, somebody typed the call and gets everything immediately: people do not see exit
+// codes. Tools run by a program read nothing, or a file, even when the program itself runs on a
+// terminal.
 class HeldWords {
   public:
-    // From here on the words are kept, unless somebody has typed the call. Where no pipe is to be had
-    // they go where they would have gone.
+    // From here on the messages are held, unless somebody typed the call. Without a pipe they go
+    // where they would have gone.
     void Hold();
 
-    // The child's standard error, to be closed here as soon as the child has it; -1: this process's.
+    // The child's standard error, to be closed here as soon as the child has it; -1: this
+    // process's.
     int ChildsEnd() const { return childs_end_.Get(); }
     void CloseChildsEnd() { childs_end_.Reset(-1); }
 
-    // Readable when there are more words; -1 when none come any more.
+    // Readable when there is more; -1 at the end.
     int Reader() const { return reader_.Get(); }
 
-    // Takes what there is without waiting. Words of more than 4 KiB are no short answer: they are passed
-    // on, and whatever follows them.
+    // Takes what is available without waiting. More than 4 KiB is not a short answer: it is passed
+    // on, with everything after it.
     void Take();
 
-    // All that was said; empty as well when it was passed on already.
+    // Everything held; also empty when it was already passed on.
     std::string_view Text() const { return {text_, size_}; }
 
-    // Passes on what was said.
+    // Passes on what is held.
     void Deliver();
 
   private:

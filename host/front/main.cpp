@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tool front: stands under the names of the directory tools, makes a call
-// safe and hands it to the real tool.
+// The tool front: installed under the names of the directory tools, makes a call safe and passes it
+// to the real tool.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -25,13 +25,13 @@ namespace {
 
 constexpr const char *kFolders[] = {"/usr/zafo/libexec/", "/usr/bin/", "/usr/sbin/"};
 
-// The tools take servers, trust and credentials from variables and from files
-// that variables name; they get none but these.
+// The tools take servers, trust and credentials from variables and from files named by variables;
+// they get only these.
 char kPath[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 char kNoConfiguration[] = "LDAPNOINIT=1";
 char kLocale[] = "LC_ALL=C";
-// A simple bind needs none of Cyrus SASL's plugins; loading them, and the
-// libraries they need, is half of the time in which a tool starts.
+// A simple bind needs none of Cyrus SASL's plugins; loading them and their libraries takes half of
+// a tool's start-up time.
 char kNoPlugins[] = "SASL_PATH=/usr/zafo/lib/sasl2";
 char *environment[] = {kPath, kNoConfiguration, kLocale, kNoPlugins, nullptr};
 
@@ -78,7 +78,7 @@ void PrepareOffline(const Tool &tool, Vector &vector) {
     BecomeServerUser();
 }
 
-// A call that asks whether an entry exists, not for an export.
+// Asks whether an entry exists, not for an export.
 bool IsProbe(const Vector &arguments) {
     return arguments.Size() == 2 && std::strcmp(arguments.Data()[0], "-a") == 0;
 }
@@ -95,7 +95,7 @@ bool IsProbe(const Vector &arguments) {
     OpenStandardStreams();
     const Question question(tool, argc, argv);
     const auto count = static_cast<size_t>(argc);
-    // A client's options are twelve more; an argument becomes four at most.
+    // A client gets twelve more options; an argument becomes at most four.
     Vector arguments(count * 4);
     if (tool.family == Family::kRandom) {
         RewriteRandom(argc, argv, arguments);

@@ -23,12 +23,12 @@ namespace zafo::front {
 
 namespace {
 
-// The old name of a database file tells whether there is a database; no file of the server
-// of today tells that, so a program looks.
+// An old database file name tells whether there is a database; no file of the current server does,
+// so a program checks.
 char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
 
-// A reader of the database that is killed keeps what it was reading from being
-// reused while the server runs; it is asked first.
+// A killed reader of the database keeps the pages it read from being reused while the server runs;
+// so SIGTERM comes first.
 constexpr int kGraceMilliseconds = 250;
 
 volatile sig_atomic_t the_child = 0;
@@ -68,9 +68,9 @@ bool IsMissing(const char *path) {
     return access(path, F_OK) != 0 && errno == ENOENT;
 }
 
-// A server that was never set up has no database file, and callers look there for entries all the
-// same. slapcat takes that for a disaster ("Restore from backup!"). Whatever else keeps it from opening the
-// database, in the folder or in a configuration that is there, is to be seen.
+// A server that was never set up has no database file, but callers look there for entries anyway.
+// slapcat reports that as a disaster ("Restore from backup!"). Anything else that keeps it from
+// opening the database, in the folder or in an existing configuration, must be reported.
 class MissingDatabase {
   public:
     bool IsExpected() const { return missing_; }
@@ -87,7 +87,7 @@ class MissingDatabase {
 };
 
 [[noreturn]] void EndReading(pid_t child, const MissingDatabase &database, HeldWords &words) {
-    // Up to its end the tool may say more than a pipe holds.
+    // The tool may write more than a pipe holds before it ends.
     while (words.Reader() >= 0) {
         pollfd more{words.Reader(), POLLIN, 0};
         Waits(&more, 1, -1);
@@ -107,7 +107,7 @@ int SettleMarker(char **environment) {
 }  // namespace
 
 void PrepareDatabaseFolder() {
-    // Without the folder above it there is no server; the tool says so.
+    // Without the parent folder there is no server; the tool says so.
     if (mkdir(kDatabaseFolder, 0700) != 0 && errno != EEXIST) return;
     if (!GiveToServerUser(kDatabaseFolder)) Fail(kRefused, kDatabaseFolder, errno);
 }
@@ -153,7 +153,7 @@ void RunProbe(const Command &command) {
     writer.Reset(-1);
     words.CloseChildsEnd();
     PassSignalsOn(child);
-    // Writing to a reader that is gone is noticed, and the tool ended first.
+    // A lost reader is noticed, and the tool is ended first.
     signal(SIGPIPE, SIG_IGN);
     DnLines lines;
     pollfd events[] = {

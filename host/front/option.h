@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One argument of a tool, read as the tool's own getopt reads it. Shared by the front and the platform that
-// starts it.
+// One argument of a tool, read as the tool's own getopt reads it. Shared by the front and the
+// platform that starts it.
 #pragma once
 
 #include "host/front/tool.h"
@@ -19,14 +19,13 @@ struct Option {
 // Whether the argument holds options at all: a dash and more.
 bool HoldsOptions(const char *argument);
 
-// "--": what follows is no option, whatever it looks like.
+// "--": the rest are not options, whatever they look like.
 bool EndsOptions(const char *argument);
 
 // Reads an argument that holds options; `next` is the one after it, or nullptr.
 Option ReadOption(const Tool &tool, char *argument, char *next);
 
-// The letter that reads from a file what this one takes as its value, where the value is a
-// secret; else 0.
+// If this letter's value is a secret: the letter that reads it from a file; else 0.
 char FileLetter(const Tool &tool, char letter);
 
 }  // namespace zafo::front

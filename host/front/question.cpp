@@ -22,8 +22,8 @@ constexpr int kFirstRefusal = 47;  // of an anonymous client, up to insufficient
 constexpr int kLastRefusal = 50;
 constexpr int kEntryExists = 68;
 
-// One argument after the other as getopt hands them out: options anywhere, each with its letter and value,
-// flags one by one; what is none as a plain one.
+// One argument after the other as getopt returns them: options anywhere, each with its letter and
+// value, flags one by one; others as plain arguments.
 template <class OnOption, class OnPlain>
 void ForEach(const Tool &tool, int argc, char **argv, OnOption on_option, OnPlain on_plain) {
     bool options = true;
@@ -66,7 +66,7 @@ struct Search {
         if (std::strchr("dfv", letter) != nullptr) talks = true;
     }
 
-    // ldapsearch takes the first one for its filter when it looks like one.
+    // ldapsearch treats the first one as its filter if it looks like one.
     void TakePlain(const char *argument) {
         const bool first = plain++ == 0;
         if (first && std::strchr(argument, '=') != nullptr) {
@@ -78,8 +78,8 @@ struct Search {
 
     bool OfBase() const { return Is(scope, "base") || Is(scope, "baseObject"); }
 
-    // After one entry; for the attributes of a named one; or, a scope being named, for no more than
-    // the DNs of what a filter finds.
+    // Stops after one entry; or asks for attributes of a named entry; or names a scope and asks
+    // only for the DNs that a filter finds.
     bool AsksForAnEntry() const {
         if (base == nullptr && !OfBase() && filter == nullptr) return false;
         return OfBase() || filter == nullptr || (scope != nullptr && Is(only_attribute, "dn"));
@@ -105,7 +105,7 @@ void Question::ReadSearch(const Tool &tool, int argc, char **argv) {
     anonymous_ = !search.bound && search.OfBase() && search.base != nullptr && *search.base == '\0';
 }
 
-// One that goes on after a refusal, or traces, has more to say than that one.
+// A call that continues after a refusal, or traces, prints more than one answer.
 void Question::ReadChange(const Tool &tool, int argc, char **argv) {
     bool talks = false;
     ForEach(
@@ -124,7 +124,7 @@ bool Question::IsAsked() const {
 
 bool Question::IsAnsweredBy(int exit_code, std::string_view words) const {
     if (anonymous_ && kFirstRefusal <= exit_code && exit_code <= kLastRefusal) return true;
-    // The same code from an earlier step tells nothing about what was asked.
+    // The same code from an earlier step does not answer the question.
     if (words.starts_with("ldap_bind:") || words.starts_with("ldap_start_tls:")) return false;
     switch (exit_code) {
         case kNoSuchObject:

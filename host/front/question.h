@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is an answer and what is a failure. Callers ask the directory whether something is there by reading
-// it, and the tools call "no" an error: they say so on standard error and exit with a code other than 0.
-// For the caller the code is the answer. The words would only tell whoever started the caller's program
-// of failures that are none.
+// Tells answers from failures. Callers ask the directory whether something exists by reading it,
+// and the tools treat "no" as an error: they report it on standard error and exit with a code other
+// than 0. For the caller the code is the answer. The message would only report failures that are
+// none to whoever started the caller's program.
 //
-// A call is a question by its own arguments, whoever makes it. What a tool says never makes an answer of
-// a failure; it can only unmake one: a bind that fails answers nothing, whatever its code.
+// Only a call's arguments decide whether it is a question, not its caller. A tool's message never
+// turns a failure into an answer; it can only do the opposite: a failed bind answers nothing,
+// whatever its code.
 #pragma once
 
 #include <string_view>
@@ -19,14 +20,14 @@ class Question {
   public:
     Question() = default;
 
-    // Reads the arguments as they were passed, secrets still in them, and changes none.
+    // Reads the arguments as they were passed, secrets included, and changes none.
     Question(const Tool &tool, int argc, char **argv);
 
-    // Whether some end of the call may be an answer; else its words need not be kept.
+    // Whether any exit code of the call may be an answer; if not, its messages need not be held.
     bool IsAsked() const;
 
-    // Whether the tool's exit code, with what it said, is one. Looks at the change file, which must be
-    // there still.
+    // Whether the tool's exit code, with its message, is one. Reads the change file, which must
+    // still exist.
     bool IsAnsweredBy(int exit_code, std::string_view words) const;
 
   private:

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The way of a secret from the front's arguments to a file that only the tool
-// can open.
+// Moves a secret from the front's arguments to a file that only the tool can open.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +9,10 @@ namespace zafo::front {
 
 class Secret {
   public:
-    // Copies the text and overwrites it where it stands.
+    // Copies the text and overwrites the original.
     explicit Secret(char *text);
-    // Ends the process when a memory file cannot be made, as the tool must then
-    // not run. The name lives until the end of the process.
+    // Ends the process if a memory file cannot be made, because the tool must not run then. The
+    // name lives until the end of the process.
     const char *MoveToFile();
     ~Secret();
     Secret(const Secret &) = delete;

@@ -21,14 +21,14 @@ class TextFile {
     size_t size_ = 0;
 };
 
-// Cuts the text before the first separator off `rest`, and the separator with
-// it; all of it when there is none.
+// Removes from `rest`, and returns, the text before the first separator, and removes the separator;
+// the whole text if there is none.
 std::string_view TakeField(std::string_view &rest, char separator);
 
-// The same for words with any number of blanks and tabs around them.
+// The same for words surrounded by any number of blanks and tabs.
 std::string_view TakeWord(std::string_view &rest);
 
-// A decimal number of digits only; false when it is none or does not fit.
+// A decimal number of digits only; false when it is not one or does not fit.
 bool ParseNumber(std::string_view text, unsigned &number);
 
 }  // namespace zafo::front

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tools that have a front, and what the front must know of each.
+// The tools that have a front, and what the front must know about each.
 #pragma once
 
 #include <string_view>
@@ -23,11 +23,11 @@ struct Tool {
     Family family;
     // The letter that names the file to read in place of standard input; 0 for none.
     char input;
-    // Ends when nobody reads its output any more.
+    // Ends when its output has no reader any more.
     bool ends_with_reader;
 };
 
-// The tool of that base name; nullptr when there is none.
+// The tool of that base name; nullptr if unknown.
 const Tool *FindTool(std::string_view name);
 
 }  // namespace zafo::front

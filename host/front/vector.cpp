@@ -24,8 +24,7 @@ constexpr const char *kLimitsFile = "/usr/zafo/etc/tools.conf";
 constexpr unsigned kLongestLimit = 86400;
 constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 
-// The appliance's own authority, and what its administrator put beside it,
-// before what the system trusts.
+// The appliance's own authority, and any that its administrator added, before the system's.
 constexpr const char *kTrustFiles[] = {kAuthority, "/etc/ssl/certs/ca-certificates.crt"};
 
 char *Join(std::string_view head, std::string_view tail) {
@@ -36,7 +35,7 @@ char *Join(std::string_view head, std::string_view tail) {
     return text;
 }
 
-// "-Z" carries on in clear text with a server that knows no StartTLS; "-ZZ" does not.
+// "-Z" continues in clear text with a server that lacks StartTLS; "-ZZ" does not.
 void MakeStrict(Option &option, Vector &out) {
     const char *end = option.letter;
     char *to = option.flags;
@@ -56,8 +55,8 @@ void MakeStrict(Option &option, Vector &out) {
 }
 
 // The user that the tool runs as may not open the file, not even through
-// "/dev/fd", which checks permissions anew: it becomes standard input. One that
-// cannot be opened is left for the tool to report.
+// "/dev/fd", which checks permissions anew: it becomes standard input. The tool reports one that
+// cannot be opened.
 bool BecomesInput(const Tool &tool, const Option &option) {
     if (option.letter == nullptr || *option.letter != tool.input) return false;
     const int fd = open(option.value, O_RDONLY | O_CLOEXEC | O_NOCTTY);
@@ -95,8 +94,8 @@ bool IsReadable(const char *path) {
            (S_ISREG(facts.st_mode) || S_ISCHR(facts.st_mode));
 }
 
-// OpenSSL 3 gives no number at all when one file of the list cannot be read,
-// and takes the "file:" of older versions for a name.
+// OpenSSL 3 prints no number at all if one file of the list cannot be read, and treats the "file:"
+// of older versions as a name.
 void AddReadableFiles(std::string_view list, Vector &out) {
     constexpr std::string_view kScheme = "file:";
     if (list.starts_with(kScheme)) list.remove_prefix(kScheme.size());
@@ -207,7 +206,7 @@ void AddClientOptions(const Tool &tool, const Limits &limits, Vector &out) {
         break;
     }
     AddOption(out, "TLS_REQCERT=", "demand");
-    // Left alone, libldap takes the common name where no alternative name fits (RFC 6125 section
+    // By default libldap accepts the common name if no alternative name matches (RFC 6125 section
     // 6.4.4 forbids it). "demand" would refuse certificates that have only a common name as well.
     AddOption(out, "TLS_REQSAN=", "try");
     AddOption(out, "TIMEOUT=", limits.answer);

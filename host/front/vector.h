@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From the argument vector that a caller passes to the one that the tool gets.
+// Turns the argument vector that a caller passes into the one that the tool gets.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 
 namespace zafo::front {
 
-// An argument vector in the making, always ended by NULL. Strings are borrowed
-// from the process's own vector or live until its end.
+// An argument vector under construction, always terminated by NULL. Strings are borrowed from the
+// process's own vector or live until its end.
 class Vector {
   public:
     explicit Vector(size_t capacity);
@@ -30,14 +30,14 @@ class Vector {
     size_t capacity_;
 };
 
-// Adds the arguments after argv[0] as the tool shall see them: a secret as the
-// name of a memory file, "-Z" made strict. On return no secret is left in argv.
+// Adds the arguments after argv[0] as the tool is to see them: a secret as the name of a memory
+// file, "-Z" made strict. On return argv contains no secret.
 void Rewrite(const Tool &tool, int argc, char **argv, Vector &out);
 
 // The same for openssl: of the files of "rand -rand LIST" only the readable ones.
 void RewriteRandom(int argc, char **argv, Vector &out);
 
-// How long a client waits, in seconds, and how much it takes.
+// How long a client waits, in seconds, and how much it accepts.
 struct Limits {
     unsigned answer = 60;
     unsigned network = 10;         // for a connection

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a tool does not do by itself. ldapsearch ignores SIGPIPE, so it
-// reads the whole answer even when nobody wants it any more. And libldap's time
-// limits do not cover the TLS handshake: on a server that accepts and says
-// nothing a tool tries again and again, for ever. Nor is there a limit to what a server
-// may send: an entry is held whole before it is printed, and entries may follow without end.
+// What a tool does not do itself. ldapsearch ignores SIGPIPE, so it reads the whole answer even
+// when nobody wants it any more. libldap's time limits do not cover the TLS handshake: with a
+// server that accepts and stays silent a tool retries forever. Nor is a server's answer limited: an
+// entry is held in memory before it is printed, and entries may follow without end.
 //
-// The output does not pass through here, which would cost time: the kernel counts what a tool writes.
+// The output does not pass through here, which would cost time: the kernel counts what a tool
+// writes.
 #include "host/front/watch.h"
 
 #include <poll.h>
@@ -29,17 +29,17 @@ namespace zafo::front {
 
 namespace {
 
-// Silence is measured in that many steps.
+// Silence is measured in this many steps.
 constexpr unsigned kSteps = 4;
 
-// A tool that has been larger, in KiB, may have met the bound of its memory. ldapsearch then prints
-// an entry without the value, or the attributes, for which there was no room, and succeeds. It holds an
-// entry as it came, and up to twice that for the value or the attribute at work: where it has stayed
-// below a third of the bound, everything has fitted.
+// A tool that used more than this, in KiB, may have hit its memory limit. ldapsearch then prints an
+// entry without the value or attributes that did not fit, and succeeds. It holds an entry as
+// received, and up to twice that for the current value or attribute: if it stayed below a third of
+// the limit, everything fitted.
 constexpr long kSafeSize = 60 * 1024;
 static_assert(rlim_t{kSafeSize} * 1024 * 3 < kMostMemory);
 
-// The bytes that a process has read and written so far, as the kernel words it.
+// The bytes that a process has read and written so far, as the kernel prints them.
 class Traffic {
   public:
     explicit Traffic(pid_t process) {
@@ -66,7 +66,7 @@ class Traffic {
         return changed;
     }
 
-    // The bytes written, as the last call of Changed has seen them.
+    // The bytes written, as of the last call of Changed.
     unsigned long long Written() const { return written_; }
 
   private:

@@ -7,14 +7,14 @@
 
 namespace zafo::front {
 
-// What a call may come to.
+// The limits of a call.
 struct Bounds {
     unsigned silence = 0;  // seconds
     unsigned time = 0;     // seconds, without those in which the reader is slow
     unsigned size = 0;     // MiB of output
 };
 
-// What a tool whose answer a server makes up may have of memory, in bytes.
+// The memory limit of a tool whose output a server determines, in bytes.
 constexpr rlim_t kMostMemory = rlim_t{192} << 20;
 
 // Runs the tool as a child and ends as it ends, with its exit code or by its
@@ -24,9 +24,8 @@ constexpr rlim_t kMostMemory = rlim_t{192} << 20;
 //  - it neither reads nor writes anything for that many seconds, and not
 //    because its reader is slow: then the exit code is 255;
 //  - it goes on for longer, or writes more, than the bounds: 255, too.
-// It is 255 as well when a tool that prints what a server sends has held so much at once that it may
-// have left something out.
-// What the tool says of an end that answers the question is not passed on (question.h).
+// It is also 255 when a tool that prints what a server sends has used so much memory that it may
+// have left something out. A message that goes with an answer is not passed on (question.h).
 [[noreturn]] void RunWatched(const Tool &tool, Command command, const Bounds &bounds,
                              const Question &question);
 

@@ -28,10 +28,10 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// A service that is stopped in the meantime does not wait for its keeper, nor the other way round.
+// A service that is stopped meanwhile does not wait for its keeper, nor vice versa.
 constexpr milliseconds kLook{50};
 
-// Also one that has ended and was not waited for.
+// Also one that has ended but not been reaped.
 bool IsOwnChild(pid_t pid) {
     siginfo_t info{};
     return waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
@@ -43,7 +43,8 @@ std::string InSeconds(milliseconds time) {
     return text;
 }
 
-// For what a start program says; it cannot grow, as the service may keep it as its standard error.
+// For a start program's messages; it cannot grow, because the service may keep it as its standard
+// error.
 class Words {
   public:
     Words() : file_(memfd_create("words", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
@@ -91,7 +92,7 @@ int Keeper::StartFirst(UniqueFd lock) {
     return Start(*service, record, STDERR_FILENO);
 }
 
-// All that the start program has left behind ends up here.
+// Everything the start program has left is reparented to this process.
 int Keeper::AwaitEnd() const {
     for (;;) {
         int status = 0;
@@ -100,7 +101,7 @@ int Keeper::AwaitEnd() const {
     }
 }
 
-// The description of a service that is this keeper's to start; to be asked under the record's lock.
+// The description of the service if this keeper may start it; call under the record's lock.
 std::optional<Service> Keeper::MayStart(const FileUpdate &record) const {
     const std::optional<ServiceRecord> content = ReadServiceRecord(record.Path());
     if (record.Error() != 0 || !content || content->service != service_) return {};
@@ -118,7 +119,7 @@ std::optional<Service> Keeper::MayStart(const FileUpdate &record) const {
     return service;
 }
 
-// Whether the service is still this keeper's when the time is over.
+// Whether this keeper may still start the service when the time is over.
 bool Keeper::Wait(milliseconds time) const {
     const std::string path = RecordOfService(name_);
     for (const auto end = Clock::now() + time; Clock::now() < end;) {

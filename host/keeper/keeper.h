@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One service that is started again when it ends by itself.
+// One service that is restarted when it ends by itself.
 //
-// The keeper is the parent of what the service's start program leaves behind (as the nearest subreaper
-// above it), so the kernel tells it how the service ended. It keeps nothing else in mind than what the owner
-// record says: while that names the process that has ended, nobody has stopped or started the service since,
-// and it is the keeper's to start again. The record's lock, which starting and stopping take
-// too, is held from that look to the end of the start.
+// The keeper is the parent of what the service's start program leaves (as the nearest subreaper
+// above it), so the kernel tells it how the service ended. Its only state is the owner record:
+// while that names the process that has ended, nobody has stopped or started the service since, and
+// the keeper may restart it. The record's lock, which starting and stopping take, too, is held from
+// that check to the end of the start.
 #pragma once
 
 #include "base/unique_fd.h"
@@ -23,17 +23,17 @@ class Keeper {
   public:
     explicit Keeper(std::string name) : name_(std::move(name)) {}
 
-    // The start that was asked for, under a lock that the caller has passed on. 0, or the platform
-    // error code; what the start program says goes to standard error.
+    // The requested start, under a lock passed on by the caller. 0, or the platform error code; the
+    // start program's messages go to standard error.
     int StartFirst(UniqueFd lock);
 
-    // Returns when the service is no longer this keeper's.
+    // Returns when the service no longer belongs to this keeper.
     void Keep();
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    // 0, or the platform error code; `error` gets the start program's words.
+    // 0, or the platform error code; `error` receives the start program's messages.
     int Start(const Service &service, FileUpdate &record, int error);
 
     int AwaitEnd() const;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // zafo-service-keeper NAME: started by QLIBServiceStart for a service whose description says
-// "restart = yes". Ends when the service has ended in an orderly way, was stopped or has another keeper.
-// A signal that ends the keeper ends nothing else: the service goes on without one.
+// "restart = yes". Ends when the service has ended normally, was stopped or has another keeper. A
+// signal that ends the keeper ends nothing else: the service continues without one.
 #include "host/core/service_description.h"
 #include "host/core/service_keeper.h"
 #include "host/keeper/keeper.h"
@@ -30,7 +30,7 @@ UniqueFd TakeOver(int fd) {
     return UniqueFd(fcntl(fd, F_SETFD, FD_CLOEXEC) == 0 ? fd : -1);
 }
 
-// From here on nobody reads what this process or its service writes, and nobody's terminal ends it.
+// From here on nobody reads what this process or its service writes, and no terminal can end it.
 void LeaveCaller() {
     const UniqueFd null(open("/dev/null", O_RDWR | O_CLOEXEC));
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -59,12 +59,12 @@ int main(int argc, char **argv) {
         std::fputs("zafo-service-keeper: is started with a service, not by hand\n", stderr);
         return kUsage;
     }
-    // Whoever asked for the start waits for this process only; the one that stays is nobody's child.
+    // The caller waits for this process only; the one that stays is orphaned.
     const pid_t stays = fork();
     if (stays != 0) return stays > 0 ? 0 : 1;
     setsid();
     umask(022);
-    // Of a caller that is gone before it is answered.
+    // A caller may be gone before it gets its answer.
     signal(SIGPIPE, SIG_IGN);
     try {
         return Run(argv[1], std::move(answer), std::move(lock));

@@ -7,13 +7,14 @@
 
 namespace zafo {
 
-// A service that has served is wanted back: whoever can end it at will must not get half a minute of
-// silence for each time. One that does not even start is most likely to need a person first.
+// A service that was running is wanted back: whoever can crash it at will must not gain half a
+// minute of silence each time. One that does not even start most likely needs an administrator
+// first.
 class Patience {
   public:
     using Milliseconds = std::chrono::milliseconds;
 
-    // For a service that served for so long: none at first, and again once it has served for a minute;
+    // For a service that ran for that long: none at first, and again once it has run for a minute;
     // then, each time it lasts less than ten seconds, twice as long as before, 2 s at most.
     Milliseconds AfterEnd(Milliseconds lived);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is remembered of the times that a service ended by itself: "/run/zafo-service/NAME.ends", root's to
-// write and everybody's to read, the key=value lines
+// The record of a service ending by itself: "/run/zafo-service/NAME.ends", writable by root,
+// readable by everybody, with the key=value lines
 //   count      how often, since the machine was started
 //   first      when the first time was, in seconds since 1970
 //   last       when the last time was
@@ -24,7 +24,7 @@ struct ServiceEnd {
 
 std::string EndsOfService(const std::string &name);
 
-// Adds an end to those that are remembered. False when the file cannot be written.
+// Adds an end to the record. False when the file cannot be written.
 bool RememberEnd(const std::string &path, const ServiceEnd &end);
 
 // Whether a process ended because it was asked to: with exit code 0, or by a signal that asks.

@@ -3,12 +3,11 @@
  * Finding, listing and counting POSIX users and groups (RFC 2307), and checking that a
  * connection can be used for them.
  *
- * A user is an entry with the class posixAccount, its name is "uid", its number
- * "uidNumber"; a group one with posixGroup, named by "cn" and numbered by
- * "gidNumber". Names are put into filters as they are: "*" matches anything, and a
- * caller that hands on what a stranger typed escapes it first (RFC 4515 section 3).
- * Lists are in the server's order. Functions that take a list only append, unless they say
- * otherwise, and what came before a failure stays in it.
+ * A user is an entry with the class posixAccount, its name is "uid", its number "uidNumber"; a
+ * group is one with posixGroup, its name is "cn", its number "gidNumber". Names are put into
+ * filters unchanged: "*" matches anything, and a caller that passes on untrusted input escapes it
+ * first (RFC 4515 section 3). Lists are in the server's order. Functions that take a list only
+ * append, unless they say otherwise, and what came before a failure stays in it.
  */
 #ifndef ZAFOLDAP_BROWSER_H
 #define ZAFOLDAP_BROWSER_H
@@ -32,7 +31,7 @@ typedef struct ZAFOLDAP_BROWSER_OPTIONS {
 
 /* Searches below the base DN and writes the DN of the LAST entry that matches into `szDN`,
  * cut to the buffer; untouched when none does. `szDN` NULL or `cbDN` 0: only count.
- * The number of matching entries; who needs a unique one compares it with 1.
+ * The number of matching entries; a caller that needs a unique one compares it with 1.
  * -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter,
                                            char *szDN, size_t cbDN);
@@ -66,15 +65,15 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRe
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumRequestInit(ZAFOLDAP_SEARCH_REQUEST *pRequest);
 
 /* Appends the DN and the name of every user or group to two parallel lists; either
- * may be NULL. Entries without a name are passed over.
+ * may be NULL. Entries without a name are skipped.
  * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumAll(const ZAFOLDAP_HOST *pHost, QLIBSZLIST **ppUserDNList,
                                             QLIBSZLIST **ppUserUIDList);
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumAll(const ZAFOLDAP_HOST *pHost, QLIBSZLIST **ppGroupDNList,
                                              QLIBSZLIST **ppGroupCNList);
 
-/* The users or groups that carry a number, 0 when it is free. The list may be NULL.
- * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
+/* Appends the DNs of the users or groups that have a number. The list may be NULL.
+ * Their number, 0 when it is free; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByUIDNumber(const ZAFOLDAP_HOST *pHost, unsigned int uid,
                                                     QLIBSZLIST **ppUserDNList);
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByGIDNumber(const ZAFOLDAP_HOST *pHost, unsigned int gid,
@@ -97,10 +96,11 @@ ZAFOLDAP_API int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost);
 
 /* Whether users can be listed and the schema has posixAccount, posixGroup, inetOrgPerson and
- * shadowAccount; classes that the record's nSchema holds already count as the server's. `pHost` NULL:
+ * shadowAccount; classes already set in the record's nSchema count as the server's. `pHost` NULL:
  * the saved connection `szSection`.
  * 0, with library error -65537 when the schema lacks one of them: clear the slot first and
- * look at it afterwards. Negative as ZAFOLDAPPosixCheckEnumUser, or when the saved connection cannot be used. */
+ * look at it afterwards. Negative as ZAFOLDAPPosixCheckEnumUser, or when the saved connection
+ * cannot be used. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection);
 
 ZAFOLDAP_END_DECLS

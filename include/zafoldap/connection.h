@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * Where connections come from and go to: saved connections, the appliance's
- * own client binding, and what the server itself says it can do.
+ * Where connections are loaded from and saved to: saved connections, the appliance's own client
+ * binding, and what the server says it supports.
  *
  * Saved connections are sections of "/usr/zafo/etc/private/ldapbrowser.conf"
  * (syntax in platform/file.h) with the keys "uri", "basedn", "binddn",
@@ -20,8 +20,8 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* Fills a record from the saved connection `szSection` (NULL: "root"), then
- * asks the server what it is and which object classes it knows.
+/* Fills a record from the saved connection `szSection` (NULL: "root"), then asks the server for its
+ * type and the object classes it knows.
  *   1   complete
  *   0   filled, but the server could not be asked: the library error says why (an LDAP code)
  *  -1   with platform error 0x2200 (no such connection, or the file cannot be read), 0x0F00
@@ -52,8 +52,8 @@ ZAFOLDAP_API int ZAFOLDAPSSLGetByBindConfig(ZAFOLDAP_HOST *pHost);
 
 /* Sets nServerType: 1 when "cn=zafoconf" exists under the base DN, else 2 when an
  * "ou=macosxodconfig" does, else 0.
- * 0; -1 as ZAFOLDAPSearchResultGet, or with 0x0E00 (the marker's DN would have more than 1023 bytes),
- * the field being left as it was. */
+ * 0; -1 as ZAFOLDAPSearchResultGet, or with 0x0E00 (the marker's DN would have more than 1023
+ * bytes), the field being left as it was. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *pHost);
 
 /* Saves a connection under `szSection` (NULL: "root"). Fields that are NULL

@@ -9,22 +9,19 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* 1 when verbose logging is on, else 0. The first call decides by whether
- * "/tmp/zafoldap_debug" counts and is readable, and the answer holds for the life of
- * the process. The file's content does not matter.
+/* 1 when verbose logging is on, else 0. It is on if "/tmp/zafoldap_debug" counts and is readable at
+ * the first call; the answer holds for the life of the process. The file's content does not matter.
  *
- * While the switch is on the log shows more than others may know: bind passwords
- * are masked, but the command line that sets a new password is logged as it is, and
- * change files with password hashes stay in "/tmp" (mode 0600). "/tmp" is
- * everybody's, so a marker counts only where nobody but root and the process's
- * own effective user can have put it: a regular file of root's or of the effective
- * user's, with one link, in a "/tmp" whose others cannot rename what is not theirs
- * (sticky, as it is everywhere). A link, a FIFO or a folder of that name is
- * nothing, whoever made it; nothing is followed or opened.
+ * While the switch is on, the log contains secrets: bind passwords are masked, but the command line
+ * that sets a new password is logged unchanged, and change files with password hashes stay in
+ * "/tmp" (mode 0600). Anyone can write to "/tmp", so a marker counts only if nobody but root or the
+ * process's own effective user can have created it: a regular file owned by root or the effective
+ * user, with one link, in a "/tmp" where others cannot rename files they do not own (sticky, as
+ * usual). A link, a FIFO or a folder of that name is ignored whoever made it; nothing is followed
+ * or opened.
  *
- * Limit: where the kernel lets everybody link files that are not theirs
- * (fs.protected_hardlinks 0), a link to a file of root's that root then removes
- * has become its only one, and counts. */
+ * Limit: if the kernel allows links to other users' files (fs.protected_hardlinks 0), a link to a
+ * file of root's that root then removes becomes its only link, and counts. */
 ZAFOLDAP_API int ZAFOLDAPDebugEnabled(void);
 
 ZAFOLDAP_END_DECLS

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * The library's error slot and the messages behind its codes.
+ * The library's error slot and the messages for its codes.
  *
  * Codes come in two ranges. Small positive codes are LDAP result codes
  * (RFC 4511 section 4.1.9) as the OpenLDAP tools exit with them, 255 being
@@ -46,9 +46,8 @@ ZAFOLDAP_API int ZAFOLDAPErrReset(void);
 ZAFOLDAP_API int ZAFOLDAPErrGet(void);
 
 /* The message key of a code, a constant; "" (never NULL) for a code without a
- * message, 0 among them. When `pszSection` is not NULL the section of the key
- * is stored through it; it is left as it was when there is no message, so
- * initialise it.
+ * message, 0 among them. When `pszSection` is not NULL the section of the key is stored through it;
+ * it is unchanged when there is no message, so initialise it.
  *
  *     const char *szSection = "common";
  *     const char *szKey = ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), &szSection);

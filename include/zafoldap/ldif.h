@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * LDIF change files (RFC 2849): a temporary file that is filled with change
- * records and handed to ZAFOLDAPModify (zafoldap/modify.h).
+ * LDIF change files (RFC 2849): a temporary file that is filled with change records and passed to
+ * ZAFOLDAPModify (zafoldap/modify.h).
  *
  *     ZAFOLDAP_LDIF ldif;
  *     ZAFOLDAPLdifInit(&ldif, NULL);
@@ -11,10 +11,9 @@
  *     ZAFOLDAPLdifAttrDelete(&ldif, "description", NULL);
  *     int r = ZAFOLDAPModify(&host, &ldif, 0);
  *
- * Values of the plain writers are written as they are: the caller sees to it
- * that they are safe LDIF text (no line break, no leading blank, colon or "<").
- * The value format is a printf format: hand values over as arguments, never as the
- * format. A writer whose arguments are valid returns 0; errors of the file
+ * The plain writers write values unchanged: the caller makes sure that they are safe LDIF text (no
+ * line break, no leading blank, colon or "<"). The value format is a printf format: pass values as
+ * arguments, never as the format. A writer whose arguments are valid returns 0; errors of the file
  * itself are not reported.
  */
 #ifndef ZAFOLDAP_LDIF_H
@@ -38,9 +37,9 @@ typedef struct ZAFOLDAP_LDIF {
 
 /* Opens a change file for writing, empty and with mode 0600. `szPath` NULL makes
  * a new name "/tmp/PID_SEQUENCE.ldif": a stale file of that name is removed,
- * and links are not followed. Where something stands that cannot be removed (a folder, say) the
- * next number is tried, and after a hundred of them numbers further on; a thousand in
- * all. The log has the reason of a failure. A given path (at most 255 characters) is truncated.
+ * and links are not followed. If the name is taken by something that cannot be removed (such as a
+ * folder), the next number is tried, and after a hundred of them numbers further on, a thousand in
+ * all. The log has the reason for a failure. A given path (at most 255 characters) is truncated.
  * 0; -1 with 0x0900 (cannot be opened) or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath);
 
@@ -54,7 +53,7 @@ ZAFOLDAP_API int ZAFOLDAPLdifChangeType(ZAFOLDAP_LDIF *pLDIF, const char *szType
 ZAFOLDAP_API int ZAFOLDAPLdifLine(ZAFOLDAP_LDIF *pLDIF, const char *szFmt, ...)
     ZAFOLDAP_PRINTF(2, 3);
 
-/* "-", when the record holds an attribute line already. */
+/* "-", when the record already holds an attribute line. */
 ZAFOLDAP_API int ZAFOLDAPLdifSepAttr(ZAFOLDAP_LDIF *pLDIF);
 
 /* "NAME: VALUE", of any length. */

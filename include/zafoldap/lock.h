@@ -10,18 +10,17 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* Takes a lock on `szFile`, which is made with mode 0600 when it is missing
- * and stays in place afterwards. `flag` is LOCK_SH (1) or LOCK_EX (2) of
- * <sys/file.h>. Never waits for a lock. A link is not followed.
+/* Takes a lock on `szFile`, which is created with mode 0600 if missing and stays in place
+ * afterwards. `flag` is LOCK_SH (1) or LOCK_EX (2) of <sys/file.h>. Never waits for a lock. A link
+ * is not followed.
  *
- * In a folder in which others may make files, such as "/tmp", only a file counts that
- * nobody else can hold a lock on: a regular file of root's or of the effective
- * user's, with one link and no right for group and others. What a stranger has put there
- * instead (a file of his own, a link, a FIFO, a folder) does not keep root out: root's
- * own file takes its place, what was there is removed (a folder that is not empty stays
- * beside it under another name), and the log says so. For a user who is not root the call
- * fails, and the log names what is in the way; so it does for root where that is a folder,
- * link or FIFO of root's own. In other folders every file counts that can be opened.
+ * In a folder in which others may create files, such as "/tmp", only a file that nobody else can
+ * lock is accepted: a regular file owned by root or the effective user, with one link and no
+ * permissions for group and others. Anything else put there by another user (a file of theirs, a
+ * link, a FIFO, a folder) does not keep root out: it is removed (a folder that is not empty is
+ * renamed), root's own file takes its place, and the log says so. For other users the call fails,
+ * and the log names what is in the way; the same holds for root if it is a folder, link or FIFO of
+ * root's own. In other folders any file that can be opened is accepted.
  *
  * Returns the descriptor that holds the lock, 0 or more, released with
  * ZAFOLDAPUnLock; it is closed on exec. -1 with

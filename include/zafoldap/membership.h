@@ -7,10 +7,10 @@
  * entry's real DN is. A user's primary group is the one with its gidNumber. Functions that need
  * szLoginSuffix of the connection to be set say so.
  *
- * Changes of one call are one change file: ldapmodify(1) stops at the first record
- * that the server refuses, those before it stay. None of the texts may hold a line break (0x0D00). A
- * value that begins with a blank is written in base64. A name or number of more than 1023 bytes that a
- * lookup finds is refused with 0x0E00.
+ * The changes of one call are one change file: ldapmodify(1) stops at the first record that the
+ * server refuses, and those before it stay. None of the texts may contain a line break (0x0D00). A
+ * value that begins with a blank is written in base64. A name or number of more than 1023 bytes
+ * that a lookup finds is refused with 0x0E00.
  */
 #ifndef ZAFOLDAP_MEMBERSHIP_H
 #define ZAFOLDAP_MEMBERSHIP_H
@@ -34,20 +34,20 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *pHost, co
                                                   QLIBSZLIST **ppGroupDNList,
                                                   QLIBSZLIST **ppGroupNameList);
 
-/* The login names of the users whose primary group it is, into a list that is emptied
+/* Writes the login names of the users whose primary group this is into a list that is emptied
  * first. The group is named by DN, or by name when `szGroupDN` is NULL.
  * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *pHost,
                                                        const char *szGroupDN, const char *szGroupCN,
                                                        QLIBSZLIST **ppUserUIDList);
 
-/* The login names that a group lists, into a list that is emptied first.
+/* Writes the login names that a group lists into a list that is emptied first.
  * Their number; -1 with 0x1800 (no such group), as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                                   QLIBSZLIST **ppUserUIDList);
 
 /* Appends the login names of all users that are neither listed in the group nor have it
- * as their primary group (names that the list held before are taken out by the same rule).
+ * as their primary group (the same rule removes names that were in the list before).
  * 0; -1 as the functions above. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost,
                                                      const char *szGroupDN,
@@ -55,14 +55,13 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost,
 
 /* --- changes -------------------------------------------------------------- */
 
-/* All of them need szLoginSuffix, and give 0, or -1 as ZAFOLDAPModify or with
+/* All of them need szLoginSuffix and return 0, or -1 as ZAFOLDAPModify or with
  *   platform error 0x0D00
  *   platform error 0x0B00 the disk has no room for the change file: nothing was changed
  *   platform error 0x0F00 the server gave the DN of a group with a line break in it */
 
-/* Adds a user to the groups of one list of DNs and takes it out of those of the other; either
- * may be NULL. Groups that are as wanted already are not touched.
- * By DN also 0x1D00 (no such user). */
+/* Adds a user to the groups of one list of DNs and removes it from those of the other; either may
+ * be NULL. Groups that need no change are not touched. By DN also 0x1D00 (no such user). */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost,
                                                    const char *szUserUID,
                                                    const QLIBSZLIST *pAddedGroupDNList,
@@ -71,15 +70,15 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *pHost, co
                                                   const QLIBSZLIST *pAddedGroupDNList,
                                                   const QLIBSZLIST *pRemovedGroupDNList);
 
-/* Adds users to a group and takes others out, without looking first: a user who is in
- * already is refused by the server (LDAP code 20), one who is not there likewise (16), and then
- * nothing is changed. An EMPTY removed list takes out EVERY member: pass NULL for none. */
+/* Adds users to a group and removes others without checking first: the server refuses to add a
+ * member (LDAP code 20) or to remove a user who is not one (16), and then nothing is changed. An
+ * EMPTY removed list removes EVERY member: pass NULL for none. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, const char *szGroupDN,
                                                   const QLIBSZLIST *pAddedUserUIDList,
                                                   const QLIBSZLIST *pRemovedUserUIDList);
 
 /* Follows a change of a user's name in every group that lists the old one; a new name of NULL
- * takes the user out. By DN also 0x1D00 (no such user). */
+ * removes the user. By DN also 0x1D00 (no such user). */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost,
                                                            const char *szUserUID,
                                                            const char *szNewUserUID);
@@ -87,9 +86,9 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDA
                                                                    const char *szUserDN,
                                                                    const char *szNewUserUID);
 
-/* Follows a change of a user's primary group: takes the user out of the groups with the old
- * number and adds it to those with the new one; either may be NULL. A number that no
- * group has is passed over. */
+/* Follows a change of a user's primary group: removes the user from the groups with the old number
+ * and adds it to those with the new one; either may be NULL. A number that no group has is ignored.
+ * */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *pHost,
                                                            const char *szUserUID,
                                                            const unsigned int *pOldGid,

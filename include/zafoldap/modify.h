@@ -14,8 +14,8 @@ ZAFOLDAP_BEGIN_DECLS
 /* Runs "/usr/zafo/bin/ldapmodify" (ldapmodify(1)) on a change file and
  * consumes it: whatever the result, the file is closed, removed (kept while
  * debugging) and its name emptied, except after a bad argument. With `blAdd`
- * records without a change type are added as new entries. A file without
- * attribute lines is not run and counts as done.
+ * records without a change type are added as new entries. A file without attribute lines is not
+ * run, and the call succeeds.
  *
  * The server applies each record as a whole or not at all, in order, and the
  * tool stops at the first that fails: records before it stay applied.

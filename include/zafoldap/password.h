@@ -21,9 +21,9 @@ ZAFOLDAP_BEGIN_DECLS
 ZAFOLDAP_API int ZAFOLDAPEncryptPasswd(const char *szClearPass, char *szEncryptPass,
                                        size_t cbEncryptPass);
 
-/* Has the server set the password of the entry `szUserDN` (a whole DN) with
- * "/usr/zafo/bin/ldappasswd" (RFC 3062, ldappasswd(1)), bound as the record says;
- * the server stores it in a scheme of its own choice.
+/* Asks the server to set the password of the entry `szUserDN` (a full DN) with
+ * "/usr/zafo/bin/ldappasswd" (RFC 3062, ldappasswd(1)), bound as the record says; the server
+ * chooses the scheme in which it is stored.
  * 0; -1 with 0x0D00 or 0x0200, or with neither slot changed when the tool
  * failed (its exit code is in the log). */
 ZAFOLDAP_API int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *pHost, const char *szUserDN,

@@ -31,9 +31,9 @@ typedef struct ZAFOLDAP_RESULT {
 /* Zeroes the record and makes both lists. 0; -1 with 0x0D00, or 0x0200 (nothing is kept). */
 ZAFOLDAP_API int ZAFOLDAPResultInit(ZAFOLDAP_RESULT *pResult);
 
-/* Replaces the pairs of `pDst` (initialised) by copies of those of `pSrc` and
- * copies nEntry, nExitCode and nReserved. The copy never owns the search; a search
- * that `pDst` had open is forgotten, so do not clone into one.
+/* Replaces the pairs of `pDst` (initialised) with copies of those of `pSrc` and copies nEntry,
+ * nExitCode and nReserved. The copy never owns the search; a search that `pDst` had open is
+ * forgotten, so do not clone into one.
  * 0; -1 with 0x0D00, or 0x0200 (the copy is then partial). */
 ZAFOLDAP_API int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESULT *pSrc);
 
@@ -55,9 +55,8 @@ ZAFOLDAP_API const char *ZAFOLDAPResultGetAt(const ZAFOLDAP_RESULT *pResult, int
 /* The number of pairs; -1 with 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPResultGetAttrCount(const ZAFOLDAP_RESULT *pResult);
 
-/* Empties *pplistValues (a list of the caller's) and appends copies of every value of
- * `szAttr`. Their number, 0 when the entry has none; -1 with 0x0D00, or with
- * 0x0200 (the list is then empty). */
+/* Empties *pplistValues (the caller's list) and appends copies of every value of `szAttr`. Their
+ * number, 0 when the entry has none; -1 with 0x0D00, or with 0x0200 (the list is then empty). */
 ZAFOLDAP_API int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char *szAttr,
                                       QLIBSZLIST **pplistValues);
 
@@ -65,7 +64,8 @@ ZAFOLDAP_API int ZAFOLDAPResultGetAll(const ZAFOLDAP_RESULT *pResult, const char
  * when there is none, or with 0x0D00. The entry's DN is the value of "dn". */
 ZAFOLDAP_API const char *ZAFOLDAPResultGetFirst(const ZAFOLDAP_RESULT *pResult, const char *szAttr);
 
-/* Removes all pairs. 0; -1 with 0x0D00, or as the platform says that a list cannot be emptied. */
+/* Removes all pairs. 0; -1 with 0x0D00, or with the platform's error when it cannot empty a list.
+ * */
 ZAFOLDAP_API int ZAFOLDAPResultRemoveAll(ZAFOLDAP_RESULT *pResult);
 
 /* Frees both lists, closes a search that is still open and zeroes the record;

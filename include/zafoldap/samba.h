@@ -26,24 +26,23 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* Decides what a counter hands out. On entry *pValue is the value read; the
- * function may replace it by the value to report and sets *pNext to the value
- * the counter is to take. A negative result gives up. */
+/* Decides which value a counter gives out. On entry *pValue is the value read; the function may
+ * replace it with the value to report, and sets *pNext to the counter's new value. A negative
+ * result gives up. */
 typedef int (*ZAFOLDAP_ATOMIC_CHECK)(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, uint64_t *pNext,
                                      void *pTruck);
 
-/* Replaces the value `szRemoveVal` of an attribute by `szAddVal`, or does nothing
- * when the entry does not hold it. None of the texts may hold a line break (0x0D00); one that begins
- * with a blank is written in base64.
+/* Replaces the value `szRemoveVal` of an attribute with `szAddVal`, or does nothing when the entry
+ * lacks it. None of the texts may contain a line break (0x0D00); one that begins with a blank is
+ * written in base64.
  * 0; -1 as ZAFOLDAPModify (library error 16: the value is not there), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPAtomicRemoveAdd(const ZAFOLDAP_HOST *pHost, const char *szDN,
                                          const char *szAttr, const char *szRemoveVal,
                                          const char *szAddVal);
 
-/* Moves the counter in `szAttr` of the entry `szDN` on: by 1, or to what `pfnCheck`
- * (may be NULL, called with `pTruck`) decides. Makes up to 10 attempts. *pValue becomes
- * the value that was current, or the one the check function put in its place; it is
- * left alone on failure.
+/* Advances the counter in `szAttr` of the entry `szDN` by 1, or as `pfnCheck` (may be NULL, called
+ * with `pTruck`) decides. Makes up to 10 attempts. *pValue becomes the value that was current, or
+ * the one the check function put in its place; it is left alone on failure.
  * 0; -1 as ZAFOLDAPSearchGetValueByDN, when the check function gave up, as
  * ZAFOLDAPAtomicRemoveAdd after the tenth lost attempt, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPAtomicIncr(const ZAFOLDAP_HOST *pHost, const char *szDN,
@@ -72,19 +71,17 @@ ZAFOLDAP_API int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *pHost, char *szBuf, si
 /* The same as a number, decimal; 0 when there is none. *pValue is left alone on failure. */
 ZAFOLDAP_API int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *pValue, int type);
 
-/* Takes the next free uid or gid number from the pool and moves its counter on,
- * whether or not an account is made with it. Numbers that an account carries
- * already are stepped over; after the highest comes the lowest. Bounds that cannot be read are 0 and
- * 4294967295.
- * The number; -1 when the pool is full (wherever its counter stands, the search for a free number
- * ends), when its bounds make no sense, as
- * ZAFOLDAPAtomicIncr, or 0x0D00. */
+/* Takes the next free uid or gid number from the pool and advances its counter, whether or not an
+ * account is created with it. Numbers already used by an account are skipped; after the highest
+ * comes the lowest. Limits that cannot be read are 0 and 4294967295.
+ * The number; -1 when the pool is full (wherever its counter is, the search for a free number
+ * ends), when its limits make no sense, as ZAFOLDAPAtomicIncr, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *pHost);
 
 /* Takes the domain's next relative identifier and writes the whole SID
- * ("S-1-5-21-…-RID"), cut to the buffer; 256 bytes suffice. Of a domain entry without a
- * "sambaSID" only "-RID" is left: ZAFOLDAPSambaXidGet says beforehand whether it has one.
+ * ("S-1-5-21-…-RID"), cut to the buffer; 256 bytes suffice. For a domain entry without a "sambaSID"
+ * the result is only "-RID": call ZAFOLDAPSambaXidGet first to see whether it has one.
  * 0; -1 as ZAFOLDAPAtomicIncr, with 0x0F00 (the base DN has no "dc" component), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPSambaSIDGen(const ZAFOLDAP_HOST *pHost, char *szSID, size_t cbSID);
 

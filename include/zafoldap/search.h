@@ -3,8 +3,8 @@
  * Searching a directory: the request, the open search and ready-made searches.
  *
  * A search runs "/usr/zafo/bin/ldapsearch" (ldapsearch(1)) and reads its LDIF
- * (RFC 2849) entry by entry; memory does not grow with the answer, and what a server may
- * send as one entry is bounded.
+ * (RFC 2849) entry by entry; memory does not grow with the answer, and the size of one entry is
+ * limited.
  *
  *     ZAFOLDAP_SEARCH_REQUEST request;
  *     ZAFOLDAP_RESULT entry;
@@ -65,26 +65,26 @@ ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
                                     ZAFOLDAP_RESULT *pResult);
 
 /* Reads the next entry inside the request's window (nOffset, nCount).
- * 1 an entry is in `pResult`; 0 the answer has ended well, and at every call after that.
+ * 1 an entry is in `pResult`; 0 the answer ended without an error, and at every later call.
  * -1 with
  *   library error = LDAP result code  the tool failed with that exit code (also in
  *                         pResult->nExitCode); 4 is a size limit, what came before is valid
  *   no error changed      the tool was killed by a signal, or its output makes no sense
  *                         (a line of base64 that does not decode, a continuation of nothing)
  *   platform error 0x0A00 the output cannot be read
- *   platform error 0x0200 there is no memory; or a line of it has more than 16 MiB (a value of 12 MiB
- *                         in base64), or an entry more than 32 MiB, counting 32 bytes for each
- *                         value beside its text
+ *   platform error 0x0200 out of memory; or a line has more than 16 MiB (a value of 12 MiB in
+ *                         base64), or an entry more than 32 MiB, counting 32 bytes per value
+ *                         in addition to its text
  *   platform error 0x0D00
  * Base64 values are decoded, but not in a last entry that no blank line ends. References to other
- * servers, which the tool writes as comments, are no entries: they are not followed, not handed
- * out and not counted. */
+ * servers, which the tool writes as comments, are not entries: they are not followed, not returned
+ * and not counted. */
 ZAFOLDAP_API int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                        ZAFOLDAP_RESULT *pResult);
 
-/* Ends the search, wherever it is, and frees BOTH the request and the result:
- * pass a clone to use a request again. Ending a search early makes the tool
- * stop; its exit code is recorded like any other. NULLs are accepted. Always 0. */
+/* Ends the search at any point and frees BOTH the request and the result: pass a clone to use a
+ * request again. Ending a search early makes the tool stop; its exit code is recorded like any
+ * other. NULLs are accepted. Always 0. */
 ZAFOLDAP_API int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult);
 
 /* Writes the command line that ZAFOLDAPSearchInit would run, for logs: each
@@ -101,17 +101,16 @@ typedef int (*ZAFOLDAP_RESULT_HANDLER)(const ZAFOLDAP_HOST *pHost,
                                        const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                        const ZAFOLDAP_RESULT *pResult, void *pData);
 
-/* Runs a whole search; the caller's request is left as it is.
- * 0, also when the handler ended it; the handler's negative value; -1 as
- * ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext. */
+/* Runs a whole search; the caller's request is unchanged. 0, also when the handler ended it; the
+ * handler's negative value; -1 as ZAFOLDAPSearchInit and ZAFOLDAPSearchGetNext. */
 ZAFOLDAP_API int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *pHost,
                                          const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                          ZAFOLDAP_RESULT_HANDLER pResultHandler, void *pData);
 
 /* The DN and the first value of `szAttr` ("" when it has none) of every entry
- * found, into two parallel lists of the caller's, which are emptied first. With
- * `szAttr` exactly "dn" only DNs are asked for, and `pplistValue` may be NULL.
- * The request's own attribute list does not count.
+ * found, into two parallel lists of the caller's, which are emptied first. With `szAttr` exactly
+ * "dn" only DNs are requested, and `pplistValue` may be NULL. The request's own attribute list is
+ * ignored.
  * 0; -1 as ZAFOLDAPSearchResultGet (the lists then hold what came). */
 ZAFOLDAP_API int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost,
                                          const ZAFOLDAP_SEARCH_REQUEST *pRequest,

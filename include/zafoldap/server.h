@@ -9,8 +9,8 @@
  *     param.szRootPW = password;
  *     if (ZAFOLDAPServerEnable(&param) != 0) …
  *
- * Enabling the service (platform/service.h) is the caller's act and comes
- * first: a service that is not enabled cannot be started.
+ * The caller enables the service (platform/service.h) first: a service that is not enabled cannot
+ * be started.
  *
  * Files
  *   /usr/zafo/etc/openldap/slapd.conf            slapd.conf(5), written anew from
@@ -24,12 +24,12 @@
  * itself, past the server and its access rules. There is no lock: one process
  * at a time may create, load or reset the database.
  *
- * Suffix and DNs are LDAP DNs in their string form (RFC 4514). The suffix is written
- * into the access rules as it is: a suffix with a double quote or a backslash is one that slapd
- * reads differently there, and operators then have no rights. The offline probe does not find
- * the entries of such a suffix again, nor of one with parentheses or "*": enabling a second time
- * then fails at the base entry, which slapadd refuses, and leaves the server stopped.
- * `zafoldapserver` refuses suffixes of either kind.
+ * Suffix and DNs are LDAP DNs in their string form (RFC 4514). The suffix is written into the
+ * access rules unchanged: slapd reads a suffix with a double quote or a backslash differently
+ * there, and operators then have no rights. The offline probe does not find the entries of such a
+ * suffix again, nor of one with parentheses or "*": enabling a second time then fails at the base
+ * entry, which slapadd refuses, and leaves the server stopped. `zafoldapserver` refuses both kinds
+ * of suffix.
  */
 #ifndef ZAFOLDAP_SERVER_H
 #define ZAFOLDAP_SERVER_H
@@ -58,22 +58,22 @@ typedef struct ZAFOLDAP_SERVER_PARAM {
 /* With a record: stops the server, writes slapd.conf, the saved connection "root"
  * and the access rules, adds what the database lacks, starts the server and adds
  * the default accounts. Only the first three fields are read; the pool runs from
- * 1000000 to 2097151. Everything that exists already is kept, so the call may be
- * repeated. With NULL: stops and starts the server, no more.
- * 0; -1 at the first step that fails, what was done before stays. The library error
- * is the exit code of the tool that failed, where it was one. */
+ * 1000000 to 2097151. Whatever exists is kept, so the call may be repeated. With NULL: only stops
+ * and starts the server.
+ * 0; -1 at the first step that fails, earlier steps stay done. The library error is the exit code
+ * of the tool, if a tool failed. */
 ZAFOLDAP_API int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *pParms);
 
-/* Starts the service and looks two seconds later whether it still runs. 0; -1. */
+/* Starts the service and checks two seconds later that it is still running. 0; -1. */
 ZAFOLDAP_API int ZAFOLDAPServerStart(void);
 
-/* Stops the service. 0; -1 with platform error 0xD200, or (with a line in the log)
- * when it says that it still runs. A process that is not the service's is never
- * ended, whatever the pid file says. */
+/* Stops the service. 0; -1 with platform error 0xD200, or (with a line in the log) when it still
+ * reports itself as running. Only the service's own process is ever ended, whatever the pid file
+ * says. */
 ZAFOLDAP_API int ZAFOLDAPServerStop(void);
 
-/* 1 when the service is enabled and its pid file names a living process, whose
- * number goes to `*pPid` (NULL: not wanted); else 0. */
+/* 1 when the service is enabled and its pid file names a living process, whose number is stored in
+ * `*pPid` (may be NULL); else 0. */
 ZAFOLDAP_API int ZAFOLDAPServerIsStarted(int *pPid);
 
 /* --- Configuration ---------------------------------------------------------- */
@@ -84,8 +84,8 @@ ZAFOLDAP_API int ZAFOLDAPServerIsStarted(int *pPid);
  * 0; -1 with 0x0D00, 0x0200, 0x0900, 0x0B00 or the errors of ZAFOLDAPEncryptPasswd. */
 ZAFOLDAP_API int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *pParms);
 
-/* Sets one directive of slapd.conf, which is made from its template when there is none.
- * As ZAFOLDAPConfSetOne (platform/ldap.h), to which the arguments go unchecked. */
+/* Sets one directive of slapd.conf, which is created from its template if missing. As
+ * ZAFOLDAPConfSetOne (platform/ldap.h), to which the arguments are passed unchecked. */
 ZAFOLDAP_API int ZAFOLDAPSlapdConfSetOne(const char *szKey, const char *szValue);
 
 /* Writes the access rules for a suffix and puts them in place in one step. The rules:
@@ -94,7 +94,7 @@ ZAFOLDAP_API int ZAFOLDAPSlapdConfSetOne(const char *szKey, const char *szValue)
  * before; members (memberUid) of "cn=Directory Operators,cn=groups,SUFFIX" write everything.
  * The same suffix always gives the same bytes. Of the DN of that group at most 1023 bytes
  * are used.
- * 0; -1 with 0x0D00 or a line in the log. A failure leaves the rules that were there. */
+ * 0; -1 with 0x0D00 or a line in the log. A failure leaves the old rules in place. */
 ZAFOLDAP_API int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms);
 
 /* Writes the same rules into `szPath`, which is created or truncated. 0; -1 when it
@@ -107,8 +107,8 @@ ZAFOLDAP_API int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVE
  * with the id pool of the record's six numbers, the Samba domain; then indexes it. The
  * suffix is read from slapd.conf; it needs a "dc" component. A running server is stopped
  * and started around every entry.
- * 0; -1 at the first entry that cannot be added, one whose DN would have more than 1023 bytes (0x0E00)
- * among them; those before it stay. */
+ * 0; -1 at the first entry that cannot be added, one whose DN would have more than 1023 bytes
+ * (0x0E00) among them; those before it stay. */
 ZAFOLDAP_API int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *pParms);
 
 /* Adds the Samba domain named by the suffix's first domain component, with a new
@@ -123,17 +123,17 @@ ZAFOLDAP_API int ZAFOLDAPServerSambaDomainCreate(const char *szSuffix,
 ZAFOLDAP_API int ZAFOLDAPServerDBReset(void);
 
 /* Loads the entries of a change file (zafoldap/ldif.h) and deletes the file; a file
- * without attribute lines is only deleted. A running server is stopped and started again,
- * whatever comes of it.
+ * without attribute lines is only deleted. A running server is stopped and restarted, whatever the
+ * result.
  * 0; -1 with 0x0900 (slapadd cannot be started), with the library error and the record's
- * nExitCode set to slapadd's exit code, with 0x0D00, or, the file being kept, when slapd.conf
- * names no suffix. */
+ * nExitCode set to slapadd's exit code, with 0x0D00, or, keeping the file, when slapd.conf names no
+ * suffix. */
 ZAFOLDAP_API int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *pLDIF);
 
 /* 1 when the database holds an entry with exactly this DN, byte for byte; 0 when not, and
  * when that cannot be found out: with platform error 0x0900 or 0x0200, or with neither slot changed
- * when slapcat's output breaks off. -1 with 0x0D00. The DN also stands in a search filter and is not
- * escaped there. */
+ * when slapcat's output breaks off. -1 with 0x0D00. The DN also stands in a search filter and is
+ * not escaped there. */
 ZAFOLDAP_API int ZAFOLDAPServerDNIsExist(const char *szDN);
 
 /* 1 when the database holds no data, else 0. */
@@ -143,14 +143,15 @@ ZAFOLDAP_API int ZAFOLDAPServerDBIsEmpty(void);
 
 /* Adds the groups "users" (gid 1000001), "Directory Operators" (1000000) and "administrators"
  * (1000002) and the user "admin" (uid 1000000, the directory administrator's password), a
- * member of the last two, over the saved connection "root". What exists by name is kept.
+ * member of the last two, over the saved connection "root". Names that exist are kept.
  * 0; -1 with the library error of the step that failed: -65541 or -65540 when a number belongs
  * to another name. */
 ZAFOLDAP_API int ZAFOLDAPServerDefaultAdd(void);
 
-/* Adds the container "cn=NAME,BASE". The name is escaped in the DN, may not hold a line break, and is
- * written in base64 as the value of "cn" when it begins with a blank.
- * 0; -1 as ZAFOLDAPModify (68: it exists), 0x0E00 (the DN would have more than 1023 bytes), 0x0D00. */
+/* Adds the container "cn=NAME,BASE". The name is escaped in the DN, must not contain a line break,
+ * and is written in base64 as the value of "cn" when it begins with a blank.
+ * 0; -1 as ZAFOLDAPModify (68: it exists), 0x0E00 (the DN would have more than 1023 bytes), 0x0D00.
+ * */
 ZAFOLDAP_API int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *pHost, const char *szNodeName);
 
 /* Adds the base entry of the connection's tree, a domain. 0; -1 as ZAFOLDAPModify, or when

@@ -144,9 +144,10 @@ TEST_F(HostileAccounts, IdCheckNamesWhoIsListedAndNotThere) {
             found.push_back(step["result"].get<std::string>() + ": " +
                             step["detail"].get<std::string>());
     }
-    EXPECT_THAT(found,
-                ElementsAre("failed: nobody of these names is there: Directory Operators lists "
-                            "dora; staff lists carl"));
+    EXPECT_THAT(
+        found,
+        ElementsAre(
+            "failed: no user has these names: Directory Operators lists dora; staff lists carl"));
 }
 
 // --- accounts of the system --------------------------------------------------------------
@@ -190,10 +191,10 @@ TEST_F(HostileAccounts, IdCheckNamesAccountsOfSystems) {
     for (const Json &step : check["data"])
         details[step["step"]] =
             step["result"].get<std::string>() + ": " + step["detail"].get<std::string>();
-    EXPECT_EQ(details["uid system"], "failed: a system's own: 33 of low");
-    EXPECT_THAT(details["uid names"], HasSubstr("failed: a system's own: root ("));
-    EXPECT_EQ(details["gid system"], "warning: a system's own: 42 of low");
-    EXPECT_THAT(details["gid names"], HasSubstr("warning: a system's own: docker ("));
+    EXPECT_EQ(details["uid system"], "failed: belongs to a system: 33 of low");
+    EXPECT_THAT(details["uid names"], HasSubstr("failed: belongs to a system: root ("));
+    EXPECT_EQ(details["gid system"], "warning: belongs to a system: 42 of low");
+    EXPECT_THAT(details["gid names"], HasSubstr("warning: belongs to a system: docker ("));
 }
 
 // --- values for the files of this system ---------------------------------------------------
@@ -234,8 +235,8 @@ TEST_F(HostileAccounts, APasswordThatCannotBeKeptIsNoPassword) {
     const ProgramRun run = Line("migrate users --to local --yes");
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_THAT(run.err,
-                HasSubstr("1 user without a password on this system, because the directory's "
-                          "is no {crypt} hash: anna. passwd NAME sets one"));
+                HasSubstr("1 user without a password on this system, because the directory's is "
+                          "not a {crypt} hash: anna. passwd NAME sets one"));
     EXPECT_THAT(LineOf("/etc/shadow", "anna"), testing::StartsWith("anna:!:"));
 }
 

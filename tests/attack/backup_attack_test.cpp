@@ -82,7 +82,7 @@ TEST_F(SharedFolder, ANumberWithoutASuccessorDoesNotEndBackups) {
 
 TEST_F(SharedFolder, IsWarnedOfWithTheRemedy) {
     const ProgramRun set = ServerLine(std::string("backup config set --dir ") + kFolder);
-    EXPECT_THAT(set.err, AllOf(HasSubstr("/backups can be written by everybody"),
+    EXPECT_THAT(set.err, AllOf(HasSubstr("/backups is writable by everybody"),
                                HasSubstr("hint: chmod go-w /backups")));
     const Json finding = Finding(ZafoldapserverJson({"check"}, 0), "backup-destination");
     EXPECT_EQ(finding["severity"], "warning") << finding;
@@ -117,9 +117,9 @@ class Confirmed : public BackupAttack {
     template <typename Meanwhile>
     static int RestoreWhile(Meanwhile meanwhile, std::string *seen) {
         OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-        program.Answer("to go on: ", "");
+        program.Answer("to continue: ", "");
         meanwhile();
-        program.Answer("to go on: ", "dc=example,dc=com\n");
+        program.Answer("to continue: ", "dc=example,dc=com\n");
         const int exit_code = program.Finish();
         *seen = program.Seen();
         return exit_code;
@@ -214,14 +214,14 @@ TEST_F(BackupAttack, ARefusedLineIsNamedWithItsEntry) {
     const ProgramRun run = ServerLine("restore " + crafted + " --yes");
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.err, AllOf(HasSubstr("in the entry \"dn: cn=x,dc=example,dc=com\""),
-                               HasSubstr("to be read from a file or address")));
+                               HasSubstr("to be read from a file or URL")));
 }
 
 TEST_F(BackupAttack, ANulInAnEntryIsRefused) {
     const std::string crafted =
         WithEntries(Make(), kRole + std::string("description: a\0\nx: b\n\n", 21));
     EXPECT_THAT(RunProgram({kBackupTool, "-r", crafted}).err,
-                HasSubstr("holds a control character"));
+                HasSubstr("contains a control character"));
 }
 
 // --- An entry at the administrator's DN ---------------------------------------------------
@@ -249,7 +249,7 @@ TEST_P(AdministratorsEntry, IsNotRestored) {
     const std::string crafted = WithEntries(Make(), GetParam().text + std::string(kPlanted));
     const ProgramRun run = RunProgram({kBackupTool, "-r", crafted});
     EXPECT_EQ(run.exit_code, 8) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("holds an entry cn=admin,dc=example,dc=com"));
+    EXPECT_THAT(run.err, HasSubstr("has an entry cn=admin,dc=example,dc=com"));
     const ProgramRun bind =
         RunProgram({"/usr/bin/ldapwhoami", "-x", "-ZZ", "-o", "TLS_REQCERT=never", "-H",
                     "ldap://localhost", "-D", kAdminDn, "-w", "planted"});
@@ -330,10 +330,10 @@ TEST_F(BackupAttack, NoTextOfABackupsConfigurationIsPutInPlace) {
     ASSERT_EQ(ServerLine("reset --yes").exit_code, 0);
     const ProgramRun run = ServerLine("restore " + crafted + " --yes");
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, AllOf(HasSubstr("slapd.conf was made anew; that of the backup differs in "
+    EXPECT_THAT(run.err, AllOf(HasSubstr("slapd.conf was rewritten; that of the backup differs in "
                                          "authz-regexp, include, moduleload"),
-                               HasSubstr("the access rules were made anew"),
-                               HasSubstr("is no hash and was not taken")));
+                               HasSubstr("the access rules were rewritten"),
+                               HasSubstr("is not a hash and was not used")));
     EXPECT_THAT(ReadFile(kSlapdConf),
                 AllOf(HasSubstr("dc=example,dc=com"), Not(HasSubstr("evil"))));
     EXPECT_EQ(ReadFile(kRules), rules);

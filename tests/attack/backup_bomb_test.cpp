@@ -237,12 +237,12 @@ const Row kRows[] = {
     {"OneEntry", OneEntry, "ends an entry of 134217728 bytes"},
     {"EmptyMembers", EmptyMembers, "is empty"},
     {"TinyMembers", TinyMembers, "it has no end"},
-    {"LongName", LongName, "is no plain file"},
-    {"ExtendedHeader", ExtendedHeader, "is no plain file"},
-    {"SparseMap", SparseMap, "it is no tar as this program writes it"},
+    {"LongName", LongName, "is not a plain file"},
+    {"ExtendedHeader", ExtendedHeader, "is not a plain file"},
+    {"SparseMap", SparseMap, "it is not a tar archive as this program writes it"},
     {"SecondFrame", SecondFrame, "it was not compressed by this program"},
-    {"Nested", Nested, "it is no tar as this program writes it"},
-    {"Padding", Padding, "something stands behind its end"},
+    {"Nested", Nested, "it is not a tar archive as this program writes it"},
+    {"Padding", Padding, "there is data after its end"},
 };
 
 // --- Their readers ------------------------------------------------------------------------

@@ -206,7 +206,7 @@ TEST_F(EnabledServer, OfAnEarlierVersionGetsTheRulesByEnablingAgain) {
     const std::string before = Database();
     const ProgramRun enabled = ServerLine(kEnable);
     EXPECT_EQ(enabled.exit_code, 0) << enabled.err;
-    EXPECT_THAT(enabled.err, HasSubstr("slapd.conf is not as its template"));
+    EXPECT_THAT(enabled.err, HasSubstr("slapd.conf differs from its template"));
     EXPECT_EQ(Database(), before);
     EXPECT_EQ(SetNumber("olga", "1"), kInsufficientAccess);
     EXPECT_THAT(ServerLine(kEnable).err, HasSubstr("nothing to do"));

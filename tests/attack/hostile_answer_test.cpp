@@ -191,7 +191,7 @@ TEST_P(EndlessAnswer, EndsAtABoundThatIsNamed) {
     ExpectSmall(run);
 }
 
-constexpr const char *kTooLarge = "more than 32 MiB";
+constexpr const char *kTooLarge = "larger than 32 MiB";
 constexpr const char *kTooLong = "the answer is longer than 8 MiB";
 
 INSTANTIATE_TEST_SUITE_P(

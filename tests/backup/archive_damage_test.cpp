@@ -72,8 +72,9 @@ TEST(DamagedBackup, IsSeenWhenABlockIsLostOrMoved) {
 TEST(DamagedBackup, NamesTheFileAndTheReason) {
     std::string words;
     Refusal(Packed(GoodMembers()), &words);
-    EXPECT_EQ(words,
-              "/b/x.tar.zst: it does not end with the seal of a backup: it is cut, or no backup");
+    EXPECT_EQ(
+        words,
+        "/b/x.tar.zst: it does not end with the seal of a backup: it is cut short or not a backup");
 }
 
 TEST(DamagedBackup, NeedsItsSeal) {
@@ -123,10 +124,10 @@ void Insert(std::vector<Member> &members, std::ptrdiff_t at, Member member) {
 INSTANTIATE_TEST_SUITE_P(
     Members, ForeignBackup,
     ::testing::Values(
-        Case{"NothingInIt", [](auto &m) { m.clear(); }, "it is no backup"},
-        Case{"NoFormat", [](auto &m) { m.erase(m.begin()); }, "it is no backup"},
-        Case{"FormatOfAnotherProgram", [](auto &m) { m[0].bytes = "backup 1\n"; }, "it is no backup"},
-        Case{"FormatWithoutLineEnd", [](auto &m) { m[0].bytes.pop_back(); }, "it is no backup"},
+        Case{"NothingInIt", [](auto &m) { m.clear(); }, "it is not a backup"},
+        Case{"NoFormat", [](auto &m) { m.erase(m.begin()); }, "it is not a backup"},
+        Case{"FormatOfAnotherProgram", [](auto &m) { m[0].bytes = "backup 1\n"; }, "it is not a backup"},
+        Case{"FormatWithoutLineEnd", [](auto &m) { m[0].bytes.pop_back(); }, "it is not a backup"},
         Case{"FormatZero", [](auto &m) { m[0].bytes = "zafoldap-backup 0\n"; }, "no number"},
         Case{"FormatNegative", [](auto &m) { m[0].bytes = "zafoldap-backup -1\n"; }, "no number"},
         Case{"FormatWithText", [](auto &m) { m[0].bytes = "zafoldap-backup 1x\n"; }, "no number"},
@@ -134,11 +135,11 @@ INSTANTIATE_TEST_SUITE_P(
              [](auto &m) { m[0].bytes = "zafoldap-backup 99999999999999999999\n"; }, "no number"},
         Case{"FormatEndless", [](auto &m) { m[0].bytes = std::string(1 << 20, '1'); }, "more than"},
         Case{"NoManifest", [](auto &m) { m.pop_back(); }, "no manifest"},
-        Case{"ManifestFirst", [](auto &m) { std::swap(m[0], m[3]); }, "it is no backup"},
-        Case{"EmptyManifest", [](auto &m) { m[3].bytes.clear(); }, "no JSON"},
+        Case{"ManifestFirst", [](auto &m) { std::swap(m[0], m[3]); }, "it is not a backup"},
+        Case{"EmptyManifest", [](auto &m) { m[3].bytes.clear(); }, "not a JSON"},
         Case{"EndlessManifest", [](auto &m) { m[3].bytes.append(1 << 20, ' '); }, "more than"},
         Case{"SomethingBehindTheManifest", [](auto &m) { m.push_back({"data/000002.ldif", "dn: o=x\n\n"}); },
-             "behind the manifest"},
+             "follows the manifest"},
         Case{"UnknownMember", [](auto &m) { Insert(m, 1, {"README", "x"}); }, "does not belong"},
         Case{"UnknownConfiguration", [](auto &m) { Insert(m, 1, {"config/passwd", "x"}); },
              "does not belong"},
@@ -147,19 +148,19 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"WayUp", [](auto &m) { Insert(m, 1, {"../x", "x"}); }, "does not belong"},
         Case{"AbsolutePath", [](auto &m) { m[1].name = "/usr/zafo/etc/openldap/slapd.conf"; }, "does not belong"},
         Case{"WayOutOfTheEntries", [](auto &m) { m[2].name = "data/../000001.ldif"; }, "must be"},
-        Case{"Link", [](auto &m) { m[1].is_link = true; }, "no plain file"},
-        Case{"LinkForEntries", [](auto &m) { m[2].is_link = true; }, "no plain file"},
+        Case{"Link", [](auto &m) { m[1].is_link = true; }, "not a plain file"},
+        Case{"LinkForEntries", [](auto &m) { m[2].is_link = true; }, "not a plain file"},
         Case{"ConfigurationTwice", [](auto &m) { Insert(m, 1, m[1]); }, "twice"},
         Case{"EndlessConfiguration", [](auto &m) { m[1].bytes.assign(kLargestConfig + 1, '#'); },
              "more than"},
         Case{"OtherConfiguration", [](auto &m) { m[1].bytes = "suffix dc=other\n"; },
-             "not what was saved"},
-        Case{"ConfigurationMissing", [](auto &m) { m.erase(m.begin() + 1); }, "other files"},
+             "differs from what was saved"},
+        Case{"ConfigurationMissing", [](auto &m) { m.erase(m.begin() + 1); }, "its configuration files"},
         Case{"ConfigurationBehindEntries", [](auto &m) { std::swap(m[1], m[2]); }, "does not belong"},
         Case{"PieceMissing", [](auto &m) { m[2].name = "data/000002.ldif"; }, "must be"},
         Case{"PieceTwice", [](auto &m) { Insert(m, 2, m[2]); }, "must be"},
         Case{"PieceTooLarge", [](auto &m) { m[2].bytes.assign(kPieceBytes + 1, '\n'); }, "more than"},
-        Case{"EntryChanged", [](auto &m) { m[2].bytes[5] = 'x'; }, "not those that were saved"},
+        Case{"EntryChanged", [](auto &m) { m[2].bytes[5] = 'x'; }, "differ from those that were saved"},
         Case{"EntryMissing", [](auto &m) { m[2].bytes.resize(m[2].bytes.find("dn:: ")); }, "instead of"},
         Case{"EntryCutButCounted",
              [](auto &m) {
@@ -169,12 +170,12 @@ INSTANTIATE_TEST_SUITE_P(
                      --manifest.ldif_bytes;
                  });
              },
-             "its entries are cut"},
+             "its entries are cut short"},
         Case{"CountTooHigh", [](auto &m) { Change(m, [](Manifest &x) { ++x.entries; }); }, "instead of 4"},
         Case{"CountTooLow", [](auto &m) { Change(m, [](Manifest &x) { --x.entries; }); }, "instead of 2"},
         Case{"BytesWrong", [](auto &m) { Change(m, [](Manifest &x) { ++x.ldif_bytes; }); }, "bytes of entries"},
         Case{"DigestWrong", [](auto &m) { Change(m, [](Manifest &x) { x.sha256[0] ^= 1; }); },
-             "not those that were saved"}),
+             "differ from those that were saved"}),
     [](const auto &one) { return one.param.name; });
 
 TEST(NewerBackup, IsRefusedAsSuchByItsFormatMember) {
@@ -183,7 +184,7 @@ TEST(NewerBackup, IsRefusedAsSuchByItsFormatMember) {
     members[1].name = "what/later/versions/have";
     std::string words;
     EXPECT_EQ(Refusal(Sealed(Packed(members)), &words), Exit::kNewerFormat);
-    EXPECT_EQ(words, "/b/x.tar.zst: it has format 2, and this program knows 1");
+    EXPECT_EQ(words, "/b/x.tar.zst: it has format 2, but this program knows 1");
 }
 
 TEST(NewerBackup, IsRefusedAsSuchByItsManifest) {

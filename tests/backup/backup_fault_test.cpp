@@ -183,7 +183,7 @@ TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
             SCOPED_TRACE(how + std::to_string(turn));
             ++in_folder;
             EXPECT_EQ(run.ExitCode(), 3) << run.words;
-            EXPECT_THAT(run.words, testing::HasSubstr("damaged as it stands on the disk"));
+            EXPECT_THAT(run.words, testing::HasSubstr("the backup on the disk is damaged"));
             EXPECT_EQ(Contents(), before_);
             EXPECT_THAT(Others(), IsEmpty());
             EXPECT_EQ(Progress("action"), "verifying");

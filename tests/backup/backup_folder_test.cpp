@@ -131,7 +131,8 @@ TEST_F(BackupFolder, KnowsOnlyRegularFiles) {
 
 TEST_F(BackupFolder, PassesOverWhatHasNoSeal) {
     Write(kOne, Whole().substr(0, Whole().size() / 2));
-    EXPECT_EQ(PassedOver(), "it does not end with the seal of a backup: it is cut, or no backup");
+    EXPECT_EQ(PassedOver(),
+              "it does not end with the seal of a backup: it is cut short or not a backup");
 }
 
 TEST_F(BackupFolder, PassesOverAnEmptyFile) {
@@ -141,12 +142,12 @@ TEST_F(BackupFolder, PassesOverAnEmptyFile) {
 
 TEST_F(BackupFolder, PassesOverASealedFileThatBeginsLikeNoBackup) {
     Write(kOne, test::Sealed(test::Packed({{"README", "x"}})));
-    EXPECT_EQ(PassedOver(), "it is no backup");
+    EXPECT_EQ(PassedOver(), "it is not a backup");
 }
 
 TEST_F(BackupFolder, PassesOverANumberThatNoBackupGets) {
     WriteBackup("zafoldap-999999999999999999-20270228T140300Z.tar.zst");
-    EXPECT_EQ(PassedOver(), "no backup gets as high a number");
+    EXPECT_EQ(PassedOver(), "its number is too high for a backup");
 }
 
 TEST_F(BackupFolder, PassesOverWhatIsAnotherUsers) {

@@ -228,7 +228,7 @@ TEST_F(BackupProgram, IsBusyWhileAnotherJobRuns) {
     std::ofstream(kProgress) << "operation=restore\n";
     const UniqueFd lock(open(backup::kJobLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
-    ExpectFailure(1, "another backup or restore runs");
+    ExpectFailure(1, "another backup or restore is running");
     EXPECT_EQ(Progress("operation"), "restore");
     EXPECT_EQ(Progress("status"), "");
     EXPECT_THAT(Backups(), IsEmpty());
@@ -238,10 +238,10 @@ TEST_F(BackupProgram, RefusesAFolderThatIsNone) {
     Write("file", "x");
     ASSERT_EQ(symlink(folder_.c_str(), Path("link").c_str()), 0);
     const std::pair<std::string, std::string> kPlaces[] = {
-        {"", "no folder for backups is set"},
-        {"backups", "it is no absolute path"},
+        {"", "no backup folder is set"},
+        {"backups", "it is not an absolute path"},
         {Path("none"), "No such file or directory"},
-        {Path("file"), "it is no folder"},
+        {Path("file"), "it is not a folder"},
         {Path("link"), "it is a link"},
         {"/usr/zafo/etc/openldap/data", "it is inside the database"},
         {"/usr/zafo/etc/openldap/../openldap/data/.", "it is inside the database"},
@@ -252,7 +252,7 @@ TEST_F(BackupProgram, RefusesAFolderThatIsNone) {
         ExpectFailure(2, words);
     }
     variables_.erase("LDAP_BKP_DEST_DIR");
-    ExpectFailure(2, "no folder for backups is set");
+    ExpectFailure(2, "no backup folder is set");
 }
 
 TEST_F(BackupProgram, RefusesAFolderInsideTheDatabaseUnderAnotherName) {
@@ -289,7 +289,7 @@ TEST_F(BackupFileSystem, ThatIsReadOnlyIsRefused) {
 
 TEST_F(BackupFileSystem, WithoutRoomIsRefusedBeforeAnythingIsWritten) {
     if (!Mount("size=2m")) GTEST_SKIP() << "nothing can be mounted here";
-    ExpectFailure(4, "too little space: about 4.0 MiB are needed, 2.0 MiB are left");
+    ExpectFailure(4, "too little space: about 4.0 MiB needed, 2.0 MiB left");
     EXPECT_THAT(tools_.Calls(), IsEmpty());
     EXPECT_THAT(Names(), IsEmpty());
 }
@@ -393,15 +393,15 @@ INSTANTIATE_TEST_SUITE_P(
         BadSlapcat{"Silent", [](rig::FakeScript &&s) { s.Exit(0); }, "holds no entries"},
         BadSlapcat{"CutBetweenLines",
                    [](rig::FakeScript &&s) { s.Output(Entries() + "dn: o=x\na: b\n"); },
-                   "is cut after 3 entries"},
+                   "ends after 3 entries"},
         BadSlapcat{"CutInALine", [](rig::FakeScript &&s) { s.Output(Entries() + "dn: o"); },
-                   "is cut after 2 entries"},
+                   "ends after 2 entries"},
         BadSlapcat{
             "WithoutTheSuffix",
             [](rig::FakeScript &&s) { s.Output("dn: cn=users,dc=example,dc=com\ncn: users\n\n"); },
-            "the entry of the suffix is missing"},
+            "the suffix's entry is missing"},
         BadSlapcat{"SomethingElse", [](rig::FakeScript &&s) { s.Output(Entries() + "oh no\n\n"); },
-                   "is cut after 2 entries"}),
+                   "ends after 2 entries"}),
     [](const auto &one) { return one.param.name; });
 
 TEST_F(BackupProgram, TellsThatASlapcatIsMissing) {
@@ -420,7 +420,7 @@ TEST_F(BackupProgram, TidiesUpWhenItIsAskedToEnd) {
         kill(running.Pid(), signal);
         const rig::ToolOutcome outcome = running.Finish();
         EXPECT_EQ(WEXITSTATUS(outcome.status), 3);
-        EXPECT_THAT(outcome.output, HasSubstr("it was asked to end by a signal"));
+        EXPECT_THAT(outcome.output, HasSubstr("it was terminated by a signal"));
         EXPECT_EQ(Progress("status"), "3");
         EXPECT_THAT(Names(), IsEmpty());
         EXPECT_NE(kill(tools_.Calls().at(0).pid, 0), 0);

@@ -326,7 +326,7 @@ TEST_F(LdapServer, ThatRunsAlreadyIsLeftAlone) {
     const pid_t pid = QLIBCReadPidFile(kServerPidFile.c_str());
     const rig::ProgramRun run = StartProgram();
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_THAT(run.err, HasSubstr("runs already"));
+    EXPECT_THAT(run.err, HasSubstr("already running"));
     EXPECT_EQ(QLIBCReadPidFile(kServerPidFile.c_str()), pid);
 }
 

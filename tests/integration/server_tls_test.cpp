@@ -175,7 +175,7 @@ TEST_F(Tls, ThatTheServerLacksIsAFailureAndNothingGoesInClear) {
     EXPECT_EQ(ZAFOLDAPPasswd(&server.Host(), server.UserDN("admin").c_str(), "a new secret"), -1);
     const rig::ProgramRun run = rig::RunProgram({"zafoldap", "connection", "check"});
     EXPECT_EQ(run.exit_code, kNoEncryption);
-    EXPECT_THAT(run.err, HasSubstr("no encrypted connection to localhost"));
+    EXPECT_THAT(run.err, HasSubstr("cannot establish an encrypted connection to localhost"));
     EXPECT_THAT(capture.Finish(), AllOf(HasSubstr(kStartTls), Not(HasSubstr("a new secret")),
                                         Not(HasSubstr(server.Settings().password))));
 }

@@ -103,7 +103,7 @@ class HalfWayHome : public HalfWay {
 TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsSaid) {
     const ProgramRun run = Line("user add anna --password-stdin");
     EXPECT_EQ(run.exit_code, 7);
-    EXPECT_THAT(run.err, HasSubstr("but its home folder could not be made"));
+    EXPECT_THAT(run.err, HasSubstr("but its home folder could not be created"));
     EXPECT_EQ(FinishOf(run), "user home create anna");
 }
 
@@ -169,7 +169,7 @@ TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
     const ReplacedTool broken("ldappasswd", "echo 'Result: Constraint violation (19)' >&2; exit 1");
     const ProgramRun run = Line("user passwd anna --password-stdin", "another-Word-2");
     EXPECT_EQ(run.exit_code, 7);
-    EXPECT_THAT(run.err, HasSubstr("the server did not take it as the Unix password"));
+    EXPECT_THAT(run.err, HasSubstr("the server did not accept it as the Unix password"));
     EXPECT_EQ(FinishOf(run), "user passwd anna");
 }
 
@@ -204,7 +204,7 @@ TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
     const ProgramRun run = Line("user add anna --password-stdin");
     std::filesystem::remove("/tmp/gone");
     EXPECT_EQ(run.exit_code, 1);
-    EXPECT_THAT(run.err, HasSubstr("cannot be asked what came of it"));
+    EXPECT_THAT(run.err, HasSubstr("cannot be asked for the outcome"));
     EXPECT_THAT(run.err, HasSubstr("zafoldap user show anna"));
 }
 

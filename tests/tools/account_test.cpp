@@ -216,14 +216,14 @@ TEST_F(OnAppliance, DeleteSaysWhatItTouchesAndAsks) {
     const std::string before = Tree();
     const ProgramRun refused = Line("user delete anna");
     EXPECT_EQ(refused.exit_code, 2);
-    EXPECT_THAT(refused.err, HasSubstr("is taken out of the group staff"));
+    EXPECT_THAT(refused.err, HasSubstr("is removed from the group staff"));
     OnTerminal no({"user", "delete", "anna"});
     no.Answer("Delete the user anna? [y/N] ", "n\n");
     EXPECT_EQ(no.Finish(), 2);
     EXPECT_EQ(Line("user delete anna nobody-here -y").exit_code, 3);
     EXPECT_EQ(Tree(), before);
     OnTerminal yes({"group", "rm", "users", "staff"});
-    yes.Answer("with it as primary group will have the number of a group that is gone", "");
+    yes.Answer("with it as primary group will keep the number of a deleted group", "");
     yes.Answer("Delete the groups users and staff? [y/N] ", "y\n");
     EXPECT_EQ(yes.Finish(), 0);
     EXPECT_EQ(Line("group list").out, "");
@@ -231,8 +231,8 @@ TEST_F(OnAppliance, DeleteSaysWhatItTouchesAndAsks) {
 
 TEST_F(OnAppliance, PasswordsAreAskedForTwiceOnATerminal) {
     OnTerminal add({"user", "add", "anna"});
-    add.Answer("Password of anna: ", "Sesame-open-1\n");
-    add.Answer("The same again: ", "Sesame-open-1\n");
+    add.Answer("Password for anna: ", "Sesame-open-1\n");
+    add.Answer("Repeat the password: ", "Sesame-open-1\n");
     EXPECT_EQ(add.Finish(), 0);
     EXPECT_THAT(add.Seen(), Not(HasSubstr("Sesame")));
     EXPECT_TRUE(directory_.Binds(UserDN("anna"), kPassword));
@@ -366,9 +366,9 @@ TEST_F(OnAppliance, NumbersComeFromThePoolAndTroubleIsFound) {
         steps[step["step"]] = step["result"].get<std::string>() + " " + step["detail"].dump();
     EXPECT_THAT(steps["uid duplicates"], HasSubstr("2000000 of one and two"));
     EXPECT_THAT(steps["uid reserved"], HasSubstr("failed \"reserved: 0 of zero"));
-    EXPECT_THAT(steps["uid local"], HasSubstr("warning \"5 of games2 is also the local"));
+    EXPECT_THAT(steps["uid local"], HasSubstr("warning \"5 of games2 also belongs to the local"));
     EXPECT_THAT(steps["uid pool"], HasSubstr("3 of 5 numbers are outside the pool"));
-    EXPECT_THAT(steps["uid counter"], HasSubstr("is behind: 2 of"));
+    EXPECT_THAT(steps["uid counter"], HasSubstr("lags behind: 2 of"));
     EXPECT_THAT(steps["gid pool"], HasSubstr("ok"));
     EXPECT_THAT(Line("id check").out, HasSubstr("With several writable servers"));
 }

@@ -32,7 +32,7 @@ TEST(BackupJudgement, OfASchedule) {
         const char *cause;
     } rows[] = {
         {Daily(), Registration::kAsSet, true, StepResult::kOk, "daily 04:00, next tomorrow"},
-        {Daily(), Registration::kAsSet, false, StepResult::kFailed, "no cron runs"},
+        {Daily(), Registration::kAsSet, false, StepResult::kFailed, "cron is not running"},
         {Daily(), Registration::kMissing, true, StepResult::kFailed, "does not have it"},
         {Daily(), Registration::kOtherwise, true, StepResult::kFailed, "at other times"},
         {Daily(), Registration::kUnreadable, true, StepResult::kFailed, "cannot be read"},
@@ -42,7 +42,7 @@ TEST(BackupJudgement, OfASchedule) {
          Registration::kAsSet,
          true,
          StepResult::kFailed,
-         "says no time"},
+         "has no time"},
     };
     for (const auto &row : rows) {
         const CheckStep step = JudgeSchedule(row.settings, row.registration, row.cron, kNow);
@@ -68,7 +68,7 @@ TEST(BackupJudgement, OfTheNewestBackup) {
         {Daily(), Of(90), StepResult::kOk, "1 minute old"},
         {Daily(), Of(5 * kHour), StepResult::kOk, "5 hours old"},
         {Daily(), Of(2 * kDay), StepResult::kOk, "2 days old"},
-        {Daily(), Of(2 * kDay + 1), StepResult::kFailed, "2 days old, with one scheduled daily"},
+        {Daily(), Of(2 * kDay + 1), StepResult::kFailed, "2 days old, but one is scheduled daily"},
         {Off(), Of(400 * kDay), StepResult::kOk, "400 days old"},
         {Daily(), Of(-kHour), StepResult::kWarning, "the clock was wrong"},
         {Daily(), Of(-5), StepResult::kOk, "less than a minute"},
@@ -106,7 +106,7 @@ TEST(BackupJudgement, OfALastRunThatFailedThoughAnOlderBackupIsGood) {
     } rows[] = {
         {Job(6, 0), StepResult::kOk, "1 minute old"},
         {Job(5, 0, true), StepResult::kOk, "1 minute old"},
-        {Job(5, 6), StepResult::kFailed, "failed while verifying: the file system of the backups"},
+        {Job(5, 6), StepResult::kFailed, "failed while verifying: the backup file system"},
         {Job(5, 0), StepResult::kFailed, "killed while verifying"},
         {Job(5, 8, false, "restore"), StepResult::kOk, "1 minute old"},
     };

@@ -91,8 +91,8 @@ TEST_F(Backup, DestinationsThatCannotServeAreRefusedWithTheReason) {
     const std::pair<const char *, const char *> rows[] = {
         {"/link", "it is a link"},
         {"/nowhere", "No such file"},
-        {"/root/file", "it is no folder"},
-        {"backups", "no absolute path"},
+        {"/root/file", "it is not a folder"},
+        {"backups", "not an absolute path"},
         {"/usr/zafo/etc/openldap/data", "inside the database"}};
     for (const auto &[folder, reason] : rows)
         ExpectRefusal(std::string("backup config set --dir ") + folder, 3,
@@ -100,7 +100,7 @@ TEST_F(Backup, DestinationsThatCannotServeAreRefusedWithTheReason) {
     ExpectRefusal("backup config set --share nix", 3, "backup.err_invalid_share",
                   "no shared folder \"nix\"");
     ExpectRefusal("backup config set --schedule 'daily 04:00'", 3, "zafoldap.backup_no_destination",
-                  "no destination");
+                  "no backup destination");
     if (!read_only.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
     ExpectRefusal("backup config set --dir /mnt/read-only", 3, "backup.err_invalid_share",
                   "Read-only file system");
@@ -112,7 +112,7 @@ TEST_F(Backup, SettingsThatSayNothingAreRefused) {
     ExpectRefusal("backup config set --keep 0", 2, "zafoldap.usage", "at least 1");
     ExpectRefusal("backup config set --keep many", 2, "zafoldap.usage", "needs a number");
     ExpectRefusal("backup config set --dir /backups --schedule hourly", 2, "zafoldap.usage",
-                  "it begins with \"hourly\"");
+                  "it starts with \"hourly\"");
 }
 
 TEST_F(Backup, SettingsGoBackWhenTheSchedulerFails) {
@@ -190,7 +190,7 @@ TEST_F(Backup, ADryRunLooksWhetherThereIsRoom) {
 
 TEST_F(Backup, WithoutADestinationIsRefused) {
     for (const char *line : {"backup now", "backup list", "restore --latest --yes"})
-        ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no destination");
+        ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no backup destination");
 }
 
 TEST_F(Backup, WaitsForWhoeverWritesTheSettings) {
@@ -240,8 +240,10 @@ TEST_F(Backup, ThatFailsTellsTheExactReasonAndTheProgramsOwnWords) {
     fs::create_symlink("/elsewhere", kFolder);
     const ProgramRun run = ServerLine("backup now");
     EXPECT_EQ(run.exit_code, 3);
-    EXPECT_THAT(run.err, HasSubstr("zafoldapbackup: backup failed: backups cannot be written into "
-                                   "/backups: it is a link"));
+    EXPECT_THAT(
+        run.err,
+        HasSubstr(
+            "zafoldapbackup: backup failed: backups cannot be written to /backups: it is a link"));
     fs::remove_all("/elsewhere");
 }
 

@@ -203,8 +203,8 @@ TEST(CommandLine, AliasesAreTheirVerbs) {
 }
 
 TEST(CommandLine, PrefixesAreNoVerbs) {
-    EXPECT_THAT(RefusalOf({"connection", "li"}), HasSubstr("connection has no verb \"li\""));
-    EXPECT_THAT(RefusalOf({"sear"}), HasSubstr("there is no command \"sear\""));
+    EXPECT_THAT(RefusalOf({"connection", "li"}), HasSubstr("unknown verb \"li\" after connection"));
+    EXPECT_THAT(RefusalOf({"sear"}), HasSubstr("unknown command \"sear\""));
 }
 
 TEST(CommandLine, CountsVerbosity) {
@@ -227,14 +227,14 @@ TEST(CommandLine, AnEmptyValueIsAValue) {
 
 TEST(CommandLine, SaysWhatIsWrong) {
     const std::pair<std::vector<const char *>, const char *> kCases[] = {
-        {{}, "no command given"},
-        {{"connection"}, "connection what?"},
+        {{}, "missing command"},
+        {{"connection"}, "missing verb after connection"},
         {{"connection", "show"}, "NAME is missing"},
         {{"connection", "add", "x", "--base", "dc=x"}, "--uri is missing"},
-        {{"connection", "list", "--nonsense"}, "there is no option --nonsense"},
-        {{"connection", "show", "a", "b"}, "\"b\" is too much"},
+        {{"connection", "list", "--nonsense"}, "unknown option --nonsense"},
+        {{"connection", "show", "a", "b"}, "unexpected argument \"b\""},
         {{"connection", "list", "--format", "xml"}, "--format cannot be \"xml\""},
-        {{"connection", "list", "--format", "ldif"}, "has no LDIF form"},
+        {{"connection", "list", "--format", "ldif"}, "has no LDIF output"},
         {{"search", "--limit", "ten"}, "--limit needs a number"},
         {{"search", "--limit", "-1"}, "--limit needs a number"},
         {{"search", "--scope", "tree"}, "--scope cannot be \"tree\""},

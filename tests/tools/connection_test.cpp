@@ -151,7 +151,7 @@ TEST_F(ConnectionCommand, BadInputIsRefusedBeforeAnythingIsWritten) {
         {{"connection", "add", "x", "--uri", "h", "--base", "example.com"}, "is not a DN"},
         {{"connection", "add", "x", "--uri", "h", "--base", ""}, "is not a DN"},
         {{"connection", "add", "x", "--uri", "ldaps://h", "--ssl", "off", "--base", "dc=x"},
-         "does not go with"},
+         "conflicts with"},
         {{"connection", "add", "x", "--uri", "h", "--base", "dc=x", "--bind-dn", "cn=r"},
          "a password is needed"},
         {{"connection", "add", "x", "--uri", "h", "--base", "dc=x", "--password-stdin"},
@@ -195,9 +195,16 @@ TEST_F(ConnectionCommand, CheckSkipsWhatComesAfterAFailure) {
     EXPECT_EQ(Zafoldap({"connection", "check", "dead"}).out,
               "ok       settings  \"dead\" in /usr/zafo/etc/private/ldapbrowser.conf\n"
               "ok       resolve   127.0.0.1 is 127.0.0.1\n"
-              "failed   connect   no connection to 127.0.0.1 port 1: Connection refused\n"
-              "skipped  tls\nskipped  chain\nskipped  names\nskipped  bind\nskipped  base\n"
-              "skipped  users\nskipped  schema\nskipped  type\nskipped  pool\n");
+              "failed   connect   cannot connect to 127.0.0.1 port 1: Connection refused\n"
+              "skipped  tls\n"
+              "skipped  chain\n"
+              "skipped  names\n"
+              "skipped  bind\n"
+              "skipped  base\n"
+              "skipped  users\n"
+              "skipped  schema\n"
+              "skipped  type\n"
+              "skipped  pool\n");
     const Json document = ZafoldapJson({"connection", "check", "dead"}, 6);
     ASSERT_EQ(document["data"].size(), 12U);
     EXPECT_EQ(document["data"][2]["result"], "failed");

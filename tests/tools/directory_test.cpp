@@ -65,7 +65,7 @@ TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
     const ProgramRun check = Zafoldap({"connection", "check"});
     WriteFile("/usr/zafo/etc/ssl/ca.pem", authority, 0644);
     EXPECT_EQ(untrusted.exit_code, 6);
-    EXPECT_THAT(untrusted.err, HasSubstr("no encrypted connection to localhost"));
+    EXPECT_THAT(untrusted.err, HasSubstr("cannot establish an encrypted connection to localhost"));
     EXPECT_THAT(check.out, HasSubstr("failed   tls"));
     EXPECT_THAT(check.err, HasSubstr("certificate of O = Example, CN = zafo: "));
 }

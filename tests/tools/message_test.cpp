@@ -171,7 +171,7 @@ TEST(Failure, KeepsTheToolsWordsAsDetail) {
         53, 0, kFacts, "ldap_bind: Server is unwilling (53)\n\tadditional info: no\n");
     EXPECT_EQ(failure.detail, "ldap_bind: Server is unwilling (53)\nadditional info: no");
     EXPECT_EQ(failure.ldap_code, 53);
-    EXPECT_EQ(failure.message, "ldap.example.com does not allow this to cn=reader");
+    EXPECT_EQ(failure.message, "ldap.example.com does not allow cn=reader to do this");
 }
 
 }  // namespace

@@ -124,7 +124,7 @@ TEST(MigrationPlan, RefusesWhatWouldBeAPartOfTheSystem) {
         const std::vector<Decision> plan =
             PlanMigration({{.name = name, .number = 5000, .group = {}}}, groups);
         EXPECT_EQ(plan[0].result, Result::kRefuse) << name;
-        EXPECT_THAT(plan[0].reason, HasSubstr("system's own")) << name;
+        EXPECT_THAT(plan[0].reason, HasSubstr("belongs to the system")) << name;
     }
     for (const std::uint32_t number :
          {0U, 1U, 27U, 999U, 61184U, 65519U, 65534U, 65535U, 2147483648U, 4294967295U}) {
@@ -144,7 +144,7 @@ TEST(MigrationPlan, RefusesAPrimaryGroupOfTheSystemOnThisSystemOnly) {
     Target target = Local();
     target.groups = {27, 100};
     EXPECT_THAT(Results({User("anna", 1000, 27)}, target),
-                ElementsAre("its primary group 27 is one of the system's own"));
+                ElementsAre("its primary group 27 belongs to the system"));
     EXPECT_EQ(PlanMigration({User("anna", 1000, 27)}, Directory())[0].result, Result::kAdd);
 }
 
@@ -189,7 +189,7 @@ TEST(MigrationPlan, SaysWhoWillHaveNoPassword) {
     anna.foreign_hash = true;
     const std::vector<Decision> plan = PlanMigration({anna}, Local());
     EXPECT_EQ(plan[0].result, Result::kAdd);
-    EXPECT_THAT(plan[0].reason, HasSubstr("until it is set"));
+    EXPECT_THAT(plan[0].reason, HasSubstr("until one is set"));
 }
 
 TEST(MigrationPlan, IsSettledByWhatIsThereAfterwards) {

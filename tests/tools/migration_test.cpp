@@ -110,7 +110,7 @@ TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
     const std::string tree = Tree();
     const ProgramRun again = Line("migrate users --to directory");
     EXPECT_EQ(again.exit_code, 0) << again.err;
-    EXPECT_THAT(again.err, HasSubstr("0 users added to the directory, 1 there already, 0 skipped"));
+    EXPECT_THAT(again.err, HasSubstr("0 users added to the directory, 1 already there, 0 skipped"));
     EXPECT_EQ(Tree(), tree);
 }
 
@@ -158,14 +158,13 @@ TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
     AddDirectoryUser("random", 2005, 2000, "{SSHA}1w9dBSTZ6RrVZ/9JXaqe1mMPJFSSAdHw");
     const ProgramRun run = Line("migrate users --to local --yes --json");
     EXPECT_EQ(run.exit_code, 7) << run.err;
-    EXPECT_THAT(
-        Rows(Json::parse(run.out)),
-        ElementsAre("random added: the password is not a {crypt} hash: nobody can log in with one "
-                    "until it is set",
-                    "taken skipped: the name is taken, with number 2001",
-                    "other skipped: the number is taken by number",
-                    "lost skipped: its primary group 4711 is not on this system; groupadd "
-                    "-g 4711 NAME makes one"));
+    EXPECT_THAT(Rows(Json::parse(run.out)),
+                ElementsAre("random added: the password is not a {crypt} hash: no log-in with a "
+                            "password until one is set",
+                            "taken skipped: the name is taken, with number 2001",
+                            "other skipped: the number is taken by number",
+                            "lost skipped: its primary group 4711 is not on this system; groupadd "
+                            "-g 4711 NAME creates it"));
     EXPECT_EQ(ErrorOf(run)["key"], "zafoldap.migration_partial");
     EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nrandom:!:"));
     EXPECT_THAT(Line("migrate users --to local -n").err, Not(HasSubstr("without a password")));
@@ -193,7 +192,7 @@ TEST_F(MigrateCommand, AsksBeforeItAddsAnything) {
     const std::string tree = Tree();
     const ProgramRun run = Line("migrate users --to directory");
     EXPECT_EQ(run.exit_code, 2);
-    EXPECT_THAT(run.err, HasSubstr("adding 1 user to the directory needs a confirmation"));
+    EXPECT_THAT(run.err, HasSubstr("adding 1 user to the directory needs confirmation"));
     OnTerminal refused({"migrate", "users", "--to", "directory"});
     refused.Answer("Add 1 user to the directory? [y/N]", "n\n");
     EXPECT_EQ(refused.Finish(), 2) << refused.Seen();
@@ -257,7 +256,7 @@ TEST_F(MigrateCommand, IsForRootOnly) {
     if (run.err.starts_with("setpriv"))
         GTEST_SKIP() << "nobody else can be played here: " << run.err;
     EXPECT_EQ(run.exit_code, 4);
-    EXPECT_THAT(run.err, HasSubstr("zafoldap migrate is for root only"));
+    EXPECT_THAT(run.err, HasSubstr("zafoldap migrate must be run as root"));
 }
 
 TEST_F(MigrateCommand, RefusesOtherPlacesAndKinds) {
@@ -276,7 +275,7 @@ TEST_F(MigrateCommand, StopsAtCtrlCAndGoesOnTheNextTime) {
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     run.Answer("adding users", "\x03");
     EXPECT_EQ(run.Finish(), 130) << run.Seen();
-    EXPECT_THAT(run.Seen(), HasSubstr("to go on: zafoldap migrate users --to directory"));
+    EXPECT_THAT(run.Seen(), HasSubstr("to continue: zafoldap migrate users --to directory"));
     const size_t added = directory_.Read("cn=users,dc=example,dc=com", "one").size();
     EXPECT_GT(added, 0U);
     EXPECT_LT(added, size_t{kUsers});

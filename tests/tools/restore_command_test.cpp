@@ -46,7 +46,7 @@ TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
 
 TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("Type the suffix (dc=example,dc=com) to go on: ", "dc=example,dc=com\n");
+    program.Answer("Type the suffix (dc=example,dc=com) to continue: ", "dc=example,dc=com\n");
     EXPECT_EQ(program.Finish(), 0) << program.Seen();
     EXPECT_THAT(program.Seen(), AllOf(HasSubstr("with 1 user and 3 groups"),
                                       HasSubstr("with 2 users and 3 groups is replaced")));
@@ -55,7 +55,7 @@ TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
 
 TEST_F(Restore, DoesNothingWithoutTheSuffix) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("to go on: ", "yes\n");
+    program.Answer("to continue: ", "yes\n");
     EXPECT_EQ(program.Finish(), 2);
     ExpectRefusal("restore --latest", 2, "zafoldap.confirmation_needed", "nobody can be asked");
     EXPECT_EQ(Users(), "admin\nanna\n");
@@ -70,7 +70,7 @@ TEST_F(Restore, ADryRunVerifiesAndChangesNothing) {
 
 TEST_F(Restore, WantsOneFile) {
     ExpectRefusal("restore --yes", 2, "zafoldap.usage", "FILE is missing");
-    ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "exclude each other");
+    ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "cannot be used together");
 }
 
 TEST_F(Restore, TheLatestIsTheNewestThatIsWhole) {
@@ -107,7 +107,7 @@ TEST_F(Restore, ThatFailsLeavesTheOldDirectoryServed) {
         const ReplacedTool slapadd("slapadd", "echo 'it is broken' >&2; exit 1");
         const ProgramRun run = ServerLine("restore --latest --yes");
         EXPECT_EQ(run.exit_code, 1);
-        EXPECT_THAT(run.err, AllOf(HasSubstr("the directory is as it was"), HasSubstr("broken")));
+        EXPECT_THAT(run.err, AllOf(HasSubstr("the directory is unchanged"), HasSubstr("broken")));
     }
     EXPECT_EQ(Users(), "admin\nanna\n");
     EXPECT_EQ(ServerLine("status").exit_code, 0);
@@ -117,7 +117,7 @@ TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
     ASSERT_EQ(ServerLine("stop").exit_code, 0);
     const ProgramRun run = ServerLine("restore --latest --yes");
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_THAT(run.err, HasSubstr("stopped, as it was"));
+    EXPECT_THAT(run.err, HasSubstr("stopped, as before"));
     EXPECT_EQ(ServerLine("status").exit_code, 3);
     EXPECT_EQ(ServerLine("start").exit_code, 0);
     EXPECT_EQ(Users(), "admin\n");

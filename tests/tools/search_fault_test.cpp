@@ -71,7 +71,7 @@ TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
           {"EAGAIN", "cannot be started: too many processes\n", "ulimit -u"},
           {"ENOMEM", "not enough memory", "close other programs"},
           {"ENOENT", "the LDAP tool /usr/zafo/bin/ldapsearch cannot be started\n",
-           "install the appliance's tools again"}}) {
+           "reinstall the appliance's tools"}}) {
         SCOPED_TRACE(row.error);
         const FaultRun run = RunWithFault({"/usr/zafo/bin/zafoldap", "search"}, {"HOME=/root"},
                                           std::string(row.error) + ":1:spawn");

@@ -108,7 +108,7 @@ TEST(Census, FindsPasswordsThatAreNotOneHash) {
     EXPECT_EQ(census.costly_passwords.count, 1U);
     EXPECT_EQ(JudgePasswords(census).result, StepResult::kWarning);
     EXPECT_THAT(JudgePasswords(census).detail,
-                HasSubstr("2 accounts have their password in clear"));
+                HasSubstr("2 accounts have a password in clear text"));
     EXPECT_EQ(JudgePasswords({}).result, StepResult::kOk);
 }
 

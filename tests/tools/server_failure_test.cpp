@@ -29,26 +29,26 @@ class HalfWay : public testing::Test {
     static void ExpectStop(const char *where, const char *detail) {
         const ProgramRun run = ServerLine(kEnable);
         EXPECT_EQ(run.exit_code, 7);
-        EXPECT_THAT(run.err, AllOf(HasSubstr(where), HasSubstr(detail), HasSubstr("goes on"),
+        EXPECT_THAT(run.err, AllOf(HasSubstr(where), HasSubstr(detail), HasSubstr("continues"),
                                    Not(HasSubstr(kServerPassword))));
     }
 };
 
 TEST_F(HalfWay, AnEmptyDatabaseIsSaid) {
     const ReplacedTool slapadd("slapadd", "echo the disk is broken >&2; exit 1");
-    ExpectStop("nothing could be put into the database", "the disk is broken");
+    ExpectStop("nothing could be loaded into the database", "the disk is broken");
 }
 
 TEST_F(HalfWay, AServerWithoutDefaultAccountsIsSaid) {
     const ReplacedTool ldapmodify("ldapmodify", "echo no more room >&2; exit 80");
-    ExpectStop("the server runs, but a default group", "no more room");
+    ExpectStop("the server is running, but a default group", "no more room");
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
 TEST_F(HalfWay, AServerThatDoesNotStartIsSaid) {
     const ChangedFile service("/usr/zafo/etc/service/ldap-server.conf", "start=/tmp/no-luck\n");
     WriteFile("/tmp/no-luck", "#!/bin/sh\necho no luck today >&2\nexit 1\n", 0755);
-    ExpectStop("the server does not run", "no luck today");
+    ExpectStop("the server is not running", "no luck today");
     EXPECT_EQ(ServerLine("status").exit_code, 3);
 }
 

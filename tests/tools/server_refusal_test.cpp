@@ -70,7 +70,7 @@ class Refusal : public testing::Test {
 
 TEST_F(Refusal, OfNamesThatCannotBeWrittenEverywhere) {
     ExpectRefusal("enable --suffix ou=x,dc=com --password-stdin", 2, "suffix_bad",
-                  "does not begin with \"dc=\"");
+                  "does not start with \"dc=\"");
     ExpectRefusal("enable --suffix 'dc=a\"b,dc=com' --password-stdin", 2, "suffix_bad",
                   "one of the characters");
     ExpectRefusal("enable --suffix nonsense --password-stdin", 2, "bad_dn", "is not a DN");
@@ -85,7 +85,8 @@ TEST_F(Refusal, OfPasswords) {
     ExpectRefusal(kEnable, 2, "password_bad", "too long", std::string(1024, 'x'));
     ExpectRefusal("enable --suffix dc=example,dc=com", 2, "password_needed",
                   "a password is needed");
-    ExpectRefusal(std::string(kEnable) + " --random-password", 2, "usage", "exclude each other");
+    ExpectRefusal(std::string(kEnable) + " --random-password", 2, "usage",
+                  "cannot be used together");
 }
 
 TEST_F(Refusal, OfAPasswordFileThatOthersCanRead) {
@@ -177,7 +178,7 @@ TEST_F(Refusal, ADryRunSaysWhatItWouldWriteAndWritesNothing) {
 
 TEST_F(Refusal, AnInterruptedQuestionChangesNothing) {
     OnTerminal program({"enable", "--suffix", "dc=example,dc=com"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("Password of cn=admin,dc=example,dc=com: ", "\x03");
+    program.Answer("Password for cn=admin,dc=example,dc=com: ", "\x03");
     EXPECT_EQ(program.Finish(), 130);
     EXPECT_EQ(Tree(), before_);
 }

@@ -132,7 +132,7 @@ TEST_F(Server, SetUpAgainSaysWhatDiffersMendsItAndKeepsWhatWasChangedByHand) {
     ASSERT_EQ(ServerLine("stop").exit_code, 0);
 
     const ProgramRun dry = ServerLine(kEnable + " --dry-run");
-    for (const char *text : {"administrators", "changed by hand", "does not run", "its template"})
+    for (const char *text : {"administrators", "changed by hand", "is not running", "its template"})
         EXPECT_THAT(dry.out, HasSubstr(text));
     EXPECT_THAT(ReadFile(kRules), HasSubstr("# by hand"));
 
@@ -161,7 +161,7 @@ TEST_F(Server, TakesANewPasswordAndNoSecretReachesTheLog) {
 }
 
 TEST_F(Server, StartsAndStopsAndSaysSo) {
-    EXPECT_THAT(ServerLine("start").err, HasSubstr("runs already"));
+    EXPECT_THAT(ServerLine("start").err, HasSubstr("already running"));
     EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], true);
     EXPECT_EQ(ServerLineJson("stop")["data"]["changed"], false);
     const ProgramRun status = ServerLine("status --json");
@@ -285,7 +285,7 @@ TEST_F(Server, WhoseKeeperHasGoneIsToldOfAndMended) {
     for (int i = 0; i < 200 && std::filesystem::exists("/proc/" + word); ++i)
         usleep(10'000);
     EXPECT_EQ(ServerLineJson("status")["data"]["starts_again"], false);
-    EXPECT_THAT(ServerLine("status").err, HasSubstr("nobody starts the server again"));
+    EXPECT_THAT(ServerLine("status").err, HasSubstr("nothing restarts the server"));
     const Json found = Finding(ServerLineJson("check"), "restart");
     EXPECT_EQ(found["severity"], "warning");
     EXPECT_EQ(found["fix"], "zafoldapserver restart");
@@ -419,7 +419,7 @@ TEST_F(Server, ACertificateThatClientsRefuseIsAnErrorOfTheAnswerToo) {
     std::ofstream(kServerKey) << key;
     EXPECT_EQ(ServerLine("restart").exit_code, 0);
     EXPECT_EQ(found["severity"], "error");
-    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("no encrypted connection"));
+    EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("an encrypted connection"));
 }
 
 TEST_F(Server, IsNotResetUnasked) {
@@ -430,7 +430,7 @@ TEST_F(Server, IsNotResetUnasked) {
                                HasSubstr("add --yes")));
     EXPECT_EQ(ServerLine("reset --dry-run").exit_code, 0);
     OnTerminal program({"reset"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("to go on: ", "yes\n");
+    program.Answer("to continue: ", "yes\n");
     EXPECT_EQ(program.Finish(), 2);
     EXPECT_EQ(TreeBelow({"/usr/zafo/etc"}), before);
     EXPECT_EQ(ServerLine("status").exit_code, 0);
@@ -445,7 +445,7 @@ TEST_F(Server, OfAnotherSuffixNeedsAResetFirst) {
 
 TEST_F(Server, IsGoneAfterAResetWhoseSuffixWasTyped) {
     OnTerminal program({"reset"}, "/usr/zafo/bin/zafoldapserver");
-    program.Answer("to go on: ", "dc=example,dc=com\n");
+    program.Answer("to continue: ", "dc=example,dc=com\n");
     EXPECT_EQ(program.Finish(), 0);
     EXPECT_EQ(ServerLine("status").exit_code, 4);
     EXPECT_FALSE(std::filesystem::exists(kSlapdConf));

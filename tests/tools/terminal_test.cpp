@@ -25,8 +25,8 @@ class Terminal : public testing::Test {
 
 TEST_F(Terminal, PasswordIsAskedTwiceAndNotShown) {
     OnTerminal program = Add();
-    program.Answer("Password of cn=r,dc=x: ", "geheim\n");
-    program.Answer("The same again: ", "geheim\n");
+    program.Answer("Password for cn=r,dc=x: ", "geheim\n");
+    program.Answer("Repeat the password: ", "geheim\n");
     EXPECT_EQ(program.Finish(), 0);
     EXPECT_THAT(program.Seen(), Not(HasSubstr("geheim")));
     EXPECT_THAT(ReadFile(kConnections), HasSubstr("bindpw"));
@@ -34,15 +34,15 @@ TEST_F(Terminal, PasswordIsAskedTwiceAndNotShown) {
 
 TEST_F(Terminal, DifferentPasswordsSaveNothing) {
     OnTerminal program = Add();
-    program.Answer("Password of cn=r,dc=x: ", "geheim\n");
-    program.Answer("The same again: ", "gehein\n");
+    program.Answer("Password for cn=r,dc=x: ", "geheim\n");
+    program.Answer("Repeat the password: ", "gehein\n");
     EXPECT_EQ(program.Finish(), 2);
     EXPECT_EQ(ReadFile(kConnections), "");
 }
 
 TEST_F(Terminal, CtrlCAtAQuestionExitsWith130) {
     OnTerminal program = Add();
-    program.Answer("Password of cn=r,dc=x: ", "\x03");
+    program.Answer("Password for cn=r,dc=x: ", "\x03");
     EXPECT_EQ(program.Finish(), 130);
     EXPECT_EQ(ReadFile(kConnections), "");
 }

@@ -56,7 +56,7 @@ class Payload {
     explicit Payload(int fd) : fd_(fd) {
         struct stat status {};
         if (fstat(fd, &status) != 0) NotReadable(errno);
-        if (!S_ISREG(status.st_mode)) throw Fault(Exit::kBadPlace, "it is no regular file");
+        if (!S_ISREG(status.st_mode)) throw Fault(Exit::kBadPlace, "it is not a regular file");
         if (status.st_size == 0) throw Fault(Exit::kBadPlace, "the file is empty");
         const auto size = static_cast<std::uint64_t>(status.st_size);
         if (size <= kSealBytes) Damaged("it is too short for a backup");
@@ -64,7 +64,7 @@ class Payload {
         std::array<std::uint8_t, kSealHead.size()> head{};
         ReadAt(size_, head.data(), head.size());
         if (head != kSealHead)
-            Damaged("it does not end with the seal of a backup: it is cut, or no backup");
+            Damaged("it does not end with the seal of a backup: it is cut short or not a backup");
     }
 
     // The next block, in a frame that is none to be afraid of; empty at the end.
@@ -87,8 +87,8 @@ class Payload {
         }
         Digest sealed{};
         ReadAt(size_ + kSealHead.size(), sealed.data(), sealed.size());
-        if (sealed != digest_.Take()) Damaged("its bytes are not those that were sealed");
-        if (!frame_.IsComplete()) Damaged("it is cut");
+        if (sealed != digest_.Take()) Damaged("its bytes do not match its seal");
+        if (!frame_.IsComplete()) Damaged("it is cut short");
         return sealed;
     }
 
@@ -102,7 +102,7 @@ class Payload {
                 continue;
             }
             if (n < 0) NotReadable(errno);
-            if (n == 0) Damaged("it became shorter while it was read");
+            if (n == 0) Damaged("it became shorter while being read");
             to += n;
             size -= static_cast<std::size_t>(n);
             offset += static_cast<std::uint64_t>(n);
@@ -156,7 +156,7 @@ class Unpacked {
         if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
         if (result == ARCHIVE_OK) return;
         const char *words = archive_error_string(reader_.get());
-        Damaged(words != nullptr ? OneLine(words) : "it is no archive");
+        Damaged(words != nullptr ? OneLine(words) : "it is not an archive");
     }
 
     Payload *payload_;
@@ -183,20 +183,21 @@ class Reading {
             TakePiece();
         if (!more) Damaged("it has no manifest");
         if (members_.Name() != kManifestMember)
-            Damaged(fmt::format("\"{}\" does not belong into a backup", OneLine(members_.Name())));
+            Damaged(fmt::format("\"{}\" does not belong in a backup", OneLine(members_.Name())));
         contents_.manifest = ReadManifest(members_.ReadText(kLargestManifest));
         if (members_.Next())
-            Damaged(fmt::format("\"{}\" stands behind the manifest", OneLine(members_.Name())));
+            Damaged(fmt::format("\"{}\" follows the manifest", OneLine(members_.Name())));
         Compare();
         return std::move(contents_);
     }
 
   private:
     void TakeFormat() {
-        if (!members_.Next() || members_.Name() != kFormatMember) Damaged("it is no backup");
+        if (!members_.Next() || members_.Name() != kFormatMember) Damaged("it is not a backup");
         const std::string text = members_.ReadText(kLargestManifest);
         std::string_view number = text;
-        if (!number.starts_with(kFormatWord) || !number.ends_with('\n')) Damaged("it is no backup");
+        if (!number.starts_with(kFormatWord) || !number.ends_with('\n'))
+            Damaged("it is not a backup");
         number.remove_prefix(kFormatWord.size());
         number.remove_suffix(1);
         std::uint64_t format = 0;
@@ -206,24 +207,22 @@ class Reading {
         if (format > kFormat)
             throw Fault(
                 Exit::kNewerFormat,
-                fmt::format("it has format {}, and this program knows {}", format, kFormat));
+                fmt::format("it has format {}, but this program knows {}", format, kFormat));
     }
 
     void TakeConfig() {
         constexpr std::array kMembers = {kSlapdConfMember, kAccessRulesMember, kConnectionMember};
         const std::string &name = members_.Name();
         if (std::ranges::find(kMembers, name) == kMembers.end())
-            Damaged(fmt::format("\"{}\" does not belong into a backup", OneLine(name)));
-        if (contents_.Config(name) != nullptr)
-            Damaged(fmt::format("\"{}\" stands in it twice", name));
+            Damaged(fmt::format("\"{}\" does not belong in a backup", OneLine(name)));
+        if (contents_.Config(name) != nullptr) Damaged(fmt::format("\"{}\" is in it twice", name));
         contents_.config.push_back({name, members_.ReadText(kLargestConfig)});
     }
 
     void TakePiece() {
         const std::string expected = fmt::format("{}{:06}.ldif", kDataFolder, ++pieces_);
         if (members_.Name() != expected)
-            Damaged(
-                fmt::format("\"{}\" stands where {} must be", OneLine(members_.Name()), expected));
+            Damaged(fmt::format("\"{}\" is where {} must be", OneLine(members_.Name()), expected));
         const std::uint64_t before = bytes_;
         members_.Read(kPieceBytes, [&](std::string_view block) {
             guard_.Add(block);
@@ -241,17 +240,17 @@ class Reading {
             Damaged(fmt::format("it has {} bytes of entries instead of {}", bytes_,
                                 manifest.ldif_bytes));
         if (Hex(digest_.Take()) != manifest.sha256)
-            Damaged("its entries are not those that were saved");
+            Damaged("its entries differ from those that were saved");
         if (scan_.Entries() != manifest.entries)
             Damaged(
                 fmt::format("it has {} entries instead of {}", scan_.Entries(), manifest.entries));
-        if (scan_.HasStrayText() || !scan_.IsComplete()) Damaged("its entries are cut");
+        if (scan_.HasStrayText() || !scan_.IsComplete()) Damaged("its entries are cut short");
         if (contents_.config.size() != manifest.config.size())
-            Damaged("it has other files of configuration than its manifest says");
+            Damaged("its configuration files are not those in its manifest");
         for (std::size_t i = 0; i < manifest.config.size(); ++i) {
             const ConfigFile &file = contents_.config[i];
             if (ConfigDigest{file.name, Sha256Of(file.bytes)} != manifest.config[i])
-                Damaged(fmt::format("{} in it is not what was saved", file.name));
+                Damaged(fmt::format("{} in it differs from what was saved", file.name));
         }
     }
 

@@ -148,10 +148,10 @@ std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *s
         if (IsShortage(errno)) throw SystemError(Exit::kSystem, "cannot look at backups", errno);
         return fmt::format("it cannot be read: {}", std::strerror(errno));
     }
-    if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is no file";
+    if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is not a file";
     if (!IsOurs(folder, *status))
         return fmt::format("it belongs to user {}, not to root", status->st_uid);
-    if (parts.number > kHighestNumber) return "no backup gets as high a number";
+    if (parts.number > kHighestNumber) return "its number is too high for a backup";
     return FaultOfHead(file);
 }
 

@@ -82,9 +82,8 @@ void AddExposures(const std::string &path, bool is_the_folder, std::vector<Expos
     const mode_t others = status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP;
     if ((status.st_mode & others) == 0) return;
     const bool everybody = (status.st_mode & S_IWOTH) != 0;
-    found->push_back({everybody
-                          ? shown + " can be written by everybody"
-                          : fmt::format("{} can be written by group {}", shown, status.st_gid),
+    found->push_back({everybody ? shown + " is writable by everybody"
+                                : fmt::format("{} is writable by group {}", shown, status.st_gid),
                       fmt::format("chmod go-w {}", Quoted(path))});
 }
 

@@ -106,7 +106,7 @@ void EntryGuard::SkipText(std::string_view *block) {
     const std::string_view text = block->substr(0, block->find('\n'));
     CountText(text.size());
     if (!has_dn_ && dn_.size() < kShownDn) dn_.append(text.substr(0, kShownDn - dn_.size()));
-    if (HasControl(text)) Refuse("holds a control character");
+    if (HasControl(text)) Refuse("contains a control character");
     block->remove_prefix(text.size());
 }
 
@@ -115,7 +115,7 @@ void EntryGuard::SkipName(std::string_view *block) {
     while (size < block->size() && kNameCharacters[static_cast<unsigned char>((*block)[size])])
         ++size;
     CountText(size);
-    if (name_.size() + size > kLongestName) Refuse("is no line of an entry");
+    if (name_.size() + size > kLongestName) Refuse("is not a line of an entry");
     name_.append(*block, 0, size);
     block->remove_prefix(size);
 }
@@ -129,7 +129,7 @@ void EntryGuard::CountText(std::size_t bytes) {
 }
 
 void EntryGuard::Step(char c) {
-    if (IsControl(c) && c != '\n') Refuse("holds a control character");
+    if (IsControl(c) && c != '\n') Refuse("contains a control character");
     switch (at_) {
         case At::kRecord:
             return BeginRecord(c);
@@ -167,11 +167,11 @@ void EntryGuard::BeginLine(char c) {
         return EndLine();
     }
     if (c == ' ') {
-        if (!may_fold_) Refuse("goes on where no value has begun");
+        if (!may_fold_) Refuse("continues a value that has not begun");
         at_ = At::kValue;
         return;
     }
-    if (!IsAlphanumeric(c)) Refuse("is no line of an entry");
+    if (!IsAlphanumeric(c)) Refuse("is not a line of an entry");
     if (!dn_.empty()) has_dn_ = true;
     value_ = 0;
     may_fold_ = false;
@@ -181,9 +181,9 @@ void EntryGuard::BeginLine(char c) {
 
 // The character behind the name.
 void EntryGuard::TakeName(char c) {
-    if (c != ':') Refuse("is no line of an entry");
+    if (c != ':') Refuse("is not a line of an entry");
     if (dn_.empty()) {
-        if (name_ != kDnName) Refuse("stands where an entry must begin");
+        if (name_ != kDnName) Refuse("is where an entry must begin");
         dn_ = "dn:";
     } else if (IsOrder(name_)) {
         Refuse(fmt::format("says \"{}\", which no entry has", name_));
@@ -196,7 +196,8 @@ void EntryGuard::TakeSeparator(char c) {
     if (!has_dn_ && c != '\n') dn_ += c;
     if (c == '\n') return EndLine();
     if (at_ == At::kBlank) {
-        if (c == ' ' || c == ':' || c == '<') Refuse("has a value as slapcat never writes it");
+        if (c == ' ' || c == ':' || c == '<')
+            Refuse("has a value in a form that slapcat never writes");
         at_ = At::kValue;
         may_fold_ = true;
     } else if (c == ' ') {
@@ -204,9 +205,9 @@ void EntryGuard::TakeSeparator(char c) {
     } else if (c == ':' && at_ == At::kColon) {
         at_ = At::kColons;
     } else if (c == '<') {
-        Refuse("has a value that is to be read from a file or address (\":<\")");
+        Refuse("has a value to be read from a file or URL (\":<\")");
     } else {
-        Refuse("has a value as slapcat never writes it");
+        Refuse("has a value in a form that slapcat never writes");
     }
 }
 

@@ -69,24 +69,24 @@ bool TarReader::Next() {
     std::string header;
     while (header.size() < kHeaderBytes) {
         const std::string_view part = Some(kHeaderBytes - header.size());
-        if (part.empty()) Damaged(header.empty() ? "it has no end" : "it is cut");
+        if (part.empty()) Damaged(header.empty() ? "it has no end" : "it is cut short");
         header += part;
     }
     if (IsZero(header)) {
         std::size_t padding = 0;
         for (std::string_view more; !(more = Some(kMostPadding)).empty();) {
             padding += more.size();
-            if (!IsZero(more) || padding > kMostPadding) Damaged("something stands behind its end");
+            if (!IsZero(more) || padding > kMostPadding) Damaged("there is data after its end");
         }
         return false;
     }
     const auto size = NumberIn(kSize.In(header));
     if (kMagicField.In(header) != kTarMagic || NumberIn(kSum.In(header)) != SumOf(header))
-        Damaged("it is no tar as this program writes it");
+        Damaged("it is not a tar archive as this program writes it");
     name_ = TextIn(kName.In(header));
     if (!size || kKind.In(header).front() != kPlainFile || !TextIn(kLinkName.In(header)).empty() ||
         !TextIn(kPrefix.In(header)).empty())
-        Damaged(fmt::format("\"{}\" in it is no plain file", OneLine(name_)));
+        Damaged(fmt::format("\"{}\" in it is not a plain file", OneLine(name_)));
     size_ = *size;
     return true;
 }
@@ -97,7 +97,7 @@ void TarReader::Read(std::uint64_t limit, const Take &take) {
             fmt::format("\"{}\" in it has {} bytes, more than {}", OneLine(name_), size_, limit));
     const auto await = [this](std::uint64_t most) {
         const std::string_view part = Some(most);
-        if (part.empty()) Damaged(fmt::format("\"{}\" in it is cut", OneLine(name_)));
+        if (part.empty()) Damaged(fmt::format("\"{}\" in it is cut short", OneLine(name_)));
         return part;
     };
     std::uint64_t padding = (kHeaderBytes - size_ % kHeaderBytes) % kHeaderBytes;

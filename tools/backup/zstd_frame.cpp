@@ -56,7 +56,7 @@ void ZstdFrame::Add(std::string_view block) {
 // Magic number, descriptor and window; the size of the content, which may stand there, says nothing that counts.
 void ZstdFrame::TakeHead() {
     if (!std::equal(kZstdMagic.begin(), kZstdMagic.end(), bytes_.begin()))
-        Damaged("it is not compressed with zstd: it is no backup");
+        Damaged("it is not compressed with zstd: it is not a backup");
     const unsigned descriptor = bytes_[4];
     const std::uint64_t base = std::uint64_t{1} << (10U + (bytes_[5] >> 3U));
     const std::uint64_t window = base + base / 8 * (bytes_[5] & 7U);

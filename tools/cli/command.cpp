@@ -14,25 +14,24 @@ const std::vector<Option> &CommonOptions() {
          .kind = Kind::kConnection},
         {.name = "format",
          .value = "FORM",
-         .help = "how results are printed: table (default), plain (values between tabs, no "
-                 "heading), csv, json, ldif (directory entries only)",
+         .help = "output format: table (default), plain (tab-separated, no heading), csv, json, "
+                 "ldif (directory entries only)",
          .choices = {"table", "plain", "csv", "json", "ldif"}},
         {.name = "json", .help = "short for --format json"},
         {.name = "fields",
          .value = "A,B,…",
          .help = "print only these fields (columns, attributes), in this order"},
-        {.name = "quiet", .letter = 'q', .help = "no notes, only errors"},
+        {.name = "quiet", .letter = 'q', .help = "print only errors"},
         {.name = "verbose",
          .letter = 'v',
-         .help =
-             "say what is done; twice (-vv): also the command lines of searches, with passwords "
-             "masked",
+         .help = "say what is being done; twice (-vv): also the command lines of searches, with "
+                 "passwords masked",
          .repeatable = true},
         {.name = "dry-run",
          .letter = 'n',
-         .help = "print what would be changed and the checks, change nothing"},
-        {.name = "yes", .letter = 'y', .help = "do not ask before something is deleted"},
-        {.name = "no-input", .help = "never ask for anything: fail instead"},
+         .help = "print the checks and what would change, change nothing"},
+        {.name = "yes", .letter = 'y', .help = "do not ask for confirmation"},
+        {.name = "no-input", .help = "never prompt: fail instead"},
         {.name = "color",
          .value = "WHEN",
          .help = "colour messages and headings: auto (default: on a terminal), always, never",
@@ -47,13 +46,13 @@ const std::vector<ExitCode> &CommonExitCodes() {
     static const std::vector<ExitCode> kCodes = {
         {0, "done"},
         {1, "failed, or the answer is incomplete"},
-        {2, "wrong usage, or a confirmation or password was needed and could not be asked for"},
+        {2, "wrong usage, or a confirmation or password was needed but could not be asked for"},
         {3, "not found"},
         {4, "authentication failed or not permitted"},
-        {5, "exists already"},
+        {5, "already exists"},
         {6, "the server cannot be reached, or did not answer in time"},
         {7, "partly done"},
-        {8, "busy: somebody else is doing this"},
+        {8, "busy: another process is doing this"},
         {130, "interrupted (Ctrl-C)"},
     };
     return kCodes;
@@ -77,14 +76,14 @@ const Option &PasswordFileOption() {
 const Option &RandomPasswordOption() {
     static const Option kOption{
         .name = "random-password",
-        .help = "make a password of 20 random characters and print it on standard output"};
+        .help = "generate a password of 20 random characters and print it on standard output"};
     return kOption;
 }
 
 const Option &WeakPasswordOption() {
     static const Option kOption{
         .name = "weak-password",
-        .help = "accept a password of fewer than 8 characters, or one that is the name"};
+        .help = "accept a password that has fewer than 8 characters or is the name"};
     return kOption;
 }
 

@@ -353,7 +353,7 @@ bool IsBinary(std::string_view attribute, std::string_view value) {
 
 std::string LdifLine(std::string_view name, std::string_view value) {
     if (!IsAttributeName(name)) {
-        return fmt::format("# no attribute name: {}:: {}\n", OneLine(name), Base64(value));
+        return fmt::format("# not an attribute name: {}:: {}\n", OneLine(name), Base64(value));
     }
     std::string line;
     if (!EqualIgnoringCase(name, "dn") && IsBinary(name, value)) {

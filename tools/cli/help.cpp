@@ -130,9 +130,10 @@ std::string ProgramHelp(const Program &program) {
     }
     help += Rows(rows);
     help += "\nOptions of every command:\n" + OptionRows(program.global_options);
-    help +=
-        fmt::format("\n\"{0} COMMAND --help\" says more about a command, \"man {0}\" about all.\n",
-                    program.name);
+    help += fmt::format(
+        "\n"
+        "\"{0} COMMAND --help\" for details of a command, \"man {0}\" for all of them.\n",
+        program.name);
     return help;
 }
 
@@ -147,7 +148,10 @@ std::string NounHelp(const Program &program, std::string_view noun) {
         rows.push_back({std::move(label), std::string(command->summary)});
     }
     return help + Rows(rows) +
-           fmt::format("\n\"{} {} VERB --help\" says more about a verb.\n", program.name, noun);
+           fmt::format(
+               "\n"
+               "\"{} {} VERB --help\" for details of a verb.\n",
+               program.name, noun);
 }
 
 std::string CommandHelp(const Program &program, const Command &command) {

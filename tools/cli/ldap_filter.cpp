@@ -37,7 +37,8 @@ class Reader {
         }
         if (fault_) return fault_;
         SkipBlanks();
-        if (!AtEnd()) Fault(Peek() == ')' ? "a closing bracket too many" : "text after the end");
+        if (!AtEnd())
+            Fault(Peek() == ')' ? "unmatched closing bracket" : "unexpected text after the filter");
         return fault_;
     }
 
@@ -48,7 +49,7 @@ class Reader {
         const size_t opened = at_;
         ++at_;  // the bracket
         if (depth == kDeepest) {
-            Fault("brackets too deep");
+            Fault("brackets nested too deeply");
             return;
         }
         SkipBlanks();
@@ -67,7 +68,7 @@ class Reader {
         if (AtEnd()) {
             Unclosed(opened);
         } else if (Peek() != ')') {
-            Fault("a closing bracket is missing before this");
+            Fault("missing closing bracket before this");
         } else {
             ++at_;
         }
@@ -83,7 +84,7 @@ class Reader {
         ++at_;
         SkipBlanks();
         if (AtEnd() || Peek() != '(') {
-            Fault("after ! a filter in brackets is needed");
+            Fault("expected a filter in brackets after !");
             return;
         }
         Filter(depth + 1);
@@ -99,12 +100,12 @@ class Reader {
             !extensible && !AtEnd() && (Peek() == '>' || Peek() == '<' || Peek() == '~');
         if (compares) ++at_;
         if (AtEnd() || Peek() != '=') {
-            Fault(at_ == begin ? "an attribute name is needed here"
-                               : "\"=\" is missing after the attribute");
+            Fault(at_ == begin ? "expected an attribute name"
+                               : "missing \"=\" after the attribute");
             return;
         }
         if (at_ == begin) {
-            Fault("an attribute name is needed here");
+            Fault("expected an attribute name");
             return;
         }
         ++at_;
@@ -115,7 +116,7 @@ class Reader {
     void Description() {
         if (AtEnd() || Peek() == ':') return;
         if (!IsAlpha(Peek()) && std::isdigit(static_cast<unsigned char>(Peek())) == 0) {
-            Fault(Peek() == ')' ? "empty brackets" : "an attribute name is needed here");
+            Fault(Peek() == ')' ? "empty brackets" : "expected an attribute name");
             return;
         }
         while (!AtEnd() && IsDescriptionCharacter(Peek()))
@@ -127,7 +128,7 @@ class Reader {
         if (AtEnd() || Peek() != ':') return false;
         while (!AtEnd() && (Peek() == ':' || IsDescriptionCharacter(Peek())))
             ++at_;
-        if (text_[at_ - 1] != ':') Fault("\":=\" is missing after the matching rule");
+        if (text_[at_ - 1] != ':') Fault("missing \":=\" after the matching rule");
         return true;
     }
 
@@ -136,10 +137,10 @@ class Reader {
             const char c = Peek();
             if (c == ')' && bracketed) return;
             if (c == '(' || c == ')') {
-                Fault(fmt::format("a bracket inside a value is written \\{:02x}",
+                Fault(fmt::format("write a bracket inside a value as \\{:02x}",
                                   static_cast<unsigned>(c)));
             } else if (c == '*' && !stars) {
-                Fault("* has no meaning here; as a character it is written \\2a");
+                Fault("* is not allowed here; write the character as \\2a");
             } else if (c == '\\') {
                 Escape();
             } else {

@@ -133,7 +133,9 @@ ManPage MainPage(const Program &program) {
         text += Item(FullName(command), fmt::format("{}; see {}(1).", command.summary,
                                                     PageName(program, command.noun)));
     }
-    text += ".SH OPTIONS\nEvery command takes these, before or after its own.\n";
+    text +=
+        ".SH OPTIONS\n"
+        "Every command accepts these, before or after its own.\n";
     for (const Option &option : program.global_options)
         text += OptionItem(option);
     for (const Topic &topic : program.topics) {

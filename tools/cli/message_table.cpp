@@ -141,8 +141,7 @@ constexpr MessageRow kRows[] = {
      "{server} has sent an entry of more than 32 MiB, or a value of more than 12 MiB: the answer "
      "is "
      "incomplete",
-     "leave that entry or attribute out: name the attributes that are needed, with --fields or "
-     "after "
+     "leave that entry or attribute out: name only the attributes you need, with --fields or after "
      "the filter of zafoldap search"},
     {kAnswerEndless, kOwn, "answer_endless", 1,
      "the answer from {server} was ended at a bound: it is incomplete",
@@ -328,8 +327,7 @@ constexpr MessageRow kRows[] = {
      "keep that suffix, or delete the database with all accounts first: zafoldapserver reset"},
     {kAdministratorEntry, kOwn, "administrator_entry", 5,
      "the database has an entry with the administrator's DN, {subject}",
-     "slapd would take whoever knows its password for the administrator: delete it (zafoldap entry "
-     "delete "
+     "anyone who knows its password would be the administrator: delete it (zafoldap entry delete "
      "'{subject}'), or choose another --admin-dn; nothing was changed"},
     {kTemplateUnreadable, kOwn, "template_unreadable", 1,
      "no configuration can be made from {subject}: {reason}",

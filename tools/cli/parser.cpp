@@ -140,25 +140,26 @@ std::vector<std::string_view> Nouns(const Program &program) {
     const Program &program = registry.program;
     const std::string first = rest.empty() ? "" : rest.front();
     if (first.starts_with('-')) {
-        Refuse(program, nullptr, fmt::format("there is no option {}", first));
+        Refuse(program, nullptr, fmt::format("unknown option {}", first));
     }
     if (path.empty()) {
         Refuse(program, nullptr,
-               first.empty() ? fmt::format("no command given: one of {}", Words(Nouns(program)))
-                             : fmt::format("there is no command \"{}\": one of {}", first,
+               first.empty() ? fmt::format("missing command: use one of {}", Words(Nouns(program)))
+                             : fmt::format("unknown command \"{}\": use one of {}", first,
                                            Words(Nouns(program))));
     }
     const std::string verbs = Words(WordsAfter(program, path, /*aliases=*/false));
     Refuse(program, nullptr,
-           first.empty() ? fmt::format("{} what? One of {}", path, verbs)
-                         : fmt::format("{} has no verb \"{}\": one of {}", path, first, verbs));
+           first.empty()
+               ? fmt::format("missing verb after {}: use one of {}", path, verbs)
+               : fmt::format("unknown verb \"{1}\" after {0}: use one of {2}", path, first, verbs));
 }
 
 void CheckValue(const Program &program, const Command &command, std::string_view shown, Kind kind,
                 const std::vector<std::string_view> &choices, const std::string &value) {
     if (!choices.empty() && std::ranges::count(choices, value) == 0) {
         Refuse(program, &command,
-               fmt::format("{} cannot be \"{}\": one of {}", shown, value, Words(choices)));
+               fmt::format("{} cannot be \"{}\": use one of {}", shown, value, Words(choices)));
     }
     if (kind != Kind::kNumber) return;
     int number = 0;
@@ -250,12 +251,12 @@ void CheckForm(const Program &program, const Invocation &invocation) {
     if (invocation.globals.form == Form::kLdif && !command.entries) {
         Refuse(
             program, &command,
-            fmt::format("{} has no LDIF form: one of table, plain, csv, json", FullName(command)));
+            fmt::format("{} has no LDIF output: use table, plain, csv or json", FullName(command)));
     }
     const std::string *format = invocation.Find("format");
     if (format != nullptr && invocation.Has("json") && *format != "json") {
         Refuse(program, &command,
-               fmt::format("--json and --format {} exclude each other", *format));
+               fmt::format("--json and --format {} cannot be used together", *format));
     }
 }
 
@@ -275,8 +276,8 @@ void Collect(const Registered &registered, Invocation &invocation) {
         if (command == nullptr) RefuseUnknown(registry, registry.PathAt(at));
         const std::string first = rest.empty() ? "" : rest.front();
         Refuse(registry.program, command,
-               first.starts_with('-') ? fmt::format("there is no option {}", first)
-                                      : fmt::format("\"{}\" is too much", first));
+               first.starts_with('-') ? fmt::format("unknown option {}", first)
+                                      : fmt::format("unexpected argument \"{}\"", first));
     }
     Refuse(registry.program, command, error.what());
 }

@@ -26,7 +26,7 @@ const Option &ProgressOption() {
         .value = "HOW",
         .help =
             "how progress is shown on standard error: auto (default: one line on a terminal, "
-            "elsewhere one now and then), json (an object for every change), none",
+            "occasional lines elsewhere), json (one object per change), none",
         .choices = {"auto", "json", "none"}};
     return kOption;
 }

@@ -57,7 +57,7 @@ void CheckPassword(const std::string &password) {
     // section 5.1.2) and would look like a success.
     const char *reason = password.empty()                           ? "it is empty"
                          : password.size() > kLongest               ? "it is too long"
-                         : password.find('\0') != std::string::npos ? "it holds a zero byte"
+                         : password.find('\0') != std::string::npos ? "it contains a zero byte"
                          : password.find_first_of("\r\n") != std::string::npos
                              ? "it has more than one line"
                              : nullptr;

@@ -31,10 +31,10 @@ const char *HostFault(const std::string &host) {
         in6_addr address{};
         const std::string bare = host.substr(1, host.size() - 2);
         return inet_pton(AF_INET6, bare.c_str(), &address) == 1 ? nullptr
-                                                                : "this is no IPv6 address";
+                                                                : "this is not an IPv6 address";
     }
     if (host.front() == '-' || !std::ranges::all_of(host, IsHostCharacter)) {
-        return "a host name has letters, digits, dots and hyphens only";
+        return "a host name may contain only letters, digits, dots and hyphens";
     }
     return nullptr;
 }
@@ -89,11 +89,11 @@ TypedAddress ParseTypedAddress(std::string_view text) {
     TypedAddress typed;
     typed.scheme = TakeScheme(text);
     if (!typed.scheme.empty() && typed.scheme != "ldap" && typed.scheme != "ldaps") {
-        return refuse("only ldap:// and ldaps:// are known");
+        return refuse("only ldap:// and ldaps:// are supported");
     }
     if (text.ends_with('/')) text.remove_suffix(1);
     const auto colons = std::ranges::count(text, ':');
-    if (colons > 1 && !text.starts_with('[')) return refuse("an IPv6 address needs [ ] around it");
+    if (colons > 1 && !text.starts_with('[')) return refuse("an IPv6 address must be in [ ]");
     typed.server = Split(text);
     if (typed.server.host.starts_with('[') && !typed.server.host.ends_with(']')) {
         return refuse("the closing ] is missing");

@@ -43,19 +43,19 @@ bool OneLineOfText(const std::string &text) {
 const char *FaultOfAnyName(const std::string &name) {
     return OnlyDigits(name)                                   ? "it has only digits"
            : name.size() > kLongestAnyName                    ? "it is too long"
-           : name == "." || name == ".."                      ? "it is a folder's own name"
-           : name.front() == '-'                              ? "it begins with \"-\""
-           : name.front() == ' ' || name.back() == ' '        ? "it has a blank at an end"
-           : name.find_first_of("*()\\") != std::string::npos ? "it holds one of * ( ) \\"
-           : name.find_first_of(":/") != std::string::npos    ? "it holds \":\" or \"/\""
+           : name == "." || name == ".."                      ? "it is a special folder name"
+           : name.front() == '-'                              ? "it starts with \"-\""
+           : name.front() == ' ' || name.back() == ' '        ? "it starts or ends with a blank"
+           : name.find_first_of("*()\\") != std::string::npos ? "it contains one of * ( ) \\"
+           : name.find_first_of(":/") != std::string::npos    ? "it contains \":\" or \"/\""
                                                               : nullptr;
 }
 
 const char *FaultOfUsualName(const std::string &name) {
     return OnlyDigits(name)                      ? "it has only digits"
            : name.size() > kLongestName          ? "it is longer than 32 characters"
-           : !IsBeginning(name.front())          ? "it begins with another character"
-           : !std::ranges::all_of(name, IsUsual) ? "it holds another character"
+           : !IsBeginning(name.front())          ? "it does not start with a letter or \"_\""
+           : !std::ranges::all_of(name, IsUsual) ? "it contains another character"
                                                  : nullptr;
 }
 
@@ -96,7 +96,7 @@ std::string ReadContainer(const Session &session, const AccountKind &kind) {
 
 void CheckName(const std::string &name) {
     if (name.empty()) RefuseName(name, "it is empty");
-    if (!OneLineOfText(name)) RefuseName(name, "it holds control characters or is not UTF-8");
+    if (!OneLineOfText(name)) RefuseName(name, "it contains control characters or is not UTF-8");
     if (name.size() > kLongestAnyName) RefuseName(name, "it is too long");
 }
 
@@ -161,8 +161,8 @@ std::optional<std::string> DateOf(long days) {
 }
 
 void CheckText(std::string_view option, const std::string &text) {
-    const char *reason = !OneLineOfText(text) ? "it holds control characters or is not UTF-8"
-                         : text.find(':') != std::string::npos ? "it holds \":\""
+    const char *reason = !OneLineOfText(text) ? "it contains control characters or is not UTF-8"
+                         : text.find(':') != std::string::npos ? "it contains \":\""
                          : text.size() > 1023                  ? "it is longer than 1023 bytes"
                                                                : nullptr;
     if (reason != nullptr)

@@ -36,8 +36,8 @@ Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
     Doomed doomed{user, {}, GroupsListing(directory, user.name)};
     doomed.touches =
         doomed.groups.empty()
-            ? fmt::format("{} ({}) is listed in no group", user.name, user.dn)
-            : fmt::format("{} ({}) is taken out of the group{} {}", user.name, user.dn,
+            ? fmt::format("{} ({}) is not listed in any group", user.name, user.dn)
+            : fmt::format("{} ({}) is removed from the group{} {}", user.name, user.dn,
                           doomed.groups.size() == 1 ? "" : "s", Enumerated(NamesOf(doomed.groups)));
     return doomed;
 }
@@ -55,9 +55,9 @@ Doomed DoomedGroup(const AccountDirectory &directory, const Account &group) {
     std::string touches = fmt::format("{} ({}) lists {}", group.name, group.dn,
                                       Counted(members.Names().size(), "member"));
     if (const size_t users = primary.Names().size(); users > 0)
-        touches += fmt::format(
-            "; {} with it as primary group will have the number of a group that is gone",
-            Counted(users, "user"));
+        touches +=
+            fmt::format("; {} with it as primary group will keep the number of a deleted group",
+                        Counted(users, "user"));
     return {group, std::move(touches), {}};
 }
 

@@ -86,7 +86,7 @@ int ListAccounts(const AccountDirectory &directory, const ListRequest &request) 
         const bool complete = PrintAll(search, writer, request, only_name, limit);
         writer.Finish(/*ok=*/!request.cut, complete && !request.cut);
         if (!complete)
-            session.streams.Note(fmt::format("there are more; --limit {} ended the list", limit));
+            session.streams.Note(fmt::format("there are more; --limit {} cut the list off", limit));
     } catch (const Failure &failure) {
         if (failure.id != Message::kOutputFailed) writer.Finish(/*ok=*/false, /*complete=*/false);
         throw;

@@ -158,7 +158,7 @@ class Checker {
             throw OwnFailure(Message::kCheckName, {.subject = missing, .reason = reason});
         }
         if (missing.empty()) return Ok(found);
-        return Warning(fmt::format("{}; {} is not known: {}", found, missing, reason));
+        return Warning(fmt::format("{}; cannot resolve {}: {}", found, missing, reason));
     }
 
     CheckStep Connect() {
@@ -188,10 +188,10 @@ class Checker {
 
     CheckStep Tls() {
         if (connection_.ssl == ZAFOLDAP_SSL_OFF) {
-            if (connection_.bind_dn.empty()) return Ok("off: what is read travels in clear text");
+            if (connection_.bind_dn.empty()) return Ok("off: data is sent in clear text");
             return Warning(
-                "off: the password travels in clear text; zafoldap connection edit "
-                "NAME --ssl start_tls encrypts it");
+                "off: the password is sent in clear text; zafoldap connection edit NAME --ssl "
+                "start_tls encrypts it");
         }
         const char *how = connection_.ssl == ZAFOLDAP_SSL_LDAPS ? "ldaps" : "StartTLS";
         Connection anonymous = connection_;
@@ -258,7 +258,7 @@ class Checker {
         if (last.issuer != last.subject) detail += "; signed by " + last.issuer;
         if (days >= kWarnDays) return Ok(std::move(detail));
         CheckStep step = Warning(std::move(detail));
-        step.hint = "have the certificate renewed before it ends: no client connects after that";
+        step.hint = "renew the certificate before it ends: no client can connect after that";
         return step;
     }
 
@@ -267,15 +267,15 @@ class Checker {
         if (report == nullptr || report->chain.empty()) return NoCertificate();
         if (const auto &names = report->chain.front().names) return Ok(Joined(*names));
         CheckStep step = Warning(
-            "the certificate has no alternative names: the server is known by its common name "
-            "only");
+            "the certificate has no alternative names: it names the server only by its common "
+            "name");
         step.hint =
             "have it issued with a subjectAltName: other programs refuse a common name (RFC 9525)";
         return step;
     }
 
     static CheckStep NoCertificate() {
-        return {.step = {}, .result = StepResult::kSkipped, .detail = "no certificate to look at"};
+        return {.step = {}, .result = StepResult::kSkipped, .detail = "no certificate to check"};
     }
 
     // What the server shows of its certificates, asked for once; nullptr: nothing.
@@ -326,8 +326,8 @@ class Checker {
         }
         if (found) return Ok(fmt::format("can be listed below {}", connection_.base));
         return Warning(
-            fmt::format("no entry of the class posixAccount can be seen below {}: there "
-                        "is none, or it is not shown to {}",
+            fmt::format("no entry of the class posixAccount is visible below {}: there is none, or "
+                        "it is not shown to {}",
                         connection_.base,
                         connection_.bind_dn.empty() ? "anonymous clients" : connection_.bind_dn));
     }
@@ -365,7 +365,7 @@ class Checker {
     // Where the numbers of new accounts come from.
     CheckStep IdPool() {
         if (host_.Record().nServerType != ZAFOLDAP_SERVER_ZAFO)
-            return Ok("none: new accounts get one more than the highest number in use");
+            return Ok("none: new accounts get the highest number in use plus one");
         struct Row {
             const char *name;
             int lowest, highest, current;
@@ -384,7 +384,7 @@ class Checker {
         }
         if (sound) return Ok(std::move(detail));
         CheckStep step = Warning(std::move(detail));
-        step.hint = "the bounds make no sense: see cn=zafoconf, and zafoldap id check";
+        step.hint = "the limits make no sense: see cn=zafoconf, and zafoldap id check";
         return step;
     }
 

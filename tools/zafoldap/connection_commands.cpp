@@ -92,10 +92,9 @@ int TransportOf(Session &session, const std::vector<TypedAddress> &addresses, in
         if (address.scheme == "ldaps" && ssl == nullptr) type = ZAFOLDAP_SSL_LDAPS;
         const bool differs = (address.scheme == "ldaps") != (type == ZAFOLDAP_SSL_LDAPS);
         if (!address.scheme.empty() && differs) {
-            RefuseUsage(session,
-                        fmt::format("{}://{} does not go with the rest: ldaps:// is --ssl on, "
-                                    "ldap:// is --ssl off or start_tls",
-                                    address.scheme, address.server.Text()));
+            RefuseUsage(session, fmt::format("{}://{} conflicts with the rest: ldaps:// is --ssl "
+                                             "on, ldap:// is --ssl off or start_tls",
+                                             address.scheme, address.server.Text()));
         }
     }
     return type;
@@ -198,8 +197,8 @@ int ListConnections(Session &session) {
     PrintList(session.streams, session.document, kConnectionFields, records);
     if (records.empty()) {
         session.streams.Note(
-            "there are no saved connections; zafoldap connection add NAME --uri "
-            "HOST --base DN makes one");
+            "there are no saved connections; zafoldap connection add NAME --uri HOST --base DN "
+            "saves one");
     }
     return 0;
 }
@@ -249,7 +248,7 @@ int AddConnection(Session &session) {
     std::vector<std::string> keys = Apply(session, connection);
     const bool gives = GivesPassword(session.invocation);
     if (gives && connection.bind_dn.empty()) {
-        RefuseUsage(session, "a password goes with --bind-dn, which is missing");
+        RefuseUsage(session, "a password needs --bind-dn, which is missing");
     }
     if (FindConnection(name)) throw OwnFailure(Message::kConnectionExists, {.connection = name});
     std::optional<std::string> password;
@@ -305,10 +304,10 @@ int EditConnection(Session &session) {
     const bool anonymous = invocation.Has("anonymous");
     const bool gives = GivesPassword(invocation);
     if (anonymous && (gives || invocation.Has("bind-dn"))) {
-        RefuseUsage(session, "--anonymous does not go with a bind DN or a password");
+        RefuseUsage(session, "--anonymous cannot be used with a bind DN or a password");
     }
     if (gives && connection.bind_dn.empty()) {
-        RefuseUsage(session, "a password goes with --bind-dn, and the connection has none");
+        RefuseUsage(session, "a password needs --bind-dn, and the connection has none");
     }
     if (keys.empty() && !anonymous && !gives)
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap connection edit"});
@@ -454,8 +453,7 @@ int SuggestConnection(Session &session) {
     writer.Finish(/*ok=*/true, /*complete=*/true);
     if (rows.empty())
         session.streams.Note(
-            "the server names no base DN to an anonymous client: ask whoever "
-            "runs it");
+            "the server names no base DN to an anonymous client: ask its administrator");
     return 0;
 }
 

@@ -140,7 +140,7 @@ int SearchDirectory(Session &session) {
         writer->Finish(/*ok=*/true, complete);
         if (!complete)
             session.streams.Note(
-                fmt::format("more entries match; --limit {} ended the list", limit));
+                fmt::format("more entries match; --limit {} cut the list off", limit));
     } catch (const Failure &failure) {
         if (failure.id != Message::kOutputFailed) writer->Finish(/*ok=*/false, /*complete=*/false);
         throw;
@@ -253,7 +253,7 @@ int DeleteEntry(Session &session) {
         classes.insert(classes.end(), attribute.values.begin(), attribute.values.end());
     const std::string own_dn(entry->dn);
     const std::string touches =
-        fmt::format("{} is of the classes {}; no group is changed", own_dn, Enumerated(classes));
+        fmt::format("{} has the classes {}; no group is changed", own_dn, Enumerated(classes));
     ChangePlan plan;
     plan.Check(touches);
     plan.Record(own_dn, "delete");

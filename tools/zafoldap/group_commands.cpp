@@ -189,8 +189,8 @@ int AddGroup(Session &session) {
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
     if (IsLocalGroup(name))
         session.streams.Note(
-            "mind that this system has a local group of that name, which comes "
-            "first where files are asked before the directory");
+            "note that this system has a local group of that name, which comes first where files "
+            "are consulted before the directory");
     return 0;
 }
 
@@ -276,7 +276,7 @@ int RenameGroup(Session &session) {
     const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one in letter case at most");
+        RefuseUsage(session, "the new name differs from the old one at most in letter case");
     if (directory.Find(kGroupKind, new_name))
         throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;

@@ -180,12 +180,12 @@ class NumberChecks {
                 twice.push_back(numbers_[i]);
         }
         if (twice.empty())
-            return Ok(fmt::format("{} numbers, each of one {}", numbers_.size(), kind_.noun));
-        return Finding(StepResult::kFailed, "the same number: " + WithCarriers(twice),
-                       fmt::format("give all but one of them another number: zafoldap {} edit NAME "
-                                   "--{} N. With several writable servers numbers must be taken "
-                                   "from one of them only",
-                                   kind_.noun, kind_.number));
+            return Ok(fmt::format("{} numbers, each used by one {}", numbers_.size(), kind_.noun));
+        return Finding(
+            StepResult::kFailed, "the same number: " + WithCarriers(twice),
+            fmt::format("give all but one of them another number: zafoldap {} edit NAME --{} N. "
+                        "With several writable servers, take numbers from only one of them",
+                        kind_.noun, kind_.number));
     }
 
     CheckStep Reserved() const {
@@ -211,26 +211,26 @@ class NumberChecks {
             if (number > 0 && number <= kLast && (low.empty() || low.back() != number))
                 low.push_back(number);
         }
-        if (low.empty()) return Ok("nobody has a number from 1 to 999, which are systems' own");
+        if (low.empty()) return Ok("nobody has a number from 1 to 999, which belong to systems");
         return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
-                       "a system's own: " + WithCarriers(low),
+                       "belongs to a system: " + WithCarriers(low),
                        fmt::format("give another number: zafoldap {} edit NAME --{} N; clients can "
-                                   "be told to pass over low ones (nss_min_uid of nslcd.conf)",
+                                   "be told to ignore low ones (nss_min_uid in nslcd.conf)",
                                    kind_.noun, kind_.number));
     }
 
     CheckStep SystemNames() const {
         const std::string rename =
-            fmt::format("give another name, zafoldap {} rename, or delete it", kind_.noun);
+            fmt::format("rename it, zafoldap {} rename, or delete it", kind_.noun);
         if (!accounts_.system_names.empty()) {
             return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
-                           "a system's own: " + Shown(accounts_.system_names), rename);
+                           "belongs to a system: " + Shown(accounts_.system_names), rename);
         }
         if (!accounts_.local_names.empty()) {
             return Finding(StepResult::kWarning,
-                           "also of this system: " + Shown(accounts_.local_names), rename);
+                           "also on this system: " + Shown(accounts_.local_names), rename);
         }
-        return Ok("none is a system's own");
+        return Ok("none belongs to a system");
     }
 
     CheckStep Local() const {
@@ -242,10 +242,10 @@ class NumberChecks {
             if (number > kHighestLocal) break;
             const auto local = LocalAccount(kind_, static_cast<std::uint32_t>(number));
             if (!local) continue;
-            detail += fmt::format("{}{} of {} is also the local {}'s", detail.empty() ? "" : "; ",
-                                  number, Carriers(number), *local);
+            detail += fmt::format("{}{} of {} also belongs to the local {}",
+                                  detail.empty() ? "" : "; ", number, Carriers(number), *local);
         }
-        if (detail.empty()) return Ok("none is a local account's");
+        if (detail.empty()) return Ok("none belongs to a local account");
         return Finding(StepResult::kWarning, detail,
                        "the two own each other's files here: give one of them another number");
     }
@@ -262,7 +262,7 @@ class NumberChecks {
                        fmt::format("{} of {} numbers are outside the pool {} to {}: from {} to {}",
                                    numbers_.size() - inside, numbers_.size(), pool.lowest,
                                    pool.highest, low, high),
-                       "they never come from the pool; other programs may give them a second time");
+                       "they never come from the pool; other programs may assign them again");
     }
 
     // The counter hands out what is free from where it stands: numbers in use above it were made
@@ -277,11 +277,11 @@ class NumberChecks {
         const size_t ahead = CountIn(numbers_, current, pool.highest);
         if (ahead == 0) return Ok(fmt::format("the next number is {}", current));
         return Finding(StepResult::kWarning,
-                       fmt::format("the counter stands at {} and is behind: {} of the pool's "
-                                   "numbers from there on are in use",
+                       fmt::format("the counter is at {} and lags behind: {} of the pool's numbers "
+                                   "from there on are in use",
                                    current, ahead),
-                       "a sign that two servers of the directory were written to, or numbers given "
-                       "by hand: take numbers from one server only");
+                       "changes were made on two servers of the directory, or numbers assigned by "
+                       "hand: take numbers from only one server");
     }
 
     static constexpr std::uint64_t kHighestLocal = 65533;
@@ -296,7 +296,7 @@ class NumberChecks {
 CheckStep MembershipStep(const AccountDirectory &directory,
                          const std::unordered_set<std::string> &users) {
     const std::vector<StaleMembership> stale = StaleMemberships(directory, users);
-    CheckStep step = Ok("groups list nobody who is not there");
+    CheckStep step = Ok("groups list only existing users");
     if (!stale.empty()) {
         std::vector<std::string> texts;
         for (const StaleMembership &membership : stale) {
@@ -322,8 +322,7 @@ int NextId(Session &session) {
     if (session.Options().dry_run && pool) {
         number = directory.PoolValue(kind.current);
         session.streams.Note(
-            "dry run: the counter of the pool, which stays as it is; the number "
-            "itself may be in use");
+            "dry run: the pool's counter, which does not change; the number itself may be in use");
     } else if (pool) {
         Logged(session, "cn=CurID,cn=zafoconf," + directory.Saved().base,
                {std::string(kind.number_attr)}, [&] { number = SuggestNumber(directory, kind); });

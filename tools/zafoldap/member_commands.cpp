@@ -132,9 +132,9 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
     }
     if (!changed.empty())
         session.streams.Note(fmt::format("{} {} the group {}", Enumerated(changed),
-                                         adds ? "added to" : "taken out of", change.group.name));
+                                         adds ? "added to" : "removed from", change.group.name));
     for (const std::string &user : change.as_they)
-        session.streams.Note(fmt::format("{} is {} the group {} already", user,
+        session.streams.Note(fmt::format("{} is already {} the group {}", user,
                                          adds ? "in" : "not in", change.group.name));
     return 0;
 }

@@ -107,7 +107,7 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
 // "3 users added to the directory, 2 there already, 1 skipped"
 std::string Summary(const Job &job, const std::vector<Decision> &plan, std::string_view added) {
     const size_t refused = CountOf(plan, Result::kRefuse);
-    return fmt::format("{} {} to {}, {} there already, {} skipped{}",
+    return fmt::format("{} {} to {}, {} already there, {} skipped{}",
                        job.Counted(CountOf(plan, Result::kAdd)), added, job.Where(),
                        CountOf(plan, Result::kThere), CountOf(plan, Result::kSkip),
                        refused == 0 ? "" : fmt::format(", {} refused", refused));
@@ -137,19 +137,18 @@ void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_
     const std::vector<std::string> locked = WithoutPassword(plan);
     if (job.to_local && !locked.empty()) {
         streams.Note(
-            fmt::format("{} without a password on this system, because the directory's is no "
-                        "{{crypt}} hash: {}. "
-                        "passwd NAME sets one{}",
+            fmt::format("{} without a password on this system, because the directory's is not a "
+                        "{{crypt}} hash: {}. passwd NAME sets one{}",
                         job.Counted(locked.size()), OneLine(ForAsManyAs(kMost, locked)),
                         dry_run ? " then" : ""));
     }
     const auto refused = std::ranges::find(plan, Result::kRefuse, &Decision::result);
     if (refused == plan.end()) return;
-    streams.Note(fmt::format(
-        "{} refused, because it would be a part of the system; one that is meant to be, as far as "
-        "the system takes it: {} --allow {}",
-        job.Counted(CountOf(plan, Result::kRefuse)), job.Again(),
-        CommandWord(refused->account.name)));
+    streams.Note(
+        fmt::format("{} refused as part of the system; to copy one anyway, as far as the system "
+                    "permits: {} --allow {}",
+                    job.Counted(CountOf(plan, Result::kRefuse)), job.Again(),
+                    CommandWord(refused->account.name)));
 }
 
 void Log(const Job &job, const std::vector<Decision> &plan) {

@@ -14,7 +14,7 @@ namespace zafo::cli {
 namespace {
 
 constexpr std::string_view kNoPassword =
-    "the password is not a {crypt} hash: nobody can log in with one until it is set";
+    "the password is not a {crypt} hash: no log-in with a password until one is set";
 
 // The library makes a user first and stores the Samba hashes then: a run that was killed in between
 // leaves the user without. Whether they were taken away on purpose cannot be seen, so nobody gets them back
@@ -27,7 +27,7 @@ std::string Obstacle(const Candidate &account, const Target &target) {
     if (!account.number) return "it has no number";
     if (!target.local || !account.group || target.groups.contains(*account.group)) return {};
     return fmt::format(
-        "its primary group {0} is not on this system; groupadd -g {0} NAME makes one",
+        "its primary group {0} is not on this system; groupadd -g {0} NAME creates it",
         *account.group);
 }
 
@@ -35,8 +35,8 @@ std::string Obstacle(const Candidate &account, const Target &target) {
 std::string MembershipsOf(const Candidate &account, const Target &target) {
     if (target.keep_memberships || account.listed.empty()) return {};
     return fmt::format(
-        "the directory's {} {} it, which it is not in here; zafoldap member remove takes it out, "
-        "--keep-memberships leaves it there",
+        "the directory's {} {} it, which it is not in here; zafoldap member remove removes it, "
+        "--keep-memberships keeps it",
         fmt::join(account.listed, ", "), account.listed.size() == 1 ? "lists" : "list");
 }
 
@@ -97,12 +97,12 @@ std::string TakenAccounts::Conflict(const Candidate &candidate) const {
 std::string Refusal(const Candidate &account, const Target &target) {
     if (target.allowed.contains(account.name)) return {};
     std::string reason = RoleOfName(target.kind, account.name);
-    if (!reason.empty()) return fmt::format("the name is a system's own: {}", reason);
+    if (!reason.empty()) return fmt::format("the name belongs to the system: {}", reason);
     if (account.number) reason = FaultOfNumber(target.kind, *account.number, target.bounds);
     if (!reason.empty() || !target.local || &target.kind != &kUserKind) return reason;
     const bool users = account.group && target.for_users.contains(*account.group);
     if (account.group && !users && *account.group < target.bounds.first_gid)
-        return fmt::format("its primary group {} is one of the system's own", *account.group);
+        return fmt::format("its primary group {} belongs to the system", *account.group);
     reason = FaultOfHome(account.home);
     return reason.empty() ? FaultOfShell(account.shell, target.bounds) : reason;
 }

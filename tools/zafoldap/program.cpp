@@ -13,64 +13,58 @@ Command CompletionCommand() {
             .run = PrintCompletion,
             .summary = "Print a completion script for a shell",
             .description =
-                "Prints the script that makes the shell complete commands, options and names of "
-                "saved connections, users and groups. Names of users and groups are asked from "
-                "the directory of the connection on the command line; when it does not answer "
-                "within a second there are none.",
+                "Prints a script that lets the shell complete commands, options and names of saved "
+                "connections, users and groups. User and group names come from the directory of "
+                "the connection on the command line; if it does not answer within a second, none "
+                "are offered.",
             .arguments = {{.name = "SHELL",
                            .help = "bash, zsh or fish",
                            .choices = {"bash", "zsh", "fish"}}},
             .examples = {{"source <(zafoldap completion bash)",
-                          "in this bash, and in ~/.bashrc for every one"},
-                         {"zafoldap completion fish | source", "in this fish"}}};
+                          "in this shell; put it into ~/.bashrc for every shell"},
+                         {"zafoldap completion fish | source", "in this shell"}}};
 }
 
 std::vector<Topic> Topics() {
     return {
         {"OUTPUT",
          "Data goes to standard output, messages and questions to standard error. When standard "
-         "output is not a terminal nothing is coloured or shortened.\n\n"
-         "table (the default) is for people. plain has the same columns between tabs, without a "
-         "heading. In both, line breaks, tabs and other control characters in values are written "
-         "as "
-         "\\n, \\t and \\xNN, and as <U+202E> what turns text around or takes no room, for example "
-         "zero-width spaces. Messages are written the same way.\n\n"
-         "csv follows RFC 4180, with two additions for what is read by eye or by a spreadsheet: "
-         "those characters stand as <U+202E> and bytes that are no text as <0xFF>, and a field "
-         "that a spreadsheet would compute has its first character as <U+003D>: =, @, or + and - "
-         "before more than figures. A < that would be read as the beginning of one of these is "
-         "<U+003C>. Putting the characters back gives the value. ldif follows RFC 2849, one line "
-         "for each "
-         "value; whatever is not printable ASCII is in base64."},
+         "output is not a terminal, nothing is coloured or shortened.\n\n"
+         "table (the default) is for people. plain has the same columns separated by tabs, without "
+         "a heading. In both, line breaks, tabs and other control characters in values are written "
+         "as \\n, \\t and \\xNN, and characters that reverse text or take no space, such as "
+         "zero-width spaces, like <U+202E>. Messages are written the same way.\n\n"
+         "csv follows RFC 4180, with two additions for human readers and spreadsheets: such "
+         "characters are written like <U+202E> and bytes that are not text like <0xFF>; and the "
+         "first character of a field that a spreadsheet would compute (=, @, or + and - before "
+         "more than digits) is written like <U+003D>. A < that could be read as the start of one "
+         "of these is written <U+003C>. Replacing these codes gives the value. ldif follows RFC "
+         "2849, one line per value; anything but printable ASCII is in base64."},
         {"JSON",
-         "With --json every command prints one object on standard output, also when it fails: "
+         "With --json every command prints one object on standard output, even when it fails: "
          "{\"schema\":1,\"ok\":true,\"complete\":true,\"data\":…}. \"complete\" is false when "
-         "there "
-         "is more than was printed. The order of the members is not fixed.\n\n"
+         "there is more than was printed. The order of the members is not fixed.\n\n"
          "An entry is {\"dn\":…,\"attributes\":{NAME:[VALUE,…]}}. Values are strings; a binary "
-         "value is {\"binary\":true,\"base64_prefix\":…}, whose bytes may end early, at a zero "
-         "byte.\n\n"
+         "value is {\"binary\":true,\"base64_prefix\":…}, which may be cut at a zero byte.\n\n"
          "An error is one object on standard error: {\"code\":EXIT CODE,\"ldap_code\":LDAP RESULT "
          "CODE or null,\"key\":\"SECTION.KEY\",\"message\":…,\"hint\":…,\"detail\":…}. Keys are "
-         "stable, "
-         "texts are not."},
+         "stable, texts are not."},
         {"PASSWORDS",
-         "No option takes a password, because command lines can be read by everybody. It is "
-         "asked for twice on the terminal, or read from --password-stdin (one line) or "
+         "No option takes a password, because anyone can read command lines. Passwords are "
+         "prompted for twice on the terminal, or read from --password-stdin (one line) or "
          "--password-file (which group and others must not be able to read)."},
         {"LOG",
-         "Every change is one line in the system log: who, over which connection, which "
-         "settings or which entry and attributes, and the result; never a password or another "
-         "value."},
+         "Every change is one line in the system log: who, over which connection, the settings or "
+         "the entry and attributes, and the result, but never a password or another value."},
         {"NAMES AND NUMBERS",
-         "A new user or group has a name of a to z, 0 to 9, \"_\", \".\" and \"-\", at most 32 of "
-         "them, the first a letter or \"_\"; --any-name accepts more. Names of existing accounts "
-         "can be anything; those with * ( ) or \\ can be looked at, and changed by DN only. The "
-         "numbers 0, 65534, 65535 and 4294967295, those of local accounts of this system and, on "
-         "the appliance's own kind of server, those outside its pool are refused.\n\n"
-         "Several programs can add accounts at the same time: a number that was chosen for a new "
-         "account and taken meanwhile is replaced by the next. On a directory with several "
-         "writable servers use one of them for that."},
+         "The name of a new user or group has at most 32 of the characters a to z, 0 to 9, \"_\", "
+         "\".\" and \"-\" and starts with a letter or \"_\"; --any-name accepts more. Existing "
+         "accounts can have any name; those with * ( ) or \\ can be shown, but changed only by DN. "
+         "The numbers 0, 65534, 65535 and 4294967295, those of local accounts of this system and, "
+         "on the appliance's own kind of server, those outside its pool are refused.\n\n"
+         "Several programs can add accounts at the same time: if a number chosen for a new account "
+         "is taken meanwhile, the next one is used. In a directory with several writable servers, "
+         "use only one of them for that."},
     };
 }
 

@@ -23,24 +23,24 @@ struct Role {
 // What membership of a group of that name is worth, on Debian or elsewhere, with or without the package.
 const Role kGroupRoles[] = {
     {"its members may become root", {"root", "wheel", "sudo", "admin", "sugroup"}},
-    {"its members become root by way of containers and virtual machines",
+    {"its members become root through containers and virtual machines",
      {"docker", "podman", "lxd", "incus", "incus-admin", "libvirt", "libvirtd", "libvirt-qemu",
       "kvm", "vboxusers"}},
-    {"its members read and write memory, disks or devices",
+    {"its members can read and write memory, disks or devices",
      {"kmem", "disk", "tape", "floppy", "cdrom", "dialout", "tty", "input", "video", "render",
       "audio", "plugdev", "scanner", "lp", "fuse", "sgx"}},
-    {"its members read password hashes, keys or logs",
+    {"its members can read password hashes, keys or logs",
      {"shadow", "ssl-cert", "adm", "systemd-journal", "utmp", "wireshark"}},
-    {"its members change what all others run or use",
+    {"its members can change what all others run or use",
      {"staff", "src", "netdev", "bluetooth", "lpadmin", "operator", "backup", "crontab", "mail",
       "postdrop", "tcpdump"}},
-    {"it is the appliance's own", {"openldap", "zafo"}},
+    {"it belongs to the appliance", {"openldap", "zafo"}},
 };
 
 // Users that Debian itself, or a package of it, has.
 const Role kUserRoles[] = {
     {"it is the administrator of every machine", {"root", "toor"}},
-    {"it is an account of the system",
+    {"it is a system account",
      {"daemon", "bin",      "sys",        "sync",     "games",  "man",     "lp",       "mail",
       "news",   "uucp",     "proxy",      "www-data", "backup", "list",    "irc",      "gnats",
       "nobody", "nogroup",  "messagebus", "sshd",     "ssh",    "syslog",  "openldap", "postgres",
@@ -103,7 +103,7 @@ std::string RoleOfName(const AccountKind &kind, std::string_view name) {
     if (role.empty() && std::ranges::any_of(kPrefixes, [&](std::string_view prefix) {
             return name.starts_with(prefix);
         }))
-        role = "names like it are those of packages and services";
+        role = "names like it belong to packages and services";
     return role;
 }
 
@@ -125,12 +125,11 @@ SystemBounds ReadSystemBounds() {
 std::string FaultOfNumber(const AccountKind &kind, std::uint32_t number,
                           const SystemBounds &bounds) {
     const std::uint32_t first = &kind == &kUserKind ? bounds.first_uid : bounds.first_gid;
-    if (number < first)
-        return fmt::format("numbers below {} are the system's own accounts'", first);
+    if (number < first) return fmt::format("numbers below {} belong to system accounts", first);
     if (number >= kFirstOfServices && number <= kLastOfServices)
-        return "numbers from 61184 to 65519 are those of services that systemd starts";
+        return "numbers from 61184 to 65519 belong to services that systemd starts";
     if (IsReservedNumber(number)) return fmt::format("{} means nobody", number);
-    if (number > kHighest) return "programs take numbers above 2147483647 for negative ones";
+    if (number > kHighest) return "programs treat numbers above 2147483647 as negative";
     return {};
 }
 
@@ -139,12 +138,12 @@ std::string FaultOfHome(std::string_view home) {
     if (!home.starts_with('/')) return "its home folder does not begin with \"/\"";
     const std::string path = WithoutDoubleSlashes(home);
     if (path.find("/../") != std::string::npos || path.find("/./") != std::string::npos)
-        return "its home folder has a part \"..\" or \".\"";
+        return "its home folder contains \"..\" or \".\"";
     if (path == "/")
-        return "its home folder is \"/\": whoever removes or hands over homes takes all";
+        return "its home folder is \"/\": removing or handing over homes would affect everything";
     for (std::string_view tree : kNoHomes) {
         if (IsBelow(path, tree))
-            return fmt::format("its home folder is in {}, which is the system's", tree);
+            return fmt::format("its home folder is in {}, which belongs to the system", tree);
     }
     return {};
 }

@@ -117,8 +117,8 @@ class BackupJob {
                              words.empty() ? "" : ": ", words));
         if (scan.Entries() == 0) fail("the database holds no entries");
         if (!scan.IsComplete() || scan.HasStrayText())
-            fail(fmt::format("what slapcat gives is cut after {} entries", scan.Entries()));
-        if (!scan.SawSuffix()) fail("the entry of the suffix is missing in what slapcat gives");
+            fail(fmt::format("slapcat's output ends after {} entries", scan.Entries()));
+        if (!scan.SawSuffix()) fail("the suffix's entry is missing from slapcat's output");
     }
 
     void Verify(const PartFile &part, const Manifest &manifest) {

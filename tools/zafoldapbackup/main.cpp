@@ -26,7 +26,7 @@ namespace {
 using namespace zafo::backup;
 
 constexpr const char *kUsage =
-    "usage: zafoldapbackup            back up, as the variables LDAP_BKP_… say\n"
+    "usage: zafoldapbackup            back up as the variables LDAP_BKP_… say\n"
     "       zafoldapbackup -r FILE    restore a backup\n";
 
 constexpr mode_t kOwnerOnly = 077;

@@ -213,13 +213,13 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
-            "the administrator's password in the backup is no hash and was not taken: "
-            "enabling the server sets one");
+            "the administrator's password in the backup is not a hash and was not used: enabling "
+            "the server sets one");
     }
     slapd_conf_ = FromTemplate(work, suffix_, admin_dn_, hash);
     const std::vector<std::string> differing = DifferingDirectives(*copy, slapd_conf_);
     if (!differing.empty())
-        notes_.push_back(fmt::format("slapd.conf was made anew; that of the backup differs in {}",
+        notes_.push_back(fmt::format("slapd.conf was rewritten; that of the backup differs in {}",
                                      fmt::join(differing, ", ")));
     const std::string rules = RulesFor(work, suffix_);
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);

@@ -42,7 +42,7 @@ constexpr int kStages = 8;
 // A program that reads the database offline ends soon.
 constexpr std::chrono::seconds kReaderLimit{10};
 
-constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry leaves it out";
+constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry skips it";
 
 class RestoreJob {
   public:
@@ -120,8 +120,7 @@ class RestoreJob {
     void RefuseAdminEntry() const {
         const std::string &admin = configuration_->AdminDn();
         if (!admin.empty() && HoldsEntry(staging_->Configuration(), admin))
-            RefuseAdmin(
-                "remove it from the directory that the backup is of, and back that up again");
+            RefuseAdmin("remove it from the original directory and back that up again");
     }
 
     // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.

@@ -71,8 +71,8 @@ int SetAutomount(Session &session) {
     if (session.Options().dry_run) {
         if (json) session.document.Whole({{"would_set", result}});
         session.streams.Note(fmt::format(
-            "dry run: would publish {}:{} as the place of the home folders in auto_master and "
-            "auto_home below {}, and make the folders of all users there",
+            "dry run: would publish {}:{} as the location of the home folders in auto_master and "
+            "auto_home below {}, and create the folders of all users there",
             host, path, OneLine(connection.base)));
         return 0;
     }
@@ -81,10 +81,10 @@ int SetAutomount(Session &session) {
             [&] { return ZAFOLDAPServerAutomountCreate(host.c_str(), path.c_str()); });
     });
     if (json) session.document.Whole(result);
-    session.streams.Note(fmt::format(
-        "home folders are published at {}:{}; a folder that could not be made is in the "
-        "system log, and zafoldap user home create-all tries again",
-        host, path));
+    session.streams.Note(
+        fmt::format("home folders are published at {}:{}; the system log names folders that could "
+                    "not be created, and zafoldap user home create-all tries again",
+                    host, path));
     return 0;
 }
 

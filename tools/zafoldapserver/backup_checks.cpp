@@ -69,7 +69,7 @@ LastBackup LookAtLast(const BackupSettings &settings) {
 std::optional<CheckStep> JudgeJob(const std::optional<JobProgress> &job) {
     if (!job || job->IsRestore()) return std::nullopt;
     const std::string log =
-        fmt::format("see /var/log/messages for its own words, then {}", kBackUp);
+        fmt::format("see /var/log/messages for its own messages, then {}", kBackUp);
     if (job->State() == JobState::kFailed)
         return Wrong(fmt::format("the last backup failed while {}: {}", job->action,
                                  backup::WordsFor(backup::Operation::kBackup, job->status)),
@@ -96,7 +96,7 @@ CheckStep JudgeSchedule(const BackupSettings &settings, Registration registratio
             return Wrong("the scheduler runs backups at other times than the settings say", again);
         case Registration::kUnreadable:
             return Wrong("the scheduler's table /etc/cron.d/zafo cannot be read",
-                         "see that it is a file of root's with mode 0644");
+                         "make sure that it is a file owned by root with mode 0644");
     }
     if (!settings.enabled)
         return Warned("no backups are scheduled",
@@ -105,10 +105,10 @@ CheckStep JudgeSchedule(const BackupSettings &settings, Registration registratio
                           : kSetDestination);
     const auto next = NextRun(settings.schedule, now);
     if (!next)
-        return Wrong("the schedule says no time: no backup is made",
+        return Wrong("the schedule has no time: no backup is made",
                      "zafoldapserver backup config set --schedule \"daily 04:00\"");
     if (!scheduler_runs)
-        return Wrong("backups are scheduled, but no cron runs: none is made",
+        return Wrong("backups are scheduled, but cron is not running: none is made",
                      "start cron: systemctl enable --now cron");
     return Good(
         fmt::format("{}, next {}", ScheduleInWords(settings.schedule), MomentInWords(*next, now)));
@@ -124,23 +124,24 @@ CheckStep JudgeLast(const BackupSettings &settings, const LastBackup &last,
                                 : Warned("there is no backup", kBackUp);
     if (!last.fault.empty())
         return Wrong(fmt::format("the newest backup cannot be restored: {}", OneLine(last.fault)),
-                     fmt::format("look at the disk, then {}", kBackUp));
+                     fmt::format("check the disk, then {}", kBackUp));
     const std::time_t age = now - *last.written;
     if (age < -kClockSlack)
         return Warned(
-            fmt::format("the newest backup is of {}, which is to come: the clock was wrong "
-                        "then or is now",
-                        TimeText(*last.written)),
+            fmt::format(
+                "the newest backup is dated in the future ({}): the clock was wrong then or is now",
+                TimeText(*last.written)),
             fmt::format("set the clock, then {}", kBackUp));
     const std::time_t gap = LongestGap(settings.schedule);
     if (settings.enabled && gap > 0 && age > 2 * gap)
         return Wrong(
-            fmt::format("the newest backup is {} old, with one scheduled {}", AgeInWords(age),
+            fmt::format("the newest backup is {} old, but one is scheduled {}", AgeInWords(age),
                         ScheduleInWords(settings.schedule)),
-            fmt::format("see whether cron runs and what /var/log/messages says, then {}", kBackUp));
+            fmt::format("check that cron is running and what /var/log/messages says, then {}",
+                        kBackUp));
     if (!last.stray.empty())
         return Warned(last.stray,
-                      "see who put it there: zafoldapserver backup list names all such files");
+                      "find out who put it there: zafoldapserver backup list names all such files");
     return Good(fmt::format("{} old, {}; {}", AgeInWords(age), last.content, OneLine(last.path)));
 }
 
@@ -148,7 +149,7 @@ CheckStep CheckBackupDestination(CheckedServer &) {
     try {
         const BackupSettings settings = ReadBackupSettings();
         if (!settings.HasDestination())
-            return Warned("no destination for backups is set", kSetDestination);
+            return Warned("no backup destination is set", kSetDestination);
         const std::string fault = FaultOfDestination(settings);
         if (!fault.empty()) return Wrong(fault, kShowConfig);
         const ExposureInWords exposure = ExposureOf(settings);
@@ -172,9 +173,9 @@ CheckStep CheckBackupSchedule(CheckedServer &) {
 CheckStep CheckLastBackup(CheckedServer &) {
     try {
         const BackupSettings settings = ReadBackupSettings();
-        if (!settings.HasDestination()) return Skipped("no destination for backups is set");
+        if (!settings.HasDestination()) return Skipped("no backup destination is set");
         if (!FaultOfDestination(settings).empty())
-            return Skipped("the destination of backups cannot be used");
+            return Skipped("the backup destination cannot be used");
         return JudgeLast(settings, LookAtLast(settings), ReadProgress(), std::time(nullptr));
     } catch (const Failure &failure) {
         return FromFailure(failure);

@@ -176,7 +176,7 @@ int VerifyBackup(Session &session) {
                  {"ldif_bytes", SizeFor(session, manifest.ldif_bytes)},
                  {"slapd_version", manifest.slapd_version},
                  {"product_version", manifest.product_version}});
-    session.streams.Note("the backup is whole: every byte was read and is as it was written");
+    session.streams.Note("the backup is complete: every byte was read and is as it was written");
     if (const std::string words = ClearPasswordsInWords(whole); !words.empty())
         session.streams.Note("note: " + words);
     return 0;

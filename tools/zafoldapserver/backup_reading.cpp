@@ -90,8 +90,8 @@ std::string ClearPasswordsInWords(const WholeBackup &whole) {
     const EntriesFound &found = whole.census.clear_passwords;
     if (found.count == 0) return {};
     return fmt::format(
-        "{} in it {} a password that is not hashed (the first: {}): whoever reads the file, or the "
-        "restored database, reads {}; new ones should be set",
+        "{} in it {} a password that is not hashed (the first: {}): anyone who can read the file, "
+        "or the restored database, can read {}; set new ones",
         Counted(found.count, "account"), found.count == 1 ? "has" : "have", OneLine(found.first),
         found.count == 1 ? "it" : "them");
 }
@@ -119,8 +119,7 @@ ExposureInWords ExposureOf(const BackupSettings &settings) {
         all.words += (all.words.empty() ? "" : ", ") + one.reason;
         all.remedy += (all.remedy.empty() ? "" : " && ") + one.remedy;
     }
-    if (!all.words.empty())
-        all.words += ": others could remove backups, or put files of theirs in their place";
+    if (!all.words.empty()) all.words += ": others could remove or replace backups";
     return all;
 }
 

@@ -39,7 +39,7 @@ std::string ReasonOfPlatform() {
         case QLIB_ERR_BAD_FORMAT:
             return "it is damaged, and the system log names the line";
         case QLIB_ERR_BAD_ARGUMENT:
-            return "it holds a schedule that says no time";
+            return "it contains a schedule without a time";
         default:
             return "the system log has the reason";
     }

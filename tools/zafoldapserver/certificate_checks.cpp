@@ -20,23 +20,21 @@ constexpr std::time_t kDay = 24 * 3600;
 constexpr std::time_t kWarnDays = 30;
 
 constexpr const char *kOwnFix =
-    "one that this machine's own authority has signed is made anew by zafoldapserver restart; "
-    "have any other renewed by whoever signed it";
+    "zafoldapserver restart renews one signed by this machine's own authority; have any other "
+    "renewed by its issuer";
 
 std::string Replace(const std::string &file) {
     return fmt::format(
-        "clients refuse it: put in place one that is right, or move {} away and let zafoldapserver "
-        "restart make one",
+        "clients refuse it: replace it, or move {} away and let zafoldapserver restart make one",
         file);
 }
 
 CheckStep NoCertificate(const CheckedServer &checked) {
     if (checked.certificate_file.empty())
         return Wrong("the configuration names no certificate",
-                     "add TLSCertificateFile, or have the configuration written anew: "
-                     "zafoldapserver enable");
+                     "add TLSCertificateFile, or rewrite the configuration: zafoldapserver enable");
     return Wrong(fmt::format("{} cannot be read", checked.certificate_file),
-                 "zafoldapserver restart makes one where there is none");
+                 "zafoldapserver restart makes a missing one");
 }
 
 std::optional<Certificate> Read(const CheckedServer &checked) {
@@ -71,8 +69,7 @@ CheckStep CheckCertificateChain(CheckedServer &checked) {
                 certificate->issuer, kAuthority, checked.certificate_file));
     }
     if (IsOutdated(checked, *certificate))
-        return Warned("the server still shows the certificate from before",
-                      "zafoldapserver restart");
+        return Warned("the server still uses the previous certificate", "zafoldapserver restart");
     return Good(fmt::format("{}, signed by {}", certificate->subject, certificate->issuer));
 }
 
@@ -117,8 +114,8 @@ CheckStep CheckAuthorityEnd(CheckedServer &) {
     const auto authority = ReadCertificateFile(kAuthority);
     if (!authority || !authority->ends)
         return Wrong(fmt::format("{} cannot be read: nothing here trusts the server", kAuthority),
-                     "put the certificate of the authority there; zafoldapserver restart makes one "
-                     "where there is none");
+                     "put the certificate of the authority there; zafoldapserver restart makes a "
+                     "missing one");
     return JudgeEnd("authority", authority->subject, *authority->ends, std::time(nullptr));
 }
 

@@ -73,9 +73,8 @@ int ShowAccessRules(Session &session) {
     }
     session.streams.Note(
         state == RulesState::kByHand
-            ? fmt::format("{} was changed by hand; zafoldapserver enable writes it anew",
-                          kAccessRules)
-            : fmt::format("{} is as it was written", kAccessRules));
+            ? fmt::format("{} was changed by hand; zafoldapserver enable rewrites it", kAccessRules)
+            : fmt::format("{} is unchanged", kAccessRules));
     return 0;
 }
 

@@ -37,7 +37,7 @@ std::optional<CheckStep> JudgeFileSystem() {
     if (percent >= kLeastFreePercent) return std::nullopt;
     return Warned(fmt::format("the file system of {} is nearly full: {} are left", kDatabaseFolder,
                               SizeInWords(left)),
-                  "free space there: the server stops to accept changes when it is full");
+                  "free space there: the server stops accepting changes when it is full");
 }
 
 CheckStep CheckPool(CheckedServer &checked, const NumberCensus DatabaseCensus::*kind,
@@ -72,7 +72,7 @@ CheckStep JudgePool(const NumberCensus &numbers, std::string_view which) {
                      "zafoldapserver enable adds what is missing");
     const std::string bounds = fmt::format("{} to {}", *numbers.lowest, *numbers.highest);
     if (*numbers.highest < *numbers.lowest)
-        return Wrong(fmt::format("the bounds make no sense: {}", bounds),
+        return Wrong(fmt::format("the limits make no sense: {}", bounds),
                      "correct cn=MinID and cn=MaxID below cn=zafoconf");
     const std::uint64_t size = *numbers.highest - *numbers.lowest + 1;
     const std::uint64_t left = size - numbers.UsedInPool();
@@ -95,7 +95,8 @@ CheckStep CheckGidPool(CheckedServer &checked) {
 // The counters of the pool are safe with one writable server only.
 CheckStep CheckWriters(CheckedServer &checked) {
     constexpr const char *kFix =
-        "add accounts on one server only, or two of them get the same number: zafoldap id check";
+        "add accounts on only one server, or two of them may get the same number: zafoldap id "
+        "check";
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
     if (saved && saved->servers.size() > 1)
         return Warned(fmt::format("the saved connection \"root\" writes to several servers: {}",
@@ -113,10 +114,10 @@ CheckStep CheckWriters(CheckedServer &checked) {
 CheckStep CheckAdministratorDn(CheckedServer &checked) {
     if (!checked.census) return Skipped("the database cannot be read");
     const EntriesFound &found = checked.census->administrators;
-    if (found.count == 0) return Good("no entry bears the administrator's DN");
+    if (found.count == 0) return Good("no entry has the administrator's DN");
     return Wrong(
-        fmt::format("the database has an entry with the administrator's DN, {}: whoever knows its "
-                    "password is the directory administrator",
+        fmt::format("the database has an entry with the administrator's DN, {}: anyone who knows "
+                    "its password is the directory administrator",
                     OneLine(found.first)),
         fmt::format(
             "find out who made it (creatorsName), then delete it: zafoldap entry delete '{}'",
@@ -129,13 +130,13 @@ CheckStep JudgePasswords(const DatabaseCensus &census) {
         const char *what;
         const char *fix;
     };
-    const Row rows[] = {{census.clear_passwords, "have their password in clear",
-                         "set it anew, which stores a hash"},
+    const Row rows[] = {{census.clear_passwords, "have a password in clear text",
+                         "set it again, which stores a hash"},
                         {census.costly_passwords,
                          "have a password hash that would take long to check; they cannot log in",
-                         "set the password anew"},
+                         "set the password again"},
                         {census.several_passwords, "have several passwords",
-                         "set the password anew, which leaves one"}};
+                         "set the password again, which leaves one"}};
     std::string cause;
     std::string fix;
     for (const Row &row : rows) {

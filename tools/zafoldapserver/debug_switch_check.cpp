@@ -69,13 +69,13 @@ CheckStep CheckDebugSwitch(CheckedServer & /*checked*/) {
     struct stat status {};
     if (lstat(kMarker, &status) != 0) {
         if (errno == ENOENT) return Good("it is off");
-        return Warned(fmt::format("{} cannot be looked at: {}", kMarker, std::strerror(errno)),
+        return Warned(fmt::format("{} cannot be examined: {}", kMarker, std::strerror(errno)),
                       "ls -ld /tmp");
     }
     return Warned(
-        fmt::format("it is off, but somebody has tried to put it on: {} is {}, which does "
-                    "not count",
-                    kMarker, WhatStandsThere(status)),
+        fmt::format(
+            "it is off, but somebody has tried to turn it on: {} is {}, which does not count",
+            kMarker, WhatStandsThere(status)),
         fmt::format("rm {}{}", S_ISDIR(status.st_mode) ? "-r " : "", kMarker));
 }
 

@@ -67,16 +67,16 @@ std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedSer
                                                  : "the administrator has another password"});
     const std::string as_it_is = ReadTextFile(kSlapdConf).value_or("");
     if (!SameConfiguration(as_it_is, staging.Configuration(before.suffix, before.admin_dn)))
-        all.push_back({"configuration", fmt::format("{} is not as its template", kSlapdConf)});
+        all.push_back({"configuration", fmt::format("{} differs from its template", kSlapdConf)});
     const RulesState rules = StateOfRules(staging, before.suffix);
     if (rules != RulesState::kAsWritten)
         all.push_back({"access-rules", rules == RulesState::kMissing
                                            ? "the access rules are missing"
                                            : "the access rules were changed by hand"});
     if (!ConnectionFits(wanted))
-        all.push_back({"connection", "the saved connection \"root\" does not lead here"});
+        all.push_back({"connection", "the saved connection \"root\" does not point here"});
     if (!before.enabled) all.push_back({"enabled", "the service is not enabled"});
-    if (!before.Running()) all.push_back({"running", "the server does not run"});
+    if (!before.Running()) all.push_back({"running", "the server is not running"});
     if (ZAFOLDAPServerDBIsEmpty() == 1) {
         all.push_back({"entries", "the database is empty"});
     } else if (const std::string missing = MissingEntries(before.suffix); !missing.empty()) {

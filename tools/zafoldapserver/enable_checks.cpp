@@ -135,14 +135,13 @@ std::vector<std::string> CheckBeforeEnabling(Streams &streams, const LocalServer
                                              const WantedServer &wanted, const Staging &staging) {
     std::vector<std::string> good;
     CheckDatabase(before, wanted.suffix);
-    good.push_back(before.SetUp() ? "the database is of this suffix"
-                                  : "there is no other database");
+    good.push_back(before.SetUp() ? "the database has this suffix" : "there is no other database");
     CheckAdministratorsDn(wanted.admin_dn);
-    good.emplace_back("no entry bears the administrator's DN");
+    good.emplace_back("no entry has the administrator's DN");
     for (const char *folder : kWrittenFolders)
         CheckFolder(folder);
-    good.emplace_back("the folders can be written");
-    good.push_back(fmt::format("{} are free for the database", SizeInWords(CheckSpace())));
+    good.emplace_back("the folders are writable");
+    good.push_back(fmt::format("{} free for the database", SizeInWords(CheckSpace())));
     if (!before.Running()) {
         CheckPorts();
         good.push_back(fmt::format("the ports are free: {}", PortsInWords()));

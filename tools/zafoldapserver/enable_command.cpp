@@ -151,7 +151,7 @@ int DryRun(Session &session, const Enabling &job) {
     for (const std::string &check : job.checks)
         streams.Out(fmt::format("ok        {}\n", OneLine(check)));
     if (job.before.SetUp() && job.differences.empty()) {
-        streams.Out("nothing to do: the server is set up and runs\n");
+        streams.Out("nothing to do: the server is set up and running\n");
         return 0;
     }
     for (const Difference &one : job.differences)
@@ -184,9 +184,10 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
     if (!SameDn(now.suffix, job.wanted.suffix))
         return fmt::format("{} could not be written", kSlapdConf);
     if (access(kAccessRules, R_OK) != 0) return "the access rules could not be written";
-    if (ZAFOLDAPServerDBIsEmpty() == 1) return "nothing could be put into the database";
-    if (!now.Running()) return "the database is made in part or whole, and the server does not run";
-    return "the server runs, but a default group or the user admin could not be added";
+    if (ZAFOLDAPServerDBIsEmpty() == 1) return "nothing could be loaded into the database";
+    if (!now.Running())
+        return "the database exists in part or whole, and the server is not running";
+    return "the server is running, but a default group or the user admin could not be added";
 }
 
 [[noreturn]] void FailToEnable(Session &session, const Enabling &job) {
@@ -260,8 +261,8 @@ bool Differs(const Enabling &job, std::string_view id) {
 
 void SayHowToGoOn(Session &session, const Enabling &job) {
     Streams &streams = session.streams;
-    streams.Note(fmt::format("the server runs: suffix {}, administrator {}", job.wanted.suffix,
-                             job.wanted.admin_dn));
+    streams.Note(fmt::format("the server is running: suffix {}, administrator {}",
+                             job.wanted.suffix, job.wanted.admin_dn));
     if (Differs(job, "password"))
         streams.Note(
             "  password    is the administrator's; the user admin keeps its own: zafoldap user "
@@ -292,7 +293,7 @@ int EnableServer(Session &session) {
     if (session.Options().dry_run) return DryRun(session, job);
     const bool nothing = job.before.SetUp() && job.differences.empty();
     if (nothing) {
-        session.streams.Note("nothing to do: the server is set up and runs");
+        session.streams.Note("nothing to do: the server is set up and running");
     } else {
         for (const Difference &one : job.differences)
             session.streams.Note("differs: " + OneLine(one.text));

@@ -79,7 +79,7 @@ std::vector<pid_t> ChildrenOf(pid_t pid) {
 // reason has told it in its own words.
 std::string Sentence(const Failure &failure, backup::Operation operation, int exit_code) {
     if (exit_code > kSignal)
-        return fmt::format("{}: it was ended by signal {}", failure.message, exit_code - kSignal);
+        return fmt::format("{}: it was killed by signal {}", failure.message, exit_code - kSignal);
     const bool told = exit_code == static_cast<int>(backup::Exit::kBusy) ||
                       exit_code == static_cast<int>(backup::Exit::kSystem);
     return told ? failure.message
@@ -146,7 +146,7 @@ JobOutcome RunJob(Session &session, const std::function<int()> &call) {
         }
         if (!Interrupted() || told) continue;
         told = true;
-        session.streams.Note("interrupted: tidying up");
+        session.streams.Note("interrupted: cleaning up");
         for (const pid_t child : own)
             kill(child, SIGTERM);
     }
@@ -170,7 +170,7 @@ Failure RestoreFailure(const JobOutcome &outcome, std::string_view tool_words) {
         outcome.exit_code == static_cast<int>(backup::Exit::kBusy)
             ? LibraryFailure(outcome.library_code, 0, {}, tool_words)
             : FailureOfExit(backup::Operation::kRestore, outcome.exit_code, tool_words);
-    failure.message += "; the directory is as it was";
+    failure.message += "; the directory is unchanged";
     return failure;
 }
 

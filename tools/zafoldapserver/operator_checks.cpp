@@ -95,7 +95,7 @@ std::string RemovalOf(const std::string &name) {
 }  // namespace
 
 CheckStep CheckOperators(CheckedServer &checked) {
-    if (!checked.server.Running()) return Skipped("the server does not run");
+    if (!checked.server.Running()) return Skipped("the server is not running");
     try {
         OperatorGroup group(checked);
         const auto members = group.Members();
@@ -107,17 +107,15 @@ CheckStep CheckOperators(CheckedServer &checked) {
         const std::vector<std::string> missing = group.Missing(*members);
         if (missing.empty())
             return Good(
-                fmt::format("{} of Directory Operators, all of them users", members->size()));
-        return Wrong(
-            fmt::format(
-                "Directory Operators lists {}, who {} there: whoever gets the name may write to "
-                "the directory",
-                OneLine(fmt::format("{}", fmt::join(missing, ", "))),
-                missing.size() == 1 ? "is not" : "are not"),
-            RemovalOf(missing.front()));
+                fmt::format("{} in Directory Operators, all of them users", members->size()));
+        return Wrong(fmt::format("Directory Operators lists {}, who {} there: a new user of that "
+                                 "name may write to the directory",
+                                 OneLine(fmt::format("{}", fmt::join(missing, ", "))),
+                                 missing.size() == 1 ? "is not" : "are not"),
+                     RemovalOf(missing.front()));
     } catch (const Failure &failure) {
         if (failure.exit_code == 130) throw;
-        return Skipped(fmt::format("the server does not say: {}", failure.message));
+        return Skipped(fmt::format("the server cannot be queried: {}", failure.message));
     }
 }
 

@@ -14,13 +14,13 @@ Command CompletionCommand() {
     return {.noun = "completion",
             .run = PrintCompletion,
             .summary = "Print a completion script for a shell",
-            .description = "Prints the script that makes the shell complete commands and options.",
+            .description = "Prints a script that lets the shell complete commands and options.",
             .arguments = {{.name = "SHELL",
                            .help = "bash, zsh or fish",
                            .choices = {"bash", "zsh", "fish"}}},
             .examples = {{"source <(zafoldapserver completion bash)",
-                          "in this bash, and in ~/.bashrc for every one"},
-                         {"zafoldapserver completion fish | source", "in this fish"}}};
+                          "in this shell; put it into ~/.bashrc for every shell"},
+                         {"zafoldapserver completion fish | source", "in this shell"}}};
 }
 
 // There is one server here, and its connection is "root".
@@ -33,7 +33,7 @@ std::vector<Option> GlobalOptions() {
 std::vector<ExitCode> ExitCodes() {
     std::vector<ExitCode> codes = CommonExitCodes();
     for (ExitCode &code : codes) {
-        if (code.code == 3) code.meaning = "not found; of status: the server is stopped";
+        if (code.code == 3) code.meaning = "not found; for status: the server is stopped";
         if (code.code == 4)
             code.meaning = "authentication failed or not permitted; the server is not set up";
     }
@@ -43,26 +43,25 @@ std::vector<ExitCode> ExitCodes() {
 std::vector<Topic> Topics() {
     return {
         {"SET-UP",
-         "zafoldapserver enable --suffix dc=example,dc=com makes everything that a directory "
-         "needs; "
-         "accounts are then kept with zafoldap(1). Clients need the certificate of the authority, "
+         "zafoldapserver enable --suffix dc=example,dc=com creates everything that a directory "
+         "needs; zafoldap(1) then manages the accounts. Clients need the authority's certificate, "
          "/usr/zafo/etc/ssl/ca.pem, and connect with StartTLS or ldaps://.\n\n"
-         "Certificates are made at the start of the server where there are none, and made anew "
-         "when "
-         "this machine's own authority has signed them and they end soon. An administrator's own "
-         "certificate, put under the names that the configuration gives, is never touched."},
+         "Missing certificates are created when the server starts; those signed by this machine's "
+         "own authority are renewed when they end soon. An administrator's own certificate, stored "
+         "under the names in the configuration, is never changed."},
         {"PASSWORDS",
-         "No option takes a password, because command lines can be read by everybody. It is "
-         "asked for twice on the terminal, or read from --password-stdin (one line) or "
+         "No option takes a password, because anyone can read command lines. Passwords are "
+         "prompted for twice on the terminal, or read from --password-stdin (one line) or "
          "--password-file (which group and others must not be able to read), or made by "
          "--random-password."},
         {"BACKUPS",
-         "zafoldapserver backup config set says where and when, zafoldapserver check says whether "
-         "they are made, and zafoldapserver restore puts one back. A backup is a tar archive, "
-         "compressed by zstd, of LDIF (slapadd(8)) and configuration, with digests of both; tar "
-         "--zstd reads it. It holds password hashes: keep it where only root can read."},
+         "zafoldapserver backup config set sets where and when they are made, zafoldapserver check "
+         "says whether they are, and zafoldapserver restore restores one. A backup is a "
+         "zstd-compressed tar archive of LDIF (slapadd(8)) and configuration, with digests of "
+         "both; tar --zstd reads it. It contains password hashes: keep it where only root can read "
+         "it."},
         {"LOG",
-         "Every change is one line in the system log: who, what, and the result; never a "
+         "Every change is one line in the system log: who, what, and the result, but never a "
          "password."},
     };
 }

@@ -64,7 +64,7 @@ void ThrowUnlessDone(const JobProgress &progress) {
 
 int SayNothingRuns(Session &session) {
     if (session.Options().form == Form::kJson) session.document.Whole(Json());
-    session.streams.Note("no backup or restore has been run here");
+    session.streams.Note("no backup or restore has run here");
     return 0;
 }
 

@@ -39,8 +39,9 @@ void Confirm(Session &session, const std::string &suffix, const std::string &los
     if (!streams.CanAsk()) throw OwnFailure(Message::kConfirmationNeeded, {.subject = deleting});
     const std::string word = suffix.empty() ? "yes" : suffix;
     const std::string answer = streams.Ask(
-        fmt::format("This deletes {}.\nThere is no way back but a backup. Type {} to go on: ", lost,
-                    suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
+        fmt::format("This deletes {}.\n"
+                    "Only a backup can bring it back. Type {} to continue: ",
+                    lost, suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
         /*echo=*/true);
     if (!SameDn(answer, word)) throw OwnFailure(Message::kSuffixNotTyped, {.subject = deleting});
 }

@@ -47,7 +47,7 @@ WholeBackup ChosenBackup(Session &session) {
     const std::string *file = session.invocation.Find("FILE");
     const bool latest = session.invocation.Has("latest");
     if ((file != nullptr) == latest)
-        RefuseUsage(session, latest ? "FILE and --latest exclude each other"
+        RefuseUsage(session, latest ? "FILE and --latest cannot be used together"
                                     : "FILE is missing; --latest takes the newest backup");
     if (latest) return NewestWhole(session);
     return ReadWholeBackup(std::filesystem::absolute(*file).string());
@@ -86,8 +86,9 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
     const std::string suffix = OneLine(whole.manifest.suffix);
     const std::string passwords = ClearPasswordsInWords(whole);
     const std::string answer = streams.Ask(
-        fmt::format("{}.\n{}{}{}: what was changed since then is lost. The server stops for a "
-                    "moment.\nType the suffix ({}) to go on: ",
+        fmt::format("{}.\n"
+                    "{}{}{}: changes made since then are lost. The server stops briefly.\n"
+                    "Type the suffix ({}) to continue: ",
                     BackupInWords(whole), passwords, passwords.empty() ? "" : ".\n", replaced,
                     suffix),
         /*echo=*/true);
@@ -122,11 +123,11 @@ int WouldRestore(Session &session, const WholeBackup &whole, const std::string &
 
 std::string StateAfter(const LocalServer &before, const std::string &suffix) {
     const LocalServer now = LookAtServer();
-    if (now.Running()) return "the server runs";
+    if (now.Running()) return "the server is running";
     if (!now.enabled)
         return fmt::format("the server is not enabled: zafoldapserver enable --suffix {} starts it",
                            OneLine(suffix));
-    return before.SetUp() ? "the server is stopped, as it was; zafoldapserver start starts it"
+    return before.SetUp() ? "the server is stopped, as before; zafoldapserver start starts it"
                           : "zafoldapserver start starts the server";
 }
 

@@ -64,7 +64,7 @@ void ReadDay(std::vector<std::string> &words, ScheduleNumbers &numbers) {
     const std::string kind = words.empty() ? "" : words.front();
     const auto take = [&] {
         words.erase(words.begin());
-        if (words.empty()) throw BadSchedule{fmt::format("something is missing behind {}", kind)};
+        if (words.empty()) throw BadSchedule{fmt::format("missing time after \"{}\"", kind)};
         return words.front();
     };
     if (kind == "daily") {
@@ -74,19 +74,19 @@ void ReadDay(std::vector<std::string> &words, ScheduleNumbers &numbers) {
         numbers[kKind] = ZAFO_SCHEDULE_WEEKLY;
         const auto *day = std::ranges::find(kWeekdays, take());
         if (day == kWeekdays.end())
-            throw BadSchedule{fmt::format("\"{}\" is no day of the week", words.front())};
+            throw BadSchedule{fmt::format("\"{}\" is not a day of the week", words.front())};
         numbers[kDayOf] = static_cast<int>(day - kWeekdays.begin());
         take();
     } else if (kind == "monthly") {
         numbers[kKind] = ZAFO_SCHEDULE_MONTHLY;
         const auto day = WholeNumber(take(), 28);
         if (!day || *day == 0)
-            throw BadSchedule{"the day of the month is 1 to 28, which every month has"};
+            throw BadSchedule{"the day of the month must be 1 to 28, which every month has"};
         numbers[kDayOf] = *day;
         take();
     } else {
         throw BadSchedule{kind.empty() ? "it is empty"
-                                       : fmt::format("it begins with \"{}\"", kind)};
+                                       : fmt::format("it starts with \"{}\"", kind)};
     }
 }
 
@@ -96,11 +96,11 @@ void ReadRepeated(const std::vector<std::string> &words, ScheduleNumbers &number
     const size_t dash = span.find('-');
     const auto first = ClockOf(std::string_view(span).substr(0, dash));
     const auto last = ClockOf(std::string_view(span).substr(dash + 1));
-    if (!first || !last) throw BadSchedule{fmt::format("\"{}\" is no span of time", span)};
+    if (!first || !last) throw BadSchedule{fmt::format("\"{}\" is not a range of times", span)};
     if (first->minute != last->minute)
         throw BadSchedule{
-            "the runs of a day are whole hours apart: give both times the same minutes"};
-    if (last->hour <= first->hour) throw BadSchedule{"the last run is not behind the first one"};
+            "the runs of a day are whole hours apart: use the same minutes in both times"};
+    if (last->hour <= first->hour) throw BadSchedule{"the last run must be later than the first"};
     const bool form =
         words.size() == 4 && words[1] == "every" && (words[3] == "hours" || words[3] == "hour");
     const auto step = form ? WholeNumber(words[2], 23) : std::nullopt;
@@ -118,8 +118,8 @@ void ReadTime(const std::vector<std::string> &words, ScheduleNumbers &numbers) {
         return;
     }
     const auto time = ClockOf(words[0]);
-    if (!time) throw BadSchedule{fmt::format("\"{}\" is no time of day", words[0])};
-    if (words.size() > 1) throw BadSchedule{fmt::format("\"{}\" is too much", words[1])};
+    if (!time) throw BadSchedule{fmt::format("\"{}\" is not a time of day", words[0])};
+    if (words.size() > 1) throw BadSchedule{fmt::format("unexpected argument \"{}\"", words[1])};
     numbers[kFirstHour] = numbers[kLastHour] = time->hour;
     numbers[kMinute] = time->minute;
 }

@@ -53,23 +53,22 @@ CheckStep CheckConfigurationFile(CheckedServer &checked) {
     const auto words = FaultOfConfiguration(checked.session.streams, kSlapdConf);
     if (!words) return Good(fmt::format("slapd accepts {}", kSlapdConf));
     return Wrong(fmt::format("slapd does not accept {}: {}", kSlapdConf, OnOneLine(*words)),
-                 fmt::format("correct it, or have it written anew: {}", EnableAgain(checked)));
+                 fmt::format("correct it, or rewrite it: {}", EnableAgain(checked)));
 }
 
 CheckStep CheckAccessRules(CheckedServer &checked) {
     switch (StateOfRules(Staging(), checked.server.suffix)) {
         case RulesState::kAsWritten:
-            return Good("as they were written");
+            return Good("unchanged");
         case RulesState::kMissing:
             return Wrong(fmt::format("{} is missing", kAccessRules),
-                         fmt::format("have it written anew: {}", EnableAgain(checked)));
+                         fmt::format("rewrite it: {}", EnableAgain(checked)));
         case RulesState::kByHand:
             break;
     }
     return Warned(
         fmt::format("{} was changed by hand", kAccessRules),
-        fmt::format("see zafoldapserver acl show; {} writes it anew and keeps the old one "
-                    "beside it",
+        fmt::format("see zafoldapserver acl show; {} rewrites it and keeps the old one beside it",
                     EnableAgain(checked)));
 }
 
@@ -83,7 +82,7 @@ CheckStep CheckRunning(CheckedServer &checked) {
     const int pid = checked.server.pid;
     if (!checked.server.Running())
         return Wrong(
-            "the server does not run",
+            "the server is not running",
             fmt::format("zafoldapserver start; if it stops again, {} has the reason", kSystemLog));
     const auto since = StartTimeOf(pid);
     return Good(
@@ -92,7 +91,7 @@ CheckStep CheckRunning(CheckedServer &checked) {
 
 // As the programs reach it: over StartTLS, with the saved connection's name and password.
 CheckStep CheckAnswer(CheckedServer &checked) {
-    if (!checked.server.Running()) return Skipped("the server does not run");
+    if (!checked.server.Running()) return Skipped("the server is not running");
     const std::string again = EnableAgain(checked);
     try {
         const Connection connection = ReadConnection(kOwnConnection);
@@ -104,8 +103,8 @@ CheckStep CheckAnswer(CheckedServer &checked) {
             {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
             connection.AsFacts());
         if (search.Next() == nullptr)
-            return Wrong(fmt::format("the entry {} is not shown", checked.server.suffix), again);
-        return Good(fmt::format("{} is let in over {}", connection.bind_dn,
+            return Wrong(fmt::format("the entry {} is not visible", checked.server.suffix), again);
+        return Good(fmt::format("{} can log in over {}", connection.bind_dn,
                                 connection.SslName() == "off" ? "clear text" : "TLS"));
     } catch (const Failure &failure) {
         if (failure.exit_code == 130) throw;

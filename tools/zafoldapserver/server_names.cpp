@@ -53,9 +53,9 @@ std::string Joined(const std::vector<PlainRdn> &rdns) {
 // Why a text that is a DN is not plain enough; nullptr: it is.
 const char *CharacterFault(std::string_view dn) {
     if (dn.find_first_of("\"\\()*[];+#<>") != std::string_view::npos)
-        return "it has one of the characters \" \\ ( ) * [ ] ; + # < >";
+        return "it contains one of the characters \" \\ ( ) * [ ] ; + # < >";
     if (std::ranges::any_of(dn, [](unsigned char c) { return c < 0x20 || c == 0x7F; }))
-        return "it has control characters";
+        return "it contains control characters";
     return nullptr;
 }
 
@@ -70,7 +70,7 @@ const char *SuffixFault(const std::vector<PlainRdn> &rdns) {
     if (first.attribute != "dc") return "it does not begin with \"dc=\"";
     if (const char *fault = ValueFault(rdns)) return fault;
     if (!std::ranges::all_of(first.value, [](unsigned char c) { return c < 0x80; }))
-        return "a domain component has ASCII characters only";
+        return "a domain component may have only ASCII characters";
     if (first.value.size() > kLongestComponent)
         return "a domain component has at most 63 characters";
     for (const PlainRdn &rdn : rdns) {

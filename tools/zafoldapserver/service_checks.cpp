@@ -21,8 +21,8 @@ std::string Times(long long count) {
 
 std::string WhatToDo(const ServiceFacts &service) {
     return fmt::format(
-        "apt-get install --only-upgrade slapd; {} shows each time; who may log in can end a slapd "
-        "that has such a fault",
+        "apt-get install --only-upgrade slapd; {} shows each time; anyone who can log in can crash "
+        "a slapd with such a fault",
         service.systemd ? "journalctl -u ldap-server"
                         : fmt::format("grep zafo-service-keeper {}", kSystemLog));
 }
@@ -31,26 +31,25 @@ std::string WhatToDo(const ServiceFacts &service) {
 
 CheckStep CheckRestart(CheckedServer &checked) {
     const ServiceFacts &service = checked.service;
-    if (!checked.server.Running()) return Skipped("the server does not run");
-    if (!service.known) return Skipped("this platform does not say who starts the server again");
+    if (!checked.server.Running()) return Skipped("the server is not running");
+    if (!service.known)
+        return Skipped("this platform does not say whether the server is restarted");
     if (!service.wanted)
         return Warned(
-            "nobody starts the server again if it ends by itself: its settings do not "
-            "want it",
+            "nothing restarts the server if it ends by itself: its settings do not ask for it",
             service.systemd ? "set Restart=on-failure: systemctl edit ldap-server.service"
                             : fmt::format("set restart = yes in {}, then zafoldapserver restart",
                                           kServiceSettings));
     if (!service.enabled)
-        return Warned("nobody starts the server again if it ends by itself: it is not enabled",
+        return Warned("nothing restarts the server if it ends by itself: it is not enabled",
                       fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
     if (!service.StartsAgain())
         return Warned(
-            "nobody starts the server again if it ends by itself: its keeper has ended, "
-            "or it was started by hand",
+            "nothing restarts the server if it ends by itself: its keeper has ended, or it was "
+            "started by hand",
             "zafoldapserver restart");
-    return Good(service.systemd ? "systemd starts the server again if it ends by itself"
-                                : fmt::format("process {} starts the server again if it ends by "
-                                              "itself",
+    return Good(service.systemd ? "systemd restarts the server if it ends by itself"
+                                : fmt::format("process {} restarts the server if it ends by itself",
                                               service.keeper));
 }
 
@@ -59,7 +58,7 @@ CheckStep JudgeCrashes(const ServiceFacts &service, std::time_t now) {
     if (service.ends == 0) return Good("the server has not ended by itself");
     std::string cause =
         fmt::format("the server ended by itself {}{}", Times(service.ends),
-                    service.systemd ? " since its unit was started" : " and was started again");
+                    service.systemd ? " since its unit was started" : " and was restarted");
     if (service.first && service.ends > 1) cause += " since " + TimeText(*service.first);
     if (service.last)
         cause += fmt::format("; the last time {}, by {}", TimeText(*service.last), service.how);

@@ -179,15 +179,14 @@ int ShowServerStatus(Session &session) {
     PrintRecord(session.streams, session.document, kStatusFields,
                 StatusOf(session, server, service));
     if (!server.readable)
-        session.streams.Note(
-            fmt::format("{} can be read by root only: run this with sudo", kSlapdConf));
+        session.streams.Note(fmt::format("only root can read {}: run this with sudo", kSlapdConf));
     if (!server.SetUp())
         session.streams.Note("zafoldapserver enable --suffix dc=… sets the server up");
     if (server.state == ServerState::kStopped)
         session.streams.Note("zafoldapserver start starts it");
     if (server.Running() && service.known && !service.StartsAgain())
         session.streams.Note(
-            "nobody starts the server again if it ends by itself; zafoldapserver check says why");
+            "nothing restarts the server if it ends by itself; zafoldapserver check says why");
     return kExitCodes[static_cast<int>(server.state)];
 }
 

@@ -66,7 +66,7 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
     if (session.Options().form == Form::kJson) session.document.Whole(record);
-    session.streams.Note(fmt::format("home folder of {}: there", OneLine(whose)));
+    session.streams.Note(fmt::format("home folder of {}: exists", OneLine(whose)));
 }
 
 // What a dry run has to say; true: it was one.
@@ -139,7 +139,8 @@ int CreateAllUserHomes(Session &session) {
     const Export place = ExportFor(directory);
     const std::string where = fmt::format("{}:{}", place.host, place.path);
     const Json record = {{"export", where}};
-    if (DryRun(session, record, fmt::format("would make every user's missing folder in {}", where)))
+    if (DryRun(session, record,
+               fmt::format("would create every user's missing folder in {}", where)))
         return 0;
     const std::optional<Failure> failure =
         Attempt(session.streams, directory.FactsAbout(where), [&] {

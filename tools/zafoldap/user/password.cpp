@@ -65,7 +65,7 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
         throw refused;
     }
     Leftovers left;
-    left.Add("the server did not take it as the Unix password",
+    left.Add("the server did not accept it as the Unix password",
              CommandLine(session, "user passwd", {name}), failure->detail);
     left.ThrowIfAny(fmt::format("the Samba password of {} may be the new one", name));
 }

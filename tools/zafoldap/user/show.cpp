@@ -107,7 +107,7 @@ int ListUserGroups(Session &session) {
     const std::string gid = directory.ValueOf(dn, std::string(kUserKind.filter), "gidNumber");
     const std::vector<Json> rows = GroupsOf(directory, name, gid);
     PrintList(session.streams, session.document, kGroupRowFields, rows);
-    if (rows.empty()) session.streams.Note(fmt::format("{} is in no group", name));
+    if (rows.empty()) session.streams.Note(fmt::format("{} is not in any group", name));
     return 0;
 }
 
