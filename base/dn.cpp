@@ -145,7 +145,7 @@ class DnReader {
         return false;
     }
     bool BadEscape() {
-        return Fail(at_, "after \\ a special character or two hexadecimal digits are needed");
+        return Fail(at_, "expected a special character or two hexadecimal digits after \\");
     }
     bool AtEnd() const { return at_ == text_.size(); }
     void SkipBlanks() {
@@ -168,11 +168,11 @@ bool DnReader::ReadAttribute(DnPair *pair) {
     while (!AtEnd() && (IsAlphanumeric(text_[at_]) || IsOneOf("-.", text_[at_])))
         ++at_;
     pair->attribute = text_.substr(begin, at_ - begin);
-    if (pair->attribute.empty()) return Fail(begin, "an attribute name is needed here");
+    if (pair->attribute.empty()) return Fail(begin, "expected an attribute name");
     SkipBlanks();
-    if (AtEnd() || text_[at_] != '=') return Fail(at_, "\"=\" is missing after the attribute");
+    if (AtEnd() || text_[at_] != '=') return Fail(at_, "missing \"=\" after the attribute");
     ++at_;
-    if (!IsAttribute(pair->attribute)) return Fail(begin, "an attribute name is needed here");
+    if (!IsAttribute(pair->attribute)) return Fail(begin, "expected an attribute name");
     return true;
 }
 
@@ -211,7 +211,7 @@ bool DnReader::ReadBer() {
     const std::size_t begin = at_++;
     while (StartsWithHexPair(Rest()))
         at_ += 2;
-    return at_ > begin + 1 || Fail(begin, "this character needs a \\ before it");
+    return at_ > begin + 1 || Fail(begin, "this character must be escaped with \\");
 }
 
 // Up to the separator; blanks before it are not part of the value.
@@ -221,7 +221,7 @@ bool DnReader::ReadString(std::size_t *end) {
         const std::size_t size = escaped ? EscapeSize(Rest()) : 1;
         if (size == 0) return BadEscape();
         if (!escaped && IsOneOf(kNeedEscapes, text_[at_]))
-            return Fail(at_, "this character needs a \\ before it");
+            return Fail(at_, "this character must be escaped with \\");
         const bool blank = !escaped && IsOneOf(kDnBlanks, text_[at_]);
         at_ += size;
         if (!blank) *end = at_;

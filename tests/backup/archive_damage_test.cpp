@@ -225,7 +225,7 @@ TEST_F(BackupPlaces, ThatAreNoFilesAreRefused) {
             ADD_FAILURE() << path;
         } catch (const JobError &error) {
             EXPECT_EQ(error.code, Exit::kBadPlace) << path;
-            EXPECT_EQ(error.what(), path + ": it is no regular file");
+            EXPECT_EQ(error.what(), path + ": it is not a regular file");
         }
     }
 }

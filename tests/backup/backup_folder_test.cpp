@@ -183,9 +183,9 @@ TEST_F(BackupFolder, SaysWhenNumbersAreUsedUp) {
         FAIL() << "nothing was thrown";
     } catch (const JobError &error) {
         EXPECT_EQ(error.code, Exit::kSystem);
-        EXPECT_EQ(error.what(), found[0].path +
-                                    " has the last number that a backup can have: move it into "
-                                    "another folder");
+        EXPECT_EQ(error.what(),
+                  found[0].path +
+                      " has the highest number that a backup can have: move it to another folder");
     }
 }
 

@@ -70,7 +70,7 @@ TEST(JobLock, IsForOneProcessAtATime) {
         FAIL() << "two jobs at once";
     } catch (const JobError &error) {
         EXPECT_EQ(error.code, Exit::kBusy);
-        EXPECT_STREQ(error.what(), "another backup or restore runs");
+        EXPECT_STREQ(error.what(), "another backup or restore is running");
     }
 }
 

@@ -69,10 +69,10 @@ TEST(Dn, SaysWhereAndWhyATextIsNone) {
         const char *reason;
     } kRows[] = {
         {" ", 1, "attribute name"},
-        {"example.com", 11, "\"=\" is missing"},
-        {"dc", 2, "\"=\" is missing"},
-        {"a_b=x", 1, "\"=\" is missing"},
-        {"cn;lang-de=x", 2, "\"=\" is missing"},
+        {"example.com", 11, "missing \"=\""},
+        {"dc", 2, "missing \"=\""},
+        {"a_b=x", 1, "missing \"=\""},
+        {"cn;lang-de=x", 2, "missing \"=\""},
         {"=x", 0, "attribute name"},
         {"dc=a,", 5, "attribute name"},
         {",dc=a", 0, "attribute name"},

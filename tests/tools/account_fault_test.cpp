@@ -213,8 +213,8 @@ class SmallFolder : public HalfWay {
   protected:
     static void ExpectRefusal(const ProgramRun &run, std::string_view reason) {
         EXPECT_EQ(run.exit_code, 1);
-        EXPECT_THAT(run.err, HasSubstr("the file for a change cannot be written in /tmp: " +
-                                       std::string(reason)));
+        EXPECT_THAT(run.err,
+                    HasSubstr("cannot write the change file in /tmp: " + std::string(reason)));
     }
 };
 

@@ -55,8 +55,7 @@ TEST(ChangeFile, ThatTheDiskCutsShortIsNotRunAndSaysWhy) {
         }
         ASSERT_TRUE(failure.has_value());
         EXPECT_EQ(failure->key, "temporary_folder");
-        EXPECT_EQ(failure->message,
-                  "the file for a change cannot be written in /tmp: File too large");
+        EXPECT_EQ(failure->message, "cannot write the change file in /tmp: File too large");
     }
     EXPECT_TRUE(tools.Calls().empty());
     EXPECT_FALSE(TakeOut(2000).has_value()) << "with room it is run";

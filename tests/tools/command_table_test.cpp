@@ -239,11 +239,11 @@ TEST(CommandLine, SaysWhatIsWrong) {
         {{"search", "--limit", "-1"}, "--limit needs a number"},
         {{"search", "--scope", "tree"}, "--scope cannot be \"tree\""},
         {{"completion", "ksh"}, "SHELL cannot be \"ksh\""},
-        {{"search", "--json", "--format", "csv"}, "exclude each other"},
+        {{"search", "--json", "--format", "csv"}, "cannot be used together"},
         {{"user", "passwd", "x", "--random-password", "--password-stdin"},
-         "--password-stdin, --password-file and --random-password exclude each other"},
+         "--password-stdin, --password-file and --random-password cannot be used together"},
         {{"user", "list", "--group", "a", "--not-in-group", "b"},
-         "--group and --not-in-group exclude each other"},
+         "--group and --not-in-group cannot be used together"},
     };
     for (const auto &[line, message] : kCases)
         EXPECT_THAT(RefusalOf(line), HasSubstr(message));

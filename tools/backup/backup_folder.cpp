@@ -145,7 +145,7 @@ bool IsOurs(int folder, const struct stat &status) {
 // Why a file with a name of ours is no backup of ours; empty: it is one.
 std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *status) {
     if (file < 0) {
-        if (IsShortage(errno)) throw SystemError(Exit::kSystem, "cannot look at backups", errno);
+        if (IsShortage(errno)) throw SystemError(Exit::kSystem, "cannot examine backups", errno);
         return fmt::format("it cannot be read: {}", std::strerror(errno));
     }
     if (fstat(file, status) != 0 || !S_ISREG(status->st_mode)) return "it is not a file";
@@ -236,10 +236,11 @@ bool IsPrefix(std::string_view prefix) {
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found) {
     if (found.empty()) return 1;
     if (found.front().number >= kHighestNumber)
-        throw JobError(Exit::kSystem,
-                       fmt::format("{} has the last number that a backup can have: move it into "
-                                   "another folder",
-                                   found.front().path));
+        throw JobError(
+            Exit::kSystem,
+            fmt::format(
+                "{} has the highest number that a backup can have: move it to another folder",
+                found.front().path));
     return found.front().number + 1;
 }
 
@@ -270,9 +271,9 @@ const std::string &PartFile::PutInPlace() {
     path_ = place;
     kept_ = !IsAt(fd_.Get(), place);
     if (kept_)
-        throw JobError(Exit::kSystem, place +
-                                          " is not the file that was written: somebody else "
-                                          "writes into the folder");
+        throw JobError(
+            Exit::kSystem,
+            place + " is not the file that was written: somebody else is writing to the folder");
     // Not every file system knows what it means for a folder.
     const int error = SyncFolder(folder_);
     if (error != 0 && error != EINVAL && error != ENOTSUP) throw WritingError(folder_, error);

@@ -40,7 +40,7 @@ UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
     UniqueFd fd(memfd_create("confirmed backup", MFD_CLOEXEC | MFD_ALLOW_SEALING));
     const std::string text = TextOf(confirmed);
     if (!fd.IsOpen() || !WriteAll(fd.Get(), text) || fcntl(fd.Get(), F_ADD_SEALS, kSeals) != 0)
-        throw SystemError(Exit::kSystem, "cannot hand over which backup was confirmed", errno);
+        throw SystemError(Exit::kSystem, "cannot pass on which backup was confirmed", errno);
     return fd;
 }
 

@@ -25,7 +25,7 @@ constexpr std::uint64_t kStatBlock = 512;  // stat(2), whatever the file system'
 
 [[noreturn]] void Refuse(const std::string &folder, std::string_view reason) {
     throw JobError(Exit::kBadPlace,
-                   fmt::format("backups cannot be written into {}: {}", OneLine(folder), reason));
+                   fmt::format("backups cannot be written to {}: {}", OneLine(folder), reason));
 }
 
 // Without links; empty when it does not exist.
@@ -101,12 +101,12 @@ std::vector<Exposure> ExposuresOf(const std::string &folder) {
 
 void CheckDestination(const std::string &folder) {
     if (folder.empty())
-        throw JobError(Exit::kBadPlace, "no folder for backups is set (LDAP_BKP_DEST_DIR)");
-    if (folder.front() != '/') Refuse(folder, "it is no absolute path");
+        throw JobError(Exit::kBadPlace, "no backup folder is set (LDAP_BKP_DEST_DIR)");
+    if (folder.front() != '/') Refuse(folder, "it is not an absolute path");
     struct stat status {};
     if (lstat(folder.c_str(), &status) != 0) throw WritingError(folder, errno);
     if (S_ISLNK(status.st_mode)) Refuse(folder, "it is a link");
-    if (!S_ISDIR(status.st_mode)) Refuse(folder, "it is no folder");
+    if (!S_ISDIR(status.st_mode)) Refuse(folder, "it is not a folder");
     if (access(folder.c_str(), R_OK | W_OK | X_OK) != 0) throw WritingError(folder, errno);
     // The server's folder is emptied and exchanged as a whole.
     if (IsWithin(RealPath(folder), RealPath(kDatabaseFolder)))
@@ -126,9 +126,8 @@ void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found
     const std::uint64_t left = static_cast<std::uint64_t>(space.f_bavail) * space.f_frsize;
     const std::uint64_t needed = NeededBytes(found, DatabaseBytes());
     if (left >= needed) return;
-    throw JobError(Exit::kTooFull,
-                   fmt::format("{} has too little space: about {} are needed, {} are left", folder,
-                               InMebibytes(needed), InMebibytes(left)));
+    throw JobError(Exit::kTooFull, fmt::format("{} has too little space: about {} needed, {} left",
+                                               folder, InMebibytes(needed), InMebibytes(left)));
 }
 
 }  // namespace zafo::backup

@@ -33,7 +33,7 @@ UniqueFd OpenLockFile(const std::string &path) {
         throw SystemError(Exit::kSystem, "cannot open " + path, errno);
     if (!S_ISREG(status.st_mode) || status.st_nlink != 1 ||
         (status.st_uid != 0 && status.st_uid != geteuid()))
-        throw JobError(Exit::kSystem, path + " is not a file of root's: remove it");
+        throw JobError(Exit::kSystem, path + " is not a file owned by root: remove it");
     if ((status.st_mode & 077U) != 0) fchmod(fd.Get(), 0600);
     return fd;
 }
@@ -41,7 +41,7 @@ UniqueFd OpenLockFile(const std::string &path) {
 JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
     // Whoever only asks whether a job runs holds the lock for a moment.
     for (int left = kTries; IsTaken(fd_.Get()); --left) {
-        if (left == 0) throw JobError(Exit::kBusy, "another backup or restore runs");
+        if (left == 0) throw JobError(Exit::kBusy, "another backup or restore is running");
         std::this_thread::sleep_for(kPause);
     }
 }

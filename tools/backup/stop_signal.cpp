@@ -34,7 +34,7 @@ bool Stopped() {
 }
 
 void EndIfStopped() {
-    if (Stopped()) throw JobError(Exit::kSystem, "it was asked to end by a signal");
+    if (Stopped()) throw JobError(Exit::kSystem, "it was terminated by a signal");
 }
 
 }  // namespace zafo::backup

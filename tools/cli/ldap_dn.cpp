@@ -14,7 +14,7 @@ namespace zafo::cli {
 
 std::optional<SyntaxFault> DnFault(std::string_view dn) {
     if (!IsText(dn) || dn.find_first_of("\r\n") != std::string_view::npos)
-        return SyntaxFault{0, "it holds control characters or is not UTF-8"};
+        return SyntaxFault{0, "it contains control characters or is not UTF-8"};
     DnError error{};
     if (ParseDn(dn, &error)) return std::nullopt;
     return SyntaxFault{error.position, error.reason};

@@ -152,7 +152,7 @@ class Reader {
     void Escape() {
         if (at_ + 2 >= text_.size() || HexDigit(text_[at_ + 1]) < 0 ||
             HexDigit(text_[at_ + 2]) < 0) {
-            Fault("after \\ two hexadecimal digits are needed; \\ itself is written \\5c");
+            Fault("expected two hexadecimal digits after \\; write \\ itself as \\5c");
             return;
         }
         at_ += 2;

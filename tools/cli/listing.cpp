@@ -78,7 +78,7 @@ Fields Chosen(const Fields &fields, const Globals &globals) {
                 names.push_back(field.key);
             throw OwnFailure(Message::kUsage,
                              {.subject = "the command with --help",
-                              .reason = fmt::format("there is no field \"{}\": one of {}", name,
+                              .reason = fmt::format("unknown field \"{}\": use one of {}", name,
                                                     fmt::join(names, ", "))});
         }
         chosen.push_back(*found);

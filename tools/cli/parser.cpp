@@ -204,7 +204,7 @@ void CheckExclusive(const Program &program, const Invocation &invocation) {
         for (std::string_view option : options)
             shown.push_back(fmt::format("--{}", option));
         Refuse(program, invocation.command,
-               fmt::format("{} exclude each other", Enumerated(shown)));
+               fmt::format("{} cannot be used together", Enumerated(shown)));
     }
 }
 

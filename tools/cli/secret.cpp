@@ -74,9 +74,9 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
         password = ReadPasswordFile(*path);
     } else {
         if (!streams.CanAsk()) throw OwnFailure(Message::kPasswordNeeded, {});
-        password = streams.Ask(fmt::format("Password of {}: ", OneLine(what)), /*echo=*/false);
+        password = streams.Ask(fmt::format("Password for {}: ", OneLine(what)), /*echo=*/false);
         CheckPassword(password);
-        if (streams.Ask("The same again: ", /*echo=*/false) != password) {
+        if (streams.Ask("Repeat the password: ", /*echo=*/false) != password) {
             throw OwnFailure(Message::kPasswordMismatch, {});
         }
     }

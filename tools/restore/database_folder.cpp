@@ -50,7 +50,7 @@ std::vector<FileId> OpenableFiles(const std::string &folder) {
 // What could not be looked at for want of descriptors is not known to be unused.
 void RequireMeans(const std::error_code &error) {
     if (error && IsShortage(error.value()))
-        throw RootError("cannot see who uses the database", error.value());
+        throw RootError("cannot see which processes use the database", error.value());
 }
 
 bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
@@ -71,7 +71,7 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
 std::optional<DatabaseUser> LockerOf(const std::string &folder) {
     const UniqueFd file(open((folder + "/" + kLockFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (!file.IsOpen() && IsShortage(errno))
-        throw RootError("cannot see who uses the database", errno);
+        throw RootError("cannot see which processes use the database", errno);
     if (!file.IsOpen()) return std::nullopt;
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -87,10 +87,10 @@ FolderId IdOf(const std::string &folder) {
     struct stat facts {};
     if (lstat(folder.c_str(), &facts) != 0) {
         if (errno == ENOENT) return 0;
-        throw RootError("cannot look at " + folder, errno);
+        throw RootError("cannot examine " + folder, errno);
     }
-    if (S_ISLNK(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is a link, no folder");
-    if (!S_ISDIR(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is no folder");
+    if (S_ISLNK(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is a link, not a folder");
+    if (!S_ISDIR(facts.st_mode)) throw JobError(Exit::kSystem, folder + " is not a folder");
     return facts.st_ino;
 }
 

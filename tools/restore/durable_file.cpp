@@ -25,11 +25,11 @@ JobError RootError(const std::string &doing, int reason) {
 }
 
 void SyncFolderOrThrow(const std::string &folder) {
-    Expect(SyncFolder(folder), "cannot bring " + folder + " to the disk");
+    Expect(SyncFolder(folder), "cannot sync " + folder + " to the disk");
 }
 
 void SyncFileOrThrow(const std::string &path) {
-    Expect(SyncFile(path), "cannot bring " + path + " to the disk");
+    Expect(SyncFile(path), "cannot sync " + path + " to the disk");
 }
 
 void WriteDurably(const std::string &path, std::string_view text, std::optional<gid_t> reader) {

@@ -34,7 +34,7 @@ std::string LoadingConfiguration(std::string_view text, const LoadingChange &cha
     if (!found)
         throw JobError(
             Exit::kSystem,
-            fmt::format("the server's configuration keeps no database in {}", change.directory));
+            fmt::format("the server's configuration has no database in {}", change.directory));
     return result;
 }
 

@@ -50,11 +50,9 @@ void CleanUp(const Places &places) {
 }
 
 [[noreturn]] void FailUnclear(const Places &places) {
-    throw JobError(
-        Exit::kSystem,
-        fmt::format("a restore was cut off, and {} does not hold the directory: move it away, or "
-                    "{}, and remove {}",
-                    places.data, places.spare, places.journal));
+    throw JobError(Exit::kSystem, fmt::format("a restore was interrupted, and {} does not hold the "
+                                              "directory: move it away, or {}, and remove {}",
+                                              places.data, places.spare, places.journal));
 }
 
 // With no server on the database.
@@ -78,9 +76,8 @@ void Apply(const Places &places, Verdict verdict) {
 void StartAgain(const Journal &journal) {
     if (journal.server_ran && QLIBServiceIsEnabled(kServerService) == 1 &&
         QLIBServiceStart(kServerService, 0) != 0)
-        throw JobError(
-            Exit::kServer,
-            "the old database is in its place again, and the server does not start on it");
+        throw JobError(Exit::kServer,
+                       "the old database is back in place, but the server does not start on it");
 }
 
 void StopServer() {
@@ -147,9 +144,10 @@ void UndoRestore(const Places &places, Journal journal) {
     try {
         PutBack(places, journal);
     } catch (const JobError &error) {
-        throw JobError(Exit::kServer,
-                       fmt::format("the old database is put back at the server's next start: {}",
-                                   error.what()));
+        throw JobError(
+            Exit::kServer,
+            fmt::format("the old database will be put back at the server's next start: {}",
+                        error.what()));
     }
     // The server first: removing a large folder takes its time.
     try {

@@ -77,7 +77,7 @@ bool HoldsEntry(const std::string &configuration, const std::string &dn) {
     const LookedUp result = LookUp(configuration, dn);
     if (!result.found && !result.done)
         throw JobError(Exit::kSystem,
-                       fmt::format("slapcat cannot say whether there is an entry {}: {}",
+                       fmt::format("slapcat cannot tell whether there is an entry {}: {}",
                                    OneLine(dn), result.words));
     return result.found;
 }

@@ -102,7 +102,8 @@ void Staging::Trim() const {
     off_t end = 0;
     for (off_t data = 0; (data = lseek(file.Get(), end, SEEK_DATA)) >= 0;)
         end = lseek(file.Get(), data, SEEK_HOLE);
-    if (end > 0 && ftruncate(file.Get(), end) != 0) throw RootError("cannot cut " + path, errno);
+    if (end > 0 && ftruncate(file.Get(), end) != 0)
+        throw RootError("cannot truncate " + path, errno);
 }
 
 void Staging::Verify(std::uint64_t entries, const std::string &suffix,
@@ -125,7 +126,7 @@ void Staging::Verify(std::uint64_t entries, const std::string &suffix,
         throw JobError(Exit::kDamaged, fmt::format("{} entries were loaded, the backup has {}",
                                                    scan.Entries(), entries));
     if (!scan.SawSuffix())
-        throw JobError(Exit::kDamaged, "the entry " + suffix + " is not among those loaded");
+        throw JobError(Exit::kDamaged, "the entry " + suffix + " was not loaded");
 }
 
 FolderId Staging::Finish() const {
@@ -151,7 +152,7 @@ Loader::Loader(const std::string &configuration)
 void Loader::Add(std::string_view block) {
     if (WriteAll(pipe_.writer.Get(), block, EndIfStopped)) return;
     const int reason = errno;
-    if (reason != EPIPE) throw SystemError(Exit::kSystem, "cannot hand entries to slapadd", reason);
+    if (reason != EPIPE) throw SystemError(Exit::kSystem, "cannot pass entries to slapadd", reason);
     Fail(child_.Wait());
 }
 

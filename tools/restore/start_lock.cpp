@@ -29,7 +29,7 @@ StartLock::StartLock() : fd_(OpenLockFile(kStartLockFile)) {
     while (flock(fd_.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) throw RootError("cannot lock " + path, errno);
         if (steady_clock::now() >= end)
-            throw JobError(Exit::kServer, "a start of the directory server does not end");
+            throw JobError(Exit::kServer, "the directory server is still being started");
         std::this_thread::sleep_for(kStep);
     }
 }

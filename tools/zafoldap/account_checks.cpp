@@ -173,7 +173,7 @@ void CheckPath(std::string_view option, const std::string &text) {
     CheckText(option, text);
     if (!text.starts_with('/')) {
         throw OwnFailure(Message::kBadText, {.subject = std::string(option),
-                                             .reason = "it does not begin with \"/\""});
+                                             .reason = "it does not start with \"/\""});
     }
 }
 
@@ -183,7 +183,7 @@ void CheckMail(std::string_view option, const std::string &text) {
                       text.back() != '@';
     if (!good)
         throw OwnFailure(Message::kBadText,
-                         {.subject = std::string(option), .reason = "it is no address"});
+                         {.subject = std::string(option), .reason = "it is not an address"});
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {
@@ -195,14 +195,14 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
     }
     for (const auto &[own, option] : kOwnOptions) {
         if (EqualIgnoringCase(attribute, own)) {
-            RefuseUsage(session, fmt::format("--set does not change {}: {} does", own, option));
+            RefuseUsage(session, fmt::format("--set cannot change {}: use {}", own, option));
         }
     }
     std::string value = text.substr(equals + 1);
     if (!OneLineOfText(value)) {
         throw OwnFailure(Message::kBadText,
                          {.subject = fmt::format("--set {}", attribute),
-                          .reason = "it holds control characters or is not UTF-8"});
+                          .reason = "it contains control characters or is not UTF-8"});
     }
     return {attribute, std::move(value)};
 }

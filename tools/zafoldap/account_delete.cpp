@@ -170,10 +170,10 @@ Command UserDeleteCommand() {
         .run = DeleteUsers,
         .summary = "Delete users",
         .description =
-            "Says which groups list each user, asks, then deletes the entries one after the "
-            "other and takes their names out of all groups. Home folders stay. All names are "
-            "looked up before the first is deleted; it stops at the first that cannot be deleted "
-            "and says what was done. Without a terminal --yes is needed.",
+            "Shows which groups list each user, asks for confirmation, then deletes the entries "
+            "one by one and removes their names from all groups. Home folders stay. All names are "
+            "looked up before the first is deleted; the command stops at the first one that cannot "
+            "be deleted and says what was done. Without a terminal, --yes is required.",
         .arguments = {kUsersArgument},
         .examples = {{"zafoldap user delete anna", "asks first"},
                      {"zafoldap user rm anna bob --yes", "does not ask"}},
@@ -187,9 +187,9 @@ Command GroupDeleteCommand() {
             .run = DeleteGroups,
             .summary = "Delete groups",
             .description =
-                "Says how many members each group lists and how many users have it as "
-                "their primary group, asks, then deletes the entries. Users and other "
-                "groups are not touched. Without a terminal --yes is needed.",
+                "Shows how many members each group lists and how many users have it as their "
+                "primary group, asks for confirmation, then deletes the entries. Users and other "
+                "groups do not change. Without a terminal, --yes is required.",
             .arguments = {kGroupsArgument},
             .examples = {{"zafoldap group delete staff", "asks first"},
                          {"zafoldap group rm staff --yes", "does not ask"}},

@@ -279,7 +279,7 @@ std::uint32_t ParseAccountNumber(std::string_view option, const std::string &tex
     std::uint64_t number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number of that size"
+    const char *reason = !whole                     ? "it is not a number in that range"
                          : IsReservedNumber(number) ? "it is reserved"
                                                     : nullptr;
     if (reason != nullptr) {

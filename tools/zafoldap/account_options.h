@@ -16,19 +16,19 @@ inline const Argument kGroupArgument{
 inline const Argument kGroupsArgument{
     .name = "NAME", .help = "names of groups", .kind = Kind::kGroup, .repeatable = true};
 inline const Argument kPatternArgument{
-    .name = "PATTERN", .help = "names to list; * stands for any text, quote it", .required = false};
+    .name = "PATTERN", .help = "names to list; * matches any text (quote it)", .required = false};
 inline const Argument kNewNameArgument{
     .name = "NAME",
-    .help = "a to z, 0 to 9, \"_\", \".\" and \"-\", at most 32, first a letter or \"_\""};
+    .help =
+        "at most 32 of a to z, 0 to 9, \"_\", \".\" and \"-\", starting with a letter or \"_\""};
 inline const Argument kRenamedArgument{.name = "NEW",
-                                       .help = "the new name, by the rules of a new one"};
+                                       .help = "the new name; the rules of \"add\" apply"};
 inline const Option kLimitOption{
     .name = "limit", .value = "N", .help = "print at most N", .kind = Kind::kNumber};
-inline const Option kRawOption{
-    .name = "raw",
-    .help =
-        "print the entry as the directory has it, with all attributes that may "
-        "be read; --fields then names attributes"};
+inline const Option kRawOption{.name = "raw",
+                               .help =
+                                   "print the entry as the directory has it, with all readable "
+                                   "attributes; --fields then names attributes"};
 inline const Option kAnyNameOption{
     .name = "any-name",
     .help =
@@ -36,7 +36,7 @@ inline const Option kAnyNameOption{
         "longer ones) and names of local accounts; never * ( ) \\ : or /"};
 inline const Option kKeepMembershipsOption{
     .name = "keep-memberships",
-    .help = "let groups that list the name already have the user as a member"};
+    .help = "keep the name in groups that already list it, making the user a member"};
 
 inline Option ContainerOption(std::string_view help) {
     return {.name = "container", .value = "RDN", .help = help};

@@ -32,7 +32,7 @@ const Argument kNewConnectionName{
 
 const Argument kMaybeConnectionName{
     .name = "NAME",
-    .help = "name of the saved connection (default: the one of --connection)",
+    .help = "name of the saved connection (default: that of --connection)",
     .kind = Kind::kConnection,
     .required = false};
 
@@ -40,8 +40,8 @@ Option Uri(bool required) {
     return {.name = "uri",
             .value = "HOST",
             .help =
-                "the server: HOST, HOST:PORT, ldap://HOST or ldaps://HOST; give it again for "
-                "servers to try after the first",
+                "the server: HOST, HOST:PORT, ldap://HOST or ldaps://HOST; repeat it for servers "
+                "to try after the first",
             .required = required,
             .repeatable = true};
 }
@@ -57,11 +57,10 @@ Option Ssl(std::string_view help) {
     return {.name = "ssl", .value = "HOW", .help = help, .choices = {"off", "on", "start_tls"}};
 }
 
-const Option kBindDn{.name = "bind-dn",
-                     .value = "DN",
-                     .help =
-                         "DN to bind as; its password is asked for. Without it the connection "
-                         "is anonymous"};
+const Option kBindDn{
+    .name = "bind-dn",
+    .value = "DN",
+    .help = "DN to bind as (prompts for its password); without it the connection is anonymous"};
 
 Option LoginSuffix(std::string_view help) {
     return {.name = "login-suffix", .value = "DOMAIN", .help = help};
@@ -210,9 +209,8 @@ Command ConnectionListCommand() {
             .run = ListConnections,
             .summary = "List the saved connections",
             .description =
-                "Lists all saved connections. Passwords are never shown, only whether "
-                "there is one. Fields: name, servers, base, bind_dn, ssl, login_suffix, "
-                "password_stored.",
+                "Lists all saved connections. Passwords are never shown, only whether one is "
+                "stored. Fields: name, servers, base, bind_dn, ssl, login_suffix, password_stored.",
             .examples = {{"zafoldap connection list", "all connections"},
                          {"zafoldap connection ls --format plain --fields name",
                           "their names, for a script"}},
@@ -227,18 +225,18 @@ int ShowConnection(Session &session) {
 }
 
 Command ConnectionShowCommand() {
-    return {.noun = "connection",
-            .verb = "show",
-            .run = ShowConnection,
-            .summary = "Show one saved connection",
-            .description =
-                "Shows the settings of a saved connection. The password is never shown, "
-                "only whether there is one. The server is not asked; that is what "
-                "\"connection check\" does.",
-            .arguments = {kConnectionName},
-            .examples = {{"zafoldap connection show root", "the appliance's own server"},
-                         {"zafoldap connection show work --json", "the same for a script"}},
-            .exits = {3, 4}};
+    return {
+        .noun = "connection",
+        .verb = "show",
+        .run = ShowConnection,
+        .summary = "Show one saved connection",
+        .description =
+            "Shows the settings of a saved connection. The password is never shown, only whether "
+            "one is stored. Does not contact the server; use \"connection check\" for that.",
+        .arguments = {kConnectionName},
+        .examples = {{"zafoldap connection show root", "the appliance's own server"},
+                     {"zafoldap connection show work --json", "the same for a script"}},
+        .exits = {3, 4}};
 }
 
 int AddConnection(Session &session) {
@@ -271,9 +269,8 @@ Command ConnectionAddCommand() {
         .run = AddConnection,
         .summary = "Save a new connection",
         .description =
-            "Saves how to reach a directory server. With --bind-dn a password is needed: it is "
-            "asked for twice, or read from --password-stdin or --password-file. It is stored "
-            "enciphered.\n\n"
+            "Saves how to reach a directory server. --bind-dn needs a password, which is prompted "
+            "for twice or read from --password-stdin or --password-file, and stored enciphered.\n\n"
             "The connection is encrypted with StartTLS unless --ssl or ldaps:// says otherwise. "
             "Nothing is ever sent in clear text over a connection that asks for encryption.\n\n"
             "With --dry-run nothing is saved: the settings are printed, and the checks of "
@@ -286,13 +283,13 @@ Command ConnectionAddCommand() {
         .exclusive = {{"password-stdin", "password-file"}},
         .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
                       "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
-                      "a connection with a password that is asked for"},
+                      "a connection that prompts for its password"},
                      {"zafoldap connection add public --uri ldap.example.org --base "
                       "dc=example,dc=org",
-                      "an anonymous one"},
+                      "an anonymous connection"},
                      {"zafoldap connection add ha --uri a.example.com --uri b.example.com:1389 "
                       "--base dc=example,dc=com",
-                      "two servers, the second when the first is down"}},
+                      "two servers; the second is used if the first is down"}},
         .exits = {4, 5}};
 }
 
@@ -343,8 +340,8 @@ Command ConnectionEditCommand() {
             .run = EditConnection,
             .summary = "Change a saved connection",
             .description =
-                "Changes what the options name and leaves the rest. A new bind DN needs "
-                "its password as well. --anonymous removes bind DN and password.",
+                "Changes only what the options name. A new bind DN also needs its password. "
+                "--anonymous removes bind DN and password.",
             .arguments = {kConnectionName},
             .options = {Uri(false),
                         BaseDn(false),
@@ -393,8 +390,8 @@ Command ConnectionDeleteCommand() {
             .run = DeleteConnection,
             .summary = "Delete a saved connection",
             .description =
-                "Deletes a saved connection with its stored password, after asking. The "
-                "directory itself is not touched. Without a terminal --yes is needed.",
+                "Deletes a saved connection and its stored password after confirmation. The "
+                "directory itself does not change. Without a terminal, --yes is required.",
             .arguments = {kConnectionName},
             .examples = {{"zafoldap connection delete work", "asks first"},
                          {"zafoldap connection rm work --yes", "does not ask"}},
@@ -415,22 +412,21 @@ int CheckConnection(Session &session) {
 }
 
 Command ConnectionCheckCommand() {
-    return {
-        .noun = "connection",
-        .verb = "check",
-        .run = CheckConnection,
-        .summary = "Test a saved connection step by step",
-        .description =
-            "Goes from the saved settings to listing users and says of each step whether it "
-            "works, or why not and what to do: settings, resolve (name to address), connect, "
-            "tls, chain (who signed the server's certificate, and when each of them ends), names "
-            "(those that the certificate is for), bind, base, users, schema, type (kind of "
-            "server), pool (numbers for new accounts). After a step that failed the later ones "
-            "are skipped. The exit code is that of the step that failed.",
-        .arguments = {kMaybeConnectionName},
-        .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
-                     {"zafoldap connection check work --json", "the same for a monitor"}},
-        .exits = {3, 4, 6}};
+    return {.noun = "connection",
+            .verb = "check",
+            .run = CheckConnection,
+            .summary = "Test a saved connection step by step",
+            .description =
+                "Tests each step from the saved settings to listing users and says whether it "
+                "works, or why not and what to do: settings, resolve (name to address), connect, "
+                "tls, chain (who signed the server's certificate, and when each certificate ends), "
+                "names (those that the certificate is for), bind, base, users, schema, type (kind "
+                "of server), pool (numbers for new accounts). When a step fails, the later ones "
+                "are skipped and the exit code is that of the failed step.",
+            .arguments = {kMaybeConnectionName},
+            .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
+                         {"zafoldap connection check work --json", "the same for a monitor"}},
+            .exits = {3, 4, 6}};
 }
 
 // Needs no saved connection: the question is anonymous.
@@ -464,8 +460,8 @@ Command ConnectionSuggestCommand() {
             .summary = "Ask a server for its base DNs",
             .description =
                 "Prints the base DNs that a server offers (its naming contexts), for \"connection "
-                "add --base\". The server is asked anonymously; one that does not answer such "
-                "questions has no suggestions. Field: base.",
+                "add --base\". The query is anonymous; a server that does not allow this gives no "
+                "suggestions. Field: base.",
             .arguments = {{.name = "HOST", .help = "HOST, HOST:PORT, ldap://HOST or ldaps://HOST"}},
             .options = {Ssl("encryption: start_tls (default), on (ldaps://) or off")},
             .examples = {{"zafoldap connection suggest ldap.example.com", "its base DNs"}},

@@ -154,19 +154,18 @@ Command SearchCommand() {
         .run = SearchDirectory,
         .summary = "Search the directory",
         .description =
-            "Prints the entries that match a filter (RFC 4515), as they arrive: the size of the "
-            "answer does not matter. Without a filter every entry matches. Attributes after the "
-            "filter limit what is asked for; \"+\" stands for the operational attributes, \"*\" "
-            "for all others.\n\n"
-            "A table, plain and csv have the DN and the named attributes as columns; several "
-            "values stand side by side, in plain and csv with \"|\" between them (and \"\\|\" for "
-            "the character itself). Without named attributes a table shows each entry as a block, "
-            "and plain and csv have a line \"dn, attribute, value\" for each value. JSON and LDIF "
-            "keep everything.\n\n"
-            "An answer that the server cut off at a size limit is printed, marked as incomplete, "
-            "and the exit code is 1.\n\n"
-            "Values end at their first zero byte. Binary values are marked as such and not "
-            "complete.",
+            "Prints the entries that match a filter (RFC 4515) as they arrive, however large the "
+            "answer. Without a filter every entry matches. Attributes after the filter limit what "
+            "is requested; \"+\" stands for the operational attributes, \"*\" for all others.\n\n"
+            "In table, plain and csv the columns are the DN and the named attributes; several "
+            "values share a column, in plain and csv separated by \"|\" (\"\\|\" is the character "
+            "itself). Without named attributes a table shows each entry as a block, and plain and "
+            "csv print a line \"dn, attribute, value\" for each value. JSON and LDIF keep "
+            "everything.\n\n"
+            "If the server cuts an answer off at a size limit, the received part is printed and "
+            "marked as incomplete, and the exit code is 1.\n\n"
+            "Values end at their first zero byte. Binary values are marked as such and may be "
+            "incomplete.",
         .arguments = {{.name = "FILTER",
                        .help = "such as uid=alice or '(&(objectClass=person)(cn=a*))'",
                        .required = false},
@@ -179,8 +178,8 @@ Command SearchCommand() {
                      .help = "where to search (default: the connection's base DN)"},
                     {.name = "scope",
                      .value = "SCOPE",
-                     .help = "base (the entry itself), one (entries right below it), sub (all, the "
-                             "default) or children (all but itself)",
+                     .help = "base (the entry itself), one (entries directly below it), sub (all, "
+                             "the default) or children (all but itself)",
                      .choices = {"base", "one", "sub", "children"}},
                     {.name = "limit",
                      .value = "N",
@@ -188,13 +187,14 @@ Command SearchCommand() {
                      .kind = Kind::kNumber},
                     {.name = "offset",
                      .value = "N",
-                     .help = "leave out the first N entries",
+                     .help = "skip the first N entries",
                      .kind = Kind::kNumber},
                     {.name = "count", .help = "print only the number of matching entries"}},
-        .examples = {{"zafoldap search uid=alice", "one user with everything"},
+        .examples = {{"zafoldap search uid=alice", "one user with all attributes"},
                      {"zafoldap search '(objectClass=posixAccount)' uid uidNumber cn",
                       "a table of users"},
-                     {"zafoldap search --count '(mail=*@example.com)'", "how many"},
+                     {"zafoldap search --count '(mail=*@example.com)'",
+                      "only the number of matches"},
                      {"zafoldap search --base ou=people,dc=example,dc=com --scope one --format csv "
                       "'(uid=*)' uid mail",
                       "for a spreadsheet"}},
@@ -229,7 +229,7 @@ Command EntryShowCommand() {
             "Prints the entry with this DN. --fields names the attributes to print; \"+\" "
             "stands for the operational ones.",
         .arguments = {{.name = "DN",
-                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+                       .help = "the full DN, such as uid=alice,ou=people,dc=example,dc=com"}},
         .examples = {{"zafoldap entry show uid=alice,ou=people,dc=example,dc=com", "everything"},
                      {"zafoldap entry show uid=alice,ou=people,dc=example,dc=com --format ldif "
                       "--fields '*,+'",
@@ -275,20 +275,19 @@ int DeleteEntry(Session &session) {
 }
 
 Command EntryDeleteCommand() {
-    return {
-        .noun = "entry",
-        .verb = "delete",
-        .aliases = {"rm"},
-        .run = DeleteEntry,
-        .summary = "Delete one entry",
-        .description =
-            "Deletes the entry with this DN, after asking. Nothing else is touched: groups keep "
-            "listing a user who is deleted this way (user delete takes it out of them). An entry "
-            "with others below it is refused. Without a terminal --yes is needed.",
-        .arguments = {{.name = "DN",
-                       .help = "the whole DN, such as uid=alice,ou=people,dc=example,dc=com"}},
-        .examples = {{"zafoldap entry delete cn=old,dc=example,dc=com", "asks first"}},
-        .exits = {3, 4, 6, 8, 130}};
+    return {.noun = "entry",
+            .verb = "delete",
+            .aliases = {"rm"},
+            .run = DeleteEntry,
+            .summary = "Delete one entry",
+            .description =
+                "Deletes the entry with this DN after confirmation. Nothing else changes: groups "
+                "keep listing a user deleted this way (\"user delete\" removes it from them). An "
+                "entry with others below it is refused. Without a terminal, --yes is required.",
+            .arguments = {{.name = "DN",
+                           .help = "the full DN, such as uid=alice,ou=people,dc=example,dc=com"}},
+            .examples = {{"zafoldap entry delete cn=old,dc=example,dc=com", "asks first"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ namespace zafo::cli {
 
 namespace {
 
-const Option kDescriptionOption{.name = "description", .value = "TEXT", .help = "what it is for"};
+const Option kDescriptionOption{
+    .name = "description", .value = "TEXT", .help = "what the group is for"};
 
 const Fields kGroupShowFields = [] {
     Fields fields;
@@ -44,9 +45,9 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const s
 
 void CheckDescription(const std::string &text) {
     if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
-        throw OwnFailure(
-            Message::kBadText,
-            {.subject = "--description", .reason = "it holds control characters or is not UTF-8"});
+        throw OwnFailure(Message::kBadText,
+                         {.subject = "--description",
+                          .reason = "it contains control characters or is not UTF-8"});
 }
 
 // Runs an edit of a group and puts words to what the library says.
@@ -85,7 +86,7 @@ std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, con
                                             &next);
         });
     } catch (const Failure &failure) {
-        left.Add("whether it alone has its number could not be seen",
+        left.Add("it could not be verified that no other group has its number",
                  CommandLine(directory.TheSession(), "id check", {}), failure.message);
         return created.number;
     }
@@ -103,13 +104,13 @@ Command GroupListCommand() {
             .run = ListGroups,
             .summary = "List groups",
             .description =
-                "Lists groups as they arrive from the directory. On a terminal a table of "
-                "name, gid and description; to another program just the names, one on a "
-                "line. Fields: name, gid, description, members, dn.",
+                "Lists groups as they arrive, in the directory's order. On a terminal prints a "
+                "table of name, gid and description, elsewhere only the names, one per line. "
+                "Fields: name, gid, description, members, dn.",
             .arguments = {kPatternArgument},
             .options = {kLimitOption},
             .examples = {{"zafoldap group list", "all groups"},
-                         {"zafoldap group ls 'dev*' --json", "some, with their members"}},
+                         {"zafoldap group ls 'dev*' --json", "matching groups with their members"}},
             .exits = {4, 6, 8, 130}};
 }
 
@@ -141,7 +142,7 @@ Command GroupShowCommand() {
                 "group it is.",
             .arguments = {kGroupArgument},
             .options = {kRawOption},
-            .examples = {{"zafoldap group show staff", "the group and who is in it"},
+            .examples = {{"zafoldap group show staff", "the group and its members"},
                          {"zafoldap group show staff --format ldif", "the entry"}},
             .exits = {3, 4, 6, 8, 130},
             .entries = true};
@@ -160,7 +161,7 @@ ChangePlan PlanOfGroup(const NewAccount &group, const std::string &dn,
         plan.Remark("gidNumber: the next free one");
     }
     if (!description.empty()) plan.Line("description", description);
-    plan.Remark("object classes and Samba attributes as the server's schema has them");
+    plan.Remark("object classes and Samba attributes according to the server's schema");
     return plan;
 }
 
@@ -195,22 +196,23 @@ int AddGroup(Session &session) {
 }
 
 Command GroupAddCommand() {
-    return {.noun = "group",
-            .verb = "add",
-            .run = AddGroup,
-            .summary = "Add a group",
-            .description =
-                "Adds a group without members. Without --gid it gets the next free "
-                "number, as users do (zafoldap user add). With --dry-run the checks are "
-                "made and what was asked for is printed as LDIF.",
-            .arguments = {kNewNameArgument},
-            .options = {NumberOption("gid", "group number"), kDescriptionOption,
-                        ContainerOption("where the entry goes, relative to the base DN (default: "
-                                        "cn=groups)"),
-                        kAnyNameOption},
-            .examples = {{"zafoldap group add staff --description 'Everybody'", "the next number"},
-                         {"zafoldap group add staff --gid 5000", "a number of your choice"}},
-            .exits = {3, 4, 5, 6, 7, 8, 130}};
+    return {
+        .noun = "group",
+        .verb = "add",
+        .run = AddGroup,
+        .summary = "Add a group",
+        .description =
+            "Adds a group without members. Without --gid it gets the next free number, as users do "
+            "(zafoldap user add). --dry-run makes the checks and prints the requested entry as "
+            "LDIF.",
+        .arguments = {kNewNameArgument},
+        .options = {NumberOption("gid", "group number"), kDescriptionOption,
+                    ContainerOption("where the entry goes, relative to the base DN (default: "
+                                    "cn=groups)"),
+                    kAnyNameOption},
+        .examples = {{"zafoldap group add staff --description 'Everybody'", "the next free number"},
+                     {"zafoldap group add staff --gid 5000", "a number of your choice"}},
+        .exits = {3, 4, 5, 6, 7, 8, 130}};
 }
 
 int EditGroup(Session &session) {
@@ -255,18 +257,18 @@ int EditGroup(Session &session) {
 }
 
 Command GroupEditCommand() {
-    return {
-        .noun = "group",
-        .verb = "edit",
-        .run = EditGroup,
-        .summary = "Change a group",
-        .description =
-            "Changes number or description; an empty description is removed. Users "
-            "whose primary group it is keep the old number, and their count is told.",
-        .arguments = {kGroupArgument},
-        .options = {NumberOption("gid", "group number"), kDescriptionOption},
-        .examples = {{"zafoldap group edit staff --description 'Everybody here'", "a new text"}},
-        .exits = {3, 4, 5, 6, 8, 130}};
+    return {.noun = "group",
+            .verb = "edit",
+            .run = EditGroup,
+            .summary = "Change a group",
+            .description =
+                "Changes the number or description; an empty description removes it. Users whose "
+                "primary group it is keep the old number; their count is shown.",
+            .arguments = {kGroupArgument},
+            .options = {NumberOption("gid", "group number"), kDescriptionOption},
+            .examples = {{"zafoldap group edit staff --description 'Everybody here'",
+                          "a new description"}},
+            .exits = {3, 4, 5, 6, 8, 130}};
 }
 
 int RenameGroup(Session &session) {
@@ -301,16 +303,16 @@ int RenameGroup(Session &session) {
 }
 
 Command GroupRenameCommand() {
-    return {
-        .noun = "group",
-        .verb = "rename",
-        .run = RenameGroup,
-        .summary = "Give a group another name",
-        .description = "Renames the group. Its number and its members stay.",
-        .arguments = {{.name = "OLD", .help = "name now", .kind = Kind::kGroup}, kRenamedArgument},
-        .options = {kAnyNameOption},
-        .examples = {{"zafoldap group rename staff everybody", "members stay"}},
-        .exits = {3, 4, 5, 6, 8, 130}};
+    return {.noun = "group",
+            .verb = "rename",
+            .run = RenameGroup,
+            .summary = "Rename a group",
+            .description = "Renames the group. Its number and its members stay.",
+            .arguments = {{.name = "OLD", .help = "current name", .kind = Kind::kGroup},
+                          kRenamedArgument},
+            .options = {kAnyNameOption},
+            .examples = {{"zafoldap group rename staff everybody", "members are kept"}},
+            .exits = {3, 4, 5, 6, 8, 130}};
 }
 
 }  // namespace

@@ -305,8 +305,8 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         }
         const StaleMembership &first = stale.front();
         step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,
-                       "nobody of these names is there: " + Shown(texts),
-                       "whoever gets such a name is a member at once: " +
+                       "no user has these names: " + Shown(texts),
+                       "a new user of such a name would be a member: " +
                            CommandLine(directory.TheSession(), "member remove",
                                        {first.group.name, first.names.front()}));
     }
@@ -345,10 +345,10 @@ Command IdNextCommand() {
             .run = NextId,
             .summary = "Get a free user or group number",
             .description =
-                "Prints a number that is free, not reserved and no local account's. On "
-                "the appliance's own kind of server it is taken out of the pool and not "
-                "handed out again; --dry-run prints where the pool's counter stands. "
-                "Elsewhere it is one more than the highest in use, and nothing is kept.",
+                "Prints a number that is free, not reserved and not used by a local account. On "
+                "the appliance's own kind of server it is taken from the pool and not given out "
+                "again; --dry-run prints the pool's counter. Elsewhere it is one more than the "
+                "highest in use, and it is not reserved.",
             .arguments = {{.name = "WHICH",
                            .help = "uid for a user, gid for a group",
                            .choices = {"uid", "gid"}}},
@@ -381,11 +381,11 @@ Command IdPoolShowCommand() {
     return {.noun = "id",
             .verb = "pool show",
             .run = ShowIdPool,
-            .summary = "Show the pool of numbers",
+            .summary = "Show the number pool",
             .description =
-                "Shows the bounds of the pools of the appliance's own kind of server, "
-                "the numbers that come next, and how many are used and free. Fields: "
-                "which, lowest, highest, next, used, free.",
+                "Shows the limits of the number pools on the appliance's own kind of server, the "
+                "next numbers, and how many are used and free. Fields: which, lowest, highest, "
+                "next, used, free.",
             .examples = {{"zafoldap id pool show", "both pools"}},
             .exits = {3, 4, 6, 8, 130}};
 }
@@ -408,26 +408,24 @@ int CheckIds(Session &session) {
 }
 
 Command IdCheckCommand() {
-    return {
-        .noun = "id",
-        .verb = "check",
-        .run = CheckIds,
-        .summary = "Look for trouble with numbers",
-        .description =
-            "Looks for numbers that several users or several groups have, reserved ones, those "
-            "of systems (1 to 999) and of local accounts, those outside the pool, and a counter "
-            "that is behind the numbers in use; for names that systems and packages have (root, "
-            "sudo, docker and their like) or that are local accounts' with another number; and "
-            "for groups that list somebody who is not there, and would have whoever gets the name "
-            "as a member. Duplicates, reserved numbers, users with a system's number or name, and "
-            "such a member of Directory Operators or administrators make the exit code 1; the "
-            "rest are warnings.\n\n"
-            "On a directory with several writable servers numbers must be taken from one of "
-            "them only: two counters that are changed at the same time hand out the same "
-            "numbers.",
-        .examples = {{"zafoldap id check", "users and groups"},
-                     {"zafoldap id check --json", "the same for a monitor"}},
-        .exits = {4, 6, 8, 130}};
+    return {.noun = "id",
+            .verb = "check",
+            .run = CheckIds,
+            .summary = "Check the numbers of users and groups",
+            .description =
+                "Looks for numbers that several users or several groups share, reserved ones, "
+                "those of systems (1 to 999) and of local accounts, those outside the pool, and a "
+                "counter that lags behind the numbers in use; for names that systems and packages "
+                "use (root, sudo, docker and the like) or that local accounts have with another "
+                "number; and for groups that list users who do not exist, so that a new user of "
+                "that name would be a member. For duplicates, reserved numbers, users with a "
+                "system's number or name, and such a member of Directory Operators or "
+                "administrators the exit code is 1; the rest are warnings.\n\n"
+                "In a directory with several writable servers, take numbers from only one of them: "
+                "two counters that change at the same time give out the same numbers.",
+            .examples = {{"zafoldap id check", "users and groups"},
+                         {"zafoldap id check --json", "the same for a monitor"}},
+            .exits = {4, 6, 8, 130}};
 }
 
 }  // namespace

@@ -178,13 +178,13 @@ Command MemberListCommand() {
             .run = ListMembers,
             .summary = "List the members of a group",
             .description =
-                "Lists the members that the group names. With --primary also the users "
-                "whose primary group it is, and of each whether it is the one, the other "
-                "or both. Fields: name, and with --primary listed and primary.",
+                "Lists the members that the group names. --primary adds the users whose primary "
+                "group it is, and shows which of the two applies to each user. Fields: name, and "
+                "with --primary listed and primary.",
             .arguments = {kMembersGroup},
-            .options = {{.name = "primary", .help = "also users whose primary group it is"}},
+            .options = {{.name = "primary", .help = "include users whose primary group it is"}},
             .examples = {{"zafoldap member list staff", "listed members"},
-                         {"zafoldap member list staff --primary", "everybody in it"}},
+                         {"zafoldap member list staff --primary", "all users in it"}},
             .exits = {3, 4, 6, 8, 130}};
 }
 
@@ -210,9 +210,9 @@ Command MemberAddCommand() {
             .run = AddMembers,
             .summary = "Add users to a group",
             .description =
-                "Adds users to a group, all of them or none. Who is in it already stays. "
-                "Group and users must exist. A member is listed by name (memberUid) and "
-                "by DN (member), or by name only where the group's classes allow no DN.",
+                "Adds users to a group, all of them or none. Existing members stay. Group and "
+                "users must exist. A member is listed by name (memberUid) and by DN (member), or "
+                "by name only where the group's classes allow no DN.",
             .arguments = {kMembersGroup, kMembers},
             .examples = {{"zafoldap member add staff anna bob", "two users"}},
             .exits = {3, 4, 6, 8, 130}};
@@ -256,11 +256,11 @@ Command MemberRemoveCommand() {
             .verb = "remove",
             .aliases = {"rm"},
             .run = RemoveMembers,
-            .summary = "Take users out of a group",
+            .summary = "Remove users from a group",
             .description =
-                "Takes users out of a group, all of them or none; also names that it "
-                "lists, by name or by DN, though there is no such user. Does not ask: "
-                "member add brings users back.",
+                "Removes users from a group, all of them or none, including names that it lists, "
+                "by name or by DN, without such a user. Does not ask for confirmation: \"member "
+                "add\" brings users back.",
             .arguments = {kMembersGroup, kMembers},
             .examples = {{"zafoldap member remove staff bob", "one user"}},
             .exits = {3, 4, 6, 8, 130}};

@@ -56,7 +56,7 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
     try {
         groups = GroupsListing(directory, name);
     } catch (const Failure &failure) {
-        left.Add(fmt::format("which groups still list {} could not be seen", name),
+        left.Add(fmt::format("the groups that still list {} could not be determined", name),
                  CommandLine(directory.TheSession(), "search",
                              {fmt::format("(memberUid={})", EscapedForFilter(name)), "cn"}),
                  Reason(failure));

@@ -263,9 +263,8 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     const std::optional<Outcome> outcome = worker.Result();
     MigrationEnd end;
     if (!outcome) {
-        end.failure =
-            OwnFailure(Message::kMigrationFailed, {.subject = "the migration was broken off",
-                                                   .reason = "the process that copied has died"});
+        end.failure = OwnFailure(Message::kMigrationFailed, {.subject = "the migration was aborted",
+                                                             .reason = "the copying process died"});
     } else if (outcome->result < 0) {
         end.failure = LibraryFailure(outcome->library_error, outcome->platform_error,
                                      directory_.FactsAbout(directory_.Saved().base),

@@ -261,41 +261,42 @@ Command MigrateCommand() {
         .summary = "Copy all users or groups to the directory, or to this system",
         .description =
             "Copies the ordinary accounts of this system (/etc/passwd and /etc/group) to the "
-            "directory, or those of the directory to this system, and tells of each what came of "
-            "it. Nothing is deleted or changed on either side: an account whose name or number is "
-            "taken is skipped. So it may be run again; it adds what is missing. Groups go to this "
-            "system first: a user needs its primary group there.\n\n"
-            "What would be a part of the system is refused: names that systems and packages have "
-            "(root, sudo, docker, disk, shadow and their like), numbers below UID_MIN and GID_MIN "
-            "of "
-            "/etc/login.defs, above 2147483647 or with a meaning of their own, and on this system "
-            "a primary group of the system's own, a home folder like / or /root, and a login shell "
-            "that is not in /etc/shells. --allow NAME takes one account as it is, as far as this "
-            "system does. To the directory a user is skipped whose name groups there list already "
-            "though they do not here (--keep-memberships: is not).\n\n"
-            "Password hashes go along as they are, Samba's too where the directory has "
-            "sambaSamAccount. A hash that is not of the kind {crypt} is of no use to this system: "
-            "the user is told, and has no password until passwd(1) sets one. Mail addresses and "
-            "full names go "
-            "both ways, descriptions of groups to the directory only. No home folder is made.\n\n"
-            "It asks before it adds anything; --dry-run says what would be added and what skipped, "
-            "and why. Fields: name, number, result (added, or add with --dry-run; there; skipped; "
-            "refused), reason. The exit code is 7 when accounts were skipped or refused.",
+            "directory, or those of the directory to this system, and reports the result for each. "
+            "Nothing is deleted or changed on either side: an account whose name or number is "
+            "taken is skipped. The command can be repeated; it adds what is missing. Copy groups "
+            "to this system first: a user needs its primary group there.\n\n"
+            "Accounts that would be part of the system are refused: names that systems and "
+            "packages use (root, sudo, docker, disk, shadow and the like), numbers below UID_MIN "
+            "and GID_MIN of /etc/login.defs, above 2147483647 or with a special meaning, and on "
+            "this system a primary group that belongs to the system, a home folder like / or "
+            "/root, and a login shell that is not in /etc/shells. --allow NAME copies one account "
+            "anyway, as far as this system permits. A user is not copied to the directory if "
+            "groups there already list the name but groups here do not, unless --keep-memberships "
+            "is given.\n\n"
+            "Password hashes are copied unchanged, including Samba's if the directory has "
+            "sambaSamAccount. This system cannot use a hash that is not of the kind {crypt}: such "
+            "users are named and have no password until passwd(1) sets one. Mail addresses and "
+            "full names are copied both ways, group descriptions only to the directory. No home "
+            "folders are created.\n\n"
+            "Asks for confirmation before adding anything; --dry-run shows what would be added and "
+            "what skipped, and why. Fields: name, number, result (added, or add with --dry-run; "
+            "there; skipped; refused), reason. The exit code is 7 when accounts were skipped or "
+            "refused.",
         .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
         .options = {{.name = "to",
                      .value = "WHERE",
-                     .help = "directory, or local: this system",
+                     .help = "directory, or local (this system)",
                      .choices = {"directory", "local"},
                      .required = true},
                     {.name = "allow",
                      .value = "NAME",
-                     .help = "take this account though it would be refused",
+                     .help = "copy this account even though it would be refused",
                      .repeatable = true},
                     {.name = "keep-memberships",
-                     .help = "take users whom groups of the directory list already"},
+                     .help = "copy users whom groups of the directory already list"},
                     ProgressOption()},
         .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
-                     {"zafoldap migrate groups --to local --yes", "without a question"}},
+                     {"zafoldap migrate groups --to local --yes", "without confirmation"}},
         .exits = {4, 6, 7, 8, 130}};
 }
 

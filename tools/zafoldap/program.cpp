@@ -75,17 +75,16 @@ const Program &Zafoldap() {
         .name = "zafoldap",
         .summary = "directory client",
         .description =
-            "Keeps connections to LDAP directory servers, manages the users and groups of "
-            "the directories behind them and searches them. Commands are a noun and a verb; "
-            "\"zafoldap connection add "
-            "root\" makes the connection that the others use by default.",
+            "Saves connections to LDAP directory servers, manages the users and groups of their "
+            "directories and searches them. A command is a noun and a verb; \"zafoldap connection "
+            "add root\" saves the connection that the other commands use by default.",
         .nouns = {{"connection", "saved connections to directory servers"},
                   {"user", "users of the directory"},
                   {"group", "groups of the directory"},
-                  {"member", "who is in which group"},
+                  {"member", "members of groups"},
                   {"id", "numbers of users and groups"},
                   {"migrate", "copy accounts between this system and the directory"},
-                  {"stat", "how many there are"},
+                  {"stat", "number of users or groups"},
                   {"search", "search the directory"},
                   {"entry", "single entries"},
                   {"completion", "completion scripts for shells"}},
@@ -101,10 +100,9 @@ const Program &Zafoldap() {
         .exits = CommonExitCodes(),
         .topics = Topics(),
         .files = {{"/usr/zafo/etc/private/ldapbrowser.conf",
-                   "The saved connections, one section for each."},
-                  {"/usr/zafo/etc/private/machine.key",
-                   "The key with which their passwords are enciphered."}},
-        .variables = {{"NO_COLOR", "Not empty: no colours (see --color)."}}};
+                   "The saved connections, one section each."},
+                  {"/usr/zafo/etc/private/machine.key", "The key that enciphers their passwords."}},
+        .variables = {{"NO_COLOR", "If not empty, no colours are used (see --color)."}}};
     return kProgram;
 }
 

@@ -31,7 +31,7 @@ Command StatCommand() {
         .summary = "Count users or groups",
         .description = "Prints the number of users or groups.",
         .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
-        .examples = {{"zafoldap stat users", "their number"}},
+        .examples = {{"zafoldap stat users", "the number of users"}},
         .exits = {4, 6, 8, 130}};
 }
 

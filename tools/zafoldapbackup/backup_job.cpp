@@ -106,7 +106,7 @@ class BackupJob {
             writer->AddEntries({block.data(), static_cast<std::size_t>(n)});
             progress_->TickEntries(writer->Scan().Entries());
         }
-        if (n < 0) throw SystemError(Exit::kServer, "cannot read what slapcat gives", errno);
+        if (n < 0) throw SystemError(Exit::kServer, "cannot read slapcat's output", errno);
         JudgeEntries(slapcat.Wait(), OneLine(slapcat.Words()), writer->Scan());
     }
 
@@ -131,12 +131,10 @@ class BackupJob {
             if (ToJson(contents.manifest) == ToJson(manifest)) return;
         } catch (const JobError &error) {
             if (error.code != Exit::kDamaged) throw;
-            throw JobError(
-                Exit::kSystem,
-                fmt::format("the backup is damaged as it stands on the disk: {}", error.what()));
+            throw JobError(Exit::kSystem,
+                           fmt::format("the backup on the disk is damaged: {}", error.what()));
         }
-        throw JobError(Exit::kSystem,
-                       fmt::format("{} says something else than was written", part.Path()));
+        throw JobError(Exit::kSystem, fmt::format("{} differs from what was written", part.Path()));
     }
 
     const Environment &environment_;

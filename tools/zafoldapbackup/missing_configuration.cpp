@@ -45,7 +45,7 @@ using Pairs = std::unique_ptr<QLIBSZHASH, decltype(&QLIBCSzHashFree)>;
 class TextFolder : public WorkFolder {
   public:
     TextFolder() : WorkFolder("zafoldapbackup") {
-        if (Error() != 0) throw RootError("cannot make a folder in /tmp", Error());
+        if (Error() != 0) throw RootError("cannot create a folder in /tmp", Error());
     }
 
     // The path of a new file with that text.
@@ -79,7 +79,7 @@ std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
     const std::string path = work.Path("made.conf");
     if (ZAFOLDAPConfSet(path.c_str(), kSlapdTemplate, pairs.get(), 0) != 0)
         throw JobError(Exit::kSystem,
-                       fmt::format("no configuration can be made from {}", kSlapdTemplate));
+                       fmt::format("cannot make a configuration from {}", kSlapdTemplate));
     return ReadConfiguration(path).value_or("");
 }
 
@@ -197,10 +197,10 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
 void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto copy = CopyOf(backup, kSlapdConfMember);
     if (!copy)
-        throw JobError(Exit::kSystem,
-                       fmt::format("there is no {}, and the backup has none either: set the "
-                                   "server up first",
-                                   kSlapdConf));
+        throw JobError(
+            Exit::kSystem,
+            fmt::format("there is no {}, and the backup has none either: set up the server first",
+                        kSlapdConf));
     const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
     suffix_ = backup.manifest.suffix;
@@ -208,8 +208,8 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     std::string hash = DirectiveOf(saved, "rootpw");
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
         throw JobError(Exit::kSystem,
-                       "the suffix or the administrator's DN of the backup cannot be taken into a "
-                       "configuration: set the server up first");
+                       "the suffix or the administrator's DN of the backup cannot be used in a "
+                       "configuration: set up the server first");
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
@@ -224,7 +224,7 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const std::string rules = RulesFor(work, suffix_);
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
-        notes_.emplace_back("the access rules were made anew; those of the backup differ");
+        notes_.emplace_back("the access rules were rewritten; those of the backup differ");
     if (!Exists(kAccessRules)) rules_ = rules;
 }
 

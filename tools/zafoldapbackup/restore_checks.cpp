@@ -50,7 +50,7 @@ bool IsNewerSlapd(std::string_view version, std::string_view than) {
 
 void CheckManifest(const Manifest &manifest, const std::string &suffix) {
     if (!SameDn(manifest.suffix, suffix))
-        throw JobError(Exit::kNotOurs, fmt::format("the backup is of {}, the server is for {}",
+        throw JobError(Exit::kNotOurs, fmt::format("the backup is for {}, the server is for {}",
                                                    manifest.suffix, suffix));
     const std::string own = SlapdVersion();
     if (IsNewerSlapd(manifest.slapd_version, own))
@@ -62,24 +62,24 @@ void CheckManifest(const Manifest &manifest, const std::string &suffix) {
 bool CheckServer(const Places &places) {
     const FolderId folder = IdOf(places.data);
     if (folder != 0 && IsMountPoint(places))
-        throw JobError(Exit::kSystem, fmt::format("{} is a file system of its own and cannot be "
-                                                  "exchanged for another folder",
-                                                  places.data));
+        throw JobError(
+            Exit::kSystem,
+            fmt::format("{} is a separate file system and cannot be exchanged for another folder",
+                        places.data));
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return true;
     const auto user = UserOf(places.data);
     if (user && user->program == kSlapd)
-        throw JobError(
-            Exit::kServer,
-            fmt::format("a server runs ({}) whose service is not enabled: once stopped it "
-                        "could not be started again",
-                        user->Words()));
+        throw JobError(Exit::kServer,
+                       fmt::format("a server is running ({}) whose service is not enabled: once "
+                                   "stopped, it could not be started again",
+                                   user->Words()));
     return false;
 }
 
 void CheckRoom(const Places &places, const Manifest &manifest) {
     struct statvfs space {};
     if (statvfs(places.folder.c_str(), &space) != 0)
-        throw RootError("cannot look at " + places.folder, errno);
+        throw RootError("cannot examine " + places.folder, errno);
     const std::uint64_t needed = RoomFor(manifest.ldif_bytes);
     const std::uint64_t left = std::uint64_t{space.f_bavail} * space.f_frsize;
     if (left < needed)

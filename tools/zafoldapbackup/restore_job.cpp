@@ -125,11 +125,10 @@ class RestoreJob {
 
     // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.
     [[noreturn]] void RefuseAdmin(std::string_view remedy) const {
-        throw JobError(
-            Exit::kDamaged,
-            fmt::format("{} holds an entry {}, whose password would be another one of the "
-                        "directory administrator: {}",
-                        name_, OneLine(configuration_->AdminDn()), remedy));
+        throw JobError(Exit::kDamaged,
+                       fmt::format("{} has an entry {}, whose password would also work for the "
+                                   "directory administrator: {}",
+                                   name_, OneLine(configuration_->AdminDn()), remedy));
     }
 
     void Replace() {

@@ -89,20 +89,19 @@ int SetAutomount(Session &session) {
 }
 
 Command AutomountSetCommand() {
-    return {
-        .noun = "automount",
-        .verb = "set",
-        .run = SetAutomount,
-        .summary = "Publish where the home folders are",
-        .description =
-            "Publishes HOST:PATH as the place of all users' home folders, in the maps auto_master "
-            "and auto_home that automounters read (autofs(5)), and makes the folder of every user "
-            "there that has none. A folder that cannot be made is in the system log.",
-        .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
-                      {.name = "PATH", .help = "the exported folder"}},
-        .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",
-                      "homes of all users on one export"}},
-        .exits = {3, 4, 6}};
+    return {.noun = "automount",
+            .verb = "set",
+            .run = SetAutomount,
+            .summary = "Publish the location of the home folders",
+            .description =
+                "Publishes HOST:PATH as the location of all users' home folders, in the maps "
+                "auto_master and auto_home that automounters read (autofs(5)), and creates the "
+                "missing ones there. The system log names folders that cannot be created.",
+            .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
+                          {.name = "PATH", .help = "the exported folder"}},
+            .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",
+                          "homes of all users on one export"}},
+            .exits = {3, 4, 6}};
 }
 
 int ShowAutomount(Session &session) {
@@ -118,9 +117,9 @@ Command AutomountShowCommand() {
     return {.noun = "automount",
             .verb = "show",
             .run = ShowAutomount,
-            .summary = "Show where the home folders are",
+            .summary = "Show the location of the home folders",
             .description = "Lists the keys of the automount maps. Fields: map, key, value.",
-            .examples = {{"zafoldapserver automount show", "what clients are told"}},
+            .examples = {{"zafoldapserver automount show", "what clients read"}},
             .exits = {3, 4, 6}};
 }
 

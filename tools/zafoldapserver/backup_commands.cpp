@@ -116,17 +116,18 @@ Command BackupNowCommand() {
         .noun = "backup",
         .verb = "now",
         .run = BackUpNow,
-        .summary = "Back the directory up",
+        .summary = "Back up the directory",
         .description =
-            "Writes all entries and the configuration into a new file of the destination, reads it "
-            "back to its last byte, and only then removes the oldest ones. The server goes on "
-            "serving. The file holds password hashes and is for root only.\n\n"
-            "cron runs it as \"zafoldapserver --backup now\". A failure is in the system log and "
-            "in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
+            "Writes all entries and the configuration to a new file in the destination, reads it "
+            "back to the last byte, and only then removes the oldest backups. The server keeps "
+            "running. The file contains password hashes and is readable only by root.\n\n"
+            "cron runs it as \"zafoldapserver --backup now\". Failures appear in the system log "
+            "and in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
         .options = {ProgressOption()},
-        .examples = {{"zafoldapserver backup now", "into the destination that is set"},
-                     {"zafoldapserver backup now --dry-run", "whether there is room for it"},
-                     {"zafoldapserver backup now --format plain --fields file", "the name alone"}},
+        .examples = {{"zafoldapserver backup now", "to the configured destination"},
+                     {"zafoldapserver backup now --dry-run", "whether there is enough space"},
+                     {"zafoldapserver backup now --format plain --fields file",
+                      "only the file name"}},
         .exits = {3, 4, 8, 130}};
 }
 
@@ -152,11 +153,10 @@ Command BackupListCommand() {
             .run = ListBackups,
             .summary = "List the backups",
             .description =
-                "Lists the backups in the destination, newest first, by a look at the "
-                "beginning and the end of each. A file that belongs to somebody else than "
-                "root, or is cut, does not count and is named. "
-                "Fields: number, written, bytes, file.",
-            .examples = {{"zafoldapserver backup list", "what there is"},
+                "Lists the backups in the destination, newest first, reading only the beginning "
+                "and the end of each. A file that does not belong to root or is cut short does not "
+                "count and is named. Fields: number, written, bytes, file.",
+            .examples = {{"zafoldapserver backup list", "all backups"},
                          {"zafoldapserver backup list --json", "the same for a script"}},
             .exits = {3, 4}};
 }
@@ -183,20 +183,19 @@ int VerifyBackup(Session &session) {
 }
 
 Command BackupVerifyCommand() {
-    return {
-        .noun = "backup",
-        .verb = "verify",
-        .run = VerifyBackup,
-        .summary = "Check that a backup can be restored",
-        .description =
-            "Reads a backup to its last byte and compares it with the digests and counts that "
-            "were written with it. Fields: file, created, suffix, entries, users, groups, bytes, "
-            "ldif_bytes, slapd_version, product_version.",
-        .arguments = {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile}},
-        .examples = {{"zafoldapserver backup verify "
-                      "/volume1/backups/zafoldap-000042-20270228T040001Z.tar.zst",
-                      "whole, or what is wrong with it"}},
-        .exits = {4}};
+    return {.noun = "backup",
+            .verb = "verify",
+            .run = VerifyBackup,
+            .summary = "Check that a backup can be restored",
+            .description =
+                "Reads a backup to its last byte and compares it with the digests and counts "
+                "stored in it. Fields: file, created, suffix, entries, users, groups, bytes, "
+                "ldif_bytes, slapd_version, product_version.",
+            .arguments = {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile}},
+            .examples = {{"zafoldapserver backup verify "
+                          "/volume1/backups/zafoldap-000042-20270228T040001Z.tar.zst",
+                          "complete, or what is wrong with it"}},
+            .exits = {4}};
 }
 
 }  // namespace

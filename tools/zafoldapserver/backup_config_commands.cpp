@@ -144,17 +144,16 @@ int ShowBackupConfig(Session &session) {
 }
 
 Command BackupConfigShowCommand() {
-    return {
-        .noun = "backup",
-        .verb = "config show",
-        .run = ShowBackupConfig,
-        .summary = "Show where and when backups are made",
-        .description =
-            "Shows the settings of backups, whether the destination can be used and whether the "
-            "scheduler agrees. Fields: enabled, schedule, next_run, share, dir, destination "
-            "(usable, or what is wrong), keep, scheduler (as set, or what it has instead).",
-        .examples = {{"zafoldapserver backup config show", "everything"}},
-        .exits = {4, 8}};
+    return {.noun = "backup",
+            .verb = "config show",
+            .run = ShowBackupConfig,
+            .summary = "Show where and when backups are made",
+            .description =
+                "Shows the backup settings, whether the destination can be used and whether the "
+                "scheduler agrees. Fields: enabled, schedule, next_run, share, dir, destination "
+                "(usable, or what is wrong), keep, scheduler (as set, or what it has instead).",
+            .examples = {{"zafoldapserver backup config show", "everything"}},
+            .exits = {4, 8}};
 }
 
 int SetBackupConfig(Session &session) {
@@ -196,22 +195,21 @@ Command BackupConfigSetCommand() {
         .run = SetBackupConfig,
         .summary = "Choose where and when backups are made",
         .description =
-            "Changes what is given and leaves the rest. The destination is a shared folder or a "
-            "folder, best on another disk than the database: it must be there, be no link, be "
+            "Changes only what is given. The destination is a shared folder or a plain folder, "
+            "preferably on another disk than the database: it must exist, not be a link, be "
             "writable and lie outside the database.\n\n"
             "A schedule is \"daily 04:00\", \"weekly sunday 04:00\" or \"monthly 1 04:00\", with "
-            "several runs on its day \"daily 00:00-20:00 every 4 hours\", or \"off\". Its times "
-            "are those of this machine's clock. It is kept for later when it is switched off. "
-            "Settings and scheduler are changed together: when one fails, both have the schedule "
-            "that was.",
+            "several runs a day \"daily 00:00-20:00 every 4 hours\", or \"off\". Times are those "
+            "of this machine's clock. A schedule that is switched off is kept for later. Settings "
+            "and scheduler are changed together: if one fails, both keep the previous schedule.",
         .options = {{.name = "share", .value = "NAME", .help = "a shared folder as destination"},
                     {.name = "dir",
                      .value = "DIR",
-                     .help = "a folder as destination, by its whole path",
+                     .help = "a folder as destination, by its absolute path",
                      .kind = Kind::kFile},
                     {.name = "keep",
                      .value = "N",
-                     .help = "how many backups are kept (default: 10)",
+                     .help = "number of backups to keep (default: 10)",
                      .kind = Kind::kNumber},
                     {.name = "schedule",
                      .value = "WHEN",
@@ -222,8 +220,8 @@ Command BackupConfigSetCommand() {
                       "every night"},
                      {"zafoldapserver backup config set --schedule 'daily 00:00-20:00 every 4 "
                       "hours' --keep 42",
-                      "six a day, a week of them"},
-                     {"zafoldapserver backup config set --schedule off", "none any more"}},
+                      "six a day, kept for a week"},
+                     {"zafoldapserver backup config set --schedule off", "no more backups"}},
         .exits = {3, 4, 8}};
 }
 

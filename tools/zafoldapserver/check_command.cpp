@@ -92,23 +92,20 @@ Command CheckCommand() {
         .run = CheckServer,
         .summary = "Check the server's health",
         .description =
-            "Makes these checks, also on a server that is stopped: set-up, configuration (slapd "
-            "accepts it), access-rules (not changed by hand), enabled, running, answer (over "
-            "StartTLS with the saved connection \"root\"), restart (somebody starts it again when "
-            "it ends by itself), crashes (a warning for a week after one), operators (the group "
-            "Directory Operators is there, and lists nobody who is not), certificate-chain (signed "
-            "by the "
-            "authority that is trusted here), certificate-names (for this host and localhost), "
-            "certificate-end and authority-end (a warning 30 days before), database-space (a "
-            "warning at 80 %), id-pool-uid and id-pool-gid (a warning when fewer than 5 % are "
-            "free), writers (one server only takes changes), administrator-dn (no entry bears it), "
-            "passwords (one hash of moderate cost an account), backup-destination (can be "
-            "written), "
-            "backup-schedule (as set, in the scheduler too), backup-last (the newest one is "
-            "whole, not older than two periods, and the last run did not fail), debug-switch "
-            "(passwords go to the system log while /tmp/zafoldap_debug is there).\n\n"
-            "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids stay the "
-            "same. "
+            "Makes these checks, even on a stopped server: set-up, configuration (slapd accepts "
+            "it), access-rules (not changed by hand), enabled, running, answer (over StartTLS with "
+            "the saved connection \"root\"), restart (it is restarted when it ends by itself), "
+            "crashes (a warning for a week after one), operators (the group Directory Operators "
+            "exists and lists only existing users), certificate-chain (signed by the authority "
+            "trusted here), certificate-names (for this host and localhost), certificate-end and "
+            "authority-end (a warning 30 days before), database-space (a warning at 80 %), "
+            "id-pool-uid and id-pool-gid (a warning when fewer than 5 % are free), writers (only "
+            "one server accepts changes), administrator-dn (no entry has it), passwords (one hash "
+            "of moderate cost per account), backup-destination (writable), backup-schedule (as "
+            "set, also in the scheduler), backup-last (the newest one is complete, not older than "
+            "two periods, and the last run did not fail), debug-switch (passwords go to the system "
+            "log while /tmp/zafoldap_debug exists).\n\n"
+            "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids never change. "
             "The exit code is 1 when there is an error.",
         .examples = {{"zafoldapserver check", "for a person"},
                      {"zafoldapserver check --json", "for a monitor"}},

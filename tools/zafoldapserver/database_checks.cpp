@@ -60,7 +60,7 @@ CheckStep JudgeSpace(unsigned long long used, unsigned long long limit) {
 CheckStep CheckDatabaseSpace(CheckedServer &) {
     if (std::optional<CheckStep> full = JudgeFileSystem()) return *full;
     const std::optional<unsigned long long> used = AllocatedSize(kDatabaseFile);
-    if (!used) return Wrong("there is no database", "zafoldapserver enable makes it");
+    if (!used) return Wrong("there is no database", "zafoldapserver enable creates it");
     const std::string limit = DirectiveOf(kSlapdConf, "maxsize");
     return JudgeSpace(*used,
                       limit.empty() ? kDefaultMaxSize : std::strtoull(limit.c_str(), nullptr, 10));

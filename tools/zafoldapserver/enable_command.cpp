@@ -315,43 +315,42 @@ int EnableServer(Session &session) {
 }  // namespace
 
 Command EnableCommand() {
-    return {
-        .noun = "enable",
-        .run = EnableServer,
-        .summary = "Set the directory server up and start it",
-        .description =
-            "Goes from nothing to a running server: enables the service, writes its configuration "
-            "and access rules, saves the connection \"root\" for zafoldap, makes the database and "
-            "the certificates, starts the server and adds the groups users, Directory Operators "
-            "and administrators and the user admin, who has the administrator's password.\n\n"
-            "Everything that can be checked is checked before anything is changed: the names, the "
-            "password, the folders, the space, the ports, and slapd itself must accept the "
-            "configuration.\n\n"
-            "On a server that is set up it says what differs from what is asked for and mends "
-            "that, or says that there is nothing to do. Accounts are never touched. The password "
-            "stays unless one is given. Files that were changed by hand are kept with \".before\" "
-            "at the end of their names.\n\n"
-            "The suffix stays: another one needs zafoldapserver reset first.",
-        .options = {{.name = "suffix",
-                     .value = "DN",
-                     .help = "the directory's suffix, such as dc=example,dc=com: it begins with "
-                             "\"dc=\" and is made of dc, o, ou, c, l, st and cn",
-                     .required = true},
-                    {.name = "admin-dn",
-                     .value = "DN",
-                     .help = "the administrator, below the suffix (default: cn=admin,SUFFIX, or "
-                             "the one that the server has)"},
-                    PasswordStdinOption(),
-                    PasswordFileOption(),
-                    RandomPasswordOption()},
-        .exclusive = {{"password-stdin", "password-file", "random-password"}},
-        .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
-                      "asks for the administrator's password"},
-                     {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
-                      "makes one and prints it"},
-                     {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
-                      "what would be checked, written and mended"}},
-        .exits = {4, 5, 7, 8, 130}};
+    return {.noun = "enable",
+            .run = EnableServer,
+            .summary = "Set up and start the directory server",
+            .description =
+                "Sets up a running server from nothing: enables the service, writes its "
+                "configuration and access rules, saves the connection \"root\" for zafoldap, "
+                "creates the database and the certificates, starts the server and adds the groups "
+                "users, Directory Operators and administrators and the user admin, who has the "
+                "administrator's password.\n\n"
+                "Everything is checked before anything changes: the names, the password, the "
+                "folders, the space, the ports, and whether slapd accepts the configuration.\n\n"
+                "On a server that is already set up it reports and fixes what differs from the "
+                "request, or says that there is nothing to do. Accounts never change. The password "
+                "stays unless a new one is given. Files changed by hand are kept with \".before\" "
+                "appended to their names.\n\n"
+                "The suffix cannot be changed: another one needs zafoldapserver reset first.",
+            .options = {{.name = "suffix",
+                         .value = "DN",
+                         .help = "the directory's suffix, such as dc=example,dc=com: it starts "
+                                 "with \"dc=\" and consists of dc, o, ou, c, l, st and cn",
+                         .required = true},
+                        {.name = "admin-dn",
+                         .value = "DN",
+                         .help = "the administrator, below the suffix (default: the server's "
+                                 "current one, or cn=admin,SUFFIX)"},
+                        PasswordStdinOption(),
+                        PasswordFileOption(),
+                        RandomPasswordOption()},
+            .exclusive = {{"password-stdin", "password-file", "random-password"}},
+            .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
+                          "prompts for the administrator's password"},
+                         {"zafoldapserver enable --suffix dc=example,dc=com --random-password",
+                          "generates a password and prints it"},
+                         {"zafoldapserver enable --suffix dc=example,dc=com --dry-run",
+                          "what would be checked, written and fixed"}},
+            .exits = {4, 5, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

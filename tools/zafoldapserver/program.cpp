@@ -73,22 +73,21 @@ const Program &Zafoldapserver() {
         .name = "zafoldapserver",
         .summary = "the appliance's own directory server",
         .description =
-            "Sets up, starts, stops and checks the directory server of this machine, "
-            "OpenLDAP's "
-            "slapd as the service ldap-server. \"zafoldapserver enable\" is where to begin; "
-            "what is in the directory is kept with zafoldap(1). Run it as root.",
-        .nouns = {{"enable", "set the directory server up"},
+            "Sets up, starts, stops and checks the directory server of this machine, OpenLDAP's "
+            "slapd as the service ldap-server. Begin with \"zafoldapserver enable\"; manage the "
+            "accounts with zafoldap(1). Run it as root.",
+        .nouns = {{"enable", "set up the directory server"},
                   {"start", "start the server"},
                   {"stop", "stop the server"},
-                  {"restart", "stop and start the server"},
-                  {"status", "whether the server runs"},
+                  {"restart", "restart the server"},
+                  {"status", "show whether the server is running"},
                   {"reset", "delete the directory"},
                   {"acl", "access rules"},
                   {"config", "configuration"},
                   {"backup", "backups of the directory"},
-                  {"restore", "put a backup in place of the directory"},
-                  {"progress", "what a backup or restore is doing"},
-                  {"automount", "where home folders are"},
+                  {"restore", "restore the directory from a backup"},
+                  {"progress", "progress of a backup or restore"},
+                  {"automount", "location of the home folders"},
                   {"check", "the server's health"},
                   {"completion", "completion scripts for shells"}},
         .global_options = GlobalOptions(),
@@ -108,17 +107,17 @@ const Program &Zafoldapserver() {
                   {"/usr/zafo/etc/openldap/slapd-acls.conf", "The access rules."},
                   {"/usr/zafo/etc/openldap/data", "The database."},
                   {"/usr/zafo/etc/ldapbackup.conf", "Where and when backups are made."},
-                  {"/etc/cron.d/zafo", "The schedule, as cron has it."},
+                  {"/etc/cron.d/zafo", "The schedule in cron's form."},
                   {"/var/log/zafoldap.progress",
-                   "What a backup or restore is doing, or has done last."},
+                   "Progress of the current or last backup or restore."},
                   {"/usr/zafo/etc/service/ldap-server.conf",
-                   "Settings of the service, such as \"listen\" with the URLs to answer on "
-                   "(default: ldap:/// ldaps:///)."},
+                   "Settings of the service, such as \"listen\" the URLs to listen on (default: "
+                   "ldap:/// ldaps:///)."},
                   {"/usr/zafo/etc/ssl/ca.pem",
                    "The certificate of the authority that clients trust."},
                   {"/usr/zafo/etc/private/ldapbrowser.conf",
                    "The saved connections; \"root\" is this server."}},
-        .variables = {{"NO_COLOR", "Not empty: no colours (see --color)."}}};
+        .variables = {{"NO_COLOR", "If not empty, no colours are used (see --color)."}}};
     return kProgram;
 }
 

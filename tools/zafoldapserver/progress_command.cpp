@@ -88,14 +88,13 @@ Command ProgressCommand() {
     return {
         .noun = "progress",
         .run = ShowProgress,
-        .summary = "Show what a backup or restore is doing",
+        .summary = "Show the progress of a backup or restore",
         .description =
-            "Shows the backup or restore that runs, or what the last one came to. With "
-            "--follow it shows one that runs until its end; the exit code is then the one that "
-            "the job's own command has. Fields: operation, task, state (running, done, failed, "
-            "killed), stage, total, action, status (exit code of the backup program), reason, "
-            "pid.",
-        .options = {{.name = "follow", .help = "stay until the job has ended"}, ProgressOption()},
+            "Shows the running backup or restore, or the result of the last one. --follow shows a "
+            "running one until it ends; the exit code is then that of the job's own command. "
+            "Fields: operation, task, state (running, done, failed, killed), stage, total, action, "
+            "status (exit code of the backup program), reason, pid.",
+        .options = {{.name = "follow", .help = "follow the job until it ends"}, ProgressOption()},
         .examples = {{"zafoldapserver progress", "a look"},
                      {"zafoldapserver progress --follow", "until it is done"}},
         .exits = {3, 8, 130}};

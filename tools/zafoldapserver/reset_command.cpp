@@ -53,10 +53,10 @@ void Reset(Session &session) {
     QLIBCErrSet(QLIB_ERR_NONE);
     if (ZAFOLDAPServerDBReset() != 0) {
         const LocalServer now = LookAtServer();
-        const char *state = now.Running() ? "it could not be stopped and is as it was"
-                            : now.SetUp() ? "it is stopped, the database may be gone in part"
-                                          : "the database is empty, a file of the configuration is "
-                                            "left";
+        const char *state = now.Running() ? "it could not be stopped and is unchanged"
+                            : now.SetUp()
+                                ? "it is stopped, the database may be partly deleted"
+                                : "the database is empty, but a configuration file is left";
         throw OwnFailure(Message::kResetFailed, {.reason = state}, streams.ToolWords());
     }
     QLIBServiceDisable(kServerService);
@@ -105,9 +105,9 @@ Command ResetCommand() {
             .summary = "Delete the directory with all accounts",
             .description =
                 "Stops the server and deletes its database with all users and groups, its "
-                "configuration and its access rules. Says first what that is, and has the suffix "
-                "typed. Without a terminal --yes is needed. Certificates and the saved connection "
-                "\"root\" are kept.",
+                "configuration and its access rules. Shows what will be lost and asks for the "
+                "suffix to be typed. Without a terminal, --yes is required. Certificates and the "
+                "saved connection \"root\" are kept.",
             .examples = {{"zafoldapserver reset --dry-run", "what would be lost"},
                          {"zafoldapserver reset", "asks for the suffix"}},
             .exits = {4, 7, 8}};

@@ -199,34 +199,33 @@ Command RestoreCommand() {
     return {
         .noun = "restore",
         .run = RestoreBackup,
-        .summary = "Put a backup in place of the directory",
+        .summary = "Restore the directory from a backup",
         .description =
-            "Replaces all users and groups by those of a backup. The backup is read to its last "
-            "byte first; says what it holds and what is replaced, and has the suffix typed. "
-            "Without a terminal --yes is needed.\n\n"
-            "The entries are loaded beside the database while the server goes on serving; it "
-            "stops for the moment in which the two are exchanged, and is asked afterwards. "
-            "Whatever fails, the old directory is put back and served. Configuration and the saved "
-            "connection \"root\" stay as they are; a machine without a directory gets a "
-            "configuration of its own for the suffix and the administrator of the backup, and "
-            "zafoldapserver enable starts it.\n\n"
-            "What is shown is what is restored, whatever becomes of the file's name or content "
-            "meanwhile. A backup that holds an entry at the directory administrator's DN is "
-            "refused: its password would be another one of the administrator. "
-            "--without-admin-entry restores all the others.",
+            "Replaces all users and groups with those of a backup. Reads the backup to its last "
+            "byte first, shows what it contains and what it replaces, and asks for the suffix to "
+            "be typed. Without a terminal, --yes is required.\n\n"
+            "The entries are loaded beside the database while the server keeps running; it stops "
+            "briefly while the two are exchanged, and is queried afterwards. If anything fails, "
+            "the old directory is put back and served. The configuration and the saved connection "
+            "\"root\" stay unchanged; a machine without a directory gets its own configuration for "
+            "the backup's suffix and administrator, and zafoldapserver enable starts it.\n\n"
+            "Only what was shown is restored, whatever happens to the file meanwhile. A backup "
+            "with an entry at the directory administrator's DN is refused, because its password "
+            "would also work for the administrator. --without-admin-entry restores all other "
+            "entries.",
         .arguments =
             {{.name = "FILE", .help = "a backup file", .kind = Kind::kFile, .required = false}},
         .options = {{.name = "latest",
-                     .help = "take the newest backup of the destination that is whole"},
+                     .help = "restore the newest complete backup in the destination"},
                     {.name = "without-admin-entry",
-                     .help = "leave out an entry at the directory administrator's DN"},
+                     .help = "skip an entry at the directory administrator's DN"},
                     ProgressOption()},
         .examples =
             {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
              {"zafoldapserver restore --latest", "asks for the suffix"},
              {"zafoldapserver restore /volume1/backups/zafoldap-000042-20270228T040001Z.tar."
               "zst --yes",
-              "a certain one, without a question"}},
+              "a specific one, without confirmation"}},
         .exits = {3, 4, 8, 130}};
 }
 

@@ -67,7 +67,7 @@ const char *ValueFault(const std::vector<PlainRdn> &rdns) {
 
 const char *SuffixFault(const std::vector<PlainRdn> &rdns) {
     const PlainRdn &first = rdns.front();
-    if (first.attribute != "dc") return "it does not begin with \"dc=\"";
+    if (first.attribute != "dc") return "it does not start with \"dc=\"";
     if (const char *fault = ValueFault(rdns)) return fault;
     if (!std::ranges::all_of(first.value, [](unsigned char c) { return c < 0x80; }))
         return "a domain component may have only ASCII characters";
@@ -107,8 +107,7 @@ std::string CheckedAdminDn(const std::string &text, const std::string &suffix) {
     if (!IsBelow(text, suffix)) refuse("it is not below the suffix");
     for (const char *accounts : {"cn=users,", "cn=groups,"}) {
         if (IsBelow(text, accounts + suffix))
-            refuse(
-                "operators add accounts there, and nobody may add one with the administrator's DN");
+            refuse("operators add accounts there, and none may have the administrator's DN");
     }
     rdns.resize(rdns.size() - PlainRdns(suffix).size());
     std::string dn = Joined(rdns) + "," + suffix;

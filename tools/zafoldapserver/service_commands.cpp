@@ -113,12 +113,13 @@ int StartServer(Session &session) {
     RequireRoot(session);
     const LocalServer server = RequireServer();
     if (server.Running())
-        return Say(session, false, fmt::format("the server runs already (process {})", server.pid));
+        return Say(session, false,
+                   fmt::format("the server is already running (process {})", server.pid));
     RequireEnabled(server);
     CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "start");
     Run(session, Message::kServerNotStarted, ZAFOLDAPServerStart);
-    return Say(session, true, "the server runs");
+    return Say(session, true, "the server is running");
 }
 
 Command StartCommand() {
@@ -126,15 +127,15 @@ Command StartCommand() {
             .run = StartServer,
             .summary = "Start the server",
             .description =
-                "Starts the server and looks two seconds later whether it still runs. One "
-                "that runs already is left alone.",
-            .examples = {{"zafoldapserver start", "until the next zafoldapserver stop"}},
+                "Starts the server and checks two seconds later that it is still running. A "
+                "running server is left alone.",
+            .examples = {{"zafoldapserver start", "runs until zafoldapserver stop"}},
             .exits = {4, 8}};
 }
 
 int StopServer(Session &session) {
     RequireRoot(session);
-    if (!RequireServer().Running()) return Say(session, false, "the server is stopped already");
+    if (!RequireServer().Running()) return Say(session, false, "the server is already stopped");
     if (session.Options().dry_run) return WouldDo(session, "stop");
     Run(session, Message::kServerNotStopped, ZAFOLDAPServerStop);
     return Say(session, true, "the server is stopped; zafoldapserver start starts it again");
@@ -145,7 +146,7 @@ Command StopCommand() {
             .run = StopServer,
             .summary = "Stop the server",
             .description =
-                "Ends the server and waits until it is gone. It is never killed: one that "
+                "Stops the server and waits until it has ended. It is never killed: a server that "
                 "does not end in time is left to finish its work.",
             .examples = {{"zafoldapserver stop", "clients cannot log in until it is started"}},
             .exits = {4, 8}};
@@ -158,17 +159,17 @@ int RestartServer(Session &session) {
     if (!server.Running()) CheckPorts();
     if (session.Options().dry_run) return WouldDo(session, "restart");
     Run(session, Message::kServerNotStarted, [] { return ZAFOLDAPServerEnable(nullptr); });
-    return Say(session, true, "the server runs");
+    return Say(session, true, "the server is running");
 }
 
 Command RestartCommand() {
     return {.noun = "restart",
             .run = RestartServer,
-            .summary = "Stop the server and start it again",
+            .summary = "Restart the server",
             .description =
-                "What is changed in slapd.conf, in the access rules or in a certificate "
-                "takes effect. Starts a server that is stopped.",
-            .examples = {{"zafoldapserver restart", "a few seconds without answers"}},
+                "Applies changes to slapd.conf, the access rules or a certificate. Starts a "
+                "stopped server.",
+            .examples = {{"zafoldapserver restart", "unavailable for a few seconds"}},
             .exits = {4, 8}};
 }
 
@@ -191,19 +192,18 @@ int ShowServerStatus(Session &session) {
 }
 
 Command StatusCommand() {
-    return {
-        .noun = "status",
-        .run = ShowServerStatus,
-        .summary = "Show whether the server runs",
-        .description =
-            "Shows the server's state without asking it. The exit code is 0 when it runs, 3 when "
-            "it is stopped, 4 when it is not set up. Fields: state (running, stopped, not set "
-            "up), pid, since, enabled, suffix, admin_dn, addresses, database_bytes (on disk), "
-            "certificate_ends, starts_again (somebody starts the server when it ends by itself), "
-            "crashes (how often it did).",
-        .examples = {{"zafoldapserver status", "everything"},
-                     {"zafoldapserver status --format plain --fields state", "one word"}},
-        .exits = {3, 4}};
+    return {.noun = "status",
+            .run = ShowServerStatus,
+            .summary = "Show whether the server is running",
+            .description =
+                "Shows the server's state without contacting it. The exit code is 0 when it is "
+                "running, 3 when it is stopped, 4 when it is not set up. Fields: state (running, "
+                "stopped, not set up), pid, since, enabled, suffix, admin_dn, addresses, "
+                "database_bytes (on disk), certificate_ends, starts_again (the server is restarted "
+                "when it ends by itself), crashes (how often it did).",
+            .examples = {{"zafoldapserver status", "everything"},
+                         {"zafoldapserver status --format plain --fields state", "only the state"}},
+            .exits = {3, 4}};
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
     }
     user.kept = CheckMembershipsLeft(directory, name, user.dn, user.groups);
     plan.Check(user.kept.empty() ? fmt::format("no other group lists {}", name)
-                                 : fmt::format("{} stays in {}, where the name is listed already",
+                                 : fmt::format("{} stays in {}, where the name is already listed",
                                                name, Enumerated(NamesOf(user.kept))));
     return plan;
 }
@@ -92,8 +92,8 @@ void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePla
     for (const auto &[attribute, value] : user.input.settings)
         plan.Line(attribute, value);
     plan.Remark(
-        "userPassword: set through the server; object classes, ageing and Samba "
-        "attributes as the server's schema has them");
+        "userPassword: set through the server; object classes, ageing and Samba attributes "
+        "according to the server's schema");
     for (const Account &group : user.groups)
         plan.Member(group.dn, "add", name, directory.Saved().base);
 }
@@ -131,7 +131,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
 // The library makes the home folder and does not say whether it could; asking again finds out.
 void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
     std::optional<Failure> failure;
-    std::string what = "its home folder could not be made";
+    std::string what = "its home folder could not be created";
     try {
         const std::string value = PublishedHomes(directory);
         if (value.empty()) return;
@@ -170,8 +170,9 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
                             CommandLine(directory.TheSession(), "id next uid", {})));
         }
     } catch (const Failure &failure) {
-        left.Add(fmt::format("whether it alone has the number {} could not be seen", number),
-                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
+        left.Add(
+            fmt::format("it could not be verified that no other user has the number {}", number),
+            CommandLine(directory.TheSession(), "id check", {}), failure.message);
     }
     return number;
 }
@@ -262,7 +263,7 @@ Command UserAddCommand() {
         options.end(),
         {{.name = "groups",
           .value = "A,B,…",
-          .help = "groups that are to list the user",
+          .help = "groups to add the user to",
           .kind = Kind::kGroup,
           .repeatable = true},
          ContainerOption("where the entry goes, relative to the base DN (default: cn=users)"),
@@ -278,34 +279,33 @@ Command UserAddCommand() {
         .run = AddUser,
         .summary = "Add a user",
         .description =
-            "Adds a user with a password, which is asked for twice unless an option says where it "
-            "comes from. A password has at least 8 characters and is not the name. It is set as "
-            "Unix and, where the server's schema has sambaSamAccount, as Samba password.\n\n"
-            "Without --uid the user gets the next free number: from the pool of the appliance's "
-            "own kind of server, else one more than the highest in use. A number that somebody "
-            "else takes at the same moment is replaced by the next one. Numbers that are reserved "
+            "Adds a user with a password, which is prompted for twice unless an option supplies "
+            "it. It must have at least 8 characters and not be the name. It is set as the Unix "
+            "password and, if the server's schema has sambaSamAccount, as the Samba password.\n\n"
+            "Without --uid the user gets the next free number: from the pool on the appliance's "
+            "own kind of server, otherwise one more than the highest in use. If somebody else "
+            "takes that number at the same moment, the next one is used. Numbers that are reserved "
             "(0, 65534, 65535, 4294967295), belong to a local account of this system or are "
             "outside the pool are refused. Without --gid the primary group is \"users\", which "
             "must exist.\n\n"
-            "A group that --groups does not name and that lists the name all the same, left over "
-            "from an earlier user or put there to wait for one, would have the user as a member at "
-            "once: such a name is refused, and the groups are named, unless "
-            "--keep-memberships says that they are to have it.\n\n"
-            "Everything is checked before the entry is made: names, numbers, groups, the place "
-            "for it, the schema. When a step after that fails (password, groups, home folder) the "
-            "user stays, the exit code is 7, and the message has the commands that finish the "
-            "work. The home folder is made when the directory publishes an auto_home map.\n\n"
-            "With --dry-run the checks are made and what was asked for is printed as LDIF; what "
-            "the library adds by the server's schema (object classes, ageing, Samba attributes), "
-            "the password and a number that is still to be taken are named in comments.",
+            "Groups may already list the name, left over from an earlier user or listed in "
+            "advance, and would have the user as a member. If --groups does not name them, the "
+            "name is refused and the groups are shown, unless --keep-memberships is given.\n\n"
+            "Everything is checked before the entry is added: names, numbers, groups, its place, "
+            "the schema. If a later step fails (password, groups, home folder), the user stays, "
+            "the exit code is 7, and the message shows the commands that finish the work. The home "
+            "folder is created if the directory publishes an auto_home map.\n\n"
+            "--dry-run makes the checks and prints the requested entry as LDIF; comments name what "
+            "the library adds according to the server's schema (object classes, ageing, Samba "
+            "attributes), the password, and a number that is yet to be taken.",
         .arguments = {kNewNameArgument},
         .options = std::move(options),
         .exclusive = {{"password-stdin", "password-file", "random-password"}},
         .examples =
             {{"zafoldap user add anna --full-name 'Anna Smith' --mail anna@example.com --groups "
               "staff,printers",
-              "asks for the password"},
-             {"zafoldap user add anna --random-password", "prints the password it made"},
+              "prompts for the password"},
+             {"zafoldap user add anna --random-password", "generates and prints a password"},
              {"zafoldap user add anna --container ou=people --gid 100 --dry-run",
               "what would be added"}},
         .exits = {3, 4, 5, 6, 7, 8, 130}};

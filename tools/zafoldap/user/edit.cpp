@@ -102,9 +102,9 @@ void ApplyEdit(const AccountDirectory &directory, const Account &user, const Edi
     std::vector<std::string> words = {user.name};
     for (const auto &[attribute, value] : edit.input.settings)
         words.insert(words.end(), {"--set", fmt::format("{}={}", attribute, value)});
-    left.Add("the server did not take the attributes of --set",
+    left.Add("the server did not accept the attributes of --set",
              CommandLine(directory.TheSession(), "user edit", words), failure->detail);
-    left.ThrowIfAny(fmt::format("the other changes of {} were made", user.name));
+    left.ThrowIfAny(fmt::format("the other changes to {} were made", user.name));
 }
 
 int EditUser(Session &session) {
@@ -132,25 +132,24 @@ int EditUser(Session &session) {
 Command UserEditCommand() {
     std::vector<Option> options = UserFieldOptions();
     options.push_back({.name = "password-change", .help = "the user may change the password"});
-    return {
-        .noun = "user",
-        .verb = "edit",
-        .run = EditUser,
-        .summary = "Change a user",
-        .description =
-            "Changes what the options name and leaves the rest. An empty text removes a full "
-            "name, mail address, shell or attribute of --set. Lists of members stay as they are, "
-            "also when the primary group changes. --mail needs an entry of the class "
-            "inetOrgPerson, --expires and the password options one of the class shadowAccount: "
-            "else they are refused. user rename changes the name, user passwd the password.",
-        .arguments = {kUserArgument},
-        .options = std::move(options),
-        .exclusive = {{"password-change", "no-password-change"}},
-        .examples = {{"zafoldap user edit anna --mail anna.smith@example.com", "a new address"},
-                     {"zafoldap user edit anna --expires 2027-12-31 --set title=Engineer",
-                      "a date and another attribute"},
-                     {"zafoldap user edit anna --shell ''", "no shell in the directory"}},
-        .exits = {3, 4, 5, 6, 7, 8, 130}};
+    return {.noun = "user",
+            .verb = "edit",
+            .run = EditUser,
+            .summary = "Change a user",
+            .description =
+                "Changes only what the options name. An empty text removes a full name, mail "
+                "address, shell or --set attribute. Member lists stay unchanged, even when the "
+                "primary group changes. --mail requires an entry of the class inetOrgPerson, "
+                "--expires and the password options one of the class shadowAccount. \"user "
+                "rename\" changes the name, \"user passwd\" the password.",
+            .arguments = {kUserArgument},
+            .options = std::move(options),
+            .exclusive = {{"password-change", "no-password-change"}},
+            .examples = {{"zafoldap user edit anna --mail anna.smith@example.com", "a new address"},
+                         {"zafoldap user edit anna --expires 2027-12-31 --set title=Engineer",
+                          "an expiry date and another attribute"},
+                         {"zafoldap user edit anna --shell ''", "removes the shell"}},
+            .exits = {3, 4, 5, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -122,7 +122,7 @@ int CreateUserHome(Session &session) {
     if (found == 0) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
-    if (DryRun(session, record, "would make " + where)) return 0;
+    if (DryRun(session, record, "would create " + where)) return 0;
     const std::optional<Failure> failure =
         Attempt(session.streams, directory.FactsAbout(name), [&] {
             if (!session.invocation.Has("export"))
@@ -148,7 +148,7 @@ int CreateAllUserHomes(Session &session) {
                                                     place.path.c_str());
         });
     Finish(session, failure, directory.FactsAbout(where), "every user in " + where, record);
-    session.streams.Note("a folder that could not be made is named in the system log");
+    session.streams.Note("the system log names folders that could not be created");
     return 0;
 }
 
@@ -158,14 +158,15 @@ Command UserHomeCreateCommand() {
     return {.noun = "user",
             .verb = "home create",
             .run = CreateUserHome,
-            .summary = "Make a user's home folder",
+            .summary = "Create a user's home folder",
             .description =
-                "Mounts the NFS export of the home folders for a moment and makes the "
-                "user's folder in it, the user's own, mode 0700. A folder that exists is "
-                "left as it is. Only root can do this.",
+                "Briefly mounts the NFS export of the home folders and creates the user's folder "
+                "in it, owned by the user, mode 0700. An existing folder is left unchanged. Only "
+                "root can do this.",
             .arguments = {kUserArgument},
             .options = {kExportOption},
-            .examples = {{"zafoldap user home create anna", "where the directory says"},
+            .examples = {{"zafoldap user home create anna",
+                          "in the export that the directory publishes"},
                          {"zafoldap user home create anna --export nas:/volume1/homes",
                           "in an export of your choice"}},
             .exits = {3, 4, 6, 8, 130}};
@@ -175,13 +176,14 @@ Command UserHomeCreateAllCommand() {
     return {.noun = "user",
             .verb = "home create-all",
             .run = CreateAllUserHomes,
-            .summary = "Make every user's missing home folder",
+            .summary = "Create all missing home folders",
             .description =
-                "Mounts the NFS export of the home folders for a moment and makes the "
-                "folder of every user who has none. A folder that cannot be made is "
-                "named in the system log and passed over. Only root can do this.",
+                "Briefly mounts the NFS export of the home folders and creates a folder for every "
+                "user without one. A folder that cannot be created is skipped and named in the "
+                "system log. Only root can do this.",
             .options = {kExportOption},
-            .examples = {{"zafoldap user home create-all", "where the directory says"}},
+            .examples = {{"zafoldap user home create-all",
+                          "in the export that the directory publishes"}},
             .exits = {3, 4, 6, 8, 130}};
 }
 

@@ -69,35 +69,34 @@ int ListUsers(Session &session) {
 }  // namespace
 
 Command UserListCommand() {
-    return {
-        .noun = "user",
-        .verb = "list",
-        .aliases = {"ls"},
-        .run = ListUsers,
-        .summary = "List users",
-        .description =
-            "Lists users as they arrive from the directory, in its order. On a terminal a table "
-            "of name, uid, gid and full name; to another program just the names, one on a line. "
-            "With --format or --fields what those say. Fields: name, uid, gid, full_name, mail, "
-            "home, shell, expires, dn.\n\n"
-            "--group takes users that the group lists and those whose primary group it is, "
-            "--not-in-group all others. A list that the server cut off at a size limit is "
-            "printed, marked as incomplete, and the exit code is 1.",
-        .arguments = {kPatternArgument},
-        .options = {{.name = "group",
-                     .value = "GROUP",
-                     .help = "only users in this group",
-                     .kind = Kind::kGroup},
-                    {.name = "not-in-group",
-                     .value = "GROUP",
-                     .help = "only users who are not in this group",
-                     .kind = Kind::kGroup},
-                    kLimitOption},
-        .exclusive = {{"group", "not-in-group"}},
-        .examples = {{"zafoldap user list 'anna*'", "users whose names begin with anna"},
-                     {"zafoldap user list --group staff --format csv", "for a spreadsheet"},
-                     {"zafoldap user list --fields name,mail", "two columns"}},
-        .exits = {3, 4, 6, 8, 130}};
+    return {.noun = "user",
+            .verb = "list",
+            .aliases = {"ls"},
+            .run = ListUsers,
+            .summary = "List users",
+            .description =
+                "Lists users as they arrive, in the directory's order. On a terminal prints a "
+                "table of name, uid, gid and full name, elsewhere only the names, one per line; "
+                "--format and --fields override this. Fields: name, uid, gid, full_name, mail, "
+                "home, shell, expires, dn.\n\n"
+                "--group selects the users that the group lists and those whose primary group it "
+                "is, --not-in-group all others. If the server cuts the list off at a size limit, "
+                "the received part is printed and marked as incomplete, and the exit code is 1.",
+            .arguments = {kPatternArgument},
+            .options = {{.name = "group",
+                         .value = "GROUP",
+                         .help = "only users in this group",
+                         .kind = Kind::kGroup},
+                        {.name = "not-in-group",
+                         .value = "GROUP",
+                         .help = "only users who are not in this group",
+                         .kind = Kind::kGroup},
+                        kLimitOption},
+            .exclusive = {{"group", "not-in-group"}},
+            .examples = {{"zafoldap user list 'anna*'", "users whose names begin with anna"},
+                         {"zafoldap user list --group staff --format csv", "for a spreadsheet"},
+                         {"zafoldap user list --fields name,mail", "two columns"}},
+            .exits = {3, 4, 6, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -107,22 +107,22 @@ int SetUserPassword(Session &session) {
 }  // namespace
 
 Command UserPasswdCommand() {
-    return {
-        .noun = "user",
-        .verb = "passwd",
-        .run = SetUserPassword,
-        .summary = "Set a user's password",
-        .description =
-            "Sets a new password, the Unix and the Samba one together where the entry has both. "
-            "It is asked for twice unless an option says where it comes from. It has at least 8 "
-            "characters and is not the name.",
-        .arguments = {kUserArgument},
-        .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
-                    WeakPasswordOption()},
-        .exclusive = {{"password-stdin", "password-file", "random-password"}},
-        .examples = {{"zafoldap user passwd anna", "asks twice"},
-                     {"zafoldap user passwd anna --random-password", "prints the one it made"}},
-        .exits = {3, 4, 6, 7, 8, 130}};
+    return {.noun = "user",
+            .verb = "passwd",
+            .run = SetUserPassword,
+            .summary = "Set a user's password",
+            .description =
+                "Sets a new password, for Unix and Samba together if the entry has both. It is "
+                "prompted for twice unless an option supplies it. It must have at least 8 "
+                "characters and not be the name.",
+            .arguments = {kUserArgument},
+            .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
+                        WeakPasswordOption()},
+            .exclusive = {{"password-stdin", "password-file", "random-password"}},
+            .examples = {{"zafoldap user passwd anna", "prompts twice"},
+                         {"zafoldap user passwd anna --random-password",
+                          "generates and prints a password"}},
+            .exits = {3, 4, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

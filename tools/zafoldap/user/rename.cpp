@@ -47,7 +47,7 @@ void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &u
     const std::vector<Account> kept = CheckMembershipsLeft(
         directory, new_name, RdnOf(user, new_name) + user.dn.substr(EndOfRdn(user.dn)), {});
     plan.Check(kept.empty() ? fmt::format("no group lists {}", new_name)
-                            : fmt::format("{} stays in {}, where the name is listed already",
+                            : fmt::format("{} stays in {}, where the name is already listed",
                                           new_name, Enumerated(NamesOf(kept))));
 }
 
@@ -70,7 +70,7 @@ int RenameUser(Session &session) {
     const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one in letter case at most");
+        RefuseUsage(session, "the new name differs from the old one at most in letter case");
     if (directory.Find(kUserKind, new_name))
         throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;
@@ -115,23 +115,22 @@ int RenameUser(Session &session) {
 }  // namespace
 
 Command UserRenameCommand() {
-    return {
-        .noun = "user",
-        .verb = "rename",
-        .run = RenameUser,
-        .summary = "Give a user another name",
-        .description =
-            "Renames the entry, its cn included, and every mention of the old name in groups. "
-            "Number, password and home folder stay; the home folder's path is changed with user "
-            "edit --home. A new name that a group lists already is refused as for user add. When "
-            "groups cannot be changed after the entry was renamed, the exit code is 7 and the "
-            "message has the commands that finish the work.",
-        .arguments = {{.name = "OLD", .help = "login name now", .kind = Kind::kUser},
-                      kRenamedArgument},
-        .options = {kAnyNameOption, kKeepMembershipsOption},
-        .examples = {{"zafoldap user rename anna anna.smith", "memberships follow"},
-                     {"zafoldap user rename anna anna.smith -n", "the changes it would make"}},
-        .exits = {3, 4, 5, 6, 7, 8, 130}};
+    return {.noun = "user",
+            .verb = "rename",
+            .run = RenameUser,
+            .summary = "Rename a user",
+            .description =
+                "Renames the entry, including its cn, and the old name in all groups. Number, "
+                "password and home folder stay; \"user edit --home\" changes the home folder's "
+                "path. A new name that a group already lists is refused, as for \"user add\". If "
+                "groups cannot be changed after the entry was renamed, the exit code is 7 and the "
+                "message shows the commands that finish the work.",
+            .arguments = {{.name = "OLD", .help = "current login name", .kind = Kind::kUser},
+                          kRenamedArgument},
+            .options = {kAnyNameOption, kKeepMembershipsOption},
+            .examples = {{"zafoldap user rename anna anna.smith", "memberships are kept"},
+                         {"zafoldap user rename anna anna.smith -n", "the changes it would make"}},
+            .exits = {3, 4, 5, 6, 7, 8, 130}};
 }
 
 }  // namespace zafo::cli

@@ -119,9 +119,9 @@ Command UserShowCommand() {
             .run = ShowUser,
             .summary = "Show one user",
             .description =
-                "Shows a user with the groups that list it. The password is not shown but "
-                "with --raw, as the hash that the directory has, when it may be read. "
-                "With --format ldif the entry is printed as with --raw.",
+                "Shows a user with the groups that list it. The password is shown only with --raw, "
+                "as the directory's hash, if it is readable. --format ldif prints the entry as "
+                "--raw does.",
             .arguments = {kUserArgument},
             .options = {kRawOption},
             .examples = {{"zafoldap user show anna", "the user and its groups"},
@@ -141,7 +141,7 @@ Command UserGroupsCommand() {
             "group. Fields: name, gid, primary, listed, dn.",
         .arguments = {kUserArgument},
         .examples = {{"zafoldap user groups anna", "a table"},
-                     {"zafoldap user groups anna --format plain --fields name", "just the names"}},
+                     {"zafoldap user groups anna --format plain --fields name", "only the names"}},
         .exits = {3, 4, 6, 8, 130}};
 }
 
