@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/atomic_file.h"
 
-#include "base/write_all.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -14,6 +12,8 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+
+#include "base/write_all.h"
 
 namespace zafo {
 

@@ -5,13 +5,13 @@
 // the new one. Results are 0 or an errno.
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <sys/types.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "base/unique_fd.h"
 
 namespace zafo {
 

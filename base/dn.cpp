@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/dn.h"
 
-#include "base/ascii.h"
-
 #include <algorithm>
 #include <array>
+
+#include "base/ascii.h"
 
 namespace zafo {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/listen_urls.h"
 
+#include <algorithm>
+
 #include "base/blanks.h"
 #include "base/whole_file.h"
-
-#include <algorithm>
 
 namespace zafo {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
+
+#include "base/unique_fd.h"
 
 namespace zafo {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <optional>
+
+#include "base/unique_fd.h"
 
 namespace zafo {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/proc_file.h"
 
-#include "base/whole_file.h"
-
 #include <unistd.h>
 
 #include <cstdlib>
 #include <string>
+
+#include "base/whole_file.h"
 
 namespace zafo {
 

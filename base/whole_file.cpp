@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/whole_file.h"
 
-#include "base/unique_fd.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "base/unique_fd.h"
 
 namespace zafo {
 

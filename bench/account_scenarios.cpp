@@ -2,10 +2,10 @@
 //
 // Questions about all accounts of a directory. What grows with the directory stands beside the
 // same question to a smaller one.
-#include <benchmark/benchmark.h>
-
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/floor.h"
 #include "bench/scenarios.h"

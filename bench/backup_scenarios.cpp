@@ -2,8 +2,6 @@
 //
 // Backup and restore of a server with 100,000 entries, by the library with all their checks, and by
 // the plain tools without any.
-#include <benchmark/benchmark.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -12,6 +10,8 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/own_server.h"
 #include "bench/scenarios.h"

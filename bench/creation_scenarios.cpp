@@ -2,13 +2,13 @@
 //
 // One new user with a password on a server with Samba's schema: the library, a loop that starts
 // the tools which it starts with the arguments that it gives them, and peers.
-#include <benchmark/benchmark.h>
-
 #include <array>
 #include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/floor.h"
 #include "bench/recording.h"

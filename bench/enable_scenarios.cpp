@@ -2,12 +2,13 @@
 //
 // The appliance's own server from nothing: the library, and a loop that runs the same tools with
 // the same arguments and waits the same two seconds after the start.
-#include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/own_server.h"
 #include "bench/recording.h"

@@ -3,11 +3,11 @@
 // What was measured, by the names of the benchmarks.
 #pragma once
 
-#include <benchmark/benchmark.h>
-
 #include <map>
 #include <string>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 namespace zafo::bench {
 

@@ -3,13 +3,13 @@
 // zafo-bench JSON [ROUNDS [PATTERN]]: measures in the example directory that bench/run has
 // started, prints the table of goals and writes it to the file JSON. With a regular expression,
 // only the works whose names it finds.
-#include <benchmark/benchmark.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <string>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/connection.h"
 #include "bench/figures.h"

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // 500 local users into a directory with Samba's schema: in one call, and by as many creations.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/own_server.h"
 #include "bench/scenarios.h"

@@ -4,14 +4,15 @@
 // else a machine does only ever adds to them.
 #include "bench/report.h"
 
-#include <fmt/format.h>
 #include <sys/utsname.h>
 
 #include <ctime>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "bench/scenarios.h"
 

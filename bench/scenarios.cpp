@@ -5,7 +5,6 @@
 // started, read to its end and waited for.
 #include "bench/scenarios.h"
 
-#include <benchmark/benchmark.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -18,6 +17,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <benchmark/benchmark.h>
 
 #include "bench/floor.h"
 #include "bench/stand_in.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "accounts/automount_value.h"
 #include "fuzz/check.h"
+#include "src/accounts/automount_value.h"
 
 namespace {
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // DNs: what is read can be written again and is then the same, and no value breaks out of a DN.
-#include "base/dn.h"
-
 #include <cstdint>
 
+#include "base/dn.h"
 #include "fuzz/check.h"
 
 namespace {

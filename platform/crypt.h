@@ -5,9 +5,9 @@
 #ifndef ZAFO_PLATFORM_CRYPT_H
 #define ZAFO_PLATFORM_CRYPT_H
 
-#include "platform/api.h"
-
 #include <stddef.h>
+
+#include "platform/api.h"
 
 ZAFO_BEGIN_DECLS
 

@@ -5,9 +5,9 @@
 #ifndef ZAFO_PLATFORM_FS_H
 #define ZAFO_PLATFORM_FS_H
 
-#include "platform/api.h"
-
 #include <sys/types.h>
+
+#include "platform/api.h"
 
 ZAFO_BEGIN_DECLS
 

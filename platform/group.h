@@ -12,10 +12,10 @@
 #ifndef ZAFO_PLATFORM_GROUP_H
 #define ZAFO_PLATFORM_GROUP_H
 
-#include "platform/szlist.h"
-
 #include <stddef.h>
 #include <stdint.h>
+
+#include "platform/szlist.h"
 
 ZAFO_BEGIN_DECLS
 

@@ -6,9 +6,9 @@
 #ifndef ZAFO_PLATFORM_LDAP_H
 #define ZAFO_PLATFORM_LDAP_H
 
-#include "platform/szhash.h"
-
 #include <stddef.h>
+
+#include "platform/szhash.h"
 
 ZAFO_BEGIN_DECLS
 

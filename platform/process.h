@@ -14,10 +14,10 @@
 #ifndef ZAFO_PLATFORM_PROCESS_H
 #define ZAFO_PLATFORM_PROCESS_H
 
-#include "platform/api.h"
-
 #include <stdio.h>
 #include <sys/types.h>
+
+#include "platform/api.h"
 
 ZAFO_BEGIN_DECLS
 

@@ -15,9 +15,9 @@
 #ifndef ZAFO_PLATFORM_SZLIST_H
 #define ZAFO_PLATFORM_SZLIST_H
 
-#include "platform/api.h"
-
 #include <stddef.h>
+
+#include "platform/api.h"
 
 ZAFO_BEGIN_DECLS
 

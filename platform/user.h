@@ -15,10 +15,10 @@
 #ifndef ZAFO_PLATFORM_USER_H
 #define ZAFO_PLATFORM_USER_H
 
-#include "platform/szlist.h"
-
 #include <stddef.h>
 #include <stdint.h>
+
+#include "platform/szlist.h"
 
 ZAFO_BEGIN_DECLS
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/account_conf.h"
 
+#include <climits>
+#include <memory>
+#include <new>
+
 #include "base/appliance_paths.h"
 #include "host/accounts/account_file.h"
 #include "platform/error.h"
 #include "platform/file.h"
-
-#include <climits>
-#include <memory>
-#include <new>
 
 namespace zafo {
 

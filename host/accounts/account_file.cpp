@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/account_file.h"
 
+#include <charconv>
+
 #include "base/atomic_file.h"
 #include "base/whole_file.h"
 #include "platform/error.h"
-
-#include <charconv>
 
 namespace zafo {
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/crypt_hash.h"
-#include "base/ascii.h"
 
 #include <algorithm>
 #include <cstddef>
+
+#include "base/ascii.h"
 
 namespace zafo {
 

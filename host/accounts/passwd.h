@@ -4,13 +4,13 @@
 // service adds through nsswitch.conf(5) are not local, so the C library's look-ups are not used.
 #pragma once
 
-#include "host/accounts/account_file.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/accounts/account_file.h"
 
 namespace zafo {
 

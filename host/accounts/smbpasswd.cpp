@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/smbpasswd.h"
 
-#include "base/appliance_paths.h"
-#include "base/atomic_file.h"
-#include "base/whole_file.h"
-#include "host/accounts/account_file.h"
-#include "platform/error.h"
-
 #include <sys/stat.h>
 
 #include <cctype>
 #include <cstdio>
 #include <ctime>
+
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
+#include "base/whole_file.h"
+#include "host/accounts/account_file.h"
+#include "platform/error.h"
 
 namespace zafo {
 

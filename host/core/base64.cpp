@@ -3,12 +3,12 @@
 // Base64 of RFC 4648 section 4, strict: one text for every run of bytes. Library
 // decoders skip blanks and line breaks, which would let damage in a
 // folded LDIF value pass for data.
-#include "host/core/fail.h"
-#include "platform/crypt.h"
-
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+
+#include "host/core/fail.h"
+#include "platform/crypt.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/clean_child.h"
 
-#include "base/child.h"
-#include "base/unique_fd.h"
-
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "base/child.h"
+#include "base/unique_fd.h"
 
 namespace zafo {
 

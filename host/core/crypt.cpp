@@ -4,14 +4,15 @@
 // the printable text are a version, the nonce, the ciphertext and the tag.
 #include "platform/crypt.h"
 
-#include "host/core/base85.h"
-#include "host/core/fail.h"
-#include "host/core/machine_key.h"
-
-#include <nettle/gcm.h>
 #include <sys/random.h>
 
 #include <cstring>
+
+#include <nettle/gcm.h>
+
+#include "host/core/base85.h"
+#include "host/core/fail.h"
+#include "host/core/machine_key.h"
 
 namespace {
 

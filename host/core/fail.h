@@ -4,9 +4,9 @@
 // function's failure value. Nothing thrown leaves a platform function.
 #pragma once
 
-#include "platform/error.h"
-
 #include <new>
+
+#include "platform/error.h"
 
 namespace zafo {
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/file.h"
 
-#include "base/atomic_file.h"
-#include "base/whole_file.h"
-#include "host/core/fail.h"
-#include "host/core/section_text.h"
-
 #include <syslog.h>
 
 #include <algorithm>
 #include <optional>
 #include <string>
+
+#include "base/atomic_file.h"
+#include "base/whole_file.h"
+#include "host/core/fail.h"
+#include "host/core/section_text.h"
 
 namespace {
 

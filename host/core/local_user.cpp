@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The passwords of local users, and how many more there may be.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/crypt_hash.h"
@@ -9,10 +13,6 @@
 #include "host/accounts/smbpasswd.h"
 #include "host/core/fail.h"
 #include "platform/user.h"
-
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
 
 namespace {
 

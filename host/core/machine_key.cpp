@@ -1,12 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/machine_key.h"
 
-#include "base/appliance_paths.h"
-#include "base/atomic_file.h"
-#include "base/unique_fd.h"
-#include "base/write_all.h"
-#include "platform/error.h"
-
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -14,6 +8,12 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string_view>
+
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
+#include "base/unique_fd.h"
+#include "base/write_all.h"
+#include "platform/error.h"
 
 namespace zafo {
 

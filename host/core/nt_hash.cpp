@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/core/fail.h"
-#include "platform/crypt.h"
-
-#include <nettle/md4.h>
-#include <unistr.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <span>
+
+#include <nettle/md4.h>
+#include <unistr.h>
+
+#include "host/core/fail.h"
+#include "platform/crypt.h"
 
 namespace {
 

@@ -1,16 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/process.h"
 
-#include "base/child.h"
-#include "base/pipe.h"
-#include "base/proc_file.h"
-#include "base/unique_fd.h"
-#include "base/whole_file.h"
-#include "host/core/copy_owner.h"
-#include "host/core/fail.h"
-#include "host/core/mount_words.h"
-#include "host/core/secret_arguments.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <stdio_ext.h>
@@ -32,6 +22,16 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/child.h"
+#include "base/pipe.h"
+#include "base/proc_file.h"
+#include "base/unique_fd.h"
+#include "base/whole_file.h"
+#include "host/core/copy_owner.h"
+#include "host/core/fail.h"
+#include "host/core/mount_words.h"
+#include "host/core/secret_arguments.h"
 
 namespace {
 

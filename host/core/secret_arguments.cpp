@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/secret_arguments.h"
 
-#include "base/write_all.h"
-#include "host/front/option.h"
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -12,6 +9,9 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+
+#include "base/write_all.h"
+#include "host/front/option.h"
 
 namespace zafo {
 

@@ -4,13 +4,13 @@
 // process from its first moment on, so a password leaves it before there is a process.
 #pragma once
 
-#include "base/unique_fd.h"
-#include "host/front/tool.h"
-
 #include <sys/types.h>
 
 #include <memory>
 #include <vector>
+
+#include "base/unique_fd.h"
+#include "host/front/tool.h"
 
 namespace zafo {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/section_text.h"
 
-#include "base/blanks.h"
-
 #include <algorithm>
+
+#include "base/blanks.h"
 
 namespace zafo {
 

@@ -4,11 +4,11 @@
 // what is not changed is written back as it was read.
 #pragma once
 
-#include "host/core/szhash.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/core/szhash.h"
 
 namespace zafo {
 

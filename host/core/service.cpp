@@ -1,17 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service.h"
 
-#include "base/appliance_paths.h"
-#include "base/child.h"
-#include "base/pidfd.h"
-#include "base/pipe.h"
-#include "host/core/clean_child.h"
-#include "host/core/fail.h"
-#include "host/core/service_description.h"
-#include "host/core/service_keeper.h"
-#include "host/core/service_process.h"
-#include "platform/process.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
@@ -30,6 +19,17 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#include "base/appliance_paths.h"
+#include "base/child.h"
+#include "base/pidfd.h"
+#include "base/pipe.h"
+#include "host/core/clean_child.h"
+#include "host/core/fail.h"
+#include "host/core/service_description.h"
+#include "host/core/service_keeper.h"
+#include "host/core/service_process.h"
+#include "platform/process.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_description.h"
 
-#include "base/appliance_paths.h"
-#include "base/blanks.h"
-#include "base/whole_file.h"
-#include "host/core/section_text.h"
-
 #include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <system_error>
+
+#include "base/appliance_paths.h"
+#include "base/blanks.h"
+#include "base/whole_file.h"
+#include "host/core/section_text.h"
 
 namespace zafo {
 

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/service_process.h"
 
-#include "base/appliance_paths.h"
-#include "base/whole_file.h"
-#include "platform/process.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +11,10 @@
 #include <filesystem>
 #include <system_error>
 #include <thread>
+
+#include "base/appliance_paths.h"
+#include "base/whole_file.h"
+#include "platform/process.h"
 
 namespace zafo {
 

@@ -5,15 +5,15 @@
 // alone may name a process that has got a dead service's number; such a one is nobody's to end.
 #pragma once
 
-#include "base/atomic_file.h"
-#include "base/proc_file.h"
-#include "host/core/service_description.h"
-
 #include <sys/types.h>
 
 #include <functional>
 #include <optional>
 #include <string>
+
+#include "base/atomic_file.h"
+#include "base/proc_file.h"
+#include "host/core/service_description.h"
 
 namespace zafo {
 

@@ -3,12 +3,12 @@
 // The map behind QLIBSZHASH, for the readers and writers of section files.
 #pragma once
 
-#include "platform/szhash.h"
-
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+
+#include "platform/szhash.h"
 
 namespace zafo {
 

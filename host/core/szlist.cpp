@@ -7,8 +7,6 @@
 // items, the items move to a fresh block.
 #include "platform/szlist.h"
 
-#include "host/core/fail.h"
-
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -18,6 +16,8 @@
 #include <memory>
 #include <string_view>
 #include <unordered_set>
+
+#include "host/core/fail.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/unicode.h"
 
-#include "host/core/fail.h"
+#include <cstdint>
+#include <cstring>
 
 #include <unicase.h>
 #include <uninorm.h>
 #include <unistr.h>
 
-#include <cstdint>
-#include <cstring>
+#include "host/core/fail.h"
 
 int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB) {
     if (szA == nullptr || szB == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);

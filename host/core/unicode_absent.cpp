@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Of a build for which there is no libunistring: only ASCII letters have a case.
+#include <strings.h>
+
 #include "host/core/fail.h"
 #include "platform/unicode.h"
-
-#include <strings.h>
 
 int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB) {
     if (szA == nullptr || szB == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);

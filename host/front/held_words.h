@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <cstddef>
 #include <string_view>
+
+#include "base/unique_fd.h"
 
 namespace zafo::front {
 

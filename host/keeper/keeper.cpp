@@ -1,12 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/keeper/keeper.h"
 
-#include "base/child.h"
-#include "host/core/clean_child.h"
-#include "host/keeper/service_ends.h"
-#include "platform/error.h"
-#include "platform/service.h"
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -19,6 +13,12 @@
 #include <cstring>
 #include <ctime>
 #include <thread>
+
+#include "base/child.h"
+#include "host/core/clean_child.h"
+#include "host/keeper/service_ends.h"
+#include "platform/error.h"
+#include "platform/service.h"
 
 namespace zafo {
 

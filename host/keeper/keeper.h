@@ -9,13 +9,13 @@
 // that check to the end of the start.
 #pragma once
 
-#include "base/unique_fd.h"
-#include "host/core/service_process.h"
-#include "host/keeper/patience.h"
-
 #include <chrono>
 #include <optional>
 #include <string>
+
+#include "base/unique_fd.h"
+#include "host/core/service_process.h"
+#include "host/keeper/patience.h"
 
 namespace zafo {
 

@@ -3,11 +3,6 @@
 // zafo-service-keeper NAME: started by QLIBServiceStart for a service whose description says
 // "restart = yes". Ends when the service has ended normally, was stopped or has another keeper. A
 // signal that ends the keeper ends nothing else: the service continues without one.
-#include "host/core/service_description.h"
-#include "host/core/service_keeper.h"
-#include "host/keeper/keeper.h"
-#include "platform/error.h"
-
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -19,6 +14,11 @@
 #include <new>
 #include <string>
 #include <utility>
+
+#include "host/core/service_description.h"
+#include "host/core/service_keeper.h"
+#include "host/keeper/keeper.h"
+#include "platform/error.h"
 
 namespace {
 

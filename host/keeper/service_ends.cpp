@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/keeper/service_ends.h"
 
-#include "base/atomic_file.h"
-#include "base/whole_file.h"
-#include "host/core/section_text.h"
-#include "host/core/service_process.h"
-
 #include <sys/wait.h>
 
 #include <charconv>
 #include <csignal>
 #include <cstring>
+
+#include "base/atomic_file.h"
+#include "base/whole_file.h"
+#include "host/core/section_text.h"
+#include "host/core/service_process.h"
 
 namespace zafo {
 

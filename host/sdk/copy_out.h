@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "host/core/fail.h"
-
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+
+#include "host/core/fail.h"
 
 namespace zafo {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sdk/cron_table.h"
 
-#include "base/blanks.h"
-
 #include <algorithm>
 #include <charconv>
 #include <vector>
+
+#include "base/blanks.h"
 
 namespace zafo {
 

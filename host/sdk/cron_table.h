@@ -8,11 +8,11 @@
 // and one that never runs the single line "# schedule 0,0,0,0,0,0 never /usr/bin/true".
 #pragma once
 
-#include "platform/schedule.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/schedule.h"
 
 namespace zafo {
 

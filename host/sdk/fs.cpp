@@ -4,9 +4,6 @@
 // folder that is renamed or replaced meanwhile cannot lead the walk astray.
 #include "platform/fs.h"
 
-#include "base/unique_fd.h"
-#include "host/core/fail.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -14,6 +11,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/unique_fd.h"
+#include "host/core/fail.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/group.h"
 
-#include "host/core/fail.h"
-#include "host/sdk/copies.h"
-#include "platform/user.h"
-
 #include <stdlib.h>
 
 #include <memory>
+
+#include "host/core/fail.h"
+#include "host/sdk/copies.h"
+#include "platform/user.h"
 
 namespace {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The appliance's own binding to a directory, as nslcd uses it.
+#include <string>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/whole_file.h"
@@ -8,8 +10,6 @@
 #include "host/sdk/copy_out.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
-
-#include <string>
 
 namespace {
 

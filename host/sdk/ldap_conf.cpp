@@ -1,13 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "base/atomic_file.h"
-#include "base/directives.h"
-#include "base/server_account.h"
-#include "base/whole_file.h"
-#include "host/core/szhash.h"
-#include "host/sdk/copy_out.h"
-#include "host/sdk/template_values.h"
-#include "platform/ldap.h"
-
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/stat.h>
@@ -17,6 +8,15 @@
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
+
+#include "base/atomic_file.h"
+#include "base/directives.h"
+#include "base/server_account.h"
+#include "base/whole_file.h"
+#include "host/core/szhash.h"
+#include "host/sdk/copy_out.h"
+#include "host/sdk/template_values.h"
+#include "platform/ldap.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <strings.h>
+
 #include "host/sdk/copy_out.h"
 #include "platform/ldap.h"
-
-#include <strings.h>
 
 namespace {
 

@@ -3,14 +3,14 @@
 // What looking for users and groups in the system's files has in common.
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "host/accounts/login_defs.h"
 #include "host/accounts/passwd.h"
 #include "host/core/fail.h"
 #include "platform/user.h"
-
-#include <optional>
-#include <string>
-#include <string_view>
 
 namespace zafo {
 

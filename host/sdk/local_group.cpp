@@ -3,6 +3,11 @@
 // The groups of this system itself. groupadd(8) makes no group whose name has a blank and adds no
 // member that does not exist yet, but directories have "Domain Users", and groups come before
 // their users, who need a primary group.
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cstring>
+
 #include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
@@ -10,11 +15,6 @@
 #include "host/sdk/local_accounts.h"
 #include "host/sdk/refusal.h"
 #include "platform/group.h"
-
-#include <stdlib.h>
-
-#include <algorithm>
-#include <cstring>
 
 namespace {
 

@@ -4,6 +4,8 @@
 // left a line that nothing reads and that the next attempt replaces, never an account without its
 // password. useradd(8) and chpasswd(8) cannot give that: an account that they have made half is
 // there, and whoever tries again finds its name taken.
+#include <initializer_list>
+
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"
@@ -15,8 +17,6 @@
 #include "host/sdk/full_name.h"
 #include "host/sdk/refusal.h"
 #include "platform/user.h"
-
-#include <initializer_list>
 
 namespace {
 

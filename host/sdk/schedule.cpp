@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/schedule.h"
 
-#include "base/appliance_paths.h"
-#include "base/atomic_file.h"
-#include "base/blanks.h"
-#include "base/whole_file.h"
-#include "host/core/fail.h"
-#include "host/sdk/cron_table.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+
+#include "base/appliance_paths.h"
+#include "base/atomic_file.h"
+#include "base/blanks.h"
+#include "base/whole_file.h"
+#include "host/core/fail.h"
+#include "host/sdk/cron_table.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
-#include "base/ascii.h"
-#include "base/blanks.h"
-#include "base/whole_file.h"
-#include "host/core/fail.h"
-
 #include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "base/ascii.h"
+#include "base/blanks.h"
+#include "base/whole_file.h"
+#include "host/core/fail.h"
 
 namespace {
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/sdk/template_values.h"
-#include "base/dn.h"
 
 #include <algorithm>
 #include <array>
 #include <map>
 #include <utility>
 #include <vector>
+
+#include "base/dn.h"
 
 namespace zafo {
 

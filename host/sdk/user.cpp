@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/user.h"
 
-#include "host/core/fail.h"
-#include "host/sdk/copies.h"
-
 #include <stdlib.h>
 
 #include <memory>
+
+#include "host/core/fail.h"
+#include "host/sdk/copies.h"
 
 namespace {
 

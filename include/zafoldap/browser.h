@@ -12,12 +12,12 @@
 #ifndef ZAFOLDAP_BROWSER_H
 #define ZAFOLDAP_BROWSER_H
 
+#include <stddef.h>
+
 #include "platform/szlist.h"
 #include "zafoldap/api.h"
 #include "zafoldap/host.h"
 #include "zafoldap/search.h"
-
-#include <stddef.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

@@ -12,11 +12,11 @@
 #ifndef ZAFOLDAP_CONNECTION_H
 #define ZAFOLDAP_CONNECTION_H
 
+#include <stddef.h>
+
 #include "zafoldap/api.h"
 #include "zafoldap/host.h"
 #include "zafoldap/server.h"
-
-#include <stddef.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

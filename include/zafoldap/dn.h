@@ -5,9 +5,9 @@
 #ifndef ZAFOLDAP_DN_H
 #define ZAFOLDAP_DN_H
 
-#include "zafoldap/api.h"
-
 #include <stddef.h>
+
+#include "zafoldap/api.h"
 
 ZAFOLDAP_BEGIN_DECLS
 

@@ -7,12 +7,12 @@
 #ifndef ZAFOLDAP_GROUP_H
 #define ZAFOLDAP_GROUP_H
 
+#include <stddef.h>
+
 #include "platform/group.h"
 #include "platform/szlist.h"
 #include "zafoldap/api.h"
 #include "zafoldap/host.h"
-
-#include <stddef.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

@@ -19,10 +19,10 @@
 #ifndef ZAFOLDAP_LDIF_H
 #define ZAFOLDAP_LDIF_H
 
-#include "zafoldap/api.h"
-
 #include <stdarg.h>
 #include <stdio.h>
+
+#include "zafoldap/api.h"
 
 ZAFOLDAP_BEGIN_DECLS
 

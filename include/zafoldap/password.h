@@ -5,10 +5,10 @@
 #ifndef ZAFOLDAP_PASSWORD_H
 #define ZAFOLDAP_PASSWORD_H
 
+#include <stddef.h>
+
 #include "zafoldap/api.h"
 #include "zafoldap/host.h"
-
-#include <stddef.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

@@ -11,10 +11,10 @@
 #ifndef ZAFOLDAP_RESULT_H
 #define ZAFOLDAP_RESULT_H
 
+#include <stdio.h>
+
 #include "platform/szlist.h"
 #include "zafoldap/api.h"
-
-#include <stdio.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

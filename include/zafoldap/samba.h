@@ -18,11 +18,11 @@
 #ifndef ZAFOLDAP_SAMBA_H
 #define ZAFOLDAP_SAMBA_H
 
-#include "zafoldap/api.h"
-#include "zafoldap/host.h"
-
 #include <stddef.h>
 #include <stdint.h>
+
+#include "zafoldap/api.h"
+#include "zafoldap/host.h"
 
 ZAFOLDAP_BEGIN_DECLS
 

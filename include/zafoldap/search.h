@@ -22,12 +22,12 @@
 #ifndef ZAFOLDAP_SEARCH_H
 #define ZAFOLDAP_SEARCH_H
 
+#include <stddef.h>
+
 #include "platform/szlist.h"
 #include "zafoldap/api.h"
 #include "zafoldap/host.h"
 #include "zafoldap/result.h"
-
-#include <stddef.h>
 
 ZAFOLDAP_BEGIN_DECLS
 

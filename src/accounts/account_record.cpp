@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_record.h"
+#include "src/accounts/account_record.h"
 
 #include <cstring>
 #include <memory>
 #include <new>
 
-#include "accounts/account_kind.h"
 #include "base/dn.h"
-#include "core/list.h"
-#include "frame/memory.h"
 #include "platform/crypt.h"
+#include "src/accounts/account_kind.h"
+#include "src/core/list.h"
+#include "src/frame/memory.h"
 
 namespace zafo {
 

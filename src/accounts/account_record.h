@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "core/dn_length.h"
 #include "platform/szlist.h"
+#include "src/core/dn_length.h"
 #include "zafoldap/host.h"
 #include "zafoldap/ldif.h"
 

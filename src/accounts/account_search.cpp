@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_search.h"
+#include "src/accounts/account_search.h"
 
 #include <cstdlib>
 
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/user.h"
+#include "src/frame/log.h"
 
 namespace zafo {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "accounts/account_kind.h"
-#include "core/dn_length.h"
-#include "core/open_search.h"
 #include "platform/szlist.h"
+#include "src/accounts/account_kind.h"
+#include "src/core/dn_length.h"
+#include "src/core/open_search.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/host.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_taken.h"
+#include "src/accounts/account_taken.h"
 
 namespace zafo {
 

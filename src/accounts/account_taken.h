@@ -5,7 +5,7 @@
 // is set then.
 #pragma once
 
-#include "accounts/account_kind.h"
+#include "src/accounts/account_kind.h"
 
 namespace zafo {
 

@@ -4,7 +4,7 @@
 // class would refuse the whole entry, so a group is written when the class is there.
 #pragma once
 
-#include "accounts/account_record.h"
+#include "src/accounts/account_record.h"
 
 namespace zafo {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/automount_value.h"
+#include "src/accounts/automount_value.h"
 
 namespace zafo {
 

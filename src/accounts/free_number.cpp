@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/free_number.h"
+#include "src/accounts/free_number.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // posixGroup (RFC 2307), Apple's apple-group, Samba's sambaGroupMapping.
-#include "accounts/group_record.h"
+#include "src/accounts/group_record.h"
 
-#include "accounts/attribute_group.h"
+#include "src/accounts/attribute_group.h"
 #include "zafoldap/object_class.h"
 
 namespace zafo {

@@ -7,12 +7,12 @@
 
 #include <string>
 
-#include "accounts/account_record.h"
-#include "accounts/one_line.h"
-#include "core/change_file.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/one_line.h"
+#include "src/core/change_file.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/samba.h"
 #include "zafoldap/search.h"

@@ -2,13 +2,13 @@
 //
 // Deleting an entry by DN, a user or a group by name. A name is resolved to the one entry that
 // carries it; of several none is deleted.
-#include "accounts/account_search.h"
-#include "accounts/one_line.h"
-#include "core/change_file.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/accounts/account_search.h"
+#include "src/accounts/one_line.h"
+#include "src/core/change_file.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/group.h"
 #include "zafoldap/membership.h"
 #include "zafoldap/user.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 

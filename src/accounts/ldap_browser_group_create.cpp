@@ -3,14 +3,14 @@
 // Adding a group: is the name free, is the number free, one "add" record.
 #include <string>
 
-#include "accounts/account_taken.h"
-#include "accounts/group_record.h"
-#include "accounts/one_line.h"
-#include "accounts/password_attributes.h"
-#include "core/change_file.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/accounts/account_taken.h"
+#include "src/accounts/group_record.h"
+#include "src/accounts/one_line.h"
+#include "src/accounts/password_attributes.h"
+#include "src/core/change_file.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/group.h"
 #include "zafoldap/object_class.h"

@@ -4,14 +4,14 @@
 // primary group it is, are not touched.
 #include <cstring>
 
-#include "accounts/account_owner.h"
-#include "accounts/account_taken.h"
-#include "accounts/one_line.h"
-#include "core/change_file.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/unicode.h"
+#include "src/accounts/account_owner.h"
+#include "src/accounts/account_taken.h"
+#include "src/accounts/one_line.h"
+#include "src/core/change_file.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/group.h"
 
 namespace {

@@ -2,14 +2,14 @@
 #include <memory>
 #include <new>
 
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/user.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/group.h"
 
 namespace {

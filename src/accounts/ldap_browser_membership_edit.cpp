@@ -3,15 +3,15 @@
 // Changes of memberships. A group lists a member twice, by login name in "memberUid"
 // (RFC 2307) and by DN in "member" (RFC 4519 section 2.17); both are changed in
 // one record, so that the server takes both or none.
-#include "accounts/account_record.h"
-#include "accounts/account_search.h"
-#include "accounts/one_line.h"
-#include "core/change_file.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
+#include "src/accounts/one_line.h"
+#include "src/core/change_file.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/membership.h"
 
 namespace {

@@ -2,12 +2,12 @@
 //
 // Questions about memberships (RFC 2307): a group lists login names in "memberUid"; a
 // user's primary group is the one with its gidNumber.
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/membership.h"
 
 namespace {

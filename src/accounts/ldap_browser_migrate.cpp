@@ -11,16 +11,16 @@
 #include <new>
 #include <optional>
 
-#include "accounts/account_owner.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "core/own_record.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/group.h"
 #include "platform/user.h"
+#include "src/accounts/account_owner.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/core/own_record.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/group.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <initializer_list>
 
-#include "accounts/account_kind.h"
-#include "frame/log.h"
+#include "src/accounts/account_kind.h"
+#include "src/frame/log.h"
 #include "zafoldap/browser.h"
 
 namespace {

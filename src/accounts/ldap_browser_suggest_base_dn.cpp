@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "core/open_search.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/core/open_search.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/suggest.h"
 

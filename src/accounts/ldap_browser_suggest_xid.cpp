@@ -3,11 +3,11 @@
 
 #include <cstdint>
 
-#include "accounts/account_kind.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/accounts/account_kind.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/samba.h"
 #include "zafoldap/search.h"
 #include "zafoldap/suggest.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/account_kind.h"
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/accounts/account_kind.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/browser.h"
 
 int ZAFOLDAPBrowserUserEnumAll(const ZAFOLDAP_HOST *host, QLIBSZLIST **user_dns,

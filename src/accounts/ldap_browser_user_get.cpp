@@ -2,9 +2,9 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "frame/log.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/frame/log.h"
 #include "zafoldap/user.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether a connection can be used for accounts.
-#include "core/own_record.h"
-#include "frame/log.h"
 #include "platform/ldap.h"
+#include "src/core/own_record.h"
+#include "src/frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/debug.h"

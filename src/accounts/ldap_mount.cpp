@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The export of home folders, mounted by mount(8) under a name of this process.
-#include "accounts/ldap_mount.h"
+#include "src/accounts/ldap_mount.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 
-#include "accounts/nfs_source.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/fs.h"
 #include "platform/process.h"
+#include "src/accounts/nfs_source.h"
+#include "src/frame/log.h"
 
 namespace {
 

@@ -2,19 +2,18 @@
 //
 // Passwords, by the tools that know about them: slappasswd(8) hashes one here,
 // ldappasswd(1) has the server set one (RFC 3062).
-#include "zafoldap/password.h"
-
 #include <cerrno>
 #include <cstring>
 #include <exception>
 
-#include "core/check_connection.h"
-#include "core/tool_arguments.h"
-#include "core/tool_output.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/process.h"
+#include "src/core/check_connection.h"
+#include "src/core/tool_arguments.h"
+#include "src/core/tool_output.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
+#include "zafoldap/password.h"
 
 namespace {
 

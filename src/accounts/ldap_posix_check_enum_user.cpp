@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether users can be listed at all, and the name of one account.
-#include "accounts/account_kind.h"
-#include "core/check_connection.h"
-#include "core/open_search.h"
-#include "core/result_codes.h"
-#include "frame/log.h"
+#include "src/accounts/account_kind.h"
+#include "src/core/check_connection.h"
+#include "src/core/open_search.h"
+#include "src/core/result_codes.h"
+#include "src/frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 

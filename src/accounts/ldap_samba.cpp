@@ -3,7 +3,7 @@
 // The appliance's bookkeeping in a directory, below "cn=zafoconf": four entries with the
 // class sambaUnixIdPool (uidNumber, gidNumber) hold the pools; the entry of class
 // sambaDomain (sambaSID, sambaNextUserRid) right below the base DN is the Samba domain.
-#include "accounts/ldap_samba.h"
+#include "src/accounts/ldap_samba.h"
 
 #include <stdlib.h>
 
@@ -14,16 +14,16 @@
 #include <string>
 #include <vector>
 
-#include "accounts/account_kind.h"
-#include "accounts/account_record.h"
-#include "accounts/account_search.h"
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/ldap.h"
+#include "src/accounts/account_kind.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/error.h"
 #include "zafoldap/search.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "accounts/free_number.h"
+#include "src/accounts/free_number.h"
 #include "zafoldap/samba.h"
 
 namespace zafo {

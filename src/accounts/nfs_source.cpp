@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/nfs_source.h"
+#include "src/accounts/nfs_source.h"
 
 #include <arpa/inet.h>
 

@@ -3,8 +3,8 @@
 // Argument checks of texts that become lines of a change file.
 #pragma once
 
-#include "accounts/account_record.h"
-#include "frame/log.h"
+#include "src/accounts/account_record.h"
+#include "src/frame/log.h"
 
 // Reports that a text, named as the log has always shown it, is more than one line; its value is
 // -1.

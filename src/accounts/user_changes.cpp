@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/user_changes.h"
+#include "src/accounts/user_changes.h"
 
 #include <strings.h>
 
 #include <cstring>
 
-#include "accounts/attribute_group.h"
-#include "accounts/password_attributes.h"
 #include "platform/group.h"
+#include "src/accounts/attribute_group.h"
+#include "src/accounts/password_attributes.h"
 #include "zafoldap/object_class.h"
 
 namespace zafo {

@@ -3,10 +3,10 @@
 // posixAccount and shadowAccount (RFC 2307), person and organizationalPerson (RFC 4519),
 // inetOrgPerson (RFC 2798), Apple's apple-user, Samba's sambaSamAccount. "sn" is what person
 // demands and a POSIX account has not: the login name stands in.
-#include "accounts/user_record.h"
+#include "src/accounts/user_record.h"
 
-#include "accounts/attribute_group.h"
-#include "accounts/password_attributes.h"
+#include "src/accounts/attribute_group.h"
+#include "src/accounts/password_attributes.h"
 #include "zafoldap/object_class.h"
 
 namespace zafo {

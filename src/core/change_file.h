@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/frame/log.h"
 #include "zafoldap/modify.h"
 
 namespace zafo {

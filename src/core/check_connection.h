@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "frame/log.h"
+#include "src/frame/log.h"
 #include "zafoldap/host.h"
 
 namespace zafo {

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "frame/text.h"
 #include "platform/ldap.h"
+#include "src/frame/text.h"
 
 namespace zafo {
 

@@ -3,10 +3,10 @@
 // What kind of server a connection leads to, told by a marker entry of each kind.
 #include <cstdio>
 
-#include "core/check_connection.h"
-#include "core/dn_length.h"
-#include "core/open_search.h"
-#include "frame/log.h"
+#include "src/core/check_connection.h"
+#include "src/core/dn_length.h"
+#include "src/core/open_search.h"
+#include "src/frame/log.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/error.h"

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/ldap_browser_conf.h"
+#include "src/core/ldap_browser_conf.h"
 
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/connection.h"
 
 namespace {

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/host.h"
-
 #include <cstring>
 #include <string>
 
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "zafoldap/host.h"
 
 namespace {
 

@@ -3,8 +3,6 @@
 // LDIF change records (RFC 2849): "dn:", "changetype:", then modifications that
 // end in "-". A "replace" or "delete" line counts as an attribute line, which is
 // how a second modification of a record knows that it needs the separator.
-#include "zafoldap/ldif.h"
-
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -15,14 +13,15 @@
 #include <cstring>
 #include <memory>
 
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/memory.h"
-#include "frame/own_file.h"
-#include "frame/text.h"
 #include "platform/crypt.h"
 #include "platform/error.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/memory.h"
+#include "src/frame/own_file.h"
+#include "src/frame/text.h"
 #include "zafoldap/debug.h"
+#include "zafoldap/ldif.h"
 
 namespace {
 

@@ -2,19 +2,18 @@
 //
 // Applies a change file with ldapmodify(1). Its exit code is the LDAP result
 // code of the record that the server refused; it stops there.
-#include "zafoldap/modify.h"
-
 #include <string>
 
-#include "core/check_connection.h"
-#include "core/tool_arguments.h"
-#include "core/tool_output.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/ldap.h"
 #include "platform/process.h"
+#include "src/core/check_connection.h"
+#include "src/core/tool_arguments.h"
+#include "src/core/tool_output.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
+#include "zafoldap/modify.h"
 
 namespace zafo {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/ldap_result.h"
+#include "src/core/ldap_result.h"
 
 #include <strings.h>
 
 #include <string>
 
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/process.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 
 namespace zafo {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a search looks like on ldapsearch(1)'s command line.
-#include "core/ldap_search_command.h"
+#include "src/core/ldap_search_command.h"
 
 #include <optional>
 #include <string>
-#include "base/appliance_paths.h"
 
-#include "core/list.h"
+#include "base/appliance_paths.h"
+#include "src/core/list.h"
 
 namespace zafo {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/tool_arguments.h"
+#include "src/core/tool_arguments.h"
 #include "zafoldap/search.h"
 
 namespace zafo {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <strings.h>
 
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "core/object_classes.h"
-#include "frame/guard.h"
-#include "frame/log.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/core/object_classes.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/search.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/list.h"
-#include "frame/log.h"
+#include "src/core/list.h"
+#include "src/frame/log.h"
 #include "zafoldap/search.h"
 
 int ZAFOLDAPSearchRequestInit(ZAFOLDAP_SEARCH_REQUEST *request, int with_attributes) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/check_connection.h"
-#include "core/open_search.h"
-#include "frame/log.h"
+#include "src/core/check_connection.h"
+#include "src/core/open_search.h"
+#include "src/frame/log.h"
 #include "zafoldap/search.h"
 
 int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,

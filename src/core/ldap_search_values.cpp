@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
-#include "core/check_connection.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
+#include "src/core/check_connection.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/search.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/line_buffer.h"
+#include "src/core/line_buffer.h"
 
 #include <stdlib.h>
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "frame/memory.h"
+#include "src/frame/memory.h"
 
 namespace zafo {
 

@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <new>
 
-#include "core/result_codes.h"
+#include "src/core/result_codes.h"
 #include "zafoldap/search.h"
 
 namespace zafo {

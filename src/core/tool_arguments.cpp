@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/tool_arguments.h"
+#include "src/core/tool_arguments.h"
 
 #include <string.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/tool_output.h"
+#include "src/core/tool_output.h"
 
 #include <syslog.h>
 
@@ -8,8 +8,8 @@
 #include <climits>
 #include <cstring>
 
-#include "core/line_buffer.h"
-#include "frame/log.h"
+#include "src/core/line_buffer.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 

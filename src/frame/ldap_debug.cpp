@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/debug.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "frame/own_file.h"
+#include "src/frame/own_file.h"
+#include "zafoldap/debug.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
-#include "frame/log.h"
-#include "frame/text.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/dn.h"
 
 int ZAFOLDAPDNParserParentDN(const char *dn, char *parent_dn, size_t size) {

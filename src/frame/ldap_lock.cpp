@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/lock.h"
-
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "frame/guard.h"
-#include "frame/lock_file.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/frame/guard.h"
+#include "src/frame/lock_file.h"
+#include "src/frame/log.h"
 #include "zafoldap/error.h"
+#include "zafoldap/lock.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 // folder. Root puts its own file in such a thing's place, in one step (RENAME_EXCHANGE), so that
 // however busy the stranger is there is no moment for him in between. Processes that
 // replace or make a lock file take turns: none removes what another has just made and locked.
-#include "frame/lock_file.h"
+#include "src/frame/lock_file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -17,7 +17,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "frame/log.h"
+#include "src/frame/log.h"
 
 namespace zafo {
 

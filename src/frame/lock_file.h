@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/unique_fd.h"
-#include "frame/own_file.h"
+#include "src/frame/own_file.h"
 
 namespace zafo {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/log.h"
+#include "src/frame/log.h"
 
 #include "platform/error.h"
 #include "zafoldap/error.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/own_file.h"
+#include "src/frame/own_file.h"
 
 #include <cstdio>
 

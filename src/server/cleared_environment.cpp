@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "server/cleared_environment.h"
+#include "src/server/cleared_environment.h"
 
 #include <unistd.h>
 

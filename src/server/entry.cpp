@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "server/entry.h"
+#include "src/server/entry.h"
 
-#include "accounts/account_record.h"
-#include "accounts/one_line.h"
 #include "base/dn.h"
-#include "core/change_file.h"
 #include "platform/error.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/one_line.h"
+#include "src/core/change_file.h"
 #include "zafoldap/server.h"
 
 namespace zafo {

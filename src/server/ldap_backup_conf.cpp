@@ -12,12 +12,12 @@
 #include <cstdlib>
 
 #include "base/appliance_paths.h"
-#include "core/list.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/share.h"
+#include "src/core/list.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
 #include "zafoldap/lock.h"

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "accounts/one_line.h"
-#include "core/check_connection.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/ldap.h"
-#include "server/entry.h"
-#include "server/server_files.h"
+#include "src/accounts/one_line.h"
+#include "src/core/check_connection.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
+#include "src/server/entry.h"
+#include "src/server/server_files.h"
 #include "zafoldap/server.h"
 
 namespace {

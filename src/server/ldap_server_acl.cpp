@@ -12,12 +12,12 @@
 #include <cstring>
 #include <string>
 
-#include "accounts/one_line.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/ldap.h"
-#include "server/server_files.h"
+#include "src/accounts/one_line.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
+#include "src/server/server_files.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 

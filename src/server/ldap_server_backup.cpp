@@ -12,13 +12,13 @@
 #include <new>
 
 #include "base/appliance_paths.h"
-#include "core/ldap_browser_conf.h"
-#include "core/own_record.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/process.h"
 #include "platform/schedule.h"
-#include "server/cleared_environment.h"
+#include "src/core/ldap_browser_conf.h"
+#include "src/core/own_record.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/server/cleared_environment.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
 #include "zafoldap/server.h"

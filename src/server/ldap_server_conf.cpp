@@ -2,11 +2,11 @@
 //
 // slapd.conf(5) of the local server. The file is never edited in place: it is written anew from
 // the template that the appliance ships, with a few directives replaced.
-#include "core/list.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/ldap.h"
-#include "server/server_files.h"
+#include "src/core/list.h"
+#include "src/frame/log.h"
+#include "src/server/server_files.h"
 #include "zafoldap/password.h"
 #include "zafoldap/server.h"
 

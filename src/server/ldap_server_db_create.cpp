@@ -10,15 +10,15 @@
 #include <optional>
 #include <string>
 
-#include "core/dn_length.h"
-#include "frame/guard.h"
-#include "frame/log.h"
-#include "frame/text.h"
 #include "platform/ldap.h"
 #include "platform/process.h"
-#include "server/entry.h"
-#include "server/random_sid.h"
-#include "server/server_files.h"
+#include "src/core/dn_length.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/frame/text.h"
+#include "src/server/entry.h"
+#include "src/server/random_sid.h"
+#include "src/server/server_files.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
-#include "frame/log.h"
 #include "platform/process.h"
-#include "server/server_files.h"
+#include "src/frame/log.h"
+#include "src/server/server_files.h"
 #include "zafoldap/server.h"
 
 namespace {

@@ -6,12 +6,12 @@
 #include <optional>
 #include <string>
 
-#include "core/list.h"
-#include "core/own_record.h"
-#include "core/result_codes.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
+#include "src/core/list.h"
+#include "src/core/own_record.h"
+#include "src/core/result_codes.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/error.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "frame/log.h"
-#include "server/server_files.h"
+#include "src/frame/log.h"
+#include "src/server/server_files.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/server.h"

@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "base/appliance_paths.h"
-#include "core/list.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/process.h"
+#include "src/core/list.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
 #include "zafoldap/backup.h"
 
 namespace {

@@ -5,10 +5,10 @@
 #include <thread>
 
 #include "base/appliance_paths.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/process.h"
 #include "platform/service.h"
+#include "src/frame/log.h"
 #include "zafoldap/server.h"
 
 namespace {

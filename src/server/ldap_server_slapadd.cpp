@@ -9,13 +9,13 @@
 #include <string>
 
 #include "base/appliance_paths.h"
-#include "core/line_buffer.h"
-#include "core/tool_output.h"
-#include "frame/guard.h"
-#include "frame/log.h"
 #include "platform/error.h"
 #include "platform/process.h"
-#include "server/server_files.h"
+#include "src/core/line_buffer.h"
+#include "src/core/tool_output.h"
+#include "src/frame/guard.h"
+#include "src/frame/log.h"
+#include "src/server/server_files.h"
 #include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "server/random_sid.h"
-#include "base/appliance_paths.h"
+#include "src/server/random_sid.h"
 
 #include <cstdlib>
 
-#include "core/tool_output.h"
-#include "frame/log.h"
+#include "base/appliance_paths.h"
 #include "platform/process.h"
+#include "src/core/tool_output.h"
+#include "src/frame/log.h"
 #include "zafoldap/debug.h"
 
 namespace zafo {

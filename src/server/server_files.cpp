@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "server/server_files.h"
+#include "src/server/server_files.h"
 
-#include "core/directive.h"
-#include "frame/log.h"
+#include "src/core/directive.h"
+#include "src/frame/log.h"
 
 namespace zafo {
 

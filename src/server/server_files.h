@@ -3,11 +3,10 @@
 // Where the local server keeps what.
 #pragma once
 
-#include "base/appliance_paths.h"
-
 #include <cstddef>
 
-#include "core/dn_length.h"
+#include "base/appliance_paths.h"
+#include "src/core/dn_length.h"
 
 namespace zafo {
 

@@ -3,9 +3,9 @@
 // Every record that the writers of new accounts can make: all combinations of the
 // classes that a server may know and of what may be left out, against texts put together
 // from a table of their own.
-#include "accounts/account_record.h"
-#include "accounts/group_record.h"
-#include "accounts/user_record.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/group_record.h"
+#include "src/accounts/user_record.h"
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap/object_class.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The argument checks of the account functions, family by family.
-#include <cstring>
-
 #include "tests/core/argument_failure.h"
+
+#include <cstring>
 
 namespace zafo::core_test {
 namespace {

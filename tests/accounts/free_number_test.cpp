@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The walk over the used numbers of a pool.
-#include "accounts/free_number.h"
-
-#include <gtest/gtest.h>
+#include "src/accounts/free_number.h"
 
 #include <algorithm>
 #include <random>
 #include <set>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace zafo {
 namespace {

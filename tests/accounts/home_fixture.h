@@ -3,7 +3,6 @@
 // Exports of home folders that the real mount(8) mounts, and the rule that nothing stays mounted.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "platform/user.h"
 

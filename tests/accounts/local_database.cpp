@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/accounts/local_database.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "platform/group.h"

@@ -3,14 +3,15 @@
 // Somebody without rights watches what all processes show while the library runs tools with passwords: bind
 // passwords, new passwords, passwords to be hashed. Everybody may read the argument vector of every process,
 // from its first moment on.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/process.h"
 #include "tests/attack/stranger.h"

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Small files that say they are large. Whatever a file says, a program that reads it stays below 64 MiB.
-#include <archive.h>
-#include <archive_entry.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <stdexcept>
+
+#include <archive.h>
+#include <archive_entry.h>
 
 #include "tests/attack/crafted_backup.h"
 

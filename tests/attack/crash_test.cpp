@@ -2,13 +2,6 @@
 //
 // Somebody who may log in, and nothing else, makes the server crash. It cannot be kept from crashing; it is
 // back at once with every change that it has answered.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "platform/service.h"
-#include "tests/attack/stranger.h"
-#include "tests/integration/server_fixture.h"
-
 #include <signal.h>
 #include <unistd.h>
 
@@ -16,6 +9,13 @@
 #include <chrono>
 #include <filesystem>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/service.h"
+#include "tests/attack/stranger.h"
+#include "tests/integration/server_fixture.h"
 
 namespace zafo::test {
 namespace {

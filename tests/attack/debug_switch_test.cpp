@@ -2,12 +2,13 @@
 //
 // The debug switch makes root's programs log new passwords. Another account wants them to.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
 
 #include "tests/attack/stranger.h"
 #include "tests/rig/waiting.h"

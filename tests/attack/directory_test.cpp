@@ -2,13 +2,13 @@
 //
 // People with a log-in at the appliance's own server who want to be more than they are: each change is one that the
 // server refuses, by a client that is bound as somebody.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <ostream>
 #include <regex>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/integration/own_server.h"
 

@@ -2,13 +2,13 @@
 //
 // What setting up the server leaves to attackers, now and on a machine that was set up before: the
 // programs, with the real slapd.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <csignal>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/attack/stranger.h"
 #include "tests/tools/server_fixture.h"

@@ -2,14 +2,15 @@
 //
 // Answers that are too large, or have no end: a program stays small and ends at a bound that it names.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/attack/hostile_server.h"
 #include "tests/attack/hostile_text.h"

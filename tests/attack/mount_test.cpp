@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Somebody with write access to the directory chooses what root mounts, and what lies in it.
-#include <gmock/gmock.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
 
 #include "platform/error.h"
 #include "platform/process.h"

@@ -2,10 +2,10 @@
 //
 // Root runs shell scripts with an environment that somebody else has prepared: a file to read first, functions
 // in place of commands.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <gtest/gtest.h>
 
 #include "tests/attack/stranger.h"
 

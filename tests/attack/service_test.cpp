@@ -2,13 +2,7 @@
 //
 // The server's start and end as root: what a caller's environment and the server's own user, who owns the
 // data folder, can make of them.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "platform/process.h"
 #include "platform/service.h"
-#include "tests/attack/stranger.h"
-#include "tests/integration/server_fixture.h"
 
 #include <pwd.h>
 #include <signal.h>
@@ -17,6 +11,13 @@
 #include <unistd.h>
 
 #include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/process.h"
+#include "tests/attack/stranger.h"
+#include "tests/integration/server_fixture.h"
 
 namespace zafo::test {
 namespace {

@@ -3,7 +3,6 @@
 // Names in "/tmp" that are known before: another account is there first. What root does with
 // them must not fail, wait, follow or remove what is not meant.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -15,6 +14,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+
+#include <gmock/gmock.h>
 
 #include "platform/error.h"
 #include "tests/attack/stranger.h"

@@ -5,12 +5,13 @@
 // there is only one account, and these tests are skipped.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/slapd.h"
 

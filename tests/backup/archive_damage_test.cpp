@@ -2,11 +2,12 @@
 //
 // Whatever is not exactly a backup file of ours is refused, with the code of its reason.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
+
+#include <gtest/gtest.h>
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/backup/sealed_archive.h"

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/backup_folder.h"
 
-#include <gmock/gmock.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/backup/sealed_archive.h"

@@ -2,7 +2,6 @@
 //
 // zafoldapbackup without arguments: what it writes, what it keeps, and each of its exit codes.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -11,6 +10,8 @@
 #include <unistd.h>
 
 #include <csignal>
+
+#include <gmock/gmock.h>
 
 #include "tests/backup/program_fixture.h"
 #include "tests/rig/system_log.h"

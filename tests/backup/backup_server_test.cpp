@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Backups of the appliance's real server, most of all while clients write to it.
-#include <gmock/gmock.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+
+#include <gmock/gmock.h>
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/integration/own_server.h"

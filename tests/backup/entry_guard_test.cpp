@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/entry_guard.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "tools/backup/archive_fault.h"
 

@@ -3,7 +3,6 @@
 // A folder of a test's own, gone with it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -12,6 +11,8 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 namespace zafo::test {
 

@@ -2,7 +2,6 @@
 //
 // What every job has: one at a time, its progress to be watched, its children, its end by a signal.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -10,6 +9,8 @@
 
 #include <csignal>
 #include <cstdio>
+
+#include <gmock/gmock.h>
 
 #include "platform/file.h"
 #include "tests/backup/folder_fixture.h"

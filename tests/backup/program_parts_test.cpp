@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The backup program's decisions, each alone.
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <limits>
+
+#include <gtest/gtest.h>
 
 #include "tools/backup/destination.h"
 #include "tools/backup/job_error.h"

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/backup/sealed_archive.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <stdexcept>
+
+#include <archive.h>
+#include <archive_entry.h>
 
 #include "tools/backup/archive_format.h"
 

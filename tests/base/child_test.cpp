@@ -2,7 +2,6 @@
 #include "base/child.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -10,6 +9,8 @@
 
 #include <cerrno>
 #include <csignal>
+
+#include <gtest/gtest.h>
 
 #include "base/pidfd.h"
 #include "base/pipe.h"

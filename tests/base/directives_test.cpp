@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/directives.h"
 
-#include <gtest/gtest.h>
-
 #include <utility>
+
+#include <gtest/gtest.h>
 
 namespace zafo::directives_test {
 namespace {

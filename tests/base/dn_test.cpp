@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/dn.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <utility>
+
+#include <gtest/gtest.h>
 
 namespace zafo::dn_test {
 namespace {

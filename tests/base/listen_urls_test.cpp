@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/listen_urls.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 #include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace zafo::listen_urls_test {
 namespace {

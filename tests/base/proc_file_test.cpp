@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/proc_file.h"
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace zafo::test {
 namespace {

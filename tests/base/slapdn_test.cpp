@@ -2,8 +2,6 @@
 //
 // slapdn(8C) as a judge: what it takes for a DN, which DNs it takes for the same one, and what it
 // reads out of them. The DNs are chosen at random, the same ones in every run.
-#include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +10,8 @@
 #include <map>
 #include <random>
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "base/ascii.h"
 #include "base/dn.h"

@@ -2,6 +2,7 @@
 //
 // The calls of the directory core.
 #include "tests/core/allocation_failure.h"
+
 #include "platform/crypt.h"
 #include "platform/error.h"
 

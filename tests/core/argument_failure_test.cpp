@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The argument checks of the directory core and the frame.
+#include "tests/core/argument_failure.h"
+
 #include <sys/file.h>
 #include <unistd.h>
 
 #include "platform/error.h"
-#include "tests/core/argument_failure.h"
 #include "tests/core/variadic_writers.h"
 
 namespace zafo::core_test {

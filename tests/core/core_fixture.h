@@ -4,13 +4,13 @@
 // rule that no test leaves anything behind.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/szlist.h"
 #include "tests/rig/fake_tool.h"

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/host.h"
-
 #include <cstring>
 
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
+#include "zafoldap/host.h"
 
 namespace zafo::core_test {
 namespace {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Change files, byte for byte.
-#include "zafoldap/ldif.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +13,7 @@
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
 #include "tests/core/variadic_writers.h"
+#include "zafoldap/ldif.h"
 
 namespace zafo::core_test {
 namespace {

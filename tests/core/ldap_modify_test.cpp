@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Running ldapmodify on a change file.
-#include "zafoldap/modify.h"
-
 #include <filesystem>
 #include <optional>
 
@@ -10,6 +8,7 @@
 #include "tests/core/core_fixture.h"
 #include "tests/core/signals.h"
 #include "tests/core/without_tool.h"
+#include "zafoldap/modify.h"
 
 namespace zafo::core_test {
 namespace {

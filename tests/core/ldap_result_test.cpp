@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/result.h"
-
 #include <cstring>
 
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
+#include "zafoldap/result.h"
 
 namespace zafo::core_test {
 namespace {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The access rules of the own server.
-#include "tests/foreign/server.h"
-
-#include "zafoldap/server.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <filesystem>
+
+#include "tests/foreign/server.h"
+#include "zafoldap/server.h"
 
 namespace zafo::foreign::access_rules_test {
 

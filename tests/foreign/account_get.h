@@ -3,9 +3,9 @@
 // Reading one user and reading one group: what holds for both.
 #pragma once
 
-#include "tests/foreign/accounts.h"
-
 #include <utility>
+
+#include "tests/foreign/accounts.h"
 
 namespace zafo::foreign {
 

@@ -3,12 +3,12 @@
 // What the tests of accounts share: a connection, the questions asked of its server, the changes made there.
 #pragma once
 
-#include "tests/foreign/platform/foreign.h"
-
 #include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -2,17 +2,18 @@
 //
 // Every call of the platform that accounts make fails once, does nothing and says that all is well, or says something
 // that makes no sense: nothing is left over, nothing is given what it cannot take, and the caller gets a result.
-#include "tests/foreign/accounts.h"
-
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <map>
 #include <set>
+
+#include "tests/foreign/accounts.h"
 
 namespace zafo::foreign::accounts_failure_sweep_test {
 

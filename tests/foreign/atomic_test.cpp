@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Counters that are changed by comparing and swapping.
-#include "tests/foreign/change_fixture.h"
-
 #include <cstdint>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::atomic_test {
 

@@ -2,7 +2,6 @@
 //
 // The automount maps that are published for users' folders.
 #include "tests/foreign/home.h"
-
 #include "zafoldap/home.h"
 
 namespace zafo::foreign::automount_test {

@@ -3,14 +3,15 @@
 // The settings of backups and their lock.
 #pragma once
 
-#include "tests/foreign/server.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+
+#include "tests/foreign/server.h"
 
 namespace zafo::foreign {
 

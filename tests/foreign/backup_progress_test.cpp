@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the backup program says about its progress.
-#include "tests/foreign/server.h"
-
-#include "zafoldap/backup.h"
-
 #include <cstring>
+
+#include "tests/foreign/server.h"
+#include "zafoldap/backup.h"
 
 namespace zafo::foreign::backup_progress_test {
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The settings of scheduled backups: read, and freed.
-#include "tests/foreign/backup.h"
-
-#include "zafoldap/backup.h"
-
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+#include "tests/foreign/backup.h"
+#include "zafoldap/backup.h"
 
 namespace zafo::foreign::backup_settings_read_test {
 

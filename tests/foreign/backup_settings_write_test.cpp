@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The settings of scheduled backups: written under a lock, with a destination that can be used.
-#include "tests/foreign/backup.h"
-
-#include "zafoldap/backup.h"
-
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+#include "tests/foreign/backup.h"
+#include "zafoldap/backup.h"
 
 namespace zafo::foreign::backup_settings_write_test {
 

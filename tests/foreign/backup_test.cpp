@@ -3,14 +3,15 @@
 // Backup and restore by a program of their own, and their schedule.
 #include "tests/foreign/backup.h"
 
-#include "zafoldap/backup.h"
-
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+
+#include "zafoldap/backup.h"
 
 extern char **environ;
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What changes, connections, passwords, counters and new accounts log while the debug switch is on.
-#include "tests/foreign/change_fixture.h"
-
 #include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::change_debug_test {
 

@@ -4,13 +4,14 @@
 // accounts have in common.
 #pragma once
 
-#include "tests/foreign/platform/foreign.h"
-
 #include <sys/resource.h>
+
 #include <algorithm>
 #include <initializer_list>
 #include <string>
 #include <vector>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Connection records from saved connections and from the client binding.
-#include "tests/foreign/change_fixture.h"
-
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::connection_read_test {
 

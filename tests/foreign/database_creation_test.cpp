@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The skeleton of the server's database: nine entries, each looked for and, where it is missing, loaded offline.
-#include "tests/foreign/server.h"
-
-#include "zafoldap/server.h"
-
 #include <algorithm>
+
+#include "tests/foreign/server.h"
+#include "zafoldap/server.h"
 
 namespace zafo::foreign::database_creation_test {
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The groups and the administrator that a new server gets.
-#include "tests/foreign/server.h"
-
-#include "zafoldap/server.h"
-
 #include <ctime>
+
+#include "tests/foreign/server.h"
+#include "zafoldap/server.h"
 
 namespace zafo::foreign::default_accounts_test {
 

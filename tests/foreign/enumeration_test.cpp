@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/accounts.h"
-
 #include <cstring>
+
+#include "tests/foreign/accounts.h"
 
 namespace zafo::foreign::enumeration_test {
 

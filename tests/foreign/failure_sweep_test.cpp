@@ -2,15 +2,16 @@
 //
 // Every call of the platform fails once, in every way: nothing is left over, nothing is given what it
 // cannot take, and the caller gets a result.
-#include "tests/foreign/change_fixture.h"
-
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <climits>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <set>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::failure_sweep_test {
 

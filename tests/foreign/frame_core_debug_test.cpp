@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What is logged while the debug switch is on.
-#include "tests/foreign/platform/foreign.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Error slot and messages, the debug switch, locks, parent DNs.
-#include "tests/foreign/platform/foreign.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <climits>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // New groups: the record that is added and the steps around it.
-#include "tests/foreign/change_fixture.h"
-
 #include <algorithm>
 #include <optional>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::group_create_test {
 

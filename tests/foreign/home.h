@@ -3,10 +3,11 @@
 // Exports that are mounted and the users whose folders are made in them.
 #pragma once
 
-#include "tests/foreign/server.h"
-
 #include <unistd.h>
+
 #include <filesystem>
+
+#include "tests/foreign/server.h"
 
 namespace zafo::foreign {
 

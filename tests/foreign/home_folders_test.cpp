@@ -2,7 +2,6 @@
 //
 // Users' folders, made in an export over NFS.
 #include "tests/foreign/home.h"
-
 #include "zafoldap/home.h"
 
 namespace zafo::foreign::home_folders_test {

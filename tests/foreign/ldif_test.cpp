@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Change files: names, lines, counters and what ends them.
-#include "tests/foreign/change_fixture.h"
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::ldif_test {
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The run of ldapmodify over a change file.
-#include "tests/foreign/change_fixture.h"
-
 #include <signal.h>
 #include <unistd.h>
+
 #include <optional>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::modify_test {
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Texts of new accounts that are out of the ordinary and need no care, and the home folder of a new user.
-#include "tests/foreign/change_fixture.h"
-
 #include <unistd.h>
+
 #include <algorithm>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::new_account_text_test {
 

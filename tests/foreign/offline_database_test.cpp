@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The database past its server: entries loaded and looked for offline.
-#include "tests/foreign/server.h"
+#include <filesystem>
 
+#include "tests/foreign/server.h"
 #include "zafoldap/ldif.h"
 #include "zafoldap/server.h"
-
-#include <filesystem>
 
 namespace zafo::foreign::offline_database_test {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Hashing a password and having the server set one.
-#include "tests/foreign/change_fixture.h"
-
 #include <cerrno>
 #include <cstring>
 #include <optional>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::password_test {
 

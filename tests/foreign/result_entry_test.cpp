@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // One entry as pairs of attribute and value.
-#include "tests/foreign/platform/foreign.h"
-
 #include <unistd.h>
+
 #include <cstring>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

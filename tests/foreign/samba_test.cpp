@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Pools of numbers and security identifiers.
-#include "tests/foreign/change_fixture.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::samba_test {
 

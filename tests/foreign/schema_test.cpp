@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The object classes that a server's schema has.
-#include "tests/foreign/change_fixture.h"
-
 #include <cctype>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::schema_test {
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How a search is started: the tool's arguments, and the same as a line for logs.
-#include "tests/foreign/platform/foreign.h"
-
 #include <unistd.h>
+
 #include <cstring>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How a search ends, and whole searches with a handler.
-#include "tests/foreign/platform/foreign.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <cstring>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

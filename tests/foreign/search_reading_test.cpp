@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How the tool's output becomes entries.
-#include "tests/foreign/platform/foreign.h"
-
 #include <algorithm>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The search request as a record.
-#include "tests/foreign/platform/foreign.h"
-
 #include <cstring>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Ready-made searches: all values of a search, all values of an entry, one value, object classes.
-#include "tests/foreign/change_fixture.h"
-
 #include <cctype>
 #include <cstring>
 #include <functional>
 #include <optional>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::search_values_test {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Security identifiers from the domain's counter.
-#include "tests/foreign/change_fixture.h"
-
 #include <algorithm>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::security_id_test {
 

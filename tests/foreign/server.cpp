@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+
 #include <cstdio>
 #include <filesystem>
 

@@ -2,7 +2,6 @@
 //
 // slapd.conf: written from its template with suffix, administrator and password hash.
 #include "tests/foreign/server.h"
-
 #include "zafoldap/server.h"
 
 namespace zafo::foreign::server_configuration_test {

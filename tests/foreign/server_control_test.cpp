@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The service "ldap-server": started, stopped, looked at, reset and enabled.
-#include "tests/foreign/server.h"
-
-#include "zafoldap/server.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "tests/foreign/server.h"
+#include "zafoldap/server.h"
 
 namespace zafo::foreign::server_control_test {
 

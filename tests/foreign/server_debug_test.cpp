@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the server's functions log while the debug switch is on.
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
 #include "tests/foreign/home.h"
 #include "tests/foreign/server.h"
-
 #include "zafoldap/debug.h"
 #include "zafoldap/ldif.h"
 #include "zafoldap/server.h"
-
-#include <unistd.h>
-#include <algorithm>
-#include <filesystem>
 
 namespace zafo::foreign::server_debug_test {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // New users: the record that is added and the steps around it.
-#include "tests/foreign/change_fixture.h"
-
 #include <cstdio>
 #include <ctime>
 #include <optional>
+
+#include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::user_create_test {
 

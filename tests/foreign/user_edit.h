@@ -3,10 +3,10 @@
 // What the tests of editing a user share.
 #pragma once
 
-#include "tests/foreign/accounts.h"
-
 #include <deque>
 #include <optional>
+
+#include "tests/foreign/accounts.h"
 
 namespace zafo::foreign {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/account_get.h"
-
 #include <ctime>
+
+#include "tests/foreign/account_get.h"
 
 namespace zafo::foreign::user_get_test {
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A private appliance root without the debug marker.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
+
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "zafoldap/debug.h"

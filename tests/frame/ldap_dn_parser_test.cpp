@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/dn.h"
-
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "platform/error.h"
+#include "zafoldap/dn.h"
 #include "zafoldap/error.h"
 
 namespace {

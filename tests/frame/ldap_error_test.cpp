@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/error.h"
+#include <limits>
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "platform/error.h"
+#include "zafoldap/error.h"
 
 namespace {
 

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "zafoldap/lock.h"
-
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -14,9 +10,13 @@
 #include <fstream>
 #include <string>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "platform/error.h"
 #include "tests/rig/system_log.h"
 #include "zafoldap/error.h"
+#include "zafoldap/lock.h"
 
 namespace {
 

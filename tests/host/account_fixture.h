@@ -3,21 +3,20 @@
 // The local accounts of the private root: the test's own files in "/etc", put back at its end.
 #pragma once
 
-#include "platform/error.h"
-#include "platform/group.h"
-#include "platform/user.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/host/owners.h"
-
 #include <fcntl.h>
 
 #include <cstdlib>
 #include <functional>
 #include <map>
 #include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/error.h"
+#include "platform/group.h"
+#include "platform/user.h"
+#include "tests/host/owners.h"
 
 namespace zafo::test {
 

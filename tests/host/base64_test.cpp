@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/crypt.h"
-
-#include <gtest/gtest.h>
-
-#include "platform/error.h"
-
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/crypt.h"
+#include "platform/error.h"
 
 namespace {
 

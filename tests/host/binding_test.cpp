@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
-#include "platform/ldap.h"
-#include "tests/host/owners.h"
-
 #include <unistd.h>
 
 #include <filesystem>
 #include <optional>
+
+#include <gtest/gtest.h>
+
+#include "platform/ldap.h"
+#include "tests/host/owners.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <grp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "platform/ldap.h"
 #include "tests/host/owners.h"
-
-#include <grp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 

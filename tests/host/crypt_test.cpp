@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/crypt.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/host/owners.h"
-
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <set>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/owners.h"
 
 namespace {
 

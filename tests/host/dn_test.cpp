@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <string>
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "platform/ldap.h"
-
-#include <string>
-#include <utility>
 
 namespace zafo::dn_test {
 namespace {

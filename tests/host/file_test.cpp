@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/file.h"
 
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
 #include "tests/rig/system_log.h"
-
-#include <sys/stat.h>
-#include <syslog.h>
-#include <unistd.h>
 
 namespace {
 

@@ -2,12 +2,6 @@
 //
 // How section files are replaced: modes, owners, links, several writers, full disks and
 // what killed writers leave.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "platform/file.h"
-#include "tests/host/owners.h"
-
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -17,6 +11,12 @@
 
 #include <chrono>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/file.h"
+#include "tests/host/owners.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/fs.h"
-#include "platform/error.h"
+
+#include <fcntl.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/error.h"
 #include "tests/host/owners.h"
-
-#include <fcntl.h>
 
 namespace {
 

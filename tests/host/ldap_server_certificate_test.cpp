@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/host/ldap_server_fixture.h"
-
 #include <unistd.h>
+
+#include "tests/host/ldap_server_fixture.h"
 
 namespace zafo::test {
 namespace {

@@ -4,6 +4,12 @@
 // OpenLDAP clients and openssl beside it.
 #pragma once
 
+#include <pwd.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,12 +18,6 @@
 #include "platform/service.h"
 #include "tests/host/owners.h"
 #include "tests/rig/slapd.h"
-
-#include <pwd.h>
-#include <unistd.h>
-
-#include <string>
-#include <vector>
 
 namespace zafo::test {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/host/ldap_server_fixture.h"
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <sstream>
+
+#include "tests/host/ldap_server_fixture.h"
 
 namespace zafo::test {
 namespace {

@@ -3,10 +3,6 @@
 // Owners and shorthand for the platform's lists, maps and files in tests.
 #pragma once
 
-#include "platform/error.h"
-#include "platform/szhash.h"
-#include "platform/szlist.h"
-
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -19,6 +15,10 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "platform/error.h"
+#include "platform/szhash.h"
+#include "platform/szlist.h"
 
 namespace zafo::test {
 

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/process.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/host/owners.h"
-
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -15,6 +11,10 @@
 #include <climits>
 #include <functional>
 #include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/owners.h"
 
 namespace {
 

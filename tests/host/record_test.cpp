@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The records of users and groups.
-#include "platform/error.h"
-#include "platform/group.h"
-#include "platform/user.h"
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include "platform/error.h"
+#include "platform/group.h"
+#include "platform/user.h"
 
 namespace {
 

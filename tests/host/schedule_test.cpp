@@ -3,8 +3,6 @@
 // The table of periodic commands, and what a real cron makes of it.
 #include "platform/schedule.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +11,9 @@
 #include <cstring>
 #include <optional>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
 #include "tests/rig/cron.h"

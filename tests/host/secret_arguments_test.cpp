@@ -2,16 +2,6 @@
 //
 // What becomes of the secrets in a directory tool's argument vector: the vector that the platform is given,
 // the one that the tool has, and the files in between.
-#include "platform/process.h"
-
-#include "platform/error.h"
-
-#include "tests/host/owners.h"
-#include "tests/rig/fake_tool.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -27,6 +17,14 @@
 #include <cstddef>
 #include <functional>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/error.h"
+#include "platform/process.h"
+#include "tests/host/owners.h"
+#include "tests/rig/fake_tool.h"
 
 namespace zafo::secret_arguments_test {
 

@@ -2,6 +2,15 @@
 //
 // Services that are started again when they end by themselves, played by shell scripts under the real paths
 // of a private root.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,15 +20,6 @@
 #include "platform/process.h"
 #include "platform/service.h"
 #include "tests/host/owners.h"
-
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdlib>
-#include <functional>
-#include <thread>
 
 namespace kept_service {
 namespace {

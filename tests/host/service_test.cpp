@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Services played by shell scripts, under the real paths of a private root.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "platform/process.h"
 #include "platform/service.h"
-#include "tests/host/owners.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -18,6 +13,12 @@
 #include <csignal>
 #include <cstring>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/process.h"
+#include "tests/host/owners.h"
 
 namespace {
 

@@ -3,12 +3,13 @@
 // The paths of shared folders, from a file as smb.conf(5) describes it.
 #include "platform/share.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/szhash.h"
 
+#include <climits>
+
 #include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
-
-#include <climits>
 
 namespace {
 

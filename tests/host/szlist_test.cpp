@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/szlist.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/host/owners.h"
-
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <climits>
 #include <random>
+
+#include <gtest/gtest.h>
+
+#include "tests/host/owners.h"
 
 namespace {
 

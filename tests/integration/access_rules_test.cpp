@@ -2,12 +2,12 @@
 //
 // Who may do what on the appliance's own server: every cell by a client that is bound as somebody,
 // and by what slapacl(8) says of the rules.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/integration/own_server.h"
 

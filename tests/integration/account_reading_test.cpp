@@ -2,12 +2,12 @@
 //
 // Accounts of the example directory as the library sees them, beside what the system's own
 // client says.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <memory>
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "tests/integration/integration.h"

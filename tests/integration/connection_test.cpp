@@ -2,14 +2,15 @@
 //
 // Where connections come from: the saved ones of the directory browser and the
 // appliance's own client binding.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <memory>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "platform/file.h"

@@ -3,10 +3,10 @@
 // Servers that refuse, are not there, say nothing or cannot be trusted. Every
 // failure is the same to a caller: -1 and the tool's exit code, which is the LDAP
 // result code, or 255 when there was no answer at all.
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "tests/integration/integration.h"
 #include "tests/integration/listener.h"

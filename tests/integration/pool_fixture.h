@@ -3,12 +3,12 @@
 // The appliance's own kind of server with its number pools, and accounts that carry numbers.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/slapd.h"
 #include "zafoldap.h"

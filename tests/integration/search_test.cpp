@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <map>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/integration/integration.h"
 

@@ -4,14 +4,15 @@
 // that everybody can read, in the log (with the debug switch on), in "/tmp". The
 // search and modify vectors carry it to the platform, which takes it out before it
 // starts the tool front.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/integration/integration.h"
 #include "tests/integration/listener.h"

@@ -4,11 +4,11 @@
 // they found it, the content of its database, and the codes of the last failure.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "tests/integration/integration.h"

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A caller may stop reading at any point: nothing of a search stays behind.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/integration/integration.h"
 #include "tests/integration/listener.h"

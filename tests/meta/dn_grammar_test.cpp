@@ -4,9 +4,9 @@
 // entry a DN names.
 #include "tests/meta/dn_grammar.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/source_tree.h"
 

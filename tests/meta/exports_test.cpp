@@ -2,11 +2,11 @@
 //
 // Holds the shared library, its public headers and the list of its functions
 // together.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/source_tree.h"
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/meta/floors.h"
 
-#include "tests/rig/source_tree.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <regex>
 #include <set>
+
+#include "tests/rig/source_tree.h"
 
 namespace zafo::meta {
 

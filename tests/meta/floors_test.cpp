@@ -3,10 +3,10 @@
 // Includes lead downwards, from floor to floor, and no folders include each other in a circle.
 #include "tests/meta/floors.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace {
 

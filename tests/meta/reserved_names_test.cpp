@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The names that the programs will not copy to a machine are those that the own server's rules keep an operator from giving.
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/source_tree.h"
 

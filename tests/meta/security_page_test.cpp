@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What docs/security.md promises names the test that plays the attack: the test is there.
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/source_tree.h"
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The words that people read: spelt right, and none of the turns of phrase in phrases.txt.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <map>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/meta/prose.h"
 #include "tests/rig/source_tree.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
 #include <signal.h>
+
+#include <gtest/gtest.h>
 
 #include "tools/backup/job_error.h"
 #include "tools/restore/loading_configuration.h"

@@ -3,10 +3,10 @@
 // Every state of the journal with everything that the two names may stand for.
 #include "tools/restore/recovery_verdict.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 namespace zafo::test {
 namespace {

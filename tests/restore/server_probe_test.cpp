@@ -3,11 +3,11 @@
 // Where a restore asks the server that it has started; ldapsearch says what it is told.
 #include "tools/restore/server_probe.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "base/appliance_paths.h"
 #include "tests/rig/fake_tool.h"

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/rig/fake_tool.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/fake_tool_format.h"
 

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/rig/fake_tool.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest-spi.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/running_tool.h"
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The private appliance root: what is its own, what is not, and what is left of it.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -15,6 +13,9 @@
 #include <fstream>
 #include <string>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace {
 

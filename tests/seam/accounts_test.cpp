@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Accounts over a platform that fails in the middle of a call, and what is internal of them.
-#include "accounts/ldap_samba.h"
-
 #include <sys/stat.h>
 
+#include "src/accounts/ldap_samba.h"
 #include "tests/accounts/writing_fixture.h"
 #include "tests/seam/seam.h"
 #include "zafoldap.h"

@@ -9,13 +9,13 @@
 // So a platform can fail where ours never does, or answer without setting its error slot.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/file.h"
 #include "platform/szhash.h"

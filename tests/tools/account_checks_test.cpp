@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What may be a name, number, date, text or password, and other texts that are taken apart.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tools/zafoldap/account_checks.h"
 
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
-#include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_directory.h"
 #include "tools/zafoldap/user/home.h"
 

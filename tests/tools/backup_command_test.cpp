@@ -2,8 +2,6 @@
 //
 // Backups of a real server from the command line: set, made, refused, broken off, watched.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/wait.h>
@@ -12,6 +10,9 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/waiting.h"
 #include "tests/tools/account_fixture.h"

@@ -3,11 +3,12 @@
 // What is read from openssl's words, and from certificates of every sort with openssl itself.
 #include "tools/cli/certificate.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/tools/program.h"
 

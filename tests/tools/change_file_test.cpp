@@ -3,10 +3,11 @@
 // Changes whose file the disk has no room for.
 #include "tools/cli/change_file.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/fake_tool.h"
 
@@ -54,7 +55,7 @@ TEST(ChangeFile, ThatTheDiskCutsShortIsNotRunAndSaysWhy) {
             failure = TakeOut(names);
         }
         ASSERT_TRUE(failure.has_value());
-        EXPECT_EQ(failure->key, "temporary_folder");
+        EXPECT_EQ(failure->Key(), "temporary_folder");
         EXPECT_EQ(failure->message, "cannot write the change file in /tmp: File too large");
     }
     EXPECT_TRUE(tools.Calls().empty());

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every command of the table has everything that a command must have.
+#include <algorithm>
+#include <sstream>
+
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <sstream>
 
 #include "tools/cli/completion.h"
 #include "tools/cli/failure.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "platform/error.h"
 #include "platform/process.h"

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/tools/program.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <sstream>
+
+#include <gtest/gtest.h>
 
 namespace zafo::rig {
 

@@ -3,10 +3,11 @@
 // Runs the installed program as a user would.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "tests/rig/slapd.h"
 

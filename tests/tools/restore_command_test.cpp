@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Restores of a real server from the command line: asked for, refused, failing, on another machine.
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "tests/tools/account_fixture.h"
 #include "tests/tools/backup_fixture.h"

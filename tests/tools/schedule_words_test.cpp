@@ -3,10 +3,10 @@
 // Schedules in words, their numbers, and when they come next.
 #include "tools/zafoldapserver/schedule_words.h"
 
+#include <cstdlib>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cstdlib>
 
 namespace {
 

@@ -2,15 +2,15 @@
 //
 // A backup that nobody starts: the schedule that was set, a real cron, the wall clock. Mostly
 // waits, three minutes at most.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/cron.h"
 #include "tests/rig/waiting.h"

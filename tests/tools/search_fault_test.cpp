@@ -2,11 +2,12 @@
 //
 // search and entry show when the tools fail in every way.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/fake_tool.h"
 #include "tests/rig/fault.h"

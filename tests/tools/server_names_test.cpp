@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What may be suffix, administrator and password of the server.
+#include "tools/zafoldapserver/server_names.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tools/cli/failure.h"
-#include "tools/zafoldapserver/server_names.h"
 
 namespace {
 

@@ -4,13 +4,14 @@
 // nothing.
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/server_fixture.h"

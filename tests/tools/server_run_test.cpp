@@ -3,14 +3,15 @@
 // A server from its set-up to its end, with the real slapd. The tests of this file share one and
 // leave it running as it was set up, whatever they do to it.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/server_fixture.h"

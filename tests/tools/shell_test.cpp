@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Completion scripts and man pages with the programs that read them.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "tests/rig/fake_tool.h"
 #include "tests/rig/waiting.h"

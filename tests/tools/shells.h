@@ -3,13 +3,14 @@
 // What the shells offer at the end of a command line.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "tests/rig/slapd.h"
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tools/backup/exit_code.h"
-
 #include <stdexcept>
 #include <string>
+
+#include "tools/backup/exit_code.h"
 
 namespace zafo::backup {
 

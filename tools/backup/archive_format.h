@@ -14,12 +14,12 @@
 // added byte visible, in padding and checksums too.
 #pragma once
 
-#include "tools/backup/sha256.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+
+#include "tools/backup/sha256.h"
 
 namespace zafo::backup {
 

@@ -1,20 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/archive_reader.h"
 
-#include "tools/backup/archive_fault.h"
-#include "tools/backup/archive_format.h"
-#include "tools/backup/background_sha256.h"
-#include "tools/backup/entry_guard.h"
-#include "tools/backup/entry_scan.h"
-#include "tools/backup/job_error.h"
-#include "tools/backup/stop_signal.h"
-#include "tools/backup/tar_reader.h"
-#include "tools/backup/zstd_frame.h"
-
-#include <archive.h>
-#include <archive_entry.h>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +14,20 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fmt/format.h>
+
+#include "tools/backup/archive_fault.h"
+#include "tools/backup/archive_format.h"
+#include "tools/backup/background_sha256.h"
+#include "tools/backup/entry_guard.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
+#include "tools/backup/tar_reader.h"
+#include "tools/backup/zstd_frame.h"
 
 namespace zafo::backup {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "base/unique_fd.h"
-#include "tools/backup/manifest.h"
-
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/unique_fd.h"
+#include "tools/backup/manifest.h"
 
 namespace zafo::backup {
 

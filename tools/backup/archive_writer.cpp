@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/archive_writer.h"
 
-#include "base/write_all.h"
-#include "tools/backup/archive_format.h"
-#include "tools/backup/job_error.h"
-#include "tools/backup/stop_signal.h"
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
 
 #include <archive.h>
 #include <archive_entry.h>
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <exception>
-#include <utility>
+#include "base/write_all.h"
+#include "tools/backup/archive_format.h"
+#include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
 
 namespace zafo::backup {
 

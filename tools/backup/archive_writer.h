@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tools/backup/background_sha256.h"
-#include "tools/backup/entry_scan.h"
-#include "tools/backup/manifest.h"
-
 #include <cstdint>
 #include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/background_sha256.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/backup/manifest.h"
 
 namespace zafo::backup {
 

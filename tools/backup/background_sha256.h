@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tools/backup/sha256.h"
-
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -10,6 +8,8 @@
 #include <string_view>
 #include <thread>
 #include <vector>
+
+#include "tools/backup/sha256.h"
 
 namespace zafo::backup {
 

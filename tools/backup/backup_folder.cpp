@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/backup_folder.h"
 
-#include "base/atomic_file.h"
-#include "tools/backup/archive_reader.h"
-#include "tools/backup/job_error.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -24,6 +18,12 @@
 #include <memory>
 #include <optional>
 #include <utility>
+
+#include <fmt/format.h>
+
+#include "base/atomic_file.h"
+#include "tools/backup/archive_reader.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

@@ -5,13 +5,13 @@
 // written has a dot in front and ".part" behind.
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <cstdint>
 #include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/unique_fd.h"
 
 namespace zafo::backup {
 

@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/child.h"
 
-#include "base/child.h"
-#include "base/pidfd.h"
-#include "tools/backup/job_error.h"
-#include "tools/backup/stop_signal.h"
-
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <optional>
 #include <utility>
+
+#include <fmt/format.h>
+
+#include "base/child.h"
+#include "base/pidfd.h"
+#include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
 
 namespace zafo::backup {
 

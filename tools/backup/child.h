@@ -4,15 +4,15 @@
 // but the standard three.
 #pragma once
 
-#include "base/pipe.h"
-#include "base/unique_fd.h"
-
 #include <sys/types.h>
 
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "base/pipe.h"
+#include "base/unique_fd.h"
 
 namespace zafo::backup {
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/confirmed_backup.h"
 
-#include "base/write_all.h"
-#include "tools/backup/job_error.h"
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
+
+#include <fmt/format.h>
+
+#include "base/write_all.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

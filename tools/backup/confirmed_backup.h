@@ -7,10 +7,10 @@
 // It is text in a sealed file in memory, which only a process can make: no file of a folder is taken for one.
 #pragma once
 
-#include "base/unique_fd.h"
-
 #include <optional>
 #include <string>
+
+#include "base/unique_fd.h"
 
 namespace zafo::backup {
 

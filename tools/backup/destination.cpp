@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/destination.h"
 
-#include "base/appliance_paths.h"
-#include "tools/backup/job_error.h"
-
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

@@ -3,11 +3,11 @@
 // Whether a folder is one to write backups into.
 #pragma once
 
-#include "tools/backup/backup_folder.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "tools/backup/backup_folder.h"
 
 namespace zafo::backup {
 

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/entry_guard.h"
 
-#include "base/ascii.h"
-#include "tools/backup/archive_fault.h"
-#include "tools/backup/job_error.h"
-
-#include <fmt/format.h>
 #include <algorithm>
 #include <array>
 #include <cstring>
+
+#include <fmt/format.h>
+
+#include "base/ascii.h"
+#include "tools/backup/archive_fault.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

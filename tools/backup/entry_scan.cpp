@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/entry_scan.h"
 
-#include "base/dn.h"
-#include "platform/crypt.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "base/dn.h"
+#include "platform/crypt.h"
 
 namespace zafo::backup {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/job_error.h"
 
-#include "tools/cli/display_text.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include <fmt/format.h>
+
+#include "tools/cli/display_text.h"
 
 namespace zafo::backup {
 

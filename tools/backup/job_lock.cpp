@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/job_lock.h"
 
-#include "tools/backup/job_error.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,6 +9,8 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
+
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

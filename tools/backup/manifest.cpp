@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/manifest.h"
 
-#include "tools/backup/job_error.h"
+#include <algorithm>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/progress_file.h"
 
-#include "base/atomic_file.h"
-#include "tools/backup/job_error.h"
-
 #include <syslog.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <chrono>
 #include <cstring>
 #include <exception>
 #include <utility>
+
+#include <fmt/format.h>
+
+#include "base/atomic_file.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

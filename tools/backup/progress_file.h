@@ -12,13 +12,13 @@
 //   pid         the process that works
 #pragma once
 
-#include "tools/backup/exit_code.h"
-
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/exit_code.h"
 
 namespace zafo::backup {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <nettle/sha2.h>
-
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include <nettle/sha2.h>
 
 namespace zafo::backup {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/stop_signal.h"
 
-#include "tools/backup/job_error.h"
-
 #include <csignal>
+
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

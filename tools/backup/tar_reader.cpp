@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/tar_reader.h"
 
-#include "tools/backup/archive_fault.h"
-#include "tools/backup/job_error.h"
+#include <algorithm>
+#include <optional>
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <optional>
+#include "tools/backup/archive_fault.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

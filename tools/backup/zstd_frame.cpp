@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/zstd_frame.h"
 
+#include <algorithm>
+
 #include "tools/backup/archive_fault.h"
 #include "tools/backup/archive_format.h"
-
-#include <algorithm>
 
 namespace zafo::backup {
 

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/certificate.h"
 
-#include "base/appliance_paths.h"
-#include "tools/cli/tool_run.h"
-
 #include <arpa/inet.h>
 #include <strings.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <string_view>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "tools/cli/tool_run.h"
 
 namespace zafo::cli {
 

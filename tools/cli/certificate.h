@@ -3,13 +3,13 @@
 // What openssl says of a server's certificate.
 #pragma once
 
-#include "tools/cli/streams.h"
-
 #include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

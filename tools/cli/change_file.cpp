@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/change_file.h"
 
-#include "tools/cli/display_text.h"
-#include "tools/cli/temporary_folder.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/temporary_folder.h"
 
 namespace zafo::cli {
 

@@ -3,11 +3,11 @@
 // A change of one entry, written as an LDIF file in "/tmp" and run with ldapmodify(1).
 #pragma once
 
-#include "tools/cli/directory.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/cli/directory.h"
 
 namespace zafo::cli {
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/change_log.h"
 
-#include "tools/cli/display_text.h"
-
 #include <pwd.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

@@ -4,13 +4,13 @@
 // of an entry or a secret.
 #pragma once
 
-#include "tools/cli/session.h"
-
-#include <fmt/format.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

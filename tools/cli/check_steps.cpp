@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/check_steps.h"
 
-#include "tools/cli/display_text.h"
+#include <algorithm>
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

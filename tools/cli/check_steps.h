@@ -4,12 +4,12 @@
 // it is made, else together.
 #pragma once
 
-#include "tools/cli/listing.h"
-#include "tools/cli/session.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/cli/listing.h"
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/completion.h"
 
-#include "tools/cli/tool_run.h"
+#include <algorithm>
+#include <sstream>
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <sstream>
+#include "tools/cli/tool_run.h"
 
 namespace zafo::cli {
 

@@ -13,12 +13,12 @@
 // left out. Whatever fails, there is no candidate and no message.
 #pragma once
 
-#include "tools/cli/command.h"
-
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/command.h"
 
 namespace zafo::cli {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/directory.h"
 
-#include "base/ascii.h"
-#include "platform/szlist.h"
-
 #include <algorithm>
 #include <array>
 #include <new>
 #include <unordered_map>
 #include <utility>
+
+#include "base/ascii.h"
+#include "platform/szlist.h"
 
 namespace zafo::cli {
 

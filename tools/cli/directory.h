@@ -3,16 +3,15 @@
 // Owners of the library's records, and searches that fail with words.
 #pragma once
 
-#include "tools/cli/entry_writer.h"
-#include "tools/cli/failure.h"
-#include "tools/cli/streams.h"
-
-#include "platform/error.h"
-#include "zafoldap.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/error.h"
+#include "tools/cli/entry_writer.h"
+#include "tools/cli/failure.h"
+#include "tools/cli/streams.h"
+#include "zafoldap.h"
 
 namespace zafo::cli {
 

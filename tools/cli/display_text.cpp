@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/display_text.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 #include <unictype.h>
 #include <unistr.h>
 #include <uniwidth.h>
-
-#include <algorithm>
 
 namespace zafo::cli {
 

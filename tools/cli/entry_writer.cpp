@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/entry_writer.h"
 
-#include "base/ascii.h"
-#include "tools/cli/display_text.h"
-#include "tools/cli/table_writer.h"
+#include <algorithm>
+#include <cctype>
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
+#include "base/ascii.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/table_writer.h"
 
 namespace zafo::cli {
 

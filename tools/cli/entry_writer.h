@@ -9,12 +9,12 @@
 // forms write "<binary: …>".
 #pragma once
 
-#include "tools/cli/json_document.h"
-
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/json_document.h"
 
 namespace zafo::cli {
 

@@ -1,22 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/failure.h"
 
-#include "base/appliance_paths.h"
-#include "tools/cli/display_text.h"
-
-#include "platform/error.h"
-#include "platform/process.h"
-#include "tools/cli/temporary_folder.h"
-#include "zafoldap/error.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <optional>
 #include <utility>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "platform/error.h"
+#include "platform/process.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/temporary_folder.h"
+#include "zafoldap/error.h"
 
 namespace zafo::cli {
 

@@ -3,11 +3,11 @@
 // Why a command failed, in words for a person and in codes for a script.
 #pragma once
 
-#include "tools/cli/message.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/cli/message.h"
 
 namespace zafo::cli {
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/forked_call.h"
 
-#include "tools/cli/leftover_files.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -10,6 +8,8 @@
 
 #include <cerrno>
 #include <cstring>
+
+#include "tools/cli/leftover_files.h"
 
 namespace zafo::cli {
 

@@ -3,14 +3,14 @@
 // A long call made in a process of its own, while this one shows how far it is.
 #pragma once
 
-#include "tools/cli/streams.h"
-
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <functional>
 #include <optional>
 #include <type_traits>
+
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

@@ -3,9 +3,9 @@
 // What --help prints.
 #pragma once
 
-#include "tools/cli/command.h"
-
 #include <string>
+
+#include "tools/cli/command.h"
 
 namespace zafo::cli {
 

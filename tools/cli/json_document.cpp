@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/json_document.h"
 
-#include "tools/cli/display_text.h"
-
 #include <fmt/format.h>
+
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

@@ -5,9 +5,9 @@
 // by element, and "complete" and "ok" then follow at the end.
 #pragma once
 
-#include "tools/cli/streams.h"
-
 #include <nlohmann/json.hpp>
+
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/ldap_dn.h"
 
+#include <algorithm>
+
+#include <fmt/format.h>
+
 #include "base/ascii.h"
 #include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/failure.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
 
 namespace zafo::cli {
 

@@ -3,11 +3,11 @@
 // Distinguished names (RFC 4514), checked before they reach a tool.
 #pragma once
 
-#include "tools/cli/ldap_filter.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/cli/ldap_filter.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/ldap_filter.h"
 
-#include "base/ascii.h"
-#include "tools/cli/display_text.h"
+#include <cctype>
 
 #include <fmt/format.h>
 #include <unistr.h>
 
-#include <cctype>
+#include "base/ascii.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/leftover_files.h"
 
-#include "base/proc_file.h"
-#include "zafoldap/debug.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -17,6 +14,9 @@
 #include <optional>
 #include <span>
 #include <string_view>
+
+#include "base/proc_file.h"
+#include "zafoldap/debug.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/listing.h"
 
-#include "tools/cli/display_text.h"
+#include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <algorithm>
-#include <utility>
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

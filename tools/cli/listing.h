@@ -3,13 +3,12 @@
 // Results that are not directory entries: records with named fields, printed in every form.
 #pragma once
 
-#include "tools/cli/json_document.h"
-
-#include "tools/cli/table_writer.h"
-
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/json_document.h"
+#include "tools/cli/table_writer.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/man_page.h"
 
-#include "tools/cli/help.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+
+#include <fmt/format.h>
+
+#include "tools/cli/help.h"
 
 namespace zafo::cli {
 

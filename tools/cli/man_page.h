@@ -3,10 +3,10 @@
 // Man pages in troff: one for the program and one for each noun.
 #pragma once
 
-#include "tools/cli/command.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/cli/command.h"
 
 namespace zafo::cli {
 

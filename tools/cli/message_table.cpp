@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The texts of all failures: what happened and where, then what to do.
-#include "tools/cli/message.h"
-
 #include <algorithm>
 #include <iterator>
+
+#include "tools/cli/message.h"
 
 namespace zafo::cli {
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/parser.h"
 
-#include "tools/cli/display_text.h"
-#include "tools/cli/failure.h"
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "tools/cli/display_text.h"
+#include "tools/cli/failure.h"
 
 namespace zafo::cli {
 

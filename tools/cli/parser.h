@@ -3,13 +3,13 @@
 // From a command line to an invocation: which command, with which values.
 #pragma once
 
-#include "tools/cli/command.h"
-
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/command.h"
 
 namespace zafo::cli {
 

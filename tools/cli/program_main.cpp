@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/program_main.h"
 
-#include "tools/cli/completion.h"
-#include "tools/cli/help.h"
-#include "tools/cli/leftover_files.h"
-
 #include <signal.h>
 #include <syslog.h>
 
+#include <new>
+
 #include <fmt/format.h>
 
-#include <new>
+#include "tools/cli/completion.h"
+#include "tools/cli/help.h"
+#include "tools/cli/leftover_files.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/progress.h"
 
-#include "tools/cli/display_text.h"
-#include "tools/cli/json_document.h"
+#include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <utility>
+#include "tools/cli/display_text.h"
+#include "tools/cli/json_document.h"
 
 namespace zafo::cli {
 

@@ -3,11 +3,11 @@
 // How far long work is, on standard error.
 #pragma once
 
-#include "tools/cli/session.h"
-
 #include <chrono>
 #include <cstddef>
 #include <string>
+
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

@@ -1,17 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/saved_connection.h"
 
-#include "platform/crypt.h"
-#include "platform/file.h"
-#include "platform/ldap.h"
-#include "platform/szhash.h"
-#include "platform/szlist.h"
-#include "tools/cli/streams.h"
-
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -20,6 +11,15 @@
 #include <fstream>
 #include <memory>
 #include <new>
+
+#include <fmt/format.h>
+
+#include "platform/crypt.h"
+#include "platform/file.h"
+#include "platform/ldap.h"
+#include "platform/szhash.h"
+#include "platform/szlist.h"
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

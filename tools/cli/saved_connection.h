@@ -4,14 +4,14 @@
 // (zafoldap/connection.h, platform/file.h).
 #pragma once
 
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "base/appliance_paths.h"
 #include "tools/cli/directory.h"
 #include "tools/cli/json_document.h"
 #include "tools/cli/server_address.h"
-
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace zafo::cli {
 

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/secret.h"
 
-#include "base/ascii.h"
-#include "tools/cli/display_text.h"
-
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <unistr.h>
-
-#include <fmt/format.h>
 
 #include <cerrno>
 #include <cstring>
+
+#include <fmt/format.h>
+#include <unistr.h>
+
+#include "base/ascii.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

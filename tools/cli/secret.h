@@ -3,9 +3,9 @@
 // Passwords. No option takes one: command lines can be read by everybody.
 #pragma once
 
-#include "tools/cli/session.h"
-
 #include <string>
+
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

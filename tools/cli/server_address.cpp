@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/server_address.h"
 
-#include "base/ascii.h"
-#include "tools/cli/failure.h"
-
-#include "platform/ldap.h"
-
 #include <arpa/inet.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+
+#include <fmt/format.h>
+
+#include "base/ascii.h"
+#include "platform/ldap.h"
+#include "tools/cli/failure.h"
 
 namespace zafo::cli {
 

@@ -3,12 +3,12 @@
 // What every command gets: its program, the invocation, the streams, the JSON object.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tools/cli/json_document.h"
 #include "tools/cli/parser.h"
 #include "tools/cli/streams.h"
-
-#include <string>
-#include <vector>
 
 namespace zafo::cli {
 

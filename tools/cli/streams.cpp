@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/streams.h"
 
-#include "base/write_all.h"
-#include "tools/cli/display_text.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -12,12 +9,15 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-#include <nlohmann/json.hpp>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "base/write_all.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

@@ -9,13 +9,13 @@
 // tools' words become the detail of one error and never mix with it.
 #pragma once
 
-#include "base/unique_fd.h"
-#include "tools/cli/failure.h"
-#include "tools/cli/parser.h"
-
 #include <cstdio>
 #include <string>
 #include <string_view>
+
+#include "base/unique_fd.h"
+#include "tools/cli/failure.h"
+#include "tools/cli/parser.h"
 
 namespace zafo::cli {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/table_writer.h"
 
-#include "tools/cli/display_text.h"
-
 #include <algorithm>
 #include <numeric>
+
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

@@ -5,10 +5,10 @@
 // elsewhere nothing is cut, and a cell wider than its column pushes the rest of its row.
 #pragma once
 
-#include "tools/cli/streams.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

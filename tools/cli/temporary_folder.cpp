@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/temporary_folder.h"
 
-#include "base/unique_fd.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
+
+#include "base/unique_fd.h"
 
 namespace zafo::cli {
 

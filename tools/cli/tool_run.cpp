@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/tool_run.h"
 
-#include "platform/process.h"
-
 #include <cstdio>
+
+#include "platform/process.h"
 
 namespace zafo::cli {
 

@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/database_folder.h"
 
-#include "base/server_account.h"
-#include "base/unique_fd.h"
-#include "tools/restore/durable_file.h"
-
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -20,6 +14,12 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "base/server_account.h"
+#include "base/unique_fd.h"
+#include "tools/restore/durable_file.h"
 
 namespace zafo::backup {
 

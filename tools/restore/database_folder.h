@@ -3,11 +3,11 @@
 // The folder of a database, and who works in it.
 #pragma once
 
-#include "tools/restore/journal.h"
-
 #include <chrono>
 #include <optional>
 #include <string>
+
+#include "tools/restore/journal.h"
 
 namespace zafo::backup {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/durable_file.h"
 
-#include "base/atomic_file.h"
-#include "base/server_account.h"
-
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "base/atomic_file.h"
+#include "base/server_account.h"
 
 namespace zafo::backup {
 

@@ -3,13 +3,13 @@
 // Files and names that survive a loss of power once the call has returned.
 #pragma once
 
-#include "tools/backup/job_error.h"
-
 #include <sys/types.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

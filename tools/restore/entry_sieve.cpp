@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/entry_sieve.h"
 
-#include "base/dn.h"
-#include "tools/backup/entry_scan.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "base/dn.h"
+#include "tools/backup/entry_scan.h"
 
 namespace zafo::backup {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/journal.h"
 
-#include "base/whole_file.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdio>
 #include <filesystem>
+
+#include <fmt/format.h>
+
+#include "base/whole_file.h"
 
 namespace zafo::backup {
 

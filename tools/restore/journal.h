@@ -14,12 +14,12 @@
 //   end
 #pragma once
 
-#include "base/proc_file.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "base/proc_file.h"
 
 namespace zafo::backup {
 

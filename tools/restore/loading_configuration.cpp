@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/loading_configuration.h"
 
+#include <fmt/format.h>
+
 #include "base/directives.h"
 #include "tools/backup/job_error.h"
-
-#include <fmt/format.h>
 
 namespace zafo::backup {
 

@@ -4,9 +4,9 @@
 // exchanged with it, and the journal of the exchange.
 #pragma once
 
-#include "base/appliance_paths.h"
-
 #include <string>
+
+#include "base/appliance_paths.h"
 
 namespace zafo::backup {
 

@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/recovery.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
 #include "platform/service.h"
 #include "tools/backup/job_lock.h"
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/server_probe.h"
 #include "tools/restore/start_lock.h"
-
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace zafo::backup {
 

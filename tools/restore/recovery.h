@@ -43,9 +43,9 @@
 // a killed writer and is removed.
 #pragma once
 
-#include "tools/restore/recovery_verdict.h"
-
 #include <chrono>
+
+#include "tools/restore/recovery_verdict.h"
 
 namespace zafo::backup {
 

@@ -2,13 +2,13 @@
 //
 // "ldap-restore-settle": run by the server's start program, which holds the lock of starts, before
 // the server opens its database. Exit code 0: it may start.
+#include <cstdio>
+#include <exception>
+
 #include "tools/backup/job_error.h"
 #include "tools/cli/display_text.h"
 #include "tools/restore/places.h"
 #include "tools/restore/recovery.h"
-
-#include <cstdio>
-#include <exception>
 
 int main() {
     try {

@@ -7,10 +7,10 @@
 // one is still needed: it is, when the one in place does not hold the directory.
 #pragma once
 
+#include <functional>
+
 #include "tools/restore/journal.h"
 #include "tools/restore/places.h"
-
-#include <functional>
 
 namespace zafo::backup {
 

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/server_probe.h"
 
-#include "base/appliance_paths.h"
-#include "base/directives.h"
-#include "base/dn.h"
-#include "base/listen_urls.h"
-#include "tools/backup/child.h"
-#include "tools/backup/job_error.h"
-
 #include <sys/wait.h>
-
-#include <fmt/format.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <thread>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "base/directives.h"
+#include "base/dn.h"
+#include "base/listen_urls.h"
+#include "tools/backup/child.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

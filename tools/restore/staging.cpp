@@ -1,6 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/staging.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
@@ -10,21 +25,6 @@
 #include "tools/restore/database_folder.h"
 #include "tools/restore/durable_file.h"
 #include "tools/restore/loading_configuration.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 namespace zafo::backup {
 

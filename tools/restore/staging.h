@@ -3,17 +3,16 @@
 // The database that is loaded beside the one in use.
 #pragma once
 
-#include "tools/restore/journal.h"
-#include "tools/restore/places.h"
-
-#include "tools/backup/child.h"
-#include "tools/backup/job_error.h"
-
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/child.h"
+#include "tools/backup/job_error.h"
+#include "tools/restore/journal.h"
+#include "tools/restore/places.h"
 
 namespace zafo::backup {
 

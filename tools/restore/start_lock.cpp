@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/restore/start_lock.h"
 
-#include "tools/backup/job_lock.h"
-#include "tools/restore/durable_file.h"
-#include "tools/restore/places.h"
-
 #include <sys/file.h>
 
 #include <cerrno>
 #include <chrono>
 #include <string>
 #include <thread>
+
+#include "tools/backup/job_lock.h"
+#include "tools/restore/durable_file.h"
+#include "tools/restore/places.h"
 
 namespace zafo::backup {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_change.h"
 
-#include "base/dn.h"
-#include "platform/error.h"
-#include "tools/cli/display_text.h"
-#include "tools/cli/ldap_dn.h"
+#include <algorithm>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <algorithm>
+#include "base/dn.h"
+#include "platform/error.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/ldap_dn.h"
 
 namespace zafo::cli {
 

@@ -4,12 +4,12 @@
 // change that was made only in part, and the number of a new account.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_checks.h"
 
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+
+#include <fmt/format.h>
+
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/zafoldap/local_accounts.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <charconv>
-#include <chrono>
 
 namespace zafo::cli {
 

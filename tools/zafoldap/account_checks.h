@@ -3,14 +3,14 @@
 // What may be the name, number, text or date of an account, decided before anything runs.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_copy.h"
-#include "base/ascii.h"
 
 #include <cstdlib>
 #include <memory>
+
+#include "base/ascii.h"
 
 namespace zafo::cli {
 

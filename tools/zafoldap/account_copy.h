@@ -4,14 +4,13 @@
 // it was read: what somebody changes between the plan and now does not get past it.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-#include "tools/zafoldap/migration_plan.h"
+#include <optional>
+#include <string>
 
 #include "platform/group.h"
 #include "platform/user.h"
-
-#include <optional>
-#include <string>
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/migration_plan.h"
 
 namespace zafo::cli {
 

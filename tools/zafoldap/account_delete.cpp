@@ -4,17 +4,17 @@
 // stops at the first that fails.
 #include "tools/zafoldap/account_delete.h"
 
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/membership.h"
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include <algorithm>
 
 namespace zafo::cli {
 

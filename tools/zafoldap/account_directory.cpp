@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_directory.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <new>
+
+#include <fmt/format.h>
+
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/local_accounts.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <new>
 
 namespace zafo::cli {
 

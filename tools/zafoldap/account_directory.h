@@ -4,16 +4,15 @@
 // groups are found in it, and what a new one needs there.
 #pragma once
 
-#include "tools/cli/saved_connection.h"
-#include "tools/cli/session.h"
-#include "tools/zafoldap/account_kind.h"
-
-#include "platform/szlist.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/szlist.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/cli/session.h"
+#include "tools/zafoldap/account_kind.h"
 
 namespace zafo::cli {
 

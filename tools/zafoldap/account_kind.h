@@ -3,13 +3,12 @@
 // Users and groups are twins: what differs is a row.
 #pragma once
 
-#include "tools/cli/message.h"
-
-#include "platform/szlist.h"
-#include "zafoldap.h"
-
 #include <string_view>
 #include <vector>
+
+#include "platform/szlist.h"
+#include "tools/cli/message.h"
+#include "zafoldap.h"
 
 namespace zafo::cli {
 

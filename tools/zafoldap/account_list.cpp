@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_list.h"
 
-#include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/account_checks.h"
+#include <algorithm>
+#include <limits>
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <limits>
+#include "tools/cli/ldap_filter.h"
+#include "tools/zafoldap/account_checks.h"
 
 namespace zafo::cli {
 

@@ -3,12 +3,12 @@
 // Lists of users and groups, printed as they arrive.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-#include "tools/zafoldap/account_record.h"
-
 #include <functional>
 #include <optional>
 #include <string_view>
+
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/account_record.h"
 
 namespace zafo::cli {
 

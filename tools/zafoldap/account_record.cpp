@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_record.h"
 
-#include "base/ascii.h"
-#include "tools/zafoldap/account_checks.h"
-
 #include <algorithm>
 #include <charconv>
+
+#include "base/ascii.h"
+#include "tools/zafoldap/account_checks.h"
 
 namespace zafo::cli {
 

@@ -3,12 +3,12 @@
 // Users and groups as the records that are printed.
 #pragma once
 
-#include "tools/cli/listing.h"
-#include "tools/zafoldap/account_directory.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/listing.h"
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

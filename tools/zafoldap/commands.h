@@ -3,9 +3,9 @@
 // The commands of zafoldap by noun. Each row stands beside what it runs.
 #pragma once
 
-#include "tools/cli/session.h"
-
 #include <vector>
+
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

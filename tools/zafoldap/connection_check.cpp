@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/connection_check.h"
 
-#include "tools/cli/certificate.h"
-#include "tools/cli/display_text.h"
-
-#include "platform/ldap.h"
-
 #include <fcntl.h>
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -21,6 +13,13 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "platform/ldap.h"
+#include "tools/cli/certificate.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::cli {
 

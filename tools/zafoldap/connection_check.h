@@ -3,12 +3,12 @@
 // The checks of a connection, step by step from its settings to listing users.
 #pragma once
 
-#include "tools/cli/check_steps.h"
-#include "tools/cli/saved_connection.h"
-
 #include <functional>
 #include <optional>
 #include <string>
+
+#include "tools/cli/check_steps.h"
+#include "tools/cli/saved_connection.h"
 
 namespace zafo::cli {
 

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // connection list, show, add, edit, delete and check.
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/ldap.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
@@ -11,13 +17,6 @@
 #include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/connection_check.h"
-
-#include "platform/ldap.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <utility>
 
 namespace zafo::cli {
 

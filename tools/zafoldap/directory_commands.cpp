@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // search, entry show and entry delete.
+#include <strings.h>
+
+#include <algorithm>
+#include <limits>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
@@ -12,13 +19,6 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/commands.h"
-
-#include <strings.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <limits>
 
 namespace zafo::cli {
 

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // group list, show, add, edit and rename.
+#include <strings.h>
+
+#include <fmt/format.h>
+
 #include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -12,10 +16,6 @@
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/local_accounts.h"
 #include "tools/zafoldap/new_account.h"
-
-#include <strings.h>
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -1,26 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // id next, id pool show, id check and stat.
-#include "base/ascii.h"
-#include "tools/cli/change_log.h"
-#include "tools/cli/check_steps.h"
-#include "tools/zafoldap/account_change.h"
-#include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_record.h"
-#include "tools/zafoldap/reserved_account.h"
-#include "tools/zafoldap/stale_membership.h"
-
-#include "tools/cli/listing.h"
-#include "tools/zafoldap/commands.h"
-#include "tools/zafoldap/local_accounts.h"
-#include "tools/zafoldap/new_account.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <map>
 #include <unordered_set>
+
+#include <fmt/format.h>
+
+#include "base/ascii.h"
+#include "tools/cli/change_log.h"
+#include "tools/cli/check_steps.h"
+#include "tools/cli/listing.h"
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/account_checks.h"
+#include "tools/zafoldap/account_record.h"
+#include "tools/zafoldap/commands.h"
+#include "tools/zafoldap/local_accounts.h"
+#include "tools/zafoldap/new_account.h"
+#include "tools/zafoldap/reserved_account.h"
+#include "tools/zafoldap/stale_membership.h"
 
 namespace zafo::cli {
 

@@ -3,13 +3,13 @@
 // The accounts of this system, from "/etc/passwd" and "/etc/group".
 #pragma once
 
-#include "tools/zafoldap/account_kind.h"
-
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+
+#include "tools/zafoldap/account_kind.h"
 
 namespace zafo::cli {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/cli/program_main.h"
-#include "tools/zafoldap/program.h"
-
 #include <sys/resource.h>
 
 #include <algorithm>
+
+#include "tools/cli/program_main.h"
+#include "tools/zafoldap/program.h"
 
 namespace {
 

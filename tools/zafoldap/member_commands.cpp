@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // member list, add and remove.
+#include <algorithm>
+#include <unordered_set>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_file.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -10,11 +15,6 @@
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <unordered_set>
 
 namespace zafo::cli {
 

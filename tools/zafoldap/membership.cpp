@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/membership.h"
 
+#include <fmt/format.h>
+
 #include "tools/cli/change_file.h"
 #include "tools/cli/ldap_filter.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

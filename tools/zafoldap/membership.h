@@ -6,11 +6,11 @@
 // refuses the request then and nothing is changed; such a group is changed by name alone.
 #pragma once
 
-#include "tools/zafoldap/account_change.h"
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/zafoldap/account_change.h"
 
 namespace zafo::cli {
 

@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration.h"
 
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "tools/cli/change_log.h"
@@ -9,16 +19,6 @@
 #include "tools/zafoldap/account_copy.h"
 #include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/stale_membership.h"
-
-#include <signal.h>
-#include <sys/prctl.h>
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <charconv>
-#include <map>
 
 namespace zafo::cli {
 

@@ -4,14 +4,14 @@
 // written is what was judged, and nothing else.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-#include "tools/zafoldap/migration_plan.h"
-
 #include <functional>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "tools/zafoldap/account_directory.h"
+#include "tools/zafoldap/migration_plan.h"
 
 namespace zafo::cli {
 

@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // migrate users and migrate groups: compares both sides, asks, copies, and looks what came of it.
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
@@ -9,13 +16,6 @@
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/migration.h"
-
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <set>
 
 namespace zafo::cli {
 

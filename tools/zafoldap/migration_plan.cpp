@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/migration_plan.h"
 
-#include "base/ascii.h"
-#include "tools/zafoldap/stale_membership.h"
+#include <algorithm>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <algorithm>
+#include "base/ascii.h"
+#include "tools/zafoldap/stale_membership.h"
 
 namespace zafo::cli {
 

@@ -4,8 +4,6 @@
 // stands on both sides.
 #pragma once
 
-#include "tools/zafoldap/reserved_account.h"
-
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -13,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/zafoldap/reserved_account.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/new_account.h"
 
-#include "tools/zafoldap/account_change.h"
-#include "tools/zafoldap/local_accounts.h"
+#include <random>
+#include <utility>
 
 #include <fmt/format.h>
 
-#include <random>
-#include <utility>
+#include "tools/zafoldap/account_change.h"
+#include "tools/zafoldap/local_accounts.h"
 
 namespace zafo::cli {
 

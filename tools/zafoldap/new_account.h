@@ -3,12 +3,12 @@
 // The number of a new account and the making of its entry, while others may be doing the same.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

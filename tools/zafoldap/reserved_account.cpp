@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/reserved_account.h"
 
-#include "tools/zafoldap/account_checks.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <fstream>
 #include <limits>
 #include <span>
 #include <sstream>
+
+#include <fmt/format.h>
+
+#include "tools/zafoldap/account_checks.h"
 
 namespace zafo::cli {
 

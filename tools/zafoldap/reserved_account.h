@@ -5,13 +5,13 @@
 // its members root there, once the package looks for it.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

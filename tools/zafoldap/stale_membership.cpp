@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/stale_membership.h"
 
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include "base/ascii.h"
 #include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_record.h"
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include <algorithm>
 
 namespace zafo::cli {
 

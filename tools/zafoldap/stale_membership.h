@@ -4,14 +4,14 @@
 // "Directory Operators" too, without anybody having said so.
 #pragma once
 
-#include "tools/cli/ldap_dn.h"
-#include "tools/zafoldap/account_change.h"
-
 #include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
+
+#include "tools/cli/ldap_dn.h"
+#include "tools/zafoldap/account_change.h"
 
 namespace zafo::cli {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fmt/format.h>
+
 #include "tools/zafoldap/account_directory.h"
 #include "tools/zafoldap/commands.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

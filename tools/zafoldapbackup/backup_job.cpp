@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/backup_job.h"
 
+#include <fcntl.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <exception>
+#include <vector>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/archive_writer.h"
@@ -14,16 +24,6 @@
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 #include "tools/zafoldapbackup/warning.h"
-
-#include <fcntl.h>
-
-#include <fmt/format.h>
-
-#include <array>
-#include <cerrno>
-#include <ctime>
-#include <exception>
-#include <vector>
 
 namespace zafo::backup {
 

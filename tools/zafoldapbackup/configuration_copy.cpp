@@ -1,6 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/configuration_copy.h"
 
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/blanks.h"
 #include "base/unique_fd.h"
@@ -8,15 +17,6 @@
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
-
-#include <fcntl.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <optional>
 
 namespace zafo::backup {
 

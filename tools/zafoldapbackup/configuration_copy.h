@@ -3,11 +3,11 @@
 // The configuration that goes into a backup.
 #pragma once
 
-#include "tools/backup/archive_writer.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/archive_writer.h"
 
 namespace zafo::backup {
 

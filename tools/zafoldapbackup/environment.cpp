@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/environment.h"
 
-#include "tools/backup/backup_folder.h"
-#include "tools/backup/job_error.h"
-
-#include <fmt/format.h>
-
 #include <charconv>
 #include <cstdlib>
 #include <limits>
 #include <string_view>
+
+#include <fmt/format.h>
+
+#include "tools/backup/backup_folder.h"
+#include "tools/backup/job_error.h"
 
 namespace zafo::backup {
 

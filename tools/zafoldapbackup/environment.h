@@ -11,10 +11,10 @@
 //   LDAP_BKP_MAX_BACKUP_FILE    how many backups to keep; not a number above 0: 10
 #pragma once
 
-#include "base/appliance_paths.h"
-
 #include <cstdint>
 #include <string>
+
+#include "base/appliance_paths.h"
 
 namespace zafo::backup {
 

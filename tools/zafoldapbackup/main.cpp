@@ -2,13 +2,6 @@
 //
 // The backup program that the library runs: zafoldap/backup.h. Its caller sees the exit code
 // (tools/backup/exit_code.h) and the progress file; a person sees one line.
-#include "tools/backup/job_error.h"
-#include "tools/backup/stop_signal.h"
-#include "tools/cli/display_text.h"
-#include "tools/cli/leftover_files.h"
-#include "tools/zafoldapbackup/backup_job.h"
-#include "tools/zafoldapbackup/restore_job.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -20,6 +13,13 @@
 #include <new>
 #include <string>
 #include <string_view>
+
+#include "tools/backup/job_error.h"
+#include "tools/backup/stop_signal.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/leftover_files.h"
+#include "tools/zafoldapbackup/backup_job.h"
+#include "tools/zafoldapbackup/restore_job.h"
 
 namespace {
 

@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/missing_configuration.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <set>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/directives.h"
@@ -18,16 +28,6 @@
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
-
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cstring>
-#include <memory>
-#include <set>
 
 namespace zafo::backup {
 

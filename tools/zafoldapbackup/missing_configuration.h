@@ -6,12 +6,12 @@
 // texts are never put in place, for slapd.conf can load modules, include files and name folders.
 #pragma once
 
-#include "tools/backup/archive_reader.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/backup/archive_reader.h"
 
 namespace zafo::backup {
 

@@ -1,6 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/restore_checks.h"
 
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include <fmt/format.h>
+
 #include "base/dn.h"
 #include "tools/backup/job_error.h"
 #include "tools/restore/database_folder.h"
@@ -8,15 +17,6 @@
 #include "tools/restore/staging.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 #include "zafoldap/server.h"
-
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <utility>
 
 namespace zafo::backup {
 

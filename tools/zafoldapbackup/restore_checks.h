@@ -3,11 +3,11 @@
 // What a restore refuses before anything is touched.
 #pragma once
 
-#include "tools/backup/manifest.h"
-#include "tools/restore/places.h"
-
 #include <string>
 #include <string_view>
+
+#include "tools/backup/manifest.h"
+#include "tools/restore/places.h"
 
 namespace zafo::backup {
 

@@ -5,6 +5,14 @@
 // name, and the old folder is removed only when the server has answered from the new one.
 #include "tools/zafoldapbackup/restore_job.h"
 
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "platform/service.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/confirmed_backup.h"
 #include "tools/backup/entry_scan.h"
@@ -23,15 +31,6 @@
 #include "tools/zafoldapbackup/missing_configuration.h"
 #include "tools/zafoldapbackup/restore_checks.h"
 #include "tools/zafoldapbackup/warning.h"
-
-#include "platform/service.h"
-
-#include <fmt/format.h>
-
-#include <chrono>
-#include <exception>
-#include <memory>
-#include <optional>
 
 namespace zafo::backup {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "tools/zafoldapbackup/environment.h"
-
 #include <string>
+
+#include "tools/zafoldapbackup/environment.h"
 
 namespace zafo::backup {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapbackup/warning.h"
 
-#include "tools/cli/display_text.h"
-
 #include <syslog.h>
 
 #include <cstdio>
+
+#include "tools/cli/display_text.h"
 
 namespace zafo::backup {
 

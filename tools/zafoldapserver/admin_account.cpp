@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/admin_account.h"
 
-#include "base/appliance_paths.h"
-#include "tools/cli/change_file.h"
-#include "tools/cli/saved_connection.h"
-
-#include "platform/crypt.h"
+#include <array>
 
 #include <fmt/format.h>
 
-#include <array>
+#include "base/appliance_paths.h"
+#include "platform/crypt.h"
+#include "tools/cli/change_file.h"
+#include "tools/cli/saved_connection.h"
 
 namespace zafo::cli {
 

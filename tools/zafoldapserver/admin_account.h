@@ -3,9 +3,9 @@
 // The default account "admin", which is made with the directory administrator's password.
 #pragma once
 
-#include "tools/cli/streams.h"
-
 #include <string>
+
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

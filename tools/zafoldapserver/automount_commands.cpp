@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // automount set and show: where the users' home folders are (zafoldap/home.h).
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/dn.h"
@@ -12,10 +14,7 @@
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_lock.h"
-
 #include "zafoldap/home.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -3,15 +3,14 @@
 // The checks of backups: one that fails unnoticed is found out on the day it is needed.
 #include "tools/zafoldapserver/backup_checks.h"
 
+#include <fmt/format.h>
+
+#include "platform/process.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_checks.h"
-
-#include "platform/process.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -3,13 +3,13 @@
 // The judgements behind the checks of backups, on facts alone.
 #pragma once
 
-#include "tools/cli/check_steps.h"
-#include "tools/zafoldapserver/backup_settings.h"
-#include "tools/zafoldapserver/job_progress.h"
-
 #include <ctime>
 #include <optional>
 #include <string>
+
+#include "tools/cli/check_steps.h"
+#include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/job_progress.h"
 
 namespace zafo::cli {
 

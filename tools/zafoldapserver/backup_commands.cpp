@@ -1,26 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // backup now, backup list, backup verify.
+#include <chrono>
+
+#include <fmt/format.h>
+
+#include "tools/backup/destination.h"
+#include "tools/backup/job_error.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
+#include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-
-#include "tools/backup/destination.h"
-#include "tools/backup/job_error.h"
-#include "tools/zafoldapserver/commands.h"
-
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"
-
-#include <fmt/format.h>
-
-#include <chrono>
 
 namespace zafo::cli {
 

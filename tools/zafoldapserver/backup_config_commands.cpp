@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // backup config show, backup config set.
+#include <filesystem>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
@@ -8,10 +12,6 @@
 #include "tools/zafoldapserver/backup_settings.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_lock.h"
-
-#include <fmt/format.h>
-
-#include <filesystem>
 
 namespace zafo::cli {
 

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/backup_reading.h"
 
-#include "tools/cli/display_text.h"
+#include <sys/stat.h>
+
+#include <array>
+
+#include <fmt/format.h>
 
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/destination.h"
 #include "tools/backup/job_error.h"
+#include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
-
-#include <sys/stat.h>
-
-#include <fmt/format.h>
-
-#include <array>
 
 namespace zafo::cli {
 

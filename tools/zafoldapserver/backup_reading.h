@@ -3,16 +3,16 @@
 // Backup files and the folder of them, read for a person.
 #pragma once
 
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "tools/backup/backup_folder.h"
 #include "tools/backup/manifest.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldapserver/backup_settings.h"
 #include "tools/zafoldapserver/database_census.h"
-
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace zafo::cli {
 

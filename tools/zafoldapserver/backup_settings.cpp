@@ -1,23 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/backup_settings.h"
 
-#include "base/appliance_paths.h"
-#include "tools/backup/destination.h"
-#include "tools/backup/job_error.h"
-#include "tools/zafoldapserver/library_record.h"
-
-#include "platform/error.h"
-#include "platform/schedule.h"
-#include "platform/share.h"
-#include "zafoldap/backup.h"
-#include "zafoldap/error.h"
-
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <thread>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "platform/error.h"
+#include "platform/schedule.h"
+#include "platform/share.h"
+#include "tools/backup/destination.h"
+#include "tools/backup/job_error.h"
+#include "tools/zafoldapserver/library_record.h"
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
 
 namespace zafo::cli {
 

@@ -3,12 +3,12 @@
 // The settings of the server's backups, and whether the scheduler agrees with them.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "base/appliance_paths.h"
 #include "tools/cli/failure.h"
 #include "tools/zafoldapserver/schedule_words.h"
-
-#include <string>
-#include <string_view>
 
 namespace zafo::cli {
 

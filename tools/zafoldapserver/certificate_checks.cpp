@@ -2,15 +2,15 @@
 //
 // The checks of the server's certificate, in the words in which openssl, and so the clients,
 // refuse one.
-#include "base/appliance_paths.h"
-#include "tools/zafoldapserver/server_checks.h"
-
 #include <unistd.h>
+
+#include <array>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <array>
+#include "base/appliance_paths.h"
+#include "tools/zafoldapserver/server_checks.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // check: a list for a person and for a monitor, whose ids stay the same.
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // acl show and config show.
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "tools/cli/listing.h"
@@ -8,12 +14,6 @@
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/slapd_conf.h"
-
-#include <fmt/format.h>
-
-#include <cerrno>
-#include <cstring>
-#include <sstream>
 
 namespace zafo::cli {
 

@@ -1,14 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
-#include "base/appliance_paths.h"
-#include "base/ascii.h"
-#include "base/dn.h"
-#include "tools/zafoldapserver/stored_password.h"
-
-#include "platform/crypt.h"
-#include "platform/process.h"
-
 #include <sys/types.h>
 
 #include <algorithm>
@@ -16,6 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+
+#include "base/appliance_paths.h"
+#include "base/ascii.h"
+#include "base/dn.h"
+#include "platform/crypt.h"
+#include "platform/process.h"
+#include "tools/zafoldapserver/stored_password.h"
 
 namespace zafo::cli {
 

@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of the database: its space, the pool of numbers, who writes to it.
-#include "base/appliance_paths.h"
-#include "base/directives.h"
-#include "tools/zafoldapserver/enable_checks.h"
-#include "tools/zafoldapserver/server_checks.h"
-
-#include "tools/cli/display_text.h"
-#include "tools/cli/saved_connection.h"
-
 #include <sys/statvfs.h>
+
+#include <cstdlib>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <cstdlib>
+#include "base/appliance_paths.h"
+#include "base/directives.h"
+#include "tools/cli/display_text.h"
+#include "tools/cli/saved_connection.h"
+#include "tools/zafoldapserver/enable_checks.h"
+#include "tools/zafoldapserver/server_checks.h"
 
 namespace zafo::cli {
 

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whether programs log more than others may know, or somebody wanted them to.
-#include "base/appliance_paths.h"
-#include "tools/zafoldapserver/server_checks.h"
-
-#include "zafoldap/debug.h"
-
 #include <pwd.h>
 #include <sys/stat.h>
-
-#include <fmt/format.h>
 
 #include <cerrno>
 #include <cstring>
 #include <vector>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "tools/zafoldapserver/server_checks.h"
+#include "zafoldap/debug.h"
 
 namespace zafo::cli {
 

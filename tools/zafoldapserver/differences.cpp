@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/differences.h"
 
+#include <functional>
+#include <optional>
+#include <set>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/dn.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/database_census.h"
-
 #include "zafoldap/server.h"
-
-#include <fmt/format.h>
-
-#include <functional>
-#include <optional>
-#include <set>
 
 namespace zafo::cli {
 

@@ -3,10 +3,10 @@
 // How a server that is set up differs from what is asked for.
 #pragma once
 
-#include "tools/zafoldapserver/enable_checks.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/zafoldapserver/enable_checks.h"
 
 namespace zafo::cli {
 

@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/enable_checks.h"
 
-#include "base/appliance_paths.h"
-#include "base/dn.h"
-#include "tools/cli/display_text.h"
-#include "tools/zafoldapserver/database_census.h"
-
-#include "zafoldap/server.h"
-
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -16,13 +9,19 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "base/dn.h"
+#include "tools/cli/display_text.h"
+#include "tools/zafoldapserver/database_census.h"
+#include "zafoldap/server.h"
 
 namespace zafo::cli {
 

@@ -4,12 +4,12 @@
 // the machine as it was.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tools/cli/streams.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/slapd_conf.h"
-
-#include <string>
-#include <vector>
 
 namespace zafo::cli {
 

@@ -2,11 +2,26 @@
 //
 // enable: everything that can be checked is checked first; what fails after that leaves something
 // behind, and the message says what and how to go on.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/dn.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
+#include "platform/error.h"
+#include "platform/service.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"
@@ -17,24 +32,8 @@
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
-
-#include "platform/error.h"
-#include "platform/service.h"
 #include "zafoldap/error.h"
 #include "zafoldap/server.h"
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <optional>
-#include <vector>
 
 namespace zafo::cli {
 

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/job_progress.h"
 
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
+#include "platform/error.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/library_record.h"
-
-#include "platform/error.h"
 #include "zafoldap/backup.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

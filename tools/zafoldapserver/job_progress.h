@@ -4,12 +4,12 @@
 // watches sees it.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "tools/cli/json_document.h"
 #include "tools/cli/progress.h"
 #include "tools/cli/session.h"
-
-#include <optional>
-#include <string>
 
 namespace zafo::cli {
 

@@ -1,21 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/job_run.h"
 
-#include "base/appliance_paths.h"
-#include "tools/cli/forked_call.h"
-#include "tools/zafoldapserver/job_progress.h"
-
-#include "platform/error.h"
-#include "zafoldap/backup.h"
-#include "zafoldap/error.h"
-
 #include <poll.h>
 #include <signal.h>
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <fstream>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "platform/error.h"
+#include "tools/cli/forked_call.h"
+#include "tools/zafoldapserver/job_progress.h"
+#include "zafoldap/backup.h"
+#include "zafoldap/error.h"
 
 namespace zafo::cli {
 

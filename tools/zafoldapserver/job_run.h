@@ -5,12 +5,12 @@
 // shows the progress.
 #pragma once
 
-#include "tools/backup/exit_code.h"
-#include "tools/cli/session.h"
-
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "tools/backup/exit_code.h"
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

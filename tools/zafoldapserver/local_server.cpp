@@ -1,23 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/local_server.h"
 
-#include "base/appliance_paths.h"
-#include "base/directives.h"
-#include "base/listen_urls.h"
-
-#include "platform/file.h"
-#include "platform/process.h"
-#include "platform/service.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <fmt/format.h>
 
 #include <array>
 #include <charconv>
 #include <memory>
 #include <sstream>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "base/directives.h"
+#include "base/listen_urls.h"
+#include "platform/file.h"
+#include "platform/process.h"
+#include "platform/service.h"
 
 namespace zafo::cli {
 

@@ -4,13 +4,13 @@
 // asked over the network.
 #pragma once
 
-#include "tools/cli/json_document.h"
-
 #include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/cli/json_document.h"
 
 namespace zafo::cli {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <string_view>
+
 #include "tools/cli/program_main.h"
 #include "tools/zafoldapserver/program.h"
-
-#include <string_view>
 
 namespace {
 

@@ -2,17 +2,17 @@
 //
 // The group that the access rules give the right to write to: that it is there, and that nobody waits
 // in it for a name to be given out.
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/server_checks.h"
-
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
-#include <algorithm>
 
 namespace zafo::cli {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/program.h"
 
+#include <algorithm>
+
 #include "tools/cli/completion_command.h"
 #include "tools/zafoldapserver/commands.h"
-
-#include <algorithm>
 
 namespace zafo::cli {
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // progress: what a backup or restore is doing, or has come to.
+#include <chrono>
+#include <thread>
+
+#include <fmt/format.h>
+
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/job_progress.h"
 #include "tools/zafoldapserver/job_run.h"
-
-#include <fmt/format.h>
-
-#include <chrono>
-#include <thread>
 
 namespace zafo::cli {
 

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // reset: the one command that deletes accounts by the thousand.
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/dn.h"
+#include "platform/error.h"
+#include "platform/service.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
@@ -10,13 +14,8 @@
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-
-#include "platform/error.h"
-#include "platform/service.h"
 #include "zafoldap/error.h"
 #include "zafoldap/server.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

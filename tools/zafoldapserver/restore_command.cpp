@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // restore: the directory as a backup has it, in place of the one that there is.
+#include <filesystem>
+#include <sstream>
+
+#include <fmt/format.h>
+
 #include "base/dn.h"
 #include "tools/backup/confirmed_backup.h"
 #include "tools/backup/job_error.h"
@@ -15,15 +20,9 @@
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-
 #include "zafoldap/backup.h"
 #include "zafoldap/error.h"
 #include "zafoldap/server.h"
-
-#include <fmt/format.h>
-
-#include <filesystem>
-#include <sstream>
 
 namespace zafo::cli {
 

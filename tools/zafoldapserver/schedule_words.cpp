@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/schedule_words.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -5,13 +5,13 @@
 // The numbers behind them are those of platform/schedule.h.
 #pragma once
 
-#include "platform/schedule.h"
-
 #include <array>
 #include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/schedule.h"
 
 namespace zafo::cli {
 

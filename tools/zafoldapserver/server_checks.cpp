@@ -3,12 +3,12 @@
 // The checks of configuration, process and answer.
 #include "tools/zafoldapserver/server_checks.h"
 
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/dn.h"
 #include "base/proc_file.h"
 #include "tools/cli/saved_connection.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -4,15 +4,15 @@
 // none needs the server to run but "answer" and "operators".
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "tools/cli/certificate.h"
 #include "tools/cli/check_steps.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/service_facts.h"
 #include "tools/zafoldapserver/slapd_conf.h"
-
-#include <optional>
-#include <string>
 
 namespace zafo::cli {
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/server_lock.h"
 
-#include "platform/error.h"
-#include "zafoldap/error.h"
-#include "zafoldap/lock.h"
-
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstring>
+
+#include <fmt/format.h>
+
+#include "platform/error.h"
+#include "zafoldap/error.h"
+#include "zafoldap/lock.h"
 
 namespace zafo::cli {
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/server_names.h"
 
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include <fmt/format.h>
+
 #include "base/ascii.h"
 #include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/failure.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/secret.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <vector>
 
 namespace zafo::cli {
 

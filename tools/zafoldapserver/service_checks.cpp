@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The checks of what becomes of a server that ends by itself.
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "tools/zafoldapserver/server_checks.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

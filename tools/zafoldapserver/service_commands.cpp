@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // start, stop, restart and status.
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/proc_file.h"
+#include "platform/error.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/listing.h"
@@ -11,12 +14,8 @@
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/service_facts.h"
-
-#include "platform/error.h"
 #include "zafoldap/error.h"
 #include "zafoldap/server.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -1,17 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/service_facts.h"
 
-#include "base/appliance_paths.h"
-#include "base/proc_file.h"
-#include "tools/cli/tool_run.h"
-
-#include "platform/file.h"
-#include "platform/process.h"
-#include "platform/service.h"
-#include "platform/szhash.h"
-
-#include <fmt/format.h>
-
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -21,6 +10,16 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "base/proc_file.h"
+#include "platform/file.h"
+#include "platform/process.h"
+#include "platform/service.h"
+#include "platform/szhash.h"
+#include "tools/cli/tool_run.h"
 
 namespace zafo::cli {
 

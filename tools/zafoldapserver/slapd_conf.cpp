@@ -1,18 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/slapd_conf.h"
 
-#include "base/appliance_paths.h"
-#include "base/directives.h"
-#include "tools/cli/tool_run.h"
-
-#include "platform/ldap.h"
-#include "platform/szhash.h"
-#include "zafoldap/server.h"
-
 #include <sys/stat.h>
 #include <sys/wait.h>
-
-#include <fmt/format.h>
 
 #include <array>
 #include <cerrno>
@@ -21,6 +11,15 @@
 #include <memory>
 #include <new>
 #include <sstream>
+
+#include <fmt/format.h>
+
+#include "base/appliance_paths.h"
+#include "base/directives.h"
+#include "platform/ldap.h"
+#include "platform/szhash.h"
+#include "tools/cli/tool_run.h"
+#include "zafoldap/server.h"
 
 namespace zafo::cli {
 

@@ -4,12 +4,12 @@
 // and making staged copies to compare with and to test.
 #pragma once
 
-#include "base/work_folder.h"
-#include "tools/cli/streams.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "base/work_folder.h"
+#include "tools/cli/streams.h"
 
 namespace zafo::cli {
 

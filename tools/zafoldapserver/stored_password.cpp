@@ -3,9 +3,10 @@
 // The bounds are those of the server's own configuration: five digits of rounds of SHA-2 crypt, a cost of 10 of bcrypt, the
 // parameters "j9T" of yescrypt (crypt(5)).
 #include "tools/zafoldapserver/stored_password.h"
-#include "base/ascii.h"
 
 #include <algorithm>
+
+#include "base/ascii.h"
 
 namespace zafo::cli {
 

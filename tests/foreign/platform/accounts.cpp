@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Account records and the local database.
-#include "tests/foreign/platform/state.h"
-
 #include <strings.h>
+
 #include <algorithm>
 #include <cstdlib>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Directory settings and DN helpers.
-#include "tests/foreign/platform/state.h"
-
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

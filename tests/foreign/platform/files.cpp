@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Section files, key=value files and text codings, in memory.
-#include "tests/foreign/platform/state.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

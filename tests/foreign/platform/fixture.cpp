@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/platform/state.h"
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <fstream>
 #include <sstream>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

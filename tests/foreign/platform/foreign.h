@@ -21,6 +21,21 @@
 // gives a failure, and the test fails at its end.
 #pragma once
 
+#include <sys/types.h>
+
+#include <deque>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "platform/crypt.h"
 #include "platform/error.h"
 #include "platform/file.h"
@@ -36,20 +51,6 @@
 #include "platform/unicode.h"
 #include "platform/user.h"
 #include "zafoldap.h"
-
-#include <gtest/gtest.h>
-
-#include <sys/types.h>
-#include <deque>
-#include <functional>
-#include <iosfwd>
-#include <map>
-#include <memory>
-#include <optional>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace zafo::foreign {
 

@@ -2,11 +2,12 @@
 //
 // Lists and maps. A list that frees first gives back its block and every text in it before it looks at
 // what it is given.
-#include "tests/foreign/platform/state.h"
-
 #include <strings.h>
+
 #include <algorithm>
 #include <cstdlib>
+
+#include "tests/foreign/platform/state.h"
 
 struct QLIBSZHASH {
     std::map<std::string, char *> *pairs;

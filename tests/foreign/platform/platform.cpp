@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/foreign/platform/foreign.h"
-#include "tests/foreign/platform/state.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ostream>
+
+#include "tests/foreign/platform/foreign.h"
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

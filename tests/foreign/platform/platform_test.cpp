@@ -2,13 +2,14 @@
 //
 // The stranger's platform itself: that it is what is called, that it behaves as each temperament says,
 // and that what it records is what came.
-#include "tests/foreign/platform/foreign.h"
-
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+
 #include <cerrno>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

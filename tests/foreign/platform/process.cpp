@@ -2,14 +2,15 @@
 //
 // Child processes that are none: what a tool prints comes from a stream of our own, and its status from
 // the test.
-#include "tests/foreign/platform/state.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

@@ -4,10 +4,10 @@
 // given, and the memory that they hand out.
 #pragma once
 
-#include "tests/foreign/platform/foreign.h"
-
 #include <cstring>
 #include <memory>
+
+#include "tests/foreign/platform/foreign.h"
 
 namespace zafo::foreign {
 

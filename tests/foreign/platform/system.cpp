@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The error slot, services, schedules, shares, folders, and the system log.
-#include "tests/foreign/platform/state.h"
-
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
+
+#include "tests/foreign/platform/state.h"
 
 namespace zafo::foreign {
 

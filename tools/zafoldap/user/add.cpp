@@ -2,6 +2,11 @@
 //
 // user add. Everything that can be checked is checked before the entry is made; what fails
 // after that leaves the entry, and the message says how to finish.
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/secret.h"
@@ -14,11 +19,6 @@
 #include "tools/zafoldap/user/commands.h"
 #include "tools/zafoldap/user/home.h"
 #include "tools/zafoldap/user/input.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <utility>
 
 namespace zafo::cli {
 

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <utility>
+
+#include <fmt/format.h>
+
 #include "tools/cli/change_file.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -6,10 +10,6 @@
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/user/commands.h"
 #include "tools/zafoldap/user/input.h"
-
-#include <fmt/format.h>
-
-#include <utility>
 
 namespace zafo::cli {
 

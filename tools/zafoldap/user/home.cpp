@@ -3,15 +3,15 @@
 // user home create and create-all.
 #include "tools/zafoldap/user/home.h"
 
+#include <memory>
+
+#include <fmt/format.h>
+
 #include "src/accounts/automount_value.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/user/commands.h"
-
-#include <fmt/format.h>
-
-#include <memory>
 
 namespace zafo::cli {
 

@@ -3,10 +3,10 @@
 // Users' home folders in the export that the directory publishes.
 #pragma once
 
-#include "tools/zafoldap/account_directory.h"
-
 #include <optional>
 #include <string>
+
+#include "tools/zafoldap/account_directory.h"
 
 namespace zafo::cli {
 

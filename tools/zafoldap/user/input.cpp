@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/user/input.h"
 
+#include <algorithm>
+
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_options.h"
-
-#include <algorithm>
 
 namespace zafo::cli {
 

@@ -3,17 +3,16 @@
 // The fields of a user that user add and user edit set.
 #pragma once
 
-#include "tools/cli/session.h"
-#include "tools/zafoldap/account_change.h"
-
-#include "platform/user.h"
-
 #include <array>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "platform/user.h"
+#include "tools/cli/session.h"
+#include "tools/zafoldap/account_change.h"
 
 namespace zafo::cli {
 

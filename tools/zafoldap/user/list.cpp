@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <string>
+#include <unordered_set>
+
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/user/commands.h"
-
-#include <string>
-#include <unordered_set>
 
 namespace zafo::cli {
 

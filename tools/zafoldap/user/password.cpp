@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user passwd.
-#include "tools/cli/change_log.h"
+#include <fmt/format.h>
 
+#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_directory.h"
 #include "tools/zafoldap/user/commands.h"
-
-#include <fmt/format.h>
 
 namespace zafo::cli {
 

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <strings.h>
+
+#include <utility>
+
+#include <fmt/format.h>
+
 #include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -7,12 +13,6 @@
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
 #include "tools/zafoldap/user/commands.h"
-
-#include <strings.h>
-
-#include <fmt/format.h>
-
-#include <utility>
 
 namespace zafo::cli {
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // user show and user groups.
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include <fmt/format.h>
+
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/user/commands.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <memory>
-#include <string>
 
 namespace zafo::cli {
 
