@@ -15,48 +15,11 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-struct Exception {
-    Include include;
-    const char *reason;
-};
-
-constexpr char kPaths[] = "the appliance's paths go to base/";
-
-// An include that has been mended leaves the table: a row that nothing needs any more fails.
-const std::vector<Exception> kExceptions = {
-    {{"base/whole_file.cpp", "platform/error.h"}, "says the cause of a failure as the platform"},
-    {{"tools/restore/database_folder.cpp", "host/server_account.h"}, kPaths},
-    {{"tools/restore/durable_file.cpp", "host/server_account.h"}, kPaths},
-    {{"tools/backup/destination.cpp", "tools/zafoldapserver/server_paths.h"}, kPaths},
-    {{"tools/restore/places.h", "tools/zafoldapserver/server_paths.h"}, kPaths},
-    {{"tools/restore/server_probe.cpp", "tools/zafoldapserver/server_paths.h"}, kPaths},
-    {{"tools/zafoldapbackup/configuration_copy.cpp", "tools/zafoldapserver/server_paths.h"},
-     kPaths},
-    {{"tools/zafoldapbackup/missing_configuration.cpp", "tools/zafoldapserver/server_paths.h"},
-     kPaths},
-};
-
-bool IsException(const Include &include) {
-    return std::ranges::any_of(kExceptions,
-                               [&](const Exception &row) { return row.include == include; });
-}
-
 TEST(Floors, IncludesLeadDownwards) {
     const std::vector<Include> includes = IncludesOfTheTree();
     EXPECT_GT(includes.size(), 1000u);
     for (const Include &include : includes) {
-        if (IsException(include)) continue;
         EXPECT_EQ(WrongWith(include), "") << include.file << " includes " << include.target;
-    }
-}
-
-TEST(Floors, ExceptionsAreNeeded) {
-    const std::vector<Include> includes = IncludesOfTheTree();
-    for (const Exception &row : kExceptions) {
-        EXPECT_NE(WrongWith(row.include), "") << row.include.file;
-        EXPECT_EQ(std::ranges::count(includes, row.include), 1)
-            << row.include.file << " no longer includes " << row.include.target
-            << ": remove the exception (" << row.reason << ")";
     }
 }
 
@@ -70,9 +33,7 @@ TEST(Floors, WhatTheLibraryOffersToProgramsIsUsed) {
 }
 
 TEST(Floors, FoldersIncludeNoneThatIncludesThem) {
-    std::vector<Include> includes = IncludesOfTheTree();
-    std::erase_if(includes, IsException);
-    EXPECT_THAT(FolderCircles(includes), IsEmpty());
+    EXPECT_THAT(FolderCircles(IncludesOfTheTree()), IsEmpty());
 }
 
 // The checks themselves ---------------------------------------------------------------------------

@@ -22,8 +22,9 @@ constexpr char kSpeller[] = "/usr/bin/codespell";
 const std::filesystem::path kWordLists = kSourceDir / "tests/meta";
 
 // Where the phrases are looked for. What has been rewritten is added.
-constexpr const char *kRewritten[] = {"README.md", "docs/dependencies.md", "bench", "examples",
-                                      "fuzz"};
+constexpr const char *kRewritten[] = {
+    "README.md", "CONTRIBUTING.md", "docs",     "include", "platform", "base",
+    "host",      "bench",           "examples", "fuzz",    "src",      "tools"};
 
 // Where the spelling is checked; tests have too many texts that are no words.
 constexpr const char *kSpelt[] = {
