@@ -231,7 +231,7 @@ const Refusal kRefusals[] = {
     {"that is missing", [] { return std::string("/var/backups/none"); }, 2, "No such file"},
     {"that is a folder", [] { return std::string(kBackups); }, 2, "not a regular file"},
     {"that is empty", [] { return Written(""); }, 2, "empty"},
-    {"that is no backup", [] { return std::string("/etc/services"); }, 8, "no backup"},
+    {"that is no backup", [] { return std::string("/etc/services"); }, 8, "not a backup"},
     {"with one bit flipped",
      [] {
          std::string bytes = FileContent(MakeBackup());

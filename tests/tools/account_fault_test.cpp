@@ -178,7 +178,7 @@ TEST_F(HalfWay, AnAddThatTheServerRefusesLeavesNothing) {
     const ReplacedTool broken("ldapmodify", AfterCalls(2, kDenied));
     const ProgramRun run = Line("user add anna --password-stdin");
     EXPECT_EQ(run.exit_code, 4);
-    EXPECT_THAT(run.err, HasSubstr("does not allow this"));
+    EXPECT_THAT(run.err, HasSubstr("does not allow cn=admin,dc=example,dc=com to do this"));
     EXPECT_EQ(Line("user list").out, "");
 }
 

@@ -86,7 +86,7 @@ constexpr Refusal kRefusals[] = {
     {2, "user edit anna --home ''", "does not start with \"/\""},
     {2, "user add bob --mail nobody --password-stdin", "it is not an address"},
     {2, "user add bob --set title --password-stdin", "is not ATTRIBUTE=VALUE"},
-    {2, "user add bob --set uidNumber=0 --password-stdin", "--uid does"},
+    {2, "user add bob --set uidNumber=0 --password-stdin", "use --uid"},
     {2, "user add bob --set userpassword=x --password-stdin", "zafoldap user passwd does"},
     {2, "user edit anna --set 'title=a\nuidNumber: 0'", "control characters"},
     {2, "group edit staff --description 'a\nb'", "control characters"},
@@ -190,7 +190,7 @@ TEST_F(AccountInput, ADryRunShowsTheChangeAndMakesNone) {
         {"member remove staff anna", "delete: memberUid\nmemberUid: anna\n"},
         {"entry delete uid=anna,cn=users,dc=example,dc=com", "changetype: delete\n"},
         {"id next gid", "\n"},
-        {"user home create anna --export nas:/homes", "would make nas:/homes/anna\n"},
+        {"user home create anna --export nas:/homes", "would create nas:/homes/anna\n"},
     };
     const std::string before = Tree();
     for (const auto &[line, shown] : kRows) {

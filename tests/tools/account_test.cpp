@@ -378,7 +378,7 @@ TEST_F(OnForeignServer, NumbersFollowTheHighest) {
     EXPECT_EQ(Line("id next gid").out, "1500001\n");
     EXPECT_EQ(Line("id pool show").exit_code, 3);
     const Json steps = LineJson("connection check")["data"];
-    EXPECT_THAT(steps.back()["detail"], HasSubstr("one more than the highest"));
+    EXPECT_THAT(steps.back()["detail"], HasSubstr("the highest number in use plus one"));
 }
 
 TEST_F(OnAppliance, EntryDeleteTakesOneEntryOnly) {

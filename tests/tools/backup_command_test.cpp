@@ -109,7 +109,8 @@ TEST_F(Backup, DestinationsThatCannotServeAreRefusedWithTheReason) {
 
 TEST_F(Backup, SettingsThatSayNothingAreRefused) {
     ExpectRefusal("backup config set", 2, "zafoldap.nothing_to_change", "nothing to change");
-    ExpectRefusal("backup config set --dir /backups --share x", 2, "zafoldap.usage", "exclude");
+    ExpectRefusal("backup config set --dir /backups --share x", 2, "zafoldap.usage",
+                  "cannot be used together");
     ExpectRefusal("backup config set --keep 0", 2, "zafoldap.usage", "at least 1");
     ExpectRefusal("backup config set --keep many", 2, "zafoldap.usage", "needs a number");
     ExpectRefusal("backup config set --dir /backups --schedule hourly", 2, "zafoldap.usage",
@@ -281,7 +282,7 @@ TEST_F(Backup, AProgramThatIsKilledIsToldAsThat) {
     SetDestination();
     const ChangedFile program("/usr/zafo/bin/zafoldapbackup", "#!/bin/sh\nkill -KILL $$\n");
     fs::permissions("/usr/zafo/bin/zafoldapbackup", fs::perms(0755));
-    ExpectRefusal("backup now", 1, "common.error_system", "ended by signal 9");
+    ExpectRefusal("backup now", 1, "common.error_system", "killed by signal 9");
 }
 
 TEST_F(Backup, AProgramThatIsMissingIsNamed) {

@@ -134,7 +134,7 @@ TEST_F(Refusal, OfAFileInAFoldersPlace) {
 TEST_F(Refusal, OfTooLittleSpace) {
     const MountedOver small("/usr/zafo/etc/openldap/data", "size=1m");
     if (!small.Mounted()) GTEST_SKIP() << "nothing can be mounted here";
-    ExpectRefusal(kEnable, 1, "space_low", "too little space");
+    ExpectRefusal(kEnable, 1, "space_low", "not enough space");
 }
 
 TEST_F(Refusal, OfATemplateThatSlapdDoesNotAccept) {
@@ -150,7 +150,7 @@ TEST_F(Refusal, OfADatabaseWhoseSuffixNobodyKnows) {
 TEST_F(Refusal, OfADatabaseOfAnotherSuffix) {
     const ChangedFile marker("/usr/zafo/etc/openldap/data/dn2id.bdb", "");
     const ChangedFile conf(kSlapdConf, "suffix dc=other,dc=org\nrootdn cn=admin,dc=other,dc=org\n");
-    ExpectRefusal(kEnable, 5, "other_database", "that of dc=other,dc=org");
+    ExpectRefusal(kEnable, 5, "other_database", "belongs to dc=other,dc=org");
 }
 
 TEST_F(Refusal, OfAnybodyButRoot) {

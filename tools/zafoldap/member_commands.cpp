@@ -134,8 +134,8 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
         session.streams.Note(fmt::format("{} {} the group {}", Enumerated(changed),
                                          adds ? "added to" : "removed from", change.group.name));
     for (const std::string &user : change.as_they)
-        session.streams.Note(fmt::format("{} is already {} the group {}", user,
-                                         adds ? "in" : "not in", change.group.name));
+        session.streams.Note(fmt::format("{} is {} the group {}", user,
+                                         adds ? "already in" : "not in", change.group.name));
     return 0;
 }
 
