@@ -7,9 +7,8 @@
 
 namespace zafo {
 
-// A service that was running is wanted back: whoever can crash it at will must not gain half a
-// minute of silence each time. One that does not even start most likely needs an administrator
-// first.
+// A service that was running is restarted quickly: an attacker who can crash it must not gain half
+// a minute of silence each time. One that does not even start most likely needs an administrator.
 class Patience {
   public:
     using Milliseconds = std::chrono::milliseconds;

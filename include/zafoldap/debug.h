@@ -17,8 +17,8 @@ ZAFOLDAP_BEGIN_DECLS
  * "/tmp" (mode 0600). Anyone can write to "/tmp", so a marker counts only if nobody but root or the
  * process's own effective user can have created it: a regular file owned by root or the effective
  * user, with one link, in a "/tmp" where others cannot rename files they do not own (sticky, as
- * usual). A link, a FIFO or a folder of that name is ignored whoever made it; nothing is followed
- * or opened.
+ * usual). A link, a FIFO or a folder of that name is ignored, no matter who made it; nothing is
+ * followed or opened.
  *
  * Limit: if the kernel allows links to other users' files (fs.protected_hardlinks 0), a link to a
  * file of root's that root then removes becomes its only link, and counts. */

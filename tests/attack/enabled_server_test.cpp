@@ -172,7 +172,7 @@ std::string EarlierTemplate() {
     for (const char *word : {"moduleload constraint", "moduleload ppolicy", "moduleload unique",
                              "maxentrysize", "add_content_acl"})
         text = Without(text, word, "\n");
-    text = Without(text, "# slapd takes the first rule", "# Before the database: rules");
+    text = Without(text, "# slapd applies the first rule", "# Before the database: rules");
     return Without(text, "# --- What may not be written", "");
 }
 

@@ -87,7 +87,7 @@ constexpr Refusal kRefusals[] = {
     {2, "user add bob --mail nobody --password-stdin", "it is not an address"},
     {2, "user add bob --set title --password-stdin", "is not ATTRIBUTE=VALUE"},
     {2, "user add bob --set uidNumber=0 --password-stdin", "use --uid"},
-    {2, "user add bob --set userpassword=x --password-stdin", "zafoldap user passwd does"},
+    {2, "user add bob --set userpassword=x --password-stdin", "use zafoldap user passwd"},
     {2, "user edit anna --set 'title=a\nuidNumber: 0'", "control characters"},
     {2, "group edit staff --description 'a\nb'", "control characters"},
     {2, "user edit anna", "nothing to change"},
