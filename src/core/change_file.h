@@ -26,7 +26,8 @@ class ChangeFile {
     int Open() { return ZAFOLDAPLdifInit(&ldif_, nullptr); }
     ZAFOLDAP_LDIF *get() { return &ldif_; }
 
-    // Flushes the stream: 0, or -1 with platform error 0x0B00 on a write error, usually a full disk.
+    // Flushes the stream: 0, or -1 with platform error 0x0B00 if a write failed, usually on a full
+    // disk.
     int Flush() {
         errno = 0;
         if (std::fflush(ldif_.pFile) == 0 && std::ferror(ldif_.pFile) == 0) return 0;
