@@ -46,7 +46,7 @@ constexpr size_t kStreamBuffer = 64 << 10;
 // A child's descriptors: the standard ones, then its secrets.
 constexpr int kFirstSecret = STDERR_FILENO + 1;
 
-// The calling thread's last attempt to start a child, and its error; 0 if it succeeded.
+// The calling thread's last child that could not be started, and why; 0 after a successful start.
 struct StartFailure {
     int error = 0;
     std::array<char, 128> path{};

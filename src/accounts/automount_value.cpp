@@ -5,7 +5,7 @@ namespace zafo {
 
 namespace {
 
-// Limits on the length of an escaped and of an unescaped text.
+// The limit on the length of escaped and of unescaped text.
 constexpr size_t kMaxEscaped = 4094;
 constexpr std::string_view kType = "-fstype=nfs";
 constexpr std::string_view kBlanks = " \t\n\v\f\r";

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The automount maps (RFC 2307bis, autofs(5)) of home folders. The map "auto_master" assigns the
-// map "auto_home" to "/home"; its key "*" holds the location of every user's folder: "-fstype=nfs
-// HOST:PATH/&", where "&" stands for the user. In the path, "$", blanks and "&" are escaped with a
-// backslash. Runs no tool.
+// map "auto_home" to "/home"; its key "*" holds the location of every user's folder:
+// "-fstype=nfs HOST:PATH/&", where "&" stands for the user. In the path, "$", blanks and "&" are
+// escaped with a backslash. Runs no tool.
 #pragma once
 
 #include <optional>

@@ -332,7 +332,7 @@ bool IsGidFree(uint32_t gid, zafo::Group *local) {
 
 Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
                          zafo::Group *local) {
-    char description[kDescriptionSize];  // not used: local groups have no description
+    char description[kDescriptionSize];  // not used: ZAFOGroupSet takes none
     if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;

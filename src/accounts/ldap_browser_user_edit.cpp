@@ -77,7 +77,7 @@ int CheckName(const EditRequest &request, UserEntry *entry) {
     const char *current = entry->user->szName;
     entry->is_renamed = wanted != nullptr && QLIBCUnicodeUTF8StrCaseCmp(wanted, current) != 0;
     if (!entry->is_renamed) return 0;
-    if (!zafo::IsOneLine(current)) {  // untrusted too; it is written when editing groups
+    if (!zafo::IsOneLine(current)) {  // untrusted too; the groups' records delete it
         QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
         ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.dn,
                  zafo::PlatformError());

@@ -55,7 +55,7 @@ std::optional<std::string> DomainComponent(const char *dn) {
     return {};
 }
 
-// No entry has an invalid name, so the server is not asked about one.
+// No entry has an empty or too long name, so the database is not searched for one.
 bool Exists(const std::string &dn) {
     if (dn.empty() || !zafo::FitsDN(dn)) return false;
     if (ZAFOLDAPServerDNIsExist(dn.c_str()) != 1) return false;
