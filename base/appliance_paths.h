@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Paths of the appliance that more than one file uses (zafoldap/server.h, zafoldap/backup.h,
+// Paths of the appliance that several files use (zafoldap/server.h, zafoldap/backup.h,
 // platform/*.h).
 #pragma once
 
@@ -17,7 +17,7 @@ inline constexpr const char *kSlapdTemplate = "/usr/zafo/etc.defaults/openldap/s
 inline constexpr const char *kAccessRules = "/usr/zafo/etc/openldap/slapd-acls.conf";
 inline constexpr const char *kDatabaseFolder = "/usr/zafo/etc/openldap/data";
 inline constexpr const char *kDatabaseFile = "/usr/zafo/etc/openldap/data/data.mdb";
-// Exists exactly when the database holds data, whatever files its back end makes.
+// Exists if and only if the database holds data, regardless of the files of its back end.
 inline constexpr const char *kDatabaseMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 inline constexpr const char *kSlapdPidFile = "/var/run/slapd.pid";
 inline constexpr const char *kStartLockFile = "/var/run/ldap-server-start.lock";
@@ -40,7 +40,7 @@ inline constexpr const char *kBindConf = "/usr/zafo/etc/nslcd.conf";
 inline constexpr const char *kAccountConf = "/usr/zafo/etc/account.conf";
 inline constexpr const char *kScheduleTable = "/etc/cron.d/zafo";
 inline constexpr const char *kTrustFolder = "/usr/zafo/etc/ssl";
-inline constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";  // what the tools trust
+inline constexpr const char *kAuthority = "/usr/zafo/etc/ssl/ca.pem";  // trusted by the tools
 inline constexpr const char *kRunFolder = "/var/run";
 inline constexpr const char *kSystemLog = "/var/log/messages";
 
@@ -48,7 +48,7 @@ inline constexpr const char *kSystemLog = "/var/log/messages";
 
 inline constexpr const char *kBackupConf = "/usr/zafo/etc/ldapbackup.conf";
 inline constexpr const char *kBackupProgram = "/usr/zafo/bin/zafoldapbackup";
-// Runs the task; the scheduler knows the task by it.
+// Runs the task; the scheduler identifies the task by this command.
 inline constexpr const char *kBackupCommand =
     "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 // Written by the backup program: "key=value" lines.

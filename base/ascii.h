@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Letters and digits as directories, URLs and settings files compare them: ASCII, whatever the
+// Letters and digits as compared in directories, URLs and settings files: ASCII, regardless of the
 // caller's locale.
 #pragma once
 
@@ -18,13 +18,13 @@ constexpr bool IsAlphanumeric(char c) {
     return (c >= '0' && c <= '9') || (LowerCase(c) >= 'a' && LowerCase(c) <= 'z');
 }
 
-// The value of a hexadecimal digit; -1: it is none.
+// The value of a hexadecimal digit; -1 if it is not one.
 constexpr int HexDigit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     return LowerCase(c) >= 'a' && LowerCase(c) <= 'f' ? LowerCase(c) - 'a' + 10 : -1;
 }
 
-// A byte as two hexadecimal digits.
+// Appends a byte as two hexadecimal digits.
 inline void AppendHex(std::string *text, char c) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
     const auto byte = static_cast<unsigned char>(c);

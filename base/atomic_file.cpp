@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kMostLinks = 40;
 
-// Where symbolic links lead, whether or not that exists yet.
+// The target of symbolic links, whether or not it exists yet.
 std::string FollowLinks(const std::string &path) {
     fs::path real(path);
     std::error_code error;

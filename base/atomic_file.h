@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files that are replaced in one step: the new text is written beside the file, synced and renamed
-// into place, so that a reader, or the system after a loss of power, finds either the old text or
-// the new one. Results are 0 or an errno.
+// Atomic replacement of files: the new text is written beside the file, synced and renamed into
+// place, so that readers, and the system after a power failure, find either the old text or the new
+// one. Results are 0 or an errno.
 #pragma once
 
 #include <sys/types.h>
@@ -15,12 +15,12 @@
 
 namespace zafo {
 
-// What AtomicFile adds to a file's name.
+// AtomicFile appends this to a file's name.
 inline constexpr const char *kNewSuffix = ".new";
 
 // A new version of a file, written to "PATH.new" with mode 0600 and removed by the destructor
-// unless it was committed. The caller makes sure that there is one writer at a time: a "PATH.new"
-// that exists was left by a killed writer and is replaced. The first error sticks: later calls do
+// unless it was committed. The caller ensures that there is only one writer at a time: an existing
+// "PATH.new" was left by a killed writer and is replaced. The first error sticks: later calls do
 // nothing, and Commit returns it.
 class AtomicFile {
   public:
@@ -31,15 +31,15 @@ class AtomicFile {
 
     void Write(std::string_view text);
     void SetMode(mode_t mode);
-    // Not an error where the caller may not give files away. Call it before SetMode: it clears the
-    // set-user-ID bits.
+    // Not an error if the caller may not change the owner. Call it before SetMode: it clears the
+    // set-user-ID and set-group-ID bits.
     void SetOwner(uid_t user, gid_t group);
-    // Gives the file to the group with mode 0640, where the caller may.
+    // Assigns the file to the group with mode 0640, if the caller may.
     void LetRead(gid_t group);
 
-    // Replaces the file. The new text is on the disk when this returns.
+    // Replaces the file. On return the new text is on the disk.
     int Commit();
-    // Replaces it without syncing, for a file that need not survive a loss of power.
+    // Replaces it without syncing, for a file that need not survive a power failure.
     int CommitUnsynced();
 
   private:
@@ -51,45 +51,45 @@ class AtomicFile {
     int error_ = 0;
 };
 
-// fsync(2) by path: a file's content, a folder's names.
+// fsync(2) by path: of a file's content, or of a folder's names.
 int SyncFile(const std::string &path);
 int SyncFolder(const std::string &folder);
 int SyncFolderOf(const std::string &path);
 
-// Replaces the text of an existing file and keeps its owner and mode. Follows symbolic links.
+// Replaces the text of an existing file, keeping its owner and mode. Follows symbolic links.
 int ReplaceWhole(const std::string &path, std::string_view text);
 
-// The right to replace one file: a lock on "FILE.lock", which is never removed, and the file's real
-// name if it is reached through symbolic links. Processes and threads wait for each other; readers
-// need no lock.
+// Exclusive permission to replace a file: holds a lock on "FILE.lock", which is never removed, and
+// resolves symbolic links to the file's real name. Processes and threads wait for each other;
+// readers need no lock.
 class FileUpdate {
   public:
-    // Waits for the lock. On failure Error() is not 0.
+    // Waits for the lock. If that fails, Error() is not 0.
     explicit FileUpdate(const std::string &path);
 
-    // Shares a lock that another process holds and has passed on: it is released when both have
+    // Shares a lock that another process holds and has passed on; it is released when both have
     // closed it.
     FileUpdate(const std::string &path, UniqueFd lock);
 
-    // For a child that shares the lock.
+    // For a child process that shares the lock.
     int Lock() const { return lock_.Get(); }
 
     int Error() const { return error_; }
     const std::string &Path() const { return path_; }
 
-    // Puts `text` in the file's place in one step; the text is on the disk when this returns.
-    // An owner stays where the caller may give files away.
-    // A file that exists keeps its mode unless it is private. `mode` is a new file's mode.
+    // Atomically replaces the file; on return the text is on the disk. An existing file keeps its
+    // owner, if the caller may change owners, and its mode, unless it is private. `mode` applies to
+    // a new file.
     int Replace(std::string_view text, mode_t mode = 0600);
 
-    // The file has mode 0600 from the next Replace on.
+    // From the next Replace on, the file has mode 0600.
     void MakePrivate() { private_ = true; }
 
-    // The file belongs to this group and has mode 0640 from the next Replace on, where the caller
-    // may give files to the group.
+    // From the next Replace on, the file is owned by this group and has mode 0640, if the caller
+    // may change its group.
     void LetRead(gid_t group) { reader_ = group; }
 
-    // The file belongs to the caller, with this mode, from the next Replace on, whoever had it.
+    // From the next Replace on, the caller owns the file, with this mode, whoever owned it before.
     void TakeOver(mode_t mode) { own_ = mode; }
 
   private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// White space in settings files: ASCII, whatever the caller's locale.
+// White space in settings files: ASCII, regardless of the caller's locale.
 #pragma once
 
 #include <string>

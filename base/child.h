@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Children are made by posix_spawn(3): it shares the caller's memory until the program starts, so
-// its cost does not grow with the caller as fork's does, and it reports a program that cannot be
+// Children are started with posix_spawn(3): it shares the caller's memory until the program starts,
+// so its cost does not grow with the caller as fork's does, and it reports a program that cannot be
 // executed.
 #pragma once
 
@@ -14,9 +14,9 @@
 
 namespace zafo {
 
-// How a child is set up. It starts with default signal handling and no signal blocked. It inherits
-// the descriptors that are not close-on-exec, changed by the functions below in the order of the
-// calls. Each of them throws std::bad_alloc.
+// How to set up a child. It starts with default signal handling and no blocked signals, and
+// inherits all descriptors that are not close-on-exec, as changed by the functions below in the
+// order of the calls. Each of them throws std::bad_alloc.
 class Spawner {
   public:
     Spawner();
@@ -28,13 +28,13 @@ class Spawner {
     void Pass(int from, int fd);
     // The child's `fd` is "/dev/null".
     void PassNull(int fd);
-    // "/dev/null" where `from` is -1.
+    // The same, or "/dev/null" if `from` is -1.
     void PassOrNull(int from, int fd);
-    // The child has no descriptor from `fd` on.
+    // Closes all of the child's descriptors from `fd` up.
     void CloseFrom(int fd);
 
     void EnterRoot();
-    // A process group of its own: the Ctrl-C of a terminal does not reach it.
+    // Gives the child its own process group, so that a terminal's Ctrl-C does not reach it.
     void LeadGroup();
 
     // 0 or an errno.
@@ -45,13 +45,13 @@ class Spawner {
     posix_spawnattr_t attributes_;
 };
 
-// What exec(3) takes: pointers into `words`, which it does not write through, and NULL.
+// The vector for exec(3): pointers into `words`, which it does not write to, and NULL.
 std::vector<char *> ArgumentVector(const std::vector<std::string> &words);
 
-// The wait status of a child; nothing when somebody else has reaped it.
+// The wait status of a child; nothing if it has already been reaped elsewhere.
 std::optional<int> AwaitChild(pid_t pid);
 
-// As in a shell: 128 plus the number of the signal if one ended the child.
+// As in a shell: 128 plus the signal's number if a signal ended the child.
 int ExitCodeOf(int wait_status);
 
 }  // namespace zafo

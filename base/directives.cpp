@@ -9,7 +9,7 @@ namespace zafo {
 
 namespace {
 
-// slapd takes a backslash outside quotes for an escape too.
+// Backslashes need quotes too: slapd treats one outside quotes as an escape.
 std::string Quote(std::string_view value) {
     if (!value.empty() && value.find_first_of(" \t\v\f\r\"\\#") == std::string_view::npos) {
         return std::string(value);
@@ -22,7 +22,7 @@ std::string Quote(std::string_view value) {
     return written + '"';
 }
 
-// The next line with its line break.
+// Takes the next line, including its line break.
 std::string_view TakeLine(std::string_view *text) {
     const std::string_view line = text->substr(0, text->find('\n'));
     const std::string_view whole = text->substr(0, line.size() + 1);
@@ -47,7 +47,7 @@ bool Directive::Is(std::string_view name) const {
     return EqualIgnoringCase(key, name);
 }
 
-// Several quoted words are a list, whose quotes matter.
+// Several quoted words are a list, whose quotes are significant.
 std::string Directive::Unquoted() const {
     if (value.size() < 2 || value.front() != '"') return value;
     std::string unquoted;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Configuration in the style of nslcd.conf(5) and slapd.conf(5): one directive a line,
-// a keyword and the rest of the line as its value. As slapd reads it, a line that begins
-// with a blank continues the line before, a comment included; an empty line ends that, one of
-// blanks alone does not.
+// Configuration files in the style of nslcd.conf(5) and slapd.conf(5): one directive per line, a
+// keyword with the rest of the line as its value. As in slapd, a line that begins with a blank
+// continues the previous line, even a comment; an empty line ends the directive, but a line of
+// blanks does not.
 #pragma once
 
 #include <functional>
@@ -15,18 +15,18 @@
 namespace zafo {
 
 struct Directive {
-    std::string key;    // empty: a comment, or nothing but blanks
-    std::string value;  // as written; the lines that continue it joined with one blank
-    std::string text;   // as it stands in the file, with the lines that continue it
+    std::string key;    // empty for a comment or a blank line
+    std::string value;  // as written; continuation lines are joined with one blank
+    std::string text;   // as in the file, including continuation lines
 
-    // Whether it has that name; letter case does not count.
+    // Whether it has that name, ignoring letter case.
     bool Is(std::string_view name) const;
 
-    // Of a value that is one quoted word, without the quotes and the backslashes that they make
-    // necessary.
+    // The value without its quotes, and without the backslashes that they required, if it is a
+    // single quoted word; else the value.
     std::string Unquoted() const;
 
-    // With one blank between words. What stands between double quotes is kept.
+    // The value with single blanks between words. Text in double quotes is unchanged.
     std::string Squeezed() const;
 };
 
@@ -34,29 +34,30 @@ class Directives {
   public:
     explicit Directives(std::string_view text);
 
-    // In their order, comments and empty lines among them.
+    // In file order, including comments and empty lines.
     const std::vector<Directive> &Lines() const { return lines_; }
 
     // The value of the first directive of that name, unquoted.
     std::optional<std::string> Get(std::string_view key) const;
 
-    // Gives every directive of that name the value; adds one at the end when there is none.
+    // Sets the value of every directive of that name; appends one if there is none.
     void Set(std::string_view key, std::string_view value);
 
-    // What was read, byte for byte, but for what was set.
+    // The text that was read, byte for byte, except for what has been set.
     std::string Text() const;
 
-    // The same with every directive as `rewrite` gives it, line break included; empty: left out.
+    // The same with every directive replaced by the result of `rewrite`, line break included; an
+    // empty result omits it.
     std::string Rewritten(const std::function<std::string(const Directive &)> &rewrite) const;
 
   private:
     std::vector<Directive> lines_;
 };
 
-// Whether key and value can be written so that they are read back as they were given.
+// Whether key and value are the same when written and read back.
 bool IsDirective(std::string_view key, std::string_view value);
 
-// The value of the first directive of that name in a file, unquoted; empty: there is none, or the
+// The value of the first directive of that name in a file, unquoted; empty if there is none or the
 // file cannot be read.
 std::string DirectiveOf(const std::string &path, std::string_view key);
 

@@ -10,7 +10,7 @@ namespace zafo {
 
 namespace {
 
-// As slapd has them; RFC 4514 knows the first only.
+// As slapd defines them; RFC 4514 has only the first.
 constexpr std::string_view kDnBlanks = " \t\r\n";
 constexpr std::string_view kSeparators = ",;+";
 constexpr std::string_view kNeedEscapes = {"\"+,;<>\\\0", 8};
@@ -47,7 +47,7 @@ bool StartsWithHexPair(std::string_view text) {
     return text.size() >= 2 && HexDigit(text[0]) >= 0 && HexDigit(text[1]) >= 0;
 }
 
-// The size of the escape whose backslash the text begins with; 0: it is none.
+// The size of the escape at the start of the text, which is a backslash; 0 if it is invalid.
 std::size_t EscapeSize(std::string_view text) {
     text.remove_prefix(1);
     if (StartsWithHexPair(text)) return 3;
@@ -58,7 +58,7 @@ std::string_view WithoutOidPrefix(std::string_view attribute) {
     return attribute.substr(StartsWithIgnoringCase(attribute, kOidPrefix) ? kOidPrefix.size() : 0);
 }
 
-// numericoid of RFC 4512 section 1.4.
+// The numericoid of RFC 4512 section 1.4.
 bool IsNumber(std::string_view text) {
     for (bool first = true;; first = false) {
         const std::string_view arc = text.substr(0, text.find('.'));
@@ -69,7 +69,7 @@ bool IsNumber(std::string_view text) {
     }
 }
 
-// Of a text that has letters, digits, "-" and "." only.
+// The text consists of letters, digits, "-" and "." only.
 bool IsAttribute(std::string_view text) {
     if (IsDigit(text.front()) || StartsWithIgnoringCase(text, kOidPrefix))
         return IsNumber(WithoutOidPrefix(text));
@@ -85,8 +85,9 @@ std::string ComparableAttribute(std::string_view attribute) {
     return Folded(attribute);
 }
 
-// As caseIgnoreMatch has it: blanks at the ends do not count, several are one, and a value of blanks
-// is one blank. Separators are escaped in hexadecimal, so that a plain one always ends an RDN.
+// By the rules of caseIgnoreMatch: blanks at the ends are ignored, several count as one, and a
+// value of blanks is one blank. Separators are escaped in hexadecimal, so that a plain one always
+// ends an RDN.
 std::string ComparableValue(const DnPair &pair) {
     if (pair.written.starts_with('#')) return Folded(pair.written);
     std::string comparable;
@@ -114,7 +115,7 @@ class DnReader {
   public:
     explicit DnReader(std::string_view text) : text_(text), more_(!text.empty()) {}
 
-    // The next pair; false at the end, and where the text is not a DN.
+    // Reads the next pair; false at the end, and if the text is not a DN.
     bool Next(DnPair *pair) {
         if (!more_) return false;
         more_ = ReadAttribute(pair) && ReadValue(pair);
@@ -126,10 +127,10 @@ class DnReader {
         return true;
     }
 
-    // Of the pair that was read last: whether its RDN has no other.
+    // Whether the pair last read ends its RDN.
     bool RdnEnds() const { return rdn_ends_; }
 
-    // Where its separator is, or the end of the text.
+    // Where the pair's separator is, or the end of the text.
     std::size_t End() const { return end_; }
     const std::optional<DnError> &Error() const { return error_; }
 
@@ -214,7 +215,7 @@ bool DnReader::ReadBer() {
     return at_ > begin + 1 || Fail(begin, "this character must be escaped with \\");
 }
 
-// Up to the separator; blanks before it are not part of the value.
+// Reads up to the separator; blanks before it are not part of the value.
 bool DnReader::ReadString(std::size_t *end) {
     while (!AtEnd() && !IsOneOf(kSeparators, text_[at_])) {
         const bool escaped = text_[at_] == '\\';
@@ -275,7 +276,8 @@ std::size_t EndOfRdn(std::string_view dn) {
     return dn.size();
 }
 
-// RFC 4514 section 2.4; blanks other than " " at the ends are dropped by slapd, too.
+// RFC 4514 section 2.4; slapd also drops blanks other than " " at the ends, so they are escaped
+// too.
 std::string EscapedForDn(std::string_view value) {
     std::string escaped;
     for (std::size_t i = 0; i < value.size(); ++i) {

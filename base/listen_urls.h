@@ -7,9 +7,9 @@
 
 namespace zafo {
 
-// The URLs that the directory server listens on, as its start program has them: the words of
-// "listen = URLS" in the first of the service's settings files whose last such line says any.
-// "ldap:///" and "ldaps:///", all addresses of the machine, where none does.
+// The URLs that the directory server listens on, read as its start program reads them: the words of
+// "listen = URLS", in the first of the service's settings files whose last such line has any.
+// Otherwise "ldap:///" and "ldaps:///", all addresses of the machine.
 std::vector<std::string> ListenUrls(std::initializer_list<const char *> settings);
 
 }  // namespace zafo

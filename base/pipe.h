@@ -12,10 +12,10 @@ struct Pipe {
     UniqueFd writer;
 };
 
-// Both ends are close-on-exec and above the standard descriptors: in a caller that has closed its
-// own, they would otherwise clash with the child's. The pipe holds 1 MiB where the system allows
-// it, so that large answers need fewer switches between writer and reader. Nothing, with errno, on
-// failure.
+// Both ends are close-on-exec and numbered above the standard descriptors: in a caller that has
+// closed its own, they would otherwise clash with the child's. The pipe holds 1 MiB if the system
+// allows it, so that large outputs take fewer switches between writer and reader. Nothing, with
+// errno set, on failure.
 std::optional<Pipe> OpenPipe();
 
 }  // namespace zafo

@@ -12,7 +12,7 @@ namespace zafo {
 
 namespace {
 
-// The status line's fields count from 1: the process id, the name, the state.
+// The fields of the status line are numbered from 1: process id, name, state.
 constexpr int kStateField = 3;
 constexpr int kStartedField = 22;
 
@@ -37,7 +37,7 @@ bool ProcessId::Lives() const {
 std::optional<ProcessId> LivingProcess(pid_t pid) {
     if (pid <= 0) return {};
     const std::string line = ReadHead("/proc/" + std::to_string(pid) + "/stat");
-    // Of "PID (NAME) STATE …": the name may hold anything.
+    // In "PID (NAME) STATE …" the name may contain anything.
     const size_t name_end = line.rfind(") ");
     if (name_end == std::string::npos || name_end + 2 >= line.size()) return {};
     size_t at = name_end + 2;

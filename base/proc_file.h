@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the kernel tells of a process in "/proc".
+// What the kernel reports about a process in "/proc".
 #pragma once
 
 #include <sys/types.h>
@@ -10,20 +10,20 @@
 
 namespace zafo {
 
-// Identifies one process for good; a pid alone is reused.
+// Identifies a process uniquely; a pid alone may be reused.
 struct ProcessId {
     pid_t pid = 0;
-    unsigned long long started = 0;  // in clock ticks since the system started
+    unsigned long long started = 0;  // in clock ticks since boot
 
     static ProcessId Own();
     bool Lives() const;
     bool operator==(const ProcessId &) const = default;
 };
 
-// Nothing if there is no such process, or it has ended and is a zombie.
+// Nothing if the process does not exist or is a zombie.
 std::optional<ProcessId> LivingProcess(pid_t pid);
 
-// When the process started; nothing if it does not live.
+// When the process started; nothing if it is not running.
 std::optional<std::time_t> StartTimeOf(pid_t pid);
 
 }  // namespace zafo

@@ -7,11 +7,11 @@
 
 namespace zafo {
 
-// The user, and the group of the same name, that the appliance's directory server runs as where
-// the system has them; else it runs as who starts it.
+// The user, and the group of the same name, that the appliance's directory server runs as if the
+// system has them; otherwise it runs as the user who starts it.
 inline constexpr char kServerAccount[] = "openldap";
 
-// The group that the server reads its files with; nothing if the system does not have it.
+// The group through which the server reads its files; nothing if the system does not have it.
 std::optional<gid_t> ServerGroup();
 
 }  // namespace zafo

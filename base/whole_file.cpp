@@ -12,7 +12,7 @@
 namespace zafo {
 
 ReadResult ReadWhole(const std::string &path, std::string *text) {
-    // O_NONBLOCK: opening a FIFO would wait for its writer.
+    // O_NONBLOCK: opening a FIFO would otherwise wait for a writer.
     const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd.IsOpen()) return errno == ENOENT ? ReadResult::kAbsent : ReadResult::kNotReadable;
     struct stat status {};

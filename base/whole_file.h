@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files that are read whole.
+// Reading entire files.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@ namespace zafo {
 
 enum class ReadResult { kDone, kAbsent, kNotReadable, kReadFailed };
 
-// The text of a regular file.
+// Reads the text of a regular file.
 ReadResult ReadWhole(const std::string &path, std::string *text);
 
 // The first 512 bytes of a file: enough for a number, a status line of "/proc" or one of our
-// records. Empty if it cannot be read.
+// records. Empty if the file cannot be read.
 std::string ReadHead(const std::string &path);
 
 }  // namespace zafo

@@ -6,7 +6,7 @@
 
 namespace zafo {
 
-// A private folder "/tmp/NAME.XXXXXX", mode 0700, removed with all its contents by the destructor.
+// A private folder "/tmp/NAME.XXXXXX", mode 0700; the destructor removes it with all its contents.
 class WorkFolder {
   public:
     explicit WorkFolder(const char *name);
@@ -14,7 +14,7 @@ class WorkFolder {
     WorkFolder(const WorkFolder &) = delete;
     WorkFolder &operator=(const WorkFolder &) = delete;
 
-    // 0, or the errno with which it could not be made.
+    // 0, or the errno from creating it.
     int Error() const { return error_; }
 
     const std::string &Path() const { return path_; }

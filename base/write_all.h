@@ -8,8 +8,8 @@
 
 namespace zafo {
 
-// Writes all bytes to a descriptor; false with errno. `interrupted`, which may throw, is called
-// when a signal interrupts write(2), which is then tried again.
+// Writes all bytes to a descriptor; false, with errno set, on failure. `interrupted`, which may
+// throw, is called when a signal interrupts write(2), before the write is retried.
 inline bool WriteAll(int fd, std::string_view bytes, void (*interrupted)() = nullptr) {
     while (!bytes.empty()) {
         const ssize_t n = write(fd, bytes.data(), bytes.size());

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Base64 of RFC 4648 section 4, strict: one text for every run of bytes. Library
-// decoders skip blanks and line breaks, which would let damage in a
-// folded LDIF value pass for data.
+// Strict base64 of RFC 4648 section 4: every byte sequence has exactly one encoding. Library
+// decoders skip blanks and line breaks, so damage in a folded LDIF value would pass as data.
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -14,7 +13,7 @@ namespace {
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Not below 64: no character of the alphabet.
+// Not below 64, so not a character of the alphabet.
 constexpr uint8_t kNone = 0x80;
 
 constexpr std::array<uint8_t, 256> MakeValues() {
@@ -31,7 +30,7 @@ uint32_t ValueOf(char c) {
     return kValues[static_cast<unsigned char>(c)];
 }
 
-// Four characters as 24 bits; above 0xFFFFFF when one is not of the alphabet.
+// Four characters as 24 bits; above 0xFFFFFF if one is not in the alphabet.
 uint32_t Group(char a, char b, char c, char d) {
     const uint32_t va = ValueOf(a);
     const uint32_t vb = ValueOf(b);
@@ -46,7 +45,7 @@ void PutBytes(uint8_t *&out, uint32_t bits, int count) {
         *out++ = static_cast<uint8_t>(bits >> (16 - 8 * i));
 }
 
-// Bytes in the last group: one less for every "=" at the end.
+// The number of bytes in the last group: one less for each "=" at the end.
 int BytesInLast(const char *text, size_t length) {
     if (text[length - 1] != '=') return 3;
     return text[length - 2] == '=' ? 1 : 2;
@@ -64,7 +63,7 @@ bool Decode(const char *text, size_t length, uint8_t *&out) {
     }
     const uint32_t bits =
         Group(last[0], last[1], count > 1 ? last[2] : 'A', count > 2 ? last[3] : 'A');
-    // The bits that the last character has too many are zero.
+    // The unused bits of the last character must be zero.
     if (bits == UINT32_MAX || (bits & (0xFFFFFFU >> (8 * count))) != 0) return false;
     PutBytes(out, bits, count);
     return true;

@@ -16,7 +16,7 @@ constexpr size_t kCharacters = 5;
 
 }  // namespace
 
-// A last group of n bytes, filled up with zeros, gives its first n + 1 characters.
+// A last group of n bytes is padded with zeros and gives its first n + 1 characters.
 std::string ToBase85(std::span<const uint8_t> data) {
     std::string text;
     for (size_t i = 0; i < data.size(); i += kBytes) {
@@ -39,7 +39,7 @@ std::optional<std::vector<uint8_t>> FromBase85(std::string_view text) {
         if (group.size() == 1) return {};
         uint64_t bits = 0;
         for (size_t k = 0; k < kCharacters; ++k) {
-            // The largest digit makes up for what the first characters were cut by.
+            // Padding with the largest digit offsets the truncation of the first characters.
             const size_t digit = k < group.size() ? kAlphabet.find(group[k]) : 84;
             if (digit == std::string_view::npos) return {};
             bits = bits * 85 + digit;
@@ -49,7 +49,7 @@ std::optional<std::vector<uint8_t>> FromBase85(std::string_view text) {
             data.push_back(static_cast<uint8_t>(bits >> (24 - 8 * k)));
         }
     }
-    // A cut last group has several spellings; only the one that ToBase85 writes counts.
+    // A short last group could be spelled in several ways; only the output of ToBase85 is accepted.
     if (ToBase85(data) != text) return {};
     return data;
 }

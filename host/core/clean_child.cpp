@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kFirstPassed = STDERR_FILENO + 1;
 
-// Out of the way of the numbers that the child's descriptors get.
+// Keeps the descriptor out of the way of the numbers that the child uses.
 UniqueFd Aside(int fd, int above) {
     return UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, above));
 }
@@ -50,7 +50,7 @@ std::optional<pid_t> StartClean(const std::vector<std::string> &words, int error
 std::optional<int> RunClean(const std::vector<std::string> &words) {
     const std::optional<pid_t> pid = StartClean(words, STDERR_FILENO);
     if (!pid) return {};
-    // Where the caller has its children reaped for it, how one ended is not known.
+    // If somebody else reaps the caller's children, the status is unknown and counts as success.
     return ExitCodeOf(AwaitChild(*pid).value_or(0));
 }
 

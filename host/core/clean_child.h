@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Programs of a service's description run as if the machine's first program had started them: no variable,
-// folder, descriptor or signal setting of whoever asks for a start reaches them, but for its standard
-// error. What a variable can make a shell, the loader or a tool do, it does not do here.
+// Runs programs of a service's description as if init had started them: none of the requester's
+// variables, folders, descriptors or signal settings reach them, except standard error. So
+// variables that affect a shell, the loader or a tool have no effect.
 #pragma once
 
 #include <sys/types.h>
@@ -14,14 +14,14 @@
 
 namespace zafo {
 
-// Starts a program with PATH and LC_ALL=C as its whole environment, in "/", its input and output
-// "/dev/null", no signal blocked or ignored. `error` is its standard error; `passed` become its
-// descriptors from 3 on, and it has no others. Nothing when it cannot be started.
+// Starts a program in "/", with only PATH and LC_ALL=C as its environment, "/dev/null" as its input
+// and output, and no signal blocked or ignored. `error` is its standard error; `passed` become its
+// descriptors from 3 on, and it has no others. Nothing if it cannot be started.
 std::optional<pid_t> StartClean(const std::vector<std::string> &words, int error,
                                 std::initializer_list<int> passed = {});
 
-// Runs a program to its end, with the caller's standard error: its exit code, 128 and the number of the
-// signal that ended it; nothing when it cannot be started.
+// Runs a program to its end, with the caller's standard error. Returns its exit code, or 128 plus
+// the number of the signal that ended it; nothing if it cannot be started.
 std::optional<int> RunClean(const std::vector<std::string> &words);
 
 }  // namespace zafo

@@ -6,9 +6,9 @@
 
 namespace zafo {
 
-// The words that run `words` as it is safe. When root has cp(1) write into a folder that belongs to somebody
-// else, that user could put a link there just before, and root would write to what it names: such
-// a copy is made with no more than the folder owner's rights. Everything else stays as it is.
+// The words with which to run `words` safely. When root has cp(1) write into another user's folder,
+// that user could place a link there just before, and root would write to its target; such a copy
+// is run with only the rights of the folder's owner. Any other words stay as they are.
 std::vector<std::string> WithSafeRights(std::vector<std::string> words);
 
 }  // namespace zafo

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stored passwords: AES-256-GCM under the machine's key. The bytes behind
-// the printable text are a version, the nonce, the ciphertext and the tag.
+// Stored passwords: AES-256-GCM with the machine's key. The printable text encodes a version, the
+// nonce, the ciphertext and the tag.
 #include "platform/crypt.h"
 
 #include <sys/random.h>
@@ -25,7 +25,7 @@ constexpr size_t kTextAt = kNonceAt + GCM_IV_SIZE;
 constexpr size_t kOverhead = kTextAt + GCM_DIGEST_SIZE;
 constexpr size_t kLongestText = 1023;
 
-// The cipher, set up for one message: its version and nonce are in `head`. Wiped after use.
+// The cipher, set up for one message whose version and nonce are in `head`. Wiped after use.
 class Cipher {
   public:
     Cipher(const zafo::MachineKey &key, const uint8_t *head) {
@@ -49,7 +49,7 @@ class Cipher {
     gcm_aes256_ctx context_;
 };
 
-// Whether two tags are equal, in a time that does not tell where they differ.
+// Compares two tags in constant time.
 bool SameTag(const uint8_t *a, const uint8_t *b) {
     unsigned difference = 0;
     for (size_t i = 0; i < GCM_DIGEST_SIZE; ++i)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The ciphers of a build for which there is no Nettle: they say so.
+// Used when building without Nettle: the ciphers report that they are not supported.
 #include "host/core/fail.h"
 #include "platform/crypt.h"
 

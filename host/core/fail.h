@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a platform function reports failure: a code in the error slot and the
-// function's failure value. Nothing thrown leaves a platform function.
+// How a platform function reports failure: a code in the error slot and the function's failure
+// value. No exception leaves a platform function.
 #pragma once
 
 #include <new>
@@ -20,7 +20,7 @@ inline std::nullptr_t FailNull(int nCode) {
     return nullptr;
 }
 
-// Runs `body`; running out of memory becomes 0x0200 and `failure`.
+// Runs `body`; std::bad_alloc becomes 0x0200 and `failure`.
 template <typename Result, typename Body>
 Result OutOfMemoryIs(Result failure, Body body) noexcept {
     try {

@@ -20,13 +20,13 @@ using zafo::Pairs;
 using zafo::ReadResult;
 using zafo::SectionText;
 
-// What a section becomes: keys to store and keys to remove.
+// The changes to a section: keys to store and keys to remove.
 struct Changes {
     Pairs set;
     std::vector<std::string> removed;
 };
 
-// From `before` to `after`.
+// The changes that turn `before` into `after`.
 Changes Difference(const Pairs &before, const Pairs &after) {
     Changes changes;
     for (const auto &[key, value] : after) {
@@ -44,8 +44,8 @@ bool AreKeys(const Pairs &pairs) {
                        [](const auto &pair) { return zafo::IsKey(pair.first); });
 }
 
-// Reads and parses a section file. 0, or the platform error code; an absent file is an
-// empty one.
+// Reads and parses a section file. Returns 0 or the platform error code; a missing file counts as
+// empty.
 int Load(const std::string &path, SectionText *sections) {
     std::string text;
     switch (zafo::ReadWhole(path, &text)) {
@@ -64,8 +64,8 @@ int Load(const std::string &path, SectionText *sections) {
     return QLIB_ERR_BAD_FORMAT;
 }
 
-// Changes a section file under its lock. `change` tells what to return; the file is
-// written only when its text is another one then.
+// Changes a section file under its lock. Returns the result of `change`; the file is written only
+// if its text has changed.
 template <typename Change>
 int Update(const char *path, Change change) {
     return OutOfMemoryIs(-1, [&] {
@@ -83,7 +83,7 @@ int Update(const char *path, Change change) {
     });
 }
 
-// The changes that storing `hash` makes to a section with the pairs `present`.
+// The changes to make when `hash` is stored in a section that holds the pairs `present`.
 Changes ChangesOf(const QLIBSZHASH &hash, const char *file, const char *section,
                   const Pairs &present) {
     const bool loaded = hash.loaded && hash.loaded->file == file && hash.loaded->section == section;
@@ -103,7 +103,7 @@ int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *p
         Pairs merged = loaded.pairs;
         merged.insert(pHash->pairs.begin(), pHash->pairs.end());
         const int count = static_cast<int>(loaded.pairs.size());
-        // Nothing below allocates: the map is filled wholly or not at all.
+        // Nothing below allocates: the map is filled completely or not at all.
         pHash->pairs.swap(merged);
         pHash->loaded = std::move(loaded);
         if (count == 0) QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);

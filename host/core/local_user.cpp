@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The passwords of local users, and how many more there may be.
+// The passwords of local users, and how many more users there may be.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +19,7 @@ namespace {
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 
-// What is stored of one user.
+// The hashes to store for a user.
 struct NewHashes {
     zafo::SambaAccount samba;
     std::string_view crypt;  // empty: the password stays
@@ -29,7 +29,7 @@ std::string_view TextAt(const char *const *psz, int i) {
     return psz[i] == nullptr ? std::string_view() : psz[i];
 }
 
-// 0, or a platform error code.
+// Returns 0 or a platform error code.
 int Collect(const std::string &passwd, const std::string_view name, std::string_view crypt,
             std::string_view lm, std::string_view nt, std::vector<NewHashes> *users) {
     const bool fit = (crypt.empty() || !zafo::CryptHashIn(crypt).empty()) &&
@@ -42,8 +42,8 @@ int Collect(const std::string &passwd, const std::string_view name, std::string_
     return 0;
 }
 
-// The shadow line of a user with another password of today; the line as it is when it has that
-// password already.
+// A user's shadow line with a new password, changed today; unchanged if it already has that
+// password.
 std::string WithPassword(std::string_view line, std::string_view hash) {
     zafo::Fields fields = zafo::Split(line, ':');
     const std::string today = std::to_string(zafo::Today());
@@ -57,7 +57,7 @@ std::string WithPassword(std::string_view line, std::string_view hash) {
     return changed;
 }
 
-// 0, or a platform error code.
+// Returns 0 or a platform error code.
 int StoreCrypt(const std::vector<NewHashes> &users) {
     std::string shadow;
     if (const int error = zafo::ReadAccountFile(zafo::kShadowFile, &shadow); error != 0) {
@@ -73,8 +73,8 @@ int StoreCrypt(const std::vector<NewHashes> &users) {
     return shadow == before ? 0 : zafo::ReplaceAccountFile(zafo::kShadowFile, shadow);
 }
 
-// The Samba hashes go first: whoever made the account has stored its password already, so that what is
-// missing after this process has died here is as little as can be.
+// The Samba hashes go first: the creator of the account has already stored its password, so if this
+// process dies here, as little as possible is missing.
 int Store(const std::vector<NewHashes> &users) {
     std::vector<zafo::SambaAccount> samba;
     for (const NewHashes &user : users)

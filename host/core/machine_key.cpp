@@ -21,8 +21,8 @@ namespace {
 
 constexpr const char *kFile = "/usr/zafo/etc/private/machine.key";
 
-// Makes the key under a name of its own, complete and on the disk, and links it to the
-// key file's name: link never replaces, so a key that stands there stays.
+// Creates the key under a temporary name, complete and synced, and links it to the key file's name:
+// link never replaces, so an existing key stays.
 int MakeMachineKey() {
     MachineKey key;
     if (getrandom(key.bytes.data(), key.bytes.size(), 0) != ssize_t{sizeof key.bytes}) {
@@ -39,7 +39,7 @@ int MakeMachineKey() {
     return written && SyncFolder(kPrivateFolder) == 0 ? 0 : QLIB_ERR_WRITE_FAILED;
 }
 
-// Why the key file could not be opened.
+// The error code for a key file that could not be opened.
 int OpenError() {
     return errno == ELOOP ? QLIB_ERR_BAD_FORMAT : QLIB_ERR_OPEN_FAILED;
 }
@@ -54,7 +54,7 @@ int ReadFrom(const UniqueFd &file, MachineKey *key) {
     return 0;
 }
 
-// A link is refused: the key is the machine's own file.
+// A symbolic link is rejected: the key is the machine's own file.
 UniqueFd OpenKeyFile() {
     return UniqueFd(open(kFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's own key, under which stored passwords are enciphered.
+// The appliance's own key, which encrypts stored passwords.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@
 
 namespace zafo {
 
-// Wiped when it is no longer needed.
+// Wiped on destruction.
 struct MachineKey {
     std::array<uint8_t, 32> bytes{};
 
@@ -19,11 +19,11 @@ struct MachineKey {
     ~MachineKey() { explicit_bzero(bytes.data(), bytes.size()); }
 };
 
-// Reads the key file; 0, or a platform error code.
+// Reads the key file. Returns 0 or a platform error code.
 int ReadMachineKey(MachineKey *key);
 
-// The same, after making the file when there is none. Of several processes that
-// make it at once one wins, and all read the winner's key.
+// The same, but creates a missing file first. If several processes create it at the same time, one
+// wins, and all of them read its key.
 int ReadOrMakeMachineKey(MachineKey *key);
 
 }  // namespace zafo

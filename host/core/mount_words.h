@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// "/bin/mount SOURCE FOLDER" guesses what the source is, and mounts with every right that it grants. Both
-// are more than a caller can want who says nothing of it: the source is a network's, and what
-// is on it is not to be run.
+// "/bin/mount SOURCE FOLDER" guesses the type of the source and mounts it without any restriction.
+// A caller that gives no options cannot want either: the source is on the network, and nothing on
+// it is meant to be executed.
 #pragma once
 
 #include <string>
@@ -10,9 +10,9 @@
 
 namespace zafo {
 
-// Puts words before exactly such a pair: NFS and nothing else (a file, a folder or a device fails then,
-// also one called "HOST:" in the working folder), without programs, set-id bits or devices. Words that are no
-// such pair stay.
+// Prepends options to exactly such a pair: only NFS (a file, a folder or a device then fails, even
+// one called "HOST:" in the working folder), without executables, set-id bits or devices. Any other
+// words are left alone.
 void RestrictMount(const char *path, std::vector<std::string> *words);
 
 }  // namespace zafo

@@ -46,7 +46,7 @@ constexpr size_t kStreamBuffer = 64 << 10;
 // A child's descriptors: the standard ones, then its secrets.
 constexpr int kFirstSecret = STDERR_FILENO + 1;
 
-// The calling thread's last child that could not be started, and why; 0: it was.
+// The calling thread's last child that could not be started, and why; 0 after a successful start.
 struct StartFailure {
     int error = 0;
     std::array<char, 128> path{};
@@ -61,14 +61,14 @@ int StartFailed(const char *path, int error) {
     return Fail(error == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_OPEN_FAILED);
 }
 
-// `fd` of the child is the caller's; a closed one would be taken by the first file that the program
-// opens, so then it is /dev/null.
+// The child inherits the caller's `fd`. If that is closed it gets /dev/null; otherwise the
+// program's next open would take the number.
 void Inherit(Spawner &spawner, int fd) {
     spawner.PassOrNull(fcntl(fd, F_GETFD) >= 0 ? fd : -1, fd);
 }
 
-// What every child has besides its standard output, and the secrets of its vector; to be called
-// last before Start: the numbers of the secrets may be those of what was passed before.
+// What every child gets besides its standard output, and its secrets. Must be the last call before
+// Start: the secrets may take the numbers of descriptors passed earlier.
 void PassNothingBut(Spawner &spawner, const std::vector<UniqueFd> &secrets) {
     spawner.PassNull(STDIN_FILENO);
     Inherit(spawner, STDERR_FILENO);
@@ -78,7 +78,7 @@ void PassNothingBut(Spawner &spawner, const std::vector<UniqueFd> &secrets) {
     spawner.CloseFrom(next);
 }
 
-// The child's id; nothing, and the failure noted, when it could not be started.
+// Returns the child's id; nothing, after recording the failure, if it could not be started.
 std::optional<pid_t> Start(const Spawner &spawner, const char *path, char *const argv[]) {
     pid_t pid = 0;
     if (const int error = spawner.Start(path, argv, environ, &pid)) {
@@ -99,7 +99,7 @@ struct StreamClose {
 };
 using Stream = std::unique_ptr<FILE, StreamClose>;
 
-// The children behind the open streams.
+// The children of the open streams.
 class Children {
   public:
     void Add(FILE *stream, Child child) {
@@ -126,13 +126,13 @@ class Children {
     std::map<FILE *, Child> children_;
 };
 
-// Never destroyed: a stream may be closed while the process ends.
+// Never destroyed: a stream may be closed while the process exits.
 Children &OpenChildren() {
     static auto *const children = new Children;
     return *children;
 }
 
-// Runs `body`, which starts the program; running out of memory is one more reason why it cannot.
+// Runs `body`, which starts the program; running out of memory counts as a failure to start it.
 template <typename Result, typename Body>
 Result Starting(const char *path, Result failure, Body body) noexcept {
     try {
@@ -148,7 +148,7 @@ std::nullptr_t NotStarted(const char *path, int error) {
     return nullptr;
 }
 
-// Everything that can fail for want of memory comes before the child is started.
+// Everything that may run out of memory comes before the child is started.
 FILE *OpenChild(const char *path, char *const argv[]) {
     std::optional<zafo::Pipe> pipe = zafo::OpenPipe();
     if (!pipe) return NotStarted(path, errno);
@@ -161,7 +161,8 @@ FILE *OpenChild(const char *path, char *const argv[]) {
     if (!stream) return NotStarted(path, ENOMEM);
     pipe->reader.Release();
     Child child{.pid = -1, .buffer = std::make_unique_for_overwrite<char[]>(kStreamBuffer)};
-    // A stream belongs to one thread: locking it for every line is half of getdelim's time.
+    // Each stream is used by one thread only: locking it for every line takes half of getdelim's
+    // time.
     __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
     setvbuf(stream.get(), child.buffer.get(), _IOFBF, kStreamBuffer);
     OpenChildren().Add(stream.get(), std::move(child));
@@ -177,7 +178,8 @@ FILE *OpenChild(const char *path, char *const argv[]) {
 
 enum class Output { kNull, kInherited };
 
-// Runs a program to its end: its wait status; nothing, and the error slot set, when it could not be run.
+// Runs a program to its end and returns its wait status; nothing, with the error slot set, if it
+// could not be run.
 std::optional<int> Run(const char *path, char *const argv[], Output output) {
     SecretArguments arguments;
     if (const int error = arguments.Take(path, argv, kFirstSecret)) {
@@ -192,7 +194,7 @@ std::optional<int> Run(const char *path, char *const argv[], Output output) {
     }
     PassNothingBut(spawner, arguments.Files());
     const std::optional<pid_t> pid = Start(spawner, path, arguments.Vector());
-    // The child has its own by now; this process need not hold them as long as it runs.
+    // The child has its own copies; this process need not keep them while the child runs.
     arguments.CloseFiles();
     if (!pid) return {};
     const std::optional<int> status = zafo::AwaitChild(*pid);
@@ -204,12 +206,12 @@ int ExitCodeOf(std::optional<int> status) {
     return status ? zafo::ExitCodeOf(*status) : -1;
 }
 
-// The interface of exec wants pointers to char, which it does not write through.
+// The exec interface takes pointers to char, but does not write through them.
 char *Argument(const char *text) {
     return const_cast<char *>(text);
 }
 
-// The vector of `path` and the arguments up to NULL.
+// The vector of `path` and the arguments, up to NULL.
 std::vector<char *> Collect(const char *path, va_list arguments) {
     std::vector<char *> argv{Argument(path)};
     do {
@@ -222,9 +224,9 @@ struct FolderClose {
     void operator()(DIR *folder) const { closedir(folder); }
 };
 
-// Adds an argument; in place of one that ends in "/*" the paths of that folder's entries, in
-// order, which `paths` keeps. False, with errno, when the folder cannot be read: it is not an
-// empty one then.
+// Adds an argument. One that ends in "/*" is replaced with the paths of that folder's entries, in
+// order, if there are any; `paths` owns them. Returns false, with errno set, if the folder cannot
+// be read, rather than treating it as empty.
 bool Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
     const std::string_view text = argument;
     std::vector<std::string> entries;

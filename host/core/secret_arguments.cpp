@@ -19,15 +19,16 @@ namespace {
 
 constexpr std::string_view kTools = "/usr/zafo/bin/";
 
-// The tool behind a path, when it takes secrets.
+// The tool at a path, if it takes secrets.
 const front::Tool *ToolWithSecrets(std::string_view path) {
     if (!path.starts_with(kTools)) return nullptr;
     const front::Tool *tool = front::FindTool(path.substr(kTools.size()));
     return tool != nullptr && !tool->secrets.empty() ? tool : nullptr;
 }
 
-// The tools read the file byte for byte, so no newline follows; they complain of one that others could
-// read. The number is `least` or more, out of the way of the child's. Closed: -1, with errno.
+// The tools read the file byte for byte, so no newline is added; they warn if others can read it.
+// The descriptor's number is at least `least`, out of the way of the child's. Not open, with errno
+// set, on failure.
 UniqueFd MakeFile(const char *secret, int least) {
     UniqueFd file(memfd_create(kSecretFileName, MFD_CLOEXEC | MFD_ALLOW_SEALING));
     if (file.IsOpen() && file.Get() < least) {
@@ -60,7 +61,7 @@ void SecretArguments::AddText(std::string_view text) {
     rewritten_.push_back(texts_.back().get());
 }
 
-// The texts that stay are the caller's; only what is said in their place is made.
+// Texts that stay are the caller's; only the replacements are allocated.
 void SecretArguments::Rewrite(const front::Tool &tool, int first) {
     rewritten_.push_back(given_[0]);
     char *const *at = given_ + 1;

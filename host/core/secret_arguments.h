@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The argument vector of a child without secrets. Everybody on the machine can read the vector of a
-// process from its first moment on, so a password leaves it before there is a process.
+// A child's argument vector without its secrets. Everyone on the machine can read a process's
+// arguments from the moment it starts, so passwords are taken out before that.
 #pragma once
 
 #include <sys/types.h>
@@ -14,22 +14,21 @@
 
 namespace zafo {
 
-// The name by which the kernel knows the files.
+// The name under which the kernel shows the files.
 inline constexpr const char *kSecretFileName = "zafo-argument";
 
 class SecretArguments {
   public:
-    // For a tool of "/usr/zafo/bin" that takes secrets, `-w SECRET` becomes `-y /dev/fd/N`: each
-    // secret a file in memory (0600, sealed) that the child has as descriptor N, the first as
-    // `first`, the next as `first` + 1. Any other vector stays as it is. Neither the vector nor its
-    // texts are written to, and no other copy of a secret is made.
-    // 0, or the errno with which a file could not be made: the program must not be run then.
+    // For a tool in "/usr/zafo/bin" that takes secrets, `-w SECRET` becomes `-y /dev/fd/N`: each
+    // secret is put into a file in memory (0600, sealed), the child's descriptor N, which is
+    // `first` for the first one, `first` + 1 for the next and so on. Any other vector stays as it
+    // is. Neither the vector nor its texts are written to, and no other copy of a secret is made.
+    // Returns 0, or the errno if a file could not be created: the program must then not be run.
     int Take(const char *path, char *const argv[], int first);
 
     char *const *Vector() const { return rewritten_.empty() ? given_ : rewritten_.data(); }
 
-    // The files, in the order of the child's descriptors; the numbers that the child gives them are
-    // below all of theirs.
+    // The files, in the order of the child's descriptors; their own numbers are above all of those.
     const std::vector<UniqueFd> &Files() const { return files_; }
     void CloseFiles() { files_.clear(); }
 
@@ -40,8 +39,8 @@ class SecretArguments {
 
     char *const *given_ = nullptr;
     std::vector<char *> rewritten_;
-    std::vector<std::unique_ptr<char[]>> texts_;  // what the caller's vector does not have
-    std::vector<const char *> secrets_;           // in the caller's vector
+    std::vector<std::unique_ptr<char[]>> texts_;  // texts that the caller's vector does not have
+    std::vector<const char *> secrets_;           // point into the caller's vector
     std::vector<UniqueFd> files_;
 };
 

@@ -27,7 +27,7 @@ const Escape *EscapeFor(char meaning) {
     return found == std::end(kEscapes) ? nullptr : found;
 }
 
-// Text that other readers of such files take for a comment is quoted as well.
+// Text that other readers of such files take for a comment is quoted too.
 bool NeedsQuotes(std::string_view value) {
     return Trim(value) != value || value.find_first_of("\"\\#;\n\r") != std::string_view::npos;
 }
@@ -50,7 +50,7 @@ bool IsOneTrimmedLine(std::string_view text) {
     return !text.empty() && Trim(text) == text && text.find('\n') == std::string_view::npos;
 }
 
-// Reads the value of a pair, quoted or not. What is wrong with it, or nullptr.
+// Reads the value of a pair, quoted or not. Returns what is wrong with it, or nullptr.
 const char *ReadValue(std::string_view text, std::string *value) {
     text = Trim(text);
     if (!text.starts_with('"')) {
@@ -71,7 +71,7 @@ const char *ReadValue(std::string_view text, std::string *value) {
     return "no closing quote";
 }
 
-// Cuts the first line off `*text`, without its end.
+// Takes the first line off `*text`, without its line break.
 std::string_view TakeLine(std::string_view *text) {
     const size_t end = text->find('\n');
     const std::string_view line = text->substr(0, end);
@@ -141,7 +141,7 @@ Pairs PlainPairs(std::string_view text) {
         const std::string_view written = Trim(words.substr(equals + 1));
         if (!IsKey(key)) continue;
         std::string value;
-        // What only looks quoted is taken as it stands.
+        // Text that only looks quoted is taken literally.
         if (ReadValue(written, &value) != nullptr) value = written;
         pairs.insert_or_assign(std::string(key), std::move(value));
     }
@@ -192,7 +192,7 @@ void SectionText::Add(std::string_view section, const Pairs &pairs) {
         lines_.push_back(Pair(key, value));
 }
 
-// Behind the last pair of the last section of that name, or behind its heading.
+// The position after the last pair of the last section of that name, or after its heading.
 size_t SectionText::EndOf(std::string_view section) const {
     size_t end = 0;
     bool inside = false;
@@ -239,7 +239,7 @@ void SectionText::Remove(std::string_view section) {
         size_t next = i;
         while (next < lines_.size() && lines_[next].kind == Kind::kComment)
             ++next;
-        // Comments right above a heading are its own.
+        // Comments directly above a heading are part of its section.
         if (next < lines_.size() && lines_[next].kind == Kind::kHeading) {
             dropping = lines_[next].name == section;
         }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The text of a section file, taken apart into lines that keep their wording:
-// what is not changed is written back as it was read.
+// The text of a section file, parsed into lines that keep their wording: whatever is not changed is
+// written back as it was read.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace zafo {
 
-// Where and why a text is no section file.
+// Where and why a text is not a valid section file.
 struct Damage {
     int line = 0;
     const char *reason = nullptr;  // nullptr: no damage
@@ -20,28 +20,28 @@ struct Damage {
 
 class SectionText {
   public:
-    // Takes `text` apart; the object is of use only when there is no damage.
+    // Parses `text`; the object may be used only if there is no damage.
     Damage Parse(std::string_view text);
 
-    // All names in file order, each once.
+    // All names in file order, without duplicates.
     std::vector<std::string> Names() const;
 
     bool Has(std::string_view section) const;
 
-    // The pairs of all sections of that name; of a key's values the last.
+    // The pairs of all sections of that name; the last value of a key wins.
     Pairs Get(std::string_view section) const;
 
-    // A new section at the end.
+    // Appends a section.
     void Add(std::string_view section, const Pairs &pairs);
 
-    // Stores one pair. The line of a key that has this value already is not touched.
+    // Stores one pair. The line of a key that already has this value is left alone.
     void Set(std::string_view section, std::string_view key, std::string_view value);
 
     void RemoveKey(std::string_view section, std::string_view key);
 
     void Rename(std::string_view section, std::string_view name);
 
-    // Removes the sections of that name, each with the comments right above it.
+    // Removes the sections of that name, each with the comments directly above it.
     void Remove(std::string_view section);
 
     std::string Text() const;
@@ -51,7 +51,7 @@ class SectionText {
     struct Line {
         Kind kind;
         std::string text;
-        std::string name;   // of a heading its section, of a pair its key
+        std::string name;   // a heading's section or a pair's key
         std::string value;  // of a pair
     };
 
@@ -63,10 +63,10 @@ class SectionText {
     std::vector<Line> lines_;
 };
 
-// The "key=value" lines of a text without headings; everything else is passed over.
+// The "key=value" lines of a text without headings; everything else is skipped.
 Pairs PlainPairs(std::string_view text);
 
-// Whether a name or key can stand in a section file, so that it is read back as it was given.
+// Whether a name or key is the same when written to a section file and read back.
 bool IsSectionName(std::string_view name);
 bool IsKey(std::string_view key);
 

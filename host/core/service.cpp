@@ -59,7 +59,7 @@ std::string UnitOf(const std::string &name) {
     return name + ".service";
 }
 
-// Asked in a way that says nothing on standard error about a unit that is missing.
+// Asks in a way that prints nothing on standard error for a missing unit.
 bool IsSystemdUnit(const std::string &name) {
     std::error_code error;
     if (!std::filesystem::is_directory(zafo::kSystemdRuns, error) ||
@@ -82,7 +82,7 @@ bool Systemctl(const char *verb, const std::string &name) {
 
 // --- Starting -----------------------------------------------------------------
 
-// 0, or the platform error code.
+// Returns 0 or the platform error code.
 int StartAlone(const Service &service, FileUpdate &record) {
     const std::optional<int> exit_code = zafo::RunClean(service.start);
     if (!exit_code) return QLIB_ERR_OPEN_FAILED;
@@ -92,7 +92,7 @@ int StartAlone(const Service &service, FileUpdate &record) {
     return done ? 0 : QLIB_ERR_SERVICE_START;
 }
 
-// What the keeper answers; nothing when it has ended without an answer.
+// The keeper's answer; nothing if it exited without one.
 std::optional<int> ReadAnswer(int pipe) {
     std::string text;
     for (;;) {
@@ -108,8 +108,8 @@ std::optional<int> ReadAnswer(int pipe) {
     return code;
 }
 
-// The keeper shares the lock: should this process be killed meanwhile, nobody else starts or stops the
-// service before its start has come to an end and is on record.
+// The keeper shares the lock: if this process is killed in the meantime, nobody else can start or
+// stop the service until the start has finished and is on record.
 int StartKept(const std::string &name, const FileUpdate &record) {
     std::optional<zafo::Pipe> pipe = zafo::OpenPipe();
     if (!pipe) return QLIB_ERR_SERVICE_START;
@@ -117,7 +117,7 @@ int StartKept(const std::string &name, const FileUpdate &record) {
                                                       {pipe->writer.Get(), record.Lock()});
     if (!pid) return QLIB_ERR_OPEN_FAILED;
     pipe->writer.Reset(-1);
-    // It goes on as somebody else's child.
+    // The keeper daemonises: the child exits, and the keeper continues with another parent.
     zafo::AwaitChild(*pid);
     return ReadAnswer(pipe->reader.Get()).value_or(QLIB_ERR_SERVICE_START);
 }
@@ -135,7 +135,7 @@ int Start(const std::string &name) {
         const bool done = WriteServiceRecord(record, {.service = *by_hand, .keeper = {}});
         return done ? 0 : Fail(QLIB_ERR_SERVICE_START);
     }
-    // What is left of an earlier run would be taken for this one's.
+    // Leftovers of an earlier run would be mistaken for this one's.
     if (!RemoveFile(service->pid_file) || !RemoveFile(record.Path())) {
         return Fail(QLIB_ERR_SERVICE_START);
     }
@@ -157,8 +157,8 @@ bool HasEnded(int pidfd, seconds limit) {
     }
 }
 
-// Asks the process to end and waits for it. The descriptor stands for one process whatever becomes of its
-// number: whose it is is looked at again once it is held.
+// Sends SIGTERM and waits for the process to exit. The descriptor refers to one process even if its
+// number is reused, so the identity is checked once it is open.
 bool End(const ProcessId &process, int limit) {
     const UniqueFd pidfd = zafo::OpenPidfd(process.pid);
     if (!pidfd.IsOpen()) return errno == ESRCH;
@@ -169,8 +169,8 @@ bool End(const ProcessId &process, int limit) {
     return HasEnded(pidfd.Get(), seconds(limit));
 }
 
-// A keeper looks at the record before it starts the service again, under this lock: without the record
-// there is nothing for it to start, and it ends.
+// Before restarting the service, a keeper checks the record under this lock: if the record is gone,
+// it exits without restarting.
 int Stop(const std::string &name) {
     const std::optional<Service> service = DescribeService(name);
     if (!service) return Fail(QLIB_ERR_OPEN_FAILED);

@@ -26,7 +26,7 @@ int StopSecondsOf(const std::string &text) {
     return valid ? std::min(number, kMostStopSeconds) : kStopSeconds;
 }
 
-// The pairs of both files, those of the appliance's own settings first.
+// The pairs of both files; the appliance's own settings take precedence.
 std::optional<Pairs> ReadDescription(const std::string &name) {
     const std::string file = "/" + name + ".conf";
     std::string text;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the key=value files say of a service (platform/service.h).
+// The description of a service in its key=value files (platform/service.h).
 #pragma once
 
 #include <optional>
@@ -15,13 +15,13 @@ struct Service {
     std::string program;
     std::string pid_file;
     int stop_seconds = 0;
-    bool restart = false;  // it is started again when it ends by itself
+    bool restart = false;  // start it again if it exits by itself
 };
 
-// A name becomes part of file names and of a unit's name.
+// The name becomes part of file names and of a unit's name.
 bool IsServiceName(const char *name);
 
-// Nothing when there is no such service, or its description lacks what makes it one.
+// Nothing if there is no such service, or its description is incomplete.
 std::optional<Service> DescribeService(const std::string &name);
 
 // The file that exists while the service is enabled.

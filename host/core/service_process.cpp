@@ -25,7 +25,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds kPidFileLimit{5};
 constexpr std::chrono::milliseconds kPidFileStep{10};
 
-// Whether a process runs the program, also when an update has replaced the file since.
+// Whether a process runs the program, even if an update has since replaced the file.
 bool Runs(pid_t pid, const std::string &program) {
     std::error_code error;
     const std::filesystem::path real = std::filesystem::canonical(program, error);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A service is known by its owner record "/run/zafo-service/NAME": the number and the start time of
-// the process that its start has left running, and of the keeper that would start it again. A pid file
-// alone may name a process that has got a dead service's number; such a one is nobody's to end.
+// A service is identified by its owner record "/run/zafo-service/NAME": pid and start time of the
+// process that its start left running, and of the keeper that restarts it. A pid file alone may
+// name an unrelated process that has reused a dead service's pid; such a process must not be
+// killed.
 #pragma once
 
 #include <sys/types.h>
@@ -17,10 +18,10 @@
 
 namespace zafo {
 
-// What an owner record says, whether or not the processes live.
+// The content of an owner record, whether or not the processes are alive.
 struct ServiceRecord {
     ProcessId service;
-    ProcessId keeper;  // 0: none
+    ProcessId keeper;  // pid 0: none
 };
 
 std::string RecordOfService(const std::string &name);
@@ -28,19 +29,19 @@ bool MakeServiceRecords();
 std::optional<ServiceRecord> ReadServiceRecord(const std::string &path);
 bool WriteServiceRecord(FileUpdate &record, const ServiceRecord &content);
 
-// The process of the owner record, when it still lives.
+// The process of the owner record, if it is still alive.
 std::optional<ProcessId> RecordedProcess(const FileUpdate &record);
 
-// The process that is the service: by its record, else by its pid file and program, as of a
-// service that was started by hand.
+// The process of the service: from its record, or else from its pid file and program, for a service
+// that was started by hand.
 std::optional<ProcessId> FindServiceProcess(const Service &service, const FileUpdate &record);
 
-// The process that a start has left running, as soon as its pid file names it, 0 when that takes
-// too long. The service itself writes that file, often with less rights than ours: it must not make
-// us end any other program, nor a process that `is_ours` does not know.
+// Waits until the pid file names the process that a start has left running; 0 when that takes too
+// long. The service writes that file itself, often with fewer rights than ours: it must not make us
+// kill any other program, nor a process that `is_ours` rejects.
 pid_t AwaitPidFile(const Service &service, const std::function<bool(pid_t)> &is_ours);
 
-// Whether the file of that name is gone; `was_there` tells whether it was there before.
+// Whether no file of that name is left; `was_there` is set to true if this removed one.
 bool RemoveFile(const std::string &path, bool *was_there = nullptr);
 
 }  // namespace zafo

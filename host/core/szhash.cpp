@@ -26,7 +26,7 @@ int QLIBCSzHashSetValue(QLIBSZHASH *pHash, const char *szKey, const char *szValu
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
-        // Key and value may point into the map: copied before it changes.
+        // Key and value may point into the map, so both are copied before it changes.
         std::string value(szValue);
         pHash->pairs.insert_or_assign(std::string(szKey), std::move(value));
         return 0;

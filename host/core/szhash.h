@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The map behind QLIBSZHASH, for the readers and writers of section files.
+// The map that implements QLIBSZHASH, for readers and writers of section files.
 #pragma once
 
 #include <functional>
@@ -12,10 +12,10 @@
 
 namespace zafo {
 
-// Ordered, so that a file written from a map looks the same every time.
+// Ordered, so that a file written from a map always looks the same.
 using Pairs = std::map<std::string, std::string, std::less<>>;
 
-// What a section of a file held when a map was filled from it.
+// The content of a file's section when a map was filled from it.
 struct LoadedSection {
     std::string file;
     std::string section;

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The block of a list: the header, the text of the items growing upwards behind it, and
-// the items' text offsets growing downwards from the block's end (item 0 is the last
-// word). Both meet in the middle, so adding an item allocates nothing until
-// the block is full; then it doubles, or, when most of its text is holes left by removed
-// items, the items move to a fresh block.
+// The block of a list: the header, followed by the items' text growing upwards, and the items' text
+// offsets growing downwards from the end of the block (item 0 is the last word). Adding an item
+// allocates nothing until the two meet; then the block doubles, or, if most of its text is holes
+// left by removed items, the items move to a new block.
 #include "platform/szlist.h"
 
 #include <algorithm>
@@ -67,7 +66,7 @@ size_t Used(const QLIBSZLIST *list) {
     return sizeof(QLIBSZLIST) + list->cbText + Items(list) * kWord;
 }
 
-// Frees a block that malloc made.
+// Deleter for a block from malloc.
 struct BlockFree {
     void operator()(QLIBSZLIST *list) const { std::free(list); }
 };
@@ -81,7 +80,7 @@ Block NewBlock(size_t cbBlock, int capacity) {
     return list;
 }
 
-// The size to grow to for `cbNeeded` bytes in all; 0 when no block can be that large.
+// The size to grow to for `cbNeeded` bytes in total; 0 if no block can be that large.
 size_t GrownSize(const QLIBSZLIST *list, size_t cbNeeded) {
     constexpr size_t kLargest = PTRDIFF_MAX / kWord * kWord;
     if (cbNeeded > kLargest - kWord) return 0;
@@ -89,7 +88,7 @@ size_t GrownSize(const QLIBSZLIST *list, size_t cbNeeded) {
     return std::max(doubled, (cbNeeded + kWord - 1) / kWord * kWord);
 }
 
-// Moves the items to a fresh block without the holes.
+// Moves the items to a new block without the holes.
 bool Compact(QLIBSZLIST **ppList, size_t cbBlock) {
     const QLIBSZLIST *from = *ppList;
     Block to = NewBlock(cbBlock, from->nCapacity);
@@ -107,7 +106,7 @@ bool Compact(QLIBSZLIST **ppList, size_t cbBlock) {
     return true;
 }
 
-// The offsets follow the block's end.
+// The offsets move to the new end of the block.
 bool Grow(QLIBSZLIST **ppList, size_t cbBlock) {
     const size_t cbOld = (*ppList)->cbBlock;
     auto *list = static_cast<QLIBSZLIST *>(std::realloc(*ppList, cbBlock));
@@ -120,8 +119,8 @@ bool Grow(QLIBSZLIST **ppList, size_t cbBlock) {
     return true;
 }
 
-// Makes room for `cbText` more bytes of text and `nItems` more items. `*psz` is
-// the caller's text: when it stands in the list itself, it moves along.
+// Makes room for `cbText` more bytes of text and `nItems` more items. `*psz` is the caller's text:
+// if it is in the list itself, the pointer is updated.
 bool Reserve(QLIBSZLIST **ppList, size_t cbText, size_t nItems, const char **psz) {
     const QLIBSZLIST *list = *ppList;
     const size_t cbUsed = Used(list);
@@ -141,7 +140,7 @@ bool Reserve(QLIBSZLIST **ppList, size_t cbText, size_t nItems, const char **psz
     return true;
 }
 
-// Appends text that there is room for; its offset.
+// Appends text for which there is room; returns its offset.
 Offset AddText(QLIBSZLIST *list, const char *sz, size_t cb) {
     const Offset at = list->cbText;
     if (cb == 1) {
@@ -153,7 +152,7 @@ Offset AddText(QLIBSZLIST *list, const char *sz, size_t cb) {
     return at;
 }
 
-// The text of an item is no longer used: given back when it is the last text, else a hole.
+// Drops the text of an item: frees the space if it is the last text, else leaves a hole.
 void DropText(QLIBSZLIST *list, Offset at) {
     const size_t cb = std::strlen(Text(list) + at) + 1;
     if (at + cb == list->cbText) {
@@ -168,7 +167,7 @@ void SetCount(QLIBSZLIST *list, int count) {
     if (count == 0) list->cbText = list->cbHole = 0;
 }
 
-// ASCII only, whatever the locale: sorting and finding must agree.
+// ASCII only, regardless of the locale: sorting and finding must agree.
 unsigned char Lower(unsigned char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
 }
@@ -196,7 +195,7 @@ struct EqualNoCase {
     }
 };
 
-// Keeps the items that `other` does not hold.
+// Keeps the items that are not in `other`.
 template <typename Set>
 void Subtract(QLIBSZLIST *list, const QLIBSZLIST *other) {
     Set unwanted;
@@ -219,7 +218,7 @@ void Subtract(QLIBSZLIST *list, const QLIBSZLIST *other) {
 
 QLIBSZLIST *QLIBCSzListAlloc(int nCapacity) {
     const int capacity = std::max(nCapacity, 1);
-    // Room for offsets as well, guessing sixteen bytes of text to an item.
+    // Room for offsets too, assuming sixteen bytes of text per item.
     const size_t items = static_cast<size_t>(capacity) / 16 + 4;
     const size_t text = (static_cast<size_t>(capacity) + kWord) / kWord * kWord;
     Block list = NewBlock(sizeof(QLIBSZLIST) + text + items * kWord, capacity);
@@ -233,7 +232,7 @@ void QLIBCSzListFree(QLIBSZLIST *pList) {
 int QLIBCSzListPush(QLIBSZLIST **ppList, const char *sz) {
     if (ppList == nullptr || *ppList == nullptr || sz == nullptr)
         return Fail(QLIB_ERR_BAD_ARGUMENT);
-    // Lists of marks hold little but empty texts: they cost no call.
+    // Lists of marks hold mostly empty texts: avoid the call for them.
     const size_t cb = *sz == '\0' ? 1 : std::strlen(sz) + 1;
     if ((*ppList)->nItem == INT_MAX || !Reserve(ppList, cb, 1, &sz))
         return Fail(QLIB_ERR_OUT_OF_MEMORY);
@@ -279,7 +278,7 @@ int QLIBCSzListSet(QLIBSZLIST **ppList, int nIndex, const char *sz) {
     const size_t cbOld = std::strlen(Item(*ppList, nIndex)) + 1;
     if (cb > cbOld && !Reserve(ppList, cb, 0, &sz)) return Fail(QLIB_ERR_OUT_OF_MEMORY);
     QLIBSZLIST *list = *ppList;
-    // Making room may have moved the items to a fresh block, in another order.
+    // Making room may have moved the items to a new block, in a different order.
     const Offset at = OffsetOf(list, nIndex);
     if (at + cbOld == list->cbText) {
         std::memmove(Text(list) + at, sz, cb);

@@ -17,7 +17,7 @@ int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB) {
     const size_t cbA = std::strlen(szA);
     const size_t cbB = std::strlen(szB);
     int order = 0;
-    // Folding lets bytes that are not UTF-8 pass.
+    // Folding accepts bytes that are not UTF-8.
     if (u8_check(a, cbA) != nullptr || u8_check(b, cbB) != nullptr ||
         u8_casecmp(a, cbA, b, cbB, nullptr, UNINORM_NFC, &order) != 0) {
         return std::strcmp(szA, szB);

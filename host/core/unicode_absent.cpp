@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Of a build for which there is no libunistring: only ASCII letters have a case.
+// Used when building without libunistring: case folding covers only ASCII letters.
 #include <strings.h>
 
 #include "host/core/fail.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The texts of account records: copies on the heap.
+// The texts of account records, as copies on the heap.
 #pragma once
 
 #include <cstring>

@@ -9,8 +9,8 @@
 
 namespace zafo {
 
-// Puts a result into a caller's buffer. 0; -1 with 0x0E00, the buffer untouched, when it does
-// not fit.
+// Copies a result to a caller's buffer. Returns 0, or -1 with 0x0E00 and the buffer unchanged if it
+// does not fit.
 inline int CopyOut(std::string_view text, char *buffer, size_t size) {
     if (text.size() >= size) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
     text.copy(buffer, text.size());

@@ -22,7 +22,7 @@ struct Range {
     int least;
     int most;
 };
-// Of kind, hour, minute, last hour and hours between; of the day, by the kind.
+// Limits of kind, hour, minute, last hour and hours between runs; of the day, by kind.
 constexpr Range kRanges[] = {{0, 3}, {0, 23}, {0, 59}, {0, 23}, {0, 23}};
 constexpr Range kDays[] = {{0, 28}, {0, 0}, {0, 6}, {1, 28}};
 
@@ -47,7 +47,7 @@ std::string NumbersText(const int (&field)[6]) {
     return text;
 }
 
-// Reads six numbers from the start of `*text` and cuts them off.
+// Reads six numbers at the start of `*text` and removes them.
 bool TakeNumbers(std::string_view *text, int (&field)[6]) {
     for (int &number : field) {
         if (&number != &field[0] && !text->starts_with(',')) return false;
@@ -60,7 +60,7 @@ bool TakeNumbers(std::string_view *text, int (&field)[6]) {
     return true;
 }
 
-// What a comment line says about schedules.
+// A comment line with a schedule.
 struct Comment {
     int field[6];
     bool isWhole;  // no line follows: the command never runs
@@ -86,7 +86,7 @@ struct Entry {
     std::string_view command;  // escaped
 };
 
-// An entry's line: five fields of time or one word like "@daily", a user, the command.
+// Parses an entry: five time fields or one word like "@daily", a user, the command.
 std::optional<Entry> EntryOf(std::string_view line) {
     const std::string_view words = Trim(line);
     if (words.empty() || std::string_view("0123456789*@").find(words[0]) == std::string_view::npos)
@@ -98,7 +98,7 @@ std::optional<Entry> EntryOf(std::string_view line) {
         at = words.find_first_not_of(kBlanks, words.find_first_of(kBlanks, at));
         if (at == std::string_view::npos) return std::nullopt;
     }
-    // The command goes on to the line's end: its blanks are its own.
+    // The command extends to the end of the line, including its blanks.
     return Entry{words.substr(0, end), Trim(words.substr(user, at - user)),
                  line.substr(line.find(words) + at)};
 }
@@ -122,7 +122,7 @@ std::optional<std::string> CronTime(const int (&field)[6]) {
     return time + (kind == ZAFO_SCHEDULE_WEEKLY ? ' ' + std::to_string(day) : " *");
 }
 
-// Cron takes a backslash away in front of "%" and of another backslash, and nowhere else.
+// Cron removes a backslash before "%" and before another backslash, and nowhere else.
 std::string EscapedCommand(std::string_view command) {
     std::string text;
     for (size_t i = 0; i < command.size(); ++i) {
@@ -183,7 +183,7 @@ Found FindSchedule(std::string_view text, std::string_view command, int (&field)
         if (isNever || (entry && Runs(*entry, command))) {
             const std::optional<Comment> &numbers = isNever ? comment : above;
             const std::string time(isNever ? "" : entry->time);
-            // A second entry makes the command run at other times as well.
+            // A second entry makes the command run at other times too.
             if (found != Found::kNo || !numbers || CronTime(numbers->field) != time ||
                 (!isNever && entry->user != "root")) {
                 return Found::kOtherwise;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every step down is relative to the open folder above it and refuses links, so that a
-// folder that is renamed or replaced meanwhile cannot lead the walk astray.
+// Each step down is relative to the open folder above it and follows no links, so that a folder
+// that is renamed or replaced in the meantime cannot divert the walk.
 #include "platform/fs.h"
 
 #include <fcntl.h>
@@ -24,7 +24,7 @@ constexpr mode_t kParentMode = 0755;
 
 using Names = std::vector<std::string>;
 
-// The names of an absolute path; none when it is not one that may be made.
+// The names in an absolute path; none if the path is not acceptable.
 Names NamesOf(std::string_view path) {
     if (!path.starts_with('/')) return {};
     Names names;
@@ -55,13 +55,15 @@ class Maker {
   public:
     Maker(const Names &names, const Wanted &wanted) : names_(names), wanted_(wanted) {}
 
-    // Makes the names from number `at` on below an open folder. 0, or a platform error code.
+    // Creates the names from index `at` on, below an open folder. Returns 0 or a platform error
+    // code.
     int MakeBelow(int parent, size_t at) const {
         const char *name = names_[at].c_str();
         const bool last = at + 1 == names_.size();
         const bool made = mkdirat(parent, name, S_IRWXU) == 0;
         if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
-        // A folder to pass through need not be readable; one to change must be open for reading.
+        // A folder on the way need not be readable; a new one must be open for reading to be
+        // changed.
         const int access = made ? O_RDONLY : O_PATH;
         const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A user's full name: the first part of the GECOS field of passwd(5), which commas divide. A name
-// that the field cannot hold ("Müller, Anna") stands there with blanks instead, which is what other
-// programs show, and as it is in "/usr/zafo/etc/account.conf". A change of the field by another
-// program, chfn(1) for one, counts.
+// that the field cannot hold ("Müller, Anna") is written there with blanks instead, as other
+// programs will show it, and unchanged in "/usr/zafo/etc/account.conf". If another program, such as
+// chfn(1), changes the field, the field wins.
 #pragma once
 
 #include <string>
@@ -11,10 +11,11 @@
 
 namespace zafo {
 
-// What the GECOS field holds of a name. "&" is itself: finger(1) replaces it, passwd(5) does not say so.
+// The GECOS form of a name. "&" is kept: only finger(1) replaces it, and passwd(5) does not mention
+// it.
 std::string GecosOf(std::string_view full_name);
 
-// The name that a field and the stored name tell.
+// The full name according to the field and the stored name.
 std::string FullNameFrom(std::string_view gecos, const std::string &stored);
 
 }  // namespace zafo

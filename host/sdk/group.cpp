@@ -22,7 +22,7 @@ size_t CountOf(const char *const *pszMembers) {
     return n;
 }
 
-// Ended by NULL at every moment, so that a half-made array can be freed.
+// The array ends in NULL at all times, so that a partial one can be freed.
 void CopyMembers(ZAFOGROUP *pGroup, const char *const *pszMembers) {
     const size_t n = CountOf(pszMembers);
     pGroup->pszMembers = static_cast<char **>(calloc(n + 1, sizeof(char *)));

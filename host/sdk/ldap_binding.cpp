@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's own binding to a directory, as nslcd uses it.
+// The appliance's own binding to a directory, as used by nslcd.
 #include <string>
 
 #include "base/appliance_paths.h"
@@ -19,7 +19,7 @@ using zafo::OutOfMemoryIs;
 constexpr const char *kClientConf = "/usr/zafo/etc/ldapclient.conf";
 constexpr const char *kSecretFile = "/usr/zafo/etc/private/ldap.secret";
 
-// nslcd's longest line.
+// The longest line that nslcd accepts.
 constexpr size_t kLongestValue = 4096;
 
 int FirstLineOf(const char *path, char *buffer, size_t size) {
@@ -60,7 +60,7 @@ int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf) {
             return Fail(QLIB_ERR_OPEN_FAILED);
         }
         const int result = ZAFOLDAPDNDomainName(base, szBuf, cbBuf);
-        // A base DN without domain components gives no suffix either.
+        // Without domain components, the base DN yields no suffix either.
         return result != 0 && QLIBCErrGet() == QLIB_ERR_BAD_FORMAT ? Fail(QLIB_ERR_OPEN_FAILED)
                                                                    : result;
     });

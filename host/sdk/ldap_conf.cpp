@@ -38,8 +38,8 @@ int ErrorOf(ReadResult result) {
     return QLIB_ERR_OPEN_FAILED;
 }
 
-// The text to start from: the file's own, when it is to be kept and exists, else the template's; and
-// what of the template it still has words of. 0, or a platform error code.
+// The text to start from: the file's own, if it is to be kept and exists, else the template's; and
+// the template, for its placeholders. Returns 0 or a platform error code.
 struct Base {
     std::string text;
     std::string pattern;
@@ -48,7 +48,7 @@ struct Base {
 int ReadBase(const std::string &conf, const char *pattern, bool keep, Base *base) {
     const ReadResult own = keep ? zafo::ReadWhole(conf, &base->text) : ReadResult::kAbsent;
     const ReadResult read = zafo::ReadWhole(pattern, &base->pattern);
-    if (own == ReadResult::kDone) return 0;  // the file alone will do
+    if (own == ReadResult::kDone) return 0;  // the file alone is enough
     if (own != ReadResult::kAbsent || read != ReadResult::kDone) return QLIB_ERR_OPEN_FAILED;
     base->text = base->pattern;
     return 0;
@@ -70,7 +70,7 @@ int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &v
     if (!valid) return Fail(QLIB_ERR_BAD_ARGUMENT);
     zafo::FileUpdate update(path);
     if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
-    // It holds the directory administrator's password.
+    // The file holds the directory administrator's password.
     update.MakePrivate();
     if (const std::optional<gid_t> group = zafo::ServerGroup()) update.LetRead(*group);
     Base base;

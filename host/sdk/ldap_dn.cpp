@@ -9,14 +9,14 @@ using zafo::CopyOut;
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 
-// The values of a DN's domain components in order; none when it is not a DN.
+// The values of a DN's domain components, in order; none if it is not a DN.
 std::vector<std::string> DomainComponents(const char *dn) {
     std::vector<std::string> components;
     for (const zafo::Rdn &rdn : zafo::ParseDn(dn).value_or(std::vector<zafo::Rdn>())) {
         for (const zafo::DnPair &pair : rdn.pairs) {
             if (!pair.Is("dc")) continue;
             std::string value = pair.Value();
-            // A zero byte cannot stand in the text that callers get.
+            // Callers get the result as a C string, which cannot contain a zero byte.
             if (value.empty() || value.find('\0') != std::string::npos) return {};
             components.push_back(std::move(value));
         }
@@ -64,11 +64,11 @@ int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAttr, char 
     return OutOfMemoryIs(-1, [=] {
         const auto rdns = zafo::ParseDn(szRDN);
         if (!rdns || rdns->empty()) return Fail(QLIB_ERR_BAD_FORMAT);
-        // Further pairs of the RDN are part of what follows the first "=".
+        // Further pairs of the RDN are part of the text after the first "=".
         const zafo::DnPair &pair = rdns->front().pairs.front();
         const std::string_view last = rdns->back().written;
         const std::string_view value(pair.written.data(), last.data() + last.size());
-        // Both or none: a result never stands beside an old one.
+        // Both or none: a new result never stands beside an old one.
         if (value.size() >= cbValue) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         return CopyOut(pair.attribute, szAttr, cbAttr) == 0 ? CopyOut(value, szValue, cbValue) : -1;
     });

@@ -11,7 +11,7 @@ struct Word {
     int type;
 };
 
-// The first word of a type is the one that is written.
+// The first word of each type is the one that is written.
 constexpr Word kWords[] = {
     {"off", ZAFOLDAP_SSL_OFF},
     {"on", ZAFOLDAP_SSL_LDAPS},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What looking for users and groups in the system's files has in common.
+// What the searches for users and for groups in the system's files have in common.
 #pragma once
 
 #include <optional>
@@ -14,14 +14,14 @@
 
 namespace zafo {
 
-// A file of accounts, and what differs between the two.
+// A file of accounts, and the differences between users and groups.
 template <typename Entry>
 struct AccountKind {
     const char *file;
     std::optional<Entry> (*parse)(std::string_view line);
     uint32_t Entry::*number;
     OrdinaryNumbers (*ordinary)();
-    int missing;  // the platform error of an account that is not there
+    int missing;  // the platform error if the account does not exist
 };
 
 inline constexpr AccountKind<PasswdEntry> kUsers{kPasswdFile, ParsePasswd, &PasswdEntry::uid,
@@ -29,7 +29,7 @@ inline constexpr AccountKind<PasswdEntry> kUsers{kPasswdFile, ParsePasswd, &Pass
 inline constexpr AccountKind<GroupEntry> kGroups{kGroupFile, ParseGroup, &GroupEntry::gid,
                                                  OrdinaryNumbers::OfGroups, QLIB_ERR_NO_SUCH_GROUP};
 
-// Appends the names of the ordinary accounts: their number, or -1 with the reason.
+// Appends the names of the ordinary accounts. Returns their number, or -1 with the error slot set.
 template <typename Entry>
 int AppendOrdinary(const AccountKind<Entry> &kind, QLIBSZLIST **ppList, int nType) {
     if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
@@ -49,7 +49,8 @@ int AppendOrdinary(const AccountKind<Entry> &kind, QLIBSZLIST **ppList, int nTyp
     });
 }
 
-// What `make` gives for the first account that `wanted` gives true for, or -1 with the reason.
+// Calls `make` for the first account for which `wanted` returns true. Returns its result, or -1
+// with the error slot set.
 template <typename Entry, typename Wanted, typename Make>
 int WithAccount(const AccountKind<Entry> &kind, Wanted wanted, Make make) {
     return OutOfMemoryIs(-1, [&] {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The groups of this system itself. groupadd(8) makes no group whose name has a blank and adds no
-// member that does not exist yet, but directories have "Domain Users", and groups come before
-// their users, who need a primary group.
+// This system's own groups. groupadd(8) accepts neither group names with blanks nor members that do
+// not exist yet, but directories have "Domain Users", and groups are created before their users,
+// who need a primary group.
 #include <stdlib.h>
 
 #include <algorithm>
@@ -47,7 +47,7 @@ std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
     return members;
 }
 
-// What of the record the files cannot hold; nullptr: nothing.
+// Which part of the record the files cannot hold; nullptr if none.
 const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &members) {
     if (group.szName == nullptr || !zafo::IsAccountName(group.szName)) return "the name";
     if (!zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid)) return "the number";
@@ -55,7 +55,7 @@ const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &member
     return fit ? nullptr : "a member's name";
 }
 
-// The group's line in the shadow file, where the system has one: no password, no administrators.
+// Adds the group to the shadow file, if the system has one: no password, no administrators.
 int PutIntoShadow(const std::string &name, const std::string &members) {
     std::string text;
     switch (zafo::ReadWhole(zafo::kGroupShadowFile, &text)) {
@@ -70,7 +70,7 @@ int PutIntoShadow(const std::string &name, const std::string &members) {
     return zafo::ReplaceAccountFile(zafo::kGroupShadowFile, text);
 }
 
-// 0, or a platform error code. The group file comes last: it is what makes the group exist.
+// Returns 0 or a platform error code. The group file comes last, because it makes the group exist.
 int Create(const ZAFOGROUP &group) {
     const std::vector<std::string> names = MembersOf(group);
     if (const char *unfit = Unfit(group, names)) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reading the users of this system itself.
+// Reads this system's own users.
 #include "base/whole_file.h"
 #include "host/accounts/account_conf.h"
 #include "host/accounts/crypt_hash.h"
@@ -13,8 +13,8 @@ namespace {
 using zafo::Fail;
 using zafo::PasswdEntry;
 
-// Password hash and days of an account. One whose hash should stand in the shadow file and does not is
-// locked, as login(1) has it.
+// Password hash and dates of an account. As in login(1), an account whose hash should be in the
+// shadow file but is not counts as locked.
 struct Secrets {
     std::string hash = zafo::kLockedPassword;
     long expires = 0;
@@ -25,7 +25,7 @@ bool IsTooYoung(const zafo::ShadowEntry &shadow) {
     return shadow.changed >= 0 && zafo::Today() - shadow.changed < shadow.least;
 }
 
-// 0, or a platform error code.
+// Returns 0 or a platform error code.
 int ReadSecrets(const PasswdEntry &user, Secrets *secrets) {
     if (user.password != "x") {
         secrets->hash = zafo::PortableHash(user.password);
@@ -65,7 +65,7 @@ int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
                          mail.empty() ? nullptr : mail.c_str());
 }
 
-// The first user that `wanted` gives true for.
+// Gets the first user for which `wanted` returns true.
 template <typename Wanted>
 int GetUser(ZAFOUSER **ppUser, Wanted wanted) {
     return zafo::WithAccount(zafo::kUsers, wanted,

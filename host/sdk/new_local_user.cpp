@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Making a user of this system. The shadow line comes first: whoever dies between the two files has
-// left a line that nothing reads and that the next attempt replaces, never an account without its
-// password. useradd(8) and chpasswd(8) cannot give that: an account that they have made half is
-// there, and whoever tries again finds its name taken.
+// Creates users of this system. The shadow line is written first: a process that dies between the
+// two files leaves a line that nothing reads and that the next attempt replaces, never an account
+// without its password. useradd(8) and chpasswd(8) cannot offer that: a half-made account exists,
+// and another attempt finds its name taken.
 #include <initializer_list>
 
 #include "host/accounts/account_conf.h"
@@ -22,10 +22,10 @@ namespace {
 
 using zafo::Fail;
 
-// Distributions give this group to users as their own, below the ordinary numbers.
+// Distributions use it as a primary group of users, although its number is below the ordinary ones.
 constexpr std::string_view kUsersGroup = "users";
 
-// Longer than any password lasts.
+// Longer than the life of any password.
 constexpr const char *kNeverChanged = "100000";
 
 std::string_view TextOf(const char *sz) {
@@ -36,7 +36,7 @@ bool IsPathOrNone(const char *szPath) {
     return TextOf(szPath).empty() || zafo::IsPathField(szPath);
 }
 
-// What of the record the files cannot hold; nullptr: nothing.
+// Which part of the record the files cannot hold; nullptr if none.
 const char *Unfit(const ZAFOUSER &user) {
     if (user.szName == nullptr || !zafo::IsAccountName(user.szName)) return "the name";
     if (!zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid)) return "the number";
@@ -74,7 +74,7 @@ bool IsPrimaryGroup(const zafo::GroupEntry &group, uint32_t gid) {
            (group.name == kUsersGroup || zafo::OrdinaryNumbers::OfGroups().Hold(gid));
 }
 
-// Whether the account may be added to these files. 0, or a platform error code.
+// Whether the account may be added to these files. Returns 0 or a platform error code.
 int CheckPlace(const ZAFOUSER &user, const std::string &passwd) {
     const auto taken = zafo::FindUser(passwd, [&](const zafo::PasswdEntry &other) {
         return other.name == user.szName || other.uid == user.pw_uid;
@@ -93,8 +93,7 @@ int CheckPlace(const ZAFOUSER &user, const std::string &passwd) {
                         QLIB_ERR_NO_SUCH_GROUP);
 }
 
-// What stands outside the system's files. What an earlier user of the name has left there is not
-// this one's.
+// Stores what goes outside the system's files, replacing what an earlier user of that name left.
 int StoreBeside(const ZAFOUSER &user) {
     const std::string_view full_name = TextOf(user.szFullname);
     const bool whole = zafo::GecosOf(full_name) == full_name;
@@ -106,7 +105,7 @@ int StoreBeside(const ZAFOUSER &user) {
     return error != 0 ? error : zafo::StoreSambaHashes({{user.szName, user.pw_uid, "", ""}});
 }
 
-// 0, or a platform error code.
+// Returns 0 or a platform error code.
 int Create(const ZAFOUSER &user) {
     if (const char *unfit = Unfit(user)) {
         return zafo::Refuse("user", user.szName, unfit, QLIB_ERR_BAD_ARGUMENT);

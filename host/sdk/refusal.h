@@ -5,8 +5,7 @@
 
 namespace zafo {
 
-// Says in the system log why an account is not made, which an error code does not tell, and gives
-// the code.
+// Logs why an account is not created, which an error code cannot tell, and returns the code.
 inline int Refuse(const char *kind, const char *name, const char *reason, int error) {
     syslog(LOG_ERR, "local %s [%s] refused: %s\n", kind, name == nullptr ? "" : name, reason);
     return error;

@@ -20,7 +20,7 @@ namespace {
 using zafo::Fail;
 
 constexpr char kFolder[] = "/etc/cron.d";
-// Cron refuses a table that anybody but root may write.
+// Cron rejects a table that anyone but root can write to.
 constexpr mode_t kTableMode = 0644;
 // Measured: cron 3.0 refuses the whole table when a command is longer.
 constexpr size_t kLongestCommand = 998;
@@ -37,7 +37,7 @@ bool IsSchedule(const ZAFOSCHEDULE &schedule) {
            (length > 0 || schedule.rgField[0] == ZAFO_SCHEDULE_NEVER);
 }
 
-// The table's text, "" when there is none. 0 or the platform error code.
+// Reads the table's text, "" if there is none. Returns 0 or the platform error code.
 int Read(const std::string &path, std::string *text) {
     const zafo::ReadResult result = zafo::ReadWhole(path, text);
     const bool isDone = result == zafo::ReadResult::kDone || result == zafo::ReadResult::kAbsent;
@@ -49,9 +49,10 @@ std::time_t LastChange(const char *path) {
     return stat(path, &status) == 0 ? status.st_mtime : 0;
 }
 
-// Cron compares the whole seconds of folder and table with those at its last look: one that is
-// changed twice in the second of that look would keep its old entries until the next change. So
-// each change has a second of its own, in the future if need be.
+// Cron compares the modification times of folder and table, in whole seconds, with those of its
+// last look: if a table changed twice within the second of that look, cron would keep the old
+// entries until the next change. So each change gets a second of its own, in the future if
+// necessary.
 void MakeNoticeable(std::time_t before) {
     const std::time_t own = std::max(before, std::time(nullptr)) + 1;
     const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, {.tv_sec = own, .tv_nsec = 0}};

@@ -22,8 +22,8 @@ std::string SectionName(std::string_view written) {
     return zafo::Folded(zafo::Trim(written));
 }
 
-// Blanks do not count in names of parameters. The manual page says so of sections too; to the
-// server "my  share" and "my share" are two.
+// Blanks in parameter names are ignored. The manual page says the same of section names, but the
+// server treats "my  share" and "my share" as different.
 std::string ParameterName(std::string_view written) {
     std::string name = zafo::Folded(written);
     std::erase_if(name, [](char c) { return zafo::kBlanks.find(c) != std::string_view::npos; });
@@ -35,7 +35,7 @@ bool IsComment(std::string_view line) {
     return words.starts_with('#') || words.starts_with(';');
 }
 
-// Cuts the first line off `*text`, with those that continue it. A comment ends with its line.
+// Takes the first line off `*text`, with its continuation lines. A comment is never continued.
 std::string TakeLine(std::string_view *text) {
     std::string line;
     while (!text->empty()) {

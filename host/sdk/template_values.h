@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the template of slapd.conf(5) says about the server it is for, without knowing it. Words of the
-// template that stand for a value:
+// Placeholders in the template of slapd.conf(5) for values of the server it is used for:
 //
-//   ${suffix}         the directory's suffix          } as directives give them, for use
+//   ${suffix}         the directory's suffix          } as in directives, for use
 //   ${rootdn}         the administrator's DN          } between double quotes
 //   ${rootdn_parent}  the DN above the administrator's
 //   ${suffix_in_url}  the suffix in an LDAP URL (RFC 4516)
@@ -18,11 +17,11 @@
 
 namespace zafo {
 
-// The text with the values of `server`, whose suffix and rootdn they are.
+// The text with the placeholders replaced by values from `server`, which has the suffix and rootdn.
 std::string FillIn(std::string_view text, const Directives &server);
 
-// A text that was made of the template for `before`, for `after`: its lines that a value of the
-// template stands in. Lines that are not the template's stay as they are.
+// Updates a text that was made from the template for `before` to `after`: only lines of the
+// template that contain a placeholder change. Other lines stay as they are.
 std::string FillInAgain(std::string_view text, std::string_view pattern, const Directives &before,
                         const Directives &after);
 

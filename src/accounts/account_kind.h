@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users and groups are twins: what differs between them is a row here.
+// Users and groups are handled alike; the rows here hold the differences.
 #pragma once
 
 #include "zafoldap/browser.h"
@@ -9,10 +9,10 @@
 namespace zafo {
 
 struct AccountKind {
-    const char *filter;  // which entries are such accounts (RFC 2307 section 4)
+    const char *filter;  // matches such accounts (RFC 2307 section 4)
     const char *name_attribute;
     const char *number_attribute;
-    const char *container;  // relative to the base DN, when the caller names none
+    const char *container;  // relative to the base DN; used if the caller names none
     int name_taken;         // library errors
     int number_taken;
     int (*find_by_name)(const ZAFOLDAP_HOST *, const char *, char *, size_t);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owners of what the platform makes of accounts.
+// Owners of the account records that the platform allocates.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace zafo {
 
-// An account's record, or none. One owner may take many, one after the other.
+// An account's record, or none. One owner can hold many records, one after another.
 template <class Record>
 class AccountOwner {
   public:
@@ -22,8 +22,7 @@ class AccountOwner {
     AccountOwner &operator=(const AccountOwner &) = delete;
     ~AccountOwner() { Free(); }
 
-    // Where the next record goes. The one before is freed here: who writes a new one need not do
-    // it.
+    // Where to store the next record. Frees the previous one, so the writer need not.
     Record **Next() {
         Free();
         return &record_;
@@ -52,7 +51,8 @@ class GroupDescription {
     GroupDescription &operator=(const GroupDescription &) = delete;
     ~GroupDescription() { std::free(text); }
 
-    // Of the group before nothing stays, where one without a description leaves the buffer alone.
+    // Clears the previous group's text: some platforms leave the buffer alone for a group without
+    // one.
     void Empty() {
         if (text != nullptr && size > 0) text[0] = '\0';
     }

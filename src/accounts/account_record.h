@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How an account's texts become lines of LDIF and parts of a DN. No tool runs here.
+// How an account's texts become lines of LDIF and parts of a DN. Runs no tool.
 #pragma once
 
 #include <string>
@@ -13,32 +13,32 @@
 
 namespace zafo {
 
-// Whether a text fits on one line: a line break in a value would start a line, and with it
-// an attribute or a record, of somebody else's choice. NULL is fine, but not as an item of a list.
+// Whether a text fits on one line: a line break in a value would let its author inject an attribute
+// or a record. NULL is allowed, except as an item of a list.
 bool IsOneLine(const char *text);
 bool AreOneLineEach(const QLIBSZLIST *list);
 
-// "ATTR: VALUE". A value that LDIF cannot show as it is (it begins with a blank, which
-// readers drop) is written in base64 (RFC 2849).
+// "ATTR: VALUE". A value that LDIF cannot represent as is (it begins with a blank, which readers
+// drop) is written in base64 (RFC 2849).
 void WriteValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value);
 
-// The same for texts in which "%%" stands for "%"; every other "%" stands for itself.
+// The same for texts in which "%%" stands for "%"; any other "%" stands for itself.
 void WriteFormatText(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *text);
 
-// A "replace" modification with one value, separated from the one before.
+// A "replace" modification with one value, separated from the previous one.
 void ReplaceValue(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *value);
 
-// A "modrdn" record: the entry's new RDN, which takes the place of the old one.
+// A "modrdn" record: the entry's new RDN, which replaces the old one.
 void WriteModRDN(ZAFOLDAP_LDIF *ldif, const char *dn, std::string_view attr, std::string_view name);
 
-// The pairs of a list of name, value, name, value, if it holds a whole one.
+// Writes the pairs of a list of name, value, name, value; an incomplete pair is dropped.
 void WriteExtra(ZAFOLDAP_LDIF *ldif, const QLIBSZLIST *extra);
 
-// "ATTR=NAME,CONTAINER,BASE"; container and base are taken as they are.
+// "ATTR=NAME,CONTAINER,BASE"; container and base are used verbatim.
 std::string AccountDN(std::string_view attr, std::string_view name, std::string_view container,
                       std::string_view base);
 
-// The value of "member" that stands for a user: "uid=NAME,cn=users,BASE", wherever its entry is.
+// A user's value in "member": "uid=NAME,cn=users,BASE", wherever the user's entry is.
 std::string MemberDN(const ZAFOLDAP_HOST &host, std::string_view uid);
 
 }  // namespace zafo

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether a name or number can still be given to an account. Everything but the
-// answer "no such entry" means taken, a lookup that failed among it. The kind's library error
-// is set then.
+// Whether a name or number is taken. Any answer except "no such entry" counts as taken, including a
+// failed lookup; the kind's library error is then set.
 #pragma once
 
 #include "src/accounts/account_kind.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Groups of attributes that belong to an object class. A server that does not know the
-// class would refuse the whole entry, so a group is written when the class is there.
+// Groups of attributes, each part of an object class. A server that does not know the class would
+// reject the whole entry, so a group is written only if the server has the class.
 #pragma once
 
 #include "src/accounts/account_record.h"
@@ -10,7 +10,7 @@ namespace zafo {
 
 template <class Account>
 struct AttributeGroup {
-    unsigned int object_class;  // bit of zafoldap/object_class.h; 0: written always
+    unsigned int object_class;  // bit from zafoldap/object_class.h; 0: always written
     void (*write)(ZAFOLDAP_LDIF *ldif, const Account &account);
 };
 
@@ -22,8 +22,8 @@ void WriteGroups(ZAFOLDAP_LDIF *ldif, unsigned int classes,
     }
 }
 
-// A whole "add" record. DN and change type are attribute lines: a record without any other is no
-// empty change, which would count as done, but one that is refused.
+// Writes an "add" record. DN and change type count as attribute lines, so a record with nothing
+// else is rejected by the server rather than taken for an empty change that is already done.
 template <class Account, size_t count>
 void WriteNewEntry(ZAFOLDAP_LDIF *ldif, unsigned int schema,
                    const AttributeGroup<Account> (&groups)[count], const Account &account) {

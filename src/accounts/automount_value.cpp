@@ -5,7 +5,7 @@ namespace zafo {
 
 namespace {
 
-// Where escaping stops, and how much may come of undoing it.
+// The limit on the length of escaped and of unescaped text.
 constexpr size_t kMaxEscaped = 4094;
 constexpr std::string_view kType = "-fstype=nfs";
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
@@ -54,7 +54,7 @@ std::optional<std::string> EscapedExportOf(std::string_view *text) {
     value.remove_prefix(blank);
     while (value.starts_with(' '))
         value.remove_prefix(1);
-    if (value.starts_with('-')) return {};  // one more option
+    if (value.starts_with('-')) return {};  // another option
     return std::string(value);
 }
 

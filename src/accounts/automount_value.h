@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The automount maps (RFC 2307bis, autofs(5)) of home folders. The map "auto_master" names
-// the map "auto_home" for "/home"; the key "*" of that one holds where every user's
-// folder is: "-fstype=nfs HOST:PATH/&", "&" being the user. In the path a backslash
-// stands before every "$", blank and "&". No tool runs here.
+// The automount maps (RFC 2307bis, autofs(5)) of home folders. The map "auto_master" assigns the
+// map "auto_home" to "/home"; its key "*" holds the location of every user's folder:
+// "-fstype=nfs HOST:PATH/&", where "&" stands for the user. In the path, "$", blanks and "&" are
+// escaped with a backslash. Runs no tool.
 #pragma once
 
 #include <optional>
@@ -20,21 +20,21 @@ inline constexpr char kHomeKey[] = "/home";
 inline constexpr char kAnyKey[] = "*";
 inline constexpr char kAutomountInformation[] = "automountInformation";
 
-// "automountMapName=MAP,BASE", and "automountKey=KEY," before it.
+// "automountMapName=MAP,BASE", and the same with "automountKey=KEY," prepended.
 std::string AutomountMapDN(const ZAFOLDAP_HOST &host, const char *map);
 std::string AutomountKeyDN(const ZAFOLDAP_HOST &host, const char *key, const char *map);
 
-// A path as it stands in the value, one "/" at its end dropped; nothing when it does not fit.
+// A path as written in the value, without a final "/"; nothing if it is too long.
 std::optional<std::string> EscapedPath(std::string_view path);
 
 // The value for a host and an escaped path.
 std::string AutomountValue(std::string_view host, std::string_view escaped);
 
-// "HOST:PATH/" as it stands in such a value, still escaped; nothing when it is of another form.
-// The value loses at its end what was understood: blanks, then the "&".
+// "HOST:PATH/" from such a value, still escaped; nothing if the value has another form. What was
+// understood at the end of the text (blanks, then the "&") is cut off.
 std::optional<std::string> EscapedExportOf(std::string_view *text);
 
-// An escaped text as it was; nothing when it does not fit.
+// The text without its escapes; nothing if it is too long.
 std::optional<std::string> Unescaped(std::string_view escaped);
 
 }  // namespace zafo

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The entry of a new group. No tool runs here.
+// The entry of a new group. Runs no tool.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct NewGroup {
     const ZAFOGROUP *group;
     std::string dn;
     const char *description;  // may be NULL
-    std::string sid;          // "": none could be made
+    std::string sid;          // "": could not be generated
     const QLIBSZLIST *extra;  // may be NULL
 };
 

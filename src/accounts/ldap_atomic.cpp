@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Compare-and-swap in a directory: one modify request that deletes the value read
-// and adds the next one. A server applies a request to an entry as a whole or not
-// at all (RFC 4511 section 4.6), and to delete a value that is not there fails.
+// Compare-and-swap in a directory: one modify request that deletes the value read and adds the next
+// one. A server applies a request to an entry entirely or not at all (RFC 4511 section 4.6), and
+// deleting a value that does not exist fails.
 #include <stdlib.h>
 
 #include <string>
@@ -41,7 +41,8 @@ int Swap(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, const
     return change.Apply(host);
 }
 
-// What the counter is to become; *value may be replaced by what is to be reported. 0 or -1.
+// Determines the counter's next value; the check may replace *value, which is what gets reported. 0
+// or -1.
 int Decide(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next, ZAFOLDAP_ATOMIC_CHECK check,
            void *context) {
     *next = *value + 1;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Deleting an entry by DN, a user or a group by name. A name is resolved to the one entry that
-// carries it; of several none is deleted.
+// Deletes an entry by DN, or a user or group by name. The name must resolve to exactly one entry;
+// if several match, none is deleted.
 #include "platform/error.h"
 #include "src/accounts/account_search.h"
 #include "src/accounts/one_line.h"
@@ -15,11 +15,11 @@
 
 namespace {
 
-// What "%%" means in a DN.
+// The meaning of "%%" in a DN.
 enum class Percents { kAreText, kStandForOne };
 
-// DN and change type are attribute lines: without one the change would count as empty and
-// as done.
+// DN and change type are written as attribute lines: with none, the change would count as empty and
+// be skipped as done.
 int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
@@ -34,7 +34,7 @@ int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
     return -1;
 }
 
-// A DN that the server gave may be too long, or no line.
+// A DN from the server may be too long or contain line breaks.
 int CheckFound(const zafo::FoundText &dn) {
     if (!zafo::FitsDN(dn)) return -1;
     if (zafo::IsOneLine(dn)) return 0;
@@ -52,7 +52,7 @@ constexpr DeletedKind kUser{zafo::kUsers, QLIB_ERR_NO_SUCH_USER,
 constexpr DeletedKind kGroup{zafo::kGroups, QLIB_ERR_NO_SUCH_GROUP,
                              "delete group failed, group name is ambiguous"};
 
-// Finds the one entry of a name. 0, or -1. A name that is NULL is reported by the lookup.
+// Finds the only entry of that name. 0 or -1. The lookup reports a name that is NULL.
 int Resolve(const ZAFOLDAP_HOST *host, const DeletedKind &what, const char *name,
             zafo::FoundText &dn) {
     const int found = what.kind.find_by_name(host, name, dn, sizeof dn);
@@ -74,7 +74,7 @@ int ZAFOLDAPBrowserDeleteDN(const ZAFOLDAP_HOST *host, const char *dn) {
 
 int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *host, const char *name) {
     if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (name != nullptr) {  // both are lines of what is changed in the groups afterwards
+    if (name != nullptr) {  // both are written when the groups are changed afterwards
         if (!zafo::IsOneLine(name)) return ZAFO_NOT_ONE_LINE("szName");
         if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Adding a group: is the name free, is the number free, one "add" record.
+// Adding a group: checks that name and number are free, then writes one "add" record.
 #include <string>
 
 #include "src/accounts/account_taken.h"
@@ -30,7 +30,7 @@ bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
     return false;
 }
 
-// What cannot be made is written as an empty value.
+// An empty value is written if no SID can be generated.
 std::string MakeSid(const ZAFOLDAP_HOST *host) {
     char sid[zafo::kSidSize] = "";
     if ((host->nSchema & ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING) != 0) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changing a group's name, description and number in one change file. Members, and users whose
-// primary group it is, are not touched.
+// Changes a group's name, description and number with one change file. Members, and users whose
+// primary group it is, are left alone.
 #include <cstring>
 
 #include "platform/unicode.h"
@@ -16,22 +16,22 @@
 
 namespace {
 
-// One byte more than the longest that is compared whole: it tells what was cut.
+// One byte more than the longest text that is compared in full, to detect truncation.
 constexpr size_t kDescriptionSize = 1025;
 
-// What really changes; NULL stays.
+// The actual changes; NULL means no change.
 struct Changes {
     const char *new_name;
     const char *description;
     const unsigned int *gid;
 };
 
-// A description that fills the buffer may have been cut, and differs.
+// A description that fills the buffer may be truncated, so it counts as different.
 bool IsSameText(const char (&current)[kDescriptionSize], const char *wanted) {
     return std::strcmp(current, wanted) == 0 && std::strlen(current) + 1 < kDescriptionSize;
 }
 
-// Reads the group and crosses out what is as wanted already. 0, or -1.
+// Reads the group and drops the changes that are not needed. 0 or -1.
 int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *changes) {
     char description[kDescriptionSize] = "";
     zafo::Group group;

@@ -14,7 +14,7 @@
 
 namespace {
 
-// The array that ZAFOGroupAlloc takes, ended by NULL; nullptr when there is no memory.
+// The NULL-terminated array that ZAFOGroupAlloc takes; nullptr when out of memory.
 std::unique_ptr<const char *[]> PointersTo(const zafo::List &names) {
     const auto count = static_cast<size_t>(names.size());
     std::unique_ptr<const char *[]> pointers(new (std::nothrow) const char *[count + 1]);
@@ -47,7 +47,7 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
         return -1;
     }
     made->nType = ZAFO_ACCOUNT_DIRECTORY;
-    *group = made;  // what stood there is the caller's, or nothing at all
+    *group = made;  // the old value is the caller's, or uninitialised
     return 1;
 }
 

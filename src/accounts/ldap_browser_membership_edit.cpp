@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changes of memberships. A group lists a member twice, by login name in "memberUid"
-// (RFC 2307) and by DN in "member" (RFC 4519 section 2.17); both are changed in
-// one record, so that the server takes both or none.
+// Changes to memberships. A group lists a member twice, by login name in "memberUid" (RFC 2307) and
+// by DN in "member" (RFC 4519 section 2.17). One record changes both, so that the server applies
+// both or neither.
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
@@ -18,13 +18,13 @@ namespace {
 
 struct Change {
     const char *word;
-    bool of_members;  // of use where the group lists the user, else where it does not
+    bool of_members;  // applies where the group lists the user; else where it does not
 };
 
 constexpr Change kAdd{"add", false};
 constexpr Change kDelete{"delete", true};
 
-// Parts of records: "-" separates modifications, an empty line records --------------------
+// Parts of records: "-" separates modifications, an empty line separates records ----------
 
 void WriteModify(ZAFOLDAP_LDIF *ldif, const char *group_dn) {
     zafo::WriteValue(ldif, "dn", group_dn);
@@ -47,7 +47,7 @@ void EndRecord(ZAFOLDAP_LDIF *ldif) {
     ZAFOLDAPLdifLine(ldif, "%s", "");
 }
 
-// One user, both ways.
+// Changes both attributes for one user.
 void WriteChange(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
                  const char *uid) {
     ZAFOLDAPLdifAttr(ldif, change.word, "%s", "memberUid");
@@ -57,7 +57,7 @@ void WriteChange(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &c
     WriteMember(ldif, host, uid);
 }
 
-// All users of a list, both ways.
+// Changes both attributes for all users of a list.
 void WriteChanges(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
                   const QLIBSZLIST *user_uids) {
     ZAFOLDAPLdifAttr(ldif, change.word, "%s", "memberUid");
@@ -101,7 +101,7 @@ void WriteRename(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const char *gro
 
 // Operations ------------------------------------------------------------------------------
 
-// A change of the groups of one list, left out where it is done already.
+// Changes the listed groups, skipping those that need no change.
 void WriteWhereNeeded(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
                       const char *uid, const QLIBSZLIST *group_dns, const zafo::List &current) {
     for (int i = 0; group_dns != nullptr && i < group_dns->nItem; ++i) {
@@ -119,7 +119,7 @@ int Apply(const ZAFOLDAP_HOST *host, zafo::ChangeFile *file, const char *uid) {
     return -1;
 }
 
-// DNs that a server gave are as foreign as those of a caller.
+// DNs from a server are as untrusted as those from a caller.
 bool CanBeWritten(const zafo::List &dns) {
     if (zafo::AreOneLineEach(dns.get())) return true;
     ZAFO_LOG("the DN of a group has a line break");
@@ -127,7 +127,7 @@ bool CanBeWritten(const zafo::List &dns) {
     return false;
 }
 
-// A number that cannot be looked up is one that no group has.
+// A failed lookup is treated like a number that no group has.
 int WriteByGid(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &change,
                const char *uid, const unsigned int *gid) {
     if (gid == nullptr) return 0;
@@ -140,7 +140,7 @@ int WriteByGid(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Change &cha
     return 0;
 }
 
-// As UserNameAt for what is changed.
+// As UserNameAt; logs if there is no such user.
 int UserNameToChange(const ZAFOLDAP_HOST *host, const char *user_dn, zafo::FoundText &name) {
     const int found = zafo::UserNameAt(host, user_dn, name);
     if (found == 0) ZAFO_LOG("ZAFOLDAPUserDN2UID failed! Bad format of DN [%s]", user_dn);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Questions about memberships (RFC 2307): a group lists login names in "memberUid"; a
-// user's primary group is the one with its gidNumber.
+// Membership queries (RFC 2307): a group lists login names in "memberUid"; a user's primary group
+// is the one with its gidNumber.
 #include "platform/error.h"
 #include "src/accounts/account_search.h"
 #include "src/core/check_connection.h"
@@ -15,7 +15,7 @@ namespace {
 constexpr const char *kMember = "memberUid";
 constexpr const char *kGid = "gidNumber";
 
-// A group's gid as text, "" when it has none; the group is named by DN, or by name. 0 or -1.
+// The gid, as text, of a group given by DN or by name; "" if it has none. 0 or -1.
 int GidOf(const ZAFOLDAP_HOST *host, const char *group_dn, const char *group_cn,
           zafo::FoundText &gid) {
     const bool by_dn = group_dn != nullptr;
@@ -41,7 +41,7 @@ int ListByPrimaryGid(const ZAFOLDAP_HOST *host, const char *gid, QLIBSZLIST **us
     return dns.size();
 }
 
-// Takes the names of one list out of the other.
+// Removes the given names from the list.
 int Subtract(QLIBSZLIST *list, const zafo::List &names) {
     if (QLIBCSzListSub(list, names.get(), 0) != 0) return 0;
     ZAFO_LOG("QLIBCSzListSub() failed!! [0x%04X]", zafo::PlatformError());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Copying all accounts between the appliance's local database and a directory. One that cannot
-// be copied is logged and passed over.
+// Copies all accounts between the appliance's local database and a directory. An account that
+// cannot be copied is logged and skipped.
 #include <strings.h>
 #include <sys/random.h>
 
@@ -37,16 +37,16 @@ constexpr size_t kPasswordSize = 1024;
 constexpr size_t kDescriptionSize = 1024;
 constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
-// For a line in the log.
+// For log lines.
 template <class Record>
 const char *NameOf(const zafo::AccountOwner<Record> &account) {
     const Record *p = account.get();
     return p != nullptr && p->szName != nullptr ? p->szName : "";
 }
 
-// --- The common shape ---------------------------------------------------------
+// --- Shared by both directions ------------------------------------------------
 
-// Whether there is room for a list of names.
+// Allocates a list of names; false when out of memory.
 bool Make(std::optional<zafo::List> *list) {
     try {
         list->emplace();
@@ -58,12 +58,12 @@ bool Make(std::optional<zafo::List> *list) {
 }
 
 enum class Outcome {
-    kSkipped,  // was logged
-    kDone,     // as far as it can be; what failed on the way was logged
+    kSkipped,  // the reason was logged
+    kDone,     // as far as possible; failures on the way were logged
     kEnd,      // no other account can be copied either
 };
 
-// Tries each account of a list in turn. -1 when one of them ends the batch.
+// Tries each account of a list in turn. Returns -1 if one of them ends the batch.
 template <class Copy>
 int ForEach(const zafo::List &accounts, const char *kind, const Copy &copy) {
     ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), kind);
@@ -97,7 +97,7 @@ bool AddSambaHashes(const char *name, zafo::List *extra) {
 }
 
 Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *host, const char *name, zafo::List *extra) {
-    if (QLIBCSzListRemoveAll(extra->get()) < 0) {  // the hashes of the user before
+    if (QLIBCSzListRemoveAll(extra->get()) < 0) {  // hashes of the previous user
         ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", name, zafo::PlatformError());
         return Outcome::kSkipped;
     }
@@ -160,7 +160,7 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *host) {
 
 // --- Into the local database --------------------------------------------------
 
-// The numbers of a process that has not seeded them are known to everybody.
+// Without seeding, every process would generate the same, known numbers.
 void SeedOnce() {
     [[maybe_unused]] static const bool kSeeded = [] {
         unsigned int seed = 0;
@@ -172,10 +172,10 @@ void SeedOnce() {
     }();
 }
 
-// What becomes of the password of a directory user.
+// What becomes of a directory user's password.
 struct LocalPassword {
-    char *record;          // of the local record; NULL: one with which nobody can log in
-    const char *imported;  // crypt(5) hash to be stored; NULL: none
+    char *record;          // for the local record; NULL: nobody can log in
+    const char *imported;  // crypt(5) hash to store; NULL: none
     char random[kPasswordSize];
 };
 
@@ -194,7 +194,7 @@ void TakePassword(const ZAFOUSER &user, LocalPassword *password) {
     char *random = password->random;
     std::snprintf(random, kPasswordSize, "%d-%d", std::rand(),
                   static_cast<int>(std::time(nullptr)));
-    // The text itself must never be taken for a hash.
+    // The plain text must never be taken for a hash.
     const bool is_hashed = ZAFOLDAPEncryptPasswd(random, random, kPasswordSize) == 0;
     password->record = is_hashed ? random : nullptr;
     password->imported = nullptr;
@@ -233,7 +233,7 @@ bool IsRoomForAUser() {
     return false;
 }
 
-// The Samba hashes of an entry, "" for one that it lacks.
+// The Samba hashes of an entry; "" for a missing one.
 struct SambaHashes {
     const char *nt = "";
     const char *lm = "";
@@ -260,7 +260,7 @@ bool ImportPassword(const char *name, const char *crypt_hash, const SambaHashes 
     return false;
 }
 
-// What the users of a batch go through on their way.
+// Working storage for copying users, reused for each of them.
 struct UserTransit {
     zafo::User user;
     zafo::User local;
@@ -273,7 +273,7 @@ Outcome CopyUserToLocal(const ZAFOLDAP_HOST *host, const char *dn, UserTransit *
         ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;
     }
-    ZAFOUSER user = *transit->user.get();  // with another password, its strings are borrowed
+    ZAFOUSER user = *transit->user.get();  // a copy with another password; borrows the strings
     LocalPassword password;
     TakePassword(user, &password);
     user.szPasswd = password.record;
@@ -332,7 +332,7 @@ bool IsGidFree(uint32_t gid, zafo::Group *local) {
 
 Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
                          zafo::Group *local) {
-    char description[kDescriptionSize];  // the local database takes none
+    char description[kDescriptionSize];  // not used: ZAFOGroupSet takes none
     if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// A window that holds nothing: one read walks over all entries, counts them and keeps none.
+// With an empty window, a single read skips over all entries, counting them.
 int CountAll(const ZAFOLDAP_HOST *host, zafo::OpenSearch *search) {
     ZAFOLDAP_SEARCH_REQUEST &request = search->request;
     request.nOffset = 1;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *kNamingContexts = "namingContexts";
 
-// A server that will not answer an anonymous question: unwilling or not allowed.
+// Security errors: the server does not answer anonymous queries.
 bool IsRefused(int exit_code) {
     return 47 <= exit_code && exit_code <= 50;
 }

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Numbers up to this one are the appliance's own.
+// Numbers up to this one are reserved for the appliance.
 constexpr int64_t kHighestReserved = 1026;
 
 struct Highest {

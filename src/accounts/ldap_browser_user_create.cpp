@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Adding a user: is the name free, is the number free, one "add" record, then the password
-// through the server. Nothing locks the directory between these steps; a user that somebody else
-// adds meanwhile is noticed by the server when the DN is the same.
+// Adding a user: checks that name and number are free, writes one "add" record, then sets the
+// password through the server. Nothing locks the directory between these steps; if somebody else
+// adds the user in the meantime, the server notices when the DN is the same.
 #include <string>
 
 #include "platform/crypt.h"
@@ -24,7 +24,7 @@
 
 namespace {
 
-// The two entry points: what szPasswd is, and how their log lines quote.
+// The two entry points: what szPasswd contains, and how their log lines quote.
 struct PasswordKind {
     bool is_clear;
     const char *open;
@@ -83,7 +83,7 @@ int MakePasswordValue(const ZAFOUSER &user, const PasswordKind &kind, std::strin
     return 0;
 }
 
-// Neither may fail the creation: what cannot be made is written as an empty value.
+// A text that cannot be generated is written as an empty value; creating the user still succeeds.
 void MakeSambaTexts(const ZAFOLDAP_HOST *host, const char *clear_password, zafo::NewUser *entry) {
     if ((host->nSchema & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) == 0) return;
     char sid[zafo::kSidSize] = "";

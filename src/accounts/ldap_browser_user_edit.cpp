@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changing a user: what really changes goes into one change file; then the groups follow a new
-// name, and the server sets a new password. What fails after the change file leaves it applied.
+// Editing a user: all actual changes go into one change file. Then the groups are updated for a new
+// name, and the server sets a new password. A failure after the change file does not undo it.
 #include <string>
 
 #include "base/dn.h"
@@ -30,7 +30,7 @@ namespace {
 
 using DNText = char[zafo::kMaxDN + 1];
 
-// What a caller asked for.
+// The caller's request.
 struct EditRequest {
     const ZAFOLDAP_HOST *host;
     const char *dn;
@@ -39,13 +39,13 @@ struct EditRequest {
     const long *expire;
 };
 
-// The entry as it is.
+// The entry as it is now.
 struct UserEntry {
     zafo::User user;
     unsigned int classes = 0;
-    bool is_renamed = false;    // the wanted name is another one
-    DNText rdn_attribute = "";  // for a renamed entry: the attribute that its RDN is made of
-    std::string new_dn;         // the DN that it will have
+    bool is_renamed = false;    // the wanted name is a different one
+    DNText rdn_attribute = "";  // of a renamed entry: the attribute of its RDN
+    std::string new_dn;         // the DN after the change
 };
 
 int CheckLength(const std::string &dn) {
@@ -71,13 +71,13 @@ int ReadEntry(const EditRequest &request, UserEntry *entry) {
     return 0;
 }
 
-// Names differ when more than their letter case does.
+// A name that differs only in letter case is not a new name.
 int CheckName(const EditRequest &request, UserEntry *entry) {
     const char *wanted = request.wanted->szName;
     const char *current = entry->user->szName;
     entry->is_renamed = wanted != nullptr && QLIBCUnicodeUTF8StrCaseCmp(wanted, current) != 0;
     if (!entry->is_renamed) return 0;
-    if (!zafo::IsOneLine(current)) {  // as foreign as a caller's; the groups take it out
+    if (!zafo::IsOneLine(current)) {  // untrusted too; the groups' records delete it
         QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
         ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.dn,
                  zafo::PlatformError());
@@ -96,7 +96,7 @@ int CheckNumber(const EditRequest &request, const UserEntry &entry) {
     return -1;
 }
 
-// The hash is not used: a password that cannot be hashed is refused before anything changes.
+// The hash is discarded: this rejects a password that cannot be hashed before anything changes.
 int CheckPassword(const EditRequest &request) {
     const char *password = request.wanted->szPasswd;
     char hash[zafo::kHashedPasswordSize] = "";
@@ -107,7 +107,7 @@ int CheckPassword(const EditRequest &request) {
     return -1;
 }
 
-// Finds out what a new name makes of the DN.
+// Determines the DN after a change of name.
 int FindNewDN(const EditRequest &request, UserEntry *entry) {
     entry->new_dn = request.dn;
     if (!entry->is_renamed) return 0;
@@ -123,8 +123,8 @@ int FindNewDN(const EditRequest &request, UserEntry *entry) {
         ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", rdn, zafo::PlatformError());
         return -1;
     }
-    // From the end of the RDN on: ZAFOLDAPDNParserParentDN knows no escaped commas. `rdn` cannot
-    // tell where that is, for a platform may write the RDN in another way.
+    // Starts at the end of the RDN because ZAFOLDAPDNParserParentDN does not handle escaped commas.
+    // The length of `rdn` is no help: a platform may spell the RDN differently.
     DNText parent = "";
     if (ZAFOLDAPDNParserParentDN(request.dn + zafo::EndOfRdn(request.dn), parent, sizeof parent) !=
         0) {
@@ -160,7 +160,7 @@ int ChangeEntry(const EditRequest &request, const UserEntry &entry) {
     return -1;
 }
 
-// What follows a change that the server took.
+// The remaining steps, after the server has accepted the change.
 int FollowUp(const EditRequest &request, const UserEntry &entry) {
     const ZAFOUSER &wanted = *request.wanted;
     const char *old_name = entry.user->szName;
@@ -217,7 +217,7 @@ int ZAFOLDAPBrowserUserEdit(const ZAFOLDAP_HOST *host, const char *user_dn, cons
     if (!zafo::IsOneLine(user->szFullname)) return ZAFO_NOT_ONE_LINE("pUser->szFullname");
     if (!zafo::IsOneLine(user->szMail)) return ZAFO_NOT_ONE_LINE("pUser->szMail");
     if (!zafo::IsOneLine(host->szBaseDN))
-        return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");  // in the groups
+        return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");  // used in the groups' records
 
     return zafo::GuardedAloud(__FILE_NAME__, __LINE__, [&] { return Edit(request); });
 }

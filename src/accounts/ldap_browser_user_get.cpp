@@ -15,12 +15,12 @@ long DaysOf(const char *text) {
     return std::strtol(text, nullptr, 10);
 }
 
-// The password is too young to be changed: shadow(5). Without both days it never is.
+// Whether the password is too young to be changed, see shadow(5). Never, if either day is missing.
 int IsTooYoung(const char *min, const char *last_change) {
     if (min == nullptr || last_change == nullptr) return 0;
     long age = 0;
     const long today = static_cast<long>(std::time(nullptr) / kSecondsPerDay);
-    // What overflows is older than any minimum.
+    // An age that overflows exceeds any minimum.
     if (__builtin_sub_overflow(today, DaysOf(last_change), &age)) return 0;
     return age < DaysOf(min) ? 1 : 0;
 }
@@ -45,7 +45,7 @@ int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER
         return -1;
     }
     made->nType = ZAFO_ACCOUNT_DIRECTORY;
-    *user = made;  // what stood there is the caller's, or nothing at all
+    *user = made;  // the old value is the caller's, or uninitialised
     return 1;
 }
 

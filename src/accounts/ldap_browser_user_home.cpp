@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Home folders, made in the export that users mount theirs from.
+// Creates home folders in the export from which users mount theirs.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *logg
     return -1;
 }
 
-// Makes the folder of one of all users, if it is missing; what fails is logged.
+// Creates one user's folder if it is missing; a failure is only logged.
 void MakeMissingFolder(const ZAFOLDAP_HOST *host, const char *user_dn, const char *name,
                        const char *home_folder_path) {
     if (!zafo::IsFolderName(name)) {
@@ -83,7 +83,7 @@ int CreateOne(const char *home_path, const ZAFOUSER &user) {
     return S_ISDIR(status.st_mode) ? 0 : -1;
 }
 
-// The export that the directory names. 0 or -1.
+// Reads the export from the directory. 0 or -1.
 int ReadExport(const ZAFOLDAP_HOST *host, std::string *export_path) {
     const std::string dn = zafo::AutomountKeyDN(*host, zafo::kAnyKey, zafo::kHomeMap);
     if (!zafo::FitsDN(dn)) return -1;

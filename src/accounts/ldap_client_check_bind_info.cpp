@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether a connection can be used for accounts.
+// Checks whether a connection can be used for accounts.
 #include "platform/ldap.h"
 #include "src/core/own_record.h"
 #include "src/frame/log.h"
@@ -37,7 +37,7 @@ int CheckBinding() {
     return CheckListing(binding);
 }
 
-// A server that lacks a class is told by the library error alone; the check itself has passed.
+// A missing class only sets the library error; the check itself has passed.
 void JudgeClasses(unsigned int schema) {
     if ((schema & kNeededClasses) == kNeededClasses) return;
     ZAFOLDAPErrSet(ZAFOLDAP_ERR_SERVER_NOT_SUPPORT);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The export of home folders, mounted by mount(8) under a name of this process.
+// Mounts the export of home folders with mount(8), under a name unique to this process.
 #include "src/accounts/ldap_mount.h"
 
 #include <unistd.h>
@@ -19,8 +19,8 @@ namespace {
 constexpr const char *kMountTool = "/bin/mount";
 constexpr const char *kUnmountTool = "/bin/umount";
 
-// Whoever may write to the directory chooses the text; root mounts it. It stays out of the log: it
-// may hold lines of its own.
+// Anyone who can write to the directory controls the text that root mounts. The text is not logged:
+// it may contain line breaks.
 bool IsNfs(const char *home_path) {
     const char *fault = zafo::FaultOfNfsSource(home_path);
     if (fault == nullptr) return true;
@@ -72,7 +72,7 @@ int ZAFOLDAPNFSUMount(void) {
         ZAFO_LOG("umount [%s] failed. [0x%04X]", point.path(), zafo::PlatformError());
         return -1;
     }
-    // Only an empty folder goes: one that is still a mount point stays.
+    // rmdir removes only an empty folder: one that is still a mount point stays.
     if (rmdir(point.path()) != 0) {
         ZAFO_LOG("rmdir %s failed.", point.path());
         return -1;

@@ -7,8 +7,8 @@
 
 namespace zafo {
 
-// Where this process mounts the export of home folders. It takes no memory: what is
-// mounted can be unmounted when there is none left.
+// Where this process mounts the export of home folders. It allocates nothing, so that the mount can
+// be undone even when out of memory.
 class MountPoint {
   public:
     MountPoint();
@@ -18,14 +18,14 @@ class MountPoint {
     char path_[32];
 };
 
-// Whether a user name can be the name of a folder: one path component, which "", ".",
-// ".." and names with a "/" are not. A directory may hold anything.
+// Whether a user name can be a folder name: a single path component, so not "", ".", ".." or a name
+// with "/". Names from a directory may contain anything.
 bool IsFolderName(const char *name);
 
 // A user's folder in the mounted export.
 std::string HomeFolder(const char *name);
 
-// What was mounted is unmounted on every path.
+// Unmounts the export on every path.
 class Mounted {
   public:
     Mounted() = default;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Passwords, by the tools that know about them: slappasswd(8) hashes one here,
-// ldappasswd(1) has the server set one (RFC 3062).
+// Passwords, with the tools made for them: slappasswd(8) hashes one locally, ldappasswd(1) has the
+// server set one (RFC 3062).
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char *kHashTool = "/usr/zafo/bin/slappasswd";
 constexpr const char *kScheme = "{CRYPT}";
-constexpr const char *kSalt = "$1$%.2s";  // MD5-crypt with two characters of the tool's choice
+constexpr const char *kSalt = "$1$%.2s";  // MD5-crypt; the tool picks two characters of salt
 
 constexpr const char *kChangeTool = "/usr/zafo/bin/ldappasswd";
 constexpr size_t kMaxLoggedCommand = 1023;
@@ -47,7 +47,7 @@ int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *host, const char *user_dn, const char *c
         zafo::ToolArguments arguments{kChangeTool, "-x"};
         arguments.AddConnection(*host);
         arguments.Add({"-s", clear_password, user_dn});
-        // Passwords are shown.
+        // The log line contains the passwords.
         ZAFO_DEBUG_LOG("cmd: %s", arguments.CommandLine(kMaxLoggedCommand).c_str());
         char **argv = arguments.argv();
         const int error = QLIBCExecv(argv[0], argv, 1);

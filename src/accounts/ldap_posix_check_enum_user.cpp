@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether users can be listed at all, and the name of one account.
+// Checks whether users can be listed, and looks up the name of an account.
 #include "src/accounts/account_kind.h"
 #include "src/core/check_connection.h"
 #include "src/core/open_search.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Several names are as bad as a failure: nobody could say which one is meant.
+// Several names are as bad as a failure: it is unclear which one is meant.
 int NameOf(const ZAFOLDAP_HOST *host, const zafo::AccountKind &kind, const char *dn, char *buffer,
            size_t size) {
     const int count =
@@ -45,7 +45,7 @@ int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *host) {
     int found = 1;
     while (found == 1)
         found = search.Next();
-    // Of many users the server gives one and says that it stopped there.
+    // With several users the server returns one and reports that it stopped there.
     if (found < 0 && search.result.nExitCode != zafo::kSizeLimitExceeded) return -1;
     ZAFOLDAPErrReset();
     return 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's bookkeeping in a directory, below "cn=zafoconf": four entries with the
-// class sambaUnixIdPool (uidNumber, gidNumber) hold the pools; the entry of class
-// sambaDomain (sambaSID, sambaNextUserRid) right below the base DN is the Samba domain.
+// The appliance's bookkeeping in a directory, below "cn=zafoconf": four sambaUnixIdPool entries
+// (uidNumber, gidNumber) hold the pools. The sambaDomain entry (sambaSID, sambaNextUserRid)
+// directly below the base DN is the Samba domain.
 #include "src/accounts/ldap_samba.h"
 
 #include <stdlib.h>
@@ -33,7 +33,7 @@ namespace {
 constexpr size_t kMaxText = 1024;
 constexpr size_t kMaxSID = 256;
 
-// Log lines print numbers with "%llu".
+// For "%llu" in log lines.
 using Printed = unsigned long long;
 
 struct Xid {
@@ -84,7 +84,7 @@ std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
 
 enum class Found {
     kValue,
-    kNone,  // no such entry, or one without a value; the buffer stays as it was
+    kNone,  // no such entry, or it has no value; the buffer is unchanged
     kFailed,
 };
 
@@ -143,7 +143,7 @@ int Generate(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
     return static_cast<int>(number);
 }
 
-// Every number in use, ascending; nothing when the search failed.
+// All numbers in use, in ascending order; nothing if the search failed.
 std::optional<std::vector<uint64_t>> UsedNumbers(const ZAFOLDAP_HOST *host,
                                                  const zafo::IdPool &pool) {
     ZAFOLDAP_SEARCH_REQUEST request{};
@@ -164,7 +164,7 @@ std::optional<std::vector<uint64_t>> UsedNumbers(const ZAFOLDAP_HOST *host,
     return used;
 }
 
-// `counter` itself when nobody carries it, else the next free number.
+// `counter` itself if no account has it, else the next free number.
 std::optional<uint64_t> FreeNumberFrom(const ZAFOLDAP_HOST *host, uint64_t counter,
                                        const zafo::IdPool &pool) {
     const auto filter = zafo::AccountFilter(pool.filter, pool.attribute, std::to_string(counter));

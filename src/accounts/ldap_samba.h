@@ -6,7 +6,7 @@
 
 namespace zafo {
 
-// Which entries carry the numbers of a pool, and the pool's bounds.
+// A pool's bounds, and which entries carry its numbers.
 struct IdPool {
     const char *attribute;
     const char *filter;

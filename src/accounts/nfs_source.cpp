@@ -16,7 +16,7 @@ bool IsLetterOrDigit(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-// A host name or an IPv4 address. One label is enough: names are often local ones.
+// A host name or an IPv4 address. A single label is enough: names are often local.
 bool IsHostName(std::string_view host) {
     return !host.empty() && host.size() <= kLongestHost && IsLetterOrDigit(host.front()) &&
            std::ranges::all_of(
@@ -35,7 +35,7 @@ bool IsBracketedIPv6(std::string_view host) {
     return inet_pton(AF_INET6, text, &address) == 1;
 }
 
-// Control characters of ASCII, and those of Latin-1 as UTF-8 writes them (U+0080 to U+009F).
+// ASCII control characters, and those of Latin-1 in UTF-8 (U+0080 to U+009F).
 bool HasControl(std::string_view text) {
     for (size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What new and changed accounts say about passwords, in shadow(5) and Samba terms.
+// Password attributes of new and changed accounts, in shadow(5) and Samba terms.
 #pragma once
 
 #include <ctime>
 
 namespace zafo {
 
-// Bytes of texts with their final zero.
+// Buffer sizes, including the final zero.
 inline constexpr size_t kHashedPasswordSize = 16384;
 inline constexpr size_t kNtHashSize = 33;
 inline constexpr size_t kSidSize = 256;
 
-// In the place of the LM hash, which is almost the password in clear and never stored.
+// Replaces the LM hash, which is almost as good as the clear password and never stored.
 inline constexpr char kNoLmHash[] = "XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX";
 
 // Days since 1 January 1970.
@@ -20,7 +20,7 @@ inline unsigned long DaysOf(time_t t) {
     return static_cast<unsigned long>(t / 86400);
 }
 
-// The age in days that a password must have to be changed by its user.
+// The minimum age, in days, before a user may change the password.
 inline int ShadowMin(int disallow_change) {
     return disallow_change == 1 ? 100000 : 0;
 }

@@ -18,12 +18,12 @@ void ReplaceNumber(ZAFOLDAP_LDIF *ldif, const char *attribute, unsigned long num
     ZAFOLDAPLdifAttrReplace(ldif, attribute, "%lu", number);
 }
 
-// What the entry lacks differs from every text.
+// A missing attribute differs from every text.
 bool Differs(const char *wanted, const char *current) {
     return current == nullptr || std::strcmp(wanted, current) != 0;
 }
 
-// A text that can be taken away with "".
+// A text that "" deletes.
 void ReplaceOrDelete(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *wanted,
                      const char *current) {
     if (wanted == nullptr || !Differs(wanted, current)) return;
@@ -87,7 +87,7 @@ void WriteExpire(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
     ZAFOLDAPLdifAttrReplace(ldif, "shadowExpire", "%ld", *expire);
 }
 
-// The name is in "uid" and "cn". The one that forms the RDN changes with it.
+// The name is in "uid" and "cn"; "modrdn" changes the one that is the RDN.
 void WriteName(ZAFOLDAP_LDIF *ldif, const UserChanges &changes) {
     if (changes.rdn_attribute == nullptr) return;
     for (const char *attribute : {"uid", "cn"}) {

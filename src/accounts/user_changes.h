@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The change records of an edited user. No tool runs here.
+// The change records for editing a user. Runs no tool.
 #pragma once
 
 #include <ctime>
@@ -12,17 +12,17 @@ namespace zafo {
 
 struct UserChanges {
     const char *dn;
-    const ZAFOUSER *wanted;  // NULL, UID_ERR and GID_ERR: leave alone
+    const ZAFOUSER *wanted;  // NULL, UID_ERR and GID_ERR mean no change
     const int *disallow_change;
     const long *expire;
     const ZAFOUSER *current;
-    unsigned int classes;  // that server and entry have both
+    unsigned int classes;  // supported by the server and present in the entry
     const char *nt_hash;   // of the wanted password
     time_t now;
-    const char *rdn_attribute;  // of the entry that gets another name; NULL: the name stays
+    const char *rdn_attribute;  // of a renamed entry; NULL: the name stays
 };
 
-// A "modify" record and, for another name, a "modrdn" record.
+// Writes a "modify" record and, for a new name, a "modrdn" record.
 void WriteUserChanges(ZAFOLDAP_LDIF *ldif, const UserChanges &changes);
 
 }  // namespace zafo

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // posixAccount and shadowAccount (RFC 2307), person and organizationalPerson (RFC 4519),
-// inetOrgPerson (RFC 2798), Apple's apple-user, Samba's sambaSamAccount. "sn" is what person
-// demands and a POSIX account has not: the login name stands in.
+// inetOrgPerson (RFC 2798), Apple's apple-user, Samba's sambaSamAccount. person requires "sn",
+// which a POSIX account does not have, so the login name is used.
 #include "src/accounts/user_record.h"
 
 #include "src/accounts/attribute_group.h"

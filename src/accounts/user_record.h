@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The entry of a new user. No tool runs here.
+// The entry of a new user. Runs no tool.
 #pragma once
 
 #include <ctime>
@@ -17,7 +17,7 @@ struct NewUser {
     const ZAFOUSER *user;
     std::string dn;
     std::string password;                // the value of "userPassword"
-    std::string sid;                     // "": none could be made
+    std::string sid;                     // "": could not be generated
     std::optional<std::string> nt_hash;  // nothing: no Samba hashes
     time_t now;
     const QLIBSZLIST *extra;  // may be NULL

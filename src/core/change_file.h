@@ -26,8 +26,8 @@ class ChangeFile {
     int Open() { return ZAFOLDAPLdifInit(&ldif_, nullptr); }
     ZAFOLDAP_LDIF *get() { return &ldif_; }
 
-    // Whether everything written so far is in the file; -1 with platform error 0x0B00 when the
-    // disk had no room for it.
+    // Flushes the stream: 0, or -1 with platform error 0x0B00 if a write failed, usually on a full
+    // disk.
     int Flush() {
         errno = 0;
         if (std::fflush(ldif_.pFile) == 0 && std::ferror(ldif_.pFile) == 0) return 0;
@@ -37,8 +37,8 @@ class ChangeFile {
         return -1;
     }
 
-    // As ZAFOLDAPModify. A file that was cut short is not run: a record that is cut short says
-    // something else, "delete: memberUid" alone means every member.
+    // As ZAFOLDAPModify. A truncated file is never run: a truncated record means something else,
+    // for example "delete: memberUid" alone removes every member.
     int Apply(const ZAFOLDAP_HOST *host, int add = 0) {
         return Flush() == 0 ? ZAFOLDAPModify(host, &ldif_, add) : -1;
     }

@@ -6,8 +6,8 @@
 
 namespace zafo {
 
-// Whether a caller's connection can be used at all: the record and its address are there. A failed
-// argument check is reported as of that place of a file.
+// Whether a caller's connection is usable: the record and its address are not NULL. Otherwise
+// reports a failed argument check under the given source location.
 inline bool IsConnection(const ZAFOLDAP_HOST *host, const char *file, int line = __builtin_LINE()) {
     if (host != nullptr && host->szUri != nullptr) return true;
     BadArgument(file, line, host == nullptr ? "((void *)0) != pHost" : "NULL != pHost->szUri");

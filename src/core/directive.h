@@ -8,8 +8,9 @@
 
 namespace zafo {
 
-// Reads a directive of a configuration file: 1; 0 there is none; -1. Platforms that find one return
-// 1, also when it has no value, or 0: then what the buffer holds decides.
+// Reads a directive of a configuration file: 1; 0 if there is none; -1. When a directive exists,
+// some platforms return 1 even if it has no value and others return 0, so the buffer's content
+// counts too.
 template <size_t N>
 int ReadDirective(const char *conf, const char *key, char (&value)[N]) {
     std::memset(value, 0, N);

@@ -8,18 +8,19 @@
 
 namespace zafo {
 
-// Longest DN that the library makes, is given or finds; a longer one is refused, never cut.
+// The longest DN that the library builds, accepts or returns; a longer one is rejected, never
+// truncated.
 inline constexpr size_t kMaxDN = 1023;
 
-// Whether a DN is no longer than that; sets platform error 0x0E00 when it is.
+// Whether a DN is within the limit; sets platform error 0x0E00 if not.
 inline bool FitsDN(std::string_view dn) {
     if (dn.size() <= kMaxDN) return true;
     QLIBCErrSet(QLIB_ERR_BUFFER_TOO_SMALL);
     return false;
 }
 
-// Buffer for what a lookup finds: a DN, a name, a number. FitsDN holds for all of them; the buffer
-// has room for one byte more, so that it tells what was cut.
+// Buffer for the result of a lookup: a DN, a name or a number. FitsDN holds for all of them; the
+// extra byte is how truncation is detected.
 using FoundText = char[kMaxDN + 2];
 
 }  // namespace zafo

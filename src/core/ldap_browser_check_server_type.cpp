@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What kind of server a connection leads to, told by a marker entry of each kind.
+// Recognises the kind of server by an entry that only that kind has.
 #include <cstdio>
 
 #include "src/core/check_connection.h"

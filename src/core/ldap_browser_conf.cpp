@@ -13,13 +13,13 @@
 
 namespace {
 
-constexpr size_t kMaxCipher = 1369;  // a text of 1023 bytes, enciphered, and the final zero
+constexpr size_t kMaxCipher = 1369;  // an encrypted text of 1023 bytes and the final zero
 constexpr size_t kMaxText = 1024;
 
-// A host name for the local server that its certificate carries too.
+// A name for the local server that its certificate is also valid for.
 constexpr const char *kLocalServer = "localhost";
 
-// Loads the section, making an empty one when there is none.
+// Loads the section, adding an empty one if it does not exist.
 int LoadOrAddSection(const char *section, QLIBSZHASH *map) {
     if (QLIBCFileGetSection(zafo::kConnectionFile, section, map) > 0) return 0;
     if (QLIBCFileAddSection(zafo::kConnectionFile, section, map, 0) >= 0) return 0;
@@ -27,7 +27,7 @@ int LoadOrAddSection(const char *section, QLIBSZHASH *map) {
     return -1;
 }
 
-// Fields that are NULL leave their key as the file had it.
+// A field that is NULL leaves its key in the file unchanged.
 int SetPlainFields(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
     for (const zafo::BrowserConfKey &row : zafo::kBrowserConfKeys) {
         const char *value = host.*row.field;

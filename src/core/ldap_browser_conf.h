@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The file of saved connections: one section a connection, one key a field.
+// The file of saved connections: one section per connection, one key per field.
 #pragma once
 
 #include "base/appliance_paths.h"
@@ -19,7 +19,7 @@ struct BrowserConfKey {
     const char *ZAFOLDAP_HOST::*field;
 };
 
-// The fields that are stored as they are, in the order in which they are read.
+// The fields that are stored verbatim, in the order in which they are read.
 inline constexpr BrowserConfKey kBrowserConfKeys[] = {
     {"uri", LDAP_HOST_ATTR_URI, &ZAFOLDAP_HOST::szUri},
     {"basedn", LDAP_HOST_ATTR_BASEDN, &ZAFOLDAP_HOST::szBaseDN},

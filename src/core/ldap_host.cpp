@@ -10,7 +10,7 @@
 
 namespace {
 
-// The string field of every attribute number.
+// The string field of each attribute number.
 constexpr const char *ZAFOLDAP_HOST::*kStringFields[LDAP_HOST_ATTR_MAX] = {
     &ZAFOLDAP_HOST::szUri,        &ZAFOLDAP_HOST::szBaseDN,      &ZAFOLDAP_HOST::szBindDN,
     &ZAFOLDAP_HOST::szBindPasswd, &ZAFOLDAP_HOST::szLoginSuffix,
@@ -30,8 +30,8 @@ class Copy {
     std::string text_;
 };
 
-// The list may have moved: every field that is set points at its item again. Whether all were
-// given.
+// The list may have moved: points every field that is set at its item again. Returns whether the
+// list returned all items.
 bool PointAtItems(ZAFOLDAP_HOST *host) {
     bool all = true;
     for (int i = 0; i < LDAP_HOST_ATTR_MAX; ++i) {
@@ -43,15 +43,15 @@ bool PointAtItems(ZAFOLDAP_HOST *host) {
     return all;
 }
 
-// Without its item the list cannot be used: the numbers of those behind are wrong.
+// Without the lost item the list is useless: the indexes of all later items are wrong.
 void Clear(ZAFOLDAP_HOST *host) {
     QLIBCSzListRemoveAll(host->plistBuffer);
     for (const auto field : kStringFields)
         host->*field = nullptr;
 }
 
-// Copies come first: the value may be an item of the list, and is gone with it where a platform
-// frees before it copies.
+// Both texts are copied first: the value may be an item of the list, and some platforms free the
+// old item before they copy the new one.
 int Set(ZAFOLDAP_HOST *host, int attr, const char *text) {
     const bool has_item = attr < host->plistBuffer->nItem;
     const Copy value(text);
@@ -73,7 +73,7 @@ int ZAFOLDAPHostInit(ZAFOLDAP_HOST *host) {
 
     *host = {};
     QLIBSZLIST *list = QLIBCSzListAlloc(zafo::kListCapacity);
-    // Inserting beyond the end fills the gap: one item for every attribute.
+    // Inserting past the end fills the gap: one item per attribute.
     if (list == nullptr || QLIBCSzListInsert(&list, LDAP_HOST_ATTR_MAX - 1, "") < 0) {
         zafo::FreeList(list);
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Filling a connection record: from a saved connection or the appliance's own
-// client binding, and then from what the server says of itself.
+// Fills in a connection record from a saved connection or the appliance's own client binding, and
+// then from the server's description of itself.
 #include <strings.h>
 
 #include <cstring>
@@ -83,7 +83,7 @@ int SetFromBindConf(ZAFOLDAP_HOST *host) {
     return 0;
 }
 
-// The record keeps addresses without scheme; only the first of a list loses its.
+// The record keeps addresses without their scheme; in a list of addresses only the first loses it.
 int CutScheme(ZAFOLDAP_HOST *host) {
     if (host->szUri == nullptr) return 0;
     for (const char *scheme : {"ldap://", "ldaps://"}) {
@@ -122,7 +122,7 @@ int SetSecret(ZAFOLDAP_HOST *host) {
 
 // Schema ----------------------------------------------------------------------
 
-// Whether an object class definition (RFC 4512 section 4.1.1) names a class, its own or as
+// Whether an object class definition (RFC 4512 section 4.1.1) mentions a class, as its own name or
 // its superior.
 bool Mentions(const char *definition, const char *name) {
     return std::strstr(definition, std::string("'").append(name).append("'").c_str()) != nullptr;
@@ -189,7 +189,7 @@ int ZAFOLDAPHostGetSchemaDN(ZAFOLDAP_HOST *host, char *dn, size_t size) {
 
     return zafo::Guarded(-1, [&] {
         ZAFOLDAP_SEARCH_REQUEST request{};
-        request.blBaseAsIs = 1;  // without a base: the root DSE
+        request.blBaseAsIs = 1;  // with no base: the root DSE
         request.szScope = "baseObject";
         zafo::List values;
         if (ZAFOLDAPSearchMultiValue(host, &request, "subschemaSubentry", values.address()) != 0 ||

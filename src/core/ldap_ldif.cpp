@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// LDIF change records (RFC 2849): "dn:", "changetype:", then modifications that
-// end in "-". A "replace" or "delete" line counts as an attribute line, which is
-// how a second modification of a record knows that it needs the separator.
+// LDIF change records (RFC 2849): "dn:", "changetype:", then modifications that end in "-". A
+// "replace" or "delete" line counts as an attribute line, which is how the second modification of a
+// record knows that it needs the separator.
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/stat.h>
@@ -27,9 +27,9 @@ namespace {
 
 constexpr size_t kMaxEncodedValue = 1024;
 
-// Names that are taken and cannot be freed: whoever knows the process's number can guess the next
-// ones and put folders there. The nearest names are tried first; then the number leaps, and nobody
-// has put anything at all of them.
+// Limits on skipping names that are taken and cannot be freed: anyone who knows the process id can
+// guess the next names and create folders there. The nearest names are tried first; after that the
+// number takes random leaps, since nobody can block every name.
 constexpr int kMaxNames = 1000;
 constexpr int kNearNames = 100;
 constexpr unsigned int kMaxLeap = 1U << 24;
@@ -51,9 +51,9 @@ void CountAttribute(ZAFOLDAP_LDIF *ldif) {
     ++ldif->nAttr;
 }
 
-// Change files hold password hashes under a name that others can guess: the file
-// is always a new one, never what somebody left under that name or linked there.
-// EEXIST: something is there that cannot be removed.
+// Change files hold password hashes under a name that others can guess, so the file is always
+// created anew; a file or link left under that name is never reused. Fails with EEXIST if whatever
+// has the name cannot be removed.
 int OpenNewFile(const char *path) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     const int fd = open(path, kFlags, 0600);
@@ -72,7 +72,7 @@ void LogNoFile(const char *path, int reason) {
     }
 }
 
-// A new file under the next free name, which is left in the record.
+// Creates a file under the next free name, which is stored in the record.
 int OpenNextFile(ZAFOLDAP_LDIF *ldif) {
     for (int n = 0; n < kMaxNames; ++n) {
         snprintf(ldif->szPath, sizeof ldif->szPath, "/tmp/%d_%d.ldif", getpid(),
@@ -94,7 +94,7 @@ FILE *OpenStream(int fd) {
     return file;
 }
 
-// The first line of a "replace" or "delete" modification, separated from the one before.
+// The first line of a "replace" or "delete" modification, separated from the previous one.
 void StartModification(ZAFOLDAP_LDIF *ldif, const char *kind, const char *attribute) {
     ZAFOLDAPLdifSepAttr(ldif);
     ZAFOLDAPLdifAttr(ldif, kind, "%s", attribute);
@@ -108,7 +108,7 @@ bool IsOpen(const ZAFOLDAP_LDIF *ldif, int line = __builtin_LINE()) {
     return false;
 }
 
-// Writers of attributes check what is written, too.
+// Functions that write attributes also check what they write.
 bool CanWrite(const ZAFOLDAP_LDIF *ldif, const char *attribute, const char *format,
               int line = __builtin_LINE()) {
     if (!IsOpen(ldif, line)) return false;

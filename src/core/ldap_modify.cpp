@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Applies a change file with ldapmodify(1). Its exit code is the LDAP result
-// code of the record that the server refused; it stops there.
+// Applies a change file with ldapmodify(1). The tool stops at the first record that the server
+// rejects and exits with its LDAP result code.
 #include <string>
 
 #include "platform/error.h"

@@ -14,7 +14,7 @@ namespace zafo {
 
 namespace {
 
-// Whether a pair is of the attribute. A name that the list does not give is nobody's.
+// Whether pair `i` is of the attribute. A pair without a name matches nothing.
 bool HasName(const ZAFOLDAP_RESULT &result, int i, const char *attribute) {
     const char *name = QLIBCSzListGet(result.plistAttr, i);
     return name != nullptr && strcasecmp(name, attribute) == 0;

@@ -6,7 +6,7 @@
 
 namespace zafo {
 
-// As ZAFOLDAPResultSet, of texts and a record that are there.
+// As ZAFOLDAPResultSet, for a record and texts that are known not to be NULL.
 inline int AddPair(ZAFOLDAP_RESULT *result, const char *attribute, const char *value) {
     if (QLIBCSzListPush(&result->plistAttr, attribute) < 0) return -1;
     if (QLIBCSzListPush(&result->plistValue, value) >= 0) return 0;
@@ -14,8 +14,8 @@ inline int AddPair(ZAFOLDAP_RESULT *result, const char *attribute, const char *v
     return -1;
 }
 
-// Replaces the text of the entry's last value, or, when the new text cannot be
-// stored, drops the last pair whole. 0 or -1.
+// Replaces the text of the entry's last value, or drops the last pair entirely if the new text
+// cannot be stored. 0 or -1.
 int ReplaceLastValue(ZAFOLDAP_RESULT *result, const char *value);
 
 }  // namespace zafo

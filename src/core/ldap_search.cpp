@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The search engine: runs ldapsearch(1) and turns its LDIF (RFC 2849) into
-// entries, one at a time.
+// The search engine: runs ldapsearch(1) and turns its LDIF (RFC 2849) into entries, one at a time.
 //
-// What "ldapsearch -LLL" prints: an entry is a "dn:" line, a line a value and
-// an empty line. A value that is not safe text stands in base64 after "::". A
-// line that begins with a blank continues the one before; "#" begins a comment,
-// which may be continued too. References to other servers come as comments with an empty line
-// behind them, which ends no entry: there was none.
+// In the output of "ldapsearch -LLL" an entry is a "dn:" line, one line per value and an empty
+// line. A value that is not safe text follows "::" in base64. A line that begins with a blank
+// continues the previous one; "#" begins a comment, which may be continued too. References to other
+// servers are printed as comments followed by an empty line, which ends no entry because there was
+// none.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,11 +49,11 @@ constexpr const char *kBase64 = "base64";
 
 int g_search_sequence = 0;
 
-// zafoldap/search.h names it. What a server sends could take all memory.
+// Documented in zafoldap/search.h. A server's answer could otherwise exhaust memory.
 constexpr size_t kMostEntry = size_t{32} << 20;
-constexpr size_t kPairSize = 32;  // what a value takes beside its text in the three lists
+constexpr size_t kPairSize = 32;  // overhead of a value in the three lists
 
-// The window of matching entries that a request hands out.
+// The range of matching entries that a request asks for.
 struct Window {
     explicit Window(const ZAFOLDAP_SEARCH_REQUEST &request)
         : first(request.nOffset),
@@ -62,20 +61,20 @@ struct Window {
 
     bool Holds(int index) const { return index >= first && (count == -1 || index - first < count); }
 
-    int64_t first;  // wider than the request's, whatever a caller puts there
+    int64_t first;  // wider than the request's type, so that no value overflows
     int count;
 };
 
-// ASCII white space, whatever the caller's locale.
+// ASCII white space, regardless of the caller's locale.
 bool IsSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Ends the search: reaps the tool and turns its wait status into the library
-// error. 0 when the tool succeeded or no search was open, else -1.
+// Ends the search: reaps the tool and turns its wait status into the library error. Returns 0 if
+// the tool succeeded or no search was open, else -1.
 int EndSearch(ZAFOLDAP_RESULT *result);
 
-// The list of an entry's marks; nothing, with a line in the log, without memory.
+// The list of an entry's marks; nothing, after a log line, when out of memory.
 std::optional<List> MakeMarks() {
     try {
         return List();
@@ -110,14 +109,14 @@ class EntryReader {
     const Window window_;
     ZAFOLDAP_RESULT &result_;
     LineBuffer line_;
-    size_t entry_size_ = 0;    // so far, whether it is stored or not
-    List marks_;               // one for each pair of this entry: kBase64, or ""
-    bool has_base64_ = false;  // one of them at least
-    std::string folded_;       // text of the last value while continuation lines add to it
+    size_t entry_size_ = 0;    // so far, stored or not
+    List marks_;               // one per pair of this entry: kBase64, or ""
+    bool has_base64_ = false;  // at least one mark is kBase64
+    std::string folded_;       // text of the last value while continuation lines are added
     bool is_folded_ = false;
     bool skip_continuation_ = false;
-    bool in_entry_ = false;   // a line of an entry has come, handed out or not
-    bool commented_ = false;  // a comment has come since the last empty line
+    bool in_entry_ = false;   // a line of an entry, delivered or not, has been read
+    bool commented_ = false;  // a comment has been read since the last empty line
 };
 
 int EntryReader::Read() {
@@ -164,7 +163,7 @@ int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
     return -1;
 }
 
-// A last entry that no empty line ends is handed out as it stands, undecoded.
+// A last entry without an empty line after it is delivered as is, undecoded.
 int EntryReader::EndOfOutput() {
     if (!FlushFolded()) return -1;
     if (result_.plistAttr->nItem == 0) return EndSearch(&result_);
@@ -190,8 +189,8 @@ EntryReader::Step EntryReader::EndOfEntry() {
     return is_inside ? Step::kDelivered : Step::kGoOn;
 }
 
-// The text is gathered here and stored once, when the value is complete: a value
-// of megabytes comes in a hundred thousand lines.
+// The text is collected here and stored once, when the value is complete: a value of several
+// megabytes arrives in a hundred thousand lines.
 EntryReader::Step EntryReader::Continuation(const char *text) {
     if (skip_continuation_) return Step::kGoOn;
     const int pairs = result_.plistValue->nItem;
@@ -237,10 +236,9 @@ bool EntryReader::Decode() {
     }
 }
 
-// Decoders differ: some touch kLeastRoom bytes whatever the text is, some take the length for the
-// size of the buffer and leave it alone. So it counts only where it can be the length of what was
-// decoded; else the value ends at the first zero of a buffer that was all zeros, or at the one
-// behind it.
+// Decoders differ: some write to kLeastRoom bytes however short the text is, and some take the
+// length for the buffer's size and never set it. So the length is used only if it is plausible for
+// the decoded text; otherwise the value ends at the first zero byte of the zero-filled buffer.
 bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
@@ -261,8 +259,8 @@ bool EntryReader::DecodeValues() {
     return true;
 }
 
-// The search's error file, when it is a file of this user's: under that name anybody can leave a
-// link to a file that only we may read, or a FIFO, for whose other end one would wait.
+// Opens the search's error file if it belongs to this user. Anyone can leave a link to a file that
+// only we may read under that name, or a FIFO, which would block us until its other end is opened.
 FILE *OpenErrorFile(const char *error_file) {
     if (error_file[0] == '\0') return nullptr;
     UniqueFd file(open(error_file, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -276,7 +274,7 @@ FILE *OpenErrorFile(const char *error_file) {
     return stream;
 }
 
-// While debugging, what somebody left in the search's error file.
+// While debugging, logs the content of the search's error file.
 void LogErrorFile(const char *error_file) {
     FILE *file = OpenErrorFile(error_file);
     if (file == nullptr) return;
@@ -308,7 +306,7 @@ int EndSearch(ZAFOLDAP_RESULT *result) {
     return reaped;
 }
 
-// Runs what needs an argument vector, and says when there is no memory for it.
+// Runs `body`, which needs an argument vector, and logs if there is not enough memory for it.
 template <class Body>
 int WithVector(const Body &body) {
     try {
@@ -357,7 +355,7 @@ int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEAR
 
 int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST *request,
                        ZAFOLDAP_RESULT *result) {
-    // Zeroed before the checks: the record is freed after a failure as well.
+    // Cleared before the checks: the caller frees the record even after a failure.
     if (result != nullptr) *result = {};
     if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
     if (request == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pRequest");

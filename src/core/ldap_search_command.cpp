@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a search looks like on ldapsearch(1)'s command line.
+// The ldapsearch(1) command line of a search.
 #include "src/core/ldap_search_command.h"
 
 #include <optional>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kMaxBase = 1024;
 
-// Where the search begins; nothing leaves it to the tool.
+// The search base; nothing to use the tool's default.
 std::optional<std::string> SearchBase(const ZAFOLDAP_HOST &host,
                                       const ZAFOLDAP_SEARCH_REQUEST &request) {
     const char *host_base = request.blBaseAsIs == 0 ? host.szBaseDN : nullptr;
@@ -37,7 +37,7 @@ ToolArguments SearchArguments(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_R
     if (const auto base = SearchBase(host, request)) arguments.Add({"-b", *base});
     if (request.nSizeLimit != 0) arguments.Add({"-z", std::to_string(request.nSizeLimit)});
     if (request.szScope != nullptr) arguments.Add({"-s", request.szScope});
-    // Without an option word of its own: it stands where the tool expects its filter.
+    // Not preceded by an option: it goes where the tool expects its filter.
     if (request.szExtra != nullptr) arguments.Add({request.szExtra});
     if (request.szFilter != nullptr) arguments.Add({request.szFilter});
     const int attributes = request.plistAttr != nullptr ? request.plistAttr->nItem : 0;

@@ -26,7 +26,7 @@ int AppendDNAndValue(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
 
     const char *value = ZAFOLDAPResultGetFirst(result, wanted->attribute);
     if (QLIBCSzListPush(wanted->values, value != nullptr ? value : "") < 0) {
-        QLIBCSzListPop(*wanted->dns);  // the lists stay parallel
+        QLIBCSzListPop(*wanted->dns);  // keep the lists parallel
         return -1;
     }
     return 0;

@@ -20,9 +20,9 @@ bool LineBuffer::Grow() {
     return true;
 }
 
-// A tool that is asked for little hands every entry to the pipe by itself. To be woken for each
-// takes both sides more time than everything else; from a while of that on, more is left to come
-// first.
+// A tool with small entries writes each one to the pipe separately, and waking up for every one of
+// them costs both sides more than the rest of the work. After a few such reads, pause first and let
+// more output collect.
 LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *file) {
     constexpr size_t kFew = 1024;
     constexpr int kPatience = 16;
@@ -39,8 +39,8 @@ LineBuffer::Outcome LineBuffer::ReadAtLeisure(FILE *file) {
     return ReadInParts(file);
 }
 
-// fgets, for it stops where the buffer ends. Whether it did shows in the place before the last,
-// which holds a character of the line only then.
+// Uses fgets because it stops at the end of the buffer. Whether it did so shows in the second-last
+// byte, which only then holds a character of the line.
 LineBuffer::Outcome LineBuffer::ReadInParts(FILE *file) {
     for (size_ = 0;;) {
         if (capacity_ - size_ < 2 && !Grow()) return Outcome::kNoMemory;

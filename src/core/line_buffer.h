@@ -10,22 +10,22 @@
 
 namespace zafo {
 
-// zafoldap/search.h names it. A server decides what comes: without it one line could take all
-// memory.
+// Documented in zafoldap/search.h. The server decides what arrives; without a limit a single line
+// could exhaust memory.
 inline constexpr size_t kMostLine = size_t{16} << 20;
 
-// One line of a tool's output, without its line break: where the stream has it, or in a buffer that
-// grows up to the bound.
+// One line of a tool's output, without its line break: in place in the stream's buffer, or in a
+// buffer that grows up to the limit.
 class LineBuffer {
   public:
     enum class Outcome { kLine, kEnd, kError, kNoMemory, kTooLong };
 
     Outcome Read(FILE *file);
 
-    // The same where nobody waits for the line.
+    // The same when nobody is waiting for the line.
     Outcome ReadAtLeisure(FILE *file);
 
-    // Until the next Read.
+    // Both are valid until the next Read.
     char *text() const { return text_; }
     size_t size() const { return size_; }
 
@@ -38,17 +38,16 @@ class LineBuffer {
     size_t capacity_ = 0;
     char *text_ = nullptr;
     size_t size_ = 0;
-    size_t gathered_ = 0;  // bytes of lines that came at once
-    int waits_ = 0;        // how often it was for few
+    size_t gathered_ = 0;  // bytes of the lines that arrived together
+    int waits_ = 0;        // how many reads got only a few bytes
 };
 
 inline LineBuffer::Outcome LineBuffer::Read(FILE *file) {
     return TakeBuffered(file) ? Outcome::kLine : ReadInParts(file);
 }
 
-// Most lines stand whole between the two pointers from which glibc's getc_unlocked, compiled into
-// its callers, takes what has been read. They are ended there: what was read is not looked at
-// again.
+// Most lines are whole between the two pointers that glibc's getc_unlocked reads through when
+// inlined. They are terminated in place: bytes that have been read are not looked at again.
 inline bool LineBuffer::TakeBuffered([[maybe_unused]] FILE *file) {
 #ifdef __GLIBC__
     char *const begin = file->_IO_read_ptr;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owners of the platform's string list and map. What a platform may differ in is not counted on: a
-// result below 0 is a failure and any other a success, and NULL is given to no function.
+// Owners of the platform's string list and map. Platforms differ, so any result below 0 is a
+// failure and any other a success, and no function is passed NULL.
 #pragma once
 
 #include <memory>
@@ -13,22 +13,22 @@
 
 namespace zafo {
 
-// First size of every list and map that the library makes.
+// Initial capacity of every list and map that the library makes.
 constexpr int kListCapacity = 1024;
 
 inline void FreeList(QLIBSZLIST *list) {
     if (list != nullptr) QLIBCSzListFree(list);
 }
 
-// The item of an index that the list has. One that is not given all the same was lost for want of
-// memory: throws std::bad_alloc.
+// The item at a valid index. If the platform returns none, it was lost for lack of memory: throws
+// std::bad_alloc.
 inline const char *ItemAt(const QLIBSZLIST *list, int i) {
     const char *item = QLIBCSzListGet(list, i);
     if (item == nullptr) throw std::bad_alloc();
     return item;
 }
 
-// An owned string list; making one that cannot be allocated throws std::bad_alloc.
+// An owned string list; the constructor throws std::bad_alloc.
 class List {
   public:
     List() : list_(QLIBCSzListAlloc(kListCapacity)) {
@@ -64,8 +64,7 @@ inline Map MakeMap() {
     return Map(QLIBCSzHashAlloc(kListCapacity));
 }
 
-// A new list with the capacity and the items of `source`, those left out that are NULL; nullptr
-// when it cannot be made.
+// A new list with the capacity and items of `source`, skipping NULL items; nullptr on failure.
 inline QLIBSZLIST *CloneList(const QLIBSZLIST *source) {
     QLIBSZLIST *list = QLIBCSzListAlloc(source->nCapacity);
     if (list == nullptr) return nullptr;

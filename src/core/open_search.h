@@ -29,7 +29,7 @@ class OpenSearch {
     int Open(const ZAFOLDAP_HOST *host) { return ZAFOLDAPSearchInit(host, &request, &result); }
     int Next() { return ZAFOLDAPSearchGetNext(&request, &result); }
 
-    // The same; 0 also when there is no entry at the base.
+    // The same, but 0 also when the base entry does not exist.
     int NextIfThere() {
         const int found = Next();
         return found < 0 && result.nExitCode == kNoSuchObject ? 0 : found;

@@ -6,7 +6,7 @@
 
 namespace zafo {
 
-// A record of the library's own: zero at first, freed on every path.
+// A record owned by the library: zero-initialised, and freed on every path.
 template <class Record, int (*kFree)(Record *)>
 class Own : public Record {
   public:

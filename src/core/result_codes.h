@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The result codes of LDAP (RFC 4511 appendix A) that the library acts on. The
-// tools of OpenLDAP exit with them.
+// The LDAP result codes (RFC 4511 appendix A) that the library acts on; OpenLDAP's tools use them
+// as exit codes.
 #pragma once
 
 namespace zafo {

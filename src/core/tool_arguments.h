@@ -11,8 +11,8 @@
 
 namespace zafo {
 
-// The argument vector of a tool, its path first. Passwords are among the items: they stay where
-// they are put, and are wiped when the vector goes.
+// A tool's argument vector, its path first. Items may be passwords: they are never moved in memory,
+// and are wiped by the destructor.
 class ToolArguments {
   public:
     ToolArguments(std::initializer_list<std::string_view> items) { Add(items); }
@@ -21,14 +21,15 @@ class ToolArguments {
 
     void Add(std::initializer_list<std::string_view> items);
 
-    // The connection as the tools of OpenLDAP take it: address, encryption, who binds.
+    // The connection options of OpenLDAP's tools: address, encryption, bind DN and password.
     void AddConnection(const ZAFOLDAP_HOST &host);
 
-    // For a call that takes the vector, valid until the next item is added.
+    // For a call that takes the vector; valid until the next item is added.
     char **argv();
 
-    // One printable line, items that are no options in single quotes; it ends before the first item
-    // that would make it longer than `most`. Nothing is escaped: the line is for people.
+    // The command as one line, with single quotes around items that are not options, ending before
+    // the first item that would make it longer than `most`. Nothing is escaped: the line is for
+    // people.
     std::string CommandLine(size_t most = std::string::npos) const;
 
   private:
@@ -36,7 +37,7 @@ class ToolArguments {
     std::vector<char *> argv_;
 };
 
-// "ldaps://" or "ldap://" before the host's address, cut to `most` characters.
+// The host's address with "ldaps://" or "ldap://" prepended, truncated to `most` characters.
 std::string ServerAddress(const ZAFOLDAP_HOST &host, size_t most);
 
 }  // namespace zafo

@@ -31,7 +31,7 @@ bool ReadOnlyLine(const ToolOutput &output, char *text, size_t size, const char 
     constexpr int kAttempts = 5;
     const int room = static_cast<int>(std::min<size_t>(size, INT_MAX));
     for (int i = 0; i < kAttempts; ++i) {
-        errno = 0;  // the end of the output leaves it alone
+        errno = 0;  // end of file does not set it
         if (std::fgets(text, room, output.get()) != nullptr) {
             text[std::strcspn(text, "\n")] = '\0';
             return true;

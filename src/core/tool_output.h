@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a tool writes, from the stream that QLIBCPopen gives, and how it ends.
+// A tool's output, from the stream that QLIBCPopen returns, and its exit status.
 #pragma once
 
 #include <cstdio>
@@ -14,21 +14,21 @@ struct CloseToolOutput {
     void operator()(FILE *output) const { QLIBCPclose(output); }
 };
 
-// Closes the stream and waits for the tool; its status is not wanted.
+// Closes the stream and waits for the tool, ignoring its status.
 using ToolOutput = std::unique_ptr<FILE, CloseToolOutput>;
 
-// While debugging, the tool's words as lines of the log of that place of a file; otherwise they are
-// not read. A tool ignores the broken pipe and ends by itself.
+// While debugging, logs the tool's output under the given source location. Otherwise the output is
+// not read; tools ignore the broken pipe and exit on their own.
 void LogOutput(FILE *output, const char *file, int line = __builtin_LINE());
 
-// The one line of a tool that writes one, without its line break, cut to the buffer. A signal may
-// come in between, a few times. Whether there was one; the log of that place of a file says why
-// not.
+// Reads the only line of a tool's output, without its line break, truncated to the buffer. Retries
+// a few times when interrupted by a signal. Returns false on failure, logging the reason under the
+// given source location unless the retries ran out.
 bool ReadOnlyLine(const ToolOutput &output, char *text, size_t size, const char *file,
                   int line = __builtin_LINE());
 
-// Whether a tool that failed ended by itself, as its wait status says. Its exit code, which is the
-// server's answer or its own, is then in *exit_code and the library error.
+// Whether a failed tool exited normally, judging by its wait status. If so, its exit code (the
+// server's result or its own) is stored in *exit_code and in the library error.
 bool KeepExitCode(int status, int *exit_code);
 
 }  // namespace zafo

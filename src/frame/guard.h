@@ -11,8 +11,8 @@
 
 namespace zafo {
 
-// The result of `body`, or `failure` when it throws. Memory is the only thing
-// that the library's own code throws for, so every exception is reported as that.
+// Returns the result of `body`, or `failure` if it throws. The library's own code throws only when
+// out of memory, so every exception is reported as that.
 template <class Result, class Body>
 Result Guarded(Result failure, const Body &body) noexcept {
     try {
@@ -23,7 +23,7 @@ Result Guarded(Result failure, const Body &body) noexcept {
     }
 }
 
-// The same for -1, with a line in the log as of that place of a file.
+// The same with -1 as the failure value, and a log line for the given source location.
 template <class Body>
 int GuardedAloud(const char *file, int line, const Body &body) noexcept {
     try {

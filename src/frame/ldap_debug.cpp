@@ -13,9 +13,9 @@ constexpr int kUnknown = -1;
 
 int g_debug = kUnknown;
 
-// With the switch on, the log shows new passwords: it is for root to throw, or for the user
-// whose process this is. One look decides, so there is nothing to exchange between two; the file
-// is not opened, so there is nothing to wait for.
+// The debug log shows new passwords, so only root or the process's own user may turn it on. A
+// single lstat decides, which leaves no gap to swap the file in; the file is never opened, so a
+// FIFO cannot block us.
 bool IsThrown() {
     struct stat folder {
     }, marker{};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library's error slot and the table that turns a code into the
-// (section, key) under which a user interface keeps the message.
+// The library's error slot, and the table that maps a code to the (section, key) of its message in
+// the user interface.
 #include "zafoldap/error.h"
 
 namespace {
@@ -10,7 +10,7 @@ int g_error = 0;
 
 struct ErrorRow {
     int code;
-    const char *section;  // nullptr: the default section
+    const char *section;  // nullptr: default section
     const char *key;
 };
 

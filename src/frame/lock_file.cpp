@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// In "/tmp" a stranger can be first: with a file of his own that he keeps locked, with a link, a
-// folder. Root puts its own file in such a thing's place, in one step (RENAME_EXCHANGE), so that
-// however busy the stranger is there is no moment for him in between. Processes that
-// replace or make a lock file take turns: none removes what another has just made and locked.
+// In "/tmp" a stranger can get there first, with a locked file of his own, a link or a folder. Root
+// replaces it atomically with its own file (RENAME_EXCHANGE), leaving no moment in which the
+// stranger could step in again. Processes that create or replace a lock file take turns, so none
+// removes a file that another has just created and locked.
 #include "src/frame/lock_file.h"
 
 #include <fcntl.h>
@@ -28,7 +28,7 @@ constexpr mode_t kMode = 0600;
 constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
 constexpr int kTries = 100;
 
-// In root's own folder. Held for a few system calls, so a short wait is all that it can take.
+// In root's own folder, and held only for a few system calls, so a short wait is enough.
 constexpr const char *kTurnFile = "/var/run/zafoldap.turn.lock";
 constexpr int kTurnTries = 200;
 constexpr timespec kTurnPause{.tv_sec = 0, .tv_nsec = 1'000'000};
@@ -47,7 +47,7 @@ std::string FolderOf(const std::string &path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// A name beside `path` that nobody can have taken before.
+// A name beside `path` that nobody can have guessed.
 std::string NameBeside(const std::string &path) {
     uint64_t random = 0;
     if (getrandom(&random, sizeof random, 0) != sizeof random) return {};
@@ -67,13 +67,13 @@ LockFile::LockFile(const char *path) : path_(path) {
     is_shared_ = stat(FolderOf(path_).c_str(), &folder) == 0 && IsShared(folder);
 }
 
-// What nobody else can hold a lock on: nobody else may open it.
+// Others cannot open such a file, so they cannot hold a lock on it.
 bool LockFile::Counts(const struct stat &status) const {
     return IsOwnFile(status) && (status.st_mode & kOthers) == 0;
 }
 
-// What a stranger can have put there. What root has put there itself is no plant, and stays: a
-// wrong path must not cost a folder.
+// Only what a stranger can have put there is replaced. Anything else of root's stays: a wrong path
+// must not cost a folder.
 bool LockFile::MayReplace(const struct stat &status) const {
     if (geteuid() != 0) return false;
     if (!IsOurs(status) || S_ISREG(status.st_mode)) return true;
@@ -93,7 +93,7 @@ UniqueFd LockFile::OpenExisting() const {
     return UniqueFd();
 }
 
-// The thing that was in the way, now under a name that only root knew before.
+// Removes what was in the way, now under a name that only root knew.
 void LockFile::Discard(const std::string &aside) const {
     struct stat status {};
     if (lstat(aside.c_str(), &status) != 0) return;
@@ -123,9 +123,9 @@ UniqueFd LockFile::Replace() const {
     return UniqueFd();
 }
 
-// Makes the file, or puts it in the place of something else.
+// Creates the file, or replaces whatever else has its name.
 UniqueFd LockFile::OpenInTurn() const {
-    // Where the turn cannot be had nobody replaces anything, and making a file needs none.
+    // Without the turn file nothing is replaced; creating the lock file does not need it.
     const UniqueFd turn(geteuid() == 0 ? open(kTurnFile, kFlags | O_CREAT, kMode) : -1);
     if (turn.IsOpen() && !Lock(turn)) return UniqueFd();
     for (int i = 0; i < kTries; ++i) {

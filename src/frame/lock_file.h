@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Opening a lock file in a folder where others may have put something in its place.
+// Opens a lock file in a folder where others may have taken its name.
 #pragma once
 
 #include <string>
@@ -14,10 +14,10 @@ class LockFile {
   public:
     explicit LockFile(const char *path);
 
-    // The file, made where it is missing; not open when it cannot be had.
+    // The file, created if missing; not open on failure.
     UniqueFd Open();
 
-    // Whether the descriptor is still the file of that name: a lock on one that somebody has
+    // Whether the descriptor still refers to the file of that name. A lock on a file that has been
     // replaced keeps nobody out.
     bool IsInPlace(const UniqueFd &file) const;
 

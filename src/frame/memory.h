@@ -5,7 +5,7 @@
 
 namespace zafo {
 
-// Deleter of what malloc has given.
+// Deleter for memory from malloc.
 struct FreeMemory {
     void operator()(void *memory) const { std::free(memory); }
 };

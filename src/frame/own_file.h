@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files under names that others know, in folders that others may write to: whose a file is, and
-// what stands there instead.
+// Checks on files in folders that others can write to: who owns the file, and what it is.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,23 +10,22 @@
 
 namespace zafo {
 
-// Whether it is root's or the effective user's.
+// Owned by root or the effective user.
 bool IsOurs(const struct stat &status);
 
-// A regular file of ours with one link. What has a second one may stand here under a name that a
-// stranger gave it: whoever may write to a folder may link files there that are not his, where the
-// kernel lets him (fs.protected_hardlinks 0).
+// A regular file of ours with one link. Where fs.protected_hardlinks is 0, anyone who can write to
+// a folder can hard-link other users' files into it, so a second link may be a stranger's doing.
 bool IsOwnFile(const struct stat &status);
 
-// Whether others may make files in the folder.
+// Whether others can create files in the folder.
 bool IsShared(const struct stat &folder);
 
-// Whether, all the same, what is ours stays there under its name: its owner is no stranger, and
-// the others may only remove what is theirs.
+// Whether our files nevertheless keep their names there: the folder is ours, and others can remove
+// only their own files.
 bool KeepsNames(const struct stat &folder);
 
-// "a folder of user 65534, mode 0755", for a log line. By number: asking for names could ask the
-// directory.
+// "a folder of user 65534, mode 0755", for a log line. The user is given by number: looking up the
+// name might query the directory.
 std::string WhatItIs(const struct stat &status);
 
 }  // namespace zafo

@@ -9,9 +9,9 @@ namespace zafo {
 
 namespace {
 
-// The array that the process is given back. The C library copies it when it next adds a
-// variable and never frees it, being none of its own. It outlives everything: the environment
-// may be asked while the process ends.
+// The array restored into `environ`. The C library copies it when a variable is next added and
+// never frees it, since it did not allocate it. It is never destroyed: the environment may be read
+// while the process exits.
 std::vector<char *> &GivenBack() {
     static auto &array = *new std::vector<char *>;
     return array;
@@ -19,8 +19,8 @@ std::vector<char *> &GivenBack() {
 
 }  // namespace
 
-// The array may be the C library's, which clearenv frees, or the one given back before; the
-// strings are neither's.
+// `environ` may be the C library's array, which clearenv frees, or the one restored earlier;
+// neither owns the strings.
 ClearedEnvironment::ClearedEnvironment() {
     for (char **at = environ; at != nullptr && *at != nullptr; ++at)
         kept_.push_back(*at);

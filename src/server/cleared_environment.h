@@ -5,9 +5,9 @@
 
 namespace zafo {
 
-// Empties the process's environment for as long as it lives, and then gives it back: the same
-// variables at the same addresses and in the same order, because programs keep pointers into it.
-// One at a time. Throws std::bad_alloc before anything is changed.
+// Clears the process's environment during its lifetime, then restores the same variables at the
+// same addresses and in the same order, because programs keep pointers into it. Only one may exist
+// at a time. Throws std::bad_alloc before anything has changed.
 class ClearedEnvironment {
   public:
     ClearedEnvironment();

@@ -57,8 +57,9 @@ class ConfLock {
 
 enum class Section { kRead, kNone, kNoMemory };
 
-// A section that cannot be read is as good as none, but for want of memory, which says nothing
-// about the file. An earlier reason is not taken for one: not every platform gives one here.
+// An unreadable section counts as missing, except when memory ran out, which says nothing about the
+// file. The error slot is cleared first because not every platform sets it here, and an old error
+// must not be taken for the reason.
 Section LoadSection(const char *task, QLIBSZHASH *map) {
     const int earlier = QLIBCErrGet();
     QLIBCErrSet(QLIB_ERR_NONE);
@@ -101,8 +102,9 @@ int MaxFileOf(const char *text) {
     return n > 0 ? static_cast<int>(std::min<long>(n, INT_MAX)) : kDefaultMaxFile;
 }
 
-// The record's strings in the order in which they come; the list's block may move with each. With
-// one that is lost the call ends: the numbers of those behind would be wrong.
+// Stores a string and refreshes the record's fields, in the order in which they were added: each
+// push may move the list. If an item is lost the call fails, because the indexes of later items are
+// wrong.
 int SetText(ZAFOLDAP_BACKUP_CONFIG *config, const char *ZAFOLDAP_BACKUP_CONFIG::*field,
             const char *text) {
     const char *ZAFOLDAP_BACKUP_CONFIG::*const kFields[] = {&ZAFOLDAP_BACKUP_CONFIG::szTask,
@@ -140,7 +142,7 @@ int ReadSection(const QLIBSZHASH *map, ZAFOLDAP_BACKUP_CONFIG *config) {
     return 0;
 }
 
-// 1 when there is such a section; 0, also when it cannot be read; -1 without the lock.
+// 1 if the section exists; 0 if it does not or cannot be read; -1 if the lock is not available.
 int LoadUnderLock(const char *task, QLIBSZHASH *map) {
     const ConfLock lock(LOCK_SH);
     if (!lock.IsHeld()) return -1;
@@ -178,7 +180,7 @@ int SetDestination(QLIBSZHASH *map, const char *key, const char *value, const ch
         ZAFOLDAPErrSet(ZAFOLDAP_ERR_INVALID_SHARE);
         return -1;
     }
-    QLIBCSzHashRemoveKey(map, other_key);  // that it was not there may be a failure to a platform
+    QLIBCSzHashRemoveKey(map, other_key);  // some platforms fail if the key is missing
     return QLIBCSzHashSetValue(map, key, value);
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The access rules of the local server, slapd.access(5). slapd takes the first rule whose target
-// fits and in it the first clause whose subject fits. Operators are recognised by a set: the
-// "memberUid" values of their group and the "uid" of whoever is bound have a member in common.
+// The local server's access rules, slapd.access(5). slapd applies the first rule whose target
+// matches, and in it the first clause whose subject matches. Operators are matched by a set: the
+// bound user's "uid" is one of the "memberUid" values of their group.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -25,12 +25,12 @@ namespace {
 
 constexpr size_t kMaxPath = 4095;
 
-// Stands for the operators, whose subject depends on the suffix.
+// Placeholder for the operators, whose subject depends on the suffix.
 constexpr const char *kOperators = nullptr;
 
 struct Clause {
     const char *subject;
-    const char *right;  // nullptr: no such clause
+    const char *right;  // nullptr: unused
 };
 
 struct Rule {
@@ -38,7 +38,7 @@ struct Rule {
     std::array<Clause, 3> clauses;
 };
 
-// Whoever may set a password may not read it: "=w" is less than "write".
+// Permission to set a password does not include reading it: "=w" is less than "write".
 constexpr Rule kRules[] = {
     {"dn.base=\"\"", {{{"*", "read"}}}},
     {"dn.base=\"cn=Subschema\"", {{{"*", "read"}}}},
@@ -84,7 +84,7 @@ int Write(const char *path, const char *suffix) {
     return 0;
 }
 
-// A line break in the suffix would be another rule.
+// A line break in the suffix could add a rule.
 bool HasSuffix(const ZAFOLDAP_SERVER_PARAM *params, int line = __builtin_LINE()) {
     const char *fault = nullptr;
     if (params == nullptr) {

@@ -18,7 +18,7 @@
 
 namespace {
 
-// The library error says why it failed, if it is one of the server's.
+// On failure the library error holds the server's result code, if there is one.
 int Add(const ZAFOLDAP_HOST &host, const zafo::Entry &entry) {
     ZAFOLDAPErrReset();
     return zafo::AddEntry(host, entry);
@@ -56,7 +56,7 @@ int ReplaceInformation(const ZAFOLDAP_HOST &host, const std::string &dn, const s
     return change.Apply(&host);
 }
 
-// Adds the key of all users, or brings the one that is there up to date.
+// Adds the wildcard key that covers all users, or updates the existing one.
 int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
     const std::string dn = zafo::AutomountKeyDN(host, zafo::kAnyKey, zafo::kHomeMap);
     if (Add(host, {dn,

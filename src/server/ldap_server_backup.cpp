@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup and restore by the appliance's backup program, which takes its settings from the
-// environment and gives its reasons as exit codes.
+// Backup and restore through the appliance's backup program, which takes its settings from the
+// environment and reports the reason for a failure as its exit code.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,7 +39,7 @@ struct Reason {
 
 constexpr int kBusy = 1;
 
-// By exit code. That the two columns differ is part of the interface.
+// By exit code. The two columns differ on purpose: they are part of the interface.
 constexpr Reason kReasons[] = {
     {ZAFOLDAP_ERR_SYSTEM, ZAFOLDAP_ERR_SYSTEM},      // 0
     {ZAFOLDAP_ERR_OCCUPIED, ZAFOLDAP_ERR_OCCUPIED},  // 1, see BusyReason
@@ -57,7 +57,7 @@ constexpr Reason kReasons[] = {
     {ZAFOLDAP_ERR_SYSTEM, ZAFOLDAP_ERR_ROOT_PARTITION_FULL},  // 13
 };
 
-// Another run holds the job; its progress tells which kind it is.
+// Another run holds the lock; its progress says whether it is a backup or a restore.
 int BusyReason() {
     ZAFOLDAP_PROGRESS progress;
     int reason = ZAFOLDAP_ERR_OCCUPIED;
@@ -88,7 +88,7 @@ int ExitCodeOf(int wait_status) {
 
 // --- The program --------------------------------------------------------------
 
-// Whether there was room for it.
+// Returns false when out of memory.
 bool SetVariable(const char *name, const char *value) {
     return (value != nullptr ? setenv(name, value, 1) : unsetenv(name)) == 0;
 }
@@ -106,7 +106,7 @@ bool SetVariables(const ZAFOLDAP_BACKUP_CONFIG *config) {
            SetVariable("LDAP_BKP_MAX_BACKUP_FILE", max_file);
 }
 
-// Runs the program in an environment of these variables alone. Its wait status.
+// Runs the program with only these variables in its environment; returns its wait status.
 template <class... Argument>
 int Run(const ZAFOLDAP_BACKUP_CONFIG *config, Argument... arguments) {
     const zafo::ClearedEnvironment cleared;
@@ -120,7 +120,7 @@ int Backup() {
     if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
     if (ZAFOLDAPServerDBIsEmpty() != 0) return -1;
     ZAFOLDAPBackupIsValidDest(own.szDestDir);
-    // The program's wait status counts as its exit code here.
+    // The wait status is passed on as if it were the exit code.
     const int result = Run(&own);
     if (result == 0) return 0;
     ZAFOLDAPServerBackupSetError(result);

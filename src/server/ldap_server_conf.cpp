@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// slapd.conf(5) of the local server. The file is never edited in place: it is written anew from
-// the template that the appliance ships, with a few directives replaced.
+// The local server's slapd.conf(5). The file is never edited in place: it is rewritten from the
+// appliance's template, with a few directives replaced.
 #include "platform/error.h"
 #include "platform/ldap.h"
 #include "src/core/list.h"

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The skeleton of a new database: the tree's base, containers for users and groups, the id pool
-// under "cn=zafoconf" (a sambaUnixIdPool entry for each of its pairs of numbers), the Samba domain.
-// Each entry is added offline unless it exists, so that nothing of a used database changes; it gets
-// its name right before that, so that whatever is wrong with a name is told of the entry that it
-// would be.
+// The skeleton of a new database: the base entry, containers for users and groups, the id pool
+// under "cn=zafoconf" (a sambaUnixIdPool entry for each pair of numbers) and the Samba domain. Each
+// entry is added offline unless it exists, so nothing in a used database changes. An entry's name
+// is formed just before the entry is added, so that an invalid name is reported for that entry.
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -45,7 +44,7 @@ zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
     return entry;
 }
 
-// The first domain component of a DN; nothing, and a line in the log, when it has none.
+// The first domain component of a DN; nothing, after a log line, if it has none.
 std::optional<std::string> DomainComponent(const char *dn) {
     char component[zafo::kServerText] = "";
     if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(dn, component, sizeof component)) >=
@@ -56,7 +55,7 @@ std::optional<std::string> DomainComponent(const char *dn) {
     return {};
 }
 
-// What cannot be a name is no entry's, and the probe is not asked for it.
+// No entry has an empty or too long name, so the database is not searched for one.
 bool Exists(const std::string &dn) {
     if (dn.empty() || !zafo::FitsDN(dn)) return false;
     if (ZAFOLDAPServerDNIsExist(dn.c_str()) != 1) return false;

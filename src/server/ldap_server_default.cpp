@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The accounts that every directory of the appliance begins with. Whatever exists by name is
-// taken as it is; a number that belongs to somebody else is a failure.
+// The accounts that every directory of the appliance starts with. An account that exists by name is
+// accepted as it is; a number that is already taken is a failure.
 #include <new>
 #include <optional>
 #include <string>
@@ -39,10 +39,10 @@ constexpr uint32_t kAdminUid = 1000000;
 constexpr uint32_t kAdminGid = 1000001;
 constexpr const char *kAdminName = "Directory/Homebox default admin user";
 
-// The access rules give members of the first one their rights.
+// The access rules grant rights to the members of the first one.
 constexpr const char *kAdminGroups[] = {"Directory Operators", "administrators"};
 
-// A code that an earlier call left must not explain a failure of the next one.
+// The code left by an earlier call must not explain a failure of the next one.
 template <class Call>
 int WithOwnError(const Call &call) {
     ZAFOLDAPErrReset();
@@ -77,7 +77,7 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     std::string full_name = kAdminName;
     ZAFOUSER user{};
     user.szName = name.data();
-    user.szPasswd = const_cast<char *>(host.szBindPasswd);  // is not written to
+    user.szPasswd = const_cast<char *>(host.szBindPasswd);  // never written to
     user.pw_uid = kAdminUid;
     user.pw_gid = kAdminGid;
     user.szFullname = full_name.data();
@@ -100,7 +100,7 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     return -1;
 }
 
-// 0, or what the edit of the group returned.
+// Returns 0, or the result of editing the group.
 int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &names) {
     const std::string dn =
         std::string("cn=") + group + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");

@@ -7,8 +7,8 @@
 
 namespace {
 
-// Far from what the appliance and its clients hand out themselves. The counters begin behind the
-// default accounts.
+// Well above the numbers that the appliance and its clients assign themselves. The counters start
+// after the default accounts.
 constexpr unsigned kFirstId = 1000000;
 constexpr unsigned kLastId = 0x1FFFFF;
 constexpr unsigned kNextUid = 1000001;

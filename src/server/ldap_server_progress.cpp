@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the backup program says about its work.
+// The progress that the backup program reports.
 #include <cstdlib>
 #include <utility>
 
@@ -46,7 +46,7 @@ void TakeNumbers(const QLIBSZHASH *map, ZAFOLDAP_PROGRESS *progress) {
     }
 }
 
-// The list may move with each string, so the fields come last. Throws std::bad_alloc.
+// Each push may move the list, so the fields are set last. Throws std::bad_alloc.
 void TakeTexts(const QLIBSZHASH *map, zafo::List list, ZAFOLDAP_PROGRESS *progress) {
     for (const TextKey &row : kTexts) {
         if (const char *value = QLIBCSzHashGetValue(map, row.key)) list.Push(value);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// slapd(8) as the service "ldap-server".
+// slapd(8), the service "ldap-server".
 #include <chrono>
 #include <thread>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// A server that finds something wrong after its start has ended by then.
+// By then a server that finds a problem after starting has exited.
 constexpr std::chrono::seconds kSettlingTime{2};
 
 }  // namespace
@@ -28,7 +28,7 @@ int ZAFOLDAPServerIsStarted(int *pid) {
 
 int ZAFOLDAPServerStart(void) {
     if (QLIBServiceStart(zafo::kServerService, 0) < 0) return -1;
-    std::this_thread::sleep_for(kSettlingTime);  // in full, also when a signal arrives
+    std::this_thread::sleep_for(kSettlingTime);  // in full, even if a signal arrives
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
     ZAFO_LOG("Start slapd service failed");
     return -1;

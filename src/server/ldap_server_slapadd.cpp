@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The local database past its server: loading entries with slapadd(8), looking for one with
+// Offline access to the local database: loads entries with slapadd(8) and looks for one with
 // slapcat(8).
 #include <unistd.h>
 
@@ -52,7 +52,7 @@ int RunSlapadd(const char *suffix, ZAFOLDAP_LDIF *ldif) {
     return ResultOfStatus(QLIBCPclose(output), ldif);
 }
 
-// The database must not have two writers, so a running server is stopped meanwhile.
+// The database must not have two writers, so a running server is stopped in the meantime.
 int LoadOffline(const char *suffix, ZAFOLDAP_LDIF *ldif) {
     const bool was_running = ZAFOLDAPServerIsStarted(nullptr) == 1;
     if (was_running) ZAFOLDAPServerStop();

@@ -6,8 +6,8 @@
 
 namespace zafo {
 
-// A new domain's security identifier, "S-1-5-21-A-B-C" with three random 32-bit numbers, from
-// openssl's generator. Nothing, and a line in the log, when that gives none.
+// A new domain's security identifier, "S-1-5-21-A-B-C" with three random 32-bit numbers from
+// openssl. Nothing, after a log line, if openssl fails.
 std::optional<std::string> RandomDomainSID();
 
 }  // namespace zafo

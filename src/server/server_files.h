@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where the local server keeps what.
+// Where the local server keeps its files.
 #pragma once
 
 #include <cstddef>
@@ -12,10 +12,10 @@ namespace zafo {
 
 inline constexpr const char *kSuffix = "suffix";
 
-// Buffers for DNs and for directives of slapd.conf, the final zero included.
+// Size of buffers for DNs and slapd.conf directives, including the final zero.
 inline constexpr size_t kServerText = kMaxDN + 1;
 
-// Reads slapd.conf's "suffix". 0; -1 with a line in the log.
+// Reads "suffix" from slapd.conf. 0; -1 after a log line.
 int ReadSuffix(char (&suffix)[kServerText]);
 
 }  // namespace zafo
