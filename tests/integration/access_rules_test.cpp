@@ -271,7 +271,7 @@ TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
 
 struct ContainerRow {
     const char *container;  // relative to the suffix
-    const char *who;  // who may add entries below it: "o", an operator, "a", the administrator
+    const char *who;        // may add entries below it: "o", an operator, "a", the administrator
 };
 
 class Container : public testing::TestWithParam<ContainerRow> {};

@@ -86,7 +86,7 @@ TEST_F(StartMeanwhile, ThatIsGoingOnIsWaitedFor) {
     const Substitute mark("/usr/zafo/libexec/ldap-server-mark", "sleep 1\nexec @REAL@\n");
     UniqueFd lock(open("/var/run/ldap-server-start.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     rig::RunningTool restore({kBackupProgram, "-r", Backup()});
-    // Recovery takes the same lock before it begins.
+    // Before it begins, the restore runs recovery under the same lock.
     AwaitJournal();
     ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
     int status = 0;
