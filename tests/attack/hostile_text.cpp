@@ -7,8 +7,7 @@ namespace zafo::test {
 
 namespace {
 
-// Works on bytes, not characters, and shares no code with what it tests. Also true at the second
-// and later bytes of a hidden sequence.
+// Works on bytes, not characters, and shares no code with what it tests.
 bool BeginsHidden(std::string_view text) {
     const auto byte = [&](size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;

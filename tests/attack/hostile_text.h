@@ -23,8 +23,8 @@ std::string AllHostileTexts();
 // Those in UTF-8 without control characters: what counts as text.
 std::string HostileWords();
 
-// The first bytes that a terminal or a reader would not take for text, with their offset, as "\xNN
-// at N"; empty if there are none. Line feeds and tabs are layout.
+// The first bytes that a terminal or a reader would not take for text, with their offset and the
+// text before them, as "\xNN at N: TEXT"; empty if there are none. Line feeds and tabs are layout.
 std::string HiddenIn(std::string_view output);
 
 }  // namespace zafo::test

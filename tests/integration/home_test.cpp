@@ -13,7 +13,7 @@ using testing::SizeIs;
 
 constexpr const char *kEveryKey = "automountKey=*,automountMapName=auto_home,dc=example,dc=com";
 
-// Exports are simulated, except in RealExport.
+// Exports are simulated, except in RealHomes.
 class Homes : public testing::Test {
   protected:
     void SetUp() override {

@@ -21,8 +21,8 @@ namespace {
 
 constexpr int kBlockBytes = 128 << 10;
 
-// A piece is compressed once it is complete. Meanwhile slapcat blocks as soon as its pipe is full;
-// a piece of half the size keeps that short.
+// A piece is compressed once it is complete. Meanwhile slapcat fills its pipe and then blocks; a
+// piece of half the pipe's size is done before that.
 constexpr std::size_t kPieceWish = 512U << 10;
 
 struct ArchiveFree {

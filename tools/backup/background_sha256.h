@@ -14,7 +14,7 @@
 namespace zafo::backup {
 
 // SHA-256 computed alongside other work: input is copied and hashed in a separate thread, started
-// when there is more than one block. Memory is bounded.
+// once the first block is full. Memory is bounded.
 class BackgroundSha256 {
   public:
     BackgroundSha256() = default;
