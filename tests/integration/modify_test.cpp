@@ -144,7 +144,7 @@ TEST_F(Modify, ModrdnGivesTheEntryItsNewName) {
     EXPECT_THAT(entries[0].All("cn"), ElementsAre("renamed"));
 }
 
-// An empty change file is not run, so a deletion is written with attribute lines.
+// A change file without attribute lines counts as empty, so a deletion is written with them.
 TEST_F(Modify, DeleteRemovesTheEntry) {
     ZAFOLDAPLdifAttr(&ldif_, "dn", "%s", kEntry);
     ZAFOLDAPLdifAttr(&ldif_, "changetype", "delete");

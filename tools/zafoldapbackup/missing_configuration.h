@@ -18,8 +18,9 @@ namespace zafo::backup {
 
 class MissingConfiguration {
   public:
-    // Throws JobError kSystem when neither has a configuration, when the backup's values are
-    // invalid, or when a file cannot be read or generated.
+    // Throws JobError kSystem when neither has a configuration, when the backup's suffix or
+    // administrator's DN is unusable, or when a file cannot be read or generated. An unusable hash
+    // only adds a note.
     MissingConfiguration(const Contents &backup, std::string browser_conf);
 
     const std::string &SlapdConf() const { return slapd_conf_; }

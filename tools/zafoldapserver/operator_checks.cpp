@@ -85,7 +85,7 @@ class OperatorGroup {
     std::vector<std::string> found_ = {};
 };
 
-// Removes the first one; the next check shows the next.
+// The command for one member; the next check shows the next.
 std::string RemovalOf(const std::string &name) {
     const bool quotable = name.find('\'') == std::string::npos && OneLine(name) == name;
     return fmt::format("zafoldap member remove 'Directory Operators' {}",
