@@ -11,13 +11,13 @@
 
 namespace zafo::backup {
 
-// Throws JobError kBadPlace with the reason: no folder is set, it does not exist, it is a link or
-// not a folder, it is not writable, or it is inside the database.
+// Throws JobError kBadPlace with the reason: no folder is set, its path is not absolute, it does
+// not exist, it is a link or not a folder, it is not writable, or it is inside the database.
 void CheckDestination(const std::string &folder);
 
 // A way for someone other than root to write to the folder or to replace it.
 struct Exposure {
-    std::string reason;  // "/volume1 can be written by others"
+    std::string reason;  // "/volume1 is writable by everybody"
     std::string remedy;  // "chmod go-w /volume1"
 };
 

@@ -33,7 +33,7 @@ WholeBackup ReadWholeBackup(const std::string &path);
 // "25 entries with 3 users and 4 groups"
 std::string ContentInWords(const WholeBackup &whole);
 
-// "3 passwords in it are not hashed …"; empty if all are hashed.
+// "3 accounts in it have a password that is not hashed …"; empty if all are hashed.
 std::string ClearPasswordsInWords(const WholeBackup &whole);
 
 // The contents of the destination. Throws Failure.

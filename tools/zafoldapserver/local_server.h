@@ -53,7 +53,7 @@ int StartTlsPort();
 // Bytes that a file occupies on disk; std::nullopt if it does not exist.
 std::optional<unsigned long long> AllocatedSize(const char *path);
 
-// "12.3 MiB"
+// "1.2 MiB", "12 MiB"
 std::string SizeInWords(unsigned long long bytes);
 
 // "2027-02-28 14:03:00" in local time, and "2027-02-28" in UTC.
