@@ -5,7 +5,7 @@
 //   LDAP_BROWSER_CONF           file of saved connections
 //   LDAP_BKP_PROGRESS_FILE      progress file to write
 //   LDAP_BKP_PREFIX             prefix of the backups' names
-//   LDAP_BKP_TASK               name of the task                   (set for backups only, as all below)
+//   LDAP_BKP_TASK               name of the task         (set for backups only, as all below)
 //   LDAP_BKP_DEST_DIR           backup folder
 //   LDAP_BKP_SCHEDULE_ENABLED   "yes" or "no"; makes no difference to the program
 //   LDAP_BKP_MAX_BACKUP_FILE    how many backups to keep; not a number above 0: 10
