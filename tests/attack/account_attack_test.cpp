@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Somebody who may write to the directory prepares names, groups and values for root to act upon.
+// Someone with write access to the directory prepares names, groups and values for root to act on.
 #include <filesystem>
 
 #include "tests/tools/account_fixture.h"
@@ -71,7 +71,7 @@ class HostileAccounts : public AccountCommand {
     std::vector<std::string> before_;
 };
 
-// --- a name that waits for somebody ------------------------------------------------------
+// --- memberships left for a future user ------------------------------------------------------
 
 TEST_F(HostileAccounts, ANewUserDoesNotInheritAMembership) {
     for (const std::string &listed :
@@ -89,7 +89,7 @@ TEST_F(HostileAccounts, ANewUserDoesNotInheritAMembership) {
         }
         EXPECT_THAT(Entry(UserDN("anna")).dn, UserDN("anna"));
         EXPECT_EQ(Value(UserDN("anna"), "uid"), "");
-        // The command of the hint, though there is no such user.
+        // The command from the hint; no such user exists.
         EXPECT_EQ(Line("member remove 'Directory Operators' anna").exit_code, 0);
         EXPECT_EQ(Line("user add anna --password-stdin").exit_code, 0);
         for (const char *attribute : {"memberUid", "member", "uniqueMember"})
@@ -150,7 +150,7 @@ TEST_F(HostileAccounts, IdCheckNamesWhoIsListedAndNotThere) {
             "failed: no user has these names: Directory Operators lists dora; staff lists carl"));
 }
 
-// --- accounts of the system --------------------------------------------------------------
+// --- system accounts --------------------------------------------------------------
 
 TEST_F(HostileAccounts, NoGroupOfTheSystemIsMadeHere) {
     const std::string group = ReadFile("/etc/group");
@@ -197,7 +197,7 @@ TEST_F(HostileAccounts, IdCheckNamesAccountsOfSystems) {
     EXPECT_THAT(details["gid names"], HasSubstr("warning: belongs to a system: docker ("));
 }
 
-// --- values for the files of this system ---------------------------------------------------
+// --- values for this system's files ---------------------------------------------------
 
 TEST_F(HostileAccounts, NoValueMakesALineOrAFieldOfTheAccountFiles) {
     // "x\nevil::0:0::/:/bin/sh" and the like, in base64.
@@ -240,7 +240,7 @@ TEST_F(HostileAccounts, APasswordThatCannotBeKeptIsNoPassword) {
     EXPECT_THAT(LineOf("/etc/shadow", "anna"), testing::StartsWith("anna:!:"));
 }
 
-// --- what is mounted ------------------------------------------------------------------------
+// --- mounts ------------------------------------------------------------------------
 
 TEST_F(HostileAccounts, AUserIsAddedWithoutMountingADiskImage) {
     directory_.Change(

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Somebody without rights watches what all processes show while the library runs tools with passwords: bind
-// passwords, new passwords, passwords to be hashed. Everybody may read the argument vector of every process,
-// from its first moment on.
+// An unprivileged user watches all processes while the library runs tools with passwords: bind
+// passwords, new passwords, passwords to be hashed. The argument vector of every process is
+// world-readable from its first moment.
 #include <sched.h>
 
 #include <filesystem>
@@ -30,8 +30,8 @@ constexpr const char *kNewPassword = "zq7-a-new-password";
 constexpr const char *kHashedPassword = "zq7-to-be-hashed";
 constexpr const char *kDN = "uid=zoe,dc=example,dc=com";
 
-// The watcher has the last processor for itself, where there are two; this process and the tools it starts
-// have the others.
+// If there are two processors, the watcher has the last one to itself; this process and its tools
+// use the others.
 class Processors {
   public:
     Processors() {
@@ -68,7 +68,7 @@ std::string Backwards(const std::string &text) {
     return {text.rbegin(), text.rend()};
 }
 
-// A poller that runs until it is asked what it saw.
+// A poller that runs until it is asked for its findings.
 class Watcher {
   public:
     enum class Who { kNobody, kRoot };
@@ -127,7 +127,7 @@ class ArgumentWindow : public testing::Test {
         return {directory_.Password(), kNewPassword, kHashedPassword};
     }
 
-    // Each kind of command that carries a secret, in turn: 0 for each.
+    // Runs each kind of command that carries a secret, in turn, and expects 0.
     int Command(int number) {
         const ZAFOLDAP_HOST *connection = *connection_;
         char hash[256];
@@ -163,7 +163,7 @@ class ArgumentWindow : public testing::Test {
     }
 };
 
-// What the other tests rest on.
+// The other tests rely on this.
 TEST_F(ArgumentWindow, ThePollerFindsWhatIsInAVector) {
     Watcher watcher(Watcher::Who::kNobody, "cmdline", Secrets());
     const rig::RunningTool shown({"/usr/bin/tail", "-f", "/dev/null", kNewPassword});
@@ -177,13 +177,13 @@ TEST_F(ArgumentWindow, ShowsNoPasswordOfTwoHundredCommands) {
     RecordProperty("looks_a_second",
                    static_cast<int>(static_cast<double>(seen.looks) / seen.busy_seconds));
     RecordProperty("tools_seen", static_cast<int>(seen.tools));
-    // Of its own time: how much of it the machine gives is the machine's affair.
+    // Relative to its own processor time, which does not depend on the machine's load.
     EXPECT_GT(static_cast<double>(seen.looks), 10'000 * seen.busy_seconds);
     EXPECT_GT(seen.tools, kCommands / 2);
     EXPECT_THAT(seen.finds, IsEmpty()) << seen.finds.size() << " processes showed a password";
 }
 
-// Root may read environments: what is not there, nobody finds.
+// Root may read environments, but what is not there cannot be found.
 TEST_F(ArgumentWindow, LeavesNoPasswordInAnEnvironment) {
     Watcher watcher(Watcher::Who::kRoot, "environ", Secrets());
     RunCommands(kCommands / 4);
@@ -204,7 +204,8 @@ TEST_F(ArgumentWindow, LeavesNoPasswordInAFileThatOthersCanRead) {
     EXPECT_THAT(seen.finds, IsEmpty());
 }
 
-// The real tools read the file to its end, whatever is in it. 511 bytes are the most that crypt(3) hashes.
+// The real tools read the file to its end, whatever it contains. 511 bytes are the most that
+// crypt(3) hashes.
 TEST_F(ArgumentWindow, PasswordsOfAnyBytesReachTheServerWhole) {
     std::string password(511, 'p');
     for (size_t i = 0; i < password.size(); ++i)
@@ -215,7 +216,7 @@ TEST_F(ArgumentWindow, PasswordsOfAnyBytesReachTheServerWhole) {
     EXPECT_FALSE(directory_.Binds(kDN, password));
 }
 
-// More than an argument can hold: the server, not the system, refuses it.
+// More than an argument can hold: the server refuses it, not the system.
 TEST_F(ArgumentWindow, APasswordLargerThanAnArgumentReachesTheServer) {
     constexpr int kInvalidCredentials = 49;
     const std::string password(200 << 10, 'p');
@@ -223,7 +224,7 @@ TEST_F(ArgumentWindow, APasswordLargerThanAnArgumentReachesTheServer) {
     EXPECT_EQ(Search(*connection_, {.filter = "(uid=zoe)"}).ldap_error, kInvalidCredentials);
 }
 
-// The file of the secret is the tool's: somebody else gets neither its content nor its name.
+// The secrets file is the tool's: others can see neither its content nor its name.
 TEST_F(ArgumentWindow, OpensTheSecretsFileToNobodyElse) {
     constexpr const char *kProbe =
         "for f in /proc/[0-9]*/fd/[3-9]; do cat \"$f\" 2>/dev/null; done; "

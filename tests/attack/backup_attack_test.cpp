@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups and restores under attack: by an account that may write into the folder of backups, and by whoever
-// hands the administrator a backup to restore.
+// Backups and restores under attack: by an account with write access to the backup folder, and by a
+// person who gives the administrator a backup to restore.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -27,9 +27,9 @@ constexpr const char *kSecretFile = "/srv/secret";
 constexpr const char *kKeyInBase64 = "LS0tLS1CRUdJTi";  // "-----BEGIN"
 constexpr const char *kSecret = "the machine's own secret";
 
-// --- The folder of backups ----------------------------------------------------------------
+// --- The backup folder ----------------------------------------------------------------
 
-// A folder in which everybody may make files and nobody may remove another's.
+// A folder in which everyone may create files, but not remove those of others.
 class SharedFolder : public BackupAttack {
   protected:
     void SetUp() override {
@@ -113,7 +113,7 @@ class Confirmed : public BackupAttack {
                              "objectClass: organizationalRole\n\n");
     }
 
-    // Restores after `meanwhile`, which happens between the question and its answer.
+    // Runs a restore, with `meanwhile` called between the question and its answer.
     template <typename Meanwhile>
     static int RestoreWhile(Meanwhile meanwhile, std::string *seen) {
         OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
@@ -156,7 +156,8 @@ void PrintTo(const Form &form, std::ostream *out) {
     *out << form.name;
 }
 
-// slapadd of OpenLDAP 2.5 puts the file into the database for each of the first ones; the others are of their kind.
+// slapadd of OpenLDAP 2.5 loads the file into the database for each of the first ones; the others
+// are variants.
 constexpr const char *kRole =
     "dn: cn=x,dc=example,dc=com\nobjectClass: organizationalRole\ncn: x\n";
 const Form kForms[] = {
@@ -188,7 +189,7 @@ const Form kForms[] = {
 class OrdersToSlapadd : public BackupAttack, public testing::WithParamInterface<Form> {};
 
 TEST_P(OrdersToSlapadd, AreRefusedBeforeItReadsThem) {
-    // slapadd runs as the server does, and so reads what that may: its key, for one.
+    // slapadd runs as the server's user, and so can read its files: its key, for one.
     fs::create_directories("/srv");
     WriteFile(kSecretFile, kSecret, 0644);
     WriteFile("/srv/entry.ldif",
@@ -235,7 +236,7 @@ const Form kNames[] = {
     {"Folded", "dn: cn=adm\n in,dc=example,dc=com\ncn: admin\n"},
     {"ByNumber", "dn: 2.5.4.3=admin,dc=example,dc=com\ncn: admin\n"},
     {"ByLongName", "dn: commonName=admin,dc=example,dc=com\ncn: admin\n"},
-    // "ａdmin": with a letter of full width, which slapd takes for the other.
+    // "ａdmin" with a full-width letter, which slapd considers equal.
     {"InFullWidth", "dn:: Y249772BZG1pbixkYz1leGFtcGxlLGRjPWNvbQ==\ncn:: 772BZG1pbg==\n"},
 };
 
@@ -314,7 +315,7 @@ TEST_F(BackupAttack, AStrangersFileIsNotWrittenIntoForTheProgress) {
 
 // --- A machine without a configuration ----------------------------------------------------
 
-// The last one: the server is another one afterwards.
+// Must be last: it replaces the server.
 TEST_F(BackupAttack, NoTextOfABackupsConfigurationIsPutInPlace) {
     const std::string crafted = Crafted(Make(), [](std::vector<Member> &members) {
         std::string &conf = Named(members, "config/slapd.conf").bytes;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Small files that say they are large. Whatever a file says, a program that reads it stays below 64 MiB.
+// Small files that claim to be large. Whatever a file claims, a program that reads it stays below
+// 64 MiB.
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,7 +26,7 @@ constexpr long kMostKibibytes = 64L << 10;
 constexpr const char *kBomb = "/root/bomb.tar.zst";
 constexpr std::size_t kBlock = 512;
 
-// A stream of zstd, written as it is made: the test is small itself.
+// A zstd stream written as it is generated, so that the test itself stays small.
 class Stream {
   public:
     explicit Stream(const char *path) : writer_(archive_write_new()) {
@@ -101,7 +102,7 @@ void Seal() {
 
 // --- The bombs ----------------------------------------------------------------------------
 
-constexpr int kPieces = 32;  // of 4 MiB: twice what is allowed
+constexpr int kPieces = 32;  // of 4 MiB: twice the limit
 
 void OneLine() {
     Stream stream(kBomb);
@@ -114,7 +115,7 @@ void OneLine() {
     }
 }
 
-// Folded as slapcat folds.
+// Folded as slapcat does.
 void OneValue() {
     Stream stream(kBomb);
     Begin(stream);
@@ -169,7 +170,7 @@ void ExtendedHeader() {
         stream.Add(std::string(backup::kPieceBytes, 'a'));
 }
 
-// A list of the parts of a sparse file that does not end (GNU tar): a reader keeps it.
+// An endless sparse map (GNU tar), which a reader would keep in memory.
 void SparseMap() {
     Stream stream(kBomb);
     Begin(stream);
@@ -193,7 +194,7 @@ void SparseMap() {
         stream.Add(part);
 }
 
-// Behind a frame like ours another one, whose window is 128 MiB.
+// A valid frame followed by another one with a window of 128 MiB.
 void SecondFrame() {
     {
         Stream stream(kBomb);
@@ -206,7 +207,7 @@ void SecondFrame() {
     if (run.exit_code != 0) throw std::runtime_error(run.err);
 }
 
-// What was compressed is compressed again, each time with a window of 128 MiB.
+// Compressed data is compressed again, each time with a window of 128 MiB.
 void Nested() {
     const ProgramRun run = RunProgram(
         {"bash", "-c",
@@ -250,11 +251,11 @@ const Row kRows[] = {
 
 struct Measured {
     int exit_code = -1;
-    long kibibytes = 0;  // the most memory that it had
+    long kibibytes = 0;  // peak memory
     std::string words = {};
 };
 
-// Its words go into a file. Forked, so that what is measured is not this process's own peak.
+// Its output goes into a file. Forks, so that this process's own peak is not measured.
 Measured Measure(const std::vector<std::string> &argv) {
     const std::string words = "/tmp/words";
     const pid_t pid = fork();
@@ -303,10 +304,11 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Bomb, testing::ValuesIn(kRows),
 
 // --- Shortages ----------------------------------------------------------------------------
 
-// No number of descriptors makes a good file a bad one, or lets a program wait for ever.
+// However few descriptors there are, a good file is not reported as bad, and no program waits
+// forever.
 TEST_F(BackupAttack, WithoutDescriptorsNobodyIsToldThatTheBackupIsBad) {
     const std::string file = Make();
-    // It would be started with as few.
+    // It would be started with the same limit.
     ASSERT_EQ(ServerLine("stop").exit_code, 0);
     bool restored = false;
     for (int most = 4; most < 20; ++most) {

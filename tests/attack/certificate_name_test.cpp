@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Somebody between a client and its server shows a certificate that the trusted authority has issued for
-// something else, with the server's name where only a lenient client looks.
+// An attacker between a client and its server presents a certificate that the trusted authority has
+// issued for something else, with the server's name only where a lenient client looks.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,10 +13,10 @@ namespace {
 using rig::ProgramRun;
 using testing::HasSubstr;
 
-constexpr int kStopped = 1;   // of the tool
-constexpr int kNoAccess = 6;  // of the program
+constexpr int kStopped = 1;   // the tool's exit code
+constexpr int kNoAccess = 6;  // the program's exit code
 
-// A server with StartTLS and a certificate of an authority that the appliance trusts.
+// A server with StartTLS and a certificate from an authority that the appliance trusts.
 constexpr const char *kStart = R"script(
 set -e
 mkdir -p /tmp/certificate/db /usr/zafo/etc/ssl
@@ -62,7 +62,7 @@ struct Row {
     const char *alternative;
     const char *host;
     bool accepted;
-    const char *words;  // of "connection check"
+    const char *words;  // in the output of "connection check"
 };
 
 void PrintTo(const Row &row, std::ostream *out) {
@@ -108,7 +108,7 @@ TEST_P(Certificate, CountsForTheNamesThatItIsFor) {
     EXPECT_EQ(run.exit_code, GetParam().accepted ? 0 : kStopped) << run.err;
 }
 
-// The check sees names as the tools do.
+// The check matches names as the tools do.
 TEST_P(Certificate, IsJudgedByTheCheckAsByTheTools) {
     const ProgramRun run = rig::Zafoldap({"connection", "check", "--format", "table"});
     EXPECT_EQ(run.exit_code == kNoAccess, !GetParam().accepted) << run.err;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups of a real server with something else in them, sealed as the program seals its own, by somebody who knows how.
+// Backups of a real server with altered members, correctly sealed by an attacker who knows the
+// format.
 #pragma once
 
 #include <fcntl.h>
@@ -36,7 +37,7 @@ inline std::vector<Member> MembersIn(const std::string &path) {
     return members;
 }
 
-// The members as a whole backup: the manifest says what they hold.
+// Packs the members into a complete backup with a matching manifest.
 inline std::string Sealing(std::vector<Member> members) {
     backup::Manifest manifest = backup::ManifestFrom(members.back().bytes);
     const std::string &entries = Named(members, kEntriesMember).bytes;
@@ -54,7 +55,7 @@ inline std::string Sealing(std::vector<Member> members) {
     return Sealed(Packed(members));
 }
 
-// A copy of a backup with other members, outside the folder of backups.
+// A copy of a backup with other members, outside the backup folder.
 inline std::string Crafted(const std::string &backup,
                            const std::function<void(std::vector<Member> &)> &change) {
     std::vector<Member> members = MembersIn(backup);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Somebody who may log in, and nothing else, makes the server crash. It cannot be kept from crashing; it is
-// back at once with every change that it has answered.
+// Someone who may only log in crashes the server. That cannot be prevented; the server must be back
+// promptly with every change that it has acknowledged.
 #include <signal.h>
 #include <unistd.h>
 
@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using testing::HasSubstr;
 
-// What a person who waits would not call an outage; a quiet machine needs half a second.
+// Too short to be called an outage; an idle machine needs half a second.
 constexpr auto kSoon = 10s;
 
 class Crash : public NewMachineTest {
@@ -37,7 +37,7 @@ class Crash : public NewMachineTest {
         server_->AddUser("eve", kPassword);
     }
 
-    // Whether the server answers within the time.
+    // Whether the server answers within that time.
     bool Answers(std::chrono::milliseconds limit) const {
         for (const auto end = Clock::now() + limit; Clock::now() < end;) {
             if (server_->Client({}, "ldapsearch", {"-b", server_->Settings().suffix, "-s", "base"})
@@ -94,8 +94,8 @@ TEST_F(Crash, LosesNoChangeThatTheServerHasAnswered) {
     EXPECT_THAT(ContentDNs(), testing::IsSupersetOf(answered));
 }
 
-// RFC 5805: the changes of a transaction, which an ordinary user is not even allowed to make. The server
-// crashes in some of them.
+// RFC 5805 transactions, whose changes an ordinary user is not even allowed to make. Some of them
+// crash the server.
 class Transactions : public Crash {
   protected:
     // One attacker's next attempts.
@@ -109,7 +109,7 @@ class Transactions : public Crash {
                             {"-E", "!txn=commit"}, ldif);
         }
     }
-    // Whether a number of attempts has ended the server.
+    // Whether some number of attempts has ended the server.
     bool Ends(pid_t pid) const {
         for (int round = 0; round < 60 && !HasEnded(pid); ++round) {
             std::vector<std::thread> attackers;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The debug switch makes root's programs log new passwords. Another account wants them to.
+// The debug switch makes root's programs log new passwords. Another account tries to set it.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -28,7 +28,7 @@ constexpr const char *kMarker = "/tmp/zafoldap_debug";
 constexpr const char *kLog = "/var/log/messages";
 constexpr const char *kNewPassword = "Brand-new-secret-77";
 
-// Whether the machine defends shared folders by itself; the private root has its settings.
+// Records whether the machine itself protects shared folders; the private root has its settings.
 void RecordMachine() {
     for (const char *name : {"symlinks", "hardlinks", "fifos", "regular"}) {
         std::string value;
@@ -48,7 +48,7 @@ class DebugSwitchAttack : public rig::AccountCommand {
         fs::remove("/tmp/others");
     }
 
-    // What the system log says of a password that root sets now.
+    // The system log of a password change by root.
     static std::string LogOfANewPassword() {
         EXPECT_EQ(rig::Line("user passwd anna --password-stdin", kNewPassword).exit_code, 0);
         static int number = 0;
@@ -66,7 +66,7 @@ class DebugSwitchAttack : public rig::AccountCommand {
 
 struct Plant {
     const char *name;
-    const char *command;  // for a shell of the stranger's
+    const char *command;  // for the stranger's shell
 };
 
 class MarkerOfAnotherAccount : public DebugSwitchAttack,
@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Plant{"Fifo", "mkfifo -m 666 /tmp/zafoldap_debug"}),
     [](const auto &test) { return test.param.name; });
 
-// What the stranger can do where the kernel does not protect hard links, done for him.
+// What the stranger can do where the kernel does not protect hard links, done on his behalf.
 TEST_F(DebugSwitchAttack, HardLinkToAFileOfRootsIsNoMarkerOfRoots) {
     std::ofstream("/tmp/others") << "root's\n";
     fs::create_hard_link("/tmp/others", kMarker);
@@ -115,7 +115,7 @@ TEST_F(DebugSwitchAttack, LogOfRootsOwnSwitchIsReadByNobodyElseAlsoAfterRotation
     EXPECT_THAT(LogOfANewPassword(), HasSubstr(kNewPassword)) << "root's own marker counts";
     EXPECT_THAT(AsNobody({"cat", kLog}).out, Not(HasSubstr(kNewPassword)));
 
-    // As a rotation does: the log daemon makes a new file.
+    // Like a rotation: the log daemon creates a new file.
     fs::rename(kLog, "/var/log/messages.0");
     ASSERT_TRUE(rig::Within(std::chrono::seconds(20), [&] {
         syslog(LOG_ERR, "after the rotation");
@@ -144,7 +144,7 @@ class DebugSwitchCheck : public testing::Test {
         fs::remove_all(kMarker);
         chmod(kLog, 0600);
     }
-    // No server is set up here: that alone is an error.
+    // No server is set up here, which is an error in itself.
     static Json Found() { return rig::Finding(rig::ServerLineJson("check", 1), "debug-switch"); }
 };
 
@@ -166,7 +166,7 @@ TEST_F(DebugSwitchCheck, WarnsOfAMarkerThatDoesNotCountAndSaysWhose) {
         EXPECT_EQ(found["severity"], "warning");
         EXPECT_THAT(found["cause"].get<std::string>(),
                     AllOf(HasSubstr("it is off"), HasSubstr(what)));
-        // The fix is a command that works as it is printed.
+        // The printed fix is a command that works verbatim.
         EXPECT_EQ(rig::RunProgram({"sh", "-c", found["fix"].get<std::string>()}).exit_code, 0);
         EXPECT_EQ(Found()["severity"], "ok");
     }

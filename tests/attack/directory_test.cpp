@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// People with a log-in at the appliance's own server who want to be more than they are: each change is one that the
-// server refuses, by a client that is bound as somebody.
+// Logged-in users of the appliance's own server try to gain rights: each change is refused by the
+// server, sent by a client bound as that user.
 #include <map>
 #include <ostream>
 #include <regex>
@@ -23,13 +23,13 @@ constexpr int kConstraint = 19;
 constexpr int kInvalidCredentials = 49;
 constexpr int kInsufficientAccess = 50;
 
-// A hash in the server's own form.
+// A hash in the form that the server uses itself.
 const std::string kOwnForm = "{CRYPT}$6$rounds=20000$abcdefgh$" + std::string(86, 'x');
 
 const char *const kUserNames[] = {"anna", "bob", "olga", "chief", "paula", "dora"};
 
-// anna and bob are users, olga an operator, chief one of the administrators and no operator; so is paula by her
-// primary group, and dora by her DN alone.
+// anna and bob are users, olga an operator; chief, paula (by her primary group) and dora (by her DN
+// alone) are administrators but not operators.
 const OwnServer &Directory() {
     static const OwnServer &server = [&]() -> const OwnServer & {
         OwnServer &made = OwnServer::Get();
@@ -65,7 +65,7 @@ Identity Person(const std::string &name) {
     return {Directory().UserDN(name), name + "'s secret"};
 }
 
-// "{S}", "{U}", "{G}": the suffix, the containers of users and groups.
+// "{S}", "{U}", "{G}": the suffix, and the containers of users and groups.
 std::string Expanded(std::string text) {
     const std::string suffix = Directory().Settings().suffix;
     const std::pair<const char *, std::string> words[] = {
@@ -368,9 +368,9 @@ INSTANTIATE_TEST_SUITE_P(Oneself, Refused, testing::ValuesIn(WritingAboutOneself
 INSTANTIATE_TEST_SUITE_P(Policy, Refused, testing::ValuesIn(SettingPolicies()), CaseName);
 INSTANTIATE_TEST_SUITE_P(Hash, Refused, testing::ValuesIn(WritingHashes()), CaseName);
 
-// --- What the server lets a rename do ----------------------------------------------------
+// --- What a rename may do ----------------------------------------------------
 
-// Values of such descriptions pass bounds and looks for doubles.
+// Values with attribute options bypass limits and uniqueness checks.
 TEST(AttributeOptions, AreNone) {
     constexpr int kUndefinedType = 17;
     for (const char *line :
@@ -420,7 +420,7 @@ TEST(Passwords, InClearAreStoredAsTheServersHash) {
 }
 
 TEST(Passwords, ThatCostTooMuchAreNotTriedAtALogIn) {
-    // As a database of before may hold one; past every overlay.
+    // As an older database may hold one; bypasses every overlay.
     const std::string costly = "{CRYPT}$6$rounds=999999999$abcdefgh$" + std::string(86, 'x');
     ASSERT_EQ(
         Answer("root", Modify("uid=bob,{U}", "replace: userPassword\nuserPassword: " + costly),
@@ -447,13 +447,13 @@ TEST(SambaHashes, OfAdministratorsAreNotForOperators) {
     EXPECT_THAT(shown("olga", "chief"), testing::Not(testing::HasSubstr("sambaNTPassword")));
 }
 
-// --- What everybody still may ----------------------------------------------------------
+// --- What everyone may still do ----------------------------------------------------------
 
 struct Permitted {
     const char *name;
     const char *who;
     std::string ldif;
-    std::string undo;  // by the administrator; empty: not needed
+    std::string undo;  // run by the administrator; empty: not needed
 };
 
 std::ostream &operator<<(std::ostream &out, const Permitted &change) {

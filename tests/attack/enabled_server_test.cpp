@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What setting up the server leaves to attackers, now and on a machine that was set up before: the
-// programs, with the real slapd.
+// What setting up the server exposes to attackers, now and on a machine set up by an earlier
+// version: the programs, with the real slapd.
 #include <sys/stat.h>
 
 #include <csignal>
@@ -111,11 +111,11 @@ TEST_F(EnabledServer, KeepsASambaHashOfAnotherPassword) {
                 HasSubstr("sambaNTPassword"));
 }
 
-// Whoever can open a lock file can hold it, and what waits for it waits for ever.
+// Anyone who can open a lock file can hold it, and block its users forever.
 TEST_F(EnabledServer, StartsWhileAStrangerHoldsWhatTheStrangerCanOpen) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     const std::string lock = "/usr/zafo/etc/openldap/tls/.lock";
-    ASSERT_EQ(chmod(lock.c_str(), 0644), 0);  // as an earlier version made it
+    ASSERT_EQ(chmod(lock.c_str(), 0644), 0);  // as an earlier version created it
     const ProgramRun stranger =
         RunProgram({"bash", "-c",
                     "setpriv --reuid 65534 --regid 65534 --clear-groups -- flock " + lock +
@@ -129,7 +129,7 @@ TEST_F(EnabledServer, StartsWhileAStrangerHoldsWhatTheStrangerCanOpen) {
     kill(std::stoi(stranger.out), SIGTERM);
 }
 
-// The rules are not in the way of the job.
+// The rules do not get in the way of the job.
 TEST_F(EnabledServer, IsManagedByAnOperatorWithTheProgram) {
     const auto run = [](std::vector<std::string> words, const char *input = "") {
         const ProgramRun done = Zafoldap(words, input);
@@ -166,7 +166,7 @@ std::string Without(std::string text, const std::string &from, const std::string
     return text.erase(begin, end - begin);
 }
 
-// The template as it was before it had rules and overlays.
+// The template before it had rules and overlays.
 std::string EarlierTemplate() {
     std::string text = ReadFile(kTemplate);
     for (const char *word : {"moduleload constraint", "moduleload ppolicy", "moduleload unique",

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Answers that are too large, or have no end: a program stays small and ends at a bound that it names.
+// Answers that are too large or endless: a program stays small and stops at a limit that it names.
 #include <fcntl.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -32,19 +32,19 @@ constexpr long kMostKilobytes = 64 * 1024;
 
 struct Measured {
     int exit_code = -1;
-    long kilobytes = 0;  // the program's largest size, not its tools'
+    long kilobytes = 0;  // peak memory of the program without its tools
     std::string err;
 };
 
-// The largest size of a program that is about to end. What the kernel counts for the one that waits
-// holds the program's tools, too.
+// The peak memory of a program that is about to exit. The kernel's count from wait4 would include
+// its tools.
 long PeakOf(pid_t process) {
     const std::string status = rig::ReadFile("/proc/" + std::to_string(process) + "/status");
     const size_t at = status.find("VmHWM:");
     return at == std::string::npos ? 0 : std::strtol(status.c_str() + at + 6, nullptr, 10);
 }
 
-// Follows a child that has asked for it to its end, and looks at it there.
+// Traces a child that has requested it, and examines it just before it exits.
 int FollowToTheEnd(pid_t child, long &kilobytes) {
     int status = 0;
     waitpid(child, &status, 0);
@@ -89,7 +89,7 @@ Measured Zafoldap(std::vector<std::string> arguments, const char *out = "/dev/nu
 }
 
 void ExpectSmall(const Measured &run) {
-    if (ZAFO_SANITIZED) return;  // the sanitizer's own memory is larger than that
+    if (ZAFO_SANITIZED) return;  // the sanitizer needs more memory than that
     EXPECT_GT(run.kilobytes, 0);
     EXPECT_LT(run.kilobytes, kMostKilobytes);
 }
@@ -108,7 +108,7 @@ class HostileAnswer : public testing::Test {
     }
 };
 
-// --- One entry that is too large ------------------------------------------------------
+// --- Oversized entries ------------------------------------------------------
 
 class LargeValue : public HostileAnswer, public testing::WithParamInterface<size_t> {};
 
@@ -124,7 +124,7 @@ TEST_P(LargeValue, EndsTheListAtABoundThatIsNamed) {
 
 INSTANTIATE_TEST_SUITE_P(Megabytes, LargeValue, testing::Values(17, 40, 100, 200));
 
-// ldapsearch that has no room for a value leaves it out, and succeeds.
+// If ldapsearch has no room for a value, it omits the value and succeeds.
 TEST_F(HostileAnswer, AValueThatLdapsearchLeavesOutIsNoSuccess) {
     const HostileServer server(
         [](int id, const Send &send) { SendLargeEntry(id, size_t{100} << 20, send); });
@@ -135,7 +135,7 @@ TEST_F(HostileAnswer, AValueThatLdapsearchLeavesOutIsNoSuccess) {
     EXPECT_THAT(run.err, HasSubstr("ldapsearch: the answer has an entry that is too large"));
 }
 
-// What is large and honest: a group of 100,000, listed twice.
+// Large but legitimate: a group of 100,000, listed twice.
 TEST_F(HostileAnswer, AGroupOfHundredThousandMembersIsRead) {
     const HostileServer server([](int id, const Send &send) {
         HostileAttribute names{"memberUid", {}}, members{"member", {}};
@@ -153,7 +153,7 @@ TEST_F(HostileAnswer, AGroupOfHundredThousandMembersIsRead) {
     ExpectSmall(run);
 }
 
-// A wide cell makes its column wide: all rows that follow would be as long.
+// A wide cell widens its column, and would make all following rows as long.
 TEST_F(HostileAnswer, AWideCellDoesNotWidenEveryRow) {
     const HostileServer server([](int id, const Send &send) {
         std::string entries =
@@ -167,11 +167,11 @@ TEST_F(HostileAnswer, AWideCellDoesNotWidenEveryRow) {
     EXPECT_LT(std::filesystem::file_size(kOut), size_t{4} << 20);
 }
 
-// --- Answers without end -----------------------------------------------------------------
+// --- Endless answers -----------------------------------------------------------------
 
 struct Endless {
     const char *name;
-    const char *lines;  // for ever
+    const char *lines;  // repeated forever
     const char *words;
 };
 
@@ -225,7 +225,7 @@ TEST_F(HostileAnswer, WithoutEndEndsACommandThatHoldsIt) {
     ExpectSmall(run);
 }
 
-// An entry now and then is no silence.
+// An occasional entry is not silence.
 TEST_F(HostileAnswer, ThatTricklesForEverEnds) {
     rig::WriteFile(kLimits, "answer_time 2\ntimeout 5\nnetwork_timeout 5\n");
     const HostileServer server([](int id, const Send &send) {
@@ -239,7 +239,7 @@ TEST_F(HostileAnswer, ThatTricklesForEverEnds) {
     EXPECT_THAT(run.err, HasSubstr("answer_time"));
 }
 
-// --- Words and references of the server -----------------------------------------------------
+// --- The server's messages and referrals -----------------------------------------------------
 
 TEST_F(HostileAnswer, AFloodOfReasonsIsAFewLines) {
     const HostileServer server([](int id, const Send &send) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Files that somebody who can write into the folder of backups has put there, with names and contents
-// that drive a terminal.
+// Files placed in the backup folder by an attacker, with names and contents that control a
+// terminal.
 #include "tests/attack/hostile_text.h"
 #include "tests/tools/backup_fixture.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A directory whose values, names and error texts are made to drive the terminal of the person who
-// reads them, or to look like something else. Every command of the table is run before it, in every
-// form: nothing of it comes through.
+// A directory whose values, names and error texts are crafted to control the reader's terminal, or
+// to look like something else. Every command of the table is run against it, in every output form,
+// and none lets them through.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,8 +28,8 @@ std::string LdifValue(std::string_view name, std::string_view value) {
     return std::string(name) + ":: " + cli::Base64(value) + "\n";
 }
 
-// An account that every search finds, as ldapsearch prints it: whatever is no plain text in
-// base64, but for attribute names, which it prints as the server sends them.
+// An account that every search finds, as ldapsearch prints it: everything but plain text in base64,
+// except attribute names, which it prints as the server sends them.
 std::string HostileEntry(const std::string &text) {
     std::string entry = LdifValue("dn", "uid=" + text + ",ou=people,dc=x");
     for (const char *name : {"objectClass", "uid", "cn", "gecos", "description", "member",
@@ -51,7 +51,7 @@ void SaveConnections() {
                                           "\n");
 }
 
-// A command line that reaches the directory.
+// A command line that contacts the directory.
 std::vector<std::string> LineOf(const cli::Command &command) {
     std::vector<std::string> line{std::string(command.noun)};
     for (std::string_view verb = command.verb; !verb.empty();) {
@@ -108,7 +108,7 @@ class EveryCommand : public testing::TestWithParam<Row> {
     EveryCommand() { SaveConnections(); }
     ~EveryCommand() override { rig::ForgetConnections(); }
 
-    // Every tool answers, or fails, with this.
+    // Makes every tool answer with this, or fail with it.
     void Everywhere(const std::string &answer, const std::string &words, int exit_code) {
         for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd", "slapcat", "openssl"})
             tools_.On(tool).Output(answer).Error(words).Exit(exit_code);
@@ -125,7 +125,7 @@ class EveryCommand : public testing::TestWithParam<Row> {
         EXPECT_THAT(HiddenIn(run.out), IsEmpty()) << "on standard output";
         EXPECT_THAT(HiddenIn(run.err), IsEmpty()) << "on standard error";
         EXPECT_THAT("\n" + run.err, Not(HasSubstr("\n" + std::string(kBait))));
-        if (form == cli::Form::kCsv) return;  // quotes hold the line breaks there
+        if (form == cli::Form::kCsv) return;  // line breaks are quoted there
         EXPECT_THAT("\n" + run.out, Not(HasSubstr("\n" + std::string(kBait))));
     }
 
@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(Output, EveryCommand, testing::ValuesIn(Rows()), [](con
 
 // --- On a terminal ----------------------------------------------------------------
 
-// What the program itself may write to one.
+// Removes the sequences that the program itself may print on a terminal.
 std::string WithoutOwnSequences(std::string text) {
     for (const std::string_view own : {"\033[1;31m", "\033[31m", "\033[32m", "\033[33m", "\033[1m",
                                        "\033[2m", "\033[0m", "\r\033[K", "\r\n"}) {
@@ -204,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::vector<std::string>{"connection", "check"},
                     std::vector<std::string>{"entry", "delete", "dc=x", "--yes"}));
 
-// --- Forms that programs read --------------------------------------------------------
+// --- Machine-readable forms --------------------------------------------------------
 
 class Forms : public testing::Test {
   protected:
@@ -236,7 +236,7 @@ TEST_F(Forms, LdifGivesEveryByteBackInBase64) {
     EXPECT_THAT(out, HasSubstr("uid:: " + cli::Base64(all) + "\n"));
 }
 
-// What a value would look like that only pretends to be an escape.
+// A value that imitates an escape.
 TEST_F(Forms, EscapesInCsvAreUnambiguous) {
     EXPECT_THAT(SearchedAs("csv", "a\xe2\x80\xae<U+202E>"),
                 HasSubstr(",a<U+202E><U+003C>U+202E>\n"));
@@ -249,7 +249,7 @@ struct CsvRow {
     const char *field;
 };
 
-// A spreadsheet runs what begins like a formula: =HYPERLINK, =cmd|'/C calc'!A0.
+// A spreadsheet evaluates text that begins like a formula: =HYPERLINK, =cmd|'/C calc'!A0.
 TEST_F(Forms, NoFieldOfCsvIsAFormula) {
     constexpr CsvRow kRows[] = {{"=1+1", "<U+003D>1+1"},
                                 {"@SUM(A1)", "<U+0040>SUM(A1)"},

@@ -13,7 +13,7 @@ namespace zafo::test {
 
 namespace {
 
-// Tags of RFC 4511 that are needed here.
+// The tags of RFC 4511 needed here.
 constexpr unsigned char kBind = 0x60, kBindAnswer = 0x61, kSearch = 0x63, kEntry = 0x64,
                         kEnd = 0x65, kReference = 0x73, kReferral = 0xA3;
 constexpr unsigned char kInteger = 0x02, kOctets = 0x04, kEnumerated = 0x0A, kSequence = 0x30,
@@ -46,7 +46,7 @@ bool ReadBytes(int fd, std::string &bytes, size_t size) {
     return recv(fd, bytes.data(), size, MSG_WAITALL) == static_cast<ssize_t>(size);
 }
 
-// The next request: its number and its tag. False at the end. Its numbers are small.
+// The next request's id and tag; false at the end. The ids are small.
 bool ReadRequest(int fd, int &id, unsigned char &tag) {
     std::string head, rest;
     if (!ReadBytes(fd, head, 2)) return false;
@@ -100,7 +100,7 @@ std::string EndMessage(int id, unsigned char code, std::string_view words,
 
 void SendLargeEntry(int id, size_t size, const Send &send) {
     constexpr size_t kBlock = 65536;
-    // What stands before the value is the same with an empty one, but for the lengths.
+    // Only the lengths before the value differ from those for an empty one.
     const std::string number = Element(kInteger, std::string(1, static_cast<char>(id)));
     std::string head = Head(kOctets, size);
     head = Head(kSet, head.size() + size) + head;

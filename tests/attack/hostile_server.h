@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// An LDAP server (RFC 4511) that lets everybody in and answers a search with whatever a test makes up.
+// An LDAP server (RFC 4511) that accepts any bind and answers searches with whatever a test
+// supplies.
 #pragma once
 
 #include <atomic>
@@ -17,17 +18,17 @@ struct HostileAttribute {
     std::vector<std::string> values;
 };
 
-// Messages as they go over the wire. `id` is the number of the request.
+// Messages in wire format. `id` is the number of the request.
 std::string EntryMessage(int id, std::string_view dn,
                          const std::vector<HostileAttribute> &attributes);
 std::string ReferenceMessage(int id, std::string_view uri);
 std::string EndMessage(int id, unsigned char code, std::string_view words = "",
                        std::string_view referral = "");
 
-// Sends to one client; false when it has gone.
+// Sends to one client; false once it has disconnected.
 using Send = std::function<bool(std::string_view bytes)>;
 
-// An entry with one value of that many bytes, sent piece by piece: nobody here holds it.
+// An entry with one value of that many bytes, sent in pieces so that it is never held in memory.
 void SendLargeEntry(int id, size_t size, const Send &send);
 
 class HostileServer {
@@ -43,7 +44,7 @@ class HostileServer {
     // "127.0.0.1:PORT".
     std::string Uri() const;
 
-    // How many clients have come.
+    // The number of clients so far.
     int Clients() const { return clients_; }
 
   private:

@@ -7,8 +7,7 @@ namespace zafo::test {
 
 namespace {
 
-// Looks at bytes, not at characters: it shares nothing with what it judges. True for the second and
-// later bytes of what stands at the text's beginning.
+// Works on bytes, not characters, and shares no code with what it tests.
 bool BeginsHidden(std::string_view text) {
     const auto byte = [&](size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Text that drives a terminal or fools who reads it, and where it shows in output.
+// Text that controls a terminal or misleads its reader, and where it appears in output.
 #pragma once
 
 #include <string>
@@ -14,17 +14,17 @@ struct HostileText {
     std::string bytes;
 };
 
-// One of every class: what a value may hold between its first and its last letter.
+// One of each class: what a value may hold between its first and last letter.
 const std::vector<HostileText> &HostileTexts();
 
-// All of them one after the other, with letters between.
+// All of them joined, with letters between.
 std::string AllHostileTexts();
 
-// Of UTF-8 only, and without control characters: what counts as text.
+// Those in UTF-8 without control characters: what counts as text.
 std::string HostileWords();
 
-// What a terminal, or a reader, would take for something else than text: the first such bytes
-// with their place, as "\xNN at N"; empty when there are none. Line feeds and tabs are layout.
+// The first bytes that a terminal or a reader would not take for text, with their offset and the
+// text before them, as "\xNN at N: TEXT"; empty if there are none. Line feeds and tabs are layout.
 std::string HiddenIn(std::string_view output);
 
 }  // namespace zafo::test

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Somebody with write access to the directory chooses what root mounts, and what lies in it.
+// Someone with write access to the directory chooses what root mounts, and what is in it.
 #include <filesystem>
 #include <fstream>
 
@@ -23,7 +23,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// The options of the mount at a folder, as the kernel has them; empty: nothing is mounted there.
+// The kernel's options for the mount at a folder; empty if nothing is mounted there.
 std::string OptionsOf(const std::string &folder) {
     std::string options;
     for (const std::string &line : LinesOf("/proc/self/mountinfo")) {
@@ -43,7 +43,7 @@ class Mounting : public testing::Test {
     const Exports exports_;
 };
 
-// --- what is mounted ------------------------------------------------------------
+// --- mounts ------------------------------------------------------------
 
 TEST_F(Mounting, RefusesWhatIsNoNetworkExportBeforeAnythingIsMade) {
     const std::string bell = "nas:/homes\a";
@@ -104,7 +104,7 @@ TEST_F(Mounting, TakesEveryFormOfANetworkExport) {
     }
 }
 
-// mount(8) takes what exists for a disk image, also a name that reads like a server's.
+// mount(8) treats anything that exists as a disk image, even if its name looks like a server's.
 TEST_F(Mounting, FileInTheWorkingFolderIsNoServer) {
     const fs::path before = fs::current_path();
     fs::create_directories("/tmp/trap/nas:");
@@ -126,7 +126,7 @@ TEST_F(Mounting, ExportGrantsNoProgramsNoSetIdBitsAndNoDevices) {
         EXPECT_THAT(options, HasSubstr(option));
 }
 
-// While root makes folders, everybody on the machine can see what is mounted.
+// While root creates folders, every local user can see what is mounted.
 TEST_F(Mounting, NobodyBecomesRootByAProgramInTheExport) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     const fs::path program = exports_.Add() / "become";
@@ -140,7 +140,7 @@ TEST_F(Mounting, NobodyBecomesRootByAProgramInTheExport) {
     EXPECT_THAT(run.out, Not(HasSubstr("0\n"))) << "nobody was root for a moment";
 }
 
-// --- what a directory says --------------------------------------------------------
+// --- hostile entries --------------------------------------------------------
 
 class HostileDirectory : public Mounting {
   protected:
@@ -165,7 +165,7 @@ class HostileDirectory : public Mounting {
             value + "\n");
         server_.Flush();
     }
-    // Names as the directory has them, which need not be those of an RDN.
+    // Names as in the directory, which need not match the RDN.
     void AddUser(const std::string &rdn, const std::string &name) {
         server_.Change("dn: cn=" + rdn +
                        ",cn=users,dc=example,dc=com\nchangetype: add\n"

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// zafo-poller WHAT CPU STOP TERCES…: looks for secrets where others can read, as fast as it can, until the file STOP
-// exists. The secrets are given backwards, so that the poller is no find itself.
+// zafo-poller WHAT CPU STOP TERCES…: looks for secrets where others can read, as fast as it can,
+// until the file STOP exists. The secrets are given backwards, so that the poller does not find
+// itself.
 //
-//   cmdline   the argument vectors of all processes, those that are about to be started among them
+//   cmdline   the argument vectors of all processes, including those about to start
 //   environ   their environments
-//   files     what stands in the shared folders
+//   files     the contents of the shared folders
 //
-// Says "ready" when it has begun, then one line each: "looks N", "tools N" (how many processes of directory
-// tools it saw; of change files, for "files"), "busy MILLISECONDS" (processor time), and "found WHERE" for each
-// find.
+// Prints "ready" once it has started, then one line each: "looks N", "tools N" (directory tool
+// processes seen; for "files", change files), "busy MILLISECONDS" (processor time), and "found
+// WHERE" for each find.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
@@ -43,7 +44,7 @@ struct Report {
     }
 };
 
-// What can be read at once, empty where that is nothing.
+// What can be read without waiting; empty if nothing.
 std::string_view Content(const char *path) {
     static std::array<char, 1 << 18> bytes;
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
@@ -66,7 +67,7 @@ class Processes {
     Processes(const Processes &) = delete;
     Processes &operator=(const Processes &) = delete;
 
-    // The numbers after the highest are those of the processes that come next.
+    // The numbers after the highest are those of the next processes.
     void Look(Report &report) {
         rewinddir(folder_);
         while (const dirent *entry = readdir(folder_)) {
@@ -148,7 +149,7 @@ int main(int argc, char **argv) {
     };
     for (int pass = 0; pass % 16 != 0 || access(argv[3], F_OK) != 0; pass++)
         look();
-    // What was there when the file appeared is seen in any case.
+    // Whatever existed when the file appeared is always seen.
     look();
     std::printf("looks %ld\ntools %zu\nbusy %ld\n", report.looks, report.tools.size(),
                 BusyMilliseconds());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Root runs shell scripts with an environment that somebody else has prepared: a file to read first, functions
-// in place of commands.
+// Root runs shell scripts with an environment prepared by someone else: a startup file to source,
+// functions in place of commands.
 #include <filesystem>
 #include <fstream>
 

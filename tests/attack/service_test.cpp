@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The server's start and end as root: what a caller's environment and the server's own user, who owns the
-// data folder, can make of them.
+// The server's start and stop as root: what can be done through the caller's environment, or by the
+// server's own user, who owns the data folder.
 #include "platform/service.h"
 
 #include <pwd.h>
@@ -39,7 +39,7 @@ class Environment : public NewMachineTest {
     }
     void TearDown() override { fs::remove("/tmp/evil.ran"); }
 
-    // With every variable set that makes bash run something.
+    // With every variable set that makes bash execute something.
     static rig::ProgramRun Run(const std::vector<std::string> &argv) {
         std::vector<std::string> words{"env",
                                        std::string("BASH_ENV=") + kScript,
@@ -76,7 +76,7 @@ TEST_F(Environment, OfTheCallerIsNotRunByTheServicesScripts) {
 constexpr const char *kVictim = "/etc/victim";
 constexpr const char *kMissing = "/etc/missing";
 
-// The server's user, and a server that has one entry and is stopped.
+// The server's user, and a stopped server with one entry.
 class DataFolder : public NewMachineTest {
   protected:
     void SetUp() override {
@@ -107,7 +107,7 @@ class DataFolder : public NewMachineTest {
         return rig::RunProgram(AsServer(script));
     }
 
-    // Puts a link there as soon as there is none, again and again.
+    // Creates a link there again and again, as soon as there is none.
     void KeepPlanting(const std::string &target, const std::string &link) {
         planter_ = fork();
         ASSERT_GE(planter_, 0);
@@ -145,7 +145,7 @@ TEST_F(DataFolder, LinkForTheMarkerMakesNoFileElsewhere) {
     EXPECT_FALSE(fs::exists(kMissing));
 }
 
-// As the moment finds it between the removal of the old database and the copy.
+// In the window between the removal of the old database and the copy.
 TEST_F(DataFolder, LinkForItsSettingsDoesNotLeadTheirCopyElsewhere) {
     const std::string link = std::string(kDatabase) + "/DB_CONFIG";
     ASSERT_EQ(RunAsServer("ln -s " + std::string(kVictim) + " " + link).exit_code, 0);
@@ -172,7 +172,7 @@ TEST_F(DataFolder, SettingsAreStillCopiedWhenItIsReset) {
     EXPECT_TRUE(fs::exists(std::string(kDatabase) + "/DB_CONFIG"));
 }
 
-// A kernel that lets everybody link to any file is played by root, who may.
+// Simulates, as root, a kernel that lets everyone link to any file.
 TEST_F(DataFolder, LinksInItGiveNothingElseToTheServer) {
     const std::string data = kDatabase;
     ASSERT_EQ(link(kVictim, (data + "/hard").c_str()), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Names in "/tmp" that are known before: another account is there first. What root does with
-// them must not fail, wait, follow or remove what is not meant.
+// Predictable names in "/tmp" that another account has taken first. Root must not fail, wait,
+// follow a link or remove the wrong file.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -35,7 +35,7 @@ using testing::Not;
 constexpr const char *kConfLock = "/tmp/.zafoldap_conf.lock";
 constexpr const char *kMarker = "/tmp/zafoldap_debug";
 constexpr const char *kLog = "/var/log/messages";
-constexpr uid_t kOther = 65533;  // one more account without rights
+constexpr uid_t kOther = 65533;  // another unprivileged account
 
 struct stat StatusOf(const std::string &path) {
     struct stat status {};
@@ -43,8 +43,8 @@ struct stat StatusOf(const std::string &path) {
     return status;
 }
 
-// A process of its own, perhaps another account's, that ends with what `body` returns. One that
-// waits for ever is ended.
+// A separate process, optionally under another account, that exits with what `body` returns. It is
+// killed if it does not end.
 class Process {
   public:
     Process(uid_t uid, const std::function<int()> &body) {
@@ -116,7 +116,7 @@ class SharedFolder : public testing::Test {
 struct LockPlant {
     const char *name;
     const char *command;
-    const char *left;  // what stays of it beside the lock; "" nothing
+    const char *left;  // what is left of it beside the lock; "" nothing
 };
 
 class PlantedLock : public SharedFolder,
@@ -163,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(
                (std::get<1>(test.param) == 01777 ? "" : "InAFolderWithoutStickyBit");
     });
 
-// What the stranger can do where the kernel does not protect hard links, done for him.
+// What the stranger can do where the kernel does not protect hard links, done on his behalf.
 TEST_F(SharedFolder, LockThatIsAHardLinkToAFileOfRootsIsReplacedAndTheFileKept) {
     rig::WriteFile("/tmp/precious", "precious\n");
     fs::create_hard_link("/tmp/precious", kConfLock);
@@ -222,13 +222,13 @@ TEST_F(SharedFolder, BusyStrangerLosesEveryRaceForTheLock) {
         ASSERT_GE(fd, 0) << i;
         ASSERT_EQ(StatusOf(kConfLock).st_uid, 0U);
         ASSERT_TRUE(S_ISREG(StatusOf(kConfLock).st_mode));
-        unlink(kConfLock);  // so that he can try again
+        unlink(kConfLock);  // so that the stranger can try again
         ZAFOLDAPUnLock(fd);
     }
     EXPECT_FALSE(fs::exists("/var/target"));
 }
 
-// Processes of root's that replace a plant at the same time: one has the lock, not two.
+// When root's processes replace a plant concurrently, only one of them gets the lock.
 TEST_F(SharedFolder, PlantNeverLetsTwoHoldTheLock) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     for (int round = 0; round < 40; ++round) {
@@ -299,8 +299,8 @@ TEST_F(SharedFolder, UserWhoCannotRemoveAPlantIsToldWhatItIs) {
 
 // --- Error files of searches ------------------------------------------------
 
-// A search of root's that fails while root debugs. `plant` is for a shell of the stranger's, who
-// sees the name in time.
+// A failing search by root with debugging on. `plant` is for the stranger's shell, which sees the
+// name in time.
 int FailingSearch(const std::string &plant) {
     ZAFOLDAP_HOST host{};
     char uri[] = "127.0.0.1:1";
@@ -369,11 +369,11 @@ TEST_F(SharedFolder, FilesOfAStrangersUnderThoseNamesStopNoOrdinaryUserEither) {
     close(go[1]);
 }
 
-// --- What killed processes leave --------------------------------------------
+// --- Leftovers of killed processes --------------------------------------------
 
 class LeftoverFiles : public SharedFolder {
   protected:
-    // A change file of a process that was killed.
+    // A change file of a killed process.
     static std::string Left() {
         Process killed(0, [] {
             ZAFOLDAP_LDIF file;
@@ -400,7 +400,7 @@ TEST_F(LeftoverFiles, GoAtTheNextStartOfAnyProgram) {
 }
 
 TEST_F(LeftoverFiles, ErrorFilesAndEmptyMountPointsGoToo) {
-    const std::string gone = std::to_string((1 << 22) + 1);  // more than any process has
+    const std::string gone = std::to_string((1 << 22) + 1);  // above any possible pid
     const std::string error_file = "/tmp/ldapsearch.err." + gone + ".0";
     const std::string point = "/zafoldaphomefolder." + gone, full = point + "7";
     rig::WriteFile(error_file, "");
@@ -423,7 +423,7 @@ TEST_F(LeftoverFiles, OfLivingProcessesStay) {
 }
 
 TEST_F(LeftoverFiles, OfAProcessWhoseNumberHasBeenGivenAgainGo) {
-    // The next numbers; one of them is the sleeper's.
+    // The next pids; one of them is the sleeper's.
     const pid_t here = getpid();
     const auto name = [](pid_t pid) { return "/tmp/" + std::to_string(pid) + "_0.ldif"; };
     pid_t last = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Attacks by somebody who has an ordinary account on the machine and no right beyond it. The private root
-// has the machine's account numbers when it is made by root; where it is made by an ordinary user
-// there is only one account, and these tests are skipped.
+// Attacks by someone with an ordinary account on the machine and no further rights. The private
+// root has the machine's user ids when it is created by root; created by an ordinary user, it has
+// only one account, and these tests are skipped.
 #pragma once
 
 #include <sys/types.h>
@@ -23,7 +23,7 @@ inline constexpr uid_t kNobody = 65534;
 // Whether a process can become another account here.
 bool HasOtherAccounts();
 
-// Runs a program as nobody, with nobody's groups only.
+// Runs a program as nobody, with only nobody's groups.
 rig::ProgramRun AsNobody(const std::vector<std::string> &argv, std::string_view input = "");
 
 }  // namespace zafo::test

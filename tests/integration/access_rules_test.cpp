@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Who may do what on the appliance's own server: every cell by a client that is bound as somebody,
-// and by what slapacl(8) says of the rules.
+// Who may do what on the appliance's own server: each cell is checked with a bound client, and with
+// slapacl(8) on the rules.
 #include <map>
 #include <string>
 #include <vector>
@@ -28,8 +28,8 @@ constexpr const char *kNames[] = {
     "anonymous",        "the user", "another user", "an operator", "one of the administrators",
     "the administrator"};
 
-// anna is looked at, bob is another user, olga an operator, chief in the group of administrators and no
-// operator.
+// anna is the entry under test, bob another user, olga an operator, chief a member of the group of
+// administrators but not an operator.
 const OwnServer &Server() {
     static const OwnServer &server = [&]() -> const OwnServer & {
         OwnServer &made = OwnServer::Get();
@@ -88,7 +88,7 @@ bool Reads(Who who, const std::string &dn, const std::string &attribute) {
     return run.out.find("\n" + attribute + ":") != std::string::npos;
 }
 
-// The same value again: a right is a right, and nothing changes for the next cell.
+// Writes the same value again: that needs the right, but changes nothing for the next cell.
 bool Writes(Who who, const std::string &dn, const std::string &attribute) {
     const std::string line = Content(dn, attribute);
     EXPECT_NE(line, "") << attribute << " is not there to be written";
@@ -108,7 +108,7 @@ bool Compares(Who who, const std::string &dn, const std::string &attribute) {
     return run.exit_code != kInsufficientAccess;
 }
 
-// What may be done, as "rwc" with "-" for what may not.
+// The rights as "rwc", with "-" for each that is denied.
 std::string Rights(Who who, const std::string &dn, const std::string &attribute) {
     std::string rights;
     rights += Reads(who, dn, attribute) ? 'r' : '-';
@@ -125,7 +125,7 @@ struct AttributeRow {
 };
 
 constexpr AttributeRow kAttributes[] = {
-    // An administrator passes every rule; whoever else may set a password may not read it.
+    // The administrator bypasses all rules; others who may set a password may not read it.
     {"userPassword", {"---", "-w-", "---", "-w-", "---", "rwc"}},
     {"sambaNTPassword", {"---", "rwc", "---", "rwc", "---", "rwc"}},
     {"sambaLMPassword", {"---", "rwc", "---", "rwc", "---", "rwc"}},
@@ -146,7 +146,8 @@ constexpr AttributeRow kAttributes[] = {
     {"sambaSID", {"r-c", "r-c", "r-c", "rwc", "r-c", "rwc"}},
 };
 
-// The same of an account in the group of administrators, "the user" apart, who is the administrator here.
+// The same for an account in the group of administrators, except for "the user", who is that
+// account here.
 constexpr AttributeRow kAdministratorsAttributes[] = {
     {"userPassword", {"---", "---", "---", "---", "-w-", "rwc"}},
     {"sambaNTPassword", {"---", "---", "---", "---", "rwc", "rwc"}},
@@ -174,11 +175,11 @@ TEST_P(UserAttribute, IsOpenToWhomTheRulesSay) {
     }
 }
 
-// slapacl works on the files: it says what the rules mean, whatever a server does.
+// slapacl works on the files: it shows what the rules mean, whatever a server does.
 std::string RightsBySlapacl(Who who, const std::string &dn, const std::string &attribute) {
     std::vector<std::string> argv{"slapacl", "-f", "/usr/zafo/etc/openldap/slapd.conf", "-b", dn};
     if (who != kAnonymous) argv.insert(argv.end(), {"-D", As(who).dn});
-    // Some rights depend on the value; without one, the right to increment is asked for.
+    // Some rights depend on the value; without one, the right to increment is checked.
     const std::string number =
         attribute.ends_with("Number") && attribute != "telephoneNumber" ? ":1000005" : "";
     for (const char *level : {"/read", "/write", "/compare"})
@@ -269,8 +270,8 @@ TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
 // --- New entries, container by container -------------------------------------------------
 
 struct ContainerRow {
-    const char *container;  // above the suffix
-    const char *who;        // may add below it: "o", an operator, "a", the administrator
+    const char *container;  // relative to the suffix
+    const char *who;        // may add entries below it: "o", an operator, "a", the administrator
 };
 
 class Container : public testing::TestWithParam<ContainerRow> {};
@@ -302,7 +303,7 @@ INSTANTIATE_TEST_SUITE_P(AccessRules, Container,
                                          ContainerRow{"cn=users,cn=groups,", "oa"},
                                          ContainerRow{"uid=anna,cn=users,", "oa"}));
 
-// --- Getting more than one has ---------------------------------------------------------
+// --- Privilege escalation ---------------------------------------------------------
 
 int ChangesOwn(const std::string &change) {
     return Server()

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Accounts of the example directory as the library sees them, beside what the system's own
-// client says.
+// Accounts of the example directory as the library sees them, compared with the system's own
+// client.
 #include <algorithm>
 #include <memory>
 #include <set>
@@ -191,7 +191,7 @@ TEST_F(AccountReading, WhoIsNotInAGroupIsEverybodyElse) {
     EXPECT_EQ(list.Content(), others);
 }
 
-// What a reader may see ends at the server's size limit, result code 4.
+// The server's size limit ends what a reader sees, with result code 4.
 TEST_F(AccountReading, ListOfALimitedReaderIsCutAndSaysSo) {
     host_.BindAs(rig::kReaderDN, rig::kExampleUserPassword);
     StringList names;
@@ -220,7 +220,7 @@ TEST_F(AccountReading, CheckFailsForAWrongPassword) {
     EXPECT_EQ(ZAFOLDAPErrGet(), 49);
 }
 
-// Accounts as other programs make them, in a place of their own.
+// Accounts as other programs create them, in their own container.
 class ForeignAccounts : public AccountReading {
   protected:
     ForeignAccounts() {
@@ -230,7 +230,7 @@ class ForeignAccounts : public AccountReading {
     }
     ~ForeignAccounts() override { ExampleDirectory::Get().Client("ldapdelete", {"-r", kPlace}); }
 
-    // The DN of a new user; `uid_attr` may have an option.
+    // Returns the new user's DN; `uid_attr` may have an option.
     static std::string AddUser(const std::string &cn, const Texts &uids,
                                const std::string &uid_attr = "uid") {
         LdifEntry entry("cn=" + cn + "," + kPlace);
@@ -263,7 +263,7 @@ TEST_F(ForeignAccounts, UserOfTwoNamesHasNoOneName) {
     EXPECT_THAT(names.Content(), ElementsAre("ann"));
 }
 
-// A name in another language only is no login name.
+// A name with a language option only is not a login name.
 TEST_F(ForeignAccounts, UserWithoutAPlainNameIsCountedAndNotListed) {
     const std::string dn = AddUser("one", {"anna"}, "uid;lang-de");
     AddUser("two", {"bob"});

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Accounts that a real server refuses to make, change or delete: what a caller hears, and what
-// is in the directory afterwards. A change of several steps keeps those that were made.
+// Accounts that a real server refuses to create, change or delete: the error returned, and what is
+// in the directory afterwards. A multi-step change keeps the steps that succeeded.
 #include <filesystem>
 #include <functional>
 
@@ -27,7 +27,7 @@ const rig::Variant &VariantNamed(std::string_view name) {
     throw std::invalid_argument("no such kind of server");
 }
 
-// Alice and a team exist. The calls are made on a connection that a test may change.
+// Alice and a team exist. The calls use a connection that a test may change.
 class Refused : public AccountTest {
   protected:
     explicit Refused(const char *variant = "posix")
@@ -56,7 +56,7 @@ class Refused : public AccountTest {
         return ZAFOLDAPBrowserUserEdit(connection_, dn.c_str(), &record, nullptr, nullptr);
     }
 
-    // A call fails with this library error and changes just this.
+    // Expects a call to fail with this library error and to make exactly these changes.
     void Expect(int code, const std::function<int()> &call, const Texts &changes = {}) {
         ZAFOLDAPErrReset();
         EXPECT_EQ(call(), -1);
@@ -108,7 +108,7 @@ TEST_F(Refused, AServerOfWhichNothingIsKnownGetsNoUser) {
     Expect(2, [&] { return Add(kBob); });
 }
 
-// An entry of the class "account" may not have a password.
+// An entry of class "account" may not have a password.
 TEST_F(Refused, AUserWhosePasswordIsRefusedIsThereWithoutIt) {
     connection_.Record()->nSchema = ZAFOLDAP_CLASS_TOP;
     Expect(0,
@@ -158,7 +158,7 @@ TEST_F(Refused, AnEntryWithChildrenIsNotDeleted) {
     Expect(32, [&] { return ZAFOLDAPBrowserDeleteDN(connection_, kBobDN.c_str()); });
 }
 
-// A group that lists Alice by name only, as one does that was created with its members.
+// A group that lists Alice by name only, as groups created with their members do.
 TEST_F(Refused, ADeletedUserStaysInAGroupThatCannotFollow) {
     EXPECT_EQ(CreateGroup("crew", 6002, {"alice"}), 0);
     Changes();

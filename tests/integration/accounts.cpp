@@ -15,7 +15,7 @@ namespace {
 
 constexpr long long kSecondsOfADay = 86400;
 
-// What a value is, where the value itself cannot be known.
+// A placeholder where the value itself is unpredictable.
 std::string Shown(const std::string &attribute, const std::string &value) {
     const long long now = std::time(nullptr);
     if (attribute == "userPassword" && !value.empty() && value[0] == '{') {
@@ -34,7 +34,7 @@ char *OrNull(std::optional<std::string> &text) {
     return text ? text->data() : nullptr;
 }
 
-// Children before their parents: the longer DN is the deeper one.
+// Children before their parents: a child's DN is longer.
 Texts DeepestFirst(const Tree &tree) {
     Texts dns;
     for (const auto &[dn, lines] : tree)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Accounts on a real server of any kind: a connection that knows what the server is, the tree
-// as the system's own client sees it, and what a call changed in it.
+// Accounts on a real server of any kind: a connection that knows the server's kind, the tree as the
+// system's own client sees it, and the changes made by a call.
 #pragma once
 
 #include <map>
@@ -23,18 +23,18 @@ using Texts = std::vector<std::string>;
 inline constexpr const char *kUsersDN = "cn=users,dc=example,dc=com";
 inline constexpr const char *kGroupsDN = "cn=groups,dc=example,dc=com";
 
-// An entry's "attribute: value" lines, in alphabetical order. What differs from run to run is
-// shown by what it is: "{CRYPT}…" of a stored password, "today" and "now" of a change's time.
+// An entry's "attribute: value" lines, sorted. Values that differ between runs are shown by kind:
+// "{CRYPT}…" for a stored password, "today" and "now" for the time of a change.
 using Lines = std::multiset<std::string>;
 
-// The tree by DN. The counter of Samba identifiers is left out: every creation moves it.
+// The tree by DN, without the counter of Samba identifiers, which every creation changes.
 using Tree = std::map<std::string, Lines>;
 
 // "- DN" and "+ DN" for whole entries, "DN - line" and "DN + line" for lines.
 Texts Difference(const Tree &before, const Tree &after);
 
-// A user record that owns its texts. As a wish for an edit, what is not there is left alone,
-// and an empty text is to be removed.
+// A user record that owns its texts. In an edit, a missing text leaves the value alone and an empty
+// one removes it.
 struct Person {
     std::optional<std::string> name = {};
     std::optional<std::string> password = {};
@@ -47,11 +47,11 @@ struct Person {
     long expire = 0;
     int disallow = 0;
 
-    // The record for a call; it borrows this one's texts.
+    // The record for a call; it borrows this object's texts.
     ZAFOUSER Record();
 };
 
-// A whole one: "alice", 5001, 6001 and so on.
+// A complete one: "alice", 5001, 6001 and so on.
 Person Alice();
 
 struct FreeAccount {
@@ -61,10 +61,10 @@ struct FreeAccount {
 using User = std::unique_ptr<ZAFOUSER, FreeAccount>;
 using Group = std::unique_ptr<ZAFOGROUP, FreeAccount>;
 
-// The administrator's connection to a variant's server, which was asked once what it is.
+// The administrator's connection to a variant's server, whose kind has been detected once.
 const Connection &ConnectionTo(const rig::Variant &variant);
 
-// A test on one variant's server. Whatever the test adds to the tree is removed after it.
+// A test on one variant's server. Entries that a test adds are removed afterwards.
 class AccountTest : public testing::Test {
   protected:
     explicit AccountTest(const rig::Variant &variant);
@@ -74,16 +74,16 @@ class AccountTest : public testing::Test {
     bool Knows(unsigned object_class) const { return (variant_.schema & object_class) != 0; }
 
     Tree Now() const;
-    // What has changed since the last call of this function, or since the test began.
+    // What has changed since the last call, or since the test began.
     Texts Changes();
-    // An entry as Changes() has seen it last; no lines when there was none.
+    // An entry as last seen by Changes(); empty if it did not exist.
     Lines Seen(const std::string &dn) const;
 
     bool LetsIn(const std::string &dn, const std::string &password) const {
         return directory_.Binds(dn, password);
     }
 
-    // --- the library's calls, as tests like to write them -----------------------
+    // --- the library's calls in convenient form -----------------------
 
     int Create(Person person, const char *container = nullptr);
     int CreateGroup(const std::string &name, uint32_t gid, const Texts &members = {},

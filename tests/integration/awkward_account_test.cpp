@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Names and values that mean something to LDIF, to DNs, to filters or to printf: each is stored
-// exactly and read back exactly, or refused with an error, and no other entry is touched.
+// Names and values with a meaning in LDIF, DNs, filters or printf: each is stored and read back
+// exactly, or refused with an error, and no other entry is touched.
 #include "platform/error.h"
 #include "tests/integration/accounts.h"
 
@@ -24,16 +24,16 @@ std::string Times(size_t count, const std::string &text) {
     return all;
 }
 
-// What becomes of a text as a name, as a Directory String (full name, description) and as an
-// IA5 String (mail, home, shell).
+// How a text fares as a name, as a Directory String (full name, description) and as an IA5 String
+// (mail, home, shell).
 struct Case {
     std::string text;
     Outcome name = kStored;
     Outcome string = kStored;
     Outcome ia5 = kStored;
-    std::string in_filter = {};  // the name as a caller asks for it, where it must be escaped
+    std::string in_filter = {};  // the name as a caller must escape it
 };
-// Longer than what the server's index of RDNs takes.
+// Longer than the server's index of RDNs allows.
 const std::string kLongForAnRDN(400, 'x');
 
 const Case kCases[] = {
@@ -48,17 +48,17 @@ const Case kCases[] = {
     {"50%% off"},
     {"a,b+c=d;<e>"},
     {"uid=root,cn=users,dc=example,dc=com"},
-    {"a\\b", kRefused},  // the filter that asks for it is none
+    {"a\\b", kRefused},  // its filter would be invalid
     {"\\2c", kStored, kStored, kStored, "\\5c2c"},
     {"#1"},
     {"< file:///etc/passwd"},
     {": colon"},
     {"-D"},
-    {"by*", kRefused},  // finds another
+    {"by*", kRefused},  // matches another
     {")(uid=*", kStored, kStored, kStored, "\\29\\28uid=\\2a"},
     {"../a/b"},
     {"$HOME `id` $(id)", kRefused},
-    {"Jürgen Große\xcc\x81", kStored, kStored, kRefused},  // composed and not: stays so
+    {"Jürgen Große\xcc\x81", kStored, kStored, kRefused},  // kept unnormalised
     {"田中 さくら 👩‍💻🚀", kStored, kStored, kRefused},
     {"\xff\xfe", kRefused, kRefused, kRefused},
     {std::string(200, 'x')},
@@ -83,15 +83,15 @@ class AwkwardAccounts : public AccountTest {
         QLIBCErrSet(QLIB_ERR_NONE);
     }
 
-    // A call that must fail, give a reason, and change nothing.
+    // Expects a call to fail with a reason and without changes.
     void ExpectRefused(int result) {
         EXPECT_EQ(result, -1);
         EXPECT_TRUE(ZAFOLDAPErrGet() != 0 || QLIBCErrGet() != 0);
         EXPECT_THAT(Changes(), IsEmpty());
     }
 
-    // The DN of the one entry that has been added, and nothing else has changed; empty, and a
-    // failure, when it is not so. "- DN" stands for one that has gone.
+    // Expects exactly one entry to have been added ('+') or removed ('-'), and returns its DN;
+    // empty on failure.
     std::string OnlyOne(char sign) {
         const Texts changes = Changes();
         EXPECT_THAT(changes, ElementsAre(StartsWith(std::string(1, sign) + " ")));
@@ -116,7 +116,7 @@ class AwkwardAccounts : public AccountTest {
     static constexpr const char *kSubjects = "cn=subjects,cn=groups,dc=example,dc=com";
 };
 
-// Where "%%" stands for "%".
+// Escapes "%" as "%%".
 std::string AsFormatText(const std::string &text) {
     std::string value = text;
     for (size_t at = 0; (at = value.find("%%", at)) != std::string::npos; ++at)
@@ -157,7 +157,7 @@ TEST_F(AwkwardAccounts, NewNamesOfUsersAreStoredExactlyOrRefused) {
     Changes();
     for (const Case &item : kCases) {
         SCOPED_TRACE(item.text);
-        if (item.text == kLongForAnRDN) continue;  // the next test
+        if (item.text == kLongForAnRDN) continue;  // covered by the next test
         ClearErrors();
         const int result = Edit(kSubject, {.name = item.text});
         if (item.name == kRefused) {
@@ -174,7 +174,7 @@ TEST_F(AwkwardAccounts, NewNamesOfUsersAreStoredExactlyOrRefused) {
     }
 }
 
-// One change file, but two records: what the server refuses of the second comes after the first.
+// One change file with two records: the server refuses the second after it has applied the first.
 TEST_F(AwkwardAccounts, ANewNameThatTheServerCannotTakeAsRDNChangesTheOtherNameOnly) {
     Changes();
     EXPECT_EQ(Edit(kSubject, {.name = kLongForAnRDN}), -1);
@@ -260,7 +260,7 @@ TEST_F(AwkwardAccounts, ValuesOfPlainAttributesAreStoredExactlyOrRefused) {
     }
 }
 
-// With everything awkward at once from the start, further attributes included.
+// With everything awkward from the start, further attributes included.
 TEST_F(AwkwardAccounts, UsersAreCreatedWithAwkwardTextsEverywhere) {
     Changes();
     Person person = {.name = "a%n, \"b\"",
@@ -284,7 +284,7 @@ TEST_F(AwkwardAccounts, UsersAreCreatedWithAwkwardTextsEverywhere) {
     EXPECT_FALSE(LetsIn(dn, "%n\\\"' ü"));
 }
 
-// Nothing listens there: had a tool been run, the library error would say so.
+// Nothing listens there: if a tool had been run, the library error would show it.
 TEST_F(AwkwardAccounts, LineBreaksAreRefusedBeforeAnythingRuns) {
     Connection nowhere(directory_);
     ZAFOLDAPHostSet(nowhere.Record(), LDAP_HOST_ATTR_URI, "127.0.0.1:1");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where connections come from: the saved ones of the directory browser and the
-// appliance's own client binding.
+// Where connections come from: the directory browser's saved ones and the appliance's own client
+// binding.
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,7 +34,7 @@ mode_t ModeOf(const char *path) {
     return status.st_mode & 07777;
 }
 
-// A record that the test fills from a file.
+// A record that the test loads from a file.
 class Loaded {
   public:
     ~Loaded() { ZAFOLDAPHostFree(&host_); }
@@ -189,7 +189,7 @@ TEST_F(SavedConnection, OfTheLocalServerIsLocalhostWithStartTLS) {
     EXPECT_EQ(loaded_->nServerType, ZAFOLDAP_SERVER_GENERIC);
 }
 
-// Saves `rounds` connections of its own from a process of its own.
+// Saves `rounds` connections from a separate process.
 pid_t SaveInAnotherProcess(const std::string &name, int rounds) {
     const pid_t pid = fork();
     if (pid != 0) return pid;
@@ -308,7 +308,7 @@ TEST_F(Binding, IsReadFromAFileThatNslcdItselfAccepts) {
 
 TEST_F(Binding, WithoutAPasswordLeavesItUnset) {
     WriteFile(kBindFile, "uri ldap://127.0.0.1\nbase dc=example,dc=com\n");
-    EXPECT_EQ(loaded_.FromBinding(), 1);  // the schema may be read by everyone
+    EXPECT_EQ(loaded_.FromBinding(), 1);  // everyone may read the schema
     EXPECT_EQ(loaded_->szBindDN, nullptr);
     EXPECT_EQ(loaded_->szBindPasswd, nullptr);
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Servers that refuse, are not there, say nothing or cannot be trusted. Every
-// failure is the same to a caller: -1 and the tool's exit code, which is the LDAP
-// result code, or 255 when there was no answer at all.
+// Servers that refuse, are down, stay silent or cannot be trusted. Every failure looks the same to
+// a caller: -1 and the tool's exit code, which is the LDAP result code, or 255 if there was no
+// answer.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ constexpr const char *kTrustFile = "/usr/zafo/etc/ssl/ca.pem";
 constexpr const char *kLimitsFile = "/usr/zafo/etc/tools.conf";
 constexpr int kNoAnswer = 255;
 
-// A file with another content for as long as the object lives.
+// Replaces a file's content for the lifetime of the object.
 class ChangedFile {
   public:
     ChangedFile(std::string path, const std::string &content)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Groups from creation to deletion, on every kind of server, and both kinds of account as a real
-// client of the directory sees them.
+// Groups from creation to deletion, on every kind of server, and both kinds of account as seen by a
+// real directory client.
 #include <ctime>
 
 #include "platform/error.h"
@@ -21,7 +21,7 @@ class Groups : public AccountTest, public testing::WithParamInterface<rig::Varia
   protected:
     Groups() : AccountTest(GetParam()) {}
 
-    // A group of two and a description, and Changes() starts from there.
+    // Creates a group of two with a description; Changes() starts from there.
     void CreateTeam() {
         ASSERT_EQ(CreateGroup("team", 6001, {"bob", "alice"}, "Unser Büro"), 0);
         Changes();

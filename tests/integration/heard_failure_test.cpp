@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is a failure is said on the standard error of the program that calls the library.
+// Failures are reported on the standard error of the program that calls the library.
 #include <filesystem>
 
 #include "tests/integration/server_fixture.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Automount maps in a real directory and home folders in an export that the real mount(8)
-// mounts.
+// Automount maps in a real directory and home folders in an export mounted by the real mount(8).
 #include "tests/accounts/home_fixture.h"
 #include "tests/integration/pool_fixture.h"
 #include "tests/rig/cipher.h"
@@ -14,7 +13,7 @@ using testing::SizeIs;
 
 constexpr const char *kEveryKey = "automountKey=*,automountMapName=auto_home,dc=example,dc=com";
 
-// Exports are played, but for the one of RealExport.
+// Exports are simulated, except in RealHomes.
 class Homes : public testing::Test {
   protected:
     void SetUp() override {
@@ -106,7 +105,7 @@ TEST_F(Homes, FolderWithoutMapsIsAFailure) {
 
 // --- the kernel's own NFS, where the machine has it ----------------------------
 
-// Says why when it cannot be had.
+// Prints the reason when it is unavailable.
 constexpr const char *kStartServer = R"(
 for kind in nfs4 nfsd; do
     grep -qw "$kind" /proc/filesystems || { echo "the kernel has no $kind"; exit 1; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Numbers and SIDs from the pools of a real server, by one caller and by many at once.
+// Numbers and SIDs from the pools of a real server, for one caller and for many at the same time.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ using testing::ElementsAre;
 
 class IdPool : public testing::TestWithParam<NumberKind> {
   protected:
-    // The pool, its counter and the numbers in use.
+    // Sets the pool, its counter and the numbers in use.
     void Set(unsigned lowest, unsigned highest, unsigned counter,
              const std::vector<std::string> &used) {
         server_.SetPool(kind_, lowest, highest, counter);
@@ -123,12 +123,12 @@ INSTANTIATE_TEST_SUITE_P(Twins, IdPool, testing::Values(kUids, kGids),
 
 // --- many at once --------------------------------------------------------------
 
-// One line for each number that a worker got, or the words of its failure.
+// One line for each number that a worker got, or its error message.
 using Lines = std::multiset<std::string>;
 
-// A call that lost its counter ten times has failed; a caller calls again.
+// A call fails after losing the race for the counter ten times; callers then retry.
 constexpr int kCallsForANumber = 20;
-constexpr int kLostError = 16;  // the value to delete is not there any more
+constexpr int kLostError = 16;  // the value to delete no longer exists
 
 void Work(int count, const std::function<bool(std::string *)> &allocate, int out) {
     for (int i = 0; i < count; ++i) {
@@ -142,7 +142,7 @@ void Work(int count, const std::function<bool(std::string *)> &allocate, int out
     }
 }
 
-// What `workers` processes get that allocate at the same time.
+// The results of `workers` processes that allocate concurrently.
 Lines AllocateAtOnce(int workers, int count, const std::function<bool(std::string *)> &allocate) {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -171,7 +171,7 @@ constexpr int kWorkers = 8;
 constexpr int kPerWorker = ZAFO_SCALED_DOWN ? 5 : 25;
 constexpr int kTotal = kWorkers * kPerWorker;
 
-// "lost" lines are counted and taken out: everything else must be what was allocated.
+// Counts and removes the "lost" lines: everything else must be an allocated number.
 std::vector<std::string> Allocated(Lines lines) {
     testing::Test::RecordProperty("lost_calls", static_cast<int>(lines.count("lost")));
     lines.erase("lost");

@@ -133,7 +133,7 @@ std::vector<std::string> StringList::Content() const {
     return content;
 }
 
-// A process that ends while its files are read gives what was read so far.
+// If a process ends while its files are being read, returns what was read so far.
 std::string FileContent(const std::string &path) {
     std::string content;
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);

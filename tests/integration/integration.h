@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library's public interface in the shape that tests against a real server
-// like to use: connections and searches that own what they open.
+// The library's public interface in a form convenient for tests against a real server: connections
+// and searches that own what they open.
 #pragma once
 
 #include <chrono>
@@ -16,20 +16,19 @@ namespace zafo::test {
 using rig::ExampleDirectory;
 using rig::LdifEntry;
 
-// A connection record. It starts as the example directory's administrator over
-// plain LDAP.
+// A connection record. It starts as the example directory's administrator over plain LDAP.
 class Connection {
   public:
     explicit Connection(const std::string &uri = "127.0.0.1:389", int ssl_type = 0,
                         const std::string &base = rig::kExampleBase);
-    // As the administrator of another server, with a login suffix; the server has been asked
-    // what it is and what it knows.
+    // As the administrator of another server, with a login suffix; the server's kind and schema
+    // have been detected.
     explicit Connection(const ExampleDirectory &directory);
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
-    // NULL for both is anonymous.
+    // NULL for both binds anonymously.
     Connection &BindAs(const char *dn, const char *password);
     operator const ZAFOLDAP_HOST *() const { return &host_; }
     ZAFOLDAP_HOST *Record() { return &host_; }
@@ -39,7 +38,7 @@ class Connection {
 };
 
 struct Query {
-    std::string base = {};  // a whole DN; empty: the connection's base
+    std::string base = {};  // a full DN; empty: the connection's base
     std::string filter = {};
     std::string scope = {};
     std::vector<std::string> attributes = {};
@@ -65,13 +64,13 @@ struct SearchOutcome {
 // The current entry of an open search.
 LdifEntry EntryOf(const ZAFOLDAP_RESULT &result);
 
-// Reads a search to its end, one entry after the other.
+// Reads a search to its end, entry by entry.
 SearchOutcome Search(const ZAFOLDAP_HOST *host, const Query &query);
 
-// What is left of a value in the library's text form, which ends at a NUL byte.
+// The values as they appear in the library's text form, which ends at a NUL byte.
 LdifEntry AsText(LdifEntry entry);
 
-// A string list of the platform, and its content.
+// A platform string list and its content.
 class StringList {
   public:
     StringList();
@@ -90,7 +89,7 @@ class StringList {
 std::string FileContent(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
 
-// Process ids in the private root whose command line holds `text`.
+// Ids of the processes in the private root whose command line contains `text`.
 std::vector<int> ProcessesRunning(const std::string &text);
 
 }  // namespace zafo::test

@@ -23,8 +23,9 @@ constexpr const char *kNames[] = {"ldapsearch", "ldapmodify", "ldappasswd", "sla
                                   "slapadd",    "slapcat",    "slapindex",  "openssl"};
 constexpr const char *kStartProgram = "/usr/zafo/libexec/ldap-server-start";
 
-// What a tool calls itself does not count: only root calls, and the marker's program runs as the
-// server's user or below a tool. The server's start program is the child of its keeper.
+// Calls made by the tools themselves do not count: only those by root and directly from the victim
+// do, whereas the marker's program runs as the server's user or below a tool. The server's start
+// program is the child of its keeper.
 constexpr const char *kScript = R"script(#!/bin/bash
 state=/tmp/killing-tools
 name=${0##*/}

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stands under the tools' names: the call whose turn it is ends with kill -9, and with it the
-// process that is named as its victim, as if the power went.
+// Replaces the tools: the selected call ends with kill -9, together with the process named as its
+// victim, as in a power failure.
 #pragma once
 
 #include <sys/types.h>
@@ -13,7 +13,7 @@ namespace zafo::test {
 
 class KillingTools {
   public:
-    // kBefore: the tool has done nothing. kDuring: it has been at work for some milliseconds.
+    // kBefore: the tool has done nothing. kDuring: it has been working for some milliseconds.
     enum class Moment { kBefore, kDuring };
 
     KillingTools();
@@ -21,11 +21,11 @@ class KillingTools {
     KillingTools(const KillingTools &) = delete;
     KillingTools &operator=(const KillingTools &) = delete;
 
-    // Only calls of tools with these names, with blanks between them, count; empty: of all.
+    // Counts only calls of the tools with these names, separated by blanks; empty: of all.
     void Count(const std::string &names);
 
-    // Runs `work` in a process of its own, which dies at that call of a tool, counted from 1 (0:
-    // at none). True when it died, false when it went through.
+    // Runs `work` in a separate process, which is killed at that tool call, counted from 1 (0:
+    // never). True when it was killed, false when it ran to its end.
     bool Kills(const std::function<void()> &work, int call, Moment moment) const;
 };
 

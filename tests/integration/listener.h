@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A server that takes a connection, keeps what it hears and never answers.
+// A server that accepts connections, records what it receives and never answers.
 #pragma once
 
 #include <mutex>
@@ -19,7 +19,7 @@ class SilentServer {
     // "127.0.0.1:PORT".
     std::string Uri() const;
 
-    // Everything that came over all connections so far.
+    // Everything received so far, over all connections.
     std::string Heard();
 
   private:

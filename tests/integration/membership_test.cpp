@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Memberships changed on a real server, small and large, and looked at with the system's own
-// client.
+// Memberships changed on a real server, small and large, and checked with the system's own client.
 #include <set>
 
 #include "platform/error.h"
@@ -92,7 +91,7 @@ class Memberships : public AccountTest {
                                                 lists.Removed());
     }
 
-    // That exactly these are members, both ways.
+    // Expects exactly these members, in both attributes.
     void ExpectMembers(const std::string &cn, const Texts &names) {
         const auto found = directory_.Read(GroupDN(cn), "base", {"(cn=*)", "memberUid", "member"});
         ASSERT_THAT(found, SizeIs(1));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// All accounts of this system to the appliance's own server and back, with the files, hashes and
-// passwords that real programs know.
+// All accounts of this system migrated to the appliance's own server and back, checked against the
+// files, hashes and passwords that real programs know.
 #include <crypt.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -31,11 +31,11 @@ constexpr const char *kAccountConf = "/usr/zafo/etc/account.conf";
 constexpr const char *kSystemFiles[] = {"/etc/passwd", "/etc/shadow", "/etc/group", "/etc/gshadow"};
 constexpr unsigned kFirstUid = 2000;
 constexpr unsigned kFirstGid = 5000;
-constexpr unsigned kRounds = 7;  // memberships go round
+constexpr unsigned kRounds = 7;  // memberships rotate with this period
 
 const std::string kNoHash(32, 'X');
 
-// What is compared of an account, in one text each.
+// The compared facts of each account, as one text.
 using Accounts = std::map<std::string, std::string>;
 
 std::string PasswordOf(unsigned i) {
@@ -76,7 +76,7 @@ class Migration : public SharedServerTest {
         EmptyDirectory();
     }
 
-    // No ordinary local account, nothing stored beside.
+    // Removes all ordinary local accounts and all stored data.
     void EmptyLocal() const {
         for (size_t i = 0; i < before_.size(); ++i)
             WriteFile(kSystemFiles[i], before_[i]);
@@ -84,7 +84,7 @@ class Migration : public SharedServerTest {
             std::filesystem::remove(path);
     }
 
-    // Nothing in the directory but what enabling has made.
+    // Leaves only what enabling has created in the directory.
     static void EmptyDirectory() {
         std::string changes;
         for (const rig::LdifEntry &entry : Content()) {
@@ -128,7 +128,7 @@ class Migration : public SharedServerTest {
         if (samba) WriteFile(kSmbPasswd, smb);
     }
 
-    // The local users and groups whose names are the tests'.
+    // The local users and groups with the tests' names.
     static Accounts LocalUsers(bool samba = true) {
         Accounts accounts;
         StringList names;
@@ -195,12 +195,12 @@ class Migration : public SharedServerTest {
                    : ZAFOLDAPBrowserMigrateUserToLocal(host);
     }
 
-    // The saved connection, with what a migration wants to know of the server.
+    // The saved connection, with the server facts that a migration needs.
     class Host {
       public:
         Host() {
             EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host_, nullptr), 1);
-            host_.nSSLType = ZAFOLDAP_SSL_OFF;  // a third of the time, thousands of times
+            host_.nSSLType = ZAFOLDAP_SSL_OFF;  // a third of the time, over thousands of calls
             EXPECT_EQ(ZAFOLDAPHostGetSupportedSchema(&host_), 0);
             EXPECT_EQ(ZAFOLDAPBrowserCheckServerType(&host_), 0);
             if (host_.szLoginSuffix == nullptr) {
@@ -242,8 +242,8 @@ class Migration : public SharedServerTest {
             "\nuserPassword: " + password + "\n");
     }
 
-    // Runs the call in processes that are killed ever later, until one comes to its end; how many
-    // that took, -1 when it failed.
+    // Runs the call in processes that are killed later and later, until one runs to its end;
+    // returns how many that took, -1 when it failed.
     template <typename Call, typename AtRest>
     static int UntilDone(Call call, AtRest at_rest) {
         for (useconds_t round = 1;; ++round) {
@@ -316,8 +316,8 @@ TEST_F(Migration, RunAgainChangesNothing) {
 
 TEST_F(Migration, ToDirectorySkipsWhatIsTakenThere) {
     FillLocal(4, 2);
-    AddUser(NameOf(1), 9001, kFirstGid, "{crypt}!");     // the name
-    AddUser("x", kFirstUid + 2, kFirstGid, "{crypt}!");  // the number
+    AddUser(NameOf(1), 9001, kFirstGid, "{crypt}!");     // same name
+    AddUser("x", kFirstUid + 2, kFirstGid, "{crypt}!");  // same number
     const Host host;
     SystemLog::Get().Clear();
     ASSERT_EQ(ToDirectory(host), 0);
@@ -422,7 +422,7 @@ TEST_F(Migration, ThatIsKilledIsCompleteAfterItHasRunToItsEnd) {
     constexpr unsigned kUsers = 15, kGroups = 3;
     FillLocal(kUsers, kGroups);
     Host host;
-    // Samba's hashes follow an account in a second step, which an account that is there never gets.
+    // Samba hashes are added in a second step, which is skipped for an account that already exists.
     host.ForgetSamba();
     const Accounts users = LocalUsers(/*samba=*/false), groups = LocalGroups();
     ASSERT_GT(UntilDone([&] { return ToDirectory(host); }, [] {}), 1);

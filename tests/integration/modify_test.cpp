@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changes written through the library, looked at with the system's own client.
+// Changes written through the library and checked with the system's own client.
 #include <filesystem>
 #include <string>
 
@@ -28,7 +28,7 @@ std::vector<std::string> ChangeFiles() {
     return names;
 }
 
-// A parent and one entry, made anew for every test by the system's own client.
+// A parent and one entry, created anew for every test by the system's own client.
 class Modify : public testing::Test {
   protected:
     Modify() {
@@ -144,7 +144,7 @@ TEST_F(Modify, ModrdnGivesTheEntryItsNewName) {
     EXPECT_THAT(entries[0].All("cn"), ElementsAre("renamed"));
 }
 
-// Attribute lines make a change file non-empty, so a deletion is written with them.
+// A change file without attribute lines counts as empty, so a deletion is written with them.
 TEST_F(Modify, DeleteRemovesTheEntry) {
     ZAFOLDAPLdifAttr(&ldif_, "dn", "%s", kEntry);
     ZAFOLDAPLdifAttr(&ldif_, "changetype", "delete");
@@ -180,7 +180,7 @@ TEST_F(Modify, ABase64ValueReachesTheServerWithItsFinalZeroByte) {
     EXPECT_EQ(Apply(), 0);
     EXPECT_THAT(Values("description"),
                 ElementsAre(std::string(" : leading blank and colon\0", 27)));
-    // As text the zero byte ends the value, so the library reads what it wrote.
+    // The NUL byte ends the value in text form, so the library reads what it wrote.
     EXPECT_THAT(Search(connection_, {.base = kEntry}).entries.at(0).All("description"),
                 ElementsAre(" : leading blank and colon"));
 }
@@ -195,7 +195,7 @@ TEST_F(Modify, TheNameOfAnEntryMayNeedEscapes) {
     EXPECT_THAT(Below(), SizeIs(4));
 }
 
-// A compare-and-swap: the server refuses the whole modification when the old value is gone.
+// A compare-and-swap: the server refuses the whole modification if the old value is gone.
 TEST_F(Modify, ADeleteOfAValueThatIsNotThereIs16AndChangesNothing) {
     Begin(kEntry, "modify");
     ZAFOLDAPLdifAttrDelete(&ldif_, "sn", "Somebody else's");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's own server as the library makes it, in the private root of one test binary, and
-// the system's clients beside it.
+// The appliance's own server as the library sets it up, in the private root of one test binary,
+// with the system's clients.
 #pragma once
 
 #include <string>
@@ -24,7 +24,7 @@ struct ServerSettings {
     ZAFOLDAP_SERVER_PARAM Record() const;
 };
 
-// Who talks to the server; nobody's DN is anonymous.
+// Who talks to the server; an empty DN is anonymous.
 struct Identity {
     std::string dn = {};
     std::string password = {};
@@ -32,13 +32,13 @@ struct Identity {
 
 class OwnServer {
   public:
-    // Enables the service and the server; throws when that fails.
+    // Enables the service and the server; throws on failure.
     explicit OwnServer(ServerSettings settings = {});
     ~OwnServer();
     OwnServer(const OwnServer &) = delete;
     OwnServer &operator=(const OwnServer &) = delete;
 
-    // The one of this process, made on first use (more than 2 s).
+    // The server of this process, created on first use (more than 2 s).
     static OwnServer &Get();
 
     const ServerSettings &Settings() const { return settings_; }
@@ -51,11 +51,11 @@ class OwnServer {
     // A user with a password and the server's default primary group.
     void AddUser(const std::string &name, const std::string &password) const;
 
-    // A client of the system with StartTLS, bound as somebody.
+    // Runs a system client with StartTLS, bound as `who`.
     rig::ProgramRun Client(const Identity &who, const std::string &tool,
                            const std::vector<std::string> &arguments,
                            std::string_view input = "") const;
-    // As the administrator; throws when it fails.
+    // Applied as the administrator; throws on failure.
     void Change(std::string_view ldif) const;
 
   private:
@@ -63,7 +63,7 @@ class OwnServer {
     ZAFOLDAP_HOST host_{};
 };
 
-// Removes what enabling makes, the saved connections included, after stopping the server.
+// Stops the server and removes what enabling creates, including the saved connections.
 void ForgetServer();
 
 }  // namespace zafo::test

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What crosses the loopback network while the object lives, as anybody on the wire would see it.
+// Captures loopback traffic for the lifetime of the object, as an eavesdropper would see it.
 #pragma once
 
 #include <atomic>
@@ -11,7 +11,7 @@ namespace zafo::test {
 
 class PacketCapture {
   public:
-    // Why this root lets nobody listen; empty when it does.
+    // Why this root does not allow capturing; empty if it does.
     static std::string Missing();
 
     PacketCapture();
@@ -19,7 +19,7 @@ class PacketCapture {
     PacketCapture(const PacketCapture &) = delete;
     PacketCapture &operator=(const PacketCapture &) = delete;
 
-    // Ends the capture once nothing more comes. Every packet, one after the other.
+    // Ends the capture once traffic has ceased. Returns all packets, concatenated.
     std::string Finish();
 
   private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Passwords by the real tools: whether the server lets somebody in with them.
+// Passwords with the real tools: whether the server accepts them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's own kind of server with its number pools, and accounts that carry numbers.
+// The appliance's own kind of server with its number pools, and accounts that have numbers.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@
 
 namespace zafo::test {
 
-// Users and groups are twins.
+// Users and groups work alike.
 struct NumberKind {
     const char *attribute;
     const char *container;
@@ -55,7 +55,7 @@ class PoolServer {
     PoolServer(const PoolServer &) = delete;
     PoolServer &operator=(const PoolServer &) = delete;
 
-    // Changes are made together, by Flush.
+    // Changes are collected and applied by Flush.
     void Change(const std::string &record) { changes_ += record + "\n"; }
     void Flush() {
         if (!changes_.empty()) server_.Change(changes_);

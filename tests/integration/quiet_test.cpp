@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A program that calls the library sees nothing on its standard error that is not a failure: every exported
-// function that runs a tool, as it succeeds, on the appliance's own server and on those of others.
+// A program that calls the library sees nothing but failures on its standard error: every exported
+// function that runs a tool is called successfully, on the appliance's own server and on others.
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -19,13 +19,13 @@ namespace {
 
 constexpr const char *kBackupFolder = "/var/quiet-backups";
 
-// The functions that were called and said nothing.
+// The functions that were called without output.
 std::set<std::string> &Called() {
     static std::set<std::string> called;
     return called;
 }
 
-// Calls a function of the library; its result.
+// Calls a library function and returns its result.
 #define CALL(function, ...) (Called().insert(#function), function(__VA_ARGS__))
 
 struct FreeAccount {
@@ -46,7 +46,7 @@ std::string InTheTree(const char *rdn, const ZAFOLDAP_HOST &host) {
     return std::string(rdn) + "," + host.szBaseDN;
 }
 
-// --- what is asked of every server --------------------------------------------
+// --- calls made to every server --------------------------------------------
 
 void ExpectConnectionIsQuiet(ZAFOLDAP_HOST &host) {
     char text[1024] = "";
@@ -69,7 +69,7 @@ void ExpectNumbersAreQuiet(const ZAFOLDAP_HOST &host) {
         uint64_t number = 0;
         if (type == ZAFOLDAP_XID_DOMAIN_SID &&
             (host.nSchema & ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT) == 0) {
-            // Such a server says that there is no such DN at all: asked as well, and without words.
+            // Such a server reports that the DN does not exist; this too must be quiet.
             EXPECT_EQ(ZAFOLDAPSambaXidGet(&host, text, sizeof text, type), -1);
             continue;
         }
@@ -205,7 +205,7 @@ void ExpectChangesAreQuiet(const ZAFOLDAP_HOST &host) {
     EXPECT_EQ(CALL(ZAFOLDAPEncryptPasswd, "a secret", hash, sizeof hash), 0);
 }
 
-// --- servers of others --------------------------------------------------------
+// --- other servers --------------------------------------------------------
 
 class QuietDirectory : public testing::TestWithParam<rig::Variant> {
   protected:
@@ -317,7 +317,7 @@ TEST_F(QuietServer, HandsOutNumbers) {
     EXPECT_EQ(CALL(ZAFOLDAPAtomicRemoveAdd, &host_, counter.c_str(), "uidNumber", from.c_str(),
                    to.c_str()),
               0);
-    // Somebody else was quicker.
+    // Another caller was quicker.
     EXPECT_EQ(
         ZAFOLDAPAtomicRemoveAdd(&host_, counter.c_str(), "uidNumber", from.c_str(), to.c_str()),
         -1);
@@ -412,14 +412,14 @@ TEST_F(QuietServer, IsResetAndBegunByItsClients) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist(settings_.suffix.c_str()), 0);
     EXPECT_EQ(words_->Take(), "") << "looking for entries before there is a database";
     ASSERT_EQ(ZAFOLDAPServerStart(), 0);
-    // The base is not there yet: nobody calls that a failure.
+    // The base does not exist yet, which is not a failure.
     ZAFOLDAP_HOST host{};
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host, nullptr), 1);
     EXPECT_EQ(CALL(ZAFOLDAPBrowserRootNodeCreate, &host), 0);
     ZAFOLDAPHostFree(&host);
 }
 
-// What runs no tool: records, lists, files and slots of the library's own.
+// Functions that run no tool: the library's own records, lists, files and slots.
 const std::set<std::string> kWithoutTool = {"ZAFOLDAPBackupConfigFree",
                                             "ZAFOLDAPBackupConfigGet",
                                             "ZAFOLDAPBackupConfigSet",

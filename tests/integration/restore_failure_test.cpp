@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A restore that fails once the server had to be touched: the old entries are served again.
+// A restore that fails after it has touched the server: the old entries are served again.
 #include <signal.h>
 
 #include <filesystem>
@@ -32,14 +32,14 @@ TEST_F(FailedRestore, BecauseTheServerDoesNotStopChangesNothing) {
     EXPECT_THAT(run.err, HasSubstr("does not stop"));
     EXPECT_EQ(kill(pid, 0), 0) << "it was killed";
     ExpectNothingLeft();
-    // It was asked to end, and does so when it can.
+    // It has been asked to end, and does so when it can.
     kill(pid, SIGCONT);
     EXPECT_EQ(QLIBServiceStop(kService, 0), 0);
     ASSERT_EQ(QLIBServiceStart(kService, 0), 0);
     ExpectAsBefore();
 }
 
-// The start of the restored server is the first one; the next must succeed.
+// The start of the restored server comes first; the next one must succeed.
 constexpr const char *kFirstStartFails = R"(
 [ -e /tmp/started ] && exec @REAL@ "$@"
 : >/tmp/started
@@ -56,11 +56,11 @@ const StartRow kStarts[] = {
 };
 
 TEST_F(FailedRestore, BecauseTheRestoredServerDoesNotServeBringsTheOldEntriesBack) {
-    // The pid file of one that is dead is waited for.
+    // The start waits for the pid file of a dead server.
     for (const StartRow &row : kStarts) {
         SCOPED_TRACE(row.name);
         fs::remove("/tmp/started");
-        // Nobody starts it a second time, which would do.
+        // An automatic restart would succeed.
         const ServiceSettings once("restart = no\n");
         const Substitute start(kStartProgram, std::string(kFirstStartFails) + row.first_start);
         const rig::ProgramRun run = Restore(Backup());
@@ -78,7 +78,7 @@ TEST_F(FailedRestore, BecauseTheRestoredServerIsSilentBringsTheOldEntriesBack) {
     ExpectAsBefore();
 }
 
-// As with access rules that show nobody anything: then the database itself is asked.
+// With access rules that hide everything, the database itself is checked.
 TEST_F(FailedRestore, IsNotToldByAServerThatShowsNothingToStrangers) {
     const Substitute search(kSearch, "echo 'No such object (32)' >&2\nexit 32\n");
     EXPECT_EQ(Restore(Backup()).exit_code, 0);
@@ -105,7 +105,7 @@ TEST_F(FailedRestore, OfAStoppedServerLeavesItStopped) {
     ExpectNothingLeft();
 }
 
-// Entries are lost on the way into the database, and slapadd does not say so.
+// Entries are lost on the way into the database, and slapadd does not report it.
 TEST_F(FailedRestore, BecauseEntriesAreMissingInTheLoadedDatabaseChangesNothing) {
     const int pid = ServerPid();
     const Substitute slapadd("/usr/zafo/bin/slapadd",
@@ -129,7 +129,7 @@ TEST_F(FailedRestore, BecauseALoaderDiesChangesNothing) {
 }
 
 TEST_F(FailedRestore, BecauseTheDatabaseStaysInUseBringsTheServerBack) {
-    // Somebody who works on the files beneath the server.
+    // A process that works on the files beneath the server.
     rig::RunningTool user({"/usr/bin/sleep", "600"});
     const Substitute mark(
         "/usr/zafo/libexec/ldap-server-mark",
@@ -142,7 +142,7 @@ TEST_F(FailedRestore, BecauseTheDatabaseStaysInUseBringsTheServerBack) {
     ExpectAsBefore();
 }
 
-// More than a pipe holds, and nothing that compresses.
+// More than a pipe holds, and incompressible.
 std::string LargeBackup(const std::string &name, unsigned seed) {
     std::vector<Member> members = MembersOf(MakeBackup());
     std::string &entries = Named(members, "data/000001.ldif").bytes;
@@ -159,7 +159,7 @@ std::string LargeBackup(const std::string &name, unsigned seed) {
     return Packed(name, members);
 }
 
-// The file is written to while it is read for the second time.
+// The file is written to during its second reading.
 TEST_F(FailedRestore, BecauseTheFileIsAnotherOneAtTheSecondReadingChangesNothing) {
     const int pid = ServerPid();
     const std::string file = LargeBackup("written-to.tar.zst", 1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Restores that are killed, or to which the system says no, at one of their calls.
+// Restores that are killed, or whose system calls fail, at a given call.
 #pragma once
 
 #include <string>
@@ -13,7 +13,8 @@ namespace zafo::test {
 
 class FaultTest : public RestoreTest {
   protected:
-    // An administrator's certificate: a start does not look after its own then, which takes long.
+    // Uses an administrator's certificate: with it a start does not check its own, which takes
+    // long.
     static void SetUpTestSuite();
 
     static rig::FaultRun RestoreWith(const std::string &fault);
@@ -23,13 +24,13 @@ class FaultTest : public RestoreTest {
     // Does what the server's next start does first.
     static void Recover();
 
-    // The old or the restored entries, whole, and nothing beside them.
+    // Expects the old or the restored entries, complete, and nothing besides.
     static void ExpectEither(const std::string &entries);
 
-    // Which of the two is there does not depend on what the progress file says.
+    // What the progress file says does not affect which of the two is in place.
     static bool IsProgress(const rig::CountedCall &call);
 
-    // The number of the first call of a kind on a path that ends so.
+    // The number of the first call of a kind on a path with that suffix.
     static std::string CallOf(const rig::FaultRun &run, std::string_view kind,
                               std::string_view path);
 };

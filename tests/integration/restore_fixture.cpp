@@ -92,7 +92,7 @@ void Describe(std::vector<Member> &members, backup::Manifest manifest) {
 
 Substitute::Substitute(std::string path, std::string script) : path_(std::move(path)) {
     constexpr std::string_view kReal = "@REAL@";
-    // The tool front goes by the name under which it runs.
+    // The tool front acts on the name under which it runs.
     const std::string name = fs::path(path_).filename();
     const std::string real =
         fs::is_symlink(path_) ? "-a " + name + " /usr/zafo/bin/zafo-tool-front" : Aside();
@@ -154,7 +154,7 @@ void RestoreTest::ChangeEntries() {
                     "\nchangetype: add\nobjectClass: organizationalRole\ncn: " + name + "\n\n");
 }
 
-// Names what differs; the whole would fill pages.
+// Names the differences; the full text would fill pages.
 void RestoreTest::ExpectHolds(const std::string &entries) {
     const std::string held = Slapcat();
     if (held == entries) return;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Restoring on the appliance's own server: the program as the library runs it, and what must hold
-// whatever has become of a restore.
+// however a restore ends.
 #pragma once
 
 #include <string>
@@ -19,25 +19,25 @@ inline constexpr const char *kJournal = "/usr/zafo/etc/openldap/restore.journal"
 inline constexpr const char *kServiceSettings = "/usr/zafo/etc/service/ldap-server.conf";
 inline constexpr const char *kBackups = "/var/backups";
 
-// Makes a backup of the server as it is; its path. Throws when that fails.
+// Backs up the server as it is and returns the path. Throws on failure.
 std::string MakeBackup();
 
 rig::ProgramRun Restore(const std::string &file);
 
-// What is in a backup, to be changed and packed again.
+// The members of a backup, to be changed and packed again.
 std::vector<Member> MembersOf(const std::string &backup);
 
-// A file of those members under kBackups, with the right seal; the manifest as it stands.
+// Packs the members into a file under kBackups, with a correct seal and the manifest unchanged.
 std::string Packed(const std::string &name, const std::vector<Member> &members);
 
-// The manifest says again what the members hold.
+// Makes the manifest match the members again.
 void Describe(std::vector<Member> &members, backup::Manifest manifest);
 backup::Manifest ManifestOf(const std::vector<Member> &members);
 
-// Puts a script in the place of a program of the appliance; the program is back when it goes.
+// Replaces a program of the appliance with a script; the destructor puts the program back.
 class Substitute {
   public:
-    // "@REAL@" in the script becomes what runs the program itself.
+    // "@REAL@" in the script becomes the command that runs the program itself.
     Substitute(std::string path, std::string script);
     ~Substitute();
     Substitute(const Substitute &) = delete;
@@ -49,7 +49,7 @@ class Substitute {
     std::string path_;
 };
 
-// Settings of the service besides its own, gone with the owner.
+// Additional settings of the service, removed by the destructor.
 class ServiceSettings {
   public:
     explicit ServiceSettings(const std::string &text);
@@ -58,33 +58,33 @@ class ServiceSettings {
     ServiceSettings &operator=(const ServiceSettings &) = delete;
 };
 
-// Nothing of a restore is left beside the server's own files.
+// Expects no leftovers of a restore beside the server's own files.
 void ExpectNothingLeft();
 
-// The server of the binary with one backup of it; the entries have been changed since.
+// The server of the binary with one backup; the entries have been changed since.
 class RestoreTest : public ServerTest {
   protected:
     void SetUp() override;
 
     static OwnServer &Server() { return SharedServer(); }
-    static const std::string &Backup();    // the file
+    static const std::string &Backup();    // its path
     static const std::string &Restored();  // the entries in it, as slapcat(8) prints them
 
-    // Adds an entry that no backup has.
+    // Adds an entry that is in no backup.
     static void ChangeEntries();
 
-    // The server answers and holds exactly these entries, byte for byte.
+    // Expects the server to answer and to hold exactly these entries, byte for byte.
     static void ExpectServes(const std::string &entries);
     static void ExpectHolds(const std::string &entries);
 };
 
-// What a restore that came to nothing leaves.
+// Expects a failed restore to change nothing.
 class UnchangedTest : public RestoreTest {
   protected:
     void SetUp() override;
     void ExpectAsBefore() const;
 
-    std::string entries_;  // at the beginning
+    std::string entries_;  // at the start of the test
 };
 
 }  // namespace zafo::test

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A restore that is killed at every call with which it changes a file or starts a program. At the server's next start the old or the restored entries are there, to the last byte.
+// A restore that is killed at every call with which it changes a file or starts a program. At the
+// server's next start the old or the restored entries are in place, to the last byte.
 #include <algorithm>
 #include <filesystem>
 #include <string_view>
@@ -29,7 +30,7 @@ TEST_F(KilledRestore, AtAnyStepLeavesTheOldOrTheRestoredEntries) {
         SCOPED_TRACE("killed at call " + std::to_string(step) + ", " + call.kind + " " + call.path);
         EXPECT_TRUE(run.Died());
         has_journal = has_journal || fs::exists(kJournal);
-        // Before that the server goes on.
+        // Before that point the server keeps running.
         has_journal ? StopAndStart() : Recover();
         ExpectEither(entries);
         ++killed;
@@ -44,32 +45,32 @@ TEST_F(KilledRestore, AtAnyStepLeavesTheOldOrTheRestoredEntries) {
 
 // --- Loss of power ------------------------------------------------------------------------
 
-// A kind of call, and how its path ends.
+// A kind of call, and the suffix of its path.
 struct Step {
     std::string_view kind;
     std::string_view path;
 };
 
-// What is exchanged is on the disk before, and each step before the next one builds on it.
+// Everything is synced before it is swapped, and each step before the next one relies on it.
 constexpr Step kOrder[] = {
-    {"write", "/data.new/data.mdb"},    // the loaded database has its length
+    {"write", "/data.new/data.mdb"},    // the loaded database has its final length
     {"rename", "/data.new/dn2id.bdb"},  // all files are in the folder
     {"sync", "/data.new/data.mdb"},     // content
     {"sync", "/openldap/data.new"},     // names
     {"sync", "/etc/openldap"},          // the folder itself
-    {"sync", "/restore.journal.part"},  // what is about to be done
+    {"sync", "/restore.journal.part"},  // the intention
     {"rename", "/restore.journal"},     //
     {"sync", "/etc/openldap"},          //
     {"spawn", "/ldap-server-mark"},     // the server has stopped
-    {"rename", "/openldap/data.new"},   // the exchange
+    {"rename", "/openldap/data.new"},   // the swap
     {"sync", "/etc/openldap"},          //
-    {"rename", "/restore.journal"},     // it may be started
+    {"rename", "/restore.journal"},     // the server may be started
     {"sync", "/etc/openldap"},          //
     {"spawn", "/zafo-service-keeper"},  // it is started
     {"spawn", "/ldapsearch"},           // and asked
-    {"unlink", "/restore.journal"},     // the restore counts
+    {"unlink", "/restore.journal"},     // the restore is committed
     {"sync", "/etc/openldap"},          //
-    {"unlink", "data.mdb"},             // only now the old database goes
+    {"unlink", "data.mdb"},             // only now is the old database removed
 };
 
 TEST_F(KilledRestore, HasEveryStepOnTheDiskBeforeTheNext) {
@@ -91,7 +92,7 @@ TEST_F(KilledRestore, HasEveryStepOnTheDiskBeforeTheNext) {
 
 // --- What comes after a kill ----------------------------------------------------------------
 
-// What the clients wrote to the restored database is theirs.
+// What clients wrote to the restored database must be kept.
 TEST_F(KilledRestore, AfterItsServerServedKeepsWhatClientsHaveWritten) {
     const rig::FaultRun all = RestoreWith("");
     ASSERT_EQ(all.ExitCode(), 0);
@@ -119,7 +120,7 @@ constexpr NextRow kNext[] = {
     {"unlink", "/restore.journal", true},
 };
 
-// Its server is back, too, where it had been stopped.
+// If the server had been stopped, it is started again too.
 TEST_F(KilledRestore, IsRecoveredFromByTheNextJob) {
     const rig::FaultRun all = RestoreWith("");
     ASSERT_EQ(all.ExitCode(), 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A restore to which the system says no, at every call with which it changes a file.
+// A restore whose system calls fail, at every call with which it changes a file.
 #include <algorithm>
 
 #include "tests/integration/restore_faults.h"
@@ -16,7 +16,7 @@ class RefusedRestore : public FaultTest {
         ExpectNothingLeft();
     }
 
-    // Plays the failure at every call of that kind in turn.
+    // Injects the failure at every call of that kind in turn.
     static void ExpectUndoneAtEvery(const std::string &reason, const std::string &kind) {
         const rig::FaultRun all = RestoreWith("");
         ASSERT_EQ(all.ExitCode(), 0);
@@ -39,7 +39,7 @@ class RefusedRestore : public FaultTest {
         SCOPED_TRACE(fault + " " + path + ": exit code " + std::to_string(run.ExitCode()) + ", " +
                      run.words);
         EXPECT_GE(run.ExitCode(), 0);
-        // Some calls the restore does not depend on: it counts when it says so.
+        // The restore does not depend on some of the calls: its exit code decides.
         ExpectServes(run.ExitCode() == 0 ? Restored() : entries);
     }
 };
@@ -48,7 +48,7 @@ TEST_F(RefusedRestore, AtAnyWriteBecauseTheDiskIsFullIsUndone) {
     ExpectUndoneAtEvery("ENOSPC", "write");
 }
 
-// Full from some moment on, also while it is undone.
+// The disk is full from some moment on, also during the undo.
 TEST_F(RefusedRestore, OnADiskThatStaysFullIsUndone) {
     const rig::FaultRun all = RestoreWith("");
     ASSERT_EQ(all.ExitCode(), 0);

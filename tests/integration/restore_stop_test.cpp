@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A restore that is asked to end, and one that has no room for the restored entries.
+// A restore that is asked to stop, and one without room for the restored entries.
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -31,7 +31,7 @@ int StageOf(const std::string &progress) {
     return at == std::string::npos ? 0 : std::stoi(progress.substr(at + 7));
 }
 
-// Sends the signal as soon as a stage is entered; the exit code.
+// Sends the signal as soon as the stage begins; returns the exit code.
 int EndInStage(const std::string &backup, int stage, int signal) {
     constexpr const char *kProgress = "/var/log/zafoldap.progress";
     fs::remove(kProgress);
@@ -87,7 +87,7 @@ class NoRoom : public NewMachineTest {
         if (mounted_) umount2(kServerFolder, MNT_DETACH);
     }
 
-    // What is free afterwards.
+    // Fills the file system up to that much free space.
     static void LeaveFree(std::uintmax_t bytes) {
         fs::remove(kFiller);
         const std::uintmax_t all = fs::space(kServerFolder).available;
@@ -95,7 +95,7 @@ class NoRoom : public NewMachineTest {
         WriteFile(kFiller, std::string(all - bytes, 'x'));
     }
 
-    // Entries that are mostly names, which take more room in indexes than as text.
+    // Entries that are mostly names, which need more room in indexes than as text.
     std::string BackupOfNames() const {
         std::vector<Member> members = MembersOf(file_);
         std::string &entries = Named(members, "data/000001.ldif").bytes;
@@ -130,7 +130,7 @@ TEST_F(NoRoom, IsFoundOutBeforehandOrWhileLoadingAndTouchesNothing) {
     const std::string names = BackupOfNames();
     LeaveFree(512U << 10);
     ExpectRefused(file_, 9, "beside the database");
-    // Enough by the rule, and not for these entries.
+    // Enough by the estimate, but not for these entries.
     LeaveFree(4U << 20);
     ExpectRefused(names, 7, "slapadd");
     fs::remove(kFiller);

@@ -30,7 +30,7 @@ class Restoring : public RestoreTest {
 };
 
 TEST_F(Restoring, GivesBackTheEntriesToTheLastByte) {
-    // Also what the server keeps for itself, which clients and other servers go by.
+    // Including operational attributes, which clients and other servers rely on.
     for (const char *attribute : {"\nentryUUID: ", "\nentryCSN: ", "\ncreateTimestamp: ",
                                   "\ncreatorsName: ", "\nmodifyTimestamp: "})
         ASSERT_THAT(Restored(), HasSubstr(attribute));
@@ -89,7 +89,7 @@ TEST_F(Restoring, KeepsOwnersAndModesAndSettingsOfTheDatabase) {
     const std::string settings = std::string(kDatabase) + "/DB_CONFIG";
     fs::copy_file("/usr/zafo/etc.defaults/openldap/data/DB_CONFIG", settings);
     fs::permissions(settings, fs::perms(0600));
-    // It belongs to the server from the next start on.
+    // The server owns it from its next start on.
     ASSERT_EQ(QLIBServiceStop(kService, 0), 0);
     ASSERT_EQ(QLIBServiceStart(kService, 0), 0);
     const std::string text = FileContent(settings);
@@ -215,7 +215,7 @@ void OfAnotherSuffix(std::vector<Member> &members) {
     Describe(members, manifest);
 }
 
-// As a file looks that was cut and repaired by somebody who meant well.
+// Looks like a truncated file that has been repaired with good intentions.
 void WithoutItsLastEntry(std::vector<Member> &members) {
     std::string &entries = Named(members, "data/000001.ldif").bytes;
     entries.resize(entries.rfind("\n\ndn:") + 2);
@@ -291,7 +291,7 @@ TEST_F(Restoring, IntoADatabaseThatMayNotGrowTouchesNothing) {
     ExpectNothingLeft();
 }
 
-// A server whose service was disabled while it runs could be stopped, and not be started again.
+// A server that runs although its service is disabled could be stopped, but not started again.
 TEST_F(Restoring, BeneathAServerThatIsNotEnabledTouchesNothing) {
     const std::string entries = Slapcat();
     ASSERT_EQ(QLIBServiceDisable(kService), 0);
@@ -303,7 +303,7 @@ TEST_F(Restoring, BeneathAServerThatIsNotEnabledTouchesNothing) {
     ExpectNothingLeft();
 }
 
-// The name alone would be exchanged, and the database end up elsewhere. Backups work.
+// Only the link would be swapped, and the database end up elsewhere. Backups do work.
 TEST_F(Restoring, IntoAFolderBehindALinkTouchesNothing) {
     constexpr const char *kElsewhere = "/usr/zafo/etc/moved";
     const std::string entries = Slapcat();
@@ -324,7 +324,7 @@ TEST_F(Restoring, IntoAFolderBehindALinkTouchesNothing) {
 
 class OnANewMachine : public RestoreTest {
   protected:
-    // The backup is another machine's then, which has never met this one's key.
+    // The backup then comes from another machine, which does not share this one's key.
     void SetUp() override {
         RestoreTest::SetUp();
         if (IsSkipped()) return;
@@ -351,7 +351,7 @@ TEST_F(OnANewMachine, BringsConfigurationAndConnectionWithIt) {
     ZAFOLDAPHostFree(&host);
 }
 
-// The last one: the server of this binary cannot be used after it.
+// Must be last: the server of this binary cannot be used afterwards.
 TEST_F(OnANewMachine, SaysThatThePasswordCannotBeRead) {
     fs::remove("/usr/zafo/etc/private/machine.key");
     const rig::ProgramRun run = Restore(Backup());

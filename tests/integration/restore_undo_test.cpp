@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A restore that is killed while it puts the old entries back, and starts of the server while one is at work.
+// A restore that is killed while it puts the old entries back, and server starts during a restore.
 #include <fcntl.h>
 #include <sys/file.h>
 
@@ -22,7 +22,7 @@ using testing::HasSubstr;
 
 class KilledUndoing : public FaultTest {
   protected:
-    // The restored server is started first; that fails, and the old one's start does not.
+    // The start of the restored server fails, the old server's does not.
     static rig::FaultRun Undo(const std::string &fault) {
         constexpr const char *kScript =
             "[ -e /tmp/started ] && exec @REAL@ \"$@\"\n: >/tmp/started\nexit 1\n";
@@ -61,7 +61,7 @@ TEST_F(KilledUndoing, AtAnyStepLeavesTheOldOrTheRestoredEntries) {
 
 class StartMeanwhile : public UnchangedTest {};
 
-// Waits until the restore has written down what it is about to do.
+// Waits until the restore has written its journal.
 void AwaitJournal() {
     for (int tries = 0; tries < 10000 && !fs::exists(kJournal); ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -86,7 +86,7 @@ TEST_F(StartMeanwhile, ThatIsGoingOnIsWaitedFor) {
     const Substitute mark("/usr/zafo/libexec/ldap-server-mark", "sleep 1\nexec @REAL@\n");
     UniqueFd lock(open("/var/run/ldap-server-start.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     rig::RunningTool restore({kBackupProgram, "-r", Backup()});
-    // It recovers what was cut off under the same lock before it begins.
+    // Before it begins, the restore runs recovery under the same lock.
     AwaitJournal();
     ASSERT_EQ(flock(lock.Get(), LOCK_EX), 0);
     int status = 0;

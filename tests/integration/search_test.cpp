@@ -74,7 +74,7 @@ std::vector<std::vector<std::pair<std::string, std::string>>> SortedValues(
     return all;
 }
 
-// DNs are left out here: the server writes their escapes in its own way.
+// Ignores DNs: the server escapes them in its own way.
 TEST(Search, EveryValueOfTheExampleComesBack) {
     std::vector<LdifEntry> model;
     for (LdifEntry &entry : rig::ExampleEntries({})) {
@@ -90,8 +90,7 @@ TEST(Search, EveryValueOfTheExampleComesBack) {
     }
 }
 
-// The server's form of the names: RFC 4514 escapes as two hexadecimal digits, all
-// else in UTF-8.
+// Names as the server writes them: RFC 4514 escapes as two hexadecimal digits, the rest in UTF-8.
 TEST(Search, EscapedAndForeignNamesAreWhole) {
     const SearchOutcome outcome =
         Search(Connection(), {.base = rig::kSpecimenBase, .scope = "one"});
@@ -106,7 +105,7 @@ TEST(Search, EscapedAndForeignNamesAreWhole) {
     }
 }
 
-// Every name that came out goes in again as a base.
+// Every name that was read is used as a base.
 TEST(Search, EveryNameReadIsAcceptedAsABase) {
     Connection connection;
     const SearchOutcome all =
@@ -205,8 +204,8 @@ struct Window {
     int count;
 };
 
-// The window is the library's own: it must be the slice of the whole answer.
-// Three entries with references to other servers between them.
+// The library implements the window: it must be the same slice of the full answer. Three entries,
+// with references to other servers between them.
 class SearchReferences : public testing::Test {
   protected:
     SearchReferences() {

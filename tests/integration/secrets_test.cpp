@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where a bind password must never show: in the process list and the environments
-// that everybody can read, in the log (with the debug switch on), in "/tmp". The
-// search and modify vectors carry it to the platform, which takes it out before it
-// starts the tool front.
+// Where a bind password must never appear: in the process list and in environments that others can
+// read, in the log (with the debug switch on), in "/tmp". The search and modify vectors carry it to
+// the platform, which removes it before it starts the tool front.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,7 +29,7 @@ using testing::Not;
 
 namespace fs = std::filesystem;
 
-// What showed the secret: the process, its file in /proc and the program behind it.
+// Where the secret appeared: the process, its file in /proc and its program.
 struct Sighting {
     std::string process;
     std::string file;
@@ -47,7 +46,7 @@ std::string ProgramOf(const fs::path &process) {
     return fs::read_symlink(process / "exe", gone).string();
 }
 
-// One look at every process.
+// Examines every process once.
 std::vector<Sighting> LookForSecret(const std::string &secret) {
     std::vector<Sighting> sightings;
     for (const auto &process : fs::directory_iterator("/proc")) {
@@ -120,7 +119,7 @@ TEST(Secrets, TheObserverSeesAPasswordThatIsAnArgument) {
 
 class SecretOfRunningTool : public testing::TestWithParam<int> {};
 
-// The server never answers, so this is a look at tools in the middle of their work.
+// The server never answers, so this examines running tools.
 TEST_P(SecretOfRunningTool, IsInNoCommandLineAndNoEnvironment) {
     WriteFile("/usr/zafo/etc/tools.conf", "timeout 1\nnetwork_timeout 1\n");
     const std::string &password = Password();
@@ -200,7 +199,7 @@ std::vector<std::string> FilesHolding(const std::string &secret, const char *fol
     return files;
 }
 
-// The switch keeps change files for inspection; they are the owner's alone.
+// The switch keeps change files for inspection; only their owner may read them.
 TEST(Secrets, AreInNoFileThatTheLibraryLeavesInTmp) {
     Connection connection("localhost", 2);
     ASSERT_EQ(ChangeDescription(connection, "kept for inspection"), 0);

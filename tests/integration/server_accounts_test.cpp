@@ -119,7 +119,7 @@ class AutomountMaps : public SharedServerTest {
         return dns;
     }
 
-    const Exports exports_;  // nothing: folders are another matter
+    const Exports exports_;  // none: folders are tested elsewhere
 };
 
 constexpr const char *kHomeKey = "automountKey=/home,automountMapName=auto_master";

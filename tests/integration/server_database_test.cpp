@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The database past its server: loading entries, looking for one, and whether there are any.
+// The database without its server: loading entries, looking for one, and whether there are any.
 #include <filesystem>
 
 #include "platform/service.h"
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 using testing::Contains;
 using testing::ElementsAre;
 
-constexpr int kRefused = 1;  // what slapadd exits with
+constexpr int kRefused = 1;  // slapadd's exit code
 
 // A change file with one entry.
 class LoadFile {
@@ -51,7 +51,7 @@ std::string BoxDN(const std::string &name) {
     return "cn=" + name + "," + ServerSettings().suffix;
 }
 
-// The server's own answer to whether an entry exists, and how it writes its DN.
+// The server's own answer on whether an entry exists, and how it writes its DN.
 std::string DNByServer(const std::string &dn) {
     const rig::ProgramRun run =
         rig::RunProgram({"ldapsearch", "-x", "-LLL", "-o", "ldif-wrap=no", "-H", "ldap://localhost",
@@ -93,7 +93,7 @@ struct ProbeRow {
     bool found;
 };
 
-// The DN stands in a filter as it is: what means something there is not found.
+// The DN is put into a filter unescaped: one with special characters is not found.
 constexpr ProbeRow kProbes[] = {
     {"cn=plain", true},
     {"cn=Two  blanks", true},
@@ -180,7 +180,7 @@ TEST_P(Refusal, ExitCodeIsInTheRecordAndIsTheLibraryError) {
 INSTANTIATE_TEST_SUITE_P(Server, Refusal, testing::ValuesIn(kRefusals),
                          [](const auto &row) { return row.param.name; });
 
-// slapadd(8) adds the entry first and looks for its parents at its end.
+// slapadd(8) adds the entry first and checks for its parents at the end.
 TEST_F(Orphans, AreReportedAndStay) {
     QLIBServiceDisable(kService);
     Enable(settings_);
@@ -224,8 +224,8 @@ TEST_F(Emptiness, EndsWithTheFirstEntryThatIsLoadedAndBeginsWithReset) {
     EXPECT_EQ(ZAFOLDAPServerDBIsEmpty(), 1);
 }
 
-// A server without entries has a database file all the same. What is added through it counts
-// from its next end on.
+// A server without entries still has a database file. What is added through it counts only once the
+// server has ended.
 TEST_F(Emptiness, OfAServerThatBeganEmptyEndsWhenItStops) {
     Configure();
     ASSERT_EQ(ZAFOLDAPServerStart(), 0);

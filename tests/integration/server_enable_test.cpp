@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Enabling and resetting the appliance's own server: what stands there afterwards, and what does
-// not change when it is done again.
+// Enabling and resetting the appliance's own server: the result, and what stays the same when it is
+// repeated.
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ constexpr const char *kExpected = "/mnt/src/tests/integration/golden/new_directo
 
 class NewServer : public SharedServerTest {};
 
-// What differs from one machine, day or password hash to the next.
+// Masks what differs between machines, days or password hashes.
 std::vector<rig::LdifEntry> Masked(std::vector<rig::LdifEntry> entries) {
     static const std::regex kSID("S-1-5-21-\\d+-\\d+-\\d+");
     for (rig::LdifEntry &entry : entries) {
@@ -43,8 +43,8 @@ TEST_F(NewServer, HoldsTheDirectoryOfANewAppliance) {
 
 struct FileRow {
     const char *path;
-    bool servers;  // belongs to the server's user, else to root
-    bool group;    // is the server's group's to read
+    bool servers;  // owned by the server's user, otherwise by root
+    bool group;    // readable by the server's group
     mode_t mode;
 };
 

@@ -15,7 +15,7 @@ namespace zafo::test {
 
 namespace {
 
-// What slapd keeps of an entry beside its content.
+// The operational attributes that slapd keeps with an entry.
 const std::set<std::string> kOperational{"structuralObjectClass", "entryUUID",  "creatorsName",
                                          "createTimestamp",       "entryCSN",   "modifiersName",
                                          "modifyTimestamp",       "contextCSN", "pwdChangedTime"};

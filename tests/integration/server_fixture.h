@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What tests of the appliance's own server have in common: one server for all that leave it as
-// they found it, the content of its database, and the codes of the last failure.
+// Shared by tests of the appliance's own server: one server for all tests that leave it as they
+// found it, the content of its database, and the codes of the last failure.
 #pragma once
 
 #include <string>
@@ -23,7 +23,7 @@ inline constexpr const char *kDatabase = "/usr/zafo/etc/openldap/data";
 inline constexpr const char *kMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 inline constexpr const char *kPidFile = "/var/run/slapd.pid";
 
-// Made on first use, and again after its end.
+// Created on first use, and again after EndSharedServer.
 OwnServer &SharedServer();
 void EndSharedServer();
 
@@ -36,26 +36,26 @@ struct Codes {
 Codes LastCodes();
 void PrintTo(const Codes &codes, std::ostream *out);
 
-// 0 or -1 with the slots cleared before.
+// 0 or -1, with the slots cleared beforehand.
 int Enable(const ServerSettings &settings);
 
-// The running server's process; 0 when there is none.
+// The running server's pid; 0 if there is none.
 int ServerPid();
 
-// Whether slapd gives up root for a user of its own here.
+// Whether slapd switches from root to a user of its own here.
 bool HasServerUser();
 
-// The database as slapcat(8) prints it, all attributes included; empty when it cannot be read.
+// The database as printed by slapcat(8), with all attributes; empty when it cannot be read.
 std::string Slapcat();
 
-// What of it was written by hand or by the library: without what the server keeps for itself.
+// The same without operational attributes.
 std::vector<rig::LdifEntry> Content();
 std::vector<std::string> ContentDNs();
 
-// The identifiers of all Samba domains of the database.
+// The SIDs of all Samba domains in the database.
 std::vector<std::string> DomainSIDs();
 
-// What the library adds offline to an empty database, and what enabling has added at its end.
+// What the library adds offline to an empty database, and what enabling adds at its end.
 std::vector<std::string> SkeletonDNs(const std::string &suffix);
 std::vector<std::string> DirectoryDNs(const std::string &suffix);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Enabling that is cut off: the process and the tool it runs end with kill -9 at every tool it
-// runs, and the server too. Enabling again ends in a server that works.
+// Interrupted enabling: the process and its current tool are killed with kill -9 at every tool it
+// runs, and the server too. Enabling again results in a working server.
 #include <signal.h>
 
 #include "platform/service.h"
@@ -32,7 +32,7 @@ class Interrupted : public NewMachineTest {
                    .exit_code == 0;
     }
 
-    // All accounts, the administrator's membership and password.
+    // Expects all accounts, and the administrator's membership and password.
     void ExpectAccounts() const {
         std::vector<std::string> dns;
         int memberships = 0;
@@ -58,8 +58,8 @@ class Interrupted : public NewMachineTest {
     KillingTools tools_;
 };
 
-// Without the service enabled, enabling ends where the server would be started, which saves its
-// two seconds.
+// With the service disabled, enabling ends where the server would be started, which saves two
+// seconds.
 class BeforeStart : public Interrupted {
   protected:
     void SetUp() override {
@@ -95,7 +95,7 @@ TEST_F(BeforeStart, AtEveryToolIsMadeGood) {
 TEST_F(BeforeStart, AgainAndAgainIsMadeGood) {
     tools_.Count("slapadd");
     int times = 0;
-    // Each time one entry more is there.
+    // Each time, one more entry exists.
     while (times < kSilly && Kills(2, Moment::kBefore))
         ++times;
     EXPECT_EQ(times, 8);
@@ -104,7 +104,7 @@ TEST_F(BeforeStart, AgainAndAgainIsMadeGood) {
 
 class AfterStart : public Interrupted {
   protected:
-    // As if the server had been started and no account been added yet.
+    // As if the server had been started but no account been added yet.
     void DeleteAccounts() const {
         std::string ldif;
         for (const char *rdn : {"uid=admin,cn=users,", "cn=administrators,cn=groups,",
@@ -121,7 +121,7 @@ class AfterStart : public Interrupted {
     }
 };
 
-// Tools that read leave everything as it is, so those that write are enough.
+// Reading tools change nothing, so only the writing ones are tested.
 TEST_F(AfterStart, AtEveryChangeOfTheAccountsIsMadeGood) {
     ASSERT_EQ(Enable(settings_), 0);
     tools_.Count("ldapmodify ldappasswd");

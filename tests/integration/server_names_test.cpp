@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Suffixes and administrators whose names are awkward: each passes through the configuration, the
-// access rules, the offline tools and the clients.
+// Suffixes and administrators with awkward names: each passes through the configuration, the access
+// rules, the offline tools and the clients.
 #include "tests/integration/server_fixture.h"
 
 namespace zafo::test {
@@ -10,12 +10,12 @@ namespace {
 using testing::SizeIs;
 
 constexpr int kInsufficientAccess = 50;
-constexpr int kNameRefused = 1;  // what slapadd exits with
+constexpr int kNameRefused = 1;  // slapadd's exit code
 
 struct NamesRow {
     const char *name;
     const char *suffix;
-    const char *admin;  // below the suffix
+    const char *admin;  // relative to the suffix
     bool found;         // whether the offline tools find the suffix's entries again
     bool operators;     // whether members of Directory Operators have their rights
 };
@@ -65,7 +65,7 @@ TEST_P(AwkwardNames, MakeAServer) {
     const std::vector<rig::LdifEntry> made = rig::ParseLdif(Slapcat());
     EXPECT_THAT(made, SizeIs(DirectoryDNs(names_.suffix).size()));
 
-    // Nothing is added twice, either because it is found or because slapadd refuses it.
+    // Nothing is added twice: either the entry is found or slapadd refuses it.
     EXPECT_EQ(Enable(names_), GetParam().found ? 0 : -1);
     EXPECT_EQ(LastCodes().library, GetParam().found ? 0 : kNameRefused);
     EXPECT_EQ(rig::ParseLdif(Slapcat()), made);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Enabling on machines that are not as it expects them, and resetting.
+// Enabling on unexpected machines, and resetting.
 #include <filesystem>
 
 #include "platform/service.h"
@@ -45,7 +45,7 @@ TEST_F(NewMachine, ResetOfARunningServerLeavesNothingOfIt) {
     EXPECT_NE(DomainSIDs().at(0), sid);
 }
 
-// The database keeps both trees; the server shows the one of its configuration.
+// The database keeps both trees; the server serves the one in its configuration.
 TEST_F(NewMachine, AnotherSuffixOnTheSameDatabaseHidesTheFirstTreeAndKeepsIt) {
     ASSERT_EQ(Enable(settings_), 0);
     const ServerSettings other{.suffix = "dc=other,dc=example"};
@@ -69,7 +69,7 @@ TEST_F(NewMachine, AnotherSuffixOnTheSameDatabaseHidesTheFirstTreeAndKeepsIt) {
 
 class TakenNumbers : public NewMachineTest {
   protected:
-    // Beside the server that does not run yet.
+    // Without the server, which is not running yet.
     void Load(const std::string &rdn,
               const std::vector<std::pair<const char *, const char *>> &attributes) const {
         ZAFOLDAP_LDIF ldif;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The server as a process: what keeps it from starting, a process that does not stop, and pid
-// files that name somebody else.
+// The server as a process: what prevents a start, a process that does not stop, and pid files that
+// name another process.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -35,7 +35,7 @@ using testing::IsEmpty;
 
 constexpr const char *kSettings = "/usr/zafo/etc/service/ldap-server.conf";
 
-// A server that is configured and has no database yet.
+// A configured server without a database.
 class Service : public NewMachineTest {
   protected:
     void SetUp() override {
@@ -81,7 +81,7 @@ class Service : public NewMachineTest {
     }
 };
 
-// Ports of sockets that listen, as /proc/net names them.
+// Ports of listening sockets, in the format of /proc/net.
 std::vector<int> ListeningPorts() {
     constexpr const char *kListen = "0A";
     std::vector<int> ports;
@@ -127,14 +127,14 @@ TEST_F(Service, ThatIsNotEnabledDoesNotStart) {
     ExpectNotStarted();
 }
 
-// Somebody else's socket, on the port of all addresses of a family.
+// Another program's socket, on the port of all addresses of a family.
 class Taken {
   public:
     explicit Taken(int family) : fd_(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        const int yes = 1;  // connections to the server before may still be ending
+        const int yes = 1;  // connections to the previous server may still be closing
         setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
         setsockopt(fd_, IPPROTO_IPV6, IPV6_V6ONLY, &yes, sizeof yes);
-        sockaddr_in6 address{};  // the port stands at the same place in both families
+        sockaddr_in6 address{};  // the port is at the same offset in both families
         address.sin6_family = static_cast<sa_family_t>(family);
         address.sin6_port = htons(389);
         const socklen_t size = family == AF_INET ? sizeof(sockaddr_in) : sizeof address;
@@ -177,7 +177,7 @@ TEST_F(Service, ThatMayNotReadItsRulesDoesNotStart) {
     ExpectNotStarted();
 }
 
-// Ends the server as soon as it runs, after something else.
+// Runs `before`, then kills the server as soon as it runs.
 std::thread Killer(const std::function<void()> &before) {
     return std::thread([before] {
         for (const auto end = Clock::now() + 5s; Clock::now() < end;) {
@@ -218,7 +218,7 @@ TEST_F(Service, ThatIsKilledIsBackOnItsDatabase) {
     EXPECT_THAT(ServersRunning(), IsEmpty());
 }
 
-// A restore exchanges the database while it holds the lock on starts.
+// A restore holds the start lock while it swaps the database.
 TEST_F(Service, ThatIsKilledIsNotStartedBeneathARestore) {
     ASSERT_EQ(Start(), 0);
     const pid_t first = ServerPid();
@@ -232,7 +232,7 @@ TEST_F(Service, ThatIsKilledIsNotStartedBeneathARestore) {
     EXPECT_TRUE(ComesBackAfter(first));
 }
 
-// It is asked to end, once and kindly, and ends when it can.
+// It is sent a single SIGTERM, and ends when it can.
 TEST_F(Service, ThatDoesNotStopIsLeftAloneAndReported) {
     WriteFile(kSettings, "stop_seconds = 1\n");
     ASSERT_EQ(Start(), 0);
@@ -261,7 +261,7 @@ TEST_F(Service, StalePidFileIsNoServer) {
     EXPECT_GT(ServerPid(), 1);
 }
 
-// A process of somebody else's whose number stands in the server's pid file.
+// An unrelated process whose pid is in the server's pid file.
 class ForeignPidFile : public Service {
   protected:
     ~ForeignPidFile() override { fs::remove(kPidFile); }

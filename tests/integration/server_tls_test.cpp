@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The library and its own server speak encrypted or not at all, and the programs say why not.
+// The library and its own server communicate encrypted or not at all, and the programs say why not.
 
 #include "tests/integration/packet_capture.h"
 #include "tests/integration/server_fixture.h"
@@ -13,9 +13,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char *kStartTls = "1.3.6.1.4.1.1466.20037";  // the request's name, in clear
-constexpr int kToolRefused = 1;                              // exit code of the clients
-constexpr int kNoEncryption = 6;                             // exit code of the programs
+constexpr const char *kStartTls = "1.3.6.1.4.1.1466.20037";  // the request's OID, in clear
+constexpr int kToolRefused = 1;                              // the clients' exit code
+constexpr int kNoEncryption = 6;                             // the programs' exit code
 
 // --- On the wire ---------------------------------------------------------------------------
 
@@ -64,7 +64,7 @@ TEST_F(OnTheWire, NoPasswordOfTheLibraryShows) {
     server.Change("dn: " + dn + "\nchangetype: delete\n");
 }
 
-// --- What is wrong with a certificate ---------------------------------------------------------
+// --- Bad certificates ---------------------------------------------------------
 
 struct CertificateRow {
     const char *name;
@@ -88,13 +88,13 @@ constexpr CertificateRow kCertificates[] = {
 
 class Tls : public ServerTest {
   protected:
-    // What is done to this server is not undone.
+    // Changes to this server are not undone.
     static void TearDownTestSuite() { EndSharedServer(); }
 
     static OwnServer &Server() { return SharedServer(); }
     static void Restart() { ASSERT_EQ(ZAFOLDAPServerEnable(nullptr), 0); }
 
-    // The library's answer and its error.
+    // The library's result and its error.
     static Codes Connects(int *result) {
         ZAFOLDAP_HOST host;
         ZAFOLDAPErrReset();
@@ -104,7 +104,7 @@ class Tls : public ServerTest {
     }
 };
 
-// As an administrator would: an authority elsewhere, which the appliance is told to trust or not.
+// As an administrator would: an external authority, which the appliance does or does not trust.
 constexpr const char *kScript = R"script(
 set -e
 mkdir -p /tmp/elsewhere

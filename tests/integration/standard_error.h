@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What this process and its children say on standard error, in place of saying it.
+// Captures the standard error of this process and its children.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ class StandardError {
     StandardError(const StandardError &) = delete;
     StandardError &operator=(const StandardError &) = delete;
 
-    // What was said since the last call.
+    // The output since the last call.
     std::string Take();
 
   private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A caller may stop reading at any point: nothing of a search stays behind.
+// A caller may stop reading at any point: nothing of the search is left behind.
 #include <unistd.h>
 
 #include <chrono>
@@ -20,8 +20,8 @@ using testing::IsEmpty;
 
 constexpr const char *kTool = "ldapsearch";
 
-// Living children and zombies of this process, from proc_pid_stat(5): the parent is
-// the second field behind the name in parentheses.
+// Living children and zombies of this process, from proc_pid_stat(5): the parent is the second
+// field after the name in parentheses.
 std::vector<int> Children() {
     std::vector<int> children;
     for (const auto &item : std::filesystem::directory_iterator("/proc")) {
@@ -29,7 +29,7 @@ std::vector<int> Children() {
         if (name.find_first_not_of("0123456789") != std::string::npos) continue;
         const std::string status = FileContent(item.path() / "stat");
         const size_t end_of_name = status.rfind(')');
-        if (end_of_name == std::string::npos) continue;  // it ended meanwhile
+        if (end_of_name == std::string::npos) continue;  // it has ended meanwhile
         if (std::stoi(status.substr(end_of_name + 4)) == getpid())
             children.push_back(std::stoi(name));
     }
@@ -80,7 +80,7 @@ TEST_F(Stopping, BeforeTheFirstEntryLeavesNoProcess) {
     ExpectNothingLeft();
 }
 
-// The answer is larger than the pipe, so the tool is blocked when the reader goes.
+// The answer is larger than the pipe, so the tool is blocked when the reader goes away.
 TEST_F(Stopping, WhileTheToolIsBlockedByAFullPipeLeavesNoProcess) {
     const Connection connection;
     ExampleDirectory::Get().Add(LdifEntry("ou=large,dc=example,dc=com")

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Base DNs that a real server proposes for a new connection.
+// Base DNs that a real server suggests for a new connection.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

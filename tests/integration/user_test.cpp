@@ -21,13 +21,13 @@ class Users : public AccountTest, public testing::WithParamInterface<rig::Varian
   protected:
     Users() : AccountTest(GetParam()) {}
 
-    // Alice exists, and Changes() starts from there.
+    // Creates Alice; Changes() starts from there.
     void CreateAlice() {
         ASSERT_EQ(Create(Alice()), 0);
         Changes();
     }
 
-    // The lines of an entry that another program made, named by its "cn" or its "uid".
+    // Adds an entry as another program would, named by its "cn" or its "uid".
     void AddForeign(const std::string &rdn_attribute, const std::string &name,
                     const std::string &container = kUsersDN) {
         LdifEntry entry(rdn_attribute + "=" + name + "," + container);
@@ -58,12 +58,12 @@ TEST_P(Users, AreOnAServerThatIsWhatItShouldBe) {
     EXPECT_EQ(check.err + check.out, "config file testing succeeded\n");
 }
 
-// Without the platform's ciphers there is no such hash; that fails no creation.
+// Without the platform's ciphers the hash cannot be computed; creation still succeeds.
 std::string NtHash(const std::string &hash) {
     return rig::PlatformHasCipher() ? hash : "";
 }
 
-// What a server of each kind must hold of Alice: lines by the object class that allows them.
+// What each kind of server must hold of Alice: lines by the object class that allows them.
 struct ClassLines {
     unsigned object_class;
     Texts lines;
@@ -187,7 +187,7 @@ TEST_P(Users, AreLetInWithTheirPasswordHoweverItWasSet) {
 }
 
 TEST_P(Users, WithACryptedPasswordAreLetIn) {
-    // crypt(3) of "hidden".
+    // The crypt(3) hash of "hidden".
     Person bob = {.name = "bob",
                   .password =
                       "$6$zafo$SQO5XfYGXqHGLiE467FDmjqAHNsxSFrEO3tLxPCnZB2QM9DXjD7b/Bfz2"
@@ -321,8 +321,8 @@ TEST_P(Users, AreRenamedInTheirGroupsToo) {
     EXPECT_TRUE(LetsIn(anna, "Erstes Geheimnis"));
 }
 
-// A group that was created with its members lists them by name, not by DN: the server refuses
-// to take out a "member" that is not there (16), or that it does not know (17).
+// A group created with its members lists them by name, not by DN: the server refuses to delete a
+// "member" that does not exist (16), or that it does not know (17).
 TEST_P(Users, StayRenamedWhenAGroupCannotFollow) {
     CreateAlice();
     ASSERT_EQ(CreateGroup("team", 6001, {"alice"}), 0);

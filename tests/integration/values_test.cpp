@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The ready-made searches, and what a server says of itself.
+// The predefined searches, and what a server reports about itself.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -158,7 +158,7 @@ TEST(SearchObjectClasses, GivesTheBitsOfTheEntrysClasses) {
         unsigned bits;
     };
     const Connection connection;
-    // The superior classes of an entry are not written into it.
+    // An entry does not list its superior classes.
     for (const Row &row : {
              Row{rig::kReaderDN, ZAFOLDAP_CLASS_INET_ORG_PERSON |
                                      ZAFOLDAP_CLASS_ORGANIZATIONAL_PERSON | ZAFOLDAP_CLASS_PERSON |

@@ -8,7 +8,7 @@
 
 namespace zafo::backup {
 
-// What is wrong with a backup file, still without its name.
+// What is wrong with a backup file; the caller adds the file's name.
 struct Fault : std::runtime_error {
     Fault(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
 

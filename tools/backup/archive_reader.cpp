@@ -51,7 +51,7 @@ Manifest ReadManifest(std::string_view json) {
     }
 }
 
-// The bytes of the file before the seal, in order, each once: hashed on their way.
+// The file's bytes before the seal, read once, in order, and hashed as they are read.
 class Payload {
   public:
     explicit Payload(int fd) : fd_(fd) {
@@ -68,7 +68,7 @@ class Payload {
             Damaged("it does not end with the seal of a backup: it is cut short or not a backup");
     }
 
-    // The next block, in a frame that is none to be afraid of; empty at the end.
+    // The next block, its frame checked to be safe to decompress; empty at the end.
     std::string_view Next() {
         EndIfStopped();
         const auto wanted =
@@ -82,7 +82,7 @@ class Payload {
         return block;
     }
 
-    // Reads what nobody has asked for and compares with the seal, which it gives.
+    // Reads the rest and compares the digest with the seal. Returns the seal.
     Digest CheckSeal() {
         while (!Next().empty()) {
         }
@@ -118,10 +118,10 @@ class Payload {
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 
-// The bytes that were compressed.
+// The decompressed bytes.
 class Unpacked {
   public:
-    // The filter is given, not found out: what looks compressed once more inside is not unpacked again.
+    // The filter is fixed, not detected: data inside that looks compressed is not unpacked again.
     explicit Unpacked(Payload *payload) : payload_(payload), reader_(archive_read_new()) {
         if (!reader_) throw std::bad_alloc();
         Check(archive_read_append_filter(reader_.get(), ARCHIVE_FILTER_ZSTD));
@@ -166,13 +166,13 @@ class Unpacked {
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 
-// What the members hold, compared with what the manifest says of it.
+// The contents of the members, compared with the manifest.
 class Reading {
   public:
     Reading(Payload *payload, const std::function<void(std::string_view)> &entries)
         : unpacked_(payload), members_([this] { return unpacked_.Next(); }), entries_(entries) {}
 
-    // The first member; what else is in the file is not looked at.
+    // Reads only the first member.
     void TakeHead() { TakeFormat(); }
 
     Contents Take() {
@@ -277,7 +277,7 @@ Contents ReadSealed(int fd, const std::function<void(std::string_view)> &entries
         newer = fault;
     }
     const Digest seal = payload.CheckSeal();
-    // Only a whole file's word is taken for it.
+    // Believe the format number only when the seal has proved the file intact.
     if (newer) throw Fault(*newer);
     contents->seal = Hex(seal);
     return std::move(*contents);
@@ -310,7 +310,7 @@ std::string FaultOfHead(int fd) {
 }
 
 UniqueFd OpenBackup(const std::string &path) {
-    // A pipe or a terminal would make open(2) wait.
+    // open(2) would block on a pipe or a terminal.
     UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!fd.IsOpen()) throw ReadingError(path, errno);
     return fd;

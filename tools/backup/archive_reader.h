@@ -19,28 +19,29 @@ struct ConfigFile {
 struct Contents {
     Manifest manifest;
     std::vector<ConfigFile> config;
-    // The digest of the whole file, in hexadecimal digits: files of one seal hold the same bytes.
+    // The digest of the whole file in hexadecimal; files with the same seal have the same bytes.
     std::string seal;
 
-    // The bytes of a member; nullptr when the backup has none of that name.
+    // The bytes of a member; nullptr when the backup does not contain it.
     const std::string *Config(std::string_view name) const;
 };
 
-// Reads a whole backup file and checks all there is to check: seal, order and names of members, sizes,
-// digests, counts, that every record is whole. `entries` gets the LDIF block by block before all of that
-// is known, but for the form of its lines (entry_guard.h): what it did with them counts only when this returns. What it
-// throws is passed on. Memory does not depend on the file, whatever it says of itself. The file's position is not used.
-// Throws JobError: kBadPlace (not a regular file, cannot be read, empty), kDamaged, kNewerFormat
-// (whose seal is right); `path` is for its words.
+// Reads a backup file to the end and checks everything: seal, order and names of members, sizes,
+// digests, counts, and that every record is complete. `entries` receives the LDIF block by block;
+// only the form of its lines (entry_guard.h) has been checked by then, so its results are valid
+// only once this returns. Exceptions from `entries` are passed on. Memory use does not depend on
+// the file. The file position is not used. Throws JobError: kBadPlace (not a regular file, cannot
+// be read, empty), kDamaged, kNewerFormat (with a correct seal); `path` is for messages only.
 Contents ReadArchive(int fd, const std::string &path,
                      const std::function<void(std::string_view)> &entries = {});
 
-// Whether a file may be a whole backup: its size, the seal behind it, the frame it begins with and its first member
-// (archive_format.h) are looked at, in a few reads whatever its size. Gives what is wrong, or nothing. A
-// backup of a newer format is one. Throws JobError kSystem when the job is asked to end.
+// Whether a file looks like a complete backup: checks its size, the seal at its end, the start of
+// the frame and the first member (archive_format.h), in a few reads whatever the size. Returns what
+// is wrong, or an empty string. A backup of a newer format passes. Throws JobError kSystem when the
+// job is asked to stop.
 std::string FaultOfHead(int fd);
 
-// Opens a backup file to be read and throws JobError (ReadingError) when that is impossible.
+// Opens a backup file for reading. Throws JobError (ReadingError).
 UniqueFd OpenBackup(const std::string &path);
 
 }  // namespace zafo::backup

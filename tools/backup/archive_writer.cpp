@@ -21,8 +21,8 @@ namespace {
 
 constexpr int kBlockBytes = 128 << 10;
 
-// A piece is compressed when it is whole. Whoever gives the entries waits meanwhile, as soon as the
-// pipe from there is full: a piece of half its size is over before.
+// A piece is compressed once it is complete. Meanwhile slapcat fills its pipe and then blocks; a
+// piece of half the pipe's size is done before that.
 constexpr std::size_t kPieceWish = 512U << 10;
 
 struct ArchiveFree {
@@ -35,10 +35,10 @@ struct EntryFree {
 
 }  // namespace
 
-// Where the compressed bytes go. The library is C: what is thrown waits here until it has returned. It is
-// never told that writing failed, and an archive that is not finished is closed like any other:
-// an archive that it knows to have failed keeps its buffers for ever. What comes after a failure, or on
-// the way out, goes nowhere.
+// Where the compressed bytes go. libarchive is C, so an exception is stored here until the call
+// returns. It is never told that a write failed: an archive in the failed state never frees its
+// buffers, so an unfinished archive is closed like any other. After a failure, or on destruction,
+// output is discarded.
 struct ArchiveWriter::Sink {
     Sink() = default;
     Sink(const Sink &) = delete;

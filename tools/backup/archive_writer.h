@@ -13,28 +13,30 @@
 
 namespace zafo::backup {
 
-// Writes one backup file (archive_format.h) into a descriptor, which stays the caller's: it is
-// neither closed nor synchronised. What is not finished is no backup, and is refused by its readers.
-// Every function throws JobError: WritingError for the descriptor, kSystem for what the library says.
+// Writes one backup file (archive_format.h) to a descriptor that stays the caller's: it is neither
+// closed nor synced. Readers refuse an unfinished file. Every function throws JobError:
+// WritingError for the descriptor, kSystem for libarchive errors.
 class ArchiveWriter {
   public:
-    // `path` is for words only; `written` becomes the members' time; `suffix` is looked for among the entries.
+    // `path` is for messages only; `written` is the members' mtime; `suffix` is the DN to look for
+    // in the entries.
     ArchiveWriter(int fd, std::string path, std::time_t written, std::string_view suffix = {});
     ~ArchiveWriter();
     ArchiveWriter(const ArchiveWriter &) = delete;
     ArchiveWriter &operator=(const ArchiveWriter &) = delete;
 
-    // A configuration file; all of them come before the entries. `name` is one of the members "config/…".
+    // Adds a configuration file; these must come before the entries. `name` is one of the
+    // "config/…" members.
     void AddFile(std::string_view name, std::string_view bytes);
 
-    // The next block of the LDIF; it may end anywhere.
+    // Adds the next block of LDIF, which may end anywhere.
     void AddEntries(std::string_view block);
 
-    // The rest, the manifest and the seal. Fills in what the writer knows: entries, bytes, digests.
-    // Gives the whole manifest.
+    // Writes the last piece, the manifest and the seal. Fills in the entry count, sizes and
+    // digests, and returns the complete manifest.
     Manifest Finish(Manifest manifest);
 
-    // What the entries so far look like.
+    // The scan of the entries added so far.
     const EntryScan &Scan() const { return scan_; }
 
   private:
@@ -48,7 +50,7 @@ class ArchiveWriter {
     std::time_t written_;
     std::vector<ConfigDigest> config_;
     std::string piece_;
-    std::uint64_t piece_start_ = 0;  // its place in the LDIF
+    std::uint64_t piece_start_ = 0;  // offset in the LDIF
     int pieces_ = 0;
     EntryScan scan_;
     BackgroundSha256 digest_;

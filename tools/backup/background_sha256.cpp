@@ -46,7 +46,7 @@ void BackgroundSha256::HandOver() {
     changed_.notify_all();
 }
 
-// Signals are for the thread that waits for slapcat.
+// Signals must reach the thread that waits for slapcat.
 void BackgroundSha256::Start() {
     sigset_t all;
     sigset_t before;

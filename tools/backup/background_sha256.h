@@ -13,8 +13,8 @@
 
 namespace zafo::backup {
 
-// SHA-256 beside other work: what is added is copied and hashed by a thread of its own, which
-// begins when there is more than one block of it. Memory is bounded.
+// SHA-256 computed alongside other work: input is copied and hashed in a separate thread, started
+// once the first block is full. Memory is bounded.
 class BackgroundSha256 {
   public:
     BackgroundSha256() = default;
@@ -23,7 +23,7 @@ class BackgroundSha256 {
     BackgroundSha256 &operator=(const BackgroundSha256 &) = delete;
 
     void Add(std::string_view bytes);
-    // Of all that was added. The object is of no use afterwards.
+    // The digest of everything added. The object must not be used afterwards.
     Digest Take();
 
   private:
@@ -32,7 +32,7 @@ class BackgroundSha256 {
     void Work();
     void Finish();
 
-    Sha256 sha_;           // the thread's while it runs
+    Sha256 sha_;           // owned by the thread while it runs
     std::string filling_;  // not handed over yet
     std::thread thread_;
     std::mutex mutex_;

@@ -49,7 +49,7 @@ bool AreDigits(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// Digits only, by the caller's promise.
+// The caller guarantees digits only.
 std::uint64_t NumberIn(std::string_view digits) {
     std::uint64_t number = 0;
     std::from_chars(digits.data(), digits.data() + digits.size(), number);
@@ -73,7 +73,7 @@ std::optional<std::int64_t> TimeIn(std::string_view text) {
     wanted.tm_sec = field(13, 2);
     std::tm real = wanted;
     const std::time_t time = timegm(&real);
-    // timegm makes a day out of anything: the 30th of February is none of ours.
+    // timegm normalises invalid dates; 30 February is not a name of ours.
     const auto fields = [](const std::tm &tm) {
         return std::array{tm.tm_year, tm.tm_mon, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec};
     };
@@ -81,7 +81,7 @@ std::optional<std::int64_t> TimeIn(std::string_view text) {
     return static_cast<std::int64_t>(time);
 }
 
-// Nothing: not a name of ours.
+// std::nullopt: not a name of ours.
 std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix) {
     if (!name.starts_with(prefix) || !name.ends_with(kExtension)) return std::nullopt;
     name.remove_prefix(prefix.size());
@@ -99,7 +99,7 @@ std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix)
     return NameParts{NumberIn(number), *written};
 }
 
-// Calls `take` with every name of the folder.
+// Calls `take` for every name in the folder.
 void ForEachName(const std::string &folder, const std::function<void(int, const char *)> &take) {
     const std::unique_ptr<DIR, FolderClose> open_folder(opendir(folder.c_str()));
     if (!open_folder) throw ReadingError(folder, errno);
@@ -112,14 +112,14 @@ void ForEachName(const std::string &folder, const std::function<void(int, const 
     }
 }
 
-// Whether the file's writer is dead. A file system without locks has one machine's word for it:
-// the caller holds the lock of all jobs there.
+// Whether the file's writer is dead. Without file locks only this machine's jobs are known, and the
+// caller holds their lock.
 bool IsLeft(int fd) {
     return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
-// Network file systems and those of removable disks say what they like of a file's owner: even a file that root has
-// just written there may be somebody else's.
+// Network and removable file systems report arbitrary owners: even a file that root has just
+// written may appear to be another user's.
 bool KeepsOwners(int folder) {
     constexpr std::array<std::uint64_t, 9> kWithoutOwners = {
         0x6969,      // NFS
@@ -142,7 +142,7 @@ bool IsOurs(int folder, const struct stat &status) {
     return status.st_uid == 0 || status.st_uid == geteuid() || !KeepsOwners(folder);
 }
 
-// Why a file with a name of ours is no backup of ours; empty: it is one.
+// Why a file with a name of ours is not one of our backups; empty if it is.
 std::string FaultOf(int folder, int file, const NameParts &parts, struct stat *status) {
     if (file < 0) {
         if (IsShortage(errno)) throw SystemError(Exit::kSystem, "cannot examine backups", errno);
@@ -264,7 +264,7 @@ void PartFile::Sync() {
 const std::string &PartFile::PutInPlace() {
     const std::string place = fmt::format("{}/{}", folder_, name_);
     int result = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, place.c_str(), RENAME_NOREPLACE);
-    // Network file systems do not know the flag; the number in the name is a new one there too.
+    // Network file systems may not support the flag; the number in the name is unused there too.
     if (result != 0 && (errno == EINVAL || errno == ENOSYS))
         result = rename(path_.c_str(), place.c_str());
     if (result != 0) throw WritingError(place, errno);
@@ -274,7 +274,7 @@ const std::string &PartFile::PutInPlace() {
         throw JobError(
             Exit::kSystem,
             place + " is not the file that was written: somebody else is writing to the folder");
-    // Not every file system knows what it means for a folder.
+    // Not every file system can sync a folder.
     const int error = SyncFolder(folder_);
     if (error != 0 && error != EINVAL && error != ENOTSUP) throw WritingError(folder_, error);
     kept_ = true;

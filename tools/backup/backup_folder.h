@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The folder of backups. Their names are PREFIX-NUMBER-TIME.tar.zst: "zafoldap-000042-20270228T140300Z.tar.zst".
-// The number counts up, so that the order of backups does not hang on the clock; the time is UTC. A file that is being
-// written has a dot in front and ".part" behind.
+// The backup folder. Files are named PREFIX-NUMBER-TIME.tar.zst:
+// "zafoldap-000042-20270228T140300Z.tar.zst". The number increases, so that the order of backups
+// does not depend on the clock; the time is UTC. A file being written has a leading dot and a
+// trailing ".part".
 #pragma once
 
 #include <cstdint>
@@ -22,51 +23,51 @@ struct FoundBackup {
     std::uint64_t bytes = 0;
 };
 
-// A file with a name of ours that is none of our backups.
+// A file with a name of ours that is not one of our backups.
 struct PassedOver {
     std::string path;
     std::string reason;  // "it belongs to user 1000, not to root"
 };
 
 struct FolderContents {
-    std::vector<FoundBackup>
-        backups;  // the highest number first, of one number the later time first
+    std::vector<FoundBackup> backups;  // highest number first; for equal numbers, latest first
     std::vector<PassedOver> passed_over;
 };
 
-// Whoever may write into the folder can put files with our names there. What counts is a regular file that
-// root or the effective user owns (on a file system that keeps no owners, anybody's), with a number up to
-// kHighestNumber, a seal behind it and the beginning of a backup in front: each is opened for that, and none
-// is read as a whole. Links, folders and other names are not even looked at.
-// Throws JobError: kBadPlace when the folder cannot be read, kSystem when there are no means to.
+// Anyone with write access to the folder can create files with our names. Only regular files count
+// that are owned by root or the effective user (any owner where the file system keeps none), with a
+// number up to kHighestNumber, a seal at the end and the start of a backup. Each candidate is
+// opened, but none is read in full. Links, folders and other names are ignored. Throws JobError:
+// kBadPlace when the folder cannot be read, kSystem when resources run out.
 FolderContents LookInto(const std::string &folder, std::string_view prefix);
 std::vector<FoundBackup> BackupsIn(const std::string &folder, std::string_view prefix);
 
-// Those that do not count, for a person: one line each, of many the first few and how many more.
+// Files that do not count, as text: one line each for the first few, then how many more.
 std::vector<std::string> InWords(const std::vector<PassedOver> &passed_over);
 
-// Removes all but the `keep` newest; never the newest, and nothing that does not count. Gives the paths that are gone.
-// Throws JobError (WritingError) when one cannot be removed.
+// Removes all but the `keep` newest backups; never the newest, and never a file that does not
+// count. Returns the removed paths. Throws JobError (WritingError) when one cannot be removed.
 std::vector<std::string> Thin(const std::string &folder, std::string_view prefix,
                               std::uint64_t keep);
 
 std::string BackupName(std::string_view prefix, std::uint64_t number, std::time_t written);
 
-// Whether names with this prefix can be told apart from others: letters, digits, "_" and "-", at most 64.
+// Whether the prefix keeps our names distinguishable: letters, digits, "_" and "-", at most 64.
 bool IsPrefix(std::string_view prefix);
 
-// A backup every second would take thirty years to get there.
+// Takes thirty years to reach at one backup per second.
 inline constexpr std::uint64_t kHighestNumber = 999'999'999;
 
-// One more than the highest. Throws JobError kSystem when that is kHighestNumber: the order of backups hangs on their
-// numbers, so none is used twice.
+// One more than the highest. Throws JobError kSystem when that is kHighestNumber: backups are
+// ordered by number, so numbers are never reused.
 std::uint64_t NextNumber(const std::vector<FoundBackup> &found);
 
-// A backup that is being written. What is not put in place is removed with its owner; a run that was
-// killed leaves its file to RemoveLeftParts.
+// A backup being written. Unless put in place, the file is removed by the destructor;
+// RemoveLeftParts removes those of killed runs.
 class PartFile {
   public:
-    // Makes "FOLDER/.NAME.part", mode 0600. Throws JobError (WritingError), as do all the others.
+    // Creates "FOLDER/.NAME.part", mode 0600. Throws JobError (WritingError), as do the other
+    // functions.
     PartFile(std::string folder, std::string name);
     ~PartFile();
     PartFile(const PartFile &) = delete;
@@ -75,11 +76,11 @@ class PartFile {
     int Fd() const { return fd_.Get(); }
     const std::string &Path() const { return path_; }
 
-    // What was written is on the disk when this returns.
+    // Flushes the data to disk.
     void Sync();
 
-    // Gives the file its name, never that of another file; the name is on the disk when this returns. Gives the path.
-    // What somebody has put in the file's place meanwhile is a JobError kSystem.
+    // Renames the file to its final name, without replacing an existing file, and syncs the folder.
+    // Returns the path. Throws JobError kSystem if someone has replaced the part file.
     const std::string &PutInPlace();
 
   private:
@@ -90,7 +91,7 @@ class PartFile {
     bool kept_ = false;
 };
 
-// Removes our part files of runs that are dead; the file of a live one, of another machine perhaps, is locked.
+// Removes part files of dead runs; the file of a live run, perhaps on another machine, is locked.
 void RemoveLeftParts(const std::string &folder, std::string_view prefix);
 
 }  // namespace zafo::backup

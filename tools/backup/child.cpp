@@ -24,8 +24,8 @@ namespace zafo::backup {
 namespace {
 
 constexpr std::size_t kMostWords = 4096;
-// How long one waits before one looks again whether the job is to end: a signal that comes right
-// before the waiting begins interrupts nothing.
+// How often to check for a stop request: a signal that arrives just before the wait does not
+// interrupt it.
 constexpr int kSecond = 1000;
 constexpr int kGrace = 2000;
 constexpr const char *kEnvironment[] = {"PATH=/usr/zafo/bin:/usr/sbin:/usr/bin:/sbin:/bin",
@@ -51,7 +51,7 @@ Child::Child(const ChildSpec &spec) : words_(memfd_create("words", MFD_CLOEXEC))
     spawner.PassOrNull(spec.output, STDOUT_FILENO);
     spawner.Pass(words_.Get(), STDERR_FILENO);
     spawner.CloseFrom(STDERR_FILENO + 1);
-    // The job ends its children in good order.
+    // The job shuts down its children itself, in order.
     spawner.LeadGroup();
     const std::vector<char *> argv = ArgumentVector(spec.argv);
     int reason =
@@ -59,7 +59,7 @@ Child::Child(const ChildSpec &spec) : words_(memfd_create("words", MFD_CLOEXEC))
     if (reason != 0) throw SystemError(Exit::kSystem, "cannot start " + spec.argv[0], reason);
     end_ = OpenPidfd(pid_);
     if (end_.IsOpen()) return;
-    // Without it nobody would ever see the child's end.
+    // Without it the child's end would go unnoticed.
     reason = errno;
     kill(pid_, SIGKILL);
     Reap();
@@ -90,7 +90,7 @@ void Child::End() {
 }
 
 void Child::Reap() {
-    // Of a child that somebody else has reaped nothing is known: that is no success.
+    // The status of a child reaped elsewhere is unknown; treat it as a failure.
     status_ = AwaitChild(pid_).value_or(W_EXITCODE(EXIT_FAILURE, 0));
     reaped_ = true;
 }

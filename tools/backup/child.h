@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Children of a job: in a process group and with an environment of their own, and no descriptor
-// but the standard three.
+// Children of a job: each in its own process group, with a fixed environment and only the three
+// standard descriptors.
 #pragma once
 
 #include <sys/types.h>
@@ -16,12 +16,12 @@
 
 namespace zafo::backup {
 
-// OpenPipe; throws JobError kSystem.
+// Calls OpenPipe; throws JobError kSystem.
 Pipe MakePipe();
 
 struct ChildSpec {
     std::vector<std::string> argv;  // argv[0] is the path of the program
-    int input = -1;                 // a descriptor, which stays the caller's; -1: "/dev/null"
+    int input = -1;                 // a descriptor owned by the caller; -1: "/dev/null"
     int output = -1;
 };
 
@@ -29,19 +29,19 @@ class Child {
   public:
     // Throws JobError kSystem when the program cannot be started.
     explicit Child(const ChildSpec &spec);
-    // Ends a child that nobody has waited for: asks it first.
+    // Ends a child that has not been waited for, with SIGTERM first.
     ~Child();
     Child(const Child &) = delete;
     Child &operator=(const Child &) = delete;
 
-    // The wait status. May be called again. `meanwhile` is called about every second.
-    // Throws JobError kSystem when the job is asked to end while it waits.
+    // Returns the wait status; may be called again. Calls `meanwhile` about once a second. Throws
+    // JobError kSystem when the job is asked to stop.
     int Wait(const std::function<void()> &meanwhile = {});
 
-    // Asks it to end (SIGTERM), makes it after two seconds, and reaps it.
+    // Sends SIGTERM, then SIGKILL after two seconds, and reaps it.
     void End();
 
-    // What it has said on its standard error so far: the first 4 KiB.
+    // Its standard error so far: the first 4 KiB.
     std::string Words() const;
 
     pid_t Pid() const { return pid_; }
@@ -52,15 +52,15 @@ class Child {
     pid_t pid_ = -1;
     int status_ = 0;
     bool reaped_ = false;
-    UniqueFd end_;  // readable when it has ended
+    UniqueFd end_;  // readable once the child has ended
     UniqueFd words_;
 };
 
 // "exit code 1", "signal 9"
 std::string StatusInWords(int wait_status);
 
-// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws JobError kSystem when the job is asked to
-// end (stop_signal.h) while it waits.
+// Reads up to `size` bytes; 0 at the end, -1 with errno. Throws JobError kSystem when the job is
+// asked to stop (stop_signal.h) while it waits.
 ssize_t ReadSome(int fd, void *buffer, std::size_t size);
 
 }  // namespace zafo::backup

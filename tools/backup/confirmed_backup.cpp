@@ -45,7 +45,7 @@ UniqueFd MakeConfirmation(const ConfirmedBackup &confirmed) {
 }
 
 std::optional<ConfirmedBackup> ConfirmationIn(int fd) {
-    // Another file has no seals, and one in memory that anybody could still write has not all of them.
+    // Other files have no seals; a memory file that is still writable does not have all of them.
     if (fcntl(fd, F_GET_SEALS) != kSeals) return std::nullopt;
     std::string bytes(kLongestText, '\0');
     const ssize_t n = pread(fd, bytes.data(), bytes.size(), 0);

@@ -21,14 +21,14 @@ namespace {
 
 constexpr std::uint64_t kSpare = 4U << 20;
 constexpr double kMebibyte = 1U << 20;
-constexpr std::uint64_t kStatBlock = 512;  // stat(2), whatever the file system's own is
+constexpr std::uint64_t kStatBlock = 512;  // unit of st_blocks, see stat(2)
 
 [[noreturn]] void Refuse(const std::string &folder, std::string_view reason) {
     throw JobError(Exit::kBadPlace,
                    fmt::format("backups cannot be written to {}: {}", OneLine(folder), reason));
 }
 
-// Without links; empty when it does not exist.
+// The path with links resolved; empty when it does not exist.
 std::string RealPath(const std::string &path) {
     const std::unique_ptr<char, void (*)(void *)> real(realpath(path.c_str(), nullptr), std::free);
     return real ? real.get() : "";
@@ -48,7 +48,7 @@ std::string InMebibytes(std::uint64_t bytes) {
     return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / kMebibyte);
 }
 
-// A path as a shell takes it.
+// A path quoted for the shell.
 std::string Quoted(const std::string &path) {
     constexpr std::string_view kPlain =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%";
@@ -108,7 +108,7 @@ void CheckDestination(const std::string &folder) {
     if (S_ISLNK(status.st_mode)) Refuse(folder, "it is a link");
     if (!S_ISDIR(status.st_mode)) Refuse(folder, "it is not a folder");
     if (access(folder.c_str(), R_OK | W_OK | X_OK) != 0) throw WritingError(folder, errno);
-    // The server's folder is emptied and exchanged as a whole.
+    // The database folder is emptied and swapped as a whole.
     if (IsWithin(RealPath(folder), RealPath(kDatabaseFolder)))
         Refuse(folder, "it is inside the database");
 }
@@ -122,7 +122,7 @@ std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t d
 void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found) {
     struct statvfs space {};
     if (statvfs(folder.c_str(), &space) != 0) throw WritingError(folder, errno);
-    if (space.f_blocks == 0) return;  // a file system that does not tell
+    if (space.f_blocks == 0) return;  // the file system does not report its size
     const std::uint64_t left = static_cast<std::uint64_t>(space.f_bavail) * space.f_frsize;
     const std::uint64_t needed = NeededBytes(found, DatabaseBytes());
     if (left >= needed) return;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether a folder is one to write backups into.
+// Whether a folder is suitable for backups.
 #pragma once
 
 #include <cstdint>
@@ -11,25 +11,25 @@
 
 namespace zafo::backup {
 
-// Throws JobError kBadPlace, with the reason: no folder is set, there is none, it is a link or something
-// else, it may not be written, it is the database's own.
+// Throws JobError kBadPlace with the reason: no folder is set, its path is not absolute, it does
+// not exist, it is a link or not a folder, it is not writable, or it is inside the database.
 void CheckDestination(const std::string &folder);
 
-// Somebody besides root who can write into a folder, or put another in its place.
+// A way for someone other than root to write to the folder or to replace it.
 struct Exposure {
-    std::string reason;  // "/volume1 can be written by others"
+    std::string reason;  // "/volume1 is writable by everybody"
     std::string remedy;  // "chmod go-w /volume1"
 };
 
-// The folder and those above it, links on the way included. Above it, a folder in which nobody can rename what is
-// another's (the sticky bit) is good enough.
+// Checks the folder and its parents, including links on the way. For a parent, the sticky bit is
+// enough: nobody can rename another user's entries there.
 std::vector<Exposure> ExposuresOf(const std::string &folder);
 
-// About what the next backup takes: a little more than the newest one; or, being the first, a quarter
-// of the database, whose entries are compressed in a backup.
+// Estimated size of the next backup: slightly more than the newest; for the first one, a quarter of
+// the database, since backups are compressed.
 std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes);
 
-// Throws JobError kTooFull when the folder has no room for the next backup.
+// Throws JobError kTooFull when the next backup does not fit in the folder.
 void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found);
 
 }  // namespace zafo::backup

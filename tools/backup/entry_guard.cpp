@@ -19,7 +19,7 @@ constexpr std::size_t kLongestName = 1024;
 constexpr std::size_t kShownDn = 200;
 constexpr std::string_view kDnName = "dn";
 
-// Lines that belong to changes, or that a reader of LDIF takes for orders.
+// Lines that are part of change records, or that LDIF readers treat as directives.
 constexpr std::array<std::string_view, 8> kOrders = {
     "dn", "changetype", "control", "include", "version", "newrdn", "deleteoldrdn", "newsuperior"};
 
@@ -27,7 +27,7 @@ bool IsControl(char c) {
     return static_cast<unsigned char>(c) < ' ';
 }
 
-// Eight bytes at a time: every byte of a backup comes by here.
+// Eight bytes at a time: every byte of a backup passes through here.
 bool HasControl(std::string_view text) {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     while (text.size() >= sizeof(std::uint64_t)) {
@@ -39,7 +39,7 @@ bool HasControl(std::string_view text) {
     return std::ranges::any_of(text, IsControl);
 }
 
-// Of an attribute description: a name or a number, with options.
+// Characters of an attribute description: a name or an OID, with options.
 constexpr std::array<bool, 256> kNameCharacters = [] {
     std::array<bool, 256> table{};
     for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
@@ -85,8 +85,8 @@ void EntryGuard::Add(std::string_view block) {
     }
 }
 
-// Nearly all lines are an attribute with a value, whole in the block. What is anything else is left to be looked at
-// character by character.
+// Nearly every line is an attribute with a value and lies within the block. Anything else is left
+// to be checked character by character.
 void EntryGuard::SkipPlainLines(std::string_view *block) {
     while (at_ == At::kLine && has_dn_ && !block->empty()) {
         const void *end = std::memchr(block->data(), '\n', block->size());
@@ -102,7 +102,7 @@ void EntryGuard::SkipPlainLines(std::string_view *block) {
     }
 }
 
-// Up to the end of the line.
+// Skips to the end of the line.
 void EntryGuard::SkipText(std::string_view *block) {
     const std::string_view text = block->substr(0, block->find('\n'));
     CountText(text.size());
@@ -180,7 +180,7 @@ void EntryGuard::BeginLine(char c) {
     at_ = At::kName;
 }
 
-// The character behind the name.
+// Handles the character after the name.
 void EntryGuard::TakeName(char c) {
     if (c != ':') Refuse("is not a line of an entry");
     if (dn_.empty()) {
@@ -192,7 +192,7 @@ void EntryGuard::TakeName(char c) {
     at_ = At::kColon;
 }
 
-// One colon or two, and one blank.
+// One or two colons, then one blank.
 void EntryGuard::TakeSeparator(char c) {
     if (!has_dn_ && c != '\n') dn_ += c;
     if (c == '\n') return EndLine();

@@ -44,8 +44,8 @@ void EntryScan::Add(std::string_view block) {
     }
 }
 
-// Nearly all lines are those of a record whose DN is known: only an empty one says something. Leaves an
-// empty line, or one that does not end in the block.
+// Nearly all lines are part of a record whose DN is known; of these only the empty line matters.
+// Stops at an empty line, or at one that does not end in the block.
 void EntryScan::SkipLines(std::string_view *block) {
     if (!in_record_ || collects_dn_ || line_size_ != 0) return;
     const char *at = block->data();
@@ -71,7 +71,7 @@ void EntryScan::AddPart(std::string_view part) {
     line_size_ += part.size();
     if (begins_line && collects_dn_) {
         if (part.front() == ' ') {
-            part.remove_prefix(1);  // the fold's, not the value's
+            part.remove_prefix(1);  // belongs to the fold, not the value
         } else {
             EndDn();
         }

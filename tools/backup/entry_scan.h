@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Looks at LDIF (RFC 2849) as slapcat(8) writes it while it streams by, in blocks that end anywhere.
-// A record begins with its "dn:" line and ends with an empty line; that empty line is also how
-// one tells that the last record is whole.
+// Scans LDIF (RFC 2849) as written by slapcat(8) while it streams by in blocks that end anywhere. A
+// record begins with its "dn:" line and ends with an empty line, which also proves that the last
+// record is complete.
 #pragma once
 
 #include <array>
@@ -15,23 +15,23 @@ namespace zafo::backup {
 
 class EntryScan {
   public:
-    // `suffix` is a DN to look for among the records; empty: none.
+    // `suffix` is a DN to look for among the records; empty for none.
     explicit EntryScan(std::string_view suffix = {});
 
     void Add(std::string_view block);
 
     std::uint64_t Entries() const { return entries_; }
 
-    // Whether nothing is open: no record was begun that has not had its empty line.
+    // Whether the last record was terminated by its empty line.
     bool IsComplete() const { return !in_record_ && line_size_ == 0; }
 
-    // Whether something stood where a record must begin and was neither "dn:" nor a comment.
+    // Whether there was text where a record must begin that was neither "dn:" nor a comment.
     bool HasStrayText() const { return stray_; }
 
-    // Whether a record with the suffix as its DN went by, however either is written.
+    // Whether a record's DN equalled the suffix, compared in normalised form.
     bool SawSuffix() const { return saw_suffix_; }
 
-    // Bytes of all blocks up to the end of the last record that is whole.
+    // Offset of the end of the last complete record, over all blocks.
     std::uint64_t EndOfRecords() const { return end_of_records_; }
 
   private:
@@ -42,7 +42,7 @@ class EntryScan {
     bool WantsDn() const { return !suffix_.empty() && !saw_suffix_; }
 
     std::string suffix_;          // normalised
-    std::string dn_;              // the lines of the DN, folds removed
+    std::string dn_;              // the unfolded DN line
     std::array<char, 3> head_{};  // the first bytes of the current line
     std::size_t head_size_ = 0;
     std::size_t line_size_ = 0;
@@ -55,7 +55,7 @@ class EntryScan {
     bool stray_ = false;
 };
 
-// The DN in a line "dn: VALUE" or "dn:: BASE64" whose folds are removed; empty for base64 that is none.
+// The DN in an unfolded line "dn: VALUE" or "dn:: BASE64"; empty for invalid base64.
 std::string DnIn(std::string_view line);
 
 }  // namespace zafo::backup

@@ -21,7 +21,7 @@ Exit ExitOfWriting(int reason) {
             return Exit::kQuotaExceeded;
         case EFBIG:
             return Exit::kFileTooLarge;
-        // Not there, no longer there, no longer ours to write: a share that went away shows any of them.
+        // Missing or no longer writable: a share that has gone away can report any of these.
         case ENOENT:
         case ENOTDIR:
         case ELOOP:

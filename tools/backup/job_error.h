@@ -8,28 +8,28 @@
 
 namespace zafo::backup {
 
-// Why a job cannot go on; what() names the file and the reason, on one line.
+// Why a job cannot continue; what() names the file and the reason, on one line.
 struct JobError : std::runtime_error {
     JobError(Exit exit, const std::string &words) : std::runtime_error(words), code(exit) {}
 
     Exit code;
 };
 
-// "DOING: REASON", the reason as strerror(3) has it.
+// "DOING: REASON", with the reason from strerror(3).
 JobError SystemError(Exit exit, const std::string &doing, int reason);
 
-// Descriptors or memory are used up: says nothing of what was to be opened.
+// Descriptors or memory have run out; says nothing about the file to be opened.
 bool IsShortage(int reason);
 
-// A failure to open or read a backup or its folder: kBadPlace, for a shortage kSystem.
+// A failure to open or read a backup or its folder: kBadPlace, or kSystem for a shortage.
 JobError ReadingError(const std::string &path, int reason);
 
-// A failure to write into the backup folder, by its errno: full, over quota, too large, or
-// the folder has gone (a network share that is away says so in many ways).
+// A failure to write to the backup folder, by errno: full, over quota, too large, or the folder is
+// gone (an absent network share reports many different errors).
 JobError WritingError(const std::string &path, int reason);
 
-// The first line that says something, with blanks for control characters and the rest as display_text.h
-// shows it: words of a tool go into a log line and a progress file.
+// The first line that is not blank, with control characters replaced by blanks and the rest escaped
+// as in display_text.h: tool output goes into a log line and a progress file.
 std::string OneLine(std::string_view words);
 
 }  // namespace zafo::backup

@@ -39,7 +39,7 @@ UniqueFd OpenLockFile(const std::string &path) {
 }
 
 JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
-    // Whoever only asks whether a job runs holds the lock for a moment.
+    // A process that only checks whether a job is running holds the lock for a moment.
     for (int left = kTries; IsTaken(fd_.Get()); --left) {
         if (left == 0) throw JobError(Exit::kBusy, "another backup or restore is running");
         std::this_thread::sleep_for(kPause);

@@ -9,15 +9,17 @@ namespace zafo::backup {
 
 inline constexpr const char *kJobLockFile = "/var/run/zafoldapbackup.lock";
 
-// Opens a file that is there to be locked, and makes it when it is missing, for its owner alone: who can open it can
-// hold it. Throws JobError kSystem when it cannot be had, or is not a file of root's or the effective user's.
+// Opens a lock file, created if missing, accessible to its owner only: anyone who can open it can
+// hold the lock. Throws JobError kSystem when that fails, or when it is not a regular file of
+// root's or the effective user's.
 UniqueFd OpenLockFile(const std::string &path);
 
-// The right to make a backup or to restore one: one process at a time. The lock is the process's
-// own and goes with it, however it ends; its children do not have it.
+// The right to run a backup or restore: one process at a time. The process owns the lock, so it is
+// released however the process ends; children do not inherit it.
 class JobLock {
   public:
-    // Throws JobError: kBusy when another process works, kSystem when the file cannot be had.
+    // Throws JobError: kBusy when another process is working, kSystem when the file cannot be
+    // opened.
     JobLock();
 
   private:

@@ -46,7 +46,7 @@ std::string DigestOf(const Json &object, const char *key) {
     return text;
 }
 
-// The format comes first: of a newer one nothing else is known.
+// Read the format first: nothing else is known about a newer one.
 int FormatOf(const Json &object) {
     const std::uint64_t format = NumberOf(object, "format");
     if (format == 0) Damaged("\"format\" is 0");
@@ -75,7 +75,7 @@ std::string ToJson(const Manifest &manifest) {
         {"sha256", manifest.sha256},
         {"config", config},
     };
-    // A text that is not UTF-8 (a suffix may be written in anything) must not lose the backup.
+    // Text that is not UTF-8 (a suffix may be in any encoding) must not lose the backup.
     return object.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a backup file says about itself, its last member "manifest.json".
+// A backup file's description of itself, its last member "manifest.json".
 #pragma once
 
 #include <cstdint>
@@ -24,13 +24,13 @@ struct Manifest {
     int format = kFormat;
     std::string product_version = {};
     std::string task = {};
-    std::uint64_t number = 0;        // the file's own, as in its name
+    std::uint64_t number = 0;        // the file's number, as in its name
     std::string created = {};        // "2027-02-28T14:03:00Z"
-    std::string suffix = {};         // as slapd.conf has it
-    std::string slapd_version = {};  // "2.5.13+dfsg-5"; empty: could not be found out
+    std::string suffix = {};         // as in slapd.conf
+    std::string slapd_version = {};  // "2.5.13+dfsg-5"; empty when unknown
     std::uint64_t entries = 0;
     std::uint64_t ldif_bytes = 0;
-    std::string sha256 = {};  // of all bytes of the LDIF, 64 hexadecimal digits
+    std::string sha256 = {};  // of the whole LDIF, 64 hexadecimal digits
     std::vector<ConfigDigest> config = {};
 
     bool operator==(const Manifest &) const = default;
@@ -38,7 +38,7 @@ struct Manifest {
 
 std::string ToJson(const Manifest &manifest);
 
-// Throws JobError: kDamaged, with what is wrong; kNewerFormat for a format above kFormat.
+// Throws JobError: kDamaged with the reason, kNewerFormat for a format above kFormat.
 Manifest ManifestFrom(std::string_view json);
 
 }  // namespace zafo::backup

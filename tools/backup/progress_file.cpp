@@ -27,8 +27,9 @@ std::int64_t Now() {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// The right to write is with whoever holds the job's lock: one name for the new text is enough. What is there, of a
-// killed run or of somebody else who may write into the folder, is removed and never written into.
+// Only the holder of the job lock may write, so one temporary name is enough. A leftover of a
+// killed run, or a file planted by someone else with write access to the folder, is removed, never
+// written to.
 int Replace(const std::string &path, const std::string &text) {
     AtomicFile file(path);
     file.Write(text);
@@ -68,7 +69,7 @@ void ProgressFile::Finish(int status) {
     Write(action_, status);
 }
 
-// A job does not fail because nobody can watch it.
+// Progress display is optional; never abandon the job because it cannot be written.
 void ProgressFile::Write(std::string_view action, int status) {
     if (path_.empty()) return;
     written_ = Now();

@@ -16,7 +16,7 @@ class Sha256 {
   public:
     Sha256() { sha256_init(&context_); }
     void Add(std::string_view bytes);
-    // Of what was added so far; the object then starts anew.
+    // The digest of what was added so far; resets the object.
     Digest Take();
 
   private:

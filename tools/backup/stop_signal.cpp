@@ -19,12 +19,12 @@ void Remember(int number) {
 
 void CatchStopSignals() {
     struct sigaction action {};
-    action.sa_handler = Remember;  // without SA_RESTART: what waits is to notice
+    action.sa_handler = Remember;  // without SA_RESTART, so that blocking calls notice
     for (const int number : {SIGTERM, SIGINT, SIGHUP})
         sigaction(number, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
-    // Ignored, as some callers leave it, it would keep the end of a child from its parent.
+    // An inherited SIG_IGN would hide the children's ends from wait.
     action.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &action, nullptr);
 }

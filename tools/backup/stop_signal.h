@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// SIGTERM, SIGINT and SIGHUP ask a job to end: it notices at the next step, tidies up and ends.
+// SIGTERM, SIGINT and SIGHUP ask a job to stop: it notices at the next step, cleans up and exits.
 #pragma once
 
 namespace zafo::backup {
 
-// From here on the three are remembered, and interrupt what blocks; SIGPIPE is ignored, SIGCHLD is not.
+// From now on the three are recorded and interrupt blocking calls; SIGPIPE is ignored, SIGCHLD
+// reset to its default.
 void CatchStopSignals();
 
 bool Stopped();
 
-// Throws JobError kSystem when the job is asked to end.
+// Throws JobError kSystem when the job has been asked to stop.
 void EndIfStopped();
 
 }  // namespace zafo::backup

@@ -14,12 +14,12 @@ namespace zafo::backup {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 512;
-// The tars of other programs end with up to 10 KiB of zeros, ours with 1 KiB.
+// Other programs end a tar with up to 10 KiB of zeros, ours with 1 KiB.
 constexpr std::size_t kMostPadding = 64U << 10;
 constexpr std::string_view kTarMagic{"ustar\00000", 8};
 constexpr char kPlainFile = '0';
 
-// A field of a header.
+// A header field.
 struct Field {
     std::size_t at;
     std::size_t size;
@@ -39,7 +39,7 @@ std::string_view TextIn(std::string_view field) {
     return field.substr(0, field.find('\0'));
 }
 
-// Octal digits and then blanks or zeros.
+// Octal digits, then blanks or NULs.
 std::optional<std::uint64_t> NumberIn(std::string_view field) {
     std::uint64_t number = 0;
     std::size_t digits = 0;
@@ -50,7 +50,7 @@ std::optional<std::uint64_t> NumberIn(std::string_view field) {
     return number;
 }
 
-// The sum of a header's bytes, with blanks where it stands itself.
+// The sum of a header's bytes, with the checksum field counted as blanks.
 std::uint64_t SumOf(std::string_view header) {
     std::uint64_t sum = kSum.size * std::uint64_t{' '};
     for (std::size_t i = 0; i < header.size(); ++i) {
@@ -116,7 +116,7 @@ std::string TarReader::ReadText(std::uint64_t limit) {
     return text;
 }
 
-// At most so many of the next bytes; empty at the end.
+// Up to `most` of the next bytes; empty at the end.
 std::string_view TarReader::Some(std::uint64_t most) {
     if (left_.empty()) left_ = source_();
     const std::string_view part =

@@ -15,7 +15,7 @@ constexpr unsigned kSingleSegment = 1U << 5U;
 constexpr unsigned kChecksum = 1U << 2U;
 constexpr std::size_t kChecksumBytes = 4;
 constexpr std::size_t kBlockHead = 3;
-constexpr unsigned kRepeated = 1;  // a block that is one byte, many times
+constexpr unsigned kRepeated = 1;  // a block of one repeated byte
 constexpr unsigned kReserved = 3;
 
 }  // namespace
@@ -53,7 +53,7 @@ void ZstdFrame::Add(std::string_view block) {
     }
 }
 
-// Magic number, descriptor and window; the size of the content, which may stand there, says nothing that counts.
+// Magic number, descriptor and window; the optional content size is ignored.
 void ZstdFrame::TakeHead() {
     if (!std::equal(kZstdMagic.begin(), kZstdMagic.end(), bytes_.begin()))
         Damaged("it is not compressed with zstd: it is not a backup");

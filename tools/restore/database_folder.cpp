@@ -30,7 +30,8 @@ namespace fs = std::filesystem;
 using FileId = std::pair<dev_t, ino_t>;
 
 constexpr std::chrono::milliseconds kPause{20};
-// A loader whose restore was killed may make another file or two before it sees the end of its input.
+// The loader of a killed restore may create another file or two before it sees the end of its
+// input.
 constexpr std::chrono::seconds kLoaderLimit{10};
 
 std::string ParentOf(const std::string &path) {
@@ -47,7 +48,7 @@ std::vector<FileId> OpenableFiles(const std::string &folder) {
     return files;
 }
 
-// What could not be looked at for want of descriptors is not known to be unused.
+// If the descriptors run out, it is unknown whether the folder is unused.
 void RequireMeans(const std::error_code &error) {
     if (error && IsShortage(error.value()))
         throw RootError("cannot see which processes use the database", error.value());
@@ -66,8 +67,8 @@ bool HasOpen(const fs::path &process, const std::vector<FileId> &files) {
     return false;
 }
 
-// The readers and writers of an LMDB database hold a lock on the first byte of its lock file; the
-// kernel knows them also where their processes cannot be seen.
+// Readers and writers of an LMDB database lock the first byte of its lock file; the kernel reports
+// the lock even when the process is not visible here.
 std::optional<DatabaseUser> LockerOf(const std::string &folder) {
     const UniqueFd file(open((folder + "/" + kLockFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (!file.IsOpen() && IsShortage(errno))
@@ -100,7 +101,7 @@ void GiveToServer(const std::string &path) {
     if (user == nullptr && IsShortage(errno))
         throw RootError("cannot give " + path + " to the directory server", errno);
     if (user == nullptr) return;
-    // In an ordinary user's namespace that user's files are the server's already.
+    // In an unprivileged user namespace the files already belong to the server's user.
     if (lchown(path.c_str(), user->pw_uid, user->pw_gid) != 0 && errno != EPERM && errno != EINVAL)
         throw RootError("cannot give " + path + " to the directory server", errno);
 }

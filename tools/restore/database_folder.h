@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The folder of a database, and who works in it.
+// Database folders and the processes that use them.
 #pragma once
 
 #include <chrono>
@@ -13,28 +13,28 @@ namespace zafo::backup {
 
 inline constexpr const char *kDataFile = "data.mdb";
 inline constexpr const char *kLockFile = "lock.mdb";
-// Exists where the database holds an entry.
+// Exists if the database holds an entry.
 inline constexpr const char *kMarkerFile = "dn2id.bdb";
 
-// 0 for a name that is free. Throws JobError for what is no folder, a link to one included.
+// 0 for an unused name. Throws JobError if it is not a folder, or is a link to one.
 FolderId IdOf(const std::string &folder);
 
-// Makes a folder like the server makes its own: mode 0700, the server's user's where it can be given
-// away. Throws JobError.
+// Creates a folder as the server would: mode 0700, owned by the server's user where possible.
+// Throws JobError.
 void MakeDatabaseFolder(const std::string &folder);
 
-// Gives a file or folder to the server's user where that is possible. Throws JobError.
+// Makes the server's user the owner of a file or folder where possible. Throws JobError.
 void GiveToServer(const std::string &path);
 
-// One gets the other's name, in one step and on the disk. Throws JobError.
+// Atomically swaps the two names and syncs the parent folder. Throws JobError.
 void SwapFolders(const std::string &one, const std::string &other);
 
-// With all there is in it; need not exist. Throws JobError.
+// Removes a folder and its contents, if it exists. Throws JobError.
 void RemoveFolder(const std::string &folder);
 
-// A process that has the database of a folder open.
+// A process that has a folder's database open.
 struct DatabaseUser {
-    pid_t pid = 0;  // 0: not of this system's processes
+    pid_t pid = 0;  // 0: not visible on this system
     std::string program = {};
 
     std::string Words() const;
@@ -42,7 +42,7 @@ struct DatabaseUser {
 
 std::optional<DatabaseUser> UserOf(const std::string &folder);
 
-// Waits until nobody has it open. Throws JobError kServer that names who has.
+// Waits until no process has it open. Throws JobError kServer naming the process that does.
 void AwaitUnused(const std::string &folder, std::chrono::seconds limit);
 
 }  // namespace zafo::backup

@@ -12,7 +12,7 @@ namespace zafo::backup {
 
 namespace {
 
-// Throws what has gone wrong.
+// Throws unless `error` is 0.
 void Expect(int error, const std::string &doing) {
     if (error != 0) throw RootError(doing, error);
 }

@@ -11,7 +11,7 @@ namespace zafo::backup {
 
 namespace {
 
-// No DN that slapd takes is as long.
+// Longer than any DN that slapd accepts.
 constexpr std::size_t kLongestHead = 64U << 10;
 constexpr std::string_view kDnLine = "dn:";
 
@@ -25,7 +25,7 @@ std::string Unfolded(std::string_view lines) {
     return text;
 }
 
-// Behind the next end of a line; the end of the block when there is none.
+// The position after the next newline; the end of the block if there is none.
 std::size_t BehindLine(std::string_view block, std::size_t from) {
     const std::size_t end = block.find('\n', from);
     return end == block.npos ? block.size() : end + 1;
@@ -51,7 +51,7 @@ void EntrySieve::Finish(const Take &take) {
     if (!head_.empty()) Decide(take);
 }
 
-// A line that does not continue the head ends it.
+// The head ends at the first line that does not continue it.
 void EntrySieve::TakeHead(std::string_view *block, const Take &take) {
     if (begins_line_ && !head_.empty() && block->front() != ' ') return Decide(take);
     const std::size_t size = BehindLine(*block, 0);
@@ -61,7 +61,7 @@ void EntrySieve::TakeHead(std::string_view *block, const Take &take) {
     if (head_.size() > kLongestHead) Decide(take);
 }
 
-// Up to the empty line.
+// Handles everything up to the empty line.
 void EntrySieve::TakeRest(std::string_view *block, const Take &take) {
     std::size_t size = 0;
     bool ends = false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Finds the entry at one DN while LDIF streams by, and leaves it out where that is wished.
+// Finds the entry with a given DN in streamed LDIF, and optionally leaves it out.
 #pragma once
 
 #include <cstdint>
@@ -14,14 +14,14 @@ class EntrySieve {
   public:
     using Take = std::function<void(std::string_view)>;
 
-    // An empty DN: none is looked for. DNs are compared as ComparableDn has them; names that only slapd knows to be the
-    // same (numbers of attributes, forms of Unicode) are found when they are loaded.
+    // Searches for nothing if the DN is empty. DNs are compared by ComparableDn; forms that only
+    // slapd knows to be equal (attribute OIDs, Unicode forms) are found when they are loaded.
     EntrySieve(std::string_view dn, bool leaves_out);
 
-    // The next block, which may end anywhere. What goes on is given to `take`, not always at once.
+    // The next block, which may end anywhere. Passes what is kept to `take`, possibly later.
     void Add(std::string_view block, const Take &take);
 
-    // The end; the last record was whole.
+    // Ends the input; the last record was complete.
     void Finish(const Take &take);
 
     std::uint64_t Found() const { return found_; }
@@ -33,8 +33,8 @@ class EntrySieve {
 
     std::string dn_;
     bool leaves_out_;
-    std::string head_;     // the lines of the DN, as they stand
-    bool in_head_ = true;  // at the DN, or where a record may begin
+    std::string head_;     // the lines of the DN, unchanged
+    bool in_head_ = true;  // in the DN, or where a record may begin
     bool drops_ = false;
     bool begins_line_ = true;
     std::uint64_t found_ = 0;

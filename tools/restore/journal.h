@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a restore is about to do to the database's folder, for whoever comes after it was cut off. It is
-// there from before the server is stopped until the restored database is found good; removing it is the
-// moment from which the restore counts.
+// Records what a restore is about to do to the database folder, for recovery after an interruption.
+// It exists from before the server is stopped until the restored database has been verified;
+// removing it commits the restore.
 //
 //   zafoldap-restore 1
 //   state=exchange          exchange, starting or undo
-//   old=1234                inode of the folder with the entries of before
+//   old=1234                inode of the folder with the old entries
 //   new=1260                inode of the folder with the restored entries
 //   server=running          whether the server ran before: running or stopped
-//   pid=4711                the process that restores
-//   started=88123           and when it began, as in /proc/PID/stat
+//   pid=4711                the restoring process
+//   started=88123           and its start time, as in /proc/PID/stat
 //   end
 #pragma once
 
@@ -23,13 +23,13 @@
 
 namespace zafo::backup {
 
-// A folder whatever its name: renaming keeps the inode. 0: there is none.
+// Identifies a folder by its inode, which renaming keeps. 0: no folder.
 using FolderId = std::uint64_t;
 
 enum class JournalState {
-    kExchange,  // the server is being stopped, the folders exchanged
-    kStarting,  // they are exchanged; the server may be started on the new one
-    kUndo,      // the new one is no good: back to the old one
+    kExchange,  // the server is being stopped and the folders swapped
+    kStarting,  // swapped; the server may be started on the new one
+    kUndo,      // the new one is unusable: back to the old one
 };
 
 struct Journal {
@@ -44,12 +44,12 @@ struct Journal {
 
 std::string TextOf(const Journal &journal);
 
-// Nothing for a text that is not, byte for byte, what TextOf gives.
+// std::nullopt unless the text is exactly what TextOf returns.
 std::optional<Journal> JournalFrom(const std::string &text);
 
 struct FoundJournal {
     bool exists = false;
-    std::optional<Journal> journal = {};  // nothing: it cannot be read
+    std::optional<Journal> journal = {};  // std::nullopt: unreadable
 };
 
 FoundJournal ReadJournal(const std::string &path);

@@ -6,18 +6,18 @@
 
 namespace zafo::backup {
 
-// What differs from the configuration of the server.
+// The differences from the server's configuration.
 struct LoadingChange {
     std::string directory;      // the database's folder
-    std::string new_directory;  // stands in its place
-    std::string include = {};   // a file that is not where it belongs; empty: none
+    std::string new_directory;  // replaces it
+    std::string include = {};   // an "include" to replace; empty: none
     std::string new_include = {};
 };
 
-// A configuration, slapd.conf(5), for loading into another folder: everything that decides what
-// entries may hold and how they are stored (schema, indexes, "maxsize") is kept. The administrator's password has
-// no use there and is left out. Throws JobError kSystem when the configuration keeps no database in the
-// directory.
+// Derives the slapd.conf(5) for loading into another folder: everything that decides what entries
+// may hold and how they are stored (schema, indexes, "maxsize") is kept. The administrator's
+// password is not needed and is left out. Throws JobError kSystem when the configuration has no
+// database in that directory.
 std::string LoadingConfiguration(std::string_view text, const LoadingChange &change);
 
 }  // namespace zafo::backup

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where a restore works: the server's folder, and in it the database, the folder beside it that is
-// exchanged with it, and the journal of the exchange.
+// The paths of a restore: the server's folder, the database in it, the spare folder that is swapped
+// with the database, and the journal of the swap.
 #pragma once
 
 #include <string>
@@ -18,9 +18,9 @@ struct Places {
           journal(folder + "/restore.journal") {}
 
     std::string folder;
-    std::string data;     // what the server serves
-    std::string spare;    // the new database before the exchange, the old one after it
-    std::string journal;  // there while one of the two may be exchanged for the other
+    std::string data;     // the database in use
+    std::string spare;    // the new database before the swap, the old one after it
+    std::string journal;  // exists while the two may be swapped
 };
 
 }  // namespace zafo::backup

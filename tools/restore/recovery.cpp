@@ -21,14 +21,14 @@ namespace zafo::backup {
 
 namespace {
 
-// A program that reads the database offline ends soon.
+// Offline readers of the database finish soon.
 constexpr std::chrono::seconds kReaderLimit{10};
 
 Verdict JudgePlaces(const Places &places) {
     return Judge(LookAt(places), [] { return HoldsSuffix(kSlapdConf, SuffixOf(kSlapdConf)); });
 }
 
-// What a restore had begun to write in the server's folder when it was killed.
+// Files that a killed restore left half-written in the server's folder.
 std::vector<std::string> Unfinished(const Places &places) {
     std::vector<std::string> found;
     for (const std::string &path :
@@ -43,7 +43,7 @@ bool NothingIsLeft(const Places &places) {
            Unfinished(places).empty();
 }
 
-// The journal goes first: without it the folder beside the database is known to be needed no more.
+// The journal goes first: without it the spare folder is known to be unneeded.
 void CleanUp(const Places &places) {
     RemoveDurably(places.journal);
     RemoveFolder(places.spare);
@@ -55,7 +55,7 @@ void CleanUp(const Places &places) {
                                               places.data, places.spare, places.journal));
 }
 
-// With no server on the database.
+// The server must not be running on the database.
 void Apply(const Places &places, Verdict verdict) {
     for (const std::string &path : Unfinished(places))
         RemoveDurably(path);
@@ -87,7 +87,7 @@ void StopServer() {
 
 void PutBack(const Places &places, Journal journal) {
     if (IdOf(places.data) == journal.new_folder) {
-        // Without room for the note the exchange back is all the more urgent.
+        // If there is no room for the new state, swapping back is all the more urgent.
         journal.state = JournalState::kUndo;
         try {
             WriteDurably(places.journal, TextOf(journal));
@@ -115,7 +115,7 @@ void RecoverBeforeJob(const Places &places) {
         if (verdict != Verdict::kSwapBack) Apply(places, verdict);
     }
     if (verdict == Verdict::kSwapBack) {
-        // A server may have been started on what is to be taken away.
+        // A server may have been started on the database that is about to be removed.
         StopServer();
         const StartLock lock;
         Apply(places, JudgePlaces(places));
@@ -130,7 +130,7 @@ void RecoverBeforeStart(const Places &places) {
     try {
         lock.emplace();
     } catch (const JobError &busy) {
-        // What has no journal is the folder that a restore is loading.
+        // Without a journal, the spare folder is one that a running restore is loading.
         if (busy.code != Exit::kBusy) throw;
         if (!found.exists) return;
         const bool lives = found.journal && found.journal->writer.Lives();
@@ -149,7 +149,7 @@ void UndoRestore(const Places &places, Journal journal) {
             fmt::format("the old database will be put back at the server's next start: {}",
                         error.what()));
     }
-    // The server first: removing a large folder takes its time.
+    // Start the server first: removing a large folder takes time.
     try {
         StartAgain(journal);
     } catch (const JobError &) {

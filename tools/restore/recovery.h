@@ -49,17 +49,17 @@
 
 namespace zafo::backup {
 
-// Before another job begins, which holds the job's lock. Stops and starts the server where the
-// folders must be exchanged back beneath it, and starts it where the restore had stopped it.
-// Throws JobError.
+// Called before another job, which holds the job lock, begins. Stops and starts the server when the
+// folders must be swapped back, and starts it if the restore had stopped it. Throws JobError.
 void RecoverBeforeJob(const Places &places);
 
-// Before the server starts; the caller holds the lock of starts (start_lock.h). Throws JobError when the
-// server must not be started now: a restore is exchanging its database, or it is unclear which is which.
+// Called before the server starts; the caller holds the start lock (start_lock.h). Throws JobError
+// when the server must not be started now: a restore is swapping its database, or it is unclear
+// which folder is which.
 void RecoverBeforeStart(const Places &places);
 
-// Takes a restore back while this process is in it: as little as possible is taken for granted. With
-// the folders exchanged the server is stopped first. The server runs again afterwards when it ran.
+// Undoes a restore from within the restoring process, assuming as little as possible. If the
+// folders are swapped, the server is stopped first. Afterwards the server runs if it ran before.
 // Throws JobError when the old database cannot be put back; the next recovery tries again.
 void UndoRestore(const Places &places, Journal journal);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// "ldap-restore-settle": run by the server's start program, which holds the lock of starts, before
-// the server opens its database. Exit code 0: it may start.
+// "ldap-restore-settle": run by the server's start program, which holds the start lock, before the
+// server opens its database. Exit code 0: the server may start.
 #include <cstdio>
 #include <exception>
 

@@ -18,7 +18,7 @@ Which WhichIs(const std::string &folder, const std::optional<Journal> &journal) 
 Verdict JudgeSwapped(const Scene &scene, const std::function<bool()> &holds) {
     // Without the old database there is nothing to go back to.
     if (scene.spare != Which::kOld) return Verdict::kKeep;
-    // Clients may have written to the new one by now: when it is good it stays.
+    // Clients may have written to the new database by now; if it is good it stays.
     const bool good = scene.journal.journal->state != JournalState::kUndo && holds();
     return good ? Verdict::kKeep : Verdict::kSwapBack;
 }
@@ -34,12 +34,12 @@ Scene LookAt(const Places &places) {
 
 Verdict Judge(const Scene &scene, const std::function<bool()> &holds) {
     const bool has_spare = scene.spare != Which::kMissing;
-    // The journal is on the disk before the folders are exchanged.
+    // The journal reaches the disk before the folders are swapped.
     if (!scene.journal.exists) return has_spare ? Verdict::kKeep : Verdict::kNothing;
     if (scene.data == Which::kOld) return Verdict::kKeep;
     if (scene.data == Which::kNew) return JudgeSwapped(scene, holds);
     if (scene.data == Which::kMissing) return has_spare ? Verdict::kUnclear : Verdict::kKeep;
-    // Folders that the journal does not know, or a journal that cannot be read.
+    // Folders that the journal does not name, or an unreadable journal.
     return !has_spare || holds() ? Verdict::kKeep : Verdict::kUnclear;
 }
 

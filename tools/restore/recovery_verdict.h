@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What becomes of the two folders after a restore was cut off.
+// Decides what happens to the two folders after an interrupted restore.
 //
-// The folders are exchanged in one step, and only when the new database is loaded, counted and on the disk.
-// So the one that bears the name "data" is whole at any time. What is to be found out is whether the other
-// one is still needed: it is, when the one in place does not hold the directory.
+// The folders are swapped atomically, and only once the new database is loaded, counted and synced.
+// So the one named "data" is always complete. What has to be decided is whether the other one is
+// still needed: it is if the one in place does not hold the directory.
 #pragma once
 
 #include <functional>
@@ -22,18 +22,18 @@ struct Scene {
     Which spare = Which::kMissing;
 };
 
-// Throws JobError when a name is taken by something that is no folder.
+// Throws JobError when one of the names exists but is not a folder.
 Scene LookAt(const Places &places);
 
 enum class Verdict {
-    kNothing,   // no restore was cut off
-    kKeep,      // the database in place stays; journal and other folder go
-    kSwapBack,  // the same after they were exchanged
-    kUnclear,   // neither is safe: a person must look
+    kNothing,   // no restore was interrupted
+    kKeep,      // the database in place stays; remove the journal and the other folder
+    kSwapBack,  // swap them, then the same
+    kUnclear,   // neither is safe: an operator must look
 };
 
-// `holds` tells whether the database in place has the suffix's entry; it is asked only where
-// that decides.
+// `holds` reports whether the database in place has the suffix's entry; it is only called when the
+// verdict depends on it.
 Verdict Judge(const Scene &scene, const std::function<bool()> &holds);
 
 }  // namespace zafo::backup

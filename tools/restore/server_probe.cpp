@@ -22,12 +22,12 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools end with others when they got none
+constexpr int kHighestResult = 80;  // of LDAP (RFC 4511); tools exit with others for no result
 constexpr std::chrono::seconds kAnswerLimit{10};
 
 struct LookedUp {
     bool found = false;
-    bool done = false;  // slapcat has read the database
+    bool done = false;  // slapcat has read the whole database
     std::string words = {};
 };
 
@@ -55,7 +55,7 @@ LookedUp LookUp(const std::string &configuration, const std::string &dn) {
     pipe.writer.Reset(-1);
     char byte = '\0';
     const bool found = ReadSome(pipe.reader.Get(), &byte, 1) == 1;
-    // It ends with its reader.
+    // slapcat ends when its reader does.
     pipe.reader.Reset(-1);
     const int status = slapcat.Wait();
     return {.found = found, .done = status == 0, .words = OneLine(slapcat.Words())};
@@ -84,7 +84,7 @@ bool HoldsEntry(const std::string &configuration, const std::string &dn) {
 
 Answer AskServer(const std::string &suffix) {
     Answer best = Answer::kSilent;
-    // A URL that says no host means all addresses; a client means this machine by it.
+    // A URL without a host means all addresses to the server, and this machine to a client.
     for (const std::string &url : ListenUrls({kServiceSettings, kServiceDefaults})) {
         const Answer answer = Ask(url, suffix);
         if (answer == Answer::kFound) return answer;

@@ -1,34 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether a database, or the server on it, has the tree that it is for.
+// Whether a database, or the server running on it, contains its suffix's tree.
 #pragma once
 
 #include <string>
 
 namespace zafo::backup {
 
-// "suffix" of a configuration, slapd.conf(5). Throws JobError kSystem when it has none or cannot be read.
+// The "suffix" of a slapd.conf(5). Throws JobError kSystem when it has none or cannot be read.
 std::string SuffixOf(const std::string &configuration);
 
-// Whether the database of that configuration holds the suffix's entry; false also when slapcat(8) cannot read
-// it. Works beside a running server.
+// Whether the database of that configuration holds the suffix's entry; also false when slapcat(8)
+// cannot read it. Works while the server is running.
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix);
 
-// Whether it holds an entry that slapd takes for the one of that DN, however its name is written. Throws JobError
-// kSystem when slapcat(8) cannot say.
+// Whether it holds an entry that slapd considers to have that DN, however it is written. Throws
+// JobError kSystem when slapcat(8) cannot tell.
 bool HoldsEntry(const std::string &configuration, const std::string &dn);
 
 enum class Answer {
     kFound,   // the suffix's entry
-    kOther,   // a result of another kind: who is not logged in may not be told what there is
-    kSilent,  // none
+    kOther,   // a different result: anonymous clients may not learn what exists
+    kSilent,  // no result
 };
 
-// Asks the running server, where its service lets it listen, as nobody. TLS is not checked: this goes
-// to the machine itself and says nothing secret.
+// Asks the running server anonymously, on the URLs its service listens on. TLS is not verified:
+// this connects to the local machine and sends nothing secret.
 Answer AskServer(const std::string &suffix);
 
-// Exit::kServer unless the started server answers within some seconds and its database has the suffix.
+// Throws Exit::kServer unless the started server answers within a few seconds and its database has
+// the suffix.
 void ExpectServes(const std::string &configuration, const std::string &suffix);
 
 }  // namespace zafo::backup

@@ -50,7 +50,7 @@ void Give(const std::string &path, std::string_view text) {
 void CopySettings(const Places &places) {
     const fs::path from = fs::path(places.data) / kSettingsFile;
     const fs::path to = fs::path(places.spare) / kSettingsFile;
-    // The folder is the server's, who is not root: what it holds is not followed anywhere.
+    // The folder belongs to the server's unprivileged user: links in it are not followed.
     const UniqueFd file(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
@@ -142,7 +142,7 @@ FolderId Staging::Finish() const {
 
 // --- Loading ------------------------------------------------------------------
 
-// "-q": without a file system's synchronisation after every entry; the whole is synchronised at the end.
+// "-q" skips syncing after every entry; everything is synced at the end.
 Loader::Loader(const std::string &configuration)
     : pipe_(MakePipe()),
       child_({.argv = {kSlapadd, "-q", "-f", configuration}, .input = pipe_.reader.Get()}) {
@@ -173,13 +173,13 @@ void Loader::Fail(int wait_status) const {
                     first.empty() ? "no reason given" : first, StatusInWords(wait_status)));
 }
 
-// The database is a file mapped into memory: a file system without room shows as SIGBUS.
+// The database is a memory-mapped file: running out of disk space shows as SIGBUS.
 Exit ExitOfLoading(int wait_status, std::string_view words) {
     const bool is_full = Says(words, "MDB_MAP_FULL") || Says(words, "No space left on device") ||
                          Says(words, "Disk quota exceeded") ||
                          (WIFSIGNALED(wait_status) && WTERMSIG(wait_status) == SIGBUS);
     if (is_full) return Exit::kDatabaseFull;
-    // An entry is named by its place in the LDIF.
+    // slapadd names a refused entry by its line in the LDIF.
     const bool refused = WIFEXITED(wait_status) && Says(words, "(line=");
     return refused ? Exit::kDamaged : Exit::kSystem;
 }

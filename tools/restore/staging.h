@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The database that is loaded beside the one in use.
+// The database loaded alongside the one in use.
 #pragma once
 
 #include <cstdint>
@@ -16,13 +16,14 @@
 
 namespace zafo::backup {
 
-// Bytes that a database takes on the disk for LDIF of that many bytes. Measured with the template's indexes: 2.6 times
-// as much for 100,000 users of the kind that the library creates, 3.7 for 5,000; 2.3 for large groups; 9 for
-// entries that are nothing but long names, each of which is in three indexes. Where it turns out to be too little,
-// loading fails and nothing is changed; too much would refuse what fits.
+// Disk space that a database needs for that many bytes of LDIF. Measured with the template's
+// indexes: 2.6 times as much for 100,000 users of the kind that the library creates, 3.7 for 5,000;
+// 2.3 for large groups; 9 for entries that are nothing but long names, each of which is in three
+// indexes. If the estimate is too low, loading fails and nothing is changed; if it is too high, a
+// backup that fits would be refused.
 std::uint64_t RoomFor(std::uint64_t ldif_bytes);
 
-// A folder for a database. One that is not released goes with its owner.
+// A database folder, removed by the destructor unless released.
 class SpareFolder {
   public:
     explicit SpareFolder(std::string path);
@@ -37,31 +38,32 @@ class SpareFolder {
     bool released_ = false;
 };
 
-// The folder "data.new" while its database is made.
+// The folder "data.new" while its database is being built.
 class Staging {
   public:
-    // Makes the folder and the configuration for loading from the server's. `rules`: its access rules, where
-    // they are not in their place. Throws JobError.
+    // Creates the folder, and derives the loading configuration from the server's. `rules`: its
+    // access rules, if they are not installed yet. Throws JobError.
     Staging(const Places &places, std::string_view configuration,
             const std::optional<std::string> &rules);
 
-    // The configuration of the database here.
+    // The configuration of this database.
     const std::string &Configuration() const { return configuration_; }
 
-    // Cuts the loaded file behind its last page. slapadd makes it as large as it may ever get, a hole
-    // that programs which copy files may fill; a server makes it no larger than its entries.
+    // Truncates the loaded file after its last page. slapadd makes it a sparse file of the maximum
+    // size, whose hole copying programs may fill in; a server's file is only as large as its
+    // entries.
     void Trim() const;
 
-    // Counts the entries and looks for the suffix's. Throws JobError kDamaged unless all are there.
-    // `tick` is called now and then.
+    // Counts the entries and looks for the suffix's. Throws JobError kDamaged unless all are
+    // present. Calls `tick` from time to time.
     void Verify(std::uint64_t entries, const std::string &suffix,
                 const std::function<void(std::uint64_t)> &tick) const;
 
-    // Nothing but the database stays, marked as filled, with the settings of the one in use, and
-    // it is on the disk. Gives the folder.
+    // Leaves only the database, marked as filled, with the settings of the one in use, and synced.
+    // Returns the folder.
     FolderId Finish() const;
 
-    // From now on the journal says what becomes of the folder.
+    // From now on the journal decides what happens to the folder.
     void Release() { folder_.Release(); }
 
   private:
@@ -71,17 +73,18 @@ class Staging {
     std::string rules_;
 };
 
-// slapadd(8) while it loads.
+// slapadd(8) while it is loading.
 class Loader {
   public:
-    // With the configuration of that file. Throws JobError.
+    // Starts it with that configuration file. Throws JobError.
     explicit Loader(const std::string &configuration);
 
-    // The next block of the LDIF. Throws JobError when slapadd has given up.
+    // Passes on the next block of LDIF. Throws JobError when slapadd has given up.
     void Add(std::string_view block);
 
-    // The end of it. Throws JobError: kDatabaseFull when the entries do not fit into the database or
-    // its file system, kDamaged when one is refused, kSystem when slapadd does not get that far.
+    // Ends the input. Throws JobError: kDatabaseFull when the entries do not fit into the database
+    // or its file system, kDamaged when an entry is refused, kSystem for any other failure of
+    // slapadd.
     void Finish();
 
   private:
@@ -91,7 +94,7 @@ class Loader {
     Child child_;
 };
 
-// What slapadd's end and its words come to.
+// The exit code for slapadd's status and messages.
 Exit ExitOfLoading(int wait_status, std::string_view words);
 
 }  // namespace zafo::backup

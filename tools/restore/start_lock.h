@@ -5,11 +5,11 @@
 
 namespace zafo::backup {
 
-// While it is held no directory server is started: its start program holds the same lock from its
-// beginning to its end. Never held while the service is started or stopped, which would wait for it.
+// Prevents directory servers from being started: the start program holds the same lock for its
+// whole run. Never held while the service is started or stopped, which would deadlock.
 class StartLock {
   public:
-    // Waits for a start that is going on. Throws JobError kServer when that does not end.
+    // Waits for a start in progress. Throws JobError kServer when that does not finish.
     StartLock();
 
   private:

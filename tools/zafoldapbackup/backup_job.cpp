@@ -67,14 +67,14 @@ class BackupJob {
         part.Sync();
         progress_->Stage("verifying");
         Verify(part, manifest);
-        // Nothing bears the name of a backup that has not been read back.
+        // A file gets the name of a backup only after it has been read back.
         part.PutInPlace();
         progress_->Stage("removing old backups");
         Thin(environment_.folder, environment_.prefix, environment_.keep);
     }
 
   private:
-    // What hinders that says nothing of the folder of the backups, as a backup's other codes do.
+    // A failure here says nothing about the backup folder, unlike a backup's other exit codes.
     static void RecoverRestore() {
         try {
             RecoverBeforeJob(Places());
@@ -83,7 +83,7 @@ class BackupJob {
         }
     }
 
-    // The number of the backup to write.
+    // Returns the number of the backup to write.
     std::uint64_t PrepareFolder() const {
         CheckDestination(environment_.folder);
         RemoveLeftParts(environment_.folder, environment_.prefix);
@@ -94,8 +94,8 @@ class BackupJob {
         return NextNumber(contents.backups);
     }
 
-    // slapcat reads one consistent state of the database, the server may go on writing; it writes into
-    // a pipe because it does not notice a full disk.
+    // slapcat reads a consistent snapshot while the server keeps writing; its output is a pipe
+    // because slapcat does not notice a full disk.
     void SaveEntries(ArchiveWriter *writer) {
         Pipe pipe = MakePipe();
         Child slapcat({.argv = {kSlapcat}, .output = pipe.writer.Get()});
@@ -122,7 +122,7 @@ class BackupJob {
     }
 
     void Verify(const PartFile &part, const Manifest &manifest) {
-        // What the disk has, not what memory still knows.
+        // Reads back from the disk, not from the page cache.
         posix_fadvise(part.Fd(), 0, 0, POSIX_FADV_DONTNEED);
         try {
             const Contents contents = ReadArchive(part.Fd(), part.Path(), [&](std::string_view) {

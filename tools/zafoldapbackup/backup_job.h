@@ -5,7 +5,7 @@
 
 namespace zafo::backup {
 
-// Makes one backup into the folder of the environment. 0, or throws JobError.
+// Writes one backup into the configured folder. Returns 0 or throws JobError.
 int RunBackup(const Environment &environment);
 
 }  // namespace zafo::backup

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The configuration that goes into a backup.
+// The configuration that is saved in a backup.
 #pragma once
 
 #include <optional>
@@ -11,19 +11,19 @@
 
 namespace zafo::backup {
 
-// The text of a configuration file; nothing when there is no such file. Throws JobError kSystem when it cannot be read
-// or is longer than any such file.
+// The text of a configuration file; std::nullopt if it does not exist. Throws JobError kSystem when
+// it cannot be read or is too long for one.
 std::optional<std::string> ReadConfiguration(const std::string &path);
 
-// The text of one section of a section file (platform/file.h), its heading included and comments left out; empty when
-// there is none.
+// The text of one section of a section file (platform/file.h), with its heading and without
+// comments; empty if there is none.
 std::string SectionIn(std::string_view text, std::string_view section);
 
-// Adds slapd.conf, the access rules, and of the saved connections the server's own: each where there is one.
+// Adds slapd.conf, the access rules, and the server's own saved connection, each if it exists.
 // Throws JobError kSystem for a file that cannot be read.
 void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf);
 
-// The suffix that slapd.conf names. Throws JobError kSystem when there is none.
+// The suffix in slapd.conf. Throws JobError kSystem when there is none.
 std::string ConfiguredSuffix();
 
 }  // namespace zafo::backup

@@ -43,7 +43,7 @@ std::uint64_t KeepFrom(const char *text) {
     const std::string_view digits = text != nullptr ? text : "";
     std::uint64_t number = 0;
     const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    // More than can be counted is no limit.
+    // A number too large to represent means no limit.
     if (parsed.ec == std::errc::result_out_of_range)
         return std::numeric_limits<std::uint64_t>::max();
     if (parsed.ec != std::errc() || parsed.ptr != digits.data() + digits.size() || number == 0)

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the caller of the backup program settles, all of it in environment variables.
+// The settings of the backup program, all taken from environment variables.
 //
 //   LDAP_BROWSER_CONF           file of saved connections
-//   LDAP_BKP_PROGRESS_FILE      where to tell the progress
-//   LDAP_BKP_PREFIX             first part of the backups' names
-//   LDAP_BKP_TASK               name of the task                   (backup only, as all below)
-//   LDAP_BKP_DEST_DIR           folder of the backups
-//   LDAP_BKP_SCHEDULE_ENABLED   "yes" or "no"; the program does the same for both
+//   LDAP_BKP_PROGRESS_FILE      progress file to write
+//   LDAP_BKP_PREFIX             prefix of the backups' names
+//   LDAP_BKP_TASK               name of the task         (set for backups only, as all below)
+//   LDAP_BKP_DEST_DIR           backup folder
+//   LDAP_BKP_SCHEDULE_ENABLED   "yes" or "no"; makes no difference to the program
 //   LDAP_BKP_MAX_BACKUP_FILE    how many backups to keep; not a number above 0: 10
 #pragma once
 
@@ -27,11 +27,10 @@ struct Environment {
     std::uint64_t keep = 10;
 };
 
-// Variables that are missing or empty leave the default.
-// Throws JobError kSystem for a prefix that is no good.
+// Missing or empty variables leave the default. Throws JobError kSystem for an invalid prefix.
 Environment ReadEnvironment();
 
-// The number of backups to keep that a text asks for.
+// Parses the number of backups to keep.
 std::uint64_t KeepFrom(const char *text);
 
 }  // namespace zafo::backup

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The backup program that the library runs: zafoldap/backup.h. Its caller sees the exit code
-// (tools/backup/exit_code.h) and the progress file; a person sees one line.
+// The backup program that the library runs: zafoldap/backup.h. Its caller uses the exit code
+// (tools/backup/exit_code.h) and the progress file; a user sees one line.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -31,7 +31,7 @@ constexpr const char *kUsage =
 
 constexpr mode_t kOwnerOnly = 077;
 
-// A file that got the number of a closed standard descriptor would take what is meant for a person.
+// A file opened under the number of a closed standard descriptor would receive the messages.
 void OpenStandardDescriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) < 0 && errno == EBADF) open("/dev/null", O_RDWR);

@@ -35,20 +35,20 @@ namespace {
 
 constexpr int kPairs = 64;
 constexpr std::size_t kLongestPassword = 1024;
-constexpr std::size_t kLongestDn = 1023;  // the library's buffers
+constexpr std::size_t kLongestDn = 1023;  // size of the library's buffers
 constexpr std::size_t kLongestHash = 512;
 constexpr const char *kPasswordKey = "bindpw";
 
 using Pairs = std::unique_ptr<QLIBSZHASH, decltype(&QLIBCSzHashFree)>;
 
-// For texts that are only looked at.
+// For texts that are only examined.
 class TextFolder : public WorkFolder {
   public:
     TextFolder() : WorkFolder("zafoldapbackup") {
         if (Error() != 0) throw RootError("cannot create a folder in /tmp", Error());
     }
 
-    // The path of a new file with that text.
+    // Writes the text to a new file and returns its path.
     std::string Write(const char *name, std::string_view text) const {
         WriteDurably(Path(name), text);
         return Path(name);
@@ -68,7 +68,7 @@ void Set(const Pairs &pairs, const char *key, const std::string &value) {
     if (QLIBCSzHashSetValue(pairs.get(), key, value.c_str()) != 0) throw std::bad_alloc();
 }
 
-// What the server of this machine is configured with.
+// The configuration that this machine's template produces.
 std::string FromTemplate(const WorkFolder &work, const std::string &suffix,
                          const std::string &admin_dn, const std::string &hash) {
     const Pairs pairs(QLIBCSzHashAlloc(kPairs), QLIBCSzHashFree);
@@ -95,12 +95,12 @@ std::string RulesFor(const WorkFolder &work, const std::string &suffix) {
     return *rules;
 }
 
-// The administrator is below the suffix.
+// Whether the administrator's DN is below the suffix.
 bool IsAdminOf(const std::string &admin_dn, const std::string &suffix) {
     return IsPlainDn(admin_dn) && IsBelow(admin_dn, suffix);
 }
 
-// Keys and values, blanks between words made one each.
+// Keys and values, with blanks between words collapsed.
 std::set<std::pair<std::string, std::string>> DirectivesIn(std::string_view text) {
     std::set<std::pair<std::string, std::string>> found;
     const Directives directives(text);
@@ -116,14 +116,14 @@ bool IsGiven(std::string_view key) {
                                [&](const char *given) { return EqualIgnoringCase(key, given); });
 }
 
-// The pairs of a section of a file; nothing when there is none.
+// The pairs in a section of a file; empty if there is none.
 Pairs SectionOf(const std::string &file, const char *section) {
     Pairs pairs(QLIBCSzHashAlloc(kPairs), QLIBCSzHashFree);
     if (pairs && QLIBCFileGetSection(file.c_str(), section, pairs.get()) < 1) pairs.reset();
     return pairs;
 }
 
-// A password that was saved, enciphered with a key that does not leave its machine. Wiped with its owner.
+// A saved password, encrypted with a key that never leaves its machine. Wiped on destruction.
 class SavedPassword {
   public:
     explicit SavedPassword(const std::string &connections) {
@@ -136,7 +136,7 @@ class SavedPassword {
     SavedPassword(const SavedPassword &) = delete;
     SavedPassword &operator=(const SavedPassword &) = delete;
 
-    // nullptr: it cannot be deciphered here.
+    // nullptr: cannot be decrypted here.
     const char *Clear() const { return known_ ? clear_.data() : nullptr; }
 
   private:

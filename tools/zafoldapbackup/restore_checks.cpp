@@ -32,7 +32,7 @@ std::pair<int, int> NumbersOf(std::string_view version) {
     return numbers;
 }
 
-// A folder that is a file system of its own has no other name to give.
+// A mount point cannot be renamed.
 bool IsMountPoint(const Places &places) {
     struct stat inner {};
     struct stat outer {};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The entries of a backup are loaded into a folder beside the server's database while the server runs.
-// Only when they are all there is it stopped, for as long as two folders take to get each other's
-// name, and the old folder is removed only when the server has answered from the new one.
+// The entries of a backup are loaded into a folder beside the server's database while the server
+// runs. Only when all of them are loaded is it stopped, for as long as it takes to swap two
+// folders, and the old folder is removed only after the server has answered from the new one.
 #include "tools/zafoldapbackup/restore_job.h"
 
 #include <chrono>
@@ -38,7 +38,7 @@ namespace {
 
 constexpr int kStages = 8;
 
-// A program that reads the database offline ends soon.
+// Offline readers of the database finish soon.
 constexpr std::chrono::seconds kReaderLimit{10};
 
 constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry skips it";
@@ -68,7 +68,7 @@ class RestoreJob {
         progress_->TickEntries(entries, contents_.manifest.entries);
     }
 
-    // What was confirmed is read by the descriptor of whoever has read it before.
+    // A confirmed backup is read through the descriptor of the process that has read it before.
     void Open() {
         backup_ = OpenBackup(name_);
         confirmed_ = ConfirmationIn(backup_.Get());
@@ -90,8 +90,9 @@ class RestoreJob {
         CheckRoom(places_, contents_.manifest);
     }
 
-    // The file is read once more: what is loaded was itself checked to the last byte, and has the digest of
-    // before, or nothing comes of it. slapadd sees no line that is not known to be harmless.
+    // The file is read again: the restore proceeds only if the loaded data passes every check
+    // itself and has the same digest as before. slapadd sees no line that is not known to be
+    // harmless.
     void Load() {
         staging_ = std::make_unique<Staging>(places_, configuration_->SlapdConf(),
                                              configuration_->Rules());
@@ -115,14 +116,15 @@ class RestoreJob {
 
     bool LeavesAdminOut() const { return confirmed_ && confirmed_->without_administrator; }
 
-    // Names that are written in another way than the administrator's are known to slapd only.
+    // Only slapd recognises other spellings of the administrator's DN.
     void RefuseAdminEntry() const {
         const std::string &admin = configuration_->AdminDn();
         if (!admin.empty() && HoldsEntry(staging_->Configuration(), admin))
             RefuseAdmin("remove it from the original directory and back that up again");
     }
 
-    // slapd takes the password of such an entry for the administrator's, to whom no access rule applies.
+    // slapd would accept the password of such an entry as the administrator's, who is exempt from
+    // all access rules.
     [[noreturn]] void RefuseAdmin(std::string_view remedy) const {
         throw JobError(Exit::kDamaged,
                        fmt::format("{} has an entry {}, whose password would also work for the "
@@ -163,7 +165,7 @@ class RestoreJob {
         EndIfStopped();
     }
 
-    // While the lock is held no server can begin to write into what is taken away.
+    // While the lock is held, no server can start writing to the folder being removed.
     void SwapIn() {
         const StartLock lock;
         AwaitUnused(places_.data, kReaderLimit);
@@ -200,7 +202,7 @@ class RestoreJob {
         throw error;
     }
 
-    // The restore counts by now.
+    // The restore is committed by now.
     void RemoveOld() {
         try {
             RemoveFolder(places_.spare);
@@ -216,7 +218,7 @@ class RestoreJob {
     }
 
     const Environment &environment_;
-    std::string name_;  // of the backup, for words
+    std::string name_;  // of the backup, for messages
     ProgressFile *progress_;
     const Places places_;
     UniqueFd backup_;

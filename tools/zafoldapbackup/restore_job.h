@@ -7,7 +7,7 @@
 
 namespace zafo::backup {
 
-// Replaces the server's entries by those of a backup file. 0, or throws JobError.
+// Replaces the server's entries with those of a backup file. Returns 0 or throws JobError.
 int RunRestore(const Environment &environment, const std::string &file);
 
 }  // namespace zafo::backup

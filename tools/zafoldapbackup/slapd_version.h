@@ -6,11 +6,11 @@
 
 namespace zafo::backup {
 
-// The version in the first line that `slapd -VV` says: "@(#) $OpenLDAP: slapd 2.5.13+dfsg-5 (Feb  8 2023 …) $".
-// Empty when there is none.
+// The version in the first line of `slapd -VV` output: "@(#) $OpenLDAP: slapd 2.5.13+dfsg-5 (Feb  8
+// 2023 …) $". Empty if there is none.
 std::string VersionIn(std::string_view words);
 
-// Of the installed slapd; empty when it cannot be found out, which stops no backup.
+// The version of the installed slapd; empty if unknown, which does not prevent a backup.
 std::string SlapdVersion();
 
 }  // namespace zafo::backup

@@ -5,7 +5,7 @@
 
 namespace zafo::backup {
 
-// For the person who runs the program, and for the system log. The job goes on.
+// Writes a warning for the user and to the system log. The job continues.
 void Warn(const std::string &words);
 
 }  // namespace zafo::backup

@@ -22,7 +22,7 @@ constexpr const char *kLmHash = "sambaLMPassword";
 bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
                                    const std::string &password) {
     std::array<char, 33> hash{};
-    // Without hashes of that kind on this system nobody has made one.
+    // If this system cannot compute such hashes, none exist.
     if (QLIBSmbNtEncrypt(password.c_str(), hash.data(), hash.size()) != 0) return false;
     const std::string dn = "uid=admin,cn=users," + suffix;
     const Connection connection = ReadConnection(kOwnConnection);

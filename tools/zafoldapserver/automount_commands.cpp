@@ -22,7 +22,7 @@ namespace {
 
 const Fields kMapFields = {{"map", "MAP"}, {"key", "KEY"}, {"value", "VALUE"}};
 
-// What the library would not mount, nobody else should.
+// Refuse what the library would not mount.
 void CheckExport(const std::string &host, const std::string &path) {
     const std::string source = host + ":" + path;
     const char *fault = IsText(source) ? FaultOfNfsSource(source) : "it is not UTF-8";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of backups: one that fails unnoticed is found out on the day it is needed.
+// The checks of backups: an unnoticed failure would only be discovered on the day the backup is
+// needed.
 #include "tools/zafoldapserver/backup_checks.h"
 
 #include <fmt/format.h>
@@ -16,13 +17,13 @@ namespace zafo::cli {
 
 namespace {
 
-// Cron's own, also of other crons than Debian's.
+// Written by cron itself, also by crons other than Debian's.
 constexpr const char *kCronPidFile = "/var/run/crond.pid";
 constexpr const char *kBackUp = "zafoldapserver backup now";
 constexpr const char *kSetDestination =
     "zafoldapserver backup config set --dir DIR (or --share NAME) --schedule \"daily 04:00\"";
 constexpr const char *kShowConfig = "zafoldapserver backup config show";
-// Clocks of a machine and of its file server differ a little.
+// Allows for small clock differences between a machine and its file server.
 constexpr std::time_t kClockSlack = 600;
 
 std::string SetAgain(const BackupSettings &settings) {
@@ -64,7 +65,7 @@ LastBackup LookAtLast(const BackupSettings &settings) {
     return last;
 }
 
-// None: there is nothing to say against it.
+// std::nullopt: no objection.
 std::optional<CheckStep> JudgeJob(const std::optional<JobProgress> &job) {
     if (!job || job->IsRestore()) return std::nullopt;
     const std::string log =

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The judgements behind the checks of backups, on facts alone.
+// The verdicts of the backup checks, based on facts alone.
 #pragma once
 
 #include <ctime>
@@ -13,20 +13,20 @@
 
 namespace zafo::cli {
 
-// The settings and what the scheduler has.
+// Compares the settings with what the scheduler has.
 CheckStep JudgeSchedule(const BackupSettings &settings, Registration registration,
                         bool scheduler_runs, std::time_t now);
 
 // What is known of the newest backup.
 struct LastBackup {
-    std::optional<std::time_t> written = {};  // none: there is no backup
+    std::optional<std::time_t> written = {};  // std::nullopt: there is no backup
     std::string path = {};
     std::string fault = {};  // why it cannot be restored
     std::string content = {};
-    std::string stray = {};  // a file that has the name of a backup and is none
+    std::string stray = {};  // a file that is named like a backup but is not one
 };
 
-// The newest backup, beside what the last job came to.
+// Judges the newest backup together with the result of the last job.
 CheckStep JudgeLast(const BackupSettings &settings, const LastBackup &last,
                     const std::optional<JobProgress> &job, std::time_t now);
 

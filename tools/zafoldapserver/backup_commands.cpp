@@ -41,7 +41,7 @@ void RequireDatabase() {
     if (ZAFOLDAPServerDBIsEmpty() != 0) throw OwnFailure(Message::kServerNotSetUp, {});
 }
 
-// The folder's room is looked at by the program itself; a dry run has only this look.
+// The program checks the folder's free space itself; a dry run has only this check.
 int WouldBackUp(Session &session, const BackupSettings &settings) {
     RequireDestination(settings);
     const auto found = FoundBackups(session, settings);
@@ -61,7 +61,7 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
     return 0;
 }
 
-// The newest backup, which is the one just made unless somebody has made another since.
+// The newest backup: the one just made, unless another has been made since.
 Json Made(Session &session, const BackupSettings &settings, double seconds) {
     const auto found = FoundBackups(session, settings);
     if (found.empty())
@@ -90,7 +90,7 @@ int BackUpNow(Session &session) {
     }
     const auto began = std::chrono::steady_clock::now();
     BackupSettings settings;
-    // Nobody sees what the scheduler's run says: every refusal is logged as well.
+    // Nobody sees the output of a scheduled run, so every refusal is logged as well.
     LoggedChange(
         [&] {
             RequireDatabase();

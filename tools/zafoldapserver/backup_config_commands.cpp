@@ -104,7 +104,7 @@ struct Change {
     bool schedule = false;
 };
 
-// To the schedule that was; the first failure is the one to tell.
+// Restores the previous schedule; the first failure is the one to report.
 void GoBack(const Change &change) {
     BackupSettings settings = change.after;
     settings.enabled = change.before.enabled;
@@ -116,9 +116,8 @@ void GoBack(const Change &change) {
     }
 }
 
-// The scheduler is told first what no longer runs and last what runs from now on: whoever is
-// interrupted in between has a schedule that does not run, which the check tells, and never one
-// that nobody set.
+// The scheduler is told first what stops running and last what starts: an interruption in between
+// leaves a schedule that does not run, which the check reports, never one that nobody set.
 void Apply(const Change &change) {
     if (change.schedule && !change.after.enabled) Register(false);
     try {

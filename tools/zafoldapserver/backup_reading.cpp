@@ -18,7 +18,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Hands the lines of a text on that comes in blocks.
+// Passes on the lines of a text that arrives in blocks.
 class LineCutter {
   public:
     explicit LineCutter(CensusTaker &taker) : taker_(taker) {}
@@ -34,7 +34,7 @@ class LineCutter {
     }
 
   private:
-    // A line may be longer than anybody would want to count.
+    // A line may be too long to keep.
     void Keep(std::string_view part) {
         if (begun_.size() < CensusTaker::kLongestLine)
             begun_ += part.substr(0, CensusTaker::kLongestLine);

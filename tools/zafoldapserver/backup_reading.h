@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup files and the folder of them, read for a person.
+// Reading backup files and their folder for display.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace zafo::cli {
 
-// A backup that was read, and what it was read by: who hands that on means these bytes.
+// A backup that was read, and the descriptor it was read from: passing it on refers to these bytes.
 struct WholeBackup {
     std::string path = {};
     std::uint64_t bytes = 0;
@@ -27,22 +27,24 @@ struct WholeBackup {
     zafo::UniqueFd file = {};
 };
 
-// Reads a backup to its end and checks all there is to check. Throws Failure.
+// Reads a backup to its end and checks everything. Throws Failure.
 WholeBackup ReadWholeBackup(const std::string &path);
 
 // "25 entries with 3 users and 4 groups"
 std::string ContentInWords(const WholeBackup &whole);
 
-// "3 passwords in it are not hashed …"; empty when all are.
+// "3 accounts in it have a password that is not hashed …"; empty if all are hashed.
 std::string ClearPasswordsInWords(const WholeBackup &whole);
 
-// What is in the destination. Throws Failure.
+// The contents of the destination. Throws Failure.
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings);
 
-// The backups of it, newest first; a note for what has the name of one and does not count. Throws Failure.
+// Its backups, newest first; notes files that are named like a backup but do not count. Throws
+// Failure.
 std::vector<backup::FoundBackup> FoundBackups(Session &session, const BackupSettings &settings);
 
-// What others could do to the backups: a warning, and the command that ends it. Empty: nothing.
+// What other users could do to the backups: a warning, and the command that fixes it. Empty if
+// nothing.
 struct ExposureInWords {
     std::string words = {};
     std::string remedy = {};
@@ -52,7 +54,7 @@ ExposureInWords ExposureOf(const BackupSettings &settings);
 // "5 users", "1 group"
 std::string Counted(std::uint64_t number, std::string_view noun);
 
-// Sizes and times are for a program as it computes, and for a person in words.
+// Sizes and times are numbers for programs and text for people.
 Json SizeFor(const Session &session, unsigned long long bytes);
 std::string UtcText(std::time_t when);  // "2027-02-28T14:03:00Z"
 Json MomentFor(const Session &session, std::optional<std::time_t> when);

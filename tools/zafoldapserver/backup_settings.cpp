@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kTries = 20;
 constexpr std::chrono::milliseconds kPause{50};
-// As the library has it.
+// The library's limit.
 constexpr size_t kLongestSharePath = 558;
 
 using Record = LibraryRecord<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
@@ -63,12 +63,12 @@ BackupSettings ReadBackupSettings() {
     for (int left = kTries;; --left) {
         ForgetErrors();
         if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) == 0) break;
-        // Whoever writes the settings does so for a moment.
+        // Other writers hold the settings only for a moment.
         if (ZAFOLDAPErrGet() != ZAFOLDAP_ERR_OCCUPIED || left == 1) ThrowSettings();
         ZAFOLDAPBackupConfigFree(record.Address());
         std::this_thread::sleep_for(kPause);
     }
-    // The library takes a file that it cannot read for one without settings.
+    // The library treats an unreadable file as one without settings.
     const int reason = QLIBCErrGet();
     if (reason == QLIB_ERR_BAD_FORMAT || reason == QLIB_ERR_OPEN_FAILED ||
         reason == QLIB_ERR_OUT_OF_MEMORY)

@@ -28,25 +28,25 @@ struct BackupSettings {
 // Throws Failure, also when the settings are damaged.
 BackupSettings ReadBackupSettings();
 
-// Stores them. The destination is written and checked only when `with_destination`: one that
-// is away now must not keep the schedule from being switched off. Throws Failure.
+// Stores them. The destination is written and checked only when `with_destination`, so that the
+// schedule can be switched off while the destination is unavailable. Throws Failure.
 void WriteBackupSettings(const BackupSettings &settings, bool with_destination);
 
-// The settings with the folder that their share has now, if they name one.
+// The settings with the share, if any, resolved to its current folder.
 BackupSettings ResolvedDestination(BackupSettings settings);
 
-// Why backups cannot be written there; empty: they can.
+// Why backups cannot be written there; empty if they can.
 std::string FaultOfDestination(const BackupSettings &settings);
 
 // Throws Failure ("backup_no_destination", or the library's refusal of a destination).
 void RequireDestination(const BackupSettings &settings);
 
-// Whether the scheduler runs backups as the settings say.
+// Whether the scheduler matches the settings.
 enum class Registration { kAsSet, kMissing, kLeftOver, kOtherwise, kUnreadable };
 
 Registration RegistrationOf(const BackupSettings &settings);
 
-// Registers or removes the schedule that the settings have. Throws Failure ("schedule_failed").
+// Registers the schedule from the settings, or removes it. Throws Failure ("schedule_failed").
 void Register(bool enable);
 
 }  // namespace zafo::cli

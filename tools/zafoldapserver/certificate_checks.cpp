@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of the server's certificate, in the words in which openssl, and so the clients,
-// refuse one.
+// The checks of the server's certificate, worded as openssl, and so the clients, refuse one.
 #include <unistd.h>
 
 #include <array>
@@ -42,7 +41,7 @@ std::optional<Certificate> Read(const CheckedServer &checked) {
     return ReadCertificateFile(checked.certificate_file);
 }
 
-// Whether the running server still shows another certificate than the file holds.
+// Whether the running server still presents a certificate other than the one in the file.
 bool IsOutdated(const CheckedServer &checked, const Certificate &in_file) {
     const int port = StartTlsPort();
     if (!checked.server.Running() || port == 0) return false;

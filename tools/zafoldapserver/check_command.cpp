@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// check: a list for a person and for a monitor, whose ids stay the same.
+// check: a list for people and for monitoring, with stable ids.
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
@@ -16,7 +16,7 @@ namespace {
 struct Row {
     const char *id;
     CheckStep (*check)(CheckedServer &);
-    bool without_server = false;  // made also where no server is set up
+    bool without_server = false;  // also run where no server is set up
 };
 
 constexpr Row kRows[] = {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The commands of zafoldapserver. Each row stands beside what it runs.
+// The commands of zafoldapserver. Each table row stands next to the code it runs.
 #pragma once
 
 #include <vector>

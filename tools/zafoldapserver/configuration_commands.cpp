@@ -27,8 +27,8 @@ std::string_view Name(RulesState state) {
     return kNames[static_cast<int>(state)];
 }
 
-// A directive without what is secret in it: the administrator's password, and the one with which
-// the server binds to another ("credentials=…").
+// A directive without its secrets: the administrator's password, and the password with which the
+// server binds to another ("credentials=…").
 std::string Shown(const Directive &directive) {
     constexpr std::string_view kNotShown = "(not shown)", kMark = "credentials=";
     if (directive.Is("rootpw")) return std::string(kNotShown);

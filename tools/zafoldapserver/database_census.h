@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the database holds, from one pass over it with slapcat(8): works with the server up or down,
-// and needs no password. Nothing is kept but counts, numbers and a few names.
+// What the database holds, from a single slapcat(8) pass: works whether or not the server is
+// running, and needs no password. Only counts, numbers and a few names are kept.
 #pragma once
 
 #include <cstdint>
@@ -35,21 +35,21 @@ struct DatabaseCensus {
     std::uint64_t groups = 0;
     NumberCensus uids = {};
     NumberCensus gids = {};
-    std::set<std::string> server_ids = {};          // that wrote entries: "000"
-    std::set<std::string, std::less<>> found = {};  // of the DNs that were asked for
+    std::set<std::string> server_ids = {};          // of the writers: "000"
+    std::set<std::string, std::less<>> found = {};  // of the requested DNs
     EntriesFound administrators = {};               // at the administrator's DN, however written
     EntriesFound clear_passwords = {};
     EntriesFound costly_passwords = {};
     EntriesFound several_passwords = {};
 };
 
-// What to look for besides.
+// What else to look for.
 struct CensusQuestion {
-    std::set<std::string, std::less<>> dns = {};  // as they are written in the database
+    std::set<std::string, std::less<>> dns = {};  // as written in the database
     std::string administrator = {};               // a DN in any form; empty: none
 };
 
-// Counts while it is handed the lines of LDIF (RFC 2849). Of a long value only the beginning is kept.
+// Counts while it receives lines of LDIF (RFC 2849). Only the beginning of a long value is kept.
 class CensusTaker {
   public:
     static constexpr size_t kLongestLine = 64U << 10;
@@ -77,7 +77,7 @@ class CensusTaker {
     std::optional<std::uint64_t> uid_, gid_;
 };
 
-// Nothing when the database cannot be read.
+// std::nullopt when the database cannot be read.
 std::optional<DatabaseCensus> TakeCensus(CensusQuestion question = {});
 
 }  // namespace zafo::cli

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of the database: its space, the pool of numbers, who writes to it.
+// The checks of the database: its space, the pool of numbers, and who writes to it.
 #include <sys/statvfs.h>
 
 #include <cstdlib>
@@ -91,7 +91,7 @@ CheckStep CheckGidPool(CheckedServer &checked) {
     return CheckPool(checked, &DatabaseCensus::gids, "gid");
 }
 
-// The counters of the pool are safe with one writable server only.
+// The pool's counters are only safe with a single writable server.
 CheckStep CheckWriters(CheckedServer &checked) {
     constexpr const char *kFix =
         "add accounts on only one server, or two of them may get the same number: zafoldap id "
@@ -109,7 +109,7 @@ CheckStep CheckWriters(CheckedServer &checked) {
     return Good("one server");
 }
 
-// An entry there has a password of its own, and slapd takes whoever knows it for the administrator.
+// Such an entry has its own password, which slapd would accept as the administrator's.
 CheckStep CheckAdministratorDn(CheckedServer &checked) {
     if (!checked.census) return Skipped("the database cannot be read");
     const EntriesFound &found = checked.census->administrators;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether programs log more than others may know, or somebody wanted them to.
+// Whether programs log more than other users may know, or someone tried to make them.
 #include <pwd.h>
 #include <sys/stat.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char *kMarker = "/tmp/zafoldap_debug";
 
-// Where system log daemons put such lines, and what they call the log before.
+// Where syslog daemons put such lines, and their names for the rotated log.
 constexpr const char *kLogs[] = {kSystemLog,           "/var/log/messages.0", "/var/log/messages.1",
                                  "/var/log/syslog",    "/var/log/syslog.1",   "/var/log/user.log",
                                  "/var/log/user.log.1"};

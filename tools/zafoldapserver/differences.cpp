@@ -17,7 +17,7 @@ namespace zafo::cli {
 
 namespace {
 
-// What setting up leaves in the database, the base entry aside.
+// What setup creates in the database, apart from the base entry.
 constexpr std::string_view kEntries[] = {"cn=users",
                                          "cn=groups",
                                          "cn=zafoconf",
@@ -43,7 +43,7 @@ std::string MissingEntries(const std::string &suffix) {
     return missing;
 }
 
-// Whether the saved connection leads to this server as its administrator.
+// Whether the saved connection points to this server as its administrator.
 bool ConnectionFits(const WantedServer &wanted) {
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
     return saved && SameDn(saved->base, wanted.suffix) && SameDn(saved->bind_dn, wanted.admin_dn);

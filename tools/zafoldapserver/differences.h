@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a server that is set up differs from what is asked for.
+// How an existing server differs from the one requested.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct Difference {
     std::string text;  // a sentence
 };
 
-// `password` is the one that the server is to have, `saved` the one of the saved connection.
+// `password` is the server's intended password, `saved` the one of the saved connection.
 std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedServer &wanted,
                                       const Staging &staging, const std::string &password,
                                       const std::string &saved);

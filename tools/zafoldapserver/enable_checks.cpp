@@ -33,8 +33,7 @@ constexpr unsigned long long kLeastSpace = 64 * kMiB;
 constexpr const char *kWrittenFolders[] = {kServerFolder,  kDatabaseFolder, kPrivateFolder,
                                            kServiceFolder, kTrustFolder,    kRunFolder};
 
-// Only a file that is really made tells: modes mean nothing to root, and a mount may be
-// read-only.
+// Only creating a file proves it: root ignores modes, and a mount may be read-only.
 void CheckFolder(const char *folder) {
     const std::string existing = ExistingFolder(folder);
     const auto refuse = [&](int code) {
@@ -66,7 +65,7 @@ unsigned long long CheckSpace() {
     return left;
 }
 
-// Binding tells without listening: it fails where another program listens.
+// Binding is enough to tell: it fails if another program is listening.
 bool IsTaken(const addrinfo &address) {
     const UniqueFd fd(socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd.IsOpen()) return false;  // no IPv6 here
@@ -91,7 +90,7 @@ bool IsTaken(const ListenAddress &address) {
     return false;
 }
 
-// What is in the database cannot be put under another suffix.
+// The database's entries cannot be moved to another suffix.
 void CheckDatabase(const LocalServer &before, const std::string &suffix) {
     if (ZAFOLDAPServerDBIsEmpty() == 1 || SameDn(before.suffix, suffix)) return;
     throw OwnFailure(
@@ -99,7 +98,7 @@ void CheckDatabase(const LocalServer &before, const std::string &suffix) {
         {.subject = before.suffix.empty() ? "an unknown suffix" : before.suffix, .reason = suffix});
 }
 
-// Who knows that entry's password would be the administrator.
+// Anyone who knows that entry's password would be the administrator.
 void CheckAdministratorsDn(const std::string &admin_dn) {
     if (ZAFOLDAPServerDBIsEmpty() == 1) return;
     const std::optional<DatabaseCensus> census = TakeCensus({.administrator = admin_dn});

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What must be true before the server is set up. Nothing is changed here: whatever fails leaves
-// the machine as it was.
+// The preconditions for setting up the server. Nothing is changed here: a failure leaves the
+// machine as it was.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@
 
 namespace zafo::cli {
 
-// What is going to be written.
+// What is about to be written.
 struct WantedServer {
     std::string suffix;
     std::string admin_dn;
@@ -22,14 +22,15 @@ struct WantedServer {
 };
 
 // Throws Failure ("folder_unwritable", "space_low", "port_taken", "other_database",
-// "administrator_entry", "configuration_refused", "slapd_missing"). What was found to be good, a sentence each.
+// "administrator_entry", "configuration_refused", "slapd_missing"). Returns a sentence for each
+// check passed.
 std::vector<std::string> CheckBeforeEnabling(Streams &streams, const LocalServer &before,
                                              const WantedServer &wanted, const Staging &staging);
 
-// Throws Failure ("port_taken") when another program has a port that the server listens on.
+// Throws Failure ("port_taken") when another program uses a port that the server listens on.
 void CheckPorts();
 
-// The folder itself, or the nearest above it that exists.
+// The folder itself, or its nearest existing parent.
 std::string ExistingFolder(std::string path);
 
 }  // namespace zafo::cli

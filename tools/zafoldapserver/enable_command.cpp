@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// enable: everything that can be checked is checked first; what fails after that leaves something
-// behind, and the message says what and how to go on.
+// enable: everything that can be checked is checked first; a later failure leaves something behind,
+// and the message says what, and how to continue.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -47,7 +47,7 @@ struct Enabling {
     std::vector<std::string> checks;
 };
 
-// A suffix that is this server's but for the case of letters is taken as it stands there.
+// A suffix that differs from this server's only in case is taken as the server has it.
 void ReadNames(const Session &session, Enabling &job) {
     job.wanted.suffix = CheckedSuffix(session.Argument("suffix"));
     const bool same = EqualIgnoringCase(job.before.suffix, job.wanted.suffix);
@@ -62,8 +62,8 @@ void ReadNames(const Session &session, Enabling &job) {
     }
 }
 
-// The password of the saved connection; nothing when it has none, leads elsewhere, or came with the
-// backup of another machine, which alone can decipher it.
+// The password of the saved connection; std::nullopt if it has none, points elsewhere, or came with
+// another machine's backup, which only that machine can decrypt.
 std::optional<std::string> SavedPassword(const LocalServer &server) {
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
     if (!saved || !saved->password_stored || !SameDn(saved->base, server.suffix) ||
@@ -92,8 +92,8 @@ std::string TakeServerPassword(Session &session, const std::string &admin_dn) {
     return password;
 }
 
-// A server that is set up keeps its password unless another one is given. With --dry-run nobody
-// is asked for one.
+// A server that is set up keeps its password unless another one is given. With --dry-run there is
+// no prompt.
 void ReadPassword(Session &session, Enabling &job, const std::optional<std::string> &saved) {
     const bool given = PasswordIsGiven(session);
     if (!given && saved && job.before.SetUp()) {
@@ -126,7 +126,7 @@ Json Result(const Enabling &job) {
             {"differences", DifferencesAsJson(job.differences)}};
 }
 
-// The connection "root" is this server's from now on, whatever it was.
+// From now on the connection "root" is this server's, whatever it was before.
 void SayWhatIsReplaced(Session &session, const Enabling &job) {
     const std::optional<Connection> saved = FindConnection(kOwnConnection);
     if (!saved || SameDn(saved->base, job.wanted.suffix)) return;
@@ -165,7 +165,7 @@ int DryRun(Session &session, const Enabling &job) {
     return 0;
 }
 
-// A file that somebody has changed by hand is kept beside the new one.
+// A file changed by hand is kept beside the new one.
 void KeepBefore(Session &session, const char *path) {
     const std::string kept = std::string(path) + ".before";
     const std::optional<std::string> text = ReadTextFile(path);
@@ -178,7 +178,7 @@ void KeepBefore(Session &session, const char *path) {
     session.streams.Note(fmt::format("{} is kept as {}", path, kept));
 }
 
-// How far the library came, from what there is now.
+// How far the library got, judged by what exists now.
 std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
     if (!SameDn(now.suffix, job.wanted.suffix))
         return fmt::format("{} could not be written", kSlapdConf);
@@ -238,7 +238,7 @@ void LogEnabling(const Session &session, const Enabling &job, const std::string 
               result);
 }
 
-// What clients connect to, as the machine calls itself.
+// The addresses for clients, by the machine's own host name.
 std::string AddressesForClients() {
     std::array<char, 256> own{};
     gethostname(own.data(), own.size() - 1);

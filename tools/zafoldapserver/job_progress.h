@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a backup or restore says about itself while it works, and how a person or a program that
-// watches sees it.
+// What a backup or restore reports while it works, and how it is shown to people and programs.
 #pragma once
 
 #include <optional>
@@ -27,17 +26,17 @@ struct JobProgress {
     int status = 0;
     int pid = 0;
 
-    // A job that is gone in the middle without an exit code was killed.
+    // A job that disappeared without an exit code was killed.
     JobState State() const;
     bool IsRestore() const { return operation == "restore"; }
     bool operator==(const JobProgress &) const = default;
 };
 
-// None when no job has left word. Throws Failure ("progress_unreadable").
+// std::nullopt when no job has left a report. Throws Failure ("progress_unreadable").
 std::optional<JobProgress> ReadProgress();
 
-// Shows what is new: on a terminal one line that is written over, elsewhere a line for each
-// stage, with --progress=json an object for every change.
+// Shows changes: on a terminal as one line that is overwritten, elsewhere as a line per stage, with
+// --progress=json as an object per change.
 class ProgressDisplay {
   public:
     explicit ProgressDisplay(Session &session);

@@ -25,8 +25,8 @@ constexpr int kNotFound = 127;
 constexpr int kSignal = 128;    // what a shell adds to a signal's number
 constexpr int kLookEvery = 50;  // milliseconds
 
-// What the last child of the calling process came to. The library keeps the backup program's exit
-// code to itself, and its progress may be that of another job: the signal tells both apart.
+// How the last child of the calling process ended. The library does not pass on the backup
+// program's exit code, and the progress file may be another job's: SIGCHLD tells them apart.
 volatile sig_atomic_t g_ran = 0;
 volatile sig_atomic_t g_exit_code = 0;
 
@@ -37,8 +37,8 @@ extern "C" void OnChildEnded(int, siginfo_t *info, void *) {
 
 extern "C" void OnInterruptOfJob(int) {}
 
-// The process that makes the call. Ctrl-C reaches the backup program beside it, whose end it
-// waits for; handlers, unlike ignored signals, are not handed on to programs.
+// The process that makes the call. Ctrl-C also reaches the backup program, whose end it waits for;
+// handlers, unlike ignored signals, are not inherited by programs.
 JobOutcome MakeCall(const std::function<int()> &call) {
     struct sigaction action {};
     action.sa_handler = OnInterruptOfJob;
@@ -50,7 +50,8 @@ JobOutcome MakeCall(const std::function<int()> &call) {
     ZAFOLDAPErrReset();
     QLIBCErrSet(QLIB_ERR_NONE);
     JobOutcome outcome{.ended = true};
-    // Somebody may be writing the settings, for a moment: a backup at night must not fail for it.
+    // Another process may be writing the settings for a moment; a nightly backup must not fail
+    // because of that.
     for (int left = kTries; left > 0; --left) {
         outcome.result = call();
         const bool again = outcome.result != 0 && g_ran == 0 &&
@@ -74,8 +75,8 @@ std::vector<pid_t> ChildrenOf(pid_t pid) {
     return children;
 }
 
-// What the exit code adds to the message of its library error; a job that failed for any other
-// reason has told it in its own words.
+// What the exit code adds to its library error's message; a job that failed for another reason has
+// reported it in its own words.
 std::string Sentence(const Failure &failure, backup::Operation operation, int exit_code) {
     if (exit_code > kSignal)
         return fmt::format("{}: it was killed by signal {}", failure.message, exit_code - kSignal);
@@ -110,14 +111,14 @@ int LibraryCodeOf(backup::Operation operation, int exit_code) {
     }
 }
 
-// What both operations have in common; none: the backup program's exit code has the reason.
+// What both operations have in common; std::nullopt: the backup program's exit code has the reason.
 std::optional<Failure> EarlyFailure(const JobOutcome &outcome, std::string_view operation,
                                     std::string_view tool_words) {
     if (!outcome.ended)
         return OwnFailure(Message::kJobLost, {.subject = std::string(operation)},
                           std::string(tool_words));
     if (Interrupted()) return OwnFailure(Message::kInterrupted, {}, std::string(tool_words));
-    // A program that cannot be executed leaves a child that ends like one of a shell.
+    // If a program cannot be executed, the child exits like a shell's.
     const bool ran = outcome.ran && outcome.exit_code != kNotFound;
     if (!ran && outcome.platform_code == QLIB_ERR_OPEN_FAILED)
         return OwnFailure(Message::kBackupProgramMissing, {.subject = kBackupProgram});
@@ -137,7 +138,7 @@ JobOutcome RunJob(Session &session, const std::function<int()> &call) {
     bool told = false;
     while (!job.Ended(kLookEvery)) {
         const std::vector<pid_t> own = ChildrenOf(job.Pid());
-        // Nobody may watch: progress that cannot be read is no reason to leave a job alone.
+        // Progress display is optional; never abandon the job because it cannot be read.
         try {
             const std::optional<JobProgress> progress = ReadProgress();
             if (progress && std::ranges::count(own, progress->pid) > 0) display.Show(*progress);

@@ -3,7 +3,7 @@
 
 namespace zafo::cli {
 
-// A record that a function of the library fills and another one releases.
+// A record filled by one library function and released by another.
 template <typename T, int (*Free)(T *)>
 class LibraryRecord {
   public:

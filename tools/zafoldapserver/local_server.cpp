@@ -39,7 +39,7 @@ LocalServer LookAtServer() {
     server.suffix = DirectiveOf(kSlapdConf, "suffix");
     server.admin_dn = DirectiveOf(kSlapdConf, "rootdn");
     if (server.suffix.empty() && server.readable) return server;
-    // For the library a server that is not enabled does not run; it may all the same.
+    // The library reports a disabled server as stopped even if it runs.
     server.pid = QLIBCReadPidFile(kSlapdPidFile);
     server.state = server.pid > 0 ? ServerState::kRunning : ServerState::kStopped;
     return server;
@@ -89,7 +89,7 @@ int StartTlsPort() {
 }
 
 std::optional<unsigned long long> AllocatedSize(const char *path) {
-    constexpr unsigned long long kBlock = 512;  // stat(2), whatever the file system's own is
+    constexpr unsigned long long kBlock = 512;  // unit of st_blocks, see stat(2)
     struct stat status {};
     if (stat(path, &status) != 0) return std::nullopt;
     return static_cast<unsigned long long>(status.st_blocks) * kBlock;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What there is of the appliance's directory server: seen from its files and its process, never
-// asked over the network.
+// The state of the appliance's directory server, from its files and its process, never over the
+// network.
 #pragma once
 
 #include <ctime>
@@ -20,7 +20,7 @@ std::string_view Name(ServerState state);
 
 struct LocalServer {
     ServerState state = ServerState::kNotSetUp;
-    bool readable = true;  // slapd.conf; what it says is empty otherwise
+    bool readable = true;  // slapd.conf; its values are empty otherwise
     bool enabled = false;
     int pid = 0;
     std::string suffix = {};
@@ -43,20 +43,20 @@ struct ListenAddress {
     bool tls = false;  // from the first byte
 };
 
-// Nothing for "ldapi" and others that have no port.
+// std::nullopt for "ldapi" and other URLs without a port.
 std::optional<ListenAddress> ParseListenUrl(const std::string &url);
 std::vector<ListenAddress> ListenAddresses();
 
-// The port for clear text and StartTLS; 0: there is none.
+// The port for plain LDAP and StartTLS; 0 if there is none.
 int StartTlsPort();
 
-// Bytes that a file takes on disk; nothing when there is no such file.
+// Bytes that a file occupies on disk; std::nullopt if it does not exist.
 std::optional<unsigned long long> AllocatedSize(const char *path);
 
-// "12.3 MiB"
+// "1.2 MiB", "12 MiB"
 std::string SizeInWords(unsigned long long bytes);
 
-// "2027-02-28 14:03:00", in the machine's own time, and "2027-02-28" in UTC.
+// "2027-02-28 14:03:00" in local time, and "2027-02-28" in UTC.
 std::string TimeText(std::time_t when);
 std::string DateText(std::time_t when);
 

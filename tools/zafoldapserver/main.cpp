@@ -6,7 +6,7 @@
 
 namespace {
 
-// The command's name where the appliance's schedules have it: "zafoldapserver --backup now".
+// The command's name as the appliance's schedules have it: "zafoldapserver --backup now".
 char g_backup[] = "backup";
 
 }  // namespace

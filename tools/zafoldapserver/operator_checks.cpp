@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The group that the access rules give the right to write to: that it is there, and that nobody waits
-// in it for a name to be given out.
+// The group to which the access rules grant write access: that it exists, and that no member is a
+// name still free for someone to take.
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -31,7 +31,7 @@ class OperatorGroup {
 
     const std::string &Dn() const { return dn_; }
 
-    // Whom it lists, each once; nothing: there is no such group.
+    // Its members, each once; std::nullopt if the group does not exist.
     std::optional<std::vector<std::string>> Members() {
         std::vector<std::string> names;
         try {
@@ -56,7 +56,7 @@ class OperatorGroup {
         return names;
     }
 
-    // Those of them who are no users.
+    // The members that are not users.
     std::vector<std::string> Missing(std::vector<std::string> names) {
         for (size_t at = 0; at < names.size();) {
             std::string filter = "(&(objectClass=posixAccount)(|";
@@ -85,7 +85,7 @@ class OperatorGroup {
     std::vector<std::string> found_ = {};
 };
 
-// Of the first; the next check shows the next one.
+// The command for one member; the next check shows the next.
 std::string RemovalOf(const std::string &name) {
     const bool quotable = name.find('\'') == std::string::npos && OneLine(name) == name;
     return fmt::format("zafoldap member remove 'Directory Operators' {}",

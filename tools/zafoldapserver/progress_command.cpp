@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// progress: what a backup or restore is doing, or has come to.
+// progress: what a backup or restore is doing, or how it ended.
 #include <chrono>
 #include <thread>
 
@@ -40,7 +40,7 @@ Json RecordOf(const JobProgress &progress) {
             {"pid", progress.running ? Json(progress.pid) : Json()}};
 }
 
-// Waits for the end of the job that runs; nothing when it has left no word.
+// Waits for the end of the running job; std::nullopt when it left no report.
 std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
     ProgressDisplay display(session);
     while (progress.running) {
@@ -48,7 +48,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
         std::this_thread::sleep_for(kLookEvery);
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<JobProgress> now = ReadProgress();
-        // The next job is another one.
+        // A different pid is another job.
         if (!now || now->pid != progress.pid) return std::nullopt;
         progress = *now;
     }
@@ -74,7 +74,7 @@ int ShowProgress(Session &session) {
     if (session.invocation.Has("follow") && progress->running) {
         const std::string operation = progress->operation;
         progress = Follow(session, *progress);
-        // The library removes the word of a restore that failed.
+        // The library removes the report of a failed restore.
         if (!progress) throw OwnFailure(Message::kJobLeftNoWord, {.subject = operation});
         ThrowUnlessDone(*progress);
     }

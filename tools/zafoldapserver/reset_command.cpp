@@ -30,7 +30,7 @@ std::string InWords(const LocalServer &server, const std::optional<DatabaseCensu
                        accounts);
 }
 
-// The suffix is typed, so that nobody resets the wrong machine by a habit of the fingers.
+// The suffix must be typed, so that nobody resets the wrong machine out of habit.
 void Confirm(Session &session, const std::string &suffix, const std::string &lost) {
     Streams &streams = session.streams;
     if (session.Options().yes) return;

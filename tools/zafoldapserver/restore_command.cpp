@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// restore: the directory as a backup has it, in place of the one that there is.
+// restore: replaces the directory with the contents of a backup.
 #include <filesystem>
 #include <sstream>
 
@@ -28,7 +28,7 @@ namespace zafo::cli {
 
 namespace {
 
-// The newest backup that can be restored; what is newer and cannot is told.
+// The newest backup that can be restored; newer ones that cannot are reported.
 WholeBackup NewestWhole(Session &session) {
     const BackupSettings settings = ReadBackupSettings();
     for (const backup::FoundBackup &found : FoundBackups(session, settings)) {
@@ -75,7 +75,7 @@ std::string BackupInWords(const WholeBackup &whole) {
                        ContentInWords(whole));
 }
 
-// The suffix is typed, so that nobody replaces the directory of the wrong machine.
+// The suffix must be typed, so that nobody replaces the directory of the wrong machine.
 void Confirm(Session &session, const WholeBackup &whole, const std::string &replaced) {
     Streams &streams = session.streams;
     if (session.Options().yes) return;
@@ -95,7 +95,7 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
         throw OwnFailure(Message::kSuffixNotTyped, {.subject = restoring});
 }
 
-// The library would remove the progress of the job that runs.
+// The library would remove the progress of the running job.
 void RequireNoOtherJob() {
     if (!backup::JobRuns()) return;
     ZAFOLDAPErrReset();
@@ -130,8 +130,9 @@ std::string StateAfter(const LocalServer &before, const std::string &suffix) {
                           : "zafoldapserver start starts the server";
 }
 
-// Restores what was read and shown, and nothing else: the file goes by its open descriptor and its digest, for
-// its name may be another file's by now, and its bytes others. Runs in a process of its own, which waits for the end.
+// Restores exactly what was read and shown: passes on the open descriptor and the digest, because
+// the name may refer to another file by now, or the file hold other bytes. Runs in a separate
+// process, which waits for the end.
 int RestoreConfirmed(const WholeBackup &whole, bool without_admin) {
     try {
         const zafo::UniqueFd confirmation =
@@ -146,7 +147,7 @@ int RestoreConfirmed(const WholeBackup &whole, bool without_admin) {
     }
 }
 
-// What the backup program has said of a restore that is done.
+// Passes on the backup program's warnings about a completed restore.
 void NoteWarnings(Session &session) {
     constexpr std::string_view kProgram = "zafoldapbackup: ";
     std::istringstream lines(session.streams.ToolWords());

@@ -59,7 +59,7 @@ struct BadSchedule {
     std::string reason;
 };
 
-// Takes the day's words off the front.
+// Consumes the words of the day from the front.
 void ReadDay(std::vector<std::string> &words, ScheduleNumbers &numbers) {
     const std::string kind = words.empty() ? "" : words.front();
     const auto take = [&] {
@@ -145,7 +145,7 @@ std::tm LocalDay(std::time_t now, int days_later) {
     std::tm day{};
     localtime_r(&now, &day);
     day.tm_mday += days_later;
-    day.tm_hour = 12;  // the date, whatever the clock does on that day
+    day.tm_hour = 12;  // the date, whatever daylight saving does on that day
     day.tm_isdst = -1;
     std::mktime(&day);
     return day;

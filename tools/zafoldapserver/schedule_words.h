@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Schedules as a person writes and reads them: "daily 04:00", "weekly sunday 04:00",
-// "monthly 1 04:00", each also with several runs on its day, "daily 00:00-20:00 every 4 hours".
-// The numbers behind them are those of platform/schedule.h.
+// Schedules as people write and read them: "daily 04:00", "weekly sunday 04:00", "monthly 1 04:00",
+// each also with several runs on its day, "daily 00:00-20:00 every 4 hours". The numbers are those
+// of platform/schedule.h.
 #pragma once
 
 #include <array>
@@ -17,23 +17,23 @@ namespace zafo::cli {
 
 using ScheduleNumbers = std::array<int, 6>;
 
-// What is wrong with a text in place of the numbers.
+// The numbers, or else what is wrong with the text.
 struct ScheduleReading {
     std::optional<ScheduleNumbers> numbers = {};
     std::string reason = {};
 };
 
-// Words are read without case, blanks count once.
+// Ignores case and repeated blanks.
 ScheduleReading ReadSchedule(std::string_view words);
 
-// "never" for what says no time.
+// "never" for a schedule without a time.
 std::string ScheduleInWords(const ScheduleNumbers &numbers);
 
-// The first run after `now`, in the machine's local time; none for never. An hour that the clock
-// leaves out is run when it would have been, as cron does.
+// The first run after `now`, in local time; std::nullopt for never. A run in an hour skipped by the
+// clock takes place when it would have been, as with cron.
 std::optional<std::time_t> NextRun(const ScheduleNumbers &numbers, std::time_t now);
 
-// Seconds between two runs at most; 0 for never.
+// The longest time between two runs in seconds; 0 for never.
 std::time_t LongestGap(const ScheduleNumbers &numbers);
 
 // "today at 04:00", "tomorrow at 04:00", "on Sunday 2027-02-28 at 04:00"

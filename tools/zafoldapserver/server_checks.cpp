@@ -18,7 +18,7 @@ std::string EnableAgain(const CheckedServer &checked) {
     return fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix);
 }
 
-// Lines of a tool, with semicolons between them.
+// The lines of a tool, joined with semicolons.
 std::string OnOneLine(std::string words) {
     for (size_t at = 0; (at = words.find('\n', at)) != std::string::npos;)
         words.replace(at, 1, "; ");
@@ -89,7 +89,7 @@ CheckStep CheckRunning(CheckedServer &checked) {
         fmt::format("process {}{}{}", pid, since ? " since " : "", since ? TimeText(*since) : ""));
 }
 
-// As the programs reach it: over StartTLS, with the saved connection's name and password.
+// As the programs connect: over StartTLS, with the saved connection's name and password.
 CheckStep CheckAnswer(CheckedServer &checked) {
     if (!checked.server.Running()) return Skipped("the server is not running");
     const std::string again = EnableAgain(checked);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of the server's health. Each looks for itself, so that one that fails hides no other;
-// none needs the server to run but "answer" and "operators".
+// The checks of the server's health. Each gathers its own facts, so that a failing one does not
+// hide others; only "answer" and "operators" need a running server.
 #pragma once
 
 #include <optional>
@@ -19,7 +19,7 @@ namespace zafo::cli {
 struct CheckedServer {
     Session &session;
     LocalServer server = {};
-    std::string certificate_file = {};  // empty: none in the configuration
+    std::string certificate_file = {};  // empty: not configured
     std::optional<DatabaseCensus> census = {};
     ServiceFacts service = {};
 };
@@ -50,10 +50,10 @@ CheckStep CheckBackupDestination(CheckedServer &checked);
 CheckStep CheckBackupSchedule(CheckedServer &checked);
 CheckStep CheckLastBackup(CheckedServer &checked);
 
-// Looks at this machine, not at the server.
+// Examines this machine, not the server.
 CheckStep CheckDebugSwitch(CheckedServer &checked);
 
-// The judgements behind them, on numbers alone.
+// The verdicts behind the checks, on numbers alone.
 CheckStep JudgeSpace(unsigned long long used, unsigned long long limit);
 CheckStep JudgeCrashes(const ServiceFacts &service, std::time_t now);
 CheckStep JudgePool(const NumberCensus &numbers, std::string_view which);

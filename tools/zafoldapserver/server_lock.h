@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One process at a time changes the server.
+// Only one process at a time may change the server.
 #pragma once
 
 #include "tools/cli/session.h"
@@ -9,7 +9,7 @@ namespace zafo::cli {
 
 class ServerLock {
   public:
-    // Throws Failure ("error_occupied") when another process changes the server.
+    // Throws Failure ("error_occupied") while another process is changing the server.
     ServerLock();
     ~ServerLock();
     ServerLock(const ServerLock &) = delete;

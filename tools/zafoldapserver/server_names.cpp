@@ -18,13 +18,13 @@ namespace zafo::cli {
 
 namespace {
 
-// The database keeps a name twice in a record of 511 bytes.
+// The database stores a name twice in a record of 511 bytes.
 constexpr size_t kLongestSuffix = 240;
 constexpr size_t kLongestComponent = 63;  // RFC 1035 section 2.3.4
-constexpr size_t kLongestDn = 1023;       // the library's buffers
+constexpr size_t kLongestDn = 1023;       // size of the library's buffers
 constexpr size_t kShortestPassword = 8;
 
-// Those whose short name is the one that the schema, and so slapd, writes.
+// Those whose short name is the one in the schema, which slapd writes.
 constexpr std::array<std::string_view, 7> kSuffixAttributes = {"dc", "o",  "ou", "c",
                                                                "l",  "st", "cn"};
 
@@ -33,7 +33,7 @@ struct PlainRdn {
     std::string_view value;
 };
 
-// Of a DN without faults, whose RDNs have one attribute each.
+// Expects a valid DN whose RDNs have one attribute each.
 std::vector<PlainRdn> PlainRdns(std::string_view dn) {
     std::vector<PlainRdn> plain;
     for (const Rdn &rdn : ParseDn(dn).value_or(std::vector<Rdn>())) {
@@ -50,7 +50,7 @@ std::string Joined(const std::vector<PlainRdn> &rdns) {
     return dn;
 }
 
-// Why a text that is a DN is not plain enough; nullptr: it is.
+// Why a valid DN is not plain enough; nullptr if it is.
 const char *CharacterFault(std::string_view dn) {
     if (dn.find_first_of("\"\\()*[];+#<>") != std::string_view::npos)
         return "it contains one of the characters \" \\ ( ) * [ ] ; + # < >";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of what becomes of a server that ends by itself.
+// The checks of what happens when a server dies unexpectedly.
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::time_t kDay = 24 * 3600;
 
-// A crash is worth a warning for so long.
+// How long a crash is worth a warning.
 constexpr std::time_t kWorrying = 7 * kDay;
 
 std::string Times(long long count) {

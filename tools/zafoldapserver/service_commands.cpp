@@ -37,7 +37,7 @@ Json TextOrNull(const std::string &text) {
     return text.empty() ? Json() : Json(text);
 }
 
-// Sizes are numbers for a program and words for a person.
+// Sizes are numbers for programs and text for people.
 Json SizeFor(const Session &session, std::optional<unsigned long long> size) {
     if (!size) return {};
     return session.Options().form == Form::kTable ? Json(SizeInWords(*size)) : Json(*size);
@@ -65,7 +65,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
         {"crashes", service.known ? Json(service.ends) : Json()}};
 }
 
-// What a command comes to: for a program as data, for a person as a sentence.
+// Prints a command's result: data for programs, a sentence for people.
 int Say(Session &session, bool changed, const std::string &sentence) {
     const LocalServer now = LookAtServer();
     if (session.Options().form == Form::kJson) {
@@ -83,7 +83,7 @@ int WouldDo(Session &session, const char *what) {
     return 0;
 }
 
-// Runs a function of the library that starts or stops the server.
+// Runs a library function that starts or stops the server.
 template <typename Call>
 void Run(Session &session, Message message, Call call) {
     Streams &streams = session.streams;

@@ -31,7 +31,7 @@ constexpr const char *kEnds = "/run/zafo-service/ldap-server.ends";
 
 class PairFile {
   public:
-    // Of several files the pairs of the last go first. An absent one has none.
+    // The pairs of the last file read come first. An absent file has none.
     void Read(const char *path) { QLIBCFileGetPair(path, pairs_.get()); }
 
     std::string_view Text(const char *key) const {
@@ -64,7 +64,7 @@ std::string SignalInWords(long long signal) {
                            : fmt::format("signal {} ({})", signal, name);
 }
 
-// The fourth number is the start time of the process that the third one means.
+// The fourth number is the start time of the process identified by the third.
 int LivingKeeper() {
     std::ifstream file(kRecord);
     int service = 0;
@@ -94,7 +94,7 @@ ServiceFacts FactsOfRecords() {
     return facts;
 }
 
-// Empty where systemd does not run, or has no such unit.
+// Empty if systemd is not running or has no such unit.
 std::string AskSystemd() {
     std::error_code error;
     if (!std::filesystem::is_directory(kSystemdRuns, error)) return {};

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Who starts the server again when it ends by itself, and how often that has been: what its service's keeper
-// leaves in "/run/zafo-service" (platform/service.h), or systemd where the service is one of its units.
+// What restarts the server when it dies, and how often that has happened: as recorded in
+// "/run/zafo-service" by its service's keeper (platform/service.h), or by systemd if the service is
+// one of its units.
 #pragma once
 
 #include <ctime>
@@ -12,21 +13,21 @@ namespace zafo::cli {
 
 struct ServiceFacts {
     bool systemd = false;
-    bool known = false;   // this platform's services are of a kind that tells
-    bool wanted = false;  // its settings say that it is to be started again
+    bool known = false;   // this platform's services keep such records
+    bool wanted = false;  // its settings ask for a restart
     bool enabled = true;
-    int keeper = 0;      // the process that would do it; 0: there is none
-    long long ends = 0;  // how often it ended by itself since the machine, or the unit, was started
+    int keeper = 0;      // the process that would restart it; 0: none
+    long long ends = 0;  // how often it died since the machine, or the unit, was started
     std::optional<std::time_t> first = {};
     std::optional<std::time_t> last = {};
-    std::string how = {};  // "signal 11 (Segmentation fault)" or "exit code 1"; of the last time
+    std::string how = {};  // "signal 11 (Segmentation fault)" or "exit code 1"; the last time
 
     bool StartsAgain() const { return wanted && enabled && (systemd || keeper > 0); }
 };
 
 ServiceFacts LookAtService();
 
-// The answer of systemctl show(1): "Name=value" lines.
+// Parses the output of systemctl show(1): "Name=value" lines.
 ServiceFacts FactsOfUnit(const std::string &answer);
 
 }  // namespace zafo::cli

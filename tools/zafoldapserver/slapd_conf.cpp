@@ -86,8 +86,8 @@ std::string Staging::AccessRules(const std::string &suffix) const {
     return ReadTextFile(path).value_or("");
 }
 
-// The copy points into the staging folder: to the rules there, and to a data folder, for slapd
-// looks whether that one exists.
+// The copy refers to the rules in the staging folder and to a data folder there, because slapd
+// checks that it exists.
 std::optional<std::string> Staging::Test(Streams &streams, const std::string &configuration,
                                          const std::string &rules) const {
     const std::string data = Path("data");

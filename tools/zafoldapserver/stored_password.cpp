@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The bounds are those of the server's own configuration: five digits of rounds of SHA-2 crypt, a cost of 10 of bcrypt, the
-// parameters "j9T" of yescrypt (crypt(5)).
+// The limits match the server's own configuration: five digits of SHA-2 crypt rounds, bcrypt cost
+// 10, yescrypt parameters "j9T" (crypt(5)).
 #include "tools/zafoldapserver/stored_password.h"
 
 #include <algorithm>
@@ -12,8 +12,8 @@ namespace zafo::cli {
 
 namespace {
 
-// The first five are slapd's own; the others need modules that our server does not load, and with it nobody logs in
-// by them.
+// The first five are built into slapd; the others need modules that our server does not load, and
+// cannot be used to log in to it.
 constexpr std::string_view kSchemes[] = {
     "{CRYPT}",  "{SSHA}",   "{SHA}",    "{SMD5}",    "{MD5}",     "{SASL}",    "{UNIX}", "{ARGON2}",
     "{SHA256}", "{SHA384}", "{SHA512}", "{SSHA256}", "{SSHA384}", "{SSHA512}", "{PBKDF2"};
@@ -41,7 +41,7 @@ bool IsCostlyYescrypt(std::string_view rest) {
            rest[3] != '$';
 }
 
-// A hash of crypt(3), without its scheme.
+// A crypt(3) hash, without its scheme.
 bool IsCostlyCrypt(std::string_view hash) {
     if (!hash.starts_with('$')) return false;
     hash.remove_prefix(1);
