@@ -27,7 +27,6 @@ struct Connection {
     std::string Servers() const;  // "a b:1389"
     std::string SslName() const;
     Json AsJson() const;
-    // What messages about this connection mention.
     Facts AsFacts() const;
 };
 

@@ -10,10 +10,10 @@
 namespace zafo::cli {
 
 // From --password-stdin (one trailing line break is dropped), from --password-file (refused if
-// group or others can read it), or prompted for twice.
+// group or others can read or write it), or prompted for twice.
 std::string TakePassword(Streams &streams, const Invocation &invocation, std::string_view what);
 
-// The length in characters; each invalid UTF-8 byte counts as one.
+// The length in characters; in bytes if it is not valid UTF-8.
 size_t CharactersOf(const std::string &password);
 
 // Throws Failure ("password_weak") for a password that is too weak for a person: shorter than 8

@@ -38,7 +38,7 @@ class Streams {
     void Verbose(int verbosity, std::string_view text);
     void Report(const Failure &failure);
 
-    // A line on a terminal that the next message or line takes the place of; "" takes it away.
+    // A line on a terminal, overwritten by the next message or line; "" erases it.
     void Passing(std::string_view line);
     // A line for a program that watches, printed even with JSON.
     void Event(std::string_view line);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Membership in groups of any directory. The library lists a member twice, by name
-// (memberUid) and by DN (member), in one request. Groups that were made by other programs often
-// have names only: their classes do not allow "member", or a member's DN is not there. The server
-// refuses the request then and nothing is changed; such a group is changed by name alone.
+// Group membership in any directory. The library lists a member twice, by name (memberUid) and by
+// DN (member), in one request. Groups created by other programs often have only names: their
+// classes do not allow "member", or a member's DN is missing. The server then refuses the request
+// and nothing is changed; such a group is changed by name alone.
 #pragma once
 
 #include <optional>
@@ -14,8 +14,8 @@
 
 namespace zafo::cli {
 
-// Takes users out of a group and puts others in, all or none; only several who are listed in
-// different forms are taken out one after the other. The failure, or nothing.
+// Removes users from a group and adds others, all or none, except that several users listed in
+// different forms are removed one by one. Returns the failure, if any.
 std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Account &group,
                                      const std::vector<std::string> &out,
                                      const std::vector<std::string> &in);
