@@ -59,7 +59,7 @@ struct MemberChange {
     std::vector<std::string> users;      // to be changed
     std::vector<std::string> as_they;    // already as requested
     std::vector<std::string> gone = {};  // who do not exist but are listed
-    ListedValues values = {};  // naming those and, if there are any, the others too
+    ListedValues values = {};            // naming those and, if there are any, the others too
 };
 
 std::vector<std::string> ChangedUsers(const MemberChange &change) {

@@ -20,8 +20,8 @@ std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Ac
                                      const std::vector<std::string> &out,
                                      const std::vector<std::string> &in);
 
-// Does for each group that still lists `name` what the library did not come to: puts `new_name`
-// in its place, or takes it out when that is empty. What fails is added to `left`.
+// For each group that still lists `name`, does what the library did not get to: replaces it with
+// `new_name`, or removes it if that is empty. Failures are added to `left`.
 void FinishMemberships(const AccountDirectory &directory, const std::string &name,
                        const std::string &new_name, Leftovers &left);
 
