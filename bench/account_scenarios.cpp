@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Questions about all accounts of a directory. What grows with the directory stands beside the
-// same question to a smaller one.
+// Questions about all accounts of a directory. Those whose time grows with the directory are also
+// put to a smaller one.
 #include <string>
 #include <vector>
 
@@ -33,7 +33,7 @@ class Names {
     QLIBSZLIST *list_;
 };
 
-// The system's ldapsearch for all users in a pipeline with a program that does next to nothing.
+// The system's ldapsearch for all users, piped into a program that does next to nothing.
 void Pipeline(benchmark::State &state, const char *attributes, const char *reader) {
     const std::string command = std::string("ldapsearch -LLL -x -H ldap://") + kLarge.address +
                                 " -D " + kBindDN + " -w " + Password() + " -b " + kBaseDN + " '" +
@@ -52,7 +52,7 @@ void Pipeline(benchmark::State &state, const char *attributes, const char *reade
     }
 }
 
-// A question to the library, asked in a loop; it says whether the answer is right.
+// Asks the library in a loop; `question` returns whether the answer is right.
 template <class Question>
 void Ask(benchmark::State &state, const Place &place, const Question &question) {
     const Connection connection(place);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup and restore of a server with 100,000 entries, by the library with all their checks, and by
+// Backup and restore of a server with 100,000 entries: by the library with all its checks, and by
 // the plain tools without any.
 #include <atomic>
 #include <chrono>
@@ -33,7 +33,7 @@ constexpr const char *kProgress = "/var/log/zafoldap.progress";
 
 std::atomic<long> g_peak{0};
 
-// A number behind a key, 0 without it.
+// The number that follows a key; 0 without the key.
 long NumberOf(const std::string &file, const std::string &key) {
     std::ifstream stream(file);
     for (std::string line; std::getline(stream, line);) {
@@ -88,12 +88,12 @@ void MakeBackup() {
     MustBe(ZAFOLDAPServerBackup() == 0, "the backup failed");
 }
 
-// Runs a line of sh(1).
+// Runs a sh(1) command line.
 void RunLine(const char *line) {
     MustBe(QLIBCExec("/bin/sh", "-c", line, nullptr, nullptr) == 0, line);
 }
 
-// The times of the work alone, after its preparation.
+// Times `work` alone, not the preparation before it.
 void Measure(benchmark::State &state, void (*prepare)(), void (*work)()) {
     for ([[maybe_unused]] auto _ : state) {
         prepare();
@@ -122,7 +122,7 @@ void BackupOurs(benchmark::State &state) {
         });
 }
 
-// Into an empty folder, by hand: nothing is checked and nothing is served.
+// By hand into an empty folder, without checks and without a running server.
 void RestoreFloor(benchmark::State &state) {
     Measure(
         state,
@@ -140,7 +140,7 @@ void RestoreFloor(benchmark::State &state) {
     MustBe(ZAFOLDAPServerStart() == 0, "the server does not start");
 }
 
-// Of a server that runs, and runs again at the end.
+// On a running server, which runs again afterwards.
 void RestoreOurs(benchmark::State &state) {
     Measure(state, MakeBackup, [] {
         const MemoryWatch watch;

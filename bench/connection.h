@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The bench's way through the library: a connection and searches on it.
+// Connections and searches through the library, for the benchmarks.
 #pragma once
 
 #include <fstream>
@@ -40,7 +40,7 @@ class Connection {
     ZAFOLDAP_HOST host_{};
 };
 
-// A search over whole DNs, ended on every path.
+// A search with a complete base DN, ended on every path.
 class Search {
   public:
     Search(const Connection &connection, const char *base, const char *scope, const char *filter) {
@@ -61,7 +61,7 @@ class Search {
     int Next() { return ZAFOLDAPSearchGetNext(&request_, &entry_); }
     void Free() { ZAFOLDAPSearchFree(&request_, &entry_); }
 
-    // Reads to the end: the number of entries, or the negative exit code of a tool that failed.
+    // Reads to the end. Returns the number of entries, or the negative exit code of a failed tool.
     long ReadAll() {
         long entries = 0;
         int found = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One new user with a password on a server with Samba's schema: the library, a loop that starts
-// the tools which it starts with the arguments that it gives them, and peers.
+// One new user with a password on a server with Samba's schema: by the library, by a loop that
+// starts the same tools with the same arguments, and by peers.
 #include <array>
 #include <chrono>
 #include <filesystem>
@@ -65,7 +65,7 @@ void CreateOurs(benchmark::State &state) {
 
 // The floor -------------------------------------------------------------------------------
 
-// The runs of one creation by the library.
+// The tools that the library runs to create one user.
 std::vector<ToolRun> RecordCreation() {
     return Record({"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"}, [] {
         if (!Create("recorded", kRecordedNumber))
@@ -86,7 +86,7 @@ long NextRid() {
     return std::atol(value);
 }
 
-// The recorded runs for another user, and for the counter as it is now.
+// Replays the recorded runs for another user and the present value of the counter.
 class Replay {
   public:
     explicit Replay(int number) : runs_(Recorded()) {
@@ -106,7 +106,7 @@ class Replay {
         }
     }
 
-    // Whether the tools that change something all succeeded.
+    // Returns whether all tools that change something succeeded.
     bool Run() {
         bool done = true;
         for (const ToolRun &run : runs_)
@@ -114,7 +114,7 @@ class Replay {
         return done;
     }
 
-    // Before the time is taken.
+    // Called outside the measured time.
     void Prepare() const {
         for (const ToolRun &run : runs_)
             WriteChange(run);

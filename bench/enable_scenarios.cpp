@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's own server from nothing: the library, and a loop that runs the same tools with
-// the same arguments and waits the same two seconds after the start.
+// The appliance's own server from nothing: by the library, and by a loop that runs the same tools
+// with the same arguments and waits the same two seconds after the start.
 #include <unistd.h>
 
 #include <chrono>
@@ -44,7 +44,7 @@ std::vector<ToolRun> RecordEnabling() {
                   EnableOwnServer);
 }
 
-// What the library writes itself, before the time is taken.
+// The files that the library writes itself, outside the measured time.
 void WriteFiles() {
     const ZAFOLDAP_SERVER_PARAM settings = OwnSettings();
     MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "slapd.conf cannot be written");

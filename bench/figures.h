@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What was measured, by the names of the benchmarks.
+// The measurements, by benchmark name.
 #pragma once
 
 #include <map>
@@ -12,10 +12,10 @@
 namespace zafo::bench {
 
 struct Samples {
-    std::vector<double> seconds;  // one per repetition, of one run
+    std::vector<double> seconds;  // one per repetition, for one run
     double bytes_per_second = 0;  // of the fastest repetition, where bytes are counted
 
-    // A machine that does other work as well only ever adds time.
+    // The least is the one to compare: other work on the machine only ever adds time.
     double Least() const;
     double Median() const;
     double Most() const;
@@ -26,7 +26,7 @@ class Figures : public benchmark::BenchmarkReporter {
     bool ReportContext(const Context &) override { return true; }
     void ReportRuns(const std::vector<Run> &runs) override;
 
-    // Throws std::out_of_range for what was not measured.
+    // Throws std::out_of_range for a benchmark that was not measured.
     const Samples &Of(const std::string &name) const { return samples_.at(name); }
     const std::map<std::string, Samples> &All() const { return samples_; }
     const std::map<std::string, std::string> &Failures() const { return failures_; }

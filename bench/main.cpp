@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// zafo-bench JSON [ROUNDS [PATTERN]]: measures in the example directory that bench/run has
-// started, prints the table of goals and writes it to the file JSON. With a regular expression,
-// only the works whose names it finds.
+// zafo-bench JSON [ROUNDS [PATTERN]]: measures in the example directory started by bench/run,
+// prints the table of goals and writes it to the file JSON. PATTERN, a regular expression, selects
+// benchmarks by name.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -49,8 +49,8 @@ zafo::bench::Peaks MeasurePeaks() {
             {}};
 }
 
-// All repetitions of all benchmarks in one random order: what disturbs the
-// machine for a while then disturbs both sides of every comparison.
+// Runs all repetitions of all benchmarks in one random order: a temporary disturbance of the
+// machine then affects both sides of every comparison.
 void MeasureTimes(const std::string &pattern, Figures *figures) {
     std::string words[] = {"zafo-bench", "--benchmark_enable_random_interleaving=true",
                            "--benchmark_filter=" + pattern};

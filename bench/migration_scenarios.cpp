@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// 500 local users into a directory with Samba's schema: in one call, and by as many creations.
+// Copies 500 local users into a directory with Samba's schema: in one call, and one by one.
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -27,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kFirstUid = 30'000;
 constexpr const char *kHash = "0123456789ABCDEF0123456789ABCDEF";
 
-// Half a minute each.
+// Each takes half a minute.
 constexpr int kMostRounds = 3;
 
 std::string NameOf(int i) {
@@ -58,7 +58,7 @@ const ZAFOLDAP_HOST &Host() {
     return host;
 }
 
-// The directory without the users of a run before.
+// Removes the users of an earlier run from the directory.
 void Prepare() {
     static const bool added = (AddLocalUsers(), true);
     MustBe(added, "the local users cannot be made");
@@ -67,7 +67,7 @@ void Prepare() {
         for (int i = 0; i < kMigratedUsers; ++i)
             dns << "uid=" << NameOf(i) << ',' << kUsersBase << '\n';
     }
-    // Those that are not there are passed over.
+    // Users that do not exist are skipped.
     const std::string line = std::string("ldapdelete -c -x -H ldap://") + kSamba.address + " -D " +
                              kBindDN + " -y " + kSamba.password_file +
                              " -f /tmp/migrated 2>/dev/null";
@@ -90,7 +90,7 @@ void MigrateOurs(benchmark::State &state) {
     }
 }
 
-// The same users with the same attributes, made one by one.
+// Creates the same users with the same attributes one by one.
 void CreateEach() {
     std::string name;
     std::string hash = "$6$salt$digest", full_name = "Local User", home, shell = "/bin/sh";

@@ -16,7 +16,7 @@ namespace {
 
 bool g_filled = false;
 
-// What the library writes itself.
+// The files that the library writes itself.
 void WriteFiles(const ZAFOLDAP_SERVER_PARAM &settings) {
     MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "slapd.conf cannot be written");
     MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "the connection cannot be saved");

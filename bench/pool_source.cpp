@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stands in for ldapsearch and ldapmodify where a number is allocated: users carry the
-// numbers 1 to $ZAFO_BENCH_USED in no order, and the counter stands at 1.
+// Replaces ldapsearch and ldapmodify when a number is allocated: the numbers 1 to $ZAFO_BENCH_USED
+// are taken, in no particular order, and the counter is at 1.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr unsigned long kStep = 7919;  // with no factor in common with the numbers of users
+constexpr unsigned long kStep = 7919;  // coprime to the counts of users
 
 std::string Entry(std::string_view name, unsigned long number) {
     std::string entry("dn: uid=");

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// zafo-bench-reader read N | count PLACE | list PLACE: a fresh process that reads N users,
-// or counts or lists those of a place ("small", "large"), and says how many came and the most memory
-// it ever held besides the lists, in KiB.
+// zafo-bench-reader read N | count PLACE | list PLACE: a fresh process that reads N users, or
+// counts or lists those of a place ("small", "large"), and prints their number and its peak memory
+// without the lists, in KiB.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The kernel's own account: VmHWM of "/proc/self/status".
+// As accounted by the kernel: VmHWM of "/proc/self/status".
 long PeakKiB() {
     const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen("/proc/self/status", "re"),
                                                       std::fclose);
@@ -28,7 +28,7 @@ long PeakKiB() {
 
 int Read(int wanted) {
     const zafo::bench::Connection connection;
-    // The users' numbers begin at 20000.
+    // The users' numbers start at 20000.
     const std::string filter =
         "(&(uidNumber>=20000)(uidNumber<=" + std::to_string(20000 + wanted - 1) + "))";
     zafo::bench::Search search(connection, zafo::bench::kUsersBase, "one", filter.c_str());
@@ -42,7 +42,7 @@ int Count(const zafo::bench::Place &place) {
     return ZAFOLDAPBrowserStatUGNum(zafo::bench::Connection(place).get(), "user");
 }
 
-// The lists' own size, which the caller has asked for, is left out.
+// The size of the lists is excluded, since the caller requested them.
 int ListAll(const zafo::bench::Place &place, long *lists_kib) {
     QLIBSZLIST *dns = QLIBCSzListAlloc(1024);
     QLIBSZLIST *names = QLIBCSzListAlloc(1024);

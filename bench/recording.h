@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tools that the library runs for a piece of work, to be run again by a bare loop.
+// Records the tools that the library runs for a piece of work, so that a bare loop can run them
+// again.
 #pragma once
 
 #include <functional>
@@ -14,15 +15,15 @@ struct ToolRun {
     std::string change;  // content of its change file
 };
 
-// The runs of these tools of "/usr/zafo/bin", or of programs named by their paths, in the order of
-// their starts while `work` is done.
+// The runs of these tools of "/usr/zafo/bin", or of programs given by path, in the order in which
+// they start during `work`.
 std::vector<ToolRun> Record(const std::vector<std::string> &tools,
                             const std::function<void()> &work);
 
-// Writes the change file anew, which the library has removed.
+// Writes the change file again, since the library has removed it.
 void WriteChange(const ToolRun &run);
 
-// The tool's wait status.
+// Returns the tool's wait status.
 int RunAgain(const ToolRun &run);
 
 }  // namespace zafo::bench

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The figures as the table of goals. Times are compared by their least: what
-// else a machine does only ever adds to them.
+// Formats the figures as the table of goals. Times are compared by their least: other work on the
+// machine only ever adds to them.
 #include "bench/report.h"
 
 #include <sys/utsname.h>
@@ -85,7 +85,7 @@ Row Parse(const Samples &floor, const Samples &ours) {
             share >= 0.5};
 }
 
-// Against another program that does the same; `package` brings it.
+// Comparison with another program that does the same; `package` contains it.
 Row Peer(const Figures &figures, std::string id, std::string work, const char *peer,
          const char *ours, const char *package) {
     if (figures.All().count(peer) == 0) {

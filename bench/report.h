@@ -8,13 +8,13 @@
 
 namespace zafo::bench {
 
-// The most memory that a process which read that many entries ever held.
+// The peak memory of a process that read that many entries.
 struct Peak {
     int entries;
     long kib;
 };
 
-// Of reading entries, of counting accounts, and of listing them, the lists left out.
+// For reading entries, for counting accounts, and for listing them (without the lists themselves).
 struct Peaks {
     Peak read_few, read_many;
     Peak count_few, count_many;
@@ -26,21 +26,21 @@ struct Row {
     std::string id;
     std::string work;
     std::string unit;
-    double floor = 0;  // or the other side of a comparison; 0: there is none
+    double floor = 0;  // or the other side of a comparison; 0: none
     double ours = 0;
-    double compared = 0;  // the ratio or value that the goal is about
+    double compared = 0;  // the ratio or value that the goal applies to
     std::string goal;
     bool reached = false;
-    bool measured = true;  // a peer that is not installed is not
+    bool measured = true;  // false for a peer that is not installed
 };
 
-// With `some`, without those that were not measured.
+// With `some`, only those that were measured.
 std::vector<Row> Rows(const Figures &figures, const Peaks &peaks, bool some);
 
 // A table for people.
 std::string Table(const std::vector<Row> &rows);
 
-// The same, and every sample, for programs.
+// The same and every sample, for programs.
 std::string Json(const std::vector<Row> &rows, const Figures &figures);
 
 }  // namespace zafo::bench

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Both sides of every comparison do the same work: the same bind over the same
-// clear-text connection, the same base, scope, filter and attributes, the tool
-// started, read to its end and waited for.
+// Both sides of every comparison do the same work: the same bind over the same clear-text
+// connection, the same base, scope, filter and attributes, and the tool started, read to its end
+// and waited for.
 #include "bench/scenarios.h"
 
 #include <stdlib.h>
@@ -35,7 +35,7 @@ using Clock = std::chrono::steady_clock;
 constexpr long kEnoughEntries = 100'000;
 constexpr size_t kResident = size_t{1} << 30;
 
-// The system's own ldapsearch, as a person calls it.
+// The system's own ldapsearch, as a person would call it.
 class PlainSearch {
   public:
     PlainSearch(const std::string &base, const char *scope, const char *filter)
@@ -67,19 +67,19 @@ class PlainSearch {
     std::vector<char *> argv_;
 };
 
-// The prepared answer comes from its source.
+// The answer comes from bench/source.cpp.
 class PreparedAnswer {
   private:
     const StandIn search_{kTool, std::string(kPrograms) + "zafo-bench-source"};
 };
 
-// The tool does nothing, so that its start is all there is.
+// The tool does nothing, so that only its start is measured.
 class IdleTool {
   private:
     const StandIn search_{kTool, "/bin/true"};
 };
 
-// The pool of numbers is in nobody's directory.
+// The pool of numbers is simulated by bench/pool_source.cpp.
 class PreparedPool {
   private:
     inline static const std::string kPool = std::string(kPrograms) + "zafo-bench-pool";
@@ -87,7 +87,7 @@ class PreparedPool {
     const StandIn modify_{"/usr/zafo/bin/ldapmodify", kPool};
 };
 
-// Memory that is really there.
+// Memory whose pages have all been touched.
 class Resident {
   public:
     Resident()
@@ -106,7 +106,7 @@ class Resident {
     void *memory_;
 };
 
-// What holds for one repetition of a benchmark.
+// A condition that holds during one repetition of a benchmark.
 template <class Condition>
 class During {
   public:
@@ -180,7 +180,7 @@ void Spawn(benchmark::State &state) {
     }
 }
 
-// The same vector twice, but for what the platform has to hide.
+// The same argument vector for both, except that the platform must hide a secret in one.
 void StartTool(benchmark::State &state, const char *option) {
     for ([[maybe_unused]] auto _ : state) {
         FILE *stream = QLIBCPopen(kTool, "r", "-x", "-D", kBindDN, option, "a password", "-b",
@@ -213,7 +213,7 @@ void ParseOurs(benchmark::State &state, const Connection &connection) {
     CountAnswer(state);
 }
 
-// One of the programs of bench/lists, whose output is at least so long.
+// Runs a program of bench/lists, which must print at least this much.
 void RunProgram(benchmark::State &state, const std::string &path, size_t least) {
     std::string word = path;
     char *argv[] = {word.data(), nullptr};
@@ -228,7 +228,7 @@ struct ListRow {
     const char *name;
     const char *program;
     size_t least;  // bytes of output
-    int halves;    // of the rounds: what takes long is run less often
+    int halves;    // of the rounds: long work runs less often
 };
 
 constexpr size_t kAllNames = 5 * kEnoughEntries;
@@ -242,7 +242,7 @@ constexpr ListRow kListRows[] = {
     {kUserStatOurs, "count-zafoldap", 1, 4},
 };
 
-// The counter's number is taken, and so are all `used` up to the answer.
+// The counter's number and the `used` numbers from there on are taken.
 void FreeNumber(benchmark::State &state, const Connection &connection, int used) {
     ZAFOLDAP_HOST host = *connection.get();
     host.szBaseDN = kBaseDN;

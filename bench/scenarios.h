@@ -52,23 +52,23 @@ inline constexpr const char *kMigrateFloor = "migrate_users/floor";
 inline constexpr const char *kMigrateOurs = "migrate_users/library";
 inline constexpr int kMigratedUsers = 500;
 
-// How many numbers are used in "free_number".
+// How many numbers are in use in "free_number".
 inline constexpr int kFewUsed = 10'000;
 inline constexpr int kManyUsed = 100'000;
 
-// Registers every benchmark, but not those of peers that are not installed; `rounds` is how
-// often the longest are run.
+// Registers every benchmark, except those of peers that are not installed; `rounds` is how often
+// the longest ones run.
 void Register(const Connection &connection, int rounds);
 
-// Those of questions about accounts, those of new accounts, those of the own server, its backups, and of
-// many users at once.
+// By topic: questions about accounts, new accounts, the own server, its backups, and many users in
+// one call.
 void RegisterAccounts(int rounds);
 void RegisterCreation(int rounds);
 void RegisterEnabling(int rounds);
 void RegisterBackups(int rounds);
 void RegisterMigration(int rounds);
 
-// The most memory that the backup program has held in any of its runs, in KiB.
+// The peak memory of the backup program over all its runs, in KiB.
 long PeakOfBackups();
 
 }  // namespace zafo::bench

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes a prepared answer to standard output as fast as a pipe takes it,
-// whatever its arguments ask for.
+// Writes a prepared answer to standard output as fast as a pipe accepts it, ignoring its arguments.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>

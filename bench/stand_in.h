@@ -7,8 +7,8 @@
 
 namespace zafo::bench {
 
-// While it lives, another program stands in a tool's place; the tool itself is at its path with
-// ".aside" added.
+// While it exists, another program replaces a tool; the tool itself is moved to its path with
+// ".aside" appended.
 class StandIn {
   public:
     StandIn(std::string tool, const std::string &program)

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// What must hold whatever the input is; libFuzzer keeps the input that breaks it.
+// Must hold for every input; libFuzzer keeps an input that violates it.
 #define CHECK(condition)                                                                 \
     do {                                                                                 \
         if (!(condition)) {                                                              \

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup files of any content. The input's first byte says how much of the file it is: all of it, what
-// is compressed, the manifest, or the entries in a file that is all right otherwise.
+// Arbitrary backup files. The input's first byte selects which part of the file it is: the whole
+// file, what is compressed, the manifest, or the entries of an otherwise valid file.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -22,7 +22,7 @@ namespace {
 using namespace zafo;
 using namespace zafo::backup;
 
-// A refusal goes into a log line and a progress file.
+// The text of a refusal goes into a log line and a progress file.
 void CheckWords(const JobError &error) {
     const std::string_view words = error.what();
     CHECK(words.starts_with("backup: ") && words.size() > 8);
@@ -31,7 +31,7 @@ void CheckWords(const JobError &error) {
           error.code == Exit::kBadPlace);
 }
 
-// The entries of a file that is read; none of one that is refused.
+// The entries of a file that is accepted; nothing if it is refused.
 std::optional<std::string> Read(std::string_view bytes) {
     const UniqueFd fd = test::InMemory(bytes);
     std::string entries;
@@ -48,7 +48,7 @@ std::optional<std::string> Read(std::string_view bytes) {
     }
 }
 
-// Whether the guard lets a text through, whole or in pieces of one byte: it must not matter.
+// Whether the guard passes a text; the answer must be the same whole and byte by byte.
 bool PassesTheGuard(std::string_view ldif) {
     const auto passes = [&](size_t piece) {
         EntryGuard guard;
@@ -60,14 +60,14 @@ bool PassesTheGuard(std::string_view ldif) {
             return false;
         }
     };
-    // A backup has no empty piece.
+    // Backups have no empty pieces.
     if (ldif.empty()) return false;
     const bool whole = passes(ldif.size());
     CHECK(whole == passes(1));
     return whole;
 }
 
-// Entries that a backup was made of come back as they were, or are none.
+// The entries of a backup are restored unchanged, or the backup is refused.
 void CheckEntries(std::string_view ldif) {
     EntryScan whole("dc=example,dc=com"), pieces("dc=example,dc=com");
     whole.Add(ldif);

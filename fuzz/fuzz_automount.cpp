@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The value of the automount key of all users: a path that is published is read back as it
-// was, and whatever a directory holds is taken apart without a slip.
+// The value of the automount key of all users: a published path is read back unchanged, and any
+// other content of a directory is parsed safely.
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Tables of cron with any content. The input's first six bytes are the numbers of a schedule, its
-// first line goes on with the command; the rest is the table that stands there.
+// Arbitrary cron tables. The input's first six bytes are the numbers of a schedule, and the rest of
+// its first line is the command; all else is the existing table.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -15,7 +15,7 @@ namespace {
 
 using zafo::Found;
 
-// What the platform takes as a command.
+// Whether the platform accepts a command.
 bool IsCommand(std::string_view text) {
     return !text.empty() && text.size() < 500 && text.find_first_of(" \t\v\f\r") != 0 &&
            text.find_first_of(std::string_view("\0\r\n", 3)) == std::string_view::npos;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// DNs: what is read can be written again and is then the same, and no value breaks out of a DN.
+// DNs: a parsed DN survives being written and parsed again, and no value breaks out of a DN.
 #include <cstdint>
 
 #include "base/dn.h"

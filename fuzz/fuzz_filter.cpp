@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The check of search filters: it ends, points into the text, and what it
-// accepts stays accepted inside "(&…)".
+// The check of search filters: it terminates, reports a position inside the text, and what it
+// accepts is also accepted inside "(&…)".
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The search engine on any output of a tool. The input is that output and, in
-// its last four bytes, a digit each: entries to skip, entries to take (7: all),
-// how the tool ends, and in which steps its output arrives.
+// The search engine on arbitrary output of a tool. The input is that output, followed by four bytes
+// with a digit each: entries to skip, entries to read (7: all), how the tool ends, and the step
+// size in which its output arrives.
 #include <strings.h>
 
 #include <algorithm>
@@ -55,7 +55,7 @@ Input TakeApart(const uint8_t *data, size_t size) {
     return input;
 }
 
-// The name of every pair finds what stands in the entry.
+// Looking up the name of any pair finds its values in the entry.
 void CheckLookUp(const ZAFOLDAP_RESULT &result, const Entry &entry) {
     QLIBSZLIST *values = QLIBCSzListAlloc(1);
     for (const auto &[name, unused] : entry) {
@@ -109,7 +109,7 @@ End EndOf(const ZAFOLDAP_RESULT &result, int found, int wait_status) {
     return QLIBCErrGet() == QLIB_ERR_READ_FAILED ? End::kReadFailed : End::kMakesNoSense;
 }
 
-// Reads everything through the library.
+// Reads the output through the library.
 Answer Read(const ToolOutput &output, int offset, int count) {
     zafo::fuzz::Play(output);
     QLIBCErrSet(0);
@@ -157,7 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Answer in_steps = Read(input.output, 0, -1);
     CHECK(in_steps.entries == all.entries && in_steps.end == all.end);
 
-    // Skipped entries are not looked at, so a fault in them goes unnoticed.
+    // Skipped entries are not parsed, so a fault in them goes unnoticed.
     if (all.end == End::kMakesNoSense) return 0;
     const bool whole = input.offset == 0 && input.count == 0;
     const Answer window = Read(input.output, input.offset, input.count);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Section files of any content. The input's first three lines are a section, a
-// key and a value to store; the rest is the file.
+// Arbitrary section files. The input's first three lines are a section, a key and a value to store;
+// the rest is the file.
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,7 +47,7 @@ std::string ReadFile() {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A line of the input without zero bytes: the interface takes C strings.
+// A line of the input without zero bytes, since the interface takes C strings.
 std::string TakeLine(std::string_view *text) {
     const size_t end = text->find('\n');
     std::string line(text->substr(0, end));
@@ -61,7 +61,7 @@ Map SectionMap(const std::string &section, int *count) {
     return map;
 }
 
-// Everything in the file; false when it is damaged.
+// Reads the whole file; false if it is damaged.
 bool ReadSections(Sections *sections) {
     sections->clear();
     QLIBSZLIST *names = QLIBCSzListAlloc(1);
@@ -79,7 +79,7 @@ bool ReadSections(Sections *sections) {
     return found >= 0;
 }
 
-// Of "#" and ";" lines, as they stand; their order is kept.
+// The "#" and ";" lines, unchanged and in order.
 std::vector<std::string> Comments(std::string_view text) {
     std::vector<std::string> comments;
     while (!text.empty()) {
@@ -93,7 +93,7 @@ std::vector<std::string> Comments(std::string_view text) {
     return comments;
 }
 
-// Stores one pair in a section that is there.
+// Stores one pair in an existing section.
 void CheckSet(const Sections &before, const std::string &section, const std::string &key,
               const std::string &value) {
     const std::string text = ReadFile();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The system log as a fuzz target sees it: every line is formatted, none is sent.
+// Replaces the system log for a fuzz target: every line is formatted, none is sent.
 #include <syslog.h>
 
 #include <cstdarg>

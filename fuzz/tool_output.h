@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The tool that the library starts, played by the fuzzer.
+// The fuzzer's replacement for the tool that the library starts.
 #pragma once
 
 #include <cstddef>
@@ -10,15 +10,15 @@ namespace zafo::fuzz {
 
 struct ToolOutput {
     std::string_view text;
-    size_t step = 0;      // most bytes that one read gives, 0: all at once
-    bool fails = false;   // the reading ends with an error instead of the end
-    int wait_status = 0;  // what the tool ends with
+    size_t step = 0;      // most bytes that one read returns, 0: no limit
+    bool fails = false;   // reading ends with an error instead of end of file
+    int wait_status = 0;  // of the tool
 };
 
-// What the next tool says.
+// Sets the output of the next tool.
 void Play(const ToolOutput &output);
 
-// Streams that were opened and not closed.
+// The number of streams opened but not closed.
 int OpenStreams();
 
 }  // namespace zafo::fuzz

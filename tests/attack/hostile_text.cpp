@@ -23,7 +23,13 @@ bool BeginsHidden(std::string_view text) {
     if (byte(0) == 0xEF && byte(1) == 0xBB) return byte(2) == 0xBF;
     if (byte(0) == 0xEF && byte(1) == 0xBF) return byte(2) >= 0xB9 && byte(2) <= 0xBB;
     if (byte(0) == 0xF3) return byte(1) == 0xA0;
-    return byte(0) > 0xF4 || byte(0) == 0xC0 || byte(0) == 0xC1;
+    // Of the rest, bytes that begin no character: terminals take 0x80 to 0x9F for controls.
+    return byte(0) > 0xF4 || byte(0) < 0xC2;
+}
+
+// The bytes of the character that begins with this one.
+size_t SizeOfCharacter(unsigned char first) {
+    return first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
 
 }  // namespace
@@ -37,6 +43,9 @@ const std::vector<HostileText> &HostileTexts() {
         {"Delete", "\x7f"},
         {"C1Sequence",
          "\xc2\x9b"
+         "31m"},
+        {"C1Byte",
+         "\x9b"
          "31m"},
         {"NextLine", "\xc2\x85hint: run evil"},
         {"RightToLeftOverride", "\xe2\x80\xaenimda"},
@@ -70,14 +79,15 @@ std::string HostileWords() {
         const auto first = static_cast<unsigned char>(text.bytes[0]);
         const bool control = first < 0x80 || text.bytes.starts_with("\xc2\x9b") ||
                              text.bytes.starts_with("\xc2\x85");
-        if (!control && first != 0xFF && first != 0xC0) all += text.bytes + "b";
+        if (!control && first != 0xFF && first != 0xC0 && first != 0x9B) all += text.bytes + "b";
     }
     return all;
 }
 
 std::string HiddenIn(std::string_view output) {
-    for (size_t i = 0; i < output.size(); ++i) {
-        const auto c = static_cast<unsigned char>(output[i]);
+    unsigned char c = 0;
+    for (size_t i = 0; i < output.size(); i += SizeOfCharacter(c)) {
+        c = static_cast<unsigned char>(output[i]);
         const bool control = (c < 0x20 && c != '\n' && c != '\t') || c == 0x7f;
         if (!control && (c < 0x80 || !BeginsHidden(output.substr(i)))) continue;
         char text[64];

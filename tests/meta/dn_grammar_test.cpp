@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// DNs have one grammar (RFC 4514) and one reader, base/dn: two would one day disagree about which
-// entry a DN names.
+// DNs have one grammar (RFC 4514) and one parser, base/dn: two would eventually disagree about
+// which entry a DN names.
 #include "tests/meta/dn_grammar.h"
 
 #include <gtest/gtest.h>

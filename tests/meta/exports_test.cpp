@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Holds the shared library, its public headers and the list of its functions
-// together.
+// Checks that the shared library, its public headers and the list of its functions agree.
 #include <algorithm>
 #include <set>
 
@@ -49,7 +48,7 @@ std::set<std::string> Without(const std::set<std::string> &all, const std::set<s
     return rest;
 }
 
-// The value in brackets of the dynamic section's lines of one kind.
+// The bracketed values of one kind of line in the dynamic section.
 std::set<std::string> DynamicEntries(const std::string &kind) {
     std::set<std::string> values;
     for (const std::string &line : OutputOf("readelf -dW " + kLibrary)) {
@@ -110,8 +109,8 @@ TEST(SharedLibrary, NeedsOnlyTheStandardAndThePlatformLibraries) {
     }
 }
 
-// A stack that a text could run on, or relocations left writable, would be gifts
-// to whoever finds an overflow in a root process.
+// An executable stack or writable relocations would help anyone who finds an overflow in a root
+// process.
 TEST(SharedLibrary, HasNoExecutableStack) {
     bool seen = false;
     for (const std::string &line : OutputOf("readelf -lW " + kLibrary)) {

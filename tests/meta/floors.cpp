@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 using Folders = std::vector<std::string>;
 
-// Each with all that its files may include besides their own floor's.
+// Each layer with what its files may include besides the layer itself.
 const std::vector<std::pair<std::string, Folders>> kFloors = {
     {"tools/zafoldapserver", {"tools/backup", "tools/cli", "include", "platform", "base"}},
     {"tools/zafoldapbackup",
@@ -51,7 +51,7 @@ std::string FolderOf(const std::string &path) {
     return fs::path(path).parent_path();
 }
 
-// Where an include leads to: beside the file, or below one of the folders that are searched.
+// The file that an include refers to: beside the including file, or below a search folder.
 std::optional<std::string> Target(const std::string &file, const std::string &name,
                                   const std::set<std::string> &files) {
     for (const std::string &folder :
@@ -104,8 +104,8 @@ std::vector<Include> IncludesOfTheTree() {
     return includes;
 }
 
-// What an automount value and an NFS source mean: a program that judged it again would one day
-// judge otherwise than the library that mounts by it.
+// The meaning of an automount value and of an NFS source: a second implementation in a program
+// would eventually differ from the library that mounts by it.
 std::vector<std::string> OfferedToPrograms() {
     return {"src/accounts/automount_value.h", "src/accounts/nfs_source.h"};
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The floors of the house and the includes between them.
+// The layers of the project and the includes between them.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace zafo::meta {
 
-// A file of the tree that includes another one; both as paths from the tree's root.
+// A file of the tree that includes another; both paths are relative to the tree's root.
 struct Include {
     std::string file;
     std::string target;
@@ -16,16 +16,16 @@ struct Include {
     bool operator==(const Include &) const = default;
 };
 
-// What the product's own files include of each other.
+// The includes between the product's own files.
 std::vector<Include> IncludesOfTheTree();
 
-// The library's own judgements that programs compile in besides its interface.
+// Internal decisions of the library that programs also compile in, besides its interface.
 std::vector<std::string> OfferedToPrograms();
 
-// What stands in the way of an include; empty when it goes downwards, or within its own floor.
+// Why an include is not allowed; empty if it goes downwards or stays within its layer.
 std::string WrongWith(const Include &include);
 
-// Every circle of folders that include each other, as "a b c", each once and in alphabetical order.
+// Every cycle of folders that include each other, as "a b c", once and in alphabetical order.
 std::vector<std::string> FolderCircles(const std::vector<Include> &includes);
 
 }  // namespace zafo::meta

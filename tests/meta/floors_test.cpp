@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Includes lead downwards, from floor to floor, and no folders include each other in a circle.
+// Includes lead downwards, from layer to layer, and no folders include each other in a cycle.
 #include "tests/meta/floors.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Compiles a stranger's programs against the headers as they are installed, and nothing else of the project:
-# every public and platform header included alone, and twice; something of it called (header_callers.c); all of
-# them in one program. With warnings that many projects treat as errors.
+# Compiles programs against nothing but the installed headers, with warnings that many projects
+# treat as errors: every public and platform header included alone, and twice; some of it called
+# (header_callers.c); all of them in one program.
 #
 #   headers_compile_alone.sh SOURCE_DIR COMPILER LANGUAGE STANDARD WIDTH
 set -uo pipefail
@@ -42,13 +42,13 @@ for header in "$installed"/*.h "$installed"/*/*.h; do
     caller=CALLER_${caller//\//_}
     {
         printf '#include "%s"\n#include "%s"\nextern int anything;\n' "$name" "$name"
-        # The umbrella header's functions are those of the others.
+        # The umbrella header declares only the others' functions.
         [ "$name" = zafoldap.h ] || printf '#define %s 1\n#include "%s"\n' "$caller" "$callers"
     } | compile - -fsyntax-only || fail "does not compile alone: $name"
     [ "$name" = zafoldap.h ] || grep -q "defined $caller\$" "$callers" ||
         fail "nobody calls anything of it: $name (add a section $caller to tests/meta/header_callers.c)"
 done
-# Optimised: some warnings come from following a program's paths only.
+# Optimised: some warnings need an analysis of the program's paths.
 compile "$callers" -DALL -O2 -c -o /dev/null || fail "a program that includes all headers does not compile"
 echo "$count headers as $standard by $compiler, $width bits: $failed failed"
 [ "$count" -ge 39 ] && [ "$failed" -eq 0 ]

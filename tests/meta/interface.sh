@@ -1,11 +1,11 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Compares the interface of the library that was built with its description in the repository, or
-# writes that anew:
-#   src/zafoldap.abi        exported functions, their signatures and the records that these lead to (abidw(1))
-#   src/zafoldap.constants  the named constants of the public headers
-# Neither says anything of compilers, folders or lines.
+# Compares the interface of the built library with its description in the repository, or rewrites
+# that:
+#  src/zafoldap.abi        exported functions, their signatures and the records these refer to (abidw(1))
+#  src/zafoldap.constants  the named constants of the public headers
+# Neither depends on compilers, folders or line numbers.
 #
 #   interface.sh check|renew SOURCE_DIR LIBRARY COMPILER
 #     LIBRARY   with debug information: the target zafoldap_interface
@@ -28,18 +28,18 @@ done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# What a stranger's program can see: types of the headers that are installed, whatever the library has inside. What
-# is behind a FILE is the C library's affair.
+# What a program can see: the types of the installed headers, whatever the library contains. The
+# contents of FILE are the C library's.
 printf '[suppress_type]\n  name = _IO_FILE\n  drop = yes\n' >"$work/others"
 abidw --suppressions "$work/others" --headers-dir "$source_dir/include" --headers-dir "$source_dir/platform" --drop-private-types \
     --drop-undefined-syms --exported-interfaces-only --no-corpus-path --no-comp-dir-path --no-show-locs \
     --no-parameter-names --no-elf-needed --type-id-style hash --out-file "$work/raw" "$library"
 [ -s "$work/raw" ] || { echo "interface: abidw says nothing of $library" >&2; exit 1; }
-# The units need names of their own; which sources they were says nothing.
+# The units need distinct names; which sources they were does not matter.
 awk -v quote="'" '/<abi-instr / { sub("path=" quote "[^" quote "]*", "path=" quote "unit" ++units) } { print }' \
     "$work/raw" >"$work/found"
 
-# As a compiler has counted them.
+# The values that a compiler computes.
 printf '#include "zafoldap.h"\n' |
     "$compiler" -x c -std=c99 -g -fno-eliminate-unused-debug-types -I"$source_dir" -I"$source_dir/include" \
         -c -o "$work/constants.o" -

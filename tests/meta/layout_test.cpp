@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Rules of the house that a reviewer would otherwise have to remember.
+// Project rules that a reviewer would otherwise have to remember.
 #include <set>
 
 #include <gtest/gtest.h>
@@ -46,8 +46,8 @@ TEST(Layout, SourcesStayUnderSixHundredLines) {
         EXPECT_LT(Lines(file).size(), 600u) << file;
 }
 
-// RFC 5805: a server of our users crashes on them. The attack that shows it is the one exception, beside this
-// file and those that tell of it.
+// RFC 5805 transactions crash a server that users run. Only the attack that shows it, this file and
+// the documentation may mention them.
 TEST(Layout, NothingAsksTheServerForATransaction) {
     for (const auto &file : FilesBelow(kSourceDir)) {
         const bool tells = file.extension() == ".md" || file.filename() == "layout_test.cpp" ||
@@ -60,8 +60,8 @@ TEST(Layout, NothingAsksTheServerForATransaction) {
     }
 }
 
-// The umbrella header is what most programs include: a family's header that it
-// leaves out would be invisible to them.
+// Most programs include the umbrella header: a family's header that it omits would be invisible to
+// them.
 TEST(Layout, UmbrellaHeaderIncludesEveryFamily) {
     std::set<std::string> included;
     for (const std::string &line : Lines(kSourceDir / "include/zafoldap.h")) {

@@ -17,11 +17,11 @@ bool IsWordCharacter(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
-// Blanks out everything but comments and texts, character by character.
+// Blanks out everything but comments and string literals, character by character.
 class SourceReader {
   public:
     std::string Read(const std::string &line) {
-        // A file that is included has no words.
+        // An include has no prose.
         if (state_ == State::kCode && line.find("#include") != std::string::npos) return {};
         std::string prose(line.size(), ' ');
         for (size_t i = 0; i < line.size(); ++i)
@@ -33,7 +33,7 @@ class SourceReader {
   private:
     enum class State { kCode, kComment, kLineComment, kText, kCharacter };
 
-    // Gives how many more characters it took.
+    // Returns how many more characters it consumed.
     size_t Step(const std::string &line, size_t i, std::string &prose) {
         const std::string two = line.substr(i, 2);
         switch (state_) {
@@ -68,7 +68,7 @@ class SourceReader {
             return 0;
         }
         if (line[i] == '\\') {
-            // A quotation mark inside a text is one of its own.
+            // An escaped quotation mark inside a literal is part of its text.
             if (state_ == State::kText && i + 1 < line.size() && line[i + 1] == '"') prose[i] = '"';
             return 1;
         }
@@ -111,7 +111,7 @@ std::vector<std::string> ProseOf(const std::filesystem::path &file) {
 }
 
 std::vector<int> LinesWith(const std::string &phrase, const std::vector<std::string> &prose) {
-    // One blank between two words, and for each character the line it stands on.
+    // Words separated by single blanks, and the line of each character.
     std::string text;
     std::vector<int> line_of;
     const auto add = [&](char c, size_t line) {

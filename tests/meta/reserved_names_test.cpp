@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The names that the programs will not copy to a machine are those that the own server's rules keep an operator from giving.
+// The programs refuse to copy the names that the own server's rules keep an operator from
+// assigning.
 #include <regex>
 #include <set>
 #include <string>
@@ -29,7 +30,7 @@ Names AllIn(const std::string &text, const std::regex &pattern) {
     return names;
 }
 
-// The names of a table of roles, without what the roles are worth.
+// The names in a table of roles, without the roles.
 Names InProgram(const std::string &table) {
     static const std::string source = Whole("tools/zafoldap/reserved_account.cpp");
     const size_t begin = source.find(table + "[] = {");
@@ -38,7 +39,7 @@ Names InProgram(const std::string &table) {
     return AllIn(source.substr(begin, source.find("};", begin) - begin), kName);
 }
 
-// The alternatives between the words before and the bracket that closes them.
+// The alternatives between the preceding words and the closing bracket.
 Names InRule(const std::string &before) {
     static const std::string rules = Whole("host/defaults/openldap/slapd.conf.template");
     const size_t begin = rules.find(before);
@@ -52,14 +53,14 @@ TEST(ReservedNames, OfGroupsAreTheSameInTheProgramAndInTheRules) {
     Names names = InProgram("kGroupRoles");
     EXPECT_GT(names.size(), 40U);
     EXPECT_EQ(InRule("attrs=cn val.regex=\"^ *("), names);
-    names.insert("administrators");  // whose members the rules themselves let write
+    names.insert("administrators");  // whose members have write access by the rules
     EXPECT_EQ(InRule("(cn=("), names);
 }
 
 TEST(ReservedNames, OfUsersAreTheSameInTheProgramAndInTheRules) {
     Names names = InProgram("kUserRoles");
     EXPECT_GT(names.size(), 40U);
-    names.erase("users");  // a group that every directory has
+    names.erase("users");  // a group of every directory
     EXPECT_EQ(InRule("attrs=uid val.regex=\"^ *("), names);
     EXPECT_EQ(InRule("|uid=("), names);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What docs/security.md promises names the test that plays the attack: the test is there.
+// docs/security.md names the test for each promise: that test exists.
 #include <regex>
 #include <set>
 #include <string>
@@ -28,7 +28,7 @@ void Collect(const std::string &text, const std::regex &pattern, const char *bet
         names.insert((*at)[1].str() + between + (*at)[2].str());
 }
 
-// "Suite.Test", and "Instance/Suite" of tests with parameters.
+// "Suite.Test", and "Instance/Suite" for parameterized tests.
 std::set<std::string> Tests() {
     static const std::regex kTest(R"(\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\))");
     static const std::regex kInstance(R"(\bINSTANTIATE_TEST_SUITE_P\(\s*(\w+),\s*(\w+))");
@@ -70,7 +70,7 @@ TEST(SecurityPage, NamesTestBinariesThatThereAre) {
     }
 }
 
-// Who, what, what stops them, the test.
+// The columns: who, what, what stops them, the test.
 TEST(SecurityPage, HasATestInEveryRowOfItsTable) {
     int rows = 0;
     for (const std::string &line : Lines(kPage)) {

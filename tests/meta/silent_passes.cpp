@@ -11,7 +11,7 @@ namespace {
 // The body of one test, line by line.
 class TestBody {
   public:
-    // A line of the body; false: it could end the test in silence. `next` is the line after it.
+    // Reads a line of the body; false: it could end the test silently. `next` is the line after it.
     bool Read(const std::string &line, const std::string &next) {
         const bool fine = InLambda(line) || IsFine(line, next);
         expects_ = expects_ || Expects(line);
@@ -19,7 +19,7 @@ class TestBody {
     }
 
   private:
-    // What a lambda returns from is not the test.
+    // A return inside a lambda does not end the test.
     bool InLambda(const std::string &line) {
         static const std::regex kLambda(R"(\[[^\]]*\]\s*(\([^)]*\)\s*)?(mutable\s*)?(->[^{]*)?\{)");
         const bool opens = line.find('[') != std::string::npos && std::regex_search(line, kLambda);
@@ -46,7 +46,7 @@ class TestBody {
         return line.find(word) != std::string::npos;
     }
 
-    std::ptrdiff_t depth_ = 0;  // of the braces of a lambda
+    std::ptrdiff_t depth_ = 0;  // of a lambda's braces
     bool expects_ = false;
 };
 

@@ -6,8 +6,8 @@
 
 namespace zafo::meta {
 
-// Where tests in a source could pass without having looked at anything: a test returns before its
-// first expectation, or asks what the machine has and then does not skip. As "LINE: text".
+// Where tests could pass without checking anything: a test returns before its first expectation, or
+// asks what the machine has and then does not skip. As "LINE: text".
 std::vector<std::string> SilentPasses(const std::vector<std::string> &source);
 
 }  // namespace zafo::meta

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A test that cannot be played on a machine says so: it is skipped by name, and counted as that.
+// A test that cannot run on a machine is reported as skipped, by name.
 #include "tests/meta/silent_passes.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 TEST(SilentPasses, NoTestHasThem) {
     for (const auto &file : FilesBelow(kSourceDir / "tests")) {
-        // Of the checks themselves the texts are pieces of tests.
+        // The texts in the checks' own tests are pieces of tests.
         if (file.extension() != ".cpp" || file.parent_path().filename() == "meta") continue;
         EXPECT_THAT(SilentPasses(Lines(file)), IsEmpty()) << file;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The words that people read: spelt right, and none of the turns of phrase in phrases.txt.
+// Prose is spelt correctly and has none of the phrases in phrases.txt.
 #include <unistd.h>
 
 #include <fstream>
@@ -21,12 +21,12 @@ using testing::IsEmpty;
 constexpr char kSpeller[] = "/usr/bin/codespell";
 const std::filesystem::path kWordLists = kSourceDir / "tests/meta";
 
-// Where the phrases are looked for. What has been rewritten is added.
+// Where phrases are checked. Extend as files are rewritten.
 constexpr const char *kRewritten[] = {
     "README.md", "CONTRIBUTING.md", "docs",     "include", "platform", "base",
     "host",      "bench",           "examples", "fuzz",    "src",      "tools"};
 
-// Where the spelling is checked; tests have too many texts that are no words.
+// Where spelling is checked; tests contain too many strings that are not words.
 constexpr const char *kSpelt[] = {
     "README.md", "CONTRIBUTING.md", "docs",  "include", "platform", "base", "host",
     "src",       "tools",           "bench", "fuzz",    "examples"};
@@ -44,7 +44,7 @@ std::vector<std::filesystem::path> ReadFilesOf(const char *place) {
     return files;
 }
 
-// Each phrase and what to write instead.
+// Each phrase and its replacement.
 std::map<std::string, std::string> Phrases() {
     std::map<std::string, std::string> phrases;
     for (const std::string &line : Lines(kWordLists / "phrases.txt")) {
@@ -81,7 +81,7 @@ std::string PlaceName(const testing::TestParamInfo<const char *> &info) {
 
 INSTANTIATE_TEST_SUITE_P(Words, Place, testing::ValuesIn(kRewritten), PlaceName);
 
-// What codespell sees of a file: its prose only, under its own name.
+// Copies only the prose of a file, under its own name, for codespell.
 void Copy(const std::filesystem::path &file, const std::filesystem::path &folder) {
     const auto copy = folder / file.lexically_relative(kSourceDir);
     std::filesystem::create_directories(copy.parent_path());
@@ -99,7 +99,7 @@ TEST(Words, AreSpeltRight) {
     }
     std::ofstream(folder / "zafo-probe.md") << "seperate\n";
     const std::string kept = kWordLists / "spellings.txt";
-    // The one mistake that is there on purpose shows that the others would be found.
+    // The one deliberate mistake shows that others would be found.
     EXPECT_THAT(OutputOf("cd /tmp/prose && codespell -I " + kept),
                 ElementsAre("./zafo-probe.md:1: seperate ==> separate"));
     std::filesystem::remove_all(folder);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The 32-bit host platform has no password cipher: what saves passwords is
-// skipped there by name.
+// The 32-bit host platform has no password cipher: tests that save passwords are skipped there by
+// name.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -22,7 +22,7 @@ RunningTool JustStarted() {
 
 std::string Cron::WhyNot() {
     if (access(kCron, X_OK) != 0) return "cron is not installed";
-    // It takes on the groups of a job's user, which only a real root may.
+    // cron sets the groups of a job's user, which only a real root may.
     return initgroups("root", 0) == 0 ? "" : "cron cannot run jobs without a real root";
 }
 

@@ -15,7 +15,7 @@ class Cron {
     // Why it cannot run jobs here; empty: it can.
     static std::string WhyNot();
 
-    // As on a machine that has just been started: it runs what is marked "@reboot" first.
+    // As on a freshly started machine: "@reboot" entries run first.
     Cron();
     ~Cron();
     Cron(const Cron &) = delete;

@@ -19,7 +19,7 @@ Number Parse(const std::string &text, int base = 10) {
     return static_cast<Number>(std::strtoull(text.c_str(), nullptr, base));
 }
 
-// Fields of a file follow each other: name, mode, content.
+// A file's fields follow each other: name, mode, content.
 class CallReader {
   public:
     explicit CallReader(FakeCall &call) : call_(call) {}
@@ -89,11 +89,11 @@ class CallReader {
     FakeCall::File *file_ = nullptr;
 };
 
-// The platform's files in memory, and what stood in the vector in place of each option that reads one.
+// The platform's files in memory, and the original option for each one that reads such a file.
 constexpr const char *kPlatformFile = "/memfd:zafo-argument (deleted)";
 const std::map<std::string, std::string> kReplaced = {{"-y", "-w"}, {"-T", "-s"}, {"-t", "-a"}};
 
-// The descriptor that the path leads to, when it is such a file.
+// The descriptor that the path refers to, if it is such a file.
 std::optional<int> PlatformFile(const FakeCall &call, const std::string &path) {
     constexpr std::string_view kFolder = "/dev/fd/";
     if (!path.starts_with(kFolder) || !call.files.contains(path)) return {};
@@ -116,7 +116,7 @@ void PutSecretsBack(FakeCall &call) {
     }
 }
 
-// Whether an option whose value is a secret has one. The library writes each as a word of its own.
+// Whether an option that takes a secret has one. The library passes each as a separate word.
 bool ShowsASecret(const FakeCall &call) {
     static const std::map<std::string, std::vector<std::string>> kOptions = {
         {"/usr/zafo/bin/ldapsearch", {"-w"}},

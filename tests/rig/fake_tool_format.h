@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the fake tool and the tests that steer it agree on: where the state
-// lives and how a list of tagged byte strings is written. Every field is its
-// tag, the decimal length, a blank and the bytes, so any byte may stand in it.
+// The agreement between the fake tool and the tests that control it: where the state lives and how
+// a list of tagged byte strings is written. Every field is its tag, the decimal length, a blank and
+// the bytes, so it may contain any byte.
 #pragma once
 
 #include <fcntl.h>
@@ -82,7 +82,7 @@ inline std::string PathOf(const std::string &name) {
     return std::string(kStateFolder) + "/" + name;
 }
 
-// An open descriptor, close-on-exec; negative when there is none.
+// An open descriptor, close-on-exec; negative if none.
 class File {
   public:
     File(const std::string &path, int flags) : fd_(open(path.c_str(), flags | O_CLOEXEC, 0666)) {}
@@ -97,11 +97,11 @@ class File {
     int fd_;
 };
 
-// Holds the state still; not held when the state folder does not exist.
+// Locks the state; does nothing if the state folder does not exist.
 class StateLock {
   public:
     StateLock() : file_(PathOf("lock"), O_RDWR | O_CREAT) {
-        // A tool may run as another user than the test.
+        // A tool may run as a different user from the test's.
         if (Held()) (void)(fchmod(file_.Get(), 0666) + flock(file_.Get(), LOCK_EX));
     }
     bool Held() const { return file_.Get() >= 0; }

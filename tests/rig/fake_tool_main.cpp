@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The fake tool: stands under a tool's name, writes down how it was called and
-// then plays the script that a test prepared for that name.
+// The fake tool: installed under a tool's name, it records how it was called and then plays the
+// script that a test prepared for that name.
 #include <dirent.h>
 #include <sys/resource.h>
 
@@ -42,7 +42,7 @@ void AppendDescriptors(std::string &record) {
     closedir(folder);
 }
 
-// "SigIgn:\t0000000000001000" of the process's own status.
+// A line of the process's own status: "SigIgn:\t0000000000001000".
 std::string StatusLine(const std::string &status, const char *name) {
     const size_t at = status.find(name);
     if (at == std::string::npos) return "0";
@@ -70,7 +70,7 @@ void AppendProcess(std::string &record) {
     Append(record, Fact::kCoreLimit, std::to_string(core.rlim_cur));
 }
 
-// Only regular files (memory files are such): a pipe must be left to the tool's script.
+// Regular files only (including memory files): a pipe must be left to the tool's script.
 bool IsRegular(int fd, struct stat &facts) {
     return fd >= 0 && fstat(fd, &facts) == 0 && S_ISREG(facts.st_mode);
 }
@@ -90,7 +90,7 @@ void AppendFiles(std::string &record, int argc, char **argv) {
     }
 }
 
-// The script to play: the next of the tool's queue, or its last one again.
+// The script to play: the next in the tool's queue, or the last one again.
 std::string TakeScript(const std::string &tool) {
     const long next = ReadNumber("next." + tool);
     const std::string path = "script." + tool + ".";

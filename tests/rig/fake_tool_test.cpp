@@ -71,7 +71,7 @@ TEST(FakeTool, RecordsFilesThatArgumentsName) {
     unlink(path.c_str());
 }
 
-// Only the platform's own files count as what the platform was given.
+// Only the platform's own files are translated back to what the platform was given.
 TEST(FakeTool, TellsFilesOfOthersFromThoseOfThePlatform) {
     const FakeTools tools;
     const std::string path = "/tmp/fake-tool-test-secret";

@@ -26,7 +26,7 @@ FaultRun RunWithFault(std::vector<std::string> argv, std::vector<std::string> en
                       const std::string &fault) {
     unlink(kReport);
     environment.push_back("LD_PRELOAD=/mnt/build/tests/rig/zafo-fault-shim.so");
-    // A sanitizer's runtime wants to be first; behind the shim it works as well.
+    // A sanitizer's runtime insists on being loaded first, but also works after the shim.
     environment.push_back("ASAN_OPTIONS=verify_asan_link_order=0");
     environment.push_back("ZAFO_FAULT=" + fault);
     environment.push_back(std::string("ZAFO_FAULT_REPORT=") + kReport);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loaded into a program with LD_PRELOAD: numbers the calls with which it changes the file system or starts
-// a program, and plays a failure at one of them. fault.h has the rules.
+// Loaded into a program with LD_PRELOAD: counts the calls that change the file system or start a
+// program, and simulates a failure at one of them. The rules are in fault.h.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -45,7 +45,7 @@ constexpr Name kActions[] = {
 struct Plan {
     Action action = Action::kFail;
     int reason = 0;
-    long turn = 0;  // 0: at no call
+    long turn = 0;  // 0: never
     bool and_later = false;
     char kind[16] = {};  // empty: every kind
     int report = -1;
@@ -88,7 +88,7 @@ void Report(const char *kind, const char *path) {
     if (ThePlan().report >= 0) syscall(SYS_write, ThePlan().report, line, size);
 }
 
-// What this call is to do. Does not come back when it must die.
+// The action for this call. Does not return if the process must die.
 Action Turn(const char *kind, const char *path) {
     static long turn = 0;
     Plan &plan = ThePlan();
@@ -133,7 +133,8 @@ Function *Real(Function *, const char *name) {
         return real(__VA_ARGS__);                     \
     } while (0)
 
-// The declarations of the C library say more (what may be null, what must be looked at) than is of use here.
+// The C library's declarations have attributes (nonnull, warn_unused_result) that are of no use
+// here.
 #pragma GCC diagnostic ignored "-Wredundant-decls"
 
 SHIM ssize_t write(int fd, const void *bytes, size_t size) {
@@ -237,7 +238,7 @@ SHIM int openat64(int folder, const char *path, int flags, ...) {
     CALL(openat64, folder, path, flags, mode);
 }
 
-// Tells why it failed by its result.
+// Returns the error number instead of setting errno.
 SHIM int posix_spawn(pid_t *pid, const char *path, const posix_spawn_file_actions_t *actions,
                      const posix_spawnattr_t *attributes, char *const argv[],
                      char *const environment[]) {

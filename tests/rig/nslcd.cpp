@@ -38,7 +38,7 @@ void Write(const char *path, const std::string &text) {
     if (!(file << text).flush()) throw std::runtime_error(std::string("cannot write ") + path);
 }
 
-// The module of the C library that getent loads: the machine's own word length.
+// The C library's module that getent loads, of the machine's own word size.
 bool HasModule() {
     for (const char *folder : {"/usr/lib/x86_64-linux-gnu", "/usr/lib/aarch64-linux-gnu",
                                "/usr/lib/i386-linux-gnu", "/usr/lib"}) {
@@ -70,7 +70,7 @@ NameService::NameService(const ExampleDirectory &directory) : switch_before_(Con
     Write(kSettings, "uri ldap://" + directory.Uri() + "\nbase " + kExampleBase + "\nbinddn " +
                          directory.BindDN() + "\nbindpw " + directory.Password() + "\nthreads 1\n");
     fs::permissions(kSettings, fs::perms(0600));
-    // What a killed nslcd left would keep the next one from starting.
+    // The remains of a killed nslcd would keep the next one from starting.
     fs::remove_all(kFolder);
     fs::create_directory(kFolder);
     nslcd_ = std::make_unique<RunningTool>(std::vector<std::string>{kProgram, "-n"});

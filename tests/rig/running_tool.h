@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A tool that a test runs itself, with its standard output and error on one
-// pipe and nothing else open.
+// A tool started directly by a test, with its standard output and error on one pipe and no other
+// open descriptors.
 #pragma once
 
 #include <sys/types.h>
@@ -19,7 +19,7 @@ struct ToolOutcome {
 
 class RunningTool {
   public:
-    // argv[0] is the path; the environment holds "NAME=VALUE" lines.
+    // argv[0] is the path; the environment consists of "NAME=VALUE" strings.
     explicit RunningTool(std::vector<std::string> argv, std::vector<std::string> environment = {},
                          const std::string &folder = "/");
     ~RunningTool();
@@ -29,9 +29,9 @@ class RunningTool {
     pid_t Pid() const { return pid_; }
     int Reader() const { return read_; }
     void CloseReader();
-    // Reads to the end, waits for the tool's.
+    // Reads to the end and waits for the tool.
     ToolOutcome Finish();
-    // Waits for the end without reading; false, and the tool runs on, when the time is over.
+    // Waits for the end without reading; on timeout returns false and leaves the tool running.
     bool FinishWithin(std::chrono::milliseconds limit, int &status);
 
   private:

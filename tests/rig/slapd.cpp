@@ -24,7 +24,7 @@ namespace {
 
 constexpr const char *kScripts = "/mnt/root/directory/";
 
-// Memory with a descriptor, as a child's standard stream: it never fills up.
+// A file in memory as a child's standard stream: unlike a pipe, it never fills up.
 class StreamFile {
   public:
     explicit StreamFile(std::string_view content = "") : fd_(memfd_create("stream", MFD_CLOEXEC)) {
@@ -116,11 +116,11 @@ ExampleDirectory::~ExampleDirectory() {
     try {
         if (running_) Stop();
     } catch (const std::runtime_error &) {
-        // The private root ends soon after, and every process in it.
+        // The private root ends soon after, with every process in it.
     }
 }
 
-// Every start loads the entries anew.
+// Every start reloads the entries.
 void ExampleDirectory::Start() {
     std::filesystem::remove_all(work_);
     std::vector<std::string> argv = {std::string(kScripts) + "start",

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The example directory under the real slapd, for the tests of one binary, and
-// the OpenLDAP clients of the system beside the library: what the library is
-// compared with does not pass through it, nor through the tool front.
+// The example directory under the real slapd, for the tests of one binary, and the system's
+// OpenLDAP clients, which bypass the library and the tool front so that their results can be
+// compared.
 #pragma once
 
 #include <iosfwd>
@@ -15,13 +15,13 @@
 namespace zafo::rig {
 
 struct ProgramRun {
-    int exit_code;  // 128 + the signal's number when one ended it
+    int exit_code;  // 128 + the signal's number if one ended it
     std::string out;
     std::string err;
 };
 
-// Runs a program found on PATH with `input` as its standard input; throws
-// std::runtime_error when it cannot be started.
+// Runs a program found on PATH with `input` as its standard input; throws std::runtime_error if it
+// cannot be started.
 ProgramRun RunProgram(const std::vector<std::string> &argv, std::string_view input = "");
 
 class ExampleDirectory {
@@ -29,35 +29,34 @@ class ExampleDirectory {
     // The directory of this process, started on first use, stopped at exit.
     static ExampleDirectory &Get();
 
-    // One more server with the options of host/root/directory/start; --work is
-    // among them, so that the two do not share a folder.
+    // Another server with options of host/root/directory/start; `work` is its --work folder, which
+    // must not be shared.
     ExampleDirectory(std::string work, unsigned port, const std::vector<std::string> &options);
     ~ExampleDirectory();
     ExampleDirectory(const ExampleDirectory &) = delete;
     ExampleDirectory &operator=(const ExampleDirectory &) = delete;
 
-    // The administrator of the first tree; a second tree has its own, with the
-    // same password.
+    // The administrator of the first tree; a second tree has its own, with the same password.
     const char *BindDN() const { return "cn=admin,dc=example,dc=com"; }
     const std::string &Password() const { return password_; }
 
-    // "127.0.0.1:PORT", as a connection record wants it.
+    // "127.0.0.1:PORT", for a connection record.
     std::string Uri() const;
 
-    // A client of the system, bound as the administrator of the first tree.
+    // Runs a client of the system, bound as the administrator of the first tree.
     ProgramRun Client(const std::string &tool, const std::vector<std::string> &arguments,
                       std::string_view input = "") const;
 
-    // What ldapsearch says of `base` and below; throws when it fails.
+    // The entries at and below `base`, read with ldapsearch; throws if it fails.
     std::vector<LdifEntry> Read(const std::string &base, const std::string &scope = "sub",
                                 const std::vector<std::string> &filter_and_attributes = {}) const;
 
-    // Applies change records, or adds entries; throws when ldapmodify fails.
+    // Applies change records, or adds entries; throws if ldapmodify fails.
     void Change(std::string_view ldif) const;
     void Add(const LdifEntry &entry) const;
 
-    // Whether the server lets somebody in, asked with the system's ldapwhoami; throws when
-    // it says neither yes nor "invalid credentials".
+    // Whether the server accepts a password, checked with the system's ldapwhoami; throws on any
+    // result other than success or "invalid credentials".
     bool Binds(const std::string &dn, const std::string &password) const;
 
     void Stop();
@@ -71,8 +70,8 @@ class ExampleDirectory {
     bool running_ = false;
 };
 
-// The kinds of server that accounts live on (host/root/directory/start --variant). What
-// the schema of each one has is in `schema`, as the bits of zafoldap/object_class.h.
+// The kinds of server that hold accounts (host/root/directory/start --variant). `schema` is what
+// each one's schema contains, as the bits of zafoldap/object_class.h.
 struct Variant {
     const char *name;
     unsigned port;
@@ -84,11 +83,11 @@ inline constexpr Variant kVariants[] = {
     {"apple", 1392, 0x07FF, 2},   {"appliance", 1393, 0x19FF, 1},
 };
 
-// The server of a variant: clear text, one nearly empty tree below dc=example,dc=com,
-// started on first use (50 ms), stopped at exit.
+// The server of a variant: clear text, one nearly empty tree below dc=example,dc=com, started on
+// first use (50 ms), stopped at exit.
 ExampleDirectory &VariantDirectory(std::string_view name);
 
-// How a test's parameter is shown.
+// Prints a test's parameter.
 std::ostream &operator<<(std::ostream &out, const Variant &variant);
 
 }  // namespace zafo::rig

@@ -62,7 +62,7 @@ std::vector<Declaration> ExportedDeclarations() {
         const std::vector<std::string> lines = Lines(file);
         for (size_t i = 0; i < lines.size(); ++i) {
             if (!lines[i].starts_with("ZAFOLDAP_API")) continue;
-            // The name may stand on the line after the linkage when the type is long.
+            // The name may be on the line after the linkage if the type is long.
             const std::string next = i + 1 < lines.size() ? lines[i + 1] : "";
             found.push_back({NameBeforeBracket(lines[i] + " " + next),
                              file.lexically_relative(kSourceDir), static_cast<int>(i) + 1,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The project's own files as the tests see them: sources under "/mnt/src",
-// the build under "/mnt/build".
+// The project's own files as tests see them: sources under "/mnt/src", the build under
+// "/mnt/build".
 #pragma once
 
 #include <filesystem>
@@ -15,7 +15,7 @@ inline const std::filesystem::path kBuildDir = "/mnt/build";
 
 std::vector<std::string> Lines(const std::filesystem::path &file);
 
-// Regular files of the project below a folder; build trees and hidden folders are left out.
+// The project's regular files below a folder, without build trees and hidden folders.
 std::vector<std::filesystem::path> FilesBelow(const std::filesystem::path &folder);
 
 // One exported function as a public header declares it.
@@ -23,12 +23,12 @@ struct Declaration {
     std::string function;
     std::string header;
     int line;
-    bool has_comment;  // directly above it, or above the run of declarations it stands in
+    bool has_comment;  // directly above it, or above its run of declarations
 };
 
 std::vector<Declaration> ExportedDeclarations();
 
-// What a command prints on its standard output, line by line.
+// A command's standard output, line by line.
 std::vector<std::string> OutputOf(const std::string &command);
 
 }  // namespace zafo::meta

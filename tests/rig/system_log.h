@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Catches what the process under test says to syslog, by being the system log
-// of its private appliance root: it owns "/dev/log".
+// Catches what the process under test logs with syslog, by acting as the system log of its private
+// appliance root: it owns "/dev/log".
 #pragma once
 
 #include <atomic>
@@ -14,17 +14,17 @@ namespace zafo::rig {
 
 class SystemLog {
   public:
-    // The one log of the process; made on first use.
+    // The only log of the process; created on first use.
     static SystemLog &Get();
 
     SystemLog(const SystemLog &) = delete;
     SystemLog &operator=(const SystemLog &) = delete;
 
-    // Forgets what was logged so far.
+    // Discards what was logged so far.
     void Clear();
 
-    // The messages since the last Clear, without priority, time and tag, as
-    // they were handed to syslog(3); a trailing line break is kept.
+    // The messages since the last Clear, without priority, time and tag, as passed to syslog(3),
+    // including a trailing line break.
     std::vector<std::string> Messages();
 
     // The priority numbers (facility and level) of the same messages.

@@ -6,7 +6,7 @@
 
 namespace zafo::rig {
 
-// Whether something comes true in time; it is looked at every 20 ms.
+// Whether a condition becomes true in time; it is polled every 20 ms.
 template <typename IsTrue>
 bool Within(std::chrono::seconds limit, IsTrue is_true) {
     const auto end = std::chrono::steady_clock::now() + limit;

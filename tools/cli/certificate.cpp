@@ -20,7 +20,7 @@ namespace zafo::cli {
 
 namespace {
 
-// The text after the first `mark`, up to the line's end.
+// The rest of the line after the first `mark`.
 std::string After(std::string_view text, std::string_view mark) {
     const size_t at = text.find(mark);
     if (at == std::string_view::npos) return {};
@@ -42,7 +42,7 @@ std::optional<std::time_t> DateAfter(std::string_view text, std::string_view mar
     return timegm(&when);
 }
 
-// " 0 s:SUBJECT", "   i:ISSUER", "… NotAfter: DATE", one group for each certificate.
+// " 0 s:SUBJECT", "   i:ISSUER", "… NotAfter: DATE", one group per certificate.
 std::vector<Certificate> ChainIn(std::string_view output) {
     std::vector<Certificate> chain;
     for (;;) {
@@ -56,7 +56,7 @@ std::vector<Certificate> ChainIn(std::string_view output) {
     }
 }
 
-// Standard output of openssl; nothing when it cannot be started.
+// openssl's standard output; nothing if it cannot be started.
 std::optional<std::string> RunOpenssl(std::vector<std::string> words) {
     words.insert(words.begin(), kOpenssl);
     std::optional<ToolRun> run = RunTool(words);
@@ -93,7 +93,7 @@ std::optional<std::vector<std::string>> NamesIn(std::string_view output) {
     return names;
 }
 
-// The names of the first certificate in PEM in a text.
+// The names of the first PEM certificate in a text.
 std::optional<std::vector<std::string>> NamesInText(std::string_view text) {
     const UniqueFd file(memfd_create("certificate", MFD_CLOEXEC));
     if (file.Get() < 0 || write(file.Get(), text.data(), text.size()) < 0) return std::nullopt;
@@ -149,7 +149,7 @@ std::optional<Certificate> ParseCertificate(const std::string &output) {
 }
 
 std::optional<Certificate> ReadCertificateFile(const std::string &path) {
-    // openssl would wait for the other end of a pipe, and takes minutes over megabytes of nonsense.
+    // openssl blocks on a pipe with no writer, and takes minutes over megabytes of garbage.
     constexpr std::uintmax_t kMost = 1 << 20;
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error) ||

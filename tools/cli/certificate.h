@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What openssl says of a server's certificate.
+// A server's certificate, as openssl reports it.
 #pragma once
 
 #include <ctime>
@@ -17,8 +17,8 @@ struct Certificate {
     std::string subject = {};  // "O = Example, CN = ldap.example.com"
     std::string issuer = {};
     std::optional<std::time_t> ends = {};
-    // Host names and addresses (RFC 5280 section 4.2.1.6); unset: it has no alternative names of
-    // any kind, and the common name counts.
+    // Host names and addresses (RFC 5280 section 4.2.1.6). Unset: no alternative names of any kind,
+    // so the common name counts.
     std::optional<std::vector<std::string>> names = {};
 };
 
@@ -27,32 +27,32 @@ struct CertificateReport {
     std::vector<Certificate> chain = {};  // as the server sent it, its own certificate first
 };
 
-// Reads what "openssl s_client -showcerts" prints: all but the names. Nothing when it has no
+// Parses the output of "openssl s_client -showcerts", everything but the names. Nothing without a
 // verdict.
 std::optional<CertificateReport> ParseCertificateReport(const std::string &output);
 
-// Reads what "openssl x509 -subject -issuer -enddate -ext subjectAltName" prints. Nothing when that
-// is no certificate.
+// Parses the output of "openssl x509 -subject -issuer -enddate -ext subjectAltName". Nothing if
+// that is not a certificate.
 std::optional<Certificate> ParseCertificate(const std::string &output);
 
-// Whether one of a certificate's alternative names is a host's or an address (RFC 6125 section 6.4:
-// "*" stands for the first label, letter case does not count).
+// Whether `host`, a name or an address, matches one of a certificate's alternative names (RFC 6125
+// section 6.4: "*" stands for the first label, case is ignored).
 bool NamesInclude(const std::vector<std::string> &names, std::string_view host);
 
-// Asks the server on `address` (a host name, an IP address in brackets or not) with StartTLS or
-// with TLS from the first byte.
+// Connects to the server at `host` (a host name or an IP address, with or without brackets), with
+// StartTLS or with TLS from the first byte.
 std::optional<CertificateReport> AskForCertificate(const std::string &host, int port,
                                                    bool start_tls);
 
-// Of a file in PEM: its first certificate; nothing when there is none.
+// The first certificate in a PEM file; nothing if it has none.
 std::optional<Certificate> ReadCertificateFile(const std::string &path);
 
-// What openssl says of the certificate in a file and those who signed it, their end dates aside:
-// "ok", or its reason. Those in the file itself count as signers between it and the authority.
+// openssl's verdict on the certificate in a file and on its issuers, expiry aside: "ok", or the
+// reason. Other certificates in the file count as intermediates.
 std::string VerdictOnCertificateFile(Streams &streams, const std::string &path);
 
-// Whether the LDAP tools take the certificate of a file for that host: by its alternative names or,
-// without any, by its common name.
+// Whether the LDAP tools accept a file's certificate for that host: by its alternative names or, if
+// it has none, by its common name.
 bool CertificateIsFor(const Certificate &certificate, const std::string &path,
                       const std::string &host);
 

@@ -22,12 +22,13 @@ ChangeFile::~ChangeFile() {
     ZAFOLDAPLdifUnlink(&file_);
 }
 
-// The writers do not report it, and once the buffer is lost later writes may succeed.
+// The writers do not report errors, and once the buffer is lost later writes may succeed.
 void ChangeFile::NoteFault() {
     if (fault_ == 0 && std::ferror(file_.pFile) != 0) fault_ = errno;
 }
 
-// The library's writers take values as they are: one that LDIF cannot show so goes in base64.
+// The library's writers do not encode values: one that LDIF cannot hold as text is written in
+// base64.
 void ChangeFile::Value(const std::string &attribute, const std::string &value) {
     if (std::string_view(" :<").find(value.front()) == std::string_view::npos) {
         ZAFOLDAPLdifAttr(&file_, attribute.c_str(), "%s", value.c_str());

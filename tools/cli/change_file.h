@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A change of one entry, written as an LDIF file in "/tmp" and run with ldapmodify(1).
+// A change to one entry, written as an LDIF file in "/tmp" and applied with ldapmodify(1).
 #pragma once
 
 #include <optional>
@@ -14,18 +14,18 @@ namespace zafo::cli {
 // The file, removed on every path.
 class ChangeFile {
   public:
-    // Throws Failure when the file cannot be made.
+    // Throws Failure if the file cannot be created.
     ChangeFile(const std::string &dn, const char *type);
     ~ChangeFile();
     ChangeFile(const ChangeFile &) = delete;
     ChangeFile &operator=(const ChangeFile &) = delete;
 
     void Replace(const std::string &attribute, const std::string &value);  // empty: removes it
-    // "add" or "delete"; without values nothing is written.
+    // "add" or "delete"; writes nothing without values.
     void Values(const char *how, const char *attribute, const std::vector<std::string> &values);
 
-    // Nothing once the server has made the change. A file that the disk cut short is not run: a
-    // record cut short says something else, "delete: memberUid" alone means every member.
+    // Nothing once the server has made the change. A truncated file (disk full) is never run: a
+    // truncated record means something else, "delete: memberUid" alone removes every member.
     std::optional<Failure> Apply(Streams &streams, const ZAFOLDAP_HOST &host, const Facts &facts);
 
   private:

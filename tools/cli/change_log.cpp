@@ -18,7 +18,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Who is at work: the one who called sudo, else the process's own user. The name comes from the
+// The acting user: the one who called sudo, otherwise the process's own. The name comes from the
 // environment and is logged, so anything but a plain name becomes a number.
 std::string WhoAmI() {
     const char *sudo = std::getenv("SUDO_USER");

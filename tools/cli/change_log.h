@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One line in the system log for each change: who, where, what, with which result; never a value
-// of an entry or a secret.
+// One line in the system log for each change: who, where, what and the result; never a value of an
+// entry or a secret.
 #pragma once
 
 #include <string>
@@ -21,11 +21,11 @@ void LogChange(std::string_view command, std::string_view where, std::string_vie
 // "a,b", or "-" for none.
 std::string LoggedNames(const std::vector<std::string> &names);
 
-// A change of an entry: its DN and the attributes' names.
+// A change to an entry: its DN and the attributes' names.
 void LogEntryChange(const Session &session, const std::string &dn,
                     const std::vector<std::string> &attributes, std::string_view result);
 
-// Makes a change and hands what came of it to `log`.
+// Makes a change and passes the result to `log`.
 template <typename Work, typename Log>
 void LoggedChange(Work work, Log log) {
     try {

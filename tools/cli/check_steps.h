@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Checks that are made one after the other, and how they are printed: in a table each as soon as
-// it is made, else together.
+// A series of checks and how they are printed: in a table each as soon as it is done, otherwise all
+// together.
 #pragma once
 
 #include <optional>
@@ -20,10 +20,10 @@ struct CheckStep {
     StepResult result = StepResult::kOk;
     std::string detail = {};
     std::string hint = {};
-    std::optional<Failure> failure = {};  // of a step that failed
+    std::optional<Failure> failure = {};  // of a failed step
 };
 
-// What the columns and the result of a step that failed are called.
+// The headings of the columns, and the word for a failed step.
 struct StepWords {
     Field step = {"step", "STEP"};
     Field result = {"result", "RESULT"};
@@ -34,7 +34,7 @@ struct StepWords {
 
 class StepPrinter {
   public:
-    // `width`: of the steps' names in a table.
+    // `width` is that of the step names in a table.
     explicit StepPrinter(Session &session, int width = 10, StepWords words = {})
         : session_(session), width_(width), words_(words) {}
 

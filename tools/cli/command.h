@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A program's commands as data. The parser, --help, the man pages and the shell
-// completion are all made from one such table, so that they cannot disagree.
+// A program's commands as data. The parser, --help, the man pages and the shell completion are all
+// generated from one such table, so they cannot disagree.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace zafo::cli {
 
-// What a value names: how the shell completes it and how it is checked.
+// What a value names, which decides how the shell completes it and how it is checked.
 enum class Kind { kText, kNumber, kFile, kConnection, kUser, kGroup };
 
 struct Option {
@@ -30,7 +30,7 @@ struct Argument {
     std::vector<std::string_view> choices = {};
     Kind kind = Kind::kText;
     bool required = true;
-    bool repeatable = false;  // only the last one
+    bool repeatable = false;  // the last argument only
 };
 
 struct Example {
@@ -40,21 +40,21 @@ struct Example {
 
 struct Session;
 
-// Carries a command out; returns the exit code, throws Failure.
+// Runs a command; returns the exit code, throws Failure.
 using Handler = int (*)(Session &);
 
 enum class Form { kTable, kPlain, kCsv, kJson, kLdif };
 
 struct Command {
     std::string_view noun;
-    std::string_view verb = {};  // one word or two ("home create"); empty: the noun is all
+    std::string_view verb = {};  // one word or two ("home create"); empty: the noun alone
     std::vector<std::string_view> aliases = {};  // of the verb
     Handler run = nullptr;
     std::string_view summary = {};      // one line, no full stop
-    std::string_view description = {};  // paragraphs, an empty line between them
+    std::string_view description = {};  // paragraphs, separated by empty lines
     std::vector<Argument> arguments = {};
     std::vector<Option> options = {};
-    std::vector<std::vector<std::string_view>> exclusive = {};  // options, one of each list at most
+    std::vector<std::vector<std::string_view>> exclusive = {};  // at most one option of each list
     std::vector<Example> examples = {};
     std::vector<int> exits = {};  // besides 0, 1 and 2
     bool entries = false;         // prints directory entries: has an LDIF form
@@ -72,7 +72,7 @@ struct ExitCode {
 
 struct Topic {
     std::string_view title;
-    std::string_view text;  // paragraphs, an empty line between them
+    std::string_view text;  // paragraphs, separated by empty lines
 };
 
 struct Program {
@@ -88,30 +88,30 @@ struct Program {
     std::vector<Topic> variables;  // environment
 };
 
-// The options and exit codes that every program of the family has.
+// The options and exit codes common to all programs.
 const std::vector<Option> &CommonOptions();
 const std::vector<ExitCode> &CommonExitCodes();
 
-// The options with which a command takes a password (tools/cli/secret.h).
+// The options by which a command takes a password (tools/cli/secret.h).
 const Option &PasswordStdinOption();
 const Option &PasswordFileOption();
 const Option &RandomPasswordOption();
 const Option &WeakPasswordOption();
 
-// The commands of all nouns, one noun after the other.
+// The commands of all nouns, in order.
 std::vector<Command> Joined(const std::vector<std::vector<Command>> &nouns);
 
 // "connection add", or the noun alone.
 std::string FullName(const Command &command);
 
-// The command of a noun and a verb or its alias (empty: a noun that is a command); nullptr: none.
+// Finds a command by its noun and its verb or alias (empty: the noun is a command); nullptr: none.
 const Command *FindCommand(const Program &program, std::string_view noun, std::string_view verb);
 
 // The commands of one noun, in table order.
 std::vector<const Command *> CommandsOf(const Program &program, std::string_view noun);
 
-// The words that can follow a noun, or a noun and the first word of a verb of two ("user",
-// "user home"), each once and in table order; aliases where they are asked for.
+// The words that can follow a noun, or a noun and the first word of a two-word verb ("user", "user
+// home"), each once and in table order, with aliases if requested.
 std::vector<std::string_view> WordsAfter(const Program &program, std::string_view path,
                                          bool aliases);
 

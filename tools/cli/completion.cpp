@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kFiles = "/";
 
-// bash breaks words at "=" and ":" too and leaves the quotes in them, so it hands over its line.
+// bash also breaks words at "=" and ":" and leaves quotes in them, so it passes the whole line.
 constexpr const char *kBash = R"sh(# bash completion of {0}; load it with
 #   source <({0} completion bash)
 _{0}() {{
@@ -74,7 +74,7 @@ struct Candidate {
     std::string_view what = {};
 };
 
-// What the words before the cursor say of it.
+// What the words before the cursor imply.
 struct Place {
     std::string path = {};  // "user", "user home" while no command is named
     const Command *command = nullptr;
@@ -84,14 +84,14 @@ struct Place {
     std::string connection = {};
 };
 
-// "user home create"; nullptr while that is no command.
+// "user home create"; nullptr if that is not a command.
 const Command *CommandAt(const Program &program, std::string_view path) {
     const size_t blank = std::min(path.find(' '), path.size());
     return FindCommand(program, path.substr(0, blank),
                        path.substr(std::min(blank + 1, path.size())));
 }
 
-// The option that a word names ("-c", "--connection", "--connection=NAME") if it has a value.
+// The option that a word names ("-c", "--connection", "--connection=NAME"), if it takes a value.
 const Option *OptionWithValue(const Program &program, const Place &place, std::string_view word) {
     word = word.substr(0, word.find('='));
     const auto is_meant = [word](const Option &option) {
@@ -132,7 +132,7 @@ void GoPast(const Program &program, const std::string &word, Place &place) {
     }
 }
 
-// What nothing but a name can be to any shell.
+// Whether every shell takes this as a plain name.
 bool IsHarmless(std::string_view name) {
     constexpr std::string_view kAnywhere =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.@-";
@@ -140,7 +140,7 @@ bool IsHarmless(std::string_view name) {
            std::string_view(".@-").find(name.front()) == std::string_view::npos;
 }
 
-// The program lists the names, within a second: timeout(1) ends it with the tools that it runs.
+// The program itself lists the names, within a second: timeout(1) ends it and the tools it runs.
 std::vector<std::string> ListNames(const Program &program, Kind kind, const std::string &begin,
                                    const std::string &connection) {
     std::vector<std::string> words = {"/usr/bin/timeout", "1",
@@ -163,13 +163,13 @@ std::vector<std::string> ListNames(const Program &program, Kind kind, const std:
     return names;
 }
 
-// What can stand at a place, whether or not it goes on as what is there begins.
+// What can stand at a place, not yet narrowed to what has been typed.
 class Candidates {
   public:
     Candidates(const Program &program, const Place &place) : program_(program), place_(place) {}
 
-    // The values of an option or an argument; each with "--format=" before it where that is part
-    // of the word.
+    // The values of an option or an argument, each prefixed with "--format=" if that is part of the
+    // word.
     void AddValues(const auto &named, const std::string &begin, const std::string &before = {}) {
         if (named.kind == Kind::kFile) all_ = {{std::string(kFiles)}};
         for (std::string_view choice : named.choices)
@@ -220,7 +220,7 @@ class Candidates {
     std::vector<Candidate> all_;
 };
 
-// `letters`: options also in their one-letter form.
+// `letters`: also options in their one-letter form.
 Candidates CandidatesFor(const Program &program, const Place &place, const std::string &current,
                          bool letters) {
     Candidates candidates(program, place);
@@ -244,7 +244,7 @@ Candidates CandidatesFor(const Program &program, const Place &place, const std::
     return candidates;
 }
 
-// The words of a line as a shell sees them, the last being that at its end, perhaps empty.
+// The words of a line as a shell sees them; the last is the one at its end, possibly empty.
 std::vector<std::string> SplitLine(std::string_view line) {
     std::vector<std::string> words(1);
     bool begun = false;
@@ -267,7 +267,7 @@ std::vector<std::string> SplitLine(std::string_view line) {
     return words;
 }
 
-// bash inserts what it is offered in place of its own word, which may be the end of ours only.
+// bash replaces its own word with the candidate, and that word may be only the end of ours.
 std::string ForBash(const Candidates &candidates, std::string_view current,
                     std::string_view word_of_bash) {
     const size_t held = current.ends_with(word_of_bash) ? current.size() - word_of_bash.size() : 0;
@@ -278,7 +278,7 @@ std::string ForBash(const Candidates &candidates, std::string_view current,
     return answer;
 }
 
-// zsh and fish have their own ways to choose; but fish shows options only once one is begun.
+// zsh and fish filter candidates themselves, but fish shows options only once one is begun.
 std::string WithDescriptions(const Candidates &candidates, std::string_view current, bool fish) {
     std::string answer;
     for (const Candidate &candidate : candidates.All()) {

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Completion in bash, zsh and fish. A short script for each shell hands the command line to the
+// Completion in bash, zsh and fish. A short script for each shell passes the command line to the
 // program itself, which answers what can stand at the cursor:
 //
 //   PROGRAM __complete bash LINE WORD    LINE up to the cursor, and what bash takes for its word
 //   PROGRAM __complete zsh WORD…         the words up to the cursor, the last perhaps empty
 //   PROGRAM __complete fish WORD…
 //
-// One candidate on a line, and after a tab (for zsh a colon) what it is, where the shell shows
-// that; "/" alone stands for the names of files. Names of users and groups are asked of the
-// directory, which has a second to answer. Those that a shell could take for more than a name are
-// left out. Whatever fails, there is no candidate and no message.
+// Prints one candidate per line, followed by a tab (for zsh a colon) and a description where the
+// shell shows one; "/" alone stands for file names. Names of users and groups come from the
+// directory, which has a second to answer; names that a shell could interpret are left out. On any
+// failure there are no candidates and no message.
 #pragma once
 
 #include <span>
@@ -24,10 +24,10 @@ namespace zafo::cli {
 
 inline constexpr std::string_view kComplete = "__complete";
 
-// What a program answers to the words after "__complete".
+// The answer to the words after "__complete".
 std::string AnswerCompletion(const Program &program, std::span<const std::string> words);
 
-// The script for one of "bash", "zsh" and "fish".
+// The script for "bash", "zsh" or "fish".
 std::string CompletionScript(const Program &program, std::string_view shell);
 
 }  // namespace zafo::cli

@@ -14,13 +14,13 @@ namespace zafo::cli {
 
 namespace {
 
-// Finds attributes by name without letter case. Beyond a few it keeps an index: a server may send
-// a million names, one after the other and again.
+// Finds attributes by name, ignoring case. Above a few attributes it keeps an index: a server may
+// send a million names, then send them all again.
 class AttributeIndex {
   public:
     explicit AttributeIndex(std::vector<Attribute> &attributes) : attributes_(attributes) {}
 
-    // The attribute of that name, made when there is none.
+    // The attribute of that name, created if new.
     Attribute &Named(std::string_view name) {
         if (!attributes_.empty() && EqualIgnoringCase(attributes_.back().name, name))
             return attributes_.back();
@@ -120,7 +120,7 @@ const Entry *Search::Next() {
     return &entry_;
 }
 
-// Values of one attribute come one after the other from most servers, but need not.
+// Most servers send the values of an attribute together, but need not.
 void Search::Fill() {
     entry_.dn = {};
     entry_.attributes.clear();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Owners of the library's records, and searches that fail with words.
+// Owners of the library's records, and searches that throw Failure.
 #pragma once
 
 #include <optional>
@@ -30,7 +30,6 @@ class Host {
     ZAFOLDAP_HOST host_{};
 };
 
-// What to ask a directory.
 struct Query {
     std::optional<std::string> base = {};  // unset: the connection's base DN; empty: the root DSE
     std::string filter = {};               // empty: any entry
@@ -41,7 +40,7 @@ struct Query {
     int size_limit = 0;
 };
 
-// An open search. Errors are thrown as Failure; entries that came before stay valid.
+// An open search. Errors are thrown as Failure; earlier entries stay valid.
 class Search {
   public:
     Search(Streams &streams, const Host &host, Query query, Facts facts);
@@ -66,8 +65,8 @@ class Search {
     Entry entry_;
 };
 
-// Runs `call`, a function of the library that returns a negative value on failure, and turns
-// that into a Failure. Returns its value.
+// Runs `call`, a function of the library that returns a negative value on failure, and turns that
+// into a Failure. Returns its value.
 template <typename Call>
 int Ask(Streams &streams, const Facts &facts, Call call) {
     streams.ForgetToolWords();
@@ -81,8 +80,8 @@ int Ask(Streams &streams, const Facts &facts, Call call) {
     return result;
 }
 
-// The same for a change: the failure, or nothing when it was made. An interruption does not hide
-// that it was.
+// The same for a change: the failure, or nothing if the change was made, even if it was
+// interrupted.
 template <typename Call>
 std::optional<Failure> Attempt(Streams &streams, const Facts &facts, Call call) {
     streams.ForgetToolWords();

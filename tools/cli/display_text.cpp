@@ -16,17 +16,17 @@ const uint8_t *Bytes(std::string_view text) {
     return reinterpret_cast<const uint8_t *>(text.data());
 }
 
-// A byte that is no part of UTF-8.
+// A byte that is not valid UTF-8.
 constexpr ucs4_t kNoCharacter = 0xFFFFFFFF;
 
-// The control characters C0 and DEL are single bytes; C1 (U+0080..U+009F) is two in UTF-8.
+// The control characters C0 and DEL are single bytes; C1 (U+0080..U+009F) takes two in UTF-8.
 bool IsControl(ucs4_t character) {
     return character < 0x20 || (character >= 0x7f && character < 0xa0);
 }
 
-// Whether a character would not be seen as itself: it drives the terminal, breaks the line, turns
-// the order of its neighbours around (bidirectional controls), or takes no room at all, so that two
-// names that differ look alike.
+// Whether a character would not be seen as itself: it drives the terminal, breaks the line,
+// reorders its neighbours (bidirectional controls), or has no width, so that two different names
+// look alike.
 bool IsHidden(ucs4_t character) {
     if (character < 0xa0) return IsControl(character);
     return character == kNoCharacter || character == 0x2028 || character == 0x2029 ||
@@ -35,7 +35,7 @@ bool IsHidden(ucs4_t character) {
            uc_is_property_not_a_character(character);
 }
 
-// Calls visit(character, its bytes) for each character, and for each byte that is none.
+// Calls visit(character, its bytes) for each character and for each invalid byte.
 template <typename Visit>
 void ForEachCharacter(std::string_view text, Visit visit) {
     while (!text.empty()) {
@@ -48,7 +48,7 @@ void ForEachCharacter(std::string_view text, Visit visit) {
     }
 }
 
-// The text with every hidden character as escape(text, character, its bytes) appends it.
+// The text with every hidden character replaced by what escape(text, character, its bytes) appends.
 template <typename Escape>
 std::string Revealed(std::string_view text, Escape escape) {
     std::string shown;
@@ -89,12 +89,12 @@ void AppendVisible(std::string &text, ucs4_t character, std::string_view bytes) 
     }
 }
 
-// Where a spreadsheet may see the beginning of a cell: some split at ";" or at tabs whatever the
-// file's separator is.
+// What a spreadsheet may take as the start of a cell: some split at ";" or tabs, whatever the
+// file's separator.
 constexpr std::string_view kCellEnds = ";\t\r\n";
 
-// The first character of a cell that a spreadsheet would compute instead of showing it. A sign
-// before a number or a telephone number stays: nothing but figures comes of it.
+// The first character of a cell that a spreadsheet would evaluate instead of showing it. A sign
+// before a number or a telephone number stays: it yields only digits.
 std::string_view FormulaSign(std::string_view cell) {
     for (const std::string_view sign : {"=", "@", "\uff1d", "\uff20"}) {
         if (cell.starts_with(sign)) return sign;

@@ -14,7 +14,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Attributes whose values are not text though their first bytes may look like it.
+// Attributes whose values are binary though their first bytes may look like text.
 constexpr std::string_view kBinaryAttributes[] = {
     "jpegPhoto",
     "photo",
@@ -37,7 +37,7 @@ std::string_view WithoutOptions(std::string_view name) {
     return name.substr(0, name.find(';'));
 }
 
-// A column named "cn" also takes "cn;lang-de"; one named "cn;lang-de" only that.
+// A column named "cn" also matches "cn;lang-de"; one named "cn;lang-de" only that.
 bool Matches(std::string_view column, std::string_view name) {
     return EqualIgnoringCase(column, name) || EqualIgnoringCase(column, WithoutOptions(name));
 }
@@ -46,14 +46,14 @@ std::string BytesShown(std::string_view value) {
     return fmt::format("<binary: {}>", Base64(value));
 }
 
-// An attribute description (RFC 4512 section 2.5). A server can send anything in its place.
+// An attribute description (RFC 4512 section 2.5). A server can send anything instead.
 bool IsAttributeName(std::string_view name) {
     return !name.empty() && std::ranges::all_of(name, [](unsigned char c) {
         return c < 0x80 && (std::isalnum(c) != 0 || c == '-' || c == '.' || c == ';');
     });
 }
 
-// As an item of a list whose separator is "|".
+// An item of a "|"-separated list.
 std::string ListItem(std::string_view value) {
     std::string item;
     for (const char c : value) {
@@ -76,7 +76,7 @@ void ForEachValue(const Entry &entry, std::string_view column, Visit visit) {
     }
 }
 
-// The attributes that the columns ask for, in their order; all without columns.
+// The attributes that the columns select, in column order; all without columns.
 std::vector<const Attribute *> Wanted(const Entry &entry, const std::vector<std::string> &columns) {
     std::vector<const Attribute *> wanted;
     if (columns.empty()) {
@@ -181,7 +181,7 @@ class LdifEntries final : public EntryWriter {
     std::vector<std::string> columns_;
 };
 
-// One line for each entry, between tabs or as CSV; without columns one for each value.
+// One line for each entry, tab-separated or as CSV; without columns one for each value.
 class SeparatedEntries final : public EntryWriter {
   public:
     SeparatedEntries(Streams &streams, std::vector<std::string> columns, bool csv)
@@ -268,10 +268,10 @@ class TableEntries final : public EntryWriter {
     TableWriter table_;
 };
 
-// A longer name pushes its value aside, not those of all others.
+// A longer name shifts its own value, not all others.
 constexpr int kWidestName = 40;
 
-// For a person who wants to see everything: the DN, then one line for each value.
+// To show everything to a person: the DN, then one line for each value.
 class BlockEntries final : public EntryWriter {
   public:
     explicit BlockEntries(Streams &streams) : streams_(streams) {}
@@ -311,8 +311,8 @@ class BlockEntries final : public EntryWriter {
     bool first_ = true;
 };
 
-// SAFE-STRING of RFC 2849 without what it allows and no terminal should see: a blank at the end,
-// control characters.
+// SAFE-STRING of RFC 2849, except that a trailing blank and control characters are not safe for a
+// terminal.
 bool IsSafeString(std::string_view value) {
     if (value.empty()) return true;
     if (std::string_view(" :<").find(value.front()) != std::string_view::npos) return false;

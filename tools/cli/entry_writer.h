@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Directory entries in every form, one after the other: nothing is kept of an
-// entry once it is printed.
+// Directory entries in every form, written one at a time: no entry is kept once it is printed.
 //
-// Values come as text that ends at its first zero byte (zafoldap/result.h), so
-// a value that is no text may have been cut. It is never passed off as whole:
-// JSON says {"binary":true,"base64_prefix":"…"}, LDIF has a comment before it, the other
-// forms write "<binary: …>".
+// Values are text that ends at the first zero byte (zafoldap/result.h), so a binary value may have
+// been cut. It is never shown as if it were complete: JSON has {"binary":true,"base64_prefix":"…"},
+// LDIF a comment before it, the other forms "<binary: …>".
 #pragma once
 
 #include <memory>
@@ -39,18 +37,18 @@ class EntryWriter {
     virtual void Finish(bool ok, bool complete) = 0;
 };
 
-// `columns` are attribute names ("dn" among them) for the forms that have columns; without any,
-// plain and csv print one row for each value and a table one block for each entry.
-// `single`: one entry is printed as an object, not as a list.
+// `columns` are attribute names (possibly "dn") for the forms that have columns; without any, plain
+// and csv print one row for each value, and a table one block for each entry. `single`: the only
+// entry is printed as an object, not as a list.
 std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &document,
                                              std::vector<std::string> columns, bool single);
 
-// Whether a value of this attribute is to be shown as bytes: it is no text, or the attribute's
-// syntax is binary (RFC 4523, RFC 2798) and the text only what stands before a zero byte.
+// Whether to show a value of this attribute as bytes: it is not text, or the attribute's syntax is
+// binary (RFC 4523, RFC 2798) and the text is only what precedes a zero byte.
 bool IsBinary(std::string_view attribute, std::string_view value);
 
-// "name: value" or "name:: base64" (RFC 2849), with the comment for a binary value; a comment alone
-// when LDIF cannot have the name.
+// "name: value" or "name:: base64" (RFC 2849), with the comment for a binary value; only a comment
+// if the name is not valid in LDIF.
 std::string LdifLine(std::string_view name, std::string_view value);
 
 }  // namespace zafo::cli

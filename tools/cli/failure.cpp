@@ -21,8 +21,8 @@ namespace zafo::cli {
 
 namespace {
 
-// LDAP result codes for which the library has no message of its own, and the
-// client library's codes (negative, seen as an exit status of eight bits).
+// LDAP result codes for which the library has no message of its own, and the client library's
+// (negative) codes, seen as an 8-bit exit status.
 struct CodeRow {
     int code;
     Message id;
@@ -51,7 +51,7 @@ std::optional<int> ClientCode(std::string_view tool_words) {
     return code;
 }
 
-// The server's code in the words of a tool whose exit code the library does not hand on:
+// The server's code, from the words of a tool whose exit code the library does not pass on:
 // "Result: Constraint violation (19)", "ldap_bind: Invalid credentials (49)".
 int ServerCode(std::string_view tool_words) {
     const size_t begin = tool_words.find(" (");
@@ -69,7 +69,7 @@ bool SpeaksOfTls(std::string_view tool_words) {
     return false;
 }
 
-// The tool front ends a search that does not end by itself, or holds too much.
+// The tool front ends a search that never finishes, or whose answer is too large.
 std::optional<Message> BoundOfFront(std::string_view tool_words) {
     if (tool_words.find("ldapsearch: the answer has an entry") != std::string_view::npos)
         return Message::kEntryTooLarge;
@@ -78,9 +78,9 @@ std::optional<Message> BoundOfFront(std::string_view tool_words) {
     return std::nullopt;
 }
 
-// With StartTLS the tools exit with 1 whatever the reason, with ldaps:// a refused
-// certificate exits like a dead server, and a silent one like a general failure: their
-// words tell these apart.
+// With StartTLS the tools exit with 1 whatever the reason; with ldaps:// a refused certificate
+// exits like a dead server, and a silent server like a general failure. Their words tell these
+// apart.
 std::optional<Message> TransportMessage(int library_code, std::string_view tool_words) {
     constexpr int kServerDown = -1, kTimeout = -5, kConnectError = -11;
     const int code = ClientCode(tool_words).value_or(0);
@@ -101,8 +101,8 @@ std::optional<Message> TransportMessage(int library_code, std::string_view tool_
     return std::nullopt;
 }
 
-// A fact is a part of one line, wherever it comes from: a line break in a name must not begin a
-// "hint:" of its own.
+// A fact is part of one line, wherever it comes from: a line break in a name must not start a
+// "hint:" line.
 std::string Worded(const std::string &fact, std::string_view otherwise) {
     return fact.empty() ? std::string(otherwise) : OneLine(fact);
 }
@@ -138,8 +138,8 @@ Failure FromLdapCode(int code, Facts facts, std::string_view tool_words) {
     return OwnFailure(Message::kLdapResult, facts);
 }
 
-// What a tool cannot be started for says what to do: nothing is wrong with the tool when descriptors or
-// processes lack.
+// The reason a tool cannot be started decides the advice: nothing is wrong with the tool when the
+// system runs out of descriptors or processes.
 Failure ToolNotStarted(Facts facts) {
     std::array<char, 128> path{};
     const int error = QLIBCStartError(path.data(), path.size());
@@ -156,7 +156,7 @@ Failure ToolNotStarted(Facts facts) {
     }
 }
 
-// A change is a file in "/tmp" before it is a request.
+// A change is written to a file in "/tmp" before it is sent.
 Failure TemporaryFolderFailure(std::string reason) {
     return OwnFailure(Message::kTemporaryFolder,
                       {.subject = kTemporaryFolder, .reason = std::move(reason)});
@@ -179,7 +179,7 @@ Failure FromPlatformCode(int code, Facts facts) {
             return TemporaryFolderFailure(fault.empty() ? "the system log has the reason" : fault);
         }
         case QLIB_ERR_OPEN_FAILED:
-            // Of a tool or of the change file: the code is the same.
+            // The code is the same for a tool and for the change file.
             if (QLIBCStartError(nullptr, 0) == 0) {
                 if (std::string fault = FaultOfTemporaryFolder(); !fault.empty())
                     return TemporaryFolderFailure(std::move(fault));
@@ -190,8 +190,8 @@ Failure FromPlatformCode(int code, Facts facts) {
     }
 }
 
-// The tool's words without the blanks around them, line by line. A server has a part in them: what
-// it goes on to say beyond a few lines is counted, not printed.
+// The tool's words, each line trimmed. Part of them comes from the server, so after a few lines the
+// rest is counted, not printed.
 std::string Tidy(std::string_view words) {
     constexpr size_t kMostLines = 4, kLongestLine = 500;
     std::string tidy;

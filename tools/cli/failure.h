@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Why a command failed, in words for a person and in codes for a script.
+// Why a command failed, in words for people and in codes for scripts.
 #pragma once
 
 #include <optional>
@@ -11,14 +11,14 @@
 
 namespace zafo::cli {
 
-// What the texts can mention. Unset ones read as general words ("the server").
+// What the texts can mention. Unset facts read as general words ("the server").
 struct Facts {
     std::string connection = {};  // name of the saved connection
     std::string server = {};      // address
     std::string bind_dn = {};
     std::string subject = {};  // the DN, file, name or value in question
-    std::string reason = {};   // words of the system or of a check
-    std::string finish = {};   // the commands that do what is left
+    std::string reason = {};   // from the system or from a check
+    std::string finish = {};   // the commands that finish the work
 };
 
 struct Failure {
@@ -33,16 +33,16 @@ struct Failure {
     std::string_view Key() const { return RowOf(id).key; }
 };
 
-// A failure that the program itself finds.
+// A failure found by the program itself.
 Failure OwnFailure(Message id, const Facts &facts, std::string detail = {});
 
-// The failure behind an errno when it is that no more files can be open; else nothing. `facts` say what cannot be
-// {reason}: "started", "read".
+// The failure for an errno that says that no more files can be opened; nothing for any other.
+// `facts.reason` says what cannot be done: "started", "read".
 std::optional<Failure> WantOfDescriptors(int error, const Facts &facts);
 
-// The failure behind a library error code (ZAFOLDAPErrGet) and, when that is 0,
-// a platform code (QLIBCErrGet). `tool_words` is what the tool wrote to its standard
-// error: it tells apart what the tools' exit codes throw together.
+// The failure for a library error code (ZAFOLDAPErrGet) or, if that is 0, a platform code
+// (QLIBCErrGet). `tool_words` is what the tool wrote to standard error; it distinguishes failures
+// that share an exit code.
 Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,
                        std::string_view tool_words);
 

@@ -19,7 +19,7 @@ namespace {
     throw OwnFailure(Message::kJobNotStarted, {.reason = std::strerror(errno)});
 }
 
-// What is thrown here must not go on in the caller's frames, which are those of two processes now.
+// An exception must not unwind into the caller's frames, of which two processes now have a copy.
 [[noreturn]] void Run(const std::function<bool(int report)> &body, int report) noexcept {
     _exit(body(report) ? 0 : 1);
 }

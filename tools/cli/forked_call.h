@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A long call made in a process of its own, while this one shows how far it is.
+// Runs a long call in a child process while this one shows its progress.
 #pragma once
 
 #include <sys/types.h>
@@ -14,12 +14,12 @@
 
 namespace zafo::cli {
 
-// The process, which writes a report on its way out. Ended and reaped at the latest when this is
-// destroyed.
+// The child process, which writes a report before it exits. It is ended and reaped by the
+// destructor at the latest.
 class ForkedProcess {
   public:
-    // `body` runs in the process, with the descriptor that takes the report; true when it was
-    // written. Throws Failure ("job_not_started").
+    // `body` runs in the child, with the descriptor that takes the report, and returns whether it
+    // was written. Throws Failure ("job_not_started").
     explicit ForkedProcess(const std::function<bool(int report)> &body);
     ~ForkedProcess();
     ForkedProcess(const ForkedProcess &) = delete;
@@ -27,14 +27,14 @@ class ForkedProcess {
 
     pid_t Pid() const { return pid_; }
 
-    // Whether it has reported or died, after so long a wait at most. A signal ends the wait.
+    // Whether it has reported or died, after at most this long. A signal ends the wait.
     bool Ended(int milliseconds) const;
 
-    // Ends it where it is (SIGTERM), and removes what it leaves in "/tmp".
+    // Ends it immediately (SIGTERM) and removes what it leaves in "/tmp".
     void End();
 
   protected:
-    // Waits for its end; false when it died without the whole report.
+    // Waits for its end; false if it died without a complete report.
     bool TakeReport(void *report, size_t size);
 
   private:
@@ -55,7 +55,7 @@ class ForkedCall : public ForkedProcess {
               return write(fd, &report, sizeof report) == ssize_t{sizeof report};
           }) {}
 
-    // What the call came to; nothing when its process died before it could tell.
+    // The result of the call; nothing if its process died before reporting it.
     std::optional<Report> Result() {
         Report report;
         return TakeReport(&report, sizeof report) ? std::optional(report) : std::nullopt;

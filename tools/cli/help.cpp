@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kColumns = 80;
 
-// `text` in lines of at most kColumns, indented by `indent`; empty lines part paragraphs.
+// `text` in lines of at most kColumns, indented by `indent`; empty lines separate paragraphs.
 std::string Wrapped(std::string_view text, int indent) {
     std::string out;
     std::string line(static_cast<size_t>(indent), ' ');
@@ -73,7 +73,7 @@ std::string Rows(const std::vector<Row> &rows) {
 std::string WithChoices(std::string_view help, const std::vector<std::string_view> &choices) {
     std::string text(help);
     if (choices.empty()) return text;
-    // Choices that the help itself explains need no list.
+    // Choices that the help text explains need not be listed.
     const bool named = std::ranges::all_of(
         choices, [&](std::string_view choice) { return text.find(choice) != std::string::npos; });
     if (named) return text;

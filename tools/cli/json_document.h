@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The one JSON object that a command prints with --json, whatever happens:
-// {"schema":1,"ok":…,"complete":…,"data":…}. A long answer is written element
-// by element, and "complete" and "ok" then follow at the end.
+// {"schema":1,"ok":…,"complete":…,"data":…}. A long answer is written element by element, with
+// "complete" and "ok" at the end.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -13,8 +13,7 @@ namespace zafo::cli {
 
 using Json = nlohmann::ordered_json;
 
-// The text of a JSON value, with what a reader would not see as \uNNNN; bytes that are no UTF-8 become
-// U+FFFD.
+// A JSON value as text, with invisible characters as \uNNNN; invalid UTF-8 bytes become U+FFFD.
 std::string JsonText(const Json &value);
 
 class JsonDocument {

@@ -11,18 +11,18 @@
 
 namespace zafo::cli {
 
-// The first fault of a DN; nothing when its syntax is right. The empty DN (the root DSE) is no
-// fault. Blanks around "," and "=" are accepted, as servers do.
+// The first fault of a DN; nothing if its syntax is right. The empty DN (the root DSE) is valid.
+// Blanks around "," and "=" are accepted, as servers do.
 std::optional<SyntaxFault> DnFault(std::string_view dn);
 
 // Throws Failure ("bad_dn") for a DN with a fault.
 void CheckDn(const std::string &dn, bool may_be_empty = false);
 
-// A name that a search can ask for: an attribute description (RFC 4512 section 2.5), "*", "+"
-// or "1.1".
+// A name that a search can request: an attribute description (RFC 4512 section 2.5), "*", "+" or
+// "1.1".
 bool IsAttributeSelector(std::string_view name);
 
-// The user whom the DN of a member names: the value of "uid" in its first RDN; empty: none.
+// The user that a member's DN names: the value of "uid" in its first RDN; empty: none.
 std::string UserOfDn(std::string_view dn);
 
 }  // namespace zafo::cli

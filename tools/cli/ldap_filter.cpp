@@ -21,8 +21,8 @@ bool IsDescriptionCharacter(char c) {  // of an attribute name, number or option
     return IsAlphanumeric(c) || c == '-' || c == '.' || c == ';';
 }
 
-// A recursive-descent reader of RFC 4515 section 3. Nesting is bounded, so that a
-// filter of brackets only cannot exhaust the stack (slapd's own bound is far lower).
+// A recursive-descent parser for RFC 4515 section 3. Nesting is bounded, so that a filter
+// consisting of parentheses cannot exhaust the stack (slapd's own bound is far lower).
 class Reader {
   public:
     explicit Reader(std::string_view text) : text_(text) {}
@@ -47,7 +47,7 @@ class Reader {
 
     void Filter(int depth) {
         const size_t opened = at_;
-        ++at_;  // the bracket
+        ++at_;  // the parenthesis
         if (depth == kDeepest) {
             Fault("brackets nested too deeply");
             return;
@@ -112,7 +112,7 @@ class Reader {
         Value(/*stars=*/!extensible && !compares, bracketed);
     }
 
-    // attribute description: a name or number, then options
+    // Attribute description: a name or number, then options.
     void Description() {
         if (AtEnd() || Peek() == ':') return;
         if (!IsAlpha(Peek()) && std::isdigit(static_cast<unsigned char>(Peek())) == 0) {
@@ -223,7 +223,7 @@ std::string PatternForFilter(std::string_view pattern) {
         const size_t star = pattern.find('*', at);
         filter += EscapedForFilter(pattern.substr(at, star - at));
         if (star == std::string_view::npos) return filter;
-        if (!filter.ends_with('*')) filter += '*';  // two in a row are no filter
+        if (!filter.ends_with('*')) filter += '*';  // two in a row are not a valid filter
         at = star + 1;
     }
 }

@@ -11,21 +11,21 @@
 namespace zafo::cli {
 
 struct SyntaxFault {
-    size_t position;  // byte in the text, its size for "at the end"
+    size_t position;  // byte offset; the text's size for "at the end"
     std::string reason;
 };
 
-// The first fault of a filter; nothing when it is well-formed. As ldapsearch does, this accepts
-// blanks around the brackets and one item without any brackets ("uid=alice").
+// The first fault of a filter; nothing if it is well-formed. As ldapsearch does, this accepts
+// blanks around the parentheses and a single item without any ("uid=alice").
 std::optional<SyntaxFault> FilterFault(std::string_view filter);
 
-// A value as it stands in a filter (RFC 4515 section 3): matches nothing but itself.
+// A value escaped for a filter (RFC 4515 section 3): matches only itself.
 std::string EscapedForFilter(std::string_view value);
 
 // The same, but "*" stays and matches anything.
 std::string PatternForFilter(std::string_view pattern);
 
-// The text with a caret under the fault, on two lines.
+// The text and, on a second line, a caret under the fault.
 std::string WithCaret(std::string_view text, size_t position);
 
 }  // namespace zafo::cli

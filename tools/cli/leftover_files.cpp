@@ -22,7 +22,7 @@ namespace zafo::cli {
 
 namespace {
 
-// A name like "PREFIX PID SEPARATOR NUMBER SUFFIX"; without a separator there is no number.
+// A name such as "PREFIX PID SEPARATOR NUMBER SUFFIX"; without a separator there is no number.
 struct Pattern {
     std::string_view prefix;
     std::string_view separator;
@@ -34,13 +34,13 @@ constexpr Pattern kTemporaryFiles[] = {{"", "_", ".ldif", S_IFREG},
                                        {"ldapsearch.err.", ".", "", S_IFREG}};
 constexpr Pattern kMountPoints[] = {{"zafoldaphomefolder.", "", "", S_IFDIR}};
 
-// Everybody can fill "/tmp", and a program's start does not wait for that: whoever puts more names
-// there than these can keep a leftover file from being found, and nothing worse.
+// Anyone can fill "/tmp", and starting a program must not take long because of that. More names
+// than these can at worst keep a leftover file from being found.
 constexpr int kMaxNames = 200'000;
 constexpr int kMaxMatches = 10'000;
 
-// A file that seems older than a process by less than this may be its own: what the kernel tells is
-// coarse.
+// A file that seems older than a process by less than this may still be its own: the kernel's times
+// are coarse.
 constexpr time_t kDoubt = 2;
 
 struct CloseFolder {
@@ -53,7 +53,7 @@ bool Take(std::string_view &text, std::string_view word) {
     return true;
 }
 
-// A number as the library writes it.
+// A number as the library writes it: no leading zeros.
 std::optional<int> TakeNumber(std::string_view &text) {
     int number = -1;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);

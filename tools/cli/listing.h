@@ -19,20 +19,18 @@ struct Field {
 
 using Fields = std::vector<Field>;
 
-// The fields that --fields asks for, all of them without it. Throws Failure ("usage") for a
-// name that is none of them.
+// The fields that --fields selects, or all of them. Throws Failure ("usage") for an unknown name.
 Fields Chosen(const Fields &fields, const Globals &globals);
 
-// A list that is printed record by record, however long it is: nothing is kept of a record once
-// it is printed.
+// A list that is printed record by record, however long: no record is kept once it is printed.
 class ListWriter {
   public:
-    // `heading`: whether a table says what its columns are.
+    // `heading`: whether a table has column headings.
     ListWriter(Streams &streams, JsonDocument &document, Fields chosen, bool heading = true);
 
-    // A record has the fields' keys; others are not shown.
+    // The record's keys are those of the fields; any others are not shown.
     void Write(const Json &record);
-    // A record of one text, for a list of one field.
+    // A record of a single text, for a list with one field.
     void WriteText(std::string_view text);
     void Finish(bool ok, bool complete);
 
@@ -43,11 +41,11 @@ class ListWriter {
     std::optional<TableWriter> table_;
 };
 
-// Records that have the fields' keys; others are not shown.
+// The records' keys are those of the fields; any others are not shown.
 void PrintList(Streams &streams, JsonDocument &document, const Fields &fields,
                const std::vector<Json> &records);
 
-// One record, in a table as lines of "title  value".
+// One record; in a table as lines of "title  value".
 void PrintRecord(Streams &streams, JsonDocument &document, const Fields &fields,
                  const Json &record);
 

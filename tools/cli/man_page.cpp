@@ -13,7 +13,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Text as troff input: backslashes and hyphens kept as they are, no line read as a request.
+// Text as troff input: backslashes and hyphens stay literal, and no line is taken as a request.
 std::string Troff(std::string_view text) {
     std::string out;
     bool line_start = true;

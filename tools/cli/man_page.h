@@ -17,7 +17,7 @@ struct ManPage {
 
 std::vector<ManPage> ManPages(const Program &program);
 
-// The main program that writes them: its only argument is the folder.
+// The main program that writes them; its only argument is the folder.
 int WriteManPages(const Program &program, int argc, char **argv);
 
 }  // namespace zafo::cli

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The texts of all failures as one table. A row is named by its enumerator here; to scripts it is
-// the (section, key) pair that the library gives for its error codes. The programs' own conditions
-// have the section "zafoldap".
+// The texts of all failures in one table. Code names a row by its enumerator; scripts see the
+// (section, key) pair that the library gives for its error codes. The programs' own conditions have
+// the section "zafoldap".
 #pragma once
 
 #include <span>
@@ -10,7 +10,7 @@
 
 namespace zafo::cli {
 
-// In the order of the table.
+// In table order.
 enum class Message {
     kErrorSystem,
     kErrorOccupied,
@@ -165,7 +165,7 @@ std::span<const MessageRow> MessageTable();
 
 const MessageRow &RowOf(Message id);
 
-// The row of one of the library's pairs; nullptr: none.
+// The row for a pair of the library's; nullptr: none.
 const MessageRow *FindMessage(std::string_view section, std::string_view key);
 
 }  // namespace zafo::cli

@@ -104,7 +104,7 @@ constexpr MessageRow kRows[] = {
     {kLdapResult, kOwn, "ldap_result", 1, "{server} answered with LDAP result code {reason}",
      "RFC 4511, appendix A, explains the code; the detail is the tool's own message"},
 
-    // What only the tool's words tell.
+    // Conditions known only from the tool's words.
     {kServerUnreachable, kOwn, "server_unreachable", 6, "{server} cannot be reached",
      "see which step fails: zafoldap connection check {connection}"},
     {kServerTimedOut, kOwn, "server_timed_out", 6, "{server} did not answer in time",
@@ -207,7 +207,7 @@ constexpr MessageRow kRows[] = {
      "the password file {subject} cannot be read: {reason}",
      "check the path and who owns the file"},
 
-    // Accounts: what was typed.
+    // Accounts: what the user typed.
     {kAccountName, kOwn, "account_name", 2, "{subject} is not a valid account name: {reason}",
      "use at most 32 of a to z, 0 to 9, \"_\", \".\" and \"-\", starting with a letter or \"_\"; "
      "--any-name accepts more"},
@@ -232,7 +232,7 @@ constexpr MessageRow kRows[] = {
     {kTooLong, kOwn, "too_long", 2,
      "{subject} is too long for a DN of 1023 or a filter of 2047 bytes", "use a shorter name"},
 
-    // Accounts: what the directory says to it.
+    // Accounts: what the directory answered.
     {kUserMissing, kOwn, "user_missing", 3, "there is no user {subject} on {server}",
      "check the name; zafoldap user list 'A*' lists those that begin with A"},
     {kGroupMissing, kOwn, "group_missing", 3, "there is no group {subject} on {server}",

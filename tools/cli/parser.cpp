@@ -49,7 +49,7 @@ void Register(CLI::App &app, const Argument &argument, Registered &registered) {
     registered.emplace_back(argument.name, added);
 }
 
-// One CLI::App for each noun and each word of a verb below it.
+// One CLI::App for each noun and for each word of its verbs.
 struct Registry {
     const Program &program;
     CLI::App app;
@@ -90,7 +90,7 @@ struct Registry {
         }
     }
 
-    // The word below `above`, made when it is new.
+    // The word below `above`, created if new.
     CLI::App *Word(CLI::App &above, const std::string &word, const std::string &path) {
         const auto known = paths.find(path);
         if (known != paths.end()) return known->second;
@@ -134,7 +134,7 @@ std::vector<std::string_view> Nouns(const Program &program) {
     return nouns;
 }
 
-// What is wrong with a command line that names no command.
+// Explains what is wrong with a command line that names no command.
 [[noreturn]] void RefuseUnknown(const Registry &registry, const std::string &path) {
     const std::vector<std::string> rest = registry.app.remaining(true);
     const Program &program = registry.program;
@@ -267,7 +267,7 @@ void Collect(const Registered &registered, Invocation &invocation) {
     }
 }
 
-// What the parser itself has to say, in our words where they can be clearer.
+// The parser's own errors, in our words where those are clearer.
 [[noreturn]] void RefuseAsParsed(const Registry &registry, const CLI::ParseError &error) {
     const CLI::App *at = registry.Deepest();
     const Command *command = registry.CommandAt(at);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From a command line to an invocation: which command, with which values.
+// From a command line to an invocation: the command and its values.
 #pragma once
 
 #include <map>
@@ -15,7 +15,6 @@ namespace zafo::cli {
 
 enum class Color { kAuto, kAlways, kNever };
 
-// The common options.
 struct Globals {
     std::string connection = "root";
     Form form = Form::kTable;
@@ -27,7 +26,7 @@ struct Globals {
     Color color = Color::kAuto;
 };
 
-// What a command line asks for besides running a command.
+// What a command line asks for.
 enum class Ask { kCommand, kHelp, kVersion };
 
 struct Invocation {
@@ -45,11 +44,11 @@ struct Invocation {
     std::optional<int> Number(std::string_view name) const;
 };
 
-// Throws Failure ("usage") for a command line that is not in the table.
+// Throws Failure ("usage") for a command line that does not fit the table.
 Invocation Parse(const Program &program, int argc, const char *const *argv);
 
-// The form that a command line asks for, also when the rest of it is wrong: its
-// error message must come in that form.
+// The form that a command line requests, even if the rest of it is wrong: the error message must
+// have that form.
 Form RequestedForm(int argc, const char *const *argv);
 
 }  // namespace zafo::cli

@@ -68,9 +68,9 @@ int RunAndReport(Streams &streams, JsonDocument &document, const Program &progra
     }
 }
 
-// For a shell in the middle of a line: its words are not this program's own.
+// Called by a shell in the middle of a line: the words are not this program's own options.
 int Complete(const Program &program, std::vector<std::string> words) {
-    const Streams silence;  // takes what tools, and the program itself, have to say
+    const Streams silence;  // swallows messages, from tools and from the program itself
     fputs(AnswerCompletion(program, words).c_str(), stdout);
     return 0;
 }
@@ -81,13 +81,13 @@ int RunProgram(const Program &program, int argc, char **argv) {
     if (argc > 1 && argv[1] == kComplete) return Complete(program, {argv + 2, argv + argc});
     openlog(program.name.data(), LOG_PID, LOG_USER);
     CatchInterrupts();
-    signal(SIGXFSZ, SIG_IGN);  // a file beyond the limit is an error of its write, which is told
+    signal(SIGXFSZ, SIG_IGN);  // exceeding the file size limit then fails the write
     RemoveLeftoverFiles();
     Streams streams;
     JsonDocument document(streams);
     try {
         return RunAndReport(streams, document, program, argc, argv);
-    } catch (const Failure &failure) {  // the output broke while a failure was told
+    } catch (const Failure &failure) {  // the output broke while a failure was reported
         streams.Report(failure);
         return failure.exit_code;
     }

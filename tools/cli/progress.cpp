@@ -31,7 +31,7 @@ const Option &ProgressOption() {
     return kOption;
 }
 
-// With --json standard error is for one error object, unless events are asked for.
+// With --json, standard error is for a single error object unless events are requested.
 ProgressManner MannerOf(const Session &session) {
     const std::string *how = session.invocation.Find("progress");
     if (how != nullptr && *how == "json") return ProgressManner::kEvents;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How far long work is, on standard error.
+// Progress of long work, on standard error.
 #pragma once
 
 #include <chrono>
@@ -11,12 +11,12 @@
 
 namespace zafo::cli {
 
-// The option --progress that commands with long work have, and what it comes to.
+// The option --progress of commands with long work, and its effect.
 const Option &ProgressOption();
 enum class ProgressManner { kNone, kOneLine, kLines, kEvents };
 ProgressManner MannerOf(const Session &session);
 
-// Work of many equal parts: on a terminal one line that is written over, elsewhere a line for each
+// Work of many equal parts: on a terminal one line that is overwritten, elsewhere a line for each
 // tenth, or events: {"event":"progress","phase":"adding users","done":12,"total":500}.
 class Progress {
   public:
@@ -26,7 +26,7 @@ class Progress {
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
-    // So many are done; to be called now and then.
+    // To be called now and then.
     void Show(size_t done);
 
   private:

@@ -38,8 +38,8 @@ Map NewMap() {
     return map;
 }
 
-// The first line that is no heading, comment or "key=value" (platform/file.h), as words for a
-// message; empty when the damage is of another kind.
+// The first line that is not a heading, comment or "key=value" (platform/file.h), worded for a
+// message; empty for damage of another kind.
 std::string DamagedLine() {
     std::ifstream file(kConnectionFile);
     std::string line;
@@ -54,7 +54,7 @@ std::string DamagedLine() {
     return {};
 }
 
-// The errno with which the file cannot be opened. One that can be was at fault while it was read.
+// The errno with which the file cannot be opened; EIO if it can, since reading it failed.
 int WhyNotReadable() {
     const UniqueFd file(open(kConnectionFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     return file.IsOpen() ? EIO : errno;
@@ -82,7 +82,7 @@ int WhyNotReadable() {
                      {.subject = kConnectionFile, .reason = std::strerror(errno)});
 }
 
-// Fills the map from a section; false: there is none, or it is empty.
+// Fills the map from a section; false if it does not exist or is empty.
 bool ReadSection(const std::string &name, QLIBSZHASH *map) {
     const int pairs = QLIBCFileGetSection(kConnectionFile, name.c_str(), map);
     if (pairs < 0) FailToRead();

@@ -27,18 +27,17 @@ struct Connection {
     std::string Servers() const;  // "a b:1389"
     std::string SslName() const;
     Json AsJson() const;
-    // What messages about this connection mention.
     Facts AsFacts() const;
 };
 
 // Throws Failure ("bad_name").
 void CheckConnectionName(const std::string &name);
 
-// All connections in file order. These and the following throw Failure when the file cannot be
-// read, is damaged or cannot be written; it is never changed then.
+// All connections in file order. These and the following functions throw Failure if the file cannot
+// be read, is damaged or cannot be written; it is then left unchanged.
 std::vector<Connection> ReadConnections();
 std::optional<Connection> FindConnection(const std::string &name);
-Connection ReadConnection(const std::string &name);  // "connection_missing" when there is none
+Connection ReadConnection(const std::string &name);  // "connection_missing" if there is none
 
 // The record of a saved connection, with its password.
 Host OpenConnection(const std::string &name, const Connection &connection);
@@ -48,13 +47,13 @@ struct OpenedConnection {
     Host host;
 };
 
-// Reads a saved connection and opens it; with --verbose says which server is asked, and as whom.
+// Opens a saved connection; with --verbose also says which server is asked, and as whom.
 OpenedConnection OpenSaved(Streams &streams, const std::string &name);
 
-// The record of settings that need not be saved.
+// A record for settings that need not be saved.
 Host MakeHost(const Connection &connection, const std::optional<std::string> &password);
 
-// Saves settings; without a password a stored one stays.
+// Saves settings; without a password, a stored one is kept.
 void SaveConnection(const Connection &connection, const std::optional<std::string> &password);
 
 // Removes keys ("binddn" …) from a saved connection.

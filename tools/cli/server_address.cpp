@@ -23,7 +23,7 @@ bool IsHostCharacter(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '-' || c == '_';
 }
 
-// The reason why a host is none; nullptr: it is one.
+// Why a host is invalid; nullptr: it is valid.
 const char *HostFault(const std::string &host) {
     if (host.empty()) return "the host is missing";
     if (host.front() == '[') {
@@ -45,7 +45,7 @@ int PortOf(std::string_view text) {
     return whole && port >= 1 && port <= kHighestPort ? port : -1;
 }
 
-// Splits HOST, HOST:PORT or [IPv6]:PORT; a port that is none is -1.
+// Splits HOST, HOST:PORT or [IPv6]:PORT; an invalid port is -1.
 ServerAddress Split(std::string_view text) {
     const size_t bracket = text.starts_with('[') ? text.find(']') : std::string_view::npos;
     const size_t from = bracket == std::string_view::npos ? 0 : bracket;
@@ -55,7 +55,7 @@ ServerAddress Split(std::string_view text) {
     return address;
 }
 
-// Cuts "SCHEME://" off and gives it in small letters.
+// Cuts "SCHEME://" off and returns it in lower case.
 std::string TakeScheme(std::string_view &text) {
     const size_t end = text.find("://");
     if (end == std::string_view::npos) return {};

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Server addresses: what a person types and what a connection record holds.
+// Server addresses: as people type them and as connection records hold them.
 //
-// A record's address has no scheme, and servers to try after the first follow with one each
-// ("a:389 ldap://b:389"), because the tools put the first one's scheme before the whole text.
+// A record's first address has no scheme, further ones have one each ("a:389 ldap://b:389"),
+// because the tools prepend the first one's scheme to the whole text.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ struct ServerAddress {
     std::string BareHost() const;  // without brackets
 };
 
-// What --uri gave: the address, and whether it says ldaps:// ("" when it has no scheme).
+// What --uri gave: the address and its scheme ("" if it has none).
 struct TypedAddress {
     ServerAddress server;
     std::string scheme;
@@ -30,8 +30,8 @@ struct TypedAddress {
 // Throws Failure ("bad_address").
 TypedAddress ParseTypedAddress(std::string_view text);
 
-// The addresses of a record, schemes dropped. Never fails: a text that is no address is taken
-// as a host name.
+// The addresses of a record, without schemes. Never fails: text that is not an address is taken as
+// a host name.
 std::vector<ServerAddress> ParseRecordAddress(std::string_view text);
 
 std::string RecordAddress(const std::vector<ServerAddress> &servers, int ssl_type);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What every command gets: its program, the invocation, the streams, the JSON object.
+// What every command is given: its program, the invocation, the streams, the JSON object.
 #pragma once
 
 #include <string>
@@ -25,8 +25,8 @@ struct Session {
 // Throws Failure ("usage") that points to the command's help.
 [[noreturn]] void RefuseUsage(const Session &session, std::string reason);
 
-// Asks before something is done ("adding 12 users"), after lines that say what that touches. Throws
-// when nobody can be asked or the answer is no; with --yes it does not ask.
+// Asks for confirmation of `doing` ("adding 12 users"), below lines that list what it affects.
+// Throws if there is no terminal to ask on or the answer is no; does not ask with --yes.
 void Confirm(Session &session, const std::string &doing, const std::string &question,
              const std::vector<std::string> &details);
 

@@ -33,8 +33,8 @@ extern "C" void OnInterrupt(int) {
     g_interrupts = 1;
 }
 
-// A file in memory that cannot grow: a tool that floods its standard error fails to write
-// instead of filling the memory. -1 when the system has none.
+// A file in memory that cannot grow: when a tool floods standard error its writes fail, instead of
+// filling the memory. -1 if the system does not support it.
 int BoundedMemoryFile() {
     const int fd = memfd_create("tool-words", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (fd < 0) return -1;
@@ -42,7 +42,7 @@ int BoundedMemoryFile() {
     return fd;
 }
 
-// Echo off for as long as it lives.
+// Turns echo off during its lifetime.
 class QuietTerminal {
   public:
     QuietTerminal() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
@@ -62,8 +62,8 @@ class QuietTerminal {
     bool changed_;
 };
 
-// Holds Ctrl-C back, but for the moments in which it waits for input: none is lost
-// between a look at the flag and a read that would then wait for ever.
+// Blocks Ctrl-C except while waiting for input: no interruption is lost between checking the flag
+// and a read that would then block forever.
 class InterruptibleInput {
   public:
     InterruptibleInput() {
@@ -158,7 +158,7 @@ bool Streams::ColorsOn(bool terminal) const {
 
 void Streams::Message(std::string_view text) {
     Passing("");
-    fflush(stdout);  // so that messages stand where they belong when both go to one place
+    fflush(stdout);  // keeps the order right if both go to the same place
     WriteAll(real_error_.Get(), Printable(text));
 }
 
@@ -209,11 +209,11 @@ std::string Streams::Ask(std::string_view question, bool echo) {
         return ReadLine();
     }
     {
-        const QuietTerminal quiet;  // before the question: a quick typist must not be shown
+        const QuietTerminal quiet;  // before the question, or a fast typist's input shows
         Message(question);
         answer = ReadLine();
     }
-    Message("\n");  // the one that was typed has not been shown
+    Message("\n");  // the typed one was not echoed
     return answer;
 }
 
@@ -237,7 +237,7 @@ int Streams::Columns() const {
     return size.ws_col;
 }
 
-// Without SA_RESTART, so that reading an answer from a tool or a person ends.
+// Without SA_RESTART, so that an interrupt ends a read from a tool or a person.
 void CatchInterrupts() {
     struct sigaction action {};
     action.sa_handler = OnInterrupt;

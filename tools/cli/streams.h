@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where a program reads and writes: data on standard output, messages and
-// questions on standard error.
+// Where a program reads and writes: data on standard output, messages and questions on standard
+// error.
 //
-// The LDAP tools that the library runs inherit descriptor 2 and write there
-// what they think of a failure. While a Streams lives, descriptor 2 is a small
-// file in memory and the program keeps the real standard error for itself: the
-// tools' words become the detail of one error and never mix with it.
+// The LDAP tools that the library runs inherit descriptor 2 and report failures there. While a
+// Streams exists, descriptor 2 is a small file in memory and the program keeps the real standard
+// error for itself: the tools' words become the detail of an error and never mix with it.
 #pragma once
 
 #include <cstdio>
@@ -28,33 +27,34 @@ class Streams {
 
     void Configure(const Globals &globals);
 
-    // Data. Writing it fails with "output_failed", at the latest in Flush.
+    // Data. Fails with "output_failed", at the latest in Flush.
     void Out(std::string_view text);
     void Flush();
 
-    // Messages, in which nothing hidden stays (display_text.h); a note is dropped with --quiet and with JSON, whose standard error is for
-    // one error object; words of the given verbosity need -v or -vv.
+    // Messages, with hidden characters made visible (display_text.h). A note is dropped with
+    // --quiet and with JSON, where standard error is for a single error object; Verbose text needs
+    // -v or -vv.
     void Note(std::string_view text);
     void Verbose(int verbosity, std::string_view text);
     void Report(const Failure &failure);
 
-    // A line on a terminal that the next message or line takes the place of; "" takes it away.
+    // A line on a terminal, overwritten by the next message or line; "" erases it.
     void Passing(std::string_view line);
-    // A line for a program that watches, also beside the error object of JSON.
+    // A line for a program that watches, printed even with JSON.
     void Event(std::string_view line);
 
-    // A question on the terminal and the line that answers it; CanAsk first.
+    // Asks a question on the terminal and returns the answer; call CanAsk first.
     bool CanAsk() const;
     std::string Ask(std::string_view question, bool echo);
 
-    // What tools have written to their standard error since the last Forget.
+    // What tools have written to standard error since the last ForgetToolWords.
     std::string ToolWords() const;
     void ForgetToolWords();
 
     bool OutIsTerminal() const { return out_terminal_; }
     bool ErrorIsTerminal() const { return error_terminal_; }
     bool ColorsOut() const { return ColorsOn(out_terminal_); }
-    int Columns() const;  // of the terminal; 0: no terminal
+    int Columns() const;  // of the terminal; 0: not a terminal
     const Globals &Options() const { return globals_; }
 
   private:
@@ -69,12 +69,12 @@ class Streams {
     bool passing_ = false;
 };
 
-// Interruption by Ctrl-C: the first one ends the work at the next entry or question, the second
-// one ends the process.
+// Interruption by Ctrl-C: the first one ends the work at the next entry or question, the second one
+// ends the process.
 void CatchInterrupts();
 bool Interrupted();
 
-// The interruption has been answered: what is left to do, and to tell, can be interrupted anew.
+// The interruption has been handled: what remains to be done and reported can be interrupted anew.
 void ForgetInterrupt();
 
 }  // namespace zafo::cli

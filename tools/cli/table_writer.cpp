@@ -12,12 +12,12 @@ namespace {
 
 constexpr size_t kRowsThatSettle = 200;
 constexpr size_t kBytesThatSettle = 1 << 20;
-// A cell may be wider, and then pushes its own row aside, not all others.
+// A wider cell shifts its own row, not all others.
 constexpr int kWidest = 256;
 constexpr int kGap = 2;
 constexpr int kNarrowest = 6;
 
-// Takes columns from the widest until all fit.
+// Takes columns away from the widest until all fit.
 void Narrow(std::vector<int> &widths, int columns) {
     const int gaps = kGap * (static_cast<int>(widths.size()) - 1);
     int excess = std::accumulate(widths.begin(), widths.end(), gaps) - columns;

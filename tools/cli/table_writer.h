@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Rows in columns, printed as they come: the first rows settle the widths, so that memory does
-// not grow with the answer. On a terminal columns are narrowed to fit and cells shortened;
-// elsewhere nothing is cut, and a cell wider than its column pushes the rest of its row.
+// Rows in columns, printed as they come: the first rows settle the widths, so that memory does not
+// grow with the answer. On a terminal, columns are narrowed to fit and cells shortened; elsewhere
+// nothing is cut, and a cell wider than its column shifts the rest of its row.
 #pragma once
 
 #include <string>

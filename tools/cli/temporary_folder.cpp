@@ -14,10 +14,10 @@ namespace zafo::cli {
 
 namespace {
 
-// What hardly any change needs more of.
+// More than almost any change needs.
 constexpr size_t kRoom = 64 << 10;
 
-// The file has no name: nobody else sees it, and it goes with the descriptor.
+// The file has no name: no one else sees it, and it disappears with the descriptor.
 int TryToWrite() {
     const zafo::UniqueFd file(open(kTemporaryFolder, O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
     if (!file.IsOpen()) return errno;
@@ -31,10 +31,10 @@ int TryToWrite() {
 
 std::string FaultOfTemporaryFolder() {
     int reason = TryToWrite();
-    // A file system that has no files without names.
+    // The file system does not support unnamed files.
     if (reason == EOPNOTSUPP || reason == EISDIR)
         reason = access(kTemporaryFolder, W_OK | X_OK) == 0 ? 0 : errno;
-    // That has nothing to do with the folder.
+    // Unrelated to the folder.
     if (reason == EMFILE || reason == ENFILE || reason == ENOMEM || reason == EINTR) reason = 0;
     return reason == 0 ? std::string() : std::strerror(reason);
 }

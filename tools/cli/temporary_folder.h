@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The folder in which changes are prepared, "/tmp".
+// "/tmp", where changes are prepared.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace zafo::cli {
 
 inline constexpr const char *kTemporaryFolder = "/tmp";
 
-// Why no file can be written there now, in the system's words; empty when one can be.
+// Why no file can be written there now, in the system's words; empty if one can.
 std::string FaultOfTemporaryFolder();
 
 }  // namespace zafo::cli

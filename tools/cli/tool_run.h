@@ -12,8 +12,8 @@ struct ToolRun {
     std::string output = {};
 };
 
-// Runs a tool, by its path and with those arguments, and reads its standard output, a megabyte at
-// most. Nothing when it cannot be started.
+// Runs a tool by its path and returns up to a megabyte of its standard output. Nothing if it cannot
+// be started.
 std::optional<ToolRun> RunTool(const std::vector<std::string> &words);
 
 }  // namespace zafo::cli

@@ -15,7 +15,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Lines of a record that say how it changes, not what.
+// Lines of a record that are directives rather than attributes.
 constexpr std::string_view kDirectives[] = {"",  "add",    "delete",      "replace",
                                             "-", "newrdn", "deleteoldrdn"};
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What changes of accounts have in common: what --dry-run prints, what is left to do after a
-// change that was made only in part, and the number of a new account.
+// Common parts of changes to accounts: what --dry-run prints, and what remains after a change that
+// was made only in part.
 #pragma once
 
 #include <optional>
@@ -13,29 +13,28 @@
 
 namespace zafo::cli {
 
-// Change records as they would be written for what was asked for, and the checks that they
-// passed. The library adds what the server's schema calls for beyond that (object classes,
-// ageing, Samba's attributes).
+// The change records that would be written for the request, and the checks that passed. The library
+// adds what the server's schema requires beyond that (object classes, ageing, Samba's attributes).
 class ChangePlan {
   public:
     void Check(std::string text) { checks_.push_back(std::move(text)); }
-    // Begins a record: "add", "modify", "modrdn" or "delete".
+    // Starts a record: "add", "modify", "modrdn" or "delete".
     void Record(std::string dn, std::string_view type) {
         entries_.push_back({std::move(dn), std::string(type), {}});
     }
     void Line(std::string_view attribute, std::string_view value) {
         entries_.back().lines.emplace_back(attribute, value);
     }
-    // What cannot be known before it is done.
+    // What cannot be known in advance.
     void Remark(std::string text) { entries_.back().lines.emplace_back("", std::move(text)); }
     void Replace(std::string_view attribute, std::string_view value);  // empty: removes it
-    // A member of a group, listed twice, in or out ("add", "delete").
+    // Adds ("add") or removes ("delete") a group member, which is listed both by name and by DN.
     void Member(const std::string &group_dn, std::string_view how, const std::string &name,
                 const std::string &base);
 
     // The attributes of the records, for the log.
     std::vector<std::string> Attributes() const;
-    // LDIF with the checks as comments, or JSON.
+    // As LDIF with the checks as comments, or as JSON.
     void Print(Session &session) const;
 
   private:
@@ -67,15 +66,15 @@ class Leftovers {
     std::string detail_;
 };
 
-// The tool's own words for a failure, or ours where it had none.
+// The tool's own words for a failure, or ours if it had none.
 const std::string &Reason(const Failure &failure);
 
-// Throws Failure ("state_unknown"): a change failed, and so did asking what came of it. `command`
-// shows it.
+// Throws Failure ("state_unknown"): a change failed, and so did the query for its outcome.
+// `command` shows the state.
 [[noreturn]] void ThrowUnknown(const AccountDirectory &directory, const Failure &failure,
                                std::string command);
 
-// A DN in which the library takes "%%" for "%".
+// A DN for the library, which reads "%%" as "%".
 std::string PercentsDoubled(std::string_view text);
 
 }  // namespace zafo::cli

@@ -59,7 +59,7 @@ const char *FaultOfUsualName(const std::string &name) {
                                                  : nullptr;
 }
 
-// Attributes that an option of their own sets, and those that are secrets.
+// Attributes that have an option of their own, and secret ones.
 constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
     {"uid", "the name"},
     {"uidNumber", "--uid"},
@@ -153,7 +153,7 @@ long ParseDate(const std::string &text) {
 }
 
 std::optional<std::string> DateOf(long days) {
-    constexpr long kLast = 2932896;  // of the year 9999
+    constexpr long kLast = 2932896;  // in the year 9999
     if (days <= 0 || days > kLast) return std::nullopt;
     const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days))};
     return fmt::format("{:04}-{:02}-{:02}", static_cast<int>(date.year()),

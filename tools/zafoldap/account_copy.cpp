@@ -11,7 +11,7 @@ namespace zafo::cli {
 namespace {
 
 constexpr std::string_view kCryptScheme = "{crypt}";
-constexpr size_t kHashSize = 33;  // 32 digits and the end
+constexpr size_t kHashSize = 33;  // 32 digits and the terminator
 
 std::string TextOf(const char *sz) {
     return sz == nullptr ? "" : sz;
@@ -29,7 +29,7 @@ struct FoundEntry {
     }
 };
 
-// The key of the failure that the library or the platform has just had.
+// The key of the latest failure of the library or the platform.
 std::string Reported(const AccountDirectory &directory) {
     const Failure failure =
         LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {}, directory.Out().ToolWords());
@@ -48,7 +48,7 @@ Candidate AsRead(const ZAFOGROUP &group) {
     return {.name = TextOf(group.szName), .number = group.nGid, .group = std::nullopt};
 }
 
-// The hashes of Samba go along with a password that is kept.
+// Samba's hashes accompany a password that is kept.
 std::string ImportHashes(const AccountDirectory &directory, const ZAFOUSER &user,
                          const FoundEntry &entry) {
     const bool samba = directory.HasClass(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT);
@@ -60,7 +60,8 @@ std::string ImportHashes(const AccountDirectory &directory, const ZAFOUSER &user
                                                                            : Reported(directory);
 }
 
-// A password of another form locks the account (platform/user.h): one that is made up could be guessed.
+// Locks the account if the password has another form (platform/user.h): an invented one could be
+// guessed.
 std::string UserToLocal(const AccountDirectory &directory, const std::string &dn,
                         const Target &target) {
     UserRecord user;
@@ -79,7 +80,7 @@ std::string UserToLocal(const AccountDirectory &directory, const std::string &dn
 std::string GroupToLocal(const AccountDirectory &directory, const std::string &dn,
                          const Target &target) {
     GroupRecord group;
-    char description[1024];  // has no place here
+    char description[1024];  // not used here
     if (ZAFOLDAPBrowserGroupGet(directory.Record(), dn.c_str(), group.Address(), description,
                                 sizeof description) != 1)
         return Reported(directory);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One account, copied from a directory to this system or the other way. It is read once and judged as
-// it was read: what somebody changes between the plan and now does not get past it.
+// Copies one account from a directory to this system or back. It is read once and checked as read:
+// a change made since the plan cannot slip past the checks.
 #pragma once
 
 #include <optional>
@@ -33,7 +33,8 @@ using GroupRecord = OwnedRecord<ZAFOGROUP, ZAFOGroupFree>;
 
 bool IsCryptHash(std::string_view password);
 
-// What went wrong, for the log; empty: it was copied. The platform and the server say no to what is taken.
+// The reason it was not copied, for the log; empty: it was. The platform and the server refuse
+// names and numbers that are taken.
 std::string CopyAccount(const AccountDirectory &directory, const Candidate &account,
                         const Target &target);
 

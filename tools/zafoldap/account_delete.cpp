@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user delete and group delete: says what it will touch, asks, deletes one after the other and
-// stops at the first that fails.
+// user delete and group delete: shows what is affected, asks, deletes one by one and stops at the
+// first failure.
 #include "tools/zafoldap/account_delete.h"
 
 #include <algorithm>
@@ -72,8 +72,8 @@ ChangePlan PlanOf(const AccountDirectory &directory, const std::vector<Doomed> &
     return plan;
 }
 
-// A deletion that failed has changed nothing, or the entry is gone and groups still list the user:
-// those are done here.
+// A failed deletion has changed nothing, or has removed the entry while groups still list the user;
+// this cleans those up.
 void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, const Doomed &one,
                   const Failure &failure) {
     const std::optional<bool> exists = directory.Exists(one.account.dn);
@@ -89,7 +89,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
     left.ThrowIfAny(fmt::format("the user {} was deleted", one.account.name));
 }
 
-// The failure of one of several, with what was done before it and what is left to do.
+// Reports the failure of one of several, with what was done before it and what remains.
 [[noreturn]] void StopAt(const AccountDirectory &directory, const AccountKind &kind,
                          const std::vector<Doomed> &all, size_t at, const Failure &failure) {
     if (at == 0) throw failure;

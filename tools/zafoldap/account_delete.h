@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user delete and group delete are one command.
+// user delete and group delete, which share one implementation.
 #pragma once
 
 #include "tools/cli/command.h"

@@ -18,10 +18,10 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr size_t kLongestDn = 1024;  // with its end
+constexpr size_t kLongestDn = 1024;  // with its terminator
 constexpr int kNoSuchObject = 32;
 
-// Functions that deal with memberships want a login suffix; those here do not use it.
+// Functions that handle memberships require a login suffix, though those here do not use it.
 void EnsureLoginSuffix(Host &host) {
     if (host.Record().szLoginSuffix == nullptr) host.Set(LDAP_HOST_ATTR_LOGIN_SUFFIX, "localhost");
 }
@@ -99,7 +99,7 @@ Json AccountDirectory::DnOrNull(const AccountKind &kind, const std::string &name
     }
 }
 
-// The DNs of all accounts of a name, one on a line.
+// The DNs of all accounts with this name, one per line.
 std::string AccountDirectory::Others(const AccountKind &kind, const std::string &name) const {
     Search search(Out(), opened_.host,
                   {.base = std::nullopt,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A directory opened for accounts: the saved connection, what its server knows, how users and
-// groups are found in it, and what a new one needs there.
+// A directory opened for accounts: the saved connection, what its server supports, how users and
+// groups are found, and what a new one needs.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace zafo::cli {
 
-// A list of the platform's.
+// Owns one of the platform's lists.
 class NameList {
   public:
     NameList();
@@ -43,7 +43,7 @@ struct Account {
     std::string dn;
 };
 
-// What is asked for.
+// The requested account.
 struct NewAccount {
     std::string name;
     std::string container;                // relative to the base DN
@@ -57,9 +57,9 @@ struct PrimaryGroup {
 
 class AccountDirectory {
   public:
-    // Opens the connection of the command line. Nothing is asked yet.
+    // Opens the connection given on the command line without contacting the server.
     explicit AccountDirectory(Session &session);
-    // For changes: asks what the server knows. Throws when its schema lacks the kind's class.
+    // For changes: asks what the server supports. Throws if its schema lacks the kind's class.
     AccountDirectory(Session &session, const AccountKind &changed);
 
     Session &TheSession() const { return session_; }
@@ -71,55 +71,56 @@ class AccountDirectory {
 
     bool HasClass(unsigned int bit) const { return (opened_.host.Record().nSchema & bit) != 0; }
 
-    // Runs a function of the library; throws when it fails.
+    // Runs a function of the library; throws if it fails.
     template <typename Call>
     int Run(const std::string &subject, Call call) const {
         return Ask(Out(), FactsAbout(subject), call);
     }
 
-    // The DN of the account of a name; nothing when there is none. Throws when it is ambiguous.
+    // The DN of the account with this name; nothing if none. Throws if the name is ambiguous.
     std::optional<std::string> Find(const AccountKind &kind, const std::string &name) const;
-    // For the report of a change that was made: null when it cannot be seen.
+    // For the report on a completed change: null if the entry cannot be seen.
     Json DnOrNull(const AccountKind &kind, const std::string &name) const;
     // Throws Failure ("user_missing", "group_missing").
     std::string Require(const AccountKind &kind, const std::string &name) const;
-    // The same with the name in the entry's own letters: groups tell "Ann" from "ann", look-ups
+    // The same, with the name spelt as in the entry: groups distinguish "Ann" from "ann", look-ups
     // of users do not.
     Account RequireAccount(const AccountKind &kind, const std::string &name) const;
     std::vector<Account> RequireAll(const AccountKind &kind,
                                     const std::vector<std::string> &names) const;
 
-    // The DNs of those that carry a number.
+    // The DNs of the accounts with this number.
     std::vector<std::string> WithNumber(const AccountKind &kind, std::uint32_t number) const;
-    // The names of the entries with these DNs.
+    // The name of the entry with this DN.
     std::string NameOf(const AccountKind &kind, const std::string &dn) const;
 
     // Whether an entry exists.
     bool IsThere(const std::string &dn) const;
-    // The same; nothing when the server cannot be asked.
+    // The same; nothing if the server cannot be asked.
     std::optional<bool> Exists(const std::string &dn) const;
 
-    // The pool of the appliance's own kind of server; nothing elsewhere.
+    // The pool of a server of the appliance's own kind; nothing for others.
     std::optional<Pool> PoolOf(const AccountKind &kind) const;
     std::uint64_t PoolValue(int type) const;
 
-    // What a new account needs: the classes of its options, its container, a name and a number
-    // that nobody has. Throws Failure ("class_missing", "container_missing", the kind's name_taken,
-    // those of RequireFreeNumber); gives the DN of the entry to be.
+    // Checks what a new account needs: the classes of its options, its container, an unused name
+    // and number. Throws Failure ("class_missing", "container_missing", the kind's name_taken,
+    // those of RequireFreeNumber); returns the DN of the future entry.
     std::string RequireNew(const AccountKind &kind, const NewAccount &account) const;
-    // The DN of a container of the base DN. Throws Failure ("container_missing").
+    // The DN of a container below the base DN. Throws Failure ("container_missing").
     std::string RequireContainer(const std::string &container) const;
     // Throws Failure ("number_local", "number_outside_pool", the kind's number_taken) for a number
-    // that an account must not get.
+    // that an account must not have.
     void RequireFreeNumber(const AccountKind &kind, std::uint32_t number) const;
-    // Throws Failure ("class_missing") when an option is given whose class the schema, or the entry
+    // Throws Failure ("class_missing") if an option needs a class that the schema, or the entry
     // with these classes, lacks.
     void RequireClasses(const AccountKind &kind, unsigned int entry_classes) const;
-    // The primary group that --gid names or numbers; one of "/etc/group" will do when the directory
-    // has none of that number. Not given: "users". Throws Failure ("group_missing", "gid_needed").
+    // The primary group given by --gid, as a name or number; one of "/etc/group" is accepted if the
+    // directory has none with that number. Default: "users". Throws Failure ("group_missing",
+    // "gid_needed").
     PrimaryGroup RequirePrimaryGroup(const std::string *given) const;
 
-    // One value of an entry; empty when it has none or does not exist.
+    // One value of an entry; empty if it has none or does not exist.
     std::string ValueOf(const std::string &dn, const std::string &filter,
                         const std::string &attribute) const;
 
@@ -131,15 +132,15 @@ class AccountDirectory {
     OpenedConnection opened_;
 };
 
-// The number in a text; throws Failure ("account_number") for one that no account may have: 0,
-// 65534 and 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).
+// Parses a number; throws Failure ("account_number") for one that no account may have: 0, 65534 and
+// 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text);
 bool IsReservedNumber(std::uint64_t number);
 
-// A word as a shell takes it, in quotes where it needs them.
+// A word for a shell, quoted if necessary.
 std::string CommandWord(std::string_view word);
 
-// An invocation of this program with the same connection, in quotes where a shell needs them.
+// An invocation of this program with the same connection, quoted for a shell.
 std::string CommandLine(const Session &session, std::string_view command,
                         const std::vector<std::string> &words);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users and groups are twins: what differs is a row.
+// Users and groups work alike; one row for each holds the differences.
 #pragma once
 
 #include <string_view>
@@ -12,7 +12,7 @@
 
 namespace zafo::cli {
 
-// An option that sets an attribute of a class which not every entry has.
+// An option that sets an attribute of a class that not every entry has.
 struct ClassOption {
     std::string_view option;
     unsigned int schema_bit;
@@ -32,7 +32,7 @@ struct AccountKind {
     Message name_taken;
     Message number_taken;
     std::vector<ClassOption> class_options;
-    int lowest;  // of zafoldap/samba.h
+    int lowest;  // as in zafoldap/samba.h
     int highest;
     int current;
     int (*dn_of_name)(const ZAFOLDAP_HOST *, const char *, char *, size_t);

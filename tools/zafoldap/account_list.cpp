@@ -29,7 +29,7 @@ int LimitOf(const Session &session) {
     return limit.value_or(std::numeric_limits<int>::max());
 }
 
-// Whether all were printed.
+// Returns whether all were printed.
 bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bool only_name,
               int limit) {
     for (int printed = 0; const Entry *entry = search.Next();) {

@@ -16,17 +16,17 @@ struct ListRequest {
     const AccountKind &kind;
     const std::vector<AccountField> &fields;
     std::function<bool(std::string_view)> wanted = {};  // by name; empty: all
-    std::optional<Failure> cut = {};  // what `wanted` stands on was cut off at a size limit
+    std::optional<Failure> cut = {};  // a size limit cut off what `wanted` relies on
 };
 
-// Prints the accounts that PATTERN of the command line matches, up to --limit. Returns the exit
-// code; throws after what came is printed.
+// Prints the accounts that match PATTERN of the command line, up to --limit. Returns the exit code;
+// throws only after printing what arrived.
 int ListAccounts(const AccountDirectory &directory, const ListRequest &request);
 
-// With --raw or --format ldif: prints the entry with all that it holds; whether it did.
+// With --raw or --format ldif: prints the whole entry and returns true.
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn);
 
-// A size limit ended an answer: what came is valid, and there is more.
+// Whether a size limit ended an answer: what arrived is valid, but there is more.
 bool IsCutOff(const Failure &failure);
 
 }  // namespace zafo::cli

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Arguments and options that several commands on accounts have.
+// Arguments and options shared by several commands on accounts.
 #pragma once
 
 #include "tools/cli/command.h"

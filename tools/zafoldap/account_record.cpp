@@ -18,7 +18,7 @@ const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
     return found == entry.attributes.end() ? nullptr : &*found;
 }
 
-// A number as such; a text that is none stays a text, so that nobody takes it for something else.
+// A number as a JSON number; other text stays text, so that it is not mistaken for a number.
 Json NumberOrText(std::string_view text) {
     long long number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);

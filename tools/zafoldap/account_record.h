@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users and groups as the records that are printed.
+// Users and groups as printable records.
 #pragma once
 
 #include <string>
@@ -12,21 +12,21 @@
 
 namespace zafo::cli {
 
-// A field of an account: the attribute that it is read from, and how.
+// A field of an account: the attribute it is read from, and how.
 enum class FieldKind { kText, kNumber, kDate, kTexts, kDn };
 
 struct AccountField {
     Field field;
     std::string_view attribute;  // empty: the DN
     FieldKind kind;
-    bool on_terminal;  // shown in a list for a person who did not choose
+    bool on_terminal;  // shown in a list for a person who did not choose fields
 };
 
 const std::vector<AccountField> &UserFields();
 const std::vector<AccountField> &GroupFields();
 
-// How a list is printed: its fields, and whether with a heading. What goes to another program
-// and was not asked for in another form is just the names, as "ls" does.
+// How a list is printed: its fields, and whether it has a heading. Output to another program, if no
+// other form was requested, is only the names, as "ls" does.
 struct ListLayout {
     Fields fields;
     bool heading = true;
@@ -34,11 +34,11 @@ struct ListLayout {
 ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_terminal);
 ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fields);
 
-// The attributes that a search must ask for.
+// The attributes that a search must request.
 std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
                                        const Fields &chosen);
 
-// The first value of an attribute; empty when there is none.
+// The first value of an attribute; empty if it has none.
 std::string_view FirstValue(const Entry &entry, std::string_view attribute);
 
 Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The commands of zafoldap by noun. Each row stands beside what it runs.
+// The commands of zafoldap by noun. Each row is defined beside the function it runs.
 #pragma once
 
 #include <vector>

@@ -51,7 +51,7 @@ struct AddressDeleter {
 };
 using Addresses = std::unique_ptr<addrinfo, AddressDeleter>;
 
-// The addresses of a server, or the resolver's reason.
+// The addresses of a server, or the resolver's error.
 Addresses Resolve(const ServerAddress &server, int port, std::string &reason) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
@@ -204,8 +204,7 @@ class Checker {
                     failure.detail += (failure.detail.empty() ? "" : "\n") + OneLine(fault);
                 throw;
             }
-            // A server that does not let anonymous clients read has been reached over TLS all the
-            // same.
+            // A server that denies anonymous clients read access has still been reached over TLS.
             if (failure.exit_code == 6) throw;
         }
         const CertificateReport *report = Report();
@@ -213,14 +212,14 @@ class Checker {
         return Ok(fmt::format("{}, certificate of {}", how, report->chain.front().subject));
     }
 
-    // What is wrong with the certificate as the LDAP tools see it: openssl takes the common name also
-    // where the alternative names are none of a host.
+    // What is wrong with the certificate as the LDAP tools see it: openssl accepts the common name
+    // even if none of the alternative names is a host's.
     std::string CertificateFault() {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return {};
         const std::string host = first_reached_->BareHost();
         const auto &names = report->chain.front().names;
-        // For "localhost" libldap looks for the machine's own name.
+        // For "localhost", libldap checks the machine's own name.
         const bool named = !names || host == "localhost" || NamesInclude(*names, host);
         if (report->verdict == "ok" && named) return {};
         std::string fault =
@@ -236,7 +235,7 @@ class Checker {
         return fmt::format("{}", fmt::join(names, ", "));
     }
 
-    // Who signed whom, and until when; the first to end decides.
+    // Who signed whom, and until when; the certificate that expires first decides.
     CheckStep Chain() {
         const CertificateReport *report = Report();
         if (report == nullptr || report->chain.empty()) return NoCertificate();
@@ -277,7 +276,7 @@ class Checker {
         return {.step = {}, .result = StepResult::kSkipped, .detail = "no certificate to check"};
     }
 
-    // What the server shows of its certificates, asked for once; nullptr: nothing.
+    // The server's certificates, requested once; nullptr: none.
     const CertificateReport *Report() {
         if (connection_.ssl == ZAFOLDAP_SSL_OFF || first_reached_ == nullptr) return nullptr;
         if (!asked_) {
@@ -306,7 +305,7 @@ class Checker {
         return Ok(connection_.base);
     }
 
-    // One user is enough: the size limit is what ends the search.
+    // One user is enough, so reaching the size limit is not an error.
     CheckStep Users() {
         constexpr int kSizeLimitExceeded = 4;
         bool found = false;
@@ -361,7 +360,7 @@ class Checker {
         return value;
     }
 
-    // Where the numbers of new accounts come from.
+    // The source of the numbers of new accounts.
     CheckStep IdPool() {
         if (host_.Record().nServerType != ZAFOLDAP_SERVER_ZAFO)
             return Ok("none: new accounts get the highest number in use plus one");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The checks of a connection, step by step from its settings to listing users.
+// The checks of a connection, from its settings to listing users.
 #pragma once
 
 #include <functional>
@@ -12,8 +12,8 @@
 
 namespace zafo::cli {
 
-// Runs the steps up to the first that fails; `on_step` sees each of them, skipped ones included.
-// `settings` says where the connection comes from. The failure of the failed step, if any.
+// Runs the steps up to the first failure; `on_step` gets every step, including skipped ones.
+// `settings` says where the connection comes from. Returns the failure of the failed step, if any.
 std::optional<Failure> RunChecks(Streams &streams, const Connection &connection, Host host,
                                  const std::string &settings,
                                  const std::function<void(const CheckStep &)> &on_step);

@@ -82,7 +82,7 @@ void CheckLoginSuffix(const std::string &suffix) {
                                              .reason = "it holds blanks or control characters"});
 }
 
-// The transport that --uri and --ssl ask for together.
+// The transport that --uri and --ssl together request.
 int TransportOf(Session &session, const std::vector<TypedAddress> &addresses, int otherwise) {
     const std::string *ssl = session.invocation.Find("ssl");
     int type = ssl != nullptr ? ZAFOLDAPSSLToType(ssl->c_str()) : otherwise;
@@ -98,7 +98,7 @@ int TransportOf(Session &session, const std::vector<TypedAddress> &addresses, in
     return type;
 }
 
-// Puts what the options say into the settings and gives the names of what they touch.
+// Applies the options to the settings and returns the names of those changed.
 std::vector<std::string> Apply(Session &session, Connection &connection) {
     const Invocation &invocation = session.invocation;
     std::vector<std::string> keys;
@@ -136,7 +136,7 @@ bool GivesPassword(const Invocation &invocation) {
            invocation.Has("ask-password");
 }
 
-// Writes, and one line in the system log whatever comes of it.
+// Writes the change and logs the result, whatever it is.
 template <typename Write>
 void Change(const Session &session, const std::string &name, const std::vector<std::string> &keys,
             Write write) {
@@ -146,7 +146,7 @@ void Change(const Session &session, const std::string &name, const std::vector<s
     });
 }
 
-// Runs the checks and prints them; the failure of the step that failed.
+// Runs and prints the checks; returns the failure of the failed step.
 std::optional<Failure> RunAndShow(StepPrinter &printer, Streams &streams,
                                   const Connection &connection, Host host,
                                   const std::string &settings) {
@@ -154,7 +154,7 @@ std::optional<Failure> RunAndShow(StepPrinter &printer, Streams &streams,
                      [&](const CheckStep &step) { printer.Print(step); });
 }
 
-// What would be saved, and whether it would work.
+// Shows what would be saved, and whether it would work.
 int DryRun(Session &session, const Connection &connection,
            const std::optional<std::string> &password) {
     Streams &streams = session.streams;
@@ -428,7 +428,7 @@ Command ConnectionCheckCommand() {
             .exits = {3, 4, 6}};
 }
 
-// Needs no saved connection: the question is anonymous.
+// Needs no saved connection: the query is anonymous.
 int SuggestConnection(Session &session) {
     const TypedAddress address = ParseTypedAddress(session.Argument("HOST"));
     Connection connection{.name = session.Argument("HOST"), .ssl = ZAFOLDAP_SSL_START_TLS};

@@ -35,7 +35,7 @@ bool IsDn(const std::string &name) {
     return strcasecmp(name.c_str(), "dn") == 0;
 }
 
-// What to ask the server for: the named attributes, else those that are to be printed.
+// The attributes to request: those named, otherwise those to be printed.
 std::vector<std::string> Requested(const std::vector<std::string> &named,
                                    const std::vector<std::string> &fields) {
     std::vector<std::string> requested = named.empty() ? fields : named;
@@ -44,12 +44,12 @@ std::vector<std::string> Requested(const std::vector<std::string> &named,
             throw OwnFailure(Message::kBadAttribute, {.subject = OneLine(name)});
     }
     std::erase_if(requested, IsDn);
-    // Only the DN: without any attribute in the request the server would send all.
+    // Only the DN: without any attribute in the request the server would send all of them.
     if (requested.empty() && !(named.empty() && fields.empty())) requested.emplace_back("1.1");
     return requested;
 }
 
-// The attributes to print as columns, or to pick; none when all of them are wanted.
+// The attributes to print as columns, or to pick; none if all are wanted.
 std::vector<std::string> Columns(const std::vector<std::string> &named, const Globals &globals) {
     const auto stands_for_many = [](const std::string &name) { return name == "*" || name == "+"; };
     if (!globals.fields.empty()) {
@@ -110,7 +110,7 @@ void Count(Session &session, Search &search) {
     if (cut) throw *cut;
 }
 
-// Prints entries up to the limit; whether there are more is known from one entry beyond it.
+// Prints entries up to the limit and returns whether there are more, by reading one further.
 bool PrintUpTo(EntryWriter &writer, Search &search, int limit) {
     for (int printed = 0; const Entry *entry = search.Next(); ++printed) {
         if (printed == limit) return false;

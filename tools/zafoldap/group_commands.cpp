@@ -50,7 +50,7 @@ void CheckDescription(const std::string &text) {
                           .reason = "it contains control characters or is not UTF-8"});
 }
 
-// Runs an edit of a group and puts words to what the library says.
+// Edits a group and words the library's errors.
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
              const std::string *description, const std::optional<std::uint32_t> &gid) {
     const std::optional<Failure> failure =
@@ -68,7 +68,7 @@ void RunEdit(const AccountDirectory &directory, const Account &group, const std:
     throw *failure;
 }
 
-// An attempt to add, made until its number is its own.
+// Adds a group and renumbers it until its number is unique.
 std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, const std::string &dn,
                         const std::string &description, Leftovers &left) {
     ZAFOGROUP record{};

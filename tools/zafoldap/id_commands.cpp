@@ -32,12 +32,12 @@ const AccountKind &KindOf(const Session &session) {
 const Fields kPoolFields = {{"which", "WHICH"}, {"lowest", "LOWEST"}, {"highest", "HIGHEST"},
                             {"next", "NEXT"},   {"used", "USED"},     {"free", "FREE"}};
 
-// Numbers and names, not entries, are kept of all accounts of a kind.
+// The numbers and names of all accounts of a kind, but not their entries.
 struct Accounts {
     std::vector<std::uint64_t> numbers = {};     // ascending
     std::unordered_set<std::string> names = {};  // folded
     std::vector<std::string> system_names = {};  // "docker: its members become root …"
-    std::vector<std::string> local_names = {};   // that this system has with another number
+    std::vector<std::string> local_names = {};   // that this system uses with another number
 };
 
 class AccountReader {
@@ -62,7 +62,7 @@ class AccountReader {
     }
 
   private:
-    // Every appliance's directory has a group "users" of its own.
+    // Every appliance's directory has its own group "users".
     void TakeName(std::string_view name, std::uint64_t number) {
         accounts_.names.insert(Folded(name));
         const std::string role = RoleOfName(kind_, Folded(name));
@@ -151,7 +151,7 @@ class NumberChecks {
         return step;
     }
 
-    // Who carries a number.
+    // The accounts with this number.
     std::string Carriers(std::uint64_t number) const {
         std::vector<std::string> names;
         for (const std::string &dn :
@@ -160,7 +160,7 @@ class NumberChecks {
         return Enumerated(names);
     }
 
-    // "42 of anna; 43 of bob"; those that are not shown are not asked for.
+    // "42 of anna; 43 of bob"; does not query those it does not show.
     std::string WithCarriers(const std::vector<std::uint64_t> &numbers) const {
         std::vector<std::string> texts;
         for (const std::uint64_t number : numbers) {
@@ -201,8 +201,9 @@ class NumberChecks {
                        "another number");
     }
 
-    // Where the directory is a source of accounts, whoever has such a number owns what the system's
-    // own account owns. In a group that is a right; as a user it is to be one.
+    // Where the directory is a source of accounts, an account with such a number owns everything
+    // that the system's own account owns. A group gains rights that way; a user becomes that
+    // account.
     CheckStep System() const {
         constexpr std::uint64_t kLast = 999;
         std::vector<std::uint64_t> low;
@@ -264,8 +265,8 @@ class NumberChecks {
                        "they never come from the pool; other programs may assign them again");
     }
 
-    // The counter hands out what is free from where it stands: numbers in use above it were made
-    // by something that did not move it.
+    // The counter allocates the first free number from its position on, so numbers in use above it
+    // were assigned by something that did not advance it.
     CheckStep Counter(const Pool &pool) const {
         const std::uint64_t current = directory_.PoolValue(kind_.current);
         if (current < pool.lowest || current > pool.highest) {
@@ -291,7 +292,7 @@ class NumberChecks {
     const std::vector<std::uint64_t> &numbers_;
 };
 
-// Whoever gets such a name is a member at once.
+// Anyone given such a name is immediately a member.
 CheckStep MembershipStep(const AccountDirectory &directory,
                          const std::unordered_set<std::string> &users) {
     const std::vector<StaleMembership> stale = StaleMemberships(directory, users);

@@ -15,8 +15,8 @@ struct CloseFile {
     void operator()(FILE *file) const { fclose(file); }
 };
 
-// The first entry of "/etc/passwd" or "/etc/group" that `wanted` takes. The files themselves are
-// read: the name service of this system may know the directory's accounts as well.
+// The first entry of "/etc/passwd" or "/etc/group" that `wanted` accepts. Reads the files
+// themselves, since this system's name service may include the directory's accounts.
 template <typename Row, typename Wanted>
 std::optional<std::string> LocalName(const char *path, Row *(*next)(FILE *), Wanted wanted) {
     const std::unique_ptr<FILE, CloseFile> file(fopen(path, "re"));

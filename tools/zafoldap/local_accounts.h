@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The accounts of this system, from "/etc/passwd" and "/etc/group".
+// This system's accounts, from "/etc/passwd" and "/etc/group".
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace zafo::cli {
 
-// The account with a number; nothing: none. And whether there is one of a name.
+// The account with this number, if any; and whether a user of this name exists.
 std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number);
 bool IsLocalUser(const std::string &name);
 bool IsLocalGroup(const std::string &name);

@@ -8,8 +8,8 @@
 
 namespace {
 
-// Some commands hold what a server sends (numbers, names of members): it decides how much that is. The
-// message "out_of_memory" names the bound. Address sanitizers need more than any program has.
+// Some commands hold data from the server (numbers, names of members), which decides how much that
+// is. The message "out_of_memory" names the bound. Address sanitizers reserve more than any bound.
 void BoundMemory() {
 #if !ZAFO_SANITIZED
     constexpr rlim_t kMost = rlim_t{1024} << 20;

@@ -56,10 +56,10 @@ std::vector<std::string> NamesOfUsers(const Session &session) {
 struct MemberChange {
     std::string_view how;  // "add" or "delete"
     Account group;
-    std::vector<std::string> users;      // that are to be changed
-    std::vector<std::string> as_they;    // that are so already
-    std::vector<std::string> gone = {};  // who are not there, and are listed all the same
-    ListedValues values = {};  // that name those and, where there are such, the others too
+    std::vector<std::string> users;      // to be changed
+    std::vector<std::string> as_they;    // already as requested
+    std::vector<std::string> gone = {};  // who do not exist but are listed
+    ListedValues values = {};            // naming those and, if there are any, the others too
 };
 
 std::vector<std::string> ChangedUsers(const MemberChange &change) {
@@ -68,7 +68,8 @@ std::vector<std::string> ChangedUsers(const MemberChange &change) {
     return names;
 }
 
-// Whatever names them, in one request: nobody who gets the name later gets the membership.
+// Removes every value that names them, in one request, so that a later user of the name does not
+// inherit the membership.
 void TakeOutValues(const AccountDirectory &directory, const MemberChange &change) {
     ChangeFile file(change.group.dn, "modify");
     for (size_t i = 0; i < std::size(kMemberAttributes); ++i)
@@ -218,7 +219,7 @@ Command MemberAddCommand() {
             .exits = {3, 4, 6, 8, 130}};
 }
 
-// A user who is not there can be listed and is taken out; one that is neither is a mistake.
+// A listed user who does not exist is removed; one who is neither listed nor exists is an error.
 int RemoveMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const std::vector<std::string> names = NamesOfUsers(session);

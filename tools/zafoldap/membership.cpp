@@ -10,7 +10,7 @@ namespace zafo::cli {
 
 namespace {
 
-// What a server answers when the group's classes or values do not go with the double form.
+// Whether the server refused because the group's classes or values do not fit the double form.
 bool IsOfOtherForm(const Failure &failure) {
     constexpr int kNoSuchAttribute = 16, kUndefinedType = 17, kObjectClassViolation = 65;
     return failure.ldap_code == kNoSuchAttribute || failure.ldap_code == kUndefinedType ||

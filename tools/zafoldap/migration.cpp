@@ -25,7 +25,7 @@ namespace zafo::cli {
 namespace {
 
 constexpr int kTickMilliseconds = 300;
-// Whether a look-up in the local database found something; throws when it could not look.
+// Whether a look-up in the local database found something; throws if the look-up failed.
 bool Found(int result, int missing, const std::string &name) {
     if (result == 0) return true;
     const int error = QLIBCErrGet();
@@ -79,7 +79,7 @@ std::optional<std::uint32_t> NumberIn(std::string_view text) {
     return number;
 }
 
-// Distributions give this group to users as their own, below the ordinary numbers.
+// Distributions give this group, numbered below the ordinary range, to users as their primary one.
 constexpr std::string_view kUsersGroup = "users";
 
 bool IsLocalMember(const std::string &group, const std::string &user) {
@@ -91,7 +91,7 @@ bool IsLocalMember(const std::string &group, const std::string &user) {
     return false;
 }
 
-// 32 times "X", or nothing, is none.
+// An empty value or 32 times "X" is not a hash.
 bool IsSambaHash(std::string_view hash) {
     return hash.find_first_not_of('X') != std::string_view::npos;
 }
@@ -104,7 +104,7 @@ bool HasSambaHashes(const std::string &name) {
     return IsSambaHash(lm_hash) || IsSambaHash(nt_hash);
 }
 
-// Every account of a kind in the directory. Only of passwords that are asked for something is known.
+// Every account of a kind in the directory. Password details are filled in only if requested.
 std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, const AccountKind &kind,
                                          bool passwords) {
     Query query{.base = std::nullopt,
@@ -135,14 +135,14 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
     return accounts;
 }
 
-// What the process that copies tells the one that waits for it.
+// What the copying process reports to the one that waits for it.
 struct Outcome {
     int result;
     int library_error;
     int platform_error;
 };
 
-// Runs in a process group of its own: the Ctrl-C of a terminal is for the process that waits.
+// Runs in a process group of its own: the terminal's Ctrl-C is for the waiting process.
 Outcome RunApart(const std::function<int()> &call, pid_t parent) {
     setpgid(0, 0);
     signal(SIGINT, SIG_IGN);
@@ -165,8 +165,8 @@ std::vector<Candidate> Migration::ReadSource() const {
     return accounts;
 }
 
-// Groups are copied with their members before there are users: what this system's group of the same name
-// has too is meant to be so.
+// Groups are copied with their members before the users exist, so membership in this system's group
+// of the same name is intended.
 void Migration::ReadListed(std::vector<Candidate> &users) const {
     std::map<std::string, Candidate *> by_name;
     for (Candidate &user : users)
@@ -216,7 +216,7 @@ Target Migration::ReadTarget(const std::vector<Candidate> &source) const {
     return target;
 }
 
-// Those that cannot be copied are logged and passed over.
+// Accounts that cannot be copied are logged and skipped.
 int Migration::Copy(const std::vector<Decision> &plan, const Target &target) const {
     for (const Decision &decision : plan) {
         if (decision.result != Result::kAdd) continue;
@@ -253,7 +253,7 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
     setpgid(worker.Pid(), worker.Pid());
     while (!worker.Ended(kTickMilliseconds)) {
         if (Interrupted()) {
-            worker.End();  // its account is there wholly or not at all
+            worker.End();  // its current account is copied completely or not at all
             ForgetInterrupt();
             return {.stopped = true};
         }

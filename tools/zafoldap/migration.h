@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The two sides of a migration, and the copying between them: account by account, so that what is
-// written is what was judged, and nothing else.
+// The two sides of a migration, and the copying between them, account by account, so that exactly
+// what was checked is written.
 #pragma once
 
 #include <functional>
@@ -15,25 +15,24 @@
 
 namespace zafo::cli {
 
-// How it ended.
 struct MigrationEnd {
     bool stopped = false;              // by Ctrl-C
-    std::optional<Failure> failure{};  // it did not go through all accounts
+    std::optional<Failure> failure{};  // it did not get through all accounts
 };
 
 class Migration {
   public:
-    // `allowed`: names that are not refused, whatever they are.
+    // `allowed`: names that are never refused.
     Migration(const AccountDirectory &directory, const AccountKind &kind, bool to_local,
               std::set<std::string> allowed)
         : directory_(directory), kind_(kind), to_local_(to_local), allowed_(std::move(allowed)) {}
 
-    // Throw Failure when a side cannot be read.
+    // Throw Failure if a side cannot be read.
     std::vector<Candidate> ReadSource() const;
     Target ReadTarget(const std::vector<Candidate> &source) const;
 
-    // Copies those that the plan adds, in a process of its own that can be stopped at any time; `show` is
-    // called now and then with the number of accounts that the other side has got since.
+    // Copies the accounts that the plan adds, in a child process that can be stopped at any time;
+    // `show` is called now and then with the number of accounts added so far.
     MigrationEnd Run(const std::vector<Decision> &plan, const Target &target,
                      const std::function<void(size_t)> &show) const;
 

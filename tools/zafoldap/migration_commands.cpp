@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// migrate users and migrate groups: compares both sides, asks, copies, and looks what came of it.
+// migrate users and migrate groups: compares both sides, asks, copies, and checks the outcome.
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ struct Job {
     std::string Counted(size_t count) const {
         return fmt::format("{} {}{}", count, kind.noun, count == 1 ? "" : "s");
     }
-    // The command itself, to be run again.
+    // The command itself, to run again.
     std::string Again() const {
         return CommandLine(
             session, "migrate",
@@ -67,7 +67,7 @@ Json RowOf(const Decision &decision, bool dry_run) {
             {"reason", decision.reason.empty() ? Json() : Json(decision.reason)}};
 }
 
-// Those that need a person's attention come last, where a terminal shows them.
+// Accounts that need attention come last, where a terminal still shows them.
 void PutSkippedLast(std::vector<Decision> &plan) {
     std::ranges::stable_sort(plan, {}, [](const Decision &decision) {
         return 2 * static_cast<int>(decision.result) + (decision.reason.empty() ? 0 : 1);
@@ -113,7 +113,7 @@ std::string Summary(const Job &job, const std::vector<Decision> &plan, std::stri
                        refused == 0 ? "" : fmt::format(", {} refused", refused));
 }
 
-// Whom nobody knows a password of.
+// Users whose password no one knows.
 std::vector<std::string> WithoutPassword(const std::vector<Decision> &plan) {
     std::vector<std::string> names;
     for (const Decision &decision : plan) {
@@ -130,7 +130,7 @@ std::string ForAsManyAs(size_t most, const std::vector<std::string> &names) {
     return text + (names.size() > most ? fmt::format(" and {} more", names.size() - most) : "");
 }
 
-// What stands beside the accounts too, with the commands.
+// What remains to be done besides the accounts, with the commands.
 void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_run) {
     constexpr size_t kMost = 20;
     Streams &streams = job.session.streams;
@@ -184,7 +184,7 @@ void CheckRights(const Session &session) {
                                              FullName(*session.invocation.command))});
 }
 
-// Asks, when there is anything to add.
+// Asks if there is anything to add.
 void AskFor(const Job &job, const std::vector<Decision> &plan) {
     const size_t count = CountOf(plan, Result::kAdd);
     if (count == 0) return;
@@ -200,7 +200,7 @@ std::set<std::string> AllowedNames(const Session &session) {
     return {names.begin(), names.end()};
 }
 
-// A name that nobody has is a mistake.
+// A name that no account has is an error.
 void CheckAllowed(const AccountDirectory &directory, const AccountKind &kind,
                   const std::vector<Candidate> &source) {
     for (const std::string &name : AllowedNames(directory.TheSession())) {

@@ -16,13 +16,12 @@ namespace {
 constexpr std::string_view kNoPassword =
     "the password is not a {crypt} hash: no log-in with a password until one is set";
 
-// The library makes a user first and stores the Samba hashes then: a run that was killed in between
-// leaves the user without. Whether they were taken away on purpose cannot be seen, so nobody gets them back
-// unasked.
+// The library creates a user before it stores the Samba hashes: a run killed in between leaves the
+// user without them. They may also have been removed on purpose, so they are not restored unasked.
 constexpr std::string_view kNoSambaHashes =
     "it has no Samba password on this system, but has one in the directory; smbpasswd -a sets one";
 
-// Why a user cannot be made although name and number are free.
+// Why a user cannot be created although its name and number are free.
 std::string Obstacle(const Candidate &account, const Target &target) {
     if (!account.number) return "it has no number";
     if (!target.local || !account.group || target.groups.contains(*account.group)) return {};
@@ -31,7 +30,7 @@ std::string Obstacle(const Candidate &account, const Target &target) {
         *account.group);
 }
 
-// Somebody who is listed is a member as soon as there is an entry.
+// A name that groups list becomes a member as soon as its entry exists.
 std::string MembershipsOf(const Candidate &account, const Target &target) {
     if (target.keep_memberships || account.listed.empty()) return {};
     return fmt::format(
@@ -109,7 +108,7 @@ std::string Refusal(const Candidate &account, const Target &target) {
 
 std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target) {
     std::vector<Decision> plan;
-    bool full = false;  // the library ends there, also for those that would have been skipped
+    bool full = false;  // the library stops there, even for accounts it would have skipped
     for (const Candidate &account : accounts)
         plan.push_back(Decide(account, target, full));
     return plan;

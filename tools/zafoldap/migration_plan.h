@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a migration will do with each account, decided the way the library decides it, from what
-// stands on both sides.
+// What a migration will do with each account, decided as the library decides it, from the accounts
+// on both sides.
 #pragma once
 
 #include <cstdint>
@@ -16,23 +16,23 @@
 
 namespace zafo::cli {
 
-// An account of the side that is read.
+// An account of the source.
 struct Candidate {
     std::string name;
     std::optional<std::uint32_t> number;
     std::optional<std::uint32_t> group;  // of a user: the primary group
-    bool foreign_hash = false;           // the password is of no use on the other side
-    bool samba_hashes = false;           // of a directory's user: it has some
+    bool foreign_hash = false;           // the password is useless on the other side
+    bool samba_hashes = false;           // of a directory's user: has Samba hashes
     std::string dn = {};                 // of a directory's account
     std::string home = {}, shell = {};   // of a directory's user
     std::vector<std::string> listed =
-        {};  // of a local user: groups of the directory that have it already
+        {};  // of a local user: groups of the directory that list it already
 };
 
-// What names and numbers the other side has.
+// The names and numbers in use on the other side.
 class TakenAccounts {
   public:
-    // A directory does not tell "Anna" from "anna".
+    // A directory does not distinguish "Anna" from "anna".
     explicit TakenAccounts(bool fold_case) : fold_case_(fold_case) {}
 
     void Add(const std::string &name, std::optional<std::uint32_t> number);
@@ -55,30 +55,30 @@ enum class Result { kAdd, kThere, kSkip, kRefuse };
 struct Decision {
     Candidate account;
     Result result;
-    std::string reason;  // of kSkip and kRefuse; of kAdd what is to be known of it
+    std::string reason;  // of kSkip and kRefuse; for kAdd a remark
 };
 
 struct Target {
     const AccountKind &kind;
-    bool local = false;  // else the directory
+    bool local = false;  // otherwise the directory
     TakenAccounts taken;
-    std::set<std::uint32_t> groups = {};              // of users: the group numbers there are
+    std::set<std::uint32_t> groups = {};              // of users: the existing group numbers
     std::optional<int> remained = {};                 // how many more are allowed
-    std::set<std::string> without_samba_hashes = {};  // names of users who are there
+    std::set<std::string> without_samba_hashes = {};  // names of existing users
     SystemBounds bounds = {};
     std::set<std::uint32_t> for_users = {};  // numbers of this system's group "users"
-    std::set<std::string> allowed = {};      // names that are taken as they are
+    std::set<std::string> allowed = {};      // names that are accepted unchecked
     bool keep_memberships = false;
 };
 
-// Why an account is not for the other side, whatever else is free there: it would be a part of the
-// system. Empty: it is.
+// Why an account must not be copied, even if its name and number are free: it would become part of
+// the system. Empty: it may be.
 std::string Refusal(const Candidate &account, const Target &target);
 
 std::vector<Decision> PlanMigration(const std::vector<Candidate> &accounts, Target target);
 
-// What came of it: those that were to be added and are not there are skipped, for `reason` where
-// nothing better is known.
+// Applies the outcome: accounts that should have been added but do not exist count as skipped, for
+// `reason`.
 void Settle(std::vector<Decision> &plan, const TakenAccounts &now, std::string_view reason);
 
 size_t CountOf(const std::vector<Decision> &plan, Result result);

@@ -25,7 +25,7 @@ unsigned int UpTo(unsigned int most) {
     return std::uniform_int_distribution<unsigned int>(0, most)(source);
 }
 
-// The next number at or after `number` that nobody has.
+// The first unused number from `number` on.
 std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kind,
                        std::uint32_t number) {
     while (!IsUsable(kind, number) || !directory.WithNumber(kind, number).empty())
@@ -33,7 +33,7 @@ std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kin
     return number;
 }
 
-// One number of the library's choice. It says nothing more when the pool is full.
+// One number of the library's choice. The library does not report that the pool is full.
 std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind &kind) {
     int number = -1;
     const std::optional<Failure> failure =
@@ -45,8 +45,8 @@ std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind 
     return static_cast<std::uint32_t>(number);
 }
 
-// The failure that the library reports as a taken name or number may be a look-up that failed:
-// asks again, which throws that failure.
+// What the library reports as a taken name or number may be a failed look-up: looks again, which
+// throws that failure.
 bool IsTaken(const AccountDirectory &directory, const AccountKind &kind, const Failure &failure,
              const std::string &name, std::uint32_t number) {
     if (failure.id == kind.name_taken) return directory.Find(kind, name).has_value();
@@ -84,7 +84,7 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
             throw OwnFailure(failure->id,
                              directory.FactsAbout(number_taken ? std::to_string(number) : name));
         }
-        // Somebody else made an entry of that name in between.
+        // Someone else created an entry with that name in the meantime.
         if (failure->ldap_code == kAlreadyExists)
             throw OwnFailure(kind.name_taken, directory.FactsAbout(name));
         const std::optional<bool> exists = directory.Exists(dn);

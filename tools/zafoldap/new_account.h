@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The number of a new account and the making of its entry, while others may be doing the same.
+// Chooses the number of a new account and creates its entry, while others may be doing the same.
 #pragma once
 
 #include <cstdint>
@@ -12,24 +12,24 @@
 
 namespace zafo::cli {
 
-// A free number that is not reserved and belongs to no local account. On the appliance's own kind
-// of server it is taken out of the pool. `spread`: up to so many numbers further on, at random.
+// A free number that is neither reserved nor used by a local account. On the appliance's own kind
+// of server it is allocated from the pool. `spread`: adds up to this much at random.
 std::uint32_t SuggestNumber(const AccountDirectory &directory, const AccountKind &kind,
                             unsigned int spread = 0);
 
 struct Created {
     std::uint32_t number;
-    std::optional<Failure> after;  // what failed once the entry was there
+    std::optional<Failure> after;  // what failed once the entry existed
 };
 
-// Makes an entry with the wanted number, or with suggested ones until one is not taken by
-// somebody else in between. Throws when no entry was made, or nobody can say whether one was.
+// Creates an entry with the requested number, or with suggested ones until one has not been taken
+// in the meantime. Throws if no entry was created, or if that cannot be determined.
 Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind,
                       const NewAccount &account, const std::string &dn,
                       const std::function<int(std::uint32_t)> &create);
 
-// On a server without a pool two programs can choose the same number at the same time. Gives a
-// new account other numbers until it is the only one with its own; the number it then has.
+// On a server without a pool two programs can choose the same number at the same time. Renumbers a
+// new account until its number is unique, and returns that number.
 std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind &kind,
                            std::uint32_t number, const std::function<int(std::uint32_t)> &renumber);
 

@@ -20,7 +20,8 @@ struct Role {
     std::initializer_list<std::string_view> names;
 };
 
-// What membership of a group of that name is worth, on Debian or elsewhere, with or without the package.
+// The rights of members of a group with that name, on Debian or elsewhere, whether or not the
+// package is installed.
 const Role kGroupRoles[] = {
     {"its members may become root", {"root", "wheel", "sudo", "admin", "sugroup"}},
     {"its members become root through containers and virtual machines",
@@ -37,7 +38,7 @@ const Role kGroupRoles[] = {
     {"it belongs to the appliance", {"openldap", "zafo"}},
 };
 
-// Users that Debian itself, or a package of it, has.
+// Users of Debian itself or of one of its packages.
 const Role kUserRoles[] = {
     {"it is the administrator of every machine", {"root", "toor"}},
     {"it is a system account",
@@ -49,7 +50,7 @@ const Role kUserRoles[] = {
       "halt",   "shutdown", "operator",   "sudo",     "sasl",   "ftp",     "dbus",     "users"}},
 };
 
-// Debian gives names that begin so to packages; systemd and polkit have theirs.
+// Debian names packages' users this way; systemd and polkit have prefixes of their own.
 constexpr std::string_view kPrefixes[] = {"_", "systemd-", "Debian-", "debian-"};
 
 std::string RoleIn(std::span<const Role> roles, std::string_view name) {
@@ -76,12 +77,12 @@ constexpr std::uint32_t kLeast = 1000;
 constexpr std::uint32_t kFirstOfServices = 61184, kLastOfServices = 65519;
 constexpr std::uint32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
-// Trees in which nobody lives, and folders where everybody may put things.
+// Trees that hold no home folders, and folders that are writable for everyone.
 constexpr std::string_view kNoHomes[] = {"/bin",   "/boot",   "/dev",  "/etc",    "/lib", "/lib32",
                                          "/lib64", "/libx32", "/proc", "/root",   "/run", "/sbin",
                                          "/sys",   "/tmp",    "/usr",  "/var/tmp"};
 
-// With one "/" between its parts, and one at the end.
+// The path with single slashes, and one at the end.
 std::string WithoutDoubleSlashes(std::string_view path) {
     std::string text;
     for (const char c : std::string(path) + "/") {
@@ -98,7 +99,7 @@ bool IsBelow(std::string_view path, std::string_view tree) {
 
 std::string RoleOfName(const AccountKind &kind, std::string_view name) {
     std::string role = &kind == &kGroupKind ? RoleIn(kGroupRoles, name) : RoleIn(kUserRoles, name);
-    // A user's own group has the user's name, and the other way round.
+    // A user's own group has the user's name, and vice versa.
     if (role.empty() && &kind == &kGroupKind && name != "users") role = RoleIn(kUserRoles, name);
     if (role.empty() && std::ranges::any_of(kPrefixes, [&](std::string_view prefix) {
             return name.starts_with(prefix);

@@ -16,7 +16,7 @@ namespace zafo::cli {
 
 namespace {
 
-// Which of the attributes it is; its count: none.
+// The index of an attribute; their count if it is none of them.
 size_t IndexOf(std::string_view attribute) {
     size_t i = 0;
     while (i < std::size(kMemberAttributes) && !EqualIgnoringCase(attribute, kMemberAttributes[i]))
@@ -24,7 +24,7 @@ size_t IndexOf(std::string_view attribute) {
     return i;
 }
 
-// Whom a value of a group names.
+// The user that a group's value names.
 std::string UserOfValue(size_t attribute, std::string_view value) {
     return attribute == 0 ? std::string(value) : UserOfDn(value);
 }
@@ -34,7 +34,7 @@ Account GroupOf(const Entry &entry) {
     return {std::string(name.empty() ? entry.dn : name), std::string(entry.dn)};
 }
 
-// A group of another kind (groupOfNames) has no name that the programs know it by.
+// A group of another kind (groupOfNames) has no name that these programs know.
 struct NamingGroup {
     Account account;
     bool posix;
@@ -74,7 +74,7 @@ std::vector<NamingGroup> GroupsNaming(const AccountDirectory &directory, const s
     return groups;
 }
 
-// The commands that take a name out of groups.
+// The commands that remove a name from groups.
 std::string RemovalOf(const AccountDirectory &directory, const std::vector<NamingGroup> &groups,
                       const std::string &name) {
     std::vector<std::string> commands;
@@ -92,7 +92,7 @@ std::string RemovalOf(const AccountDirectory &directory, const std::vector<Namin
 std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,
                                           const std::string &name, const std::string &dn,
                                           const std::vector<Account> &wanted) {
-    // Where the library lists members by DN, whatever the user's container is.
+    // Where the library lists members by DN, whatever the user's container.
     const std::string usual = fmt::format("uid={},{},{}", EscapedForDn(name), kUserKind.container,
                                           directory.Saved().base);
     std::vector<std::string> dns = {dn};
@@ -169,7 +169,7 @@ void EachMember(const AccountDirectory &directory,
 std::vector<StaleMembership> StaleMemberships(const AccountDirectory &directory,
                                               const std::unordered_set<std::string> &users) {
     std::vector<StaleMembership> stale;
-    std::unordered_set<std::string> seen;  // in the group that comes last
+    std::unordered_set<std::string> seen;  // in the latest group
     EachMember(directory, [&](const Account &group, const std::string &user) {
         if (users.contains(Folded(user))) return;
         if (stale.empty() || stale.back().group.dn != group.dn) {

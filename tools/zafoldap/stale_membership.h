@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Groups that list somebody who is not there. Whoever gets the name later is a member at once, of
-// "Directory Operators" too, without anybody having said so.
+// Groups that list a user who does not exist. Anyone given that name later is immediately a member,
+// even of "Directory Operators", without anyone having decided so.
 #pragma once
 
 #include <functional>
@@ -18,14 +18,14 @@ namespace zafo::cli {
 // The attributes by which groups list members: by name, and by DN.
 inline constexpr const char *kMemberAttributes[] = {"memberUid", "member", "uniqueMember"};
 
-// The groups that list somebody who is still to be made, or to get this name, in one search: throws Failure
-// ("memberships_left") unless the command line has --keep-memberships. `wanted`: groups that
-// may list it.
+// The groups, found in one search, that list a user before it is created or renamed to this name;
+// throws Failure ("memberships_left") for them unless the command line has --keep-memberships.
+// `wanted`: groups that may list it.
 std::vector<Account> CheckMembershipsLeft(const AccountDirectory &directory,
                                           const std::string &name, const std::string &dn,
                                           const std::vector<Account> &wanted);
 
-// What of a group's values names a user.
+// The values of a group that name a user.
 struct ListedValues {
     std::vector<std::string> of[std::size(kMemberAttributes)];
     bool None() const;
@@ -34,7 +34,7 @@ struct ListedValues {
 ListedValues ValuesNaming(const AccountDirectory &directory, const Account &group,
                           const std::string &name);
 
-// Calls `visit` with every group that lists somebody and each whom it lists, in one search.
+// Calls `visit` with every group and each user it lists, in one search.
 void EachMember(const AccountDirectory &directory,
                 const std::function<void(const Account &group, const std::string &user)> &visit);
 
@@ -43,8 +43,8 @@ struct StaleMembership {
     std::vector<std::string> names;
 };
 
-// All groups that list somebody who is none of `users` (folded names), those first that give
-// rights over the directory. One search.
+// All groups that list someone not in `users` (folded names), those that give rights over the
+// directory first. One search.
 std::vector<StaleMembership> StaleMemberships(const AccountDirectory &directory,
                                               const std::unordered_set<std::string> &users);
 

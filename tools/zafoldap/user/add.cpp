@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// user add. Everything that can be checked is checked before the entry is made; what fails
-// after that leaves the entry, and the message says how to finish.
+// user add. Everything possible is checked before the entry is created; a later failure leaves the
+// entry in place, and the message says how to finish.
 #include <algorithm>
 #include <utility>
 
@@ -27,15 +27,15 @@ namespace {
 struct NewUser {
     NewAccount account = {};
     UserInput input = {};
-    ZAFOUSER &record = input.record;  // what the library makes the entry of
+    ZAFOUSER &record = input.record;  // from which the library creates the entry
     std::vector<std::string> group_names = {};
     std::string dn = {};
     PrimaryGroup primary = {};
     std::vector<Account> groups = {};
-    std::vector<Account> kept = {};  // groups that list the name before there is anybody of it
+    std::vector<Account> kept = {};  // groups that listed the name before it existed
 };
 
-// What the command line says, checked as far as it can be without the directory.
+// Parses the command line and checks what can be checked without the directory.
 void ReadOptions(const Session &session, NewUser &user) {
     user.account = ReadNewAccount(session, kUserKind);
     ReadUserInput(session, /*edits=*/false, user.input);
@@ -68,7 +68,7 @@ ChangePlan CheckAgainst(const AccountDirectory &directory, NewUser &user) {
     return plan;
 }
 
-// Told from the record that the library gets.
+// Derived from the record that the library gets.
 void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePlan &plan) {
     const std::string &name = user.account.name;
     const ZAFOUSER &record = user.record;
@@ -98,7 +98,7 @@ void PlanEntry(const AccountDirectory &directory, const NewUser &user, ChangePla
         plan.Member(group.dn, "add", name, directory.Saved().base);
 }
 
-// One request for all groups; when that was not all of it, group by group.
+// One request for all groups; if that did not cover all, group by group.
 void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftovers &left) {
     if (user.groups.empty()) return;
     std::vector<std::string> dns;
@@ -128,7 +128,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
     }
 }
 
-// The library makes the home folder and does not say whether it could; asking again finds out.
+// The library creates the home folder without reporting success; creating it again finds out.
 void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftovers &left) {
     std::optional<Failure> failure;
     std::string what = "its home folder could not be created";
@@ -148,8 +148,8 @@ void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftov
              Reason(*failure));
 }
 
-// Whether the number is the user's alone: a suggested one is replaced until it is, a wanted one
-// that somebody else took at the same moment is told.
+// Makes sure that the number is the user's alone: a suggested one is replaced until it is, a
+// requested one that someone else took at the same moment is reported.
 std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std::uint32_t number,
                      Leftovers &left) {
     try {
@@ -177,7 +177,7 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
     return number;
 }
 
-// Makes the entry and all that belongs to it; gives its number.
+// Creates the entry and everything that goes with it; returns its number.
 std::uint32_t Make(const AccountDirectory &directory, NewUser &user, Leftovers &left) {
     std::vector<std::string> texts;
     for (const auto &[attribute, value] : user.input.settings)

@@ -21,7 +21,7 @@ struct Edit {
     bool touches_record = false;
 };
 
-// What the command line says, checked as far as it can be without the directory.
+// Parses the command line and checks what can be checked without the directory.
 void ReadEdit(const Session &session, Edit &edit) {
     ReadUserInput(session, /*edits=*/true, edit.input);
     edit.input.record.pw_uid = ReadNumber(session, kUserKind).value_or(UID_ERR);
@@ -42,7 +42,7 @@ unsigned int ClassesOf(const AccountDirectory &directory, const std::string &dn)
     return classes;
 }
 
-// Options that the library could only pass over are refused.
+// Refuses options that the library would ignore.
 void CheckEdit(const AccountDirectory &directory, const Account &user, Edit &edit) {
     directory.RequireClasses(kUserKind, ClassesOf(directory, user.dn));
     const std::string now = directory.ValueOf(user.dn, std::string(kUserKind.filter), "uidNumber");
@@ -71,7 +71,7 @@ ChangePlan PlanOfEdit(const Account &user, const Edit &edit) {
     return plan;
 }
 
-// The attributes of --set, as one change of their own.
+// Sets the attributes of --set, in a separate change.
 std::optional<Failure> ApplySettings(const AccountDirectory &directory, const Account &user,
                                      const Edit &edit) {
     ChangeFile file(user.dn, "modify");

@@ -27,7 +27,7 @@ struct FreeUser {
     void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
 };
 
-// Of a text that the library takes.
+// Parses a text that the library accepts.
 Export ParseExport(const std::string &text) {
     const size_t colon = text.find(":/", text.starts_with('[') ? text.find(']') : 0);
     Export place{text.substr(0, colon), text.substr(colon + 1)};
@@ -36,7 +36,8 @@ Export ParseExport(const std::string &text) {
     return place;
 }
 
-// What --export says, else what the directory publishes; nothing for the latter's odd forms.
+// The value of --export, otherwise what the directory publishes. Throws Failure if that is missing
+// or of another form.
 Export ExportFor(const AccountDirectory &directory) {
     const Session &session = directory.TheSession();
     if (const std::string *given = session.invocation.Find("export")) {
@@ -69,7 +70,7 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
     session.streams.Note(fmt::format("home folder of {}: exists", OneLine(whose)));
 }
 
-// What a dry run has to say; true: it was one.
+// Prints what a dry run would do; returns whether this is one.
 bool DryRun(Session &session, const Json &record, const std::string &text) {
     if (!session.Options().dry_run) return false;
     if (session.Options().form == Form::kJson) {

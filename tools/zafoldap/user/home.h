@@ -15,14 +15,14 @@ struct Export {
     std::string path;
 };
 
-// HOST:PATH in a value of the map "auto_home", "-fstype=nfs HOST:PATH/&" with backslashes before
-// "$", blanks and "&" of the path; nothing for another form.
+// HOST:PATH from a value of the map "auto_home", "-fstype=nfs HOST:PATH/&" with backslashes before
+// "$", blanks and "&" in the path; nothing for any other form.
 std::optional<Export> ParseAutomountValue(std::string_view value);
 
-// Why the library does not mount what a value names (zafoldap/home.h); empty: it does.
+// Why the library refuses to mount what a value names (zafoldap/home.h); empty: it does not.
 std::string FaultOfAutomountValue(std::string_view value);
 
-// The value that the directory publishes; empty: none.
+// The value published by the directory; empty: none.
 std::string PublishedHomes(const AccountDirectory &directory);
 
 }  // namespace zafo::cli

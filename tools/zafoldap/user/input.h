@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The fields of a user that user add and user edit set.
+// The user fields that user add and user edit set.
 #pragma once
 
 #include <array>
@@ -27,13 +27,13 @@ struct TextField {
 inline constexpr size_t kTextFieldCount = 4;
 extern const std::array<TextField, kTextFieldCount> kTextFields;
 
-// Stays where it is: the record points into it.
+// Must not be moved: the record points into it.
 struct UserInput {
     UserInput() = default;
     UserInput(const UserInput &) = delete;
     UserInput &operator=(const UserInput &) = delete;
 
-    ZAFOUSER record{};  // its texts that were given
+    ZAFOUSER record{};  // the texts that were given
     std::array<std::string, kTextFieldCount> texts;
     std::optional<long> expires;
     std::optional<bool> may_change_password;
@@ -44,8 +44,8 @@ struct UserInput {
 
 std::vector<Option> UserFieldOptions();
 
-// What the command line says, checked as far as it can be without the directory. `edits`: an empty
-// text removes what there is; else it is as good as none.
+// Parses the command line and checks what can be checked without the directory. `edits`: an empty
+// text removes the present value; otherwise it is ignored.
 void ReadUserInput(const Session &session, bool edits, UserInput &input);
 
 }  // namespace zafo::cli

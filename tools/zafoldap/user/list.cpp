@@ -19,7 +19,7 @@ Names AsSet(const NameList &list) {
     return names;
 }
 
-// Members of a group, listed ones and those with it as their primary group.
+// Members of a group: those it lists and those with it as their primary group.
 Names MembersOf(const AccountDirectory &directory, const std::string &group,
                 std::optional<Failure> &cut) {
     const std::string dn = directory.Require(kGroupKind, group);

@@ -15,7 +15,7 @@ namespace zafo::cli {
 
 namespace {
 
-// What the change touches besides the password that the server keeps, by the entry's classes.
+// What the change affects besides the server's password, depending on the entry's classes.
 struct Touched {
     bool samba;
     bool shadow;
@@ -33,8 +33,8 @@ Touched TouchedBy(const AccountDirectory &directory, const std::string &dn) {
     return {has(ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT), has(ZAFOLDAP_CLASS_SHADOW_ACCOUNT)};
 }
 
-// The library changes the entry first and then has the server set the password; the second step
-// fails with no code of its own.
+// The library changes the entry before it has the server set the password; a failure of the second
+// step has no code of its own.
 void SetPassword(const AccountDirectory &directory, const std::string &name, const std::string &dn,
                  std::string password, const Touched &touched,
                  const std::vector<std::string> &attributes) {
@@ -59,7 +59,7 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     if (!partly) {
         Failure refused =
             OwnFailure(Message::kPasswordRefused, directory.FactsAbout(name), failure->detail);
-        refused.exit_code = failure->exit_code;  // 4, 6 where that is why
+        refused.exit_code = failure->exit_code;  // 4 or 6 if that is the cause
         refused.ldap_code = failure->ldap_code;
         throw refused;
     }

@@ -18,7 +18,7 @@ namespace zafo::cli {
 
 namespace {
 
-// A rename that failed has changed nothing, or the entry but not all groups: those are done here.
+// A failed rename has changed nothing, or the entry but not all groups; this changes those.
 void FinishRename(const AccountDirectory &directory, const Account &user,
                   const std::string &new_name, const Failure &failure) {
     bool renamed = false, gone = false;
@@ -41,7 +41,8 @@ std::string RdnOf(const Account &user, const std::string &new_name) {
     return fmt::format("{}={}", user.dn.substr(0, user.dn.find('=')), EscapedForDn(new_name));
 }
 
-// Nobody waits for the new name in a group; the DN there is that of the renamed entry.
+// No group may list the new name or the renamed entry's DN, unless the command line has
+// --keep-memberships.
 void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &user,
                              const std::string &new_name, ChangePlan &plan) {
     const std::vector<Account> kept = CheckMembershipsLeft(
@@ -51,7 +52,7 @@ void CheckNewNameIsInNoGroup(const AccountDirectory &directory, const Account &u
                                           new_name, Enumerated(NamesOf(kept))));
 }
 
-// The attribute of the entry's RDN follows with it, the other one of "uid" and "cn" is replaced.
+// The attribute of the entry's RDN changes with it; the other one of "uid" and "cn" is replaced.
 void PlanRename(const Account &user, const std::string &new_name, ChangePlan &plan) {
     const std::string rdn = user.dn.substr(0, user.dn.find('='));
     plan.Record(user.dn, "modify");

@@ -23,7 +23,7 @@ struct FreeUser {
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
 
-// The groups that match a filter, as rows without what makes the user one of them.
+// The groups that match a filter, as rows without the reason for the membership.
 std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::string &name,
                                  const std::string &filter) {
     Search search(directory.Out(), directory.TheHost(),
