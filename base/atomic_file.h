@@ -89,7 +89,7 @@ class FileUpdate {
     // may change its group.
     void LetRead(gid_t group) { reader_ = group; }
 
-    // From the next Replace on, the caller owns the file, with this mode, whoever owned it before.
+    // From the next Replace on, the caller owns the file, with this mode, no matter who owned it before.
     void TakeOver(mode_t mode) { own_ = mode; }
 
   private:
