@@ -21,7 +21,7 @@ struct floor_count {
 /* Reads LDIF to its end, line by line. Returns 0 or -1. */
 int floor_read(FILE *stream, struct floor_count *count);
 
-/* Runs a program found on PATH, reads its output and waits for it. Returns its wait status or -1. */
+/* Runs a program found on PATH, reads its output, waits for it. Returns its wait status or -1. */
 int floor_run(char *const argv[], struct floor_count *count);
 
 #ifdef __cplusplus

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * Callers' programs, valid in C99 and C++20: each includes one header and calls something of it, or,
- * with ALL defined, all do so together. headers_compile_alone.sh compiles them.
+ * Callers' programs, valid in C99 and C++20: each includes one header and calls something of it,
+ * or, with ALL defined, all do so together. headers_compile_alone.sh compiles them.
  *
  *   -DCALLER_zafoldap_search     the section of "zafoldap/search.h"
  *   -DALL                        the umbrella header and all sections
