@@ -1,12 +1,12 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * A stranger's programs, in the words that C99 and C++20 share: each calls something of one header, with nothing
- * but that header included, or, with ALL defined, everything together. headers_compile_alone.sh compiles them.
+ * Callers' programs, valid in C99 and C++20: each includes one header and calls something of it,
+ * or, with ALL defined, all do so together. headers_compile_alone.sh compiles them.
  *
  *   -DCALLER_zafoldap_search     the section of "zafoldap/search.h"
  *   -DALL                        the umbrella header and all sections
  *
- * A section is headed by a line "#if defined ALL || defined CALLER_FOLDER_NAME"; every header has one.
+ * Every header has a section, which starts with "#if defined ALL || defined CALLER_FOLDER_NAME".
  */
 #if defined ALL
 #include "zafoldap.h"

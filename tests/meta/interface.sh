@@ -3,8 +3,8 @@
 #
 # Compares the interface of the built library with its description in the repository, or rewrites
 # that:
-#  src/zafoldap.abi        exported functions, their signatures and the records these refer to (abidw(1))
-#  src/zafoldap.constants  the named constants of the public headers
+#   src/zafoldap.abi        exported functions, their signatures and the records they use (abidw(1))
+#   src/zafoldap.constants  the named constants of the public headers
 # Neither depends on compilers, folders or line numbers.
 #
 #   interface.sh check|renew SOURCE_DIR LIBRARY COMPILER
