@@ -102,6 +102,8 @@ TEST(Password, IsStrongEnoughOrRefused) {
             << password;
     }
     EXPECT_EQ(KeyOf([] { CheckStrength("\xff\xff\xff\xff\xff\xff\xff", "x"); }), "password_weak");
+    EXPECT_EQ(KeyOf([] { CheckStrength("\xff\u00e4\u00f6\u00fc\u00e4", "x"); }), "password_weak")
+        << "9 bytes, 5 characters";
 }
 
 TEST(RandomPassword, IsLongPlainAndNeverTheSame) {

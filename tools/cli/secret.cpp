@@ -85,9 +85,7 @@ std::string TakePassword(Streams &streams, const Invocation &invocation, std::st
 }
 
 size_t CharactersOf(const std::string &password) {
-    const auto *bytes = reinterpret_cast<const uint8_t *>(password.data());
-    const bool utf8 = u8_check(bytes, password.size()) == nullptr;
-    return utf8 ? u8_mbsnlen(bytes, password.size()) : password.size();
+    return u8_mbsnlen(reinterpret_cast<const uint8_t *>(password.data()), password.size());
 }
 
 void CheckStrength(const std::string &password, std::string_view name) {

@@ -13,7 +13,7 @@ namespace zafo::cli {
 // group or others can read or write it), or prompted for twice.
 std::string TakePassword(Streams &streams, const Invocation &invocation, std::string_view what);
 
-// The length in characters; in bytes if it is not valid UTF-8.
+// The length in characters; a byte that is part of none counts as one.
 size_t CharactersOf(const std::string &password);
 
 // Throws Failure ("password_weak") for a password that is too weak for a person: shorter than 8
