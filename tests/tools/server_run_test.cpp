@@ -440,8 +440,8 @@ TEST_F(Server, IsNotResetUnasked) {
 TEST_F(Server, OfAnotherSuffixNeedsAResetFirst) {
     const ProgramRun run = ServerLine("enable --suffix dc=other,dc=org");
     EXPECT_EQ(run.exit_code, 5);
-    EXPECT_THAT(run.err,
-                AllOf(HasSubstr("belongs to dc=example,dc=com"), HasSubstr("zafoldapserver reset")));
+    EXPECT_THAT(run.err, AllOf(HasSubstr("belongs to dc=example,dc=com"),
+                               HasSubstr("zafoldapserver reset")));
 }
 
 TEST_F(Server, IsGoneAfterAResetWhoseSuffixWasTyped) {
