@@ -10,7 +10,7 @@ namespace zafo {
 template <class Record, int (*kFree)(Record *)>
 class Own : public Record {
   public:
-    Own() : Record{} {}
+    Own() { static_cast<Record &>(*this) = {}; }
     Own(const Own &) = delete;
     Own &operator=(const Own &) = delete;
     ~Own() { kFree(this); }
