@@ -86,8 +86,8 @@ std::string ComparableAttribute(std::string_view attribute) {
 }
 
 // By the rules of caseIgnoreMatch: blanks at the ends are ignored, several count as one, and a
-// value of blanks is one blank. Separators are escaped in hexadecimal, so that a plain one always
-// ends an RDN.
+// value of blanks is one blank. Separators, and other blanks than " ", which a reader would drop at
+// the ends, are escaped in hexadecimal.
 std::string ComparableValue(const DnPair &pair) {
     if (pair.written.starts_with('#')) return Folded(pair.written);
     std::string comparable;
@@ -100,7 +100,7 @@ std::string ComparableValue(const DnPair &pair) {
         }
         if (blank && !comparable.empty()) comparable += ' ';
         blank = false;
-        if (IsOneOf(kNeedEscapes, c) || IsOneOf("#=", c)) {
+        if (IsOneOf(kNeedEscapes, c) || IsOneOf(kDnBlanks, c) || IsOneOf("#=", c)) {
             comparable += '\\';
             AppendHex(&comparable, c);
         } else {

@@ -194,6 +194,15 @@ TEST(Dn, IsTheSameInAnyForm) {
         EXPECT_TRUE(SameDn(a, b)) << a << " | " << b;
 }
 
+TEST(Dn, ComparableFormIsItsOwn) {
+    for (const char *dn :
+         {"o=\\0A\\20\\20", "o=\\09a", "o=a\\0D", "o=\\20", "o=\\2C\\#", "o= A  b "}) {
+        const std::string comparable = ComparableDn(dn);
+        EXPECT_NE(comparable, "") << dn;
+        EXPECT_EQ(ComparableDn(comparable), comparable) << dn;
+    }
+}
+
 TEST(Dn, IsNotTheSameAsOthers) {
     const Rows kOthers[] = {
         {"dc=example,dc=com", "dc=example,dc=org"},
