@@ -42,7 +42,8 @@ using zafo::SecretArguments;
 using zafo::Spawner;
 using zafo::UniqueFd;
 
-constexpr size_t kStreamBuffer = 64 << 10;
+// A quarter of the pipe: a writer that waits for room in it is woken once for each read.
+constexpr size_t kStreamBuffer = 256 << 10;
 // A child's descriptors: the standard ones, then its secrets.
 constexpr int kFirstSecret = STDERR_FILENO + 1;
 

@@ -119,25 +119,29 @@ bool Grow(QLIBSZLIST **ppList, size_t cbBlock) {
     return true;
 }
 
-// Makes room for `cbText` more bytes of text and `nItems` more items. `*psz` is the caller's text:
-// if it is in the list itself, the pointer is updated.
-bool Reserve(QLIBSZLIST **ppList, size_t cbText, size_t nItems, const char **psz) {
+// Reserve where the block is too small. Not inlined: items are added by the million.
+[[gnu::noinline]] const char *MakeRoom(QLIBSZLIST **ppList, size_t cbMore, const char *sz) {
     const QLIBSZLIST *list = *ppList;
     const size_t cbUsed = Used(list);
-    const size_t cbMore = cbText + nItems * kWord;
-    if (cbMore <= list->cbBlock - cbUsed) return true;
-    if (cbMore > PTRDIFF_MAX - cbUsed) return false;
+    if (cbMore > PTRDIFF_MAX - cbUsed) return nullptr;
     const auto begin = reinterpret_cast<uintptr_t>(list);
-    const auto at = reinterpret_cast<uintptr_t>(*psz);
+    const auto at = reinterpret_cast<uintptr_t>(sz);
     const bool own = at >= begin && at - begin < list->cbBlock;
     if (!own && list->cbHole > list->cbText / 2 &&
         cbUsed - list->cbHole + cbMore <= list->cbBlock && Compact(ppList, list->cbBlock)) {
-        return true;
+        return sz;
     }
     const size_t cbBlock = GrownSize(list, cbUsed + cbMore);
-    if (cbBlock == 0 || !Grow(ppList, cbBlock)) return false;
-    if (own) *psz = reinterpret_cast<const char *>(*ppList) + (at - begin);
-    return true;
+    if (cbBlock == 0 || !Grow(ppList, cbBlock)) return nullptr;
+    return own ? reinterpret_cast<const char *>(*ppList) + (at - begin) : sz;
+}
+
+// Makes room for `cbText` more bytes of text and `nItems` more items. Returns where the caller's
+// text `sz`, which may be in the list itself, is then, or nullptr.
+const char *Reserve(QLIBSZLIST **ppList, size_t cbText, size_t nItems, const char *sz) {
+    const size_t cbMore = cbText + nItems * kWord;
+    const bool fits = cbMore <= (*ppList)->cbBlock - Used(*ppList);
+    return fits ? sz : MakeRoom(ppList, cbMore, sz);
 }
 
 // Appends text for which there is room; returns its offset.
@@ -234,10 +238,10 @@ int QLIBCSzListPush(QLIBSZLIST **ppList, const char *sz) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     // Lists of marks hold mostly empty texts: avoid the call for them.
     const size_t cb = *sz == '\0' ? 1 : std::strlen(sz) + 1;
-    if ((*ppList)->nItem == INT_MAX || !Reserve(ppList, cb, 1, &sz))
-        return Fail(QLIB_ERR_OUT_OF_MEMORY);
+    const char *text = (*ppList)->nItem < INT_MAX ? Reserve(ppList, cb, 1, sz) : nullptr;
+    if (text == nullptr) return Fail(QLIB_ERR_OUT_OF_MEMORY);
     QLIBSZLIST *list = *ppList;
-    OffsetOf(list, list->nItem) = AddText(list, sz, cb);
+    OffsetOf(list, list->nItem) = AddText(list, text, cb);
     ++list->nItem;
     return 0;
 }
@@ -254,16 +258,16 @@ int QLIBCSzListInsert(QLIBSZLIST **ppList, int nIndex, const char *sz) {
     const size_t cb = std::strlen(sz) + 1;
     const int gap = std::max(nIndex - (*ppList)->nItem, 0);
     const auto gapSize = static_cast<size_t>(gap);
-    if (std::max(nIndex, (*ppList)->nItem) == INT_MAX ||
-        !Reserve(ppList, gapSize + cb, gapSize + 1, &sz)) {
-        return Fail(QLIB_ERR_OUT_OF_MEMORY);
-    }
+    const char *text = std::max(nIndex, (*ppList)->nItem) < INT_MAX
+                           ? Reserve(ppList, gapSize + cb, gapSize + 1, sz)
+                           : nullptr;
+    if (text == nullptr) return Fail(QLIB_ERR_OUT_OF_MEMORY);
     QLIBSZLIST *list = *ppList;
     for (int i = 0; i < gap; ++i) {
         OffsetOf(list, list->nItem) = AddText(list, "", 1);
         ++list->nItem;
     }
-    const Offset at = AddText(list, sz, cb);
+    const Offset at = AddText(list, text, cb);
     Offset *lowest = OffsetsEnd(list) - list->nItem;
     std::memmove(lowest - 1, lowest, static_cast<size_t>(list->nItem - nIndex) * kWord);
     OffsetOf(list, nIndex) = at;
@@ -276,18 +280,19 @@ int QLIBCSzListSet(QLIBSZLIST **ppList, int nIndex, const char *sz) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     const size_t cb = std::strlen(sz) + 1;
     const size_t cbOld = std::strlen(Item(*ppList, nIndex)) + 1;
-    if (cb > cbOld && !Reserve(ppList, cb, 0, &sz)) return Fail(QLIB_ERR_OUT_OF_MEMORY);
+    const char *text = cb > cbOld ? Reserve(ppList, cb, 0, sz) : sz;
+    if (text == nullptr) return Fail(QLIB_ERR_OUT_OF_MEMORY);
     QLIBSZLIST *list = *ppList;
     // Making room may have moved the items to a new block, in a different order.
     const Offset at = OffsetOf(list, nIndex);
     if (at + cbOld == list->cbText) {
-        std::memmove(Text(list) + at, sz, cb);
+        std::memmove(Text(list) + at, text, cb);
         list->cbText = at + cb;
     } else if (cb <= cbOld) {
-        std::memmove(Text(list) + at, sz, cb);
+        std::memmove(Text(list) + at, text, cb);
         list->cbHole += cbOld - cb;
     } else {
-        OffsetOf(list, nIndex) = AddText(list, sz, cb);
+        OffsetOf(list, nIndex) = AddText(list, text, cb);
         list->cbHole += cbOld;
     }
     return 0;

@@ -109,10 +109,10 @@ class EntryReader {
     const Window window_;
     ZAFOLDAP_RESULT &result_;
     LineBuffer line_;
-    size_t entry_size_ = 0;    // so far, stored or not
-    List marks_;               // one per pair of this entry: kBase64, or ""
-    bool has_base64_ = false;  // at least one mark is kBase64
-    std::string folded_;       // text of the last value while continuation lines are added
+    size_t entry_size_ = 0;  // so far, stored or not
+    List marks_;             // one per pair of this entry: kBase64, or ""
+    int first_base64_ = -1;  // the first pair marked kBase64
+    std::string folded_;     // text of the last value while continuation lines are added
     bool is_folded_ = false;
     bool skip_continuation_ = false;
     bool in_entry_ = false;   // a line of an entry, delivered or not, has been read
@@ -183,7 +183,7 @@ EntryReader::Step EntryReader::EndOfEntry() {
     if (!Decode()) return Step::kFailed;
     entry_size_ = 0;
     QLIBCSzListRemoveAll(marks_.get());
-    has_base64_ = false;
+    first_base64_ = -1;
     const bool is_inside = window_.Holds(result_.nEntry);
     ++result_.nEntry;
     return is_inside ? Step::kDelivered : Step::kGoOn;
@@ -213,8 +213,8 @@ EntryReader::Step EntryReader::Pair(char *line) {
     if (is_base64) ++value;
     while (IsSpace(*value))
         ++value;
+    if (is_base64 && first_base64_ < 0) first_base64_ = marks_.size();
     marks_.Push(is_base64 ? kBase64 : "");
-    has_base64_ = has_base64_ || is_base64;
     if (AddPair(&result_, line, value) != 0) return Step::kFailed;
     skip_continuation_ = false;
     return Step::kGoOn;
@@ -242,7 +242,7 @@ bool EntryReader::Decode() {
 bool EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
-    for (int i = 0; has_base64_ && i < marks_.size(); ++i) {
+    for (int i = first_base64_; i >= 0 && i < marks_.size(); ++i) {
         if (marks_[i][0] == '\0') continue;
         const char *text = ItemAt(result_.plistValue, i);
         const size_t text_size = std::strlen(text);
