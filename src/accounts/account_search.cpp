@@ -13,8 +13,7 @@ namespace {
 
 int Append(QLIBSZLIST **list, const char *text) {
     if (list == nullptr || QLIBCSzListPush(list, text) >= 0) return 0;
-    ZAFO_LOG("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
-    return -1;
+    return ZAFO_FAILURE("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
 }
 
 }  // namespace
@@ -45,15 +44,10 @@ int ListAccounts(const ZAFOLDAP_HOST *host, const char *filter, const AccountLis
         const char *dn = search.First("dn");
         const char *name = name_attribute != nullptr ? search.First(name_attribute) : "";
         if (dn == nullptr || name == nullptr) continue;
-        if (Append(listing.dns, dn) != 0 || Append(listing.names, name) != 0) {
-            return -1;
-        }
+        if (Append(listing.dns, dn) != 0 || Append(listing.names, name) != 0) return -1;
         ++count;
     }
-    if (found < 0) {
-        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
-        return -1;
-    }
+    if (found < 0) return ZAFO_FAILURE("ZAFOLDAPSearchGetNext get next failed");
     return count;
 }
 

@@ -30,8 +30,7 @@ int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
     }
     zafo::WriteValue(file.get(), "changetype", "delete");
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify [%s] failed. [0x%04X]", dn, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify [%s] failed. [0x%04X]", dn, zafo::PlatformError());
 }
 
 // A DN from the server may be too long or contain line breaks.
@@ -83,13 +82,11 @@ int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *host, const char *name) {
         zafo::FoundText dn = "";
         if (Resolve(host, kUser, name, dn) != 0) return -1;
         if (DeleteEntry(host, dn, Percents::kAreText) != 0) {
-            ZAFO_LOG("Delete user [%s] failed.", dn);
-            return -1;
+            return ZAFO_FAILURE("Delete user [%s] failed.", dn);
         }
         if (ZAFOLDAPBrowserGroupEditWhenUserUIDChange(host, name, nullptr) != 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", name,
-                     zafo::PlatformError());
-            return -1;
+            return ZAFO_FAILURE("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", name,
+                                zafo::PlatformError());
         }
         return 0;
     });

@@ -54,8 +54,8 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *descri
                             .sid = MakeSid(host),
                             .extra = extra});
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group->szName, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", group->szName,
+                        zafo::PlatformError());
 }
 
 }  // namespace

@@ -37,10 +37,7 @@ int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *ch
     zafo::Group group;
     const int found =
         ZAFOLDAPBrowserGroupGet(host, group_dn, group.Next(), description, sizeof description);
-    if (found != 1) {
-        ZAFO_LOG("get group %s failed. ", group_dn);
-        return -1;
-    }
+    if (found != 1) return ZAFO_FAILURE("get group %s failed. ", group_dn);
     const char *&new_name = changes->new_name;
     if (new_name != nullptr && QLIBCUnicodeUTF8StrCaseCmp(new_name, group->szName) == 0) {
         new_name = nullptr;
@@ -90,8 +87,7 @@ int Edit(const ZAFOLDAP_HOST *host, const char *group_dn, Changes changes) {
     if (file.Open() != 0) return -1;
     WriteChanges(file.get(), group_dn, changes);
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group_dn, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", group_dn, zafo::PlatformError());
 }
 
 }  // namespace

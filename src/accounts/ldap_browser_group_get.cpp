@@ -31,8 +31,8 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
     if (gid == nullptr) ZAFO_LOG("get gid failed");
     zafo::List members;
     if (ZAFOLDAPResultGetAll(&entry.result, "memberUid", members.address()) < 0) {
-        ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", "memberUid", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPResultGetAll %s failed. [0x%04X]", "memberUid",
+                            zafo::PlatformError());
     }
     const auto pointers = PointersTo(members);
     if (pointers == nullptr) {
@@ -43,8 +43,8 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
     ZAFOGROUP *made = nullptr;
     if (ZAFOGroupAlloc(&made, name, zafo::AccountNumber(gid), pointers.get()) < 0 ||
         made == nullptr) {
-        ZAFO_LOG("ZAFOGroupAlloc failed. [%s]. [0x%04X]", group_dn, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOGroupAlloc failed. [%s]. [0x%04X]", group_dn,
+                            zafo::PlatformError());
     }
     made->nType = ZAFO_ACCOUNT_DIRECTORY;
     *group = made;  // the old value is the caller's, or uninitialised
@@ -66,10 +66,7 @@ int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *host, const char *group_dn, ZAF
         const int found = zafo::FirstEntryAt(host, group_dn, &search);
         if (found != 1) return found;
         const char *name = search.First("cn");
-        if (name == nullptr) {
-            ZAFO_LOG("get name failed");
-            return -1;
-        }
+        if (name == nullptr) return ZAFO_FAILURE("get name failed");
         const char *text = search.First("description");
         if (text != nullptr && description != nullptr && size > 0) {
             zafo::CopyText(text, description, size);

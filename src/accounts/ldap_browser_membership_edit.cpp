@@ -115,8 +115,7 @@ void WriteWhereNeeded(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Chan
 
 int Apply(const ZAFOLDAP_HOST *host, zafo::ChangeFile *file, const char *uid) {
     if (file->Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", uid, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", uid, zafo::PlatformError());
 }
 
 // DNs from a server are as untrusted as those from a caller.
@@ -177,8 +176,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid
         if (file.Open() != 0) return -1;
         zafo::List current;
         if (ZAFOLDAPBrowserGroupEnumByUserUID(host, uid, current.address(), nullptr) < 0) {
-            ZAFO_LOG("get group list for user %s failed.", uid);
-            return -1;
+            return ZAFO_FAILURE("get group list for user %s failed.", uid);
         }
         if (QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE) < 0) return -1;
         WriteWhereNeeded(file.get(), *host, kAdd, uid, added_group_dns, current);

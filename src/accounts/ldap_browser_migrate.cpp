@@ -118,8 +118,7 @@ int UsersToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> extra;
     if (!Make(&names) || !Make(&extra)) return -1;
     if (ZAFOUserEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
-        ZAFO_LOG("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
     }
     return ForEach(*names, "user",
                    [&](const char *name) { return CopyUserToDirectory(host, name, &*extra); });
@@ -149,8 +148,7 @@ int GroupsToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     if (!Make(&names)) return -1;
     if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
-        ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
     }
     zafo::GroupDescription description;
     return ForEach(*names, "group", [&](const char *name) {
@@ -301,8 +299,7 @@ int UsersToLocal(const ZAFOLDAP_HOST *host) {
     transit.multi_result.reset(QLIBCMResultAlloc());
     if (transit.multi_result == nullptr) return -1;
     if (ZAFOLDAPBrowserUserEnumAll(host, dns->address(), nullptr) < 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
     }
     return ForEach(*dns, "user",
                    [&](const char *dn) { return CopyUserToLocal(host, dn, &transit); });
@@ -351,8 +348,7 @@ int GroupsToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
     if (!Make(&dns)) return -1;
     if (ZAFOLDAPBrowserGroupEnumAll(host, dns->address(), nullptr) < 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
     }
     zafo::Group group;
     zafo::Group local;

@@ -75,9 +75,8 @@ int MakePasswordValue(const ZAFOUSER &user, const PasswordKind &kind, std::strin
     }
     char hash[zafo::kHashedPasswordSize] = "";
     if (ZAFOLDAPEncryptPasswd(user.szPasswd, hash, sizeof hash) != 0) {
-        ZAFO_DEBUG_LOG("ZAFOLDAPEncryptPassword failed. [%s] [0x%04X]", user.szName,
-                       zafo::PlatformError());
-        return -1;
+        return ZAFO_DEBUG_FAILURE("ZAFOLDAPEncryptPassword failed. [%s] [0x%04X]", user.szName,
+                                  zafo::PlatformError());
     }
     value->assign(hash);
     return 0;
@@ -133,8 +132,7 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *ex
     if (!kind.is_clear) return 0;
 
     if (user->szPasswd != nullptr && ZAFOLDAPPasswd(host, dn.c_str(), user->szPasswd) != 0) {
-        ZAFO_LOG("ZAFOLDAPPasswd failed. [%s]", dn.c_str());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPPasswd failed. [%s]", dn.c_str());
     }
     ZAFOLDAPBrowserUserHomeCreate(host, user);
     return 0;

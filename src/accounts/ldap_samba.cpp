@@ -111,8 +111,7 @@ int ReadXid(const ZAFOLDAP_HOST *host, int type, char *buffer, size_t size) {
     const Found found = zafo::Guarded(
         Found::kFailed, [&] { return ReadValue(host, *dn, xid.attribute, buffer, size); });
     if (found != Found::kFailed) return 0;
-    ZAFO_LOG("get %s [%d] failed.", xid.attribute, type);
-    return -1;
+    return ZAFO_FAILURE("get %s [%d] failed.", xid.attribute, type);
 }
 
 zafo::NumberRange ReadRange(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
@@ -128,17 +127,15 @@ int Generate(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
     const char *attribute = kind.account.number_attribute;
     zafo::IdPool pool{attribute, kind.account.filter, ReadRange(host, kind)};
     if (pool.range.highest <= pool.range.lowest) {
-        ZAFO_LOG("Bad %s min(%llu), max(%llu) value.", kind.title, Printed{pool.range.lowest},
-                 Printed{pool.range.highest});
-        return -1;
+        return ZAFO_FAILURE("Bad %s min(%llu), max(%llu) value.", kind.title,
+                            Printed{pool.range.lowest}, Printed{pool.range.highest});
     }
     const auto dn = PoolDN(*host, "CurID");
     if (!dn) return -1;
     uint64_t number = 0;
     if (ZAFOLDAPAtomicIncr(host, dn->c_str(), attribute, &number, ZAFOLDAPIdPoolFindFree, &pool) !=
         0) {
-        ZAFO_LOG("get %s from %s failed.", attribute, dn->c_str());
-        return -1;
+        return ZAFO_FAILURE("get %s from %s failed.", attribute, dn->c_str());
     }
     return static_cast<int>(number);
 }
@@ -191,17 +188,14 @@ int GenerateSID(const ZAFOLDAP_HOST *host, char *sid, size_t size) {
     char domain_sid[kMaxSID] = "";
     if (ZAFOLDAPSearchGetValueByDN(host, dn->c_str(), "objectClass=sambaDomain", "sambaSID",
                                    domain_sid, sizeof domain_sid) < 0) {
-        ZAFO_LOG("get sambaSID failed.");
-        return -1;
+        return ZAFO_FAILURE("get sambaSID failed.");
     }
     if (ZAFOLDAPSambaXidGet(host, domain_sid, sizeof domain_sid, ZAFOLDAP_XID_DOMAIN_SID) != 0) {
-        ZAFO_LOG("get domain SID failed.");
-        return -1;
+        return ZAFO_FAILURE("get domain SID failed.");
     }
     uint64_t rid = 0;
     if (ZAFOLDAPAtomicIncr(host, dn->c_str(), "sambaNextUserRid", &rid, nullptr, nullptr) != 0) {
-        ZAFO_LOG("get sambaNextUserRid from %s failed.", dn->c_str());
-        return -1;
+        return ZAFO_FAILURE("get sambaNextUserRid from %s failed.", dn->c_str());
     }
     snprintf(sid, size, "%s-%llu", domain_sid, Printed{rid});
     return 0;
@@ -232,8 +226,7 @@ int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *host, char *buffer, size_t size, in
     if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbBuf");
 
     if (type < 0 || type >= static_cast<int>(std::size(kXids))) {
-        ZAFO_LOG("unknown type [%d]", type);
-        return -1;
+        return ZAFO_FAILURE("unknown type [%d]", type);
     }
     return zafo::Guarded(-1, [=] { return ReadXid(host, type, buffer, size); });
 }
@@ -244,8 +237,7 @@ int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *host, uint64_t *value, int typ
 
     char text[kMaxText] = "";
     if (ZAFOLDAPSambaXidGet(host, text, sizeof text, type) != 0) {
-        ZAFO_LOG("get xid failed.");
-        return -1;
+        return ZAFO_FAILURE("get xid failed.");
     }
     *value = strtoull(text, nullptr, 10);
     return 0;

@@ -49,17 +49,15 @@ int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *host) {
 
     const int own = FindZafoMarker(*host);
     if (own < 0) {
-        ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckZafoSchema failed, %s (%d)", zafo::ErrorKey(),
-                       ZAFOLDAPErrGet());
-        return -1;
+        return ZAFO_DEBUG_FAILURE("ZAFOLDAPBrowserCheckZafoSchema failed, %s (%d)",
+                                  zafo::ErrorKey(), ZAFOLDAPErrGet());
     }
     int type = ZAFOLDAP_SERVER_ZAFO;
     if (own == 0) {
         const int apple = FindAppleMarker(*host);
         if (apple < 0) {
-            ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckMacSchema failed, %s (%d)", zafo::ErrorKey(),
-                           ZAFOLDAPErrGet());
-            return -1;
+            return ZAFO_DEBUG_FAILURE("ZAFOLDAPBrowserCheckMacSchema failed, %s (%d)",
+                                      zafo::ErrorKey(), ZAFOLDAPErrGet());
         }
         type = apple > 0 ? ZAFOLDAP_SERVER_APPLE : ZAFOLDAP_SERVER_GENERIC;
     }

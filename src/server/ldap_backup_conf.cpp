@@ -88,12 +88,10 @@ bool ParseSchedule(const char *text, ZAFOSCHEDULE *schedule) {
 int ReadSchedule(const char *text, ZAFOSCHEDULE *schedule) {
     if (text == nullptr) {
         if (ParseSchedule(kDefaultSchedule, schedule)) return 0;
-        ZAFO_LOG("set default schedule error");
-        return -1;
+        return ZAFO_FAILURE("set default schedule error");
     }
     if (ParseSchedule(text, schedule)) return 0;
-    ZAFO_LOG("invalid schedule setting: [%s]", text);
-    return -1;
+    return ZAFO_FAILURE("invalid schedule setting: [%s]", text);
 }
 
 int MaxFileOf(const char *text) {
@@ -204,8 +202,7 @@ int SetMaxFile(int max_file, QLIBSZHASH *map) {
 }
 
 int LogSaveFailure(const char *task) {
-    ZAFO_LOG("save backup conf [%s] failed! [0x%04X]", task, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("save backup conf [%s] failed! [0x%04X]", task, zafo::PlatformError());
 }
 
 int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *task) {

@@ -20,22 +20,20 @@ bool HasBase(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
 
 int CreateNode(const ZAFOLDAP_HOST &host, const char *name) {
     if (zafo::AddEntry(host, zafo::Container(name, host.szBaseDN)) == 0) return 0;
-    ZAFO_LOG("ldap modify failed [%s, %s] [0x%04X]", name, "", zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ldap modify failed [%s, %s] [0x%04X]", name, "", zafo::PlatformError());
 }
 
 int CreateRootNode(const ZAFOLDAP_HOST &host) {
     char component[zafo::kServerText] = "";
     if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, component,
                                                               sizeof component)) < 0) {
-        ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
-                 zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
+                            zafo::PlatformError());
     }
     const zafo::Entry base{host.szBaseDN, {{"dc", component}, {"objectClass", "domain"}}};
     if (zafo::AddEntry(host, base) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", host.szBaseDN, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", host.szBaseDN,
+                        zafo::PlatformError());
 }
 
 }  // namespace

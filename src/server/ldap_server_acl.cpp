@@ -110,17 +110,15 @@ int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *params) {
     ZAFO_DEBUG_LOG("gen tmp conf");
     char temp[kMaxPath] = "";
     if (zafo::Ended(temp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, temp, sizeof temp)) < 0) {
-        ZAFO_LOG("generate temp file for %s failed.", zafo::kAccessRules);
-        return -1;
+        return ZAFO_FAILURE("generate temp file for %s failed.", zafo::kAccessRules);
     }
     ZAFO_DEBUG_LOG("write acl conf to %s", temp);
     if (ZAFOLDAPServerWriteACL(temp, params) != 0) {
-        ZAFO_LOG("write acl rules into %s failed.", temp);
-        return -1;
+        return ZAFO_FAILURE("write acl rules into %s failed.", temp);
     }
     if (rename(temp, zafo::kAccessRules) != 0) {
-        ZAFO_LOG("rename %s -> %s failed. %s", temp, zafo::kAccessRules, std::strerror(errno));
-        return -1;
+        return ZAFO_FAILURE("rename %s -> %s failed. %s", temp, zafo::kAccessRules,
+                            std::strerror(errno));
     }
     return 0;
 }

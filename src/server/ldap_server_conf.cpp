@@ -23,8 +23,7 @@ int SetHash(QLIBSZHASH *map, const char *password) {
     if (password == nullptr) return 0;
     char hash[kMaxHash];
     if (ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) != 0) {
-        ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Encrypt password failed! [0x%04X]", zafo::PlatformError());
     }
     return QLIBCSzHashSetValue(map, "rootpw", hash) >= 0 ? 0 : -1;
 }

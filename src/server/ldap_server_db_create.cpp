@@ -65,9 +65,8 @@ bool Exists(const std::string &dn) {
 
 int Load(const zafo::Entry &entry) {
     if (zafo::LoadEntry(entry) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPServerSlapadd [%s] failed. [0x%04X]", entry.dn.c_str(),
-             zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPServerSlapadd [%s] failed. [0x%04X]", entry.dn.c_str(),
+                        zafo::PlatformError());
 }
 
 int LoadUnlessThere(const zafo::Entry &entry) {
@@ -107,8 +106,8 @@ int Create(const ZAFOLDAP_SERVER_PARAM &parms) {
     if (zafo::ReadSuffix(suffix) != 0 || LoadBase(suffix) != 0) return -1;
     if (LoadContainers(suffix) != 0 || LoadPools(suffix, parms) != 0) return -1;
     if (ZAFOLDAPServerSambaDomainCreate(suffix, &parms) != 0) {
-        ZAFO_LOG("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]",
+                            zafo::PlatformError());
     }
     QLIBCExecl(kSlapindex, kIndexOptions, static_cast<char *>(nullptr));
     return 0;
@@ -141,8 +140,7 @@ int CreateDomain(const char *suffix) {
     const auto sid = zafo::RandomDomainSID();
     if (!sid) return -1;
     if (zafo::LoadEntry(DomainEntry(dn, *component, *sid)) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPServerSlapadd failed. [0x%04X]", zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPServerSlapadd failed. [0x%04X]", zafo::PlatformError());
 }
 
 }  // namespace

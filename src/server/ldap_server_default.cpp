@@ -67,9 +67,8 @@ int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GID_EXISTS) {
         ZAFO_LOG("gid [%lu] already exists", static_cast<unsigned long>(wanted.gid));
     }
-    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
-             ZAFOLDAPErrGet());
-    return -1;
+    return ZAFO_FAILURE("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
+                        ZAFOLDAPErrGet());
 }
 
 int AddAdmin(const ZAFOLDAP_HOST &host) {

@@ -32,13 +32,9 @@ int Prepare(const ZAFOLDAP_SERVER_PARAM &parms) {
     if (ZAFOLDAPServerConfSet(&parms) != 0) return -1;
     if (ZAFOLDAPBrowserConfSetByServerParam(&parms) != 0) return -1;
     ZAFO_DEBUG_LOG("write acl conf to %s", zafo::kAccessRules);
-    if (ZAFOLDAPServerACLConfGen(&parms) != 0) {
-        ZAFO_LOG("generate acl conf failed.");
-        return -1;
-    }
+    if (ZAFOLDAPServerACLConfGen(&parms) != 0) return ZAFO_FAILURE("generate acl conf failed.");
     if (ZAFOLDAPServerDBCreate(&parms) != 0) {
-        ZAFO_LOG("db create failed[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("db create failed[0x%04X]", zafo::PlatformError());
     }
     return 0;
 }
@@ -49,8 +45,7 @@ int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *params) {
     ZAFOLDAPServerStop();
     if (params != nullptr && Prepare(WithPool(*params)) != 0) return -1;
     if (ZAFOLDAPServerStart() != 0) {
-        ZAFO_LOG("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
     }
     return params == nullptr ? 0 : ZAFOLDAPServerDefaultAdd();
 }

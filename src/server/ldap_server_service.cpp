@@ -30,8 +30,7 @@ int ZAFOLDAPServerStart(void) {
     if (QLIBServiceStart(zafo::kServerService, 0) < 0) return -1;
     std::this_thread::sleep_for(kSettlingTime);  // in full, even if a signal arrives
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
-    ZAFO_LOG("Start slapd service failed");
-    return -1;
+    return ZAFO_FAILURE("Start slapd service failed");
 }
 
 int ZAFOLDAPServerStop(void) {
@@ -40,6 +39,5 @@ int ZAFOLDAPServerStop(void) {
         return -1;
     }
     if (ZAFOLDAPServerIsStarted(nullptr) != 1) return 0;
-    ZAFO_LOG("Stop slapd service failed");
-    return -1;
+    return ZAFO_FAILURE("Stop slapd service failed");
 }
