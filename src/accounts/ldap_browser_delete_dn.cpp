@@ -36,9 +36,7 @@ int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
 // A DN from the server may be too long or contain line breaks.
 int CheckFound(const zafo::FoundText &dn) {
     if (!zafo::FitsDN(dn)) return -1;
-    if (zafo::IsOneLine(dn)) return 0;
-    QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-    return -1;
+    return zafo::IsOneLine(dn) ? 0 : zafo::FailWith(QLIB_ERR_BAD_FORMAT);
 }
 
 struct DeletedKind {
@@ -56,9 +54,8 @@ int Resolve(const ZAFOLDAP_HOST *host, const DeletedKind &what, const char *name
             zafo::FoundText &dn) {
     const int found = what.kind.find_by_name(host, name, dn, sizeof dn);
     if (found == 1) return CheckFound(dn);
-    if (found > 1) ZAFO_LOG("%s: %s", what.ambiguous, name);
-    if (found == 0) QLIBCErrSet(what.not_found);
-    return -1;
+    if (found > 1) return ZAFO_FAILURE("%s: %s", what.ambiguous, name);
+    return found == 0 ? zafo::FailWith(what.not_found) : -1;
 }
 
 }  // namespace

@@ -37,8 +37,7 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
     const auto pointers = PointersTo(members);
     if (pointers == nullptr) {
         ZAFO_LOG("out of memory");
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
     ZAFOGROUP *made = nullptr;
     if (ZAFOGroupAlloc(&made, name, zafo::AccountNumber(gid), pointers.get()) < 0 ||

@@ -115,10 +115,7 @@ int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *host, const char *grou
         search.request.szFilter = zafo::kGroups.filter;
         const int found = zafo::FirstEntryAt(host, group_dn, &search);
         if (found < 0) return -1;
-        if (found == 0) {
-            QLIBCErrSet(QLIB_ERR_NO_SUCH_GROUP);
-            return -1;
-        }
+        if (found == 0) return zafo::FailWith(QLIB_ERR_NO_SUCH_GROUP);
         const int count = ZAFOLDAPResultGetAll(&search.result, kMember, user_uids);
         if (count < 0) {
             ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", kMember, zafo::PlatformError());

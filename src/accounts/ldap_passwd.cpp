@@ -55,7 +55,6 @@ int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *host, const char *user_dn, const char *c
         return ZAFO_FAILURE("Failed to set password for %s (err=%d)", user_dn, error);
     } catch (const std::exception &) {
         ZAFO_LOG("Failed to alloc arg (%s)", std::strerror(errno));
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
 }

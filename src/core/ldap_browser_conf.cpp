@@ -59,10 +59,7 @@ int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *host, const char *section) {
     if (section == nullptr) section = zafo::kDefaultSection;
 
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (LoadOrAddSection(section, map.get()) != 0) return -1;
     if (SetPlainFields(*host, map.get()) != 0) return -1;
     if (SetPassword(*host, map.get()) != 0) return -1;

@@ -142,8 +142,7 @@ int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *host, const char *section) {
     if (section == nullptr) section = zafo::kDefaultSection;
     if (QLIBCFileGetSection(zafo::kConnectionFile, section, map.get()) < 1) {
         ZAFO_DEBUG_LOG("conf not found: %s", zafo::kConnectionFile);
-        QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_SECTION_NOT_FOUND);
     }
     if (SetFromSection(host, map.get()) != 0) return -1;
 

@@ -49,8 +49,7 @@ int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *ldif, bool add) {
                    "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
     if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", "");
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
+        return FailWith(QLIB_ERR_OPEN_FAILED);
     }
     LogOutput(output, __FILE_NAME__);
     return ResultOfStatus(QLIBCPclose(output), ldif);

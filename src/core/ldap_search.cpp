@@ -155,12 +155,10 @@ int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
                      result_.nEntry + 1, kMostEntry, kMostLine);
             [[fallthrough]];
         case LineBuffer::Outcome::kNoMemory:
-            QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-            break;
+            return FailWith(QLIB_ERR_OUT_OF_MEMORY);
         default:
-            QLIBCErrSet(QLIB_ERR_READ_FAILED);
+            return FailWith(QLIB_ERR_READ_FAILED);
     }
-    return -1;
 }
 
 // A last entry without an empty line after it is delivered as is, undecoded.
@@ -313,8 +311,7 @@ int WithVector(const Body &body) {
         return body();
     } catch (const std::exception &) {
         ZAFO_LOG("Failed to alloc arg array (%s)", std::strerror(errno));
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
 }
 
@@ -367,9 +364,7 @@ int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST 
     return zafo::WithVector([&] {
         zafo::LogCommand(*host, *request);
         result->pFile = zafo::StartTool(*host, *request);
-        if (result->pFile != nullptr) return 0;
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
+        return result->pFile != nullptr ? 0 : zafo::FailWith(QLIB_ERR_OPEN_FAILED);
     });
 }
 

@@ -30,6 +30,9 @@ namespace zafo {
 
 int BadArgument(const char *file, int line, const char *condition);
 
+// Sets the platform's error slot; returns -1.
+int FailWith(int platform_error);
+
 // The platform's error slot, for log lines with "[0x%04X]".
 unsigned int PlatformError();
 

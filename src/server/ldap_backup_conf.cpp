@@ -70,11 +70,6 @@ Section LoadSection(const char *task, QLIBSZHASH *map) {
     return pairs < 0 && reason == QLIB_ERR_OUT_OF_MEMORY ? Section::kNoMemory : Section::kNone;
 }
 
-int FailForMemory() {
-    QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-    return -1;
-}
-
 // --- Reading ------------------------------------------------------------------
 
 bool ParseSchedule(const char *text, ZAFOSCHEDULE *schedule) {
@@ -117,7 +112,7 @@ int SetText(ZAFOLDAP_BACKUP_CONFIG *config, const char *ZAFOLDAP_BACKUP_CONFIG::
         config->*other = QLIBCSzListGet(config->plistBuffer, i++);
         if (config->*other == nullptr) all = false;
     }
-    return all ? 0 : FailForMemory();
+    return all ? 0 : zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
 }
 
 int ReadDestination(const QLIBSZHASH *map, ZAFOLDAP_BACKUP_CONFIG *config) {
@@ -151,10 +146,10 @@ int Get(ZAFOLDAP_BACKUP_CONFIG *config, const char *task) {
     *config = {};
     config->nMaxFile = kDefaultMaxFile;
     config->plistBuffer = QLIBCSzListAlloc(zafo::kListCapacity);
-    if (config->plistBuffer == nullptr) return FailForMemory();
+    if (config->plistBuffer == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szTask, task) != 0) return -1;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return FailForMemory();
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     const int loaded = LoadUnderLock(task, map.get());
     if (loaded == 1) return ReadSection(map.get(), config);
     return loaded;
@@ -207,7 +202,7 @@ int LogSaveFailure(const char *task) {
 
 int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *task) {
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return FailForMemory();
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
     const Section section = LoadSection(task, map.get());

@@ -34,10 +34,7 @@ int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *params) {
     if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
 
     const zafo::Map map(QLIBCSzHashAlloc(kMapCapacity));
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (SetUnlessNull(map.get(), zafo::kSuffix, params->szSuffix) != 0) return -1;
     if (SetUnlessNull(map.get(), "rootdn", params->szRootDN) != 0) return -1;
     if (SetHash(map.get(), params->szRootPW) != 0) return -1;

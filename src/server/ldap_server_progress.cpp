@@ -61,10 +61,7 @@ void TakeTexts(const QLIBSZHASH *map, zafo::List list, ZAFOLDAP_PROGRESS *progre
 int Read(ZAFOLDAP_PROGRESS *progress) {
     zafo::List list;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (QLIBCFileGetPair(zafo::kProgressFile, map.get()) < 0) {
         if (QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
         QLIBCErrSet(QLIB_ERR_NONE);

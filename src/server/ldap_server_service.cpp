@@ -34,10 +34,7 @@ int ZAFOLDAPServerStart(void) {
 }
 
 int ZAFOLDAPServerStop(void) {
-    if (QLIBServiceStop(zafo::kServerService, 0) < 0) {
-        QLIBCErrSet(QLIB_ERR_SERVICE_STOP);
-        return -1;
-    }
+    if (QLIBServiceStop(zafo::kServerService, 0) < 0) return zafo::FailWith(QLIB_ERR_SERVICE_STOP);
     if (ZAFOLDAPServerIsStarted(nullptr) != 1) return 0;
     return ZAFO_FAILURE("Stop slapd service failed");
 }
