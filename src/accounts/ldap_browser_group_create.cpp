@@ -63,8 +63,7 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *descri
 int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group,
                                const char *description, const QLIBSZLIST *extra,
                                const char *groups_container) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (group == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
     if (group->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
     if (group->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");

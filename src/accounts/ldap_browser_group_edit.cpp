@@ -94,8 +94,7 @@ int Edit(const ZAFOLDAP_HOST *host, const char *group_dn, Changes changes) {
 
 int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *host, const char *group_dn, const char *new_cn,
                              const char *description, const unsigned int *gid) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (new_cn == nullptr && description == nullptr && gid == nullptr) {
         return ZAFO_BAD_ARGUMENT("szNewGroupCN || szDesc || pGid");

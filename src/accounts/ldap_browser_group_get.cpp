@@ -54,8 +54,7 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
 
 int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *host, const char *group_dn, ZAFOGROUP **group,
                             char *description, size_t size) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (group == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppGroup");
 

@@ -146,20 +146,12 @@ int UserNameToChange(const ZAFOLDAP_HOST *host, const char *user_dn, zafo::Found
     return found;
 }
 
-// Every change checks its connection first.
-bool HasLoginSuffix(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
-    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
-    if (host->szLoginSuffix != nullptr) return true;
-    zafo::BadArgument(__FILE_NAME__, line, "NULL != pHost->szLoginSuffix");
-    return false;
-}
-
 }  // namespace
 
 int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
                                       const QLIBSZLIST *added_group_dns,
                                       const QLIBSZLIST *removed_group_dns) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
@@ -188,7 +180,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid
 int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
                                      const QLIBSZLIST *added_group_dns,
                                      const QLIBSZLIST *removed_group_dns) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
@@ -207,7 +199,7 @@ int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *host, const char *user
 int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *host, const char *group_dn,
                                      const QLIBSZLIST *added_user_uids,
                                      const QLIBSZLIST *removed_user_uids) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (added_user_uids == nullptr && removed_user_uids == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList");
@@ -229,7 +221,7 @@ int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *host, const char *grou
 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *host, const char *uid,
                                               const char *new_uid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
     if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
@@ -250,7 +242,7 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *host, const c
 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *host,
                                                       const char *user_dn, const char *new_uid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
     if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
@@ -263,7 +255,7 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *host,
 int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *host, const char *uid,
                                               const unsigned int *old_gid,
                                               const unsigned int *new_gid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
     if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");

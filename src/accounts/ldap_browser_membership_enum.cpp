@@ -50,8 +50,7 @@ int Subtract(QLIBSZLIST *list, const zafo::List &names) {
 
 int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
                                       QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
@@ -69,8 +68,7 @@ int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *host, const char *uid
 
 int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
                                      QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");

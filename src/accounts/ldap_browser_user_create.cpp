@@ -35,8 +35,7 @@ constexpr PasswordKind kCrypted{false, "[", "]"};
 
 int CheckArguments(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *extra,
                    const char *users_container) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
     if (user->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser->szName");
     if (user->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != pUser->szName[0]");

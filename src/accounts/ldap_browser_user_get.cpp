@@ -49,8 +49,7 @@ int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER
 
 int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *host, const char *user_dn, ZAFOUSER **user,
                              ZAFOLDAP_RESULT *result, const ZAFOLDAP_BROWSER_OPTIONS *options) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUser");
 

@@ -11,13 +11,6 @@
 
 namespace {
 
-bool HasBase(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
-    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
-    if (host->szBaseDN != nullptr) return true;
-    zafo::BadArgument(__FILE_NAME__, line, "((void *)0) != pHost->szBaseDN");
-    return false;
-}
-
 int CreateNode(const ZAFOLDAP_HOST &host, const char *name) {
     if (zafo::AddEntry(host, zafo::Container(name, host.szBaseDN)) == 0) return 0;
     return ZAFO_FAILURE("ldap modify failed [%s, %s] [0x%04X]", name, "", zafo::PlatformError());
@@ -39,13 +32,13 @@ int CreateRootNode(const ZAFOLDAP_HOST &host) {
 }  // namespace
 
 int ZAFOLDAPBrowserNodeCreate(const ZAFOLDAP_HOST *host, const char *name) {
-    if (!HasBase(host)) return -1;
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (name == nullptr) return ZAFO_BAD_ARGUMENT("NULL != szNodeName");
     if (!zafo::IsOneLine(name)) return ZAFO_NOT_ONE_LINE("szNodeName");
     return zafo::Guarded(-1, [=] { return CreateNode(*host, name); });
 }
 
 int ZAFOLDAPBrowserRootNodeCreate(const ZAFOLDAP_HOST *host) {
-    if (!HasBase(host)) return -1;
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     return zafo::Guarded(-1, [=] { return CreateRootNode(*host); });
 }
