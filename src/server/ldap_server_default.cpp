@@ -118,9 +118,7 @@ int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &na
 
 std::optional<zafo::List> AdminAlone() {
     try {
-        zafo::List names;
-        names.Push(kAdmin);
-        return names;
+        return zafo::List{kAdmin};
     } catch (const std::bad_alloc &) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         ZAFO_DEBUG_LOG("out of memory.");
