@@ -8,7 +8,6 @@
 #include <string>
 
 #include "src/accounts/account_record.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"

@@ -3,8 +3,8 @@
 // Deletes an entry by DN, or a user or group by name. The name must resolve to exactly one entry;
 // if several match, none is deleted.
 #include "platform/error.h"
+#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"

@@ -3,9 +3,9 @@
 // Adding a group: checks that name and number are free, then writes one "add" record.
 #include <string>
 
+#include "src/accounts/account_record.h"
 #include "src/accounts/account_taken.h"
 #include "src/accounts/group_record.h"
-#include "src/accounts/one_line.h"
 #include "src/accounts/password_attributes.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"

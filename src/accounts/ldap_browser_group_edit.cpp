@@ -6,8 +6,8 @@
 
 #include "platform/unicode.h"
 #include "src/accounts/account_owner.h"
+#include "src/accounts/account_record.h"
 #include "src/accounts/account_taken.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"

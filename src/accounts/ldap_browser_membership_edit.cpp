@@ -6,7 +6,6 @@
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/core/list.h"

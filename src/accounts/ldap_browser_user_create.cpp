@@ -6,8 +6,8 @@
 #include <string>
 
 #include "platform/crypt.h"
+#include "src/accounts/account_record.h"
 #include "src/accounts/account_taken.h"
-#include "src/accounts/one_line.h"
 #include "src/accounts/password_attributes.h"
 #include "src/accounts/user_record.h"
 #include "src/core/change_file.h"

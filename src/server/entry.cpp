@@ -4,7 +4,6 @@
 #include "base/dn.h"
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "zafoldap/server.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/ldap.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "platform/ldap.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"

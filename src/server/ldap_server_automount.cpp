@@ -5,7 +5,6 @@
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/automount_value.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/own_record.h"
 #include "src/core/result_codes.h"
