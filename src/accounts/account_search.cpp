@@ -16,6 +16,11 @@ int Append(QLIBSZLIST **list, const char *text) {
     return ZAFO_FAILURE("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
 }
 
+bool IsTaken(int found, int error) {
+    if (found != 0) ZAFOLDAPErrSet(error);
+    return found != 0;
+}
+
 }  // namespace
 
 std::optional<std::string> AccountFilter(std::string_view condition, std::string_view attr,
@@ -57,6 +62,14 @@ int ListAccountsByNumber(const ZAFOLDAP_HOST *host, const AccountKind &kind, uns
     if (!filter) return -1;
     const bool fill = dns != nullptr && *dns != nullptr;
     return ListAccounts(host, filter->c_str(), {nullptr, fill ? dns : nullptr, nullptr});
+}
+
+bool IsNameTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, const char *name) {
+    return IsTaken(kind.find_by_name(host, name, nullptr, 0), kind.name_taken);
+}
+
+bool IsNumberTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number) {
+    return IsTaken(kind.count_by_number(host, number, nullptr), kind.number_taken);
 }
 
 int FirstEntryAt(const ZAFOLDAP_HOST *host, const char *dn, OpenSearch *search) {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "src/accounts/account_record.h"
-#include "src/accounts/account_taken.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/group_record.h"
 #include "src/accounts/password_attributes.h"
 #include "src/core/change_file.h"
@@ -18,16 +18,12 @@
 
 namespace {
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
+int CheckFree(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
     if (zafo::IsNameTaken(host, zafo::kGroups, group.szName)) {
-        ZAFO_DEBUG_LOG("group [%s] exists in db.", group.szName);
-        return true;
+        return ZAFO_DEBUG_FAILURE("group [%s] exists in db.", group.szName);
     }
-    if (zafo::IsNumberTaken(host, zafo::kGroups, group.nGid)) {
-        ZAFO_DEBUG_LOG("gid number [%u] exists in db.", group.nGid);
-        return true;
-    }
-    return false;
+    if (!zafo::IsNumberTaken(host, zafo::kGroups, group.nGid)) return 0;
+    return ZAFO_DEBUG_FAILURE("gid number [%u] exists in db.", group.nGid);
 }
 
 // An empty value is written if no SID can be generated.
@@ -41,7 +37,7 @@ std::string MakeSid(const ZAFOLDAP_HOST *host) {
 
 int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *description,
            const QLIBSZLIST *extra, const char *container) {
-    if (IsTaken(host, *group)) return -1;
+    if (CheckFree(host, *group) != 0) return -1;
     const std::string dn =
         zafo::AccountDN(zafo::kGroups.name_attribute, group->szName, container, host->szBaseDN);
     if (!zafo::FitsDN(dn)) return -1;

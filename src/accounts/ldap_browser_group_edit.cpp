@@ -7,7 +7,7 @@
 #include "platform/unicode.h"
 #include "src/accounts/account_owner.h"
 #include "src/accounts/account_record.h"
-#include "src/accounts/account_taken.h"
+#include "src/accounts/account_search.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
@@ -49,16 +49,14 @@ int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *ch
     return 0;
 }
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const Changes &changes) {
+int CheckFree(const ZAFOLDAP_HOST *host, const Changes &changes) {
     if (changes.new_name != nullptr && zafo::IsNameTaken(host, zafo::kGroups, changes.new_name)) {
-        ZAFO_LOG("group %s exists in db.", changes.new_name);
-        return true;
+        return ZAFO_FAILURE("group %s exists in db.", changes.new_name);
     }
     if (changes.gid != nullptr && zafo::IsNumberTaken(host, zafo::kGroups, *changes.gid)) {
-        ZAFO_LOG("gid number %u exists in db.", *changes.gid);
-        return true;
+        return ZAFO_FAILURE("gid number %u exists in db.", *changes.gid);
     }
-    return false;
+    return 0;
 }
 
 void WriteChanges(ZAFOLDAP_LDIF *ldif, const char *group_dn, const Changes &changes) {
@@ -82,7 +80,7 @@ void WriteChanges(ZAFOLDAP_LDIF *ldif, const char *group_dn, const Changes &chan
 
 int Edit(const ZAFOLDAP_HOST *host, const char *group_dn, Changes changes) {
     if (KeepWhatDiffers(host, group_dn, &changes) != 0) return -1;
-    if (IsTaken(host, changes)) return -1;
+    if (CheckFree(host, changes) != 0) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
     WriteChanges(file.get(), group_dn, changes);

@@ -7,7 +7,7 @@
 
 #include "platform/crypt.h"
 #include "src/accounts/account_record.h"
-#include "src/accounts/account_taken.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/password_attributes.h"
 #include "src/accounts/user_record.h"
 #include "src/core/change_file.h"
@@ -51,16 +51,13 @@ int CheckArguments(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZ
     return 0;
 }
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOUSER &user, const PasswordKind &kind) {
+int CheckFree(const ZAFOLDAP_HOST *host, const ZAFOUSER &user, const PasswordKind &kind) {
     if (zafo::IsNameTaken(host, zafo::kUsers, user.szName)) {
-        ZAFO_DEBUG_LOG("user %s%s%s exists in db.", kind.open, user.szName, kind.close);
-        return true;
+        return ZAFO_DEBUG_FAILURE("user %s%s%s exists in db.", kind.open, user.szName, kind.close);
     }
-    if (zafo::IsNumberTaken(host, zafo::kUsers, user.pw_uid)) {
-        ZAFO_DEBUG_LOG("uid number %s%u%s exists in db.", kind.open, user.pw_uid, kind.close);
-        return true;
-    }
-    return false;
+    if (!zafo::IsNumberTaken(host, zafo::kUsers, user.pw_uid)) return 0;
+    return ZAFO_DEBUG_FAILURE("uid number %s%u%s exists in db.", kind.open, user.pw_uid,
+                              kind.close);
 }
 
 int MakePasswordValue(const ZAFOUSER &user, const PasswordKind &kind, std::string *value) {
@@ -122,7 +119,7 @@ int AddEntry(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *
 
 int Create(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *extra,
            const char *users_container, const PasswordKind &kind) {
-    if (IsTaken(host, *user, kind)) return -1;
+    if (CheckFree(host, *user, kind) != 0) return -1;
     const char *container = users_container != nullptr ? users_container : zafo::kUsers.container;
     const std::string dn =
         zafo::AccountDN(zafo::kUsers.name_attribute, user->szName, container, host->szBaseDN);

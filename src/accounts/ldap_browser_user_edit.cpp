@@ -11,7 +11,7 @@
 #include "platform/unicode.h"
 #include "src/accounts/account_owner.h"
 #include "src/accounts/account_record.h"
-#include "src/accounts/account_taken.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/password_attributes.h"
 #include "src/accounts/user_changes.h"
 #include "src/core/change_file.h"
