@@ -4,7 +4,6 @@
 // matches, and in it the first clause whose subject matches. Operators are matched by a set: the
 // bound user's "uid" is one of the "memberUid" values of their group.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -12,6 +11,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "platform/ldap.h"
 #include "src/accounts/account_record.h"
 #include "src/frame/guard.h"
@@ -73,14 +74,9 @@ std::string Text(const char *suffix) {
 
 int Write(const char *path, const char *suffix) {
     const std::string text = Text(suffix);
-    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    FILE *file = fd < 0 ? nullptr : fdopen(fd, "w");
-    if (file == nullptr) {
-        if (fd >= 0) close(fd);
-        return -1;
-    }
-    fwrite(text.data(), 1, text.size(), file);
-    fclose(file);
+    const zafo::UniqueFd file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!file.IsOpen()) return -1;
+    zafo::WriteAll(file.Get(), text);
     return 0;
 }
 
