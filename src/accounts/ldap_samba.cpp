@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/error.h"
 #include "platform/ldap.h"
 #include "src/accounts/account_kind.h"
 #include "src/accounts/account_record.h"

@@ -56,7 +56,7 @@ int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
 
 int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *host, const char *section) {
     if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (section == nullptr) section = zafo::kDefaultSection;
+    if (section == nullptr) section = zafo::kOwnConnection;
 
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);

@@ -139,7 +139,7 @@ int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *host, const char *section) {
 
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return -1;
-    if (section == nullptr) section = zafo::kDefaultSection;
+    if (section == nullptr) section = zafo::kOwnConnection;
     if (QLIBCFileGetSection(zafo::kConnectionFile, section, map.get()) < 1) {
         ZAFO_DEBUG_LOG("conf not found: %s", zafo::kConnectionFile);
         return zafo::FailWith(QLIB_ERR_SECTION_NOT_FOUND);
