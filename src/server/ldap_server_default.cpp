@@ -42,21 +42,13 @@ constexpr const char *kAdminName = "Directory/Homebox default admin user";
 // The access rules grant rights to the members of the first one.
 constexpr const char *kAdminGroups[] = {"Directory Operators", "administrators"};
 
-// The code left by an earlier call must not explain a failure of the next one.
-template <class Call>
-int WithOwnError(const Call &call) {
-    ZAFOLDAPErrReset();
-    return call();
-}
-
 int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
     std::string name = wanted.name;
     ZAFOGROUP group{};
     group.szName = name.data();
     group.nGid = wanted.gid;
-    if (WithOwnError([&] {
-            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr);
-        }) == 0) {
+    ZAFOLDAPErrReset();  // an earlier call's code must not explain a failure of this one
+    if (ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr) == 0) {
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GROUPNAME_EXISTS) {
@@ -81,10 +73,8 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     user.pw_gid = kAdminGid;
     user.szFullname = full_name.data();
     user.nExpire = -1;
-    if (WithOwnError([&] { return ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr); }) ==
-        0) {
-        return 0;
-    }
+    ZAFOLDAPErrReset();
+    if (ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr) == 0) return 0;
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_USERNAME_EXISTS) {
         ZAFOLDAPErrReset();
         ZAFO_DEBUG_LOG("default user: [%s] is already exists, skip", kAdmin);
@@ -103,8 +93,8 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
 int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &names) {
     const std::string dn =
         std::string("cn=") + group + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
-    const int result = WithOwnError(
-        [&] { return ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr); });
+    ZAFOLDAPErrReset();
+    const int result = ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr);
     if (result == 0) return 0;
     if (ZAFOLDAPErrGet() == zafo::kAttributeOrValueExists) {
         ZAFOLDAPErrReset();
