@@ -13,10 +13,17 @@
 
 namespace {
 
-// Whether a search finds an entry: 1, 0 (also when its base does not exist) or -1.
-int FindsEntry(const ZAFOLDAP_HOST &host, zafo::OpenSearch *search) {
-    if (QLIBCSzListPush(&search->request.plistAttr, "dn") < 0) return -1;
-    return search->Open(&host) == 0 ? search->NextIfThere() : -1;
+// Whether a search finds an entry: 1, 0 (also when its base does not exist) or -1. The base is a
+// complete DN; NULL: the base DN.
+int FindsEntry(const ZAFOLDAP_HOST &host, const char *base, const char *scope, const char *filter) {
+    zafo::OpenSearch search;
+    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
+    if (QLIBCSzListPush(&search.request.plistAttr, "dn") < 0) return -1;
+    search.request.szBase = base;
+    search.request.blBaseAsIs = base != nullptr ? 1 : 0;
+    search.request.szScope = scope;
+    search.request.szFilter = filter;
+    return search.Open(&host) == 0 ? search.NextIfThere() : -1;
 }
 
 // The appliance's own server keeps its bookkeeping directly below the base DN.
@@ -24,22 +31,13 @@ int FindZafoMarker(const ZAFOLDAP_HOST &host) {
     zafo::FoundText marker;
     snprintf(marker, sizeof marker, "%s=%s,%s", "cn", "zafoconf",
              host.szBaseDN != nullptr ? host.szBaseDN : "");
-    if (!zafo::FitsDN(marker)) return -1;
-    zafo::OpenSearch search;
-    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
-    search.request.szBase = marker;
-    search.request.blBaseAsIs = 1;
-    search.request.szScope = "base";
-    return FindsEntry(host, &search);
+    return zafo::FitsDN(marker) ? FindsEntry(host, marker, "base", nullptr) : -1;
 }
 
 // Apple Open Directory keeps its configuration in an organizational unit.
 int FindAppleMarker(const ZAFOLDAP_HOST &host) {
-    zafo::OpenSearch search;
-    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
-    search.request.szScope = "sub";
-    search.request.szFilter = "(&(objectClass=organizationalUnit)(ou=macosxodconfig))";
-    return FindsEntry(host, &search);
+    return FindsEntry(host, nullptr, "sub",
+                      "(&(objectClass=organizationalUnit)(ou=macosxodconfig))");
 }
 
 }  // namespace
