@@ -44,8 +44,6 @@ class List {
         std::swap(list_, other.list_);
         return *this;
     }
-    List(const List &) = delete;
-    List &operator=(const List &) = delete;
     ~List() { FreeList(list_); }
 
     void Push(const char *text) {
