@@ -14,18 +14,14 @@ constexpr unsigned kLastId = 0x1FFFFF;
 constexpr unsigned kNextUid = 1000001;
 constexpr unsigned kNextGid = 1000003;
 
-ZAFOLDAP_SERVER_PARAM WithPool(const ZAFOLDAP_SERVER_PARAM &parms) {
-    ZAFOLDAP_SERVER_PARAM whole{};
-    whole.szSuffix = parms.szSuffix;
-    whole.szRootDN = parms.szRootDN;
-    whole.szRootPW = parms.szRootPW;
-    whole.nMinUid = kFirstId;
-    whole.nMinGid = kFirstId;
-    whole.nCurUid = kNextUid;
-    whole.nCurGid = kNextGid;
-    whole.nMaxUid = kLastId;
-    whole.nMaxGid = kLastId;
-    return whole;
+ZAFOLDAP_SERVER_PARAM WithPool(ZAFOLDAP_SERVER_PARAM params) {
+    params.nMinUid = kFirstId;
+    params.nMinGid = kFirstId;
+    params.nCurUid = kNextUid;
+    params.nCurGid = kNextGid;
+    params.nMaxUid = kLastId;
+    params.nMaxGid = kLastId;
+    return params;
 }
 
 int Prepare(const ZAFOLDAP_SERVER_PARAM &parms) {
