@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/ldap.h"
 #include "src/accounts/account_kind.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
 #include "src/core/check_connection.h"
+#include "src/core/domain_component.h"
 #include "src/core/list.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
@@ -71,14 +71,9 @@ std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *entry) 
 }
 
 std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
-    char domain[kMaxText] = "";
-    if (zafo::Ended(domain, ZAFOLDAPDNFirstDomainComponent(BaseDN(host), domain, sizeof domain)) <
-        0) {
-        ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", BaseDN(host),
-                 zafo::PlatformError());
-        return {};
-    }
-    return IfItFits(std::string("sambaDomainName=") + domain + "," + BaseDN(host));
+    const auto domain = zafo::DomainComponent(BaseDN(host), __FILE_NAME__);
+    if (!domain) return {};
+    return IfItFits("sambaDomainName=" + *domain + "," + BaseDN(host));
 }
 
 enum class Found {

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/ldap.h"
 #include "src/accounts/account_record.h"
 #include "src/core/check_connection.h"
+#include "src/core/domain_component.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "src/frame/text.h"
 #include "src/server/entry.h"
-#include "src/server/server_files.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -17,13 +15,9 @@ int CreateNode(const ZAFOLDAP_HOST &host, const char *name) {
 }
 
 int CreateRootNode(const ZAFOLDAP_HOST &host) {
-    char component[zafo::kServerText] = "";
-    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(host.szBaseDN, component,
-                                                              sizeof component)) < 0) {
-        return ZAFO_FAILURE("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", host.szBaseDN,
-                            zafo::PlatformError());
-    }
-    const zafo::Entry base{host.szBaseDN, {{"dc", component}, {"objectClass", "domain"}}};
+    const auto component = zafo::DomainComponent(host.szBaseDN, __FILE_NAME__);
+    if (!component) return -1;
+    const zafo::Entry base{host.szBaseDN, {{"dc", *component}, {"objectClass", "domain"}}};
     if (zafo::AddEntry(host, base) == 0) return 0;
     return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", host.szBaseDN,
                         zafo::PlatformError());

@@ -9,12 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/ldap.h"
 #include "platform/process.h"
 #include "src/core/dn_length.h"
+#include "src/core/domain_component.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "src/frame/text.h"
 #include "src/server/entry.h"
 #include "src/server/random_sid.h"
 #include "src/server/server_files.h"
@@ -35,24 +34,12 @@ struct Pool {
 };
 
 zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
-    zafo::Entry entry{zafo::EntryDN("cn", pool.name, parent),
-                      {{"cn", pool.name},
-                       {"uidNumber", std::to_string(pool.uid)},
-                       {"gidNumber", std::to_string(pool.gid)},
-                       {"objectClass", "organizationalRole"},
-                       {"objectClass", "sambaUnixIdPool"}}};
-    return entry;
-}
-
-// The first domain component of a DN; nothing, after a log line, if it has none.
-std::optional<std::string> DomainComponent(const char *dn) {
-    char component[zafo::kServerText] = "";
-    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(dn, component, sizeof component)) >=
-        0) {
-        return component;
-    }
-    ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", dn, zafo::PlatformError());
-    return {};
+    return {zafo::EntryDN("cn", pool.name, parent),
+            {{"cn", pool.name},
+             {"uidNumber", std::to_string(pool.uid)},
+             {"gidNumber", std::to_string(pool.gid)},
+             {"objectClass", "organizationalRole"},
+             {"objectClass", "sambaUnixIdPool"}}};
 }
 
 // No entry has an empty or too long name, so the database is not searched for one.
@@ -75,7 +62,7 @@ int LoadUnlessThere(const zafo::Entry &entry) {
 
 int LoadBase(const char *suffix) {
     if (Exists(suffix)) return 0;
-    const auto component = DomainComponent(suffix);
+    const auto component = zafo::DomainComponent(suffix, __FILE_NAME__);
     if (!component) return -1;
     return Load({suffix, {{"dc", *component}, {"objectClass", "domain"}}});
 }
@@ -133,7 +120,7 @@ zafo::Entry DomainEntry(const std::string &dn, const std::string &name, const st
 }
 
 int CreateDomain(const char *suffix) {
-    const auto component = DomainComponent(suffix);
+    const auto component = zafo::DomainComponent(suffix, __FILE_NAME__);
     if (!component) return -1;
     const std::string dn = zafo::EntryDN("sambaDomainName", component->c_str(), suffix);
     if (Exists(dn)) return 0;
