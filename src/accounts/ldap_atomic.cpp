@@ -12,7 +12,6 @@
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/samba.h"
 #include "zafoldap/search.h"
 

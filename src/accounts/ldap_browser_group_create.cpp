@@ -11,7 +11,6 @@
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/group.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/samba.h"

@@ -22,7 +22,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/browser.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/group.h"
 #include "zafoldap/migrate.h"
 #include "zafoldap/object_class.h"

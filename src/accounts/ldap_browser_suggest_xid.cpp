@@ -9,7 +9,6 @@
 #include "src/core/list.h"
 #include "src/core/open_search.h"
 #include "src/frame/guard.h"
-#include "src/frame/log.h"
 #include "zafoldap/samba.h"
 #include "zafoldap/search.h"
 #include "zafoldap/suggest.h"

@@ -15,7 +15,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/home.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/password.h"

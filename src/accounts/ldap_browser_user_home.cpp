@@ -12,7 +12,6 @@
 #include "platform/error.h"
 #include "platform/fs.h"
 #include "src/accounts/account_owner.h"
-#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
 #include "src/accounts/automount_value.h"
 #include "src/accounts/ldap_mount.h"

@@ -6,7 +6,6 @@
 #include "src/frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/object_class.h"
 

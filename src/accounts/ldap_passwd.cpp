@@ -12,7 +12,6 @@
 #include "src/core/tool_arguments.h"
 #include "src/core/tool_output.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/password.h"
 
 namespace {

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "src/accounts/account_kind.h"
-#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
 #include "src/core/check_connection.h"
 #include "src/core/domain_component.h"
@@ -24,7 +23,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/browser.h"
-#include "zafoldap/error.h"
 #include "zafoldap/search.h"
 
 namespace {

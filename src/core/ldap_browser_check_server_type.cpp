@@ -8,7 +8,6 @@
 #include "src/core/open_search.h"
 #include "src/frame/log.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 
 namespace {

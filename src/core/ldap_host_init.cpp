@@ -20,7 +20,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/search.h"
 

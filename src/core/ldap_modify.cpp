@@ -12,7 +12,6 @@
 #include "src/core/tool_output.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/modify.h"
 
 namespace zafo {

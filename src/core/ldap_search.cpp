@@ -37,7 +37,6 @@
 #include "src/frame/own_file.h"
 #include "src/frame/text.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 #include "zafoldap/search.h"
 
 namespace zafo {

@@ -2,7 +2,6 @@
 #include "src/server/entry.h"
 
 #include "base/dn.h"
-#include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/core/change_file.h"
 #include "zafoldap/server.h"

@@ -19,7 +19,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {

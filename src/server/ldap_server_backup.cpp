@@ -14,7 +14,6 @@
 #include "base/appliance_paths.h"
 #include "platform/process.h"
 #include "platform/schedule.h"
-#include "src/core/ldap_browser_conf.h"
 #include "src/core/own_record.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"

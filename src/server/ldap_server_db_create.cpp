@@ -4,9 +4,6 @@
 // under "cn=zafoconf" (a sambaUnixIdPool entry for each pair of numbers) and the Samba domain. Each
 // entry is added offline unless it exists, so nothing in a used database changes. An entry's name
 // is formed just before the entry is added, so that an invalid name is reported for that entry.
-#include <cstdlib>
-#include <cstring>
-#include <optional>
 #include <string>
 
 #include "platform/process.h"
@@ -17,7 +14,6 @@
 #include "src/server/entry.h"
 #include "src/server/random_sid.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {

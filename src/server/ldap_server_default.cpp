@@ -13,7 +13,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/group.h"
 #include "zafoldap/membership.h"

@@ -2,7 +2,6 @@
 #include "src/frame/log.h"
 #include "src/server/server_files.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {

@@ -16,7 +16,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {
