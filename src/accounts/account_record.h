@@ -8,6 +8,7 @@
 
 #include "platform/szlist.h"
 #include "src/core/dn_length.h"
+#include "src/frame/log.h"
 #include "zafoldap/host.h"
 #include "zafoldap/ldif.h"
 
@@ -17,6 +18,12 @@ namespace zafo {
 // or a record. NULL is allowed, except as an item of a list.
 bool IsOneLine(const char *text);
 bool AreOneLineEach(const QLIBSZLIST *list);
+
+// Reports that a text, under the name that the log has always shown, is more than one line;
+// evaluates to -1.
+//
+//     if (!zafo::IsOneLine(dn)) return ZAFO_NOT_ONE_LINE("szDN");
+#define ZAFO_NOT_ONE_LINE(name) ZAFO_BAD_ARGUMENT("NULL == strpbrk(" name ", \"\\r\\n\")")
 
 // "ATTR: VALUE". A value that LDIF cannot represent as is (it begins with a blank, which readers
 // drop) is written in base64 (RFC 2849).

@@ -13,8 +13,12 @@ namespace {
 
 int Append(QLIBSZLIST **list, const char *text) {
     if (list == nullptr || QLIBCSzListPush(list, text) >= 0) return 0;
-    ZAFO_LOG("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
-    return -1;
+    return ZAFO_FAILURE("QLIBCSzListPush failed. [%s] [0x%04X]", text, PlatformError());
+}
+
+bool IsTaken(int found, int error) {
+    if (found != 0) ZAFOLDAPErrSet(error);
+    return found != 0;
 }
 
 }  // namespace
@@ -45,15 +49,10 @@ int ListAccounts(const ZAFOLDAP_HOST *host, const char *filter, const AccountLis
         const char *dn = search.First("dn");
         const char *name = name_attribute != nullptr ? search.First(name_attribute) : "";
         if (dn == nullptr || name == nullptr) continue;
-        if (Append(listing.dns, dn) != 0 || Append(listing.names, name) != 0) {
-            return -1;
-        }
+        if (Append(listing.dns, dn) != 0 || Append(listing.names, name) != 0) return -1;
         ++count;
     }
-    if (found < 0) {
-        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed");
-        return -1;
-    }
+    if (found < 0) return ZAFO_FAILURE("ZAFOLDAPSearchGetNext get next failed");
     return count;
 }
 
@@ -63,6 +62,14 @@ int ListAccountsByNumber(const ZAFOLDAP_HOST *host, const AccountKind &kind, uns
     if (!filter) return -1;
     const bool fill = dns != nullptr && *dns != nullptr;
     return ListAccounts(host, filter->c_str(), {nullptr, fill ? dns : nullptr, nullptr});
+}
+
+bool IsNameTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, const char *name) {
+    return IsTaken(kind.find_by_name(host, name, nullptr, 0), kind.name_taken);
+}
+
+bool IsNumberTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number) {
+    return IsTaken(kind.count_by_number(host, number, nullptr), kind.number_taken);
 }
 
 int FirstEntryAt(const ZAFOLDAP_HOST *host, const char *dn, OpenSearch *search) {

@@ -49,6 +49,11 @@ int ListAccounts(const ZAFOLDAP_HOST *host, const char *filter, const AccountLis
 int ListAccountsByNumber(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number,
                          QLIBSZLIST **dns);
 
+// Whether a name or number is taken. Any answer except "no such entry" counts as taken, including a
+// failed lookup; the kind's library error is then set.
+bool IsNameTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, const char *name);
+bool IsNumberTaken(const ZAFOLDAP_HOST *host, const AccountKind &kind, unsigned int number);
+
 // Searches at a complete DN and reads the first entry. 1; 0 if there is none; -1.
 int FirstEntryAt(const ZAFOLDAP_HOST *host, const char *dn, OpenSearch *search);
 

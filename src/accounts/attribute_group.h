@@ -11,14 +11,17 @@ namespace zafo {
 template <class Account>
 struct AttributeGroup {
     unsigned int object_class;  // bit from zafoldap/object_class.h; 0: always written
-    void (*write)(ZAFOLDAP_LDIF *ldif, const Account &account);
+    void (*write)(ZAFOLDAP_LDIF *ldif, const Account &account);  // NULL: no attributes
+    const char *class_name = nullptr;  // the "objectClass" value that follows them, if any
 };
 
 template <class Account, size_t count>
 void WriteGroups(ZAFOLDAP_LDIF *ldif, unsigned int classes,
                  const AttributeGroup<Account> (&groups)[count], const Account &account) {
     for (const AttributeGroup<Account> &group : groups) {
-        if ((classes & group.object_class) == group.object_class) group.write(ldif, account);
+        if ((classes & group.object_class) != group.object_class) continue;
+        if (group.write != nullptr) group.write(ldif, account);
+        if (group.class_name != nullptr) WriteValue(ldif, "objectClass", group.class_name);
     }
 }
 

@@ -12,10 +12,6 @@ namespace {
 
 constexpr char kDomainGroup[] = "2";  // SID_NAME_DOM_GRP
 
-void WriteTop(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
-    WriteValue(ldif, "objectClass", "top");
-}
-
 void WritePosix(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
     WriteValue(ldif, "cn", group.group->szName);
     ZAFOLDAPLdifAttr(ldif, "gidNumber", "%lu", static_cast<unsigned long>(group.group->nGid));
@@ -26,15 +22,6 @@ void WritePosix(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
          ++member) {
         WriteValue(ldif, "memberUid", *member);
     }
-    WriteValue(ldif, "objectClass", "posixGroup");
-}
-
-void WriteExtensible(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
-    WriteValue(ldif, "objectClass", "extensibleObject");
-}
-
-void WriteApple(ZAFOLDAP_LDIF *ldif, const NewGroup & /*group*/) {
-    WriteValue(ldif, "objectClass", "apple-group");
 }
 
 void WriteSamba(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
@@ -46,10 +33,10 @@ void WriteSamba(ZAFOLDAP_LDIF *ldif, const NewGroup &group) {
 }
 
 constexpr AttributeGroup<NewGroup> kGroupAttributes[] = {
-    {ZAFOLDAP_CLASS_TOP, WriteTop},
-    {ZAFOLDAP_CLASS_POSIX_GROUP, WritePosix},
-    {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, WriteExtensible},
-    {ZAFOLDAP_CLASS_APPLE_GROUP, WriteApple},
+    {ZAFOLDAP_CLASS_TOP, nullptr, "top"},
+    {ZAFOLDAP_CLASS_POSIX_GROUP, WritePosix, "posixGroup"},
+    {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, nullptr, "extensibleObject"},
+    {ZAFOLDAP_CLASS_APPLE_GROUP, nullptr, "apple-group"},
     {ZAFOLDAP_CLASS_SAMBA_GROUP_MAPPING, WriteSamba},
 };
 

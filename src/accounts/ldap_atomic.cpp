@@ -8,12 +8,10 @@
 #include <string>
 
 #include "src/accounts/account_record.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/samba.h"
 #include "zafoldap/search.h"
 
@@ -47,8 +45,7 @@ int Decide(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next, ZAFOLDAP_
            void *context) {
     *next = *value + 1;
     if (check == nullptr || check(host, value, next, context) >= 0) return 0;
-    ZAFO_DEBUG_LOG("Check failed.");
-    return -1;
+    return ZAFO_DEBUG_FAILURE("Check failed.");
 }
 
 int Increase(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, uint64_t *reported,
@@ -57,8 +54,7 @@ int Increase(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, u
     for (int i = 0; i < kAttempts; ++i) {
         char value[kMaxValue];
         if (ZAFOLDAPSearchGetValueByDN(host, dn, nullptr, attribute, value, sizeof value) < 0) {
-            ZAFO_LOG("get [%s] failed.", attribute);
-            return -1;
+            return ZAFO_FAILURE("get [%s] failed.", attribute);
         }
         uint64_t number = strtoull(value, nullptr, 10);
         old = std::to_string(number);
@@ -70,8 +66,8 @@ int Increase(const ZAFOLDAP_HOST *host, const char *dn, const char *attribute, u
             return 0;
         }
     }
-    ZAFO_LOG("replace [%s] from [%s] -> [%s] failed. ", attribute, old.c_str(), next.c_str());
-    return -1;
+    return ZAFO_FAILURE("replace [%s] from [%s] -> [%s] failed. ", attribute, old.c_str(),
+                        next.c_str());
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 // Deletes an entry by DN, or a user or group by name. The name must resolve to exactly one entry;
 // if several match, none is deleted.
 #include "platform/error.h"
+#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
@@ -30,16 +30,13 @@ int DeleteEntry(const ZAFOLDAP_HOST *host, const char *dn, Percents percents) {
     }
     zafo::WriteValue(file.get(), "changetype", "delete");
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify [%s] failed. [0x%04X]", dn, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify [%s] failed. [0x%04X]", dn, zafo::PlatformError());
 }
 
 // A DN from the server may be too long or contain line breaks.
 int CheckFound(const zafo::FoundText &dn) {
     if (!zafo::FitsDN(dn)) return -1;
-    if (zafo::IsOneLine(dn)) return 0;
-    QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-    return -1;
+    return zafo::IsOneLine(dn) ? 0 : zafo::FailWith(QLIB_ERR_BAD_FORMAT);
 }
 
 struct DeletedKind {
@@ -57,9 +54,8 @@ int Resolve(const ZAFOLDAP_HOST *host, const DeletedKind &what, const char *name
             zafo::FoundText &dn) {
     const int found = what.kind.find_by_name(host, name, dn, sizeof dn);
     if (found == 1) return CheckFound(dn);
-    if (found > 1) ZAFO_LOG("%s: %s", what.ambiguous, name);
-    if (found == 0) QLIBCErrSet(what.not_found);
-    return -1;
+    if (found > 1) return ZAFO_FAILURE("%s: %s", what.ambiguous, name);
+    return found == 0 ? zafo::FailWith(what.not_found) : -1;
 }
 
 }  // namespace
@@ -83,13 +79,11 @@ int ZAFOLDAPBrowserDeleteUser(const ZAFOLDAP_HOST *host, const char *name) {
         zafo::FoundText dn = "";
         if (Resolve(host, kUser, name, dn) != 0) return -1;
         if (DeleteEntry(host, dn, Percents::kAreText) != 0) {
-            ZAFO_LOG("Delete user [%s] failed.", dn);
-            return -1;
+            return ZAFO_FAILURE("Delete user [%s] failed.", dn);
         }
         if (ZAFOLDAPBrowserGroupEditWhenUserUIDChange(host, name, nullptr) != 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", name,
-                     zafo::PlatformError());
-            return -1;
+            return ZAFO_FAILURE("ZAFOLDAPBrowserGroupEditByUserUID failed. [%s] [0x%04X]", name,
+                                zafo::PlatformError());
         }
         return 0;
     });

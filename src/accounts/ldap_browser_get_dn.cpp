@@ -37,9 +37,8 @@ int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *host, const char *filter, cha
         ++count;
     }
     if (found < 0) {
-        ZAFO_LOG("ZAFOLDAPSearchGetNext get next failed, %s (%d)", zafo::ErrorKey(),
-                 ZAFOLDAPErrGet());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPSearchGetNext get next failed, %s (%d)", zafo::ErrorKey(),
+                            ZAFOLDAPErrGet());
     }
     return count;
 }

@@ -3,31 +3,26 @@
 // Adding a group: checks that name and number are free, then writes one "add" record.
 #include <string>
 
-#include "src/accounts/account_taken.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/group_record.h"
-#include "src/accounts/one_line.h"
 #include "src/accounts/password_attributes.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/group.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/samba.h"
 
 namespace {
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
+int CheckFree(const ZAFOLDAP_HOST *host, const ZAFOGROUP &group) {
     if (zafo::IsNameTaken(host, zafo::kGroups, group.szName)) {
-        ZAFO_DEBUG_LOG("group [%s] exists in db.", group.szName);
-        return true;
+        return ZAFO_DEBUG_FAILURE("group [%s] exists in db.", group.szName);
     }
-    if (zafo::IsNumberTaken(host, zafo::kGroups, group.nGid)) {
-        ZAFO_DEBUG_LOG("gid number [%u] exists in db.", group.nGid);
-        return true;
-    }
-    return false;
+    if (!zafo::IsNumberTaken(host, zafo::kGroups, group.nGid)) return 0;
+    return ZAFO_DEBUG_FAILURE("gid number [%u] exists in db.", group.nGid);
 }
 
 // An empty value is written if no SID can be generated.
@@ -41,7 +36,7 @@ std::string MakeSid(const ZAFOLDAP_HOST *host) {
 
 int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *description,
            const QLIBSZLIST *extra, const char *container) {
-    if (IsTaken(host, *group)) return -1;
+    if (CheckFree(host, *group) != 0) return -1;
     const std::string dn =
         zafo::AccountDN(zafo::kGroups.name_attribute, group->szName, container, host->szBaseDN);
     if (!zafo::FitsDN(dn)) return -1;
@@ -54,8 +49,8 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *descri
                             .sid = MakeSid(host),
                             .extra = extra});
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group->szName, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", group->szName,
+                        zafo::PlatformError());
 }
 
 }  // namespace
@@ -63,8 +58,7 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group, const char *descri
 int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *host, const ZAFOGROUP *group,
                                const char *description, const QLIBSZLIST *extra,
                                const char *groups_container) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (group == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pGroup");
     if (group->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pGroup->szName");
     if (group->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != *(pGroup->szName)");

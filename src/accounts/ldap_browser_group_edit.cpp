@@ -6,8 +6,8 @@
 
 #include "platform/unicode.h"
 #include "src/accounts/account_owner.h"
-#include "src/accounts/account_taken.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/frame/guard.h"
@@ -37,10 +37,7 @@ int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *ch
     zafo::Group group;
     const int found =
         ZAFOLDAPBrowserGroupGet(host, group_dn, group.Next(), description, sizeof description);
-    if (found != 1) {
-        ZAFO_LOG("get group %s failed. ", group_dn);
-        return -1;
-    }
+    if (found != 1) return ZAFO_FAILURE("get group %s failed. ", group_dn);
     const char *&new_name = changes->new_name;
     if (new_name != nullptr && QLIBCUnicodeUTF8StrCaseCmp(new_name, group->szName) == 0) {
         new_name = nullptr;
@@ -52,16 +49,14 @@ int KeepWhatDiffers(const ZAFOLDAP_HOST *host, const char *group_dn, Changes *ch
     return 0;
 }
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const Changes &changes) {
+int CheckFree(const ZAFOLDAP_HOST *host, const Changes &changes) {
     if (changes.new_name != nullptr && zafo::IsNameTaken(host, zafo::kGroups, changes.new_name)) {
-        ZAFO_LOG("group %s exists in db.", changes.new_name);
-        return true;
+        return ZAFO_FAILURE("group %s exists in db.", changes.new_name);
     }
     if (changes.gid != nullptr && zafo::IsNumberTaken(host, zafo::kGroups, *changes.gid)) {
-        ZAFO_LOG("gid number %u exists in db.", *changes.gid);
-        return true;
+        return ZAFO_FAILURE("gid number %u exists in db.", *changes.gid);
     }
-    return false;
+    return 0;
 }
 
 void WriteChanges(ZAFOLDAP_LDIF *ldif, const char *group_dn, const Changes &changes) {
@@ -85,21 +80,19 @@ void WriteChanges(ZAFOLDAP_LDIF *ldif, const char *group_dn, const Changes &chan
 
 int Edit(const ZAFOLDAP_HOST *host, const char *group_dn, Changes changes) {
     if (KeepWhatDiffers(host, group_dn, &changes) != 0) return -1;
-    if (IsTaken(host, changes)) return -1;
+    if (CheckFree(host, changes) != 0) return -1;
     zafo::ChangeFile file;
     if (file.Open() != 0) return -1;
     WriteChanges(file.get(), group_dn, changes);
     if (file.Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", group_dn, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", group_dn, zafo::PlatformError());
 }
 
 }  // namespace
 
 int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *host, const char *group_dn, const char *new_cn,
                              const char *description, const unsigned int *gid) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (new_cn == nullptr && description == nullptr && gid == nullptr) {
         return ZAFO_BAD_ARGUMENT("szNewGroupCN || szDesc || pGid");

@@ -31,20 +31,19 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
     if (gid == nullptr) ZAFO_LOG("get gid failed");
     zafo::List members;
     if (ZAFOLDAPResultGetAll(&entry.result, "memberUid", members.address()) < 0) {
-        ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", "memberUid", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPResultGetAll %s failed. [0x%04X]", "memberUid",
+                            zafo::PlatformError());
     }
     const auto pointers = PointersTo(members);
     if (pointers == nullptr) {
         ZAFO_LOG("out of memory");
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
     ZAFOGROUP *made = nullptr;
     if (ZAFOGroupAlloc(&made, name, zafo::AccountNumber(gid), pointers.get()) < 0 ||
         made == nullptr) {
-        ZAFO_LOG("ZAFOGroupAlloc failed. [%s]. [0x%04X]", group_dn, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOGroupAlloc failed. [%s]. [0x%04X]", group_dn,
+                            zafo::PlatformError());
     }
     made->nType = ZAFO_ACCOUNT_DIRECTORY;
     *group = made;  // the old value is the caller's, or uninitialised
@@ -55,8 +54,7 @@ int MakeGroup(const zafo::OpenSearch &entry, const char *group_dn, const char *n
 
 int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *host, const char *group_dn, ZAFOGROUP **group,
                             char *description, size_t size) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (group == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppGroup");
 
@@ -66,10 +64,7 @@ int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *host, const char *group_dn, ZAF
         const int found = zafo::FirstEntryAt(host, group_dn, &search);
         if (found != 1) return found;
         const char *name = search.First("cn");
-        if (name == nullptr) {
-            ZAFO_LOG("get name failed");
-            return -1;
-        }
+        if (name == nullptr) return ZAFO_FAILURE("get name failed");
         const char *text = search.First("description");
         if (text != nullptr && description != nullptr && size > 0) {
             zafo::CopyText(text, description, size);

@@ -6,7 +6,6 @@
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/check_connection.h"
 #include "src/core/list.h"
@@ -115,8 +114,7 @@ void WriteWhereNeeded(ZAFOLDAP_LDIF *ldif, const ZAFOLDAP_HOST &host, const Chan
 
 int Apply(const ZAFOLDAP_HOST *host, zafo::ChangeFile *file, const char *uid) {
     if (file->Apply(host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", uid, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", uid, zafo::PlatformError());
 }
 
 // DNs from a server are as untrusted as those from a caller.
@@ -147,20 +145,12 @@ int UserNameToChange(const ZAFOLDAP_HOST *host, const char *user_dn, zafo::Found
     return found;
 }
 
-// Every change checks its connection first.
-bool HasLoginSuffix(const ZAFOLDAP_HOST *host, int line = __builtin_LINE()) {
-    if (!zafo::IsConnection(host, __FILE_NAME__, line)) return false;
-    if (host->szLoginSuffix != nullptr) return true;
-    zafo::BadArgument(__FILE_NAME__, line, "NULL != pHost->szLoginSuffix");
-    return false;
-}
-
 }  // namespace
 
 int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
                                       const QLIBSZLIST *added_group_dns,
                                       const QLIBSZLIST *removed_group_dns) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
@@ -177,8 +167,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid
         if (file.Open() != 0) return -1;
         zafo::List current;
         if (ZAFOLDAPBrowserGroupEnumByUserUID(host, uid, current.address(), nullptr) < 0) {
-            ZAFO_LOG("get group list for user %s failed.", uid);
-            return -1;
+            return ZAFO_FAILURE("get group list for user %s failed.", uid);
         }
         if (QLIBCSzListSortItems(current.get(), QLIB_SZLIST_SORT_NOCASE) < 0) return -1;
         WriteWhereNeeded(file.get(), *host, kAdd, uid, added_group_dns, current);
@@ -190,7 +179,7 @@ int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *host, const char *uid
 int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
                                      const QLIBSZLIST *added_group_dns,
                                      const QLIBSZLIST *removed_group_dns) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (added_group_dns == nullptr && removed_group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedGroupDNList || NULL != pRemovedGroupDNList");
@@ -209,7 +198,7 @@ int ZAFOLDAPBrowserGroupEditByUserDN(const ZAFOLDAP_HOST *host, const char *user
 int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *host, const char *group_dn,
                                      const QLIBSZLIST *added_user_uids,
                                      const QLIBSZLIST *removed_user_uids) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (group_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szGroupDN");
     if (added_user_uids == nullptr && removed_user_uids == nullptr) {
         return ZAFO_BAD_ARGUMENT("NULL != pAddedUserUIDList || NULL != pRemovedUserUIDList");
@@ -231,7 +220,7 @@ int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *host, const char *grou
 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *host, const char *uid,
                                               const char *new_uid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
     if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
@@ -252,7 +241,7 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *host, const c
 
 int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *host,
                                                       const char *user_dn, const char *new_uid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (!zafo::IsOneLine(new_uid)) return ZAFO_NOT_ONE_LINE("szNewUserUID");
     if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");
@@ -265,7 +254,7 @@ int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDAP_HOST *host,
 int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *host, const char *uid,
                                               const unsigned int *old_gid,
                                               const unsigned int *new_gid) {
-    if (!HasLoginSuffix(host)) return -1;
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (!zafo::IsOneLine(uid)) return ZAFO_NOT_ONE_LINE("szUserUID");
     if (!zafo::IsOneLine(host->szBaseDN)) return ZAFO_NOT_ONE_LINE("pHost->szBaseDN");

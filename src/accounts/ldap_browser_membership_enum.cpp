@@ -35,8 +35,7 @@ int ListByPrimaryGid(const ZAFOLDAP_HOST *host, const char *gid, QLIBSZLIST **us
     request.szFilter = filter ? filter->c_str() : nullptr;
     if (!filter || ZAFOLDAPSearchEachValue(host, &request, zafo::kUsers.name_attribute,
                                            dns.address(), user_uids) != 0) {
-        ZAFO_LOG("find users whose gidNumber = %s failed.", gid);
-        return -1;
+        return ZAFO_FAILURE("find users whose gidNumber = %s failed.", gid);
     }
     return dns.size();
 }
@@ -44,16 +43,14 @@ int ListByPrimaryGid(const ZAFOLDAP_HOST *host, const char *gid, QLIBSZLIST **us
 // Removes the given names from the list.
 int Subtract(QLIBSZLIST *list, const zafo::List &names) {
     if (QLIBCSzListSub(list, names.get(), 0) != 0) return 0;
-    ZAFO_LOG("QLIBCSzListSub() failed!! [0x%04X]", zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("QLIBCSzListSub() failed!! [0x%04X]", zafo::PlatformError());
 }
 
 }  // namespace
 
 int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *host, const char *uid,
                                       QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (uid == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserUID");
     if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
@@ -71,8 +68,7 @@ int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *host, const char *uid
 
 int ZAFOLDAPBrowserGroupEnumByUserDN(const ZAFOLDAP_HOST *host, const char *user_dn,
                                      QLIBSZLIST **group_dns, QLIBSZLIST **group_names) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (group_dns != nullptr && *group_dns == nullptr) {
         return ZAFO_BAD_ARGUMENT("((void *)0) == ppGroupDNList || ((void *)0) != *ppGroupDNList");
@@ -97,8 +93,8 @@ int ZAFOLDAPBrowserUserEnumByPrimaryGroup(const ZAFOLDAP_HOST *host, const char 
     return zafo::Guarded(-1, [&] {
         zafo::FoundText gid;
         if (GidOf(host, group_dn, group_cn, gid) != 0) {
-            ZAFO_LOG("get gidNumber for [%s] failed.", group_dn != nullptr ? group_dn : group_cn);
-            return -1;
+            return ZAFO_FAILURE("get gidNumber for [%s] failed.",
+                                group_dn != nullptr ? group_dn : group_cn);
         }
         return ListByPrimaryGid(host, gid, user_uids);
     });
@@ -117,10 +113,7 @@ int ZAFOLDAPBrowserUserEnumByGroupDN(const ZAFOLDAP_HOST *host, const char *grou
         search.request.szFilter = zafo::kGroups.filter;
         const int found = zafo::FirstEntryAt(host, group_dn, &search);
         if (found < 0) return -1;
-        if (found == 0) {
-            QLIBCErrSet(QLIB_ERR_NO_SUCH_GROUP);
-            return -1;
-        }
+        if (found == 0) return zafo::FailWith(QLIB_ERR_NO_SUCH_GROUP);
         const int count = ZAFOLDAPResultGetAll(&search.result, kMember, user_uids);
         if (count < 0) {
             ZAFO_LOG("ZAFOLDAPResultGetAll %s failed. [0x%04X]", kMember, zafo::PlatformError());
@@ -139,18 +132,15 @@ int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *host, const char *g
     return zafo::Guarded(-1, [&] {
         zafo::List members;
         if (ZAFOLDAPBrowserUserEnumAll(host, nullptr, user_uids) < 0) {
-            ZAFO_LOG("list all users failed.");
-            return -1;
+            return ZAFO_FAILURE("list all users failed.");
         }
         if (ZAFOLDAPBrowserUserEnumByGroupDN(host, group_dn, members.address()) < 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
-            return -1;
+            return ZAFO_FAILURE("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
         }
         if (Subtract(*user_uids, members) != 0) return -1;
         if (QLIBCSzListRemoveAll(members.get()) < 0) return -1;
         if (ZAFOLDAPBrowserUserEnumByPrimaryGroup(host, group_dn, nullptr, members.address()) < 0) {
-            ZAFO_LOG("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
-            return -1;
+            return ZAFO_FAILURE("ZAFOLDAPBrowserUserEnumByGroupDN failed. [%s] ", group_dn);
         }
         return Subtract(*user_uids, members);
     });

@@ -22,7 +22,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/browser.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/group.h"
 #include "zafoldap/migrate.h"
 #include "zafoldap/object_class.h"
@@ -46,22 +45,19 @@ const char *NameOf(const zafo::AccountOwner<Record> &account) {
 
 // --- Shared by both directions ------------------------------------------------
 
-// Allocates a list of names; false when out of memory.
-bool Make(std::optional<zafo::List> *list) {
+// Allocates a list of names. 0 or -1.
+int Make(std::optional<zafo::List> *list) {
     try {
         list->emplace();
-        return true;
+        return 0;
     } catch (const std::bad_alloc &) {
-        ZAFO_LOG("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
-        return false;
+        return ZAFO_FAILURE("QLIBCSzListAlloc failed.[0x%04X]", zafo::PlatformError());
     }
 }
 
-enum class Outcome {
-    kSkipped,  // the reason was logged
-    kDone,     // as far as possible; failures on the way were logged
-    kEnd,      // no other account can be copied either
-};
+// Copying an account returns 0, even if failures on the way were logged; -1 if it is skipped and
+// the reason was logged; or this, if no other account can be copied either.
+constexpr int kEndOfBatch = 1;
 
 // Tries each account of a list in turn. Returns -1 if one of them ends the batch.
 template <class Copy>
@@ -69,9 +65,9 @@ int ForEach(const zafo::List &accounts, const char *kind, const Copy &copy) {
     ZAFO_DEBUG_LOG("%d %ss to be added.", accounts.size(), kind);
     for (int i = 0; i < accounts.size(); ++i) {
         ZAFO_DEBUG_LOG("Try to add %s %d: %s", kind, i, accounts[i]);
-        const Outcome outcome = copy(accounts[i]);
-        if (outcome == Outcome::kEnd) return -1;
-        if (outcome == Outcome::kDone) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
+        const int result = copy(accounts[i]);
+        if (result == kEndOfBatch) return -1;
+        if (result == 0) ZAFO_DEBUG_LOG("Create %s successfully.", accounts[i]);
     }
     return 0;
 }
@@ -82,55 +78,51 @@ bool HasSamba(const ZAFOLDAP_HOST &host) {
 
 // --- Into the directory -------------------------------------------------------
 
-bool AddSambaHashes(const char *name, zafo::List *extra) {
+int AddSambaHashes(const char *name, zafo::List *extra) {
     char lm_hash[kHashSize] = "";
     char nt_hash[kHashSize] = "";
     const int result = QLIBUserSmbPasswdGet(name, lm_hash, sizeof lm_hash, nt_hash, sizeof nt_hash);
     if (zafo::Ended(lm_hash, zafo::Ended(nt_hash, result)) != 0) {
-        ZAFO_LOG("Get NTLM failed. [%s] [0x%04X]", name, zafo::PlatformError());
-        return false;
+        return ZAFO_FAILURE("Get NTLM failed. [%s] [0x%04X]", name, zafo::PlatformError());
     }
     const char *const items[] = {"sambaNTPassword", nt_hash, "sambaLMPassword", lm_hash};
     for (const char *item : items)
         extra->Push(item);
-    return true;
+    return 0;
 }
 
-Outcome CopyUserToDirectory(const ZAFOLDAP_HOST *host, const char *name, zafo::List *extra) {
+int CopyUserToDirectory(const ZAFOLDAP_HOST *host, const char *name, zafo::List *extra) {
     if (QLIBCSzListRemoveAll(extra->get()) < 0) {  // hashes of the previous user
-        ZAFO_LOG("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", name, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("QLIBCSzListRemoveAll failed. [%s] [0x%04X]", name,
+                            zafo::PlatformError());
     }
     zafo::User user;
     if (ZAFOUserGet(name, user.Next()) != 0) {
-        ZAFO_LOG("ZAFOUserGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("ZAFOUserGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
     }
-    if (HasSamba(*host) && !AddSambaHashes(name, extra)) return Outcome::kSkipped;
+    if (HasSamba(*host) && AddSambaHashes(name, extra) != 0) return -1;
     if (ZAFOLDAPBrowserUserCreateWithCryptedPass(host, user.get(), extra->get(), nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserUserCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
-    return Outcome::kDone;
+    return 0;
 }
 
 int UsersToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
     std::optional<zafo::List> extra;
-    if (!Make(&names) || !Make(&extra)) return -1;
+    if (Make(&names) != 0 || Make(&extra) != 0) return -1;
     if (ZAFOUserEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
-        ZAFO_LOG("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOUserEnum failed, [0x%04X]", zafo::PlatformError());
     }
     return ForEach(*names, "user",
                    [&](const char *name) { return CopyUserToDirectory(host, name, &*extra); });
 }
 
-Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *host, const char *name,
-                             zafo::GroupDescription *buffer) {
+int CopyGroupToDirectory(const ZAFOLDAP_HOST *host, const char *name,
+                         zafo::GroupDescription *buffer) {
     zafo::Group group;
     if (ZAFOGroupGet(name, group.Next()) != 0) {
-        ZAFO_LOG("ZAFOGroupGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("ZAFOGroupGet failed. [%s]. [0x%04X]", name, zafo::PlatformError());
     }
     const char *description = "";
     buffer->Empty();
@@ -142,15 +134,14 @@ Outcome CopyGroupToDirectory(const ZAFOLDAP_HOST *host, const char *name,
     if (ZAFOLDAPBrowserGroupCreate(host, group.get(), description, nullptr, nullptr) != 0) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupCreate failed. [%s][0x%04X]", name, zafo::PlatformError());
     }
-    return Outcome::kDone;
+    return 0;
 }
 
 int GroupsToDirectory(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> names;
-    if (!Make(&names)) return -1;
+    if (Make(&names) != 0) return -1;
     if (ZAFOGroupEnum(names->address(), ZAFO_ACCOUNT_LOCAL) < 0) {
-        ZAFO_LOG("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOGroupEnum failed, [0x%04X]", zafo::PlatformError());
     }
     zafo::GroupDescription description;
     return ForEach(*names, "group", [&](const char *name) {
@@ -200,64 +191,45 @@ void TakePassword(const ZAFOUSER &user, LocalPassword *password) {
     password->imported = nullptr;
 }
 
-bool IsUserNameFree(const char *name, zafo::User *local) {
+int CheckUserName(const char *name, zafo::User *local) {
     if (ZAFOUserGetLocal(name, local->Next()) == 0) {
-        ZAFO_LOG("user name [%s] is occupied in local DB.", name);
-        return false;
+        return ZAFO_FAILURE("user name [%s] is occupied in local DB.", name);
     }
-    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
-    ZAFO_LOG("ZAFOUserGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
-    return false;
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return 0;
+    return ZAFO_FAILURE("ZAFOUserGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
 }
 
-bool IsUidFree(uint32_t uid, zafo::User *local) {
+int CheckUid(uint32_t uid, zafo::User *local) {
     if (ZAFOUserGetLocalByUID(uid, local->Next()) == 0) {
-        ZAFO_LOG("user uid [%lu] is occupied by [%s] in local DB.", static_cast<unsigned long>(uid),
-                 NameOf(*local));
-        return false;
+        return ZAFO_FAILURE("user uid [%lu] is occupied by [%s] in local DB.",
+                            static_cast<unsigned long>(uid), NameOf(*local));
     }
-    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return true;
-    ZAFO_LOG("ZAFOUserGetLocalByUID failed. [%lu] [0x%04X]", static_cast<unsigned long>(uid),
-             zafo::PlatformError());
-    return false;
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_USER) return 0;
+    return ZAFO_FAILURE("ZAFOUserGetLocalByUID failed. [%lu] [0x%04X]",
+                        static_cast<unsigned long>(uid), zafo::PlatformError());
 }
 
-bool IsRoomForAUser() {
+int CheckRoomForAUser() {
     const int remaining = QLIBUserNumRemained();
-    if (remaining > 0) return true;
-    if (remaining < 0) {
-        ZAFO_LOG("QLIBUserNumRemained failed. [%d]. [0x%04X]", remaining, zafo::PlatformError());
-    } else {
-        ZAFO_LOG("The limit of local account has been reached.");
-    }
-    return false;
+    if (remaining > 0) return 0;
+    if (remaining == 0) return ZAFO_FAILURE("The limit of local account has been reached.");
+    return ZAFO_FAILURE("QLIBUserNumRemained failed. [%d]. [0x%04X]", remaining,
+                        zafo::PlatformError());
 }
 
-// The Samba hashes of an entry; "" for a missing one.
-struct SambaHashes {
-    const char *nt = "";
-    const char *lm = "";
-};
-
-SambaHashes SambaHashesOf(const zafo::OwnResult &entry, const char *name) {
-    SambaHashes hashes;
-    if (const char *nt = ZAFOLDAPResultGetFirst(&entry, "sambaNTPassword")) {
-        hashes.nt = nt;
-    } else {
-        ZAFO_LOG("get NT Hash failed. [%s] ", name);
-    }
-    if (const char *lm = ZAFOLDAPResultGetFirst(&entry, "sambaLMPassword")) {
-        hashes.lm = lm;
-    } else {
-        ZAFO_LOG("get LM Hash failed. [%s] ", name);
-    }
-    return hashes;
+// A user's Samba hash in the entry ("NT" or "LM"); "" if it is missing.
+const char *SambaHash(const zafo::OwnResult &entry, const char *kind, const char *attribute,
+                      const char *name) {
+    const char *hash = ZAFOLDAPResultGetFirst(&entry, attribute);
+    if (hash != nullptr) return hash;
+    ZAFO_LOG("get %s Hash failed. [%s] ", kind, name);
+    return "";
 }
 
-bool ImportPassword(const char *name, const char *crypt_hash, const SambaHashes &samba) {
-    if (QLIBUserImportPasswd(&name, &crypt_hash, &samba.lm, &samba.nt, 1) == 0) return true;
-    ZAFO_LOG("QLIBUserImportPasswd failed. [%s] [0x%04X]", name, zafo::PlatformError());
-    return false;
+int ImportPassword(const char *name, const char *crypt_hash, const char *nt_hash,
+                   const char *lm_hash) {
+    if (QLIBUserImportPasswd(&name, &crypt_hash, &lm_hash, &nt_hash, 1) == 0) return 0;
+    return ZAFO_FAILURE("QLIBUserImportPasswd failed. [%s] [0x%04X]", name, zafo::PlatformError());
 }
 
 // Working storage for copying users, reused for each of them.
@@ -268,91 +240,83 @@ struct UserTransit {
     zafo::MultiResult multi_result;
 };
 
-Outcome CopyUserToLocal(const ZAFOLDAP_HOST *host, const char *dn, UserTransit *transit) {
+int CopyUserToLocal(const ZAFOLDAP_HOST *host, const char *dn, UserTransit *transit) {
     if (ZAFOLDAPBrowserUserGet(host, dn, transit->user.Next(), &transit->entry) != 1) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserUserGet failed. [%s]. [0x%04X]", dn,
+                            zafo::PlatformError());
     }
     ZAFOUSER user = *transit->user.get();  // a copy with another password; borrows the strings
     LocalPassword password;
     TakePassword(user, &password);
     user.szPasswd = password.record;
 
-    if (!IsUserNameFree(user.szName, &transit->local)) return Outcome::kSkipped;
-    if (!IsUidFree(user.pw_uid, &transit->local)) return Outcome::kSkipped;
-    if (!IsRoomForAUser()) return Outcome::kEnd;
+    if (CheckUserName(user.szName, &transit->local) != 0) return -1;
+    if (CheckUid(user.pw_uid, &transit->local) != 0) return -1;
+    if (CheckRoomForAUser() != 0) return kEndOfBatch;
     if (ZAFOUserSetOne(0, &user, transit->multi_result.get()) != 0) {
-        ZAFO_LOG("ZAFOUserSet failed. [%s] [0x%04X]", user.szName, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("ZAFOUserSet failed. [%s] [0x%04X]", user.szName,
+                            zafo::PlatformError());
     }
-    SambaHashes samba;
-    if (HasSamba(*host)) samba = SambaHashesOf(transit->entry, user.szName);
-    if (password.imported != nullptr && !ImportPassword(user.szName, password.imported, samba)) {
-        return Outcome::kSkipped;
+    const char *nt_hash = "";
+    const char *lm_hash = "";
+    if (HasSamba(*host)) {
+        nt_hash = SambaHash(transit->entry, "NT", "sambaNTPassword", user.szName);
+        lm_hash = SambaHash(transit->entry, "LM", "sambaLMPassword", user.szName);
     }
-    return Outcome::kDone;
+    if (password.imported == nullptr) return 0;
+    return ImportPassword(user.szName, password.imported, nt_hash, lm_hash);
 }
 
 int UsersToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
-    if (!Make(&dns)) return -1;
+    if (Make(&dns) != 0) return -1;
     UserTransit transit;
     if (ZAFOLDAPResultInit(&transit.entry) != 0) return -1;
     transit.multi_result.reset(QLIBCMResultAlloc());
     if (transit.multi_result == nullptr) return -1;
     if (ZAFOLDAPBrowserUserEnumAll(host, dns->address(), nullptr) < 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserUserEnumAll failed, [0x%04X]", zafo::PlatformError());
     }
     return ForEach(*dns, "user",
                    [&](const char *dn) { return CopyUserToLocal(host, dn, &transit); });
 }
 
-bool IsGroupNameFree(const char *name, zafo::Group *local) {
+int CheckGroupName(const char *name, zafo::Group *local) {
     if (ZAFOGroupGetLocal(name, local->Next()) == 0) {
-        ZAFO_LOG("group name [%s] is occupied in local DB.", name);
-        return false;
+        return ZAFO_FAILURE("group name [%s] is occupied in local DB.", name);
     }
-    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
-    ZAFO_LOG("ZAFOGroupGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
-    return false;
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return 0;
+    return ZAFO_FAILURE("ZAFOGroupGetLocal failed. [%s] [0x%04X]", name, zafo::PlatformError());
 }
 
-bool IsGidFree(uint32_t gid, zafo::Group *local) {
+int CheckGid(uint32_t gid, zafo::Group *local) {
     if (ZAFOGroupGetLocalByGID(gid, local->Next()) == 0) {
-        ZAFO_LOG("group gid [%lu] is occupied by [%s] in local DB.",
-                 static_cast<unsigned long>(gid), NameOf(*local));
-        return false;
+        return ZAFO_FAILURE("group gid [%lu] is occupied by [%s] in local DB.",
+                            static_cast<unsigned long>(gid), NameOf(*local));
     }
-    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return true;
-    ZAFO_LOG("ZAFOGroupGetLocalByGID failed. [%lu] [0x%04X]", static_cast<unsigned long>(gid),
-             zafo::PlatformError());
-    return false;
+    if (QLIBCErrGet() == QLIB_ERR_NO_SUCH_GROUP) return 0;
+    return ZAFO_FAILURE("ZAFOGroupGetLocalByGID failed. [%lu] [0x%04X]",
+                        static_cast<unsigned long>(gid), zafo::PlatformError());
 }
 
-Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
-                         zafo::Group *local) {
+int CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
+                     zafo::Group *local) {
     char description[kDescriptionSize];  // not used: ZAFOGroupSet takes none
     if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
-        return Outcome::kSkipped;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn,
+                            zafo::PlatformError());
     }
     const ZAFOGROUP &group = *owner->get();
-    if (!IsGroupNameFree(group.szName, local)) return Outcome::kSkipped;
-    if (!IsGidFree(group.nGid, local)) return Outcome::kSkipped;
-    if (ZAFOGroupSet(0, &group) != 0) {
-        ZAFO_LOG("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
-        return Outcome::kSkipped;
-    }
-    return Outcome::kDone;
+    if (CheckGroupName(group.szName, local) != 0 || CheckGid(group.nGid, local) != 0) return -1;
+    if (ZAFOGroupSet(0, &group) == 0) return 0;
+    return ZAFO_FAILURE("ZAFOGroupSet failed. [%s] [0x%04X]", group.szName, zafo::PlatformError());
 }
 
 int GroupsToLocal(const ZAFOLDAP_HOST *host) {
     std::optional<zafo::List> dns;
-    if (!Make(&dns)) return -1;
+    if (Make(&dns) != 0) return -1;
     if (ZAFOLDAPBrowserGroupEnumAll(host, dns->address(), nullptr) < 0) {
-        ZAFO_LOG("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPBrowserGroupEnumAll failed, [0x%04X]", zafo::PlatformError());
     }
     zafo::Group group;
     zafo::Group local;

@@ -18,8 +18,7 @@ int CountAll(const ZAFOLDAP_HOST *host, zafo::OpenSearch *search) {
         return -1;
     }
     if (search->Open(host) != 0) {
-        ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("search init failed[0x%04X]", zafo::PlatformError());
     }
     return search->Next() < 0 ? -1 : search->result.nEntry;
 }
@@ -32,15 +31,13 @@ int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *host, const char *subject) {
 
     const bool of_users = std::strcmp(subject, "user") == 0;
     if (!of_users && std::strcmp(subject, "group") != 0) {
-        ZAFO_LOG("wrong subject[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("wrong subject[0x%04X]", zafo::PlatformError());
     }
     zafo::OpenSearch search;
     const int ready = of_users ? ZAFOLDAPBrowserUserEnumRequestInit(&search.request)
                                : ZAFOLDAPBrowserGroupEnumRequestInit(&search.request);
     if (ready != 0) {
-        ZAFO_LOG("init %s enum request failed[0x%04X]", subject, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("init %s enum request failed[0x%04X]", subject, zafo::PlatformError());
     }
     return CountAll(host, &search);
 }

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "platform/crypt.h"
-#include "src/accounts/account_taken.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/password_attributes.h"
 #include "src/accounts/user_record.h"
 #include "src/core/change_file.h"
@@ -15,7 +15,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/home.h"
 #include "zafoldap/object_class.h"
 #include "zafoldap/password.h"
@@ -35,8 +34,7 @@ constexpr PasswordKind kCrypted{false, "[", "]"};
 
 int CheckArguments(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *extra,
                    const char *users_container) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szBaseDN == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost->szBaseDN");
+    if (!zafo::HasBaseDN(host, __FILE_NAME__)) return -1;
     if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser");
     if (user->szName == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pUser->szName");
     if (user->szName[0] == '\0') return ZAFO_BAD_ARGUMENT("'\\0' != pUser->szName[0]");
@@ -52,16 +50,13 @@ int CheckArguments(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZ
     return 0;
 }
 
-bool IsTaken(const ZAFOLDAP_HOST *host, const ZAFOUSER &user, const PasswordKind &kind) {
+int CheckFree(const ZAFOLDAP_HOST *host, const ZAFOUSER &user, const PasswordKind &kind) {
     if (zafo::IsNameTaken(host, zafo::kUsers, user.szName)) {
-        ZAFO_DEBUG_LOG("user %s%s%s exists in db.", kind.open, user.szName, kind.close);
-        return true;
+        return ZAFO_DEBUG_FAILURE("user %s%s%s exists in db.", kind.open, user.szName, kind.close);
     }
-    if (zafo::IsNumberTaken(host, zafo::kUsers, user.pw_uid)) {
-        ZAFO_DEBUG_LOG("uid number %s%u%s exists in db.", kind.open, user.pw_uid, kind.close);
-        return true;
-    }
-    return false;
+    if (!zafo::IsNumberTaken(host, zafo::kUsers, user.pw_uid)) return 0;
+    return ZAFO_DEBUG_FAILURE("uid number %s%u%s exists in db.", kind.open, user.pw_uid,
+                              kind.close);
 }
 
 int MakePasswordValue(const ZAFOUSER &user, const PasswordKind &kind, std::string *value) {
@@ -75,9 +70,8 @@ int MakePasswordValue(const ZAFOUSER &user, const PasswordKind &kind, std::strin
     }
     char hash[zafo::kHashedPasswordSize] = "";
     if (ZAFOLDAPEncryptPasswd(user.szPasswd, hash, sizeof hash) != 0) {
-        ZAFO_DEBUG_LOG("ZAFOLDAPEncryptPassword failed. [%s] [0x%04X]", user.szName,
-                       zafo::PlatformError());
-        return -1;
+        return ZAFO_DEBUG_FAILURE("ZAFOLDAPEncryptPassword failed. [%s] [0x%04X]", user.szName,
+                                  zafo::PlatformError());
     }
     value->assign(hash);
     return 0;
@@ -124,7 +118,7 @@ int AddEntry(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *
 
 int Create(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *extra,
            const char *users_container, const PasswordKind &kind) {
-    if (IsTaken(host, *user, kind)) return -1;
+    if (CheckFree(host, *user, kind) != 0) return -1;
     const char *container = users_container != nullptr ? users_container : zafo::kUsers.container;
     const std::string dn =
         zafo::AccountDN(zafo::kUsers.name_attribute, user->szName, container, host->szBaseDN);
@@ -133,8 +127,7 @@ int Create(const ZAFOLDAP_HOST *host, const ZAFOUSER *user, const QLIBSZLIST *ex
     if (!kind.is_clear) return 0;
 
     if (user->szPasswd != nullptr && ZAFOLDAPPasswd(host, dn.c_str(), user->szPasswd) != 0) {
-        ZAFO_LOG("ZAFOLDAPPasswd failed. [%s]", dn.c_str());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPPasswd failed. [%s]", dn.c_str());
     }
     ZAFOLDAPBrowserUserHomeCreate(host, user);
     return 0;

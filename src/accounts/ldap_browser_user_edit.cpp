@@ -10,8 +10,8 @@
 #include "platform/ldap.h"
 #include "platform/unicode.h"
 #include "src/accounts/account_owner.h"
-#include "src/accounts/account_taken.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
+#include "src/accounts/account_search.h"
 #include "src/accounts/password_attributes.h"
 #include "src/accounts/user_changes.h"
 #include "src/core/change_file.h"
@@ -50,23 +50,20 @@ struct UserEntry {
 
 int CheckLength(const std::string &dn) {
     if (zafo::FitsDN(dn)) return 0;
-    ZAFO_LOG("DN [%s] is too long. [0x%04X]", dn.c_str(), zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("DN [%s] is too long. [0x%04X]", dn.c_str(), zafo::PlatformError());
 }
 
 int ReadEntry(const EditRequest &request, UserEntry *entry) {
     if (ZAFOLDAPBrowserUserGet(request.host, request.dn, entry->user.Next(), nullptr) != 1) {
-        ZAFO_LOG("get user %s failed. ", request.dn);
-        return -1;
+        return ZAFO_FAILURE("get user %s failed. ", request.dn);
     }
     if (ZAFOLDAPSearchObjectClasses(request.host, request.dn, zafo::kUsers.filter,
                                     &entry->classes) != 0) {
-        ZAFO_LOG("get object classes of %s failed. [0x%04X]", request.dn, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("get object classes of %s failed. [0x%04X]", request.dn,
+                            zafo::PlatformError());
     }
     if ((entry->classes & ZAFOLDAP_CLASS_POSIX_ACCOUNT) == 0) {
-        ZAFO_LOG("user [%s] disapeared", request.dn);
-        return -1;
+        return ZAFO_FAILURE("user [%s] disapeared", request.dn);
     }
     return 0;
 }
@@ -79,32 +76,26 @@ int CheckName(const EditRequest &request, UserEntry *entry) {
     if (!entry->is_renamed) return 0;
     if (!zafo::IsOneLine(current)) {  // untrusted too; the groups' records delete it
         QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-        ZAFO_LOG("the name of user %s is more than one line. [0x%04X]", request.dn,
-                 zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("the name of user %s is more than one line. [0x%04X]", request.dn,
+                            zafo::PlatformError());
     }
     if (!zafo::IsNameTaken(request.host, zafo::kUsers, wanted)) return 0;
-    ZAFO_LOG("user %s exists in db.", wanted);
-    return -1;
+    return ZAFO_FAILURE("user %s exists in db.", wanted);
 }
 
 int CheckNumber(const EditRequest &request, const UserEntry &entry) {
     const uint32_t uid = request.wanted->pw_uid;
     if (uid == UID_ERR || uid == entry.user->pw_uid) return 0;
     if (!zafo::IsNumberTaken(request.host, zafo::kUsers, uid)) return 0;
-    ZAFO_LOG("uid number %u exists in db.", uid);
-    return -1;
+    return ZAFO_FAILURE("uid number %u exists in db.", uid);
 }
 
 // The hash is discarded: this rejects a password that cannot be hashed before anything changes.
 int CheckPassword(const EditRequest &request) {
     const char *password = request.wanted->szPasswd;
     char hash[zafo::kHashedPasswordSize] = "";
-    if (password == nullptr || ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) == 0) {
-        return 0;
-    }
-    ZAFO_LOG("ZAFOLDAPEncryptPassword failed. [0x%04X]", zafo::PlatformError());
-    return -1;
+    if (password == nullptr || ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) == 0) return 0;
+    return ZAFO_FAILURE("ZAFOLDAPEncryptPassword failed. [0x%04X]", zafo::PlatformError());
 }
 
 // Determines the DN after a change of name.
@@ -113,23 +104,22 @@ int FindNewDN(const EditRequest &request, UserEntry *entry) {
     if (!entry->is_renamed) return 0;
     DNText rdn = "";
     if (zafo::Ended(rdn, ZAFOLDAPRDNExtract(request.dn, 1, rdn, sizeof rdn)) < 0) {
-        ZAFO_LOG("ZAFOLDAPRDNExtract [%s] failed. [0x%04X]", request.dn, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPRDNExtract [%s] failed. [0x%04X]", request.dn,
+                            zafo::PlatformError());
     }
     DNText value = "";
     const int pair_result = ZAFOLDAPRDNPairExtract(
         rdn, entry->rdn_attribute, sizeof entry->rdn_attribute, value, sizeof value);
     if (zafo::Ended(entry->rdn_attribute, pair_result) < 0) {
-        ZAFO_LOG("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", rdn, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPRDNPairExtract [%s] failed. [0x%04X]", rdn,
+                            zafo::PlatformError());
     }
     // Starts at the end of the RDN because ZAFOLDAPDNParserParentDN does not handle escaped commas.
     // The length of `rdn` is no help: a platform may spell the RDN differently.
     DNText parent = "";
     if (ZAFOLDAPDNParserParentDN(request.dn + zafo::EndOfRdn(request.dn), parent, sizeof parent) !=
         0) {
-        ZAFO_LOG("ZAFOLDAPParentDNGet failed. [%s]", request.dn);
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPParentDNGet failed. [%s]", request.dn);
     }
     entry->new_dn.assign(entry->rdn_attribute).append("=");
     entry->new_dn.append(zafo::EscapedForDn(request.wanted->szName));
@@ -156,8 +146,7 @@ int ChangeEntry(const EditRequest &request, const UserEntry &entry) {
                             .now = std::time(nullptr),
                             .rdn_attribute = entry.is_renamed ? entry.rdn_attribute : nullptr});
     if (file.Apply(request.host) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPModify failed [%s] [0x%04X]", request.dn, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPModify failed [%s] [0x%04X]", request.dn, zafo::PlatformError());
 }
 
 // The remaining steps, after the server has accepted the change.
@@ -166,13 +155,11 @@ int FollowUp(const EditRequest &request, const UserEntry &entry) {
     const char *old_name = entry.user->szName;
     if (entry.is_renamed &&
         ZAFOLDAPBrowserGroupEditWhenUserUIDChange(request.host, old_name, wanted.szName) != 0) {
-        ZAFO_LOG("Edit group failed. [%s]. [0x%04X]", old_name, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Edit group failed. [%s]. [0x%04X]", old_name, zafo::PlatformError());
     }
     if (wanted.szPasswd != nullptr &&
         ZAFOLDAPPasswd(request.host, entry.new_dn.c_str(), wanted.szPasswd) != 0) {
-        ZAFO_LOG("ZAFOLDAPPasswd failed. [%s]", entry.new_dn.c_str());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPPasswd failed. [%s]", entry.new_dn.c_str());
     }
     return 0;
 }

@@ -27,10 +27,7 @@ int IsTooYoung(const char *min, const char *last_change) {
 
 int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER **user) {
     const char *name = entry.First(name_attribute);
-    if (name == nullptr) {
-        ZAFO_LOG("get name failed");
-        return -1;
-    }
+    if (name == nullptr) return ZAFO_FAILURE("get name failed");
     const char *expire = entry.First("shadowExpire");
     ZAFOUSER *made = nullptr;
     if (ZAFOUserAlloc(&made, name, entry.First("userPassword"),
@@ -41,8 +38,7 @@ int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER
                       IsTooYoung(entry.First("shadowMin"), entry.First("shadowLastChange")),
                       entry.First("mail")) < 0 ||
         made == nullptr) {
-        ZAFO_LOG("user alloc failed");
-        return -1;
+        return ZAFO_FAILURE("user alloc failed");
     }
     made->nType = ZAFO_ACCOUNT_DIRECTORY;
     *user = made;  // the old value is the caller's, or uninitialised
@@ -53,8 +49,7 @@ int MakeUser(const zafo::OpenSearch &entry, const char *name_attribute, ZAFOUSER
 
 int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *host, const char *user_dn, ZAFOUSER **user,
                              ZAFOLDAP_RESULT *result, const ZAFOLDAP_BROWSER_OPTIONS *options) {
-    if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
-    if (host->szLoginSuffix == nullptr) return ZAFO_BAD_ARGUMENT("NULL != pHost->szLoginSuffix");
+    if (!zafo::HasLoginSuffix(host, __FILE_NAME__)) return -1;
     if (user_dn == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != szUserDN");
     if (user == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != ppUser");
 
@@ -64,8 +59,7 @@ int ZAFOLDAPBrowserUserGetEx(const ZAFOLDAP_HOST *host, const char *user_dn, ZAF
     const int found = zafo::FirstEntryAt(host, user_dn, &search);
     if (found != 1) return found;
     if (result != nullptr && ZAFOLDAPResultClone(result, &search.result) != 0) {
-        ZAFO_LOG("clone result failed. ");
-        return -1;
+        return ZAFO_FAILURE("clone result failed. ");
     }
     return MakeUser(search, rule.szNameAttr, user);
 }

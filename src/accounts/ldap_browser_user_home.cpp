@@ -12,7 +12,6 @@
 #include "platform/error.h"
 #include "platform/fs.h"
 #include "src/accounts/account_owner.h"
-#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
 #include "src/accounts/automount_value.h"
 #include "src/accounts/ldap_mount.h"
@@ -31,9 +30,8 @@ constexpr mode_t kHomeMode = 0700;
 
 int MakeFolder(const std::string &folder, const ZAFOUSER &user, const char *logged_path) {
     if (ZAFOFSMkdirP(folder.c_str(), 0, 1, user.pw_uid, user.pw_gid, kHomeMode) >= 0) return 0;
-    ZAFO_LOG("mkdir %s failed. uid = %u, gid = %u. [0x%04X]", logged_path, user.pw_uid, user.pw_gid,
-             zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("mkdir %s failed. uid = %u, gid = %u. [0x%04X]", logged_path, user.pw_uid,
+                        user.pw_gid, zafo::PlatformError());
 }
 
 // Creates one user's folder if it is missing; a failure is only logged.
@@ -58,13 +56,11 @@ int CreateAll(const ZAFOLDAP_HOST *host, const char *host_name, const char *home
     zafo::List dns, uids;
     const std::string path = std::string(host_name) + ":" + home_folder_path;
     if (ZAFOLDAPNFSMount(path.c_str()) != 0) {
-        ZAFO_LOG("nfs mount %s failed. [0x%04X]", path.c_str(), zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("nfs mount %s failed. [0x%04X]", path.c_str(), zafo::PlatformError());
     }
     const zafo::Mounted mounted;
     if (ZAFOLDAPBrowserUserEnumAll(host, dns.address(), uids.address()) < 0) {
-        ZAFO_LOG("enum ldap users failed.");
-        return -1;
+        return ZAFO_FAILURE("enum ldap users failed.");
     }
     for (int i = 0; i < uids.size(); ++i)
         MakeMissingFolder(host, dns[i], uids[i], home_folder_path);
@@ -74,8 +70,7 @@ int CreateAll(const ZAFOLDAP_HOST *host, const char *host_name, const char *home
 int CreateOne(const char *home_path, const ZAFOUSER &user) {
     const std::string folder = zafo::HomeFolder(user.szName);
     if (ZAFOLDAPNFSMount(home_path) != 0) {
-        ZAFO_LOG("nfs mount %s failed. [0x%04X]", home_path, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("nfs mount %s failed. [0x%04X]", home_path, zafo::PlatformError());
     }
     const zafo::Mounted mounted;
     struct stat status;
@@ -96,14 +91,14 @@ int ReadExport(const ZAFOLDAP_HOST *host, std::string *export_path) {
     std::string_view left(value, std::min(std::strlen(value), zafo::kMaxDN));
     const auto escaped = is_whole ? zafo::EscapedExportOf(&left) : std::nullopt;
     if (!escaped) {
-        ZAFO_LOG("unknown format of automountInformation: %s", std::string(left).c_str());
-        return -1;
+        return ZAFO_FAILURE("unknown format of automountInformation: %s",
+                            std::string(left).c_str());
     }
     const auto path = zafo::Unescaped(*escaped);
     if (!path) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        ZAFO_LOG("ZAFOEatEscape failed. [%s] [0x%04X]", escaped->c_str(), zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOEatEscape failed. [%s] [0x%04X]", escaped->c_str(),
+                            zafo::PlatformError());
     }
     *export_path = *path;
     return 0;
@@ -127,9 +122,8 @@ int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *host, const ZAFOUSER *use
         std::string path;
         if (ReadExport(host, &path) != 0) return -1;
         if (ZAFOLDAPBrowserUserHomeCreateEx(path.c_str(), user) == 0) return 0;
-        ZAFO_LOG("create user home failed. [%s] for user [%s]", path.c_str(),
-                 user->szName != nullptr ? user->szName : "");
-        return -1;
+        return ZAFO_FAILURE("create user home failed. [%s] for user [%s]", path.c_str(),
+                            user->szName != nullptr ? user->szName : "");
     });
 }
 

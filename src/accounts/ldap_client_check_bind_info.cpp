@@ -6,7 +6,6 @@
 #include "src/frame/log.h"
 #include "zafoldap/browser.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/object_class.h"
 
@@ -18,21 +17,16 @@ constexpr unsigned int kNeededClasses = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_
 
 int CheckListing(const ZAFOLDAP_HOST &host) {
     if (ZAFOLDAPPosixCheckEnumUser(&host) == 0) return 0;
-    ZAFO_LOG("check enum failed, dn=[%s], %s (%d)",
-             host.szBindDN != nullptr ? host.szBindDN : "(null)", zafo::ErrorKey(),
-             ZAFOLDAPErrGet());
-    return -1;
+    return ZAFO_FAILURE("check enum failed, dn=[%s], %s (%d)",
+                        host.szBindDN != nullptr ? host.szBindDN : "(null)", zafo::ErrorKey(),
+                        ZAFOLDAPErrGet());
 }
 
 int CheckBinding() {
-    if (ZAFOLDAPIsBinded(0) != 1) {
-        ZAFO_DEBUG_LOG("is not binded");
-        return -1;
-    }
+    if (ZAFOLDAPIsBinded(0) != 1) return ZAFO_DEBUG_FAILURE("is not binded");
     zafo::OwnHost binding;
     if (ZAFOLDAPHostInitByBindConfig(&binding) < 1) {
-        ZAFO_DEBUG_LOG("get bind info failed");
-        return -1;
+        return ZAFO_DEBUG_FAILURE("get bind info failed");
     }
     return CheckListing(binding);
 }
@@ -57,10 +51,7 @@ int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *host) {
     if (host == nullptr) return CheckBinding();
     if (CheckListing(*host) != 0) return -1;
     zafo::OwnHost clone;  // the caller's record keeps its schema bits
-    if (ZAFOLDAPHostClone(&clone, host) != 0) {
-        ZAFO_DEBUG_LOG("clone host info failed");
-        return -1;
-    }
+    if (ZAFOLDAPHostClone(&clone, host) != 0) return ZAFO_DEBUG_FAILURE("clone host info failed");
     const int result = ZAFOLDAPHostGetSupportedSchema(&clone);
     if (result < 0) {
         ZAFO_LOG("get support schema failed(%d), %s (%d)", result, zafo::ErrorKey(),

@@ -54,8 +54,7 @@ int ZAFOLDAPNFSMount(const char *home_path) {
 
     const zafo::MountPoint point;
     if (ZAFOFSMkdirP(point.path(), 0, 1, 0, 0, 0700) < 0) {
-        ZAFO_LOG("mkdir %s failed. [0x%04X]", point.path(), zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("mkdir %s failed. [0x%04X]", point.path(), zafo::PlatformError());
     }
     // The form HOST:PATH makes mount(8) choose NFS.
     if (QLIBCExec(kMountTool, home_path, point.path(), nullptr, nullptr) != 0) {
@@ -69,13 +68,9 @@ int ZAFOLDAPNFSMount(const char *home_path) {
 int ZAFOLDAPNFSUMount(void) {
     const zafo::MountPoint point;
     if (QLIBCExec(kUnmountTool, point.path(), nullptr, nullptr, nullptr) < 0) {
-        ZAFO_LOG("umount [%s] failed. [0x%04X]", point.path(), zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("umount [%s] failed. [0x%04X]", point.path(), zafo::PlatformError());
     }
     // rmdir removes only an empty folder: one that is still a mount point stays.
-    if (rmdir(point.path()) != 0) {
-        ZAFO_LOG("rmdir %s failed.", point.path());
-        return -1;
-    }
+    if (rmdir(point.path()) != 0) return ZAFO_FAILURE("rmdir %s failed.", point.path());
     return 0;
 }

@@ -12,7 +12,6 @@
 #include "src/core/tool_arguments.h"
 #include "src/core/tool_output.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/password.h"
 
 namespace {
@@ -52,11 +51,9 @@ int ZAFOLDAPPasswd(const ZAFOLDAP_HOST *host, const char *user_dn, const char *c
         char **argv = arguments.argv();
         const int error = QLIBCExecv(argv[0], argv, 1);
         if (error == 0) return 0;
-        ZAFO_LOG("Failed to set password for %s (err=%d)", user_dn, error);
-        return -1;
+        return ZAFO_FAILURE("Failed to set password for %s (err=%d)", user_dn, error);
     } catch (const std::exception &) {
         ZAFO_LOG("Failed to alloc arg (%s)", std::strerror(errno));
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
 }

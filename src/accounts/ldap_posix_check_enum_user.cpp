@@ -34,13 +34,11 @@ int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *host) {
 
     zafo::OpenSearch search;
     if (ZAFOLDAPBrowserUserEnumRequestInit(&search.request) != 0) {
-        ZAFO_LOG("init user enum request failed[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("init user enum request failed[0x%04X]", zafo::PlatformError());
     }
     search.request.nSizeLimit = 1;
     if (search.Open(host) != 0) {
-        ZAFO_LOG("search init failed[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("search init failed[0x%04X]", zafo::PlatformError());
     }
     int found = 1;
     while (found == 1)

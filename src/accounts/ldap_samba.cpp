@@ -14,18 +14,15 @@
 #include <string>
 #include <vector>
 
-#include "platform/error.h"
-#include "platform/ldap.h"
 #include "src/accounts/account_kind.h"
-#include "src/accounts/account_record.h"
 #include "src/accounts/account_search.h"
 #include "src/core/check_connection.h"
+#include "src/core/domain_component.h"
 #include "src/core/list.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/browser.h"
-#include "zafoldap/error.h"
 #include "zafoldap/search.h"
 
 namespace {
@@ -72,14 +69,9 @@ std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *entry) 
 }
 
 std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
-    char domain[kMaxText] = "";
-    if (zafo::Ended(domain, ZAFOLDAPDNFirstDomainComponent(BaseDN(host), domain, sizeof domain)) <
-        0) {
-        ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", BaseDN(host),
-                 zafo::PlatformError());
-        return {};
-    }
-    return IfItFits(std::string("sambaDomainName=") + domain + "," + BaseDN(host));
+    const auto domain = zafo::DomainComponent(BaseDN(host), __FILE_NAME__);
+    if (!domain) return {};
+    return IfItFits("sambaDomainName=" + *domain + "," + BaseDN(host));
 }
 
 enum class Found {
@@ -111,8 +103,7 @@ int ReadXid(const ZAFOLDAP_HOST *host, int type, char *buffer, size_t size) {
     const Found found = zafo::Guarded(
         Found::kFailed, [&] { return ReadValue(host, *dn, xid.attribute, buffer, size); });
     if (found != Found::kFailed) return 0;
-    ZAFO_LOG("get %s [%d] failed.", xid.attribute, type);
-    return -1;
+    return ZAFO_FAILURE("get %s [%d] failed.", xid.attribute, type);
 }
 
 zafo::NumberRange ReadRange(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
@@ -128,17 +119,15 @@ int Generate(const ZAFOLDAP_HOST *host, const PoolKind &kind) {
     const char *attribute = kind.account.number_attribute;
     zafo::IdPool pool{attribute, kind.account.filter, ReadRange(host, kind)};
     if (pool.range.highest <= pool.range.lowest) {
-        ZAFO_LOG("Bad %s min(%llu), max(%llu) value.", kind.title, Printed{pool.range.lowest},
-                 Printed{pool.range.highest});
-        return -1;
+        return ZAFO_FAILURE("Bad %s min(%llu), max(%llu) value.", kind.title,
+                            Printed{pool.range.lowest}, Printed{pool.range.highest});
     }
     const auto dn = PoolDN(*host, "CurID");
     if (!dn) return -1;
     uint64_t number = 0;
     if (ZAFOLDAPAtomicIncr(host, dn->c_str(), attribute, &number, ZAFOLDAPIdPoolFindFree, &pool) !=
         0) {
-        ZAFO_LOG("get %s from %s failed.", attribute, dn->c_str());
-        return -1;
+        return ZAFO_FAILURE("get %s from %s failed.", attribute, dn->c_str());
     }
     return static_cast<int>(number);
 }
@@ -191,17 +180,14 @@ int GenerateSID(const ZAFOLDAP_HOST *host, char *sid, size_t size) {
     char domain_sid[kMaxSID] = "";
     if (ZAFOLDAPSearchGetValueByDN(host, dn->c_str(), "objectClass=sambaDomain", "sambaSID",
                                    domain_sid, sizeof domain_sid) < 0) {
-        ZAFO_LOG("get sambaSID failed.");
-        return -1;
+        return ZAFO_FAILURE("get sambaSID failed.");
     }
     if (ZAFOLDAPSambaXidGet(host, domain_sid, sizeof domain_sid, ZAFOLDAP_XID_DOMAIN_SID) != 0) {
-        ZAFO_LOG("get domain SID failed.");
-        return -1;
+        return ZAFO_FAILURE("get domain SID failed.");
     }
     uint64_t rid = 0;
     if (ZAFOLDAPAtomicIncr(host, dn->c_str(), "sambaNextUserRid", &rid, nullptr, nullptr) != 0) {
-        ZAFO_LOG("get sambaNextUserRid from %s failed.", dn->c_str());
-        return -1;
+        return ZAFO_FAILURE("get sambaNextUserRid from %s failed.", dn->c_str());
     }
     snprintf(sid, size, "%s-%llu", domain_sid, Printed{rid});
     return 0;
@@ -232,8 +218,7 @@ int ZAFOLDAPSambaXidGet(const ZAFOLDAP_HOST *host, char *buffer, size_t size, in
     if (size == 0) return ZAFO_BAD_ARGUMENT("0 < cbBuf");
 
     if (type < 0 || type >= static_cast<int>(std::size(kXids))) {
-        ZAFO_LOG("unknown type [%d]", type);
-        return -1;
+        return ZAFO_FAILURE("unknown type [%d]", type);
     }
     return zafo::Guarded(-1, [=] { return ReadXid(host, type, buffer, size); });
 }
@@ -244,8 +229,7 @@ int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *host, uint64_t *value, int typ
 
     char text[kMaxText] = "";
     if (ZAFOLDAPSambaXidGet(host, text, sizeof text, type) != 0) {
-        ZAFO_LOG("get xid failed.");
-        return -1;
+        return ZAFO_FAILURE("get xid failed.");
     }
     *value = strtoull(text, nullptr, 10);
     return 0;

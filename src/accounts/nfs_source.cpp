@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "base/ascii.h"
+
 namespace zafo {
 
 namespace {
@@ -12,15 +14,11 @@ namespace {
 constexpr size_t kLongestHost = 253;   // of a host name (RFC 1035)
 constexpr size_t kLongestPath = 4095;  // PATH_MAX
 
-bool IsLetterOrDigit(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
 // A host name or an IPv4 address. A single label is enough: names are often local.
 bool IsHostName(std::string_view host) {
-    return !host.empty() && host.size() <= kLongestHost && IsLetterOrDigit(host.front()) &&
+    return !host.empty() && host.size() <= kLongestHost && IsAlphanumeric(host.front()) &&
            std::ranges::all_of(
-               host, [](char c) { return IsLetterOrDigit(c) || c == '.' || c == '-' || c == '_'; });
+               host, [](char c) { return IsAlphanumeric(c) || c == '.' || c == '-' || c == '_'; });
 }
 
 // "[fe80::1%eth0]"

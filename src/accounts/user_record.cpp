@@ -25,10 +25,6 @@ void WriteUnlessEmpty(ZAFOLDAP_LDIF *ldif, const char *attribute, const char *va
     if (!IsEmpty(value)) WriteValue(ldif, attribute, value);
 }
 
-void WriteTop(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
-    WriteValue(ldif, "objectClass", "top");
-}
-
 void WritePosix(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     const ZAFOUSER &account = *user.user;
     WriteValue(ldif, "cn", account.szName);
@@ -43,7 +39,6 @@ void WritePosix(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     } else {
         WriteValue(ldif, "homeDirectory", account.pw_dir);
     }
-    WriteValue(ldif, "objectClass", "posixAccount");
 }
 
 void WriteShadow(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
@@ -54,21 +49,14 @@ void WriteShadow(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     ZAFOLDAPLdifAttr(ldif, "shadowExpire", "%ld", user.user->nExpire);
     WriteValue(ldif, "shadowInactive", "0");
     WriteValue(ldif, "shadowFlag", "0");
-    WriteValue(ldif, "objectClass", "shadowAccount");
 }
 
 void WritePerson(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     WriteValue(ldif, "sn", user.user->szName);
-    WriteValue(ldif, "objectClass", "person");
-}
-
-void WriteOrganizationalPerson(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
-    WriteValue(ldif, "objectClass", "organizationalPerson");
 }
 
 void WriteInetOrgPerson(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     WriteUnlessEmpty(ldif, "mail", user.user->szMail);
-    WriteValue(ldif, "objectClass", "inetOrgPerson");
 }
 
 void WriteApple(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
@@ -90,20 +78,16 @@ void WriteSamba(ZAFOLDAP_LDIF *ldif, const NewUser &user) {
     WriteValue(ldif, "objectClass", "sambaIdmapEntry");
 }
 
-void WriteExtensible(ZAFOLDAP_LDIF *ldif, const NewUser & /*user*/) {
-    WriteValue(ldif, "objectClass", "extensibleObject");
-}
-
 constexpr AttributeGroup<NewUser> kUserAttributes[] = {
-    {ZAFOLDAP_CLASS_TOP, WriteTop},
-    {ZAFOLDAP_CLASS_POSIX_ACCOUNT, WritePosix},
-    {ZAFOLDAP_CLASS_SHADOW_ACCOUNT, WriteShadow},
-    {ZAFOLDAP_CLASS_PERSON, WritePerson},
-    {ZAFOLDAP_CLASS_ORGANIZATIONAL_PERSON, WriteOrganizationalPerson},
-    {ZAFOLDAP_CLASS_INET_ORG_PERSON, WriteInetOrgPerson},
+    {ZAFOLDAP_CLASS_TOP, nullptr, "top"},
+    {ZAFOLDAP_CLASS_POSIX_ACCOUNT, WritePosix, "posixAccount"},
+    {ZAFOLDAP_CLASS_SHADOW_ACCOUNT, WriteShadow, "shadowAccount"},
+    {ZAFOLDAP_CLASS_PERSON, WritePerson, "person"},
+    {ZAFOLDAP_CLASS_ORGANIZATIONAL_PERSON, nullptr, "organizationalPerson"},
+    {ZAFOLDAP_CLASS_INET_ORG_PERSON, WriteInetOrgPerson, "inetOrgPerson"},
     {ZAFOLDAP_CLASS_APPLE_USER, WriteApple},
     {ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT, WriteSamba},
-    {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, WriteExtensible},
+    {ZAFOLDAP_CLASS_EXTENSIBLE_OBJECT, nullptr, "extensibleObject"},
 };
 
 }  // namespace

@@ -33,8 +33,7 @@ class ChangeFile {
         if (std::fflush(ldif_.pFile) == 0 && std::ferror(ldif_.pFile) == 0) return 0;
         ZAFO_LOG("the change file %s is cut short: %s", ldif_.szPath,
                  errno != 0 ? std::strerror(errno) : "an earlier write failed");
-        QLIBCErrSet(QLIB_ERR_WRITE_FAILED);
-        return -1;
+        return FailWith(QLIB_ERR_WRITE_FAILED);
     }
 
     // As ZAFOLDAPModify. A truncated file is never run: a truncated record means something else,

@@ -14,4 +14,18 @@ inline bool IsConnection(const ZAFOLDAP_HOST *host, const char *file, int line =
     return false;
 }
 
+// The same for a function that also needs the base DN, or the login suffix.
+inline bool HasBaseDN(const ZAFOLDAP_HOST *host, const char *file, int line = __builtin_LINE()) {
+    if (!IsConnection(host, file, line)) return false;
+    return host->szBaseDN != nullptr ||
+           BadArgument(file, line, "((void *)0) != pHost->szBaseDN") == 0;
+}
+
+inline bool HasLoginSuffix(const ZAFOLDAP_HOST *host, const char *file,
+                           int line = __builtin_LINE()) {
+    if (!IsConnection(host, file, line)) return false;
+    return host->szLoginSuffix != nullptr ||
+           BadArgument(file, line, "NULL != pHost->szLoginSuffix") == 0;
+}
+
 }  // namespace zafo

@@ -8,15 +8,21 @@
 #include "src/core/open_search.h"
 #include "src/frame/log.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 
 namespace {
 
-// Whether a search finds an entry: 1, 0 (also when its base does not exist) or -1.
-int FindsEntry(const ZAFOLDAP_HOST &host, zafo::OpenSearch *search) {
-    if (QLIBCSzListPush(&search->request.plistAttr, "dn") < 0) return -1;
-    return search->Open(&host) == 0 ? search->NextIfThere() : -1;
+// Whether a search finds an entry: 1, 0 (also when its base does not exist) or -1. The base is a
+// complete DN; NULL: the base DN.
+int FindsEntry(const ZAFOLDAP_HOST &host, const char *base, const char *scope, const char *filter) {
+    zafo::OpenSearch search;
+    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
+    if (QLIBCSzListPush(&search.request.plistAttr, "dn") < 0) return -1;
+    search.request.szBase = base;
+    search.request.blBaseAsIs = base != nullptr ? 1 : 0;
+    search.request.szScope = scope;
+    search.request.szFilter = filter;
+    return search.Open(&host) == 0 ? search.NextIfThere() : -1;
 }
 
 // The appliance's own server keeps its bookkeeping directly below the base DN.
@@ -24,22 +30,13 @@ int FindZafoMarker(const ZAFOLDAP_HOST &host) {
     zafo::FoundText marker;
     snprintf(marker, sizeof marker, "%s=%s,%s", "cn", "zafoconf",
              host.szBaseDN != nullptr ? host.szBaseDN : "");
-    if (!zafo::FitsDN(marker)) return -1;
-    zafo::OpenSearch search;
-    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
-    search.request.szBase = marker;
-    search.request.blBaseAsIs = 1;
-    search.request.szScope = "base";
-    return FindsEntry(host, &search);
+    return zafo::FitsDN(marker) ? FindsEntry(host, marker, "base", nullptr) : -1;
 }
 
 // Apple Open Directory keeps its configuration in an organizational unit.
 int FindAppleMarker(const ZAFOLDAP_HOST &host) {
-    zafo::OpenSearch search;
-    if (ZAFOLDAPSearchRequestInit(&search.request, 1) != 0) return -1;
-    search.request.szScope = "sub";
-    search.request.szFilter = "(&(objectClass=organizationalUnit)(ou=macosxodconfig))";
-    return FindsEntry(host, &search);
+    return FindsEntry(host, nullptr, "sub",
+                      "(&(objectClass=organizationalUnit)(ou=macosxodconfig))");
 }
 
 }  // namespace
@@ -49,17 +46,15 @@ int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *host) {
 
     const int own = FindZafoMarker(*host);
     if (own < 0) {
-        ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckZafoSchema failed, %s (%d)", zafo::ErrorKey(),
-                       ZAFOLDAPErrGet());
-        return -1;
+        return ZAFO_DEBUG_FAILURE("ZAFOLDAPBrowserCheckZafoSchema failed, %s (%d)",
+                                  zafo::ErrorKey(), ZAFOLDAPErrGet());
     }
     int type = ZAFOLDAP_SERVER_ZAFO;
     if (own == 0) {
         const int apple = FindAppleMarker(*host);
         if (apple < 0) {
-            ZAFO_DEBUG_LOG("ZAFOLDAPBrowserCheckMacSchema failed, %s (%d)", zafo::ErrorKey(),
-                           ZAFOLDAPErrGet());
-            return -1;
+            return ZAFO_DEBUG_FAILURE("ZAFOLDAPBrowserCheckMacSchema failed, %s (%d)",
+                                      zafo::ErrorKey(), ZAFOLDAPErrGet());
         }
         type = apple > 0 ? ZAFOLDAP_SERVER_APPLE : ZAFOLDAP_SERVER_GENERIC;
     }

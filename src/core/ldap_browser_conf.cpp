@@ -23,8 +23,7 @@ constexpr const char *kLocalServer = "localhost";
 int LoadOrAddSection(const char *section, QLIBSZHASH *map) {
     if (QLIBCFileGetSection(zafo::kConnectionFile, section, map) > 0) return 0;
     if (QLIBCFileAddSection(zafo::kConnectionFile, section, map, 0) >= 0) return 0;
-    ZAFO_LOG("save borwser conf [%s] failed! [0x%04X]", section, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("save borwser conf [%s] failed! [0x%04X]", section, zafo::PlatformError());
 }
 
 // A field that is NULL leaves its key in the file unchanged.
@@ -40,8 +39,7 @@ int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
     if (host.szBindPasswd == nullptr) return 0;
     char cipher[kMaxCipher] = "";
     if (zafo::Ended(cipher, QLIBCryptSzEncrypt(host.szBindPasswd, cipher, sizeof cipher)) < 0) {
-        ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Encrypt password failed! [0x%04X]", zafo::PlatformError());
     }
     return QLIBCSzHashSetValue(map, zafo::kKeyBindPasswd, cipher) >= 0 ? 0 : -1;
 }
@@ -49,8 +47,7 @@ int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
 int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
     char ssl[kMaxText] = "";
     if (zafo::Ended(ssl, ZAFOLDAPSSLToString(host.nSSLType, ssl, sizeof ssl)) < 0) {
-        ZAFO_LOG("Bad parameters.");
-        return -1;
+        return ZAFO_FAILURE("Bad parameters.");
     }
     return QLIBCSzHashSetValue(map, zafo::kKeySSL, ssl) >= 0 ? 0 : -1;
 }
@@ -59,20 +56,16 @@ int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
 
 int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *host, const char *section) {
     if (host == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pHost");
-    if (section == nullptr) section = zafo::kDefaultSection;
+    if (section == nullptr) section = zafo::kOwnConnection;
 
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (LoadOrAddSection(section, map.get()) != 0) return -1;
     if (SetPlainFields(*host, map.get()) != 0) return -1;
     if (SetPassword(*host, map.get()) != 0) return -1;
     if (SetSSL(*host, map.get()) != 0) return -1;
     if (QLIBCFileSetSection(zafo::kConnectionFile, section, nullptr, map.get(), 0) < 0) {
-        ZAFO_LOG("save borwser conf failed! [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("save borwser conf failed! [0x%04X]", zafo::PlatformError());
     }
     return 0;
 }

@@ -8,8 +8,6 @@
 
 namespace zafo {
 
-constexpr const char *kDefaultSection = "root";  // the appliance's own server
-
 constexpr const char *kKeyBindPasswd = "bindpw";
 constexpr const char *kKeySSL = "ssl";
 

@@ -76,8 +76,7 @@ int ZAFOLDAPHostInit(ZAFOLDAP_HOST *host) {
     // Inserting past the end fills the gap: one item per attribute.
     if (list == nullptr || QLIBCSzListInsert(&list, LDAP_HOST_ATTR_MAX - 1, "") < 0) {
         zafo::FreeList(list);
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
     host->plistBuffer = list;
     return 0;

@@ -20,7 +20,6 @@
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/search.h"
 
@@ -37,8 +36,7 @@ int SetPassword(ZAFOLDAP_HOST *host, const QLIBSZHASH *map) {
     if (cipher == nullptr) return 0;
     char clear[kMaxText] = "";
     if (zafo::Ended(clear, QLIBCryptSzDecrypt(cipher, clear, sizeof clear)) < 0) {
-        ZAFO_LOG("Decrypt password failed! [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Decrypt password failed! [0x%04X]", zafo::PlatformError());
     }
     const int result = ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_BINDPW, clear);
     explicit_bzero(clear, sizeof clear);
@@ -74,9 +72,8 @@ int SetFromBindConf(ZAFOLDAP_HOST *host) {
         char value[kMaxText];
         const int found = zafo::ReadDirective(kBindConf, row.key, value);
         if (found < 0) {
-            ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kBindConf, row.key,
-                     zafo::PlatformError());
-            return -1;
+            return ZAFO_FAILURE("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kBindConf,
+                                row.key, zafo::PlatformError());
         }
         if (ZAFOLDAPHostSet(host, row.attribute, found > 0 ? value : nullptr) != 0) return -1;
     }
@@ -112,8 +109,7 @@ int SetSecret(ZAFOLDAP_HOST *host) {
     if (zafo::Ended(secret, ZAFOLDAPSecretGet(secret, sizeof secret)) < 0) {
         const int reason = QLIBCErrGet();
         if (reason == QLIB_ERR_OPEN_FAILED || reason == QLIB_ERR_READ_FAILED) return 0;
-        ZAFO_LOG("ZAFOLDAPSecretGet failed. [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPSecretGet failed. [0x%04X]", zafo::PlatformError());
     }
     const int result = ZAFOLDAPHostSet(host, LDAP_HOST_ATTR_BINDPW, secret);
     explicit_bzero(secret, sizeof secret);
@@ -142,11 +138,10 @@ int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *host, const char *section) {
 
     const zafo::Map map = zafo::MakeMap();
     if (map == nullptr) return -1;
-    if (section == nullptr) section = zafo::kDefaultSection;
+    if (section == nullptr) section = zafo::kOwnConnection;
     if (QLIBCFileGetSection(zafo::kConnectionFile, section, map.get()) < 1) {
         ZAFO_DEBUG_LOG("conf not found: %s", zafo::kConnectionFile);
-        QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_SECTION_NOT_FOUND);
     }
     if (SetFromSection(host, map.get()) != 0) return -1;
 
@@ -167,9 +162,8 @@ int ZAFOLDAPHostInitByBindConfig(ZAFOLDAP_HOST *host) {
 
     if (SetFromBindConf(host) != 0) return -1;
     if (ZAFOLDAPSSLGetByBindConfig(host) != 0) {
-        ZAFO_LOG("ZAFOLDAPSSLGetByBindConfig [%s] failed. [0x%04X]", kBindConf,
-                 zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPSSLGetByBindConfig [%s] failed. [0x%04X]", kBindConf,
+                            zafo::PlatformError());
     }
     if (CutScheme(host) != 0 || SetLoginSuffix(host) != 0 || SetSecret(host) != 0) return -1;
     if (ZAFOLDAPBrowserCheckServerType(host) != 0) return 0;

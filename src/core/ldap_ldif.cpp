@@ -132,9 +132,7 @@ int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *ldif, const char *path) {
         fd = zafo::Guarded(-1, [=] { return OpenNextFile(ldif); });
     }
     ldif->pFile = OpenStream(fd);
-    if (ldif->pFile != nullptr) return 0;
-    QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-    return -1;
+    return ldif->pFile != nullptr ? 0 : zafo::FailWith(QLIB_ERR_OPEN_FAILED);
 }
 
 int ZAFOLDAPLdifTargetDN(ZAFOLDAP_LDIF *ldif, const char *dn) {

@@ -12,7 +12,6 @@
 #include "src/core/tool_output.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/modify.h"
 
 namespace zafo {
@@ -49,8 +48,7 @@ int RunTool(const ZAFOLDAP_HOST &host, ZAFOLDAP_LDIF *ldif, bool add) {
                    "-w", OrEmpty(host.szBindPasswd), static_cast<char *>(nullptr));
     if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", "");
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
+        return FailWith(QLIB_ERR_OPEN_FAILED);
     }
     LogOutput(output, __FILE_NAME__);
     return ResultOfStatus(QLIBCPclose(output), ldif);

@@ -37,7 +37,6 @@
 #include "src/frame/own_file.h"
 #include "src/frame/text.h"
 #include "zafoldap/debug.h"
-#include "zafoldap/error.h"
 #include "zafoldap/search.h"
 
 namespace zafo {
@@ -103,8 +102,7 @@ class EntryReader {
     Step Continuation(const char *text);
     Step Pair(char *line);
     bool FlushFolded();
-    bool Decode();
-    bool DecodeValues();
+    int DecodeValues();
 
     const Window window_;
     ZAFOLDAP_RESULT &result_;
@@ -155,12 +153,10 @@ int EntryReader::FailToRead(LineBuffer::Outcome outcome) {
                      result_.nEntry + 1, kMostEntry, kMostLine);
             [[fallthrough]];
         case LineBuffer::Outcome::kNoMemory:
-            QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-            break;
+            return FailWith(QLIB_ERR_OUT_OF_MEMORY);
         default:
-            QLIBCErrSet(QLIB_ERR_READ_FAILED);
+            return FailWith(QLIB_ERR_READ_FAILED);
     }
-    return -1;
 }
 
 // A last entry without an empty line after it is delivered as is, undecoded.
@@ -180,7 +176,8 @@ EntryReader::Step EntryReader::EndOfEntry() {
         ZAFO_LOG("mismatch %d and %d", result_.plistValue->nItem, marks_.size());
         return Step::kFailed;
     }
-    if (!Decode()) return Step::kFailed;
+    if (GuardedAloud(__FILE_NAME__, __LINE__, [this] { return DecodeValues(); }) != 0)
+        return Step::kFailed;
     entry_size_ = 0;
     QLIBCSzListRemoveAll(marks_.get());
     first_base64_ = -1;
@@ -226,20 +223,11 @@ bool EntryReader::FlushFolded() {
     return ReplaceLastValue(&result_, folded_.c_str()) == 0;
 }
 
-bool EntryReader::Decode() {
-    try {
-        return DecodeValues();
-    } catch (const std::bad_alloc &) {
-        ZAFO_LOG("out of memory");
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return false;
-    }
-}
-
 // Decoders differ: some write to kLeastRoom bytes however short the text is, and some take the
 // length for the buffer's size and never set it. So the length is used only if it is plausible for
-// the decoded text; otherwise the value ends at the first zero byte of the zero-filled buffer.
-bool EntryReader::DecodeValues() {
+// the decoded text; otherwise the value ends at the first zero byte of the zero-filled buffer. 0 or
+// -1.
+int EntryReader::DecodeValues() {
     constexpr size_t kLeastRoom = 1024;
     std::string decoded;
     for (int i = first_base64_; i >= 0 && i < marks_.size(); ++i) {
@@ -250,13 +238,12 @@ bool EntryReader::DecodeValues() {
         decoded.assign(room, '\0');
         size_t decoded_size = room;
         if (ZAFOEncodingBase64Decode(text, text_size, decoded.data(), &decoded_size) == 0) {
-            ZAFO_LOG("base64 decode failed: [%s], [0x%04X]", text, PlatformError());
-            return false;
+            return ZAFO_FAILURE("base64 decode failed: [%s], [0x%04X]", text, PlatformError());
         }
         if (0 < decoded_size && decoded_size <= text_size / 4 * 3) decoded[decoded_size] = '\0';
-        if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) < 0) return false;
+        if (QLIBCSzListSet(&result_.plistValue, i, decoded.c_str()) < 0) return -1;
     }
-    return true;
+    return 0;
 }
 
 // Opens the search's error file if it belongs to this user. Anyone can leave a link to a file that
@@ -313,8 +300,7 @@ int WithVector(const Body &body) {
         return body();
     } catch (const std::exception &) {
         ZAFO_LOG("Failed to alloc arg array (%s)", std::strerror(errno));
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
 }
 
@@ -367,9 +353,7 @@ int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST 
     return zafo::WithVector([&] {
         zafo::LogCommand(*host, *request);
         result->pFile = zafo::StartTool(*host, *request);
-        if (result->pFile != nullptr) return 0;
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
+        return result->pFile != nullptr ? 0 : zafo::FailWith(QLIB_ERR_OPEN_FAILED);
     });
 }
 

@@ -4,6 +4,7 @@
 #include "src/core/check_connection.h"
 #include "src/core/list.h"
 #include "src/core/object_classes.h"
+#include "src/core/open_search.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "zafoldap/search.h"
@@ -17,13 +18,11 @@ unsigned int ClassBit(const char *name) {
     return 0;
 }
 
-int AddClassBits(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                 const ZAFOLDAP_RESULT *result, void *data) {
-    auto *schema = static_cast<unsigned int *>(data);
-    const int pairs = ZAFOLDAPResultGetAttrCount(result);
+int AddClassBits(const ZAFOLDAP_RESULT *entry, unsigned int *schema) {
+    const int pairs = ZAFOLDAPResultGetAttrCount(entry);
     for (int i = 0; i < pairs; ++i) {
         const char *value = nullptr;
-        const char *attribute = ZAFOLDAPResultGetAt(result, i, &value);
+        const char *attribute = ZAFOLDAPResultGetAt(entry, i, &value);
         if (attribute == nullptr || value == nullptr) return -1;
         if (strcasecmp(attribute, "objectClass") == 0) *schema |= ClassBit(value);
     }
@@ -40,13 +39,14 @@ int ZAFOLDAPSearchObjectClasses(const ZAFOLDAP_HOST *host, const char *dn, const
 
     *schema = 0;
     return zafo::Guarded(-1, [&] {
-        zafo::List attributes;
-        attributes.Push("objectClass");
+        const zafo::List attributes{"objectClass"};
         ZAFOLDAP_SEARCH_REQUEST request{};
         request.szBase = dn;
         request.blBaseAsIs = 1;
         request.szFilter = filter;
         request.plistAttr = attributes.get();
-        return ZAFOLDAPSearchResultGet(host, &request, AddClassBits, schema);
+        return zafo::ForEachEntry(host, request, [=](const ZAFOLDAP_RESULT *entry) {
+            return AddClassBits(entry, schema);
+        });
     });
 }

@@ -3,6 +3,7 @@
 
 #include "src/core/check_connection.h"
 #include "src/core/list.h"
+#include "src/core/open_search.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"
@@ -10,37 +11,18 @@
 
 namespace {
 
-struct EachValue {
-    const char *attribute;
-    QLIBSZLIST **dns;
-    QLIBSZLIST **values;  // nullptr: DNs only
-};
-
-int AppendDNAndValue(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                     const ZAFOLDAP_RESULT *result, void *data) {
-    const auto *wanted = static_cast<const EachValue *>(data);
-    const char *dn = ZAFOLDAPResultGetFirst(result, "dn");
+// `values` is NULL if only the DN is wanted.
+int AppendDNAndValue(const ZAFOLDAP_RESULT *entry, const char *attribute, QLIBSZLIST **dns,
+                     QLIBSZLIST **values) {
+    const char *dn = ZAFOLDAPResultGetFirst(entry, "dn");
     if (dn == nullptr) return 0;
-    if (QLIBCSzListPush(wanted->dns, dn) < 0) return -1;
-    if (wanted->values == nullptr) return 0;
+    if (QLIBCSzListPush(dns, dn) < 0) return -1;
+    if (values == nullptr) return 0;
 
-    const char *value = ZAFOLDAPResultGetFirst(result, wanted->attribute);
-    if (QLIBCSzListPush(wanted->values, value != nullptr ? value : "") < 0) {
-        QLIBCSzListPop(*wanted->dns);  // keep the lists parallel
-        return -1;
-    }
-    return 0;
-}
-
-struct MultiValue {
-    const char *attribute;
-    QLIBSZLIST **values;
-};
-
-int TakeAllValues(const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *,
-                  const ZAFOLDAP_RESULT *result, void *data) {
-    const auto *wanted = static_cast<const MultiValue *>(data);
-    return ZAFOLDAPResultGetAll(result, wanted->attribute, wanted->values) < 0 ? -1 : 1;
+    const char *value = ZAFOLDAPResultGetFirst(entry, attribute);
+    if (QLIBCSzListPush(values, value != nullptr ? value : "") >= 0) return 0;
+    QLIBCSzListPop(*dns);  // keep the lists parallel
+    return -1;
 }
 
 }  // namespace
@@ -63,13 +45,13 @@ int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQ
         if (values != nullptr && *values != nullptr && QLIBCSzListRemoveAll(*values) < 0) {
             return -1;
         }
-        zafo::List attributes;
-        attributes.Push("dn");
+        zafo::List attributes{"dn"};
         if (!only_dn) attributes.Push(attribute);
         ZAFOLDAP_SEARCH_REQUEST request = *original;
         request.plistAttr = attributes.get();
-        EachValue wanted{attribute, dns, only_dn ? nullptr : values};
-        return ZAFOLDAPSearchResultGet(host, &request, AppendDNAndValue, &wanted);
+        return zafo::ForEachEntry(host, request, [=](const ZAFOLDAP_RESULT *entry) {
+            return AppendDNAndValue(entry, attribute, dns, only_dn ? nullptr : values);
+        });
     });
 }
 
@@ -83,12 +65,12 @@ int ZAFOLDAPSearchMultiValue(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_RE
 
     return zafo::Guarded(-1, [&] {
         if (QLIBCSzListRemoveAll(*values) < 0) return -1;
-        zafo::List attributes;
-        attributes.Push(attribute);
+        const zafo::List attributes{attribute};
         ZAFOLDAP_SEARCH_REQUEST request = *original;
         request.plistAttr = attributes.get();
-        MultiValue wanted{attribute, values};
-        return ZAFOLDAPSearchResultGet(host, &request, TakeAllValues, &wanted);
+        return zafo::ForEachEntry(host, request, [=](const ZAFOLDAP_RESULT *entry) {
+            return ZAFOLDAPResultGetAll(entry, attribute, values) < 0 ? -1 : 1;
+        });
     });
 }
 

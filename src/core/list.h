@@ -4,6 +4,7 @@
 // failure and any other a success, and no function is passed NULL.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <utility>
@@ -28,19 +29,21 @@ inline const char *ItemAt(const QLIBSZLIST *list, int i) {
     return item;
 }
 
-// An owned string list; the constructor throws std::bad_alloc.
+// An owned string list; the constructors throw std::bad_alloc.
 class List {
   public:
     List() : list_(QLIBCSzListAlloc(kListCapacity)) {
         if (list_ == nullptr) throw std::bad_alloc();
+    }
+    explicit List(std::initializer_list<const char *> items) : List() {
+        for (const char *item : items)
+            Push(item);
     }
     List(List &&other) noexcept : list_(std::exchange(other.list_, nullptr)) {}
     List &operator=(List &&other) noexcept {
         std::swap(list_, other.list_);
         return *this;
     }
-    List(const List &) = delete;
-    List &operator=(const List &) = delete;
     ~List() { FreeList(list_); }
 
     void Push(const char *text) {

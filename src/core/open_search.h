@@ -44,4 +44,14 @@ class OpenSearch {
     ZAFOLDAP_RESULT result{};
 };
 
+// As ZAFOLDAPSearchResultGet, with a handler that is called with the entry alone.
+template <class Handler>
+int ForEachEntry(const ZAFOLDAP_HOST *host, const ZAFOLDAP_SEARCH_REQUEST &request,
+                 Handler handler) {
+    constexpr ZAFOLDAP_RESULT_HANDLER kCall =
+        [](const ZAFOLDAP_HOST *, const ZAFOLDAP_SEARCH_REQUEST *, const ZAFOLDAP_RESULT *entry,
+           void *data) { return (*static_cast<Handler *>(data))(entry); };
+    return ZAFOLDAPSearchResultGet(host, &request, kCall, &handler);
+}
+
 }  // namespace zafo

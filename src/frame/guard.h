@@ -8,6 +8,7 @@
 #include <exception>
 
 #include "platform/error.h"
+#include "src/frame/log.h"
 
 namespace zafo {
 
@@ -30,8 +31,7 @@ int GuardedAloud(const char *file, int line, const Body &body) noexcept {
         return body();
     } catch (const std::exception &) {
         syslog(LOG_ERR, "%s:%d out of memory", file, line);
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
+        return FailWith(QLIB_ERR_OUT_OF_MEMORY);
     }
 }
 

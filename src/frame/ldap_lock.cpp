@@ -23,8 +23,7 @@ int TakeLock(const char *path, int flag) {
         }
         if (lock.IsInPlace(file)) return file.Release();
     }
-    QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-    return -1;
+    return zafo::FailWith(QLIB_ERR_OPEN_FAILED);
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 
 #include "src/frame/log.h"

@@ -8,7 +8,11 @@ namespace zafo {
 
 int BadArgument(const char *file, int line, const char *condition) {
     syslog(LOG_ERR, "%s:%d Invaild Argument (%s)=[%d]\n", file, line, condition, 0);
-    QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
+    return FailWith(QLIB_ERR_BAD_ARGUMENT);
+}
+
+int FailWith(int platform_error) {
+    QLIBCErrSet(platform_error);
     return -1;
 }
 

@@ -12,10 +12,13 @@
     syslog(LOG_ERR, "%s:%d " format, __FILE_NAME__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 // The same, but only while the debug switch is on.
-#define ZAFO_DEBUG_LOG(...)                                     \
-    do {                                                        \
-        if (ZAFOLDAPDebugEnabled() != 0) ZAFO_LOG(__VA_ARGS__); \
-    } while (false)
+#define ZAFO_DEBUG_LOG(...) (ZAFOLDAPDebugEnabled() != 0 ? ZAFO_LOG(__VA_ARGS__) : void())
+
+// Both also as expressions with the value -1, the result of a failed call.
+//
+//     if (rename(from, to) != 0) return ZAFO_FAILURE("rename %s failed.", from);
+#define ZAFO_FAILURE(...) (ZAFO_LOG(__VA_ARGS__), -1)
+#define ZAFO_DEBUG_FAILURE(...) (ZAFO_DEBUG_LOG(__VA_ARGS__), -1)
 
 // Reports a failed argument check and evaluates to -1. The condition is data: the text that the log
 // has always shown, not necessarily the code that was compiled.
@@ -26,6 +29,9 @@
 namespace zafo {
 
 int BadArgument(const char *file, int line, const char *condition);
+
+// Sets the platform's error slot; returns -1.
+int FailWith(int platform_error);
 
 // The platform's error slot, for log lines with "[0x%04X]".
 unsigned int PlatformError();

@@ -2,9 +2,7 @@
 #include "src/server/entry.h"
 
 #include "base/dn.h"
-#include "platform/error.h"
 #include "src/accounts/account_record.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "zafoldap/server.h"
 

@@ -70,11 +70,6 @@ Section LoadSection(const char *task, QLIBSZHASH *map) {
     return pairs < 0 && reason == QLIB_ERR_OUT_OF_MEMORY ? Section::kNoMemory : Section::kNone;
 }
 
-int FailForMemory() {
-    QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-    return -1;
-}
-
 // --- Reading ------------------------------------------------------------------
 
 bool ParseSchedule(const char *text, ZAFOSCHEDULE *schedule) {
@@ -88,12 +83,10 @@ bool ParseSchedule(const char *text, ZAFOSCHEDULE *schedule) {
 int ReadSchedule(const char *text, ZAFOSCHEDULE *schedule) {
     if (text == nullptr) {
         if (ParseSchedule(kDefaultSchedule, schedule)) return 0;
-        ZAFO_LOG("set default schedule error");
-        return -1;
+        return ZAFO_FAILURE("set default schedule error");
     }
     if (ParseSchedule(text, schedule)) return 0;
-    ZAFO_LOG("invalid schedule setting: [%s]", text);
-    return -1;
+    return ZAFO_FAILURE("invalid schedule setting: [%s]", text);
 }
 
 int MaxFileOf(const char *text) {
@@ -119,7 +112,7 @@ int SetText(ZAFOLDAP_BACKUP_CONFIG *config, const char *ZAFOLDAP_BACKUP_CONFIG::
         config->*other = QLIBCSzListGet(config->plistBuffer, i++);
         if (config->*other == nullptr) all = false;
     }
-    return all ? 0 : FailForMemory();
+    return all ? 0 : zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
 }
 
 int ReadDestination(const QLIBSZHASH *map, ZAFOLDAP_BACKUP_CONFIG *config) {
@@ -153,10 +146,10 @@ int Get(ZAFOLDAP_BACKUP_CONFIG *config, const char *task) {
     *config = {};
     config->nMaxFile = kDefaultMaxFile;
     config->plistBuffer = QLIBCSzListAlloc(zafo::kListCapacity);
-    if (config->plistBuffer == nullptr) return FailForMemory();
+    if (config->plistBuffer == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (SetText(config, &ZAFOLDAP_BACKUP_CONFIG::szTask, task) != 0) return -1;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return FailForMemory();
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     const int loaded = LoadUnderLock(task, map.get());
     if (loaded == 1) return ReadSection(map.get(), config);
     return loaded;
@@ -204,13 +197,12 @@ int SetMaxFile(int max_file, QLIBSZHASH *map) {
 }
 
 int LogSaveFailure(const char *task) {
-    ZAFO_LOG("save backup conf [%s] failed! [0x%04X]", task, zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("save backup conf [%s] failed! [0x%04X]", task, zafo::PlatformError());
 }
 
 int Set(const ZAFOLDAP_BACKUP_CONFIG &config, const char *task) {
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) return FailForMemory();
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     const ConfLock lock(LOCK_EX);
     if (!lock.IsHeld()) return -1;
     const Section section = LoadSection(task, map.get());

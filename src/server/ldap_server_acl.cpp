@@ -4,7 +4,6 @@
 // matches, and in it the first clause whose subject matches. Operators are matched by a set: the
 // bound user's "uid" is one of the "memberUid" values of their group.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -12,13 +11,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/unique_fd.h"
+#include "base/write_all.h"
 #include "platform/ldap.h"
-#include "src/accounts/one_line.h"
+#include "src/accounts/account_record.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/frame/text.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -73,14 +73,9 @@ std::string Text(const char *suffix) {
 
 int Write(const char *path, const char *suffix) {
     const std::string text = Text(suffix);
-    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    FILE *file = fd < 0 ? nullptr : fdopen(fd, "w");
-    if (file == nullptr) {
-        if (fd >= 0) close(fd);
-        return -1;
-    }
-    fwrite(text.data(), 1, text.size(), file);
-    fclose(file);
+    const zafo::UniqueFd file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!file.IsOpen()) return -1;
+    zafo::WriteAll(file.Get(), text);
     return 0;
 }
 
@@ -110,17 +105,15 @@ int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *params) {
     ZAFO_DEBUG_LOG("gen tmp conf");
     char temp[kMaxPath] = "";
     if (zafo::Ended(temp, ZAFOLDAPGenTmpConf(zafo::kAccessRules, 0, temp, sizeof temp)) < 0) {
-        ZAFO_LOG("generate temp file for %s failed.", zafo::kAccessRules);
-        return -1;
+        return ZAFO_FAILURE("generate temp file for %s failed.", zafo::kAccessRules);
     }
     ZAFO_DEBUG_LOG("write acl conf to %s", temp);
     if (ZAFOLDAPServerWriteACL(temp, params) != 0) {
-        ZAFO_LOG("write acl rules into %s failed.", temp);
-        return -1;
+        return ZAFO_FAILURE("write acl rules into %s failed.", temp);
     }
     if (rename(temp, zafo::kAccessRules) != 0) {
-        ZAFO_LOG("rename %s -> %s failed. %s", temp, zafo::kAccessRules, std::strerror(errno));
-        return -1;
+        return ZAFO_FAILURE("rename %s -> %s failed. %s", temp, zafo::kAccessRules,
+                            std::strerror(errno));
     }
     return 0;
 }

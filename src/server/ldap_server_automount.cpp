@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <optional>
 #include <string>
 
 #include "platform/error.h"
 #include "src/accounts/account_record.h"
 #include "src/accounts/automount_value.h"
-#include "src/accounts/one_line.h"
 #include "src/core/change_file.h"
 #include "src/core/own_record.h"
 #include "src/core/result_codes.h"
@@ -68,22 +66,21 @@ int PublishHomes(const ZAFOLDAP_HOST &host, const std::string &value) {
     }
     if (ZAFOLDAPErrGet() != zafo::kEntryAlreadyExists) return -1;
     if (ReplaceInformation(host, dn, value) == 0) return 0;
-    ZAFO_LOG("Failed to update 'automountInformation' %s (%d)", zafo::ErrorKey(), ZAFOLDAPErrGet());
-    return -1;
+    return ZAFO_FAILURE("Failed to update 'automountInformation' %s (%d)", zafo::ErrorKey(),
+                        ZAFOLDAPErrGet());
 }
 
 int Publish(const char *host_name, const char *home_folder_path) {
     zafo::OwnHost server;
     if (ZAFOLDAPHostInitByBrowserConfig(&server, nullptr) <= 0) {
-        ZAFO_LOG("Init config failed. Start server first.");
-        return -1;
+        return ZAFO_FAILURE("Init config failed. Start server first.");
     }
     if (AddMaps(server) != 0) return -1;
     const auto escaped = zafo::EscapedPath(home_folder_path);
     if (!escaped) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        ZAFO_LOG("Escape [%s] failed. [0x%04X]", home_folder_path, zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Escape [%s] failed. [0x%04X]", home_folder_path,
+                            zafo::PlatformError());
     }
     if (PublishHomes(server, zafo::AutomountValue(host_name, *escaped)) != 0) return -1;
     if (ZAFOLDAPBrowserUserHomeCreateAll(&server, host_name, home_folder_path) != 0) {

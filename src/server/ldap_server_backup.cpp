@@ -14,7 +14,6 @@
 #include "base/appliance_paths.h"
 #include "platform/process.h"
 #include "platform/schedule.h"
-#include "src/core/ldap_browser_conf.h"
 #include "src/core/own_record.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
@@ -158,12 +157,10 @@ int ZAFOLDAPServerBackupSchedule(int enable) {
     if (ZAFOLDAPBackupConfigGet(&own, nullptr) != 0) return -1;
     if (enable != 0) {
         if (ZAFOScheduleSet(&own.schedule, 0) >= 0) return 0;
-        ZAFO_LOG("add ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("add ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
     }
     if (ZAFOScheduleRemove(zafo::kBackupCommand) >= 0) return 0;
-    ZAFO_LOG("remove ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("remove ldap backup schedule failed, [0x%04X]", zafo::PlatformError());
 }
 
 int ZAFOLDAPServerBackupSetEnv(const ZAFOLDAP_BACKUP_CONFIG *config) {

@@ -23,8 +23,7 @@ int SetHash(QLIBSZHASH *map, const char *password) {
     if (password == nullptr) return 0;
     char hash[kMaxHash];
     if (ZAFOLDAPEncryptPasswd(password, hash, sizeof hash) != 0) {
-        ZAFO_LOG("Encrypt password failed! [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Encrypt password failed! [0x%04X]", zafo::PlatformError());
     }
     return QLIBCSzHashSetValue(map, "rootpw", hash) >= 0 ? 0 : -1;
 }
@@ -35,10 +34,7 @@ int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *params) {
     if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParms");
 
     const zafo::Map map(QLIBCSzHashAlloc(kMapCapacity));
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (SetUnlessNull(map.get(), zafo::kSuffix, params->szSuffix) != 0) return -1;
     if (SetUnlessNull(map.get(), "rootdn", params->szRootDN) != 0) return -1;
     if (SetHash(map.get(), params->szRootPW) != 0) return -1;

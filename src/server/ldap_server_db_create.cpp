@@ -4,21 +4,16 @@
 // under "cn=zafoconf" (a sambaUnixIdPool entry for each pair of numbers) and the Samba domain. Each
 // entry is added offline unless it exists, so nothing in a used database changes. An entry's name
 // is formed just before the entry is added, so that an invalid name is reported for that entry.
-#include <cstdlib>
-#include <cstring>
-#include <optional>
 #include <string>
 
-#include "platform/ldap.h"
 #include "platform/process.h"
 #include "src/core/dn_length.h"
+#include "src/core/domain_component.h"
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
-#include "src/frame/text.h"
 #include "src/server/entry.h"
 #include "src/server/random_sid.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -35,24 +30,12 @@ struct Pool {
 };
 
 zafo::Entry PoolEntry(const Pool &pool, const std::string &parent) {
-    zafo::Entry entry{zafo::EntryDN("cn", pool.name, parent),
-                      {{"cn", pool.name},
-                       {"uidNumber", std::to_string(pool.uid)},
-                       {"gidNumber", std::to_string(pool.gid)},
-                       {"objectClass", "organizationalRole"},
-                       {"objectClass", "sambaUnixIdPool"}}};
-    return entry;
-}
-
-// The first domain component of a DN; nothing, after a log line, if it has none.
-std::optional<std::string> DomainComponent(const char *dn) {
-    char component[zafo::kServerText] = "";
-    if (zafo::Ended(component, ZAFOLDAPDNFirstDomainComponent(dn, component, sizeof component)) >=
-        0) {
-        return component;
-    }
-    ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", dn, zafo::PlatformError());
-    return {};
+    return {zafo::EntryDN("cn", pool.name, parent),
+            {{"cn", pool.name},
+             {"uidNumber", std::to_string(pool.uid)},
+             {"gidNumber", std::to_string(pool.gid)},
+             {"objectClass", "organizationalRole"},
+             {"objectClass", "sambaUnixIdPool"}}};
 }
 
 // No entry has an empty or too long name, so the database is not searched for one.
@@ -65,9 +48,8 @@ bool Exists(const std::string &dn) {
 
 int Load(const zafo::Entry &entry) {
     if (zafo::LoadEntry(entry) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPServerSlapadd [%s] failed. [0x%04X]", entry.dn.c_str(),
-             zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPServerSlapadd [%s] failed. [0x%04X]", entry.dn.c_str(),
+                        zafo::PlatformError());
 }
 
 int LoadUnlessThere(const zafo::Entry &entry) {
@@ -76,7 +58,7 @@ int LoadUnlessThere(const zafo::Entry &entry) {
 
 int LoadBase(const char *suffix) {
     if (Exists(suffix)) return 0;
-    const auto component = DomainComponent(suffix);
+    const auto component = zafo::DomainComponent(suffix, __FILE_NAME__);
     if (!component) return -1;
     return Load({suffix, {{"dc", *component}, {"objectClass", "domain"}}});
 }
@@ -107,8 +89,8 @@ int Create(const ZAFOLDAP_SERVER_PARAM &parms) {
     if (zafo::ReadSuffix(suffix) != 0 || LoadBase(suffix) != 0) return -1;
     if (LoadContainers(suffix) != 0 || LoadPools(suffix, parms) != 0) return -1;
     if (ZAFOLDAPServerSambaDomainCreate(suffix, &parms) != 0) {
-        ZAFO_LOG("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("ZAFOLDAPServerSambaDomainCreate failed. [0x%04X]",
+                            zafo::PlatformError());
     }
     QLIBCExecl(kSlapindex, kIndexOptions, static_cast<char *>(nullptr));
     return 0;
@@ -134,15 +116,14 @@ zafo::Entry DomainEntry(const std::string &dn, const std::string &name, const st
 }
 
 int CreateDomain(const char *suffix) {
-    const auto component = DomainComponent(suffix);
+    const auto component = zafo::DomainComponent(suffix, __FILE_NAME__);
     if (!component) return -1;
     const std::string dn = zafo::EntryDN("sambaDomainName", component->c_str(), suffix);
     if (Exists(dn)) return 0;
     const auto sid = zafo::RandomDomainSID();
     if (!sid) return -1;
     if (zafo::LoadEntry(DomainEntry(dn, *component, *sid)) == 0) return 0;
-    ZAFO_LOG("ZAFOLDAPServerSlapadd failed. [0x%04X]", zafo::PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPServerSlapadd failed. [0x%04X]", zafo::PlatformError());
 }
 
 }  // namespace

@@ -16,29 +16,23 @@ constexpr const char *kDatabaseSettings = "/usr/zafo/etc.defaults/openldap/data/
 
 int EmptyDatabase() {
     if (QLIBCExec(kRemove, "-rf", ZAFO_DATABASE "/*", nullptr, nullptr) == 0) return 0;
-    ZAFO_LOG("run cmd [%s -rf %s/*] failed.", kRemove, ZAFO_DATABASE);
-    return -1;
+    return ZAFO_FAILURE("run cmd [%s -rf %s/*] failed.", kRemove, ZAFO_DATABASE);
 }
 
 int CopySettings() {
     if (QLIBCExec(kCopy, kDatabaseSettings, ZAFO_DATABASE "/", nullptr, nullptr) == 0) return 0;
-    ZAFO_LOG("run cmd [%s %s %s/] failed.", kCopy, kDatabaseSettings, ZAFO_DATABASE);
-    return -1;
+    return ZAFO_FAILURE("run cmd [%s %s %s/] failed.", kCopy, kDatabaseSettings, ZAFO_DATABASE);
 }
 
 int Remove(const char *path) {
     if (unlink(path) == 0) return 0;
-    ZAFO_LOG("remove %s failed.", path);
-    return -1;
+    return ZAFO_FAILURE("remove %s failed.", path);
 }
 
 }  // namespace
 
 int ZAFOLDAPServerDBReset(void) {
-    if (ZAFOLDAPServerStop() != 0) {
-        ZAFO_LOG("stop server daemon failed.");
-        return -1;
-    }
+    if (ZAFOLDAPServerStop() != 0) return ZAFO_FAILURE("stop server daemon failed.");
     if (EmptyDatabase() != 0 || CopySettings() != 0) return -1;
     return Remove(zafo::kSlapdConf) == 0 ? Remove(zafo::kAccessRules) : -1;
 }

@@ -13,7 +13,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/error.h"
 #include "zafoldap/group.h"
 #include "zafoldap/membership.h"
@@ -42,21 +41,13 @@ constexpr const char *kAdminName = "Directory/Homebox default admin user";
 // The access rules grant rights to the members of the first one.
 constexpr const char *kAdminGroups[] = {"Directory Operators", "administrators"};
 
-// The code left by an earlier call must not explain a failure of the next one.
-template <class Call>
-int WithOwnError(const Call &call) {
-    ZAFOLDAPErrReset();
-    return call();
-}
-
 int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
     std::string name = wanted.name;
     ZAFOGROUP group{};
     group.szName = name.data();
     group.nGid = wanted.gid;
-    if (WithOwnError([&] {
-            return ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr);
-        }) == 0) {
+    ZAFOLDAPErrReset();  // an earlier call's code must not explain a failure of this one
+    if (ZAFOLDAPBrowserGroupCreate(&host, &group, wanted.description, nullptr, nullptr) == 0) {
         return 0;
     }
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GROUPNAME_EXISTS) {
@@ -67,9 +58,8 @@ int AddGroup(const ZAFOLDAP_HOST &host, const DefaultGroup &wanted) {
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_GID_EXISTS) {
         ZAFO_LOG("gid [%lu] already exists", static_cast<unsigned long>(wanted.gid));
     }
-    ZAFO_LOG("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
-             ZAFOLDAPErrGet());
-    return -1;
+    return ZAFO_FAILURE("create default group [%s] failed, %s (%d)", wanted.name, zafo::ErrorKey(),
+                        ZAFOLDAPErrGet());
 }
 
 int AddAdmin(const ZAFOLDAP_HOST &host) {
@@ -82,10 +72,8 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
     user.pw_gid = kAdminGid;
     user.szFullname = full_name.data();
     user.nExpire = -1;
-    if (WithOwnError([&] { return ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr); }) ==
-        0) {
-        return 0;
-    }
+    ZAFOLDAPErrReset();
+    if (ZAFOLDAPBrowserUserCreate(&host, &user, nullptr, nullptr) == 0) return 0;
     if (ZAFOLDAPErrGet() == ZAFOLDAP_ERR_USERNAME_EXISTS) {
         ZAFOLDAPErrReset();
         ZAFO_DEBUG_LOG("default user: [%s] is already exists, skip", kAdmin);
@@ -104,8 +92,8 @@ int AddAdmin(const ZAFOLDAP_HOST &host) {
 int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &names) {
     const std::string dn =
         std::string("cn=") + group + ",cn=groups," + (host.szBaseDN ? host.szBaseDN : "");
-    const int result = WithOwnError(
-        [&] { return ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr); });
+    ZAFOLDAPErrReset();
+    const int result = ZAFOLDAPBrowserUserEditByGroupDN(&host, dn.c_str(), names.get(), nullptr);
     if (result == 0) return 0;
     if (ZAFOLDAPErrGet() == zafo::kAttributeOrValueExists) {
         ZAFOLDAPErrReset();
@@ -119,9 +107,7 @@ int JoinGroup(const ZAFOLDAP_HOST &host, const char *group, const zafo::List &na
 
 std::optional<zafo::List> AdminAlone() {
     try {
-        zafo::List names;
-        names.Push(kAdmin);
-        return names;
+        return zafo::List{kAdmin};
     } catch (const std::bad_alloc &) {
         QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
         ZAFO_DEBUG_LOG("out of memory.");

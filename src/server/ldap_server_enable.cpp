@@ -2,7 +2,6 @@
 #include "src/frame/log.h"
 #include "src/server/server_files.h"
 #include "zafoldap/connection.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -14,31 +13,23 @@ constexpr unsigned kLastId = 0x1FFFFF;
 constexpr unsigned kNextUid = 1000001;
 constexpr unsigned kNextGid = 1000003;
 
-ZAFOLDAP_SERVER_PARAM WithPool(const ZAFOLDAP_SERVER_PARAM &parms) {
-    ZAFOLDAP_SERVER_PARAM whole{};
-    whole.szSuffix = parms.szSuffix;
-    whole.szRootDN = parms.szRootDN;
-    whole.szRootPW = parms.szRootPW;
-    whole.nMinUid = kFirstId;
-    whole.nMinGid = kFirstId;
-    whole.nCurUid = kNextUid;
-    whole.nCurGid = kNextGid;
-    whole.nMaxUid = kLastId;
-    whole.nMaxGid = kLastId;
-    return whole;
+ZAFOLDAP_SERVER_PARAM WithPool(ZAFOLDAP_SERVER_PARAM params) {
+    params.nMinUid = kFirstId;
+    params.nMinGid = kFirstId;
+    params.nCurUid = kNextUid;
+    params.nCurGid = kNextGid;
+    params.nMaxUid = kLastId;
+    params.nMaxGid = kLastId;
+    return params;
 }
 
 int Prepare(const ZAFOLDAP_SERVER_PARAM &parms) {
     if (ZAFOLDAPServerConfSet(&parms) != 0) return -1;
     if (ZAFOLDAPBrowserConfSetByServerParam(&parms) != 0) return -1;
     ZAFO_DEBUG_LOG("write acl conf to %s", zafo::kAccessRules);
-    if (ZAFOLDAPServerACLConfGen(&parms) != 0) {
-        ZAFO_LOG("generate acl conf failed.");
-        return -1;
-    }
+    if (ZAFOLDAPServerACLConfGen(&parms) != 0) return ZAFO_FAILURE("generate acl conf failed.");
     if (ZAFOLDAPServerDBCreate(&parms) != 0) {
-        ZAFO_LOG("db create failed[0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("db create failed[0x%04X]", zafo::PlatformError());
     }
     return 0;
 }
@@ -49,8 +40,7 @@ int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *params) {
     ZAFOLDAPServerStop();
     if (params != nullptr && Prepare(WithPool(*params)) != 0) return -1;
     if (ZAFOLDAPServerStart() != 0) {
-        ZAFO_LOG("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
-        return -1;
+        return ZAFO_FAILURE("Start LDAP server failed. [0x%04X]", zafo::PlatformError());
     }
     return params == nullptr ? 0 : ZAFOLDAPServerDefaultAdd();
 }

@@ -15,23 +15,19 @@
 
 namespace {
 
-struct TextKey {
+template <class Value>
+struct Key {
     const char *key;
-    const char *ZAFOLDAP_PROGRESS::*field;
+    Value ZAFOLDAP_PROGRESS::*field;
 };
 
-struct NumberKey {
-    const char *key;
-    int ZAFOLDAP_PROGRESS::*field;
-};
-
-constexpr TextKey kTexts[] = {
+constexpr Key<const char *> kTexts[] = {
     {"operation", &ZAFOLDAP_PROGRESS::szOperation},
     {"task", &ZAFOLDAP_PROGRESS::szTask},
     {"action", &ZAFOLDAP_PROGRESS::szAction},
 };
 
-constexpr NumberKey kNumbers[] = {
+constexpr Key<int> kNumbers[] = {
     {"pid", &ZAFOLDAP_PROGRESS::nPid},
     {"total", &ZAFOLDAP_PROGRESS::nTotal},
     {"stage", &ZAFOLDAP_PROGRESS::nStage},
@@ -39,7 +35,7 @@ constexpr NumberKey kNumbers[] = {
 };
 
 void TakeNumbers(const QLIBSZHASH *map, ZAFOLDAP_PROGRESS *progress) {
-    for (const NumberKey &row : kNumbers) {
+    for (const Key<int> &row : kNumbers) {
         const char *value = QLIBCSzHashGetValue(map, row.key);
         if (value == nullptr) continue;
         progress->*row.field = static_cast<int>(std::strtoll(value, nullptr, 10));
@@ -48,11 +44,11 @@ void TakeNumbers(const QLIBSZHASH *map, ZAFOLDAP_PROGRESS *progress) {
 
 // Each push may move the list, so the fields are set last. Throws std::bad_alloc.
 void TakeTexts(const QLIBSZHASH *map, zafo::List list, ZAFOLDAP_PROGRESS *progress) {
-    for (const TextKey &row : kTexts) {
+    for (const Key<const char *> &row : kTexts) {
         if (const char *value = QLIBCSzHashGetValue(map, row.key)) list.Push(value);
     }
     int i = 0;
-    for (const TextKey &row : kTexts) {
+    for (const Key<const char *> &row : kTexts) {
         if (QLIBCSzHashGetValue(map, row.key) != nullptr) progress->*row.field = list[i++];
     }
     progress->plistBuffer = std::exchange(*list.address(), nullptr);
@@ -61,10 +57,7 @@ void TakeTexts(const QLIBSZHASH *map, zafo::List list, ZAFOLDAP_PROGRESS *progre
 int Read(ZAFOLDAP_PROGRESS *progress) {
     zafo::List list;
     const zafo::Map map = zafo::MakeMap();
-    if (map == nullptr) {
-        QLIBCErrSet(QLIB_ERR_OUT_OF_MEMORY);
-        return -1;
-    }
+    if (map == nullptr) return zafo::FailWith(QLIB_ERR_OUT_OF_MEMORY);
     if (QLIBCFileGetPair(zafo::kProgressFile, map.get()) < 0) {
         if (QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
         QLIBCErrSet(QLIB_ERR_NONE);

@@ -30,16 +30,11 @@ int ZAFOLDAPServerStart(void) {
     if (QLIBServiceStart(zafo::kServerService, 0) < 0) return -1;
     std::this_thread::sleep_for(kSettlingTime);  // in full, even if a signal arrives
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return 0;
-    ZAFO_LOG("Start slapd service failed");
-    return -1;
+    return ZAFO_FAILURE("Start slapd service failed");
 }
 
 int ZAFOLDAPServerStop(void) {
-    if (QLIBServiceStop(zafo::kServerService, 0) < 0) {
-        QLIBCErrSet(QLIB_ERR_SERVICE_STOP);
-        return -1;
-    }
+    if (QLIBServiceStop(zafo::kServerService, 0) < 0) return zafo::FailWith(QLIB_ERR_SERVICE_STOP);
     if (ZAFOLDAPServerIsStarted(nullptr) != 1) return 0;
-    ZAFO_LOG("Stop slapd service failed");
-    return -1;
+    return ZAFO_FAILURE("Stop slapd service failed");
 }

@@ -16,7 +16,6 @@
 #include "src/frame/guard.h"
 #include "src/frame/log.h"
 #include "src/server/server_files.h"
-#include "zafoldap/debug.h"
 #include "zafoldap/server.h"
 
 namespace {
@@ -45,8 +44,7 @@ int RunSlapadd(const char *suffix, ZAFOLDAP_LDIF *ldif) {
         QLIBCPopen(kSlapadd, "r", "-b", suffix, "-l", ldif->szPath, static_cast<char *>(nullptr));
     if (output == nullptr) {
         ZAFO_LOG("Execute [%s] failed!", command.c_str());
-        QLIBCErrSet(QLIB_ERR_OPEN_FAILED);
-        return -1;
+        return zafo::FailWith(QLIB_ERR_OPEN_FAILED);
     }
     zafo::LogOutput(output, __FILE_NAME__);
     return ResultOfStatus(QLIBCPclose(output), ldif);

@@ -7,7 +7,6 @@
 #include "platform/process.h"
 #include "src/core/tool_output.h"
 #include "src/frame/log.h"
-#include "zafoldap/debug.h"
 
 namespace zafo {
 

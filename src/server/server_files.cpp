@@ -8,9 +8,8 @@ namespace zafo {
 
 int ReadSuffix(char (&suffix)[kServerText]) {
     if (ReadDirective(kSlapdConf, kSuffix, suffix) > 0) return 0;
-    ZAFO_LOG("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kSlapdConf, kSuffix,
-             PlatformError());
-    return -1;
+    return ZAFO_FAILURE("ZAFOLDAPInfoGetFromConf [%s] [%s] failed. [0x%04X]", kSlapdConf, kSuffix,
+                        PlatformError());
 }
 
 }  // namespace zafo

@@ -25,8 +25,8 @@ std::string Unfolded(std::string_view lines) {
     return text;
 }
 
-// The position after the next newline; the end of the block if there is none.
-std::size_t BehindLine(std::string_view block, std::size_t from) {
+// After the next newline; the end of the block if there is none.
+std::size_t StartOfNextLine(std::string_view block, std::size_t from) {
     const std::size_t end = block.find('\n', from);
     return end == block.npos ? block.size() : end + 1;
 }
@@ -54,7 +54,7 @@ void EntrySieve::Finish(const Take &take) {
 // The head ends at the first line that does not continue it.
 void EntrySieve::TakeHead(std::string_view *block, const Take &take) {
     if (begins_line_ && !head_.empty() && block->front() != ' ') return Decide(take);
-    const std::size_t size = BehindLine(*block, 0);
+    const std::size_t size = StartOfNextLine(*block, 0);
     head_ += block->substr(0, size);
     begins_line_ = head_.back() == '\n';
     block->remove_prefix(size);
@@ -67,7 +67,7 @@ void EntrySieve::TakeRest(std::string_view *block, const Take &take) {
     bool ends = false;
     while (size < block->size() && !ends) {
         ends = begins_line_ && (*block)[size] == '\n';
-        size = BehindLine(*block, size);
+        size = StartOfNextLine(*block, size);
         begins_line_ = (*block)[size - 1] == '\n';
     }
     if (!drops_) take(block->substr(0, size));
