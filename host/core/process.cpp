@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/process.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -21,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "base/child.h"
@@ -35,6 +36,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
@@ -221,30 +223,26 @@ std::vector<char *> Collect(const char *path, va_list arguments) {
     return argv;
 }
 
-struct FolderClose {
-    void operator()(DIR *folder) const { closedir(folder); }
-};
-
 // Adds an argument. One that ends in "/*" is replaced with the paths of that folder's entries, in
-// order, if there are any; `paths` owns them. Returns false, with errno set, if the folder cannot
-// be read, rather than treating it as empty.
-bool Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
+// order, if there are any; `paths` owns them. Returns 0, or the errno if the folder cannot be read
+// to its end: neither an empty folder nor some of the entries may be taken for it.
+int Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
     const std::string_view text = argument;
     std::vector<std::string> entries;
     if (text.starts_with('/') && text.ends_with("/*")) {
-        const std::string path(text.substr(0, text.size() - 1));
-        const std::unique_ptr<DIR, FolderClose> folder(opendir(path.c_str()));
-        if (!folder && errno != ENOENT && errno != ENOTDIR) return false;
-        while (const dirent *entry = folder ? readdir(folder.get()) : nullptr) {
-            const std::string_view name = entry->d_name;
-            if (name != "." && name != "..") entries.push_back(path + entry->d_name);
-        }
+        std::error_code error;
+        fs::directory_iterator entry(text.substr(0, text.size() - 1), error);
+        for (; !error && entry != fs::directory_iterator(); entry.increment(error))
+            entries.push_back(entry->path());
+        const bool is_folder =
+            error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
+        if (error && is_folder) return error.value();
         std::sort(entries.begin(), entries.end());
     }
     if (entries.empty()) argv.push_back(Argument(argument));
     for (std::string &entry : entries)
         argv.push_back(paths.emplace_back(std::move(entry)).data());
-    return true;
+    return 0;
 }
 
 pid_t ParsePid(const std::string &text) {
@@ -294,7 +292,7 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
         std::deque<std::string> paths;
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
-            if (!Expand(argument, paths, given)) return StartFailed(szPath, errno);
+            if (const int error = Expand(argument, paths, given)) return StartFailed(szPath, error);
         }
         std::vector<std::string> words(given.begin() + 1, given.end());
         zafo::RestrictMount(szPath, &words);
