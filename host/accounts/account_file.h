@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/lines.h"
+
 namespace zafo {
 
 using Fields = std::vector<std::string_view>;
@@ -33,9 +35,7 @@ inline bool IsNisLine(std::string_view line) {
 template <typename Visit>
 void FindLine(std::string_view text, Visit visit) {
     while (!text.empty()) {
-        const size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        const std::string_view line = TakeLine(&text);
         const bool account = !line.empty() && line[0] != '#' && line[0] != ':' && !IsNisLine(line);
         if (account && visit(line)) return;
     }

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/blanks.h"
+#include "base/lines.h"
 
 namespace zafo {
 
@@ -69,14 +70,6 @@ const char *ReadValue(std::string_view text, std::string *value) {
         *value += escape->meaning;
     }
     return "no closing quote";
-}
-
-// Takes the first line off `*text`, without its line break.
-std::string_view TakeLine(std::string_view *text) {
-    const size_t end = text->find('\n');
-    const std::string_view line = text->substr(0, end);
-    text->remove_prefix(end == std::string_view::npos ? text->size() : end + 1);
-    return line;
 }
 
 }  // namespace

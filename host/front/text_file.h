@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "base/lines.h"
+
 namespace zafo::front {
 
 // A whole file in memory; empty when it cannot be read.
@@ -21,12 +23,8 @@ class TextFile {
     size_t size_ = 0;
 };
 
-// Removes from `rest`, and returns, the text before the first separator, and removes the separator;
-// the whole text if there is none.
-std::string_view TakeField(std::string_view &rest, char separator);
-
-// The same for words surrounded by any number of blanks and tabs.
-std::string_view TakeWord(std::string_view &rest);
+// Removes from `*text`, and returns, a word surrounded by any number of blanks and tabs.
+std::string_view TakeWord(std::string_view *text);
 
 // A decimal number of digits only; false when it is not one or does not fit.
 bool ParseNumber(std::string_view text, unsigned &number);

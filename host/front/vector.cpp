@@ -103,7 +103,7 @@ void AddReadableFiles(std::string_view list, Vector &out) {
     char *kept = Join(list, ":");
     size_t size = 0;
     while (!list.empty()) {
-        const std::string_view item = TakeField(list, ':');
+        const std::string_view item = TakeField(&list, ':');
         std::memcpy(kept + size, item.data(), item.size());
         kept[size + item.size()] = '\0';
         if (!IsReadable(kept + size)) continue;
@@ -185,10 +185,10 @@ Limits ReadLimits() {
     Limits limits;
     const TextFile file(kLimitsFile);
     for (std::string_view rest = file.Text(); !rest.empty();) {
-        std::string_view line = TakeField(rest, '\n');
-        const std::string_view key = TakeWord(line);
+        std::string_view line = TakeLine(&rest);
+        const std::string_view key = TakeWord(&line);
         unsigned number = 0;
-        if (!ParseNumber(TakeWord(line), number) || number == 0) continue;
+        if (!ParseNumber(TakeWord(&line), number) || number == 0) continue;
         if (key == "answer_size" && number <= kLargestAnswer) limits.size = number;
         if (number > kLongestLimit) continue;
         if (key == "timeout") limits.answer = number;

@@ -53,12 +53,12 @@ class Traffic {
     bool Changed() {
         const TextFile file(path_);
         std::string_view rest = file.Text();
-        const size_t read_line = TakeField(rest, '\n').size();
-        std::string_view write_line = TakeField(rest, '\n');
+        const size_t read_line = TakeLine(&rest).size();
+        std::string_view write_line = TakeLine(&rest);
         const size_t size = read_line + 1 + write_line.size();
         if (size >= sizeof last_ || file.Text().size() < size) return true;
-        TakeWord(write_line);
-        const std::string_view number = TakeWord(write_line);
+        TakeWord(&write_line);
+        const std::string_view number = TakeWord(&write_line);
         std::from_chars(number.data(), number.data() + number.size(), written_);
         const bool changed = file.Text().substr(0, size) != std::string_view(last_, size_);
         std::memcpy(last_, file.Text().data(), size);

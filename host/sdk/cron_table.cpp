@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/blanks.h"
+#include "base/lines.h"
 
 namespace zafo {
 
@@ -32,11 +33,8 @@ bool IsIn(int number, Range range) {
 
 std::vector<std::string_view> LinesOf(std::string_view text) {
     std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
+    while (!text.empty())
+        lines.push_back(TakeLine(&text));
     return lines;
 }
 

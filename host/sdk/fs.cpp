@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/lines.h"
 #include "base/unique_fd.h"
 #include "host/core/fail.h"
 
@@ -29,11 +30,9 @@ Names NamesOf(std::string_view path) {
     if (!path.starts_with('/')) return {};
     Names names;
     while (!path.empty()) {
-        path.remove_prefix(1);  // the "/"
-        const std::string_view name = path.substr(0, path.find('/'));
+        const std::string_view name = zafo::TakeField(&path, '/');
         if (name == "." || name == "..") return {};
         if (!name.empty()) names.emplace_back(name);
-        path.remove_prefix(name.size());
     }
     return names;
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
-#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -9,6 +8,7 @@
 
 #include "base/ascii.h"
 #include "base/blanks.h"
+#include "base/lines.h"
 #include "base/whole_file.h"
 #include "host/core/fail.h"
 
@@ -36,12 +36,10 @@ bool IsComment(std::string_view line) {
 }
 
 // Takes the first line off `*text`, with its continuation lines. A comment is never continued.
-std::string TakeLine(std::string_view *text) {
+std::string TakeJoinedLine(std::string_view *text) {
     std::string line;
     while (!text->empty()) {
-        const size_t end = std::min(text->find('\n'), text->size());
-        line += text->substr(0, end);
-        text->remove_prefix(std::min(end + 1, text->size()));
+        line += zafo::TakeLine(text);
         if (line.ends_with('\r')) line.pop_back();
         if (!line.ends_with('\\') || IsComment(line)) return line;
         line.pop_back();
@@ -61,7 +59,7 @@ std::optional<std::string> PathOf(std::string_view share, std::string_view text)
     std::optional<std::string> path;
     bool inside = false;
     while (!text.empty()) {
-        const std::string line = TakeLine(&text);
+        const std::string line = TakeJoinedLine(&text);
         const std::string_view words = zafo::Trim(line);
         if (IsComment(words)) continue;
         if (words.starts_with('[')) {
