@@ -79,14 +79,10 @@ void PutGroup(char *&out, uint32_t bits, int count) {
 
 int ZAFOEncodingBase64Decode(const char *szText, size_t cbText, void *pBuffer, size_t *pcbDecoded) {
     if (szText == nullptr || pBuffer == nullptr || pcbDecoded == nullptr) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
+        return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     }
     auto *out = static_cast<uint8_t *>(pBuffer);
-    if (!Decode(szText, cbText, out)) {
-        QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-        return 0;
-    }
+    if (!Decode(szText, cbText, out)) return zafo::FailZero(QLIB_ERR_BAD_FORMAT);
     *pcbDecoded = static_cast<size_t>(out - static_cast<uint8_t *>(pBuffer));
     return 1;
 }

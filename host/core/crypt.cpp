@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include <nettle/gcm.h>
+#include <nettle/memops.h>
 
 #include "host/core/base85.h"
 #include "host/core/fail.h"
@@ -49,14 +50,6 @@ class Cipher {
     gcm_aes256_ctx context_;
 };
 
-// Compares two tags in constant time.
-bool SameTag(const uint8_t *a, const uint8_t *b) {
-    unsigned difference = 0;
-    for (size_t i = 0; i < GCM_DIGEST_SIZE; ++i)
-        difference |= static_cast<unsigned>(a[i] ^ b[i]);
-    return difference == 0;
-}
-
 }  // namespace
 
 int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher) {
@@ -96,7 +89,7 @@ int QLIBCryptSzDecrypt(const char *szCipher, char *szClear, size_t cbClear) {
         Cipher cipher(key, message->data());
         cipher.Decrypt(length, szClear, message->data() + kTextAt);
         cipher.Digest(tag);
-        if (!SameTag(tag, message->data() + kTextAt + length)) {
+        if (memeql_sec(tag, message->data() + kTextAt + length, sizeof tag) == 0) {
             explicit_bzero(szClear, length);
             return Fail(QLIB_ERR_BAD_FORMAT);
         }

@@ -17,7 +17,6 @@ namespace {
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 using zafo::Pairs;
-using zafo::ReadResult;
 using zafo::SectionText;
 
 // The changes to a section: keys to store and keys to remove.
@@ -48,15 +47,7 @@ bool AreKeys(const Pairs &pairs) {
 // empty.
 int Load(const std::string &path, SectionText *sections) {
     std::string text;
-    switch (zafo::ReadWhole(path, &text)) {
-        case ReadResult::kAbsent:
-            return 0;
-        case ReadResult::kNotReadable:
-        case ReadResult::kReadFailed:
-            return QLIB_ERR_OPEN_FAILED;
-        case ReadResult::kDone:
-            break;
-    }
+    if (!zafo::ReadIfPresent(path, &text)) return QLIB_ERR_OPEN_FAILED;
     const zafo::Damage damage = sections->Parse(text);
     if (damage.reason == nullptr) return 0;
     syslog(LOG_ERR, "%s:%d damaged file [%s] line %d: %s\n", __FILE_NAME__, __LINE__, path.c_str(),
@@ -147,9 +138,8 @@ int QLIBCFileGetPair(const char *szFile, QLIBSZHASH *pHash) {
     if (szFile == nullptr || pHash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         std::string text;
-        const ReadResult read = zafo::ReadWhole(szFile, &text);
-        if (read == ReadResult::kReadFailed) return Fail(QLIB_ERR_READ_FAILED);
-        if (read != ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
+        const int error = zafo::ErrorOf(zafo::ReadWhole(szFile, &text));
+        if (error != QLIB_ERR_NONE) return Fail(error);
         Pairs pairs = zafo::PlainPairs(text);
         const int count = static_cast<int>(pairs.size());
         pairs.insert(pHash->pairs.begin(), pHash->pairs.end());

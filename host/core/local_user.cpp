@@ -144,8 +144,7 @@ int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryp
             error = Collect(passwd, TextAt(pszNames, i), TextAt(pszCryptHashes, i),
                             TextAt(pszLmHashes, i), TextAt(pszNtHashes, i), &users);
         }
-        if (error == 0) error = Store(users);
-        return error == 0 ? 0 : Fail(error);
+        return zafo::ResultOf(error == 0 ? Store(users) : error);
     });
 }
 

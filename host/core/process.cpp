@@ -334,10 +334,7 @@ int QLIBCProcAlive(pid_t pid) {
 }
 
 pid_t QLIBCReadPidFile(const char *szPath) {
-    if (szPath == nullptr) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+    if (szPath == nullptr) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs<pid_t>(0, [=] {
         const pid_t pid = ParsePid(zafo::ReadHead(szPath));
         return QLIBCProcAlive(pid) == 1 ? pid : 0;

@@ -24,6 +24,7 @@
 #include "base/child.h"
 #include "base/pidfd.h"
 #include "base/pipe.h"
+#include "base/whole_file.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/service_description.h"
@@ -95,13 +96,7 @@ int StartAlone(const Service &service, FileUpdate &record) {
 // The keeper's answer; nothing if it exited without one.
 std::optional<int> ReadAnswer(int pipe) {
     std::string text;
-    for (;;) {
-        char part[16];
-        const ssize_t n = read(pipe, part, sizeof part);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        text.append(part, static_cast<size_t>(n));
-    }
+    zafo::ReadToEnd(pipe, &text);
     int code = 0;
     const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), code);
     if (error != std::errc()) return {};
@@ -139,8 +134,8 @@ int Start(const std::string &name) {
     if (!RemoveFile(service->pid_file) || !RemoveFile(record.Path())) {
         return Fail(QLIB_ERR_SERVICE_START);
     }
-    const int error = service->restart ? StartKept(name, record) : StartAlone(*service, record);
-    return error == 0 ? 0 : Fail(error);
+    return zafo::ResultOf(service->restart ? StartKept(name, record)
+                                           : StartAlone(*service, record));
 }
 
 // --- Stopping -----------------------------------------------------------------
@@ -221,10 +216,7 @@ int QLIBServiceStop(const char *szName, int nFlags) {
 }
 
 int QLIBServiceIsEnabled(const char *szName) {
-    if (!IsServiceName(szName)) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+    if (!IsServiceName(szName)) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(0, [=] {
         if (IsSystemdUnit(szName)) return Systemctl("is-enabled", szName) ? 1 : 0;
         return access(SwitchOfService(szName).c_str(), F_OK) == 0 ? 1 : 0;

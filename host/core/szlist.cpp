@@ -321,10 +321,7 @@ int QLIBCSzListPop(QLIBSZLIST *pList) {
 }
 
 int QLIBCSzListSub(QLIBSZLIST *pList, const QLIBSZLIST *pOther, int nFlags) {
-    if (pList == nullptr || pOther == nullptr) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+    if (pList == nullptr || pOther == nullptr) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(0, [=] {
         if ((nFlags & QLIB_SZLIST_SORT_NOCASE) != 0) {
             Subtract<std::unordered_set<std::string_view, HashNoCase, EqualNoCase>>(pList, pOther);

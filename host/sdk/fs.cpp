@@ -93,7 +93,6 @@ int ZAFOFSMkdirP(const char *szPath, int nFlags, int blSetOwner, uid_t uid, gid_
         const UniqueFd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!root.IsOpen()) return zafo::Fail(QLIB_ERR_OPEN_FAILED);
         const Wanted wanted{blSetOwner != 0, uid, gid, mode};
-        const int error = Maker(names, wanted).MakeBelow(root.Get(), 0);
-        return error == QLIB_ERR_NONE ? 0 : zafo::Fail(error);
+        return zafo::ResultOf(Maker(names, wanted).MakeBelow(root.Get(), 0));
     });
 }

@@ -24,15 +24,8 @@ constexpr size_t kLongestValue = 4096;
 
 int FirstLineOf(const char *path, char *buffer, size_t size) {
     std::string text;
-    switch (zafo::ReadWhole(path, &text)) {
-        case zafo::ReadResult::kReadFailed:
-            return Fail(QLIB_ERR_READ_FAILED);
-        case zafo::ReadResult::kAbsent:
-        case zafo::ReadResult::kNotReadable:
-            return Fail(QLIB_ERR_OPEN_FAILED);
-        case zafo::ReadResult::kDone:
-            break;
-    }
+    const int error = zafo::ErrorOf(zafo::ReadWhole(path, &text));
+    if (error != QLIB_ERR_NONE) return Fail(error);
     const std::string_view line = std::string_view(text).substr(0, text.find('\n'));
     return line.empty() ? Fail(QLIB_ERR_OPEN_FAILED) : zafo::CopyOut(line, buffer, size);
 }
@@ -79,10 +72,7 @@ int ZAFOLDAPSSLTypeGetFromNslcd() {
 }
 
 int ZAFOLDAPIsBinded(int nFlags) {
-    if (nFlags != 0) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+    if (nFlags != 0) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     char uri[kLongestValue];
     return ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "uri", uri, sizeof uri) == 1 && *uri != '\0';
 }

@@ -25,19 +25,6 @@ using zafo::Fail;
 using zafo::OutOfMemoryIs;
 using zafo::ReadResult;
 
-int ErrorOf(ReadResult result) {
-    switch (result) {
-        case ReadResult::kDone:
-            return QLIB_ERR_NONE;
-        case ReadResult::kReadFailed:
-            return QLIB_ERR_READ_FAILED;
-        case ReadResult::kAbsent:
-        case ReadResult::kNotReadable:
-            break;
-    }
-    return QLIB_ERR_OPEN_FAILED;
-}
-
 // The text to start from: the file's own, if it is to be kept and exists, else the template's; and
 // the template, for its placeholders. Returns 0 or a platform error code.
 struct Base {
@@ -88,7 +75,7 @@ int ZAFOLDAPInfoGetFromConf(const char *szConf, const char *szKey, char *szBuf, 
     }
     return OutOfMemoryIs(-1, [=] {
         std::string text;
-        const int error = ErrorOf(zafo::ReadWhole(szConf, &text));
+        const int error = zafo::ErrorOf(zafo::ReadWhole(szConf, &text));
         if (error != QLIB_ERR_NONE) return Fail(error);
         const std::optional<std::string> value = Directives(text).Get(szKey);
         if (!value) return 0;

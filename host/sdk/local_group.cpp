@@ -58,14 +58,9 @@ const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &member
 // Adds the group to the shadow file, if the system has one: no password, no administrators.
 int PutIntoShadow(const std::string &name, const std::string &members) {
     std::string text;
-    switch (zafo::ReadWhole(zafo::kGroupShadowFile, &text)) {
-        case zafo::ReadResult::kAbsent:
-            return 0;
-        case zafo::ReadResult::kDone:
-            break;
-        default:
-            return QLIB_ERR_OPEN_FAILED;
-    }
+    const zafo::ReadResult read = zafo::ReadWhole(zafo::kGroupShadowFile, &text);
+    if (read == zafo::ReadResult::kAbsent) return 0;
+    if (read != zafo::ReadResult::kDone) return QLIB_ERR_OPEN_FAILED;
     zafo::PutLine(&text, name, name + ":!::" + members);
     return zafo::ReplaceAccountFile(zafo::kGroupShadowFile, text);
 }
@@ -121,10 +116,7 @@ int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **ppGroup) {
 
 int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup) {
     if (nFlags != 0 || pGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return OutOfMemoryIs(-1, [=] {
-        const int error = Create(*pGroup);
-        return error == 0 ? 0 : Fail(error);
-    });
+    return OutOfMemoryIs(-1, [=] { return zafo::ResultOf(Create(*pGroup)); });
 }
 
 int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc) {

@@ -32,14 +32,7 @@ int ReadSecrets(const PasswdEntry &user, Secrets *secrets) {
         return 0;
     }
     std::string text;
-    switch (zafo::ReadWhole(zafo::kShadowFile, &text)) {
-        case zafo::ReadResult::kAbsent:
-            return 0;
-        case zafo::ReadResult::kDone:
-            break;
-        default:
-            return QLIB_ERR_OPEN_FAILED;
-    }
+    if (!zafo::ReadIfPresent(zafo::kShadowFile, &text)) return QLIB_ERR_OPEN_FAILED;
     const auto line = zafo::LineOf(text, user.name);
     if (!line) return 0;
     const zafo::ShadowEntry shadow = zafo::ParseShadow(*line);

@@ -139,6 +139,6 @@ int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult) {
             ++(error == 0 ? pResult->nDone : pResult->nFailed);
             if (error != 0) pResult->nError = error;
         }
-        return error == 0 ? 0 : Fail(error);
+        return zafo::ResultOf(error);
     });
 }

@@ -37,13 +37,6 @@ bool IsSchedule(const ZAFOSCHEDULE &schedule) {
            (length > 0 || schedule.rgField[0] == ZAFO_SCHEDULE_NEVER);
 }
 
-// Reads the table's text, "" if there is none. Returns 0 or the platform error code.
-int Read(const std::string &path, std::string *text) {
-    const zafo::ReadResult result = zafo::ReadWhole(path, text);
-    const bool isDone = result == zafo::ReadResult::kDone || result == zafo::ReadResult::kAbsent;
-    return isDone ? 0 : QLIB_ERR_OPEN_FAILED;
-}
-
 std::time_t LastChange(const char *path) {
     struct stat status {};
     return stat(path, &status) == 0 ? status.st_mtime : 0;
@@ -66,7 +59,7 @@ int Update(Change change) {
     if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
     const std::time_t before = std::max(LastChange(kFolder), LastChange(zafo::kScheduleTable));
     std::string text;
-    if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
+    if (!zafo::ReadIfPresent(update.Path(), &text)) return Fail(QLIB_ERR_OPEN_FAILED);
     update.TakeOver(kTableMode);
     if (update.Replace(change(text), kTableMode) != 0) return Fail(QLIB_ERR_WRITE_FAILED);
     MakeNoticeable(before);
@@ -91,7 +84,7 @@ int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
+        if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
         ZAFOSCHEDULE schedule{};
         switch (zafo::FindSchedule(text, szCommand, schedule.rgField)) {
             case zafo::Found::kNo:
@@ -111,7 +104,7 @@ int ZAFOScheduleRemove(const char *szCommand) {
     if (szCommand == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
+        if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
         int numbers[6];
         if (zafo::FindSchedule(text, szCommand, numbers) == zafo::Found::kNo) return 0;
         return Update([=](const std::string &now) { return zafo::WithoutCommand(now, szCommand); });

@@ -83,9 +83,7 @@ int ZAFOSharePathGet(const char *szShare, char *szPath, size_t cbPath) {
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        const zafo::ReadResult result = zafo::ReadWhole(kSettings, &text);
-        if (result == zafo::ReadResult::kAbsent) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        if (result != zafo::ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
+        if (!zafo::ReadIfPresent(kSettings, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
         const std::string share = SectionName(szShare);
         const std::optional<std::string> path =
             IsSpecial(share) ? std::nullopt : PathOf(share, text);
