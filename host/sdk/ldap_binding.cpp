@@ -6,8 +6,8 @@
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/whole_file.h"
+#include "host/core/copy_out.h"
 #include "host/core/szhash.h"
-#include "host/sdk/copy_out.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
 

@@ -13,8 +13,8 @@
 #include "base/directives.h"
 #include "base/server_account.h"
 #include "base/whole_file.h"
+#include "host/core/copy_out.h"
 #include "host/core/szhash.h"
-#include "host/sdk/copy_out.h"
 #include "host/sdk/template_values.h"
 #include "platform/ldap.h"
 

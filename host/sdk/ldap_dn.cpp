@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/dn.h"
-#include "host/sdk/copy_out.h"
+#include "host/core/copy_out.h"
 #include "platform/ldap.h"
 
 namespace {

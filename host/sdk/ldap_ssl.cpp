@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <strings.h>
 
-#include "host/sdk/copy_out.h"
+#include "host/core/copy_out.h"
 #include "platform/ldap.h"
 
 namespace {
