@@ -12,7 +12,7 @@
 #include <nettle/memops.h>
 
 #include "host/core/base85.h"
-#include "host/core/fail.h"
+#include "host/core/copy_out.h"
 #include "host/core/machine_key.h"
 
 namespace {
@@ -67,10 +67,7 @@ int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher) {
         Cipher cipher(key, message.data());
         cipher.Encrypt(length, &message[kTextAt], szClear);
         cipher.Digest(&message[kTextAt + length]);
-        const std::string text = zafo::ToBase85(message);
-        if (text.size() >= cbCipher) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        std::memcpy(szCipher, text.c_str(), text.size() + 1);
-        return 0;
+        return zafo::CopyOut(zafo::ToBase85(message), szCipher, cbCipher);
     });
 }
 

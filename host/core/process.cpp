@@ -12,7 +12,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <filesystem>
 #include <initializer_list>
 #include <map>
@@ -29,9 +28,8 @@
 #include "base/proc_file.h"
 #include "base/unique_fd.h"
 #include "base/whole_file.h"
-#include "host/core/copy_owner.h"
 #include "host/core/fail.h"
-#include "host/core/mount_words.h"
+#include "host/core/safe_words.h"
 #include "host/core/secret_arguments.h"
 
 namespace {
@@ -209,39 +207,32 @@ int ExitCodeOf(std::optional<int> status) {
     return status ? zafo::ExitCodeOf(*status) : -1;
 }
 
-// The exec interface takes pointers to char, but does not write through them.
-char *Argument(const char *text) {
-    return const_cast<char *>(text);
-}
-
-// The vector of `path` and the arguments, up to NULL.
+// The vector of `path` and the arguments, up to NULL. The exec interface takes pointers to char, but
+// does not write through them.
 std::vector<char *> Collect(const char *path, va_list arguments) {
-    std::vector<char *> argv{Argument(path)};
+    std::vector<char *> argv{const_cast<char *>(path)};
     do {
         argv.push_back(va_arg(arguments, char *));
     } while (argv.back() != nullptr);
     return argv;
 }
 
-// Adds an argument. One that ends in "/*" is replaced with the paths of that folder's entries, in
-// order, if there are any; `paths` owns them. Returns 0, or the errno if the folder cannot be read
-// to its end: neither an empty folder nor some of the entries may be taken for it.
-int Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
-    const std::string_view text = argument;
-    std::vector<std::string> entries;
-    if (text.starts_with('/') && text.ends_with("/*")) {
+// Adds an argument to `words`. One that ends in "/*" is replaced with the paths of that folder's
+// entries, in order, if there are any. Returns 0, or the errno if the folder cannot be read to its
+// end: neither an empty folder nor some of the entries may be taken for it.
+int Expand(std::string_view argument, std::vector<std::string> *words) {
+    const size_t before = words->size();
+    if (argument.starts_with('/') && argument.ends_with("/*")) {
         std::error_code error;
-        fs::directory_iterator entry(text.substr(0, text.size() - 1), error);
+        fs::directory_iterator entry(argument.substr(0, argument.size() - 1), error);
         for (; !error && entry != fs::directory_iterator(); entry.increment(error))
-            entries.push_back(entry->path());
+            words->push_back(entry->path());
         const bool is_folder =
             error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
         if (error && is_folder) return error.value();
-        std::sort(entries.begin(), entries.end());
+        std::sort(words->begin() + static_cast<ptrdiff_t>(before), words->end());
     }
-    if (entries.empty()) argv.push_back(Argument(argument));
-    for (std::string &entry : entries)
-        argv.push_back(paths.emplace_back(std::move(entry)).data());
+    if (words->size() == before) words->emplace_back(argument);
     return 0;
 }
 
@@ -288,16 +279,12 @@ int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const 
               const char *szArg4) {
     if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return Starting(szPath, -1, [=] {
-        std::vector<char *> given{Argument(szPath)};
-        std::deque<std::string> paths;
+        std::vector<std::string> words{szPath};
         for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
             if (argument == nullptr) break;
-            if (const int error = Expand(argument, paths, given)) return StartFailed(szPath, error);
+            if (const int error = Expand(argument, &words)) return StartFailed(szPath, error);
         }
-        std::vector<std::string> words(given.begin() + 1, given.end());
-        zafo::RestrictMount(szPath, &words);
-        words.insert(words.begin(), szPath);
-        words = zafo::WithSafeRights(std::move(words));
+        words = zafo::SafeWords(std::move(words));
         return ExitCodeOf(Run(words[0].c_str(), zafo::ArgumentVector(words).data(), Output::kNull));
     });
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,7 +9,7 @@
 #include "base/blanks.h"
 #include "base/lines.h"
 #include "base/whole_file.h"
-#include "host/core/fail.h"
+#include "host/core/copy_out.h"
 
 namespace {
 
@@ -88,8 +87,6 @@ int ZAFOSharePathGet(const char *szShare, char *szPath, size_t cbPath) {
         const std::optional<std::string> path =
             IsSpecial(share) ? std::nullopt : PathOf(share, text);
         if (!path) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        if (path->size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        memcpy(szPath, path->c_str(), path->size() + 1);
-        return 0;
+        return zafo::CopyOut(*path, szPath, cbPath);
     });
 }
