@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "base/appliance_paths.h"
 #include "host/front/account.h"
 #include "host/front/failure.h"
 #include "host/front/offline.h"
@@ -55,12 +56,8 @@ void ResetProcess() {
 }
 
 const char *FindProgram(const Tool &tool) {
-    static char path[64];
     for (const char *folder : kFolders) {
-        const size_t size = std::strlen(folder);
-        std::memcpy(path, folder, size);
-        std::memcpy(path + size, tool.name.data(), tool.name.size());
-        path[size + tool.name.size()] = '\0';
+        const char *path = Join(folder, tool.name);
         if (access(path, F_OK) == 0) return path;
     }
     Fail(kNoTool, "the tool is not installed");
@@ -68,7 +65,7 @@ const char *FindProgram(const Tool &tool) {
 
 void PrepareOffline(const Tool &tool, Vector &vector) {
     vector.Add("-f");
-    vector.Add(kServerConfiguration);
+    vector.Add(kSlapdConf);
     if (tool.name == "slapcat") {
         vector.Add("-o");
         vector.Add("ldif-wrap=no");

@@ -78,13 +78,21 @@ class MissingDatabase {
     bool Explains(int status, std::string_view words) const {
         if (!missing_ || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_FAILURE) return false;
         if (!IsMissing(kDatabaseFile)) return false;
-        return IsMissing(kServerConfiguration) ||
-               words.find("bi_db_open failed! (2)") != words.npos;
+        return IsMissing(kSlapdConf) || words.find("bi_db_open failed! (2)") != words.npos;
     }
 
   private:
     bool missing_ = IsMissing(kDatabaseFile);
 };
+
+pid_t StartReader(const Command &command, const MissingDatabase &database, HeldWords &words,
+                  int output = -1) {
+    if (database.IsExpected()) words.Hold();
+    const pid_t child = StartChild(command, {.output = output, .errors = words.ChildsEnd()});
+    words.CloseChildsEnd();
+    PassSignalsOn(child);
+    return child;
+}
 
 [[noreturn]] void EndReading(pid_t child, const MissingDatabase &database, HeldWords &words) {
     // The tool may write more than a pipe holds before it ends.
@@ -126,10 +134,7 @@ void RunLoader(const Command &command) {
 void RunReader(const Command &command) {
     const MissingDatabase database;
     HeldWords words;
-    if (database.IsExpected()) words.Hold();
-    const pid_t child = StartChild(command, {.errors = words.ChildsEnd()});
-    words.CloseChildsEnd();
-    PassSignalsOn(child);
+    const pid_t child = StartReader(command, database, words);
     pollfd events[] = {
         {WatchEnd(child), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
     for (;;) {
@@ -148,11 +153,8 @@ void RunProbe(const Command &command) {
     UniqueFd writer(ends[1]);
     const MissingDatabase database;
     HeldWords words;
-    if (database.IsExpected()) words.Hold();
-    const pid_t child = StartChild(command, {.output = writer.Get(), .errors = words.ChildsEnd()});
+    const pid_t child = StartReader(command, database, words, writer.Get());
     writer.Reset(-1);
-    words.CloseChildsEnd();
-    PassSignalsOn(child);
     // A lost reader is noticed, and the tool is ended first.
     signal(SIGPIPE, SIG_IGN);
     DnLines lines;
