@@ -2,6 +2,7 @@
 #include "host/core/section_text.h"
 
 #include <algorithm>
+#include <set>
 
 #include "base/blanks.h"
 #include "base/lines.h"
@@ -16,15 +17,9 @@ struct Escape {
 };
 constexpr Escape kEscapes[] = {{'"', '"'}, {'\\', '\\'}, {'n', '\n'}, {'r', '\r'}, {'t', '\t'}};
 
-const Escape *EscapeOf(char letter) {
-    const auto *found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
-                                     [=](const Escape &e) { return e.letter == letter; });
-    return found == std::end(kEscapes) ? nullptr : found;
-}
-
-const Escape *EscapeFor(char meaning) {
-    const auto *found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
-                                     [=](const Escape &e) { return e.meaning == meaning; });
+// The escape whose `part` is that character, or nullptr.
+const Escape *FindEscape(char Escape::*part, char c) {
+    const auto *found = std::ranges::find(kEscapes, c, part);
     return found == std::end(kEscapes) ? nullptr : found;
 }
 
@@ -37,7 +32,7 @@ std::string WrittenValue(std::string_view value) {
     if (!NeedsQuotes(value)) return std::string(value);
     std::string text = "\"";
     for (const char c : value) {
-        if (const Escape *escape = EscapeFor(c)) {
+        if (const Escape *escape = FindEscape(&Escape::meaning, c)) {
             text += '\\';
             text += escape->letter;
         } else {
@@ -65,7 +60,7 @@ const char *ReadValue(std::string_view text, std::string *value) {
             *value += text[i];
             continue;
         }
-        const Escape *escape = ++i < text.size() ? EscapeOf(text[i]) : nullptr;
+        const Escape *escape = ++i < text.size() ? FindEscape(&Escape::letter, text[i]) : nullptr;
         if (escape == nullptr) return "unknown escape";
         *value += escape->meaning;
     }
@@ -152,11 +147,10 @@ SectionText::Line SectionText::Pair(std::string_view key, std::string_view value
 
 std::vector<std::string> SectionText::Names() const {
     std::vector<std::string> names;
-    std::map<std::string_view, bool> seen;
+    std::set<std::string_view> seen;
     for (const Line &line : lines_) {
-        if (line.kind == Kind::kHeading && seen.emplace(line.name, true).second) {
+        if (line.kind == Kind::kHeading && seen.insert(line.name).second)
             names.push_back(line.name);
-        }
     }
     return names;
 }

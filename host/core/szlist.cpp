@@ -16,6 +16,7 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "base/ascii.h"
 #include "host/core/fail.h"
 
 namespace {
@@ -172,14 +173,13 @@ void SetCount(QLIBSZLIST *list, int count) {
 }
 
 // ASCII only, regardless of the locale: sorting and finding must agree.
-unsigned char Lower(unsigned char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
+unsigned char Lower(char c) {
+    return static_cast<unsigned char>(zafo::LowerCase(c));
 }
 
 int CompareNoCase(const char *a, const char *b) {
     for (;; ++a, ++b) {
-        const int difference =
-            Lower(static_cast<unsigned char>(*a)) - Lower(static_cast<unsigned char>(*b));
+        const int difference = Lower(*a) - Lower(*b);
         if (difference != 0 || *a == '\0') return difference;
     }
 }
@@ -188,14 +188,14 @@ struct HashNoCase {
     size_t operator()(std::string_view text) const {
         uint64_t hash = 0xcbf29ce484222325U;
         for (const char c : text)
-            hash = (hash ^ Lower(static_cast<unsigned char>(c))) * 0x100000001b3U;
+            hash = (hash ^ Lower(c)) * 0x100000001b3U;
         return static_cast<size_t>(hash ^ (hash >> 32));
     }
 };
 
 struct EqualNoCase {
     bool operator()(std::string_view a, std::string_view b) const {
-        return a.size() == b.size() && CompareNoCase(a.data(), b.data()) == 0;
+        return zafo::EqualIgnoringCase(a, b);
     }
 };
 

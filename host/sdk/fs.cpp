@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,7 +22,6 @@ namespace {
 using zafo::UniqueFd;
 
 constexpr mode_t kAllBits = 07777;
-constexpr mode_t kParentMode = 0755;
 
 using Names = std::vector<std::string>;
 
@@ -50,35 +50,26 @@ bool Give(int folder, const Wanted &wanted) {
            fchmod(folder, wanted.mode) == 0;
 }
 
-class Maker {
-  public:
-    Maker(const Names &names, const Wanted &wanted) : names_(names), wanted_(wanted) {}
+constexpr Wanted kParent{false, 0, 0, 0755};
 
-    // Creates the names from index `at` on, below an open folder. Returns 0 or a platform error
-    // code.
-    int MakeBelow(int parent, size_t at) const {
-        const char *name = names_[at].c_str();
-        const bool last = at + 1 == names_.size();
-        const bool made = mkdirat(parent, name, S_IRWXU) == 0;
-        if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
-        // A folder on the way need not be readable; a new one must be open for reading to be
-        // changed.
-        const int access = made ? O_RDONLY : O_PATH;
-        const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;
-        if (error == QLIB_ERR_NONE && made && !Give(folder.Get(), last ? wanted_ : kParent)) {
-            error = QLIB_ERR_WRITE_FAILED;
-        }
-        if (error == QLIB_ERR_NONE && !last) error = MakeBelow(folder.Get(), at + 1);
-        if (error != QLIB_ERR_NONE && made) unlinkat(parent, name, AT_REMOVEDIR);
-        return error;
+// Creates the names below an open folder, the last one as wanted. Returns 0 or a platform error
+// code.
+int MakeBelow(int parent, std::span<const std::string> names, const Wanted &wanted) {
+    const char *name = names.front().c_str();
+    const bool last = names.size() == 1;
+    const bool made = mkdirat(parent, name, S_IRWXU) == 0;
+    if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
+    // A folder on the way need not be readable; a new one must be open for reading to be changed.
+    const int access = made ? O_RDONLY : O_PATH;
+    const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;
+    if (error == QLIB_ERR_NONE && made && !Give(folder.Get(), last ? wanted : kParent)) {
+        error = QLIB_ERR_WRITE_FAILED;
     }
-
-  private:
-    static constexpr Wanted kParent{false, 0, 0, kParentMode};
-    const Names &names_;
-    const Wanted &wanted_;
-};
+    if (error == QLIB_ERR_NONE && !last) error = MakeBelow(folder.Get(), names.subspan(1), wanted);
+    if (error != QLIB_ERR_NONE && made) unlinkat(parent, name, AT_REMOVEDIR);
+    return error;
+}
 
 }  // namespace
 
@@ -93,6 +84,6 @@ int ZAFOFSMkdirP(const char *szPath, int nFlags, int blSetOwner, uid_t uid, gid_
         const UniqueFd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!root.IsOpen()) return zafo::Fail(QLIB_ERR_OPEN_FAILED);
         const Wanted wanted{blSetOwner != 0, uid, gid, mode};
-        return zafo::ResultOf(Maker(names, wanted).MakeBelow(root.Get(), 0));
+        return zafo::ResultOf(MakeBelow(root.Get(), names, wanted));
     });
 }
