@@ -3,7 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <cctype>
 #include <cstdio>
 #include <ctime>
 

@@ -4,7 +4,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <optional>
 #include <string>
 
 #include "base/atomic_file.h"

@@ -4,8 +4,6 @@
 // arguments from the moment it starts, so passwords are taken out before that.
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
 #include <vector>
 

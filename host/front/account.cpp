@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <string_view>
 
+#include "base/lines.h"
 #include "base/server_account.h"
 #include "host/front/failure.h"
 #include "host/front/text_file.h"

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "base/ascii.h"
+#include "base/lines.h"
 #include "base/unique_fd.h"
-#include "host/front/text_file.h"
 
 namespace zafo::front {
 

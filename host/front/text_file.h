@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <string_view>
 
-#include "base/lines.h"
-
 namespace zafo::front {
 
 // A whole file in memory; empty when it cannot be read.

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "base/appliance_paths.h"
+#include "base/lines.h"
 #include "base/unique_fd.h"
 #include "host/front/failure.h"
 #include "host/front/option.h"

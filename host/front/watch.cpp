@@ -22,6 +22,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/lines.h"
 #include "host/front/failure.h"
 #include "host/front/held_words.h"
 #include "host/front/text_file.h"

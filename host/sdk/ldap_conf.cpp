@@ -5,9 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <vector>
 
 #include "base/atomic_file.h"
 #include "base/directives.h"

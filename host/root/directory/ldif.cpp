@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <ostream>
 #include <stdexcept>
 
