@@ -4,14 +4,14 @@
 #include "host/core/fail.h"
 #include "platform/crypt.h"
 
-int QLIBCryptSzEncrypt(const char * /*szClear*/, char * /*szCipher*/, size_t /*cbCipher*/) {
+int QLIBCryptSzEncrypt(const char * /*clear*/, char * /*cipher*/, size_t /*size*/) {
     return zafo::Fail(QLIB_ERR_NOT_SUPPORTED);
 }
 
-int QLIBCryptSzDecrypt(const char * /*szCipher*/, char * /*szClear*/, size_t /*cbClear*/) {
+int QLIBCryptSzDecrypt(const char * /*cipher*/, char * /*clear*/, size_t /*size*/) {
     return zafo::Fail(QLIB_ERR_NOT_SUPPORTED);
 }
 
-int QLIBSmbNtEncrypt(const char * /*szClear*/, char * /*szHash*/, size_t /*cbHash*/) {
+int QLIBSmbNtEncrypt(const char * /*clear*/, char * /*hash*/, size_t /*size*/) {
     return zafo::Fail(QLIB_ERR_NOT_SUPPORTED);
 }

@@ -82,91 +82,90 @@ Changes ChangesOf(const QLIBSZHASH &hash, const char *file, const char *section,
 
 }  // namespace
 
-int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *pHash) {
-    if (szFile == nullptr || szSection == nullptr || pHash == nullptr) {
+int QLIBCFileGetSection(const char *file, const char *section, QLIBSZHASH *hash) {
+    if (file == nullptr || section == nullptr || hash == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         SectionText sections;
-        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
-        zafo::LoadedSection loaded{szFile, szSection, sections.Get(szSection)};
+        if (const int error = Load(file, &sections); error != 0) return Fail(error);
+        zafo::LoadedSection loaded{file, section, sections.Get(section)};
         Pairs merged = loaded.pairs;
-        merged.insert(pHash->pairs.begin(), pHash->pairs.end());
+        merged.insert(hash->pairs.begin(), hash->pairs.end());
         const int count = static_cast<int>(loaded.pairs.size());
         // Nothing below allocates: the map is filled completely or not at all.
-        pHash->pairs.swap(merged);
-        pHash->loaded = std::move(loaded);
+        hash->pairs.swap(merged);
+        hash->loaded = std::move(loaded);
         if (count == 0) QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
         return count;
     });
 }
 
-int QLIBCFileAddSection(const char *szFile, const char *szSection, const QLIBSZHASH *pHash,
-                        int nFlags) {
-    if (szFile == nullptr || szSection == nullptr || !zafo::IsSectionName(szSection) ||
-        nFlags != 0 || (pHash != nullptr && !AreKeys(pHash->pairs))) {
+int QLIBCFileAddSection(const char *file, const char *section, const QLIBSZHASH *hash, int flags) {
+    if (file == nullptr || section == nullptr || !zafo::IsSectionName(section) || flags != 0 ||
+        (hash != nullptr && !AreKeys(hash->pairs))) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) sections.Add(szSection, pHash ? pHash->pairs : Pairs());
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) sections.Add(section, hash ? hash->pairs : Pairs());
         return 0;
     });
 }
 
-int QLIBCFileSetSection(const char *szFile, const char *szSection, const char *szNewName,
-                        const QLIBSZHASH *pHash, int nFlags) {
-    if (szFile == nullptr || szSection == nullptr || pHash == nullptr || nFlags != 0 ||
-        !AreKeys(pHash->pairs) || (szNewName != nullptr && !zafo::IsSectionName(szNewName))) {
+int QLIBCFileSetSection(const char *file, const char *section, const char *new_name,
+                        const QLIBSZHASH *hash, int flags) {
+    if (file == nullptr || section == nullptr || hash == nullptr || flags != 0 ||
+        !AreKeys(hash->pairs) || (new_name != nullptr && !zafo::IsSectionName(new_name))) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        const bool renamed = szNewName != nullptr && std::string_view(szNewName) != szSection;
-        if (renamed && sections.Has(szNewName)) return Fail(QLIB_ERR_BAD_ARGUMENT);
-        const Changes changes = ChangesOf(*pHash, szFile, szSection, sections.Get(szSection));
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+        const bool renamed = new_name != nullptr && std::string_view(new_name) != section;
+        if (renamed && sections.Has(new_name)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        const Changes changes = ChangesOf(*hash, file, section, sections.Get(section));
         for (const std::string &key : changes.removed)
-            sections.RemoveKey(szSection, key);
+            sections.RemoveKey(section, key);
         for (const auto &[key, value] : changes.set)
-            sections.Set(szSection, key, value);
-        if (renamed) sections.Rename(szSection, szNewName);
+            sections.Set(section, key, value);
+        if (renamed) sections.Rename(section, new_name);
         return 0;
     });
 }
 
-int QLIBCFileGetPair(const char *szFile, QLIBSZHASH *pHash) {
-    if (szFile == nullptr || pHash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBCFileGetPair(const char *file, QLIBSZHASH *hash) {
+    if (file == nullptr || hash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         std::string text;
-        const int error = zafo::ErrorOf(zafo::ReadWhole(szFile, &text));
+        const int error = zafo::ErrorOf(zafo::ReadWhole(file, &text));
         if (error != QLIB_ERR_NONE) return Fail(error);
         Pairs pairs = zafo::PlainPairs(text);
         const int count = static_cast<int>(pairs.size());
-        pairs.insert(pHash->pairs.begin(), pHash->pairs.end());
-        pHash->pairs.swap(pairs);
+        pairs.insert(hash->pairs.begin(), hash->pairs.end());
+        hash->pairs.swap(pairs);
         return count;
     });
 }
 
-int QLIBCFileEnumSection(const char *szFile, QLIBSZLIST **ppList) {
-    if (szFile == nullptr || ppList == nullptr || *ppList == nullptr) {
+int QLIBCFileEnumSection(const char *file, QLIBSZLIST **list) {
+    if (file == nullptr || list == nullptr || *list == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         SectionText sections;
-        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
+        if (const int error = Load(file, &sections); error != 0) return Fail(error);
         const std::vector<std::string> names = sections.Names();
         for (const std::string &name : names) {
-            if (QLIBCSzListPush(ppList, name.c_str()) != 0) return -1;
+            if (QLIBCSzListPush(list, name.c_str()) != 0) return -1;
         }
         return static_cast<int>(names.size());
     });
 }
 
-int QLIBCFileRemoveSection(const char *szFile, const char *szSection) {
-    if (szFile == nullptr || szSection == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) return 0;
-        sections.Remove(szSection);
+int QLIBCFileRemoveSection(const char *file, const char *section) {
+    if (file == nullptr || section == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) return 0;
+        sections.Remove(section);
         return 1;
     });
 }

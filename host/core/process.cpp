@@ -52,12 +52,12 @@ struct StartFailure {
     int error = 0;
     std::array<char, 128> path{};
 };
-thread_local StartFailure last_start;
+thread_local StartFailure g_last_start;
 
 int StartFailed(const char *path, int error) {
-    last_start.error = error;
-    last_start
-        .path[std::string_view(path).copy(last_start.path.data(), last_start.path.size() - 1)] =
+    g_last_start.error = error;
+    g_last_start
+        .path[std::string_view(path).copy(g_last_start.path.data(), g_last_start.path.size() - 1)] =
         '\0';
     return Fail(error == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_OPEN_FAILED);
 }
@@ -86,7 +86,7 @@ std::optional<pid_t> Start(const Spawner &spawner, const char *path, char *const
         StartFailed(path, error);
         return {};
     }
-    last_start.error = 0;
+    g_last_start.error = 0;
     return pid;
 }
 
@@ -129,8 +129,8 @@ class Children {
 
 // Never destroyed: a stream may be closed while the process exits.
 Children &OpenChildren() {
-    static auto *const children = new Children;
-    return *children;
+    static auto *const kChildren = new Children;
+    return *kChildren;
 }
 
 // Runs `body`, which starts the program; running out of memory counts as a failure to start it.
@@ -247,83 +247,83 @@ pid_t ParsePid(const std::string &text) {
 
 }  // namespace
 
-FILE *QLIBCPopen(const char *szPath, const char *szMode, ...) {
-    if (szPath == nullptr || szMode == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
+FILE *QLIBCPopen(const char *path, const char *mode, ...) {
+    if (path == nullptr || mode == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
-    va_start(arguments, szMode);
-    FILE *stream = Starting<FILE *>(szPath, nullptr, [&] {
-        const std::vector<char *> argv = Collect(szPath, arguments);
-        return QLIBCPopenv(szPath, szMode, argv.data());
+    va_start(arguments, mode);
+    FILE *stream = Starting<FILE *>(path, nullptr, [&] {
+        const std::vector<char *> argv = Collect(path, arguments);
+        return QLIBCPopenv(path, mode, argv.data());
     });
     va_end(arguments);
     return stream;
 }
 
-FILE *QLIBCPopenv(const char *szPath, const char *szMode, char *const argv[]) {
-    if (szPath == nullptr || szMode == nullptr || argv == nullptr || argv[0] == nullptr ||
-        std::strcmp(szMode, "r") != 0) {
+FILE *QLIBCPopenv(const char *path, const char *mode, char *const argv[]) {
+    if (path == nullptr || mode == nullptr || argv == nullptr || argv[0] == nullptr ||
+        std::strcmp(mode, "r") != 0) {
         return FailNull(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Starting<FILE *>(szPath, nullptr, [=] { return OpenChild(szPath, argv); });
+    return Starting<FILE *>(path, nullptr, [=] { return OpenChild(path, argv); });
 }
 
-int QLIBCPclose(FILE *pStream) {
-    const std::optional<Child> child = OpenChildren().Take(pStream);
+int QLIBCPclose(FILE *stream) {
+    const std::optional<Child> child = OpenChildren().Take(stream);
     if (!child) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    fclose(pStream);
+    fclose(stream);
     const std::optional<int> status = zafo::AwaitChild(child->pid);
     return status ? *status : Fail(QLIB_ERR_OPEN_FAILED);
 }
 
-int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const char *szArg3,
-              const char *szArg4) {
-    if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return Starting(szPath, -1, [=] {
-        std::vector<std::string> words{szPath};
-        for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
+int QLIBCExec(const char *path, const char *first, const char *second, const char *third,
+              const char *fourth) {
+    if (path == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return Starting(path, -1, [=] {
+        std::vector<std::string> words{path};
+        for (const char *argument : {first, second, third, fourth}) {
             if (argument == nullptr) break;
-            if (const int error = Expand(argument, &words)) return StartFailed(szPath, error);
+            if (const int error = Expand(argument, &words)) return StartFailed(path, error);
         }
         words = zafo::SafeWords(std::move(words));
         return ExitCodeOf(Run(words[0].c_str(), zafo::ArgumentVector(words).data(), Output::kNull));
     });
 }
 
-int QLIBCExecl(const char *szPath, int nOptions, ...) {
-    if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBCExecl(const char *path, int options, ...) {
+    if (path == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
-    va_start(arguments, nOptions);
-    const int result = Starting(szPath, -1, [&] {
-        const std::vector<char *> argv = Collect(szPath, arguments);
-        const std::optional<int> status = Run(szPath, argv.data(), Output::kNull);
+    va_start(arguments, options);
+    const int result = Starting(path, -1, [&] {
+        const std::vector<char *> argv = Collect(path, arguments);
+        const std::optional<int> status = Run(path, argv.data(), Output::kNull);
         return status ? *status : -1;
     });
     va_end(arguments);
     return result;
 }
 
-int QLIBCExecv(const char *szPath, char *const argv[], int nFlags) {
-    if (szPath == nullptr || argv == nullptr || argv[0] == nullptr) {
+int QLIBCExecv(const char *path, char *const argv[], int flags) {
+    if (path == nullptr || argv == nullptr || argv[0] == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Starting(szPath, -1, [=] {
-        return ExitCodeOf(Run(szPath, argv, nFlags == 0 ? Output::kInherited : Output::kNull));
+    return Starting(path, -1, [=] {
+        return ExitCodeOf(Run(path, argv, flags == 0 ? Output::kInherited : Output::kNull));
     });
 }
 
-int QLIBCStartError(char *szPath, size_t cbPath) {
-    if (szPath != nullptr && cbPath > 0) snprintf(szPath, cbPath, "%s", last_start.path.data());
-    return last_start.error;
+int QLIBCStartError(char *path, size_t size) {
+    if (path != nullptr && size > 0) snprintf(path, size, "%s", g_last_start.path.data());
+    return g_last_start.error;
 }
 
 int QLIBCProcAlive(pid_t pid) {
     return OutOfMemoryIs(0, [=] { return zafo::LivingProcess(pid) ? 1 : 0; });
 }
 
-pid_t QLIBCReadPidFile(const char *szPath) {
-    if (szPath == nullptr) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
+pid_t QLIBCReadPidFile(const char *path) {
+    if (path == nullptr) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs<pid_t>(0, [=] {
-        const pid_t pid = ParsePid(zafo::ReadHead(szPath));
+        const pid_t pid = ParsePid(zafo::ReadHead(path));
         return QLIBCProcAlive(pid) == 1 ? pid : 0;
     });
 }

@@ -78,7 +78,7 @@ bool IsKey(std::string_view key) {
            std::string_view("#;[").find(key[0]) == std::string_view::npos;
 }
 
-const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line *line) {
+const char *SectionText::ParseLine(std::string_view text, bool has_heading, Line *line) {
     line->text = text;
     const std::string_view words = Trim(text);
     if (text.find('\0') != std::string_view::npos) return "zero byte";
@@ -99,7 +99,7 @@ const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line 
     line->kind = Kind::kPair;
     const size_t equals = words.find('=');
     if (equals == std::string_view::npos) return "neither comment, heading nor pair";
-    if (!hasHeading) return "pair before any heading";
+    if (!has_heading) return "pair before any heading";
     line->name = Trim(words.substr(0, equals));
     if (line->name.empty()) return "pair without a key";
     return ReadValue(words.substr(equals + 1), &line->value);
@@ -107,13 +107,13 @@ const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line 
 
 Damage SectionText::Parse(std::string_view text) {
     lines_.clear();
-    bool hasHeading = false;
+    bool has_heading = false;
     for (int number = 1; !text.empty(); ++number) {
         Line &line = lines_.emplace_back();
-        if (const char *reason = ParseLine(TakeLine(&text), hasHeading, &line)) {
+        if (const char *reason = ParseLine(TakeLine(&text), has_heading, &line)) {
             return {.line = number, .reason = reason};
         }
-        hasHeading = hasHeading || line.kind == Kind::kHeading;
+        has_heading = has_heading || line.kind == Kind::kHeading;
     }
     return {};
 }

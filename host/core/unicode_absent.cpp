@@ -6,7 +6,7 @@
 #include "host/core/fail.h"
 #include "platform/unicode.h"
 
-int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB) {
-    if (szA == nullptr || szB == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
-    return strcasecmp(szA, szB);
+int QLIBCUnicodeUTF8StrCaseCmp(const char *left, const char *right) {
+    if (left == nullptr || right == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+    return strcasecmp(left, right);
 }

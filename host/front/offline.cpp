@@ -25,20 +25,20 @@ namespace {
 
 // An old database file name tells whether there is a database; no file of the current server does,
 // so a program checks.
-char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
+char g_mark[] = "/usr/zafo/libexec/ldap-server-mark";
 
 // A killed reader of the database keeps the pages it read from being reused while the server runs;
 // so SIGTERM comes first.
 constexpr int kGraceMilliseconds = 250;
 
-volatile sig_atomic_t the_child = 0;
+volatile sig_atomic_t g_child = 0;
 
 void PassOn(int number) {
-    if (the_child > 0) kill(the_child, number);
+    if (g_child > 0) kill(g_child, number);
 }
 
 void PassSignalsOn(pid_t child) {
-    the_child = child;
+    g_child = child;
     struct sigaction action {};
     action.sa_handler = PassOn;
     action.sa_flags = SA_RESTART;
@@ -107,9 +107,9 @@ pid_t StartReader(const Command &command, const MissingDatabase &database, HeldW
 }
 
 int SettleMarker(char **environment) {
-    if (access(kMark, X_OK) != 0) return 0;
-    char *argv[] = {kMark, nullptr};
-    return Reap(StartChild({kMark, argv, environment}));
+    if (access(g_mark, X_OK) != 0) return 0;
+    char *argv[] = {g_mark, nullptr};
+    return Reap(StartChild({g_mark, argv, environment}));
 }
 
 }  // namespace
@@ -124,7 +124,7 @@ void RunLoader(const Command &command) {
     const pid_t child = StartChild(command);
     PassSignalsOn(child);
     const int status = Reap(child);
-    the_child = 0;
+    g_child = 0;
     if (SettleMarker(command.environment) != 0 && status == 0) {
         Fail(kRefused, "cannot mark the database as filled");
     }

@@ -73,17 +73,16 @@ int MakeBelow(int parent, std::span<const std::string> names, const Wanted &want
 
 }  // namespace
 
-int ZAFOFSMkdirP(const char *szPath, int nFlags, int blSetOwner, uid_t uid, gid_t gid,
-                 mode_t mode) {
-    if (szPath == nullptr || nFlags != 0 || (mode & ~kAllBits) != 0) {
+int ZAFOFSMkdirP(const char *path, int flags, int set_owner, uid_t uid, gid_t gid, mode_t mode) {
+    if (path == nullptr || flags != 0 || (mode & ~kAllBits) != 0) {
         return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
-        const Names names = NamesOf(szPath);
+        const Names names = NamesOf(path);
         if (names.empty()) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
         const UniqueFd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!root.IsOpen()) return zafo::Fail(QLIB_ERR_OPEN_FAILED);
-        const Wanted wanted{blSetOwner != 0, uid, gid, mode};
+        const Wanted wanted{set_owner != 0, uid, gid, mode};
         return zafo::ResultOf(MakeBelow(root.Get(), names, wanted));
     });
 }

@@ -32,27 +32,27 @@ int FirstLineOf(const char *path, char *buffer, size_t size) {
 
 }  // namespace
 
-int ZAFOLDAPSecretGet(char *szBuf, size_t cbBuf) {
-    if (szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    const int found = ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "bindpw", szBuf, cbBuf);
+int ZAFOLDAPSecretGet(char *buffer, size_t size) {
+    if (buffer == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    const int found = ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "bindpw", buffer, size);
     if (found == 1) return 0;
     if (found < 0 && QLIBCErrGet() != QLIB_ERR_OPEN_FAILED) return -1;
-    return OutOfMemoryIs(-1, [=] { return FirstLineOf(kSecretFile, szBuf, cbBuf); });
+    return OutOfMemoryIs(-1, [=] { return FirstLineOf(kSecretFile, buffer, size); });
 }
 
-int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf) {
-    if (szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPLoginSuffixGet(char *buffer, size_t size) {
+    if (buffer == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         QLIBSZHASH settings;
         if (QLIBCFileGetPair(kClientConf, &settings) > 0) {
             const char *suffix = QLIBCSzHashGetValue(&settings, "login_suffix");
-            if (suffix != nullptr) return zafo::CopyOut(suffix, szBuf, cbBuf);
+            if (suffix != nullptr) return zafo::CopyOut(suffix, buffer, size);
         }
         char base[kLongestValue];
         if (ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "base", base, sizeof base) != 1) {
             return Fail(QLIB_ERR_OPEN_FAILED);
         }
-        const int result = ZAFOLDAPDNDomainName(base, szBuf, cbBuf);
+        const int result = ZAFOLDAPDNDomainName(base, buffer, size);
         // Without domain components, the base DN yields no suffix either.
         return result != 0 && QLIBCErrGet() == QLIB_ERR_BAD_FORMAT ? Fail(QLIB_ERR_OPEN_FAILED)
                                                                    : result;
@@ -71,8 +71,8 @@ int ZAFOLDAPSSLTypeGetFromNslcd() {
     return ldaps ? ZAFOLDAP_SSL_LDAPS : ZAFOLDAP_SSL_OFF;
 }
 
-int ZAFOLDAPIsBinded(int nFlags) {
-    if (nFlags != 0) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPIsBinded(int flags) {
+    if (flags != 0) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     char uri[kLongestValue];
     return ZAFOLDAPInfoGetFromConf(zafo::kBindConf, "uri", uri, sizeof uri) == 1 && *uri != '\0';
 }

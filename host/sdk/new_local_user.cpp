@@ -28,12 +28,12 @@ constexpr std::string_view kUsersGroup = "users";
 // Longer than the life of any password.
 constexpr const char *kNeverChanged = "100000";
 
-std::string_view TextOf(const char *sz) {
-    return sz == nullptr ? std::string_view() : sz;
+std::string_view TextOf(const char *text) {
+    return text == nullptr ? std::string_view() : text;
 }
 
-bool IsPathOrNone(const char *szPath) {
-    return TextOf(szPath).empty() || zafo::IsPathField(szPath);
+bool IsPathOrNone(const char *path) {
+    return TextOf(path).empty() || zafo::IsPathField(path);
 }
 
 // Which part of the record the files cannot hold; nullptr if none.
@@ -131,13 +131,13 @@ int Create(const ZAFOUSER &user) {
 
 }  // namespace
 
-int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult) {
-    if (nFlags != 0 || pUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOUserSetOne(int flags, const ZAFOUSER *user, QLIBCMRESULT *result) {
+    if (flags != 0 || user == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
-        const int error = Create(*pUser);
-        if (pResult != nullptr) {
-            ++(error == 0 ? pResult->nDone : pResult->nFailed);
-            if (error != 0) pResult->nError = error;
+        const int error = Create(*user);
+        if (result != nullptr) {
+            ++(error == 0 ? result->nDone : result->nFailed);
+            if (error != 0) result->nError = error;
         }
         return zafo::ResultOf(error);
     });

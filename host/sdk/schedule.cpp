@@ -68,25 +68,24 @@ int Update(Change change) {
 
 }  // namespace
 
-int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags) {
-    if (pSchedule == nullptr || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOScheduleSet(const ZAFOSCHEDULE *schedule, int flags) {
+    if (schedule == nullptr || flags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
-        if (!IsSchedule(*pSchedule)) return Fail(QLIB_ERR_BAD_ARGUMENT);
-        return Update(
-            [=](const std::string &text) { return zafo::WithSchedule(text, *pSchedule); });
+        if (!IsSchedule(*schedule)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        return Update([=](const std::string &text) { return zafo::WithSchedule(text, *schedule); });
     });
 }
 
-int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
-    if (szCommand == nullptr || pSchedule == nullptr ||
-        strlen(szCommand) >= sizeof pSchedule->szCommand) {
+int ZAFOScheduleGet(const char *command, ZAFOSCHEDULE *schedule) {
+    if (command == nullptr || schedule == nullptr ||
+        strlen(command) >= sizeof schedule->szCommand) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
         if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
-        ZAFOSCHEDULE schedule{};
-        switch (zafo::FindSchedule(text, szCommand, schedule.rgField)) {
+        ZAFOSCHEDULE found{};
+        switch (zafo::FindSchedule(text, command, found.rgField)) {
             case zafo::Found::kNo:
                 return Fail(QLIB_ERR_SECTION_NOT_FOUND);
             case zafo::Found::kOtherwise:
@@ -94,19 +93,19 @@ int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
             case zafo::Found::kYes:
                 break;
         }
-        memcpy(schedule.szCommand, szCommand, strlen(szCommand) + 1);
-        *pSchedule = schedule;
+        memcpy(found.szCommand, command, strlen(command) + 1);
+        *schedule = found;
         return 0;
     });
 }
 
-int ZAFOScheduleRemove(const char *szCommand) {
-    if (szCommand == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOScheduleRemove(const char *command) {
+    if (command == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
         if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
         int numbers[6];
-        if (zafo::FindSchedule(text, szCommand, numbers) == zafo::Found::kNo) return 0;
-        return Update([=](const std::string &now) { return zafo::WithoutCommand(now, szCommand); });
+        if (zafo::FindSchedule(text, command, numbers) == zafo::Found::kNo) return 0;
+        return Update([=](const std::string &now) { return zafo::WithoutCommand(now, command); });
     });
 }

@@ -76,17 +76,17 @@ std::optional<std::string> PathOf(std::string_view share, std::string_view text)
 
 }  // namespace
 
-int ZAFOSharePathGet(const char *szShare, char *szPath, size_t cbPath) {
-    if (szShare == nullptr || *szShare == '\0' || szPath == nullptr || cbPath == 0) {
+int ZAFOSharePathGet(const char *name, char *buffer, size_t size) {
+    if (name == nullptr || *name == '\0' || buffer == nullptr || size == 0) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
         if (!zafo::ReadIfPresent(kSettings, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
-        const std::string share = SectionName(szShare);
+        const std::string share = SectionName(name);
         const std::optional<std::string> path =
             IsSpecial(share) ? std::nullopt : PathOf(share, text);
         if (!path) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        return zafo::CopyOut(*path, szPath, cbPath);
+        return zafo::CopyOut(*path, buffer, size);
     });
 }
