@@ -17,8 +17,9 @@ namespace zafo {
 
 using Fields = std::vector<std::string_view>;
 
-// The parts of a text between separators; one more than it has separators.
+// The parts of a text between separators, one more than it has separators; and the reverse.
 Fields Split(std::string_view text, char separator);
+std::string Joined(const Fields &fields, char separator);
 
 // Field `index`, or the empty text if there are fewer.
 std::string_view FieldAt(const Fields &fields, size_t index);

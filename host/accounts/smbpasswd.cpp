@@ -41,13 +41,9 @@ std::string LineFor(const SambaAccount &account) {
     char changed[32];
     std::snprintf(changed, sizeof changed, "LCT-%08llX",
                   static_cast<unsigned long long>(std::time(nullptr)));
-    std::string line = account.name;
-    for (const std::string &field :
-         {std::to_string(account.uid), HashIn(account.lm), HashIn(account.nt),
-          std::string(kUserFlags), std::string(changed), std::string()}) {
-        line.append(1, ':').append(field);
-    }
-    return line;
+    return Joined({account.name, std::to_string(account.uid), HashIn(account.lm),
+                   HashIn(account.nt), kUserFlags, changed, ""},
+                  ':');
 }
 
 }  // namespace

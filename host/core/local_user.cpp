@@ -51,10 +51,7 @@ std::string WithPassword(std::string_view line, std::string_view hash) {
     fields.resize(std::max<size_t>(fields.size(), 9));
     fields[1] = hash;
     fields[2] = today;
-    std::string changed;
-    for (size_t i = 0; i < fields.size(); ++i)
-        changed.append(i == 0 ? "" : ":").append(fields[i]);
-    return changed;
+    return zafo::Joined(fields, ':');
 }
 
 // Returns 0 or a platform error code.

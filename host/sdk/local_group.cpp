@@ -83,9 +83,7 @@ int Create(const ZAFOGROUP &group) {
         return zafo::Refuse("group", group.szName, "name or number is taken",
                             QLIB_ERR_BAD_ARGUMENT);
     }
-    std::string members;
-    for (const std::string &name : names)
-        members.append(members.empty() ? "" : ",").append(name);
+    const std::string members = zafo::Joined({names.begin(), names.end()}, ',');
     const std::string name = group.szName;
     error = zafo::StoreAccountText(zafo::kDescriptionSection, name, "");
     if (error == 0) error = PutIntoShadow(name, members);
