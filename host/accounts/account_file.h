@@ -21,6 +21,11 @@ using Fields = std::vector<std::string_view>;
 Fields Split(std::string_view text, char separator);
 std::string Joined(const Fields &fields, char separator);
 
+// NULL is the empty text.
+inline std::string_view TextOf(const char *text) {
+    return text == nullptr ? std::string_view() : text;
+}
+
 // Field `index`, or the empty text if there are fewer.
 std::string_view FieldAt(const Fields &fields, size_t index);
 

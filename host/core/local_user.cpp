@@ -25,10 +25,6 @@ struct NewHashes {
     std::string_view crypt;  // empty: the password stays
 };
 
-std::string_view TextAt(const char *const *texts, int i) {
-    return texts[i] == nullptr ? std::string_view() : texts[i];
-}
-
 // Returns 0 or a platform error code.
 int Collect(const std::string &passwd, const std::string_view name, std::string_view crypt,
             std::string_view lm, std::string_view nt, std::vector<NewHashes> *users) {
@@ -137,8 +133,8 @@ int QLIBUserImportPasswd(const char *const *names, const char *const *crypt_hash
                                   : QLIB_ERR_OPEN_FAILED;
         std::vector<NewHashes> users;
         for (int i = 0; error == 0 && i < count; ++i) {
-            error = Collect(passwd, TextAt(names, i), TextAt(crypt_hashes, i), TextAt(lm_hashes, i),
-                            TextAt(nt_hashes, i), &users);
+            error = Collect(passwd, zafo::TextOf(names[i]), zafo::TextOf(crypt_hashes[i]),
+                            zafo::TextOf(lm_hashes[i]), zafo::TextOf(nt_hashes[i]), &users);
         }
         return zafo::ResultOf(error == 0 ? Store(users) : error);
     });

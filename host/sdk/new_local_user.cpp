@@ -19,16 +19,13 @@
 namespace {
 
 using zafo::Fail;
+using zafo::TextOf;
 
 // Distributions use it as a primary group of users, although its number is below the ordinary ones.
 constexpr std::string_view kUsersGroup = "users";
 
 // Longer than the life of any password.
 constexpr const char *kNeverChanged = "100000";
-
-std::string_view TextOf(const char *text) {
-    return text == nullptr ? std::string_view() : text;
-}
 
 bool IsPathOrNone(const char *path) {
     return TextOf(path).empty() || zafo::IsPathField(path);
