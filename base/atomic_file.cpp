@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -118,15 +117,14 @@ int ReplaceWhole(const std::string &path, std::string_view text) {
     return file.Commit();
 }
 
-FileUpdate::FileUpdate(const std::string &path)
-    : path_(FollowLinks(path)), private_(StandsBelowPrivate(path) || StandsBelowPrivate(path_)) {
+FileUpdate::FileUpdate(const std::string &path) : FileUpdate(path, UniqueFd()) {
     const std::string lock = path_ + ".lock";
     lock_.Reset(open(lock.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     int result = -1;
     do {
         result = lock_.IsOpen() ? flock(lock_.Get(), LOCK_EX) : -1;
     } while (result != 0 && lock_.IsOpen() && errno == EINTR);
-    if (result != 0) error_ = errno;
+    error_ = result == 0 ? 0 : errno;
 }
 
 FileUpdate::FileUpdate(const std::string &path, UniqueFd lock)

@@ -3,6 +3,7 @@
 
 #include "base/ascii.h"
 #include "base/blanks.h"
+#include "base/lines.h"
 #include "base/whole_file.h"
 
 namespace zafo {
@@ -20,14 +21,6 @@ std::string Quote(std::string_view value) {
         written += c;
     }
     return written + '"';
-}
-
-// Takes the next line, including its line break.
-std::string_view TakeLine(std::string_view *text) {
-    const std::string_view line = text->substr(0, text->find('\n'));
-    const std::string_view whole = text->substr(0, line.size() + 1);
-    text->remove_prefix(whole.size());
-    return whole;
 }
 
 void AddWords(Directive *directive, std::string_view words) {
@@ -83,7 +76,7 @@ Directives::Directives(std::string_view text) {
     bool continues = false;
     bool comment = false;
     while (!text.empty()) {
-        const std::string_view line = TakeLine(&text);
+        const std::string_view line = TakeWholeLine(&text);
         const std::string_view words = Trim(line.substr(0, line.find('\n')));
         const bool empty = line.starts_with('\n') || line.starts_with("\r\n");
         if (!continues || empty || kBlanks.find(line.front()) == kBlanks.npos) {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/listen_urls.h"
 
-#include <algorithm>
-
 #include "base/blanks.h"
+#include "base/lines.h"
 #include "base/whole_file.h"
 
 namespace zafo {
@@ -16,8 +15,7 @@ constexpr std::string_view kKey = "listen";
 std::string_view ListenIn(std::string_view text) {
     std::string_view value;
     while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        const std::string_view line = TakeLine(&text);
         const size_t equals = line.find('=');
         if (equals != line.npos && Trim(line.substr(0, equals)) == kKey)
             value = Trim(line.substr(equals + 1));

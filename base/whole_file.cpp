@@ -19,14 +19,24 @@ ReadResult ReadWhole(const std::string &path, std::string *text) {
     if (fstat(fd.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return ReadResult::kReadFailed;
     text->clear();
     text->reserve(static_cast<size_t>(status.st_size) + 1);
+    return ReadToEnd(fd.Get(), text) ? ReadResult::kDone : ReadResult::kReadFailed;
+}
+
+bool ReadIfPresent(const std::string &path, std::string *text) {
+    text->clear();
+    const ReadResult result = ReadWhole(path, text);
+    return result == ReadResult::kDone || result == ReadResult::kAbsent;
+}
+
+bool ReadToEnd(int fd, std::string *text) {
     for (;;) {
         char part[16384];
-        const ssize_t n = read(fd.Get(), part, sizeof part);
-        if (n == 0) return ReadResult::kDone;
+        const ssize_t n = read(fd, part, sizeof part);
+        if (n == 0) return true;
         if (n > 0) {
             text->append(part, static_cast<size_t>(n));
         } else if (errno != EINTR) {
-            return ReadResult::kReadFailed;
+            return false;
         }
     }
 }

@@ -41,6 +41,14 @@ Fields Split(std::string_view text, char separator) {
     }
 }
 
+std::string Joined(const Fields &fields, char separator) {
+    std::string text;
+    for (const std::string_view field : fields)
+        text.append(field).push_back(separator);
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
 std::string_view FieldAt(const Fields &fields, size_t index) {
     return index < fields.size() ? fields[index] : std::string_view();
 }

@@ -11,12 +11,20 @@
 #include <string_view>
 #include <vector>
 
+#include "base/lines.h"
+
 namespace zafo {
 
 using Fields = std::vector<std::string_view>;
 
-// The parts of a text between separators; one more than it has separators.
+// The parts of a text between separators, one more than it has separators; and the reverse.
 Fields Split(std::string_view text, char separator);
+std::string Joined(const Fields &fields, char separator);
+
+// NULL is the empty text.
+inline std::string_view TextOf(const char *text) {
+    return text == nullptr ? std::string_view() : text;
+}
 
 // Field `index`, or the empty text if there are fewer.
 std::string_view FieldAt(const Fields &fields, size_t index);
@@ -33,9 +41,7 @@ inline bool IsNisLine(std::string_view line) {
 template <typename Visit>
 void FindLine(std::string_view text, Visit visit) {
     while (!text.empty()) {
-        const size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        const std::string_view line = TakeLine(&text);
         const bool account = !line.empty() && line[0] != '#' && line[0] != ':' && !IsNisLine(line);
         if (account && visit(line)) return;
     }

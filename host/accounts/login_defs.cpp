@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/accounts/login_defs.h"
 
-#include <algorithm>
-#include <climits>
-
 #include "base/blanks.h"
 #include "base/whole_file.h"
 #include "host/accounts/account_file.h"

@@ -6,9 +6,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "host/accounts/account_file.h"
 

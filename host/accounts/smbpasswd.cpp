@@ -3,7 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <cctype>
 #include <cstdio>
 #include <ctime>
 
@@ -37,24 +36,14 @@ std::string HashIn(std::string_view field) {
     return IsHex(field) ? std::string(field) : kNoSambaHash;
 }
 
-// 0, also when nothing has been stored yet.
-int Read(const std::string &path, std::string *text) {
-    const ReadResult result = ReadWhole(path, text);
-    return result == ReadResult::kDone || result == ReadResult::kAbsent ? 0 : QLIB_ERR_OPEN_FAILED;
-}
-
 // "name:uid:LM:NT:[flags]:LCT-seconds:".
 std::string LineFor(const SambaAccount &account) {
     char changed[32];
     std::snprintf(changed, sizeof changed, "LCT-%08llX",
                   static_cast<unsigned long long>(std::time(nullptr)));
-    std::string line = account.name;
-    for (const std::string &field :
-         {std::to_string(account.uid), HashIn(account.lm), HashIn(account.nt),
-          std::string(kUserFlags), std::string(changed), std::string()}) {
-        line.append(1, ':').append(field);
-    }
-    return line;
+    return Joined({account.name, std::to_string(account.uid), HashIn(account.lm),
+                   HashIn(account.nt), kUserFlags, changed, ""},
+                  ':');
 }
 
 }  // namespace
@@ -66,7 +55,7 @@ bool IsSambaHash(std::string_view text) {
 int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes) {
     *hashes = {};
     std::string text;
-    if (const int error = Read(kFile, &text); error != 0) return error;
+    if (!ReadIfPresent(kFile, &text)) return QLIB_ERR_OPEN_FAILED;
     const auto line = LineOf(text, name);
     if (!line) return 0;
     const Fields fields = Split(*line, ':');
@@ -79,9 +68,8 @@ int ReadSambaHashes(std::string_view name, uint32_t uid, SambaHashes *hashes) {
 int StoreSambaHashes(const std::vector<SambaAccount> &accounts) {
     mkdir(kPrivateFolder, 0700);
     FileUpdate update(kFile);
-    if (update.Error() != 0) return QLIB_ERR_OPEN_FAILED;
     std::string text;
-    if (const int error = Read(update.Path(), &text); error != 0) return error;
+    if (update.Error() != 0 || !ReadIfPresent(update.Path(), &text)) return QLIB_ERR_OPEN_FAILED;
     const std::string before = text;
     for (const SambaAccount &account : accounts) {
         if (IsNone(account.lm) && IsNone(account.nt)) {

@@ -77,27 +77,23 @@ void PutGroup(char *&out, uint32_t bits, int count) {
 
 }  // namespace
 
-int ZAFOEncodingBase64Decode(const char *szText, size_t cbText, void *pBuffer, size_t *pcbDecoded) {
-    if (szText == nullptr || pBuffer == nullptr || pcbDecoded == nullptr) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
+int ZAFOEncodingBase64Decode(const char *text, size_t length, void *buffer, size_t *decoded) {
+    if (text == nullptr || buffer == nullptr || decoded == nullptr) {
+        return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     }
-    auto *out = static_cast<uint8_t *>(pBuffer);
-    if (!Decode(szText, cbText, out)) {
-        QLIBCErrSet(QLIB_ERR_BAD_FORMAT);
-        return 0;
-    }
-    *pcbDecoded = static_cast<size_t>(out - static_cast<uint8_t *>(pBuffer));
+    auto *out = static_cast<uint8_t *>(buffer);
+    if (!Decode(text, length, out)) return zafo::FailZero(QLIB_ERR_BAD_FORMAT);
+    *decoded = static_cast<size_t>(out - static_cast<uint8_t *>(buffer));
     return 1;
 }
 
-char *SzBase64EncodeOneLine(const void *pData, size_t cbData) {
-    if (pData == nullptr) return zafo::FailNull(QLIB_ERR_BAD_ARGUMENT);
-    if (cbData > SIZE_MAX / 2) return zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
-    auto *const text = static_cast<char *>(std::malloc((cbData + 2) / 3 * 4 + 1));
+char *SzBase64EncodeOneLine(const void *data, size_t size) {
+    if (data == nullptr) return zafo::FailNull(QLIB_ERR_BAD_ARGUMENT);
+    if (size > SIZE_MAX / 2) return zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
+    auto *const text = static_cast<char *>(std::malloc((size + 2) / 3 * 4 + 1));
     if (text == nullptr) return zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
-    const auto *in = static_cast<const uint8_t *>(pData);
-    const uint8_t *const end = in + cbData;
+    const auto *in = static_cast<const uint8_t *>(data);
+    const uint8_t *const end = in + size;
     char *out = text;
     for (; end - in >= 3; in += 3) {
         PutGroup(out,

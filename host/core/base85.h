@@ -5,7 +5,6 @@
 // 1368 characters: base64 would need 1404.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>

@@ -50,8 +50,8 @@ std::optional<pid_t> StartClean(const std::vector<std::string> &words, int error
 std::optional<int> RunClean(const std::vector<std::string> &words) {
     const std::optional<pid_t> pid = StartClean(words, STDERR_FILENO);
     if (!pid) return {};
-    // If somebody else reaps the caller's children, the status is unknown and counts as success.
-    return ExitCodeOf(AwaitChild(*pid).value_or(0));
+    const std::optional<int> status = AwaitChild(*pid);
+    return status ? ExitCodeOf(*status) : kUnknownExitCode;
 }
 
 }  // namespace zafo

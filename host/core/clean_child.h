@@ -20,6 +20,9 @@ namespace zafo {
 std::optional<pid_t> StartClean(const std::vector<std::string> &words, int error,
                                 std::initializer_list<int> passed = {});
 
+// For a program whose status was lost, because the caller ignores SIGCHLD or reaps all children.
+inline constexpr int kUnknownExitCode = -1;
+
 // Runs a program to its end, with the caller's standard error. Returns its exit code, or 128 plus
 // the number of the signal that ended it; nothing if it cannot be started.
 std::optional<int> RunClean(const std::vector<std::string> &words);

@@ -9,9 +9,10 @@
 #include <cstring>
 
 #include <nettle/gcm.h>
+#include <nettle/memops.h>
 
 #include "host/core/base85.h"
-#include "host/core/fail.h"
+#include "host/core/copy_out.h"
 #include "host/core/machine_key.h"
 
 namespace {
@@ -49,19 +50,11 @@ class Cipher {
     gcm_aes256_ctx context_;
 };
 
-// Compares two tags in constant time.
-bool SameTag(const uint8_t *a, const uint8_t *b) {
-    unsigned difference = 0;
-    for (size_t i = 0; i < GCM_DIGEST_SIZE; ++i)
-        difference |= static_cast<unsigned>(a[i] ^ b[i]);
-    return difference == 0;
-}
-
 }  // namespace
 
-int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher) {
-    if (szClear == nullptr || szCipher == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    const size_t length = std::strlen(szClear);
+int QLIBCryptSzEncrypt(const char *clear, char *cipher, size_t size) {
+    if (clear == nullptr || cipher == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    const size_t length = std::strlen(clear);
     if (length > kLongestText) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         std::vector<uint8_t> message(kOverhead + length);
@@ -71,36 +64,33 @@ int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher) {
         if (getrandom(&message[kNonceAt], GCM_IV_SIZE, 0) != GCM_IV_SIZE) {
             return Fail(QLIB_ERR_OPEN_FAILED);
         }
-        Cipher cipher(key, message.data());
-        cipher.Encrypt(length, &message[kTextAt], szClear);
-        cipher.Digest(&message[kTextAt + length]);
-        const std::string text = zafo::ToBase85(message);
-        if (text.size() >= cbCipher) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        std::memcpy(szCipher, text.c_str(), text.size() + 1);
-        return 0;
+        Cipher aes(key, message.data());
+        aes.Encrypt(length, &message[kTextAt], clear);
+        aes.Digest(&message[kTextAt + length]);
+        return zafo::CopyOut(zafo::ToBase85(message), cipher, size);
     });
 }
 
-int QLIBCryptSzDecrypt(const char *szCipher, char *szClear, size_t cbClear) {
-    if (szCipher == nullptr || szClear == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBCryptSzDecrypt(const char *cipher, char *clear, size_t size) {
+    if (cipher == nullptr || clear == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        const auto message = zafo::FromBase85(szCipher);
+        const auto message = zafo::FromBase85(cipher);
         if (!message || message->size() < kOverhead || message->front() != kVersion) {
             return Fail(QLIB_ERR_BAD_FORMAT);
         }
         const size_t length = message->size() - kOverhead;
-        if (length >= cbClear) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        if (length >= size) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         zafo::MachineKey key;
         if (const int error = zafo::ReadMachineKey(&key); error != 0) return Fail(error);
         uint8_t tag[GCM_DIGEST_SIZE];
-        Cipher cipher(key, message->data());
-        cipher.Decrypt(length, szClear, message->data() + kTextAt);
-        cipher.Digest(tag);
-        if (!SameTag(tag, message->data() + kTextAt + length)) {
-            explicit_bzero(szClear, length);
+        Cipher aes(key, message->data());
+        aes.Decrypt(length, clear, message->data() + kTextAt);
+        aes.Digest(tag);
+        if (memeql_sec(tag, message->data() + kTextAt + length, sizeof tag) == 0) {
+            explicit_bzero(clear, length);
             return Fail(QLIB_ERR_BAD_FORMAT);
         }
-        szClear[length] = '\0';
+        clear[length] = '\0';
         return 0;
     });
 }

@@ -4,14 +4,14 @@
 #include <atomic>
 
 namespace {
-std::atomic<int> g_nCode = QLIB_ERR_NONE;
+std::atomic<int> g_code = QLIB_ERR_NONE;
 }
 
-int QLIBCErrSet(int nCode) {
-    g_nCode = nCode;
-    return nCode;
+int QLIBCErrSet(int code) {
+    g_code = code;
+    return code;
 }
 
 int QLIBCErrGet() {
-    return g_nCode;
+    return g_code;
 }

@@ -6,18 +6,34 @@
 
 #include <new>
 
+#include "base/whole_file.h"
 #include "platform/error.h"
 
 namespace zafo {
 
-inline int Fail(int nCode) {
-    QLIBCErrSet(nCode);
+inline int Fail(int code) {
+    QLIBCErrSet(code);
     return -1;
 }
 
-inline std::nullptr_t FailNull(int nCode) {
-    QLIBCErrSet(nCode);
+inline int FailZero(int code) {
+    QLIBCErrSet(code);
+    return 0;
+}
+
+inline std::nullptr_t FailNull(int code) {
+    QLIBCErrSet(code);
     return nullptr;
+}
+
+// The result of a function whose work ended with that code; QLIB_ERR_NONE is success.
+inline int ResultOf(int code) {
+    return code == QLIB_ERR_NONE ? 0 : Fail(code);
+}
+
+inline int ErrorOf(ReadResult result) {
+    if (result == ReadResult::kDone) return QLIB_ERR_NONE;
+    return result == ReadResult::kReadFailed ? QLIB_ERR_READ_FAILED : QLIB_ERR_OPEN_FAILED;
 }
 
 // Runs `body`; std::bad_alloc becomes 0x0200 and `failure`.

@@ -4,7 +4,6 @@
 #include <syslog.h>
 
 #include <algorithm>
-#include <optional>
 #include <string>
 
 #include "base/atomic_file.h"
@@ -17,7 +16,6 @@ namespace {
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 using zafo::Pairs;
-using zafo::ReadResult;
 using zafo::SectionText;
 
 // The changes to a section: keys to store and keys to remove.
@@ -48,15 +46,7 @@ bool AreKeys(const Pairs &pairs) {
 // empty.
 int Load(const std::string &path, SectionText *sections) {
     std::string text;
-    switch (zafo::ReadWhole(path, &text)) {
-        case ReadResult::kAbsent:
-            return 0;
-        case ReadResult::kNotReadable:
-        case ReadResult::kReadFailed:
-            return QLIB_ERR_OPEN_FAILED;
-        case ReadResult::kDone:
-            break;
-    }
+    if (!zafo::ReadIfPresent(path, &text)) return QLIB_ERR_OPEN_FAILED;
     const zafo::Damage damage = sections->Parse(text);
     if (damage.reason == nullptr) return 0;
     syslog(LOG_ERR, "%s:%d damaged file [%s] line %d: %s\n", __FILE_NAME__, __LINE__, path.c_str(),
@@ -92,92 +82,90 @@ Changes ChangesOf(const QLIBSZHASH &hash, const char *file, const char *section,
 
 }  // namespace
 
-int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *pHash) {
-    if (szFile == nullptr || szSection == nullptr || pHash == nullptr) {
+int QLIBCFileGetSection(const char *file, const char *section, QLIBSZHASH *hash) {
+    if (file == nullptr || section == nullptr || hash == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         SectionText sections;
-        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
-        zafo::LoadedSection loaded{szFile, szSection, sections.Get(szSection)};
+        if (const int error = Load(file, &sections); error != 0) return Fail(error);
+        zafo::LoadedSection loaded{file, section, sections.Get(section)};
         Pairs merged = loaded.pairs;
-        merged.insert(pHash->pairs.begin(), pHash->pairs.end());
+        merged.insert(hash->pairs.begin(), hash->pairs.end());
         const int count = static_cast<int>(loaded.pairs.size());
         // Nothing below allocates: the map is filled completely or not at all.
-        pHash->pairs.swap(merged);
-        pHash->loaded = std::move(loaded);
+        hash->pairs.swap(merged);
+        hash->loaded = std::move(loaded);
         if (count == 0) QLIBCErrSet(QLIB_ERR_SECTION_NOT_FOUND);
         return count;
     });
 }
 
-int QLIBCFileAddSection(const char *szFile, const char *szSection, const QLIBSZHASH *pHash,
-                        int nFlags) {
-    if (szFile == nullptr || szSection == nullptr || !zafo::IsSectionName(szSection) ||
-        nFlags != 0 || (pHash != nullptr && !AreKeys(pHash->pairs))) {
+int QLIBCFileAddSection(const char *file, const char *section, const QLIBSZHASH *hash, int flags) {
+    if (file == nullptr || section == nullptr || !zafo::IsSectionName(section) || flags != 0 ||
+        (hash != nullptr && !AreKeys(hash->pairs))) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) sections.Add(szSection, pHash ? pHash->pairs : Pairs());
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) sections.Add(section, hash ? hash->pairs : Pairs());
         return 0;
     });
 }
 
-int QLIBCFileSetSection(const char *szFile, const char *szSection, const char *szNewName,
-                        const QLIBSZHASH *pHash, int nFlags) {
-    if (szFile == nullptr || szSection == nullptr || pHash == nullptr || nFlags != 0 ||
-        !AreKeys(pHash->pairs) || (szNewName != nullptr && !zafo::IsSectionName(szNewName))) {
+int QLIBCFileSetSection(const char *file, const char *section, const char *new_name,
+                        const QLIBSZHASH *hash, int flags) {
+    if (file == nullptr || section == nullptr || hash == nullptr || flags != 0 ||
+        !AreKeys(hash->pairs) || (new_name != nullptr && !zafo::IsSectionName(new_name))) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        const bool renamed = szNewName != nullptr && std::string_view(szNewName) != szSection;
-        if (renamed && sections.Has(szNewName)) return Fail(QLIB_ERR_BAD_ARGUMENT);
-        const Changes changes = ChangesOf(*pHash, szFile, szSection, sections.Get(szSection));
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
+        const bool renamed = new_name != nullptr && std::string_view(new_name) != section;
+        if (renamed && sections.Has(new_name)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        const Changes changes = ChangesOf(*hash, file, section, sections.Get(section));
         for (const std::string &key : changes.removed)
-            sections.RemoveKey(szSection, key);
+            sections.RemoveKey(section, key);
         for (const auto &[key, value] : changes.set)
-            sections.Set(szSection, key, value);
-        if (renamed) sections.Rename(szSection, szNewName);
+            sections.Set(section, key, value);
+        if (renamed) sections.Rename(section, new_name);
         return 0;
     });
 }
 
-int QLIBCFileGetPair(const char *szFile, QLIBSZHASH *pHash) {
-    if (szFile == nullptr || pHash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBCFileGetPair(const char *file, QLIBSZHASH *hash) {
+    if (file == nullptr || hash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         std::string text;
-        const ReadResult read = zafo::ReadWhole(szFile, &text);
-        if (read == ReadResult::kReadFailed) return Fail(QLIB_ERR_READ_FAILED);
-        if (read != ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
+        const int error = zafo::ErrorOf(zafo::ReadWhole(file, &text));
+        if (error != QLIB_ERR_NONE) return Fail(error);
         Pairs pairs = zafo::PlainPairs(text);
         const int count = static_cast<int>(pairs.size());
-        pairs.insert(pHash->pairs.begin(), pHash->pairs.end());
-        pHash->pairs.swap(pairs);
+        pairs.insert(hash->pairs.begin(), hash->pairs.end());
+        hash->pairs.swap(pairs);
         return count;
     });
 }
 
-int QLIBCFileEnumSection(const char *szFile, QLIBSZLIST **ppList) {
-    if (szFile == nullptr || ppList == nullptr || *ppList == nullptr) {
+int QLIBCFileEnumSection(const char *file, QLIBSZLIST **list) {
+    if (file == nullptr || list == nullptr || *list == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         SectionText sections;
-        if (const int error = Load(szFile, &sections); error != 0) return Fail(error);
+        if (const int error = Load(file, &sections); error != 0) return Fail(error);
         const std::vector<std::string> names = sections.Names();
         for (const std::string &name : names) {
-            if (QLIBCSzListPush(ppList, name.c_str()) != 0) return -1;
+            if (QLIBCSzListPush(list, name.c_str()) != 0) return -1;
         }
         return static_cast<int>(names.size());
     });
 }
 
-int QLIBCFileRemoveSection(const char *szFile, const char *szSection) {
-    if (szFile == nullptr || szSection == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return Update(szFile, [=](SectionText &sections) {
-        if (!sections.Has(szSection)) return 0;
-        sections.Remove(szSection);
+int QLIBCFileRemoveSection(const char *file, const char *section) {
+    if (file == nullptr || section == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return Update(file, [=](SectionText &sections) {
+        if (!sections.Has(section)) return 0;
+        sections.Remove(section);
         return 1;
     });
 }

@@ -25,10 +25,6 @@ struct NewHashes {
     std::string_view crypt;  // empty: the password stays
 };
 
-std::string_view TextAt(const char *const *psz, int i) {
-    return psz[i] == nullptr ? std::string_view() : psz[i];
-}
-
 // Returns 0 or a platform error code.
 int Collect(const std::string &passwd, const std::string_view name, std::string_view crypt,
             std::string_view lm, std::string_view nt, std::vector<NewHashes> *users) {
@@ -51,10 +47,7 @@ std::string WithPassword(std::string_view line, std::string_view hash) {
     fields.resize(std::max<size_t>(fields.size(), 9));
     fields[1] = hash;
     fields[2] = today;
-    std::string changed;
-    for (size_t i = 0; i < fields.size(); ++i)
-        changed.append(i == 0 ? "" : ":").append(fields[i]);
-    return changed;
+    return zafo::Joined(fields, ':');
 }
 
 // Returns 0 or a platform error code.
@@ -96,42 +89,41 @@ int CountOrdinaryUsers(const std::string &passwd) {
 }  // namespace
 
 QLIBCMRESULT *QLIBCMResultAlloc() {
-    auto *pResult = static_cast<QLIBCMRESULT *>(calloc(1, sizeof(QLIBCMRESULT)));
-    return pResult != nullptr ? pResult : zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
+    auto *result = static_cast<QLIBCMRESULT *>(calloc(1, sizeof(QLIBCMRESULT)));
+    return result != nullptr ? result : zafo::FailNull(QLIB_ERR_OUT_OF_MEMORY);
 }
 
-void QLIBCMResultFree(QLIBCMRESULT *pResult) {
-    free(pResult);
+void QLIBCMResultFree(QLIBCMRESULT *result) {
+    free(result);
 }
 
-int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbLmHash, char *szNtHash,
-                         size_t cbNtHash) {
-    if (szName == nullptr || szLmHash == nullptr || szNtHash == nullptr) {
+int QLIBUserSmbPasswdGet(const char *name, char *lm_hash, size_t lm_size, char *nt_hash,
+                         size_t nt_size) {
+    if (name == nullptr || lm_hash == nullptr || nt_hash == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         std::string passwd;
         int error = zafo::ReadAccountFile(zafo::kPasswdFile, &passwd);
         if (error != 0) return Fail(error);
-        const auto user = zafo::FindUserNamed(passwd, szName);
+        const auto user = zafo::FindUserNamed(passwd, name);
         if (!user) return Fail(QLIB_ERR_NO_SUCH_USER);
         zafo::SambaHashes hashes;
-        error = zafo::ReadSambaHashes(szName, user->uid, &hashes);
+        error = zafo::ReadSambaHashes(name, user->uid, &hashes);
         if (error != 0) return Fail(error);
-        if (hashes.lm.size() >= cbLmHash || hashes.nt.size() >= cbNtHash) {
+        if (hashes.lm.size() >= lm_size || hashes.nt.size() >= nt_size) {
             return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         }
-        std::strcpy(szLmHash, hashes.lm.c_str());
-        std::strcpy(szNtHash, hashes.nt.c_str());
+        std::strcpy(lm_hash, hashes.lm.c_str());
+        std::strcpy(nt_hash, hashes.nt.c_str());
         return 0;
     });
 }
 
-int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryptHashes,
-                         const char *const *pszLmHashes, const char *const *pszNtHashes,
-                         int nCount) {
-    if (pszNames == nullptr || pszCryptHashes == nullptr || pszLmHashes == nullptr ||
-        pszNtHashes == nullptr || nCount < 0) {
+int QLIBUserImportPasswd(const char *const *names, const char *const *crypt_hashes,
+                         const char *const *lm_hashes, const char *const *nt_hashes, int count) {
+    if (names == nullptr || crypt_hashes == nullptr || lm_hashes == nullptr ||
+        nt_hashes == nullptr || count < 0) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
@@ -140,12 +132,11 @@ int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryp
         int error = lock.IsHeld() ? zafo::ReadAccountFile(zafo::kPasswdFile, &passwd)
                                   : QLIB_ERR_OPEN_FAILED;
         std::vector<NewHashes> users;
-        for (int i = 0; error == 0 && i < nCount; ++i) {
-            error = Collect(passwd, TextAt(pszNames, i), TextAt(pszCryptHashes, i),
-                            TextAt(pszLmHashes, i), TextAt(pszNtHashes, i), &users);
+        for (int i = 0; error == 0 && i < count; ++i) {
+            error = Collect(passwd, zafo::TextOf(names[i]), zafo::TextOf(crypt_hashes[i]),
+                            zafo::TextOf(lm_hashes[i]), zafo::TextOf(nt_hashes[i]), &users);
         }
-        if (error == 0) error = Store(users);
-        return error == 0 ? 0 : Fail(error);
+        return zafo::ResultOf(error == 0 ? Store(users) : error);
     });
 }
 

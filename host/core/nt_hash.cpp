@@ -37,10 +37,10 @@ class Utf16 {
 
 }  // namespace
 
-int QLIBSmbNtEncrypt(const char *szClear, char *szHash, size_t cbHash) {
-    if (szClear == nullptr || szHash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    if (cbHash <= 2 * MD4_DIGEST_SIZE) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-    const Utf16 password(szClear);
+int QLIBSmbNtEncrypt(const char *clear, char *hash, size_t size) {
+    if (clear == nullptr || hash == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    if (size <= 2 * MD4_DIGEST_SIZE) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+    const Utf16 password(clear);
     if (!password.IsValid()) {
         return Fail(errno == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_BAD_FORMAT);
     }
@@ -55,9 +55,9 @@ int QLIBSmbNtEncrypt(const char *szClear, char *szHash, size_t cbHash) {
     explicit_bzero(&context, sizeof context);
     constexpr char kDigits[] = "0123456789ABCDEF";
     for (const uint8_t byte : digest) {
-        *szHash++ = kDigits[byte >> 4];
-        *szHash++ = kDigits[byte & 15];
+        *hash++ = kDigits[byte >> 4];
+        *hash++ = kDigits[byte & 15];
     }
-    *szHash = '\0';
+    *hash = '\0';
     return 0;
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/process.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -13,7 +12,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
+#include <filesystem>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -21,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "base/child.h"
@@ -28,13 +28,13 @@
 #include "base/proc_file.h"
 #include "base/unique_fd.h"
 #include "base/whole_file.h"
-#include "host/core/copy_owner.h"
 #include "host/core/fail.h"
-#include "host/core/mount_words.h"
+#include "host/core/safe_words.h"
 #include "host/core/secret_arguments.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
@@ -52,12 +52,12 @@ struct StartFailure {
     int error = 0;
     std::array<char, 128> path{};
 };
-thread_local StartFailure last_start;
+thread_local StartFailure g_last_start;
 
 int StartFailed(const char *path, int error) {
-    last_start.error = error;
-    last_start
-        .path[std::string_view(path).copy(last_start.path.data(), last_start.path.size() - 1)] =
+    g_last_start.error = error;
+    g_last_start
+        .path[std::string_view(path).copy(g_last_start.path.data(), g_last_start.path.size() - 1)] =
         '\0';
     return Fail(error == ENOMEM ? QLIB_ERR_OUT_OF_MEMORY : QLIB_ERR_OPEN_FAILED);
 }
@@ -86,7 +86,7 @@ std::optional<pid_t> Start(const Spawner &spawner, const char *path, char *const
         StartFailed(path, error);
         return {};
     }
-    last_start.error = 0;
+    g_last_start.error = 0;
     return pid;
 }
 
@@ -129,8 +129,8 @@ class Children {
 
 // Never destroyed: a stream may be closed while the process exits.
 Children &OpenChildren() {
-    static auto *const children = new Children;
-    return *children;
+    static auto *const kChildren = new Children;
+    return *kChildren;
 }
 
 // Runs `body`, which starts the program; running out of memory counts as a failure to start it.
@@ -207,44 +207,33 @@ int ExitCodeOf(std::optional<int> status) {
     return status ? zafo::ExitCodeOf(*status) : -1;
 }
 
-// The exec interface takes pointers to char, but does not write through them.
-char *Argument(const char *text) {
-    return const_cast<char *>(text);
-}
-
-// The vector of `path` and the arguments, up to NULL.
+// The vector of `path` and the arguments, up to NULL. The exec interface takes pointers to char, but
+// does not write through them.
 std::vector<char *> Collect(const char *path, va_list arguments) {
-    std::vector<char *> argv{Argument(path)};
+    std::vector<char *> argv{const_cast<char *>(path)};
     do {
         argv.push_back(va_arg(arguments, char *));
     } while (argv.back() != nullptr);
     return argv;
 }
 
-struct FolderClose {
-    void operator()(DIR *folder) const { closedir(folder); }
-};
-
-// Adds an argument. One that ends in "/*" is replaced with the paths of that folder's entries, in
-// order, if there are any; `paths` owns them. Returns false, with errno set, if the folder cannot
-// be read, rather than treating it as empty.
-bool Expand(const char *argument, std::deque<std::string> &paths, std::vector<char *> &argv) {
-    const std::string_view text = argument;
-    std::vector<std::string> entries;
-    if (text.starts_with('/') && text.ends_with("/*")) {
-        const std::string path(text.substr(0, text.size() - 1));
-        const std::unique_ptr<DIR, FolderClose> folder(opendir(path.c_str()));
-        if (!folder && errno != ENOENT && errno != ENOTDIR) return false;
-        while (const dirent *entry = folder ? readdir(folder.get()) : nullptr) {
-            const std::string_view name = entry->d_name;
-            if (name != "." && name != "..") entries.push_back(path + entry->d_name);
-        }
-        std::sort(entries.begin(), entries.end());
+// Adds an argument to `words`. One that ends in "/*" is replaced with the paths of that folder's
+// entries, in order, if there are any. Returns 0, or the errno if the folder cannot be read to its
+// end: neither an empty folder nor some of the entries may be taken for it.
+int Expand(std::string_view argument, std::vector<std::string> *words) {
+    const size_t before = words->size();
+    if (argument.starts_with('/') && argument.ends_with("/*")) {
+        std::error_code error;
+        fs::directory_iterator entry(argument.substr(0, argument.size() - 1), error);
+        for (; !error && entry != fs::directory_iterator(); entry.increment(error))
+            words->push_back(entry->path());
+        const bool is_folder =
+            error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
+        if (error && is_folder) return error.value();
+        std::sort(words->begin() + static_cast<ptrdiff_t>(before), words->end());
     }
-    if (entries.empty()) argv.push_back(Argument(argument));
-    for (std::string &entry : entries)
-        argv.push_back(paths.emplace_back(std::move(entry)).data());
-    return true;
+    if (words->size() == before) words->emplace_back(argument);
+    return 0;
 }
 
 pid_t ParsePid(const std::string &text) {
@@ -258,90 +247,83 @@ pid_t ParsePid(const std::string &text) {
 
 }  // namespace
 
-FILE *QLIBCPopen(const char *szPath, const char *szMode, ...) {
-    if (szPath == nullptr || szMode == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
+FILE *QLIBCPopen(const char *path, const char *mode, ...) {
+    if (path == nullptr || mode == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
-    va_start(arguments, szMode);
-    FILE *stream = Starting<FILE *>(szPath, nullptr, [&] {
-        const std::vector<char *> argv = Collect(szPath, arguments);
-        return QLIBCPopenv(szPath, szMode, argv.data());
+    va_start(arguments, mode);
+    FILE *stream = Starting<FILE *>(path, nullptr, [&] {
+        const std::vector<char *> argv = Collect(path, arguments);
+        return QLIBCPopenv(path, mode, argv.data());
     });
     va_end(arguments);
     return stream;
 }
 
-FILE *QLIBCPopenv(const char *szPath, const char *szMode, char *const argv[]) {
-    if (szPath == nullptr || szMode == nullptr || argv == nullptr || argv[0] == nullptr ||
-        std::strcmp(szMode, "r") != 0) {
+FILE *QLIBCPopenv(const char *path, const char *mode, char *const argv[]) {
+    if (path == nullptr || mode == nullptr || argv == nullptr || argv[0] == nullptr ||
+        std::strcmp(mode, "r") != 0) {
         return FailNull(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Starting<FILE *>(szPath, nullptr, [=] { return OpenChild(szPath, argv); });
+    return Starting<FILE *>(path, nullptr, [=] { return OpenChild(path, argv); });
 }
 
-int QLIBCPclose(FILE *pStream) {
-    const std::optional<Child> child = OpenChildren().Take(pStream);
+int QLIBCPclose(FILE *stream) {
+    const std::optional<Child> child = OpenChildren().Take(stream);
     if (!child) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    fclose(pStream);
+    fclose(stream);
     const std::optional<int> status = zafo::AwaitChild(child->pid);
     return status ? *status : Fail(QLIB_ERR_OPEN_FAILED);
 }
 
-int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2, const char *szArg3,
-              const char *szArg4) {
-    if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return Starting(szPath, -1, [=] {
-        std::vector<char *> given{Argument(szPath)};
-        std::deque<std::string> paths;
-        for (const char *argument : {szArg1, szArg2, szArg3, szArg4}) {
+int QLIBCExec(const char *path, const char *first, const char *second, const char *third,
+              const char *fourth) {
+    if (path == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return Starting(path, -1, [=] {
+        std::vector<std::string> words{path};
+        for (const char *argument : {first, second, third, fourth}) {
             if (argument == nullptr) break;
-            if (!Expand(argument, paths, given)) return StartFailed(szPath, errno);
+            if (const int error = Expand(argument, &words)) return StartFailed(path, error);
         }
-        std::vector<std::string> words(given.begin() + 1, given.end());
-        zafo::RestrictMount(szPath, &words);
-        words.insert(words.begin(), szPath);
-        words = zafo::WithSafeRights(std::move(words));
+        words = zafo::SafeWords(std::move(words));
         return ExitCodeOf(Run(words[0].c_str(), zafo::ArgumentVector(words).data(), Output::kNull));
     });
 }
 
-int QLIBCExecl(const char *szPath, int nOptions, ...) {
-    if (szPath == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBCExecl(const char *path, int options, ...) {
+    if (path == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     va_list arguments;
-    va_start(arguments, nOptions);
-    const int result = Starting(szPath, -1, [&] {
-        const std::vector<char *> argv = Collect(szPath, arguments);
-        const std::optional<int> status = Run(szPath, argv.data(), Output::kNull);
+    va_start(arguments, options);
+    const int result = Starting(path, -1, [&] {
+        const std::vector<char *> argv = Collect(path, arguments);
+        const std::optional<int> status = Run(path, argv.data(), Output::kNull);
         return status ? *status : -1;
     });
     va_end(arguments);
     return result;
 }
 
-int QLIBCExecv(const char *szPath, char *const argv[], int nFlags) {
-    if (szPath == nullptr || argv == nullptr || argv[0] == nullptr) {
+int QLIBCExecv(const char *path, char *const argv[], int flags) {
+    if (path == nullptr || argv == nullptr || argv[0] == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return Starting(szPath, -1, [=] {
-        return ExitCodeOf(Run(szPath, argv, nFlags == 0 ? Output::kInherited : Output::kNull));
+    return Starting(path, -1, [=] {
+        return ExitCodeOf(Run(path, argv, flags == 0 ? Output::kInherited : Output::kNull));
     });
 }
 
-int QLIBCStartError(char *szPath, size_t cbPath) {
-    if (szPath != nullptr && cbPath > 0) snprintf(szPath, cbPath, "%s", last_start.path.data());
-    return last_start.error;
+int QLIBCStartError(char *path, size_t size) {
+    if (path != nullptr && size > 0) snprintf(path, size, "%s", g_last_start.path.data());
+    return g_last_start.error;
 }
 
 int QLIBCProcAlive(pid_t pid) {
     return OutOfMemoryIs(0, [=] { return zafo::LivingProcess(pid) ? 1 : 0; });
 }
 
-pid_t QLIBCReadPidFile(const char *szPath) {
-    if (szPath == nullptr) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+pid_t QLIBCReadPidFile(const char *path) {
+    if (path == nullptr) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs<pid_t>(0, [=] {
-        const pid_t pid = ParsePid(zafo::ReadHead(szPath));
+        const pid_t pid = ParsePid(zafo::ReadHead(path));
         return QLIBCProcAlive(pid) == 1 ? pid : 0;
     });
 }

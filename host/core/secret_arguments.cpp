@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/core/secret_arguments.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-
 #include <cerrno>
-#include <cstring>
 #include <string>
 #include <string_view>
 
-#include "base/write_all.h"
 #include "host/front/option.h"
+#include "host/front/secret_file.h"
 
 namespace zafo {
 
@@ -24,25 +19,6 @@ const front::Tool *ToolWithSecrets(std::string_view path) {
     if (!path.starts_with(kTools)) return nullptr;
     const front::Tool *tool = front::FindTool(path.substr(kTools.size()));
     return tool != nullptr && !tool->secrets.empty() ? tool : nullptr;
-}
-
-// The tools read the file byte for byte, so no newline is added; they warn if others can read it.
-// The descriptor's number is at least `least`, out of the way of the child's. Not open, with errno
-// set, on failure.
-UniqueFd MakeFile(const char *secret, int least) {
-    UniqueFd file(memfd_create(kSecretFileName, MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    if (file.IsOpen() && file.Get() < least) {
-        file = UniqueFd(fcntl(file.Get(), F_DUPFD_CLOEXEC, least));
-    }
-    if (!file.IsOpen()) return file;
-    constexpr int kSeals = F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
-    if (fchmod(file.Get(), 0600) != 0 || !WriteAll(file.Get(), secret) ||
-        fcntl(file.Get(), F_ADD_SEALS, kSeals) != 0) {
-        const int error = errno;
-        file.Reset(-1);
-        errno = error;
-    }
-    return file;
 }
 
 }  // namespace
@@ -93,7 +69,7 @@ int SecretArguments::MakeFiles(int first) {
     files_.reserve(secrets_.size());
     const int least = first + static_cast<int>(secrets_.size());
     for (const char *secret : secrets_) {
-        files_.push_back(MakeFile(secret, least));
+        files_.push_back(front::MakeSecretFile("zafo-argument", secret, least));
         if (!files_.back().IsOpen()) return errno;
     }
     return 0;

@@ -4,8 +4,6 @@
 // arguments from the moment it starts, so passwords are taken out before that.
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
 #include <vector>
 
@@ -14,13 +12,10 @@
 
 namespace zafo {
 
-// The name under which the kernel shows the files.
-inline constexpr const char *kSecretFileName = "zafo-argument";
-
 class SecretArguments {
   public:
     // For a tool in "/usr/zafo/bin" that takes secrets, `-w SECRET` becomes `-y /dev/fd/N`: each
-    // secret is put into a file in memory (0600, sealed), the child's descriptor N, which is
+    // secret is put into a file in memory, the child's descriptor N, which is
     // `first` for the first one, `first` + 1 for the next and so on. Any other vector stays as it
     // is. Neither the vector nor its texts are written to, and no other copy of a secret is made.
     // Returns 0, or the errno if a file could not be created: the program must then not be run.

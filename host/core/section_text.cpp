@@ -2,8 +2,10 @@
 #include "host/core/section_text.h"
 
 #include <algorithm>
+#include <set>
 
 #include "base/blanks.h"
+#include "base/lines.h"
 
 namespace zafo {
 
@@ -15,15 +17,9 @@ struct Escape {
 };
 constexpr Escape kEscapes[] = {{'"', '"'}, {'\\', '\\'}, {'n', '\n'}, {'r', '\r'}, {'t', '\t'}};
 
-const Escape *EscapeOf(char letter) {
-    const auto *found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
-                                     [=](const Escape &e) { return e.letter == letter; });
-    return found == std::end(kEscapes) ? nullptr : found;
-}
-
-const Escape *EscapeFor(char meaning) {
-    const auto *found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
-                                     [=](const Escape &e) { return e.meaning == meaning; });
+// The escape whose `part` is that character, or nullptr.
+const Escape *FindEscape(char Escape::*part, char c) {
+    const auto *found = std::ranges::find(kEscapes, c, part);
     return found == std::end(kEscapes) ? nullptr : found;
 }
 
@@ -36,7 +32,7 @@ std::string WrittenValue(std::string_view value) {
     if (!NeedsQuotes(value)) return std::string(value);
     std::string text = "\"";
     for (const char c : value) {
-        if (const Escape *escape = EscapeFor(c)) {
+        if (const Escape *escape = FindEscape(&Escape::meaning, c)) {
             text += '\\';
             text += escape->letter;
         } else {
@@ -64,19 +60,11 @@ const char *ReadValue(std::string_view text, std::string *value) {
             *value += text[i];
             continue;
         }
-        const Escape *escape = ++i < text.size() ? EscapeOf(text[i]) : nullptr;
+        const Escape *escape = ++i < text.size() ? FindEscape(&Escape::letter, text[i]) : nullptr;
         if (escape == nullptr) return "unknown escape";
         *value += escape->meaning;
     }
     return "no closing quote";
-}
-
-// Takes the first line off `*text`, without its line break.
-std::string_view TakeLine(std::string_view *text) {
-    const size_t end = text->find('\n');
-    const std::string_view line = text->substr(0, end);
-    text->remove_prefix(end == std::string_view::npos ? text->size() : end + 1);
-    return line;
 }
 
 }  // namespace
@@ -90,7 +78,7 @@ bool IsKey(std::string_view key) {
            std::string_view("#;[").find(key[0]) == std::string_view::npos;
 }
 
-const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line *line) {
+const char *SectionText::ParseLine(std::string_view text, bool has_heading, Line *line) {
     line->text = text;
     const std::string_view words = Trim(text);
     if (text.find('\0') != std::string_view::npos) return "zero byte";
@@ -111,7 +99,7 @@ const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line 
     line->kind = Kind::kPair;
     const size_t equals = words.find('=');
     if (equals == std::string_view::npos) return "neither comment, heading nor pair";
-    if (!hasHeading) return "pair before any heading";
+    if (!has_heading) return "pair before any heading";
     line->name = Trim(words.substr(0, equals));
     if (line->name.empty()) return "pair without a key";
     return ReadValue(words.substr(equals + 1), &line->value);
@@ -119,13 +107,13 @@ const char *SectionText::ParseLine(std::string_view text, bool hasHeading, Line 
 
 Damage SectionText::Parse(std::string_view text) {
     lines_.clear();
-    bool hasHeading = false;
+    bool has_heading = false;
     for (int number = 1; !text.empty(); ++number) {
         Line &line = lines_.emplace_back();
-        if (const char *reason = ParseLine(TakeLine(&text), hasHeading, &line)) {
+        if (const char *reason = ParseLine(TakeLine(&text), has_heading, &line)) {
             return {.line = number, .reason = reason};
         }
-        hasHeading = hasHeading || line.kind == Kind::kHeading;
+        has_heading = has_heading || line.kind == Kind::kHeading;
     }
     return {};
 }
@@ -159,11 +147,10 @@ SectionText::Line SectionText::Pair(std::string_view key, std::string_view value
 
 std::vector<std::string> SectionText::Names() const {
     std::vector<std::string> names;
-    std::map<std::string_view, bool> seen;
+    std::set<std::string_view> seen;
     for (const Line &line : lines_) {
-        if (line.kind == Kind::kHeading && seen.emplace(line.name, true).second) {
+        if (line.kind == Kind::kHeading && seen.insert(line.name).second)
             names.push_back(line.name);
-        }
     }
     return names;
 }

@@ -55,7 +55,7 @@ class SectionText {
         std::string value;  // of a pair
     };
 
-    static const char *ParseLine(std::string_view text, bool hasHeading, Line *line);
+    static const char *ParseLine(std::string_view text, bool has_heading, Line *line);
     static Line Heading(std::string_view section);
     static Line Pair(std::string_view key, std::string_view value);
     size_t EndOf(std::string_view section) const;

@@ -18,12 +18,12 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 #include "base/appliance_paths.h"
 #include "base/child.h"
 #include "base/pidfd.h"
 #include "base/pipe.h"
+#include "base/whole_file.h"
 #include "host/core/clean_child.h"
 #include "host/core/fail.h"
 #include "host/core/service_description.h"
@@ -95,13 +95,7 @@ int StartAlone(const Service &service, FileUpdate &record) {
 // The keeper's answer; nothing if it exited without one.
 std::optional<int> ReadAnswer(int pipe) {
     std::string text;
-    for (;;) {
-        char part[16];
-        const ssize_t n = read(pipe, part, sizeof part);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        text.append(part, static_cast<size_t>(n));
-    }
+    zafo::ReadToEnd(pipe, &text);
     int code = 0;
     const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), code);
     if (error != std::errc()) return {};
@@ -139,8 +133,8 @@ int Start(const std::string &name) {
     if (!RemoveFile(service->pid_file) || !RemoveFile(record.Path())) {
         return Fail(QLIB_ERR_SERVICE_START);
     }
-    const int error = service->restart ? StartKept(name, record) : StartAlone(*service, record);
-    return error == 0 ? 0 : Fail(error);
+    return zafo::ResultOf(service->restart ? StartKept(name, record)
+                                           : StartAlone(*service, record));
 }
 
 // --- Stopping -----------------------------------------------------------------
@@ -203,50 +197,47 @@ int Disable(const std::string &name) {
 
 }  // namespace
 
-int QLIBServiceStart(const char *szName, int nFlags) {
-    if (!IsServiceName(szName) || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBServiceStart(const char *name, int flags) {
+    if (!IsServiceName(name) || flags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        if (!IsSystemdUnit(szName)) return Start(szName);
-        const bool started = Systemctl("is-enabled", szName) && Systemctl("start", szName);
+        if (!IsSystemdUnit(name)) return Start(name);
+        const bool started = Systemctl("is-enabled", name) && Systemctl("start", name);
         return started ? 0 : Fail(QLIB_ERR_SERVICE_START);
     });
 }
 
-int QLIBServiceStop(const char *szName, int nFlags) {
-    if (!IsServiceName(szName) || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBServiceStop(const char *name, int flags) {
+    if (!IsServiceName(name) || flags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        if (!IsSystemdUnit(szName)) return Stop(szName);
-        return Systemctl("stop", szName) ? 0 : Fail(QLIB_ERR_SERVICE_STOP);
+        if (!IsSystemdUnit(name)) return Stop(name);
+        return Systemctl("stop", name) ? 0 : Fail(QLIB_ERR_SERVICE_STOP);
     });
 }
 
-int QLIBServiceIsEnabled(const char *szName) {
-    if (!IsServiceName(szName)) {
-        QLIBCErrSet(QLIB_ERR_BAD_ARGUMENT);
-        return 0;
-    }
+int QLIBServiceIsEnabled(const char *name) {
+    if (!IsServiceName(name)) return zafo::FailZero(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(0, [=] {
-        if (IsSystemdUnit(szName)) return Systemctl("is-enabled", szName) ? 1 : 0;
-        return access(SwitchOfService(szName).c_str(), F_OK) == 0 ? 1 : 0;
+        if (IsSystemdUnit(name)) return Systemctl("is-enabled", name) ? 1 : 0;
+        return access(SwitchOfService(name).c_str(), F_OK) == 0 ? 1 : 0;
     });
 }
 
-int QLIBServiceEnable(const char *szName) {
-    if (!IsServiceName(szName)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBServiceEnable(const char *name) {
+    if (!IsServiceName(name)) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        if (IsSystemdUnit(szName)) {
-            return Systemctl("enable", szName) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
+        if (IsSystemdUnit(name)) {
+            return Systemctl("enable", name) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
         }
-        return DescribeService(szName) ? Enable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
+        return DescribeService(name) ? Enable(name) : Fail(QLIB_ERR_OPEN_FAILED);
     });
 }
 
-int QLIBServiceDisable(const char *szName) {
-    if (!IsServiceName(szName)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int QLIBServiceDisable(const char *name) {
+    if (!IsServiceName(name)) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        if (IsSystemdUnit(szName)) {
-            return Systemctl("disable", szName) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
+        if (IsSystemdUnit(name)) {
+            return Systemctl("disable", name) ? 0 : Fail(QLIB_ERR_WRITE_FAILED);
         }
-        return DescribeService(szName) ? Disable(szName) : Fail(QLIB_ERR_OPEN_FAILED);
+        return DescribeService(name) ? Disable(name) : Fail(QLIB_ERR_OPEN_FAILED);
     });
 }

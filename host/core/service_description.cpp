@@ -30,9 +30,8 @@ int StopSecondsOf(const std::string &text) {
 std::optional<Pairs> ReadDescription(const std::string &name) {
     const std::string file = "/" + name + ".conf";
     std::string text;
-    const ReadResult own = ReadWhole(kServiceFolder + file, &text);
-    if (own != ReadResult::kDone && own != ReadResult::kAbsent) return {};
-    Pairs pairs = own == ReadResult::kDone ? PlainPairs(text) : Pairs();
+    if (!ReadIfPresent(kServiceFolder + file, &text)) return {};
+    Pairs pairs = PlainPairs(text);
     if (ReadWhole(kServiceDefaultsFolder + file, &text) != ReadResult::kDone) return {};
     Pairs defaults = PlainPairs(text);
     pairs.merge(defaults);

@@ -7,35 +7,35 @@ using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
 
-QLIBSZHASH *QLIBCSzHashAlloc(int /*nCapacity*/) {
+QLIBSZHASH *QLIBCSzHashAlloc(int /*capacity*/) {
     return OutOfMemoryIs<QLIBSZHASH *>(nullptr, [] { return new QLIBSZHASH; });
 }
 
-void QLIBCSzHashFree(QLIBSZHASH *pHash) {
-    delete pHash;
+void QLIBCSzHashFree(QLIBSZHASH *hash) {
+    delete hash;
 }
 
-const char *QLIBCSzHashGetValue(const QLIBSZHASH *pHash, const char *szKey) {
-    if (pHash == nullptr || szKey == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
-    const auto found = pHash->pairs.find(szKey);
-    return found == pHash->pairs.end() ? nullptr : found->second.c_str();
+const char *QLIBCSzHashGetValue(const QLIBSZHASH *hash, const char *key) {
+    if (hash == nullptr || key == nullptr) return FailNull(QLIB_ERR_BAD_ARGUMENT);
+    const auto found = hash->pairs.find(key);
+    return found == hash->pairs.end() ? nullptr : found->second.c_str();
 }
 
-int QLIBCSzHashSetValue(QLIBSZHASH *pHash, const char *szKey, const char *szValue) {
-    if (pHash == nullptr || szKey == nullptr || szValue == nullptr) {
+int QLIBCSzHashSetValue(QLIBSZHASH *hash, const char *key, const char *value) {
+    if (hash == nullptr || key == nullptr || value == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         // Key and value may point into the map, so both are copied before it changes.
-        std::string value(szValue);
-        pHash->pairs.insert_or_assign(std::string(szKey), std::move(value));
+        std::string copy(value);
+        hash->pairs.insert_or_assign(std::string(key), std::move(copy));
         return 0;
     });
 }
 
-int QLIBCSzHashRemoveKey(QLIBSZHASH *pHash, const char *szKey) {
-    if (pHash == nullptr || szKey == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    const auto found = pHash->pairs.find(szKey);
-    if (found != pHash->pairs.end()) pHash->pairs.erase(found);
+int QLIBCSzHashRemoveKey(QLIBSZHASH *hash, const char *key) {
+    if (hash == nullptr || key == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    const auto found = hash->pairs.find(key);
+    if (found != hash->pairs.end()) hash->pairs.erase(found);
     return 0;
 }

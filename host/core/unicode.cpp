@@ -10,17 +10,17 @@
 
 #include "host/core/fail.h"
 
-int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB) {
-    if (szA == nullptr || szB == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
-    const auto *a = reinterpret_cast<const uint8_t *>(szA);
-    const auto *b = reinterpret_cast<const uint8_t *>(szB);
-    const size_t cbA = std::strlen(szA);
-    const size_t cbB = std::strlen(szB);
+int QLIBCUnicodeUTF8StrCaseCmp(const char *left, const char *right) {
+    if (left == nullptr || right == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+    const auto *a = reinterpret_cast<const uint8_t *>(left);
+    const auto *b = reinterpret_cast<const uint8_t *>(right);
+    const size_t a_size = std::strlen(left);
+    const size_t b_size = std::strlen(right);
     int order = 0;
     // Folding accepts bytes that are not UTF-8.
-    if (u8_check(a, cbA) != nullptr || u8_check(b, cbB) != nullptr ||
-        u8_casecmp(a, cbA, b, cbB, nullptr, UNINORM_NFC, &order) != 0) {
-        return std::strcmp(szA, szB);
+    if (u8_check(a, a_size) != nullptr || u8_check(b, b_size) != nullptr ||
+        u8_casecmp(a, a_size, b, b_size, nullptr, UNINORM_NFC, &order) != 0) {
+        return std::strcmp(left, right);
     }
     return order;
 }

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <string_view>
 
+#include "base/lines.h"
 #include "base/server_account.h"
 #include "host/front/failure.h"
 #include "host/front/text_file.h"
@@ -29,18 +30,18 @@ struct Account {
 bool FindAccount(std::string_view user, Account &account) {
     const TextFile file("/etc/passwd");
     for (std::string_view rest = file.Text(); !rest.empty();) {
-        std::string_view line = TakeField(rest, '\n');
-        if (TakeField(line, ':') != user) continue;
-        TakeField(line, ':');
-        return ParseNumber(TakeField(line, ':'), account.uid) &&
-               ParseNumber(TakeField(line, ':'), account.gid);
+        std::string_view line = TakeLine(&rest);
+        if (TakeField(&line, ':') != user) continue;
+        TakeField(&line, ':');
+        return ParseNumber(TakeField(&line, ':'), account.uid) &&
+               ParseNumber(TakeField(&line, ':'), account.gid);
     }
     return false;
 }
 
 bool Lists(std::string_view members, std::string_view user) {
     while (!members.empty()) {
-        if (TakeField(members, ',') == user) return true;
+        if (TakeField(&members, ',') == user) return true;
     }
     return false;
 }
@@ -50,11 +51,11 @@ size_t FindGroups(std::string_view user, gid_t primary, gid_t *groups) {
     size_t count = 0;
     groups[count++] = primary;
     for (std::string_view rest = file.Text(); !rest.empty() && count < kMaxGroups;) {
-        std::string_view line = TakeField(rest, '\n');
-        TakeField(line, ':');
-        TakeField(line, ':');
+        std::string_view line = TakeLine(&rest);
+        TakeField(&line, ':');
+        TakeField(&line, ':');
         unsigned gid = 0;
-        if (!ParseNumber(TakeField(line, ':'), gid) || gid == primary) continue;
+        if (!ParseNumber(TakeField(&line, ':'), gid) || gid == primary) continue;
         if (Lists(line, user)) groups[count++] = gid;
     }
     return count;
@@ -65,12 +66,12 @@ size_t FindGroups(std::string_view user, gid_t primary, gid_t *groups) {
 bool IsMapped(unsigned uid) {
     const TextFile file("/proc/self/uid_map");
     for (std::string_view rest = file.Text(); !rest.empty();) {
-        std::string_view line = TakeField(rest, '\n');
+        std::string_view line = TakeLine(&rest);
         unsigned first = 0;
         unsigned count = 0;
-        if (!ParseNumber(TakeWord(line), first)) continue;
-        TakeWord(line);
-        if (ParseNumber(TakeWord(line), count) && uid >= first && uid - first < count) return true;
+        if (!ParseNumber(TakeWord(&line), first)) continue;
+        TakeWord(&line);
+        if (ParseNumber(TakeWord(&line), count) && uid >= first && uid - first < count) return true;
     }
     return false;
 }

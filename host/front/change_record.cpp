@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "base/ascii.h"
+#include "base/lines.h"
 #include "base/unique_fd.h"
-#include "host/front/text_file.h"
 
 namespace zafo::front {
 
@@ -29,13 +29,13 @@ bool Cut(std::string_view &text, std::string_view beginning) {
 std::string_view CutValue(std::string_view &rest, std::string_view name) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     if (!Cut(line, name) || !Cut(line, ": ")) return {};
-    TakeField(rest, '\n');
+    TakeLine(&rest);
     return line;
 }
 
 bool CutLine(std::string_view &rest, std::string_view wanted) {
     if (rest.substr(0, rest.find('\n')) != wanted) return false;
-    TakeField(rest, '\n');
+    TakeLine(&rest);
     return true;
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/write_all.h"
 #include "host/front/failure.h"
 #include "platform/crypt.h"
 
@@ -19,14 +20,9 @@ constexpr std::string_view kEncoded = "dn:: ";
 constexpr std::string_view kPlain = "dn: ";
 
 bool Write(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno == EPIPE) return false;
-        if (n < 0) Fail(kRefused, "cannot write", errno);
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
+    if (WriteAll(STDOUT_FILENO, bytes)) return true;
+    if (errno != EPIPE) Fail(kRefused, "cannot write", errno);
+    return false;
 }
 
 // Whether the text can begin, or begins, a line of that kind.

@@ -10,7 +10,7 @@ namespace zafo::front {
 
 namespace {
 
-std::string_view speaker = "zafo-tool-front";
+std::string_view g_speaker = "zafo-tool-front";
 
 iovec Piece(std::string_view text) {
     return {const_cast<char *>(text.data()), text.size()};
@@ -19,12 +19,12 @@ iovec Piece(std::string_view text) {
 }  // namespace
 
 void SpeakAs(std::string_view tool) {
-    speaker = tool;
+    g_speaker = tool;
 }
 
 void Fail(int exit_code, std::string_view what, int error) {
     const char *reason = error == 0 ? nullptr : strerrordesc_np(error);
-    const iovec line[] = {Piece(speaker),
+    const iovec line[] = {Piece(g_speaker),
                           Piece(": "),
                           Piece(what),
                           Piece(reason ? ": " : ""),

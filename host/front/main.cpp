@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "base/appliance_paths.h"
 #include "host/front/account.h"
 #include "host/front/failure.h"
 #include "host/front/offline.h"
@@ -27,13 +28,13 @@ constexpr const char *kFolders[] = {"/usr/zafo/libexec/", "/usr/bin/", "/usr/sbi
 
 // The tools take servers, trust and credentials from variables and from files named by variables;
 // they get only these.
-char kPath[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
-char kNoConfiguration[] = "LDAPNOINIT=1";
-char kLocale[] = "LC_ALL=C";
+char g_path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+char g_no_configuration[] = "LDAPNOINIT=1";
+char g_locale[] = "LC_ALL=C";
 // A simple bind needs none of Cyrus SASL's plugins; loading them and their libraries takes half of
 // a tool's start-up time.
-char kNoPlugins[] = "SASL_PATH=/usr/zafo/lib/sasl2";
-char *environment[] = {kPath, kNoConfiguration, kLocale, kNoPlugins, nullptr};
+char g_no_plugins[] = "SASL_PATH=/usr/zafo/lib/sasl2";
+char *g_environment[] = {g_path, g_no_configuration, g_locale, g_no_plugins, nullptr};
 
 // A memory file under the number of a missing standard stream would be read or
 // written as that stream.
@@ -55,12 +56,8 @@ void ResetProcess() {
 }
 
 const char *FindProgram(const Tool &tool) {
-    static char path[64];
     for (const char *folder : kFolders) {
-        const size_t size = std::strlen(folder);
-        std::memcpy(path, folder, size);
-        std::memcpy(path + size, tool.name.data(), tool.name.size());
-        path[size + tool.name.size()] = '\0';
+        const char *path = Join(folder, tool.name);
         if (access(path, F_OK) == 0) return path;
     }
     Fail(kNoTool, "the tool is not installed");
@@ -68,7 +65,7 @@ const char *FindProgram(const Tool &tool) {
 
 void PrepareOffline(const Tool &tool, Vector &vector) {
     vector.Add("-f");
-    vector.Add(kServerConfiguration);
+    vector.Add(kSlapdConf);
     if (tool.name == "slapcat") {
         vector.Add("-o");
         vector.Add("ldif-wrap=no");
@@ -115,7 +112,7 @@ bool IsProbe(const Vector &arguments) {
     vector.Add(arguments);
 
     if (chdir("/") != 0) Fail(kRefused, "cannot enter /", errno);
-    const Command command{vector.Data()[0], vector.Data(), environment};
+    const Command command{vector.Data()[0], vector.Data(), g_environment};
     if (talks) {
         RunWatched(tool, command,
                    {limits.answer + limits.network, limits.whole_answer, limits.size}, question);

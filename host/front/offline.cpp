@@ -25,20 +25,20 @@ namespace {
 
 // An old database file name tells whether there is a database; no file of the current server does,
 // so a program checks.
-char kMark[] = "/usr/zafo/libexec/ldap-server-mark";
+char g_mark[] = "/usr/zafo/libexec/ldap-server-mark";
 
 // A killed reader of the database keeps the pages it read from being reused while the server runs;
 // so SIGTERM comes first.
 constexpr int kGraceMilliseconds = 250;
 
-volatile sig_atomic_t the_child = 0;
+volatile sig_atomic_t g_child = 0;
 
 void PassOn(int number) {
-    if (the_child > 0) kill(the_child, number);
+    if (g_child > 0) kill(g_child, number);
 }
 
 void PassSignalsOn(pid_t child) {
-    the_child = child;
+    g_child = child;
     struct sigaction action {};
     action.sa_handler = PassOn;
     action.sa_flags = SA_RESTART;
@@ -78,13 +78,21 @@ class MissingDatabase {
     bool Explains(int status, std::string_view words) const {
         if (!missing_ || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_FAILURE) return false;
         if (!IsMissing(kDatabaseFile)) return false;
-        return IsMissing(kServerConfiguration) ||
-               words.find("bi_db_open failed! (2)") != words.npos;
+        return IsMissing(kSlapdConf) || words.find("bi_db_open failed! (2)") != words.npos;
     }
 
   private:
     bool missing_ = IsMissing(kDatabaseFile);
 };
+
+pid_t StartReader(const Command &command, const MissingDatabase &database, HeldWords &words,
+                  int output = -1) {
+    if (database.IsExpected()) words.Hold();
+    const pid_t child = StartChild(command, {.output = output, .errors = words.ChildsEnd()});
+    words.CloseChildsEnd();
+    PassSignalsOn(child);
+    return child;
+}
 
 [[noreturn]] void EndReading(pid_t child, const MissingDatabase &database, HeldWords &words) {
     // The tool may write more than a pipe holds before it ends.
@@ -99,9 +107,9 @@ class MissingDatabase {
 }
 
 int SettleMarker(char **environment) {
-    if (access(kMark, X_OK) != 0) return 0;
-    char *argv[] = {kMark, nullptr};
-    return Reap(StartChild({kMark, argv, environment}));
+    if (access(g_mark, X_OK) != 0) return 0;
+    char *argv[] = {g_mark, nullptr};
+    return Reap(StartChild({g_mark, argv, environment}));
 }
 
 }  // namespace
@@ -116,7 +124,7 @@ void RunLoader(const Command &command) {
     const pid_t child = StartChild(command);
     PassSignalsOn(child);
     const int status = Reap(child);
-    the_child = 0;
+    g_child = 0;
     if (SettleMarker(command.environment) != 0 && status == 0) {
         Fail(kRefused, "cannot mark the database as filled");
     }
@@ -126,10 +134,7 @@ void RunLoader(const Command &command) {
 void RunReader(const Command &command) {
     const MissingDatabase database;
     HeldWords words;
-    if (database.IsExpected()) words.Hold();
-    const pid_t child = StartChild(command, {.errors = words.ChildsEnd()});
-    words.CloseChildsEnd();
-    PassSignalsOn(child);
+    const pid_t child = StartReader(command, database, words);
     pollfd events[] = {
         {WatchEnd(child), POLLIN, 0}, {STDOUT_FILENO, 0, 0}, {words.Reader(), POLLIN, 0}};
     for (;;) {
@@ -148,11 +153,8 @@ void RunProbe(const Command &command) {
     UniqueFd writer(ends[1]);
     const MissingDatabase database;
     HeldWords words;
-    if (database.IsExpected()) words.Hold();
-    const pid_t child = StartChild(command, {.output = writer.Get(), .errors = words.ChildsEnd()});
+    const pid_t child = StartReader(command, database, words, writer.Get());
     writer.Reset(-1);
-    words.CloseChildsEnd();
-    PassSignalsOn(child);
     // A lost reader is noticed, and the tool is ended first.
     signal(SIGPIPE, SIG_IGN);
     DnLines lines;

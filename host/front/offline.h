@@ -7,8 +7,6 @@
 
 namespace zafo::front {
 
-constexpr const char *kServerConfiguration = "/usr/zafo/etc/openldap/slapd.conf";
-
 // Makes the database's folder where it is missing, and gives it to the server's user.
 void PrepareDatabaseFolder();
 

@@ -31,18 +31,11 @@ TextFile::~TextFile() {
     std::free(text_);
 }
 
-std::string_view TakeField(std::string_view &rest, char separator) {
-    const size_t end = rest.find(separator);
-    const std::string_view field = rest.substr(0, end);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    return field;
-}
-
-std::string_view TakeWord(std::string_view &rest) {
-    const size_t begin = rest.find_first_not_of(" \t");
-    rest.remove_prefix(begin == std::string_view::npos ? rest.size() : begin);
-    const std::string_view word = rest.substr(0, rest.find_first_of(" \t"));
-    rest.remove_prefix(word.size());
+std::string_view TakeWord(std::string_view *text) {
+    const size_t begin = text->find_first_not_of(" \t");
+    text->remove_prefix(begin == std::string_view::npos ? text->size() : begin);
+    const std::string_view word = text->substr(0, text->find_first_of(" \t"));
+    text->remove_prefix(word.size());
     return word;
 }
 

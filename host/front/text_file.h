@@ -21,12 +21,8 @@ class TextFile {
     size_t size_ = 0;
 };
 
-// Removes from `rest`, and returns, the text before the first separator, and removes the separator;
-// the whole text if there is none.
-std::string_view TakeField(std::string_view &rest, char separator);
-
-// The same for words surrounded by any number of blanks and tabs.
-std::string_view TakeWord(std::string_view &rest);
+// Removes from `*text`, and returns, a word surrounded by any number of blanks and tabs.
+std::string_view TakeWord(std::string_view *text);
 
 // A decimal number of digits only; false when it is not one or does not fit.
 bool ParseNumber(std::string_view text, unsigned &number);

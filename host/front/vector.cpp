@@ -5,15 +5,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/appliance_paths.h"
+#include "base/lines.h"
 #include "base/unique_fd.h"
 #include "host/front/failure.h"
 #include "host/front/option.h"
-#include "host/front/secret.h"
+#include "host/front/secret_file.h"
 #include "host/front/text_file.h"
 
 namespace zafo::front {
@@ -27,12 +29,15 @@ constexpr unsigned kLargestAnswer = 1 << 20;  // MiB
 // The appliance's own authority, and any that its administrator added, before the system's.
 constexpr const char *kTrustFiles[] = {kAuthority, "/etc/ssl/certs/ca-certificates.crt"};
 
-char *Join(std::string_view head, std::string_view tail) {
-    auto *text = static_cast<char *>(std::calloc(1, head.size() + tail.size() + 1));
-    if (text == nullptr) Fail(kRefused, "no memory");
-    std::memcpy(text, head.data(), head.size());
-    std::memcpy(text + head.size(), tail.data(), tail.size());
-    return text;
+// Moves a secret from the front's own arguments, which everyone can read, to a file that only the
+// tool can open; returns its name. The descriptor stays open for the tool.
+const char *MoveToFile(char *secret) {
+    UniqueFd file = MakeSecretFile("secret", secret, STDERR_FILENO + 1);
+    explicit_bzero(secret, std::strlen(secret));
+    if (!file.IsOpen() || fcntl(file.Get(), F_SETFD, 0) != 0) {
+        Fail(kRefused, "cannot hide a password", errno);
+    }
+    return Join("/dev/fd/", static_cast<unsigned>(file.Release()));
 }
 
 // "-Z" continues in clear text with a server that lacks StartTLS; "-ZZ" does not.
@@ -70,12 +75,12 @@ void AddRewritten(const Tool &tool, char *argument, Option option, Vector &out) 
     if (tool.family == Family::kClient) MakeStrict(option, out);
     const char replacement = option.value == nullptr ? '\0' : FileLetter(tool, *option.letter);
     if (replacement != '\0') {
-        Secret secret(option.value);
+        const char *file = MoveToFile(option.value);
         *option.letter = '\0';
         if (*option.flags != '\0') out.Add(argument);
         const char from_file[] = {'-', replacement, '\0'};
         out.Add(Join(from_file, ""));
-        out.Add(secret.MoveToFile());
+        out.Add(file);
         return;
     }
     if (option.value != nullptr && BecomesInput(tool, option)) {
@@ -103,7 +108,7 @@ void AddReadableFiles(std::string_view list, Vector &out) {
     char *kept = Join(list, ":");
     size_t size = 0;
     while (!list.empty()) {
-        const std::string_view item = TakeField(list, ':');
+        const std::string_view item = TakeField(&list, ':');
         std::memcpy(kept + size, item.data(), item.size());
         kept[size + item.size()] = '\0';
         if (!IsReadable(kept + size)) continue;
@@ -119,18 +124,27 @@ void AddReadableFiles(std::string_view list, Vector &out) {
     out.Add(kept);
 }
 
-void AddOption(Vector &out, const char *name, std::string_view value) {
+template <typename Value>
+void AddOption(Vector &out, const char *name, Value value) {
     out.Add("-o");
     out.Add(Join(name, value));
 }
 
-void AddOption(Vector &out, const char *name, unsigned value) {
-    char digits[12];
-    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
-    AddOption(out, name, std::string_view(digits, static_cast<size_t>(end - digits)));
+}  // namespace
+
+char *Join(std::string_view head, std::string_view tail) {
+    auto *text = static_cast<char *>(std::calloc(1, head.size() + tail.size() + 1));
+    if (text == nullptr) Fail(kRefused, "no memory");
+    std::memcpy(text, head.data(), head.size());
+    std::memcpy(text + head.size(), tail.data(), tail.size());
+    return text;
 }
 
-}  // namespace
+const char *Join(std::string_view head, unsigned number) {
+    char digits[12];
+    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, number);
+    return Join(head, std::string_view(digits, static_cast<size_t>(end - digits)));
+}
 
 Vector::Vector(size_t capacity)
     : items_(static_cast<char **>(std::calloc(capacity + 1, sizeof *items_))), capacity_(capacity) {
@@ -185,10 +199,10 @@ Limits ReadLimits() {
     Limits limits;
     const TextFile file(kLimitsFile);
     for (std::string_view rest = file.Text(); !rest.empty();) {
-        std::string_view line = TakeField(rest, '\n');
-        const std::string_view key = TakeWord(line);
+        std::string_view line = TakeLine(&rest);
+        const std::string_view key = TakeWord(&line);
         unsigned number = 0;
-        if (!ParseNumber(TakeWord(line), number) || number == 0) continue;
+        if (!ParseNumber(TakeWord(&line), number) || number == 0) continue;
         if (key == "answer_size" && number <= kLargestAnswer) limits.size = number;
         if (number > kLongestLimit) continue;
         if (key == "timeout") limits.answer = number;

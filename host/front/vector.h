@@ -4,10 +4,15 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "host/front/tool.h"
 
 namespace zafo::front {
+
+// Two texts as one, which lives until the end of the process.
+char *Join(std::string_view head, std::string_view tail);
+const char *Join(std::string_view head, unsigned number);
 
 // An argument vector under construction, always terminated by NULL. Strings are borrowed from the
 // process's own vector or live until its end.

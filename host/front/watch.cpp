@@ -16,11 +16,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
+#include <utility>
 
+#include "base/lines.h"
 #include "host/front/failure.h"
 #include "host/front/held_words.h"
 #include "host/front/text_file.h"
@@ -28,6 +30,9 @@
 namespace zafo::front {
 
 namespace {
+
+using std::chrono::seconds;
+using std::chrono::steady_clock;
 
 // Silence is measured in this many steps.
 constexpr unsigned kSteps = 4;
@@ -42,23 +47,18 @@ static_assert(rlim_t{kSafeSize} * 1024 * 3 < kMostMemory);
 // The bytes that a process has read and written so far, as the kernel prints them.
 class Traffic {
   public:
-    explicit Traffic(pid_t process) {
-        constexpr std::string_view kHead = "/proc/";
-        std::memcpy(path_, kHead.data(), kHead.size());
-        char *end = std::to_chars(path_ + kHead.size(), path_ + sizeof path_ - 4, process).ptr;
-        std::memcpy(end, "/io", 4);
-    }
+    explicit Traffic(pid_t process) { std::snprintf(path_, sizeof path_, "/proc/%d/io", process); }
 
     // Whether any byte went in or out since the last call.
     bool Changed() {
         const TextFile file(path_);
         std::string_view rest = file.Text();
-        const size_t read_line = TakeField(rest, '\n').size();
-        std::string_view write_line = TakeField(rest, '\n');
+        const size_t read_line = TakeLine(&rest).size();
+        std::string_view write_line = TakeLine(&rest);
         const size_t size = read_line + 1 + write_line.size();
         if (size >= sizeof last_ || file.Text().size() < size) return true;
-        TakeWord(write_line);
-        const std::string_view number = TakeWord(write_line);
+        TakeWord(&write_line);
+        const std::string_view number = TakeWord(&write_line);
         std::from_chars(number.data(), number.data() + number.size(), written_);
         const bool changed = file.Text().substr(0, size) != std::string_view(last_, size_);
         std::memcpy(last_, file.Text().data(), size);
@@ -83,48 +83,29 @@ bool ReaderIsSlow() {
 
 enum class Event { kEnd, kReaderGone, kSilence, kTooLong, kTooMuch };
 
-// Milliseconds since the last call.
-class Clock {
-  public:
-    unsigned long long Lap() {
-        const unsigned long long before = last_;
-        last_ = Now();
-        return last_ - before;
-    }
-
-  private:
-    static unsigned long long Now() {
-        timespec time{};
-        clock_gettime(CLOCK_MONOTONIC, &time);
-        return static_cast<unsigned long long>(time.tv_sec) * 1000 +
-               static_cast<unsigned long long>(time.tv_nsec) / 1000000;
-    }
-
-    unsigned long long last_ = Now();
-};
-
 Event WaitForEvent(const Tool &tool, pid_t child, int end_of_child, const Bounds &bounds,
                    HeldWords &words) {
     pollfd events[] = {{end_of_child, POLLIN, 0},
                        {tool.ends_with_reader ? STDOUT_FILENO : -1, 0, 0},
                        {words.Reader(), POLLIN, 0}};
     Traffic traffic(child);
-    Clock clock;
     const unsigned step = std::min(bounds.silence, bounds.time) * 1000 / kSteps;
-    unsigned long long quiet = 0;
-    unsigned long long busy = 0;
-    while (quiet < bounds.silence * 1000ULL) {
+    auto last = steady_clock::now();
+    steady_clock::duration quiet{0};
+    steady_clock::duration busy{0};
+    while (quiet < seconds(bounds.silence)) {
         const int ready = poll(events, 3, static_cast<int>(step));
         if (ready < 0 && errno != EINTR) return Event::kSilence;
         if (ready > 0 && events[0].revents != 0) return Event::kEnd;
         if (ready > 0 && events[1].revents != 0) return Event::kReaderGone;
         if (ready > 0) words.Take();
         events[2].fd = words.Reader();
-        const unsigned long long passed = clock.Lap();
+        const auto now = steady_clock::now();
+        const auto passed = now - std::exchange(last, now);
         const bool slow = ReaderIsSlow();
-        quiet = traffic.Changed() || slow ? 0 : quiet + passed;
+        quiet = traffic.Changed() || slow ? seconds(0) : quiet + passed;
         if (traffic.Written() >> 20 > bounds.size) return Event::kTooMuch;
-        if (!slow && (busy += passed) >= bounds.time * 1000ULL) return Event::kTooLong;
+        if (!slow && (busy += passed) >= seconds(bounds.time)) return Event::kTooLong;
     }
     return Event::kSilence;
 }

@@ -9,11 +9,11 @@
 namespace zafo {
 
 // A copy for free(); NULL stays NULL.
-inline char *CopyOf(const char *szText) {
-    if (szText == nullptr) return nullptr;
-    char *szCopy = strdup(szText);
-    if (szCopy == nullptr) throw std::bad_alloc();
-    return szCopy;
+inline char *CopyOf(const char *text) {
+    if (text == nullptr) return nullptr;
+    char *copy = strdup(text);
+    if (copy == nullptr) throw std::bad_alloc();
+    return copy;
 }
 
 }  // namespace zafo

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/blanks.h"
+#include "base/lines.h"
 
 namespace zafo {
 
@@ -32,11 +33,8 @@ bool IsIn(int number, Range range) {
 
 std::vector<std::string_view> LinesOf(std::string_view text) {
     std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
+    while (!text.empty())
+        lines.push_back(TakeLine(&text));
     return lines;
 }
 
@@ -63,7 +61,7 @@ bool TakeNumbers(std::string_view *text, int (&field)[6]) {
 // A comment line with a schedule.
 struct Comment {
     int field[6];
-    bool isWhole;  // no line follows: the command never runs
+    bool is_whole;  // no line follows: the command never runs
     std::string_view command;
 };
 
@@ -72,8 +70,8 @@ std::optional<Comment> CommentOf(std::string_view line) {
     if (!line.starts_with(kNumbers)) return std::nullopt;
     line.remove_prefix(kNumbers.size());
     if (!TakeNumbers(&line, comment.field)) return std::nullopt;
-    comment.isWhole = line.starts_with(kNever);
-    if (!comment.isWhole) return line.empty() ? std::optional(comment) : std::nullopt;
+    comment.is_whole = line.starts_with(kNever);
+    if (!comment.is_whole) return line.empty() ? std::optional(comment) : std::nullopt;
     line.remove_prefix(kNever.size());
     if (!line.empty() && line[0] != ' ') return std::nullopt;
     comment.command = line.substr(line.empty() ? 0 : 1);
@@ -112,11 +110,11 @@ bool Runs(const Entry &entry, std::string_view command) {
 std::optional<std::string> CronTime(const int (&field)[6]) {
     for (size_t i = 0; i < std::size(kRanges); ++i)
         if (!IsIn(field[i], kRanges[i])) return std::nullopt;
-    const auto [kind, hour, minute, lastHour, step, day] = field;
-    if (!IsIn(day, kDays[kind]) || (step != 0 && lastHour < hour)) return std::nullopt;
+    const auto [kind, hour, minute, last_hour, step, day] = field;
+    if (!IsIn(day, kDays[kind]) || (step != 0 && last_hour < hour)) return std::nullopt;
     if (kind == ZAFO_SCHEDULE_NEVER) return "";
     std::string time = std::to_string(minute) + ' ' + std::to_string(hour);
-    if (step != 0) time += '-' + std::to_string(lastHour) + '/' + std::to_string(step);
+    if (step != 0) time += '-' + std::to_string(last_hour) + '/' + std::to_string(step);
     time += kind == ZAFO_SCHEDULE_MONTHLY ? ' ' + std::to_string(day) : " *";
     time += " *";
     return time + (kind == ZAFO_SCHEDULE_WEEKLY ? ' ' + std::to_string(day) : " *");
@@ -150,11 +148,11 @@ std::string WithoutCommand(std::string_view text, std::string_view command) {
     std::string rest;
     for (size_t i = 0; i < lines.size(); ++i) {
         const std::optional<Comment> comment = CommentOf(lines[i]);
-        if (comment && comment->isWhole && comment->command == command) continue;
-        const bool isAbove = comment && !comment->isWhole && i + 1 < lines.size();
-        const std::optional<Entry> entry = EntryOf(lines[isAbove ? i + 1 : i]);
+        if (comment && comment->is_whole && comment->command == command) continue;
+        const bool is_above = comment && !comment->is_whole && i + 1 < lines.size();
+        const std::optional<Entry> entry = EntryOf(lines[is_above ? i + 1 : i]);
         if (entry && Runs(*entry, command)) {
-            i += isAbove ? 1 : 0;
+            i += is_above ? 1 : 0;
         } else {
             rest.append(lines[i]).push_back('\n');
         }
@@ -179,19 +177,19 @@ Found FindSchedule(std::string_view text, std::string_view command, int (&field)
     for (const std::string_view line : LinesOf(text)) {
         const std::optional<Comment> comment = CommentOf(line);
         const std::optional<Entry> entry = EntryOf(line);
-        const bool isNever = comment && comment->isWhole && comment->command == command;
-        if (isNever || (entry && Runs(*entry, command))) {
-            const std::optional<Comment> &numbers = isNever ? comment : above;
-            const std::string time(isNever ? "" : entry->time);
+        const bool is_never = comment && comment->is_whole && comment->command == command;
+        if (is_never || (entry && Runs(*entry, command))) {
+            const std::optional<Comment> &numbers = is_never ? comment : above;
+            const std::string time(is_never ? "" : entry->time);
             // A second entry makes the command run at other times too.
             if (found != Found::kNo || !numbers || CronTime(numbers->field) != time ||
-                (!isNever && entry->user != "root")) {
+                (!is_never && entry->user != "root")) {
                 return Found::kOtherwise;
             }
             std::copy(std::begin(numbers->field), std::end(numbers->field), field);
             found = Found::kYes;
         }
-        above = comment && !comment->isWhole ? comment : std::nullopt;
+        above = comment && !comment->is_whole ? comment : std::nullopt;
     }
     return found;
 }

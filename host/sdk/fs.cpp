@@ -8,10 +8,12 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/lines.h"
 #include "base/unique_fd.h"
 #include "host/core/fail.h"
 
@@ -20,7 +22,6 @@ namespace {
 using zafo::UniqueFd;
 
 constexpr mode_t kAllBits = 07777;
-constexpr mode_t kParentMode = 0755;
 
 using Names = std::vector<std::string>;
 
@@ -29,11 +30,9 @@ Names NamesOf(std::string_view path) {
     if (!path.starts_with('/')) return {};
     Names names;
     while (!path.empty()) {
-        path.remove_prefix(1);  // the "/"
-        const std::string_view name = path.substr(0, path.find('/'));
+        const std::string_view name = zafo::TakeField(&path, '/');
         if (name == "." || name == "..") return {};
         if (!name.empty()) names.emplace_back(name);
-        path.remove_prefix(name.size());
     }
     return names;
 }
@@ -51,50 +50,39 @@ bool Give(int folder, const Wanted &wanted) {
            fchmod(folder, wanted.mode) == 0;
 }
 
-class Maker {
-  public:
-    Maker(const Names &names, const Wanted &wanted) : names_(names), wanted_(wanted) {}
+constexpr Wanted kParent{false, 0, 0, 0755};
 
-    // Creates the names from index `at` on, below an open folder. Returns 0 or a platform error
-    // code.
-    int MakeBelow(int parent, size_t at) const {
-        const char *name = names_[at].c_str();
-        const bool last = at + 1 == names_.size();
-        const bool made = mkdirat(parent, name, S_IRWXU) == 0;
-        if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
-        // A folder on the way need not be readable; a new one must be open for reading to be
-        // changed.
-        const int access = made ? O_RDONLY : O_PATH;
-        const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;
-        if (error == QLIB_ERR_NONE && made && !Give(folder.Get(), last ? wanted_ : kParent)) {
-            error = QLIB_ERR_WRITE_FAILED;
-        }
-        if (error == QLIB_ERR_NONE && !last) error = MakeBelow(folder.Get(), at + 1);
-        if (error != QLIB_ERR_NONE && made) unlinkat(parent, name, AT_REMOVEDIR);
-        return error;
+// Creates the names below an open folder, the last one as wanted. Returns 0 or a platform error
+// code.
+int MakeBelow(int parent, std::span<const std::string> names, const Wanted &wanted) {
+    const char *name = names.front().c_str();
+    const bool last = names.size() == 1;
+    const bool made = mkdirat(parent, name, S_IRWXU) == 0;
+    if (!made && errno != EEXIST) return QLIB_ERR_WRITE_FAILED;
+    // A folder on the way need not be readable; a new one must be open for reading to be changed.
+    const int access = made ? O_RDONLY : O_PATH;
+    const UniqueFd folder(openat(parent, name, access | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    int error = folder.IsOpen() ? QLIB_ERR_NONE : QLIB_ERR_OPEN_FAILED;
+    if (error == QLIB_ERR_NONE && made && !Give(folder.Get(), last ? wanted : kParent)) {
+        error = QLIB_ERR_WRITE_FAILED;
     }
-
-  private:
-    static constexpr Wanted kParent{false, 0, 0, kParentMode};
-    const Names &names_;
-    const Wanted &wanted_;
-};
+    if (error == QLIB_ERR_NONE && !last) error = MakeBelow(folder.Get(), names.subspan(1), wanted);
+    if (error != QLIB_ERR_NONE && made) unlinkat(parent, name, AT_REMOVEDIR);
+    return error;
+}
 
 }  // namespace
 
-int ZAFOFSMkdirP(const char *szPath, int nFlags, int blSetOwner, uid_t uid, gid_t gid,
-                 mode_t mode) {
-    if (szPath == nullptr || nFlags != 0 || (mode & ~kAllBits) != 0) {
+int ZAFOFSMkdirP(const char *path, int flags, int set_owner, uid_t uid, gid_t gid, mode_t mode) {
+    if (path == nullptr || flags != 0 || (mode & ~kAllBits) != 0) {
         return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
-        const Names names = NamesOf(szPath);
+        const Names names = NamesOf(path);
         if (names.empty()) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
         const UniqueFd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (!root.IsOpen()) return zafo::Fail(QLIB_ERR_OPEN_FAILED);
-        const Wanted wanted{blSetOwner != 0, uid, gid, mode};
-        const int error = Maker(names, wanted).MakeBelow(root.Get(), 0);
-        return error == QLIB_ERR_NONE ? 0 : zafo::Fail(error);
+        const Wanted wanted{set_owner != 0, uid, gid, mode};
+        return zafo::ResultOf(MakeBelow(root.Get(), names, wanted));
     });
 }

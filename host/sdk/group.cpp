@@ -12,49 +12,48 @@
 namespace {
 
 struct FreeGroup {
-    void operator()(ZAFOGROUP *pGroup) const { ZAFOGroupFree(pGroup); }
+    void operator()(ZAFOGROUP *group) const { ZAFOGroupFree(group); }
 };
 
-size_t CountOf(const char *const *pszMembers) {
+size_t CountOf(const char *const *members) {
     size_t n = 0;
-    while (pszMembers[n] != nullptr)
+    while (members[n] != nullptr)
         ++n;
     return n;
 }
 
 // The array ends in NULL at all times, so that a partial one can be freed.
-void CopyMembers(ZAFOGROUP *pGroup, const char *const *pszMembers) {
-    const size_t n = CountOf(pszMembers);
-    pGroup->pszMembers = static_cast<char **>(calloc(n + 1, sizeof(char *)));
-    if (pGroup->pszMembers == nullptr) throw std::bad_alloc();
+void CopyMembers(ZAFOGROUP *group, const char *const *members) {
+    const size_t n = CountOf(members);
+    group->pszMembers = static_cast<char **>(calloc(n + 1, sizeof(char *)));
+    if (group->pszMembers == nullptr) throw std::bad_alloc();
     for (size_t i = 0; i < n; ++i)
-        pGroup->pszMembers[i] = zafo::CopyOf(pszMembers[i]);
+        group->pszMembers[i] = zafo::CopyOf(members[i]);
 }
 
 }  // namespace
 
-int ZAFOGroupAlloc(ZAFOGROUP **ppGroup, const char *szName, uint32_t nGid,
-                   const char *const *pszMembers) {
-    if (ppGroup == nullptr || szName == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOGroupAlloc(ZAFOGROUP **group, const char *name, uint32_t gid, const char *const *members) {
+    if (group == nullptr || name == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [&] {
-        std::unique_ptr<ZAFOGROUP, FreeGroup> group(
+        std::unique_ptr<ZAFOGROUP, FreeGroup> made(
             static_cast<ZAFOGROUP *>(calloc(1, sizeof(ZAFOGROUP))));
-        if (group == nullptr) throw std::bad_alloc();
-        group->szName = zafo::CopyOf(szName);
-        group->nGid = nGid;
-        if (pszMembers != nullptr) CopyMembers(group.get(), pszMembers);
-        group->nType = ZAFO_ACCOUNT_LOCAL;
-        ZAFOGroupFree(*ppGroup);  // only now: the texts may have been its own
-        *ppGroup = group.release();
+        if (made == nullptr) throw std::bad_alloc();
+        made->szName = zafo::CopyOf(name);
+        made->nGid = gid;
+        if (members != nullptr) CopyMembers(made.get(), members);
+        made->nType = ZAFO_ACCOUNT_LOCAL;
+        ZAFOGroupFree(*group);  // only now: the texts may have been its own
+        *group = made.release();
         return 0;
     });
 }
 
-void ZAFOGroupFree(ZAFOGROUP *pGroup) {
-    if (pGroup == nullptr) return;
-    for (char **psz = pGroup->pszMembers; psz != nullptr && *psz != nullptr; ++psz)
-        free(*psz);
-    free(pGroup->pszMembers);
-    free(pGroup->szName);
-    free(pGroup);
+void ZAFOGroupFree(ZAFOGROUP *group) {
+    if (group == nullptr) return;
+    for (char **member = group->pszMembers; member != nullptr && *member != nullptr; ++member)
+        free(*member);
+    free(group->pszMembers);
+    free(group->szName);
+    free(group);
 }

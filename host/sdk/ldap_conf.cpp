@@ -5,16 +5,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <vector>
 
 #include "base/atomic_file.h"
 #include "base/directives.h"
 #include "base/server_account.h"
 #include "base/whole_file.h"
+#include "host/core/copy_out.h"
 #include "host/core/szhash.h"
-#include "host/sdk/copy_out.h"
 #include "host/sdk/template_values.h"
 #include "platform/ldap.h"
 
@@ -24,19 +22,6 @@ using zafo::Directives;
 using zafo::Fail;
 using zafo::OutOfMemoryIs;
 using zafo::ReadResult;
-
-int ErrorOf(ReadResult result) {
-    switch (result) {
-        case ReadResult::kDone:
-            return QLIB_ERR_NONE;
-        case ReadResult::kReadFailed:
-            return QLIB_ERR_READ_FAILED;
-        case ReadResult::kAbsent:
-        case ReadResult::kNotReadable:
-            break;
-    }
-    return QLIB_ERR_OPEN_FAILED;
-}
 
 // The text to start from: the file's own, if it is to be kept and exists, else the template's; and
 // the template, for its placeholders. Returns 0 or a platform error code.
@@ -82,50 +67,48 @@ int Write(const char *path, const char *pattern, bool keep, const zafo::Pairs &v
 
 }  // namespace
 
-int ZAFOLDAPInfoGetFromConf(const char *szConf, const char *szKey, char *szBuf, size_t cbBuf) {
-    if (szConf == nullptr || szKey == nullptr || *szKey == '\0' || szBuf == nullptr) {
+int ZAFOLDAPInfoGetFromConf(const char *conf, const char *key, char *buffer, size_t size) {
+    if (conf == nullptr || key == nullptr || *key == '\0' || buffer == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
         std::string text;
-        const int error = ErrorOf(zafo::ReadWhole(szConf, &text));
+        const int error = zafo::ErrorOf(zafo::ReadWhole(conf, &text));
         if (error != QLIB_ERR_NONE) return Fail(error);
-        const std::optional<std::string> value = Directives(text).Get(szKey);
+        const std::optional<std::string> value = Directives(text).Get(key);
         if (!value) return 0;
-        return zafo::CopyOut(*value, szBuf, cbBuf) == 0 ? 1 : -1;
+        return zafo::CopyOut(*value, buffer, size) == 0 ? 1 : -1;
     });
 }
 
-int ZAFOLDAPConfSet(const char *szConf, const char *szTemplate, const QLIBSZHASH *pHash,
-                    int nFlags) {
-    if (szConf == nullptr || szTemplate == nullptr || pHash == nullptr || nFlags != 0) {
+int ZAFOLDAPConfSet(const char *conf, const char *pattern, const QLIBSZHASH *hash, int flags) {
+    if (conf == nullptr || pattern == nullptr || hash == nullptr || flags != 0) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return OutOfMemoryIs(-1, [=] { return Write(szConf, szTemplate, false, pHash->pairs); });
+    return OutOfMemoryIs(-1, [=] { return Write(conf, pattern, false, hash->pairs); });
 }
 
-int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *szKey,
-                       const char *szValue, int nFlags) {
-    if (szConf == nullptr || szTemplate == nullptr || szKey == nullptr || szValue == nullptr ||
-        nFlags != 0) {
+int ZAFOLDAPConfSetOne(const char *conf, const char *pattern, const char *key, const char *value,
+                       int flags) {
+    if (conf == nullptr || pattern == nullptr || key == nullptr || value == nullptr || flags != 0) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    return OutOfMemoryIs(-1, [=] { return Write(szConf, szTemplate, true, {{szKey, szValue}}); });
+    return OutOfMemoryIs(-1, [=] { return Write(conf, pattern, true, {{key, value}}); });
 }
 
-int ZAFOLDAPGenTmpConf(const char *szConf, int nFlags, char *szPath, size_t cbPath) {
-    if (szConf == nullptr || szPath == nullptr || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPGenTmpConf(const char *conf, int flags, char *path, size_t size) {
+    if (conf == nullptr || path == nullptr || flags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        std::string path = std::string(szConf) + ".XXXXXX";
-        if (path.size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        const zafo::UniqueFd file(mkostemp(path.data(), O_CLOEXEC));
+        std::string name = std::string(conf) + ".XXXXXX";
+        if (name.size() >= size) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        const zafo::UniqueFd file(mkostemp(name.data(), O_CLOEXEC));
         if (!file.IsOpen()) return Fail(QLIB_ERR_OPEN_FAILED);
         const std::optional<gid_t> group = zafo::ServerGroup();
         if (group && fchown(file.Get(), static_cast<uid_t>(-1), *group) == 0 &&
             fchmod(file.Get(), 0640) != 0) {
-            unlink(path.c_str());
+            unlink(name.c_str());
             return Fail(QLIB_ERR_OPEN_FAILED);
         }
-        return zafo::CopyOut(path, szPath, cbPath);
+        return zafo::CopyOut(name, path, size);
     });
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/dn.h"
-#include "host/sdk/copy_out.h"
+#include "host/core/copy_out.h"
 #include "platform/ldap.h"
 
 namespace {
@@ -26,50 +26,52 @@ std::vector<std::string> DomainComponents(const char *dn) {
 
 }  // namespace
 
-int ZAFOLDAPDNDomainName(const char *szDN, char *szBuf, size_t cbBuf) {
-    if (szDN == nullptr || szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPDNDomainName(const char *dn, char *buffer, size_t size) {
+    if (dn == nullptr || buffer == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
         std::string domain;
-        for (const std::string &component : DomainComponents(szDN)) {
+        for (const std::string &component : DomainComponents(dn)) {
             domain.append(domain.empty() ? "" : ".").append(component);
         }
-        return domain.empty() ? Fail(QLIB_ERR_BAD_FORMAT) : CopyOut(domain, szBuf, cbBuf);
+        return domain.empty() ? Fail(QLIB_ERR_BAD_FORMAT) : CopyOut(domain, buffer, size);
     });
 }
 
-int ZAFOLDAPDNFirstDomainComponent(const char *szDN, char *szBuf, size_t cbBuf) {
-    if (szDN == nullptr || szBuf == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPDNFirstDomainComponent(const char *dn, char *buffer, size_t size) {
+    if (dn == nullptr || buffer == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        const std::vector<std::string> components = DomainComponents(szDN);
+        const std::vector<std::string> components = DomainComponents(dn);
         return components.empty() ? Fail(QLIB_ERR_BAD_FORMAT)
-                                  : CopyOut(components.front(), szBuf, cbBuf);
+                                  : CopyOut(components.front(), buffer, size);
     });
 }
 
-int ZAFOLDAPRDNExtract(const char *szDN, int nIndex, char *szRDN, size_t cbRDN) {
-    if (szDN == nullptr || szRDN == nullptr || nIndex < 1) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPRDNExtract(const char *dn, int index, char *rdn, size_t size) {
+    if (dn == nullptr || rdn == nullptr || index < 1) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return OutOfMemoryIs(-1, [=] {
-        const auto rdns = zafo::ParseDn(szDN);
-        const auto at = static_cast<size_t>(nIndex) - 1;
+        const auto rdns = zafo::ParseDn(dn);
+        const auto at = static_cast<size_t>(index) - 1;
         if (!rdns || at >= rdns->size()) return Fail(QLIB_ERR_BAD_FORMAT);
-        return CopyOut((*rdns)[at].written, szRDN, cbRDN);
+        return CopyOut((*rdns)[at].written, rdn, size);
     });
 }
 
-int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAttr, char *szValue,
-                           size_t cbValue) {
-    if (szRDN == nullptr || szAttr == nullptr || szValue == nullptr) {
+int ZAFOLDAPRDNPairExtract(const char *rdn, char *attribute, size_t attribute_size, char *value,
+                           size_t value_size) {
+    if (rdn == nullptr || attribute == nullptr || value == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [=] {
-        const auto rdns = zafo::ParseDn(szRDN);
+        const auto rdns = zafo::ParseDn(rdn);
         if (!rdns || rdns->empty()) return Fail(QLIB_ERR_BAD_FORMAT);
         // Further pairs of the RDN are part of the text after the first "=".
         const zafo::DnPair &pair = rdns->front().pairs.front();
         const std::string_view last = rdns->back().written;
-        const std::string_view value(pair.written.data(), last.data() + last.size());
+        const std::string_view rest(pair.written.data(), last.data() + last.size());
         // Both or none: a new result never stands beside an old one.
-        if (value.size() >= cbValue) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        return CopyOut(pair.attribute, szAttr, cbAttr) == 0 ? CopyOut(value, szValue, cbValue) : -1;
+        if (rest.size() >= value_size) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
+        return CopyOut(pair.attribute, attribute, attribute_size) == 0
+                   ? CopyOut(rest, value, value_size)
+                   : -1;
     });
 }

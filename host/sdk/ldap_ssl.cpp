@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <strings.h>
 
-#include "host/sdk/copy_out.h"
+#include "host/core/copy_out.h"
 #include "platform/ldap.h"
 
 namespace {
@@ -24,17 +24,17 @@ constexpr Word kWords[] = {
 
 }  // namespace
 
-int ZAFOLDAPSSLToType(const char *szSSL) {
+int ZAFOLDAPSSLToType(const char *text) {
     for (const Word &word : kWords) {
-        if (szSSL != nullptr && strcasecmp(szSSL, word.text) == 0) return word.type;
+        if (text != nullptr && strcasecmp(text, word.text) == 0) return word.type;
     }
     return ZAFOLDAP_SSL_OFF;
 }
 
-int ZAFOLDAPSSLToString(int nSSLType, char *szBuf, size_t cbBuf) {
-    if (szBuf == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOLDAPSSLToString(int type, char *buffer, size_t size) {
+    if (buffer == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
     for (const Word &word : kWords) {
-        if (word.type == nSSLType) return zafo::CopyOut(word.text, szBuf, cbBuf);
+        if (word.type == type) return zafo::CopyOut(word.text, buffer, size);
     }
     return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
 }

@@ -31,8 +31,8 @@ inline constexpr AccountKind<GroupEntry> kGroups{kGroupFile, ParseGroup, &GroupE
 
 // Appends the names of the ordinary accounts. Returns their number, or -1 with the error slot set.
 template <typename Entry>
-int AppendOrdinary(const AccountKind<Entry> &kind, QLIBSZLIST **ppList, int nType) {
-    if (ppList == nullptr || *ppList == nullptr || nType != ZAFO_ACCOUNT_LOCAL) {
+int AppendOrdinary(const AccountKind<Entry> &kind, QLIBSZLIST **list, int type) {
+    if (list == nullptr || *list == nullptr || type != ZAFO_ACCOUNT_LOCAL) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return OutOfMemoryIs(-1, [&] {
@@ -43,7 +43,7 @@ int AppendOrdinary(const AccountKind<Entry> &kind, QLIBSZLIST **ppList, int nTyp
         const auto failed = FindEntry<Entry>(text, kind.parse, [&](const Entry &account) {
             if (!ordinary.Hold(account.*kind.number)) return false;
             ++count;
-            return QLIBCSzListPush(ppList, std::string(account.name).c_str()) != 0;
+            return QLIBCSzListPush(list, std::string(account.name).c_str()) != 0;
         });
         return failed ? -1 : count;
     });

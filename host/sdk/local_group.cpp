@@ -22,26 +22,26 @@ using zafo::Fail;
 using zafo::GroupEntry;
 using zafo::OutOfMemoryIs;
 
-int MakeRecord(const GroupEntry &group, ZAFOGROUP **ppGroup) {
+int MakeRecord(const GroupEntry &group, ZAFOGROUP **record) {
     const std::vector<std::string> names(group.members.begin(), group.members.end());
     std::vector<const char *> members;
     for (const std::string &name : names)
         members.push_back(name.c_str());
     members.push_back(nullptr);
-    return ZAFOGroupAlloc(ppGroup, std::string(group.name).c_str(), group.gid, members.data());
+    return ZAFOGroupAlloc(record, std::string(group.name).c_str(), group.gid, members.data());
 }
 
 template <typename Wanted>
-int GetGroup(ZAFOGROUP **ppGroup, Wanted wanted) {
+int GetGroup(ZAFOGROUP **record, Wanted wanted) {
     return zafo::WithAccount(zafo::kGroups, wanted,
-                             [=](const GroupEntry &group) { return MakeRecord(group, ppGroup); });
+                             [=](const GroupEntry &group) { return MakeRecord(group, record); });
 }
 
 std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
     std::vector<std::string> members;
-    for (char **psz = group.pszMembers; psz != nullptr && *psz != nullptr; ++psz) {
-        if (std::find(members.begin(), members.end(), *psz) == members.end()) {
-            members.emplace_back(*psz);
+    for (char **member = group.pszMembers; member != nullptr && *member != nullptr; ++member) {
+        if (std::find(members.begin(), members.end(), *member) == members.end()) {
+            members.emplace_back(*member);
         }
     }
     return members;
@@ -58,14 +58,9 @@ const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &member
 // Adds the group to the shadow file, if the system has one: no password, no administrators.
 int PutIntoShadow(const std::string &name, const std::string &members) {
     std::string text;
-    switch (zafo::ReadWhole(zafo::kGroupShadowFile, &text)) {
-        case zafo::ReadResult::kAbsent:
-            return 0;
-        case zafo::ReadResult::kDone:
-            break;
-        default:
-            return QLIB_ERR_OPEN_FAILED;
-    }
+    const zafo::ReadResult read = zafo::ReadWhole(zafo::kGroupShadowFile, &text);
+    if (read == zafo::ReadResult::kAbsent) return 0;
+    if (read != zafo::ReadResult::kDone) return QLIB_ERR_OPEN_FAILED;
     zafo::PutLine(&text, name, name + ":!::" + members);
     return zafo::ReplaceAccountFile(zafo::kGroupShadowFile, text);
 }
@@ -88,9 +83,7 @@ int Create(const ZAFOGROUP &group) {
         return zafo::Refuse("group", group.szName, "name or number is taken",
                             QLIB_ERR_BAD_ARGUMENT);
     }
-    std::string members;
-    for (const std::string &name : names)
-        members.append(members.empty() ? "" : ",").append(name);
+    const std::string members = zafo::Joined({names.begin(), names.end()}, ',');
     const std::string name = group.szName;
     error = zafo::StoreAccountText(zafo::kDescriptionSection, name, "");
     if (error == 0) error = PutIntoShadow(name, members);
@@ -101,48 +94,45 @@ int Create(const ZAFOGROUP &group) {
 
 }  // namespace
 
-int ZAFOGroupEnum(QLIBSZLIST **ppList, int nType) {
-    return zafo::AppendOrdinary(zafo::kGroups, ppList, nType);
+int ZAFOGroupEnum(QLIBSZLIST **list, int type) {
+    return zafo::AppendOrdinary(zafo::kGroups, list, type);
 }
 
-int ZAFOGroupGetLocal(const char *szName, ZAFOGROUP **ppGroup) {
-    if (szName == nullptr || ppGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return GetGroup(ppGroup, [=](const GroupEntry &group) { return group.name == szName; });
+int ZAFOGroupGetLocal(const char *name, ZAFOGROUP **record) {
+    if (name == nullptr || record == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetGroup(record, [=](const GroupEntry &group) { return group.name == name; });
 }
 
-int ZAFOGroupGet(const char *szName, ZAFOGROUP **ppGroup) {
-    return ZAFOGroupGetLocal(szName, ppGroup);
+int ZAFOGroupGet(const char *name, ZAFOGROUP **record) {
+    return ZAFOGroupGetLocal(name, record);
 }
 
-int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **ppGroup) {
-    if (ppGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return GetGroup(ppGroup, [=](const GroupEntry &group) { return group.gid == gid; });
+int ZAFOGroupGetLocalByGID(uint32_t gid, ZAFOGROUP **record) {
+    if (record == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetGroup(record, [=](const GroupEntry &group) { return group.gid == gid; });
 }
 
-int ZAFOGroupSet(int nFlags, const ZAFOGROUP *pGroup) {
-    if (nFlags != 0 || pGroup == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return OutOfMemoryIs(-1, [=] {
-        const int error = Create(*pGroup);
-        return error == 0 ? 0 : Fail(error);
-    });
+int ZAFOGroupSet(int flags, const ZAFOGROUP *group) {
+    if (flags != 0 || group == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return OutOfMemoryIs(-1, [=] { return zafo::ResultOf(Create(*group)); });
 }
 
-int ZAFOGroupDescGet(const char *szName, char **pszDesc, size_t *pcbDesc) {
-    if (szName == nullptr || pszDesc == nullptr || pcbDesc == nullptr) {
+int ZAFOGroupDescGet(const char *name, char **description, size_t *size) {
+    if (name == nullptr || description == nullptr || size == nullptr) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
-    const auto named = [=](const GroupEntry &group) { return group.name == szName; };
+    const auto named = [=](const GroupEntry &group) { return group.name == name; };
     return zafo::WithAccount(zafo::kGroups, named, [=](const GroupEntry & /*group*/) {
         std::string text;
-        const int error = zafo::ReadAccountText(zafo::kDescriptionSection, szName, &text);
+        const int error = zafo::ReadAccountText(zafo::kDescriptionSection, name, &text);
         if (error != 0) return Fail(error);
-        if (*pszDesc == nullptr || *pcbDesc <= text.size()) {
-            auto *grown = static_cast<char *>(realloc(*pszDesc, text.size() + 1));
+        if (*description == nullptr || *size <= text.size()) {
+            auto *grown = static_cast<char *>(realloc(*description, text.size() + 1));
             if (grown == nullptr) return Fail(QLIB_ERR_OUT_OF_MEMORY);
-            *pszDesc = grown;
-            *pcbDesc = text.size() + 1;
+            *description = grown;
+            *size = text.size() + 1;
         }
-        std::memcpy(*pszDesc, text.c_str(), text.size() + 1);
+        std::memcpy(*description, text.c_str(), text.size() + 1);
         return 0;
     });
 }

@@ -32,14 +32,7 @@ int ReadSecrets(const PasswdEntry &user, Secrets *secrets) {
         return 0;
     }
     std::string text;
-    switch (zafo::ReadWhole(zafo::kShadowFile, &text)) {
-        case zafo::ReadResult::kAbsent:
-            return 0;
-        case zafo::ReadResult::kDone:
-            break;
-        default:
-            return QLIB_ERR_OPEN_FAILED;
-    }
+    if (!zafo::ReadIfPresent(zafo::kShadowFile, &text)) return QLIB_ERR_OPEN_FAILED;
     const auto line = zafo::LineOf(text, user.name);
     if (!line) return 0;
     const zafo::ShadowEntry shadow = zafo::ParseShadow(*line);
@@ -49,7 +42,7 @@ int ReadSecrets(const PasswdEntry &user, Secrets *secrets) {
     return 0;
 }
 
-int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
+int MakeRecord(const PasswdEntry &user, ZAFOUSER **record) {
     const std::string name(user.name);
     Secrets secrets;
     std::string mail;
@@ -58,7 +51,7 @@ int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
     if (error == 0) error = zafo::ReadAccountText(zafo::kMailSection, name, &mail);
     if (error == 0) error = zafo::ReadAccountText(zafo::kFullNameSection, name, &full_name);
     if (error != 0) return Fail(error);
-    return ZAFOUserAlloc(ppUser, name.c_str(), secrets.hash.c_str(), user.uid, user.gid,
+    return ZAFOUserAlloc(record, name.c_str(), secrets.hash.c_str(), user.uid, user.gid,
                          zafo::FullNameFrom(user.gecos, full_name).c_str(),
                          std::string(user.home).c_str(), std::string(user.shell).c_str(),
                          secrets.expires, secrets.too_young ? 1 : 0,
@@ -67,27 +60,27 @@ int MakeRecord(const PasswdEntry &user, ZAFOUSER **ppUser) {
 
 // Gets the first user for which `wanted` returns true.
 template <typename Wanted>
-int GetUser(ZAFOUSER **ppUser, Wanted wanted) {
+int GetUser(ZAFOUSER **record, Wanted wanted) {
     return zafo::WithAccount(zafo::kUsers, wanted,
-                             [=](const PasswdEntry &user) { return MakeRecord(user, ppUser); });
+                             [=](const PasswdEntry &user) { return MakeRecord(user, record); });
 }
 
 }  // namespace
 
-int ZAFOUserEnum(QLIBSZLIST **ppList, int nType) {
-    return zafo::AppendOrdinary(zafo::kUsers, ppList, nType);
+int ZAFOUserEnum(QLIBSZLIST **list, int type) {
+    return zafo::AppendOrdinary(zafo::kUsers, list, type);
 }
 
-int ZAFOUserGetLocal(const char *szName, ZAFOUSER **ppUser) {
-    if (szName == nullptr || ppUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return GetUser(ppUser, [=](const PasswdEntry &user) { return user.name == szName; });
+int ZAFOUserGetLocal(const char *name, ZAFOUSER **record) {
+    if (name == nullptr || record == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetUser(record, [=](const PasswdEntry &user) { return user.name == name; });
 }
 
-int ZAFOUserGet(const char *szName, ZAFOUSER **ppUser) {
-    return ZAFOUserGetLocal(szName, ppUser);
+int ZAFOUserGet(const char *name, ZAFOUSER **record) {
+    return ZAFOUserGetLocal(name, record);
 }
 
-int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser) {
-    if (ppUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
-    return GetUser(ppUser, [=](const PasswdEntry &user) { return user.uid == uid; });
+int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **record) {
+    if (record == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+    return GetUser(record, [=](const PasswdEntry &user) { return user.uid == uid; });
 }

@@ -4,8 +4,6 @@
 // two files leaves a line that nothing reads and that the next attempt replaces, never an account
 // without its password. useradd(8) and chpasswd(8) cannot offer that: a half-made account exists,
 // and another attempt finds its name taken.
-#include <initializer_list>
-
 #include "host/accounts/account_conf.h"
 #include "host/accounts/account_lock.h"
 #include "host/accounts/account_name.h"
@@ -21,6 +19,7 @@
 namespace {
 
 using zafo::Fail;
+using zafo::TextOf;
 
 // Distributions use it as a primary group of users, although its number is below the ordinary ones.
 constexpr std::string_view kUsersGroup = "users";
@@ -28,12 +27,8 @@ constexpr std::string_view kUsersGroup = "users";
 // Longer than the life of any password.
 constexpr const char *kNeverChanged = "100000";
 
-std::string_view TextOf(const char *sz) {
-    return sz == nullptr ? std::string_view() : sz;
-}
-
-bool IsPathOrNone(const char *szPath) {
-    return TextOf(szPath).empty() || zafo::IsPathField(szPath);
+bool IsPathOrNone(const char *path) {
+    return TextOf(path).empty() || zafo::IsPathField(path);
 }
 
 // Which part of the record the files cannot hold; nullptr if none.
@@ -44,29 +39,23 @@ const char *Unfit(const ZAFOUSER &user) {
     return IsPathOrNone(user.pw_shell) ? nullptr : "the login shell";
 }
 
-std::string Joined(std::initializer_list<std::string> fields) {
-    std::string line;
-    for (const std::string &field : fields)
-        line.append(line.empty() ? "" : ":").append(field);
-    return line;
-}
-
 std::string PasswdLine(const ZAFOUSER &user, const zafo::NewUserDefaults &defaults) {
     const std::string home(TextOf(user.pw_dir));
     const std::string shell(TextOf(user.pw_shell));
-    return Joined({user.szName, "x", std::to_string(user.pw_uid), std::to_string(user.pw_gid),
-                   zafo::GecosOf(TextOf(user.szFullname)),
-                   home.empty() ? defaults.home + '/' + user.szName : home,
-                   shell.empty() ? defaults.shell : shell});
+    return zafo::Joined({user.szName, "x", std::to_string(user.pw_uid), std::to_string(user.pw_gid),
+                         zafo::GecosOf(TextOf(user.szFullname)),
+                         home.empty() ? defaults.home + '/' + user.szName : home,
+                         shell.empty() ? defaults.shell : shell},
+                        ':');
 }
 
 std::string ShadowLine(const ZAFOUSER &user, const zafo::NewUserDefaults &defaults) {
     const std::string_view hash = zafo::CryptHashIn(TextOf(user.szPasswd));
-    return Joined({user.szName, std::string(hash.empty() ? zafo::kLockedPassword : hash),
-                   std::to_string(zafo::Today()),
-                   user.blDisallowChangePasswd != 0 ? kNeverChanged : "0", defaults.most_days,
-                   defaults.warn_days, "", user.nExpire > 0 ? std::to_string(user.nExpire) : "",
-                   ""});
+    return zafo::Joined(
+        {user.szName, hash.empty() ? zafo::kLockedPassword : hash, std::to_string(zafo::Today()),
+         user.blDisallowChangePasswd != 0 ? kNeverChanged : "0", defaults.most_days,
+         defaults.warn_days, "", user.nExpire > 0 ? std::to_string(user.nExpire) : "", ""},
+        ':');
 }
 
 bool IsPrimaryGroup(const zafo::GroupEntry &group, uint32_t gid) {
@@ -131,14 +120,14 @@ int Create(const ZAFOUSER &user) {
 
 }  // namespace
 
-int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult) {
-    if (nFlags != 0 || pUser == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOUserSetOne(int flags, const ZAFOUSER *user, QLIBCMRESULT *result) {
+    if (flags != 0 || user == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
-        const int error = Create(*pUser);
-        if (pResult != nullptr) {
-            ++(error == 0 ? pResult->nDone : pResult->nFailed);
-            if (error != 0) pResult->nError = error;
+        const int error = Create(*user);
+        if (result != nullptr) {
+            ++(error == 0 ? result->nDone : result->nFailed);
+            if (error != 0) result->nError = error;
         }
-        return error == 0 ? 0 : Fail(error);
+        return zafo::ResultOf(error);
     });
 }

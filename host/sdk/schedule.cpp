@@ -37,13 +37,6 @@ bool IsSchedule(const ZAFOSCHEDULE &schedule) {
            (length > 0 || schedule.rgField[0] == ZAFO_SCHEDULE_NEVER);
 }
 
-// Reads the table's text, "" if there is none. Returns 0 or the platform error code.
-int Read(const std::string &path, std::string *text) {
-    const zafo::ReadResult result = zafo::ReadWhole(path, text);
-    const bool isDone = result == zafo::ReadResult::kDone || result == zafo::ReadResult::kAbsent;
-    return isDone ? 0 : QLIB_ERR_OPEN_FAILED;
-}
-
 std::time_t LastChange(const char *path) {
     struct stat status {};
     return stat(path, &status) == 0 ? status.st_mtime : 0;
@@ -66,7 +59,7 @@ int Update(Change change) {
     if (update.Error() != 0) return Fail(QLIB_ERR_OPEN_FAILED);
     const std::time_t before = std::max(LastChange(kFolder), LastChange(zafo::kScheduleTable));
     std::string text;
-    if (const int error = Read(update.Path(), &text); error != 0) return Fail(error);
+    if (!zafo::ReadIfPresent(update.Path(), &text)) return Fail(QLIB_ERR_OPEN_FAILED);
     update.TakeOver(kTableMode);
     if (update.Replace(change(text), kTableMode) != 0) return Fail(QLIB_ERR_WRITE_FAILED);
     MakeNoticeable(before);
@@ -75,25 +68,24 @@ int Update(Change change) {
 
 }  // namespace
 
-int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags) {
-    if (pSchedule == nullptr || nFlags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOScheduleSet(const ZAFOSCHEDULE *schedule, int flags) {
+    if (schedule == nullptr || flags != 0) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
-        if (!IsSchedule(*pSchedule)) return Fail(QLIB_ERR_BAD_ARGUMENT);
-        return Update(
-            [=](const std::string &text) { return zafo::WithSchedule(text, *pSchedule); });
+        if (!IsSchedule(*schedule)) return Fail(QLIB_ERR_BAD_ARGUMENT);
+        return Update([=](const std::string &text) { return zafo::WithSchedule(text, *schedule); });
     });
 }
 
-int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
-    if (szCommand == nullptr || pSchedule == nullptr ||
-        strlen(szCommand) >= sizeof pSchedule->szCommand) {
+int ZAFOScheduleGet(const char *command, ZAFOSCHEDULE *schedule) {
+    if (command == nullptr || schedule == nullptr ||
+        strlen(command) >= sizeof schedule->szCommand) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
-        ZAFOSCHEDULE schedule{};
-        switch (zafo::FindSchedule(text, szCommand, schedule.rgField)) {
+        if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
+        ZAFOSCHEDULE found{};
+        switch (zafo::FindSchedule(text, command, found.rgField)) {
             case zafo::Found::kNo:
                 return Fail(QLIB_ERR_SECTION_NOT_FOUND);
             case zafo::Found::kOtherwise:
@@ -101,19 +93,19 @@ int ZAFOScheduleGet(const char *szCommand, ZAFOSCHEDULE *pSchedule) {
             case zafo::Found::kYes:
                 break;
         }
-        memcpy(schedule.szCommand, szCommand, strlen(szCommand) + 1);
-        *pSchedule = schedule;
+        memcpy(found.szCommand, command, strlen(command) + 1);
+        *schedule = found;
         return 0;
     });
 }
 
-int ZAFOScheduleRemove(const char *szCommand) {
-    if (szCommand == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOScheduleRemove(const char *command) {
+    if (command == nullptr) return Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        if (const int error = Read(zafo::kScheduleTable, &text); error != 0) return Fail(error);
+        if (!zafo::ReadIfPresent(zafo::kScheduleTable, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
         int numbers[6];
-        if (zafo::FindSchedule(text, szCommand, numbers) == zafo::Found::kNo) return 0;
-        return Update([=](const std::string &now) { return zafo::WithoutCommand(now, szCommand); });
+        if (zafo::FindSchedule(text, command, numbers) == zafo::Found::kNo) return 0;
+        return Update([=](const std::string &now) { return zafo::WithoutCommand(now, command); });
     });
 }

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/share.h"
 
-#include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/ascii.h"
 #include "base/blanks.h"
+#include "base/lines.h"
 #include "base/whole_file.h"
-#include "host/core/fail.h"
+#include "host/core/copy_out.h"
 
 namespace {
 
@@ -36,12 +35,10 @@ bool IsComment(std::string_view line) {
 }
 
 // Takes the first line off `*text`, with its continuation lines. A comment is never continued.
-std::string TakeLine(std::string_view *text) {
+std::string TakeJoinedLine(std::string_view *text) {
     std::string line;
     while (!text->empty()) {
-        const size_t end = std::min(text->find('\n'), text->size());
-        line += text->substr(0, end);
-        text->remove_prefix(std::min(end + 1, text->size()));
+        line += zafo::TakeLine(text);
         if (line.ends_with('\r')) line.pop_back();
         if (!line.ends_with('\\') || IsComment(line)) return line;
         line.pop_back();
@@ -61,7 +58,7 @@ std::optional<std::string> PathOf(std::string_view share, std::string_view text)
     std::optional<std::string> path;
     bool inside = false;
     while (!text.empty()) {
-        const std::string line = TakeLine(&text);
+        const std::string line = TakeJoinedLine(&text);
         const std::string_view words = zafo::Trim(line);
         if (IsComment(words)) continue;
         if (words.starts_with('[')) {
@@ -79,21 +76,17 @@ std::optional<std::string> PathOf(std::string_view share, std::string_view text)
 
 }  // namespace
 
-int ZAFOSharePathGet(const char *szShare, char *szPath, size_t cbPath) {
-    if (szShare == nullptr || *szShare == '\0' || szPath == nullptr || cbPath == 0) {
+int ZAFOSharePathGet(const char *name, char *buffer, size_t size) {
+    if (name == nullptr || *name == '\0' || buffer == nullptr || size == 0) {
         return Fail(QLIB_ERR_BAD_ARGUMENT);
     }
     return zafo::OutOfMemoryIs(-1, [=] {
         std::string text;
-        const zafo::ReadResult result = zafo::ReadWhole(kSettings, &text);
-        if (result == zafo::ReadResult::kAbsent) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        if (result != zafo::ReadResult::kDone) return Fail(QLIB_ERR_OPEN_FAILED);
-        const std::string share = SectionName(szShare);
+        if (!zafo::ReadIfPresent(kSettings, &text)) return Fail(QLIB_ERR_OPEN_FAILED);
+        const std::string share = SectionName(name);
         const std::optional<std::string> path =
             IsSpecial(share) ? std::nullopt : PathOf(share, text);
         if (!path) return Fail(QLIB_ERR_SECTION_NOT_FOUND);
-        if (path->size() >= cbPath) return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
-        memcpy(szPath, path->c_str(), path->size() + 1);
-        return 0;
+        return zafo::CopyOut(*path, buffer, size);
     });
 }

@@ -5,9 +5,9 @@
 #include <array>
 #include <map>
 #include <utility>
-#include <vector>
 
 #include "base/dn.h"
+#include "base/lines.h"
 
 namespace zafo {
 
@@ -53,16 +53,6 @@ std::string FillIn(std::string_view text, const Values &values) {
     return filled;
 }
 
-std::vector<std::string_view> Lines(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(end);
-    }
-    return lines;
-}
-
 }  // namespace
 
 std::string FillIn(std::string_view text, const Directives &server) {
@@ -74,13 +64,15 @@ std::string FillInAgain(std::string_view text, std::string_view pattern, const D
     const Values old_values = ValuesOf(before);
     const Values new_values = ValuesOf(after);
     std::map<std::string, std::string, std::less<>> changed;
-    for (const std::string_view line : Lines(pattern)) {
+    while (!pattern.empty()) {
+        const std::string_view line = TakeWholeLine(&pattern);
         std::string old_line = FillIn(line, old_values);
         if (old_line != line)
             changed.insert_or_assign(std::move(old_line), FillIn(line, new_values));
     }
     std::string result;
-    for (const std::string_view line : Lines(text)) {
+    while (!text.empty()) {
+        const std::string_view line = TakeWholeLine(&text);
         const auto found = changed.find(line);
         result += found == changed.end() ? line : std::string_view(found->second);
     }

@@ -11,41 +11,41 @@
 namespace {
 
 struct FreeUser {
-    void operator()(ZAFOUSER *pUser) const { ZAFOUserFree(pUser); }
+    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
 };
 
 }  // namespace
 
-int ZAFOUserAlloc(ZAFOUSER **ppUser, const char *szName, const char *szPasswd, uint32_t pw_uid,
-                  uint32_t pw_gid, const char *szFullname, const char *pw_dir, const char *pw_shell,
-                  long nExpire, int blDisallowChangePasswd, const char *szMail) {
-    if (ppUser == nullptr || szName == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
+int ZAFOUserAlloc(ZAFOUSER **user, const char *name, const char *password, uint32_t pw_uid,
+                  uint32_t pw_gid, const char *full_name, const char *pw_dir, const char *pw_shell,
+                  long expire, int disallow_change_password, const char *mail) {
+    if (user == nullptr || name == nullptr) return zafo::Fail(QLIB_ERR_BAD_ARGUMENT);
     return zafo::OutOfMemoryIs(-1, [&] {
-        std::unique_ptr<ZAFOUSER, FreeUser> user(
+        std::unique_ptr<ZAFOUSER, FreeUser> made(
             static_cast<ZAFOUSER *>(calloc(1, sizeof(ZAFOUSER))));
-        if (user == nullptr) throw std::bad_alloc();
-        user->szName = zafo::CopyOf(szName);
-        user->szPasswd = zafo::CopyOf(szPasswd);
-        user->pw_uid = pw_uid;
-        user->pw_gid = pw_gid;
-        user->szFullname = zafo::CopyOf(szFullname);
-        user->pw_dir = zafo::CopyOf(pw_dir);
-        user->pw_shell = zafo::CopyOf(pw_shell);
-        user->nExpire = nExpire;
-        user->blDisallowChangePasswd = blDisallowChangePasswd;
-        user->szMail = zafo::CopyOf(szMail);
-        user->nType = ZAFO_ACCOUNT_LOCAL;
-        ZAFOUserFree(*ppUser);  // only now: the texts may have been its own
-        *ppUser = user.release();
+        if (made == nullptr) throw std::bad_alloc();
+        made->szName = zafo::CopyOf(name);
+        made->szPasswd = zafo::CopyOf(password);
+        made->pw_uid = pw_uid;
+        made->pw_gid = pw_gid;
+        made->szFullname = zafo::CopyOf(full_name);
+        made->pw_dir = zafo::CopyOf(pw_dir);
+        made->pw_shell = zafo::CopyOf(pw_shell);
+        made->nExpire = expire;
+        made->blDisallowChangePasswd = disallow_change_password;
+        made->szMail = zafo::CopyOf(mail);
+        made->nType = ZAFO_ACCOUNT_LOCAL;
+        ZAFOUserFree(*user);  // only now: the texts may have been its own
+        *user = made.release();
         return 0;
     });
 }
 
-void ZAFOUserFree(ZAFOUSER *pUser) {
-    if (pUser == nullptr) return;
-    for (char *sz : {pUser->szName, pUser->szPasswd, pUser->szFullname, pUser->pw_dir,
-                     pUser->pw_shell, pUser->szMail}) {
-        free(sz);
+void ZAFOUserFree(ZAFOUSER *user) {
+    if (user == nullptr) return;
+    for (char *text : {user->szName, user->szPasswd, user->szFullname, user->pw_dir, user->pw_shell,
+                       user->szMail}) {
+        free(text);
     }
-    free(pUser);
+    free(user);
 }

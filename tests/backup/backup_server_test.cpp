@@ -9,6 +9,7 @@
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/integration/own_server.h"
+#include "tests/rig/ldif_reader.h"
 #include "tests/rig/running_tool.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"

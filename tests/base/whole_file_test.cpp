@@ -40,6 +40,16 @@ TEST_F(WholeFile, ThatIsMissingIsToldFromOneThatCannotBeRead) {
     EXPECT_EQ(Result("file/none"), ReadResult::kNotReadable);
 }
 
+TEST_F(WholeFile, ThatMayBeMissingIsThenEmpty) {
+    std::string text = "of before";
+    EXPECT_TRUE(ReadIfPresent(Path("none"), &text));
+    EXPECT_EQ(text, "");
+    Write("file", "text");
+    EXPECT_TRUE(ReadIfPresent(Path("file"), &text));
+    EXPECT_EQ(text, "text");
+    EXPECT_FALSE(ReadIfPresent(Path("file/none"), &text));
+}
+
 TEST_F(WholeFile, IsARegularFileAndNothingThatBlocks) {
     ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(Result("fifo"), ReadResult::kReadFailed);

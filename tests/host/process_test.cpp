@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,9 +16,11 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
+#include "tests/host/system_calls.h"
 
 namespace {
 
+using zafo::test::FailSystemCall;
 using zafo::test::Folder;
 using zafo::test::InFork;
 using zafo::test::OpenDescriptors;
@@ -332,6 +335,21 @@ TEST(Exec, FolderThatCannotBeReadIsNotTakenForAnEmptyOne) {
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(result, -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_OPEN_FAILED);
+}
+
+TEST(Exec, FolderWhoseReadingFailsIsNotTakenForAnEmptyOne) {
+    if (InFork([] { return FailSystemCall(SYS_getdents64, EIO) ? 0 : 1; }) != 0)
+        GTEST_SKIP() << "the kernel has no filter for system calls";
+    const Folder folder;
+    WriteFile(folder / "file", "");
+    const std::string all = folder / "*";
+    EXPECT_EQ(InFork([&] {
+                  FailSystemCall(SYS_getdents64, EIO);
+                  if (QLIBCExec("/bin/true", all.c_str(), nullptr, nullptr, nullptr) != -1)
+                      return 1;
+                  return QLIBCErrGet() == QLIB_ERR_OPEN_FAILED ? 0 : 2;
+              }),
+              0);
 }
 
 TEST(Execl, GivesTheWaitStatus) {

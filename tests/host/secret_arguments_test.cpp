@@ -3,18 +3,13 @@
 // What becomes of the secrets in a directory tool's argument vector: the vector that the platform is given,
 // the one that the tool has, and the files in between.
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstddef>
 #include <functional>
 #include <thread>
 
@@ -24,11 +19,13 @@
 #include "platform/error.h"
 #include "platform/process.h"
 #include "tests/host/owners.h"
+#include "tests/host/system_calls.h"
 #include "tests/rig/fake_tool.h"
 
 namespace zafo::secret_arguments_test {
 
 using rig::FakeCall;
+using test::FailSystemCall;
 using test::InFork;
 using testing::ElementsAre;
 using testing::Key;
@@ -286,20 +283,8 @@ TEST_F(SecretArgument, NeverStandsWhereAStandardStreamIsMissing) {
     }
 }
 
-// Makes memfd_create fail with an error from here on.
-bool ForbidMemoryFiles(int error) {
-    std::array<sock_filter, 4> program{
-        {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_memfd_create, 0, 1),
-         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
-         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
-    const sock_fprog filter{program.size(), program.data()};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
 TEST_F(SecretArgument, ThatCannotBeHiddenStartsNothing) {
-    if (InFork([] { return ForbidMemoryFiles(ENOSYS) ? 0 : 1; }) != 0)
+    if (InFork([] { return FailSystemCall(SYS_memfd_create, ENOSYS) ? 0 : 1; }) != 0)
         GTEST_SKIP() << "the kernel has no filter for system calls";
     struct Failure {
         int error, code;
@@ -309,7 +294,7 @@ TEST_F(SecretArgument, ThatCannotBeHiddenStartsNothing) {
                                    {EPERM, QLIB_ERR_OPEN_FAILED},
                                    {ENOMEM, QLIB_ERR_OUT_OF_MEMORY}}) {
         EXPECT_EQ(InFork([failure] {
-                      if (!ForbidMemoryFiles(failure.error)) return 1;
+                      if (!FailSystemCall(SYS_memfd_create, failure.error)) return 1;
                       if (Spawn({kSearch, "-w", "secret"}) != -1) return 2;
                       if (QLIBCErrGet() != failure.code) return 3;
                       if (QLIBCStartError(nullptr, 0) != failure.error) return 4;

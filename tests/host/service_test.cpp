@@ -368,6 +368,18 @@ TEST_F(Service, NamesAndFlagsAreChecked) {
     EXPECT_EQ(error(QLIBServiceStop("demo", 1)), 0x0D00);
 }
 
+TEST_F(Service, WhoseStartProgramsResultIsLostHasNotStarted) {
+    WriteProgram("/tmp/demo/start", std::string(kGoodStart) + "exit 3\n");
+    EXPECT_EQ(zafo::test::InFork([] {
+                  signal(SIGCHLD, SIG_IGN);
+                  if (QLIBServiceStart("demo", 0) != -1) return 1;
+                  return QLIBCErrGet() == 0xD100 ? 0 : 2;
+              }),
+              0);
+    started_ = PidInFile();
+    EXPECT_FALSE(fs::exists(kRecord));
+}
+
 TEST_F(Service, StartedByManyAtOnceIsStartedOnce) {
     EXPECT_TRUE(zafo::test::InProcesses(8, [](int) { return QLIBServiceStart("demo", 0); }));
     started_ = PidInFile();
@@ -444,6 +456,15 @@ TEST_F(SystemdUnit, ThatIsNotEnabledDoesNotStart) {
     EXPECT_EQ(QLIBServiceStart("demo", 0), -1);
     EXPECT_EQ(QLIBCErrGet(), 0xD100);
     EXPECT_THAT(Verbs(), ElementsAre("show", "is-enabled"));
+}
+
+TEST_F(SystemdUnit, IsNotTakenForEnabledWhenSystemctlsResultIsLost) {
+    fs::remove("/tmp/demo/enabled");
+    EXPECT_EQ(zafo::test::InFork([] {
+                  signal(SIGCHLD, SIG_IGN);
+                  return QLIBServiceIsEnabled("demo");
+              }),
+              0);
 }
 
 TEST_F(SystemdUnit, ReportsWhatSystemdRefuses) {

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "platform/service.h"
+#include "tests/rig/ldif_reader.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/entry_scan.h"

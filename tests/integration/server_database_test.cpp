@@ -5,6 +5,7 @@
 
 #include "platform/service.h"
 #include "tests/integration/server_fixture.h"
+#include "tests/rig/ldif_reader.h"
 
 namespace zafo::test {
 namespace {

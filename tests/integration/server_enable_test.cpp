@@ -10,6 +10,7 @@
 #include <regex>
 
 #include "tests/integration/server_fixture.h"
+#include "tests/rig/ldif_reader.h"
 
 namespace zafo::test {
 namespace {

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "platform/service.h"
+#include "tests/rig/ldif_reader.h"
 
 namespace zafo::test {
 

@@ -3,6 +3,7 @@
 // Suffixes and administrators with awkward names: each passes through the configuration, the access
 // rules, the offline tools and the clients.
 #include "tests/integration/server_fixture.h"
+#include "tests/rig/ldif_reader.h"
 
 namespace zafo::test {
 namespace {

@@ -16,6 +16,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/rig/ldif_reader.h"
+
 extern char **environ;
 
 namespace zafo::rig {

@@ -2,8 +2,8 @@
 //
 // Writes the example directory as LDIF to standard output.
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -16,14 +16,9 @@ int Usage() {
     return 2;
 }
 
-bool ParseCount(const char *text, unsigned *count) {
-    char *end = nullptr;
-    errno = 0;
-    const unsigned long value = std::strtoul(text, &end, 10);
-    if (errno != 0 || *text < '0' || *text > '9' || *end != '\0' || value > 10'000'000)
-        return false;
-    *count = static_cast<unsigned>(value);
-    return true;
+bool ParseCount(std::string_view text, unsigned *count) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *count);
+    return error == std::errc() && end == text.data() + text.size() && *count <= 10'000'000;
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// LDIF (RFC 2849) for tests: written for the example directory, and read by a
-// reader of its own, so that what the library reads can be compared with it.
+// LDIF (RFC 2849) as written for the example directory.
 #pragma once
 
 #include <iosfwd>
@@ -33,10 +32,6 @@ std::ostream &operator<<(std::ostream &out, const LdifEntry &entry);
 // The entry as a record with the blank line that ends it: lines folded at 76
 // characters, base64 where plain text would not survive.
 std::string LdifRecord(const LdifEntry &entry);
-
-// The entries of whole LDIF content, version line and comments left out; throws
-// std::runtime_error for anything else than "name: value" and "name:: base64".
-std::vector<LdifEntry> ParseLdif(std::string_view text);
 
 std::string Base64(std::string_view bytes);
 
