@@ -133,16 +133,15 @@ std::string Connection::SslName() const {
 }
 
 Json Connection::AsJson() const {
-    const auto text = [](const std::string &value) { return value.empty() ? Json() : Json(value); };
     Json addresses = Json::array();
     for (const ServerAddress &server : servers)
         addresses.push_back(server.Text());
     return {{"name", name},
             {"servers", addresses},
-            {"base", text(base)},
-            {"bind_dn", text(bind_dn)},
+            {"base", TextOrNull(base)},
+            {"bind_dn", TextOrNull(bind_dn)},
             {"ssl", SslName()},
-            {"login_suffix", text(login_suffix)},
+            {"login_suffix", TextOrNull(login_suffix)},
             {"password_stored", password_stored}};
 }
 

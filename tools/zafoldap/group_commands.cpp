@@ -125,8 +125,7 @@ int ShowGroup(Session &session) {
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);
-    const std::string sid(FirstValue(*entry, "sambaSID"));
-    record["sid"] = sid.empty() ? Json() : Json(sid);
+    record["sid"] = TextOrNull(FirstValue(*entry, "sambaSID"));
     record["primary_users"] = PrimaryUsers(directory, dn);
     PrintRecord(session.streams, session.document, kGroupShowFields, record);
     return 0;

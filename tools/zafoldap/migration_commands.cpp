@@ -64,7 +64,7 @@ Json RowOf(const Decision &decision, bool dry_run) {
     return {{"name", account.name},
             {"number", account.number ? Json(*account.number) : Json()},
             {"result", WordFor(decision.result, dry_run)},
-            {"reason", decision.reason.empty() ? Json() : Json(decision.reason)}};
+            {"reason", TextOrNull(decision.reason)}};
 }
 
 // Accounts that need attention come last, where a terminal still shows them.

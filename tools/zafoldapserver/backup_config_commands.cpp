@@ -22,10 +22,6 @@ const Fields kFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
                         {"dir", "FOLDER"},        {"destination", "DESTINATION"},
                         {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
 
-Json TextOrNull(const std::string &text) {
-    return text.empty() ? Json() : Json(text);
-}
-
 std::string_view Name(Registration registration) {
     constexpr std::string_view kNames[] = {"as set", "lacks the schedule",
                                            "has a schedule that is off", "has another schedule",

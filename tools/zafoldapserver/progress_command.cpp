@@ -29,7 +29,7 @@ backup::Operation OperationOf(const JobProgress &progress) {
 Json RecordOf(const JobProgress &progress) {
     const bool failed = progress.State() == JobState::kFailed;
     return {{"operation", progress.operation},
-            {"task", progress.task.empty() ? Json() : Json(progress.task)},
+            {"task", TextOrNull(progress.task)},
             {"state", Name(progress.State())},
             {"stage", progress.stage},
             {"total", progress.total},

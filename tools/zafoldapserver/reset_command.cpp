@@ -69,7 +69,7 @@ int ResetServer(Session &session) {
     const std::optional<DatabaseCensus> census = TakeCensus();
     const std::string lost = InWords(server, census);
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
-    Json result = {{"suffix", server.suffix.empty() ? Json() : Json(server.suffix)},
+    Json result = {{"suffix", TextOrNull(server.suffix)},
                    {"users", count(&DatabaseCensus::users)},
                    {"groups", count(&DatabaseCensus::groups)}};
     const bool json = session.Options().form == Form::kJson;

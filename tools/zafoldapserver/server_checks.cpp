@@ -27,28 +27,6 @@ std::string OnOneLine(std::string words) {
 
 }  // namespace
 
-CheckStep Good(std::string cause) {
-    return {.step = {}, .detail = std::move(cause)};
-}
-
-CheckStep Warned(std::string cause, std::string fix) {
-    return {.step = {},
-            .result = StepResult::kWarning,
-            .detail = std::move(cause),
-            .hint = std::move(fix)};
-}
-
-CheckStep Wrong(std::string cause, std::string fix) {
-    return {.step = {},
-            .result = StepResult::kFailed,
-            .detail = std::move(cause),
-            .hint = std::move(fix)};
-}
-
-CheckStep Skipped(std::string cause) {
-    return {.step = {}, .result = StepResult::kSkipped, .detail = std::move(cause)};
-}
-
 CheckStep CheckConfigurationFile(CheckedServer &checked) {
     const auto words = FaultOfConfiguration(checked.session.streams, kSlapdConf);
     if (!words) return Good(fmt::format("slapd accepts {}", kSlapdConf));

@@ -33,10 +33,6 @@ const Fields kStatusFields = {{"state", "STATE"},
                               {"starts_again", "STARTS AGAIN"},
                               {"crashes", "CRASHES"}};
 
-Json TextOrNull(const std::string &text) {
-    return text.empty() ? Json() : Json(text);
-}
-
 // Sizes are numbers for programs and text for people.
 Json SizeFor(const Session &session, std::optional<unsigned long long> size) {
     if (!size) return {};

@@ -86,7 +86,7 @@ int ShowUser(Session &session) {
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     Json record = RecordOf(UserFields(), *entry);
-    const std::string sid(FirstValue(*entry, "sambaSID"));
+    record["sid"] = TextOrNull(FirstValue(*entry, "sambaSID"));
     const std::string gid(FirstValue(*entry, "gidNumber"));
     record["primary_group"] = nullptr;
     record["groups"] = Json::array();
@@ -95,7 +95,6 @@ int ShowUser(Session &session) {
         if (row["listed"] == true) record["groups"].push_back(row["name"]);
     }
     record["password_change"] = MayChangePassword(directory, dn);
-    record["sid"] = sid.empty() ? Json() : Json(sid);
     PrintRecord(session.streams, session.document, kUserShowFields, record);
     return 0;
 }
