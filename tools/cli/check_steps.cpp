@@ -66,7 +66,7 @@ void StepPrinter::Print(const CheckStep &step) {
 
 void StepPrinter::Finish(bool ok) {
     if (AsTheyCome()) return;
-    if (session_.Options().form == Form::kJson && !ok) {
+    if (session_.WantsJson() && !ok) {
         session_.document.Whole(steps_, /*ok=*/false, /*complete=*/true);
         return;
     }

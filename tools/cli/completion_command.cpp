@@ -8,11 +8,7 @@ namespace zafo::cli {
 int PrintCompletion(Session &session) {
     const std::string &shell = session.Argument("SHELL");
     const std::string script = CompletionScript(session.program, shell);
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"shell", shell}, {"script", script}});
-    } else {
-        session.streams.Out(script);
-    }
+    PrintResult(session, {{"shell", shell}, {"script", script}}, script);
     return 0;
 }
 

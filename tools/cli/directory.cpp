@@ -94,9 +94,7 @@ void Search::Start(const Host &host) {
         if (QLIBCSzListPush(&request_.plistAttr, attribute.c_str()) != 0) throw std::bad_alloc();
     }
     ShowCommandLine(host);
-    streams_.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams_);
     if (ZAFOLDAPSearchInit(&host.Record(), &request_, &result_) != 0) Fail();
 }
 
@@ -140,7 +138,7 @@ void Search::Fill() {
 void Search::Fail() const {
     if (ZAFOLDAPErrGet() == 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
         throw OwnFailure(Message::kEntryTooLarge, facts_);
-    throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts_, streams_.ToolWords());
+    throw LatestFailure(streams_, facts_);
 }
 
 }  // namespace zafo::cli

@@ -65,18 +65,26 @@ class Search {
     Entry entry_;
 };
 
+// Before a call of the library: earlier errors are not its own.
+inline void ForgetErrors(Streams &streams) {
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+}
+
+// The failure of the latest call of the library.
+inline Failure LatestFailure(const Streams &streams, const Facts &facts) {
+    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+}
+
 // Runs `call`, a function of the library that returns a negative value on failure, and turns that
 // into a Failure. Returns its value.
 template <typename Call>
 int Ask(Streams &streams, const Facts &facts, Call call) {
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     const int result = call();
     if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts);
-    if (result < 0) {
-        throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
-    }
+    if (result < 0) throw LatestFailure(streams, facts);
     return result;
 }
 
@@ -84,11 +92,9 @@ int Ask(Streams &streams, const Facts &facts, Call call) {
 // interrupted.
 template <typename Call>
 std::optional<Failure> Attempt(Streams &streams, const Facts &facts, Call call) {
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     if (call() >= 0) return std::nullopt;
-    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+    return LatestFailure(streams, facts);
 }
 
 }  // namespace zafo::cli

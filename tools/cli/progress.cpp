@@ -36,7 +36,7 @@ ProgressManner MannerOf(const Session &session) {
     const std::string *how = session.invocation.Find("progress");
     if (how != nullptr && *how == "json") return ProgressManner::kEvents;
     const bool unwanted = (how != nullptr && *how == "none") || session.Options().verbosity < 0 ||
-                          session.Options().form == Form::kJson;
+                          session.WantsJson();
     if (unwanted) return ProgressManner::kNone;
     return session.streams.ErrorIsTerminal() ? ProgressManner::kOneLine : ProgressManner::kLines;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/session.h"
 
+#include <unistd.h>
+
 #include <fmt/format.h>
 
 #include "tools/cli/display_text.h"
@@ -12,6 +14,26 @@ void RefuseUsage(const Session &session, std::string reason) {
                      {.subject = fmt::format("{} {} --help", session.program.name,
                                              FullName(*session.invocation.command)),
                       .reason = std::move(reason)});
+}
+
+void RequireRoot(const Session &session) {
+    if (geteuid() == 0) return;
+    throw OwnFailure(Message::kNotRoot,
+                     {.subject = fmt::format("{} {}", session.program.name,
+                                             FullName(*session.invocation.command))});
+}
+
+void PrintResult(Session &session, const Json &data, std::string_view text) {
+    if (session.WantsJson()) {
+        session.document.Whole(data);
+    } else {
+        session.streams.Out(text);
+    }
+}
+
+void TellResult(Session &session, const Json &data, std::string_view sentence) {
+    if (session.WantsJson()) session.document.Whole(data);
+    session.streams.Note(sentence);
 }
 
 void Confirm(Session &session, const std::string &doing, const std::string &question,

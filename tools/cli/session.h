@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/cli/json_document.h"
@@ -19,11 +20,20 @@ struct Session {
     JsonDocument &document;
 
     const Globals &Options() const { return invocation.globals; }
+    bool WantsJson() const { return Options().form == Form::kJson; }
     const std::string &Argument(std::string_view name) const { return *invocation.Find(name); }
 };
 
 // Throws Failure ("usage") that points to the command's help.
 [[noreturn]] void RefuseUsage(const Session &session, std::string reason);
+
+// Throws Failure ("not_root").
+void RequireRoot(const Session &session);
+
+// A command's result: `data` with --json, otherwise `text` on standard output.
+void PrintResult(Session &session, const Json &data, std::string_view text);
+// The same for a command that has no output of its own: otherwise `sentence` as a note.
+void TellResult(Session &session, const Json &data, std::string_view sentence);
 
 // Asks for confirmation of `doing` ("adding 12 users"), below lines that list what it affects.
 // Throws if there is no terminal to ask on or the answer is no; does not ask with --yes.

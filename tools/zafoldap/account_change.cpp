@@ -53,7 +53,7 @@ std::vector<std::string> ChangePlan::Attributes() const {
 
 void ChangePlan::Print(Session &session) const {
     session.streams.Note("dry run: nothing is changed");
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json changes = Json::array();
         for (const Entry &entry : entries_) {
             Json lines = Json::array();

@@ -31,9 +31,7 @@ struct FoundEntry {
 
 // The key of the latest failure of the library or the platform.
 std::string Reported(const AccountDirectory &directory) {
-    const Failure failure =
-        LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {}, directory.Out().ToolWords());
-    return std::string(failure.Key());
+    return std::string(LatestFailure(directory.Out(), {}).Key());
 }
 
 Candidate AsRead(const ZAFOUSER &user) {
@@ -131,9 +129,7 @@ bool IsCryptHash(std::string_view password) {
 
 std::string CopyAccount(const AccountDirectory &directory, const Candidate &account,
                         const Target &target) {
-    directory.Out().ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(directory.Out());
     const bool users = &target.kind == &kUserKind;
     if (target.local) {
         return users ? UserToLocal(directory, account.dn, target)

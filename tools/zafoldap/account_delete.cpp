@@ -147,8 +147,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
             StopAt(directory, kind, all, i, failure);
         }
     }
-    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", names}});
-    session.streams.Note(fmt::format("{} deleted", OneLine(whom)));
+    TellResult(session, {{"deleted", names}}, fmt::format("{} deleted", OneLine(whom)));
     return 0;
 }
 

@@ -136,14 +136,10 @@ bool GivesPassword(const Invocation &invocation) {
            invocation.Has("ask-password");
 }
 
-// Writes the change and logs the result, whatever it is.
 template <typename Write>
 void Change(const Session &session, const std::string &name, const std::vector<std::string> &keys,
             Write write) {
-    LoggedChange(write, [&](const std::string &result) {
-        LogChange(FullName(*session.invocation.command), "connection=" + name,
-                  "keys=" + LoggedNames(keys), result);
-    });
+    LoggedChange(session, "connection=" + name, "keys=" + LoggedNames(keys), write);
 }
 
 // Runs and prints the checks; returns the failure of the failed step.
@@ -159,7 +155,7 @@ int DryRun(Session &session, const Connection &connection,
            const std::optional<std::string> &password) {
     Streams &streams = session.streams;
     Json record = connection.AsJson();
-    const bool json = session.Options().form == Form::kJson;
+    const bool json = session.WantsJson();
     streams.Note("dry run: nothing is saved");
     if (!json) PrintRecord(streams, session.document, kConnectionFields, record);
     if (!json) streams.Out("\n");
@@ -180,12 +176,9 @@ int DryRun(Session &session, const Connection &connection,
 }
 
 void PrintSaved(Session &session, const Connection &connection) {
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole(connection.AsJson());
-        return;
-    }
-    session.streams.Note(fmt::format(
-        "connection \"{0}\" saved; test it with: zafoldap connection check {0}", connection.name));
+    TellResult(session, connection.AsJson(),
+               fmt::format("connection \"{0}\" saved; test it with: zafoldap connection check {0}",
+                           connection.name));
 }
 
 int ListConnections(Session &session) {
@@ -364,21 +357,14 @@ int DeleteConnection(Session &session) {
     const std::string what =
         fmt::format("connection \"{}\" to {}{}", name, connection.Servers(),
                     connection.password_stored ? " with its stored password" : "");
-    Streams &streams = session.streams;
     if (session.Options().dry_run) {
-        streams.Note(fmt::format("dry run: would delete {}", what));
-        if (session.Options().form == Form::kJson) {
-            session.document.Whole({{"would_delete", connection.AsJson()}});
-        }
+        TellResult(session, {{"would_delete", connection.AsJson()}},
+                   fmt::format("dry run: would delete {}", what));
         return 0;
     }
     ConfirmDeleting(session, what, {});
     Change(session, name, {}, [&] { RemoveConnection(name); });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"deleted", name}});
-    } else {
-        streams.Note(fmt::format("connection \"{}\" deleted", name));
-    }
+    TellResult(session, {{"deleted", name}}, fmt::format("connection \"{}\" deleted", name));
     return 0;
 }
 

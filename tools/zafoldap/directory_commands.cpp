@@ -102,7 +102,7 @@ void Count(Session &session, Search &search) {
         if (!IsCutOff(failure)) throw;
         cut = failure;
     }
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"count", count}}, /*ok=*/!cut, /*complete=*/!cut);
     } else {
         session.streams.Out(fmt::format("{}\n", count));
@@ -269,8 +269,7 @@ int DeleteEntry(Session &session) {
             });
         if (failure) throw *failure;
     });
-    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", own_dn}});
-    session.streams.Note(fmt::format("{} deleted", OneLine(own_dn)));
+    TellResult(session, {{"deleted", own_dn}}, fmt::format("{} deleted", OneLine(own_dn)));
     return 0;
 }
 

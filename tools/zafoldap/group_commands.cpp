@@ -183,7 +183,7 @@ int AddGroup(Session &session) {
     std::uint32_t number = 0;
     Logged(session, dn, attributes,
            [&] { number = MakeGroup(directory, group, dn, description, left); });
-    if (session.Options().form == Form::kJson)
+    if (session.WantsJson())
         session.document.Whole({{"name", name}, {"gid", number}, {"dn", dn}}, /*ok=*/left.None());
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
@@ -241,13 +241,12 @@ int EditGroup(Session &session) {
     }
     Logged(session, group.dn, plan.Attributes(),
            [&] { RunEdit(directory, group, nullptr, description, gid); });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"name", group.name},
-                                {"dn", group.dn},
-                                {"changed", plan.Attributes()},
-                                {"users_with_old_number", primary}});
-    }
-    session.streams.Note(fmt::format("group {} changed", OneLine(group.name)));
+    TellResult(session,
+               {{"name", group.name},
+                {"dn", group.dn},
+                {"changed", plan.Attributes()},
+                {"users_with_old_number", primary}},
+               fmt::format("group {} changed", OneLine(group.name)));
     if (!primary.empty())
         session.streams.Note(fmt::format(
             "the primary group number {} stays with {} user{}: zafoldap user edit NAME --gid {}",
@@ -292,7 +291,7 @@ int RenameGroup(Session &session) {
     }
     Logged(session, group.dn, {"cn"},
            [&] { RunEdit(directory, group, &new_name, nullptr, std::nullopt); });
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", group.name},
                                 {"dn", directory.DnOrNull(kGroupKind, new_name)}});

@@ -316,13 +316,11 @@ int NextId(Session &session) {
     } else {
         number = SuggestNumber(directory, kind);
     }
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"which", kind.number},
-                                {"number", number},
-                                {"reserved", pool && !session.Options().dry_run}});
-    } else {
-        session.streams.Out(fmt::format("{}\n", number));
-    }
+    PrintResult(session,
+                {{"which", kind.number},
+                 {"number", number},
+                 {"reserved", pool && !session.Options().dry_run}},
+                fmt::format("{}\n", number));
     return 0;
 }
 

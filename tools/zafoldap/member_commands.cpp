@@ -126,7 +126,7 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
                [&] { RunChange(directory, change); });
     }
     const bool adds = change.how == "add";
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"group", change.group.name},
                                 {adds ? "added" : "removed", changed},
                                 {"unchanged", change.as_they}});

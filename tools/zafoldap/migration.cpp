@@ -244,9 +244,7 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
         const size_t now = CountTarget();
         if (now > before) show(now - before);
     };
-    directory_.Out().ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(directory_.Out());
     show(0);
     ForkedCall<Outcome> worker(
         [&, parent = getpid()] { return RunApart([&] { return Copy(plan, target); }, parent); });

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // migrate users and migrate groups: compares both sides, asks, copies, and checks the outcome.
-#include <unistd.h>
-
 #include <algorithm>
 #include <set>
 
@@ -78,7 +76,7 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
     Session &session = job.session;
     const Fields fields = Chosen(kFields, session.Options());
     PutSkippedLast(plan);
-    if (session.Options().form != Form::kJson) {
+    if (!session.WantsJson()) {
         ListWriter writer(session.streams, session.document, fields);
         for (const Decision &decision : plan)
             writer.Write(RowOf(decision, dry_run));
@@ -177,13 +175,6 @@ void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const M
                       .reason = "all were skipped"});
 }
 
-void CheckRights(const Session &session) {
-    if (geteuid() == 0) return;
-    throw OwnFailure(Message::kNotRoot,
-                     {.subject = fmt::format("{} {}", session.program.name,
-                                             FullName(*session.invocation.command))});
-}
-
 // Asks if there is anything to add.
 void AskFor(const Job &job, const std::vector<Decision> &plan) {
     const size_t count = CountOf(plan, Result::kAdd);
@@ -227,7 +218,7 @@ MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decisi
 int MigrateAccounts(Session &session) {
     const Job job{session, session.Argument("WHAT") == "users" ? kUserKind : kGroupKind,
                   *session.invocation.Find("to") == "local"};
-    CheckRights(session);
+    RequireRoot(session);
     const AccountDirectory directory(session, job.kind);
     if (!job.to_local) directory.RequireContainer(std::string(job.kind.container));
     const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));

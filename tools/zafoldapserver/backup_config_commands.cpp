@@ -169,15 +169,11 @@ int SetBackupConfig(Session &session) {
     if (destination || (schedule && change.after.enabled))
         RequireDestination(ResolvedDestination(change.after));
     if (session.Options().dry_run) {
-        if (session.Options().form == Form::kJson)
-            session.document.Whole({{"would_set", InWords(change)}});
-        session.streams.Note("dry run: would set " + InWords(change));
+        TellResult(session, {{"would_set", InWords(change)}},
+                   "dry run: would set " + InWords(change));
         return 0;
     }
-    LoggedChange([&] { Apply(change); },
-                 [&](const std::string &result) {
-                     LogChange("backup config set", "service=ldap-server", InWords(change), result);
-                 });
+    LoggedChange(session, kLoggedServer, InWords(change), [&] { Apply(change); });
     Show(session);
     if (destination) NoteExposure(session, ResolvedDestination(change.after));
     return 0;

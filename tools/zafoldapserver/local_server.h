@@ -14,6 +14,9 @@
 
 namespace zafo::cli {
 
+// In the system log.
+inline constexpr std::string_view kLoggedServer = "service=ldap-server";
+
 enum class ServerState { kRunning, kStopped, kNotSetUp };
 
 std::string_view Name(ServerState state);

@@ -62,15 +62,12 @@ void ThrowUnlessDone(const JobProgress &progress) {
     throw FailureOfExit(OperationOf(progress), progress.status, {});
 }
 
-int SayNothingRuns(Session &session) {
-    if (session.Options().form == Form::kJson) session.document.Whole(Json());
-    session.streams.Note("no backup or restore has run here");
-    return 0;
-}
-
 int ShowProgress(Session &session) {
     std::optional<JobProgress> progress = ReadProgress();
-    if (!progress) return SayNothingRuns(session);
+    if (!progress) {
+        TellResult(session, Json(), "no backup or restore has run here");
+        return 0;
+    }
     if (session.invocation.Has("follow") && progress->running) {
         const std::string operation = progress->operation;
         progress = Follow(session, *progress);

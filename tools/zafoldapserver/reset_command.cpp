@@ -5,16 +5,15 @@
 
 #include "base/appliance_paths.h"
 #include "base/dn.h"
-#include "platform/error.h"
 #include "platform/service.h"
 #include "tools/cli/change_log.h"
+#include "tools/cli/directory.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {
@@ -46,17 +45,14 @@ void Confirm(Session &session, const std::string &suffix, const std::string &los
 }
 
 void Reset(Session &session) {
-    Streams &streams = session.streams;
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(session.streams);
     if (ZAFOLDAPServerDBReset() != 0) {
         const LocalServer now = LookAtServer();
         const char *state = now.Running() ? "it could not be stopped and is unchanged"
                             : now.SetUp()
                                 ? "it is stopped, the database may be partly deleted"
                                 : "the database is empty, but a configuration file is left";
-        throw OwnFailure(Message::kResetFailed, {.reason = state}, streams.ToolWords());
+        throw OwnFailure(Message::kResetFailed, {.reason = state}, session.streams.ToolWords());
     }
     QLIBServiceDisable(kServerService);
 }
@@ -69,30 +65,23 @@ int ResetServer(Session &session) {
     const std::optional<DatabaseCensus> census = TakeCensus();
     const std::string lost = InWords(server, census);
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
-    Json result = {{"suffix", TextOrNull(server.suffix)},
-                   {"users", count(&DatabaseCensus::users)},
-                   {"groups", count(&DatabaseCensus::groups)}};
-    const bool json = session.Options().form == Form::kJson;
+    const Json result = {{"suffix", TextOrNull(server.suffix)},
+                         {"users", count(&DatabaseCensus::users)},
+                         {"groups", count(&DatabaseCensus::groups)}};
     if (session.Options().dry_run) {
-        if (json) session.document.Whole({{"would_delete", result}});
-        session.streams.Note("dry run: would delete " + lost);
+        TellResult(session, {{"would_delete", result}}, "dry run: would delete " + lost);
         return 0;
     }
     Confirm(session, server.suffix, lost);
     const ServerLock lock;
-    LoggedChange([&] { Reset(session); },
-                 [&](const std::string &outcome) {
-                     LogChange(
-                         "reset", "service=ldap-server",
-                         fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),
-                                     JsonText(result["users"]), JsonText(result["groups"])),
-                         outcome);
-                 });
-    if (json) session.document.Whole({{"deleted", result}});
-    session.streams.Note(fmt::format(
-        "deleted: {}\nthe server is stopped and not enabled; certificates and the saved "
-        "connection \"root\" are kept",
-        lost));
+    LoggedChange(session, kLoggedServer,
+                 fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),
+                             JsonText(result["users"]), JsonText(result["groups"])),
+                 [&] { Reset(session); });
+    TellResult(session, {{"deleted", result}},
+               fmt::format("deleted: {}\nthe server is stopped and not enabled; certificates and "
+                           "the saved connection \"root\" are kept",
+                           lost));
     return 0;
 }
 

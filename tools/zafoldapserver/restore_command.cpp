@@ -112,14 +112,6 @@ Json ResultOf(const WholeBackup &whole) {
             {"groups", whole.census.groups}};
 }
 
-int WouldRestore(Session &session, const WholeBackup &whole, const std::string &replaced) {
-    if (session.Options().form == Form::kJson)
-        session.document.Whole({{"would_restore", ResultOf(whole)}, {"replaced", replaced}});
-    session.streams.Note(
-        fmt::format("dry run: would restore {}\n{}", BackupInWords(whole), replaced));
-    return 0;
-}
-
 std::string StateAfter(const LocalServer &before, const std::string &suffix) {
     const LocalServer now = LookAtServer();
     if (now.Running()) return "the server is running";
@@ -164,28 +156,27 @@ int RestoreBackup(Session &session) {
     RequireSameSuffix(before, whole);
     RequireNoOtherJob();
     const std::string replaced = WhatThereIs(before);
-    if (session.Options().dry_run) return WouldRestore(session, whole, replaced);
+    if (session.Options().dry_run) {
+        TellResult(session, {{"would_restore", ResultOf(whole)}, {"replaced", replaced}},
+                   fmt::format("dry run: would restore {}\n{}", BackupInWords(whole), replaced));
+        return 0;
+    }
     Confirm(session, whole, replaced);
     const ServerLock lock;
-    LoggedChange(
-        [&] {
-            const bool without_admin = session.invocation.Has("without-admin-entry");
-            const JobOutcome outcome =
-                RunJob(session, [&] { return RestoreConfirmed(whole, without_admin); });
-            if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
-        },
-        [&](const std::string &result) {
-            LogChange("restore", "service=ldap-server",
-                      fmt::format("file=\"{}\" suffix=\"{}\" entries={}", OneLine(whole.path),
-                                  OneLine(whole.manifest.suffix), whole.manifest.entries),
-                      result);
-        });
-    if (session.Options().form == Form::kJson)
-        session.document.Whole({{"restored", ResultOf(whole)}});
-    session.streams.Note(fmt::format("restored {} of {} from {}\n{}", ContentInWords(whole),
-                                     OneLine(whole.manifest.suffix),
-                                     whole.created ? TimeText(*whole.created) : "an unknown time",
-                                     StateAfter(before, whole.manifest.suffix)));
+    const std::string logged =
+        fmt::format("file=\"{}\" suffix=\"{}\" entries={}", OneLine(whole.path),
+                    OneLine(whole.manifest.suffix), whole.manifest.entries);
+    LoggedChange(session, kLoggedServer, logged, [&] {
+        const bool without_admin = session.invocation.Has("without-admin-entry");
+        const JobOutcome outcome =
+            RunJob(session, [&] { return RestoreConfirmed(whole, without_admin); });
+        if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
+    });
+    TellResult(session, {{"restored", ResultOf(whole)}},
+               fmt::format("restored {} of {} from {}\n{}", ContentInWords(whole),
+                           OneLine(whole.manifest.suffix),
+                           whole.created ? TimeText(*whole.created) : "an unknown time",
+                           StateAfter(before, whole.manifest.suffix)));
     NoteWarnings(session);
     if (const std::string words = ClearPasswordsInWords(whole);
         !words.empty() && session.Options().yes)

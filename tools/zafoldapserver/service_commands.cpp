@@ -6,15 +6,14 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/proc_file.h"
-#include "platform/error.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
+#include "tools/cli/directory.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/service_facts.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {
@@ -64,18 +63,16 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
 // Prints a command's result: data for programs, a sentence for people.
 int Say(Session &session, bool changed, const std::string &sentence) {
     const LocalServer now = LookAtServer();
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"changed", changed},
-                                {"state", Name(now.state)},
-                                {"pid", now.pid > 0 ? Json(now.pid) : Json()}});
-    }
-    session.streams.Note(sentence);
+    TellResult(session,
+               {{"changed", changed},
+                {"state", Name(now.state)},
+                {"pid", now.pid > 0 ? Json(now.pid) : Json()}},
+               sentence);
     return 0;
 }
 
 int WouldDo(Session &session, const char *what) {
-    if (session.Options().form == Form::kJson) session.document.Whole({{"would", what}});
-    session.streams.Note(fmt::format("dry run: would {} the server", what));
+    TellResult(session, {{"would", what}}, fmt::format("dry run: would {} the server", what));
     return 0;
 }
 
@@ -83,21 +80,13 @@ int WouldDo(Session &session, const char *what) {
 template <typename Call>
 void Run(Session &session, Message message, Call call) {
     Streams &streams = session.streams;
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     const ServerLock lock;
-    LoggedChange(
-        [&] {
-            if (call() != 0) {
-                const std::string words = streams.ToolWords();
-                throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""},
-                                 words);
-            }
-        },
-        [&](const std::string &result) {
-            LogChange(FullName(*session.invocation.command), "service=ldap-server", "", result);
-        });
+    LoggedChange(session, kLoggedServer, "", [&] {
+        if (call() == 0) return;
+        const std::string words = streams.ToolWords();
+        throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""}, words);
+    });
 }
 
 void RequireEnabled(const LocalServer &server) {

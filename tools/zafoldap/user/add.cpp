@@ -209,7 +209,7 @@ Json Result(const NewUser &user, std::uint32_t uid) {
 void Tell(Session &session, const NewUser &user, std::uint32_t uid, const std::string &password,
           const Leftovers &left) {
     PrintRandomPassword(session, password);
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json result = Result(user, uid);
         if (session.invocation.Has("random-password")) result["password"] = password;
         session.document.Whole(result, /*ok=*/left.None());

@@ -120,10 +120,8 @@ int EditUser(Session &session) {
         return 0;
     }
     Logged(session, user.dn, plan.Attributes(), [&] { ApplyEdit(directory, user, edit); });
-    if (session.Options().form == Form::kJson)
-        session.document.Whole(
-            {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}});
-    session.streams.Note(fmt::format("user {} changed", OneLine(user.name)));
+    TellResult(session, {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}},
+               fmt::format("user {} changed", OneLine(user.name)));
     return 0;
 }
 

@@ -66,18 +66,13 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         named.subject = whose;
         throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
-    if (session.Options().form == Form::kJson) session.document.Whole(record);
-    session.streams.Note(fmt::format("home folder of {}: exists", OneLine(whose)));
+    TellResult(session, record, fmt::format("home folder of {}: exists", OneLine(whose)));
 }
 
 // Prints what a dry run would do; returns whether this is one.
 bool DryRun(Session &session, const Json &record, const std::string &text) {
     if (!session.Options().dry_run) return false;
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole(record);
-    } else {
-        session.streams.Out(Printable(text) + "\n");
-    }
+    PrintResult(session, record, Printable(text) + "\n");
     return true;
 }
 

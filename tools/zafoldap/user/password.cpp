@@ -93,7 +93,7 @@ int SetUserPassword(Session &session) {
     const std::string password = TakeUserPassword(session, name);
     SetPassword(directory, name, dn, password, touched, attributes);
     PrintRandomPassword(session, password);
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json record = {{"name", name}, {"dn", dn}, {"unix", true}, {"samba", touched.samba}};
         if (session.invocation.Has("random-password")) record["password"] = password;
         session.document.Whole(record);

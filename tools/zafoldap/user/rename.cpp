@@ -101,7 +101,7 @@ int RenameUser(Session &session) {
             });
         if (failure) FinishRename(directory, user, new_name, *failure);
     });
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", user.name},
                                 {"dn", directory.DnOrNull(kUserKind, new_name)},
