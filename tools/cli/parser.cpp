@@ -215,16 +215,6 @@ Form FormNamed(std::string_view name) {
     return Form::kTable;
 }
 
-std::vector<std::string> SplitAtCommas(std::string_view text) {
-    std::vector<std::string> parts;
-    for (size_t begin = 0; begin <= text.size();) {
-        const size_t end = std::min(text.find(',', begin), text.size());
-        if (end > begin) parts.emplace_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
-
 Globals GlobalsOf(const Invocation &invocation) {
     Globals globals;
     if (const std::string *name = invocation.Find("connection")) globals.connection = *name;
@@ -301,6 +291,16 @@ std::optional<int> Invocation::Number(std::string_view name) const {
     int number = 0;
     std::from_chars(text->data(), text->data() + text->size(), number);
     return number;
+}
+
+std::vector<std::string> SplitAtCommas(std::string_view text) {
+    std::vector<std::string> parts;
+    for (size_t begin = 0; begin <= text.size();) {
+        const size_t end = std::min(text.find(',', begin), text.size());
+        if (end > begin) parts.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
 }
 
 Invocation Parse(const Program &program, int argc, const char *const *argv) {

@@ -43,7 +43,10 @@ void CheckChangeableName(const std::string &name);
 long ParseDate(const std::string &text);
 std::optional<std::string> DateOf(long days);
 
-// Checks a text for passwd(5): one line without ":". Throws Failure ("bad_text").
+// Checks that a text is UTF-8 without line breaks, tabs and other control characters. Throws Failure
+// ("bad_text"), as do those below.
+void CheckOneLine(std::string_view option, const std::string &text);
+// Checks a text for passwd(5): one line without ":".
 void CheckText(std::string_view option, const std::string &text);
 void CheckPath(std::string_view option, const std::string &text);
 void CheckMail(std::string_view option, const std::string &text);

@@ -129,10 +129,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
     std::vector<Doomed> all;
     for (const Account &account : directory.RequireAll(kind, names))
         all.push_back(doom(directory, account));
-    if (session.Options().dry_run) {
-        PlanOf(directory, all).Print(session);
-        return 0;
-    }
+    if (PlanOf(directory, all).PrintInstead(session)) return 0;
     std::vector<std::string> touches;
     touches.reserve(all.size());
     for (const Doomed &one : all)

@@ -23,12 +23,6 @@ std::string FilterOf(const Session &session, const AccountKind &kind) {
     return fmt::format("(&({})({}={}))", kind.filter, kind.name_attr, PatternForFilter(*pattern));
 }
 
-int LimitOf(const Session &session) {
-    const std::optional<int> limit = session.invocation.Number("limit");
-    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
-    return limit.value_or(std::numeric_limits<int>::max());
-}
-
 // Returns whether all were printed.
 bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bool only_name,
               int limit) {
@@ -46,6 +40,12 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 }
 
 }  // namespace
+
+int LimitOf(const Session &session) {
+    const std::optional<int> limit = session.invocation.Number("limit");
+    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
+    return limit.value_or(std::numeric_limits<int>::max());
+}
 
 bool IsCutOff(const Failure &failure) {
     return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||

@@ -23,6 +23,9 @@ struct ListRequest {
 // throws only after printing what arrived.
 int ListAccounts(const AccountDirectory &directory, const ListRequest &request);
 
+// The number given by --limit; without it, no limit. Throws Failure ("usage") for 0.
+int LimitOf(const Session &session);
+
 // With --raw or --format ldif: prints the whole entry and returns true.
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn);
 

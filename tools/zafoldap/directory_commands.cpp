@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // search, entry show and entry delete.
-#include <strings.h>
-
 #include <algorithm>
-#include <limits>
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
@@ -32,7 +30,7 @@ void CheckFilter(const std::string &filter) {
 }
 
 bool IsDn(const std::string &name) {
-    return strcasecmp(name.c_str(), "dn") == 0;
+    return EqualIgnoringCase(name, "dn");
 }
 
 // The attributes to request: those named, otherwise those to be printed.
@@ -78,11 +76,6 @@ Query QueryOf(const Invocation &invocation) {
     if (const std::string *scope = invocation.Find("scope")) query.scope = *scope;
     query.attributes = Requested(invocation.All("ATTR"), invocation.globals.fields);
     query.offset = invocation.Number("offset").value_or(0);
-    const std::optional<int> limit = invocation.Number("limit");
-    if (limit && *limit < 1) {
-        throw OwnFailure(Message::kUsage, {.subject = "zafoldap search --help",
-                                           .reason = "--limit needs at least 1"});
-    }
     return query;
 }
 
@@ -124,7 +117,7 @@ int SearchDirectory(Session &session) {
     Query query = QueryOf(invocation);
     const bool counts = invocation.Has("count");
     if (counts) query.attributes = {"1.1"};
-    const int limit = invocation.Number("limit").value_or(std::numeric_limits<int>::max());
+    const int limit = LimitOf(session);
     const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
     const Facts facts = FactsOf(opened, query.base);
     Search search(session.streams, opened.host, std::move(query), facts);
@@ -257,10 +250,7 @@ int DeleteEntry(Session &session) {
     ChangePlan plan;
     plan.Check(touches);
     plan.Record(own_dn, "delete");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     ConfirmDeleting(session, "the entry " + own_dn, {touches});
     Logged(session, own_dn, {}, [&] {
         const std::optional<Failure> failure =

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // group list, show, add, edit and rename.
-#include <strings.h>
-
 #include <fmt/format.h>
 
 #include "base/dn.h"
@@ -41,13 +39,6 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const s
                                                      names.Address());
     });
     return names.Names();
-}
-
-void CheckDescription(const std::string &text) {
-    if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
-        throw OwnFailure(Message::kBadText,
-                         {.subject = "--description",
-                          .reason = "it contains control characters or is not UTF-8"});
 }
 
 // Edits a group and words the library's errors.
@@ -169,14 +160,11 @@ int AddGroup(Session &session) {
     const std::string &name = group.name;
     const std::string *given = session.invocation.Find("description");
     const std::string description = given != nullptr ? *given : "";
-    CheckDescription(description);
+    CheckOneLine("--description", description);
     const AccountDirectory directory(session, kGroupKind);
     const std::string dn = directory.RequireNew(kGroupKind, group);
     const ChangePlan plan = PlanOfGroup(group, dn, description);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::vector<std::string> attributes = plan.Attributes();
     if (!group.number) attributes.emplace_back("gidNumber");
     Leftovers left;
@@ -219,7 +207,7 @@ int EditGroup(Session &session) {
     CheckName(session.Argument("NAME"));
     const std::optional<std::uint32_t> gid = ReadNumber(session, kGroupKind);
     const std::string *description = invocation.Find("description");
-    if (description != nullptr) CheckDescription(*description);
+    if (description != nullptr) CheckOneLine("--description", *description);
     if (!gid && description == nullptr)
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
     const AccountDirectory directory(session, kGroupKind);
@@ -235,10 +223,7 @@ int EditGroup(Session &session) {
     plan.Record(group.dn, "modify");
     if (description != nullptr) plan.Replace("description", *description);
     if (gid) plan.Replace("gidNumber", std::to_string(*gid));
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, group.dn, plan.Attributes(),
            [&] { RunEdit(directory, group, nullptr, description, gid); });
     TellResult(session,
@@ -275,20 +260,11 @@ int RenameGroup(Session &session) {
     CheckNewName(session, kGroupKind, new_name);
     const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
-    if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
-    if (directory.Find(kGroupKind, new_name))
-        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
-    ChangePlan plan;
-    plan.Check(fmt::format("the group {} exists", group.name));
-    plan.Check(fmt::format("the name {} is free", new_name));
+    ChangePlan plan = PlanRenaming(directory, kGroupKind, group.name, new_name);
     plan.Record(group.dn, "modrdn");
     plan.Line("newrdn", fmt::format("cn={}", EscapedForDn(new_name)));
     plan.Line("deleteoldrdn", "1");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, group.dn, {"cn"},
            [&] { RunEdit(directory, group, &new_name, nullptr, std::nullopt); });
     if (session.WantsJson()) {

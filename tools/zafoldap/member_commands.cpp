@@ -116,10 +116,7 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
         for (const std::string &user : change.users)
             plan.Member(change.group.dn, change.how, user, directory.Saved().base);
     }
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     const std::vector<std::string> changed = ChangedUsers(change);
     if (!changed.empty()) {
         Logged(session, change.group.dn, {"memberUid", "member"},

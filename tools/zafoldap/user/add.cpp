@@ -231,10 +231,7 @@ int AddUser(Session &session) {
     const AccountDirectory directory(session, kUserKind);
     ChangePlan plan = CheckAgainst(directory, user);
     PlanEntry(directory, user, plan);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::string password = TakeUserPassword(session, user.account.name);
     user.record.szPasswd = password.data();
     const auto log = [&](const std::string &result) {

@@ -115,10 +115,7 @@ int EditUser(Session &session) {
     const Account user = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     CheckEdit(directory, user, edit);
     const ChangePlan plan = PlanOfEdit(user, edit);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, user.dn, plan.Attributes(), [&] { ApplyEdit(directory, user, edit); });
     TellResult(session, {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}},
                fmt::format("user {} changed", OneLine(user.name)));

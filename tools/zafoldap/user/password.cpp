@@ -86,10 +86,7 @@ int SetUserPassword(Session &session) {
     plan.Remark("userPassword: set through the server (ldappasswd)");
     std::vector<std::string> attributes = plan.Attributes();
     attributes.insert(attributes.begin(), "userPassword");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     const std::string password = TakeUserPassword(session, name);
     SetPassword(directory, name, dn, password, touched, attributes);
     PrintRandomPassword(session, password);

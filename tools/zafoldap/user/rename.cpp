@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <strings.h>
-
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -57,7 +56,7 @@ void PlanRename(const Account &user, const std::string &new_name, ChangePlan &pl
     const std::string rdn = user.dn.substr(0, user.dn.find('='));
     plan.Record(user.dn, "modify");
     for (const char *attribute : {"uid", "cn"}) {
-        if (strcasecmp(rdn.c_str(), attribute) != 0) plan.Replace(attribute, new_name);
+        if (!EqualIgnoringCase(rdn, attribute)) plan.Replace(attribute, new_name);
     }
     plan.Record(user.dn, "modrdn");
     plan.Line("newrdn", RdnOf(user, new_name));
@@ -70,13 +69,7 @@ int RenameUser(Session &session) {
     CheckNewName(session, kUserKind, new_name);
     const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
-    if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
-    if (directory.Find(kUserKind, new_name))
-        throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
-    ChangePlan plan;
-    plan.Check(fmt::format("the user {} exists", user.name));
-    plan.Check(fmt::format("the name {} is free", new_name));
+    ChangePlan plan = PlanRenaming(directory, kUserKind, user.name, new_name);
     CheckNewNameIsInNoGroup(directory, user, new_name, plan);
     PlanRename(user, new_name, plan);
     const std::vector<Account> groups = GroupsListing(directory, user.name);
@@ -84,10 +77,7 @@ int RenameUser(Session &session) {
         plan.Member(group.dn, "delete", user.name, directory.Saved().base);
         plan.Member(group.dn, "add", new_name, directory.Saved().base);
     }
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::string name = new_name;
     ZAFOUSER record{};
     record.szName = name.data();
