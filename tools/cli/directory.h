@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/error.h"
@@ -39,6 +40,15 @@ struct Query {
     int count = -1;  // -1: all
     int size_limit = 0;
 };
+
+// One entry, by default without its attributes; {}: with all.
+inline Query ForEntry(std::string dn, std::vector<std::string> attributes = {"1.1"},
+                      std::string filter = {}) {
+    return {.base = std::move(dn),
+            .filter = std::move(filter),
+            .scope = "base",
+            .attributes = std::move(attributes)};
+}
 
 // An open search. Errors are thrown as Failure; earlier entries stay valid.
 class Search {

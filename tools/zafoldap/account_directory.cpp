@@ -101,12 +101,10 @@ Json AccountDirectory::DnOrNull(const AccountKind &kind, const std::string &name
 
 // The DNs of all accounts with this name, one per line.
 std::string AccountDirectory::Others(const AccountKind &kind, const std::string &name) const {
-    Search search(Out(), opened_.host,
-                  {.base = std::nullopt,
-                   .filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
-                                         EscapedForFilter(name)),
-                   .attributes = {"1.1"}},
-                  FactsAbout(name));
+    Search search = SearchFor({.filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
+                                                     EscapedForFilter(name)),
+                               .attributes = {"1.1"}},
+                              name);
     std::string lines;
     while (const Entry *entry = search.Next())
         lines += fmt::format("{}{}", lines.empty() ? "" : "\n", OneLine(entry->dn));
@@ -121,12 +119,7 @@ std::string AccountDirectory::Require(const AccountKind &kind, const std::string
 
 Account AccountDirectory::RequireAccount(const AccountKind &kind, const std::string &name) const {
     Account account{name, Require(kind, name)};
-    Search search(Out(), opened_.host,
-                  {.base = account.dn,
-                   .filter = {},
-                   .scope = "base",
-                   .attributes = {std::string(kind.name_attr)}},
-                  FactsAbout(account.dn));
+    Search search = SearchFor(ForEntry(account.dn, {std::string(kind.name_attr)}), account.dn);
     if (const Entry *entry = search.Next()) {
         for (const Attribute &attribute : entry->attributes) {
             for (std::string_view value : attribute.values) {
@@ -166,10 +159,7 @@ std::string AccountDirectory::NameOf(const AccountKind &kind, const std::string 
 
 bool AccountDirectory::IsThere(const std::string &dn) const {
     try {
-        Search search(Out(), opened_.host,
-                      {.base = dn, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-                      FactsAbout(dn));
-        return search.Next() != nullptr;
+        return SearchFor(ForEntry(dn), dn).Next() != nullptr;
     } catch (const Failure &failure) {
         if (failure.ldap_code == kNoSuchObject) return false;
         throw;
@@ -200,9 +190,7 @@ std::optional<Pool> AccountDirectory::PoolOf(const AccountKind &kind) const {
 std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &filter,
                                       const std::string &attribute) const {
     try {
-        Search search(Out(), opened_.host,
-                      {.base = dn, .filter = filter, .scope = "base", .attributes = {attribute}},
-                      FactsAbout(dn));
+        Search search = SearchFor(ForEntry(dn, {attribute}, filter), dn);
         const Entry *entry = search.Next();
         if (entry == nullptr || entry->attributes.empty()) return {};
         return std::string(entry->attributes.front().values.front());

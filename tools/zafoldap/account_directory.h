@@ -77,6 +77,11 @@ class AccountDirectory {
         return Ask(Out(), FactsAbout(subject), call);
     }
 
+    // `subject` is for messages.
+    Search SearchFor(Query query, const std::string &subject) const {
+        return Search(Out(), TheHost(), std::move(query), FactsAbout(subject));
+    }
+
     // The DN of the account with this name; nothing if none. Throws if the name is ambiguous.
     std::optional<std::string> Find(const AccountKind &kind, const std::string &name) const;
     // For the report on a completed change: null if the entry cannot be seen.

@@ -4,19 +4,11 @@
 #include <algorithm>
 #include <charconv>
 
-#include "base/ascii.h"
 #include "tools/zafoldap/account_checks.h"
 
 namespace zafo::cli {
 
 namespace {
-
-const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
-    const auto found = std::ranges::find_if(entry.attributes, [&](const Attribute &attribute) {
-        return EqualIgnoringCase(attribute.name, name);
-    });
-    return found == entry.attributes.end() ? nullptr : &*found;
-}
 
 // A number as a JSON number; other text stays text, so that it is not mistaken for a number.
 Json NumberOrText(std::string_view text) {
@@ -103,11 +95,6 @@ std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
             attributes.emplace_back(field->attribute);
     }
     return attributes;
-}
-
-std::string_view FirstValue(const Entry &entry, std::string_view attribute) {
-    const Attribute *found = FindAttribute(entry, attribute);
-    return found == nullptr ? std::string_view() : found->values.front();
 }
 
 Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry) {

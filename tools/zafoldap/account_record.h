@@ -38,9 +38,6 @@ ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fie
 std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
                                        const Fields &chosen);
 
-// The first value of an attribute; empty if it has none.
-std::string_view FirstValue(const Entry &entry, std::string_view attribute);
-
 Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry);
 
 }  // namespace zafo::cli

@@ -285,10 +285,7 @@ class Checker {
     }
 
     CheckStep Base() {
-        Search search(
-            streams_, host_,
-            {.base = connection_.base, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            facts_);
+        Search search(streams_, host_, ForEntry(connection_.base), facts_);
         if (search.Next() == nullptr) {
             throw LibraryFailure(32, 0, facts_, "the server shows no entry with this DN");
         }
@@ -301,8 +298,7 @@ class Checker {
         bool found = false;
         try {
             Search search(streams_, host_,
-                          {.base = std::nullopt,
-                           .filter = "(objectClass=posixAccount)",
+                          {.filter = "(objectClass=posixAccount)",
                            .scope = "sub",
                            .attributes = {"uid"},
                            .size_limit = 1},
@@ -371,8 +367,7 @@ class Checker {
     }
 
     void ReadRootDse(const Host &host) {
-        Search search(streams_, host,
-                      {.base = "", .filter = {}, .scope = "base", .attributes = {"1.1"}}, facts_);
+        Search search(streams_, host, ForEntry(""), facts_);
         while (search.Next() != nullptr) {
         }
     }

@@ -198,17 +198,13 @@ Command SearchCommand() {
 int ShowEntry(Session &session) {
     const std::string &dn = session.Argument("DN");
     CheckDn(dn, /*may_be_empty=*/true);
-    const std::vector<std::string> &fields = session.Options().fields;
-    Query query{.base = dn, .filter = {}, .scope = "base", .attributes = Requested({}, fields)};
+    Query query = ForEntry(dn, Requested({}, session.Options().fields));
     const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
     const Facts facts = FactsOf(opened, query.base);
     Search search(session.streams, opened.host, std::move(query), facts);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw LibraryFailure(32, 0, facts, "");
-    const auto writer = MakeEntryWriter(session.streams, session.document,
-                                        Columns({}, session.Options()), /*single=*/true);
-    writer->Write(*entry);
-    writer->Finish(/*ok=*/true, /*complete=*/true);
+    PrintEntry(session.streams, session.document, *entry, Columns({}, session.Options()));
     return 0;
 }
 
@@ -236,9 +232,7 @@ int DeleteEntry(Session &session) {
     CheckDn(dn, /*may_be_empty=*/true);
     if (dn.empty()) RefuseUsage(session, "the root DSE cannot be deleted");
     const AccountDirectory directory(session);
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = {}, .scope = "base", .attributes = {"objectClass"}},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {"objectClass"}), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw LibraryFailure(32, 0, directory.FactsAbout(dn), "");
     std::vector<std::string> classes;

@@ -110,9 +110,7 @@ int ShowGroup(Session &session) {
     const AccountDirectory directory(session);
     const std::string dn = directory.Require(kGroupKind, session.Argument("NAME"));
     if (ShowRaw(directory, kGroupKind, dn)) return 0;
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = std::string(kGroupKind.filter), .scope = "base"},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {}, std::string(kGroupKind.filter)), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);

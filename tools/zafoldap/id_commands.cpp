@@ -81,11 +81,10 @@ class AccountReader {
 };
 
 Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = std::string(kind.filter),
-                   .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(
+        {.filter = std::string(kind.filter),
+         .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
+        directory.Saved().base);
     AccountReader reader(kind);
     while (const Entry *entry = search.Next())
         reader.Take(*entry);

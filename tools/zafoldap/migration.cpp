@@ -107,16 +107,14 @@ bool HasSambaHashes(const std::string &name) {
 // Every account of a kind in the directory. Password details are filled in only if requested.
 std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, const AccountKind &kind,
                                          bool passwords) {
-    Query query{.base = std::nullopt,
-                .filter = fmt::format("({})", kind.filter),
+    Query query{.filter = fmt::format("({})", kind.filter),
                 .attributes = {std::string(kind.name_attr), "uidNumber", "gidNumber"}};
     if (passwords) {
         query.attributes.insert(query.attributes.end(), {"homeDirectory", "loginShell"});
         for (const char *secret : {"userPassword", "sambaNTPassword", "sambaLMPassword"})
             query.attributes.emplace_back(secret);
     }
-    Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     std::vector<Candidate> accounts;
     while (const Entry *entry = search.Next()) {
         Candidate account{.name = std::string(FirstValue(*entry, kind.name_attr)),

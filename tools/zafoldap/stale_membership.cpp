@@ -52,11 +52,10 @@ std::string NameFilter(const std::string &name, const std::vector<std::string> &
 // The groups that list a name, or a user with one of these DNs.
 std::vector<NamingGroup> GroupsNaming(const AccountDirectory &directory, const std::string &name,
                                       const std::vector<std::string> &dns) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = NameFilter(name, dns),
-                   .attributes = {std::string(kGroupKind.name_attr), "objectClass"}},
-                  directory.FactsAbout(name));
+    Search search =
+        directory.SearchFor({.filter = NameFilter(name, dns),
+                             .attributes = {std::string(kGroupKind.name_attr), "objectClass"}},
+                            name);
     std::vector<NamingGroup> groups;
     while (const Entry *entry = search.Next()) {
         const bool posix = std::ranges::any_of(entry->attributes, [](const Attribute &attribute) {
@@ -124,12 +123,9 @@ void ListedValues::Take(ListedValues more) {
 
 ListedValues ValuesNaming(const AccountDirectory &directory, const Account &group,
                           const std::string &name) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = group.dn,
-                   .filter = {},
-                   .scope = "base",
-                   .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}},
-                  directory.FactsAbout(group.name));
+    Search search = directory.SearchFor(
+        ForEntry(group.dn, {std::begin(kMemberAttributes), std::end(kMemberAttributes)}),
+        group.name);
     ListedValues listed;
     const Entry *entry = search.Next();
     if (entry == nullptr) return listed;
@@ -147,12 +143,10 @@ ListedValues ValuesNaming(const AccountDirectory &directory, const Account &grou
 
 void EachMember(const AccountDirectory &directory,
                 const std::function<void(const Account &group, const std::string &user)> &visit) {
-    Query query{.base = std::nullopt,
-                .filter = "(|(memberUid=*)(member=*)(uniqueMember=*))",
+    Query query{.filter = "(|(memberUid=*)(member=*)(uniqueMember=*))",
                 .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}};
     query.attributes.emplace_back(kGroupKind.name_attr);
-    Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     while (const Entry *entry = search.Next()) {
         const Account group = GroupOf(*entry);
         for (const Attribute &attribute : entry->attributes) {

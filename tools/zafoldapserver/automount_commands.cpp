@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
-#include "base/ascii.h"
 #include "base/dn.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/change_log.h"
@@ -36,25 +35,17 @@ std::string MapOf(const std::string &dn) {
     return rdns && rdns->size() > 1 ? std::string((*rdns)[1].pairs.front().written) : "";
 }
 
-std::string ValueOf(const Entry &entry, std::string_view name) {
-    for (const Attribute &attribute : entry.attributes) {
-        if (EqualIgnoringCase(attribute.name, name)) return std::string(attribute.values.front());
-    }
-    return {};
-}
-
 std::vector<Json> ReadMaps(Session &session) {
     const OpenedConnection opened = OpenSaved(session.streams, kOwnConnection);
     Search search(session.streams, opened.host,
-                  {.base = std::nullopt,
-                   .filter = "(objectClass=automount)",
+                  {.filter = "(objectClass=automount)",
                    .attributes = {"automountKey", "automountInformation"}},
                   opened.saved.AsFacts());
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back({{"map", MapOf(std::string(entry->dn))},
-                        {"key", ValueOf(*entry, "automountKey")},
-                        {"value", ValueOf(*entry, "automountInformation")}});
+                        {"key", FirstValue(*entry, "automountKey")},
+                        {"value", FirstValue(*entry, "automountInformation")}});
     }
     return rows;
 }

@@ -76,10 +76,8 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         if (!SameDn(connection.base, checked.server.suffix))
             return Wrong(fmt::format("the saved connection \"root\" is for {}", connection.base),
                          again);
-        Search search(
-            checked.session.streams, OpenConnection(kOwnConnection, connection),
-            {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            connection.AsFacts());
+        Search search(checked.session.streams, OpenConnection(kOwnConnection, connection),
+                      ForEntry(checked.server.suffix), connection.AsFacts());
         if (search.Next() == nullptr)
             return Wrong(fmt::format("the entry {} is not visible", checked.server.suffix), again);
         return Good(fmt::format("{} can log in over {}", connection.bind_dn,

@@ -26,11 +26,10 @@ const Fields kGroupRowFields = {
 // The groups that match a filter, as rows without the reason for the membership.
 std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::string &name,
                                  const std::string &filter) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
-                   .attributes = {"cn", "gidNumber"}},
-                  directory.FactsAbout(name));
+    Search search =
+        directory.SearchFor({.filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
+                             .attributes = {"cn", "gidNumber"}},
+                            name);
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back(RecordOf(GroupFields(), *entry));
@@ -80,9 +79,7 @@ int ShowUser(Session &session) {
     const AccountDirectory directory(session);
     const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     if (ShowRaw(directory, kUserKind, dn)) return 0;
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = std::string(kUserKind.filter), .scope = "base"},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {}, std::string(kUserKind.filter)), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     Json record = RecordOf(UserFields(), *entry);
