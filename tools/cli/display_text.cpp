@@ -241,6 +241,10 @@ std::string CsvField(std::string_view text) {
     return CsvCell(CsvText(text));
 }
 
+std::string Counted(std::uint64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
 std::string Enumerated(const std::vector<std::string> &words) {
     std::string text;
     for (size_t i = 0; i < words.size(); ++i) {

@@ -239,4 +239,10 @@ Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,
     return failure;
 }
 
+bool IsCutOff(const Failure &failure) {
+    constexpr int kSizeLimitExceeded = 4, kAdminLimitExceeded = 11;
+    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
+           failure.id == Message::kAnswerEndless;
+}
+
 }  // namespace zafo::cli

@@ -28,10 +28,6 @@ struct Doomed {
     std::vector<Account> groups;  // that list a user
 };
 
-std::string Counted(size_t count, std::string_view noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
     Doomed doomed{user, {}, GroupsListing(directory, user.name)};
     doomed.touches =
@@ -43,18 +39,9 @@ Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
 }
 
 Doomed DoomedGroup(const AccountDirectory &directory, const Account &group) {
-    NameList members, primary;
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
-                                                members.Address());
-    });
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(), nullptr,
-                                                     primary.Address());
-    });
     std::string touches = fmt::format("{} ({}) lists {}", group.name, group.dn,
-                                      Counted(members.Names().size(), "member"));
-    if (const size_t users = primary.Names().size(); users > 0)
+                                      Counted(ListedUsers(directory, group).size(), "member"));
+    if (const size_t users = PrimaryUsers(directory, group).size(); users > 0)
         touches +=
             fmt::format("; {} with it as primary group will keep the number of a deleted group",
                         Counted(users, "user"));

@@ -259,6 +259,36 @@ PrimaryGroup AccountDirectory::RequirePrimaryGroup(const std::string *given) con
     throw OwnFailure(Message::kGroupMissing, FactsAbout("with the number " + *given));
 }
 
+bool ReadUser(const AccountDirectory &directory, const std::string &dn, UserRecord &user) {
+    return directory.Run(dn, [&] {
+        return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), user.Address(), nullptr);
+    }) > 0;
+}
+
+std::vector<std::string> ListedUsers(const AccountDirectory &directory, const Account &group) {
+    NameList names;
+    directory.Run(group.name, [&] {
+        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
+                                                names.Address());
+    });
+    return names.Names();
+}
+
+std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const Account &group,
+                                      std::optional<Failure> *cut) {
+    NameList names;
+    try {
+        directory.Run(group.name, [&] {
+            return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
+                                                         nullptr, names.Address());
+        });
+    } catch (const Failure &failure) {
+        if (cut == nullptr || !IsCutOff(failure)) throw;
+        *cut = failure;
+    }
+    return names.Names();
+}
+
 bool IsReservedNumber(std::uint64_t number) {
     return number == 0 || number == 65534 || number == 65535 || number >= UID_ERR;
 }

@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/group.h"
 #include "platform/szlist.h"
+#include "platform/user.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_kind.h"
@@ -31,6 +33,24 @@ class NameList {
   private:
     QLIBSZLIST *list_;
 };
+
+// Owns an account's record.
+template <typename Record, void (*Free)(Record *)>
+class OwnedRecord {
+  public:
+    OwnedRecord() = default;
+    OwnedRecord(const OwnedRecord &) = delete;
+    OwnedRecord &operator=(const OwnedRecord &) = delete;
+    ~OwnedRecord() { Free(record_); }
+    Record **Address() { return &record_; }
+    Record *Get() const { return record_; }
+    const Record *operator->() const { return record_; }
+
+  private:
+    Record *record_ = nullptr;
+};
+using UserRecord = OwnedRecord<ZAFOUSER, ZAFOUserFree>;
+using GroupRecord = OwnedRecord<ZAFOGROUP, ZAFOGroupFree>;
 
 // The lowest and highest number of the directory's own pool.
 struct Pool {
@@ -136,6 +156,16 @@ class AccountDirectory {
     Session &session_;
     OpenedConnection opened_;
 };
+
+// Reads the record of the user with this DN; false if there is none.
+bool ReadUser(const AccountDirectory &directory, const std::string &dn, UserRecord &user);
+
+// The users that a group lists.
+std::vector<std::string> ListedUsers(const AccountDirectory &directory, const Account &group);
+// Those with it as their primary group. If the server cuts the answer off at a size limit, `cut`
+// gets the failure; without `cut` it is thrown.
+std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const Account &group,
+                                      std::optional<Failure> *cut = nullptr);
 
 // Parses a number; throws Failure ("account_number") for one that no account may have: 0, 65534 and
 // 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).

@@ -13,9 +13,6 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr int kSizeLimitExceeded = 4;
-constexpr int kAdminLimitExceeded = 11;
-
 std::string FilterOf(const Session &session, const AccountKind &kind) {
     const std::string *pattern = session.invocation.Find("PATTERN");
     if (pattern == nullptr) return std::string(kind.filter);
@@ -45,11 +42,6 @@ int LimitOf(const Session &session) {
     const std::optional<int> limit = session.invocation.Number("limit");
     if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
     return limit.value_or(std::numeric_limits<int>::max());
-}
-
-bool IsCutOff(const Failure &failure) {
-    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
-           failure.id == Message::kAnswerEndless;
 }
 
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {

@@ -69,6 +69,14 @@ const std::vector<AccountField> &GroupFields() {
     return kFields;
 }
 
+Fields WithFields(const std::vector<AccountField> &fields, const Fields &more) {
+    Fields all;
+    for (const AccountField &field : fields)
+        all.push_back(field.field);
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_terminal) {
     const bool chosen = !session.Options().fields.empty();
     if (chosen || session.Options().form != Form::kTable) return {Chosen(all, session.Options())};
@@ -77,12 +85,11 @@ ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_
 }
 
 ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fields) {
-    Fields all, on_terminal;
+    Fields on_terminal;
     for (const AccountField &field : fields) {
-        all.push_back(field.field);
         if (field.on_terminal) on_terminal.push_back(field.field);
     }
-    return LayoutOf(session, all, on_terminal);
+    return LayoutOf(session, WithFields(fields, {}), on_terminal);
 }
 
 std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,

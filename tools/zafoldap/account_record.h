@@ -24,6 +24,8 @@ struct AccountField {
 
 const std::vector<AccountField> &UserFields();
 const std::vector<AccountField> &GroupFields();
+// Their fields, and more.
+Fields WithFields(const std::vector<AccountField> &fields, const Fields &more);
 
 // How a list is printed: its fields, and whether it has a heading. Output to another program, if no
 // other form was requested, is only the names, as "ls" does.

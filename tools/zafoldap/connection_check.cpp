@@ -94,7 +94,7 @@ class Checker {
           settings_(std::move(settings)),
           facts_(connection.AsFacts()) {}
 
-    std::optional<Failure> Run(const std::function<void(const CheckStep &)> &on_step) {
+    std::optional<Failure> Run(StepPrinter &printer) {
         struct Row {
             const char *name;
             CheckStep (Checker::*check)();
@@ -124,7 +124,7 @@ class Checker {
                 }
             }
             step.step = row.name;
-            on_step(step);
+            printer.Print(step);
         }
         return failed;
     }
@@ -385,9 +385,8 @@ class Checker {
 }  // namespace
 
 std::optional<Failure> RunChecks(Streams &streams, const Connection &connection, Host host,
-                                 const std::string &settings,
-                                 const std::function<void(const CheckStep &)> &on_step) {
-    return Checker(streams, connection, std::move(host), settings).Run(on_step);
+                                 const std::string &settings, StepPrinter &printer) {
+    return Checker(streams, connection, std::move(host), settings).Run(printer);
 }
 
 }  // namespace zafo::cli

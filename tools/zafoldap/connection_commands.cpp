@@ -142,14 +142,6 @@ void Change(const Session &session, const std::string &name, const std::vector<s
     LoggedChange(session, "connection=" + name, "keys=" + LoggedNames(keys), write);
 }
 
-// Runs and prints the checks; returns the failure of the failed step.
-std::optional<Failure> RunAndShow(StepPrinter &printer, Streams &streams,
-                                  const Connection &connection, Host host,
-                                  const std::string &settings) {
-    return RunChecks(streams, connection, std::move(host), settings,
-                     [&](const CheckStep &step) { printer.Print(step); });
-}
-
 // Shows what would be saved, and whether it would work.
 int DryRun(Session &session, const Connection &connection,
            const std::optional<std::string> &password) {
@@ -164,7 +156,7 @@ int DryRun(Session &session, const Connection &connection,
                     : OpenConnection(connection.name, connection);
     StepPrinter printer(session);
     const std::optional<Failure> failed =
-        RunAndShow(printer, streams, connection, std::move(host), "not saved (dry run)");
+        RunChecks(streams, connection, std::move(host), "not saved (dry run)", printer);
     if (json) {
         session.document.Whole({{"would_save", record}, {"checks", printer.Steps()}},
                                /*ok=*/!failed);
@@ -389,8 +381,8 @@ int CheckConnection(Session &session) {
     const Connection connection = ReadConnection(name);
     StepPrinter printer(session);
     const std::optional<Failure> failed =
-        RunAndShow(printer, session.streams, connection, OpenConnection(name, connection),
-                   fmt::format("\"{}\" in {}", name, kConnectionFile));
+        RunChecks(session.streams, connection, OpenConnection(name, connection),
+                  fmt::format("\"{}\" in {}", name, kConnectionFile), printer);
     printer.Finish(!failed);
     if (failed) throw *failed;
     return 0;
@@ -424,15 +416,12 @@ int SuggestConnection(Session &session) {
     NameList bases;
     Ask(session.streams, connection.AsFacts(),
         [&] { return ZAFOLDAPBrowserSuggestBaseDN(&host.Record(), bases.Address()); });
-    std::vector<Json> rows;
-    for (const std::string &base : bases.Names())
-        rows.push_back({{"base", base}});
     const ListLayout layout = LayoutOf(session, kBaseFields, kBaseFields);
     ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
-    for (const Json &row : rows)
-        writer.Write(row);
+    for (const std::string &base : bases.Names())
+        writer.WriteText(base);
     writer.Finish(/*ok=*/true, /*complete=*/true);
-    if (rows.empty())
+    if (bases.Names().empty())
         session.streams.Note(
             "the server names no base DN to an anonymous client: ask its administrator");
     return 0;

@@ -22,24 +22,8 @@ namespace {
 const Option kDescriptionOption{
     .name = "description", .value = "TEXT", .help = "what the group is for"};
 
-const Fields kGroupShowFields = [] {
-    Fields fields;
-    for (const AccountField &row : GroupFields())
-        fields.push_back(row.field);
-    fields.push_back({"primary_users", "PRIMARY GROUP OF"});
-    fields.push_back({"sid", "SID"});
-    return fields;
-}();
-
-// The users with this primary group.
-std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const std::string &dn) {
-    NameList names;
-    directory.Run(dn, [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), dn.c_str(), nullptr,
-                                                     names.Address());
-    });
-    return names.Names();
-}
+const Fields kGroupShowFields =
+    WithFields(GroupFields(), {{"primary_users", "PRIMARY GROUP OF"}, {"sid", "SID"}});
 
 // Edits a group and words the library's errors.
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
@@ -106,16 +90,17 @@ Command GroupListCommand() {
 }
 
 int ShowGroup(Session &session) {
-    CheckName(session.Argument("NAME"));
+    const std::string &name = session.Argument("NAME");
+    CheckName(name);
     const AccountDirectory directory(session);
-    const std::string dn = directory.Require(kGroupKind, session.Argument("NAME"));
+    const std::string dn = directory.Require(kGroupKind, name);
     if (ShowRaw(directory, kGroupKind, dn)) return 0;
     Search search = directory.SearchFor(ForEntry(dn, {}, std::string(kGroupKind.filter)), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);
     record["sid"] = TextOrNull(FirstValue(*entry, "sambaSID"));
-    record["primary_users"] = PrimaryUsers(directory, dn);
+    record["primary_users"] = PrimaryUsers(directory, {name, dn});
     PrintRecord(session.streams, session.document, kGroupShowFields, record);
     return 0;
 }
@@ -215,7 +200,7 @@ int EditGroup(Session &session) {
     const bool renumbers = gid && std::to_string(*gid) != old;
     if (renumbers) directory.RequireFreeNumber(kGroupKind, *gid);
     const std::vector<std::string> primary =
-        renumbers ? PrimaryUsers(directory, group.dn) : std::vector<std::string>();
+        renumbers ? PrimaryUsers(directory, group) : std::vector<std::string>();
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", group.name));
     plan.Record(group.dn, "modify");

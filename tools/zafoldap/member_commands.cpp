@@ -11,7 +11,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_list.h"
+#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
@@ -25,15 +25,6 @@ const Argument kMembers{
     .name = "USER", .help = "login names", .kind = Kind::kUser, .repeatable = true};
 
 const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
-
-std::vector<std::string> ListedIn(const AccountDirectory &directory, const Account &group) {
-    NameList names;
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
-                                                names.Address());
-    });
-    return names.Names();
-}
 
 void PrintMember(ListWriter &writer, bool only_name, const std::string &name, bool listed,
                  bool primary) {
@@ -141,17 +132,10 @@ int ListMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const AccountDirectory directory(session);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"));
-    const std::vector<std::string> listed = ListedIn(directory, group);
-    NameList with_primary;
+    const std::vector<std::string> listed = ListedUsers(directory, group);
+    std::vector<std::string> primary;
     std::optional<Failure> cut;
-    if (session.invocation.Has("primary")) {
-        cut = Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
-            return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
-                                                         nullptr, with_primary.Address());
-        });
-        if (cut && !IsCutOff(*cut)) throw *cut;
-    }
-    const std::vector<std::string> primary = with_primary.Names();
+    if (session.invocation.Has("primary")) primary = PrimaryUsers(directory, group, &cut);
     const std::unordered_set<std::string> is_listed(listed.begin(), listed.end());
     const std::unordered_set<std::string> is_primary(primary.begin(), primary.end());
     const Fields names = {kMemberFields.front()};
@@ -194,7 +178,7 @@ int AddMembers(Session &session) {
                         .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
-    const std::vector<std::string> listed = ListedIn(directory, change.group);
+    const std::vector<std::string> listed = ListedUsers(directory, change.group);
     for (const Account &user : directory.RequireAll(kUserKind, names)) {
         const bool in = std::ranges::count(listed, user.name) > 0;
         (in ? change.as_they : change.users).push_back(user.name);
@@ -225,7 +209,7 @@ int RemoveMembers(Session &session) {
                         .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
                         .users = {},
                         .as_they = {}};
-    const std::vector<std::string> listed = ListedIn(directory, change.group);
+    const std::vector<std::string> listed = ListedUsers(directory, change.group);
     std::vector<std::string> others;
     for (const std::string &name : names) {
         if (directory.Find(kUserKind, name)) {

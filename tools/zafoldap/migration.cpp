@@ -152,6 +152,13 @@ Outcome RunApart(const std::function<int()> &call, pid_t parent) {
 
 }  // namespace
 
+void LogCopy(const Session &session, const AccountKind &kind, bool to_local,
+             const std::string &name, std::string_view result) {
+    LogChange(fmt::format("migrate {}s", kind.noun), "connection=" + session.Options().connection,
+              fmt::format("to={} name=\"{}\"", to_local ? "local" : "directory", OneLine(name)),
+              result);
+}
+
 std::vector<Candidate> Migration::ReadSource() const {
     if (to_local_) return DirectoryAccounts(directory_, kind_, &kind_ == &kUserKind);
     std::vector<Candidate> accounts;
@@ -220,11 +227,8 @@ int Migration::Copy(const std::vector<Decision> &plan, const Target &target) con
         if (decision.result != Result::kAdd) continue;
         const std::string failed = CopyAccount(directory_, decision.account, target);
         if (failed.empty()) continue;
-        LogChange(fmt::format("migrate {}s", kind_.noun),
-                  "connection=" + directory_.TheSession().Options().connection,
-                  fmt::format("to={} name=\"{}\"", to_local_ ? "local" : "directory",
-                              OneLine(decision.account.name)),
-                  fmt::format("failed ({})", OneLine(failed)));
+        LogCopy(directory_.TheSession(), kind_, to_local_, decision.account.name,
+                fmt::format("failed ({})", OneLine(failed)));
     }
     return 0;
 }

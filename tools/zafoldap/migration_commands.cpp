@@ -32,9 +32,7 @@ struct Job {
 
     std::string Where() const { return to_local ? "this system" : "the directory"; }
     // "1 user", "3 groups"
-    std::string Counted(size_t count) const {
-        return fmt::format("{} {}{}", count, kind.noun, count == 1 ? "" : "s");
-    }
+    std::string Counted(size_t count) const { return cli::Counted(count, kind.noun); }
     // The command itself, to run again.
     std::string Again() const {
         return CommandLine(
@@ -84,13 +82,8 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
         return;
     }
     Json accounts = Json::array();
-    for (const Decision &decision : plan) {
-        const Json row = RowOf(decision, dry_run);
-        Json picked = Json::object();
-        for (const Field &field : fields)
-            picked[field.key] = row[field.key];
-        accounts.push_back(std::move(picked));
-    }
+    for (const Decision &decision : plan)
+        accounts.push_back(Picked(fields, RowOf(decision, dry_run)));
     Json counts = Json::object();
     for (const Result result : {Result::kAdd, Result::kThere, Result::kSkip, Result::kRefuse})
         counts[WordFor(result, dry_run)] = CountOf(plan, result);
@@ -151,12 +144,8 @@ void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_
 
 void Log(const Job &job, const std::vector<Decision> &plan) {
     for (const Decision &decision : plan) {
-        if (decision.result != Result::kAdd) continue;
-        LogChange(fmt::format("migrate {}s", job.kind.noun),
-                  "connection=" + job.session.Options().connection,
-                  fmt::format("to={} name=\"{}\"", job.to_local ? "local" : "directory",
-                              OneLine(decision.account.name)),
-                  "done");
+        if (decision.result == Result::kAdd)
+            LogCopy(job.session, job.kind, job.to_local, decision.account.name, "done");
     }
 }
 

@@ -122,10 +122,6 @@ ExposureInWords ExposureOf(const BackupSettings &settings) {
     return all;
 }
 
-std::string Counted(std::uint64_t number, std::string_view noun) {
-    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-}
-
 Json SizeFor(const Session &session, unsigned long long bytes) {
     return session.Options().form == Form::kTable ? Json(SizeInWords(bytes)) : Json(bytes);
 }

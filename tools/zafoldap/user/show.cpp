@@ -2,7 +2,6 @@
 //
 // user show and user groups.
 #include <algorithm>
-#include <memory>
 #include <string>
 
 #include <fmt/format.h>
@@ -15,10 +14,6 @@
 namespace zafo::cli {
 
 namespace {
-
-struct FreeUser {
-    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
-};
 
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
@@ -56,23 +51,14 @@ std::vector<Json> GroupsOf(const AccountDirectory &directory, const std::string 
 }
 
 bool MayChangePassword(const AccountDirectory &directory, const std::string &dn) {
-    ZAFOUSER *read = nullptr;
-    directory.Run(
-        dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
-    const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    return user == nullptr || user->blDisallowChangePasswd == 0;
+    UserRecord user;
+    return !ReadUser(directory, dn, user) || user->blDisallowChangePasswd == 0;
 }
 
-const Fields kUserShowFields = [] {
-    Fields fields;
-    for (const AccountField &row : UserFields())
-        fields.push_back(row.field);
-    fields.insert(fields.end(), {{"primary_group", "PRIMARY GROUP"},
-                                 {"groups", "GROUPS"},
-                                 {"password_change", "MAY CHANGE PASSWORD"},
-                                 {"sid", "SID"}});
-    return fields;
-}();
+const Fields kUserShowFields = WithFields(UserFields(), {{"primary_group", "PRIMARY GROUP"},
+                                                         {"groups", "GROUPS"},
+                                                         {"password_change", "MAY CHANGE PASSWORD"},
+                                                         {"sid", "SID"}});
 
 int ShowUser(Session &session) {
     CheckName(session.Argument("NAME"));
