@@ -103,17 +103,13 @@ std::string UserToDirectory(const AccountDirectory &directory, const std::string
                : Reported(directory);
 }
 
-struct FreeText {
-    void operator()(char *text) const { std::free(text); }
-};
-
 std::string GroupToDirectory(const AccountDirectory &directory, const std::string &name) {
     GroupRecord group;
     if (ZAFOGroupGet(name.c_str(), group.Address()) != 0) return Reported(directory);
     char *text = nullptr;
     size_t size = 0;
     const bool described = ZAFOGroupDescGet(name.c_str(), &text, &size) == 0;
-    const std::unique_ptr<char, FreeText> description(text);
+    const std::unique_ptr<char, void (*)(void *)> description(text, std::free);
     return ZAFOLDAPBrowserGroupCreate(directory.Record(), group.Get(),
                                       described && text != nullptr ? text : "", nullptr,
                                       nullptr) == 0

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <new>
 
 #include <fmt/format.h>
@@ -294,18 +293,16 @@ bool IsReservedNumber(std::uint64_t number) {
 }
 
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number in that range"
-                         : IsReservedNumber(number) ? "it is reserved"
-                                                    : nullptr;
+    const std::optional<std::uint64_t> number = WholeNumber<std::uint64_t>(text);
+    const char *reason = !number                     ? "it is not a number in that range"
+                         : IsReservedNumber(*number) ? "it is reserved"
+                                                     : nullptr;
     if (reason != nullptr) {
         throw OwnFailure(
             Message::kAccountNumber,
             {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
     }
-    return static_cast<std::uint32_t>(number);
+    return static_cast<std::uint32_t>(*number);
 }
 
 std::string CommandWord(std::string_view word) {

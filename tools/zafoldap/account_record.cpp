@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/ascii.h"
 #include "tools/zafoldap/account_checks.h"
 
 namespace zafo::cli {
@@ -12,10 +13,8 @@ namespace {
 
 // A number as a JSON number; other text stays text, so that it is not mistaken for a number.
 Json NumberOrText(std::string_view text) {
-    long long number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    return whole ? Json(number) : Json(text);
+    const std::optional<long long> number = WholeNumber<long long>(text);
+    return number ? Json(*number) : Json(text);
 }
 
 Json DateOrNull(std::string_view text) {

@@ -14,6 +14,7 @@
 #include <ctime>
 #include <memory>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -47,10 +48,7 @@ constexpr ClassRow kClasses[] = {
     {ZAFOLDAP_CLASS_APPLE_GROUP, "apple-group"},
 };
 
-struct AddressDeleter {
-    void operator()(addrinfo *list) const { freeaddrinfo(list); }
-};
-using Addresses = std::unique_ptr<addrinfo, AddressDeleter>;
+using Addresses = std::unique_ptr<addrinfo, void (*)(addrinfo *)>;
 
 // The addresses of a server, or the resolver's error.
 Addresses Resolve(const ServerAddress &server, int port, std::string &reason) {
@@ -60,7 +58,7 @@ Addresses Resolve(const ServerAddress &server, int port, std::string &reason) {
     const int code =
         getaddrinfo(server.BareHost().c_str(), std::to_string(port).c_str(), &hints, &list);
     if (code != 0) reason = code == EAI_SYSTEM ? std::strerror(errno) : gai_strerror(code);
-    return Addresses(code == 0 ? list : nullptr);
+    return {code == 0 ? list : nullptr, freeaddrinfo};
 }
 
 std::string Numeric(const addrinfo &address) {
@@ -243,10 +241,8 @@ class Checker {
                 fmt::format("{}{}", detail.empty() ? "" : "; signed by ", certificate.subject);
             if (!certificate.ends) continue;
             const auto left = static_cast<long>((*certificate.ends - std::time(nullptr)) / kDay);
-            std::tm date{};
-            gmtime_r(&*certificate.ends, &date);
-            detail += fmt::format(" (until {:04}-{:02}-{:02}, {} days)", date.tm_year + 1900,
-                                  date.tm_mon + 1, date.tm_mday, left);
+            detail +=
+                fmt::format(" (until {:%Y-%m-%d}, {} days)", fmt::gmtime(*certificate.ends), left);
             days = std::min(days, left);
         }
         const Certificate &last = report->chain.back();

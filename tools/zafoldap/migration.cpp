@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 
 #include <fmt/format.h>
@@ -71,14 +70,6 @@ std::vector<std::string> LocalNames(const AccountKind &kind, const Streams &stre
     return names.Names();
 }
 
-std::optional<std::uint32_t> NumberIn(std::string_view text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
-}
-
 // Distributions give this group, numbered below the ordinary range, to users as their primary one.
 constexpr std::string_view kUsersGroup = "users";
 
@@ -117,14 +108,16 @@ std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, cons
     Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     std::vector<Candidate> accounts;
     while (const Entry *entry = search.Next()) {
-        Candidate account{.name = std::string(FirstValue(*entry, kind.name_attr)),
-                          .number = NumberIn(FirstValue(*entry, kind.number_attr)),
-                          .group = std::nullopt};
+        Candidate account{
+            .name = std::string(FirstValue(*entry, kind.name_attr)),
+            .number = WholeNumber<std::uint32_t>(FirstValue(*entry, kind.number_attr)),
+            .group = std::nullopt};
         if (account.name.empty()) account.name = entry->dn;
         account.dn = entry->dn;
         account.home = FirstValue(*entry, "homeDirectory");
         account.shell = FirstValue(*entry, "loginShell");
-        if (&kind == &kUserKind) account.group = NumberIn(FirstValue(*entry, "gidNumber"));
+        if (&kind == &kUserKind)
+            account.group = WholeNumber<std::uint32_t>(FirstValue(*entry, "gidNumber"));
         account.foreign_hash = passwords && !IsCryptHash(FirstValue(*entry, "userPassword"));
         account.samba_hashes = IsSambaHash(FirstValue(*entry, "sambaNTPassword")) ||
                                IsSambaHash(FirstValue(*entry, "sambaLMPassword"));

@@ -32,14 +32,6 @@ namespace {
 constexpr int kStages = 6;
 constexpr std::size_t kBlockBytes = 256U << 10;
 
-std::string TimeInUtc(std::time_t time) {
-    std::tm utc{};
-    gmtime_r(&time, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text.data();
-}
-
 class BackupJob {
   public:
     BackupJob(const Environment &environment, ProgressFile *progress)
@@ -61,7 +53,7 @@ class BackupJob {
         const Manifest manifest = writer.Finish({.product_version = ZAFO_VERSION,
                                                  .task = environment_.task,
                                                  .number = number,
-                                                 .created = TimeInUtc(now),
+                                                 .created = UtcText(now),
                                                  .suffix = suffix,
                                                  .slapd_version = SlapdVersion()});
         part.Sync();

@@ -33,7 +33,8 @@ Json NextRunFor(const Session &session, const BackupSettings &settings) {
     const std::time_t now = std::time(nullptr);
     const auto next = settings.enabled ? NextRun(settings.schedule, now) : std::nullopt;
     if (!next) return {};
-    return session.Options().form == Form::kTable ? MomentInWords(*next, now) : UtcText(*next);
+    return session.Options().form == Form::kTable ? MomentInWords(*next, now)
+                                                  : backup::UtcText(*next);
 }
 
 Json RecordOf(const Session &session, const BackupSettings &settings) {

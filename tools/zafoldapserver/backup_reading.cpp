@@ -3,8 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <array>
-
 #include <fmt/format.h>
 
 #include "tools/backup/archive_reader.h"
@@ -126,17 +124,9 @@ Json SizeFor(const Session &session, unsigned long long bytes) {
     return session.Options().form == Form::kTable ? Json(SizeInWords(bytes)) : Json(bytes);
 }
 
-std::string UtcText(std::time_t when) {
-    std::tm utc{};
-    gmtime_r(&when, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text.data();
-}
-
 Json MomentFor(const Session &session, std::optional<std::time_t> when) {
     if (!when) return {};
-    return session.Options().form == Form::kTable ? TimeText(*when) : UtcText(*when);
+    return session.Options().form == Form::kTable ? TimeText(*when) : backup::UtcText(*when);
 }
 
 }  // namespace zafo::cli

@@ -53,7 +53,6 @@ ExposureInWords ExposureOf(const BackupSettings &settings);
 
 // Sizes and times are numbers for programs and text for people.
 Json SizeFor(const Session &session, unsigned long long bytes);
-std::string UtcText(std::time_t when);  // "2027-02-28T14:03:00Z"
 Json MomentFor(const Session &session, std::optional<std::time_t> when);
 
 }  // namespace zafo::cli

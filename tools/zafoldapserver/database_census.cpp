@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -26,13 +25,6 @@ std::string Decoded(std::string_view base64) {
     if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), bytes.data(), &size) == 0) return {};
     bytes.resize(size);
     return bytes;
-}
-
-std::optional<std::uint64_t> NumberIn(std::string_view text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) return std::nullopt;
-    return number;
 }
 
 // "20271121113111.123456Z#000000#001#000000": time, count, server, modification.
@@ -95,9 +87,9 @@ void CensusTaker::Take(std::string_view line) {
     } else if (EqualIgnoringCase(name, "userPassword")) {
         TakePassword(value);
     } else if (EqualIgnoringCase(name, "uidNumber")) {
-        uid_ = NumberIn(value);
+        uid_ = WholeNumber<std::uint64_t>(value);
     } else if (EqualIgnoringCase(name, "gidNumber")) {
-        gid_ = NumberIn(value);
+        gid_ = WholeNumber<std::uint64_t>(value);
     } else if (EqualIgnoringCase(name, "entryCSN")) {
         if (std::string id = ServerIdIn(value); !id.empty())
             census_.server_ids.insert(std::move(id));

@@ -9,6 +9,7 @@
 #include <memory>
 #include <sstream>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
@@ -107,19 +108,11 @@ std::string SizeInWords(unsigned long long bytes) {
 }
 
 std::string TimeText(std::time_t when) {
-    std::tm local{};
-    localtime_r(&when, &local);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-    return text.data();
+    return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(when));
 }
 
 std::string DateText(std::time_t when) {
-    std::tm utc{};
-    gmtime_r(&when, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d", &utc);
-    return text.data();
+    return fmt::format("{:%Y-%m-%d}", fmt::gmtime(when));
 }
 
 }  // namespace zafo::cli

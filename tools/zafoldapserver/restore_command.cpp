@@ -105,7 +105,7 @@ void RequireNoOtherJob() {
 
 Json ResultOf(const WholeBackup &whole) {
     return {{"file", whole.path},
-            {"created", whole.created ? Json(UtcText(*whole.created)) : Json()},
+            {"created", whole.created ? Json(backup::UtcText(*whole.created)) : Json()},
             {"suffix", whole.manifest.suffix},
             {"entries", whole.manifest.entries},
             {"users", whole.census.users},
