@@ -14,6 +14,7 @@
 
 #include "base/appliance_paths.h"
 #include "tools/backup/job_error.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::backup {
 
@@ -48,17 +49,6 @@ std::string InMebibytes(std::uint64_t bytes) {
     return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / kMebibyte);
 }
 
-// A path quoted for the shell.
-std::string Quoted(const std::string &path) {
-    constexpr std::string_view kPlain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%";
-    if (path.find_first_not_of(kPlain) == std::string::npos) return path;
-    std::string text = "'";
-    for (const char c : path)
-        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return text + "'";
-}
-
 // "/", "/volume1", "/volume1/backups"
 void AddWithParents(std::string_view path, std::vector<std::string> *folders) {
     for (std::size_t end = 0; end < path.size();) {
@@ -76,7 +66,7 @@ void AddExposures(const std::string &path, bool is_the_folder, std::vector<Expos
     const std::string shown = OneLine(path);
     if (status.st_uid != 0 && status.st_uid != geteuid())
         found->push_back({fmt::format("{} belongs to user {}", shown, status.st_uid),
-                          fmt::format("chown -h root {}", Quoted(path))});
+                          fmt::format("chown -h root {}", cli::CommandWord(path))});
     const bool is_kept = !is_the_folder && (status.st_mode & S_ISVTX) != 0;
     if (S_ISLNK(status.st_mode) || is_kept) return;
     const mode_t others = status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP;
@@ -84,7 +74,7 @@ void AddExposures(const std::string &path, bool is_the_folder, std::vector<Expos
     const bool everybody = (status.st_mode & S_IWOTH) != 0;
     found->push_back({everybody ? shown + " is writable by everybody"
                                 : fmt::format("{} is writable by group {}", shown, status.st_gid),
-                      fmt::format("chmod go-w {}", Quoted(path))});
+                      fmt::format("chmod go-w {}", cli::CommandWord(path))});
 }
 
 }  // namespace

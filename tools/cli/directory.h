@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/error.h"
+#include "platform/szlist.h"
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/failure.h"
 #include "tools/cli/streams.h"
@@ -29,6 +30,22 @@ class Host {
 
   private:
     ZAFOLDAP_HOST host_{};
+};
+
+// Owns one of the platform's lists.
+class NameList {
+  public:
+    NameList();
+    explicit NameList(const std::vector<std::string> &names);
+    QLIBSZLIST **Address() { return &list_; }
+    const QLIBSZLIST *Get() const { return list_; }
+    std::vector<std::string> Names() const;
+    NameList(const NameList &) = delete;
+    NameList &operator=(const NameList &) = delete;
+    ~NameList() { QLIBCSzListFree(list_); }
+
+  private:
+    QLIBSZLIST *list_;
 };
 
 struct Query {

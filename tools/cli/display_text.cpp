@@ -241,6 +241,16 @@ std::string CsvField(std::string_view text) {
     return CsvCell(CsvText(text));
 }
 
+std::string CommandWord(std::string_view word) {
+    constexpr std::string_view kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-+=,/:@%";
+    if (!word.empty() && word.find_first_not_of(kPlain) == word.npos) return std::string(word);
+    std::string quoted = "'";
+    for (const char c : OneLine(word))
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 std::string Counted(std::uint64_t number, std::string_view noun) {
     return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
 }

@@ -51,6 +51,9 @@ std::string CsvCell(std::string_view escaped);
 // CsvText and CsvCell in one.
 std::string CsvField(std::string_view text);
 
+// A word of a command as a shell takes it, quoted if necessary.
+std::string CommandWord(std::string_view word);
+
 // "5 users", "1 group"
 std::string Counted(std::uint64_t number, std::string_view noun);
 

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "tools/cli/help.h"
 
@@ -47,13 +48,8 @@ std::string OptionItem(const Option &option) {
     std::string label = OptionLabel(option);
     label.erase(0, label.find_first_not_of(' '));
     std::string text(option.help);
-    if (!option.choices.empty()) {
-        text += "\nOne of";
-        for (size_t i = 0; i < option.choices.size(); ++i) {
-            text += fmt::format("{} {}", i > 0 ? "," : "", option.choices[i]);
-        }
-        text += '.';
-    }
+    if (!option.choices.empty())
+        text += fmt::format("\nOne of {}.", fmt::join(option.choices, ", "));
     return Item(label, text);
 }
 
@@ -139,8 +135,7 @@ ManPage MainPage(const Program &program) {
     for (const Option &option : program.global_options)
         text += OptionItem(option);
     for (const Topic &topic : program.topics) {
-        std::string upper(topic.title);
-        text += fmt::format(".SH {}\n{}", Troff(upper), Paragraphs(topic.text));
+        text += fmt::format(".SH {}\n{}", Troff(topic.title), Paragraphs(topic.text));
     }
     text += ".SH EXIT STATUS\n" + ExitItems(program);
     text += Section("ENVIRONMENT", program.variables) + Section("FILES", program.files);

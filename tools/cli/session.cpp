@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 
 namespace zafo::cli {
@@ -50,6 +51,15 @@ void Confirm(Session &session, const std::string &doing, const std::string &ques
     if (answer != "y" && answer != "Y" && answer != "yes") {
         throw OwnFailure(Message::kRefused, {.subject = doing});
     }
+}
+
+void ConfirmByTyping(Session &session, const std::string &word, const std::string &doing,
+                     const std::string &question, const std::string &lost) {
+    if (session.Options().yes) return;
+    if (!session.streams.CanAsk())
+        throw OwnFailure(Message::kConfirmationNeeded, {.subject = doing}, lost);
+    if (!SameDn(session.streams.Ask(question, /*echo=*/true), word))
+        throw OwnFailure(Message::kSuffixNotTyped, {.subject = doing});
 }
 
 void ConfirmDeleting(Session &session, const std::string &what,

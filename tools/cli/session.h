@@ -44,4 +44,9 @@ void Confirm(Session &session, const std::string &doing, const std::string &ques
 void ConfirmDeleting(Session &session, const std::string &what,
                      const std::vector<std::string> &details);
 
+// Asks for confirmation that must be typed, so that nobody changes the wrong machine out of habit:
+// `word`, a DN or "yes". Otherwise the same; `lost` says what is at stake.
+void ConfirmByTyping(Session &session, const std::string &word, const std::string &doing,
+                     const std::string &question, const std::string &lost);
+
 }  // namespace zafo::cli

@@ -2,8 +2,6 @@
 //
 // user delete and group delete: shows what is affected, asks, deletes one by one and stops at the
 // first failure.
-#include "tools/zafoldap/account_delete.h"
-
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -14,6 +12,7 @@
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_options.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 
 namespace zafo::cli {

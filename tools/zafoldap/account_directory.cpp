@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 
 #include <fmt/format.h>
 
@@ -25,32 +24,7 @@ void EnsureLoginSuffix(Host &host) {
     if (host.Record().szLoginSuffix == nullptr) host.Set(LDAP_HOST_ATTR_LOGIN_SUFFIX, "localhost");
 }
 
-bool IsPlainWord(std::string_view word) {
-    return !word.empty() && std::ranges::all_of(word, [](unsigned char c) {
-        return std::isalnum(c) != 0 ||
-               std::string_view("_.-=,/:@").find(static_cast<char>(c)) != std::string_view::npos;
-    });
-}
-
 }  // namespace
-
-NameList::NameList() : list_(QLIBCSzListAlloc(1024)) {
-    if (list_ == nullptr) throw std::bad_alloc();
-}
-
-NameList::NameList(const std::vector<std::string> &names) : NameList() {
-    for (const std::string &name : names) {
-        if (QLIBCSzListPush(&list_, name.c_str()) != 0) throw std::bad_alloc();
-    }
-}
-
-std::vector<std::string> NameList::Names() const {
-    std::vector<std::string> names;
-    names.reserve(static_cast<size_t>(list_->nItem));
-    for (int i = 0; i < list_->nItem; ++i)
-        names.emplace_back(QLIBCSzListGet(list_, i));
-    return names;
-}
 
 AccountDirectory::AccountDirectory(Session &session)
     : session_(session), opened_(OpenSaved(session.streams, session.Options().connection)) {
@@ -303,14 +277,6 @@ std::uint32_t ParseAccountNumber(std::string_view option, const std::string &tex
             {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
     }
     return static_cast<std::uint32_t>(*number);
-}
-
-std::string CommandWord(std::string_view word) {
-    if (IsPlainWord(word)) return std::string(word);
-    std::string quoted = "'";
-    for (const char c : OneLine(word))
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
 }
 
 std::string CommandLine(const Session &session, std::string_view command,

@@ -10,29 +10,12 @@
 #include <vector>
 
 #include "platform/group.h"
-#include "platform/szlist.h"
 #include "platform/user.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_kind.h"
 
 namespace zafo::cli {
-
-// Owns one of the platform's lists.
-class NameList {
-  public:
-    NameList();
-    explicit NameList(const std::vector<std::string> &names);
-    QLIBSZLIST **Address() { return &list_; }
-    const QLIBSZLIST *Get() const { return list_; }
-    std::vector<std::string> Names() const;
-    NameList(const NameList &) = delete;
-    NameList &operator=(const NameList &) = delete;
-    ~NameList() { QLIBCSzListFree(list_); }
-
-  private:
-    QLIBSZLIST *list_;
-};
 
 // Owns an account's record.
 template <typename Record, void (*Free)(Record *)>
@@ -171,9 +154,6 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const A
 // 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text);
 bool IsReservedNumber(std::uint64_t number);
-
-// A word for a shell, quoted if necessary.
-std::string CommandWord(std::string_view word);
 
 // An invocation of this program with the same connection, quoted for a shell.
 std::string CommandLine(const Session &session, std::string_view command,

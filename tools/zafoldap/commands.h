@@ -14,6 +14,8 @@ std::vector<Command> UserCommands();
 std::vector<Command> GroupCommands();
 std::vector<Command> MemberCommands();
 std::vector<Command> IdCommands();
+Command UserDeleteCommand();
+Command GroupDeleteCommand();
 Command MigrateCommand();
 Command StatCommand();
 std::vector<Command> DirectoryCommands();  // search, entry

@@ -8,7 +8,6 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_delete.h"
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/commands.h"

@@ -274,7 +274,7 @@ Command MigrateCommand() {
                      .repeatable = true},
                     {.name = "keep-memberships",
                      .help = "copy users whom groups of the directory already list"},
-                    ProgressOption()},
+                    kProgressOption},
         .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
                      {"zafoldap migrate groups --to local --yes", "without confirmation"}},
         .exits = {4, 6, 7, 8, 130}};

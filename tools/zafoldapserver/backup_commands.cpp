@@ -48,7 +48,7 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
     try {
         backup::CheckSpace(settings.folder, found);
     } catch (const backup::JobError &error) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
+        throw FailureOfExit(backup::Operation::kBackup, error);
     }
     const auto kept = static_cast<size_t>(settings.keep);
     const size_t removed = found.size() + 1 > kept ? found.size() + 1 - kept : 0;
@@ -118,7 +118,7 @@ Command BackupNowCommand() {
             "running. The file contains password hashes and is readable only by root.\n\n"
             "cron runs it as \"zafoldapserver --backup now\". Failures appear in the system log "
             "and in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
-        .options = {ProgressOption()},
+        .options = {kProgressOption},
         .examples = {{"zafoldapserver backup now", "to the configured destination"},
                      {"zafoldapserver backup now --dry-run", "whether there is enough space"},
                      {"zafoldapserver backup now --format plain --fields file",

@@ -99,7 +99,7 @@ backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);
     } catch (const backup::JobError &error) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
+        throw FailureOfExit(backup::Operation::kBackup, error);
     }
 }
 
@@ -118,10 +118,6 @@ ExposureInWords ExposureOf(const BackupSettings &settings) {
     }
     if (!all.words.empty()) all.words += ": others could remove or replace backups";
     return all;
-}
-
-Json SizeFor(const Session &session, unsigned long long bytes) {
-    return session.Options().form == Form::kTable ? Json(SizeInWords(bytes)) : Json(bytes);
 }
 
 Json MomentFor(const Session &session, std::optional<std::time_t> when) {

@@ -51,8 +51,7 @@ struct ExposureInWords {
 };
 ExposureInWords ExposureOf(const BackupSettings &settings);
 
-// Sizes and times are numbers for programs and text for people.
-Json SizeFor(const Session &session, unsigned long long bytes);
+// In UTC for programs, in local time for people.
 Json MomentFor(const Session &session, std::optional<std::time_t> when);
 
 }  // namespace zafo::cli

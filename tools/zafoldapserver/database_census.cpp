@@ -8,24 +8,19 @@
 #include <cstdlib>
 #include <memory>
 
+#include <fmt/format.h>
+
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/dn.h"
-#include "platform/crypt.h"
 #include "platform/process.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/stored_password.h"
 
 namespace zafo::cli {
 
 namespace {
-
-std::string Decoded(std::string_view base64) {
-    std::string bytes(base64.size() + 1, '\0');
-    size_t size = 0;
-    if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), bytes.data(), &size) == 0) return {};
-    bytes.resize(size);
-    return bytes;
-}
 
 // "20271121113111.123456Z#000000#001#000000": time, count, server, modification.
 std::string ServerIdIn(std::string_view csn) {
@@ -75,7 +70,7 @@ void CensusTaker::Take(std::string_view line) {
     std::string_view text = line.substr(colon + 1);
     const bool encoded = text.starts_with(':');
     text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
-    const std::string value = encoded ? Decoded(text) : std::string(text);
+    const std::string value = encoded ? backup::DecodedBase64(text) : std::string(text);
     if (EqualIgnoringCase(name, "dn")) {
         TakeDn(value);
     } else if (EqualIgnoringCase(name, "objectClass")) {
@@ -138,6 +133,16 @@ DatabaseCensus CensusTaker::Finish() {
     std::ranges::sort(census_.uids.used);
     std::ranges::sort(census_.gids.used);
     return std::move(census_);
+}
+
+std::string DirectoryInWords(const LocalServer &server,
+                             const std::optional<DatabaseCensus> &census) {
+    const std::string accounts =
+        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
+               : "users and groups that cannot be counted";
+    return fmt::format("the directory {} with {}",
+                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
+                       accounts);
 }
 
 std::optional<DatabaseCensus> TakeCensus(CensusQuestion question) {

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/zafoldapserver/local_server.h"
+
 namespace zafo::cli {
 
 // One kind of number: "uidNumber" or "gidNumber".
@@ -79,5 +81,9 @@ class CensusTaker {
 
 // std::nullopt when the database cannot be read.
 std::optional<DatabaseCensus> TakeCensus(CensusQuestion question = {});
+
+// "the directory dc=example,dc=com with 3 users and 4 groups"
+std::string DirectoryInWords(const LocalServer &server,
+                             const std::optional<DatabaseCensus> &census);
 
 }  // namespace zafo::cli

@@ -333,9 +333,9 @@ Command EnableCommand() {
                          .value = "DN",
                          .help = "the administrator, below the suffix (default: the server's "
                                  "current one, or cn=admin,SUFFIX)"},
-                        PasswordStdinOption(),
-                        PasswordFileOption(),
-                        RandomPasswordOption()},
+                        kPasswordStdin,
+                        kPasswordFile,
+                        kRandomPassword},
             .exclusive = {{"password-stdin", "password-file", "random-password"}},
             .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
                           "prompts for the administrator's password"},

@@ -107,6 +107,11 @@ std::string SizeInWords(unsigned long long bytes) {
                      : fmt::format("{:.{}f} {}", size, size < 10 ? 1 : 0, kUnits[unit]);
 }
 
+Json SizeFor(const Session &session, std::optional<unsigned long long> bytes) {
+    if (!bytes) return {};
+    return session.Options().form == Form::kTable ? Json(SizeInWords(*bytes)) : Json(*bytes);
+}
+
 std::string TimeText(std::time_t when) {
     return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(when));
 }

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/cli/json_document.h"
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 
@@ -58,6 +58,8 @@ std::optional<unsigned long long> AllocatedSize(const char *path);
 
 // "1.2 MiB", "12 MiB"
 std::string SizeInWords(unsigned long long bytes);
+// A number for programs, text for people.
+Json SizeFor(const Session &session, std::optional<unsigned long long> bytes);
 
 // "2027-02-28 14:03:00" in local time, and "2027-02-28" in UTC.
 std::string TimeText(std::time_t when);

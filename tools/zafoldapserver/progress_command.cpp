@@ -91,7 +91,7 @@ Command ProgressCommand() {
             "running one until it ends; the exit code is then that of the job's own command. "
             "Fields: operation, task, state (running, done, failed, killed), stage, total, action, "
             "status (exit code of the backup program), reason, pid.",
-        .options = {{.name = "follow", .help = "follow the job until it ends"}, ProgressOption()},
+        .options = {{.name = "follow", .help = "follow the job until it ends"}, kProgressOption},
         .examples = {{"zafoldapserver progress", "a look"},
                      {"zafoldapserver progress --follow", "until it is done"}},
         .exits = {3, 8, 130}};

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
-#include "base/dn.h"
 #include "platform/service.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
@@ -19,30 +18,6 @@
 namespace zafo::cli {
 
 namespace {
-
-std::string InWords(const LocalServer &server, const std::optional<DatabaseCensus> &census) {
-    const std::string accounts =
-        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
-               : "users and groups that cannot be counted";
-    return fmt::format("the directory {} with {}, its configuration and access rules",
-                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
-                       accounts);
-}
-
-// The suffix must be typed, so that nobody resets the wrong machine out of habit.
-void Confirm(Session &session, const std::string &suffix, const std::string &lost) {
-    Streams &streams = session.streams;
-    if (session.Options().yes) return;
-    const std::string deleting = "deleting " + lost;
-    if (!streams.CanAsk()) throw OwnFailure(Message::kConfirmationNeeded, {.subject = deleting});
-    const std::string word = suffix.empty() ? "yes" : suffix;
-    const std::string answer = streams.Ask(
-        fmt::format("This deletes {}.\n"
-                    "Only a backup can bring it back. Type {} to continue: ",
-                    lost, suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
-        /*echo=*/true);
-    if (!SameDn(answer, word)) throw OwnFailure(Message::kSuffixNotTyped, {.subject = deleting});
-}
 
 void Reset(Session &session) {
     ForgetErrors(session.streams);
@@ -63,7 +38,8 @@ int ResetServer(Session &session) {
     if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
         throw OwnFailure(Message::kServerNotSetUp, {});
     const std::optional<DatabaseCensus> census = TakeCensus();
-    const std::string lost = InWords(server, census);
+    const std::string lost =
+        DirectoryInWords(server, census) + ", its configuration and access rules";
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
     const Json result = {{"suffix", TextOrNull(server.suffix)},
                          {"users", count(&DatabaseCensus::users)},
@@ -72,7 +48,13 @@ int ResetServer(Session &session) {
         TellResult(session, {{"would_delete", result}}, "dry run: would delete " + lost);
         return 0;
     }
-    Confirm(session, server.suffix, lost);
+    const std::string shown =
+        server.suffix.empty() ? "yes" : fmt::format("the suffix ({})", OneLine(server.suffix));
+    ConfirmByTyping(session, server.suffix.empty() ? "yes" : server.suffix, "deleting " + lost,
+                    fmt::format("This deletes {}.\nOnly a backup can bring it back. Type {} to "
+                                "continue: ",
+                                lost, shown),
+                    {});
     const ServerLock lock;
     LoggedChange(session, kLoggedServer,
                  fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),

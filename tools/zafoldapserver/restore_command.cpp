@@ -60,13 +60,7 @@ void RequireSameSuffix(const LocalServer &server, const WholeBackup &whole) {
 
 std::string WhatThereIs(const LocalServer &server) {
     if (ZAFOLDAPServerDBIsEmpty() != 0) return "there is no directory here yet";
-    const auto census = TakeCensus();
-    const std::string accounts =
-        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
-               : "users and groups that cannot be counted";
-    return fmt::format("the directory {} with {} is replaced",
-                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
-                       accounts);
+    return DirectoryInWords(server, TakeCensus()) + " is replaced";
 }
 
 std::string BackupInWords(const WholeBackup &whole) {
@@ -75,24 +69,16 @@ std::string BackupInWords(const WholeBackup &whole) {
                        ContentInWords(whole));
 }
 
-// The suffix must be typed, so that nobody replaces the directory of the wrong machine.
 void Confirm(Session &session, const WholeBackup &whole, const std::string &replaced) {
-    Streams &streams = session.streams;
-    if (session.Options().yes) return;
-    const std::string restoring = "restoring " + BackupInWords(whole);
-    if (!streams.CanAsk())
-        throw OwnFailure(Message::kConfirmationNeeded, {.subject = restoring}, replaced);
-    const std::string suffix = OneLine(whole.manifest.suffix);
     const std::string passwords = ClearPasswordsInWords(whole);
-    const std::string answer = streams.Ask(
+    ConfirmByTyping(
+        session, whole.manifest.suffix, "restoring " + BackupInWords(whole),
         fmt::format("{}.\n"
                     "{}{}{}: changes made since then are lost. The server stops briefly.\n"
                     "Type the suffix ({}) to continue: ",
                     BackupInWords(whole), passwords, passwords.empty() ? "" : ".\n", replaced,
-                    suffix),
-        /*echo=*/true);
-    if (!SameDn(answer, whole.manifest.suffix))
-        throw OwnFailure(Message::kSuffixNotTyped, {.subject = restoring});
+                    OneLine(whole.manifest.suffix)),
+        replaced);
 }
 
 // The library would remove the progress of the running job.
@@ -210,7 +196,7 @@ Command RestoreCommand() {
                      .help = "restore the newest complete backup in the destination"},
                     {.name = "without-admin-entry",
                      .help = "skip an entry at the directory administrator's DN"},
-                    ProgressOption()},
+                    kProgressOption},
         .examples =
             {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
              {"zafoldapserver restore --latest", "asks for the suffix"},

@@ -32,12 +32,6 @@ const Fields kStatusFields = {{"state", "STATE"},
                               {"starts_again", "STARTS AGAIN"},
                               {"crashes", "CRASHES"}};
 
-// Sizes are numbers for programs and text for people.
-Json SizeFor(const Session &session, std::optional<unsigned long long> size) {
-    if (!size) return {};
-    return session.Options().form == Form::kTable ? Json(SizeInWords(*size)) : Json(*size);
-}
-
 Json StatusOf(const Session &session, const LocalServer &server, const ServiceFacts &service) {
     Json addresses = Json::array();
     for (const ListenAddress &address : ListenAddresses())

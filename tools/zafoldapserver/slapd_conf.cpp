@@ -10,12 +10,12 @@
 #include <fstream>
 #include <memory>
 #include <new>
-#include <sstream>
 
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"
+#include "base/whole_file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
 #include "tools/cli/tool_run.h"
@@ -39,11 +39,8 @@ void WriteTextFile(const std::string &path, std::string_view text) {
 }  // namespace
 
 std::optional<std::string> ReadTextFile(const std::string &path) {
-    std::ifstream file(path);
-    if (!file) return std::nullopt;
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    std::string text;
+    return ReadWhole(path, &text) == ReadResult::kDone ? std::optional(text) : std::nullopt;
 }
 
 std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::string &path) {

@@ -266,10 +266,10 @@ Command UserAddCommand() {
          ContainerOption("where the entry goes, relative to the base DN (default: cn=users)"),
          kAnyNameOption,
          kKeepMembershipsOption,
-         PasswordStdinOption(),
-         PasswordFileOption(),
-         RandomPasswordOption(),
-         WeakPasswordOption()});
+         kPasswordStdin,
+         kPasswordFile,
+         kRandomPassword,
+         kWeakPassword});
     return {
         .noun = "user",
         .verb = "add",

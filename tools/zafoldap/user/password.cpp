@@ -112,8 +112,7 @@ Command UserPasswdCommand() {
                 "prompted for twice unless an option supplies it. It must have at least 8 "
                 "characters and not be the name.",
             .arguments = {kUserArgument},
-            .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
-                        WeakPasswordOption()},
+            .options = {kPasswordStdin, kPasswordFile, kRandomPassword, kWeakPassword},
             .exclusive = {{"password-stdin", "password-file", "random-password"}},
             .examples = {{"zafoldap user passwd anna", "prompts twice"},
                          {"zafoldap user passwd anna --random-password",
