@@ -22,7 +22,6 @@ namespace {
 
 constexpr std::uint64_t kSpare = 4U << 20;
 constexpr double kMebibyte = 1U << 20;
-constexpr std::uint64_t kStatBlock = 512;  // unit of st_blocks, see stat(2)
 
 [[noreturn]] void Refuse(const std::string &folder, std::string_view reason) {
     throw JobError(Exit::kBadPlace,
@@ -37,12 +36,6 @@ std::string RealPath(const std::string &path) {
 
 bool IsWithin(const std::string &path, const std::string &folder) {
     return !folder.empty() && (path == folder || path.starts_with(folder + "/"));
-}
-
-std::uint64_t DatabaseBytes() {
-    struct stat status {};
-    if (stat(kDatabaseFile, &status) != 0) return 0;
-    return static_cast<std::uint64_t>(status.st_blocks) * kStatBlock;
 }
 
 std::string InMebibytes(std::uint64_t bytes) {
@@ -103,6 +96,13 @@ void CheckDestination(const std::string &folder) {
         Refuse(folder, "it is inside the database");
 }
 
+std::optional<std::uint64_t> AllocatedSize(const char *path) {
+    constexpr std::uint64_t kBlock = 512;  // unit of st_blocks, see stat(2)
+    struct stat status {};
+    if (stat(path, &status) != 0) return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_blocks) * kBlock;
+}
+
 std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes) {
     const std::uint64_t expected =
         found.empty() ? database_bytes / 4 : found.front().bytes + found.front().bytes / 10;
@@ -114,7 +114,7 @@ void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found
     if (statvfs(folder.c_str(), &space) != 0) throw WritingError(folder, errno);
     if (space.f_blocks == 0) return;  // the file system does not report its size
     const std::uint64_t left = static_cast<std::uint64_t>(space.f_bavail) * space.f_frsize;
-    const std::uint64_t needed = NeededBytes(found, DatabaseBytes());
+    const std::uint64_t needed = NeededBytes(found, AllocatedSize(kDatabaseFile).value_or(0));
     if (left >= needed) return;
     throw JobError(Exit::kTooFull, fmt::format("{} has too little space: about {} needed, {} left",
                                                folder, InMebibytes(needed), InMebibytes(left)));

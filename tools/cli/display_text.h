@@ -51,6 +51,9 @@ std::string CsvCell(std::string_view escaped);
 // CsvText and CsvCell in one.
 std::string CsvField(std::string_view text);
 
+// The text with each `what` replaced.
+std::string Replaced(std::string_view text, std::string_view what, std::string_view with);
+
 // A word of a command as a shell takes it, quoted if necessary.
 std::string CommandWord(std::string_view word);
 

@@ -53,16 +53,6 @@ bool IsAttributeName(std::string_view name) {
     });
 }
 
-// An item of a "|"-separated list.
-std::string ListItem(std::string_view value) {
-    std::string item;
-    for (const char c : value) {
-        if (c == '|') item += '\\';
-        item += c;
-    }
-    return item;
-}
-
 template <typename Visit>
 void ForEachValue(const Entry &entry, std::string_view column, Visit visit) {
     if (EqualIgnoringCase(column, "dn")) {
@@ -220,7 +210,8 @@ class SeparatedEntries final : public EntryWriter {
         ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
             if (!first) joined += '|';
             first = false;
-            joined += EqualIgnoringCase(name, "dn") ? Text(value) : ListItem(Shown(name, value));
+            joined += EqualIgnoringCase(name, "dn") ? Text(value)
+                                                    : Replaced(Shown(name, value), "|", "\\|");
         });
         return joined;
     }

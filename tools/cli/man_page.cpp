@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/help.h"
 
 namespace zafo::cli {
@@ -33,11 +34,7 @@ std::string Troff(std::string_view text) {
 }
 
 std::string Paragraphs(std::string_view text) {
-    std::string out = Troff(text);
-    for (size_t at = out.find("\n\n"); at != std::string::npos; at = out.find("\n\n", at + 5)) {
-        out.replace(at, 2, "\n.PP\n");
-    }
-    return out + "\n";
+    return Replaced(Troff(text), "\n\n", "\n.PP\n") + "\n";
 }
 
 std::string Item(std::string_view label, std::string_view text) {

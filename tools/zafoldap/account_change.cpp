@@ -146,12 +146,7 @@ void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std
 }
 
 std::string PercentsDoubled(std::string_view text) {
-    std::string doubled;
-    for (const char c : text) {
-        if (c == '%') doubled += '%';
-        doubled += c;
-    }
-    return doubled;
+    return Replaced(text, "%", "%%");
 }
 
 }  // namespace zafo::cli

@@ -132,6 +132,16 @@ void CheckChangeableName(const std::string &name) {
     }
 }
 
+std::vector<std::string> NamesGiven(const Session &session, std::string_view argument,
+                                    void (*check)(const std::string &)) {
+    std::vector<std::string> names;
+    for (const std::string &name : session.invocation.All(argument)) {
+        check(name);
+        if (std::ranges::count(names, name) == 0) names.push_back(name);
+    }
+    return names;
+}
+
 long ParseDate(const std::string &text) {
     if (text == "never") return kNeverExpires;
     const bool shaped = text.size() == 10 && text[4] == '-' && text[7] == '-' &&

@@ -38,6 +38,9 @@ void CheckName(const std::string &name);
 // Failure ("unusual_name").
 void CheckChangeableName(const std::string &name);
 
+// The values of a repeatable argument, checked, each once.
+std::vector<std::string> NamesGiven(const Session &session, std::string_view argument,
+                                    void (*check)(const std::string &));
 // "2027-12-31" or "never" as days; throws Failure ("bad_date"). DateOf is the inverse: nothing for
 // never.
 long ParseDate(const std::string &text);

@@ -106,11 +106,7 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
 
 int DeleteAccounts(Session &session, const AccountKind &kind,
                    Doomed (*doom)(const AccountDirectory &, const Account &), Delete remove) {
-    std::vector<std::string> names;
-    for (const std::string &name : session.invocation.All("NAME")) {
-        CheckChangeableName(name);
-        if (std::ranges::count(names, name) == 0) names.push_back(name);
-    }
+    const std::vector<std::string> names = NamesGiven(session, "NAME", CheckChangeableName);
     const AccountDirectory directory(session, kind);
     std::vector<Doomed> all;
     for (const Account &account : directory.RequireAll(kind, names))

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The commands of zafoldap by noun. Each row is defined beside the function it runs.
+// The command table of zafoldap, and its rows by noun. Each row is defined beside the function it
+// runs.
 #pragma once
 
 #include <vector>
@@ -8,6 +9,8 @@
 #include "tools/cli/session.h"
 
 namespace zafo::cli {
+
+const Program &Zafoldap();
 
 std::vector<Command> ConnectionCommands();
 std::vector<Command> UserCommands();

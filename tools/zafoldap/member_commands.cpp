@@ -35,22 +35,13 @@ void PrintMember(ListWriter &writer, bool only_name, const std::string &name, bo
     }
 }
 
-std::vector<std::string> NamesOfUsers(const Session &session) {
-    std::vector<std::string> names;
-    for (const std::string &name : session.invocation.All("USER")) {
-        CheckName(name);
-        if (std::ranges::count(names, name) == 0) names.push_back(name);
-    }
-    return names;
-}
-
 struct MemberChange {
     std::string_view how;  // "add" or "delete"
     Account group;
-    std::vector<std::string> users;      // to be changed
-    std::vector<std::string> as_they;    // already as requested
-    std::vector<std::string> gone = {};  // who do not exist but are listed
-    ListedValues values = {};            // naming those and, if there are any, the others too
+    std::vector<std::string> users = {};    // to be changed
+    std::vector<std::string> as_they = {};  // already as requested
+    std::vector<std::string> gone = {};     // who do not exist but are listed
+    ListedValues values = {};               // naming those and, if there are any, the others too
 };
 
 std::vector<std::string> ChangedUsers(const MemberChange &change) {
@@ -172,12 +163,10 @@ Command MemberListCommand() {
 
 int AddMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
-    const std::vector<std::string> names = NamesOfUsers(session);
+    const std::vector<std::string> names = NamesGiven(session, "USER", CheckName);
     AccountDirectory directory(session);
     MemberChange change{.how = "add",
-                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
-                        .users = {},
-                        .as_they = {}};
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"))};
     const std::vector<std::string> listed = ListedUsers(directory, change.group);
     for (const Account &user : directory.RequireAll(kUserKind, names)) {
         const bool in = std::ranges::count(listed, user.name) > 0;
@@ -203,12 +192,10 @@ Command MemberAddCommand() {
 // A listed user who does not exist is removed; one who is neither listed nor exists is an error.
 int RemoveMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
-    const std::vector<std::string> names = NamesOfUsers(session);
+    const std::vector<std::string> names = NamesGiven(session, "USER", CheckName);
     AccountDirectory directory(session);
     MemberChange change{.how = "delete",
-                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
-                        .users = {},
-                        .as_they = {}};
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"))};
     const std::vector<std::string> listed = ListedUsers(directory, change.group);
     std::vector<std::string> others;
     for (const std::string &name : names) {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/program.h"
-
 #include "tools/cli/completion_command.h"
 #include "tools/zafoldap/commands.h"
 

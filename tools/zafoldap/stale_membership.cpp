@@ -29,6 +29,17 @@ std::string UserOfValue(size_t attribute, std::string_view value) {
     return attribute == 0 ? std::string(value) : UserOfDn(value);
 }
 
+// Calls visit(index of the attribute, value, user it names) for each member that a group lists.
+template <typename Visit>
+void EachValue(const Entry &group, Visit visit) {
+    for (const Attribute &attribute : group.attributes) {
+        const size_t index = IndexOf(attribute.name);
+        if (index == std::size(kMemberAttributes)) continue;
+        for (std::string_view value : attribute.values)
+            visit(index, value, UserOfValue(index, value));
+    }
+}
+
 Account GroupOf(const Entry &entry) {
     const std::string_view name = FirstValue(entry, kGroupKind.name_attr);
     return {std::string(name.empty() ? entry.dn : name), std::string(entry.dn)};
@@ -129,15 +140,10 @@ ListedValues ValuesNaming(const AccountDirectory &directory, const Account &grou
     ListedValues listed;
     const Entry *entry = search.Next();
     if (entry == nullptr) return listed;
-    for (const Attribute &attribute : entry->attributes) {
-        const size_t index = IndexOf(attribute.name);
-        if (index == std::size(kMemberAttributes)) continue;
-        for (std::string_view value : attribute.values) {
-            const std::string user = UserOfValue(index, value);
-            if (index == 0 ? user == name : EqualIgnoringCase(user, name))
-                listed.of[index].emplace_back(value);
-        }
-    }
+    EachValue(*entry, [&](size_t index, std::string_view value, const std::string &user) {
+        if (index == 0 ? user == name : EqualIgnoringCase(user, name))
+            listed.of[index].emplace_back(value);
+    });
     return listed;
 }
 
@@ -149,14 +155,9 @@ void EachMember(const AccountDirectory &directory,
     Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     while (const Entry *entry = search.Next()) {
         const Account group = GroupOf(*entry);
-        for (const Attribute &attribute : entry->attributes) {
-            const size_t index = IndexOf(attribute.name);
-            if (index == std::size(kMemberAttributes)) continue;
-            for (std::string_view value : attribute.values) {
-                const std::string user = UserOfValue(index, value);
-                if (!user.empty()) visit(group, user);
-            }
-        }
+        EachValue(*entry, [&](size_t, std::string_view, const std::string &user) {
+            if (!user.empty()) visit(group, user);
+        });
     }
 }
 

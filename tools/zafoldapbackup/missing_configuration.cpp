@@ -55,10 +55,6 @@ class TextFolder : public WorkFolder {
     }
 };
 
-bool Exists(const std::string &path) {
-    return access(path.c_str(), F_OK) == 0;
-}
-
 std::optional<std::string> CopyOf(const Contents &backup, std::string_view member) {
     const std::string *text = backup.Config(member);
     return text != nullptr ? std::optional(*text) : std::nullopt;
@@ -225,7 +221,7 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
         notes_.emplace_back("the access rules were rewritten; those of the backup differ");
-    if (!Exists(kAccessRules)) rules_ = rules;
+    if (access(kAccessRules, F_OK) != 0) rules_ = rules;
 }
 
 void MissingConfiguration::Install() {

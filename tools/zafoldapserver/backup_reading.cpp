@@ -16,32 +16,6 @@ namespace zafo::cli {
 
 namespace {
 
-// Passes on the lines of a text that arrives in blocks.
-class LineCutter {
-  public:
-    explicit LineCutter(CensusTaker &taker) : taker_(taker) {}
-
-    void Take(std::string_view block) {
-        for (size_t end = 0; (end = block.find('\n')) != std::string_view::npos;) {
-            Keep(block.substr(0, end));
-            taker_.Line(begun_);
-            begun_.clear();
-            block.remove_prefix(end + 1);
-        }
-        Keep(block);
-    }
-
-  private:
-    // A line may be too long to keep.
-    void Keep(std::string_view part) {
-        if (begun_.size() < CensusTaker::kLongestLine)
-            begun_ += part.substr(0, CensusTaker::kLongestLine);
-    }
-
-    CensusTaker &taker_;
-    std::string begun_;
-};
-
 std::optional<std::time_t> TimeIn(const std::string &text) {
     std::tm utc{};
     const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc);
@@ -54,11 +28,10 @@ WholeBackup ReadWholeBackup(const std::string &path) {
     try {
         zafo::UniqueFd file = backup::OpenBackup(path);
         CensusTaker taker;
-        LineCutter lines(taker);
         backup::Contents contents =
             backup::ReadArchive(file.Get(), path, [&](std::string_view block) {
                 if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
-                lines.Take(block);
+                taker.Add(block);
             });
         struct stat status {};
         fstat(file.Get(), &status);

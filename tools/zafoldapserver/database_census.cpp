@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include <fmt/format.h>
@@ -51,6 +50,18 @@ void EntriesFound::Add(const std::string &dn) {
 CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question)) {
     if (!question_.administrator.empty())
         question_.administrator = ComparableDn(question_.administrator);
+}
+
+void CensusTaker::Add(std::string_view block) {
+    while (!block.empty()) {
+        const size_t size = block.find('\n');
+        const std::string_view part = block.substr(0, size);
+        if (begun_.size() < kLongestLine) begun_ += part.substr(0, kLongestLine);
+        if (size == block.npos) return;
+        Line(begun_);
+        begun_.clear();
+        block.remove_prefix(size + 1);
+    }
 }
 
 void CensusTaker::Line(std::string_view line) {
@@ -129,6 +140,7 @@ void CensusTaker::EndEntry() {
 }
 
 DatabaseCensus CensusTaker::Finish() {
+    if (!begun_.empty()) Line(begun_);
     Line("");
     std::ranges::sort(census_.uids.used);
     std::ranges::sort(census_.gids.used);
@@ -149,14 +161,9 @@ std::optional<DatabaseCensus> TakeCensus(CensusQuestion question) {
     FILE *stream = QLIBCPopen(kSlapcat, "r", static_cast<char *>(nullptr));
     if (stream == nullptr) return std::nullopt;
     CensusTaker taker(std::move(question));
-    char *line = nullptr;
-    size_t room = 0;
-    for (ssize_t n = 0; (n = getline(&line, &room, stream)) >= 0;) {
-        std::string_view text(line, static_cast<size_t>(n));
-        if (text.ends_with('\n')) text.remove_suffix(1);
-        taker.Line(text);
-    }
-    std::free(line);
+    std::vector<char> block(CensusTaker::kLongestLine);
+    for (size_t n = 0; (n = fread(block.data(), 1, block.size(), stream)) > 0;)
+        taker.Add({block.data(), n});
     if (QLIBCPclose(stream) != 0) return std::nullopt;
     return taker.Finish();
 }

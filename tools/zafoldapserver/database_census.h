@@ -58,6 +58,7 @@ class CensusTaker {
 
     explicit CensusTaker(CensusQuestion question = {});
 
+    void Add(std::string_view block);  // which may end anywhere
     void Line(std::string_view line);  // without its line break
     DatabaseCensus Finish();
 
@@ -70,6 +71,7 @@ class CensusTaker {
 
     CensusQuestion question_;
     DatabaseCensus census_;
+    std::string begun_;  // a line that is not complete
     std::string folded_;
     bool user_ = false, group_ = false, pool_ = false;
     std::string dn_;

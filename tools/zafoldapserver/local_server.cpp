@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/local_server.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -87,13 +86,6 @@ int StartTlsPort() {
         if (!address.tls) return address.port;
     }
     return 0;
-}
-
-std::optional<unsigned long long> AllocatedSize(const char *path) {
-    constexpr unsigned long long kBlock = 512;  // unit of st_blocks, see stat(2)
-    struct stat status {};
-    if (stat(path, &status) != 0) return std::nullopt;
-    return static_cast<unsigned long long>(status.st_blocks) * kBlock;
 }
 
 std::string SizeInWords(unsigned long long bytes) {

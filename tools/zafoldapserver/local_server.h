@@ -53,9 +53,6 @@ std::vector<ListenAddress> ListenAddresses();
 // The port for plain LDAP and StartTLS; 0 if there is none.
 int StartTlsPort();
 
-// Bytes that a file occupies on disk; std::nullopt if it does not exist.
-std::optional<unsigned long long> AllocatedSize(const char *path);
-
 // "1.2 MiB", "12 MiB"
 std::string SizeInWords(unsigned long long bytes);
 // A number for programs, text for people.

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldapserver/program.h"
-
 #include <algorithm>
 
 #include "tools/cli/completion_command.h"

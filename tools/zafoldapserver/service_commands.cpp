@@ -6,6 +6,7 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/proc_file.h"
+#include "tools/backup/destination.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
@@ -47,7 +48,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
         {"suffix", TextOrNull(server.suffix)},
         {"admin_dn", TextOrNull(server.admin_dn)},
         {"addresses", addresses},
-        {"database_bytes", SizeFor(session, AllocatedSize(kDatabaseFile))},
+        {"database_bytes", SizeFor(session, backup::AllocatedSize(kDatabaseFile))},
         {"certificate_ends",
          certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()},
         {"starts_again", service.known && server.Running() ? Json(service.StartsAgain()) : Json()},

@@ -18,6 +18,7 @@
 #include "base/whole_file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/tool_run.h"
 #include "zafoldap/server.h"
 
@@ -98,8 +99,7 @@ std::optional<std::string> Staging::Test(Streams &streams, const std::string &co
                       return directive.text;
                   }));
     std::optional<std::string> words = FaultOfConfiguration(streams, Path("slapd.conf"));
-    for (size_t at = 0; words && (at = words->find(folder_.Path())) != std::string::npos;)
-        words->replace(at, folder_.Path().size(), kServerFolder);
+    if (words) words = Replaced(*words, folder_.Path(), kServerFolder);
     return words;
 }
 
