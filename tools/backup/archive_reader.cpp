@@ -11,7 +11,6 @@
 #include <exception>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include <archive.h>

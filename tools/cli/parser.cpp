@@ -2,7 +2,6 @@
 #include "tools/cli/parser.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include <CLI/CLI.hpp>

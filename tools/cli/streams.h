@@ -8,7 +8,6 @@
 // error for itself: the tools' words become the detail of an error and never mix with it.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 

@@ -4,10 +4,8 @@
 #include <sys/wait.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <thread>
-#include <vector>
 
 #include <fmt/format.h>
 

@@ -8,9 +8,7 @@
 
 #include "base/ascii.h"
 #include "base/dn.h"
-#include "platform/error.h"
 #include "tools/cli/display_text.h"
-#include "tools/cli/ldap_dn.h"
 
 namespace zafo::cli {
 

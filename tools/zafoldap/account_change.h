@@ -4,7 +4,6 @@
 // was made only in part.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -4,7 +4,6 @@
 // a change made since the plan cannot slip past the checks.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "tools/zafoldap/account_directory.h"

@@ -2,10 +2,8 @@
 //
 // user delete and group delete: shows what is affected, asks, deletes one by one and stops at the
 // first failure.
-#include <algorithm>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"

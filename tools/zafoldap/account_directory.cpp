@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_directory.h"
 
-#include <algorithm>
 #include <array>
 
 #include <fmt/format.h>
@@ -9,7 +8,6 @@
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/local_accounts.h"
 
 namespace zafo::cli {

@@ -11,7 +11,6 @@
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/cli/listing.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_change.h"

@@ -16,7 +16,6 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/forked_call.h"
 #include "tools/zafoldap/account_copy.h"
-#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/stale_membership.h"
 
 namespace zafo::cli {

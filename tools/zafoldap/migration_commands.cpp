@@ -6,11 +6,9 @@
 
 #include <fmt/format.h>
 
-#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
-#include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/migration.h"

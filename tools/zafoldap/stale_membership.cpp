@@ -10,7 +10,6 @@
 #include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/account_record.h"
 
 namespace zafo::cli {
 

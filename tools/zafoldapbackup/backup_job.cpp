@@ -3,10 +3,8 @@
 
 #include <fcntl.h>
 
-#include <array>
 #include <cerrno>
 #include <ctime>
-#include <exception>
 #include <vector>
 
 #include <fmt/format.h>

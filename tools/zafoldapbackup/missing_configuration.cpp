@@ -18,7 +18,6 @@
 #include "base/server_account.h"
 #include "base/work_folder.h"
 #include "platform/crypt.h"
-#include "platform/error.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"

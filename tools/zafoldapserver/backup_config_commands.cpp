@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // backup config show, backup config set.
-#include <filesystem>
 
 #include <fmt/format.h>
 

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
-#include <sys/types.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 #include <fmt/format.h>
 

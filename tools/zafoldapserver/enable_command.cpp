@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -20,7 +19,6 @@
 #include "base/dn.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
-#include "platform/error.h"
 #include "platform/service.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -32,7 +30,6 @@
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {

@@ -5,8 +5,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "tools/backup/exit_code.h"
 #include "tools/backup/job_error.h"

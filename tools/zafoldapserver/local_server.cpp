@@ -5,8 +5,6 @@
 
 #include <array>
 #include <charconv>
-#include <memory>
-#include <sstream>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -14,7 +12,6 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/listen_urls.h"
-#include "platform/file.h"
 #include "platform/process.h"
 #include "platform/service.h"
 

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 
 #include "tools/cli/completion_command.h"
 #include "tools/zafoldapserver/commands.h"

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <thread>
 
-#include <fmt/format.h>
-
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
 #include "tools/zafoldapserver/commands.h"

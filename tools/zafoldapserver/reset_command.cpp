@@ -8,7 +8,6 @@
 #include "tools/cli/change_log.h"
 #include "tools/cli/directory.h"
 #include "tools/cli/display_text.h"
-#include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"

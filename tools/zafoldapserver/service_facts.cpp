@@ -17,7 +17,6 @@
 #include "base/ascii.h"
 #include "base/proc_file.h"
 #include "platform/file.h"
-#include "platform/process.h"
 #include "platform/service.h"
 #include "platform/szhash.h"
 #include "tools/cli/tool_run.h"

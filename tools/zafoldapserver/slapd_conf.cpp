@@ -2,16 +2,12 @@
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <memory>
 #include <new>
-
-#include <fmt/format.h>
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"

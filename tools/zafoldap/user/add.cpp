@@ -12,7 +12,6 @@
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/local_accounts.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/new_account.h"
 #include "tools/zafoldap/stale_membership.h"
