@@ -19,6 +19,7 @@
 #include "tools/backup/job_lock.h"
 #include "tools/backup/progress_file.h"
 #include "tools/restore/recovery.h"
+#include "tools/restore/server_probe.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 #include "tools/zafoldapbackup/warning.h"
@@ -41,7 +42,7 @@ class BackupJob {
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");
-        const std::string suffix = ConfiguredSuffix();
+        const std::string suffix = SuffixOf(kSlapdConf);
         PartFile part(environment_.folder, BackupName(environment_.prefix, number, now));
         ArchiveWriter writer(part.Fd(), part.Path(), now, suffix);
         SaveConfiguration(&writer, environment_.browser_conf);

@@ -24,6 +24,7 @@
 #include "tools/backup/archive_format.h"
 #include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
+#include "tools/restore/server_probe.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
@@ -180,7 +181,7 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
     : browser_conf_(std::move(browser_conf)) {
     if (auto own = ReadConfiguration(kSlapdConf)) {
         slapd_conf_ = std::move(*own);
-        suffix_ = ConfiguredSuffix();
+        suffix_ = SuffixOf(kSlapdConf);
         admin_dn_ = DirectiveOf(kSlapdConf, "rootdn");
         return;
     }
