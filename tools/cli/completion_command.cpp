@@ -2,6 +2,7 @@
 #include "tools/cli/completion_command.h"
 
 #include "tools/cli/completion.h"
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
 

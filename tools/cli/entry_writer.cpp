@@ -265,9 +265,7 @@ class BlockEntries final : public EntryWriter {
     void Write(const Entry &entry) override {
         std::string text = first_ ? "" : "\n";
         first_ = false;
-        const bool colors = streams_.ColorsOut();
-        text += fmt::format("{}{}{}\n", colors ? "\033[1m" : "", OneLine(entry.dn),
-                            colors ? "\033[0m" : "");
+        text += streams_.Bold(OneLine(entry.dn)) + "\n";
         int width = 0;
         for (const Attribute &attribute : entry.attributes) {
             width = std::max(width, DisplayWidth(OneLine(attribute.name)));

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
+#include "base/blanks.h"
 #include "platform/error.h"
 #include "platform/process.h"
 #include "tools/cli/display_text.h"
@@ -198,11 +199,7 @@ std::string Tidy(std::string_view words) {
     size_t lines = 0;
     while (!words.empty()) {
         const size_t end = std::min(words.find('\n'), words.size());
-        std::string_view line = words.substr(0, end);
-        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
-            line.remove_prefix(1);
-        while (!line.empty() && (line.back() == ' ' || line.back() == '\r'))
-            line.remove_suffix(1);
+        const std::string_view line = Trim(words.substr(0, end));
         if (!line.empty() && ++lines <= kMostLines) {
             if (!tidy.empty()) tidy += '\n';
             const bool cut = line.size() > kLongestLine;

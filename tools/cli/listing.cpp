@@ -52,8 +52,7 @@ void PrintBlock(Streams &streams, const Fields &fields, const Json &record) {
         width = std::max(width, DisplayWidth(field.title));
     for (const Field &field : fields) {
         const std::string title = fmt::format("{:<{}}", field.title, width);
-        streams.Out(fmt::format("{}{}{}  {}\n", streams.ColorsOut() ? "\033[1m" : "", title,
-                                streams.ColorsOut() ? "\033[0m" : "",
+        streams.Out(fmt::format("{}  {}\n", streams.Bold(title),
                                 OneLine(Cell(record.value(field.key, Json()), "-"))));
     }
 }

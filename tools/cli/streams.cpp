@@ -153,6 +153,10 @@ bool Streams::ColorsOn(bool terminal) const {
     return terminal && (no_color == nullptr || *no_color == '\0');
 }
 
+std::string Streams::Bold(std::string_view text) const {
+    return ColorsOut() ? fmt::format("\033[1m{}\033[0m", text) : std::string(text);
+}
+
 void Streams::Message(std::string_view text) {
     Passing("");
     fflush(stdout);  // keeps the order right if both go to the same place
@@ -184,11 +188,7 @@ void Streams::Report(const Failure &failure) {
         return;
     }
     Message("");
-    if (ColorsOn(error_terminal_)) {
-        WriteAll(real_error_.Get(), "\033[1;31merror:\033[0m");
-    } else {
-        WriteAll(real_error_.Get(), "error:");
-    }
+    WriteAll(real_error_.Get(), ColorsOn(error_terminal_) ? "\033[1;31merror:\033[0m" : "error:");
     std::string text = fmt::format(" {}\n", failure.message);
     if (!failure.detail.empty()) text += Indented(failure.detail) + "\n";
     if (!failure.hint.empty()) text += fmt::format("hint: {}\n", failure.hint);

@@ -67,7 +67,6 @@ std::string ClearPasswordsInWords(const WholeBackup &whole) {
 }
 
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
-    if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
     if (settings.folder.empty()) RequireDestination(settings);
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);

@@ -83,10 +83,8 @@ void Confirm(Session &session, const WholeBackup &whole, const std::string &repl
 
 // The library would remove the progress of the running job.
 void RequireNoOtherJob() {
-    if (!backup::JobRuns()) return;
-    ZAFOLDAPErrReset();
-    ZAFOLDAPServerBackupSetError(static_cast<int>(backup::Exit::kBusy));
-    throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+    if (backup::JobRuns())
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(backup::Exit::kBusy), {});
 }
 
 Json ResultOf(const WholeBackup &whole) {
