@@ -63,8 +63,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
     const std::optional<bool> exists = directory.Exists(one.account.dn);
     if (!exists) {
         ThrowUnknown(directory, failure,
-                     CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun),
-                                 {one.account.name}));
+                     directory.CommandLine(fmt::format("{} show", kind.noun), {one.account.name}));
     }
     if (*exists && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (*exists || &kind != &kUserKind) throw failure;
@@ -82,8 +81,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
         (i < at ? done : undone).push_back(all[i].account.name);
     Leftovers left;
     left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
-             CommandLine(directory.TheSession(), fmt::format("{} delete", kind.noun), undone),
-             failure.detail);
+             directory.CommandLine(fmt::format("{} delete", kind.noun), undone), failure.detail);
     left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)),
                     failure.exit_code == 130 ? 130 : 7);
     throw failure;
@@ -95,9 +93,8 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
     if (!one.groups.empty()) attributes = {"memberUid", "member"};
     Logged(directory.TheSession(), one.account.dn, attributes, [&] {
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
-        const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.FactsAbout(one.account.name),
-                    [&] { return remove(directory.Record(), one.account.name.c_str()); });
+        const std::optional<Failure> failure = directory.Try(
+            one.account.name, [&] { return remove(directory.Record(), one.account.name.c_str()); });
         if (failure) FinishDelete(directory, kind, one, *failure);
     });
 }

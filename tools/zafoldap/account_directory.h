@@ -58,6 +58,10 @@ struct PrimaryGroup {
     std::uint32_t gid;
 };
 
+// An invocation of this program with the same connection, quoted for a shell.
+std::string CommandLine(const Session &session, std::string_view command,
+                        const std::vector<std::string> &words);
+
 class AccountDirectory {
   public:
     // Opens the connection given on the command line without contacting the server.
@@ -78,6 +82,17 @@ class AccountDirectory {
     template <typename Call>
     int Run(const std::string &subject, Call call) const {
         return Ask(Out(), FactsAbout(subject), call);
+    }
+
+    // The same for a change: the failure, or nothing.
+    template <typename Call>
+    std::optional<Failure> Try(const std::string &subject, Call call) const {
+        return Attempt(Out(), FactsAbout(subject), call);
+    }
+
+    // An invocation of this program for this directory, quoted for a shell.
+    std::string CommandLine(std::string_view command, const std::vector<std::string> &words) const {
+        return cli::CommandLine(session_, command, words);
     }
 
     // `subject` is for messages.
@@ -154,9 +169,5 @@ std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const A
 // 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text);
 bool IsReservedNumber(std::uint64_t number);
-
-// An invocation of this program with the same connection, quoted for a shell.
-std::string CommandLine(const Session &session, std::string_view command,
-                        const std::vector<std::string> &words);
 
 }  // namespace zafo::cli

@@ -246,10 +246,9 @@ int DeleteEntry(Session &session) {
     if (plan.PrintInstead(session)) return 0;
     ConfirmDeleting(session, "the entry " + own_dn, {touches});
     Logged(session, own_dn, {}, [&] {
-        const std::optional<Failure> failure =
-            Attempt(session.streams, directory.FactsAbout(own_dn), [&] {
-                return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
-            });
+        const std::optional<Failure> failure = directory.Try(own_dn, [&] {
+            return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
+        });
         if (failure) throw *failure;
     });
     TellResult(session, {{"deleted", own_dn}}, fmt::format("{} deleted", OneLine(own_dn)));

@@ -27,13 +27,11 @@ const Fields kGroupShowFields =
 // Edits a group and words the library's errors.
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
              const std::string *description, const std::optional<std::uint32_t> &gid) {
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
-            return ZAFOLDAPBrowserGroupEdit(directory.Record(), group.dn.c_str(),
-                                            new_name != nullptr ? new_name->c_str() : nullptr,
-                                            description != nullptr ? description->c_str() : nullptr,
-                                            gid ? &*gid : nullptr);
-        });
+    const std::optional<Failure> failure = directory.Try(group.name, [&] {
+        return ZAFOLDAPBrowserGroupEdit(
+            directory.Record(), group.dn.c_str(), new_name != nullptr ? new_name->c_str() : nullptr,
+            description != nullptr ? description->c_str() : nullptr, gid ? &*gid : nullptr);
+    });
     if (!failure) return;
     if (failure->id == kGroupKind.name_taken && new_name != nullptr)
         throw OwnFailure(failure->id, directory.FactsAbout(*new_name));
@@ -61,7 +59,7 @@ std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, con
         });
     } catch (const Failure &failure) {
         left.Add("it could not be verified that no other group has its number",
-                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
+                 directory.CommandLine("id check", {}), failure.message);
         return created.number;
     }
 }

@@ -288,10 +288,10 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         }
         const StaleMembership &first = stale.front();
         const auto judge = GivesRights(first.group.name) ? Wrong : Warned;
-        step = judge("no user has these names: " + Shown(texts),
-                     "a new user of such a name would be a member: " +
-                         CommandLine(directory.TheSession(), "member remove",
-                                     {first.group.name, first.names.front()}));
+        step = judge(
+            "no user has these names: " + Shown(texts),
+            "a new user of such a name would be a member: " +
+                directory.CommandLine("member remove", {first.group.name, first.names.front()}));
     }
     step.step = "memberships";
     return step;

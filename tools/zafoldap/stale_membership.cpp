@@ -89,8 +89,7 @@ std::string RemovalOf(const AccountDirectory &directory, const std::vector<Namin
     std::vector<std::string> commands;
     for (const NamingGroup &group : groups) {
         if (group.posix)
-            commands.push_back(
-                CommandLine(directory.TheSession(), "member remove", {group.account.name, name}));
+            commands.push_back(directory.CommandLine("member remove", {group.account.name, name}));
     }
     return commands.empty() ? "ldapmodify(1) changes groups of this kind"
                             : fmt::format("{}", fmt::join(commands, " && "));

@@ -111,13 +111,12 @@ int CreateUserHome(Session &session) {
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would create " + where)) return 0;
-    const std::optional<Failure> failure =
-        Attempt(session.streams, directory.FactsAbout(name), [&] {
-            if (!session.invocation.Has("export"))
-                return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.Get());
-            return ZAFOLDAPBrowserUserHomeCreateEx(
-                fmt::format("{}:{}", place.host, place.path).c_str(), user.Get());
-        });
+    const std::optional<Failure> failure = directory.Try(name, [&] {
+        if (!session.invocation.Has("export"))
+            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.Get());
+        return ZAFOLDAPBrowserUserHomeCreateEx(fmt::format("{}:{}", place.host, place.path).c_str(),
+                                               user.Get());
+    });
     Finish(session, failure, directory.FactsAbout(name), name, record);
     return 0;
 }
@@ -130,11 +129,10 @@ int CreateAllUserHomes(Session &session) {
     if (DryRun(session, record,
                fmt::format("would create every user's missing folder in {}", where)))
         return 0;
-    const std::optional<Failure> failure =
-        Attempt(session.streams, directory.FactsAbout(where), [&] {
-            return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
-                                                    place.path.c_str());
-        });
+    const std::optional<Failure> failure = directory.Try(where, [&] {
+        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
+                                                place.path.c_str());
+    });
     Finish(session, failure, directory.FactsAbout(where), "every user in " + where, record);
     session.streams.Note("the system log names folders that could not be created");
     return 0;

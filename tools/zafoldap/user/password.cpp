@@ -42,10 +42,9 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     user.pw_uid = UID_ERR;
     user.pw_gid = GID_ERR;
     user.szPasswd = password.data();
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout(name), [&] {
-            return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
-        });
+    const std::optional<Failure> failure = directory.Try(name, [&] {
+        return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
+    });
     const Session &session = directory.TheSession();
     if (!failure) {
         LogEntryChange(session, dn, attributes, "done");

@@ -24,8 +24,7 @@ void FinishRename(const AccountDirectory &directory, const Account &user,
         renamed = directory.Find(kUserKind, new_name).has_value();
         gone = !directory.IsThere(user.dn);
     } catch (const Failure &) {
-        ThrowUnknown(directory, failure,
-                     CommandLine(directory.TheSession(), "user show", {new_name}));
+        ThrowUnknown(directory, failure, directory.CommandLine("user show", {new_name}));
     }
     if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     if (!renamed && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
@@ -83,11 +82,10 @@ int RenameUser(Session &session) {
     record.pw_uid = UID_ERR;
     record.pw_gid = GID_ERR;
     Logged(session, user.dn, plan.Attributes(), [&] {
-        const std::optional<Failure> failure =
-            Attempt(session.streams, directory.FactsAbout(user.name), [&] {
-                return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record,
-                                               nullptr, nullptr);
-            });
+        const std::optional<Failure> failure = directory.Try(user.name, [&] {
+            return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record, nullptr,
+                                           nullptr);
+        });
         if (failure) FinishRename(directory, user, new_name, *failure);
     });
     if (session.WantsJson()) {
