@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/backup/background_sha256.h"
 
-#include <csignal>
-
 #include <pthread.h>
 
+#include <csignal>
 #include <utility>
 
 namespace zafo::backup {

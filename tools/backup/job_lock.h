@@ -15,7 +15,8 @@ inline constexpr const char *kJobLockFile = "/var/run/zafoldapbackup.lock";
 // root's or the effective user's.
 UniqueFd OpenLockFile(const std::string &path);
 
-// Takes the lock on a file; false if another process holds it for that long. Throws JobError kSystem.
+// Takes the lock on a file; false if another process holds it for that long. Throws JobError
+// kSystem.
 bool LockWithin(std::chrono::milliseconds limit, int fd);
 
 // The right to run a backup or restore: one process at a time. The process owns the lock, so it is

@@ -46,8 +46,8 @@ std::vector<std::string> NamesGiven(const Session &session, std::string_view arg
 long ParseDate(const std::string &text);
 std::optional<std::string> DateOf(long days);
 
-// Checks that a text is UTF-8 without line breaks, tabs and other control characters. Throws Failure
-// ("bad_text"), as do those below.
+// Checks that a text is UTF-8 without line breaks, tabs and other control characters. Throws
+// Failure ("bad_text"), as do those below.
 void CheckOneLine(std::string_view option, const std::string &text);
 // Checks a text for passwd(5): one line without ":".
 void CheckText(std::string_view option, const std::string &text);
