@@ -5,8 +5,11 @@
 #pragma once
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace zafo {
 
@@ -22,6 +25,15 @@ constexpr bool IsAlphanumeric(char c) {
 constexpr int HexDigit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     return LowerCase(c) >= 'a' && LowerCase(c) <= 'f' ? LowerCase(c) - 'a' + 10 : -1;
+}
+
+// The decimal number that is the whole text; nothing if it is not one, or too large for the type.
+template <typename Number>
+std::optional<Number> WholeNumber(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = error == std::errc() && end == text.data() + text.size();
+    return whole ? std::optional(number) : std::nullopt;
 }
 
 // Appends a byte as two hexadecimal digits.

@@ -11,8 +11,8 @@
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/program.h"
 #include "tools/cli/display_text.h"
-#include "tools/zafoldap/program.h"
-#include "tools/zafoldapserver/program.h"
+#include "tools/zafoldap/commands.h"
+#include "tools/zafoldapserver/commands.h"
 
 namespace zafo::test {
 namespace {

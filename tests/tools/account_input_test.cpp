@@ -6,7 +6,7 @@
 #include <set>
 
 #include "tests/tools/account_fixture.h"
-#include "tools/zafoldap/program.h"
+#include "tools/zafoldap/commands.h"
 
 namespace {
 

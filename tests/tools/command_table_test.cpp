@@ -13,8 +13,8 @@
 #include "tools/cli/help.h"
 #include "tools/cli/man_page.h"
 #include "tools/cli/parser.h"
-#include "tools/zafoldap/program.h"
-#include "tools/zafoldapserver/program.h"
+#include "tools/zafoldap/commands.h"
+#include "tools/zafoldapserver/commands.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/server_fixture.h"
 #include "tools/cli/command.h"
-#include "tools/zafoldapserver/program.h"
+#include "tools/zafoldapserver/commands.h"
 
 namespace {
 

@@ -7,18 +7,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include <archive.h>
 #include <archive_entry.h>
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "tools/backup/archive_fault.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/background_sha256.h"
@@ -34,10 +33,6 @@ namespace zafo::backup {
 namespace {
 
 constexpr std::size_t kBlockBytes = 128U << 10;
-
-struct ArchiveFree {
-    void operator()(archive *a) const { archive_read_free(a); }
-};
 
 [[noreturn]] void NotReadable(int reason) {
     throw Fault(Exit::kBadPlace, fmt::format("cannot read it: {}", std::strerror(reason)));
@@ -122,7 +117,8 @@ class Payload {
 class Unpacked {
   public:
     // The filter is fixed, not detected: data inside that looks compressed is not unpacked again.
-    explicit Unpacked(Payload *payload) : payload_(payload), reader_(archive_read_new()) {
+    explicit Unpacked(Payload *payload)
+        : payload_(payload), reader_(archive_read_new(), archive_read_free) {
         if (!reader_) throw std::bad_alloc();
         Check(archive_read_append_filter(reader_.get(), ARCHIVE_FILTER_ZSTD));
         Check(archive_read_support_format_raw(reader_.get()));
@@ -162,7 +158,7 @@ class Unpacked {
 
     Payload *payload_;
     std::exception_ptr thrown_ = {};
-    std::unique_ptr<archive, ArchiveFree> reader_;
+    std::unique_ptr<archive, int (*)(archive *)> reader_;
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 
@@ -201,10 +197,8 @@ class Reading {
             Damaged("it is not a backup");
         number.remove_prefix(kFormatWord.size());
         number.remove_suffix(1);
-        std::uint64_t format = 0;
-        const auto parsed = std::from_chars(number.data(), number.data() + number.size(), format);
-        if (parsed.ec != std::errc() || parsed.ptr != number.data() + number.size() || format == 0)
-            Damaged("its format has no number");
+        const std::uint64_t format = WholeNumber<std::uint64_t>(number).value_or(0);
+        if (format == 0) Damaged("its format has no number");
         if (format > kFormat)
             throw Fault(
                 Exit::kNewerFormat,

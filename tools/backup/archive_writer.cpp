@@ -25,14 +25,6 @@ constexpr int kBlockBytes = 128 << 10;
 // piece of half the pipe's size is done before that.
 constexpr std::size_t kPieceWish = 512U << 10;
 
-struct ArchiveFree {
-    void operator()(archive *a) const { archive_write_free(a); }
-};
-
-struct EntryFree {
-    void operator()(archive_entry *entry) const { archive_entry_free(entry); }
-};
-
 }  // namespace
 
 // Where the compressed bytes go. libarchive is C, so an exception is stored here until the call
@@ -50,7 +42,7 @@ struct ArchiveWriter::Sink {
     std::string path = {};
     Sha256 digest = {};
     std::exception_ptr thrown = {};
-    std::unique_ptr<archive, ArchiveFree> writer = {};
+    std::unique_ptr<archive, int (*)(archive *)> writer{archive_write_new(), archive_write_free};
 
     void Write(std::string_view block) {
         if (!WriteAll(fd, block, EndIfStopped)) throw WritingError(path, errno);
@@ -73,7 +65,6 @@ ArchiveWriter::ArchiveWriter(int fd, std::string path, std::time_t written, std:
     : sink_(std::make_unique<Sink>()), written_(written), scan_(suffix) {
     sink_->fd = fd;
     sink_->path = std::move(path);
-    sink_->writer.reset(archive_write_new());
     archive *writer = sink_->writer.get();
     if (writer == nullptr) throw std::bad_alloc();
     piece_.reserve(kPieceBytes);
@@ -130,7 +121,8 @@ Manifest ArchiveWriter::Finish(Manifest manifest) {
 
 void ArchiveWriter::WriteMember(std::string_view name, std::string_view bytes) {
     constexpr mode_t kOwnerOnly = 0600;
-    const std::unique_ptr<archive_entry, EntryFree> entry(archive_entry_new());
+    const std::unique_ptr<archive_entry, void (*)(archive_entry *)> entry(archive_entry_new(),
+                                                                          archive_entry_free);
     if (!entry) throw std::bad_alloc();
     archive_entry_set_pathname(entry.get(), std::string(name).c_str());
     archive_entry_set_filetype(entry.get(), AE_IFREG);

@@ -3,7 +3,6 @@
 
 #include <pthread.h>
 
-#include <algorithm>
 #include <csignal>
 #include <utility>
 

@@ -11,16 +11,18 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "base/atomic_file.h"
 #include "tools/backup/archive_reader.h"
 #include "tools/backup/job_error.h"
@@ -41,44 +43,21 @@ struct NameParts {
     std::int64_t written = 0;
 };
 
-struct FolderClose {
-    void operator()(DIR *folder) const { closedir(folder); }
-};
-
 bool AreDigits(std::string_view text) {
     return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The caller guarantees digits only.
-std::uint64_t NumberIn(std::string_view digits) {
-    std::uint64_t number = 0;
-    std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return number;
+// "20270228T140300Z"
+std::string StampOf(std::time_t time) {
+    return fmt::format("{:%Y%m%dT%H%M%SZ}", fmt::gmtime(time));
 }
 
-// "20270228T140300Z"
-std::optional<std::int64_t> TimeIn(std::string_view text) {
-    if (text.size() != 16 || text[8] != 'T' || text[15] != 'Z' || !AreDigits(text.substr(0, 8)) ||
-        !AreDigits(text.substr(9, 6)))
-        return std::nullopt;
-    const auto field = [&](std::size_t at, std::size_t size) {
-        return static_cast<int>(NumberIn(text.substr(at, size)));
-    };
-    std::tm wanted{};
-    wanted.tm_year = field(0, 4) - 1900;
-    wanted.tm_mon = field(4, 2) - 1;
-    wanted.tm_mday = field(6, 2);
-    wanted.tm_hour = field(9, 2);
-    wanted.tm_min = field(11, 2);
-    wanted.tm_sec = field(13, 2);
-    std::tm real = wanted;
-    const std::time_t time = timegm(&real);
-    // timegm normalises invalid dates; 30 February is not a name of ours.
-    const auto fields = [](const std::tm &tm) {
-        return std::array{tm.tm_year, tm.tm_mon, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec};
-    };
-    if (fields(real) != fields(wanted)) return std::nullopt;
-    return static_cast<std::int64_t>(time);
+std::optional<std::time_t> TimeIn(const std::string &text) {
+    std::tm utc{};
+    if (strptime(text.c_str(), "%Y%m%dT%H%M%SZ", &utc) == nullptr) return std::nullopt;
+    const std::time_t time = timegm(&utc);
+    // Other spellings, and dates such as 30 February, are not names of ours.
+    return StampOf(time) == text ? std::optional(time) : std::nullopt;
 }
 
 // std::nullopt: not a name of ours.
@@ -91,17 +70,17 @@ std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix)
     const std::size_t dash = name.find('-');
     if (dash == std::string_view::npos) return std::nullopt;
     const std::string_view number = name.substr(0, dash);
-    const auto written = TimeIn(name.substr(dash + 1));
+    const auto written = TimeIn(std::string(name.substr(dash + 1)));
     const bool is_padded = number.size() == kNumberDigits || !number.starts_with('0');
     if (!written || !AreDigits(number) || number.size() < kNumberDigits ||
         number.size() > kMostDigits || !is_padded)
         return std::nullopt;
-    return NameParts{NumberIn(number), *written};
+    return NameParts{*WholeNumber<std::uint64_t>(number), *written};
 }
 
 // Calls `take` for every name in the folder.
 void ForEachName(const std::string &folder, const std::function<void(int, const char *)> &take) {
-    const std::unique_ptr<DIR, FolderClose> open_folder(opendir(folder.c_str()));
+    const std::unique_ptr<DIR, int (*)(DIR *)> open_folder(opendir(folder.c_str()), closedir);
     if (!open_folder) throw ReadingError(folder, errno);
     for (;;) {
         errno = 0;
@@ -217,18 +196,12 @@ std::vector<std::string> Thin(const std::string &folder, std::string_view prefix
 }
 
 std::string BackupName(std::string_view prefix, std::uint64_t number, std::time_t written) {
-    std::tm utc{};
-    gmtime_r(&written, &utc);
-    std::array<char, 32> time{};
-    std::strftime(time.data(), time.size(), "%Y%m%dT%H%M%SZ", &utc);
-    return fmt::format("{}-{:0{}}-{}{}", prefix, number, kNumberDigits, time.data(), kExtension);
+    return fmt::format("{}-{:0{}}-{}{}", prefix, number, kNumberDigits, StampOf(written),
+                       kExtension);
 }
 
 bool IsPrefix(std::string_view prefix) {
-    const auto is_plain = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               c == '_' || c == '-';
-    };
+    const auto is_plain = [](char c) { return IsAlphanumeric(c) || c == '_' || c == '-'; };
     return !prefix.empty() && prefix.size() <= kLongestPrefix &&
            std::ranges::all_of(prefix, is_plain);
 }

@@ -14,6 +14,7 @@
 
 #include "base/appliance_paths.h"
 #include "tools/backup/job_error.h"
+#include "tools/cli/display_text.h"
 
 namespace zafo::backup {
 
@@ -21,7 +22,6 @@ namespace {
 
 constexpr std::uint64_t kSpare = 4U << 20;
 constexpr double kMebibyte = 1U << 20;
-constexpr std::uint64_t kStatBlock = 512;  // unit of st_blocks, see stat(2)
 
 [[noreturn]] void Refuse(const std::string &folder, std::string_view reason) {
     throw JobError(Exit::kBadPlace,
@@ -38,25 +38,8 @@ bool IsWithin(const std::string &path, const std::string &folder) {
     return !folder.empty() && (path == folder || path.starts_with(folder + "/"));
 }
 
-std::uint64_t DatabaseBytes() {
-    struct stat status {};
-    if (stat(kDatabaseFile, &status) != 0) return 0;
-    return static_cast<std::uint64_t>(status.st_blocks) * kStatBlock;
-}
-
 std::string InMebibytes(std::uint64_t bytes) {
     return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / kMebibyte);
-}
-
-// A path quoted for the shell.
-std::string Quoted(const std::string &path) {
-    constexpr std::string_view kPlain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%";
-    if (path.find_first_not_of(kPlain) == std::string::npos) return path;
-    std::string text = "'";
-    for (const char c : path)
-        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return text + "'";
 }
 
 // "/", "/volume1", "/volume1/backups"
@@ -76,7 +59,7 @@ void AddExposures(const std::string &path, bool is_the_folder, std::vector<Expos
     const std::string shown = OneLine(path);
     if (status.st_uid != 0 && status.st_uid != geteuid())
         found->push_back({fmt::format("{} belongs to user {}", shown, status.st_uid),
-                          fmt::format("chown -h root {}", Quoted(path))});
+                          fmt::format("chown -h root {}", cli::CommandWord(path))});
     const bool is_kept = !is_the_folder && (status.st_mode & S_ISVTX) != 0;
     if (S_ISLNK(status.st_mode) || is_kept) return;
     const mode_t others = status.st_gid == 0 ? S_IWOTH : S_IWOTH | S_IWGRP;
@@ -84,7 +67,7 @@ void AddExposures(const std::string &path, bool is_the_folder, std::vector<Expos
     const bool everybody = (status.st_mode & S_IWOTH) != 0;
     found->push_back({everybody ? shown + " is writable by everybody"
                                 : fmt::format("{} is writable by group {}", shown, status.st_gid),
-                      fmt::format("chmod go-w {}", Quoted(path))});
+                      fmt::format("chmod go-w {}", cli::CommandWord(path))});
 }
 
 }  // namespace
@@ -113,6 +96,13 @@ void CheckDestination(const std::string &folder) {
         Refuse(folder, "it is inside the database");
 }
 
+std::optional<std::uint64_t> AllocatedSize(const char *path) {
+    constexpr std::uint64_t kBlock = 512;  // unit of st_blocks, see stat(2)
+    struct stat status {};
+    if (stat(path, &status) != 0) return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_blocks) * kBlock;
+}
+
 std::uint64_t NeededBytes(const std::vector<FoundBackup> &found, std::uint64_t database_bytes) {
     const std::uint64_t expected =
         found.empty() ? database_bytes / 4 : found.front().bytes + found.front().bytes / 10;
@@ -124,7 +114,7 @@ void CheckSpace(const std::string &folder, const std::vector<FoundBackup> &found
     if (statvfs(folder.c_str(), &space) != 0) throw WritingError(folder, errno);
     if (space.f_blocks == 0) return;  // the file system does not report its size
     const std::uint64_t left = static_cast<std::uint64_t>(space.f_bavail) * space.f_frsize;
-    const std::uint64_t needed = NeededBytes(found, DatabaseBytes());
+    const std::uint64_t needed = NeededBytes(found, AllocatedSize(kDatabaseFile).value_or(0));
     if (left >= needed) return;
     throw JobError(Exit::kTooFull, fmt::format("{} has too little space: about {} needed, {} left",
                                                folder, InMebibytes(needed), InMebibytes(left)));

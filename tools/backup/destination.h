@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ struct Exposure {
 // Checks the folder and its parents, including links on the way. For a parent, the sticky bit is
 // enough: nobody can rename another user's entries there.
 std::vector<Exposure> ExposuresOf(const std::string &folder);
+
+// Bytes that a file occupies on disk; std::nullopt if it does not exist.
+std::optional<std::uint64_t> AllocatedSize(const char *path);
 
 // Estimated size of the next backup: slightly more than the newest; for the first one, a quarter of
 // the database, since backups are compressed.

@@ -16,17 +16,20 @@ constexpr std::size_t kLongestDn = 64U << 10;
 
 }  // namespace
 
+std::string DecodedBase64(std::string_view text) {
+    std::string bytes(text.size() + 1, '\0');
+    std::size_t size = 0;
+    if (ZAFOEncodingBase64Decode(text.data(), text.size(), bytes.data(), &size) == 0) return {};
+    bytes.resize(size);
+    return bytes;
+}
+
 std::string DnIn(std::string_view line) {
     line.remove_prefix(kDn.size());
     const bool encoded = line.starts_with(':');
     if (encoded) line.remove_prefix(1);
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    if (!encoded) return std::string(line);
-    std::string bytes(line.size(), '\0');
-    std::size_t size = 0;
-    if (ZAFOEncodingBase64Decode(line.data(), line.size(), bytes.data(), &size) == 0) return {};
-    bytes.resize(size);
-    return bytes;
+    return encoded ? DecodedBase64(line) : std::string(line);
 }
 
 EntryScan::EntryScan(std::string_view suffix) : suffix_(ComparableDn(suffix)) {}

@@ -55,6 +55,9 @@ class EntryScan {
     bool stray_ = false;
 };
 
+// The bytes of a value in base64; empty if it is invalid.
+std::string DecodedBase64(std::string_view text);
+
 // The DN in an unfolded line "dn: VALUE" or "dn:: BASE64"; empty for invalid base64.
 std::string DnIn(std::string_view line);
 

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <thread>
 
 #include "tools/backup/job_error.h"
@@ -16,12 +15,11 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kTries = 10;
-constexpr std::chrono::milliseconds kPause{20};
+using std::chrono::steady_clock;
 
-bool IsTaken(int fd) {
-    return flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-}
+constexpr std::chrono::milliseconds kPause{20};
+// A process that only checks whether a job is running holds the lock for a moment.
+constexpr std::chrono::milliseconds kLongestLook{200};
 
 }  // namespace
 
@@ -38,17 +36,25 @@ UniqueFd OpenLockFile(const std::string &path) {
     return fd;
 }
 
-JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
-    // A process that only checks whether a job is running holds the lock for a moment.
-    for (int left = kTries; IsTaken(fd_.Get()); --left) {
-        if (left == 0) throw JobError(Exit::kBusy, "another backup or restore is running");
+bool LockWithin(std::chrono::milliseconds limit, int fd) {
+    const auto end = steady_clock::now() + limit;
+    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            throw SystemError(Exit::kSystem, "cannot lock a file", errno);
+        if (steady_clock::now() >= end) return false;
         std::this_thread::sleep_for(kPause);
     }
+    return true;
+}
+
+JobLock::JobLock() : fd_(OpenLockFile(kJobLockFile)) {
+    if (!LockWithin(kLongestLook, fd_.Get()))
+        throw JobError(Exit::kBusy, "another backup or restore is running");
 }
 
 bool JobRuns() {
     const UniqueFd fd(open(kJobLockFile, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
-    return fd.IsOpen() && IsTaken(fd.Get());
+    return fd.IsOpen() && flock(fd.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 }  // namespace zafo::backup

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -57,6 +58,10 @@ int FormatOf(const Json &object) {
 }
 
 }  // namespace
+
+std::string UtcText(std::time_t when) {
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(when));
+}
 
 std::string ToJson(const Manifest &manifest) {
     Json config = Json::array();

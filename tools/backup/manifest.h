@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,9 @@ struct Manifest {
 
     bool operator==(const Manifest &) const = default;
 };
+
+// As in Manifest::created.
+std::string UtcText(std::time_t when);
 
 std::string ToJson(const Manifest &manifest);
 

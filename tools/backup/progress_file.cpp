@@ -27,16 +27,6 @@ std::int64_t Now() {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// Only the holder of the job lock may write, so one temporary name is enough. A leftover of a
-// killed run, or a file planted by someone else with write access to the folder, is removed, never
-// written to.
-int Replace(const std::string &path, const std::string &text) {
-    AtomicFile file(path);
-    file.Write(text);
-    file.SetMode(kForEverybody);
-    return file.CommitUnsynced();
-}
-
 }  // namespace
 
 ProgressFile::ProgressFile(std::string path, Operation operation, std::string task, int total)
@@ -73,10 +63,15 @@ void ProgressFile::Finish(int status) {
 void ProgressFile::Write(std::string_view action, int status) {
     if (path_.empty()) return;
     written_ = Now();
-    const std::string text =
+    // Only the holder of the job lock may write, so one temporary name is enough. A leftover of a
+    // killed run, or a file planted by someone else with write access to the folder, is removed,
+    // never written to.
+    AtomicFile file(path_);
+    file.Write(
         fmt::format("operation={}\ntask={}\naction={}\ntotal={}\nstage={}\nstatus={}\npid={}\n",
-                    Name(operation_), task_, action, total_, stage_, status, getpid());
-    const int error = Replace(path_, text);
+                    Name(operation_), task_, action, total_, stage_, status, getpid()));
+    file.SetMode(kForEverybody);
+    const int error = file.CommitUnsynced();
     if (error == 0 || complained_) return;
     complained_ = true;
     syslog(LOG_WARNING, "cannot write %s: %s", path_.c_str(), std::strerror(error));

@@ -9,10 +9,10 @@ namespace zafo::backup {
 
 namespace {
 
-volatile std::sig_atomic_t the_signal = 0;
+volatile std::sig_atomic_t g_signal = 0;
 
 void Remember(int number) {
-    the_signal = number;
+    g_signal = number;
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ void CatchStopSignals() {
 }
 
 bool Stopped() {
-    return the_signal != 0;
+    return g_signal != 0;
 }
 
 void EndIfStopped() {

@@ -5,7 +5,6 @@
 // that no header controls how much memory is used.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>

@@ -2,7 +2,6 @@
 #include "tools/cli/certificate.h"
 
 #include <arpa/inet.h>
-#include <strings.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
 #include "tools/cli/tool_run.h"
 
 namespace zafo::cli {
@@ -105,13 +105,10 @@ std::optional<std::vector<std::string>> NamesInText(std::string_view text) {
 }  // namespace
 
 bool NamesInclude(const std::vector<std::string> &names, std::string_view host) {
-    const auto same = [](std::string_view a, std::string_view b) {
-        return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-    };
     return std::ranges::any_of(names, [&](std::string_view name) {
-        if (!name.starts_with("*.")) return same(name, host);
+        if (!name.starts_with("*.")) return EqualIgnoringCase(name, host);
         const size_t dot = host.find('.');
-        return dot != host.npos && dot > 0 && same(name.substr(1), host.substr(dot));
+        return dot != host.npos && dot > 0 && EqualIgnoringCase(name.substr(1), host.substr(dot));
     });
 }
 

@@ -38,6 +38,15 @@ void LoggedChange(Work work, Log log) {
     log(std::string("done"));
 }
 
+// The same for the session's command.
+template <typename Work>
+void LoggedChange(const Session &session, std::string_view where, std::string_view what,
+                  Work work) {
+    LoggedChange(work, [&](const std::string &result) {
+        LogChange(FullName(*session.invocation.command), where, what, result);
+    });
+}
+
 // The same for an entry.
 template <typename Work>
 void Logged(const Session &session, const std::string &dn,

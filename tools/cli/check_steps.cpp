@@ -13,11 +13,29 @@ namespace {
 
 constexpr std::string_view kColors[] = {"\033[32m", "\033[33m", "\033[31m", "\033[2m"};
 
-Json TextOrNull(const std::string &text) {
-    return text.empty() ? Json() : Json(text);
+}  // namespace
+
+CheckStep Good(std::string detail) {
+    return {.step = {}, .detail = std::move(detail)};
 }
 
-}  // namespace
+CheckStep Warned(std::string detail, std::string hint) {
+    return {.step = {},
+            .result = StepResult::kWarning,
+            .detail = std::move(detail),
+            .hint = std::move(hint)};
+}
+
+CheckStep Wrong(std::string detail, std::string hint) {
+    return {.step = {},
+            .result = StepResult::kFailed,
+            .detail = std::move(detail),
+            .hint = std::move(hint)};
+}
+
+CheckStep Skipped(std::string detail) {
+    return {.step = {}, .result = StepResult::kSkipped, .detail = std::move(detail)};
+}
 
 std::string_view StepPrinter::Name(StepResult result) const {
     const std::string_view names[] = {"ok", "warning", words_.failed, "skipped"};
@@ -48,7 +66,7 @@ void StepPrinter::Print(const CheckStep &step) {
 
 void StepPrinter::Finish(bool ok) {
     if (AsTheyCome()) return;
-    if (session_.Options().form == Form::kJson && !ok) {
+    if (session_.WantsJson() && !ok) {
         session_.document.Whole(steps_, /*ok=*/false, /*complete=*/true);
         return;
     }

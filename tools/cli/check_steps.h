@@ -23,6 +23,12 @@ struct CheckStep {
     std::optional<Failure> failure = {};  // of a failed step
 };
 
+// Steps without a name.
+CheckStep Good(std::string detail);
+CheckStep Warned(std::string detail, std::string hint);
+CheckStep Wrong(std::string detail, std::string hint);
+CheckStep Skipped(std::string detail);
+
 // The headings of the columns, and the word for a failed step.
 struct StepWords {
     Field step = {"step", "STEP"};

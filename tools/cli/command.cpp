@@ -58,35 +58,6 @@ const std::vector<ExitCode> &CommonExitCodes() {
     return kCodes;
 }
 
-const Option &PasswordStdinOption() {
-    static const Option kOption{.name = "password-stdin",
-                                .help = "read the password from standard input"};
-    return kOption;
-}
-
-const Option &PasswordFileOption() {
-    static const Option kOption{
-        .name = "password-file",
-        .value = "FILE",
-        .help = "read the password from a file that only its owner can read",
-        .kind = Kind::kFile};
-    return kOption;
-}
-
-const Option &RandomPasswordOption() {
-    static const Option kOption{
-        .name = "random-password",
-        .help = "generate a password of 20 random characters and print it on standard output"};
-    return kOption;
-}
-
-const Option &WeakPasswordOption() {
-    static const Option kOption{
-        .name = "weak-password",
-        .help = "accept a password that has fewer than 8 characters or is the name"};
-    return kOption;
-}
-
 std::vector<Command> Joined(const std::vector<std::vector<Command>> &nouns) {
     std::vector<Command> commands;
     for (const std::vector<Command> &noun : nouns)

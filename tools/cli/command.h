@@ -92,12 +92,6 @@ struct Program {
 const std::vector<Option> &CommonOptions();
 const std::vector<ExitCode> &CommonExitCodes();
 
-// The options by which a command takes a password (tools/cli/secret.h).
-const Option &PasswordStdinOption();
-const Option &PasswordFileOption();
-const Option &RandomPasswordOption();
-const Option &WeakPasswordOption();
-
 // The commands of all nouns, in order.
 std::vector<Command> Joined(const std::vector<std::vector<Command>> &nouns);
 

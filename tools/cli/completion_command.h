@@ -3,10 +3,10 @@
 // The command that prints a completion script.
 #pragma once
 
-#include "tools/cli/session.h"
+#include "tools/cli/command.h"
 
 namespace zafo::cli {
 
-int PrintCompletion(Session &session);
+Command CompletionCommand(std::string_view description, const std::vector<Example> &examples);
 
 }  // namespace zafo::cli

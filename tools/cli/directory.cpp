@@ -65,6 +65,24 @@ void Host::Set(int attribute, const std::string &value) {
     if (ZAFOLDAPHostSet(&host_, attribute, value.c_str()) != 0) throw std::bad_alloc();
 }
 
+NameList::NameList() : list_(QLIBCSzListAlloc(1024)) {
+    if (list_ == nullptr) throw std::bad_alloc();
+}
+
+NameList::NameList(const std::vector<std::string> &names) : NameList() {
+    for (const std::string &name : names) {
+        if (QLIBCSzListPush(&list_, name.c_str()) != 0) throw std::bad_alloc();
+    }
+}
+
+std::vector<std::string> NameList::Names() const {
+    std::vector<std::string> names;
+    names.reserve(static_cast<size_t>(list_->nItem));
+    for (int i = 0; i < list_->nItem; ++i)
+        names.emplace_back(QLIBCSzListGet(list_, i));
+    return names;
+}
+
 Search::Search(Streams &streams, const Host &host, Query query, Facts facts)
     : streams_(streams), query_(std::move(query)), facts_(std::move(facts)) {
     if (ZAFOLDAPSearchRequestInit(&request_, 1) != 0) throw std::bad_alloc();
@@ -94,9 +112,7 @@ void Search::Start(const Host &host) {
         if (QLIBCSzListPush(&request_.plistAttr, attribute.c_str()) != 0) throw std::bad_alloc();
     }
     ShowCommandLine(host);
-    streams_.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams_);
     if (ZAFOLDAPSearchInit(&host.Record(), &request_, &result_) != 0) Fail();
 }
 
@@ -140,7 +156,7 @@ void Search::Fill() {
 void Search::Fail() const {
     if (ZAFOLDAPErrGet() == 0 && QLIBCErrGet() == QLIB_ERR_OUT_OF_MEMORY)
         throw OwnFailure(Message::kEntryTooLarge, facts_);
-    throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts_, streams_.ToolWords());
+    throw LatestFailure(streams_, facts_);
 }
 
 }  // namespace zafo::cli

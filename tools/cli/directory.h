@@ -5,9 +5,11 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/error.h"
+#include "platform/szlist.h"
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/failure.h"
 #include "tools/cli/streams.h"
@@ -30,6 +32,22 @@ class Host {
     ZAFOLDAP_HOST host_{};
 };
 
+// Owns one of the platform's lists.
+class NameList {
+  public:
+    NameList();
+    explicit NameList(const std::vector<std::string> &names);
+    QLIBSZLIST **Address() { return &list_; }
+    const QLIBSZLIST *Get() const { return list_; }
+    std::vector<std::string> Names() const;
+    NameList(const NameList &) = delete;
+    NameList &operator=(const NameList &) = delete;
+    ~NameList() { QLIBCSzListFree(list_); }
+
+  private:
+    QLIBSZLIST *list_;
+};
+
 struct Query {
     std::optional<std::string> base = {};  // unset: the connection's base DN; empty: the root DSE
     std::string filter = {};               // empty: any entry
@@ -39,6 +57,15 @@ struct Query {
     int count = -1;  // -1: all
     int size_limit = 0;
 };
+
+// One entry, by default without its attributes; {}: with all.
+inline Query ForEntry(std::string dn, std::vector<std::string> attributes = {"1.1"},
+                      std::string filter = {}) {
+    return {.base = std::move(dn),
+            .filter = std::move(filter),
+            .scope = "base",
+            .attributes = std::move(attributes)};
+}
 
 // An open search. Errors are thrown as Failure; earlier entries stay valid.
 class Search {
@@ -65,18 +92,26 @@ class Search {
     Entry entry_;
 };
 
+// Before a call of the library: earlier errors are not its own.
+inline void ForgetErrors(Streams &streams) {
+    streams.ForgetToolWords();
+    ZAFOLDAPErrReset();
+    QLIBCErrSet(QLIB_ERR_NONE);
+}
+
+// The failure of the latest call of the library.
+inline Failure LatestFailure(const Streams &streams, const Facts &facts) {
+    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+}
+
 // Runs `call`, a function of the library that returns a negative value on failure, and turns that
 // into a Failure. Returns its value.
 template <typename Call>
 int Ask(Streams &streams, const Facts &facts, Call call) {
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     const int result = call();
     if (Interrupted()) throw OwnFailure(Message::kInterrupted, facts);
-    if (result < 0) {
-        throw LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
-    }
+    if (result < 0) throw LatestFailure(streams, facts);
     return result;
 }
 
@@ -84,11 +119,9 @@ int Ask(Streams &streams, const Facts &facts, Call call) {
 // interrupted.
 template <typename Call>
 std::optional<Failure> Attempt(Streams &streams, const Facts &facts, Call call) {
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     if (call() >= 0) return std::nullopt;
-    return LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), facts, streams.ToolWords());
+    return LatestFailure(streams, facts);
 }
 
 }  // namespace zafo::cli

@@ -228,17 +228,31 @@ std::string CsvCell(std::string_view escaped) {
     }
     const bool quotes = text.find_first_of(",\"\r\n") != std::string::npos ||
                         text.starts_with(' ') || text.ends_with(' ');
-    if (!quotes) return text;
-    std::string field = "\"";
-    for (const char c : text) {
-        if (c == '"') field += '"';
-        field += c;
-    }
-    return field + '"';
+    return quotes ? fmt::format("\"{}\"", Replaced(text, "\"", "\"\"")) : text;
 }
 
 std::string CsvField(std::string_view text) {
     return CsvCell(CsvText(text));
+}
+
+std::string Replaced(std::string_view text, std::string_view what, std::string_view with) {
+    std::string replaced;
+    for (size_t at = text.find(what); at != text.npos; at = text.find(what)) {
+        replaced.append(text.substr(0, at)).append(with);
+        text.remove_prefix(at + what.size());
+    }
+    return replaced.append(text);
+}
+
+std::string CommandWord(std::string_view word) {
+    constexpr std::string_view kPlain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_.-+=,/:@%";
+    if (!word.empty() && word.find_first_not_of(kPlain) == word.npos) return std::string(word);
+    return fmt::format("'{}'", Replaced(OneLine(word), "'", "'\\''"));
+}
+
+std::string Counted(std::uint64_t number, std::string_view noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
 }
 
 std::string Enumerated(const std::vector<std::string> &words) {

@@ -4,6 +4,7 @@
 // the terminal, bytes that are not text at all.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,15 @@ std::string CsvCell(std::string_view escaped);
 
 // CsvText and CsvCell in one.
 std::string CsvField(std::string_view text);
+
+// The text with each `what` replaced.
+std::string Replaced(std::string_view text, std::string_view what, std::string_view with);
+
+// A word of a command as a shell takes it, quoted if necessary.
+std::string CommandWord(std::string_view word);
+
+// "5 users", "1 group"
+std::string Counted(std::uint64_t number, std::string_view noun);
 
 // "a, b and c"
 std::string Enumerated(const std::vector<std::string> &words);

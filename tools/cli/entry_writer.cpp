@@ -53,16 +53,6 @@ bool IsAttributeName(std::string_view name) {
     });
 }
 
-// An item of a "|"-separated list.
-std::string ListItem(std::string_view value) {
-    std::string item;
-    for (const char c : value) {
-        if (c == '|') item += '\\';
-        item += c;
-    }
-    return item;
-}
-
 template <typename Visit>
 void ForEachValue(const Entry &entry, std::string_view column, Visit visit) {
     if (EqualIgnoringCase(column, "dn")) {
@@ -111,17 +101,30 @@ void AppendJsonValue(std::string &json, std::string_view name, std::string_view 
 
 class JsonEntries final : public EntryWriter {
   public:
-    JsonEntries(JsonDocument &document, std::vector<std::string> columns)
-        : document_(document), columns_(std::move(columns)) {
-        document_.OpenArray();
+    JsonEntries(JsonDocument &document, std::vector<std::string> columns, bool single)
+        : document_(document), columns_(std::move(columns)), single_(single) {
+        if (!single_) document_.OpenArray();
     }
 
-    static std::string Text(const Entry &entry, const std::vector<std::string> &columns) {
+    void Write(const Entry &entry) override {
+        if (single_) {
+            document_.Whole(Json::parse(Text(entry)));
+        } else {
+            document_.Element(Text(entry));
+        }
+    }
+
+    void Finish(bool ok, bool complete) override {
+        if (!single_) document_.CloseArray(ok, complete);
+    }
+
+  private:
+    std::string Text(const Entry &entry) const {
         std::string json = R"({"dn":)";
         AppendJsonString(json, entry.dn);
         json += R"(,"attributes":{)";
         const char *separator = "";
-        for (const Attribute *attribute : Wanted(entry, columns)) {
+        for (const Attribute *attribute : Wanted(entry, columns_)) {
             json += separator;
             separator = ",";
             AppendJsonString(json, attribute->name);
@@ -135,27 +138,9 @@ class JsonEntries final : public EntryWriter {
         return json + "}}";
     }
 
-    void Write(const Entry &entry) override { document_.Element(Text(entry, columns_)); }
-    void Finish(bool ok, bool complete) override { document_.CloseArray(ok, complete); }
-
-  private:
     JsonDocument &document_;
     std::vector<std::string> columns_;
-};
-
-class JsonEntry final : public EntryWriter {
-  public:
-    JsonEntry(JsonDocument &document, std::vector<std::string> columns)
-        : document_(document), columns_(std::move(columns)) {}
-
-    void Write(const Entry &entry) override {
-        document_.Whole(Json::parse(JsonEntries::Text(entry, columns_)));
-    }
-    void Finish(bool, bool) override {}
-
-  private:
-    JsonDocument &document_;
-    std::vector<std::string> columns_;
+    bool single_;
 };
 
 class LdifEntries final : public EntryWriter {
@@ -225,7 +210,8 @@ class SeparatedEntries final : public EntryWriter {
         ForEachValue(entry, column, [&](std::string_view name, std::string_view value) {
             if (!first) joined += '|';
             first = false;
-            joined += EqualIgnoringCase(name, "dn") ? Text(value) : ListItem(Shown(name, value));
+            joined += EqualIgnoringCase(name, "dn") ? Text(value)
+                                                    : Replaced(Shown(name, value), "|", "\\|");
         });
         return joined;
     }
@@ -279,9 +265,7 @@ class BlockEntries final : public EntryWriter {
     void Write(const Entry &entry) override {
         std::string text = first_ ? "" : "\n";
         first_ = false;
-        const bool colors = streams_.ColorsOut();
-        text += fmt::format("{}{}{}\n", colors ? "\033[1m" : "", OneLine(entry.dn),
-                            colors ? "\033[0m" : "");
+        text += streams_.Bold(OneLine(entry.dn)) + "\n";
         int width = 0;
         for (const Attribute &attribute : entry.attributes) {
             width = std::max(width, DisplayWidth(OneLine(attribute.name)));
@@ -326,8 +310,7 @@ std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &doc
                                              std::vector<std::string> columns, bool single) {
     switch (streams.Options().form) {
         case Form::kJson:
-            if (single) return std::make_unique<JsonEntry>(document, std::move(columns));
-            return std::make_unique<JsonEntries>(document, std::move(columns));
+            return std::make_unique<JsonEntries>(document, std::move(columns), single);
         case Form::kLdif:
             return std::make_unique<LdifEntries>(streams, std::move(columns));
         case Form::kCsv:
@@ -339,6 +322,25 @@ std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &doc
     }
     if (columns.empty()) return std::make_unique<BlockEntries>(streams);
     return std::make_unique<TableEntries>(streams, std::move(columns));
+}
+
+void PrintEntry(Streams &streams, JsonDocument &document, const Entry &entry,
+                std::vector<std::string> columns) {
+    const auto writer = MakeEntryWriter(streams, document, std::move(columns), /*single=*/true);
+    writer->Write(entry);
+    writer->Finish(/*ok=*/true, /*complete=*/true);
+}
+
+const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
+    const auto found = std::ranges::find_if(entry.attributes, [&](const Attribute &attribute) {
+        return EqualIgnoringCase(attribute.name, name);
+    });
+    return found == entry.attributes.end() ? nullptr : &*found;
+}
+
+std::string_view FirstValue(const Entry &entry, std::string_view attribute) {
+    const Attribute *found = FindAttribute(entry, attribute);
+    return found == nullptr ? std::string_view() : found->values.front();
 }
 
 bool IsBinary(std::string_view attribute, std::string_view value) {

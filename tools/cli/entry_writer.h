@@ -26,6 +26,11 @@ struct Entry {
     std::vector<Attribute> attributes;
 };
 
+// The attribute of that name; nullptr: none.
+const Attribute *FindAttribute(const Entry &entry, std::string_view name);
+// The first value of an attribute; empty if there is none.
+std::string_view FirstValue(const Entry &entry, std::string_view attribute);
+
 class EntryWriter {
   public:
     EntryWriter() = default;
@@ -42,6 +47,10 @@ class EntryWriter {
 // entry is printed as an object, not as a list.
 std::unique_ptr<EntryWriter> MakeEntryWriter(Streams &streams, JsonDocument &document,
                                              std::vector<std::string> columns, bool single);
+
+// Prints the only entry of an answer.
+void PrintEntry(Streams &streams, JsonDocument &document, const Entry &entry,
+                std::vector<std::string> columns);
 
 // Whether to show a value of this attribute as bytes: it is not text, or the attribute's syntax is
 // binary (RFC 4523, RFC 2798) and the text is only what precedes a zero byte.

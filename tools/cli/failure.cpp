@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
+#include "base/blanks.h"
 #include "platform/error.h"
 #include "platform/process.h"
 #include "tools/cli/display_text.h"
@@ -198,11 +199,7 @@ std::string Tidy(std::string_view words) {
     size_t lines = 0;
     while (!words.empty()) {
         const size_t end = std::min(words.find('\n'), words.size());
-        std::string_view line = words.substr(0, end);
-        while (!line.empty() && (line.front() == ' ' || line.front() == '\t'))
-            line.remove_prefix(1);
-        while (!line.empty() && (line.back() == ' ' || line.back() == '\r'))
-            line.remove_suffix(1);
+        const std::string_view line = Trim(words.substr(0, end));
         if (!line.empty() && ++lines <= kMostLines) {
             if (!tidy.empty()) tidy += '\n';
             const bool cut = line.size() > kLongestLine;
@@ -237,6 +234,12 @@ Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,
     if (library_code > 0) failure.ldap_code = library_code;
     failure.detail = Tidy(tool_words);
     return failure;
+}
+
+bool IsCutOff(const Failure &failure) {
+    constexpr int kSizeLimitExceeded = 4, kAdminLimitExceeded = 11;
+    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
+           failure.id == Message::kAnswerEndless;
 }
 
 }  // namespace zafo::cli

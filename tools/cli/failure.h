@@ -46,4 +46,7 @@ std::optional<Failure> WantOfDescriptors(int error, const Facts &facts);
 Failure LibraryFailure(int library_code, int platform_code, const Facts &facts,
                        std::string_view tool_words);
 
+// Whether a size limit ended an answer: what arrived is valid, but there is more.
+bool IsCutOff(const Failure &failure);
+
 }  // namespace zafo::cli

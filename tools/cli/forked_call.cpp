@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/forked_call.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <utility>
 
+#include "base/pipe.h"
 #include "tools/cli/leftover_files.h"
 
 namespace zafo::cli {
@@ -27,13 +29,12 @@ namespace {
 }  // namespace
 
 ForkedProcess::ForkedProcess(const std::function<bool(int report)> &body) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) Refuse();
-    report_ = UniqueFd(ends[0]);
-    const UniqueFd write_end(ends[1]);
+    std::optional<Pipe> pipe = OpenPipe();
+    if (!pipe) Refuse();
+    report_ = std::move(pipe->reader);
     pid_ = fork();
     if (pid_ < 0) Refuse();
-    if (pid_ == 0) Run(body, write_end.Get());
+    if (pid_ == 0) Run(body, pipe->writer.Get());
 }
 
 ForkedProcess::~ForkedProcess() {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "tools/cli/display_text.h"
 
@@ -77,12 +78,7 @@ std::string WithChoices(std::string_view help, const std::vector<std::string_vie
     const bool named = std::ranges::all_of(
         choices, [&](std::string_view choice) { return text.find(choice) != std::string::npos; });
     if (named) return text;
-    text += ": ";
-    for (size_t i = 0; i < choices.size(); ++i) {
-        if (i > 0) text += ", ";
-        text += choices[i];
-    }
-    return text;
+    return text + fmt::format(": {}", fmt::join(choices, ", "));
 }
 
 std::string OptionRows(const std::vector<Option> &options) {

@@ -5,6 +5,9 @@
 // "complete" and "ok" at the end.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include <nlohmann/json.hpp>
 
 #include "tools/cli/streams.h"
@@ -12,6 +15,10 @@
 namespace zafo::cli {
 
 using Json = nlohmann::ordered_json;
+
+inline Json TextOrNull(std::string_view text) {
+    return text.empty() ? Json() : Json(text);
+}
 
 // A JSON value as text, with invisible characters as \uNNNN; invalid UTF-8 bytes become U+FFFD.
 std::string JsonText(const Json &value);

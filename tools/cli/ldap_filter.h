@@ -3,7 +3,6 @@
 // Search filters (RFC 4515), checked before any tool runs.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -43,10 +43,6 @@ constexpr int kMaxMatches = 10'000;
 // are coarse.
 constexpr time_t kDoubt = 2;
 
-struct CloseFolder {
-    void operator()(DIR *folder) const { closedir(folder); }
-};
-
 bool Take(std::string_view &text, std::string_view word) {
     if (!text.starts_with(word)) return false;
     text.remove_prefix(word.size());
@@ -86,7 +82,7 @@ void RemoveIfLeftOver(int folder, const char *name, mode_t type, pid_t pid) {
 }
 
 void RemoveFrom(const char *path, std::span<const Pattern> patterns) {
-    const std::unique_ptr<DIR, CloseFolder> folder(opendir(path));
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(path), closedir);
     if (folder == nullptr) return;
     int matches = 0;
     for (int names = 0; names < kMaxNames && matches < kMaxMatches; ++names) {

@@ -26,13 +26,6 @@ std::string Cell(const Json &value, std::string_view nothing) {
     return value.empty() ? std::string(nothing) : joined;
 }
 
-Json Picked(const Fields &fields, const Json &record) {
-    Json picked = Json::object();
-    for (const Field &field : fields)
-        picked[field.key] = record.value(field.key, Json());
-    return picked;
-}
-
 // A line of plain text or CSV.
 template <typename TextOf>
 std::string Line(const Fields &fields, bool csv, TextOf text_of) {
@@ -59,8 +52,7 @@ void PrintBlock(Streams &streams, const Fields &fields, const Json &record) {
         width = std::max(width, DisplayWidth(field.title));
     for (const Field &field : fields) {
         const std::string title = fmt::format("{:<{}}", field.title, width);
-        streams.Out(fmt::format("{}{}{}  {}\n", streams.ColorsOut() ? "\033[1m" : "", title,
-                                streams.ColorsOut() ? "\033[0m" : "",
+        streams.Out(fmt::format("{}  {}\n", streams.Bold(title),
                                 OneLine(Cell(record.value(field.key, Json()), "-"))));
     }
 }
@@ -84,6 +76,13 @@ Fields Chosen(const Fields &fields, const Globals &globals) {
         chosen.push_back(*found);
     }
     return chosen;
+}
+
+Json Picked(const Fields &fields, const Json &record) {
+    Json picked = Json::object();
+    for (const Field &field : fields)
+        picked[field.key] = record.value(field.key, Json());
+    return picked;
 }
 
 ListWriter::ListWriter(Streams &streams, JsonDocument &document, Fields chosen, bool heading)

@@ -22,6 +22,9 @@ using Fields = std::vector<Field>;
 // The fields that --fields selects, or all of them. Throws Failure ("usage") for an unknown name.
 Fields Chosen(const Fields &fields, const Globals &globals);
 
+// A record with only these fields; null for those it lacks.
+Json Picked(const Fields &fields, const Json &record);
+
 // A list that is printed record by record, however long: no record is kept once it is printed.
 class ListWriter {
   public:

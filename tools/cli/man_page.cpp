@@ -6,7 +6,9 @@
 #include <fstream>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include "tools/cli/display_text.h"
 #include "tools/cli/help.h"
 
 namespace zafo::cli {
@@ -32,11 +34,7 @@ std::string Troff(std::string_view text) {
 }
 
 std::string Paragraphs(std::string_view text) {
-    std::string out = Troff(text);
-    for (size_t at = out.find("\n\n"); at != std::string::npos; at = out.find("\n\n", at + 5)) {
-        out.replace(at, 2, "\n.PP\n");
-    }
-    return out + "\n";
+    return Replaced(Troff(text), "\n\n", "\n.PP\n") + "\n";
 }
 
 std::string Item(std::string_view label, std::string_view text) {
@@ -47,13 +45,8 @@ std::string OptionItem(const Option &option) {
     std::string label = OptionLabel(option);
     label.erase(0, label.find_first_not_of(' '));
     std::string text(option.help);
-    if (!option.choices.empty()) {
-        text += "\nOne of";
-        for (size_t i = 0; i < option.choices.size(); ++i) {
-            text += fmt::format("{} {}", i > 0 ? "," : "", option.choices[i]);
-        }
-        text += '.';
-    }
+    if (!option.choices.empty())
+        text += fmt::format("\nOne of {}.", fmt::join(option.choices, ", "));
     return Item(label, text);
 }
 
@@ -139,8 +132,7 @@ ManPage MainPage(const Program &program) {
     for (const Option &option : program.global_options)
         text += OptionItem(option);
     for (const Topic &topic : program.topics) {
-        std::string upper(topic.title);
-        text += fmt::format(".SH {}\n{}", Troff(upper), Paragraphs(topic.text));
+        text += fmt::format(".SH {}\n{}", Troff(topic.title), Paragraphs(topic.text));
     }
     text += ".SH EXIT STATUS\n" + ExitItems(program);
     text += Section("ENVIRONMENT", program.variables) + Section("FILES", program.files);

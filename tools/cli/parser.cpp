@@ -2,14 +2,13 @@
 #include "tools/cli/parser.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 #include <limits>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/failure.h"
 
@@ -162,10 +161,8 @@ void CheckValue(const Program &program, const Command &command, std::string_view
                fmt::format("{} cannot be \"{}\": use one of {}", shown, value, Words(choices)));
     }
     if (kind != Kind::kNumber) return;
-    int number = 0;
-    const auto parsed = std::from_chars(value.data(), value.data() + value.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == value.data() + value.size();
-    if (!whole || number < 0 || number == std::numeric_limits<int>::max()) {
+    const std::optional<int> number = WholeNumber<int>(value);
+    if (!number || *number < 0 || *number == std::numeric_limits<int>::max()) {
         Refuse(program, &command, fmt::format("{} needs a number, not \"{}\"", shown, value));
     }
 }
@@ -213,16 +210,6 @@ Form FormNamed(std::string_view name) {
         if (Name(form) == name) return form;
     }
     return Form::kTable;
-}
-
-std::vector<std::string> SplitAtCommas(std::string_view text) {
-    std::vector<std::string> parts;
-    for (size_t begin = 0; begin <= text.size();) {
-        const size_t end = std::min(text.find(',', begin), text.size());
-        if (end > begin) parts.emplace_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
 }
 
 Globals GlobalsOf(const Invocation &invocation) {
@@ -297,10 +284,17 @@ const std::vector<std::string> &Invocation::All(std::string_view name) const {
 
 std::optional<int> Invocation::Number(std::string_view name) const {
     const std::string *text = Find(name);
-    if (text == nullptr) return std::nullopt;
-    int number = 0;
-    std::from_chars(text->data(), text->data() + text->size(), number);
-    return number;
+    return text == nullptr ? std::nullopt : WholeNumber<int>(*text);
+}
+
+std::vector<std::string> SplitAtCommas(std::string_view text) {
+    std::vector<std::string> parts;
+    for (size_t begin = 0; begin <= text.size();) {
+        const size_t end = std::min(text.find(',', begin), text.size());
+        if (end > begin) parts.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
 }
 
 Invocation Parse(const Program &program, int argc, const char *const *argv) {

@@ -44,6 +44,9 @@ struct Invocation {
     std::optional<int> Number(std::string_view name) const;
 };
 
+// "a,b", without empty parts.
+std::vector<std::string> SplitAtCommas(std::string_view text);
+
 // Throws Failure ("usage") for a command line that does not fit the table.
 Invocation Parse(const Program &program, int argc, const char *const *argv);
 

@@ -20,23 +20,12 @@ size_t TenthOf(size_t done, size_t total) {
 
 }  // namespace
 
-const Option &ProgressOption() {
-    static const Option kOption{
-        .name = "progress",
-        .value = "HOW",
-        .help =
-            "how progress is shown on standard error: auto (default: one line on a terminal, "
-            "occasional lines elsewhere), json (one object per change), none",
-        .choices = {"auto", "json", "none"}};
-    return kOption;
-}
-
 // With --json, standard error is for a single error object unless events are requested.
 ProgressManner MannerOf(const Session &session) {
     const std::string *how = session.invocation.Find("progress");
     if (how != nullptr && *how == "json") return ProgressManner::kEvents;
     const bool unwanted = (how != nullptr && *how == "none") || session.Options().verbosity < 0 ||
-                          session.Options().form == Form::kJson;
+                          session.WantsJson();
     if (unwanted) return ProgressManner::kNone;
     return session.streams.ErrorIsTerminal() ? ProgressManner::kOneLine : ProgressManner::kLines;
 }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <string>
 
 #include "tools/cli/session.h"
@@ -12,7 +11,13 @@
 namespace zafo::cli {
 
 // The option --progress of commands with long work, and its effect.
-const Option &ProgressOption();
+inline const Option kProgressOption{
+    .name = "progress",
+    .value = "HOW",
+    .help =
+        "how progress is shown on standard error: auto (default: one line on a terminal, "
+        "occasional lines elsewhere), json (one object per change), none",
+    .choices = {"auto", "json", "none"}};
 enum class ProgressManner { kNone, kOneLine, kLines, kEvents };
 ProgressManner MannerOf(const Session &session);
 

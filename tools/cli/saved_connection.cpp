@@ -18,7 +18,6 @@
 #include "platform/file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
-#include "platform/szlist.h"
 #include "tools/cli/streams.h"
 
 namespace zafo::cli {
@@ -27,13 +26,10 @@ namespace {
 
 constexpr size_t kLongestName = 64;
 
-struct MapDeleter {
-    void operator()(QLIBSZHASH *map) const { QLIBCSzHashFree(map); }
-};
-using Map = std::unique_ptr<QLIBSZHASH, MapDeleter>;
+using Map = std::unique_ptr<QLIBSZHASH, void (*)(QLIBSZHASH *)>;
 
 Map NewMap() {
-    Map map(QLIBCSzHashAlloc(16));
+    Map map(QLIBCSzHashAlloc(16), QLIBCSzHashFree);
     if (!map) throw std::bad_alloc();
     return map;
 }
@@ -133,16 +129,15 @@ std::string Connection::SslName() const {
 }
 
 Json Connection::AsJson() const {
-    const auto text = [](const std::string &value) { return value.empty() ? Json() : Json(value); };
     Json addresses = Json::array();
     for (const ServerAddress &server : servers)
         addresses.push_back(server.Text());
     return {{"name", name},
             {"servers", addresses},
-            {"base", text(base)},
-            {"bind_dn", text(bind_dn)},
+            {"base", TextOrNull(base)},
+            {"bind_dn", TextOrNull(bind_dn)},
             {"ssl", SslName()},
-            {"login_suffix", text(login_suffix)},
+            {"login_suffix", TextOrNull(login_suffix)},
             {"password_stored", password_stored}};
 }
 
@@ -160,15 +155,10 @@ void CheckConnectionName(const std::string &name) {
 }
 
 std::vector<Connection> ReadConnections() {
-    std::unique_ptr<QLIBSZLIST, void (*)(QLIBSZLIST *)> owner(nullptr, QLIBCSzListFree);
-    QLIBSZLIST *names = QLIBCSzListAlloc(64);
-    if (names == nullptr) throw std::bad_alloc();
-    const int found = QLIBCFileEnumSection(kConnectionFile, &names);
-    owner.reset(names);
-    if (found < 0) FailToRead();
+    NameList names;
+    if (QLIBCFileEnumSection(kConnectionFile, names.Address()) < 0) FailToRead();
     std::vector<Connection> connections;
-    for (int i = 0; i < names->nItem; ++i) {
-        const std::string name = QLIBCSzListGet(names, i);
+    for (const std::string &name : names.Names()) {
         const Map map = NewMap();
         ReadSection(name, map.get());
         connections.push_back(FromSection(name, map.get()));

@@ -123,7 +123,7 @@ std::string TakeUserPassword(Session &session, const std::string &name) {
 }
 
 void PrintRandomPassword(Session &session, const std::string &password) {
-    if (session.invocation.Has("random-password") && session.Options().form != Form::kJson)
+    if (session.invocation.Has("random-password") && !session.WantsJson())
         session.streams.Out(password + "\n");
 }
 

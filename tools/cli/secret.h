@@ -9,6 +9,21 @@
 
 namespace zafo::cli {
 
+// The options by which a command takes a password.
+inline const Option kPasswordStdin{.name = "password-stdin",
+                                   .help = "read the password from standard input"};
+inline const Option kPasswordFile{
+    .name = "password-file",
+    .value = "FILE",
+    .help = "read the password from a file that only its owner can read",
+    .kind = Kind::kFile};
+inline const Option kRandomPassword{
+    .name = "random-password",
+    .help = "generate a password of 20 random characters and print it on standard output"};
+inline const Option kWeakPassword{
+    .name = "weak-password",
+    .help = "accept a password that has fewer than 8 characters or is the name"};
+
 // From --password-stdin (one trailing line break is dropped), from --password-file (refused if
 // group or others can read or write it), or prompted for twice.
 std::string TakePassword(Streams &streams, const Invocation &invocation, std::string_view what);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 
 #include <fmt/format.h>
 
@@ -39,10 +38,8 @@ const char *HostFault(const std::string &host) {
 }
 
 int PortOf(std::string_view text) {
-    int port = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), port);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    return whole && port >= 1 && port <= kHighestPort ? port : -1;
+    const int port = WholeNumber<int>(text).value_or(-1);
+    return port >= 1 && port <= kHighestPort ? port : -1;
 }
 
 // Splits HOST, HOST:PORT or [IPv6]:PORT; an invalid port is -1.

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/cli/session.h"
 
+#include <unistd.h>
+
 #include <fmt/format.h>
 
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 
 namespace zafo::cli {
@@ -12,6 +15,26 @@ void RefuseUsage(const Session &session, std::string reason) {
                      {.subject = fmt::format("{} {} --help", session.program.name,
                                              FullName(*session.invocation.command)),
                       .reason = std::move(reason)});
+}
+
+void RequireRoot(const Session &session) {
+    if (geteuid() == 0) return;
+    throw OwnFailure(Message::kNotRoot,
+                     {.subject = fmt::format("{} {}", session.program.name,
+                                             FullName(*session.invocation.command))});
+}
+
+void PrintResult(Session &session, const Json &data, std::string_view text) {
+    if (session.WantsJson()) {
+        session.document.Whole(data);
+    } else {
+        session.streams.Out(text);
+    }
+}
+
+void TellResult(Session &session, const Json &data, std::string_view sentence) {
+    if (session.WantsJson()) session.document.Whole(data);
+    session.streams.Note(sentence);
 }
 
 void Confirm(Session &session, const std::string &doing, const std::string &question,
@@ -28,6 +51,15 @@ void Confirm(Session &session, const std::string &doing, const std::string &ques
     if (answer != "y" && answer != "Y" && answer != "yes") {
         throw OwnFailure(Message::kRefused, {.subject = doing});
     }
+}
+
+void ConfirmByTyping(Session &session, const std::string &word, const std::string &doing,
+                     const std::string &question, const std::string &lost) {
+    if (session.Options().yes) return;
+    if (!session.streams.CanAsk())
+        throw OwnFailure(Message::kConfirmationNeeded, {.subject = doing}, lost);
+    if (!SameDn(session.streams.Ask(question, /*echo=*/true), word))
+        throw OwnFailure(Message::kSuffixNotTyped, {.subject = doing});
 }
 
 void ConfirmDeleting(Session &session, const std::string &what,

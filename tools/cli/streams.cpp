@@ -14,10 +14,10 @@
 #include <cstring>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "base/write_all.h"
 #include "tools/cli/display_text.h"
+#include "tools/cli/json_document.h"
 
 namespace zafo::cli {
 
@@ -109,15 +109,12 @@ std::string Indented(std::string_view text) {
 }
 
 std::string AsJson(const Failure &failure) {
-    nlohmann::ordered_json json;
-    json["code"] = failure.exit_code;
-    json["ldap_code"] =
-        failure.ldap_code != 0 ? nlohmann::ordered_json(failure.ldap_code) : nullptr;
-    json["key"] = fmt::format("{}.{}", failure.Section(), failure.Key());
-    json["message"] = failure.message;
-    json["hint"] = failure.hint;
-    json["detail"] = failure.detail.empty() ? nullptr : nlohmann::ordered_json(failure.detail);
-    return EscapedInJson(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)) +
+    return JsonText({{"code", failure.exit_code},
+                     {"ldap_code", failure.ldap_code != 0 ? Json(failure.ldap_code) : Json()},
+                     {"key", fmt::format("{}.{}", failure.Section(), failure.Key())},
+                     {"message", failure.message},
+                     {"hint", failure.hint},
+                     {"detail", TextOrNull(failure.detail)}}) +
            "\n";
 }
 
@@ -156,6 +153,10 @@ bool Streams::ColorsOn(bool terminal) const {
     return terminal && (no_color == nullptr || *no_color == '\0');
 }
 
+std::string Streams::Bold(std::string_view text) const {
+    return ColorsOut() ? fmt::format("\033[1m{}\033[0m", text) : std::string(text);
+}
+
 void Streams::Message(std::string_view text) {
     Passing("");
     fflush(stdout);  // keeps the order right if both go to the same place
@@ -187,11 +188,7 @@ void Streams::Report(const Failure &failure) {
         return;
     }
     Message("");
-    if (ColorsOn(error_terminal_)) {
-        WriteAll(real_error_.Get(), "\033[1;31merror:\033[0m");
-    } else {
-        WriteAll(real_error_.Get(), "error:");
-    }
+    WriteAll(real_error_.Get(), ColorsOn(error_terminal_) ? "\033[1;31merror:\033[0m" : "error:");
     std::string text = fmt::format(" {}\n", failure.message);
     if (!failure.detail.empty()) text += Indented(failure.detail) + "\n";
     if (!failure.hint.empty()) text += fmt::format("hint: {}\n", failure.hint);

@@ -8,7 +8,6 @@
 // error for itself: the tools' words become the detail of an error and never mix with it.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -54,7 +53,8 @@ class Streams {
     bool OutIsTerminal() const { return out_terminal_; }
     bool ErrorIsTerminal() const { return error_terminal_; }
     bool ColorsOut() const { return ColorsOn(out_terminal_); }
-    int Columns() const;  // of the terminal; 0: not a terminal
+    std::string Bold(std::string_view text) const;  // where colours are on
+    int Columns() const;                            // of the terminal; 0: not a terminal
     const Globals &Options() const { return globals_; }
 
   private:

@@ -79,8 +79,7 @@ void TableWriter::Print(const std::vector<std::string> &cells, bool heading) {
     }
     const size_t end = line.find_last_not_of(' ');
     line.resize(end == std::string::npos ? 0 : end + 1);
-    if (heading && streams_.ColorsOut()) line = "\033[1m" + line + "\033[0m";
-    streams_.Out(line + "\n");
+    streams_.Out((heading ? streams_.Bold(line) : line) + "\n");
 }
 
 }  // namespace zafo::cli

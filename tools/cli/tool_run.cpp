@@ -3,16 +3,14 @@
 
 #include <cstdio>
 
+#include "base/child.h"
 #include "platform/process.h"
 
 namespace zafo::cli {
 
 std::optional<ToolRun> RunTool(const std::vector<std::string> &words) {
     constexpr size_t kMost = 1 << 20;
-    std::vector<char *> argv;
-    for (const std::string &word : words)
-        argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
+    const std::vector<char *> argv = ArgumentVector(words);
     FILE *stream = QLIBCPopenv(argv[0], "r", argv.data());
     if (stream == nullptr) return std::nullopt;
     ToolRun run;

@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <filesystem>
 #include <thread>
 #include <utility>
@@ -17,6 +15,7 @@
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "base/server_account.h"
 #include "base/unique_fd.h"
 #include "tools/restore/durable_file.h"
@@ -139,12 +138,9 @@ std::optional<DatabaseUser> UserOf(const std::string &folder) {
     std::error_code error;
     for (fs::directory_iterator at("/proc", error), end; !error && at != end; at.increment(error)) {
         const std::string name = at->path().filename().string();
-        DatabaseUser user;
-        const auto parsed = std::from_chars(name.data(), name.data() + name.size(), user.pid);
-        if (parsed.ec != std::errc() || parsed.ptr != name.data() + name.size()) continue;
-        if (!HasOpen(at->path(), files)) continue;
-        user.program = fs::read_symlink(at->path() / "exe", error).filename().string();
-        return user;
+        const std::optional<pid_t> pid = WholeNumber<pid_t>(name);
+        if (!pid || !HasOpen(at->path(), files)) continue;
+        return DatabaseUser{*pid, fs::read_symlink(at->path() / "exe", error).filename().string()};
     }
     RequireMeans(error);
     return LockerOf(folder);

@@ -43,6 +43,7 @@ struct DatabaseUser {
 std::optional<DatabaseUser> UserOf(const std::string &folder);
 
 // Waits until no process has it open. Throws JobError kServer naming the process that does.
-void AwaitUnused(const std::string &folder, std::chrono::seconds limit);
+// By default as long as offline readers of the database may take.
+void AwaitUnused(const std::string &folder, std::chrono::seconds limit = std::chrono::seconds(10));
 
 }  // namespace zafo::backup

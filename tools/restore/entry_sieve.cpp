@@ -2,7 +2,6 @@
 #include "tools/restore/entry_sieve.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "base/dn.h"
 #include "tools/backup/entry_scan.h"

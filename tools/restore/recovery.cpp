@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,9 +19,6 @@
 namespace zafo::backup {
 
 namespace {
-
-// Offline readers of the database finish soon.
-constexpr std::chrono::seconds kReaderLimit{10};
 
 Verdict JudgePlaces(const Places &places) {
     return Judge(LookAt(places), [] { return HoldsSuffix(kSlapdConf, SuffixOf(kSlapdConf)); });
@@ -65,7 +61,7 @@ void Apply(const Places &places, Verdict verdict) {
         case Verdict::kUnclear:
             FailUnclear(places);
         case Verdict::kSwapBack:
-            AwaitUnused(places.data, kReaderLimit);
+            AwaitUnused(places.data);
             SwapFolders(places.data, places.spare);
             [[fallthrough]];
         case Verdict::kKeep:
@@ -97,7 +93,7 @@ void PutBack(const Places &places, Journal journal) {
     }
     const StartLock lock;
     if (IdOf(places.data) == journal.new_folder) {
-        AwaitUnused(places.data, kReaderLimit);
+        AwaitUnused(places.data);
         SwapFolders(places.data, places.spare);
     }
     RemoveDurably(places.journal);

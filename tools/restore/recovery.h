@@ -43,8 +43,6 @@
 // a killed writer and is removed.
 #pragma once
 
-#include <chrono>
-
 #include "tools/restore/recovery_verdict.h"
 
 namespace zafo::backup {

@@ -2,12 +2,11 @@
 #include "tools/restore/server_probe.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <thread>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -65,8 +64,10 @@ LookedUp LookUp(const std::string &configuration, const std::string &dn) {
 
 std::string SuffixOf(const std::string &configuration) {
     std::string suffix = DirectiveOf(configuration, "suffix");
-    if (suffix.empty()) throw JobError(Exit::kSystem, configuration + " names no suffix");
-    return suffix;
+    if (!suffix.empty()) return suffix;
+    const bool readable = access(configuration.c_str(), R_OK) == 0;
+    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", configuration,
+                                              readable ? "names no suffix" : "cannot be read"));
 }
 
 bool HoldsSuffix(const std::string &configuration, const std::string &suffix) {

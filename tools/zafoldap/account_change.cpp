@@ -6,10 +6,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "base/ascii.h"
 #include "base/dn.h"
-#include "platform/error.h"
 #include "tools/cli/display_text.h"
-#include "tools/cli/ldap_dn.h"
 
 namespace zafo::cli {
 
@@ -51,9 +50,10 @@ std::vector<std::string> ChangePlan::Attributes() const {
     return names;
 }
 
-void ChangePlan::Print(Session &session) const {
+bool ChangePlan::PrintInstead(Session &session) const {
+    if (!session.Options().dry_run) return false;
     session.streams.Note("dry run: nothing is changed");
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json changes = Json::array();
         for (const Entry &entry : entries_) {
             Json lines = Json::array();
@@ -64,7 +64,7 @@ void ChangePlan::Print(Session &session) const {
             changes.push_back({{"dn", entry.dn}, {"changetype", entry.type}, {"lines", lines}});
         }
         session.document.Whole({{"dry_run", true}, {"checks", checks_}, {"changes", changes}});
-        return;
+        return true;
     }
     std::string text;
     for (const std::string &check : checks_)
@@ -78,6 +78,20 @@ void ChangePlan::Print(Session &session) const {
         }
     }
     session.streams.Out(text);
+    return true;
+}
+
+ChangePlan PlanRenaming(const AccountDirectory &directory, const AccountKind &kind,
+                        const std::string &name, const std::string &new_name) {
+    if (EqualIgnoringCase(name, new_name))
+        RefuseUsage(directory.TheSession(),
+                    "the new name differs from the old one at most in letter case");
+    if (directory.Find(kind, new_name))
+        throw OwnFailure(kind.name_taken, directory.FactsAbout(new_name));
+    ChangePlan plan;
+    plan.Check(fmt::format("the {} {} exists", kind.noun, name));
+    plan.Check(fmt::format("the name {} is free", new_name));
+    return plan;
 }
 
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name) {
@@ -130,12 +144,7 @@ void ThrowUnknown(const AccountDirectory &directory, const Failure &failure, std
 }
 
 std::string PercentsDoubled(std::string_view text) {
-    std::string doubled;
-    for (const char c : text) {
-        if (c == '%') doubled += '%';
-        doubled += c;
-    }
-    return doubled;
+    return Replaced(text, "%", "%%");
 }
 
 }  // namespace zafo::cli

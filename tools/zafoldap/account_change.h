@@ -4,7 +4,6 @@
 // was made only in part.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,8 +33,9 @@ class ChangePlan {
 
     // The attributes of the records, for the log.
     std::vector<std::string> Attributes() const;
-    // As LDIF with the checks as comments, or as JSON.
-    void Print(Session &session) const;
+    // With --dry-run prints the plan, as LDIF with the checks as comments or as JSON, and returns
+    // true: nothing else is to be done.
+    bool PrintInstead(Session &session) const;
 
   private:
     struct Entry {
@@ -47,6 +47,11 @@ class ChangePlan {
     std::vector<std::string> checks_;
     std::vector<Entry> entries_;
 };
+
+// Checks that an account may have a new name: it differs in more than letter case, and nobody has
+// it. Returns a plan with these checks; throws Failure ("usage", the kind's name_taken).
+ChangePlan PlanRenaming(const AccountDirectory &directory, const AccountKind &kind,
+                        const std::string &name, const std::string &new_name);
 
 // The groups that list a user by name.
 std::vector<Account> GroupsListing(const AccountDirectory &directory, const std::string &name);

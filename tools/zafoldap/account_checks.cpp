@@ -36,8 +36,14 @@ bool IsUsual(char c) {
     return IsBeginning(c) || (c >= '0' && c <= '9') || c == '.' || c == '-';
 }
 
-bool OneLineOfText(const std::string &text) {
+constexpr const char *kNotOneLine = "it contains control characters or is not UTF-8";
+
+bool IsOneLine(const std::string &text) {
     return IsText(text) && text.find_first_of("\r\n\t") == std::string::npos;
+}
+
+[[noreturn]] void RefuseText(std::string_view option, const char *reason) {
+    throw OwnFailure(Message::kBadText, {.subject = std::string(option), .reason = reason});
 }
 
 const char *FaultOfAnyName(const std::string &name) {
@@ -81,14 +87,7 @@ constexpr std::pair<std::string_view, std::string_view> kOwnOptions[] = {
 std::string ReadContainer(const Session &session, const AccountKind &kind) {
     const std::string *given = session.invocation.Find("container");
     if (given == nullptr) return std::string(kind.container);
-    const std::optional<SyntaxFault> fault =
-        given->empty() ? SyntaxFault{0, "it is empty"} : DnFault(*given);
-    if (fault) {
-        throw OwnFailure(
-            Message::kBadDn,
-            {.subject = fmt::format("\"{}\"", OneLine(*given)), .reason = fault->reason},
-            WithCaret(*given, fault->position));
-    }
+    CheckDn(*given);
     return *given;
 }
 
@@ -96,7 +95,7 @@ std::string ReadContainer(const Session &session, const AccountKind &kind) {
 
 void CheckName(const std::string &name) {
     if (name.empty()) RefuseName(name, "it is empty");
-    if (!OneLineOfText(name)) RefuseName(name, "it contains control characters or is not UTF-8");
+    if (!IsOneLine(name)) RefuseName(name, kNotOneLine);
     if (name.size() > kLongestAnyName) RefuseName(name, "it is too long");
 }
 
@@ -133,6 +132,16 @@ void CheckChangeableName(const std::string &name) {
     }
 }
 
+std::vector<std::string> NamesGiven(const Session &session, std::string_view argument,
+                                    void (*check)(const std::string &)) {
+    std::vector<std::string> names;
+    for (const std::string &name : session.invocation.All(argument)) {
+        check(name);
+        if (std::ranges::count(names, name) == 0) names.push_back(name);
+    }
+    return names;
+}
+
 long ParseDate(const std::string &text) {
     if (text == "never") return kNeverExpires;
     const bool shaped = text.size() == 10 && text[4] == '-' && text[7] == '-' &&
@@ -160,30 +169,26 @@ std::optional<std::string> DateOf(long days) {
                        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
 }
 
+void CheckOneLine(std::string_view option, const std::string &text) {
+    if (!IsOneLine(text)) RefuseText(option, kNotOneLine);
+}
+
 void CheckText(std::string_view option, const std::string &text) {
-    const char *reason = !OneLineOfText(text) ? "it contains control characters or is not UTF-8"
-                         : text.find(':') != std::string::npos ? "it contains \":\""
-                         : text.size() > 1023                  ? "it is longer than 1023 bytes"
-                                                               : nullptr;
-    if (reason != nullptr)
-        throw OwnFailure(Message::kBadText, {.subject = std::string(option), .reason = reason});
+    CheckOneLine(option, text);
+    if (text.find(':') != std::string::npos) RefuseText(option, "it contains \":\"");
+    if (text.size() > 1023) RefuseText(option, "it is longer than 1023 bytes");
 }
 
 void CheckPath(std::string_view option, const std::string &text) {
     CheckText(option, text);
-    if (!text.starts_with('/')) {
-        throw OwnFailure(Message::kBadText, {.subject = std::string(option),
-                                             .reason = "it does not start with \"/\""});
-    }
+    if (!text.starts_with('/')) RefuseText(option, "it does not start with \"/\"");
 }
 
 void CheckMail(std::string_view option, const std::string &text) {
     const bool good = IsPlainAscii(text) && text.find(' ') == std::string::npos &&
                       text.find('@') != std::string::npos && text.front() != '@' &&
                       text.back() != '@';
-    if (!good)
-        throw OwnFailure(Message::kBadText,
-                         {.subject = std::string(option), .reason = "it is not an address"});
+    if (!good) RefuseText(option, "it is not an address");
 }
 
 std::pair<std::string, std::string> ParseSetting(const Session &session, const std::string &text) {
@@ -199,23 +204,15 @@ std::pair<std::string, std::string> ParseSetting(const Session &session, const s
         }
     }
     std::string value = text.substr(equals + 1);
-    if (!OneLineOfText(value)) {
-        throw OwnFailure(Message::kBadText,
-                         {.subject = fmt::format("--set {}", attribute),
-                          .reason = "it contains control characters or is not UTF-8"});
-    }
+    CheckOneLine(fmt::format("--set {}", attribute), value);
     return {attribute, std::move(value)};
 }
 
 std::vector<std::string> SplitNames(const std::vector<std::string> &lists) {
     std::vector<std::string> names;
     for (const std::string &list : lists) {
-        for (size_t begin = 0; begin <= list.size();) {
-            const size_t end = std::min(list.find(',', begin), list.size());
-            std::string name = list.substr(begin, end - begin);
-            if (!name.empty() && std::ranges::count(names, name) == 0)
-                names.push_back(std::move(name));
-            begin = end + 1;
+        for (std::string &name : SplitAtCommas(list)) {
+            if (std::ranges::count(names, name) == 0) names.push_back(std::move(name));
         }
     }
     return names;

@@ -38,12 +38,18 @@ void CheckName(const std::string &name);
 // Failure ("unusual_name").
 void CheckChangeableName(const std::string &name);
 
+// The values of a repeatable argument, checked, each once.
+std::vector<std::string> NamesGiven(const Session &session, std::string_view argument,
+                                    void (*check)(const std::string &));
 // "2027-12-31" or "never" as days; throws Failure ("bad_date"). DateOf is the inverse: nothing for
 // never.
 long ParseDate(const std::string &text);
 std::optional<std::string> DateOf(long days);
 
-// Checks a text for passwd(5): one line without ":". Throws Failure ("bad_text").
+// Checks that a text is UTF-8 without line breaks, tabs and other control characters. Throws
+// Failure ("bad_text"), as do those below.
+void CheckOneLine(std::string_view option, const std::string &text);
+// Checks a text for passwd(5): one line without ":".
 void CheckText(std::string_view option, const std::string &text);
 void CheckPath(std::string_view option, const std::string &text);
 void CheckMail(std::string_view option, const std::string &text);

@@ -31,9 +31,7 @@ struct FoundEntry {
 
 // The key of the latest failure of the library or the platform.
 std::string Reported(const AccountDirectory &directory) {
-    const Failure failure =
-        LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {}, directory.Out().ToolWords());
-    return std::string(failure.Key());
+    return std::string(LatestFailure(directory.Out(), {}).Key());
 }
 
 Candidate AsRead(const ZAFOUSER &user) {
@@ -105,17 +103,13 @@ std::string UserToDirectory(const AccountDirectory &directory, const std::string
                : Reported(directory);
 }
 
-struct FreeText {
-    void operator()(char *text) const { std::free(text); }
-};
-
 std::string GroupToDirectory(const AccountDirectory &directory, const std::string &name) {
     GroupRecord group;
     if (ZAFOGroupGet(name.c_str(), group.Address()) != 0) return Reported(directory);
     char *text = nullptr;
     size_t size = 0;
     const bool described = ZAFOGroupDescGet(name.c_str(), &text, &size) == 0;
-    const std::unique_ptr<char, FreeText> description(text);
+    const std::unique_ptr<char, void (*)(void *)> description(text, std::free);
     return ZAFOLDAPBrowserGroupCreate(directory.Record(), group.Get(),
                                       described && text != nullptr ? text : "", nullptr,
                                       nullptr) == 0
@@ -131,9 +125,7 @@ bool IsCryptHash(std::string_view password) {
 
 std::string CopyAccount(const AccountDirectory &directory, const Candidate &account,
                         const Target &target) {
-    directory.Out().ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(directory.Out());
     const bool users = &target.kind == &kUserKind;
     if (target.local) {
         return users ? UserToLocal(directory, account.dn, target)

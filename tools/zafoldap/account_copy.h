@@ -4,32 +4,12 @@
 // a change made since the plan cannot slip past the checks.
 #pragma once
 
-#include <optional>
 #include <string>
 
-#include "platform/group.h"
-#include "platform/user.h"
 #include "tools/zafoldap/account_directory.h"
 #include "tools/zafoldap/migration_plan.h"
 
 namespace zafo::cli {
-
-template <typename Record, void (*Free)(Record *)>
-class OwnedRecord {
-  public:
-    OwnedRecord() = default;
-    OwnedRecord(const OwnedRecord &) = delete;
-    OwnedRecord &operator=(const OwnedRecord &) = delete;
-    ~OwnedRecord() { Free(record_); }
-    Record **Address() { return &record_; }
-    Record *Get() const { return record_; }
-    const Record *operator->() const { return record_; }
-
-  private:
-    Record *record_ = nullptr;
-};
-using UserRecord = OwnedRecord<ZAFOUSER, ZAFOUserFree>;
-using GroupRecord = OwnedRecord<ZAFOGROUP, ZAFOGroupFree>;
 
 bool IsCryptHash(std::string_view password);
 

@@ -2,18 +2,15 @@
 //
 // user delete and group delete: shows what is affected, asks, deletes one by one and stops at the
 // first failure.
-#include "tools/zafoldap/account_delete.h"
-
-#include <algorithm>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/account_options.h"
+#include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 
 namespace zafo::cli {
@@ -28,10 +25,6 @@ struct Doomed {
     std::vector<Account> groups;  // that list a user
 };
 
-std::string Counted(size_t count, std::string_view noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
     Doomed doomed{user, {}, GroupsListing(directory, user.name)};
     doomed.touches =
@@ -43,18 +36,9 @@ Doomed DoomedUser(const AccountDirectory &directory, const Account &user) {
 }
 
 Doomed DoomedGroup(const AccountDirectory &directory, const Account &group) {
-    NameList members, primary;
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
-                                                members.Address());
-    });
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(), nullptr,
-                                                     primary.Address());
-    });
     std::string touches = fmt::format("{} ({}) lists {}", group.name, group.dn,
-                                      Counted(members.Names().size(), "member"));
-    if (const size_t users = primary.Names().size(); users > 0)
+                                      Counted(ListedUsers(directory, group).size(), "member"));
+    if (const size_t users = PrimaryUsers(directory, group).size(); users > 0)
         touches +=
             fmt::format("; {} with it as primary group will keep the number of a deleted group",
                         Counted(users, "user"));
@@ -79,8 +63,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
     const std::optional<bool> exists = directory.Exists(one.account.dn);
     if (!exists) {
         ThrowUnknown(directory, failure,
-                     CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun),
-                                 {one.account.name}));
+                     directory.CommandLine(fmt::format("{} show", kind.noun), {one.account.name}));
     }
     if (*exists && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (*exists || &kind != &kUserKind) throw failure;
@@ -98,8 +81,7 @@ void FinishDelete(const AccountDirectory &directory, const AccountKind &kind, co
         (i < at ? done : undone).push_back(all[i].account.name);
     Leftovers left;
     left.Add(fmt::format("then {}: {}", undone.front(), failure.message),
-             CommandLine(directory.TheSession(), fmt::format("{} delete", kind.noun), undone),
-             failure.detail);
+             directory.CommandLine(fmt::format("{} delete", kind.noun), undone), failure.detail);
     left.ThrowIfAny(fmt::format("deleted: {}", Enumerated(done)),
                     failure.exit_code == 130 ? 130 : 7);
     throw failure;
@@ -111,28 +93,20 @@ void DeleteOne(const AccountDirectory &directory, const AccountKind &kind, const
     if (!one.groups.empty()) attributes = {"memberUid", "member"};
     Logged(directory.TheSession(), one.account.dn, attributes, [&] {
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
-        const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.FactsAbout(one.account.name),
-                    [&] { return remove(directory.Record(), one.account.name.c_str()); });
+        const std::optional<Failure> failure = directory.Try(
+            one.account.name, [&] { return remove(directory.Record(), one.account.name.c_str()); });
         if (failure) FinishDelete(directory, kind, one, *failure);
     });
 }
 
 int DeleteAccounts(Session &session, const AccountKind &kind,
                    Doomed (*doom)(const AccountDirectory &, const Account &), Delete remove) {
-    std::vector<std::string> names;
-    for (const std::string &name : session.invocation.All("NAME")) {
-        CheckChangeableName(name);
-        if (std::ranges::count(names, name) == 0) names.push_back(name);
-    }
+    const std::vector<std::string> names = NamesGiven(session, "NAME", CheckChangeableName);
     const AccountDirectory directory(session, kind);
     std::vector<Doomed> all;
     for (const Account &account : directory.RequireAll(kind, names))
         all.push_back(doom(directory, account));
-    if (session.Options().dry_run) {
-        PlanOf(directory, all).Print(session);
-        return 0;
-    }
+    if (PlanOf(directory, all).PrintInstead(session)) return 0;
     std::vector<std::string> touches;
     touches.reserve(all.size());
     for (const Doomed &one : all)
@@ -147,8 +121,7 @@ int DeleteAccounts(Session &session, const AccountKind &kind,
             StopAt(directory, kind, all, i, failure);
         }
     }
-    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", names}});
-    session.streams.Note(fmt::format("{} deleted", OneLine(whom)));
+    TellResult(session, {{"deleted", names}}, fmt::format("{} deleted", OneLine(whom)));
     return 0;
 }
 

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/account_directory.h"
 
-#include <algorithm>
 #include <array>
-#include <charconv>
-#include <new>
 
 #include <fmt/format.h>
 
 #include "base/ascii.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/local_accounts.h"
 
 namespace zafo::cli {
@@ -26,32 +22,7 @@ void EnsureLoginSuffix(Host &host) {
     if (host.Record().szLoginSuffix == nullptr) host.Set(LDAP_HOST_ATTR_LOGIN_SUFFIX, "localhost");
 }
 
-bool IsPlainWord(std::string_view word) {
-    return !word.empty() && std::ranges::all_of(word, [](unsigned char c) {
-        return std::isalnum(c) != 0 ||
-               std::string_view("_.-=,/:@").find(static_cast<char>(c)) != std::string_view::npos;
-    });
-}
-
 }  // namespace
-
-NameList::NameList() : list_(QLIBCSzListAlloc(1024)) {
-    if (list_ == nullptr) throw std::bad_alloc();
-}
-
-NameList::NameList(const std::vector<std::string> &names) : NameList() {
-    for (const std::string &name : names) {
-        if (QLIBCSzListPush(&list_, name.c_str()) != 0) throw std::bad_alloc();
-    }
-}
-
-std::vector<std::string> NameList::Names() const {
-    std::vector<std::string> names;
-    names.reserve(static_cast<size_t>(list_->nItem));
-    for (int i = 0; i < list_->nItem; ++i)
-        names.emplace_back(QLIBCSzListGet(list_, i));
-    return names;
-}
 
 AccountDirectory::AccountDirectory(Session &session)
     : session_(session), opened_(OpenSaved(session.streams, session.Options().connection)) {
@@ -101,12 +72,10 @@ Json AccountDirectory::DnOrNull(const AccountKind &kind, const std::string &name
 
 // The DNs of all accounts with this name, one per line.
 std::string AccountDirectory::Others(const AccountKind &kind, const std::string &name) const {
-    Search search(Out(), opened_.host,
-                  {.base = std::nullopt,
-                   .filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
-                                         EscapedForFilter(name)),
-                   .attributes = {"1.1"}},
-                  FactsAbout(name));
+    Search search = SearchFor({.filter = fmt::format("(&({})({}={}))", kind.filter, kind.name_attr,
+                                                     EscapedForFilter(name)),
+                               .attributes = {"1.1"}},
+                              name);
     std::string lines;
     while (const Entry *entry = search.Next())
         lines += fmt::format("{}{}", lines.empty() ? "" : "\n", OneLine(entry->dn));
@@ -121,12 +90,7 @@ std::string AccountDirectory::Require(const AccountKind &kind, const std::string
 
 Account AccountDirectory::RequireAccount(const AccountKind &kind, const std::string &name) const {
     Account account{name, Require(kind, name)};
-    Search search(Out(), opened_.host,
-                  {.base = account.dn,
-                   .filter = {},
-                   .scope = "base",
-                   .attributes = {std::string(kind.name_attr)}},
-                  FactsAbout(account.dn));
+    Search search = SearchFor(ForEntry(account.dn, {std::string(kind.name_attr)}), account.dn);
     if (const Entry *entry = search.Next()) {
         for (const Attribute &attribute : entry->attributes) {
             for (std::string_view value : attribute.values) {
@@ -166,10 +130,7 @@ std::string AccountDirectory::NameOf(const AccountKind &kind, const std::string 
 
 bool AccountDirectory::IsThere(const std::string &dn) const {
     try {
-        Search search(Out(), opened_.host,
-                      {.base = dn, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-                      FactsAbout(dn));
-        return search.Next() != nullptr;
+        return SearchFor(ForEntry(dn), dn).Next() != nullptr;
     } catch (const Failure &failure) {
         if (failure.ldap_code == kNoSuchObject) return false;
         throw;
@@ -200,9 +161,7 @@ std::optional<Pool> AccountDirectory::PoolOf(const AccountKind &kind) const {
 std::string AccountDirectory::ValueOf(const std::string &dn, const std::string &filter,
                                       const std::string &attribute) const {
     try {
-        Search search(Out(), opened_.host,
-                      {.base = dn, .filter = filter, .scope = "base", .attributes = {attribute}},
-                      FactsAbout(dn));
+        Search search = SearchFor(ForEntry(dn, {attribute}, filter), dn);
         const Entry *entry = search.Next();
         if (entry == nullptr || entry->attributes.empty()) return {};
         return std::string(entry->attributes.front().values.front());
@@ -271,31 +230,51 @@ PrimaryGroup AccountDirectory::RequirePrimaryGroup(const std::string *given) con
     throw OwnFailure(Message::kGroupMissing, FactsAbout("with the number " + *given));
 }
 
+bool ReadUser(const AccountDirectory &directory, const std::string &dn, UserRecord &user) {
+    return directory.Run(dn, [&] {
+        return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), user.Address(), nullptr);
+    }) > 0;
+}
+
+std::vector<std::string> ListedUsers(const AccountDirectory &directory, const Account &group) {
+    NameList names;
+    directory.Run(group.name, [&] {
+        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
+                                                names.Address());
+    });
+    return names.Names();
+}
+
+std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const Account &group,
+                                      std::optional<Failure> *cut) {
+    NameList names;
+    try {
+        directory.Run(group.name, [&] {
+            return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
+                                                         nullptr, names.Address());
+        });
+    } catch (const Failure &failure) {
+        if (cut == nullptr || !IsCutOff(failure)) throw;
+        *cut = failure;
+    }
+    return names.Names();
+}
+
 bool IsReservedNumber(std::uint64_t number) {
     return number == 0 || number == 65534 || number == 65535 || number >= UID_ERR;
 }
 
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    const char *reason = !whole                     ? "it is not a number in that range"
-                         : IsReservedNumber(number) ? "it is reserved"
-                                                    : nullptr;
+    const std::optional<std::uint64_t> number = WholeNumber<std::uint64_t>(text);
+    const char *reason = !number                     ? "it is not a number in that range"
+                         : IsReservedNumber(*number) ? "it is reserved"
+                                                     : nullptr;
     if (reason != nullptr) {
         throw OwnFailure(
             Message::kAccountNumber,
             {.subject = fmt::format("{} {}", option, OneLine(text)), .reason = reason});
     }
-    return static_cast<std::uint32_t>(number);
-}
-
-std::string CommandWord(std::string_view word) {
-    if (IsPlainWord(word)) return std::string(word);
-    std::string quoted = "'";
-    for (const char c : OneLine(word))
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
+    return static_cast<std::uint32_t>(*number);
 }
 
 std::string CommandLine(const Session &session, std::string_view command,

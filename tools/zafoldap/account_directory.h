@@ -9,28 +9,31 @@
 #include <string>
 #include <vector>
 
-#include "platform/szlist.h"
+#include "platform/group.h"
+#include "platform/user.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_kind.h"
 
 namespace zafo::cli {
 
-// Owns one of the platform's lists.
-class NameList {
+// Owns an account's record.
+template <typename Record, void (*Free)(Record *)>
+class OwnedRecord {
   public:
-    NameList();
-    explicit NameList(const std::vector<std::string> &names);
-    QLIBSZLIST **Address() { return &list_; }
-    const QLIBSZLIST *Get() const { return list_; }
-    std::vector<std::string> Names() const;
-    NameList(const NameList &) = delete;
-    NameList &operator=(const NameList &) = delete;
-    ~NameList() { QLIBCSzListFree(list_); }
+    OwnedRecord() = default;
+    OwnedRecord(const OwnedRecord &) = delete;
+    OwnedRecord &operator=(const OwnedRecord &) = delete;
+    ~OwnedRecord() { Free(record_); }
+    Record **Address() { return &record_; }
+    Record *Get() const { return record_; }
+    const Record *operator->() const { return record_; }
 
   private:
-    QLIBSZLIST *list_;
+    Record *record_ = nullptr;
 };
+using UserRecord = OwnedRecord<ZAFOUSER, ZAFOUserFree>;
+using GroupRecord = OwnedRecord<ZAFOGROUP, ZAFOGroupFree>;
 
 // The lowest and highest number of the directory's own pool.
 struct Pool {
@@ -55,6 +58,10 @@ struct PrimaryGroup {
     std::uint32_t gid;
 };
 
+// An invocation of this program with the same connection, quoted for a shell.
+std::string CommandLine(const Session &session, std::string_view command,
+                        const std::vector<std::string> &words);
+
 class AccountDirectory {
   public:
     // Opens the connection given on the command line without contacting the server.
@@ -75,6 +82,22 @@ class AccountDirectory {
     template <typename Call>
     int Run(const std::string &subject, Call call) const {
         return Ask(Out(), FactsAbout(subject), call);
+    }
+
+    // The same for a change: the failure, or nothing.
+    template <typename Call>
+    std::optional<Failure> Try(const std::string &subject, Call call) const {
+        return Attempt(Out(), FactsAbout(subject), call);
+    }
+
+    // An invocation of this program for this directory, quoted for a shell.
+    std::string CommandLine(std::string_view command, const std::vector<std::string> &words) const {
+        return cli::CommandLine(session_, command, words);
+    }
+
+    // `subject` is for messages.
+    Search SearchFor(Query query, const std::string &subject) const {
+        return Search(Out(), TheHost(), std::move(query), FactsAbout(subject));
     }
 
     // The DN of the account with this name; nothing if none. Throws if the name is ambiguous.
@@ -132,16 +155,19 @@ class AccountDirectory {
     OpenedConnection opened_;
 };
 
+// Reads the record of the user with this DN; false if there is none.
+bool ReadUser(const AccountDirectory &directory, const std::string &dn, UserRecord &user);
+
+// The users that a group lists.
+std::vector<std::string> ListedUsers(const AccountDirectory &directory, const Account &group);
+// Those with it as their primary group. If the server cuts the answer off at a size limit, `cut`
+// gets the failure; without `cut` it is thrown.
+std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const Account &group,
+                                      std::optional<Failure> *cut = nullptr);
+
 // Parses a number; throws Failure ("account_number") for one that no account may have: 0, 65534 and
 // 65535 (nobody, and -1 in 16 bits), 4294967295 (-1).
 std::uint32_t ParseAccountNumber(std::string_view option, const std::string &text);
 bool IsReservedNumber(std::uint64_t number);
-
-// A word for a shell, quoted if necessary.
-std::string CommandWord(std::string_view word);
-
-// An invocation of this program with the same connection, quoted for a shell.
-std::string CommandLine(const Session &session, std::string_view command,
-                        const std::vector<std::string> &words);
 
 }  // namespace zafo::cli

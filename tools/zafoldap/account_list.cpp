@@ -13,20 +13,11 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr int kSizeLimitExceeded = 4;
-constexpr int kAdminLimitExceeded = 11;
-
 std::string FilterOf(const Session &session, const AccountKind &kind) {
     const std::string *pattern = session.invocation.Find("PATTERN");
     if (pattern == nullptr) return std::string(kind.filter);
     CheckName(*pattern);
     return fmt::format("(&({})({}={}))", kind.filter, kind.name_attr, PatternForFilter(*pattern));
-}
-
-int LimitOf(const Session &session) {
-    const std::optional<int> limit = session.invocation.Number("limit");
-    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
-    return limit.value_or(std::numeric_limits<int>::max());
 }
 
 // Returns whether all were printed.
@@ -47,24 +38,19 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 
 }  // namespace
 
-bool IsCutOff(const Failure &failure) {
-    return failure.ldap_code == kSizeLimitExceeded || failure.ldap_code == kAdminLimitExceeded ||
-           failure.id == Message::kAnswerEndless;
+int LimitOf(const Session &session) {
+    const std::optional<int> limit = session.invocation.Number("limit");
+    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
+    return limit.value_or(std::numeric_limits<int>::max());
 }
 
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn) {
     Session &session = directory.TheSession();
     if (!session.invocation.Has("raw") && session.Options().form != Form::kLdif) return false;
-    Search search(
-        session.streams, directory.TheHost(),
-        {.base = dn, .filter = {}, .scope = "base", .attributes = session.Options().fields},
-        directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, session.Options().fields), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(kind.missing, directory.FactsAbout(dn));
-    const auto writer = MakeEntryWriter(session.streams, session.document, session.Options().fields,
-                                        /*single=*/true);
-    writer->Write(*entry);
-    writer->Finish(/*ok=*/true, /*complete=*/true);
+    PrintEntry(session.streams, session.document, *entry, session.Options().fields);
     return true;
 }
 
@@ -76,11 +62,9 @@ int ListAccounts(const AccountDirectory &directory, const ListRequest &request) 
     std::vector<std::string> attributes = AttributesFor(request.fields, layout.fields);
     if (std::ranges::count(attributes, request.kind.name_attr) == 0)
         attributes.emplace_back(request.kind.name_attr);
-    Search search(session.streams, directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = FilterOf(session, request.kind),
-                   .attributes = std::move(attributes)},
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(
+        {.filter = FilterOf(session, request.kind), .attributes = std::move(attributes)},
+        directory.Saved().base);
     ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
     try {
         const bool complete = PrintAll(search, writer, request, only_name, limit);

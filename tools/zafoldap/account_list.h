@@ -23,10 +23,10 @@ struct ListRequest {
 // throws only after printing what arrived.
 int ListAccounts(const AccountDirectory &directory, const ListRequest &request);
 
+// The number given by --limit; without it, no limit. Throws Failure ("usage") for 0.
+int LimitOf(const Session &session);
+
 // With --raw or --format ldif: prints the whole entry and returns true.
 bool ShowRaw(const AccountDirectory &directory, const AccountKind &kind, const std::string &dn);
-
-// Whether a size limit ended an answer: what arrived is valid, but there is more.
-bool IsCutOff(const Failure &failure);
 
 }  // namespace zafo::cli

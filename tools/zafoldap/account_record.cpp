@@ -11,19 +11,10 @@ namespace zafo::cli {
 
 namespace {
 
-const Attribute *FindAttribute(const Entry &entry, std::string_view name) {
-    const auto found = std::ranges::find_if(entry.attributes, [&](const Attribute &attribute) {
-        return EqualIgnoringCase(attribute.name, name);
-    });
-    return found == entry.attributes.end() ? nullptr : &*found;
-}
-
 // A number as a JSON number; other text stays text, so that it is not mistaken for a number.
 Json NumberOrText(std::string_view text) {
-    long long number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = parsed.ec == std::errc() && parsed.ptr == text.data() + text.size();
-    return whole ? Json(number) : Json(text);
+    const std::optional<long long> number = WholeNumber<long long>(text);
+    return number ? Json(*number) : Json(text);
 }
 
 Json DateOrNull(std::string_view text) {
@@ -77,6 +68,14 @@ const std::vector<AccountField> &GroupFields() {
     return kFields;
 }
 
+Fields WithFields(const std::vector<AccountField> &fields, const Fields &more) {
+    Fields all;
+    for (const AccountField &field : fields)
+        all.push_back(field.field);
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_terminal) {
     const bool chosen = !session.Options().fields.empty();
     if (chosen || session.Options().form != Form::kTable) return {Chosen(all, session.Options())};
@@ -85,12 +84,11 @@ ListLayout LayoutOf(const Session &session, const Fields &all, const Fields &on_
 }
 
 ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fields) {
-    Fields all, on_terminal;
+    Fields on_terminal;
     for (const AccountField &field : fields) {
-        all.push_back(field.field);
         if (field.on_terminal) on_terminal.push_back(field.field);
     }
-    return LayoutOf(session, all, on_terminal);
+    return LayoutOf(session, WithFields(fields, {}), on_terminal);
 }
 
 std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
@@ -103,11 +101,6 @@ std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
             attributes.emplace_back(field->attribute);
     }
     return attributes;
-}
-
-std::string_view FirstValue(const Entry &entry, std::string_view attribute) {
-    const Attribute *found = FindAttribute(entry, attribute);
-    return found == nullptr ? std::string_view() : found->values.front();
 }
 
 Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry) {

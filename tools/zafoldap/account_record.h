@@ -24,6 +24,8 @@ struct AccountField {
 
 const std::vector<AccountField> &UserFields();
 const std::vector<AccountField> &GroupFields();
+// Their fields, and more.
+Fields WithFields(const std::vector<AccountField> &fields, const Fields &more);
 
 // How a list is printed: its fields, and whether it has a heading. Output to another program, if no
 // other form was requested, is only the names, as "ls" does.
@@ -37,9 +39,6 @@ ListLayout LayoutOf(const Session &session, const std::vector<AccountField> &fie
 // The attributes that a search must request.
 std::vector<std::string> AttributesFor(const std::vector<AccountField> &fields,
                                        const Fields &chosen);
-
-// The first value of an attribute; empty if it has none.
-std::string_view FirstValue(const Entry &entry, std::string_view attribute);
 
 Json RecordOf(const std::vector<AccountField> &fields, const Entry &entry);
 

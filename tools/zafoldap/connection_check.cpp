@@ -14,12 +14,14 @@
 #include <ctime>
 #include <memory>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "platform/ldap.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/display_text.h"
+#include "tools/zafoldap/account_kind.h"
 
 namespace zafo::cli {
 
@@ -46,10 +48,7 @@ constexpr ClassRow kClasses[] = {
     {ZAFOLDAP_CLASS_APPLE_GROUP, "apple-group"},
 };
 
-struct AddressDeleter {
-    void operator()(addrinfo *list) const { freeaddrinfo(list); }
-};
-using Addresses = std::unique_ptr<addrinfo, AddressDeleter>;
+using Addresses = std::unique_ptr<addrinfo, void (*)(addrinfo *)>;
 
 // The addresses of a server, or the resolver's error.
 Addresses Resolve(const ServerAddress &server, int port, std::string &reason) {
@@ -59,7 +58,7 @@ Addresses Resolve(const ServerAddress &server, int port, std::string &reason) {
     const int code =
         getaddrinfo(server.BareHost().c_str(), std::to_string(port).c_str(), &hints, &list);
     if (code != 0) reason = code == EAI_SYSTEM ? std::strerror(errno) : gai_strerror(code);
-    return Addresses(code == 0 ? list : nullptr);
+    return {code == 0 ? list : nullptr, freeaddrinfo};
 }
 
 std::string Numeric(const addrinfo &address) {
@@ -93,7 +92,7 @@ class Checker {
           settings_(std::move(settings)),
           facts_(connection.AsFacts()) {}
 
-    std::optional<Failure> Run(const std::function<void(const CheckStep &)> &on_step) {
+    std::optional<Failure> Run(StepPrinter &printer) {
         struct Row {
             const char *name;
             CheckStep (Checker::*check)();
@@ -123,23 +122,18 @@ class Checker {
                 }
             }
             step.step = row.name;
-            on_step(step);
+            printer.Print(step);
         }
         return failed;
     }
 
   private:
-    static CheckStep Ok(std::string detail) { return {.step = {}, .detail = std::move(detail)}; }
-    static CheckStep Warning(std::string detail) {
-        return {.step = {}, .result = StepResult::kWarning, .detail = std::move(detail)};
-    }
-
     CheckStep Settings() {
         if (connection_.base.empty()) {
             throw OwnFailure(Message::kConnectionIncomplete,
                              {.connection = connection_.name, .subject = "base DN (--base)"});
         }
-        return Ok(settings_);
+        return Good(settings_);
     }
 
     CheckStep ResolveNames() {
@@ -156,8 +150,8 @@ class Checker {
         if (found.empty()) {
             throw OwnFailure(Message::kCheckName, {.subject = missing, .reason = reason});
         }
-        if (missing.empty()) return Ok(found);
-        return Warning(fmt::format("{}; cannot resolve {}: {}", found, missing, reason));
+        if (missing.empty()) return Good(found);
+        return Warned(fmt::format("{}; cannot resolve {}: {}", found, missing, reason), {});
     }
 
     CheckStep Connect() {
@@ -181,16 +175,17 @@ class Checker {
         if (reached.empty()) {
             throw OwnFailure(Message::kCheckConnect, {.subject = failed, .reason = reason});
         }
-        if (failed.empty()) return Ok(reached);
-        return Warning(fmt::format("{}; not {}: {}", reached, failed, reason));
+        if (failed.empty()) return Good(reached);
+        return Warned(fmt::format("{}; not {}: {}", reached, failed, reason), {});
     }
 
     CheckStep Tls() {
         if (connection_.ssl == ZAFOLDAP_SSL_OFF) {
-            if (connection_.bind_dn.empty()) return Ok("off: data is sent in clear text");
-            return Warning(
+            if (connection_.bind_dn.empty()) return Good("off: data is sent in clear text");
+            return Warned(
                 "off: the password is sent in clear text; zafoldap connection edit NAME --ssl "
-                "start_tls encrypts it");
+                "start_tls encrypts it",
+                {});
         }
         const char *how = connection_.ssl == ZAFOLDAP_SSL_LDAPS ? "ldaps" : "StartTLS";
         Connection anonymous = connection_;
@@ -208,8 +203,8 @@ class Checker {
             if (failure.exit_code == 6) throw;
         }
         const CertificateReport *report = Report();
-        if (report == nullptr || report->chain.empty()) return Ok(how);
-        return Ok(fmt::format("{}, certificate of {}", how, report->chain.front().subject));
+        if (report == nullptr || report->chain.empty()) return Good(how);
+        return Good(fmt::format("{}, certificate of {}", how, report->chain.front().subject));
     }
 
     // What is wrong with the certificate as the LDAP tools see it: openssl accepts the common name
@@ -238,7 +233,7 @@ class Checker {
     // Who signed whom, and until when; the certificate that expires first decides.
     CheckStep Chain() {
         const CertificateReport *report = Report();
-        if (report == nullptr || report->chain.empty()) return NoCertificate();
+        if (report == nullptr || report->chain.empty()) return Skipped("no certificate to check");
         std::string detail;
         long days = kWarnDays;
         for (const Certificate &certificate : report->chain) {
@@ -246,34 +241,25 @@ class Checker {
                 fmt::format("{}{}", detail.empty() ? "" : "; signed by ", certificate.subject);
             if (!certificate.ends) continue;
             const auto left = static_cast<long>((*certificate.ends - std::time(nullptr)) / kDay);
-            std::tm date{};
-            gmtime_r(&*certificate.ends, &date);
-            detail += fmt::format(" (until {:04}-{:02}-{:02}, {} days)", date.tm_year + 1900,
-                                  date.tm_mon + 1, date.tm_mday, left);
+            detail +=
+                fmt::format(" (until {:%Y-%m-%d}, {} days)", fmt::gmtime(*certificate.ends), left);
             days = std::min(days, left);
         }
         const Certificate &last = report->chain.back();
         if (last.issuer != last.subject) detail += "; signed by " + last.issuer;
-        if (days >= kWarnDays) return Ok(std::move(detail));
-        CheckStep step = Warning(std::move(detail));
-        step.hint = "renew the certificate before it ends: no client can connect after that";
-        return step;
+        if (days >= kWarnDays) return Good(std::move(detail));
+        return Warned(std::move(detail),
+                      "renew the certificate before it ends: no client can connect after that");
     }
 
     CheckStep Names() {
         const CertificateReport *report = Report();
-        if (report == nullptr || report->chain.empty()) return NoCertificate();
-        if (const auto &names = report->chain.front().names) return Ok(Joined(*names));
-        CheckStep step = Warning(
+        if (report == nullptr || report->chain.empty()) return Skipped("no certificate to check");
+        if (const auto &names = report->chain.front().names) return Good(Joined(*names));
+        return Warned(
             "the certificate has no alternative names: it names the server only by its common "
-            "name");
-        step.hint =
-            "have it issued with a subjectAltName: other programs refuse a common name (RFC 9525)";
-        return step;
-    }
-
-    static CheckStep NoCertificate() {
-        return {.step = {}, .result = StepResult::kSkipped, .detail = "no certificate to check"};
+            "name",
+            "have it issued with a subjectAltName: other programs refuse a common name (RFC 9525)");
     }
 
     // The server's certificates, requested once; nullptr: none.
@@ -290,19 +276,16 @@ class Checker {
 
     CheckStep Bind() {
         ReadRootDse(host_);
-        if (connection_.bind_dn.empty()) return Ok("anonymous");
-        return Ok(connection_.bind_dn);
+        if (connection_.bind_dn.empty()) return Good("anonymous");
+        return Good(connection_.bind_dn);
     }
 
     CheckStep Base() {
-        Search search(
-            streams_, host_,
-            {.base = connection_.base, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            facts_);
+        Search search(streams_, host_, ForEntry(connection_.base), facts_);
         if (search.Next() == nullptr) {
             throw LibraryFailure(32, 0, facts_, "the server shows no entry with this DN");
         }
-        return Ok(connection_.base);
+        return Good(connection_.base);
     }
 
     // One user is enough, so reaching the size limit is not an error.
@@ -311,8 +294,7 @@ class Checker {
         bool found = false;
         try {
             Search search(streams_, host_,
-                          {.base = std::nullopt,
-                           .filter = "(objectClass=posixAccount)",
+                          {.filter = "(objectClass=posixAccount)",
                            .scope = "sub",
                            .attributes = {"uid"},
                            .size_limit = 1},
@@ -322,12 +304,13 @@ class Checker {
         } catch (const Failure &failure) {
             if (failure.ldap_code != kSizeLimitExceeded) throw;
         }
-        if (found) return Ok(fmt::format("can be listed below {}", connection_.base));
-        return Warning(
+        if (found) return Good(fmt::format("can be listed below {}", connection_.base));
+        return Warned(
             fmt::format("no entry of the class posixAccount is visible below {}: there is none, or "
                         "it is not shown to {}",
                         connection_.base,
-                        connection_.bind_dn.empty() ? "anonymous clients" : connection_.bind_dn));
+                        connection_.bind_dn.empty() ? "anonymous clients" : connection_.bind_dn),
+            {});
     }
 
     CheckStep Schema() {
@@ -343,14 +326,14 @@ class Checker {
             facts.subject = row.name;
             throw OwnFailure(Message::kCheckSchema, facts);
         }
-        return Ok(names);
+        return Good(names);
     }
 
     CheckStep Type() {
         constexpr const char *kTypes[] = {"a general LDAP server", "the appliance's own server",
                                           "an Apple Open Directory server"};
         Ask(streams_, facts_, [&] { return ZAFOLDAPBrowserCheckServerType(&host_.Record()); });
-        return Ok(kTypes[host_.Record().nServerType]);
+        return Good(kTypes[host_.Record().nServerType]);
     }
 
     std::uint64_t PoolValue(int type) {
@@ -363,32 +346,24 @@ class Checker {
     // The source of the numbers of new accounts.
     CheckStep IdPool() {
         if (host_.Record().nServerType != ZAFOLDAP_SERVER_ZAFO)
-            return Ok("none: new accounts get the highest number in use plus one");
-        struct Row {
-            const char *name;
-            int lowest, highest, current;
-        };
-        constexpr Row kRows[] = {
-            {"uid", ZAFOLDAP_XID_MIN_UID, ZAFOLDAP_XID_MAX_UID, ZAFOLDAP_XID_CUR_UID},
-            {"gid", ZAFOLDAP_XID_MIN_GID, ZAFOLDAP_XID_MAX_GID, ZAFOLDAP_XID_CUR_GID}};
+            return Good("none: new accounts get the highest number in use plus one");
         std::string detail;
         bool sound = true;
-        for (const Row &row : kRows) {
-            const std::uint64_t lowest = PoolValue(row.lowest), highest = PoolValue(row.highest);
-            const std::uint64_t next = PoolValue(row.current);
+        for (const AccountKind *kind : {&kUserKind, &kGroupKind}) {
+            const std::uint64_t lowest = PoolValue(kind->lowest),
+                                highest = PoolValue(kind->highest);
+            const std::uint64_t next = PoolValue(kind->current);
             sound = sound && lowest < highest && next >= lowest && next <= highest;
-            detail += fmt::format("{}{} {} to {}, next {}", detail.empty() ? "" : "; ", row.name,
-                                  lowest, highest, next);
+            detail += fmt::format("{}{} {} to {}, next {}", detail.empty() ? "" : "; ",
+                                  kind->number, lowest, highest, next);
         }
-        if (sound) return Ok(std::move(detail));
-        CheckStep step = Warning(std::move(detail));
-        step.hint = "the limits make no sense: see cn=zafoconf, and zafoldap id check";
-        return step;
+        if (sound) return Good(std::move(detail));
+        return Warned(std::move(detail),
+                      "the limits make no sense: see cn=zafoconf, and zafoldap id check");
     }
 
     void ReadRootDse(const Host &host) {
-        Search search(streams_, host,
-                      {.base = "", .filter = {}, .scope = "base", .attributes = {"1.1"}}, facts_);
+        Search search(streams_, host, ForEntry(""), facts_);
         while (search.Next() != nullptr) {
         }
     }
@@ -406,9 +381,8 @@ class Checker {
 }  // namespace
 
 std::optional<Failure> RunChecks(Streams &streams, const Connection &connection, Host host,
-                                 const std::string &settings,
-                                 const std::function<void(const CheckStep &)> &on_step) {
-    return Checker(streams, connection, std::move(host), settings).Run(on_step);
+                                 const std::string &settings, StepPrinter &printer) {
+    return Checker(streams, connection, std::move(host), settings).Run(printer);
 }
 
 }  // namespace zafo::cli

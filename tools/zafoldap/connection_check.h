@@ -3,7 +3,6 @@
 // The checks of a connection, from its settings to listing users.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,10 +11,9 @@
 
 namespace zafo::cli {
 
-// Runs the steps up to the first failure; `on_step` gets every step, including skipped ones.
+// Runs the steps up to the first failure and prints every step, including skipped ones.
 // `settings` says where the connection comes from. Returns the failure of the failed step, if any.
 std::optional<Failure> RunChecks(Streams &streams, const Connection &connection, Host host,
-                                 const std::string &settings,
-                                 const std::function<void(const CheckStep &)> &on_step);
+                                 const std::string &settings, StepPrinter &printer);
 
 }  // namespace zafo::cli

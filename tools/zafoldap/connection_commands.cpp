@@ -136,22 +136,10 @@ bool GivesPassword(const Invocation &invocation) {
            invocation.Has("ask-password");
 }
 
-// Writes the change and logs the result, whatever it is.
 template <typename Write>
 void Change(const Session &session, const std::string &name, const std::vector<std::string> &keys,
             Write write) {
-    LoggedChange(write, [&](const std::string &result) {
-        LogChange(FullName(*session.invocation.command), "connection=" + name,
-                  "keys=" + LoggedNames(keys), result);
-    });
-}
-
-// Runs and prints the checks; returns the failure of the failed step.
-std::optional<Failure> RunAndShow(StepPrinter &printer, Streams &streams,
-                                  const Connection &connection, Host host,
-                                  const std::string &settings) {
-    return RunChecks(streams, connection, std::move(host), settings,
-                     [&](const CheckStep &step) { printer.Print(step); });
+    LoggedChange(session, "connection=" + name, "keys=" + LoggedNames(keys), write);
 }
 
 // Shows what would be saved, and whether it would work.
@@ -159,7 +147,7 @@ int DryRun(Session &session, const Connection &connection,
            const std::optional<std::string> &password) {
     Streams &streams = session.streams;
     Json record = connection.AsJson();
-    const bool json = session.Options().form == Form::kJson;
+    const bool json = session.WantsJson();
     streams.Note("dry run: nothing is saved");
     if (!json) PrintRecord(streams, session.document, kConnectionFields, record);
     if (!json) streams.Out("\n");
@@ -168,7 +156,7 @@ int DryRun(Session &session, const Connection &connection,
                     : OpenConnection(connection.name, connection);
     StepPrinter printer(session);
     const std::optional<Failure> failed =
-        RunAndShow(printer, streams, connection, std::move(host), "not saved (dry run)");
+        RunChecks(streams, connection, std::move(host), "not saved (dry run)", printer);
     if (json) {
         session.document.Whole({{"would_save", record}, {"checks", printer.Steps()}},
                                /*ok=*/!failed);
@@ -180,12 +168,9 @@ int DryRun(Session &session, const Connection &connection,
 }
 
 void PrintSaved(Session &session, const Connection &connection) {
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole(connection.AsJson());
-        return;
-    }
-    session.streams.Note(fmt::format(
-        "connection \"{0}\" saved; test it with: zafoldap connection check {0}", connection.name));
+    TellResult(session, connection.AsJson(),
+               fmt::format("connection \"{0}\" saved; test it with: zafoldap connection check {0}",
+                           connection.name));
 }
 
 int ListConnections(Session &session) {
@@ -277,8 +262,8 @@ Command ConnectionAddCommand() {
         .arguments = {kNewConnectionName},
         .options = {Uri(true), BaseDn(true), kBindDn,
                     Ssl("encryption: start_tls (default), on (ldaps://) or off"),
-                    LoginSuffix("domain appended to the names of directory users"),
-                    PasswordStdinOption(), PasswordFileOption()},
+                    LoginSuffix("domain appended to the names of directory users"), kPasswordStdin,
+                    kPasswordFile},
         .exclusive = {{"password-stdin", "password-file"}},
         .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
                       "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
@@ -349,8 +334,8 @@ Command ConnectionEditCommand() {
                         Ssl("encryption: start_tls, on (ldaps://) or off"),
                         LoginSuffix("domain appended to the names of directory users; empty: none"),
                         {.name = "ask-password", .help = "ask for a new password"},
-                        PasswordStdinOption(),
-                        PasswordFileOption()},
+                        kPasswordStdin,
+                        kPasswordFile},
             .exclusive = {{"password-stdin", "password-file"}},
             .examples = {{"zafoldap connection edit work --ask-password", "a new password"},
                          {"zafoldap connection edit work --ssl on --uri ldaps.example.com",
@@ -364,21 +349,14 @@ int DeleteConnection(Session &session) {
     const std::string what =
         fmt::format("connection \"{}\" to {}{}", name, connection.Servers(),
                     connection.password_stored ? " with its stored password" : "");
-    Streams &streams = session.streams;
     if (session.Options().dry_run) {
-        streams.Note(fmt::format("dry run: would delete {}", what));
-        if (session.Options().form == Form::kJson) {
-            session.document.Whole({{"would_delete", connection.AsJson()}});
-        }
+        TellResult(session, {{"would_delete", connection.AsJson()}},
+                   fmt::format("dry run: would delete {}", what));
         return 0;
     }
     ConfirmDeleting(session, what, {});
     Change(session, name, {}, [&] { RemoveConnection(name); });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"deleted", name}});
-    } else {
-        streams.Note(fmt::format("connection \"{}\" deleted", name));
-    }
+    TellResult(session, {{"deleted", name}}, fmt::format("connection \"{}\" deleted", name));
     return 0;
 }
 
@@ -403,8 +381,8 @@ int CheckConnection(Session &session) {
     const Connection connection = ReadConnection(name);
     StepPrinter printer(session);
     const std::optional<Failure> failed =
-        RunAndShow(printer, session.streams, connection, OpenConnection(name, connection),
-                   fmt::format("\"{}\" in {}", name, kConnectionFile));
+        RunChecks(session.streams, connection, OpenConnection(name, connection),
+                  fmt::format("\"{}\" in {}", name, kConnectionFile), printer);
     printer.Finish(!failed);
     if (failed) throw *failed;
     return 0;
@@ -438,15 +416,12 @@ int SuggestConnection(Session &session) {
     NameList bases;
     Ask(session.streams, connection.AsFacts(),
         [&] { return ZAFOLDAPBrowserSuggestBaseDN(&host.Record(), bases.Address()); });
-    std::vector<Json> rows;
-    for (const std::string &base : bases.Names())
-        rows.push_back({{"base", base}});
     const ListLayout layout = LayoutOf(session, kBaseFields, kBaseFields);
     ListWriter writer(session.streams, session.document, layout.fields, layout.heading);
-    for (const Json &row : rows)
-        writer.Write(row);
+    for (const std::string &base : bases.Names())
+        writer.WriteText(base);
     writer.Finish(/*ok=*/true, /*complete=*/true);
-    if (rows.empty())
+    if (bases.Names().empty())
         session.streams.Note(
             "the server names no base DN to an anonymous client: ask its administrator");
     return 0;

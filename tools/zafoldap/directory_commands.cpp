@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // search, entry show and entry delete.
-#include <strings.h>
-
 #include <algorithm>
-#include <limits>
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/entry_writer.h"
 #include "tools/cli/ldap_dn.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/cli/listing.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/cli/session.h"
 #include "tools/zafoldap/account_change.h"
@@ -32,7 +29,7 @@ void CheckFilter(const std::string &filter) {
 }
 
 bool IsDn(const std::string &name) {
-    return strcasecmp(name.c_str(), "dn") == 0;
+    return EqualIgnoringCase(name, "dn");
 }
 
 // The attributes to request: those named, otherwise those to be printed.
@@ -78,11 +75,6 @@ Query QueryOf(const Invocation &invocation) {
     if (const std::string *scope = invocation.Find("scope")) query.scope = *scope;
     query.attributes = Requested(invocation.All("ATTR"), invocation.globals.fields);
     query.offset = invocation.Number("offset").value_or(0);
-    const std::optional<int> limit = invocation.Number("limit");
-    if (limit && *limit < 1) {
-        throw OwnFailure(Message::kUsage, {.subject = "zafoldap search --help",
-                                           .reason = "--limit needs at least 1"});
-    }
     return query;
 }
 
@@ -102,7 +94,7 @@ void Count(Session &session, Search &search) {
         if (!IsCutOff(failure)) throw;
         cut = failure;
     }
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"count", count}}, /*ok=*/!cut, /*complete=*/!cut);
     } else {
         session.streams.Out(fmt::format("{}\n", count));
@@ -124,7 +116,7 @@ int SearchDirectory(Session &session) {
     Query query = QueryOf(invocation);
     const bool counts = invocation.Has("count");
     if (counts) query.attributes = {"1.1"};
-    const int limit = invocation.Number("limit").value_or(std::numeric_limits<int>::max());
+    const int limit = LimitOf(session);
     const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
     const Facts facts = FactsOf(opened, query.base);
     Search search(session.streams, opened.host, std::move(query), facts);
@@ -205,17 +197,13 @@ Command SearchCommand() {
 int ShowEntry(Session &session) {
     const std::string &dn = session.Argument("DN");
     CheckDn(dn, /*may_be_empty=*/true);
-    const std::vector<std::string> &fields = session.Options().fields;
-    Query query{.base = dn, .filter = {}, .scope = "base", .attributes = Requested({}, fields)};
+    Query query = ForEntry(dn, Requested({}, session.Options().fields));
     const OpenedConnection opened = OpenSaved(session.streams, session.Options().connection);
     const Facts facts = FactsOf(opened, query.base);
     Search search(session.streams, opened.host, std::move(query), facts);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw LibraryFailure(32, 0, facts, "");
-    const auto writer = MakeEntryWriter(session.streams, session.document,
-                                        Columns({}, session.Options()), /*single=*/true);
-    writer->Write(*entry);
-    writer->Finish(/*ok=*/true, /*complete=*/true);
+    PrintEntry(session.streams, session.document, *entry, Columns({}, session.Options()));
     return 0;
 }
 
@@ -243,9 +231,7 @@ int DeleteEntry(Session &session) {
     CheckDn(dn, /*may_be_empty=*/true);
     if (dn.empty()) RefuseUsage(session, "the root DSE cannot be deleted");
     const AccountDirectory directory(session);
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = {}, .scope = "base", .attributes = {"objectClass"}},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {"objectClass"}), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw LibraryFailure(32, 0, directory.FactsAbout(dn), "");
     std::vector<std::string> classes;
@@ -257,20 +243,15 @@ int DeleteEntry(Session &session) {
     ChangePlan plan;
     plan.Check(touches);
     plan.Record(own_dn, "delete");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     ConfirmDeleting(session, "the entry " + own_dn, {touches});
     Logged(session, own_dn, {}, [&] {
-        const std::optional<Failure> failure =
-            Attempt(session.streams, directory.FactsAbout(own_dn), [&] {
-                return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
-            });
+        const std::optional<Failure> failure = directory.Try(own_dn, [&] {
+            return ZAFOLDAPBrowserDeleteDN(directory.Record(), PercentsDoubled(dn).c_str());
+        });
         if (failure) throw *failure;
     });
-    if (session.Options().form == Form::kJson) session.document.Whole({{"deleted", own_dn}});
-    session.streams.Note(fmt::format("{} deleted", OneLine(own_dn)));
+    TellResult(session, {{"deleted", own_dn}}, fmt::format("{} deleted", OneLine(own_dn)));
     return 0;
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // group list, show, add, edit and rename.
-#include <strings.h>
-
 #include <fmt/format.h>
 
 #include "base/dn.h"
@@ -10,7 +8,6 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_delete.h"
 #include "tools/zafoldap/account_list.h"
 #include "tools/zafoldap/account_options.h"
 #include "tools/zafoldap/commands.h"
@@ -24,42 +21,17 @@ namespace {
 const Option kDescriptionOption{
     .name = "description", .value = "TEXT", .help = "what the group is for"};
 
-const Fields kGroupShowFields = [] {
-    Fields fields;
-    for (const AccountField &row : GroupFields())
-        fields.push_back(row.field);
-    fields.push_back({"primary_users", "PRIMARY GROUP OF"});
-    fields.push_back({"sid", "SID"});
-    return fields;
-}();
-
-// The users with this primary group.
-std::vector<std::string> PrimaryUsers(const AccountDirectory &directory, const std::string &dn) {
-    NameList names;
-    directory.Run(dn, [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), dn.c_str(), nullptr,
-                                                     names.Address());
-    });
-    return names.Names();
-}
-
-void CheckDescription(const std::string &text) {
-    if (!IsText(text) || text.find_first_of("\r\n\t") != std::string::npos)
-        throw OwnFailure(Message::kBadText,
-                         {.subject = "--description",
-                          .reason = "it contains control characters or is not UTF-8"});
-}
+const Fields kGroupShowFields =
+    WithFields(GroupFields(), {{"primary_users", "PRIMARY GROUP OF"}, {"sid", "SID"}});
 
 // Edits a group and words the library's errors.
 void RunEdit(const AccountDirectory &directory, const Account &group, const std::string *new_name,
              const std::string *description, const std::optional<std::uint32_t> &gid) {
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
-            return ZAFOLDAPBrowserGroupEdit(directory.Record(), group.dn.c_str(),
-                                            new_name != nullptr ? new_name->c_str() : nullptr,
-                                            description != nullptr ? description->c_str() : nullptr,
-                                            gid ? &*gid : nullptr);
-        });
+    const std::optional<Failure> failure = directory.Try(group.name, [&] {
+        return ZAFOLDAPBrowserGroupEdit(
+            directory.Record(), group.dn.c_str(), new_name != nullptr ? new_name->c_str() : nullptr,
+            description != nullptr ? description->c_str() : nullptr, gid ? &*gid : nullptr);
+    });
     if (!failure) return;
     if (failure->id == kGroupKind.name_taken && new_name != nullptr)
         throw OwnFailure(failure->id, directory.FactsAbout(*new_name));
@@ -87,7 +59,7 @@ std::uint32_t MakeGroup(const AccountDirectory &directory, NewAccount group, con
         });
     } catch (const Failure &failure) {
         left.Add("it could not be verified that no other group has its number",
-                 CommandLine(directory.TheSession(), "id check", {}), failure.message);
+                 directory.CommandLine("id check", {}), failure.message);
         return created.number;
     }
 }
@@ -115,19 +87,17 @@ Command GroupListCommand() {
 }
 
 int ShowGroup(Session &session) {
-    CheckName(session.Argument("NAME"));
+    const std::string &name = session.Argument("NAME");
+    CheckName(name);
     const AccountDirectory directory(session);
-    const std::string dn = directory.Require(kGroupKind, session.Argument("NAME"));
+    const std::string dn = directory.Require(kGroupKind, name);
     if (ShowRaw(directory, kGroupKind, dn)) return 0;
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = std::string(kGroupKind.filter), .scope = "base"},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {}, std::string(kGroupKind.filter)), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kGroupMissing, directory.FactsAbout(dn));
     Json record = RecordOf(GroupFields(), *entry);
-    const std::string sid(FirstValue(*entry, "sambaSID"));
-    record["sid"] = sid.empty() ? Json() : Json(sid);
-    record["primary_users"] = PrimaryUsers(directory, dn);
+    record["sid"] = TextOrNull(FirstValue(*entry, "sambaSID"));
+    record["primary_users"] = PrimaryUsers(directory, {name, dn});
     PrintRecord(session.streams, session.document, kGroupShowFields, record);
     return 0;
 }
@@ -170,21 +140,18 @@ int AddGroup(Session &session) {
     const std::string &name = group.name;
     const std::string *given = session.invocation.Find("description");
     const std::string description = given != nullptr ? *given : "";
-    CheckDescription(description);
+    CheckOneLine("--description", description);
     const AccountDirectory directory(session, kGroupKind);
     const std::string dn = directory.RequireNew(kGroupKind, group);
     const ChangePlan plan = PlanOfGroup(group, dn, description);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::vector<std::string> attributes = plan.Attributes();
     if (!group.number) attributes.emplace_back("gidNumber");
     Leftovers left;
     std::uint32_t number = 0;
     Logged(session, dn, attributes,
            [&] { number = MakeGroup(directory, group, dn, description, left); });
-    if (session.Options().form == Form::kJson)
+    if (session.WantsJson())
         session.document.Whole({{"name", name}, {"gid", number}, {"dn", dn}}, /*ok=*/left.None());
     left.ThrowIfAny(fmt::format("the group {} was added with the number {}", name, number));
     session.streams.Note(fmt::format("group {} added: number {}", OneLine(name), number));
@@ -220,7 +187,7 @@ int EditGroup(Session &session) {
     CheckName(session.Argument("NAME"));
     const std::optional<std::uint32_t> gid = ReadNumber(session, kGroupKind);
     const std::string *description = invocation.Find("description");
-    if (description != nullptr) CheckDescription(*description);
+    if (description != nullptr) CheckOneLine("--description", *description);
     if (!gid && description == nullptr)
         throw OwnFailure(Message::kNothingToChange, {.subject = "zafoldap group edit"});
     const AccountDirectory directory(session, kGroupKind);
@@ -230,25 +197,21 @@ int EditGroup(Session &session) {
     const bool renumbers = gid && std::to_string(*gid) != old;
     if (renumbers) directory.RequireFreeNumber(kGroupKind, *gid);
     const std::vector<std::string> primary =
-        renumbers ? PrimaryUsers(directory, group.dn) : std::vector<std::string>();
+        renumbers ? PrimaryUsers(directory, group) : std::vector<std::string>();
     ChangePlan plan;
     plan.Check(fmt::format("the group {} exists", group.name));
     plan.Record(group.dn, "modify");
     if (description != nullptr) plan.Replace("description", *description);
     if (gid) plan.Replace("gidNumber", std::to_string(*gid));
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, group.dn, plan.Attributes(),
            [&] { RunEdit(directory, group, nullptr, description, gid); });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"name", group.name},
-                                {"dn", group.dn},
-                                {"changed", plan.Attributes()},
-                                {"users_with_old_number", primary}});
-    }
-    session.streams.Note(fmt::format("group {} changed", OneLine(group.name)));
+    TellResult(session,
+               {{"name", group.name},
+                {"dn", group.dn},
+                {"changed", plan.Attributes()},
+                {"users_with_old_number", primary}},
+               fmt::format("group {} changed", OneLine(group.name)));
     if (!primary.empty())
         session.streams.Note(fmt::format(
             "the primary group number {} stays with {} user{}: zafoldap user edit NAME --gid {}",
@@ -277,23 +240,14 @@ int RenameGroup(Session &session) {
     CheckNewName(session, kGroupKind, new_name);
     const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
-    if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
-    if (directory.Find(kGroupKind, new_name))
-        throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
-    ChangePlan plan;
-    plan.Check(fmt::format("the group {} exists", group.name));
-    plan.Check(fmt::format("the name {} is free", new_name));
+    ChangePlan plan = PlanRenaming(directory, kGroupKind, group.name, new_name);
     plan.Record(group.dn, "modrdn");
     plan.Line("newrdn", fmt::format("cn={}", EscapedForDn(new_name)));
     plan.Line("deleteoldrdn", "1");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, group.dn, {"cn"},
            [&] { RunEdit(directory, group, &new_name, nullptr, std::nullopt); });
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", group.name},
                                 {"dn", directory.DnOrNull(kGroupKind, new_name)}});

@@ -12,9 +12,6 @@
 #include "tools/cli/change_log.h"
 #include "tools/cli/check_steps.h"
 #include "tools/cli/listing.h"
-#include "tools/zafoldap/account_change.h"
-#include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/local_accounts.h"
 #include "tools/zafoldap/new_account.h"
@@ -81,11 +78,10 @@ class AccountReader {
 };
 
 Accounts AllAccounts(const AccountDirectory &directory, const AccountKind &kind) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = std::string(kind.filter),
-                   .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(
+        {.filter = std::string(kind.filter),
+         .attributes = {std::string(kind.number_attr), std::string(kind.name_attr)}},
+        directory.Saved().base);
     AccountReader reader(kind);
     while (const Entry *entry = search.Next())
         reader.Take(*entry);
@@ -102,14 +98,6 @@ std::string Shown(const std::vector<std::string> &texts, std::string_view betwee
     if (texts.size() > kMostShown)
         shown += fmt::format("{}and {} more", between, texts.size() - kMostShown);
     return shown;
-}
-
-CheckStep Ok(std::string detail) {
-    return {.step = {}, .detail = std::move(detail)};
-}
-
-CheckStep Finding(StepResult result, std::string detail, std::string hint) {
-    return {.step = {}, .result = result, .detail = std::move(detail), .hint = std::move(hint)};
 }
 
 size_t CountIn(const std::vector<std::uint64_t> &numbers, std::uint64_t first, std::uint64_t last) {
@@ -136,8 +124,7 @@ class NumberChecks {
                                         Step("names", SystemNames()), Step("local", Local())};
         const std::optional<Pool> pool = directory_.PoolOf(kind_);
         if (!pool) {
-            steps.push_back(Step("pool", {.result = StepResult::kSkipped,
-                                          .detail = "the directory has no pool of numbers"}));
+            steps.push_back(Step("pool", Skipped("the directory has no pool of numbers")));
             return steps;
         }
         steps.push_back(Step("pool", Outside(*pool)));
@@ -179,9 +166,10 @@ class NumberChecks {
                 twice.push_back(numbers_[i]);
         }
         if (twice.empty())
-            return Ok(fmt::format("{} numbers, each used by one {}", numbers_.size(), kind_.noun));
-        return Finding(
-            StepResult::kFailed, "the same number: " + WithCarriers(twice),
+            return Good(
+                fmt::format("{} numbers, each used by one {}", numbers_.size(), kind_.noun));
+        return Wrong(
+            "the same number: " + WithCarriers(twice),
             fmt::format("give all but one of them another number: zafoldap {} edit NAME --{} N. "
                         "With several writable servers, take numbers from only one of them",
                         kind_.noun, kind_.number));
@@ -195,10 +183,10 @@ class NumberChecks {
             detail +=
                 fmt::format("{}{} of {}", detail.empty() ? "" : "; ", number, Carriers(number));
         }
-        if (detail.empty()) return Ok("nobody has 0, 65534, 65535 or 4294967295");
-        return Finding(StepResult::kFailed, "reserved: " + detail,
-                       "0 is the administrator of every machine and the others mean nobody: give "
-                       "another number");
+        if (detail.empty()) return Good("nobody has 0, 65534, 65535 or 4294967295");
+        return Wrong("reserved: " + detail,
+                     "0 is the administrator of every machine and the others mean nobody: give "
+                     "another number");
     }
 
     // Where the directory is a source of accounts, an account with such a number owns everything
@@ -211,26 +199,23 @@ class NumberChecks {
             if (number > 0 && number <= kLast && (low.empty() || low.back() != number))
                 low.push_back(number);
         }
-        if (low.empty()) return Ok("nobody has a number from 1 to 999, which belong to systems");
-        return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
-                       "belongs to a system: " + WithCarriers(low),
-                       fmt::format("give another number: zafoldap {} edit NAME --{} N; clients can "
-                                   "be told to ignore low ones (nss_min_uid in nslcd.conf)",
-                                   kind_.noun, kind_.number));
+        if (low.empty()) return Good("nobody has a number from 1 to 999, which belong to systems");
+        return judge_system_(
+            "belongs to a system: " + WithCarriers(low),
+            fmt::format("give another number: zafoldap {} edit NAME --{} N; clients can be told to "
+                        "ignore low ones (nss_min_uid in nslcd.conf)",
+                        kind_.noun, kind_.number));
     }
 
     CheckStep SystemNames() const {
         const std::string rename =
             fmt::format("rename it, zafoldap {} rename, or delete it", kind_.noun);
-        if (!accounts_.system_names.empty()) {
-            return Finding(users_ ? StepResult::kFailed : StepResult::kWarning,
-                           "belongs to a system: " + Shown(accounts_.system_names), rename);
-        }
+        if (!accounts_.system_names.empty())
+            return judge_system_("belongs to a system: " + Shown(accounts_.system_names), rename);
         if (!accounts_.local_names.empty()) {
-            return Finding(StepResult::kWarning,
-                           "also on this system: " + Shown(accounts_.local_names), rename);
+            return Warned("also on this system: " + Shown(accounts_.local_names), rename);
         }
-        return Ok("none belongs to a system");
+        return Good("none belongs to a system");
     }
 
     CheckStep Local() const {
@@ -245,24 +230,23 @@ class NumberChecks {
             detail += fmt::format("{}{} of {} also belongs to the local {}",
                                   detail.empty() ? "" : "; ", number, Carriers(number), *local);
         }
-        if (detail.empty()) return Ok("none belongs to a local account");
-        return Finding(StepResult::kWarning, detail,
-                       "the two own each other's files here: give one of them another number");
+        if (detail.empty()) return Good("none belongs to a local account");
+        return Warned(detail,
+                      "the two own each other's files here: give one of them another number");
     }
 
     CheckStep Outside(const Pool &pool) const {
         const size_t inside = CountIn(numbers_, pool.lowest, pool.highest);
         if (inside == numbers_.size())
-            return Ok(fmt::format("all are in {} to {}", pool.lowest, pool.highest));
+            return Good(fmt::format("all are in {} to {}", pool.lowest, pool.highest));
         const size_t below = CountIn(numbers_, 0, pool.lowest - 1);
         const std::uint64_t low = below > 0 ? numbers_.front() : numbers_[inside];
         const std::uint64_t high =
             below + inside < numbers_.size() ? numbers_.back() : numbers_[below - 1];
-        return Finding(StepResult::kWarning,
-                       fmt::format("{} of {} numbers are outside the pool {} to {}: from {} to {}",
-                                   numbers_.size() - inside, numbers_.size(), pool.lowest,
-                                   pool.highest, low, high),
-                       "they never come from the pool; other programs may assign them again");
+        return Warned(fmt::format("{} of {} numbers are outside the pool {} to {}: from {} to {}",
+                                  numbers_.size() - inside, numbers_.size(), pool.lowest,
+                                  pool.highest, low, high),
+                      "they never come from the pool; other programs may assign them again");
     }
 
     // The counter allocates the first free number from its position on, so numbers in use above it
@@ -270,24 +254,23 @@ class NumberChecks {
     CheckStep Counter(const Pool &pool) const {
         const std::uint64_t current = directory_.PoolValue(kind_.current);
         if (current < pool.lowest || current > pool.highest) {
-            return Finding(StepResult::kWarning,
-                           fmt::format("the next number, {}, is outside the pool", current),
-                           "set cn=CurID,cn=zafoconf to a free number of the pool");
+            return Warned(fmt::format("the next number, {}, is outside the pool", current),
+                          "set cn=CurID,cn=zafoconf to a free number of the pool");
         }
         const size_t ahead = CountIn(numbers_, current, pool.highest);
-        if (ahead == 0) return Ok(fmt::format("the next number is {}", current));
-        return Finding(StepResult::kWarning,
-                       fmt::format("the counter is at {} and lags behind: {} of the pool's numbers "
-                                   "from there on are in use",
-                                   current, ahead),
-                       "changes were made on two servers of the directory, or numbers assigned by "
-                       "hand: take numbers from only one server");
+        if (ahead == 0) return Good(fmt::format("the next number is {}", current));
+        return Warned(fmt::format("the counter is at {} and lags behind: {} of the pool's numbers "
+                                  "from there on are in use",
+                                  current, ahead),
+                      "changes were made on two servers of the directory, or numbers assigned by "
+                      "hand: take numbers from only one server");
     }
 
     static constexpr std::uint64_t kHighestLocal = 65533;
     const AccountDirectory &directory_;
     const AccountKind &kind_;
-    const bool users_ = &kind_ == &kUserKind;
+    CheckStep (*const judge_system_)(std::string, std::string) = &kind_ == &kUserKind ? Wrong
+                                                                                      : Warned;
     const Accounts accounts_;
     const std::vector<std::uint64_t> &numbers_;
 };
@@ -296,7 +279,7 @@ class NumberChecks {
 CheckStep MembershipStep(const AccountDirectory &directory,
                          const std::unordered_set<std::string> &users) {
     const std::vector<StaleMembership> stale = StaleMemberships(directory, users);
-    CheckStep step = Ok("groups list only existing users");
+    CheckStep step = Good("groups list only existing users");
     if (!stale.empty()) {
         std::vector<std::string> texts;
         for (const StaleMembership &membership : stale) {
@@ -304,11 +287,11 @@ CheckStep MembershipStep(const AccountDirectory &directory,
                 fmt::format("{} lists {}", membership.group.name, Shown(membership.names, ", ")));
         }
         const StaleMembership &first = stale.front();
-        step = Finding(GivesRights(first.group.name) ? StepResult::kFailed : StepResult::kWarning,
-                       "no user has these names: " + Shown(texts),
-                       "a new user of such a name would be a member: " +
-                           CommandLine(directory.TheSession(), "member remove",
-                                       {first.group.name, first.names.front()}));
+        const auto judge = GivesRights(first.group.name) ? Wrong : Warned;
+        step = judge(
+            "no user has these names: " + Shown(texts),
+            "a new user of such a name would be a member: " +
+                directory.CommandLine("member remove", {first.group.name, first.names.front()}));
     }
     step.step = "memberships";
     return step;
@@ -329,13 +312,11 @@ int NextId(Session &session) {
     } else {
         number = SuggestNumber(directory, kind);
     }
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"which", kind.number},
-                                {"number", number},
-                                {"reserved", pool && !session.Options().dry_run}});
-    } else {
-        session.streams.Out(fmt::format("{}\n", number));
-    }
+    PrintResult(session,
+                {{"which", kind.number},
+                 {"number", number},
+                 {"reserved", pool && !session.Options().dry_run}},
+                fmt::format("{}\n", number));
     return 0;
 }
 

@@ -4,68 +4,62 @@
 #include <grp.h>
 #include <pwd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace zafo::cli {
 
 namespace {
 
-struct CloseFile {
-    void operator()(FILE *file) const { fclose(file); }
+struct LocalRow {
+    std::string name;
+    std::uint64_t number;
 };
 
-// The first entry of "/etc/passwd" or "/etc/group" that `wanted` accepts. Reads the files
-// themselves, since this system's name service may include the directory's accounts.
-template <typename Row, typename Wanted>
-std::optional<std::string> LocalName(const char *path, Row *(*next)(FILE *), Wanted wanted) {
-    const std::unique_ptr<FILE, CloseFile> file(fopen(path, "re"));
-    if (file == nullptr) return std::nullopt;
-    while (const Row *row = next(file.get())) {
-        if (wanted(*row)) {
-            if constexpr (std::is_same_v<Row, passwd>) return row->pw_name;
-            if constexpr (std::is_same_v<Row, group>) return row->gr_name;
-        }
+// The rows of "/etc/passwd" or "/etc/group". Reads the files themselves, since this system's name
+// service may include the directory's accounts.
+std::vector<LocalRow> RowsOf(const AccountKind &kind) {
+    const bool users = &kind == &kUserKind;
+    std::vector<LocalRow> rows;
+    const std::unique_ptr<FILE, int (*)(FILE *)> file(
+        fopen(users ? "/etc/passwd" : "/etc/group", "re"), fclose);
+    if (file == nullptr) return rows;
+    if (users) {
+        while (const passwd *row = fgetpwent(file.get()))
+            rows.push_back({row->pw_name, row->pw_uid});
+    } else {
+        while (const group *row = fgetgrent(file.get()))
+            rows.push_back({row->gr_name, row->gr_gid});
     }
-    return std::nullopt;
+    return rows;
+}
+
+bool IsLocal(const AccountKind &kind, const std::string &name) {
+    return std::ranges::count(RowsOf(kind), name, &LocalRow::name) > 0;
 }
 
 }  // namespace
 
 std::optional<std::string> LocalAccount(const AccountKind &kind, std::uint32_t number) {
-    if (&kind == &kUserKind) {
-        return LocalName<passwd>("/etc/passwd", fgetpwent,
-                                 [&](const passwd &row) { return row.pw_uid == number; });
-    }
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_gid == number; });
+    const std::vector<LocalRow> rows = RowsOf(kind);
+    const auto found = std::ranges::find(rows, number, &LocalRow::number);
+    return found == rows.end() ? std::nullopt : std::optional(found->name);
 }
 
 bool IsLocalUser(const std::string &name) {
-    return LocalName<passwd>("/etc/passwd", fgetpwent,
-                             [&](const passwd &row) { return row.pw_name == name; })
-        .has_value();
+    return IsLocal(kUserKind, name);
 }
 
 bool IsLocalGroup(const std::string &name) {
-    return LocalName<group>("/etc/group", fgetgrent,
-                            [&](const group &row) { return row.gr_name == name; })
-        .has_value();
+    return IsLocal(kGroupKind, name);
 }
 
 std::map<std::string, std::uint64_t, std::less<>> LocalAccounts(const AccountKind &kind) {
     std::map<std::string, std::uint64_t, std::less<>> accounts;
-    if (&kind == &kUserKind) {
-        LocalName<passwd>("/etc/passwd", fgetpwent, [&](const passwd &row) {
-            accounts.emplace(row.pw_name, row.pw_uid);
-            return false;
-        });
-    } else {
-        LocalName<group>("/etc/group", fgetgrent, [&](const group &row) {
-            accounts.emplace(row.gr_name, row.gr_gid);
-            return false;
-        });
-    }
+    for (const LocalRow &row : RowsOf(kind))
+        accounts.emplace(row.name, row.number);
     return accounts;
 }
 

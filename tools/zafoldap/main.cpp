@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "tools/cli/program_main.h"
-#include "tools/zafoldap/program.h"
+#include "tools/zafoldap/commands.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "tools/cli/display_text.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/account_list.h"
+#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/stale_membership.h"
@@ -26,15 +26,6 @@ const Argument kMembers{
 
 const Fields kMemberFields = {{"name", "NAME"}, {"listed", "LISTED"}, {"primary", "PRIMARY GROUP"}};
 
-std::vector<std::string> ListedIn(const AccountDirectory &directory, const Account &group) {
-    NameList names;
-    directory.Run(group.name, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), group.dn.c_str(),
-                                                names.Address());
-    });
-    return names.Names();
-}
-
 void PrintMember(ListWriter &writer, bool only_name, const std::string &name, bool listed,
                  bool primary) {
     if (only_name) {
@@ -44,22 +35,13 @@ void PrintMember(ListWriter &writer, bool only_name, const std::string &name, bo
     }
 }
 
-std::vector<std::string> NamesOfUsers(const Session &session) {
-    std::vector<std::string> names;
-    for (const std::string &name : session.invocation.All("USER")) {
-        CheckName(name);
-        if (std::ranges::count(names, name) == 0) names.push_back(name);
-    }
-    return names;
-}
-
 struct MemberChange {
     std::string_view how;  // "add" or "delete"
     Account group;
-    std::vector<std::string> users;      // to be changed
-    std::vector<std::string> as_they;    // already as requested
-    std::vector<std::string> gone = {};  // who do not exist but are listed
-    ListedValues values = {};            // naming those and, if there are any, the others too
+    std::vector<std::string> users = {};    // to be changed
+    std::vector<std::string> as_they = {};  // already as requested
+    std::vector<std::string> gone = {};     // who do not exist but are listed
+    ListedValues values = {};               // naming those and, if there are any, the others too
 };
 
 std::vector<std::string> ChangedUsers(const MemberChange &change) {
@@ -116,17 +98,14 @@ int Change(const AccountDirectory &directory, const MemberChange &change) {
         for (const std::string &user : change.users)
             plan.Member(change.group.dn, change.how, user, directory.Saved().base);
     }
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     const std::vector<std::string> changed = ChangedUsers(change);
     if (!changed.empty()) {
         Logged(session, change.group.dn, {"memberUid", "member"},
                [&] { RunChange(directory, change); });
     }
     const bool adds = change.how == "add";
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"group", change.group.name},
                                 {adds ? "added" : "removed", changed},
                                 {"unchanged", change.as_they}});
@@ -144,17 +123,10 @@ int ListMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
     const AccountDirectory directory(session);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"));
-    const std::vector<std::string> listed = ListedIn(directory, group);
-    NameList with_primary;
+    const std::vector<std::string> listed = ListedUsers(directory, group);
+    std::vector<std::string> primary;
     std::optional<Failure> cut;
-    if (session.invocation.Has("primary")) {
-        cut = Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
-            return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), group.dn.c_str(),
-                                                         nullptr, with_primary.Address());
-        });
-        if (cut && !IsCutOff(*cut)) throw *cut;
-    }
-    const std::vector<std::string> primary = with_primary.Names();
+    if (session.invocation.Has("primary")) primary = PrimaryUsers(directory, group, &cut);
     const std::unordered_set<std::string> is_listed(listed.begin(), listed.end());
     const std::unordered_set<std::string> is_primary(primary.begin(), primary.end());
     const Fields names = {kMemberFields.front()};
@@ -191,13 +163,11 @@ Command MemberListCommand() {
 
 int AddMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
-    const std::vector<std::string> names = NamesOfUsers(session);
+    const std::vector<std::string> names = NamesGiven(session, "USER", CheckName);
     AccountDirectory directory(session);
     MemberChange change{.how = "add",
-                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
-                        .users = {},
-                        .as_they = {}};
-    const std::vector<std::string> listed = ListedIn(directory, change.group);
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"))};
+    const std::vector<std::string> listed = ListedUsers(directory, change.group);
     for (const Account &user : directory.RequireAll(kUserKind, names)) {
         const bool in = std::ranges::count(listed, user.name) > 0;
         (in ? change.as_they : change.users).push_back(user.name);
@@ -222,13 +192,11 @@ Command MemberAddCommand() {
 // A listed user who does not exist is removed; one who is neither listed nor exists is an error.
 int RemoveMembers(Session &session) {
     CheckName(session.Argument("GROUP"));
-    const std::vector<std::string> names = NamesOfUsers(session);
+    const std::vector<std::string> names = NamesGiven(session, "USER", CheckName);
     AccountDirectory directory(session);
     MemberChange change{.how = "delete",
-                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP")),
-                        .users = {},
-                        .as_they = {}};
-    const std::vector<std::string> listed = ListedIn(directory, change.group);
+                        .group = directory.RequireAccount(kGroupKind, session.Argument("GROUP"))};
+    const std::vector<std::string> listed = ListedUsers(directory, change.group);
     std::vector<std::string> others;
     for (const std::string &name : names) {
         if (directory.Find(kUserKind, name)) {

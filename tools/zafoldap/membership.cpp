@@ -32,12 +32,11 @@ std::optional<Failure> ChangeMembers(const AccountDirectory &directory, const Ac
                                      const std::vector<std::string> &out,
                                      const std::vector<std::string> &in) {
     const NameList removed(out), added(in);
-    std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout(group.name), [&] {
-            return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), group.dn.c_str(),
-                                                    in.empty() ? nullptr : added.Get(),
-                                                    out.empty() ? nullptr : removed.Get());
-        });
+    std::optional<Failure> failure = directory.Try(group.name, [&] {
+        return ZAFOLDAPBrowserUserEditByGroupDN(directory.Record(), group.dn.c_str(),
+                                                in.empty() ? nullptr : added.Get(),
+                                                out.empty() ? nullptr : removed.Get());
+    });
     if (!failure || !IsOfOtherForm(*failure)) return failure;
     if (out.size() > 1) {
         for (const std::string &name : out) {
@@ -57,8 +56,8 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
         groups = GroupsListing(directory, name);
     } catch (const Failure &failure) {
         left.Add(fmt::format("the groups that still list {} could not be determined", name),
-                 CommandLine(directory.TheSession(), "search",
-                             {fmt::format("(memberUid={})", EscapedForFilter(name)), "cn"}),
+                 directory.CommandLine(
+                     "search", {fmt::format("(memberUid={})", EscapedForFilter(name)), "cn"}),
                  Reason(failure));
     }
     for (const Account &group : groups) {
@@ -66,11 +65,9 @@ void FinishMemberships(const AccountDirectory &directory, const std::string &nam
             new_name.empty() ? std::vector<std::string>() : std::vector<std::string>{new_name};
         const std::optional<Failure> failure = ChangeMembers(directory, group, {name}, in);
         if (!failure) continue;
-        std::string command =
-            CommandLine(directory.TheSession(), "member remove", {group.name, name});
+        std::string command = directory.CommandLine("member remove", {group.name, name});
         if (!new_name.empty())
-            command +=
-                " && " + CommandLine(directory.TheSession(), "member add", {group.name, new_name});
+            command += " && " + directory.CommandLine("member add", {group.name, new_name});
         left.Add(fmt::format("the group {} still lists {}", group.name, name), std::move(command),
                  Reason(*failure));
     }

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 
 #include <fmt/format.h>
@@ -17,7 +16,6 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/forked_call.h"
 #include "tools/zafoldap/account_copy.h"
-#include "tools/zafoldap/account_record.h"
 #include "tools/zafoldap/stale_membership.h"
 
 namespace zafo::cli {
@@ -71,14 +69,6 @@ std::vector<std::string> LocalNames(const AccountKind &kind, const Streams &stre
     return names.Names();
 }
 
-std::optional<std::uint32_t> NumberIn(std::string_view text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
-    return number;
-}
-
 // Distributions give this group, numbered below the ordinary range, to users as their primary one.
 constexpr std::string_view kUsersGroup = "users";
 
@@ -107,26 +97,26 @@ bool HasSambaHashes(const std::string &name) {
 // Every account of a kind in the directory. Password details are filled in only if requested.
 std::vector<Candidate> DirectoryAccounts(const AccountDirectory &directory, const AccountKind &kind,
                                          bool passwords) {
-    Query query{.base = std::nullopt,
-                .filter = fmt::format("({})", kind.filter),
+    Query query{.filter = fmt::format("({})", kind.filter),
                 .attributes = {std::string(kind.name_attr), "uidNumber", "gidNumber"}};
     if (passwords) {
         query.attributes.insert(query.attributes.end(), {"homeDirectory", "loginShell"});
         for (const char *secret : {"userPassword", "sambaNTPassword", "sambaLMPassword"})
             query.attributes.emplace_back(secret);
     }
-    Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     std::vector<Candidate> accounts;
     while (const Entry *entry = search.Next()) {
-        Candidate account{.name = std::string(FirstValue(*entry, kind.name_attr)),
-                          .number = NumberIn(FirstValue(*entry, kind.number_attr)),
-                          .group = std::nullopt};
+        Candidate account{
+            .name = std::string(FirstValue(*entry, kind.name_attr)),
+            .number = WholeNumber<std::uint32_t>(FirstValue(*entry, kind.number_attr)),
+            .group = std::nullopt};
         if (account.name.empty()) account.name = entry->dn;
         account.dn = entry->dn;
         account.home = FirstValue(*entry, "homeDirectory");
         account.shell = FirstValue(*entry, "loginShell");
-        if (&kind == &kUserKind) account.group = NumberIn(FirstValue(*entry, "gidNumber"));
+        if (&kind == &kUserKind)
+            account.group = WholeNumber<std::uint32_t>(FirstValue(*entry, "gidNumber"));
         account.foreign_hash = passwords && !IsCryptHash(FirstValue(*entry, "userPassword"));
         account.samba_hashes = IsSambaHash(FirstValue(*entry, "sambaNTPassword")) ||
                                IsSambaHash(FirstValue(*entry, "sambaLMPassword"));
@@ -153,6 +143,13 @@ Outcome RunApart(const std::function<int()> &call, pid_t parent) {
 }
 
 }  // namespace
+
+void LogCopy(const Session &session, const AccountKind &kind, bool to_local,
+             const std::string &name, std::string_view result) {
+    LogChange(fmt::format("migrate {}s", kind.noun), "connection=" + session.Options().connection,
+              fmt::format("to={} name=\"{}\"", to_local ? "local" : "directory", OneLine(name)),
+              result);
+}
 
 std::vector<Candidate> Migration::ReadSource() const {
     if (to_local_) return DirectoryAccounts(directory_, kind_, &kind_ == &kUserKind);
@@ -222,11 +219,8 @@ int Migration::Copy(const std::vector<Decision> &plan, const Target &target) con
         if (decision.result != Result::kAdd) continue;
         const std::string failed = CopyAccount(directory_, decision.account, target);
         if (failed.empty()) continue;
-        LogChange(fmt::format("migrate {}s", kind_.noun),
-                  "connection=" + directory_.TheSession().Options().connection,
-                  fmt::format("to={} name=\"{}\"", to_local_ ? "local" : "directory",
-                              OneLine(decision.account.name)),
-                  fmt::format("failed ({})", OneLine(failed)));
+        LogCopy(directory_.TheSession(), kind_, to_local_, decision.account.name,
+                fmt::format("failed ({})", OneLine(failed)));
     }
     return 0;
 }
@@ -244,9 +238,7 @@ MigrationEnd Migration::Run(const std::vector<Decision> &plan, const Target &tar
         const size_t now = CountTarget();
         if (now > before) show(now - before);
     };
-    directory_.Out().ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(directory_.Out());
     show(0);
     ForkedCall<Outcome> worker(
         [&, parent = getpid()] { return RunApart([&] { return Copy(plan, target); }, parent); });

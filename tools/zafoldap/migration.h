@@ -15,6 +15,10 @@
 
 namespace zafo::cli {
 
+// In the system log, the result of copying one account.
+void LogCopy(const Session &session, const AccountKind &kind, bool to_local,
+             const std::string &name, std::string_view result);
+
 struct MigrationEnd {
     bool stopped = false;              // by Ctrl-C
     std::optional<Failure> failure{};  // it did not get through all accounts

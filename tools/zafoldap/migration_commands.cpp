@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // migrate users and migrate groups: compares both sides, asks, copies, and checks the outcome.
-#include <unistd.h>
-
 #include <algorithm>
 #include <set>
 
 #include <fmt/format.h>
 
-#include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
-#include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/migration.h"
@@ -34,9 +30,7 @@ struct Job {
 
     std::string Where() const { return to_local ? "this system" : "the directory"; }
     // "1 user", "3 groups"
-    std::string Counted(size_t count) const {
-        return fmt::format("{} {}{}", count, kind.noun, count == 1 ? "" : "s");
-    }
+    std::string Counted(size_t count) const { return cli::Counted(count, kind.noun); }
     // The command itself, to run again.
     std::string Again() const {
         return CommandLine(
@@ -64,7 +58,7 @@ Json RowOf(const Decision &decision, bool dry_run) {
     return {{"name", account.name},
             {"number", account.number ? Json(*account.number) : Json()},
             {"result", WordFor(decision.result, dry_run)},
-            {"reason", decision.reason.empty() ? Json() : Json(decision.reason)}};
+            {"reason", TextOrNull(decision.reason)}};
 }
 
 // Accounts that need attention come last, where a terminal still shows them.
@@ -78,7 +72,7 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
     Session &session = job.session;
     const Fields fields = Chosen(kFields, session.Options());
     PutSkippedLast(plan);
-    if (session.Options().form != Form::kJson) {
+    if (!session.WantsJson()) {
         ListWriter writer(session.streams, session.document, fields);
         for (const Decision &decision : plan)
             writer.Write(RowOf(decision, dry_run));
@@ -86,13 +80,8 @@ void Print(const Job &job, std::vector<Decision> plan, bool dry_run, bool ok) {
         return;
     }
     Json accounts = Json::array();
-    for (const Decision &decision : plan) {
-        const Json row = RowOf(decision, dry_run);
-        Json picked = Json::object();
-        for (const Field &field : fields)
-            picked[field.key] = row[field.key];
-        accounts.push_back(std::move(picked));
-    }
+    for (const Decision &decision : plan)
+        accounts.push_back(Picked(fields, RowOf(decision, dry_run)));
     Json counts = Json::object();
     for (const Result result : {Result::kAdd, Result::kThere, Result::kSkip, Result::kRefuse})
         counts[WordFor(result, dry_run)] = CountOf(plan, result);
@@ -153,12 +142,8 @@ void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_
 
 void Log(const Job &job, const std::vector<Decision> &plan) {
     for (const Decision &decision : plan) {
-        if (decision.result != Result::kAdd) continue;
-        LogChange(fmt::format("migrate {}s", job.kind.noun),
-                  "connection=" + job.session.Options().connection,
-                  fmt::format("to={} name=\"{}\"", job.to_local ? "local" : "directory",
-                              OneLine(decision.account.name)),
-                  "done");
+        if (decision.result == Result::kAdd)
+            LogCopy(job.session, job.kind, job.to_local, decision.account.name, "done");
     }
 }
 
@@ -175,13 +160,6 @@ void ThrowUnlessWhole(const Job &job, const std::vector<Decision> &plan, const M
     throw OwnFailure(Message::kMigrationFailed,
                      {.subject = fmt::format("no {} was added to {}", job.kind.noun, job.Where()),
                       .reason = "all were skipped"});
-}
-
-void CheckRights(const Session &session) {
-    if (geteuid() == 0) return;
-    throw OwnFailure(Message::kNotRoot,
-                     {.subject = fmt::format("{} {}", session.program.name,
-                                             FullName(*session.invocation.command))});
 }
 
 // Asks if there is anything to add.
@@ -227,7 +205,7 @@ MigrationEnd Copy(const Job &job, const Migration &migration, std::vector<Decisi
 int MigrateAccounts(Session &session) {
     const Job job{session, session.Argument("WHAT") == "users" ? kUserKind : kGroupKind,
                   *session.invocation.Find("to") == "local"};
-    CheckRights(session);
+    RequireRoot(session);
     const AccountDirectory directory(session, job.kind);
     if (!job.to_local) directory.RequireContainer(std::string(job.kind.container));
     const Migration migration(directory, job.kind, job.to_local, AllowedNames(session));
@@ -294,7 +272,7 @@ Command MigrateCommand() {
                      .repeatable = true},
                     {.name = "keep-memberships",
                      .help = "copy users whom groups of the directory already list"},
-                    ProgressOption()},
+                    kProgressOption},
         .examples = {{"zafoldap migrate users --to directory --dry-run", "what would be added"},
                      {"zafoldap migrate groups --to local --yes", "without confirmation"}},
         .exits = {4, 6, 7, 8, 130}};

@@ -7,7 +7,6 @@
 #include <fmt/ranges.h>
 
 #include "base/ascii.h"
-#include "tools/zafoldap/stale_membership.h"
 
 namespace zafo::cli {
 

@@ -37,8 +37,8 @@ std::uint32_t FreeFrom(const AccountDirectory &directory, const AccountKind &kin
 std::uint32_t AskForNumber(const AccountDirectory &directory, const AccountKind &kind) {
     int number = -1;
     const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout("cn=zafoconf," + directory.Saved().base),
-                [&] { return number = kind.suggest(directory.Record()); });
+        directory.Try("cn=zafoconf," + directory.Saved().base,
+                      [&] { return number = kind.suggest(directory.Record()); });
     if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
     if (failure && failure->id == Message::kToolEnded) throw OwnFailure(Message::kPoolFailed, {});
     if (failure) throw *failure;
@@ -73,8 +73,7 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
     const auto &[name, container, wanted] = account;
     for (int attempt = 0;; ++attempt) {
         const std::uint32_t number = wanted ? *wanted : SuggestNumber(directory, kind);
-        std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.FactsAbout(name), [&] { return create(number); });
+        std::optional<Failure> failure = directory.Try(name, [&] { return create(number); });
         if (!failure) return {number, std::nullopt};
         const bool number_taken = failure->id == kind.number_taken;
         if (number_taken || failure->id == kind.name_taken) {
@@ -89,9 +88,8 @@ Created CreateAccount(const AccountDirectory &directory, const AccountKind &kind
             throw OwnFailure(kind.name_taken, directory.FactsAbout(name));
         const std::optional<bool> exists = directory.Exists(dn);
         if (!exists) {
-            ThrowUnknown(
-                directory, *failure,
-                CommandLine(directory.TheSession(), fmt::format("{} show", kind.noun), {name}));
+            ThrowUnknown(directory, *failure,
+                         directory.CommandLine(fmt::format("{} show", kind.noun), {name}));
         }
         if (*exists) return {number, std::move(failure)};
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
@@ -106,8 +104,7 @@ std::uint32_t SettleNumber(const AccountDirectory &directory, const AccountKind 
     for (unsigned int spread = 4; directory.WithNumber(kind, number).size() > 1; spread *= 2) {
         const std::uint32_t next = SuggestNumber(directory, kind, spread);
         const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.FactsAbout(std::to_string(next)),
-                    [&] { return renumber(next); });
+            directory.Try(std::to_string(next), [&] { return renumber(next); });
         if (!failure) {
             number = next;
         } else if (failure->id != kind.number_taken || spread > 1024) {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldap/program.h"
-
 #include "tools/cli/completion_command.h"
 #include "tools/zafoldap/commands.h"
 
@@ -8,21 +6,14 @@ namespace zafo::cli {
 
 namespace {
 
-Command CompletionCommand() {
-    return {.noun = "completion",
-            .run = PrintCompletion,
-            .summary = "Print a completion script for a shell",
-            .description =
-                "Prints a script that lets the shell complete commands, options and names of saved "
-                "connections, users and groups. User and group names come from the directory of "
-                "the connection on the command line; if it does not answer within a second, none "
-                "are offered.",
-            .arguments = {{.name = "SHELL",
-                           .help = "bash, zsh or fish",
-                           .choices = {"bash", "zsh", "fish"}}},
-            .examples = {{"source <(zafoldap completion bash)",
-                          "in this shell; put it into ~/.bashrc for every shell"},
-                         {"zafoldap completion fish | source", "in this shell"}}};
+Command Completion() {
+    return CompletionCommand(
+        "Prints a script that lets the shell complete commands, options and names of saved "
+        "connections, users and groups. User and group names come from the directory of the "
+        "connection on the command line; if it does not answer within a second, none are offered.",
+        {{"source <(zafoldap completion bash)",
+          "in this shell; put it into ~/.bashrc for every shell"},
+         {"zafoldap completion fish | source", "in this shell"}});
 }
 
 std::vector<Topic> Topics() {
@@ -96,7 +87,7 @@ const Program &Zafoldap() {
                             IdCommands(),
                             {MigrateCommand(), StatCommand()},
                             DirectoryCommands(),
-                            {CompletionCommand()}}),
+                            {Completion()}}),
         .exits = CommonExitCodes(),
         .topics = Topics(),
         .files = {{"/usr/zafo/etc/private/ldapbrowser.conf",

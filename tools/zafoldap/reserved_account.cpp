@@ -9,8 +9,6 @@
 
 #include <fmt/format.h>
 
-#include "tools/zafoldap/account_checks.h"
-
 namespace zafo::cli {
 
 namespace {

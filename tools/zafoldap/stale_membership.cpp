@@ -10,7 +10,6 @@
 #include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
-#include "tools/zafoldap/account_record.h"
 
 namespace zafo::cli {
 
@@ -27,6 +26,17 @@ size_t IndexOf(std::string_view attribute) {
 // The user that a group's value names.
 std::string UserOfValue(size_t attribute, std::string_view value) {
     return attribute == 0 ? std::string(value) : UserOfDn(value);
+}
+
+// Calls visit(index of the attribute, value, user it names) for each member that a group lists.
+template <typename Visit>
+void EachValue(const Entry &group, Visit visit) {
+    for (const Attribute &attribute : group.attributes) {
+        const size_t index = IndexOf(attribute.name);
+        if (index == std::size(kMemberAttributes)) continue;
+        for (std::string_view value : attribute.values)
+            visit(index, value, UserOfValue(index, value));
+    }
 }
 
 Account GroupOf(const Entry &entry) {
@@ -52,11 +62,10 @@ std::string NameFilter(const std::string &name, const std::vector<std::string> &
 // The groups that list a name, or a user with one of these DNs.
 std::vector<NamingGroup> GroupsNaming(const AccountDirectory &directory, const std::string &name,
                                       const std::vector<std::string> &dns) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = NameFilter(name, dns),
-                   .attributes = {std::string(kGroupKind.name_attr), "objectClass"}},
-                  directory.FactsAbout(name));
+    Search search =
+        directory.SearchFor({.filter = NameFilter(name, dns),
+                             .attributes = {std::string(kGroupKind.name_attr), "objectClass"}},
+                            name);
     std::vector<NamingGroup> groups;
     while (const Entry *entry = search.Next()) {
         const bool posix = std::ranges::any_of(entry->attributes, [](const Attribute &attribute) {
@@ -80,8 +89,7 @@ std::string RemovalOf(const AccountDirectory &directory, const std::vector<Namin
     std::vector<std::string> commands;
     for (const NamingGroup &group : groups) {
         if (group.posix)
-            commands.push_back(
-                CommandLine(directory.TheSession(), "member remove", {group.account.name, name}));
+            commands.push_back(directory.CommandLine("member remove", {group.account.name, name}));
     }
     return commands.empty() ? "ldapmodify(1) changes groups of this kind"
                             : fmt::format("{}", fmt::join(commands, " && "));
@@ -124,45 +132,30 @@ void ListedValues::Take(ListedValues more) {
 
 ListedValues ValuesNaming(const AccountDirectory &directory, const Account &group,
                           const std::string &name) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = group.dn,
-                   .filter = {},
-                   .scope = "base",
-                   .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}},
-                  directory.FactsAbout(group.name));
+    Search search = directory.SearchFor(
+        ForEntry(group.dn, {std::begin(kMemberAttributes), std::end(kMemberAttributes)}),
+        group.name);
     ListedValues listed;
     const Entry *entry = search.Next();
     if (entry == nullptr) return listed;
-    for (const Attribute &attribute : entry->attributes) {
-        const size_t index = IndexOf(attribute.name);
-        if (index == std::size(kMemberAttributes)) continue;
-        for (std::string_view value : attribute.values) {
-            const std::string user = UserOfValue(index, value);
-            if (index == 0 ? user == name : EqualIgnoringCase(user, name))
-                listed.of[index].emplace_back(value);
-        }
-    }
+    EachValue(*entry, [&](size_t index, std::string_view value, const std::string &user) {
+        if (index == 0 ? user == name : EqualIgnoringCase(user, name))
+            listed.of[index].emplace_back(value);
+    });
     return listed;
 }
 
 void EachMember(const AccountDirectory &directory,
                 const std::function<void(const Account &group, const std::string &user)> &visit) {
-    Query query{.base = std::nullopt,
-                .filter = "(|(memberUid=*)(member=*)(uniqueMember=*))",
+    Query query{.filter = "(|(memberUid=*)(member=*)(uniqueMember=*))",
                 .attributes = {std::begin(kMemberAttributes), std::end(kMemberAttributes)}};
     query.attributes.emplace_back(kGroupKind.name_attr);
-    Search search(directory.Out(), directory.TheHost(), std::move(query),
-                  directory.FactsAbout(directory.Saved().base));
+    Search search = directory.SearchFor(std::move(query), directory.Saved().base);
     while (const Entry *entry = search.Next()) {
         const Account group = GroupOf(*entry);
-        for (const Attribute &attribute : entry->attributes) {
-            const size_t index = IndexOf(attribute.name);
-            if (index == std::size(kMemberAttributes)) continue;
-            for (std::string_view value : attribute.values) {
-                const std::string user = UserOfValue(index, value);
-                if (!user.empty()) visit(group, user);
-            }
-        }
+        EachValue(*entry, [&](size_t, std::string_view, const std::string &user) {
+            if (!user.empty()) visit(group, user);
+        });
     }
 }
 

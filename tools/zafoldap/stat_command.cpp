@@ -14,11 +14,7 @@ int CountAccounts(Session &session) {
     const int count = directory.Run(directory.Saved().base, [&] {
         return ZAFOLDAPBrowserStatUGNum(directory.Record(), subject == "users" ? "user" : "group");
     });
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{subject, count}});
-    } else {
-        session.streams.Out(fmt::format("{}\n", count));
-    }
+    PrintResult(session, {{subject, count}}, fmt::format("{}\n", count));
     return 0;
 }
 

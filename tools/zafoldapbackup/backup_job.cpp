@@ -3,10 +3,8 @@
 
 #include <fcntl.h>
 
-#include <array>
 #include <cerrno>
 #include <ctime>
-#include <exception>
 #include <vector>
 
 #include <fmt/format.h>
@@ -21,6 +19,7 @@
 #include "tools/backup/job_lock.h"
 #include "tools/backup/progress_file.h"
 #include "tools/restore/recovery.h"
+#include "tools/restore/server_probe.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "tools/zafoldapbackup/slapd_version.h"
 #include "tools/zafoldapbackup/warning.h"
@@ -31,14 +30,6 @@ namespace {
 
 constexpr int kStages = 6;
 constexpr std::size_t kBlockBytes = 256U << 10;
-
-std::string TimeInUtc(std::time_t time) {
-    std::tm utc{};
-    gmtime_r(&time, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text.data();
-}
 
 class BackupJob {
   public:
@@ -51,7 +42,7 @@ class BackupJob {
         const std::uint64_t number = PrepareFolder();
         const std::time_t now = std::time(nullptr);
         progress_->Stage("saving the configuration");
-        const std::string suffix = ConfiguredSuffix();
+        const std::string suffix = SuffixOf(kSlapdConf);
         PartFile part(environment_.folder, BackupName(environment_.prefix, number, now));
         ArchiveWriter writer(part.Fd(), part.Path(), now, suffix);
         SaveConfiguration(&writer, environment_.browser_conf);
@@ -61,7 +52,7 @@ class BackupJob {
         const Manifest manifest = writer.Finish({.product_version = ZAFO_VERSION,
                                                  .task = environment_.task,
                                                  .number = number,
-                                                 .created = TimeInUtc(now),
+                                                 .created = UtcText(now),
                                                  .suffix = suffix,
                                                  .slapd_version = SlapdVersion()});
         part.Sync();

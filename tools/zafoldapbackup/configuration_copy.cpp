@@ -13,7 +13,6 @@
 #include "base/appliance_paths.h"
 #include "base/blanks.h"
 #include "base/unique_fd.h"
-#include "platform/ldap.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/child.h"
 #include "tools/backup/job_error.h"
@@ -21,8 +20,6 @@
 namespace zafo::backup {
 
 namespace {
-
-constexpr std::size_t kLongestSuffix = 4096;
 
 bool IsComment(std::string_view line) {
     return line.starts_with('#') || line.starts_with(';');
@@ -68,14 +65,6 @@ void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf) {
     const auto connections = ReadConfiguration(browser_conf);
     const std::string own = SectionIn(connections.value_or(""), kOwnConnection);
     if (!own.empty()) writer->AddFile(kConnectionMember, own);
-}
-
-std::string ConfiguredSuffix() {
-    std::array<char, kLongestSuffix> suffix{};
-    const int found = ZAFOLDAPInfoGetFromConf(kSlapdConf, "suffix", suffix.data(), suffix.size());
-    if (found == 1) return suffix.data();
-    throw JobError(Exit::kSystem, fmt::format("{} {}: the server is not set up", kSlapdConf,
-                                              found == 0 ? "names no suffix" : "cannot be read"));
 }
 
 }  // namespace zafo::backup

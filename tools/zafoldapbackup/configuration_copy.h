@@ -23,7 +23,4 @@ std::string SectionIn(std::string_view text, std::string_view section);
 // Throws JobError kSystem for a file that cannot be read.
 void SaveConfiguration(ArchiveWriter *writer, const std::string &browser_conf);
 
-// The suffix in slapd.conf. Throws JobError kSystem when there is none.
-std::string ConfiguredSuffix();
-
 }  // namespace zafo::backup

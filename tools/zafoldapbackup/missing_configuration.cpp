@@ -18,13 +18,13 @@
 #include "base/server_account.h"
 #include "base/work_folder.h"
 #include "platform/crypt.h"
-#include "platform/error.h"
 #include "platform/file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/job_error.h"
 #include "tools/restore/durable_file.h"
+#include "tools/restore/server_probe.h"
 #include "tools/zafoldapbackup/configuration_copy.h"
 #include "zafoldap/connection.h"
 #include "zafoldap/server.h"
@@ -54,10 +54,6 @@ class TextFolder : public WorkFolder {
         return Path(name);
     }
 };
-
-bool Exists(const std::string &path) {
-    return access(path.c_str(), F_OK) == 0;
-}
 
 std::optional<std::string> CopyOf(const Contents &backup, std::string_view member) {
     const std::string *text = backup.Config(member);
@@ -185,7 +181,7 @@ MissingConfiguration::MissingConfiguration(const Contents &backup, std::string b
     : browser_conf_(std::move(browser_conf)) {
     if (auto own = ReadConfiguration(kSlapdConf)) {
         slapd_conf_ = std::move(*own);
-        suffix_ = ConfiguredSuffix();
+        suffix_ = SuffixOf(kSlapdConf);
         admin_dn_ = DirectiveOf(kSlapdConf, "rootdn");
         return;
     }
@@ -225,7 +221,7 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     const auto saved_rules = CopyOf(backup, kAccessRulesMember);
     if (saved_rules && *saved_rules != rules)
         notes_.emplace_back("the access rules were rewritten; those of the backup differ");
-    if (!Exists(kAccessRules)) rules_ = rules;
+    if (access(kAccessRules, F_OK) != 0) rules_ = rules;
 }
 
 void MissingConfiguration::Install() {

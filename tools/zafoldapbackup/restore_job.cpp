@@ -5,7 +5,6 @@
 // folders, and the old folder is removed only after the server has answered from the new one.
 #include "tools/zafoldapbackup/restore_job.h"
 
-#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -37,9 +36,6 @@ namespace zafo::backup {
 namespace {
 
 constexpr int kStages = 8;
-
-// Offline readers of the database finish soon.
-constexpr std::chrono::seconds kReaderLimit{10};
 
 constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry skips it";
 
@@ -168,7 +164,7 @@ class RestoreJob {
     // While the lock is held, no server can start writing to the folder being removed.
     void SwapIn() {
         const StartLock lock;
-        AwaitUnused(places_.data, kReaderLimit);
+        AwaitUnused(places_.data);
         configuration_->Install();
         SwapFolders(places_.data, places_.spare);
         journal_.state = JournalState::kStarting;

@@ -29,10 +29,7 @@ bool RemoveAdministratorsSambaHash(Streams &streams, const std::string &suffix,
     bool has_lm = false;
     {
         Search search(streams, OpenConnection(kOwnConnection, connection),
-                      {.base = dn,
-                       .filter = fmt::format("({}={})", kNtHash, hash.data()),
-                       .scope = "base",
-                       .attributes = {kLmHash}},
+                      ForEntry(dn, {kLmHash}, fmt::format("({}={})", kNtHash, hash.data())),
                       connection.AsFacts());
         const Entry *entry = search.Next();
         if (entry == nullptr) return false;

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
-#include "base/ascii.h"
 #include "base/dn.h"
 #include "src/accounts/nfs_source.h"
 #include "tools/cli/change_log.h"
@@ -12,8 +11,8 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/saved_connection.h"
+#include "tools/cli/session.h"
 #include "tools/zafoldapserver/commands.h"
-#include "tools/zafoldapserver/server_lock.h"
 #include "zafoldap/home.h"
 
 namespace zafo::cli {
@@ -36,25 +35,17 @@ std::string MapOf(const std::string &dn) {
     return rdns && rdns->size() > 1 ? std::string((*rdns)[1].pairs.front().written) : "";
 }
 
-std::string ValueOf(const Entry &entry, std::string_view name) {
-    for (const Attribute &attribute : entry.attributes) {
-        if (EqualIgnoringCase(attribute.name, name)) return std::string(attribute.values.front());
-    }
-    return {};
-}
-
 std::vector<Json> ReadMaps(Session &session) {
     const OpenedConnection opened = OpenSaved(session.streams, kOwnConnection);
     Search search(session.streams, opened.host,
-                  {.base = std::nullopt,
-                   .filter = "(objectClass=automount)",
+                  {.filter = "(objectClass=automount)",
                    .attributes = {"automountKey", "automountInformation"}},
                   opened.saved.AsFacts());
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back({{"map", MapOf(std::string(entry->dn))},
-                        {"key", ValueOf(*entry, "automountKey")},
-                        {"value", ValueOf(*entry, "automountInformation")}});
+                        {"key", FirstValue(*entry, "automountKey")},
+                        {"value", FirstValue(*entry, "automountInformation")}});
     }
     return rows;
 }
@@ -66,24 +57,23 @@ int SetAutomount(Session &session) {
     RequireRoot(session);
     const Connection connection = ReadConnection(kOwnConnection);
     const Json result = {{"host", host}, {"path", path}, {"base", connection.base}};
-    const bool json = session.Options().form == Form::kJson;
     if (session.Options().dry_run) {
-        if (json) session.document.Whole({{"would_set", result}});
-        session.streams.Note(fmt::format(
-            "dry run: would publish {}:{} as the location of the home folders in auto_master and "
-            "auto_home below {}, and create the folders of all users there",
-            host, path, OneLine(connection.base)));
+        TellResult(
+            session, {{"would_set", result}},
+            fmt::format("dry run: would publish {}:{} as the location of the home folders in "
+                        "auto_master and auto_home below {}, and create the folders of all "
+                        "users there",
+                        host, path, OneLine(connection.base)));
         return 0;
     }
     Logged(session, "automountMapName=auto_home," + connection.base, {"automountInformation"}, [&] {
         Ask(session.streams, connection.AsFacts(),
             [&] { return ZAFOLDAPServerAutomountCreate(host.c_str(), path.c_str()); });
     });
-    if (json) session.document.Whole(result);
-    session.streams.Note(
-        fmt::format("home folders are published at {}:{}; the system log names folders that could "
-                    "not be created, and zafoldap user home create-all tries again",
-                    host, path));
+    TellResult(session, result,
+               fmt::format("home folders are published at {}:{}; the system log names folders that "
+                           "could not be created, and zafoldap user home create-all tries again",
+                           host, path));
     return 0;
 }
 

@@ -7,9 +7,9 @@
 #include <fmt/format.h>
 
 #include "platform/process.h"
+#include "tools/backup/exit_code.h"
 #include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/backup_reading.h"
-#include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_checks.h"
 

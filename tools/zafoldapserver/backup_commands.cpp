@@ -11,12 +11,12 @@
 #include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
+#include "tools/cli/session.h"
 #include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/backup_settings.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/job_run.h"
 #include "tools/zafoldapserver/local_server.h"
-#include "tools/zafoldapserver/server_lock.h"
 #include "zafoldap/backup.h"
 #include "zafoldap/server.h"
 
@@ -48,16 +48,13 @@ int WouldBackUp(Session &session, const BackupSettings &settings) {
     try {
         backup::CheckSpace(settings.folder, found);
     } catch (const backup::JobError &error) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
+        throw FailureOfExit(backup::Operation::kBackup, error);
     }
     const auto kept = static_cast<size_t>(settings.keep);
     const size_t removed = found.size() + 1 > kept ? found.size() + 1 - kept : 0;
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole(
-            {{"would", {{"folder", settings.folder}, {"would_remove", removed}}}});
-    }
-    session.streams.Note(fmt::format("dry run: would back up into {} and remove {}",
-                                     OneLine(settings.folder), Counted(removed, "old backup")));
+    TellResult(session, {{"would", {{"folder", settings.folder}, {"would_remove", removed}}}},
+               fmt::format("dry run: would back up into {} and remove {}", OneLine(settings.folder),
+                           Counted(removed, "old backup")));
     return 0;
 }
 
@@ -100,7 +97,7 @@ int BackUpNow(Session &session) {
             if (outcome.result != 0) throw BackupFailure(outcome, session.streams.ToolWords());
         },
         [&](const std::string &result) {
-            LogChange("backup now", "service=ldap-server",
+            LogChange("backup now", kLoggedServer,
                       fmt::format("folder=\"{}\"", OneLine(settings.folder)), result);
         });
     const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - began;
@@ -121,7 +118,7 @@ Command BackupNowCommand() {
             "running. The file contains password hashes and is readable only by root.\n\n"
             "cron runs it as \"zafoldapserver --backup now\". Failures appear in the system log "
             "and in zafoldapserver check. Fields: file, entries, users, groups, bytes, seconds.",
-        .options = {ProgressOption()},
+        .options = {kProgressOption},
         .examples = {{"zafoldapserver backup now", "to the configured destination"},
                      {"zafoldapserver backup now --dry-run", "whether there is enough space"},
                      {"zafoldapserver backup now --format plain --fields file",

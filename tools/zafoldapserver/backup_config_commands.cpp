@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // backup config show, backup config set.
-#include <filesystem>
 
 #include <fmt/format.h>
 
@@ -22,10 +21,6 @@ const Fields kFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
                         {"dir", "FOLDER"},        {"destination", "DESTINATION"},
                         {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
 
-Json TextOrNull(const std::string &text) {
-    return text.empty() ? Json() : Json(text);
-}
-
 std::string_view Name(Registration registration) {
     constexpr std::string_view kNames[] = {"as set", "lacks the schedule",
                                            "has a schedule that is off", "has another schedule",
@@ -37,7 +32,8 @@ Json NextRunFor(const Session &session, const BackupSettings &settings) {
     const std::time_t now = std::time(nullptr);
     const auto next = settings.enabled ? NextRun(settings.schedule, now) : std::nullopt;
     if (!next) return {};
-    return session.Options().form == Form::kTable ? MomentInWords(*next, now) : UtcText(*next);
+    return session.Options().form == Form::kTable ? MomentInWords(*next, now)
+                                                  : backup::UtcText(*next);
 }
 
 Json RecordOf(const Session &session, const BackupSettings &settings) {
@@ -173,15 +169,11 @@ int SetBackupConfig(Session &session) {
     if (destination || (schedule && change.after.enabled))
         RequireDestination(ResolvedDestination(change.after));
     if (session.Options().dry_run) {
-        if (session.Options().form == Form::kJson)
-            session.document.Whole({{"would_set", InWords(change)}});
-        session.streams.Note("dry run: would set " + InWords(change));
+        TellResult(session, {{"would_set", InWords(change)}},
+                   "dry run: would set " + InWords(change));
         return 0;
     }
-    LoggedChange([&] { Apply(change); },
-                 [&](const std::string &result) {
-                     LogChange("backup config set", "service=ldap-server", InWords(change), result);
-                 });
+    LoggedChange(session, kLoggedServer, InWords(change), [&] { Apply(change); });
     Show(session);
     if (destination) NoteExposure(session, ResolvedDestination(change.after));
     return 0;

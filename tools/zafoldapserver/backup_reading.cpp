@@ -3,8 +3,6 @@
 
 #include <sys/stat.h>
 
-#include <array>
-
 #include <fmt/format.h>
 
 #include "tools/backup/archive_reader.h"
@@ -18,32 +16,6 @@ namespace zafo::cli {
 
 namespace {
 
-// Passes on the lines of a text that arrives in blocks.
-class LineCutter {
-  public:
-    explicit LineCutter(CensusTaker &taker) : taker_(taker) {}
-
-    void Take(std::string_view block) {
-        for (size_t end = 0; (end = block.find('\n')) != std::string_view::npos;) {
-            Keep(block.substr(0, end));
-            taker_.Line(begun_);
-            begun_.clear();
-            block.remove_prefix(end + 1);
-        }
-        Keep(block);
-    }
-
-  private:
-    // A line may be too long to keep.
-    void Keep(std::string_view part) {
-        if (begun_.size() < CensusTaker::kLongestLine)
-            begun_ += part.substr(0, CensusTaker::kLongestLine);
-    }
-
-    CensusTaker &taker_;
-    std::string begun_;
-};
-
 std::optional<std::time_t> TimeIn(const std::string &text) {
     std::tm utc{};
     const char *end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &utc);
@@ -56,11 +28,10 @@ WholeBackup ReadWholeBackup(const std::string &path) {
     try {
         zafo::UniqueFd file = backup::OpenBackup(path);
         CensusTaker taker;
-        LineCutter lines(taker);
         backup::Contents contents =
             backup::ReadArchive(file.Get(), path, [&](std::string_view block) {
                 if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
-                lines.Take(block);
+                taker.Add(block);
             });
         struct stat status {};
         fstat(file.Get(), &status);
@@ -96,12 +67,11 @@ std::string ClearPasswordsInWords(const WholeBackup &whole) {
 }
 
 backup::FolderContents ContentsOfDestination(const BackupSettings &settings) {
-    if (!settings.HasDestination()) throw OwnFailure(Message::kBackupNoDestination, {});
     if (settings.folder.empty()) RequireDestination(settings);
     try {
         return backup::LookInto(settings.folder, kBackupPrefix);
     } catch (const backup::JobError &error) {
-        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(error.code), error.what());
+        throw FailureOfExit(backup::Operation::kBackup, error);
     }
 }
 
@@ -122,25 +92,9 @@ ExposureInWords ExposureOf(const BackupSettings &settings) {
     return all;
 }
 
-std::string Counted(std::uint64_t number, std::string_view noun) {
-    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
-}
-
-Json SizeFor(const Session &session, unsigned long long bytes) {
-    return session.Options().form == Form::kTable ? Json(SizeInWords(bytes)) : Json(bytes);
-}
-
-std::string UtcText(std::time_t when) {
-    std::tm utc{};
-    gmtime_r(&when, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text.data();
-}
-
 Json MomentFor(const Session &session, std::optional<std::time_t> when) {
     if (!when) return {};
-    return session.Options().form == Form::kTable ? TimeText(*when) : UtcText(*when);
+    return session.Options().form == Form::kTable ? TimeText(*when) : backup::UtcText(*when);
 }
 
 }  // namespace zafo::cli

@@ -51,12 +51,7 @@ struct ExposureInWords {
 };
 ExposureInWords ExposureOf(const BackupSettings &settings);
 
-// "5 users", "1 group"
-std::string Counted(std::uint64_t number, std::string_view noun);
-
-// Sizes and times are numbers for programs and text for people.
-Json SizeFor(const Session &session, unsigned long long bytes);
-std::string UtcText(std::time_t when);  // "2027-02-28T14:03:00Z"
+// In UTC for programs, in local time for people.
 Json MomentFor(const Session &session, std::optional<std::time_t> when);
 
 }  // namespace zafo::cli

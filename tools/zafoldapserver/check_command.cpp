@@ -7,7 +7,6 @@
 #include "base/directives.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/server_checks.h"
-#include "tools/zafoldapserver/server_lock.h"
 
 namespace zafo::cli {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The commands of zafoldapserver. Each table row stands next to the code it runs.
+// The command table of zafoldapserver, and its rows. Each row stands next to the code it runs.
 #pragma once
 
 #include <vector>
@@ -8,6 +8,8 @@
 #include "tools/cli/session.h"
 
 namespace zafo::cli {
+
+const Program &Zafoldapserver();
 
 Command EnableCommand();
 std::vector<Command> ServiceCommands();  // start, stop, restart, status

@@ -10,9 +10,9 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "tools/cli/listing.h"
+#include "tools/cli/session.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/local_server.h"
-#include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/slapd_conf.h"
 
 namespace zafo::cli {
@@ -64,7 +64,7 @@ int ShowAccessRules(Session &session) {
     const LocalServer server = RequireServer();
     const std::string text = ReadOrFail(kAccessRules);
     const RulesState state = StateOfRules(Staging(), server.suffix);
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"path", kAccessRules}, {"state", Name(state)}, {"text", text}});
     } else if (session.Options().form == Form::kCsv) {
         PrintList(session.streams, session.document, kLineFields, LinesOf(text));

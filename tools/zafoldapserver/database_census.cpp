@@ -1,39 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/database_census.h"
 
-#include <sys/types.h>
-
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
+
+#include <fmt/format.h>
 
 #include "base/appliance_paths.h"
 #include "base/ascii.h"
 #include "base/dn.h"
-#include "platform/crypt.h"
 #include "platform/process.h"
+#include "tools/backup/entry_scan.h"
+#include "tools/cli/display_text.h"
 #include "tools/zafoldapserver/stored_password.h"
 
 namespace zafo::cli {
 
 namespace {
-
-std::string Decoded(std::string_view base64) {
-    std::string bytes(base64.size() + 1, '\0');
-    size_t size = 0;
-    if (ZAFOEncodingBase64Decode(base64.data(), base64.size(), bytes.data(), &size) == 0) return {};
-    bytes.resize(size);
-    return bytes;
-}
-
-std::optional<std::uint64_t> NumberIn(std::string_view text) {
-    std::uint64_t number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) return std::nullopt;
-    return number;
-}
 
 // "20271121113111.123456Z#000000#001#000000": time, count, server, modification.
 std::string ServerIdIn(std::string_view csn) {
@@ -66,6 +49,18 @@ CensusTaker::CensusTaker(CensusQuestion question) : question_(std::move(question
         question_.administrator = ComparableDn(question_.administrator);
 }
 
+void CensusTaker::Add(std::string_view block) {
+    while (!block.empty()) {
+        const size_t size = block.find('\n');
+        const std::string_view part = block.substr(0, size);
+        if (begun_.size() < kLongestLine) begun_ += part.substr(0, kLongestLine);
+        if (size == block.npos) return;
+        Line(begun_);
+        begun_.clear();
+        block.remove_prefix(size + 1);
+    }
+}
+
 void CensusTaker::Line(std::string_view line) {
     if (line.starts_with(' ')) {
         if (folded_.size() < kLongestLine) folded_ += line.substr(1, kLongestLine);
@@ -83,7 +78,7 @@ void CensusTaker::Take(std::string_view line) {
     std::string_view text = line.substr(colon + 1);
     const bool encoded = text.starts_with(':');
     text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
-    const std::string value = encoded ? Decoded(text) : std::string(text);
+    const std::string value = encoded ? backup::DecodedBase64(text) : std::string(text);
     if (EqualIgnoringCase(name, "dn")) {
         TakeDn(value);
     } else if (EqualIgnoringCase(name, "objectClass")) {
@@ -95,9 +90,9 @@ void CensusTaker::Take(std::string_view line) {
     } else if (EqualIgnoringCase(name, "userPassword")) {
         TakePassword(value);
     } else if (EqualIgnoringCase(name, "uidNumber")) {
-        uid_ = NumberIn(value);
+        uid_ = WholeNumber<std::uint64_t>(value);
     } else if (EqualIgnoringCase(name, "gidNumber")) {
-        gid_ = NumberIn(value);
+        gid_ = WholeNumber<std::uint64_t>(value);
     } else if (EqualIgnoringCase(name, "entryCSN")) {
         if (std::string id = ServerIdIn(value); !id.empty())
             census_.server_ids.insert(std::move(id));
@@ -142,24 +137,30 @@ void CensusTaker::EndEntry() {
 }
 
 DatabaseCensus CensusTaker::Finish() {
+    if (!begun_.empty()) Line(begun_);
     Line("");
     std::ranges::sort(census_.uids.used);
     std::ranges::sort(census_.gids.used);
     return std::move(census_);
 }
 
+std::string DirectoryInWords(const LocalServer &server,
+                             const std::optional<DatabaseCensus> &census) {
+    const std::string accounts =
+        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
+               : "users and groups that cannot be counted";
+    return fmt::format("the directory {} with {}",
+                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
+                       accounts);
+}
+
 std::optional<DatabaseCensus> TakeCensus(CensusQuestion question) {
     FILE *stream = QLIBCPopen(kSlapcat, "r", static_cast<char *>(nullptr));
     if (stream == nullptr) return std::nullopt;
     CensusTaker taker(std::move(question));
-    char *line = nullptr;
-    size_t room = 0;
-    for (ssize_t n = 0; (n = getline(&line, &room, stream)) >= 0;) {
-        std::string_view text(line, static_cast<size_t>(n));
-        if (text.ends_with('\n')) text.remove_suffix(1);
-        taker.Line(text);
-    }
-    std::free(line);
+    std::vector<char> block(CensusTaker::kLongestLine);
+    for (size_t n = 0; (n = fread(block.data(), 1, block.size(), stream)) > 0;)
+        taker.Add({block.data(), n});
     if (QLIBCPclose(stream) != 0) return std::nullopt;
     return taker.Finish();
 }

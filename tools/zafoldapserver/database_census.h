@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/zafoldapserver/local_server.h"
+
 namespace zafo::cli {
 
 // One kind of number: "uidNumber" or "gidNumber".
@@ -56,6 +58,7 @@ class CensusTaker {
 
     explicit CensusTaker(CensusQuestion question = {});
 
+    void Add(std::string_view block);  // which may end anywhere
     void Line(std::string_view line);  // without its line break
     DatabaseCensus Finish();
 
@@ -68,6 +71,7 @@ class CensusTaker {
 
     CensusQuestion question_;
     DatabaseCensus census_;
+    std::string begun_;  // a line that is not complete
     std::string folded_;
     bool user_ = false, group_ = false, pool_ = false;
     std::string dn_;
@@ -79,5 +83,9 @@ class CensusTaker {
 
 // std::nullopt when the database cannot be read.
 std::optional<DatabaseCensus> TakeCensus(CensusQuestion question = {});
+
+// "the directory dc=example,dc=com with 3 users and 4 groups"
+std::string DirectoryInWords(const LocalServer &server,
+                             const std::optional<DatabaseCensus> &census);
 
 }  // namespace zafo::cli

@@ -10,6 +10,7 @@
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"
+#include "tools/backup/destination.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"
 #include "tools/zafoldapserver/enable_checks.h"
@@ -58,7 +59,7 @@ CheckStep JudgeSpace(unsigned long long used, unsigned long long limit) {
 
 CheckStep CheckDatabaseSpace(CheckedServer &) {
     if (std::optional<CheckStep> full = JudgeFileSystem()) return *full;
-    const std::optional<unsigned long long> used = AllocatedSize(kDatabaseFile);
+    const std::optional<std::uint64_t> used = backup::AllocatedSize(kDatabaseFile);
     if (!used) return Wrong("there is no database", "zafoldapserver enable creates it");
     const std::string limit = DirectiveOf(kSlapdConf, "maxsize");
     return JudgeSpace(*used,

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -20,7 +19,6 @@
 #include "base/dn.h"
 #include "base/unique_fd.h"
 #include "base/write_all.h"
-#include "platform/error.h"
 #include "platform/service.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -32,7 +30,6 @@
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/server_names.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {
@@ -138,7 +135,7 @@ int DryRun(Session &session, const Enabling &job) {
     Streams &streams = session.streams;
     const std::vector<std::string> files = {kSlapdConf, kAccessRules, kConnectionFile,
                                             kDatabaseFolder};
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json result = Result(job);
         result["checks"] = job.checks;
         result["would_write"] = files;
@@ -190,8 +187,7 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
 }
 
 [[noreturn]] void FailToEnable(Session &session, const Enabling &job) {
-    const Failure cause = LibraryFailure(ZAFOLDAPErrGet(), QLIBCErrGet(), {.server = "the server"},
-                                         session.streams.ToolWords());
+    const Failure cause = LatestFailure(session.streams, {.server = "the server"});
     const LocalServer now = LookAtServer();
     const std::string interrupted = Interrupted() ? "interrupted, and " : "";
     Failure failure =
@@ -207,9 +203,7 @@ void Enable(Session &session, const Enabling &job) {
         if (one.id == "configuration") KeepBefore(session, kSlapdConf);
         if (one.id == "access-rules") KeepBefore(session, kAccessRules);
     }
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     streams.Note("enabling the service ldap-server");
     if (QLIBServiceEnable(kServerService) != 0)
         throw OwnFailure(Message::kServiceMissing, {.subject = kServerService},
@@ -228,14 +222,12 @@ void Enable(Session &session, const Enabling &job) {
             "user passwd admin gives it its own");
 }
 
-void LogEnabling(const Session &session, const Enabling &job, const std::string &result) {
+std::string ForTheLog(const Enabling &job) {
     std::vector<std::string> ids;
     for (const Difference &one : job.differences)
         ids.push_back(one.id);
-    LogChange(FullName(*session.invocation.command), "service=ldap-server",
-              fmt::format("suffix=\"{}\" admin=\"{}\" changed={}", job.wanted.suffix,
-                          job.wanted.admin_dn, job.before.SetUp() ? LoggedNames(ids) : "all"),
-              result);
+    return fmt::format("suffix=\"{}\" admin=\"{}\" changed={}", job.wanted.suffix,
+                       job.wanted.admin_dn, job.before.SetUp() ? LoggedNames(ids) : "all");
 }
 
 // The addresses for clients, by the machine's own host name.
@@ -298,11 +290,10 @@ int EnableServer(Session &session) {
             session.streams.Note("differs: " + OneLine(one.text));
         SayWhatIsReplaced(session, job);
         const ServerLock lock;
-        LoggedChange([&] { Enable(session, job); },
-                     [&](const std::string &result) { LogEnabling(session, job, result); });
+        LoggedChange(session, kLoggedServer, ForTheLog(job), [&] { Enable(session, job); });
         PrintRandomPassword(session, job.password);
     }
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json result = Result(job);
         if (session.invocation.Has("random-password")) result["password"] = job.password;
         session.document.Whole(result);
@@ -339,9 +330,9 @@ Command EnableCommand() {
                          .value = "DN",
                          .help = "the administrator, below the suffix (default: the server's "
                                  "current one, or cn=admin,SUFFIX)"},
-                        PasswordStdinOption(),
-                        PasswordFileOption(),
-                        RandomPasswordOption()},
+                        kPasswordStdin,
+                        kPasswordFile,
+                        kRandomPassword},
             .exclusive = {{"password-stdin", "password-file", "random-password"}},
             .examples = {{"zafoldapserver enable --suffix dc=example,dc=com",
                           "prompts for the administrator's password"},

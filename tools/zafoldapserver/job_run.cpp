@@ -159,6 +159,10 @@ Failure FailureOfExit(backup::Operation operation, int exit_code, std::string_vi
     return failure;
 }
 
+Failure FailureOfExit(backup::Operation operation, const backup::JobError &error) {
+    return FailureOfExit(operation, static_cast<int>(error.code), error.what());
+}
+
 Failure BackupFailure(const JobOutcome &outcome, std::string_view tool_words) {
     if (auto early = EarlyFailure(outcome, "backup", tool_words)) return *early;
     return FailureOfExit(backup::Operation::kBackup, outcome.exit_code, tool_words);

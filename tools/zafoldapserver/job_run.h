@@ -5,10 +5,9 @@
 #pragma once
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "tools/backup/exit_code.h"
+#include "tools/backup/job_error.h"
 #include "tools/cli/session.h"
 
 namespace zafo::cli {
@@ -32,5 +31,6 @@ Failure RestoreFailure(const JobOutcome &outcome, std::string_view tool_words);
 
 // The reason for the failure of a job run by another process, by its exit code.
 Failure FailureOfExit(backup::Operation operation, int exit_code, std::string_view tool_words);
+Failure FailureOfExit(backup::Operation operation, const backup::JobError &error);
 
 }  // namespace zafo::cli

@@ -1,20 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldapserver/local_server.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <charconv>
-#include <memory>
-#include <sstream>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/listen_urls.h"
-#include "platform/file.h"
 #include "platform/process.h"
 #include "platform/service.h"
 
@@ -88,13 +85,6 @@ int StartTlsPort() {
     return 0;
 }
 
-std::optional<unsigned long long> AllocatedSize(const char *path) {
-    constexpr unsigned long long kBlock = 512;  // unit of st_blocks, see stat(2)
-    struct stat status {};
-    if (stat(path, &status) != 0) return std::nullopt;
-    return static_cast<unsigned long long>(status.st_blocks) * kBlock;
-}
-
 std::string SizeInWords(unsigned long long bytes) {
     constexpr double kStep = 1024;
     constexpr std::array<std::string_view, 5> kUnits = {"bytes", "KiB", "MiB", "GiB", "TiB"};
@@ -106,20 +96,17 @@ std::string SizeInWords(unsigned long long bytes) {
                      : fmt::format("{:.{}f} {}", size, size < 10 ? 1 : 0, kUnits[unit]);
 }
 
+Json SizeFor(const Session &session, std::optional<unsigned long long> bytes) {
+    if (!bytes) return {};
+    return session.Options().form == Form::kTable ? Json(SizeInWords(*bytes)) : Json(*bytes);
+}
+
 std::string TimeText(std::time_t when) {
-    std::tm local{};
-    localtime_r(&when, &local);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-    return text.data();
+    return fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(when));
 }
 
 std::string DateText(std::time_t when) {
-    std::tm utc{};
-    gmtime_r(&when, &utc);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%d", &utc);
-    return text.data();
+    return fmt::format("{:%Y-%m-%d}", fmt::gmtime(when));
 }
 
 }  // namespace zafo::cli

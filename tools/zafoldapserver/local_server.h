@@ -10,9 +10,12 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/cli/json_document.h"
+#include "tools/cli/session.h"
 
 namespace zafo::cli {
+
+// In the system log.
+inline constexpr std::string_view kLoggedServer = "service=ldap-server";
 
 enum class ServerState { kRunning, kStopped, kNotSetUp };
 
@@ -50,11 +53,10 @@ std::vector<ListenAddress> ListenAddresses();
 // The port for plain LDAP and StartTLS; 0 if there is none.
 int StartTlsPort();
 
-// Bytes that a file occupies on disk; std::nullopt if it does not exist.
-std::optional<unsigned long long> AllocatedSize(const char *path);
-
 // "1.2 MiB", "12 MiB"
 std::string SizeInWords(unsigned long long bytes);
+// A number for programs, text for people.
+Json SizeFor(const Session &session, std::optional<unsigned long long> bytes);
 
 // "2027-02-28 14:03:00" in local time, and "2027-02-28" in UTC.
 std::string TimeText(std::time_t when);

@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "tools/cli/program_main.h"
-#include "tools/zafoldapserver/program.h"
+#include "tools/zafoldapserver/commands.h"
 
 namespace {
 

@@ -35,10 +35,8 @@ class OperatorGroup {
     std::optional<std::vector<std::string>> Members() {
         std::vector<std::string> names;
         try {
-            Search search(
-                streams_, host_,
-                {.base = dn_, .filter = {}, .scope = "base", .attributes = {"memberUid", "member"}},
-                connection_.AsFacts());
+            Search search(streams_, host_, ForEntry(dn_, {"memberUid", "member"}),
+                          connection_.AsFacts());
             const Entry *entry = search.Next();
             if (entry == nullptr) return std::nullopt;
             for (const Attribute &attribute : entry->attributes) {
@@ -62,8 +60,7 @@ class OperatorGroup {
             std::string filter = "(&(objectClass=posixAccount)(|";
             for (; at < names.size() && filter.size() < kLongestFilter - 256; ++at)
                 filter += fmt::format("(uid={})", EscapedForFilter(names[at]));
-            Search search(streams_, host_,
-                          {.base = std::nullopt, .filter = filter + "))", .attributes = {"uid"}},
+            Search search(streams_, host_, {.filter = filter + "))", .attributes = {"uid"}},
                           connection_.AsFacts());
             while (const Entry *entry = search.Next()) {
                 for (const Attribute &attribute : entry->attributes)

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/zafoldapserver/program.h"
-
-#include <algorithm>
 
 #include "tools/cli/completion_command.h"
 #include "tools/zafoldapserver/commands.h"
@@ -10,17 +7,11 @@ namespace zafo::cli {
 
 namespace {
 
-Command CompletionCommand() {
-    return {.noun = "completion",
-            .run = PrintCompletion,
-            .summary = "Print a completion script for a shell",
-            .description = "Prints a script that lets the shell complete commands and options.",
-            .arguments = {{.name = "SHELL",
-                           .help = "bash, zsh or fish",
-                           .choices = {"bash", "zsh", "fish"}}},
-            .examples = {{"source <(zafoldapserver completion bash)",
-                          "in this shell; put it into ~/.bashrc for every shell"},
-                         {"zafoldapserver completion fish | source", "in this shell"}}};
+Command Completion() {
+    return CompletionCommand("Prints a script that lets the shell complete commands and options.",
+                             {{"source <(zafoldapserver completion bash)",
+                               "in this shell; put it into ~/.bashrc for every shell"},
+                              {"zafoldapserver completion fish | source", "in this shell"}});
 }
 
 // There is one server here, and its connection is "root".
@@ -99,7 +90,7 @@ const Program &Zafoldapserver() {
                             BackupConfigCommands(),
                             {RestoreCommand(), ProgressCommand()},
                             AutomountCommands(),
-                            {CheckCommand(), CompletionCommand()}}),
+                            {CheckCommand(), Completion()}}),
         .exits = ExitCodes(),
         .topics = Topics(),
         .files = {{"/usr/zafo/etc/openldap/slapd.conf",

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <thread>
 
-#include <fmt/format.h>
-
 #include "tools/cli/listing.h"
 #include "tools/cli/progress.h"
 #include "tools/zafoldapserver/commands.h"
@@ -29,7 +27,7 @@ backup::Operation OperationOf(const JobProgress &progress) {
 Json RecordOf(const JobProgress &progress) {
     const bool failed = progress.State() == JobState::kFailed;
     return {{"operation", progress.operation},
-            {"task", progress.task.empty() ? Json() : Json(progress.task)},
+            {"task", TextOrNull(progress.task)},
             {"state", Name(progress.State())},
             {"stage", progress.stage},
             {"total", progress.total},
@@ -62,15 +60,12 @@ void ThrowUnlessDone(const JobProgress &progress) {
     throw FailureOfExit(OperationOf(progress), progress.status, {});
 }
 
-int SayNothingRuns(Session &session) {
-    if (session.Options().form == Form::kJson) session.document.Whole(Json());
-    session.streams.Note("no backup or restore has run here");
-    return 0;
-}
-
 int ShowProgress(Session &session) {
     std::optional<JobProgress> progress = ReadProgress();
-    if (!progress) return SayNothingRuns(session);
+    if (!progress) {
+        TellResult(session, Json(), "no backup or restore has run here");
+        return 0;
+    }
     if (session.invocation.Has("follow") && progress->running) {
         const std::string operation = progress->operation;
         progress = Follow(session, *progress);
@@ -94,7 +89,7 @@ Command ProgressCommand() {
             "running one until it ends; the exit code is then that of the job's own command. "
             "Fields: operation, task, state (running, done, failed, killed), stage, total, action, "
             "status (exit code of the backup program), reason, pid.",
-        .options = {{.name = "follow", .help = "follow the job until it ends"}, ProgressOption()},
+        .options = {{.name = "follow", .help = "follow the job until it ends"}, kProgressOption},
         .examples = {{"zafoldapserver progress", "a look"},
                      {"zafoldapserver progress --follow", "until it is done"}},
         .exits = {3, 8, 130}};

@@ -4,59 +4,29 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
-#include "base/dn.h"
-#include "platform/error.h"
 #include "platform/service.h"
 #include "tools/cli/change_log.h"
+#include "tools/cli/directory.h"
 #include "tools/cli/display_text.h"
-#include "tools/zafoldapserver/backup_reading.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/database_census.h"
 #include "tools/zafoldapserver/local_server.h"
 #include "tools/zafoldapserver/server_lock.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {
 
 namespace {
 
-std::string InWords(const LocalServer &server, const std::optional<DatabaseCensus> &census) {
-    const std::string accounts =
-        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
-               : "users and groups that cannot be counted";
-    return fmt::format("the directory {} with {}, its configuration and access rules",
-                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
-                       accounts);
-}
-
-// The suffix must be typed, so that nobody resets the wrong machine out of habit.
-void Confirm(Session &session, const std::string &suffix, const std::string &lost) {
-    Streams &streams = session.streams;
-    if (session.Options().yes) return;
-    const std::string deleting = "deleting " + lost;
-    if (!streams.CanAsk()) throw OwnFailure(Message::kConfirmationNeeded, {.subject = deleting});
-    const std::string word = suffix.empty() ? "yes" : suffix;
-    const std::string answer = streams.Ask(
-        fmt::format("This deletes {}.\n"
-                    "Only a backup can bring it back. Type {} to continue: ",
-                    lost, suffix.empty() ? "yes" : "the suffix (" + OneLine(suffix) + ")"),
-        /*echo=*/true);
-    if (!SameDn(answer, word)) throw OwnFailure(Message::kSuffixNotTyped, {.subject = deleting});
-}
-
 void Reset(Session &session) {
-    Streams &streams = session.streams;
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(session.streams);
     if (ZAFOLDAPServerDBReset() != 0) {
         const LocalServer now = LookAtServer();
         const char *state = now.Running() ? "it could not be stopped and is unchanged"
                             : now.SetUp()
                                 ? "it is stopped, the database may be partly deleted"
                                 : "the database is empty, but a configuration file is left";
-        throw OwnFailure(Message::kResetFailed, {.reason = state}, streams.ToolWords());
+        throw OwnFailure(Message::kResetFailed, {.reason = state}, session.streams.ToolWords());
     }
     QLIBServiceDisable(kServerService);
 }
@@ -67,32 +37,32 @@ int ResetServer(Session &session) {
     if (!server.SetUp() && ZAFOLDAPServerDBIsEmpty() == 1)
         throw OwnFailure(Message::kServerNotSetUp, {});
     const std::optional<DatabaseCensus> census = TakeCensus();
-    const std::string lost = InWords(server, census);
+    const std::string lost =
+        DirectoryInWords(server, census) + ", its configuration and access rules";
     const auto count = [&](auto member) { return census ? Json((*census).*member) : Json(); };
-    Json result = {{"suffix", server.suffix.empty() ? Json() : Json(server.suffix)},
-                   {"users", count(&DatabaseCensus::users)},
-                   {"groups", count(&DatabaseCensus::groups)}};
-    const bool json = session.Options().form == Form::kJson;
+    const Json result = {{"suffix", TextOrNull(server.suffix)},
+                         {"users", count(&DatabaseCensus::users)},
+                         {"groups", count(&DatabaseCensus::groups)}};
     if (session.Options().dry_run) {
-        if (json) session.document.Whole({{"would_delete", result}});
-        session.streams.Note("dry run: would delete " + lost);
+        TellResult(session, {{"would_delete", result}}, "dry run: would delete " + lost);
         return 0;
     }
-    Confirm(session, server.suffix, lost);
+    const std::string shown =
+        server.suffix.empty() ? "yes" : fmt::format("the suffix ({})", OneLine(server.suffix));
+    ConfirmByTyping(session, server.suffix.empty() ? "yes" : server.suffix, "deleting " + lost,
+                    fmt::format("This deletes {}.\nOnly a backup can bring it back. Type {} to "
+                                "continue: ",
+                                lost, shown),
+                    {});
     const ServerLock lock;
-    LoggedChange([&] { Reset(session); },
-                 [&](const std::string &outcome) {
-                     LogChange(
-                         "reset", "service=ldap-server",
-                         fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),
-                                     JsonText(result["users"]), JsonText(result["groups"])),
-                         outcome);
-                 });
-    if (json) session.document.Whole({{"deleted", result}});
-    session.streams.Note(fmt::format(
-        "deleted: {}\nthe server is stopped and not enabled; certificates and the saved "
-        "connection \"root\" are kept",
-        lost));
+    LoggedChange(session, kLoggedServer,
+                 fmt::format("suffix=\"{}\" users={} groups={}", OneLine(server.suffix),
+                             JsonText(result["users"]), JsonText(result["groups"])),
+                 [&] { Reset(session); });
+    TellResult(session, {{"deleted", result}},
+               fmt::format("deleted: {}\nthe server is stopped and not enabled; certificates and "
+                           "the saved connection \"root\" are kept",
+                           lost));
     return 0;
 }
 

@@ -60,13 +60,7 @@ void RequireSameSuffix(const LocalServer &server, const WholeBackup &whole) {
 
 std::string WhatThereIs(const LocalServer &server) {
     if (ZAFOLDAPServerDBIsEmpty() != 0) return "there is no directory here yet";
-    const auto census = TakeCensus();
-    const std::string accounts =
-        census ? Counted(census->users, "user") + " and " + Counted(census->groups, "group")
-               : "users and groups that cannot be counted";
-    return fmt::format("the directory {} with {} is replaced",
-                       OneLine(server.suffix.empty() ? "of an unknown suffix" : server.suffix),
-                       accounts);
+    return DirectoryInWords(server, TakeCensus()) + " is replaced";
 }
 
 std::string BackupInWords(const WholeBackup &whole) {
@@ -75,49 +69,31 @@ std::string BackupInWords(const WholeBackup &whole) {
                        ContentInWords(whole));
 }
 
-// The suffix must be typed, so that nobody replaces the directory of the wrong machine.
 void Confirm(Session &session, const WholeBackup &whole, const std::string &replaced) {
-    Streams &streams = session.streams;
-    if (session.Options().yes) return;
-    const std::string restoring = "restoring " + BackupInWords(whole);
-    if (!streams.CanAsk())
-        throw OwnFailure(Message::kConfirmationNeeded, {.subject = restoring}, replaced);
-    const std::string suffix = OneLine(whole.manifest.suffix);
     const std::string passwords = ClearPasswordsInWords(whole);
-    const std::string answer = streams.Ask(
+    ConfirmByTyping(
+        session, whole.manifest.suffix, "restoring " + BackupInWords(whole),
         fmt::format("{}.\n"
                     "{}{}{}: changes made since then are lost. The server stops briefly.\n"
                     "Type the suffix ({}) to continue: ",
                     BackupInWords(whole), passwords, passwords.empty() ? "" : ".\n", replaced,
-                    suffix),
-        /*echo=*/true);
-    if (!SameDn(answer, whole.manifest.suffix))
-        throw OwnFailure(Message::kSuffixNotTyped, {.subject = restoring});
+                    OneLine(whole.manifest.suffix)),
+        replaced);
 }
 
 // The library would remove the progress of the running job.
 void RequireNoOtherJob() {
-    if (!backup::JobRuns()) return;
-    ZAFOLDAPErrReset();
-    ZAFOLDAPServerBackupSetError(static_cast<int>(backup::Exit::kBusy));
-    throw LibraryFailure(ZAFOLDAPErrGet(), 0, {}, {});
+    if (backup::JobRuns())
+        throw FailureOfExit(backup::Operation::kBackup, static_cast<int>(backup::Exit::kBusy), {});
 }
 
 Json ResultOf(const WholeBackup &whole) {
     return {{"file", whole.path},
-            {"created", whole.created ? Json(UtcText(*whole.created)) : Json()},
+            {"created", whole.created ? Json(backup::UtcText(*whole.created)) : Json()},
             {"suffix", whole.manifest.suffix},
             {"entries", whole.manifest.entries},
             {"users", whole.census.users},
             {"groups", whole.census.groups}};
-}
-
-int WouldRestore(Session &session, const WholeBackup &whole, const std::string &replaced) {
-    if (session.Options().form == Form::kJson)
-        session.document.Whole({{"would_restore", ResultOf(whole)}, {"replaced", replaced}});
-    session.streams.Note(
-        fmt::format("dry run: would restore {}\n{}", BackupInWords(whole), replaced));
-    return 0;
 }
 
 std::string StateAfter(const LocalServer &before, const std::string &suffix) {
@@ -164,28 +140,27 @@ int RestoreBackup(Session &session) {
     RequireSameSuffix(before, whole);
     RequireNoOtherJob();
     const std::string replaced = WhatThereIs(before);
-    if (session.Options().dry_run) return WouldRestore(session, whole, replaced);
+    if (session.Options().dry_run) {
+        TellResult(session, {{"would_restore", ResultOf(whole)}, {"replaced", replaced}},
+                   fmt::format("dry run: would restore {}\n{}", BackupInWords(whole), replaced));
+        return 0;
+    }
     Confirm(session, whole, replaced);
     const ServerLock lock;
-    LoggedChange(
-        [&] {
-            const bool without_admin = session.invocation.Has("without-admin-entry");
-            const JobOutcome outcome =
-                RunJob(session, [&] { return RestoreConfirmed(whole, without_admin); });
-            if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
-        },
-        [&](const std::string &result) {
-            LogChange("restore", "service=ldap-server",
-                      fmt::format("file=\"{}\" suffix=\"{}\" entries={}", OneLine(whole.path),
-                                  OneLine(whole.manifest.suffix), whole.manifest.entries),
-                      result);
-        });
-    if (session.Options().form == Form::kJson)
-        session.document.Whole({{"restored", ResultOf(whole)}});
-    session.streams.Note(fmt::format("restored {} of {} from {}\n{}", ContentInWords(whole),
-                                     OneLine(whole.manifest.suffix),
-                                     whole.created ? TimeText(*whole.created) : "an unknown time",
-                                     StateAfter(before, whole.manifest.suffix)));
+    const std::string logged =
+        fmt::format("file=\"{}\" suffix=\"{}\" entries={}", OneLine(whole.path),
+                    OneLine(whole.manifest.suffix), whole.manifest.entries);
+    LoggedChange(session, kLoggedServer, logged, [&] {
+        const bool without_admin = session.invocation.Has("without-admin-entry");
+        const JobOutcome outcome =
+            RunJob(session, [&] { return RestoreConfirmed(whole, without_admin); });
+        if (outcome.result != 0) throw RestoreFailure(outcome, session.streams.ToolWords());
+    });
+    TellResult(session, {{"restored", ResultOf(whole)}},
+               fmt::format("restored {} of {} from {}\n{}", ContentInWords(whole),
+                           OneLine(whole.manifest.suffix),
+                           whole.created ? TimeText(*whole.created) : "an unknown time",
+                           StateAfter(before, whole.manifest.suffix)));
     NoteWarnings(session);
     if (const std::string words = ClearPasswordsInWords(whole);
         !words.empty() && session.Options().yes)
@@ -219,7 +194,7 @@ Command RestoreCommand() {
                      .help = "restore the newest complete backup in the destination"},
                     {.name = "without-admin-entry",
                      .help = "skip an entry at the directory administrator's DN"},
-                    ProgressOption()},
+                    kProgressOption},
         .examples =
             {{"zafoldapserver restore --latest --dry-run", "what would be restored"},
              {"zafoldapserver restore --latest", "asks for the suffix"},

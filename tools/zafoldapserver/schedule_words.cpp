@@ -2,10 +2,12 @@
 #include "tools/zafoldapserver/schedule_words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <vector>
 
 #include <fmt/format.h>
+
+#include "base/ascii.h"
+#include "base/blanks.h"
 
 namespace zafo::cli {
 
@@ -21,23 +23,9 @@ constexpr std::time_t kDay = 24 * kHour;
 
 enum Number { kKind, kFirstHour, kMinute, kLastHour, kStep, kDayOf };
 
-std::vector<std::string> WordsOf(std::string_view text) {
-    std::vector<std::string> words;
-    bool inside = false;
-    for (const char c : text) {
-        const bool blank = c == ' ' || c == '\t';
-        if (!blank && !inside) words.emplace_back();
-        if (!blank) words.back() += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-        inside = !blank;
-    }
-    return words;
-}
-
-std::optional<int> WholeNumber(std::string_view text, int most) {
-    int number = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole && number >= 0 && number <= most ? std::optional(number) : std::nullopt;
+std::optional<int> NumberUpTo(std::string_view text, int most) {
+    const std::optional<int> number = WholeNumber<int>(text);
+    return number && *number >= 0 && *number <= most ? number : std::nullopt;
 }
 
 struct Clock {
@@ -49,8 +37,8 @@ struct Clock {
 std::optional<Clock> ClockOf(std::string_view text) {
     const size_t colon = text.find(':');
     if (colon == std::string_view::npos || text.size() != colon + 3) return std::nullopt;
-    const auto hour = WholeNumber(text.substr(0, colon), 23);
-    const auto minute = WholeNumber(text.substr(colon + 1), 59);
+    const auto hour = NumberUpTo(text.substr(0, colon), 23);
+    const auto minute = NumberUpTo(text.substr(colon + 1), 59);
     if (!hour || !minute) return std::nullopt;
     return Clock{*hour, *minute};
 }
@@ -79,7 +67,7 @@ void ReadDay(std::vector<std::string> &words, ScheduleNumbers &numbers) {
         take();
     } else if (kind == "monthly") {
         numbers[kKind] = ZAFO_SCHEDULE_MONTHLY;
-        const auto day = WholeNumber(take(), 28);
+        const auto day = NumberUpTo(take(), 28);
         if (!day || *day == 0)
             throw BadSchedule{"the day of the month must be 1 to 28, which every month has"};
         numbers[kDayOf] = *day;
@@ -103,7 +91,7 @@ void ReadRepeated(const std::vector<std::string> &words, ScheduleNumbers &number
     if (last->hour <= first->hour) throw BadSchedule{"the last run must be later than the first"};
     const bool form =
         words.size() == 4 && words[1] == "every" && (words[3] == "hours" || words[3] == "hour");
-    const auto step = form ? WholeNumber(words[2], 23) : std::nullopt;
+    const auto step = form ? NumberUpTo(words[2], 23) : std::nullopt;
     if (!step || *step == 0)
         throw BadSchedule{fmt::format("\"{}\" needs \"every N hours\", N from 1 to 23", span)};
     numbers[kFirstHour] = first->hour;
@@ -154,7 +142,7 @@ std::tm LocalDay(std::time_t now, int days_later) {
 }  // namespace
 
 ScheduleReading ReadSchedule(std::string_view text) {
-    std::vector<std::string> words = WordsOf(text);
+    std::vector<std::string> words = WordsOf(Folded(text));
     ScheduleNumbers numbers{};
     try {
         ReadDay(words, numbers);

@@ -8,6 +8,7 @@
 #include "base/appliance_paths.h"
 #include "base/dn.h"
 #include "base/proc_file.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/saved_connection.h"
 
 namespace zafo::cli {
@@ -18,42 +19,14 @@ std::string EnableAgain(const CheckedServer &checked) {
     return fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix);
 }
 
-// The lines of a tool, joined with semicolons.
-std::string OnOneLine(std::string words) {
-    for (size_t at = 0; (at = words.find('\n', at)) != std::string::npos;)
-        words.replace(at, 1, "; ");
-    return words;
-}
-
 }  // namespace
-
-CheckStep Good(std::string cause) {
-    return {.step = {}, .detail = std::move(cause)};
-}
-
-CheckStep Warned(std::string cause, std::string fix) {
-    return {.step = {},
-            .result = StepResult::kWarning,
-            .detail = std::move(cause),
-            .hint = std::move(fix)};
-}
-
-CheckStep Wrong(std::string cause, std::string fix) {
-    return {.step = {},
-            .result = StepResult::kFailed,
-            .detail = std::move(cause),
-            .hint = std::move(fix)};
-}
-
-CheckStep Skipped(std::string cause) {
-    return {.step = {}, .result = StepResult::kSkipped, .detail = std::move(cause)};
-}
 
 CheckStep CheckConfigurationFile(CheckedServer &checked) {
     const auto words = FaultOfConfiguration(checked.session.streams, kSlapdConf);
     if (!words) return Good(fmt::format("slapd accepts {}", kSlapdConf));
-    return Wrong(fmt::format("slapd does not accept {}: {}", kSlapdConf, OnOneLine(*words)),
-                 fmt::format("correct it, or rewrite it: {}", EnableAgain(checked)));
+    return Wrong(
+        fmt::format("slapd does not accept {}: {}", kSlapdConf, Replaced(*words, "\n", "; ")),
+        fmt::format("correct it, or rewrite it: {}", EnableAgain(checked)));
 }
 
 CheckStep CheckAccessRules(CheckedServer &checked) {
@@ -98,10 +71,8 @@ CheckStep CheckAnswer(CheckedServer &checked) {
         if (!SameDn(connection.base, checked.server.suffix))
             return Wrong(fmt::format("the saved connection \"root\" is for {}", connection.base),
                          again);
-        Search search(
-            checked.session.streams, OpenConnection(kOwnConnection, connection),
-            {.base = checked.server.suffix, .filter = {}, .scope = "base", .attributes = {"1.1"}},
-            connection.AsFacts());
+        Search search(checked.session.streams, OpenConnection(kOwnConnection, connection),
+                      ForEntry(checked.server.suffix), connection.AsFacts());
         if (search.Next() == nullptr)
             return Wrong(fmt::format("the entry {} is not visible", checked.server.suffix), again);
         return Good(fmt::format("{} can log in over {}", connection.bind_dn,
@@ -109,7 +80,7 @@ CheckStep CheckAnswer(CheckedServer &checked) {
     } catch (const Failure &failure) {
         if (failure.exit_code == 130) throw;
         std::string cause = failure.message;
-        if (!failure.detail.empty()) cause += ": " + OnOneLine(failure.detail);
+        if (!failure.detail.empty()) cause += ": " + Replaced(failure.detail, "\n", "; ");
         return Wrong(cause, failure.id == Message::kTlsFailed
                                 ? "see certificate-chain, -names and -end below"
                                 : failure.hint);

@@ -61,10 +61,4 @@ CheckStep JudgePasswords(const DatabaseCensus &census);
 CheckStep JudgeEnd(const std::string &whose, const std::string &subject, std::time_t ends,
                    std::time_t now);
 
-// Steps without an id.
-CheckStep Good(std::string cause);
-CheckStep Warned(std::string cause, std::string fix);
-CheckStep Wrong(std::string cause, std::string fix);
-CheckStep Skipped(std::string cause);
-
 }  // namespace zafo::cli

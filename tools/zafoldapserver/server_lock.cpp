@@ -2,14 +2,11 @@
 #include "tools/zafoldapserver/server_lock.h"
 
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include <fmt/format.h>
-
-#include "platform/error.h"
+#include "tools/cli/failure.h"
 #include "zafoldap/error.h"
 #include "zafoldap/lock.h"
 
@@ -32,13 +29,6 @@ ServerLock::ServerLock() {
 
 ServerLock::~ServerLock() {
     ZAFOLDAPUnLock(fd_);
-}
-
-void RequireRoot(const Session &session) {
-    if (geteuid() == 0) return;
-    throw OwnFailure(Message::kNotRoot,
-                     {.subject = fmt::format("{} {}", session.program.name,
-                                             FullName(*session.invocation.command))});
 }
 
 }  // namespace zafo::cli

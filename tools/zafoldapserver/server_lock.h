@@ -3,8 +3,6 @@
 // Only one process at a time may change the server.
 #pragma once
 
-#include "tools/cli/session.h"
-
 namespace zafo::cli {
 
 class ServerLock {
@@ -18,8 +16,5 @@ class ServerLock {
   private:
     int fd_;
 };
-
-// Throws Failure ("not_root").
-void RequireRoot(const Session &session);
 
 }  // namespace zafo::cli

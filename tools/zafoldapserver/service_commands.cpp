@@ -6,15 +6,15 @@
 #include "base/appliance_paths.h"
 #include "base/directives.h"
 #include "base/proc_file.h"
-#include "platform/error.h"
+#include "tools/backup/destination.h"
 #include "tools/cli/certificate.h"
 #include "tools/cli/change_log.h"
+#include "tools/cli/directory.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldapserver/commands.h"
 #include "tools/zafoldapserver/enable_checks.h"
 #include "tools/zafoldapserver/server_lock.h"
 #include "tools/zafoldapserver/service_facts.h"
-#include "zafoldap/error.h"
 #include "zafoldap/server.h"
 
 namespace zafo::cli {
@@ -33,16 +33,6 @@ const Fields kStatusFields = {{"state", "STATE"},
                               {"starts_again", "STARTS AGAIN"},
                               {"crashes", "CRASHES"}};
 
-Json TextOrNull(const std::string &text) {
-    return text.empty() ? Json() : Json(text);
-}
-
-// Sizes are numbers for programs and text for people.
-Json SizeFor(const Session &session, std::optional<unsigned long long> size) {
-    if (!size) return {};
-    return session.Options().form == Form::kTable ? Json(SizeInWords(*size)) : Json(*size);
-}
-
 Json StatusOf(const Session &session, const LocalServer &server, const ServiceFacts &service) {
     Json addresses = Json::array();
     for (const ListenAddress &address : ListenAddresses())
@@ -58,7 +48,7 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
         {"suffix", TextOrNull(server.suffix)},
         {"admin_dn", TextOrNull(server.admin_dn)},
         {"addresses", addresses},
-        {"database_bytes", SizeFor(session, AllocatedSize(kDatabaseFile))},
+        {"database_bytes", SizeFor(session, backup::AllocatedSize(kDatabaseFile))},
         {"certificate_ends",
          certificate && certificate->ends ? Json(DateText(*certificate->ends)) : Json()},
         {"starts_again", service.known && server.Running() ? Json(service.StartsAgain()) : Json()},
@@ -68,18 +58,16 @@ Json StatusOf(const Session &session, const LocalServer &server, const ServiceFa
 // Prints a command's result: data for programs, a sentence for people.
 int Say(Session &session, bool changed, const std::string &sentence) {
     const LocalServer now = LookAtServer();
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole({{"changed", changed},
-                                {"state", Name(now.state)},
-                                {"pid", now.pid > 0 ? Json(now.pid) : Json()}});
-    }
-    session.streams.Note(sentence);
+    TellResult(session,
+               {{"changed", changed},
+                {"state", Name(now.state)},
+                {"pid", now.pid > 0 ? Json(now.pid) : Json()}},
+               sentence);
     return 0;
 }
 
 int WouldDo(Session &session, const char *what) {
-    if (session.Options().form == Form::kJson) session.document.Whole({{"would", what}});
-    session.streams.Note(fmt::format("dry run: would {} the server", what));
+    TellResult(session, {{"would", what}}, fmt::format("dry run: would {} the server", what));
     return 0;
 }
 
@@ -87,21 +75,13 @@ int WouldDo(Session &session, const char *what) {
 template <typename Call>
 void Run(Session &session, Message message, Call call) {
     Streams &streams = session.streams;
-    streams.ForgetToolWords();
-    ZAFOLDAPErrReset();
-    QLIBCErrSet(QLIB_ERR_NONE);
+    ForgetErrors(streams);
     const ServerLock lock;
-    LoggedChange(
-        [&] {
-            if (call() != 0) {
-                const std::string words = streams.ToolWords();
-                throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""},
-                                 words);
-            }
-        },
-        [&](const std::string &result) {
-            LogChange(FullName(*session.invocation.command), "service=ldap-server", "", result);
-        });
+    LoggedChange(session, kLoggedServer, "", [&] {
+        if (call() == 0) return;
+        const std::string words = streams.ToolWords();
+        throw OwnFailure(message, {.reason = words.empty() ? "no reason was given" : ""}, words);
+    });
 }
 
 void RequireEnabled(const LocalServer &server) {

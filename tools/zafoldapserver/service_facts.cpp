@@ -14,9 +14,9 @@
 #include <fmt/format.h>
 
 #include "base/appliance_paths.h"
+#include "base/ascii.h"
 #include "base/proc_file.h"
 #include "platform/file.h"
-#include "platform/process.h"
 #include "platform/service.h"
 #include "platform/szhash.h"
 #include "tools/cli/tool_run.h"
@@ -39,23 +39,16 @@ class PairFile {
         return value == nullptr ? "" : value;
     }
     std::optional<long long> Number(const char *key) const {
-        const std::string_view text = Text(key);
-        long long number = 0;
-        const auto [at, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (error != std::errc() || at != text.data() + text.size()) return std::nullopt;
-        return number;
+        return WholeNumber<long long>(Text(key));
     }
 
   private:
-    struct Free {
-        void operator()(QLIBSZHASH *pairs) const { QLIBCSzHashFree(pairs); }
-    };
     static QLIBSZHASH *New() {
         QLIBSZHASH *pairs = QLIBCSzHashAlloc(8);
         if (pairs == nullptr) throw std::bad_alloc();
         return pairs;
     }
-    std::unique_ptr<QLIBSZHASH, Free> pairs_{New()};
+    std::unique_ptr<QLIBSZHASH, void (*)(QLIBSZHASH *)> pairs_{New(), QLIBCSzHashFree};
 };
 
 std::string SignalInWords(long long signal) {

@@ -2,22 +2,19 @@
 #include "tools/zafoldapserver/slapd_conf.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <memory>
 #include <new>
-#include <sstream>
-
-#include <fmt/format.h>
 
 #include "base/appliance_paths.h"
 #include "base/directives.h"
+#include "base/whole_file.h"
 #include "platform/ldap.h"
 #include "platform/szhash.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/tool_run.h"
 #include "zafoldap/server.h"
 
@@ -39,11 +36,8 @@ void WriteTextFile(const std::string &path, std::string_view text) {
 }  // namespace
 
 std::optional<std::string> ReadTextFile(const std::string &path) {
-    std::ifstream file(path);
-    if (!file) return std::nullopt;
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    std::string text;
+    return ReadWhole(path, &text) == ReadResult::kDone ? std::optional(text) : std::nullopt;
 }
 
 std::optional<std::string> FaultOfConfiguration(Streams &streams, const std::string &path) {
@@ -101,8 +95,7 @@ std::optional<std::string> Staging::Test(Streams &streams, const std::string &co
                       return directive.text;
                   }));
     std::optional<std::string> words = FaultOfConfiguration(streams, Path("slapd.conf"));
-    for (size_t at = 0; words && (at = words->find(folder_.Path())) != std::string::npos;)
-        words->replace(at, folder_.Path().size(), kServerFolder);
+    if (words) words = Replaced(*words, folder_.Path(), kServerFolder);
     return words;
 }
 

@@ -12,7 +12,6 @@
 #include "tools/cli/secret.h"
 #include "tools/zafoldap/account_change.h"
 #include "tools/zafoldap/account_checks.h"
-#include "tools/zafoldap/local_accounts.h"
 #include "tools/zafoldap/membership.h"
 #include "tools/zafoldap/new_account.h"
 #include "tools/zafoldap/stale_membership.h"
@@ -105,7 +104,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
     for (const Account &group : user.groups)
         dns.push_back(group.dn);
     const NameList groups(dns);
-    if (!Attempt(directory.Out(), directory.FactsAbout(user.account.name), [&] {
+    if (!directory.Try(user.account.name, [&] {
             return ZAFOLDAPBrowserGroupEditByUserUID(directory.Record(), user.account.name.c_str(),
                                                      groups.Get(), nullptr);
         })) {
@@ -123,7 +122,7 @@ void JoinGroups(const AccountDirectory &directory, const NewUser &user, Leftover
             ChangeMembers(directory, group, {}, {user.account.name});
         if (!failure) continue;
         left.Add(fmt::format("it is not in the group {}", group.name),
-                 CommandLine(directory.TheSession(), "member add", {group.name, user.account.name}),
+                 directory.CommandLine("member add", {group.name, user.account.name}),
                  Reason(*failure));
     }
 }
@@ -144,8 +143,7 @@ void CheckHome(const AccountDirectory &directory, const ZAFOUSER &record, Leftov
         failure = unseen;
     }
     if (!failure) return;
-    left.Add(what, CommandLine(directory.TheSession(), "user home create", {record.szName}),
-             Reason(*failure));
+    left.Add(what, directory.CommandLine("user home create", {record.szName}), Reason(*failure));
 }
 
 // Makes sure that the number is the user's alone: a suggested one is replaced until it is, a
@@ -163,16 +161,15 @@ std::uint32_t Settle(const AccountDirectory &directory, const NewUser &user, std
             });
         }
         if (directory.WithNumber(kUserKind, number).size() > 1) {
-            left.Add(
-                "somebody else took its number at the same moment",
-                fmt::format("{} --uid $({})",
-                            CommandLine(directory.TheSession(), "user edit", {user.account.name}),
-                            CommandLine(directory.TheSession(), "id next uid", {})));
+            left.Add("somebody else took its number at the same moment",
+                     fmt::format("{} --uid $({})",
+                                 directory.CommandLine("user edit", {user.account.name}),
+                                 directory.CommandLine("id next uid", {})));
         }
     } catch (const Failure &failure) {
         left.Add(
             fmt::format("it could not be verified that no other user has the number {}", number),
-            CommandLine(directory.TheSession(), "id check", {}), failure.message);
+            directory.CommandLine("id check", {}), failure.message);
     }
     return number;
 }
@@ -191,8 +188,7 @@ std::uint32_t Make(const AccountDirectory &directory, NewUser &user, Leftovers &
         });
     if (created.after) {
         left.Add("its password could not be set",
-                 CommandLine(directory.TheSession(), "user passwd", {user.account.name}),
-                 Reason(*created.after));
+                 directory.CommandLine("user passwd", {user.account.name}), Reason(*created.after));
     }
     user.record.pw_uid = Settle(directory, user, created.number, left);
     JoinGroups(directory, user, left);
@@ -209,7 +205,7 @@ Json Result(const NewUser &user, std::uint32_t uid) {
 void Tell(Session &session, const NewUser &user, std::uint32_t uid, const std::string &password,
           const Leftovers &left) {
     PrintRandomPassword(session, password);
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json result = Result(user, uid);
         if (session.invocation.Has("random-password")) result["password"] = password;
         session.document.Whole(result, /*ok=*/left.None());
@@ -231,10 +227,7 @@ int AddUser(Session &session) {
     const AccountDirectory directory(session, kUserKind);
     ChangePlan plan = CheckAgainst(directory, user);
     PlanEntry(directory, user, plan);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::string password = TakeUserPassword(session, user.account.name);
     user.record.szPasswd = password.data();
     const auto log = [&](const std::string &result) {
@@ -269,10 +262,10 @@ Command UserAddCommand() {
          ContainerOption("where the entry goes, relative to the base DN (default: cn=users)"),
          kAnyNameOption,
          kKeepMembershipsOption,
-         PasswordStdinOption(),
-         PasswordFileOption(),
-         RandomPasswordOption(),
-         WeakPasswordOption()});
+         kPasswordStdin,
+         kPasswordFile,
+         kRandomPassword,
+         kWeakPassword});
     return {
         .noun = "user",
         .verb = "add",

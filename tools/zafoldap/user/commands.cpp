@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/zafoldap/user/commands.h"
 
-#include "tools/zafoldap/account_delete.h"
+#include "tools/zafoldap/commands.h"
 
 namespace zafo::cli {
 

@@ -82,13 +82,12 @@ std::optional<Failure> ApplySettings(const AccountDirectory &directory, const Ac
 
 void ApplyEdit(const AccountDirectory &directory, const Account &user, const Edit &edit) {
     if (edit.touches_record) {
-        const std::optional<Failure> failure =
-            Attempt(directory.Out(), directory.FactsAbout(user.name), [&] {
-                return ZAFOLDAPBrowserUserEdit(
-                    directory.Record(), user.dn.c_str(), &edit.input.record,
-                    edit.no_password_change ? &*edit.no_password_change : nullptr,
-                    edit.input.expires ? &*edit.input.expires : nullptr);
-            });
+        const std::optional<Failure> failure = directory.Try(user.name, [&] {
+            return ZAFOLDAPBrowserUserEdit(
+                directory.Record(), user.dn.c_str(), &edit.input.record,
+                edit.no_password_change ? &*edit.no_password_change : nullptr,
+                edit.input.expires ? &*edit.input.expires : nullptr);
+        });
         if (failure && failure->id == kUserKind.number_taken)
             throw OwnFailure(failure->id,
                              directory.FactsAbout(std::to_string(edit.input.record.pw_uid)));
@@ -103,7 +102,7 @@ void ApplyEdit(const AccountDirectory &directory, const Account &user, const Edi
     for (const auto &[attribute, value] : edit.input.settings)
         words.insert(words.end(), {"--set", fmt::format("{}={}", attribute, value)});
     left.Add("the server did not accept the attributes of --set",
-             CommandLine(directory.TheSession(), "user edit", words), failure->detail);
+             directory.CommandLine("user edit", words), failure->detail);
     left.ThrowIfAny(fmt::format("the other changes to {} were made", user.name));
 }
 
@@ -115,15 +114,10 @@ int EditUser(Session &session) {
     const Account user = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     CheckEdit(directory, user, edit);
     const ChangePlan plan = PlanOfEdit(user, edit);
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     Logged(session, user.dn, plan.Attributes(), [&] { ApplyEdit(directory, user, edit); });
-    if (session.Options().form == Form::kJson)
-        session.document.Whole(
-            {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}});
-    session.streams.Note(fmt::format("user {} changed", OneLine(user.name)));
+    TellResult(session, {{"name", user.name}, {"dn", user.dn}, {"changed", plan.Attributes()}},
+               fmt::format("user {} changed", OneLine(user.name)));
     return 0;
 }
 

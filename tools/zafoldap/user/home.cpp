@@ -3,8 +3,6 @@
 // user home create and create-all.
 #include "tools/zafoldap/user/home.h"
 
-#include <memory>
-
 #include <fmt/format.h>
 
 #include "src/accounts/automount_value.h"
@@ -22,10 +20,6 @@ const Option kExportOption{.name = "export",
                            .help =
                                "the NFS export of the home folders (default: what the directory's "
                                "auto_home map says)"};
-
-struct FreeUser {
-    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
-};
 
 // Parses a text that the library accepts.
 Export ParseExport(const std::string &text) {
@@ -66,18 +60,13 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         named.subject = whose;
         throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
-    if (session.Options().form == Form::kJson) session.document.Whole(record);
-    session.streams.Note(fmt::format("home folder of {}: exists", OneLine(whose)));
+    TellResult(session, record, fmt::format("home folder of {}: exists", OneLine(whose)));
 }
 
 // Prints what a dry run would do; returns whether this is one.
 bool DryRun(Session &session, const Json &record, const std::string &text) {
     if (!session.Options().dry_run) return false;
-    if (session.Options().form == Form::kJson) {
-        session.document.Whole(record);
-    } else {
-        session.streams.Out(Printable(text) + "\n");
-    }
+    PrintResult(session, record, Printable(text) + "\n");
     return true;
 }
 
@@ -116,21 +105,18 @@ int CreateUserHome(Session &session) {
     AccountDirectory directory(session);
     const std::string dn = directory.Require(kUserKind, name);
     const Export place = ExportFor(directory);
-    ZAFOUSER *read = nullptr;
-    const int found = directory.Run(
-        dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
-    const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    if (found == 0) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
+    UserRecord user;
+    if (!ReadUser(directory, dn, user))
+        throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};
     if (DryRun(session, record, "would create " + where)) return 0;
-    const std::optional<Failure> failure =
-        Attempt(session.streams, directory.FactsAbout(name), [&] {
-            if (!session.invocation.Has("export"))
-                return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.get());
-            return ZAFOLDAPBrowserUserHomeCreateEx(
-                fmt::format("{}:{}", place.host, place.path).c_str(), user.get());
-        });
+    const std::optional<Failure> failure = directory.Try(name, [&] {
+        if (!session.invocation.Has("export"))
+            return ZAFOLDAPBrowserUserHomeCreate(directory.Record(), user.Get());
+        return ZAFOLDAPBrowserUserHomeCreateEx(fmt::format("{}:{}", place.host, place.path).c_str(),
+                                               user.Get());
+    });
     Finish(session, failure, directory.FactsAbout(name), name, record);
     return 0;
 }
@@ -143,11 +129,10 @@ int CreateAllUserHomes(Session &session) {
     if (DryRun(session, record,
                fmt::format("would create every user's missing folder in {}", where)))
         return 0;
-    const std::optional<Failure> failure =
-        Attempt(session.streams, directory.FactsAbout(where), [&] {
-            return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
-                                                    place.path.c_str());
-        });
+    const std::optional<Failure> failure = directory.Try(where, [&] {
+        return ZAFOLDAPBrowserUserHomeCreateAll(directory.Record(), place.host.c_str(),
+                                                place.path.c_str());
+    });
     Finish(session, failure, directory.FactsAbout(where), "every user in " + where, record);
     session.streams.Note("the system log names folders that could not be created");
     return 0;

@@ -12,29 +12,16 @@ namespace {
 
 using Names = std::unordered_set<std::string>;
 
-Names AsSet(const NameList &list) {
-    Names names;
-    for (std::string &name : list.Names())
-        names.insert(std::move(name));
-    return names;
+Names AsSet(const std::vector<std::string> &names) {
+    return {names.begin(), names.end()};
 }
 
 // Members of a group: those it lists and those with it as their primary group.
 Names MembersOf(const AccountDirectory &directory, const std::string &group,
                 std::optional<Failure> &cut) {
-    const std::string dn = directory.Require(kGroupKind, group);
-    NameList listed;
-    directory.Run(group, [&] {
-        return ZAFOLDAPBrowserUserEnumByGroupDN(directory.Record(), dn.c_str(), listed.Address());
-    });
-    NameList primary;
-    cut = Attempt(directory.Out(), directory.FactsAbout(group), [&] {
-        return ZAFOLDAPBrowserUserEnumByPrimaryGroup(directory.Record(), dn.c_str(), nullptr,
-                                                     primary.Address());
-    });
-    if (cut && !IsCutOff(*cut)) throw *cut;
-    Names names = AsSet(listed);
-    names.merge(AsSet(primary));
+    const Account account{group, directory.Require(kGroupKind, group)};
+    Names names = AsSet(ListedUsers(directory, account));
+    names.merge(AsSet(PrimaryUsers(directory, account, &cut)));
     return names;
 }
 
@@ -45,7 +32,7 @@ Names NotIn(const AccountDirectory &directory, const std::string &group) {
         return ZAFOLDAPBrowserUserEnumNotInGroupDN(directory.Record(), dn.c_str(),
                                                    others.Address());
     });
-    return AsSet(others);
+    return AsSet(others.Names());
 }
 
 int ListUsers(Session &session) {

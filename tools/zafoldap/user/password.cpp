@@ -42,10 +42,9 @@ void SetPassword(const AccountDirectory &directory, const std::string &name, con
     user.pw_uid = UID_ERR;
     user.pw_gid = GID_ERR;
     user.szPasswd = password.data();
-    const std::optional<Failure> failure =
-        Attempt(directory.Out(), directory.FactsAbout(name), [&] {
-            return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
-        });
+    const std::optional<Failure> failure = directory.Try(name, [&] {
+        return ZAFOLDAPBrowserUserEdit(directory.Record(), dn.c_str(), &user, nullptr, nullptr);
+    });
     const Session &session = directory.TheSession();
     if (!failure) {
         LogEntryChange(session, dn, attributes, "done");
@@ -86,14 +85,11 @@ int SetUserPassword(Session &session) {
     plan.Remark("userPassword: set through the server (ldappasswd)");
     std::vector<std::string> attributes = plan.Attributes();
     attributes.insert(attributes.begin(), "userPassword");
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     const std::string password = TakeUserPassword(session, name);
     SetPassword(directory, name, dn, password, touched, attributes);
     PrintRandomPassword(session, password);
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         Json record = {{"name", name}, {"dn", dn}, {"unix", true}, {"samba", touched.samba}};
         if (session.invocation.Has("random-password")) record["password"] = password;
         session.document.Whole(record);
@@ -115,8 +111,7 @@ Command UserPasswdCommand() {
                 "prompted for twice unless an option supplies it. It must have at least 8 "
                 "characters and not be the name.",
             .arguments = {kUserArgument},
-            .options = {PasswordStdinOption(), PasswordFileOption(), RandomPasswordOption(),
-                        WeakPasswordOption()},
+            .options = {kPasswordStdin, kPasswordFile, kRandomPassword, kWeakPassword},
             .exclusive = {{"password-stdin", "password-file", "random-password"}},
             .examples = {{"zafoldap user passwd anna", "prompts twice"},
                          {"zafoldap user passwd anna --random-password",

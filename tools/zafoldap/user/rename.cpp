@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <strings.h>
-
-#include <utility>
 
 #include <fmt/format.h>
 
+#include "base/ascii.h"
 #include "base/dn.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/display_text.h"
@@ -26,8 +24,7 @@ void FinishRename(const AccountDirectory &directory, const Account &user,
         renamed = directory.Find(kUserKind, new_name).has_value();
         gone = !directory.IsThere(user.dn);
     } catch (const Failure &) {
-        ThrowUnknown(directory, failure,
-                     CommandLine(directory.TheSession(), "user show", {new_name}));
+        ThrowUnknown(directory, failure, directory.CommandLine("user show", {new_name}));
     }
     if (renamed && !gone) throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     if (!renamed && Interrupted()) throw OwnFailure(Message::kInterrupted, {});
@@ -57,7 +54,7 @@ void PlanRename(const Account &user, const std::string &new_name, ChangePlan &pl
     const std::string rdn = user.dn.substr(0, user.dn.find('='));
     plan.Record(user.dn, "modify");
     for (const char *attribute : {"uid", "cn"}) {
-        if (strcasecmp(rdn.c_str(), attribute) != 0) plan.Replace(attribute, new_name);
+        if (!EqualIgnoringCase(rdn, attribute)) plan.Replace(attribute, new_name);
     }
     plan.Record(user.dn, "modrdn");
     plan.Line("newrdn", RdnOf(user, new_name));
@@ -70,13 +67,7 @@ int RenameUser(Session &session) {
     CheckNewName(session, kUserKind, new_name);
     const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
-    if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
-    if (directory.Find(kUserKind, new_name))
-        throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
-    ChangePlan plan;
-    plan.Check(fmt::format("the user {} exists", user.name));
-    plan.Check(fmt::format("the name {} is free", new_name));
+    ChangePlan plan = PlanRenaming(directory, kUserKind, user.name, new_name);
     CheckNewNameIsInNoGroup(directory, user, new_name, plan);
     PlanRename(user, new_name, plan);
     const std::vector<Account> groups = GroupsListing(directory, user.name);
@@ -84,24 +75,20 @@ int RenameUser(Session &session) {
         plan.Member(group.dn, "delete", user.name, directory.Saved().base);
         plan.Member(group.dn, "add", new_name, directory.Saved().base);
     }
-    if (session.Options().dry_run) {
-        plan.Print(session);
-        return 0;
-    }
+    if (plan.PrintInstead(session)) return 0;
     std::string name = new_name;
     ZAFOUSER record{};
     record.szName = name.data();
     record.pw_uid = UID_ERR;
     record.pw_gid = GID_ERR;
     Logged(session, user.dn, plan.Attributes(), [&] {
-        const std::optional<Failure> failure =
-            Attempt(session.streams, directory.FactsAbout(user.name), [&] {
-                return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record,
-                                               nullptr, nullptr);
-            });
+        const std::optional<Failure> failure = directory.Try(user.name, [&] {
+            return ZAFOLDAPBrowserUserEdit(directory.Record(), user.dn.c_str(), &record, nullptr,
+                                           nullptr);
+        });
         if (failure) FinishRename(directory, user, new_name, *failure);
     });
-    if (session.Options().form == Form::kJson) {
+    if (session.WantsJson()) {
         session.document.Whole({{"name", new_name},
                                 {"old_name", user.name},
                                 {"dn", directory.DnOrNull(kUserKind, new_name)},

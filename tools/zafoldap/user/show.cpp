@@ -2,7 +2,6 @@
 //
 // user show and user groups.
 #include <algorithm>
-#include <memory>
 #include <string>
 
 #include <fmt/format.h>
@@ -16,21 +15,16 @@ namespace zafo::cli {
 
 namespace {
 
-struct FreeUser {
-    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
-};
-
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
 
 // The groups that match a filter, as rows without the reason for the membership.
 std::vector<Json> GroupsMatching(const AccountDirectory &directory, const std::string &name,
                                  const std::string &filter) {
-    Search search(directory.Out(), directory.TheHost(),
-                  {.base = std::nullopt,
-                   .filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
-                   .attributes = {"cn", "gidNumber"}},
-                  directory.FactsAbout(name));
+    Search search =
+        directory.SearchFor({.filter = fmt::format("(&({})({}))", kGroupKind.filter, filter),
+                             .attributes = {"cn", "gidNumber"}},
+                            name);
     std::vector<Json> rows;
     while (const Entry *entry = search.Next()) {
         rows.push_back(RecordOf(GroupFields(), *entry));
@@ -57,36 +51,25 @@ std::vector<Json> GroupsOf(const AccountDirectory &directory, const std::string 
 }
 
 bool MayChangePassword(const AccountDirectory &directory, const std::string &dn) {
-    ZAFOUSER *read = nullptr;
-    directory.Run(
-        dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
-    const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
-    return user == nullptr || user->blDisallowChangePasswd == 0;
+    UserRecord user;
+    return !ReadUser(directory, dn, user) || user->blDisallowChangePasswd == 0;
 }
 
-const Fields kUserShowFields = [] {
-    Fields fields;
-    for (const AccountField &row : UserFields())
-        fields.push_back(row.field);
-    fields.insert(fields.end(), {{"primary_group", "PRIMARY GROUP"},
-                                 {"groups", "GROUPS"},
-                                 {"password_change", "MAY CHANGE PASSWORD"},
-                                 {"sid", "SID"}});
-    return fields;
-}();
+const Fields kUserShowFields = WithFields(UserFields(), {{"primary_group", "PRIMARY GROUP"},
+                                                         {"groups", "GROUPS"},
+                                                         {"password_change", "MAY CHANGE PASSWORD"},
+                                                         {"sid", "SID"}});
 
 int ShowUser(Session &session) {
     CheckName(session.Argument("NAME"));
     const AccountDirectory directory(session);
     const auto [name, dn] = directory.RequireAccount(kUserKind, session.Argument("NAME"));
     if (ShowRaw(directory, kUserKind, dn)) return 0;
-    Search search(session.streams, directory.TheHost(),
-                  {.base = dn, .filter = std::string(kUserKind.filter), .scope = "base"},
-                  directory.FactsAbout(dn));
+    Search search = directory.SearchFor(ForEntry(dn, {}, std::string(kUserKind.filter)), dn);
     const Entry *entry = search.Next();
     if (entry == nullptr) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     Json record = RecordOf(UserFields(), *entry);
-    const std::string sid(FirstValue(*entry, "sambaSID"));
+    record["sid"] = TextOrNull(FirstValue(*entry, "sambaSID"));
     const std::string gid(FirstValue(*entry, "gidNumber"));
     record["primary_group"] = nullptr;
     record["groups"] = Json::array();
@@ -95,7 +78,6 @@ int ShowUser(Session &session) {
         if (row["listed"] == true) record["groups"].push_back(row["name"]);
     }
     record["password_change"] = MayChangePassword(directory, dn);
-    record["sid"] = sid.empty() ? Json() : Json(sid);
     PrintRecord(session.streams, session.document, kUserShowFields, record);
     return 0;
 }
