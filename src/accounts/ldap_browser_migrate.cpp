@@ -34,7 +34,7 @@ namespace {
 constexpr char kCryptScheme[] = "{crypt}";
 constexpr size_t kCryptSchemeLength = sizeof kCryptScheme - 1;
 constexpr size_t kPasswordSize = 1024;
-constexpr size_t kDescriptionSize = 1024;
+constexpr size_t kUnusedDescriptionSize = 1024;
 constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
 // For log lines.
@@ -332,7 +332,7 @@ bool IsGidFree(uint32_t gid, zafo::Group *local) {
 
 Outcome CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
                          zafo::Group *local) {
-    char description[kDescriptionSize];  // not used: ZAFOGroupSet takes none
+    char description[kUnusedDescriptionSize];  // not used: ZAFOGroupSet takes none
     if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
         ZAFO_LOG("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn, zafo::PlatformError());
         return Outcome::kSkipped;

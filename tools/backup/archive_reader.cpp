@@ -35,7 +35,7 @@ namespace {
 
 constexpr std::size_t kBlockBytes = 128U << 10;
 
-struct ArchiveFree {
+struct ReaderFree {
     void operator()(archive *a) const { archive_read_free(a); }
 };
 
@@ -162,7 +162,7 @@ class Unpacked {
 
     Payload *payload_;
     std::exception_ptr thrown_ = {};
-    std::unique_ptr<archive, ArchiveFree> reader_;
+    std::unique_ptr<archive, ReaderFree> reader_;
     std::vector<char> block_ = std::vector<char>(kBlockBytes);
 };
 

@@ -19,13 +19,13 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kBlockBytes = 128 << 10;
+constexpr int kOutputBytes = 128 << 10;
 
 // A piece is compressed once it is complete. Meanwhile slapcat fills its pipe and then blocks; a
 // piece of half the pipe's size is done before that.
 constexpr std::size_t kPieceWish = 512U << 10;
 
-struct ArchiveFree {
+struct WriterFree {
     void operator()(archive *a) const { archive_write_free(a); }
 };
 
@@ -50,7 +50,7 @@ struct ArchiveWriter::Sink {
     std::string path = {};
     Sha256 digest = {};
     std::exception_ptr thrown = {};
-    std::unique_ptr<archive, ArchiveFree> writer = {};
+    std::unique_ptr<archive, WriterFree> writer = {};
 
     void Write(std::string_view block) {
         if (!WriteAll(fd, block, EndIfStopped)) throw WritingError(path, errno);
@@ -80,7 +80,7 @@ ArchiveWriter::ArchiveWriter(int fd, std::string path, std::time_t written, std:
     Check(archive_write_set_format_ustar(writer));
     Check(archive_write_add_filter_zstd(writer));
     Check(archive_write_set_filter_option(writer, "zstd", "compression-level", kCompressionLevel));
-    Check(archive_write_set_bytes_per_block(writer, kBlockBytes));
+    Check(archive_write_set_bytes_per_block(writer, kOutputBytes));
     Check(archive_write_set_bytes_in_last_block(writer, 1));
     Check(archive_write_open(writer, sink_.get(), nullptr, Sink::Take, nullptr));
     WriteMember(kFormatMember, fmt::format("{}{}\n", kFormatWord, kFormat));

@@ -36,7 +36,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kStages = 8;
+constexpr int kRestoreStages = 8;
 
 // Offline readers of the database finish soon.
 constexpr std::chrono::seconds kReaderLimit{10};
@@ -236,7 +236,7 @@ class RestoreJob {
 int RunRestore(const Environment &environment, const std::string &file) {
     const JobLock lock;
     ProgressFile progress(environment.progress_file, Operation::kRestore, environment.task,
-                          kStages);
+                          kRestoreStages);
     FinishAfter(&progress, [&] { RestoreJob(environment, file, &progress).Run(); });
     return 0;
 }

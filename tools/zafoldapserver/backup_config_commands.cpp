@@ -17,10 +17,10 @@ namespace zafo::cli {
 
 namespace {
 
-const Fields kFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
-                        {"next_run", "NEXT RUN"}, {"share", "SHARE"},
-                        {"dir", "FOLDER"},        {"destination", "DESTINATION"},
-                        {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
+const Fields kSettingsFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
+                                {"next_run", "NEXT RUN"}, {"share", "SHARE"},
+                                {"dir", "FOLDER"},        {"destination", "DESTINATION"},
+                                {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
 
 Json TextOrNull(const std::string &text) {
     return text.empty() ? Json() : Json(text);
@@ -53,7 +53,7 @@ Json RecordOf(const Session &session, const BackupSettings &settings) {
 }
 
 void Show(Session &session) {
-    PrintRecord(session.streams, session.document, kFields,
+    PrintRecord(session.streams, session.document, kSettingsFields,
                 RecordOf(session, ReadBackupSettings()));
 }
 

@@ -23,10 +23,6 @@ const Option kExportOption{.name = "export",
                                "the NFS export of the home folders (default: what the directory's "
                                "auto_home map says)"};
 
-struct FreeUser {
-    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
-};
-
 // Parses a text that the library accepts.
 Export ParseExport(const std::string &text) {
     const size_t colon = text.find(":/", text.starts_with('[') ? text.find(']') : 0);
@@ -119,7 +115,7 @@ int CreateUserHome(Session &session) {
     ZAFOUSER *read = nullptr;
     const int found = directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
-    const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
+    const std::unique_ptr<ZAFOUSER, UserFree> user(read);
     if (found == 0) throw OwnFailure(Message::kUserMissing, directory.FactsAbout(name));
     const std::string where = fmt::format("{}:{}/{}", place.host, place.path, name);
     const Json record = {{"name", name}, {"home_folder", where}};

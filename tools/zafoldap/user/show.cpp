@@ -16,10 +16,6 @@ namespace zafo::cli {
 
 namespace {
 
-struct FreeUser {
-    void operator()(ZAFOUSER *user) const { ZAFOUserFree(user); }
-};
-
 const Fields kGroupRowFields = {
     {"name", "GROUP"}, {"gid", "GID"}, {"primary", "PRIMARY"}, {"listed", "LISTED"}, {"dn", "DN"}};
 
@@ -60,7 +56,7 @@ bool MayChangePassword(const AccountDirectory &directory, const std::string &dn)
     ZAFOUSER *read = nullptr;
     directory.Run(
         dn, [&] { return ZAFOLDAPBrowserUserGet(directory.Record(), dn.c_str(), &read, nullptr); });
-    const std::unique_ptr<ZAFOUSER, FreeUser> user(read);
+    const std::unique_ptr<ZAFOUSER, UserFree> user(read);
     return user == nullptr || user->blDisallowChangePasswd == 0;
 }
 
