@@ -33,7 +33,7 @@ char kLocale[] = "LC_ALL=C";
 // A simple bind needs none of Cyrus SASL's plugins; loading them and their libraries takes half of
 // a tool's start-up time.
 char kNoPlugins[] = "SASL_PATH=/usr/zafo/lib/sasl2";
-char *environment[] = {kPath, kNoConfiguration, kLocale, kNoPlugins, nullptr};
+char *tool_environment[] = {kPath, kNoConfiguration, kLocale, kNoPlugins, nullptr};
 
 // A memory file under the number of a missing standard stream would be read or
 // written as that stream.
@@ -115,7 +115,7 @@ bool IsProbe(const Vector &arguments) {
     vector.Add(arguments);
 
     if (chdir("/") != 0) Fail(kRefused, "cannot enter /", errno);
-    const Command command{vector.Data()[0], vector.Data(), environment};
+    const Command command{vector.Data()[0], vector.Data(), tool_environment};
     if (talks) {
         RunWatched(tool, command,
                    {limits.answer + limits.network, limits.whole_answer, limits.size}, question);

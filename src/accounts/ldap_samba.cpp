@@ -30,7 +30,7 @@
 
 namespace {
 
-constexpr size_t kMaxValue = 1024;
+constexpr size_t kMaxPoolValue = 1024;
 constexpr size_t kMaxSID = 256;
 
 // For "%llu" in log lines.
@@ -72,7 +72,7 @@ std::optional<std::string> PoolDN(const ZAFOLDAP_HOST &host, const char *entry) 
 }
 
 std::optional<std::string> DomainDN(const ZAFOLDAP_HOST &host) {
-    char domain[kMaxValue] = "";
+    char domain[kMaxPoolValue] = "";
     if (zafo::Ended(domain, ZAFOLDAPDNFirstDomainComponent(BaseDN(host), domain, sizeof domain)) <
         0) {
         ZAFO_LOG("ZAFOLDAPDNFirstDomainComponent [%s] failed. [0x%04X]", BaseDN(host),
@@ -242,7 +242,7 @@ int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *host, uint64_t *value, int typ
     if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
     if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
 
-    char text[kMaxValue] = "";
+    char text[kMaxPoolValue] = "";
     if (ZAFOLDAPSambaXidGet(host, text, sizeof text, type) != 0) {
         ZAFO_LOG("get xid failed.");
         return -1;

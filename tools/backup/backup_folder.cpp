@@ -50,7 +50,7 @@ bool AreDigits(std::string_view text) {
 }
 
 // The caller guarantees digits only.
-std::uint64_t NumberIn(std::string_view digits) {
+std::uint64_t NumberOfDigits(std::string_view digits) {
     std::uint64_t number = 0;
     std::from_chars(digits.data(), digits.data() + digits.size(), number);
     return number;
@@ -62,7 +62,7 @@ std::optional<std::int64_t> TimeIn(std::string_view text) {
         !AreDigits(text.substr(9, 6)))
         return std::nullopt;
     const auto field = [&](std::size_t at, std::size_t size) {
-        return static_cast<int>(NumberIn(text.substr(at, size)));
+        return static_cast<int>(NumberOfDigits(text.substr(at, size)));
     };
     std::tm wanted{};
     wanted.tm_year = field(0, 4) - 1900;
@@ -96,7 +96,7 @@ std::optional<NameParts> PartsOf(std::string_view name, std::string_view prefix)
     if (!written || !AreDigits(number) || number.size() < kNumberDigits ||
         number.size() > kMostDigits || !is_padded)
         return std::nullopt;
-    return NameParts{NumberIn(number), *written};
+    return NameParts{NumberOfDigits(number), *written};
 }
 
 // Calls `take` for every name in the folder.

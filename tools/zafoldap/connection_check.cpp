@@ -307,7 +307,7 @@ class Checker {
 
     // One user is enough, so reaching the size limit is not an error.
     CheckStep Users() {
-        constexpr int kSizeLimitExceeded = 4;
+        constexpr int kLimitReached = 4;
         bool found = false;
         try {
             Search search(streams_, host_,
@@ -320,7 +320,7 @@ class Checker {
             while (search.Next() != nullptr)
                 found = true;
         } catch (const Failure &failure) {
-            if (failure.ldap_code != kSizeLimitExceeded) throw;
+            if (failure.ldap_code != kLimitReached) throw;
         }
         if (found) return Ok(fmt::format("can be listed below {}", connection_.base));
         return Warning(
