@@ -33,7 +33,7 @@ namespace {
 constexpr char kCryptScheme[] = "{crypt}";
 constexpr size_t kCryptSchemeLength = sizeof kCryptScheme - 1;
 constexpr size_t kPasswordSize = 1024;
-constexpr size_t kDescriptionSize = 1024;
+constexpr size_t kUnusedDescriptionSize = 1024;
 constexpr size_t kHashSize = 33;  // 32 hexadecimal digits and the final zero
 
 // For log lines.
@@ -301,7 +301,7 @@ int CheckGid(uint32_t gid, zafo::Group *local) {
 
 int CopyGroupToLocal(const ZAFOLDAP_HOST *host, const char *dn, zafo::Group *owner,
                      zafo::Group *local) {
-    char description[kDescriptionSize];  // not used: ZAFOGroupSet takes none
+    char description[kUnusedDescriptionSize];  // not used: ZAFOGroupSet takes none
     if (ZAFOLDAPBrowserGroupGet(host, dn, owner->Next(), description, sizeof description) != 1) {
         return ZAFO_FAILURE("ZAFOLDAPBrowserGroupGet failed. [%s]. [0x%04X]", dn,
                             zafo::PlatformError());

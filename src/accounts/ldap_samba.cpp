@@ -27,7 +27,7 @@
 
 namespace {
 
-constexpr size_t kMaxText = 1024;
+constexpr size_t kMaxPoolValue = 1024;
 constexpr size_t kMaxSID = 256;
 
 // For "%llu" in log lines.
@@ -227,7 +227,7 @@ int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *host, uint64_t *value, int typ
     if (!zafo::IsConnection(host, __FILE_NAME__)) return -1;
     if (value == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pValue");
 
-    char text[kMaxText] = "";
+    char text[kMaxPoolValue] = "";
     if (ZAFOLDAPSambaXidGet(host, text, sizeof text, type) != 0) {
         return ZAFO_FAILURE("get xid failed.");
     }

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr size_t kMaxCipher = 1369;  // an encrypted text of 1023 bytes and the final zero
-constexpr size_t kMaxText = 1024;
+constexpr size_t kMaxSetting = 1024;
 
 // A name for the local server that its certificate is also valid for.
 constexpr const char *kLocalServer = "localhost";
@@ -45,7 +45,7 @@ int SetPassword(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
 }
 
 int SetSSL(const ZAFOLDAP_HOST &host, QLIBSZHASH *map) {
-    char ssl[kMaxText] = "";
+    char ssl[kMaxSetting] = "";
     if (zafo::Ended(ssl, ZAFOLDAPSSLToString(host.nSSLType, ssl, sizeof ssl)) < 0) {
         return ZAFO_FAILURE("Bad parameters.");
     }
@@ -74,7 +74,7 @@ int ZAFOLDAPBrowserConfSetByServerParam(const ZAFOLDAP_SERVER_PARAM *params) {
     if (params == nullptr) return ZAFO_BAD_ARGUMENT("((void *)0) != pParam");
 
     ZAFOLDAP_HOST host{};
-    char domain[kMaxText] = "";
+    char domain[kMaxSetting] = "";
     host.szUri = kLocalServer;
     host.szBaseDN = params->szSuffix;
     host.szBindDN = params->szRootDN;

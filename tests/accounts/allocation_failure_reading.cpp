@@ -3,6 +3,8 @@
 // The calls that look accounts up and change memberships.
 #include "tests/accounts/allocation_failure_reading.h"
 
+#include "tests/rig/build.h"
+
 namespace zafo::core_test {
 namespace {
 
@@ -151,7 +153,7 @@ class LoggedAllocationFailure : public ConnectionTest {
 };
 
 TEST_F(LoggedAllocationFailure, SaysWhatFailed) {
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
     ExpectLogged(Script({kUsers}), RunListing<ListUsers>,
                  {"QLIBCSzListPush failed. [uid=bob,dc=a] [0x0200]"});
     ExpectLogged(NoScript, RunPlain<CountUsers>, {"init user enum request failed[0x0200]"});

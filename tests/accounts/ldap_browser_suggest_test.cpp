@@ -12,19 +12,19 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Kind {
+struct SuggestKind {
     const char *attribute;
     const char *filter;
     int (*suggest)(const ZAFOLDAP_HOST *);
 };
 
-void PrintTo(const Kind &kind, std::ostream *out) {
+void PrintTo(const SuggestKind &kind, std::ostream *out) {
     *out << kind.attribute;
 }
 
-class SuggestXid : public AccountsTest, public testing::WithParamInterface<Kind> {
+class SuggestXid : public AccountsTest, public testing::WithParamInterface<SuggestKind> {
   protected:
-    const Kind kind_ = GetParam();
+    const SuggestKind kind_ = GetParam();
     int Suggest() { return kind_.suggest(&host_); }
 };
 
@@ -87,8 +87,8 @@ TEST_P(SuggestXid, OnTheAppliancesServerTheNumberIsTakenFromThePool) {
 
 INSTANTIATE_TEST_SUITE_P(
     Twins, SuggestXid,
-    testing::Values(Kind{"uidNumber", "objectClass=posixAccount", ZAFOLDAPBrowserSuggestUid},
-                    Kind{"gidNumber", "objectClass=posixGroup", ZAFOLDAPBrowserSuggestGid}),
+    testing::Values(SuggestKind{"uidNumber", "objectClass=posixAccount", ZAFOLDAPBrowserSuggestUid},
+                    SuggestKind{"gidNumber", "objectClass=posixGroup", ZAFOLDAPBrowserSuggestGid}),
     [](const auto &test) { return std::string(test.param.attribute); });
 
 class SuggestBaseDN : public AccountsTest {

@@ -89,7 +89,6 @@ Measured Zafoldap(std::vector<std::string> arguments, const char *out = "/dev/nu
 }
 
 void ExpectSmall(const Measured &run) {
-    if (ZAFO_SANITIZED) return;  // the sanitizer needs more memory than that
     EXPECT_GT(run.kilobytes, 0);
     EXPECT_LT(run.kilobytes, kMostKilobytes);
 }

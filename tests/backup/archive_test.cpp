@@ -8,6 +8,7 @@
 
 #include "tests/backup/folder_fixture.h"
 #include "tests/backup/sealed_archive.h"
+#include "tests/rig/build.h"
 #include "tests/rig/running_tool.h"
 #include "tools/backup/archive_format.h"
 #include "tools/backup/archive_reader.h"
@@ -190,7 +191,7 @@ TEST(BackupArchive, RefusesAConfigurationFileWithoutBounds) {
 
 // The reader's memory is its own peak: measured in a process that does nothing else.
 TEST_F(BackupArchiveOnDisk, TakesTheSameMemoryForAnySize) {
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer keeps what was freed";
+    if (zafo::rig::IsSanitized()) GTEST_SKIP() << "the sanitizer keeps what was freed";
     const auto peak_after = [&](size_t records) {
         int ends[2];
         if (pipe(ends) != 0) return -1L;

@@ -9,6 +9,7 @@
 
 #include "platform/error.h"
 #include "tests/core/allocation_failure.h"
+#include "tests/rig/build.h"
 
 namespace zafo::core_test {
 
@@ -50,7 +51,7 @@ class AllocationFailure
 
 TEST_P(AllocationFailure, FailsTheCallOrNothing) {
     const Call &call = std::get<0>(GetParam());
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
     With(0);  // what is allocated once for the life of the process
     const Run whole = With(0);
     ASSERT_EQ(whole.left, 0);

@@ -38,13 +38,13 @@ void Script(rig::FakeTools &tools, Answer answer) {
     }
 }
 
-struct Case {
+struct ServerTypeCase {
     Answer own, apple;
     int result, type;  // type 9: left as it was
     size_t calls;
 };
 
-constexpr Case kCases[] = {
+constexpr ServerTypeCase kCases[] = {
     {Answer::kEntry, Answer::kEntry, 0, 1, 1},
     {Answer::kEntry, Answer::kOtherError, 0, 1, 1},
     {Answer::kNone, Answer::kEntry, 0, 2, 2},
@@ -64,7 +64,7 @@ class ServerType : public CoreTest {
 };
 
 TEST_F(ServerType, FollowsTheMarkersInTheirOrder) {
-    for (const Case &row : kCases) {
+    for (const ServerTypeCase &row : kCases) {
         SCOPED_TRACE(testing::Message() << "own " << static_cast<int>(row.own) << " apple "
                                         << static_cast<int>(row.apple));
         tools_.Reset();

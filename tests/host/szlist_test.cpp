@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/owners.h"
+#include "tests/rig/build.h"
 
 namespace {
 
@@ -300,7 +301,7 @@ TEST(SzList, RefusesBadArguments) {
 }
 
 // Out of memory by a limit on the address space; the sanitizers reserve more than any limit.
-constexpr bool kLimitable = ZAFO_SANITIZED == 0;
+const bool kLimitable = !zafo::rig::IsSanitized();
 
 class AddressSpaceLimit {
   public:

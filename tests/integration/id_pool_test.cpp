@@ -12,6 +12,7 @@
 #include <set>
 
 #include "tests/integration/pool_fixture.h"
+#include "tests/rig/build.h"
 
 namespace zafo::test {
 namespace {
@@ -168,8 +169,8 @@ Lines AllocateAtOnce(int workers, int count, const std::function<bool(std::strin
 }
 
 constexpr int kWorkers = 8;
-constexpr int kPerWorker = ZAFO_SCALED_DOWN ? 5 : 25;
-constexpr int kTotal = kWorkers * kPerWorker;
+const int kPerWorker = rig::IsScaledDown() ? 5 : 25;
+const int kTotal = kWorkers * kPerWorker;
 
 // Counts and removes the "lost" lines: everything else must be an allocated number.
 std::vector<std::string> Allocated(Lines lines) {
@@ -183,7 +184,7 @@ TEST(IdPoolAtOnce, EveryProcessGetsNumbersOfItsOwnAndNoneIsPassedOver) {
     std::vector<std::string> used, free;
     for (int n = 1000; n < 1000 + 2 * kTotal; ++n)
         (n % 20 < 3 ? used : free).push_back(std::to_string(n));
-    free.resize(kTotal);
+    free.resize(static_cast<size_t>(kTotal));
     server.SetPool(kUids, 1000, 9999, 1000);
     server.Use(kUids, used);
     server.Flush();

@@ -14,6 +14,7 @@
 #include "platform/ldap.h"
 #include "platform/user.h"
 #include "tests/integration/server_fixture.h"
+#include "tests/rig/build.h"
 #include "tests/rig/system_log.h"
 
 namespace zafo::test {
@@ -263,15 +264,15 @@ class Migration : public SharedServerTest {
 };
 
 TEST_F(Migration, OfManyAccountsThereAndBackLosesNothing) {
-    constexpr unsigned kUsers = ZAFO_SCALED_DOWN ? 50 : 500, kGroups = kUsers / 10;
-    FillLocal(kUsers, kGroups);
+    const unsigned user_count = rig::IsScaledDown() ? 50 : 500, group_count = user_count / 10;
+    FillLocal(user_count, group_count);
     const Accounts users = LocalUsers(), groups = LocalGroups();
-    ASSERT_EQ(users.size(), kUsers);
-    ASSERT_EQ(groups.size(), kGroups);
+    ASSERT_EQ(users.size(), user_count);
+    ASSERT_EQ(groups.size(), group_count);
     const Host host;
     ASSERT_EQ(ToDirectory(host), 0);
     EXPECT_EQ(ValueOf(Entry(Server().GroupDN("team3")), "description"), "Group number 3");
-    for (const unsigned i : {0U, 1U, 2U, kUsers - 1}) {
+    for (const unsigned i : {0U, 1U, 2U, user_count - 1}) {
         EXPECT_TRUE(Binds(NameOf(i), PasswordOf(i))) << i;
         EXPECT_FALSE(Binds(NameOf(i), PasswordOf(i + 1))) << i;
     }

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/rig/build.h"
 #include "tests/rig/source_tree.h"
 
 namespace {
@@ -104,7 +105,7 @@ TEST(SharedLibrary, NeedsOnlyTheStandardAndThePlatformLibraries) {
     for (const std::string &library : needed) {
         const std::string name = library.substr(0, library.find(".so"));
         const bool loader = name.starts_with("ld-linux");
-        const bool sanitizer = ZAFO_SANITIZED && kSanitizers.contains(name);
+        const bool sanitizer = zafo::rig::IsSanitized() && kSanitizers.contains(name);
         EXPECT_TRUE(kAllowed.contains(name) || loader || sanitizer) << library;
     }
 }

@@ -30,7 +30,7 @@ class TestBody {
 
     bool IsFine(const std::string &line, const std::string &next) const {
         static const std::regex kMachine(
-            R"x(\b(get(e?)uid\(\)|HasServerUser\(\)|Mounted\(\)|ZAFO_SANITIZED)x"
+            R"x(\b(get(e?)uid\(\)|HasServerUser\(\)|Mounted\(\)|IsSanitized\(\))x"
             R"x(|HaveProgram\(|chown\(|access\("/usr))x");
         if (Holds(line, "return;") && !expects_) return false;
         if (Holds(line, "GTEST_SKIP") || Holds(next, "GTEST_SKIP")) return true;

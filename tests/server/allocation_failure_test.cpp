@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "platform/error.h"
+#include "tests/rig/build.h"
 #include "tests/rig/source_tree.h"
 #include "tests/server/backup_fixture.h"
 #include "tests/server/skeleton.h"
@@ -394,7 +395,7 @@ class RulesAllocationFailure : public server_test::ServerTest {};
 
 // A stream that cannot be made is the one way in which a new temporary file cannot be written.
 TEST_F(RulesAllocationFailure, FileThatCannotBeWrittenIsLogged) {
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
     ZAFOLDAPServerACLConfGen(&kParms);  // what is allocated once for the life of the process
     std::set<std::string> logged;
     for (long nth = 1; nth < 1000; ++nth) {

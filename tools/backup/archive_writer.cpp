@@ -19,7 +19,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kBlockBytes = 128 << 10;
+constexpr int kOutputBytes = 128 << 10;
 
 // A piece is compressed once it is complete. Meanwhile slapcat fills its pipe and then blocks; a
 // piece of half the pipe's size is done before that.
@@ -71,7 +71,7 @@ ArchiveWriter::ArchiveWriter(int fd, std::string path, std::time_t written, std:
     Check(archive_write_set_format_ustar(writer));
     Check(archive_write_add_filter_zstd(writer));
     Check(archive_write_set_filter_option(writer, "zstd", "compression-level", kCompressionLevel));
-    Check(archive_write_set_bytes_per_block(writer, kBlockBytes));
+    Check(archive_write_set_bytes_per_block(writer, kOutputBytes));
     Check(archive_write_set_bytes_in_last_block(writer, 1));
     Check(archive_write_open(writer, sink_.get(), nullptr, Sink::Take, nullptr));
     WriteMember(kFormatMember, fmt::format("{}{}\n", kFormatWord, kFormat));

@@ -10,18 +10,18 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr std::size_t kBlockBytes = 256U << 10;
+constexpr std::size_t kBytesAtOnce = 256U << 10;
 constexpr std::size_t kMostBlocks = 8;
 
 }  // namespace
 
 void BackgroundSha256::Add(std::string_view bytes) {
     while (!bytes.empty()) {
-        filling_.reserve(kBlockBytes);
-        const std::string_view part = bytes.substr(0, kBlockBytes - filling_.size());
+        filling_.reserve(kBytesAtOnce);
+        const std::string_view part = bytes.substr(0, kBytesAtOnce - filling_.size());
         filling_.append(part);
         bytes.remove_prefix(part.size());
-        if (filling_.size() == kBlockBytes) HandOver();
+        if (filling_.size() == kBytesAtOnce) HandOver();
     }
 }
 

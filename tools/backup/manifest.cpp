@@ -15,27 +15,27 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-[[noreturn]] void Damaged(const std::string &what) {
+[[noreturn]] void BadManifest(const std::string &what) {
     throw JobError(Exit::kDamaged, "manifest.json: " + what);
 }
 
 const Json &Member(const Json &object, const char *key) {
     const auto found = object.find(key);
-    if (found == object.end()) Damaged(fmt::format("\"{}\" is missing", key));
+    if (found == object.end()) BadManifest(fmt::format("\"{}\" is missing", key));
     return *found;
 }
 
 std::string TextOf(const Json &object, const char *key, bool may_be_empty = false) {
     const Json &member = Member(object, key);
-    if (!member.is_string()) Damaged(fmt::format("\"{}\" is not a text", key));
+    if (!member.is_string()) BadManifest(fmt::format("\"{}\" is not a text", key));
     auto text = member.get<std::string>();
-    if (text.empty() && !may_be_empty) Damaged(fmt::format("\"{}\" is empty", key));
+    if (text.empty() && !may_be_empty) BadManifest(fmt::format("\"{}\" is empty", key));
     return text;
 }
 
 std::uint64_t NumberOf(const Json &object, const char *key) {
     const Json &member = Member(object, key);
-    if (!member.is_number_unsigned()) Damaged(fmt::format("\"{}\" is not a count", key));
+    if (!member.is_number_unsigned()) BadManifest(fmt::format("\"{}\" is not a count", key));
     return member.get<std::uint64_t>();
 }
 
@@ -43,14 +43,14 @@ std::string DigestOf(const Json &object, const char *key) {
     std::string text = TextOf(object, key);
     const bool is_hex = std::ranges::all_of(
         text, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
-    if (text.size() != 64 || !is_hex) Damaged(fmt::format("\"{}\" is not a SHA-256", key));
+    if (text.size() != 64 || !is_hex) BadManifest(fmt::format("\"{}\" is not a SHA-256", key));
     return text;
 }
 
 // Read the format first: nothing else is known about a newer one.
 int FormatOf(const Json &object) {
     const std::uint64_t format = NumberOf(object, "format");
-    if (format == 0) Damaged("\"format\" is 0");
+    if (format == 0) BadManifest("\"format\" is 0");
     if (format > kFormat)
         throw JobError(Exit::kNewerFormat,
                        fmt::format("format {} is newer than {}", format, kFormat));
@@ -86,7 +86,7 @@ std::string ToJson(const Manifest &manifest) {
 
 Manifest ManifestFrom(std::string_view text) {
     const Json object = Json::parse(text, nullptr, false);
-    if (!object.is_object()) Damaged("it is not a JSON object");
+    if (!object.is_object()) BadManifest("it is not a JSON object");
     Manifest manifest;
     manifest.format = FormatOf(object);
     manifest.product_version = TextOf(object, "product_version");
@@ -99,9 +99,9 @@ Manifest ManifestFrom(std::string_view text) {
     manifest.ldif_bytes = NumberOf(object, "ldif_bytes");
     manifest.sha256 = DigestOf(object, "sha256");
     const Json &config = Member(object, "config");
-    if (!config.is_array()) Damaged("\"config\" is not a list");
+    if (!config.is_array()) BadManifest("\"config\" is not a list");
     for (const Json &file : config) {
-        if (!file.is_object()) Damaged("\"config\" contains something other than files");
+        if (!file.is_object()) BadManifest("\"config\" contains something other than files");
         manifest.config.push_back({TextOf(file, "name"), DigestOf(file, "sha256")});
     }
     return manifest;

@@ -10,6 +10,9 @@ namespace zafo::cli {
 
 namespace {
 
+// The enumerators are visible in the table only.
+namespace table {
+
 using enum Message;
 
 constexpr std::string_view kLdap = "ldap_error";
@@ -391,9 +394,11 @@ constexpr MessageRow kRows[] = {
      "add the schema that defines it to the server (for POSIX accounts: nis.schema, RFC 2307)"},
 };
 
+}  // namespace table
+
 constexpr bool InOrder() {
-    for (size_t i = 0; i < std::size(kRows); ++i) {
-        if (kRows[i].id != static_cast<Message>(i)) return false;
+    for (size_t i = 0; i < std::size(table::kRows); ++i) {
+        if (table::kRows[i].id != static_cast<Message>(i)) return false;
     }
     return true;
 }
@@ -402,17 +407,18 @@ static_assert(InOrder(), "a row for each enumerator of Message, in their order")
 }  // namespace
 
 std::span<const MessageRow> MessageTable() {
-    return kRows;
+    return table::kRows;
 }
 
 const MessageRow &RowOf(Message id) {
-    return kRows[static_cast<size_t>(id)];
+    return table::kRows[static_cast<size_t>(id)];
 }
 
 const MessageRow *FindMessage(std::string_view section, std::string_view key) {
-    const auto found = std::ranges::find_if(
-        kRows, [&](const MessageRow &row) { return row.section == section && row.key == key; });
-    return found == std::end(kRows) ? nullptr : &*found;
+    const auto found = std::ranges::find_if(table::kRows, [&](const MessageRow &row) {
+        return row.section == section && row.key == key;
+    });
+    return found == std::end(table::kRows) ? nullptr : &*found;
 }
 
 }  // namespace zafo::cli

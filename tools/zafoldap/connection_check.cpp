@@ -290,7 +290,7 @@ class Checker {
 
     // One user is enough, so reaching the size limit is not an error.
     CheckStep Users() {
-        constexpr int kSizeLimitExceeded = 4;
+        constexpr int kLimitReached = 4;
         bool found = false;
         try {
             Search search(streams_, host_,
@@ -302,7 +302,7 @@ class Checker {
             while (search.Next() != nullptr)
                 found = true;
         } catch (const Failure &failure) {
-            if (failure.ldap_code != kSizeLimitExceeded) throw;
+            if (failure.ldap_code != kLimitReached) throw;
         }
         if (found) return Good(fmt::format("can be listed below {}", connection_.base));
         return Warned(

@@ -28,7 +28,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kStages = 6;
+constexpr int kBackupStages = 6;
 constexpr std::size_t kBlockBytes = 256U << 10;
 
 class BackupJob {
@@ -136,7 +136,8 @@ class BackupJob {
 
 int RunBackup(const Environment &environment) {
     const JobLock lock;
-    ProgressFile progress(environment.progress_file, Operation::kBackup, environment.task, kStages);
+    ProgressFile progress(environment.progress_file, Operation::kBackup, environment.task,
+                          kBackupStages);
     FinishAfter(&progress, [&] { BackupJob(environment, &progress).Run(); });
     return 0;
 }

@@ -23,7 +23,7 @@ namespace zafo::backup {
 namespace {
 
 constexpr double kMebibyte = 1U << 20;
-constexpr const char *kSlapd = "slapd";
+constexpr const char *kSlapdName = "slapd";
 
 std::pair<int, int> NumbersOf(std::string_view version) {
     std::pair<int, int> numbers{0, 0};
@@ -68,7 +68,7 @@ bool CheckServer(const Places &places) {
                         places.data));
     if (ZAFOLDAPServerIsStarted(nullptr) == 1) return true;
     const auto user = UserOf(places.data);
-    if (user && user->program == kSlapd)
+    if (user && user->program == kSlapdName)
         throw JobError(Exit::kServer,
                        fmt::format("a server is running ({}) whose service is not enabled: once "
                                    "stopped, it could not be started again",

@@ -35,7 +35,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr int kStages = 8;
+constexpr int kRestoreStages = 8;
 
 constexpr const char *kLeaveOut = "zafoldapserver restore --without-admin-entry skips it";
 
@@ -232,7 +232,7 @@ class RestoreJob {
 int RunRestore(const Environment &environment, const std::string &file) {
     const JobLock lock;
     ProgressFile progress(environment.progress_file, Operation::kRestore, environment.task,
-                          kStages);
+                          kRestoreStages);
     FinishAfter(&progress, [&] { RestoreJob(environment, file, &progress).Run(); });
     return 0;
 }

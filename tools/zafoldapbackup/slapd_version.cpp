@@ -8,7 +8,7 @@ namespace zafo::backup {
 
 namespace {
 
-constexpr const char *kSlapd = "/usr/sbin/slapd";
+constexpr const char *kSlapdPath = "/usr/sbin/slapd";
 
 }  // namespace
 
@@ -25,7 +25,7 @@ std::string VersionIn(std::string_view words) {
 
 std::string SlapdVersion() {
     try {
-        Child slapd({.argv = {kSlapd, "-VV"}});
+        Child slapd({.argv = {kSlapdPath, "-VV"}});
         slapd.Wait();
         return VersionIn(slapd.Words());
     } catch (const JobError &) {

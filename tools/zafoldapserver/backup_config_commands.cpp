@@ -16,10 +16,10 @@ namespace zafo::cli {
 
 namespace {
 
-const Fields kFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
-                        {"next_run", "NEXT RUN"}, {"share", "SHARE"},
-                        {"dir", "FOLDER"},        {"destination", "DESTINATION"},
-                        {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
+const Fields kSettingsFields = {{"enabled", "SCHEDULED"}, {"schedule", "SCHEDULE"},
+                                {"next_run", "NEXT RUN"}, {"share", "SHARE"},
+                                {"dir", "FOLDER"},        {"destination", "DESTINATION"},
+                                {"keep", "BACKUPS KEPT"}, {"scheduler", "SCHEDULER"}};
 
 std::string_view Name(Registration registration) {
     constexpr std::string_view kNames[] = {"as set", "lacks the schedule",
@@ -49,7 +49,7 @@ Json RecordOf(const Session &session, const BackupSettings &settings) {
 }
 
 void Show(Session &session) {
-    PrintRecord(session.streams, session.document, kFields,
+    PrintRecord(session.streams, session.document, kSettingsFields,
                 RecordOf(session, ReadBackupSettings()));
 }
 

@@ -22,12 +22,12 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr int kTries = 20;
+constexpr int kReadTries = 20;
 constexpr std::chrono::milliseconds kPause{50};
 // The library's limit.
 constexpr size_t kLongestSharePath = 558;
 
-using Record = LibraryRecord<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
+using ConfigRecord = LibraryRecord<ZAFOLDAP_BACKUP_CONFIG, ZAFOLDAPBackupConfigFree>;
 
 std::string ReasonOfPlatform() {
     switch (QLIBCErrGet()) {
@@ -59,8 +59,8 @@ void ForgetErrors() {
 }  // namespace
 
 BackupSettings ReadBackupSettings() {
-    Record record;
-    for (int left = kTries;; --left) {
+    ConfigRecord record;
+    for (int left = kReadTries;; --left) {
         ForgetErrors();
         if (ZAFOLDAPBackupConfigGet(record.Address(), nullptr) == 0) break;
         // Other writers hold the settings only for a moment.

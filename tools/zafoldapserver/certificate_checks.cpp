@@ -15,7 +15,6 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::time_t kDay = 24 * 3600;
 constexpr std::time_t kWarnDays = 30;
 
 constexpr const char *kOwnFix =
@@ -93,7 +92,7 @@ CheckStep CheckCertificateNames(CheckedServer &checked) {
 
 CheckStep JudgeEnd(const std::string &whose, const std::string &subject, std::time_t ends,
                    std::time_t now) {
-    const std::time_t days = (ends - now) / kDay;
+    const std::time_t days = (ends - now) / (24 * 3600);
     if (ends <= now)
         return Wrong(
             fmt::format("{} of {}: certificate has expired, on {}", whose, subject, DateText(ends)),

@@ -12,13 +12,13 @@ namespace zafo::cli {
 
 namespace {
 
-struct Row {
+struct CheckRow {
     const char *id;
     CheckStep (*check)(CheckedServer &);
     bool without_server = false;  // also run where no server is set up
 };
 
-constexpr Row kRows[] = {
+constexpr CheckRow kRows[] = {
     {"configuration", CheckConfigurationFile},
     {"access-rules", CheckAccessRules},
     {"enabled", CheckEnabled},
@@ -68,7 +68,7 @@ int CheckServer(Session &session) {
     CheckStep step = CheckSetUp(checked.server);
     step.step = "set-up";
     printer.Print(step);
-    for (const Row &row : kRows) {
+    for (const CheckRow &row : kRows) {
         step = checked.server.SetUp() || row.without_server ? row.check(checked)
                                                             : Skipped("the server is not set up");
         step.step = row.id;

@@ -13,7 +13,7 @@ namespace zafo::cli {
 
 namespace {
 
-using Record = LibraryRecord<ZAFOLDAP_PROGRESS, ZAFOLDAPServerProgressFree>;
+using ProgressRecord = LibraryRecord<ZAFOLDAP_PROGRESS, ZAFOLDAPServerProgressFree>;
 
 std::string Text(const char *text) {
     return text == nullptr ? std::string() : OneLine(text);
@@ -45,7 +45,7 @@ JobState JobProgress::State() const {
 }
 
 std::optional<JobProgress> ReadProgress() {
-    Record record;
+    ProgressRecord record;
     switch (ZAFOLDAPServerProgressGet(record.Address())) {
         case 0:
             return std::nullopt;

@@ -14,11 +14,12 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLookEvery{200};
+constexpr std::chrono::milliseconds kRefreshEvery{200};
 
-const Fields kFields = {{"operation", "OPERATION"}, {"task", "TASK"},     {"state", "STATE"},
-                        {"stage", "STAGE"},         {"total", "OF"},      {"action", "ACTION"},
-                        {"status", "EXIT CODE"},    {"reason", "REASON"}, {"pid", "PROCESS"}};
+const Fields kProgressFields = {
+    {"operation", "OPERATION"}, {"task", "TASK"},     {"state", "STATE"},
+    {"stage", "STAGE"},         {"total", "OF"},      {"action", "ACTION"},
+    {"status", "EXIT CODE"},    {"reason", "REASON"}, {"pid", "PROCESS"}};
 
 backup::Operation OperationOf(const JobProgress &progress) {
     return progress.IsRestore() ? backup::Operation::kRestore : backup::Operation::kBackup;
@@ -43,7 +44,7 @@ std::optional<JobProgress> Follow(Session &session, JobProgress progress) {
     ProgressDisplay display(session);
     while (progress.running) {
         display.Show(progress);
-        std::this_thread::sleep_for(kLookEvery);
+        std::this_thread::sleep_for(kRefreshEvery);
         if (Interrupted()) throw OwnFailure(Message::kInterrupted, {});
         const std::optional<JobProgress> now = ReadProgress();
         // A different pid is another job.
@@ -73,7 +74,7 @@ int ShowProgress(Session &session) {
         if (!progress) throw OwnFailure(Message::kJobLeftNoWord, {.subject = operation});
         ThrowUnlessDone(*progress);
     }
-    PrintRecord(session.streams, session.document, kFields, RecordOf(*progress));
+    PrintRecord(session.streams, session.document, kProgressFields, RecordOf(*progress));
     return 0;
 }
 

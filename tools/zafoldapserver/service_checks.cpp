@@ -10,10 +10,8 @@ namespace zafo::cli {
 
 namespace {
 
-constexpr std::time_t kDay = 24 * 3600;
-
 // How long a crash is worth a warning.
-constexpr std::time_t kWorrying = 7 * kDay;
+constexpr std::time_t kWorrying = 7 * 24 * 3600;
 
 std::string Times(long long count) {
     return count == 1 ? "once" : fmt::format("{} times", count);
