@@ -4,7 +4,7 @@
  *
  * The rules of the interface, which the functions' own comments do not repeat:
  *
- * 1. Results. Functions return an int: on success 0 (or a count, a descriptor, or 1 for
+ * 1. Results. Most functions return an int: on success 0 (or a count, a descriptor, or 1 for
  *    "found"), on failure -1, unless their comments say otherwise. Functions that return a
  *    pointer return NULL on failure.
  *
