@@ -265,7 +265,7 @@ TEST_F(OnAppliance, GroupEditAndRenameKeepTheMembers) {
     ASSERT_EQ(Line("user add anna --password-stdin --gid 1500001 --groups staff").exit_code, 0);
     const ProgramRun edit = Line("group edit staff --gid 1500002 --description ''");
     EXPECT_EQ(edit.exit_code, 0) << edit.err;
-    EXPECT_THAT(edit.err, HasSubstr("the primary group number 1500001 stays with 1 user: "));
+    EXPECT_THAT(edit.err, HasSubstr("1 user still has the primary group number 1500001: "));
     ASSERT_EQ(Line("group rename staff everybody").exit_code, 0);
     const Json group = LineJson("group show everybody")["data"];
     EXPECT_EQ(group["gid"], 1500002);

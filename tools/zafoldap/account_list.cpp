@@ -25,7 +25,7 @@ std::string FilterOf(const Session &session, const AccountKind &kind) {
 
 int LimitOf(const Session &session) {
     const std::optional<int> limit = session.invocation.Number("limit");
-    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
+    if (limit && *limit < 1) RefuseUsage(session, "--limit must be at least 1");
     return limit.value_or(std::numeric_limits<int>::max());
 }
 

@@ -325,7 +325,7 @@ class Checker {
         if (found) return Ok(fmt::format("can be listed below {}", connection_.base));
         return Warning(
             fmt::format("no entry of the class posixAccount is visible below {}: there is none, or "
-                        "it is not shown to {}",
+                        "the server does not show it to {}",
                         connection_.base,
                         connection_.bind_dn.empty() ? "anonymous clients" : connection_.bind_dn));
     }
@@ -382,7 +382,8 @@ class Checker {
         }
         if (sound) return Ok(std::move(detail));
         CheckStep step = Warning(std::move(detail));
-        step.hint = "the limits make no sense: see cn=zafoconf, and zafoldap id check";
+        step.hint = "these limits make no sense: correct the entries below cn=zafoconf, then run "
+                    "zafoldap id check";
         return step;
     }
 

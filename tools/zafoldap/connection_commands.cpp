@@ -79,7 +79,7 @@ void CheckLoginSuffix(const std::string &suffix) {
     const bool good = IsText(suffix) && suffix.find_first_of("\r\n\t ") == std::string::npos;
     if (!good)
         throw OwnFailure(Message::kBadText, {.subject = "--login-suffix",
-                                             .reason = "it holds blanks or control characters"});
+                                             .reason = "it contains blanks or control characters"});
 }
 
 // The transport that --uri and --ssl together request.
@@ -282,7 +282,7 @@ Command ConnectionAddCommand() {
         .exclusive = {{"password-stdin", "password-file"}},
         .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
                       "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
-                      "a connection that prompts for its password"},
+                      "a bind DN, whose password is prompted for"},
                      {"zafoldap connection add public --uri ldap.example.org --base "
                       "dc=example,dc=org",
                       "an anonymous connection"},
@@ -339,7 +339,7 @@ Command ConnectionEditCommand() {
             .run = EditConnection,
             .summary = "Change a saved connection",
             .description =
-                "Changes only what the options name. A new bind DN also needs its password. "
+                "Changes only what the options specify. A new bind DN also needs its password. "
                 "--anonymous removes bind DN and password.",
             .arguments = {kConnectionName},
             .options = {Uri(false),
@@ -424,7 +424,8 @@ Command ConnectionCheckCommand() {
                 "are skipped and the exit code is that of the failed step.",
             .arguments = {kMaybeConnectionName},
             .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
-                         {"zafoldap connection check work --json", "the same for a monitor"}},
+                         {"zafoldap connection check work --json",
+                          "the same for a monitoring system"}},
             .exits = {3, 4, 6}};
 }
 

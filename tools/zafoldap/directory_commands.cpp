@@ -81,7 +81,7 @@ Query QueryOf(const Invocation &invocation) {
     const std::optional<int> limit = invocation.Number("limit");
     if (limit && *limit < 1) {
         throw OwnFailure(Message::kUsage, {.subject = "zafoldap search --help",
-                                           .reason = "--limit needs at least 1"});
+                                           .reason = "--limit must be at least 1"});
     }
     return query;
 }

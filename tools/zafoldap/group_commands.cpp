@@ -251,8 +251,10 @@ int EditGroup(Session &session) {
     session.streams.Note(fmt::format("group {} changed", OneLine(group.name)));
     if (!primary.empty())
         session.streams.Note(fmt::format(
-            "the primary group number {} stays with {} user{}: zafoldap user edit NAME --gid {}",
-            old, primary.size(), primary.size() == 1 ? "" : "s", *gid));
+            "{1} user{2} still {3} the primary group number {0}: zafoldap user edit NAME --gid {4} "
+            "changes that",
+            old, primary.size(), primary.size() == 1 ? "" : "s",
+            primary.size() == 1 ? "has" : "have", *gid));
     return 0;
 }
 
@@ -278,7 +280,7 @@ int RenameGroup(Session &session) {
     const AccountDirectory directory(session, kGroupKind);
     const Account group = directory.RequireAccount(kGroupKind, session.Argument("OLD"));
     if (strcasecmp(group.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
+        RefuseUsage(session, "the new name is the old one, or differs only in letter case");
     if (directory.Find(kGroupKind, new_name))
         throw OwnFailure(kGroupKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;

@@ -71,7 +71,7 @@ int RenameUser(Session &session) {
     const AccountDirectory directory(session, kUserKind);
     const Account user = directory.RequireAccount(kUserKind, session.Argument("OLD"));
     if (strcasecmp(user.name.c_str(), new_name.c_str()) == 0)
-        RefuseUsage(session, "the new name differs from the old one at most in letter case");
+        RefuseUsage(session, "the new name is the old one, or differs only in letter case");
     if (directory.Find(kUserKind, new_name))
         throw OwnFailure(kUserKind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;
