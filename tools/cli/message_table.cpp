@@ -265,7 +265,7 @@ constexpr MessageRow kRows[] = {
      "only the appliance's own kind of server has one; zafoldap id next works without it"},
     {kPoolFailed, kOwn, "pool_failed", 1, "no number can be taken from the directory's pool",
      "see its limits with zafoldap id pool show, and run zafoldap id check"},
-    {kIdsWrong, kOwn, "ids_wrong", 1, "{reason}", "each of them says what to do"},
+    {kIdsWrong, kOwn, "ids_wrong", 1, "{reason}", "each failed check says what to do"},
     {kHomesUnpublished, kOwn, "homes_unpublished", 3,
      "the directory on {server} publishes no home folders",
      "name their location with --export HOST:PATH, or publish it first, on the server: "
@@ -349,7 +349,7 @@ constexpr MessageRow kRows[] = {
      "see /var/log/messages, then run the same command again"},
     {kServerFileUnreadable, kOwn, "server_file_unreadable", 1, "{subject} cannot be read: {reason}",
      "zafoldapserver check has details; zafoldapserver enable rewrites it"},
-    {kServerUnwell, kOwn, "server_unwell", 1, "{reason}", "each of them says what to do"},
+    {kServerUnwell, kOwn, "server_unwell", 1, "{reason}", "each failed check says what to do"},
     {kExportBad, kOwn, "export_bad", 2,
      "\"{subject}\" is not a valid location for home folders: {reason}",
      "write it like: zafoldapserver automount set nas.example.com /volume1/homes"},
