@@ -34,7 +34,7 @@ constexpr Refusal kRefusals[] = {
     {2, "user add 1anna --password-stdin", "it does not start with a letter or \"_\""},
     {2, "user add 4711 --password-stdin", "only digits"},
     {2, "user add 4711 --any-name --password-stdin", "only digits"},
-    {2, "user add 'a b' --password-stdin", "contains another character"},
+    {2, "user add 'a b' --password-stdin", "contains a character that is not allowed"},
     {2, "user add 'a*' --any-name --password-stdin", "one of * ( ) \\"},
     {2, "user add a/b --any-name --password-stdin", "\":\" or \"/\""},
     {2, "user add .. --any-name --password-stdin", "a special folder name"},
@@ -45,7 +45,7 @@ constexpr Refusal kRefusals[] = {
     {5, "group add staff", "the group name staff is taken"},
     {5, "group rename staff users", "the group name users is taken"},
     {2, "group rename staff STAFF --any-name", "differs only in letter case"},
-    {2, "user rename anna 'b c'", "contains another character"},
+    {2, "user rename anna 'b c'", "contains a character that is not allowed"},
     {2, "user delete 'an*' -y", "* ( ) \\"},
     // numbers
     {2, "user add bob --uid 0 --password-stdin", "it is reserved"},
