@@ -223,7 +223,7 @@ TEST_F(OnAppliance, DeleteSaysWhatItTouchesAndAsks) {
     EXPECT_EQ(Line("user delete anna nobody-here -y").exit_code, 3);
     EXPECT_EQ(Tree(), before);
     OnTerminal yes({"group", "rm", "users", "staff"});
-    yes.Answer("with it as primary group will keep the number of a deleted group", "");
+    yes.Answer("whose primary group it is will keep the number of a deleted group", "");
     yes.Answer("Delete the groups users and staff? [y/N] ", "y\n");
     EXPECT_EQ(yes.Finish(), 0);
     EXPECT_EQ(Line("group list").out, "");

@@ -255,7 +255,8 @@ constexpr MessageRow kRows[] = {
     {kClassMissing, kOwn, "class_missing", 1,
      "{subject} needs the object class {reason}, which the entry or the "
      "schema of {server} lacks",
-     "leave it out; zafoldap connection check {connection} shows what the schema has"},
+     "run it again without {subject}; zafoldap connection check {connection} shows what the schema "
+     "has"},
     {kAttributeMissing, kOwn, "attribute_missing", 1,
      "{server} no longer has the value to be changed",
      "somebody else may have changed {subject} meanwhile: check it and try again"},
