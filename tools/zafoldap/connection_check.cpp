@@ -382,8 +382,9 @@ class Checker {
         }
         if (sound) return Ok(std::move(detail));
         CheckStep step = Warning(std::move(detail));
-        step.hint = "these limits make no sense: correct the entries below cn=zafoconf, then run "
-                    "zafoldap id check";
+        step.hint =
+            "these limits make no sense: correct the entries below cn=zafoconf, then run "
+            "zafoldap id check";
         return step;
     }
 

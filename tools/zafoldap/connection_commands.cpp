@@ -411,22 +411,22 @@ int CheckConnection(Session &session) {
 }
 
 Command ConnectionCheckCommand() {
-    return {.noun = "connection",
-            .verb = "check",
-            .run = CheckConnection,
-            .summary = "Test a saved connection step by step",
-            .description =
-                "Tests each step from the saved settings to listing users and says whether it "
-                "works, or why not and what to do: settings, resolve (name to address), connect, "
-                "tls, chain (who signed the server's certificate, and when each certificate ends), "
-                "names (those that the certificate is for), bind, base, users, schema, type (kind "
-                "of server), pool (numbers for new accounts). When a step fails, the later ones "
-                "are skipped and the exit code is that of the failed step.",
-            .arguments = {kMaybeConnectionName},
-            .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
-                         {"zafoldap connection check work --json",
-                          "the same for a monitoring system"}},
-            .exits = {3, 4, 6}};
+    return {
+        .noun = "connection",
+        .verb = "check",
+        .run = CheckConnection,
+        .summary = "Test a saved connection step by step",
+        .description =
+            "Tests each step from the saved settings to listing users and says whether it "
+            "works, or why not and what to do: settings, resolve (name to address), connect, "
+            "tls, chain (who signed the server's certificate, and when each certificate ends), "
+            "names (those that the certificate is for), bind, base, users, schema, type (kind "
+            "of server), pool (numbers for new accounts). When a step fails, the later ones "
+            "are skipped and the exit code is that of the failed step.",
+        .arguments = {kMaybeConnectionName},
+        .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
+                     {"zafoldap connection check work --json", "the same for a monitoring system"}},
+        .exits = {3, 4, 6}};
 }
 
 // Needs no saved connection: the query is anonymous.

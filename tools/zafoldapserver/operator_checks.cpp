@@ -100,9 +100,8 @@ CheckStep CheckOperators(CheckedServer &checked) {
         OperatorGroup group(checked);
         const auto members = group.Members();
         if (!members) {
-            return Wrong(
-                fmt::format("{} is missing: only the administrator may write", group.Dn()),
-                fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
+            return Wrong(fmt::format("{} is missing: only the administrator may write", group.Dn()),
+                         fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
         }
         const std::vector<std::string> missing = group.Missing(*members);
         if (missing.empty())

@@ -67,7 +67,8 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
     if (session.Options().form == Form::kJson) session.document.Whole(record);
-    session.streams.Note(fmt::format("home folder of {}: created or already there", OneLine(whose)));
+    session.streams.Note(
+        fmt::format("home folder of {}: created or already there", OneLine(whose)));
 }
 
 // Prints what a dry run would do; returns whether this is one.
