@@ -4,16 +4,16 @@
  *
  * The rules of the interface, which the functions' own comments do not repeat:
  *
- * 1. Results. An int, 0 (or a count, a descriptor, a "found" 1) on success and
- *    -1 on failure, unless a function says otherwise. Functions that return a
+ * 1. Results. Most functions return an int: on success 0 (or a count, a descriptor, or 1 for
+ *    "found"), on failure -1, unless their comments say otherwise. Functions that return a
  *    pointer return NULL on failure.
  *
  * 2. Two error slots, neither cleared on success. ZAFOLDAPErrGet holds LDAP
- *    result codes (RFC 4511 section 4.1.9, as the OpenLDAP tools exit with
- *    them) and the library's own codes (zafoldap/error.h); QLIBCErrGet
- *    (platform/error.h) holds generic conditions. After a failure read the first and, if it is 0,
- *    the second; clear the first with ZAFOLDAPErrReset before a call whose failure you want to
- *    explain.
+ *    result codes (RFC 4511 section 4.1.9, which are the exit codes of the OpenLDAP tools)
+ *    and the library's own codes (zafoldap/error.h); QLIBCErrGet (platform/error.h) holds
+ *    generic conditions. After a failure read the first and, if it is 0, the second. Clear the
+ *    first with ZAFOLDAPErrReset before any call whose failure you want to explain, or it may
+ *    still hold an older code.
  *
  * 3. Bad arguments. Every function first checks its pointer arguments in the order of its
  *    parameters, each record before the fields it needs. A failed check is logged
@@ -23,7 +23,7 @@
  * 4. Records are declared by the caller, set up by their Init function and
  *    released by their Free function, which frees what they own and zeroes
  *    them. Strings in a record are borrowed unless the record says that it
- *    owns them. Lists and maps that a function returns are freed with the platform's free function;
+ *    owns them. Free lists and maps that a function returns with the platform's free functions;
  *    strings that a function returns point into the record they came from, or are constants.
  *
  * 5. Out of memory sets platform error 0x0200 and fails the call. No C++
@@ -36,7 +36,8 @@
  * 7. Diagnostics go to syslog at priority 3 (error). Command lines, tool output and exit codes are
  *    logged only if "/tmp/zafoldap_debug", owned by root or the effective user, is readable at the
  *    process's first check (zafoldap/debug.h). The tools inherit standard error; those of the host
- *    platform print there why something failed, but not the library's expected negative answers.
+ *    platform print there why something failed, but no message when the library asked a question
+ *    whose answer is "no".
  */
 #ifndef ZAFOLDAP_H
 #define ZAFOLDAP_H

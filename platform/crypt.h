@@ -14,7 +14,7 @@ ZAFO_BEGIN_DECLS
 /* Enciphers a text of at most 1023 bytes into printable text (at most 1368
  * characters and the final zero). The host platform uses AES-256-GCM with a
  * machine key in "/usr/zafo/etc/private/machine.key" (32 random bytes, mode 0600, created on first
- * use): two runs over the same text differ.
+ * use); enciphering the same text twice gives different results.
  * 0; -1 with 0x0D00, 0x0E00 (buffer), 0x0900 or 0x0B00 (key file), 0x0F00 (key file damaged). */
 ZAFO_API int QLIBCryptSzEncrypt(const char *szClear, char *szCipher, size_t cbCipher);
 

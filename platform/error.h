@@ -25,7 +25,7 @@ enum {
     QLIB_ERR_NO_SUCH_GROUP = 0x1800,     /* no such group */
     QLIB_ERR_NO_SUCH_USER = 0x1D00,      /* no such user */
     QLIB_ERR_SECTION_NOT_FOUND = 0x2200, /* a configuration section does not exist */
-    QLIB_ERR_NOT_SUPPORTED = 0x2600,     /* this build of the platform lacks the function */
+    QLIB_ERR_NOT_SUPPORTED = 0x2600,     /* the function is missing in this build of the platform */
     QLIB_ERR_SERVICE_START = 0xD100,     /* a service could not be started */
     QLIB_ERR_SERVICE_STOP = 0xD200       /* a service could not be stopped */
 };

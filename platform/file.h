@@ -2,8 +2,8 @@
  *
  * Section files: text files of "[section]" headings over "key=value" lines.
  * A line that begins with '#' or ';' is a comment. Blanks around keys and
- * values do not count; a value in double quotes keeps them and may hold the
- * escapes \" \\ \n \r \t. Anything else is damage: the file is refused with
+ * values are ignored; a value in double quotes keeps them and may hold the
+ * escapes \" \\ \n \r \t. Anything else makes it a damaged file, which is refused with
  * 0x0F00 and never rewritten.
  *
  * Writers keep comments, blank lines, order and keys that they were not told
@@ -27,16 +27,16 @@ ZAFO_BEGIN_DECLS
 ZAFO_API int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *pHash);
 
 /* Adds a section with the pairs of `pHash` (NULL: none) at the end of the
- * file, which is made when it does not exist. An existing section is left unchanged, and the call
+ * file, which is created if missing. An existing section is left unchanged, and the call
  * succeeds. `nFlags` must be 0.
  * 0; -1 with 0x0900, 0x0B00, 0x0F00, 0x0D00 or 0x0200. */
 ZAFO_API int QLIBCFileAddSection(const char *szFile, const char *szSection, const QLIBSZHASH *pHash,
                                  int nFlags);
 
-/* Stores `pHash` into section `szSection`. A map that QLIBCFileGetSection
- * filled stores what changed since: keys set or removed by the caller, while
- * changes that others have made to other keys meanwhile are kept. Any other
- * map replaces all keys of the section. `szNewName` renames the section (NULL: keep).
+/* Stores `pHash` into section `szSection`. Of a map that QLIBCFileGetSection filled only the
+ * keys that the caller has set or removed since are stored or removed; changes that others have
+ * made to other keys meanwhile are kept. Any other map replaces all keys of the section.
+ * `szNewName` renames the section (NULL: keep).
  * `nFlags` must be 0.
  * 0; -1 with 0x2200 (no such section), 0x0900, 0x0B00, 0x0F00, 0x0D00 or 0x0200. */
 ZAFO_API int QLIBCFileSetSection(const char *szFile, const char *szSection, const char *szNewName,

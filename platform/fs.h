@@ -13,9 +13,9 @@ ZAFO_BEGIN_DECLS
 
 /* Creates a folder and its missing parents.
  *
- * `szPath` is absolute; several "/" in a row count as one, and one at the end does not
- * count. "." and ".." are refused, and so is "/" itself. No link is followed, neither on the way
- * nor at the end, so that nobody who may write to a folder on the way can redirect the call.
+ * `szPath` is absolute; several "/" in a row count as one, and one at the end is
+ * ignored. "." and ".." are refused, and so is "/" itself. No link is followed, neither on the way
+ * nor at the end, so that users who may write to a folder on the way cannot redirect the call.
  *
  * A new folder gets exactly the bits of `mode` (at most 07777), whatever the umask, and with
  * `blSetOwner` 1 the owner `uid` and the group `gid`; with 0 it belongs to the caller. New parents

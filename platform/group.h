@@ -42,9 +42,9 @@ ZAFO_API void ZAFOGroupFree(ZAFOGROUP *pGroup);
  * 0x0200. */
 ZAFO_API int ZAFOGroupEnum(QLIBSZLIST **ppList, int nType);
 
-/* The group with a name or number, including the system's own groups, whose names and numbers count
- * as taken. ZAFOGroupGet also asks the local database. Users whose primary group it is are not
- * members.
+/* The group that has this name or number, including the system's own groups, whose names and
+ * numbers count as taken. ZAFOGroupGet, too, asks only the local database. Users whose primary
+ * group it is are not listed as members.
  * 0 found; -1 with 0x1800 (no such group), 0x0900, 0x0D00 or 0x0200, and *ppGroup as it was.
  * *ppGroup is replaced and freed by the caller with ZAFOGroupFree; start with NULL. */
 ZAFO_API int ZAFOGroupGet(const char *szName, ZAFOGROUP **ppGroup);

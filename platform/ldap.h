@@ -43,7 +43,7 @@ ZAFO_API int ZAFOLDAPLoginSuffixGet(char *szBuf, size_t cbBuf);
  * URI's scheme is ldaps, else 0. */
 ZAFO_API int ZAFOLDAPSSLTypeGetFromNslcd(void);
 
-/* "on", "yes", "true" and "1" are 1, "start_tls" and "starttls" are 2 (without letter
+/* "on", "yes", "true" and "1" are 1, "start_tls" and "starttls" are 2 (in any letter
  * case); anything else, NULL included, is 0. */
 ZAFO_API int ZAFOLDAPSSLToType(const char *szSSL);
 
@@ -74,9 +74,9 @@ ZAFO_API int ZAFOLDAPRDNPairExtract(const char *szRDN, char *szAttr, size_t cbAt
 
 /* Rewrites `szConf` from `szTemplate` in one step, replacing the value of every directive named by
  * a key of the map with the key's value; a key that the template lacks is added. A value with
- * blanks is written as one word, in double quotes: right for a DN, wrong for a directive whose
- * value is several words. The file is readable by the directory server: its group is "openldap" and
- * its mode 0640; if there is no such group, or the file cannot be given to it, the mode is 0600. In
+ * blanks is written as one word, in double quotes: right for a DN, but wrong for a directive that
+ * takes several words. The file is readable by the directory server: its group is "openldap", its
+ * mode 0640; if there is no such group, or the file cannot be given to it, the mode is 0600. In
  * the other lines of the template, within double quotes, "${suffix}" and "${rootdn}" stand for the
  * values of those directives, "${rootdn_parent}" for the DN above the latter, and in an LDAP URL
  * "${suffix_in_url}" for the suffix. `nFlags` must be 0.

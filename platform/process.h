@@ -33,17 +33,17 @@ ZAFO_API FILE *QLIBCPopenv(const char *szPath, const char *szMode, char *const a
 
 /* Closes the stream, waits for the child and returns its wait status as
  * waitpid gives it. Never kills the child. -1 with 0x0D00 for NULL or for a
- * stream that QLIBCPopen did not make (which is left open). */
+ * stream that QLIBCPopen did not return (which is left open). */
 ZAFO_API int QLIBCPclose(FILE *pStream);
 
 /* Runs a program with up to four arguments (a NULL ends them early) and
  * waits. An argument that begins with "/" and ends in "/" followed by "*" is
- * replaced by the entries of that folder, dot files included; unchanged when
+ * replaced by the entries of that folder, dot files included, or passed as it is when
  * there are none. Standard output goes to /dev/null. A copy by "/bin/cp" into a folder that another
  * user owns is made with that user's privileges, even when the caller is root, because the owner
- * could make it follow any link. The host platform runs "/bin/mount" with two arguments, none of
+ * could make it follow any link. The host platform runs "/bin/mount" with two arguments, neither of
  * them an option, as an NFS mount without executables, set-id bits and devices ("-t nfs -o
- * nosuid,nodev,noexec"): a file, folder or device for a source fails.
+ * nosuid,nodev,noexec"), which fails if the source is a file, folder or device.
  * 0 when it exited with 0; -1 with 0x0900 when it, or such a folder, could not be opened, with
  * 0x0200 when out of memory; else the exit code, or 128 plus the signal's number. */
 ZAFO_API int QLIBCExec(const char *szPath, const char *szArg1, const char *szArg2,
@@ -62,8 +62,8 @@ ZAFO_API int QLIBCExecv(const char *szPath, char *const argv[], int nFlags);
 
 /* Why the calling thread's last child could not be started, as an errno: EMFILE and ENFILE when out
  * of descriptors, EAGAIN of processes, ENOMEM of memory, ENOENT and EACCES for the program itself,
- * … 0 when it was started, or no start was ever attempted. Copies the program's path, cut to fit,
- * where `szPath` is not NULL. */
+ * and so on; 0 when it was started, or no start was ever attempted. If `szPath` is not NULL, the
+ * program's path is copied there, cut to fit. */
 ZAFO_API int QLIBCStartError(char *szPath, size_t cbPath);
 
 /* 1 when a process with this id exists (a zombie does not count), else 0. */

@@ -11,9 +11,9 @@
 
 ZAFO_BEGIN_DECLS
 
-/* The path of a shared folder, from "/usr/zafo/etc/smb.conf" as smb.conf(5)
- * has it: names of shares are compared without case and outer blanks, names of
- * parameters without case and any blanks, "directory" is "path", the last value counts, a line that
+/* The path of a shared folder, from "/usr/zafo/etc/smb.conf", read as smb.conf(5)
+ * says: letter case and outer blanks in names of shares are ignored, as are letter case and all
+ * blanks in names of parameters; "directory" means "path"; the last value counts; a line that
  * ends with a backslash continues in the next one. [global], [homes] and [printers] are not shares.
  * A share whose path is missing, relative or contains a %-variable counts as missing, because it
  * names no single folder. "include" and "copy" are not followed.

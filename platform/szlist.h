@@ -3,8 +3,8 @@
  * QLIBSZLIST: a growable list of strings in one block of memory.
  *
  * The list owns copies of its strings. Functions that can grow the list take
- * the address of the caller's list pointer, because the block may move; they
- * leave list and pointer as they were when they fail. A string returned by
+ * the address of the caller's list pointer, because the block may move; if they
+ * fail, they leave list and pointer as they were. A string returned by
  * QLIBCSzListGet points into the block and stays valid until the list is
  * changed or freed. A string passed to a function may point into the same list. A list belongs to
  * one thread at a time.
@@ -64,8 +64,8 @@ ZAFO_API int QLIBCSzListRemoveAll(QLIBSZLIST *pList);
 ZAFO_API int QLIBCSzListPop(QLIBSZLIST *pList);
 
 /* Removes from `pList` every string that `pOther` holds (compared by bytes,
- * or without letter case when `nFlags` is 16), keeping the order of the rest.
- * Time grows with the sizes of both lists, not with their product.
+ * or ignoring letter case when `nFlags` is 16), keeping the order of the rest.
+ * The time needed grows with the sum of both sizes, not with their product.
  * 1 on success, also when nothing is left; 0 with 0x0D00 or 0x0200. */
 ZAFO_API int QLIBCSzListSub(QLIBSZLIST *pList, const QLIBSZLIST *pOther, int nFlags);
 

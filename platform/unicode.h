@@ -10,7 +10,8 @@
 ZAFO_BEGIN_DECLS
 
 /* Compares two UTF-8 texts without regard to letter case (full case folding,
- * NFC). Below, equal to or above 0, as strcmp; text that is not UTF-8 is compared by bytes. */
+ * NFC). The result is below, equal to or above 0, as that of strcmp; text that is not UTF-8 is
+ * compared by bytes. */
 ZAFO_API int QLIBCUnicodeUTF8StrCaseCmp(const char *szA, const char *szB);
 
 ZAFO_END_DECLS

@@ -46,8 +46,8 @@ typedef struct ZAFOUSER {
 /* Counts the results of the changes made with it. */
 typedef struct QLIBCMRESULT {
     int nDone;   /* accounts changed */
-    int nFailed; /* accounts that could not be */
-    int nError;  /* the platform error of the last of those, 0 when there is none */
+    int nFailed; /* accounts that could not be changed */
+    int nError;  /* the platform error of the last of the latter, 0 when there is none */
 } QLIBCMRESULT;
 
 /* A new record of zeros, freed by QLIBCMResultFree (NULL is accepted). NULL with 0x0200. */
@@ -70,13 +70,13 @@ ZAFO_API void ZAFOUserFree(ZAFOUSER *pUser);
  * 0x0200. */
 ZAFO_API int ZAFOUserEnum(QLIBSZLIST **ppList, int nType);
 
-/* The user with a name or number, including the system's own accounts, whose names and numbers
- * count as taken. ZAFOUserGet also asks the local database; an appliance's other databases have
- * their own functions. The record's password is the hash as in shadow(5): of crypt(5), after "!" or
- * "*" when it is locked. It is never empty: an account that needs no password, and one without a
- * line in "/etc/shadow", has "!". The full name is the first part of the GECOS field, the day of
- * expiry is 0 when there is none, blDisallowChangePasswd is 1 while the password is younger than
- * the minimum age.
+/* The user who has this name or number, including the system's own accounts, whose names and
+ * numbers count as taken. ZAFOUserGet, too, asks only the local database; an appliance's other
+ * databases have their own functions. The record's password is the hash as in shadow(5): one of
+ * crypt(5), preceded by "!" or "*" when the password is locked. It is never empty: an account that
+ * needs no password, and one without a line in "/etc/shadow", has "!". The full name is the first
+ * part of the GECOS field, the day of expiry is 0 when there is none, blDisallowChangePasswd is 1
+ * while the password is younger than the minimum age.
  * 0 found; -1 with 0x1D00 (no such user), 0x0900 ("/etc/passwd" or "/etc/shadow" is not readable),
  * 0x0F00 ("/usr/zafo/etc/account.conf" is damaged), 0x0D00 or 0x0200, and *ppUser as it was.
  * *ppUser is replaced and freed by the caller with ZAFOUserFree; start with NULL. */
@@ -88,7 +88,7 @@ ZAFO_API int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser);
  *   szName     at most 32 bytes, without ":" "," "/" "=" and unfit characters, not a number. Unfit
  *              are control characters of ASCII and Latin-1, line separators, and those that change
  *              the direction of text
- *   szFullname any text; a GECOS field has blanks for ":", "," and unfit characters
+ *   szFullname any text; the GECOS field gets blanks in place of ":", "," and unfit characters
  *   szPasswd   a hash of crypt(5), with or without "{crypt}" before it in any letter case; anything
  *              else, including NULL, locks the password
  *   pw_uid     a free number for ordinary users
@@ -107,25 +107,26 @@ ZAFO_API int ZAFOUserGetLocalByUID(uint32_t uid, ZAFOUSER **ppUser);
  * was refused. */
 ZAFO_API int ZAFOUserSetOne(int nFlags, const ZAFOUSER *pUser, QLIBCMRESULT *pResult);
 
-/* Samba hashes of a local user, 32 hexadecimal digits each. A missing hash is 32 times "X": no line
- * in the Samba hashes, a line for another number, flag "D" (disabled) or "N" (no password needed).
- * Samba accepts no log-in with that, whether from a file or a directory.
+/* Samba hashes of a local user, 32 hexadecimal digits each. A missing hash is returned as 32 times
+ * "X", with which Samba accepts no log-in, whether from a file or a directory. A hash is missing if
+ * the user has no line among the Samba hashes, or one for another number or with the flag "D"
+ * (disabled) or "N" (no password needed).
  * 0; -1 with 0x1D00 (no such user), 0x0E00 (a buffer below 33 bytes; nothing is written), 0x0900,
  * 0x0D00 or 0x0200. */
 ZAFO_API int QLIBUserSmbPasswdGet(const char *szName, char *szLmHash, size_t cbLmHash,
                                   char *szNtHash, size_t cbNtHash);
 
-/* Stores ready-made hashes of `nCount` local users, parallel arrays. A crypt hash is one that
- * ZAFOUserSetOne knows; NULL or empty leaves the password as it is. A Samba hash has 32 hexadecimal
- * digits; NULL, empty or 32 times "X" is none. All are checked before any is stored. An account
- * created by ZAFOUserSetOne has no Samba hashes until this call.
- * 0; -1 with 0x1D00 (no such user), 0x0D00 (no such hash), 0x0900, 0x0B00 or 0x0200. */
+/* Stores ready-made hashes of `nCount` local users, given in parallel arrays. A crypt hash is one
+ * that ZAFOUserSetOne accepts; NULL or empty leaves the password as it is. A Samba hash has 32
+ * hexadecimal digits; NULL, empty or 32 times "X" stands for none. All are checked before any is
+ * stored. An account created by ZAFOUserSetOne has no Samba hashes until this call.
+ * 0; -1 with 0x1D00 (no such user), 0x0D00 (not a hash), 0x0900, 0x0B00 or 0x0200. */
 ZAFO_API int QLIBUserImportPasswd(const char *const *pszNames, const char *const *pszCryptHashes,
                                   const char *const *pszLmHashes, const char *const *pszNtHashes,
                                   int nCount);
 
 /* How many more ordinary users the appliance allows: "users" in section "limit" of
- * "/usr/zafo/etc/account.conf", 4096 without it, less those there are; 0 when there are more.
+ * "/usr/zafo/etc/account.conf" (4096 if not set) minus the existing ones; 0 when more exist.
  * -1 with 0x0F00 (the setting is not a number, or the file is damaged), 0x0900 or 0x0200. */
 ZAFO_API int QLIBUserNumRemained(void);
 

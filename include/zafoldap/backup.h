@@ -60,9 +60,9 @@ ZAFOLDAP_API int ZAFOLDAPBackupConfigGet(ZAFOLDAP_BACKUP_CONFIG *pConfig, const 
 
 /* Stores the record in its section, which is created if missing. The schedule is stored only while
  * it is enabled, so that switching it off and on again keeps it. The destination is the share, else
- * the folder, else the one in the file; it must pass BackupIsValidDest. `nMaxFile` of 0 or less
- * leaves the file's number alone. The scheduler is not updated: use ZAFOLDAPServerBackupSchedule
- * for that.
+ * the folder, else the one in the file; it must pass BackupIsValidDest. With `nMaxFile` of 0 or
+ * less the number in the file stays. The scheduler is not updated: use
+ * ZAFOLDAPServerBackupSchedule for that.
  * 0; -1 with library error -65545 (the destination cannot be used; no setting is changed) or
  * -65542, with 0x0200, 0x0D00, or as QLIBCFileSetSection (platform/file.h). */
 ZAFOLDAP_API int ZAFOLDAPBackupConfigSet(const ZAFOLDAP_BACKUP_CONFIG *pConfig);
@@ -90,23 +90,23 @@ ZAFOLDAP_API int ZAFOLDAPServerBackup(void);
 /* Replaces the directory with the contents of a backup file. The environment is handled as in a
  * backup.
  * 0; -1 with 0x0D00 (NULL or empty), or with library error
- *   -65543, -65544, -65542  a backup runs, a restore runs, one of them runs
+ *   -65543, -65544, -65542  a backup is running, a restore is running, it is not known which
  *   -65546  the file is not readable, not a backup, damaged, or of another directory
- *   -65547  of a newer product        -65548  of a newer server
+ *   -65547  the backup was made by a newer product     -65548  by a newer server
  *   -65549  the database is full      -65550  the system partition is full
  *   -65536  anything else, such as a server that does not stop or start, or a killed program
  * After any of these the old directory is in place and the progress file is removed. */
 ZAFOLDAP_API int ZAFOLDAPServerRestore(const char *szBackupFile);
 
-/* Registers the task "backup" with the scheduler as its settings say (non-zero), or removes it (0).
- * Without settings an empty schedule is registered, which never runs.
+/* Registers the task "backup" with the scheduler as its settings say, or removes it if `blEnable`
+ * is 0. Without settings an empty schedule is registered, which never runs.
  * 0; -1 as BackupConfigGet, or as ZAFOScheduleSet and ZAFOScheduleRemove (platform/schedule.h). */
 ZAFOLDAP_API int ZAFOLDAPServerBackupSchedule(int blEnable);
 
 /* Sets the variables that the backup program reads, in the calling process's environment:
  *   LDAP_BROWSER_CONF         "/usr/zafo/etc/private/ldapbrowser.conf", the saved connections
  *   LDAP_BKP_PROGRESS_FILE    "/var/log/zafoldap.progress"
- *   LDAP_BKP_PREFIX           "zafoldap", the beginning of backup files' names
+ *   LDAP_BKP_PREFIX           "zafoldap", with which the names of backup files begin
  * and, with a record,
  *   LDAP_BKP_TASK             szTask
  *   LDAP_BKP_DEST_DIR         szDestDir

@@ -29,15 +29,15 @@ typedef struct ZAFOLDAP_BROWSER_OPTIONS {
 
 /* --- from a name to a DN -------------------------------------------------- */
 
-/* Searches below the base DN and writes the DN of the LAST entry that matches into `szDN`,
- * cut to the buffer; untouched when none does. `szDN` NULL or `cbDN` 0: only count.
+/* Searches below the base DN and writes the DN of the LAST entry that matches into `szDN`, cut to
+ * the buffer, which is left untouched when none matches. `szDN` NULL or `cbDN` 0: only count.
  * The number of matching entries; a caller that needs a unique one compares it with 1.
  * -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserGetFirstDN(const ZAFOLDAP_HOST *pHost, const char *szFilter,
                                            char *szDN, size_t cbDN);
 
-/* The same for the user of a login name or the group of a name; a filter that is
- * longer than 2047 bytes is refused with 0x0E00. */
+/* The same for the user with a login name, or the group with a name. If the name makes the filter
+ * longer than 2047 bytes, the call is refused with 0x0E00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserGetDNByUserUIDEx(const ZAFOLDAP_HOST *pHost, const char *szUserUID,
                                                  char *szDN, size_t cbDN,
                                                  const ZAFOLDAP_BROWSER_OPTIONS *pOptions);
@@ -79,7 +79,7 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumByUIDNumber(const ZAFOLDAP_HOST *pHost, 
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByGIDNumber(const ZAFOLDAP_HOST *pHost, unsigned int gid,
                                                      QLIBSZLIST **ppGroupDNList);
 
-/* The number of users (`szSubject` "user") or groups ("group"), counted while reading.
+/* The number of users (`szSubject` "user") or groups ("group"), counted as they are read.
  * -1 as ZAFOLDAPSearchGetNext, or for another subject. */
 ZAFOLDAP_API int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *pHost, const char *szSubject);
 
@@ -90,7 +90,7 @@ ZAFOLDAP_API int ZAFOLDAPBrowserStatUGNum(const ZAFOLDAP_HOST *pHost, const char
 ZAFOLDAP_API int ZAFOLDAPPosixCheckEnumUser(const ZAFOLDAP_HOST *pHost);
 
 /* Whether users can be listed and the schema can be read. `pHost` NULL: the appliance's own
- * client binding, whose schema is not asked for.
+ * client binding, of which the schema is not checked.
  * 0; -1 as ZAFOLDAPPosixCheckEnumUser, with library error -65537 (the schema cannot be
  * read), or with no error set when the appliance is not bound. */
 ZAFOLDAP_API int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost);
@@ -98,9 +98,9 @@ ZAFOLDAP_API int ZAFOLDAPClientCheckBindInfo(const ZAFOLDAP_HOST *pHost);
 /* Whether users can be listed and the schema has posixAccount, posixGroup, inetOrgPerson and
  * shadowAccount; classes already set in the record's nSchema count as the server's. `pHost` NULL:
  * the saved connection `szSection`.
- * 0, with library error -65537 when the schema lacks one of them: clear the slot first and
- * look at it afterwards. Negative as ZAFOLDAPPosixCheckEnumUser, or when the saved connection
- * cannot be used. */
+ * 0, but with library error -65537 set when the schema lacks one of them: clear the slot before
+ * the call and look at it afterwards. Negative as ZAFOLDAPPosixCheckEnumUser, or when the saved
+ * connection cannot be used. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckBindInfo(ZAFOLDAP_HOST *pHost, const char *szSection);
 
 ZAFOLDAP_END_DECLS

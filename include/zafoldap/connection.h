@@ -32,7 +32,7 @@ ZAFOLDAP_API int ZAFOLDAPHostInitByBrowserConfig(ZAFOLDAP_HOST *pHost, const cha
 /* The same from the appliance's client binding: uri (the first URI's scheme is cut off),
  * binddn, base, transport security, login suffix and bind password (none stored: unset).
  *   1 or 0  as above
- *  -1       with library error -65537 (no login suffix to be had), or the platform's error */
+ *  -1       with library error -65537 (no login suffix can be found), or the platform's error */
 ZAFOLDAP_API int ZAFOLDAPHostInitByBindConfig(ZAFOLDAP_HOST *pHost);
 
 /* The DN of the server's subschema entry (RFC 4512 section 4.2), from the
@@ -56,11 +56,11 @@ ZAFOLDAP_API int ZAFOLDAPSSLGetByBindConfig(ZAFOLDAP_HOST *pHost);
  * bytes), the field being left as it was. */
 ZAFOLDAP_API int ZAFOLDAPBrowserCheckServerType(ZAFOLDAP_HOST *pHost);
 
-/* Saves a connection under `szSection` (NULL: "root"). Fields that are NULL
- * leave their key as the file had it, the password included; other connections, comments and
- * unknown keys stay. The password is stored enciphered.
- * 0; -1 with 0x0900, 0x0B00, 0x0F00 (the file is damaged: it is left alone), 0x0D00 (a password
- * longer than 1023 bytes among others) or 0x0200. */
+/* Saves a connection under `szSection` (NULL: "root"). A field that is NULL, even the password,
+ * leaves its key in the file as it was; other connections, comments and unknown keys stay. The
+ * password is stored enciphered.
+ * 0; -1 with 0x0900, 0x0B00, 0x0F00 (the file is damaged: it is left alone), 0x0D00 (for example
+ * a password longer than 1023 bytes) or 0x0200. */
 ZAFOLDAP_API int ZAFOLDAPBrowserConfSet(const ZAFOLDAP_HOST *pHost, const char *szSection);
 
 /* Saves the local server's connection under "root": localhost with StartTLS,

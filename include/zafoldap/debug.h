@@ -9,8 +9,9 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* 1 when verbose logging is on, else 0. It is on if "/tmp/zafoldap_debug" counts and is readable at
- * the first call; the answer holds for the life of the process. The file's content does not matter.
+/* 1 when verbose logging is on, else 0. It is on if the marker "/tmp/zafoldap_debug" counts (see
+ * below) and is readable at the first call; the answer holds for the life of the process. The
+ * file's content does not matter.
  *
  * While the switch is on, the log contains secrets: bind passwords are masked, but the command line
  * that sets a new password is logged unchanged, and change files with password hashes stay in

@@ -3,8 +3,8 @@
  * The library's error slot and the messages for its codes.
  *
  * Codes come in two ranges. Small positive codes are LDAP result codes
- * (RFC 4511 section 4.1.9) as the OpenLDAP tools exit with them, 255 being
- * their generic failure. Codes from -65536 downwards are the library's own
+ * (RFC 4511 section 4.1.9), which are the exit codes of the OpenLDAP tools;
+ * 255 is the tools' generic failure. Codes from -65536 downwards are the library's own
  * conditions. 0 means that the failure, if any, is only described by the
  * platform's slot (platform/error.h).
  *
@@ -46,8 +46,8 @@ ZAFOLDAP_API int ZAFOLDAPErrReset(void);
 ZAFOLDAP_API int ZAFOLDAPErrGet(void);
 
 /* The message key of a code, a constant; "" (never NULL) for a code without a
- * message, 0 among them. When `pszSection` is not NULL the section of the key is stored through it;
- * it is unchanged when there is no message, so initialise it.
+ * message, such as 0. When `pszSection` is not NULL, the key's section is stored in `*pszSection`,
+ * which is unchanged when there is no message, so initialise it.
  *
  *     const char *szSection = "common";
  *     const char *szKey = ZAFOLDAPErrGetString(ZAFOLDAPErrGet(), &szSection);

@@ -16,10 +16,10 @@
 
 ZAFOLDAP_BEGIN_DECLS
 
-/* Reads the group at or below `szGroupDN` into a new record, freed by the caller with
- * ZAFOGroupFree (*ppGroup is overwritten on success and never read: free a record that it held
- * first), of type ZAFO_ACCOUNT_DIRECTORY; a missing number is GID_ERR. The description is written
- * into `szDescription`, cut to the buffer, which is left alone when there is none. Needs
+/* Reads the group at or below `szGroupDN` into a new record of type ZAFO_ACCOUNT_DIRECTORY; a
+ * missing number is GID_ERR. The caller frees it with ZAFOGroupFree (*ppGroup is overwritten on
+ * success without being read: before the call, free a record that it holds). The description is
+ * written into `szDescription`, cut to the buffer, which is left alone when there is none. Needs
  * szLoginSuffix.
  * 1 found; 0 no such group; -1 as ZAFOLDAPSearchGetNext (library error 32: no such entry),
  * 0x0200 or 0x0D00. */
@@ -30,8 +30,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupGet(const ZAFOLDAP_HOST *pHost, const char 
 /* Adds "cn=NAME,CONTAINER,BASE" with the record's number and members (memberUid). `szDescription`
  * and `plistExtra` (see ZAFOLDAPBrowserUserCreate) may be NULL; `szGroupsContainer` NULL means
  * "cn=groups".
- * 0; -1 with library error -65539 (the name is taken, or could not be looked up), -65541 (the
- * number), as ZAFOLDAPModify, or 0x0D00 (a number of GID_ERR and an empty name among the reasons).
+ * 0; -1 with library error -65539 (the name is taken, or could not be looked up), -65541 (the same
+ * of the number), as ZAFOLDAPModify, or 0x0D00 (for example a number of GID_ERR or an empty name).
  * */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupCreate(const ZAFOLDAP_HOST *pHost, const ZAFOGROUP *pGroup,
                                             const char *szDescription, const QLIBSZLIST *plistExtra,
@@ -46,7 +46,7 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupEdit(const ZAFOLDAP_HOST *pHost, const char
                                           const char *szNewGroupCN, const char *szDesc,
                                           const unsigned int *pGid);
 
-/* Deletes the group with a name; users and other groups do not change.
+/* Deletes the group that has this name; users and other groups do not change.
  * 0; -1 with 0x1800 (no such group), with neither slot changed (the name is ambiguous, nothing was
  * deleted), as ZAFOLDAPModify, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserDeleteGroup(const ZAFOLDAP_HOST *pHost, const char *szName);

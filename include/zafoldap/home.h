@@ -13,8 +13,8 @@
  * could name a disk image or a local folder. So only NFS exports are mounted, and anything but
  * HOST:/PATH is refused before anything is created or run:
  *   HOST   a host name or IPv4 address (letters, digits, ".", "-", "_"; the first a letter or digit;
- *          at most 253), or an IPv6 address in brackets, with or without "%" and a zone
- *   PATH   begins with "/", at most 4095 bytes, without "#", "//", a part "..", and control
+ *          at most 253 characters), or an IPv6 address in brackets, with or without "%" and a zone
+ *   PATH   begins with "/", at most 4095 bytes, without "#", "//", a component ".." and control
  *          characters; blanks, "$" and "&" are fine
  * A list of hosts is refused, too. The directory still chooses the server.
  */
@@ -35,8 +35,8 @@ ZAFOLDAP_BEGIN_DECLS
  * 4094 bytes or more when it is escaped), or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPServerAutomountCreate(const char *szHost, const char *szHomeFolderPath);
 
-/* Creates the folder of every user of the directory that has none in the export HOST:PATH. Existing
- * folders are left alone; a user whose folder cannot be created is logged and skipped.
+/* Creates a folder in the export HOST:PATH for every user of the directory who has none there.
+ * Existing folders are left alone; a user whose folder cannot be created is logged and skipped.
  * 0; -1 when the export cannot be mounted or users cannot be listed, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateAll(const ZAFOLDAP_HOST *pHost, const char *szHost,
                                                   const char *szHomeFolderPath);
@@ -49,8 +49,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreate(const ZAFOLDAP_HOST *pHost, const
 
 /* The same in the export `szHomePath` (HOST:PATH). The folder belongs to the user, mode 0700. A
  * name that is not one path component ("", ".", "..", or with a "/") is refused.
- * 0, also when the folder exists; -1 when something else has its name, when it cannot be mounted or
- * created, or 0x0D00. */
+ * 0, also when the folder exists; -1 when something else has its name, when the export cannot be
+ * mounted or the folder not be created, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPBrowserUserHomeCreateEx(const char *szHomePath, const ZAFOUSER *pUser);
 
 /* Mounts `szHomePath` on the process's mount point, which is created.

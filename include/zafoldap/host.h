@@ -54,8 +54,8 @@ ZAFOLDAP_API int ZAFOLDAPHostInit(ZAFOLDAP_HOST *pHost);
  * unsets it, and the field reads NULL again. Pointers taken from the string
  * fields before are invalid afterwards.
  * 0; -1 with platform error 0x0D00 (NULL or uninitialised record, attribute
- * outside 0..4) or 0x0200: the record is unchanged, or empty if there was no memory for that
- * either. */
+ * outside 0..4) or 0x0200: the record is then unchanged, or empty if there was not even memory for
+ * keeping it. */
 ZAFOLDAP_API int ZAFOLDAPHostSet(ZAFOLDAP_HOST *pHost, int attr, const char *szValue);
 
 /* Frees what the record owns and zeroes it. 0; -1 with platform error 0x0D00

@@ -38,8 +38,9 @@ typedef struct ZAFOLDAP_LDIF {
 /* Opens a change file for writing, empty and with mode 0600. `szPath` NULL makes
  * a new name "/tmp/PID_SEQUENCE.ldif": a stale file of that name is removed,
  * and links are not followed. If the name is taken by something that cannot be removed (such as a
- * folder), the next number is tried, and after a hundred of them numbers further on, a thousand in
- * all. The log has the reason for a failure. A given path (at most 255 characters) is truncated.
+ * folder), the next sequence number is tried; after a hundred taken names numbers further on, and
+ * no more than a thousand names in all. The log has the reason for a failure. An existing file at
+ * a given path (at most 255 characters) is emptied.
  * 0; -1 with 0x0900 (cannot be opened) or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPLdifInit(ZAFOLDAP_LDIF *pLDIF, const char *szPath);
 
@@ -69,12 +70,12 @@ ZAFOLDAP_API int ZAFOLDAPLdifAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr,
 ZAFOLDAP_API int ZAFOLDAPLdifVAttr64(ZAFOLDAP_LDIF *pLDIF, const char *szAttr,
                                      const char *szValueFmt, va_list args) ZAFOLDAP_PRINTF(3, 0);
 
-/* A "replace" modification with one value, separated from the one before. */
+/* A "replace" modification with one value, after a "-" line if another one precedes it. */
 ZAFOLDAP_API int ZAFOLDAPLdifAttrReplace(ZAFOLDAP_LDIF *pLDIF, const char *szAttr,
                                          const char *szValueFmt, ...) ZAFOLDAP_PRINTF(3, 4);
 
 /* A "delete" modification: of one value, or of the whole attribute when
- * `szValueFmt` is NULL. Separated from the one before. */
+ * `szValueFmt` is NULL. A "-" line separates it from one that precedes it. */
 ZAFOLDAP_API int ZAFOLDAPLdifAttrDelete(ZAFOLDAP_LDIF *pLDIF, const char *szAttr,
                                         const char *szValueFmt, ...) ZAFOLDAP_PRINTF(3, 4);
 

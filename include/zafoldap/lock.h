@@ -16,11 +16,11 @@ ZAFOLDAP_BEGIN_DECLS
  *
  * In a folder in which others may create files, such as "/tmp", only a file that nobody else can
  * lock is accepted: a regular file owned by root or the effective user, with one link and no
- * permissions for group and others. Anything else put there by another user (a file of theirs, a
- * link, a FIFO, a folder) does not keep root out: it is removed (a folder that is not empty is
- * renamed), root's own file takes its place, and the log says so. For other users the call fails,
- * and the log names what is in the way; the same holds for root if it is a folder, link or FIFO of
- * root's own. In other folders any file that can be opened is accepted.
+ * permissions for group and others. Anything else that another user has put there (a file of their
+ * own, a link, a FIFO, a folder) does not keep root out: it is removed (a folder that is not empty
+ * is renamed), root's own file takes its place, and the log says so. For other users the call
+ * fails, and the log names what is in the way; for root it fails in the same way if a folder, link
+ * or FIFO there is root's own. In other folders any file that can be opened is accepted.
  *
  * Returns the descriptor that holds the lock, 0 or more, released with
  * ZAFOLDAPUnLock; it is closed on exec. -1 with

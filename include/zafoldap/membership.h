@@ -24,8 +24,9 @@ ZAFOLDAP_BEGIN_DECLS
 /* --- questions ------------------------------------------------------------ */
 
 /* Appends DN and name of the groups that list a user to two parallel lists; either may be
- * NULL. Needs szLoginSuffix. By DN: 0x1D00 when there is no such user.
- * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00. */
+ * NULL. Needs szLoginSuffix.
+ * Their number; -1 as ZAFOLDAPSearchGetNext, or 0x0D00; the form that takes a DN also fails with
+ * 0x1D00 (no such user). */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEnumByUserUID(const ZAFOLDAP_HOST *pHost,
                                                    const char *szUserUID,
                                                    QLIBSZLIST **ppGroupDNList,
@@ -61,7 +62,8 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEnumNotInGroupDN(const ZAFOLDAP_HOST *pHost,
  *   platform error 0x0F00 the server gave the DN of a group with a line break in it */
 
 /* Adds a user to the groups of one list of DNs and removes it from those of the other; either may
- * be NULL. Groups that need no change are not touched. By DN also 0x1D00 (no such user). */
+ * be NULL. Groups that need no change are not touched. The form that takes a DN also fails with
+ * 0x1D00 (no such user). */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditByUserUID(const ZAFOLDAP_HOST *pHost,
                                                    const char *szUserUID,
                                                    const QLIBSZLIST *pAddedGroupDNList,
@@ -77,8 +79,9 @@ ZAFOLDAP_API int ZAFOLDAPBrowserUserEditByGroupDN(const ZAFOLDAP_HOST *pHost, co
                                                   const QLIBSZLIST *pAddedUserUIDList,
                                                   const QLIBSZLIST *pRemovedUserUIDList);
 
-/* Follows a change of a user's name in every group that lists the old one; a new name of NULL
- * removes the user. By DN also 0x1D00 (no such user). */
+/* Replaces a user's old name with the new one in every group that lists the old one; a new name of
+ * NULL removes the user from them. The form that takes a DN also fails with 0x1D00 (no such user).
+ * */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChange(const ZAFOLDAP_HOST *pHost,
                                                            const char *szUserUID,
                                                            const char *szNewUserUID);
@@ -86,9 +89,9 @@ ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(const ZAFOLDA
                                                                    const char *szUserDN,
                                                                    const char *szNewUserUID);
 
-/* Follows a change of a user's primary group: removes the user from the groups with the old number
- * and adds it to those with the new one; either may be NULL. A number that no group has is ignored.
- * */
+/* Updates the groups after a user's primary group has changed: removes the user from the groups
+ * with the old number and adds it to those with the new one; either may be NULL. A number that no
+ * group has is ignored. */
 ZAFOLDAP_API int ZAFOLDAPBrowserGroupEditWhenUserGIDChange(const ZAFOLDAP_HOST *pHost,
                                                            const char *szUserUID,
                                                            const unsigned int *pOldGid,

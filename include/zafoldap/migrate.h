@@ -32,11 +32,12 @@ ZAFOLDAP_API int ZAFOLDAPBrowserMigrateGroupToLDAP(const ZAFOLDAP_HOST *pHost);
 
 /* Directory users to the local database. "{crypt}" hashes (RFC 2307 section 5.3, any letter case)
  * are kept; a user with any other password gets one made from rand() and the time, hashed with
- * MD5-crypt, and a line in the log. Set another before the account matters: anyone who has the hash
- * can try all such passwords. Names and numbers are copied unchanged, even a system's own as far as
- * the platform accepts them. With sambaSamAccount in the host's nSchema the Samba hashes are copied
- * together with a kept password. A user whose name or number is taken in the local database is
- * skipped. When no more local accounts are allowed, the call returns -1. Needs szLoginSuffix. */
+ * MD5-crypt, and a line in the log. Set another before the account is put to use: anyone who has
+ * the hash can try all such passwords. Names and numbers are copied unchanged, even those of system
+ * accounts as far as the platform accepts them. With sambaSamAccount in the host's nSchema the
+ * Samba hashes are copied together with a kept password. A user whose name or number is taken in
+ * the local database is skipped. When no more local accounts are allowed, the call returns -1.
+ * Needs szLoginSuffix. */
 ZAFOLDAP_API int ZAFOLDAPBrowserMigrateUserToLocal(const ZAFOLDAP_HOST *pHost);
 
 /* Directory groups to the local database, with the members that "memberUid" names, without their

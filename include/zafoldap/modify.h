@@ -21,8 +21,9 @@ ZAFOLDAP_BEGIN_DECLS
  * tool stops at the first that fails: records before it stay applied.
  *
  * 0; -1 with
- *   library error = LDAP result code  the tool failed, also in pLDIF->nExitCode: 68 the
- *                         entry exists, 32 it does not, 50 not allowed, 49 wrong password
+ *   library error = LDAP result code  the tool failed with that exit code (also in
+ *                         pLDIF->nExitCode): 68 the entry exists, 32 it does not, 50 not allowed,
+ *                         49 wrong password
  *   no error changed      the tool was killed by a signal
  *   platform error 0x0900 the tool cannot be started
  *   platform error 0x0D00 */

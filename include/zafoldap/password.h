@@ -17,7 +17,7 @@ ZAFOLDAP_BEGIN_DECLS
  * "$1$", two characters of salt, "$", digest (crypt(5)). One line, cut to the
  * buffer; 16384 bytes always suffice.
  * 0; -1 with 0x0D00, with the platform's code when the tool cannot be started,
- * or with no code when it prints nothing (slappasswd refuses an empty password). */
+ * or with neither slot changed when it prints nothing (slappasswd refuses an empty password). */
 ZAFOLDAP_API int ZAFOLDAPEncryptPasswd(const char *szClearPass, char *szEncryptPass,
                                        size_t cbEncryptPass);
 

@@ -3,7 +3,7 @@
  * One directory entry as ordered (attribute, value) pairs, the first being
  * "dn". A multi-valued attribute occurs once per value, in the server's order.
  * Names are kept as received, options included ("cn;lang-de"); look-ups
- * compare whole names without ASCII letter case. Values are text: a binary
+ * compare whole names and ignore ASCII letter case. Values are text: a binary
  * value ends at its first zero byte.
  *
  * The record also carries the search that fills it (zafoldap/search.h).
@@ -32,8 +32,8 @@ typedef struct ZAFOLDAP_RESULT {
 ZAFOLDAP_API int ZAFOLDAPResultInit(ZAFOLDAP_RESULT *pResult);
 
 /* Replaces the pairs of `pDst` (initialised) with copies of those of `pSrc` and copies nEntry,
- * nExitCode and nReserved. The copy never owns the search; a search that `pDst` had open is
- * forgotten, so do not clone into one.
+ * nExitCode and nReserved. The copy never owns the search. If `pDst` has a search open, that search
+ * is lost without being closed, so do not clone into such a record.
  * 0; -1 with 0x0D00, or 0x0200 (the copy is then partial). */
 ZAFOLDAP_API int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESULT *pSrc);
 
@@ -41,9 +41,9 @@ ZAFOLDAP_API int ZAFOLDAPResultClone(ZAFOLDAP_RESULT *pDst, const ZAFOLDAP_RESUL
 ZAFOLDAP_API int ZAFOLDAPResultSet(ZAFOLDAP_RESULT *pResult, const char *szAttr,
                                    const char *szValue);
 
-/* Appends `szValue` to the text of the last value, an LDIF continuation line
- * (RFC 2849 note 2). 0; -1 when there is no last value, with 0x0D00, or with 0x0200 (the
- * last pair may then be dropped whole). */
+/* Appends `szValue` to the text of the last value, as an LDIF continuation line
+ * does (RFC 2849 note 2). 0; -1 when there is no last value, with 0x0D00, or with 0x0200 (the
+ * last pair may then be missing altogether). */
 ZAFOLDAP_API int ZAFOLDAPResultConcateAttr(ZAFOLDAP_RESULT *pResult, const char *szValue);
 
 /* The name of pair `index`, counted from 0, and through `pszValue` its value

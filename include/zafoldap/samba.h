@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0
  *
- * Pools of uid and gid numbers, Samba SIDs, and the counters they are drawn
+ * Pools of uid and gid numbers, Samba SIDs, and the counters they are taken
  * from.
  *
  * The pools are four entries below "cn=zafoconf" right under the base DN, each
@@ -73,9 +73,9 @@ ZAFOLDAP_API int ZAFOLDAPSambaGetIDFromDB(const ZAFOLDAP_HOST *pHost, uint64_t *
 
 /* Takes the next free uid or gid number from the pool and advances its counter, whether or not an
  * account is created with it. Numbers already used by an account are skipped; after the highest
- * comes the lowest. Limits that cannot be read are 0 and 4294967295.
- * The number; -1 when the pool is full (wherever its counter is, the search for a free number
- * ends), when its limits make no sense, as ZAFOLDAPAtomicIncr, or 0x0D00. */
+ * comes the lowest. Limits that cannot be read are taken to be 0 and 4294967295.
+ * The number; -1 when no number of the pool is free (the search for one always ends, wherever the
+ * counter is), when the limits make no sense, as ZAFOLDAPAtomicIncr, or 0x0D00. */
 ZAFOLDAP_API int ZAFOLDAPSambaUIDGen(const ZAFOLDAP_HOST *pHost);
 ZAFOLDAP_API int ZAFOLDAPSambaGIDGen(const ZAFOLDAP_HOST *pHost);
 

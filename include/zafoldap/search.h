@@ -35,7 +35,7 @@ typedef struct ZAFOLDAP_SEARCH_REQUEST {
     const char *szBase;    /* search base, relative to the host's base DN unless blBaseAsIs;
                               NULL: the host's base DN itself */
     const char *szFilter;  /* filter (RFC 4515), passed as it is; NULL: any entry */
-    const char *szExtra;   /* must be NULL together with a filter: it takes the filter's place */
+    const char *szExtra;   /* takes the filter's place: NULL unless `szFilter` is NULL */
     const char *szScope;   /* "base", "one", "sub" or "children"; NULL: subtree */
     QLIBSZLIST *plistAttr; /* attributes to return, owned; NULL or empty: all user attributes */
     int blBaseAsIs;        /* 1: `szBase` is a whole DN, and NULL means the root DSE with "base" */
@@ -65,10 +65,11 @@ ZAFOLDAP_API int ZAFOLDAPSearchInit(const ZAFOLDAP_HOST *pHost,
                                     ZAFOLDAP_RESULT *pResult);
 
 /* Reads the next entry inside the request's window (nOffset, nCount).
- * 1 an entry is in `pResult`; 0 the answer ended without an error, and at every later call.
+ * 1 an entry is in `pResult`; 0 the answer has ended without an error (every later call says so,
+ * too).
  * -1 with
  *   library error = LDAP result code  the tool failed with that exit code (also in
- *                         pResult->nExitCode); 4 is a size limit, what came before is valid
+ *                         pResult->nExitCode); 4 is a size limit, the entries before it are valid
  *   no error changed      the tool was killed by a signal, or its output makes no sense
  *                         (a line of base64 that does not decode, a continuation of nothing)
  *   platform error 0x0A00 the output cannot be read
@@ -87,9 +88,9 @@ ZAFOLDAP_API int ZAFOLDAPSearchGetNext(const ZAFOLDAP_SEARCH_REQUEST *pRequest,
  * other. NULLs are accepted. Always 0. */
 ZAFOLDAP_API int ZAFOLDAPSearchFree(ZAFOLDAP_SEARCH_REQUEST *pRequest, ZAFOLDAP_RESULT *pResult);
 
-/* Writes the command line that ZAFOLDAPSearchInit would run, for logs: each
- * item after the first that does not begin with "-" in single quotes, nothing escaped, cut to the
- * buffer. It shows the bind password. 0; -1 with 0x0D00 or 0x0200. */
+/* Writes the command line that ZAFOLDAPSearchInit would run, for logs, cut to the buffer: each
+ * item after the first that does not begin with "-" is in single quotes, and nothing is escaped.
+ * It shows the bind password. 0; -1 with 0x0D00 or 0x0200. */
 ZAFOLDAP_API int ZAFOLDAPSearchBuildRequestCmd(const ZAFOLDAP_HOST *pHost,
                                                const ZAFOLDAP_SEARCH_REQUEST *pRequest, char *szCmd,
                                                size_t cbCmd);
@@ -111,7 +112,7 @@ ZAFOLDAP_API int ZAFOLDAPSearchResultGet(const ZAFOLDAP_HOST *pHost,
  * found, into two parallel lists of the caller's, which are emptied first. With `szAttr` exactly
  * "dn" only DNs are requested, and `pplistValue` may be NULL. The request's own attribute list is
  * ignored.
- * 0; -1 as ZAFOLDAPSearchResultGet (the lists then hold what came). */
+ * 0; -1 as ZAFOLDAPSearchResultGet (the lists then hold what was received). */
 ZAFOLDAP_API int ZAFOLDAPSearchEachValue(const ZAFOLDAP_HOST *pHost,
                                          const ZAFOLDAP_SEARCH_REQUEST *pRequest,
                                          const char *szAttr, QLIBSZLIST **pplistDN,
@@ -134,7 +135,7 @@ ZAFOLDAP_API int ZAFOLDAPSearchGetValueByDN(const ZAFOLDAP_HOST *pHost, const ch
 
 /* Sets *pSchema to the bits (zafoldap/object_class.h) of the object classes of the
  * first entry at or below `szDN` that matches `szFilter` (NULL: any); 0 when there is none.
- * Class names are compared whole and without letter case.
+ * Class names are compared whole, ignoring letter case.
  * 0; -1 as ZAFOLDAPSearchResultGet. */
 ZAFOLDAP_API int ZAFOLDAPSearchObjectClasses(const ZAFOLDAP_HOST *pHost, const char *szDN,
                                              const char *szFilter, unsigned int *pSchema);

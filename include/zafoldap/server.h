@@ -21,15 +21,15 @@
  *   /var/run/slapd.pid                           the server's process id
  *
  * The offline tools (slapadd(8), slapcat(8), slapindex(8)) work on the database
- * itself, past the server and its access rules. There is no lock: one process
- * at a time may create, load or reset the database.
+ * itself, bypassing the server and its access rules. There is no lock: the caller makes sure that
+ * only one process at a time creates, loads or resets the database.
  *
  * Suffix and DNs are LDAP DNs in their string form (RFC 4514). The suffix is written into the
  * access rules unchanged: slapd reads a suffix with a double quote or a backslash differently
- * there, and operators then have no rights. The offline probe does not find the entries of such a
- * suffix again, nor of one with parentheses or "*": enabling a second time then fails at the base
- * entry, which slapadd refuses, and leaves the server stopped. `zafoldapserver` refuses both kinds
- * of suffix.
+ * there, and operators then have no rights. And ZAFOLDAPServerDNIsExist does not find the entries of
+ * such a suffix, nor of one with parentheses or "*": enabling a second time then fails at the base
+ * entry, which slapadd refuses because it exists, and leaves the server stopped. `zafoldapserver`
+ * refuses both kinds of suffix.
  */
 #ifndef ZAFOLDAP_SERVER_H
 #define ZAFOLDAP_SERVER_H
@@ -60,8 +60,8 @@ typedef struct ZAFOLDAP_SERVER_PARAM {
  * the default accounts. Only the first three fields are read; the pool runs from
  * 1000000 to 2097151. Whatever exists is kept, so the call may be repeated. With NULL: only stops
  * and starts the server.
- * 0; -1 at the first step that fails, earlier steps stay done. The library error is the exit code
- * of the tool, if a tool failed. */
+ * 0; -1 at the first step that fails; the results of earlier steps stay. If a tool failed, the
+ * library error is its exit code. */
 ZAFOLDAP_API int ZAFOLDAPServerEnable(const ZAFOLDAP_SERVER_PARAM *pParms);
 
 /* Starts the service and checks two seconds later that it is still running. 0; -1. */
@@ -89,11 +89,10 @@ ZAFOLDAP_API int ZAFOLDAPServerConfSet(const ZAFOLDAP_SERVER_PARAM *pParms);
 ZAFOLDAP_API int ZAFOLDAPSlapdConfSetOne(const char *szKey, const char *szValue);
 
 /* Writes the access rules for a suffix and puts them in place in one step. The rules:
- * everybody reads, except password hashes; users change their own password, Samba
- * hashes, shadowLastChange, gecos and the attributes of inetOrgPerson that are not named
- * before; members (memberUid) of "cn=Directory Operators,cn=groups,SUFFIX" write everything.
- * The same suffix always gives the same bytes. Of the DN of that group at most 1023 bytes
- * are used.
+ * everybody reads everything except password hashes; users change their own password, Samba
+ * hashes, shadowLastChange, gecos and those attributes of inetOrgPerson that no earlier rule
+ * names; members (memberUid) of "cn=Directory Operators,cn=groups,SUFFIX" write everything.
+ * The same suffix always gives the same bytes. At most 1023 bytes of that group's DN are used.
  * 0; -1 with 0x0D00 or a line in the log. A failure leaves the old rules in place. */
 ZAFOLDAP_API int ZAFOLDAPServerACLConfGen(const ZAFOLDAP_SERVER_PARAM *pParms);
 
@@ -103,12 +102,12 @@ ZAFOLDAP_API int ZAFOLDAPServerWriteACL(const char *szPath, const ZAFOLDAP_SERVE
 
 /* --- Database --------------------------------------------------------------- */
 
-/* Adds what the database lacks of: the base entry, cn=users, cn=groups, cn=zafoconf
- * with the id pool of the record's six numbers, the Samba domain; then indexes it. The
- * suffix is read from slapd.conf; it needs a "dc" component. A running server is stopped
- * and started around every entry.
- * 0; -1 at the first entry that cannot be added, one whose DN would have more than 1023 bytes
- * (0x0E00) among them; those before it stay. */
+/* Adds those of the following that the database lacks: the base entry, cn=users, cn=groups,
+ * cn=zafoconf with the id pool of the record's six numbers, the Samba domain; then indexes the
+ * database. The suffix is read from slapd.conf; it needs a "dc" component. A running server is
+ * stopped before every added entry and started again after it.
+ * 0; -1 at the first entry that cannot be added, for example one whose DN would have more than 1023
+ * bytes (0x0E00); those before it stay. */
 ZAFOLDAP_API int ZAFOLDAPServerDBCreate(const ZAFOLDAP_SERVER_PARAM *pParms);
 
 /* Adds the Samba domain named by the suffix's first domain component, with a new
@@ -130,10 +129,10 @@ ZAFOLDAP_API int ZAFOLDAPServerDBReset(void);
  * suffix. */
 ZAFOLDAP_API int ZAFOLDAPServerSlapadd(ZAFOLDAP_LDIF *pLDIF);
 
-/* 1 when the database holds an entry with exactly this DN, byte for byte; 0 when not, and
- * when that cannot be found out: with platform error 0x0900 or 0x0200, or with neither slot changed
- * when slapcat's output breaks off. -1 with 0x0D00. The DN also stands in a search filter and is
- * not escaped there. */
+/* 1 when the database holds an entry with exactly this DN, byte for byte; 0 when it does not, and
+ * when that cannot be determined: with platform error 0x0900 or 0x0200, or with neither slot
+ * changed when slapcat's output breaks off. -1 with 0x0D00. The DN is also used in a search filter
+ * and is not escaped there. */
 ZAFOLDAP_API int ZAFOLDAPServerDNIsExist(const char *szDN);
 
 /* 1 when the database holds no data, else 0. */

@@ -191,10 +191,10 @@ TEST_F(HostileAccounts, IdCheckNamesAccountsOfSystems) {
     for (const Json &step : check["data"])
         details[step["step"]] =
             step["result"].get<std::string>() + ": " + step["detail"].get<std::string>();
-    EXPECT_EQ(details["uid system"], "failed: belongs to a system: 33 of low");
-    EXPECT_THAT(details["uid names"], HasSubstr("failed: belongs to a system: root ("));
-    EXPECT_EQ(details["gid system"], "warning: belongs to a system: 42 of low");
-    EXPECT_THAT(details["gid names"], HasSubstr("warning: belongs to a system: docker ("));
+    EXPECT_EQ(details["uid system"], "failed: reserved for system accounts: 33 of low");
+    EXPECT_THAT(details["uid names"], HasSubstr("failed: reserved for system accounts: root ("));
+    EXPECT_EQ(details["gid system"], "warning: reserved for system accounts: 42 of low");
+    EXPECT_THAT(details["gid names"], HasSubstr("warning: reserved for system accounts: docker ("));
 }
 
 // --- values for this system's files ---------------------------------------------------

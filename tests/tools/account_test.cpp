@@ -223,7 +223,7 @@ TEST_F(OnAppliance, DeleteSaysWhatItTouchesAndAsks) {
     EXPECT_EQ(Line("user delete anna nobody-here -y").exit_code, 3);
     EXPECT_EQ(Tree(), before);
     OnTerminal yes({"group", "rm", "users", "staff"});
-    yes.Answer("with it as primary group will keep the number of a deleted group", "");
+    yes.Answer("whose primary group it is will keep the number of a deleted group", "");
     yes.Answer("Delete the groups users and staff? [y/N] ", "y\n");
     EXPECT_EQ(yes.Finish(), 0);
     EXPECT_EQ(Line("group list").out, "");
@@ -265,7 +265,7 @@ TEST_F(OnAppliance, GroupEditAndRenameKeepTheMembers) {
     ASSERT_EQ(Line("user add anna --password-stdin --gid 1500001 --groups staff").exit_code, 0);
     const ProgramRun edit = Line("group edit staff --gid 1500002 --description ''");
     EXPECT_EQ(edit.exit_code, 0) << edit.err;
-    EXPECT_THAT(edit.err, HasSubstr("the primary group number 1500001 stays with 1 user: "));
+    EXPECT_THAT(edit.err, HasSubstr("1 user still has the primary group number 1500001: "));
     ASSERT_EQ(Line("group rename staff everybody").exit_code, 0);
     const Json group = LineJson("group show everybody")["data"];
     EXPECT_EQ(group["gid"], 1500002);

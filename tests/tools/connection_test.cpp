@@ -142,11 +142,12 @@ TEST_F(ConnectionCommand, UndecipherablePasswordIsReported) {
 
 TEST_F(ConnectionCommand, BadInputIsRefusedBeforeAnythingIsWritten) {
     const std::pair<std::vector<std::string>, const char *> kCases[] = {
-        {{"connection", "add", "../x", "--uri", "h", "--base", "dc=x"}, "cannot name a connection"},
+        {{"connection", "add", "../x", "--uri", "h", "--base", "dc=x"},
+         "cannot be the name of a connection"},
         {{"connection", "add", std::string(65, 'a'), "--uri", "h", "--base", "dc=x"},
-         "cannot name a connection"},
+         "cannot be the name of a connection"},
         {{"connection", "add", "a]\n[b", "--uri", "h", "--base", "dc=x"},
-         "cannot name a connection"},
+         "cannot be the name of a connection"},
         {{"connection", "add", "x", "--uri", "h:port", "--base", "dc=x"}, "not a server address"},
         {{"connection", "add", "x", "--uri", "h", "--base", "example.com"}, "is not a DN"},
         {{"connection", "add", "x", "--uri", "h", "--base", ""}, "is not a DN"},

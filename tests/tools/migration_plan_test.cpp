@@ -178,7 +178,7 @@ TEST(MigrationPlan, SkipsWhomGroupsOfTheDirectoryListAlready) {
     Candidate anna = User("anna", 1000);
     anna.listed = {"Directory Operators"};
     EXPECT_THAT(Results({anna}, Directory())[0],
-                HasSubstr("the directory's Directory Operators lists it"));
+                HasSubstr("the directory's Directory Operators already lists it"));
     Target target = Directory();
     target.keep_memberships = true;
     EXPECT_THAT(Results({anna}, target), ElementsAre("add"));

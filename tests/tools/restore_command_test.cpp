@@ -57,7 +57,7 @@ TEST_F(Restore, DoesNothingWithoutTheSuffix) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
     program.Answer("to continue: ", "yes\n");
     EXPECT_EQ(program.Finish(), 2);
-    ExpectRefusal("restore --latest", 2, "zafoldap.confirmation_needed", "nobody can be asked");
+    ExpectRefusal("restore --latest", 2, "zafoldap.confirmation_needed", "cannot prompt for it");
     EXPECT_EQ(Users(), "admin\nanna\n");
 }
 

@@ -327,7 +327,8 @@ TEST_F(Server, WithoutItsOperatorsOrWithOneWhoIsNotThereIsAnError) {
     Modify(group + "changetype: modify\nadd: memberUid\nmemberUid: Nobody-yet\n");
     const Json stale = Finding(ServerLineJson("check", 1), "operators");
     EXPECT_EQ(stale["severity"], "error");
-    EXPECT_THAT(stale["cause"].get<std::string>(), HasSubstr("lists Nobody-yet, who is not there"));
+    EXPECT_THAT(stale["cause"].get<std::string>(),
+                HasSubstr("lists Nobody-yet, but there is no such user"));
     EXPECT_EQ(stale["fix"], "zafoldap member remove 'Directory Operators' 'Nobody-yet'");
     EXPECT_EQ(Zafoldap({"member", "remove", "Directory Operators", "Nobody-yet"}).exit_code, 0);
     EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");

@@ -59,7 +59,7 @@ std::optional<ConfirmedBackup> ConfirmationIn(int fd) {
         confirmed.name = TakeLine(&text);
     }
     if (TextOf(confirmed) != bytes)
-        throw JobError(Exit::kDamaged, "what was confirmed cannot be read");
+        throw JobError(Exit::kDamaged, "the record of the confirmed backup cannot be read");
     return confirmed;
 }
 

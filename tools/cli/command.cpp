@@ -29,7 +29,7 @@ const std::vector<Option> &CommonOptions() {
          .repeatable = true},
         {.name = "dry-run",
          .letter = 'n',
-         .help = "print the checks and what would change, change nothing"},
+         .help = "print the checks and what would change, but change nothing"},
         {.name = "yes", .letter = 'y', .help = "do not ask for confirmation"},
         {.name = "no-input", .help = "never prompt: fail instead"},
         {.name = "color",
@@ -46,7 +46,7 @@ const std::vector<ExitCode> &CommonExitCodes() {
     static const std::vector<ExitCode> kCodes = {
         {0, "done"},
         {1, "failed, or the answer is incomplete"},
-        {2, "wrong usage, or a confirmation or password was needed but could not be asked for"},
+        {2, "wrong usage, or a confirmation or password was needed but could not be prompted for"},
         {3, "not found"},
         {4, "authentication failed or not permitted"},
         {5, "already exists"},

@@ -56,8 +56,8 @@ constexpr MessageRow kRows[] = {
      "the backup comes from a newer version of the directory server",
      "install that version of slapd or a later one, then restore"},
     {kErrDiskFull, "backup", "err_disk_full", 1, "there is not enough space",
-     "free space there, keep fewer backups or choose another destination (zafoldapserver backup "
-     "config set); a full database needs a larger maxsize in slapd.conf"},
+     "free space on the file system that is full, keep fewer backups or choose another destination "
+     "(zafoldapserver backup config set); a full database needs a larger maxsize in slapd.conf"},
     {kErrRootPartitionFull, "backup", "err_root_partition_full", 1, "the system partition is full",
      "free space on the file system of /usr/zafo and try again"},
     {kLdapOperationsError, kLdap, "ldap_operations_error", 1,
@@ -183,7 +183,7 @@ constexpr MessageRow kRows[] = {
      "them"},
     {kBadAttribute, kOwn, "bad_attribute", 2, "\"{subject}\" is not an attribute name",
      "write the names after the filter, for example: zafoldap search '(uid=alice)' cn mail"},
-    {kBadName, kOwn, "bad_name", 2, "\"{subject}\" cannot name a connection",
+    {kBadName, kOwn, "bad_name", 2, "\"{subject}\" cannot be the name of a connection",
      "use 1 to 64 letters, digits, dots, underscores or hyphens"},
     {kBadAddress, kOwn, "bad_address", 2, "\"{subject}\" is not a server address: {reason}",
      "write HOST, HOST:PORT, ldap://HOST or ldaps://HOST; an IPv6 address in [ ]"},
@@ -192,11 +192,12 @@ constexpr MessageRow kRows[] = {
     {kNothingToChange, kOwn, "nothing_to_change", 2, "nothing to change was given",
      "name what to change, see {subject} --help"},
     {kConfirmationNeeded, kOwn, "confirmation_needed", 2,
-     "{subject} needs confirmation, but nobody can be asked", "add --yes if you are sure"},
+     "{subject} needs confirmation, but the program cannot prompt for it",
+     "add --yes if you are sure"},
     {kRefused, kOwn, "refused", 2, "{subject}: not confirmed, nothing was changed",
-     "answer y to continue"},
+     "to continue, run it again and answer y"},
     {kPasswordNeeded, kOwn, "password_needed", 2,
-     "a password is needed, but nobody can be asked for it",
+     "a password is needed, but the program cannot prompt for it",
      "give it with --password-stdin or --password-file FILE"},
     {kPasswordMismatch, kOwn, "password_mismatch", 2,
      "the two passwords differ; nothing was changed",
@@ -233,7 +234,7 @@ constexpr MessageRow kRows[] = {
      "a primary group is needed, and the directory has no group \"users\"",
      "name one with --gid GROUP; zafoldap group list shows them, zafoldap group add creates one"},
     {kTooLong, kOwn, "too_long", 2,
-     "{subject} is too long for a DN of 1023 or a filter of 2047 bytes", "use a shorter name"},
+     "{subject} is too long: a DN may have 1023 bytes, a filter 2047", "use a shorter name"},
 
     // Accounts: what the directory answered.
     {kUserMissing, kOwn, "user_missing", 3, "there is no user {subject} on {server}",
@@ -246,8 +247,8 @@ constexpr MessageRow kRows[] = {
     {kNameAmbiguous, kOwn, "name_ambiguous", 1, "{subject} is the name of several entries",
      "nothing was changed; the detail shows them, zafoldap entry delete removes one by its DN"},
     {kMembershipsLeft, kOwn, "memberships_left", 5,
-     "{reason} {subject}, making the user a member: left over from an earlier user of that name, "
-     "or listed in advance",
+     "{reason} {subject}, which would make the user a member: the name is left over from an "
+     "earlier user, or was listed in advance",
      "remove the name first: {finish}; or keep it there with --keep-memberships"},
     {kNumberLocal, kOwn, "number_local", 5,
      "the number {subject} belongs to the local account {reason}",
@@ -257,7 +258,8 @@ constexpr MessageRow kRows[] = {
     {kClassMissing, kOwn, "class_missing", 1,
      "{subject} needs the object class {reason}, which the entry or the "
      "schema of {server} lacks",
-     "leave it out; zafoldap connection check {connection} shows what the schema has"},
+     "run it again without {subject}; zafoldap connection check {connection} shows what the schema "
+     "has"},
     {kAttributeMissing, kOwn, "attribute_missing", 1,
      "{server} no longer has the value to be changed",
      "somebody else may have changed {subject} meanwhile: check it and try again"},
@@ -267,10 +269,11 @@ constexpr MessageRow kRows[] = {
      "only the appliance's own kind of server has one; zafoldap id next works without it"},
     {kPoolFailed, kOwn, "pool_failed", 1, "no number can be taken from the directory's pool",
      "see its limits with zafoldap id pool show, and run zafoldap id check"},
-    {kIdsWrong, kOwn, "ids_wrong", 1, "{reason}", "each of them says what to do"},
+    {kIdsWrong, kOwn, "ids_wrong", 1, "{reason}", "each failed check says what to do"},
     {kHomesUnpublished, kOwn, "homes_unpublished", 3,
      "the directory on {server} publishes no home folders",
-     "name their location with --export HOST:PATH, or publish them first"},
+     "name their location with --export HOST:PATH, or publish it first, on the server: "
+     "zafoldapserver automount set HOST PATH"},
     {kHomesRefused, kOwn, "homes_refused", 1,
      "\"{subject}\", the location of home folders in the directory on {server}, is not mounted: "
      "{reason}",
@@ -313,7 +316,7 @@ constexpr MessageRow kRows[] = {
     {kFolderUnwritable, kOwn, "folder_unwritable", 1, "{subject} cannot be written: {reason}",
      "create the folder, or mount its file system for writing; nothing was changed"},
     {kSpaceLow, kOwn, "space_low", 1, "not enough space for the database in {subject}: {reason}",
-     "free space there until 64 MiB are left; nothing was changed"},
+     "free space there until at least 64 MiB are available; nothing was changed"},
     {kPortTaken, kOwn, "port_taken", 1, "port {subject} is in use by another program",
      "stop that program (ss -ltnp names it), or make the server listen elsewhere: key listen in "
      "/usr/zafo/etc/service/ldap-server.conf"},
@@ -341,7 +344,7 @@ constexpr MessageRow kRows[] = {
      "zafoldapserver enable --suffix {subject} enables it and starts the server"},
     {kServerNotStarted, kOwn, "server_not_started", 1, "the server does not start",
      "see zafoldapserver check, and /var/log/messages for slapd's own reason"},
-    {kServerNotStopped, kOwn, "server_not_stopped", 1, "the server does not stop in time",
+    {kServerNotStopped, kOwn, "server_not_stopped", 1, "the server did not stop in time",
      "it may still be writing: check zafoldapserver status, then try again"},
     {kSuffixNotTyped, kOwn, "suffix_not_typed", 2,
      "{subject}: the suffix was not typed, nothing was changed",
@@ -350,7 +353,7 @@ constexpr MessageRow kRows[] = {
      "see /var/log/messages, then run the same command again"},
     {kServerFileUnreadable, kOwn, "server_file_unreadable", 1, "{subject} cannot be read: {reason}",
      "zafoldapserver check has details; zafoldapserver enable rewrites it"},
-    {kServerUnwell, kOwn, "server_unwell", 1, "{reason}", "each of them says what to do"},
+    {kServerUnwell, kOwn, "server_unwell", 1, "{reason}", "each failed check says what to do"},
     {kExportBad, kOwn, "export_bad", 2,
      "\"{subject}\" is not a valid location for home folders: {reason}",
      "write it like: zafoldapserver automount set nas.example.com /volume1/homes"},
@@ -361,7 +364,7 @@ constexpr MessageRow kRows[] = {
     {kBackupNone, kOwn, "backup_none", 3, "there is no backup in {subject} that can be restored",
      "zafoldapserver backup list shows what exists; zafoldapserver backup now makes one"},
     {kBackupOtherSuffix, kOwn, "backup_other_suffix", 1,
-     "the backup is of the directory {subject}, but this server has {reason}",
+     "the backup is of the directory {subject}, but this server holds {reason}",
      "choose a backup of this directory: zafoldapserver backup list"},
     {kBackupSettingsFailed, kOwn, "backup_settings_failed", 1,
      "the backup settings in {subject} are not usable: {reason}",
@@ -380,7 +383,7 @@ constexpr MessageRow kRows[] = {
     {kJobLeftNoWord, kOwn, "job_left_no_word", 1, "the {subject} ended without reporting a result",
      "see /var/log/messages, and zafoldapserver check"},
     {kProgressUnreadable, kOwn, "progress_unreadable", 1, "{subject} cannot be read",
-     "make sure that it is a file; the next backup rewrites it"},
+     "make sure that it is a regular file, or remove it; the next backup rewrites it"},
 
     // The program itself.
     {kOutputFailed, kOwn, "output_failed", 1, "the output cannot be written: {reason}",

@@ -61,7 +61,7 @@ const char *FaultOfUsualName(const std::string &name) {
     return OnlyDigits(name)                      ? "it has only digits"
            : name.size() > kLongestName          ? "it is longer than 32 characters"
            : !IsBeginning(name.front())          ? "it does not start with a letter or \"_\""
-           : !std::ranges::all_of(name, IsUsual) ? "it contains another character"
+           : !std::ranges::all_of(name, IsUsual) ? "it contains a character that is not allowed"
                                                  : nullptr;
 }
 

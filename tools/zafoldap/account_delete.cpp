@@ -40,7 +40,7 @@ Doomed DoomedGroup(const AccountDirectory &directory, const Account &group) {
                                       Counted(ListedUsers(directory, group).size(), "member"));
     if (const size_t users = PrimaryUsers(directory, group).size(); users > 0)
         touches +=
-            fmt::format("; {} with it as primary group will keep the number of a deleted group",
+            fmt::format("; {} whose primary group it is will keep the number of a deleted group",
                         Counted(users, "user"));
     return {group, std::move(touches), {}};
 }

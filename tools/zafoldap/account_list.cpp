@@ -40,7 +40,7 @@ bool PrintAll(Search &search, ListWriter &writer, const ListRequest &request, bo
 
 int LimitOf(const Session &session) {
     const std::optional<int> limit = session.invocation.Number("limit");
-    if (limit && *limit < 1) RefuseUsage(session, "--limit needs at least 1");
+    if (limit && *limit < 1) RefuseUsage(session, "--limit must be at least 1");
     return limit.value_or(std::numeric_limits<int>::max());
 }
 

@@ -307,7 +307,7 @@ class Checker {
         if (found) return Good(fmt::format("can be listed below {}", connection_.base));
         return Warned(
             fmt::format("no entry of the class posixAccount is visible below {}: there is none, or "
-                        "it is not shown to {}",
+                        "the server does not show it to {}",
                         connection_.base,
                         connection_.bind_dn.empty() ? "anonymous clients" : connection_.bind_dn),
             {});
@@ -359,7 +359,8 @@ class Checker {
         }
         if (sound) return Good(std::move(detail));
         return Warned(std::move(detail),
-                      "the limits make no sense: see cn=zafoconf, and zafoldap id check");
+                      "these limits make no sense: correct the entries below cn=zafoconf, then run "
+                      "zafoldap id check");
     }
 
     void ReadRootDse(const Host &host) {

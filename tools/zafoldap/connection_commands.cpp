@@ -79,7 +79,7 @@ void CheckLoginSuffix(const std::string &suffix) {
     const bool good = IsText(suffix) && suffix.find_first_of("\r\n\t ") == std::string::npos;
     if (!good)
         throw OwnFailure(Message::kBadText, {.subject = "--login-suffix",
-                                             .reason = "it holds blanks or control characters"});
+                                             .reason = "it contains blanks or control characters"});
 }
 
 // The transport that --uri and --ssl together request.
@@ -267,7 +267,7 @@ Command ConnectionAddCommand() {
         .exclusive = {{"password-stdin", "password-file"}},
         .examples = {{"zafoldap connection add work --uri ldap.example.com --base "
                       "dc=example,dc=com --bind-dn cn=reader,dc=example,dc=com",
-                      "a connection that prompts for its password"},
+                      "a bind DN, whose password is prompted for"},
                      {"zafoldap connection add public --uri ldap.example.org --base "
                       "dc=example,dc=org",
                       "an anonymous connection"},
@@ -324,7 +324,7 @@ Command ConnectionEditCommand() {
             .run = EditConnection,
             .summary = "Change a saved connection",
             .description =
-                "Changes only what the options name. A new bind DN also needs its password. "
+                "Changes only what the options specify. A new bind DN also needs its password. "
                 "--anonymous removes bind DN and password.",
             .arguments = {kConnectionName},
             .options = {Uri(false),
@@ -389,21 +389,22 @@ int CheckConnection(Session &session) {
 }
 
 Command ConnectionCheckCommand() {
-    return {.noun = "connection",
-            .verb = "check",
-            .run = CheckConnection,
-            .summary = "Test a saved connection step by step",
-            .description =
-                "Tests each step from the saved settings to listing users and says whether it "
-                "works, or why not and what to do: settings, resolve (name to address), connect, "
-                "tls, chain (who signed the server's certificate, and when each certificate ends), "
-                "names (those that the certificate is for), bind, base, users, schema, type (kind "
-                "of server), pool (numbers for new accounts). When a step fails, the later ones "
-                "are skipped and the exit code is that of the failed step.",
-            .arguments = {kMaybeConnectionName},
-            .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
-                         {"zafoldap connection check work --json", "the same for a monitor"}},
-            .exits = {3, 4, 6}};
+    return {
+        .noun = "connection",
+        .verb = "check",
+        .run = CheckConnection,
+        .summary = "Test a saved connection step by step",
+        .description =
+            "Tests each step from the saved settings to listing users and says whether it "
+            "works, or why not and what to do: settings, resolve (name to address), connect, "
+            "tls, chain (who signed the server's certificate, and when each certificate ends), "
+            "names (those that the certificate is for), bind, base, users, schema, type (kind "
+            "of server), pool (numbers for new accounts). When a step fails, the later ones "
+            "are skipped and the exit code is that of the failed step.",
+        .arguments = {kMaybeConnectionName},
+        .examples = {{"zafoldap connection check work", "what is wrong with this connection"},
+                     {"zafoldap connection check work --json", "the same for a monitoring system"}},
+        .exits = {3, 4, 6}};
 }
 
 // Needs no saved connection: the query is anonymous.

@@ -214,8 +214,10 @@ int EditGroup(Session &session) {
                fmt::format("group {} changed", OneLine(group.name)));
     if (!primary.empty())
         session.streams.Note(fmt::format(
-            "the primary group number {} stays with {} user{}: zafoldap user edit NAME --gid {}",
-            old, primary.size(), primary.size() == 1 ? "" : "s", *gid));
+            "{1} user{2} still {3} the primary group number {0}: zafoldap user edit NAME --gid {4} "
+            "changes that",
+            old, primary.size(), primary.size() == 1 ? "" : "s",
+            primary.size() == 1 ? "has" : "have", *gid));
     return 0;
 }
 

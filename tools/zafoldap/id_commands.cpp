@@ -170,7 +170,7 @@ class NumberChecks {
                 fmt::format("{} numbers, each used by one {}", numbers_.size(), kind_.noun));
         return Wrong(
             "the same number: " + WithCarriers(twice),
-            fmt::format("give all but one of them another number: zafoldap {} edit NAME --{} N. "
+            fmt::format("assign all but one of them another number: zafoldap {} edit NAME --{} N. "
                         "With several writable servers, take numbers from only one of them",
                         kind_.noun, kind_.number));
     }
@@ -183,10 +183,10 @@ class NumberChecks {
             detail +=
                 fmt::format("{}{} of {}", detail.empty() ? "" : "; ", number, Carriers(number));
         }
-        if (detail.empty()) return Good("nobody has 0, 65534, 65535 or 4294967295");
+        if (detail.empty()) return Good("none is 0, 65534, 65535 or 4294967295");
         return Wrong("reserved: " + detail,
-                     "0 is the administrator of every machine and the others mean nobody: give "
-                     "another number");
+                     "0 is the administrator of every machine, and the others stand for \"no "
+                     "account\": assign another number");
     }
 
     // Where the directory is a source of accounts, an account with such a number owns everything
@@ -199,23 +199,24 @@ class NumberChecks {
             if (number > 0 && number <= kLast && (low.empty() || low.back() != number))
                 low.push_back(number);
         }
-        if (low.empty()) return Good("nobody has a number from 1 to 999, which belong to systems");
+        if (low.empty()) return Good("none is from 1 to 999, the numbers of system accounts");
         return judge_system_(
-            "belongs to a system: " + WithCarriers(low),
-            fmt::format("give another number: zafoldap {} edit NAME --{} N; clients can be told to "
-                        "ignore low ones (nss_min_uid in nslcd.conf)",
+            "reserved for system accounts: " + WithCarriers(low),
+            fmt::format("assign another number: zafoldap {} edit NAME --{} N; clients can be told "
+                        "to ignore low ones (nss_min_uid in nslcd.conf)",
                         kind_.noun, kind_.number));
     }
 
     CheckStep SystemNames() const {
         const std::string rename =
-            fmt::format("rename it, zafoldap {} rename, or delete it", kind_.noun);
+            fmt::format("rename it (zafoldap {} rename) or delete it", kind_.noun);
         if (!accounts_.system_names.empty())
-            return judge_system_("belongs to a system: " + Shown(accounts_.system_names), rename);
+            return judge_system_("reserved for system accounts: " + Shown(accounts_.system_names),
+                                 rename);
         if (!accounts_.local_names.empty()) {
-            return Warned("also on this system: " + Shown(accounts_.local_names), rename);
+            return Warned("also a local account here: " + Shown(accounts_.local_names), rename);
         }
-        return Good("none belongs to a system");
+        return Good("none is reserved for system accounts");
     }
 
     CheckStep Local() const {
@@ -232,7 +233,8 @@ class NumberChecks {
         }
         if (detail.empty()) return Good("none belongs to a local account");
         return Warned(detail,
-                      "the two own each other's files here: give one of them another number");
+                      "each owns the other's files on this system: assign one of them another "
+                      "number");
     }
 
     CheckStep Outside(const Pool &pool) const {
@@ -290,7 +292,7 @@ CheckStep MembershipStep(const AccountDirectory &directory,
         const auto judge = GivesRights(first.group.name) ? Wrong : Warned;
         step = judge(
             "no user has these names: " + Shown(texts),
-            "a new user of such a name would be a member: " +
+            "a new user with such a name would be a member; remove it: " +
                 directory.CommandLine("member remove", {first.group.name, first.names.front()}));
     }
     step.step = "memberships";
@@ -395,17 +397,18 @@ Command IdCheckCommand() {
             .summary = "Check the numbers of users and groups",
             .description =
                 "Looks for numbers that several users or several groups share, reserved ones, "
-                "those of systems (1 to 999) and of local accounts, those outside the pool, and a "
-                "counter that lags behind the numbers in use; for names that systems and packages "
-                "use (root, sudo, docker and the like) or that local accounts have with another "
-                "number; and for groups that list users who do not exist, so that a new user of "
-                "that name would be a member. For duplicates, reserved numbers, users with a "
-                "system's number or name, and such a member of Directory Operators or "
-                "administrators the exit code is 1; the rest are warnings.\n\n"
+                "those of system accounts (1 to 999) and of local accounts, those outside the "
+                "pool, and a counter that lags behind the numbers in use; for names that operating "
+                "systems and packages use (root, sudo, docker and the like) or that local accounts "
+                "have with another number; and for groups that list users who do not exist, so "
+                "that a new user with that name would be a member. For duplicates, reserved "
+                "numbers, users with the number or name of a system account, and such a member of "
+                "Directory Operators or administrators the exit code is 1; the rest are "
+                "warnings.\n\n"
                 "In a directory with several writable servers, take numbers from only one of them: "
                 "two counters that change at the same time give out the same numbers.",
             .examples = {{"zafoldap id check", "users and groups"},
-                         {"zafoldap id check --json", "the same for a monitor"}},
+                         {"zafoldap id check --json", "the same for a monitoring system"}},
             .exits = {4, 6, 8, 130}};
 }
 

@@ -134,7 +134,7 @@ void TellWhatIsLeft(const Job &job, const std::vector<Decision> &plan, bool dry_
     const auto refused = std::ranges::find(plan, Result::kRefuse, &Decision::result);
     if (refused == plan.end()) return;
     streams.Note(
-        fmt::format("{} refused as part of the system; to copy one anyway, as far as the system "
+        fmt::format("{} refused as system accounts; to copy one anyway, as far as the system "
                     "permits: {} --allow {}",
                     job.Counted(CountOf(plan, Result::kRefuse)), job.Again(),
                     CommandWord(refused->account.name)));
@@ -240,26 +240,26 @@ Command MigrateCommand() {
         .description =
             "Copies the ordinary accounts of this system (/etc/passwd and /etc/group) to the "
             "directory, or those of the directory to this system, and reports the result for each. "
-            "Nothing is deleted or changed on either side: an account whose name or number is "
-            "taken is skipped. The command can be repeated; it adds what is missing. Copy groups "
-            "to this system first: a user needs its primary group there.\n\n"
-            "Accounts that would be part of the system are refused: names that systems and "
-            "packages use (root, sudo, docker, disk, shadow and the like), numbers below UID_MIN "
-            "and GID_MIN of /etc/login.defs, above 2147483647 or with a special meaning, and on "
-            "this system a primary group that belongs to the system, a home folder like / or "
-            "/root, and a login shell that is not in /etc/shells. --allow NAME copies one account "
-            "anyway, as far as this system permits. A user is not copied to the directory if "
-            "groups there already list the name but groups here do not, unless --keep-memberships "
-            "is given.\n\n"
+            "Existing accounts are neither deleted nor changed: an account whose name or number is "
+            "taken is skipped. The command can be repeated; it adds what is missing. When copying "
+            "to this system, copy groups first: a user needs its primary group there.\n\n"
+            "Accounts that would act as system accounts are refused: names that operating systems "
+            "and packages use (root, sudo, docker, disk, shadow and the like), numbers below "
+            "UID_MIN and GID_MIN of /etc/login.defs, above 2147483647 or with a special meaning, "
+            "and on this system a primary group that belongs to the system, a home folder like / "
+            "or /root, and a login shell that is not in /etc/shells. --allow NAME copies one "
+            "account anyway, as far as this system permits. A user is not copied to the directory "
+            "if groups there already list the name but groups here do not, unless "
+            "--keep-memberships is given.\n\n"
             "Password hashes are copied unchanged, including Samba's if the directory has "
-            "sambaSamAccount. This system cannot use a hash that is not of the kind {crypt}: such "
-            "users are named and have no password until passwd(1) sets one. Mail addresses and "
+            "sambaSamAccount. This system can only use {crypt} hashes: users with any other are "
+            "named, and have no password until passwd(1) sets one. Mail addresses and "
             "full names are copied both ways, group descriptions only to the directory. No home "
             "folders are created.\n\n"
             "Asks for confirmation before adding anything; --dry-run shows what would be added and "
-            "what skipped, and why. Fields: name, number, result (added, or add with --dry-run; "
-            "there; skipped; refused), reason. The exit code is 7 when accounts were skipped or "
-            "refused.",
+            "what would be skipped, and why. Fields: name, number, result (added, or add with "
+            "--dry-run; there; skipped; refused), reason. The exit code is 7 when accounts were "
+            "skipped or refused.",
         .arguments = {{.name = "WHAT", .help = "users or groups", .choices = {"users", "groups"}}},
         .options = {{.name = "to",
                      .value = "WHERE",

@@ -13,7 +13,7 @@ namespace zafo::cli {
 namespace {
 
 constexpr std::string_view kNoPassword =
-    "the password is not a {crypt} hash: no log-in with a password until one is set";
+    "the password is not a {crypt} hash: nobody can log in with a password until one is set";
 
 // The library creates a user before it stores the Samba hashes: a run killed in between leaves the
 // user without them. They may also have been removed on purpose, so they are not restored unasked.
@@ -33,8 +33,8 @@ std::string Obstacle(const Candidate &account, const Target &target) {
 std::string MembershipsOf(const Candidate &account, const Target &target) {
     if (target.keep_memberships || account.listed.empty()) return {};
     return fmt::format(
-        "the directory's {} {} it, which it is not in here; zafoldap member remove removes it, "
-        "--keep-memberships keeps it",
+        "the directory's {} already {} it, but the groups of this system do not; zafoldap member "
+        "remove removes it, --keep-memberships keeps it",
         fmt::join(account.listed, ", "), account.listed.size() == 1 ? "lists" : "list");
 }
 

@@ -102,7 +102,7 @@ std::string RoleOfName(const AccountKind &kind, std::string_view name) {
     if (role.empty() && std::ranges::any_of(kPrefixes, [&](std::string_view prefix) {
             return name.starts_with(prefix);
         }))
-        role = "names like it belong to packages and services";
+        role = "such names belong to packages and services";
     return role;
 }
 
@@ -127,7 +127,7 @@ std::string FaultOfNumber(const AccountKind &kind, std::uint32_t number,
     if (number < first) return fmt::format("numbers below {} belong to system accounts", first);
     if (number >= kFirstOfServices && number <= kLastOfServices)
         return "numbers from 61184 to 65519 belong to services that systemd starts";
-    if (IsReservedNumber(number)) return fmt::format("{} means nobody", number);
+    if (IsReservedNumber(number)) return fmt::format("{} stands for \"no account\"", number);
     if (number > kHighest) return "programs treat numbers above 2147483647 as negative";
     return {};
 }
@@ -139,7 +139,8 @@ std::string FaultOfHome(std::string_view home) {
     if (path.find("/../") != std::string::npos || path.find("/./") != std::string::npos)
         return "its home folder contains \"..\" or \".\"";
     if (path == "/")
-        return "its home folder is \"/\": removing or handing over homes would affect everything";
+        return "its home folder is \"/\": deleting a home or changing its owner would affect "
+               "everything";
     for (std::string_view tree : kNoHomes) {
         if (IsBelow(path, tree))
             return fmt::format("its home folder is in {}, which belongs to the system", tree);

@@ -195,7 +195,8 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     if (!copy)
         throw JobError(
             Exit::kSystem,
-            fmt::format("there is no {}, and the backup has none either: set up the server first",
+            fmt::format("there is no {}, and the backup has none either: set up the server first "
+                        "with zafoldapserver enable",
                         kSlapdConf));
     const TextFolder work;
     const std::string saved = work.Write("saved.conf", *copy);
@@ -205,12 +206,12 @@ void MissingConfiguration::MakeFrom(const Contents &backup) {
     if (!IsPlainDn(suffix_) || !IsAdminOf(admin_dn_, suffix_))
         throw JobError(Exit::kSystem,
                        "the suffix or the administrator's DN of the backup cannot be used in a "
-                       "configuration: set up the server first");
+                       "configuration: set up the server first with zafoldapserver enable");
     if (!IsPasswordHash(hash)) {
         hash.clear();
         notes_.push_back(
-            "the administrator's password in the backup is not a hash and was not used: enabling "
-            "the server sets one");
+            "the administrator's password in the backup is not a hash and was not used: "
+            "zafoldapserver enable sets a new one");
     }
     slapd_conf_ = FromTemplate(work, suffix_, admin_dn_, hash);
     const std::vector<std::string> differing = DifferingDirectives(*copy, slapd_conf_);
@@ -256,8 +257,7 @@ std::string MissingConfiguration::InstallConnection() {
         return error.what();
     }
     return "the password of the saved connection \"root\" was enciphered on another machine and "
-           "cannot be read "
-           "here: set it again with zafoldap connection edit root --ask-password";
+           "cannot be read here: set it again with zafoldap connection edit root --ask-password";
 }
 
 }  // namespace zafo::backup

@@ -84,8 +84,8 @@ Command AutomountSetCommand() {
             .summary = "Publish the location of the home folders",
             .description =
                 "Publishes HOST:PATH as the location of all users' home folders, in the maps "
-                "auto_master and auto_home that automounters read (autofs(5)), and creates the "
-                "missing ones there. The system log names folders that cannot be created.",
+                "auto_master and auto_home that automounters read (autofs(5)), and creates any "
+                "missing folders there. The system log names folders that cannot be created.",
             .arguments = {{.name = "HOST", .help = "the NFS server, by name or address"},
                           {.name = "PATH", .help = "the exported folder"}},
             .examples = {{"zafoldapserver automount set nas.example.com /volume1/homes",

@@ -89,7 +89,8 @@ CheckStep JudgeSchedule(const BackupSettings &settings, Registration registratio
             break;
         case Registration::kMissing:
             return Wrong(
-                "the schedule is on, but the scheduler does not have it: no backup is made", again);
+                "the schedule is on, but the scheduler does not have it: no backups are made",
+                again);
         case Registration::kLeftOver:
             return Wrong("the schedule is off, but the scheduler still runs backups", again);
         case Registration::kOtherwise:
@@ -105,10 +106,10 @@ CheckStep JudgeSchedule(const BackupSettings &settings, Registration registratio
                           : kSetDestination);
     const auto next = NextRun(settings.schedule, now);
     if (!next)
-        return Wrong("the schedule has no time: no backup is made",
+        return Wrong("the schedule has no time: no backups are made",
                      "zafoldapserver backup config set --schedule \"daily 04:00\"");
     if (!scheduler_runs)
-        return Wrong("backups are scheduled, but cron is not running: none is made",
+        return Wrong("backups are scheduled, but cron is not running: none are made",
                      "start cron: systemctl enable --now cron");
     return Good(
         fmt::format("{}, next {}", ScheduleInWords(settings.schedule), MomentInWords(*next, now)));

@@ -82,7 +82,7 @@ bool TakeSchedule(Session &session, BackupSettings &settings) {
 bool TakeKeep(Session &session, BackupSettings &settings) {
     const std::optional<int> keep = session.invocation.Number("keep");
     if (!keep) return false;
-    if (*keep == 0) RefuseUsage(session, "--keep needs a number of at least 1");
+    if (*keep == 0) RefuseUsage(session, "--keep must be at least 1");
     settings.keep = *keep;
     return true;
 }

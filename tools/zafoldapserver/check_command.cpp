@@ -91,7 +91,7 @@ Command CheckCommand() {
         .run = CheckServer,
         .summary = "Check the server's health",
         .description =
-            "Makes these checks, even on a stopped server: set-up, configuration (slapd accepts "
+            "Runs these checks, even on a stopped server: set-up, configuration (slapd accepts "
             "it), access-rules (not changed by hand), enabled, running, answer (over StartTLS with "
             "the saved connection \"root\"), restart (it is restarted when it ends by itself), "
             "crashes (a warning for a week after one), operators (the group Directory Operators "
@@ -106,8 +106,8 @@ Command CheckCommand() {
             "log while /tmp/zafoldap_debug exists).\n\n"
             "Fields: severity (ok, warning, error, skipped), id, cause, fix. The ids never change. "
             "The exit code is 1 when there is an error.",
-        .examples = {{"zafoldapserver check", "for a person"},
-                     {"zafoldapserver check --json", "for a monitor"}},
+        .examples = {{"zafoldapserver check", "a table to read"},
+                     {"zafoldapserver check --json", "for a monitoring system"}},
         .exits = {4, 130}};
 }
 

@@ -79,7 +79,7 @@ std::vector<Difference> DifferencesOf(const LocalServer &before, const WantedSer
     if (ZAFOLDAPServerDBIsEmpty() == 1) {
         all.push_back({"entries", "the database is empty"});
     } else if (const std::string missing = MissingEntries(before.suffix); !missing.empty()) {
-        all.push_back({"entries", "missing in the directory: " + missing});
+        all.push_back({"entries", "missing from the directory: " + missing});
     }
     return all;
 }

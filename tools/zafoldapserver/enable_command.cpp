@@ -157,8 +157,8 @@ int DryRun(Session &session, const Enabling &job) {
     for (const std::string &file : files)
         streams.Out(fmt::format("writes    {}\n", file));
     streams.Out(
-        "adds      what is missing of: cn=users, cn=groups, the pool of numbers, the Samba domain, "
-        "the groups users, Directory Operators and administrators, the user admin\n");
+        "adds      whichever of these are missing: cn=users, cn=groups, the pool of numbers, the "
+        "Samba domain, the groups users, Directory Operators and administrators, the user admin\n");
     return 0;
 }
 
@@ -182,7 +182,7 @@ std::string StateAfterFailure(const Enabling &job, const LocalServer &now) {
     if (access(kAccessRules, R_OK) != 0) return "the access rules could not be written";
     if (ZAFOLDAPServerDBIsEmpty() == 1) return "nothing could be loaded into the database";
     if (!now.Running())
-        return "the database exists in part or whole, and the server is not running";
+        return "the database was created, at least in part, but the server is not running";
     return "the server is running, but a default group or the user admin could not be added";
 }
 
@@ -309,14 +309,14 @@ Command EnableCommand() {
             .run = EnableServer,
             .summary = "Set up and start the directory server",
             .description =
-                "Sets up a running server from nothing: enables the service, writes its "
+                "Sets up a server from scratch and starts it: enables the service, writes its "
                 "configuration and access rules, saves the connection \"root\" for zafoldap, "
                 "creates the database and the certificates, starts the server and adds the groups "
                 "users, Directory Operators and administrators and the user admin, who has the "
                 "administrator's password.\n\n"
                 "Everything is checked before anything changes: the names, the password, the "
                 "folders, the space, the ports, and whether slapd accepts the configuration.\n\n"
-                "On a server that is already set up it reports and fixes what differs from the "
+                "On a server that is already set up it reports and fixes any differences from the "
                 "request, or says that there is nothing to do. Accounts never change. The password "
                 "stays unless a new one is given. Files changed by hand are kept with \".before\" "
                 "appended to their names.\n\n"

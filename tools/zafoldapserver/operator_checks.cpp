@@ -97,18 +97,17 @@ CheckStep CheckOperators(CheckedServer &checked) {
         OperatorGroup group(checked);
         const auto members = group.Members();
         if (!members) {
-            return Wrong(
-                fmt::format("{} is missing: nobody but the administrator may write", group.Dn()),
-                fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
+            return Wrong(fmt::format("{} is missing: only the administrator may write", group.Dn()),
+                         fmt::format("zafoldapserver enable --suffix {}", checked.server.suffix));
         }
         const std::vector<std::string> missing = group.Missing(*members);
         if (missing.empty())
             return Good(
                 fmt::format("{} in Directory Operators, all of them users", members->size()));
-        return Wrong(fmt::format("Directory Operators lists {}, who {} there: a new user of that "
-                                 "name may write to the directory",
+        return Wrong(fmt::format("Directory Operators lists {}, but there {}: a new user with such "
+                                 "a name could write to the directory",
                                  OneLine(fmt::format("{}", fmt::join(missing, ", "))),
-                                 missing.size() == 1 ? "is not" : "are not"),
+                                 missing.size() == 1 ? "is no such user" : "are no such users"),
                      RemovalOf(missing.front()));
     } catch (const Failure &failure) {
         if (failure.exit_code == 130) throw;

@@ -38,7 +38,7 @@ std::vector<Topic> Topics() {
          "needs; zafoldap(1) then manages the accounts. Clients need the authority's certificate, "
          "/usr/zafo/etc/ssl/ca.pem, and connect with StartTLS or ldaps://.\n\n"
          "Missing certificates are created when the server starts; those signed by this machine's "
-         "own authority are renewed when they end soon. An administrator's own certificate, stored "
+         "own authority are renewed before they expire. An administrator's own certificate, stored "
          "under the names in the configuration, is never changed."},
         {"PASSWORDS",
          "No option takes a password, because anyone can read command lines. Passwords are "
@@ -46,8 +46,8 @@ std::vector<Topic> Topics() {
          "--password-file (which group and others must not be able to read), or made by "
          "--random-password."},
         {"BACKUPS",
-         "zafoldapserver backup config set sets where and when they are made, zafoldapserver check "
-         "says whether they are, and zafoldapserver restore restores one. A backup is a "
+         "zafoldapserver backup config set sets where and when backups are made, zafoldapserver "
+         "check says whether they are, and zafoldapserver restore restores one. A backup is a "
          "zstd-compressed tar archive of LDIF (slapadd(8)) and configuration, with digests of "
          "both; tar --zstd reads it. It contains password hashes: keep it where only root can read "
          "it."},
@@ -102,7 +102,7 @@ const Program &Zafoldapserver() {
                   {"/var/log/zafoldap.progress",
                    "Progress of the current or last backup or restore."},
                   {"/usr/zafo/etc/service/ldap-server.conf",
-                   "Settings of the service, such as \"listen\" the URLs to listen on (default: "
+                   "Settings of the service, such as \"listen\", the URLs to listen on (default: "
                    "ldap:/// ldaps:///)."},
                   {"/usr/zafo/etc/ssl/ca.pem",
                    "The certificate of the authority that clients trust."},

@@ -91,8 +91,8 @@ Command ProgressCommand() {
             "Fields: operation, task, state (running, done, failed, killed), stage, total, action, "
             "status (exit code of the backup program), reason, pid.",
         .options = {{.name = "follow", .help = "follow the job until it ends"}, kProgressOption},
-        .examples = {{"zafoldapserver progress", "a look"},
-                     {"zafoldapserver progress --follow", "until it is done"}},
+        .examples = {{"zafoldapserver progress", "the current state"},
+                     {"zafoldapserver progress --follow", "until the job ends"}},
         .exits = {3, 8, 130}};
 }
 

@@ -19,8 +19,8 @@ std::string Times(long long count) {
 
 std::string WhatToDo(const ServiceFacts &service) {
     return fmt::format(
-        "apt-get install --only-upgrade slapd; {} shows each time; anyone who can log in can crash "
-        "a slapd with such a fault",
+        "apt-get install --only-upgrade slapd; {} shows each crash; anyone who can log in can "
+        "crash a slapd with such a fault",
         service.systemd ? "journalctl -u ldap-server"
                         : fmt::format("grep zafo-service-keeper {}", kSystemLog));
 }

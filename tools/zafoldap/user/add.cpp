@@ -273,8 +273,9 @@ Command UserAddCommand() {
         .summary = "Add a user",
         .description =
             "Adds a user with a password, which is prompted for twice unless an option supplies "
-            "it. It must have at least 8 characters and not be the name. It is set as the Unix "
-            "password and, if the server's schema has sambaSamAccount, as the Samba password.\n\n"
+            "it. It must have at least 8 characters and must not be the user's name. It is set as "
+            "the Unix password and, if the server's schema has sambaSamAccount, as the Samba "
+            "password.\n\n"
             "Without --uid the user gets the next free number: from the pool on the appliance's "
             "own kind of server, otherwise one more than the highest in use. If somebody else "
             "takes that number at the same moment, the next one is used. Numbers that are reserved "
@@ -284,13 +285,13 @@ Command UserAddCommand() {
             "Groups may already list the name, left over from an earlier user or listed in "
             "advance, and would have the user as a member. If --groups does not name them, the "
             "name is refused and the groups are shown, unless --keep-memberships is given.\n\n"
-            "Everything is checked before the entry is added: names, numbers, groups, its place, "
-            "the schema. If a later step fails (password, groups, home folder), the user stays, "
-            "the exit code is 7, and the message shows the commands that finish the work. The home "
-            "folder is created if the directory publishes an auto_home map.\n\n"
+            "Everything is checked before the entry is added: names, numbers, groups, the "
+            "container, the schema. If a later step fails (password, groups, home folder), the "
+            "user stays, the exit code is 7, and the message shows the commands that finish the "
+            "work. The home folder is created if the directory publishes an auto_home map.\n\n"
             "--dry-run makes the checks and prints the requested entry as LDIF; comments name what "
             "the library adds according to the server's schema (object classes, ageing, Samba "
-            "attributes), the password, and a number that is yet to be taken.",
+            "attributes), the password, and a number that has not been taken yet.",
         .arguments = {kNewNameArgument},
         .options = std::move(options),
         .exclusive = {{"password-stdin", "password-file", "random-password"}},

@@ -131,7 +131,7 @@ Command UserEditCommand() {
             .run = EditUser,
             .summary = "Change a user",
             .description =
-                "Changes only what the options name. An empty text removes a full name, mail "
+                "Changes only what the options specify. An empty text removes a full name, mail "
                 "address, shell or --set attribute. Member lists stay unchanged, even when the "
                 "primary group changes. --mail requires an entry of the class inetOrgPerson, "
                 "--expires and the password options one of the class shadowAccount. \"user "

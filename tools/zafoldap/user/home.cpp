@@ -60,7 +60,8 @@ void Finish(Session &session, const std::optional<Failure> &failure, const Facts
         named.subject = whose;
         throw OwnFailure(Message::kHomeFailed, named, failure->detail);
     }
-    TellResult(session, record, fmt::format("home folder of {}: exists", OneLine(whose)));
+    TellResult(session, record,
+               fmt::format("home folder of {}: created or already there", OneLine(whose)));
 }
 
 // Prints what a dry run would do; returns whether this is one.

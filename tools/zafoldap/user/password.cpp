@@ -76,7 +76,7 @@ int SetUserPassword(Session &session) {
     ChangePlan plan;
     plan.Check(fmt::format("the user {} exists", name));
     plan.Record(dn, "modify");
-    const std::string now = "set when it is done";
+    const std::string now = "set by the actual change";
     if (touched.samba) {
         for (const char *attribute : {"sambaNTPassword", "sambaLMPassword", "sambaPwdLastSet"})
             plan.Replace(attribute, now);
@@ -109,7 +109,7 @@ Command UserPasswdCommand() {
             .description =
                 "Sets a new password, for Unix and Samba together if the entry has both. It is "
                 "prompted for twice unless an option supplies it. It must have at least 8 "
-                "characters and not be the name.",
+                "characters and must not be the user's name.",
             .arguments = {kUserArgument},
             .options = {kPasswordStdin, kPasswordFile, kRandomPassword, kWeakPassword},
             .exclusive = {{"password-stdin", "password-file", "random-password"}},
