@@ -31,9 +31,9 @@ Secret::~Secret() {
 // a file that others could read, hence the mode.
 const char *Secret::MoveToFile() {
     const int fd = memfd_create("secret", 0);
-    if (fd < 0) Fail(kRefused, "cannot hide a password", errno);
-    if (fchmod(fd, 0600) != 0) Fail(kRefused, "cannot protect a password", errno);
-    if (!WriteAll(fd, {copy_, size_})) Fail(kRefused, "cannot pass a password on", errno);
+    if (fd < 0) Fail(kRefused, "cannot create a file for a password", errno);
+    if (fchmod(fd, 0600) != 0) Fail(kRefused, "cannot restrict the file of a password", errno);
+    if (!WriteAll(fd, {copy_, size_})) Fail(kRefused, "cannot pass on a password", errno);
     static constexpr char kFolder[] = "/dev/fd/";
     auto *name = static_cast<char *>(std::calloc(1, sizeof kFolder + 12));
     if (name == nullptr) Fail(kRefused, "no memory");

@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Front, EveryTool, testing::ValuesIn(kAllTools),
 TEST_F(FrontTest, UnderAnotherNameRunsNothing) {
     const rig::ToolOutcome outcome = rig::RunTool({Front("zafo-tool-front")});
     EXPECT_EQ(outcome.status, 127 << 8);
-    EXPECT_EQ(outcome.output, "zafo-tool-front: runs under the name of a directory tool only\n");
+    EXPECT_EQ(outcome.output, "zafo-tool-front: must be run under the name of a directory tool\n");
 }
 
 TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
@@ -122,8 +122,9 @@ TEST_F(FrontTest, DoesNotRunAToolWhoseSecretCannotBeHidden) {
         const rig::ToolOutcome outcome = rig::RunTool(
             {"/usr/bin/prlimit", "--nofile=3", Front(tool), "-D", "cn=a", "-w", "geheim"});
         EXPECT_EQ(outcome.status, 255 << 8);
-        EXPECT_EQ(outcome.output,
-                  std::string(tool) + ": cannot hide a password: Too many open files\n");
+        EXPECT_EQ(
+            outcome.output,
+            std::string(tool) + ": cannot create a file for a password: Too many open files\n");
     }
     EXPECT_TRUE(tools_.Calls().empty());
 }

@@ -233,11 +233,13 @@ void SetText(char *&field, const char *text) {
 
 const std::vector<Refused> &Refusals() {
     static const std::vector<Refused> cases = {
-        {"a number below the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 999; }},
-        {"root's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 0; }},
-        {"a number above the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 60001; }},
-        {"nobody's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
-        {"no number", "the number", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
+        {"a number below the ordinary ones", "number out of range",
+         [](ZAFOUSER &u) { u.pw_uid = 999; }},
+        {"root's number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = 0; }},
+        {"a number above the ordinary ones", "number out of range",
+         [](ZAFOUSER &u) { u.pw_uid = 60001; }},
+        {"nobody's number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
+        {"no number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
         {"a number that is taken", "name or number is taken", [](ZAFOUSER &u) { u.pw_uid = 1000; }},
         {"a name that is taken", "name or number is taken",
          [](ZAFOUSER &u) { SetText(u.szName, "alice"); }},
@@ -251,28 +253,28 @@ const std::vector<Refused> &Refusals() {
          QLIB_ERR_NO_SUCH_GROUP},
         {"a system group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = 1; },
          QLIB_ERR_NO_SUCH_GROUP},
-        {"a home with a separator", "the home folder",
+        {"a home with a separator", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a:/b"); }},
-        {"a home with a line break", "the home folder",
+        {"a home with a line break", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a\nroot::0"); }},
-        {"a home with a control character of Latin-1", "the home folder",
+        {"a home with a control character of Latin-1", "invalid home folder",
          [](ZAFOUSER &u) {
              SetText(u.pw_dir,
                      "/a\xC2\x9B"
                      "2J");
          }},
-        {"a home that reads backwards", "the home folder",
+        {"a home that reads backwards", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/\u202Eanna"); }},
-        {"a line that shadow-utils take for damage", "its line is too long",
+        {"a line that shadow-utils take for damage", "its passwd line is too long",
          [](ZAFOUSER &u) {
              static const std::string long_name(1000, 'n');
              SetText(u.szFullname, long_name.c_str());
          }},
-        {"a relative home", "the home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
-        {"a shell with a line break", "the login shell",
+        {"a relative home", "invalid home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
+        {"a shell with a line break", "invalid login shell",
          [](ZAFOUSER &u) { SetText(u.pw_shell, "/bin/sh\nx"); }},
-        {"a relative shell", "the login shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
-        {"no name", "the name", [](ZAFOUSER &u) { u.szName = nullptr; }},
+        {"a relative shell", "invalid login shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
+        {"no name", "invalid name", [](ZAFOUSER &u) { u.szName = nullptr; }},
     };
     return cases;
 }
