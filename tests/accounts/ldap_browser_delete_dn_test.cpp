@@ -71,11 +71,11 @@ TEST_F(DeleteDN, DNThatBreaksALineIsRefused) {
 struct Kind {
     const char *name;
     int (*remove)(const ZAFOLDAP_HOST *, const char *);
-    const char *filter;  // before the name
+    const char *filter;  // precedes the name
     const char *ambiguous;
     int not_found;
-    std::vector<Step> after;  // tools that run once the entry is gone
-    Texts refused;            // logged beside the refusal itself
+    std::vector<Step> after;  // tools that run after the entry has been deleted
+    Texts refused;            // logged in addition to the refusal itself
 };
 
 void PrintTo(const Kind &kind, std::ostream *out) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From a filter or a name to a DN, and from a DN to a name.
+// DNs from filters and names, and names from DNs.
 #include "tests/accounts/twins.h"
 
 namespace zafo::accounts_test {
@@ -63,7 +63,7 @@ TEST_F(GetFirstDN, DNIsCutToTheBuffer) {
     }
 }
 
-// A DN of the server is text for people here, not a format.
+// A DN from the server is used as text, never as a format string.
 TEST_F(GetFirstDN, DNIsNoFormat) {
     Answer("dn: uid=100%n%s,dc=x\n\n");
     EXPECT_EQ(Run(), 1);

@@ -38,7 +38,7 @@ class GroupEdit : public WritingTest {
             request.gid ? &*request.gid : nullptr);
     }
 
-    // What an edit that succeeds writes; "" when no change was run.
+    // The change written by a successful edit; "" when none was run.
     std::string ChangeOf(const Request &request, const std::string &entry = LdifOf("All")) {
         Prepare({{"ldapsearch", entry}, {"ldapsearch"}});
         EXPECT_EQ(Edit(request), 0);

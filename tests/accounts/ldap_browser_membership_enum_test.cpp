@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Which groups a user is in, and which users a group has and has not.
+// Which groups a user is in, and which users are and are not in a group.
 #include "tests/accounts/reading_fixture.h"
 
 namespace zafo::accounts_test::membership_enum {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Copying accounts between the local database and a directory: what is handed on, what is
-// passed over, and the lines that say so.
+// Copying accounts between the local database and a directory: what is copied, what is skipped, and
+// what is logged.
 #include "tests/accounts/local_database.h"
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
@@ -31,7 +31,7 @@ class Migration : public WritingTest {
 
     void UseSamba() { host_.nSchema |= ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT; }
 
-    // The lines of the source under test, each without its "FILE:LINE ".
+    // Log lines of the source under test, each without its "FILE:LINE ".
     Texts Said() {
         Texts said;
         for (const std::string &message : log_.Messages()) {
@@ -40,7 +40,7 @@ class Migration : public WritingTest {
         }
         return said;
     }
-    // The functions of the database that were called for a name.
+    // The database functions called with a name.
     Texts AskedFor(const std::string &name) {
         Texts functions;
         for (const std::string &call : database_.asked) {
@@ -109,7 +109,7 @@ TEST_F(UserToLDAP, WithoutSambasSchemaAddsNoHashes) {
 TEST_F(UserToLDAP, WithSambasSchemaAddsTheHashes) {
     UseSamba();
     EXPECT_EQ(Run(), 0);
-    // Each is made after an identifier of the domain's was taken for it.
+    // Each user is created after taking a Samba identifier from the domain.
     const std::vector<std::string> changes = Changes();
     ASSERT_THAT(changes, SizeIs(4));
     EXPECT_THAT(changes[1],
@@ -186,7 +186,7 @@ TEST_F(GroupToLDAP, OneThatCannotBeReadIsPassedOver) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-// The buffer still holds the description of the group before.
+// The buffer still holds the previous group's description.
 TEST_F(GroupToLDAP, DescriptionThatCannotBeReadIsEmpty) {
     database_.groups[1].description = std::nullopt;
     EXPECT_EQ(Run(), 0);
@@ -231,7 +231,7 @@ class UserToLocal : public Migration {
   protected:
     UserToLocal() { host_.szLoginSuffix = "example.com"; }
 
-    // Copies users whose entries are these.
+    // Copies users with these entries.
     int Run(const Texts &entries) {
         std::string list;
         for (size_t i = 0; i < entries.size(); ++i)
@@ -294,7 +294,7 @@ TEST_F(UserToLocal, RandomPasswordIsANumberAndTheTime) {
     EXPECT_THAT(passwords, SizeIs(2));
 }
 
-// The clear text must not be stored in the place of a hash.
+// The clear text must not be stored as a hash.
 TEST_F(UserToLocal, RandomPasswordThatCannotBeHashedIsNoPassword) {
     tools_.On("slappasswd").Exit(1);
     EXPECT_EQ(RunOne(), 0);
@@ -331,7 +331,7 @@ TEST_F(UserToLocal, NumberThatIsTakenIsPassedOver) {
     EXPECT_THAT(database_.stored_users, IsEmpty());
 }
 
-// What a look-up finds is freed before the next one writes over it.
+// The result of a look-up is freed before the next one overwrites it.
 TEST_F(UserToLocal, SeveralThatAreTakenAreAllPassedOver) {
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}, {"eve", "", 1002, 5, "", "", "", 0}};
     EXPECT_EQ(Run({UserEntry("ann", 1001, WithPassword("{crypt}x")),
@@ -365,7 +365,7 @@ TEST_F(UserToLocal, LookUpThatFailsIsPassedOver) {
     }
 }
 
-// What a group's look-up would say is no user's.
+// The error of a group look-up says nothing about a user.
 TEST_F(UserToLocal, OnlyTheUsersNotFoundCountsAsNotFound) {
     Fail("ZAFOUserGetLocal", 0x1800);
     EXPECT_EQ(RunOne(WithPassword("{crypt}x")), 0);
@@ -522,7 +522,7 @@ TEST_F(GroupToLocal, LookUpThatFailsIsPassedOver) {
     for (const auto &[function, line] : kLines) {
         database_ = {};
         log_.Clear();
-        Fail(function, 0x1D00);  // a user's not-found is no group's
+        Fail(function, 0x1D00);  // the not-found code of users, not of groups
         EXPECT_EQ(RunOne(), 0);
         EXPECT_THAT(Said(), ElementsAre(line));
         EXPECT_THAT(database_.stored_groups, IsEmpty());

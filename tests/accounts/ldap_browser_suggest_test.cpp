@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Proposals: a number for a new account, base DNs for a new connection.
+// Suggestions: a number for a new account, base DNs for a new connection.
 #include <climits>
 
 #include "platform/error.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Home folders: a scripted directory, a real file system behind the real mount(8).
+// Home folders: a scripted directory, and a real file system under the real mount(8).
 #include "platform/error.h"
 #include "tests/accounts/accounts_fixture.h"
 #include "tests/accounts/home_fixture.h"
@@ -181,7 +181,7 @@ TEST_F(HomeCreate, ValueOfAnotherFormIsRefused) {
     EXPECT_THAT(exports_.Mounted(), IsEmpty());
 }
 
-// What was understood at its end is cut off by then.
+// The parsed end of the value has been cut off by then.
 TEST_F(HomeCreate, WhatIsLeftOfAValueOfAnotherFormIsLogged) {
     const std::pair<const char *, const char *> kValues[] = {
         {"auto_home \t", "auto_home"},
@@ -206,7 +206,7 @@ TEST_F(HomeCreate, MissingValueIsAnUnknownForm) {
 TEST_F(HomeCreate, ValueThatDoesNotFitIsNotCut) {
     const std::string start = "-fstype=nfs server:/";
     for (size_t length : {1023U, 1024U, 5000U}) {
-        // Every cut of it ends in "&".
+        // Each truncation of it ends in "&".
         const std::string value = start + std::string(length - start.size(), '&');
         AnswerValue(value);
         SetStaleCodes();
@@ -251,7 +251,7 @@ class HomeCreateAll : public HomeTest {
         return ZAFOLDAPBrowserUserHomeCreateAll(&host_, "server", path);
     }
     static std::string DN(const std::string &name) { return "dn: uid=" + name + ",dc=x\n"; }
-    // The users that exist, and those that are read one by one.
+    // The existing users, and those that are then read one by one.
     void AnswerUsers(const Texts &all, const Texts &read) {
         std::string list;
         for (const std::string &name : all)

@@ -31,7 +31,7 @@ TEST_F(NFSMount, ExportIsSeenBelowTheMountPointUntilItIsUnmounted) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-// What is mounted hides the folder itself: a stuck mount shows it again.
+// The mounted file system hides the folder itself, which a stale mount would expose again.
 TEST_F(NFSMount, MountPointIsRootsAlone) {
     const mode_t mask = umask(0);
     exports_.Add();
@@ -79,7 +79,7 @@ TEST_F(NFSMount, StaleMountPointIsRemovedWhenTheMountFails) {
     EXPECT_EQ(ZAFOLDAPNFSMount("server:/no"), -1);
 }
 
-// A process of the same number died while it had something mounted.
+// A process with the same pid has died while something was mounted.
 TEST_F(NFSMount, WhatIsMountedThereAlreadyStaysMounted) {
     std::ofstream(exports_.Add("/other") / "other");
     std::ofstream(exports_.Add() / "here");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Hashing a password and having the server set one.
+// Hashing a password, and setting one through the server.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/time.h>
@@ -88,7 +88,7 @@ TEST_F(EncryptPasswd, ToolThatCannotBeStartedIsAFailure) {
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
 }
 
-// Signals interrupt what the process waits for; the tool waits for the last of them.
+// Signals interrupt the process while it waits; the tool waits for the last of them.
 class InterruptedEncryptPasswd : public EncryptPasswd {
   protected:
     ~InterruptedEncryptPasswd() override {

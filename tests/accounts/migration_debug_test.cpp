@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the copying of accounts says only while the debug switch is on.
+// What copying accounts logs only while the debug switch is on.
 #include <filesystem>
 
 #include "tests/accounts/local_database.h"
@@ -18,7 +18,7 @@ class DebugMigration : public WritingTest {
         host_.szLoginSuffix = "example.com";
         host_.nSchema = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_CLASS_POSIX_GROUP;
     }
-    // Change files are kept while debugging.
+    // Change files are kept in debug mode.
     ~DebugMigration() override {
         LocalDatabase::Get() = {};
         for (const auto &entry : std::filesystem::directory_iterator("/tmp")) {
