@@ -138,8 +138,8 @@ class WritingTest : public CoreTest {
     void ExpectOutcomes(const std::vector<Step> &steps, const std::vector<Outcome> &outcomes,
                         const std::function<int()> &operation);
 
-    // Runs an operation whose change file of 200 kB does not fit into the 64 available: none of it
-    // may be sent.
+    // Runs an operation whose change file of 200 kB exceeds the limit of 64 KiB: none of it may be
+    // sent.
     void ExpectNothingSentFromAFullDisk(const std::function<int()> &operation);
 
     // The command lines so far, words separated by blanks, change files shown as "FILE".

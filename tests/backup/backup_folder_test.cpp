@@ -28,7 +28,7 @@ class BackupFolder : public test::FolderTest {
   protected:
     void WriteBackup(const std::string &name) const { Write(name, Whole()); }
 
-    // Why the only file with a name of ours there does not count.
+    // Why the only file with a backup's name there does not count.
     std::string PassedOver() const {
         const FolderContents contents = LookInto(folder_, "zafoldap");
         EXPECT_THAT(contents.backups, IsEmpty());

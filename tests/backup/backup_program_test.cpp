@@ -31,7 +31,8 @@ constexpr const char *kSlapdConf = "/usr/zafo/etc/openldap/slapd.conf";
 
 class BackupProgram : public BackupProgramTest {
   protected:
-    // A run that fails with this code, in one line, leaving a folder without traces.
+    // Expects a run to fail with this code and a one-line message, and to leave no traces in the
+    // folder.
     void ExpectFailure(int code, const std::string &words, const std::string &fault = "") {
         const rig::FaultRun run = Run(fault);
         EXPECT_EQ(run.ExitCode(), code) << run.words;
@@ -105,7 +106,7 @@ TEST_F(BackupProgram, RunsSlapcatWithNothingOfItsOwn) {
                 testing::UnorderedElementsAre(testing::StartsWith("PATH="), "LC_ALL=C"));
     EXPECT_TRUE(calls[0].InputIsNull());
     EXPECT_THAT(calls[0].descriptors, SizeIs(3));
-    // The C library keeps two of the real-time signals for itself.
+    // The C library reserves two of the real-time signals.
     EXPECT_EQ(calls[0].ignored_signals & 0x7FFFFFFFu, 0u);
     EXPECT_EQ(calls[0].blocked_signals, 0u);
 }
@@ -128,7 +129,7 @@ TEST_F(BackupProgram, WritesNoArchiveIntoAClosedStandardDescriptor) {
     Verified(Backups()[0]);
 }
 
-// A caller that wants to know nothing of its children hands that on to its programs.
+// A caller that ignores SIGCHLD passes that on to its programs.
 TEST_F(BackupProgram, SeesHowSlapcatEndsWhateverItsCallerDoesAboutChildren) {
     UseSlapcat([](rig::FakeScript &&script) { script.Output(Entries()).Exit(1); });
     const rig::ToolOutcome outcome = rig::RunTool(
@@ -156,7 +157,7 @@ TEST_F(BackupProgram, KeepsTenWhenTheNumberIsNone) {
     EXPECT_THAT(Backups(), SizeIs(10));
 }
 
-// A clock that was wrong has left backups of the future.
+// A clock that was wrong has left backups dated in the future.
 TEST_F(BackupProgram, KeepsTheNewestByNumber) {
     for (const char *name :
          {"zafoldap-000007-20980101T000000Z.tar.zst", "zafoldap-000008-20990101T000000Z.tar.zst"}) {
@@ -265,7 +266,7 @@ TEST_F(BackupProgram, RefusesAFolderInsideTheDatabaseUnderAnotherName) {
     rmdir(below.c_str());
 }
 
-// A file system of its own in the place of the folder.
+// The folder is a file system of its own.
 class BackupFileSystem : public BackupProgram {
   protected:
     bool Mount(const char *options) {
@@ -295,7 +296,7 @@ TEST_F(BackupFileSystem, WithoutRoomIsRefusedBeforeAnythingIsWritten) {
     EXPECT_THAT(Names(), IsEmpty());
 }
 
-// What cannot be compressed, far more than there is room for.
+// Incompressible, and far more than there is room for.
 TEST_F(BackupFileSystem, ThatFillsUpEndsTheBackup) {
     if (!Mount("size=6m")) GTEST_SKIP() << "nothing can be mounted here";
     MakeBackup();
@@ -311,7 +312,7 @@ TEST_F(BackupFileSystem, ThatFillsUpEndsTheBackup) {
     Verified(Backups().at(0));
 }
 
-// A share that is taken away leaves the folder on which it was mounted.
+// An unmounted share exposes the folder beneath the mount.
 TEST_F(BackupFileSystem, ThatIsTakenAwayEndsTheBackup) {
     if (!Mount("size=16m")) GTEST_SKIP() << "nothing can be mounted here";
     UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile("/tmp/go"); });

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What every job has: one at a time, its progress to be watched, its children, its end by a signal.
+// Shared by all jobs: the lock, the progress file, children, and ending by a signal.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -30,7 +30,7 @@ using testing::HasSubstr;
 
 // --- The lock -----------------------------------------------------------------
 
-// A process that holds the lock; Release ends it with that signal.
+// A process that holds the lock; Release ends it with the given signal.
 class Holder {
   public:
     Holder() {
@@ -91,13 +91,13 @@ TEST(JobLock, IsNotInheritedByChildren) {
         const JobLock lock;
         child.emplace(ChildSpec{.argv = {"/bin/cat"}, .input = pipe.reader.Get()});
     }
-    // Its descriptors close a moment after it has begun.
+    // The process's descriptors close shortly after it has been killed.
     EXPECT_NO_THROW(JobLock());
     pipe.writer.Reset(-1);
     EXPECT_EQ(child->Wait(), 0);
 }
 
-// Asking takes the lock for a moment, and must not turn a job away.
+// A query takes the lock briefly, which must not turn a job away.
 TEST(JobLock, IsHadWhileOthersOnlyAsk) {
     const pid_t asker = fork();
     if (asker == 0) {
@@ -169,7 +169,7 @@ TEST_F(Progress, IsForEverybodyToRead) {
     EXPECT_EQ(status.st_mode & 07777u, 0644u);
 }
 
-// Another process reads as fast as it can while it is written.
+// Another process reads the file as fast as it can while it is written.
 TEST_F(Progress, IsAlwaysWhole) {
     ProgressFile progress(path_, Operation::kBackup, "backup", 100000);
     progress.Stage("x");
@@ -278,7 +278,8 @@ TEST(JobChild, SaysWhatItSaidOnItsStandardError) {
 
 TEST(JobChild, HasAnEnvironmentAndDescriptorsOfItsOwn) {
     setenv("SECRET", "x", 1);
-    const UniqueFd open_file(open("/etc/passwd", O_RDONLY));  // not close-on-exec: ours all are
+    const UniqueFd open_file(
+        open("/etc/passwd", O_RDONLY));  // not close-on-exec, unlike all of ours
     EXPECT_EQ(OutputOf("env | grep -c SECRET; true"), "0\n");
     EXPECT_EQ(OutputOf("readlink /proc/self/fd/0"), "/dev/null\n");
     unsetenv("SECRET");
@@ -294,7 +295,7 @@ TEST(JobChild, ThatCannotBeStartedIsAnError) {
     }
 }
 
-// Its words take the last descriptor: there is none for its end.
+// The pipe for its output takes the last descriptor; none is left for watching its end.
 TEST(JobChild, ThatCannotBeWatchedIsEndedAndAnError) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -369,7 +370,7 @@ TEST(JobDigest, LeavesNoThreadBehindWhenItIsGivenUp) {
         sha.Add(std::string(3'000'000, 'x'));
         EXPECT_EQ(threads(), before + 1);
     }
-    // The kernel forgets it a moment after it has been joined.
+    // The kernel removes a thread shortly after it has been joined.
     for (int i = 0; i < 1000 && threads() != before; ++i)
         usleep(10000);
     EXPECT_EQ(threads(), before);

@@ -39,8 +39,8 @@ TEST(BackupManifest, MayHoldMoreThanIsKnown) {
 
 struct Case {
     const char *name;
-    const char *text;   // in the JSON of a good one…
-    const char *other;  // …this instead
+    const char *text;   // this text in the JSON of a valid manifest …
+    const char *other;  // … is replaced with this
     const char *words;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The backup program's decisions, each alone.
+// The backup program's decisions, each in isolation.
 #include <cstdlib>
 #include <limits>
 

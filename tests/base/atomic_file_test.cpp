@@ -91,7 +91,7 @@ TEST_F(ReplacedFile, FailsWithTheReasonOfTheFirstFailure) {
     EXPECT_EQ(Replace("/dev/null/file", "text"), ENOTDIR);
 }
 
-// A write that the system cuts short.
+// A short write.
 TEST_F(ReplacedFile, KeepsItsOldTextWhenTheNewOneCannotBeWritten) {
     Write("file", "old");
     rlimit before{};

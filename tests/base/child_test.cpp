@@ -22,7 +22,7 @@ class SpawnedChild : public testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(pipe_); }
 
-    // What `command` prints, started with what the spawner has been told.
+    // The output of `command`, run with the spawner's settings.
     std::string Output(const std::string &command) {
         spawner_.Pass(pipe_->writer.Get(), STDOUT_FILENO);
         spawner_.CloseFrom(STDERR_FILENO + 1);

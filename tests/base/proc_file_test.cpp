@@ -39,7 +39,7 @@ TEST(ProcessId, ThatHasEndedDoesNotLive) {
     close(ends[1]);
 }
 
-// The name stands between brackets in the status line and may hold anything.
+// The name is enclosed in parentheses in the status line and may contain anything.
 TEST(ProcessId, IsFoundBehindAnyName) {
     const ProcessId own = ProcessId::Own();
     char before[16] = "";

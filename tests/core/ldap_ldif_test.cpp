@@ -42,7 +42,7 @@ class Ldif : public CoreTest {
         ZAFOLDAPLdifUnlink(&ldif_);
     }
 
-    // The file so far.
+    // The file's content so far.
     std::string Written() {
         fflush(ldif_.pFile);
         return ContentOf(ldif_.szPath);
@@ -246,7 +246,7 @@ TEST_F(Ldif, FileIsPrivateAndClosedOnExecWhateverTheUmask) {
     }
 }
 
-// What somebody else left under the name that comes next.
+// The next file name is already taken by someone else's file.
 class LdifName : public Ldif {
   protected:
     LdifName() {
