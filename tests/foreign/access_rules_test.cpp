@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The access rules of the own server.
+// The access rules of the appliance's own server.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -128,7 +128,7 @@ TEST_P(AccessRules, SurviveARecordWithoutASuffix) {
 
 class AccessRulesInPlace : public AccessRules {
   protected:
-    // Files in the server's folder but the data folder.
+    // Files in the server's folder, without the data folder.
     Strings Files() {
         Strings names;
         for (const auto &file : std::filesystem::directory_iterator(kServerFolder))
@@ -155,7 +155,7 @@ TEST_P(AccessRulesInPlace, ReplaceTheFileInOneStep) {
     WriteFile(kAclConf, "access to * by * none\n");
     struct stat before, after;
     ASSERT_EQ(stat(kAclConf, &before), 0);
-    // A second name keeps the old file: its bytes are not touched.
+    // A second link to the old file shows whether its content is touched.
     ASSERT_EQ(link(kAclConf, path_), 0);
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), 0);
     ASSERT_EQ(stat(kAclConf, &after), 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What accounts log while the debug switch is on.
+// What account functions log while the debug switch is on.
 #include "tests/foreign/accounts.h"
 
 namespace zafo::foreign::accounts_debug_test {
@@ -11,7 +11,7 @@ class AccountsDebug : public AccountsTest {
         AccountsTest::SetUp();
         ASSERT_EQ(ZAFOLDAPDebugEnabled(), 1);
     }
-    // The log without what searches and changes say of their tools.
+    // The log without the lines that searches and changes write about their tools.
     Strings OwnLog() {
         Strings lines;
         for (const std::string &line : TakeLog())

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of scheduled backups: read, and freed.
+// The settings of scheduled backups: reading and freeing.
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -297,7 +297,7 @@ TEST_P(BackupConfigGet, FailsWhileSomebodyWrites) {
 
 TEST_P(BackupConfigGet, FailsWhereTheLockIsNoFile) {
     std::filesystem::create_directories(std::string(kBackupLock) + "/full");
-    // Root has a folder of root's own in the way.
+    // A folder owned by root is in the way.
     EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
     ZAFOLDAPBackupConfigFree(&config_);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of scheduled backups: written under a lock, with a destination that can be used.
+// The settings of scheduled backups: written under a lock, with a usable destination.
 #include <sys/stat.h>
 #include <sys/wait.h>
 

@@ -271,7 +271,7 @@ class BrowserCheck : public BindCheck {
             {"bindpw", Platform::Encipher("secret")},
         };
     }
-    // A schema with all that is needed but one.
+    // A schema that lacks just one of the required classes.
     static Strings Without(const std::string &missing) {
         Strings classes = kAllFour;
         std::erase(classes, missing);

@@ -26,7 +26,7 @@ class ConnectionRead : public ChangeTest {
         ZAFOLDAPHostFree(&host_);
         ChangeTest::TearDown();
     }
-    // A server of the appliance's own whose schema has posixAccount and posixGroup.
+    // Scripts an appliance's own server whose schema has posixAccount and posixGroup.
     void AnswerAsOwnServer(const std::string &base) {
         platform().On("ldapsearch", "cn=zafoconf," + base).Prints(Entry("cn=zafoconf," + base, {}));
         AnswerSchema();
@@ -49,7 +49,7 @@ class ConnectionRead : public ChangeTest {
         EXPECT_STREQ(host_.szBindPasswd, password);
         EXPECT_STREQ(host_.szLoginSuffix, suffix);
     }
-    // A record is whatever its memory held before.
+    // A record's memory may initially hold anything.
     void Soil() { memset(&host_, 0x5a, sizeof host_); }
     ZAFOLDAP_HOST host_{};
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Saving connections into the directory browser's file.
+// Saving connections to the directory browser's file.
 #include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::connection_save_test {
@@ -19,7 +19,7 @@ class BrowserConfSet : public ChangeTest {
     }
     Pairs &Section(const std::string &name) { return platform().sections[kConf][name]; }
     int Save(const char *section = "ann") { return ZAFOLDAPBrowserConfSet(host_, section); }
-    // What the platform makes of a transport security.
+    // The platform's text for a transport security type.
     std::string SslText(int type) {
         char text[1024] = "";
         EXPECT_GE(ZAFOLDAPSSLToString(type, text, sizeof text), 0);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The skeleton of the server's database: nine entries, each looked for and, where it is missing, loaded offline.
+// The skeleton of the server's database: nine entries, each looked up and, if missing, loaded
+// offline.
 #include <algorithm>
 
 #include "tests/foreign/server.h"
@@ -64,7 +65,7 @@ class DatabaseTest : public ServerTest {
   protected:
     ZAFOLDAP_SERVER_PARAM parameters_{nullptr, nullptr, nullptr, 11, 12, 21, 22, 31, 32};
 
-    // The tool that looks finds these entries.
+    // The look-up tool finds these entries.
     void Holds(const Strings &names) {
         for (const std::string &name : names)
             platform()
@@ -91,7 +92,7 @@ class DatabaseTest : public ServerTest {
             names.push_back(run.argv.size() == 2 ? run.argv[1] : "?");
         return names;
     }
-    // Nothing of a change file is left in "/tmp".
+    // Expects no change file left in "/tmp".
     void ExpectNoChangeFile() {
         for (const Run &run : platform().RunsOf("slapadd"))
             EXPECT_FALSE(Exists(run.argv.back())) << run.argv.back();

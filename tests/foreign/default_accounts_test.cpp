@@ -31,11 +31,11 @@ class ServerDefaultAdd : public ServerTest {
         SaveConnection();
     }
     void AnswerHash() { platform().On("slappasswd").Prints("{CRYPT}hash\n"); }
-    // A server of the appliance's own kind without Samba's classes.
+    // Scripts an appliance's own server without Samba's classes.
     void AnswerServer() {
         AnswerConnection({"top", "posixAccount", "posixGroup", "shadowAccount"});
     }
-    // The search for this text finds one entry.
+    // The search containing this text finds one entry.
     void IsThere(const std::string &text) {
         platform()
             .On("ldapsearch", text)

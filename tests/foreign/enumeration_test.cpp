@@ -46,7 +46,7 @@ const Kind kKinds[] = {
 
 class Enumeration : public AccountsTest {
   protected:
-    // The test's body for users and for groups, each with nothing before it.
+    // Runs the test's body for users and for groups, each with a clean state.
     template <class Body>
     void ForEachKind(Body body) {
         for (const Kind &kind : kKinds) {

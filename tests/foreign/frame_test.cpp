@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Error slot and messages, the debug switch, locks, parent DNs.
+// The error slot and its messages, the debug switch, locks, parent DNs.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>

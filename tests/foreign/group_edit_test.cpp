@@ -5,7 +5,7 @@ namespace zafo::foreign::group_edit_test {
 
 class GroupEdit : public AccountsTest {
   protected:
-    // The group as it is: "staff", number 100.
+    // Scripts the existing group: "staff", number 100.
     Tool &Is(const std::string &description = {}) {
         std::vector<std::pair<std::string, std::string>> attributes{
             {"cn", "staff"}, {"gidNumber", "100"}, {"memberUid", "ann"}};

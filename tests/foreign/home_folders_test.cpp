@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users' folders, made in an export over NFS.
+// Users' folders created in an NFS export.
 #include "tests/foreign/home.h"
 #include "zafoldap/home.h"
 

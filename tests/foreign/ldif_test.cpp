@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Change files: names, lines, counters and what ends them.
+// Change files: names, lines, counters and how they end.
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -124,7 +124,7 @@ TEST_P(LdifInit, DoesNotCountFilesThatTheCallerNamed) {
     EXPECT_EQ(ldif_.szPath, TemporaryName(sequence + 1));
 }
 
-// In a process of its own: nothing else may have made a file before.
+// In a separate process: no change file may have been created before.
 TEST_P(LdifInit, NumbersTheFirstFileOfAProcessZero) {
     if (getenv("ZAFO_FOREIGN_FIRST_FILE") != nullptr) {
         ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
@@ -397,7 +397,7 @@ TEST_P(LdifWriters, ReportNoErrorOfTheStream) {
     EXPECT_EQ(ZAFOLDAPLdifClose(&ldif_), 0);
 }
 
-// Every writer, with arguments that are right but for the record.
+// Every writer, with arguments that are valid except for the record.
 struct Writer {
     const char *name;
     int (*write)(ZAFOLDAP_LDIF *);
@@ -434,7 +434,7 @@ TEST_P(LdifWriters, RefuseAFileThatIsClosed) {
     ExpectCounters(0, 0, 0);
 }
 
-// What a call without one of its texts would be, and the text that the check then has.
+// A call that lacks one of its texts, and the text reported by the check.
 struct Missing {
     const char *condition;
     const char *other;

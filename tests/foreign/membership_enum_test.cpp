@@ -400,7 +400,7 @@ class NotInGroup : public AccountsTest {
             attributes.emplace_back("memberUid", name);
         return Entry(kStaff, attributes);
     }
-    // All users, the group's members, the users whose primary group it is.
+    // Scripts all users, the group's members, and the users whose primary group it is.
     void Directory(const Strings &users, const Strings &members, const Strings &primary) {
         Finds(Users(users));
         Finds(Members(members));

@@ -16,7 +16,7 @@ class ToDirectory : public AccountsTest {
         AccountsTest::SetUp();
         host.schema = kPosix;
     }
-    // The entries that were to be added, in order.
+    // The entries that the library tried to add, in order.
     Strings Added() {
         Strings added;
         for (const std::string &change : ForeignTest::Changes())

@@ -3,7 +3,7 @@
 
 namespace zafo::foreign::migration_to_local_test {
 
-// What names an entry comes first.
+// The attribute that names the entry comes first.
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
 class ToLocal : public AccountsTest {
@@ -13,7 +13,7 @@ class ToLocal : public AccountsTest {
     std::string DnOf(const std::pair<std::string, std::string> &named) const {
         return named.first + "=" + named.second + ",cn=" + container_ + "," + kBase;
     }
-    // The directory has these users, or groups.
+    // Scripts a directory with these users, or groups.
     void Has(const std::vector<Attributes> &accounts) {
         std::string list;
         for (const Attributes &account : accounts) {
@@ -57,7 +57,7 @@ class UsersToLocal : public ToLocal {
         return attributes;
     }
     int Migrate() { return ZAFOLDAPBrowserMigrateUserToLocal(host); }
-    // What was stored of hashes: name, crypt, LM, NT of each.
+    // The stored hashes: name, crypt, LM, NT of each.
     std::vector<Strings> Imported() { return ArgumentsOf("QLIBUserImportPasswd"); }
     static LocalUser Local(const std::string &name, uint32_t uid) {
         LocalUser user;
@@ -204,7 +204,7 @@ TEST_P(UsersToLocal, StopAtTheLimitAndKeepThoseBefore) {
     EXPECT_EQ(platform().users.size(), 1u);
     EXPECT_EQ(Imported().size(), 1u);
     EXPECT_EQ(Tools().size(), 3u);
-    // Taken, so that no answer is left over.
+    // Taken, so that no answer remains unused.
     ZAFOUSER *eve = nullptr;
     EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, UserDn("eve").c_str(), &eve, nullptr), 1);
     ZAFOUserFree(eve);

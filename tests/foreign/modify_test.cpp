@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The run of ldapmodify over a change file.
+// Running ldapmodify on a change file.
 #include <signal.h>
 #include <unistd.h>
 

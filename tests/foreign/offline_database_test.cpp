@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The database past its server: entries loaded and looked for offline.
+// The database without its server: loading entries and looking them up offline.
 #include <filesystem>
 
 #include "tests/foreign/server.h"
@@ -15,7 +15,7 @@ class Slapadd : public ServerTest {
   protected:
     ZAFOLDAP_LDIF ldif_{};
 
-    // One entry in a change file; its name.
+    // Writes one entry to a change file; returns its name.
     std::string Open() {
         EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
         ZAFOLDAPLdifTargetDN(&ldif_, "cn=a,dc=x");

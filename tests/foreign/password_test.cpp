@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Hashing a password and having the server set one.
+// Hashing a password, and setting one through the server.
 #include <cerrno>
 #include <cstring>
 #include <optional>

@@ -182,7 +182,7 @@ TEST_P(Xid, LogsANumberThatCannotBeRead) {
                           [&] { return ZAFOLDAPSambaGetIDFromDB(host_, nullptr, 3); });
 }
 
-// The two pools, which differ in names only.
+// The two pools, which differ only in names.
 struct Kind {
     const char *attribute;
     const char *classes;
@@ -194,7 +194,7 @@ constexpr Kind kGroups{"gidNumber", "objectClass=posixGroup", "GID", ZAFOLDAPSam
 
 class IdPool : public ChangeTest {
   protected:
-    // The pool's bounds and counter as the directory has them; a bound that is empty is not there.
+    // Scripts the pool's bounds and counter; an empty bound is missing from the directory.
     void Pool(const Kind &kind, const std::string &lowest, const std::string &highest,
               const std::string &counter) {
         Bound(kind, "MinID", lowest);
@@ -486,7 +486,7 @@ TEST_P(IdPool, FailsWheneverAListCannotBeMade) {
     Taken(kUsers, "1000", {"1000"});
     platform().Forget();
     ASSERT_EQ(ZAFOLDAPSambaUIDGen(host_), 1001);
-    // The bounds have defaults; lists of the counter and what follows are needed.
+    // The bounds have defaults; the lists for the counter and everything after it are required.
     std::vector<int> needed;
     int number = 0;
     int searches = 0;

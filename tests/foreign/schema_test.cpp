@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The object classes that a server's schema has.
+// The object classes in a server's schema.
 #include <cctype>
 
 #include "tests/foreign/change_fixture.h"
@@ -182,7 +182,7 @@ TEST_P(Schema, FailsNegativelyWheneverMemoryLacks) {
         EXPECT_LT(result, 0) << nth;
         memory += result == -1 ? 1 : 0;
     }
-    // The list of the values is its own.
+    // One of the lists is the call's own, for the values.
     EXPECT_GE(memory, 1);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a search is started: the tool's arguments, and the same as a line for logs.
+// How a search is started: the tool's arguments, and the same as a line for the log.
 #include <unistd.h>
 
 #include <cstring>
@@ -11,7 +11,7 @@ namespace zafo::foreign {
 
 namespace search_command_test {
 
-// One search: what the connection and the request hold, and what the tool is given behind "-LLL" "-x".
+// One search: the fields of connection and request, and the tool's arguments after "-LLL" "-x".
 struct Case {
     const char *name;
     Host host;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a search ends, and whole searches with a handler.
+// How a search ends, and whole searches with a callback.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How the tool's output becomes entries.
+// How the tool's output is parsed into entries.
 #include <algorithm>
 
 #include "tests/foreign/platform/foreign.h"
@@ -94,7 +94,7 @@ using namespace search_reading_test;
 
 class SearchReading : public ForeignTest {
   protected:
-    // What remains of a search that a test leaves open.
+    // Frees a search that a test leaves open.
     void TearDown() override {
         Close();
         ForeignTest::TearDown();

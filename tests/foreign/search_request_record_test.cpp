@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The search request as a record.
+// The search request record.
 #include <cstring>
 
 #include "tests/foreign/platform/foreign.h"

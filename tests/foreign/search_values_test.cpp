@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Ready-made searches: all values of a search, all values of an entry, one value, object classes.
+// Predefined searches: all values of a search, all values of an entry, one value, object classes.
 #include <cctype>
 #include <cstring>
 #include <functional>
@@ -16,7 +16,7 @@ const std::string kCid = Entry("uid=cid,dc=x", {{"uid", "cid"}});
 
 class SearchValues : public ChangeTest {
   protected:
-    // The checks that all four have in common.
+    // The checks shared by all four.
     void ExpectHostChecked(const std::function<int(const ZAFOLDAP_HOST *)> &call) {
         ExpectArgumentFailure("((void *)0) != pHost", [&] { return call(nullptr); });
         Host nowhere;
@@ -29,7 +29,7 @@ class SearchValues : public ChangeTest {
 
 class EachValue : public SearchValues {
   protected:
-    // A list belongs to the platform of its test.
+    // A list must be allocated by the platform of its own test.
     void SetUp() override {
         SearchValues::SetUp();
         names_.emplace();

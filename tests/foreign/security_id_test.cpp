@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Security identifiers from the domain's counter.
+// Security identifiers allocated from the domain's counter.
 #include <algorithm>
 
 #include "tests/foreign/change_fixture.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service "ldap-server": started, stopped, looked at, reset and enabled.
+// The service "ldap-server": starting, stopping, checking, resetting and enabling it.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -260,8 +260,8 @@ class ServerEnable : public ServerTest {
 
     void AnswerHash() { platform().On("slappasswd").Prints("{CRYPT}hash\n").Always(); }
     void AnswerRandom() { platform().On("openssl").Prints("00000001\n").Always(); }
-    // The tools say what a first enabling needs to hear; the accounts exist in the directory already, so that nothing
-    // but memberships is written through the server.
+    // Scripts what a first enabling expects from the tools; the accounts already exist in the
+    // directory, so only memberships are written through the server.
     void AnswerEverything() {
         AnswerHash();
         AnswerRandom();

@@ -96,7 +96,7 @@ TEST_P(Suggestion, ChecksItsArgumentsInOrder) {
     }
 }
 
-// The appliance's own server, whose pool hands numbers out.
+// The appliance's own server, whose pool allocates numbers.
 class PoolSuggestion : public Suggestion {
   protected:
     void SetUp() override {
@@ -106,7 +106,7 @@ class PoolSuggestion : public Suggestion {
     static std::string Pool(const std::string &name) {
         return "cn=" + name + ",cn=zafoconf," + kBase;
     }
-    // One allocation of a counter that stands at `counter`.
+    // Scripts one allocation from a counter whose value is `counter`.
     void Pools(const std::string &attribute, const std::string &counter) {
         platform().On("ldapsearch", "cn=MinID").Prints(Entry(Pool("MinID"), {{attribute, "1000"}}));
         platform().On("ldapsearch", "cn=MaxID").Prints(Entry(Pool("MaxID"), {{attribute, "9000"}}));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// New users: the record that is added and the steps around it.
+// New users: the record that is added, and the steps before and after.
 #include <cstdio>
 #include <ctime>
 #include <optional>
@@ -20,7 +20,7 @@ constexpr unsigned kPosix = 0x20;
 constexpr unsigned kSamba = 0x800;
 constexpr unsigned kAll = 0x1fff;
 
-// A platform record over texts of the test's.
+// A platform record over the test's own texts.
 struct User {
     std::optional<std::string> name = "ann";
     std::optional<std::string> password = "geheim";
@@ -47,7 +47,7 @@ struct User {
         record_.nType = 1;
         return &record_;
     }
-    // The password is the test's own again.
+    // Whether the record's password points to the test's text again.
     bool HasItsPassword() { return record_.szPasswd == Text(password); }
 
   private:
@@ -75,7 +75,7 @@ class UserCreate : public ChangeTest {
         EXPECT_TRUE(user_.HasItsPassword());
         return result;
     }
-    // The lines that were added; what the clock says becomes "DAYS" and "SECONDS".
+    // The lines that were added; values from the clock become "DAYS" and "SECONDS".
     Strings Added() {
         const Strings changes = Changes();
         EXPECT_FALSE(changes.empty());
@@ -521,7 +521,7 @@ TEST_P(UserCreate, LeavesNoChangeFile) {
     platform().On("slappasswd").Exits(1);
     ZAFOLDAP_LDIF next;
     EXPECT_EQ(ZAFOLDAPBrowserUserCreate(host_, user_.Record(), nullptr, nullptr), -1);
-    // The number behind the file that the failed call had opened.
+    // The number after that of the file opened by the failed call.
     ASSERT_EQ(ZAFOLDAPLdifInit(&next, nullptr), 0);
     int pid = 0;
     int sequence = 0;

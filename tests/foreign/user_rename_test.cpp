@@ -5,7 +5,7 @@ namespace zafo::foreign::user_rename_test {
 
 class UserRename : public UserEdit {
   protected:
-    // Renames the user at `dn`, whose name is free and who is in no group.
+    // Renames the user at `dn`; the new name is free and the user is in no group.
     int Rename(const std::string &dn, const std::string &name = "anna") {
         IsAt(dn, {{"uid", "ann"}, {"cn", "Ann"}});
         change_.szName = Set(name);
@@ -214,7 +214,7 @@ TEST_P(UserRename, NewDnHasTheParentAsItIsWritten) {
     }
 }
 
-// On the platforms whose helpers write an RDN without the blanks that it has in the DN.
+// On platforms whose helpers normalise an RDN: they omit blanks that the DN has.
 class UserRenameNormalised : public UserRename {};
 std::vector<Temperament> Normalising() {
     std::vector<Temperament> all;
@@ -276,7 +276,7 @@ TEST_P(UserRename, RefusesAnRdnThatLeavesNoRoomForTheDn) {
 
 class UserPassword : public UserEdit {
   protected:
-    // The user "ann" with the classes, whose password becomes "new".
+    // Sets the password of user "ann", who has these classes, to "new".
     int SetPassword(const Strings &classes = {}) {
         Is({{"uid", "ann"}}, classes);
         change_.szPasswd = Set("new");

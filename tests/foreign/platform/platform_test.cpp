@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The stranger's platform itself: that it is what is called, that it behaves as each temperament says,
-// and that what it records is what came.
+// The foreign platform itself: that it is the one called, behaves as each temperament describes,
+// and records exactly what it receives.
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <syslog.h>
