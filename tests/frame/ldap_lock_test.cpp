@@ -23,7 +23,7 @@ namespace {
 constexpr int kStaleCode = -77;
 constexpr int kStalePlatformCode = 0x1234;
 
-// A lock file of the test's own, and both slots holding codes of earlier failures.
+// The test's own lock file, with codes of earlier failures in both slots.
 class Lock : public testing::Test {
   protected:
     Lock() {
@@ -45,7 +45,7 @@ struct stat StatusOf(const std::string &file) {
     return status;
 }
 
-// Takes a lock in another process and holds it until the object goes.
+// Takes a lock in another process and holds it for the object's lifetime.
 class OtherProcess {
   public:
     OtherProcess(const std::string &file, int flag) {
@@ -105,7 +105,7 @@ TEST_F(Lock, DescriptorReadsAndWritesWithoutWaiting) {
     ZAFOLDAPUnLock(fd);
 }
 
-// Closing alone does not release a lock that a copy of the descriptor holds.
+// Closing alone does not release a lock held through a copy of the descriptor.
 TEST_F(Lock, IsReleasedWhileACopyOfItsDescriptorIsOpen) {
     const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
     const int copy = dup(fd);
@@ -167,7 +167,7 @@ TEST_F(Lock, FileInASharedFolderWithASecondLinkIsReplacedAndTheOtherNameKept) {
     unlink("/tmp/precious");
 }
 
-// A wrong path must not cost anything.
+// A misconfigured path must not destroy anything.
 TEST_F(Lock, WhatRootHasPutThereItselfStaysAndIsNamed) {
     zafo::rig::SystemLog::Get().Clear();
     const auto refused = [&](const char *what) {
@@ -195,7 +195,7 @@ TEST_F(Lock, LinkIsNotFollowed) {
     }
 }
 
-// Whoever opened the file before it was replaced holds a lock that keeps nobody out.
+// A process that opened the file before it was replaced holds a useless lock.
 TEST_F(Lock, IsNeverOnAFileThatIsNoLongerInPlace) {
     std::ofstream(file_) << "";
     chmod(file_.c_str(), 0644);

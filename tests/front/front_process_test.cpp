@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The process that a tool finds itself in, and where its secrets are not.
+// The environment of a tool's process, and where its secrets must not be.
 #include <grp.h>
 #include <pwd.h>
 
@@ -23,7 +23,7 @@ constexpr const char *kAllTools[] = {"ldapsearch", "ldapmodify", "ldappasswd", "
 
 std::string Contents(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
-    // Of a process that ends meanwhile the read fails: that is no text, not an exception.
+    // The read fails if the process ends meanwhile: treat that as empty, not as an error.
     std::string text(1 << 16, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<size_t>(file.gcount()));
@@ -93,8 +93,8 @@ TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
     EXPECT_THAT(call.descriptors, Contains(Pair(4, StartsWith("/memfd:"))));
 }
 
-// What a platform has taken out of the vector itself: a file that is open already, on its way through the
-// front and, for a watched tool, the front's child.
+// What the platform has already moved out of the vector: an open file that is passed through the
+// front and, for a watched tool, through the front's child.
 TEST_F(FrontTest, HandsOnTheFilesOfItsCaller) {
     WriteFile("/tmp/front-test-one", "one");
     WriteFile("/tmp/front-test-two", "two");
@@ -155,7 +155,7 @@ TEST_P(Hidden, SecretIsInNoVectorAndNoEnvironment) {
         EXPECT_THAT(vector, Not(HasSubstr("gehe1m")));
         EXPECT_THAT(Contents(folder + "/environ"), Not(HasSubstr("gehe1m")));
     }
-    // The front of a watched tool lives on beside it.
+    // The front of a watched tool keeps running beside it.
     kill(backend, SIGKILL);
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a call ends: as its tool ends, with its reader, with its front, or
-// because of silence.
+// How a call ends: with its tool, its reader or its front, or because of silence.
 #include <csignal>
 #include <thread>
 
@@ -14,7 +13,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// True as soon as the process is gone, reaped by whoever had to.
+// Waits for the process to be gone, whichever process had to reap it.
 bool IsGoneWithin(pid_t process, milliseconds limit) {
     const auto end = steady_clock::now() + limit;
     while (kill(process, 0) == 0) {
@@ -112,7 +111,7 @@ TEST_F(FrontTest, SearchIntoAFileEndsByItself) {
     std::filesystem::remove(path);
 }
 
-// A change that is being made must come to its own end.
+// A change in progress must be completed.
 TEST_F(FrontTest, ModifyGoesOnWithoutAReader) {
     const std::string go = "/tmp/front-test-go";
     tools_.On("ldapmodify").WaitForFile(go).Exit(68);
@@ -144,14 +143,14 @@ TEST_P(KilledFront, TakesItsToolAlong) {
 
 INSTANTIATE_TEST_SUITE_P(Front, KilledFront, testing::Values(SIGTERM, SIGKILL, SIGINT, SIGHUP));
 
-// Kills at every moment of the start: no tool may be left behind.
+// Kills the front at every moment of its start: no tool may survive.
 TEST_F(FrontTest, KilledDuringItsStartLeavesNoTool) {
     tools_.On("ldapsearch").IgnoreSignals().Hang();
     for (int delay = 0; delay < 1500; delay += 25) {
         rig::RunningTool front({Front("ldapsearch"), "-w", "geheim"});
         std::this_thread::sleep_for(std::chrono::microseconds(delay));
         kill(front.Pid(), SIGKILL);
-        // A tool that was left behind would hold the pipe open.
+        // A surviving tool would hold the pipe open.
         front.CloseReader();
         front.Finish();
     }

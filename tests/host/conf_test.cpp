@@ -17,8 +17,8 @@ using zafo::test::NewMap;
 using zafo::test::ReadFile;
 using zafo::test::WriteFile;
 
-// Whether the directory server reads the file with its group, and nobody else does; where that
-// group is missing or cannot be given away, the file is its owner's alone.
+// Whether only the directory server may read the file, through its group; if that group does not
+// exist or cannot be assigned, only the owner.
 testing::AssertionResult IsForTheServer(const std::string &path) {
     struct stat facts {};
     if (stat(path.c_str(), &facts) != 0) return testing::AssertionFailure() << "no " << path;
@@ -103,7 +103,7 @@ TEST_F(Conf, TellsWhyItFailed) {
     EXPECT_EQ(ZAFOLDAPInfoGetFromConf(path_.c_str(), "uri", nullptr, 0), -1);
 }
 
-// What stands for a value in a template, and what is written for a server.
+// A placeholder in a template, and its replacement for a server.
 struct TemplateWord {
     const char *suffix;
     const char *admin;

@@ -10,7 +10,7 @@
 namespace zafo::dn_test {
 namespace {
 
-// The result of one of the functions that write into a buffer, or "(failed CODE)".
+// The result of one of the functions that write to a buffer, or "(failed CODE)".
 template <typename Function, typename... Arguments>
 std::string Result(Function function, Arguments... arguments) {
     char buffer[256] = "untouched";

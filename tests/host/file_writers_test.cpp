@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How section files are replaced: modes, owners, links, several writers, full disks and
-// what killed writers leave.
+// How section files are replaced: modes, owners, links, concurrent writers, full disks, and the
+// leftovers of killed writers.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -28,7 +28,7 @@ using zafo::test::ReadFile;
 using zafo::test::Value;
 using zafo::test::WriteFile;
 
-// Adds or changes one key of section "a", as the library saves a connection.
+// Adds or changes one key of section "a", the way the library saves a connection.
 int Save(const std::string &path, const std::string &key, const std::string &value) {
     const auto map = NewMap();
     if (QLIBCFileGetSection(path.c_str(), "a", map.get()) == 0 &&
@@ -199,7 +199,7 @@ TEST(SectionFileWriter, WaitsForTheLock) {
     EXPECT_EQ(ReadFile(path), "[a]\nk=v\n");
 }
 
-// A file that may not grow any further stands for the full disk.
+// A file size limit stands in for a full disk.
 TEST(SectionFileWriter, AFailedWriteLeavesTheOldTextAndNothingElse) {
     const Folder folder;
     const std::string path = folder / "f.conf";

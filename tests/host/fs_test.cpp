@@ -85,7 +85,7 @@ TEST_F(MakeFolder, GivesItToItsOwnerWithAllBits) {
     EXPECT_EQ(StatusOf(folder_ / "home").st_uid, geteuid());
 }
 
-// Only root can give a folder away; in an ordinary user's root not even root can.
+// Only root can change an owner; in an ordinary user's private root not even root can.
 TEST_F(MakeFolder, LeavesNothingWhenItCannotBeGivenAway) {
     fs::permissions(folder_.Path(), fs::perms(0777));
     const bool changed = seteuid(1000) == 0;

@@ -38,7 +38,7 @@ class Certificates : public LdapServer {
     static std::string Server() { return ReadFile(kTls + "server.pem"); }
     static std::string Authority() { return ReadFile(kTls + "ca.pem"); }
 
-    // Puts a certificate of our authority in place that has that many days left.
+    // Installs a certificate from our authority that is valid for that many more days.
     static void IssueFor(int days) {
         Shell("cd " + kTls +
               "; openssl req -new -key server.key -subj /CN=old -out /tmp/old.csr &&"

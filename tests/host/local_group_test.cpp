@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The groups of the system's own files.
+// Groups in the system's own files.
 #include <signal.h>
 #include <sys/resource.h>
 

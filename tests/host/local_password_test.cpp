@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stored passwords of local users: crypt hashes, Samba hashes; and how many users there may be.
+// Stored passwords of local users: crypt hashes, Samba hashes; and the number of users allowed.
 #include <thread>
 
 #include "tests/host/account_fixture.h"
@@ -17,7 +17,7 @@ const std::string kNt = "8846f7eaee8fb117ad06bdd830b7586c";
 
 class LocalPassword : public LocalAccounts {
   protected:
-    // The two hashes with a blank between, or the platform error.
+    // The two hashes separated by a blank, or the platform error.
     static std::string Samba(const char *name) {
         char lm[33] = "untouched";
         char nt[33] = "untouched";
@@ -183,7 +183,7 @@ TEST_F(LocalPassword, OfSambaIsReadBySambaItself) {
     const std::string out = ReadFile(folder / "out");
     std::string upper = kNt;
     std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
-    // Newer releases of Samba have no use for the LM hash.
+    // Newer releases of Samba ignore the LM hash.
     EXPECT_THAT(out, MatchesRegex("alice:1000:(" + kLm + "|" + kNone + "):" + upper +
                                   ":\\[U          \\]:LCT-[0-9A-F]{8}:\nbob:1001:" + kNone + ":" +
                                   upper + ":\\[U          \\]:LCT-[0-9A-F]{8}:\n"));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reading the users of the system's own files.
+// Reading users from the system's own files.
 #include "tests/host/account_fixture.h"
 
 namespace {

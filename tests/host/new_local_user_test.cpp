@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Making users in the system's own files, which shadow-utils read and write too.
+// Creating users in the system's own files, which shadow-utils also read and write.
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 class NewLocalUser : public LocalAccounts {
   protected:
-    // All account files in one text.
+    // The content of all account files.
     static std::string Everything() {
         std::string all;
         for (const char *path : {"/etc/passwd", "/etc/shadow", "/etc/group", "/etc/gshadow",
@@ -425,7 +425,7 @@ TEST_F(NewLocalUser, IsNotMadeWhenTheLockCannotBeTaken) {
     EXPECT_EQ(Everything(), before);
 }
 
-// Ours, useradd's and threads of one process write at once: nobody's account is lost.
+// This library, useradd, and several threads of one process write concurrently: no account is lost.
 TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
     constexpr int kUsers = 20;
     const auto add = [](const std::string &prefix, uint32_t first) {
@@ -457,7 +457,7 @@ TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
     EXPECT_EQ(Run("test $(wc -l </etc/shadow) = 104"), 0);
 }
 
-// Whatever the moment, an account is there with its password or not at all.
+// At any moment an account either exists with its password or not at all.
 TEST_F(NewLocalUser, IsWholeOrNotThereWhenItsMakerIsKilled) {
     const std::string passwd = ReadFile("/etc/passwd");
     int made = 0;

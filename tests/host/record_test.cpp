@@ -22,7 +22,7 @@ class AccountRecord : public testing::Test {
         ZAFOGroupFree(group_);
     }
 
-    // Texts that are gone when the record is looked at.
+    // The original texts no longer exist when the record is examined.
     int MakeUser() {
         char texts[6][8] = {"alice", "secret", "Alice", "/home", "/bin/sh", "a@b"};
         const int result = ZAFOUserAlloc(&user_, texts[0], texts[1], 1000, 100, texts[2], texts[3],

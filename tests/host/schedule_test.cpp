@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of periodic commands, and what a real cron makes of it.
+// The table of periodic commands, and how a real cron interprets it.
 #include "platform/schedule.h"
 
 #include <sys/stat.h>
@@ -265,7 +265,7 @@ std::time_t SecondOf(const char *path) {
     return stat(path, &status) == 0 ? status.st_mtime : 0;
 }
 
-// Cron looks at whole seconds.
+// Cron compares modification times in whole seconds.
 TEST_F(Schedules, ThatAreChangedTwiceInASecondLookChangedTwice) {
     ASSERT_EQ(Set({1, 4, 0, 4, 0, 0}), 0);
     for (int hour = 5; hour < 9; ++hour) {
@@ -315,8 +315,8 @@ TEST_F(Schedules, FromManyProcessesAtOnceAreAllKept) {
     }
 }
 
-// A real cron that has just found the machine started: it runs what is marked "@reboot", if it
-// accepts the table that this stands in.
+// A real cron that believes the machine has just started: it runs entries marked "@reboot", if it
+// accepts the table that contains them.
 class RealCron : public Schedules {
   protected:
     void SetUp() override {
@@ -324,7 +324,7 @@ class RealCron : public Schedules {
         if (const std::string reason = Cron::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
     }
     void Start() { cron_.emplace(); }
-    // The entry of a command, run when cron starts instead of at its time.
+    // A command's entry, to be run when cron starts instead of at its time.
     static std::string AtStart(const std::string &command) {
         Set({1, 4, 0, 4, 0, 0}, command);
         std::string table = Table();
@@ -351,7 +351,7 @@ TEST_F(RealCron, AcceptsATableWithSchedulesOfEveryKind) {
     EXPECT_TRUE(Within(std::chrono::seconds(20), [&] { return std::filesystem::exists(mark); }));
 }
 
-// Why ZAFOScheduleSet takes no longer ones: the entries of others would go with it.
+// The reason for ZAFOScheduleSet's length limit: all other entries would be lost too.
 TEST_F(RealCron, RefusesATableWithALongerCommandAsAWhole) {
     WriteFile(kTable, "0 4 * * * root " + std::string(999, 'x') + "\n");
     Start();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Services played by shell scripts, under the real paths of a private root.
+// Services simulated by shell scripts, under the real paths of a private root.
 #include "platform/service.h"
 
 #include <fcntl.h>
@@ -37,7 +37,7 @@ constexpr const char *kSwitch = "/usr/zafo/etc/service/demo.enabled";
 constexpr const char *kRecord = "/run/zafo-service/demo";
 constexpr const char *kPidFile = "/tmp/demo/pid";
 
-// Leaves a process in the background that ends at SIGTERM.
+// Leaves a background process that ends on SIGTERM.
 constexpr const char *kGoodStart =
     "echo start >>/tmp/demo/calls\nsetsid sleep 1000 >/dev/null 2>&1 &\necho $! >/tmp/demo/pid\n";
 
@@ -50,7 +50,7 @@ pid_t PidInFile() {
     return QLIBCReadPidFile(kPidFile);
 }
 
-// A process that has nothing to do with the service.
+// A process unrelated to the service.
 class Stranger {
   public:
     Stranger() {
@@ -67,7 +67,7 @@ class Stranger {
     }
     pid_t Pid() const { return pid_; }
     bool Lives() const { return QLIBCProcAlive(pid_) == 1; }
-    // Ended, and not yet waited for.
+    // Has ended, but has not been waited for.
     void BecomeZombie() const {
         kill(pid_, SIGKILL);
         siginfo_t info;
@@ -104,7 +104,7 @@ class Service : public testing::Test {
                       more);
     }
 
-    // Starts and remembers the process, which must be gone after the test.
+    // Starts the service and remembers its process, which must be gone after the test.
     int Start() {
         const int result = QLIBServiceStart("demo", 0);
         if (started_ == 0) started_ = PidInFile();
@@ -159,7 +159,7 @@ TEST_F(Service, ThatIsNotEnabledDoesNotStart) {
 TEST_F(Service, GetsNoDescriptorOfItsCaller) {
     const int own = open("/dev/zero", O_RDONLY);
     ASSERT_EQ(Start(), 0);
-    // A program that is being loaded opens and closes files of its own.
+    // A program being loaded opens and closes files itself.
     std::vector<std::string> targets;
     for (const auto &entry : fs::directory_iterator("/proc/" + std::to_string(started_) + "/fd")) {
         std::error_code gone;
@@ -185,7 +185,7 @@ TEST_F(Service, LeavesNoDescriptorOpenInItsCaller) {
 
 struct FailureRow {
     const char *name;
-    const char *start;  // the start program; nullptr: there is none
+    const char *start;  // the start program; nullptr: it does not exist
     int error;
 };
 
@@ -374,7 +374,7 @@ TEST_F(Service, StartedByManyAtOnceIsStartedOnce) {
     EXPECT_EQ(Calls(), "start\n");
 }
 
-// systemctl played by a script that is mounted over the real one.
+// A script mounted over the real systemctl.
 class SystemdUnit : public Service {
   protected:
     void SetUp() override {
@@ -402,7 +402,7 @@ class SystemdUnit : public Service {
         Service::TearDown();
     }
 
-    // The verbs that systemctl was called with.
+    // The verbs passed to systemctl.
     std::vector<std::string> Verbs() const {
         std::vector<std::string> verbs;
         std::istringstream calls(Calls());

@@ -69,7 +69,7 @@ TEST_F(DatabaseFolder, IsRemovedWithAllThatIsInIt) {
     EXPECT_TRUE(fs::exists("/etc/passwd"));
 }
 
-// The loader of a restore that was killed ends a moment after it.
+// The loader of a killed restore ends shortly after it.
 TEST_F(DatabaseFolder, IsRemovedWhileFilesAreStillMadeInIt) {
     const std::string folder = Path("data");
     for (int round = 0; round < 20; ++round) {
