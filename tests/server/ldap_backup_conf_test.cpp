@@ -222,7 +222,7 @@ TEST_F(SavingBackupConf, IsReadBack) {
     EXPECT_STREQ(config_.szDestDir, kBackups);
     EXPECT_EQ(config_.nMaxFile, 7);
     EXPECT_THAT(log_.Messages(), IsEmpty());
-    ExpectSlots(kStaleLdapCode, 0x2200);  // the section was not there
+    ExpectSlots(kStaleLdapCode, 0x2200);  // the section did not exist
 }
 
 TEST_F(SavingBackupConf, KeepsWhatItDoesNotKnow) {
@@ -368,7 +368,7 @@ TEST_F(BackupConf, DestinationIsAFolderItself) {
     ExpectSlotsUntouched();
 }
 
-// What IsValidDest says to a process without any rights of its own.
+// The result of IsValidDest in an unprivileged process.
 int ValidForNobody(const char *path) {
     const pid_t child = fork();
     if (child == 0) {

@@ -21,7 +21,7 @@ class AccessRules : public ServerTest {
         for (const std::string &name : FilesLike(std::string(kRules) + "."))
             fs::remove("/usr/zafo/etc/openldap/" + name);
     }
-    // The rules of a suffix, as they are put in place.
+    // The access rules for a suffix, as installed.
     std::string RulesOf(const std::string &suffix) {
         parms_.szSuffix = suffix.c_str();
         EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parms_), 0);

@@ -27,7 +27,7 @@ class ServerConf : public ServerTest {
         Write(kTemplate, kHead + kSuffixLine + kRootDNLine + kRootPWLine + kTail);
         tools_.On("slappasswd").IgnoreSignals().Output(kHash + "\n");
     }
-    // A failure leaves the file that was there.
+    // A failure leaves the existing file alone.
     void ExpectFailure(int platform_code, const Texts &logged) {
         Write(kConf, "old\n");
         SetStaleCodes();

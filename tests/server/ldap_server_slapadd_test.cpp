@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loading a change file past the server, and the two probes of the database.
+// Loading a change file without the server, and the two probes of the database.
 #include <csignal>
 #include <filesystem>
 
@@ -171,7 +171,7 @@ TEST_F(Slapadd, StoppedServerStaysStopped) {
 
 class DNIsExist : public ServerTest {
   protected:
-    // Asks for a DN while slapcat writes this.
+    // Asks for a DN while slapcat prints this.
     int Ask(const std::string &dn, const std::string &output) {
         tools_.Reset();
         tools_.On("slapcat").IgnoreSignals().Output(output);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Lists of accounts in all their forms, and what shells complete from them.
+// Lists of accounts in all output forms, and the completions derived from them.
 #include "tests/tools/account_fixture.h"
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/shells.h"
@@ -166,7 +166,7 @@ TEST_P(Completion, OffersNamesFromTheDirectoryAndNoCode) {
     EXPECT_NE(access("/tmp/ran", F_OK), 0);
 }
 
-// An ordinary account is cut off by the server itself.
+// For an ordinary account the server itself truncates the list.
 TEST(SizeLimit, OfTheServerCutsTheList) {
     ExampleDirectory &directory = ExampleDirectory::Get();
     ForgetConnections();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups of a real server from the command line: set, made, refused, broken off, watched.
+// Backups of a real server from the command line: configured, made, refused, interrupted, watched.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -259,7 +259,7 @@ TEST_F(Backup, ThatFailedIsTheCheckersFinding) {
                                           "be read"));
 }
 
-// What is running may itself be about to fail, or be a restore: none of that is this backup's result.
+// The running job may itself fail, or be a restore: its result is not this backup's.
 TEST_F(Backup, WhileAnotherJobRunsIsBusyWhateverThatOneSays) {
     SetDestination();
     const struct {
@@ -361,7 +361,7 @@ TEST_F(Backup, CtrlCEndsItAndLeavesNothingBehind) {
     EXPECT_THAT(Files(), IsEmpty());
 }
 
-// A terminal sends Ctrl-C to everybody; kill sends it to the one process that is known.
+// A terminal sends Ctrl-C to the whole group; kill only to the one known process.
 TEST_F(Backup, AnInterruptOfTheCommandAloneReachesTheJob) {
     SetDestination();
     const ReplacedTool slapcat("slapcat", "sleep 60");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is read from openssl's words, and from certificates of every sort with openssl itself.
+// Parsing openssl's output, for sample texts and for certificates of all kinds with openssl itself.
 #include "tools/cli/certificate.h"
 
 #include <sys/stat.h>
@@ -60,13 +60,13 @@ TEST(Certificate, WordsThatMakeNoSenseAreNoNames) {
     EXPECT_EQ(ParseCertificate("Unable to load certificate\nsubject=CN = x\n"), std::nullopt);
 }
 
-// Files as an administrator may put there.
+// Files that an administrator may install.
 class CertificateFile : public testing::Test {
   protected:
     CertificateFile() { std::filesystem::create_directories(kFolder); }
     ~CertificateFile() override { std::filesystem::remove_all(kFolder); }
 
-    // One signed by itself, for so many days.
+    // A self-signed certificate, valid for that many days.
     static std::string Make(const std::string &name, const std::string &days,
                             const std::string &alternative = "") {
         std::string path = kFolder + "/" + name + ".pem";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program before a real directory.
+// The program with a real directory.
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -95,7 +95,7 @@ TEST_F(Directory, SearchAgreesWithTheSystemsOwnClient) {
     EXPECT_EQ(document["complete"], true);
 }
 
-// What the program writes as LDIF is what another LDIF reader takes: every text value arrives.
+// Another LDIF reader accepts the program's LDIF: every text value arrives.
 TEST_F(Directory, LdifIsReadByTheSystemsOwnTools) {
     const ProgramRun run = Zafoldap({"search", "(&(objectClass=posixAccount)(!(jpegPhoto=*)))",
                                      "cn", "sn", "--format", "ldif", "--limit", "300"});

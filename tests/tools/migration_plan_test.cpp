@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a migration will do with each account.
+// What a migration plans for each account.
 #include "tools/zafoldap/migration_plan.h"
 
 #include <gmock/gmock.h>

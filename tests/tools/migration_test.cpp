@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// crypt(5) of "Sesame-open-1".
+// The crypt(5) hash of "Sesame-open-1".
 constexpr const char *kHash = "$1$saltsalt$zDEupT1hDM1EubHpeJUWW/";
 constexpr const char *kAccountFiles[] = {"/etc/passwd", "/etc/shadow", "/etc/group",
                                          "/etc/gshadow"};
@@ -65,7 +65,7 @@ class MigrateCommand : public AccountCommand {
             all += ReadFile(file) + "\f";
         return all;
     }
-    // "anna added -" and so on.
+    // Rows such as "anna added -".
     static std::vector<std::string> Rows(const Json &document) {
         std::vector<std::string> rows;
         for (const Json &row : document["data"]["accounts"]) {
@@ -114,7 +114,7 @@ TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
     EXPECT_EQ(Tree(), tree);
 }
 
-// As a run leaves it that was killed between a user and its hashes.
+// The state left by a run that was killed between a user and its hashes.
 TEST_F(MigrateCommand, RunAgainNamesWhoseSambaHashesAreNotThere) {
     AddLocalGroup("crew", 2000);
     AddDirectoryUser("anna", 2001, 2000, std::string("{crypt}") + kHash);
@@ -265,7 +265,7 @@ TEST_F(MigrateCommand, RefusesOtherPlacesAndKinds) {
     EXPECT_EQ(Line("migrate members --to local").exit_code, 2);
 }
 
-// As Ctrl-C does; what was added stays, and the next run goes on.
+// Like Ctrl-C; what was added stays, and the next run continues.
 TEST_F(MigrateCommand, StopsAtCtrlCAndGoesOnTheNextTime) {
     constexpr int kUsers = 60;
     for (int i = 0; i < kUsers; ++i)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Restores of a real server from the command line: asked for, refused, failing, on another machine.
+// Restores of a real server from the command line: confirmed, refused, failing, on another machine.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -123,7 +123,7 @@ TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
     EXPECT_EQ(Users(), "admin\n");
 }
 
-// All that is left of the old machine is the file: no key that deciphers its saved password.
+// Only the file survives from the old machine: there is no key to decipher its saved password.
 TEST_F(Restore, OnAnotherMachineNeedsANewPasswordAndNothingElse) {
     const std::string file = "/root/kept.tar.zst";
     fs::copy_file(file_, file);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Setting the server up with tools that fail on the way: the message says how far it came, and the
-// same command goes on from there.
+// Setting up the server with tools that fail half-way: the message says how far it got, and the
+// same command continues from there.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -29,7 +29,7 @@ using zafo::cli::FullName;
 constexpr const char *kTemplate = "/usr/zafo/etc.defaults/openldap/slapd.conf.template";
 constexpr const char *kEnable = "enable --suffix dc=example,dc=com --password-stdin";
 
-// Listens on a port of all addresses while it lives.
+// Listens on a port of all addresses for its lifetime.
 class Listening {
   public:
     explicit Listening(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -53,7 +53,7 @@ class Refusal : public testing::Test {
 
     static std::string Tree() { return TreeBelow({"/usr/zafo", "/var/run", "/tmp"}); }
 
-    // The run fails with the code and the words, and nothing has changed.
+    // Expects a failure with the code and the words, and that nothing has changed.
     static void ExpectRefusal(const std::string &line, int exit_code, const char *key,
                               const char *words, std::string_view input = kServerPassword) {
         SCOPED_TRACE(line);
@@ -201,7 +201,7 @@ TEST_F(Refusal, CheckOfNothingHasOneErrorAndSkipsTheRest) {
     const Json document = ServerLineJson("check", 1);
     EXPECT_EQ(Finding(document, "set-up")["severity"], "error");
     for (const Json &row : document["data"]) {
-        // The debug switch is the machine's, with a server or without.
+        // The debug switch concerns the machine, with or without a server.
         if (row["id"] != "set-up" && row["id"] != "debug-switch") {
             EXPECT_EQ(row["severity"], "skipped") << row["id"];
         }
@@ -212,7 +212,7 @@ TEST_F(Refusal, CheckOfNothingHasOneErrorAndSkipsTheRest) {
 TEST_F(Refusal, EveryCommandOfTheTableHasJsonAlsoForFailures) {
     for (const zafo::cli::Command &command : zafo::cli::Zafoldapserver().commands) {
         std::string line = FullName(command);
-        if (line == "status") continue;  // no failure, whatever its exit code
+        if (line == "status") continue;  // not a failure, whatever its exit code
         SCOPED_TRACE(line);
         for (const zafo::cli::Argument &argument : command.arguments)
             line += " " + std::string(argument.choices.empty() ? "x" : argument.choices.front());

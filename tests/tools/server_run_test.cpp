@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A server from its set-up to its end, with the real slapd. The tests of this file share one and
-// leave it running as it was set up, whatever they do to it.
+// A server from set-up to reset, with the real slapd. The tests of this file share one, and each
+// leaves it running as it was set up.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -27,13 +27,13 @@ constexpr const char *kSuffix = "dc=example,dc=com";
 constexpr const char *kAdminDn = "cn=admin,dc=example,dc=com";
 const std::string kEnable = std::string("enable --suffix ") + kSuffix;
 
-// What the first set-up of this process said.
+// The first set-up of this process.
 ProgramRun &FirstRun() {
     static ProgramRun run = ServerLine(kEnable + " --password-stdin");
     return run;
 }
 
-// Entries of the directory, read past the programs under test.
+// Entries of the directory, read without the programs under test.
 std::string Ask(const std::string &filter, const std::vector<std::string> &attributes = {"1.1"}) {
     WriteFile("/tmp/administrator", kServerPassword);
     std::vector<std::string> argv = {"/usr/bin/ldapsearch",
@@ -320,7 +320,7 @@ TEST_F(Server, SeveralServersToWriteToAreAWarning) {
     EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("other.example.com"));
 }
 
-// As it is left when somebody is deleted by other means, or put there to wait for a name.
+// The state after someone was deleted by other means, or listed in advance.
 TEST_F(Server, WithoutItsOperatorsOrWithOneWhoIsNotThereIsAnError) {
     EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
     const std::string group = "dn: cn=Directory Operators,cn=groups,dc=example,dc=com\n";
@@ -357,7 +357,7 @@ TEST_F(Server, EveryCommandThatOnlyLooksHasJson) {
     }
 }
 
-// A certificate of this name, signed by nobody but itself.
+// A self-signed certificate for this name.
 std::string SelfSigned(const std::string &name, const std::string &days) {
     const ProgramRun run =
         RunProgram({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
@@ -367,7 +367,7 @@ std::string SelfSigned(const std::string &name, const std::string &days) {
     return ReadFile("/tmp/certificate");
 }
 
-// One that was over long ago: only openssl's ca(1) takes dates of the past.
+// A certificate that expired long ago: only openssl's ca(1) accepts dates in the past.
 std::string Ended() {
     const std::string folder = "/tmp/ended/";
     std::filesystem::create_directory(folder);
@@ -399,7 +399,7 @@ TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords)
                 HasSubstr("certificate of CN = other.example.com: self-signed certificate"));
     EXPECT_THAT(cause("certificate-names"), HasSubstr("hostname mismatch for localhost and"));
     EXPECT_EQ(Finding(document, "certificate-end")["severity"], "warning");
-    EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still shown
+    EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still served
 }
 
 TEST_F(Server, ACertificateThatHasEndedIsAnError) {
@@ -413,7 +413,7 @@ TEST_F(Server, ACertificateThatHasEndedIsAnError) {
 TEST_F(Server, ACertificateThatClientsRefuseIsAnErrorOfTheAnswerToo) {
     const std::string certificate = ReadFile(kServerCertificate), key = ReadFile(kServerKey);
     std::ofstream(kServerCertificate) << SelfSigned("other.example.com", "100");
-    std::ofstream(kServerKey) << ReadFile("/tmp/key");  // owner and mode stay
+    std::ofstream(kServerKey) << ReadFile("/tmp/key");  // owner and mode are unchanged
     EXPECT_EQ(ServerLine("restart").exit_code, 0);
     const Json found = Finding(ServerLineJson("check", 1), "answer");
     std::ofstream(kServerCertificate) << certificate;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program on a terminal: questions, echo, colours, widths.
+// The program on a terminal: prompts, echo, colours, widths.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
