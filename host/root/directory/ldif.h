@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// LDIF (RFC 2849) for tests: written for the example directory, and read by a
-// reader of its own, so that what the library reads can be compared with it.
+// LDIF (RFC 2849) for tests: written for the example directory, and parsed independently of the
+// library, so that the library's results can be checked.
 #pragma once
 
 #include <iosfwd>
@@ -18,7 +18,7 @@ struct LdifEntry {
 
     explicit LdifEntry(std::string name) : dn(std::move(name)) {}
 
-    // Values of one attribute stand together, as a server keeps them.
+    // Keeps the values of one attribute together, as a server does.
     LdifEntry &Add(const std::string &attribute, const std::string &value);
 
     // The values of exactly this attribute, in order.
@@ -27,15 +27,15 @@ struct LdifEntry {
     bool operator==(const LdifEntry &) const = default;
 };
 
-// How a failed test shows an entry.
+// Prints an entry for a failed test.
 std::ostream &operator<<(std::ostream &out, const LdifEntry &entry);
 
-// The entry as a record with the blank line that ends it: lines folded at 76
-// characters, base64 where plain text would not survive.
+// The entry as a record including its final blank line: lines folded at 76 characters, base64 where
+// plain text would not survive.
 std::string LdifRecord(const LdifEntry &entry);
 
-// The entries of whole LDIF content, version line and comments left out; throws
-// std::runtime_error for anything else than "name: value" and "name:: base64".
+// The entries of a complete LDIF text, without version line and comments; throws std::runtime_error
+// for anything other than "name: value" and "name:: base64".
 std::vector<LdifEntry> ParseLdif(std::string_view text);
 
 std::string Base64(std::string_view bytes);
