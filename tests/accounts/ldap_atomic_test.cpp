@@ -41,7 +41,7 @@ TEST_F(AtomicRemoveAdd, WritesExactlyTheseLines) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-TEST_F(AtomicRemoveAdd, TextsAreNoFormatAndKeepALeadingBlank) {
+TEST_F(AtomicRemoveAdd, TextsAreNotFormatsAndKeepALeadingBlank) {
     EXPECT_EQ(Swap("%n%s%%", " 42"), 0);
     EXPECT_THAT(Changes(), ElementsAre("dn: cn=CurID,cn=zafoconf,dc=example,dc=com\n"
                                        "changetype: modify\ndelete: uidNumber\n"
@@ -49,7 +49,7 @@ TEST_F(AtomicRemoveAdd, TextsAreNoFormatAndKeepALeadingBlank) {
                                        "uidNumber:: IDQy\n"));
 }
 
-TEST_F(AtomicRemoveAdd, ValueThatIsNotThereIsTheServersError) {
+TEST_F(AtomicRemoveAdd, MissingValueIsTheServersError) {
     tools_.On("ldapmodify").Exit(16);
     EXPECT_EQ(Swap(), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 16);

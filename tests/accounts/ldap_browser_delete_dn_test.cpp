@@ -126,7 +126,7 @@ TEST_P(DeleteByName, FoundDNThatBeginsWithABlankIsWrittenInBase64) {
     EXPECT_EQ(Changes().at(0), Deletion(": IGNuPXg="));
 }
 
-TEST_P(DeleteByName, NameThatNobodyHasSetsTheError) {
+TEST_P(DeleteByName, UnknownNameSetsTheError) {
     EXPECT_EQ(Delete(), -1);
     ExpectSlots(kStaleLdapCode, GetParam().not_found);
     EXPECT_THAT(Commands(), ElementsAre(Search()));

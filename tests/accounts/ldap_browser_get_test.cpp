@@ -69,7 +69,7 @@ TEST_F(UserGet, FillsEveryFieldFromTheFirstValue) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-TEST_F(UserGet, WhatTheEntryLacksIsSaidSo) {
+TEST_F(UserGet, MissingAttributesAreReported) {
     EXPECT_EQ(Run("dn: uid=ann,dc=x\nuid: ann\n\n"), 1);
     EXPECT_THAT(Fields(), ElementsAre("ann", "(null)", "4294967295", "4294967295", "(null)",
                                       "(null)", "(null)", "0", "0", "(null)", "8"));
@@ -104,7 +104,7 @@ TEST_F(UserGet, NumbersAreReadAsDecimal) {
 }
 
 // Truncated to 32 bits, 4294967296 would be the superuser's number.
-TEST_F(UserGet, NumbersBeyond32BitsAreNone) {
+TEST_F(UserGet, NumbersBeyond32BitsAreInvalid) {
     for (const char *text : {"4294967296", "-2147483649", "99999999999999999999"}) {
         SCOPED_TRACE(text);
         EXPECT_EQ(Run(std::string("dn: x\nuid: ann\nuidNumber: ") + text + "\n\n"), 1);

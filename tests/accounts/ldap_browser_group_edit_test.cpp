@@ -69,7 +69,7 @@ TEST_F(GroupEdit, RecordsAreTheseTexts) {
     EXPECT_THAT(golden.Left(), IsEmpty());
 }
 
-TEST_F(GroupEdit, DescriptionIsComparedByBytesWithWhatThereIs) {
+TEST_F(GroupEdit, DescriptionIsComparedByBytesWithTheExistingOne) {
     const std::string head = "dn: " + kStaffDN + "\nchangetype: modify\n";
     const std::string replace = head + "replace: description\ndescription: All\n";
     const std::tuple<Text, Text, std::string> rows[] = {
@@ -99,7 +99,7 @@ TEST_F(GroupEdit, DescriptionThatMayHaveBeenCutCountsAsAnother) {
     }
 }
 
-TEST_F(GroupEdit, GroupWithoutNumberGetsEveryNumberButNone) {
+TEST_F(GroupEdit, GroupWithoutNumberGetsAnyValidNumber) {
     for (const unsigned gid : {0u, 5u, GID_ERR}) {
         Prepare({{"ldapsearch", "dn: " + kStaffDN + "\ncn: staff\n\n"}, {"ldapsearch"}});
         EXPECT_EQ(Edit({.gid = gid}), 0);
@@ -143,7 +143,7 @@ TEST_F(GroupEdit, EveryFailingToolHasThisOutcome) {
                    [this] { return Edit(kAll); });
 }
 
-TEST_F(GroupEdit, GroupThatIsNotThereIsLogged) {
+TEST_F(GroupEdit, MissingGroupIsLogged) {
     EXPECT_EQ(Edit(kAll), -1);
     EXPECT_THAT(LoggedTexts(), ElementsAre("get group " + kStaffDN + " failed. "));
     EXPECT_THAT(Commands(), ElementsAre(kRead));

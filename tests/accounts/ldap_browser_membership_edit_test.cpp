@@ -215,7 +215,7 @@ TEST_F(MembershipChange, BindsAsTheConnectionSays) {
                             "cn=admin", "-f", "FILE", "-w", "secret"));
 }
 
-TEST_F(MembershipChange, MembershipThatIsThereAlreadyIsNotWritten) {
+TEST_F(MembershipChange, ExistingMembershipIsNotWritten) {
     Answer(kListed);
     EXPECT_EQ(AddTo({"cn=staff,cn=groups,dc=x", "CN=OLD,DC=X"}), 0);
     EXPECT_THAT(Changes(), IsEmpty());
@@ -245,7 +245,7 @@ TEST_F(MembershipChange, FilterThatIsTooLongIsRefused) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-TEST_F(MembershipChange, DNOfNobodyIsNoSuchUser) {
+TEST_F(MembershipChange, DNOfAMissingUserIsNoSuchUser) {
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserDN(&host_, kUserDN, List().Get(), nullptr), -1);
     ExpectSlots(kStaleLdapCode, 0x1D00);
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(&host_, kUserDN, "b"), -1);

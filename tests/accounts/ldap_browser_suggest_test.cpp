@@ -104,7 +104,7 @@ TEST_F(SuggestBaseDN, IsEveryNamingContextInTheServersOrder) {
     EXPECT_THAT(log_.Messages(), IsEmpty()) << "logged while debugging only";
 }
 
-TEST_F(SuggestBaseDN, AsksTheRootEntryAnonymouslyWhoeverTheRecordBindsAs) {
+TEST_F(SuggestBaseDN, AsksTheRootEntryAnonymouslyWhateverTheRecordsBindDN) {
     host_.szBindDN = "cn=admin";
     host_.szBindPasswd = "secret";
     const std::pair<int, const char *> kSSL[] = {

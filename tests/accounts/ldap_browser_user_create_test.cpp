@@ -297,7 +297,7 @@ TEST_F(UserCreate, PasswordThatCannotBeHashedStopsBeforeAnythingIsMade) {
     ExpectSlotsUntouched();
 }
 
-TEST_F(UserCreate, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
+TEST_F(UserCreate, ToolsThatDoNotExistFailTheStepThatNeedsThem) {
     struct {
         const char *tool;
         int ldap;

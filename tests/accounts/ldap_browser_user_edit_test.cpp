@@ -169,7 +169,7 @@ struct TextRow {
     enum { kNothing, kReplace, kDelete } change;
 };
 
-TEST_F(UserEdit, OptionalTextsAreReplacedTakenAwayOrLeftAlone) {
+TEST_F(UserEdit, OptionalTextsAreReplacedRemovedOrLeftAlone) {
     const TextRow rows[] = {
         {{}, {}, TextRow::kNothing},   {{}, "", TextRow::kNothing},  {{}, "x", TextRow::kNothing},
         {"", {}, TextRow::kNothing},   {"", "", TextRow::kNothing},  {"", "x", TextRow::kDelete},
@@ -436,7 +436,7 @@ TEST_F(UserEdit, EveryFailingToolHasThisOutcome) {
         [this] { return Edit(Everything()); });
 }
 
-TEST_F(UserEdit, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
+TEST_F(UserEdit, ToolsThatDoNotExistFailTheStepThatNeedsThem) {
     const std::pair<const char *, size_t> cases[] = {
         {"ldapsearch", 0}, {"slappasswd", 4}, {"ldapmodify", 5}, {"ldappasswd", 8}};
     for (const auto &[tool, ran] : cases) {
@@ -451,7 +451,7 @@ TEST_F(UserEdit, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
 
 // Refusals --------------------------------------------------------------------------------------
 
-TEST_F(UserEdit, UserThatIsNotThereIsLogged) {
+TEST_F(UserEdit, MissingUserIsLogged) {
     EXPECT_EQ(Edit(Renamed("bob.jones")), -1);
     EXPECT_THAT(LoggedTexts(), ElementsAre("get user " + kPersonDN + " failed. "));
     EXPECT_THAT(Commands(), ElementsAre(kRead));
@@ -512,7 +512,7 @@ TEST_F(UserEdit, NewDNThatIsTooLongChangesNothing) {
     EXPECT_THAT(Changes(), IsEmpty());
 }
 
-TEST_F(UserEdit, RenameOfWhatIsNoDNIsRefused) {
+TEST_F(UserEdit, RenameOfAnInvalidDNIsRefused) {
     const std::pair<const char *, const char *> cases[] = {
         {"anna", "ZAFOLDAPRDNExtract [anna] failed. [0x0F00]"},
         {"uid=anna,\\", "ZAFOLDAPRDNExtract [uid=anna,\\] failed. [0x0F00]"},

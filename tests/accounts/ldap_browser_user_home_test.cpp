@@ -79,7 +79,7 @@ TEST_F(HomeCreateEx, PlantedLinkIsNotFollowed) {
     EXPECT_TRUE(fs::is_empty(victim));
 }
 
-TEST_F(HomeCreateEx, NamesThatAreNoFolderNameAreRefusedBeforeAnythingIsMounted) {
+TEST_F(HomeCreateEx, NamesThatAreNotFolderNamesAreRefusedBeforeAnythingIsMounted) {
     for (const char *name : {"", ".", "..", "/", "a/b", "../ann", "ann/", "/etc"}) {
         QLIBCErrSet(0);
         EXPECT_EQ(Create(name), -1) << name;
@@ -282,7 +282,7 @@ TEST_F(HomeCreateAll, DirectoryWithoutUsersIsFine) {
     EXPECT_TRUE(fs::is_empty(homes_));
 }
 
-TEST_F(HomeCreateAll, NamesThatAreNoFolderNameAreLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, NamesThatAreNotFolderNamesAreLoggedAndSkipped) {
     AnswerUsers({"..", "a/b", ".", "/etc", "ann"}, {"ann"});
     EXPECT_EQ(Create(), 0);
     EXPECT_THAT(LoggedTexts(), ElementsAre("user name [..] cannot be the name of a folder.",
@@ -292,7 +292,7 @@ TEST_F(HomeCreateAll, NamesThatAreNoFolderNameAreLoggedAndPassedOver) {
     EXPECT_TRUE(fs::is_directory(homes_ / "ann"));
 }
 
-TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndSkipped) {
     AnswerUsers({"gone", "shut", "ann"}, {});
     Answer({""});
     Refuse(50);
@@ -304,7 +304,7 @@ TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndPassedOver) {
     EXPECT_TRUE(fs::is_directory(homes_ / "ann"));
 }
 
-TEST_F(HomeCreateAll, FolderThatCannotBeMadeIsLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, FolderThatCannotBeMadeIsLoggedAndSkipped) {
     fs::create_symlink("/nowhere", homes_ / "bob");
     AnswerUsers({"bob", "ann"}, {"bob", "ann"});
     EXPECT_EQ(Create(), 0);

@@ -153,7 +153,7 @@ TEST_F(BrowserCheck, PassesWithAllClasses) {
     EXPECT_EQ(host_.nSchema, 0u);
 }
 
-TEST_F(BrowserCheck, EveryMissingClassIsTold) {
+TEST_F(BrowserCheck, EveryMissingClassIsReported) {
     for (size_t missing = 0; missing < kNeeded.size(); ++missing) {
         SCOPED_TRACE(kNeeded[missing]);
         Texts classes = kNeeded;
@@ -173,7 +173,7 @@ TEST_F(BrowserCheck, ClassesOfTheRecordCountToo) {
     EXPECT_EQ(host_.nSchema, 0x01C0u) << "the record is left alone";
 }
 
-TEST_F(BrowserCheck, UnreadableSchemaIsPassedOver) {
+TEST_F(BrowserCheck, UnreadableSchemaIsSkipped) {
     tools_.On("ldapsearch").Output(kUser);
     tools_.On("ldapsearch").Exit(50);
     EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(&host_, nullptr), 0);
@@ -213,7 +213,7 @@ TEST_F(SavedConnectionCheck, PassesWithAllClasses) {
     EXPECT_EQ(tools_.Calls().size(), 4u);
 }
 
-TEST_F(SavedConnectionCheck, MissingClassIsTold) {
+TEST_F(SavedConnectionCheck, MissingClassIsReported) {
     EXPECT_EQ(CheckSaved({"posixAccount", "posixGroup", "inetOrgPerson"}), 0);
     EXPECT_EQ(ZAFOLDAPErrGet(), -65537);
 }

@@ -32,7 +32,7 @@ TEST_F(NFSMount, ExportIsSeenBelowTheMountPointUntilItIsUnmounted) {
 }
 
 // The mounted file system hides the folder itself, which a stale mount would expose again.
-TEST_F(NFSMount, MountPointIsRootsAlone) {
+TEST_F(NFSMount, MountPointIsAccessibleToRootOnly) {
     const mode_t mask = umask(0);
     exports_.Add();
     EXPECT_EQ(ZAFOLDAPNFSMount("server:/homes"), 0);
@@ -47,7 +47,7 @@ TEST_F(NFSMount, FailedMountLeavesNoFolder) {
     EXPECT_THAT(LoggedTexts(), ElementsAre("mount server:/no to " + point_ + " failed. [0x1234]"));
 }
 
-TEST_F(NFSMount, SourceThatIsNoExportIsRefusedWithItsFault) {
+TEST_F(NFSMount, SourceThatIsNotAnExportIsRefusedWithItsFault) {
     const std::pair<std::string, const char *> cases[] = {
         {"homes", "it is not HOST:/PATH"},
         {"-o:/homes", "what stands before \":/\" is no host name and no address"},

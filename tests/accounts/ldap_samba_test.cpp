@@ -89,7 +89,7 @@ TEST_F(SambaXid, FailedSearchIsAFailure) {
 }
 
 // The library error of an earlier call must not affect this one.
-TEST_F(SambaXid, StaleErrorIsNoMissingEntry) {
+TEST_F(SambaXid, StaleErrorIsNotTakenForAMissingEntry) {
     tools_.On("ldapsearch").Die(SIGKILL);
     ZAFOLDAPErrSet(32);
     EXPECT_EQ(Get(2), -1);

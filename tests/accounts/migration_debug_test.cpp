@@ -47,7 +47,7 @@ TEST_F(DebugMigration, UsersToTheDirectorySucceedAlsoAfterAFailedCreation) {
                                     "Create bob successfully."));
 }
 
-TEST_F(DebugMigration, UserThatIsPassedOverDoesNotSucceed) {
+TEST_F(DebugMigration, UserThatIsSkippedDoesNotSucceed) {
     LocalDatabase::Get().users = {{"ann", "x", 1001, 100, "", "", "", 0}};
     LocalDatabase::Get().failures["ZAFOUserGet"] = 0x0900;
     EXPECT_EQ(ZAFOLDAPBrowserMigrateUserToLDAP(&host_), 0);
@@ -85,7 +85,7 @@ TEST_F(DebugMigration, GroupsToTheLocalDatabaseFailWithoutTheLineOfSuccess) {
                                     "ZAFOGroupSet failed. [staff] [0x0B00]"));
 }
 
-TEST_F(DebugMigration, NobodyIsCounted) {
+TEST_F(DebugMigration, ZeroUsersAreCounted) {
     EXPECT_EQ(ZAFOLDAPBrowserMigrateUserToLDAP(&host_), 0);
     EXPECT_THAT(Said(), ElementsAre("0 users to be added."));
 }

@@ -195,7 +195,7 @@ TEST(NewerBackup, IsRefusedAsSuchByItsManifest) {
 }
 
 // A flipped bit must not be reported as a newer format version.
-TEST(NewerBackup, IsTakenForDamageWithoutItsSeal) {
+TEST(NewerBackup, WithoutItsSealCountsAsDamaged) {
     std::vector<Member> members = GoodMembers();
     members[0].bytes = "zafoldap-backup 2\n";
     EXPECT_EQ(Refusal(Packed(members)), Exit::kDamaged);
@@ -215,7 +215,7 @@ TEST(ForeignCompression, WithALargeWindowIsRefused) {
 
 class BackupPlaces : public FolderTest {};
 
-TEST_F(BackupPlaces, ThatAreNoFilesAreRefused) {
+TEST_F(BackupPlaces, ThatAreNotFilesAreRefused) {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     const std::string missing = Path("missing");
     EXPECT_THROW(OpenBackup(missing), JobError);

@@ -71,7 +71,7 @@ TEST(BackupArchive, GivesBackWhatWasWrittenWhateverTheBlocks) {
     }
 }
 
-TEST(BackupArchive, TellsInItsManifestWhatItHolds) {
+TEST(BackupArchive, DescribesItsContentsInTheManifest) {
     Manifest written;
     const std::string entries = Entries(50);
     const UniqueFd fd = Written(entries, 100, &written);

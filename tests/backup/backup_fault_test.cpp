@@ -166,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto &one) { return std::string(one.param.reason) + "_" + one.param.kind; });
 
 // A disk that does not keep what was written: detected before the file gets a backup's name.
-TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
+TEST_F(BackupFault, IsDetectedByReadingBackFromTheDisk) {
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
     int in_folder = 0;
     for (const std::string how : {"flip:", "lose:"}) {
@@ -193,7 +193,7 @@ TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
     EXPECT_GE(in_folder, 4);
 }
 
-TEST_F(BackupFault, AProgramThatCannotBeStartedIsTold) {
+TEST_F(BackupFault, AProgramThatCannotBeStartedIsReported) {
     const rig::FaultRun run = Run("EAGAIN:1:spawn");
     EXPECT_EQ(run.ExitCode(), 3);
     EXPECT_THAT(run.words, testing::HasSubstr("cannot start /usr/zafo/bin/slapcat"));
@@ -202,7 +202,7 @@ TEST_F(BackupFault, AProgramThatCannotBeStartedIsTold) {
 }
 
 // The new backup is good; the report is about the folder filling up.
-TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsTold) {
+TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsReported) {
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
     const rig::FaultRun run = Run("EACCES:1:unlink");
     EXPECT_EQ(run.ExitCode(), 2);
@@ -211,7 +211,7 @@ TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsTold) {
 }
 
 // A file system without RENAME_NOREPLACE.
-TEST_F(BackupFault, APlainRenameDoesWhereNoOtherIs) {
+TEST_F(BackupFault, FallsBackToAPlainRename) {
     const rig::FaultRun plain = Run();
     ASSERT_EQ(plain.ExitCode(), 0);
     int turn = 0;

@@ -65,7 +65,7 @@ TEST_F(BackupProgram, WritesABackupThatCanBeVerified) {
     EXPECT_EQ(status.st_mode & 07777u, 0600u);
 }
 
-TEST_F(BackupProgram, TellsInTheManifestWhatItSaved) {
+TEST_F(BackupProgram, DescribesWhatItSavedInTheManifest) {
     variables_["LDAP_BKP_TASK"] = "nightly";
     MakeBackup();
     const backup::Manifest manifest = Verified(Backups().at(0)).manifest;
@@ -97,7 +97,7 @@ TEST_F(BackupProgram, NeedsNoSavedConnectionAndNoRules) {
     EXPECT_THAT(Verified(Backups().at(0)).config, SizeIs(1));
 }
 
-TEST_F(BackupProgram, RunsSlapcatWithNothingOfItsOwn) {
+TEST_F(BackupProgram, RunsSlapcatWithoutItsOwnDescriptorsAndEnvironment) {
     MakeBackup();
     const std::vector<rig::FakeCall> calls = tools_.Calls();
     ASSERT_THAT(calls, SizeIs(1));
@@ -140,7 +140,7 @@ TEST_F(BackupProgram, SeesHowSlapcatEndsWhateverItsCallerDoesAboutChildren) {
 
 // --- What it keeps ------------------------------------------------------------
 
-TEST_F(BackupProgram, KeepsAsManyAsItIsTold) {
+TEST_F(BackupProgram, KeepsAsManyAsConfigured) {
     for (int i = 0; i < 5; ++i)
         MakeBackup();
     ASSERT_THAT(Backups(), SizeIs(3));
@@ -148,7 +148,7 @@ TEST_F(BackupProgram, KeepsAsManyAsItIsTold) {
     EXPECT_TRUE(Backups()[2].starts_with("zafoldap-000003-"));
 }
 
-TEST_F(BackupProgram, KeepsTenWhenTheNumberIsNone) {
+TEST_F(BackupProgram, KeepsTenWithoutAValidNumber) {
     for (const char *number : {"", "0", "-1", "all"}) {
         variables_["LDAP_BKP_MAX_BACKUP_FILE"] = number;
         for (int i = 0; i < 3; ++i)
@@ -194,7 +194,7 @@ TEST_F(BackupProgram, KeepsEverythingWhenItFails) {
 
 // --- Progress -----------------------------------------------------------------
 
-TEST_F(BackupProgram, TellsItsProgress) {
+TEST_F(BackupProgram, ReportsItsProgress) {
     UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile(Path("go")); });
     rig::RunningTool running({kBackupProgram}, Environment());
     ASSERT_TRUE(tools_.WaitForCalls(1));
@@ -219,7 +219,7 @@ TEST_F(BackupProgram, LeavesTheStageInWhichItFailed) {
     EXPECT_EQ(Progress("stage"), "3");
 }
 
-TEST_F(BackupProgram, DoesNotNeedToTellItsProgress) {
+TEST_F(BackupProgram, WorksWithoutReportingItsProgress) {
     variables_["LDAP_BKP_PROGRESS_FILE"] = "/no/such/folder/progress";
     EXPECT_EQ(Run().ExitCode(), 0);
 }
@@ -236,7 +236,7 @@ TEST_F(BackupProgram, IsBusyWhileAnotherJobRuns) {
     EXPECT_THAT(Backups(), IsEmpty());
 }
 
-TEST_F(BackupProgram, RefusesAFolderThatIsNone) {
+TEST_F(BackupProgram, RefusesAPathThatIsNotAFolder) {
     Write("file", "x");
     ASSERT_EQ(symlink(folder_.c_str(), Path("link").c_str()), 0);
     const std::pair<std::string, std::string> kPlaces[] = {
@@ -354,7 +354,7 @@ TEST_F(BackupProgram, RefusesAPrefixThatLeadsElsewhere) {
     EXPECT_THAT(run.words, HasSubstr("LDAP_BKP_PREFIX"));
 }
 
-TEST_F(BackupProgram, ExplainsItselfToWhoeverCallsItWrongly) {
+TEST_F(BackupProgram, PrintsItsUsageWhenCalledWrongly) {
     for (const std::vector<std::string> &arguments :
          {std::vector<std::string>{"-r"}, {"-r", ""}, {"-r", "a", "b"}, {"--help"}, {"backup"}}) {
         std::vector<std::string> argv = {kBackupProgram};
@@ -378,7 +378,7 @@ void PrintTo(const BadSlapcat &one, std::ostream *out) {
 
 class BackupOfBadEntries : public BackupProgram, public testing::WithParamInterface<BadSlapcat> {};
 
-TEST_P(BackupOfBadEntries, IsNone) {
+TEST_P(BackupOfBadEntries, IsRefused) {
     UseSlapcat(GetParam().script);
     ExpectFailure(5, GetParam().words);
     EXPECT_THAT(Names(), IsEmpty());
@@ -406,7 +406,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "ends after 2 entries"}),
     [](const auto &one) { return one.param.name; });
 
-TEST_F(BackupProgram, TellsThatASlapcatIsMissing) {
+TEST_F(BackupProgram, ReportsAMissingSlapcat) {
     std::filesystem::rename("/usr/zafo/bin/slapcat", "/usr/zafo/bin/slapcat.gone");
     ExpectFailure(3, "cannot start /usr/zafo/bin/slapcat");
     std::filesystem::rename("/usr/zafo/bin/slapcat.gone", "/usr/zafo/bin/slapcat");
@@ -429,7 +429,7 @@ TEST_F(BackupProgram, TidiesUpWhenItIsAskedToEnd) {
     }
 }
 
-TEST_F(BackupProgram, TellsTheSystemLogToo) {
+TEST_F(BackupProgram, ReportsToTheSystemLogToo) {
     rig::SystemLog &log = rig::SystemLog::Get();
     log.Clear();
     variables_["LDAP_BKP_DEST_DIR"] = Path("none");

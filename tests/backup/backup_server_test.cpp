@@ -280,7 +280,7 @@ TEST_F(ServerBackup, IsMadeThroughTheLibrary) {
 }
 
 // Must be last: it destroys the server.
-TEST_F(ServerBackup, OfADamagedDatabaseIsNone) {
+TEST_F(ServerBackup, OfADamagedDatabaseFails) {
     ASSERT_EQ(ZAFOLDAPServerStop(), 0);
     std::ofstream("/usr/zafo/etc/openldap/data/data.mdb") << "this is no database";
     const rig::ToolOutcome outcome = Run();

@@ -98,7 +98,7 @@ TEST(JobLock, IsNotInheritedByChildren) {
 }
 
 // A query takes the lock briefly, which must not turn a job away.
-TEST(JobLock, IsHadWhileOthersOnlyAsk) {
+TEST(JobLock, IsAcquiredWhileOthersOnlyQueryIt) {
     const pid_t asker = fork();
     if (asker == 0) {
         for (;; usleep(1000))
@@ -160,7 +160,7 @@ TEST_F(Progress, LeavesTheFileAloneUntilTheJobBegins) {
     EXPECT_EQ(Read("progress"), "of another");
 }
 
-TEST_F(Progress, IsForEverybodyToRead) {
+TEST_F(Progress, IsReadableByEveryone) {
     const mode_t mask = umask(077);
     ProgressFile(path_, Operation::kBackup, "backup", 6).Stage("x");
     umask(mask);
@@ -189,14 +189,14 @@ TEST_F(Progress, IsAlwaysWhole) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Progress, LeavesNothingElseBehind) {
+TEST_F(Progress, LeavesNoOtherFiles) {
     ProgressFile progress(path_, Operation::kBackup, "backup", 6);
     Write("progress.new", "of a killed run");
     progress.Stage("x");
     EXPECT_THAT(Names(), testing::ElementsAre("progress"));
 }
 
-TEST_F(Progress, IsNoReasonToFail) {
+TEST_F(Progress, FailuresAreIgnored) {
     ProgressFile progress(Path("no/such/folder/progress"), Operation::kBackup, "backup", 6);
     EXPECT_NO_THROW(progress.Stage("x"));
     EXPECT_NO_THROW(progress.Finish(0));
@@ -269,14 +269,14 @@ TEST(JobChild, EndsWithItsStatusInWords) {
     EXPECT_EQ(EndOf("kill -9 $$"), "signal 9");
 }
 
-TEST(JobChild, SaysWhatItSaidOnItsStandardError) {
+TEST(JobChild, ReportsItsStandardError) {
     Child child({.argv = {"/bin/sh", "-c", "echo one >&2; echo two >&2; exit 1"}});
     child.Wait();
     EXPECT_EQ(child.Words(), "one\ntwo\n");
     EXPECT_EQ(OneLine(child.Words()), "one");
 }
 
-TEST(JobChild, HasAnEnvironmentAndDescriptorsOfItsOwn) {
+TEST(JobChild, HasItsOwnEnvironmentAndDescriptors) {
     setenv("SECRET", "x", 1);
     const UniqueFd open_file(
         open("/etc/passwd", O_RDONLY));  // not close-on-exec, unlike all of ours
@@ -296,7 +296,7 @@ TEST(JobChild, ThatCannotBeStartedIsAnError) {
 }
 
 // The pipe for its output takes the last descriptor; none is left for watching its end.
-TEST(JobChild, ThatCannotBeWatchedIsEndedAndAnError) {
+TEST(JobChild, ThatCannotBeWatchedIsKilledAndAnError) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const auto free = static_cast<rlim_t>(UniqueFd(dup(STDIN_FILENO)).Get());
@@ -324,7 +324,7 @@ TEST(JobChild, EndsWithItsOwner) {
     EXPECT_EQ(errno, ESRCH);
 }
 
-TEST(JobChild, ThatDoesNotListenIsMadeToEnd) {
+TEST(JobChild, ThatIgnoresSigtermIsKilled) {
     Pipe pipe = MakePipe();
     Child child({.argv = {"/bin/sh", "-c", "trap '' TERM; echo; while :; do sleep 1; done"},
                  .output = pipe.writer.Get()});
@@ -334,7 +334,7 @@ TEST(JobChild, ThatDoesNotListenIsMadeToEnd) {
     EXPECT_EQ(StatusInWords(child.Wait()), "signal 9");
 }
 
-TEST(JobChild, IsWaitedForWithOtherThingsToDo) {
+TEST(JobChild, CanBeWaitedForWhileOtherWorkIsDone) {
     Child child({.argv = {"/bin/sleep", "2"}});
     int turns = 0;
     EXPECT_EQ(child.Wait([&] { ++turns; }), 0);
@@ -343,7 +343,7 @@ TEST(JobChild, IsWaitedForWithOtherThingsToDo) {
 
 // --- Digests --------------------------------------------------------------------
 
-TEST(JobDigest, IsTheSameBesideOtherWork) {
+TEST(JobDigest, IsUnaffectedByConcurrentWork) {
     std::string text(5'000'000, '\0');
     for (size_t i = 0; i < text.size(); ++i)
         text[i] = static_cast<char>(i * i >> 7U);
@@ -359,7 +359,7 @@ TEST(JobDigest, IsTheSameBesideOtherWork) {
     }
 }
 
-TEST(JobDigest, LeavesNoThreadBehindWhenItIsGivenUp) {
+TEST(JobDigest, LeavesNoThreadBehindWhenAbandoned) {
     const auto threads = [] {
         const std::filesystem::directory_iterator tasks("/proc/self/task");
         return std::distance(begin(tasks), end(tasks));
@@ -406,7 +406,7 @@ TEST(JobWords, OfAFailedWriteHaveTheCodeOfItsReason) {
     EXPECT_STREQ(WritingError("/b", ESTALE).what(), "cannot write /b: Stale file handle");
 }
 
-TEST(JobWords, TellOfEveryCode) {
+TEST(JobWords, ExistForEveryCode) {
     for (int code = 0; code <= 14; ++code) {
         EXPECT_FALSE(WordsFor(Operation::kBackup, code).empty()) << code;
         EXPECT_FALSE(WordsFor(Operation::kRestore, code).empty()) << code;

@@ -117,7 +117,7 @@ TEST(ValuesOfABackup, AreHashes) {
         EXPECT_FALSE(IsPasswordHash(text)) << text;
 }
 
-TEST(ValuesOfABackup, AreNoDifferencesOfTheConfiguration) {
+TEST(ValuesOfABackup, AreNotDifferencesOfTheConfiguration) {
     EXPECT_TRUE(DifferingDirectives("suffix a\nrootpw x\n# c\nindex  uid\n\teq\n",
                                     "index uid eq\nrootdn b\n")
                     .empty());

@@ -62,7 +62,7 @@ TEST(Dn, OfTheRootIsEmpty) {
     EXPECT_EQ(ParseDn("").value().size(), 0U);
 }
 
-TEST(Dn, SaysWhereAndWhyATextIsNone) {
+TEST(Dn, SaysWhereAndWhyATextIsInvalid) {
     const struct {
         std::string_view text;
         std::size_t position;

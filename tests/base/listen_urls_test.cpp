@@ -46,7 +46,7 @@ TEST_F(ListenUrlsOf, AnyWayOfWritingTheLine) {
         EXPECT_THAT(Read(text, "listen = z\n"), ElementsAre("ldap://a", "ldaps://b")) << text;
 }
 
-TEST_F(ListenUrlsOf, TheDefaultsWhereTheOwnSettingsSayNone) {
+TEST_F(ListenUrlsOf, TheDefaultsWhereTheOwnSettingsHaveNone) {
     for (const auto &own : {std::optional<std::string>(), std::optional<std::string>(""),
                             std::optional<std::string>("listen =\n"),
                             std::optional<std::string>("#listen = x\nrestart = no\n")})

@@ -185,7 +185,7 @@ TEST_F(InitByBindConfig, PasswordComesFromTheSecretFileAsWell) {
     EXPECT_STREQ(record_.szBindPasswd, "from the file");
 }
 
-TEST_F(InitByBindConfig, LoginSuffixOfItsOwnComesFirst) {
+TEST_F(InitByBindConfig, ExplicitLoginSuffixComesFirst) {
     Write(kNslcdConf, "uri ldap://h\nbase dc=a\n");
     Write(kClientConf, "login_suffix=corp.example\n");
     ScriptWholeServer();

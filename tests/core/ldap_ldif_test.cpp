@@ -314,7 +314,7 @@ TEST_F(LdifName, HardLinkedFileKeepsItsContent) {
     EXPECT_EQ(ContentOf("/tmp/victim"), "precious\n");
 }
 
-TEST_F(LdifName, FolderOfThatNameIsPassedOver) {
+TEST_F(LdifName, FolderOfThatNameIsSkipped) {
     ASSERT_EQ(mkdir(next_.c_str(), 0700), 0);
     ZAFOLDAP_LDIF ldif, after;
     ASSERT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), 0);
@@ -329,7 +329,7 @@ TEST_F(LdifName, FolderOfThatNameIsPassedOver) {
     rmdir(next_.c_str());
 }
 
-TEST_F(LdifName, MoreFoldersThanNamesThatAreTriedAreLeaptOver) {
+TEST_F(LdifName, MoreFoldersThanNamesThatAreTriedAreSkipped) {
     const std::string prefix = next_.substr(0, next_.rfind('_') + 1);
     const int first = NumberOf(next_);
     for (int i = 0; i < 3000; ++i)
@@ -367,7 +367,7 @@ TEST_F(Ldif, FileThatCannotBeOpenedIsAPlatformFailure) {
     }
 }
 
-TEST_F(Ldif, FolderForNewFilesThatIsNotThereIsNamedInTheLog) {
+TEST_F(Ldif, FolderForNewFilesThatDoesNotExistIsNamedInTheLog) {
     std::filesystem::rename("/tmp", "/tmp.away");
     ZAFOLDAP_LDIF ldif;
     const int result = ZAFOLDAPLdifInit(&ldif, nullptr);

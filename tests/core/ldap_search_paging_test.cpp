@@ -65,7 +65,7 @@ TEST_F(SearchPaging, ReferencesDoNotShiftTheWindow) {
 }
 
 // Nobody waits for skipped entries, so the search lets them accumulate before it reads.
-TEST_F(SearchPaging, FindsTheWindowBehindManyEntriesThatComeOneByOne) {
+TEST_F(SearchPaging, FindsTheWindowAfterManyEntriesThatComeOneByOne) {
     constexpr int kMany = 200;
     auto script = tools_.On("ldapsearch");
     for (int i = 0; i < kMany; ++i)

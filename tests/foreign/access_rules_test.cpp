@@ -76,7 +76,7 @@ TEST_P(AccessRules, AreTheSameBytesForTheSameSuffix) {
     EXPECT_EQ(FileText(path_), first);
 }
 
-TEST_P(AccessRules, HaveTheSuffixAsItIsGiven) {
+TEST_P(AccessRules, HaveTheSuffixAsGiven) {
     for (const char *suffix :
          {"o=A B,c=XX", "o=\"quoted\",dc=x", "o=a\\,b", "o=100%s%n", "", "o=Zo\xc3\xab"}) {
         parameters_.szSuffix = suffix;
@@ -93,7 +93,7 @@ TEST_P(AccessRules, UseAtMost1023BytesOfTheGroupsName) {
               Rules(("cn=Directory Operators,cn=groups," + suffix).substr(0, 1023)));
 }
 
-TEST_P(AccessRules, TakeThePlaceOfALongerFile) {
+TEST_P(AccessRules, ReplaceALongerFile) {
     WriteFile(path_, std::string(20000, 'x'));
     EXPECT_EQ(ZAFOLDAPServerWriteACL(path_, &parameters_), 0);
     EXPECT_EQ(FileText(path_), RulesOf(kSuffix));
@@ -194,7 +194,7 @@ TEST_P(AccessRulesInPlace, TakeEveryResultThatIsNotNegative) {
     }
 }
 
-TEST_P(AccessRulesInPlace, SurviveATemporaryNameThatHasNoEnd) {
+TEST_P(AccessRulesInPlace, SurviveAnUnterminatedTemporaryName) {
     WriteFile(kAclConf, "before\n");
     platform().Fills("ZAFOLDAPGenTmpConf");
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), -1);
@@ -211,7 +211,7 @@ TEST_P(AccessRulesInPlace, SayWhereTheyCannotBeWritten) {
     EXPECT_EQ(log[0].substr(log[0].size() - 8), " failed.") << log[0];
 }
 
-TEST_P(AccessRulesInPlace, SayWhenTheyCannotBePutInPlace) {
+TEST_P(AccessRulesInPlace, SayWhenTheyCannotBeInstalled) {
     std::filesystem::create_directory(kAclConf);
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), -1);
     const Strings log = Log();

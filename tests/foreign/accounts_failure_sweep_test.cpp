@@ -346,7 +346,7 @@ TEST_P(AccountsSweep, NothingBreaksWhenABufferIsFilledToItsEnd) {
     Sweep([&](const std::string &function, int nth) { platform().Fills(function, nth); }, writers);
 }
 
-TEST_P(AccountsSweep, NothingBreaksWhenToolsEndInWaysOfTheirOwn) {
+TEST_P(AccountsSweep, NothingBreaksWhenToolsEndUnusually) {
     for (const int status : {-1, 0xff00, 0x0b, 0x8b, 0x7f, INT_MAX, INT_MIN}) {
         Sweep([&](const std::string &function,
                   int nth) { platform().Returns(function, status, nth); },

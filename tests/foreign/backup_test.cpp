@@ -104,7 +104,7 @@ TEST_P(ServerBackup, GivesTheProgramThePathOfAShare) {
     EXPECT_EQ(TheRun().environment, Sorted(expected));
 }
 
-TEST_P(ServerBackup, LeavesOutAFolderThatThereIsNone) {
+TEST_P(ServerBackup, LeavesOutAMissingFolder) {
     platform().sections.clear();
     EXPECT_EQ(ZAFOLDAPServerBackup(), 0);
     Strings expected = OwnVariables();
@@ -120,7 +120,7 @@ TEST_P(ServerBackup, DoesNotMindAFolderThatCannotBeUsed) {
     EXPECT_EQ(platform().Runs().size(), 1u);
 }
 
-TEST_P(ServerBackup, FailsAtOnceForAnEmptyDatabase) {
+TEST_P(ServerBackup, FailsImmediatelyForAnEmptyDatabase) {
     unlink(kDataMarker);
     EXPECT_EQ(ZAFOLDAPServerBackup(), -1);
     EXPECT_TRUE(platform().Runs().empty());

@@ -215,7 +215,7 @@ TEST_P(ClientBinding, IsAskedForWithoutFlags) {
         << calls[0].arguments[0];
 }
 
-TEST_P(ClientBinding, AnythingButOneIsNone) {
+TEST_P(ClientBinding, AnythingButOneMeansNoBinding) {
     for (const int answer : {0, 2, -1}) {
         platform().Forget();
         platform().Returns("ZAFOLDAPIsBinded", answer);

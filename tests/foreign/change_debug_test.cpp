@@ -124,7 +124,7 @@ TEST_P(ChangeDebug, LogsTheSearchesOfValueHelpers) {
     EXPECT_EQ(Log(), (Strings{SearchLine("-b 'cn=a' 'cn'"), "ldapsearch return 32"}));
 }
 
-TEST_P(ChangeDebug, LogsASavedConnectionThatIsNotThere) {
+TEST_P(ChangeDebug, LogsASavedConnectionThatDoesNotExist) {
     ZAFOLDAP_HOST host{};
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host, "ann"), -1);
     EXPECT_EQ(PlatformError(), 0x2200);

@@ -38,7 +38,7 @@ class BrowserConfSet : public ChangeTest {
 };
 ZAFO_FOREIGN_SUITE(BrowserConfSet);
 
-TEST_P(BrowserConfSet, WritesASectionThatIsThere) {
+TEST_P(BrowserConfSet, WritesASectionThatExists) {
     Section("ann") = {{"uri", "old"}, {"comment", "kept"}, {"binddn", "cn=old"}};
     Section("root") = {{"uri", "other"}};
     const Pairs root = Section("root");
@@ -196,7 +196,7 @@ TEST_P(BrowserConfSet, FailsWithAnyValueThatCannotBeSet) {
     EXPECT_EQ(Section("ann"), (Pairs{{"uri", "old"}}));
 }
 
-TEST_P(BrowserConfSet, EndsTextsWithoutAnEndInTheirBuffers) {
+TEST_P(BrowserConfSet, TerminatesUnterminatedTextsInTheirBuffers) {
     platform().Fills("QLIBCryptSzEncrypt");
     platform().Fills("ZAFOLDAPSSLToString");
     EXPECT_EQ(Save(), 0);
@@ -270,7 +270,7 @@ TEST_P(ServerConnection, FailsAsSavingDoes) {
     EXPECT_EQ(Log(), Strings{"save borwser conf [root] failed! [0x0900]"});
 }
 
-TEST_P(ServerConnection, EndsADomainNameWithoutAnEndInItsBuffer) {
+TEST_P(ServerConnection, TerminatesAnUnterminatedDomainNameInItsBuffer) {
     platform().Fills("ZAFOLDAPDNDomainName");
     EXPECT_EQ(ZAFOLDAPBrowserConfSetByServerParam(&parameters_), 0);
     EXPECT_EQ(Section("root")["loginsuffix"], std::string(1023, 'x'));

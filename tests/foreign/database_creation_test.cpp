@@ -285,7 +285,7 @@ TEST_P(DatabaseCreation, FailsWithoutASuffix) {
     EXPECT_TRUE(platform().RunsOf("slapadd").empty());
 }
 
-TEST_P(DatabaseCreation, FailsWithASuffixThatHasNoEnd) {
+TEST_P(DatabaseCreation, FailsWithAnUnterminatedSuffix) {
     platform().Fills("ZAFOLDAPInfoGetFromConf");
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), -1);
     EXPECT_TRUE(platform().RunsOf("slapadd").empty());
@@ -307,7 +307,7 @@ TEST_P(DatabaseCreation, LoadsNothingUnderASuffixWithoutADomainComponent) {
     EXPECT_EQ(Log(), Strings{"ZAFOLDAPDNFirstDomainComponent [o=example] failed. [0x0F00]"});
 }
 
-TEST_P(DatabaseCreation, SurvivesADomainComponentThatHasNoEnd) {
+TEST_P(DatabaseCreation, SurvivesAnUnterminatedDomainComponent) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), -1);
 }
@@ -567,7 +567,7 @@ TEST_P(RootNodeCreation, AddsTheBaseEntryThroughTheServer) {
     EXPECT_FALSE(Exists(run.argv[6]));
 }
 
-TEST_P(RootNodeCreation, EndsADomainComponentThatHasNoEndInItsBuffer) {
+TEST_P(RootNodeCreation, TerminatesAnUnterminatedDomainComponentInItsBuffer) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_EQ(ZAFOLDAPBrowserRootNodeCreate(host_), 0);
     EXPECT_EQ(platform().Runs().at(0).change,

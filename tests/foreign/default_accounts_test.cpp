@@ -121,7 +121,7 @@ TEST_P(ServerDefaultAdd, DoesNothingOnAServerThatCannotBeClassified) {
     EXPECT_EQ(platform().Runs().size(), 1u);
 }
 
-TEST_P(ServerDefaultAdd, SucceedsAndChangesNothingWhenAllIsThere) {
+TEST_P(ServerDefaultAdd, SucceedsAndChangesNothingWhenEverythingExists) {
     AnswerServer();
     AllExist();
     platform().On("ldapmodify").Exits(20);
@@ -221,7 +221,7 @@ TEST_P(ServerDefaultAdd, FailsWhenTheAdministratorsPasswordCannotBeSet) {
     EXPECT_EQ(Changes().size(), 4u);
 }
 
-TEST_P(ServerDefaultAdd, GoesOnWhenTheAdministratorIsAMemberAlready) {
+TEST_P(ServerDefaultAdd, ContinuesWhenTheAdministratorIsAMemberAlready) {
     for (size_t member : {0u, 1u}) {
         Again();
         AnswerServer();

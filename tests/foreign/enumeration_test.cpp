@@ -181,7 +181,7 @@ TEST_P(Enumeration, AllOfAnEmptyDirectoryIsNothing) {
     });
 }
 
-TEST_P(Enumeration, AllPassesOverEntriesWithoutDnOrName) {
+TEST_P(Enumeration, AllSkipsEntriesWithoutDnOrName) {
     ForEachKind([&](const Kind &kind) {
         List dns;
         List names;
@@ -301,7 +301,7 @@ TEST_P(Enumeration, AllNamesTheStringThatCouldNotBeListed) {
     });
 }
 
-TEST_P(Enumeration, AllFailsWithoutListsOfItsOwn) {
+TEST_P(Enumeration, AllFailsWithoutItsOwnLists) {
     ForEachKind([&](const Kind &kind) {
         platform().On("ldapsearch").Prints(Two(kind)).Always();
         FailEach(
@@ -374,7 +374,7 @@ TEST_P(Enumeration, ByNumberOnlyCountsWithoutAList) {
     });
 }
 
-TEST_P(Enumeration, ByNumberPassesOverAnEntryWithoutADn) {
+TEST_P(Enumeration, ByNumberSkipsAnEntryWithoutADn) {
     ForEachKind([&](const Kind &kind) {
         List dns;
         Finds("cn: ghost\n\n" + Entry("x=a,c=o", {}));
@@ -444,7 +444,7 @@ TEST_P(Enumeration, NameOfADnIsReadAtTheDn) {
     });
 }
 
-TEST_P(Enumeration, NameOfNobodyIsNotFound) {
+TEST_P(Enumeration, NameOfAMissingEntryIsNotFound) {
     ForEachKind([&](const Kind &kind) {
         char name[32] = "before";
         FindsNothing();

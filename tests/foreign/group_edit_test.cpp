@@ -131,7 +131,7 @@ TEST_P(GroupEdit, SeparatesTheNumberFromTheDescription) {
                  Record({"delete: description", "-", "replace: gidNumber", "gidNumber: 7"})}));
 }
 
-TEST_P(GroupEdit, RenamesBehindTheOtherChangesInOneFile) {
+TEST_P(GroupEdit, RenamesAfterTheOtherChangesInOneFile) {
     const unsigned gid = 7;
     Is("old");
     EXPECT_EQ(Edit("crew", "new", &gid), 0);

@@ -138,7 +138,7 @@ TEST_P(Slapadd, ReadsSlapdConfBeforeItLooksIntoTheFile) {
     ZAFOLDAPLdifUnlink(&ldif_);
 }
 
-TEST_P(Slapadd, EndsASuffixThatHasNoEndInItsBuffer) {
+TEST_P(Slapadd, TerminatesAnUnterminatedSuffixInItsBuffer) {
     Open();
     platform().Fills("ZAFOLDAPInfoGetFromConf");
     EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
@@ -321,7 +321,7 @@ TEST_P(ServerDNIsExist, ReadsPastLongLines) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist("cn=a,dc=x"), 1);
 }
 
-TEST_P(ServerDNIsExist, DoesNotTakeTheMiddleOfALongLineForALine) {
+TEST_P(ServerDNIsExist, DoesNotMistakeTheMiddleOfALongLineForALine) {
     for (size_t length : {63u, 127u, 255u, 511u, 1023u, 2047u, 4095u, 8191u, 64u, 128u, 256u, 512u,
                           1024u, 2048u, 4096u, 8192u}) {
         platform().On("slapcat").Prints(std::string(length, 'x') + "dn: cn=a,dc=x\n");

@@ -147,7 +147,7 @@ TEST_P(ResultEntry, ChecksTheOtherPointers) {
     EXPECT_EQ(PairsIn(entry_), kGroup);
 }
 
-TEST_P(ResultEntry, RefusesAContinuationThatIsNone) {
+TEST_P(ResultEntry, RefusesAnInvalidContinuation) {
     Fill();
     TakeLog();
     EXPECT_EQ(ZAFOLDAPResultConcateAttr(&entry_, nullptr), -1);
@@ -312,14 +312,14 @@ TEST_P(ResultEntry, SurvivesAListThatDoesNotGiveAnItemWhenItIsCloned) {
     EXPECT_EQ(ZAFOLDAPResultFree(&clone), 0);
 }
 
-TEST_P(ResultEntry, LosesAllPairsAtOnce) {
+TEST_P(ResultEntry, LosesAllPairsTogether) {
     Fill();
     EXPECT_EQ(ZAFOLDAPResultRemoveAll(&entry_), 0);
     EXPECT_EQ(PairsIn(entry_), Attributes{});
     EXPECT_EQ(ZAFOLDAPResultRemoveAll(&entry_), 0);
 }
 
-TEST_P(ResultEntry, TellsThatAListCannotBeEmptied) {
+TEST_P(ResultEntry, ReportsThatAListCannotBeEmptied) {
     Fill();
     for (const int nth : {1, 2}) {
         platform().Fail("QLIBCSzListRemoveAll", nth);

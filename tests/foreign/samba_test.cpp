@@ -73,7 +73,7 @@ TEST_P(Xid, SucceedsWithoutEntryOrValue) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(Xid, TakesAnEntryThatIsNotThereForNoValue) {
+TEST_P(Xid, TreatsAMissingEntryAsNoValue) {
     platform().On("ldapsearch").Exits(32);
     EXPECT_EQ(Get(3), 0);
     EXPECT_TRUE(text_ == std::string("before") || text_ == std::string()) << text_;
@@ -127,7 +127,7 @@ TEST_P(Xid, LogsASearchThatFails) {
     }
 }
 
-TEST_P(Xid, SurvivesADomainComponentWithoutAnEnd) {
+TEST_P(Xid, SurvivesAnUnterminatedDomainComponent) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_LE(Get(8), 0);
 }
@@ -287,7 +287,7 @@ TEST_P(IdPool, WrapsToAFreeLowestNumber) {
     ExpectAllocated(kGroups, 1000, "1002", "1001");
 }
 
-TEST_P(IdPool, WrapsAndGoesOnBehindATakenLowestNumber) {
+TEST_P(IdPool, WrapsAndContinuesAfterATakenLowestNumber) {
     Pool(kUsers, "1000", "1003", "1003");
     Taken(kUsers, "1003", {"1003", "1000"});
     ExpectAllocated(kUsers, 1001, "1003", "1002");

@@ -227,7 +227,7 @@ TEST_P(SearchCommand, ChecksConnectionAndRequest) {
     EXPECT_EQ(ZAFOLDAPSearchFree(&request, &result), 0);
 }
 
-TEST_P(SearchCommand, TellsThatTheToolCannotBeStarted) {
+TEST_P(SearchCommand, ReportsThatTheToolCannotBeStarted) {
     for (const int slot : {0, 0x0200, 0x0900}) {
         Stale();
         platform().On("ldapsearch").CannotStart(slot);
@@ -254,7 +254,7 @@ TEST_P(SearchCommand, StartsNothingWithoutAListForTheEntry) {
     EXPECT_TRUE(platform().Runs().empty());
 }
 
-TEST_P(SearchCommand, IsOneLineWithQuotesAroundWhatIsNoOption) {
+TEST_P(SearchCommand, IsOneLineWithQuotesAroundAllButOptions) {
     List attributes{"cn", "-x"};
     Host host;
     host.uri = "h:390";

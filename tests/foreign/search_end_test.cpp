@@ -74,7 +74,7 @@ TEST_P(SearchEnd, MakesTheToolsExitCodeTheLibrarysError) {
     }
 }
 
-TEST_P(SearchEnd, TellsAnEntryWithoutItsEndBeforeTheToolsFailure) {
+TEST_P(SearchEnd, ReportsAnUnfinishedEntryBeforeTheToolsFailure) {
     platform().On("ldapsearch").Prints("dn: cn=a\n").Exits(32);
     Open();
     EXPECT_EQ(Next(), 1);
@@ -207,7 +207,7 @@ TEST_P(WholeSearch, EndsWithTheHandlersNegativeAnswer) {
     }
 }
 
-TEST_P(WholeSearch, EndsWellWhenTheHandlerHasEnough) {
+TEST_P(WholeSearch, SucceedsWhenTheHandlerStopsEarly) {
     for (const int answer : {1, 100}) {
         platform().On("ldapsearch").Prints(kTwo).Dies(13);
         Handed handed;

@@ -219,7 +219,7 @@ TEST_P(SearchReading, FailsOnAContinuationOfNothing) {
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
 }
 
-TEST_P(SearchReading, FailsOnBase64ThatIsNone) {
+TEST_P(SearchReading, FailsOnInvalidBase64) {
     Open("dn: cn=a\nsn:: a%b=\n\n");
     EXPECT_EQ(Next(), -1);
     EXPECT_EQ(Log(), Strings{"base64 decode failed: [a%b=], [0x0F00]"});

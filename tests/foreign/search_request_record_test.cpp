@@ -62,7 +62,7 @@ TEST_P(SearchRequestRecord, NeedsARecordToBeginAndNoneToEnd) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(SearchRequestRecord, IsClonedWithItsStringsSharedAndAListOfItsOwn) {
+TEST_P(SearchRequestRecord, IsClonedWithSharedStringsAndItsOwnList) {
     List attributes{"dn", "cn"};
     QLIBSZLIST *list = attributes;
     list->nCapacity = 55;

@@ -137,7 +137,7 @@ class DefaultAccountsDebug : public ServerDebug {
 };
 ZAFO_FOREIGN_SUITE(DefaultAccountsDebug);
 
-TEST_P(DefaultAccountsDebug, NameWhatIsThereAlready) {
+TEST_P(DefaultAccountsDebug, NameWhatExistsAlready) {
     Everything();
     platform().On("ldapmodify").Exits(20);
     platform().On("ldapmodify").Exits(20);
@@ -159,7 +159,7 @@ class HomeDebug : public HomeTest {
 };
 ZAFO_FOREIGN_SUITE(HomeDebug);
 
-TEST_P(HomeDebug, ShowsNothingOfItsOwn) {
+TEST_P(HomeDebug, LogsNothingOfItsOwn) {
     EXPECT_EQ(ZAFOLDAPNFSMount("nas:/homes"), 0);
     EXPECT_EQ(ZAFOLDAPNFSUMount(), 0);
     EXPECT_EQ(Log(), Strings{});

@@ -64,7 +64,7 @@ TEST_P(Suggestion, IsOneMoreThanTheHighestAndNeverBelow1027) {
     }
 }
 
-TEST_P(Suggestion, TakesTheFirstNumberOfAnEntryAndPassesOverThoseWithout) {
+TEST_P(Suggestion, TakesTheFirstNumberOfAnEntryAndSkipsThoseWithout) {
     ForEachNumber([&](const Number &number) {
         Finds(Entry("x=a,c=o", {}) +
               Entry("x=b,c=o", {{number.attribute, "2000"}, {number.attribute, "9000"}}));
@@ -219,7 +219,7 @@ TEST_P(BaseDnSuggestion, WithoutContextsIsEmpty) {
     EXPECT_EQ(list.Items(), Strings{});
 }
 
-TEST_P(BaseDnSuggestion, AServerThatRefusesAnonymousQuestionsIsNoFailure) {
+TEST_P(BaseDnSuggestion, AServerThatRefusesAnonymousSearchesIsNotAFailure) {
     for (const int code : {46, 47, 48, 49, 50, 51, 32, 1, 255}) {
         List list;
         SearchFails(code);

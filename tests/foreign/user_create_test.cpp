@@ -143,7 +143,7 @@ TEST_P(UserCreate, WritesThePosixLinesOnAPlainServer) {
     EXPECT_EQ(Added(), Posix("userPassword: " + kCrypt));
 }
 
-TEST_P(UserCreate, WritesACryptedPasswordBehindItsScheme) {
+TEST_P(UserCreate, WritesACryptedPasswordAfterItsScheme) {
     user_.password = "$1$ab$crypted";
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreateWithCryptedPass), 0);
     EXPECT_EQ(Added(), Posix("userPassword: {CRYPT}$1$ab$crypted"));
@@ -346,7 +346,7 @@ TEST_P(UserCreate, TakesTextsThatLookLikeFormatsAsTheyAre) {
     EXPECT_EQ(ValueOf("userPassword"), "{CRYPT}%s%n");
 }
 
-TEST_P(UserCreate, WritesExtraPairsBehindAllOthers) {
+TEST_P(UserCreate, WritesExtraPairsAfterAllOthers) {
     List extra{"description", "a b", "title", "boss", "odd"};
     host_.schema = kTop | kPosix | 0x4;
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreate, extra), 0);
@@ -392,7 +392,7 @@ TEST_P(UserCreate, StopsAtATakenName) {
     }
 }
 
-TEST_P(UserCreate, TakesANameThatCannotBeLookedUpForTaken) {
+TEST_P(UserCreate, TreatsANameThatCannotBeLookedUpAsTaken) {
     for (const Creator creator : kCreators) {
         platform().Forget();
         platform().On("ldapsearch", kByName).Exits(50);
@@ -441,7 +441,7 @@ TEST_P(UserCreate, WritesAnEmptySidThatCannotBeMade) {
     }
 }
 
-TEST_P(UserCreate, GoesOnWithoutAnNtHash) {
+TEST_P(UserCreate, ContinuesWithoutAnNtHash) {
     host_.schema = kTop | kPosix | kSamba;
     AnswerSid();
     platform().Fail("QLIBSmbNtEncrypt", 1, -1, 0x0F00);
@@ -457,7 +457,7 @@ TEST_P(UserCreate, WritesTheWholeEntryOrNoneWhereAListDoesNotGiveAnItem) {
         [&] { return Create(ZAFOLDAPBrowserUserCreateWithCryptedPass, extra); });
 }
 
-TEST_P(UserCreate, EndsAnNtHashWithoutAnEndInItsBuffer) {
+TEST_P(UserCreate, TerminatesAnUnterminatedNtHashInItsBuffer) {
     host_.schema = kTop | kPosix | kSamba;
     AnswerSid();
     platform().Fills("QLIBSmbNtEncrypt");
@@ -555,7 +555,7 @@ TEST_P(UserCreate, ReadsTheDisplayedNameAsAFormat) {
     }
 }
 
-TEST_P(UserCreate, CutsAPasswordValueBehind16383Characters) {
+TEST_P(UserCreate, CutsAPasswordValueAfter16383Characters) {
     user_.password = std::string(20000, 'p');
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreateWithCryptedPass), 0);
     EXPECT_EQ(ValueOf("userPassword").size(), 16383U);

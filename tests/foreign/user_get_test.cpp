@@ -239,7 +239,7 @@ TEST_P(UserGet, CopiesTheWholeEntry) {
     ZAFOLDAPResultFree(&entry);
 }
 
-TEST_P(UserGet, LeavesTheEntryWhenThereIsNone) {
+TEST_P(UserGet, LeavesTheEntryWhenNoneIsFound) {
     ZAFOLDAP_RESULT entry;
     ASSERT_EQ(ZAFOLDAPResultInit(&entry), 0);
     ZAFOLDAPResultSet(&entry, "old", "kept");

@@ -83,7 +83,7 @@ TEST_P(UserRename, AsksThePlatformForTheFirstRdn) {
     EXPECT_EQ(pairs[0].arguments[0], "uid=ann");
 }
 
-TEST_P(UserRename, StandsBehindTheOtherChanges) {
+TEST_P(UserRename, ComesAfterTheOtherChanges) {
     const int flag = 1;
     const long expire = 7;
     IsAt(kAnn, {{"uid", "ann"}}, {"shadowAccount"});
@@ -155,7 +155,7 @@ TEST_P(UserRename, IsFollowedInEveryGroupByOneChange) {
     EXPECT_EQ(changes[1], Follows("staff") + Follows("crew"));
 }
 
-TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeChanged) {
+TEST_P(UserRename, FailsAfterTheEntryWhenTheGroupsCannotBeChanged) {
     platform().On("ldapsearch", "memberUid=ann").Prints(Group("staff"));
     platform().On("ldapmodify").Exits(0).Then().Exits(50);
     SetsPassword();
@@ -169,7 +169,7 @@ TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeChanged) {
     EXPECT_EQ(PasswordDn(), "");
 }
 
-TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeListed) {
+TEST_P(UserRename, FailsAfterTheEntryWhenTheGroupsCannotBeListed) {
     platform().On("ldapsearch", "memberUid=ann").Exits(51);
     EXPECT_EQ(Rename(kAnn), -1);
     const Strings log = Log();
@@ -325,7 +325,7 @@ TEST_P(UserPassword, ThatCannotBeHashedChangesNothing) {
     EXPECT_EQ(Tools(), (Strings{"ldapsearch", "ldapsearch", "slappasswd"}));
 }
 
-TEST_P(UserPassword, ThatCannotBeHashedForWantOfAToolChangesNothing) {
+TEST_P(UserPassword, ThatCannotBeHashedWithoutAToolChangesNothing) {
     platform().On("slappasswd").CannotStart(0x0900);
     EXPECT_EQ(SetPassword(), -1);
     EXPECT_EQ(Log(),

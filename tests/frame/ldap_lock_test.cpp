@@ -124,7 +124,7 @@ TEST_F(Lock, DescriptorDoesNotReachChildren) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, LeavesContentAndModeOfAnExistingFileInAFolderOfItsOwn) {
+TEST_F(Lock, LeavesContentAndModeOfAnExistingFileInAPrivateFolder) {
     const std::string file = "/var/lib/lock_test.lock";
     std::ofstream(file) << "content\n";
     chmod(file.c_str(), 0644);
@@ -168,7 +168,7 @@ TEST_F(Lock, FileInASharedFolderWithASecondLinkIsReplacedAndTheOtherNameKept) {
 }
 
 // A misconfigured path must not destroy anything.
-TEST_F(Lock, WhatRootHasPutThereItselfStaysAndIsNamed) {
+TEST_F(Lock, RootsOwnFilesAreKeptAndNamed) {
     zafo::rig::SystemLog::Get().Clear();
     const auto refused = [&](const char *what) {
         EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), LOCK_EX), -1);
@@ -210,7 +210,7 @@ TEST_F(Lock, IsNeverOnAFileThatIsNoLongerInPlace) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsAtOnce) {
+TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsImmediately) {
     OtherProcess other(file_, LOCK_EX);
     ASSERT_TRUE(other.Held());
     const auto begin = std::chrono::steady_clock::now();
@@ -269,7 +269,7 @@ TEST_F(Lock, FileThatCannotBeOpenedIsAPlatformFailure) {
     }
 }
 
-TEST_F(Lock, FifoInAFolderOfItsOwnIsOpenedWithoutWaiting) {
+TEST_F(Lock, FifoInAPrivateFolderIsOpenedWithoutWaiting) {
     const std::string fifo = "/var/lib/lock_test.fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int fd = ZAFOLDAPLock(fifo.c_str(), LOCK_EX);
@@ -294,7 +294,7 @@ TEST_F(Lock, ExtraFlagBitsAreAllowed) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, UnlockIgnoresNoLockAndBadDescriptors) {
+TEST_F(Lock, UnlockIgnoresBadDescriptors) {
     for (int fd : {-1, -5, 1'000'000})
         EXPECT_EQ(ZAFOLDAPUnLock(fd), 0) << fd;
     EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);

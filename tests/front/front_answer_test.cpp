@@ -264,7 +264,7 @@ TEST_F(FrontTest, WordsOfAToolThatFallsSilentArriveBeforeTheFronts) {
 }
 
 // A tool that writes endlessly gets no extra time.
-TEST_F(FrontTest, TalkingIsNoAnswer) {
+TEST_F(FrontTest, EndlessOutputIsNotAnAnswer) {
     WriteFile("/usr/zafo/etc/tools.conf", "timeout 1\nnetwork_timeout 1\nanswer_time 1\n");
     rig::FakeScript script = tools_.On("ldapsearch");
     for (int i = 0; i < 60; ++i)
@@ -299,7 +299,7 @@ std::string OnTerminal(const Texts &command, bool reads_nothing = false) {
     return read_so_far;
 }
 
-TEST_F(FrontTest, WhoeverTypesACallReadsEverything) {
+TEST_F(FrontTest, AnInteractiveCallerReadsEverything) {
     tools_.On("ldapsearch").Error("No such object (32)\n").Exit(32);
     EXPECT_EQ(OnTerminal({Front("ldapsearch"), "-b", kEntry, "-s", "base", "dn"}),
               "No such object (32)\r\n");
@@ -355,7 +355,7 @@ class DatabaseWords : public FrontTest, public testing::WithParamInterface<Datab
     }
 };
 
-TEST_P(DatabaseWords, AreHeardUnlessThereIsNoDatabaseYet) {
+TEST_P(DatabaseWords, ArePassedOnUnlessThereIsNoDatabaseYet) {
     const DatabaseRow &row = GetParam();
     for (const Texts &arguments : {Texts{}, Texts{"-a", "(entryDN:=dc=x)"}}) {
         EXPECT_EQ(Heard(tools_, "slapcat", arguments, row.words, row.exit_code),

@@ -112,7 +112,7 @@ class Slapcat : public OfflineFront, public testing::WithParamInterface<Texts> {
     Texts Command() const { return Texts{Front("slapcat")} + GetParam(); }
 };
 
-TEST_P(Slapcat, EndsWithItsReaderEvenIfItDoesNotWantTo) {
+TEST_P(Slapcat, EndsWithItsReaderEvenIfItIgnoresSignals) {
     tools_.On("slapcat").IgnoreSignals().Output("dn: o=x\n\n").Hang();
     rig::RunningTool front(Command());
     ASSERT_TRUE(ReadBytes(front, 9));
@@ -126,7 +126,7 @@ TEST_P(Slapcat, EndsWithItsReaderEvenIfItDoesNotWantTo) {
     EXPECT_EQ(kill(backend, 0), -1) << "the tool must be reaped before its front ends";
 }
 
-TEST_P(Slapcat, IsAskedToEndBeforeItIsEnded) {
+TEST_P(Slapcat, GetsSigtermBeforeSigkill) {
     tools_.On("slapcat").Output("dn: o=x\n\n").Hang();
     rig::RunningTool front(Command());
     ASSERT_TRUE(ReadBytes(front, 9));
@@ -173,7 +173,7 @@ TEST_F(OfflineFront, LoaderEndsAsItsToolEnds) {
         EXPECT_EQ(rig::RunTool({Front("slapadd")}).status, status);
 }
 
-TEST_F(OfflineFront, LoaderGoesOnWithoutAReader) {
+TEST_F(OfflineFront, LoaderContinuesWithoutAReader) {
     const std::string go = "/tmp/front-test-go";
     tools_.On("slapadd").WaitForFile(go).Exit(3);
     rig::RunningTool front({Front("slapadd")});

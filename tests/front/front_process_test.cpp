@@ -95,7 +95,7 @@ TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
 
 // What the platform has already moved out of the vector: an open file that is passed through the
 // front and, for a watched tool, through the front's child.
-TEST_F(FrontTest, HandsOnTheFilesOfItsCaller) {
+TEST_F(FrontTest, PassesOnTheFilesOfItsCaller) {
     WriteFile("/tmp/front-test-one", "one");
     WriteFile("/tmp/front-test-two", "two");
     for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"}) {
@@ -129,7 +129,7 @@ TEST_F(FrontTest, DoesNotRunAToolWhoseSecretCannotBeHidden) {
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-TEST_F(FrontTest, NeverPutsASecretInPlaceOfAMissingStandardStream) {
+TEST_F(FrontTest, NeverUsesAMissingStandardStreamForASecret) {
     rig::RunTool({"/bin/bash", "-c", "exec " + Front("ldapmodify") + " -w geheim <&- >&- 2>&-"});
     const rig::FakeCall call = tools_.Calls().at(0);
     for (const int stream : {0, 1, 2}) {

@@ -155,7 +155,7 @@ TEST(Slappasswd, RefusesAnEmptySecret) {
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(Openssl, GivesANumberForAListWithUnreadableFiles) {
+TEST(Openssl, PrintsANumberForAListWithUnreadableFiles) {
     const std::string list =
         "file:/usr/zafo/etc/smb.conf:/etc/passwd:/etc/shadow:/etc/groups:/var/log/messages";
     for (const std::string &files : {list, std::string("/absent")}) {

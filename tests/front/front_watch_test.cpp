@@ -112,7 +112,7 @@ TEST_F(FrontTest, SearchIntoAFileEndsByItself) {
 }
 
 // A change in progress must be completed.
-TEST_F(FrontTest, ModifyGoesOnWithoutAReader) {
+TEST_F(FrontTest, ModifyContinuesWithoutAReader) {
     const std::string go = "/tmp/front-test-go";
     tools_.On("ldapmodify").WaitForFile(go).Exit(68);
     rig::RunningTool front({Front("ldapmodify")});
@@ -128,7 +128,7 @@ TEST_F(FrontTest, ModifyGoesOnWithoutAReader) {
 
 class KilledFront : public FrontTest, public testing::WithParamInterface<int> {};
 
-TEST_P(KilledFront, TakesItsToolAlong) {
+TEST_P(KilledFront, TakesItsToolWithIt) {
     tools_.On("ldapsearch").IgnoreSignals().Hang();
     rig::RunningTool front({Front("ldapsearch")});
     ASSERT_TRUE(tools_.WaitForCalls(1));
@@ -179,7 +179,7 @@ TEST_P(Silence, EndsAClient) {
 INSTANTIATE_TEST_SUITE_P(Front, Silence, testing::Values("ldapsearch", "ldapmodify", "ldappasswd"),
                          [](const auto &tool) { return std::string(tool.param); });
 
-TEST_F(Silence, OfASlowReaderIsNoSilence) {
+TEST_F(Silence, OfASlowReaderDoesNotCount) {
     tools_.On("ldapsearch").Output(std::string(1 << 20, 'x')).Exit(9);
     rig::RunningTool front({Front("ldapsearch")});
     int status = 0;
@@ -189,7 +189,7 @@ TEST_F(Silence, OfASlowReaderIsNoSilence) {
     EXPECT_EQ(outcome.status, 9 << 8);
 }
 
-TEST_F(Silence, OfOnceInAWhileIsNoSilence) {
+TEST_F(Silence, InterruptedOnceInAWhileDoesNotCount) {
     rig::FakeScript script = tools_.On("ldapsearch");
     for (int i = 0; i < 4; i++)
         script.Output("x").Sleep(milliseconds(1200));

@@ -86,7 +86,7 @@ TEST_F(Conf, AnAbsentKeyLeavesTheBufferAlone) {
     EXPECT_STREQ(buffer, "untouched");
 }
 
-TEST_F(Conf, TellsWhyItFailed) {
+TEST_F(Conf, ReportsWhyItFailed) {
     char buffer[4];
     const auto get = [&](const char *path, const char *key) {
         QLIBCErrSet(0);
@@ -149,7 +149,7 @@ TEST_F(Conf, LinesOfTheTemplateFollowAChangedSuffix) {
         "suffix dc=b\nto \"dc=b\"\nby \"cn=x,dc=a\"\nrootdn cn=x,dc=a\nto \"dc=a\" by hand\n");
 }
 
-TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
+TEST_F(Conf, IsRewrittenFromTheTemplate) {
     WriteFile(template_,
               "# server\ninclude /a\n\nsuffix \"dc=x\"\nrootdn\n  cn=x\nRootPW secret\n# end\n");
     WriteFile(path_, "old text\n");
@@ -166,7 +166,7 @@ TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
     EXPECT_EQ(Get("rootpw"), "a\"b\\c");
 }
 
-TEST_F(Conf, IsReadableByTheDirectoryServerAndNobodyElse) {
+TEST_F(Conf, IsReadableByTheDirectoryServerOnly) {
     WriteFile(template_, "suffix dc=x\n");
     EXPECT_EQ(SetOne("rootpw", "new"), 0);
     EXPECT_TRUE(IsForTheServer(path_));
@@ -236,7 +236,7 @@ TEST_F(Conf, ManyProcessesThatSetOneKeyEachLoseNothing) {
         EXPECT_EQ(Get((std::string("key") + std::to_string(i)).c_str()), "v");
 }
 
-TEST_F(Conf, ATemporaryFileIsEmptyTheServersAndBesideTheFile) {
+TEST_F(Conf, ATemporaryFileIsEmptyReadableByTheServerAndInTheSameFolder) {
     char path[256];
     EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, path, sizeof path), 0);
     EXPECT_EQ(std::filesystem::path(path).parent_path(), folder_.Path());

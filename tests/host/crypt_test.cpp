@@ -142,7 +142,7 @@ TEST_F(PasswordCipher, FailsWithoutTheKeysFolder) {
     ASSERT_EQ(rename("/usr/zafo/etc/away", kFolder), 0);
 }
 
-TEST_F(PasswordCipher, ProcessesThatMakeTheKeyAtOnceAgree) {
+TEST_F(PasswordCipher, ProcessesThatCreateTheKeyConcurrentlyAgree) {
     for (int round = 0; round < 20; ++round) {
         unlink(kKeyFile);
         zafo::test::Folder folder;

@@ -51,7 +51,7 @@ TEST(DomainName, JoinsTheDomainComponents) {
     }
 }
 
-TEST(DomainName, FailsOnOtherDnsAndOnWhatIsNone) {
+TEST(DomainName, FailsOnOtherDnsAndOnInvalidText) {
     for (const char *dn :
          {"", " ", "o=example,c=de", "dc", "dc=a,", ",dc=a", "dc=a,,dc=b", "=a,dc=b", "dc=a\\",
           "dc=\"a", "dc=", "dc=a\\00b", "dcx=a", "cn=a+,dc=b", "dc=a,x"}) {

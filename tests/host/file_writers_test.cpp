@@ -39,7 +39,7 @@ int Save(const std::string &path, const std::string &key, const std::string &val
     return QLIBCFileSetSection(path.c_str(), "a", nullptr, map.get(), 0);
 }
 
-TEST(SectionFileWriter, ManyProcessesThatSaveAtOnceLoseNothing) {
+TEST(SectionFileWriter, ManyProcessesThatSaveConcurrentlyLoseNothing) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     constexpr int kProcesses = 12;
@@ -60,7 +60,7 @@ TEST(SectionFileWriter, ManyProcessesThatSaveAtOnceLoseNothing) {
     }
 }
 
-TEST(SectionFileWriter, ManyThreadsThatSaveAtOnceLoseNothing) {
+TEST(SectionFileWriter, ManyThreadsThatSaveConcurrentlyLoseNothing) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     std::vector<std::thread> threads;
@@ -101,7 +101,7 @@ TEST(SectionFileWriter, AReaderSeesTheOldOrTheNewTextWhileWritersAreKilled) {
     EXPECT_THAT(folder.Names(), UnorderedElementsAre("f.conf", "f.conf.lock"));
 }
 
-TEST(SectionFileWriter, AFileLeftByAKilledWriterIsNoObstacle) {
+TEST(SectionFileWriter, AFileLeftByAKilledWriterDoesNotHinder) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     WriteFile(path + ".new", "half a fi");

@@ -86,7 +86,7 @@ TEST_F(MakeFolder, GivesItToItsOwnerWithAllBits) {
 }
 
 // Only root can change an owner; in an ordinary user's private root not even root can.
-TEST_F(MakeFolder, LeavesNothingWhenItCannotBeGivenAway) {
+TEST_F(MakeFolder, LeavesNothingWhenItsOwnerCannotBeChanged) {
     fs::permissions(folder_.Path(), fs::perms(0777));
     const bool changed = seteuid(1000) == 0;
     const int result = ZAFOFSMkdirP((folder_ / "a/b").c_str(), 0, 1, 2000, 2000, 0700);
@@ -128,7 +128,7 @@ TEST_F(MakeFolder, FollowsNoLink) {
     EXPECT_TRUE(fs::is_empty(folder_ / "elsewhere/there"));
 }
 
-TEST_F(MakeFolder, IsStoppedByWhatIsNoFolder) {
+TEST_F(MakeFolder, FailsIfAPartOfThePathIsNotAFolder) {
     WriteFile(folder_ / "file", "kept");
     ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
     for (const char *name : {"file", "file/new", "pipe", "pipe/new"}) {

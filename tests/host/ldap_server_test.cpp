@@ -49,7 +49,7 @@ TEST_F(LdapServer, TemplateIsAConfigurationThatSlapdTakes) {
     EXPECT_EQ(run.out + run.err, "config file testing succeeded\n");
 }
 
-TEST_F(LdapServer, NobodyIsTheAdministratorOfTheTemplate) {
+TEST_F(LdapServer, TheTemplatesAdministratorCannotLogIn) {
     Configure();
     std::filesystem::remove(kConf);
     const Map nothing = NewMap();
@@ -170,7 +170,7 @@ TEST_F(LdapServer, ListensWhereItsSettingsSay) {
     EXPECT_FALSE(answers("ldap://127.0.0.1:389"));
 }
 
-TEST_F(LdapServer, ListsEverythingToWhoHasLoggedInAndAPageToAnybody) {
+TEST_F(LdapServer, ListsEverythingToAuthenticatedUsersAndAPageToAnonymousOnes) {
     Configure();
     Start();
     std::string ldif = kBase;

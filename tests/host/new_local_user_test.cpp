@@ -39,7 +39,7 @@ class NewLocalUser : public LocalAccounts {
     }
 };
 
-TEST_F(NewLocalUser, StandsInTheFilesAndIsReadBack) {
+TEST_F(NewLocalUser, IsInTheFilesAndIsReadBack) {
     ZAFOUSER bob = Bob();
     bob.szPasswd = const_cast<char *>(kHash);
     bob.nExpire = 21000;
@@ -70,7 +70,7 @@ TEST_F(NewLocalUser, LeavesTheOtherLinesAndTheModesAsTheyAre) {
     EXPECT_EQ(ModeOf("/etc/shadow"), 0640U);
 }
 
-TEST_F(NewLocalUser, IsAsTheSystemsOwnToolsWantIt) {
+TEST_F(NewLocalUser, IsValidForTheSystemsOwnTools) {
     ZAFOUSER bob = WithPassword(kHash);
     ASSERT_EQ(Add(bob), 0);
     ASSERT_EQ(AddGroup("bobs", 1001, {"bob"}), 0);
@@ -90,7 +90,7 @@ TEST_F(NewLocalUser, GetsNoHomeFolder) {
     EXPECT_FALSE(std::filesystem::exists("/volume1"));
 }
 
-TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotSaid) {
+TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotGiven) {
     const ZAFOUSER plain = With([](ZAFOUSER &user) {
         user.pw_dir = nullptr;
         user.pw_shell = const_cast<char *>("");
@@ -112,7 +112,7 @@ TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotSaid) {
     EXPECT_THAT(Line("/etc/shadow", "carol"), HasSubstr(":0:90::::"));
 }
 
-TEST_F(NewLocalUser, WhoMayNotChangeThePasswordIsReadBackAsThat) {
+TEST_F(NewLocalUser, WhoMayNotChangeThePasswordIsReadBackAsSuch) {
     ASSERT_EQ(Add(With([](ZAFOUSER &user) { user.blDisallowChangePasswd = 1; })), 0);
     ASSERT_EQ(Get("bob"), 0);
     EXPECT_EQ(user_->blDisallowChangePasswd, 1);
@@ -377,7 +377,7 @@ TEST_F(NewLocalUser, WithoutAShadowFileIsRefused) {
 }
 
 // A file size limit stands in for a full disk.
-TEST_F(NewLocalUser, IsNotThereWhenItsFilesCannotBeWritten) {
+TEST_F(NewLocalUser, DoesNotExistWhenItsFilesCannotBeWritten) {
     const std::string before = Everything();
     const bool failed = InProcesses(1, [](int) {
         signal(SIGXFSZ, SIG_IGN);
@@ -390,7 +390,7 @@ TEST_F(NewLocalUser, IsNotThereWhenItsFilesCannotBeWritten) {
     EXPECT_FALSE(std::filesystem::exists("/etc/shadow.new"));
 }
 
-TEST_F(NewLocalUser, WaitsForWhoHoldsTheLockOfTheAccountFiles) {
+TEST_F(NewLocalUser, WaitsForTheHolderOfTheAccountFilesLock) {
     int held[2];
     ASSERT_EQ(pipe(held), 0);
     const pid_t pid = fork();
@@ -426,7 +426,7 @@ TEST_F(NewLocalUser, IsNotMadeWhenTheLockCannotBeTaken) {
 }
 
 // This library, useradd, and several threads of one process write concurrently: no account is lost.
-TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
+TEST_F(NewLocalUser, WorksAlongsideOtherWriters) {
     constexpr int kUsers = 20;
     const auto add = [](const std::string &prefix, uint32_t first) {
         int failed = 0;
@@ -458,7 +458,7 @@ TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
 }
 
 // At any moment an account either exists with its password or not at all.
-TEST_F(NewLocalUser, IsWholeOrNotThereWhenItsMakerIsKilled) {
+TEST_F(NewLocalUser, IsCompleteOrMissingWhenItsCreatorIsKilled) {
     const std::string passwd = ReadFile("/etc/passwd");
     int made = 0;
     for (int round = 0; round < 40; ++round) {

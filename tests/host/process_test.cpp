@@ -210,7 +210,7 @@ TEST(Pclose, RefusesAndLeavesOpenWhatPopenDidNotMake) {
     fclose(file);
 }
 
-TEST(Pclose, WaitsForAChildThatGoesOnAfterItsReaderLeft) {
+TEST(Pclose, WaitsForAChildThatContinuesAfterItsReaderLeft) {
     const Folder folder;
     const std::string script = "exec >&-; sleep 0.2; : >" + (folder / "done");
     FILE *stream = QLIBCPopen("/bin/sh", "r", "-c", script.c_str(), kEnd);
@@ -241,7 +241,7 @@ TEST(Pclose, LeavesNoDescriptorsAndNoChildren) {
     EXPECT_LE(waitpid(-1, nullptr, WNOHANG), 0);
 }
 
-TEST(Popen, ServesManyThreadsAtOnce) {
+TEST(Popen, ServesManyThreadsConcurrently) {
     std::vector<std::thread> threads;
     std::atomic<int> right = 0;
     for (int t = 0; t < 8; ++t) {

@@ -92,7 +92,7 @@ TEST_F(AccountRecord, OfAGroupHoldsCopiesOfItsMembersInOrder) {
     EXPECT_THAT(Members(), ElementsAre("bob", "alice", "bob"));
 }
 
-TEST_F(AccountRecord, OfAGroupTellsNoMembersFromAnEmptyList) {
+TEST_F(AccountRecord, OfAGroupDistinguishesNoMembersFromAnEmptyList) {
     const char *const none[] = {nullptr};
     ASSERT_EQ(ZAFOGroupAlloc(&group_, "team", GID_ERR, none), 0);
     ASSERT_NE(group_->pszMembers, nullptr);
@@ -126,7 +126,7 @@ TEST_F(AccountRecord, WithoutANameIsRefusedAndTheOldOneStays) {
     EXPECT_EQ(ZAFOGroupAlloc(nullptr, "x", 1, nullptr), -1);
 }
 
-TEST_F(AccountRecord, IsFreedAlsoWhenThereIsNone) {
+TEST_F(AccountRecord, CanBeFreedWhenItIsNull) {
     ZAFOUserFree(nullptr);
     ZAFOGroupFree(nullptr);
 }

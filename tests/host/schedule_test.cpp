@@ -86,7 +86,7 @@ struct TimeRow {
     const char *time;
 };
 
-TEST_F(Schedules, AreWrittenAsCronHasThem) {
+TEST_F(Schedules, AreWrittenInCronsFormat) {
     const TimeRow rows[] = {
         {{1, 4, 0, 4, 0, 0}, "0 4 * * *"},           {{1, 0, 30, 20, 4, 0}, "30 0-20/4 * * *"},
         {{1, 23, 59, 0, 0, 0}, "59 23 * * *"},       {{1, 0, 0, 23, 1, 0}, "0 0-23/1 * * *"},
@@ -177,7 +177,7 @@ TEST_F(Schedules, ThatNeverRunNeedNoCommand) {
     EXPECT_EQ(Table(), kHead);
 }
 
-TEST_F(Schedules, TakeThePlaceOfTheSameCommandOnly) {
+TEST_F(Schedules, ReplaceTheSameCommandOnly) {
     ASSERT_EQ(Set({1, 4, 0, 4, 0, 0}), 0);
     ASSERT_EQ(Set({2, 5, 0, 5, 0, 1}, "true"), 0);
     ASSERT_EQ(Set({1, 6, 0, 6, 0, 0}), 0);
@@ -206,7 +206,7 @@ TEST_F(Schedules, KeepWhatOthersWroteIntoTheFile) {
     EXPECT_EQ(Table(), std::string(kOfOthers) + "\n");
 }
 
-TEST_F(Schedules, AreRemovedWhoeverWroteThem) {
+TEST_F(Schedules, AreRemovedNoMatterWhoWroteThem) {
     const std::string backup(kBackup);
     WriteFile(kTable, "0 4 * * * root " + backup + "\n  @daily\troot\t" + backup +
                           "\n5 4 * * * root true\n" + "# schedule 0,0,0,0,0,0 never " + backup +
@@ -216,7 +216,7 @@ TEST_F(Schedules, AreRemovedWhoeverWroteThem) {
     EXPECT_EQ(Get(), "0x2200");
 }
 
-TEST_F(Schedules, RemovingOneThatIsNotThereIsDone) {
+TEST_F(Schedules, RemovingAMissingOneSucceeds) {
     EXPECT_EQ(ZAFOScheduleRemove(kBackup), 0);
     EXPECT_TRUE(Names().empty());
     WriteFile(kTable, kOfOthers);
@@ -284,7 +284,7 @@ TEST_F(Schedules, FailWithoutCronsFolder) {
     EXPECT_FALSE(std::filesystem::exists("/etc/cron.d"));
 }
 
-TEST_F(Schedules, FailWhereTheTableIsNoFile) {
+TEST_F(Schedules, FailIfTheTableIsNotAFile) {
     ASSERT_EQ(mkdir(kTable, 0755), 0);
     EXPECT_EQ(Set({1, 4, 0, 4, 0, 0}), -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_OPEN_FAILED);
@@ -294,7 +294,7 @@ TEST_F(Schedules, FailWhereTheTableIsNoFile) {
     EXPECT_EQ(Get(), "0x0900");
 }
 
-TEST_F(Schedules, FromManyProcessesAtOnceAreAllKept) {
+TEST_F(Schedules, FromManyConcurrentProcessesAreAllKept) {
     constexpr int kProcesses = 8;
     constexpr int kEach = 10;
     EXPECT_TRUE(zafo::test::InProcesses(kProcesses, [](int p) {

@@ -186,7 +186,7 @@ TEST_F(SecretArgument, LeavesEveryFunctionThatStartsATool) {
     EXPECT_THAT(words, ElementsAre(kSearch, "-w", "secret"));
 }
 
-TEST_F(SecretArgument, OfAnotherProgramIsNoneOfThePlatformsBusiness) {
+TEST_F(SecretArgument, OfAnotherProgramIsIgnoredByThePlatform) {
     FILE *stream = QLIBCPopen("/bin/echo", "r", "-w", "plain", kEnd);
     ASSERT_NE(stream, nullptr);
     char line[64] = "";
@@ -270,7 +270,7 @@ TEST_F(SecretArgument, OfOneThreadIsNeverInTheToolOfAnother) {
     }
 }
 
-TEST_F(SecretArgument, NeverStandsWhereAStandardStreamIsMissing) {
+TEST_F(SecretArgument, IsNeverUsedForAMissingStandardStream) {
     for (int closed = 1; closed < 8; ++closed) {
         EXPECT_EQ(InFork([closed] {
                       for (int fd = 0; fd < 3; ++fd) {

@@ -116,7 +116,7 @@ class KeptService : public testing::Test {
     }
 };
 
-TEST_F(KeptService, ThatIsKilledIsStartedAgain) {
+TEST_F(KeptService, ThatIsKilledIsRestarted) {
     Start();
     const ProcessId keeper = Record().keeper;
     EXPECT_TRUE(ComesBackAfter(SIGSEGV));
@@ -139,7 +139,7 @@ TEST_F(KeptService, IsCountedEachTime) {
     EXPECT_EQ(facts.st_mode & 07777, 0644U);
 }
 
-TEST_F(KeptService, ThatFailsIsStartedAgain) {
+TEST_F(KeptService, ThatFailsIsRestarted) {
     WriteProgram("/tmp/kept/start",
                  "echo start >>/tmp/kept/calls\n"
                  "setsid bash -c 'until [ -e /tmp/kept/fail ]; do sleep 0.01; done; "
@@ -151,7 +151,7 @@ TEST_F(KeptService, ThatFailsIsStartedAgain) {
     EXPECT_THAT(ReadFile(kEnds), HasSubstr("exit_code=3\n"));
 }
 
-TEST_F(KeptService, ThatEndsAsItIsAskedToIsLeftAtThat) {
+TEST_F(KeptService, ThatEndsOnRequestIsNotRestarted) {
     for (const int signal : {SIGTERM, SIGHUP}) {
         SCOPED_TRACE(signal);
         Start();
@@ -187,7 +187,7 @@ class WaitingService : public KeptService {
     zafo::ServiceRecord first_;
 };
 
-TEST_F(WaitingService, ThatIsStoppedHasNoKeeperAtOnce) {
+TEST_F(WaitingService, ThatIsStoppedLosesItsKeeperImmediately) {
     const auto before = steady_clock::now();
     EXPECT_EQ(QLIBServiceStop("kept", 0), 0);
     EXPECT_TRUE(NoKeeperIsLeft());
@@ -209,7 +209,7 @@ TEST_F(WaitingService, StartsWhenItCanAgain) {
     EXPECT_EQ(Record().keeper, first_.keeper);
 }
 
-TEST_F(KeptService, ThatIsNotEnabledAnyMoreIsNotStartedAgain) {
+TEST_F(KeptService, ThatIsNoLongerEnabledIsNotRestarted) {
     Start();
     ASSERT_EQ(QLIBServiceDisable("kept"), 0);
     EXPECT_TRUE(Lives(Record().service));
@@ -218,7 +218,7 @@ TEST_F(KeptService, ThatIsNotEnabledAnyMoreIsNotStartedAgain) {
     EXPECT_EQ(Starts(), 1);
 }
 
-TEST_F(KeptService, GoesOnWithoutItsKeeper) {
+TEST_F(KeptService, ContinuesWithoutItsKeeper) {
     for (const int signal : {SIGTERM, SIGKILL}) {
         SCOPED_TRACE(signal);
         Start();
@@ -234,7 +234,7 @@ TEST_F(KeptService, GoesOnWithoutItsKeeper) {
 }
 
 // A stop always wins, however close the two are.
-TEST_F(KeptService, IsStoppedForGoodWhileItIsStartedAgain) {
+TEST_F(KeptService, IsStoppedForGoodWhileItIsRestarted) {
     for (int i = 0; i < 20; ++i) {
         Start();
         kill(Record().service.pid, SIGKILL);
@@ -247,7 +247,7 @@ TEST_F(KeptService, IsStoppedForGoodWhileItIsStartedAgain) {
     }
 }
 
-TEST_F(KeptService, WhoseStarterIsKilledStartsAllTheSame) {
+TEST_F(KeptService, WhoseStarterIsKilledStartsNonetheless) {
     WriteProgram("/tmp/kept/start", std::string("touch /tmp/kept/begun\nsleep 0.3\n") + kGoodStart);
     const pid_t starter = fork();
     ASSERT_GE(starter, 0);

@@ -242,13 +242,13 @@ TEST_F(Service, ThatDoesNotEndIsLeftAlone) {
     EXPECT_TRUE(fs::exists(kRecord));
 }
 
-TEST_F(Service, WhosePidFileIsStaleIsTakenForStopped) {
+TEST_F(Service, WithAStalePidFileCountsAsStopped) {
     WriteFile(kPidFile, "999999\n");
     EXPECT_EQ(QLIBServiceStop("demo", 0), 0);
     EXPECT_FALSE(fs::exists(kPidFile));
 }
 
-TEST_F(Service, NeverEndsAStrangerThatThePidFileNames) {
+TEST_F(Service, NeverKillsAForeignProcessNamedByThePidFile) {
     const Stranger stranger;
     WriteFile(kPidFile, std::to_string(stranger.Pid()) + "\n");
     EXPECT_EQ(QLIBServiceStop("demo", 0), 0);
@@ -256,7 +256,7 @@ TEST_F(Service, NeverEndsAStrangerThatThePidFileNames) {
     EXPECT_FALSE(fs::exists(kPidFile));
 }
 
-TEST_F(Service, NeverEndsAStrangerThatHasGotItsNumber) {
+TEST_F(Service, NeverKillsAForeignProcessThatHasItsPid) {
     const Stranger stranger;
     fs::create_directories("/run/zafo-service");
     WriteFile(kRecord, std::to_string(stranger.Pid()) + " 1\n");
@@ -267,7 +267,7 @@ TEST_F(Service, NeverEndsAStrangerThatHasGotItsNumber) {
     EXPECT_FALSE(fs::exists(kRecord));
 }
 
-TEST_F(Service, IsNotTakenForAStrangerWhenItStarts) {
+TEST_F(Service, IsNotMistakenForAForeignProcessWhenItStarts) {
     const Stranger stranger;
     WriteFile(kPidFile, std::to_string(stranger.Pid()) + "\n");
     EXPECT_EQ(Start(), 0);
@@ -335,7 +335,7 @@ TEST_F(Service, ThatCannotBeEnabledSaysSo) {
     EXPECT_EQ(QLIBCErrGet(), 0x0B00);
 }
 
-TEST_F(Service, ThatIsNotDescribedIsNone) {
+TEST_F(Service, WithoutADescriptionDoesNotExist) {
     for (const char *text : {"pid_file=/tmp/demo/pid\n", "start=/bin/true\n",
                              "start=/bin/true\npid_file=demo/pid\n", "start=\npid_file=/x\n"}) {
         SCOPED_TRACE(text);
@@ -368,7 +368,7 @@ TEST_F(Service, NamesAndFlagsAreChecked) {
     EXPECT_EQ(error(QLIBServiceStop("demo", 1)), 0x0D00);
 }
 
-TEST_F(Service, StartedByManyAtOnceIsStartedOnce) {
+TEST_F(Service, StartedConcurrentlyIsStartedOnce) {
     EXPECT_TRUE(zafo::test::InProcesses(8, [](int) { return QLIBServiceStart("demo", 0); }));
     started_ = PidInFile();
     EXPECT_EQ(Calls(), "start\n");

@@ -255,7 +255,7 @@ class QuietServer : public testing::Test {
     const ZAFOLDAP_SERVER_PARAM record_ = settings_.Record();
 };
 
-TEST_F(QuietServer, IsLookedForBeforeThereIsOne) {
+TEST_F(QuietServer, IsQueriedBeforeItExists) {
     EXPECT_EQ(CALL(ZAFOLDAPServerDNIsExist, settings_.suffix.c_str()), 0);
     EXPECT_EQ(CALL(ZAFOLDAPServerDBIsEmpty), 1);
     EXPECT_EQ(CALL(ZAFOLDAPServerIsStarted, nullptr), 0);

@@ -89,7 +89,7 @@ TEST_F(Recovery, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
     }
 }
 
-TEST_F(Recovery, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
+TEST_F(Recovery, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsBad) {
     WriteJournal(JournalState::kStarting);
     Swap();
     HoldsEntry(false);
@@ -137,7 +137,7 @@ TEST_F(Recovery, RemovesAJournalThatWasNotFinished) {
     ExpectLeft("old");
 }
 
-TEST_F(Recovery, OfADatabaseInUseDoesNotTakeItAway) {
+TEST_F(Recovery, OfADatabaseInUseDoesNotRemoveIt) {
     WriteJournal(JournalState::kUndo);
     Swap();
     Write("data/data.mdb", "database");

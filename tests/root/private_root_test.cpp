@@ -102,7 +102,7 @@ TEST(PrivateRoot, ShowsWhatIsLoggedInVarLogMessages) {
 }
 
 // Each of them has its own port 389 and "/tmp/mark".
-TEST(PrivateRoot, RunsBesideOthersWithoutMeetingThem) {
+TEST(PrivateRoot, RunsInParallelWithOthersUndisturbed) {
     const std::string script =
         "[ ! -e /tmp/mark ] && : >/tmp/mark && "
         "{ openssl s_server -accept 127.0.0.1:389 -nocert </dev/null >/tmp/out 2>&1 & } && "

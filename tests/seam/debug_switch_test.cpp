@@ -27,7 +27,7 @@ TEST_F(DebugSeam, SearchThatCannotBeStartedLogsItsCommandAlone) {
     ExpectSlots(kStaleLdapCode, 0x0900);
 }
 
-TEST_F(DebugSeam, QuestionForBaseDNsThatCannotBeStartedLogsWhatThereIs) {
+TEST_F(DebugSeam, SearchForBaseDNsThatCannotBeStartedLogsTheExistingOnes) {
     hooks_.open = [](const Texts &, const std::string &) { return nullptr; };
     core_test::List found{"dc=x"};
     EXPECT_EQ(ZAFOLDAPBrowserSuggestBaseDN(&host_, found.Address()), -1);

@@ -396,7 +396,7 @@ class LostItems : public Lists {
     }
 };
 
-TEST_F(LostItems, AreNoReasonToCrash) {
+TEST_F(LostItems, DoNotCauseACrash) {
     char text[64];
     unsigned int bits = 0;
     core_test::List dns, names;

@@ -345,7 +345,7 @@ TEST_F(Backup, ProgramThatCannotBeStartedIsASystemError) {
     fs::rename(std::string(kProgram) + ".away", kProgram);
 }
 
-TEST_F(Backup, BusyTellsWhatRuns) {
+TEST_F(Backup, BusyReportsWhatIsRunning) {
     const std::map<std::string, int> kOperations = {{"backup", -65543},
                                                     {"restore", -65544},
                                                     {"Backup", -65542},

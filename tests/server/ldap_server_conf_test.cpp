@@ -136,7 +136,7 @@ TEST_F(SlapdConfSetOne, ChangesOneDirectiveAndNothingElse) {
     EXPECT_EQ(ContentOf(kConf), "suffix dc=new\nindex objectClass eq\n");
 }
 
-TEST_F(SlapdConfSetOne, StartsFromTheTemplateWhenThereIsNoFile) {
+TEST_F(SlapdConfSetOne, StartsFromTheTemplateWithoutAFile) {
     EXPECT_EQ(ZAFOLDAPSlapdConfSetOne("rootpw", "x"), 0);
     EXPECT_EQ(ContentOf(kConf), kHead + kSuffixLine + kRootDNLine + "rootpw x\n" + kTail);
 }

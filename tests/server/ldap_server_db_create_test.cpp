@@ -111,7 +111,7 @@ TEST_F(DBCreate, SuffixIsThatOfTheConfiguration) {
         Changes().at(8).starts_with("dn: sambaDomainName=Big,ou=all of it,dc=Big,dc=com\n"));
 }
 
-TEST_F(DBCreate, FailedIndexIsNoFailure) {
+TEST_F(DBCreate, FailedIndexIsNotAFailure) {
     for (const int code : {0, 1}) {
         Script();
         code == 0 ? tools_.On("slapindex").Die(SIGKILL) : tools_.On("slapindex").Exit(code);

@@ -49,7 +49,7 @@ TEST_F(Progress, IsWhatTheFileSays) {
     ExpectSlotsUntouched();
 }
 
-TEST_F(Progress, ThatDoesNotExistIsNoError) {
+TEST_F(Progress, ThatDoesNotExistIsNotAnError) {
     EXPECT_EQ(Get(), 0);
     ExpectSlots(kStaleLdapCode, 0);
     ExpectEmpty();
@@ -85,7 +85,7 @@ TEST_F(Progress, WithoutAProcessDoesNotRun) {
     }
 }
 
-TEST_F(Progress, WhatIsNotSaidIsNothing) {
+TEST_F(Progress, MissingKeysAreEmpty) {
     Write(kProgress, "");
     EXPECT_EQ(Get(), 1);
     EXPECT_EQ(progress_.szOperation, nullptr);

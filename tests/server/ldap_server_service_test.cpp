@@ -108,7 +108,7 @@ class IsStarted : public ServiceTest {
     int pid_ = kUntouched;
 };
 
-TEST_F(IsStarted, TellsTheProcess) {
+TEST_F(IsStarted, ReportsTheProcess) {
     StartBefore();
     EXPECT_EQ(ZAFOLDAPServerIsStarted(&pid_), 1);
     EXPECT_EQ(pid_, Pid());

@@ -118,7 +118,7 @@ TEST_F(Slapadd, FileWithoutASuffixToLoadItIntoIsKept) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-TEST_F(Slapadd, FileWithoutAttributesIsDeletedAndTheServerGoesOn) {
+TEST_F(Slapadd, FileWithoutAttributesIsDeletedAndTheServerContinues) {
     StartBefore();
     const pid_t pid = Pid();
     Fill(false);
@@ -246,7 +246,7 @@ TEST_F(DNIsExist, FailedToolFoundNothing) {
 
 class DBIsEmpty : public ServerTest {};
 
-TEST_F(DBIsEmpty, IsToldByTheMarkerAlone) {
+TEST_F(DBIsEmpty, DependsOnTheMarkerAlone) {
     EXPECT_EQ(ZAFOLDAPServerDBIsEmpty(), 1);
     Write(std::string(kData) + "/data.mdb", "x");
     EXPECT_EQ(ZAFOLDAPServerDBIsEmpty(), 1);

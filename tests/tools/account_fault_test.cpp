@@ -51,7 +51,7 @@ class HalfWay : public AccountCommand {
     }
 };
 
-TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
+TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesExists) {
     const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff", "ldappasswd",
                                     "echo 'Result: Constraint violation (19)' >&2; exit 1");
     EXPECT_THAT(run.err, HasSubstr("the user anna was added with the number "));
@@ -61,7 +61,7 @@ TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
     EXPECT_TRUE(directory_.Binds(UserDN("anna"), kPassword));
 }
 
-TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
+TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsExists) {
     ASSERT_EQ(Line("group add other").exit_code, 0);
     // number, SID and entry succeed; then one request for all groups and one for each
     const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff,other --json",
@@ -100,7 +100,7 @@ class HalfWayHome : public HalfWay {
     inline static const std::filesystem::path kExports = "/var/lib/exports/server/vol 1";
 };
 
-TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsSaid) {
+TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsReported) {
     const ProgramRun run = Line("user add anna --password-stdin");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_THAT(run.err, HasSubstr("but its home folder could not be created"));
@@ -123,7 +123,7 @@ TEST_F(HalfWayHome, MissingHomeFoldersAreMadeByTheCommandsForThem) {
     EXPECT_TRUE(HasHome("bob"));
 }
 
-TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
+TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItPrints) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     const ProgramRun run = HalfDone("user rename anna bea", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
@@ -132,7 +132,7 @@ TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
     EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), ElementsAre("bea"));
 }
 
-TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItSays) {
+TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItPrints) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     const ProgramRun run = HalfDone("user delete anna -y", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
@@ -164,7 +164,7 @@ TEST_F(HalfWay, AnInterruptionStopsBetweenDeletionsAndSaysTheState) {
     EXPECT_EQ(Line("user list").out, "a2\n");
 }
 
-TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
+TEST_F(HalfWay, APasswordThatOnlySambaTookIsReported) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const ReplacedTool broken("ldappasswd", "echo 'Result: Constraint violation (19)' >&2; exit 1");
     const ProgramRun run = Line("user passwd anna --password-stdin", "another-Word-2");
@@ -196,7 +196,7 @@ TEST_F(HalfWay, AToolThatDiesBeforeItsWorkHasMadeNothing) {
     EXPECT_EQ(Line("user list").out, "");
 }
 
-TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
+TEST_F(HalfWay, TheResultIsUnknownWhenTheServerIsGone) {
     const ReplacedTool gone("ldapsearch",
                             "[ -e /tmp/gone ] || exec $real \"$@\"\n"
                             "echo \"ldap_bind: Can't contact LDAP server (-1)\" >&2; exit 255");
@@ -259,7 +259,7 @@ TEST_F(SmallFolder, ThatIsFullAtTheSecondAttemptChangesNoGroupOfNames) {
     EXPECT_EQ(Tree(), before);
 }
 
-TEST_F(SmallFolder, LimitOfTheFilesOfAUserIsSaidToo) {
+TEST_F(SmallFolder, AUsersFileSizeLimitIsReportedToo) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const std::string before = Tree();
     ExpectRefusal(RunProgram({"sh", "-c", "ulimit -f 100; exec zafoldap \"$@\"", "limited", "user",
@@ -286,7 +286,7 @@ TEST_F(HalfWay, ANumberTakenInBetweenIsReplacedByTheNext) {
     EXPECT_GT(added["data"]["uid"].get<int>(), std::stoi(next));
 }
 
-TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsSaid) {
+TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsReported) {
     WriteFile("/tmp/rival.ldif",
               "dn: uid=rival,cn=users,dc=example,dc=com\nobjectClass: account\nobjectClass: "
               "posixAccount\nuid: rival\ncn: rival\nuidNumber: 1500500\ngidNumber: 1500000\n"

@@ -139,7 +139,7 @@ TEST_F(AccountInput, SwitchesWidenTheRules) {
     EXPECT_EQ(Line("member list 'Die \"Großen\"'").out, "anna.b\n");
 }
 
-TEST_F(AccountInput, AServerWithoutTheSchemaIsSaid) {
+TEST_F(AccountInput, AServerWithoutTheSchemaIsReported) {
     directory_.Change(
         "dn: cn=other,dc=example,dc=com\nchangetype: add\nobjectClass: "
         "organizationalRole\ncn: other\n");

@@ -104,7 +104,7 @@ TEST_F(AccountList, RawShowsTheEntryAsItIs) {
               "cn,gidNumber\nstaff,1500001\n");
 }
 
-TEST_F(AccountList, ShowOfANameInAFilterFindsNobodyElse) {
+TEST_F(AccountList, ShowOfANameWithFilterCharactersFindsNoOtherUser) {
     EXPECT_EQ(Line("user show '*'").exit_code, 3);
     EXPECT_EQ(Line("user show 'anna)(uid=*'").exit_code, 3);
     EXPECT_EQ(Line("group show '*'").exit_code, 3);
@@ -124,7 +124,7 @@ TEST_F(AccountList, ANameWithFilterCharactersIsShownWithItsGroups) {
     EXPECT_EQ(Line("user rename 'a*(b)' ab").exit_code, 2);
 }
 
-TEST_F(AccountList, TwoEntriesOfOneNameAreToldApartByTheirDNs) {
+TEST_F(AccountList, TwoEntriesOfOneNameAreDistinguishedByTheirDNs) {
     directory_.Change(
         "dn: cn=other,dc=example,dc=com\nchangetype: add\nobjectClass: account\n"
         "objectClass: posixAccount\nobjectClass: extensibleObject\nuid: bob\ncn: other\n"

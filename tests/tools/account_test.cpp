@@ -180,7 +180,7 @@ TEST_F(OnAppliance, EditChangesWhatIsNamedAndRemovesWhatIsEmpty) {
     EXPECT_EQ(Value(dn, "shadowMin"), "0");
 }
 
-TEST_F(OnAppliance, RenameCarriesMembershipsAndTouchesNobodyElse) {
+TEST_F(OnAppliance, RenameCarriesMembershipsAndTouchesNoOtherUser) {
     ASSERT_EQ(Line("group add staff").exit_code, 0);
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     ASSERT_EQ(Line("user add ann --password-stdin --groups staff").exit_code, 0);

@@ -202,7 +202,7 @@ TEST(CommandLine, AliasesAreTheirVerbs) {
               ParseLine({"connection", "delete", "x"}).command);
 }
 
-TEST(CommandLine, PrefixesAreNoVerbs) {
+TEST(CommandLine, PrefixesAreNotVerbs) {
     EXPECT_THAT(RefusalOf({"connection", "li"}), HasSubstr("unknown verb \"li\" after connection"));
     EXPECT_THAT(RefusalOf({"sear"}), HasSubstr("unknown command \"sear\""));
 }

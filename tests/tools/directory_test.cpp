@@ -52,7 +52,7 @@ TEST_F(Directory, EveryTransportIsCheckedToTheEnd) {
                 HasSubstr("signed by O = Example, CN = Example CA (until "));
 }
 
-TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
+TEST_F(Directory, WrongPasswordNameAndAuthorityAreDistinguished) {
     Save("wrong", {"--uri", "localhost"}, "wrong");
     EXPECT_EQ(Zafoldap({"-c", "wrong", "search"}).exit_code, 4);
     Save("nowhere", {"--uri", "nosuch.invalid"}, directory_.Password());
@@ -70,7 +70,7 @@ TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
     EXPECT_THAT(check.err, HasSubstr("certificate of O = Example, CN = zafo: "));
 }
 
-TEST_F(Directory, ReferencesToOtherServersAreNoRows) {
+TEST_F(Directory, ReferencesToOtherServersAreNotRows) {
     constexpr const char *kReference = "ou=elsewhere,dc=example,dc=com";
     const std::string count = Zafoldap({"search", "--count"}).out;
     const std::string rows = Zafoldap({"search", "--format", "csv", "", "1.1"}).out;

@@ -104,7 +104,7 @@ TEST_F(MigrateCommand, CopiesToThisSystemWithPasswordsAndMembers) {
     EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nanna:" + std::string(kHash) + ":"));
 }
 
-TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
+TEST_F(MigrateCommand, RunAgainFindsThatEverythingExists) {
     AddLocalUser("anna", 2001);
     ASSERT_EQ(Line("migrate users --to directory --yes").exit_code, 0);
     const std::string tree = Tree();
@@ -115,7 +115,7 @@ TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
 }
 
 // The state left by a run that was killed between a user and its hashes.
-TEST_F(MigrateCommand, RunAgainNamesWhoseSambaHashesAreNotThere) {
+TEST_F(MigrateCommand, RunAgainNamesUsersWithoutSambaHashes) {
     AddLocalGroup("crew", 2000);
     AddDirectoryUser("anna", 2001, 2000, std::string("{crypt}") + kHash);
     directory_.Change("dn: " + UserDN("anna") +
@@ -148,7 +148,7 @@ TEST_F(MigrateCommand, DryRunSaysTheSameAndChangesNothing) {
     EXPECT_EQ(LocalFiles(), files);
 }
 
-TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
+TEST_F(MigrateCommand, ReportsWhomItSkippedAndWhy) {
     AddLocalGroup("crew", 2000);
     AddLocalUser("taken", 2001);
     AddLocalUser("number", 2002);
@@ -170,7 +170,7 @@ TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
     EXPECT_THAT(Line("migrate users --to local -n").err, Not(HasSubstr("without a password")));
 }
 
-TEST_F(MigrateCommand, TellsWhatTheOtherSideRefusedOnlyThen) {
+TEST_F(MigrateCommand, ReportsWhatTheOtherSideRefusesWhenItDoes) {
     AddLocalGroup("crew", 2000);
     AddDirectoryUser("low", 7777777, 2000, "{crypt}!");
     EXPECT_THAT(Rows(LineJson("migrate users --to local --yes", 1)),
@@ -204,7 +204,7 @@ TEST_F(MigrateCommand, AsksBeforeItAddsAnything) {
     EXPECT_EQ(Value(UserDN("anna"), "uidNumber"), "2001");
 }
 
-TEST_F(MigrateCommand, TellsItsProgressInLinesOrEvents) {
+TEST_F(MigrateCommand, ReportsItsProgressInLinesOrEvents) {
     AddLocalUser("anna", 2001);
     const ProgramRun lines = Line("migrate users --to directory --yes");
     EXPECT_THAT(lines.err,
@@ -266,7 +266,7 @@ TEST_F(MigrateCommand, RefusesOtherPlacesAndKinds) {
 }
 
 // Like Ctrl-C; what was added stays, and the next run continues.
-TEST_F(MigrateCommand, StopsAtCtrlCAndGoesOnTheNextTime) {
+TEST_F(MigrateCommand, StopsAtCtrlCAndContinuesTheNextTime) {
     constexpr int kUsers = 60;
     for (int i = 0; i < kUsers; ++i)
         AddLocalUser("u" + std::to_string(i), 3000 + i);

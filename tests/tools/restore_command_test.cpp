@@ -44,7 +44,7 @@ TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
                 HasSubstr("restore: service=ldap-server by=root file=\"" + file_ + "\""));
 }
 
-TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
+TEST_F(Restore, SaysWhatIsReplacedAndAsksForTheSuffix) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
     program.Answer("Type the suffix (dc=example,dc=com) to continue: ", "dc=example,dc=com\n");
     EXPECT_EQ(program.Finish(), 0) << program.Seen();
@@ -68,7 +68,7 @@ TEST_F(Restore, ADryRunVerifiesAndChangesNothing) {
     EXPECT_EQ(Users(), "admin\nanna\n");
 }
 
-TEST_F(Restore, WantsOneFile) {
+TEST_F(Restore, TakesOneFile) {
     ExpectRefusal("restore --yes", 2, "zafoldap.usage", "FILE is missing");
     ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "cannot be used together");
 }

@@ -61,7 +61,7 @@ TEST_F(SearchCommand, BadInputRunsNoTool) {
 }
 
 // The tool itself is fine then, so reinstalling it would not help.
-TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
+TEST_F(SearchCommand, SaysWhatIsMissingWhenAToolCannotBeStarted) {
     struct Row {
         const char *error, *reason, *hint;
     };
@@ -112,7 +112,7 @@ TEST_F(SearchCommand, NamesTheLimitOfOpenFilesWhereverItIsMet) {
     EXPECT_GT(refused, 2);
 }
 
-TEST_F(SearchCommand, SizeLimitPrintsWhatCameAndIsNoSuccess) {
+TEST_F(SearchCommand, SizeLimitPrintsWhatCameAndIsNotASuccess) {
     tools_.On("ldapsearch").Output(kTwo).Error("Size limit exceeded (4)\n").Exit(4);
     const Json document = ZafoldapJson({"search"}, 1);
     EXPECT_EQ(document["data"].size(), 2U);
@@ -258,7 +258,7 @@ TEST_F(SearchCommand, EntryShowPrintsOneObject) {
                 testing::IsSupersetOf({"-b", "uid=a,dc=x", "-s", "base"}));
 }
 
-TEST_F(SearchCommand, EntryThatIsNotThereIsNotFound) {
+TEST_F(SearchCommand, MissingEntryIsNotFound) {
     const Json document = ZafoldapJson({"entry", "show", "uid=a,dc=x"}, 3);
     EXPECT_EQ(document["data"], nullptr);
 }

@@ -119,7 +119,7 @@ struct PasswordRow {
 
 class PasswordValue : public testing::TestWithParam<PasswordRow> {};
 
-TEST_P(PasswordValue, IsWhatSlapdTakesItFor) {
+TEST_P(PasswordValue, IsInterpretedAsSlapdDoes) {
     EXPECT_EQ(KindOf(GetParam().value), GetParam().kind) << GetParam().value;
 }
 

@@ -108,7 +108,7 @@ TEST_F(Refusal, OfEveryPortThatIsTaken) {
     }
 }
 
-TEST_F(Refusal, OfAPortThatTheServiceIsToldToListenOn) {
+TEST_F(Refusal, OfAConfiguredPortThatIsTaken) {
     const ChangedFile settings("/usr/zafo/etc/service/ldap-server.conf",
                                "listen=ldap://127.0.0.1:1389\n");
     const Listening other(1389), unused(636);
@@ -123,7 +123,7 @@ TEST_F(Refusal, OfFoldersThatCannotBeWritten) {
     }
 }
 
-TEST_F(Refusal, OfAFileInAFoldersPlace) {
+TEST_F(Refusal, OfAFileInPlaceOfAFolder) {
     std::filesystem::remove_all("/usr/zafo/etc/openldap/data");
     WriteFile("/usr/zafo/etc/openldap/data", "");
     ExpectRefusal(kEnable, 1, "folder_unwritable", "Not a directory");
@@ -142,7 +142,7 @@ TEST_F(Refusal, OfATemplateThatSlapdDoesNotAccept) {
     ExpectRefusal(kEnable, 1, "configuration_refused", "unknown directive <nonsense>");
 }
 
-TEST_F(Refusal, OfADatabaseWhoseSuffixNobodyKnows) {
+TEST_F(Refusal, OfADatabaseWithAnUnknownSuffix) {
     const ChangedFile marker("/usr/zafo/etc/openldap/data/dn2id.bdb", "");
     ExpectRefusal(kEnable, 5, "other_database", "an unknown suffix");
 }
@@ -153,7 +153,7 @@ TEST_F(Refusal, OfADatabaseOfAnotherSuffix) {
     ExpectRefusal(kEnable, 5, "other_database", "belongs to dc=other,dc=org");
 }
 
-TEST_F(Refusal, OfAnybodyButRoot) {
+TEST_F(Refusal, OfAnyoneButRoot) {
     const pid_t child = fork();
     if (child == 0) {
         if (setgid(65534) != 0 || setuid(65534) != 0) _exit(77);

@@ -70,7 +70,7 @@ class Server : public testing::Test {
     }
 };
 
-TEST_F(Server, IsSetUpWithStepsAndAWayOnAndNothingOnStandardOutput) {
+TEST_F(Server, IsSetUpWithStepsAndAHintAndNothingOnStandardOutput) {
     EXPECT_EQ(FirstRun().out, "");
     EXPECT_THAT(FirstRun().err,
                 AllOf(HasSubstr("enabling the service"), HasSubstr("zafoldap user add"),
@@ -91,7 +91,7 @@ TEST_F(Server, HasItsStatus) {
     EXPECT_EQ(status["crashes"], 0);
 }
 
-TEST_F(Server, TakesAccountsAtOnce) {
+TEST_F(Server, AcceptsAccountsImmediately) {
     const ProgramRun added = Zafoldap({"user", "add", "anna", "--password-stdin"}, kServerPassword);
     EXPECT_EQ(added.exit_code, 0) << added.err;
     EXPECT_THAT(Ask("(uid=anna)", {"uidNumber"}), HasSubstr("uidNumber: 10000"));
@@ -125,7 +125,7 @@ TEST_F(Server, SetUpAgainHasNothingToDo) {
     EXPECT_EQ(ReadFile("/var/run/slapd.pid"), pid);
 }
 
-TEST_F(Server, SetUpAgainSaysWhatDiffersMendsItAndKeepsWhatWasChangedByHand) {
+TEST_F(Server, SetUpAgainReportsAndRepairsDifferencesAndKeepsManualChanges) {
     const std::string rules = ReadFile(kRules);
     std::ofstream(kRules, std::ios::app) << "# by hand\n";
     std::ofstream(kSlapdConf, std::ios::app) << "# by hand as well\n";
@@ -172,7 +172,7 @@ TEST_F(Server, StartsAndStopsAndSaysSo) {
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
-TEST_F(Server, ThatRunsWithoutBeingEnabledIsSeenAndMended) {
+TEST_F(Server, ThatRunsWithoutBeingEnabledIsReportedAndRepaired) {
     std::filesystem::remove("/usr/zafo/etc/service/ldap-server.enabled");
     const Json status = ServerLineJson("status")["data"];
     EXPECT_EQ(status["state"], "running");
@@ -263,7 +263,7 @@ TEST_F(Server, IsChangedByOneProcessAtATime) {
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
-TEST_F(Server, ThatCrashesIsCountedAndToldOf) {
+TEST_F(Server, ThatCrashesIsCountedAndReported) {
     const int before = ServerLineJson("status")["data"]["pid"];
     kill(before, SIGSEGV);
     const auto pid = [] { return Json::parse(ServerLine("status --json").out)["data"]["pid"]; };
@@ -277,7 +277,7 @@ TEST_F(Server, ThatCrashesIsCountedAndToldOf) {
     std::filesystem::remove("/run/zafo-service/ldap-server.ends");
 }
 
-TEST_F(Server, WhoseKeeperHasGoneIsToldOfAndMended) {
+TEST_F(Server, WhoseKeeperHasGoneIsReportedAndRepaired) {
     std::ifstream record("/run/zafo-service/ldap-server");
     std::string word;
     for (int i = 0; i < 3; ++i)
@@ -321,7 +321,7 @@ TEST_F(Server, SeveralServersToWriteToAreAWarning) {
 }
 
 // The state after someone was deleted by other means, or listed in advance.
-TEST_F(Server, WithoutItsOperatorsOrWithOneWhoIsNotThereIsAnError) {
+TEST_F(Server, WithoutItsOperatorsOrWithAMissingOneIsAnError) {
     EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
     const std::string group = "dn: cn=Directory Operators,cn=groups,dc=example,dc=com\n";
     Modify(group + "changetype: modify\nadd: memberUid\nmemberUid: Nobody-yet\n");
@@ -389,7 +389,7 @@ std::string Ended() {
     return ReadFile(folder + "certificate");
 }
 
-TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords) {
+TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsReportedInTheClientsWords) {
     const ChangedFile certificate(kServerCertificate, SelfSigned("other.example.com", "10"));
     const Json document = ServerLineJson("check", 1);
     const auto cause = [&](const char *id) {
@@ -402,7 +402,7 @@ TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords)
     EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still served
 }
 
-TEST_F(Server, ACertificateThatHasEndedIsAnError) {
+TEST_F(Server, AnExpiredCertificateIsAnError) {
     const ChangedFile certificate(kServerCertificate, Ended());
     const Json found = Finding(ServerLineJson("check", 1), "certificate-end");
     EXPECT_EQ(found["severity"], "error");

@@ -217,7 +217,7 @@ TEST(ManPages, AreReadWithoutWarnings) {
     }
 }
 
-TEST(Help, IsThereForTheProgramItsNounsAndItsCommands) {
+TEST(Help, ExistsForTheProgramItsNounsAndItsCommands) {
     EXPECT_THAT(Zafoldap({"--help"}).out, HasSubstr("connection check"));
     EXPECT_THAT(Zafoldap({"connection", "-h"}).out, HasSubstr("list, ls"));
     const ProgramRun add = Zafoldap({"connection", "add", "--help"});

@@ -47,7 +47,7 @@ TEST_F(Terminal, CtrlCAtAQuestionExitsWith130) {
     EXPECT_EQ(ReadFile(kConnections), "");
 }
 
-TEST_F(Terminal, DeleteAsksAndTakesNoForAnAnswer) {
+TEST_F(Terminal, DeleteAsksAndAcceptsNo) {
     WriteFile(kConnections, "[work]\nuri=h\nbasedn=dc=x\n");
     OnTerminal no({"connection", "delete", "work"});
     no.Answer("Delete connection \"work\" to h? [y/N] ", "\n");
