@@ -173,7 +173,7 @@ TEST_F(BrowserCheck, ClassesOfTheRecordCountToo) {
     EXPECT_EQ(host_.nSchema, 0x01C0u) << "the record is left alone";
 }
 
-TEST_F(BrowserCheck, UnreadableSchemaIsSkipped) {
+TEST_F(BrowserCheck, UnreadableSchemaIsIgnored) {
     tools_.On("ldapsearch").Output(kUser);
     tools_.On("ldapsearch").Exit(50);
     EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(&host_, nullptr), 0);

@@ -297,7 +297,7 @@ TEST_P(GroupsToDirectory, WhoseNameIsTakenAreSkipped) {
     EXPECT_EQ(Added().size(), 1u);
 }
 
-TEST_P(GroupsToDirectory, SurviveARecordOrADescriptionThatDoesNotExist) {
+TEST_P(GroupsToDirectory, SurviveMissingRecordsAndDescriptions) {
     platform().Fail("ZAFOGroupGet", 1, 0);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Added().size(), 1u);

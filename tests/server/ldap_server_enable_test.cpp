@@ -113,7 +113,7 @@ TEST_F(Enable, WithoutARecordStartsAServerThatDoesNotRun) {
     EXPECT_GT(Pid(), 0);
 }
 
-TEST_F(Enable, ServerThatCannotBeStoppedIsNotAObstacle) {
+TEST_F(Enable, ServerThatCannotBeStoppedIsNotAnObstacle) {
     Describe({.process = "trap '' TERM; sleep 1000", .settings = "stop_seconds=1\n"});
     StartBefore();
     const pid_t pid = Pid();
