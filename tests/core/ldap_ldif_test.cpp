@@ -296,7 +296,7 @@ TEST_F(LdifName, StaleFileIsReplacedByAPrivateOne) {
     }, after{};
     fstat(stale, &before);
     fstat(fileno(ldif.pFile), &after);
-    EXPECT_NE(before.st_ino, after.st_ino) << "whoever holds the old file sees nothing";
+    EXPECT_NE(before.st_ino, after.st_ino) << "anyone who has the old file open sees nothing";
     EXPECT_EQ(after.st_mode & 07777, 0600u);
     EXPECT_EQ(after.st_size, 0);
     close(stale);

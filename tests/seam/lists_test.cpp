@@ -360,7 +360,7 @@ TEST_F(SearchWithoutMemory, NamesTheNameThatItCannotList) {
     }
 }
 
-// --- Items that are not there ---------------------------------------------------
+// --- Missing items ---------------------------------------------------------------
 
 TEST_F(Lists, ItemsThatAreNullAreLeftOutOfClones) {
     core_test::List source{"a", "b", "c"};

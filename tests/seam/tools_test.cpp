@@ -235,7 +235,7 @@ TEST_F(Tools, IndexesAreMadeWithOptions0xBB) {
         runs.emplace_back(words, options);
         return -1;
     };
-    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parms_), 0) << "what comes of it does not count";
+    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parms_), 0) << "its result does not count";
     EXPECT_THAT(runs, ElementsAre(std::pair(Texts{"/usr/zafo/bin/slapindex"}, 0xBB)));
 }
 

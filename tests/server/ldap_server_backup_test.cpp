@@ -433,7 +433,7 @@ TEST_F(Backup, ScheduleNeedsReadableSettings) {
 }  // namespace
 }  // namespace zafo::server_test
 
-// The scheduler of this binary, in the place of the platform's.
+// This binary's scheduler, which replaces the platform's.
 
 int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags) {
     EXPECT_EQ(nFlags, 0);
