@@ -151,7 +151,7 @@ class LoggedAllocationFailure : public ConnectionTest {
 };
 
 TEST_F(LoggedAllocationFailure, SaysWhatFailed) {
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer replaces the allocator";
     ExpectLogged(Script({kUsers}), RunListing<ListUsers>,
                  {"QLIBCSzListPush failed. [uid=bob,dc=a] [0x0200]"});
     ExpectLogged(NoScript, RunPlain<CountUsers>, {"init user enum request failed[0x0200]"});

@@ -137,7 +137,7 @@ TEST_F(Mounting, AProgramInTheExportCannotMakeAnyoneRoot) {
     const rig::ProgramRun run = AsNobody({Exports::MountPoint() + "/become", "-u"});
     EXPECT_EQ(ZAFOLDAPNFSUMount(), 0);
     EXPECT_NE(run.exit_code, 0);
-    EXPECT_THAT(run.out, Not(HasSubstr("0\n"))) << "nobody was root for a moment";
+    EXPECT_THAT(run.out, Not(HasSubstr("0\n"))) << "no process was root";
 }
 
 // --- hostile entries --------------------------------------------------------

@@ -50,7 +50,7 @@ class AllocationFailure
 
 TEST_P(AllocationFailure, FailsTheCallOrNothing) {
     const Call &call = std::get<0>(GetParam());
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer replaces the allocator";
     With(0);  // allocations made once per process
     const Run whole = With(0);
     ASSERT_EQ(whole.left, 0);

@@ -76,7 +76,7 @@ TEST_F(MakeFolder, GivesItToItsOwnerWithAllBits) {
     const std::string probe = folder_ / "probe";
     WriteFile(probe, "");
     if (chown(probe.c_str(), 1000, 1001) != 0) {
-        GTEST_SKIP() << "files cannot be given away in an ordinary user's root";
+        GTEST_SKIP() << "an ordinary user's root cannot change owners";
     }
     ASSERT_EQ(ZAFOFSMkdirP((folder_ / "home/alice").c_str(), 0, 1, 1000, 1001, 06700), 0);
     EXPECT_EQ(StatusOf(folder_ / "home/alice").st_uid, 1000U);

@@ -65,7 +65,7 @@ TEST_F(Certificates, AreMadeByAnAuthorityOfTheAppliancesOwn) {
 TEST_F(Certificates, ServersKeyIsForItsUserAlone) {
     Make();
     const passwd *account = ServerAccount();
-    if (account == nullptr) GTEST_SKIP() << "no files can be given to a user openldap";
+    if (account == nullptr) GTEST_SKIP() << "files cannot be given to the user openldap";
     struct stat facts {};
     ASSERT_EQ(stat((kTls + "server.key").c_str(), &facts), 0);
     EXPECT_EQ(facts.st_mode & 07777, 0640U);

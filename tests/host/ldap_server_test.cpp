@@ -115,7 +115,7 @@ TEST_F(LdapServer, RunsAsItsOwnUser) {
     Configure();
     Start();
     const passwd *account = ServerAccount();
-    if (account == nullptr) GTEST_SKIP() << "no files can be given to a user openldap";
+    if (account == nullptr) GTEST_SKIP() << "files cannot be given to the user openldap";
     const pid_t pid = QLIBCReadPidFile(kServerPidFile.c_str());
     struct stat facts {};
     ASSERT_EQ(stat(("/proc/" + std::to_string(pid)).c_str(), &facts), 0);

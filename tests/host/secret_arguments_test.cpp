@@ -300,7 +300,7 @@ bool ForbidMemoryFiles(int error) {
 
 TEST_F(SecretArgument, ThatCannotBeHiddenStartsNothing) {
     if (InFork([] { return ForbidMemoryFiles(ENOSYS) ? 0 : 1; }) != 0)
-        GTEST_SKIP() << "the kernel has no filter for system calls";
+        GTEST_SKIP() << "the kernel cannot filter system calls";
     struct Failure {
         int error, code;
     };

@@ -318,7 +318,8 @@ class AddressSpaceLimit {
 };
 
 TEST(SzList, StaysAsItIsWhenMemoryRunsOut) {
-    if (!kLimitable) GTEST_SKIP() << "the address sanitizer leaves no address space to limit";
+    if (!kLimitable)
+        GTEST_SKIP() << "the address sanitizer does not work with a limited address space";
     List list;
     // Larger than anything freed before, so that the heap cannot serve it.
     const std::string large(64 << 20, 'z');

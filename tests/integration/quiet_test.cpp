@@ -472,7 +472,7 @@ const std::set<std::string> kWithoutTool = {"ZAFOLDAPBackupConfigFree",
                                             "ZAFOLDAPUnLock"};
 
 TEST(QuietFunctions, AreAllThatRunATool) {
-    if (Called().size() < 80) GTEST_SKIP() << "runs after all others of this binary only";
+    if (Called().size() < 80) GTEST_SKIP() << "must run after all other tests of this binary";
     for (const std::string &line : meta::Lines(meta::kSourceDir / "tests/meta/exports.txt"))
         EXPECT_TRUE(Called().contains(line) || kWithoutTool.contains(line)) << line;
 }

@@ -157,10 +157,10 @@ TEST(PrivateRoot, LeavesNoProcessBehindWhenItIsKilled) {
 }
 
 TEST(PrivateRoot, WorksForAnOrdinaryUser) {
-    if (geteuid() != 0) GTEST_SKIP() << "this whole suite runs as an ordinary user";
+    if (geteuid() != 0) GTEST_SKIP() << "the whole suite runs as an ordinary user";
     const std::string as_user = "setpriv --reuid 65534 --regid 65534 --clear-groups env HOME=/ ";
     if (OnHost(as_user + "unshare -U true").exit_code != 0) {
-        GTEST_SKIP() << "the kernel gives ordinary users no user namespaces";
+        GTEST_SKIP() << "the kernel does not allow user namespaces to ordinary users";
     }
     const Outcome readable = OnHost(as_user + "test -r " ZAFO_BUILD "/stage/usr/zafo/bin");
     if (readable.exit_code != 0) GTEST_SKIP() << "the build folder is not readable for others";

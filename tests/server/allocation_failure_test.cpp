@@ -394,7 +394,7 @@ class RulesAllocationFailure : public server_test::ServerTest {};
 
 // Failing to create a stream is the only way in which a new temporary file cannot be written.
 TEST_F(RulesAllocationFailure, FileThatCannotBeWrittenIsLogged) {
-    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (ZAFO_SANITIZED) GTEST_SKIP() << "the sanitizer replaces the allocator";
     ZAFOLDAPServerACLConfGen(&kParms);  // allocations made once per process
     std::set<std::string> logged;
     for (long nth = 1; nth < 1000; ++nth) {

@@ -110,7 +110,7 @@ TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsReported) {
 TEST_F(HalfWayHome, MissingHomeFoldersAreMadeByTheCommandsForThem) {
     std::filesystem::create_directories(kExports);
     if (chown(kExports.c_str(), 1, 1) != 0)
-        GTEST_SKIP() << "files cannot be given away in an ordinary user's root";
+        GTEST_SKIP() << "an ordinary user's root cannot change owners";
     std::filesystem::rename(kExports, "/var/lib/exports/server/away");
     const ProgramRun run = Line("user add anna --password-stdin");
     std::filesystem::rename("/var/lib/exports/server/away", kExports);

@@ -254,7 +254,7 @@ TEST_F(MigrateCommand, IsForRootOnly) {
     const ProgramRun run = RunProgram({"setpriv", "--reuid=65534", "/usr/zafo/bin/zafoldap",
                                        "migrate", "users", "--to", "local"});
     if (run.err.starts_with("setpriv"))
-        GTEST_SKIP() << "nobody else can be played here: " << run.err;
+        GTEST_SKIP() << "no other user can be simulated here: " << run.err;
     EXPECT_EQ(run.exit_code, 4);
     EXPECT_THAT(run.err, HasSubstr("zafoldap migrate must be run as root"));
 }

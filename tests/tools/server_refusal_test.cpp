@@ -161,7 +161,7 @@ TEST_F(Refusal, OfAnyoneButRoot) {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "nobody else can be played here";
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no other user can be simulated here";
     EXPECT_EQ(WEXITSTATUS(status), 4);
     EXPECT_EQ(Tree(), before_);
 }
