@@ -69,7 +69,7 @@ TEST_P(Place, HasNoneOfThePhrases) {
     const auto files = ReadFilesOf(GetParam());
     ASSERT_FALSE(files.empty());
     for (const auto &file : files) {
-        const std::vector<std::string> prose = ProseOf(file);
+        const RunningText prose(ProseOf(file));
         for (const auto &[phrase, better] : phrases) {
             for (const int line : LinesWith(phrase, prose))
                 ADD_FAILURE() << file.string() << ":" << line << ": " << phrase << ": write "
@@ -126,14 +126,14 @@ TEST(Prose, OfAPageIsAllButItsCode) {
 }
 
 TEST(Prose, HasAPhraseAlsoWhereItRunsOnInTheNextLine) {
-    EXPECT_THAT(LinesWith("for ever", {"  It goes on For", "   ever, and for ever"}),
+    EXPECT_THAT(LinesWith("for ever", RunningText({"  It goes on For", "   ever, and for ever"})),
                 ElementsAre(1, 2));
-    EXPECT_THAT(LinesWith("\" is too much", {"\"x\" is too much"}), ElementsAre(1));
+    EXPECT_THAT(LinesWith("\" is too much", RunningText({"\"x\" is too much"})), ElementsAre(1));
 }
 
 TEST(Prose, HasNoPhraseInLongerWords) {
-    EXPECT_THAT(LinesWith("for ever", {"for everybody, before ever"}), IsEmpty());
-    EXPECT_THAT(LinesWith("\" is too much", {"that is too much"}), IsEmpty());
+    EXPECT_THAT(LinesWith("for ever", RunningText({"for everybody, before ever"})), IsEmpty());
+    EXPECT_THAT(LinesWith("\" is too much", RunningText({"that is too much"})), IsEmpty());
 }
 
 }  // namespace
