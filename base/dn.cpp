@@ -188,7 +188,7 @@ bool DnReader::ReadValue(DnPair *pair) {
         end = at_;
         SkipBlanks();
         if (!AtEnd() && !IsOneOf(kSeparators, text_[at_]))
-            return Fail(at_, "\",\" or \"+\" is needed after the value");
+            return Fail(at_, "expected \",\" or \"+\" after the value");
     } else if (!ReadString(&end)) {
         return false;
     }
@@ -203,7 +203,7 @@ bool DnReader::ReadQuoted() {
         if (size == 0) return BadEscape();
         at_ += size;
     }
-    if (AtEnd()) return Fail(begin, "this quotation mark has no second one");
+    if (AtEnd()) return Fail(begin, "unterminated quotation mark");
     ++at_;
     return true;
 }

@@ -72,7 +72,7 @@ void Configure() {
     ZAFOLDAP_BACKUP_CONFIG config{};
     config.szDestDir = kBackups;
     config.nMaxFile = 2;
-    MustBe(ZAFOLDAPBackupConfigSet(&config) == 0, "the backup settings cannot be saved");
+    MustBe(ZAFOLDAPBackupConfigSet(&config) == 0, "cannot save the backup settings");
 }
 
 std::string NewestBackup() {
@@ -129,15 +129,15 @@ void RestoreFloor(benchmark::State &state) {
         [] {
             FillOwnServer();
             RunLine((std::string("/usr/zafo/bin/slapcat >") + kPlainEntries).c_str());
-            MustBe(ZAFOLDAPServerStop() == 0, "the server does not stop");
+            MustBe(ZAFOLDAPServerStop() == 0, "cannot stop the server");
             for (const char *name : {"data.mdb", "lock.mdb"})
                 fs::remove(fs::path(kDatabase) / name);
         },
         [] {
             MustBe(QLIBCExec("/usr/zafo/bin/slapadd", "-q", "-l", kPlainEntries, nullptr) == 0,
-                   "the entries cannot be loaded");
+                   "cannot load the entries");
         });
-    MustBe(ZAFOLDAPServerStart() == 0, "the server does not start");
+    MustBe(ZAFOLDAPServerStart() == 0, "cannot start the server");
 }
 
 // On a running server, which runs again afterwards.

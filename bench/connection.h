@@ -16,7 +16,7 @@ namespace zafo::bench {
 inline std::string Password(const Place &place = kLarge) {
     std::string password;
     if (!std::getline(std::ifstream(place.password_file), password))
-        throw std::runtime_error(std::string(place.password_file) + " cannot be read");
+        throw std::runtime_error("cannot read " + std::string(place.password_file));
     return password;
 }
 
@@ -51,7 +51,7 @@ class Search {
         request_.szFilter = filter;
         if (ZAFOLDAPSearchInit(connection.get(), &request_, &entry_) != 0) {
             Free();
-            throw std::runtime_error("the search tool cannot be started");
+            throw std::runtime_error("cannot start the search tool");
         }
     }
     Search(const Search &) = delete;

@@ -40,7 +40,7 @@ bool Create(const std::string &name, int number) {
     static const ZAFOLDAP_HOST host = [] {
         ZAFOLDAP_HOST asked = *connection.get();
         if (ZAFOLDAPHostGetSupportedSchema(&asked) != 0)
-            throw std::runtime_error("the schema cannot be read");
+            throw std::runtime_error("cannot read the schema");
         return asked;
     }();
     std::string login = name, password = "Geheimnis1", full_name = "Anna Smith";

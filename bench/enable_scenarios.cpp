@@ -47,9 +47,9 @@ std::vector<ToolRun> RecordEnabling() {
 // The files that the library writes itself, outside the measured time.
 void WriteFiles() {
     const ZAFOLDAP_SERVER_PARAM settings = OwnSettings();
-    MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "slapd.conf cannot be written");
-    MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "the connection cannot be saved");
-    MustBe(ZAFOLDAPServerACLConfGen(&settings) == 0, "the rules cannot be written");
+    MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "cannot write slapd.conf");
+    MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "cannot save the connection");
+    MustBe(ZAFOLDAPServerACLConfGen(&settings) == 0, "cannot write the access rules");
 }
 
 bool Changes(const ToolRun &run) {

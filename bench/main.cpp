@@ -31,7 +31,7 @@ Peak MeasurePeak(const char *mode, const char *what, int least) {
     const bool read =
         stream != nullptr && std::fscanf(stream, "%d %ld", &peak.entries, &peak.kib) == 2;
     if (stream == nullptr || QLIBCPclose(stream) != 0 || !read || peak.entries < least)
-        throw std::runtime_error(std::string("the process that is to ") + mode + " failed");
+        throw std::runtime_error(path + " " + mode + " failed");
     return peak;
 }
 
@@ -75,7 +75,7 @@ int Run(const char *json_file, int rounds, const char *pattern) {
     std::ofstream json(json_file);
     json << zafo::bench::Json(rows, figures) << std::flush;
     if (json) return 0;
-    std::fprintf(stderr, "%s cannot be written\n", json_file);
+    std::fprintf(stderr, "zafo-bench: cannot write %s\n", json_file);
     return 1;
 }
 

@@ -52,7 +52,7 @@ const ZAFOLDAP_HOST &Host() {
     static const Connection connection(kSamba);
     static const ZAFOLDAP_HOST host = [] {
         ZAFOLDAP_HOST asked = *connection.get();
-        MustBe(ZAFOLDAPHostGetSupportedSchema(&asked) == 0, "the schema cannot be read");
+        MustBe(ZAFOLDAPHostGetSupportedSchema(&asked) == 0, "cannot read the schema");
         return asked;
     }();
     return host;
@@ -61,7 +61,7 @@ const ZAFOLDAP_HOST &Host() {
 // Removes the users of an earlier run from the directory.
 void Prepare() {
     static const bool added = (AddLocalUsers(), true);
-    MustBe(added, "the local users cannot be made");
+    MustBe(added, "cannot create the local users");
     {
         std::ofstream dns("/tmp/migrated");
         for (int i = 0; i < kMigratedUsers; ++i)
@@ -95,7 +95,7 @@ void CreateEach() {
     std::string name;
     std::string hash = "$6$salt$digest", full_name = "Local User", home, shell = "/bin/sh";
     QLIBSZLIST *extra = QLIBCSzListAlloc(1024);
-    MustBe(extra != nullptr, "no memory");
+    MustBe(extra != nullptr, "out of memory");
     for (const char *item : {"sambaNTPassword", kHash, "sambaLMPassword", kHash})
         QLIBCSzListPush(&extra, item);
     bool done = true;

@@ -18,9 +18,9 @@ bool g_filled = false;
 
 // The files that the library writes itself.
 void WriteFiles(const ZAFOLDAP_SERVER_PARAM &settings) {
-    MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "slapd.conf cannot be written");
-    MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "the connection cannot be saved");
-    MustBe(ZAFOLDAPServerACLConfGen(&settings) == 0, "the rules cannot be written");
+    MustBe(ZAFOLDAPServerConfSet(&settings) == 0, "cannot write slapd.conf");
+    MustBe(ZAFOLDAPBrowserConfSetByServerParam(&settings) == 0, "cannot save the connection");
+    MustBe(ZAFOLDAPServerACLConfGen(&settings) == 0, "cannot write the access rules");
 }
 
 }  // namespace
@@ -44,10 +44,10 @@ void EnableOwnServer() {
 
 void EmptyOwnServer() {
     static const int enabled = QLIBServiceEnable("ldap-server");
-    MustBe(enabled == 0, "the service cannot be enabled");
+    MustBe(enabled == 0, "cannot enable the service");
     g_filled = false;
     if (access("/usr/zafo/etc/openldap/slapd.conf", F_OK) != 0) return;
-    MustBe(ZAFOLDAPServerDBReset() == 0, "the server cannot be reset");
+    MustBe(ZAFOLDAPServerDBReset() == 0, "cannot reset the server");
 }
 
 void FillOwnServer() {
@@ -58,8 +58,8 @@ void FillOwnServer() {
     settings.szRootDN = kBindDN;
     WriteFiles(settings);
     MustBe(QLIBCExec("/usr/zafo/bin/slapadd", "-q", "-l", kOwnEntries, nullptr) == 0,
-           "the entries cannot be loaded");
-    MustBe(ZAFOLDAPServerStart() == 0, "the server does not start");
+           "cannot load the entries");
+    MustBe(ZAFOLDAPServerStart() == 0, "cannot start the server");
     g_filled = true;
 }
 

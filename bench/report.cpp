@@ -64,7 +64,7 @@ Row PeakItself(std::string id, const char *work, const Peak &many, double most) 
 Row Stop(const Samples &stop) {
     const double worst = stop.Most() * 1e3;
     return {"stop_after_first",
-            fmt::format("stop after the first, worst (median {:.1f})", stop.Median() * 1e3),
+            fmt::format("stop after the first entry, worst (median {:.1f})", stop.Median() * 1e3),
             "ms",
             0,
             worst,
@@ -151,7 +151,7 @@ std::vector<Row> Rows(const Figures &figures, const Peaks &peaks, bool some) {
                               peaks.count_many);
         },
         [&] {
-            return PeakGrowth("list_memory", "peak memory beside lists, listing", peaks.list_few,
+            return PeakGrowth("list_memory", "peak memory, listing (no lists)", peaks.list_few,
                               peaks.list_many);
         },
         [&] {

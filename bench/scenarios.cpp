@@ -130,21 +130,23 @@ void ReadAllFloor(benchmark::State &state) {
     for ([[maybe_unused]] auto _ : state) {
         floor_count count{};
         const bool done = search.Run(&count);
-        if (!Expect(state, done && count.entries >= kEnoughEntries, "not all users came")) break;
+        if (!Expect(state, done && count.entries >= kEnoughEntries, "not all users were returned"))
+            break;
     }
 }
 
 void ReadAllOurs(benchmark::State &state, const Connection &connection) {
     for ([[maybe_unused]] auto _ : state) {
         Search search(connection, kUsersBase, "one", kUsersFilter);
-        if (!Expect(state, search.ReadAll() >= kEnoughEntries, "not all users came")) break;
+        if (!Expect(state, search.ReadAll() >= kEnoughEntries, "not all users were returned"))
+            break;
     }
 }
 
 void StopAfterFirst(benchmark::State &state, const Connection &connection) {
     for ([[maybe_unused]] auto _ : state) {
         Search search(connection, kUsersBase, "one", kUsersFilter);
-        if (!Expect(state, search.Next() == 1, "no first user")) break;
+        if (!Expect(state, search.Next() == 1, "the first user was not returned")) break;
         const auto begin = Clock::now();
         search.Free();
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
@@ -250,7 +252,7 @@ void FreeNumber(benchmark::State &state, const Connection &connection, int used)
     for ([[maybe_unused]] auto _ : state) {
         std::filesystem::remove(kWholeSearches);
         const int number = ZAFOLDAPSambaUIDGen(&host);
-        if (!Expect(state, number == used + 1, "not the first free number")) break;
+        if (!Expect(state, number == used + 1, "the number is not the first free one")) break;
         const auto searches = std::filesystem::file_size(kWholeSearches);
         if (!Expect(state, searches == 1, "all numbers were read more than once")) break;
     }

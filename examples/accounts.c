@@ -62,7 +62,7 @@ static int add_to_group(const ZAFOLDAP_HOST *pHost, const char *szUser, const ch
 }
 
 static int rename_user(const ZAFOLDAP_HOST *pHost, const char *szName, const char *szNewName) {
-    ZAFOUSER change = {0}; /* what stays as it is: NULL, UID_ERR, GID_ERR */
+    ZAFOUSER change = {0}; /* unchanged fields: NULL, UID_ERR, GID_ERR */
     char szDN[1024];
     change.szName = (char *)szNewName;
     change.pw_uid = UID_ERR;

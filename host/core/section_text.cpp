@@ -64,7 +64,7 @@ const char *ReadValue(std::string_view text, std::string *value) {
         if (escape == nullptr) return "unknown escape";
         *value += escape->meaning;
     }
-    return "no closing quote";
+    return "missing closing quote";
 }
 
 }  // namespace
@@ -81,7 +81,7 @@ bool IsKey(std::string_view key) {
 const char *SectionText::ParseLine(std::string_view text, bool has_heading, Line *line) {
     line->text = text;
     const std::string_view words = Trim(text);
-    if (text.find('\0') != std::string_view::npos) return "zero byte";
+    if (text.find('\0') != std::string_view::npos) return "contains a zero byte";
     if (words.empty()) {
         line->kind = Kind::kBlank;
         return nullptr;
@@ -98,8 +98,8 @@ const char *SectionText::ParseLine(std::string_view text, bool has_heading, Line
     }
     line->kind = Kind::kPair;
     const size_t equals = words.find('=');
-    if (equals == std::string_view::npos) return "neither comment, heading nor pair";
-    if (!has_heading) return "pair before any heading";
+    if (equals == std::string_view::npos) return "not a comment, heading or pair";
+    if (!has_heading) return "pair before the first heading";
     line->name = Trim(words.substr(0, equals));
     if (line->name.empty()) return "pair without a key";
     return ReadValue(words.substr(equals + 1), &line->value);

@@ -29,7 +29,7 @@ class DnLines {
     char *held_ = nullptr;  // the line so far, as long as it may be a DN's
     size_t size_ = 0;
     size_t capacity_ = 0;
-    bool passing_ = false;  // the line is none
+    bool passing_ = false;  // the line is not a DN's
 };
 
 }  // namespace zafo::front

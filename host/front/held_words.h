@@ -9,12 +9,12 @@
 namespace zafo::front {
 
 // A tool's standard error, held until its end shows whether that is a failure. If standard input is
-// a terminal, somebody typed the call and gets everything immediately: people do not see exit
+// a terminal, a person typed the call and gets everything immediately: people do not see exit
 // codes. Tools run by a program read nothing, or a file, even when the program itself runs on a
 // terminal.
 class HeldWords {
   public:
-    // From here on the messages are held, unless somebody typed the call. Without a pipe they go
+    // From here on the messages are held, unless a person typed the call. Without a pipe they go
     // where they would have gone.
     void Hold();
 

@@ -132,7 +132,7 @@ int main(int argc, char **argv) {
     const char *slash = std::strrchr(argv[0], '/');
     const std::string_view name = slash == nullptr ? argv[0] : slash + 1;
     const Tool *tool = FindTool(name);
-    if (tool == nullptr) Fail(kNoTool, "runs under the name of a directory tool only");
+    if (tool == nullptr) Fail(kNoTool, "must be run under the name of a directory tool");
     SpeakAs(name);
     Run(*tool, argc, argv);
 }

@@ -12,7 +12,7 @@ namespace zafo::front {
 struct Option {
     char *flags = nullptr;   // after the dash
     char *letter = nullptr;  // nullptr: flags only
-    char *value = nullptr;   // nullptr: none, although the letter wants one
+    char *value = nullptr;   // nullptr: missing, although the letter requires one
     bool value_is_next = false;
 };
 

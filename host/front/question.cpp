@@ -54,9 +54,10 @@ struct Search {
     const char *limit = nullptr;
     const char *filter = nullptr;
     const char *only_attribute = nullptr;  // where there is one
-    int plain = 0;                         // arguments that are no options
+    int plain = 0;                         // arguments that are not options
     bool bound = false;
-    bool talks = false;  // traces, or searches by a list of filters: its words are no short answer
+    bool talks =
+        false;  // traces, or searches by a list of filters: its output is not a short answer
 
     void Take(char letter, const char *value) {
         if (letter == 'b') base = value;

@@ -2,8 +2,8 @@
 //
 // Tells answers from failures. Callers ask the directory whether something exists by reading it,
 // and the tools treat "no" as an error: they report it on standard error and exit with a code other
-// than 0. For the caller the code is the answer. The message would only report failures
-// that are none to the user of the caller's program.
+// than 0. For the caller the code is the answer. The message would only report
+// failures that are not failures to the user of the caller's program.
 //
 // Only a call's arguments decide whether it is a question, not its caller. A tool's message never
 // turns a failure into an answer; it can only do the opposite: a failed bind answers nothing,

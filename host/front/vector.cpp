@@ -35,7 +35,7 @@ const char *MoveToFile(char *secret) {
     UniqueFd file = MakeSecretFile("secret", secret, STDERR_FILENO + 1);
     explicit_bzero(secret, std::strlen(secret));
     if (!file.IsOpen() || fcntl(file.Get(), F_SETFD, 0) != 0) {
-        Fail(kRefused, "cannot hide a password", errno);
+        Fail(kRefused, "cannot create a file for a password", errno);
     }
     return Join("/dev/fd/", static_cast<unsigned>(file.Release()));
 }

@@ -23,7 +23,7 @@ constexpr rlim_t kMostMemory = rlim_t{192} << 20;
 //    then this process dies of SIGPIPE;
 //  - it neither reads nor writes anything for that many seconds, and not
 //    because its reader is slow: then the exit code is 255;
-//  - it goes on for longer, or writes more, than the bounds: 255, too.
+//  - it runs for longer, or writes more, than the bounds allow: 255, too.
 // It is also 255 when a tool that prints what a server sends has used so much memory that it may
 // have left something out. A message that goes with an answer is not passed on (question.h).
 [[noreturn]] void RunWatched(const Tool &tool, Command command, const Bounds &bounds,

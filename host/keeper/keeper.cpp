@@ -59,7 +59,7 @@ class Words {
         while (words.ends_with('\n'))
             words.pop_back();
         words.erase(0, words.rfind('\n') + 1);
-        return words.empty() ? "it did not say why" : words;
+        return words.empty() ? "no reason was given" : words;
     }
 
   private:
@@ -107,12 +107,12 @@ std::optional<Service> Keeper::MayStart(const FileUpdate &record) const {
     if (record.Error() != 0 || !content || content->service != service_) return {};
     std::optional<Service> service = DescribeService(name_);
     if (!service || !service->restart || QLIBServiceIsEnabled(name_.c_str()) == 0) {
-        syslog(LOG_WARNING, "the service %s is not enabled any more: it is not started again",
+        syslog(LOG_WARNING, "the service %s is no longer enabled and is not restarted",
                name_.c_str());
         return {};
     }
     if (FindServiceProcess(*service, record)) {
-        syslog(LOG_WARNING, "the service %s was started by hand: nobody starts that one again",
+        syslog(LOG_WARNING, "the service %s was started by hand and is not restarted",
                name_.c_str());
         return {};
     }
@@ -135,7 +135,8 @@ bool Keeper::TryStart(const Service &service, FileUpdate &record) {
     const Words words;
     RemoveFile(service.pid_file);
     if (Start(service, record, words.File()) == 0) {
-        syslog(LOG_NOTICE, "the service %s runs again (process %d)", name_.c_str(), service_.pid);
+        syslog(LOG_NOTICE, "the service %s is running again (process %d)", name_.c_str(),
+               service_.pid);
         return true;
     }
     syslog(LOG_ERR, "the service %s does not start: %s", name_.c_str(), words.Last().c_str());
@@ -149,14 +150,14 @@ bool Keeper::StartAgain(int wait_status) {
         const FileUpdate record(RecordOfService(name_));
         if (!MayStart(record)) return false;
         wait = patience_.AfterEnd(lived);
-        syslog(LOG_ERR, "the service %s (process %d) %s after %s; starting it again %s%s",
+        syslog(LOG_ERR, "the service %s (process %d) %s after %s; restarting it %s%s",
                name_.c_str(), service_.pid, EndInWords(wait_status).c_str(),
-               InSeconds(lived).c_str(), wait.count() > 0 ? "in " : "at once",
+               InSeconds(lived).c_str(), wait.count() > 0 ? "in " : "immediately",
                wait.count() > 0 ? InSeconds(wait).c_str() : "");
         if (!RememberEnd(EndsOfService(name_), {.wait_status = wait_status,
                                                 .lived = duration_cast<seconds>(lived),
                                                 .when = std::time(nullptr)})) {
-            syslog(LOG_WARNING, "%s cannot be written", EndsOfService(name_).c_str());
+            syslog(LOG_WARNING, "cannot write %s", EndsOfService(name_).c_str());
         }
     }
     while (Wait(wait)) {

@@ -56,7 +56,7 @@ int main(int argc, char **argv) {
     UniqueFd answer = TakeOver(zafo::kKeeperAnswer);
     UniqueFd lock = TakeOver(zafo::kKeeperLock);
     if (argc != 2 || !zafo::IsServiceName(argv[1]) || !answer.IsOpen() || !lock.IsOpen()) {
-        std::fputs("zafo-service-keeper: is started with a service, not by hand\n", stderr);
+        std::fputs("zafo-service-keeper: runs only with a service, not by hand\n", stderr);
         return kUsage;
     }
     // The caller waits for this process only; the one that stays is orphaned.
@@ -69,7 +69,7 @@ int main(int argc, char **argv) {
     try {
         return Run(argv[1], std::move(answer), std::move(lock));
     } catch (const std::bad_alloc &) {
-        syslog(LOG_ERR, "the service %s has no keeper any more: out of memory", argv[1]);
+        syslog(LOG_ERR, "the service %s is no longer supervised: out of memory", argv[1]);
         return 1;
     }
 }

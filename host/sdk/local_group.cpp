@@ -47,12 +47,12 @@ std::vector<std::string> MembersOf(const ZAFOGROUP &group) {
     return members;
 }
 
-// Which part of the record the files cannot hold; nullptr if none.
+// Why the files cannot hold the record; nullptr if they can.
 const char *Unfit(const ZAFOGROUP &group, const std::vector<std::string> &members) {
-    if (group.szName == nullptr || !zafo::IsAccountName(group.szName)) return "the name";
-    if (!zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid)) return "the number";
+    if (group.szName == nullptr || !zafo::IsAccountName(group.szName)) return "invalid name";
+    if (!zafo::OrdinaryNumbers::OfGroups().Hold(group.nGid)) return "number out of range";
     const bool fit = std::all_of(members.begin(), members.end(), zafo::IsAccountName);
-    return fit ? nullptr : "a member's name";
+    return fit ? nullptr : "invalid member name";
 }
 
 // Adds the group to the shadow file, if the system has one: no password, no administrators.

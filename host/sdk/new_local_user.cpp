@@ -31,12 +31,12 @@ bool IsPathOrNone(const char *path) {
     return TextOf(path).empty() || zafo::IsPathField(path);
 }
 
-// Which part of the record the files cannot hold; nullptr if none.
+// Why the files cannot hold the record; nullptr if they can.
 const char *Unfit(const ZAFOUSER &user) {
-    if (user.szName == nullptr || !zafo::IsAccountName(user.szName)) return "the name";
-    if (!zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid)) return "the number";
-    if (!IsPathOrNone(user.pw_dir)) return "the home folder";
-    return IsPathOrNone(user.pw_shell) ? nullptr : "the login shell";
+    if (user.szName == nullptr || !zafo::IsAccountName(user.szName)) return "invalid name";
+    if (!zafo::OrdinaryNumbers::OfUsers().Hold(user.pw_uid)) return "number out of range";
+    if (!IsPathOrNone(user.pw_dir)) return "invalid home folder";
+    return IsPathOrNone(user.pw_shell) ? nullptr : "invalid login shell";
 }
 
 std::string PasswdLine(const ZAFOUSER &user, const zafo::NewUserDefaults &defaults) {
@@ -78,7 +78,8 @@ int CheckPlace(const ZAFOUSER &user, const std::string &passwd) {
     const auto primary = zafo::FindGroup(
         groups, [&](const zafo::GroupEntry &group) { return IsPrimaryGroup(group, user.pw_gid); });
     if (primary) return 0;
-    return zafo::Refuse("user", user.szName, "the primary group is not there, or the system's own",
+    return zafo::Refuse("user", user.szName,
+                        "the primary group does not exist or is a system group",
                         QLIB_ERR_NO_SUCH_GROUP);
 }
 
@@ -101,7 +102,8 @@ int Create(const ZAFOUSER &user) {
     }
     const zafo::NewUserDefaults defaults = zafo::ReadNewUserDefaults();
     if (PasswdLine(user, defaults).size() > zafo::kLongestLine) {
-        return zafo::Refuse("user", user.szName, "its line is too long", QLIB_ERR_BAD_ARGUMENT);
+        return zafo::Refuse("user", user.szName, "its passwd line is too long",
+                            QLIB_ERR_BAD_ARGUMENT);
     }
     const zafo::AccountLock lock;
     if (!lock.IsHeld()) return QLIB_ERR_OPEN_FAILED;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every record that the writers of new accounts can make: all combinations of the
-// classes that a server may know and of what may be left out, against texts put together
-// from a table of their own.
+// Every record that the writers of new accounts can produce: all combinations of the classes that a
+// server may know and of the optional fields, compared with texts assembled from an independent
+// table.
 #include "src/accounts/account_record.h"
 #include "src/accounts/group_record.h"
 #include "src/accounts/user_record.h"
@@ -12,8 +12,8 @@
 namespace zafo::accounts_test::records {
 namespace {
 
-// One group of lines. What stands in braces is put in; a line that begins with "{?" is left out
-// when that text is empty.
+// One group of lines. Text in braces is substituted; a line that begins with "{?" is omitted when
+// the value is empty.
 struct Block {
     unsigned bit;
     const char *text;
@@ -84,7 +84,7 @@ const Block kGroupBlocks[] = {
      "objectClass: sambaIdmapEntry\n"},
 };
 
-// "{key}" becomes the value, "{?attribute: key}" a whole line or nothing.
+// Replaces "{key}" with the value, and "{?attribute: key}" with a whole line or nothing.
 std::string Filled(std::string text, const Values &values) {
     size_t at = 0;
     for (size_t open; (open = text.find('{', at)) != std::string::npos;) {
@@ -104,7 +104,7 @@ std::string Filled(std::string text, const Values &values) {
     return text;
 }
 
-// The records of all schemas, one after the other.
+// The records of all schemas in sequence.
 template <size_t n>
 Texts Expected(const Block (&blocks)[n], const std::vector<unsigned> &schemas,
                const std::string &dn, const Values &values) {
@@ -122,7 +122,7 @@ Texts Expected(const Block (&blocks)[n], const std::vector<unsigned> &schemas,
     return records;
 }
 
-// The schemas made of the bits of the blocks: every subset.
+// The schemas formed from the bits of the blocks: every subset.
 template <size_t n>
 std::vector<unsigned> AllSchemas(const Block (&blocks)[n]) {
     std::vector<unsigned> schemas;
@@ -149,7 +149,7 @@ class RecordGrid : public WritingTest {
         return text;
     }
 
-    // Writes the records of all schemas into one file, and each alone when that differs.
+    // Writes the records of all schemas into one file, and each one separately where it differs.
     template <class Writer>
     void ExpectRecords(const std::vector<unsigned> &schemas, const Texts &expected,
                        const Writer &write) {
@@ -171,7 +171,7 @@ class RecordGrid : public WritingTest {
     const List extra_{"l", "Berlin", "odd"};
 };
 
-// What is left out of a user: bits of `left_out`.
+// The omitted fields of a user: bits of `left_out`.
 enum : unsigned { kFullName, kHome, kShell, kMail, kPassword, kSid, kExtra, kOptions };
 
 struct UserInput {
@@ -181,7 +181,7 @@ struct UserInput {
     bool has_extra;
 };
 
-// Some of the fields left out: NULL, or for every second combination empty.
+// Omitted fields are NULL, or empty for every second combination.
 UserInput InputWithout(unsigned left_out) {
     const auto is_out = [=](unsigned option) { return (left_out >> option & 1) != 0; };
     const Text nothing = left_out / 3 % 2 == 0 ? Text() : Text("");
@@ -267,7 +267,7 @@ TEST_F(RecordGrid, GroupOfEverySchemaAndEveryOptionalField) {
     }
 }
 
-// ldapmodify(1) drops what the C locale calls blank; within a value it stays.
+// ldapmodify(1) strips what the C locale considers blank; a blank within a value is kept.
 TEST_F(RecordGrid, ValueThatBeginsWithAnyBlankIsWrittenInBase64) {
     const std::pair<const char *, const char *> kLines[] = {
         {" x", "mail:: IHg=\n"},  {"\tx", "mail:: CXg=\n"}, {"\vx", "mail:: C3g=\n"},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Account functions against the fake tools: what the directory answers, and what was asked of
-// it and written to it.
+// Account functions against the fake tools: scripted answers of the directory, and the searches and
+// changes that it receives.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ namespace zafo::core_test {
 
 class AccountsTest : public CoreTest {
   protected:
-    // What the next searches print, one text a search; the last is printed again and again.
+    // Output of the next searches, one text per search; the last is repeated.
     void Answer(const Texts &answers) {
         for (const std::string &ldif : answers)
             tools_.On("ldapsearch").IgnoreSignals().Output(ldif);
@@ -29,13 +29,13 @@ class AccountsTest : public CoreTest {
         }
         return calls;
     }
-    // What a search looks like that is bound to nobody.
+    // The arguments of an anonymous search.
     static Texts Searched(const Texts &rest) {
         Texts arguments = {"-LLL", "-x", "-H", "ldap://server"};
         arguments.insert(arguments.end(), rest.begin(), rest.end());
         return arguments;
     }
-    // The change files that ldapmodify was given.
+    // The change files passed to ldapmodify.
     Texts Changes() const {
         Texts changes;
         for (const rig::FakeCall &call : tools_.Calls()) {
@@ -47,7 +47,7 @@ class AccountsTest : public CoreTest {
     }
 };
 
-// The answer "ATTRIBUTE: VALUE" of an entry.
+// An entry's answer "ATTRIBUTE: VALUE".
 inline std::string Entry1(const std::string &attribute, const std::string &value) {
     return "dn: cn=entry\n" + attribute + ": " + value + "\n\n";
 }

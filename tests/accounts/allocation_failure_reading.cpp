@@ -14,7 +14,7 @@ constexpr const char *kUsers = "dn: uid=ann,dc=a\nuid: ann\n\ndn: uid=bob,dc=a\n
 constexpr const char *kStaff =
     "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 1000\nmemberUid: bob\ndescription: All\n\n";
 constexpr const char *kGroups = "dn: cn=staff,dc=a\ncn: staff\n\ndn: cn=all,dc=a\ncn: all\n\n";
-// Members that do not fit a list's first block.
+// Too many members for a list's first block.
 const std::string kLargeGroup =
     "dn: cn=staff,dc=a\ncn: staff\ngidNumber: 1000\nmemberUid: " + std::string(3000, 'm') + "\n\n";
 constexpr const char *kSubschema = "dn:\nsubschemaSubentry: cn=Subschema\n\n";
@@ -107,7 +107,7 @@ void RunDNOfUser(Outcome &outcome) {
     if (outcome.result >= 0) outcome.Note("%s", dn);
 }
 
-// A call whose result says all.
+// A call whose only output is its result.
 template <int (*Ask)()>
 void RunPlain(Outcome &outcome) {
     outcome.result = Ask();
@@ -130,7 +130,7 @@ int CheckConnection() {
     return ZAFOLDAPClientCheckBindInfo(&kLoginHost);
 }
 
-// What must be among the lines that a call logs when its allocations fail one by one.
+// Lines that must appear when the allocations of a call fail one by one.
 class LoggedAllocationFailure : public ConnectionTest {
   protected:
     void ExpectLogged(const std::function<void(rig::FakeTools &)> &script, void (*run)(Outcome &),
@@ -153,7 +153,7 @@ class LoggedAllocationFailure : public ConnectionTest {
 };
 
 TEST_F(LoggedAllocationFailure, SaysWhatFailed) {
-    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer replaces the allocator";
     ExpectLogged(Script({kUsers}), RunListing<ListUsers>,
                  {"QLIBCSzListPush failed. [uid=bob,dc=a] [0x0200]"});
     ExpectLogged(NoScript, RunPlain<CountUsers>, {"init user enum request failed[0x0200]"});
@@ -173,7 +173,7 @@ TEST_F(LoggedAllocationFailure, SaysWhatFailed) {
 
 const Calls &ReadingCalls() {
     static const std::vector<int> kStart = {0x0200, 0x0900};
-    // A check that got through has cleared the slot; an unreadable schema is not supported.
+    // A successful check has cleared the slot; an unreadable schema counts as not supported.
     static const std::vector<int> kChecked = {kStaleLdapCode, 0, -65537};
     static const Calls kCalls = {
         {"BrowserUserEnumAll", Script({kUsers}), RunListing<ListUsers>, {-1}, kStart},

@@ -41,8 +41,8 @@ void RunAtomicIncr(Outcome &outcome) {
     outcome.Note("%d", static_cast<int>(value));
 }
 
-// A bound that cannot be read is no failure, but the answers are then those to other
-// questions: there is no number in them.
+// An unreadable bound is not a failure, but the following answers then belong to other questions:
+// they contain no number.
 void ScriptPool(rig::FakeTools &tools) {
     Answer(tools, {"dn: cn=MinID\nuidNumber: 1000\n\n", "dn: cn=MaxID\nuidNumber: 2000\n\n",
                    "dn: cn=CurID\nuidNumber: 1500\n\n", "dn: uid=somebody\n\n",
@@ -92,7 +92,7 @@ void RunSuggestBaseDN(Outcome &outcome) {
 
 constexpr const char *kHomes = "/var/lib/exports/server/homes";
 
-// Without memory for good umount(8) cannot be run; what stays mounted then is logged, and
+// When memory runs out for good, umount(8) cannot be run; whatever stays mounted is logged, and
 // unmounted here.
 void EndHomes(Outcome &outcome, const char *folder) {
     FailingAllocator::StopFailing();
@@ -123,7 +123,7 @@ void ScriptUsers(rig::FakeTools &tools) {
     Answer(tools, {"dn: uid=ann\nuid: ann\n\n", "dn: uid=ann\nuid: ann\nuidNumber: 0\n\n"});
 }
 
-// A user whose folder cannot be made is passed over, so only the export is looked at.
+// A user whose folder cannot be created is skipped, so only the export is checked.
 void RunHomeCreateAll(Outcome &outcome) {
     ZAFOLDAP_HOST host = kHost;
     host.szLoginSuffix = "example.com";
@@ -167,7 +167,7 @@ const Calls &HomeCalls() {
     return kCalls;
 }
 
-// A SID that cannot be made for want of memory fails nothing; it has a row of its own.
+// Failing to generate a SID for lack of memory is not an error; it has its own row.
 ZAFOLDAP_HOST WritingHost() {
     ZAFOLDAP_HOST host = kHost;
     host.szLoginSuffix = "example.com";
@@ -177,7 +177,7 @@ ZAFOLDAP_HOST WritingHost() {
 }
 
 char *Writable(const char *text) {
-    return const_cast<char *>(text);  // records are not written to
+    return const_cast<char *>(text);  // records are read-only here
 }
 
 void RunUserCreate(Outcome &outcome) {
@@ -241,7 +241,7 @@ void RunDeleteUser(Outcome &outcome) {
     FailingAllocator::StopFailing();
 }
 
-// What cannot be looked up for want of memory counts as taken.
+// What cannot be looked up for lack of memory counts as taken.
 const Calls &WritingCalls() {
     static const std::vector<int> kCodes = {0x0200, 0x0900, 0x0B00};
     static const Calls kCalls = {
@@ -276,8 +276,8 @@ const Calls &WritingCalls() {
     return kCalls;
 }
 
-// An account that cannot be copied for want of memory is passed over: what counts is that nothing is
-// lost on the way and that the call comes back.
+// An account that cannot be copied for lack of memory is skipped: the test only checks that nothing
+// leaks and that the call returns.
 void ScriptLocalAccounts(rig::FakeTools &) {
     for (const auto &[file, line] :
          {std::pair{"/etc/passwd", "ann:x:2001:2001:Ann:/home/ann:/bin/sh\n"},

@@ -105,7 +105,7 @@ const Functions &SuggestFunctions() {
     return kFunctions;
 }
 
-// A user whose name is the name of a folder, or none.
+// A user, one whose name is unusable for a folder, or NULL.
 const ZAFOUSER *NamedUser(Arguments &a, bool null, bool bad_name) {
     if (bad_name) a.user.szName = std::strcpy(a.name, "../ann");
     return Unless(null, &a.user);
@@ -374,13 +374,13 @@ const Functions &MembershipChanges() {
     return kFunctions;
 }
 
-// A changed text of a record, which may be too many lines.
+// A changed field of a record, which may contain a line break.
 char *Line(bool two_lines, const char *good = "v") {
-    return const_cast<char *>(Text(false, two_lines, good));  // records are not written to
+    return const_cast<char *>(Text(false, two_lines, good));  // records are read-only here
 }
 
-// The user of the checks from 3 on: NULL, no name, an empty one, no number, then texts that
-// break a line in the order of the checks.
+// The user for the checks from 3 on: NULL, without a name, with an empty one, without a number,
+// then with a line break in each text, in the order of the checks.
 ZAFOUSER *NewUser(Arguments &a, Bad bad) {
     a.user.szName = bad(4) ? nullptr : bad(5) ? Line(false, "") : Line(bad(7));
     a.user.pw_uid = bad(6) ? UID_ERR : 1000;
@@ -392,7 +392,7 @@ ZAFOUSER *NewUser(Arguments &a, Bad bad) {
     return Unless(bad(3), &a.user);
 }
 
-// pHost and pHost->szUri, the checks 0 and 1, and the line of pHost->szBaseDN.
+// pHost and pHost->szUri are checks 0 and 1, then the line check of pHost->szBaseDN.
 ZAFOLDAP_HOST *UriHost(Arguments &a, Bad bad, bool two_lines) {
     ZAFOLDAP_HOST *host = a.Host(bad);
     for (ZAFOLDAP_HOST *each : {&a.host, &a.no_uri})
@@ -400,7 +400,7 @@ ZAFOLDAP_HOST *UriHost(Arguments &a, Bad bad, bool two_lines) {
     return host;
 }
 
-// The same and pHost->szBaseDN, the check 2.
+// The same with pHost->szBaseDN as check 2.
 ZAFOLDAP_HOST *BaseHost(Arguments &a, Bad bad, bool two_lines) {
     ZAFOLDAP_HOST *host = UriHost(a, bad, two_lines);
     if (bad(2)) a.host.szBaseDN = nullptr;
@@ -450,7 +450,7 @@ const Functions &CreatingFunctions() {
     return kFunctions;
 }
 
-// The changes of the checks from 4 on: none at all, then texts that break a line.
+// The changes for the checks from 4 on: none at all, then a line break in each text.
 ZAFOUSER *ChangedUser(Arguments &a, Bad bad) {
     a.user = {};
     a.user.pw_uid = UID_ERR;

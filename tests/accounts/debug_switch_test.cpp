@@ -14,13 +14,13 @@ using testing::ElementsAre;
 class AccountsDebug : public AccountsTest {
   protected:
     AccountsDebug() { EXPECT_EQ(ZAFOLDAPDebugEnabled(), 1); }
-    // Change files are kept while debugging.
+    // Change files are kept in debug mode.
     ~AccountsDebug() override {
         for (const auto &entry : std::filesystem::directory_iterator("/tmp")) {
             if (entry.path().extension() == ".ldif") std::filesystem::remove(entry.path());
         }
     }
-    // What was logged by one source of the library, as "text".
+    // The log lines of one library source, as "text".
     Texts LoggedBy(const std::string &source) {
         Texts texts;
         for (const std::string &message : log_.Messages()) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every run of a tool that look-ups and membership changes consist of fails in
-// turn: with exit codes, by a signal, or because there is no tool.
+// Look-ups and membership changes run several tools; each run fails in turn: with exit codes, by a
+// signal, or because the tool is missing.
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -35,11 +35,11 @@ const unsigned int kGid = 1000;
 
 using Host = const ZAFOLDAP_HOST *;
 
-// In log lines %K is the library error's key and code, %P the platform's code.
+// In log lines %K stands for the library error's key and code, %P for the platform's code.
 struct Run {
     const char *name;
-    std::vector<const char *> answers;  // to the searches before
-    const char *tool;                   // it fails after them
+    std::vector<const char *> answers;  // to the preceding searches
+    const char *tool;                   // fails after them
     int (*call)(Host);
     Texts log = {};
     Texts log_without_tool = {};
@@ -233,14 +233,14 @@ const Run kRuns[] = {
 
 class FailingTool : public ReadingTest, public testing::WithParamInterface<Run> {
   protected:
-    // Everything afresh.
+    // Resets all state.
     void Clear() {
         tools_.Reset();
         log_.Clear();
         core_test::SetStaleCodes();
     }
 
-    // The answers before the failing run given.
+    // Scripts the answers that precede the failing run.
     rig::FakeScript Prepare() {
         Clear();
         for (const char *answer : GetParam().answers)
@@ -248,7 +248,7 @@ class FailingTool : public ReadingTest, public testing::WithParamInterface<Run> 
         return tools_.On(GetParam().tool);
     }
 
-    // The failing run's tool is gone as soon as the runs before it have been answered.
+    // Removes the failing run's tool once the runs before it have been answered.
     void PrepareWithout(std::optional<core_test::WithoutTool> *without) {
         Clear();
         const auto &answers = GetParam().answers;
@@ -283,7 +283,7 @@ class FailingTool : public ReadingTest, public testing::WithParamInterface<Run> 
         if (at != std::string::npos) text.replace(at, what.size(), with);
     }
 
-    // What runs ldapmodify has a word on killed and missing tools itself.
+    // The code that runs ldapmodify logs killed and missing tools itself.
     Texts LoggedBesidesTheRunner() {
         Texts texts;
         for (const std::string &message : log_.Messages()) {
@@ -346,7 +346,7 @@ class ChangeFileTrouble : public ReadingTest {
 
 // "delete: memberUid" alone would mean every member.
 TEST_F(ChangeFileTrouble, FileThatTheDiskCutsShortIsNotRun) {
-    for (const int names : {1, 2000}) {  // cut when it is flushed, and before
+    for (const int names : {1, 2000}) {  // cut off at the flush, and before it
         rlimit before{};
         getrlimit(RLIMIT_FSIZE, &before);
         const rlimit little{64, before.rlim_max};
@@ -362,7 +362,7 @@ TEST_F(ChangeFileTrouble, FileThatTheDiskCutsShortIsNotRun) {
     EXPECT_EQ(Run(2000), 0) << "with room it is run";
 }
 
-// "/tmp" without room for one more name; the fake tools' folder is still in it.
+// Fills "/tmp" until no name can be added; the fake tools' folder remains in it.
 class NoMoreNames {
   public:
     NoMoreNames() {

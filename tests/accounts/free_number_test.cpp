@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The walk over the used numbers of a pool.
+// Choosing a free number from a pool.
 #include "src/accounts/free_number.h"
 
 #include <algorithm>
@@ -66,7 +66,7 @@ TEST(NextFreeNumber, IsNothingInAFullPoolWhereverTheCounterStands) {
         EXPECT_EQ(NextFreeNumber(kFull, counter, pool), kNone) << counter;
 }
 
-// What the walk means, one number after the other.
+// The specification of the search: try one number after another.
 std::optional<uint64_t> Naive(const Numbers &used, uint64_t counter, NumberRange pool) {
     Numbers candidates;
     for (uint64_t n = counter + 1; n <= pool.highest; ++n)

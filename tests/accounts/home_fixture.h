@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Exports of home folders that the real mount(8) mounts, and the rule that nothing stays mounted.
+// Exports of home folders mounted by the real mount(8); nothing may stay mounted after a test.
 #pragma once
 
 #include <sys/stat.h>
@@ -43,14 +43,15 @@ class Exports {
     Exports(const Exports &) = delete;
     Exports &operator=(const Exports &) = delete;
 
-    // What "server" exports as `path` from now on, as the folder on its disk.
+    // From now on "server" exports `path`. Returns the folder behind it.
     static fs::path Add(const std::string &path = "/homes", const std::string &host = "server") {
         const fs::path folder = std::string(kRoot) + "/" + host + path;
         fs::create_directories(folder);
         return folder;
     }
 
-    // The words of each call of mount(8), quoted; the host platform's own stand before the library's.
+    // The quoted words of each mount(8) call; the host platform's own words precede the
+    // library's.
     static std::vector<std::string> Mounted() { return LinesOf(kCalls); }
     static std::string MountPoint() { return "/zafoldaphomefolder." + std::to_string(getpid()); }
     static std::string MountCall(const std::string &what) {
@@ -65,7 +66,7 @@ class Exports {
     std::vector<std::string> mounts_;
 };
 
-// Owner, group and mode of what a path names itself.
+// Owner, group and mode of a path, without following links.
 struct Ownership {
     uid_t uid = 0;
     gid_t gid = 0;
@@ -81,7 +82,7 @@ inline void PrintTo(const Ownership &ownership, std::ostream *out) {
     *out << ownership.uid << ":" << ownership.gid << " " << std::oct << ownership.mode << std::dec;
 }
 
-// An ordinary user's private root has one user only.
+// An ordinary user's private root maps only one user.
 inline bool CanGiveFoldersAway() {
     const fs::path folder = "/tmp/given-away";
     fs::create_directory(folder);
@@ -94,7 +95,7 @@ inline bool CanGiveFoldersAway() {
 
 inline constexpr Ownership kAnnsFolder{4001, 4002, S_IFDIR | 0700};
 
-// A user with the numbers of that folder.
+// A user with the numbers of the folder.
 class User : public ZAFOUSER {
   public:
     explicit User(std::string name = "ann") : ZAFOUSER{}, name_(std::move(name)) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Compare-and-swap, and counters made of it.
+// Compare-and-swap, and counters built on it.
 #include "platform/error.h"
 #include "tests/accounts/accounts_fixture.h"
 #include "tests/core/without_tool.h"
@@ -41,7 +41,7 @@ TEST_F(AtomicRemoveAdd, WritesExactlyTheseLines) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-TEST_F(AtomicRemoveAdd, TextsAreNoFormatAndKeepALeadingBlank) {
+TEST_F(AtomicRemoveAdd, TextsAreNotFormatsAndKeepALeadingBlank) {
     EXPECT_EQ(Swap("%n%s%%", " 42"), 0);
     EXPECT_THAT(Changes(), ElementsAre("dn: cn=CurID,cn=zafoconf,dc=example,dc=com\n"
                                        "changetype: modify\ndelete: uidNumber\n"
@@ -49,7 +49,7 @@ TEST_F(AtomicRemoveAdd, TextsAreNoFormatAndKeepALeadingBlank) {
                                        "uidNumber:: IDQy\n"));
 }
 
-TEST_F(AtomicRemoveAdd, ValueThatIsNotThereIsTheServersError) {
+TEST_F(AtomicRemoveAdd, MissingValueIsTheServersError) {
     tools_.On("ldapmodify").Exit(16);
     EXPECT_EQ(Swap(), -1);
     EXPECT_EQ(ZAFOLDAPErrGet(), 16);
@@ -120,7 +120,7 @@ TEST_F(AtomicIncr, TenthLostSwapIsAFailure) {
     EXPECT_EQ(ZAFOLDAPErrGet(), 16);
 }
 
-// The server compares the text it holds with the number as it is printed.
+// The server compares its stored text with the number as printed.
 TEST_F(AtomicIncr, CounterThatIsNotCanonicalIsNeverMatched) {
     for (const char *text : {"041", "+41", "41 "}) {
         SCOPED_TRACE(text);
@@ -155,7 +155,7 @@ struct Decision {
     const ZAFOLDAP_HOST *host = nullptr;
 };
 
-// Reports twice the value and moves the counter to 100.
+// Returns twice the value and sets the counter to 100.
 int Decide(const ZAFOLDAP_HOST *host, uint64_t *value, uint64_t *next, void *truck) {
     auto *decision = static_cast<Decision *>(truck);
     decision->host = host;

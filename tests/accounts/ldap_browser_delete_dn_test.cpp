@@ -71,11 +71,11 @@ TEST_F(DeleteDN, DNThatBreaksALineIsRefused) {
 struct Kind {
     const char *name;
     int (*remove)(const ZAFOLDAP_HOST *, const char *);
-    const char *filter;  // before the name
+    const char *filter;  // precedes the name
     const char *ambiguous;
     int not_found;
-    std::vector<Step> after;  // tools that run once the entry is gone
-    Texts refused;            // logged beside the refusal itself
+    std::vector<Step> after;  // tools that run after the entry has been deleted
+    Texts refused;            // logged in addition to the refusal itself
 };
 
 void PrintTo(const Kind &kind, std::ostream *out) {
@@ -126,7 +126,7 @@ TEST_P(DeleteByName, FoundDNThatBeginsWithABlankIsWrittenInBase64) {
     EXPECT_EQ(Changes().at(0), Deletion(": IGNuPXg="));
 }
 
-TEST_P(DeleteByName, NameThatNobodyHasSetsTheError) {
+TEST_P(DeleteByName, UnknownNameSetsTheError) {
     EXPECT_EQ(Delete(), -1);
     ExpectSlots(kStaleLdapCode, GetParam().not_found);
     EXPECT_THAT(Commands(), ElementsAre(Search()));

@@ -77,7 +77,7 @@ TEST_P(EnumAll, EitherListMayBeLeftOut) {
     EXPECT_THAT(names_.Items(), ElementsAre("a", "b"));
 }
 
-TEST_P(EnumAll, EntryWithoutDNOrNameIsPassedOver) {
+TEST_P(EnumAll, EntryWithoutDNOrNameIsSkipped) {
     const std::string name = std::string(GetParam().name_attr) + ": nameless\n\n";
     Answer(Entry("x=1", {}) + name + Entry("x=2", {"b"}));
     EXPECT_EQ(Run(), 1);

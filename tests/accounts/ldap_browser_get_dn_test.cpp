@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From a filter or a name to a DN, and from a DN to a name.
+// DNs from filters and names, and names from DNs.
 #include "tests/accounts/twins.h"
 
 namespace zafo::accounts_test {
@@ -63,8 +63,8 @@ TEST_F(GetFirstDN, DNIsCutToTheBuffer) {
     }
 }
 
-// A DN of the server is text for people here, not a format.
-TEST_F(GetFirstDN, DNIsNoFormat) {
+// A DN from the server is used as text, never as a format string.
+TEST_F(GetFirstDN, DNIsNotAFormat) {
     Answer("dn: uid=100%n%s,dc=x\n\n");
     EXPECT_EQ(Run(), 1);
     EXPECT_STREQ(dn_, "uid=100%n%s,dc=x");
@@ -95,7 +95,7 @@ TEST_P(DNByName, NameStandsInTheFilterAsItIs) {
                 ElementsAre(SearchWords(kBase, {Filter(GetParam().name_attr, "a*)(uid=\\2a%s")})));
 }
 
-TEST_P(DNByName, CountTellsUniqueFromAmbiguousNames) {
+TEST_P(DNByName, CountDistinguishesUniqueFromAmbiguousNames) {
     EXPECT_EQ(Run("ann"), 0);
     EXPECT_STREQ(dn_, kUntouched);
     Answer("dn: x=1\n\n");

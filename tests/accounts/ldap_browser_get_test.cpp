@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One user or group read into the platform's record.
+// Reading a user or group into the platform's record.
 #include <ctime>
 #include <utility>
 
@@ -24,7 +24,7 @@ class UserGet : public ReadingTest {
     }
     void Free() { ZAFOUserFree(std::exchange(user_, nullptr)); }
 
-    // All fields in the record's order.
+    // All fields in declaration order.
     Texts Fields() const {
         return {OrNull(user_->szName),
                 OrNull(user_->szPasswd),
@@ -39,7 +39,7 @@ class UserGet : public ReadingTest {
                 std::to_string(user_->nType)};
     }
 
-    // The flag for a password changed that many days ago.
+    // The flag when the password was changed that many days ago.
     int FlagAfter(long days, const char *min) {
         const long changed = static_cast<long>(time(nullptr) / 86400) - days;
         EXPECT_EQ(Run("dn: uid=ann,dc=x\nuid: ann\nshadowMin: " + std::string(min) +
@@ -69,7 +69,7 @@ TEST_F(UserGet, FillsEveryFieldFromTheFirstValue) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-TEST_F(UserGet, WhatTheEntryLacksIsSaidSo) {
+TEST_F(UserGet, MissingAttributesAreReported) {
     EXPECT_EQ(Run("dn: uid=ann,dc=x\nuid: ann\n\n"), 1);
     EXPECT_THAT(Fields(), ElementsAre("ann", "(null)", "4294967295", "4294967295", "(null)",
                                       "(null)", "(null)", "0", "0", "(null)", "8"));
@@ -103,8 +103,8 @@ TEST_F(UserGet, NumbersAreReadAsDecimal) {
     }
 }
 
-// Cut to 32 bits, 4294967296 would be the superuser.
-TEST_F(UserGet, NumbersBeyond32BitsAreNone) {
+// Truncated to 32 bits, 4294967296 would be the superuser's number.
+TEST_F(UserGet, NumbersBeyond32BitsAreInvalid) {
     for (const char *text : {"4294967296", "-2147483649", "99999999999999999999"}) {
         SCOPED_TRACE(text);
         EXPECT_EQ(Run(std::string("dn: x\nuid: ann\nuidNumber: ") + text + "\n\n"), 1);
@@ -159,7 +159,7 @@ TEST_F(UserGet, OfSeveralEntriesTheFirstIsRead) {
     EXPECT_STREQ(user_->szName, "ann");
 }
 
-// What stands there is nobody's record: it is neither read nor freed.
+// The old content is not a record: it is neither read nor freed.
 TEST_F(UserGet, PointerIsOverwrittenOnSuccessOnly) {
     ZAFOUSER nobody{};
     ZAFOUSER *user = &nobody;
@@ -175,7 +175,7 @@ TEST_F(UserGet, PointerIsOverwrittenOnSuccessOnly) {
     for (const std::string name : {"ann", "bob"}) {
         EXPECT_EQ(read("dn: x\nuid: " + name + "\n\n"), 1);
         EXPECT_EQ(user->szName, name);
-        ZAFOUserFree(user);  // and the pointer dangles
+        ZAFOUserFree(user);  // leaves the pointer dangling
     }
 }
 
@@ -331,7 +331,7 @@ TEST_F(GroupGet, PointerIsOverwrittenOnSuccessOnly) {
     for (const std::string name : {"staff", "crew"}) {
         EXPECT_EQ(read("dn: x\ncn: " + name + "\ngidNumber: 1\n\n"), 1);
         EXPECT_EQ(group->szName, name);
-        ZAFOGroupFree(group);  // and the pointer dangles
+        ZAFOGroupFree(group);  // leaves the pointer dangling
     }
 }
 

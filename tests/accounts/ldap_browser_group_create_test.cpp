@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Adding a group: which tools run with what, the record that is written, and what comes of
-// every failure on the way.
+// Adding a group: the tools that run and their arguments, the record written, and the effect of
+// each possible failure.
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
 
@@ -20,7 +20,7 @@ const std::string kNumberSearch =
     SearchCommand(kBase, "(&(objectClass=posixGroup)(gidNumber=2001)) dn");
 const std::string kDomainDN = "sambaDomainName=example," + kBase;
 
-// All tools of a creation on a server with Samba's schema.
+// All tools of a creation on a server with the Samba schema.
 const std::vector<Step> kSteps = {
     {"ldapsearch"},          {"ldapsearch"}, {"ldapsearch", kDomain}, {"ldapsearch", kDomain},
     {"ldapsearch", kDomain}, {"ldapmodify"}, {"ldapmodify"},
@@ -169,7 +169,7 @@ TEST_F(GroupCreate, EveryFailingToolHasThisOutcome) {
                         6,
                         {"get [sambaNextUserRid] failed.",
                          "get sambaNextUserRid from " + kDomainDN + " failed."}},
-                       {0, {}, 9, {}},  // a swap that is lost is tried again
+                       {0, {}, 9, {}},  // a lost swap is retried
                        {-1, {}, 7, {"ZAFOLDAPModify failed [staff] [0x1234]"}},
                    },
                    [this] { return Create(Staff()); });

@@ -38,7 +38,7 @@ class GroupEdit : public WritingTest {
             request.gid ? &*request.gid : nullptr);
     }
 
-    // What an edit that succeeds writes; "" when no change was run.
+    // The change written by a successful edit; "" when none was run.
     std::string ChangeOf(const Request &request, const std::string &entry = LdifOf("All")) {
         Prepare({{"ldapsearch", entry}, {"ldapsearch"}});
         EXPECT_EQ(Edit(request), 0);
@@ -69,7 +69,7 @@ TEST_F(GroupEdit, RecordsAreTheseTexts) {
     EXPECT_THAT(golden.Left(), IsEmpty());
 }
 
-TEST_F(GroupEdit, DescriptionIsComparedByBytesWithWhatThereIs) {
+TEST_F(GroupEdit, DescriptionIsComparedByBytesWithTheExistingOne) {
     const std::string head = "dn: " + kStaffDN + "\nchangetype: modify\n";
     const std::string replace = head + "replace: description\ndescription: All\n";
     const std::tuple<Text, Text, std::string> rows[] = {
@@ -99,7 +99,7 @@ TEST_F(GroupEdit, DescriptionThatMayHaveBeenCutCountsAsAnother) {
     }
 }
 
-TEST_F(GroupEdit, GroupWithoutNumberGetsEveryNumberButNone) {
+TEST_F(GroupEdit, GroupWithoutNumberGetsAnyValidNumber) {
     for (const unsigned gid : {0u, 5u, GID_ERR}) {
         Prepare({{"ldapsearch", "dn: " + kStaffDN + "\ncn: staff\n\n"}, {"ldapsearch"}});
         EXPECT_EQ(Edit({.gid = gid}), 0);
@@ -109,7 +109,7 @@ TEST_F(GroupEdit, GroupWithoutNumberGetsEveryNumberButNone) {
 
 TEST_F(GroupEdit, NameThatDiffersInCaseOfAnyAlphabetIsIgnored) {
     if (QLIBCUnicodeUTF8StrCaseCmp("\xC3\x9C", "\xC3\xBC") != 0) {
-        GTEST_SKIP() << "the platform of this build knows the case of ASCII letters only";
+        GTEST_SKIP() << "this build's platform folds only ASCII letters";
     }
     EXPECT_EQ(ChangeOf({.name = "\xC3\x9C"
                                 "BER"},
@@ -143,7 +143,7 @@ TEST_F(GroupEdit, EveryFailingToolHasThisOutcome) {
                    [this] { return Edit(kAll); });
 }
 
-TEST_F(GroupEdit, GroupThatIsNotThereIsLogged) {
+TEST_F(GroupEdit, MissingGroupIsLogged) {
     EXPECT_EQ(Edit(kAll), -1);
     EXPECT_THAT(LoggedTexts(), ElementsAre("get group " + kStaffDN + " failed. "));
     EXPECT_THAT(Commands(), ElementsAre(kRead));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The change files of membership changes, byte for byte, and when there is none.
+// The change files of membership changes, byte for byte, and when none is written.
 #include <algorithm>
 
 #include "tests/accounts/reading_fixture.h"
@@ -13,7 +13,7 @@ constexpr const char *kUserDN = "uid=ann,ou=people,dc=x";
 
 class MembershipChange : public ReadingTest {
   protected:
-    // The words of a change, its file's name left out, and that file.
+    // A change's arguments without the file name, and the file.
     struct Modify {
         Texts words;
         std::string file;
@@ -182,7 +182,7 @@ TEST_F(MembershipChange, LooksUpWhatItNeeds) {
     EXPECT_THAT(Commands(), ElementsAre(name, groups, name, groups));
 }
 
-// Two runs of tools however many groups there are, and lines for what changes only.
+// Two tool runs no matter how many groups there are, and lines only for what changes.
 TEST_F(MembershipChange, WorkGrowsWithWhatChanges) {
     constexpr int kGroups = 2000;
     constexpr long kLinesOfAChange = 8, kLinesOfARename = 14;
@@ -215,7 +215,7 @@ TEST_F(MembershipChange, BindsAsTheConnectionSays) {
                             "cn=admin", "-f", "FILE", "-w", "secret"));
 }
 
-TEST_F(MembershipChange, MembershipThatIsThereAlreadyIsNotWritten) {
+TEST_F(MembershipChange, ExistingMembershipIsNotWritten) {
     Answer(kListed);
     EXPECT_EQ(AddTo({"cn=staff,cn=groups,dc=x", "CN=OLD,DC=X"}), 0);
     EXPECT_THAT(Changes(), IsEmpty());
@@ -245,7 +245,7 @@ TEST_F(MembershipChange, FilterThatIsTooLongIsRefused) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-TEST_F(MembershipChange, DNOfNobodyIsNoSuchUser) {
+TEST_F(MembershipChange, DNOfAMissingUserIsNoSuchUser) {
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserDN(&host_, kUserDN, List().Get(), nullptr), -1);
     ExpectSlots(kStaleLdapCode, 0x1D00);
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(&host_, kUserDN, "b"), -1);
@@ -256,7 +256,7 @@ TEST_F(MembershipChange, DNOfNobodyIsNoSuchUser) {
     EXPECT_EQ(tools_.Calls().size(), 2u);
 }
 
-// A line break would begin a line of somebody else's choice.
+// A line break would start a line of an attacker's choice.
 using LineBreak = MembershipChange;
 
 TEST_F(LineBreak, OfAnyKindIsRefusedBeforeAnythingRuns) {
@@ -273,7 +273,7 @@ TEST_F(LineBreak, OfAnyKindIsRefusedBeforeAnythingRuns) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-// "cn=a", a line break and "cn=b"
+// "cn=a", a line break, "cn=b"
 constexpr const char *kGroupWithLineBreak = "dn:: Y249YQpjbj1i\ncn: a\n\n";
 
 TEST_F(LineBreak, InADNThatTheServerGivesIsRefused) {

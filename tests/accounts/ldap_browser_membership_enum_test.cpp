@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Which groups a user is in, and which users a group has and has not.
+// Which groups a user is in, and which users are and are not in a group.
 #include "tests/accounts/reading_fixture.h"
 
 namespace zafo::accounts_test::membership_enum {
@@ -60,7 +60,7 @@ TEST_F(GroupsOfUser, EitherListMayBeLeftOut) {
     EXPECT_THAT(names_.Items(), ElementsAre("b", "a"));
 }
 
-TEST_F(GroupsOfUser, EntryWithoutDNOrNameIsPassedOver) {
+TEST_F(GroupsOfUser, EntryWithoutDNOrNameIsSkipped) {
     Answer("dn: cn=a\n\ncn: b\n\ndn: cn=c\ncn: c\n\n");
     EXPECT_EQ(Run(), 1);
     EXPECT_THAT(dns_.Items(), ElementsAre("cn=c"));
@@ -88,7 +88,7 @@ TEST_F(GroupsOfUser, ByDNGoesByTheNameThere) {
     EXPECT_THAT(names_.Items(), ElementsAre("b", "a"));
 }
 
-TEST_F(GroupsOfUser, ByDNOfNobodyIsNoSuchUser) {
+TEST_F(GroupsOfUser, ByDNOfAMissingUserIsNoSuchUser) {
     EXPECT_EQ(RunByDN(), -1);
     ExpectSlots(kStaleLdapCode, 0x1D00);
     EXPECT_THAT(log_.Messages(), IsEmpty());
@@ -234,19 +234,19 @@ TEST_F(NotInGroup, UserWhoIsBothIsLeftOut) {
     EXPECT_THAT(users_.Items(), ElementsAre("bob", "cyd", "dan"));
 }
 
-TEST_F(NotInGroup, GroupOfEverybodyLeavesNobody) {
+TEST_F(NotInGroup, GroupOfEveryoneLeavesNoOne) {
     AnswerAll(kFourUsers, "memberUid: dan\nmemberUid: cyd\nmemberUid: bob\nmemberUid: ann\n", "");
     EXPECT_EQ(Run(), 0);
     EXPECT_THAT(users_.Items(), IsEmpty());
 }
 
-TEST_F(NotInGroup, EmptyGroupLeavesEverybody) {
+TEST_F(NotInGroup, EmptyGroupLeavesEveryone) {
     AnswerAll(kFourUsers, "", "");
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(users_.Items().size(), 4u);
 }
 
-TEST_F(NotInGroup, NamesAreToldApartByCase) {
+TEST_F(NotInGroup, NamesAreCaseSensitive) {
     AnswerAll(kFourUsers, "memberUid: ANN\n", "");
     EXPECT_EQ(Run(), 0);
     EXPECT_EQ(users_.Items().size(), 4u);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Copying accounts between the local database and a directory: what is handed on, what is
-// passed over, and the lines that say so.
+// Copying accounts between the local database and a directory: what is copied, what is skipped, and
+// what is logged.
 #include "tests/accounts/local_database.h"
 #include "tests/accounts/writing_fixture.h"
 #include "zafoldap.h"
@@ -31,7 +31,7 @@ class Migration : public WritingTest {
 
     void UseSamba() { host_.nSchema |= ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT; }
 
-    // The lines of the source under test, each without its "FILE:LINE ".
+    // Log lines of the source under test, each without its "FILE:LINE ".
     Texts Said() {
         Texts said;
         for (const std::string &message : log_.Messages()) {
@@ -40,7 +40,7 @@ class Migration : public WritingTest {
         }
         return said;
     }
-    // The functions of the database that were called for a name.
+    // The database functions called with a name.
     Texts AskedFor(const std::string &name) {
         Texts functions;
         for (const std::string &call : database_.asked) {
@@ -91,7 +91,7 @@ TEST_F(UserToLDAP, ThatCannotBeListedEnds) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-TEST_F(UserToLDAP, OneThatCannotBeReadIsPassedOver) {
+TEST_F(UserToLDAP, OneThatCannotBeReadIsSkipped) {
     Fail("ZAFOUserGet", 0x0900);
     EXPECT_EQ(Run(), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOUserGet failed. [ann]. [0x0900]",
@@ -109,7 +109,7 @@ TEST_F(UserToLDAP, WithoutSambasSchemaAddsNoHashes) {
 TEST_F(UserToLDAP, WithSambasSchemaAddsTheHashes) {
     UseSamba();
     EXPECT_EQ(Run(), 0);
-    // Each is made after an identifier of the domain's was taken for it.
+    // Each user is created after taking a Samba identifier from the domain.
     const std::vector<std::string> changes = Changes();
     ASSERT_THAT(changes, SizeIs(4));
     EXPECT_THAT(changes[1],
@@ -118,7 +118,7 @@ TEST_F(UserToLDAP, WithSambasSchemaAddsTheHashes) {
     EXPECT_THAT(AskedFor("ann"), ElementsAre("ZAFOUserGet", "QLIBUserSmbPasswdGet"));
 }
 
-TEST_F(UserToLDAP, OneWhoseSambaHashesCannotBeReadIsPassedOver) {
+TEST_F(UserToLDAP, OneWhoseSambaHashesCannotBeReadIsSkipped) {
     UseSamba();
     Fail("QLIBUserSmbPasswdGet", 0x0F00);
     EXPECT_EQ(Run(), 0);
@@ -143,7 +143,7 @@ TEST_F(UserToLDAP, ServerThatRefusesEveryoneIsAskedForEveryone) {
     EXPECT_EQ(ZAFOLDAPErrGet(), 50);
 }
 
-TEST_F(UserToLDAP, NobodyIsDone) {
+TEST_F(UserToLDAP, NoUsersIsASuccess) {
     database_.users.clear();
     EXPECT_EQ(Run(), 0);
     EXPECT_THAT(tools_.Calls(), IsEmpty());
@@ -178,7 +178,7 @@ TEST_F(GroupToLDAP, ThatCannotBeListedEnds) {
     EXPECT_THAT(Said(), ElementsAre("ZAFOGroupEnum failed, [0x0900]"));
 }
 
-TEST_F(GroupToLDAP, OneThatCannotBeReadIsPassedOver) {
+TEST_F(GroupToLDAP, OneThatCannotBeReadIsSkipped) {
     Fail("ZAFOGroupGet", 0x0A00);
     EXPECT_EQ(Run(), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOGroupGet failed. [staff]. [0x0A00]",
@@ -186,7 +186,7 @@ TEST_F(GroupToLDAP, OneThatCannotBeReadIsPassedOver) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-// The buffer still holds the description of the group before.
+// The buffer still holds the previous group's description.
 TEST_F(GroupToLDAP, DescriptionThatCannotBeReadIsEmpty) {
     database_.groups[1].description = std::nullopt;
     EXPECT_EQ(Run(), 0);
@@ -195,7 +195,7 @@ TEST_F(GroupToLDAP, DescriptionThatCannotBeReadIsEmpty) {
     EXPECT_THAT(Changes()[1], Not(HasSubstr("description: all")));
 }
 
-TEST_F(GroupToLDAP, DescriptionOfTheGroupBeforeIsNotTheNextOnes) {
+TEST_F(GroupToLDAP, DescriptionOfOneGroupIsNotUsedForTheNext) {
     database_.undescribed = "nobody";
     EXPECT_EQ(Run(), 0);
     ASSERT_THAT(Changes(), SizeIs(2));
@@ -231,7 +231,7 @@ class UserToLocal : public Migration {
   protected:
     UserToLocal() { host_.szLoginSuffix = "example.com"; }
 
-    // Copies users whose entries are these.
+    // Copies users with these entries.
     int Run(const Texts &entries) {
         std::string list;
         for (size_t i = 0; i < entries.size(); ++i)
@@ -294,8 +294,8 @@ TEST_F(UserToLocal, RandomPasswordIsANumberAndTheTime) {
     EXPECT_THAT(passwords, SizeIs(2));
 }
 
-// The clear text must not be stored in the place of a hash.
-TEST_F(UserToLocal, RandomPasswordThatCannotBeHashedIsNoPassword) {
+// The clear text must not be stored as a hash.
+TEST_F(UserToLocal, RandomPasswordThatCannotBeHashedBecomesNoPassword) {
     tools_.On("slappasswd").Exit(1);
     EXPECT_EQ(RunOne(), 0);
     ASSERT_THAT(database_.stored_users, SizeIs(1));
@@ -308,13 +308,13 @@ TEST_F(UserToLocal, ThatCannotBeListedEnds) {
     EXPECT_THAT(Said(), ElementsAre("ZAFOLDAPBrowserUserEnumAll failed, [0x1234]"));
 }
 
-TEST_F(UserToLocal, OneThatCannotBeReadIsPassedOver) {
+TEST_F(UserToLocal, OneThatCannotBeReadIsSkipped) {
     EXPECT_EQ(Run({"", UserEntry("bob", 1002, WithPassword("{crypt}x"))}), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOLDAPBrowserUserGet failed. [uid=u0,dc=x]. [0x1234]"));
     EXPECT_THAT(database_.stored_users, SizeIs(1));
 }
 
-TEST_F(UserToLocal, NameThatIsTakenIsPassedOver) {
+TEST_F(UserToLocal, NameThatIsTakenIsSkipped) {
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}};
     EXPECT_EQ(Run({UserEntry("ann", 1001, WithPassword("{crypt}x")),
                    UserEntry("bob", 1002, WithPassword("{crypt}x"))}),
@@ -324,15 +324,15 @@ TEST_F(UserToLocal, NameThatIsTakenIsPassedOver) {
     EXPECT_THAT(database_.stored_users, SizeIs(1));
 }
 
-TEST_F(UserToLocal, NumberThatIsTakenIsPassedOver) {
+TEST_F(UserToLocal, NumberThatIsTakenIsSkipped) {
     database_.users = {{"eve", "", 4000000000, 5, "", "", "", 0}};
     EXPECT_EQ(Run({UserEntry("ann", 4000000000, WithPassword("{crypt}x"))}), 0);
     EXPECT_THAT(Said(), ElementsAre("user uid [4000000000] is occupied by [eve] in local DB."));
     EXPECT_THAT(database_.stored_users, IsEmpty());
 }
 
-// What a look-up finds is freed before the next one writes over it.
-TEST_F(UserToLocal, SeveralThatAreTakenAreAllPassedOver) {
+// The result of a look-up is freed before the next one overwrites it.
+TEST_F(UserToLocal, SeveralThatAreTakenAreAllSkipped) {
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}, {"eve", "", 1002, 5, "", "", "", 0}};
     EXPECT_EQ(Run({UserEntry("ann", 1001, WithPassword("{crypt}x")),
                    UserEntry("bob", 1002, WithPassword("{crypt}x")),
@@ -344,14 +344,14 @@ TEST_F(UserToLocal, SeveralThatAreTakenAreAllPassedOver) {
     EXPECT_THAT(database_.stored_users, IsEmpty());
 }
 
-TEST_F(UserToLocal, PasswordIsSpokenOfBeforeTheName) {
+TEST_F(UserToLocal, PasswordIsLoggedBeforeTheName) {
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}};
     EXPECT_EQ(RunOne(), 0);
     EXPECT_THAT(Said(), ElementsAre("Password for user ann" + kRandomWarning,
                                     "user name [ann] is occupied in local DB."));
 }
 
-TEST_F(UserToLocal, LookUpThatFailsIsPassedOver) {
+TEST_F(UserToLocal, LookUpThatFailsIsSkipped) {
     const std::map<std::string, std::string> kLines = {
         {"ZAFOUserGetLocal", "ZAFOUserGetLocal failed. [ann] [0x0A00]"},
         {"ZAFOUserGetLocalByUID", "ZAFOUserGetLocalByUID failed. [1001] [0x0A00]"}};
@@ -365,8 +365,8 @@ TEST_F(UserToLocal, LookUpThatFailsIsPassedOver) {
     }
 }
 
-// What a group's look-up would say is no user's.
-TEST_F(UserToLocal, OnlyTheUsersNotFoundCountsAsNotFound) {
+// The error of a group look-up says nothing about a user.
+TEST_F(UserToLocal, OnlyTheNotFoundCodeOfUsersCountsAsNotFound) {
     Fail("ZAFOUserGetLocal", 0x1800);
     EXPECT_EQ(RunOne(WithPassword("{crypt}x")), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOUserGetLocal failed. [ann] [0x1800]"));
@@ -390,13 +390,13 @@ TEST_F(UserToLocal, LimitThatCannotBeReadEnds) {
     EXPECT_THAT(Said(), ElementsAre("QLIBUserNumRemained failed. [-1]. [0x0900]"));
 }
 
-TEST_F(UserToLocal, TakenNameIsNoMatterOfTheLimit) {
+TEST_F(UserToLocal, TakenNameDoesNotCountAgainstTheLimit) {
     database_.room = 0;
     database_.users = {{"ann", "", 5, 5, "", "", "", 0}};
     EXPECT_EQ(RunOne(WithPassword("{crypt}x")), 0);
 }
 
-TEST_F(UserToLocal, OneThatCannotBeMadeIsPassedOver) {
+TEST_F(UserToLocal, OneThatCannotBeMadeIsSkipped) {
     Fail("ZAFOUserSetOne");
     EXPECT_EQ(RunOne(WithPassword("{crypt}x")), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOUserSet failed. [ann] [0x0B00]"));
@@ -476,7 +476,7 @@ TEST_F(GroupToLocal, MakesTheGroupWithItsMembers) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-TEST_F(GroupToLocal, LongDescriptionIsNoMatter) {
+TEST_F(GroupToLocal, LongDescriptionIsNotAProblem) {
     EXPECT_EQ(Run({GroupEntry("staff", 2001, "description: " + std::string(5000, 'x') + "\n")}), 0);
     EXPECT_THAT(database_.stored_groups, SizeIs(1));
 }
@@ -487,27 +487,27 @@ TEST_F(GroupToLocal, ThatCannotBeListedEnds) {
     EXPECT_THAT(Said(), ElementsAre("ZAFOLDAPBrowserGroupEnumAll failed, [0x1234]"));
 }
 
-TEST_F(GroupToLocal, OneThatCannotBeReadIsPassedOver) {
+TEST_F(GroupToLocal, OneThatCannotBeReadIsSkipped) {
     EXPECT_EQ(Run({"", GroupEntry("crew", 2002)}), 0);
     EXPECT_THAT(Said(), ElementsAre("ZAFOLDAPBrowserGroupGet failed. [cn=g0,dc=x]. [0x1234]"));
     EXPECT_THAT(database_.stored_groups, SizeIs(1));
 }
 
-TEST_F(GroupToLocal, NameThatIsTakenIsPassedOver) {
+TEST_F(GroupToLocal, NameThatIsTakenIsSkipped) {
     database_.groups = {{"staff", 5, {}, ""}};
     EXPECT_EQ(RunOne(), 0);
     EXPECT_THAT(Said(), ElementsAre("group name [staff] is occupied in local DB."));
     EXPECT_THAT(database_.stored_groups, IsEmpty());
 }
 
-TEST_F(GroupToLocal, NumberThatIsTakenIsPassedOver) {
+TEST_F(GroupToLocal, NumberThatIsTakenIsSkipped) {
     database_.groups = {{"crew", 2001, {}, ""}};
     EXPECT_EQ(RunOne(), 0);
     EXPECT_THAT(Said(), ElementsAre("group gid [2001] is occupied by [crew] in local DB."));
     EXPECT_THAT(database_.stored_groups, IsEmpty());
 }
 
-TEST_F(GroupToLocal, SeveralThatAreTakenAreAllPassedOver) {
+TEST_F(GroupToLocal, SeveralThatAreTakenAreAllSkipped) {
     database_.groups = {{"staff", 5, {}, ""}, {"crew", 2002, {}, ""}};
     EXPECT_EQ(Run({GroupEntry("staff", 2001), GroupEntry("bobs", 2002)}), 0);
     EXPECT_THAT(Said(), ElementsAre("group name [staff] is occupied in local DB.",
@@ -515,14 +515,14 @@ TEST_F(GroupToLocal, SeveralThatAreTakenAreAllPassedOver) {
     EXPECT_THAT(database_.stored_groups, IsEmpty());
 }
 
-TEST_F(GroupToLocal, LookUpThatFailsIsPassedOver) {
+TEST_F(GroupToLocal, LookUpThatFailsIsSkipped) {
     const std::map<std::string, std::string> kLines = {
         {"ZAFOGroupGetLocal", "ZAFOGroupGetLocal failed. [staff] [0x1D00]"},
         {"ZAFOGroupGetLocalByGID", "ZAFOGroupGetLocalByGID failed. [2001] [0x1D00]"}};
     for (const auto &[function, line] : kLines) {
         database_ = {};
         log_.Clear();
-        Fail(function, 0x1D00);  // a user's not-found is no group's
+        Fail(function, 0x1D00);  // the not-found code of users, not of groups
         EXPECT_EQ(RunOne(), 0);
         EXPECT_THAT(Said(), ElementsAre(line));
         EXPECT_THAT(database_.stored_groups, IsEmpty());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Proposals: a number for a new account, base DNs for a new connection.
+// Suggestions: a number for a new account, base DNs for a new connection.
 #include <climits>
 
 #include "platform/error.h"
@@ -104,7 +104,7 @@ TEST_F(SuggestBaseDN, IsEveryNamingContextInTheServersOrder) {
     EXPECT_THAT(log_.Messages(), IsEmpty()) << "logged while debugging only";
 }
 
-TEST_F(SuggestBaseDN, AsksTheRootEntryAnonymouslyWhoeverTheRecordBindsAs) {
+TEST_F(SuggestBaseDN, AsksTheRootEntryAnonymouslyWhateverTheRecordsBindDN) {
     host_.szBindDN = "cn=admin";
     host_.szBindPasswd = "secret";
     const std::pair<int, const char *> kSSL[] = {

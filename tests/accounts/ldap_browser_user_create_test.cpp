@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Adding a user: which tools run with what, the record that is written, and what comes of
-// every failure on the way.
+// Adding a user: the tools that run and their arguments, the record written, and the effect of each
+// possible failure.
 #include "tests/accounts/writing_fixture.h"
 #include "tests/core/without_tool.h"
 #include "zafoldap.h"
@@ -25,7 +25,7 @@ const std::string kDomainDN = "sambaDomainName=example," + kBase;
 const std::string kHomeSearch =
     SearchCommand("automountKey=*,automountMapName=auto_home," + kBase, "automountInformation");
 
-// All tools of a creation with a password on a server with Samba's schema.
+// All tools of a creation with a password on a server with the Samba schema.
 const std::vector<Step> kSteps = {
     {"ldapsearch"},          {"ldapsearch"},          {"slappasswd", kHash + "\n"},
     {"ldapsearch", kDomain}, {"ldapsearch", kDomain}, {"ldapsearch", kDomain},
@@ -297,7 +297,7 @@ TEST_F(UserCreate, PasswordThatCannotBeHashedStopsBeforeAnythingIsMade) {
     ExpectSlotsUntouched();
 }
 
-TEST_F(UserCreate, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
+TEST_F(UserCreate, ToolsThatDoNotExistFailTheStepThatNeedsThem) {
     struct {
         const char *tool;
         int ldap;
@@ -330,7 +330,7 @@ TEST_F(UserCreate, EveryFailingToolHasThisOutcome) {
          9,
          {"get [sambaNextUserRid] failed.", "get sambaNextUserRid from " + kDomainDN + " failed.",
           no_map}},
-        {0, {}, 12, {no_map}},  // a swap that is lost is tried again
+        {0, {}, 12, {no_map}},  // a lost swap is retried
         {-1, {}, 8, {}},
         {-1,
          kStaleLdapCode,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changing a user: what is written for every request and state of the entry, which tools
-// run, and what comes of every failure on the way.
+// Changing a user: what is written for each request and state of the entry, which tools run, and
+// the effect of each possible failure.
 #include "platform/unicode.h"
 #include "tests/accounts/writing_fixture.h"
 #include "tests/core/without_tool.h"
@@ -16,7 +16,7 @@ constexpr unsigned kShadow = ZAFOLDAP_CLASS_SHADOW_ACCOUNT;
 constexpr unsigned kSamba = ZAFOLDAP_CLASS_SAMBA_SAM_ACCOUNT;
 constexpr unsigned kEverything = 0x1FFF;
 
-// An entry as it is: nullopt is an attribute that it lacks.
+// The existing entry; nullopt means that the attribute is missing.
 struct Existing {
     unsigned classes = kEverything;
     Text name = "anna.smith";
@@ -93,14 +93,14 @@ class UserEdit : public WritingTest {
                                        request.expire ? &*request.expire : nullptr);
     }
 
-    // The entry is found, names and numbers are free, the user is in no group.
+    // Scripts: the entry exists, names and numbers are free, the user is in no group.
     void PrepareEntry(const Existing &entry, const std::string &dn = kPersonDN) {
         const std::string ldif = LdifOf(entry, dn);
         Prepare(
             {{"ldapsearch", ldif}, {"ldapsearch", ldif}, {"ldapsearch"}, {"slappasswd", kHash}});
     }
 
-    // What an edit that succeeds writes.
+    // The change written by a successful edit.
     std::string ChangeOf(const Request &request, const Existing &entry = {}) {
         PrepareEntry(entry, request.dn);
         const time_t start = std::time(nullptr);
@@ -109,8 +109,8 @@ class UserEdit : public WritingTest {
         return Frozen(LastChange(), start);
     }
 
-    // The same without the two lines that every record of the usual user begins with; "" when
-    // no change was run.
+    // The same without the two lines that every record of the default user begins with; "" when no
+    // change was run.
     std::string ModificationsOf(const Request &request, const Existing &entry) {
         const std::string change = ChangeOf(request, entry);
         if (Changes().empty()) return "";
@@ -163,13 +163,13 @@ TEST_F(UserEdit, RecordsAreTheseTexts) {
     EXPECT_THAT(golden.Left(), IsEmpty());
 }
 
-// What a text does, by what is wanted and what is there.
+// The effect of a text, by the requested and the existing value.
 struct TextRow {
     Text wanted, current;
     enum { kNothing, kReplace, kDelete } change;
 };
 
-TEST_F(UserEdit, OptionalTextsAreReplacedTakenAwayOrLeftAlone) {
+TEST_F(UserEdit, OptionalTextsAreReplacedRemovedOrLeftAlone) {
     const TextRow rows[] = {
         {{}, {}, TextRow::kNothing},   {{}, "", TextRow::kNothing},  {{}, "x", TextRow::kNothing},
         {"", {}, TextRow::kNothing},   {"", "", TextRow::kNothing},  {"", "x", TextRow::kDelete},
@@ -194,7 +194,7 @@ TEST_F(UserEdit, OptionalTextsAreReplacedTakenAwayOrLeftAlone) {
                 host_.nSchema = server ? kEverything : kEverything & ~kMail;
                 Existing existing{.classes = entry ? kEverything : kEverything & ~kMail};
                 existing.*field.current = row.current;
-                Request request{.disallow = 0};  // asks for something in every row
+                Request request{.disallow = 0};  // every row requests something
                 request.person.*field.wanted = row.wanted;
                 const bool can = field.needs == 0 || (server && entry);
                 std::string expected;
@@ -286,7 +286,7 @@ TEST_F(UserEdit, AgeingChangesWhereServerAndEntryKnowIt) {
         for (const auto &row : flags) {
             SCOPED_TRACE(testing::Message() << "flag " << row.wanted.value_or(-1) << row.current);
             Request request{.disallow = row.wanted};
-            request.person.home = "/homes/anna";  // asks for something in every row
+            request.person.home = "/homes/anna";  // every row requests something
             EXPECT_EQ(ModificationsOf(request, {.classes = classes, .disallow = row.current}),
                       can && row.minimum != nullptr ? Replace("shadowMin", row.minimum) : "");
         }
@@ -317,7 +317,7 @@ TEST_F(UserEdit, NameThatDiffersInCaseOnlyIsIgnored) {
 
 TEST_F(UserEdit, NameThatDiffersInCaseOfAnyAlphabetIsIgnored) {
     if (QLIBCUnicodeUTF8StrCaseCmp("\xC3\x9C", "\xC3\xBC") != 0) {
-        GTEST_SKIP() << "the platform of this build knows the case of ASCII letters only";
+        GTEST_SKIP() << "this build's platform folds only ASCII letters";
     }
     EXPECT_EQ(ModificationsOf(Renamed("M\xC3\x9CLLER"), {.name = "m\xC3\xBCller"}), "");
     EXPECT_EQ(tools_.Calls().size(), 2u);
@@ -436,7 +436,7 @@ TEST_F(UserEdit, EveryFailingToolHasThisOutcome) {
         [this] { return Edit(Everything()); });
 }
 
-TEST_F(UserEdit, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
+TEST_F(UserEdit, ToolsThatDoNotExistFailTheStepThatNeedsThem) {
     const std::pair<const char *, size_t> cases[] = {
         {"ldapsearch", 0}, {"slappasswd", 4}, {"ldapmodify", 5}, {"ldappasswd", 8}};
     for (const auto &[tool, ran] : cases) {
@@ -451,7 +451,7 @@ TEST_F(UserEdit, ToolsThatAreNotThereFailTheStepThatNeedsThem) {
 
 // Refusals --------------------------------------------------------------------------------------
 
-TEST_F(UserEdit, UserThatIsNotThereIsLogged) {
+TEST_F(UserEdit, MissingUserIsLogged) {
     EXPECT_EQ(Edit(Renamed("bob.jones")), -1);
     EXPECT_THAT(LoggedTexts(), ElementsAre("get user " + kPersonDN + " failed. "));
     EXPECT_THAT(Commands(), ElementsAre(kRead));
@@ -512,7 +512,7 @@ TEST_F(UserEdit, NewDNThatIsTooLongChangesNothing) {
     EXPECT_THAT(Changes(), IsEmpty());
 }
 
-TEST_F(UserEdit, RenameOfWhatIsNoDNIsRefused) {
+TEST_F(UserEdit, RenameOfAnInvalidDNIsRefused) {
     const std::pair<const char *, const char *> cases[] = {
         {"anna", "ZAFOLDAPRDNExtract [anna] failed. [0x0F00]"},
         {"uid=anna,\\", "ZAFOLDAPRDNExtract [uid=anna,\\] failed. [0x0F00]"},

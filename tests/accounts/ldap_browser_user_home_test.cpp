@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Home folders: a scripted directory, a real file system behind the real mount(8).
+// Home folders: a scripted directory, and a real file system under the real mount(8).
 #include "platform/error.h"
 #include "tests/accounts/accounts_fixture.h"
 #include "tests/accounts/home_fixture.h"
@@ -79,7 +79,7 @@ TEST_F(HomeCreateEx, PlantedLinkIsNotFollowed) {
     EXPECT_TRUE(fs::is_empty(victim));
 }
 
-TEST_F(HomeCreateEx, NamesThatAreNoFolderNameAreRefusedBeforeAnythingIsMounted) {
+TEST_F(HomeCreateEx, NamesThatAreNotFolderNamesAreRefusedBeforeAnythingIsMounted) {
     for (const char *name : {"", ".", "..", "/", "a/b", "../ann", "ann/", "/etc"}) {
         QLIBCErrSet(0);
         EXPECT_EQ(Create(name), -1) << name;
@@ -181,7 +181,7 @@ TEST_F(HomeCreate, ValueOfAnotherFormIsRefused) {
     EXPECT_THAT(exports_.Mounted(), IsEmpty());
 }
 
-// What was understood at its end is cut off by then.
+// The parsed end of the value has been cut off by then.
 TEST_F(HomeCreate, WhatIsLeftOfAValueOfAnotherFormIsLogged) {
     const std::pair<const char *, const char *> kValues[] = {
         {"auto_home \t", "auto_home"},
@@ -206,7 +206,7 @@ TEST_F(HomeCreate, MissingValueIsAnUnknownForm) {
 TEST_F(HomeCreate, ValueThatDoesNotFitIsNotCut) {
     const std::string start = "-fstype=nfs server:/";
     for (size_t length : {1023U, 1024U, 5000U}) {
-        // Every cut of it ends in "&".
+        // Each truncation of it ends in "&".
         const std::string value = start + std::string(length - start.size(), '&');
         AnswerValue(value);
         SetStaleCodes();
@@ -251,7 +251,7 @@ class HomeCreateAll : public HomeTest {
         return ZAFOLDAPBrowserUserHomeCreateAll(&host_, "server", path);
     }
     static std::string DN(const std::string &name) { return "dn: uid=" + name + ",dc=x\n"; }
-    // The users that exist, and those that are read one by one.
+    // The existing users, and those that are then read one by one.
     void AnswerUsers(const Texts &all, const Texts &read) {
         std::string list;
         for (const std::string &name : all)
@@ -282,7 +282,7 @@ TEST_F(HomeCreateAll, DirectoryWithoutUsersIsFine) {
     EXPECT_TRUE(fs::is_empty(homes_));
 }
 
-TEST_F(HomeCreateAll, NamesThatAreNoFolderNameAreLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, NamesThatAreNotFolderNamesAreLoggedAndSkipped) {
     AnswerUsers({"..", "a/b", ".", "/etc", "ann"}, {"ann"});
     EXPECT_EQ(Create(), 0);
     EXPECT_THAT(LoggedTexts(), ElementsAre("user name [..] cannot be the name of a folder.",
@@ -292,7 +292,7 @@ TEST_F(HomeCreateAll, NamesThatAreNoFolderNameAreLoggedAndPassedOver) {
     EXPECT_TRUE(fs::is_directory(homes_ / "ann"));
 }
 
-TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndSkipped) {
     AnswerUsers({"gone", "shut", "ann"}, {});
     Answer({""});
     Refuse(50);
@@ -304,7 +304,7 @@ TEST_F(HomeCreateAll, UserThatCannotBeReadIsLoggedAndPassedOver) {
     EXPECT_TRUE(fs::is_directory(homes_ / "ann"));
 }
 
-TEST_F(HomeCreateAll, FolderThatCannotBeMadeIsLoggedAndPassedOver) {
+TEST_F(HomeCreateAll, FolderThatCannotBeMadeIsLoggedAndSkipped) {
     fs::create_symlink("/nowhere", homes_ / "bob");
     AnswerUsers({"bob", "ann"}, {"bob", "ann"});
     EXPECT_EQ(Create(), 0);

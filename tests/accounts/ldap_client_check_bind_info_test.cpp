@@ -94,7 +94,7 @@ TEST_F(ClientCheck, FailedListingNamesWhoBound) {
     EXPECT_EQ(Commands().size(), 2u);
 }
 
-// The appliance's own binding.
+// The appliance's own client binding.
 class BindingCheck : public core_test::ConnectionTest {
   protected:
     static void Bind() {
@@ -137,7 +137,7 @@ TEST_F(BindingCheck, FailedListingIsLogged) {
 
 class BrowserCheck : public core_test::ConnectionTest {
   protected:
-    // The check of the test's own connection over a server with these classes.
+    // Checks the test's own connection against a server with these classes.
     int Check(const Texts &classes) {
         tools_.Reset();
         tools_.On("ldapsearch").Output(kUser);
@@ -153,7 +153,7 @@ TEST_F(BrowserCheck, PassesWithAllClasses) {
     EXPECT_EQ(host_.nSchema, 0u);
 }
 
-TEST_F(BrowserCheck, EveryMissingClassIsTold) {
+TEST_F(BrowserCheck, EveryMissingClassIsReported) {
     for (size_t missing = 0; missing < kNeeded.size(); ++missing) {
         SCOPED_TRACE(kNeeded[missing]);
         Texts classes = kNeeded;
@@ -163,7 +163,7 @@ TEST_F(BrowserCheck, EveryMissingClassIsTold) {
     }
 }
 
-// What the server says is added to what the record has of an earlier day.
+// The server's classes are added to those already in the record.
 TEST_F(BrowserCheck, ClassesOfTheRecordCountToo) {
     host_.nSchema = 0x01C0;  // all but posixAccount
     EXPECT_EQ(Check({"posixAccount"}), 0);
@@ -173,7 +173,7 @@ TEST_F(BrowserCheck, ClassesOfTheRecordCountToo) {
     EXPECT_EQ(host_.nSchema, 0x01C0u) << "the record is left alone";
 }
 
-TEST_F(BrowserCheck, UnreadableSchemaIsPassedOver) {
+TEST_F(BrowserCheck, UnreadableSchemaIsIgnored) {
     tools_.On("ldapsearch").Output(kUser);
     tools_.On("ldapsearch").Exit(50);
     EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(&host_, nullptr), 0);
@@ -213,7 +213,7 @@ TEST_F(SavedConnectionCheck, PassesWithAllClasses) {
     EXPECT_EQ(tools_.Calls().size(), 4u);
 }
 
-TEST_F(SavedConnectionCheck, MissingClassIsTold) {
+TEST_F(SavedConnectionCheck, MissingClassIsReported) {
     EXPECT_EQ(CheckSaved({"posixAccount", "posixGroup", "inetOrgPerson"}), 0);
     EXPECT_EQ(ZAFOLDAPErrGet(), -65537);
 }

@@ -31,8 +31,8 @@ TEST_F(NFSMount, ExportIsSeenBelowTheMountPointUntilItIsUnmounted) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-// What is mounted hides the folder itself: a stuck mount shows it again.
-TEST_F(NFSMount, MountPointIsRootsAlone) {
+// The mounted file system hides the folder itself, which a stale mount would expose again.
+TEST_F(NFSMount, MountPointIsAccessibleToRootOnly) {
     const mode_t mask = umask(0);
     exports_.Add();
     EXPECT_EQ(ZAFOLDAPNFSMount("server:/homes"), 0);
@@ -47,7 +47,7 @@ TEST_F(NFSMount, FailedMountLeavesNoFolder) {
     EXPECT_THAT(LoggedTexts(), ElementsAre("mount server:/no to " + point_ + " failed. [0x1234]"));
 }
 
-TEST_F(NFSMount, SourceThatIsNoExportIsRefusedWithItsFault) {
+TEST_F(NFSMount, SourceThatIsNotAnExportIsRefusedWithItsFault) {
     const std::pair<std::string, const char *> cases[] = {
         {"homes", "it is not HOST:/PATH"},
         {"-o:/homes", "what stands before \":/\" is no host name and no address"},
@@ -79,7 +79,7 @@ TEST_F(NFSMount, StaleMountPointIsRemovedWhenTheMountFails) {
     EXPECT_EQ(ZAFOLDAPNFSMount("server:/no"), -1);
 }
 
-// A process of the same number died while it had something mounted.
+// A process with the same pid has died while something was mounted.
 TEST_F(NFSMount, WhatIsMountedThereAlreadyStaysMounted) {
     std::ofstream(exports_.Add("/other") / "other");
     std::ofstream(exports_.Add() / "here");

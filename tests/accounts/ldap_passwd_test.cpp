@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Hashing a password and having the server set one.
+// Hashing a password, and setting one through the server.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/time.h>
@@ -28,7 +28,7 @@ class EncryptPasswd : public AccountsTest {
     char hash_[256] = "untouched";
 };
 
-TEST_F(EncryptPasswd, ToolGetsThePasswordAsAnArgumentOfItsOwn) {
+TEST_F(EncryptPasswd, ToolGetsThePasswordAsASeparateArgument) {
     tools_.On("slappasswd").Output("{CRYPT}$1$ab$digest\n");
     for (const char *password : {"", "secret", "-w", "a 'b' \"c\" $HOME %n", "zw\xC3\xB6lf"}) {
         EXPECT_EQ(Encrypt(password), 0);
@@ -88,7 +88,7 @@ TEST_F(EncryptPasswd, ToolThatCannotBeStartedIsAFailure) {
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
 }
 
-// Signals interrupt what the process waits for; the tool waits for the last of them.
+// Signals interrupt the process while it waits; the tool waits for the last of them.
 class InterruptedEncryptPasswd : public EncryptPasswd {
   protected:
     ~InterruptedEncryptPasswd() override {
@@ -196,7 +196,7 @@ TEST_F(Passwd, ToolThatCannotBeStartedIsAFailure) {
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
 }
 
-TEST_F(Passwd, DNIsNoFormatOfTheLog) {
+TEST_F(Passwd, DNIsNotUsedAsAFormatByTheLog) {
     tools_.On("ldappasswd").Exit(1);
     EXPECT_EQ(ZAFOLDAPPasswd(&host_, "uid=100%n%s", "x"), -1);
     EXPECT_THAT(LoggedTexts(), ElementsAre("Failed to set password for uid=100%n%s (err=1)"));

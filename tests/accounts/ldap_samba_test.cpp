@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Pools of uid and gid numbers and Samba SIDs, against a scripted directory.
+// Pools of uid and gid numbers, and Samba SIDs, against a scripted directory.
 #include <signal.h>
 
 #include "platform/error.h"
@@ -88,8 +88,8 @@ TEST_F(SambaXid, FailedSearchIsAFailure) {
     EXPECT_STREQ(value_, "untouched");
 }
 
-// The library error of an earlier call says nothing about this one.
-TEST_F(SambaXid, StaleErrorIsNoMissingEntry) {
+// The library error of an earlier call must not affect this one.
+TEST_F(SambaXid, StaleErrorIsNotTakenForAMissingEntry) {
     tools_.On("ldapsearch").Die(SIGKILL);
     ZAFOLDAPErrSet(32);
     EXPECT_EQ(Get(2), -1);
@@ -147,7 +147,7 @@ TEST_F(SambaIDFromDB, FailureLeavesTheNumberAlone) {
 
 // --- allocating a number -----------------------------------------------------
 
-// Users and groups are twins.
+// Users and groups work alike.
 struct Kind {
     const char *title;
     const char *attribute;
@@ -164,11 +164,11 @@ class SambaIDGen : public AccountsTest, public testing::WithParamInterface<Kind>
     const Kind kind_ = GetParam();
 
     std::string Number(const std::string &number) const { return Entry1(kind_.attribute, number); }
-    // What is read of the pool; the answers that follow are about its counter.
+    // Scripts the pool's values; the answers that follow concern its counter.
     void AnswerPool(const char *lowest, const char *highest, const char *counter) {
         Answer({Number(lowest), Number(highest), Number(counter)});
     }
-    // Somebody carries the counter's number, and these are all numbers.
+    // The counter's number is taken; these are all used numbers.
     void AnswerTaken(const Texts &used) {
         std::string all;
         for (const std::string &number : used)
@@ -176,7 +176,7 @@ class SambaIDGen : public AccountsTest, public testing::WithParamInterface<Kind>
         Answer({"dn: uid=somebody\n\n", all});
     }
     int Generate() { return kind_.generate(&host_); }
-    // The whole text, "U" and "u" standing for the kind.
+    // Replaces "U" and "u" in the text with the kind.
     std::string Of(std::string text) const {
         for (char &c : text) {
             if (c == '~') c = kind_.attribute[0];
@@ -223,7 +223,7 @@ TEST_P(SambaIDGen, TakenNumbersAreSteppedOver) {
         {"1000", "2000", "1000", {"1000", "1001", "1003"}, 1002, "1003"},
         {"1000", "2000", "1000", {"1003", "1001", "1000"}, 1002, "1003"},  // in any order
         {"1000", "1002", "1001", {"1001"}, 1002, "1000"},                  // the highest
-        {"1000", "1002", "1002", {"1002", "1001"}, 1000, "1001"},          // round the end
+        {"1000", "1002", "1002", {"1002", "1001"}, 1000, "1001"},  // wraps around at the end
         {"1000", "1002", "1002", {"1000", "1002"}, 1001, "1002"},
         {"1000", "2000", "500", {"500", "501"}, 502, "503"},  // below the lowest
         {"1000", "2000", "9000", {"9000"}, 1000, "1001"},     // above the highest
@@ -310,7 +310,7 @@ TEST_P(SambaIDGen, MissingHighestReadsAsZero) {
     }
 }
 
-// Neither bound counts when one of them cannot be read: the pool is 0 to 4294967295.
+// If either bound cannot be read, neither counts: the pool is 0 to 4294967295.
 TEST_P(SambaIDGen, BoundThatCannotBeReadMakesBothTheDefault) {
     for (bool lowest_fails : {true, false}) {
         SCOPED_TRACE(lowest_fails);

@@ -23,7 +23,7 @@ LocalDatabase &Database() {
     return LocalDatabase::Get();
 }
 
-// Notes a call. Whether it is to fail.
+// Records a call. Returns whether it shall fail.
 bool Fails(const std::string &function, const std::string &argument) {
     Database().asked.push_back(function + " " + argument);
     const auto failure = Database().failures.find(function);
@@ -36,7 +36,7 @@ std::string TextOf(const char *text) {
     return text != nullptr ? text : "(null)";
 }
 
-// As on a platform that writes a new record over whatever stands there.
+// Overwrites the record without reading it, as a platform may.
 template <class Out>
 void ExpectNothingLost(Out **out) {
     EXPECT_EQ(*out, nullptr) << "the record before was not freed";
@@ -58,7 +58,7 @@ int Hand(const LocalGroup &group, ZAFOGROUP **out) {
     return ZAFOGroupAlloc(out, group.name.c_str(), group.gid, members.data());
 }
 
-// The first account for which `matches`; -1 with the platform error when there is none.
+// The first account for which `matches` is true; -1 with the platform error if there is none.
 template <class Account, class Out, class Matches>
 int Find(const std::vector<Account> &accounts, int absent, Out **out, const Matches &matches) {
     for (const Account &account : accounts) {

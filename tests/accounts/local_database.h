@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A local account database in memory, in the place of the platform's: it holds what a test puts
-// into it, notes what is stored, and fails where it is told to.
+// Replaces the platform's local account database with one in memory, which holds a test's accounts,
+// records what is stored, and fails on request.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ struct LocalGroup {
     std::string name;
     uint32_t gid = 0;
     std::vector<std::string> members;
-    std::optional<std::string> description = "";  // none: cannot be read
+    std::optional<std::string> description = "";  // nullopt: cannot be read
     bool operator==(const LocalGroup &) const = default;
 };
 
@@ -43,13 +43,14 @@ struct LocalDatabase {
     std::vector<LocalUser> users;
     std::vector<LocalGroup> groups;
     std::map<std::string, Hashes> samba;
-    int room = 1000;          // accounts that may still be made
-    std::string undescribed;  // a group without description, for which the buffer is left alone
+    int room = 1000;  // accounts that can still be created
+    std::string
+        undescribed;  // a group without a description, for which the buffer is left untouched
 
-    // Calls by their function's name that fail, and with which platform error.
+    // Functions that fail, and with which platform error.
     std::map<std::string, int> failures;
 
-    // What was done.
+    // Recorded calls.
     std::vector<std::string> asked;  // "FUNCTION ARGUMENT"
     std::vector<LocalUser> stored_users;
     std::vector<LocalGroup> stored_groups;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the copying of accounts says only while the debug switch is on.
+// What copying accounts logs only while the debug switch is on.
 #include <filesystem>
 
 #include "tests/accounts/local_database.h"
@@ -18,7 +18,7 @@ class DebugMigration : public WritingTest {
         host_.szLoginSuffix = "example.com";
         host_.nSchema = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_CLASS_POSIX_GROUP;
     }
-    // Change files are kept while debugging.
+    // Change files are kept in debug mode.
     ~DebugMigration() override {
         LocalDatabase::Get() = {};
         for (const auto &entry : std::filesystem::directory_iterator("/tmp")) {
@@ -47,7 +47,7 @@ TEST_F(DebugMigration, UsersToTheDirectorySucceedAlsoAfterAFailedCreation) {
                                     "Create bob successfully."));
 }
 
-TEST_F(DebugMigration, UserThatIsPassedOverDoesNotSucceed) {
+TEST_F(DebugMigration, UserThatIsSkippedDoesNotSucceed) {
     LocalDatabase::Get().users = {{"ann", "x", 1001, 100, "", "", "", 0}};
     LocalDatabase::Get().failures["ZAFOUserGet"] = 0x0900;
     EXPECT_EQ(ZAFOLDAPBrowserMigrateUserToLDAP(&host_), 0);
@@ -85,7 +85,7 @@ TEST_F(DebugMigration, GroupsToTheLocalDatabaseFailWithoutTheLineOfSuccess) {
                                     "ZAFOGroupSet failed. [staff] [0x0B00]"));
 }
 
-TEST_F(DebugMigration, NobodyIsCounted) {
+TEST_F(DebugMigration, ZeroUsersAreCounted) {
     EXPECT_EQ(ZAFOLDAPBrowserMigrateUserToLDAP(&host_), 0);
     EXPECT_THAT(Said(), ElementsAre("0 users to be added."));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What connection checks say only while the debug switch is on.
+// What connection checks log only while the debug switch is on.
 #include "tests/core/connection_fixture.h"
 
 namespace zafo::accounts_test {

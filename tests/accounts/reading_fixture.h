@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of account look-ups and memberships share.
+// Shared by the tests of account look-ups and memberships.
 #pragma once
 
 #include "platform/error.h"
@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 inline constexpr const char *kBase = "dc=example,dc=com";
 
-// What ldapsearch is called with for a search at `base`.
+// ldapsearch's arguments for a search at `base`.
 inline Texts SearchWords(const std::string &base, const Texts &filter_and_attributes) {
     Texts words = {"/usr/zafo/bin/ldapsearch", "-LLL", "-x", "-H", "ldap://server", "-b", base};
     words.insert(words.end(), filter_and_attributes.begin(), filter_and_attributes.end());
@@ -29,7 +29,7 @@ class ReadingTest : public CoreTest {
   protected:
     ReadingTest() { host_.szLoginSuffix = "example.com"; }
 
-    // The next answer of ldapsearch, which a reader may leave before its end.
+    // The next answer of ldapsearch; its reader may stop before the end.
     void Answer(const std::string &ldif) { tools_.On("ldapsearch").IgnoreSignals().Output(ldif); }
 
     // The command lines so far.

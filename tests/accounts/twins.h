@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users and groups are twins: the tests of what both have run for each.
+// Users and groups work alike: tests of what they share run for both.
 #pragma once
 
 #include "tests/accounts/reading_fixture.h"
@@ -49,7 +49,7 @@ inline const Twin kTwins[] = {
 
 class TwinTest : public ReadingTest, public testing::WithParamInterface<Twin> {
   protected:
-    // An entry with DN and names.
+    // An entry with this DN and these names.
     std::string Entry(const std::string &dn, const Texts &names) const {
         std::string entry = "dn: " + dn + "\n";
         for (const std::string &name : names)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the creation of accounts says only while the debug switch is on.
+// What creating accounts logs only while the debug switch is on.
 #include <filesystem>
 
 #include "tests/accounts/writing_fixture.h"
@@ -15,14 +15,14 @@ class DebugCreate : public WritingTest {
         EXPECT_EQ(ZAFOLDAPDebugEnabled(), 1);
         host_.nSchema = ZAFOLDAP_CLASS_POSIX_ACCOUNT | ZAFOLDAP_CLASS_POSIX_GROUP;
     }
-    // Change files are kept while debugging.
+    // Change files are kept in debug mode.
     ~DebugCreate() override {
         for (const auto &entry : std::filesystem::directory_iterator("/tmp")) {
             if (entry.path().extension() == ".ldif") std::filesystem::remove(entry.path());
         }
     }
 
-    // What each of the three creations says when tools answer like this.
+    // The log of each of the three creations when the tools answer like this.
     std::vector<Texts> Said(const std::vector<Step> &steps, size_t failing = SIZE_MAX,
                             int code = 0) {
         std::vector<Texts> said;

@@ -147,7 +147,7 @@ void WritingTest::Prepare(const std::vector<Step> &steps, size_t failing, int co
 
 namespace {
 
-// The log lines of an outcome when the tool ended with `code`, or was killed for 0.
+// An outcome's log lines when the tool exited with `code`; 0: was killed.
 Texts ExpectedTexts(const Outcome &outcome, const std::string &tool, int code, int platform_code) {
     Texts texts = outcome.logged;
     if (code == 0 && tool == "ldapmodify") {
@@ -180,7 +180,7 @@ void WritingTest::ExpectOutcomes(const std::vector<Step> &steps,
             Prepare(steps, i, code);
             EXPECT_EQ(operation(), outcome.result);
             const int platform_code = QLIBCErrGet();
-            // A build whose platform has no NT hash says so in the slot.
+            // On a platform without NT hashes the slot says so.
             if (platform_code != QLIB_ERR_NOT_SUPPORTED || !NtHashOfSecret().empty()) {
                 EXPECT_EQ(platform_code, kStalePlatformCode);
             }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of created, changed and deleted accounts share.
+// Shared by the tests that create, change and delete accounts.
 #pragma once
 
 #include <ctime>
@@ -28,14 +28,14 @@ inline const std::string kBase = "dc=example,dc=com";
 inline const std::string kPersonDN = "uid=anna.smith,cn=users,dc=example,dc=com";
 inline const std::string kStaffDN = "cn=staff,cn=groups,dc=example,dc=com";
 
-// What slappasswd makes of a password, and the domain that a SID is taken from.
+// slappasswd's output for a password, and the domain that a SID is taken from.
 inline const std::string kHash = "{CRYPT}$1$ab$QeGkqTfzeU2WgcUYWdDEH.";
 inline const std::string kDomain =
     "dn: sambaDomainName=example,dc=example,dc=com\n"
     "sambaSID: S-1-5-21-1-2-3\n"
     "sambaNextUserRid: 1000\n\n";
 
-// A user as plain values; nullopt is NULL.
+// A user as plain values; nullopt becomes NULL.
 struct Person {
     Text name = "anna.smith";
     Text password = {};
@@ -49,13 +49,13 @@ struct Person {
     Text mail = {};
 };
 
-// Every field filled.
+// With every field filled.
 Person Anna();
 
-// No change at all, for an edit.
+// Without any changes, for an edit.
 Person Nobody();
 
-// The platform's record of a person; it lives as long as its texts.
+// The platform's record of a person, valid as long as its texts.
 class UserRecord : public ZAFOUSER {
   public:
     explicit UserRecord(Person person);
@@ -66,7 +66,7 @@ class UserRecord : public ZAFOUSER {
     Person texts_;
 };
 
-// The same of a group; no members are an array without any, or NULL.
+// The same for a group; an empty member list is an empty array, or NULL.
 class GroupRecord : public ZAFOGROUP {
   public:
     explicit GroupRecord(const Text &name, uint32_t gid, const std::optional<Texts> &members = {});
@@ -79,49 +79,49 @@ class GroupRecord : public ZAFOGROUP {
     std::vector<char *> pointers_;
 };
 
-// Records that a reader can check by eye: a file of "# TITLE" lines, each with the text below it
-// up to an empty line before the next. "TODAY" and "NOW" stand for the day and second.
+// Human-readable expected records: a file of "# TITLE" lines, each followed by its text up to the
+// empty line before the next title. "TODAY" and "NOW" stand for the day and second.
 class Golden {
   public:
     explicit Golden(const std::string &file);
 
-    // The text of a title, once.
+    // The text under a title; a title can be taken only once.
     std::string Take(const std::string &title);
 
-    // Titles that nobody took.
+    // Titles that were never taken.
     Texts Left() const;
 
   private:
     std::map<std::string, std::string> sections_;
 };
 
-// A change file's text with the numbers of this moment replaced by TODAY and NOW, where
-// they are right: not before `start`.
+// A change file's text with the current day and second replaced by TODAY and NOW if they are
+// plausible: not before `start`.
 std::string Frozen(const std::string &ldif, time_t start);
 
-// The text with another text everywhere in the place of one.
+// Replaces all occurrences.
 std::string Replaced(std::string text, const std::string &what, const std::string &with);
 
-// The platform's NT hash of "secret"; empty in a build that has none.
+// The platform's NT hash of "secret"; empty in a build without NT hashes.
 std::string NtHashOfSecret();
 
-// A text for which a full disk has no room.
+// Too large for a full disk.
 inline const std::string kHugeText(200'000, 'x');
 
-// One run of a tool in an operation, what it answers when all goes well.
+// One tool run of an operation, and its answer on success.
 struct Step {
     const char *tool;
     std::string output = {};
 };
 
-// What comes of an operation when one of its tools fails. In log lines "$KEY" and "$CODE" are the
-// library error's, "$ERR" the tool's result.
+// The result of an operation when one of its tools fails. In log lines "$KEY" and "$CODE" stand for
+// the library error, "$ERR" for the tool's result.
 struct Outcome {
     int result;
-    std::optional<int> ldap;  // library error; none: the tool's exit code
-    size_t tools;             // how many ran in all
+    std::optional<int> ldap;  // library error; nullopt: the tool's exit code
+    size_t tools;             // number of tools run in total
     Texts logged;
-    int except = -1;  // an exit code with an outcome of its own
+    int except = -1;  // an exit code with a different outcome
 };
 
 class WritingTest : public CoreTest {
@@ -131,21 +131,21 @@ class WritingTest : public CoreTest {
     // The next answer of ldapsearch.
     void Answer(const std::string &ldif);
 
-    // Prepares all runs of an operation; one of them may fail: with an exit code or, for 0, by SIGKILL.
+    // Scripts all runs of an operation; one may fail: with an exit code or, for 0, by SIGKILL.
     void Prepare(const std::vector<Step> &steps, size_t failing = SIZE_MAX, int code = 0);
 
-    // Runs the operation for every step with every kind of failure.
+    // Runs the operation once for each step and each way to fail.
     void ExpectOutcomes(const std::vector<Step> &steps, const std::vector<Outcome> &outcomes,
                         const std::function<int()> &operation);
 
-    // Runs an operation that would write a change file of 200 kB, and finds room for 64: nothing
-    // of it is sent.
+    // Runs an operation whose change file of 200 kB exceeds the limit of 64 KiB: none of it may be
+    // sent.
     void ExpectNothingSentFromAFullDisk(const std::function<int()> &operation);
 
-    // The command lines so far, words separated by blanks, change files named "FILE".
+    // The command lines so far, words separated by blanks, change files shown as "FILE".
     Texts Commands() const;
 
-    // The texts of the change files so far.
+    // The contents of the change files so far.
     Texts Changes() const;
     std::string LastChange() const;
 
@@ -153,7 +153,7 @@ class WritingTest : public CoreTest {
     static void ExpectSlotsUntouched() { ExpectSlots(kStaleLdapCode, kStalePlatformCode); }
 };
 
-// What ldapsearch, ldapmodify and the password tools are called with, as Commands() shows it.
+// The command lines of ldapsearch, ldapmodify and the password tools, in the form of Commands().
 std::string SearchCommand(const std::string &base, const std::string &rest);
 std::string ModifyCommand();
 std::string PasswdCommand(const std::string &password, const std::string &dn);

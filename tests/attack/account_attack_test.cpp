@@ -134,7 +134,7 @@ TEST_F(HostileAccounts, AMigratedUserDoesNotInheritAMembership) {
     EXPECT_EQ(Value(UserDN("anna"), "uid"), "");
 }
 
-TEST_F(HostileAccounts, IdCheckNamesWhoIsListedAndNotThere) {
+TEST_F(HostileAccounts, IdCheckNamesMembersThatDoNotExist) {
     AddGroup("staff", 1500008, "memberUid: carl\n");
     AddGroup("Directory Operators", 1500009, "member: " + UserDN("dora") + "\n");
     const Json check = LineJson("id check", 1);
@@ -227,7 +227,7 @@ TEST_F(HostileAccounts, NoValueMakesALineOrAFieldOfTheAccountFiles) {
     EXPECT_THAT(ReadFile("/usr/zafo/etc/account.conf"), Not(HasSubstr("\nevil")));
 }
 
-TEST_F(HostileAccounts, APasswordThatCannotBeKeptIsNoPassword) {
+TEST_F(HostileAccounts, APasswordThatCannotBeKeptBecomesNoPassword) {
     AddUser("anna", 3001);
     directory_.Change("dn: " + UserDN("anna") +
                       "\nchangetype: modify\nreplace: userPassword\nuserPassword: "

@@ -225,7 +225,7 @@ TEST_F(ArgumentWindow, APasswordLargerThanAnArgumentReachesTheServer) {
 }
 
 // The secrets file is the tool's: others can see neither its content nor its name.
-TEST_F(ArgumentWindow, OpensTheSecretsFileToNobodyElse) {
+TEST_F(ArgumentWindow, OpensTheSecretsFileToNoOtherUser) {
     constexpr const char *kProbe =
         "for f in /proc/[0-9]*/fd/[3-9]; do cat \"$f\" 2>/dev/null; done; "
         "ls -l /proc/[0-9]*/fd 2>/dev/null | grep -E 'memfd:(zafo-argument|secret)'";

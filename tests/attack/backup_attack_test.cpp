@@ -61,7 +61,7 @@ TEST_F(SharedFolder, EmptyFilesWithHighNumbersRemoveNoBackup) {
     EXPECT_EQ(Files().size(), 6U) << "what does not count is not removed either";
 }
 
-TEST_F(SharedFolder, AWholeBackupOfAStrangersIsNotTheLatest) {
+TEST_F(SharedFolder, AStrangersCompleteBackupIsNotTheLatest) {
     const std::string own = Make();
     const std::string bytes = ReadFile(Crafted(own, [](auto &) {}));
     Plant("zafoldap-000900-20270101T000000Z.tar.zst", bytes);
@@ -92,7 +92,7 @@ TEST_F(SharedFolder, IsWarnedOfWithTheRemedy) {
                 Not(HasSubstr("can be written")));
 }
 
-TEST_F(SharedFolder, IsWarnedOfWhenOnlyAFolderAboveItIsSomebodyElses) {
+TEST_F(SharedFolder, IsWarnedOfWhenOnlyAFolderAboveItHasAnotherOwner) {
     fs::create_directories("/srv/share/backups");
     ASSERT_EQ(chown("/srv/share", kNobody, kNobody), 0);
     const ProgramRun set = ServerLine("backup config set --dir /srv/share/backups");
@@ -298,7 +298,7 @@ TEST_F(BackupAttack, AStrangerHoldsNoLock) {
     }
 }
 
-TEST_F(BackupAttack, AStrangersFileIsNotWrittenIntoForTheProgress) {
+TEST_F(BackupAttack, TheProgressIsNotWrittenToAStrangersFile) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     const std::string folder = "/tmp/progress";
     fs::create_directory(folder);
@@ -316,7 +316,7 @@ TEST_F(BackupAttack, AStrangersFileIsNotWrittenIntoForTheProgress) {
 // --- A machine without a configuration ----------------------------------------------------
 
 // Must be last: it replaces the server.
-TEST_F(BackupAttack, NoTextOfABackupsConfigurationIsPutInPlace) {
+TEST_F(BackupAttack, TextOfABackupsConfigurationIsNeverInstalled) {
     const std::string crafted = Crafted(Make(), [](std::vector<Member> &members) {
         std::string &conf = Named(members, "config/slapd.conf").bytes;
         conf.insert(conf.find("moduleload"), "moduleload /tmp/evil.so\ninclude /tmp/evil.conf\n");

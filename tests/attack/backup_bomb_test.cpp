@@ -306,7 +306,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Bomb, testing::ValuesIn(kRows),
 
 // However few descriptors there are, a good file is not reported as bad, and no program waits
 // forever.
-TEST_F(BackupAttack, WithoutDescriptorsNobodyIsToldThatTheBackupIsBad) {
+TEST_F(BackupAttack, AShortageOfDescriptorsIsNotReportedAsABadBackup) {
     const std::string file = Make();
     // It would be started with the same limit.
     ASSERT_EQ(ServerLine("stop").exit_code, 0);

@@ -92,13 +92,13 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto &test) { return test.param.name; });
 
 // What the stranger can do where the kernel does not protect hard links, done on his behalf.
-TEST_F(DebugSwitchAttack, HardLinkToAFileOfRootsIsNoMarkerOfRoots) {
+TEST_F(DebugSwitchAttack, HardLinkToRootsFileIsNotRootsMarker) {
     std::ofstream("/tmp/others") << "root's\n";
     fs::create_hard_link("/tmp/others", kMarker);
     EXPECT_THAT(LogOfANewPassword(), Not(HasSubstr(kNewPassword)));
 }
 
-TEST_F(DebugSwitchAttack, FileOfRootsThatAStrangerRenamesInAnUnprotectedFolderIsNoMarker) {
+TEST_F(DebugSwitchAttack, RootsFileRenamedByAStrangerInAnUnprotectedFolderIsNotAMarker) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     std::ofstream("/tmp/others") << "root's\n";
     chmod("/tmp", 0777);
@@ -109,7 +109,7 @@ TEST_F(DebugSwitchAttack, FileOfRootsThatAStrangerRenamesInAnUnprotectedFolderIs
     EXPECT_THAT(log, Not(HasSubstr(kNewPassword)));
 }
 
-TEST_F(DebugSwitchAttack, LogOfRootsOwnSwitchIsReadByNobodyElseAlsoAfterRotation) {
+TEST_F(DebugSwitchAttack, OnlyRootReadsTheLogOfItsOwnSwitchEvenAfterRotation) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     rig::WriteFile(kMarker, "");
     EXPECT_THAT(LogOfANewPassword(), HasSubstr(kNewPassword)) << "root's own marker counts";
@@ -152,7 +152,7 @@ TEST_F(DebugSwitchCheck, IsFineWithoutAMarker) {
     EXPECT_EQ(Found()["severity"], "ok");
 }
 
-TEST_F(DebugSwitchCheck, WarnsOfAMarkerThatDoesNotCountAndSaysWhose) {
+TEST_F(DebugSwitchCheck, WarnsOfAnIneffectiveMarkerAndNamesItsOwner) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     const std::pair<const char *, const char *> kPlants[] = {
         {"touch /tmp/zafoldap_debug", "a file of nobody"},
@@ -172,7 +172,7 @@ TEST_F(DebugSwitchCheck, WarnsOfAMarkerThatDoesNotCountAndSaysWhose) {
     }
 }
 
-TEST_F(DebugSwitchCheck, WarnsWhileItIsOnAndOfALogThatOthersRead) {
+TEST_F(DebugSwitchCheck, WarnsWhileItIsOnAndIfOthersCanReadTheLog) {
     rig::WriteFile(kMarker, "");
     Json found = Found();
     EXPECT_EQ(found["severity"], "warning");

@@ -384,7 +384,7 @@ TEST(AttributeOptions, AreNone) {
 
 class RenamedToWhatIsNotGiven : public testing::TestWithParam<const char *> {};
 
-TEST_P(RenamedToWhatIsNotGiven, IsSeenByNobody) {
+TEST_P(RenamedToWhatIsNotGiven, IsNotSeenAnywhere) {
     const std::string entry =
         "dn: cn=mine,{G}\nchangetype: add\nobjectClass: posixGroup\nobjectClass: "
         "extensibleObject\ncn: mine\ngidNumber: 1500007\nmemberUid: bob\n";

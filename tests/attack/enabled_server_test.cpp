@@ -66,7 +66,7 @@ class EntryAtTheAdministratorsDn : public EnabledServer {
     }
 };
 
-TEST_F(EntryAtTheAdministratorsDn, LogsNobodyIn) {
+TEST_F(EntryAtTheAdministratorsDn, CannotBeUsedToLogIn) {
     EXPECT_EQ(As(kAdminDn, "planted", {"ldapwhoami"}).exit_code, kInvalidCredentials);
 }
 

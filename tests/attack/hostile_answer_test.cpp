@@ -124,7 +124,7 @@ TEST_P(LargeValue, EndsTheListAtABoundThatIsNamed) {
 INSTANTIATE_TEST_SUITE_P(Megabytes, LargeValue, testing::Values(17, 40, 100, 200));
 
 // If ldapsearch has no room for a value, it omits the value and succeeds.
-TEST_F(HostileAnswer, AValueThatLdapsearchLeavesOutIsNoSuccess) {
+TEST_F(HostileAnswer, AValueThatLdapsearchOmitsIsNotASuccess) {
     const HostileServer server(
         [](int id, const Send &send) { SendLargeEntry(id, size_t{100} << 20, send); });
     const Measured run = RunMeasured(
@@ -225,7 +225,7 @@ TEST_F(HostileAnswer, WithoutEndEndsACommandThatHoldsIt) {
 }
 
 // An occasional entry is not silence.
-TEST_F(HostileAnswer, ThatTricklesForEverEnds) {
+TEST_F(HostileAnswer, ThatTricklesForeverEnds) {
     rig::WriteFile(kLimits, "answer_time 2\ntimeout 5\nnetwork_timeout 5\n");
     const HostileServer server([](int id, const Send &send) {
         while (send(EntryMessage(id, "uid=a,dc=x", {{"uid", {"a"}}})))
@@ -256,7 +256,7 @@ TEST_F(HostileAnswer, AFloodOfReasonsIsAFewLines) {
     EXPECT_THAT(run.err, Not(HasSubstr("\nhint: run evil")));
 }
 
-TEST_F(HostileAnswer, NobodyFollowsAReferral) {
+TEST_F(HostileAnswer, ReferralsAreNotFollowed) {
     const HostileServer other([](int id, const Send &send) { send(EndMessage(id, 0)); });
     const std::string uri = "ldap://" + other.Uri() + "/dc=x";
     const HostileServer server([&](int id, const Send &send) {

@@ -45,7 +45,7 @@ class Mounting : public testing::Test {
 
 // --- mounts ------------------------------------------------------------
 
-TEST_F(Mounting, RefusesWhatIsNoNetworkExportBeforeAnythingIsMade) {
+TEST_F(Mounting, RefusesOtherSourcesThanNetworkExportsBeforeAnythingIsMade) {
     const std::string bell = "nas:/homes\a";
     const std::string forged = "nas:/homes\nuser:1 all is well";
     const std::string c1 =
@@ -105,7 +105,7 @@ TEST_F(Mounting, TakesEveryFormOfANetworkExport) {
 }
 
 // mount(8) treats anything that exists as a disk image, even if its name looks like a server's.
-TEST_F(Mounting, FileInTheWorkingFolderIsNoServer) {
+TEST_F(Mounting, FileInTheWorkingFolderIsNotAServer) {
     const fs::path before = fs::current_path();
     fs::create_directories("/tmp/trap/nas:");
     std::ofstream("/tmp/trap/nas:/homes") << "a disk image";
@@ -127,7 +127,7 @@ TEST_F(Mounting, ExportGrantsNoProgramsNoSetIdBitsAndNoDevices) {
 }
 
 // While root creates folders, every local user can see what is mounted.
-TEST_F(Mounting, NobodyBecomesRootByAProgramInTheExport) {
+TEST_F(Mounting, AProgramInTheExportCannotMakeAnyoneRoot) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     const fs::path program = exports_.Add() / "become";
     fs::permissions(program.parent_path(), fs::perms(0755));
@@ -137,7 +137,7 @@ TEST_F(Mounting, NobodyBecomesRootByAProgramInTheExport) {
     const rig::ProgramRun run = AsNobody({Exports::MountPoint() + "/become", "-u"});
     EXPECT_EQ(ZAFOLDAPNFSUMount(), 0);
     EXPECT_NE(run.exit_code, 0);
-    EXPECT_THAT(run.out, Not(HasSubstr("0\n"))) << "nobody was root for a moment";
+    EXPECT_THAT(run.out, Not(HasSubstr("0\n"))) << "no process was root";
 }
 
 // --- hostile entries --------------------------------------------------------

@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 // What the stranger can do where the kernel does not protect hard links, done on his behalf.
-TEST_F(SharedFolder, LockThatIsAHardLinkToAFileOfRootsIsReplacedAndTheFileKept) {
+TEST_F(SharedFolder, LockHardLinkedToRootsFileIsReplacedAndTheFileKept) {
     rig::WriteFile("/tmp/precious", "precious\n");
     fs::create_hard_link("/tmp/precious", kConfLock);
     const int fd = ZAFOLDAPLock(kConfLock, LOCK_EX);
@@ -174,7 +174,7 @@ TEST_F(SharedFolder, LockThatIsAHardLinkToAFileOfRootsIsReplacedAndTheFileKept) 
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(SharedFolder, StrangerWhoHoldsALockOnHisOwnFileKeepsNoBackupSettingsClosed) {
+TEST_F(SharedFolder, StrangerWhoLocksTheirOwnFileDoesNotBlockBackupSettings) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     std::array<int, 2> ready{};
     ASSERT_EQ(pipe(ready.data()), 0);
@@ -260,7 +260,7 @@ TEST_F(SharedFolder, PlantNeverLetsTwoHoldTheLock) {
     }
 }
 
-TEST_F(SharedFolder, RootIsToldWhatWasRemovedAndWhatCouldNotBe) {
+TEST_F(SharedFolder, LogsWhatRootRemovedAndWhatItCouldNot) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     Plant("ln -s /var/target /tmp/link.lock; mkdir -m 755 -p /tmp/full.lock/deep");
     for (const char *lock : {"/tmp/link.lock", "/tmp/full.lock"}) {
@@ -276,7 +276,7 @@ TEST_F(SharedFolder, RootIsToldWhatWasRemovedAndWhatCouldNotBe) {
                         "/tmp/full.lock.")));
 }
 
-TEST_F(SharedFolder, UserWhoCannotRemoveAPlantIsToldWhatItIs) {
+TEST_F(SharedFolder, LogsAPlantThatTheUserCannotRemove) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     Plant(
         "mkdir -m 755 /tmp/plain.lock; install -m 666 /dev/null /tmp/open.lock; "
@@ -354,7 +354,7 @@ TEST_F(SharedFolder, FoldersUnderTheNextNamesOfChangeFilesFailNoEdit) {
     EXPECT_EQ(root.Wait(), 0);
 }
 
-TEST_F(SharedFolder, FilesOfAStrangersUnderThoseNamesStopNoOrdinaryUserEither) {
+TEST_F(SharedFolder, AStrangersFilesUnderThoseNamesDoNotStopOrdinaryUsersEither) {
     SKIP_WITHOUT_OTHER_ACCOUNTS();
     std::array<int, 2> go{};
     ASSERT_EQ(pipe(go.data()), 0);

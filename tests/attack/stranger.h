@@ -30,4 +30,4 @@ rig::ProgramRun AsNobody(const std::vector<std::string> &argv, std::string_view 
 
 #define SKIP_WITHOUT_OTHER_ACCOUNTS()    \
     if (!zafo::test::HasOtherAccounts()) \
-    GTEST_SKIP() << "there is only one account in a private root that an ordinary user has made"
+    GTEST_SKIP() << "a private root created by an ordinary user has only one account"

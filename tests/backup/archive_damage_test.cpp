@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whatever is not exactly a backup file of ours is refused, with the code of its reason.
+// Files that are not exactly our backup format are refused, with the exit code for the reason.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +21,7 @@ using namespace zafo;
 using namespace zafo::backup;
 using namespace zafo::test;
 
-// The code with which a file is refused; nothing when it is accepted.
+// The code with which a file is refused; nullopt when it is accepted.
 std::optional<Exit> Refusal(std::string_view bytes, std::string *words = nullptr) {
     const UniqueFd fd = InMemory(bytes);
     try {
@@ -91,7 +91,7 @@ TEST(DamagedBackup, IsAnEmptyFileOfAnotherKind) {
     }
 }
 
-// Everything below is sealed: it was made on purpose, or by another program.
+// All of these carry a valid seal: made on purpose, or by another program.
 struct Case {
     const char *name;
     void (*change)(std::vector<Member> &);
@@ -194,8 +194,8 @@ TEST(NewerBackup, IsRefusedAsSuchByItsManifest) {
     EXPECT_EQ(Refusal(Sealed(Packed(members))), Exit::kNewerFormat);
 }
 
-// A flipped bit must not send anybody looking for a newer program.
-TEST(NewerBackup, IsTakenForDamageWithoutItsSeal) {
+// A flipped bit must not be reported as a newer format version.
+TEST(NewerBackup, WithoutItsSealCountsAsDamaged) {
     std::vector<Member> members = GoodMembers();
     members[0].bytes = "zafoldap-backup 2\n";
     EXPECT_EQ(Refusal(Packed(members)), Exit::kDamaged);
@@ -204,7 +204,7 @@ TEST(NewerBackup, IsTakenForDamageWithoutItsSeal) {
     EXPECT_EQ(Refusal(bytes), Exit::kDamaged);
 }
 
-// Its reader would need 128 MiB.
+// Reading it would take 128 MiB.
 TEST(ForeignCompression, WithALargeWindowIsRefused) {
     std::vector<Member> members = GoodMembers();
     members[1].bytes.assign(1000, '#');
@@ -215,7 +215,7 @@ TEST(ForeignCompression, WithALargeWindowIsRefused) {
 
 class BackupPlaces : public FolderTest {};
 
-TEST_F(BackupPlaces, ThatAreNoFilesAreRefused) {
+TEST_F(BackupPlaces, ThatAreNotFilesAreRefused) {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     const std::string missing = Path("missing");
     EXPECT_THROW(OpenBackup(missing), JobError);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the writer writes and the reader reads, and that other programs can read it too.
+// The reader reads what the writer writes, and so can other programs.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -45,7 +45,7 @@ std::string Entries(size_t count, size_t size = 0) {
     return text;
 }
 
-// The text of `entries` in a backup, handed over in blocks of one size.
+// A backup whose `entries` are written in blocks of one size.
 UniqueFd Written(std::string_view entries, size_t block, Manifest *manifest = nullptr) {
     UniqueFd fd = InMemory("");
     ArchiveWriter writer(fd.Get(), "the backup", 1000000000, kSuffix);
@@ -72,7 +72,7 @@ TEST(BackupArchive, GivesBackWhatWasWrittenWhateverTheBlocks) {
     }
 }
 
-TEST(BackupArchive, TellsInItsManifestWhatItHolds) {
+TEST(BackupArchive, DescribesItsContentsInTheManifest) {
     Manifest written;
     const std::string entries = Entries(50);
     const UniqueFd fd = Written(entries, 100, &written);
@@ -145,14 +145,14 @@ TEST_F(BackupArchiveOnDisk, CutsPiecesBetweenRecords) {
     EXPECT_EQ(EntriesOf(memory.Get()), entries);
 }
 
-// A photo of many megabytes.
+// Such as a photo of many megabytes.
 TEST(BackupArchive, HoldsARecordThatIsLongerThanAPiece) {
     const std::string entries = Entries(2) + Record(9, 3 * kPieceBytes) + Record(10);
     const UniqueFd fd = Written(entries, 1 << 16);
     EXPECT_EQ(EntriesOf(fd.Get()), entries);
 }
 
-// Two processes read the same descriptor's file, as the restore does in turn.
+// Through a single descriptor, as the restore does.
 TEST(BackupArchive, IsReadAgainFromTheStart) {
     const UniqueFd fd = Written(Entries(5), 100);
     EXPECT_EQ(EntriesOf(fd.Get()), EntriesOf(fd.Get()));
@@ -189,7 +189,7 @@ TEST(BackupArchive, RefusesAConfigurationFileWithoutBounds) {
     EXPECT_THROW(writer.AddFile(kSlapdConfMember, std::string(kLargestConfig + 1, 'x')), JobError);
 }
 
-// The reader's memory is its own peak: measured in a process that does nothing else.
+// Measures the peak memory of a process that does nothing but read.
 TEST_F(BackupArchiveOnDisk, TakesTheSameMemoryForAnySize) {
     if (zafo::rig::IsSanitized()) GTEST_SKIP() << "the sanitizer keeps what was freed";
     const auto peak_after = [&](size_t records) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The backup program, killed or failing at each of its calls to the system: whatever happens, the
-// backups that were there stay as they were, and the next run tidies up.
+// The backup program, killed or failing at each of its system calls: existing backups never change,
+// and the next run tidies up.
 #include <gmock/gmock.h>
 
 #include "tests/backup/program_fixture.h"
@@ -12,12 +12,12 @@ using namespace zafo;
 using namespace zafo::test;
 using testing::IsEmpty;
 
-// No program makes as many calls.
+// An upper bound on the calls of any program.
 constexpr int kMostCalls = 500;
 
 class BackupFault : public BackupProgramTest {
   protected:
-    // Two backups with other entries than the next.
+    // Two backups whose entries differ from those of the next one.
     void SetUp() override {
         BackupProgramTest::SetUp();
         MakeBackup();
@@ -27,7 +27,7 @@ class BackupFault : public BackupProgramTest {
         Settle();
     }
 
-    // From here on slapcat gives something else, so that no backup passes for another.
+    // From here on slapcat prints something else, so that one backup cannot pass for another.
     void Settle() {
         tools_.Reset();
         tools_.On("slapcat").Output(Entries("later"));
@@ -42,7 +42,7 @@ class BackupFault : public BackupProgramTest {
         }
     }
 
-    // Whatever bears the name of a backup is one.
+    // Every file with a backup's name must be a whole backup.
     void ExpectEveryBackupWhole() const {
         for (const std::string &name : Backups())
             Verified(name);
@@ -81,12 +81,12 @@ TEST_F(BackupFault, KilledAtAnyStepHurtsNothing) {
         ForgetNewBackups();
         if (HasFailure()) return;
     }
-    // Lock, progress, part file, slapcat, writing, name, thinning.
+    // Lock, progress, part file, slapcat, writing, renaming, thinning.
     EXPECT_GT(step, 20);
     EXPECT_LT(step, kMostCalls);
 }
 
-// While old backups are removed, too: the newest are never among the victims.
+// Also while it removes old backups: the newest ones are never removed.
 TEST_F(BackupFault, KilledWhileItRemovesOldBackupsLeavesTheNewest) {
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
     const rig::FaultRun run = Run("kill:2:unlink");
@@ -100,7 +100,7 @@ TEST_F(BackupFault, KilledWhileItRemovesOldBackupsLeavesTheNewest) {
 struct Failure {
     const char *reason;
     const char *kind;
-    int code;  // when it hits the backup's own file
+    int code;  // when the call concerns the backup's own file
 };
 
 void PrintTo(const Failure &one, std::ostream *out) {
@@ -109,7 +109,8 @@ void PrintTo(const Failure &one, std::ostream *out) {
 
 class BackupFailure : public BackupFault, public testing::WithParamInterface<Failure> {
   protected:
-    // What the call that fails belongs to: the progress may fail, the folder may not.
+    // Whether the failing call concerns the backup folder: failures of the progress file are
+    // tolerated.
     bool IsInFolder(const rig::FaultRun &run, int turn) const {
         int found = 0;
         for (const rig::CountedCall &call : run.calls) {
@@ -164,8 +165,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Failure{"ENOMEM", "create", 3}),
     [](const auto &one) { return std::string(one.param.reason) + "_" + one.param.kind; });
 
-// A disk that does not keep what it took: seen before the file is a backup to anybody.
-TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
+// A disk that does not keep what was written: detected before the file gets a backup's name.
+TEST_F(BackupFault, IsDetectedByReadingBackFromTheDisk) {
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
     int in_folder = 0;
     for (const std::string how : {"flip:", "lose:"}) {
@@ -192,7 +193,7 @@ TEST_F(BackupFault, IsSeenInWhatTheDiskHas) {
     EXPECT_GE(in_folder, 4);
 }
 
-TEST_F(BackupFault, AProgramThatCannotBeStartedIsTold) {
+TEST_F(BackupFault, AProgramThatCannotBeStartedIsReported) {
     const rig::FaultRun run = Run("EAGAIN:1:spawn");
     EXPECT_EQ(run.ExitCode(), 3);
     EXPECT_THAT(run.words, testing::HasSubstr("cannot start /usr/zafo/bin/slapcat"));
@@ -200,8 +201,8 @@ TEST_F(BackupFault, AProgramThatCannotBeStartedIsTold) {
     EXPECT_THAT(Others(), IsEmpty());
 }
 
-// The new backup is good: what is told is that the folder fills up.
-TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsTold) {
+// The new backup is good; the report is about the folder filling up.
+TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsReported) {
     variables_["LDAP_BKP_MAX_BACKUP_FILE"] = "1";
     const rig::FaultRun run = Run("EACCES:1:unlink");
     EXPECT_EQ(run.ExitCode(), 2);
@@ -209,8 +210,8 @@ TEST_F(BackupFault, AnOldBackupThatCannotBeRemovedIsTold) {
     EXPECT_EQ(EntriesOf(Backups().at(0)), Entries("later"));
 }
 
-// A file system that does not know how not to overwrite.
-TEST_F(BackupFault, APlainRenameDoesWhereNoOtherIs) {
+// A file system without RENAME_NOREPLACE.
+TEST_F(BackupFault, FallsBackToAPlainRename) {
     const rig::FaultRun plain = Run();
     ASSERT_EQ(plain.ExitCode(), 0);
     int turn = 0;

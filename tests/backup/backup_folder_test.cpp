@@ -28,7 +28,7 @@ class BackupFolder : public test::FolderTest {
   protected:
     void WriteBackup(const std::string &name) const { Write(name, Whole()); }
 
-    // Why the only file with a name of ours there does not count.
+    // Why the only file with a backup's name there does not count.
     std::string PassedOver() const {
         const FolderContents contents = LookInto(folder_, "zafoldap");
         EXPECT_THAT(contents.backups, IsEmpty());
@@ -69,7 +69,7 @@ TEST_F(BackupFolder, OrdersByNumberWhateverTheClockSaid) {
     EXPECT_THAT(Found(), ElementsAre(kFour, kThree, kTwo, kOne));
 }
 
-TEST_F(BackupFolder, TellsNumberTimeAndSize) {
+TEST_F(BackupFolder, ReportsNumberTimeAndSize) {
     WriteBackup(kOne);
     const auto found = BackupsIn(folder_, "zafoldap");
     ASSERT_EQ(found.size(), 1u);
@@ -130,28 +130,28 @@ TEST_F(BackupFolder, KnowsOnlyRegularFiles) {
     EXPECT_THAT(Found(), IsEmpty());
 }
 
-TEST_F(BackupFolder, PassesOverWhatHasNoSeal) {
+TEST_F(BackupFolder, SkipsFilesWithoutASeal) {
     Write(kOne, Whole().substr(0, Whole().size() / 2));
     EXPECT_EQ(PassedOver(),
               "it does not end with the seal of a backup: it is cut short or not a backup");
 }
 
-TEST_F(BackupFolder, PassesOverAnEmptyFile) {
+TEST_F(BackupFolder, SkipsAnEmptyFile) {
     Write(kOne, "");
     EXPECT_EQ(PassedOver(), "the file is empty");
 }
 
-TEST_F(BackupFolder, PassesOverASealedFileThatBeginsLikeNoBackup) {
+TEST_F(BackupFolder, SkipsASealedFileThatBeginsLikeNoBackup) {
     Write(kOne, test::Sealed(test::Packed({{"README", "x"}})));
     EXPECT_EQ(PassedOver(), "it is not a backup");
 }
 
-TEST_F(BackupFolder, PassesOverANumberThatNoBackupGets) {
+TEST_F(BackupFolder, SkipsANumberThatNoBackupGets) {
     WriteBackup("zafoldap-999999999999999999-20270228T140300Z.tar.zst");
     EXPECT_EQ(PassedOver(), "its number is too high for a backup");
 }
 
-TEST_F(BackupFolder, PassesOverWhatIsAnotherUsers) {
+TEST_F(BackupFolder, SkipsFilesOfAnotherUser) {
     WriteBackup(kOne);
     if (chown(Path(kOne).c_str(), 65534, 65534) != 0)
         GTEST_SKIP() << "there is only one account here";
@@ -190,7 +190,7 @@ TEST_F(BackupFolder, SaysWhenNumbersAreUsedUp) {
     }
 }
 
-TEST_F(BackupFolder, ThatIsNotThereIsReported) {
+TEST_F(BackupFolder, ThatDoesNotExistIsReported) {
     try {
         BackupsIn(Path("none"), "zafoldap");
         FAIL() << "nothing was thrown";
@@ -231,7 +231,7 @@ TEST_F(BackupFolder, NeverThinsWhatIsNotItsOwn) {
     EXPECT_EQ(Names(), kept);
 }
 
-TEST_F(BackupFolder, PutsAFinishedFileInItsPlace) {
+TEST_F(BackupFolder, GivesAFinishedFileItsName) {
     PartFile part(folder_, kOne);
     EXPECT_EQ(part.Path(), Path("." + std::string(kOne) + ".part"));
     ASSERT_EQ(write(part.Fd(), "x", 1), 1);
@@ -261,14 +261,14 @@ TEST_F(BackupFolder, NeverOverwritesABackup) {
     EXPECT_EQ(Read(kOne), "another");
 }
 
-TEST_F(BackupFolder, DoesNotTakeWhatWasPutInTheFilesPlace) {
+TEST_F(BackupFolder, DoesNotAcceptAFileThatReplacedItsOwn) {
     PartFile part(folder_, kOne);
     std::filesystem::remove(part.Path());
     Write("." + std::string(kOne) + ".part", "another");
     EXPECT_THROW(part.PutInPlace(), JobError);
 }
 
-TEST_F(BackupFolder, ThatGoesAwayMeanwhileIsNoPlaceForABackup) {
+TEST_F(BackupFolder, ThatGoesAwayMeanwhileIsRefused) {
     PartFile part(folder_, kOne);
     std::filesystem::remove_all(folder_);
     try {

@@ -31,7 +31,8 @@ constexpr const char *kSlapdConf = "/usr/zafo/etc/openldap/slapd.conf";
 
 class BackupProgram : public BackupProgramTest {
   protected:
-    // A run that fails with this code, in one line, leaving a folder without traces.
+    // Expects a run to fail with this code and a one-line message, and to leave no traces in the
+    // folder.
     void ExpectFailure(int code, const std::string &words, const std::string &fault = "") {
         const rig::FaultRun run = Run(fault);
         EXPECT_EQ(run.ExitCode(), code) << run.words;
@@ -64,7 +65,7 @@ TEST_F(BackupProgram, WritesABackupThatCanBeVerified) {
     EXPECT_EQ(status.st_mode & 07777u, 0600u);
 }
 
-TEST_F(BackupProgram, TellsInTheManifestWhatItSaved) {
+TEST_F(BackupProgram, DescribesWhatItSavedInTheManifest) {
     variables_["LDAP_BKP_TASK"] = "nightly";
     MakeBackup();
     const backup::Manifest manifest = Verified(Backups().at(0)).manifest;
@@ -96,7 +97,7 @@ TEST_F(BackupProgram, NeedsNoSavedConnectionAndNoRules) {
     EXPECT_THAT(Verified(Backups().at(0)).config, SizeIs(1));
 }
 
-TEST_F(BackupProgram, RunsSlapcatWithNothingOfItsOwn) {
+TEST_F(BackupProgram, RunsSlapcatWithoutItsOwnDescriptorsAndEnvironment) {
     MakeBackup();
     const std::vector<rig::FakeCall> calls = tools_.Calls();
     ASSERT_THAT(calls, SizeIs(1));
@@ -105,7 +106,7 @@ TEST_F(BackupProgram, RunsSlapcatWithNothingOfItsOwn) {
                 testing::UnorderedElementsAre(testing::StartsWith("PATH="), "LC_ALL=C"));
     EXPECT_TRUE(calls[0].InputIsNull());
     EXPECT_THAT(calls[0].descriptors, SizeIs(3));
-    // The C library keeps two of the real-time signals for itself.
+    // The C library reserves two of the real-time signals.
     EXPECT_EQ(calls[0].ignored_signals & 0x7FFFFFFFu, 0u);
     EXPECT_EQ(calls[0].blocked_signals, 0u);
 }
@@ -128,7 +129,7 @@ TEST_F(BackupProgram, WritesNoArchiveIntoAClosedStandardDescriptor) {
     Verified(Backups()[0]);
 }
 
-// A caller that wants to know nothing of its children hands that on to its programs.
+// A caller that ignores SIGCHLD passes that on to its programs.
 TEST_F(BackupProgram, SeesHowSlapcatEndsWhateverItsCallerDoesAboutChildren) {
     UseSlapcat([](rig::FakeScript &&script) { script.Output(Entries()).Exit(1); });
     const rig::ToolOutcome outcome = rig::RunTool(
@@ -139,7 +140,7 @@ TEST_F(BackupProgram, SeesHowSlapcatEndsWhateverItsCallerDoesAboutChildren) {
 
 // --- What it keeps ------------------------------------------------------------
 
-TEST_F(BackupProgram, KeepsAsManyAsItIsTold) {
+TEST_F(BackupProgram, KeepsAsManyAsConfigured) {
     for (int i = 0; i < 5; ++i)
         MakeBackup();
     ASSERT_THAT(Backups(), SizeIs(3));
@@ -147,7 +148,7 @@ TEST_F(BackupProgram, KeepsAsManyAsItIsTold) {
     EXPECT_TRUE(Backups()[2].starts_with("zafoldap-000003-"));
 }
 
-TEST_F(BackupProgram, KeepsTenWhenTheNumberIsNone) {
+TEST_F(BackupProgram, KeepsTenWithoutAValidNumber) {
     for (const char *number : {"", "0", "-1", "all"}) {
         variables_["LDAP_BKP_MAX_BACKUP_FILE"] = number;
         for (int i = 0; i < 3; ++i)
@@ -156,7 +157,7 @@ TEST_F(BackupProgram, KeepsTenWhenTheNumberIsNone) {
     EXPECT_THAT(Backups(), SizeIs(10));
 }
 
-// A clock that was wrong has left backups of the future.
+// A clock that was wrong has left backups dated in the future.
 TEST_F(BackupProgram, KeepsTheNewestByNumber) {
     for (const char *name :
          {"zafoldap-000007-20980101T000000Z.tar.zst", "zafoldap-000008-20990101T000000Z.tar.zst"}) {
@@ -193,7 +194,7 @@ TEST_F(BackupProgram, KeepsEverythingWhenItFails) {
 
 // --- Progress -----------------------------------------------------------------
 
-TEST_F(BackupProgram, TellsItsProgress) {
+TEST_F(BackupProgram, ReportsItsProgress) {
     UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile(Path("go")); });
     rig::RunningTool running({kBackupProgram}, Environment());
     ASSERT_TRUE(tools_.WaitForCalls(1));
@@ -218,7 +219,7 @@ TEST_F(BackupProgram, LeavesTheStageInWhichItFailed) {
     EXPECT_EQ(Progress("stage"), "3");
 }
 
-TEST_F(BackupProgram, DoesNotNeedToTellItsProgress) {
+TEST_F(BackupProgram, WorksWithoutReportingItsProgress) {
     variables_["LDAP_BKP_PROGRESS_FILE"] = "/no/such/folder/progress";
     EXPECT_EQ(Run().ExitCode(), 0);
 }
@@ -235,7 +236,7 @@ TEST_F(BackupProgram, IsBusyWhileAnotherJobRuns) {
     EXPECT_THAT(Backups(), IsEmpty());
 }
 
-TEST_F(BackupProgram, RefusesAFolderThatIsNone) {
+TEST_F(BackupProgram, RefusesAPathThatIsNotAFolder) {
     Write("file", "x");
     ASSERT_EQ(symlink(folder_.c_str(), Path("link").c_str()), 0);
     const std::pair<std::string, std::string> kPlaces[] = {
@@ -265,7 +266,7 @@ TEST_F(BackupProgram, RefusesAFolderInsideTheDatabaseUnderAnotherName) {
     rmdir(below.c_str());
 }
 
-// A file system of its own in the place of the folder.
+// The folder is a file system of its own.
 class BackupFileSystem : public BackupProgram {
   protected:
     bool Mount(const char *options) {
@@ -295,7 +296,7 @@ TEST_F(BackupFileSystem, WithoutRoomIsRefusedBeforeAnythingIsWritten) {
     EXPECT_THAT(Names(), IsEmpty());
 }
 
-// What cannot be compressed, far more than there is room for.
+// Incompressible, and far more than there is room for.
 TEST_F(BackupFileSystem, ThatFillsUpEndsTheBackup) {
     if (!Mount("size=6m")) GTEST_SKIP() << "nothing can be mounted here";
     MakeBackup();
@@ -311,7 +312,7 @@ TEST_F(BackupFileSystem, ThatFillsUpEndsTheBackup) {
     Verified(Backups().at(0));
 }
 
-// A share that is taken away leaves the folder on which it was mounted.
+// An unmounted share exposes the folder beneath the mount.
 TEST_F(BackupFileSystem, ThatIsTakenAwayEndsTheBackup) {
     if (!Mount("size=16m")) GTEST_SKIP() << "nothing can be mounted here";
     UseSlapcat([&](rig::FakeScript &&script) { script.Output(Entries()).WaitForFile("/tmp/go"); });
@@ -353,7 +354,7 @@ TEST_F(BackupProgram, RefusesAPrefixThatLeadsElsewhere) {
     EXPECT_THAT(run.words, HasSubstr("LDAP_BKP_PREFIX"));
 }
 
-TEST_F(BackupProgram, ExplainsItselfToWhoeverCallsItWrongly) {
+TEST_F(BackupProgram, PrintsItsUsageWhenCalledWrongly) {
     for (const std::vector<std::string> &arguments :
          {std::vector<std::string>{"-r"}, {"-r", ""}, {"-r", "a", "b"}, {"--help"}, {"backup"}}) {
         std::vector<std::string> argv = {kBackupProgram};
@@ -377,7 +378,7 @@ void PrintTo(const BadSlapcat &one, std::ostream *out) {
 
 class BackupOfBadEntries : public BackupProgram, public testing::WithParamInterface<BadSlapcat> {};
 
-TEST_P(BackupOfBadEntries, IsNone) {
+TEST_P(BackupOfBadEntries, IsRefused) {
     UseSlapcat(GetParam().script);
     ExpectFailure(5, GetParam().words);
     EXPECT_THAT(Names(), IsEmpty());
@@ -405,7 +406,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "ends after 2 entries"}),
     [](const auto &one) { return one.param.name; });
 
-TEST_F(BackupProgram, TellsThatASlapcatIsMissing) {
+TEST_F(BackupProgram, ReportsAMissingSlapcat) {
     std::filesystem::rename("/usr/zafo/bin/slapcat", "/usr/zafo/bin/slapcat.gone");
     ExpectFailure(3, "cannot start /usr/zafo/bin/slapcat");
     std::filesystem::rename("/usr/zafo/bin/slapcat.gone", "/usr/zafo/bin/slapcat");
@@ -428,7 +429,7 @@ TEST_F(BackupProgram, TidiesUpWhenItIsAskedToEnd) {
     }
 }
 
-TEST_F(BackupProgram, TellsTheSystemLogToo) {
+TEST_F(BackupProgram, ReportsToTheSystemLogToo) {
     rig::SystemLog &log = rig::SystemLog::Get();
     log.Clear();
     variables_["LDAP_BKP_DEST_DIR"] = Path("none");

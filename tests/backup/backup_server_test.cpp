@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups of the appliance's real server, most of all while clients write to it.
+// Backups of the appliance's real server, mostly while clients write to it.
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ using namespace zafo;
 using namespace zafo::test;
 
 constexpr int kWriters = 4;
-constexpr int kFiller = 1500;  // entries between those that must agree
+constexpr int kFiller = 1500;  // entries between two that must agree
 constexpr int kBackups = 8;
 
 struct Saved {
@@ -30,7 +30,7 @@ struct Saved {
     backup::Contents contents;
     std::string entries;
 
-    // The entries below "cn=load", each by its RDN.
+    // The entries below "cn=load", keyed by RDN.
     std::map<std::string, std::string> Load() const;
 };
 
@@ -76,7 +76,7 @@ std::map<std::string, std::string> Saved::Load() const {
     return load;
 }
 
-// The number that an attribute of an entry holds; -1 when there is none.
+// The number in an attribute of an entry; -1 if there is none.
 long NumberIn(const std::string &entry, const std::string &attribute) {
     const size_t at = entry.find("\n" + attribute + ": ");
     return at == std::string::npos
@@ -104,8 +104,9 @@ std::string NewNumber(const std::string &rdn, int number) {
            "\n-\nreplace: street\nstreet: " + text + "\n\n";
 }
 
-// Below "cn=load": for each writer a first entry, then much else, then a second one. A reader that did
-// not see one state would have the first from before and the second from after a change.
+// Below "cn=load": for each writer a first entry, then many others, then a second one. A reader
+// that does not see a single state would get the first one from before a change and the second from
+// after.
 void PrepareLoad() {
     const OwnServer &server = OwnServer::Get();
     std::string ldif = "dn: cn=load," + server.Settings().suffix +
@@ -119,8 +120,8 @@ void PrepareLoad() {
     server.Change(ldif);
 }
 
-// What one writer does: the first entry gets the next number, then the second, then an entry with that
-// number is made. All of it is acknowledged in this order.
+// One writer's work: the first entry gets the next number, then the second, then an entry with that
+// number is created. Everything is acknowledged in this order.
 std::string Work(int writer) {
     std::string ldif;
     for (int number = 1; number <= 20000; ++number) {
@@ -131,7 +132,8 @@ std::string Work(int writer) {
     return ldif;
 }
 
-// A state that the database was in: numbers in the order of the work, nothing made in advance or left out.
+// Expects a state that the database was in: numbers in the order of the work, without gaps or
+// entries from the future.
 void ExpectOneState(const std::map<std::string, std::string> &load, int writer,
                     std::vector<long> *numbers) {
     SCOPED_TRACE("writer " + std::to_string(writer));
@@ -153,7 +155,7 @@ void ExpectOneState(const std::map<std::string, std::string> &load, int writer,
     numbers->push_back(number);
 }
 
-// The server answers with what was saved, and holds it byte for byte.
+// Restores the backup and expects the server to hold it byte for byte.
 void ExpectRestores(const Saved &saved) {
     const OwnServer &server = OwnServer::Get();
     const rig::ToolOutcome restore =
@@ -195,7 +197,7 @@ TEST_F(ServerBackup, HoldsOneStateThatComesBackWhileFourClientsWrite) {
     for (auto &writer : writers)
         EXPECT_EQ(kill(writer->Pid(), 0), 0) << "a writer had nothing to do any more";
     writers.clear();
-    // They did write all the time.
+    // The writers must have written throughout.
     for (const std::vector<long> &one : numbers) {
         ASSERT_EQ(one.size(), static_cast<size_t>(kBackups));
         for (size_t i = 1; i < one.size(); ++i)
@@ -278,8 +280,8 @@ TEST_F(ServerBackup, IsMadeThroughTheLibrary) {
     ZAFOLDAPServerProgressFree(&progress);
 }
 
-// The last one: the server is gone afterwards.
-TEST_F(ServerBackup, OfADamagedDatabaseIsNone) {
+// Must be last: it destroys the server.
+TEST_F(ServerBackup, OfADamagedDatabaseFails) {
     ASSERT_EQ(ZAFOLDAPServerStop(), 0);
     std::ofstream("/usr/zafo/etc/openldap/data/data.mdb") << "this is no database";
     const rig::ToolOutcome outcome = Run();

@@ -14,7 +14,7 @@ namespace {
 using namespace zafo::backup;
 using testing::HasSubstr;
 
-// Why a text is refused when it comes in blocks of that size; empty: it is let through.
+// Why a text is refused when it comes in blocks of that size; empty: it is accepted.
 std::string Refusal(std::string_view text, size_t block) {
     EntryGuard guard;
     try {

@@ -34,7 +34,7 @@ void PrintTo(const Case &one, std::ostream *out) {
 
 class EntryScanCase : public ::testing::TestWithParam<Case> {};
 
-// The block's border falls between any two bytes.
+// A block may end between any two bytes.
 TEST_P(EntryScanCase, IsSeenInBlocksOfEverySize) {
     const Case &one = GetParam();
     const std::string_view text = one.text;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A folder of a test's own, gone with it.
+// A test's own folder, removed at its end.
 #pragma once
 
 #include <stdlib.h>
@@ -41,7 +41,7 @@ class FolderTest : public ::testing::Test {
         return names;
     }
 
-    // All there is behind a descriptor.
+    // The whole content of a descriptor's file.
     static std::string Bytes(int fd) {
         std::ifstream file("/proc/self/fd/" + std::to_string(fd));
         std::stringstream text;

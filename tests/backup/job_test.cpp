@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What every job has: one at a time, its progress to be watched, its children, its end by a signal.
+// Shared by all jobs: the lock, the progress file, children, and ending by a signal.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -30,7 +30,7 @@ using testing::HasSubstr;
 
 // --- The lock -----------------------------------------------------------------
 
-// A process that holds the lock; Release ends it with that signal.
+// A process that holds the lock; Release ends it with the given signal.
 class Holder {
   public:
     Holder() {
@@ -91,14 +91,14 @@ TEST(JobLock, IsNotInheritedByChildren) {
         const JobLock lock;
         child.emplace(ChildSpec{.argv = {"/bin/cat"}, .input = pipe.reader.Get()});
     }
-    // Its descriptors close a moment after it has begun.
+    // The process's descriptors close shortly after it has been killed.
     EXPECT_NO_THROW(JobLock());
     pipe.writer.Reset(-1);
     EXPECT_EQ(child->Wait(), 0);
 }
 
-// Asking takes the lock for a moment, and must not turn a job away.
-TEST(JobLock, IsHadWhileOthersOnlyAsk) {
+// A query takes the lock briefly, which must not turn a job away.
+TEST(JobLock, IsAcquiredWhileOthersOnlyQueryIt) {
     const pid_t asker = fork();
     if (asker == 0) {
         for (;; usleep(1000))
@@ -160,7 +160,7 @@ TEST_F(Progress, LeavesTheFileAloneUntilTheJobBegins) {
     EXPECT_EQ(Read("progress"), "of another");
 }
 
-TEST_F(Progress, IsForEverybodyToRead) {
+TEST_F(Progress, IsReadableByEveryone) {
     const mode_t mask = umask(077);
     ProgressFile(path_, Operation::kBackup, "backup", 6).Stage("x");
     umask(mask);
@@ -169,7 +169,7 @@ TEST_F(Progress, IsForEverybodyToRead) {
     EXPECT_EQ(status.st_mode & 07777u, 0644u);
 }
 
-// Another process reads as fast as it can while it is written.
+// Another process reads the file as fast as it can while it is written.
 TEST_F(Progress, IsAlwaysWhole) {
     ProgressFile progress(path_, Operation::kBackup, "backup", 100000);
     progress.Stage("x");
@@ -189,14 +189,14 @@ TEST_F(Progress, IsAlwaysWhole) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Progress, LeavesNothingElseBehind) {
+TEST_F(Progress, LeavesNoOtherFiles) {
     ProgressFile progress(path_, Operation::kBackup, "backup", 6);
     Write("progress.new", "of a killed run");
     progress.Stage("x");
     EXPECT_THAT(Names(), testing::ElementsAre("progress"));
 }
 
-TEST_F(Progress, IsNoReasonToFail) {
+TEST_F(Progress, FailuresAreIgnored) {
     ProgressFile progress(Path("no/such/folder/progress"), Operation::kBackup, "backup", 6);
     EXPECT_NO_THROW(progress.Stage("x"));
     EXPECT_NO_THROW(progress.Finish(0));
@@ -269,16 +269,17 @@ TEST(JobChild, EndsWithItsStatusInWords) {
     EXPECT_EQ(EndOf("kill -9 $$"), "signal 9");
 }
 
-TEST(JobChild, SaysWhatItSaidOnItsStandardError) {
+TEST(JobChild, ReportsItsStandardError) {
     Child child({.argv = {"/bin/sh", "-c", "echo one >&2; echo two >&2; exit 1"}});
     child.Wait();
     EXPECT_EQ(child.Words(), "one\ntwo\n");
     EXPECT_EQ(OneLine(child.Words()), "one");
 }
 
-TEST(JobChild, HasAnEnvironmentAndDescriptorsOfItsOwn) {
+TEST(JobChild, HasItsOwnEnvironmentAndDescriptors) {
     setenv("SECRET", "x", 1);
-    const UniqueFd open_file(open("/etc/passwd", O_RDONLY));  // not close-on-exec: ours all are
+    const UniqueFd open_file(
+        open("/etc/passwd", O_RDONLY));  // not close-on-exec, unlike all of ours
     EXPECT_EQ(OutputOf("env | grep -c SECRET; true"), "0\n");
     EXPECT_EQ(OutputOf("readlink /proc/self/fd/0"), "/dev/null\n");
     unsetenv("SECRET");
@@ -294,8 +295,8 @@ TEST(JobChild, ThatCannotBeStartedIsAnError) {
     }
 }
 
-// Its words take the last descriptor: there is none for its end.
-TEST(JobChild, ThatCannotBeWatchedIsEndedAndAnError) {
+// The pipe for its output takes the last descriptor; none is left for watching its end.
+TEST(JobChild, ThatCannotBeWatchedIsKilledAndAnError) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const auto free = static_cast<rlim_t>(UniqueFd(dup(STDIN_FILENO)).Get());
@@ -323,7 +324,7 @@ TEST(JobChild, EndsWithItsOwner) {
     EXPECT_EQ(errno, ESRCH);
 }
 
-TEST(JobChild, ThatDoesNotListenIsMadeToEnd) {
+TEST(JobChild, ThatIgnoresSigtermIsKilled) {
     Pipe pipe = MakePipe();
     Child child({.argv = {"/bin/sh", "-c", "trap '' TERM; echo; while :; do sleep 1; done"},
                  .output = pipe.writer.Get()});
@@ -333,7 +334,7 @@ TEST(JobChild, ThatDoesNotListenIsMadeToEnd) {
     EXPECT_EQ(StatusInWords(child.Wait()), "signal 9");
 }
 
-TEST(JobChild, IsWaitedForWithOtherThingsToDo) {
+TEST(JobChild, CanBeWaitedForWhileOtherWorkIsDone) {
     Child child({.argv = {"/bin/sleep", "2"}});
     int turns = 0;
     EXPECT_EQ(child.Wait([&] { ++turns; }), 0);
@@ -342,7 +343,7 @@ TEST(JobChild, IsWaitedForWithOtherThingsToDo) {
 
 // --- Digests --------------------------------------------------------------------
 
-TEST(JobDigest, IsTheSameBesideOtherWork) {
+TEST(JobDigest, IsUnaffectedByConcurrentWork) {
     std::string text(5'000'000, '\0');
     for (size_t i = 0; i < text.size(); ++i)
         text[i] = static_cast<char>(i * i >> 7U);
@@ -358,7 +359,7 @@ TEST(JobDigest, IsTheSameBesideOtherWork) {
     }
 }
 
-TEST(JobDigest, LeavesNoThreadBehindWhenItIsGivenUp) {
+TEST(JobDigest, LeavesNoThreadBehindWhenAbandoned) {
     const auto threads = [] {
         const std::filesystem::directory_iterator tasks("/proc/self/task");
         return std::distance(begin(tasks), end(tasks));
@@ -369,7 +370,7 @@ TEST(JobDigest, LeavesNoThreadBehindWhenItIsGivenUp) {
         sha.Add(std::string(3'000'000, 'x'));
         EXPECT_EQ(threads(), before + 1);
     }
-    // The kernel forgets it a moment after it has been joined.
+    // The kernel removes a thread shortly after it has been joined.
     for (int i = 0; i < 1000 && threads() != before; ++i)
         usleep(10000);
     EXPECT_EQ(threads(), before);
@@ -405,7 +406,7 @@ TEST(JobWords, OfAFailedWriteHaveTheCodeOfItsReason) {
     EXPECT_STREQ(WritingError("/b", ESTALE).what(), "cannot write /b: Stale file handle");
 }
 
-TEST(JobWords, TellOfEveryCode) {
+TEST(JobWords, ExistForEveryCode) {
     for (int code = 0; code <= 14; ++code) {
         EXPECT_FALSE(WordsFor(Operation::kBackup, code).empty()) << code;
         EXPECT_FALSE(WordsFor(Operation::kRestore, code).empty()) << code;

@@ -13,7 +13,7 @@ namespace {
 using namespace zafo::backup;
 using zafo::test::GoodManifest;
 
-TEST(BackupManifest, ComesBackAsItWas) {
+TEST(BackupManifest, SurvivesARoundTrip) {
     EXPECT_EQ(ManifestFrom(ToJson(GoodManifest())), GoodManifest());
 }
 
@@ -25,7 +25,7 @@ TEST(BackupManifest, KeepsOddTexts) {
     EXPECT_EQ(ManifestFrom(ToJson(manifest)), manifest);
 }
 
-TEST(BackupManifest, IsWrittenForATextThatIsNoUtf8) {
+TEST(BackupManifest, IsWrittenForATextThatIsNotUtf8) {
     Manifest manifest = GoodManifest();
     manifest.suffix = "o=M\xFCller";
     EXPECT_EQ(ManifestFrom(ToJson(manifest)).suffix, "o=M\uFFFDller");
@@ -39,8 +39,8 @@ TEST(BackupManifest, MayHoldMoreThanIsKnown) {
 
 struct Case {
     const char *name;
-    const char *text;   // in the JSON of a good one…
-    const char *other;  // …this instead
+    const char *text;   // this text in the JSON of a valid manifest …
+    const char *other;  // … is replaced with this
     const char *words;
 };
 

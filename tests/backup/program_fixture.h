@@ -15,7 +15,7 @@
 
 namespace zafo::test {
 
-// Under its own name stands a fake tool too.
+// A fake tool also replaces the program under its own name.
 constexpr const char *kBackupProgram = "/mnt/build/tools/zafoldapbackup/zafoldapbackup";
 constexpr const char *kProgress = "/var/log/zafoldap.progress";
 
@@ -23,7 +23,7 @@ class BackupProgramTest : public FolderTest {
   protected:
     void SetUp() override;
 
-    // What a caller sets, each variable once.
+    // The caller's environment, each variable once.
     std::map<std::string, std::string> variables_;
     rig::FakeTools tools_;
 
@@ -33,24 +33,24 @@ class BackupProgramTest : public FolderTest {
         return rig::RunWithFault({kBackupProgram}, Environment(), fault);
     }
 
-    // Runs once and expects a backup.
+    // Runs the program once and expects a backup.
     void MakeBackup() const;
 
-    // Names of backups, and names of everything else, in the folder.
+    // The names of the backups in the folder, and of all other files.
     std::vector<std::string> Backups() const;
     std::vector<std::string> Others() const;
 
-    // Every backup's bytes by its name.
+    // Every backup's content by its name.
     std::map<std::string, std::string> Contents() const;
 
-    // What a backup holds; fails when it is damaged.
+    // A backup's contents; fails when it is damaged.
     backup::Contents Verified(const std::string &name) const;
     std::string EntriesOf(const std::string &name) const;
 
     static std::string Progress(const std::string &key);
 };
 
-// The entries that the fake slapcat gives.
+// The entries that the fake slapcat prints.
 std::string Entries(std::string_view remark = "");
 
 }  // namespace zafo::test

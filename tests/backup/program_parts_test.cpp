@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The backup program's decisions, each alone.
+// The backup program's decisions, each in isolation.
 #include <cstdlib>
 #include <limits>
 
@@ -117,7 +117,7 @@ TEST(ValuesOfABackup, AreHashes) {
         EXPECT_FALSE(IsPasswordHash(text)) << text;
 }
 
-TEST(ValuesOfABackup, AreNoDifferencesOfTheConfiguration) {
+TEST(ValuesOfABackup, AreNotDifferencesOfTheConfiguration) {
     EXPECT_TRUE(DifferingDirectives("suffix a\nrootpw x\n# c\nindex  uid\n\teq\n",
                                     "index uid eq\nrootdn b\n")
                     .empty());

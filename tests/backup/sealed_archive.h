@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup files of any content, right and wrong ones: made with libarchive and a seal, not by what is under test.
+// Valid and invalid backup files, made with libarchive and a seal, independently of the code under
+// test.
 #pragma once
 
 #include <cstddef>
@@ -23,16 +24,16 @@ struct Member {
 // The members as a tar in zstd, without a seal.
 std::string Packed(const std::vector<Member> &members, int level = 3);
 
-// Any bytes in zstd, as those of a tar would be.
+// Any bytes compressed with zstd, as those of a tar would be.
 std::string Compressed(std::string_view bytes);
 
-// The same bytes with the right seal behind them.
+// The same bytes followed by a valid seal.
 std::string Sealed(std::string bytes);
 
-// The members of a small backup that is all right, in their order.
+// The members of a small valid backup, in order.
 std::vector<Member> GoodMembers();
 
-// What the manifest of those says; the members with another manifest.
+// The manifest of those members, and the members with another manifest.
 backup::Manifest GoodManifest();
 std::vector<Member> WithManifest(const backup::Manifest &manifest);
 Member &Named(std::vector<Member> &members, std::string_view name);

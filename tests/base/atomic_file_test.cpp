@@ -76,7 +76,7 @@ TEST_F(ReplacedFile, GetsTheModeThatWasSetLast) {
     EXPECT_EQ(Mode("file"), 0644U);
 }
 
-TEST_F(ReplacedFile, IsReadableForTheGroupThatIsLetRead) {
+TEST_F(ReplacedFile, IsReadableForTheGivenGroup) {
     AtomicFile file(Path("file"));
     file.LetRead(getegid());
     EXPECT_EQ(file.Commit(), 0);
@@ -91,7 +91,7 @@ TEST_F(ReplacedFile, FailsWithTheReasonOfTheFirstFailure) {
     EXPECT_EQ(Replace("/dev/null/file", "text"), ENOTDIR);
 }
 
-// A write that the system cuts short.
+// A short write.
 TEST_F(ReplacedFile, KeepsItsOldTextWhenTheNewOneCannotBeWritten) {
     Write("file", "old");
     rlimit before{};
@@ -122,7 +122,7 @@ TEST_F(ReplacedFile, ReplacedWholeMustExist) {
     EXPECT_TRUE(Names().empty());
 }
 
-TEST_F(ReplacedFile, UpdatedUnderItsLockTellsWhyThereIsNoLock) {
+TEST_F(ReplacedFile, UpdatedUnderItsLockReportsWhyTheLockFailed) {
     EXPECT_EQ(FileUpdate(Path("none/file")).Error(), ENOENT);
     EXPECT_EQ(FileUpdate(Path("file"), UniqueFd()).Error(), EBADF);
     EXPECT_EQ(FileUpdate(Path("file")).Error(), 0);
@@ -138,7 +138,7 @@ TEST_F(ReplacedFile, IsSyncedByItsNameOrItsFolders) {
     EXPECT_EQ(SyncFile(Path("none")), ENOENT);
 }
 
-TEST(WorkFolder, IsThisUsersAloneAndGoesWithItsOwner) {
+TEST(WorkFolder, IsPrivateAndRemovedByItsOwnersDestructor) {
     std::string path;
     {
         const WorkFolder folder("base-test");
@@ -153,7 +153,7 @@ TEST(WorkFolder, IsThisUsersAloneAndGoesWithItsOwner) {
     EXPECT_NE(access(path.c_str(), F_OK), 0);
 }
 
-TEST(WorkFolder, TellsWhyItCouldNotBeMade) {
+TEST(WorkFolder, ReportsWhyItCouldNotBeMade) {
     const WorkFolder folder("no/such");
     EXPECT_EQ(folder.Error(), ENOENT);
 }

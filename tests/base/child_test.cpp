@@ -22,7 +22,7 @@ class SpawnedChild : public testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(pipe_); }
 
-    // What `command` prints, started with what the spawner has been told.
+    // The output of `command`, run with the spawner's settings.
     std::string Output(const std::string &command) {
         spawner_.Pass(pipe_->writer.Get(), STDOUT_FILENO);
         spawner_.CloseFrom(STDERR_FILENO + 1);
@@ -54,14 +54,14 @@ TEST_F(SpawnedChild, HasTheDescriptorsThatItWasGiven) {
     EXPECT_EQ(Output("readlink /proc/self/fd/0"), "/usr\n");
 }
 
-TEST_F(SpawnedChild, HasDevNullWhereThereIsNoDescriptor) {
+TEST_F(SpawnedChild, HasDevNullInPlaceOfAMissingDescriptor) {
     spawner_.PassOrNull(-1, STDIN_FILENO);
     spawner_.PassNull(STDERR_FILENO);
     EXPECT_EQ(Output("readlink /proc/self/fd/0 /proc/self/fd/2; cat; echo x >&2 && echo written"),
               "/dev/null\n/dev/null\nwritten\n");
 }
 
-TEST_F(SpawnedChild, HasNoDescriptorOfTheCallers) {
+TEST_F(SpawnedChild, InheritsNoDescriptorOfTheCaller) {
     const UniqueFd inherited(open("/usr", O_RDONLY));  // not close-on-exec
     EXPECT_EQ(Output("for fd in /proc/$$/fd/*; do [ $(readlink $fd) != /usr ] || echo $fd; done"),
               "");
@@ -114,7 +114,7 @@ TEST_F(SpawnedChild, IsSeenToEndByItsDescriptor) {
     EXPECT_TRUE(AwaitChild(pid));
 }
 
-TEST(AwaitedChild, ThatIsNobodysHasNoStatus) {
+TEST(AwaitedChild, ThatIsNotOursHasNoStatus) {
     EXPECT_EQ(AwaitChild(getpid()), std::nullopt);
     EXPECT_FALSE(OpenPidfd(0x7FFFFFFF).IsOpen());
 }

@@ -18,16 +18,16 @@ std::string Parsed(std::string_view text) {
     return parsed;
 }
 
-// As "slaptest -d config" shows that slapd reads them.
+// Verified with "slaptest -d config".
 TEST(Directives, AreContinuedByLinesThatBeginWithABlank) {
     const std::pair<const char *, const char *> kRows[] = {
         {"a b\nc d", "a=b;c=d;"},
         {"a\n  b\n\tc\nd e\n", "a=b c;d=e;"},
         {"a \"b\n  c\"\n", "a=\"b c\";"},
-        {"# a\n  b c\nd e\n", "d=e;"},  // a comment is continued, too
+        {"# a\n  b c\nd e\n", "d=e;"},  // comments are continued as well
         {"#\n\n  b c\n", "b=c;"},       // an empty line ends it
         {"a\r\n\r\n b c\r\n", "a=;b=c;"},
-        {"a b\n \n\t \n  c\nd e\n", "a=b c;d=e;"},  // a blank one does not
+        {"a b\n \n\t \n  c\nd e\n", "a=b c;d=e;"},  // a line of blanks does not
         {" a b\n  c", "a=b c;"},
         {" \n a b", "a=b;"},
         {" # a\n b", ""},

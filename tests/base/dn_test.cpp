@@ -9,7 +9,7 @@
 namespace zafo::dn_test {
 namespace {
 
-// "attribute=value|…" for each RDN, its pairs joined by "+", values unescaped; or the fault.
+// "attribute=value|…" for each RDN, its pairs joined by "+", values unescaped; or the error.
 std::string Parsed(std::string_view text) {
     DnError error{};
     const auto rdns = ParseDn(text, &error);
@@ -62,7 +62,7 @@ TEST(Dn, OfTheRootIsEmpty) {
     EXPECT_EQ(ParseDn("").value().size(), 0U);
 }
 
-TEST(Dn, SaysWhereAndWhyATextIsNone) {
+TEST(Dn, SaysWhereAndWhyATextIsInvalid) {
     const struct {
         std::string_view text;
         std::size_t position;
@@ -129,18 +129,19 @@ TEST(Dn, KnowsTheAttributesOfRfc4514ByAllTheirNames) {
     EXPECT_TRUE(rdns->front().pairs[3].Is("cn"));
 }
 
-// What six readers and two writers of DNs once said differently, as RFC 4514 and slapd have it.
+// Cases that several readers and writers of DNs once treated differently, decided as in RFC 4514
+// and slapd.
 TEST(Dn, DecisionsOnReading) {
     const Rows kRows[] = {
         {"cn=a=b", "cn=a=b"},          // "=" needs no escape …
-        {"cn=a\\=b", "cn=a=b"},        // … and may have one
-        {"cn=a#b", "cn=a#b"},          // "#" needs one at the front only
-        {"cn=\ta\t", "cn=a"},          // a tab at an end is a blank …
+        {"cn=a\\=b", "cn=a=b"},        // … but may have one
+        {"cn=a#b", "cn=a#b"},          // "#" needs one only at the start
+        {"cn=\ta\t", "cn=a"},          // a tab at either end is a blank …
         {"cn=\\09a\\09", "cn=\ta\t"},  // … unless it is escaped
         {"cn=a\\ ", "cn=a "},
         {"cn=a\\\\ ", "cn=a\\"},  // the second backslash is the escaped one
         {"cn=a\\20 ,dc=b", "cn=a |dc=b"},
-        {"cn=", "cn="},  // empty values are for the schema to refuse
+        {"cn=", "cn="},  // rejecting empty values is left to the schema
         {"cn=a;dc=b", "cn=a|dc=b"},
         {"cn=\"a,dc=no\",dc=com", "cn=a,dc=no|dc=com"},
     };
@@ -182,7 +183,7 @@ TEST(Dn, IsTheSameInAnyForm) {
         {"o=M\\C3\\BCller", "o=M\xC3\xBCller"},
         {"o=\\41bc", "o=abc"},
         {"cn=a+sn=b,o=x", "SN=b + CN = A, o=x"},
-        {"o=a\\ ", "o=a"},  // blanks at the ends do not count for slapd, escaped or not
+        {"o=a\\ ", "o=a"},  // slapd ignores leading and trailing blanks, escaped or not
         {"o=a  b", "o=a b"},
         {"o=\\ ", "o=\\20\\20"},
         {"2.5.4.10=a,domainComponent=b", "o=a,dc=b"},

@@ -20,7 +20,7 @@ class ListenUrlsOf : public testing::Test {
     ListenUrlsOf() { mkdtemp(folder_.data()); }
     ~ListenUrlsOf() override { std::filesystem::remove_all(folder_); }
 
-    // From files with these texts; nothing: there is no such file.
+    // The URLs from files with these texts; nullopt: the file does not exist.
     std::vector<std::string> Read(std::optional<std::string> own,
                                   std::optional<std::string> defaults) const {
         const std::string paths[] = {Write("own", own), Write("defaults", defaults)};
@@ -46,7 +46,7 @@ TEST_F(ListenUrlsOf, AnyWayOfWritingTheLine) {
         EXPECT_THAT(Read(text, "listen = z\n"), ElementsAre("ldap://a", "ldaps://b")) << text;
 }
 
-TEST_F(ListenUrlsOf, TheDefaultsWhereTheOwnSettingsSayNone) {
+TEST_F(ListenUrlsOf, TheDefaultsWhereTheOwnSettingsHaveNone) {
     for (const auto &own : {std::optional<std::string>(), std::optional<std::string>(""),
                             std::optional<std::string>("listen =\n"),
                             std::optional<std::string>("#listen = x\nrestart = no\n")})

@@ -39,8 +39,8 @@ TEST(ProcessId, ThatHasEndedDoesNotLive) {
     close(ends[1]);
 }
 
-// The name stands between brackets in the status line and may hold anything.
-TEST(ProcessId, IsFoundBehindAnyName) {
+// The name is enclosed in parentheses in the status line and may contain anything.
+TEST(ProcessId, IsFoundAfterAnyName) {
     const ProcessId own = ProcessId::Own();
     char before[16] = "";
     ASSERT_EQ(prctl(PR_GET_NAME, before), 0);
@@ -56,7 +56,7 @@ TEST(LivingProcess, IsNothingForNumbersThatNoProcessHas) {
         EXPECT_EQ(LivingProcess(pid), std::nullopt) << pid;
 }
 
-TEST(StartTime, IsWhenTheProcessWasMade) {
+TEST(StartTime, IsWhenTheProcessWasCreated) {
     const std::time_t before = std::time(nullptr);
     const pid_t child = fork();
     if (child == 0) {

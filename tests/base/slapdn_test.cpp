@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// slapdn(8C) as a judge: what it takes for a DN, which DNs it takes for the same one, and what it
-// reads out of them. The DNs are chosen at random, the same ones in every run.
+// Comparison with slapdn(8C): which DNs it accepts, which it considers equal, and what it reads
+// from them. The DNs are random, but the same in every run.
 #include <unistd.h>
 
 #include <array>
@@ -24,10 +24,10 @@ constexpr const char *kSlapdn = "/usr/sbin/slapdn";
 constexpr const char *kSchema = "/etc/ldap/schema/core.schema";
 constexpr int kNames = 5000;
 constexpr int kSpellings = 2;
-constexpr int kRefused = 100;  // slapdn ends at the first: each needs a process
+constexpr int kRefused = 100;  // slapdn stops at the first one, so each needs its own process
 constexpr size_t kBatch = 500;
 
-// Attributes that compare without letter case, in what ways they can be written.
+// Case-insensitive attributes, with their alternative spellings.
 constexpr std::array<std::array<const char *, 3>, 6> kAttributes = {{
     {"cn", "commonName", "2.5.4.3"},
     {"ou", "organizationalUnitName", "2.5.4.11"},
@@ -65,7 +65,7 @@ std::string RandomValue(Dice &dice, bool ascii) {
     std::string value;
     for (size_t i = dice.Below(6) + 1; i > 0; --i)
         value += !ascii && dice.OneIn(8) ? "\xE6\x97\xA5" : dice.Of(kParts);
-    // slapd refuses blank values in ASCII.
+    // slapd refuses blank ASCII values.
     return ascii && value.find_first_not_of(' ') == value.npos ? value + "x" : value;
 }
 
@@ -87,7 +87,7 @@ std::string Blanks(Dice &dice) {
     return dice.Of(kBlanks);
 }
 
-// Letters in either case; blanks of a value doubled now and then.
+// Random upper and lower case; blanks inside a value are sometimes doubled.
 std::string Varied(Dice &dice, std::string_view text) {
     std::string varied;
     for (const char c : text) {
@@ -104,7 +104,7 @@ std::string SpelledValue(Dice &dice, const std::string &value) {
             quoted.append(c == '"' || c == '\\' ? "\\" : "") += c;
         return quoted + '"';
     }
-    // slapd takes a blank that follows "\\\\" for an escaped one.
+    // slapd takes a blank after "\\\\" for an escaped one.
     if (dice.OneIn(2) && !value.ends_with('\\')) return EscapedForDn(value);
     std::string escaped;
     for (size_t i = 0; i < value.size(); ++i) {
@@ -135,7 +135,7 @@ std::string Spelled(Dice &dice, const Name &name) {
     return text + Blanks(dice);
 }
 
-// The same entry's, but for a little that does not count and a little that does.
+// The same DN with small changes, some significant and some not.
 Name Neighbour(Dice &dice, Name name) {
     std::vector<Pair> &rdn = name[dice.Below(name.size())];
     Pair &pair = rdn[dice.Below(rdn.size())];
@@ -163,7 +163,7 @@ class SlapDn : public testing::Test {
         return rig::RunTool(std::move(dns));
     }
 
-    // Of DNs that are all accepted; those before the one that is not.
+    // slapdn's verdicts; a refused DN is a test failure and ends them.
     std::vector<Verdict> Judge(const std::vector<std::string> &dns) const {
         const std::string output = Run(dns).output;
         std::vector<Verdict> verdicts;
@@ -226,14 +226,14 @@ TEST_F(SlapDn, TakesTheSameTextsForTheSameNames) {
             same += is_new ? 0 : 1;
         }
     }
-    // The choice is one with which something is tested.
+    // The random choice must produce enough of each kind.
     EXPECT_GT(same, kNames / 3);
     EXPECT_GT(of_slapd.size(), static_cast<size_t>(kNames));
 }
 
-// What is left to other rules than the grammar's, and where slapd is known to differ: names that are
-// not in its schema, attributes twice in an RDN, empty and blank values, BER, UTF-8, options, escapes
-// within quotes, and of white space other than " ".
+// Cases governed by rules beyond the grammar, or in which slapd is known to differ: names that are
+// not in its schema, repeated attributes in an RDN, empty and blank values, BER, UTF-8, options,
+// escapes within quotes, and white space other than " ".
 bool IsForOthers(const std::string &dn) {
     DnError error{};
     const auto rdns = ParseDn(dn, &error);

@@ -34,7 +34,7 @@ TEST_F(WholeFile, IsReadToTheLastByte) {
     }
 }
 
-TEST_F(WholeFile, ThatIsMissingIsToldFromOneThatCannotBeRead) {
+TEST_F(WholeFile, ThatIsMissingIsDistinguishedFromAnUnreadableOne) {
     Write("file", "text");
     EXPECT_EQ(Result("none"), ReadResult::kAbsent);
     EXPECT_EQ(Result("file/none"), ReadResult::kNotReadable);
@@ -78,7 +78,7 @@ void Leave() {
     throw std::runtime_error("interrupted");
 }
 
-TEST(WriteAll, IsLeftByWhatIsThrownWhenASignalInterruptsIt) {
+TEST(WriteAll, LetsAnExceptionFromASignalPass) {
     const std::optional<Pipe> pipe = OpenPipe();
     ASSERT_TRUE(pipe);
     struct sigaction action {};

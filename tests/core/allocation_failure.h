@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of calls whose allocations fail one by one. A binary has rows of its own; the tests
+// The table of calls whose allocations fail one by one. Each binary has its own rows; the tests
 // over them are in allocation_failure_cases.cpp.
 #pragma once
 
@@ -16,7 +16,7 @@
 
 namespace zafo::core_test {
 
-// What a call brought about, without allocating anything itself.
+// The effects of a call, recorded without allocating anything.
 struct Outcome {
     int result = 0;
     char text[4096] = "";
@@ -47,7 +47,7 @@ struct Call {
     std::vector<int> failures = {-1};
     std::vector<int> codes = {0x0200};
     std::vector<int> ldap_codes = {kStaleLdapCode};
-    std::vector<std::string> logged = {};  // lines that tell of one allocation or another
+    std::vector<std::string> logged = {};  // lines logged for some of the allocations
 };
 
 using Calls = std::vector<Call>;
@@ -55,7 +55,7 @@ using Calls = std::vector<Call>;
 // The rows of a binary.
 const Calls &AllCalls();
 
-// Runs steps until one fails; the outcome is the result of the last one run.
+// Runs steps until one fails; the outcome is the result of the last one.
 template <class... Step>
 void InOrder(Outcome &outcome, Step... steps) {
     (void)((outcome.result = steps(), outcome.result >= 0) && ...);
@@ -63,7 +63,7 @@ void InOrder(Outcome &outcome, Step... steps) {
 
 inline void NoScript(rig::FakeTools &) {}
 
-// A server, and whom to bind as.
+// A server and an identity to bind as.
 inline const ZAFOLDAP_HOST kHost = [] {
     ZAFOLDAP_HOST host{};
     host.szUri = "server";

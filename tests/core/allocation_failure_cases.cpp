@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every allocation of the library's calls fails in turn. A call then fails as
-// its header says, or does all of its work without the memory; it never does
-// half of it and calls that success, leaks, or throws.
+// Every allocation of the library's calls fails in turn. A call then either fails as its header
+// documents or does all of its work without the memory; it never does half of it and reports
+// success, leaks, or throws.
 #include <syslog.h>
 
 #include <set>
@@ -51,8 +51,8 @@ class AllocationFailure
 
 TEST_P(AllocationFailure, FailsTheCallOrNothing) {
     const Call &call = std::get<0>(GetParam());
-    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
-    With(0);  // what is allocated once for the life of the process
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer replaces the allocator";
+    With(0);  // allocations made once per process
     const Run whole = With(0);
     ASSERT_EQ(whole.left, 0);
     std::set<std::string> logged;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The calls of the directory core.
+// Allocation failures in the directory core.
 #include "tests/core/allocation_failure.h"
 
 #include "platform/crypt.h"
@@ -199,10 +199,10 @@ void RunServerType(Outcome &outcome) {
 }  // namespace
 
 const Calls &AllCalls() {
-    // A tool or a file that cannot be opened for want of memory is 0x0900 as well.
+    // A tool or a file that cannot be opened for lack of memory also gives 0x0900.
     static const std::vector<int> kStart = {0x0200, 0x0900};
-    // The scripted server has no marker of its own kind: 32. A login suffix that cannot be
-    // had for whatever reason is -65537.
+    // The scripted server has no marker of its own kind: 32. If the login suffix cannot be
+    // determined, for any reason, the code is -65537.
     static const std::vector<int> kServer = {kStaleLdapCode, 32};
     static const std::vector<int> kBinding = {kStaleLdapCode, 32, -65537};
     static const Calls kCalls = {
@@ -232,8 +232,8 @@ const Calls &AllCalls() {
         {"BrowserCheckServerType", ScriptServer, RunServerType, {-1}, kStart, kServer},
         {"HostGetSupportedSchema", ScriptSchemaOnly, RunSupportedSchema, {-1, -2, -3}, kStart},
         {"BrowserConfSet", NoScript, RunBrowserConfSet, {-1}, {0x0200, 0x0900, 0x0B00}},
-        // 0: the record is filled, the server could not be asked. A section that cannot
-        // be read counts as missing.
+        // 0: the record is filled, but the server could not be asked. A section that cannot be read
+        // counts as missing.
         {"HostInitByBrowserConfig",
          ScriptServer,
          RunBrowserConfig,

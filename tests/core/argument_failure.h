@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of exported functions, each with the checks it makes of its arguments: their
-// order, what they log and what they set. A binary has rows of its own; the tests over them
-// are in argument_failure_cases.cpp.
+// The table of exported functions, each with its argument checks: their order, what they log and
+// which error they set. Each binary has its own rows; the tests over them are in
+// argument_failure_cases.cpp.
 #pragma once
 
 #include <bitset>
@@ -17,7 +17,7 @@ namespace zafo::core_test {
 
 inline constexpr unsigned kMaxChecks = 16;
 
-// Which of a function's checks are to fail.
+// Which of a function's checks shall fail.
 class Bad {
   public:
     explicit Bad(unsigned checks) : checks_(checks) {}
@@ -27,7 +27,7 @@ class Bad {
     std::bitset<kMaxChecks> checks_;
 };
 
-// Arguments that pass every check, or the NULL or broken record asked for.
+// Arguments that pass every check, or the requested NULL or broken record.
 struct Arguments {
     Arguments() {
         ZAFOLDAPHostInit(&host);
@@ -47,13 +47,14 @@ struct Arguments {
     Arguments(const Arguments &) = delete;
     Arguments &operator=(const Arguments &) = delete;
 
-    // pHost and pHost->szUri, the checks `at` and `at` + 1.
+    // pHost and pHost->szUri are the checks `at` and `at` + 1.
     ZAFOLDAP_HOST *Host(Bad bad, unsigned at = 0) {
         no_uri = host;
         no_uri.szUri = nullptr;
         return bad(at) ? nullptr : bad(at + 1) ? &no_uri : &host;
     }
-    // pHost, pHost->szUri and pHost->szLoginSuffix, the checks 0 to 2, and the line of pHost->szBaseDN.
+    // pHost, pHost->szUri and pHost->szLoginSuffix are the checks 0 to 2, then the line check of
+    // pHost->szBaseDN.
     ZAFOLDAP_HOST *LoginHost(Bad bad, bool two_lines = false) {
         changed = host;
         changed.szBaseDN = two_lines ? "dc=com\nx: y" : "dc=com";
@@ -61,20 +62,20 @@ struct Arguments {
         if (bad(2)) changed.szLoginSuffix = nullptr;
         return bad(0) ? nullptr : &changed;
     }
-    // A list, or a place for one that holds none.
+    // A list, or an address that holds none.
     QLIBSZLIST **Slot(bool none) { return none ? &no_list : list.Address(); }
-    // A list, NULL, or one with an item that would begin a line of its own.
+    // A list, NULL, or a list with an item that contains a line break.
     const QLIBSZLIST *Items(bool null, bool two_lines) const {
         return null ? nullptr : two_lines ? lines.Get() : list.Get();
     }
-    // pResult, pResult->plistAttr and pResult->plistValue, the checks from `at` on.
+    // pResult, pResult->plistAttr and pResult->plistValue are the checks from `at` on.
     ZAFOLDAP_RESULT *Result(Bad bad, unsigned at = 0) {
         broken = result;
         if (bad(at + 1)) broken.plistAttr = nullptr;
         if (bad(at + 2)) broken.plistValue = nullptr;
         return bad(at) ? nullptr : &broken;
     }
-    // pLDIF and pLDIF->pFile, the checks 0 and 1.
+    // pLDIF and pLDIF->pFile are the checks 0 and 1.
     ZAFOLDAP_LDIF *Ldif(Bad bad) {
         no_file = ldif;
         no_file.pFile = nullptr;
@@ -101,18 +102,18 @@ T *Unless(bool bad, T *pointer) {
     return bad ? nullptr : pointer;
 }
 
-// A good text, NULL, or one that would begin a line of its own.
+// A valid text, NULL, or one with a line break.
 inline const char *Text(bool null, bool two_lines, const char *good = "v") {
     return null ? nullptr : two_lines ? "v\nx: y" : good;
 }
 
-// The texts of checks; `~` before a condition leaves open how its NULL is spelt.
+// The texts of the checks; a leading `~` allows any spelling of NULL.
 #define NOT_NULL "((void *)0) != "
 #define ONE_LINE(text) "NULL == strpbrk(" text ", \"\\r\\n\")"
 
 struct Function {
     const char *name;
-    const char *file;  // base name of the source in the log line, alternatives with "|"
+    const char *file;  // base names of the source in the log line, separated by "|"
     std::vector<const char *> checks;
     std::function<long(Arguments &, Bad)> call;
     long failure = -1;
@@ -120,8 +121,8 @@ struct Function {
 
 using Functions = std::vector<Function>;
 
-// What a binary has to say: its rows, the headers that they are to cover, and the
-// functions of these that take anything.
+// Supplied by each binary: its rows, the headers that they must cover, and those functions of the
+// headers that accept anything.
 Functions AllFunctions();
 const std::set<std::string> &CoveredHeaders();
 const std::set<std::string> &FunctionsWithoutChecks();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every function of the table with each of its arguments bad in turn.
+// Every function of the table, with each of its arguments invalid in turn.
 #include <syslog.h>
 
 #include <cstring>
@@ -18,8 +18,8 @@ void PrintTo(const Function &function, std::ostream *out) {
 
 namespace {
 
-// What stands left of "!=": NULL is logged as the preprocessor met it, so some texts
-// hold its expansion. `~` leaves the spelling open.
+// The left-hand side of "!=": NULL is logged as the preprocessor saw it, so some texts contain its
+// expansion. `~` allows any spelling.
 std::string Pattern(const std::string &condition) {
     const bool open = condition[0] == '~';
     std::string pattern = open ? R"((NULL|\(\(void \*\)0\)) != )" : "";
@@ -34,7 +34,7 @@ constexpr unsigned kAllChecks = (1u << kMaxChecks) - 1;
 
 class ArgumentFailure : public CoreTest, public testing::WithParamInterface<Function> {
   protected:
-    // The checks in `bad` fail; check `first` is the one to be reported.
+    // The checks in `bad` fail; check `first` must be the one reported.
     void ExpectFailure(unsigned first, unsigned bad) {
         const Function &function = GetParam();
         SCOPED_TRACE(testing::Message() << function.checks[first]
@@ -87,7 +87,7 @@ class GoodArguments : public CoreTest {};
 
 TEST_F(GoodArguments, AreNotReported) {
     for (const Function &function : AllFunctions()) {
-        if (function.checks.size() == 1) continue;  // its one bad argument is fixed
+        if (function.checks.size() == 1) continue;  // its only invalid argument is fixed
         SCOPED_TRACE(function.name);
         Arguments arguments;
         log_.Clear();

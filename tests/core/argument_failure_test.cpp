@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The argument checks of the directory core and the frame.
+// The argument checks of the frame and the directory core.
 #include "tests/core/argument_failure.h"
 
 #include <sys/file.h>
@@ -227,7 +227,7 @@ const Functions &SearchFunctions() {
         {"ZAFOLDAPSearchEachValue",
          "ldap_search_values",
          {NOT_NULL "pplistValue"},
-         [](Arguments &a, Bad) {  // only "dn" exactly does without values
+         [](Arguments &a, Bad) {  // only exactly "dn" needs no values
              return ZAFOLDAPSearchEachValue(&a.host, &a.request, "DN", a.list.Address(), nullptr);
          }},
         {"ZAFOLDAPSearchMultiValue",
@@ -400,7 +400,7 @@ Functions AllFunctions() {
     return all;
 }
 
-// These take anything: codes, nothing at all, or NULL as "nothing to do".
+// These accept anything: codes, no arguments, or NULL as a no-op.
 const std::set<std::string> &FunctionsWithoutChecks() {
     static const std::set<std::string> kFunctions = {
         "ZAFOLDAPErrSet",     "ZAFOLDAPErrReset",

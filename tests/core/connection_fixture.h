@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// For tests of where connections come from and go to: an appliance without any
-// settings, and a scripted server that tells about itself.
+// For tests of loading and saving connections: an appliance without any settings, and a scripted
+// server that describes itself.
 #pragma once
 
 #include <filesystem>
@@ -34,7 +34,7 @@ class ConnectionTest : public CoreTest {
     }
     static void Write(const char *path, const std::string &text) { std::ofstream(path) << text; }
 
-    // The pairs of a saved connection.
+    // The key-value pairs of a saved connection.
     static std::map<std::string, std::string> Section(const char *name) {
         QLIBSZHASH *pairs = QLIBCSzHashAlloc(16);
         std::map<std::string, std::string> section;
@@ -47,7 +47,7 @@ class ConnectionTest : public CoreTest {
         return section;
     }
 
-    // The appliance's own server, whose schema knows posixAccount.
+    // Scripts the appliance's own server, whose schema contains posixAccount.
     void ScriptWholeServer() {
         tools_.On("ldapsearch").IgnoreSignals().Output("dn: cn=zafoconf,dc=x\n\n");
         ScriptSchema("objectClasses: ( 1.3.6.1.1.1.2.0 NAME 'posixAccount' SUP top )\n");

@@ -20,7 +20,7 @@ void SetStaleCodes() {
 
 namespace {
 
-// Names and targets; the descriptor that reads the folder itself is left out.
+// Names and targets, without the descriptor that reads the folder itself.
 std::set<std::string> OpenDescriptors() {
     std::set<std::string> open;
     for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
@@ -40,7 +40,7 @@ std::set<std::string> TemporaryFiles() {
     return names;
 }
 
-// Zombies included: "PID (NAME) STATE PPID …". The root's system log daemon is one of them.
+// Includes zombies: "PID (NAME) STATE PPID …". The private root's system log daemon is one of them.
 std::set<std::string> Children() {
     std::set<std::string> children;
     for (const auto &entry : fs::directory_iterator("/proc")) {

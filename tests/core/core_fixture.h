@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of the directory core share: the fake tools, the log, and the
-// rule that no test leaves anything behind.
+// Shared by the tests of the directory core: the fake tools, the log, and the rule that no test
+// leaves anything behind.
 #pragma once
 
 #include <set>
@@ -23,12 +23,12 @@ using Texts = std::vector<std::string>;
 using Pair = std::pair<std::string, std::string>;
 using Entry = std::vector<Pair>;
 
-// Codes that stand for an earlier failure: a function that sets no slot leaves them.
+// Codes of an earlier failure: a function that does not set a slot leaves them alone.
 inline constexpr int kStaleLdapCode = -77;
 inline constexpr int kStalePlatformCode = 0x1234;
 void SetStaleCodes();
 
-// Open descriptors, files of "/tmp" (the fake tools' state left out) and child processes.
+// Open descriptors, files in "/tmp" (without the fake tools' state) and child processes.
 struct Belongings {
     std::set<std::string> descriptors;
     std::set<std::string> temporary_files;
@@ -44,10 +44,10 @@ class CoreTest : public testing::Test {
     CoreTest();
     ~CoreTest() override;
 
-    // The library's own log lines so far; the platform has a say in damaged files as well.
+    // The library's own log lines so far; the platform also logs damaged files.
     Texts LibraryMessages();
 
-    // The log lines so far, each without the "FILE.cpp:LINE " at its start.
+    // The log lines so far, without the leading "FILE.cpp:LINE ".
     Texts LoggedTexts();
 
     rig::SystemLog &log_ = rig::SystemLog::Get();
@@ -58,7 +58,7 @@ class CoreTest : public testing::Test {
     Belongings before_;
 };
 
-// A list that is freed when it goes.
+// A list that its destructor frees.
 class List {
   public:
     List() : list_(QLIBCSzListAlloc(1024)) {}
@@ -83,12 +83,12 @@ Texts Items(const QLIBSZLIST *list);
 // The five string fields by attribute number; "-" stands for NULL.
 Texts FieldsOf(const ZAFOLDAP_HOST &host);
 
-// A file's text; empty when it cannot be read.
+// A file's text; empty if it cannot be read.
 std::string ContentOf(const std::string &path);
 
 Entry PairsOf(const ZAFOLDAP_RESULT &result);
 
-// A request of the test's own, initialised with an attribute list.
+// A request owned by the test, initialised with an attribute list.
 class Request : public ZAFOLDAP_SEARCH_REQUEST {
   public:
     explicit Request(std::initializer_list<const char *> attributes = {});
@@ -97,12 +97,12 @@ class Request : public ZAFOLDAP_SEARCH_REQUEST {
     Request &operator=(const Request &) = delete;
 };
 
-// A search from its start to its end.
+// A complete search.
 struct Search {
     std::vector<Entry> entries;
-    int last = 0;  // what ended it: 0 or -1
+    int last = 0;  // the final result: 0 or -1
     int exit_code = 0;
-    int counted = 0;  // nEntry at the end
+    int counted = 0;  // final value of nEntry
 };
 Search RunSearch(const ZAFOLDAP_HOST &host, const ZAFOLDAP_SEARCH_REQUEST &request);
 

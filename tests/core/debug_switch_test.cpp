@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is logged, and what is kept, while the debug switch is on. That none of
-// it happens while it is off is shown beside each behaviour's own tests.
+// What is logged and kept while the debug switch is on. That none of it happens while it is off is
+// tested together with each feature.
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ class DebugSwitch : public ConnectionTest {
   protected:
     void SetUp() override { ASSERT_EQ(ZAFOLDAPDebugEnabled(), 1); }
 
-    // The log so far as "FILE text", line numbers left out.
+    // The log so far as "FILE text", without line numbers.
     Texts Logged() {
         Texts logged;
         for (const std::string &message : LibraryMessages()) {
@@ -113,7 +113,7 @@ TEST_F(DebugSwitch, FailedSearchLogsItsErrorFileAndRemovesIt) {
     ZAFOLDAPSearchFree(&request, &result);
 }
 
-// Anybody can leave something under that name.
+// Anyone can leave a file under that name.
 TEST_F(DebugSwitch, OnlyAFileOfTheUsersOwnIsLoggedAsErrorFile) {
     Write("/tmp/private", "precious\n");
     const std::pair<const char *, std::function<int(const char *)>> kPlants[] = {
@@ -235,7 +235,7 @@ TEST_F(DebugModify, StartFailureIsLoggedAfterTheCommand) {
     EXPECT_TRUE(std::filesystem::exists(path_));
 }
 
-// What connections log, the search commands between left out.
+// What connections log, without the search commands in between.
 class DebugConnection : public DebugSwitch {
   protected:
     Texts LoggedBesidesSearches() {

@@ -18,11 +18,11 @@ struct State {
     bool counting = false;
     bool failed = false;
     bool from_then_on = false;
-    long until_failure = 0;  // 0: none is to fail
+    long until_failure = 0;  // 0: none shall fail
     long live = 0;
 };
 
-// Only the thread under test takes part: the log's own thread allocates as it likes.
+// Limited to the thread under test: the log's thread must be able to allocate.
 thread_local State g_state;
 
 bool IsToFail() {

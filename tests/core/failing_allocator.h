@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Replaces malloc and its family in the process, so that a chosen allocation
-// of the calling thread can fail and what stays allocated is counted.
+// Replaces malloc and its family in the process, so that a chosen allocation of the calling thread
+// can fail and leaks can be counted.
 #pragma once
 
 namespace zafo::core_test {
@@ -10,10 +10,10 @@ class FailingAllocator {
   public:
     enum class Mode { kOnce, kFromThenOn };
 
-    // From here on allocations are counted, and the `nth` (from 1) fails.
+    // Starts counting allocations; the `nth` (from 1) fails.
     static void Begin(long nth, Mode mode);
 
-    // No allocation fails any more; the count goes on.
+    // Lets allocations succeed again; counting continues.
     static void StopFailing();
 
     // Allocations since Begin that were not freed.

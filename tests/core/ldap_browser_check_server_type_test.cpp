@@ -14,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What the server answers to one of the two questions.
+// The server's answer to one of the two questions.
 enum class Answer { kEntry, kNone, kNoSuchObject, kOtherError, kDies };
 
 void Script(rig::FakeTools &tools, Answer answer) {
@@ -40,7 +40,7 @@ void Script(rig::FakeTools &tools, Answer answer) {
 
 struct ServerTypeCase {
     Answer own, apple;
-    int result, type;  // type 9: left as it was
+    int result, type;  // type 9: unchanged
     size_t calls;
 };
 

@@ -175,7 +175,7 @@ TEST_F(BrowserConf, MissingFolderIsReported) {
                                          "\\[ann\\] failed! \\[0x[0-9A-F]{4}\\]")));
 }
 
-TEST_F(BrowserConf, ProcessesThatSaveAtOnceLoseNothing) {
+TEST_F(BrowserConf, ProcessesThatSaveConcurrentlyLoseNothing) {
     SKIP_WITHOUT_CIPHER();
     constexpr int kProcesses = 8, kSections = 10;
     ASSERT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Filling a connection record from saved connections, from the client binding
-// and from what the server says.
+// Filling a connection record from saved connections, from the client binding and from the server's
+// own description.
 #include <signal.h>
 
 #include "platform/crypt.h"
@@ -185,7 +185,7 @@ TEST_F(InitByBindConfig, PasswordComesFromTheSecretFileAsWell) {
     EXPECT_STREQ(record_.szBindPasswd, "from the file");
 }
 
-TEST_F(InitByBindConfig, LoginSuffixOfItsOwnComesFirst) {
+TEST_F(InitByBindConfig, ExplicitLoginSuffixComesFirst) {
     Write(kNslcdConf, "uri ldap://h\nbase dc=a\n");
     Write(kClientConf, "login_suffix=corp.example\n");
     ScriptWholeServer();
@@ -334,7 +334,7 @@ TEST_F(Schema, BitsFollowQuotedNamesAnywhereInADefinition) {
         {"( 1 NAME 'apple-group' )", 0x0400},
         {"( 1 NAME 'sambaSamAccount' )", 0x0800},
         {"( 1 NAME 'sambaGroupMapping' )", 0x1000},
-        {"( 1 NAME 'mine' SUP 'person' )", 0x0010},  // a superior counts
+        {"( 1 NAME 'mine' SUP 'person' )", 0x0010},  // a superior class counts
         {"( 1 NAME 'mine' SUP person )", 0},         // but not unquoted
         {"( 1 NAME ( 'a' 'posixGroup' 'top' ) )", 0x0041},
         {"( 1 NAME 'Person' )", 0},

@@ -42,7 +42,7 @@ class Ldif : public CoreTest {
         ZAFOLDAPLdifUnlink(&ldif_);
     }
 
-    // The file so far.
+    // The file's content so far.
     std::string Written() {
         fflush(ldif_.pFile);
         return ContentOf(ldif_.szPath);
@@ -246,7 +246,7 @@ TEST_F(Ldif, FileIsPrivateAndClosedOnExecWhateverTheUmask) {
     }
 }
 
-// What somebody else left under the name that comes next.
+// The next file name is already taken by someone else's file.
 class LdifName : public Ldif {
   protected:
     LdifName() {
@@ -296,7 +296,7 @@ TEST_F(LdifName, StaleFileIsReplacedByAPrivateOne) {
     }, after{};
     fstat(stale, &before);
     fstat(fileno(ldif.pFile), &after);
-    EXPECT_NE(before.st_ino, after.st_ino) << "whoever holds the old file sees nothing";
+    EXPECT_NE(before.st_ino, after.st_ino) << "anyone who has the old file open sees nothing";
     EXPECT_EQ(after.st_mode & 07777, 0600u);
     EXPECT_EQ(after.st_size, 0);
     close(stale);
@@ -314,7 +314,7 @@ TEST_F(LdifName, HardLinkedFileKeepsItsContent) {
     EXPECT_EQ(ContentOf("/tmp/victim"), "precious\n");
 }
 
-TEST_F(LdifName, FolderOfThatNameIsPassedOver) {
+TEST_F(LdifName, FolderOfThatNameIsSkipped) {
     ASSERT_EQ(mkdir(next_.c_str(), 0700), 0);
     ZAFOLDAP_LDIF ldif, after;
     ASSERT_EQ(ZAFOLDAPLdifInit(&ldif, nullptr), 0);
@@ -329,7 +329,7 @@ TEST_F(LdifName, FolderOfThatNameIsPassedOver) {
     rmdir(next_.c_str());
 }
 
-TEST_F(LdifName, MoreFoldersThanNamesThatAreTriedAreLeaptOver) {
+TEST_F(LdifName, MoreFoldersThanNamesThatAreTriedAreSkipped) {
     const std::string prefix = next_.substr(0, next_.rfind('_') + 1);
     const int first = NumberOf(next_);
     for (int i = 0; i < 3000; ++i)
@@ -367,7 +367,7 @@ TEST_F(Ldif, FileThatCannotBeOpenedIsAPlatformFailure) {
     }
 }
 
-TEST_F(Ldif, FolderForNewFilesThatIsNotThereIsNamedInTheLog) {
+TEST_F(Ldif, FolderForNewFilesThatDoesNotExistIsNamedInTheLog) {
     std::filesystem::rename("/tmp", "/tmp.away");
     ZAFOLDAP_LDIF ldif;
     const int result = ZAFOLDAPLdifInit(&ldif, nullptr);

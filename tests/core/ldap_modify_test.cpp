@@ -20,7 +20,7 @@ using Text = std::optional<std::string>;
 
 class Modify : public CoreTest {
   protected:
-    // A change of one attribute.
+    // Adds a change of one attribute.
     void Fill() {
         ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
         ZAFOLDAPLdifTargetDN(&ldif_, "dc=a");

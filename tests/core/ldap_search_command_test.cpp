@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What ldapsearch is called with, over the grid of all fields of the
-// connection and the request.
+// ldapsearch's arguments for all combinations of the fields of connection and request.
 #include <syslog.h>
 
 #include <optional>
@@ -14,7 +13,7 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-// The fields that decide about the arguments, as plain values.
+// The fields that determine the arguments, as plain values.
 struct Case {
     std::string uri = "server";
     int ssl = 0;
@@ -35,7 +34,7 @@ void PrintTo(const Case &c, std::ostream *out) {
          << (c.with_list ? std::to_string(c.attributes.size()) : "NULL");
 }
 
-// Where to search: a relative base hangs below the connection's.
+// Where to search: a relative base is placed below the connection's.
 Text BaseArgument(const Case &c) {
     if (c.base_as_is) return c.base;
     if (c.base && c.host_base) return *c.base + "," + *c.host_base;
@@ -102,7 +101,7 @@ class Records {
     ZAFOLDAP_SEARCH_REQUEST request{};
 };
 
-// Every value of every field with every other, in a fixed order: 6,912 cases.
+// Every value of every field combined with every other, in a fixed order: 6,912 cases.
 template <class Use>
 void ForEachConnection(Use use) {
     for (int ssl : {0, 1, 2}) {
@@ -245,7 +244,7 @@ TEST_F(SearchCommand, ManyAttributesAreAllPassedInOrder) {
     EXPECT_EQ(tools_.Calls().at(0).argv, ExpectedArguments(c));
 }
 
-// Joined texts are cut at 1024 characters; texts passed as they are never.
+// Joined texts are truncated to 1024 characters; texts that are passed unchanged never are.
 TEST_F(SearchCommand, AddressAndJoinedBaseAreCutAt1024Characters) {
     Case c;
     c.uri = std::string(2000, 'u');

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How searches start and end: exit codes, signals, tools that cannot be
-// started, that flood or go away.
+// How searches start and end: exit codes, signals, and tools that cannot be started, flood their
+// output or disappear.
 #include <sys/resource.h>
 #include <unistd.h>
 

@@ -30,7 +30,7 @@ constexpr ClassBit kClasses[] = {
 
 class ObjectClasses : public CoreTest {
   protected:
-    // The bits of an entry with these lines.
+    // The schema bits of an entry with these lines.
     unsigned int BitsOf(const std::string &lines) {
         tools_.Reset();
         tools_.On("ldapsearch").IgnoreSignals().Output("dn: a\n" + lines + "\n");

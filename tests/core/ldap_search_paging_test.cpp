@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The window of entries that a request hands out.
+// The window of entries that a request returns.
 #include "tests/core/core_fixture.h"
 
 namespace zafo::core_test {
@@ -8,7 +8,8 @@ namespace {
 
 class SearchPaging : public CoreTest {
   protected:
-    // The DNs handed out of `total` entries "0", "1", … for this window; `before` stands before each.
+    // The DNs returned for this window from `total` entries "0", "1", …; `before` precedes each
+    // entry.
     Texts Window(int offset, int count, int total, const std::string &extra_lines = "",
                  const std::string &before = "") {
         std::string output;
@@ -30,7 +31,7 @@ class SearchPaging : public CoreTest {
         return dns;
     }
 
-    // The rule itself: index i is inside when first <= i < first + count.
+    // The rule: index i is inside when first <= i < first + count.
     static Texts Expected(int offset, int count, int total) {
         const bool all = count == -1 || (offset == 0 && count == 0);
         Texts dns;
@@ -63,8 +64,8 @@ TEST_F(SearchPaging, ReferencesDoNotShiftTheWindow) {
     }
 }
 
-// Nobody waits for entries that are passed over: they are left to gather for a while.
-TEST_F(SearchPaging, FindsTheWindowBehindManyEntriesThatComeOneByOne) {
+// Nobody waits for skipped entries, so the search lets them accumulate before it reads.
+TEST_F(SearchPaging, FindsTheWindowAfterManyEntriesThatComeOneByOne) {
     constexpr int kMany = 200;
     auto script = tools_.On("ldapsearch");
     for (int i = 0; i < kMany; ++i)
@@ -92,7 +93,7 @@ TEST_F(SearchPaging, LargeNumbersDoNotOverflow) {
     EXPECT_EQ(Window(kMax, -1, 3), Texts{});
 }
 
-// Skipped entries are not parsed: what would fail inside the window does not outside.
+// Skipped entries are not parsed: what would be an error inside the window is none outside.
 TEST_F(SearchPaging, BadBase64OutsideTheWindowDoesNotMatter) {
     EXPECT_EQ(Window(3, -1, 3, "cn:: !!!\n"), Texts{});
 }

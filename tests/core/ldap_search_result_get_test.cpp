@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whole searches that hand each entry to a function.
+// Whole searches that pass each entry to a callback.
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
 
@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What the handler saw, and what it is to answer at each call; 0 after the last.
+// What the callback received, and what it returns on each call; 0 after the last.
 struct Handler {
     std::vector<int> answers;
     Texts dns;

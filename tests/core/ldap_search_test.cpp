@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the search engine makes of the tool's output, entry by entry.
+// How the search engine parses the tool's output, entry by entry.
 #include <cstdio>
 #include <tuple>
 
@@ -22,7 +22,7 @@ std::string Base64(const std::string &bytes) {
     return encoded;
 }
 
-// A value's text as the tool folds it: lines of 76 columns, each after the first with a blank.
+// A line as the tool folds it: 76 columns, each continuation preceded by a blank.
 std::string Folded(const std::string &line) {
     std::string folded = line.substr(0, 76);
     for (size_t at = 76; at < line.size(); at += 75)
@@ -147,7 +147,7 @@ TEST_P(SearchOutput, BecomesTheseEntries) {
     EXPECT_EQ(ZAFOLDAPErrGet(), kStaleLdapCode);
 }
 
-// Where the pipe happens to break the output must not matter.
+// The result must not depend on where the pipe splits the output.
 TEST_P(SearchOutput, BecomesTheSameEntriesByteByByte) {
     auto script = tools_.On("ldapsearch");
     for (char c : GetParam().text)
@@ -166,7 +166,7 @@ struct BadOutput {
     const char *name;
     std::string text;
     size_t entries;   // delivered before the failure
-    const char *log;  // pattern of the one log line; "" for none
+    const char *log;  // pattern of the only log line; "" for none
 };
 
 const std::vector<BadOutput> &BadOutputs() {
@@ -282,7 +282,8 @@ TEST_F(SearchSize, ValuesAroundTheDecodersFirstBufferSize) {
     }
 }
 
-// Lines end at every place of the stream's buffer, and around every size to which the line's grows.
+// Lines end at every position of the stream's buffer, and around every size to which the line
+// buffer grows.
 TEST_F(SearchSize, LinesOfEverySizeOneAfterTheOther) {
     constexpr size_t kSizes = 2100;
     std::string output = "dn: a\n";
@@ -296,7 +297,8 @@ TEST_F(SearchSize, LinesOfEverySizeOneAfterTheOther) {
         ASSERT_EQ(search.entries[0][size].second, TenMegabytes().substr(0, size));
 }
 
-// A line may have 16 MiB, an entry 32 MiB with 32 bytes a line; the entries before are handed out.
+// A line may have 16 MiB, an entry 32 MiB counting 32 bytes per line; the entries before it are
+// returned.
 TEST_F(SearchSize, EntryBeyondTheBoundsEndsTheSearch) {
     constexpr size_t kLine = size_t{16} << 20, kEntry = size_t{32} << 20;
     const auto line = [](size_t size) { return "cn: " + std::string(size - 4, 'x') + "\n"; };
@@ -324,8 +326,8 @@ TEST_F(SearchSize, EntryBeyondTheBoundsEndsTheSearch) {
     }
 }
 
-// The output is read from whatever stream the record holds, so a stream that
-// cannot be read stands for a broken pipe.
+// The output is read from the record's stream, so an unreadable stream can stand in for a broken
+// pipe.
 TEST_F(SearchSize, ReadErrorIsAPlatformFailure) {
     const Request request;
     ZAFOLDAP_RESULT result;

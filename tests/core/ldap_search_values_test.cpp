@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Ready-made searches: DNs with a value each, all values of one entry, one
-// value of a DN.
+// Predefined searches: DNs with one value each, all values of one entry, one value of a DN.
 #include "platform/error.h"
 #include "tests/core/core_fixture.h"
 

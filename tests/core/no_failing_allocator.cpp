@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// For builds in which a sanitizer owns the allocator: nothing fails, and the
-// tests that need it skip themselves.
+// For builds in which a sanitizer owns the allocator: nothing fails, and tests that need failures
+// skip themselves.
 #include "tests/core/failing_allocator.h"
 
 namespace zafo::core_test {

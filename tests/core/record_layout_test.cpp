@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where the fields of the public records are, and of which type: programs are compiled against
-// them. Every record has one row a field, in order, with its place on a 64-bit and on a 32-bit
-// machine; the last row is its size.
+// Offsets and types of the fields of the public records, which programs are compiled against. Every
+// record has one row per field, in order, with its offset on a 64-bit and on a 32-bit machine; the
+// last row is its size.
 #include <cstddef>
 #include <type_traits>
 

@@ -9,8 +9,7 @@
 
 namespace zafo::core_test {
 
-// Every signal that ends a process which does nothing about it. Those that would
-// write a core file find that they may not.
+// Every signal whose default action ends a process; a limit suppresses core files.
 inline std::vector<int> DeadlySignals() {
     static const std::set<int> kIgnoredOrStopping = {SIGCHLD, SIGCONT, SIGURG,  SIGWINCH,
                                                      SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU};

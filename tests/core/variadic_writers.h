@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The writers that take a va_list, called with arguments.
+// Variadic wrappers for the writers that take a va_list.
 #pragma once
 
 #include <cstdarg>

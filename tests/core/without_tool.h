@@ -9,7 +9,7 @@
 
 namespace zafo::core_test {
 
-// A tool is not installed for as long as the object lives, or from that call of a fake tool on.
+// Makes a tool unavailable for the object's lifetime, or from a given call of a fake tool on.
 class WithoutTool {
   public:
     explicit WithoutTool(const std::string &tool) : path_("/usr/zafo/bin/" + tool) {

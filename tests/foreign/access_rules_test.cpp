@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The access rules of the own server.
+// The access rules of the appliance's own server.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -76,7 +76,7 @@ TEST_P(AccessRules, AreTheSameBytesForTheSameSuffix) {
     EXPECT_EQ(FileText(path_), first);
 }
 
-TEST_P(AccessRules, HaveTheSuffixAsItIsGiven) {
+TEST_P(AccessRules, HaveTheSuffixAsGiven) {
     for (const char *suffix :
          {"o=A B,c=XX", "o=\"quoted\",dc=x", "o=a\\,b", "o=100%s%n", "", "o=Zo\xc3\xab"}) {
         parameters_.szSuffix = suffix;
@@ -93,7 +93,7 @@ TEST_P(AccessRules, UseAtMost1023BytesOfTheGroupsName) {
               Rules(("cn=Directory Operators,cn=groups," + suffix).substr(0, 1023)));
 }
 
-TEST_P(AccessRules, TakeThePlaceOfALongerFile) {
+TEST_P(AccessRules, ReplaceALongerFile) {
     WriteFile(path_, std::string(20000, 'x'));
     EXPECT_EQ(ZAFOLDAPServerWriteACL(path_, &parameters_), 0);
     EXPECT_EQ(FileText(path_), RulesOf(kSuffix));
@@ -128,7 +128,7 @@ TEST_P(AccessRules, SurviveARecordWithoutASuffix) {
 
 class AccessRulesInPlace : public AccessRules {
   protected:
-    // Files in the server's folder but the data folder.
+    // Files in the server's folder, without the data folder.
     Strings Files() {
         Strings names;
         for (const auto &file : std::filesystem::directory_iterator(kServerFolder))
@@ -155,7 +155,7 @@ TEST_P(AccessRulesInPlace, ReplaceTheFileInOneStep) {
     WriteFile(kAclConf, "access to * by * none\n");
     struct stat before, after;
     ASSERT_EQ(stat(kAclConf, &before), 0);
-    // A second name keeps the old file: its bytes are not touched.
+    // A second link to the old file shows whether its content is touched.
     ASSERT_EQ(link(kAclConf, path_), 0);
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), 0);
     ASSERT_EQ(stat(kAclConf, &after), 0);
@@ -194,7 +194,7 @@ TEST_P(AccessRulesInPlace, TakeEveryResultThatIsNotNegative) {
     }
 }
 
-TEST_P(AccessRulesInPlace, SurviveATemporaryNameThatHasNoEnd) {
+TEST_P(AccessRulesInPlace, SurviveAnUnterminatedTemporaryName) {
     WriteFile(kAclConf, "before\n");
     platform().Fills("ZAFOLDAPGenTmpConf");
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), -1);
@@ -211,7 +211,7 @@ TEST_P(AccessRulesInPlace, SayWhereTheyCannotBeWritten) {
     EXPECT_EQ(log[0].substr(log[0].size() - 8), " failed.") << log[0];
 }
 
-TEST_P(AccessRulesInPlace, SayWhenTheyCannotBePutInPlace) {
+TEST_P(AccessRulesInPlace, SayWhenTheyCannotBeInstalled) {
     std::filesystem::create_directory(kAclConf);
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parameters_), -1);
     const Strings log = Log();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reading one user and reading one group: what holds for both.
+// Reading a single user or group: what both have in common.
 #pragma once
 
 #include <utility>
@@ -17,10 +17,10 @@ class AccountGet : public AccountsTest {
         AccountsTest::TearDown();
     }
 
-    // Reads the account at its DN into record_.
+    // Reads the account at the given DN into record_.
     virtual int GetOne() = 0;
     virtual void Free(Record *record) = 0;
-    // The least that is an account, as the server prints it.
+    // The minimum that counts as an account, as the server prints it.
     virtual std::string Least() const = 0;
 
     void Release() {
@@ -32,7 +32,8 @@ class AccountGet : public AccountsTest {
         Release();
         return result;
     }
-    // The call fails with these lines and leaves neither a record nor an open stream.
+    // Expects the call to fail with these log lines, and to leave neither a record nor an open
+    // stream.
     void ExpectFailure(const Strings &log) {
         EXPECT_EQ(GetOne(), -1);
         EXPECT_EQ(Log(), log);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of accounts share: a connection, the questions asked of its server, the changes made there.
+// Shared by the account tests: a connection, and the searches and changes sent to its server.
 #pragma once
 
 #include <algorithm>
@@ -28,7 +28,7 @@ class AccountsTest : public ForeignTest {
         return first;
     }
 
-    // What a search asks for, behind the connection's arguments.
+    // The end of a search's arguments, after those of the connection.
     static Strings Below(const std::string &filter, const Strings &attributes = {}) {
         return With({"-b", kBase, filter}, attributes);
     }
@@ -45,7 +45,8 @@ class AccountsTest : public ForeignTest {
     Tool &FindsNothing() { return Finds(); }
     Tool &SearchFails(int code) { return Finds().Exits(code); }
 
-    // What every search so far asked for, behind the connection's arguments, which are as they have to be.
+    // The end of the arguments of every search so far; checks that those of the connection precede
+    // it.
     std::vector<Strings> Searches() {
         const Strings connection{
             "-LLL", "-x", "-H", "ldap://ldap.x.example", "-D", "cn=admin," + kBase, "-w", "secret"};
@@ -61,7 +62,7 @@ class AccountsTest : public ForeignTest {
         return searches;
     }
 
-    // The change files that were run, in order; each as a change of entries that are there.
+    // The change files run so far, in order; each must change existing entries.
     Strings Changes() {
         Strings changes;
         for (const Run &run : platform().RunsOf("ldapmodify")) {
@@ -79,15 +80,15 @@ class AccountsTest : public ForeignTest {
         return changes;
     }
 
-    // No tool has been left with its stream open.
+    // Expects that every tool's stream has been closed.
     void ExpectAllClosed() {
         for (const Run &run : platform().Runs()) {
             EXPECT_TRUE(run.closed || !run.how.starts_with("QLIBCPopen")) << run.tool;
         }
     }
 
-    // As ExpectArgumentFailure where only what has to be there is said, not the text of the condition: NULL is written
-    // in either of the two ways, and other lines may follow.
+    // Like ExpectArgumentFailure, but without the exact text of the condition: NULL may be spelt
+    // either way, and other lines may follow.
     template <class Function>
     void ExpectArgumentFailureOn(const std::string &argument, Function call) {
         platform().Forget();
@@ -107,8 +108,8 @@ class AccountsTest : public ForeignTest {
         EXPECT_EQ(Tools(), Strings{}) << argument;
     }
 
-    // What every call asks first of its connection: that it is there, has an address, and the field
-    // that `lacking` names. Of several that are missing the first is told.
+    // The checks of the connection that every call makes first: not NULL, an address, and the field
+    // named by `lacking`. If several are missing, the first is reported.
     template <class Function>
     void ExpectHostChecked(const std::string &lacking, std::optional<std::string> Host::*field,
                            Function call) {
@@ -122,8 +123,9 @@ class AccountsTest : public ForeignTest {
         ExpectArgumentFailureOn("pHost->" + lacking, [&] { return call(without); });
     }
 
-    // Runs `call` once as it is, to count the calls of a platform function, then once for every one of
-    // them with that call failing, and hands what `call` gave to `check`. Answers of tools are Always.
+    // Runs `call` once unchanged to count the calls of a platform function, then once for each of
+    // these with that one failing, and passes the result to `check`. The tools' answers must be
+    // Always.
     template <class Function, class Check>
     void FailEach(const std::string &function, Function call, Check check, int slot = 0x0200) {
         platform().Forget();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What accounts log while the debug switch is on.
+// What account functions log while the debug switch is on.
 #include "tests/foreign/accounts.h"
 
 namespace zafo::foreign::accounts_debug_test {
@@ -11,7 +11,7 @@ class AccountsDebug : public AccountsTest {
         AccountsTest::SetUp();
         ASSERT_EQ(ZAFOLDAPDebugEnabled(), 1);
     }
-    // The log without what searches and changes say of their tools.
+    // The log without the lines that searches and changes write about their tools.
     Strings OwnLog() {
         Strings lines;
         for (const std::string &line : TakeLog())
@@ -23,7 +23,7 @@ class AccountsDebug : public AccountsTest {
 };
 ZAFO_FOREIGN_SUITE(AccountsDebug);
 
-TEST_P(AccountsDebug, ServerTypeIsTold) {
+TEST_P(AccountsDebug, ServerTypeIsReported) {
     Finds(Entry("cn=zafoconf," + kBase, {}));
     EXPECT_EQ(ZAFOLDAPBrowserCheckServerType(host), 0);
     EXPECT_EQ(
@@ -60,7 +60,7 @@ TEST_P(AccountsDebug, SuggestedBaseDnsAreListed) {
     EXPECT_EQ(OwnLog(), (Strings{"suggest basedn: 2", "  [dc=b]", "  [dc=a]"}));
 }
 
-TEST_P(AccountsDebug, SuggestedBaseDnsAreListedBehindAFailureToo) {
+TEST_P(AccountsDebug, SuggestedBaseDnsAreListedAfterAFailureToo) {
     List list;
     SearchFails(51);
     EXPECT_EQ(ZAFOLDAPBrowserSuggestBaseDN(host, &list), -1);
@@ -74,12 +74,12 @@ TEST_P(AccountsDebug, BaseDnsThatAreRefusedAreNotListed) {
     EXPECT_EQ(OwnLog(), Strings{});
 }
 
-TEST_P(AccountsDebug, AnApplianceWithoutABindingIsTold) {
+TEST_P(AccountsDebug, AnApplianceWithoutABindingIsReported) {
     EXPECT_EQ(ZAFOLDAPClientCheckBindInfo(nullptr), -1);
     EXPECT_EQ(Log(), Strings{"is not binded"});
 }
 
-TEST_P(AccountsDebug, ABindingThatCannotBeClassifiedIsTold) {
+TEST_P(AccountsDebug, ABindingThatCannotBeClassifiedIsReported) {
     platform().bound = 1;
     platform().secret = "secret";
     platform().confs["/usr/zafo/etc/nslcd.conf"] = {
@@ -90,7 +90,7 @@ TEST_P(AccountsDebug, ABindingThatCannotBeClassifiedIsTold) {
     EXPECT_EQ(Log().back(), "get bind info failed");
 }
 
-TEST_P(AccountsDebug, ARecordThatCannotBeClonedIsTold) {
+TEST_P(AccountsDebug, ARecordThatCannotBeClonedIsReported) {
     ASSERT_EQ(ZAFOLDAPHostInit(host), 0);
     for (const int attribute : {0, 1, 2, 3, 4}) {
         const char *const texts[] = {"ldap.x.example", kBase.c_str(), nullptr, nullptr, nullptr};
@@ -137,7 +137,7 @@ TEST_P(AccountsDebug, UsersToDirectoryThatAreSkippedDidNotSucceed) {
                                  "ZAFOUserGet failed. [zoe]. [0x1D00]"}));
 }
 
-TEST_P(AccountsDebug, UsersToDirectoryWhoseNameIsTakenAreToldBeforeTheFailure) {
+TEST_P(AccountsDebug, UsersToDirectoryWhoseNameIsTakenAreReportedBeforeTheFailure) {
     host.schema = 0x61;
     LocalUser zoe;
     zoe.name = "zoe";
@@ -201,7 +201,7 @@ TEST_P(AccountsDebug, GroupsToLocalAreCounted) {
         << log[2];
 }
 
-TEST_P(AccountsDebug, NobodyToAddIsCountedToo) {
+TEST_P(AccountsDebug, ZeroUsersToAddAreCountedToo) {
     EXPECT_EQ(ZAFOLDAPBrowserMigrateUserToLDAP(host), 0);
     EXPECT_EQ(ZAFOLDAPBrowserMigrateGroupToLocal(host), 0);
     EXPECT_EQ(OwnLog(), (Strings{"0 users to be added.", "0 groups to be added."}));

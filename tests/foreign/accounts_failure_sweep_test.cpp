@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every call of the platform that accounts make fails once, does nothing and says that all is well, or says something
-// that makes no sense: nothing is left over, nothing is given what it cannot take, and the caller gets a result.
+// Each platform call of the account functions fails once, or does nothing and reports success, or
+// returns nonsense: nothing leaks, no function receives an invalid argument, and the caller gets a
+// result.
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,7 +18,7 @@
 
 namespace zafo::foreign::accounts_failure_sweep_test {
 
-// Those that cannot fail, and those whose result is a pointer or a number of their own.
+// Functions that cannot fail, and those that return a pointer or a special number.
 const std::set<std::string> kCannotFail = {"QLIBCErrSet",      "QLIBCErrGet",    "QLIBCSzListFree",
                                            "QLIBCSzHashFree",  "ZAFOUserFree",   "ZAFOGroupFree",
                                            "QLIBCMResultFree", "QLIBCStartError"};
@@ -25,7 +26,7 @@ const std::set<std::string> kCannotFail = {"QLIBCErrSet",      "QLIBCErrGet",   
 struct Question {
     const char *name;
     std::function<int(ZAFOLDAP_HOST *)> ask;
-    int highest;  // the results are -1 to that
+    int highest;  // results are -1 to this
 };
 
 int WithUser(const std::function<int(ZAFOUSER &)> &ask) {
@@ -71,7 +72,7 @@ int EditUser(ZAFOLDAP_HOST *host) {
     });
 }
 
-// With two lists of the caller's.
+// Supplies two of the caller's lists.
 std::function<int(ZAFOLDAP_HOST *)> Lists(int (*enumerate)(const ZAFOLDAP_HOST *, QLIBSZLIST **,
                                                            QLIBSZLIST **)) {
     return [=](ZAFOLDAP_HOST *host) {
@@ -237,7 +238,7 @@ class AccountsSweep : public AccountsTest {
     void Answer(const std::string &part, const std::string &text) {
         platform().On("ldapsearch", part).Prints(text).Always();
     }
-    // The platform's functions that a question calls, and how often.
+    // The platform functions that a question calls, and how often.
     std::map<std::string, int> CallsOfQuestion(const Question &question) {
         platform().Forget();
         question.ask(host);
@@ -246,8 +247,8 @@ class AccountsSweep : public AccountsTest {
             if (kCannotFail.count(one.function) == 0) ++made[one.function];
         return made;
     }
-    // Asks with every call of the platform (of these functions, or of all but QLIBCSzListGet) spoilt in turn, in a process of its own: one that dies ends
-    // no other.
+    // Asks each question with every platform call spoilt in turn (those of `functions`, or all but
+    // QLIBCSzListGet), in its own process so that a crash does not stop the others.
     void Sweep(const std::function<void(const std::string &, int)> &spoil,
                const std::set<std::string> &functions = {}) {
         for (const Question &question : kQuestions) {
@@ -272,7 +273,7 @@ class AccountsSweep : public AccountsTest {
     bool faults_count_ = true;
 
   private:
-    // The call that is spoilt, for whoever looks at the end of the process.
+    // The spoilt call, for the parent's report.
     struct Place {
         char function[64];
         int nth;
@@ -304,7 +305,7 @@ class AccountsSweep : public AccountsTest {
         }
     }
 };
-// Every call of every question, times the ways to fail: two temperaments are enough of it.
+// Every call of every question in every way to fail: two temperaments suffice.
 INSTANTIATE_TEST_SUITE_P(Foreign, AccountsSweep,
                          testing::Values(kTemperaments[0], kTemperaments[1]), TemperamentName);
 
@@ -325,7 +326,7 @@ TEST_P(AccountsSweep, NothingIsLeftWhenACallFails) {
 }
 
 TEST_P(AccountsSweep, NothingBreaksWhenACallDoesNothingAndSaysNothing) {
-    // Its lists are out of step then: reading behind an end is not the library's fault.
+    // That puts its lists out of step: reading past an end is then not the library's fault.
     faults_count_ = false;
     Sweep([&](const std::string &function, int nth) { platform().Fail(function, nth, 0); });
 }
@@ -345,7 +346,7 @@ TEST_P(AccountsSweep, NothingBreaksWhenABufferIsFilledToItsEnd) {
     Sweep([&](const std::string &function, int nth) { platform().Fills(function, nth); }, writers);
 }
 
-TEST_P(AccountsSweep, NothingBreaksWhenToolsEndInWaysOfTheirOwn) {
+TEST_P(AccountsSweep, NothingBreaksWhenToolsEndUnusually) {
     for (const int status : {-1, 0xff00, 0x0b, 0x8b, 0x7f, INT_MAX, INT_MIN}) {
         Sweep([&](const std::string &function,
                   int nth) { platform().Returns(function, status, nth); },

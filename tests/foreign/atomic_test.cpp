@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Counters that are changed by comparing and swapping.
+// Counters changed by compare-and-swap.
 #include <cstdint>
 
 #include "tests/foreign/change_fixture.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The automount maps that are published for users' folders.
+// The automount maps published for home folders.
 #include "tests/foreign/home.h"
 #include "zafoldap/home.h"
 
@@ -34,17 +34,17 @@ class AutomountCreate : public HomeTest {
         HomeTest::SetUp();
         SaveConnection();
     }
-    // The connection; making folders ends at the mount.
+    // The connection; creating folders ends at the mount.
     void AnswerServer() {
         AnswerConnection({"top"});
         platform().On("mount").Exits(32);
     }
-    // What the first n changes come to.
+    // The results of the first n changes.
     void ChangesEndWith(const Strings &exits) {
         for (const std::string &code : exits)
             platform().On("ldapmodify").Exits(std::stoi(code));
     }
-    // A directory with one user, for calls of which some fail.
+    // A directory with one user, for calls that partly fail.
     void AnswerAlways() {
         LeaveEmptyAtUnmounting();
         platform()

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of backups and their lock.
+// The backup settings and their lock.
 #pragma once
 
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 
 namespace zafo::foreign {
 
-// The lock of the settings, held by somebody else.
+// The lock of the settings, held by another process.
 class HeldLock {
   public:
     explicit HeldLock(int kind)

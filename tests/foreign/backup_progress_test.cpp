@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the backup program says about its progress.
+// What the backup program reports about its progress.
 #include <cstring>
 
 #include "tests/foreign/server.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of scheduled backups: read, and freed.
+// The settings of scheduled backups: reading and freeing.
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -213,7 +213,7 @@ TEST_P(BackupConfigGet, DoesNotFallBackToTheFolderOfALostShare) {
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
-TEST_P(BackupConfigGet, EndsAPathThatHasNoEndInItsBuffer) {
+TEST_P(BackupConfigGet, TerminatesAnUnterminatedPathInItsBuffer) {
     Section() = {{"dest_share", "Backups"}};
     platform().shares["Backups"] = "/tmp/backups";
     platform().Fills("ZAFOSharePathGet");
@@ -222,7 +222,7 @@ TEST_P(BackupConfigGet, EndsAPathThatHasNoEndInItsBuffer) {
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
-TEST_P(BackupConfigGet, KeepsTenFilesUnlessToldOtherwise) {
+TEST_P(BackupConfigGet, KeepsTenFilesByDefault) {
     const std::pair<const char *, int> values[] = {{"1", 1},    {"12", 12},  {"0", 10}, {"-3", 10},
                                                    {"abc", 10}, {"", 10},    {" 5", 5}, {"8x", 8},
                                                    {"007", 7},  {"0x10", 10}};
@@ -281,7 +281,7 @@ TEST_P(BackupConfigGet, HoldsAReadersLockWhileItReadsAndNoLonger) {
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
-TEST_P(BackupConfigGet, FailsWhileSomebodyWrites) {
+TEST_P(BackupConfigGet, FailsWhileAnotherProcessWrites) {
     Section() = {{"enabled", "yes"}};
     {
         const HeldLock writer(LOCK_EX);
@@ -295,9 +295,9 @@ TEST_P(BackupConfigGet, FailsWhileSomebodyWrites) {
     ZAFOLDAPBackupConfigFree(&config_);
 }
 
-TEST_P(BackupConfigGet, FailsWhereTheLockIsNoFile) {
+TEST_P(BackupConfigGet, FailsIfTheLockIsNotAFile) {
     std::filesystem::create_directories(std::string(kBackupLock) + "/full");
-    // Root has a folder of root's own in the way.
+    // A folder owned by root is in the way.
     EXPECT_EQ(ZAFOLDAPBackupConfigGet(&config_, nullptr), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
     ZAFOLDAPBackupConfigFree(&config_);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings of scheduled backups: written under a lock, with a destination that can be used.
+// The settings of scheduled backups: written under a lock, with a usable destination.
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -49,7 +49,7 @@ TEST_P(BackupConfigSet, AddsASectionThatIsMissing) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(BackupConfigSet, AddsNoSectionThatIsThere) {
+TEST_P(BackupConfigSet, AddsNoSectionThatExists) {
     Section() = {{"enabled", "yes"}};
     EXPECT_EQ(ZAFOLDAPBackupConfigSet(&config_), 0);
     EXPECT_TRUE(platform().CallsOf("QLIBCFileAddSection").empty());
@@ -147,7 +147,7 @@ TEST_P(BackupConfigSet, SetsADestinationWhereThereWasNone) {
     EXPECT_EQ(Section(), (Pairs{{"enabled", "no"}, {"dest_share", "Backups"}}));
 }
 
-TEST_P(BackupConfigSet, DoesNotLookAtTheFolderBesideAShare) {
+TEST_P(BackupConfigSet, IgnoresTheFolderIfThereIsAShare) {
     platform().shares["Backups"] = "/tmp/backups";
     config_.szDestShare = "Backups";
     config_.szDestDir = "/does/not/exist";
@@ -205,7 +205,7 @@ TEST_P(BackupConfigSet, HoldsAWritersLockFromReadingToWriting) {
     EXPECT_EQ(looks, 3);
 }
 
-TEST_P(BackupConfigSet, FailsWhileSomebodyReadsOrWrites) {
+TEST_P(BackupConfigSet, FailsWhileAnotherProcessReadsOrWrites) {
     for (int kind : {LOCK_SH, LOCK_EX}) {
         Stale();
         const HeldLock other(kind);
@@ -252,7 +252,7 @@ TEST_P(BackupConfigSet, TakesEveryResultThatIsNotNegative) {
     }
 }
 
-TEST_P(BackupConfigSet, SurvivesAPathThatHasNoEnd) {
+TEST_P(BackupConfigSet, SurvivesAnUnterminatedPath) {
     config_.szDestShare = "Backups";
     platform().shares["Backups"] = "/tmp/backups";
     platform().Fills("ZAFOSharePathGet");

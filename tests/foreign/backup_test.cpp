@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backup and restore by a program of their own, and their schedule.
+// Backup and restore by a separate program, and their schedule.
 #include "tests/foreign/backup.h"
 
 #include <sys/wait.h>
@@ -53,7 +53,7 @@ class BackupRunTest : public ServerTest {
         EXPECT_EQ(Environment(), before_) << "the caller has its own environment back";
         ServerTest::TearDown();
     }
-    // Both the file that is removed and the pairs that are read from it.
+    // Scripts both the file to be removed and the pairs read from it.
     void Progress(const Pairs &pairs) {
         WriteFile(kProgressFile, "x=y\n");
         platform().pairs[kProgressFile] = pairs;
@@ -104,7 +104,7 @@ TEST_P(ServerBackup, GivesTheProgramThePathOfAShare) {
     EXPECT_EQ(TheRun().environment, Sorted(expected));
 }
 
-TEST_P(ServerBackup, LeavesOutAFolderThatThereIsNone) {
+TEST_P(ServerBackup, LeavesOutAMissingFolder) {
     platform().sections.clear();
     EXPECT_EQ(ZAFOLDAPServerBackup(), 0);
     Strings expected = OwnVariables();
@@ -120,7 +120,7 @@ TEST_P(ServerBackup, DoesNotMindAFolderThatCannotBeUsed) {
     EXPECT_EQ(platform().Runs().size(), 1u);
 }
 
-TEST_P(ServerBackup, FailsAtOnceForAnEmptyDatabase) {
+TEST_P(ServerBackup, FailsImmediatelyForAnEmptyDatabase) {
     unlink(kDataMarker);
     EXPECT_EQ(ZAFOLDAPServerBackup(), -1);
     EXPECT_TRUE(platform().Runs().empty());
@@ -305,7 +305,7 @@ TEST_P(ServerRestore, DecodesTheWaitStatus) {
                                          {14 << 8, -65536},
                                          {15 << 8, -65536},
                                          {255 << 8, -65536},
-                                         // Not an exit: signals, and a program that did not start.
+                                         // Not exits: signals, and a program that did not start.
                                          {9, -65536},
                                          {2, -65536},
                                          {11, -65536},

@@ -215,7 +215,7 @@ TEST_P(ClientBinding, IsAskedForWithoutFlags) {
         << calls[0].arguments[0];
 }
 
-TEST_P(ClientBinding, AnythingButOneIsNone) {
+TEST_P(ClientBinding, AnythingButOneMeansNoBinding) {
     for (const int answer : {0, 2, -1}) {
         platform().Forget();
         platform().Returns("ZAFOLDAPIsBinded", answer);
@@ -271,7 +271,7 @@ class BrowserCheck : public BindCheck {
             {"bindpw", Platform::Encipher("secret")},
         };
     }
-    // A schema with all that is needed but one.
+    // A schema that lacks just one of the required classes.
     static Strings Without(const std::string &missing) {
         Strings classes = kAllFour;
         std::erase(classes, missing);

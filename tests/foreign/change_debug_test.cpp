@@ -14,7 +14,7 @@ constexpr const char *kPath = "/tmp/foreign_debug.ldif";
 const std::string kBase = "dc=x,dc=example";
 const std::string kConf = "/usr/zafo/etc/private/ldapbrowser.conf";
 
-// How a search over the connection that Host is by itself is logged.
+// The log line of a search over Host's default connection.
 std::string SearchLine(const std::string &rest) {
     return "search command: /usr/zafo/bin/ldapsearch -LLL -x -H 'ldap://ldap.x.example' -D "
            "'cn=admin,dc=x,dc=example' -w '****' " +
@@ -124,7 +124,7 @@ TEST_P(ChangeDebug, LogsTheSearchesOfValueHelpers) {
     EXPECT_EQ(Log(), (Strings{SearchLine("-b 'cn=a' 'cn'"), "ldapsearch return 32"}));
 }
 
-TEST_P(ChangeDebug, LogsASavedConnectionThatIsNotThere) {
+TEST_P(ChangeDebug, LogsASavedConnectionThatDoesNotExist) {
     ZAFOLDAP_HOST host{};
     EXPECT_EQ(ZAFOLDAPHostInitByBrowserConfig(&host, "ann"), -1);
     EXPECT_EQ(PlatformError(), 0x2200);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the suites of change files, ready-made searches, connection sources, passwords, counters and new
-// accounts have in common.
+// Shared by the suites of change files, predefined searches, connection sources, passwords,
+// counters and new accounts.
 #pragma once
 
 #include <sys/resource.h>
@@ -17,7 +17,7 @@ namespace zafo::foreign {
 
 class ChangeTest : public ForeignTest {
   protected:
-    // As ExpectArgumentFailure, where the text of the condition may be one of several.
+    // Like ExpectArgumentFailure, where the condition's text may be one of several.
     template <class Function>
     void ExpectArgumentFailureOf(std::initializer_list<const char *> conditions, Function call,
                                  int expected = -1) {
@@ -36,8 +36,8 @@ class ChangeTest : public ForeignTest {
         EXPECT_TRUE(known) << log[0];
     }
 
-    // The number (from 1) that the last call of a function with that first text has among the calls of the
-    // function since Forget.
+    // The position (from 1) of the last call of a function with that first text among the
+    // function's calls since Forget.
     int NumberOfCall(const std::string &function, const std::string &text) {
         int number = 0;
         int found = 0;
@@ -51,7 +51,7 @@ class ChangeTest : public ForeignTest {
         return found;
     }
 
-    // Every search that was run, by its arguments.
+    // The arguments of every search so far.
     std::vector<Strings> Searches() {
         std::vector<Strings> vectors;
         for (const Run &run : platform().RunsOf("ldapsearch"))
@@ -60,7 +60,7 @@ class ChangeTest : public ForeignTest {
     }
 };
 
-// A change file of one record.
+// Writes a change file of one record.
 inline void WriteChange(ZAFOLDAP_LDIF *ldif, const char *path) {
     ASSERT_EQ(ZAFOLDAPLdifInit(ldif, path), 0);
     ZAFOLDAPLdifTargetDN(ldif, "dc=a");
@@ -68,7 +68,7 @@ inline void WriteChange(ZAFOLDAP_LDIF *ldif, const char *path) {
     ZAFOLDAPLdifAttrReplace(ldif, "cn", "b");
 }
 
-// The object classes that the library knows, each with its bit of a schema.
+// The object classes known to the library, each with its schema bit.
 inline const std::pair<const char *, unsigned> kSchemaClasses[] = {{"top", 0x0001},
                                                                    {"domain", 0x0002},
                                                                    {"extensibleObject", 0x4},
@@ -83,7 +83,7 @@ inline const std::pair<const char *, unsigned> kSchemaClasses[] = {{"top", 0x000
                                                                    {"sambaSamAccount", 0x0800},
                                                                    {"sambaGroupMapping", 0x1000}};
 
-// The arguments of a search over the connection that Host is by itself.
+// The arguments of a search over Host's default connection.
 inline Strings SearchVector(std::initializer_list<const char *> rest) {
     Strings vector{"-LLL", "-x",    "-H", "ldap://ldap.x.example", "-D", "cn=admin,dc=x,dc=example",
                    "-w",   "secret"};
@@ -91,7 +91,7 @@ inline Strings SearchVector(std::initializer_list<const char *> rest) {
     return vector;
 }
 
-// While it lives nothing can be opened: there is no descriptor left.
+// Uses up all descriptors for its lifetime, so that nothing can be opened.
 class NoDescriptors {
   public:
     NoDescriptors() {
@@ -115,7 +115,7 @@ inline std::string Last(const Strings &texts) {
     return texts.empty() ? "(none)" : texts.back();
 }
 
-// The lines of a text, without their line breaks.
+// The lines of a text, without line breaks.
 inline Strings Lines(const std::string &text) {
     Strings lines;
     size_t start = 0;

@@ -26,7 +26,7 @@ class ConnectionRead : public ChangeTest {
         ZAFOLDAPHostFree(&host_);
         ChangeTest::TearDown();
     }
-    // A server of the appliance's own whose schema has posixAccount and posixGroup.
+    // Scripts an appliance's own server whose schema has posixAccount and posixGroup.
     void AnswerAsOwnServer(const std::string &base) {
         platform().On("ldapsearch", "cn=zafoconf," + base).Prints(Entry("cn=zafoconf," + base, {}));
         AnswerSchema();
@@ -49,7 +49,7 @@ class ConnectionRead : public ChangeTest {
         EXPECT_STREQ(host_.szBindPasswd, password);
         EXPECT_STREQ(host_.szLoginSuffix, suffix);
     }
-    // A record is whatever its memory held before.
+    // A record's memory may initially hold anything.
     void Soil() { memset(&host_, 0x5a, sizeof host_); }
     ZAFOLDAP_HOST host_{};
 };
@@ -143,7 +143,7 @@ TEST_P(BrowserConfig, SurvivesASectionWithoutAServer) {
     EXPECT_EQ(platform().Runs().size(), 0U);
 }
 
-TEST_P(BrowserConfig, TellsThatThereIsNoSuchSection) {
+TEST_P(BrowserConfig, ReportsAMissingSection) {
     Section("root") = Saved();
     EXPECT_EQ(Read("bob"), -1);
     EXPECT_EQ(PlatformError(), 0x2200);
@@ -152,13 +152,13 @@ TEST_P(BrowserConfig, TellsThatThereIsNoSuchSection) {
     EXPECT_EQ(platform().Runs().size(), 0U);
 }
 
-TEST_P(BrowserConfig, TakesAnEmptySectionForNone) {
+TEST_P(BrowserConfig, TreatsAnEmptySectionAsMissing) {
     Section("bob");
     EXPECT_EQ(Read("bob"), -1);
     EXPECT_EQ(PlatformError(), 0x2200);
 }
 
-TEST_P(BrowserConfig, TakesASectionThatCannotBeReadForNone) {
+TEST_P(BrowserConfig, TreatsAnUnreadableSectionAsMissing) {
     for (const int result : {0, -1, -7}) {
         Section("root") = Saved();
         Stale();
@@ -254,7 +254,7 @@ TEST_P(BrowserConfig, NeedsNoNumberOfPairsFromThePlatform) {
     ExpectFields("srv", "dc=s", "cn=adm", "geheim", "s.example");
 }
 
-TEST_P(BrowserConfig, EndsAPasswordWithoutAnEndInItsBuffer) {
+TEST_P(BrowserConfig, TerminatesAnUnterminatedPasswordInItsBuffer) {
     Section("root") = Saved();
     platform().Fills("QLIBCryptSzDecrypt");
     platform().On("ldapsearch").Exits(255);
@@ -402,7 +402,7 @@ TEST_P(BindConfig, FailsWithAnyFieldThatCannotBeStored) {
     }
 }
 
-TEST_P(BindConfig, LogsThatThereIsNoLoginSuffix) {
+TEST_P(BindConfig, LogsAMissingLoginSuffix) {
     platform().Fail("ZAFOLDAPLoginSuffixGet", 1, -1, 0x0900);
     EXPECT_EQ(Read(), -1);
     EXPECT_EQ(LibraryError(), -65537);
@@ -452,7 +452,7 @@ TEST_P(BindConfig, IsFilledAndSilentWhenTheServerCannotBeAsked) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(BindConfig, EndsTextsWithoutAnEndInTheirBuffers) {
+TEST_P(BindConfig, TerminatesUnterminatedTextsInTheirBuffers) {
     struct {
         const char *function;
         int nth;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Saving connections into the directory browser's file.
+// Saving connections to the directory browser's file.
 #include "tests/foreign/change_fixture.h"
 
 namespace zafo::foreign::connection_save_test {
@@ -19,7 +19,7 @@ class BrowserConfSet : public ChangeTest {
     }
     Pairs &Section(const std::string &name) { return platform().sections[kConf][name]; }
     int Save(const char *section = "ann") { return ZAFOLDAPBrowserConfSet(host_, section); }
-    // What the platform makes of a transport security.
+    // The platform's text for a transport security type.
     std::string SslText(int type) {
         char text[1024] = "";
         EXPECT_GE(ZAFOLDAPSSLToString(type, text, sizeof text), 0);
@@ -38,7 +38,7 @@ class BrowserConfSet : public ChangeTest {
 };
 ZAFO_FOREIGN_SUITE(BrowserConfSet);
 
-TEST_P(BrowserConfSet, WritesASectionThatIsThere) {
+TEST_P(BrowserConfSet, WritesASectionThatExists) {
     Section("ann") = {{"uri", "old"}, {"comment", "kept"}, {"binddn", "cn=old"}};
     Section("root") = {{"uri", "other"}};
     const Pairs root = Section("root");
@@ -196,7 +196,7 @@ TEST_P(BrowserConfSet, FailsWithAnyValueThatCannotBeSet) {
     EXPECT_EQ(Section("ann"), (Pairs{{"uri", "old"}}));
 }
 
-TEST_P(BrowserConfSet, EndsTextsWithoutAnEndInTheirBuffers) {
+TEST_P(BrowserConfSet, TerminatesUnterminatedTextsInTheirBuffers) {
     platform().Fills("QLIBCryptSzEncrypt");
     platform().Fills("ZAFOLDAPSSLToString");
     EXPECT_EQ(Save(), 0);
@@ -270,7 +270,7 @@ TEST_P(ServerConnection, FailsAsSavingDoes) {
     EXPECT_EQ(Log(), Strings{"save borwser conf [root] failed! [0x0900]"});
 }
 
-TEST_P(ServerConnection, EndsADomainNameWithoutAnEndInItsBuffer) {
+TEST_P(ServerConnection, TerminatesAnUnterminatedDomainNameInItsBuffer) {
     platform().Fills("ZAFOLDAPDNDomainName");
     EXPECT_EQ(ZAFOLDAPBrowserConfSetByServerParam(&parameters_), 0);
     EXPECT_EQ(Section("root")["loginsuffix"], std::string(1023, 'x'));

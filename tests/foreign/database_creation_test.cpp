@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The skeleton of the server's database: nine entries, each looked for and, where it is missing, loaded offline.
+// The skeleton of the server's database: nine entries, each looked up and, if missing, loaded
+// offline.
 #include <algorithm>
 
 #include "tests/foreign/server.h"
@@ -64,7 +65,7 @@ class DatabaseTest : public ServerTest {
   protected:
     ZAFOLDAP_SERVER_PARAM parameters_{nullptr, nullptr, nullptr, 11, 12, 21, 22, 31, 32};
 
-    // The tool that looks finds these entries.
+    // The look-up tool finds these entries.
     void Holds(const Strings &names) {
         for (const std::string &name : names)
             platform()
@@ -91,7 +92,7 @@ class DatabaseTest : public ServerTest {
             names.push_back(run.argv.size() == 2 ? run.argv[1] : "?");
         return names;
     }
-    // Nothing of a change file is left in "/tmp".
+    // Expects no change file left in "/tmp".
     void ExpectNoChangeFile() {
         for (const Run &run : platform().RunsOf("slapadd"))
             EXPECT_FALSE(Exists(run.argv.back())) << run.argv.back();
@@ -284,7 +285,7 @@ TEST_P(DatabaseCreation, FailsWithoutASuffix) {
     EXPECT_TRUE(platform().RunsOf("slapadd").empty());
 }
 
-TEST_P(DatabaseCreation, FailsWithASuffixThatHasNoEnd) {
+TEST_P(DatabaseCreation, FailsWithAnUnterminatedSuffix) {
     platform().Fills("ZAFOLDAPInfoGetFromConf");
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), -1);
     EXPECT_TRUE(platform().RunsOf("slapadd").empty());
@@ -306,7 +307,7 @@ TEST_P(DatabaseCreation, LoadsNothingUnderASuffixWithoutADomainComponent) {
     EXPECT_EQ(Log(), Strings{"ZAFOLDAPDNFirstDomainComponent [o=example] failed. [0x0F00]"});
 }
 
-TEST_P(DatabaseCreation, SurvivesADomainComponentThatHasNoEnd) {
+TEST_P(DatabaseCreation, SurvivesAnUnterminatedDomainComponent) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_EQ(ZAFOLDAPServerDBCreate(&parameters_), -1);
 }
@@ -566,7 +567,7 @@ TEST_P(RootNodeCreation, AddsTheBaseEntryThroughTheServer) {
     EXPECT_FALSE(Exists(run.argv[6]));
 }
 
-TEST_P(RootNodeCreation, EndsADomainComponentThatHasNoEndInItsBuffer) {
+TEST_P(RootNodeCreation, TerminatesAnUnterminatedDomainComponentInItsBuffer) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_EQ(ZAFOLDAPBrowserRootNodeCreate(host_), 0);
     EXPECT_EQ(platform().Runs().at(0).change,

@@ -31,11 +31,11 @@ class ServerDefaultAdd : public ServerTest {
         SaveConnection();
     }
     void AnswerHash() { platform().On("slappasswd").Prints("{CRYPT}hash\n"); }
-    // A server of the appliance's own kind without Samba's classes.
+    // Scripts an appliance's own server without Samba's classes.
     void AnswerServer() {
         AnswerConnection({"top", "posixAccount", "posixGroup", "shadowAccount"});
     }
-    // The search for this text finds one entry.
+    // The search containing this text finds one entry.
     void IsThere(const std::string &text) {
         platform()
             .On("ldapsearch", text)
@@ -121,7 +121,7 @@ TEST_P(ServerDefaultAdd, DoesNothingOnAServerThatCannotBeClassified) {
     EXPECT_EQ(platform().Runs().size(), 1u);
 }
 
-TEST_P(ServerDefaultAdd, SucceedsAndChangesNothingWhenAllIsThere) {
+TEST_P(ServerDefaultAdd, SucceedsAndChangesNothingWhenEverythingExists) {
     AnswerServer();
     AllExist();
     platform().On("ldapmodify").Exits(20);
@@ -221,7 +221,7 @@ TEST_P(ServerDefaultAdd, FailsWhenTheAdministratorsPasswordCannotBeSet) {
     EXPECT_EQ(Changes().size(), 4u);
 }
 
-TEST_P(ServerDefaultAdd, GoesOnWhenTheAdministratorIsAMemberAlready) {
+TEST_P(ServerDefaultAdd, ContinuesWhenTheAdministratorIsAMemberAlready) {
     for (size_t member : {0u, 1u}) {
         Again();
         AnswerServer();

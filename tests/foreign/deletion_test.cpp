@@ -179,7 +179,7 @@ TEST_P(Deletion, OfAUserFailsWhenTheGroupsCannotBeListed) {
     EXPECT_EQ(Tools(), (Strings{"ldapsearch", "ldapmodify", "ldapsearch"}));
 }
 
-TEST_P(Deletion, OfAUserWithoutALoginSuffixFailsBehindTheEntry) {
+TEST_P(Deletion, OfAUserWithoutALoginSuffixFailsAfterTheEntry) {
     host.login_suffix.reset();
     Finds(Entry(kAnn, {}));
     EXPECT_EQ(ZAFOLDAPBrowserDeleteUser(host, "ann"), -1);

@@ -149,7 +149,7 @@ TEST_P(DnLookup, AGroupIsFoundByName) {
     EXPECT_EQ(Searches(), std::vector<Strings>{Below(And(kGroups, "cn=staff"))});
 }
 
-TEST_P(DnLookup, TwoUsersOfAnNameGiveTheSecond) {
+TEST_P(DnLookup, TwoUsersOfOneNameGiveTheSecond) {
     Finds(Entry("uid=ann,ou=b", {}) + Entry("uid=ann,ou=a", {}));
     EXPECT_EQ(ZAFOLDAPBrowserGetDNByUserUID(host, "ann", dn_, sizeof dn_), 2);
     EXPECT_STREQ(dn_, "uid=ann,ou=a");

@@ -46,7 +46,7 @@ const Kind kKinds[] = {
 
 class Enumeration : public AccountsTest {
   protected:
-    // The test's body for users and for groups, each with nothing before it.
+    // Runs the test's body for users and for groups, each with a clean state.
     template <class Body>
     void ForEachKind(Body body) {
         for (const Kind &kind : kKinds) {
@@ -181,7 +181,7 @@ TEST_P(Enumeration, AllOfAnEmptyDirectoryIsNothing) {
     });
 }
 
-TEST_P(Enumeration, AllPassesOverEntriesWithoutDnOrName) {
+TEST_P(Enumeration, AllSkipsEntriesWithoutDnOrName) {
     ForEachKind([&](const Kind &kind) {
         List dns;
         List names;
@@ -301,7 +301,7 @@ TEST_P(Enumeration, AllNamesTheStringThatCouldNotBeListed) {
     });
 }
 
-TEST_P(Enumeration, AllFailsWithoutListsOfItsOwn) {
+TEST_P(Enumeration, AllFailsWithoutItsOwnLists) {
     ForEachKind([&](const Kind &kind) {
         platform().On("ldapsearch").Prints(Two(kind)).Always();
         FailEach(
@@ -374,7 +374,7 @@ TEST_P(Enumeration, ByNumberOnlyCountsWithoutAList) {
     });
 }
 
-TEST_P(Enumeration, ByNumberPassesOverAnEntryWithoutADn) {
+TEST_P(Enumeration, ByNumberSkipsAnEntryWithoutADn) {
     ForEachKind([&](const Kind &kind) {
         List dns;
         Finds("cn: ghost\n\n" + Entry("x=a,c=o", {}));
@@ -444,7 +444,7 @@ TEST_P(Enumeration, NameOfADnIsReadAtTheDn) {
     });
 }
 
-TEST_P(Enumeration, NameOfNobodyIsNotFound) {
+TEST_P(Enumeration, NameOfAMissingEntryIsNotFound) {
     ForEachKind([&](const Kind &kind) {
         char name[32] = "before";
         FindsNothing();

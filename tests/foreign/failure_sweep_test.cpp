@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every call of the platform fails once, in every way: nothing is left over, nothing is given what it
-// cannot take, and the caller gets a result.
+// Each platform call fails once, in every way: nothing leaks, no function receives an invalid
+// argument, and the caller gets a result.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,7 +18,7 @@ namespace zafo::foreign::failure_sweep_test {
 const std::string kBase = "dc=x,dc=example";
 const std::string kConf = "/usr/zafo/etc/private/ldapbrowser.conf";
 
-// Those that cannot fail, or whose failure nobody is told.
+// Functions that cannot fail, or whose failure is not reported.
 const std::set<std::string> kCannotFail = {"QLIBCErrSet",     "QLIBCErrGet",     "QLIBCSzListFree",
                                            "QLIBCSzHashFree", "QLIBCStartError", "ZAFOUserFree",
                                            "ZAFOGroupFree"};
@@ -71,7 +71,7 @@ class FailureSweep : public ChangeTest {
     static int Parts() {
         return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
     }
-    // In a process of its own: what crashes or does not end fails alone, and no rule is left behind.
+    // Runs in its own process: a crash or hang fails alone, and no rule persists.
     void Apart(const std::string &what, const std::function<void()> &body) {
         fflush(nullptr);
         const pid_t child = fork();
@@ -88,7 +88,7 @@ class FailureSweep : public ChangeTest {
         EXPECT_EQ(waitpid(child, &status, 0), child);
         EXPECT_EQ(status, 0) << what;
     }
-    // Results are at least -3 and at most `highest`, whatever fails.
+    // Whatever fails, results must be between -3 and `highest`.
     void SweepOne(const std::function<int()> &call, int highest, const std::string &function,
                   int count) {
         for (int nth = 1; nth <= count; nth += nth < 8 ? 1 : 7)
@@ -102,11 +102,11 @@ class FailureSweep : public ChangeTest {
         for (const auto &[function, count] : CallsMade(call))
             if (function != "QLIBCSzListGet") SweepOne(call, highest, function, count);
     }
-    // A list that does not give an item that it has.
+    // A list fails to return an existing item.
     void SweepItems(const std::function<int()> &call, int highest = 0) {
         SweepOne(call, highest, "QLIBCSzListGet", CallsMade(call)["QLIBCSzListGet"]);
     }
-    // What is not negative is no failure; what is, is one, however low.
+    // A result that is not negative is no failure; any negative one is, however low.
     void SweepResults(const std::function<int()> &call, const std::set<std::string> &functions) {
         const int good = call();
         for (const auto &[function, count] : CallsMade(call)) {

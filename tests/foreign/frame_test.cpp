@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Error slot and messages, the debug switch, locks, parent DNs.
+// The error slot and its messages, the debug switch, locks, parent DNs.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -181,7 +181,7 @@ TEST_P(FrameLock, KeepsWhatTheFileHolds) {
     EXPECT_EQ(FileText(kPath), "text");
 }
 
-TEST_P(FrameLock, IsRefusedAtOnceWhileAnotherProcessHasAConflictingOne) {
+TEST_P(FrameLock, IsRefusedImmediatelyWhileAnotherProcessHasAConflictingOne) {
     const struct {
         int held;
         int wanted;
@@ -206,7 +206,7 @@ TEST_P(FrameLock, IsRefusedAtOnceWhileAnotherProcessHasAConflictingOne) {
     }
 }
 
-TEST_P(FrameLock, IsThereForOthersOnceReleased) {
+TEST_P(FrameLock, IsAvailableToOthersOnceReleased) {
     const int fd = ZAFOLDAPLock(kPath, LOCK_EX);
     ASSERT_GE(fd, 0);
     ZAFOLDAPUnLock(fd);
@@ -226,7 +226,7 @@ TEST_P(FrameLock, ClosesWhatItOpenedWhenItIsRefused) {
     ZAFOLDAPUnLock(held);
 }
 
-TEST_P(FrameLock, TellsAFileThatCannotBeOpened) {
+TEST_P(FrameLock, ReportsAFileThatCannotBeOpened) {
     EXPECT_EQ(ZAFOLDAPLock("/tmp/missing-folder/lock", LOCK_EX), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
@@ -250,7 +250,7 @@ TEST_P(ParentDn, ChecksItsArgumentsInOrder) {
                           [&] { return ZAFOLDAPDNParserParentDN("dc=x", parent, 0); });
 }
 
-TEST_P(ParentDn, IsWhatStandsBehindTheFirstComma) {
+TEST_P(ParentDn, IsWhatFollowsTheFirstComma) {
     const struct {
         const char *dn;
         size_t size;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// New groups: the record that is added and the steps around it.
+// New groups: the record that is added, and the steps before and after.
 #include <algorithm>
 #include <optional>
 

@@ -5,7 +5,7 @@ namespace zafo::foreign::group_edit_test {
 
 class GroupEdit : public AccountsTest {
   protected:
-    // The group as it is: "staff", number 100.
+    // Scripts the existing group: "staff", number 100.
     Tool &Is(const std::string &description = {}) {
         std::vector<std::pair<std::string, std::string>> attributes{
             {"cn", "staff"}, {"gidNumber", "100"}, {"memberUid", "ann"}};
@@ -131,7 +131,7 @@ TEST_P(GroupEdit, SeparatesTheNumberFromTheDescription) {
                  Record({"delete: description", "-", "replace: gidNumber", "gidNumber: 7"})}));
 }
 
-TEST_P(GroupEdit, RenamesBehindTheOtherChangesInOneFile) {
+TEST_P(GroupEdit, RenamesAfterTheOtherChangesInOneFile) {
     const unsigned gid = 7;
     Is("old");
     EXPECT_EQ(Edit("crew", "new", &gid), 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Exports that are mounted and the users whose folders are made in them.
+// Mounted exports, and the users whose folders are created in them.
 #pragma once
 
 #include <unistd.h>
@@ -33,7 +33,7 @@ class HomeTest : public ServerTest {
         user_.pw_uid = 1001;
         user_.pw_gid = 1002;
     }
-    // What was in the export goes with the mount, so that the mount point can be removed.
+    // The export's content disappears with the unmount, so that the mount point can be removed.
     void LeaveEmptyAtUnmounting() {
         platform()
             .On("umount")
@@ -43,7 +43,7 @@ class HomeTest : public ServerTest {
             })
             .Always();
     }
-    // What the export holds once it is mounted.
+    // The export's content once it is mounted.
     Tool &Mounted(const std::function<void()> &fill) {
         return platform().On("mount").Does([fill](const Run &) { fill(); });
     }
@@ -59,7 +59,7 @@ class HomeTest : public ServerTest {
             sources.push_back(run.argv.at(0));
         return sources;
     }
-    // The directory's users, each with this answer to the question for the entry.
+    // The directory's users, each with this answer to the query for the entry.
     void AnswerUsers(const Strings &names) {
         std::string users;
         for (const std::string &name : names)

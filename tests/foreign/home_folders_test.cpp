@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Users' folders, made in an export over NFS.
+// Users' folders created in an NFS export.
 #include "tests/foreign/home.h"
 #include "zafoldap/home.h"
 
@@ -200,7 +200,7 @@ TEST_P(UserHomeCreateEx, SaysWhatCannotBeMounted) {
     EXPECT_EQ(MadeFolders(), Strings{MountPoint()});
 }
 
-TEST_P(UserHomeCreateEx, MakesNoFolderForANameThatIsNoPartOfAPath) {
+TEST_P(UserHomeCreateEx, MakesNoFolderForANameThatIsNotAPathComponent) {
     LeaveEmptyAtUnmounting();
     for (const char *name : {"", ".", "..", "a/b", "/", "../ann"}) {
         platform().Forget();
@@ -403,7 +403,7 @@ TEST_P(UserHomeCreateAll, SucceedsWithoutUsers) {
     EXPECT_EQ(Steps(), (Strings{"folder", "mount", "ldapsearch", "umount"}));
 }
 
-TEST_P(UserHomeCreateAll, PassesOverAUserWhoCannotBeRead) {
+TEST_P(UserHomeCreateAll, SkipsAUserWhoCannotBeRead) {
     LeaveEmptyAtUnmounting();
     AnswerUsers({"ann", "bob"});
     AnswerUser("ann").Exits(50);
@@ -426,7 +426,7 @@ TEST_P(UserHomeCreateAll, MakesNoFolderForAUserWhoIsGone) {
     EXPECT_EQ(MadeFolders(), (Strings{MountPoint(), FolderOf("ann"), FolderOf("cid")}));
 }
 
-TEST_P(UserHomeCreateAll, PassesOverUsersOfAConnectionWithoutALoginSuffix) {
+TEST_P(UserHomeCreateAll, SkipsUsersOfAConnectionWithoutALoginSuffix) {
     host_.login_suffix.reset();
     AnswerUsers({"ann", "bob"});
     EXPECT_EQ(ZAFOLDAPBrowserUserHomeCreateAll(host_, "nas", "/homes"), 0);
@@ -434,7 +434,7 @@ TEST_P(UserHomeCreateAll, PassesOverUsersOfAConnectionWithoutALoginSuffix) {
     EXPECT_FALSE(Exists(MountPoint()));
 }
 
-TEST_P(UserHomeCreateAll, PassesOverAFolderThatCannotBeMade) {
+TEST_P(UserHomeCreateAll, SkipsAFolderThatCannotBeMade) {
     LeaveEmptyAtUnmounting();
     AnswerUsers({"ann", "bob"});
     AnswerUser("ann", 1001, 2001);

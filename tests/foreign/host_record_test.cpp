@@ -161,7 +161,7 @@ TEST_P(HostRecord, KeepsLongValuesWhole) {
     EXPECT_STREQ(host_.szUri, value.c_str());
 }
 
-TEST_P(HostRecord, IsZeroAfterItsEndAndMayEndTwice) {
+TEST_P(HostRecord, IsZeroAfterBeingFreedAndMayBeFreedTwice) {
     ZAFOLDAP_HOST host;
     ASSERT_EQ(ZAFOLDAPHostInit(&host), 0);
     ASSERT_EQ(ZAFOLDAPHostSet(&host, 0, "u"), 0);
@@ -173,7 +173,7 @@ TEST_P(HostRecord, IsZeroAfterItsEndAndMayEndTwice) {
     EXPECT_EQ(ZAFOLDAPHostFree(&host), 0);
 }
 
-TEST_P(HostRecord, IsClonedWithAListOfItsOwn) {
+TEST_P(HostRecord, IsClonedWithItsOwnList) {
     SetAll();
     host_.nServerType = 1;
     host_.nSchema = 0x1234;
@@ -213,7 +213,7 @@ TEST_P(HostRecord, SkipsItemsThatTheListDoesNotGive) {
     EXPECT_EQ(ZAFOLDAPHostFree(&clone), 0);
 }
 
-TEST_P(HostRecord, IsNotClonedHalf) {
+TEST_P(HostRecord, IsNeverPartlyCloned) {
     SetAll();
     ZAFOLDAP_HOST clone;
     for (const int nth : {1, 5}) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Change files: names, lines, counters and what ends them.
+// Change files: names, lines, counters and how they end.
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -46,7 +46,7 @@ TEST_P(LdifInit, ZeroesTheRecordAndOpensTheGivenFile) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(LdifInit, EmptiesAFileThatIsThere) {
+TEST_P(LdifInit, EmptiesAnExistingFile) {
     WriteFile(kPath, "dn: cn=old\nchangetype: delete\n");
     ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, kPath), 0);
     ZAFOLDAPLdifClose(&ldif_);
@@ -65,7 +65,7 @@ TEST_P(LdifInit, KeepsANameOf255Characters) {
     rmdir(folder.c_str());
 }
 
-TEST_P(LdifInit, CutsANameBehind255Characters) {
+TEST_P(LdifInit, CutsANameAfter255Characters) {
     const std::string folder = "/tmp/" + std::string(123, 'f');
     mkdir(folder.c_str(), 0700);
     const std::string path = folder + "/" + std::string(200, 'n');
@@ -124,7 +124,7 @@ TEST_P(LdifInit, DoesNotCountFilesThatTheCallerNamed) {
     EXPECT_EQ(ldif_.szPath, TemporaryName(sequence + 1));
 }
 
-// In a process of its own: nothing else may have made a file before.
+// In a separate process: no change file may have been created before.
 TEST_P(LdifInit, NumbersTheFirstFileOfAProcessZero) {
     if (getenv("ZAFO_FOREIGN_FIRST_FILE") != nullptr) {
         ASSERT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
@@ -146,7 +146,7 @@ TEST_P(LdifInit, NumbersTheFirstFileOfAProcessZero) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_P(LdifInit, TellsThatTheFileCannotBeOpened) {
+TEST_P(LdifInit, ReportsThatTheFileCannotBeOpened) {
     Stale();
     EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, "/tmp/no such folder/change.ldif"), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
@@ -161,7 +161,7 @@ TEST_P(LdifInit, OpensNothingWithoutAName) {
     EXPECT_EQ(PlatformError(), 0x0900);
 }
 
-TEST_P(LdifInit, TellsThatATemporaryFileCannotBeOpened) {
+TEST_P(LdifInit, ReportsThatATemporaryFileCannotBeOpened) {
     const NoDescriptors none;
     EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
@@ -268,7 +268,7 @@ TEST_P(LdifWriters, TakeTextsThatLookLikeFormatsAsTheyAre) {
               "c%s\n");
 }
 
-TEST_P(LdifWriters, SeparateOnlyBehindAnAttributeOfTheRecord) {
+TEST_P(LdifWriters, SeparateOnlyAfterAnAttributeOfTheRecord) {
     EXPECT_EQ(ZAFOLDAPLdifSepAttr(&ldif_), 0);
     EXPECT_EQ(ZAFOLDAPLdifTargetDN(&ldif_, "dc=a"), 0);
     EXPECT_EQ(ZAFOLDAPLdifSepAttr(&ldif_), 0);
@@ -397,7 +397,7 @@ TEST_P(LdifWriters, ReportNoErrorOfTheStream) {
     EXPECT_EQ(ZAFOLDAPLdifClose(&ldif_), 0);
 }
 
-// Every writer, with arguments that are right but for the record.
+// Every writer, with arguments that are valid except for the record.
 struct Writer {
     const char *name;
     int (*write)(ZAFOLDAP_LDIF *);
@@ -434,7 +434,7 @@ TEST_P(LdifWriters, RefuseAFileThatIsClosed) {
     ExpectCounters(0, 0, 0);
 }
 
-// What a call without one of its texts would be, and the text that the check then has.
+// A call that lacks one of its texts, and the text reported by the check.
 struct Missing {
     const char *condition;
     const char *other;

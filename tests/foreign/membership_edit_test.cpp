@@ -52,7 +52,7 @@ TEST_P(GroupsEdit, TakesOneListAlone) {
     EXPECT_EQ(Changes(), (Strings{Block(Dn("new"), "add"), Block(Dn("old"), "delete")}));
 }
 
-TEST_P(GroupsEdit, LeavesWhatIsAsWanted) {
+TEST_P(GroupsEdit, LeavesWhatIsAlreadyAsRequested) {
     List added{"CN=Old,CN=Groups,DC=X,DC=Example", "cn=kept,cn=groups,dc=x,dc=example"};
     List removed{"cn=other,cn=groups,dc=x,dc=example"};
     Finds(Groups({"old", "kept"}));
@@ -135,7 +135,7 @@ TEST_P(GroupsEdit, ByDnTakesTheLoginName) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(GroupsEdit, ByDnOfNobodySaysSo) {
+TEST_P(GroupsEdit, ByDnOfAMissingUserSaysSo) {
     List added{"cn=z"};
     FindsNothing();
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditByUserDN(host, kAnn.c_str(), added, nullptr), -1);
@@ -324,7 +324,7 @@ TEST_P(NameChange, ByDnTakesTheOldName) {
     EXPECT_EQ(Changes(), Strings{Follows(Dn("b"))});
 }
 
-TEST_P(NameChange, ByDnOfNobodySaysSo) {
+TEST_P(NameChange, ByDnOfAMissingUserSaysSo) {
     FindsNothing();
     EXPECT_EQ(ZAFOLDAPBrowserGroupEditWhenUserUIDChangeByUserDN(host, kAnn.c_str(), "anna"), -1);
     EXPECT_EQ(PlatformError(), 0x1D00);

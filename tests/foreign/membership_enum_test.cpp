@@ -51,7 +51,7 @@ TEST_P(GroupsOfUser, FillOneListOrNone) {
     EXPECT_EQ(names.Items(), (Strings{"z", "a"}));
 }
 
-TEST_P(GroupsOfUser, WithoutDnOrNameArePassedOver) {
+TEST_P(GroupsOfUser, WithoutDnOrNameAreSkipped) {
     List dns;
     Finds("cn: ghost\n\n" + Entry("cn=b,dc=x", {{"sn", "b"}}) + Entry("cn=a,dc=x", {{"cn", "a"}}));
     EXPECT_EQ(ZAFOLDAPBrowserGroupEnumByUserUID(host, "ann", &dns, nullptr), 1);
@@ -210,7 +210,7 @@ TEST_P(PrimaryGroup, NeedsNoLoginSuffix) {
     EXPECT_EQ(Users(kStaff.c_str(), nullptr, list), 2);
 }
 
-TEST_P(PrimaryGroup, WithoutANumberHasNobody) {
+TEST_P(PrimaryGroup, WithoutANumberHasNoUsers) {
     List list{"before"};
     Finds(Entry(kStaff, {}));
     FindsNothing();
@@ -323,7 +323,7 @@ TEST_P(MembersOfGroup, AreThoseOfTheFirstEntry) {
     EXPECT_EQ(list.Items(), Strings{"ann"});
 }
 
-TEST_P(MembersOfGroup, OfADnThatIsNoGroupFail) {
+TEST_P(MembersOfGroup, OfADnThatIsNotAGroupFail) {
     List list;
     FindsNothing();
     EXPECT_EQ(ZAFOLDAPBrowserUserEnumByGroupDN(host, kAnn.c_str(), &list), -1);
@@ -400,7 +400,7 @@ class NotInGroup : public AccountsTest {
             attributes.emplace_back("memberUid", name);
         return Entry(kStaff, attributes);
     }
-    // All users, the group's members, the users whose primary group it is.
+    // Scripts all users, the group's members, and the users whose primary group it is.
     void Directory(const Strings &users, const Strings &members, const Strings &primary) {
         Finds(Users(users));
         Finds(Members(members));
@@ -427,21 +427,21 @@ TEST_P(NotInGroup, AsksForUsersMembersAndPrimaryMembers) {
     ExpectSlotsUntouched();
 }
 
-TEST_P(NotInGroup, TakesAUserOutOnceWhoIsInTwice) {
+TEST_P(NotInGroup, RemovesAUserListedTwiceOnlyOnce) {
     List list;
     Directory({"ann", "bob"}, {"ann"}, {"ann"});
     EXPECT_EQ(Enumerate(list), 0);
     EXPECT_EQ(list.Items(), Strings{"bob"});
 }
 
-TEST_P(NotInGroup, IsEverybodyForAnEmptyGroup) {
+TEST_P(NotInGroup, IsEveryoneForAnEmptyGroup) {
     List list;
     Directory({"ann", "bob"}, {}, {});
     EXPECT_EQ(Enumerate(list), 0);
     EXPECT_EQ(list.Items(), (Strings{"ann", "bob"}));
 }
 
-TEST_P(NotInGroup, IsNobodyWhenAllAreIn) {
+TEST_P(NotInGroup, IsNoOneWhenAllAreMembers) {
     List list;
     Directory({"ann", "bob"}, {"ann", "bob"}, {});
     EXPECT_EQ(Enumerate(list), 0);

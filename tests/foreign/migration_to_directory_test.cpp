@@ -16,7 +16,7 @@ class ToDirectory : public AccountsTest {
         AccountsTest::SetUp();
         host.schema = kPosix;
     }
-    // The entries that were to be added, in order.
+    // The entries that the library tried to add, in order.
     Strings Added() {
         Strings added;
         for (const std::string &change : ForeignTest::Changes())
@@ -103,7 +103,7 @@ TEST_P(UsersToDirectory, WithoutAListFail) {
     EXPECT_EQ(Tools(), Strings{});
 }
 
-TEST_P(UsersToDirectory, ThatCannotBeReadArePassedOver) {
+TEST_P(UsersToDirectory, ThatCannotBeReadAreSkipped) {
     platform().Fail("ZAFOUserGet", 1, -1, 0x1D00);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{"ZAFOUserGet failed. [zoe]. [0x1D00]"});
@@ -111,14 +111,14 @@ TEST_P(UsersToDirectory, ThatCannotBeReadArePassedOver) {
     EXPECT_TRUE(Added()[0].starts_with("dn: uid=ann,"));
 }
 
-TEST_P(UsersToDirectory, ThatTheServerRefusesArePassedOver) {
+TEST_P(UsersToDirectory, ThatTheServerRefusesAreSkipped) {
     platform().On("ldapmodify").Exits(50);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), (Strings{"ZAFOLDAPModify failed [zoe] [0x7777]", CreateFailed("zoe")}));
     EXPECT_EQ(Added().size(), 2u);
 }
 
-TEST_P(UsersToDirectory, WhoseNameIsTakenArePassedOver) {
+TEST_P(UsersToDirectory, WhoseNameIsTakenAreSkipped) {
     platform().On("ldapsearch", "(uid=zoe)").Prints(Entry("uid=zoe,dc=x", {}));
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{CreateFailed("zoe")});
@@ -126,7 +126,7 @@ TEST_P(UsersToDirectory, WhoseNameIsTakenArePassedOver) {
     ASSERT_EQ(Added().size(), 1u);
 }
 
-TEST_P(UsersToDirectory, WhoseNumberIsTakenArePassedOver) {
+TEST_P(UsersToDirectory, WhoseNumberIsTakenAreSkipped) {
     platform().On("ldapsearch", "uidNumber=1001").Prints(Entry("uid=x,dc=x", {}));
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{CreateFailed("zoe")});
@@ -155,7 +155,7 @@ TEST_P(UsersToDirectory, WithSambaBringEachItsOwnHashes) {
     TakeLog();
 }
 
-TEST_P(UsersToDirectory, WhoseSambaHashesCannotBeReadArePassedOver) {
+TEST_P(UsersToDirectory, WhoseSambaHashesCannotBeReadAreSkipped) {
     host->nSchema = kSamba;
     platform().Fail("QLIBUserSmbPasswdGet", 1, -1, 0x0900);
     EXPECT_EQ(Migrate(), 0);
@@ -174,7 +174,7 @@ TEST_P(UsersToDirectory, SurviveHashesThatFillTheirBuffers) {
     TakeLog();
 }
 
-TEST_P(UsersToDirectory, SurviveARecordThatIsNotThere) {
+TEST_P(UsersToDirectory, SurviveARecordThatDoesNotExist) {
     platform().Fail("ZAFOUserGet", 1, 0);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Added().size(), 1u);
@@ -245,7 +245,7 @@ TEST_P(GroupsToDirectory, GrowTheDescriptionAndShrinkIt) {
     EXPECT_EQ(added[1], Record("crew", "102", "description: short\n"));
 }
 
-TEST_P(GroupsToDirectory, WithoutADescriptionHaveNotThatOfTheOneBefore) {
+TEST_P(GroupsToDirectory, WithoutADescriptionDoNotGetThatOfThePreviousOne) {
     platform().Fail("ZAFOGroupDescGet", 2, -1, 0x1800);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{"Get group crew description failed.[0x1800]"});
@@ -275,21 +275,21 @@ TEST_P(GroupsToDirectory, WithoutAListFail) {
     EXPECT_EQ(Log(), Strings{"QLIBCSzListAlloc failed.[0x0200]"});
 }
 
-TEST_P(GroupsToDirectory, ThatCannotBeReadArePassedOver) {
+TEST_P(GroupsToDirectory, ThatCannotBeReadAreSkipped) {
     platform().Fail("ZAFOGroupGet", 1, -1, 0x1800);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{"ZAFOGroupGet failed. [staff]. [0x1800]"});
     EXPECT_EQ(Added(), Strings{Record("crew", "102", "")});
 }
 
-TEST_P(GroupsToDirectory, ThatTheServerRefusesArePassedOver) {
+TEST_P(GroupsToDirectory, ThatTheServerRefusesAreSkipped) {
     platform().On("ldapmodify").Exits(50);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), (Strings{"ZAFOLDAPModify failed [staff] [0x7777]", CreateFailed("staff")}));
     EXPECT_EQ(Added().size(), 2u);
 }
 
-TEST_P(GroupsToDirectory, WhoseNameIsTakenArePassedOver) {
+TEST_P(GroupsToDirectory, WhoseNameIsTakenAreSkipped) {
     platform().On("ldapsearch", "(cn=staff)").Prints(Entry(kStaff, {}));
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Log(), Strings{CreateFailed("staff")});
@@ -297,7 +297,7 @@ TEST_P(GroupsToDirectory, WhoseNameIsTakenArePassedOver) {
     EXPECT_EQ(Added().size(), 1u);
 }
 
-TEST_P(GroupsToDirectory, SurviveARecordOrADescriptionThatIsNotThere) {
+TEST_P(GroupsToDirectory, SurviveMissingRecordsAndDescriptions) {
     platform().Fail("ZAFOGroupGet", 1, 0);
     EXPECT_EQ(Migrate(), 0);
     EXPECT_EQ(Added().size(), 1u);

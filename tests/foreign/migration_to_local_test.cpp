@@ -3,7 +3,7 @@
 
 namespace zafo::foreign::migration_to_local_test {
 
-// What names an entry comes first.
+// The attribute that names the entry comes first.
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
 class ToLocal : public AccountsTest {
@@ -13,7 +13,7 @@ class ToLocal : public AccountsTest {
     std::string DnOf(const std::pair<std::string, std::string> &named) const {
         return named.first + "=" + named.second + ",cn=" + container_ + "," + kBase;
     }
-    // The directory has these users, or groups.
+    // Scripts a directory with these users, or groups.
     void Has(const std::vector<Attributes> &accounts) {
         std::string list;
         for (const Attributes &account : accounts) {
@@ -57,7 +57,7 @@ class UsersToLocal : public ToLocal {
         return attributes;
     }
     int Migrate() { return ZAFOLDAPBrowserMigrateUserToLocal(host); }
-    // What was stored of hashes: name, crypt, LM, NT of each.
+    // The stored hashes: name, crypt, LM, NT of each.
     std::vector<Strings> Imported() { return ArgumentsOf("QLIBUserImportPasswd"); }
     static LocalUser Local(const std::string &name, uint32_t uid) {
         LocalUser user;
@@ -153,7 +153,7 @@ TEST_P(UsersToLocal, HashANumberAndTheTimeForTheRandomOne) {
     EXPECT_GT(argv[3].size(), dash + 1);
 }
 
-TEST_P(UsersToLocal, WhoseNameIsTakenArePassedOver) {
+TEST_P(UsersToLocal, WhoseNameIsTakenAreSkipped) {
     platform().users = {Local("zoe", 9)};
     Has({User("zoe", "1001"), User("ann", "1002")});
     EXPECT_EQ(Migrate(), 0);
@@ -162,7 +162,7 @@ TEST_P(UsersToLocal, WhoseNameIsTakenArePassedOver) {
     EXPECT_EQ(Imported().size(), 1u);
 }
 
-TEST_P(UsersToLocal, WhoseNumberIsTakenArePassedOver) {
+TEST_P(UsersToLocal, WhoseNumberIsTakenAreSkipped) {
     platform().users = {Local("bob", 1001)};
     Has({User("zoe", "1001"), User("ann", "1002")});
     EXPECT_EQ(Migrate(), 0);
@@ -177,7 +177,7 @@ TEST_P(UsersToLocal, PrintTheNumberUnsigned) {
     EXPECT_EQ(Log(), Strings{"user uid [4294967295] is occupied by [bob] in local DB."});
 }
 
-TEST_P(UsersToLocal, ThatCannotBeLookedUpLocallyArePassedOver) {
+TEST_P(UsersToLocal, ThatCannotBeLookedUpLocallyAreSkipped) {
     Has({User("zoe", "1001"), User("ann", "1002"), User("eve", "1003")});
     platform().Fail("ZAFOUserGetLocal", 1, -1, 0x0900);
     platform().Fail("ZAFOUserGetLocalByUID", 1, -1, 0x0900);
@@ -187,7 +187,7 @@ TEST_P(UsersToLocal, ThatCannotBeLookedUpLocallyArePassedOver) {
     EXPECT_EQ(FirstArguments("ZAFOUserSetOne", 1), Strings{"eve"});
 }
 
-TEST_P(UsersToLocal, ANameThatIsTakenIsLookedForBehindThePassword) {
+TEST_P(UsersToLocal, ANameThatIsTakenIsLookedUpAfterThePassword) {
     platform().users = {Local("zoe", 9)};
     Has({User("zoe", "1001", "plain")});
     platform().On("slappasswd").Prints("{CRYPT}$1$ab$random\n");
@@ -204,7 +204,7 @@ TEST_P(UsersToLocal, StopAtTheLimitAndKeepThoseBefore) {
     EXPECT_EQ(platform().users.size(), 1u);
     EXPECT_EQ(Imported().size(), 1u);
     EXPECT_EQ(Tools().size(), 3u);
-    // Taken, so that no answer is left over.
+    // Taken, so that no answer remains unused.
     ZAFOUSER *eve = nullptr;
     EXPECT_EQ(ZAFOLDAPBrowserUserGet(host, UserDn("eve").c_str(), &eve, nullptr), 1);
     ZAFOUserFree(eve);
@@ -231,7 +231,7 @@ TEST_P(UsersToLocal, StopWhenTheLimitIsNotKnown) {
     }
 }
 
-TEST_P(UsersToLocal, ThatCannotBeCreatedArePassedOver) {
+TEST_P(UsersToLocal, ThatCannotBeCreatedAreSkipped) {
     for (const int result : {-1, 1}) {
         platform().Forget();
         platform().users.clear();
@@ -244,7 +244,7 @@ TEST_P(UsersToLocal, ThatCannotBeCreatedArePassedOver) {
     }
 }
 
-TEST_P(UsersToLocal, WhoseHashCannotBeStoredArePassedOver) {
+TEST_P(UsersToLocal, WhoseHashCannotBeStoredAreSkipped) {
     Has({User("zoe", "1001"), User("ann", "1002")});
     platform().Fail("QLIBUserImportPasswd", 1, -1, 0x0B00);
     EXPECT_EQ(Migrate(), 0);
@@ -264,7 +264,7 @@ TEST_P(UsersToLocal, WithSambaBringTheirHashes) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(UsersToLocal, WithSambaMayLackHashesAndHaveNotThoseOfTheOneBefore) {
+TEST_P(UsersToLocal, WithSambaMayLackHashesAndDoNotGetThoseOfThePreviousOne) {
     host->nSchema = 0x800;
     Attributes zoe = User("zoe", "1001");
     zoe.emplace_back("sambaNTPassword", "NT1");
@@ -325,7 +325,7 @@ TEST_P(UsersToLocal, WithoutAResultRecordFail) {
     EXPECT_EQ(platform().CallsOf("ZAFOUserSetOne").size(), 0u);
 }
 
-TEST_P(UsersToLocal, ThatAreGoneOrRefusedArePassedOver) {
+TEST_P(UsersToLocal, ThatAreGoneOrRefusedAreSkipped) {
     platform()
         .On("ldapsearch", [](const Strings &argv) { return argv.back() == "uid"; })
         .Prints(Entry(UserDn("eve"), {{"uid", "eve"}}) + Entry(UserDn("bob"), {{"uid", "bob"}}) +
@@ -340,7 +340,7 @@ TEST_P(UsersToLocal, ThatAreGoneOrRefusedArePassedOver) {
     EXPECT_EQ(FirstArguments("ZAFOUserSetOne", 1), Strings{"zoe"});
 }
 
-TEST_P(UsersToLocal, SurviveLocalRecordsThatAreNotThere) {
+TEST_P(UsersToLocal, SurviveLocalRecordsThatDoNotExist) {
     Has({User("zoe", "1001"), User("ann", "1002")});
     platform().Fail("ZAFOUserGetLocal", 1, 0);
     platform().Fail("ZAFOUserGetLocalByUID", 1, 0);
@@ -392,7 +392,7 @@ TEST_P(GroupsToLocal, AreCheckedThenCreated) {
     EXPECT_EQ(FirstArguments("ZAFOGroupGetLocalByGID"), Strings{"101"});
 }
 
-TEST_P(GroupsToLocal, WhoseNameOrNumberIsTakenArePassedOver) {
+TEST_P(GroupsToLocal, WhoseNameOrNumberIsTakenAreSkipped) {
     platform().groups = {Local("staff", 9), Local("other", 102)};
     Has({Group("staff", "101"), Group("crew", "102"), Group("new", "103")});
     EXPECT_EQ(Migrate(), 0);
@@ -401,7 +401,7 @@ TEST_P(GroupsToLocal, WhoseNameOrNumberIsTakenArePassedOver) {
     EXPECT_EQ(FirstArguments("ZAFOGroupSet", 1), Strings{"new"});
 }
 
-TEST_P(GroupsToLocal, ThatCannotBeLookedUpLocallyArePassedOver) {
+TEST_P(GroupsToLocal, ThatCannotBeLookedUpLocallyAreSkipped) {
     Has({Group("staff", "101"), Group("crew", "102"), Group("new", "103")});
     platform().Fail("ZAFOGroupGetLocal", 1, -1, 0x1D00);
     platform().Fail("ZAFOGroupGetLocalByGID", 1, -1, 0x1D00);
@@ -411,7 +411,7 @@ TEST_P(GroupsToLocal, ThatCannotBeLookedUpLocallyArePassedOver) {
     EXPECT_EQ(FirstArguments("ZAFOGroupSet", 1), Strings{"new"});
 }
 
-TEST_P(GroupsToLocal, ThatCannotBeCreatedArePassedOver) {
+TEST_P(GroupsToLocal, ThatCannotBeCreatedAreSkipped) {
     for (const int result : {-1, 1}) {
         platform().Forget();
         platform().groups.clear();
@@ -424,7 +424,7 @@ TEST_P(GroupsToLocal, ThatCannotBeCreatedArePassedOver) {
     }
 }
 
-TEST_P(GroupsToLocal, ThatAreGoneOrRefusedArePassedOver) {
+TEST_P(GroupsToLocal, ThatAreGoneOrRefusedAreSkipped) {
     platform()
         .On("ldapsearch", [](const Strings &argv) { return argv.back() == "cn"; })
         .Prints(Entry(GroupDn("a"), {{"cn", "a"}}) + Entry(GroupDn("b"), {{"cn", "b"}}) +
@@ -459,7 +459,7 @@ TEST_P(GroupsToLocal, WithoutAListFail) {
     EXPECT_EQ(Log(), Strings{"QLIBCSzListAlloc failed.[0x0200]"});
 }
 
-TEST_P(GroupsToLocal, SurviveLocalRecordsThatAreNotThere) {
+TEST_P(GroupsToLocal, SurviveLocalRecordsThatDoNotExist) {
     Has({Group("staff", "101"), Group("crew", "102")});
     platform().Fail("ZAFOGroupGetLocal", 1, 0);
     platform().Fail("ZAFOGroupGetLocalByGID", 1, 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The run of ldapmodify over a change file.
+// Running ldapmodify on a change file.
 #include <signal.h>
 #include <unistd.h>
 
@@ -91,7 +91,7 @@ TEST_P(Modify, PassesAllArgumentsWhateverTheConnectionHas) {
     }
 }
 
-TEST_P(Modify, CutsTheAddressBehind4094Characters) {
+TEST_P(Modify, CutsTheAddressAfter4094Characters) {
     const std::string name(5000, 'h');
     for (const int ssl : {0, 1}) {
         WriteChange(&ldif_, kPath);
@@ -128,7 +128,7 @@ TEST_P(Modify, TakesAFileThatIsClosedAlready) {
     ExpectConsumed();
 }
 
-TEST_P(Modify, TellsThatTheToolCannotBeStarted) {
+TEST_P(Modify, ReportsThatTheToolCannotBeStarted) {
     platform().On("ldapmodify").CannotStart(0x4321);
     EXPECT_EQ(ZAFOLDAPModify(host_, &ldif_, 1), -1);
     EXPECT_EQ(PlatformError(), 0x0900);

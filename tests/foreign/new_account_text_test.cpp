@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Texts of new accounts that are out of the ordinary and need no care, and the home folder of a new user.
+// Unusual texts in new accounts that need no special treatment, and the home folder of a new user.
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,7 +20,7 @@ class NewAccountText : public ChangeTest {
         user_.pw_gid = 100;
         group_.nGid = 3001;
     }
-    // The lines of the entry that was added last.
+    // The lines of the last added entry.
     Strings Added() {
         const Strings changes = Changes();
         EXPECT_FALSE(changes.empty());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The database past its server: entries loaded and looked for offline.
+// The database without its server: loading entries and looking them up offline.
 #include <filesystem>
 
 #include "tests/foreign/server.h"
@@ -15,7 +15,7 @@ class Slapadd : public ServerTest {
   protected:
     ZAFOLDAP_LDIF ldif_{};
 
-    // One entry in a change file; its name.
+    // Writes one entry to a change file; returns its name.
     std::string Open() {
         EXPECT_EQ(ZAFOLDAPLdifInit(&ldif_, nullptr), 0);
         ZAFOLDAPLdifTargetDN(&ldif_, "cn=a,dc=x");
@@ -138,7 +138,7 @@ TEST_P(Slapadd, ReadsSlapdConfBeforeItLooksIntoTheFile) {
     ZAFOLDAPLdifUnlink(&ldif_);
 }
 
-TEST_P(Slapadd, EndsASuffixThatHasNoEndInItsBuffer) {
+TEST_P(Slapadd, TerminatesAnUnterminatedSuffixInItsBuffer) {
     Open();
     platform().Fills("ZAFOLDAPInfoGetFromConf");
     EXPECT_EQ(ZAFOLDAPServerSlapadd(&ldif_), 0);
@@ -321,7 +321,7 @@ TEST_P(ServerDNIsExist, ReadsPastLongLines) {
     EXPECT_EQ(ZAFOLDAPServerDNIsExist("cn=a,dc=x"), 1);
 }
 
-TEST_P(ServerDNIsExist, DoesNotTakeTheMiddleOfALongLineForALine) {
+TEST_P(ServerDNIsExist, DoesNotMistakeTheMiddleOfALongLineForALine) {
     for (size_t length : {63u, 127u, 255u, 511u, 1023u, 2047u, 4095u, 8191u, 64u, 128u, 256u, 512u,
                           1024u, 2048u, 4096u, 8192u}) {
         platform().On("slapcat").Prints(std::string(length, 'x') + "dn: cn=a,dc=x\n");

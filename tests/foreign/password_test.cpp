@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Hashing a password and having the server set one.
+// Hashing a password, and setting one through the server.
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -202,7 +202,7 @@ TEST_P(Passwd, SetsAnEmptyPassword) {
     EXPECT_EQ(Strings(argv.end() - 3, argv.end()), (Strings{"-s", "", "uid=ann,dc=x"}));
 }
 
-TEST_P(Passwd, CutsTheAddressBehind1024Characters) {
+TEST_P(Passwd, CutsTheAddressAfter1024Characters) {
     host_.uri = std::string(2000, 'h');
     host_.ssl = 1;
     EXPECT_EQ(Set(host_), 0);

@@ -54,7 +54,7 @@ class ResultEntry : public ForeignTest {
             ASSERT_EQ(ZAFOLDAPResultSet(&entry, name.c_str(), value.c_str()), 0);
     }
     void Fill() { Fill(entry_, kGroup); }
-    // Each of the three checks of a record, on a call that takes one.
+    // Each of the three checks of a record, for a call that takes one.
     template <class Function>
     void ExpectRecordChecked(Function call) {
         ExpectArgumentFailure("((void *)0) != pResult", [&] { return call(nullptr); });
@@ -64,7 +64,7 @@ class ResultEntry : public ForeignTest {
         record.plistAttr = names;
         ExpectArgumentFailure("NULL != pResult->plistValue", [&] { return call(&record); });
     }
-    // The call neither crashes nor breaks the pairs, whichever item it is not given.
+    // Expects the call neither to crash nor to break the pairs, whichever item cannot be retrieved.
     bool SurvivesNoItem(const std::function<bool()> &call) {
         for (int nth = 1; nth <= 14; ++nth) {
             const int end = InAnotherProcess([&] {
@@ -147,7 +147,7 @@ TEST_P(ResultEntry, ChecksTheOtherPointers) {
     EXPECT_EQ(PairsIn(entry_), kGroup);
 }
 
-TEST_P(ResultEntry, RefusesAContinuationThatIsNone) {
+TEST_P(ResultEntry, RefusesAnInvalidContinuation) {
     Fill();
     TakeLog();
     EXPECT_EQ(ZAFOLDAPResultConcateAttr(&entry_, nullptr), -1);
@@ -312,14 +312,14 @@ TEST_P(ResultEntry, SurvivesAListThatDoesNotGiveAnItemWhenItIsCloned) {
     EXPECT_EQ(ZAFOLDAPResultFree(&clone), 0);
 }
 
-TEST_P(ResultEntry, LosesAllPairsAtOnce) {
+TEST_P(ResultEntry, LosesAllPairsTogether) {
     Fill();
     EXPECT_EQ(ZAFOLDAPResultRemoveAll(&entry_), 0);
     EXPECT_EQ(PairsIn(entry_), Attributes{});
     EXPECT_EQ(ZAFOLDAPResultRemoveAll(&entry_), 0);
 }
 
-TEST_P(ResultEntry, TellsThatAListCannotBeEmptied) {
+TEST_P(ResultEntry, ReportsThatAListCannotBeEmptied) {
     Fill();
     for (const int nth : {1, 2}) {
         platform().Fail("QLIBCSzListRemoveAll", nth);

@@ -73,7 +73,7 @@ TEST_P(Xid, SucceedsWithoutEntryOrValue) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(Xid, TakesAnEntryThatIsNotThereForNoValue) {
+TEST_P(Xid, TreatsAMissingEntryAsNoValue) {
     platform().On("ldapsearch").Exits(32);
     EXPECT_EQ(Get(3), 0);
     EXPECT_TRUE(text_ == std::string("before") || text_ == std::string()) << text_;
@@ -127,7 +127,7 @@ TEST_P(Xid, LogsASearchThatFails) {
     }
 }
 
-TEST_P(Xid, SurvivesADomainComponentWithoutAnEnd) {
+TEST_P(Xid, SurvivesAnUnterminatedDomainComponent) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     EXPECT_LE(Get(8), 0);
 }
@@ -182,7 +182,7 @@ TEST_P(Xid, LogsANumberThatCannotBeRead) {
                           [&] { return ZAFOLDAPSambaGetIDFromDB(host_, nullptr, 3); });
 }
 
-// The two pools, which differ in names only.
+// The two pools, which differ only in names.
 struct Kind {
     const char *attribute;
     const char *classes;
@@ -194,7 +194,7 @@ constexpr Kind kGroups{"gidNumber", "objectClass=posixGroup", "GID", ZAFOLDAPSam
 
 class IdPool : public ChangeTest {
   protected:
-    // The pool's bounds and counter as the directory has them; a bound that is empty is not there.
+    // Scripts the pool's bounds and counter; an empty bound is missing from the directory.
     void Pool(const Kind &kind, const std::string &lowest, const std::string &highest,
               const std::string &counter) {
         Bound(kind, "MinID", lowest);
@@ -287,7 +287,7 @@ TEST_P(IdPool, WrapsToAFreeLowestNumber) {
     ExpectAllocated(kGroups, 1000, "1002", "1001");
 }
 
-TEST_P(IdPool, WrapsAndGoesOnBehindATakenLowestNumber) {
+TEST_P(IdPool, WrapsAndContinuesAfterATakenLowestNumber) {
     Pool(kUsers, "1000", "1003", "1003");
     Taken(kUsers, "1003", {"1003", "1000"});
     ExpectAllocated(kUsers, 1001, "1003", "1002");
@@ -486,7 +486,7 @@ TEST_P(IdPool, FailsWheneverAListCannotBeMade) {
     Taken(kUsers, "1000", {"1000"});
     platform().Forget();
     ASSERT_EQ(ZAFOLDAPSambaUIDGen(host_), 1001);
-    // The bounds have defaults; lists of the counter and what follows are needed.
+    // The bounds have defaults; the lists for the counter and everything after it are required.
     std::vector<int> needed;
     int number = 0;
     int searches = 0;

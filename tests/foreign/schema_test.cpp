@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The object classes that a server's schema has.
+// The object classes in a server's schema.
 #include <cctype>
 
 #include "tests/foreign/change_fixture.h"
@@ -143,7 +143,7 @@ TEST_P(Schema, CutsTheNameOfTheSubschemaTo1023Characters) {
     EXPECT_EQ(platform().Runs().at(1).argv.at(9), name.substr(0, 1023));
 }
 
-TEST_P(Schema, TellsItsFailuresApart) {
+TEST_P(Schema, DistinguishesItsFailures) {
     platform().On("ldapsearch", "subschemaSubentry").Exits(1);
     EXPECT_EQ(ZAFOLDAPHostGetSupportedSchema(asked_), -2);
     EXPECT_EQ(LibraryError(), 1);
@@ -162,7 +162,7 @@ TEST_P(Schema, TellsItsFailuresApart) {
     EXPECT_EQ(PlatformError(), 0x0900);
 }
 
-TEST_P(Schema, FailsNegativelyWheneverMemoryLacks) {
+TEST_P(Schema, FailsNegativelyWheneverMemoryRunsOut) {
     platform()
         .On("ldapsearch", "subschemaSubentry")
         .Prints(Entry("", {{"subschemaSubentry", "cn=Subschema"}}))
@@ -182,7 +182,7 @@ TEST_P(Schema, FailsNegativelyWheneverMemoryLacks) {
         EXPECT_LT(result, 0) << nth;
         memory += result == -1 ? 1 : 0;
     }
-    // The list of the values is its own.
+    // One of the lists is the call's own, for the values.
     EXPECT_GE(memory, 1);
 }
 

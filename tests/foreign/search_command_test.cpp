@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a search is started: the tool's arguments, and the same as a line for logs.
+// How a search is started: the tool's arguments, and the same as a line for the log.
 #include <unistd.h>
 
 #include <cstring>
@@ -11,7 +11,7 @@ namespace zafo::foreign {
 
 namespace search_command_test {
 
-// One search: what the connection and the request hold, and what the tool is given behind "-LLL" "-x".
+// One search: the fields of connection and request, and the tool's arguments after "-LLL" "-x".
 struct Case {
     const char *name;
     Host host;
@@ -227,7 +227,7 @@ TEST_P(SearchCommand, ChecksConnectionAndRequest) {
     EXPECT_EQ(ZAFOLDAPSearchFree(&request, &result), 0);
 }
 
-TEST_P(SearchCommand, TellsThatTheToolCannotBeStarted) {
+TEST_P(SearchCommand, ReportsThatTheToolCannotBeStarted) {
     for (const int slot : {0, 0x0200, 0x0900}) {
         Stale();
         platform().On("ldapsearch").CannotStart(slot);
@@ -254,7 +254,7 @@ TEST_P(SearchCommand, StartsNothingWithoutAListForTheEntry) {
     EXPECT_TRUE(platform().Runs().empty());
 }
 
-TEST_P(SearchCommand, IsOneLineWithQuotesAroundWhatIsNoOption) {
+TEST_P(SearchCommand, IsOneLineWithQuotesAroundAllButOptions) {
     List attributes{"cn", "-x"};
     Host host;
     host.uri = "h:390";

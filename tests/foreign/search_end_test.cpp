@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a search ends, and whole searches with a handler.
+// How a search ends, and whole searches with a callback.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,7 +74,7 @@ TEST_P(SearchEnd, MakesTheToolsExitCodeTheLibrarysError) {
     }
 }
 
-TEST_P(SearchEnd, TellsAnEntryWithoutItsEndBeforeTheToolsFailure) {
+TEST_P(SearchEnd, ReportsAnUnfinishedEntryBeforeTheToolsFailure) {
     platform().On("ldapsearch").Prints("dn: cn=a\n").Exits(32);
     Open();
     EXPECT_EQ(Next(), 1);
@@ -207,7 +207,7 @@ TEST_P(WholeSearch, EndsWithTheHandlersNegativeAnswer) {
     }
 }
 
-TEST_P(WholeSearch, EndsWellWhenTheHandlerHasEnough) {
+TEST_P(WholeSearch, SucceedsWhenTheHandlerStopsEarly) {
     for (const int answer : {1, 100}) {
         platform().On("ldapsearch").Prints(kTwo).Dies(13);
         Handed handed;

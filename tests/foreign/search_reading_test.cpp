@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How the tool's output becomes entries.
+// How the tool's output is parsed into entries.
 #include <algorithm>
 
 #include "tests/foreign/platform/foreign.h"
@@ -94,7 +94,7 @@ using namespace search_reading_test;
 
 class SearchReading : public ForeignTest {
   protected:
-    // What remains of a search that a test leaves open.
+    // Frees a search that a test leaves open.
     void TearDown() override {
         Close();
         ForeignTest::TearDown();
@@ -219,7 +219,7 @@ TEST_P(SearchReading, FailsOnAContinuationOfNothing) {
     EXPECT_EQ(LibraryError(), kStaleLibraryError);
 }
 
-TEST_P(SearchReading, FailsOnBase64ThatIsNone) {
+TEST_P(SearchReading, FailsOnInvalidBase64) {
     Open("dn: cn=a\nsn:: a%b=\n\n");
     EXPECT_EQ(Next(), -1);
     EXPECT_EQ(Log(), Strings{"base64 decode failed: [a%b=], [0x0F00]"});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The search request as a record.
+// The search request record.
 #include <cstring>
 
 #include "tests/foreign/platform/foreign.h"
@@ -62,7 +62,7 @@ TEST_P(SearchRequestRecord, NeedsARecordToBeginAndNoneToEnd) {
     EXPECT_EQ(Log(), Strings{});
 }
 
-TEST_P(SearchRequestRecord, IsClonedWithItsStringsSharedAndAListOfItsOwn) {
+TEST_P(SearchRequestRecord, IsClonedWithSharedStringsAndItsOwnList) {
     List attributes{"dn", "cn"};
     QLIBSZLIST *list = attributes;
     list->nCapacity = 55;

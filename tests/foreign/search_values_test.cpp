@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Ready-made searches: all values of a search, all values of an entry, one value, object classes.
+// Predefined searches: all values of a search, all values of an entry, one value, object classes.
 #include <cctype>
 #include <cstring>
 #include <functional>
@@ -16,7 +16,7 @@ const std::string kCid = Entry("uid=cid,dc=x", {{"uid", "cid"}});
 
 class SearchValues : public ChangeTest {
   protected:
-    // The checks that all four have in common.
+    // The checks shared by all four.
     void ExpectHostChecked(const std::function<int(const ZAFOLDAP_HOST *)> &call) {
         ExpectArgumentFailure("((void *)0) != pHost", [&] { return call(nullptr); });
         Host nowhere;
@@ -29,7 +29,7 @@ class SearchValues : public ChangeTest {
 
 class EachValue : public SearchValues {
   protected:
-    // A list belongs to the platform of its test.
+    // A list must be allocated by the platform of its own test.
     void SetUp() override {
         SearchValues::SetUp();
         names_.emplace();
@@ -102,7 +102,7 @@ TEST_P(EachValue, FailsWhenAListCannotBeEmptied) {
     EXPECT_TRUE(platform().Runs().empty());
 }
 
-TEST_P(EachValue, PassesOverEntriesWithoutAName) {
+TEST_P(EachValue, SkipsEntriesWithoutAName) {
     platform().On("ldapsearch").Prints("mail: nobody@x\n\n" + kAnn + "uid: none\n\n" + kBob);
     EXPECT_EQ(Each("mail"), 0);
     EXPECT_EQ(names_->Items(), (Strings{"uid=ann,dc=x", "uid=bob,dc=x"}));
@@ -153,7 +153,7 @@ TEST_P(EachValue, GivesWhatCameBeforeAFailure) {
     EXPECT_EQ(values_->Items(), (Strings{"a@x", "b1@x"}));
 }
 
-TEST_P(EachValue, TellsThatTheToolCannotBeStarted) {
+TEST_P(EachValue, ReportsThatTheToolCannotBeStarted) {
     platform().On("ldapsearch").CannotStart(0x4321);
     EXPECT_EQ(Each("mail"), -1);
     EXPECT_EQ(PlatformError(), 0x0900);
@@ -368,7 +368,7 @@ TEST_P(ValueByDN, GivesTheEmptyTextWithoutAValueOrAnEntry) {
     EXPECT_STREQ(value_, "");
 }
 
-TEST_P(ValueByDN, TellsAnEmptyValueFromNone) {
+TEST_P(ValueByDN, DistinguishesAnEmptyValueFromNone) {
     platform().On("ldapsearch").Prints("dn: uid=bob,dc=x\nmail:\n\n");
     EXPECT_EQ(Get(nullptr, sizeof value_), 1);
     EXPECT_STREQ(value_, "");

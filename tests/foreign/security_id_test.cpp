@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Security identifiers from the domain's counter.
+// Security identifiers allocated from the domain's counter.
 #include <algorithm>
 
 #include "tests/foreign/change_fixture.h"
@@ -65,7 +65,7 @@ TEST_P(Sid, CutsToTheBuffer) {
     EXPECT_STREQ(sid_, "S-1-5");
 }
 
-TEST_P(Sid, GoesOnWhenTheFirstReadFindsNothing) {
+TEST_P(Sid, ContinuesWhenTheFirstReadFindsNothing) {
     platform().On("ldapsearch", "objectClass=sambaDomain");
     Domain();
     Counter("1000");
@@ -122,7 +122,7 @@ TEST_P(Sid, GivesUpAfterTenLostSwaps) {
     EXPECT_EQ(Last(Log()), "get sambaNextUserRid from " + kDomain + " failed.");
 }
 
-TEST_P(Sid, SurvivesADomainComponentWithoutAnEnd) {
+TEST_P(Sid, SurvivesAnUnterminatedDomainComponent) {
     platform().Fills("ZAFOLDAPDNFirstDomainComponent");
     Domain();
     EXPECT_LE(Generate(), 0);

@@ -15,7 +15,7 @@ namespace {
 
 long g_slept_milliseconds = 0;
 
-// Short waits are somebody's who waits for something: they are real.
+// Short waits are polls for a real event, so they do take time.
 void Wait(long milliseconds) {
     if (milliseconds >= 1000)
         g_slept_milliseconds += milliseconds;
@@ -147,7 +147,7 @@ bool FailedSince(int parts) {
 
 void ServerTest::FailEveryCall(const Strings &functions, const std::function<int()> &call) {
     for (const std::string &function : functions) {
-        // Calls of one function resemble each other: the first ones, and some of the others.
+        // Calls of one function are much alike: try the first ones and a sample of the others.
         for (int nth = 1;; nth += nth < 8 ? 1 : 11) {
             fflush(nullptr);
             const int parts =

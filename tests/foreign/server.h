@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of the own directory server share: names, the files that the library itself touches (real ones, in
-// the private root), and sleeps that take no time.
+// Shared by the tests of the appliance's own directory server: names, the files that the library
+// itself accesses (real ones, in the private root), and simulated sleeps.
 #pragma once
 
 #include "tests/foreign/platform/foreign.h"
@@ -24,41 +24,44 @@ inline constexpr char kBackupCommand[] =
     "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 inline constexpr char kSuffix[] = "dc=x,dc=example";
 
-// Milliseconds that the library wanted to sleep since the beginning of the test, in waits of a second or more. They
-// end at once.
+// Milliseconds slept by the library since the beginning of the test, in waits of a second or more,
+// which end immediately.
 long SleptMilliseconds();
 
 bool Exists(const std::string &path);
-// "FORMAT" with the platform's slot as log lines have it: "[0x7777]".
+// FORMAT followed by the platform's slot as it is logged: "[0x7777]".
 std::string Slot(int code);
 
-// An appliance with a server that is enabled and does not run, whose slapd.conf names kSuffix, and without any of the
-// files that the library makes.
+// An appliance whose server is enabled but not running, with a slapd.conf that names kSuffix and
+// none of the files that the library creates.
 class ServerTest : public ForeignTest {
   protected:
     void SetUp() override;
     void TearDown() override;
 
-    // The server runs, as process 4242.
+    // Makes the server run as process 4242.
     void RunServer();
     bool ServerRuns();
 
-    // The saved connection "root" to a server of the appliance's own kind with these object classes; the answers of
-    // the searches that filling a record takes.
+    // Saves a connection "root" to an appliance's own server with these object classes, and scripts
+    // the answers to the searches that fill a record.
     void SaveConnection();
     void AnswerConnection(const Strings &classes);
 
-    // Forgets calls, runs and log, for one more case of a test whose answers are all taken; slots are stale again.
+    // Clears calls, runs and log between the cases of a test, once all answers are used; slots
+    // become stale again.
     void Again();
 
-    // Calls it over and over, each time with another call of these platform functions failing: what comes is 0 or -1,
-    // and nothing is left over. Each runs in a process of its own, so that a crash is a failure and no more.
+    // Repeats the call, each time with another call of these platform functions failing: the result
+    // must be 0 or -1, and nothing may leak. Each runs in its own process, so that a crash is just
+    // a failure.
     void FailEveryCall(const Strings &functions, const std::function<int()> &call);
-    // The platform functions that can fail in use (QLIBCSzListGet fails only where a list lies).
+    // The platform functions that can fail in practice (QLIBCSzListGet fails only for an
+    // inconsistent list).
     static const Strings &WhatFails();
 
-    // What was done to the machine, in its order: "start" and "stop" of the service, "slapd.conf" and "acls" written,
-    // a connection or setting to "save", a "folder", and every tool by its name.
+    // What was done to the machine, in order: "start" and "stop" of the service, "slapd.conf" and
+    // "acls" written, a connection or setting ("save"), a "folder", and every tool by its name.
     Strings Steps();
 };
 

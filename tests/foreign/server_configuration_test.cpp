@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// slapd.conf: written from its template with suffix, administrator and password hash.
+// slapd.conf: generated from its template with suffix, administrator and password hash.
 #include "tests/foreign/server.h"
 #include "zafoldap/server.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service "ldap-server": started, stopped, looked at, reset and enabled.
+// The service "ldap-server": starting, stopping, checking, resetting and enabling it.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,7 +69,7 @@ TEST_P(ServerIsStarted, TakesTheFirstProcess) {
 class ServerStart : public ServerTest {};
 ZAFO_FOREIGN_SUITE(ServerStart);
 
-TEST_P(ServerStart, StartsTheServiceAndLooksTwoSecondsLater) {
+TEST_P(ServerStart, StartsTheServiceAndChecksTwoSecondsLater) {
     EXPECT_EQ(ZAFOLDAPServerStart(), 0);
     ASSERT_EQ(platform().CallsOf("QLIBServiceStart").size(), 1u);
     EXPECT_EQ(platform().CallsOf("QLIBServiceStart").at(0).arguments, (Strings{kService, "0x0"}));
@@ -117,7 +117,7 @@ TEST_P(ServerStart, FailsForAServiceThatIsNotEnabled) {
 class ServerStop : public ServerTest {};
 ZAFO_FOREIGN_SUITE(ServerStop);
 
-TEST_P(ServerStop, StopsTheServiceAndLooksAtOnce) {
+TEST_P(ServerStop, StopsTheServiceAndChecksImmediately) {
     RunServer();
     EXPECT_EQ(ZAFOLDAPServerStop(), 0);
     ASSERT_EQ(platform().CallsOf("QLIBServiceStop").size(), 1u);
@@ -230,14 +230,14 @@ TEST_P(ServerReset, EndsWhenTheConfigurationCannotBeCopied) {
     EXPECT_TRUE(Exists(kAclConf));
 }
 
-TEST_P(ServerReset, EndsWhenThereIsNoSlapdConf) {
+TEST_P(ServerReset, EndsWithoutSlapdConf) {
     unlink(kSlapdConf);
     EXPECT_EQ(ZAFOLDAPServerDBReset(), -1);
     EXPECT_EQ(Log(), Strings{"remove /usr/zafo/etc/openldap/slapd.conf failed."});
     EXPECT_TRUE(Exists(kAclConf));
 }
 
-TEST_P(ServerReset, FailsWhenThereAreNoAccessRules) {
+TEST_P(ServerReset, FailsWithoutAccessRules) {
     unlink(kAclConf);
     EXPECT_EQ(ZAFOLDAPServerDBReset(), -1);
     EXPECT_EQ(Log(), Strings{"remove /usr/zafo/etc/openldap/slapd-acls.conf failed."});
@@ -260,8 +260,8 @@ class ServerEnable : public ServerTest {
 
     void AnswerHash() { platform().On("slappasswd").Prints("{CRYPT}hash\n").Always(); }
     void AnswerRandom() { platform().On("openssl").Prints("00000001\n").Always(); }
-    // The tools say what a first enabling needs to hear; the accounts exist in the directory already, so that nothing
-    // but memberships is written through the server.
+    // Scripts what a first enabling expects from the tools; the accounts already exist in the
+    // directory, so only memberships are written through the server.
     void AnswerEverything() {
         AnswerHash();
         AnswerRandom();
@@ -369,7 +369,7 @@ TEST_P(ServerEnable, DoesNotChangeTheRecord) {
     EXPECT_EQ(parameters_.nMinGid, 6u);
 }
 
-TEST_P(ServerEnable, GoesOnWhenTheServerDoesNotStop) {
+TEST_P(ServerEnable, ContinuesWhenTheServerDoesNotStop) {
     platform().Fail("QLIBServiceStop", 1, -1, 0xD200);
     AnswerEverything();
     EXPECT_EQ(ZAFOLDAPServerEnable(&parameters_), 0);

@@ -24,14 +24,14 @@ class ServerDebug : public ServerTest {
         if (ZAFOLDAPDebugEnabled() != 1) GTEST_SKIP() << "the debug switch is off";
     }
     void TearDown() override {
-        // Change files stay while the switch is on.
+        // Change files are kept while the switch is on.
         for (const Run &run : platform().Runs())
             for (const std::string &argument : run.argv)
                 if (argument.rfind("/tmp/", 0) == 0 && argument.find(".ldif") != std::string::npos)
                     unlink(argument.c_str());
         ServerTest::TearDown();
     }
-    // The log without lines of the tools' command lines and output, which have tests elsewhere.
+    // The log without the tools' command lines and output, which are tested elsewhere.
     bool Logged(const std::string &line) {
         const Strings log = Log();
         return std::find(log.begin(), log.end(), line) != log.end();
@@ -137,7 +137,7 @@ class DefaultAccountsDebug : public ServerDebug {
 };
 ZAFO_FOREIGN_SUITE(DefaultAccountsDebug);
 
-TEST_P(DefaultAccountsDebug, NameWhatIsThereAlready) {
+TEST_P(DefaultAccountsDebug, NameWhatExistsAlready) {
     Everything();
     platform().On("ldapmodify").Exits(20);
     platform().On("ldapmodify").Exits(20);
@@ -159,7 +159,7 @@ class HomeDebug : public HomeTest {
 };
 ZAFO_FOREIGN_SUITE(HomeDebug);
 
-TEST_P(HomeDebug, ShowsNothingOfItsOwn) {
+TEST_P(HomeDebug, LogsNothingOfItsOwn) {
     EXPECT_EQ(ZAFOLDAPNFSMount("nas:/homes"), 0);
     EXPECT_EQ(ZAFOLDAPNFSUMount(), 0);
     EXPECT_EQ(Log(), Strings{});

@@ -64,7 +64,7 @@ TEST_P(Suggestion, IsOneMoreThanTheHighestAndNeverBelow1027) {
     }
 }
 
-TEST_P(Suggestion, TakesTheFirstNumberOfAnEntryAndPassesOverThoseWithout) {
+TEST_P(Suggestion, TakesTheFirstNumberOfAnEntryAndSkipsThoseWithout) {
     ForEachNumber([&](const Number &number) {
         Finds(Entry("x=a,c=o", {}) +
               Entry("x=b,c=o", {{number.attribute, "2000"}, {number.attribute, "9000"}}));
@@ -96,7 +96,7 @@ TEST_P(Suggestion, ChecksItsArgumentsInOrder) {
     }
 }
 
-// The appliance's own server, whose pool hands numbers out.
+// The appliance's own server, whose pool allocates numbers.
 class PoolSuggestion : public Suggestion {
   protected:
     void SetUp() override {
@@ -106,7 +106,7 @@ class PoolSuggestion : public Suggestion {
     static std::string Pool(const std::string &name) {
         return "cn=" + name + ",cn=zafoconf," + kBase;
     }
-    // One allocation of a counter that stands at `counter`.
+    // Scripts one allocation from a counter whose value is `counter`.
     void Pools(const std::string &attribute, const std::string &counter) {
         platform().On("ldapsearch", "cn=MinID").Prints(Entry(Pool("MinID"), {{attribute, "1000"}}));
         platform().On("ldapsearch", "cn=MaxID").Prints(Entry(Pool("MaxID"), {{attribute, "9000"}}));
@@ -219,7 +219,7 @@ TEST_P(BaseDnSuggestion, WithoutContextsIsEmpty) {
     EXPECT_EQ(list.Items(), Strings{});
 }
 
-TEST_P(BaseDnSuggestion, AServerThatRefusesAnonymousQuestionsIsNoFailure) {
+TEST_P(BaseDnSuggestion, AServerThatRefusesAnonymousSearchesIsNotAFailure) {
     for (const int code : {46, 47, 48, 49, 50, 51, 32, 1, 255}) {
         List list;
         SearchFails(code);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// New users: the record that is added and the steps around it.
+// New users: the record that is added, and the steps before and after.
 #include <cstdio>
 #include <ctime>
 #include <optional>
@@ -20,7 +20,7 @@ constexpr unsigned kPosix = 0x20;
 constexpr unsigned kSamba = 0x800;
 constexpr unsigned kAll = 0x1fff;
 
-// A platform record over texts of the test's.
+// A platform record over the test's own texts.
 struct User {
     std::optional<std::string> name = "ann";
     std::optional<std::string> password = "geheim";
@@ -47,7 +47,7 @@ struct User {
         record_.nType = 1;
         return &record_;
     }
-    // The password is the test's own again.
+    // Whether the record's password points to the test's text again.
     bool HasItsPassword() { return record_.szPasswd == Text(password); }
 
   private:
@@ -75,7 +75,7 @@ class UserCreate : public ChangeTest {
         EXPECT_TRUE(user_.HasItsPassword());
         return result;
     }
-    // The lines that were added; what the clock says becomes "DAYS" and "SECONDS".
+    // The lines that were added; values from the clock become "DAYS" and "SECONDS".
     Strings Added() {
         const Strings changes = Changes();
         EXPECT_FALSE(changes.empty());
@@ -143,7 +143,7 @@ TEST_P(UserCreate, WritesThePosixLinesOnAPlainServer) {
     EXPECT_EQ(Added(), Posix("userPassword: " + kCrypt));
 }
 
-TEST_P(UserCreate, WritesACryptedPasswordBehindItsScheme) {
+TEST_P(UserCreate, WritesACryptedPasswordAfterItsScheme) {
     user_.password = "$1$ab$crypted";
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreateWithCryptedPass), 0);
     EXPECT_EQ(Added(), Posix("userPassword: {CRYPT}$1$ab$crypted"));
@@ -346,7 +346,7 @@ TEST_P(UserCreate, TakesTextsThatLookLikeFormatsAsTheyAre) {
     EXPECT_EQ(ValueOf("userPassword"), "{CRYPT}%s%n");
 }
 
-TEST_P(UserCreate, WritesExtraPairsBehindAllOthers) {
+TEST_P(UserCreate, WritesExtraPairsAfterAllOthers) {
     List extra{"description", "a b", "title", "boss", "odd"};
     host_.schema = kTop | kPosix | 0x4;
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreate, extra), 0);
@@ -392,7 +392,7 @@ TEST_P(UserCreate, StopsAtATakenName) {
     }
 }
 
-TEST_P(UserCreate, TakesANameThatCannotBeLookedUpForTaken) {
+TEST_P(UserCreate, TreatsANameThatCannotBeLookedUpAsTaken) {
     for (const Creator creator : kCreators) {
         platform().Forget();
         platform().On("ldapsearch", kByName).Exits(50);
@@ -441,7 +441,7 @@ TEST_P(UserCreate, WritesAnEmptySidThatCannotBeMade) {
     }
 }
 
-TEST_P(UserCreate, GoesOnWithoutAnNtHash) {
+TEST_P(UserCreate, ContinuesWithoutAnNtHash) {
     host_.schema = kTop | kPosix | kSamba;
     AnswerSid();
     platform().Fail("QLIBSmbNtEncrypt", 1, -1, 0x0F00);
@@ -457,7 +457,7 @@ TEST_P(UserCreate, WritesTheWholeEntryOrNoneWhereAListDoesNotGiveAnItem) {
         [&] { return Create(ZAFOLDAPBrowserUserCreateWithCryptedPass, extra); });
 }
 
-TEST_P(UserCreate, EndsAnNtHashWithoutAnEndInItsBuffer) {
+TEST_P(UserCreate, TerminatesAnUnterminatedNtHashInItsBuffer) {
     host_.schema = kTop | kPosix | kSamba;
     AnswerSid();
     platform().Fills("QLIBSmbNtEncrypt");
@@ -521,7 +521,7 @@ TEST_P(UserCreate, LeavesNoChangeFile) {
     platform().On("slappasswd").Exits(1);
     ZAFOLDAP_LDIF next;
     EXPECT_EQ(ZAFOLDAPBrowserUserCreate(host_, user_.Record(), nullptr, nullptr), -1);
-    // The number behind the file that the failed call had opened.
+    // The number after that of the file opened by the failed call.
     ASSERT_EQ(ZAFOLDAPLdifInit(&next, nullptr), 0);
     int pid = 0;
     int sequence = 0;
@@ -555,7 +555,7 @@ TEST_P(UserCreate, ReadsTheDisplayedNameAsAFormat) {
     }
 }
 
-TEST_P(UserCreate, CutsAPasswordValueBehind16383Characters) {
+TEST_P(UserCreate, CutsAPasswordValueAfter16383Characters) {
     user_.password = std::string(20000, 'p');
     EXPECT_EQ(Create(ZAFOLDAPBrowserUserCreateWithCryptedPass), 0);
     EXPECT_EQ(ValueOf("userPassword").size(), 16383U);

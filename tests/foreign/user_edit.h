@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of editing a user share.
+// Shared by the tests of editing a user.
 #pragma once
 
 #include <deque>
@@ -25,10 +25,10 @@ class UserEdit : public AccountsTest {
         user.pw_gid = GID_ERR;
         return user;
     }
-    // A text of a record that lives as long as the test.
+    // A text for a record, valid as long as the test.
     char *Set(const std::string &text) { return texts_.emplace_back(text).data(); }
 
-    // The user as it is, and its object classes beside posixAccount.
+    // Scripts the existing user and its object classes besides posixAccount.
     void IsAt(const std::string &dn, const Attributes &attributes, const Strings &classes = {}) {
         Attributes held{{"objectClass", "top"}, {"objectClass", "posixAccount"}};
         for (const std::string &name : classes)

@@ -14,8 +14,8 @@ class UserGet : public AccountGet<ZAFOUSER> {
     void Free(ZAFOUSER *user) override { ZAFOUserFree(user); }
     std::string Least() const override { return Entry(kAnn, {{"uid", "ann"}, {"uidNumber", "1"}}); }
 
-    // The flag of a user whose password was changed `age` days ago and lasts for at least `least` days. The day may
-    // change while this runs; then the question is asked again.
+    // The flag of a user whose password was changed `age` days ago and must be kept for at least
+    // `least` days. Retries if the day changes meanwhile.
     int Flag(long least, long age) {
         for (;;) {
             const auto today = std::time(nullptr) / 86400;
@@ -239,7 +239,7 @@ TEST_P(UserGet, CopiesTheWholeEntry) {
     ZAFOLDAPResultFree(&entry);
 }
 
-TEST_P(UserGet, LeavesTheEntryWhenThereIsNone) {
+TEST_P(UserGet, LeavesTheEntryWhenNoneIsFound) {
     ZAFOLDAP_RESULT entry;
     ASSERT_EQ(ZAFOLDAPResultInit(&entry), 0);
     ZAFOLDAPResultSet(&entry, "old", "kept");

@@ -5,7 +5,7 @@ namespace zafo::foreign::user_rename_test {
 
 class UserRename : public UserEdit {
   protected:
-    // Renames the user at `dn`, whose name is free and who is in no group.
+    // Renames the user at `dn`; the new name is free and the user is in no group.
     int Rename(const std::string &dn, const std::string &name = "anna") {
         IsAt(dn, {{"uid", "ann"}, {"cn", "Ann"}});
         change_.szName = Set(name);
@@ -83,7 +83,7 @@ TEST_P(UserRename, AsksThePlatformForTheFirstRdn) {
     EXPECT_EQ(pairs[0].arguments[0], "uid=ann");
 }
 
-TEST_P(UserRename, StandsBehindTheOtherChanges) {
+TEST_P(UserRename, ComesAfterTheOtherChanges) {
     const int flag = 1;
     const long expire = 7;
     IsAt(kAnn, {{"uid", "ann"}}, {"shadowAccount"});
@@ -155,7 +155,7 @@ TEST_P(UserRename, IsFollowedInEveryGroupByOneChange) {
     EXPECT_EQ(changes[1], Follows("staff") + Follows("crew"));
 }
 
-TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeChanged) {
+TEST_P(UserRename, FailsAfterTheEntryWhenTheGroupsCannotBeChanged) {
     platform().On("ldapsearch", "memberUid=ann").Prints(Group("staff"));
     platform().On("ldapmodify").Exits(0).Then().Exits(50);
     SetsPassword();
@@ -169,7 +169,7 @@ TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeChanged) {
     EXPECT_EQ(PasswordDn(), "");
 }
 
-TEST_P(UserRename, FailsBehindTheEntryWhenTheGroupsCannotBeListed) {
+TEST_P(UserRename, FailsAfterTheEntryWhenTheGroupsCannotBeListed) {
     platform().On("ldapsearch", "memberUid=ann").Exits(51);
     EXPECT_EQ(Rename(kAnn), -1);
     const Strings log = Log();
@@ -214,7 +214,7 @@ TEST_P(UserRename, NewDnHasTheParentAsItIsWritten) {
     }
 }
 
-// On the platforms whose helpers write an RDN without the blanks that it has in the DN.
+// On platforms whose helpers normalise an RDN: they omit blanks that the DN has.
 class UserRenameNormalised : public UserRename {};
 std::vector<Temperament> Normalising() {
     std::vector<Temperament> all;
@@ -276,7 +276,7 @@ TEST_P(UserRename, RefusesAnRdnThatLeavesNoRoomForTheDn) {
 
 class UserPassword : public UserEdit {
   protected:
-    // The user "ann" with the classes, whose password becomes "new".
+    // Sets the password of user "ann", who has these classes, to "new".
     int SetPassword(const Strings &classes = {}) {
         Is({{"uid", "ann"}}, classes);
         change_.szPasswd = Set("new");
@@ -325,7 +325,7 @@ TEST_P(UserPassword, ThatCannotBeHashedChangesNothing) {
     EXPECT_EQ(Tools(), (Strings{"ldapsearch", "ldapsearch", "slappasswd"}));
 }
 
-TEST_P(UserPassword, ThatCannotBeHashedForWantOfAToolChangesNothing) {
+TEST_P(UserPassword, ThatCannotBeHashedWithoutAToolChangesNothing) {
     platform().On("slappasswd").CannotStart(0x0900);
     EXPECT_EQ(SetPassword(), -1);
     EXPECT_EQ(Log(),

@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char *kMarker = "/tmp/zafoldap_debug";
 
-// The answer is fixed per process, so every case asks in a process of its own:
-// 0 or 1, or 10 and more when a check of `question` failed.
+// The switch is read once per process, so each case runs in its own: 0 or 1, or at least 10 when a
+// check in `question` failed.
 template <class Question>
 int InOwnProcess(Question question) {
     const pid_t pid = fork();

@@ -23,7 +23,7 @@ namespace {
 constexpr int kStaleCode = -77;
 constexpr int kStalePlatformCode = 0x1234;
 
-// A lock file of the test's own, and both slots holding codes of earlier failures.
+// The test's own lock file, with codes of earlier failures in both slots.
 class Lock : public testing::Test {
   protected:
     Lock() {
@@ -45,7 +45,7 @@ struct stat StatusOf(const std::string &file) {
     return status;
 }
 
-// Takes a lock in another process and holds it until the object goes.
+// Takes a lock in another process and holds it for the object's lifetime.
 class OtherProcess {
   public:
     OtherProcess(const std::string &file, int flag) {
@@ -105,7 +105,7 @@ TEST_F(Lock, DescriptorReadsAndWritesWithoutWaiting) {
     ZAFOLDAPUnLock(fd);
 }
 
-// Closing alone does not release a lock that a copy of the descriptor holds.
+// Closing alone does not release a lock held through a copy of the descriptor.
 TEST_F(Lock, IsReleasedWhileACopyOfItsDescriptorIsOpen) {
     const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
     const int copy = dup(fd);
@@ -124,7 +124,7 @@ TEST_F(Lock, DescriptorDoesNotReachChildren) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, LeavesContentAndModeOfAnExistingFileInAFolderOfItsOwn) {
+TEST_F(Lock, LeavesContentAndModeOfAnExistingFileInAPrivateFolder) {
     const std::string file = "/var/lib/lock_test.lock";
     std::ofstream(file) << "content\n";
     chmod(file.c_str(), 0644);
@@ -167,8 +167,8 @@ TEST_F(Lock, FileInASharedFolderWithASecondLinkIsReplacedAndTheOtherNameKept) {
     unlink("/tmp/precious");
 }
 
-// A wrong path must not cost anything.
-TEST_F(Lock, WhatRootHasPutThereItselfStaysAndIsNamed) {
+// A misconfigured path must not destroy anything.
+TEST_F(Lock, RootsOwnFilesAreKeptAndNamed) {
     zafo::rig::SystemLog::Get().Clear();
     const auto refused = [&](const char *what) {
         EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), LOCK_EX), -1);
@@ -195,7 +195,7 @@ TEST_F(Lock, LinkIsNotFollowed) {
     }
 }
 
-// Whoever opened the file before it was replaced holds a lock that keeps nobody out.
+// A process that opened the file before it was replaced holds a useless lock.
 TEST_F(Lock, IsNeverOnAFileThatIsNoLongerInPlace) {
     std::ofstream(file_) << "";
     chmod(file_.c_str(), 0644);
@@ -210,7 +210,7 @@ TEST_F(Lock, IsNeverOnAFileThatIsNoLongerInPlace) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsAtOnce) {
+TEST_F(Lock, SecondExclusiveLockOfAnotherProcessFailsImmediately) {
     OtherProcess other(file_, LOCK_EX);
     ASSERT_TRUE(other.Held());
     const auto begin = std::chrono::steady_clock::now();
@@ -269,7 +269,7 @@ TEST_F(Lock, FileThatCannotBeOpenedIsAPlatformFailure) {
     }
 }
 
-TEST_F(Lock, FifoInAFolderOfItsOwnIsOpenedWithoutWaiting) {
+TEST_F(Lock, FifoInAPrivateFolderIsOpenedWithoutWaiting) {
     const std::string fifo = "/var/lib/lock_test.fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int fd = ZAFOLDAPLock(fifo.c_str(), LOCK_EX);
@@ -294,7 +294,7 @@ TEST_F(Lock, ExtraFlagBitsAreAllowed) {
     ZAFOLDAPUnLock(fd);
 }
 
-TEST_F(Lock, UnlockIgnoresNoLockAndBadDescriptors) {
+TEST_F(Lock, UnlockIgnoresBadDescriptors) {
     for (int fd : {-1, -5, 1'000'000})
         EXPECT_EQ(ZAFOLDAPUnLock(fd), 0) << fd;
     EXPECT_EQ(QLIBCErrGet(), kStalePlatformCode);

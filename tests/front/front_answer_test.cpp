@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether what a tool says with its exit code is passed on: of failures always, of answers never, to whoever types
-// the call everything.
+// Whether the standard error of a tool is passed on: always on failure, never on an answer, and in
+// full when the caller is interactive.
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -22,7 +22,7 @@ const std::string kKey = "automountKey=*,automountMapName=auto_home,dc=x";
 const Texts kClient = {"-LLL",          "-x", "-H",    "ldap://localhost", "-D",
                        "cn=admin,dc=x", "-w", "geheim"};
 
-// What of a tool's words arrives, the exit code being what the tool gave.
+// The part of the tool's output that arrives, with the tool's own exit code.
 std::string Heard(rig::FakeTools &tools, const std::string &tool, const Texts &arguments,
                   const std::string &words, int exit_code) {
     tools.Reset();
@@ -134,7 +134,7 @@ struct RefusalRow {
 };
 class RefusedAnonymous : public FrontTest, public testing::WithParamInterface<RefusalRow> {};
 
-// What a server tells nobody it does not tell; that is what was asked.
+// A server may hide exactly what was asked for from anonymous clients.
 TEST_P(RefusedAnonymous, LookAtTheRootEntryIsAnswered) {
     const std::string words = "ldap_bind: Inappropriate authentication (48)\n";
     EXPECT_EQ(Heard(tools_, "ldapsearch",
@@ -229,7 +229,7 @@ TEST_F(FrontTest, ChangeFileThatIsAFifoIsNotWaitedFor) {
     tools_.On("ldapmodify").Error("why\n").Exit(16);
     rig::RunningTool front({Front("ldapmodify"), "-x", "-H", "ldap://x", "-f", fifo});
     int status = 0;
-    // The fake tool itself reads no FIFO: whoever waited would be the front.
+    // The fake tool does not read the FIFO itself: only the front could block on it.
     ASSERT_TRUE(front.FinishWithin(seconds(10), status));
     EXPECT_EQ(front.Finish().output, "why\n");
     std::filesystem::remove(fifo);
@@ -263,8 +263,8 @@ TEST_F(FrontTest, WordsOfAToolThatFallsSilentArriveBeforeTheFronts) {
               "connecting\nldapsearch: no answer from the server\n");
 }
 
-// A tool that talks without end has no more time than others.
-TEST_F(FrontTest, TalkingIsNoAnswer) {
+// A tool that writes endlessly gets no extra time.
+TEST_F(FrontTest, EndlessOutputIsNotAnAnswer) {
     WriteFile("/usr/zafo/etc/tools.conf", "timeout 1\nnetwork_timeout 1\nanswer_time 1\n");
     rig::FakeScript script = tools_.On("ldapsearch");
     for (int i = 0; i < 60; ++i)
@@ -276,8 +276,8 @@ TEST_F(FrontTest, TalkingIsNoAnswer) {
                 testing::EndsWith("ldapsearch: the answer takes longer than 1 seconds\n"));
 }
 
-// Runs a command with its standard error on a terminal, and its standard input unless it is told to
-// read nothing; what is said there.
+// Runs a command with its standard error on a terminal, and its standard input too unless it shall
+// read nothing; returns what it prints there.
 std::string OnTerminal(const Texts &command, bool reads_nothing = false) {
     int terminal = -1;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
@@ -299,7 +299,7 @@ std::string OnTerminal(const Texts &command, bool reads_nothing = false) {
     return read_so_far;
 }
 
-TEST_F(FrontTest, WhoeverTypesACallReadsEverything) {
+TEST_F(FrontTest, AnInteractiveCallerReadsEverything) {
     tools_.On("ldapsearch").Error("No such object (32)\n").Exit(32);
     EXPECT_EQ(OnTerminal({Front("ldapsearch"), "-b", kEntry, "-s", "base", "dn"}),
               "No such object (32)\r\n");
@@ -355,7 +355,7 @@ class DatabaseWords : public FrontTest, public testing::WithParamInterface<Datab
     }
 };
 
-TEST_P(DatabaseWords, AreHeardUnlessThereIsNoDatabaseYet) {
+TEST_P(DatabaseWords, ArePassedOnUnlessThereIsNoDatabaseYet) {
     const DatabaseRow &row = GetParam();
     for (const Texts &arguments : {Texts{}, Texts{"-a", "(entryDN:=dc=x)"}}) {
         EXPECT_EQ(Heard(tools_, "slapcat", arguments, row.words, row.exit_code),

@@ -20,8 +20,8 @@ inline std::string Front(const std::string &tool) {
     return "/usr/zafo/bin/" + tool;
 }
 
-// Whether it starts without any other file, as everywhere but with the sanitizers: the name of a
-// loader stands at the beginning of the programs that need one.
+// Whether it is statically linked, as it is except with the sanitizers: programs that need a loader
+// name it near their start.
 inline bool FrontIsStatic() {
     std::string head(4096, '\0');
     std::ifstream(Front("zafo-tool-front"), std::ios::binary)
@@ -42,7 +42,7 @@ inline void WriteFile(const std::string &path, const std::string &text, mode_t m
     std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
 }
 
-// The fake tool behind the front; a root without trust and limits of its own.
+// The fake tool behind the front, in a root without trust settings and limits.
 class FrontTest : public testing::Test {
   protected:
     void TearDown() override {
@@ -50,7 +50,7 @@ class FrontTest : public testing::Test {
         std::filesystem::remove("/usr/zafo/etc/tools.conf");
     }
 
-    // Runs the front to its end and gives the one call that it made.
+    // Runs the front to its end and returns its only tool call.
     rig::FakeCall Call(const std::string &tool, const Texts &arguments) {
         tools_.Reset();
         const rig::ToolOutcome outcome = rig::RunTool(Texts{Front(tool)} + arguments);

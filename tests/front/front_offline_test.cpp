@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the front does around the tools that open the database themselves.
+// The front's work around the tools that open the database themselves.
 #include <pwd.h>
 #include <sys/stat.h>
 
@@ -31,7 +31,7 @@ class OfflineFront : public FrontTest {
         FrontTest::TearDown();
     }
 
-    // What comes out of a slapcat that writes `text`.
+    // The output of a slapcat that writes `text`, as it passes through the front.
     std::string Slapcat(const Texts &arguments, const std::string &text) {
         tools_.Reset();
         tools_.On("slapcat").Output(text);
@@ -99,7 +99,7 @@ TEST_F(OfflineFront, ProbeEndsAsItsToolEnds) {
     EXPECT_EQ(rig::RunTool({Front("slapcat"), "-a", "x"}).status, SIGSEGV);
 }
 
-// Waits for that many bytes, which a relay may pass on in pieces.
+// Waits for that many bytes, which may arrive in pieces.
 bool ReadBytes(const rig::RunningTool &tool, size_t size) {
     char byte = 0;
     while (size > 0 && read(tool.Reader(), &byte, 1) == 1)
@@ -112,7 +112,7 @@ class Slapcat : public OfflineFront, public testing::WithParamInterface<Texts> {
     Texts Command() const { return Texts{Front("slapcat")} + GetParam(); }
 };
 
-TEST_P(Slapcat, EndsWithItsReaderEvenIfItDoesNotWantTo) {
+TEST_P(Slapcat, EndsWithItsReaderEvenIfItIgnoresSignals) {
     tools_.On("slapcat").IgnoreSignals().Output("dn: o=x\n\n").Hang();
     rig::RunningTool front(Command());
     ASSERT_TRUE(ReadBytes(front, 9));
@@ -126,7 +126,7 @@ TEST_P(Slapcat, EndsWithItsReaderEvenIfItDoesNotWantTo) {
     EXPECT_EQ(kill(backend, 0), -1) << "the tool must be reaped before its front ends";
 }
 
-TEST_P(Slapcat, IsAskedToEndBeforeItIsEnded) {
+TEST_P(Slapcat, GetsSigtermBeforeSigkill) {
     tools_.On("slapcat").Output("dn: o=x\n\n").Hang();
     rig::RunningTool front(Command());
     ASSERT_TRUE(ReadBytes(front, 9));
@@ -173,7 +173,7 @@ TEST_F(OfflineFront, LoaderEndsAsItsToolEnds) {
         EXPECT_EQ(rig::RunTool({Front("slapadd")}).status, status);
 }
 
-TEST_F(OfflineFront, LoaderGoesOnWithoutAReader) {
+TEST_F(OfflineFront, LoaderContinuesWithoutAReader) {
     const std::string go = "/tmp/front-test-go";
     tools_.On("slapadd").WaitForFile(go).Exit(3);
     rig::RunningTool front({Front("slapadd")});
@@ -211,10 +211,10 @@ TEST_F(OfflineFront, LoaderGivesTheFolderToTheServersUser) {
 
 struct MarkerRow {
     const char *name;
-    bool database;  // there is a database file
-    bool before;    // the marker is there before
+    bool database;  // the database file exists
+    bool before;    // the marker exists before
     std::string entries;
-    int exit_code;  // slapcat's
+    int exit_code;  // of slapcat
     bool after;
 };
 
@@ -237,7 +237,7 @@ INSTANTIATE_TEST_SUITE_P(
                     MarkerRow{"Emptied", true, true, "", 0, false},
                     MarkerRow{"Filled", true, false, "dn: o=x\n\n", 0, true},
                     MarkerRow{"StillFilled", true, true, "dn: o=x\n\n", 0, true},
-                    // What cannot be found out changes nothing.
+                    // What cannot be determined changes nothing.
                     MarkerRow{"Unreadable", true, true, "", 1, true},
                     MarkerRow{"UnreadableUnmarked", true, false, "", 1, false}),
     [](const auto &row) { return std::string(row.param.name); });

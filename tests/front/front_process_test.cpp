@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The process that a tool finds itself in, and where its secrets are not.
+// The environment of a tool's process, and where its secrets must not be.
 #include <grp.h>
 #include <pwd.h>
 
@@ -23,7 +23,7 @@ constexpr const char *kAllTools[] = {"ldapsearch", "ldapmodify", "ldappasswd", "
 
 std::string Contents(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
-    // Of a process that ends meanwhile the read fails: that is no text, not an exception.
+    // The read fails if the process ends meanwhile: treat that as empty, not as an error.
     std::string text(1 << 16, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<size_t>(file.gcount()));
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Front, EveryTool, testing::ValuesIn(kAllTools),
 TEST_F(FrontTest, UnderAnotherNameRunsNothing) {
     const rig::ToolOutcome outcome = rig::RunTool({Front("zafo-tool-front")});
     EXPECT_EQ(outcome.status, 127 << 8);
-    EXPECT_EQ(outcome.output, "zafo-tool-front: runs under the name of a directory tool only\n");
+    EXPECT_EQ(outcome.output, "zafo-tool-front: must be run under the name of a directory tool\n");
 }
 
 TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
@@ -93,9 +93,9 @@ TEST_F(FrontTest, GivesAToolTheSecretsAndNothingElse) {
     EXPECT_THAT(call.descriptors, Contains(Pair(4, StartsWith("/memfd:"))));
 }
 
-// What a platform has taken out of the vector itself: a file that is open already, on its way through the
-// front and, for a watched tool, the front's child.
-TEST_F(FrontTest, HandsOnTheFilesOfItsCaller) {
+// What the platform has already moved out of the vector: an open file that is passed through the
+// front and, for a watched tool, through the front's child.
+TEST_F(FrontTest, PassesOnTheFilesOfItsCaller) {
     WriteFile("/tmp/front-test-one", "one");
     WriteFile("/tmp/front-test-two", "two");
     for (const char *tool : {"ldapsearch", "ldapmodify", "ldappasswd", "slappasswd"}) {
@@ -122,13 +122,14 @@ TEST_F(FrontTest, DoesNotRunAToolWhoseSecretCannotBeHidden) {
         const rig::ToolOutcome outcome = rig::RunTool(
             {"/usr/bin/prlimit", "--nofile=3", Front(tool), "-D", "cn=a", "-w", "geheim"});
         EXPECT_EQ(outcome.status, 255 << 8);
-        EXPECT_EQ(outcome.output,
-                  std::string(tool) + ": cannot hide a password: Too many open files\n");
+        EXPECT_EQ(
+            outcome.output,
+            std::string(tool) + ": cannot create a file for a password: Too many open files\n");
     }
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-TEST_F(FrontTest, NeverPutsASecretInPlaceOfAMissingStandardStream) {
+TEST_F(FrontTest, NeverUsesAMissingStandardStreamForASecret) {
     rig::RunTool({"/bin/bash", "-c", "exec " + Front("ldapmodify") + " -w geheim <&- >&- 2>&-"});
     const rig::FakeCall call = tools_.Calls().at(0);
     for (const int stream : {0, 1, 2}) {
@@ -154,7 +155,7 @@ TEST_P(Hidden, SecretIsInNoVectorAndNoEnvironment) {
         EXPECT_THAT(vector, Not(HasSubstr("gehe1m")));
         EXPECT_THAT(Contents(folder + "/environ"), Not(HasSubstr("gehe1m")));
     }
-    // The front of a watched tool lives on beside it.
+    // The front of a watched tool keeps running beside it.
     kill(backend, SIGKILL);
 }
 

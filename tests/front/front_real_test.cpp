@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The front before the real tools, and before a real server with TLS.
+// The front with the real tools, and with a real server and TLS.
 #include <crypt.h>
 #include <netinet/in.h>
 #include <pwd.h>
@@ -155,7 +155,7 @@ TEST(Slappasswd, RefusesAnEmptySecret) {
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(Openssl, GivesANumberForAListWithUnreadableFiles) {
+TEST(Openssl, PrintsANumberForAListWithUnreadableFiles) {
     const std::string list =
         "file:/usr/zafo/etc/smb.conf:/etc/passwd:/etc/shadow:/etc/groups:/var/log/messages";
     for (const std::string &files : {list, std::string("/absent")}) {
@@ -165,7 +165,7 @@ TEST(Openssl, GivesANumberForAListWithUnreadableFiles) {
     }
 }
 
-// Accepts connections and says nothing.
+// Accepts connections and never answers.
 class SilentServer {
   public:
     SilentServer() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -234,7 +234,7 @@ INSTANTIATE_TEST_SUITE_P(
         SilentRow{"PasswordPlain", "ldappasswd", {"-x", "-H"}, "ldap", {"-s", "x", "cn=a"}}),
     [](const auto &row) { return std::string(row.param.name); });
 
-// The appliance's server with a certificate of an authority made for the test.
+// The appliance's server with a certificate from an authority created for the test.
 class Server : public Database {
   protected:
     static void SetUpTestSuite() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The argument vectors: what a caller passes and what the tool gets.
+// The argument vectors that a caller passes and that the tool receives.
 #include <grp.h>
 
 #include "tests/front/front_fixture.h"
@@ -93,7 +93,7 @@ const ClientRow kClientRows[] = {
      {""}},
 };
 
-// The memory files that the call was given, in their order.
+// The memory files passed to the call, in order.
 std::vector<std::string> SecretsOf(const rig::FakeCall &call) {
     std::vector<std::string> secrets;
     for (const auto &[name, file] : call.files) {

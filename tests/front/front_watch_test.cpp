@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a call ends: as its tool ends, with its reader, with its front, or
-// because of silence.
+// How a call ends: with its tool, its reader or its front, or because of silence.
 #include <csignal>
 #include <thread>
 
@@ -14,7 +13,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// True as soon as the process is gone, reaped by whoever had to.
+// Waits for the process to be gone, whichever process had to reap it.
 bool IsGoneWithin(pid_t process, milliseconds limit) {
     const auto end = steady_clock::now() + limit;
     while (kill(process, 0) == 0) {
@@ -112,8 +111,8 @@ TEST_F(FrontTest, SearchIntoAFileEndsByItself) {
     std::filesystem::remove(path);
 }
 
-// A change that is being made must come to its own end.
-TEST_F(FrontTest, ModifyGoesOnWithoutAReader) {
+// A change in progress must be completed.
+TEST_F(FrontTest, ModifyContinuesWithoutAReader) {
     const std::string go = "/tmp/front-test-go";
     tools_.On("ldapmodify").WaitForFile(go).Exit(68);
     rig::RunningTool front({Front("ldapmodify")});
@@ -129,7 +128,7 @@ TEST_F(FrontTest, ModifyGoesOnWithoutAReader) {
 
 class KilledFront : public FrontTest, public testing::WithParamInterface<int> {};
 
-TEST_P(KilledFront, TakesItsToolAlong) {
+TEST_P(KilledFront, TakesItsToolWithIt) {
     tools_.On("ldapsearch").IgnoreSignals().Hang();
     rig::RunningTool front({Front("ldapsearch")});
     ASSERT_TRUE(tools_.WaitForCalls(1));
@@ -144,14 +143,14 @@ TEST_P(KilledFront, TakesItsToolAlong) {
 
 INSTANTIATE_TEST_SUITE_P(Front, KilledFront, testing::Values(SIGTERM, SIGKILL, SIGINT, SIGHUP));
 
-// Kills at every moment of the start: no tool may be left behind.
+// Kills the front at every moment of its start: no tool may survive.
 TEST_F(FrontTest, KilledDuringItsStartLeavesNoTool) {
     tools_.On("ldapsearch").IgnoreSignals().Hang();
     for (int delay = 0; delay < 1500; delay += 25) {
         rig::RunningTool front({Front("ldapsearch"), "-w", "geheim"});
         std::this_thread::sleep_for(std::chrono::microseconds(delay));
         kill(front.Pid(), SIGKILL);
-        // A tool that was left behind would hold the pipe open.
+        // A surviving tool would hold the pipe open.
         front.CloseReader();
         front.Finish();
     }
@@ -180,7 +179,7 @@ TEST_P(Silence, EndsAClient) {
 INSTANTIATE_TEST_SUITE_P(Front, Silence, testing::Values("ldapsearch", "ldapmodify", "ldappasswd"),
                          [](const auto &tool) { return std::string(tool.param); });
 
-TEST_F(Silence, OfASlowReaderIsNoSilence) {
+TEST_F(Silence, OfASlowReaderDoesNotCount) {
     tools_.On("ldapsearch").Output(std::string(1 << 20, 'x')).Exit(9);
     rig::RunningTool front({Front("ldapsearch")});
     int status = 0;
@@ -190,7 +189,7 @@ TEST_F(Silence, OfASlowReaderIsNoSilence) {
     EXPECT_EQ(outcome.status, 9 << 8);
 }
 
-TEST_F(Silence, OfOnceInAWhileIsNoSilence) {
+TEST_F(Silence, InterruptedOnceInAWhileDoesNotCount) {
     rig::FakeScript script = tools_.On("ldapsearch");
     for (int i = 0; i < 4; i++)
         script.Output("x").Sleep(milliseconds(1200));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The local accounts of the private root: the test's own files in "/etc", put back at its end.
+// The local accounts of the private root: test files in "/etc", restored at the end of the test.
 #pragma once
 
 #include <fcntl.h>
@@ -24,7 +24,7 @@ inline constexpr char kSmbPasswd[] = "/usr/zafo/etc/private/smbpasswd";
 inline constexpr char kAccountConf[] = "/usr/zafo/etc/account.conf";
 inline constexpr char kHash[] = "$6$salt$gS8bLq2JYyQkJcS6rY0G1dQ0q3nqJv0GJ8y5vbtH8eJd1e8m2p8n9q0r";
 
-// A file as it is now; its destructor makes it that again, or absent.
+// Saves a file; the destructor restores it, or removes it if it did not exist.
 class KeptFile {
   public:
     explicit KeptFile(std::string path) : path_(std::move(path)) {
@@ -75,7 +75,7 @@ class LocalAccounts : public testing::Test {
         ZAFOGroupFree(group_);
     }
 
-    // A user that nothing is wrong with.
+    // A valid user.
     static ZAFOUSER Bob() {
         static char name[] = "bob";
         static char full_name[] = "Bob O'Brien";
@@ -91,7 +91,7 @@ class LocalAccounts : public testing::Test {
         return user;
     }
 
-    // The platform error of a failure, 0 of success.
+    // The platform error of a failed call, 0 on success.
     template <typename Call>
     static int ErrorOf(Call call) {
         QLIBCErrSet(QLIB_ERR_NONE);
@@ -133,7 +133,7 @@ class LocalAccounts : public testing::Test {
         return ErrorOf([&] { return QLIBUserImportPasswd(names, crypts, lms, nts, 1); });
     }
 
-    // The line of an account, "(none)" when it has none.
+    // The line of an account, "(none)" if it has none.
     static std::string Line(const std::string &path, const std::string &name) {
         std::istringstream lines(ReadFile(path));
         for (std::string line; std::getline(lines, line);) {
@@ -147,7 +147,7 @@ class LocalAccounts : public testing::Test {
         return line.substr(0, line.find(':'));
     }
 
-    // A program's exit code; what it says stands in the test's own output.
+    // A program's exit code; its output appears in that of the test.
     static int Run(const std::string &command) {
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

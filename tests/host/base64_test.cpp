@@ -33,7 +33,7 @@ struct Row {
     std::string text;
 };
 
-// RFC 4648 section 10, and bytes that use the last letters of the alphabet.
+// The vectors of RFC 4648 section 10, and bytes that use the last letters of the alphabet.
 const Row kRows[] = {
     {"", ""},
     {"f", "Zg=="},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A child that tells how it was started, one line each: its arguments, its open
-// descriptors with what they are, and the signals it blocks and ignores.
+// A child that reports how it was started, one line each: its arguments, its open descriptors and
+// what they refer to, and the signals that it blocks and ignores.
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>

@@ -17,8 +17,8 @@ using zafo::test::NewMap;
 using zafo::test::ReadFile;
 using zafo::test::WriteFile;
 
-// Whether the directory server reads the file with its group, and nobody else does; where that
-// group is missing or cannot be given away, the file is its owner's alone.
+// Whether only the directory server may read the file, through its group; if that group does not
+// exist or cannot be assigned, only the owner.
 testing::AssertionResult IsForTheServer(const std::string &path) {
     struct stat facts {};
     if (stat(path.c_str(), &facts) != 0) return testing::AssertionFailure() << "no " << path;
@@ -86,7 +86,7 @@ TEST_F(Conf, AnAbsentKeyLeavesTheBufferAlone) {
     EXPECT_STREQ(buffer, "untouched");
 }
 
-TEST_F(Conf, TellsWhyItFailed) {
+TEST_F(Conf, ReportsWhyItFailed) {
     char buffer[4];
     const auto get = [&](const char *path, const char *key) {
         QLIBCErrSet(0);
@@ -103,7 +103,7 @@ TEST_F(Conf, TellsWhyItFailed) {
     EXPECT_EQ(ZAFOLDAPInfoGetFromConf(path_.c_str(), "uri", nullptr, 0), -1);
 }
 
-// What stands for a value in a template, and what is written for a server.
+// A placeholder in a template, and its replacement for a server.
 struct TemplateWord {
     const char *suffix;
     const char *admin;
@@ -149,7 +149,7 @@ TEST_F(Conf, LinesOfTheTemplateFollowAChangedSuffix) {
         "suffix dc=b\nto \"dc=b\"\nby \"cn=x,dc=a\"\nrootdn cn=x,dc=a\nto \"dc=a\" by hand\n");
 }
 
-TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
+TEST_F(Conf, IsRewrittenFromTheTemplate) {
     WriteFile(template_,
               "# server\ninclude /a\n\nsuffix \"dc=x\"\nrootdn\n  cn=x\nRootPW secret\n# end\n");
     WriteFile(path_, "old text\n");
@@ -166,7 +166,7 @@ TEST_F(Conf, IsWrittenAnewFromTheTemplate) {
     EXPECT_EQ(Get("rootpw"), "a\"b\\c");
 }
 
-TEST_F(Conf, IsReadableByTheDirectoryServerAndNobodyElse) {
+TEST_F(Conf, IsReadableByTheDirectoryServerOnly) {
     WriteFile(template_, "suffix dc=x\n");
     EXPECT_EQ(SetOne("rootpw", "new"), 0);
     EXPECT_TRUE(IsForTheServer(path_));
@@ -236,7 +236,7 @@ TEST_F(Conf, ManyProcessesThatSetOneKeyEachLoseNothing) {
         EXPECT_EQ(Get((std::string("key") + std::to_string(i)).c_str()), "v");
 }
 
-TEST_F(Conf, ATemporaryFileIsEmptyTheServersAndBesideTheFile) {
+TEST_F(Conf, ATemporaryFileIsEmptyReadableByTheServerAndInTheSameFolder) {
     char path[256];
     EXPECT_EQ(ZAFOLDAPGenTmpConf(path_.c_str(), 0, path, sizeof path), 0);
     EXPECT_EQ(std::filesystem::path(path).parent_path(), folder_.Path());

@@ -63,8 +63,8 @@ TEST_F(PasswordCipher, NeverGivesTheSameTextTwice) {
     EXPECT_EQ(seen.size(), 100U);
 }
 
-// Every length, so that the text's last group is cut in each possible way, and the last
-// character by all others, since several of them may stand for the same bytes.
+// Every length, so that the last group of the text has every possible size, and every replacement
+// of the last character, since several characters may encode the same bytes.
 TEST_F(PasswordCipher, RefusesEveryChangedCharacter) {
     for (const char *clear : {"secre", "secret", "secret7", "secret78"}) {
         const std::string cipher = Encrypt(clear);
@@ -142,7 +142,7 @@ TEST_F(PasswordCipher, FailsWithoutTheKeysFolder) {
     ASSERT_EQ(rename("/usr/zafo/etc/away", kFolder), 0);
 }
 
-TEST_F(PasswordCipher, ProcessesThatMakeTheKeyAtOnceAgree) {
+TEST_F(PasswordCipher, ProcessesThatCreateTheKeyConcurrentlyAgree) {
     for (int round = 0; round < 20; ++round) {
         unlink(kKeyFile);
         zafo::test::Folder folder;

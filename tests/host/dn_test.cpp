@@ -10,7 +10,7 @@
 namespace zafo::dn_test {
 namespace {
 
-// The result of one of the functions that write into a buffer, or "(failed CODE)".
+// The result of one of the functions that write to a buffer, or "(failed CODE)".
 template <typename Function, typename... Arguments>
 std::string Result(Function function, Arguments... arguments) {
     char buffer[256] = "untouched";
@@ -51,7 +51,7 @@ TEST(DomainName, JoinsTheDomainComponents) {
     }
 }
 
-TEST(DomainName, FailsOnOtherDnsAndOnWhatIsNone) {
+TEST(DomainName, FailsOnOtherDnsAndOnInvalidText) {
     for (const char *dn :
          {"", " ", "o=example,c=de", "dc", "dc=a,", ",dc=a", "dc=a,,dc=b", "=a,dc=b", "dc=a\\",
           "dc=\"a", "dc=", "dc=a\\00b", "dcx=a", "cn=a+,dc=b", "dc=a,x"}) {

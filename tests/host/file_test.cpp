@@ -156,7 +156,7 @@ TEST_F(SectionFile, SavingALoadedMapKeepsWhatOthersChangedMeanwhile) {
     EXPECT_EQ(Text(), "[a]\nmine=3\ntheirs=2\nboth=3\nadded=2\n");
 }
 
-TEST_F(SectionFile, TwoThatSaveANewSectionAtOnceLoseNothing) {
+TEST_F(SectionFile, TwoThatSaveANewSectionConcurrentlyLoseNothing) {
     const Map one = NewMap();
     const Map two = NewMap();
     EXPECT_EQ(Get("a", one), 0);
@@ -213,7 +213,7 @@ TEST_F(SectionFile, RenamesASection) {
     EXPECT_EQ(Text(), "[c d]\nk=v\n[b]\n");
 }
 
-TEST_F(SectionFile, SettingASectionThatIsNotThereFails) {
+TEST_F(SectionFile, SettingAMissingSectionFails) {
     EXPECT_EQ(Set("a", NewMap()), -1);
     EXPECT_EQ(QLIBCErrGet(), 0x2200);
     Write("[b]\n");
@@ -286,7 +286,7 @@ TEST_F(SectionFile, ADamagedFileIsRefusedNamedInTheLogAndLeftAsItIs) {
     }
 }
 
-TEST_F(SectionFile, WhatIsNoFileCannotBeRead) {
+TEST_F(SectionFile, OnlyRegularFilesCanBeRead) {
     std::filesystem::create_directory(path_);
     EXPECT_EQ(Get("a", NewMap()), -1);
     EXPECT_EQ(QLIBCErrGet(), 0x0900);
@@ -350,7 +350,7 @@ TEST_F(SectionFile, RefusesBadArguments) {
     EXPECT_TRUE(folder_.Names().empty());
 }
 
-TEST(PairFile, GivesThePairsAndPassesOverOtherLines) {
+TEST(PairFile, GivesThePairsAndSkipsOtherLines) {
     const Folder folder;
     const std::string path = folder / "pairs";
     WriteFile(path,
@@ -365,7 +365,7 @@ TEST(PairFile, GivesThePairsAndPassesOverOtherLines) {
     EXPECT_EQ(Value(map, "kept"), "1");
 }
 
-TEST(PairFile, TellsAnEmptyFromAMissingAndAnUnreadableFile) {
+TEST(PairFile, DistinguishesEmptyMissingAndUnreadableFiles) {
     const Folder folder;
     WriteFile(folder / "empty", "");
     const Map map = NewMap();

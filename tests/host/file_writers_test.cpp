@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How section files are replaced: modes, owners, links, several writers, full disks and
-// what killed writers leave.
+// How section files are replaced: modes, owners, links, concurrent writers, full disks, and the
+// leftovers of killed writers.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -28,7 +28,7 @@ using zafo::test::ReadFile;
 using zafo::test::Value;
 using zafo::test::WriteFile;
 
-// Adds or changes one key of section "a", as the library saves a connection.
+// Adds or changes one key of section "a", the way the library saves a connection.
 int Save(const std::string &path, const std::string &key, const std::string &value) {
     const auto map = NewMap();
     if (QLIBCFileGetSection(path.c_str(), "a", map.get()) == 0 &&
@@ -39,7 +39,7 @@ int Save(const std::string &path, const std::string &key, const std::string &val
     return QLIBCFileSetSection(path.c_str(), "a", nullptr, map.get(), 0);
 }
 
-TEST(SectionFileWriter, ManyProcessesThatSaveAtOnceLoseNothing) {
+TEST(SectionFileWriter, ManyProcessesThatSaveConcurrentlyLoseNothing) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     constexpr int kProcesses = 12;
@@ -60,7 +60,7 @@ TEST(SectionFileWriter, ManyProcessesThatSaveAtOnceLoseNothing) {
     }
 }
 
-TEST(SectionFileWriter, ManyThreadsThatSaveAtOnceLoseNothing) {
+TEST(SectionFileWriter, ManyThreadsThatSaveConcurrentlyLoseNothing) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     std::vector<std::thread> threads;
@@ -101,7 +101,7 @@ TEST(SectionFileWriter, AReaderSeesTheOldOrTheNewTextWhileWritersAreKilled) {
     EXPECT_THAT(folder.Names(), UnorderedElementsAre("f.conf", "f.conf.lock"));
 }
 
-TEST(SectionFileWriter, AFileLeftByAKilledWriterIsNoObstacle) {
+TEST(SectionFileWriter, AFileLeftByAKilledWriterDoesNotHinder) {
     const Folder folder;
     const std::string path = folder / "f.conf";
     WriteFile(path + ".new", "half a fi");
@@ -199,7 +199,7 @@ TEST(SectionFileWriter, WaitsForTheLock) {
     EXPECT_EQ(ReadFile(path), "[a]\nk=v\n");
 }
 
-// A file that may not grow any further stands for the full disk.
+// A file size limit stands in for a full disk.
 TEST(SectionFileWriter, AFailedWriteLeavesTheOldTextAndNothingElse) {
     const Folder folder;
     const std::string path = folder / "f.conf";

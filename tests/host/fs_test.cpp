@@ -76,7 +76,7 @@ TEST_F(MakeFolder, GivesItToItsOwnerWithAllBits) {
     const std::string probe = folder_ / "probe";
     WriteFile(probe, "");
     if (chown(probe.c_str(), 1000, 1001) != 0) {
-        GTEST_SKIP() << "files cannot be given away in an ordinary user's root";
+        GTEST_SKIP() << "an ordinary user's root cannot change owners";
     }
     ASSERT_EQ(ZAFOFSMkdirP((folder_ / "home/alice").c_str(), 0, 1, 1000, 1001, 06700), 0);
     EXPECT_EQ(StatusOf(folder_ / "home/alice").st_uid, 1000U);
@@ -85,8 +85,8 @@ TEST_F(MakeFolder, GivesItToItsOwnerWithAllBits) {
     EXPECT_EQ(StatusOf(folder_ / "home").st_uid, geteuid());
 }
 
-// Only root can give a folder away; in an ordinary user's root not even root can.
-TEST_F(MakeFolder, LeavesNothingWhenItCannotBeGivenAway) {
+// Only root can change an owner; in an ordinary user's private root not even root can.
+TEST_F(MakeFolder, LeavesNothingWhenItsOwnerCannotBeChanged) {
     fs::permissions(folder_.Path(), fs::perms(0777));
     const bool changed = seteuid(1000) == 0;
     const int result = ZAFOFSMkdirP((folder_ / "a/b").c_str(), 0, 1, 2000, 2000, 0700);
@@ -128,7 +128,7 @@ TEST_F(MakeFolder, FollowsNoLink) {
     EXPECT_TRUE(fs::is_empty(folder_ / "elsewhere/there"));
 }
 
-TEST_F(MakeFolder, IsStoppedByWhatIsNoFolder) {
+TEST_F(MakeFolder, FailsIfAPartOfThePathIsNotAFolder) {
     WriteFile(folder_ / "file", "kept");
     ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
     for (const char *name : {"file", "file/new", "pipe", "pipe/new"}) {

@@ -38,7 +38,7 @@ class Certificates : public LdapServer {
     static std::string Server() { return ReadFile(kTls + "server.pem"); }
     static std::string Authority() { return ReadFile(kTls + "ca.pem"); }
 
-    // Puts a certificate of our authority in place that has that many days left.
+    // Installs a certificate from our authority that is valid for that many more days.
     static void IssueFor(int days) {
         Shell("cd " + kTls +
               "; openssl req -new -key server.key -subj /CN=old -out /tmp/old.csr &&"
@@ -65,7 +65,7 @@ TEST_F(Certificates, AreMadeByAnAuthorityOfTheAppliancesOwn) {
 TEST_F(Certificates, ServersKeyIsForItsUserAlone) {
     Make();
     const passwd *account = ServerAccount();
-    if (account == nullptr) GTEST_SKIP() << "no files can be given to a user openldap";
+    if (account == nullptr) GTEST_SKIP() << "files cannot be given to the user openldap";
     struct stat facts {};
     ASSERT_EQ(stat((kTls + "server.key").c_str(), &facts), 0);
     EXPECT_EQ(facts.st_mode & 07777, 0640U);
@@ -157,7 +157,7 @@ TEST_F(Certificates, OfAnotherAuthorityAreNeverTouched) {
     EXPECT_EQ(ReadFile(kTls + "server.key"), key);
 }
 
-TEST_F(Certificates, WhoseKeyIsAnotherAreMadeAnew) {
+TEST_F(Certificates, WithTheWrongKeyAreReplaced) {
     Make();
     Shell("openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -out " + kTls +
           "server.key");
@@ -166,7 +166,7 @@ TEST_F(Certificates, WhoseKeyIsAnotherAreMadeAnew) {
               Shell("openssl pkey -pubout -in " + kTls + "server.key"));
 }
 
-TEST_F(Certificates, OfAnAuthorityWhoseKeyIsLostAreMadeAnewWithIt) {
+TEST_F(Certificates, OfAnAuthorityWhoseKeyIsLostAreReplacedTogetherWithIt) {
     Make();
     const std::string authority = Authority();
     std::filesystem::remove(kTls + "ca.key");
@@ -176,7 +176,7 @@ TEST_F(Certificates, OfAnAuthorityWhoseKeyIsLostAreMadeAnewWithIt) {
     EXPECT_THAT(ReadFile(kTrust), HasSubstr(Authority()));
 }
 
-TEST_F(Certificates, LeaveWhatElseTheAdministratorTrusts) {
+TEST_F(Certificates, KeepWhatElseTheAdministratorTrusts) {
     std::filesystem::create_directories("/usr/zafo/etc/ssl");
     WriteFile(kTrust, "# office\nanother authority\n");
     Make();
@@ -184,7 +184,7 @@ TEST_F(Certificates, LeaveWhatElseTheAdministratorTrusts) {
     EXPECT_THAT(ReadFile(kTrust), HasSubstr(Authority()));
 }
 
-TEST_F(Certificates, LeaveNothingElseBehind) {
+TEST_F(Certificates, LeaveNoOtherFiles) {
     Make();
     std::filesystem::create_directory(kTls + ".new.killed");
     Make();
@@ -195,7 +195,7 @@ TEST_F(Certificates, LeaveNothingElseBehind) {
                                                      "server.pem"));
 }
 
-TEST_F(Certificates, MadeByTwoAtOnceFitTogether) {
+TEST_F(Certificates, MadeConcurrentlyMatch) {
     Shell(kStart + " --certificates-only & " + kStart + " --certificates-only && wait $!");
     Shell("openssl verify -CAfile " + kTrust + " " + kTls + "server.pem");
     EXPECT_EQ(Shell("openssl x509 -noout -pubkey -in " + kTls + "server.pem"),

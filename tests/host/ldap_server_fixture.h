@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The appliance's directory server as its service starts it, with the system's
-// OpenLDAP clients and openssl beside it.
+// The appliance's directory server as started by its service, with the system's OpenLDAP clients
+// and openssl.
 #pragma once
 
 #include <pwd.h>
@@ -31,7 +31,7 @@ inline const std::string kData = "/usr/zafo/etc/openldap/data";
 inline const std::string kServerPidFile = "/var/run/slapd.pid";
 inline constexpr char kAdmin[] = "cn=admin,dc=example,dc=com";
 
-// A shell command that must succeed; what it writes.
+// The output of a shell command that must succeed.
 inline std::string Shell(const std::string &command) {
     const rig::ProgramRun run = rig::RunProgram({"/bin/bash", "-c", command});
     EXPECT_EQ(run.exit_code, 0) << command << "\n" << run.err;
@@ -44,7 +44,7 @@ inline rig::ProgramRun StartProgram(const std::string &option = "") {
     return rig::RunProgram(command);
 }
 
-// The server's account where files can be given to it; an ordinary user's root maps no other user.
+// The server's account if files can be given to it; an ordinary user's root maps no other user.
 inline const passwd *ServerAccount() {
     const passwd *account = getpwnam("openldap");
     const Folder folder;
@@ -70,7 +70,7 @@ class LdapServer : public testing::Test {
             std::filesystem::remove_all(path);
     }
 
-    // slapd.conf with a root password, and rules that let everybody read but passwords.
+    // A slapd.conf with a root password, and rules that let everyone read all but passwords.
     static void Configure(const std::string &password = "geheim") {
         password_ = password;
         const std::string hash =

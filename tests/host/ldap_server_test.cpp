@@ -17,7 +17,7 @@ using testing::StartsWith;
 
 const std::string kBase = "dn: dc=example,dc=com\nobjectClass: domain\ndc: example\n\n";
 
-// What the system log gets from its making on.
+// The system log since the object was created.
 class NewLog {
   public:
     NewLog() : before_(ReadFile(kPath).size()) {}
@@ -26,7 +26,7 @@ class NewLog {
         return ReadFile(kPath).find(text, before_) != std::string::npos;
     }
 
-    // Another process writes the log: waits for a line that comes after all others.
+    // The log is written by another process: waits for a line sent after all others.
     void WaitUntil(const std::string &mark) const {
         rig::RunProgram({"logger", mark});
         for (int i = 0; i < 500 && !Has(mark); ++i)
@@ -49,7 +49,7 @@ TEST_F(LdapServer, TemplateIsAConfigurationThatSlapdTakes) {
     EXPECT_EQ(run.out + run.err, "config file testing succeeded\n");
 }
 
-TEST_F(LdapServer, NobodyIsTheAdministratorOfTheTemplate) {
+TEST_F(LdapServer, TheTemplatesAdministratorCannotLogIn) {
     Configure();
     std::filesystem::remove(kConf);
     const Map nothing = NewMap();
@@ -89,7 +89,7 @@ TEST_F(LdapServer, SpeaksNoTlsBefore12) {
     EXPECT_FALSE(connects("-tls1"));
 }
 
-// What the unit for systemd leaves the start program of root's rights.
+// The rights that the systemd unit leaves to the start program.
 TEST_F(LdapServer, StartsWithTheRightsOfItsSystemdUnit) {
     if (geteuid() != 0 || ServerAccount() == nullptr) GTEST_SKIP() << "this root has one account";
     Configure();
@@ -115,7 +115,7 @@ TEST_F(LdapServer, RunsAsItsOwnUser) {
     Configure();
     Start();
     const passwd *account = ServerAccount();
-    if (account == nullptr) GTEST_SKIP() << "no files can be given to a user openldap";
+    if (account == nullptr) GTEST_SKIP() << "files cannot be given to the user openldap";
     const pid_t pid = QLIBCReadPidFile(kServerPidFile.c_str());
     struct stat facts {};
     ASSERT_EQ(stat(("/proc/" + std::to_string(pid)).c_str(), &facts), 0);
@@ -170,7 +170,7 @@ TEST_F(LdapServer, ListensWhereItsSettingsSay) {
     EXPECT_FALSE(answers("ldap://127.0.0.1:389"));
 }
 
-TEST_F(LdapServer, ListsEverythingToWhoHasLoggedInAndAPageToAnybody) {
+TEST_F(LdapServer, ListsEverythingToAuthenticatedUsersAndAPageToAnonymousOnes) {
     Configure();
     Start();
     std::string ldif = kBase;
@@ -284,7 +284,7 @@ INSTANTIATE_TEST_SUITE_P(Host, LdapServerLog, testing::Values("none", "stats"),
 
 // --- Starts that fail ---------------------------------------------------------
 
-// The one line that the start program says.
+// The single line printed by the start program.
 std::string Reason() {
     const rig::ProgramRun run = StartProgram();
     EXPECT_EQ(run.exit_code, 1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The groups of the system's own files.
+// Groups in the system's own files.
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -58,7 +58,7 @@ TEST_F(LocalGroup, OfTheSystemIsFoundSoThatItsNameAndNumberAreTaken) {
     EXPECT_EQ(ErrorOf([&] { return ZAFOGroupGetLocalByGID(0, &group_); }), 0);
 }
 
-TEST_F(LocalGroup, ThatIsNotThereLeavesTheRecordAsItWas) {
+TEST_F(LocalGroup, ThatDoesNotExistLeavesTheRecordAsItWas) {
     ASSERT_EQ(GetGroup("staff"), 0);
     EXPECT_EQ(GetGroup("team"), QLIB_ERR_NO_SUCH_GROUP);
     EXPECT_EQ(ErrorOf([&] { return ZAFOGroupGetLocal("Staff", &group_); }), QLIB_ERR_NO_SUCH_GROUP);
@@ -135,7 +135,7 @@ TEST_F(LocalGroup, IsRefusedAndNothingIsWritten) {
     EXPECT_EQ(ErrorOf([&] { return ZAFOGroupSet(1, group_); }), QLIB_ERR_BAD_ARGUMENT);
 }
 
-TEST_F(LocalGroup, IsNotThereWhenItsFilesCannotBeWritten) {
+TEST_F(LocalGroup, DoesNotExistWhenItsFilesCannotBeWritten) {
     const std::string before = Everything();
     EXPECT_TRUE(InProcesses(1, [&](int) {
         signal(SIGXFSZ, SIG_IGN);

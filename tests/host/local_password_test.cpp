@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Stored passwords of local users: crypt hashes, Samba hashes; and how many users there may be.
+// Stored passwords of local users: crypt hashes, Samba hashes; and the number of users allowed.
 #include <thread>
 
 #include "tests/host/account_fixture.h"
@@ -17,7 +17,7 @@ const std::string kNt = "8846f7eaee8fb117ad06bdd830b7586c";
 
 class LocalPassword : public LocalAccounts {
   protected:
-    // The two hashes with a blank between, or the platform error.
+    // The two hashes separated by a blank, or the platform error.
     static std::string Samba(const char *name) {
         char lm[33] = "untouched";
         char nt[33] = "untouched";
@@ -86,7 +86,7 @@ TEST_F(LocalPassword, IsImportedForAllUsersOrNone) {
     EXPECT_EQ(QLIBUserImportPasswd(names, crypts, none, nts, 0), 0);
 }
 
-TEST_F(LocalPassword, IsRefusedWhenItIsNoHash) {
+TEST_F(LocalPassword, IsRefusedUnlessItIsAHash) {
     struct Case {
         std::string crypt, lm, nt;
     };
@@ -123,7 +123,7 @@ TEST_F(LocalPassword, ReplacesTheSambaLineOfItsUserOnly) {
     EXPECT_EQ(ReadFile(kSmbPasswd), "# kept\n" + carol);
 }
 
-TEST_F(LocalPassword, OfSambaIsNoneWhereSambaLetsNobodyIn) {
+TEST_F(LocalPassword, OfSambaIsMissingWhereSambaAllowsNoLogin) {
     EXPECT_EQ(Samba("alice"), kNone + " " + kNone);
     for (const std::string &line :
          {"alice:1000:" + kLm + ":" + kNt + ":[DU         ]:LCT-5F000000:",
@@ -144,7 +144,7 @@ TEST_F(LocalPassword, OfSambaIsReadWithoutFlagsToo) {
     EXPECT_EQ(Samba("alice"), kNone + " " + kNt);
 }
 
-TEST_F(LocalPassword, OfSambaFitsItsBuffersOrIsNotThere) {
+TEST_F(LocalPassword, OfSambaFitsItsBuffersOrIsMissing) {
     char lm[33] = "untouched";
     char nt[33] = "untouched";
     const auto get = [&](const char *name, char *a, size_t cbA, char *b, size_t cbB) {
@@ -160,7 +160,7 @@ TEST_F(LocalPassword, OfSambaFitsItsBuffersOrIsNotThere) {
     EXPECT_STREQ(nt, "untouched");
 }
 
-TEST_F(LocalPassword, OfSambaIsNotReadFromWhatIsNoFile) {
+TEST_F(LocalPassword, OfSambaIsReadFromRegularFilesOnly) {
     std::filesystem::create_directories(kSmbPasswd);
     EXPECT_EQ(Samba("alice"), std::to_string(QLIB_ERR_OPEN_FAILED));
     EXPECT_EQ(Import("alice", "", kLm, kNt), QLIB_ERR_OPEN_FAILED);
@@ -183,7 +183,7 @@ TEST_F(LocalPassword, OfSambaIsReadBySambaItself) {
     const std::string out = ReadFile(folder / "out");
     std::string upper = kNt;
     std::transform(upper.begin(), upper.end(), upper.begin(), ::toupper);
-    // Newer releases of Samba have no use for the LM hash.
+    // Newer releases of Samba ignore the LM hash.
     EXPECT_THAT(out, MatchesRegex("alice:1000:(" + kLm + "|" + kNone + "):" + upper +
                                   ":\\[U          \\]:LCT-[0-9A-F]{8}:\nbob:1001:" + kNone + ":" +
                                   upper + ":\\[U          \\]:LCT-[0-9A-F]{8}:\n"));

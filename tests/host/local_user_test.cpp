@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Reading the users of the system's own files.
+// Reading users from the system's own files.
 #include "tests/host/account_fixture.h"
 
 namespace {
@@ -75,7 +75,7 @@ TEST_F(LocalUser, OfTheSystemIsFoundSoThatItsNameAndNumberAreTaken) {
     EXPECT_STREQ(user_->szName, "nobody");
 }
 
-TEST_F(LocalUser, ThatIsNotThereLeavesTheRecordAsItWas) {
+TEST_F(LocalUser, ThatDoesNotExistLeavesTheRecordAsItWas) {
     ASSERT_EQ(Get("alice"), 0);
     for (const char *name : {"bob", "Alice", "alic", "alice:x", "", "alice\nroot"}) {
         SCOPED_TRACE(name);
@@ -173,7 +173,7 @@ TEST_F(LocalUser, WithoutADayOfExpiryHasZero) {
     EXPECT_EQ(user_->nExpire, 0);
 }
 
-TEST_F(LocalUser, HasTheFirstGecosPartForANameAsItStands) {
+TEST_F(LocalUser, HasTheFirstGecosPartAsItsNameVerbatim) {
     AddPasswd("s:x:1005:1000:Smith & Sons,,:/:\nn:x:1006:1000::/:\n");
     ASSERT_EQ(Get("s"), 0);
     EXPECT_STREQ(user_->szFullname, "Smith & Sons");

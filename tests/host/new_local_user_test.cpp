@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Making users in the system's own files, which shadow-utils read and write too.
+// Creating users in the system's own files, which shadow-utils also read and write.
 #include <signal.h>
 #include <sys/resource.h>
 
@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 class NewLocalUser : public LocalAccounts {
   protected:
-    // All account files in one text.
+    // The content of all account files.
     static std::string Everything() {
         std::string all;
         for (const char *path : {"/etc/passwd", "/etc/shadow", "/etc/group", "/etc/gshadow",
@@ -39,7 +39,7 @@ class NewLocalUser : public LocalAccounts {
     }
 };
 
-TEST_F(NewLocalUser, StandsInTheFilesAndIsReadBack) {
+TEST_F(NewLocalUser, IsInTheFilesAndIsReadBack) {
     ZAFOUSER bob = Bob();
     bob.szPasswd = const_cast<char *>(kHash);
     bob.nExpire = 21000;
@@ -70,7 +70,7 @@ TEST_F(NewLocalUser, LeavesTheOtherLinesAndTheModesAsTheyAre) {
     EXPECT_EQ(ModeOf("/etc/shadow"), 0640U);
 }
 
-TEST_F(NewLocalUser, IsAsTheSystemsOwnToolsWantIt) {
+TEST_F(NewLocalUser, IsValidForTheSystemsOwnTools) {
     ZAFOUSER bob = WithPassword(kHash);
     ASSERT_EQ(Add(bob), 0);
     ASSERT_EQ(AddGroup("bobs", 1001, {"bob"}), 0);
@@ -90,7 +90,7 @@ TEST_F(NewLocalUser, GetsNoHomeFolder) {
     EXPECT_FALSE(std::filesystem::exists("/volume1"));
 }
 
-TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotSaid) {
+TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotGiven) {
     const ZAFOUSER plain = With([](ZAFOUSER &user) {
         user.pw_dir = nullptr;
         user.pw_shell = const_cast<char *>("");
@@ -112,7 +112,7 @@ TEST_F(NewLocalUser, HasTheDefaultsOfNewUsersForWhatIsNotSaid) {
     EXPECT_THAT(Line("/etc/shadow", "carol"), HasSubstr(":0:90::::"));
 }
 
-TEST_F(NewLocalUser, WhoMayNotChangeThePasswordIsReadBackAsThat) {
+TEST_F(NewLocalUser, WhoMayNotChangeThePasswordIsReadBackAsSuch) {
     ASSERT_EQ(Add(With([](ZAFOUSER &user) { user.blDisallowChangePasswd = 1; })), 0);
     ASSERT_EQ(Get("bob"), 0);
     EXPECT_EQ(user_->blDisallowChangePasswd, 1);
@@ -233,11 +233,13 @@ void SetText(char *&field, const char *text) {
 
 const std::vector<Refused> &Refusals() {
     static const std::vector<Refused> cases = {
-        {"a number below the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 999; }},
-        {"root's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 0; }},
-        {"a number above the ordinary ones", "the number", [](ZAFOUSER &u) { u.pw_uid = 60001; }},
-        {"nobody's number", "the number", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
-        {"no number", "the number", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
+        {"a number below the ordinary ones", "number out of range",
+         [](ZAFOUSER &u) { u.pw_uid = 999; }},
+        {"root's number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = 0; }},
+        {"a number above the ordinary ones", "number out of range",
+         [](ZAFOUSER &u) { u.pw_uid = 60001; }},
+        {"nobody's number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = 65534; }},
+        {"no number", "number out of range", [](ZAFOUSER &u) { u.pw_uid = UID_ERR; }},
         {"a number that is taken", "name or number is taken", [](ZAFOUSER &u) { u.pw_uid = 1000; }},
         {"a name that is taken", "name or number is taken",
          [](ZAFOUSER &u) { SetText(u.szName, "alice"); }},
@@ -251,28 +253,28 @@ const std::vector<Refused> &Refusals() {
          QLIB_ERR_NO_SUCH_GROUP},
         {"a system group", "the primary group", [](ZAFOUSER &u) { u.pw_gid = 1; },
          QLIB_ERR_NO_SUCH_GROUP},
-        {"a home with a separator", "the home folder",
+        {"a home with a separator", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a:/b"); }},
-        {"a home with a line break", "the home folder",
+        {"a home with a line break", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/a\nroot::0"); }},
-        {"a home with a control character of Latin-1", "the home folder",
+        {"a home with a control character of Latin-1", "invalid home folder",
          [](ZAFOUSER &u) {
              SetText(u.pw_dir,
                      "/a\xC2\x9B"
                      "2J");
          }},
-        {"a home that reads backwards", "the home folder",
+        {"a home that reads backwards", "invalid home folder",
          [](ZAFOUSER &u) { SetText(u.pw_dir, "/\u202Eanna"); }},
-        {"a line that shadow-utils take for damage", "its line is too long",
+        {"a line that shadow-utils take for damage", "its passwd line is too long",
          [](ZAFOUSER &u) {
              static const std::string long_name(1000, 'n');
              SetText(u.szFullname, long_name.c_str());
          }},
-        {"a relative home", "the home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
-        {"a shell with a line break", "the login shell",
+        {"a relative home", "invalid home folder", [](ZAFOUSER &u) { SetText(u.pw_dir, "home"); }},
+        {"a shell with a line break", "invalid login shell",
          [](ZAFOUSER &u) { SetText(u.pw_shell, "/bin/sh\nx"); }},
-        {"a relative shell", "the login shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
-        {"no name", "the name", [](ZAFOUSER &u) { u.szName = nullptr; }},
+        {"a relative shell", "invalid login shell", [](ZAFOUSER &u) { SetText(u.pw_shell, "sh"); }},
+        {"no name", "invalid name", [](ZAFOUSER &u) { u.szName = nullptr; }},
     };
     return cases;
 }
@@ -375,7 +377,7 @@ TEST_F(NewLocalUser, WithoutAShadowFileIsRefused) {
 }
 
 // A file size limit stands in for a full disk.
-TEST_F(NewLocalUser, IsNotThereWhenItsFilesCannotBeWritten) {
+TEST_F(NewLocalUser, DoesNotExistWhenItsFilesCannotBeWritten) {
     const std::string before = Everything();
     const bool failed = InProcesses(1, [](int) {
         signal(SIGXFSZ, SIG_IGN);
@@ -388,7 +390,7 @@ TEST_F(NewLocalUser, IsNotThereWhenItsFilesCannotBeWritten) {
     EXPECT_FALSE(std::filesystem::exists("/etc/shadow.new"));
 }
 
-TEST_F(NewLocalUser, WaitsForWhoHoldsTheLockOfTheAccountFiles) {
+TEST_F(NewLocalUser, WaitsForTheHolderOfTheAccountFilesLock) {
     int held[2];
     ASSERT_EQ(pipe(held), 0);
     const pid_t pid = fork();
@@ -423,8 +425,8 @@ TEST_F(NewLocalUser, IsNotMadeWhenTheLockCannotBeTaken) {
     EXPECT_EQ(Everything(), before);
 }
 
-// Ours, useradd's and threads of one process write at once: nobody's account is lost.
-TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
+// This library, useradd, and several threads of one process write concurrently: no account is lost.
+TEST_F(NewLocalUser, WorksAlongsideOtherWriters) {
     constexpr int kUsers = 20;
     const auto add = [](const std::string &prefix, uint32_t first) {
         int failed = 0;
@@ -455,8 +457,8 @@ TEST_F(NewLocalUser, GetsOnWithOtherWriters) {
     EXPECT_EQ(Run("test $(wc -l </etc/shadow) = 104"), 0);
 }
 
-// Whatever the moment, an account is there with its password or not at all.
-TEST_F(NewLocalUser, IsWholeOrNotThereWhenItsMakerIsKilled) {
+// At any moment an account either exists with its password or not at all.
+TEST_F(NewLocalUser, IsCompleteOrMissingWhenItsCreatorIsKilled) {
     const std::string passwd = ReadFile("/etc/passwd");
     int made = 0;
     for (int round = 0; round < 40; ++round) {

@@ -22,7 +22,7 @@
 
 namespace zafo::test {
 
-// A list under test; its address is handed to the functions.
+// A list under test; functions receive its address.
 class List {
   public:
     explicit List(int capacity = 1) : list_(QLIBCSzListAlloc(capacity)) {}
@@ -64,7 +64,7 @@ inline Map NewMap(const std::vector<std::pair<std::string, std::string>> &pairs 
     return map;
 }
 
-// The value under a key, "(none)" when there is none.
+// The value of a key, "(none)" if it does not exist.
 inline std::string Value(const Map &map, const std::string &key) {
     const char *value = QLIBCSzHashGetValue(map.get(), key.c_str());
     return value == nullptr ? "(none)" : value;
@@ -85,7 +85,7 @@ inline unsigned ModeOf(const std::filesystem::path &path) {
     return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0U;
 }
 
-// A folder of the test's own, removed at its end.
+// A test's own folder, removed at its end.
 class Folder {
   public:
     Folder() {
@@ -114,8 +114,8 @@ class Folder {
     std::filesystem::path path_;
 };
 
-// Runs `body(0)` to `body(count - 1)` in a process each, all at once. True when every one gave 0.
-// Other children, such as the private root's system log, are left alone.
+// Runs `body(0)` to `body(count - 1)` in separate processes, all concurrently. True if every one
+// returned 0. Other children, such as the private root's system log, are left alone.
 template <typename Body>
 bool InProcesses(int count, Body body) {
     std::vector<pid_t> pids;
@@ -132,7 +132,7 @@ bool InProcesses(int count, Body body) {
     return all;
 }
 
-// How many descriptors the process has open.
+// The number of open descriptors of this process.
 inline size_t OpenDescriptors() {
     size_t count = 0;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {

@@ -181,7 +181,7 @@ TEST(StartError, IsThatOfTheThreadsLastChild) {
         EXPECT_EQ(QLIBCStartError(nullptr, 0), EACCES);
     }).join();
     EXPECT_EQ(QLIBCStartError(nullptr, 0), ENOENT);
-    // One that ends with a failure was started.
+    // A program that exits with a failure has been started nonetheless.
     EXPECT_EQ(QLIBCExec("/bin/false", nullptr, nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(QLIBCStartError(nullptr, 0), 0);
 }
@@ -213,7 +213,7 @@ TEST(Pclose, RefusesAndLeavesOpenWhatPopenDidNotMake) {
     fclose(file);
 }
 
-TEST(Pclose, WaitsForAChildThatGoesOnAfterItsReaderLeft) {
+TEST(Pclose, WaitsForAChildThatContinuesAfterItsReaderLeft) {
     const Folder folder;
     const std::string script = "exec >&-; sleep 0.2; : >" + (folder / "done");
     FILE *stream = QLIBCPopen("/bin/sh", "r", "-c", script.c_str(), kEnd);
@@ -240,11 +240,11 @@ TEST(Pclose, LeavesNoDescriptorsAndNoChildren) {
     for (int i = 0; i < 50; ++i)
         Shell("echo x");
     EXPECT_EQ(OpenDescriptors(), before);
-    // The private root's system log may be a child too; none that ended is left.
+    // The private root's system log may be a child too; but no zombie is left.
     EXPECT_LE(waitpid(-1, nullptr, WNOHANG), 0);
 }
 
-TEST(Popen, ServesManyThreadsAtOnce) {
+TEST(Popen, ServesManyThreadsConcurrently) {
     std::vector<std::thread> threads;
     std::atomic<int> right = 0;
     for (int t = 0; t < 8; ++t) {
@@ -285,7 +285,7 @@ TEST(Exec, ANullEndsTheArgumentsEarly) {
     EXPECT_EQ(QLIBCExec("/bin/sh", "-c", "exit $#", nullptr, "ignored"), 0);
 }
 
-// The entries of the folder that a pattern names, as a child gets them.
+// The matches of a pattern in the folder, as a child receives them.
 std::string ArgumentsFor(const std::string &pattern, const std::string &output) {
     const std::string script = "printf '%s|' \"$@\" >" + output;
     EXPECT_EQ(QLIBCExec("/bin/sh", "-c", script.c_str(), "sh", pattern.c_str()), 0);
@@ -363,7 +363,7 @@ TEST(Execl, GivesTheWaitStatus) {
     EXPECT_EQ(QLIBCErrGet(), 0x0D00);
 }
 
-// What a child writes with `nFlags` when the caller's standard output is a file.
+// A child's output with `nFlags` when the caller's standard output is a file.
 std::string OutputOfExecv(int nFlags) {
     const Folder folder;
     EXPECT_EQ(InFork([&] {

@@ -22,7 +22,7 @@ class AccountRecord : public testing::Test {
         ZAFOGroupFree(group_);
     }
 
-    // Texts that are gone when the record is looked at.
+    // The original texts no longer exist when the record is examined.
     int MakeUser() {
         char texts[6][8] = {"alice", "secret", "Alice", "/home", "/bin/sh", "a@b"};
         const int result = ZAFOUserAlloc(&user_, texts[0], texts[1], 1000, 100, texts[2], texts[3],
@@ -92,7 +92,7 @@ TEST_F(AccountRecord, OfAGroupHoldsCopiesOfItsMembersInOrder) {
     EXPECT_THAT(Members(), ElementsAre("bob", "alice", "bob"));
 }
 
-TEST_F(AccountRecord, OfAGroupTellsNoMembersFromAnEmptyList) {
+TEST_F(AccountRecord, OfAGroupDistinguishesNoMembersFromAnEmptyList) {
     const char *const none[] = {nullptr};
     ASSERT_EQ(ZAFOGroupAlloc(&group_, "team", GID_ERR, none), 0);
     ASSERT_NE(group_->pszMembers, nullptr);
@@ -126,7 +126,7 @@ TEST_F(AccountRecord, WithoutANameIsRefusedAndTheOldOneStays) {
     EXPECT_EQ(ZAFOGroupAlloc(nullptr, "x", 1, nullptr), -1);
 }
 
-TEST_F(AccountRecord, IsFreedAlsoWhenThereIsNone) {
+TEST_F(AccountRecord, CanBeFreedWhenItIsNull) {
     ZAFOUserFree(nullptr);
     ZAFOGroupFree(nullptr);
 }

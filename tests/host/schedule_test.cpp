@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of periodic commands, and what a real cron makes of it.
+// The table of periodic commands, and how a real cron interprets it.
 #include "platform/schedule.h"
 
 #include <sys/stat.h>
@@ -86,7 +86,7 @@ struct TimeRow {
     const char *time;
 };
 
-TEST_F(Schedules, AreWrittenAsCronHasThem) {
+TEST_F(Schedules, AreWrittenInCronsFormat) {
     const TimeRow rows[] = {
         {{1, 4, 0, 4, 0, 0}, "0 4 * * *"},           {{1, 0, 30, 20, 4, 0}, "30 0-20/4 * * *"},
         {{1, 23, 59, 0, 0, 0}, "59 23 * * *"},       {{1, 0, 0, 23, 1, 0}, "0 0-23/1 * * *"},
@@ -177,7 +177,7 @@ TEST_F(Schedules, ThatNeverRunNeedNoCommand) {
     EXPECT_EQ(Table(), kHead);
 }
 
-TEST_F(Schedules, TakeThePlaceOfTheSameCommandOnly) {
+TEST_F(Schedules, ReplaceTheSameCommandOnly) {
     ASSERT_EQ(Set({1, 4, 0, 4, 0, 0}), 0);
     ASSERT_EQ(Set({2, 5, 0, 5, 0, 1}, "true"), 0);
     ASSERT_EQ(Set({1, 6, 0, 6, 0, 0}), 0);
@@ -206,7 +206,7 @@ TEST_F(Schedules, KeepWhatOthersWroteIntoTheFile) {
     EXPECT_EQ(Table(), std::string(kOfOthers) + "\n");
 }
 
-TEST_F(Schedules, AreRemovedWhoeverWroteThem) {
+TEST_F(Schedules, AreRemovedNoMatterWhoWroteThem) {
     const std::string backup(kBackup);
     WriteFile(kTable, "0 4 * * * root " + backup + "\n  @daily\troot\t" + backup +
                           "\n5 4 * * * root true\n" + "# schedule 0,0,0,0,0,0 never " + backup +
@@ -216,7 +216,7 @@ TEST_F(Schedules, AreRemovedWhoeverWroteThem) {
     EXPECT_EQ(Get(), "0x2200");
 }
 
-TEST_F(Schedules, RemovingOneThatIsNotThereIsDone) {
+TEST_F(Schedules, RemovingAMissingOneSucceeds) {
     EXPECT_EQ(ZAFOScheduleRemove(kBackup), 0);
     EXPECT_TRUE(Names().empty());
     WriteFile(kTable, kOfOthers);
@@ -265,7 +265,7 @@ std::time_t SecondOf(const char *path) {
     return stat(path, &status) == 0 ? status.st_mtime : 0;
 }
 
-// Cron looks at whole seconds.
+// Cron compares modification times in whole seconds.
 TEST_F(Schedules, ThatAreChangedTwiceInASecondLookChangedTwice) {
     ASSERT_EQ(Set({1, 4, 0, 4, 0, 0}), 0);
     for (int hour = 5; hour < 9; ++hour) {
@@ -284,7 +284,7 @@ TEST_F(Schedules, FailWithoutCronsFolder) {
     EXPECT_FALSE(std::filesystem::exists("/etc/cron.d"));
 }
 
-TEST_F(Schedules, FailWhereTheTableIsNoFile) {
+TEST_F(Schedules, FailIfTheTableIsNotAFile) {
     ASSERT_EQ(mkdir(kTable, 0755), 0);
     EXPECT_EQ(Set({1, 4, 0, 4, 0, 0}), -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_OPEN_FAILED);
@@ -294,7 +294,7 @@ TEST_F(Schedules, FailWhereTheTableIsNoFile) {
     EXPECT_EQ(Get(), "0x0900");
 }
 
-TEST_F(Schedules, FromManyProcessesAtOnceAreAllKept) {
+TEST_F(Schedules, FromManyConcurrentProcessesAreAllKept) {
     constexpr int kProcesses = 8;
     constexpr int kEach = 10;
     EXPECT_TRUE(zafo::test::InProcesses(kProcesses, [](int p) {
@@ -315,8 +315,8 @@ TEST_F(Schedules, FromManyProcessesAtOnceAreAllKept) {
     }
 }
 
-// A real cron that has just found the machine started: it runs what is marked "@reboot", if it
-// accepts the table that this stands in.
+// A real cron that believes the machine has just started: it runs entries marked "@reboot", if it
+// accepts the table that contains them.
 class RealCron : public Schedules {
   protected:
     void SetUp() override {
@@ -324,7 +324,7 @@ class RealCron : public Schedules {
         if (const std::string reason = Cron::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
     }
     void Start() { cron_.emplace(); }
-    // The entry of a command, run when cron starts instead of at its time.
+    // A command's entry, to be run when cron starts instead of at its time.
     static std::string AtStart(const std::string &command) {
         Set({1, 4, 0, 4, 0, 0}, command);
         std::string table = Table();
@@ -351,7 +351,7 @@ TEST_F(RealCron, AcceptsATableWithSchedulesOfEveryKind) {
     EXPECT_TRUE(Within(std::chrono::seconds(20), [&] { return std::filesystem::exists(mark); }));
 }
 
-// Why ZAFOScheduleSet takes no longer ones: the entries of others would go with it.
+// The reason for ZAFOScheduleSet's length limit: all other entries would be lost too.
 TEST_F(RealCron, RefusesATableWithALongerCommandAsAWhole) {
     WriteFile(kTable, "0 4 * * * root " + std::string(999, 'x') + "\n");
     Start();

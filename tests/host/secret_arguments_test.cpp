@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What becomes of the secrets in a directory tool's argument vector: the vector that the platform is given,
-// the one that the tool has, and the files in between.
+// What happens to the secrets in a directory tool's argument vector: the vector passed to the
+// platform, the one that the tool receives, and the files in between.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -183,7 +183,7 @@ TEST_F(SecretArgument, LeavesEveryFunctionThatStartsATool) {
     EXPECT_THAT(words, ElementsAre(kSearch, "-w", "secret"));
 }
 
-TEST_F(SecretArgument, OfAnotherProgramIsNoneOfThePlatformsBusiness) {
+TEST_F(SecretArgument, OfAnotherProgramIsIgnoredByThePlatform) {
     FILE *stream = QLIBCPopen("/bin/echo", "r", "-w", "plain", kEnd);
     ASSERT_NE(stream, nullptr);
     char line[64] = "";
@@ -192,7 +192,7 @@ TEST_F(SecretArgument, OfAnotherProgramIsNoneOfThePlatformsBusiness) {
     EXPECT_STREQ(line, "-w plain\n");
 }
 
-// The kernel's own check of what is open: a name in "/proc" opens the file anew.
+// The kernel checks access again here: a name in "/proc" reopens the file.
 TEST_F(SecretArgument, CannotBeChangedInItsFile) {
     tools_.On("ldapsearch").Hang();
     FILE *stream = QLIBCPopen(kSearch.c_str(), "r", "-w", "secret", kEnd);
@@ -233,12 +233,12 @@ size_t HeldMemoryFiles() {
     return held;
 }
 
-// The caller's own process does not hold it while a tool runs that it waits for.
+// The caller's process does not keep it open while it waits for a tool.
 TEST_F(SecretArgument, IsClosedInTheCallerAsSoonAsTheToolRuns) {
     tools_.On("ldapsearch").WaitForFile("/tmp/secret-argument-go");
     std::thread waiting([] { QLIBCExec(kSearch.c_str(), "-w", "secret", nullptr, nullptr); });
     EXPECT_TRUE(tools_.WaitForCalls(1));
-    // The tool may run before the thread that started it does.
+    // The tool may run before the thread that started it.
     for (int i = 0; i < 500 && HeldMemoryFiles() != 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(HeldMemoryFiles(), 0U);
@@ -267,7 +267,7 @@ TEST_F(SecretArgument, OfOneThreadIsNeverInTheToolOfAnother) {
     }
 }
 
-TEST_F(SecretArgument, NeverStandsWhereAStandardStreamIsMissing) {
+TEST_F(SecretArgument, IsNeverUsedForAMissingStandardStream) {
     for (int closed = 1; closed < 8; ++closed) {
         EXPECT_EQ(InFork([closed] {
                       for (int fd = 0; fd < 3; ++fd) {
@@ -285,7 +285,7 @@ TEST_F(SecretArgument, NeverStandsWhereAStandardStreamIsMissing) {
 
 TEST_F(SecretArgument, ThatCannotBeHiddenStartsNothing) {
     if (InFork([] { return FailSystemCall(SYS_memfd_create, ENOSYS) ? 0 : 1; }) != 0)
-        GTEST_SKIP() << "the kernel has no filter for system calls";
+        GTEST_SKIP() << "the kernel cannot filter system calls";
     struct Failure {
         int error, code;
     };
@@ -312,7 +312,7 @@ TEST_F(SecretArgument, ThatCannotBeHiddenStartsNothing) {
         EXPECT_THAT(call.executed, ElementsAre(kSearch, "-x"));
 }
 
-// Opens files until only so many more can be opened.
+// Opens files until only that many more can be opened.
 void LeaveDescriptors(int free) {
     const rlimit low{64, 64};
     setrlimit(RLIMIT_NOFILE, &low);
@@ -344,7 +344,7 @@ TEST_F(SecretArgument, WithoutDescriptorsStartsTheToolOrNothing) {
         EXPECT_THAT(result, testing::AnyOf(0, 1)) << free << " descriptors";
         started += result == 0 ? 1 : 0;
     }
-    // A pipe and two secrets are four; more than enough is ten.
+    // A pipe and two secrets take four; ten are more than enough.
     EXPECT_GT(started, 0U);
     EXPECT_LE(started, size_t{kMost} + 1 - 4);
     EXPECT_THAT(tools_.Calls(), SizeIs(started));

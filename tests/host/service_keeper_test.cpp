@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Services that are started again when they end by themselves, played by shell scripts under the real paths
-// of a private root.
+// Services that are restarted when they end by themselves, simulated by shell scripts under the
+// real paths of a private root.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,7 +45,7 @@ constexpr const char *kGoodStart =
     "echo start >>/tmp/kept/calls\nsetsid sleep 1000 >/dev/null 2>&1 &\necho $! >/tmp/kept/pid\n";
 
 void WriteProgram(const std::string &path, const std::string &body) {
-    // A program that runs cannot be written to, its place can be taken.
+    // A running program cannot be written to, but it can be replaced.
     WriteFile(path + ".new", "#!/bin/bash\n" + body);
     fs::permissions(path + ".new", fs::perms::owner_all);
     fs::rename(path + ".new", path);
@@ -72,7 +72,7 @@ int Starts() {
     return static_cast<int>(std::count(calls.begin(), calls.end(), '\n'));
 }
 
-// All processes that run a program of that name.
+// The number of processes that run a program of that name.
 int Running(const std::string &name) {
     int count = 0;
     for (const auto &entry : fs::directory_iterator("/proc")) {
@@ -108,7 +108,7 @@ class KeptService : public testing::Test {
         return Becomes([] { return Running("zafo-service-keeper") == 0; });
     }
 
-    // Ends the service's process and waits for the next one.
+    // Kills the service's process and waits for the next one.
     static bool ComesBackAfter(int signal) {
         const ProcessId before = Record().service;
         kill(before.pid, signal);
@@ -116,7 +116,7 @@ class KeptService : public testing::Test {
     }
 };
 
-TEST_F(KeptService, ThatIsKilledIsStartedAgain) {
+TEST_F(KeptService, ThatIsKilledIsRestarted) {
     Start();
     const ProcessId keeper = Record().keeper;
     EXPECT_TRUE(ComesBackAfter(SIGSEGV));
@@ -139,7 +139,7 @@ TEST_F(KeptService, IsCountedEachTime) {
     EXPECT_EQ(facts.st_mode & 07777, 0644U);
 }
 
-TEST_F(KeptService, ThatFailsIsStartedAgain) {
+TEST_F(KeptService, ThatFailsIsRestarted) {
     WriteProgram("/tmp/kept/start",
                  "echo start >>/tmp/kept/calls\n"
                  "setsid bash -c 'until [ -e /tmp/kept/fail ]; do sleep 0.01; done; "
@@ -151,7 +151,7 @@ TEST_F(KeptService, ThatFailsIsStartedAgain) {
     EXPECT_THAT(ReadFile(kEnds), HasSubstr("exit_code=3\n"));
 }
 
-TEST_F(KeptService, ThatEndsAsItIsAskedToIsLeftAtThat) {
+TEST_F(KeptService, ThatEndsOnRequestIsNotRestarted) {
     for (const int signal : {SIGTERM, SIGHUP}) {
         SCOPED_TRACE(signal);
         Start();
@@ -173,7 +173,7 @@ TEST_F(KeptService, ThatIsStoppedHasNoKeeper) {
     EXPECT_EQ(Starts(), 1);
 }
 
-// Its keeper waits for seconds after starts that fail.
+// Its keeper waits for seconds after failed starts.
 class WaitingService : public KeptService {
   protected:
     void SetUp() override {
@@ -187,7 +187,7 @@ class WaitingService : public KeptService {
     zafo::ServiceRecord first_;
 };
 
-TEST_F(WaitingService, ThatIsStoppedHasNoKeeperAtOnce) {
+TEST_F(WaitingService, ThatIsStoppedLosesItsKeeperImmediately) {
     const auto before = steady_clock::now();
     EXPECT_EQ(QLIBServiceStop("kept", 0), 0);
     EXPECT_TRUE(NoKeeperIsLeft());
@@ -209,7 +209,7 @@ TEST_F(WaitingService, StartsWhenItCanAgain) {
     EXPECT_EQ(Record().keeper, first_.keeper);
 }
 
-TEST_F(KeptService, ThatIsNotEnabledAnyMoreIsNotStartedAgain) {
+TEST_F(KeptService, ThatIsNoLongerEnabledIsNotRestarted) {
     Start();
     ASSERT_EQ(QLIBServiceDisable("kept"), 0);
     EXPECT_TRUE(Lives(Record().service));
@@ -218,7 +218,7 @@ TEST_F(KeptService, ThatIsNotEnabledAnyMoreIsNotStartedAgain) {
     EXPECT_EQ(Starts(), 1);
 }
 
-TEST_F(KeptService, GoesOnWithoutItsKeeper) {
+TEST_F(KeptService, ContinuesWithoutItsKeeper) {
     for (const int signal : {SIGTERM, SIGKILL}) {
         SCOPED_TRACE(signal);
         Start();
@@ -233,8 +233,8 @@ TEST_F(KeptService, GoesOnWithoutItsKeeper) {
     }
 }
 
-// However close the two come, what was stopped stays stopped.
-TEST_F(KeptService, IsStoppedForGoodWhileItIsStartedAgain) {
+// A stop always wins, however close the two are.
+TEST_F(KeptService, IsStoppedForGoodWhileItIsRestarted) {
     for (int i = 0; i < 20; ++i) {
         Start();
         kill(Record().service.pid, SIGKILL);
@@ -247,7 +247,7 @@ TEST_F(KeptService, IsStoppedForGoodWhileItIsStartedAgain) {
     }
 }
 
-TEST_F(KeptService, WhoseStarterIsKilledStartsAllTheSame) {
+TEST_F(KeptService, WhoseStarterIsKilledStartsNonetheless) {
     WriteProgram("/tmp/kept/start", std::string("touch /tmp/kept/begun\nsleep 0.3\n") + kGoodStart);
     const pid_t starter = fork();
     ASSERT_GE(starter, 0);
@@ -286,7 +286,7 @@ TEST_F(KeptService, WhosePidFileNamesAForeignProcessHasNotStarted) {
 }
 
 struct FailureRow {
-    const char *start;  // nullptr: there is no such program
+    const char *start;  // nullptr: the program does not exist
     int error;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Services played by shell scripts, under the real paths of a private root.
+// Services simulated by shell scripts, under the real paths of a private root.
 #include "platform/service.h"
 
 #include <fcntl.h>
@@ -37,7 +37,7 @@ constexpr const char *kSwitch = "/usr/zafo/etc/service/demo.enabled";
 constexpr const char *kRecord = "/run/zafo-service/demo";
 constexpr const char *kPidFile = "/tmp/demo/pid";
 
-// Leaves a process in the background that ends at SIGTERM.
+// Leaves a background process that ends on SIGTERM.
 constexpr const char *kGoodStart =
     "echo start >>/tmp/demo/calls\nsetsid sleep 1000 >/dev/null 2>&1 &\necho $! >/tmp/demo/pid\n";
 
@@ -50,7 +50,7 @@ pid_t PidInFile() {
     return QLIBCReadPidFile(kPidFile);
 }
 
-// A process that has nothing to do with the service.
+// A process unrelated to the service.
 class Stranger {
   public:
     Stranger() {
@@ -67,7 +67,7 @@ class Stranger {
     }
     pid_t Pid() const { return pid_; }
     bool Lives() const { return QLIBCProcAlive(pid_) == 1; }
-    // Ended, and not yet waited for.
+    // Has ended, but has not been waited for.
     void BecomeZombie() const {
         kill(pid_, SIGKILL);
         siginfo_t info;
@@ -104,7 +104,7 @@ class Service : public testing::Test {
                       more);
     }
 
-    // Starts and remembers the process, which must be gone after the test.
+    // Starts the service and remembers its process, which must be gone after the test.
     int Start() {
         const int result = QLIBServiceStart("demo", 0);
         if (started_ == 0) started_ = PidInFile();
@@ -159,7 +159,7 @@ TEST_F(Service, ThatIsNotEnabledDoesNotStart) {
 TEST_F(Service, GetsNoDescriptorOfItsCaller) {
     const int own = open("/dev/zero", O_RDONLY);
     ASSERT_EQ(Start(), 0);
-    // A program that is being loaded opens and closes files of its own.
+    // A program being loaded opens and closes files itself.
     std::vector<std::string> targets;
     for (const auto &entry : fs::directory_iterator("/proc/" + std::to_string(started_) + "/fd")) {
         std::error_code gone;
@@ -185,7 +185,7 @@ TEST_F(Service, LeavesNoDescriptorOpenInItsCaller) {
 
 struct FailureRow {
     const char *name;
-    const char *start;  // the start program; nullptr: there is none
+    const char *start;  // the start program; nullptr: it does not exist
     int error;
 };
 
@@ -242,13 +242,13 @@ TEST_F(Service, ThatDoesNotEndIsLeftAlone) {
     EXPECT_TRUE(fs::exists(kRecord));
 }
 
-TEST_F(Service, WhosePidFileIsStaleIsTakenForStopped) {
+TEST_F(Service, WithAStalePidFileCountsAsStopped) {
     WriteFile(kPidFile, "999999\n");
     EXPECT_EQ(QLIBServiceStop("demo", 0), 0);
     EXPECT_FALSE(fs::exists(kPidFile));
 }
 
-TEST_F(Service, NeverEndsAStrangerThatThePidFileNames) {
+TEST_F(Service, NeverKillsAForeignProcessNamedByThePidFile) {
     const Stranger stranger;
     WriteFile(kPidFile, std::to_string(stranger.Pid()) + "\n");
     EXPECT_EQ(QLIBServiceStop("demo", 0), 0);
@@ -256,7 +256,7 @@ TEST_F(Service, NeverEndsAStrangerThatThePidFileNames) {
     EXPECT_FALSE(fs::exists(kPidFile));
 }
 
-TEST_F(Service, NeverEndsAStrangerThatHasGotItsNumber) {
+TEST_F(Service, NeverKillsAForeignProcessThatHasItsPid) {
     const Stranger stranger;
     fs::create_directories("/run/zafo-service");
     WriteFile(kRecord, std::to_string(stranger.Pid()) + " 1\n");
@@ -267,7 +267,7 @@ TEST_F(Service, NeverEndsAStrangerThatHasGotItsNumber) {
     EXPECT_FALSE(fs::exists(kRecord));
 }
 
-TEST_F(Service, IsNotTakenForAStrangerWhenItStarts) {
+TEST_F(Service, IsNotMistakenForAForeignProcessWhenItStarts) {
     const Stranger stranger;
     WriteFile(kPidFile, std::to_string(stranger.Pid()) + "\n");
     EXPECT_EQ(Start(), 0);
@@ -335,7 +335,7 @@ TEST_F(Service, ThatCannotBeEnabledSaysSo) {
     EXPECT_EQ(QLIBCErrGet(), 0x0B00);
 }
 
-TEST_F(Service, ThatIsNotDescribedIsNone) {
+TEST_F(Service, WithoutADescriptionDoesNotExist) {
     for (const char *text : {"pid_file=/tmp/demo/pid\n", "start=/bin/true\n",
                              "start=/bin/true\npid_file=demo/pid\n", "start=\npid_file=/x\n"}) {
         SCOPED_TRACE(text);
@@ -380,13 +380,13 @@ TEST_F(Service, WhoseStartProgramsResultIsLostHasNotStarted) {
     EXPECT_FALSE(fs::exists(kRecord));
 }
 
-TEST_F(Service, StartedByManyAtOnceIsStartedOnce) {
+TEST_F(Service, StartedConcurrentlyIsStartedOnce) {
     EXPECT_TRUE(zafo::test::InProcesses(8, [](int) { return QLIBServiceStart("demo", 0); }));
     started_ = PidInFile();
     EXPECT_EQ(Calls(), "start\n");
 }
 
-// systemctl played by a script that is mounted over the real one.
+// A script mounted over the real systemctl.
 class SystemdUnit : public Service {
   protected:
     void SetUp() override {
@@ -414,7 +414,7 @@ class SystemdUnit : public Service {
         Service::TearDown();
     }
 
-    // The verbs that systemctl was called with.
+    // The verbs passed to systemctl.
     std::vector<std::string> Verbs() const {
         std::vector<std::string> verbs;
         std::istringstream calls(Calls());

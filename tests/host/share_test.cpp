@@ -88,11 +88,11 @@ TEST_F(Share, IsReadAsTheManualPageOfTheFileSays) {
     }
 }
 
-TEST_F(Share, IsNotThereWithoutTheFile) {
+TEST_F(Share, DoesNotExistWithoutTheFile) {
     EXPECT_EQ(PathOf("a"), "0x2200");
 }
 
-TEST_F(Share, CannotBeLookedUpInWhatIsNoFile) {
+TEST_F(Share, IsOnlyLookedUpInARegularFile) {
     ASSERT_EQ(mkdir(kSettings, 0700), 0);
     EXPECT_EQ(PathOf("a"), "0x0900");
 }

@@ -52,7 +52,7 @@ TEST(SzHash, AValueOfTheMapCanBeStoredUnderAnotherOrTheSameKey) {
     EXPECT_EQ(Value(map, "a"), expected.substr(2));
 }
 
-TEST(SzHash, RemovesAKeyAlsoWhenItIsNotThere) {
+TEST(SzHash, RemovingAMissingKeySucceeds) {
     const Map map = NewMap({{"k", "v"}});
     EXPECT_EQ(QLIBCSzHashRemoveKey(map.get(), "k"), 0);
     EXPECT_EQ(QLIBCSzHashRemoveKey(map.get(), "k"), 0);
@@ -64,7 +64,7 @@ TEST(SzHash, HoldsEmptyKeysAndValues) {
     EXPECT_EQ(Value(map, ""), "");
 }
 
-TEST(SzHash, AnAbsentKeyIsNoError) {
+TEST(SzHash, AnAbsentKeyIsNotAnError) {
     const Map map = NewMap();
     QLIBCErrSet(QLIB_ERR_NONE);
     EXPECT_EQ(QLIBCSzHashGetValue(map.get(), "k"), nullptr);

@@ -148,7 +148,7 @@ TEST(SzList, AStringThatStandsInTheListItselfCanBeGiven) {
     List list;
     const std::string text(40, 'y');
     list.Fill({text});
-    // So often that the block moves in each of the three functions.
+    // Often enough that each of the three functions moves the block.
     for (int i = 0; i < 200; ++i) {
         ASSERT_EQ(QLIBCSzListPush(list.Address(), QLIBCSzListGet(list, 0)), 0);
         ASSERT_EQ(QLIBCSzListInsert(list.Address(), 0, QLIBCSzListGet(list, list->nItem - 1)), 0);
@@ -174,7 +174,7 @@ TEST(SzList, RemovesItems) {
     EXPECT_EQ(QLIBCSzListRemove(list, 0), -1);
 }
 
-// The list against a vector of strings, through every function that changes it.
+// Compares the list with a vector of strings, using every function that changes it.
 TEST(SzList, BehavesAsAVectorOfStringsUnderRandomChanges) {
     std::mt19937 random(20240501);
     List list;
@@ -300,7 +300,7 @@ TEST(SzList, RefusesBadArguments) {
     QLIBCSzListFree(nullptr);
 }
 
-// Out of memory by a limit on the address space; the sanitizers reserve more than any limit.
+// Uses up memory by limiting the address space; the sanitizers reserve more than any limit.
 const bool kLimitable = !zafo::rig::IsSanitized();
 
 class AddressSpaceLimit {
@@ -319,7 +319,8 @@ class AddressSpaceLimit {
 };
 
 TEST(SzList, StaysAsItIsWhenMemoryRunsOut) {
-    if (!kLimitable) GTEST_SKIP() << "the address sanitizer leaves no address space to limit";
+    if (!kLimitable)
+        GTEST_SKIP() << "the address sanitizer does not work with a limited address space";
     List list;
     // Larger than anything freed before, so that the heap cannot serve it.
     const std::string large(64 << 20, 'z');

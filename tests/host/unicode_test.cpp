@@ -5,7 +5,7 @@
 
 namespace {
 
-// Whether this build knows the letters beyond ASCII.
+// Whether this build handles letters beyond ASCII.
 constexpr bool kUnicode = sizeof(void *) == 8;
 
 TEST(Utf8CaseCompare, IgnoresTheCaseOfAsciiLetters) {

@@ -167,7 +167,7 @@ std::ostream &operator<<(std::ostream &out, const AttributeRow &row) {
 
 class UserAttribute : public testing::TestWithParam<AttributeRow> {};
 
-TEST_P(UserAttribute, IsOpenToWhomTheRulesSay) {
+TEST_P(UserAttribute, IsAccessibleAsTheRulesSay) {
     const AttributeRow &row = GetParam();
     for (const Who who : kEverybody) {
         EXPECT_EQ(Rights(who, Server().UserDN("anna"), row.attribute), row.rights[who])
@@ -197,7 +197,7 @@ std::string RightsBySlapacl(Who who, const std::string &dn, const std::string &a
     return rights;
 }
 
-TEST_P(UserAttribute, IsOpenToTheSameBySlapacl) {
+TEST_P(UserAttribute, IsAccessibleToTheSameAccordingToSlapacl) {
     const AttributeRow &row = GetParam();
     for (const Who who : kEverybody) {
         EXPECT_EQ(RightsBySlapacl(who, Server().UserDN("anna"), row.attribute), row.rights[who])
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(AccessRules, UserAttribute, testing::ValuesIn(kAttribut
 
 class AdministratorsAttribute : public testing::TestWithParam<AttributeRow> {};
 
-TEST_P(AdministratorsAttribute, IsOpenToWhomTheRulesSay) {
+TEST_P(AdministratorsAttribute, IsAccessibleAsTheRulesSay) {
     const AttributeRow &row = GetParam();
     for (const Who who : kEverybody) {
         EXPECT_EQ(Rights(who, Server().UserDN("chief"), row.attribute), row.rights[who])
@@ -246,7 +246,7 @@ TEST(AccessRules, OnlyOperatorsAndTheAdministratorAddEntries) {
     }
 }
 
-TEST(AccessRules, EverybodyReadsWhatTheServerIs) {
+TEST(AccessRules, EveryoneReadsTheServersDescription) {
     for (const Who who : kEverybody) {
         EXPECT_TRUE(Reads(who, "", "namingContexts")) << kNames[who];
         EXPECT_TRUE(Reads(who, "", "subschemaSubentry")) << kNames[who];
@@ -254,7 +254,7 @@ TEST(AccessRules, EverybodyReadsWhatTheServerIs) {
     }
 }
 
-TEST(AccessRules, NobodyButTheAdministratorWritesWhatTheServerIs) {
+TEST(AccessRules, OnlyTheAdministratorWritesTheServersDescription) {
     for (const Who who : {kAnonymous, kSelf, kOther, kGroupAdministrator}) {
         for (const char *dn : {"", "cn=Subschema"}) {
             const rig::ProgramRun run =
@@ -276,7 +276,7 @@ struct ContainerRow {
 
 class Container : public testing::TestWithParam<ContainerRow> {};
 
-TEST_P(Container, TakesEntriesOfWhomTheRulesSay) {
+TEST_P(Container, AcceptsEntriesAsTheRulesSay) {
     const std::string dn =
         std::string("cn=new,") + GetParam().container + Server().Settings().suffix;
     const std::string may = GetParam().who;
@@ -342,14 +342,14 @@ TEST(AccessRules, AUserCannotSetAnothersPassword) {
     EXPECT_EQ(Server().Client(As(kSelf), "ldapwhoami", {}).exit_code, kDone);
 }
 
-TEST(AccessRules, AUserSetsTheOwnPassword) {
+TEST(AccessRules, AUserSetsTheirOwnPassword) {
     ASSERT_EQ(Server().Client(As(kOther), "ldappasswd", {"-s", "bob's new one"}).exit_code, kDone);
     const Identity changed{As(kOther).dn, "bob's new one"};
     EXPECT_EQ(Server().Client(changed, "ldapwhoami", {}).exit_code, kDone);
     EXPECT_EQ(Server().Client(changed, "ldappasswd", {"-s", As(kOther).password}).exit_code, kDone);
 }
 
-TEST(AccessRules, AnOperatorWhoIsTakenOutOfTheGroupLosesTheRightAtOnce) {
+TEST(AccessRules, AnOperatorRemovedFromTheGroupLosesTheRightImmediately) {
     const auto set = [](const char *how) {
         Server().Change("dn: " + Server().GroupDN("Directory Operators") +
                         "\nchangetype: modify\n" + how + ": memberUid\nmemberUid: olga\n");

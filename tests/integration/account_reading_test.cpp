@@ -103,7 +103,7 @@ TEST_F(AccountReading, ReadsAGroupWithAllItsMembers) {
     EXPECT_THAT(members, SizeIs(rig::kLargestGroupMembers));
 }
 
-TEST_F(AccountReading, WhatIsNoAccountIsNotFound) {
+TEST_F(AccountReading, OtherEntriesAreNotFoundAsAccounts) {
     ZAFOUSER *user = nullptr;
     ZAFOGROUP *group = nullptr;
     EXPECT_EQ(ZAFOLDAPBrowserUserGet(host_, rig::kLargestGroup, &user, nullptr), 0);
@@ -160,7 +160,7 @@ TEST_F(AccountReading, MembershipsAreThoseOfTheEntries) {
     EXPECT_EQ(again.Content(), dns_expected);
 }
 
-TEST_F(AccountReading, WhoIsNotInAGroupIsEverybodyElse) {
+TEST_F(AccountReading, UsersNotInAGroupAreAllOthers) {
     const LdifEntry group =
         Found({"(&(objectClass=posixGroup)(memberUid=*)(!(cn=everyone)))"}).at(0);
     const std::string gid = group.All("gidNumber").at(0);
@@ -253,7 +253,7 @@ TEST_F(ForeignAccounts, NameOfTwoUsersIsAmbiguous) {
     EXPECT_EQ(ZAFOLDAPBrowserUserEnumByUIDNumber(host_, 1, nullptr), 2);
 }
 
-TEST_F(ForeignAccounts, UserOfTwoNamesHasNoOneName) {
+TEST_F(ForeignAccounts, UserWithTwoNamesHasNoUniqueName) {
     const std::string dn = AddUser("one", {"ann", "anna"});
     char name[64] = "";
     EXPECT_EQ(ZAFOLDAPPosixGetUserUID(host_, dn.c_str(), name, sizeof name), -1);
@@ -297,7 +297,7 @@ TEST_F(ForeignAccounts, GroupWithoutAPlainNumberHasNoPrimaryUsers) {
     ZAFOGroupFree(group);
 }
 
-TEST_F(ForeignAccounts, EmptyPlaceHasNobody) {
+TEST_F(ForeignAccounts, EmptyContainerHasNoUsers) {
     StringList dns;
     EXPECT_EQ(ZAFOLDAPBrowserUserEnumAll(host_, dns.Slot(), nullptr), 0);
     EXPECT_EQ(ZAFOLDAPBrowserStatUGNum(host_, "user"), 0);

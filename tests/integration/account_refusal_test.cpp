@@ -69,7 +69,7 @@ class Refused : public AccountTest {
 
 const Person kBob{.name = "bob", .password = "b", .uid = 5002, .gid = 6001};
 
-TEST_F(Refused, WhoMayOnlyReadChangesNothing) {
+TEST_F(Refused, AReadOnlyUserChangesNothing) {
     connection_.BindAs(kAliceDN.c_str(), "Geheimnis");
     const unsigned gid = 7;
     Expect(50, [&] { return Add(kBob); });
@@ -82,20 +82,20 @@ TEST_F(Refused, WhoMayOnlyReadChangesNothing) {
     Expect(50, [&] { return ZAFOLDAPBrowserDeleteGroup(connection_, "team"); });
 }
 
-TEST_F(Refused, AWrongPasswordIsNoProofThatANameIsFree) {
+TEST_F(Refused, AWrongPasswordDoesNotProveThatANameIsFree) {
     connection_.BindAs(directory_.BindDN(), "wrong");
     Expect(ZAFOLDAP_ERR_USERNAME_EXISTS, [&] { return Add(kBob); });
     Expect(49, [&] { return Change(kAliceDN, {.shell = "/bin/x"}); });
     Expect(49, [&] { return ZAFOLDAPBrowserDeleteUser(connection_, "alice"); });
 }
 
-TEST_F(Refused, WhatIsThereButNoUserIsSeenByTheServerOnly) {
+TEST_F(Refused, AnExistingEntryThatIsNotAUserIsSeenByTheServerOnly) {
     directory_.Add(LdifEntry(kBobDN).Add("objectClass", "account").Add("uid", "bob"));
     Changes();
     Expect(68, [&] { return Add(kBob); });
 }
 
-TEST_F(Refused, AContainerThatIsNotThereIs32) {
+TEST_F(Refused, AContainerThatDoesNotExistIs32) {
     Expect(32, [&] { return Add(kBob, "cn=nowhere"); });
 }
 
@@ -103,13 +103,13 @@ TEST_F(Refused, ExtraAttributesThatTheServerDoesNotKnowAre17) {
     Expect(17, [&] { return Add(kBob, nullptr, {"favouriteColour", "blue"}); });
 }
 
-TEST_F(Refused, AServerOfWhichNothingIsKnownGetsNoUser) {
+TEST_F(Refused, AServerOfUnknownKindGetsNoUser) {
     connection_.Record()->nSchema = 0;
     Expect(2, [&] { return Add(kBob); });
 }
 
 // An entry of class "account" may not have a password.
-TEST_F(Refused, AUserWhosePasswordIsRefusedIsThereWithoutIt) {
+TEST_F(Refused, AUserWhosePasswordIsRefusedExistsWithoutIt) {
     connection_.Record()->nSchema = ZAFOLDAP_CLASS_TOP;
     Expect(0,
            [&] {

@@ -141,7 +141,7 @@ TEST_F(SavedConnection, LeavesOtherSectionsCommentsAndKeysAlone) {
     EXPECT_THAT(FileContent(kBrowserFile), StartsWith(before));
 }
 
-TEST_F(SavedConnection, ThatIsNotThereIs2200) {
+TEST_F(SavedConnection, ThatDoesNotExistIs2200) {
     SKIP_WITHOUT_CIPHER();
     EXPECT_EQ(loaded_.FromBrowser("office"), -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_SECTION_NOT_FOUND);
@@ -204,7 +204,7 @@ pid_t SaveInAnotherProcess(const std::string &name, int rounds) {
     _exit(failures == 0 ? 0 : 1);
 }
 
-TEST_F(SavedConnection, TwoProcessesSavingAtOnceLoseNothing) {
+TEST_F(SavedConnection, TwoProcessesSavingConcurrentlyLoseNothing) {
     SKIP_WITHOUT_CIPHER();
     constexpr int kRounds = 25;
     const std::vector<std::string> names = {"anna", "bob"};
@@ -313,7 +313,7 @@ TEST_F(Binding, WithoutAPasswordLeavesItUnset) {
     EXPECT_EQ(loaded_->szBindPasswd, nullptr);
 }
 
-TEST_F(Binding, ThatIsNotThereIsAFailure) {
+TEST_F(Binding, ThatDoesNotExistIsAFailure) {
     EXPECT_EQ(loaded_.FromBinding(), -1);
     EXPECT_EQ(QLIBCErrGet(), QLIB_ERR_OPEN_FAILED);
 }

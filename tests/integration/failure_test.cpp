@@ -91,7 +91,7 @@ TEST_P(RefusalOver, ABaseThatDoesNotExistIs32) {
     EXPECT_THAT(outcome.entries, IsEmpty());
 }
 
-TEST_P(RefusalOver, ABaseThatIsNoNameIs34) {
+TEST_P(RefusalOver, ABaseThatIsNotADnIs34) {
     const SearchOutcome outcome = Search(connection_, {.base = "no name"});
     EXPECT_EQ(outcome.result, -1);
     EXPECT_EQ(outcome.ldap_error, 34);
@@ -152,7 +152,7 @@ TEST(SizeLimit, OfTheRequestDeliversWhatCameAndThenFailsWith4) {
     EXPECT_EQ(outcome.ldap_error, 4);
 }
 
-TEST(SizeLimit, OfTheRequestThatIsNotReachedIsNoFailure) {
+TEST(SizeLimit, OfTheRequestThatIsNotReachedIsNotAFailure) {
     const SearchOutcome outcome =
         Search(Connection(), {.filter = "(uid=reader)", .attributes = {"cn"}, .size_limit = 7});
     EXPECT_THAT(outcome.entries, SizeIs(1));
@@ -170,7 +170,7 @@ TEST(ServerDown, IsAFailureWithoutAnEntry) {
     }
 }
 
-TEST(ServerDown, BehindStartTLSIsAFailureWithoutAnEntry) {
+TEST(ServerDown, WithStartTLSIsAFailureWithoutAnEntry) {
     const SearchOutcome outcome = Search(Connection("127.0.0.1:1", 2), {});
     EXPECT_EQ(outcome.result, -1);
     EXPECT_NE(outcome.ldap_error, 0);

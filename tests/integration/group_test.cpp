@@ -77,7 +77,7 @@ TEST_P(Groups, AreReadBackAsTheyWereCreated) {
     EXPECT_EQ(description, "Unser Büro");
 }
 
-TEST_P(Groups, AreChangedInEachFieldAloneAndInAllAtOnce) {
+TEST_P(Groups, AreChangedInEachFieldAloneAndInAllTogether) {
     CreateTeam();
     const unsigned other = 6009;
     const unsigned first = 6001;

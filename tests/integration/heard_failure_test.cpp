@@ -52,7 +52,7 @@ TEST_F(HeardFailure, WrongFilterIsSeen) {
     EXPECT_THAT(Words(), HasSubstr("Bad search filter (-7)"));
 }
 
-TEST_F(HeardFailure, BaseThatIsNotThereIsSeenWhenUsersAreListed) {
+TEST_F(HeardFailure, MissingBaseIsSeenWhenUsersAreListed) {
     Connection connection(rig::VariantDirectory("posix"));
     words_.Take();
     ZAFOLDAPHostSet(connection.Record(), LDAP_HOST_ATTR_BASEDN, "ou=nowhere,dc=example,dc=com");

@@ -179,7 +179,7 @@ std::vector<std::string> Allocated(Lines lines) {
     return {lines.begin(), lines.end()};
 }
 
-TEST(IdPoolAtOnce, EveryProcessGetsNumbersOfItsOwnAndNoneIsPassedOver) {
+TEST(IdPoolAtOnce, EveryProcessGetsItsOwnNumbersAndNoneIsSkipped) {
     PoolServer server;
     std::vector<std::string> used, free;
     for (int n = 1000; n < 1000 + 2 * kTotal; ++n)
@@ -197,7 +197,7 @@ TEST(IdPoolAtOnce, EveryProcessGetsNumbersOfItsOwnAndNoneIsPassedOver) {
     EXPECT_EQ(server.Counter(kUids), std::to_string(std::stoi(free.back()) + 1));
 }
 
-TEST(SambaSIDAtOnce, EveryProcessGetsSIDsOfItsOwnAndNoneIsPassedOver) {
+TEST(SambaSIDAtOnce, EveryProcessGetsItsOwnSIDsAndNoneIsSkipped) {
     PoolServer server;
     const std::string domain = "sambaDomainName=example,dc=example,dc=com";
     const int first = std::stoi(server.Read(domain, "sambaNextUserRid"));

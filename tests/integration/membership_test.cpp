@@ -266,7 +266,7 @@ TEST_F(Memberships, UserOfTwoThousandGroupsIsChangedRightly) {
     EXPECT_EQ(ListedIn("idle"), std::pair(size_t{0}, size_t{0}));
 }
 
-TEST(ConnectionCheck, ServerWithoutTheNeededClassesIsTold) {
+TEST(ConnectionCheck, ServerWithoutTheNeededClassesIsReported) {
     for (const rig::Variant &variant : rig::kVariants) {
         SCOPED_TRACE(variant.name);
         constexpr unsigned kNeeded = 0x01E0;

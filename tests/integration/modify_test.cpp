@@ -196,7 +196,7 @@ TEST_F(Modify, TheNameOfAnEntryMayNeedEscapes) {
 }
 
 // A compare-and-swap: the server refuses the whole modification if the old value is gone.
-TEST_F(Modify, ADeleteOfAValueThatIsNotThereIs16AndChangesNothing) {
+TEST_F(Modify, ADeleteOfAMissingValueIs16AndChangesNothing) {
     Begin(kEntry, "modify");
     ZAFOLDAPLdifAttrDelete(&ldif_, "sn", "Somebody else's");
     ZAFOLDAPLdifSepAttr(&ldif_);

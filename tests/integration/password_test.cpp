@@ -33,7 +33,7 @@ class Password : public testing::Test {
 const std::vector<std::string> kPasswords = {
     "secret", "a b", "-w", "'\"$HOME\\`%n", "zw\xC3\xB6lf", std::string(100, 'p')};
 
-TEST_F(Password, HashLetsInWhoeverKnowsThePassword) {
+TEST_F(Password, HashAcceptsThePassword) {
     for (const std::string &password : kPasswords) {
         char hash[16384];
         ASSERT_EQ(ZAFOLDAPEncryptPasswd(password.c_str(), hash, sizeof hash), 0) << password;
@@ -46,7 +46,7 @@ TEST_F(Password, HashLetsInWhoeverKnowsThePassword) {
     }
 }
 
-TEST_F(Password, EveryHashHasASaltOfItsOwn) {
+TEST_F(Password, EveryHashHasItsOwnSalt) {
     std::set<std::string> hashes;
     for (int i = 0; i < 5; ++i) {
         char hash[64];
@@ -88,7 +88,7 @@ TEST_F(Password, IsChangedByItsOwner) {
     EXPECT_TRUE(LetsIn("second"));
 }
 
-TEST_F(Password, IsNotSetForAStrangerOrNobody) {
+TEST_F(Password, IsNotSetForAnUnknownOrAnonymousUser) {
     EXPECT_EQ(ZAFOLDAPPasswd(Connection().BindAs(kDN, "wrong"), kDN, "second"), -1);
     EXPECT_EQ(ZAFOLDAPPasswd(Connection().BindAs(nullptr, nullptr), kDN, "second"), -1);
     EXPECT_EQ(ZAFOLDAPPasswd(Connection().BindAs(rig::kReaderDN, rig::kExampleUserPassword), kDN,

@@ -255,7 +255,7 @@ class QuietServer : public testing::Test {
     const ZAFOLDAP_SERVER_PARAM record_ = settings_.Record();
 };
 
-TEST_F(QuietServer, IsLookedForBeforeThereIsOne) {
+TEST_F(QuietServer, IsQueriedBeforeItExists) {
     EXPECT_EQ(CALL(ZAFOLDAPServerDNIsExist, settings_.suffix.c_str()), 0);
     EXPECT_EQ(CALL(ZAFOLDAPServerDBIsEmpty), 1);
     EXPECT_EQ(CALL(ZAFOLDAPServerIsStarted, nullptr), 0);
@@ -472,7 +472,7 @@ const std::set<std::string> kWithoutTool = {"ZAFOLDAPBackupConfigFree",
                                             "ZAFOLDAPUnLock"};
 
 TEST(QuietFunctions, AreAllThatRunATool) {
-    if (Called().size() < 80) GTEST_SKIP() << "runs after all others of this binary only";
+    if (Called().size() < 80) GTEST_SKIP() << "must run after all other tests of this binary";
     for (const std::string &line : meta::Lines(meta::kSourceDir / "tests/meta/exports.txt"))
         EXPECT_TRUE(Called().contains(line) || kWithoutTool.contains(line)) << line;
 }

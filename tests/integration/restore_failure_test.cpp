@@ -79,7 +79,7 @@ TEST_F(FailedRestore, BecauseTheRestoredServerIsSilentBringsTheOldEntriesBack) {
 }
 
 // With access rules that hide everything, the database itself is checked.
-TEST_F(FailedRestore, IsNotToldByAServerThatShowsNothingToStrangers) {
+TEST_F(FailedRestore, IsNotInferredFromAServerThatHidesEntriesFromAnonymousClients) {
     const Substitute search(kSearch, "echo 'No such object (32)' >&2\nexit 32\n");
     EXPECT_EQ(Restore(Backup()).exit_code, 0);
     ExpectServes(Restored());
@@ -160,7 +160,7 @@ std::string LargeBackup(const std::string &name, unsigned seed) {
 }
 
 // The file is written to during its second reading.
-TEST_F(FailedRestore, BecauseTheFileIsAnotherOneAtTheSecondReadingChangesNothing) {
+TEST_F(FailedRestore, BecauseTheFileChangesBeforeTheSecondReadingChangesNothing) {
     const int pid = ServerPid();
     const std::string file = LargeBackup("written-to.tar.zst", 1);
     const std::string other = LargeBackup("other.tar.zst", 2);

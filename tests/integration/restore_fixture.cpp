@@ -161,7 +161,7 @@ void RestoreTest::ExpectHolds(const std::string &entries) {
     if (held == entries) return;
     const auto [at, other] = std::ranges::mismatch(held, entries);
     const auto where = static_cast<size_t>(at - held.begin());
-    ADD_FAILURE() << "the database does not hold what it should: " << held.size() << " bytes, not "
+    ADD_FAILURE() << "unexpected content of the database: " << held.size() << " bytes, not "
                   << entries.size() << "; it differs at \"" << held.substr(where, 80)
                   << "\", expected \"" << entries.substr(where, 80) << '"';
 }

@@ -29,7 +29,7 @@ class Restoring : public RestoreTest {
     }
 };
 
-TEST_F(Restoring, GivesBackTheEntriesToTheLastByte) {
+TEST_F(Restoring, RestoresTheEntriesToTheLastByte) {
     // Including operational attributes, which clients and other servers rely on.
     for (const char *attribute : {"\nentryUUID: ", "\nentryCSN: ", "\ncreateTimestamp: ",
                                   "\ncreatorsName: ", "\nmodifyTimestamp: "})
@@ -46,7 +46,7 @@ TEST_F(Restoring, GivesBackTheEntriesToTheLastByte) {
     ExpectNothingLeft();
 }
 
-TEST_F(Restoring, GivesBackPasswordsAndTakesAwayWhatWasCreatedSince) {
+TEST_F(Restoring, RestoresPasswordsAndRemovesWhatWasCreatedSince) {
     Server().AddUser("carl", "came later");
     Server().Change("dn: " + Server().UserDN("anna") +
                     "\nchangetype: modify\nreplace: userPassword\nuserPassword: new\n\n");
@@ -128,7 +128,7 @@ TEST_F(Restoring, LeavesAStoppedServerStopped) {
     ExpectServes(Restored());
 }
 
-TEST_F(Restoring, ThroughTheLibraryTellsItsProgress) {
+TEST_F(Restoring, ThroughTheLibraryReportsItsProgress) {
     ASSERT_EQ(ZAFOLDAPServerRestore(Backup().c_str()), 0);
     ExpectServes(Restored());
     ZAFOLDAP_PROGRESS progress;
@@ -163,7 +163,7 @@ TEST_F(Restoring, IsBusyWhileAnotherJobRunsAndLeavesItsProgressAlone) {
     ExpectServes(entries);
 }
 
-TEST_F(Restoring, TwiceAtOnceIsDoneOnce) {
+TEST_F(Restoring, TwiceConcurrentlyIsDoneOnce) {
     const Substitute slow("/usr/zafo/bin/slapadd", "sleep 1\nexec @REAL@ \"$@\"\n");
     rig::RunningTool first({kBackupProgram, "-r", Backup()});
     while (!backup::JobRuns())
@@ -263,7 +263,7 @@ const Refusal kRefusals[] = {
      "2.99.1"},
 };
 
-TEST_F(Restoring, OfAFileThatIsNoGoodTouchesNothing) {
+TEST_F(Restoring, OfABadFileTouchesNothing) {
     const std::string entries = Slapcat();
     const int pid = ServerPid();
     for (const Refusal &row : kRefusals) {

@@ -192,7 +192,7 @@ TEST(Search, TheFirstOfTwoServersMayBeDead) {
     EXPECT_THAT(outcome.DNs(), ElementsAre(rig::kReaderDN));
 }
 
-TEST(Search, TheFirstOfTwoServersMayBeDeadBehindStartTLS) {
+TEST(Search, TheFirstOfTwoServersMayBeDeadWithStartTLS) {
     const SearchOutcome outcome = Search(Connection("127.0.0.1:1 ldap://127.0.0.1:389", 2),
                                          {.filter = "(uid=reader)", .attributes = {"uid"}});
     EXPECT_EQ(outcome.result, 0);
@@ -227,7 +227,7 @@ class SearchReferences : public testing::Test {
     const std::string base_ = std::string("ou=references,") + rig::kExampleBase;
 };
 
-TEST_F(SearchReferences, AreNoEntriesAndDoNotShiftTheWindow) {
+TEST_F(SearchReferences, AreNotEntriesAndDoNotShiftTheWindow) {
     Connection connection;
     const auto dns = [&](int offset, int count) {
         const SearchOutcome outcome = Search(connection, {.base = base_,

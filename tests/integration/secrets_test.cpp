@@ -103,7 +103,7 @@ const std::string &Password() {
     return ExampleDirectory::Get().Password();
 }
 
-TEST(Secrets, TheObserverSeesAPasswordThatIsAnArgument) {
+TEST(Secrets, TheObserverSeesAPasswordInAnArgument) {
     SilentServer server;
     const std::string secret = "a-secret-in-plain-sight";
     std::thread plain([&] {

@@ -81,7 +81,7 @@ class BeforeStart : public Interrupted {
     }
 };
 
-TEST_F(BeforeStart, AtEveryToolIsMadeGood) {
+TEST_F(BeforeStart, AtEveryToolIsRepaired) {
     int call = 1;
     while (call < kSilly && Kills(call, Moment::kDuring)) {
         SCOPED_TRACE("call " + std::to_string(call));
@@ -92,7 +92,7 @@ TEST_F(BeforeStart, AtEveryToolIsMadeGood) {
     EXPECT_EQ(call, 24) << "calls in all, and one";
 }
 
-TEST_F(BeforeStart, AgainAndAgainIsMadeGood) {
+TEST_F(BeforeStart, AgainAndAgainIsRepaired) {
     tools_.Count("slapadd");
     int times = 0;
     // Each time, one more entry exists.
@@ -122,7 +122,7 @@ class AfterStart : public Interrupted {
 };
 
 // Reading tools change nothing, so only the writing ones are tested.
-TEST_F(AfterStart, AtEveryChangeOfTheAccountsIsMadeGood) {
+TEST_F(AfterStart, AtEveryChangeOfTheAccountsIsRepaired) {
     ASSERT_EQ(Enable(settings_), 0);
     tools_.Count("ldapmodify ldappasswd");
     for (const Moment moment : {Moment::kBefore, Moment::kDuring}) {
@@ -154,7 +154,7 @@ constexpr KillRow kKills[] = {
     {"ldappasswd", 1, Moment::kDuring, true},
 };
 
-TEST_F(AfterStart, AlsoOfTheServerItselfIsMadeGood) {
+TEST_F(AfterStart, OfTheServerItselfIsAlsoRepaired) {
     for (const KillRow &row : kKills) {
         SCOPED_TRACE(std::string(row.tool) + (row.server_too ? " and the server" : ""));
         ForgetServer();

@@ -251,7 +251,7 @@ TEST_F(Service, ThatDoesNotStopIsLeftAloneAndReported) {
     EXPECT_EQ(rig::RunProgram({"/usr/zafo/bin/slapcat"}).exit_code, 0);
 }
 
-TEST_F(Service, StalePidFileIsNoServer) {
+TEST_F(Service, StalePidFileIsNotAServer) {
     constexpr const char *kNobody = "4194303\n";
     WriteFile(kPidFile, kNobody);
     EXPECT_EQ(ServerPid(), 0);
@@ -318,7 +318,7 @@ class FullDisk : public NewMachineTest {
     bool mounted_ = false;
 };
 
-TEST_F(FullDisk, StopsEnablingAndIsMadeGoodWhenThereIsRoom) {
+TEST_F(FullDisk, StopsEnablingUntilThereIsRoom) {
     EXPECT_EQ(Enable(settings_), -1);
     EXPECT_NE(LastCodes().library, 0);
     EXPECT_EQ(ServerPid(), 0);
@@ -328,7 +328,7 @@ TEST_F(FullDisk, StopsEnablingAndIsMadeGoodWhenThereIsRoom) {
     EXPECT_THAT(ContentDNs(), ElementsAreArray(DirectoryDNs(settings_.suffix)));
 }
 
-TEST_F(FullDisk, UnderARunningServerIsToldToTheCaller) {
+TEST_F(FullDisk, UnderARunningServerIsReportedToTheCaller) {
     ASSERT_EQ(mount("small", kDatabase, "tmpfs", MS_REMOUNT, "size=8m"), 0);
     ASSERT_EQ(Enable(settings_), 0);
     const auto used = fs::space(kDatabase);

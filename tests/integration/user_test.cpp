@@ -49,7 +49,7 @@ class Users : public AccountTest, public testing::WithParamInterface<rig::Varian
 INSTANTIATE_TEST_SUITE_P(, Users, testing::ValuesIn(rig::kVariants),
                          [](const auto &variant) { return variant.param.name; });
 
-TEST_P(Users, AreOnAServerThatIsWhatItShouldBe) {
+TEST_P(Users, AreOnAServerOfTheExpectedKind) {
     const ZAFOLDAP_HOST *host = host_;
     EXPECT_EQ(host->nSchema, GetParam().schema);
     EXPECT_EQ(host->nServerType, GetParam().server_type);
@@ -148,7 +148,7 @@ TEST_P(Users, ThatAreExpiredOrMayNotChangeThePasswordReadBackAsSuch) {
     EXPECT_EQ(user->nExpire, ages ? 1 : 0);
 }
 
-TEST_P(Users, AreLetInWithTheirPasswordHoweverItWasSet) {
+TEST_P(Users, CanLogInWithTheirPasswordHoweverItWasSet) {
     const auto expect_only = [&](const char *right, std::initializer_list<const char *> wrong) {
         EXPECT_TRUE(LetsIn(kAliceDN, right)) << right;
         for (const char *other : wrong)
@@ -186,7 +186,7 @@ TEST_P(Users, AreLetInWithTheirPasswordHoweverItWasSet) {
     EXPECT_THAT(Changes(), IsEmpty());
 }
 
-TEST_P(Users, WithACryptedPasswordAreLetIn) {
+TEST_P(Users, WithACryptedPasswordCanLogIn) {
     // The crypt(3) hash of "hidden".
     Person bob = {.name = "bob",
                   .password =
@@ -260,7 +260,7 @@ const OneEdit kEdits[] = {
 const Texts kAllOfShadow = {"- shadowExpire: 30000", "+ shadowExpire: 1", "- shadowMin: 0",
                             "+ shadowMin: 100000"};
 
-TEST_P(Users, AreChangedInEachFieldAloneAndInAllAtOnce) {
+TEST_P(Users, AreChangedInEachFieldAloneAndInAllTogether) {
     CreateAlice();
     for (const OneEdit &edit : kEdits) {
         SCOPED_TRACE(edit.name);

@@ -94,7 +94,7 @@ TEST(SearchMultiValue, OfTheLargestGroupGivesEveryMember) {
     ZAFOLDAPSearchRequestFree(&request);
 }
 
-TEST(SearchMultiValue, OfAnAttributeThatIsNotThereIsAnEmptySuccess) {
+TEST(SearchMultiValue, OfAMissingAttributeIsAnEmptySuccess) {
     const Connection connection;
     const Query query = {.filter = "(uid=reader)"};
     ZAFOLDAP_SEARCH_REQUEST request = Request(query);

@@ -32,7 +32,7 @@ TEST(Floors, WhatTheLibraryOffersToProgramsIsUsed) {
     }
 }
 
-TEST(Floors, FoldersIncludeNoneThatIncludesThem) {
+TEST(Floors, FoldersDoNotIncludeEachOtherInACycle) {
     EXPECT_THAT(FolderCircles(IncludesOfTheTree()), IsEmpty());
 }
 
@@ -77,7 +77,7 @@ TEST(FloorsCheck, KnowsUpFromDown) {
         EXPECT_EQ(WrongWith(row.include), row.wrong) << row.include.file;
 }
 
-TEST(FloorsCheck, FindsCirclesOfAnyLength) {
+TEST(FloorsCheck, FindsCyclesOfAnyLength) {
     EXPECT_THAT(FolderCircles({{"a/1.h", "b/1.h"}, {"b/1.h", "c/1.h"}, {"a/1.h", "c/1.h"}}),
                 IsEmpty());
     EXPECT_THAT(FolderCircles({{"a/1.h", "a/2.h"}, {"a/2.h", "a/1.h"}}), IsEmpty());

@@ -46,7 +46,7 @@ for header in "$installed"/*.h "$installed"/*/*.h; do
         [ "$name" = zafoldap.h ] || printf '#define %s 1\n#include "%s"\n' "$caller" "$callers"
     } | compile - -fsyntax-only || fail "does not compile alone: $name"
     [ "$name" = zafoldap.h ] || grep -q "defined $caller\$" "$callers" ||
-        fail "nobody calls anything of it: $name (add a section $caller to tests/meta/header_callers.c)"
+        fail "nothing in it is called: $name (add a section $caller to tests/meta/header_callers.c)"
 done
 # Optimised: some warnings need an analysis of the program's paths.
 compile "$callers" -DALL -O2 -c -o /dev/null || fail "a program that includes all headers does not compile"

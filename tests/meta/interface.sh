@@ -34,7 +34,7 @@ printf '[suppress_type]\n  name = _IO_FILE\n  drop = yes\n' >"$work/others"
 abidw --suppressions "$work/others" --headers-dir "$source_dir/include" --headers-dir "$source_dir/platform" --drop-private-types \
     --drop-undefined-syms --exported-interfaces-only --no-corpus-path --no-comp-dir-path --no-show-locs \
     --no-parameter-names --no-elf-needed --type-id-style hash --out-file "$work/raw" "$library"
-[ -s "$work/raw" ] || { echo "interface: abidw says nothing of $library" >&2; exit 1; }
+[ -s "$work/raw" ] || { echo "interface: abidw printed nothing for $library" >&2; exit 1; }
 # The units need distinct names; which sources they were does not matter.
 awk -v quote="'" '/<abi-instr / { sub("path=" quote "[^" quote "]*", "path=" quote "unit" ++units) } { print }' \
     "$work/raw" >"$work/found"

@@ -24,7 +24,7 @@ std::vector<std::filesystem::path> Sources() {
     return sources;
 }
 
-TEST(Layout, NoFileIsADrawerForOddsAndEnds) {
+TEST(Layout, NoFileIsCalledUtilOrMisc) {
     static const std::set<std::string> kDrawers = {"util",   "utils",  "misc",
                                                    "helper", "common", "helpers"};
     for (const auto &file : FilesBelow(kSourceDir)) {

@@ -110,10 +110,7 @@ std::vector<std::string> ProseOf(const std::filesystem::path &file) {
     return file.extension() == ".md" ? ProseOfPage(lines) : ProseOfSource(lines);
 }
 
-std::vector<int> LinesWith(const std::string &phrase, const std::vector<std::string> &prose) {
-    // Words separated by single blanks, and the line of each character.
-    std::string text;
-    std::vector<int> line_of;
+RunningText::RunningText(const std::vector<std::string> &prose) {
     const auto add = [&](char c, size_t line) {
         if (c == ' ' && (text.empty() || text.back() == ' ')) return;
         text += Lower(c);
@@ -124,13 +121,17 @@ std::vector<int> LinesWith(const std::string &phrase, const std::vector<std::str
             add(c, line);
         add(' ', line);
     }
+}
+
+std::vector<int> LinesWith(const std::string &phrase, const RunningText &prose) {
+    const std::string &text = prose.text;
     std::vector<int> found;
     for (size_t at = text.find(phrase); at != std::string::npos; at = text.find(phrase, at + 1)) {
         const bool begins =
             at == 0 || !IsWordCharacter(text[at - 1]) || !IsWordCharacter(phrase.front());
         const size_t end = at + phrase.size();
         const bool ends = end == text.size() || !IsWordCharacter(text[end]);
-        if (begins && ends) found.push_back(line_of[at]);
+        if (begins && ends) found.push_back(prose.line_of[at]);
     }
     return found;
 }

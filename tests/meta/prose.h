@@ -13,8 +13,15 @@ std::vector<std::string> ProseOf(const std::filesystem::path &file);
 std::vector<std::string> ProseOfSource(const std::vector<std::string> &lines);
 std::vector<std::string> ProseOfPage(const std::vector<std::string> &lines);
 
-// The lines (from 1) on which a phrase begins: whole words, ignoring case, also if it continues on
-// the next line.
-std::vector<int> LinesWith(const std::string &phrase, const std::vector<std::string> &prose);
+// Prose in small letters, words separated by single blanks also across lines.
+struct RunningText {
+    explicit RunningText(const std::vector<std::string> &prose);
+
+    std::string text;
+    std::vector<int> line_of;  // of each character, from 1
+};
+
+// The lines on which a phrase begins: whole words, ignoring case.
+std::vector<int> LinesWith(const std::string &phrase, const RunningText &prose);
 
 }  // namespace zafo::meta

@@ -42,7 +42,7 @@ std::set<std::string> Tests() {
     return names;
 }
 
-TEST(SecurityPage, NamesTestsThatThereAre) {
+TEST(SecurityPage, NamesTestsThatExist) {
     static const std::regex kName(R"(\b([A-Z]\w*[a-z]\w*[./][A-Z]\w*[a-z]\w*)\b)");
     const std::set<std::string> tests = Tests();
     const std::string page = TextOf(kPage);
@@ -52,7 +52,7 @@ TEST(SecurityPage, NamesTestsThatThereAre) {
     EXPECT_GT(count, 30);
 }
 
-TEST(SecurityPage, NamesTestBinariesThatThereAre) {
+TEST(SecurityPage, NamesTestBinariesThatExist) {
     static const std::regex kName(R"(\b([a-z]+_[a-z_]+_test|(?:front|cli)_test)\b)");
     std::string lists;
     for (const auto &file : FilesBelow(kSourceDir / "tests")) {

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What can be changed in a source: small faults that a programmer could have made.
+"""The possible changes of a source: small faults that a programmer could have made.
 
-A source is read as tokens and brackets, not as C++: what is no fault but nonsense does not compile,
-and is passed over. A change keeps the number of lines, for log lines tell theirs.
+A source is read as tokens and brackets, not as C++: changes that make no sense do not compile and are
+skipped. A change keeps the number of lines, because log lines contain line numbers.
 """
 import re
 import string
@@ -42,7 +42,7 @@ class Token:
 
 @dataclass(frozen=True)
 class Site:
-    """A place in a source and the kind of change that is made there."""
+    """A place in a source, and the kind of change to make there."""
     path: str
     kind: str
     start: int
@@ -65,7 +65,7 @@ def _tokens(text):
     while position < len(text):
         match = _TOKEN.match(text, position)
         kind = match.lastgroup if match.lastgroup != "mark" else "raw"
-        if kind == "directive" and not at_line_start:  # the sign inside of a macro's use
+        if kind == "directive" and not at_line_start:  # inside a macro's arguments
             kind = "sign"
         if kind not in ("space", "directive"):
             tokens.append(Token(kind, match.group(), match.start(), match.end()))
@@ -75,13 +75,13 @@ def _tokens(text):
 
 
 class Source:
-    """A source's tokens, which bracket belongs to which, and which braces hold statements."""
+    """A source's tokens, its matching brackets, and which braces contain statements."""
 
     def __init__(self, path, text):
         self.path, self.text = path, text
         self.tokens = _tokens(text)
         self.partner = {}
-        self.parent = {}  # of each token: the open bracket that it stands in, or None
+        self.parent = {}  # of each token: the enclosing bracket, or None
         self.body = set()  # braces of functions, lambdas and blocks
         stack = []
         for i, token in enumerate(self.tokens):
@@ -98,7 +98,7 @@ class Source:
         return self.tokens[i].text if 0 <= i < len(self.tokens) else ""
 
     def _head(self, i):
-        """The tokens in front of the brace `i`, back to the end of what was before."""
+        """The tokens before the brace `i`, back to the end of the previous statement or block."""
         first = i
         while first > 0 and self.word(first - 1) not in (";", "{", "}"):
             first -= 1
@@ -128,7 +128,7 @@ class Source:
         return i is not None
 
     def between(self, first, last):
-        """The text from the token `first` up to and with `last`."""
+        """The text from the token `first` to `last`, inclusive."""
         return self.text[self.tokens[first].start:self.tokens[last].end]
 
     def line(self, position):
@@ -141,7 +141,7 @@ class Source:
 # --- statements ---------------------------------------------------------------
 
 def _declared_name(source, first, last):
-    """The name that a statement declares, or nothing when it is no declaration."""
+    """The name that a statement declares, or None if it is not a declaration."""
     depth = 0
     for i in range(first, last + 1):
         text = source.word(i)
@@ -203,7 +203,7 @@ def _deletions(source):
 # --- conditions ---------------------------------------------------------------
 
 def _parts(source, opened, separator):
-    """The ranges of tokens inside of a bracket, divided by the separator."""
+    """The ranges of tokens inside a bracket, split at the separator."""
     parts, first = [], opened + 1
     for i in range(opened + 1, source.partner[opened] + 1):
         closed = i == source.partner[opened]
@@ -214,7 +214,7 @@ def _parts(source, opened, separator):
 
 
 def _head_condition(source, i):
-    """The condition of the if, while or for at `i`, or nothing."""
+    """The condition of the if, while or for at `i`, or None."""
     opened = i + 1 + (source.word(i + 1) == "constexpr")
     if source.word(opened) != "(" or opened not in source.partner:
         return None
@@ -230,7 +230,7 @@ def _head_condition(source, i):
 
 
 def _ternary_condition(source, i):
-    """What stands in front of the question mark at `i`."""
+    """The condition before the question mark at `i`."""
     first = i
     while first > 0:
         before = first - 1
@@ -288,7 +288,7 @@ def _another_number(text, rng):
 
 
 def _another_character(old, rng):
-    """A letter or a digit that is not the same without letter case either."""
+    """A different letter or digit, not just in the other case."""
     choices = [c for c in string.ascii_letters + string.digits if c.lower() != old.lower()]
     return rng.choice(choices)
 
@@ -331,14 +331,14 @@ def _swaps(source):
 # --- all of them --------------------------------------------------------------
 
 def sites(path, text):
-    """Every place of a source where something can be changed, by kind."""
+    """Every possible site in a source, by kind."""
     source = Source(path, text)
     return {DELETE: list(_deletions(source)), NEGATE: list(_negations(source)),
             CONSTANT: list(_constants(source)), SWAP: list(_swaps(source))}
 
 
 def mutate(site, text, rng):
-    """The mutant of a site; nothing when there is none."""
+    """The mutant for a site, or None."""
     old = text[site.start:site.end]
     if site.kind == DELETE:
         new = "{}" + "\n" * old.count("\n")  # of a semicolon behind an if the compiler warns

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The copy of the tree, its build, and what a mutant makes of a few of its files.
+"""The copy of the tree, its build, and the files that a mutant replaces.
 
-The build is never changed: a mutant's objects, and what is linked from them, are files of their
-own that stand in the place of the build's only inside of the private root of its tests.
+The build is never changed: a mutant's objects, and what is linked from them, are separate files that
+replace those of the build only inside the private root of its tests.
 """
 import filecmp
 import json
@@ -15,14 +15,14 @@ from collections import defaultdict
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-# A header that more objects than that depend on takes too long to be chosen by chance.
+# Headers on which more objects depend take too long to be chosen at random.
 MOST_OBJECTS = 10
 COMPILER_SECONDS = 120
 
 
 def copy_tree(checkout, copy):
-    """Makes the copy what the checkout is, ignored files left out. What is the same stays untouched,
-    so that it is not built again; what an interrupted run has left of a mutant goes."""
+    """Updates the copy from the checkout, without ignored files. Identical files stay untouched, so that
+    they are not rebuilt; leftovers of an interrupted run are removed."""
     listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                             cwd=checkout, check=True, capture_output=True, text=True).stdout
     wanted = {name for name in listed.split("\0") if name and (checkout / name).is_file()}
@@ -40,11 +40,11 @@ def copy_tree(checkout, copy):
 
 
 class NotCompiled(Exception):
-    """The compiler refuses the mutant, warnings included."""
+    """The compiler rejects the mutant, if only with a warning."""
 
 
 class SameCode(Exception):
-    """The mutant is the same program."""
+    """The mutant compiles to the same program."""
 
 
 class Product:
@@ -65,7 +65,7 @@ class Product:
             self.commands[words[words.index("-o") + 1]] = words
 
     def _read_dependencies(self):
-        """Which objects of the library and of the tests a source of the library goes into."""
+        """Finds which objects of the library and of the tests each library source is compiled into."""
         self.objects = defaultdict(set)
         target = None
         for line in self._ninja("-t", "deps").splitlines():
@@ -77,7 +77,7 @@ class Product:
                 self.objects[str(name.relative_to(self.copy))].add(target)
 
     def sources(self):
-        """Those that can be mutated: not what a fixture of the tests holds."""
+        """The sources that can be mutated: not those compiled into a fixture of the tests."""
         return sorted(name for name, objects in self.objects.items()
                       if all((self.build / self._part(object_)).exists() for object_ in objects))
 
@@ -85,8 +85,8 @@ class Product:
         return [name for name in self.sources() if len(self.objects[name]) <= MOST_OBJECTS]
 
     def make(self, path, text):
-        """The files of the build in whose place something else stands for this text of a source:
-        pairs of the file and what replaces it. Raises NotCompiled or SameCode."""
+        """Builds a source with this text. Returns pairs of a file of the build and its replacement.
+        Raises NotCompiled or SameCode."""
         folder = self.work / "mutant"
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir(parents=True)
@@ -98,19 +98,19 @@ class Product:
         return [(file, self._link(file, changed, folder)) for file in sorted({self._part(name) for name in changed})]
 
     def make_unchanged(self, path):
-        """As make, of a source as it is."""
+        """Like make, for an unchanged source."""
         changed = {name: self._plain(name) for name in self.objects[path]}
         return [(self.library, self._link(self.library, changed, self.work))]
 
     def is_equivalent(self, path, text):
-        """Whether the optimiser makes the same of the source as of what it was before."""
+        """Whether the optimiser generates the same code as for the original source."""
         folder = self.work / "optimised"
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir(parents=True)
         made = self._compile(path, text, folder, None)
         return all(filecmp.cmp(file, self.build / name, shallow=False) for name, file in made.items())
 
-    # The source is changed where it stands, for its name is in its objects, and put back at once.
+    # Changes the source in place, because its name is part of its objects, and restores it immediately.
     def _compile(self, path, text, folder, level):
         file = self.copy / path
         original, times = file.read_text(), file.stat()
@@ -139,7 +139,7 @@ class Product:
         return output
 
     def _plain(self, name):
-        """The object of the source as it is, compiled the same way."""
+        """The unchanged source's object, compiled the same way."""
         folder = self.work / "plain"
         folder.mkdir(parents=True, exist_ok=True)
         output = folder / name.replace("/", "_")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The unit suites: which of them concern a source, and running them until one fails."""
+"""The unit suites: finding those relevant to a source, and running them until one fails."""
 import json
 import os
 import re
@@ -10,21 +10,21 @@ import time
 from collections import defaultdict
 from dataclasses import dataclass, field
 
-# Calls go downwards only: what tests a layer never comes to those above.
+# Calls only go downwards: tests of a layer never reach those above it.
 LAYERS = ("frame", "core", "accounts", "server")
 # Further suites that run without a directory server, after those of the layers.
 EVERYWHERE = ("foreign", "seam")
 MORE = {"frame": ("attack_shared_folder_test",)}
 AT_ONCE = 2
 MEASURE_SECONDS = 600
-# A mutant may take all it can get.
+# A mutant may allocate without end.
 MOST_MEMORY = 3 << 30
 MOST_FILE = 1 << 30
 
 
 @dataclass
 class Suite:
-    """A test program, and what it does without any mutant."""
+    """A test program, and its results without a mutant."""
     name: str
     folder: str  # of tests/
     command: list
@@ -57,12 +57,12 @@ def _limit():
 
 
 class Runner:
-    """Runs jobs, some at once; whatever ends it, no process of a job stays."""
+    """Runs jobs, several at a time; leaves no process behind, however it ends."""
 
     def __init__(self, results, work, replaced=()):
         self.results, self.work = results, work
         self.laid = [word for path, file in replaced for word in ("--lay", str(file), f"/mnt/build/{path}")]
-        # The stage has the library as well; the programs there are not what is tested.
+        # The stage also contains the library; the programs there are not under test.
         self.laid += [word for path, file in replaced if ".so" in path
                       for word in ("--lay", str(file), f"/mnt/stage/lib/{os.path.basename(path)}")]
         self.running = {}
@@ -88,7 +88,7 @@ class Runner:
         self.running.clear()
 
     def ended(self):
-        """A job that has ended: job, exit code (None: its time was over), seconds. Waits for one."""
+        """Waits for a job to end: returns the job, its exit code (None: timeout), and seconds."""
         while True:
             for process, (job, begun) in self.running.items():
                 seconds = time.monotonic() - begun
@@ -103,7 +103,7 @@ class Runner:
             time.sleep(0.02)
 
     def run(self, jobs, on_end):
-        """Runs the jobs; `on_end` says whether to go on."""
+        """Runs the jobs; `on_end` returns whether to continue."""
         waiting = list(jobs)
         try:
             while waiting or self.running:
@@ -142,8 +142,8 @@ class Suites:
         return found
 
     def measure(self, file, say):
-        """How long everything takes without a mutant, and what fails anyway: from the file, where it is of the
-        same programs."""
+        """Measures all suites without a mutant, and finds tests that fail anyway; uses the file if it
+        describes the same programs."""
         programs = [self.product.library] + [f"tests/{suite.folder}/{suite.name}" for suite in self.suites]
         facts = [(self.product.build / program).stat() for program in programs]
         key = [[program, fact.st_size, fact.st_mtime_ns] for program, fact in zip(programs, facts)]
@@ -160,10 +160,10 @@ class Suites:
         for suite in list(self.suites):
             suite.seconds, suite.times, suite.excluded = known["suites"][suite.name]
             if not suite.times:
-                say(f"{suite.name} dies without any mutant; it is left out")
+                say(f"{suite.name} crashes without a mutant and is left out")
                 self.suites.remove(suite)
             for test in suite.excluded:
-                say(f"{test} of {suite.name} fails without any mutant; it is left out")
+                say(f"{test} of {suite.name} fails without a mutant and is left out")
 
     def _run_all(self):
         runner = Runner(self.results, self.product.work)
@@ -193,7 +193,7 @@ class Suites:
         return times, failed
 
     def _nearest(self, path):
-        """The names of the tests that mirror the source."""
+        """The names of the suites that mirror the source."""
         stem = os.path.splitext(os.path.basename(path))[0]
         stems = {stem, stem.removeprefix("ldap_")}
         names = set()
@@ -205,11 +205,11 @@ class Suites:
 
     @staticmethod
     def _is_of(test, names):
-        """Whether a test ("Values/Suite.Name/3") is one of a suite of that name."""
+        """Whether a test ("Values/Suite.Name/3") is part of one of these suites."""
         return bool(names & set(test.split(".")[0].split("/")))
 
     def jobs(self, path):
-        """Two rounds of jobs: the tests that mirror the source, and everything else that can come to it."""
+        """Two rounds of jobs: the tests that mirror the source, then all others that can reach it."""
         layer = path.split("/")[1]
         above = LAYERS[LAYERS.index(layer):]
         order = {name: i for i, name in enumerate((layer, *EVERYWHERE, *above[1:]))}
@@ -230,12 +230,12 @@ class Suites:
     @staticmethod
     def _job(suite, tests, chosen, left_out=()):
         unwanted = sorted(left_out) + suite.excluded
-        # Long enough for a machine on which others work.
+        # Long enough for a busy machine.
         seconds = 15 + 4 * sum(suite.times[test] for test in tests)
         return Job(suite, chosen + ("-" + ":".join(unwanted) if unwanted else ""), seconds)
 
     def quickest_passes(self, replaced):
-        """Whether the quickest suite does: what replaces a file is none that does not even load."""
+        """Whether the quickest suite passes, so that the replaced files can at least be loaded."""
         codes = []
         suite = min(self.suites, key=lambda suite: suite.seconds)
         Runner(self.results, self.product.work, replaced).run(
@@ -251,7 +251,7 @@ class Suites:
             if code == 0:
                 return True
             verdict.killed, verdict.timed_out = True, code is None
-            verdict.by = f"{job.suite.name}: " + (f"no end after {seconds:.0f} s" if code is None
+            verdict.by = f"{job.suite.name}: " + (f"timed out after {seconds:.0f} s" if code is None
                                                  else self._first_failure(job.suite, code))
             return False
 
@@ -269,4 +269,4 @@ class Suites:
             pass
         text = (self.product.work / f"{suite.name}.log").read_text(errors="replace")
         begun = re.findall(r"^\[ RUN +\] (\S+)", text, re.MULTILINE)
-        return f"{begun[-1] if begun else 'before its first test'}, ended with {code}"
+        return f"{begun[-1] if begun else 'before its first test'}, exit code {code}"

@@ -48,14 +48,14 @@ TEST_F(DatabaseFolder, ThatIsMissingHasNoId) {
     EXPECT_EQ(IdOf(Path("none")), 0U);
 }
 
-TEST_F(DatabaseFolder, IsNoLinkAndNoFile) {
+TEST_F(DatabaseFolder, IsNeitherALinkNorAFile) {
     fs::create_directory_symlink("data", Path("link"));
     Write("file", "");
     EXPECT_THROW(IdOf(Path("link")), JobError);
     EXPECT_THROW(IdOf(Path("file")), JobError);
 }
 
-TEST_F(DatabaseFolder, IsNotExchangedForNothing) {
+TEST_F(DatabaseFolder, IsNotSwappedWithAMissingOne) {
     EXPECT_THROW(SwapFolders(Path("data"), Path("none")), JobError);
     EXPECT_TRUE(fs::exists(Path("data/data.mdb")));
 }
@@ -69,7 +69,7 @@ TEST_F(DatabaseFolder, IsRemovedWithAllThatIsInIt) {
     EXPECT_TRUE(fs::exists("/etc/passwd"));
 }
 
-// The loader of a restore that was killed ends a moment after it.
+// The loader of a killed restore ends shortly after it.
 TEST_F(DatabaseFolder, IsRemovedWhileFilesAreStillMadeInIt) {
     const std::string folder = Path("data");
     for (int round = 0; round < 20; ++round) {
@@ -98,7 +98,7 @@ TEST_F(DatabaseFolder, IsMadeForItsOwnerOnly) {
     EXPECT_THROW(MakeDatabaseFolder(Path("data.new")), JobError);
 }
 
-TEST_F(DatabaseFolder, ThatNobodyHasOpenIsUnused) {
+TEST_F(DatabaseFolder, ThatNoProcessHasOpenIsUnused) {
     EXPECT_FALSE(UserOf(Path("data")));
     EXPECT_FALSE(UserOf(Path("none")));
     AwaitUnused(Path("data"), std::chrono::seconds(0));
@@ -145,7 +145,7 @@ TEST_F(DurableFile, ReplacesWhatAKilledWriterLeft) {
     EXPECT_EQ(Names(), std::set<std::string>{"file"});
 }
 
-TEST_F(DurableFile, ThatCannotBePutInPlaceLeavesNothing) {
+TEST_F(DurableFile, ThatCannotBeInstalledLeavesNothing) {
     fs::create_directories(Path("file/full"));
     EXPECT_THROW(WriteDurably(Path("file"), "text"), JobError);
     EXPECT_EQ(Names(), std::set<std::string>{"file"});
@@ -159,7 +159,7 @@ TEST_F(DurableFile, IsRemovedOnceAndForGood) {
     EXPECT_TRUE(Names().empty());
 }
 
-TEST(RootPartition, ThatIsFullHasACodeOfItsOwn) {
+TEST(RootPartition, ThatIsFullHasItsOwnCode) {
     EXPECT_EQ(RootError("cannot write", ENOSPC).code, Exit::kRootFullWhileWriting);
     EXPECT_EQ(RootError("cannot write", EDQUOT).code, Exit::kRootFullWhileWriting);
     EXPECT_EQ(RootError("cannot write", EIO).code, Exit::kSystem);

@@ -35,18 +35,18 @@ TEST(RestoreJournal, IsTheTextThatItsHeaderDescribes) {
               "server=running\npid=4711\nstarted=88123\nend\n");
 }
 
-TEST(RestoreJournal, ThatIsCutIsNone) {
+TEST(RestoreJournal, ThatIsTruncatedIsRefused) {
     const std::string text = TextOf(Example());
     for (size_t size = 0; size < text.size(); ++size)
         EXPECT_EQ(JournalFrom(text.substr(0, size)), std::nullopt) << size;
 }
 
-TEST(RestoreJournal, WithMoreBehindItIsNone) {
+TEST(RestoreJournal, WithTrailingTextIsRefused) {
     for (const char *more : {"\n", " ", "state=undo\n", "end\n"})
         EXPECT_EQ(JournalFrom(TextOf(Example()) + more), std::nullopt) << more;
 }
 
-TEST(RestoreJournal, WithAnyByteChangedIsNoneOrSaysSomethingElse) {
+TEST(RestoreJournal, WithAnyByteChangedIsRefusedOrDiffers) {
     const std::string text = TextOf(Example());
     for (size_t at = 0; at < text.size(); ++at) {
         for (const char byte : {'\0', ' ', 'x', '-', '\n', '\xFF'}) {
@@ -60,7 +60,7 @@ TEST(RestoreJournal, WithAnyByteChangedIsNoneOrSaysSomethingElse) {
     }
 }
 
-TEST(RestoreJournal, OfAnotherFormatIsNone) {
+TEST(RestoreJournal, OfAnotherFormatIsRefused) {
     for (const char *text :
          {"", "junk",
           "zafoldap-restore "
@@ -75,7 +75,7 @@ TEST(RestoreJournal, OfAnotherFormatIsNone) {
 
 class JournalFile : public FolderTest {};
 
-TEST_F(JournalFile, ThatIsMissingIsNoJournal) {
+TEST_F(JournalFile, ThatIsMissingMeansNoJournal) {
     EXPECT_FALSE(ReadJournal(Path("journal")).exists);
 }
 
@@ -87,7 +87,7 @@ TEST_F(JournalFile, IsReadBack) {
     EXPECT_EQ(Names(), std::set<std::string>{"journal"});
 }
 
-TEST_F(JournalFile, OfJunkIsThereAndUnreadable) {
+TEST_F(JournalFile, OfJunkExistsAndIsUnreadable) {
     const std::string good = TextOf(Example());
     for (const std::string &text :
          {std::string(), std::string(5000, 'x'), good + std::string(4000, '\n')}) {

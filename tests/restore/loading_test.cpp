@@ -81,7 +81,7 @@ constexpr int ExitCode(int code) {
     return code << 8;
 }
 
-// The words are slapadd's own.
+// slapadd's own messages.
 const LoadRow kLoads[] = {
     {ExitCode(1), "slapadd: dn=\"cn=x\" (line=277): (65) unrecognized objectClass 'nonsense'",
      Exit::kDamaged},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Recovery on real folders; slapcat says what it is told.
+// Recovery on real folders, with a scripted slapcat.
 #include "tools/restore/recovery.h"
 
 #include <fcntl.h>
@@ -45,7 +45,7 @@ class Recovery : public FolderTest {
         slapcat.Exit(yes ? 0 : 1);
     }
 
-    // The only one that is left.
+    // Expects that only this one is left.
     void ExpectLeft(const std::string &which) const {
         EXPECT_EQ(Read("data/which"), which);
         EXPECT_EQ(Names(), std::set<std::string>{"data"});
@@ -89,7 +89,7 @@ TEST_F(Recovery, AfterTheExchangeKeepsARestoredDatabaseThatIsGood) {
     }
 }
 
-TEST_F(Recovery, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsNoGood) {
+TEST_F(Recovery, AfterTheExchangePutsTheOldOneBackWhenTheRestoredIsBad) {
     WriteJournal(JournalState::kStarting);
     Swap();
     HoldsEntry(false);
@@ -137,7 +137,7 @@ TEST_F(Recovery, RemovesAJournalThatWasNotFinished) {
     ExpectLeft("old");
 }
 
-TEST_F(Recovery, OfADatabaseInUseDoesNotTakeItAway) {
+TEST_F(Recovery, OfADatabaseInUseDoesNotRemoveIt) {
     WriteJournal(JournalState::kUndo);
     Swap();
     Write("data/data.mdb", "database");
@@ -185,7 +185,7 @@ TEST_F(RecoveryBesideAJob, LetsTheRestoredServerStart) {
     EXPECT_EQ(Read("data/which"), "new");
 }
 
-// A backup has the lock, and the journal is of a restore that is dead.
+// A backup holds the lock, and the journal is that of a dead restore.
 TEST_F(RecoveryBesideAJob, RecoversWhatADeadRestoreHasLeft) {
     ProcessId dead = ProcessId::Own();
     ++dead.started;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every state of the journal with everything that the two names may stand for.
+// Every state of the journal combined with everything that the two names may refer to.
 #include "tools/restore/recovery_verdict.h"
 
 #include <array>
@@ -13,9 +13,9 @@ namespace {
 
 using namespace zafo::backup;
 
-// A line is what "data" is, a column what "data.new" is: missing, old, new, another. A cell has
-// two letters, the verdict when the database in place holds the suffix's entry and when it does not:
-// N nothing, K keep, X swap back, U unclear.
+// A row is the state of "data", a column that of "data.new": missing, old, new, another. A cell has
+// two letters, the verdict when the database in place holds the suffix's entry and when it does
+// not: N nothing, K keep, X swap back, U unclear.
 struct Table {
     const char *journal;
     FoundJournal found;
@@ -42,9 +42,9 @@ const Table kTables[] = {
     {"exchange",
      In(JournalState::kExchange),
      {"KK UU UU UU",    // never without a database in place
-      "KK KK KK KK",    // it did not come to the exchange
-      "KK KX KK KK",    // it did: the new one, if it is good
-      "KK KU KU KU"}},  // somebody else's
+      "KK KK KK KK",    // the swap was not reached
+      "KK KX KK KK",    // it was: keep the new one if it is good
+      "KK KU KU KU"}},  // not ours
     {"starting",
      In(JournalState::kStarting),
      {"KK UU UU UU",  //
@@ -55,7 +55,7 @@ const Table kTables[] = {
      In(JournalState::kUndo),
      {"KK UU UU UU",  //
       "KK KK KK KK",  //
-      "KK XX KK KK",  // it was found to be no good
+      "KK XX KK KK",  // it was found to be bad
       "KK KU KU KU"}},
 };
 
@@ -79,7 +79,7 @@ TEST(RecoveryVerdict, KeepsWhatIsWholeInEveryCase) {
     for (const Table &table : kTables) {
         for (size_t data = 0; data < 4; ++data) {
             for (size_t spare = 0; spare < 4; ++spare) {
-                // Without a readable journal nobody knows old from new.
+                // Without a readable journal the old database cannot be told from the new one.
                 if (table.found.exists && !table.found.journal && (data % 3 != 0 || spare % 3 != 0))
                     continue;
                 const Scene scene{table.found, kWhich[data], kWhich[spare]};
@@ -93,7 +93,7 @@ TEST(RecoveryVerdict, KeepsWhatIsWholeInEveryCase) {
     }
 }
 
-// Whoever asks slapcat needs a configuration; a machine that had no server has none yet.
+// Running slapcat takes a configuration; a machine that had no server has none yet.
 TEST(RecoveryVerdict, AsksForTheEntryOnlyWhereThatDecides) {
     const auto asked = [](const Scene &scene) {
         bool was_asked = false;

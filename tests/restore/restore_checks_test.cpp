@@ -52,7 +52,7 @@ TEST(RoomForADatabase, IsAskedOfTheFileSystem) {
     EXPECT_NO_THROW(CheckRoom(Places("/tmp"), {.ldif_bytes = 1}));
     try {
         CheckRoom(Places("/tmp"), {.ldif_bytes = std::uint64_t{1} << 60});
-        ADD_FAILURE() << "so large a disk?";
+        ADD_FAILURE() << "the disk is larger than expected";
     } catch (const JobError &error) {
         EXPECT_EQ(error.code, Exit::kRootFull);
     }

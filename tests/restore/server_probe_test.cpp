@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where a restore asks the server that it has started; ldapsearch says what it is told.
+// The address at which a restore queries the server that it has started, with a scripted
+// ldapsearch.
 #include "tools/restore/server_probe.h"
 
 #include <filesystem>
@@ -22,7 +23,7 @@ class ServerProbe : public testing::Test {
     ServerProbe() { std::filesystem::create_directories(kServiceFolder); }
     ~ServerProbe() override { std::filesystem::remove(kServiceSettings); }
 
-    // Where the server was asked when its service has that line.
+    // The address queried when the service's settings have that line.
     std::vector<std::string> AskedWith(const char *line) {
         rig::FakeTools tools;
         tools.On("ldapsearch").Exit(255);

@@ -72,7 +72,7 @@ TEST(FakeTool, RecordsFilesThatArgumentsName) {
 }
 
 // Only the platform's own files are translated back to what the platform was given.
-TEST(FakeTool, TellsFilesOfOthersFromThoseOfThePlatform) {
+TEST(FakeTool, DistinguishesOtherFilesFromThoseOfThePlatform) {
     const FakeTools tools;
     const std::string path = "/tmp/fake-tool-test-secret";
     std::ofstream(path) << "mine";
@@ -120,7 +120,7 @@ TEST(FakeTool, DiesBySignal) {
     EXPECT_EQ(RunTool({kSearch}).status, SIGSEGV);
 }
 
-TEST(FakeTool, MovesAFileAwayBeforeItGoesOn) {
+TEST(FakeTool, MovesAFileAwayBeforeItContinues) {
     FakeTools tools;
     std::ofstream("/tmp/moved") << "x";
     tools.On("ldapsearch").MoveAway("/tmp/moved").WaitForFile("/tmp/moved.away").Output("on");

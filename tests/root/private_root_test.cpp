@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The private appliance root: what is its own, what is not, and what is left of it.
+// The private appliance root: what it isolates, what it shares, and what it leaves behind.
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -28,7 +28,7 @@ struct Outcome {
     std::string output;
 };
 
-// A shell command on the host.
+// Runs a shell command on the host.
 Outcome OnHost(const std::string &command) {
     FILE *stream = popen((command + " 2>&1").c_str(), "re");
     std::string output;
@@ -39,7 +39,7 @@ Outcome OnHost(const std::string &command) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), output};
 }
 
-// The words that run a script in a fresh root.
+// The command that runs a script in a fresh root.
 std::string Root(const std::string &script, const std::string &options = "") {
     return std::string(ZAFO_ROOT) + " --stage " + ZAFO_BUILD + "/stage " + options +
            " -- bash -c '" + script + "'";
@@ -101,8 +101,8 @@ TEST(PrivateRoot, ShowsWhatIsLoggedInVarLogMessages) {
     EXPECT_THAT(outcome.output, HasSubstr("said-to-the-log"));
 }
 
-// Each of them has port 389 and "/tmp/mark" to itself.
-TEST(PrivateRoot, RunsBesideOthersWithoutMeetingThem) {
+// Each of them has its own port 389 and "/tmp/mark".
+TEST(PrivateRoot, RunsInParallelWithOthersUndisturbed) {
     const std::string script =
         "[ ! -e /tmp/mark ] && : >/tmp/mark && "
         "{ openssl s_server -accept 127.0.0.1:389 -nocert </dev/null >/tmp/out 2>&1 & } && "
@@ -118,12 +118,12 @@ TEST(PrivateRoot, RunsBesideOthersWithoutMeetingThem) {
         EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
 }
 
-// The processes on this machine whose command line holds a word, by their ids.
+// The ids of this machine's processes whose command line contains a word.
 std::string ProcessesWith(const std::string &word) {
     std::string found;
     std::error_code error;
     for (const auto &process : fs::directory_iterator("/proc", error)) {
-        // A process that ends while it is looked at makes the read fail, which is no line.
+        // The read fails if the process ends meanwhile, which leaves the line empty.
         std::string line(4096, '\0');
         std::ifstream file(process.path() / "cmdline");
         file.read(line.data(), static_cast<std::streamsize>(line.size()));
@@ -133,7 +133,7 @@ std::string ProcessesWith(const std::string &word) {
     return found;
 }
 
-// With sleep's own idea of a number as the mark: nothing else sleeps that long.
+// Marked by an unusual argument of sleep: no other process sleeps that long.
 TEST(PrivateRoot, LeavesNoProcessBehindWhenItIsKilled) {
     const std::string mark = "86" + std::to_string(getpid()) + "." + std::to_string(getpid());
     const pid_t root = fork();
@@ -157,10 +157,10 @@ TEST(PrivateRoot, LeavesNoProcessBehindWhenItIsKilled) {
 }
 
 TEST(PrivateRoot, WorksForAnOrdinaryUser) {
-    if (geteuid() != 0) GTEST_SKIP() << "this whole suite runs as an ordinary user";
+    if (geteuid() != 0) GTEST_SKIP() << "the whole suite runs as an ordinary user";
     const std::string as_user = "setpriv --reuid 65534 --regid 65534 --clear-groups env HOME=/ ";
     if (OnHost(as_user + "unshare -U true").exit_code != 0) {
-        GTEST_SKIP() << "the kernel gives ordinary users no user namespaces";
+        GTEST_SKIP() << "the kernel does not allow user namespaces to ordinary users";
     }
     const Outcome readable = OnHost(as_user + "test -r " ZAFO_BUILD "/stage/usr/zafo/bin");
     if (readable.exit_code != 0) GTEST_SKIP() << "the build folder is not readable for others";

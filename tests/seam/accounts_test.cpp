@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Accounts over a platform that fails in the middle of a call, and what is internal of them.
+// Accounts over a platform that fails in the middle of a call, and their internal functions.
 #include <sys/stat.h>
 
 #include "src/accounts/ldap_samba.h"
@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 class Accounts : public accounts_test::WritingTest, public SeamTest {
   protected:
-    // ldapsearch(1) says these one after the other, the last again and again.
+    // Successive answers of ldapsearch(1); the last one is repeated.
     void Say(std::vector<std::string> answers) {
         hooks_.open = [answers = std::move(answers), next = size_t{0}](
                           const Texts &, const std::string &) mutable {
@@ -73,7 +73,7 @@ TEST_F(Accounts, CheckOfAConnectionThatCannotBeClonedPassesWithoutItsClasses) {
     hooks_.list_alloc = [&](int capacity) -> QLIBSZLIST * {
         return capacity == 4711 ? nullptr : RealListAlloc(capacity);
     };
-    record.plistBuffer->nCapacity = 4711;  // its clone's, and nobody else's
+    record.plistBuffer->nCapacity = 4711;  // only the clone has this capacity
     EXPECT_EQ(ZAFOLDAPBrowserCheckBindInfo(&record, nullptr), 0);
     ExpectSlots(0, kStalePlatformCode);
     EXPECT_EQ(ZAFOLDAPClientCheckBindInfo(&record), -1);

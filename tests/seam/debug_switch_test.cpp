@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is logged of a failing platform while the debug switch is on.
+// What is logged about a failing platform while the debug switch is on.
 #include "tests/accounts/writing_fixture.h"
 #include "tests/seam/seam.h"
 #include "zafoldap.h"
@@ -27,7 +27,7 @@ TEST_F(DebugSeam, SearchThatCannotBeStartedLogsItsCommandAlone) {
     ExpectSlots(kStaleLdapCode, 0x0900);
 }
 
-TEST_F(DebugSeam, QuestionForBaseDNsThatCannotBeStartedLogsWhatThereIs) {
+TEST_F(DebugSeam, SearchForBaseDNsThatCannotBeStartedLogsTheExistingOnes) {
     hooks_.open = [](const Texts &, const std::string &) { return nullptr; };
     core_test::List found{"dc=x"};
     EXPECT_EQ(ZAFOLDAPBrowserSuggestBaseDN(&host_, found.Address()), -1);
@@ -75,7 +75,7 @@ TEST_F(DebugSeam, CheckOfAConnectionThatCannotBeClonedIsLogged) {
     hooks_.list_alloc = [&](int capacity) -> QLIBSZLIST * {
         return capacity == 4711 ? nullptr : RealListAlloc(capacity);
     };
-    record.plistBuffer->nCapacity = 4711;  // its clone's, and nobody else's
+    record.plistBuffer->nCapacity = 4711;  // only the clone has this capacity
     EXPECT_EQ(ZAFOLDAPClientCheckBindInfo(&record), -1);
     EXPECT_EQ(LoggedTexts().back(), "clone host info failed");
     ZAFOLDAPHostFree(&record);

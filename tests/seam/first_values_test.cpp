@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the library's state is before anything has happened, seen once before the first test.
+// The library's initial state, recorded before the first test.
 #include <unistd.h>
 
 #include "tests/seam/seam.h"

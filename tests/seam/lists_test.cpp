@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Lists and maps of the platform: the capacities that the library asks for, and what it leaves where
-// one cannot be had. A platform may do without its error slot; the library sets what it promises.
+// Lists and maps of the platform: the capacities that the library requests, and its behaviour when
+// an allocation fails. A platform may leave its error slot alone; the library sets what it
+// documents.
 #include "tests/seam/seam.h"
 #include "tests/server/backup_fixture.h"
 
@@ -36,7 +37,7 @@ class Lists : public server_test::BackupTest, public SeamTest {
         maps_.clear();
     }
 
-    // No push of this text.
+    // Fails every push of this text.
     void RefuseToPush(const std::string &text) {
         hooks_.list_push = [text](QLIBSZLIST **list, const char *pushed) {
             return text == pushed ? -1 : RealListPush(list, pushed);
@@ -359,7 +360,7 @@ TEST_F(SearchWithoutMemory, NamesTheNameThatItCannotList) {
     }
 }
 
-// --- Items that are not there ---------------------------------------------------
+// --- Missing items ---------------------------------------------------------------
 
 TEST_F(Lists, ItemsThatAreNullAreLeftOutOfClones) {
     core_test::List source{"a", "b", "c"};
@@ -379,7 +380,7 @@ TEST_F(Lists, ItemsThatAreNullAreLeftOutOfClones) {
     ZAFOLDAPSearchRequestFree(&copy);
 }
 
-// A platform that has no memory to give an item, or lies about how many there are.
+// A platform that fails to allocate an item, or reports a wrong number of items.
 class LostItems : public Lists {
   protected:
     LostItems() {
@@ -395,7 +396,7 @@ class LostItems : public Lists {
     }
 };
 
-TEST_F(LostItems, AreNoReasonToCrash) {
+TEST_F(LostItems, DoNotCauseACrash) {
     char text[64];
     unsigned int bits = 0;
     core_test::List dns, names;

@@ -29,7 +29,7 @@ Function *Next(Function *, const char *name) {
 
 #define REAL(name) ::zafo::seam_test::Next(&(name), #name)
 
-// A tool that is only a stream.
+// A tool that consists only of its output stream.
 struct Script {
     std::vector<Reading> steps;
     int status = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The platform as the library calls it. A program that holds seam.cpp stands between the library and
-// its platform: a test puts a function in the place of one of the platform's, and what has none goes
-// through to the real one.
+// The interface between the library and its platform. A program linked with seam.cpp can intercept
+// calls of the platform: a test replaces individual functions, and all others are passed through to
+// the real one.
 //
 //   seam_.hooks.exec = [](const Texts &words) { …; return 1; };
 //
@@ -25,7 +25,7 @@ namespace zafo::seam_test {
 
 using Texts = std::vector<std::string>;
 
-// Stand-ins for the platform's functions; one that is empty is the platform's own.
+// Replacements for the platform's functions; empty ones are passed through.
 struct Hooks {
     std::function<QLIBSZLIST *(int)> list_alloc;
     std::function<int(QLIBSZLIST **, const char *)> list_push;
@@ -38,7 +38,7 @@ struct Hooks {
     std::function<QLIBSZHASH *(int)> map_alloc;
     std::function<int(QLIBSZHASH *, const char *, const char *)> map_set;
 
-    // The path first, then the arguments; the mode or the options apart.
+    // The path first, then the arguments; mode and options separately.
     std::function<FILE *(const Texts &, const std::string &)> open;
     std::function<int(const Texts &)> exec;
     std::function<int(const Texts &, int)> execl;
@@ -62,18 +62,17 @@ int RealListSub(QLIBSZLIST *list, const QLIBSZLIST *other, int flags);
 QLIBSZHASH *RealMapAlloc(int capacity);
 FILE *RealOpen(const Texts &words, const std::string &mode);
 
-// What a tool's stream gives: texts, and errors while reading.
+// One step of a tool's stream: text, or a read error.
 using Reading = std::variant<std::string, int>;
 
-// A stream of these steps, ended and reaped as that of a tool; `reads` counts the times that
-// somebody asked for more.
+// A stream of these steps, closed and reaped like that of a tool; `reads` counts the read calls.
 FILE *ToolSaying(std::vector<Reading> steps, int status = 0, int *reads = nullptr);
 
-// Fails the `nth` call from now on with what it would be for want of memory, the slot untouched.
+// Fails the `nth` call from now on as if out of memory, without setting the slot.
 std::function<QLIBSZLIST *(int)> NoListAt(int nth);
 std::function<int(QLIBSZLIST **, const char *)> NoPushAt(int nth);
 
-// Hooks last as long as a test.
+// Hooks last for one test.
 class SeamTest {
   protected:
     SeamTest() { g_hooks = {}; }

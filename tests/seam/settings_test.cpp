@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Settings of a platform that fails, or answers without its error slot.
+// Settings on a platform that fails, or answers without setting its error slot.
 #include <sys/file.h>
 
 #include "platform/ldap.h"

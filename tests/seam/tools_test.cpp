@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Tools, as the platform is asked to run them, and as they are read when reading fails.
+// How the platform is asked to run tools, and what happens when reading their output fails.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -101,7 +101,7 @@ TEST_F(Tools, BadEntryKeepsTheErrorFileUntilFree) {
     EXPECT_FALSE(std::filesystem::exists(name));
 }
 
-// A caller may free whatever comes of a start, also of one that was refused.
+// A caller may free the result of any start, even of a refused one.
 TEST_F(Tools, RecordOfARefusedStartCanBeFreed) {
     alignas(ZAFOLDAP_RESULT) unsigned char bytes[sizeof(ZAFOLDAP_RESULT)];
     std::fill(std::begin(bytes), std::end(bytes), static_cast<unsigned char>(0xA5));
@@ -136,7 +136,7 @@ TEST_F(Tools, ProbeThatCannotBeReadToItsEndHasFoundWhatCameBefore) {
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
 
-// Four interruptions and then a line, or five.
+// Four interruptions followed by a line, or five of them.
 struct Interrupted {
     explicit Interrupted(const std::string &line) {
         four.assign(4, EINTR);
@@ -235,7 +235,7 @@ TEST_F(Tools, IndexesAreMadeWithOptions0xBB) {
         runs.emplace_back(words, options);
         return -1;
     };
-    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parms_), 0) << "what comes of it does not count";
+    EXPECT_EQ(ZAFOLDAPServerDBCreate(&parms_), 0) << "its result does not count";
     EXPECT_THAT(runs, ElementsAre(std::pair(Texts{"/usr/zafo/bin/slapindex"}, 0xBB)));
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The calls of the server's functions.
+// Allocation failures in the server's functions.
 #include "tests/core/allocation_failure.h"
 
 #include <filesystem>
@@ -33,8 +33,8 @@ const ZAFOLDAP_SERVER_PARAM kParms = [] {
 
 constexpr const char *kOld = "old\n";
 
-// The file holds the old text or the whole new one; after a success the new one. Without
-// a new text it is that of the access rules.
+// The file holds the old text or the complete new one; after a success the new one. By default the
+// new text is that of the access rules.
 void EndWithFile(Outcome &outcome, const char *path, const char *new_text) {
     FailingAllocator::StopFailing();
     const std::string whole =
@@ -151,8 +151,8 @@ void ScriptRunning(rig::FakeTools &) {
     EXPECT_EQ(QLIBServiceStart("ldap-server", 0), 0);
 }
 
-// A server that somebody starts by hand as soon as it is stopped: the start finds it and does
-// not wait for its pid file.
+// A server that someone starts by hand immediately after it was stopped: the start finds it and
+// does not wait for its pid file.
 void ScriptStubborn(rig::FakeTools &) {
     server_test::MakeService(
         {.settings = "program=/usr/bin/sleep\n", .stopped = "exec /var/lib/ldap-server/start"});
@@ -228,7 +228,7 @@ void EndTask() {
         fs::remove(path);
 }
 
-// A section that cannot be read counts as missing, whatever the reason is.
+// A section that cannot be read counts as missing, for whatever reason.
 constexpr int kDefaults = 77;
 
 void RunConfigGet(Outcome &outcome) {
@@ -243,7 +243,7 @@ void RunConfigGet(Outcome &outcome) {
     ZAFOLDAPBackupConfigFree(&config);
 }
 
-// The file holds the old settings or all of the new ones; after a success the new ones.
+// The file holds the old settings or the complete new ones; after a success the new ones.
 void RunConfigSet(Outcome &outcome) {
     ZAFOLDAP_BACKUP_CONFIG config{};
     config.blEnabled = 1;
@@ -257,7 +257,7 @@ void RunConfigSet(Outcome &outcome) {
         outcome.result = -99;
 }
 
-// The environment that the program saw goes with its success.
+// Successful calls report the environment that the program saw.
 void NoteEnvironment(Outcome &outcome, const rig::FakeTools &tools) {
     const std::vector<rig::FakeCall> calls = tools.Calls();
     if (calls.empty()) return;
@@ -271,7 +271,7 @@ void NoteEnvironment(Outcome &outcome, const rig::FakeTools &tools) {
 
 rig::FakeTools *g_tools = nullptr;
 
-// The C library keeps every value that a variable once had.
+// The C library never frees a value that a variable once had.
 void HaveTheDefaultsKept() {
     static bool kept = false;
     if (std::exchange(kept, true)) return;
@@ -313,7 +313,7 @@ void RunSchedule(Outcome &outcome) {
     fs::remove("/etc/cron.d/zafo");
 }
 
-// Without memory it does not know what runs.
+// Without memory it cannot tell what is running.
 void RunSetError(Outcome &outcome) {
     ZAFOLDAPServerBackupSetError(1);
     FailingAllocator::StopFailing();
@@ -335,7 +335,7 @@ void RunProgressGet(Outcome &outcome) {
 
 const Calls &AllCalls() {
     static const std::vector<int> kStart = {0x0200, 0x0900, 0x0B00};
-    // A file that cannot be opened for writing says nothing more.
+    // Failing to open a file for writing may leave the slot alone.
     static const std::vector<int> kRulesCodes = {0x0200, 0x0900, kStalePlatformCode};
     static const std::vector<int> kServiceCodes = {0x0200, 0x0900, 0xD100, 0xD200,
                                                    kStalePlatformCode};
@@ -379,7 +379,7 @@ TEST(AllocationFailureTable, HoldsEveryFunctionOfTheServer) {
     std::set<std::string> rows = {"ZAFOLDAPServerDBIsEmpty", "ZAFOLDAPBackupConfigFree",
                                   "ZAFOLDAPServerProgressFree",
                                   "ZAFOLDAPBackupIsValidDest"};  // allocate nothing
-    // Fails for nothing.
+    // Never fails.
     rows.insert("ZAFOLDAPServerBackupSetEnv");
     for (const Call &call : AllCalls())
         rows.insert(std::string("ZAFOLDAP") + call.name);
@@ -393,10 +393,10 @@ TEST(AllocationFailureTable, HoldsEveryFunctionOfTheServer) {
 
 class RulesAllocationFailure : public server_test::ServerTest {};
 
-// A stream that cannot be made is the one way in which a new temporary file cannot be written.
+// Failing to create a stream is the only way in which a new temporary file cannot be written.
 TEST_F(RulesAllocationFailure, FileThatCannotBeWrittenIsLogged) {
-    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer's own allocator is in the way";
-    ZAFOLDAPServerACLConfGen(&kParms);  // what is allocated once for the life of the process
+    if (rig::IsSanitized()) GTEST_SKIP() << "the sanitizer replaces the allocator";
+    ZAFOLDAPServerACLConfGen(&kParms);  // allocations made once per process
     std::set<std::string> logged;
     for (long nth = 1; nth < 1000; ++nth) {
         ScriptRules(tools_);

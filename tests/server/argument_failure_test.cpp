@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char *kRulesFile = "/var/tmp/argument_failure.conf";
 
-// A record whose suffix is bad as the checks from `at` on say: no record, no suffix, two lines.
+// A record whose suffix fails the checks from `at` on: no record, no suffix, two lines.
 const ZAFOLDAP_SERVER_PARAM *Suffix(Bad bad) {
     static ZAFOLDAP_SERVER_PARAM parms;
     parms = {};
@@ -62,7 +62,7 @@ const Functions &DatabaseFunctions() {
     return kFunctions;
 }
 
-// pHost, pHost->szUri and pHost->szBaseDN, the checks 0 to 2.
+// pHost, pHost->szUri and pHost->szBaseDN are the checks 0 to 2.
 ZAFOLDAP_HOST *BaseHost(Arguments &a, Bad bad) {
     ZAFOLDAP_HOST *host = a.Host(bad);
     a.host.szBaseDN = bad(2) ? nullptr : "dc=com";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of backup settings, of the backup program's runs and of its progress share.
+// Shared by the tests of the backup settings, of the backup program's runs and of its progress.
 #pragma once
 
 #include <filesystem>
@@ -15,7 +15,7 @@ inline constexpr const char *kConfLock = "/tmp/.zafoldap_conf.lock";
 inline constexpr const char *kShares = "/usr/zafo/etc/smb.conf";
 inline constexpr const char *kProgress = "/var/log/zafoldap.progress";
 inline constexpr const char *kBackups = "/var/lib/backups";
-// What the schedule runs.
+// The scheduled command.
 inline constexpr const char *kCommand = "/usr/zafo/bin/zafoldapserver --backup now 2>/dev/null >&2";
 
 class BackupTest : public ServerTest {

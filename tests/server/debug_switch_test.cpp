@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the server's functions say only while the debug switch is on.
+// What the server's functions log only while the debug switch is on.
 #include <dlfcn.h>
 
 #include <csignal>
@@ -12,14 +12,14 @@
 
 namespace zafo::server_test {
 
-// Which list, counted from now on, cannot be made; 0: all can.
+// The number of the list allocation, from now on, that fails; 0: none.
 static int g_lists_until_failure = 0;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// Change files are kept while debugging.
+// Change files are kept in debug mode.
 void RemoveChangeFiles() {
     for (const auto &entry : fs::directory_iterator("/tmp")) {
         if (entry.path().extension() == ".ldif") fs::remove(entry.path());
@@ -31,7 +31,7 @@ class DebugServer : public CreationTest {
     DebugServer() { EXPECT_EQ(ZAFOLDAPDebugEnabled(), 1); }
     ~DebugServer() override { RemoveChangeFiles(); }
 
-    // What one source has said.
+    // The log lines of one source.
     Texts Said(const std::string &source) {
         Texts texts;
         for (const std::string &message : log_.Messages()) {
@@ -150,7 +150,7 @@ TEST_F(DebugDefaultAdd, WhatExistsIsNamed) {
                     "[admin] already in group [cn=administrators,cn=groups,dc=example,dc=com]"));
 }
 
-// The list of one name is a small part of all lists that are made on the way.
+// The list of a single name is one of many that are allocated during the call.
 TEST_F(DebugDefaultAdd, ListOfTheAdministratorThatCannotBeMadeIsLogged) {
     std::set<std::string> logged;
     for (int nth = 1; nth < 200; ++nth) {
@@ -158,7 +158,7 @@ TEST_F(DebugDefaultAdd, ListOfTheAdministratorThatCannotBeMadeIsLogged) {
         log_.Clear();
         g_lists_until_failure = nth;
         const int result = ZAFOLDAPServerDefaultAdd();
-        if (std::exchange(g_lists_until_failure, 0) > 0) break;  // there are no more
+        if (std::exchange(g_lists_until_failure, 0) > 0) break;  // no further allocations
         const Texts said = Said("ldap_server_default");
         if (said.empty() || said.back() != "out of memory.") continue;
         EXPECT_EQ(result, -1);
@@ -172,7 +172,7 @@ TEST_F(DebugDefaultAdd, ListOfTheAdministratorThatCannotBeMadeIsLogged) {
 }  // namespace
 }  // namespace zafo::server_test
 
-// In the place of the base library's, for all its callers.
+// Replaces the platform's function for all callers.
 extern "C" __attribute__((visibility("default"))) QLIBSZLIST *QLIBCSzListAlloc(int capacity) {
     using Function = QLIBSZLIST *(*)(int);
     static const auto original = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "QLIBCSzListAlloc"));

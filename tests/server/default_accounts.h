@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The runs of tools in which the default accounts are added.
+// The tool runs that add the default accounts.
 #pragma once
 
 #include "tests/rig/cipher.h"
@@ -16,9 +16,9 @@ inline const std::string kSchema =
     "objectClasses: ( 1.3.6.1.1.1.2.2 NAME 'posixGroup' )\n"
     "objectClasses: ( 2.16.840.1.113730.3.2.2 NAME 'inetOrgPerson' )\n\n";
 
-// Nothing of what is to be added exists.
+// None of the accounts exists yet.
 inline const std::vector<Step> kDefaultSteps = {
-    {"ldapsearch", "dn: cn=zafoconf,dc=example,dc=com\n\n"},  // what the server says of itself
+    {"ldapsearch", "dn: cn=zafoconf,dc=example,dc=com\n\n"},  // the server's own description
     {"ldapsearch", "dn:\nsubschemaSubentry: cn=Subschema\n\n"},
     {"ldapsearch", kSchema},
     {"ldapsearch"},  // "users": name, number, entry
@@ -40,7 +40,7 @@ inline const std::vector<Step> kDefaultSteps = {
     {"ldapmodify"},
 };
 
-// What the creation of "admin" says of a directory without home folders.
+// What creating "admin" logs if the directory has no home folders.
 inline const std::string kNoHomes = "unknown format of automountInformation: ";
 
 }  // namespace zafo::server_test

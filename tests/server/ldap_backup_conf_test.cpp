@@ -222,7 +222,7 @@ TEST_F(SavingBackupConf, IsReadBack) {
     EXPECT_STREQ(config_.szDestDir, kBackups);
     EXPECT_EQ(config_.nMaxFile, 7);
     EXPECT_THAT(log_.Messages(), IsEmpty());
-    ExpectSlots(kStaleLdapCode, 0x2200);  // the section was not there
+    ExpectSlots(kStaleLdapCode, 0x2200);  // the section did not exist
 }
 
 TEST_F(SavingBackupConf, KeepsWhatItDoesNotKnow) {
@@ -262,7 +262,7 @@ TEST_F(SavingBackupConf, NumbersOfTheScheduleAreWhole) {
     EXPECT_EQ(Numbers(config_.schedule), std::vector<int>(6, -2147483647 - 1));
 }
 
-TEST_F(SavingBackupConf, ShareTakesThePlaceOfTheFolder) {
+TEST_F(SavingBackupConf, ShareReplacesTheFolder) {
     EXPECT_EQ(Set(), 0);
     WriteShare(kBackups);
     record_.szDestShare = "Backups";
@@ -271,7 +271,7 @@ TEST_F(SavingBackupConf, ShareTakesThePlaceOfTheFolder) {
     EXPECT_THAT(Conf(), testing::Not(HasSubstr("dest_dir")));
 }
 
-TEST_F(SavingBackupConf, FolderTakesThePlaceOfTheShare) {
+TEST_F(SavingBackupConf, FolderReplacesTheShare) {
     WriteTask("dest_share=Backups\n");
     EXPECT_EQ(Set(), 0);
     EXPECT_THAT(Conf(), HasSubstr(std::string("dest_dir=") + kBackups));
@@ -294,12 +294,12 @@ TEST_F(SavingBackupConf, NumberOfFilesBelowOneKeepsTheOldOne) {
     }
 }
 
-TEST_F(SavingBackupConf, FolderThatIsNotThereIsRefused) {
+TEST_F(SavingBackupConf, MissingFolderIsRefused) {
     record_.szDestDir = "/var/lib/nowhere";
     ExpectRefusedDestination();
 }
 
-TEST_F(SavingBackupConf, ShareThatIsNotThereIsRefused) {
+TEST_F(SavingBackupConf, MissingShareIsRefused) {
     record_.szDestShare = "Gone";
     ExpectRefusedDestination();
 }
@@ -312,7 +312,7 @@ TEST_F(SavingBackupConf, ShareWhosePathIsALinkIsRefused) {
     fs::remove("/var/lib/link-to-backups");
 }
 
-TEST_F(SavingBackupConf, IsNotWrittenWhileSomebodyReads) {
+TEST_F(SavingBackupConf, IsNotWrittenWhileAnotherProcessReads) {
     const int reader = ZAFOLDAPLock(kConfLock, LOCK_SH);
     EXPECT_EQ(Set(), -1);
     ExpectSlots(-65542, kStalePlatformCode);
@@ -321,7 +321,7 @@ TEST_F(SavingBackupConf, IsNotWrittenWhileSomebodyReads) {
     EXPECT_EQ(Set(), 0);
 }
 
-TEST_F(SavingBackupConf, LockIsReleasedOnEveryWay) {
+TEST_F(SavingBackupConf, LockIsReleasedOnEveryPath) {
     EXPECT_EQ(Set(), 0);
     record_.szDestDir = "/var/lib/nowhere";
     EXPECT_EQ(Set(), -1);
@@ -368,7 +368,7 @@ TEST_F(BackupConf, DestinationIsAFolderItself) {
     ExpectSlotsUntouched();
 }
 
-// What IsValidDest says to a process without any rights of its own.
+// The result of IsValidDest in an unprivileged process.
 int ValidForNobody(const char *path) {
     const pid_t child = fork();
     if (child == 0) {

@@ -17,7 +17,7 @@ class NodeCreate : public ServerTest {
     int Create(const std::string &name = "staff") {
         return ZAFOLDAPBrowserNodeCreate(&host_, name.c_str());
     }
-    // Both creations with ldapmodify as `script` makes it.
+    // Both creations, with ldapmodify scripted by `script`.
     void ExpectFailures(const std::function<void()> &script, const Texts &before, int ldap_code,
                         int platform_code) {
         const std::string shown = platform_code == 0x0900 ? "[0x0900]" : "[0x1234]";

@@ -21,7 +21,7 @@ class AccessRules : public ServerTest {
         for (const std::string &name : FilesLike(std::string(kRules) + "."))
             fs::remove("/usr/zafo/etc/openldap/" + name);
     }
-    // The rules of a suffix, as they are put in place.
+    // The access rules for a suffix, as installed.
     std::string RulesOf(const std::string &suffix) {
         parms_.szSuffix = suffix.c_str();
         EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parms_), 0);
@@ -59,7 +59,7 @@ TEST_F(AccessRules, GroupsDNIsCutAt1023Bytes) {
     EXPECT_EQ(RulesOf(longest + ",dc=com"), Replaced(golden, kBase, longest));
 }
 
-TEST_F(AccessRules, TakeThePlaceOfTheOldOnesAndLeaveNothingBeside) {
+TEST_F(AccessRules, ReplaceTheOldOnesAndLeaveNoOtherFile) {
     Write(kRules, std::string(100'000, 'x'));
     EXPECT_EQ(RulesOf(kBase), GoldenFile("access_rules.conf"));
     EXPECT_THAT(FilesLike(kRules), ElementsAre("slapd-acls.conf"));
@@ -86,7 +86,7 @@ TEST_F(AccessRules, FolderWithoutRoomForATemporaryFileIsLogged) {
     ExpectSlots(kStaleLdapCode, 0x0900);
 }
 
-TEST_F(AccessRules, RulesThatCannotBePutInPlaceAreLogged) {
+TEST_F(AccessRules, RulesThatCannotBeInstalledAreLogged) {
     fs::create_directories(std::string(kRules) + "/full");
     EXPECT_EQ(ZAFOLDAPServerACLConfGen(&parms_), -1);
     EXPECT_THAT(LoggedTexts(),

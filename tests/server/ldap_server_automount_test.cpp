@@ -29,9 +29,9 @@ class AutomountCreate : public AccountsTest {
         fs::remove(std::string(kSavedConnections) + ".lock");
     }
 
-    // The connection of the appliance's own server.
+    // Saves the connection to the appliance's own server.
     void Save() { EXPECT_EQ(ZAFOLDAPBrowserConfSet(&host_, nullptr), 0); }
-    // What loading it asks of the server, then the users of the directory.
+    // The answers of the server when the connection is loaded, then the users of the directory.
     void AnswerServer(const std::string &users = "") {
         Answer({"dn: cn=zafoconf,dc=x\n\n", "dn:\nsubschemaSubentry: cn=Subschema\n\n",
                 "dn: cn=Subschema\nobjectClasses: ( 1 NAME 'top' )\n\n", users});
@@ -51,14 +51,14 @@ class AutomountCreate : public AccountsTest {
     int Create(const std::string &path = "/homes") {
         return ZAFOLDAPServerAutomountCreate("server", path.c_str());
     }
-    // The value that the last change gives the key of all users.
+    // The value that the last change sets for the wildcard key.
     std::string Published() {
         const std::string name = "automountInformation: ";
         const std::string last = Changes().back();
         const size_t at = last.rfind(name) + name.size();
         return last.substr(at, last.find('\n', at) - at);
     }
-    // Without the host or a path that is exported only folders fail, which is logged.
+    // Without a host or an exported path only the folders fail, which is logged.
     static Texts FoldersFailed(const std::string &path) {
         const std::string what = "server:" + path;
         return {"mount " + what + " to " + test::Exports::MountPoint() + " failed. [0x1234]",
@@ -123,7 +123,7 @@ TEST_F(AutomountCreate, OtherErrorOfTheServerEndsTheCallAtEveryEntry) {
     EXPECT_THAT(exports_.Mounted(), IsEmpty());
 }
 
-// The library error of an earlier step does not make a failure look like an entry that exists.
+// The library error of an earlier step must not make a failure look like an existing entry.
 TEST_F(AutomountCreate, KilledToolEndsTheCallAtEveryEntry) {
     for (size_t entry = 0; entry < 4; ++entry) {
         SCOPED_TRACE(entry);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Runs of the backup program: what it sees, and what its end means.
+// Runs of the backup program: its environment, and the meaning of its exit.
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -13,7 +13,7 @@
 
 namespace zafo::server_test {
 
-// What the scheduler was told. While a refusal is set, it refuses with that platform error.
+// Records calls of the scheduler. While a refusal is set, it fails with that platform error.
 struct Scheduler {
     std::vector<ZAFOSCHEDULE> registered;
     Texts removed;
@@ -29,8 +29,8 @@ constexpr const char *kProgram = "/usr/zafo/bin/zafoldapbackup";
 constexpr const char *kMarker = "/usr/zafo/etc/openldap/data/dn2id.bdb";
 const std::string kFile = std::string(kBackups) + "/zafoldap-000001.tar.zst";
 
-// The reasons of an exit code from 0 to 13, after a backup and after a restore; all others are
-// those of 0. That of 1 depends on the progress.
+// The error codes for the exit codes 0 to 13, after a backup and after a restore; all others are
+// treated as 0. That for 1 depends on the progress.
 constexpr int kReasons[][2] = {
     {-65536, -65536}, {-65542, -65542}, {-65545, -65546}, {-65536, -65536}, {-65549, -65536},
     {-65536, -65536}, {-65549, -65536}, {-65549, -65549}, {-65549, -65546}, {-65536, -65550},
@@ -41,13 +41,13 @@ int ReasonOf(int code, int column) {
                                                                      : -65536;
 }
 
-// Signals that end a process which does nothing about them.
+// Signals whose default action ends a process.
 std::vector<int> EndingSignals() {
     const std::set<int> others = {SIGCHLD, SIGCONT, SIGSTOP, SIGTSTP,
                                   SIGTTIN, SIGTTOU, SIGURG,  SIGWINCH};
     std::vector<int> ending;
     for (int number = 1; number <= SIGRTMAX; ++number) {
-        // The C library keeps those between for itself.
+        // The C library reserves those in between.
         const bool kept = number > SIGSYS && number < SIGRTMIN;
         if (!kept && others.count(number) == 0) ending.push_back(number);
     }
@@ -141,7 +141,7 @@ std::vector<std::pair<const void *, std::string>> Environment() {
     return all;
 }
 
-// Every test may leave another one behind.
+// Any test may leave a different one behind.
 class CallersEnvironment : public Backup {
   protected:
     CallersEnvironment() : before_(Environment()) {}
@@ -287,14 +287,14 @@ TEST_F(Backup, ExitCodesHaveTheirReasons) {
     }
 }
 
-// Its wait status counts as the exit code, and that of an exit is never below 256.
+// The wait status is used as the exit code, and that of an exit is never below 256.
 TEST_F(Backup, ThatExitsWithAnyCodeIsASystemError) {
     for (int code = 1; code < 256; ++code) {
         tools_.Reset();
         Program().Exit(code);
         SetStaleCodes();
         EXPECT_EQ(ZAFOLDAPServerBackup(), -1);
-        ExpectSlots(-65536, 0x2200);  // the settings' section, which is missing
+        ExpectSlots(-65536, 0x2200);  // of the settings' section, which is missing
     }
     EXPECT_THAT(log_.Messages(), IsEmpty());
 }
@@ -345,7 +345,7 @@ TEST_F(Backup, ProgramThatCannotBeStartedIsASystemError) {
     fs::rename(std::string(kProgram) + ".away", kProgram);
 }
 
-TEST_F(Backup, BusyTellsWhatRuns) {
+TEST_F(Backup, BusyReportsWhatIsRunning) {
     const std::map<std::string, int> kOperations = {{"backup", -65543},
                                                     {"restore", -65544},
                                                     {"Backup", -65542},
@@ -433,7 +433,7 @@ TEST_F(Backup, ScheduleNeedsReadableSettings) {
 }  // namespace
 }  // namespace zafo::server_test
 
-// The scheduler of this binary, in the place of the platform's.
+// This binary's scheduler, which replaces the platform's.
 
 int ZAFOScheduleSet(const ZAFOSCHEDULE *pSchedule, int nFlags) {
     EXPECT_EQ(nFlags, 0);

@@ -27,7 +27,7 @@ class ServerConf : public ServerTest {
         Write(kTemplate, kHead + kSuffixLine + kRootDNLine + kRootPWLine + kTail);
         tools_.On("slappasswd").IgnoreSignals().Output(kHash + "\n");
     }
-    // A failure leaves the file that was there.
+    // A failure leaves the existing file alone.
     void ExpectFailure(int platform_code, const Texts &logged) {
         Write(kConf, "old\n");
         SetStaleCodes();
@@ -136,7 +136,7 @@ TEST_F(SlapdConfSetOne, ChangesOneDirectiveAndNothingElse) {
     EXPECT_EQ(ContentOf(kConf), "suffix dc=new\nindex objectClass eq\n");
 }
 
-TEST_F(SlapdConfSetOne, StartsFromTheTemplateWhenThereIsNoFile) {
+TEST_F(SlapdConfSetOne, StartsFromTheTemplateWithoutAFile) {
     EXPECT_EQ(ZAFOLDAPSlapdConfSetOne("rootpw", "x"), 0);
     EXPECT_EQ(ContentOf(kConf), kHead + kSuffixLine + kRootDNLine + "rootpw x\n" + kTail);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The skeleton of a new database: which tools run with what, the entries that are written,
-// what is left alone, and what comes of every failure.
+// The skeleton of a new database: the tools that run and their arguments, the entries written, what
+// is left alone, and the effect of each possible failure.
 #include <fcntl.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -111,7 +111,7 @@ TEST_F(DBCreate, SuffixIsThatOfTheConfiguration) {
         Changes().at(8).starts_with("dn: sambaDomainName=Big,ou=all of it,dc=Big,dc=com\n"));
 }
 
-TEST_F(DBCreate, FailedIndexIsNoFailure) {
+TEST_F(DBCreate, FailedIndexIsNotAFailure) {
     for (const int code : {0, 1}) {
         Script();
         code == 0 ? tools_.On("slapindex").Die(SIGKILL) : tools_.On("slapindex").Exit(code);
@@ -192,7 +192,7 @@ TEST_F(DBCreateOfARunningServer, StopsAndStartsItAroundEachEntry) {
     EXPECT_GT(Pid(), 0);
 }
 
-// The lines after those of slapadd itself, "$ERR" being the platform error.
+// The lines logged after those of slapadd itself; "$ERR" stands for the platform error.
 Texts FailureTexts(size_t entry) {
     if (entry == kDomainEntry) {
         return {"ZAFOLDAPServerSlapadd failed. [$ERR]",
@@ -203,8 +203,8 @@ Texts FailureTexts(size_t entry) {
 
 class DBCreateFailure : public DBCreate {
   protected:
-    // Creates with one entry failing as `fail` scripts it; the entries before it were added,
-    // nothing ran after it.
+    // Creates the database with one entry failing as scripted by `fail`; the entries before it must
+    // have been added, and nothing may have run after it.
     void Expect(size_t entry, const std::function<void(rig::FakeScript &&)> &fail,
                 const std::string &slapadd_text, int ldap_code) {
         SCOPED_TRACE(kSkeleton[entry]);
@@ -267,7 +267,7 @@ TEST_F(DBCreateFailure, ToolThatCannotBeStartedAtEachEntryIsAFailure) {
 
 class SambaDomain : public CreationTest {
   protected:
-    // Adds the domain; openssl answers with these lines.
+    // Adds the domain; openssl prints these lines.
     int CreateDomain(const Texts &numbers, const char *suffix = kBase.c_str()) {
         tools_.Reset();
         for (const std::string &number : numbers)
@@ -352,7 +352,7 @@ TEST_F(SambaDomain, NumbersOfTheRecordAreNotRead) {
     EXPECT_EQ(CreateDomain({"1\n"}), 0);
 }
 
-// Signals interrupt what the process waits for; the generator waits for the last of them.
+// Signals interrupt the process while it waits; the generator waits for the last of them.
 class InterruptedSambaDomain : public CreationTest {
   protected:
     ~InterruptedSambaDomain() override { fs::remove(kGo); }

@@ -24,7 +24,7 @@ class DBReset : public ServiceTest {
         for (const char *name : {"/data.mdb", "/dn2id.bdb", "/.hidden", "/a folder/deep/file"})
             Write(kData + std::string(name), "old");
     }
-    // What is left in the folder of the database.
+    // The files left in the database folder.
     static Texts Left() { return FilesLike(std::string(kData) + "/"); }
 };
 

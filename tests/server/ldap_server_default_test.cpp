@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The default accounts: what is written, what is taken as it is, and what comes of each failure.
+// The default accounts: what is written, what is left as it is, and the effect of each possible
+// failure.
 #include <csignal>
 #include <filesystem>
 
@@ -28,13 +29,13 @@ class DefaultAdd : public ServerTest {
     }
     int Add() { return ZAFOLDAPServerDefaultAdd(); }
 
-    // The runs with one answered by somebody's entry.
+    // The runs with these searches answered by an existing entry.
     static std::vector<Step> With(std::vector<Step> steps, const std::vector<size_t> &taken) {
         for (const size_t at : taken)
             steps.at(at).output = kTaken;
         return steps;
     }
-    // As if nothing but memberships were missing.
+    // Only the memberships are missing.
     void PrepareAllExist(int join_code) {
         Prepare({kDefaultSteps[0], kDefaultSteps[1], kDefaultSteps[2], {"ldapsearch", kTaken}});
         tools_.On("ldapmodify").Exit(join_code);
@@ -143,7 +144,7 @@ TEST_F(DefaultAdd, RefusalOfEachEntryIsAFailure) {
     }
 }
 
-// A code that is left of an earlier step would make it look like what exists already.
+// A code left by an earlier step would look like that of an existing account.
 TEST_F(DefaultAdd, KilledToolIsAFailureOfNoCode) {
     const std::tuple<size_t, Texts> kCases[] = {
         {5, {"ZAFOLDAPModify failed [users] [0x1234]", GroupFailed("users", " (0)")}},
@@ -166,7 +167,7 @@ TEST_F(DefaultAdd, KilledToolIsAFailureOfNoCode) {
     }
 }
 
-// 68 of the server is not the library's own "exists": the entry is somebody's in another container.
+// Error 68 from the server is not the library's own "exists": the entry is in another container.
 TEST_F(DefaultAdd, EntryThatTheServerAloneKnowsIsAFailure) {
     Prepare(kDefaultSteps, 5, 68);
     EXPECT_EQ(Add(), -1);

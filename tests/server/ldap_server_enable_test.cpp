@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Enabling the server: everything from its configuration to its default accounts.
+// Enabling the server, from its configuration to its default accounts.
 #include <filesystem>
 
 #include "tests/server/default_accounts.h"
@@ -19,7 +19,7 @@ class Enable : public ServiceTest {
         Write(kTemplate, "database mdb\nsuffix none\nrootdn none\nrootpw none\n");
         Script();
     }
-    // A server without a database, and its answers once it runs.
+    // A server without a database, and its answers once it is running.
     void Script(const std::set<size_t> &existing = {}) {
         Prepare(kDefaultSteps);
         for (size_t i = 0; i < kSkeleton.size(); ++i)
@@ -27,7 +27,7 @@ class Enable : public ServiceTest {
         tools_.On("openssl").Output("0000002a\n");
     }
     int WithRecord() { return ZAFOLDAPServerEnable(&parms_); }
-    // The running server is stopped, these tools run, and it is not started again.
+    // Expects that the running server was stopped, these tools ran, and it was not started again.
     void ExpectGivenUp(const Texts &tools, const Texts &logged) {
         EXPECT_EQ(WithRecord(), -1);
         EXPECT_EQ(LoggedTexts(), logged);
@@ -113,7 +113,7 @@ TEST_F(Enable, WithoutARecordStartsAServerThatDoesNotRun) {
     EXPECT_GT(Pid(), 0);
 }
 
-TEST_F(Enable, ServerThatCannotBeStoppedIsNoObstacle) {
+TEST_F(Enable, ServerThatCannotBeStoppedIsNotAnObstacle) {
     Describe({.process = "trap '' TERM; sleep 1000", .settings = "stop_seconds=1\n"});
     StartBefore();
     const pid_t pid = Pid();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the backup program says about its work.
+// What the backup program reports about its progress.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ class Progress : public BackupTest {
         ZAFOLDAPServerProgressFree(&progress_);
         return ZAFOLDAPServerProgressGet(&progress_);
     }
-    // Of this process, and the lines that follow.
+    // Writes this process's id and the lines.
     static void WriteLines(const std::string &lines) {
         Write(kProgress, "pid=" + std::to_string(getpid()) + "\n" + lines);
     }
@@ -49,7 +49,7 @@ TEST_F(Progress, IsWhatTheFileSays) {
     ExpectSlotsUntouched();
 }
 
-TEST_F(Progress, ThatDoesNotExistIsNoError) {
+TEST_F(Progress, ThatDoesNotExistIsNotAnError) {
     EXPECT_EQ(Get(), 0);
     ExpectSlots(kStaleLdapCode, 0);
     ExpectEmpty();
@@ -85,7 +85,7 @@ TEST_F(Progress, WithoutAProcessDoesNotRun) {
     }
 }
 
-TEST_F(Progress, WhatIsNotSaidIsNothing) {
+TEST_F(Progress, MissingKeysAreEmpty) {
     Write(kProgress, "");
     EXPECT_EQ(Get(), 1);
     EXPECT_EQ(progress_.szOperation, nullptr);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The server as a service: its start, which is given two seconds to prove itself, its end, and
-// whether it runs.
+// The server as a service: starting it, which includes two seconds to prove itself, stopping it,
+// and whether it is running.
 #include <signal.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -108,7 +108,7 @@ class IsStarted : public ServiceTest {
     int pid_ = kUntouched;
 };
 
-TEST_F(IsStarted, TellsTheProcess) {
+TEST_F(IsStarted, ReportsTheProcess) {
     StartBefore();
     EXPECT_EQ(ZAFOLDAPServerIsStarted(&pid_), 1);
     EXPECT_EQ(pid_, Pid());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loading a change file past the server, and the two probes of the database.
+// Loading a change file without the server, and the two probes of the database.
 #include <csignal>
 #include <filesystem>
 
@@ -118,7 +118,7 @@ TEST_F(Slapadd, FileWithoutASuffixToLoadItIntoIsKept) {
     EXPECT_THAT(tools_.Calls(), IsEmpty());
 }
 
-TEST_F(Slapadd, FileWithoutAttributesIsDeletedAndTheServerGoesOn) {
+TEST_F(Slapadd, FileWithoutAttributesIsDeletedAndTheServerContinues) {
     StartBefore();
     const pid_t pid = Pid();
     Fill(false);
@@ -171,7 +171,7 @@ TEST_F(Slapadd, StoppedServerStaysStopped) {
 
 class DNIsExist : public ServerTest {
   protected:
-    // Asks for a DN while slapcat writes this.
+    // Asks for a DN while slapcat prints this.
     int Ask(const std::string &dn, const std::string &output) {
         tools_.Reset();
         tools_.On("slapcat").IgnoreSignals().Output(output);
@@ -246,7 +246,7 @@ TEST_F(DNIsExist, FailedToolFoundNothing) {
 
 class DBIsEmpty : public ServerTest {};
 
-TEST_F(DBIsEmpty, IsToldByTheMarkerAlone) {
+TEST_F(DBIsEmpty, DependsOnTheMarkerAlone) {
     EXPECT_EQ(ZAFOLDAPServerDBIsEmpty(), 1);
     Write(std::string(kData) + "/data.mdb", "x");
     EXPECT_EQ(ZAFOLDAPServerDBIsEmpty(), 1);

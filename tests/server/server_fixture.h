@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the tests of the appliance's own server share: its files, the fake tools under the
-// offline tools' names, and a service "ldap-server" whose process is a sleep(1).
+// Shared by the tests of the appliance's own server: its files, fake tools in place of the offline
+// tools, and a service "ldap-server" whose process is a sleep(1).
 #pragma once
 
 #include <sys/types.h>
@@ -33,7 +33,7 @@ std::string GoldenFile(const std::string &name);
 
 void Write(const std::string &path, const std::string &text);
 
-// "dn: DN" and an empty line, as slapcat(8) writes the start of an entry.
+// "dn: DN" and an empty line: the start of an entry as slapcat(8) prints it.
 std::string Found(const std::string &dn);
 
 class ServerTest : public WritingTest {
@@ -41,29 +41,29 @@ class ServerTest : public WritingTest {
     ServerTest();
     ~ServerTest() override;
 
-    // A slapd.conf with this suffix; without one when it is empty.
+    // A slapd.conf with this suffix; an empty one means none.
     static void WriteConf(const std::string &suffix = kBase);
 
     // The names of the tools called so far, in order.
     Texts Tools() const;
 
-    // Runs an operation while no file may grow.
+    // Runs an operation under a file size limit of 0.
     static int OnAFullDisk(const std::function<int()> &operation);
 
-    // Files beside a path whose names begin with its own.
+    // Files in the same folder whose names begin with that of the path.
     static Texts FilesLike(const std::string &path);
 
     ZAFOLDAP_SERVER_PARAM parms_{};
 };
 
-// How a service's program behaves.
+// The behaviour of a service's program.
 struct Behaviour {
-    const char *process = "sleep 1000";  // what runs once it has started
-    const char *settings = "";           // more lines of the service file
-    const char *stopped = "";            // a shell command that runs when it has ended
+    const char *process = "sleep 1000";  // runs once it has started
+    const char *settings = "";           // additional lines of the service file
+    const char *stopped = "";            // a shell command that runs after it has ended
 };
 
-// Makes the service, which starts and ends for real, and enables it. "start-server" and
+// Creates and enables the service, which really starts and ends. "start-server" and
 // "server-stopped" are fake tools that it calls.
 void MakeService(const Behaviour &behaviour = {});
 
@@ -74,7 +74,7 @@ class ServiceTest : public ServerTest {
 
     static void Describe(const Behaviour &behaviour) { MakeService(behaviour); }
 
-    // Starts it without the library, and forgets that.
+    // Starts it directly, without a trace in the fake tools' calls.
     void StartBefore();
 
     static pid_t Pid();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Takes the place of the C library's nanosleep(): waits of whole seconds are counted instead.
+// Replaces the C library's nanosleep(): waits of whole seconds are counted instead.
 #include "tests/server/settling.h"
 
 #include <atomic>

@@ -3,8 +3,8 @@
 
 namespace zafo::server_test {
 
-// The seconds that the library has slept in this process. A binary with settling.cpp does not wait
-// for them; what the wait is good for is tested in server_service_test, which does.
+// The seconds that the library has slept in this process. A binary with settling.cpp skips them;
+// that the wait is effective is tested in server_service_test, which does not.
 unsigned SecondsSlept();
 
 }  // namespace zafo::server_test

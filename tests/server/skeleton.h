@@ -24,7 +24,7 @@ inline const std::string kRandomCommand =
     "openssl rand -rand file:/usr/zafo/etc/smb.conf:/etc/passwd:/etc/shadow:/etc/groups:"
     "/var/log/messages -hex 4";
 
-// What creating a database runs, when some of its entries exist already.
+// The commands that create a database of which some entries already exist.
 inline Texts CreationCommands(const std::set<size_t> &existing = {}) {
     Texts commands;
     for (size_t i = 0; i < kSkeleton.size(); ++i) {
@@ -41,7 +41,7 @@ class CreationTest : public ServerTest {
   protected:
     CreationTest() { WriteConf(); }
 
-    // The answers of the tools to a creation where some entries exist.
+    // The tools' answers while a database is created of which some entries already exist.
     void Script(const std::set<size_t> &existing = {}) {
         tools_.Reset();
         for (size_t i = 0; i < kSkeleton.size(); ++i)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What may be a name, number, date, text or password, and other texts that are taken apart.
+// Valid names, numbers, dates, texts and passwords, and the parsing of other arguments.
 #include "tools/zafoldap/account_checks.h"
 
 #include <set>

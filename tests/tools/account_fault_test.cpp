@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changes that stop half-way: the exit code, what is said to be there, and that the command
-// which the message gives finishes the work.
+// Changes that stop half-way: the exit code, the reported state, and that the command in the
+// message completes the work.
 #include <filesystem>
 
 #include "tests/rig/system_log.h"
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Lets the first N calls of a tool through; what comes after is played.
+// Lets the first N calls of a tool through, then runs `script` instead.
 std::string AfterCalls(int calls, const std::string &script) {
     std::filesystem::remove("/tmp/calls");
     return "echo x >>/tmp/calls\nif [ $(wc -l </tmp/calls) -le " + std::to_string(calls) +
@@ -28,7 +28,7 @@ class HalfWay : public AccountCommand {
   protected:
     HalfWay() { EXPECT_EQ(Line("group add staff").exit_code, 0); }
 
-    // What a command says whose work a tool breaks off.
+    // Runs a command whose work is interrupted by a tool.
     static ProgramRun HalfDone(const std::string &line, const std::string &tool,
                                const std::string &script) {
         const ReplacedTool broken(tool, script);
@@ -37,7 +37,7 @@ class HalfWay : public AccountCommand {
         return run;
     }
 
-    // Runs the command of a message; several stand between "&&".
+    // Runs the commands of a message, which are joined by "&&".
     static void Finish(const ProgramRun &run) {
         std::string rest = FinishOf(run);
         for (;;) {
@@ -51,7 +51,7 @@ class HalfWay : public AccountCommand {
     }
 };
 
-TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
+TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesExists) {
     const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff", "ldappasswd",
                                     "echo 'Result: Constraint violation (19)' >&2; exit 1");
     EXPECT_THAT(run.err, HasSubstr("the user anna was added with the number "));
@@ -61,9 +61,9 @@ TEST_F(HalfWay, AUserWhosePasswordTheServerRefusesIsThere) {
     EXPECT_TRUE(directory_.Binds(UserDN("anna"), kPassword));
 }
 
-TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
+TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsExists) {
     ASSERT_EQ(Line("group add other").exit_code, 0);
-    // number, SID and entry go through; then one request for all groups and one for each.
+    // number, SID and entry succeed; then one request for all groups and one for each
     const ProgramRun run = HalfDone("user add anna --password-stdin --groups staff,other --json",
                                     "ldapmodify", AfterCalls(3, kDenied));
     const Json error = ErrorOf(run);
@@ -76,7 +76,7 @@ TEST_F(HalfWay, AUserWhoCouldNotJoinItsGroupsIsThere) {
     EXPECT_EQ(hint, "to finish: zafoldap member add staff anna && zafoldap member add other anna");
 }
 
-// Home folders are published on a server that has no such export yet.
+// Home folders are published on a server that does not have that export yet.
 class HalfWayHome : public HalfWay {
   protected:
     HalfWayHome() {
@@ -100,7 +100,7 @@ class HalfWayHome : public HalfWay {
     inline static const std::filesystem::path kExports = "/var/lib/exports/server/vol 1";
 };
 
-TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsSaid) {
+TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsReported) {
     const ProgramRun run = Line("user add anna --password-stdin");
     EXPECT_EQ(run.exit_code, 7);
     EXPECT_THAT(run.err, HasSubstr("but its home folder could not be created"));
@@ -110,7 +110,7 @@ TEST_F(HalfWayHome, AHomeFolderThatCannotBeMadeIsSaid) {
 TEST_F(HalfWayHome, MissingHomeFoldersAreMadeByTheCommandsForThem) {
     std::filesystem::create_directories(kExports);
     if (chown(kExports.c_str(), 1, 1) != 0)
-        GTEST_SKIP() << "files cannot be given away in an ordinary user's root";
+        GTEST_SKIP() << "an ordinary user's root cannot change owners";
     std::filesystem::rename(kExports, "/var/lib/exports/server/away");
     const ProgramRun run = Line("user add anna --password-stdin");
     std::filesystem::rename("/var/lib/exports/server/away", kExports);
@@ -123,7 +123,7 @@ TEST_F(HalfWayHome, MissingHomeFoldersAreMadeByTheCommandsForThem) {
     EXPECT_TRUE(HasHome("bob"));
 }
 
-TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
+TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItPrints) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     const ProgramRun run = HalfDone("user rename anna bea", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
@@ -132,7 +132,7 @@ TEST_F(HalfWay, ARenameThatGroupsDidNotFollowIsFinishedByTheCommandsItSays) {
     EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), ElementsAre("bea"));
 }
 
-TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItSays) {
+TEST_F(HalfWay, ADeletionThatLeftMembershipsIsFinishedByTheCommandItPrints) {
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     const ProgramRun run = HalfDone("user delete anna -y", "ldapmodify", AfterCalls(1, kDenied));
     EXPECT_THAT(run.err,
@@ -151,7 +151,7 @@ TEST_F(HalfWay, SeveralDeletionsStopAtTheFirstThatFails) {
     EXPECT_EQ(Line("user list").out, "a2\na3\n");
 }
 
-// As Ctrl-C does while the first is deleted. Between the program and the tool stands the front.
+// Like Ctrl-C while the first is being deleted. The front is between the program and the tool.
 TEST_F(HalfWay, AnInterruptionStopsBetweenDeletionsAndSaysTheState) {
     for (const char *name : {"a1", "a2"})
         ASSERT_EQ(Line(std::string("user add ") + name + " --password-stdin").exit_code, 0);
@@ -164,7 +164,7 @@ TEST_F(HalfWay, AnInterruptionStopsBetweenDeletionsAndSaysTheState) {
     EXPECT_EQ(Line("user list").out, "a2\n");
 }
 
-TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
+TEST_F(HalfWay, APasswordThatOnlySambaTookIsReported) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const ReplacedTool broken("ldappasswd", "echo 'Result: Constraint violation (19)' >&2; exit 1");
     const ProgramRun run = Line("user passwd anna --password-stdin", "another-Word-2");
@@ -173,7 +173,7 @@ TEST_F(HalfWay, APasswordThatOnlySambaTookIsSaid) {
     EXPECT_EQ(FinishOf(run), "user passwd anna");
 }
 
-// Nothing was made: the failure as it is.
+// Nothing was created: the failure is reported directly.
 TEST_F(HalfWay, AnAddThatTheServerRefusesLeavesNothing) {
     const ReplacedTool broken("ldapmodify", AfterCalls(2, kDenied));
     const ProgramRun run = Line("user add anna --password-stdin");
@@ -196,7 +196,7 @@ TEST_F(HalfWay, AToolThatDiesBeforeItsWorkHasMadeNothing) {
     EXPECT_EQ(Line("user list").out, "");
 }
 
-TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
+TEST_F(HalfWay, TheResultIsUnknownWhenTheServerIsGone) {
     const ReplacedTool gone("ldapsearch",
                             "[ -e /tmp/gone ] || exec $real \"$@\"\n"
                             "echo \"ldap_bind: Can't contact LDAP server (-1)\" >&2; exit 255");
@@ -208,7 +208,7 @@ TEST_F(HalfWay, NobodyKnowsWhatBecameOfItWhenTheServerIsGone) {
     EXPECT_THAT(run.err, HasSubstr("zafoldap user show anna"));
 }
 
-// A "/tmp" with room for a small change file only, or for none once it is filled.
+// A "/tmp" with room for a small change file only, or for none once filled.
 class SmallFolder : public HalfWay {
   protected:
     static void ExpectRefusal(const ProgramRun &run, std::string_view reason) {
@@ -246,7 +246,7 @@ TEST_F(SmallFolder, CutsNoRemovalOfManyMembersShort) {
     EXPECT_EQ(Tree(), before);
 }
 
-// The group lists members by name only, which the server says to the first attempt.
+// The group lists members by name only, which the server reports on the first attempt.
 TEST_F(SmallFolder, ThatIsFullAtTheSecondAttemptChangesNoGroupOfNames) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const std::string before = Tree();
@@ -259,7 +259,7 @@ TEST_F(SmallFolder, ThatIsFullAtTheSecondAttemptChangesNoGroupOfNames) {
     EXPECT_EQ(Tree(), before);
 }
 
-TEST_F(SmallFolder, LimitOfTheFilesOfAUserIsSaidToo) {
+TEST_F(SmallFolder, AUsersFileSizeLimitIsReportedToo) {
     ASSERT_EQ(Line("user add anna --password-stdin").exit_code, 0);
     const std::string before = Tree();
     ExpectRefusal(RunProgram({"sh", "-c", "ulimit -f 100; exec zafoldap \"$@\"", "limited", "user",
@@ -268,7 +268,7 @@ TEST_F(SmallFolder, LimitOfTheFilesOfAUserIsSaidToo) {
     EXPECT_EQ(Tree(), before);
 }
 
-// Somebody takes the number between its choice and its use.
+// Someone else takes the number between its choice and its use.
 TEST_F(HalfWay, ANumberTakenInBetweenIsReplacedByTheNext) {
     const std::string next = Value("cn=CurID,cn=zafoconf,dc=example,dc=com", "uidNumber");
     WriteFile("/tmp/rival.ldif",
@@ -286,7 +286,7 @@ TEST_F(HalfWay, ANumberTakenInBetweenIsReplacedByTheNext) {
     EXPECT_GT(added["data"]["uid"].get<int>(), std::stoi(next));
 }
 
-TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsSaid) {
+TEST_F(HalfWay, AWantedNumberThatIsTakenAtTheSameMomentIsReported) {
     WriteFile("/tmp/rival.ldif",
               "dn: uid=rival,cn=users,dc=example,dc=com\nobjectClass: account\nobjectClass: "
               "posixAccount\nuid: rival\ncn: rival\nuidNumber: 1500500\ngidNumber: 1500000\n"

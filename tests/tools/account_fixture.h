@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program before a server on which accounts can be made, nearly empty at each test's start.
+// The program with a server that accepts accounts, nearly empty at the start of each test.
 #pragma once
 
 #include <sys/stat.h>
@@ -19,18 +19,17 @@ namespace zafo::rig {
 
 constexpr const char *kPassword = "Sesame-open-1";
 
-// A command line, split at blanks; a word in single quotes may hold some.
+// Splits a command line at blanks, except within single quotes.
 std::vector<std::string> Words(std::string_view line);
 
-// Runs a command line; its standard input is a password that is good.
+// Runs a command line; its standard input is a valid password.
 ProgramRun Line(std::string_view line, std::string_view input = kPassword);
 Json LineJson(std::string_view line, int exit_code = 0, std::string_view input = kPassword);
 
-// The command that a message gives to finish the work, without its first word.
+// The arguments of the command that a message suggests to finish the work.
 std::string FinishOf(const ProgramRun &run);
 
-// Stands behind the tool front in a tool's place: a script for sh(1), in which $real is the tool
-// itself.
+// Replaces a tool behind the tool front with a script for sh(1), in which $real is the tool itself.
 class ReplacedTool {
   public:
     ReplacedTool(const std::string &name, const std::string &script)
@@ -53,11 +52,11 @@ class AccountCommand : public testing::Test {
     explicit AccountCommand(const char *variant = "appliance");
     ~AccountCommand() override;
 
-    // The entry with this DN; without attributes when there is none.
+    // The entry with this DN; without attributes if it does not exist.
     LdifEntry Entry(const std::string &dn) const;
     std::vector<std::string> Values(const std::string &dn, const std::string &attribute) const;
     std::string Value(const std::string &dn, const std::string &attribute) const;
-    // Everything below the base, to see that nothing changed.
+    // Everything below the base, to verify that nothing changed.
     std::string Tree() const;
 
     static std::string UserDN(const std::string &name) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is refused, with which exit code, and that nothing was changed; what a dry run shows; JSON
-// of every command.
+// Refused input: the exit code, and that nothing was changed; the output of dry runs; JSON of every
+// command.
 #include <map>
 #include <set>
 
@@ -139,7 +139,7 @@ TEST_F(AccountInput, SwitchesWidenTheRules) {
     EXPECT_EQ(Line("member list 'Die \"Großen\"'").out, "anna.b\n");
 }
 
-TEST_F(AccountInput, AServerWithoutTheSchemaIsSaid) {
+TEST_F(AccountInput, AServerWithoutTheSchemaIsReported) {
     directory_.Change(
         "dn: cn=other,dc=example,dc=com\nchangetype: add\nobjectClass: "
         "organizationalRole\ncn: other\n");
@@ -205,8 +205,8 @@ TEST_F(AccountInput, ADryRunShowsTheChangeAndMakesNone) {
 
 struct JsonRow {
     const char *command;
-    const char *line;     // that works, in the order of the table below
-    const char *failure;  // that fails
+    const char *line;     // succeeds; in the order of the table below
+    const char *failure;  // fails
     int exit_code;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Lists of accounts in all their forms, and what shells complete from them.
+// Lists of accounts in all output forms, and the completions derived from them.
 #include "tests/tools/account_fixture.h"
 #include "tests/tools/on_terminal.h"
 #include "tests/tools/shells.h"
@@ -104,7 +104,7 @@ TEST_F(AccountList, RawShowsTheEntryAsItIs) {
               "cn,gidNumber\nstaff,1500001\n");
 }
 
-TEST_F(AccountList, ShowOfANameInAFilterFindsNobodyElse) {
+TEST_F(AccountList, ShowOfANameWithFilterCharactersFindsNoOtherUser) {
     EXPECT_EQ(Line("user show '*'").exit_code, 3);
     EXPECT_EQ(Line("user show 'anna)(uid=*'").exit_code, 3);
     EXPECT_EQ(Line("group show '*'").exit_code, 3);
@@ -124,7 +124,7 @@ TEST_F(AccountList, ANameWithFilterCharactersIsShownWithItsGroups) {
     EXPECT_EQ(Line("user rename 'a*(b)' ab").exit_code, 2);
 }
 
-TEST_F(AccountList, TwoEntriesOfOneNameAreToldApartByTheirDNs) {
+TEST_F(AccountList, TwoEntriesOfOneNameAreDistinguishedByTheirDNs) {
     directory_.Change(
         "dn: cn=other,dc=example,dc=com\nchangetype: add\nobjectClass: account\n"
         "objectClass: posixAccount\nobjectClass: extensibleObject\nuid: bob\ncn: other\n"
@@ -166,7 +166,7 @@ TEST_P(Completion, OffersNamesFromTheDirectoryAndNoCode) {
     EXPECT_NE(access("/tmp/ran", F_OK), 0);
 }
 
-// An ordinary account is cut off by the server itself.
+// For an ordinary account the server itself truncates the list.
 TEST(SizeLimit, OfTheServerCutsTheList) {
     ExampleDirectory &directory = ExampleDirectory::Get();
     ForgetConnections();

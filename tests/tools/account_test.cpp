@@ -46,7 +46,7 @@ TEST_F(OnAppliance, UserAddStoresEverythingAsGiven) {
     EXPECT_EQ(LineJson("user show anna")["data"]["expires"], "2027-12-31");
 }
 
-// What --dry-run says that a command will write, and whether that is what stands there after it.
+// Compares what --dry-run announces with what is in the directory afterwards.
 class PlannedChanges : public AccountCommand {
   protected:
     void ExpectWritten(const Json &plan) {
@@ -71,8 +71,8 @@ class PlannedChanges : public AccountCommand {
         if (type == "add" || type == "modify") ExpectLines(dn, type, change["lines"]);
     }
 
-    // A change of one attribute is "HOW: ATTRIBUTE", its values and "-"; HOW is "add" throughout a
-    // new entry.
+    // A change of one attribute is "HOW: ATTRIBUTE", its values and "-"; throughout a new entry HOW
+    // is "add".
     void ExpectLines(const std::string &dn, const std::string &type, const Json &lines) {
         std::string how = type == "add" ? "add" : "";
         for (const Json &line : lines) {
@@ -92,7 +92,7 @@ class PlannedChanges : public AccountCommand {
         }
     }
 
-    // Whether the attribute goes as a whole: none of its values is named.
+    // Whether the whole attribute is deleted: none of its values is named.
     static bool Deletes(const Json &lines, const std::string &attribute) {
         return std::ranges::none_of(
             lines, [&](const Json &line) { return line.value("name", "") == attribute; });
@@ -101,7 +101,7 @@ class PlannedChanges : public AccountCommand {
     std::map<std::string, std::string> renamed_;
 
   protected:
-    int lines_ = 0;  // that were looked for
+    int lines_ = 0;  // checked so far
 };
 
 TEST_F(PlannedChanges, AreWhatIsWritten) {
@@ -180,11 +180,11 @@ TEST_F(OnAppliance, EditChangesWhatIsNamedAndRemovesWhatIsEmpty) {
     EXPECT_EQ(Value(dn, "shadowMin"), "0");
 }
 
-TEST_F(OnAppliance, RenameCarriesMembershipsAndTouchesNobodyElse) {
+TEST_F(OnAppliance, RenameCarriesMembershipsAndTouchesNoOtherUser) {
     ASSERT_EQ(Line("group add staff").exit_code, 0);
     ASSERT_EQ(Line("user add anna --password-stdin --groups staff").exit_code, 0);
     ASSERT_EQ(Line("user add ann --password-stdin --groups staff").exit_code, 0);
-    // The old name in other letters finds the user; groups know its own letters only.
+    // The old name in different case finds the user; groups only know the name as it is stored.
     ASSERT_EQ(Line("user rename ANNA bea").exit_code, 0);
     EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), UnorderedElementsAre("ann", "bea"));
     EXPECT_THAT(Values(GroupDN("staff"), "member"),
@@ -251,7 +251,7 @@ TEST_F(OnAppliance, MembersAreAddedAndRemovedAllOrNone) {
     EXPECT_EQ(Line("member list staff").out, "anna\nbob\n");
     EXPECT_EQ(Line("member list users --primary --format csv").out,
               "name,listed,primary\nanna,no,yes\nbob,no,yes\n");
-    // The user is gone, its name is still listed: it can be taken out.
+    // The user no longer exists but is still listed: the name can be removed.
     directory_.Change("dn: " + UserDN("bob") + "\nchangetype: delete\n");
     EXPECT_EQ(Line("member remove staff bob anna").exit_code, 0);
     EXPECT_THAT(Values(GroupDN("staff"), "memberUid"), IsEmpty());
@@ -273,7 +273,7 @@ TEST_F(OnAppliance, GroupEditAndRenameKeepTheMembers) {
     EXPECT_EQ(group["members"], Json{"anna"});
 }
 
-// Groups of other programs list names only; the library's own form is refused there.
+// Other programs' groups list only names; the library's own form is refused there.
 TEST_F(OnForeignServer, GroupsThatListNamesOnlyAreChangedToo) {
     directory_.Change(
         "dn: " + GroupDN("plain") +
@@ -309,7 +309,7 @@ TEST_F(OnForeignServer, OptionsThatTheSchemaLacksAreRefused) {
     }
 }
 
-// Several people at once: everybody gets a number of their own.
+// Several administrators at the same time: every user gets a different number.
 class ManyAtOnce : public testing::TestWithParam<const char *> {};
 INSTANTIATE_TEST_SUITE_P(Servers, ManyAtOnce, testing::Values("appliance", "posix"),
                          [](const auto &row) { return std::string(row.param); });

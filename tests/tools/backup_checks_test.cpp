@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is said about backups, on facts alone.
+// The findings about backups, from facts alone.
 #include "tools/zafoldapserver/backup_checks.h"
 
 #include <gmock/gmock.h>

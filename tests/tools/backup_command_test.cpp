@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Backups of a real server from the command line: set, made, refused, broken off, watched.
+// Backups of a real server from the command line: configured, made, refused, interrupted, watched.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -32,7 +32,7 @@ using testing::StartsWith;
 
 // --- Settings -----------------------------------------------------------------
 
-TEST_F(Backup, SettingsAreNoneAtFirst) {
+TEST_F(Backup, HasNoSettingsAtFirst) {
     const Json shown = ServerLineJson("backup config show")["data"];
     EXPECT_EQ(shown["enabled"], false);
     EXPECT_EQ(shown["schedule"], "never");
@@ -179,7 +179,7 @@ TEST_F(Backup, KeepsAsManyAsAreSet) {
                 ElementsAre(StartsWith("zafoldap-000003-"), StartsWith("zafoldap-000004-")));
 }
 
-TEST_F(Backup, ADryRunLooksWhetherThereIsRoom) {
+TEST_F(Backup, ADryRunChecksForRoom) {
     SetDestination();
     const ProgramRun run = ServerLine("backup now --dry-run");
     EXPECT_EQ(run.exit_code, 0);
@@ -195,7 +195,7 @@ TEST_F(Backup, WithoutADestinationIsRefused) {
         ExpectRefusal(line, 3, "zafoldap.backup_no_destination", "no backup destination");
 }
 
-TEST_F(Backup, WaitsForWhoeverWritesTheSettings) {
+TEST_F(Backup, WaitsForAWriterOfTheSettings) {
     SetDestination();
     const int fd = open("/tmp/.zafoldap_conf.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(fd, LOCK_EX), 0);
@@ -224,7 +224,7 @@ TEST_F(Backup, SettingsThatAreDamagedAreNamedEverywhere) {
     ExpectRefusal("backup now", 1, "zafoldap.backup_settings_failed", kSettings);
 }
 
-TEST_F(Backup, ThatFailsTellsTheExactReasonAndTheProgramsOwnWords) {
+TEST_F(Backup, ThatFailsReportsTheExactReasonAndTheProgramsMessage) {
     SetDestination();
     {
         const ReplacedTool slapcat("slapcat", "echo 'it is broken' >&2; exit 7");
@@ -259,8 +259,8 @@ TEST_F(Backup, ThatFailedIsTheCheckersFinding) {
                                           "be read"));
 }
 
-// What is running may itself be about to fail, or be a restore: none of that is this backup's result.
-TEST_F(Backup, WhileAnotherJobRunsIsBusyWhateverThatOneSays) {
+// The running job may itself fail, or be a restore: its result is not this backup's.
+TEST_F(Backup, WhileAnotherJobRunsIsBusyWhateverItReports) {
     SetDestination();
     const struct {
         std::string progress;
@@ -278,7 +278,7 @@ TEST_F(Backup, WhileAnotherJobRunsIsBusyWhateverThatOneSays) {
     EXPECT_THAT(Files(), IsEmpty());
 }
 
-TEST_F(Backup, AProgramThatIsKilledIsToldAsThat) {
+TEST_F(Backup, AKilledProgramIsReportedAsKilled) {
     SetDestination();
     const ChangedFile program("/usr/zafo/bin/zafoldapbackup", "#!/bin/sh\nkill -KILL $$\n");
     fs::permissions("/usr/zafo/bin/zafoldapbackup", fs::perms(0755));
@@ -361,7 +361,7 @@ TEST_F(Backup, CtrlCEndsItAndLeavesNothingBehind) {
     EXPECT_THAT(Files(), IsEmpty());
 }
 
-// A terminal sends Ctrl-C to everybody; kill sends it to the one process that is known.
+// A terminal sends Ctrl-C to the whole group; kill only to the one known process.
 TEST_F(Backup, AnInterruptOfTheCommandAloneReachesTheJob) {
     SetDestination();
     const ReplacedTool slapcat("slapcat", "sleep 60");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// One server in the private root of a test binary, whose every test begins with an empty folder of
-// backups and no settings.
+// One server in the private root of a test binary; each test starts with an empty backup folder and
+// no settings.
 #pragma once
 
 #include <fcntl.h>
@@ -47,7 +47,7 @@ inline std::string Users() {
     return Zafoldap({"user", "list", "--format", "plain", "--fields", "name"}).out;
 }
 
-// The lock of a job that runs.
+// Holds the lock of a running job.
 class OtherJob {
   public:
     explicit OtherJob(const std::string &progress)
@@ -87,7 +87,8 @@ class Backup : public testing::Test {
 
     static std::string Make() { return ServerLineJson("backup now")["data"]["file"]; }
 
-    // Fails with the code, the key and the words, and changes neither settings nor schedule nor files.
+    // Expects the exit code, the key and the words, and that settings, schedule and files are
+    // unchanged.
     static void ExpectRefusal(const std::string &line, int exit_code, const std::string &key,
                               const std::string &words) {
         SCOPED_TRACE(line);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is read from openssl's words, and from certificates of every sort with openssl itself.
+// Parsing openssl's output, for sample texts and for certificates of all kinds with openssl itself.
 #include "tools/cli/certificate.h"
 
 #include <sys/stat.h>
@@ -49,7 +49,7 @@ TEST(Certificate, NamesAreHostsAndAddresses) {
     EXPECT_EQ(NamesIn("No extensions in certificate\n"), std::nullopt);
 }
 
-TEST(Certificate, WordsThatMakeNoSenseAreNoNames) {
+TEST(Certificate, NonsenseIsNotReadAsNames) {
     for (const char *list :
          {"", "\n", "\n    ", "\n    , , ", "\n    DNS:", "\n    IP Address:<invalid>",
           "\n    IP Address:1.2.3", "\n    DN", "\nDNS:outside"})
@@ -60,13 +60,13 @@ TEST(Certificate, WordsThatMakeNoSenseAreNoNames) {
     EXPECT_EQ(ParseCertificate("Unable to load certificate\nsubject=CN = x\n"), std::nullopt);
 }
 
-// Files as an administrator may put there.
+// Files that an administrator may install.
 class CertificateFile : public testing::Test {
   protected:
     CertificateFile() { std::filesystem::create_directories(kFolder); }
     ~CertificateFile() override { std::filesystem::remove_all(kFolder); }
 
-    // One signed by itself, for so many days.
+    // A self-signed certificate, valid for that many days.
     static std::string Make(const std::string &name, const std::string &days,
                             const std::string &alternative = "") {
         std::string path = kFolder + "/" + name + ".pem";
@@ -95,7 +95,7 @@ class CertificateFile : public testing::Test {
     static inline const std::string kFolder = "/tmp/certificates";
 };
 
-TEST_F(CertificateFile, TellsWhoseItIsAndForWhom) {
+TEST_F(CertificateFile, ReportsItsIssuerAndSubject) {
     const auto certificate = ReadCertificateFile(Make("one", "9", "DNS:ldap.test,IP:::1"));
     ASSERT_TRUE(certificate.has_value());
     EXPECT_EQ(certificate->subject, "CN = one");
@@ -103,7 +103,7 @@ TEST_F(CertificateFile, TellsWhoseItIsAndForWhom) {
     EXPECT_THAT(certificate->names, Optional(ElementsAre("ldap.test", "::1")));
 }
 
-TEST_F(CertificateFile, TellsItsEndInThePastAndInTheFarFuture) {
+TEST_F(CertificateFile, ReportsItsExpiryInThePastAndInTheFarFuture) {
     const std::time_t now = std::time(nullptr);
     const std::string old = Make("ended", "9");
     EXPECT_EQ(RunProgram({"openssl", "x509", "-in", old, "-signkey", kFolder + "/key", "-days",
@@ -141,7 +141,7 @@ TEST_F(CertificateFile, IsForItsCommonNameOnlyWithoutAlternativeNames) {
     EXPECT_FALSE(CertificateIsFor(*other, of_a_person, "ldap.test"));
 }
 
-TEST_F(CertificateFile, ThatIsNoneIsNothing) {
+TEST_F(CertificateFile, OfAnotherKindIsRefused) {
     const std::string path = kFolder + "/none.pem";
     EXPECT_EQ(ReadCertificateFile(path), std::nullopt) << "absent";
     EXPECT_EQ(ReadCertificateFile(kFolder), std::nullopt) << "a folder";

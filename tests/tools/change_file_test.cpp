@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Changes whose file the disk has no room for.
+// Changes whose change file does not fit on the disk.
 #include "tools/cli/change_file.h"
 
 #include <signal.h>
@@ -16,7 +16,7 @@ namespace {
 using zafo::cli::ChangeFile;
 using zafo::cli::Failure;
 
-// No file grows beyond a few bytes while it lives.
+// Limits files to a few bytes for its lifetime.
 class HardlyAnyRoom {
   public:
     HardlyAnyRoom() : handler_(signal(SIGXFSZ, SIG_IGN)) {
@@ -48,7 +48,7 @@ std::optional<Failure> TakeOut(size_t names) {
 
 TEST(ChangeFile, ThatTheDiskCutsShortIsNotRunAndSaysWhy) {
     zafo::rig::FakeTools tools;
-    for (const size_t names : {2, 2000}) {  // cut when it is flushed, and before
+    for (const size_t names : {2, 2000}) {  // cut off at the flush, and before it
         std::optional<Failure> failure;
         {
             const HardlyAnyRoom full;

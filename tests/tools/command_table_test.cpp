@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Every command of the table has everything that a command must have.
+// Every command of the table is complete.
 #include <algorithm>
 #include <sstream>
 
@@ -109,7 +109,7 @@ TEST_P(EveryCommand, HasASectionInAManPage) {
     }
 }
 
-// The lines of the answer to the words.
+// The lines printed when the words are completed.
 std::vector<std::string> Completed(const Program &program, std::vector<std::string> words) {
     words.insert(words.begin(), "fish");
     std::vector<std::string> lines;
@@ -202,7 +202,7 @@ TEST(CommandLine, AliasesAreTheirVerbs) {
               ParseLine({"connection", "delete", "x"}).command);
 }
 
-TEST(CommandLine, PrefixesAreNoVerbs) {
+TEST(CommandLine, PrefixesAreNotVerbs) {
     EXPECT_THAT(RefusalOf({"connection", "li"}), HasSubstr("unknown verb \"li\" after connection"));
     EXPECT_THAT(RefusalOf({"sear"}), HasSubstr("unknown command \"sear\""));
 }

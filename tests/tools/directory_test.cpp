@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program before a real directory.
+// The program with a real directory.
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -52,7 +52,7 @@ TEST_F(Directory, EveryTransportIsCheckedToTheEnd) {
                 HasSubstr("signed by O = Example, CN = Example CA (until "));
 }
 
-TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
+TEST_F(Directory, WrongPasswordNameAndAuthorityAreDistinguished) {
     Save("wrong", {"--uri", "localhost"}, "wrong");
     EXPECT_EQ(Zafoldap({"-c", "wrong", "search"}).exit_code, 4);
     Save("nowhere", {"--uri", "nosuch.invalid"}, directory_.Password());
@@ -70,7 +70,7 @@ TEST_F(Directory, WrongPasswordNameAndAuthorityAreToldApart) {
     EXPECT_THAT(check.err, HasSubstr("certificate of O = Example, CN = zafo: "));
 }
 
-TEST_F(Directory, ReferencesToOtherServersAreNoRows) {
+TEST_F(Directory, ReferencesToOtherServersAreNotRows) {
     constexpr const char *kReference = "ou=elsewhere,dc=example,dc=com";
     const std::string count = Zafoldap({"search", "--count"}).out;
     const std::string rows = Zafoldap({"search", "--format", "csv", "", "1.1"}).out;
@@ -95,7 +95,7 @@ TEST_F(Directory, SearchAgreesWithTheSystemsOwnClient) {
     EXPECT_EQ(document["complete"], true);
 }
 
-// What the program writes as LDIF is what another LDIF reader takes: every text value arrives.
+// Another LDIF reader accepts the program's LDIF: every text value arrives.
 TEST_F(Directory, LdifIsReadByTheSystemsOwnTools) {
     const ProgramRun run = Zafoldap({"search", "(&(objectClass=posixAccount)(!(jpegPhoto=*)))",
                                      "cn", "sn", "--format", "ldif", "--limit", "300"});

@@ -106,7 +106,7 @@ TEST(Dn, AcceptsWhatRfc4514Allows) {
     }
 }
 
-TEST(Dn, RefusesWhatIsNone) {
+TEST(Dn, RefusesInvalidText) {
     const std::pair<const char *, size_t> kCases[] = {
         {"example.com", 11}, {"dc=example,", 11}, {",dc=x", 0},   {"dc", 2},      {"=x", 0},
         {"cn=a\"b,dc=x", 4}, {"cn=a\\zb", 4},     {"cn=a\nb", 0}, {"cn=\xff", 0},

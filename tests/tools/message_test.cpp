@@ -35,7 +35,7 @@ TEST(MessageTable, EveryRowSaysWhatHappenedAndWhatToDo) {
     }
 }
 
-// The pairs of section and key that the library gives for its error codes.
+// The pairs of section and key that the library returns for its error codes.
 std::set<std::pair<std::string_view, std::string_view>> PairsOfTheLibrary() {
     std::set<std::pair<std::string_view, std::string_view>> pairs;
     for (int code = -65550; code <= 255; ++code) {
@@ -69,7 +69,7 @@ std::string EnumeratorOf(std::string_view key) {
     return name;
 }
 
-// The enumerators that the programs' sources mention outside the table.
+// The enumerators used in the programs' sources outside the table.
 std::set<std::string> MentionedEnumerators() {
     static const std::regex kEnumerator("Message::k[A-Za-z0-9]+");
     std::set<std::string> mentioned;
@@ -123,7 +123,7 @@ TEST_P(LibraryOutcome, HasItsExitCodeAndKey) {
     EXPECT_EQ(failure.Key(), row.key);
 }
 
-// What the OpenLDAP 2.5 tools exit with and write.
+// Exit codes and output of the OpenLDAP 2.5 tools.
 INSTANTIATE_TEST_SUITE_P(
     Tools, LibraryOutcome,
     testing::Values(

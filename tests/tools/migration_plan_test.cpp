@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a migration will do with each account.
+// What a migration plans for each account.
 #include "tools/zafoldap/migration_plan.h"
 
 #include <gmock/gmock.h>
@@ -46,7 +46,7 @@ TEST(MigrationPlan, AddsWhatIsFree) {
                 ElementsAre("add", "add"));
 }
 
-TEST(MigrationPlan, KnowsWhoIsThereByNameAndNumber) {
+TEST(MigrationPlan, RecognisesExistingAccountsByNameAndNumber) {
     Target target = Local();
     target.taken.Add("anna", 1000);
     EXPECT_THAT(Results({User("anna", 1000)}, target), ElementsAre("there"));
@@ -80,7 +80,7 @@ TEST(MigrationPlan, SkipsTheSecondOfTwoWithOneNameOrNumber) {
         ElementsAre("add", "the number is taken by anna", "the name is taken, with number 1000"));
 }
 
-TEST(MigrationPlan, TellsLettersApartOnThisSystemOnly) {
+TEST(MigrationPlan, IsCaseSensitiveOnThisSystemOnly) {
     Target local = Local();
     local.taken.Add("Anna", 1000);
     EXPECT_THAT(Results({User("anna", 1001)}, local), ElementsAre("add"));
@@ -90,7 +90,7 @@ TEST(MigrationPlan, TellsLettersApartOnThisSystemOnly) {
                 ElementsAre("the name is taken, with number 1000", "there"));
 }
 
-TEST(MigrationPlan, EndsAtTheLimitForEverybodyAfterIt) {
+TEST(MigrationPlan, EndsAtTheLimitForAllFollowingUsers) {
     Target target = Local(1);
     target.taken.Add("taken", 2001);
     EXPECT_THAT(
@@ -100,7 +100,7 @@ TEST(MigrationPlan, EndsAtTheLimitForEverybodyAfterIt) {
                     "no more local users are allowed"));
 }
 
-TEST(MigrationPlan, DoesNotCountWhoIsSkippedAgainstTheLimit) {
+TEST(MigrationPlan, DoesNotCountSkippedUsersAgainstTheLimit) {
     EXPECT_THAT(Results({User("anna", 1000, 4711), User("bob", 1001)}, Local(1))[1], "add");
 }
 
@@ -112,7 +112,7 @@ TEST(MigrationPlan, NeedsAPrimaryGroupOnThisSystemOnly) {
     EXPECT_EQ(plan[0].reason, "its primary group 4711 is not in the directory");
 }
 
-TEST(MigrationPlan, SkipsWhoHasNoNumber) {
+TEST(MigrationPlan, SkipsUsersWithoutANumber) {
     EXPECT_THAT(Results({User("anna", std::nullopt)}, Local()), ElementsAre("it has no number"));
 }
 
@@ -168,13 +168,13 @@ TEST(MigrationPlan, RefusesHomesAndShellsOfTheSystem) {
     EXPECT_FALSE(refused("/home/anna", ""));
 }
 
-TEST(MigrationPlan, TakesARefusedOneThatIsNamed) {
+TEST(MigrationPlan, AcceptsARefusedOneThatIsNamed) {
     Target target = Local();
     target.allowed = {"root"};
     EXPECT_THAT(Results({User("root", 5000)}, target), ElementsAre("add"));
 }
 
-TEST(MigrationPlan, SkipsWhomGroupsOfTheDirectoryListAlready) {
+TEST(MigrationPlan, SkipsUsersAlreadyListedByGroupsOfTheDirectory) {
     Candidate anna = User("anna", 1000);
     anna.listed = {"Directory Operators"};
     EXPECT_THAT(Results({anna}, Directory())[0],
@@ -192,7 +192,7 @@ TEST(MigrationPlan, SaysWhoWillHaveNoPassword) {
     EXPECT_THAT(plan[0].reason, HasSubstr("until one is set"));
 }
 
-TEST(MigrationPlan, IsSettledByWhatIsThereAfterwards) {
+TEST(MigrationPlan, IsResolvedByWhatExistsAfterwards) {
     std::vector<Decision> plan = PlanMigration({User("anna", 1000), User("bob", 1001)}, Local());
     TakenAccounts now(/*fold_case=*/false);
     now.Add("anna", 1000);

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// crypt(5) of "Sesame-open-1".
+// The crypt(5) hash of "Sesame-open-1".
 constexpr const char *kHash = "$1$saltsalt$zDEupT1hDM1EubHpeJUWW/";
 constexpr const char *kAccountFiles[] = {"/etc/passwd", "/etc/shadow", "/etc/group",
                                          "/etc/gshadow"};
@@ -65,7 +65,7 @@ class MigrateCommand : public AccountCommand {
             all += ReadFile(file) + "\f";
         return all;
     }
-    // "anna added -" and so on.
+    // Rows such as "anna added -".
     static std::vector<std::string> Rows(const Json &document) {
         std::vector<std::string> rows;
         for (const Json &row : document["data"]["accounts"]) {
@@ -104,7 +104,7 @@ TEST_F(MigrateCommand, CopiesToThisSystemWithPasswordsAndMembers) {
     EXPECT_THAT(ReadFile("/etc/shadow"), HasSubstr("\nanna:" + std::string(kHash) + ":"));
 }
 
-TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
+TEST_F(MigrateCommand, RunAgainFindsThatEverythingExists) {
     AddLocalUser("anna", 2001);
     ASSERT_EQ(Line("migrate users --to directory --yes").exit_code, 0);
     const std::string tree = Tree();
@@ -114,8 +114,8 @@ TEST_F(MigrateCommand, RunAgainFindsEverythingThere) {
     EXPECT_EQ(Tree(), tree);
 }
 
-// As a run leaves it that was killed between a user and its hashes.
-TEST_F(MigrateCommand, RunAgainNamesWhoseSambaHashesAreNotThere) {
+// The state left by a run that was killed between a user and its hashes.
+TEST_F(MigrateCommand, RunAgainNamesUsersWithoutSambaHashes) {
     AddLocalGroup("crew", 2000);
     AddDirectoryUser("anna", 2001, 2000, std::string("{crypt}") + kHash);
     directory_.Change("dn: " + UserDN("anna") +
@@ -148,7 +148,7 @@ TEST_F(MigrateCommand, DryRunSaysTheSameAndChangesNothing) {
     EXPECT_EQ(LocalFiles(), files);
 }
 
-TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
+TEST_F(MigrateCommand, ReportsWhomItSkippedAndWhy) {
     AddLocalGroup("crew", 2000);
     AddLocalUser("taken", 2001);
     AddLocalUser("number", 2002);
@@ -170,7 +170,7 @@ TEST_F(MigrateCommand, TellsWhomItSkippedAndWhy) {
     EXPECT_THAT(Line("migrate users --to local -n").err, Not(HasSubstr("without a password")));
 }
 
-TEST_F(MigrateCommand, TellsWhatTheOtherSideRefusedOnlyThen) {
+TEST_F(MigrateCommand, ReportsWhatTheOtherSideRefusesWhenItDoes) {
     AddLocalGroup("crew", 2000);
     AddDirectoryUser("low", 7777777, 2000, "{crypt}!");
     EXPECT_THAT(Rows(LineJson("migrate users --to local --yes", 1)),
@@ -204,7 +204,7 @@ TEST_F(MigrateCommand, AsksBeforeItAddsAnything) {
     EXPECT_EQ(Value(UserDN("anna"), "uidNumber"), "2001");
 }
 
-TEST_F(MigrateCommand, TellsItsProgressInLinesOrEvents) {
+TEST_F(MigrateCommand, ReportsItsProgressInLinesOrEvents) {
     AddLocalUser("anna", 2001);
     const ProgramRun lines = Line("migrate users --to directory --yes");
     EXPECT_THAT(lines.err,
@@ -254,7 +254,7 @@ TEST_F(MigrateCommand, IsForRootOnly) {
     const ProgramRun run = RunProgram({"setpriv", "--reuid=65534", "/usr/zafo/bin/zafoldap",
                                        "migrate", "users", "--to", "local"});
     if (run.err.starts_with("setpriv"))
-        GTEST_SKIP() << "nobody else can be played here: " << run.err;
+        GTEST_SKIP() << "no other user can be simulated here: " << run.err;
     EXPECT_EQ(run.exit_code, 4);
     EXPECT_THAT(run.err, HasSubstr("zafoldap migrate must be run as root"));
 }
@@ -265,8 +265,8 @@ TEST_F(MigrateCommand, RefusesOtherPlacesAndKinds) {
     EXPECT_EQ(Line("migrate members --to local").exit_code, 2);
 }
 
-// As Ctrl-C does; what was added stays, and the next run goes on.
-TEST_F(MigrateCommand, StopsAtCtrlCAndGoesOnTheNextTime) {
+// Like Ctrl-C; what was added stays, and the next run continues.
+TEST_F(MigrateCommand, StopsAtCtrlCAndContinuesTheNextTime) {
     constexpr int kUsers = 60;
     for (int i = 0; i < kUsers; ++i)
         AddLocalUser("u" + std::to_string(i), 3000 + i);

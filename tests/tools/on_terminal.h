@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The installed program as a person uses it.
+// The installed program in interactive use.
 #pragma once
 
 #include <poll.h>
@@ -19,7 +19,7 @@
 
 namespace zafo::rig {
 
-// The program on a pseudo-terminal of its own.
+// Runs the program on its own pseudo-terminal.
 class OnTerminal {
   public:
     explicit OnTerminal(std::vector<std::string> arguments,
@@ -49,7 +49,7 @@ class OnTerminal {
 
     int Finish() {
         ReadUntil([] { return false; });
-        if (!ended_) kill(pid_, SIGKILL);  // it waits for something that nobody types
+        if (!ended_) kill(pid_, SIGKILL);  // waiting for input that never comes
         int status = 0;
         waitpid(pid_, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What entries look like in every form.
+// Entries in every output form.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ const Entry kZoe{.dn = "uid=zoë,ou=people,dc=x",
                                 {"jpegPhoto", {"\xff\xd8\xff"}},
                                 {"mail;lang-de", {""}}}};
 
-// Writes the entry twice in one form and gives what came to standard output.
+// The standard output after writing the entry twice in one form.
 std::string Printed(Form form, std::vector<std::string> columns, bool complete = true) {
     testing::internal::CaptureStdout();
     {

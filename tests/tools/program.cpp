@@ -13,7 +13,7 @@ namespace zafo::rig {
 
 namespace {
 
-// The one object on standard output of a run with --json.
+// The single JSON object on standard output of a run with --json.
 Json DocumentOf(const ProgramRun &run, int exit_code) {
     EXPECT_EQ(run.exit_code, exit_code) << run.err;
     EXPECT_EQ(run.err.empty(), exit_code == 0) << run.err;

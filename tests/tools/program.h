@@ -19,15 +19,17 @@ constexpr const char *kConnections = "/usr/zafo/etc/private/ldapbrowser.conf";
 
 ProgramRun Zafoldap(std::vector<std::string> arguments, std::string_view input = "");
 
-// Runs with --json and checks that standard output is the one object of every command.
+// Runs with --json and checks that standard output is a single object of the form that all commands
+// use.
 Json ZafoldapJson(std::vector<std::string> arguments, int exit_code, std::string_view input = "");
 
-// The same for zafoldapserver. `status` exits with other codes than 0 without having failed.
+// The same for zafoldapserver, whose `status` may exit with codes other than 0 without having
+// failed.
 ProgramRun Zafoldapserver(std::vector<std::string> arguments, std::string_view input = "");
 Json ZafoldapserverJson(std::vector<std::string> arguments, int exit_code,
                         std::string_view input = "");
 
-// The error object of a run.
+// A run's error object.
 Json ErrorOf(const ProgramRun &run);
 
 void WriteFile(const std::string &path, std::string_view text, unsigned mode = 0600);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Restores of a real server from the command line: asked for, refused, failing, on another machine.
+// Restores of a real server from the command line: confirmed, refused, failing, on another machine.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -44,7 +44,7 @@ TEST_F(Restore, BringsTheOldDirectoryBackAndServesIt) {
                 HasSubstr("restore: service=ldap-server by=root file=\"" + file_ + "\""));
 }
 
-TEST_F(Restore, SaysWhatIsReplacedAndHasTheSuffixTyped) {
+TEST_F(Restore, SaysWhatIsReplacedAndAsksForTheSuffix) {
     OnTerminal program({"restore", "--latest"}, "/usr/zafo/bin/zafoldapserver");
     program.Answer("Type the suffix (dc=example,dc=com) to continue: ", "dc=example,dc=com\n");
     EXPECT_EQ(program.Finish(), 0) << program.Seen();
@@ -68,7 +68,7 @@ TEST_F(Restore, ADryRunVerifiesAndChangesNothing) {
     EXPECT_EQ(Users(), "admin\nanna\n");
 }
 
-TEST_F(Restore, WantsOneFile) {
+TEST_F(Restore, TakesOneFile) {
     ExpectRefusal("restore --yes", 2, "zafoldap.usage", "FILE is missing");
     ExpectRefusal("restore x --latest --yes", 2, "zafoldap.usage", "cannot be used together");
 }
@@ -123,7 +123,7 @@ TEST_F(Restore, OfAServerThatIsStoppedLeavesItStopped) {
     EXPECT_EQ(Users(), "admin\n");
 }
 
-// All that is left of the old machine is the file: no key that deciphers its saved password.
+// Only the file survives from the old machine: there is no key to decipher its saved password.
 TEST_F(Restore, OnAnotherMachineNeedsANewPasswordAndNothingElse) {
     const std::string file = "/root/kept.tar.zst";
     fs::copy_file(file_, file);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Schedules in words, their numbers, and when they come next.
+// Schedules in words, their numbers, and their next occurrence.
 #include "tools/zafoldapserver/schedule_words.h"
 
 #include <cstdlib>
@@ -13,7 +13,7 @@ namespace {
 using namespace zafo::cli;
 using testing::HasSubstr;
 
-// Local time of a place while it lives.
+// Sets the time zone for its lifetime.
 class InZone {
   public:
     explicit InZone(const char *zone) { Set(zone); }

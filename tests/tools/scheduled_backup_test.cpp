@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A backup that nobody starts: the schedule that was set, a real cron, the wall clock. Mostly
-// waits, three minutes at most.
+// A backup that runs unattended: a configured schedule, a real cron, the wall clock. Spends most of
+// its time waiting, three minutes at most.
 #include <chrono>
 #include <ctime>
 #include <filesystem>
@@ -39,7 +39,7 @@ size_t Ticks() {
     return static_cast<size_t>(std::ranges::count(text, '\n'));
 }
 
-// The beginning of a minute that leaves time to set things up.
+// The start of a minute that leaves time to set things up.
 std::time_t ComingMinute() {
     constexpr std::time_t kSettingUp = 15;
     const std::time_t now = std::time(nullptr) + kSettingUp;
@@ -59,7 +59,7 @@ Json SetSchedule(const std::string &schedule) {
                           schedule)["data"];
 }
 
-// Cron, with a job of its own in every minute that shows when it has looked.
+// Runs cron, with an additional job in every minute that shows when cron has looked.
 class ScheduledBackup : public testing::Test {
   protected:
     void SetUp() override {
@@ -93,7 +93,7 @@ TEST_F(ScheduledBackup, IsMadeAtItsTimeAndNeverAgainOnceItIsOff) {
     for (const char *id : {"backup-destination", "backup-schedule", "backup-last"})
         EXPECT_EQ(Finding(checked, id)["severity"], "ok") << id;
 
-    // The same once more, but that it is switched off before its time comes.
+    // The same again, but switched off before its time.
     const std::time_t next = ComingMinute();
     SetSchedule(DailyAt(next));
     EXPECT_EQ(SetSchedule("off")["enabled"], false);
@@ -102,7 +102,7 @@ TEST_F(ScheduledBackup, IsMadeAtItsTimeAndNeverAgainOnceItIsOff) {
     const size_t ticks = Ticks();
     ASSERT_TRUE(Within(std::chrono::seconds(150),
                        [&] { return std::time(nullptr) >= next && Ticks() > ticks; }));
-    // Cron starts the jobs of a minute together, and a backup takes less than this.
+    // Cron starts all jobs of a minute together, and a backup takes less time than this.
     std::this_thread::sleep_for(std::chrono::seconds(10));
     EXPECT_EQ(Backups(), 1U);
 }

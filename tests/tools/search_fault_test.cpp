@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// search and entry show when the tools fail in every way.
+// "search" and "entry show" with tools that fail in every way.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -60,8 +60,8 @@ TEST_F(SearchCommand, BadInputRunsNoTool) {
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-// Nothing is wrong with the tool then, and to install it again would not help.
-TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
+// The tool itself is fine then, so reinstalling it would not help.
+TEST_F(SearchCommand, SaysWhatIsMissingWhenAToolCannotBeStarted) {
     struct Row {
         const char *error, *reason, *hint;
     };
@@ -83,10 +83,10 @@ TEST_F(SearchCommand, SaysWhatLacksWhenAToolCannotBeStarted) {
     EXPECT_TRUE(tools_.Calls().empty());
 }
 
-// From too few descriptors for anything to enough: the search succeeds, or the limit is what the
-// message names. Where the program's own libraries cannot be loaded the loader says so.
+// From too few descriptors for anything up to enough: the search succeeds, or the message names the
+// limit. If the program's own libraries cannot be loaded, the loader says so.
 TEST_F(SearchCommand, NamesTheLimitOfOpenFilesWhereverItIsMet) {
-    // The sanitizers' own looks at memory need descriptors, and end the program without.
+    // The sanitizers need descriptors to examine memory, and end the program without them.
     if (ReadFile("/usr/zafo/bin/zafoldap").find("__asan_init") != std::string::npos)
         GTEST_SKIP() << "the program is built with sanitizers, which need descriptors of their own";
     constexpr int kNotLoaded = 127;
@@ -112,7 +112,7 @@ TEST_F(SearchCommand, NamesTheLimitOfOpenFilesWhereverItIsMet) {
     EXPECT_GT(refused, 2);
 }
 
-TEST_F(SearchCommand, SizeLimitPrintsWhatCameAndIsNoSuccess) {
+TEST_F(SearchCommand, SizeLimitPrintsWhatCameAndIsNotASuccess) {
     tools_.On("ldapsearch").Output(kTwo).Error("Size limit exceeded (4)\n").Exit(4);
     const Json document = ZafoldapJson({"search"}, 1);
     EXPECT_EQ(document["data"].size(), 2U);
@@ -156,7 +156,7 @@ TEST_P(ToolEnding, HasItsExitCodeAndItsWordsAreTheDetail) {
     tools_.On("ldapsearch").Error(GetParam().words).Exit(GetParam().tool_exit);
     const ProgramRun run = Zafoldap({"search", "--json"});
     EXPECT_EQ(run.exit_code, GetParam().exit_code);
-    const Json error = ErrorOf(run);  // one object: the tool's words are not mixed into it
+    const Json error = ErrorOf(run);  // a single object: the tool's output is not mixed into it
     EXPECT_EQ(error["key"], GetParam().key);
     EXPECT_EQ(error["ldap_code"], GetParam().tool_exit);
     EXPECT_EQ(error["detail"],
@@ -237,7 +237,7 @@ TEST_F(SearchCommand, InterruptEndsWith130AndALeftoverFreeAnswer) {
     ASSERT_TRUE(tools_.WaitForCalls(1));
     const pid_t tool = tools_.Calls()[0].pid;
     usleep(200'000);
-    // As Ctrl-C does: to the program and to the tool it waits for.
+    // Like Ctrl-C: sent to the program and to the tool that it waits for.
     kill(pid, SIGINT);
     kill(tool, SIGINT);
     int status = 0;
@@ -258,7 +258,7 @@ TEST_F(SearchCommand, EntryShowPrintsOneObject) {
                 testing::IsSupersetOf({"-b", "uid=a,dc=x", "-s", "base"}));
 }
 
-TEST_F(SearchCommand, EntryThatIsNotThereIsNotFound) {
+TEST_F(SearchCommand, MissingEntryIsNotFound) {
     const Json document = ZafoldapJson({"entry", "show", "uid=a,dc=x"}, 3);
     EXPECT_EQ(document["data"], nullptr);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is read of the server's files, and what the checks make of numbers.
+// Facts read from the server's files, and the findings derived from numbers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -119,7 +119,7 @@ struct PasswordRow {
 
 class PasswordValue : public testing::TestWithParam<PasswordRow> {};
 
-TEST_P(PasswordValue, IsWhatSlapdTakesItFor) {
+TEST_P(PasswordValue, IsInterpretedAsSlapdDoes) {
     EXPECT_EQ(KindOf(GetParam().value), GetParam().kind) << GetParam().value;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Setting the server up with tools that fail on the way: the message says how far it came, and the
-// same command goes on from there.
+// Setting up the server with tools that fail half-way: the message says how far it got, and the
+// same command continues from there.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,18 +34,18 @@ class HalfWay : public testing::Test {
     }
 };
 
-TEST_F(HalfWay, AnEmptyDatabaseIsSaid) {
+TEST_F(HalfWay, AnEmptyDatabaseIsReported) {
     const ReplacedTool slapadd("slapadd", "echo the disk is broken >&2; exit 1");
     ExpectStop("nothing could be loaded into the database", "the disk is broken");
 }
 
-TEST_F(HalfWay, AServerWithoutDefaultAccountsIsSaid) {
+TEST_F(HalfWay, AServerWithoutDefaultAccountsIsReported) {
     const ReplacedTool ldapmodify("ldapmodify", "echo no more room >&2; exit 80");
     ExpectStop("the server is running, but a default group", "no more room");
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
-TEST_F(HalfWay, AServerThatDoesNotStartIsSaid) {
+TEST_F(HalfWay, AServerThatDoesNotStartIsReported) {
     const ChangedFile service("/usr/zafo/etc/service/ldap-server.conf", "start=/tmp/no-luck\n");
     WriteFile("/tmp/no-luck", "#!/bin/sh\necho no luck today >&2\nexit 1\n", 0755);
     ExpectStop("the server is not running", "no luck today");

@@ -27,12 +27,12 @@ std::string TreeBelow(const std::vector<std::string> &folders) {
     for (const std::string &folder : folders) {
         const fs::path top = fs::canonical(folder);
         for (const auto &entry : fs::recursive_directory_iterator(top)) {
-            if (entry.path().filename() == "lock.mdb") continue;  // who reads, not what is there
+            if (entry.path().filename() == "lock.mdb") continue;  // changed even by readers
             struct stat status {};
             lstat(entry.path().c_str(), &status);
             std::string content;
             if (entry.path().string().starts_with("/usr/zafo/bin/")) {
-                // The programs are large. Whoever writes to one changes its time of change.
+                // The programs are large, so they are compared by change time.
                 content = std::to_string(status.st_ino) + " " + std::to_string(status.st_size) +
                           " " + std::to_string(status.st_ctim.tv_sec) + "." +
                           std::to_string(status.st_ctim.tv_nsec);

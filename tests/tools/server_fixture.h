@@ -17,19 +17,19 @@ constexpr const char *kRules = "/usr/zafo/etc/openldap/slapd-acls.conf";
 constexpr const char *kServerCertificate = "/usr/zafo/etc/openldap/tls/server.pem";
 constexpr const char *kServerKey = "/usr/zafo/etc/openldap/tls/server.key";
 
-// Runs a command line of zafoldapserver, split at blanks; its standard input is a good password.
+// Runs a zafoldapserver command line, split at blanks; its standard input is a valid password.
 ProgramRun ServerLine(std::string_view line, std::string_view input = kServerPassword);
 Json ServerLineJson(std::string_view line, int exit_code = 0,
                     std::string_view input = kServerPassword);
 
-// Every file, folder and link below the folders, with mode, owner and content: what must be the
-// same before and after a refusal.
+// Every file, folder and link below the folders, with mode, owner and content: must be the same
+// before and after a refusal.
 std::string TreeBelow(const std::vector<std::string> &folders);
 
-// One line of `check --json` by its id; an empty object when there is none.
+// The result of one check of `check --json`; an empty object if there is none.
 Json Finding(const Json &document, std::string_view id);
 
-// Puts a text in place of another while it lives.
+// Replaces a file's content for its lifetime.
 class ChangedFile {
   public:
     ChangedFile(std::string path, std::string_view text);
@@ -39,10 +39,10 @@ class ChangedFile {
 
   private:
     std::string path_;
-    std::string kept_;  // a copy beside it; empty: there was no file
+    std::string kept_;  // a copy beside it; empty: the file did not exist
 };
 
-// Mounts a file system over a folder while it lives; Mounted is false where that is not possible.
+// Mounts a file system over a folder for its lifetime; Mounted is false if that is impossible.
 class MountedOver {
   public:
     MountedOver(std::string folder, const std::string &options);

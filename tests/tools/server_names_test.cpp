@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What may be suffix, administrator and password of the server.
+// Valid suffixes, administrators and passwords of the server.
 #include "tools/zafoldapserver/server_names.h"
 
 #include <gmock/gmock.h>

@@ -29,7 +29,7 @@ using zafo::cli::FullName;
 constexpr const char *kTemplate = "/usr/zafo/etc.defaults/openldap/slapd.conf.template";
 constexpr const char *kEnable = "enable --suffix dc=example,dc=com --password-stdin";
 
-// Listens on a port of all addresses while it lives.
+// Listens on a port of all addresses for its lifetime.
 class Listening {
   public:
     explicit Listening(std::uint16_t port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -53,7 +53,7 @@ class Refusal : public testing::Test {
 
     static std::string Tree() { return TreeBelow({"/usr/zafo", "/var/run", "/tmp"}); }
 
-    // The run fails with the code and the words, and nothing has changed.
+    // Expects a failure with the code and the words, and that nothing has changed.
     static void ExpectRefusal(const std::string &line, int exit_code, const char *key,
                               const char *words, std::string_view input = kServerPassword) {
         SCOPED_TRACE(line);
@@ -108,7 +108,7 @@ TEST_F(Refusal, OfEveryPortThatIsTaken) {
     }
 }
 
-TEST_F(Refusal, OfAPortThatTheServiceIsToldToListenOn) {
+TEST_F(Refusal, OfAConfiguredPortThatIsTaken) {
     const ChangedFile settings("/usr/zafo/etc/service/ldap-server.conf",
                                "listen=ldap://127.0.0.1:1389\n");
     const Listening other(1389), unused(636);
@@ -123,7 +123,7 @@ TEST_F(Refusal, OfFoldersThatCannotBeWritten) {
     }
 }
 
-TEST_F(Refusal, OfAFileInAFoldersPlace) {
+TEST_F(Refusal, OfAFileInPlaceOfAFolder) {
     std::filesystem::remove_all("/usr/zafo/etc/openldap/data");
     WriteFile("/usr/zafo/etc/openldap/data", "");
     ExpectRefusal(kEnable, 1, "folder_unwritable", "Not a directory");
@@ -142,7 +142,7 @@ TEST_F(Refusal, OfATemplateThatSlapdDoesNotAccept) {
     ExpectRefusal(kEnable, 1, "configuration_refused", "unknown directive <nonsense>");
 }
 
-TEST_F(Refusal, OfADatabaseWhoseSuffixNobodyKnows) {
+TEST_F(Refusal, OfADatabaseWithAnUnknownSuffix) {
     const ChangedFile marker("/usr/zafo/etc/openldap/data/dn2id.bdb", "");
     ExpectRefusal(kEnable, 5, "other_database", "an unknown suffix");
 }
@@ -153,7 +153,7 @@ TEST_F(Refusal, OfADatabaseOfAnotherSuffix) {
     ExpectRefusal(kEnable, 5, "other_database", "belongs to dc=other,dc=org");
 }
 
-TEST_F(Refusal, OfAnybodyButRoot) {
+TEST_F(Refusal, OfAnyoneButRoot) {
     const pid_t child = fork();
     if (child == 0) {
         if (setgid(65534) != 0 || setuid(65534) != 0) _exit(77);
@@ -161,7 +161,7 @@ TEST_F(Refusal, OfAnybodyButRoot) {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "nobody else can be played here";
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no other user can be simulated here";
     EXPECT_EQ(WEXITSTATUS(status), 4);
     EXPECT_EQ(Tree(), before_);
 }
@@ -201,7 +201,7 @@ TEST_F(Refusal, CheckOfNothingHasOneErrorAndSkipsTheRest) {
     const Json document = ServerLineJson("check", 1);
     EXPECT_EQ(Finding(document, "set-up")["severity"], "error");
     for (const Json &row : document["data"]) {
-        // The debug switch is the machine's, with a server or without.
+        // The debug switch concerns the machine, with or without a server.
         if (row["id"] != "set-up" && row["id"] != "debug-switch") {
             EXPECT_EQ(row["severity"], "skipped") << row["id"];
         }
@@ -212,7 +212,7 @@ TEST_F(Refusal, CheckOfNothingHasOneErrorAndSkipsTheRest) {
 TEST_F(Refusal, EveryCommandOfTheTableHasJsonAlsoForFailures) {
     for (const zafo::cli::Command &command : zafo::cli::Zafoldapserver().commands) {
         std::string line = FullName(command);
-        if (line == "status") continue;  // no failure, whatever its exit code
+        if (line == "status") continue;  // not a failure, whatever its exit code
         SCOPED_TRACE(line);
         for (const zafo::cli::Argument &argument : command.arguments)
             line += " " + std::string(argument.choices.empty() ? "x" : argument.choices.front());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A server from its set-up to its end, with the real slapd. The tests of this file share one and
-// leave it running as it was set up, whatever they do to it.
+// A server from set-up to reset, with the real slapd. The tests of this file share one, and each
+// leaves it running as it was set up.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -27,13 +27,13 @@ constexpr const char *kSuffix = "dc=example,dc=com";
 constexpr const char *kAdminDn = "cn=admin,dc=example,dc=com";
 const std::string kEnable = std::string("enable --suffix ") + kSuffix;
 
-// What the first set-up of this process said.
+// The first set-up of this process.
 ProgramRun &FirstRun() {
     static ProgramRun run = ServerLine(kEnable + " --password-stdin");
     return run;
 }
 
-// Entries of the directory, read past the programs under test.
+// Entries of the directory, read without the programs under test.
 std::string Ask(const std::string &filter, const std::vector<std::string> &attributes = {"1.1"}) {
     WriteFile("/tmp/administrator", kServerPassword);
     std::vector<std::string> argv = {"/usr/bin/ldapsearch",
@@ -70,7 +70,7 @@ class Server : public testing::Test {
     }
 };
 
-TEST_F(Server, IsSetUpWithStepsAndAWayOnAndNothingOnStandardOutput) {
+TEST_F(Server, IsSetUpWithStepsAndAHintAndNothingOnStandardOutput) {
     EXPECT_EQ(FirstRun().out, "");
     EXPECT_THAT(FirstRun().err,
                 AllOf(HasSubstr("enabling the service"), HasSubstr("zafoldap user add"),
@@ -91,7 +91,7 @@ TEST_F(Server, HasItsStatus) {
     EXPECT_EQ(status["crashes"], 0);
 }
 
-TEST_F(Server, TakesAccountsAtOnce) {
+TEST_F(Server, AcceptsAccountsImmediately) {
     const ProgramRun added = Zafoldap({"user", "add", "anna", "--password-stdin"}, kServerPassword);
     EXPECT_EQ(added.exit_code, 0) << added.err;
     EXPECT_THAT(Ask("(uid=anna)", {"uidNumber"}), HasSubstr("uidNumber: 10000"));
@@ -125,7 +125,7 @@ TEST_F(Server, SetUpAgainHasNothingToDo) {
     EXPECT_EQ(ReadFile("/var/run/slapd.pid"), pid);
 }
 
-TEST_F(Server, SetUpAgainSaysWhatDiffersMendsItAndKeepsWhatWasChangedByHand) {
+TEST_F(Server, SetUpAgainReportsAndRepairsDifferencesAndKeepsManualChanges) {
     const std::string rules = ReadFile(kRules);
     std::ofstream(kRules, std::ios::app) << "# by hand\n";
     std::ofstream(kSlapdConf, std::ios::app) << "# by hand as well\n";
@@ -172,7 +172,7 @@ TEST_F(Server, StartsAndStopsAndSaysSo) {
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
-TEST_F(Server, ThatRunsWithoutBeingEnabledIsSeenAndMended) {
+TEST_F(Server, ThatRunsWithoutBeingEnabledIsReportedAndRepaired) {
     std::filesystem::remove("/usr/zafo/etc/service/ldap-server.enabled");
     const Json status = ServerLineJson("status")["data"];
     EXPECT_EQ(status["state"], "running");
@@ -263,7 +263,7 @@ TEST_F(Server, IsChangedByOneProcessAtATime) {
     EXPECT_EQ(ServerLine("status").exit_code, 0);
 }
 
-TEST_F(Server, ThatCrashesIsCountedAndToldOf) {
+TEST_F(Server, ThatCrashesIsCountedAndReported) {
     const int before = ServerLineJson("status")["data"]["pid"];
     kill(before, SIGSEGV);
     const auto pid = [] { return Json::parse(ServerLine("status --json").out)["data"]["pid"]; };
@@ -277,7 +277,7 @@ TEST_F(Server, ThatCrashesIsCountedAndToldOf) {
     std::filesystem::remove("/run/zafo-service/ldap-server.ends");
 }
 
-TEST_F(Server, WhoseKeeperHasGoneIsToldOfAndMended) {
+TEST_F(Server, WhoseKeeperHasGoneIsReportedAndRepaired) {
     std::ifstream record("/run/zafo-service/ldap-server");
     std::string word;
     for (int i = 0; i < 3; ++i)
@@ -320,8 +320,8 @@ TEST_F(Server, SeveralServersToWriteToAreAWarning) {
     EXPECT_THAT(found["cause"].get<std::string>(), HasSubstr("other.example.com"));
 }
 
-// As it is left when somebody is deleted by other means, or put there to wait for a name.
-TEST_F(Server, WithoutItsOperatorsOrWithOneWhoIsNotThereIsAnError) {
+// The state after someone was deleted by other means, or listed in advance.
+TEST_F(Server, WithoutItsOperatorsOrWithAMissingOneIsAnError) {
     EXPECT_EQ(Finding(ServerLineJson("check"), "operators")["severity"], "ok");
     const std::string group = "dn: cn=Directory Operators,cn=groups,dc=example,dc=com\n";
     Modify(group + "changetype: modify\nadd: memberUid\nmemberUid: Nobody-yet\n");
@@ -358,7 +358,7 @@ TEST_F(Server, EveryCommandThatOnlyLooksHasJson) {
     }
 }
 
-// A certificate of this name, signed by nobody but itself.
+// A self-signed certificate for this name.
 std::string SelfSigned(const std::string &name, const std::string &days) {
     const ProgramRun run =
         RunProgram({"/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
@@ -368,7 +368,7 @@ std::string SelfSigned(const std::string &name, const std::string &days) {
     return ReadFile("/tmp/certificate");
 }
 
-// One that was over long ago: only openssl's ca(1) takes dates of the past.
+// A certificate that expired long ago: only openssl's ca(1) accepts dates in the past.
 std::string Ended() {
     const std::string folder = "/tmp/ended/";
     std::filesystem::create_directory(folder);
@@ -390,7 +390,7 @@ std::string Ended() {
     return ReadFile(folder + "certificate");
 }
 
-TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords) {
+TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsReportedInTheClientsWords) {
     const ChangedFile certificate(kServerCertificate, SelfSigned("other.example.com", "10"));
     const Json document = ServerLineJson("check", 1);
     const auto cause = [&](const char *id) {
@@ -400,10 +400,10 @@ TEST_F(Server, ACertificateOfAnotherIssuerForAnotherHostIsSaidInTheClientsWords)
                 HasSubstr("certificate of CN = other.example.com: self-signed certificate"));
     EXPECT_THAT(cause("certificate-names"), HasSubstr("hostname mismatch for localhost and"));
     EXPECT_EQ(Finding(document, "certificate-end")["severity"], "warning");
-    EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still shown
+    EXPECT_EQ(Finding(document, "answer")["severity"], "ok");  // the old one is still served
 }
 
-TEST_F(Server, ACertificateThatHasEndedIsAnError) {
+TEST_F(Server, AnExpiredCertificateIsAnError) {
     const ChangedFile certificate(kServerCertificate, Ended());
     const Json found = Finding(ServerLineJson("check", 1), "certificate-end");
     EXPECT_EQ(found["severity"], "error");
@@ -414,7 +414,7 @@ TEST_F(Server, ACertificateThatHasEndedIsAnError) {
 TEST_F(Server, ACertificateThatClientsRefuseIsAnErrorOfTheAnswerToo) {
     const std::string certificate = ReadFile(kServerCertificate), key = ReadFile(kServerKey);
     std::ofstream(kServerCertificate) << SelfSigned("other.example.com", "100");
-    std::ofstream(kServerKey) << ReadFile("/tmp/key");  // owner and mode stay
+    std::ofstream(kServerKey) << ReadFile("/tmp/key");  // owner and mode are unchanged
     EXPECT_EQ(ServerLine("restart").exit_code, 0);
     const Json found = Finding(ServerLineJson("check", 1), "answer");
     std::ofstream(kServerCertificate) << certificate;

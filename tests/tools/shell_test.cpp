@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Completion scripts and man pages with the programs that read them.
+// Completion scripts and man pages, checked with the programs that read them.
 #include <signal.h>
 #include <unistd.h>
 
@@ -35,7 +35,7 @@ class Completion : public testing::TestWithParam<const char *> {
     static std::vector<std::string> Offers(const std::string &line) {
         return Offered(GetParam(), line);
     }
-    // What is offered for a value that stands in one word with its option: bash breaks that.
+    // What is offered for a value in the same word as its option, which bash splits.
     static std::string InOneWord(const std::string &option, const std::string &value) {
         return std::string(GetParam()) == "bash" ? value : option + "=" + value;
     }
@@ -100,7 +100,7 @@ TEST_P(Completion, LeavesFilesToTheShell) {
                     ElementsAre(testing::EndsWith(files)));
 }
 
-// The second is that of the search; the rest is for a machine that is busy.
+// One second is the search's limit; the rest allows for a busy machine.
 TEST_P(Completion, WaitsForNoServer) {
     tools_.On("ldapsearch").Error("ldap_sasl_bind: Can't contact LDAP server (-1)\n").Exit(255);
     EXPECT_THAT(Offers("zafoldap user show a"), IsEmpty());
@@ -122,7 +122,7 @@ TEST_P(Completion, OffersNoNameThatIsCodeToAShell) {
     EXPECT_NE(access("/tmp/ran", F_OK), 0);
 }
 
-// Typed on a terminal, the words that the shell makes of it are run.
+// Types on a terminal and runs the line that the shell makes of it.
 TEST_P(Completion, CompletesWhatIsTyped) {
     struct Shell {
         const char *path;
@@ -210,14 +210,14 @@ TEST(ManPages, AreReadWithoutWarnings) {
         const ProgramRun run =
             RunProgram({"groff", "-man", "-Tutf8", "-ww", "-z", "-K", "utf8", path});
         EXPECT_EQ(run.exit_code, 0);
-        // The private root has no /etc/groff with the site's own macros.
+        // The private root has no /etc/groff with site-specific macros.
         std::istringstream lines(run.err);
         for (std::string line; std::getline(lines, line);)
             EXPECT_THAT(line, HasSubstr("'man.local'"));
     }
 }
 
-TEST(Help, IsThereForTheProgramItsNounsAndItsCommands) {
+TEST(Help, ExistsForTheProgramItsNounsAndItsCommands) {
     EXPECT_THAT(Zafoldap({"--help"}).out, HasSubstr("connection check"));
     EXPECT_THAT(Zafoldap({"connection", "-h"}).out, HasSubstr("list, ls"));
     const ProgramRun add = Zafoldap({"connection", "add", "--help"});
@@ -230,7 +230,7 @@ TEST(Help, IsThereForTheProgramItsNounsAndItsCommands) {
 
 TEST(Help, FitsEightyColumns) {
     std::istringstream lines(Zafoldap({"connection", "add", "--help"}).out);
-    bool examples = false;  // command lines are not broken
+    bool examples = false;  // lines are not broken
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("Examples:")) examples = true;
         if (line.starts_with("Exit codes:")) examples = false;

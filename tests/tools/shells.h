@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the shells offer at the end of a command line.
+// The completions that shells offer at the end of a command line.
 #pragma once
 
 #include <unistd.h>
@@ -16,10 +16,10 @@
 
 namespace zafo::rig {
 
-constexpr const char *kFilesOffered = "FILES";  // in place of the names of files
+constexpr const char *kFilesOffered = "FILES";  // stands for file names
 
-// Calls the function that a script defines as the shell does, with the line in $1. fish can be
-// asked itself.
+// Calls the function that a script defines, as the shell does, with the line in $1. fish has its
+// own command for that.
 constexpr const char *kAskBash = R"(
 program=${1%% *}
 source <("$program" completion bash)
@@ -54,7 +54,8 @@ inline bool HasShell(const std::string &shell) {
     return access(("/usr/bin/" + shell).c_str(), X_OK) == 0;
 }
 
-// Without descriptions, in alphabetical order. `point`: where bash's cursor is, if not at the end.
+// Without descriptions, in alphabetical order. `point`: the position of bash's cursor, if not at
+// the end.
 inline std::vector<std::string> Offered(const std::string &shell, const std::string &line,
                                         const std::string &point = "") {
     const char *script = shell == "bash" ? kAskBash : shell == "zsh" ? kAskZsh : kAskFish;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program on a terminal: questions, echo, colours, widths.
+// The program on a terminal: prompts, echo, colours, widths.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,7 +47,7 @@ TEST_F(Terminal, CtrlCAtAQuestionExitsWith130) {
     EXPECT_EQ(ReadFile(kConnections), "");
 }
 
-TEST_F(Terminal, DeleteAsksAndTakesNoForAnAnswer) {
+TEST_F(Terminal, DeleteAsksAndAcceptsNo) {
     WriteFile(kConnections, "[work]\nuri=h\nbasedn=dc=x\n");
     OnTerminal no({"connection", "delete", "work"});
     no.Answer("Delete connection \"work\" to h? [y/N] ", "\n");

@@ -22,7 +22,7 @@ inline const Option kRandomPassword{
     .help = "generate a password of 20 random characters and print it on standard output"};
 inline const Option kWeakPassword{
     .name = "weak-password",
-    .help = "accept a password that has fewer than 8 characters or is the name"};
+    .help = "accept a password that has fewer than 8 characters or is the user's name"};
 
 // From --password-stdin (one trailing line break is dropped), from --password-file (refused if
 // group or others can read or write it), or prompted for twice.

@@ -85,7 +85,7 @@ ChangePlan PlanRenaming(const AccountDirectory &directory, const AccountKind &ki
                         const std::string &name, const std::string &new_name) {
     if (EqualIgnoringCase(name, new_name))
         RefuseUsage(directory.TheSession(),
-                    "the new name differs from the old one at most in letter case");
+                    "the new name is the old one, or differs only in letter case");
     if (directory.Find(kind, new_name))
         throw OwnFailure(kind.name_taken, directory.FactsAbout(new_name));
     ChangePlan plan;

@@ -10,7 +10,7 @@ namespace zafo::rig {
 
 namespace {
 
-// A name as its owner writes it, and in the letters of a login name.
+// A name as its owner writes it, and its form in login names.
 struct Name {
     const char *text;
     const char *login;
@@ -71,7 +71,7 @@ const Name &GivenName(unsigned index) {
     return Pick(kGivenNames, index);
 }
 
-// 24 given names and 23 surnames share no factor: all their pairs come in turn.
+// 24 given names and 23 surnames have no common factor, so all pairs occur in turn.
 const Name &Surname(unsigned index) {
     return Pick(kSurnames, index);
 }
@@ -94,7 +94,7 @@ std::string UserDN(const std::string &login) {
     return UnderBase("uid=" + login + ",cn=users");
 }
 
-// The start of a JPEG file, then bytes of every value, NUL among them.
+// The start of a JPEG file followed by bytes of every value, including NUL.
 std::string Photo(size_t size, std::uint32_t seed) {
     std::string bytes("\xFF\xD8\xFF\xE0\x00\x10JFIF\x00", 11);
     while (bytes.size() < size) {
@@ -164,7 +164,7 @@ LdifEntry Container(const std::string &dn) {
     return LdifEntry(dn).Add("objectClass", object_class).Add(attribute, value);
 }
 
-// "member" comes with "extensibleObject", as the appliance writes groups.
+// "member" requires "extensibleObject", as in the groups that the appliance writes.
 LdifEntry Group(const std::string &name, unsigned gid) {
     return LdifEntry(UnderBase("cn=" + name + ",cn=groups"))
         .Add("objectClass", "posixGroup")
@@ -173,7 +173,7 @@ LdifEntry Group(const std::string &name, unsigned gid) {
         .Add("gidNumber", std::to_string(gid));
 }
 
-// Each member stands in the group twice, by login name and by DN.
+// Lists each member twice, by login name and by DN.
 void AddMembers(LdifEntry &group, unsigned first, unsigned end, unsigned step) {
     for (unsigned user = first; user < end; user += step) {
         group.Add("memberUid", ExampleLogin(user));
@@ -196,7 +196,7 @@ LdifEntry LargestGroup() {
     return group;
 }
 
-// A specimen whose "cn" is its name; `rdn` is written as it stands in the DN.
+// A specimen whose "cn" is its name; `rdn` is already escaped for the DN.
 LdifEntry Specimen(const std::string &rdn, const std::string &cn,
                    const std::string &sn = "Specimen") {
     return LdifEntry(UnderBase(rdn, kSpecimenBase))
@@ -212,7 +212,7 @@ std::string Repeated(std::string_view text, size_t times) {
     return all;
 }
 
-// Values that plain LDIF text cannot hold, or only just.
+// Values that plain LDIF text cannot represent, or just can.
 std::vector<LdifEntry> ValueSpecimens() {
     std::vector<LdifEntry> entries;
     entries.push_back(Specimen("cn=blanks and colons", "blanks and colons")

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// RFC 2849's SAFE-STRING, and no blank at the end (where it would be lost to the eye).
+// RFC 2849's SAFE-STRING, but without a trailing blank, which would be invisible.
 bool IsSafeLdif(std::string_view value) {
     if (value.empty()) return true;
     if (value.front() == ' ' || value.front() == ':' || value.front() == '<' ||

@@ -17,7 +17,7 @@ struct LdifEntry {
 
     explicit LdifEntry(std::string name) : dn(std::move(name)) {}
 
-    // Values of one attribute stand together, as a server keeps them.
+    // Keeps the values of one attribute together, as a server does.
     LdifEntry &Add(const std::string &attribute, const std::string &value);
 
     // The values of exactly this attribute, in order.
@@ -26,11 +26,11 @@ struct LdifEntry {
     bool operator==(const LdifEntry &) const = default;
 };
 
-// How a failed test shows an entry.
+// Prints an entry for a failed test.
 std::ostream &operator<<(std::ostream &out, const LdifEntry &entry);
 
-// The entry as a record with the blank line that ends it: lines folded at 76
-// characters, base64 where plain text would not survive.
+// The entry as a record including its final blank line: lines folded at 76 characters, base64 where
+// plain text would not survive.
 std::string LdifRecord(const LdifEntry &entry);
 
 std::string Base64(std::string_view bytes);

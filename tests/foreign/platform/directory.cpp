@@ -39,7 +39,7 @@ Strings Split(const std::string &dn) {
     return parts;
 }
 
-// Attribute and value, with the blanks around them only where the platform keeps them.
+// Attribute and value, with surrounding blanks only if the platform keeps them.
 std::optional<std::pair<std::string, std::string>> Pair(const Step &step, const std::string &rdn) {
     const size_t equals = rdn.find('=');
     if (equals == std::string::npos || equals == 0) return std::nullopt;
@@ -59,7 +59,7 @@ Strings DomainComponents(const std::string &dn) {
     return values;
 }
 
-// Where functions write to a buffer: the usual ends of a call.
+// The usual ways to end a function that writes to a buffer.
 int Write(const Step &step, const std::string &text, char *buffer, size_t size, int usual) {
     return step.Put(text, buffer, size) ? step.Success(usual) : -1;
 }
@@ -193,7 +193,7 @@ int ZAFOLDAPConfSetOne(const char *szConf, const char *szTemplate, const char *s
     const Step step("ZAFOLDAPConfSetOne", {Text(szConf), Text(szTemplate), Text(szKey),
                                            Text(szValue), Hex(static_cast<unsigned>(nFlags))});
     if (step.Fails()) return step.Result();
-    // The library hands on what it is given, without a check.
+    // The library passes these on unchecked.
     if (szConf == nullptr || szKey == nullptr || szValue == nullptr)
         return step.Failure(QLIB_ERR_BAD_ARGUMENT);
     step.platform().confs[szConf][szKey] = szValue;

@@ -72,7 +72,7 @@ int QLIBCFileGetSection(const char *szFile, const char *szSection, QLIBSZHASH *p
     if (step.Fails()) return step.Result();
     if (!Given(step, szFile, szSection, pHash)) return -1;
     const Pairs *pairs = Section(step, szFile, szSection);
-    // A result below 1 says that there is none; the error slot need not say so.
+    // A result below 1 means that there is none; the error slot need not be set.
     if (pairs == nullptr || pairs->empty())
         return step.temperament().success == 0 ? step.Success(0) : step.Success(-1);
     Assign(pHash, *pairs);

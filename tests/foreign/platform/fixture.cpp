@@ -12,7 +12,7 @@ namespace zafo::foreign {
 
 namespace {
 
-// Lives until the next test: what a test's own members give back after TearDown has a place to go.
+// Lives until the next test, so that a test's own members can still be freed after TearDown.
 std::unique_ptr<Platform> &Owner() {
     static std::unique_ptr<Platform> owner;
     return owner;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A stranger's platform under the library, and the fixture of the tests that use it. The program that
-// links this defines every function of platform/ itself, so that no other platform is called. Nothing
-// is ever started; everything is recorded, and every answer can be given.
+// A foreign platform under the library, and the fixture of the tests that use it. The program that
+// links this defines every function of platform/ itself, so that no other platform is called. No
+// process is ever started; everything is recorded, and every answer can be scripted.
 //
 //     class UserGet : public ForeignTest {};
 //     ZAFO_FOREIGN_SUITE(UserGet);
@@ -16,9 +16,9 @@
 //         EXPECT_EQ(platform().RunsOf("ldapsearch")[0].argv, (Strings{"-LLL", "-x", …}));
 //     }
 //
-// What the library does wrong to the platform (a NULL that nobody said could be given, a record that
-// was freed before, a log line of another form or priority) is a fault: it is recorded, the call
-// gives a failure, and the test fails at its end.
+// Any misuse of the platform by the library (an undocumented NULL, a record that was freed before,
+// a log line of another form or priority) is a fault: it is recorded, the call fails, and so does
+// the test at its end.
 #pragma once
 
 #include <sys/types.h>
@@ -57,33 +57,33 @@ namespace zafo::foreign {
 using Strings = std::vector<std::string>;
 using Pairs = std::map<std::string, std::string>;
 
-// What ZAFOEncodingBase64Decode does with the length that it is given the address of.
+// What ZAFOEncodingBase64Decode does with the length whose address it receives.
 enum class DecodedLength {
-    kTold,       // it becomes the number of bytes
-    kUntouched,  // it stays as it is
-    kReadAsCapacity,  // it is the room in the buffer: a text that does not fit fails; then it becomes the number
-    kBeyondBuffer  // it becomes a number far beyond the buffer
+    kTold,            // set to the number of bytes
+    kUntouched,       // left unchanged
+    kReadAsCapacity,  // read as the buffer's size, which a text may exceed (failure); then set
+    kBeyondBuffer     // set to a number far beyond the buffer
 };
 
-// How the platform behaves where nothing says how it has to.
+// The platform's behaviour where its contract leaves a choice.
 struct Temperament {
     const char *name;
-    // What functions give on success where only their failure is told (it is negative): 0 or more.
-    // Those are: all of lists and maps (but ListSub, which is not 0), AddSection, SetSection, GetPair, both
-    // ciphers, SSLToString, LoginSuffixGet, SecretGet, DNFirstDomainComponent, RDNExtract, RDNPairExtract,
-    // ConfSet, ConfSetOne, GenTmpConf, ServiceStart, ServiceStop, UserAlloc, GroupAlloc, SmbNtEncrypt,
-    // ScheduleSet, ScheduleRemove, MkdirP, Base64Decode (which is not 0), UserEnum and GroupEnum (else
-    // their number). Exec, Execl, Execv, DNDomainName, SharePathGet, the Get functions of accounts,
-    // UserSetOne, GroupSet, DescGet, SmbPasswdGet and ImportPasswd give 0 always.
+    // The successful result of functions for which only failure is specified (negative): 0 or more.
+    // Those are: all of lists and maps (but ListSub, which is not 0), AddSection, SetSection,
+    // GetPair, both ciphers, SSLToString, LoginSuffixGet, SecretGet, DNFirstDomainComponent,
+    // RDNExtract, RDNPairExtract, ConfSet, ConfSetOne, GenTmpConf, ServiceStart, ServiceStop,
+    // UserAlloc, GroupAlloc, SmbNtEncrypt, ScheduleSet, ScheduleRemove, MkdirP, Base64Decode (which
+    // is not 0), UserEnum and GroupEnum (else their number). Exec, Execl, Execv, DNDomainName,
+    // SharePathGet, the Get functions of accounts, UserSetOne, GroupSet, DescGet, SmbPasswdGet and
+    // ImportPasswd always return 0.
     int success;
-    bool
-        frees_first;  // lists free the old item (and the block, which moves) before they copy the new one
-    int info_found;  // InfoGetFromConf with the value in the buffer (1 always for nslcd.conf)
-    bool absent_removal_fails;  // removing a key that a map does not have fails
+    bool frees_first;  // lists free the old item, and the moving block, before copying the new one
+    int info_found;    // InfoGetFromConf on success (always 1 for nslcd.conf)
+    bool absent_removal_fails;  // removing a missing key from a map fails
     bool normalises;            // RDN and DN helpers drop blanks around "=" and ","
     DecodedLength decoded_length;
-    bool decoder_fills;   // Base64Decode touches 1,024 bytes of the buffer, whatever the text
-    bool awkward_chunks;  // output of tools comes in pieces of one to seven bytes
+    bool decoder_fills;   // Base64Decode writes 1,024 bytes to the buffer, whatever the text
+    bool awkward_chunks;  // tools' output arrives in pieces of one to seven bytes
 };
 void PrintTo(const Temperament &temperament, std::ostream *out);
 
@@ -96,49 +96,47 @@ inline constexpr Temperament kTemperaments[] = {
     {"Removal", 0, false, 0, true, false, DecodedLength::kUntouched, false, false},
 };
 
-// One call of a platform function. Arguments in their order: text as it is, numbers and sizes in decimal,
-// flags, option bits and modes in hexadecimal ("0x1ed"), NULL as "(null)". Lists, maps, streams and the
-// buffers that are written to are left out (their sizes are not). Of a record (ZAFOUSER, ZAFOGROUP,
-// ZAFOSCHEDULE) each field is one argument in the order of its declaration, a group's members in one joined with ",",
-// and the type left out.
-// Error codes are written as "0x0D00".
+// One call of a platform function. The arguments in order: text verbatim, numbers and sizes in
+// decimal, flags, option bits and modes in hexadecimal ("0x1ed"), NULL as "(null)". Lists, maps,
+// streams and output buffers are omitted (but not their sizes). Each field of a record (ZAFOUSER,
+// ZAFOGROUP, ZAFOSCHEDULE) is one argument, in declaration order without the type; a group's
+// members are joined with ",". Error codes are written as "0x0D00".
 struct Call {
     std::string function;
     Strings arguments;
-    Pairs map;  // what the map held that was given to AddSection, SetSection or ConfSet
+    Pairs map;  // the content of the map passed to AddSection, SetSection or ConfSet
 };
 
-// One run of a tool, also of one that could not be started.
+// One run of a tool, or a failed attempt to start it.
 struct Run {
-    std::string tool;  // the last part of its path
-    std::string path;  // the path it was to be started from
-    Strings argv;     // the arguments without argv[0] (which has to be the path, where it is given)
-    std::string how;  // "QLIBCPopen r", "QLIBCPopenv r", "QLIBCExec", "QLIBCExecl", "QLIBCExecv"
-    int bits = 0;     // of Execl and Execv
-    std::string change;        // the text of the file named behind "-f" or "-l" while the tool ran
-    mode_t change_mode = 0;    // its permission bits, 0 when there was no such file
+    std::string tool;    // the last component of its path
+    std::string path;    // the path of the program
+    Strings argv;        // the arguments without argv[0], which must be the path where it is given
+    std::string how;     // "QLIBCPopen r", "QLIBCPopenv r", "QLIBCExec", "QLIBCExecl", "QLIBCExecv"
+    int bits = 0;        // for Execl and Execv
+    std::string change;  // the text of the file after "-f" or "-l" while the tool ran
+    mode_t change_mode = 0;    // the file's permission bits, 0 if there was none
     Strings environment;       // "NAME=value", sorted
-    bool read_to_end = false;  // a stream's output was read to its end
+    bool read_to_end = false;  // a stream's output was read to the end
     bool closed = false;       // … and closed by QLIBCPclose
 };
 
-// What a tool does when it is run. The default is to print nothing and to exit with 0.
+// What a tool does when it is run. By default it prints nothing and exits with 0.
 class Tool {
   public:
-    Tool &Prints(std::string text);  // added to what it prints
+    Tool &Prints(std::string text);  // appended to its output
     Tool &Exits(int code);           // wait status code << 8; for Exec and Execv the code itself
     Tool &Dies(int signal);          // wait status is the signal; for Exec and Execv 128 + signal
-    Tool &Status(int raw);           // what Pclose, Exec, Execl or Execv gives, as it is
+    Tool &Status(int raw);           // the raw result of Pclose, Exec, Execl or Execv
     Tool &CannotStart(
-        int slot = 0x0900);  // NULL or -1, with that platform error (0: the slot stays)
-    Tool &ReadFails();       // behind its text comes a read error (EIO) in place of the end
-    Tool &Interrupted(int times = 1);  // that many reads fail with EINTR before its text comes
-    Tool &Does(
-        std::function<void(const Run &)> action);  // while it runs, before its output is read
-    Tool &Always();  // for every further run that fits, not for one only
+        int slot = 0x0900);            // NULL or -1, with that platform error (0: slot unchanged)
+    Tool &ReadFails();                 // a read error (EIO) follows the text instead of the end
+    Tool &Interrupted(int times = 1);  // that many reads fail with EINTR before the text
+    Tool &Does(std::function<void(const Run &)> action);  // runs before its output is read
+    Tool &Always();  // answers every further matching run, not just one
     Tool &Then();    // the answer to the next run (same tool, same condition)
 
-    // For the platform's own functions.
+    // For the platform functions.
     int WaitStatus() const;
     int ExitResult() const;
     const std::string &output() const { return output_; }
@@ -192,7 +190,7 @@ struct LocalGroup {
 
 struct LogLine {
     int priority;
-    std::string text;  // as rendered, without the source file name and the line in front
+    std::string text;  // as rendered, without the leading source file name and line
 };
 
 class Platform {
@@ -201,12 +199,12 @@ class Platform {
     ~Platform();
     Platform(const Platform &) = delete;
     Platform &operator=(const Platform &) = delete;
-    // The one of the running test; there is always one while a test runs.
+    // The running test's platform; there is always one during a test.
     static Platform &Get();
 
-    // The answer to the next run of a tool ("ldapsearch") that has no answer yet; with an argument, of a run
-    // of which some argument holds that text; with a condition, of a run whose arguments meet it. The
-    // first answer that fits is taken. Answers that no run took are a fault (but those with Always).
+    // The answer to the next unanswered run of a tool ("ldapsearch"); with an argument, of a run in
+    // which some argument contains that text; with a condition, of a run whose arguments meet it.
+    // The first matching answer is used. Unused answers are a fault, except Always ones.
     Tool &On(const std::string &tool);
     Tool &On(const std::string &tool, const std::string &in_an_argument);
     Tool &On(const std::string &tool, const char *in_an_argument);
@@ -214,26 +212,27 @@ class Platform {
 
     const std::vector<Call> &Calls() const;
     std::vector<Call> CallsOf(const std::string &function) const;
-    // The names of the calls of these functions, in the order in which they came.
+    // The names of the calls of these functions, in order.
     Strings Order(const std::set<std::string> &functions) const;
     const std::vector<Run> &Runs() const;
     std::vector<Run> RunsOf(const std::string &tool) const;
-    // Forgets calls, runs and log.
+    // Clears calls, runs and log.
     void Forget();
 
-    // The nth call from now on (0: every call) does nothing and gives `result` (NULL where it is a pointer),
-    // with `slot` in the platform's error slot unless that is 0. For example
-    // Fail("QLIBCSzListPush", 2), Fail("ZAFOLDAPSecretGet", 1, -1, 0x0900), Fail("QLIBCSzListAlloc").
+    // The nth call from now on (0: every call) does nothing and returns `result` (NULL for a
+    // pointer), with `slot` in the platform's error slot unless that is 0. For example
+    // Fail("QLIBCSzListPush", 2), Fail("ZAFOLDAPSecretGet", 1, -1, 0x0900),
+    // Fail("QLIBCSzListAlloc").
     void Fail(const std::string &function, int nth = 1, int result = -1, int slot = 0);
-    // The nth call from now on does what it should and gives `result`, not what it gives otherwise.
+    // The nth call from now on does its work, but returns `result`.
     void Returns(const std::string &function, int result, int nth = 1);
-    // The nth call from now on fills the buffer that it writes to with `byte` to its last byte, without a
+    // The nth call from now on fills its output buffer to the last byte with `byte`, without a
     // terminator, and succeeds.
     void Fills(const std::string &function, int nth = 1, char byte = 'x');
-    // Runs at every call of that function, before it does anything.
+    // Runs at the start of every call of that function.
     void Watch(const std::string &function, std::function<void(const Call &)> action);
 
-    // State. Tests set it and look at it.
+    // State that tests set and inspect.
     int slot = 0;                                                  // the platform's error slot
     std::map<std::string, std::map<std::string, Pairs>> sections;  // file, section, pairs
     std::map<std::string, Pairs> pairs;  // file, pairs; a missing one cannot be opened
@@ -244,40 +243,42 @@ class Platform {
     int bound = 0;                                          // IsBinded
     std::vector<LocalUser> users;
     std::vector<LocalGroup> groups;
-    int users_left = 100;                       // QLIBUserNumRemained; UserSetOne takes one
+    int users_left = 100;                       // QLIBUserNumRemained; UserSetOne decrements it
     std::map<std::string, std::string> shares;  // name, path; a missing one: -1 with 0x2200
     std::vector<ZAFOSCHEDULE> schedules;
     std::map<std::string, bool> enabled_services;  // a missing one is not enabled
     std::set<std::string> running_services;
-    // Starting "ldap-server" leaves this number in its pid file (0: none), and stopping it takes the file away
-    // (unless stop_leaves_pid_file).
+    // Starting "ldap-server" writes this number to its pid file (0: none), and stopping it removes
+    // the file (unless stop_leaves_pid_file).
     pid_t service_pid = 4242;
     bool stop_leaves_pid_file = false;
     std::set<pid_t> alive;                   // QLIBCProcAlive
     std::map<std::string, pid_t> pid_files;  // QLIBCReadPidFile; a missing one: 0
-    bool makes_folders = true;               // MkdirP makes the folder in the private root
-    bool makes_temporary_conf = true;        // GenTmpConf makes the (empty) file
+    bool makes_folders = true;               // MkdirP creates the folder in the private root
+    bool makes_temporary_conf = true;        // GenTmpConf creates the (empty) file
 
-    // How a stored password looks here: Decipher(Encipher(x)) is x; a text that Encipher did not make
-    // cannot be deciphered (-1 with 0x0F00).
+    // The stored form of a password: Decipher(Encipher(x)) is x; a text that Encipher did not
+    // produce cannot be deciphered (-1 with 0x0F00).
     static std::string Encipher(const std::string &clear);
-    // What QLIBSmbNtEncrypt makes of a password: 32 hexadecimal digits, another hash than Samba's.
+    // QLIBSmbNtEncrypt's result: 32 hexadecimal digits, deliberately not Samba's hash.
     static std::string NtHash(const std::string &clear);
-    // The words for transport security that SSLToString and SSLToType know, none of them another platform's.
+    // The words for transport security used by SSLToString and SSLToType, unlike those of any other
+    // platform.
     static const char *SslText(int type);
 
-    // Lists, maps, records and streams that were made and not given back (but a test's own List).
+    // Lists, maps, records and streams that were allocated and not freed (except a test's own
+    // List).
     Strings Outstanding() const;
-    // What the library did wrong so far; TakeFaults forgets it (for a test that expects one).
+    // What the library did wrong so far; TakeFaults clears it (for a test that expects a fault).
     const Strings &Faults() const;
     Strings TakeFaults();
 
-    // For the platform's own functions.
+    // For the platform functions.
     struct State;
     State &state() { return *state_; }
     const Temperament &temperament() const { return temperament_; }
 
-    // The answer to a run; how many answers no run has taken.
+    // The answer to a run; the number of unused answers.
     Tool AnswerTo(const Run &run);
     int AnswersLeft() const;
 
@@ -286,8 +287,8 @@ class Platform {
     std::unique_ptr<State> state_;
 };
 
-// A connection record over strings of its own, without a list behind it; converts to what functions take.
-// Set what is to be NULL to nullopt before the first use.
+// A connection record over its own strings, without a list; converts to the functions' parameters.
+// Assign nullopt before the first use to make a field NULL.
 struct Host {
     std::optional<std::string> uri = "ldap.x.example";
     std::optional<std::string> base = "dc=x,dc=example";
@@ -305,7 +306,7 @@ struct Host {
     bool filled_ = false;
 };
 
-// A list of the test's own; gives it back at its end.
+// A list owned by the test, and freed at its end.
 class List {
   public:
     List(std::initializer_list<const char *> items = {});
@@ -321,16 +322,16 @@ class List {
 };
 Strings Items(const QLIBSZLIST *list);
 
-// An entry as ldapsearch prints it with -LLL, with the blank line behind it; values that LDIF cannot hold as text
-// go out in base64.
+// An entry as ldapsearch -LLL prints it, including the blank line at its end; values that LDIF
+// cannot hold as text are written in base64.
 std::string Entry(const std::string &dn,
                   const std::vector<std::pair<std::string, std::string>> &attributes);
 std::string Base64(const std::string &bytes);
-// What a file holds; nothing when it cannot be read.
+// A file's content; nullopt when it cannot be read.
 std::optional<std::string> FileText(const std::string &path);
 void WriteFile(const std::string &path, const std::string &text, mode_t mode = 0600);
 
-// What `body` gives in a process of its own (0 to 255), -1 when that ends by a signal.
+// The result of `body` in another process (0 to 255), -1 when a signal ends it.
 int InAnotherProcess(const std::function<int()> &body);
 
 constexpr int kStalePlatformError = 0x7777;
@@ -338,28 +339,30 @@ constexpr int kStaleLibraryError = 4711;
 
 class ForeignTest : public testing::TestWithParam<Temperament> {
   protected:
-    using Run = foreign::Run;  // GoogleTest's own Run is nothing for tests
-    ForeignTest();             // a new platform, before any member of the fixture
-    void SetUp() override;     // stale slots, no log
-    void TearDown() override;  // nothing outstanding, no fault, no answer left over
+    using Run = foreign::Run;  // not GoogleTest's own Run
+    ForeignTest();             // creates a new platform before any member of the fixture
+    void SetUp() override;     // stale slots, empty log
+    void TearDown() override;  // nothing outstanding, no fault, no unused answer
 
     Platform &platform() { return Platform::Get(); }
     const Temperament &temper() const { return GetParam(); }
-    // Both slots hold stale values again.
+    // Gives both slots stale values again.
     void Stale();
-    // … as they were then.
+    // Expects these values.
     void ExpectSlotsUntouched();
     int PlatformError() { return platform().slot; }
     int LibraryError() { return ZAFOLDAPErrGet(); }
 
-    // The log since the beginning of the test or the last TakeLog, texts as rendered without "FILE:LINE " in
-    // front. A line of another form, or of another priority than 3, is a fault.
+    // The log since the beginning of the test or the last TakeLog, rendered without the leading
+    // "FILE:LINE ". A line of another form, or of a priority other than 3, is a fault.
     Strings Log();
     Strings TakeLog();
 
-    // The call fails as an argument check of that text does: it gives -1 (NULL, or `expected`), logs exactly the one
-    // line, sets 0x0D00, leaves the library's error, and no tool is run.
-    //     ExpectArgumentFailure("((void *)0) != pHost", [&] { return ZAFOLDAPModify(nullptr, &ldif, 0); });
+    // Expects the call to fail at the argument check with that text: it returns -1 (NULL, or
+    // `expected`), logs exactly one line, sets 0x0D00, leaves the library's error alone, and runs
+    // no tool.
+    //     ExpectArgumentFailure("((void *)0) != pHost",
+    //                           [&] { return ZAFOLDAPModify(nullptr, &ldif, 0); });
     template <class Function>
     void ExpectArgumentFailure(const std::string &condition, Function call) {
         BeforeArgumentFailure();
@@ -377,13 +380,13 @@ class ForeignTest : public testing::TestWithParam<Temperament> {
         AfterArgumentFailure(condition);
     }
 
-    // The tools that were run, in order.
+    // The tools run so far, in order.
     Strings Tools();
-    // What was given to ldapmodify, one text a run.
+    // The input of ldapmodify, one text per run.
     Strings Changes();
 
-    // One item after the other that lists give in that call is not given: the one change that the
-    // call makes is sent as it is otherwise, or not at all and the call fails.
+    // Makes the lists fail to return one item after another during the call: the only change that
+    // the call sends must be the usual one, or none is sent and the call fails.
     void ExpectWholeChangeOrNone(const std::function<int()> &call);
 
   private:
@@ -394,7 +397,7 @@ class ForeignTest : public testing::TestWithParam<Temperament> {
 
 std::string TemperamentName(const testing::TestParamInfo<Temperament> &info);
 
-// Runs a suite on every temperament.
+// Runs a suite with every temperament.
 #define ZAFO_FOREIGN_SUITE(suite)                                                             \
     INSTANTIATE_TEST_SUITE_P(Foreign, suite, testing::ValuesIn(zafo::foreign::kTemperaments), \
                              zafo::foreign::TemperamentName)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Lists and maps. A list that frees first gives back its block and every text in it before it looks at
-// what it is given.
+// Lists and maps. A list that frees first releases its block and every text in it before it reads
+// its arguments.
 #include <strings.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ const ListBlock *BlockOf(const QLIBSZLIST *list) {
     return reinterpret_cast<const ListBlock *>(list);
 }
 
-// Every text of the list moves; what a caller has of them from before is worth nothing.
+// Moves every text of the list, which invalidates pointers that a caller still holds.
 void MoveTexts(const Step &step, ListBlock *block) {
     for (char *&item : *block->items) {
         char *moved = Copy(item);
@@ -35,7 +35,7 @@ void MoveTexts(const Step &step, ListBlock *block) {
     }
 }
 
-// The block moves as well.
+// Moves the block as well.
 ListBlock *MoveBlock(const Step &step, QLIBSZLIST **list) {
     ListBlock *old = BlockOf(*list);
     auto *moved = static_cast<ListBlock *>(std::malloc(sizeof(ListBlock)));
@@ -48,7 +48,7 @@ ListBlock *MoveBlock(const Step &step, QLIBSZLIST **list) {
     return moved;
 }
 
-// Moving costs time in proportion to the list: a long one moves now and then.
+// Moving takes time proportional to the list, so a long one moves only occasionally.
 bool Moves(const Step &step, const ListBlock *block) {
     const size_t count = block->items->size();
     return step.temperament().frees_first && (count <= 64 || count % 512 == 0);
@@ -153,7 +153,7 @@ List::List(std::initializer_list<const char *> items) : list_(nullptr) {
 
 List::~List() {
     Platform::State &state = Platform::Get().state();
-    if (state.live.count(list_) == 0) return;  // given back already, which its test may want
+    if (state.live.count(list_) == 0) return;  // already freed, perhaps intentionally by the test
     for (char *item : *BlockOf(list_)->items)
         state.quarantine.TakeText(item);
     delete BlockOf(list_)->items;

@@ -27,7 +27,7 @@ Quarantine::~Quarantine() {
 }
 
 void Quarantine::Take(void *block, size_t size) {
-    // A text stays a text: a reader finds its end.
+    // Keeps the text terminated for any reader.
     if (size != 0) {
         std::memset(block, '?', size);
         static_cast<char *>(block)[size - 1] = '\0';

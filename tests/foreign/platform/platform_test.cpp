@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The stranger's platform itself: that it is what is called, that it behaves as each temperament says,
-// and that what it records is what came.
+// The foreign platform itself: that it is the one called, behaves as each temperament describes,
+// and records exactly what it receives.
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -259,7 +259,7 @@ TEST_P(ForeignPlatform, NormalisesRdnsByTemperament) {
     EXPECT_STREQ(value, temper().normalises ? "ann" : " ann");
 }
 
-TEST_P(ForeignPlatform, FailsGivesAndFillsAsTold) {
+TEST_P(ForeignPlatform, FailsReturnsAndFillsAsScripted) {
     platform().secret = "geheim";
     char buffer[8];
     platform().Fail("ZAFOLDAPSecretGet", 2, -3, 0x0A00);
@@ -292,7 +292,7 @@ TEST_P(ForeignPlatform, KeepsSectionsAndShowsWhatWasStored) {
     EXPECT_EQ(platform().TakeFaults(), Strings{"QLIBCFileAddSection: no map"});
 }
 
-TEST_P(ForeignPlatform, TellsWhenARecordComesBackWithAnotherText) {
+TEST_P(ForeignPlatform, NoticesWhenARecordIsReturnedWithADifferentText) {
     ZAFOUSER *user = nullptr;
     EXPECT_EQ(ZAFOUserAlloc(&user, "ann", nullptr, 1, 2, nullptr, "/h", nullptr, 0, 0, "m"),
               temper().success);

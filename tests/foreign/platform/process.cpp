@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Child processes that are none: what a tool prints comes from a stream of our own, and its status from
-// the test.
+// Simulated child processes: a tool's output comes from a stream, its status from the test.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,7 +34,7 @@ void TakeChange(Run &run) {
     }
 }
 
-// Records the run and looks for its answer.
+// Records the run and finds its answer.
 Tool Start(const Step &step, const char *path, Strings argv, const char *how, int bits = 0) {
     Run run;
     run.path = path;
@@ -66,7 +65,7 @@ ssize_t Read(void *cookie, char *buffer, size_t size) {
         errno = EIO;
         return -1;
     }
-    // Pieces of one to seven bytes, and of one at most when the first is asked for.
+    // Pieces of one to seven bytes, and just one byte for the first read.
     const size_t piece = stream->awkward ? stream->position % 7 + 1 : left;
     const size_t count = std::min({left, size, piece});
     stream->output.copy(buffer, count, stream->position);
@@ -109,7 +108,7 @@ Strings Vector(char *const argv[]) {
     return arguments;
 }
 
-// The arguments behind argv[0], which has to be the path.
+// The arguments after argv[0], which must be the path.
 bool WithoutName(const Step &step, const char *path, Strings &arguments) {
     if (arguments.empty() || arguments[0] != path) {
         step.Fault("argv[0] is not the path");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the functions of the stranger's platform share: the record of calls, the answers that a test has
-// given, and the memory that they hand out.
+// Shared by the functions of the foreign platform: the record of calls, the test's answers, and the
+// memory that they return.
 #pragma once
 
 #include <cstring>
@@ -11,8 +11,8 @@
 
 namespace zafo::foreign {
 
-// Memory that a test may not look at any more. It is overwritten at once and given back when the test has
-// ended, so that whoever still reads it reads nonsense and does not crash by chance.
+// Memory that a test may no longer read. It is overwritten immediately and freed at the end of the
+// test, so that a late reader reliably reads garbage.
 class Quarantine {
   public:
     Quarantine() = default;
@@ -29,11 +29,11 @@ class Quarantine {
 };
 
 struct ListBlock {
-    QLIBSZLIST head;  // what the caller sees: its address is the list's
+    QLIBSZLIST head;  // what the caller sees: its address identifies the list
     std::vector<char *> *items;
 };
 
-// What made a list that is a test's own.
+// The recorded origin of a test's own list.
 inline constexpr char kTestsList[] = "a test's list";
 
 struct Stream {
@@ -68,14 +68,14 @@ struct GroupOwned {
 struct Platform::State {
     std::vector<Call> calls;
     std::vector<Run> runs;
-    size_t forgotten_runs = 0;  // streams of these may still be open
+    size_t forgotten_runs = 0;  // their streams may still be open
     std::deque<Tool> answers;
     std::deque<Rule> rules;
     std::multimap<std::string, std::function<void(const Call &)>> watches;
     std::vector<LogLine> log;
     Strings faults;
     Quarantine quarantine;
-    std::map<const void *, std::string> live;  // what was made, and by which call
+    std::map<const void *, std::string> live;  // every live allocation, and the call that made it
     std::set<const void *> freed;
     std::map<FILE *, std::unique_ptr<Stream>> streams;
     std::map<const ZAFOUSER *, UserOwned> users;
@@ -102,23 +102,23 @@ std::string Decimal(Number number) {
 char *Copy(const char *text);
 char *CopyOrNull(const std::optional<std::string> &text);
 
-// One call of a platform function: recorded when it is made, and asked what the test wants it to do.
+// One call of a platform function: recorded at its start, and asked how the test wants it to end.
 class Step {
   public:
     Step(const char *function, Strings arguments, const QLIBSZHASH *map = nullptr);
 
-    // The test wants the call to fail: Result() is what to give.
+    // Whether the test wants the call to fail, with Result().
     bool Fails() const { return fail_ != nullptr; }
     int Result() const { return fail_->result; }
-    // What to give on success: what the test wants, else `usual`, else the temperament's.
+    // The result on success: the test's, else `usual`, else the temperament's.
     int Success() const { return Success(temperament_.success); }
     int Success(int usual) const { return give_ != nullptr ? give_->result : usual; }
-    // Failure for a reason of the platform's own.
+    // A failure for the platform's own reasons.
     int Failure(int slot) const;
-    // The caller did what nobody said it may do.
+    // The caller did something undocumented.
     int Fault(const std::string &what) const;
 
-    // Writes a text and its end to a buffer; false, with 0x0E00, when it does not fit.
+    // Writes a text and its terminator to a buffer; false, with 0x0E00, when it does not fit.
     bool Put(const std::string &text, char *buffer, size_t size) const;
     bool Given(const void *pointer, const char *what) const;
     bool Live(const void *what, const char *kind) const;
@@ -138,7 +138,7 @@ class Step {
     const Rule *fill_ = nullptr;
 };
 
-// Lists and maps, for functions that fill them without a call of their own.
+// Lists and maps for functions that fill them, without a recorded call.
 void Append(QLIBSZLIST **list, const std::string &item);
 Pairs PairsOf(const QLIBSZHASH *map);
 void Assign(QLIBSZHASH *map, const Pairs &pairs);

@@ -41,12 +41,12 @@ bool MakeFolders(const std::string &path, bool own, uid_t uid, gid_t gid, mode_t
     struct stat status {};
     if (stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
     if (mkdir(path.c_str(), mode) != 0 || chmod(path.c_str(), mode) != 0) return false;
-    // Not everybody who runs tests may give folders away; what was asked for is in the record.
+    // Tests may run without the right to change owners; the request is in the record.
     if (own && chown(path.c_str(), uid, gid) != 0) return true;
     return true;
 }
 
-// The length of "FILE:LINE " in front of a message, 0 when it is not there.
+// The length of the leading "FILE:LINE " of a message, 0 if it is missing.
 size_t PlaceLength(const std::string &text) {
     size_t i = 0;
     const auto run = [&](const char *characters) {
@@ -84,7 +84,7 @@ void Log(int priority, const char *format, va_list arguments) {
 
 using namespace zafo::foreign;
 
-// The C library's own, under the names that programs with and without checked formats call.
+// The C library's functions, under the names called by programs with and without checked formats.
 extern "C" {
 ZAFO_API void syslog(int priority, const char *format, ...) {
     va_list arguments;
