@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/process.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <stdio_ext.h>
 #include <unistd.h>
@@ -12,7 +13,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -20,7 +20,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "base/child.h"
@@ -34,7 +33,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using zafo::Fail;
 using zafo::FailNull;
 using zafo::OutOfMemoryIs;
@@ -223,13 +221,18 @@ std::vector<char *> Collect(const char *path, va_list arguments) {
 int Expand(std::string_view argument, std::vector<std::string> *words) {
     const size_t before = words->size();
     if (argument.starts_with('/') && argument.ends_with("/*")) {
-        std::error_code error;
-        fs::directory_iterator entry(argument.substr(0, argument.size() - 1), error);
-        for (; !error && entry != fs::directory_iterator(); entry.increment(error))
-            words->push_back(entry->path());
-        const bool is_folder =
-            error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory;
-        if (error && is_folder) return error.value();
+        const std::string folder(argument.substr(0, argument.size() - 1));
+        // Not a directory_iterator: that of libstdc++ ends the process when out of memory.
+        const std::unique_ptr<DIR, int (*)(DIR *)> entries(opendir(folder.c_str()), closedir);
+        if (!entries && errno != ENOENT && errno != ENOTDIR) return errno;
+        while (entries) {
+            errno = 0;
+            const dirent *entry = readdir(entries.get());
+            if (entry == nullptr && errno != 0) return errno;
+            if (entry == nullptr) break;
+            const std::string_view name = entry->d_name;
+            if (name != "." && name != "..") words->push_back(folder + entry->d_name);
+        }
         std::sort(words->begin() + static_cast<ptrdiff_t>(before), words->end());
     }
     if (words->size() == before) words->emplace_back(argument);
