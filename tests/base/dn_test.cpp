@@ -93,7 +93,7 @@ TEST(Dn, SaysWhereAndWhyATextIsInvalid) {
         {"cn=#", 3, "be escaped with \\"},
         {"cn=#0402x", 8, "after the value"},
         {"cn=\"a\"b", 6, "after the value"},
-        {"cn=\"a", 3, "no second one"},
+        {"cn=\"a", 3, "unterminated quotation mark"},
         {"cn=a\\zb", 4, "after \\"},
         {"cn=a\\", 4, "after \\"},
         {"cn=a\\4", 4, "after \\"},

@@ -295,7 +295,7 @@ std::string Reason() {
 }
 
 TEST_F(LdapServer, WithoutAConfigurationSaysSo) {
-    EXPECT_THAT(Reason(), HasSubstr("there is no " + kConf));
+    EXPECT_THAT(Reason(), HasSubstr(std::string(kConf) + " does not exist"));
 }
 
 TEST_F(LdapServer, WithABadConfigurationSaysWhere) {

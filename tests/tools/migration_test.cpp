@@ -159,8 +159,8 @@ TEST_F(MigrateCommand, ReportsWhomItSkippedAndWhy) {
     const ProgramRun run = Line("migrate users --to local --yes --json");
     EXPECT_EQ(run.exit_code, 7) << run.err;
     EXPECT_THAT(Rows(Json::parse(run.out)),
-                ElementsAre("random added: the password is not a {crypt} hash: no log-in with a "
-                            "password until one is set",
+                ElementsAre("random added: the password is not a {crypt} hash: nobody can log in "
+                            "with a password until one is set",
                             "taken skipped: the name is taken, with number 2001",
                             "other skipped: the number is taken by number",
                             "lost skipped: its primary group 4711 is not on this system; groupadd "

@@ -92,7 +92,7 @@ TEST_F(Restore, TheLatestIsTheNewestThatIsWhole) {
 TEST_F(Restore, OfAnotherDirectoryIsRefused) {
     const ChangedFile conf(kSlapdConf, "suffix dc=other,dc=org\nrootdn cn=admin,dc=other,dc=org\n");
     ExpectRefusal("restore --latest --yes", 1, "zafoldap.backup_other_suffix",
-                  "this server has dc=other,dc=org");
+                  "this server holds dc=other,dc=org");
 }
 
 TEST_F(Restore, WhileAnotherJobRunsIsBusyAndLeavesItsProgress) {
