@@ -52,6 +52,7 @@ TEST_F(NFSMount, SourceThatIsNotAnExportIsRefusedWithItsFault) {
         {"homes", "it is not HOST:/PATH"},
         {"-o:/homes", "what stands before \":/\" is no host name and no address"},
         {"server:/ho\nmes", "it holds control characters"},
+        {"server:/ho\x7Fmes", "it holds control characters"},
         {"server:/" + std::string(4096, 'x'), "the path is too long"},
         {"server:/ho#mes", "the path holds \"#\""},
         {"server:/ho//mes", "the path holds \"//\""},
@@ -65,6 +66,11 @@ TEST_F(NFSMount, SourceThatIsNotAnExportIsRefusedWithItsFault) {
                     ElementsAre(std::string("nfs mount refused: ") + fault + ". [0x0D00]"));
     }
     EXPECT_THAT(exports_.Mounted(), IsEmpty());
+}
+
+TEST_F(NFSMount, TildeIsPartOfAPath) {
+    EXPECT_EQ(ZAFOLDAPNFSMount("server:/~no"), -1);
+    EXPECT_THAT(LoggedTexts(), ElementsAre("mount server:/~no to " + point_ + " failed. [0x1234]"));
 }
 
 TEST_F(NFSMount, StaleMountPointIsUsed) {

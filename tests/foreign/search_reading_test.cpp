@@ -288,6 +288,8 @@ TEST_P(SearchReading, FailsCleanlyWhereverAnAppendFails) {
         Open(output);
         platform().Fail("QLIBCSzListPush", nth, -1, 0x0200);
         EXPECT_EQ(Next(), -1) << nth;
+        for (const std::string &line : Log())
+            EXPECT_EQ(line.find("mismatch"), std::string::npos) << nth << ", noticed too late";
         EXPECT_EQ(Items(entry_.plistAttr).size(), Items(entry_.plistValue).size());
         EXPECT_EQ(platform().Outstanding().size(), 3U) << "entry and stream";
         Close();

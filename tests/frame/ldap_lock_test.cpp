@@ -159,10 +159,13 @@ TEST_F(Lock, FileInASharedFolderThatOthersMayOpenIsReplaced) {
 TEST_F(Lock, FileInASharedFolderWithASecondLinkIsReplacedAndTheOtherNameKept) {
     std::ofstream("/tmp/precious") << "content\n";
     ASSERT_EQ(link("/tmp/precious", file_.c_str()), 0);
+    zafo::rig::SystemLog::Get().Clear();
     const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
     EXPECT_GE(fd, 0);
     EXPECT_NE(StatusOf(file_).st_ino, StatusOf("/tmp/precious").st_ino);
     EXPECT_EQ(StatusOf("/tmp/precious").st_size, 8);
+    EXPECT_THAT(zafo::rig::SystemLog::Get().Messages(),
+                testing::Contains(testing::HasSubstr("mode 0644, 2 links was in the way")));
     ZAFOLDAPUnLock(fd);
     unlink("/tmp/precious");
 }
@@ -193,6 +196,18 @@ TEST_F(Lock, LinkIsNotFollowed) {
         EXPECT_NE(access("/var/lib/target", F_OK), 0) << lock;
         unlink(lock.c_str());
     }
+}
+
+// Root's processes replace files one at a time.
+TEST_F(Lock, IsNotWaitedForWhileAnotherProcessKeepsItsTurn) {
+    const int turn = open("/var/run/zafoldap.turn.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(turn, LOCK_EX), 0);
+    EXPECT_EQ(ZAFOLDAPLock(file_.c_str(), LOCK_EX), -1);
+    EXPECT_EQ(QLIBCErrGet(), 0x0900);
+    close(turn);
+    const int fd = ZAFOLDAPLock(file_.c_str(), LOCK_EX);
+    EXPECT_GE(fd, 0);
+    ZAFOLDAPUnLock(fd);
 }
 
 // A process that opened the file before it was replaced holds a useless lock.
