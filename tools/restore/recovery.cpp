@@ -46,8 +46,9 @@ void CleanUp(const Places &places) {
 }
 
 [[noreturn]] void FailUnclear(const Places &places) {
-    throw JobError(Exit::kSystem, fmt::format("a restore was interrupted, and {} does not hold the "
-                                              "directory: move it away, or {}, and remove {}",
+    throw JobError(Exit::kSystem, fmt::format("a restore was interrupted, and which folder holds "
+                                              "the directory is unclear: leave it in {}, move {} "
+                                              "away, and remove {}",
                                               places.data, places.spare, places.journal));
 }
 
