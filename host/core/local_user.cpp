@@ -70,6 +70,7 @@ int StoreCrypt(const std::vector<NewHashes> &users) {
 // process dies here, as little as possible is missing.
 int Store(const std::vector<NewHashes> &users) {
     std::vector<zafo::SambaAccount> samba;
+    samba.reserve(users.size());
     for (const NewHashes &user : users)
         samba.push_back(user.samba);
     const int error = zafo::StoreSambaHashes(samba);
@@ -114,8 +115,8 @@ int QLIBUserSmbPasswdGet(const char *name, char *lm_hash, size_t lm_size, char *
         if (hashes.lm.size() >= lm_size || hashes.nt.size() >= nt_size) {
             return Fail(QLIB_ERR_BUFFER_TOO_SMALL);
         }
-        std::strcpy(lm_hash, hashes.lm.c_str());
-        std::strcpy(nt_hash, hashes.nt.c_str());
+        std::memcpy(lm_hash, hashes.lm.c_str(), hashes.lm.size() + 1);
+        std::memcpy(nt_hash, hashes.nt.c_str(), hashes.nt.size() + 1);
         return 0;
     });
 }

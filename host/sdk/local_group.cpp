@@ -25,6 +25,7 @@ using zafo::OutOfMemoryIs;
 int MakeRecord(const GroupEntry &group, ZAFOGROUP **record) {
     const std::vector<std::string> names(group.members.begin(), group.members.end());
     std::vector<const char *> members;
+    members.reserve(names.size() + 1);
     for (const std::string &name : names)
         members.push_back(name.c_str());
     members.push_back(nullptr);
