@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "base/ascii.h"
+#include "base/dn.h"
 #include "tools/cli/display_text.h"
 #include "tools/cli/ldap_filter.h"
 #include "tools/zafoldap/local_accounts.h"

@@ -11,6 +11,7 @@
 #include "base/ascii.h"
 #include "tools/cli/change_log.h"
 #include "tools/cli/check_steps.h"
+#include "tools/cli/display_text.h"
 #include "tools/cli/listing.h"
 #include "tools/zafoldap/commands.h"
 #include "tools/zafoldap/local_accounts.h"
